@@ -1,0 +1,24 @@
+# Options of this directory and below: they reach the library, its tests, examples and benchmarks, never a consumer.
+set( CMAKE_CXX_STANDARD 20 )
+set( CMAKE_CXX_STANDARD_REQUIRED ON )
+set( CMAKE_CXX_EXTENSIONS OFF )
+set( CMAKE_COMPILE_WARNING_AS_ERROR ${ROUTEPOLICY_WERROR} )
+
+add_compile_options( -Wall -Wextra -Wpedantic )
+if( CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13 )
+   add_compile_options( -Wno-restrict -Wno-maybe-uninitialized )   # g++ 12 reports std::string's own concatenation and assignment
+endif()
+
+if( ROUTEPOLICY_SANITIZE )
+   list( JOIN ROUTEPOLICY_SANITIZE "," sanitizers )
+   add_compile_options( -fsanitize=${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer )
+   add_link_options( -fsanitize=${sanitizers} )
+   if( CMAKE_CXX_COMPILER_ID STREQUAL GNU )
+      add_compile_options( -Wno-maybe-uninitialized )   # instrumented code confuses it, as GCC's manual says
+   endif()
+endif()
+
+if( ROUTEPOLICY_COVERAGE )
+   add_compile_options( --coverage -fprofile-update=atomic )
+   add_link_options( --coverage )
+endif()

@@ -1,0 +1,31 @@
+include( GNUInstallDirs )
+include( CMakePackageConfigHelpers )
+
+set( header_dir "${CMAKE_INSTALL_INCLUDEDIR}/routepolicy" )
+set( package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/RoutePolicy" )
+
+install( TARGETS routepolicy EXPORT RoutePolicyTargets
+   FILE_SET HEADERS DESTINATION "${header_dir}"
+   FILE_SET generated DESTINATION "${header_dir}" )
+install( EXPORT RoutePolicyTargets NAMESPACE RoutePolicy:: DESTINATION "${package_dir}" )
+
+configure_package_config_file( cmake/RoutePolicyConfig.cmake.in "${PROJECT_BINARY_DIR}/RoutePolicyConfig.cmake"
+   INSTALL_DESTINATION "${package_dir}" )
+write_basic_package_version_file( "${PROJECT_BINARY_DIR}/RoutePolicyConfigVersion.cmake" COMPATIBILITY SameMinorVersion )
+install( FILES "${PROJECT_BINARY_DIR}/RoutePolicyConfig.cmake" "${PROJECT_BINARY_DIR}/RoutePolicyConfigVersion.cmake"
+   DESTINATION "${package_dir}" )
+
+# Everything is told relative to the .pc file, so that an installed tree may be moved.
+file( RELATIVE_PATH pc_prefix "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}" )
+file( RELATIVE_PATH pc_include "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_INCLUDEDIR}/routepolicy" )
+set( pc_cflags "" )
+if( NOT BUILD_SHARED_LIBS )
+   string( APPEND pc_cflags " -DROUTEPOLICY_STATIC_DEFINE" )
+endif()
+if( Boost_INCLUDE_DIRS AND NOT Boost_INCLUDE_DIRS IN_LIST CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES )
+   string( APPEND pc_cflags " -isystem ${Boost_INCLUDE_DIRS}" )
+endif()
+configure_file( cmake/routepolicy.pc.in "${PROJECT_BINARY_DIR}/routepolicy.pc" @ONLY )
+install( FILES "${PROJECT_BINARY_DIR}/routepolicy.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" )
+
+install( FILES LICENSE README.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" )

@@ -1,0 +1,43 @@
+include( GenerateExportHeader )
+find_package( Boost 1.74 REQUIRED )
+
+set( folders substrate policy function compile rolestatus paths )
+list( TRANSFORM folders PREPEND "${PROJECT_SOURCE_DIR}/" )
+list( TRANSFORM folders APPEND "/*.cpp" OUTPUT_VARIABLE source_globs )
+list( TRANSFORM folders APPEND "/*.h" OUTPUT_VARIABLE header_globs )
+file( GLOB_RECURSE sources CONFIGURE_DEPENDS ${source_globs} )
+file( GLOB_RECURSE headers CONFIGURE_DEPENDS ${header_globs} )
+
+# Adds the target all_verify_interface_header_sets, which compiles each public header alone.
+set( CMAKE_VERIFY_INTERFACE_HEADER_SETS ${PROJECT_IS_TOP_LEVEL} )
+
+add_library( routepolicy ${sources} )
+add_library( RoutePolicy::routepolicy ALIAS routepolicy )
+
+generate_export_header( routepolicy
+   EXPORT_MACRO_NAME ROUTEPOLICY_API
+   EXPORT_FILE_NAME "${PROJECT_BINARY_DIR}/include/routepolicy_export.h" )
+
+# Two sets, for the build tree may lie inside the source tree, and one set may not have nested base directories.
+target_sources( routepolicy PUBLIC
+   FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${headers}
+   FILE_SET generated TYPE HEADERS BASE_DIRS "${PROJECT_BINARY_DIR}/include" FILES "${PROJECT_BINARY_DIR}/include/routepolicy_export.h" )
+
+target_compile_features( routepolicy PUBLIC cxx_std_20 )
+target_link_libraries( routepolicy PUBLIC Boost::headers )
+if( NOT BUILD_SHARED_LIBS )
+   target_compile_definitions( routepolicy PUBLIC ROUTEPOLICY_STATIC_DEFINE )
+endif()
+if( ROUTEPOLICY_ARCH )
+   target_compile_options( routepolicy PRIVATE "-march=${ROUTEPOLICY_ARCH}" )
+endif()
+if( NOT ROUTEPOLICY_SANITIZE )
+   target_link_options( routepolicy PRIVATE -Wl,--no-undefined )   # a sanitizer's runtime is found only by the program
+endif()
+
+set_target_properties( routepolicy PROPERTIES
+   CXX_VISIBILITY_PRESET hidden
+   VISIBILITY_INLINES_HIDDEN ON
+   POSITION_INDEPENDENT_CODE ON
+   VERSION ${PROJECT_VERSION}
+   SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR} )   # until 1.0, a minor version may break the binary interface

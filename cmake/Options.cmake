@@ -1,0 +1,26 @@
+option( BUILD_SHARED_LIBS "Build libroutepolicy.so; OFF builds libroutepolicy.a" ON )
+option( ROUTEPOLICY_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL} )
+option( ROUTEPOLICY_BUILD_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL} )
+option( ROUTEPOLICY_BUILD_BENCH "Build the benchmarks; refused in a debug or instrumented build" OFF )
+option( ROUTEPOLICY_BUILD_FUZZERS "Build the libFuzzer programs; needs clang" OFF )
+option( ROUTEPOLICY_WERROR "Treat warnings as errors" OFF )
+option( ROUTEPOLICY_COVERAGE "Instrument for gcov" OFF )
+set( ROUTEPOLICY_SANITIZE "" CACHE STRING "Sanitizers for everything in this build, as in address;undefined" )
+
+# The look-up path counts bits; without popcnt that is a function call. Every x86-64 machine since about 2009 has it.
+set( default_arch "" )
+if( CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$" )
+   set( default_arch x86-64-v2 )
+endif()
+set( ROUTEPOLICY_ARCH "${default_arch}" CACHE STRING "-march of the library's own code; empty: the compiler's default" )
+
+get_property( multi_config GLOBAL PROPERTY GENERATOR_IS_MULTI_CONFIG )
+if( PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT multi_config )
+   set_property( CACHE CMAKE_BUILD_TYPE PROPERTY VALUE Release )
+endif()
+
+# Tests that measure the artefact as it ships make no sense on instrumented code.
+set( ROUTEPOLICY_INSTRUMENTED OFF )
+if( ROUTEPOLICY_SANITIZE OR ROUTEPOLICY_COVERAGE )
+   set( ROUTEPOLICY_INSTRUMENTED ON )
+endif()
