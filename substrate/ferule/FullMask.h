@@ -1,0 +1,59 @@
+/// @file substrate/ferule/FullMask.h
+/// Addresses with a mask of any shape, as access list rules have them. Threading: plain values.
+#pragma once
+
+#include "routepolicy_export.h"
+#include "substrate/ferule/IpPrefix.h"
+
+namespace Ferule {
+
+/// An IPv4 address and mask; a one bit in the mask must agree.
+struct IpAddrWithFullMask {
+   IpAddr address;
+   IpAddr mask;
+   friend constexpr auto operator<=>( const IpAddrWithFullMask &, const IpAddrWithFullMask & ) = default;
+};
+
+/// An IPv6 address and the length of its mask, which is contiguous.
+struct ROUTEPOLICY_API Ip6AddrWithMask {
+   Ip6Addr address;
+   uint8_t length = 0;
+   constexpr Ip6Prefix subnet() const noexcept { return { Ip6Addr( address.bits() & Bits128::leadingOnes( length ) ), length }; }
+   friend constexpr auto operator<=>( const Ip6AddrWithMask &, const Ip6AddrWithMask & ) = default;
+};
+
+/// An address of either family with a mask of any shape.
+class ROUTEPOLICY_API IpGenAddrWithFullMask {
+ public:
+   constexpr IpGenAddrWithFullMask() noexcept = default;
+   /// The mask is taken to be of the address's family.
+   constexpr IpGenAddrWithFullMask( const IpGenAddr & address, Bits128 mask ) noexcept : address_( address ), mask_( mask ) {}
+   constexpr IpGenAddrWithFullMask( const IpAddrWithFullMask & v4 ) noexcept
+         : address_( v4.address ), mask_( IpGenAddr( v4.mask ).bits() ) {}
+   constexpr IpGenAddrWithFullMask( const Ip6AddrWithMask & v6 ) noexcept
+         : address_( v6.address ), mask_( Bits128::leadingOnes( v6.length ) ) {}
+
+   constexpr const IpGenAddr & address() const noexcept { return address_; }
+   constexpr Bits128 mask() const noexcept { return mask_; }
+
+   /// True when the mask is contiguous, from the first bit on, and the address has no bits outside of it.
+   constexpr bool validAsPrefix() const noexcept {
+      return mask_ == Bits128::leadingOnes( leadingOnesOfMask() ) && ( address_.bits() & ~mask_ ).none();
+   }
+   /// Whether `a` is of this family and agrees with the address in every bit of the mask.
+   constexpr bool contains( const IpGenAddr & a ) const noexcept {
+      return a.af() == address_.af() && ( ( a.bits() ^ address_.bits() ) & mask_ ).none();
+   }
+   /// The length of the mask's leading run of ones, 0 to 128.
+   constexpr uint8_t leadingOnesOfMask() const noexcept {
+      return static_cast<uint8_t>( ~mask_.high ? __builtin_clzll( ~mask_.high ) : ~mask_.low ? 64 + __builtin_clzll( ~mask_.low ) : 128 );
+   }
+
+   friend constexpr auto operator<=>( const IpGenAddrWithFullMask &, const IpGenAddrWithFullMask & ) = default;
+
+ private:
+   IpGenAddr address_;
+   Bits128 mask_;
+};
+
+}  // namespace Ferule

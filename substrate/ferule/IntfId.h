@@ -1,0 +1,34 @@
+/// @file substrate/ferule/IntfId.h
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <functional>
+#include <ostream>
+#include <string>
+
+#include "substrate/quoin/String.h"
+
+namespace Ferule {
+
+/// An interface of the agent's system, by number; 0 is none. Text: the number in decimal. Threading: a plain value.
+class IntfId {
+ public:
+   constexpr IntfId() noexcept = default;
+   constexpr explicit IntfId( uint32_t id ) noexcept : id_( id ) {}
+   constexpr uint32_t id() const noexcept { return id_; }
+   constexpr uint32_t hash() const noexcept { return id_; }
+   friend constexpr auto operator<=>( const IntfId &, const IntfId & ) = default;
+   Quoin::String toStrep() const { return Quoin::String( std::to_string( id_ ) ); }
+   friend std::ostream & operator<<( std::ostream & os, const IntfId & intf ) { return os << intf.toStrep(); }
+
+ private:
+   uint32_t id_ = 0;
+};
+
+}  // namespace Ferule
+
+template <>
+struct std::hash<Ferule::IntfId> {
+   size_t operator()( const Ferule::IntfId & intf ) const noexcept { return intf.hash(); }
+};

@@ -1,0 +1,33 @@
+#include "substrate/ferule/IpPrefix.h"
+
+#include <string>
+
+#include "substrate/quoin/Decimal.h"
+#include "substrate/zeugma/HashMix.h"
+
+namespace Ferule {
+
+IpGenPrefix::IpGenPrefix( std::string_view text ) {
+   const auto slash = text.find( '/' );
+   addr_ = IpGenAddr( text.substr( 0, slash ) );
+   const uint8_t bits = addressBits( af() );
+   length_ = slash == text.npos ? bits : static_cast<uint8_t>( Quoin::parseDecimal( text.substr( slash + 1 ), bits, "prefix length" ) );
+}
+
+uint32_t IpGenPrefix::hash() const noexcept {
+   const uint32_t parts[] = { addr_.hash(), length_ };
+   Zeugma::HashMix mix;
+   mix.mixBytes8( reinterpret_cast<const unsigned char *>( parts ) );
+   return mix;
+}
+
+Quoin::String IpGenPrefixBase::toStrep() const {
+   if( af() == AddressFamily::unset ) return "unset";
+   return addr_.toStrep() + Quoin::String( "/" + std::to_string( length_ ) );
+}
+
+std::ostream & operator<<( std::ostream & os, const IpGenPrefixBase & p ) {
+   return os << p.toStrep();
+}
+
+}  // namespace Ferule

@@ -1,0 +1,7 @@
+#include "substrate/gloss/EvaluationLogBase.h"
+
+namespace Routing::Policy {
+
+EvaluationLogBase::~EvaluationLogBase() = default;
+
+}  // namespace Routing::Policy

@@ -1,0 +1,113 @@
+/// @file substrate/plinth/Attribute.h
+/// Attributes of notifying objects: one line each, every public name spelled out.
+/// A write stores first and publishes after; a write of the present value publishes nothing.
+/// Errors: none, every value can be stored. Threading: any number of readers, or one writer.
+#pragma once
+
+#include <type_traits>
+#include <utility>
+
+#include "substrate/plinth/Exception.h"
+#include "substrate/quoin/Publisher.h"
+
+namespace Plinth {
+
+template <class T>
+using Read = std::conditional_t<std::is_trivially_copyable_v<T> && sizeof( T ) <= 16, T, const T &>;
+
+template <class T>
+struct Attr {
+   T value{};
+   bool assign( T v ) {
+      if( v == value ) return false;
+      std::swap( value, v );   // the old value goes when the new one stands
+      return true;
+   }
+};
+
+/// Whether two keys of a published change are the same.
+template <class K>
+bool keyIsEq( const void * a, const void * b ) {
+   return *static_cast<const K *>( a ) == *static_cast<const K *>( b );
+}
+
+/// Tells that the member under `key` changed from `old`, a null where there was none.
+template <class K, class V>
+void publishMember( Quoin::Publisher & publisher, Quoin::FieldId field, const K & key, const V * old ) {
+   publisher.publishChangeRecursive( field, &key, old, keyIsEq<K> );
+}
+
+/// The value under `key`, a default-built one where there is none.
+template <class Collection>
+typename Collection::Value memberOf( const Collection & collection, const typename Collection::Key & key ) {
+   auto * found = collection.find( key );
+   return found ? *found : typename Collection::Value{};
+}
+
+/// Errors: a null handle is a fault of the caller and raised under the name of the `mutator`.
+template <class Collection>
+void putMember( Quoin::Publisher & publisher, Quoin::FieldId field, const char * mutator, Collection & collection,
+                const typename Collection::Key & key, typename Collection::Value value ) {
+   if constexpr( requires { typename Collection::Value::element_type; } )
+      if( !value ) throwMutatorArgNullPointerException( mutator );
+   const auto old = memberOf( collection, key );
+   if( collection.put( key, std::move( value ) ) ) publishMember( publisher, field, key, &old );
+}
+
+template <class Collection>
+void eraseMember( Quoin::Publisher & publisher, Quoin::FieldId field, Collection & collection, const typename Collection::Key & key ) {
+   const auto old = memberOf( collection, key );
+   if( collection.erase( key ) ) publishMember( publisher, field, key, &old );
+}
+
+/// Empties the collection first and then tells of every member, so that no reactor sees half of it.
+template <class Collection>
+void eraseAllMembers( Quoin::Publisher & publisher, Quoin::FieldId field, Collection & collection ) {
+   for( const auto & [ key, value ] : collection.takeAll() ) publishMember( publisher, field, key, &value );
+}
+
+/// Makes `to` hold what `from` holds, telling of each real change.
+template <class Collection>
+void cloneMembers( Quoin::Publisher & publisher, Quoin::FieldId field, Collection & to, const Collection & from ) {
+   for( auto i = to.first(); i; i.next() )
+      if( !from.find( i.key() ) ) eraseMember( publisher, field, to, i.key() );
+   for( const auto & [ key, value ] : from ) putMember( publisher, field, "clone", to, key, value );
+}
+
+}  // namespace Plinth
+
+/// An attribute: reader `foo`, writer `fooIs`. The class has a `publisher_`. The reader comes first, so that the comment above
+/// the line documents it. Leaves `private:` open.
+#define PLINTH_ATTR( foo, fooIs, field, ... )                                                                     \
+ public:                                                                                                          \
+   ::Plinth::Read<__VA_ARGS__> foo() const noexcept { return foo##_.value; }                                      \
+   void fooIs( __VA_ARGS__ v ) {                                                                                  \
+      if( foo##_.assign( std::move( v ) ) ) this->publisher_.publishChange( ::Quoin::FieldId( field ) );          \
+   }                                                                                                              \
+                                                                                                                  \
+ private:                                                                                                         \
+   ::Plinth::Attr<__VA_ARGS__> foo##_
+
+/// A collection: readers `foo` of the whole and of one key (a default-built value, such as a null handle, where there is none),
+/// writers `fooIs`, `fooDel`, `fooDelAll`. Keys are passed by value: they may alias a member.
+#define PLINTH_COLLECTION( foo, fooIs, fooDel, fooDelAll, field, ... )                                            \
+ public:                                                                                                          \
+   const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
+   __VA_ARGS__::Value foo( const __VA_ARGS__::Key & key ) const { return ::Plinth::memberOf( foo##_, key ); }     \
+   void fooIs( __VA_ARGS__::Key key, __VA_ARGS__::Value value ) {                                                 \
+      ::Plinth::putMember( this->publisher_, ::Quoin::FieldId( field ), #fooIs, foo##_, key, std::move( value ) ); \
+   }                                                                                                              \
+   void fooDel( __VA_ARGS__::Key key ) { ::Plinth::eraseMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key ); } \
+   void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }         \
+                                                                                                                  \
+ private:                                                                                                         \
+   __VA_ARGS__ foo##_
+
+/// A field of a plain value: reader `foo`, writer `fooIs`; nobody is told. `initial` is what a new value has.
+#define PLINTH_VALUE( foo, fooIs, initial, ... )                                                                  \
+ public:                                                                                                          \
+   ::Plinth::Read<__VA_ARGS__> foo() const noexcept { return foo##_; }                                            \
+   void fooIs( __VA_ARGS__ v ) { foo##_ = std::move( v ); }                                                       \
+                                                                                                                  \
+ private:                                                                                                         \
+   __VA_ARGS__ foo##_ initial

@@ -1,0 +1,149 @@
+/// @file substrate/plinth/HashMap2018.h
+/// The unordered collections: a map and a set.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "substrate/quoin/Assert.h"
+
+namespace Plinth {
+
+/// What the two unordered collections share: `Table` is the standard container behind, `Derived` adds look-up and insertion.
+template <class K, class Table>
+class HashCollection {
+ public:
+   size_t count() const noexcept { return table_.size(); }
+   bool empty() const noexcept { return table_.empty(); }
+   uint32_t version() const noexcept { return version_; }   // moves with every real change and never otherwise
+   bool contains( const K & key ) const { return table_.find( key ) != table_.end(); }
+
+   /// False when there is no such key.
+   bool erase( const K & key ) {
+      auto gone = table_.extract( key );   // what it held is let go when all is in place again
+      if( gone.empty() ) return false;
+      ++version_;
+      return true;
+   }
+
+   /// Empties the collection and hands out what stood in it.
+   Table takeAll() {
+      Table gone;
+      if( table_.empty() ) return gone;
+      gone.swap( table_ );
+      ++version_;
+      return gone;
+   }
+   void clear() { takeAll(); }
+
+   /// The unsafe kind: fast, and ends the process when it is used after a change.
+   class Iterator {
+    public:
+      explicit operator bool() const {
+         check();
+         return at_ != hashMap_->table_.end();
+      }
+      const auto & operator*() const {
+         check();
+         return *at_;
+      }
+      void next() {
+         check();
+         ++at_;
+      }
+
+    private:
+      friend class HashCollection;
+      explicit Iterator( const HashCollection * map ) : hashMap_( map ), at_( map->table_.begin() ), version_( map->version_ ) {}
+      void check() const { QUOIN_ASSERT( version_ == hashMap_->version(), "version_ == hashMap_->version()" ); }
+      const HashCollection * hashMap_;
+      typename Table::const_iterator at_;
+      uint32_t version_;
+   };
+
+   /// The safe kind: stands on each key that was there at the start and still is when its turn comes, once. Allocates.
+   class SafeIterator {
+    public:
+      explicit operator bool() const noexcept { return at_ < keys_.size(); }
+      const K & key() const noexcept { return keys_[ at_ ]; }
+      void next() {
+         ++at_;
+         skipGone();
+      }
+
+    private:
+      friend class HashCollection;
+      explicit SafeIterator( const HashCollection * map ) : hashMap_( map ) {
+         keys_.reserve( map->count() );
+         for( const auto & member : map->table_ ) keys_.push_back( keyOf( member ) );
+      }
+      void skipGone() {
+         while( at_ < keys_.size() && !hashMap_->contains( keys_[ at_ ] ) ) ++at_;
+      }
+      const HashCollection * hashMap_;
+      std::vector<K> keys_;
+      size_t at_ = 0;
+   };
+
+   Iterator iterator() const { return Iterator( this ); }
+   SafeIterator safeIterator() const { return SafeIterator( this ); }
+
+   /// For range-for; any change ends the use of these.
+   auto begin() const noexcept { return table_.begin(); }
+   auto end() const noexcept { return table_.end(); }
+
+ protected:
+   Table table_;
+   uint32_t version_ = 0;
+
+ private:
+   static const K & keyOf( const K & key ) { return key; }
+   template <class V>
+   static const K & keyOf( const std::pair<const K, V> & member ) {
+      return member.first;
+   }
+};
+
+/// Values by key. Threading: any number of readers, or one writer.
+template <class K, class V, class Hash = std::hash<K>, class IsEq = std::equal_to<K>>
+class HashMap2018 : public HashCollection<K, std::unordered_map<K, V, Hash, IsEq>> {
+ public:
+   using Key = K;
+   using Value = V;
+
+   /// The value under `key`, null when there is none. Good until this member goes.
+   const V * find( const K & key ) const {
+      auto i = this->table_.find( key );
+      return i == this->table_.end() ? nullptr : &i->second;
+   }
+
+   /// Inserts or replaces; false, and nothing happens, when the very value stands there already.
+   bool put( const K & key, V value ) {
+      auto [ i, inserted ] = this->table_.try_emplace( key, value );
+      if( !inserted ) {
+         if( i->second == value ) return false;
+         std::swap( i->second, value );
+      }
+      ++this->version_;
+      return true;
+   }
+};
+
+/// Keys alone. Threading: any number of readers, or one writer.
+template <class K, class Hash = std::hash<K>, class IsEq = std::equal_to<K>>
+class HashSet2018 : public HashCollection<K, std::unordered_set<K, Hash, IsEq>> {
+ public:
+   /// False, and nothing happens, when the key is there already.
+   bool put( const K & key ) {
+      if( !this->table_.insert( key ).second ) return false;
+      ++this->version_;
+      return true;
+   }
+};
+
+}  // namespace Plinth

@@ -1,0 +1,53 @@
+/// @file substrate/plinth/Queue.h
+/// The queue: first in, first out.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <utility>
+
+namespace Plinth {
+
+/// Threading: any number of readers, or one writer.
+template <class V>
+class Queue {
+ public:
+   size_t count() const noexcept { return items_.size(); }
+   bool empty() const noexcept { return items_.empty(); }
+   uint32_t version() const noexcept { return version_; }
+
+   void enqueue( V value ) {
+      items_.push_back( std::move( value ) );
+      ++version_;
+   }
+
+   /// Takes the front off; a default-built value, and no change, when there is none.
+   V dequeue() {
+      if( empty() ) return V{};
+      V value = std::move( items_.front() );
+      items_.pop_front();
+      ++version_;
+      return value;
+   }
+
+   /// Oldest and newest; null when there is none. Good until the next change.
+   const V * front() const noexcept { return empty() ? nullptr : &items_.front(); }
+   const V * back() const noexcept { return empty() ? nullptr : &items_.back(); }
+
+   void clear() {
+      if( empty() ) return;
+      std::deque<V> gone;
+      gone.swap( items_ );
+      ++version_;
+   }
+
+   auto begin() const noexcept { return items_.begin(); }
+   auto end() const noexcept { return items_.end(); }
+
+ private:
+   std::deque<V> items_;
+   uint32_t version_ = 0;
+};
+
+}  // namespace Plinth

@@ -1,0 +1,121 @@
+/// @file substrate/plinth/RbTreeMap.h
+/// The ordered collection.
+///
+/// Members stand in one sorted row of (key, value): 10:a 20:b 30:c. A walk reads straight through memory, a look-up halves, and
+/// appending in order costs O(1); any other insertion or deletion moves the members behind it. That fits what these collections
+/// are for: written in order by a compiler, and walked for every route.
+#pragma once
+
+#include <algorithm>
+#include <boost/container/small_vector.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+namespace Plinth {
+
+/// Members in ascending order of key, by the key's `<`. The first `Inline` members stand in the object itself.
+/// `version()` moves with every real change and never otherwise. Threading: any number of readers, or one writer.
+template <class K, class V, size_t Inline = 0>
+class RbTreeMap {
+ public:
+   using Key = K;
+   using Value = V;
+   using Member = std::pair<K, V>;
+   using Row = boost::container::small_vector<Member, Inline>;
+
+   size_t count() const noexcept { return row_.size(); }
+   bool empty() const noexcept { return row_.empty(); }
+   uint32_t version() const noexcept { return version_; }
+
+   /// The value under `key`, null when there is none. Good until the next change.
+   const V * find( const K & key ) const noexcept {
+      auto i = lowerBoundImpl( key );
+      return i != row_.end() && !( key < i->first ) ? &i->second : nullptr;
+   }
+
+   /// Inserts or replaces; false, and nothing happens, when the very value stands there already.
+   bool put( const K & key, V value ) {
+      auto i = row_.empty() || row_.back().first < key ? row_.end() : lowerBoundImpl( key );
+      if( i == row_.end() || key < i->first ) {
+         row_.insert( i, Member( key, std::move( value ) ) );   // built before any member moves: `key` may stand in one
+      } else {
+         V & stored = row_[ static_cast<size_t>( i - row_.begin() ) ].second;
+         if( stored == value ) return false;
+         std::swap( stored, value );   // the old value goes when all is in place again
+      }
+      ++version_;
+      return true;
+   }
+
+   /// False when there is no such key.
+   bool erase( const K & key ) {
+      auto i = lowerBoundImpl( key );
+      if( i == row_.end() || key < i->first ) return false;
+      [[maybe_unused]] const Member gone = std::move( row_[ static_cast<size_t>( i - row_.begin() ) ] );   // as above
+      row_.erase( i );
+      ++version_;
+      return true;
+   }
+
+   /// Empties the collection and hands out what stood in it.
+   auto takeAll() {
+      Row gone;
+      if( row_.empty() ) return gone;
+      gone.swap( row_ );
+      ++version_;
+      return gone;
+   }
+   void clear() { takeAll(); }
+
+   /// A place in the collection that survives changes: when the version has moved, next() goes to the next higher key.
+   /// A read of the place itself is good until the next change.
+   class Iterator {
+    public:
+      explicit operator bool() const noexcept { return at_ < map_->row_.size(); }
+      const K & key() const noexcept { return key_; }
+      const V & value() const noexcept { return map_->row_[ at_ ].second; }
+
+      void next() noexcept {
+         if( version_ == map_->version_ ) {
+            settle( at_ + 1 );
+         } else {
+            version_ = map_->version_;
+            settle( static_cast<size_t>( map_->upperBoundImpl( key_ ) - map_->row_.begin() ) );
+         }
+      }
+
+    private:
+      friend class RbTreeMap;
+      Iterator( const RbTreeMap * map, size_t at ) noexcept : map_( map ), version_( map->version_ ) { settle( at ); }
+      void settle( size_t at ) noexcept {
+         at_ = at;
+         if( at < map_->row_.size() ) key_ = map_->row_[ at ].first;
+      }
+      const RbTreeMap * map_;
+      size_t at_ = 0;
+      uint32_t version_;
+      K key_{};   // a copy: the member may be gone when next() needs it
+   };
+
+   Iterator first() const noexcept { return Iterator( this, 0 ); }
+   /// The first member whose key is at least `key`.
+   Iterator lowerBound( const K & key ) const noexcept { return Iterator( this, static_cast<size_t>( lowerBoundImpl( key ) - row_.begin() ) ); }
+
+   /// For range-for; any change ends the use of these.
+   auto begin() const noexcept { return row_.begin(); }
+   auto end() const noexcept { return row_.end(); }
+
+ private:
+   auto lowerBoundImpl( const K & key ) const noexcept {
+      return std::lower_bound( row_.begin(), row_.end(), key, []( const Member & m, const K & k ) { return m.first < k; } );
+   }
+   auto upperBoundImpl( const K & key ) const noexcept {
+      return std::upper_bound( row_.begin(), row_.end(), key, []( const K & k, const Member & m ) { return k < m.first; } );
+   }
+
+   Row row_;
+   uint32_t version_ = 0;
+};
+
+}  // namespace Plinth

@@ -1,0 +1,7 @@
+#include "substrate/quoin/Exception.h"
+
+namespace Quoin {
+
+RangeException::~RangeException() = default;
+
+}  // namespace Quoin

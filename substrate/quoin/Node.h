@@ -1,0 +1,94 @@
+/// @file substrate/quoin/Node.h
+/// The base of every counted object: who still uses it, and what happens when nobody does.
+/// Ownership: a new node belongs to its maker (count one), normally a Ptr made by makeNode(); the last use to go destroys it.
+/// Threading: counts follow ThreadControl; everything else about a node is its class's business.
+/// Invariant: the stack that a release needs does not grow with the length of the chain that it releases.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "routepolicy_export.h"
+#include "substrate/quoin/ThreadControl.h"
+
+namespace Quoin {
+
+class Publisher;
+
+class ROUTEPOLICY_API Node {
+ public:
+   Node( const Node & ) = delete;   // a node has identity; it is never copied
+   Node & operator=( const Node & ) = delete;
+
+   virtual ~Node();
+
+   /// Runs once, when the last use has gone and before the object is destroyed. The object is whole; it must not gain a use.
+   virtual void lastUserGone() const;
+
+   /// The publisher of a notifying object, null for every other.
+   virtual Publisher * publisher() noexcept;
+
+   /// One more use. Threading: as ThreadControl says.
+   void incUse() const noexcept {
+      if( ThreadControl::threaded() )
+         std::atomic_ref( count_.uses ).fetch_add( 1, std::memory_order_relaxed );
+      else
+         ++count_.uses;
+   }
+
+   /// Drops one use; the last one runs lastUserGone() and destroys the object.
+   void decUseImpl() const noexcept {
+      if( ThreadControl::threaded() ) {
+         if( std::atomic_ref( count_.uses ).fetch_sub( 1, std::memory_order_acq_rel ) == 1 ) release();
+      } else if( --count_.uses == 0 ) {
+         release();
+      }
+   }
+
+   /// One more use, unless the last one has gone already; for tables that hold nodes weakly. False then.
+   bool incUseUnlessGone() const noexcept {
+      std::atomic_ref uses( count_.uses );
+      uint32_t now = uses.load( std::memory_order_relaxed );
+      while( now != 0 && !uses.compare_exchange_weak( now, now + 1, std::memory_order_relaxed ) ) {
+      }
+      return now != 0;
+   }
+
+   /// Present count of uses; a snapshot when other threads hold the node.
+   uint32_t useCount() const noexcept { return std::atomic_ref( count_.uses ).load( std::memory_order_relaxed ); }
+
+   /// The node's flag word: bits that a class may use as it likes. Initially 0.
+   uint32_t nodeFlag() const noexcept { return count_.flags; }
+   void nodeFlagSet( uint32_t bits ) noexcept { count_.flags |= bits; }
+   void nodeFlagClear( uint32_t bits ) noexcept { count_.flags &= ~bits; }
+
+ protected:
+   Node() noexcept : count_{ 1, 0 } {}
+
+ private:
+   friend class ReleaseScope;
+   void release() const noexcept;
+   static void destroyDoomed() noexcept;
+
+   struct Count {
+      uint32_t uses;
+      uint32_t flags;
+   };
+   union {
+      mutable Count count_;
+      mutable const Node * nextDoomed_;   // instead of the count once the last use has gone: the next one that waits to be destroyed
+   };
+};
+
+/// While one stands on a thread, nodes whose last use goes on that thread stay whole; they are destroyed when the outermost
+/// scope ends. A walk over shared objects through raw pointers opens one, so that what it calls may drop them.
+/// Cost: two thread-local increments. lastUserGone() is not delayed.
+class ROUTEPOLICY_API ReleaseScope {
+ public:
+   ReleaseScope() noexcept;
+   ~ReleaseScope();
+   ReleaseScope( const ReleaseScope & ) = delete;
+   ReleaseScope & operator=( const ReleaseScope & ) = delete;
+};
+
+}  // namespace Quoin

@@ -1,0 +1,85 @@
+#include "substrate/quoin/Publisher.h"
+
+namespace Quoin {
+
+struct Subscriber::List {
+#if defined( __GNUC__ ) && !defined( __clang__ )
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdangling-pointer"   // the cursor takes itself out of the list before it goes
+#endif
+   // One delivery under way. Those of one publisher stack up, since a handler may write to what it watches.
+   struct Cursor {
+      List * list;         // null once the publisher has gone
+      Subscriber * next;   // whose turn is next
+      Cursor * outer;
+      explicit Cursor( List & l ) : list( &l ), next( l.first ), outer( l.deliveries ) { l.deliveries = this; }
+      ~Cursor() {
+         if( list ) list->deliveries = outer;
+      }
+   };
+#if defined( __GNUC__ ) && !defined( __clang__ )
+#pragma GCC diagnostic pop
+#endif
+
+   Subscriber * first = nullptr;
+   Subscriber * last = nullptr;
+   Cursor * deliveries = nullptr;
+   uint64_t published = 0;
+
+   void append( Subscriber * s ) {
+      s->list_ = this;
+      s->prev_ = last;
+      s->next_ = nullptr;
+      s->since_ = published;
+      ( last ? last->next_ : first ) = s;
+      last = s;
+   }
+
+   void unlink( Subscriber * s ) noexcept {
+      for( Cursor * c = deliveries; c; c = c->outer )
+         if( c->next == s ) c->next = s->next_;
+      ( s->prev_ ? s->prev_->next_ : first ) = s->next_;
+      ( s->next_ ? s->next_->prev_ : last ) = s->prev_;
+      s->list_ = nullptr;
+      s->prev_ = s->next_ = nullptr;
+   }
+};
+
+Subscriber::~Subscriber() {
+   if( list_ ) list_->unlink( this );
+}
+
+Publisher::Publisher() noexcept = default;
+
+Publisher::~Publisher() {
+   if( !list_ ) return;
+   for( auto * c = list_->deliveries; c; c = c->outer ) {
+      c->next = nullptr;
+      c->list = nullptr;
+   }
+   while( list_->first ) list_->unlink( list_->first );
+}
+
+void Publisher::subscriberAdd( Subscriber * subscriber, bool active ) {
+   if( !list_ ) list_ = std::make_unique<Subscriber::List>();
+   subscriber->active_ = active;
+   if( subscriber->list_ == list_.get() ) return;
+   if( subscriber->list_ ) subscriber->list_->unlink( subscriber );
+   list_->append( subscriber );
+}
+
+void Publisher::subscriberRemove( Subscriber * subscriber ) noexcept {
+   if( list_ && subscriber->list_ == list_.get() ) list_->unlink( subscriber );
+}
+
+void Publisher::deliver( const Change & change ) {
+   Subscriber::List & list = *list_;
+   const uint64_t number = ++list.published;
+   Subscriber::List::Cursor cursor( list );
+   while( Subscriber * s = cursor.next ) {
+      cursor.next = s->next_;
+      if( s->active_ && s->since_ < number ) s->onChange( change );   // it may be gone behind this call
+   }
+}
+
+}  // namespace Quoin

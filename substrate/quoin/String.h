@@ -1,0 +1,52 @@
+/// @file substrate/quoin/String.h
+/// The text value of names and renderings.
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace Quoin {
+
+/// An immutable text of any bytes, ordered and compared bytewise. Assignment replaces the whole value.
+/// Threading: as std::string; a value that nobody assigns may be read from everywhere.
+class String {
+ public:
+   String() = default;
+   String( const char * text ) : text_( text ) {}
+   String( std::string text ) noexcept : text_( std::move( text ) ) {}
+   explicit String( std::string_view text ) : text_( text ) {}
+
+   /// The bytes, ended by a zero byte that size() does not count.
+   const char * data() const noexcept { return text_.c_str(); }
+   size_t size() const noexcept { return text_.size(); }
+   bool empty() const noexcept { return text_.empty(); }
+   uint32_t hash() const noexcept { return static_cast<uint32_t>( std::hash<std::string>()( text_ ) ); }
+
+   /// Below, at or above zero, as memcmp on the bytes and then the shorter first.
+   int compare( const String & other ) const noexcept { return text_.compare( other.text_ ); }
+
+   std::string_view view() const noexcept { return text_; }
+   operator std::string_view() const noexcept { return text_; }
+
+   friend bool operator==( const String & a, const String & b ) noexcept { return a.text_ == b.text_; }
+   friend bool operator==( const String & a, const char * b ) noexcept { return a.text_ == b; }
+   friend std::strong_ordering operator<=>( const String & a, const String & b ) noexcept { return a.text_ <=> b.text_; }
+   friend String operator+( const String & a, const String & b ) { return String( a.text_ + b.text_ ); }
+   friend std::ostream & operator<<( std::ostream & os, const String & s ) { return os << s.text_; }
+
+ private:
+   std::string text_;
+};
+
+}  // namespace Quoin
+
+template <>
+struct std::hash<Quoin::String> {
+   size_t operator()( const Quoin::String & s ) const noexcept { return s.hash(); }
+};

@@ -1,0 +1,20 @@
+/// @file substrate/quoin/TextStream.h
+#pragma once
+
+#include <locale>
+#include <sstream>
+#include <utility>
+
+#include "substrate/quoin/String.h"
+
+namespace Quoin {
+
+/// A string stream whose text does not depend on the process's locale.
+class TextStream : public std::ostringstream {
+ public:
+   TextStream() { imbue( std::locale::classic() ); }
+   String text() && { return String( std::move( *this ).str() ); }
+   String text() const & { return String( str() ); }
+};
+
+}  // namespace Quoin

@@ -1,0 +1,8 @@
+#include "substrate/routemap/ListStatus.h"
+
+namespace Routing::RouteMap {
+
+NamedListStatus::~NamedListStatus() = default;
+DynPrefixListStatus::~DynPrefixListStatus() = default;
+
+}  // namespace Routing::RouteMap

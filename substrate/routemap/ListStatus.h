@@ -1,0 +1,47 @@
+/// @file substrate/routemap/ListStatus.h
+/// Compiled lists that this library holds by handle and never looks into: agents derive from these what they read themselves.
+#pragma once
+
+#include "routepolicy_export.h"
+#include "substrate/quoin/Node.h"
+#include "substrate/quoin/Ptr.h"
+#include "substrate/quoin/String.h"
+#include "substrate/routemap/PrefixListStatus.h"
+
+namespace Routing::RouteMap {
+
+/// A status of which only the name is known here. Threading: read-only once published.
+class ROUTEPOLICY_API NamedListStatus : public Quoin::Node {
+ public:
+   explicit NamedListStatus( const Quoin::String & name ) : name_( name ) {}
+   ~NamedListStatus() override;
+   const Quoin::String & name() const noexcept { return name_; }
+
+ private:
+   Quoin::String name_;
+};
+
+struct ROUTEPOLICY_API AsPathListStatus : NamedListStatus { using NamedListStatus::NamedListStatus; };
+struct ROUTEPOLICY_API CommListStatus : NamedListStatus { using NamedListStatus::NamedListStatus; };
+struct ROUTEPOLICY_API StandardCommListStatus : CommListStatus { using CommListStatus::CommListStatus; };
+struct ROUTEPOLICY_API ExtCommListStatus : CommListStatus { using CommListStatus::CommListStatus; };
+struct ROUTEPOLICY_API LargeCommListStatus : CommListStatus { using CommListStatus::CommListStatus; };
+struct ROUTEPOLICY_API RoaTableStatus : NamedListStatus { using NamedListStatus::NamedListStatus; };
+struct ROUTEPOLICY_API SrLabelRangeStatus : NamedListStatus { using NamedListStatus::NamedListStatus; };
+
+/// A prefix list that comes from elsewhere at run time: one list per family, either of which may be missing.
+class ROUTEPOLICY_API DynPrefixListStatus : public NamedListStatus {
+ public:
+   using NamedListStatus::NamedListStatus;
+   ~DynPrefixListStatus() override;
+   const Quoin::Ptr<const PrefixListStatus> & v4PrefixList() const noexcept { return v4_; }
+   const Quoin::Ptr<const PrefixListStatus> & v6PrefixList() const noexcept { return v6_; }
+   void v4PrefixListIs( const Quoin::Ptr<const PrefixListStatus> & list ) { v4_ = list; }
+   void v6PrefixListIs( const Quoin::Ptr<const PrefixListStatus> & list ) { v6_ = list; }
+
+ private:
+   Quoin::Ptr<const PrefixListStatus> v4_;
+   Quoin::Ptr<const PrefixListStatus> v6_;
+};
+
+}  // namespace Routing::RouteMap

@@ -1,0 +1,78 @@
+/// @file substrate/routemap/Options.h
+/// The options of match and set clauses. Each keys one clause of a sequence, and their order is the order of evaluation.
+/// Every number up to the last is an option, named here or not; the names are stable text.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+
+#include "routepolicy_export.h"
+
+// Name and number of every option that has a name.
+#define ROUTEMAP_MATCH_OPTIONS( X ) \
+   X( none, 0 )                                  \
+   X( matchIpAccessList, 1 )                     \
+   X( matchIpPrefixList, 2 )                     \
+   X( matchInterface, 3 )                        \
+   X( matchMetric, 4 )                           \
+   X( matchIpNexthop, 5 )                        \
+   X( matchIpv6Nexthop, 6 )                      \
+   X( matchIpNexthopPrefixList, 14 )             \
+   X( matchIpResolvedNexthopPrefixList, 15 )     \
+   X( matchCommunity, 103 )                      \
+   X( matchExtCommunity, 104 )                   \
+   X( matchAsPath, 105 )                         \
+   X( matchIsisInstance, 106 )                   \
+   X( matchSourceProtocol, 113 )                 \
+   X( matchTag, 115 )                            \
+   X( matchIpv6PrefixList, 116 )                 \
+   X( matchIpv6NexthopPrefixList, 118 )          \
+   X( matchIpv6ResolvedNexthopPrefixList, 119 )  \
+   X( matchRouterIdPrefixList, 120 )             \
+   X( matchIpAggregatePrefixList, 123 )          \
+   X( matchIpv6AggregatePrefixList, 124 )        \
+   X( matchLargeCommunity, 127 )                 \
+   X( matchOspfInstance, 131 )                   \
+   X( matchTagSet, 132 )
+
+#define ROUTEMAP_SET_OPTIONS( X ) \
+   X( none, 0 )                            \
+   X( setMetric, 1 )                       \
+   X( setTag, 2 )                          \
+   X( setLocalPreference, 3 )              \
+   X( setDistance, 9 )                     \
+   X( setCommunityList, 11 )               \
+   X( setCommunityListAdditive, 12 )       \
+   X( setCommunityListDelete, 13 )         \
+   X( setCommunity, 14 )                   \
+   X( setExtCommunityList, 22 )            \
+   X( setLargeCommunityList, 35 )          \
+   X( setLargeCommunityListAdditive, 36 )  \
+   X( setLargeCommunityListDelete, 37 )
+
+#define ROUTEMAP_ENUMERATOR( name, number ) name = number,
+
+namespace Routing::RouteMap {
+
+enum class MatchOption : uint8_t { ROUTEMAP_MATCH_OPTIONS( ROUTEMAP_ENUMERATOR ) };
+constexpr unsigned kMatchOptionMax = 132;
+
+enum class SetOption : uint8_t { ROUTEMAP_SET_OPTIONS( ROUTEMAP_ENUMERATOR ) };
+
+#undef ROUTEMAP_ENUMERATOR
+
+/// The option's name: that of the enumerator, "matchOption" or "setOption" and the number for an option without one.
+/// The text lives as long as the process.
+ROUTEPOLICY_API const char * stringValue( MatchOption option );
+ROUTEPOLICY_API const char * stringValue( SetOption option );
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, MatchOption option );
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, SetOption option );
+
+/// The protocols that a clause can name.
+enum class Protocol : uint8_t {};
+
+/// The mode of the route map feature; carried, never read.
+enum class RouteMapOpModeType : uint8_t {};
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, RouteMapOpModeType mode );
+
+}  // namespace Routing::RouteMap

@@ -1,0 +1,11 @@
+#include "substrate/routemap/TagSetStatus.h"
+
+namespace Routing::RouteMap {
+
+TagSetStatus::TagSetStatus( const Quoin::String & name, std::initializer_list<RouteTag> tags ) : name_( name ) {
+   for( RouteTag tag : tags ) tag_.put( tag );
+}
+
+TagSetStatus::~TagSetStatus() = default;
+
+}  // namespace Routing::RouteMap

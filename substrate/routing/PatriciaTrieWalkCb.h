@@ -1,0 +1,32 @@
+/// @file substrate/routing/PatriciaTrieWalkCb.h
+/// What a trie holds at a prefix, and what is called for it.
+#pragma once
+
+#include <utility>
+
+#include "routepolicy_export.h"
+#include "substrate/ferule/IpPrefix.h"
+#include "substrate/quoin/Ptr.h"
+
+namespace Routing {
+
+/// What stands at one prefix of a trie: a chain, of which the trie holds the head. An object is in one chain at most.
+class ROUTEPOLICY_API PrefixData : public Quoin::Node {
+ public:
+   ~PrefixData() override;
+   const PrefixData * next() const noexcept { return next_.get(); }   // null at the end of the chain
+
+ private:
+   friend class PatriciaTrieWithNodeData;
+   Quoin::Ptr<const PrefixData> next_;
+};
+
+/// Called for what a walk finds.
+class ROUTEPOLICY_API PatriciaTrieWalkCb : public Quoin::Node {
+ public:
+   ~PatriciaTrieWalkCb() override;
+   /// `prefix` is the trie's own, `data` the head of the chain there. Returns true to go on with the walk.
+   virtual bool handlePrefixData( const Ferule::IpGenPrefix & prefix, const PrefixData * data ) = 0;
+};
+
+}  // namespace Routing

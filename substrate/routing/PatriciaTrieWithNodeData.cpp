@@ -1,0 +1,203 @@
+#include "substrate/routing/PatriciaTrieWithNodeData.h"
+
+#include <array>
+
+#include "substrate/plinth/Exception.h"
+#include "substrate/quoin/Assert.h"
+
+namespace Routing {
+
+namespace {
+
+using Ferule::Bits128;
+
+constexpr unsigned kLargeNodes = 1u << 16;   // about what a whole IPv4 table takes
+constexpr unsigned kLargeData = 1u << 19;
+
+// Six bits of an address from bit `depth` on; zeros behind the last.
+inline unsigned sixBits( Bits128 bits, unsigned depth ) noexcept {
+   uint64_t v;
+   if( depth <= 58 )
+      v = bits.high >> ( 58 - depth );
+   else if( depth < 64 )
+      v = bits.high << ( depth - 58 ) | bits.low >> ( 122 - depth );
+   else
+      v = depth <= 122 ? bits.low >> ( 122 - depth ) : bits.low << ( depth - 122 );
+   return v & 63;
+}
+
+// The bits of `inner` for lengths up to `r`, 0 to 5.
+constexpr uint64_t innerUpTo( unsigned r ) noexcept {
+   return ( uint64_t( 1 ) << ( ( 2u << r ) - 1 ) ) - 1;
+}
+
+inline bool samePrefix( Bits128 a, Bits128 b, unsigned length ) noexcept {
+   return ( ( a ^ b ) & Bits128::leadingOnes( length ) ).none();
+}
+
+}  // namespace
+
+PrefixData::~PrefixData() = default;
+PatriciaTrieWalkCb::~PatriciaTrieWalkCb() = default;
+
+PatriciaTrieWithNodeData::PatriciaTrieWithNodeData( Ferule::AddressFamily af, bool large ) : af_( af ) {
+   if( large ) {
+      nodes_.reserve( kLargeNodes );
+      data_.reserve( kLargeData );
+   }
+   nodes_.allocate( 1 );
+}
+
+PatriciaTrieWithNodeData::~PatriciaTrieWithNodeData() = default;
+
+void PatriciaTrieWithNodeData::routeIs( const Ferule::IpGenPrefix & prefix, const Quoin::Ptr<PrefixData> & data ) {
+   if( !data ) Plinth::throwMutatorArgNullPointerException( "PatriciaTrieWithNodeData::routeIs" );
+   QUOIN_ASSERT( prefix.af() == af_ && prefix.length() <= Ferule::addressBits( af_ ), "prefix.af() == af_" );
+   QUOIN_ASSERT( !data->next_, "!data->next_" );
+   const Bits128 bits = prefix.ipGenAddr().bits() & Bits128::leadingOnes( prefix.length() );
+   auto & head = data_[ slotIs( bits, prefix.length() ) ];
+   if( !head ) ++prefixCount_;
+   data->next_ = std::move( head );
+   head = data;
+   ++version_;
+}
+
+// The slot of a prefix, made if it is not there.
+PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::slotIs( Bits128 bits, unsigned length ) {
+   uint32_t at = 0;
+   for( unsigned depth = 0;; depth += kStride ) {
+      if( nodes_[ at ].lone() ) {
+         const TrieNode lone = nodes_[ at ];
+         if( lone.loneLength() == length && samePrefix( lone.loneBits(), bits, length ) ) return lone.dataBase;
+         nodes_[ at ] = TrieNode{};
+         place( nodes_[ at ], depth, lone.loneBits(), lone.loneLength(), lone.dataBase );
+      }
+      const unsigned v = sixBits( bits, depth );
+      const TrieNode & node = nodes_[ at ];
+      if( length <= depth + kStride || !( node.child >> v & 1 ) ) return place( nodes_[ at ], depth, bits, length, kNoSlot );
+      at = node.childBase + TrieNode::rank( node.child, v );
+   }
+}
+
+// Puts a prefix into a node that has no child on its way: into the bitmaps if it ends here, as a lone child otherwise.
+// `loneSlot` is the slot that it brings along, kNoSlot for a new one. Returns its slot. Nodes may move.
+PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::place( TrieNode & node, unsigned depth, Bits128 bits, unsigned length,
+                                                                Slot loneSlot ) {
+   const unsigned v = sixBits( bits, depth );
+   const unsigned r = length - depth;
+   if( r > kStride ) {
+      const Slot slot = loneSlot != kNoSlot ? loneSlot : data_.allocate( 1 );
+      const size_t self = static_cast<size_t>( &node - nodes_.data() );
+      const uint32_t base = nodes_.grow( node.childBase, node.childCount(), TrieNode::rank( node.child, v ),
+                                         TrieNode::makeLone( bits, length, slot ) );
+      nodes_[ self ].childBase = base;
+      nodes_[ self ].child |= uint64_t( 1 ) << v;
+      return slot;
+   }
+   const bool isFull = r == kStride;
+   const unsigned bit = isFull ? v : ( 1u << r ) - 1 + ( v >> ( kStride - r ) );
+   uint64_t & bitmap = isFull ? node.full : node.inner;
+   const Slot slot = isFull ? node.fullSlot( bit ) : node.innerSlot( bit );
+   if( bitmap >> bit & 1 ) return slot;
+   const unsigned at = slot - node.dataBase;
+   if( loneSlot != kNoSlot ) {
+      node.dataBase = loneSlot;   // a lone node's block of one is this node's first
+   } else {
+      node.dataBase = data_.grow( node.dataBase, node.dataCount(), at, nullptr );
+   }
+   bitmap |= uint64_t( 1 ) << bit;
+   return node.dataBase + at;
+}
+
+// Goes down the path of a prefix. `onNode( node, innerHits, fullHit, v, depth )` tells of what contains the prefix in an
+// ordinary node, `onLone( node )` of a lone node that does; either returns false to stop.
+template <class OnNode, class OnLone>
+void PatriciaTrieWithNodeData::descend( Bits128 bits, unsigned length, OnNode && onNode, OnLone && onLone ) const {
+   static constexpr auto kInnerPath = [] {
+      std::array<uint64_t, 64> paths{};
+      for( unsigned v = 0; v < 64; ++v ) paths[ v ] = innerPath( v );
+      return paths;
+   }();
+   const TrieNode * node = nodes_.data();
+   for( unsigned depth = 0;; depth += kStride ) {
+      if( node->lone() ) {
+         if( node->loneLength() <= length && samePrefix( node->loneBits(), bits, node->loneLength() ) ) onLone( *node );
+         return;
+      }
+      const unsigned v = sixBits( bits, depth );
+      const unsigned left = length - depth;
+      uint64_t hits = node->inner & kInnerPath[ v ];
+      if( left < kStride ) {
+         onNode( *node, hits & innerUpTo( left ), false, v, depth );
+         return;
+      }
+      if( !onNode( *node, hits, node->full >> v & 1, v, depth ) || left == kStride || !( node->child >> v & 1 ) ) return;
+      node = nodes_.data() + node->childBase + TrieNode::rank( node->child, v );
+   }
+}
+
+void PatriciaTrieWithNodeData::ancestorWalk( const Ferule::IpGenPrefix & prefix, PatriciaTrieWalkCb * walker ) const {
+   if( prefix.af() != af_ ) return;
+   auto handle = [ & ]( Slot slot, unsigned length ) {
+      return walker->handlePrefixData( Ferule::IpGenPrefix( prefix.ipGenAddr(), uint8_t( length ) ).subnet(), slotData( slot ) );
+   };
+   descend(
+      prefix.ipGenAddr().bits(), prefix.length(),
+      [ & ]( const TrieNode & node, uint64_t hits, bool fullHit, unsigned v, unsigned depth ) {
+         for( ; hits; hits &= hits - 1 ) {
+            const unsigned bit = static_cast<unsigned>( std::countr_zero( hits ) );
+            if( !handle( node.innerSlot( bit ), depth + innerLength( bit ) ) ) return false;
+         }
+         return !fullHit || handle( node.fullSlot( v ), depth + kStride );
+      },
+      [ & ]( const TrieNode & lone ) { handle( lone.dataBase, lone.loneLength() ); } );
+}
+
+PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::longestMatch( const Ferule::IpGenPrefix & prefix ) const noexcept {
+   // Ranks cost more than bits, and only the last hit's is wanted.
+   const TrieNode * last = nullptr;
+   uint64_t lastHits = 0;
+   unsigned lastFull = 0;
+   Slot slot = kNoSlot;
+   descend(
+      prefix.ipGenAddr().bits(), prefix.length(),
+      [ & ]( const TrieNode & node, uint64_t hits, bool fullHit, unsigned v, unsigned ) {
+         if( hits || fullHit ) {
+            last = &node;
+            lastHits = fullHit ? 0 : hits;
+            lastFull = v;
+         }
+         return true;
+      },
+      [ & ]( const TrieNode & lone ) { slot = lone.dataBase; } );
+   if( slot != kNoSlot || !last ) return slot;
+   return lastHits ? last->innerSlot( static_cast<unsigned>( std::bit_width( lastHits ) ) - 1 ) : last->fullSlot( lastFull );
+}
+
+void PatriciaTrieWithNodeData::compact() {
+   PatriciaTrieWithNodeData fresh( af_, false );
+   fresh.nodes_.reserve( nodes_.size() + 1 );   // no move below allocates, so none can fail
+   fresh.data_.reserve( data_.size() );
+   const TrieNode root = fresh.takeFrom( *this, nodes_[ 0 ] );
+   fresh.nodes_[ 0 ] = root;
+   std::swap( nodes_, fresh.nodes_ );
+   std::swap( data_, fresh.data_ );
+   nodes_.shrinkToFit();
+   data_.shrinkToFit();
+   ++version_;
+}
+
+// Moves what hangs below a node of another trie into this one, and returns the node as it is to stand here.
+PatriciaTrieWithNodeData::TrieNode PatriciaTrieWithNodeData::takeFrom( PatriciaTrieWithNodeData & from, const TrieNode & node ) noexcept {
+   TrieNode taken = node;
+   const unsigned dataCount = node.lone() ? 1 : node.dataCount();
+   taken.dataBase = dataCount ? data_.allocate( dataCount ) : 0;
+   for( unsigned i = 0; i < dataCount; ++i ) data_[ taken.dataBase + i ] = std::move( from.data_[ node.dataBase + i ] );
+   if( node.lone() ) return taken;
+   const unsigned childCount = node.childCount();
+   taken.childBase = childCount ? nodes_.allocate( childCount ) : 0;
+   for( unsigned i = 0; i < childCount; ++i ) nodes_[ taken.childBase + i ] = takeFrom( from, from.nodes_[ node.childBase + i ] );
+   return taken;
+}
+
+}  // namespace Routing

@@ -1,0 +1,11 @@
+#include "substrate/zeugma/BaseNotifyingType.h"
+
+namespace Zeugma {
+
+BaseNotifyingType::~BaseNotifyingType() = default;
+
+Quoin::Publisher * BaseNotifyingType::publisher() noexcept {
+   return &publisher_;
+}
+
+}  // namespace Zeugma

@@ -1,0 +1,35 @@
+/// @file substrate/zeugma/HashMix.h
+/// Accumulates a hash.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+namespace Zeugma {
+
+/// Feed bytes, then convert. Equal feeds from one seed give equal hashes within a process; the value is not for storing.
+class HashMix {
+ public:
+   explicit HashMix( uint32_t seed = 0 ) noexcept : hash_( seed ^ 0x9e3779b97f4a7c15u ) {}
+
+   void mixBytes4( const unsigned char * bytes ) noexcept {
+      uint32_t word;
+      std::memcpy( &word, bytes, sizeof word );
+      mix( word );
+   }
+   void mixBytes8( const unsigned char * bytes ) noexcept {
+      mixBytes4( bytes );
+      mixBytes4( bytes + 4 );
+   }
+
+   operator unsigned() const noexcept { return static_cast<unsigned>( hash_ ^ ( hash_ >> 32 ) ); }
+
+ private:
+   void mix( uint32_t word ) noexcept {
+      hash_ = ( hash_ ^ word ) * 0xff51afd7ed558ccdu;
+      hash_ ^= hash_ >> 33;
+   }
+   uint64_t hash_;
+};
+
+}  // namespace Zeugma
