@@ -1,0 +1,22 @@
+/// @file policy/DistanceSetter.h
+#pragma once
+
+#include <string>
+
+#include "policy/Setter.h"
+
+namespace Routing::Policy {
+
+/// Sets the administrative distance, through the result's virtual accessor: a derived result is told.
+class ROUTEPOLICY_API DistanceSetter final : public Setter {
+ public:
+   explicit DistanceSetter( RoutePreference distance ) noexcept : distance_( distance ) {}
+   RoutePreference distance() const noexcept { return distance_; }
+   void setValue( Result_ * result ) const override { result->preferenceIs( distance_ ); }
+   void formatDerivedType( std::ostream & os ) const override { os << "DistanceSetter distance " << std::to_string( distance_ ); }
+
+ private:
+   RoutePreference distance_;
+};
+
+}  // namespace Routing::Policy

@@ -1,0 +1,15 @@
+/// @file policy/IsisInstanceMatcher.h
+#pragma once
+
+#include "policy/SimpleMatcher.h"
+
+namespace Routing::Policy {
+
+/// The route comes from this IS-IS instance.
+class ROUTEPOLICY_API IsisInstanceMatcher final : public EqualMatcher<uint32_t, &MatchInput_::getIsisInstance> {
+ public:
+   explicit IsisInstanceMatcher( uint32_t isisInstance ) : EqualMatcher( "IsisInstanceMatcher instance ", isisInstance ) {}
+   uint32_t isisInstance() const noexcept { return value(); }
+};
+
+}  // namespace Routing::Policy

@@ -1,0 +1,30 @@
+/// @file policy/MatchedRouteMapSequences.h
+/// The sequences that permitted a route, in the order in which their setters run.
+#pragma once
+
+#include <boost/container/small_vector.hpp>
+
+#include "policy/RouteMapSeqStatus.h"
+#include "substrate/plinth/DynArray.h"
+
+namespace Routing::Policy {
+
+/// Borrowed: good for as long as the caller holds the policy. One match, the common case, allocates nothing.
+using MatchedRouteMapSequences = boost::container::small_vector<const RouteMapSeqStatus *, 1>;
+
+/// A match that may be kept and applied later: it holds its sequences. Threading: read only.
+class ROUTEPOLICY_API MatchedRouteMapSequencesSnapshot : public Quoin::Node {
+ public:
+   using Sequences = Plinth::DynArray<Quoin::Ptr<const RouteMapSeqStatus>>;
+   ~MatchedRouteMapSequencesSnapshot() override;
+
+   /// From index 1 on; 0 stays unset.
+   const Sequences & seqStatus() const noexcept { return seqStatus_; }
+   Quoin::Ptr<const RouteMapSeqStatus> seqStatus( uint32_t index ) const { return seqStatus_[ index ]; }
+   void seqStatusIs( uint32_t index, const Quoin::Ptr<const RouteMapSeqStatus> & seq ) { seqStatus_.put( index, seq ); }
+
+ private:
+   Sequences seqStatus_;
+};
+
+}  // namespace Routing::Policy

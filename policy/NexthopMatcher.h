@@ -1,0 +1,15 @@
+/// @file policy/NexthopMatcher.h
+#pragma once
+
+#include "policy/SimpleMatcher.h"
+
+namespace Routing::Policy {
+
+/// The route's next hop is this one.
+class ROUTEPOLICY_API NexthopMatcher final : public EqualMatcher<Ferule::IpGenAddr, &MatchInput_::getNexthop> {
+ public:
+   explicit NexthopMatcher( Ferule::IpGenAddr nexthop ) : EqualMatcher( "NexthopMatcher next-hop ", nexthop ) {}
+   Ferule::IpGenAddr nexthop() const noexcept { return value(); }
+};
+
+}  // namespace Routing::Policy

@@ -1,0 +1,15 @@
+/// @file policy/OspfInstanceMatcher.h
+#pragma once
+
+#include "policy/SimpleMatcher.h"
+
+namespace Routing::Policy {
+
+/// The route comes from this OSPF instance.
+class ROUTEPOLICY_API OspfInstanceMatcher final : public EqualMatcher<uint32_t, &MatchInput_::getOspfInstance> {
+ public:
+   explicit OspfInstanceMatcher( uint32_t ospfInstance ) : EqualMatcher( "OspfInstanceMatcher instance ", ospfInstance ) {}
+   uint32_t ospfInstance() const noexcept { return value(); }
+};
+
+}  // namespace Routing::Policy

@@ -1,0 +1,157 @@
+#include "policy/PrefixListMatcher.h"
+
+#include <string>
+
+#include "substrate/quoin/DisplayPointer.h"
+#include "substrate/routemap/PrefixListIndex.h"
+
+namespace Routing::Policy {
+
+namespace {
+
+using Result = PrefixListMatchResult;
+
+// One walk's use of the thread's context; leaves it clean whatever happens.
+class Walk {
+ public:
+   explicit Walk( const Ferule::IpGenPrefix & prefix ) : ctx_( PrefixListWalkerCbCtx::ofThisThread() ) {
+      ctx_.prefix = &prefix;
+      ctx_.entry = nullptr;
+   }
+   ~Walk() {
+      ctx_.prefix = nullptr;
+      ctx_.entry = nullptr;
+   }
+   Walk( const Walk & ) = delete;
+   Walk & operator=( const Walk & ) = delete;
+   const PrefixListEntryData * entry() const { return ctx_.entry.get(); }
+
+ private:
+   PrefixListWalkerCbCtx & ctx_;
+};
+
+bool canAnswer( const PrefixListStatus * status, const Ferule::IpGenPrefix & prefix ) {
+   return status && status->af() == prefix.af();
+}
+
+// Asks the trie which entry governs a prefix.
+PrefixListMatchResultTuple prefixListMatch( const PrefixListStatus * status, const Ferule::IpGenPrefix * prefix,
+                                            Routing::PatriciaTrieWalkCb * walker ) {
+   if( !canAnswer( status, *prefix ) ) return {};
+   Walk walk( *prefix );
+   status->trie().ancestorWalk( *prefix, walker );
+   if( !walk.entry() ) return {};
+   return { walk.entry()->seqno(), walk.entry()->isPrefixEntryPermit() ? Result::permit : Result::deny };
+}
+
+std::optional<bool> tristate( const PrefixListMatchResultTuple & tuple ) {
+   if( tuple.result == Result::notMatched ) return std::nullopt;
+   return tuple.result == Result::permit;
+}
+
+}  // namespace
+
+std::ostream & operator<<( std::ostream & os, PrefixListMatchResult result ) {
+   switch( result ) {
+      case Result::deny: return os << "deny";
+      case Result::permit: return os << "permit";
+      case Result::notMatched: return os << "notMatched";
+   }
+   return os << std::to_string( unsigned( result ) );
+}
+
+std::ostream & operator<<( std::ostream & os, const PrefixListMatchResultTuple & tuple ) {
+   return os << "Routing::Policy::PrefixListMatchResultTuple(result=" << tuple.result << ", seqNo=" << std::to_string( tuple.seqNo ) << ")";
+}
+
+PrefixListMatcherBase::PrefixListMatcherBase( const char * opening, const Quoin::String & name,
+                                              const Quoin::Ptr<const PrefixListStatus> & status )
+      : opening_( opening ),
+        name_( name ),
+        status_( status ),
+        matchWalker_( Quoin::makeNode<PrefixListMatchWalkerCb>() ),
+        coveredByWalker_( Quoin::makeNode<PrefixListCoveredByWalkerCb>() ) {}
+
+PrefixListMatcherBase::~PrefixListMatcherBase() = default;
+
+void PrefixListMatcherBase::formatDerivedType( std::ostream & os ) const {
+   os << opening_ << name_ << ";" << status_;
+}
+
+PrefixListMatchResultTuple PrefixListMatcherBase::matchPrefix( const Ferule::IpGenPrefix & prefix ) const {
+   const auto * index = canAnswer( status_.get(), prefix ) ? status_->index() : nullptr;
+   if( !index ) return prefixListMatch( status_.get(), &prefix, matchWalker_.get() );
+   const auto answer = index->governing( status_->trie(), prefix );
+   if( !answer.found ) return {};
+   return { answer.seqno, answer.permit ? Result::permit : Result::deny };
+}
+
+PrefixListMatchResultTuple PrefixListMatcherBase::coveringPrefix( const Ferule::IpGenPrefix & prefix ) const {
+   return prefixListMatch( status_.get(), &prefix, coveredByWalker_.get() );
+}
+
+PrefixListMatcher::PrefixListMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status )
+      : PrefixListMatcherBase( "PrefixListMatcher prefix-list ", name, status ) {}
+
+bool PrefixListMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
+   return ( matchPrefix( *input->getPrefixPointer() ).result == Result::permit ) != invertResult();
+}
+
+RouteMapFeatures PrefixListMatcher::getFeatures() const {
+   return RouteMapFeatures::matchPrefixDependent;
+}
+
+std::optional<bool> PrefixListMatcher::matchWithTristate( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
+   return tristate( matchPrefix( *input->getPrefixPointer() ) );
+}
+
+std::optional<bool> PrefixListMatcher::matchWithTristateForTest( const MatchInput_ & input, const Quoin::Ptr<PolicyEvalContext> & context ) const {
+   return matchWithTristate( &input, context );
+}
+
+std::optional<bool> PrefixListMatcher::coveredBy( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
+   return tristate( coveringPrefix( *input->getPrefixPointer() ) );
+}
+
+std::optional<bool> PrefixListMatcher::coveredByForTest( const MatchInput_ & input, const Quoin::Ptr<PolicyEvalContext> & context ) const {
+   return coveredBy( &input, context );
+}
+
+NexthopPrefixListMatcher::NexthopPrefixListMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status )
+      : PrefixListMatcherBase( "NexthopPrefixListMatcher prefix-list ", name, status ) {}
+
+bool NexthopPrefixListMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
+   return matchPrefix( Ferule::IpGenPrefix( input->getNexthop() ) ).result == Result::permit;
+}
+
+ResolvedNexthopPfxListMatcher::ResolvedNexthopPfxListMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status )
+      : PrefixListMatcherBase( "ResolvedNexthopMatcher prefix-list ", name, status ) {}
+
+bool ResolvedNexthopPfxListMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
+   if( input->denyResolvedNexthop() ) return false;
+   if( !input->matchResolvedNexthopInfo() ) return true;
+   const auto & resolved = input->getResolvedNexthopInfoSet();
+   if( !resolved ) return false;
+   for( auto i = resolved->resolvedNexthop().first(); i; i.next() ) {
+      const auto said = tristate( matchPrefix( Ferule::IpGenPrefix( i.key() ) ) );
+      if( said ) return *said;
+   }
+   return false;
+}
+
+RouteMapFeatures ResolvedNexthopPfxListMatcher::getFeatures() const {
+   return RouteMapFeatures::matchResolvedNexthop;
+}
+
+RouterIdMatcher::RouterIdMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status )
+      : PrefixListMatcherBase( "RouterIdMatcher router-id prefix-list ", name, status ) {}
+
+bool RouterIdMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
+   return matchPrefix( Ferule::IpGenPrefix( input->getRouterId(), 32 ) ).result == Result::permit;
+}
+
+RouteMapFeatures RouterIdMatcher::getFeatures() const {
+   return RouteMapFeatures::matchRouterId;
+}
+
+}  // namespace Routing::Policy

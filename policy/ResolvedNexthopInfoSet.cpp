@@ -1,0 +1,7 @@
+#include "policy/ResolvedNexthopInfoSet.h"
+
+namespace Routing::Policy {
+
+ResolvedNexthopInfoSet::~ResolvedNexthopInfoSet() = default;
+
+}  // namespace Routing::Policy

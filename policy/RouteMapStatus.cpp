@@ -1,0 +1,100 @@
+#include "policy/RouteMapStatus.h"
+
+namespace Routing::Policy {
+
+namespace {
+
+constexpr auto kSeqStatus = Quoin::FieldId( RouteMapStatus::Field::seqStatus );
+
+}  // namespace
+
+RouteMapStatus::~RouteMapStatus() = default;
+
+Quoin::Ptr<RouteMapStatus> RouteMapStatus::newFrom( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name ) {
+   auto copy = Quoin::makeNode<RouteMapStatus>( name );
+   copy->updateFeaturesOnSeqStatusChangeIs( false );
+   copy->clone( *src );
+   copy->updateFeatures();
+   return copy;
+}
+
+void RouteMapStatus::clone( const Zeugma::BaseNotifyingType & source ) {
+   const auto & src = static_cast<const RouteMapStatus &>( source );
+   Plinth::cloneMembers( publisher_, kSeqStatus, seqStatus_, src.seqStatus_ );
+   featuresIs( src.features() );
+   undefinedIs( src.undefined() );
+   undefinedReferencesIs( src.undefinedReferences() );
+}
+
+Quoin::Ptr<RouteMapStatus> RouteMapStatus::deepCopy() const {
+   auto copy = Quoin::makeNode<RouteMapStatus>( name_ );
+   copy->updateFeaturesOnSeqStatusChangeIs( false );
+   for( const auto & [ seqno, seq ] : seqStatus_ ) {
+      auto seqCopy = Quoin::makeNode<RouteMapSeqStatus>( seqno );
+      seqCopy->matchActionIs( seq->matchAction() );
+      seqCopy->subRouteMapIs( seq->subRouteMap() );
+      seqCopy->subInvertIs( seq->subInvert() );
+      for( const auto & [ option, matcher ] : seq->matcher() ) seqCopy->matcherIs( option, matcher );
+      for( const auto & [ option, setter ] : seq->setter() ) seqCopy->setterIs( option, setter );
+      copy->seqStatusIs( seqCopy );
+   }
+   copy->updateFeatures();
+   return copy;
+}
+
+void RouteMapStatus::seqStatusIs( const Quoin::Ptr<const RouteMapSeqStatus> & seq ) {
+   if( !seq ) Plinth::throwMutatorArgNullPointerException( "RouteMapStatus::seqStatusIs" );
+   const uint32_t seqno = seq->seqno();
+   const auto old = seqStatus( seqno );
+   if( !seqStatus_.put( seqno, seq ) ) return;
+   handleSeqStatus();
+   Plinth::publishMember( publisher_, kSeqStatus, seqno, &old );
+}
+
+void RouteMapStatus::seqStatusDel( uint32_t seqno ) {
+   const auto old = seqStatus( seqno );
+   if( !seqStatus_.erase( seqno ) ) return;
+   handleSeqStatus();
+   Plinth::publishMember( publisher_, kSeqStatus, seqno, &old );
+}
+
+void RouteMapStatus::seqStatusDelAll() {
+   if( seqStatus_.empty() ) return;
+   const auto gone = seqStatus_.takeAll();
+   handleSeqStatus();
+   for( const auto & [ seqno, seq ] : gone ) Plinth::publishMember( publisher_, kSeqStatus, seqno, &seq );
+}
+
+void RouteMapStatus::handleSeqStatus() {
+   if( updateFeaturesOnSeqStatusChange_ ) updateFeatures();
+}
+
+void RouteMapStatus::updateFeatures() {
+   RouteMapFeatures all;
+   for( const auto & [ seqno, seq ] : seqStatus_ ) all.updateFrom( seq->getFeatures() );
+   featuresIs( all );
+   updateFeaturesOnSeqStatusChangeIs( true );
+}
+
+void RouteMapStatus::undefinedIs( bool undefined ) {
+   if( undefined == undefined_ ) return;
+   undefined_ = undefined;
+   publisher_.publishChange( Quoin::FieldId( Field::undefined ) );
+}
+
+void RouteMapStatus::updateFeaturesOnSeqStatusChangeIs( bool update ) {
+   if( update == updateFeaturesOnSeqStatusChange_ ) return;
+   updateFeaturesOnSeqStatusChange_ = update;
+   publisher_.publishChange( Quoin::FieldId( Field::updateFeaturesOnSeqStatusChange ) );
+}
+
+void RouteMapStatus::dumpState( const Zeugma::DumpContextPtr & ctx, unsigned indent ) const {
+   auto yesNo = []( bool b ) { return b ? "yes" : "no"; };
+   ZEUGMA_OBJ_DUMP_LINE( ctx, indent,
+                         "RouteMapStatus %s features=<%s>, updateFeaturesOnSeqStatusChange=%s, undefinedReferences=0x%.2x, undefined=%s\n",
+                         name_.data(), features().toStrep().data(), yesNo( updateFeaturesOnSeqStatusChange() ),
+                         undefinedReferences().value, yesNo( undefined() ) );
+   for( const auto & [ seqno, seq ] : seqStatus_ ) Zeugma::dumpChild( ctx, "RouteMapSeqStatus", seq, indent + 2 );
+}
+
+}  // namespace Routing::Policy

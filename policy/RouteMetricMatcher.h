@@ -1,0 +1,15 @@
+/// @file policy/RouteMetricMatcher.h
+#pragma once
+
+#include "policy/SimpleMatcher.h"
+
+namespace Routing::Policy {
+
+/// The route has this metric; an absent one asks for routes without a metric.
+class ROUTEPOLICY_API RouteMetricMatcher final : public EqualMatcher<Zeugma::MaybeU63, &MatchInput_::getMetric> {
+ public:
+   explicit RouteMetricMatcher( Zeugma::MaybeU63 metric ) : EqualMatcher( "RouteMetricMatcher metric ", metric ) {}
+   Zeugma::MaybeU63 metric() const noexcept { return value(); }
+};
+
+}  // namespace Routing::Policy

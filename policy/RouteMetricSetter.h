@@ -1,0 +1,20 @@
+/// @file policy/RouteMetricSetter.h
+#pragma once
+
+#include "policy/Setter.h"
+
+namespace Routing::Policy {
+
+/// Sets the metric, straight into the result's field: a derived result is not told.
+class ROUTEPOLICY_API RouteMetricSetter final : public Setter {
+ public:
+   explicit RouteMetricSetter( Zeugma::MaybeU63 metric ) noexcept : metric_( metric ) {}
+   Zeugma::MaybeU63 metric() const noexcept { return metric_; }
+   void setValue( Result_ * result ) const override { result->metricIs( metric_ ); }
+   void formatDerivedType( std::ostream & os ) const override { os << "RouteMetricSetter metric " << metric_; }
+
+ private:
+   Zeugma::MaybeU63 metric_;
+};
+
+}  // namespace Routing::Policy

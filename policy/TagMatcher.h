@@ -1,0 +1,15 @@
+/// @file policy/TagMatcher.h
+#pragma once
+
+#include "policy/SimpleMatcher.h"
+
+namespace Routing::Policy {
+
+/// The route has this tag.
+class ROUTEPOLICY_API TagMatcher final : public EqualMatcher<RouteTag, &MatchInput_::getTag> {
+ public:
+   explicit TagMatcher( RouteTag tag ) : EqualMatcher( "TagMatcher tag ", tag ) {}
+   RouteTag tag() const noexcept { return value(); }
+};
+
+}  // namespace Routing::Policy
