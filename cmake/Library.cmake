@@ -31,6 +31,9 @@ endif()
 if( ROUTEPOLICY_ARCH )
    target_compile_options( routepolicy PRIVATE "-march=${ROUTEPOLICY_ARCH}" )
 endif()
+if( CMAKE_CXX_COMPILER_ID STREQUAL GNU )
+   target_compile_options( routepolicy PRIVATE -fno-semantic-interposition )   # calls within the library may be inlined, as clang does
+endif()
 if( NOT ROUTEPOLICY_SANITIZE )
    target_link_options( routepolicy PRIVATE -Wl,--no-undefined )   # a sanitizer's runtime is found only by the program
 endif()

@@ -1,25 +1,11 @@
 #include "policy/Policy.h"
 
-#include <optional>
-
 #include "substrate/quoin/Assert.h"
 #include "substrate/trailmark/Trailmark.h"
 
 namespace Routing::Policy {
 
 namespace {
-
-// A block timer, if timers are asked for.
-class Timer {
- public:
-   Timer( bool asked, const Trailmark::MsgDesc & message ) {
-      if( asked ) [[unlikely]]
-         timer_.emplace( message );
-   }
-
- private:
-   std::optional<Trailmark::BlockTimer> timer_;
-};
 
 const Trailmark::MsgDesc evalRouteMapMatchersMsg(
    "PolicyEval::evalRouteMapMatchers(const MatchInput*, const Routing::Policy::RouteMapStatus*, Routing::Policy::MatchedRouteMapSequences*) "
@@ -32,10 +18,74 @@ const Trailmark::MsgDesc evalSubRouteMapMatchersMsg(
 const Trailmark::MsgDesc evalPolicyMatchersMsg(
    "PolicyEval::evalPolicyMatchers(const MatchInput*, const PtrConst&, Routing::Policy::MatchedRouteMapSequences*, const Ptr&) const" );
 
+// What a walk tells of itself, for nobody.
+struct NoLog {
+   void visit( const Quoin::Ptr<const RouteMapSeqStatus> & ) {}
+   void matcherFailed( MatchOption ) {}
+   void enterSubRouteMap() {}
+   void leaveSubRouteMap( bool, bool ) {}
+   void deny() {}
+   void permit() {}
+   void continueTo( uint32_t ) {}
+   void defaultDeny() {}
+};
+
+// The same into the log of the route map under evaluation: the one on top of the call stack, where whoever called has put it.
+class WriteLog {
+ public:
+   WriteLog( PolicyEvalContext & context, PolicyEvaluationLog & log ) : context_( context ), log_( log ) {}
+   void visit( const Quoin::Ptr<const RouteMapSeqStatus> & seq ) {
+      seq_ = log_.addSeq( seq );
+      if( seq->matcher().empty() ) seq_->hadNoMatchersIs( true );
+   }
+   void matcherFailed( MatchOption option ) { seq_->failedMatcherIs( option ); }
+   void enterSubRouteMap() { context_.callStackPush( seq_->subPolicyEvaluationLog() ); }
+   void leaveSubRouteMap( bool result, bool inverted ) {
+      context_.callStackPop();
+      seq_->subRouteMapResultIs( result );
+      seq_->subRouteMapInvertResultIs( inverted );
+   }
+   void deny() {
+      seq_->matchActionDenyIs( true );
+      seq_->permitResultIs( false );
+      log_.permitResultIs( false );
+   }
+   void permit() {
+      seq_->permitResultIs( true );
+      log_.permitResultIs( true );
+   }
+   void continueTo( uint32_t seqno ) { seq_->continueSeqIs( seqno ); }
+   void defaultDeny() { log_.defaultDenyIs( true ); }
+
+ private:
+   PolicyEvalContext & context_;
+   PolicyEvaluationLog & log_;
+   Quoin::Ptr<SeqLog> seq_;   // of the sequence under evaluation
+};
+
 }  // namespace
 
 MatchedRouteMapSequencesSnapshot::~MatchedRouteMapSequencesSnapshot() = default;
 PolicyEval::~PolicyEval() = default;
+
+namespace {
+
+// Apart, so that the timer is not in the frame of those that have none.
+template <class Stage>
+[[gnu::noinline]] auto underTimer( const Trailmark::MsgDesc & message, Stage & stage ) {
+   const Trailmark::BlockTimer timer( message );
+   return stage();
+}
+
+}  // namespace
+
+// Runs a stage of evaluation, under a block timer if the context asks for timers.
+template <class Stage>
+inline auto PolicyEval::timed( const Trailmark::MsgDesc & message, Stage stage ) const {
+   if( !context_ || !context_->enableTrailmark() ) [[likely]]
+      return stage();
+   return underTimer( message, stage );
+}
 
 // ---- one route map
 
@@ -44,68 +94,74 @@ bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMap
    return evalRouteMap( input, *rmStatus, *matched );
 }
 
-bool PolicyEval::evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched ) const {
-   const Timer timer( timed(), evalRouteMapMatchersMsg );
-   return walkSequences( input, rmStatus, matched );
+// Without a context there is nothing to time and nowhere to log: the road of almost every route.
+inline bool PolicyEval::evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched ) const {
+   if( !context_ ) [[likely]]
+      return walkSequences( input, rmStatus, matched, NoLog{} );
+   return evalRouteMapInContext( input, rmStatus, matched );
 }
 
-bool PolicyEval::walkSequences( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched ) const {
-   // The log of this route map: on top of the call stack, since whoever called has put it there.
-   const Quoin::Ptr<PolicyEvaluationLog> log = context_ && context_->log() ? context_->callStackPeek() : nullptr;
+bool PolicyEval::evalRouteMapInContext( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched ) const {
+   return timed( evalRouteMapMatchersMsg, [ & ] {
+      if( context_->log() )
+         if( auto log = context_->callStackPeek() ) return walkSequences( input, rmStatus, matched, WriteLog( *context_, *log ) );
+      return walkSequences( input, rmStatus, matched, NoLog{} );
+   } );
+}
+
+// The walk, which is the same with and without a log: `Log` is either.
+template <class Log>
+bool PolicyEval::walkSequences( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched, Log log ) const {
    bool continued = false;
    for( auto cursor = rmStatus.seqStatus().first(); cursor; ) {
       const RouteMapSeqStatus & seq = *cursor.value();
-      SeqLog * seqLog = log ? log->addSeq( cursor.value() ).get() : nullptr;
-      if( !matchersPass( input, seq, seqLog ) || !subRouteMapPasses( input, seq, matched, seqLog ) ) {
+      log.visit( cursor.value() );
+      const RouteMapStatus * sub;
+      if( !matchersPass( input, seq, log ) ||
+          ( ( sub = seq.subRouteMapRawPtr() ) && !sub->seqStatus().empty() && !subRouteMapPasses( input, seq, *sub, matched, log ) ) ) {
          cursor.next();
          continue;
       }
-      const bool permit = seq.matchAction() != Acl::MatchPermit::deny;
-      if( log ) {
-         seqLog->matchActionDenyIs( !permit );
-         seqLog->permitResultIs( permit );
-         log->permitResultIs( permit );
+      if( seq.matchAction() == Acl::MatchPermit::deny ) {   // also behind a continue
+         log.deny();
+         return false;
       }
-      if( !permit ) return false;   // also behind a continue
+      log.permit();
       matched.push_back( &seq );
       const RouteMapSeqStatus * target = seq.continueSeq().get();
       if( !target ) return true;
-      if( log ) seqLog->continueSeqIs( target->seqno() );
+      log.continueTo( target->seqno() );
       continued = true;
       cursor = rmStatus.seqStatus().lowerBound( target->seqno() );   // where the target has gone, the next higher
    }
-   if( continued ) return true;
-   if( log ) log->defaultDenyIs( true );
-   return false;
+   if( !continued ) log.defaultDeny();
+   return continued;
 }
 
 // Whether all matchers hold; they are asked up to the first that does not.
-inline bool PolicyEval::matchersPass( const MatchInput_ * input, const RouteMapSeqStatus & seq, SeqLog * log ) const {
-   if( log && seq.matcher().empty() ) log->hadNoMatchersIs( true );
+template <class Log>
+inline bool PolicyEval::matchersPass( const MatchInput_ * input, const RouteMapSeqStatus & seq, Log & log ) const {
    for( auto i = seq.matcher().first(); i; i.next() ) {
       if( i.value()->match( input, context_ ) ) continue;
-      if( log ) log->failedMatcherIs( i.key() );
+      log.matcherFailed( i.key() );
       return false;
    }
    return true;
 }
 
 // Whether the sequence's sub route map lets it pass. What that matched stays in `matched` only if it permitted and is not inverted.
-inline bool PolicyEval::subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, MatchedRouteMapSequences & matched,
-                                           SeqLog * log ) const {
-   const RouteMapStatus * sub = seq.subRouteMapRawPtr();
-   if( !sub || sub->seqStatus().empty() ) return true;
-   const Timer timer( timed(), evalSubRouteMapMatchersMsg );
-   const size_t matchedBefore = matched.size();
-   if( log ) context_->callStackPush( log->subPolicyEvaluationLog() );
-   const bool subResult = evalRouteMap( input, *sub, matched );
-   if( log ) {
-      context_->callStackPop();
-      log->subRouteMapResultIs( subResult );
-      log->subRouteMapInvertResultIs( seq.subInvert() );
-   }
-   if( !subResult || seq.subInvert() ) matched.resize( matchedBefore );
-   return subResult != seq.subInvert();
+template <class Log>
+bool PolicyEval::subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub,
+                                    MatchedRouteMapSequences & matched, Log & log ) const {
+   return timed( evalSubRouteMapMatchersMsg, [ & ] {
+      const size_t matchedBefore = matched.size();
+      const bool inverted = seq.subInvert();
+      log.enterSubRouteMap();
+      const bool subResult = evalRouteMap( input, sub, matched );
+      log.leaveSubRouteMap( subResult, inverted );
+      if( !subResult || inverted ) matched.resize( matchedBefore );
+      return subResult != inverted;
+   } );
 }
 
 // ---- setters
@@ -115,10 +171,15 @@ void PolicyEval::applyPolicySetters( const MatchedRouteMapSequences * matched, R
 }
 
 void PolicyEval::applySetters( const MatchedRouteMapSequences & matched, Result_ & result ) const {
-   const Timer timer( timed(), applyPolicySettersMsg );
-   for( const RouteMapSeqStatus * seq : matched )
-      for( auto i = seq->setter().first(); i; i.next() ) i.value()->setValue( &result );
-   if( !result.dps() ) return;
+   timed( applyPolicySettersMsg, [ & ] {
+      for( const RouteMapSeqStatus * seq : matched )
+         for( auto i = seq->setter().first(); i; i.next() ) i.value()->setValue( &result );
+      if( result.dps() ) [[unlikely]]
+         applyDeferredSetters( result );
+   } );
+}
+
+void PolicyEval::applyDeferredSetters( Result_ & result ) {
    const Quoin::Ptr<DeferredPolicySetters> dps = result.dps();
    auto & deferred = dps->setters();
    for( size_t i = 0; i < deferred.size(); ++i ) deferred[ i ]->deferredSetValue( &result );   // which may register more
@@ -180,38 +241,53 @@ bool PolicyEval::evalGyre( const Quoin::Ptr<const Gyre::FunctionStatusBase> & fu
 
 bool PolicyEval::evalList( const MatchInput_ * input, const RouteMapStatusList & list, MatchedRouteMapSequences & matched,
                            const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const {
-   constexpr RmPrecedence kRouteMap = RmPrecedence::routeMapPrecedence;
-   constexpr RmPrecedence kMaint = RmPrecedence::routeMapMaintPrecedence;
-   const Timer timer( timed(), evalPolicyMatchersMsg );
-   const bool gyrePresent = bool( list.gyreStatus() );
-   const bool gyreMaintPresent = bool( list.gyreStatusMaint() );
-   QUOIN_ASSERT( !gyrePresent || gyreCtxMap, "!gyrePresent || gyreCtxMap" );
-   bool gyrePending = gyrePresent;
-   bool gyreMaintPending = gyreMaintPresent;
-   auto runGyre = [ & ] { return evalFunction( *list.gyreStatus(), kRouteMap, matched, gyreCtxMap ); };
-   auto runGyreMaint = [ & ] { return evalFunction( *list.gyreStatusMaint(), kMaint, matched, gyreCtxMap ); };
-
-   for( auto i = list.rmStatus().first(); i; i.next() ) {
-      const RmPrecedence p = i.key();
-      if( gyrePending && p.value() > 3 ) {
-         gyrePending = false;
-         if( !runGyre() ) return false;
-      }
-      if( gyreMaintPending && p.value() > 5 ) {
-         gyreMaintPending = false;
-         if( !runGyreMaint() ) return false;
-      }
-      // A function stands in for the route map of its role; what has nothing to say neither permits nor denies.
-      if( ( gyrePresent && p == kRouteMap ) || ( gyreMaintPresent && p == kMaint ) || i.value()->seqStatus().empty() ) continue;
-      if( !evalListEntry( input, p, i.value(), matched ) ) return false;
+   if( !context_ && !list.gyreStatus() && !list.gyreStatusMaint() ) [[likely]] {
+      for( auto i = list.rmStatus().first(); i; i.next() )
+         if( !i.value()->seqStatus().empty() && !evalRouteMap( input, *i.value(), matched ) ) return false;
+      return true;
    }
-   if( gyrePending && !runGyre() ) return false;
-   return !gyreMaintPending || runGyreMaint();
+   return timed( evalPolicyMatchersMsg, [ & ] { return evalWholeList( input, list, matched, gyreCtxMap ); } );
+}
+
+bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusList & list, MatchedRouteMapSequences & matched,
+                                        const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const {
+   const bool gyrePresent = bool( list.gyreStatus() );
+   QUOIN_ASSERT( !gyrePresent || gyreCtxMap, "!gyrePresent || gyreCtxMap" );
+
+   // The two roles that take part. Each function stands in for the route map of its role, and runs once: in front of the first
+   // entry from `before` on, or behind the last.
+   struct Role {
+      const Gyre::FunctionStatusBase * function;
+      RmPrecedence precedence;
+      uint8_t before;
+      bool pending = function != nullptr;
+   } roles[] = { { list.gyreStatus().get(), RmPrecedence::routeMapPrecedence, 4 },
+                 { list.gyreStatusMaint().get(), RmPrecedence::routeMapMaintPrecedence, 6 } };
+   auto runPending = [ & ]( unsigned precedence ) {
+      for( Role & role : roles ) {
+         if( !role.pending || precedence < role.before ) continue;
+         role.pending = false;
+         if( !evalFunction( *role.function, role.precedence, matched, gyreCtxMap ) ) return false;
+      }
+      return true;
+   };
+   auto displaced = [ & ]( RmPrecedence p ) {
+      for( const Role & role : roles )
+         if( role.function && role.precedence == p ) return true;
+      return false;
+   };
+   for( auto i = list.rmStatus().first(); i; i.next() ) {
+      if( !runPending( i.key().value() ) ) return false;
+      if( !displaced( i.key() ) && !evalListEntry( input, i.key(), i.value(), matched ) ) return false;
+   }
+   return runPending( ~0u );
 }
 
 bool PolicyEval::evalListEntry( const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status,
                                 MatchedRouteMapSequences & matched ) const {
-   if( !shouldLogEval_ || !context_ || p != RmPrecedence::routeMapPrecedence ) return evalRouteMap( input, *status, matched );
+   if( status->seqStatus().empty() ) return true;   // what has nothing to say neither permits nor denies
+   if( !shouldLogEval_ || !context_ || p != RmPrecedence::routeMapPrecedence ) [[likely]]
+      return evalRouteMap( input, *status, matched );
    // The log goes back to null also when a matcher throws; only a finished one is queued.
    struct Installed {
       PolicyEvalContext & context;

@@ -10,6 +10,10 @@
 #include "routepolicy_export.h"
 #include "substrate/gyre/Eval.h"
 
+namespace Trailmark {
+class MsgDesc;
+}
+
 namespace Routing::Policy {
 
 /// Evaluates routes. An agent keeps one and reuses it; between calls it holds its two attributes and nothing else.
@@ -61,17 +65,26 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
 
  private:
    bool evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched ) const;
-   bool walkSequences( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched ) const;
-   bool matchersPass( const MatchInput_ * input, const RouteMapSeqStatus & seq, SeqLog * log ) const;
-   bool subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, MatchedRouteMapSequences & matched, SeqLog * log ) const;
+   bool evalRouteMapInContext( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched ) const;
+   template <class Log>
+   bool walkSequences( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched, Log log ) const;
+   template <class Log>
+   bool matchersPass( const MatchInput_ * input, const RouteMapSeqStatus & seq, Log & log ) const;
+   template <class Log>
+   bool subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub,
+                           MatchedRouteMapSequences & matched, Log & log ) const;
    bool evalList( const MatchInput_ * input, const RouteMapStatusList & list, MatchedRouteMapSequences & matched,
                   const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const;
+   bool evalWholeList( const MatchInput_ * input, const RouteMapStatusList & list, MatchedRouteMapSequences & matched,
+                       const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const;
    bool evalListEntry( const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status,
                        MatchedRouteMapSequences & matched ) const;
    bool evalFunction( const Gyre::FunctionStatusBase & function, RmPrecedence p, MatchedRouteMapSequences & matched,
                       const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const;
    void applySetters( const MatchedRouteMapSequences & matched, Result_ & result ) const;
-   bool timed() const noexcept { return context_ && context_->enableTrailmark(); }
+   static void applyDeferredSetters( Result_ & result );
+   template <class Stage>
+   auto timed( const Trailmark::MsgDesc & message, Stage stage ) const;
 
    bool shouldLogEval_ = false;
 

@@ -22,7 +22,10 @@ bool Result_::deferredSetter( const Setter * setter ) const {
 }
 
 void Result_::deferredSetterDel( const Setter * setter ) {
-   if( dps_ ) std::erase( dps_->setters(), setter );
+   if( !dps_ ) return;
+   auto & setters = dps_->setters();
+   const auto i = std::find( setters.begin(), setters.end(), setter );
+   if( i != setters.end() ) setters.erase( i );
 }
 
 void Result_::deferredSetterDelAll() {

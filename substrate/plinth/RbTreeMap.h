@@ -72,35 +72,34 @@ class RbTreeMap {
    /// A read of the place itself is good until the next change.
    class Iterator {
     public:
-      explicit operator bool() const noexcept { return at_ < map_->row_.size(); }
+      explicit operator bool() const noexcept { return at_ != end_; }
       const K & key() const noexcept { return key_; }
-      const V & value() const noexcept { return map_->row_[ at_ ].second; }
+      const V & value() const noexcept { return at_->second; }
 
       void next() noexcept {
-         if( version_ == map_->version_ ) {
-            settle( at_ + 1 );
-         } else {
-            version_ = map_->version_;
-            settle( static_cast<size_t>( map_->upperBoundImpl( key_ ) - map_->row_.begin() ) );
-         }
+         if( version_ == map_->version_ ) [[likely]]
+            ++at_;
+         else
+            *this = Iterator( map_, map_->upperBoundImpl( key_ ) );
+         if( at_ != end_ ) key_ = at_->first;
       }
 
     private:
       friend class RbTreeMap;
-      Iterator( const RbTreeMap * map, size_t at ) noexcept : map_( map ), version_( map->version_ ) { settle( at ); }
-      void settle( size_t at ) noexcept {
-         at_ = at;
-         if( at < map_->row_.size() ) key_ = map_->row_[ at ].first;
+      Iterator( const RbTreeMap * map, typename Row::const_iterator at ) noexcept
+            : map_( map ), at_( map->row_.data() + ( at - map->row_.begin() ) ), end_( map->row_.data() + map->row_.size() ), version_( map->version_ ) {
+         if( at_ != end_ ) key_ = at_->first;
       }
       const RbTreeMap * map_;
-      size_t at_ = 0;
+      const Member * at_;
+      const Member * end_;
       uint32_t version_;
       K key_{};   // a copy: the member may be gone when next() needs it
    };
 
-   Iterator first() const noexcept { return Iterator( this, 0 ); }
+   Iterator first() const noexcept { return Iterator( this, row_.begin() ); }
    /// The first member whose key is at least `key`.
-   Iterator lowerBound( const K & key ) const noexcept { return Iterator( this, static_cast<size_t>( lowerBoundImpl( key ) - row_.begin() ) ); }
+   Iterator lowerBound( const K & key ) const noexcept { return Iterator( this, lowerBoundImpl( key ) ); }
 
    /// For range-for; any change ends the use of these.
    auto begin() const noexcept { return row_.begin(); }

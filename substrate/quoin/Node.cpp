@@ -52,7 +52,9 @@ ReleaseScope::ReleaseScope() noexcept {
 }
 
 ReleaseScope::~ReleaseScope() {
-   if( --state.scopes != 0 || state.depth != 0 ) return;   // an outer scope, or the release that we stand in, destroys what waits
+   // An outer scope, or the release that we stand in, destroys what waits.
+   if( --state.scopes != 0 || !state.doomed || state.depth != 0 ) [[likely]]
+      return;
    ++state.depth;
    Node::destroyDoomed();
    --state.depth;

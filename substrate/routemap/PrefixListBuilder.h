@@ -13,7 +13,7 @@ namespace Routing::RouteMap {
 
 /// One entry as it is configured. Without bounds it speaks of its own prefix alone; with `ge` only, of lengths up to the
 /// family's; with `le` only, of lengths from its own.
-struct PrefixListEntry {
+struct ROUTEPOLICY_API PrefixListEntry {
    uint32_t seqno = 0;
    Acl::MatchPermit action = Acl::MatchPermit::permit;
    Ferule::IpGenPrefix prefix;

@@ -52,25 +52,29 @@ PrefixListIndex::PrefixListIndex( const PatriciaTrieWithNodeData & trie ) : rows
 }
 
 PrefixListIndex::Answer PrefixListIndex::governing( const PatriciaTrieWithNodeData & trie, const Ferule::IpGenPrefix & prefix ) const noexcept {
-   const unsigned length = prefix.length();
+   const Slot slot = trie.longestMatch( prefix );
+   return slot == kNoSlot ? Answer{} : climb( trie, slot, prefix.length() );
+}
+
+// Goes up from the longest prefix that contains the one of `length` bits.
+PrefixListIndex::Answer PrefixListIndex::climb( const PatriciaTrieWithNodeData & trie, Slot slot, unsigned length ) const noexcept {
    Answer best;
-   Slot slot = trie.longestMatch( prefix );
-   while( slot != kNoSlot ) {
+   // Of equal numbers the shorter prefix's governs, as in a walk that starts there.
+   auto offer = [ & ]( uint32_t seqno, bool permit ) {
+      if( !best.found || seqno <= best.seqno ) best = { seqno, true, permit };
+   };
+   do {
       const Row & row = rows_[ slot ];
       if( row.chained ) [[unlikely]] {
-         for( auto * entry = headOf( trie, slot ); entry; entry = entry->nextEntry() ) {
-            if( length < entry->ge() || length > entry->le() ) continue;
-            if( !best.found || entry->seqno() <= best.seqno )
-               best = { entry->seqno(), true, entry->PrefixListEntryData::isPrefixEntryPermit() };
-            break;
-         }
-      } else if( row.ge <= length && length <= row.le && ( !best.found || row.seqno <= best.seqno ) ) {
-         // Of equal numbers the shorter prefix's governs, as in a walk that starts there.
-         best = { row.seqno, true, row.permit };
+         const PrefixListEntryData * entry = headOf( trie, slot );
+         while( entry && ( length < entry->ge() || length > entry->le() ) ) entry = entry->nextEntry();
+         if( entry ) offer( entry->seqno(), entry->PrefixListEntryData::isPrefixEntryPermit() );
+      } else if( row.ge <= length && length <= row.le ) {
+         offer( row.seqno, row.permit );
       }
       if( row.aboveLe < length || ( best.found && best.seqno < row.aboveSeqno ) ) break;
       slot = row.parent;
-   }
+   } while( slot != kNoSlot );
    return best;
 }
 

@@ -48,6 +48,7 @@ class ROUTEPOLICY_API PrefixListIndex {
    };
    static_assert( sizeof( Row ) == 16 );
    explicit PrefixListIndex( const PatriciaTrieWithNodeData & trie );
+   Answer climb( const PatriciaTrieWithNodeData & trie, PatriciaTrieWithNodeData::Slot slot, unsigned length ) const noexcept;
 
    std::vector<Row> rows_;
    uint32_t trieVersion_;

@@ -7,7 +7,7 @@ namespace Routing::RouteMap {
 
 PrefixListEntryData::~PrefixListEntryData() = default;
 
-PrefixListStatus::PrefixListStatus( const Quoin::String & name, Ferule::AddressFamily af ) : name_( name ) {
+PrefixListStatus::PrefixListStatus( const Quoin::String & name, Ferule::AddressFamily af ) : af_( af ), name_( name ) {
    trieIs( Quoin::makeNode<PatriciaTrieWithNodeData>( af, false ) );
 }
 
@@ -17,6 +17,7 @@ void PrefixListStatus::trieIs( const Quoin::Ptr<const PatriciaTrieWithNodeData> 
    if( !trie ) Plinth::throwMutatorArgNullPointerException( "PrefixListStatus::trieIs" );
    index_ = PrefixListIndex::make( *trie );
    trie_ = trie;
+   af_ = trie->af();
 }
 
 const PrefixListIndex * PrefixListStatus::index() const noexcept {

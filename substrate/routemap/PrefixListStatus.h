@@ -47,7 +47,7 @@ class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
    ~PrefixListStatus() override;
 
    const Quoin::String & name() const noexcept { return name_; }
-   Ferule::AddressFamily af() const noexcept { return trie_->af(); }
+   Ferule::AddressFamily af() const noexcept { return af_; }
    const PatriciaTrieWithNodeData & trie() const noexcept { return *trie_; }
 
    /// Installs the entries, all of them PrefixListEntryData, and builds the index that speeds up look-ups. What is changed in the
@@ -62,9 +62,10 @@ class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
    size_t bytes() const noexcept;
 
  private:
-   Quoin::String name_;
+   Ferule::AddressFamily af_;
    Quoin::Ptr<const PatriciaTrieWithNodeData> trie_;
    std::unique_ptr<const PrefixListIndex> index_;
+   Quoin::String name_;
 };
 
 }  // namespace Routing::RouteMap

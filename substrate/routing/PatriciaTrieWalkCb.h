@@ -15,9 +15,12 @@ class ROUTEPOLICY_API PrefixData : public Quoin::Node {
  public:
    ~PrefixData() override;
    const PrefixData * next() const noexcept { return next_.get(); }   // null at the end of the chain
+   /// Whether a trie has taken it, and for good.
+   bool inChain() const noexcept { return nodeFlag() & kInChain; }
 
  private:
    friend class PatriciaTrieWithNodeData;
+   static constexpr uint32_t kInChain = 1u << 31;   // of the node's flags; the others are the derived class's
    Quoin::Ptr<const PrefixData> next_;
 };
 

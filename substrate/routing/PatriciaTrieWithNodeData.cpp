@@ -53,10 +53,11 @@ PatriciaTrieWithNodeData::~PatriciaTrieWithNodeData() = default;
 void PatriciaTrieWithNodeData::routeIs( const Ferule::IpGenPrefix & prefix, const Quoin::Ptr<PrefixData> & data ) {
    if( !data ) Plinth::throwMutatorArgNullPointerException( "PatriciaTrieWithNodeData::routeIs" );
    QUOIN_ASSERT( prefix.af() == af_ && prefix.length() <= Ferule::addressBits( af_ ), "prefix.af() == af_" );
-   QUOIN_ASSERT( !data->next_, "!data->next_" );
+   QUOIN_ASSERT( !data->inChain(), "!data->inChain()" );
    const Bits128 bits = prefix.ipGenAddr().bits() & Bits128::leadingOnes( prefix.length() );
    auto & head = data_[ slotIs( bits, prefix.length() ) ];
    if( !head ) ++prefixCount_;
+   data->nodeFlagSet( PrefixData::kInChain );
    data->next_ = std::move( head );
    head = data;
    ++version_;
@@ -119,20 +120,24 @@ void PatriciaTrieWithNodeData::descend( Bits128 bits, unsigned length, OnNode &&
       return paths;
    }();
    const TrieNode * node = nodes_.data();
+   Bits128 rest = bits;   // from `depth` on
    for( unsigned depth = 0;; depth += kStride ) {
       if( node->lone() ) {
          if( node->loneLength() <= length && samePrefix( node->loneBits(), bits, node->loneLength() ) ) onLone( *node );
          return;
       }
-      const unsigned v = sixBits( bits, depth );
+      const unsigned v = static_cast<unsigned>( rest.high >> ( 64 - kStride ) );
       const unsigned left = length - depth;
-      uint64_t hits = node->inner & kInnerPath[ v ];
+      const uint64_t hits = node->inner & kInnerPath[ v ];
       if( left < kStride ) {
          onNode( *node, hits & innerUpTo( left ), false, v, depth );
          return;
       }
-      if( !onNode( *node, hits, node->full >> v & 1, v, depth ) || left == kStride || !( node->child >> v & 1 ) ) return;
-      node = nodes_.data() + node->childBase + TrieNode::rank( node->child, v );
+      if( !onNode( *node, hits, node->full >> v & 1, v, depth ) || left == kStride ) return;
+      const uint64_t upToV = node->child << ( 63 - v );   // the highest bit is v's
+      if( !( upToV >> 63 ) ) return;
+      node = nodes_.data() + ( node->childBase + static_cast<unsigned>( std::popcount( upToV ) ) - 1 );
+      rest = { rest.high << kStride | rest.low >> ( 64 - kStride ), rest.low << kStride };
    }
 }
 
