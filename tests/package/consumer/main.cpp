@@ -1,11 +1,46 @@
-// The smallest use of the installed library: one function that lies in it, one that is inline in its headers.
-#include <cstdio>
+#include <iostream>
 
-#include "substrate/quoin/Decimal.h"
-#include "substrate/quoin/ThreadControl.h"
+#include "policy/DistanceSetter.h"
+#include "policy/Policy.h"
+#include "policy/PrefixListMatcher.h"
+#include "substrate/routemap/PrefixListBuilder.h"
+
+using namespace Routing::Policy;
+using namespace Routing::RouteMap;
+using Quoin::makeNode;
 
 int main() {
-   const auto length = Quoin::parseDecimal( "24", 32, "prefix length" );
-   std::printf( "consumer: read %d, threaded %d\n", int( length ), int( Quoin::ThreadControl::threaded() ) );
-   return length == 24 ? 0 : 1;
+   // ip prefix-list CUSTOMERS seq 10 permit 10.0.0.0/8 le 24
+   PrefixListBuilder builder( "CUSTOMERS", Ferule::AddressFamily::ipv4 );
+   if( auto error = builder.entryIs( { 10, Acl::MatchPermit::permit, Ferule::IpGenPrefix( "10.0.0.0/8" ), {}, 24 } ) ) {
+      std::cerr << error->toStrep() << '\n';
+      return 1;
+   }
+   auto customers = makeNode<PrefixListMatcher>( "CUSTOMERS", builder.build() );
+
+   // route-map IN permit 10 / match ip address prefix-list CUSTOMERS / set distance 20
+   auto sequence = makeNode<RouteMapSeqStatus>( 10 );
+   sequence->matcherIs( MatchOption::matchIpPrefixList, customers );
+   sequence->setterIs( SetOption::setDistance, makeNode<DistanceSetter>( 20 ) );
+   auto routeMap = makeNode<RouteMapStatus>( "IN" );
+   routeMap->seqStatusIs( sequence );
+
+   auto policy = makeNode<RouteMapStatusList>();
+   policy->rmStatusIs( RmPrecedence::routeMapPrecedence, routeMap );
+
+   // The route, and the answer. The context is for the reason; an evaluation without one only decides.
+   PolicyEval eval;
+   eval.contextIs( makeNode<PolicyEvalContext>() );
+   eval.shouldLogEvalIs( true );
+   for( const char * prefix : { "10.1.2.0/24", "192.0.2.0/24" } ) {
+      MatchInput_ route;
+      route.prefixIs( Ferule::IpGenPrefix( prefix ) );
+      Result_ result;
+      const bool permitted = eval.eval( &route, policy, &result );
+
+      Gloss::RendererV2 reason;
+      eval.context()->evaluationLogDeq()->toJson( &reason );
+      std::cout << prefix << ( permitted ? " permitted" : " denied" ) << ", distance " << int( result.preference() ) << "\n   {"
+                << reason.text() << "}\n";
+   }
 }
