@@ -15,4 +15,4 @@ void FunctionStatusBase::dumpState( const Zeugma::DumpContextPtr & ctx, unsigned
    Zeugma::dumpChild( ctx, "Function", aet_, indent + 2 );
 }
 
-}  // namespace Gyre
+}   // namespace Gyre

@@ -32,4 +32,4 @@ class ROUTEPOLICY_API FunctionStatusBase : public Quoin::Node {
    Quoin::String funcName_;
 };
 
-}  // namespace Gyre
+}   // namespace Gyre

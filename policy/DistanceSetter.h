@@ -19,4 +19,4 @@ class ROUTEPOLICY_API DistanceSetter final : public Setter {
    RoutePreference distance_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

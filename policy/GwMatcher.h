@@ -12,4 +12,4 @@ class ROUTEPOLICY_API GwMatcher final : public Matcher {
    void formatDerivedType( std::ostream & os ) const override { os << "GwMatcher Not implemented yet"; }
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

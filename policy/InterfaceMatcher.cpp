@@ -12,4 +12,4 @@ RouteMapFeatures InterfaceMatcher::getFeatures() const {
    return RouteMapFeatures::matchInterface;
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -15,4 +15,4 @@ class ROUTEPOLICY_API InterfaceMatcher final : public SimpleMatcher<Ferule::Intf
    RouteMapFeatures getFeatures() const override;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -27,4 +27,4 @@ class LogText {
    Quoin::TextStream os_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

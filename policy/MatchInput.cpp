@@ -30,4 +30,4 @@ std::ostream & operator<<( std::ostream & os, const MatchInput_ & input ) {
              << ", denyResolvedNexthop=" << yesNo( input.denyResolvedNexthop_ ) << ")";
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

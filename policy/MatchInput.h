@@ -60,4 +60,4 @@ class ROUTEPOLICY_API MatchInput_ {
    PLINTH_VALUE( denyResolvedNexthop, denyResolvedNexthopIs, {}, bool );
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

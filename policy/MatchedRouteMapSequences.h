@@ -27,4 +27,4 @@ class ROUTEPOLICY_API MatchedRouteMapSequencesSnapshot : public Quoin::Node {
    Sequences seqStatus_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -26,4 +26,4 @@ std::ostream & operator<<( std::ostream & os, const Matcher * matcher ) {
    return os;
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -31,5 +31,8 @@ class ROUTEPOLICY_API Matcher : public Quoin::Node {
 
 /// The matcher's text; "NULL" for a null.
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const Matcher * matcher );
+inline std::ostream & operator<<( std::ostream & os, const Quoin::Ptr<const Matcher> & matcher ) {
+   return os << matcher.get();
+}
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -12,4 +12,4 @@ class ROUTEPOLICY_API NexthopMatcher final : public EqualMatcher<Ferule::IpGenAd
    Ferule::IpGenAddr nexthop() const noexcept { return value(); }
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -16,4 +16,4 @@ bool NexthopPrefixMatcher::match( const MatchInput_ * input, const Quoin::Ptr<Po
    return false;
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

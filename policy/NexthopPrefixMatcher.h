@@ -13,4 +13,4 @@ class ROUTEPOLICY_API NexthopPrefixMatcher final : public SimpleMatcher<Ferule::
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

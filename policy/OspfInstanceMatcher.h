@@ -12,4 +12,4 @@ class ROUTEPOLICY_API OspfInstanceMatcher final : public EqualMatcher<uint32_t, 
    uint32_t ospfInstance() const noexcept { return value(); }
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -63,12 +63,15 @@ class WriteLog {
    Quoin::Ptr<SeqLog> seq_;   // of the sequence under evaluation
 };
 
-}  // namespace
+}   // namespace
 
 MatchedRouteMapSequencesSnapshot::~MatchedRouteMapSequencesSnapshot() = default;
 PolicyEval::~PolicyEval() = default;
 
 namespace {
+
+// Of a match that stays inside: with room for what sub route maps, continues and several route maps add to an ordinary one.
+using LocalMatched = boost::container::small_vector<const RouteMapSeqStatus *, 16>;
 
 // Apart, so that the timer is not in the frame of those that have none.
 template <class Stage>
@@ -77,7 +80,7 @@ template <class Stage>
    return stage();
 }
 
-}  // namespace
+}   // namespace
 
 // Runs a stage of evaluation, under a block timer if the context asks for timers.
 template <class Stage>
@@ -95,13 +98,13 @@ bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMap
 }
 
 // Without a context there is nothing to time and nowhere to log: the road of almost every route.
-inline bool PolicyEval::evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched ) const {
+inline bool PolicyEval::evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched ) const {
    if( !context_ ) [[likely]]
       return walkSequences( input, rmStatus, matched, NoLog{} );
    return evalRouteMapInContext( input, rmStatus, matched );
 }
 
-bool PolicyEval::evalRouteMapInContext( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched ) const {
+bool PolicyEval::evalRouteMapInContext( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched ) const {
    return timed( evalRouteMapMatchersMsg, [ & ] {
       if( context_->log() )
          if( auto log = context_->callStackPeek() ) return walkSequences( input, rmStatus, matched, WriteLog( *context_, *log ) );
@@ -111,7 +114,7 @@ bool PolicyEval::evalRouteMapInContext( const MatchInput_ * input, const RouteMa
 
 // The walk, which is the same with and without a log: `Log` is either.
 template <class Log>
-bool PolicyEval::walkSequences( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched, Log log ) const {
+bool PolicyEval::walkSequences( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched, Log log ) const {
    bool continued = false;
    for( auto cursor = rmStatus.seqStatus().first(); cursor; ) {
       const RouteMapSeqStatus & seq = *cursor.value();
@@ -152,7 +155,7 @@ inline bool PolicyEval::matchersPass( const MatchInput_ * input, const RouteMapS
 // Whether the sequence's sub route map lets it pass. What that matched stays in `matched` only if it permitted and is not inverted.
 template <class Log>
 bool PolicyEval::subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub,
-                                    MatchedRouteMapSequences & matched, Log & log ) const {
+                                    Matched & matched, Log & log ) const {
    return timed( evalSubRouteMapMatchersMsg, [ & ] {
       const size_t matchedBefore = matched.size();
       const bool inverted = seq.subInvert();
@@ -170,7 +173,7 @@ void PolicyEval::applyPolicySetters( const MatchedRouteMapSequences * matched, R
    applySetters( *matched, *result );
 }
 
-void PolicyEval::applySetters( const MatchedRouteMapSequences & matched, Result_ & result ) const {
+void PolicyEval::applySetters( const Matched & matched, Result_ & result ) const {
    timed( applyPolicySettersMsg, [ & ] {
       for( const RouteMapSeqStatus * seq : matched )
          for( auto i = seq->setter().first(); i; i.next() ) i.value()->setValue( &result );
@@ -191,7 +194,7 @@ void PolicyEval::applyDeferredSetters( Result_ & result ) {
 Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> PolicyEval::evalRouteMapMatchersSnapshot(
    const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const {
    Quoin::ReleaseScope scope;
-   MatchedRouteMapSequences matched;
+   LocalMatched matched;
    if( !evalRouteMap( &input, *rmStatus, matched ) ) return nullptr;
    auto snapshot = Quoin::makeNode<MatchedRouteMapSequencesSnapshot>();
    uint32_t index = 0;
@@ -200,7 +203,8 @@ Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> PolicyEval::evalRouteMapMatch
 }
 
 void PolicyEval::applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> & snapshot, const Result_ & result ) {
-   MatchedRouteMapSequences matched;
+   if( !snapshot ) return;   // of a deny: nothing to apply
+   LocalMatched matched;
    for( auto i = snapshot->seqStatus().first(); i; i.next() ) matched.push_back( i.value().get() );
    applySetters( matched, const_cast<Result_ &>( result ) );
 }
@@ -209,7 +213,7 @@ void PolicyEval::applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRoute
 
 bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result ) const {
    Quoin::ReleaseScope scope;
-   MatchedRouteMapSequences matched;
+   LocalMatched matched;
    if( !evalList( input, *list, matched, nullptr ) ) return false;
    applySetters( matched, *result );
    return true;
@@ -225,7 +229,7 @@ bool PolicyEval::evalPeerFilter( const Quoin::Ptr<const RouteMapStatus> & rmStat
    Quoin::ReleaseScope scope;
    RouteMapStatusList list;
    list.rmStatusIs( RmPrecedence::routeMapPrecedence, rmStatus );
-   MatchedRouteMapSequences matched;
+   LocalMatched matched;
    return evalList( input, list, matched, nullptr );
 }
 
@@ -235,11 +239,11 @@ bool PolicyEval::evalGyre( const Quoin::Ptr<const Gyre::FunctionStatusBase> & fu
    RouteMapStatusList list;
    list.gyreStatusIs( function );
    const auto map = Gyre::Eval::GyreEvalContextMap::getGyreEvalContextMapWithOneEntry( RmPrecedence::routeMapPrecedence, ctx );
-   MatchedRouteMapSequences matched;
+   LocalMatched matched;
    return evalList( nullptr, list, matched, map.get() );
 }
 
-bool PolicyEval::evalList( const MatchInput_ * input, const RouteMapStatusList & list, MatchedRouteMapSequences & matched,
+bool PolicyEval::evalList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
                            const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const {
    if( !context_ && !list.gyreStatus() && !list.gyreStatusMaint() ) [[likely]] {
       for( auto i = list.rmStatus().first(); i; i.next() )
@@ -249,7 +253,7 @@ bool PolicyEval::evalList( const MatchInput_ * input, const RouteMapStatusList &
    return timed( evalPolicyMatchersMsg, [ & ] { return evalWholeList( input, list, matched, gyreCtxMap ); } );
 }
 
-bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusList & list, MatchedRouteMapSequences & matched,
+bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
                                         const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const {
    const bool gyrePresent = bool( list.gyreStatus() );
    QUOIN_ASSERT( !gyrePresent || gyreCtxMap, "!gyrePresent || gyreCtxMap" );
@@ -284,7 +288,7 @@ bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusL
 }
 
 bool PolicyEval::evalListEntry( const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status,
-                                MatchedRouteMapSequences & matched ) const {
+                                Matched & matched ) const {
    if( status->seqStatus().empty() ) return true;   // what has nothing to say neither permits nor denies
    if( !shouldLogEval_ || !context_ || p != RmPrecedence::routeMapPrecedence ) [[likely]]
       return evalRouteMap( input, *status, matched );
@@ -300,7 +304,7 @@ bool PolicyEval::evalListEntry( const MatchInput_ * input, RmPrecedence p, const
    return permit;
 }
 
-bool PolicyEval::evalFunction( const Gyre::FunctionStatusBase & function, RmPrecedence p, MatchedRouteMapSequences & matched,
+bool PolicyEval::evalFunction( const Gyre::FunctionStatusBase & function, RmPrecedence p, Matched & matched,
                                const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const {
    if( function.undefined() ) return false;
    const auto gyreCtx = gyreCtxMap ? gyreCtxMap->context( p ) : nullptr;
@@ -333,4 +337,4 @@ const Plinth::Queue<PolicyEvalContext::FinishedLogPtr> * PolicyEval::evaluationL
    return context_ ? &context_->evaluationLog() : nullptr;
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

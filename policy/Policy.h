@@ -52,7 +52,7 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    /// The two steps apart, for a match that is kept. Null on a deny.
    Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> evalRouteMapMatchersSnapshot( const MatchInput_ & input,
                                                                                     const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const;
-   /// Writes to `result`, const or not.
+   /// Writes to `result`, const or not. A null snapshot, of a deny, changes nothing.
    void applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> & snapshot, const Result_ & result );
 
    /// Asks for logs of the point's route map and function; without a context there are none. A change empties the queue.
@@ -64,24 +64,25 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    const Plinth::Queue<PolicyEvalContext::FinishedLogPtr> * evaluationLogs() const noexcept;
 
  private:
-   bool evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched ) const;
-   bool evalRouteMapInContext( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched ) const;
+   using Matched = boost::container::small_vector_base<const RouteMapSeqStatus *>;   // of any room in the object
+   bool evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched ) const;
+   bool evalRouteMapInContext( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched ) const;
    template <class Log>
-   bool walkSequences( const MatchInput_ * input, const RouteMapStatus & rmStatus, MatchedRouteMapSequences & matched, Log log ) const;
+   bool walkSequences( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched, Log log ) const;
    template <class Log>
    bool matchersPass( const MatchInput_ * input, const RouteMapSeqStatus & seq, Log & log ) const;
    template <class Log>
    bool subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub,
-                           MatchedRouteMapSequences & matched, Log & log ) const;
-   bool evalList( const MatchInput_ * input, const RouteMapStatusList & list, MatchedRouteMapSequences & matched,
+                           Matched & matched, Log & log ) const;
+   bool evalList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
                   const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const;
-   bool evalWholeList( const MatchInput_ * input, const RouteMapStatusList & list, MatchedRouteMapSequences & matched,
+   bool evalWholeList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
                        const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const;
    bool evalListEntry( const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status,
-                       MatchedRouteMapSequences & matched ) const;
-   bool evalFunction( const Gyre::FunctionStatusBase & function, RmPrecedence p, MatchedRouteMapSequences & matched,
+                       Matched & matched ) const;
+   bool evalFunction( const Gyre::FunctionStatusBase & function, RmPrecedence p, Matched & matched,
                       const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const;
-   void applySetters( const MatchedRouteMapSequences & matched, Result_ & result ) const;
+   void applySetters( const Matched & matched, Result_ & result ) const;
    static void applyDeferredSetters( Result_ & result );
    template <class Stage>
    auto timed( const Trailmark::MsgDesc & message, Stage stage ) const;
@@ -92,4 +93,4 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    PLINTH_VALUE( context, contextIs, {}, Quoin::Ptr<PolicyEvalContext> );
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

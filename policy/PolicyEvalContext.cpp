@@ -20,4 +20,4 @@ PolicyEvalContext::LogPtr PolicyEvalContext::callStack( uint32_t index ) const {
    return found ? *found : nullptr;
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -55,4 +55,4 @@ class ROUTEPOLICY_API PolicyEvalContext : public Quoin::Node {
    Plinth::LinkStack<LogPtr> callStack_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

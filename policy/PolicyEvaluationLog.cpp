@@ -63,4 +63,4 @@ void PolicyEvaluationLog::toJson( Gloss::RendererV2 * renderer ) const {
    renderer->_addJsonKeyValuePair( "defaultDeny", defaultDeny_ );
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

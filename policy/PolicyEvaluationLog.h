@@ -48,4 +48,4 @@ class ROUTEPOLICY_API PolicyEvaluationLog : public EvaluationLogBase {
    Sequences seq_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

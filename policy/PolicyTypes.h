@@ -21,4 +21,4 @@ enum class PolicyApplicationType : uint8_t { bgp = 0, redistIgp = 1, defaultAppl
 /// The sequence numbers that are given where configuration leaves them out.
 enum class SeqNumberType : uint8_t { seqNum10 = 10, seqNum20 = 20 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

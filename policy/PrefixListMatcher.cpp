@@ -49,7 +49,7 @@ std::optional<bool> tristate( const PrefixListMatchResultTuple & tuple ) {
    return tuple.result == Result::permit;
 }
 
-}  // namespace
+}   // namespace
 
 std::ostream & operator<<( std::ostream & os, PrefixListMatchResult result ) {
    switch( result ) {
@@ -154,4 +154,4 @@ RouteMapFeatures RouterIdMatcher::getFeatures() const {
    return RouteMapFeatures::matchRouterId;
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -96,4 +96,4 @@ class ROUTEPOLICY_API RouterIdMatcher final : public PrefixListMatcherBase {
    RouteMapFeatures getFeatures() const override;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -19,7 +19,7 @@ unsigned lengthLookedUp() {
    return PrefixListWalkerCbCtx::ofThisThread().prefix->length();
 }
 
-}  // namespace
+}   // namespace
 
 PrefixListWalkerCbCtx & PrefixListWalkerCbCtx::ofThisThread() {
    static thread_local PrefixListWalkerCbCtx ctx;
@@ -30,15 +30,17 @@ PrefixListMatchWalkerCb::~PrefixListMatchWalkerCb() = default;
 PrefixListCoveredByWalkerCb::~PrefixListCoveredByWalkerCb() = default;
 
 bool PrefixListMatchWalkerCb::handlePrefixData( const Ferule::IpGenPrefix &, const Routing::PrefixData * data ) {
+   if( !data ) return true;
    const unsigned length = lengthLookedUp();
    offerFirst( data, [ length ]( const PrefixListEntryData & e ) { return e.ge() <= length && length <= e.le(); } );
    return true;
 }
 
 bool PrefixListCoveredByWalkerCb::handlePrefixData( const Ferule::IpGenPrefix &, const Routing::PrefixData * data ) {
+   if( !data ) return true;
    const unsigned length = lengthLookedUp();
    offerFirst( data, [ length ]( const PrefixListEntryData & e ) { return e.prefixLength() <= length; } );
    return true;
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

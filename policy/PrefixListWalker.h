@@ -32,4 +32,4 @@ class ROUTEPOLICY_API PrefixListCoveredByWalkerCb final : public Routing::Patric
    bool handlePrefixData( const Ferule::IpGenPrefix & prefix, const Routing::PrefixData * data ) override;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

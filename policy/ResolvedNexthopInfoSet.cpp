@@ -4,4 +4,4 @@ namespace Routing::Policy {
 
 ResolvedNexthopInfoSet::~ResolvedNexthopInfoSet() = default;
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

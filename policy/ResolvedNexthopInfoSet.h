@@ -35,4 +35,4 @@ class ROUTEPOLICY_API ResolvedNexthopInfoSet : public Quoin::Node {
    Nexthops resolvedNexthop_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

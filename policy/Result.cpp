@@ -43,4 +43,4 @@ std::ostream & operator<<( std::ostream & os, const Result_ & result ) {
              << ", tagStorage=" << std::to_string( result.tagStorage_ ) << ", metric=" << result.metric_ << ", dps=" << result.dps_ << ")";
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

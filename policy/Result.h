@@ -67,4 +67,4 @@ class ROUTEPOLICY_API Result_ {
    Quoin::Ptr<DeferredPolicySetters> dps_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

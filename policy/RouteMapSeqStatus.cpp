@@ -17,7 +17,7 @@ void RouteMapSeqStatus::aggRoleAttrMapIs( Quoin::Ptr<const RouteMapStatus> map )
 
 Quoin::Ptr<RouteMapSeqStatus> RouteMapSeqStatus::newFrom( const Quoin::Ptr<const RouteMapSeqStatus> & src, uint32_t seqno ) {
    auto copy = Quoin::makeNode<RouteMapSeqStatus>( seqno );
-   copy->clone( *src );
+   if( src ) copy->clone( *src );
    return copy;
 }
 
@@ -57,4 +57,4 @@ void RouteMapSeqStatus::dumpState( const Zeugma::DumpContextPtr & ctx, unsigned 
    if( continueSeq() ) ZEUGMA_OBJ_DUMP_LINE( ctx, indent, "  continueSeq\n" );
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -28,7 +28,7 @@ class ROUTEPOLICY_API RouteMapSeqStatus final : public Zeugma::BaseNotifyingType
    explicit RouteMapSeqStatus( uint32_t seqno );
    ~RouteMapSeqStatus() override;
 
-   /// A new sequence of that number with the other attributes of `src`.
+   /// A new sequence of that number with the other attributes of `src`; of a null, with the defaults.
    static Quoin::Ptr<RouteMapSeqStatus> newFrom( const Quoin::Ptr<const RouteMapSeqStatus> & src, uint32_t seqno );
    void clone( const Zeugma::BaseNotifyingType & source ) override;
 
@@ -65,4 +65,4 @@ class ROUTEPOLICY_API RouteMapSeqStatus final : public Zeugma::BaseNotifyingType
    PLINTH_ATTR( matchAction, matchActionIs, Field::matchAction, Acl::MatchPermit ){ Acl::MatchPermit::permit };
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

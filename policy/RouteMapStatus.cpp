@@ -6,22 +6,25 @@ namespace {
 
 constexpr auto kSeqStatus = Quoin::FieldId( RouteMapStatus::Field::seqStatus );
 
-}  // namespace
+}   // namespace
 
 RouteMapStatus::~RouteMapStatus() = default;
 
 Quoin::Ptr<RouteMapStatus> RouteMapStatus::newFrom( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name ) {
    auto copy = Quoin::makeNode<RouteMapStatus>( name );
    copy->updateFeaturesOnSeqStatusChangeIs( false );
-   copy->clone( *src );
+   if( src ) copy->clone( *src );
    copy->updateFeatures();
    return copy;
 }
 
 void RouteMapStatus::clone( const Zeugma::BaseNotifyingType & source ) {
    const auto & src = static_cast<const RouteMapStatus &>( source );
-   Plinth::cloneMembers( publisher_, kSeqStatus, seqStatus_, src.seqStatus_ );
+   for( auto i = seqStatus_.first(); i; i.next() )
+      if( !src.seqStatus_.find( i.key() ) ) seqStatusDel( i.key() );
+   for( const auto & [ seqno, seq ] : src.seqStatus_ ) seqStatusIs( seq );
    featuresIs( src.features() );
+   updateFeaturesOnSeqStatusChangeIs( src.updateFeaturesOnSeqStatusChange() );   // with the features: they are only as good as it says
    undefinedIs( src.undefined() );
    undefinedReferencesIs( src.undefinedReferences() );
 }
@@ -97,4 +100,4 @@ void RouteMapStatus::dumpState( const Zeugma::DumpContextPtr & ctx, unsigned ind
    for( const auto & [ seqno, seq ] : seqStatus_ ) Zeugma::dumpChild( ctx, "RouteMapSeqStatus", seq, indent + 2 );
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -18,7 +18,7 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    explicit RouteMapStatus( const Quoin::String & name ) : name_( name ) { undefinedReferences_.value.setAllUndefined(); }
    ~RouteMapStatus() override;
 
-   /// A new route map of that name with the other attributes of `src`; features are computed once, at the end.
+   /// A new route map of that name with the other attributes of `src`, the defaults of a null; features are computed once, at the end.
    static Quoin::Ptr<RouteMapStatus> newFrom( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name );
    void clone( const Zeugma::BaseNotifyingType & source ) override;
 
@@ -65,4 +65,4 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    Sequences seqStatus_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -88,4 +88,4 @@ void RouteMapStatusList::dumpState( const Zeugma::DumpContextPtr & ctx, unsigned
       Zeugma::dumpChild( ctx, "FunctionStatus", *function, indent + 2 );
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

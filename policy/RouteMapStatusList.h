@@ -102,4 +102,4 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::Node {
    FunctionPtr gyreStatusMaint_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

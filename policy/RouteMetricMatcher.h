@@ -12,4 +12,4 @@ class ROUTEPOLICY_API RouteMetricMatcher final : public EqualMatcher<Zeugma::May
    Zeugma::MaybeU63 metric() const noexcept { return value(); }
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -17,4 +17,4 @@ class ROUTEPOLICY_API RouteMetricSetter final : public Setter {
    Zeugma::MaybeU63 metric_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

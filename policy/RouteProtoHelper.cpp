@@ -18,7 +18,7 @@ RouteProto lookUp( const uint8_t ( &table )[ N ], unsigned type ) {
    return type == 0 || type > N ? RouteProto() : RouteProto( table[ type - 1 ] );
 }
 
-}  // namespace
+}   // namespace
 
 RouteProtoHelper::~RouteProtoHelper() = default;
 
@@ -30,4 +30,4 @@ RouteProto RouteProtoHelper::routeProto6( Routing6::Fib::RouteType t ) {
    return lookUp( kProto6, unsigned( t ) );
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

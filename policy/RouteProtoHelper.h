@@ -16,4 +16,4 @@ class ROUTEPOLICY_API RouteProtoHelper : public Quoin::Node {
    static RouteProto routeProto6( Routing6::Fib::RouteType t );
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -33,11 +33,11 @@ IpAccessListMatcher::IpAccessListMatcher( const Quoin::String & name, const Quoi
       : name_( name ), status_( status ), walker_( Quoin::makeNode<IpAccessListWalkerCb>() ) {}
 
 bool IpAccessListMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
-   const Ferule::IpGenPrefix & prefix = *input->getPrefixPointer();
-   if( !status_ || status_->trie().af() != prefix.af() ) return false;
    // Uses of their own: a getter or a rule may replace this matcher during the call.
    const auto status = status_;
    const auto walker = walker_;
+   const Ferule::IpGenPrefix & prefix = *input->getPrefixPointer();
+   if( !status || status->trie().af() != prefix.af() ) return false;
    struct Walk {
       IpAccessListWalkerCbCtx & ctx;
       ~Walk() {
@@ -59,4 +59,4 @@ void IpAccessListMatcher::formatDerivedType( std::ostream & os ) const {
    os << "IpAccessListMatcher prefix-list " << name_ << ";" << status_;
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -66,4 +66,4 @@ class ROUTEPOLICY_API IpAccessListMatcher final : public Matcher {
    Quoin::Ptr<IpAccessListWalkerCb> walker_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -79,4 +79,4 @@ void SeqLog::toJson( Gloss::RendererV2 * renderer, const Quoin::Ptr<const RouteM
    renderer->endJsonObject();
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

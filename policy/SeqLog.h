@@ -49,4 +49,4 @@ class ROUTEPOLICY_API SeqLog : public Quoin::Node {
    Quoin::Ptr<PolicyEvaluationLog> subPolicyEvaluationLog_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -11,7 +11,7 @@ namespace {
    Quoin::assertFailed( "0 && \"Must override in derived class\"", __FILE__, __LINE__ );
 }
 
-}  // namespace
+}   // namespace
 
 Setter::~Setter() = default;
 SetParams::~SetParams() = default;
@@ -60,4 +60,4 @@ std::ostream & operator<<( std::ostream & os, const Setter * setter ) {
    return os;
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

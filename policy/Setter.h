@@ -38,6 +38,9 @@ class ROUTEPOLICY_API Setter : public Quoin::Node {
 
 /// The setter's text; "NULL" for a null.
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const Setter * setter );
+inline std::ostream & operator<<( std::ostream & os, const Quoin::Ptr<const Setter> & setter ) {
+   return os << setter.get();
+}
 
 /// The base of what an agent hands to the makers of its setters.
 class ROUTEPOLICY_API SetParams : public Quoin::Node {
@@ -45,4 +48,4 @@ class ROUTEPOLICY_API SetParams : public Quoin::Node {
    ~SetParams() override;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -49,4 +49,4 @@ class EqualMatcher : public SimpleMatcher<Value> {
    using SimpleMatcher<Value>::SimpleMatcher;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

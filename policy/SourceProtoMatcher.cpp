@@ -16,10 +16,10 @@ RouteProto folded( RouteProto protocol ) {
    }
 }
 
-}  // namespace
+}   // namespace
 
 bool SourceProtoMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
    return folded( input->getProtocol() ) == protocol();
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

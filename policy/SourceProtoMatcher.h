@@ -14,4 +14,4 @@ class ROUTEPOLICY_API SourceProtoMatcher final : public SimpleMatcher<RouteProto
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

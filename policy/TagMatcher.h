@@ -12,4 +12,4 @@ class ROUTEPOLICY_API TagMatcher final : public EqualMatcher<RouteTag, &MatchInp
    RouteTag tag() const noexcept { return value(); }
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

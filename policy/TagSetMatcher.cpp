@@ -12,4 +12,4 @@ void TagSetMatcher::formatDerivedType( std::ostream & os ) const {
    os << "TagSetMatcher tag set" << name_ << ";" << status_;
 }
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -26,4 +26,4 @@ class ROUTEPOLICY_API TagSetMatcher final : public Matcher {
    Quoin::Ptr<const TagSetStatus> status_;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

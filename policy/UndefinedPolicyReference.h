@@ -25,4 +25,4 @@ struct UndefinedPolicyReferenceBitfield {
    friend constexpr bool operator==( UndefinedPolicyReferenceBitfield, UndefinedPolicyReferenceBitfield ) = default;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -16,4 +16,4 @@ inline std::ostream & operator<<( std::ostream & os, MatchPermit p ) {
    return os << stringValue( p );
 }
 
-}  // namespace Acl
+}   // namespace Acl

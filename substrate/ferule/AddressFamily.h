@@ -22,4 +22,4 @@ constexpr uint8_t addressBits( AddressFamily af ) noexcept {
 /// "ipv4", "ipv6", "unset", or the number.
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, AddressFamily af );
 
-}  // namespace Ferule
+}   // namespace Ferule

@@ -56,4 +56,4 @@ class ROUTEPOLICY_API IpGenAddrWithFullMask {
    Bits128 mask_;
 };
 
-}  // namespace Ferule
+}   // namespace Ferule

@@ -26,7 +26,7 @@ class IntfId {
    uint32_t id_ = 0;
 };
 
-}  // namespace Ferule
+}   // namespace Ferule
 
 template <>
 struct std::hash<Ferule::IntfId> {

@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 
-#include <cstring>
 #include <optional>
 #include <string>
 
@@ -19,8 +18,7 @@ using Bytes = std::array<unsigned char, 16>;
 std::optional<Bytes> parseBytes( int family, std::string_view text ) {
    char buffer[ INET6_ADDRSTRLEN ];
    if( text.size() >= sizeof buffer || text.find( '\0' ) != text.npos ) return std::nullopt;
-   std::memcpy( buffer, text.data(), text.size() );
-   buffer[ text.size() ] = '\0';
+   buffer[ text.copy( buffer, text.size() ) ] = '\0';   // not memcpy: an empty view may have no data at all
    Bytes bytes{};
    if( inet_pton( family, buffer, bytes.data() ) != 1 ) return std::nullopt;
    return bytes;
@@ -54,7 +52,7 @@ Bits128 toBits( const Bytes & bytes ) {
    throw Quoin::RangeException( std::string( what ) + " \"" + std::string( text ) + "\": not an address" );
 }
 
-}  // namespace
+}   // namespace
 
 IpAddr::IpAddr( std::string_view text ) {
    auto bytes = parseBytes( AF_INET, text );
@@ -122,4 +120,4 @@ std::ostream & operator<<( std::ostream & os, const IpGenAddr & a ) {
    return os << a.toStrep();
 }
 
-}  // namespace Ferule
+}   // namespace Ferule

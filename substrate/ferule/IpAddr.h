@@ -100,4 +100,4 @@ ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const IpAddr & a )
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const Ip6Addr & a );
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const IpGenAddr & a );
 
-}  // namespace Ferule
+}   // namespace Ferule

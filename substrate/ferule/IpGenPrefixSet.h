@@ -22,4 +22,4 @@ class IpGenPrefixSet : public Quoin::Node {
    std::set<IpGenPrefix> prefixes_;
 };
 
-}  // namespace Ferule
+}   // namespace Ferule

@@ -30,4 +30,4 @@ std::ostream & operator<<( std::ostream & os, const IpGenPrefixBase & p ) {
    return os << p.toStrep();
 }
 
-}  // namespace Ferule
+}   // namespace Ferule

@@ -83,4 +83,4 @@ class ROUTEPOLICY_API IpGenPrefix : public IpGenPrefixBase {
 
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const IpGenPrefixBase & p );
 
-}  // namespace Ferule
+}   // namespace Ferule

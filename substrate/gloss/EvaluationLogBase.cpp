@@ -4,4 +4,4 @@ namespace Routing::Policy {
 
 EvaluationLogBase::~EvaluationLogBase() = default;
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

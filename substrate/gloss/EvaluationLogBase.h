@@ -21,4 +21,4 @@ class ROUTEPOLICY_API EvaluationLogBase : public Quoin::Node {
    virtual void toJson( Gloss::RendererV2 * renderer ) const = 0;
 };
 
-}  // namespace Routing::Policy
+}   // namespace Routing::Policy

@@ -30,7 +30,7 @@ void appendEscaped( std::string & out, unsigned char c ) {
    }
 }
 
-}  // namespace
+}   // namespace
 
 void RendererV2::writeQuotedString( std::string_view text ) {
    if( mode_ != kStructured ) return;
@@ -82,4 +82,4 @@ void RendererV2::addPair( std::string_view key, std::string_view value ) {
    write( value );
 }
 
-}  // namespace Gloss
+}   // namespace Gloss

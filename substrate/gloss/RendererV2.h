@@ -53,4 +53,4 @@ class ROUTEPOLICY_API RendererV2 {
    std::string buffer_;
 };
 
-}  // namespace Gloss
+}   // namespace Gloss

@@ -19,5 +19,5 @@ Quoin::Ptr<GyreEvalContextMap> GyreEvalContextMap::getGyreEvalContextMapWithOneE
    return map;
 }
 
-}  // namespace Eval
-}  // namespace Gyre
+}   // namespace Eval
+}   // namespace Gyre

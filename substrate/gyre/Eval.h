@@ -62,4 +62,4 @@ class ROUTEPOLICY_API GyreEvalContextMap : public Quoin::Node {
    Plinth::RbTreeMap<Precedence, Quoin::Ptr<EvalContextBase>, 2> contexts_;
 };
 
-}  // namespace Gyre::Eval
+}   // namespace Gyre::Eval

@@ -14,4 +14,4 @@ class ROUTEPOLICY_API ExternalMatchersBase : public Zeugma::DedupHandleBase {
    virtual void dumpState( const Zeugma::DumpContextPtr & ctx, unsigned indent ) const = 0;
 };
 
-}  // namespace Gyre
+}   // namespace Gyre

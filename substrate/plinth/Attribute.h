@@ -18,9 +18,9 @@ using Read = std::conditional_t<std::is_trivially_copyable_v<T> && sizeof( T ) <
 template <class T>
 struct Attr {
    T value{};
-   bool assign( T v ) {
+   bool assign( T && v ) {
       if( v == value ) return false;
-      std::swap( value, v );   // the old value goes when the new one stands
+      std::swap( value, v );   // the old value stays with the caller: it goes when the new one stands
       return true;
    }
 };
@@ -74,7 +74,7 @@ void cloneMembers( Quoin::Publisher & publisher, Quoin::FieldId field, Collectio
    for( const auto & [ key, value ] : from ) putMember( publisher, field, "clone", to, key, value );
 }
 
-}  // namespace Plinth
+}   // namespace Plinth
 
 /// An attribute: reader `foo`, writer `fooIs`. The class has a `publisher_`. The reader comes first, so that the comment above
 /// the line documents it. Leaves `private:` open.

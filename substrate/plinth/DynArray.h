@@ -83,4 +83,4 @@ class DynArray {
    uint32_t version_ = 0;
 };
 
-}  // namespace Plinth
+}   // namespace Plinth

@@ -8,4 +8,4 @@ void throwMutatorArgNullPointerException( const char * mutator ) {
    throw MutatorArgNullPointerException( std::string( mutator ) + ": the argument is null" );
 }
 
-}  // namespace Plinth
+}   // namespace Plinth

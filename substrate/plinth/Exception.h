@@ -18,4 +18,4 @@ class ROUTEPOLICY_API MutatorArgNullPointerException : public std::invalid_argum
 /// Raises "<mutator>: the argument is null". `mutator` is the writer's qualified name.
 [[noreturn]] ROUTEPOLICY_API void throwMutatorArgNullPointerException( const char * mutator );
 
-}  // namespace Plinth
+}   // namespace Plinth

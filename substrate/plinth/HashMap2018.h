@@ -146,4 +146,4 @@ class HashSet2018 : public HashCollection<K, std::unordered_set<K, Hash, IsEq>> 
    }
 };
 
-}  // namespace Plinth
+}   // namespace Plinth

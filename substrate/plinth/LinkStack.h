@@ -70,4 +70,4 @@ class LinkStack {
    uint32_t version_ = 0;
 };
 
-}  // namespace Plinth
+}   // namespace Plinth

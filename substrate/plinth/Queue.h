@@ -50,4 +50,4 @@ class Queue {
    uint32_t version_ = 0;
 };
 
-}  // namespace Plinth
+}   // namespace Plinth

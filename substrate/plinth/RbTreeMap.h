@@ -117,4 +117,4 @@ class RbTreeMap {
    uint32_t version_ = 0;
 };
 
-}  // namespace Plinth
+}   // namespace Plinth

@@ -11,4 +11,4 @@ void assertFailed( const char * text, const char * file, int line ) noexcept {
    std::abort();
 }
 
-}  // namespace Quoin
+}   // namespace Quoin

@@ -9,7 +9,7 @@ namespace Quoin {
 /// Prints "file:line: Assertion failed: text" on standard error and aborts. Threading: any.
 [[noreturn]] ROUTEPOLICY_API void assertFailed( const char * text, const char * file, int line ) noexcept;
 
-}  // namespace Quoin
+}   // namespace Quoin
 
 /// Ends the process with `text` unless `expr` holds. `text` is a literal of its own, so that a search for what was printed
 /// finds this line even after the expression has been rewritten.

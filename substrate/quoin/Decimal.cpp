@@ -18,4 +18,4 @@ uint64_t parseDecimal( std::string_view text, uint64_t max, const char * what ) 
    return value;
 }
 
-}  // namespace Quoin
+}   // namespace Quoin

@@ -13,4 +13,4 @@ namespace Quoin {
 /// Errors: RangeException that shows the text and the reason.
 ROUTEPOLICY_API uint64_t parseDecimal( std::string_view text, uint64_t max, const char * what );
 
-}  // namespace Quoin
+}   // namespace Quoin

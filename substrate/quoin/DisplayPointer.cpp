@@ -12,4 +12,4 @@ std::string DisplayPointer::toString( const void * object ) {
    return text;
 }
 
-}  // namespace Quoin
+}   // namespace Quoin

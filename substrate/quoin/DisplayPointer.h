@@ -22,4 +22,4 @@ std::ostream & operator<<( std::ostream & os, const Ptr<T> & p ) {
    return os.write( text.data(), static_cast<std::streamsize>( text.size() ) );
 }
 
-}  // namespace Quoin
+}   // namespace Quoin

@@ -4,4 +4,4 @@ namespace Quoin {
 
 RangeException::~RangeException() = default;
 
-}  // namespace Quoin
+}   // namespace Quoin

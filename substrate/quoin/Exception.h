@@ -16,4 +16,4 @@ class ROUTEPOLICY_API RangeException : public std::runtime_error {
    ~RangeException() override;   // out of line: one type identity across library borders
 };
 
-}  // namespace Quoin
+}   // namespace Quoin

@@ -18,7 +18,7 @@ struct ReleaseState {
 // Static TLS: this is touched once per evaluation, and a call into the dynamic linker would show.
 [[gnu::tls_model( "initial-exec" )]] constinit thread_local ReleaseState state{ 0, 0, nullptr };
 
-}  // namespace
+}   // namespace
 
 Node::~Node() = default;
 
@@ -60,4 +60,4 @@ ReleaseScope::~ReleaseScope() {
    --state.depth;
 }
 
-}  // namespace Quoin
+}   // namespace Quoin

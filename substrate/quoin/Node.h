@@ -91,4 +91,4 @@ class ROUTEPOLICY_API ReleaseScope {
    ReleaseScope & operator=( const ReleaseScope & ) = delete;
 };
 
-}  // namespace Quoin
+}   // namespace Quoin

@@ -92,7 +92,7 @@ Ptr<To> dynamicPtrCast( const Ptr<From> & from ) noexcept {
    return Ptr<To>( dynamic_cast<To *>( from.get() ) );
 }
 
-}  // namespace Quoin
+}   // namespace Quoin
 
 template <class T>
 struct std::hash<Quoin::Ptr<T>> {

@@ -82,4 +82,4 @@ void Publisher::deliver( const Change & change ) {
    }
 }
 
-}  // namespace Quoin
+}   // namespace Quoin

@@ -81,4 +81,4 @@ class ROUTEPOLICY_API Publisher {
    std::unique_ptr<Subscriber::List> list_;   // made for the first subscriber
 };
 
-}  // namespace Quoin
+}   // namespace Quoin

@@ -44,7 +44,7 @@ class String {
    std::string text_;
 };
 
-}  // namespace Quoin
+}   // namespace Quoin
 
 template <>
 struct std::hash<Quoin::String> {

@@ -17,4 +17,4 @@ class TextStream : public std::ostringstream {
    String text() const & { return String( str() ); }
 };
 
-}  // namespace Quoin
+}   // namespace Quoin

@@ -4,4 +4,4 @@ namespace Quoin {
 
 std::atomic<bool> ThreadControl::forced_{ false };
 
-}  // namespace Quoin
+}   // namespace Quoin

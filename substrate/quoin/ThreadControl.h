@@ -36,4 +36,4 @@ class ROUTEPOLICY_API ThreadControl {
    static std::atomic<bool> forced_;
 };
 
-}  // namespace Quoin
+}   // namespace Quoin

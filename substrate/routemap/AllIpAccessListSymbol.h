@@ -30,4 +30,4 @@ class AllIpAccessListSymbol : public Quoin::Node {
    Symbols symbol_;
 };
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

@@ -16,4 +16,4 @@ void IpAccessListStatus::trieIs( const Quoin::Ptr<const PatriciaTrieWithNodeData
    trie_ = trie;
 }
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

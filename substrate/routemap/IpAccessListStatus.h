@@ -42,4 +42,4 @@ class ROUTEPOLICY_API IpAccessListStatus : public Quoin::Node {
    Quoin::Ptr<const PatriciaTrieWithNodeData> trie_;
 };
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

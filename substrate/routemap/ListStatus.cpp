@@ -5,4 +5,4 @@ namespace Routing::RouteMap {
 NamedListStatus::~NamedListStatus() = default;
 DynPrefixListStatus::~DynPrefixListStatus() = default;
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

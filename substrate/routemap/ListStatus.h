@@ -44,4 +44,4 @@ class ROUTEPOLICY_API DynPrefixListStatus : public NamedListStatus {
    Quoin::Ptr<const PrefixListStatus> v6_;
 };
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

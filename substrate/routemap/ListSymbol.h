@@ -69,4 +69,4 @@ using DynPrefixListSymbolDedupTable = SymbolDedupTable<DynPrefixListSymbol>;
 using RoaTableSymbolDedupTable = SymbolDedupTable<RoaTableSymbol>;
 using TunnelRibSymbolDedupTable = SymbolDedupTable<TunnelRibSymbol>;
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

@@ -12,6 +12,7 @@ namespace Routing::RouteMap {
 /// The operand of a community clause; carried, not interpreted.
 struct CommListSet {
    friend bool operator==( const CommListSet &, const CommListSet & ) = default;
+   static bool isEq( const CommListSet & a, const CommListSet & b ) { return a == b; }
 };
 
 /// The key and the operands of one match clause.
@@ -22,6 +23,7 @@ struct MatchRule {
    bool invertResult = false;      // of a prefix list's matcher
    CommListSet commListSet;
    friend bool operator==( const MatchRule &, const MatchRule & ) = default;
+   static bool isEq( const MatchRule & a, const MatchRule & b ) { return a == b; }
 };
 
 /// The call of another route map. An empty name calls nothing, also with `invertResult`.
@@ -32,4 +34,4 @@ struct SubRouteMap {
    static bool isEq( const SubRouteMap & a, const SubRouteMap & b ) { return a == b; }
 };
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

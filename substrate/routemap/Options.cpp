@@ -37,7 +37,7 @@ const Names & setNames() {
 
 #undef NAME
 
-}  // namespace
+}   // namespace
 
 const char * stringValue( MatchOption option ) {
    return matchNames()[ size_t( option ) ].c_str();
@@ -55,4 +55,4 @@ std::ostream & operator<<( std::ostream & os, RouteMapOpModeType mode ) {
    return os << std::to_string( unsigned( mode ) );
 }
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

@@ -75,4 +75,4 @@ enum class Protocol : uint8_t {};
 enum class RouteMapOpModeType : uint8_t {};
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, RouteMapOpModeType mode );
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

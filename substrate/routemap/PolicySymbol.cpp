@@ -41,4 +41,4 @@ bool PolicySymbol::compareLessThanByContent( const Zeugma::DedupContentHandle & 
    return name_ < content.content<Quoin::String>();
 }
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

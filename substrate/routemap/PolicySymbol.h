@@ -59,4 +59,4 @@ class ROUTEPOLICY_API PolicySymbol : public Zeugma::DedupHandleBase {
    Quoin::String name_;
 };
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

@@ -1,6 +1,8 @@
 #include "substrate/routemap/PrefixListBuilder.h"
 
-#include <sstream>
+#include <utility>
+
+#include "substrate/quoin/TextStream.h"
 
 namespace Routing::RouteMap {
 
@@ -17,20 +19,20 @@ struct Range {
            le( e.le.value_or( e.ge ? Ferule::addressBits( e.prefix.af() ) : e.prefix.length() ) ) {}
 };
 
-}  // namespace
+}   // namespace
 
 Quoin::String PrefixListEntry::toStrep() const {
-   std::ostringstream os;
+   Quoin::TextStream os;
    os << seqno << ' ' << action << ' ' << prefix;
    if( ge ) os << " ge " << *ge;
    if( le ) os << " le " << *le;
-   return os.str();
+   return std::move( os ).text();
 }
 
 Quoin::String PrefixListError::toStrep() const {
    const unsigned length = entry.prefix.length();
    const unsigned bits = Ferule::addressBits( entry.prefix.af() );
-   std::ostringstream os;
+   Quoin::TextStream os;
    os << "prefix list " << listName << ", entry " << entry.toStrep() << ": ";
    switch( reason ) {
       case Reason::wrongFamily: os << "the prefix is not of the list's address family"; break;
@@ -50,7 +52,7 @@ Quoin::String PrefixListError::toStrep() const {
          break;
       case Reason::duplicateSeqno: os << "the list has an entry " << entry.seqno << " already"; break;
    }
-   return os.str();
+   return std::move( os ).text();
 }
 
 std::optional<PrefixListError::Reason> PrefixListBuilder::reasonAgainst( const PrefixListEntry & entry ) const {
@@ -88,4 +90,4 @@ Quoin::Ptr<const PrefixListStatus> PrefixListBuilder::build() const {
    return status;
 }
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

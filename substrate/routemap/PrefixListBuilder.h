@@ -68,4 +68,4 @@ class ROUTEPOLICY_API PrefixListBuilder {
    std::map<uint32_t, PrefixListEntry> entries_;
 };
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

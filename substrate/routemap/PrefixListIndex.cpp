@@ -14,7 +14,7 @@ const PrefixListEntryData * headOf( const PatriciaTrieWithNodeData & trie, Slot 
    return static_cast<const PrefixListEntryData *>( trie.slotData( slot ) );
 }
 
-}  // namespace
+}   // namespace
 
 std::unique_ptr<const PrefixListIndex> PrefixListIndex::make( const PatriciaTrieWithNodeData & trie ) {
    bool plain = true;
@@ -78,4 +78,4 @@ PrefixListIndex::Answer PrefixListIndex::climb( const PatriciaTrieWithNodeData &
    return best;
 }
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

@@ -54,4 +54,4 @@ class ROUTEPOLICY_API PrefixListIndex {
    uint32_t trieVersion_;
 };
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

@@ -33,4 +33,4 @@ size_t PrefixListStatus::bytes() const noexcept {
           entries * sizeof( PrefixListEntryData );
 }
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

@@ -68,4 +68,4 @@ class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
    Quoin::String name_;
 };
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

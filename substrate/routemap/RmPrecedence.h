@@ -35,4 +35,4 @@ class RmPrecedence {
    uint8_t value_ = 0;
 };
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

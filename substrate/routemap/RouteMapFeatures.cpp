@@ -18,7 +18,7 @@ std::string bitName( unsigned number ) {
    return std::to_string( number );
 }
 
-}  // namespace
+}   // namespace
 
 Quoin::String RouteMapFeatures::toStrep() const {
    std::string text;
@@ -33,4 +33,4 @@ std::ostream & operator<<( std::ostream & os, const RouteMapFeatures & features 
    return os << features.toStrep();
 }
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

@@ -41,4 +41,4 @@ class ROUTEPOLICY_API RouteMapFeatures {
 
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const RouteMapFeatures & features );
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

@@ -8,4 +8,4 @@ TagSetStatus::TagSetStatus( const Quoin::String & name, std::initializer_list<Ro
 
 TagSetStatus::~TagSetStatus() = default;
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

@@ -28,4 +28,4 @@ class ROUTEPOLICY_API TagSetStatus : public Quoin::Node {
    Plinth::HashSet2018<RouteTag> tag_;
 };
 
-}  // namespace Routing::RouteMap
+}   // namespace Routing::RouteMap

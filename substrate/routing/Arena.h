@@ -48,4 +48,4 @@ class Arena {
    std::vector<uint32_t> free_[ MaxBlock + 1 ];
 };
 
-}  // namespace Routing
+}   // namespace Routing

@@ -32,4 +32,4 @@ class ROUTEPOLICY_API PatriciaTrieWalkCb : public Quoin::Node {
    virtual bool handlePrefixData( const Ferule::IpGenPrefix & prefix, const PrefixData * data ) = 0;
 };
 
-}  // namespace Routing
+}   // namespace Routing

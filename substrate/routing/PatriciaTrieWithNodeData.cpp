@@ -35,7 +35,7 @@ inline bool samePrefix( Bits128 a, Bits128 b, unsigned length ) noexcept {
    return ( ( a ^ b ) & Bits128::leadingOnes( length ) ).none();
 }
 
-}  // namespace
+}   // namespace
 
 PrefixData::~PrefixData() = default;
 PatriciaTrieWalkCb::~PatriciaTrieWalkCb() = default;
@@ -205,4 +205,4 @@ PatriciaTrieWithNodeData::TrieNode PatriciaTrieWithNodeData::takeFrom( PatriciaT
    return taken;
 }
 
-}  // namespace Routing
+}   // namespace Routing

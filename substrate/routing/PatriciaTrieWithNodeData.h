@@ -142,4 +142,4 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    Arena<Quoin::Ptr<const PrefixData>, 127> data_;       // heads of chains
 };
 
-}  // namespace Routing
+}   // namespace Routing

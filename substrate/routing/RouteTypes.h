@@ -21,11 +21,11 @@ inline std::ostream & operator<<( std::ostream & os, RouteProto p ) {
 namespace Fib {
 /// The kind of an IPv4 route in the forwarding table, from 1 on.
 enum class RouteType : uint8_t {};
-}  // namespace Fib
+}   // namespace Fib
 
-}  // namespace Routing
+}   // namespace Routing
 
 namespace Routing6::Fib {
 /// The kind of an IPv6 route in the forwarding table, from 1 on.
 enum class RouteType : uint8_t {};
-}  // namespace Routing6::Fib
+}   // namespace Routing6::Fib

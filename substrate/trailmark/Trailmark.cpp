@@ -13,7 +13,11 @@ MsgDesc::MsgDesc( const char * text ) noexcept : id_( lastId.fetch_add( 1, std::
 void Handle::write( const MsgDesc & message, std::chrono::nanoseconds took ) noexcept {
    const uint64_t number = written_.fetch_add( 1, std::memory_order_acq_rel ) + 1;
    Slot & slot = slots_[ number % kRecords ];
-   slot.number.exchange( 0, std::memory_order_acq_rel );
+   uint64_t before = slot.number.load( std::memory_order_relaxed );
+   // One writer at a time: two whose numbers fall on one slot would leave a record that is neither's.
+   if( before > number ||
+       !slot.number.compare_exchange_strong( before, kBeingWritten, std::memory_order_acq_rel, std::memory_order_relaxed ) )
+      return;
    slot.message.store( &message, std::memory_order_release );
    slot.tookNs.store( took.count(), std::memory_order_release );
    slot.number.store( number, std::memory_order_release );
@@ -21,11 +25,13 @@ void Handle::write( const MsgDesc & message, std::chrono::nanoseconds took ) noe
 
 std::vector<Record> Handle::read() const {
    std::vector<Record> records;
+   const uint64_t all = written();
+   const uint64_t gone = all > kRecords ? all - kRecords : 0;   // a late writer may leave one of these behind
    for( const Slot & slot : slots_ ) {
       const uint64_t number = slot.number.load( std::memory_order_acquire );
       const Record record{ number, slot.message.load( std::memory_order_acquire ),
                            std::chrono::nanoseconds( slot.tookNs.load( std::memory_order_acquire ) ) };
-      if( number != 0 && slot.number.load( std::memory_order_acquire ) == number ) records.push_back( record );
+      if( number > gone && number != kBeingWritten && slot.number.load( std::memory_order_acquire ) == number ) records.push_back( record );
    }
    std::sort( records.begin(), records.end(), []( const Record & a, const Record & b ) { return a.number < b.number; } );
    return records;
@@ -36,4 +42,4 @@ Handle & defaultTrailmarkHandle() {
    return handle;
 }
 
-}  // namespace Trailmark
+}   // namespace Trailmark

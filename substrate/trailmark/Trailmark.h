@@ -1,6 +1,7 @@
 /// @file substrate/trailmark/Trailmark.h
 /// A trace into a fixed ring: what happened last, at the price of a few stores. Tracing changes no behaviour.
-/// Threading: any number of threads write; a reader sees records that are whole, and misses those being written.
+/// Threading: any number of threads write; a reader sees records that are whole, and misses those being written. A writer never
+/// waits: a record that comes round the ring while an older one is still being written in its place is lost.
 #pragma once
 
 #include <array>
@@ -27,7 +28,7 @@ class ROUTEPOLICY_API MsgDesc {
 
 /// One thing that happened.
 struct Record {
-   uint64_t number;             // counts from 1 in the order of writing
+   uint64_t number;   // counts from 1 in the order of writing
    const MsgDesc * message;
    std::chrono::nanoseconds took;
 };
@@ -37,13 +38,14 @@ class ROUTEPOLICY_API Handle {
  public:
    static constexpr size_t kRecords = 4096;
    void write( const MsgDesc & message, std::chrono::nanoseconds took ) noexcept;
-   /// How many have ever been written.
+   /// How many writes there have been, lost ones included.
    uint64_t written() const noexcept { return written_.load( std::memory_order_acquire ); }
    /// The records that still stand, the oldest first.
    std::vector<Record> read() const;
 
  private:
-   // A slot is whole when `number` is the same before and after the rest has been read; 0 while it is written.
+   static constexpr uint64_t kBeingWritten = ~uint64_t( 0 );
+   // A slot is whole when `number` is the same before and after the rest has been read; 0 before its first record.
    struct Slot {
       std::atomic<uint64_t> number{ 0 };
       std::atomic<const MsgDesc *> message{ nullptr };
@@ -71,4 +73,4 @@ class ROUTEPOLICY_API BlockTimer {
    std::chrono::steady_clock::time_point start_;
 };
 
-}  // namespace Trailmark
+}   // namespace Trailmark

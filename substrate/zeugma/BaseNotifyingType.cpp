@@ -8,4 +8,4 @@ Quoin::Publisher * BaseNotifyingType::publisher() noexcept {
    return &publisher_;
 }
 
-}  // namespace Zeugma
+}   // namespace Zeugma

@@ -21,4 +21,4 @@ class ROUTEPOLICY_API BaseNotifyingType : public Quoin::Node {
    Quoin::Publisher publisher_;
 };
 
-}  // namespace Zeugma
+}   // namespace Zeugma

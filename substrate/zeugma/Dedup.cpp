@@ -98,4 +98,4 @@ void DedupHashTableUnorderedSet::remove( const DedupHandleBase * handle ) {
    }
 }
 
-}  // namespace Zeugma
+}   // namespace Zeugma

@@ -105,4 +105,4 @@ class ROUTEPOLICY_API DedupHashTableUnorderedSet final : public DedupHashTable {
    bool shared_;
 };
 
-}  // namespace Zeugma
+}   // namespace Zeugma

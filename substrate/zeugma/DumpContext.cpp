@@ -44,4 +44,4 @@ void doObjDumpMissingAttributes( const DumpContextPtr & ctx, const char * attrib
    ZEUGMA_OBJ_DUMP_LINE( ctx, indent, "not dumped: %s\n", attributes );
 }
 
-}  // namespace Zeugma
+}   // namespace Zeugma

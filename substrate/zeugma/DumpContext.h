@@ -73,4 +73,4 @@ void dumpChild( const DumpContextPtr & ctx, const char * type, const Quoin::Ptr<
       doObjDumpMissingAttributes( ctx, T::kAttributesNotDumped, indent + 2 );
 }
 
-}  // namespace Zeugma
+}   // namespace Zeugma

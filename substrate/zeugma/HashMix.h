@@ -32,4 +32,4 @@ class HashMix {
    uint64_t hash_;
 };
 
-}  // namespace Zeugma
+}   // namespace Zeugma

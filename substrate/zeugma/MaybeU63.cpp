@@ -26,4 +26,4 @@ std::ostream & operator<<( std::ostream & os, MaybeU63 value ) {
    return os << value.toStrep();
 }
 
-}  // namespace Zeugma
+}   // namespace Zeugma

@@ -42,4 +42,4 @@ class ROUTEPOLICY_API MaybeU63 {
 
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, MaybeU63 value );
 
-}  // namespace Zeugma
+}   // namespace Zeugma

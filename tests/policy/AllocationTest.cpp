@@ -1,0 +1,160 @@
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "policy/DistanceSetter.h"
+#include "policy/Policy.h"
+#include "policy/PrefixListMatcher.h"
+#include "policy/RouteMetricMatcher.h"
+#include "policy/RouteMetricSetter.h"
+#include "policy/RoutingPolicyAcl.h"
+#include "policy/TagMatcher.h"
+#include "policy/TagSetMatcher.h"
+#include "tests/policy/EvalFixtures.h"
+#include "tests/policy/ListFixtures.h"
+#include "tests/substrate/zeugma/AllocationCount.h"
+
+namespace {
+
+using namespace EvalTest;
+
+/// A sequence with a prefix list, an access list, a tag, a tag set and a metric, all of which hold for theRoute().
+SeqBuilder matching( uint32_t seqno ) {
+   return seq( seqno )
+      .match( makeNode<PrefixListMatcher>( "P", ListFixtures::prefixList( { "10 deny 10.0.0.0/8 ge 24", "20 permit 10.0.0.0/8 le 16" } ) ),
+              MatchOption::matchIpPrefixList )
+      .match( makeNode<IpAccessListMatcher>( "A", ListFixtures::accessList( { "10 deny 10.2.0.0/16", "20 permit 10.0.0.0 255.0.255.0" } ) ),
+              MatchOption::matchIpAccessList )
+      .match( makeNode<TagMatcher>( 7 ), MatchOption::matchTag )
+      .match( makeNode<TagSetMatcher>( "T", makeNode<TagSetStatus>( "T", std::initializer_list<Routing::RouteTag>{ 7, 8 } ) ),
+              MatchOption::matchTagSet )
+      .match( makeNode<RouteMetricMatcher>( 100 ), MatchOption::matchMetric )
+      .set( makeNode<DistanceSetter>( 9 ), SetOption::setDistance )
+      .set( makeNode<RouteMetricSetter>( 200 ), SetOption::setMetric );
+}
+
+/// The same, which fails on its last matcher.
+SeqBuilder failing( uint32_t seqno ) {
+   return matching( seqno ).match( makeNode<TagMatcher>( 8 ), MatchOption::matchTagSet );
+}
+
+MatchInput_ theRoute() {
+   MatchInput_ input = ListFixtures::routeTo( "10.1.0.0/16" );
+   input.tagIs( 7 );
+   input.metricIs( 100 );
+   return input;
+}
+
+struct Row {
+   const char * name;
+   Ptr<const RouteMapStatusList> list;
+   bool permit;
+};
+
+std::vector<Row> rows() {
+   const auto calling = []( const char * name, const Ptr<RouteMapStatus> & sub ) {
+      return routeMap( name, { matching( 5 ).call( sub ) } );
+   };
+   const auto callingInverted = []( const char * name, const Ptr<RouteMapStatus> & sub ) {
+      return routeMap( name, { matching( 5 ).callInverted( sub ) } );
+   };
+   const auto permits = [] { return routeMap( "SUB", { failing( 1 ), matching( 2 ) } ); };
+   const auto denies = [] { return routeMap( "SUB", { failing( 1 ), matching( 2 ).deny() } ); };
+   const auto asList = []( const SeqBuilder & first, const SeqBuilder & second ) {
+      return listOf( { { 4, routeMap( "RM", { first, second } ) } } );
+   };
+   return {
+      { "nothing to evaluate", listOf( {} ), true },
+      { "the second sequence permits", asList( failing( 10 ), matching( 20 ) ), true },
+      { "the second sequence denies", asList( failing( 10 ), matching( 20 ).deny() ), false },
+      { "the default deny", asList( failing( 10 ), failing( 20 ) ), false },
+      { "two levels of sub route maps, one match",
+        asList( failing( 10 ), matching( 20 ).callInverted( callingInverted( "MID", permits() ) ) ), true },
+      { "two levels of sub route maps, all match", asList( matching( 10 ).call( calling( "MID", permits() ) ), matching( 20 ) ), true },
+      { "two levels of sub route maps, the innermost denies", asList( matching( 10 ).call( calling( "MID", denies() ) ), failing( 20 ) ),
+        false },
+      { "two levels of sub route maps and continues",
+        asList( matching( 10 ).call( calling( "MID", permits() ) ).continueTo( 15 ), matching( 20 ) ), true },
+      { "three route maps",
+        listOf( { { 0, routeMap( "P", { matching( 10 ) } ) },
+                  { 4, routeMap( "RM", { matching( 10 ) } ) },
+                  { 6, routeMap( "M", { matching( 10 ) } ) } } ),
+        true },
+   };
+}
+
+constexpr int kTimes = 100;
+
+/// How often `evaluate` allocates when it runs again and again on a thread that has run it once.
+template <class Evaluate>
+size_t allocationsOf( Evaluate && evaluate ) {
+   evaluate();
+   const size_t before = allocationCount();
+   for( int i = 0; i < kTimes; ++i ) evaluate();
+   return allocationCount() - before;
+}
+
+void nothingIsAllocated( const PolicyEval & eval ) {
+   const MatchInput_ input = theRoute();
+   for( const auto & row : rows() ) {
+      SCOPED_TRACE( row.name );
+      Result_ result;
+      bool permit = !row.permit;
+      EXPECT_EQ( allocationsOf( [ & ] { permit = eval.eval( &input, row.list, &result ); } ), 0u );
+      EXPECT_EQ( permit, row.permit );
+      const auto map = row.list->rmStatus( RmPrecedence::routeMapPrecedence );
+      if( !map ) continue;
+      EXPECT_EQ( allocationsOf( [ & ] { permit = eval.evalPeerFilter( map, &input ); } ), 0u ) << "as a peer filter";
+      EXPECT_EQ( permit, row.permit );
+   }
+}
+
+TEST( Allocation, countsWhatTheLibraryAllocates ) {
+   PolicyEval eval;
+   eval.contextIs( makeNode<PolicyEvalContext>() );
+   eval.shouldLogEvalIs( true );
+   const MatchInput_ input = theRoute();
+   Result_ result;
+   const auto list = listOf( { { 4, routeMap( "RM", { matching( 10 ) } ) } } );
+   EXPECT_GE( allocationsOf( [ & ] { eval.eval( &input, list, &result ); } ), size_t( 2 * kTimes ) );   // a log and a record
+}
+
+TEST( Allocation, evaluatingAllocatesNothing ) {
+   nothingIsAllocated( PolicyEval() );
+}
+
+TEST( Allocation, aContextWithoutLogsAllocatesNothing ) {
+   PolicyEval eval;
+   eval.contextIs( makeNode<PolicyEvalContext>() );
+   nothingIsAllocated( eval );
+}
+
+TEST( Allocation, timersAllocateNothing ) {
+   PolicyEval eval;
+   eval.contextIs( makeNode<PolicyEvalContext>() );
+   eval.context()->enableTrailmarkIs( true );
+   nothingIsAllocated( eval );
+}
+
+TEST( Allocation, aThreadAllocatesNothing ) {
+   std::thread( [] { nothingIsAllocated( PolicyEval() ); } ).join();
+}
+
+TEST( Allocation, oneRouteMapAllocatesNothing ) {
+   const MatchInput_ input = theRoute();
+   const PolicyEval eval;
+   const auto map = routeMap( "RM", { failing( 10 ), matching( 20 ) } );
+   bool permit = false;
+   EXPECT_EQ( allocationsOf( [ & ] {
+                 MatchedRouteMapSequences matched;
+                 Result_ result;
+                 permit = eval.evalRouteMapMatchers( &input, map.get(), &matched );
+                 eval.applyPolicySetters( &matched, &result );
+              } ),
+              0u );
+   EXPECT_TRUE( permit );
+}
+
+}   // namespace

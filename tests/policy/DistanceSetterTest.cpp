@@ -1,0 +1,73 @@
+#include "policy/DistanceSetter.h"
+
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "tests/policy/Fixtures.h"
+
+namespace {
+
+using namespace Routing::Policy;
+using namespace Routing::Policy::Fixtures;
+using Quoin::makeNode;
+using Routing::RoutePreference;
+
+TEST( DistanceSetter, setsThePreferenceAndNothingElse ) {
+   for( int distance : { 0, 1, 65, 127, 128, 255 } ) {
+      Result_ result;
+      result.preferenceIs( 77 );
+      result.tagIs( 5 );
+      result.metricIs( 6 );
+      Result_ expected = result;
+      expected.preferenceStorageIs( RoutePreference( distance ) );
+      makeNode<DistanceSetter>( RoutePreference( distance ) )->setValue( &result );
+      EXPECT_EQ( result, expected );
+   }
+}
+
+TEST( DistanceSetter, goesThroughTheAccessorOfTheResult ) {
+   struct Told : Result_ {
+      void setPreference( RoutePreference preference ) override { told.push_back( preference ); }
+      std::vector<int> told;
+   } result;
+   makeNode<DistanceSetter>( 200 )->setValue( &result );
+   EXPECT_THAT( result.told, testing::ElementsAre( 200 ) );
+   EXPECT_EQ( result.preferenceStorage(), 0 );
+}
+
+TEST( DistanceSetter, itsTextShowsANumber ) {
+   const struct {
+      RoutePreference distance;
+      const char * text;
+   } rows[] = { { 0, "DistanceSetter distance 0" },
+                { 10, "DistanceSetter distance 10" },
+                { 65, "DistanceSetter distance 65" },
+                { 255, "DistanceSetter distance 255" } };
+   for( const auto & row : rows ) {
+      const auto setter = makeNode<DistanceSetter>( row.distance );
+      EXPECT_EQ( setter->distance(), row.distance );
+      EXPECT_EQ( setter->toStrep(), row.text );
+      EXPECT_EQ( textOnOddStream( static_cast<const Setter *>( setter.get() ) ), row.text );
+   }
+}
+
+TEST( DistanceSetter, hasNoFeaturesAndDoesNotDefer ) {
+   const auto setter = makeNode<DistanceSetter>( 1 );
+   EXPECT_EQ( setter->getFeatures(), 0u );
+   Result_ result;
+   setter->testFullSetValue( result );
+   EXPECT_EQ( result.preference(), 1 );
+   EXPECT_EQ( result.dps(), nullptr );
+}
+
+TEST( DistanceSetterDeathTest, keepsTheDefaultsThatEndTheProcess ) {
+   const auto setter = makeNode<DistanceSetter>( 1 );
+   Result_ result;
+   const auto text = testing::HasSubstr( "0 && \"Must override in derived class\"" );
+   EXPECT_DEATH( setter->filterCommValue( &result ), text );
+   EXPECT_DEATH( setter->deferredSetValue( &result ), text );
+   EXPECT_DEATH( setter->createSkipIbgp(), text );
+}
+
+}   // namespace

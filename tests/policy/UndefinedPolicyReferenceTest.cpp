@@ -1,0 +1,51 @@
+#include "policy/UndefinedPolicyReference.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using Bits = Routing::Policy::UndefinedPolicyReferenceBitfield;
+
+static_assert( sizeof( Bits ) == 1 );
+
+TEST( UndefinedPolicyReference, startsWithNone ) {
+   EXPECT_EQ( Bits().value, 0 );
+}
+
+TEST( UndefinedPolicyReference, eachKindHasItsBit ) {
+   const struct {
+      const char * name;
+      Bits::Bit bit;
+      int value;
+   } rows[] = {
+      { "sub route map", Bits::subRouteMapUndefined, 1 },
+      { "prefix list", Bits::prefixListUndefined, 2 },
+      { "community list", Bits::commListUndefined, 4 },
+      { "aggregate role", Bits::aggRoleAttrMapUndefined, 8 },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      EXPECT_EQ( int( row.bit ), row.value );
+      for( int value = 0; value < 256; ++value ) ASSERT_EQ( Bits{ uint8_t( value ) }.has( row.bit ), ( value & row.value ) != 0 ) << value;
+   }
+}
+
+TEST( UndefinedPolicyReference, allIsEveryBitAndNoneIsZero ) {
+   Bits bits{ 6 };
+   bits.setAllUndefined();
+   EXPECT_EQ( bits.value, 255 );   // those without a name too
+   bits.setNoneUndefined();
+   EXPECT_EQ( bits.value, 0 );
+}
+
+TEST( UndefinedPolicyReference, orIsBitwiseAndEqualityIsThatOfTheByte ) {
+   for( int a = 0; a < 256; ++a ) {
+      for( int b = 0; b < 256; ++b ) {
+         const Bits x{ uint8_t( a ) }, y{ uint8_t( b ) };
+         ASSERT_EQ( ( x | y ).value, a | b );
+         ASSERT_EQ( x == y, a == b );
+      }
+   }
+}
+
+}   // namespace

@@ -1,0 +1,159 @@
+#include "substrate/ferule/FullMask.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+
+#include <gmock/gmock.h>
+#include <rapidcheck/gtest.h>
+
+#include "tests/substrate/ferule/Bits.h"
+
+namespace {
+
+using Ferule::AddressFamily;
+using Ferule::Bits128;
+using Ferule::Ip6Addr;
+using Ferule::Ip6AddrWithMask;
+using Ferule::Ip6Prefix;
+using Ferule::IpAddr;
+using Ferule::IpAddrWithFullMask;
+using Ferule::IpGenAddr;
+using Ferule::IpGenAddrWithFullMask;
+
+unsigned leadingOnes( Bits128 mask ) {
+   unsigned n = 0;
+   while( n < 128 && bitAt( mask, n ) ) ++n;
+   return n;
+}
+
+TEST( IpGenAddrWithFullMask, isMadeOfItsParts ) {
+   const IpGenAddrWithFullMask v4( IpAddrWithFullMask{ IpAddr( "10.1.2.3" ), IpAddr( "255.0.255.0" ) } );
+   EXPECT_EQ( v4.address(), IpGenAddr( "10.1.2.3" ) );
+   EXPECT_EQ( v4.mask(), ( Bits128{ 0xff00ff0000000000, 0 } ) );
+   EXPECT_EQ( v4, IpGenAddrWithFullMask( IpGenAddr( "10.1.2.3" ), Bits128{ 0xff00ff0000000000, 0 } ) );
+   const IpGenAddrWithFullMask v6( Ip6AddrWithMask{ Ip6Addr( "2001:db8::1" ), 65 } );
+   EXPECT_EQ( v6.address(), IpGenAddr( "2001:db8::1" ) );
+   EXPECT_EQ( v6.mask(), ( Bits128{ ~uint64_t( 0 ), uint64_t( 1 ) << 63 } ) );
+   EXPECT_EQ( IpGenAddrWithFullMask().address(), IpGenAddr() );
+   EXPECT_TRUE( IpGenAddrWithFullMask().mask().none() );
+}
+
+TEST( IpGenAddrWithFullMask, isAPrefixWithAContiguousMaskAndNothingOutsideOfIt ) {
+   const struct {
+      const char * name;
+      const char * address;
+      const char * mask;
+      bool valid;
+   } rows[] = {
+      { "any", "0.0.0.0", "0.0.0.0", true },
+      { "no mask but an address", "0.0.0.1", "0.0.0.0", false },
+      { "one bit", "128.0.0.0", "128.0.0.0", true },
+      { "a network", "10.0.0.0", "255.0.0.0", true },
+      { "a network, zero in the mask", "8.0.0.0", "255.0.0.0", true },
+      { "a bit outside of the mask", "10.0.0.1", "255.0.0.0", false },
+      { "the bit right behind the mask", "10.128.0.0", "255.0.0.0", false },
+      { "31 bits", "10.0.0.2", "255.255.255.254", true },
+      { "a host", "10.0.0.1", "255.255.255.255", true },
+      { "a gap", "10.0.0.0", "255.0.255.0", false },
+      { "a gap in the last but one bit", "10.0.0.0", "255.255.255.253", false },
+      { "not from the first bit", "0.0.0.0", "0.0.0.255", false },
+      { "not from the first bit by one", "0.0.0.0", "127.255.255.255", false },
+   };
+   for( const auto & row : rows )
+      EXPECT_EQ( IpGenAddrWithFullMask( IpAddrWithFullMask{ IpAddr( row.address ), IpAddr( row.mask ) } ).validAsPrefix(), row.valid )
+         << row.name;
+}
+
+TEST( IpGenAddrWithFullMask, everyLengthOfAnIpv6MaskIsAPrefix ) {
+   for( unsigned length : kLengths ) {
+      const Ip6AddrWithMask all{ Ip6Addr( Bits128{ ~uint64_t( 0 ), ~uint64_t( 0 ) } ), uint8_t( length ) };
+      const unsigned ones = std::min( length, 128u );
+      EXPECT_EQ( IpGenAddrWithFullMask( all ).leadingOnesOfMask(), ones ) << length;
+      EXPECT_EQ( IpGenAddrWithFullMask( all ).validAsPrefix(), ones == 128 ) << length;
+      const Ip6Prefix subnet = all.subnet();
+      EXPECT_EQ( subnet.length, length );
+      for( unsigned i = 0; i < 128; ++i ) EXPECT_EQ( bitAt( subnet.address.bits(), i ), i < length ) << length << ' ' << i;
+      EXPECT_TRUE( IpGenAddrWithFullMask( Ip6AddrWithMask{ subnet.address, uint8_t( length ) } ).validAsPrefix() ) << length;
+   }
+}
+
+TEST( IpGenAddrWithFullMask, containsWhatAgreesInTheMask ) {
+   const struct {
+      const char * name;
+      const char * address;
+      const char * mask;
+      const char * candidate;
+      bool contained;
+   } rows[] = {
+      { "any", "0.0.0.0", "0.0.0.0", "255.255.255.255", true },
+      { "bits outside of the mask differ", "10.1.2.3", "255.0.255.0", "10.9.2.9", true },
+      { "a bit behind the gap differs", "10.1.2.3", "255.0.255.0", "10.1.3.3", false },
+      { "a bit before the gap differs", "10.1.2.3", "255.0.255.0", "11.1.2.3", false },
+      { "a host", "10.1.2.3", "255.255.255.255", "10.1.2.3", true },
+      { "another host", "10.1.2.3", "255.255.255.255", "10.1.2.2", false },
+      { "of the other family", "0.0.0.0", "0.0.0.0", "::", false },
+   };
+   for( const auto & row : rows )
+      EXPECT_EQ(
+         IpGenAddrWithFullMask( IpAddrWithFullMask{ IpAddr( row.address ), IpAddr( row.mask ) } ).contains( IpGenAddr( row.candidate ) ),
+         row.contained )
+         << row.name;
+   const IpGenAddrWithFullMask anyV6( Ip6AddrWithMask{} );
+   EXPECT_TRUE( anyV6.contains( IpGenAddr( "2001:db8::1" ) ) );
+   EXPECT_FALSE( anyV6.contains( IpGenAddr( "0.0.0.0" ) ) );
+   EXPECT_FALSE( anyV6.contains( IpGenAddr() ) );
+}
+
+// Contiguous masks, the same with one bit wrong, and masks of any shape; addresses inside of them and not.
+RC_GTEST_PROP( IpGenAddrWithFullMask, behavesAsTheBitsSay, () ) {
+   for( int round = 0; round < 20; ++round ) {
+      const auto af = *rc::gen::element( AddressFamily::ipv4, AddressFamily::ipv6 );
+      const unsigned width = addressBits( af );
+      const Bits128 all = Bits128::leadingOnes( width );
+      const auto run = rc::gen::map( rc::gen::inRange( 0u, width + 1 ), []( unsigned n ) { return Bits128::leadingOnes( n ); } );
+      const auto broken = rc::gen::map( rc::gen::pair( run, rc::gen::inRange( 0u, width ) ),
+                                        []( const auto & p ) { return withBitFlipped( p.first, p.second ); } );
+      const Bits128 mask = *rc::gen::oneOf( run, broken, anyBits() ) & all;
+      const auto inside = rc::gen::map( anyBits(), [ mask ]( Bits128 b ) { return b & mask; } );
+      const Bits128 address = *rc::gen::oneOf( inside, inside, anyBits() ) & all;
+      const auto near =
+         rc::gen::map( rc::gen::inRange( 0u, width ), [ address ]( unsigned bit ) { return withBitFlipped( address, bit ); } );
+      const Bits128 candidate = *rc::gen::oneOf( near, rc::gen::just( address ), anyBits() ) & all;
+      const auto make = [ af ]( Bits128 bits ) {
+         return af == AddressFamily::ipv4 ? IpGenAddr( IpAddr( uint32_t( bits.high >> 32 ) ) ) : IpGenAddr( Ip6Addr( bits ) );
+      };
+      const IpGenAddrWithFullMask rule( make( address ), mask );
+
+      bool valid = true, contained = true;
+      for( unsigned i = 0; i < 128; ++i ) {
+         valid &= bitAt( mask, i ) ? i == 0 || bitAt( mask, i - 1 ) : !bitAt( address, i );
+         contained &= !bitAt( mask, i ) || bitAt( address, i ) == bitAt( candidate, i );
+      }
+      RC_ASSERT( rule.leadingOnesOfMask() == leadingOnes( mask ) );
+      RC_ASSERT( rule.validAsPrefix() == valid );
+      RC_ASSERT( rule.contains( make( candidate ) ) == contained );
+      RC_ASSERT_FALSE( rule.contains( IpGenAddr( af == AddressFamily::ipv4 ? AddressFamily::ipv6 : AddressFamily::ipv4 ) ) );
+      if( af == AddressFamily::ipv4 ) {
+         const IpAddrWithFullMask v4{ IpAddr( uint32_t( address.high >> 32 ) ), IpAddr( uint32_t( mask.high >> 32 ) ) };
+         RC_ASSERT( ( IpGenAddrWithFullMask( v4 ) == rule ) );
+      }
+   }
+}
+
+TEST( IpGenAddrWithFullMask, isOrderedByAddressAndThenByMask ) {
+   const auto make = []( const char * address, const char * mask ) {
+      return IpGenAddrWithFullMask( IpAddrWithFullMask{ IpAddr( address ), IpAddr( mask ) } );
+   };
+   const IpGenAddrWithFullMask rising[] = { make( "0.0.0.0", "0.0.0.0" ), make( "0.0.0.0", "0.0.0.1" ), make( "0.0.0.0", "255.0.0.0" ),
+                                            make( "0.0.0.1", "0.0.0.0" ), IpGenAddrWithFullMask( Ip6AddrWithMask{} ) };
+   for( size_t i = 0; i < std::size( rising ); ++i )
+      for( size_t k = 0; k < std::size( rising ); ++k ) {
+         EXPECT_EQ( rising[ i ] <=> rising[ k ], i <=> k ) << i << ' ' << k;
+         EXPECT_EQ( rising[ i ] == rising[ k ], i == k ) << i << ' ' << k;
+      }
+   EXPECT_LT( ( Ip6AddrWithMask{ Ip6Addr( "::1" ), 0 } ), ( Ip6AddrWithMask{ Ip6Addr( "::1" ), 1 } ) );
+   EXPECT_LT( ( IpAddrWithFullMask{ IpAddr( 1 ), IpAddr( 9 ) } ), ( IpAddrWithFullMask{ IpAddr( 2 ), IpAddr( 0 ) } ) );
+}
+
+}   // namespace

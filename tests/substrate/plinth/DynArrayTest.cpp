@@ -1,0 +1,238 @@
+#include "substrate/plinth/DynArray.h"
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <rapidcheck/gtest.h>
+
+#include "tests/substrate/plinth/AtEnd.h"
+#include "tests/substrate/quoin/Program.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+
+using Array = Plinth::DynArray<int>;
+using Members = std::vector<std::pair<uint32_t, int>>;
+
+Members walk( const Array & array ) {
+   Members members;
+   for( auto i = array.first(); i; i.next() ) members.emplace_back( i.key(), i.value() );
+   return members;
+}
+
+TEST( DynArray, emptyHoldsNothing ) {
+   const Array array;
+   EXPECT_TRUE( array.empty() );
+   EXPECT_EQ( array.count(), 0u );
+   EXPECT_EQ( array.size(), 0u );
+   EXPECT_EQ( array.version(), 0u );
+   EXPECT_EQ( array[ 0 ], 0 );
+   EXPECT_EQ( array[ UINT32_MAX ], 0 );
+   EXPECT_THAT( walk( array ), IsEmpty() );
+}
+
+TEST( DynArray, walksOverWhatIsSetOnly ) {
+   Array array;
+   for( uint32_t index : { 7u, 0u, 3u, 4u } ) EXPECT_TRUE( array.put( index, 10 + int( index ) ) );
+   EXPECT_EQ( array.count(), 4u );
+   EXPECT_EQ( array.size(), 8u );
+   EXPECT_THAT( walk( array ), ElementsAre( Pair( 0, 10 ), Pair( 3, 13 ), Pair( 4, 14 ), Pair( 7, 17 ) ) );
+   EXPECT_EQ( array[ 1 ], 0 );
+   EXPECT_EQ( array[ 8 ], 0 );
+   EXPECT_TRUE( array.erase( 0 ) );
+   EXPECT_TRUE( array.put( 7, 0 ) );   // unset by a default-built value
+   EXPECT_THAT( walk( array ), ElementsAre( Pair( 3, 13 ), Pair( 4, 14 ) ) );
+   EXPECT_EQ( array.count(), 2u );
+   EXPECT_EQ( array.size(), 8u );
+}
+
+TEST( DynArray, versionMovesOncePerRealChange ) {
+   Array array;
+   const struct {
+      const char * name;
+      std::function<void()> action;
+      uint32_t moves;
+   } rows[] = {
+      { "unset what is not there", [ & ] { EXPECT_FALSE( array.erase( 1 ) ); }, 0 },
+      { "a default-built value behind the end", [ & ] { EXPECT_FALSE( array.put( 5, 0 ) ); }, 0 },
+      { "clear nothing", [ & ] { array.clear(); }, 0 },
+      { "set", [ & ] { EXPECT_TRUE( array.put( 5, 50 ) ); }, 1 },
+      { "present value again", [ & ] { EXPECT_FALSE( array.put( 5, 50 ) ); }, 0 },
+      { "replace", [ & ] { EXPECT_TRUE( array.put( 5, 51 ) ); }, 1 },
+      { "unset a gap", [ & ] { EXPECT_FALSE( array.erase( 2 ) ); }, 0 },
+      { "set a gap", [ & ] { EXPECT_TRUE( array.put( 2, 20 ) ); }, 1 },
+      { "unset", [ & ] { EXPECT_TRUE( array.erase( 2 ) ); }, 1 },
+      { "clear", [ & ] { array.clear(); }, 1 },
+      { "set again", [ & ] { EXPECT_TRUE( array.put( 1, 10 ) ); }, 1 },
+      { "unset the last", [ & ] { EXPECT_TRUE( array.erase( 1 ) ); }, 1 },
+      { "clear where nothing is set", [ & ] { array.clear(); }, 0 },
+   };
+   for( const auto & row : rows ) {
+      const uint32_t before = array.version();
+      row.action();
+      EXPECT_EQ( array.version() - before, row.moves ) << row.name;
+   }
+   EXPECT_EQ( array.size(), 0u );
+}
+
+TEST( DynArray, takesTheHighestIndex ) {
+   static_assert( Array::kMaxEntries == 2003004 );
+   Array array;
+   EXPECT_TRUE( array.put( 2003003, 7 ) );
+   EXPECT_EQ( array[ 2003003 ], 7 );
+   EXPECT_EQ( array.size(), 2003004u );
+   EXPECT_EQ( array.count(), 1u );
+   EXPECT_THAT( walk( array ), ElementsAre( Pair( 2003003, 7 ) ) );
+   EXPECT_FALSE( array.erase( 2003004 ) );
+   EXPECT_FALSE( array.erase( UINT32_MAX ) );
+}
+
+TEST( DynArrayDeathTest, endsTheProcessAtAnIndexBeyondTheLimit ) {
+   const struct {
+      const char * name;
+      uint32_t index;
+      int value;
+   } rows[] = { { "one beyond", 2003004, 7 }, { "far beyond", UINT32_MAX, 7 }, { "one beyond, to unset it", 2003004, 0 } };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      Array array;
+      EXPECT_DEATH( array.put( row.index, row.value ), HasSubstr( "Assertion failed: newEntries < 2003004\n" ) );
+   }
+}
+
+TEST( DynArray, anIteratorSeesWhatChangesFurtherOn ) {
+   Array array;
+   for( uint32_t index : { 1u, 3u, 5u } ) array.put( index, 1 );
+   auto i = array.first();
+   array.erase( 1 );
+   array.erase( 3 );
+   array.put( 4, 1 );
+   i.next();
+   ASSERT_TRUE( i );
+   EXPECT_EQ( i.key(), 4u );
+   array.put( 1000, 1 );
+   i.next();
+   i.next();
+   ASSERT_TRUE( i );
+   EXPECT_EQ( i.key(), 1000u );
+   array.clear();
+   i.next();
+   EXPECT_FALSE( i );
+}
+
+TEST( DynArray, anOldValueGoesWhenTheChangeStands ) {
+   using Handles = Plinth::DynArray<std::shared_ptr<int>>;
+   const struct {
+      const char * name;
+      std::function<void( Handles & )> change;
+      uint32_t count;
+      bool found;
+   } rows[] = {
+      { "replace", []( Handles & a ) { a.put( 2, std::make_shared<int>() ); }, 3, true },
+      { "erase", []( Handles & a ) { a.erase( 2 ); }, 2, false },
+      { "clear", []( Handles & a ) { a.clear(); }, 0, false },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      Handles array;
+      int ends = 0;
+      uint32_t before = 0;
+      for( uint32_t index : { 1, 2, 3 } )
+         array.put( index, index != 2 ? std::make_shared<int>() : atEnd( [ & ] {
+                       ++ends;
+                       EXPECT_EQ( array.version(), before + 1 );
+                       EXPECT_EQ( array.count(), row.count );
+                       EXPECT_EQ( array[ 2 ] != nullptr, row.found );
+                    } ) );
+      before = array.version();
+      row.change( array );
+      EXPECT_EQ( ends, 1 );
+   }
+}
+
+struct Step {
+   enum Kind { put, erase, clear, start, next } kind;
+   uint32_t index;
+   int value;
+   friend std::ostream & operator<<( std::ostream & os, const Step & s ) {
+      const char * const names[] = { "put", "erase", "clear", "start", "next" };
+      return os << names[ s.kind ] << ' ' << s.index << ' ' << s.value;
+   }
+};
+
+RC_GTEST_PROP( DynArray, behavesAsTheModelInRandomPrograms, () ) {
+   const auto kind = rc::gen::weightedElement<Step::Kind>(
+      { { 40, Step::put }, { 20, Step::erase }, { 1, Step::clear }, { 4, Step::start }, { 20, Step::next } } );
+   const auto program =
+      *programOf<Step>( rc::gen::set( &Step::kind, kind ), rc::gen::set( &Step::index, rc::gen::inRange<uint32_t>( 0, 40 ) ),
+                        rc::gen::set( &Step::value, rc::gen::inRange( 0, 4 ) ) );
+   Array array;
+   std::map<uint32_t, int> model;
+   uint32_t changes = 0, size = 0;
+   std::optional<Array::Iterator> place;
+   uint32_t at = 0;   // the index where `place` stands
+   const auto stand = [ & ]( std::map<uint32_t, int>::iterator expected ) {
+      RC_ASSERT( bool( *place ) == ( expected != model.end() ) );
+      if( expected == model.end() ) return place.reset();
+      RC_ASSERT( place->key() == ( at = expected->first ) );
+      RC_ASSERT( place->value() == expected->second );
+   };
+   for( const Step & step : program ) {
+      const uint32_t index = step.index;
+      switch( step.kind ) {
+         case Step::put: {
+            const bool change = model.contains( index ) ? model[ index ] != step.value : step.value != 0;
+            RC_ASSERT( array.put( index, step.value ) == change );
+            if( step.value ) {
+               model[ index ] = step.value;
+               size = std::max( size, index + 1 );
+            } else {
+               model.erase( index );
+            }
+            changes += change;
+            break;
+         }
+         case Step::erase: {
+            const bool change = model.erase( index );
+            RC_ASSERT( array.erase( index ) == change );
+            changes += change;
+            break;
+         }
+         case Step::clear:
+            changes += !model.empty();
+            array.clear();
+            model.clear();
+            size = 0;
+            break;
+         case Step::start:
+            place = array.first();
+            stand( model.begin() );
+            break;
+         case Step::next:
+            if( !place ) break;
+            RC_ASSERT( place->key() == at );
+            place->next();
+            stand( model.upper_bound( at ) );
+            break;
+      }
+      RC_ASSERT( array.version() == changes );
+      RC_ASSERT( array.count() == model.size() );
+      RC_ASSERT( array.empty() == model.empty() );
+      RC_ASSERT( array.size() == size );
+      RC_ASSERT( array[ index ] == ( model.contains( index ) ? model[ index ] : 0 ) );
+      RC_ASSERT( walk( array ) == Members( model.begin(), model.end() ) );
+   }
+}
+
+}   // namespace

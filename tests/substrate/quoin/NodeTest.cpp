@@ -1,0 +1,421 @@
+#include "substrate/quoin/Node.h"
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <rapidcheck/gtest.h>
+
+#include "substrate/quoin/Ptr.h"
+#include "tests/substrate/quoin/Program.h"
+
+namespace {
+
+using Quoin::makeNode;
+using Quoin::Node;
+using Quoin::Ptr;
+using Quoin::ReleaseScope;
+using Quoin::ThreadControl;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+using Log = std::vector<std::string>;
+
+/// Writes down what happens to it.
+struct Item : Node {
+   Item( Log & l, std::string n, Ptr<const Item> o = nullptr ) : log( l ), name( std::move( n ) ), owned( std::move( o ) ) {}
+   ~Item() override { log.push_back( "~" + name ); }
+   void lastUserGone() const override { log.push_back( "last user of " + name ); }
+   Log & log;
+   std::string name;
+   Ptr<const Item> owned;
+};
+
+/// Every case in both kinds of counting.
+class NodeCount : public testing::TestWithParam<bool> {
+ protected:
+   void SetUp() override {
+      ThreadControl::threadedIs( GetParam() );
+      if( ThreadControl::threaded() != GetParam() ) GTEST_SKIP() << "plain counts need a process that has had no threads";
+   }
+   void TearDown() override { ThreadControl::threadedIs( false ); }
+   Log log;
+};
+
+INSTANTIATE_TEST_SUITE_P( Node, NodeCount, testing::Bool(), []( const auto & mode ) { return mode.param ? "atomic" : "plain"; } );
+
+TEST_P( NodeCount, startsAtOneAndDestroysAtZero ) {
+   const Item * item = new Item( log, "a" );
+   EXPECT_EQ( item->useCount(), 1u );
+   item->incUse();
+   item->incUse();
+   EXPECT_EQ( item->useCount(), 3u );
+   item->decUseImpl();
+   item->decUseImpl();
+   EXPECT_EQ( item->useCount(), 1u );
+   EXPECT_THAT( log, IsEmpty() );
+   item->decUseImpl();
+   EXPECT_THAT( log, ElementsAre( "last user of a", "~a" ) );
+}
+
+TEST_P( NodeCount, anOwnedNodeGoesAfterItsOwner ) {
+   auto inner = makeNode<Item>( log, "inner" );
+   auto outer = makeNode<Item>( log, "outer", inner );
+   inner = nullptr;
+   EXPECT_THAT( log, IsEmpty() );
+   outer = nullptr;
+   EXPECT_THAT( log, ElementsAre( "last user of outer", "~outer", "last user of inner", "~inner" ) );
+}
+
+TEST_P( NodeCount, anOwnedNodeWithAFurtherUserStays ) {
+   auto inner = makeNode<Item>( log, "inner" );
+   makeNode<Item>( log, "outer", inner );
+   EXPECT_THAT( log, ElementsAre( "last user of outer", "~outer" ) );
+   EXPECT_EQ( inner->useCount(), 1u );
+}
+
+TEST_P( NodeCount, aUseIsTakenOnlyWhileThereIsOne ) {
+   struct Weak : Node {
+      explicit Weak( bool & r ) : revived( r ) {}
+      void lastUserGone() const override { revived = incUseUnlessGone(); }
+      bool & revived;
+   };
+   bool revived = true;
+   auto weak = makeNode<Weak>( revived );
+   EXPECT_TRUE( weak->incUseUnlessGone() );
+   EXPECT_EQ( weak->useCount(), 2u );
+   weak->decUseImpl();
+   EXPECT_TRUE( revived );
+   weak = nullptr;
+   EXPECT_FALSE( revived );
+}
+
+TEST_P( NodeCount, flagsAndUsesDoNotTouchEachOther ) {
+   auto item = makeNode<Item>( log, "a" );
+   EXPECT_EQ( item->nodeFlag(), 0u );
+   item->nodeFlagSet( 0x80000001 );
+   item->nodeFlagSet( 0x10 );
+   EXPECT_EQ( item->nodeFlag(), 0x80000011 );
+   EXPECT_EQ( item->useCount(), 1u );
+   { const auto further = item; }
+   item->nodeFlagClear( 0x80000002 );
+   EXPECT_EQ( item->nodeFlag(), 0x11u );
+   EXPECT_EQ( item->useCount(), 1u );
+   item->nodeFlagSet( ~0u );
+   item = nullptr;
+   EXPECT_THAT( log, ElementsAre( "last user of a", "~a" ) );
+}
+
+TEST( Node, isWholeWhenItsLastUserGoes ) {
+   struct Base : Node {
+      explicit Base( Log & l ) : log( l ) {}
+      ~Base() override { log.push_back( "~Base " + name() ); }
+      void lastUserGone() const override { log.push_back( "last user of " + name() ); }
+      virtual std::string name() const { return "Base"; }
+      Log & log;
+   };
+   struct Derived : Base {
+      using Base::Base;
+      std::string name() const override { return text; }
+      std::string text = "Derived";
+   };
+   Log log;
+   { const Ptr<Base> p = makeNode<Derived>( log ); }
+   EXPECT_THAT( log, ElementsAre( "last user of Derived", "~Base Base" ) );
+}
+
+TEST( Node, hasNoPublisherOfItsOwn ) {
+   Log log;
+   EXPECT_EQ( makeNode<Item>( log, "a" )->publisher(), nullptr );
+}
+
+TEST( Node, aDestructorMayDropAnyNumberOfFurtherNodes ) {
+   struct Fan : Node {
+      Fan( Log & log, int width ) {
+         for( int i = 0; i < width; ++i ) items.push_back( makeNode<Item>( log, std::to_string( i ), i ? items.back() : nullptr ) );
+      }
+      ~Fan() override {
+         while( items.size() > 1 ) items.erase( items.begin() );
+      }
+      std::vector<Ptr<Item>> items;   // each is held by the next, too
+   };
+   Log log;
+   makeNode<Fan>( log, 1000 );
+   EXPECT_EQ( log.size(), 2000u );
+   EXPECT_EQ( std::set( log.begin(), log.end() ).size(), 2000u );
+}
+
+/// One of a chain; knows how many destructors of its kind run inside each other.
+struct Link : Node {
+   struct Nesting {
+      ~Nesting() { --depth; }
+      static inline size_t depth = 0, deepest = 0, destroyed = 0;
+   };
+   explicit Link( Ptr<Link> n ) : next( std::move( n ) ) {}
+   ~Link() override {
+      ++Nesting::destroyed;
+      Nesting::deepest = std::max( Nesting::deepest, ++Nesting::depth );
+   }
+   Nesting nesting;   // before `next`: destroyed behind it
+   Ptr<Link> next;
+};
+
+Ptr<Link> chainOf( size_t length ) {
+   Link::Nesting::deepest = Link::Nesting::destroyed = 0;
+   Ptr<Link> head;
+   while( length-- ) head = makeNode<Link>( std::move( head ) );
+   return head;
+}
+
+TEST_P( NodeCount, releaseOfAChainNeedsTheSameStackWhateverItsLength ) {
+   const struct {
+      const char * name;
+      int scopes;
+   } rows[] = { { "at once", 0 }, { "in a scope", 1 }, { "in nested scopes", 3 } };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      size_t deepest[ 2 ];
+      const size_t lengths[ 2 ] = { 1000, 1000000 };
+      for( int i = 0; i < 2; ++i ) {
+         auto chain = chainOf( lengths[ i ] );
+         {
+            std::vector<std::unique_ptr<ReleaseScope>> scopes;
+            for( int s = 0; s < row.scopes; ++s ) scopes.push_back( std::make_unique<ReleaseScope>() );
+            chain = nullptr;
+            EXPECT_EQ( Link::Nesting::destroyed, row.scopes ? 0 : lengths[ i ] );
+         }
+         EXPECT_EQ( Link::Nesting::destroyed, lengths[ i ] );
+         deepest[ i ] = Link::Nesting::deepest;
+      }
+      EXPECT_EQ( deepest[ 0 ], deepest[ 1 ] );
+   }
+}
+
+TEST( Node, chainThatIsDroppedByADestructorNeedsNoMoreStack ) {
+   struct Owner : Node {
+      explicit Owner( Ptr<Link> c ) : chain( std::move( c ) ) {}
+      ~Owner() override {
+         ReleaseScope scope;
+         chain = nullptr;
+         EXPECT_EQ( Link::Nesting::destroyed, 0u );
+      }
+      Ptr<Link> chain;
+   };
+   makeNode<Owner>( chainOf( 1000 ) );
+   EXPECT_EQ( Link::Nesting::destroyed, 1000u );
+   const size_t deepest = Link::Nesting::deepest;
+   makeNode<Owner>( chainOf( 1000000 ) );
+   EXPECT_EQ( Link::Nesting::destroyed, 1000000u );
+   EXPECT_EQ( Link::Nesting::deepest, deepest );
+}
+
+TEST( ReleaseScope, keepsANodeWholeUntilItEnds ) {
+   Log log;
+   auto item = makeNode<Item>( log, "a", makeNode<Item>( log, "b" ) );
+   const Item * raw = item.get();
+   {
+      ReleaseScope scope;
+      item = nullptr;
+      EXPECT_THAT( log, ElementsAre( "last user of a" ) );
+      EXPECT_EQ( raw->name, "a" );
+      EXPECT_EQ( raw->owned->name, "b" );
+   }
+   EXPECT_THAT( log, ElementsAre( "last user of a", "~a", "last user of b", "~b" ) );
+}
+
+TEST( ReleaseScope, onlyTheOutermostDestroys ) {
+   Log log;
+   {
+      ReleaseScope outer;
+      makeNode<Item>( log, "a" );
+      {
+         ReleaseScope inner;
+         makeNode<Item>( log, "b" );
+      }
+      EXPECT_THAT( log, ElementsAre( "last user of a", "last user of b" ) );
+      makeNode<Item>( log, "c" );
+      log.clear();
+   }
+   EXPECT_THAT( log, UnorderedElementsAre( "~a", "~b", "~c" ) );
+}
+
+TEST( ReleaseScope, hasNoEffectOnceItHasEnded ) {
+   Log log;
+   { ReleaseScope scope; }
+   makeNode<Item>( log, "a" );
+   EXPECT_THAT( log, ElementsAre( "last user of a", "~a" ) );
+}
+
+TEST( ReleaseScope, mayBeOpenedByADestructor ) {
+   struct Opener : Node {
+      Opener( Log & l, Ptr<Item> i ) : log( l ), item( std::move( i ) ) {}
+      ~Opener() override {
+         ReleaseScope scope;
+         item = nullptr;
+         log.push_back( "~Opener" );
+      }
+      Log & log;
+      Ptr<Item> item;
+   };
+   for( bool inScope : { false, true } ) {
+      SCOPED_TRACE( inScope );
+      Log log;
+      {
+         std::unique_ptr<ReleaseScope> scope( inScope ? new ReleaseScope : nullptr );
+         makeNode<Opener>( log, makeNode<Item>( log, "a" ) );
+      }
+      EXPECT_THAT( log, ElementsAre( "last user of a", "~Opener", "~a" ) );
+   }
+}
+
+TEST( ReleaseScope, belongsToItsThread ) {
+   Log log;
+   ReleaseScope scope;
+   std::thread( [ & ] { makeNode<Item>( log, "a" ); } ).join();
+   EXPECT_THAT( log, ElementsAre( "last user of a", "~a" ) );
+}
+
+/// All threads set off at once, so that their work overlaps.
+class StartLine {
+   std::atomic<int> missing_;
+
+ public:
+   explicit StartLine( int threads ) : missing_( threads ) {}
+   void wait() {
+      for( --missing_; missing_ > 0; ) std::this_thread::yield();
+   }
+};
+
+TEST( NodeThreads, hammeringLeavesAnExactCount ) {
+   constexpr int kThreads = 4;
+   Log log;
+   auto item = makeNode<Item>( log, "a" );
+   StartLine start( kThreads );
+   std::vector<std::thread> threads;
+   for( int t = 0; t < kThreads; ++t )
+      threads.emplace_back( [ &start, held = item ] {
+         start.wait();
+         for( int i = 0; i < 300000; ++i ) {
+            const auto further = held;
+            if( held->incUseUnlessGone() ) held->decUseImpl();
+         }
+      } );
+   for( auto & t : threads ) t.join();
+   EXPECT_THAT( log, IsEmpty() );
+   EXPECT_EQ( item->useCount(), 1u );
+}
+
+TEST( NodeThreads, theLastOfSeveralThreadsDestroysOnceAndSeesWhatAllHaveWritten ) {
+   constexpr int kThreads = 4, kNodes = 20000;
+   struct Shared : Node {
+      Shared( std::atomic<int> & g, std::atomic<int> & w ) : gone( g ), whole( w ) {}
+      ~Shared() override {
+         int sum = 0;
+         for( int v : written ) sum += v;   // plain memory: the counts alone make this safe
+         whole += sum == 1 + 2 + 3 + 4;
+      }
+      void lastUserGone() const override { ++gone; }
+      std::atomic<int> & gone;
+      std::atomic<int> & whole;
+      int written[ kThreads ] = {};
+   };
+   std::atomic<int> gone = 0, whole = 0;
+   std::vector<std::vector<Ptr<Shared>>> held( kThreads );
+   for( int n = 0; n < kNodes; ++n ) {
+      const auto node = makeNode<Shared>( gone, whole );
+      for( auto & h : held ) h.push_back( node );
+   }
+   StartLine start( kThreads );
+   std::vector<std::thread> threads;
+   for( int t = 0; t < kThreads; ++t )
+      threads.emplace_back( [ &, t ] {
+         start.wait();
+         for( auto & node : held[ size_t( t ) ] ) {
+            node->written[ t ] = t + 1;
+            node = nullptr;
+         }
+      } );
+   for( auto & t : threads ) t.join();
+   EXPECT_EQ( gone, kNodes );
+   EXPECT_EQ( whole, kNodes );
+}
+
+/// A step of a random life of nodes that own each other.
+struct Step {
+   enum Kind { make, drop, openScope, closeScope } kind;
+   uint32_t a, b;   // picks, modulo what there is
+   friend std::ostream & operator<<( std::ostream & os, const Step & s ) {
+      const char * const names[] = { "make", "drop", "open scope", "close scope" };
+      return os << names[ s.kind ] << ' ' << s.a << ' ' << s.b;
+   }
+};
+
+rc::Gen<std::vector<Step>> anyLife() {
+   const auto kind =
+      rc::gen::weightedElement<Step::Kind>( { { 6, Step::make }, { 6, Step::drop }, { 1, Step::openScope }, { 1, Step::closeScope } } );
+   return programOf<Step>( rc::gen::set( &Step::kind, kind ), rc::gen::set( &Step::a ), rc::gen::set( &Step::b ) );
+}
+
+struct Vertex : Node {
+   Vertex( int i, std::set<int> & a, std::vector<Ptr<Vertex>> o ) : id( i ), alive( a ), owned( std::move( o ) ) { alive.insert( id ); }
+   ~Vertex() override { alive.erase( id ); }
+   int id;
+   std::set<int> & alive;
+   std::vector<Ptr<Vertex>> owned;
+};
+
+RC_GTEST_PROP( ReleaseScope, outsideOfScopesExactlyWhatIsReachableLives, () ) {
+   std::set<int> alive, atOpening;
+   std::vector<Ptr<Vertex>> roots;
+   std::vector<std::unique_ptr<ReleaseScope>> scopes;
+   int ids = 0;
+   for( const Step & step : *anyLife() ) {
+      const auto pick = [ & ]( uint32_t by ) { return roots.begin() + static_cast<ptrdiff_t>( by % roots.size() ); };
+      switch( step.kind ) {
+         case Step::make: {
+            std::vector<Ptr<Vertex>> owned;
+            if( !roots.empty() ) owned = { *pick( step.a ), *pick( step.b ) };
+            roots.push_back( makeNode<Vertex>( ids, alive, std::move( owned ) ) );
+            if( !scopes.empty() ) atOpening.insert( ids );
+            ++ids;
+            break;
+         }
+         case Step::drop:
+            if( !roots.empty() ) roots.erase( pick( step.a ) );
+            break;
+         case Step::openScope:
+            if( scopes.empty() ) atOpening = alive;
+            scopes.push_back( std::make_unique<ReleaseScope>() );
+            break;
+         case Step::closeScope:
+            if( !scopes.empty() ) scopes.pop_back();
+            break;
+      }
+      if( !scopes.empty() ) {
+         RC_ASSERT( alive == atOpening );
+         continue;
+      }
+      std::set<int> reachable;
+      std::vector<const Vertex *> todo;
+      for( const auto & r : roots ) todo.push_back( r.get() );
+      while( !todo.empty() ) {
+         const Vertex * v = todo.back();
+         todo.pop_back();
+         if( reachable.insert( v->id ).second )
+            for( const auto & o : v->owned ) todo.push_back( o.get() );
+      }
+      RC_ASSERT( alive == reachable );
+   }
+   roots.clear();
+   scopes.clear();
+   RC_ASSERT( alive.empty() );
+}
+
+}   // namespace

@@ -1,0 +1,106 @@
+#include "substrate/routemap/Options.h"
+
+#include <set>
+#include <sstream>
+#include <string>
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using namespace Routing::RouteMap;
+
+static_assert( sizeof( MatchOption ) == 1 && sizeof( SetOption ) == 1 && sizeof( Protocol ) == 1 && sizeof( RouteMapOpModeType ) == 1 );
+static_assert( kMatchOptionMax == 132 );
+
+template <class T>
+std::string printed( T value ) {
+   std::ostringstream os;
+   os << std::hex << std::showbase << value;
+   EXPECT_EQ( os.flags() & std::ios_base::basefield, std::ios_base::hex );
+   return os.str();
+}
+
+TEST( MatchOption, thoseUsedByNumberHaveIt ) {
+   const struct {
+      const char * name;
+      MatchOption option;
+      unsigned number;
+   } rows[] = {
+      { "none", MatchOption::none, 0 },
+      { "matchIpAccessList", MatchOption::matchIpAccessList, 1 },
+      { "matchIpPrefixList", MatchOption::matchIpPrefixList, 2 },
+      { "matchIsisInstance", MatchOption::matchIsisInstance, 106 },
+      { "matchSourceProtocol", MatchOption::matchSourceProtocol, 113 },
+      { "matchTag", MatchOption::matchTag, 115 },
+      { "matchIpv6PrefixList", MatchOption::matchIpv6PrefixList, 116 },
+      { "matchOspfInstance", MatchOption::matchOspfInstance, 131 },
+      { "matchTagSet", MatchOption::matchTagSet, 132 },
+   };
+   for( const auto & row : rows ) {
+      EXPECT_EQ( unsigned( row.option ), row.number ) << row.name;
+      EXPECT_STREQ( stringValue( row.option ), row.name );
+      EXPECT_EQ( printed( row.option ), row.name );
+   }
+}
+
+TEST( MatchOption, theKindsOfListsHaveANameEach ) {
+   const struct {
+      const char * kind;
+      std::set<unsigned> numbers;
+   } rows[] = { { "PrefixList", { 2, 14, 15, 116, 118, 119, 120, 123, 124 } }, { "Community", { 103, 104, 127 } } };
+   for( const auto & row : rows )
+      for( unsigned number = 0; number <= kMatchOptionMax; ++number )
+         EXPECT_EQ( std::string( stringValue( MatchOption( number ) ) ).find( row.kind ) != std::string::npos,
+                    row.numbers.contains( number ) )
+            << row.kind << ' ' << number;
+}
+
+TEST( MatchOption, everySlotHasATextOfItsOwn ) {
+   std::set<std::string> texts;
+   for( unsigned number = 0; number <= 255; ++number ) {
+      const auto option = MatchOption( number );
+      EXPECT_TRUE( texts.insert( stringValue( option ) ).second ) << number;
+      EXPECT_EQ( printed( option ), stringValue( option ) );
+   }
+   EXPECT_STREQ( stringValue( MatchOption( 7 ) ), "matchOption7" );
+   EXPECT_STREQ( stringValue( MatchOption( 10 ) ), "matchOption10" );
+   EXPECT_STREQ( stringValue( MatchOption( 255 ) ), "matchOption255" );
+}
+
+TEST( MatchOption, ascendsByNumber ) {
+   for( unsigned number = 0; number < 255; ++number ) EXPECT_LT( MatchOption( number ), MatchOption( number + 1 ) );
+}
+
+TEST( MatchOption, theTextStays ) {
+   const char * text = stringValue( MatchOption( 77 ) );
+   EXPECT_EQ( stringValue( MatchOption( 77 ) ), text );
+   EXPECT_STREQ( text, "matchOption77" );
+}
+
+TEST( SetOption, thoseUsedByNumberHaveIt ) {
+   EXPECT_EQ( unsigned( SetOption::setDistance ), 9u );
+   EXPECT_STREQ( stringValue( SetOption::setDistance ), "setDistance" );
+   EXPECT_EQ( unsigned( SetOption::none ), 0u );
+   const std::set<unsigned> communityLists = { 11, 12, 13, 22, 35, 36, 37 };
+   for( unsigned number = 0; number <= 255; ++number )
+      EXPECT_EQ( std::string( stringValue( SetOption( number ) ) ).find( "CommunityList" ) != std::string::npos,
+                 communityLists.contains( number ) )
+         << number;
+}
+
+TEST( SetOption, everySlotHasATextOfItsOwn ) {
+   std::set<std::string> texts;
+   for( unsigned number = 0; number <= 255; ++number ) {
+      const auto option = SetOption( number );
+      EXPECT_TRUE( texts.insert( stringValue( option ) ).second ) << number;
+      EXPECT_EQ( printed( option ), stringValue( option ) );
+   }
+   EXPECT_STREQ( stringValue( SetOption( 10 ) ), "setOption10" );
+}
+
+TEST( RouteMapOpModeType, isPrintedAsItsNumberInDecimal ) {
+   for( unsigned number = 0; number <= 255; ++number ) EXPECT_EQ( printed( RouteMapOpModeType( number ) ), std::to_string( number ) );
+}
+
+}   // namespace

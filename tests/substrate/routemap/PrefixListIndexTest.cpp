@@ -1,0 +1,151 @@
+#include "substrate/routemap/PrefixListIndex.h"
+
+#include <numeric>
+
+#include <gmock/gmock.h>
+
+#include "tests/policy/ListFixtures.h"
+#include "tests/substrate/zeugma/AllocationCount.h"
+
+namespace {
+
+using namespace ListFixtures;
+using Quoin::makeNode;
+using Routing::RouteMap::PrefixListIndex;
+
+/// "10 permit", "20 deny", or "nothing".
+std::string governing( const PatriciaTrieWithNodeData & trie, const char * asked ) {
+   const auto index = PrefixListIndex::make( trie );
+   if( !index ) return "no index";
+   const auto answer = index->governing( trie, IpGenPrefix( asked ) );
+   if( !answer.found ) {
+      EXPECT_EQ( answer.seqno, 0u );
+      EXPECT_FALSE( answer.permit );
+      return "nothing";
+   }
+   return std::to_string( answer.seqno ) + ( answer.permit ? " permit" : " deny" );
+}
+
+TEST( PrefixListIndex, theLowestNumberThatAdmitsTheLengthGoverns ) {
+   const struct {
+      const char * name;
+      Texts entries;
+      const char * asked;
+      const char * answer;
+   } rows[] = {
+      { "an empty list", {}, "10.0.0.0/8", "nothing" },
+      { "the very prefix", { "10 permit 10.0.0.0/8" }, "10.0.0.0/8", "10 permit" },
+      { "longer than it admits", { "10 permit 10.0.0.0/8" }, "10.0.0.0/9", "nothing" },
+      { "shorter than it", { "10 permit 10.0.0.0/8 le 32" }, "10.0.0.0/7", "nothing" },
+      { "beside it", { "10 permit 10.0.0.0/8 le 32" }, "11.0.0.0/8", "nothing" },
+      { "at its lower bound", { "10 deny 10.0.0.0/8 ge 16 le 24" }, "10.1.0.0/16", "10 deny" },
+      { "below its lower bound", { "10 deny 10.0.0.0/8 ge 16 le 24" }, "10.0.0.0/15", "nothing" },
+      { "at its upper bound", { "10 deny 10.0.0.0/8 ge 16 le 24" }, "10.1.1.0/24", "10 deny" },
+      { "above its upper bound", { "10 deny 10.0.0.0/8 ge 16 le 24" }, "10.1.1.0/25", "nothing" },
+      { "a shorter prefix with a lower number", { "10 permit 10.0.0.0/8 le 24", "20 deny 10.1.1.0/24" }, "10.1.1.0/24", "10 permit" },
+      { "a longer prefix with a lower number", { "20 permit 10.0.0.0/8 le 24", "10 deny 10.1.1.0/24" }, "10.1.1.0/24", "10 deny" },
+      { "a longer prefix that does not admit it",
+        { "20 permit 10.0.0.0/8 le 24", "10 deny 10.1.1.0/24 ge 25" },
+        "10.1.1.0/24",
+        "20 permit" },
+      { "the middle of three",
+        { "20 permit 10.0.0.0/8 le 24", "5 deny 10.1.0.0/16 le 24", "10 permit 10.1.1.0/24" },
+        "10.1.1.0/24",
+        "5 deny" },
+      { "the top of three, though the middle admits nothing",
+        { "20 permit 10.0.0.0/8 le 24", "5 deny 10.1.0.0/16 ge 30", "30 deny 10.1.1.0/24" },
+        "10.1.1.0/24",
+        "20 permit" },
+      { "the first of a node", { "10 deny 10.0.0.0/8 ge 24 le 24", "20 permit 10.0.0.0/8 ge 16 le 32" }, "10.1.1.0/24", "10 deny" },
+      { "the second of a node", { "10 deny 10.0.0.0/8 ge 24 le 24", "20 permit 10.0.0.0/8 ge 16 le 32" }, "10.1.0.0/20", "20 permit" },
+      { "neither of a node", { "10 deny 10.0.0.0/8 ge 24 le 24", "20 permit 10.0.0.0/8 ge 16 le 32" }, "10.0.0.0/15", "nothing" },
+      { "above a node of several",
+        { "15 permit 0.0.0.0/0 le 32", "10 deny 10.0.0.0/8 ge 24 le 24", "20 deny 10.0.0.0/8 ge 16" },
+        "10.1.0.0/20",
+        "15 permit" },
+      { "below a node of several",
+        { "10 deny 10.0.0.0/8 ge 24 le 24", "20 deny 10.0.0.0/8 ge 16", "15 permit 10.1.0.0/16 le 32" },
+        "10.1.0.0/20",
+        "15 permit" },
+      { "the default route", { "10 permit 0.0.0.0/0" }, "0.0.0.0/0", "10 permit" },
+      { "not the default route", { "10 permit 0.0.0.0/0 ge 1" }, "0.0.0.0/0", "nothing" },
+      { "a host", { "10 permit 10.1.1.1/32" }, "10.1.1.1/32", "10 permit" },
+      { "the number 0", { "0 permit 10.0.0.0/8 le 32", "1 deny 10.1.0.0/16" }, "10.1.0.0/16", "0 permit" },
+      { "the greatest number", { "4294967295 permit 10.0.0.0/8 le 32" }, "10.1.0.0/16", "4294967295 permit" },
+      { "the greatest number above the greatest but one",
+        { "4294967294 deny 10.0.0.0/8 le 32", "4294967295 permit 10.1.0.0/16" },
+        "10.1.0.0/16",
+        "4294967294 deny" },
+      { "IPv6", { "20 permit 2001:db8::/32 le 128", "10 deny 2001:db8::1/128" }, "2001:db8::1/128", "10 deny" },
+      { "IPv6 beside", { "20 permit 2001:db8::/32 le 128", "10 deny 2001:db8::1/128" }, "2001:db8::2/128", "20 permit" },
+      { "IPv6, all of the length", { "10 permit ::/0 ge 128" }, "ffff::/128", "10 permit" },
+   };
+   for( const auto & row : rows ) EXPECT_EQ( governing( prefixList( row.entries )->trie(), row.asked ), row.answer ) << row.name;
+}
+
+TEST( PrefixListIndex, bitsBehindTheLengthDoNotCount ) {
+   const auto list = prefixList( { "10 permit 10.0.0.0/8 le 16", "5 deny 10.1.128.0/17" } );
+   EXPECT_EQ( governing( list->trie(), "10.1.255.255/16" ), "10 permit" );
+   EXPECT_EQ( governing( list->trie(), "10.1.255.255/17" ), "5 deny" );
+}
+
+// Numbers are unique within a list that was built; one that comes from elsewhere need not be.
+TEST( PrefixListIndex, ofEqualNumbersTheShortestPrefixGoverns ) {
+   for( const bool several : { false, true } ) {
+      PrefixListModel model{ AddressFamily::ipv4, {} };
+      for( const char * prefix : { "10.1.1.0/24", "10.0.0.0/8", "10.1.0.0/16" } ) {
+         const IpGenPrefix p( prefix );
+         model.entries.push_back( { 10, p.length() == 8 ? permit : deny, p, 0, 32 } );
+         if( several ) model.entries.push_back( { 5, deny, p, 33, 33 } );   // admits nothing
+      }
+      EXPECT_EQ( governing( prefixListBy( Road::index, model )->trie(), "10.1.1.0/24" ), "10 permit" );
+   }
+}
+
+TEST( PrefixListIndex, thereIsNoneWhereAnEntryMayDecideLate ) {
+   const PrefixListModel::Entry e{ 10, permit, IpGenPrefix( "10.0.0.0/8" ), 8, 8 };
+   for( const int own : { 0, 1, 2 } ) {   // the place of the agent's own among three of one node
+      const auto trie = makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
+      trie->routeIs( IpGenPrefix( "0.0.0.0/0" ), plainEntry( e ) );
+      EXPECT_NE( PrefixListIndex::make( *trie ), nullptr );
+      for( int i = 0; i < 3; ++i ) trie->routeIs( e.prefix, i == own ? makeNode<OwnEntry>( e ) : plainEntry( e ) );
+      EXPECT_EQ( PrefixListIndex::make( *trie ), nullptr ) << own;
+   }
+}
+
+TEST( PrefixListIndex, knowsWhetherItsTrieHasChanged ) {
+   const auto trie = makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
+   const auto index = PrefixListIndex::make( *trie );
+   EXPECT_TRUE( index->current( *trie ) );
+   trie->compact();
+   EXPECT_FALSE( index->current( *trie ) );
+}
+
+TEST( PrefixListIndex, answersAmongAHundredThousandOfOneNode ) {
+   constexpr uint32_t kEntries = 100000;
+   PrefixListModel model{ AddressFamily::ipv4, {} };
+   const IpGenPrefix p( "10.0.0.0/8" );
+   for( uint32_t seqno = kEntries; seqno > 0; --seqno ) {
+      const unsigned length = seqno == kEntries ? 30 : 8 + seqno % 20;
+      model.entries.push_back( { seqno, seqno % 2 ? permit : deny, p, length, length } );
+   }
+   const auto list = prefixListBy( Road::compactedIndex, model );
+   EXPECT_EQ( governing( list->trie(), "10.0.0.0/9" ), "1 permit" );
+   EXPECT_EQ( governing( list->trie(), "10.0.0.0/8" ), "20 deny" );
+   EXPECT_EQ( governing( list->trie(), "10.0.0.0/30" ), "100000 deny" );
+   EXPECT_EQ( governing( list->trie(), "10.0.0.0/31" ), "nothing" );
+}
+
+TEST( PrefixListIndex, lookingDoesNotAllocate ) {
+   const auto list =
+      prefixList( { "30 permit 0.0.0.0/0 le 32", "20 deny 10.0.0.0/8 ge 30", "25 deny 10.0.0.0/8 ge 32", "40 deny 10.1.0.0/16" } );
+   ASSERT_NE( list->index(), nullptr );
+   const IpGenPrefix asked( "10.1.0.0/16" );
+   const auto before = allocationCount();
+   const auto answer = list->index()->governing( list->trie(), asked );
+   EXPECT_EQ( allocationCount(), before );
+   EXPECT_EQ( answer.seqno, 30u );
+   EXPECT_GT( list->index()->bytes(), 0u );
+}
+
+}   // namespace

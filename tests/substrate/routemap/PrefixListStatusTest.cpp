@@ -1,0 +1,135 @@
+#include "substrate/routemap/PrefixListStatus.h"
+
+#include <gmock/gmock.h>
+
+#include "substrate/plinth/Exception.h"
+#include "substrate/routemap/PrefixListIndex.h"
+#include "tests/policy/ListFixtures.h"
+
+namespace {
+
+using namespace ListFixtures;
+using Quoin::makeNode;
+
+const PrefixListModel::Entry kEntry{ 10, permit, IpGenPrefix( "10.0.0.0/8" ), 8, 24 };
+
+Quoin::Ptr<PatriciaTrieWithNodeData> trieOfOne( const Quoin::Ptr<PrefixListEntryData> & entry = plainEntry( kEntry ) ) {
+   auto trie = makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
+   trie->routeIs( kEntry.prefix, entry );
+   return trie;
+}
+
+TEST( PrefixListEntryData, tellsWhatItWasMadeOf ) {
+   const auto entry = makeNode<PrefixListEntryData>( 4294967295u, permit, uint8_t( 8 ), uint8_t( 0 ), uint8_t( 128 ) );
+   EXPECT_EQ( entry->seqno(), 4294967295u );
+   EXPECT_EQ( entry->prefixLength(), 8u );
+   EXPECT_EQ( entry->ge(), 0u );
+   EXPECT_EQ( entry->le(), 128u );
+   EXPECT_TRUE( entry->isPrefixEntryPermit() );
+   EXPECT_EQ( entry->nextEntry(), nullptr );
+   EXPECT_FALSE( makeNode<PrefixListEntryData>( 1u, deny, uint8_t( 8 ), uint8_t( 8 ), uint8_t( 8 ) )->isPrefixEntryPermit() );
+}
+
+TEST( PrefixListEntryData, anAgentsOwnMayDecideLate ) {
+   bool answer = false;
+   const Quoin::Ptr<const PrefixListEntryData> entry = makeNode<OwnEntry>( kEntry, [ & ] { return answer; } );
+   EXPECT_FALSE( entry->isPrefixEntryPermit() );
+   answer = true;
+   EXPECT_TRUE( entry->isPrefixEntryPermit() );
+}
+
+TEST( PrefixListEntryData, leadsToTheNextOfItsNode ) {
+   const auto trie = makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
+   const auto second = plainEntry( kEntry ), first = plainEntry( kEntry );
+   trie->routeIs( kEntry.prefix, second );
+   trie->routeIs( kEntry.prefix, first );
+   EXPECT_EQ( first->nextEntry(), second.get() );
+   EXPECT_EQ( second->nextEntry(), nullptr );
+}
+
+TEST( PrefixListStatus, hasNoEntriesAtFirst ) {
+   for( const auto af : { AddressFamily::ipv4, AddressFamily::ipv6 } ) {
+      const auto status = makeNode<PrefixListStatus>( "PL", af );
+      EXPECT_EQ( status->name(), "PL" );
+      EXPECT_EQ( status->af(), af );
+      EXPECT_EQ( status->trie().af(), af );
+      EXPECT_EQ( status->trie().prefixCount(), 0u );
+      EXPECT_NE( status->index(), nullptr );
+   }
+}
+
+TEST( PrefixListStatus, takesTheTrieAndItsFamily ) {
+   const auto status = makeNode<PrefixListStatus>( "PL", AddressFamily::ipv6 );
+   const auto trie = trieOfOne();
+   status->trieIs( trie );
+   EXPECT_EQ( &status->trie(), trie.get() );
+   EXPECT_EQ( status->af(), AddressFamily::ipv4 );
+   EXPECT_EQ( trie->useCount(), 2u );
+   status->trieIs( makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv6, false ) );
+   EXPECT_EQ( trie->useCount(), 1u );
+   EXPECT_EQ( status->af(), AddressFamily::ipv6 );
+}
+
+TEST( PrefixListStatus, aNullTrieIsRaisedAndChangesNothing ) {
+   const auto status = makeNode<PrefixListStatus>( "PL", AddressFamily::ipv6 );
+   const auto trie = trieOfOne();
+   status->trieIs( trie );
+   const auto * index = status->index();
+   try {
+      status->trieIs( nullptr );
+      FAIL() << "not raised";
+   } catch( const Plinth::MutatorArgNullPointerException & e ) {
+      EXPECT_STREQ( e.what(), "PrefixListStatus::trieIs: the argument is null" );
+   }
+   EXPECT_EQ( &status->trie(), trie.get() );
+   EXPECT_EQ( status->index(), index );
+}
+
+TEST( PrefixListStatus, hasAnIndexWhereOneCanAnswer ) {
+   const auto status = makeNode<PrefixListStatus>( "PL", AddressFamily::ipv4 );
+   const auto trie = trieOfOne();
+   status->trieIs( trie );
+   EXPECT_NE( status->index(), nullptr );
+
+   trie->routeIs( kEntry.prefix, plainEntry( kEntry ) );
+   EXPECT_EQ( status->index(), nullptr ) << "the trie has got an entry since";
+   status->trieIs( trie );
+   EXPECT_NE( status->index(), nullptr );
+
+   trie->compact();
+   EXPECT_EQ( status->index(), nullptr ) << "its places have moved since";
+   status->trieIs( trie );
+   EXPECT_NE( status->index(), nullptr );
+
+   trie->routeIs( kEntry.prefix, makeNode<OwnEntry>( kEntry ) );
+   status->trieIs( trie );
+   EXPECT_EQ( status->index(), nullptr ) << "an entry may decide late";
+   status->trieIs( trieOfOne() );
+   EXPECT_NE( status->index(), nullptr );
+}
+
+// Two lists may share a trie; each has an index of its own.
+TEST( PrefixListStatus, oneTrieMayServeSeveralLists ) {
+   const auto trie = trieOfOne();
+   const auto a = makeNode<PrefixListStatus>( "A", AddressFamily::ipv4 ), b = makeNode<PrefixListStatus>( "B", AddressFamily::ipv4 );
+   a->trieIs( trie );
+   trie->routeIs( kEntry.prefix, plainEntry( kEntry ) );
+   b->trieIs( trie );
+   EXPECT_EQ( a->index(), nullptr );
+   EXPECT_NE( b->index(), nullptr );
+}
+
+TEST( PrefixListStatus, itsMemoryGrowsWithEveryEntry ) {
+   const auto status = makeNode<PrefixListStatus>( "PL", AddressFamily::ipv4 );
+   const auto trie = trieOfOne();
+   status->trieIs( trie );
+   size_t before = status->bytes();
+   EXPECT_GT( before, sizeof( PrefixListStatus ) + sizeof( PrefixListEntryData ) );
+   for( int i = 0; i < 3; ++i ) {
+      trie->routeIs( kEntry.prefix, plainEntry( kEntry ) );
+      EXPECT_EQ( status->bytes(), before + sizeof( PrefixListEntryData ) );
+      before = status->bytes();
+   }
+}
+
+}   // namespace
