@@ -1,0 +1,101 @@
+#include "TableReader.h"
+
+#include "BgpdumpLine.h"
+#include "IpRouteJson.h"
+#include "PrefixLine.h"
+#include "TextReader.h"
+
+namespace RouteTable {
+
+namespace {
+
+class Reading final : private IpRouteHandler {
+ public:
+   Reading( const Input & input, TextReader & text, TableHandler & handler, const TableLimits & limits, TableSummary & summary )
+         : input_( input ), text_( text ), handler_( handler ), limits_( limits ), summary_( summary ) {}
+
+   void readLines() {
+      TableRoute route;
+      while( text_.nextLine() ) {
+         std::string_view line = text_.line();
+         if( text_.lineNumber() == 1 && line.starts_with( kByteOrderMark ) ) line.remove_prefix( kByteOrderMark.size() );
+         const bool isBgpdump = looksLikeBgpdump( line );
+         const LineResult result = parseLine( line, isBgpdump, route );
+         if( result.kind != LineResult::Kind::nothing && summary_.form == TableForm::empty )
+            summary_.form = isBgpdump ? TableForm::bgpdump : TableForm::prefixes;
+         switch( result.kind ) {
+            case LineResult::Kind::route: handleRoute( route ); break;
+            case LineResult::Kind::passedOver: handlePassedOver(); break;
+            case LineResult::Kind::nothing: break;
+            case LineResult::Kind::broken:
+               ++summary_.broken;
+               handler_.handleBroken( { Broken::Unit::line, text_.lineNumber(), result.reason } );
+               break;
+         }
+      }
+   }
+
+   void readJson() {
+      summary_.form = TableForm::json;
+      do {
+         summary_.fault = readIpRouteJson( text_, limits_.maxLine, *this );
+         while( isSpace( text_.peek() ) ) text_.get();
+      } while( summary_.fault.empty() && text_.peek() != TextReader::kEnd );
+   }
+
+ private:
+   LineResult parseLine( std::string_view line, bool isBgpdump, TableRoute & route ) const {
+      if( text_.lineTooLong() ) return LineResult::broken( "longer than " + std::to_string( limits_.maxLine ) + " bytes" );
+      // Half a line may look like a whole one: 128.0.0.0/1 is a prefix, and so is the 128.0.0.0/16 that it was.
+      if( !text_.lineTerminated() && !input_.fault().empty() ) return LineResult::broken( "cut short: " + input_.fault() );
+      return isBgpdump ? parseBgpdumpLine( line, route ) : parsePrefixLine( line, route );
+   }
+
+   void handleRoute( const TableRoute & route ) override {
+      ++summary_.routes;
+      handler_.handleRoute( route );
+   }
+   void handlePassedOver() override { ++summary_.passedOver; }
+   void handleBrokenEntry( uint64_t entry, std::string_view reason ) override {
+      ++summary_.broken;
+      handler_.handleBroken( { Broken::Unit::entry, entry, reason } );
+   }
+
+   const Input & input_;
+   TextReader & text_;
+   TableHandler & handler_;
+   const TableLimits & limits_;
+   TableSummary & summary_;
+};
+
+}   // namespace
+
+const char * stringValue( TableForm form ) noexcept {
+   switch( form ) {
+      case TableForm::empty: return "empty";
+      case TableForm::bgpdump: return "bgpdump -m";
+      case TableForm::prefixes: return "a prefix per line";
+      case TableForm::json: return "ip -j route";
+   }
+   return "";
+}
+
+TableSummary readTable( ByteSource & source, TableHandler & handler, const TableLimits & limits ) {
+   TableSummary summary;
+   Input input( source, limits.maxText );
+   TextReader text( input, limits.maxLine );
+   Reading reading( input, text, handler, limits, summary );
+
+   // White space ahead of JSON is skipped; ahead of lines it must not be, or their numbers would be wrong.
+   const int first = text.peekBehindSpace();
+   if( first == '[' || first == '{' )
+      reading.readJson();
+   else
+      reading.readLines();
+
+   summary.compression = input.compression();
+   if( !input.fault().empty() ) summary.fault = input.fault();   // the cause of whatever else went wrong
+   return summary;
+}
+
+}   // namespace RouteTable

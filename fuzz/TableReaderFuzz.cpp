@@ -1,0 +1,116 @@
+// Any bytes as a routing table: through the whole reader, whose output is capped so that a small compressed input cannot keep the
+// fuzzer busy, and through each form's own parser.
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include "examples/evaluate_table/BgpdumpLine.h"
+#include "examples/evaluate_table/IpRouteJson.h"
+#include "examples/evaluate_table/PrefixLine.h"
+#include "examples/evaluate_table/TableReader.h"
+
+namespace {
+
+using namespace RouteTable;
+
+constexpr TableLimits kLimits{ .maxLine = 512, .maxText = 256 * 1024 };
+
+void check( bool holds, const char * what ) {
+   if( holds ) return;
+   std::fprintf( stderr, "broken: %s\n", what );
+   std::abort();
+}
+
+void checkRoute( const TableRoute & route ) {
+   check( route.prefix.af() != Ferule::AddressFamily::unset, "a route has a family" );
+   check( route.prefix.isCanonical(), "no bit stands behind a prefix's length" );
+}
+
+void checkReason( std::string_view reason ) {
+   check( !reason.empty() && reason.size() < 2048, "a reason is short" );
+   for( const char c : reason ) check( c >= 0x20 && c < 0x7f, "a reason is printable" );
+}
+
+// Gathers enough to tell whether two readings were the same.
+struct Reading final : TableHandler, IpRouteHandler {
+   uint64_t routes = 0;
+   uint64_t broken = 0;
+   uint64_t digest = 0;
+
+   void mix( uint64_t value ) { digest = ( digest ^ value ) * 0x9e3779b97f4a7c15; }
+   void handleRoute( const TableRoute & route ) override {
+      checkRoute( route );
+      ++routes;
+      mix( route.prefix.hash() );
+      mix( route.nextHop.hash() );
+      mix( route.metric.hash() );
+      mix( route.tag );
+   }
+   void handleBroken( const Broken & place ) override {
+      checkReason( place.reason );
+      ++broken;
+      mix( place.number );
+   }
+   void handlePassedOver() override {}
+   void handleBrokenEntry( uint64_t entry, std::string_view reason ) override { handleBroken( { Broken::Unit::entry, entry, reason } ); }
+};
+
+// A few bytes at a time, so that every boundary of a buffer falls everywhere.
+class TricklingSource final : public ByteSource {
+ public:
+   explicit TricklingSource( std::string_view bytes ) : rest_( bytes ) {}
+   size_t read( char * to, size_t capacity ) override {
+      step_ = step_ % 7 + 1;
+      return rest_.read( to, step_ < capacity ? step_ : capacity );
+   }
+
+ private:
+   MemorySource rest_;
+   size_t step_ = 0;
+};
+
+void fuzzReader( std::string_view bytes ) {
+   Reading whole;
+   MemorySource memory( bytes );
+   const TableSummary summary = readTable( memory, whole, kLimits );
+   check( summary.routes == whole.routes && summary.broken == whole.broken, "the summary counts what was handed over" );
+   if( !summary.fault.empty() ) checkReason( summary.fault );
+
+   Reading pieces;
+   TricklingSource trickle( bytes );
+   const TableSummary again = readTable( trickle, pieces, kLimits );
+   check( summary.fault.empty() == again.fault.empty(), "a fault does not depend on how bytes arrive" );
+   if( summary.fault.empty() ) {
+      check( whole.digest == pieces.digest, "routes do not depend on how bytes arrive" );
+      check( summary.passedOver == again.passedOver && summary.form == again.form, "nor do counts" );
+   }
+}
+
+void fuzzLine( std::string_view line ) {
+   TableRoute route;
+   for( const auto parse : { parseBgpdumpLine, parsePrefixLine } ) {
+      const LineResult result = parse( line, route );
+      if( result.kind == LineResult::Kind::route ) checkRoute( route );
+      if( result.kind == LineResult::Kind::broken ) checkReason( result.reason );
+   }
+   looksLikeBgpdump( line );
+}
+
+void fuzzJson( std::string_view bytes ) {
+   Reading reading;
+   MemorySource memory( bytes );
+   Input input( memory );
+   TextReader text( input, kLimits.maxLine );
+   const std::string fault = readIpRouteJson( text, kLimits.maxLine, reading );
+   if( !fault.empty() ) checkReason( fault );
+}
+
+}   // namespace
+
+extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size ) {
+   const std::string_view bytes( reinterpret_cast<const char *>( data ), size );
+   fuzzReader( bytes );
+   fuzzLine( bytes );
+   fuzzJson( bytes );
+   return 0;
+}

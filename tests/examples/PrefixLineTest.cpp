@@ -1,0 +1,72 @@
+#include "examples/evaluate_table/PrefixLine.h"
+
+#include <gtest/gtest.h>
+
+namespace RouteTable {
+namespace {
+
+using Kind = LineResult::Kind;
+
+TEST( PrefixLineTest, prefixAndTag ) {
+   struct Row {
+      const char * name;
+      std::string_view line;
+      std::string_view prefix;
+      uint32_t tag;
+   };
+   const Row rows[] = {
+      { "prefix alone", "10.0.0.0/8", "10.0.0.0/8", 0 },
+      { "host", "192.0.2.1", "192.0.2.1/32", 0 },
+      { "blanks around", "  10.0.0.0/8\t ", "10.0.0.0/8", 0 },
+      { "tag behind a tab", "10.0.0.0/8\t64500", "10.0.0.0/8", 64500 },
+      { "tag behind blanks", "2001:db8::/32    64500", "2001:db8::/32", 64500 },
+      { "greatest tag", "10.0.0.0/8 4294967295", "10.0.0.0/8", 4294967295 },
+      { "further columns", "10.0.0.0/8\t64500\tcustomer\t12", "10.0.0.0/8", 64500 },
+      { "second column is a word", "10.0.0.0/8 customer 12", "10.0.0.0/8", 0 },
+      { "second column only begins as a number", "10.0.0.0/8 12ab", "10.0.0.0/8", 0 },
+      { "comment behind the prefix", "10.0.0.0/8 # 64500", "10.0.0.0/8", 0 },
+      { "comment behind the tag", "10.0.0.0/8 5 #x", "10.0.0.0/8", 5 },
+   };
+   for( const auto & row : rows ) {
+      TableRoute route;
+      route.tag = 1;
+      route.nextHop = Ferule::IpAddr( "192.0.2.9" );   // of the line before: must not survive
+      const auto result = parsePrefixLine( row.line, route );
+      EXPECT_EQ( result.kind, Kind::route ) << row.name << ": " << result.reason;
+      TableRoute expected;
+      expected.prefix = Ferule::IpGenPrefix( row.prefix );
+      expected.tag = row.tag;
+      EXPECT_TRUE( route == expected ) << row.name;
+   }
+}
+
+TEST( PrefixLineTest, blanksAndCommentsAreNothing ) {
+   for( const std::string_view line : { "", " ", "\t\t", "#", "# 10.0.0.0/8", "  # indented", "#10.0.0.0/8" } ) {
+      TableRoute route;
+      EXPECT_EQ( parsePrefixLine( line, route ).kind, Kind::nothing ) << "\"" << line << "\"";
+   }
+}
+
+TEST( PrefixLineTest, brokenLinesTellTheReason ) {
+   struct Row {
+      std::string_view line;
+      std::string_view reason;
+   };
+   const Row rows[] = {
+      { "foo", "address \"foo\": not an address" },
+      { "10.0.0.0/8#x", "prefix length \"8#x\": not a decimal number" },
+      { "10.0.0.0/8,64500", "prefix length \"8,64500\": not a decimal number" },
+      { "10.0.0.1/8 5", "10.0.0.1/8: bits are set behind the prefix length; 10.0.0.0/8 would be a prefix" },
+      { "10.0.0.0/8 4294967296", "tag 4294967296: above 4294967295" },
+      { "10.0.0.0/8 99999999999999999999999999999", "tag 999999999999999999999999...: above 4294967295" },
+   };
+   for( const auto & row : rows ) {
+      TableRoute route;
+      const auto result = parsePrefixLine( row.line, route );
+      EXPECT_EQ( result.kind, Kind::broken ) << row.line;
+      EXPECT_EQ( result.reason, row.reason );
+   }
+}
+
+}   // namespace
+}   // namespace RouteTable
