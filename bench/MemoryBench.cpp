@@ -1,0 +1,105 @@
+// What does an entry of a compiled prefix list take? Counted is what the list holds of the heap once its builder is gone, with
+// the word that the allocator keeps in front of each block; against an array of the same entries.
+// ROUTEPOLICY_BENCH_DATA names a routing table to measure besides.
+
+#include <malloc.h>
+
+#include <new>
+
+#include "bench/Policies.h"
+
+namespace {
+
+size_t heapBytes = 0;
+
+size_t taken( void * block ) {
+   return block ? malloc_usable_size( block ) + sizeof( size_t ) : 0;
+}
+
+void * counted( void * block ) {
+   if( !block ) throw std::bad_alloc();
+   heapBytes += taken( block );
+   return block;
+}
+
+void release( void * block ) {
+   heapBytes -= taken( block );
+   std::free( block );
+}
+
+}   // namespace
+
+// Those of the library too end up here.
+void * operator new( size_t size ) {
+   return counted( std::malloc( size ) );
+}
+void * operator new( size_t size, std::align_val_t alignment ) {
+   const size_t a = static_cast<size_t>( alignment );
+   return counted( std::aligned_alloc( a, ( size + a - 1 ) / a * a ) );
+}
+void operator delete( void * block ) noexcept {
+   release( block );
+}
+void operator delete( void * block, size_t ) noexcept {
+   release( block );
+}
+void operator delete( void * block, std::align_val_t ) noexcept {
+   release( block );
+}
+void operator delete( void * block, size_t, std::align_val_t ) noexcept {
+   release( block );
+}
+
+namespace {
+
+using namespace Bench;
+
+struct BareIpv4 {
+   uint32_t address;
+   uint32_t seqno;
+   uint8_t length, ge, le;
+   bool permit;
+};
+struct BareIpv6 {
+   uint8_t address[ 16 ];
+   uint32_t seqno;
+   uint8_t length, ge, le;
+   bool permit;
+};
+static_assert( sizeof( BareIpv4 ) == 12 && sizeof( BareIpv6 ) == 24 );
+
+void measure( const std::string & question, const Entries & entries ) {
+   const std::string size = grouped( entries.size() );
+   const size_t before = heapBytes;
+   const auto list = listOf( entries );
+   const size_t held = heapBytes - before;
+   const PrefixListMatcher matcher( "list", list );
+   const HashPerLength hash( entries );
+   for( const auto & e : entries )   // a list that forgot entries would be small
+      if( matcher.matchPrefix( e.prefix ) != hash( e.prefix ) ) fail( std::string( "wrong answer for " ) + e.prefix.toStrep().data() );
+   const bool ipv6 = list->af() == AddressFamily::ipv6;
+   printRow( question + ", bytes an entry", size, "bytes", double( held ) / double( entries.size() ), "array of bare entries",
+             ipv6 ? sizeof( BareIpv6 ) : sizeof( BareIpv4 ) );
+}
+
+void measureFamily( AddressFamily af, const std::string & name ) {
+   for( const size_t size : { 10u, 1'000u, 100'000u, 500'000u } ) {
+      if( !wanted( name + " list, bytes an entry, " + grouped( size ) ) ) continue;
+      Random random( 20 + size );
+      measure( name + " list", writtenEntries( generatedTable( af, size, random ), random ) );
+   }
+   const char * data = std::getenv( "ROUTEPOLICY_BENCH_DATA" );
+   if( data && wanted( name + " table whole, bytes an entry" ) )
+      if( const Prefixes table = readTable( data, af ); !table.empty() ) measure( name + " table whole", exactEntries( table ) );
+}
+
+void measureAll() {
+   measureFamily( AddressFamily::ipv4, "IPv4" );
+   measureFamily( AddressFamily::ipv6, "IPv6" );
+}
+
+}   // namespace
+
+int main( int argc, char ** argv ) {
+   return Bench::benchMain( argc, argv, measureAll );
+}
