@@ -24,7 +24,7 @@ void check( const std::string & differences, const Policy & policy, const Route 
    std::abort();
 }
 
-}  // namespace
+}   // namespace
 
 extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size ) {
    // The routes first: a policy takes what is left.

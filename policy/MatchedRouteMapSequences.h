@@ -22,6 +22,8 @@ class ROUTEPOLICY_API MatchedRouteMapSequencesSnapshot : public Quoin::Node {
    const Sequences & seqStatus() const noexcept { return seqStatus_; }
    Quoin::Ptr<const RouteMapSeqStatus> seqStatus( uint32_t index ) const { return seqStatus_[ index ]; }
    void seqStatusIs( uint32_t index, const Quoin::Ptr<const RouteMapSeqStatus> & seq ) { seqStatus_.put( index, seq ); }
+   void seqStatusDel( uint32_t index ) { seqStatus_.erase( index ); }
+   void seqStatusDelAll() { seqStatus_.clear(); }
 
  private:
    Sequences seqStatus_;

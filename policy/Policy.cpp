@@ -22,8 +22,10 @@ const Trailmark::MsgDesc evalPolicyMatchersMsg(
 struct NoLog {
    void visit( const Quoin::Ptr<const RouteMapSeqStatus> & ) {}
    void matcherFailed( MatchOption ) {}
-   void enterSubRouteMap() {}
-   void leaveSubRouteMap( bool, bool ) {}
+   struct Call {
+      explicit Call( NoLog & ) {}
+      void returned( bool, bool ) {}
+   };
    void deny() {}
    void permit() {}
    void continueTo( uint32_t ) {}
@@ -39,12 +41,19 @@ class WriteLog {
       if( seq->matcher().empty() ) seq_->hadNoMatchersIs( true );
    }
    void matcherFailed( MatchOption option ) { seq_->failedMatcherIs( option ); }
-   void enterSubRouteMap() { context_.callStackPush( seq_->subPolicyEvaluationLog() ); }
-   void leaveSubRouteMap( bool result, bool inverted ) {
-      context_.callStackPop();
-      seq_->subRouteMapResultIs( result );
-      seq_->subRouteMapInvertResultIs( inverted );
-   }
+   // The call of a sub route map: its log is on top of the stack meanwhile, and off it also when a matcher throws.
+   class Call {
+    public:
+      explicit Call( WriteLog & log ) : log_( log ) { log_.context_.callStackPush( log_.seq_->subPolicyEvaluationLog() ); }
+      ~Call() { log_.context_.callStackPop(); }
+      void returned( bool result, bool inverted ) {
+         log_.seq_->subRouteMapResultIs( result );
+         log_.seq_->subRouteMapInvertResultIs( inverted );
+      }
+
+    private:
+      WriteLog & log_;
+   };
    void deny() {
       seq_->matchActionDenyIs( true );
       seq_->permitResultIs( false );
@@ -159,9 +168,9 @@ bool PolicyEval::subRouteMapPasses( const MatchInput_ * input, const RouteMapSeq
    return timed( evalSubRouteMapMatchersMsg, [ & ] {
       const size_t matchedBefore = matched.size();
       const bool inverted = seq.subInvert();
-      log.enterSubRouteMap();
+      typename Log::Call call( log );
       const bool subResult = evalRouteMap( input, sub, matched );
-      log.leaveSubRouteMap( subResult, inverted );
+      call.returned( subResult, inverted );
       if( !subResult || inverted ) matched.resize( matchedBefore );
       return subResult != inverted;
    } );
@@ -170,22 +179,32 @@ bool PolicyEval::subRouteMapPasses( const MatchInput_ * input, const RouteMapSeq
 // ---- setters
 
 void PolicyEval::applyPolicySetters( const MatchedRouteMapSequences * matched, Result_ * result ) const {
+   Quoin::ReleaseScope scope;
    applySetters( *matched, *result );
 }
 
 void PolicyEval::applySetters( const Matched & matched, Result_ & result ) const {
-   timed( applyPolicySettersMsg, [ & ] {
-      for( const RouteMapSeqStatus * seq : matched )
-         for( auto i = seq->setter().first(); i; i.next() ) i.value()->setValue( &result );
-      if( result.dps() ) [[unlikely]]
-         applyDeferredSetters( result );
-   } );
+   try {
+      timed( applyPolicySettersMsg, [ & ] {
+         for( const RouteMapSeqStatus * seq : matched )
+            for( auto i = seq->setter().first(); i; i.next() ) i.value()->setValue( &result );
+         if( result.dps() ) [[unlikely]]
+            applyDeferredSetters( result );
+      } );
+   } catch( ... ) {
+      if( result.dps() ) result.dps()->setters().clear();   // they live in the policy, which the result may outlive
+      throw;
+   }
 }
 
 void PolicyEval::applyDeferredSetters( Result_ & result ) {
    const Quoin::Ptr<DeferredPolicySetters> dps = result.dps();
    auto & deferred = dps->setters();
-   for( size_t i = 0; i < deferred.size(); ++i ) deferred[ i ]->deferredSetValue( &result );   // which may register more
+   for( size_t i = 0; i < deferred.size(); ) {
+      const Setter * setter = deferred[ i ];
+      setter->deferredSetValue( &result );   // which may register more, and take itself or others off
+      if( i < deferred.size() && deferred[ i ] == setter ) ++i;
+   }
    deferred.clear();
 }
 
@@ -204,6 +223,7 @@ Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> PolicyEval::evalRouteMapMatch
 
 void PolicyEval::applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> & snapshot, const Result_ & result ) {
    if( !snapshot ) return;   // of a deny: nothing to apply
+   Quoin::ReleaseScope scope;
    LocalMatched matched;
    for( auto i = snapshot->seqStatus().first(); i; i.next() ) matched.push_back( i.value().get() );
    applySetters( matched, const_cast<Result_ &>( result ) );
@@ -280,9 +300,14 @@ bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusL
          if( role.function && role.precedence == p ) return true;
       return false;
    };
-   for( auto i = list.rmStatus().first(); i; i.next() ) {
-      if( !runPending( i.key().value() ) ) return false;
-      if( !displaced( i.key() ) && !evalListEntry( input, i.key(), i.value(), matched ) ) return false;
+   for( auto i = list.rmStatus().first(); i; ) {
+      const RmPrecedence p = i.key();
+      if( !runPending( p.value() ) ) return false;
+      i = list.rmStatus().lowerBound( p );   // the function may have changed the list
+      if( !i ) break;
+      if( i.key() != p ) continue;
+      if( !displaced( p ) && !evalListEntry( input, p, i.value(), matched ) ) return false;
+      i.next();
    }
    return runPending( ~0u );
 }
@@ -290,17 +315,19 @@ bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusL
 bool PolicyEval::evalListEntry( const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status,
                                 Matched & matched ) const {
    if( status->seqStatus().empty() ) return true;   // what has nothing to say neither permits nor denies
-   if( !shouldLogEval_ || !context_ || p != RmPrecedence::routeMapPrecedence ) [[likely]]
-      return evalRouteMap( input, *status, matched );
-   // The log goes back to null also when a matcher throws; only a finished one is queued.
+   if( !context_ ) return evalRouteMap( input, *status, matched );
+   const bool logged = shouldLogEval_ && p == RmPrecedence::routeMapPrecedence;
+   if( !logged && !context_->log() ) return evalRouteMap( input, *status, matched );
+   // A client's own log is not written by a list. What is installed goes also when a matcher throws; only a finished log is queued.
    struct Installed {
-      PolicyEvalContext & context;
-      ~Installed() { context.logIs( nullptr ); }
-   } installed{ *context_ };
-   auto log = Quoin::makeNode<PolicyEvaluationLog>( status );
-   context_->logIs( log );
+      Quoin::Ptr<PolicyEvalContext> context;
+      Quoin::Ptr<PolicyEvaluationLog> after;
+      ~Installed() { context->logIs( after ); }
+   } installed{ context_, logged ? nullptr : context_->log() };
+   const auto log = logged ? Quoin::makeNode<PolicyEvaluationLog>( status ) : nullptr;
+   installed.context->logIs( log );
    const bool permit = evalRouteMap( input, *status, matched );
-   context_->evaluationLogEnq( log );
+   if( log ) installed.context->evaluationLogEnq( log );
    return permit;
 }
 
@@ -312,11 +339,17 @@ bool PolicyEval::evalFunction( const Gyre::FunctionStatusBase & function, RmPrec
    applySetters( matched, *gyreCtx->result() );
    matched.clear();   // they must not run a second time
    gyreCtx->shouldLogEvalIs( shouldLogEval_ );
+   struct Flag {
+      Gyre::Eval::EvalContextBase & context;
+      bool on;
+      ~Flag() {
+         if( on ) context.shouldLogEvalIs( false );
+      }
+   } flag{ *gyreCtx, shouldLogEval_ };
    const auto code = function.aet()->evaluate( gyreCtx );
-   if( shouldLogEval_ ) {
+   if( flag.on ) {
       auto log = gyreCtx->takeEvaluationLog();
       if( log && context_ ) context_->evaluationLogEnq( log );
-      gyreCtx->shouldLogEvalIs( false );
    }
    return code == Gyre::Eval::ResultCode::permit;
 }

@@ -18,7 +18,8 @@ namespace Routing::Policy {
 
 /// Evaluates routes. An agent keeps one and reuses it; between calls it holds its two attributes and nothing else.
 /// Evaluation reads the policy and never changes it, allocates nothing on the ordinary path, and reports no errors: it answers.
-/// What a matcher or setter throws goes through.
+/// What a matcher or setter throws goes through, and leaves neither a log installed nor a setter deferred.
+/// Sub route maps are walked recursively; their depth is bounded by the thread's stack (20,000 levels fit into 8 MB).
 /// Threading: without a context, any number of threads may use one PolicyEval on one policy at once. With a context it belongs
 /// to one thread.
 class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
@@ -55,7 +56,7 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    /// Writes to `result`, const or not. A null snapshot, of a deny, changes nothing.
    void applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> & snapshot, const Result_ & result );
 
-   /// Asks for logs of the point's route map and function; without a context there are none. A change empties the queue.
+   /// Asks for logs of the point's route map and of functions; without a context there are none. A change empties the queue.
    bool shouldLogEval() const noexcept { return shouldLogEval_; }
    void shouldLogEvalIs( bool shouldLog );
    /// Empties the queue of finished logs.

@@ -1,18 +1,20 @@
 #include "policy/PolicyEvalContext.h"
 
+#include <utility>
+
 namespace Routing::Policy {
 
 PolicyEvalContext::~PolicyEvalContext() = default;
 
-void PolicyEvalContext::logIs( const LogPtr & log ) {
+void PolicyEvalContext::logIs( LogPtr log ) {
    if( log == log_ ) return;
    log_ = log;
-   callStackReset( log );
+   callStackReset( std::move( log ) );
 }
 
-void PolicyEvalContext::callStackReset( const LogPtr & log ) {
+void PolicyEvalContext::callStackReset( LogPtr log ) {
    callStack_.reset();
-   callStack_.push( log );
+   callStack_.push( std::move( log ) );
 }
 
 PolicyEvalContext::LogPtr PolicyEvalContext::callStack( uint32_t index ) const {

@@ -20,7 +20,7 @@ class ROUTEPOLICY_API PolicyEvalContext : public Quoin::Node {
    /// The log of the evaluation under way; null for none.
    const LogPtr & log() const noexcept { return log_; }
    /// Installs a log, null too, as the only element of the call stack. The log that is installed already changes nothing.
-   void logIs( const LogPtr & log );
+   void logIs( LogPtr log );
 
    /// The route maps being evaluated, innermost on top. An element may hold a null log.
    void callStackPush( const LogPtr & log ) { callStack_.push( log ); }
@@ -31,7 +31,7 @@ class ROUTEPOLICY_API PolicyEvalContext : public Quoin::Node {
    LogPtr callStackTop() const { return callStack_.top() ? *callStack_.top() : nullptr; }
    LogPtr callStackBottom() const { return callStack_.bottom() ? *callStack_.bottom() : nullptr; }
    /// Leaves `log` as the only element; the installed log stays.
-   void callStackReset( const LogPtr & log );
+   void callStackReset( LogPtr log );
    const Plinth::LinkStack<LogPtr> & callStack() const noexcept { return callStack_; }
    /// Null when there is none of that index.
    LogPtr callStack( uint32_t index ) const;

@@ -47,6 +47,7 @@ Quoin::Ptr<RouteMapStatus> RouteMapStatus::deepCopy() const {
 
 void RouteMapStatus::seqStatusIs( const Quoin::Ptr<const RouteMapSeqStatus> & seq ) {
    if( !seq ) Plinth::throwMutatorArgNullPointerException( "RouteMapStatus::seqStatusIs" );
+   Quoin::ReleaseScope scope;   // a reaction may drop this route map
    const uint32_t seqno = seq->seqno();
    const auto old = seqStatus( seqno );
    if( !seqStatus_.put( seqno, seq ) ) return;
@@ -55,6 +56,7 @@ void RouteMapStatus::seqStatusIs( const Quoin::Ptr<const RouteMapSeqStatus> & se
 }
 
 void RouteMapStatus::seqStatusDel( uint32_t seqno ) {
+   Quoin::ReleaseScope scope;
    const auto old = seqStatus( seqno );
    if( !seqStatus_.erase( seqno ) ) return;
    handleSeqStatus();
@@ -63,6 +65,7 @@ void RouteMapStatus::seqStatusDel( uint32_t seqno ) {
 
 void RouteMapStatus::seqStatusDelAll() {
    if( seqStatus_.empty() ) return;
+   Quoin::ReleaseScope scope;
    const auto gone = seqStatus_.takeAll();
    handleSeqStatus();
    for( const auto & [ seqno, seq ] : gone ) Plinth::publishMember( publisher_, kSeqStatus, seqno, &seq );

@@ -23,6 +23,7 @@ Quoin::Ptr<RouteMapStatusList> RouteMapStatusList::copy() const {
 }
 
 void RouteMapStatusList::rmStatusIs( RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & s ) {
+   Quoin::ReleaseScope scope;   // a reaction may drop this list
    const auto old = rmStatus( p );
    if( !( s ? rmStatus_.put( p, s ) : rmStatus_.erase( p ) ) ) return;
    updateFeatures();
@@ -35,6 +36,7 @@ void RouteMapStatusList::rmStatusDel( RmPrecedence p ) {
 
 void RouteMapStatusList::rmStatusDelAll() {
    if( rmStatus_.empty() ) return;
+   Quoin::ReleaseScope scope;
    const auto gone = rmStatus_.takeAll();
    updateFeatures();
    for( const auto & [ p, status ] : gone )
@@ -43,6 +45,7 @@ void RouteMapStatusList::rmStatusDelAll() {
 
 void RouteMapStatusList::functionIs( FunctionPtr & member, Field field, const FunctionPtr & function ) {
    if( member == function ) return;
+   Quoin::ReleaseScope scope;
    member = function;
    updateFeatures();
    publisher_.publishChange( Quoin::FieldId( field ) );

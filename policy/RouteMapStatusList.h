@@ -3,7 +3,7 @@
 /// language. All of them run, and each must permit.
 /// Ownership: shares what it holds. Threading: the agent writes it; evaluation reads it on any number of threads meanwhile only
 /// if nobody writes.
-/// Invariant: after any change of a member, `features` is the union over all members.
+/// Invariant: a write of a member through this list leaves `features` the union over all members.
 #pragma once
 
 #include "function/GyreTypes.h"

@@ -1,6 +1,7 @@
 #include "substrate/quoin/Node.h"
 
 #include <utility>
+#include <vector>
 
 namespace Quoin {
 
@@ -10,9 +11,9 @@ namespace {
 constexpr uint32_t kMaxReleaseDepth = 64;
 
 struct ReleaseState {
-   uint32_t depth;        // destructors that now run on this thread, each inside the other
-   uint32_t scopes;       // ReleaseScopes that stand
-   const Node * doomed;   // nodes without a use that wait to be destroyed
+   uint32_t depth;                        // destructors that now run on this thread, each inside the other
+   uint32_t scopes;                       // ReleaseScopes that stand
+   std::vector<const Node *> * doomed;    // nodes without a use that wait to be destroyed; null for none
 };
 
 // Static TLS: this is touched once per evaluation, and a call into the dynamic linker would show.
@@ -30,8 +31,11 @@ Publisher * Node::publisher() noexcept {
 
 void Node::release() const noexcept {
    lastUserGone();
+   if( flags_ & kDoomed ) return;   // gained a use while it waited, and has lost it again
    if( state.scopes != 0 || state.depth >= kMaxReleaseDepth ) {
-      nextDoomed_ = std::exchange( state.doomed, this );
+      if( !state.doomed ) state.doomed = new std::vector<const Node *>;
+      state.doomed->push_back( this );
+      flags_ |= kDoomed;
       return;
    }
    ++state.depth;
@@ -41,10 +45,14 @@ void Node::release() const noexcept {
 }
 
 void Node::destroyDoomed() noexcept {
-   while( const Node * node = state.doomed ) {
-      state.doomed = node->nextDoomed_;
-      delete node;   // may put off more
+   if( !state.doomed ) return;
+   while( !state.doomed->empty() ) {
+      const Node * node = state.doomed->back();
+      state.doomed->pop_back();
+      node->flags_ &= ~kDoomed;
+      if( node->useCount() == 0 ) delete node;   // may put off more
    }
+   delete std::exchange( state.doomed, nullptr );
 }
 
 ReleaseScope::ReleaseScope() noexcept {

@@ -22,7 +22,8 @@ class ROUTEPOLICY_API Node {
 
    virtual ~Node();
 
-   /// Runs once, when the last use has gone and before the object is destroyed. The object is whole; it must not gain a use.
+   /// Runs when the last use has gone, before the object is destroyed; the object is whole. It runs again if the object gains a use
+   /// while a ReleaseScope keeps it, and loses that one too.
    virtual void lastUserGone() const;
 
    /// The publisher of a notifying object, null for every other.
@@ -31,23 +32,23 @@ class ROUTEPOLICY_API Node {
    /// One more use. Threading: as ThreadControl says.
    void incUse() const noexcept {
       if( ThreadControl::threaded() )
-         std::atomic_ref( count_.uses ).fetch_add( 1, std::memory_order_relaxed );
+         std::atomic_ref( uses_ ).fetch_add( 1, std::memory_order_relaxed );
       else
-         ++count_.uses;
+         ++uses_;
    }
 
    /// Drops one use; the last one runs lastUserGone() and destroys the object.
    void decUseImpl() const noexcept {
       if( ThreadControl::threaded() ) {
-         if( std::atomic_ref( count_.uses ).fetch_sub( 1, std::memory_order_acq_rel ) == 1 ) release();
-      } else if( --count_.uses == 0 ) {
+         if( std::atomic_ref( uses_ ).fetch_sub( 1, std::memory_order_acq_rel ) == 1 ) release();
+      } else if( --uses_ == 0 ) {
          release();
       }
    }
 
    /// One more use, unless the last one has gone already; for tables that hold nodes weakly. False then.
    bool incUseUnlessGone() const noexcept {
-      std::atomic_ref uses( count_.uses );
+      std::atomic_ref uses( uses_ );
       uint32_t now = uses.load( std::memory_order_relaxed );
       while( now != 0 && !uses.compare_exchange_weak( now, now + 1, std::memory_order_relaxed ) ) {
       }
@@ -55,29 +56,24 @@ class ROUTEPOLICY_API Node {
    }
 
    /// Present count of uses; a snapshot when other threads hold the node.
-   uint32_t useCount() const noexcept { return std::atomic_ref( count_.uses ).load( std::memory_order_relaxed ); }
+   uint32_t useCount() const noexcept { return std::atomic_ref( uses_ ).load( std::memory_order_relaxed ); }
 
-   /// The node's flag word: bits that a class may use as it likes. Initially 0.
-   uint32_t nodeFlag() const noexcept { return count_.flags; }
-   void nodeFlagSet( uint32_t bits ) noexcept { count_.flags |= bits; }
-   void nodeFlagClear( uint32_t bits ) noexcept { count_.flags &= ~bits; }
+   /// The node's flag word: bits that a class may use as it likes, but for the highest. Initially 0.
+   uint32_t nodeFlag() const noexcept { return flags_; }
+   void nodeFlagSet( uint32_t bits ) noexcept { flags_ |= bits; }
+   void nodeFlagClear( uint32_t bits ) noexcept { flags_ &= ~bits; }
 
  protected:
-   Node() noexcept : count_{ 1, 0 } {}
+   Node() noexcept : uses_( 1 ), flags_( 0 ) {}
 
  private:
    friend class ReleaseScope;
    void release() const noexcept;
    static void destroyDoomed() noexcept;
+   static constexpr uint32_t kDoomed = 1u << 31;   // in the flag word: the node waits to be destroyed
 
-   struct Count {
-      uint32_t uses;
-      uint32_t flags;
-   };
-   union {
-      mutable Count count_;
-      mutable const Node * nextDoomed_;   // instead of the count once the last use has gone: the next one that waits to be destroyed
-   };
+   mutable uint32_t uses_;
+   mutable uint32_t flags_;
 };
 
 /// While one stands on a thread, nodes whose last use goes on that thread stay whole; they are destroyed when the outermost

@@ -20,7 +20,7 @@ class ROUTEPOLICY_API PrefixData : public Quoin::Node {
 
  private:
    friend class PatriciaTrieWithNodeData;
-   static constexpr uint32_t kInChain = 1u << 31;   // of the node's flags; the others are the derived class's
+   static constexpr uint32_t kInChain = 1u << 30;   // of the node's flags, next to the one that the node itself takes
    Quoin::Ptr<const PrefixData> next_;
 };
 

@@ -14,11 +14,11 @@
 
 namespace Trailmark {
 
-/// A message, registered once per call site: `static const MsgDesc desc( "..." )`. The text is a literal.
+/// A message, registered once per call site as a static object. The text is a literal.
 class ROUTEPOLICY_API MsgDesc {
  public:
    explicit MsgDesc( const char * text ) noexcept;
-   uint32_t id() const noexcept { return id_; }   // from 1 on, in the order of first use
+   uint32_t id() const noexcept { return id_; }   // from 1 on, in the order of making
    const char * text() const noexcept { return text_; }
 
  private:

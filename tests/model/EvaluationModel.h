@@ -577,4 +577,4 @@ inline std::string text( const Policy & policy, const RouteMapLog & log, unsigne
    return out + line( "end " + name );
 }
 
-}  // namespace EvaluationModel
+}   // namespace EvaluationModel

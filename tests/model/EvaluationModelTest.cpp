@@ -682,5 +682,5 @@ TEST( EvaluationModel, theSameChoicesMakeTheSamePolicy ) {
    EXPECT_EQ( simplest.routeMaps[ 0 ].sequences.size(), 1u );
 }
 
-}  // namespace
-}  // namespace EvaluationModel
+}   // namespace
+}   // namespace EvaluationModel

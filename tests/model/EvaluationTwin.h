@@ -933,4 +933,4 @@ inline std::string differencesOf( Twin & twin, const Route & route, const Result
    return comparison.differences();
 }
 
-}  // namespace EvaluationModel
+}   // namespace EvaluationModel

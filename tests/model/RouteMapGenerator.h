@@ -325,4 +325,4 @@ class Generator {
    Choices & any_;
 };
 
-}  // namespace EvaluationModel
+}   // namespace EvaluationModel

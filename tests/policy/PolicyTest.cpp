@@ -250,6 +250,21 @@ TEST( PolicyEval, matchersGetTheInputAndTheContext ) {
    EXPECT_THAT( asked->seen, ElementsAre( none, none, some, some ) );
 }
 
+TEST( PolicyEval, aRecordKeepsWhatTheLastVisitWrote ) {
+   auto looping = seq( 10 ).continueTo( 10 );
+   size_t visits = 0;
+   looping.match( matcher( true, [ &visits, s = looping.get().get() ] {
+      if( ++visits == 2 ) s->matchActionIs( Acl::MatchPermit::deny );
+   } ) );
+   const auto map = routeMap( "RM", { looping } );
+   PolicyEval eval;
+   eval.contextIs( makeNode<PolicyEvalContext>() );
+   const auto log = makeNode<PolicyEvaluationLog>( map );
+   eval.context()->logIs( log );
+   EXPECT_EQ( walk( eval, *map ), "deny 10" );
+   EXPECT_EQ( fieldsOf( *log ), "10{deny >10} deny" );
+}
+
 TEST( PolicyEval, nothingIsLoggedUnlessALogIsInstalled ) {
    PolicyEval eval;
    eval.contextIs( makeNode<PolicyEvalContext>() );
@@ -1071,6 +1086,7 @@ TEST_F( PolicyEvalRolesTest, withoutAContextThereAreNoLogsAndTheSameAnswers ) {
       eval.shouldLogEvalIs( true );
       EXPECT_EQ( run( list ), unlogged );
       EXPECT_EQ( permit, code == kPermit );
+      EXPECT_EQ( journal[ 2 ], "gyre logs" );   // the function's own log is its context's business
       EXPECT_EQ( eval.evaluationLogs(), nullptr );
    }
 }

@@ -254,12 +254,17 @@ TEST_F( AttributeTest, keysMayBeThoseOfAMember ) {
 
 TEST_F( AttributeTest, aReactionMayTakeAwayTheMemberThatIsToldOf ) {
    const String longKey( std::string( 100, 'k' ) );
-   watcher.reaction = [ this ] {
-      if( !entry.weight().empty() ) entry.weightDel( entry.weight().begin()->first );
-   };
+   Watcher second( entry );   // hears of the change when the member has gone
    entry.weightIs( longKey, 5 );
+   watcher.take(), second.take();
+   watcher.reaction = [ this ] {
+      watcher.reaction = {};
+      entry.weightDel( entry.weight().begin()->first );
+   };
+   entry.weightIs( entry.weight().begin()->first, 6 );
    const std::string shown = "weight[" + std::string( longKey ) + "] ";
-   EXPECT_THAT( watcher.log, ElementsAre( shown + "0->5", shown + "5->0" ) );
+   EXPECT_THAT( watcher.log, ElementsAre( shown + "5->6", shown + "6->0" ) );
+   EXPECT_THAT( second.log, ElementsAre( shown + "6->0", shown + "5->0" ) );
 }
 
 TEST_F( AttributeTest, aReplacedMemberLivesUntilItsChangeHasBeenTold ) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -84,7 +86,7 @@ TEST_P( NodeCount, anOwnedNodeWithAFurtherUserStays ) {
 TEST_P( NodeCount, aUseIsTakenOnlyWhileThereIsOne ) {
    struct Weak : Node {
       explicit Weak( bool & r ) : revived( r ) {}
-      void lastUserGone() const override { revived = incUseUnlessGone(); }
+      void lastUserGone() const override { revived = incUseUnlessGone() || useCount() != 0; }
       bool & revived;
    };
    bool revived = true;
@@ -100,15 +102,15 @@ TEST_P( NodeCount, aUseIsTakenOnlyWhileThereIsOne ) {
 TEST_P( NodeCount, flagsAndUsesDoNotTouchEachOther ) {
    auto item = makeNode<Item>( log, "a" );
    EXPECT_EQ( item->nodeFlag(), 0u );
-   item->nodeFlagSet( 0x80000001 );
+   item->nodeFlagSet( 0x40000001 );
    item->nodeFlagSet( 0x10 );
-   EXPECT_EQ( item->nodeFlag(), 0x80000011 );
+   EXPECT_EQ( item->nodeFlag(), 0x40000011u );
    EXPECT_EQ( item->useCount(), 1u );
    { const auto further = item; }
-   item->nodeFlagClear( 0x80000002 );
+   item->nodeFlagClear( 0x40000002 );
    EXPECT_EQ( item->nodeFlag(), 0x11u );
    EXPECT_EQ( item->useCount(), 1u );
-   item->nodeFlagSet( ~0u );
+   item->nodeFlagSet( ~0u >> 1 );   // all but the highest
    item = nullptr;
    EXPECT_THAT( log, ElementsAre( "last user of a", "~a" ) );
 }
@@ -167,10 +169,11 @@ struct Link : Node {
    Ptr<Link> next;
 };
 
+template <class OneLink = Link>
 Ptr<Link> chainOf( size_t length ) {
    Link::Nesting::deepest = Link::Nesting::destroyed = 0;
    Ptr<Link> head;
-   while( length-- ) head = makeNode<Link>( std::move( head ) );
+   while( length-- ) head = makeNode<OneLink>( std::move( head ) );
    return head;
 }
 
@@ -216,6 +219,35 @@ TEST( Node, chainThatIsDroppedByADestructorNeedsNoMoreStack ) {
    EXPECT_EQ( Link::Nesting::deepest, deepest );
 }
 
+TEST( Node, chainWhoseDestructorsOpenScopesNeedsNoMoreStack ) {
+   struct Opener : Link {
+      using Link::Link;
+      ~Opener() override {
+         Nesting::deepest = std::max( Nesting::deepest, ++Nesting::depth );
+         {
+            ReleaseScope scope;
+            next = nullptr;
+         }
+         --Nesting::depth;
+      }
+   };
+   for( bool inScope : { false, true } ) {
+      SCOPED_TRACE( inScope );
+      size_t deepest[ 2 ];
+      const size_t lengths[ 2 ] = { 1000, 1000000 };
+      for( int i = 0; i < 2; ++i ) {
+         auto chain = chainOf<Opener>( lengths[ i ] );
+         {
+            std::unique_ptr<ReleaseScope> scope( inScope ? new ReleaseScope : nullptr );
+            chain = nullptr;
+         }
+         EXPECT_EQ( Link::Nesting::destroyed, lengths[ i ] );
+         deepest[ i ] = Link::Nesting::deepest;
+      }
+      EXPECT_EQ( deepest[ 0 ], deepest[ 1 ] );
+   }
+}
+
 TEST( ReleaseScope, keepsANodeWholeUntilItEnds ) {
    Log log;
    auto item = makeNode<Item>( log, "a", makeNode<Item>( log, "b" ) );
@@ -244,6 +276,44 @@ TEST( ReleaseScope, onlyTheOutermostDestroys ) {
       log.clear();
    }
    EXPECT_THAT( log, UnorderedElementsAre( "~a", "~b", "~c" ) );
+}
+
+TEST( ReleaseScope, aUseGainedAndLostInItChangesNothing ) {
+   Log log;
+   auto first = makeNode<Item>( log, "first" ), second = makeNode<Item>( log, "second" );
+   const auto *a = first.get(), *b = second.get();
+   {
+      ReleaseScope scope;
+      first = second = nullptr;
+      for( int i = 0; i < 2; ++i ) {
+         { const Ptr<const Item> again( a ); }
+         { const Ptr<const Item> again( b ); }
+      }
+      EXPECT_EQ( std::count( log.begin(), log.end(), "last user of first" ), 3 );
+      EXPECT_EQ( std::count( log.begin(), log.end(), "last user of second" ), 3 );
+      log.clear();
+   }
+   EXPECT_THAT( log, UnorderedElementsAre( "~first", "~second" ) );
+}
+
+TEST( ReleaseScope, aNodeWithANewUserOutlivesIt ) {
+   Log log;
+   auto item = makeNode<Item>( log, "a", makeNode<Item>( log, "b" ) );
+   item->nodeFlagSet( 5 );
+   Ptr<const Item> again;
+   {
+      ReleaseScope scope;
+      const Item * raw = item.get();
+      item = nullptr;
+      again = Ptr<const Item>( raw );
+      log.clear();
+   }
+   EXPECT_THAT( log, IsEmpty() );
+   EXPECT_EQ( again->useCount(), 1u );
+   EXPECT_EQ( again->nodeFlag(), 5u );
+   EXPECT_EQ( again->owned->useCount(), 1u );
+   again = nullptr;
+   EXPECT_THAT( log, ElementsAre( "last user of a", "~a", "last user of b", "~b" ) );
 }
 
 TEST( ReleaseScope, hasNoEffectOnceItHasEnded ) {
@@ -349,30 +419,31 @@ TEST( NodeThreads, theLastOfSeveralThreadsDestroysOnceAndSeesWhatAllHaveWritten 
 
 /// A step of a random life of nodes that own each other.
 struct Step {
-   enum Kind { make, drop, openScope, closeScope } kind;
+   enum Kind { make, drop, take, openScope, closeScope } kind;
    uint32_t a, b;   // picks, modulo what there is
    friend std::ostream & operator<<( std::ostream & os, const Step & s ) {
-      const char * const names[] = { "make", "drop", "open scope", "close scope" };
+      const char * const names[] = { "make", "drop", "take", "open scope", "close scope" };
       return os << names[ s.kind ] << ' ' << s.a << ' ' << s.b;
    }
 };
 
 rc::Gen<std::vector<Step>> anyLife() {
-   const auto kind =
-      rc::gen::weightedElement<Step::Kind>( { { 6, Step::make }, { 6, Step::drop }, { 1, Step::openScope }, { 1, Step::closeScope } } );
+   const auto kind = rc::gen::weightedElement<Step::Kind>(
+      { { 6, Step::make }, { 8, Step::drop }, { 2, Step::take }, { 1, Step::openScope }, { 1, Step::closeScope } } );
    return programOf<Step>( rc::gen::set( &Step::kind, kind ), rc::gen::set( &Step::a ), rc::gen::set( &Step::b ) );
 }
 
 struct Vertex : Node {
-   Vertex( int i, std::set<int> & a, std::vector<Ptr<Vertex>> o ) : id( i ), alive( a ), owned( std::move( o ) ) { alive.insert( id ); }
+   using Alive = std::map<int, Vertex *>;
+   Vertex( int i, Alive & a, std::vector<Ptr<Vertex>> o ) : id( i ), alive( a ), owned( std::move( o ) ) { alive[ id ] = this; }
    ~Vertex() override { alive.erase( id ); }
    int id;
-   std::set<int> & alive;
+   Alive & alive;
    std::vector<Ptr<Vertex>> owned;
 };
 
 RC_GTEST_PROP( ReleaseScope, outsideOfScopesExactlyWhatIsReachableLives, () ) {
-   std::set<int> alive, atOpening;
+   Vertex::Alive alive, atOpening;
    std::vector<Ptr<Vertex>> roots;
    std::vector<std::unique_ptr<ReleaseScope>> scopes;
    int ids = 0;
@@ -383,12 +454,18 @@ RC_GTEST_PROP( ReleaseScope, outsideOfScopesExactlyWhatIsReachableLives, () ) {
             std::vector<Ptr<Vertex>> owned;
             if( !roots.empty() ) owned = { *pick( step.a ), *pick( step.b ) };
             roots.push_back( makeNode<Vertex>( ids, alive, std::move( owned ) ) );
-            if( !scopes.empty() ) atOpening.insert( ids );
+            if( !scopes.empty() ) atOpening[ ids ] = roots.back().get();
             ++ids;
             break;
          }
          case Step::drop:
             if( !roots.empty() ) roots.erase( pick( step.a ) );
+            break;
+         case Step::take:   // in a scope this may be one without a user
+            if( !alive.empty() ) {
+               auto any = std::next( alive.begin(), static_cast<ptrdiff_t>( step.a % alive.size() ) );
+               roots.emplace_back( any->second );
+            }
             break;
          case Step::openScope:
             if( scopes.empty() ) atOpening = alive;
@@ -402,13 +479,13 @@ RC_GTEST_PROP( ReleaseScope, outsideOfScopesExactlyWhatIsReachableLives, () ) {
          RC_ASSERT( alive == atOpening );
          continue;
       }
-      std::set<int> reachable;
-      std::vector<const Vertex *> todo;
+      Vertex::Alive reachable;
+      std::vector<Vertex *> todo;
       for( const auto & r : roots ) todo.push_back( r.get() );
       while( !todo.empty() ) {
-         const Vertex * v = todo.back();
+         Vertex * v = todo.back();
          todo.pop_back();
-         if( reachable.insert( v->id ).second )
+         if( reachable.emplace( v->id, v ).second )
             for( const auto & o : v->owned ) todo.push_back( o.get() );
       }
       RC_ASSERT( alive == reachable );

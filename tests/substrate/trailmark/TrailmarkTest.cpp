@@ -1,11 +1,8 @@
 #include "substrate/trailmark/Trailmark.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -238,40 +235,6 @@ TEST_F( TrailmarkThreadsTest, recordsAreWholeWhenWritersOvertakeEachOther ) {
    expectWhole( records );
    ASSERT_FALSE( records.empty() );
    EXPECT_GT( records.front().number, kWriters * kEach - kRing ) << "an overtaken writer left an old record";
-}
-
-/// What interrupts a writer: more than a ring of records of writer 1, as if that had gone on while this one was not scheduled.
-Handle * overtakenRing = nullptr;
-const MsgDesc * overtakingMessage = nullptr;
-int64_t overtakingTime = 0;
-void overtake( int ) {
-   for( uint64_t i = 0; i < kRing + kRing / 2; ++i ) overtakenRing->write( *overtakingMessage, nanoseconds( ++overtakingTime ) );
-}
-
-TEST_F( TrailmarkThreadsTest, recordsAreWholeWhenAWriterIsOvertakenInTheMiddle ) {
-   overtakenRing = ring.get();
-   overtakingMessage = &messages[ 1 ];
-   overtakingTime = kStride;
-   struct sigaction overtaking = {}, before;
-   overtaking.sa_handler = overtake;
-   ASSERT_EQ( sigaction( SIGUSR1, &overtaking, &before ), 0 );
-   int64_t time = 0;
-   for( int round = 0; round < 300 && !HasFatalFailure(); ++round ) {
-      SCOPED_TRACE( round );
-      std::atomic<bool> started = false, stop = false;
-      std::thread writer( [ & ] {
-         for( started = true; !stop; ) ring->write( messages[ 0 ], nanoseconds( ++time ) );
-      } );
-      while( !started ) std::this_thread::yield();
-      pthread_kill( writer.native_handle(), SIGUSR1 );
-      stop = true;
-      writer.join();
-      const auto records = ring->read();
-      expectWhole( records );
-      ASSERT_FALSE( records.empty() );
-      ASSERT_GT( records.front().number + kRing, ring->written() ) << "an overtaken writer left an old record";
-   }
-   sigaction( SIGUSR1, &before, nullptr );
 }
 
 TEST_F( TrailmarkThreadsTest, recordsAreWholeWhileTheyAreWritten ) {
