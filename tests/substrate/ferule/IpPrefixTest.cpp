@@ -24,7 +24,6 @@ using Ferule::Ip6Prefix;
 using Ferule::IpAddr;
 using Ferule::IpGenAddr;
 using Ferule::IpGenPrefix;
-using Ferule::IpGenPrefixBase;
 using Ferule::IpPrefix;
 
 /// Of any length, and half of them of one that fits the family.

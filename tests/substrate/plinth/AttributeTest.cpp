@@ -45,6 +45,7 @@ class Entry final : public Zeugma::BaseNotifyingType {
    PLINTH_ATTR( name, nameIs, Field::name, String );
    PLINTH_ATTR( head, headIs, Field::head, Ptr<const Rule> );
    PLINTH_COLLECTION( rule, ruleIs, ruleDel, ruleDelAll, Field::rule, Plinth::RbTreeMap<uint32_t, Ptr<const Rule>> );
+   // NOLINTNEXTLINE(performance-unnecessary-value-param): keys may alias a member
    PLINTH_COLLECTION( weight, weightIs, weightDel, weightDelAll, Field::weight, Plinth::HashMap2018<String, int> );
 
  public:

@@ -13,7 +13,6 @@ namespace {
 
 using namespace std::string_view_literals;
 using Quoin::parseDecimal;
-using testing::HasSubstr;
 
 constexpr uint64_t kMax64 = ~uint64_t( 0 );
 

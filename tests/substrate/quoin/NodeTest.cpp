@@ -106,7 +106,8 @@ TEST_P( NodeCount, flagsAndUsesDoNotTouchEachOther ) {
    item->nodeFlagSet( 0x10 );
    EXPECT_EQ( item->nodeFlag(), 0x40000011u );
    EXPECT_EQ( item->useCount(), 1u );
-   { const auto further = item; }
+   item->incUse();
+   item->decUseImpl();
    item->nodeFlagClear( 0x40000002 );
    EXPECT_EQ( item->nodeFlag(), 0x11u );
    EXPECT_EQ( item->useCount(), 1u );
@@ -140,8 +141,8 @@ TEST( Node, hasNoPublisherOfItsOwn ) {
 
 TEST( Node, aDestructorMayDropAnyNumberOfFurtherNodes ) {
    struct Fan : Node {
-      Fan( Log & log, int width ) {
-         for( int i = 0; i < width; ++i ) items.push_back( makeNode<Item>( log, std::to_string( i ), i ? items.back() : nullptr ) );
+      Fan( Log & log, size_t width ) : items( width ) {
+         for( size_t i = 0; i < width; ++i ) items[ i ] = makeNode<Item>( log, std::to_string( i ), i ? items[ i - 1 ] : nullptr );
       }
       ~Fan() override {
          while( items.size() > 1 ) items.erase( items.begin() );
@@ -369,12 +370,14 @@ TEST( NodeThreads, hammeringLeavesAnExactCount ) {
    auto item = makeNode<Item>( log, "a" );
    StartLine start( kThreads );
    std::vector<std::thread> threads;
+   threads.reserve( kThreads );
    for( int t = 0; t < kThreads; ++t )
       threads.emplace_back( [ &start, held = item ] {
          start.wait();
          for( int i = 0; i < 300000; ++i ) {
-            const auto further = held;
+            held->incUse();
             if( held->incUseUnlessGone() ) held->decUseImpl();
+            held->decUseImpl();
          }
       } );
    for( auto & t : threads ) t.join();
@@ -404,6 +407,7 @@ TEST( NodeThreads, theLastOfSeveralThreadsDestroysOnceAndSeesWhatAllHaveWritten 
    }
    StartLine start( kThreads );
    std::vector<std::thread> threads;
+   threads.reserve( kThreads );
    for( int t = 0; t < kThreads; ++t )
       threads.emplace_back( [ &, t ] {
          start.wait();
@@ -481,6 +485,7 @@ RC_GTEST_PROP( ReleaseScope, outsideOfScopesExactlyWhatIsReachableLives, () ) {
       }
       Vertex::Alive reachable;
       std::vector<Vertex *> todo;
+      todo.reserve( roots.size() );
       for( const auto & r : roots ) todo.push_back( r.get() );
       while( !todo.empty() ) {
          Vertex * v = todo.back();

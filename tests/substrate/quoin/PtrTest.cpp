@@ -32,7 +32,7 @@ struct Derived : Base {
 };
 struct Other : Base {};
 
-static_assert( sizeof( Ptr<Base> ) == sizeof( Base * ) );
+static_assert( sizeof( Ptr<Base> ) == sizeof( void * ) );
 static_assert( std::is_convertible_v<Ptr<Derived>, Ptr<Base>> );
 static_assert( std::is_convertible_v<Ptr<Base>, Ptr<const Base>> );
 static_assert( std::is_convertible_v<std::nullptr_t, Ptr<Base>> );
@@ -70,11 +70,12 @@ TEST_F( PtrTest, makeNodeHandsOverTheOneUseAndForwards ) {
 TEST_F( PtrTest, eachCopyIsAUse ) {
    auto p = makeNode<Derived>();
    {
-      const Ptr<Derived> copy( p );
+      const Ptr<Derived> copy( p );   // NOLINT(performance-unnecessary-copy-initialization): it counts
       const Ptr<Base> base = p;
       const Ptr<const Base> constant = base;
       const Ptr<Derived> raw( p.get() );
       EXPECT_EQ( p->useCount(), 5u );
+      EXPECT_TRUE( copy == p && base == p && constant == p && raw == p );
    }
    EXPECT_EQ( p->useCount(), 1u );
    p = nullptr;
@@ -85,12 +86,12 @@ TEST_F( PtrTest, aMoveTakesTheUseAlong ) {
    auto p = makeNode<Derived>();
    const auto * raw = p.get();
    Ptr<Derived> same( std::move( p ) );
-   EXPECT_EQ( p, nullptr );
+   EXPECT_EQ( p, nullptr );   // NOLINT(bugprone-use-after-move): that is the question
    Ptr<const Base> base( std::move( same ) );
-   EXPECT_EQ( same, nullptr );
+   EXPECT_EQ( same, nullptr );   // NOLINT(bugprone-use-after-move): that is the question
    Ptr<const Base> assigned;
    assigned = std::move( base );
-   EXPECT_EQ( base, nullptr );
+   EXPECT_EQ( base, nullptr );   // NOLINT(bugprone-use-after-move): that is the question
    EXPECT_EQ( assigned.get(), raw );
    EXPECT_EQ( raw->useCount(), 1u );
    EXPECT_EQ( Base::destroyed, 0 );
@@ -213,6 +214,7 @@ TEST_F( PtrTest, castsTakeAFurtherUse ) {
 RC_GTEST_PROP( Ptr, countsAreThoseOfTheHandlesThatStand, ( const std::vector<std::pair<uint32_t, uint32_t>> & steps ) ) {
    Base::destroyed = 0;
    std::vector<Ptr<Derived>> nodes;
+   nodes.reserve( 4 );
    for( int i = 0; i < 4; ++i ) nodes.push_back( makeNode<Derived>( i ) );
    std::vector<Ptr<const Base>> handles( 8 );
    std::vector<int> model( 8, -1 );   // the node that each handle holds

@@ -288,6 +288,7 @@ TEST( DedupShared, lookUpsBearReleasesOnOtherThreads ) {
    std::deque<Ptr<DedupHandleBase>> handed;
    bool done = false;
    std::vector<std::thread> threads;
+   threads.reserve( kThreads );
    for( int t = 0; t < kThreads; ++t )
       threads.emplace_back( [ & ] {
          for( std::unique_lock lock( mutex );; ) {

@@ -117,10 +117,11 @@ TEST( DumpContext, notesAreOneLineEach ) {
       doObjDumpGeneric( ctx, "Item", &object, indent );
       doObjDumpChildPtrNull( ctx, "Item", indent );
       doObjDumpMissingAttributes( ctx, "foo bar", indent );
-      const std::string blanks( indent, ' ' );
-      EXPECT_EQ( textOf( ctx ),
-                 blanks + "Item " + address + " (duplicate)\n" + blanks + "Item " + address + "\n" + blanks + "Item NULL\n" + blanks +
-                    "not dumped: foo bar\n" );
+      std::string expected;
+      for( const std::string & note :
+           { "Item " + address + " (duplicate)", "Item " + address, std::string( "Item NULL" ), std::string( "not dumped: foo bar" ) } )
+         expected.append( indent, ' ' ).append( note ).append( 1, '\n' );
+      EXPECT_EQ( textOf( ctx ), expected );
    }
 }
 
