@@ -15,7 +15,7 @@ IpGenPrefix::IpGenPrefix( std::string_view text ) {
 }
 
 uint32_t IpGenPrefix::hash() const noexcept {
-   const uint32_t parts[] = { addr_.hash(), length_ };
+   const uint32_t parts[] = { addr_.hash(), length() };
    Zeugma::HashMix mix;
    mix.mixBytes8( reinterpret_cast<const unsigned char *>( parts ) );
    return mix;
@@ -23,7 +23,7 @@ uint32_t IpGenPrefix::hash() const noexcept {
 
 Quoin::String IpGenPrefixBase::toStrep() const {
    if( af() == AddressFamily::unset ) return "unset";
-   return addr_.toStrep() + Quoin::String( "/" + std::to_string( length_ ) );
+   return addr_.toStrep() + Quoin::String( "/" + std::to_string( length() ) );
 }
 
 std::ostream & operator<<( std::ostream & os, const IpGenPrefixBase & p ) {

@@ -34,14 +34,14 @@ struct Ip6Prefix {
 class ROUTEPOLICY_API IpGenPrefixBase {
  public:
    constexpr AddressFamily af() const noexcept { return addr_.af(); }
-   constexpr uint8_t length() const noexcept { return length_; }
+   constexpr uint8_t length() const noexcept { return uint8_t( length_ ); }
    constexpr const IpGenAddr & ipGenAddr() const noexcept { return addr_; }
-   constexpr IpPrefix v4Prefix() const noexcept { return { addr_.v4Addr(), length_ }; }    // meaningful for IPv4 only
-   constexpr Ip6Prefix v6Prefix() const noexcept { return { addr_.v6Addr(), length_ }; }   // meaningful for IPv6 only
+   constexpr IpPrefix v4Prefix() const noexcept { return { addr_.v4Addr(), length() }; }    // meaningful for IPv4 only
+   constexpr Ip6Prefix v6Prefix() const noexcept { return { addr_.v6Addr(), length() }; }   // meaningful for IPv6 only
 
    /// Whether the length fits the family and no bit stands behind it.
    constexpr bool isCanonical() const noexcept {
-      return length_ <= addressBits( af() ) && ( addr_.bits() & ~Bits128::leadingOnes( length_ ) ).none();
+      return length() <= addressBits( af() ) && ( addr_.bits() & ~Bits128::leadingOnes( length() ) ).none();
    }
 
    friend constexpr auto operator<=>( const IpGenPrefixBase & a, const IpGenPrefixBase & b ) = default;
@@ -53,7 +53,7 @@ class ROUTEPOLICY_API IpGenPrefixBase {
    constexpr IpGenPrefixBase( const IpGenAddr & addr, uint8_t length ) noexcept : addr_( addr ), length_( length ) {}
 
    IpGenAddr addr_;
-   uint8_t length_ = 0;
+   uint64_t length_ = 0;   // whole words are copied without overlap; what reads the copy at once would wait else
 };
 
 /// A prefix of either family, or of none.
@@ -70,9 +70,9 @@ class ROUTEPOLICY_API IpGenPrefix : public IpGenPrefixBase {
 
    /// The same with the bits behind the length cleared.
    constexpr IpGenPrefix subnet() const noexcept {
-      const Bits128 bits = addr_.bits() & Bits128::leadingOnes( length_ );
-      if( af() == AddressFamily::ipv6 ) return Ip6Prefix{ Ip6Addr( bits ), length_ };
-      return af() == AddressFamily::ipv4 ? IpGenPrefix( IpAddr( uint32_t( bits.high >> 32 ) ), length_ ) : IpGenPrefix();
+      const Bits128 bits = addr_.bits() & Bits128::leadingOnes( length() );
+      if( af() == AddressFamily::ipv6 ) return Ip6Prefix{ Ip6Addr( bits ), length() };
+      return af() == AddressFamily::ipv4 ? IpGenPrefix( IpAddr( uint32_t( bits.high >> 32 ) ), length() ) : IpGenPrefix();
    }
 
    static bool isEq( const void * a, const void * b ) noexcept {
