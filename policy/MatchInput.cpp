@@ -10,9 +10,9 @@ MatchInput_::~MatchInput_() = default;
 
 bool operator==( const MatchInput_ & a, const MatchInput_ & b ) {
    return a.protocol_ == b.protocol_ && a.resolvedNexthopInfoSet_ == b.resolvedNexthopInfoSet_ && a.ospfInstance_ == b.ospfInstance_ &&
-          a.isisInstance_ == b.isisInstance_ && a.matchInterface_ == b.matchInterface_ &&
-          a.matchResolvedNexthopInfo_ == b.matchResolvedNexthopInfo_ && a.denyResolvedNexthop_ == b.denyResolvedNexthop_ &&
-          a.metric_ == b.metric_ && a.prefix_ == b.prefix_ && a.nexthop_ == b.nexthop_ && a.routerId_ == b.routerId_ && a.tag_ == b.tag_;
+      a.isisInstance_ == b.isisInstance_ && a.matchInterface_ == b.matchInterface_ &&
+      a.matchResolvedNexthopInfo_ == b.matchResolvedNexthopInfo_ && a.denyResolvedNexthop_ == b.denyResolvedNexthop_ &&
+      a.metric_ == b.metric_ && a.prefix_ == b.prefix_ && a.nexthop_ == b.nexthop_ && a.routerId_ == b.routerId_ && a.tag_ == b.tag_;
 }
 
 MatchInput_::operator bool() const {

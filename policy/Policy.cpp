@@ -7,6 +7,7 @@ namespace Routing::Policy {
 
 namespace {
 
+// clang-format off
 const Trailmark::MsgDesc evalRouteMapMatchersMsg(
    "PolicyEval::evalRouteMapMatchers(const MatchInput*, const Routing::Policy::RouteMapStatus*, Routing::Policy::MatchedRouteMapSequences*) "
    "const" );
@@ -17,6 +18,7 @@ const Trailmark::MsgDesc evalSubRouteMapMatchersMsg(
    "Routing::Policy::RouteMapSeqStatus*, Routing::Policy::MatchedRouteMapSequences*)" );
 const Trailmark::MsgDesc evalPolicyMatchersMsg(
    "PolicyEval::evalPolicyMatchers(const MatchInput*, const PtrConst&, Routing::Policy::MatchedRouteMapSequences*, const Ptr&) const" );
+// clang-format on
 
 // What a walk tells of itself, for nobody.
 struct NoLog {
@@ -101,7 +103,8 @@ inline auto PolicyEval::timed( const Trailmark::MsgDesc & message, Stage stage )
 
 // ---- one route map
 
-bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus, MatchedRouteMapSequences * matched ) const {
+bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus,
+                                       MatchedRouteMapSequences * matched ) const {
    Quoin::ReleaseScope scope;   // a matcher may drop what the walk stands on
    return evalRouteMap( input, *rmStatus, *matched );
 }
@@ -163,8 +166,8 @@ inline bool PolicyEval::matchersPass( const MatchInput_ * input, const RouteMapS
 
 // Whether the sequence's sub route map lets it pass. What that matched stays in `matched` only if it permitted and is not inverted.
 template <class Log>
-bool PolicyEval::subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub,
-                                    Matched & matched, Log & log ) const {
+bool PolicyEval::subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub, Matched & matched,
+                                    Log & log ) const {
    return timed( evalSubRouteMapMatchersMsg, [ & ] {
       const size_t matchedBefore = matched.size();
       const bool inverted = seq.subInvert();
@@ -210,8 +213,8 @@ void PolicyEval::applyDeferredSetters( Result_ & result ) {
 
 // ---- snapshots
 
-Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> PolicyEval::evalRouteMapMatchersSnapshot(
-   const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const {
+Quoin::Ptr<const MatchedRouteMapSequencesSnapshot>
+PolicyEval::evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const {
    Quoin::ReleaseScope scope;
    LocalMatched matched;
    if( !evalRouteMap( &input, *rmStatus, matched ) ) return nullptr;
@@ -274,7 +277,7 @@ bool PolicyEval::evalList( const MatchInput_ * input, const RouteMapStatusList &
 }
 
 bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
-                                        const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const {
+                                const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const {
    const bool gyrePresent = bool( list.gyreStatus() );
    QUOIN_ASSERT( !gyrePresent || gyreCtxMap, "!gyrePresent || gyreCtxMap" );
 

@@ -33,8 +33,8 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
 
    /// Whether the list permits the route; `matched` gets the sequences to apply. Functions run on the contexts of `gyreCtxMap`,
    /// and what route maps matched before one is applied to its result.
-   bool evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, MatchedRouteMapSequences * matched,
-                            const ContextMap & gyreCtxMap ) const;
+   bool evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
+                            MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap ) const;
 
    /// Whether a route map, as the only policy of a point, permits; no setter runs. A route map without sequences, or none,
    /// permits here.
@@ -51,8 +51,8 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    void applyPolicySetters( const MatchedRouteMapSequences * matched, Result_ * result ) const;
 
    /// The two steps apart, for a match that is kept. Null on a deny.
-   Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> evalRouteMapMatchersSnapshot( const MatchInput_ & input,
-                                                                                    const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const;
+   Quoin::Ptr<const MatchedRouteMapSequencesSnapshot>
+   evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const;
    /// Writes to `result`, const or not. A null snapshot, of a deny, changes nothing.
    void applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> & snapshot, const Result_ & result );
 
@@ -73,8 +73,8 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    template <class Log>
    bool matchersPass( const MatchInput_ * input, const RouteMapSeqStatus & seq, Log & log ) const;
    template <class Log>
-   bool subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub,
-                           Matched & matched, Log & log ) const;
+   bool subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub, Matched & matched,
+                           Log & log ) const;
    bool evalList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
                   const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const;
    bool evalWholeList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,

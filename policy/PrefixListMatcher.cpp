@@ -105,7 +105,8 @@ std::optional<bool> PrefixListMatcher::matchWithTristate( const MatchInput_ * in
    return tristate( matchPrefix( *input->getPrefixPointer() ) );
 }
 
-std::optional<bool> PrefixListMatcher::matchWithTristateForTest( const MatchInput_ & input, const Quoin::Ptr<PolicyEvalContext> & context ) const {
+std::optional<bool> PrefixListMatcher::matchWithTristateForTest( const MatchInput_ & input,
+                                                                 const Quoin::Ptr<PolicyEvalContext> & context ) const {
    return matchWithTristate( &input, context );
 }
 
@@ -124,7 +125,8 @@ bool NexthopPrefixListMatcher::match( const MatchInput_ * input, const Quoin::Pt
    return matchPrefix( Ferule::IpGenPrefix( input->getNexthop() ) ).result == Result::permit;
 }
 
-ResolvedNexthopPfxListMatcher::ResolvedNexthopPfxListMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status )
+ResolvedNexthopPfxListMatcher::ResolvedNexthopPfxListMatcher( const Quoin::String & name,
+                                                              const Quoin::Ptr<const PrefixListStatus> & status )
       : PrefixListMatcherBase( "ResolvedNexthopMatcher prefix-list ", name, status ) {}
 
 bool ResolvedNexthopPfxListMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {

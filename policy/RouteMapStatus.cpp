@@ -98,8 +98,8 @@ void RouteMapStatus::dumpState( const Zeugma::DumpContextPtr & ctx, unsigned ind
    auto yesNo = []( bool b ) { return b ? "yes" : "no"; };
    ZEUGMA_OBJ_DUMP_LINE( ctx, indent,
                          "RouteMapStatus %s features=<%s>, updateFeaturesOnSeqStatusChange=%s, undefinedReferences=0x%.2x, undefined=%s\n",
-                         name_.data(), features().toStrep().data(), yesNo( updateFeaturesOnSeqStatusChange() ),
-                         undefinedReferences().value, yesNo( undefined() ) );
+                         name_.data(), features().toStrep().data(), yesNo( updateFeaturesOnSeqStatusChange() ), undefinedReferences().value,
+                         yesNo( undefined() ) );
    for( const auto & [ seqno, seq ] : seqStatus_ ) Zeugma::dumpChild( ctx, "RouteMapSeqStatus", seq, indent + 2 );
 }
 

@@ -25,7 +25,8 @@ bool IpAccessListWalkerCb::handlePrefixData( const Ferule::IpGenPrefix &, const 
 }
 
 bool AclTestWalkCb::handlePrefixData( const Ferule::IpGenPrefix &, const Routing::PrefixData * data ) {
-   for( auto * entry = static_cast<const AclEntryData *>( data ); entry; entry = entry->nextEntry() ) walkedEntriesIs( Quoin::Ptr( entry ) );
+   for( auto * entry = static_cast<const AclEntryData *>( data ); entry; entry = entry->nextEntry() )
+      walkedEntriesIs( Quoin::Ptr( entry ) );
    return true;
 }
 

@@ -7,19 +7,15 @@ namespace Routing::Policy {
 
 /// What kinds of thing a route map, or a map that it calls, refers to although they do not exist. A plain value of one byte.
 struct UndefinedPolicyReferenceBitfield {
-   enum Bit : uint8_t {
-      subRouteMapUndefined = 1,
-      prefixListUndefined = 2,
-      commListUndefined = 4,
-      aggRoleAttrMapUndefined = 8
-   };
+   enum Bit : uint8_t { subRouteMapUndefined = 1, prefixListUndefined = 2, commListUndefined = 4, aggRoleAttrMapUndefined = 8 };
    uint8_t value = 0;
 
    constexpr void setNoneUndefined() noexcept { value = 0; }
    /// All eight bits, those without a name too: what a route map without sequences says of itself.
    constexpr void setAllUndefined() noexcept { value = 0xff; }
    constexpr bool has( Bit bit ) const noexcept { return value & bit; }
-   friend constexpr UndefinedPolicyReferenceBitfield operator|( UndefinedPolicyReferenceBitfield a, UndefinedPolicyReferenceBitfield b ) noexcept {
+   friend constexpr UndefinedPolicyReferenceBitfield operator|( UndefinedPolicyReferenceBitfield a,
+                                                                UndefinedPolicyReferenceBitfield b ) noexcept {
       return { static_cast<uint8_t>( a.value | b.value ) };
    }
    friend constexpr bool operator==( UndefinedPolicyReferenceBitfield, UndefinedPolicyReferenceBitfield ) = default;

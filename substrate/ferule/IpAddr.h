@@ -35,7 +35,7 @@ struct Bits128 {
 /// An IPv4 address. Text: dotted decimal.
 class ROUTEPOLICY_API IpAddr {
  public:
-   constexpr IpAddr() noexcept = default;                                     // 0.0.0.0
+   constexpr IpAddr() noexcept = default;   // 0.0.0.0
    constexpr explicit IpAddr( uint32_t hostOrder ) noexcept : value_( hostOrder ) {}
    /// Errors: RangeException.
    explicit IpAddr( std::string_view text );
@@ -67,8 +67,8 @@ class ROUTEPOLICY_API Ip6Addr {
 /// An address of either family, or of none. Ordered by family, then by address.
 class ROUTEPOLICY_API IpGenAddr {
  public:
-   constexpr IpGenAddr() noexcept = default;                                          // of no family
-   constexpr explicit IpGenAddr( AddressFamily af ) noexcept : af_( af ) {}            // all zero
+   constexpr IpGenAddr() noexcept = default;                                  // of no family
+   constexpr explicit IpGenAddr( AddressFamily af ) noexcept : af_( af ) {}   // all zero
    constexpr IpGenAddr( IpAddr a ) noexcept : bits_{ uint64_t( a.value() ) << 32, 0 }, af_( AddressFamily::ipv4 ) {}
    constexpr IpGenAddr( Ip6Addr a ) noexcept : bits_( a.bits() ), af_( AddressFamily::ipv6 ) {}
    /// Errors: RangeException on what is an address of neither family.

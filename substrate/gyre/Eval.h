@@ -49,7 +49,8 @@ class ROUTEPOLICY_API GyreEvalContextMap : public Quoin::Node {
  public:
    using Precedence = Routing::RouteMap::RmPrecedence;
    ~GyreEvalContextMap() override;
-   static Quoin::Ptr<GyreEvalContextMap> getGyreEvalContextMapWithOneEntry( Precedence precedence, const Quoin::Ptr<EvalContextBase> & context );
+   static Quoin::Ptr<GyreEvalContextMap> getGyreEvalContextMapWithOneEntry( Precedence precedence,
+                                                                            const Quoin::Ptr<EvalContextBase> & context );
 
    /// Null when there is none.
    Quoin::Ptr<EvalContextBase> context( Precedence precedence ) const {

@@ -76,6 +76,8 @@ void cloneMembers( Quoin::Publisher & publisher, Quoin::FieldId field, Collectio
 
 }   // namespace Plinth
 
+// clang-format off
+
 /// An attribute: reader `foo`, writer `fooIs`. The class has a `publisher_`. The reader comes first, so that the comment above
 /// the line documents it. Leaves `private:` open.
 #define PLINTH_ATTR( foo, fooIs, field, ... )                                                                     \
@@ -111,3 +113,4 @@ void cloneMembers( Quoin::Publisher & publisher, Quoin::FieldId field, Collectio
                                                                                                                   \
  private:                                                                                                         \
    __VA_ARGS__ foo##_ initial
+// clang-format on

@@ -87,7 +87,10 @@ class RbTreeMap {
     private:
       friend class RbTreeMap;
       Iterator( const RbTreeMap * map, typename Row::const_iterator at ) noexcept
-            : map_( map ), at_( map->row_.data() + ( at - map->row_.begin() ) ), end_( map->row_.data() + map->row_.size() ), version_( map->version_ ) {
+            : map_( map ),
+              at_( map->row_.data() + ( at - map->row_.begin() ) ),
+              end_( map->row_.data() + map->row_.size() ),
+              version_( map->version_ ) {
          if( at_ != end_ ) key_ = at_->first;
       }
       const RbTreeMap * map_;

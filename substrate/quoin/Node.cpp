@@ -11,9 +11,9 @@ namespace {
 constexpr uint32_t kMaxReleaseDepth = 64;
 
 struct ReleaseState {
-   uint32_t depth;                        // destructors that now run on this thread, each inside the other
-   uint32_t scopes;                       // ReleaseScopes that stand
-   std::vector<const Node *> * doomed;    // nodes without a use that wait to be destroyed; null for none
+   uint32_t depth;                       // destructors that now run on this thread, each inside the other
+   uint32_t scopes;                      // ReleaseScopes that stand
+   std::vector<const Node *> * doomed;   // nodes without a use that wait to be destroyed; null for none
 };
 
 // Static TLS: this is touched once per evaluation, and a call into the dynamic linker would show.

@@ -50,8 +50,7 @@ class ROUTEPOLICY_API Node {
    bool incUseUnlessGone() const noexcept {
       std::atomic_ref uses( uses_ );
       uint32_t now = uses.load( std::memory_order_relaxed );
-      while( now != 0 && !uses.compare_exchange_weak( now, now + 1, std::memory_order_relaxed ) ) {
-      }
+      while( now != 0 && !uses.compare_exchange_weak( now, now + 1, std::memory_order_relaxed ) ) {}
       return now != 0;
    }
 

@@ -30,12 +30,14 @@ class Ptr {
    }
    Ptr( const Ptr & other ) noexcept : Ptr( other.node_ ) {}
    Ptr( Ptr && other ) noexcept : node_( std::exchange( other.node_, nullptr ) ) {}
+   // clang-format off
    template <class U>
       requires std::convertible_to<U *, T *>
    Ptr( const Ptr<U> & other ) noexcept : Ptr( static_cast<T *>( other.get() ) ) {}
    template <class U>
       requires std::convertible_to<U *, T *>
    Ptr( Ptr<U> && other ) noexcept : node_( other.detach() ) {}
+   // clang-format on
    Ptr & operator=( Ptr other ) noexcept {
       std::swap( node_, other.node_ );
       return *this;

@@ -30,7 +30,9 @@ class ROUTEPOLICY_API ThreadControl {
    }
 
    /// Forces atomic counts, or leaves the choice to the C library again. Threading: call it while there is one thread.
-   static void threadedIs( bool threaded ) noexcept { forced_.store( threaded, std::memory_order_relaxed ); }
+   static void threadedIs( bool threaded ) noexcept {
+      forced_.store( threaded, std::memory_order_relaxed );
+   }
 
  private:
    static std::atomic<bool> forced_;

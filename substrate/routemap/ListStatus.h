@@ -21,6 +21,7 @@ class ROUTEPOLICY_API NamedListStatus : public Quoin::Node {
    Quoin::String name_;
 };
 
+// clang-format off
 struct ROUTEPOLICY_API AsPathListStatus : NamedListStatus { using NamedListStatus::NamedListStatus; };
 struct ROUTEPOLICY_API CommListStatus : NamedListStatus { using NamedListStatus::NamedListStatus; };
 struct ROUTEPOLICY_API StandardCommListStatus : CommListStatus { using CommListStatus::CommListStatus; };
@@ -28,6 +29,7 @@ struct ROUTEPOLICY_API ExtCommListStatus : CommListStatus { using CommListStatus
 struct ROUTEPOLICY_API LargeCommListStatus : CommListStatus { using CommListStatus::CommListStatus; };
 struct ROUTEPOLICY_API RoaTableStatus : NamedListStatus { using NamedListStatus::NamedListStatus; };
 struct ROUTEPOLICY_API SrLabelRangeStatus : NamedListStatus { using NamedListStatus::NamedListStatus; };
+// clang-format on
 
 /// A prefix list that comes from elsewhere at run time: one list per family, either of which may be missing.
 class ROUTEPOLICY_API DynPrefixListStatus : public NamedListStatus {

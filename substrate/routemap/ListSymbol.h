@@ -18,8 +18,9 @@ class SymbolDedupTable : public Quoin::Node {
 
    /// The one symbol of that name; made if there is none. A hit allocates nothing.
    Quoin::Ptr<Symbol> symbol( const Quoin::String & name ) {
-      return Quoin::staticPtrCast<Symbol>( table_->findOrDedup(
-         Zeugma::DedupContentHandle( name ), name.hash(), [ & ]() -> Quoin::Ptr<Zeugma::DedupHandleBase> { return Quoin::makeNode<Symbol>( name ); } ) );
+      return Quoin::staticPtrCast<Symbol>(
+         table_->findOrDedup( Zeugma::DedupContentHandle( name ), name.hash(),
+                              [ & ]() -> Quoin::Ptr<Zeugma::DedupHandleBase> { return Quoin::makeNode<Symbol>( name ); } ) );
    }
    /// The one symbol of the given symbol's name, which may be that symbol itself.
    Quoin::Ptr<Symbol> dedup( const Quoin::Ptr<Symbol> & symbol ) { return Quoin::staticPtrCast<Symbol>( table_->dedup( symbol ) ); }
@@ -44,7 +45,6 @@ class ListSymbol final : public PolicySymbol {
    PLINTH_ATTR( status, statusIs, Field::status, Quoin::Ptr<const Status> );
 };
 
-
 using PrefixListSymbol = ListSymbol<PrefixListStatus>;
 using IpAccessListSymbol = ListSymbol<IpAccessListStatus>;
 using TagSetSymbol = ListSymbol<TagSetStatus>;
@@ -57,7 +57,9 @@ using RoaTableSymbol = ListSymbol<RoaTableStatus>;
 class TunnelRibSymbol final : public PolicySymbol {
  public:
    using PolicySymbol::PolicySymbol;
-   Quoin::Ptr<TunnelRibSymbol> dedup( SymbolDedupTable<TunnelRibSymbol> & table ) { return table.dedup( Quoin::Ptr<TunnelRibSymbol>( this ) ); }
+   Quoin::Ptr<TunnelRibSymbol> dedup( SymbolDedupTable<TunnelRibSymbol> & table ) {
+      return table.dedup( Quoin::Ptr<TunnelRibSymbol>( this ) );
+   }
 };
 
 using PrefixListSymbolDedupTable = SymbolDedupTable<PrefixListSymbol>;

@@ -9,45 +9,45 @@
 #include "routepolicy_export.h"
 
 // Name and number of every option that has a name.
-#define ROUTEMAP_MATCH_OPTIONS( X ) \
-   X( none, 0 )                                  \
-   X( matchIpAccessList, 1 )                     \
-   X( matchIpPrefixList, 2 )                     \
-   X( matchInterface, 3 )                        \
-   X( matchMetric, 4 )                           \
-   X( matchIpNexthop, 5 )                        \
-   X( matchIpv6Nexthop, 6 )                      \
-   X( matchIpNexthopPrefixList, 14 )             \
-   X( matchIpResolvedNexthopPrefixList, 15 )     \
-   X( matchCommunity, 103 )                      \
-   X( matchExtCommunity, 104 )                   \
-   X( matchAsPath, 105 )                         \
-   X( matchIsisInstance, 106 )                   \
-   X( matchSourceProtocol, 113 )                 \
-   X( matchTag, 115 )                            \
-   X( matchIpv6PrefixList, 116 )                 \
-   X( matchIpv6NexthopPrefixList, 118 )          \
-   X( matchIpv6ResolvedNexthopPrefixList, 119 )  \
-   X( matchRouterIdPrefixList, 120 )             \
-   X( matchIpAggregatePrefixList, 123 )          \
-   X( matchIpv6AggregatePrefixList, 124 )        \
-   X( matchLargeCommunity, 127 )                 \
-   X( matchOspfInstance, 131 )                   \
+#define ROUTEMAP_MATCH_OPTIONS( X )             \
+   X( none, 0 )                                 \
+   X( matchIpAccessList, 1 )                    \
+   X( matchIpPrefixList, 2 )                    \
+   X( matchInterface, 3 )                       \
+   X( matchMetric, 4 )                          \
+   X( matchIpNexthop, 5 )                       \
+   X( matchIpv6Nexthop, 6 )                     \
+   X( matchIpNexthopPrefixList, 14 )            \
+   X( matchIpResolvedNexthopPrefixList, 15 )    \
+   X( matchCommunity, 103 )                     \
+   X( matchExtCommunity, 104 )                  \
+   X( matchAsPath, 105 )                        \
+   X( matchIsisInstance, 106 )                  \
+   X( matchSourceProtocol, 113 )                \
+   X( matchTag, 115 )                           \
+   X( matchIpv6PrefixList, 116 )                \
+   X( matchIpv6NexthopPrefixList, 118 )         \
+   X( matchIpv6ResolvedNexthopPrefixList, 119 ) \
+   X( matchRouterIdPrefixList, 120 )            \
+   X( matchIpAggregatePrefixList, 123 )         \
+   X( matchIpv6AggregatePrefixList, 124 )       \
+   X( matchLargeCommunity, 127 )                \
+   X( matchOspfInstance, 131 )                  \
    X( matchTagSet, 132 )
 
-#define ROUTEMAP_SET_OPTIONS( X ) \
-   X( none, 0 )                            \
-   X( setMetric, 1 )                       \
-   X( setTag, 2 )                          \
-   X( setLocalPreference, 3 )              \
-   X( setDistance, 9 )                     \
-   X( setCommunityList, 11 )               \
-   X( setCommunityListAdditive, 12 )       \
-   X( setCommunityListDelete, 13 )         \
-   X( setCommunity, 14 )                   \
-   X( setExtCommunityList, 22 )            \
-   X( setLargeCommunityList, 35 )          \
-   X( setLargeCommunityListAdditive, 36 )  \
+#define ROUTEMAP_SET_OPTIONS( X )         \
+   X( none, 0 )                           \
+   X( setMetric, 1 )                      \
+   X( setTag, 2 )                         \
+   X( setLocalPreference, 3 )             \
+   X( setDistance, 9 )                    \
+   X( setCommunityList, 11 )              \
+   X( setCommunityListAdditive, 12 )      \
+   X( setCommunityListDelete, 13 )        \
+   X( setCommunity, 14 )                  \
+   X( setExtCommunityList, 22 )           \
+   X( setLargeCommunityList, 35 )         \
+   X( setLargeCommunityListAdditive, 36 ) \
    X( setLargeCommunityListDelete, 37 )
 
 #define ROUTEMAP_ENUMERATOR( name, number ) name = number,

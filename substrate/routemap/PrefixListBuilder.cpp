@@ -81,8 +81,8 @@ Quoin::Ptr<const PrefixListStatus> PrefixListBuilder::build() const {
    for( auto i = entries_.rbegin(); i != entries_.rend(); ++i ) {
       const PrefixListEntry & e = i->second;
       const Range range( e );
-      trie->routeIs( e.prefix, Quoin::makeNode<PrefixListEntryData>( e.seqno, e.action, e.prefix.length(), uint8_t( range.ge ),
-                                                                     uint8_t( range.le ) ) );
+      trie->routeIs(
+         e.prefix, Quoin::makeNode<PrefixListEntryData>( e.seqno, e.action, e.prefix.length(), uint8_t( range.ge ), uint8_t( range.le ) ) );
    }
    trie->compact();
    auto status = Quoin::makeNode<PrefixListStatus>( name_, af_ );

@@ -27,13 +27,13 @@ struct ROUTEPOLICY_API PrefixListEntry {
 /// Why an entry cannot be.
 struct ROUTEPOLICY_API PrefixListError {
    enum class Reason : uint8_t {
-      wrongFamily,          // the prefix is not of the list's family
-      prefixTooLong,        // the prefix's length is beyond the family
-      hostBits,             // the prefix has bits behind its length
-      geBelowLength,        // ge is below the prefix's length
-      leBelowGe,            // le is below ge, or below the prefix's length without one
-      boundBeyondFamily,    // ge or le is greater than the family's length
-      duplicateSeqno        // the list has an entry of this number
+      wrongFamily,         // the prefix is not of the list's family
+      prefixTooLong,       // the prefix's length is beyond the family
+      hostBits,            // the prefix has bits behind its length
+      geBelowLength,       // ge is below the prefix's length
+      leBelowGe,           // le is below ge, or below the prefix's length without one
+      boundBeyondFamily,   // ge or le is greater than the family's length
+      duplicateSeqno       // the list has an entry of this number
    };
    Reason reason;
    Quoin::String listName;

@@ -19,7 +19,8 @@ const PrefixListEntryData * headOf( const PatriciaTrieWithNodeData & trie, Slot 
 std::unique_ptr<const PrefixListIndex> PrefixListIndex::make( const PatriciaTrieWithNodeData & trie ) {
    bool plain = true;
    trie.visitAll( [ & ]( Slot slot, Slot, unsigned ) {
-      for( auto * entry = headOf( trie, slot ); entry; entry = entry->nextEntry() ) plain &= typeid( *entry ) == typeid( PrefixListEntryData );
+      for( auto * entry = headOf( trie, slot ); entry; entry = entry->nextEntry() )
+         plain &= typeid( *entry ) == typeid( PrefixListEntryData );
    } );
    return std::unique_ptr<const PrefixListIndex>( plain ? new PrefixListIndex( trie ) : nullptr );
 }
@@ -51,7 +52,8 @@ PrefixListIndex::PrefixListIndex( const PatriciaTrieWithNodeData & trie ) : rows
    } );
 }
 
-PrefixListIndex::Answer PrefixListIndex::governing( const PatriciaTrieWithNodeData & trie, const Ferule::IpGenPrefix & prefix ) const noexcept {
+PrefixListIndex::Answer PrefixListIndex::governing( const PatriciaTrieWithNodeData & trie,
+                                                    const Ferule::IpGenPrefix & prefix ) const noexcept {
    const Slot slot = trie.longestMatch( prefix );
    return slot == kNoSlot ? Answer{} : climb( trie, slot, prefix.length() );
 }

@@ -30,7 +30,7 @@ size_t PrefixListStatus::bytes() const noexcept {
       for( auto * entry = trie_->slotData( slot ); entry; entry = entry->next() ) ++entries;
    } );
    return sizeof *this + sizeof( PatriciaTrieWithNodeData ) + trie_->bytes() + ( index_ ? index_->bytes() : 0 ) +
-          entries * sizeof( PrefixListEntryData );
+      entries * sizeof( PrefixListEntryData );
 }
 
 }   // namespace Routing::RouteMap

@@ -13,11 +13,11 @@ namespace Routing::RouteMap {
 class RmPrecedence {
  public:
    enum Role : uint8_t {
-      prefixListPrecedence = 0,          // a prefix list applied as a route map
-      routeMapPrecedence = 4,            // the point's route map
-      defaultOriginatePrecedence = 5,    // for default origination
-      routeMapMaintPrecedence = 6,       // for maintenance
-      missingPolicyDenyPrecedence = 8    // marker: a missing policy denies
+      prefixListPrecedence = 0,         // a prefix list applied as a route map
+      routeMapPrecedence = 4,           // the point's route map
+      defaultOriginatePrecedence = 5,   // for default origination
+      routeMapMaintPrecedence = 6,      // for maintenance
+      missingPolicyDenyPrecedence = 8   // marker: a missing policy denies
    };
 
    constexpr RmPrecedence() noexcept = default;

@@ -14,11 +14,11 @@ namespace Routing::RouteMap {
 class ROUTEPOLICY_API RouteMapFeatures {
  public:
    enum Bit : uint32_t {
-      matchPrefixDependent = 1u << 0,       // the route's prefix
-      matchInterface = 1u << 1,             // the interfaces of its resolved next hop
-      matchResolvedNexthop = 1u << 2,       // the addresses of its resolved next hop
-      matchRouterId = 1u << 3,              // the router that it comes from
-      matchBestpath = 1u << 13              // whether it is the best path
+      matchPrefixDependent = 1u << 0,   // the route's prefix
+      matchInterface = 1u << 1,         // the interfaces of its resolved next hop
+      matchResolvedNexthop = 1u << 2,   // the addresses of its resolved next hop
+      matchRouterId = 1u << 3,          // the router that it comes from
+      matchBestpath = 1u << 13          // whether it is the best path
    };
 
    constexpr RouteMapFeatures() noexcept = default;

@@ -89,8 +89,8 @@ PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::place( TrieNode & node,
    if( r > kStride ) {
       const Slot slot = loneSlot != kNoSlot ? loneSlot : data_.allocate( 1 );
       const size_t self = static_cast<size_t>( &node - nodes_.data() );
-      const uint32_t base = nodes_.grow( node.childBase, node.childCount(), TrieNode::rank( node.child, v ),
-                                         TrieNode::makeLone( bits, length, slot ) );
+      const uint32_t base =
+         nodes_.grow( node.childBase, node.childCount(), TrieNode::rank( node.child, v ), TrieNode::makeLone( bits, length, slot ) );
       nodes_[ self ].childBase = base;
       nodes_[ self ].child |= uint64_t( 1 ) << v;
       return slot;

@@ -138,8 +138,8 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    Ferule::AddressFamily af_;
    uint32_t version_ = 0;
    size_t prefixCount_ = 0;
-   Arena<TrieNode, 64> nodes_;                           // the first is the root
-   Arena<Quoin::Ptr<const PrefixData>, 127> data_;       // heads of chains
+   Arena<TrieNode, 64> nodes_;                       // the first is the root
+   Arena<Quoin::Ptr<const PrefixData>, 127> data_;   // heads of chains
 };
 
 }   // namespace Routing

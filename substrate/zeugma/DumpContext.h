@@ -56,7 +56,7 @@ ROUTEPOLICY_API void doObjDumpMissingAttributes( const DumpContextPtr & ctx, con
 
 /// Prints through _objDumpPrintf: the format behind "%*c" with a blank as wide as the indent, and as it stands at indent 0.
 /// A macro, since the compiler checks formats in literals only.
-#define ZEUGMA_OBJ_DUMP_LINE( ctx, indent, format, ... )                                               \
+#define ZEUGMA_OBJ_DUMP_LINE( ctx, indent, format, ... )                                                           \
    ( ( indent ) > 0 ? ::Zeugma::_objDumpPrintf( ctx, "%*c" format, int( indent ), ' ' __VA_OPT__(, ) __VA_ARGS__ ) \
                     : ::Zeugma::_objDumpPrintf( ctx, format __VA_OPT__(, ) __VA_ARGS__ ) )
 
@@ -69,8 +69,7 @@ void dumpChild( const DumpContextPtr & ctx, const char * type, const Quoin::Ptr<
    if( ctx->genericOutput() ) return doObjDumpGeneric( ctx, type, child.get(), indent );
    child->dumpState( ctx, indent );
    ctx->ensureBufEndsWithNewLine();
-   if constexpr( requires { T::kAttributesNotDumped; } )
-      doObjDumpMissingAttributes( ctx, T::kAttributesNotDumped, indent + 2 );
+   if constexpr( requires { T::kAttributesNotDumped; } ) doObjDumpMissingAttributes( ctx, T::kAttributesNotDumped, indent + 2 );
 }
 
 }   // namespace Zeugma

@@ -15,17 +15,15 @@ namespace Zeugma {
 /// value: two absent ones are equal whatever their low bits. Threading: a plain value.
 class ROUTEPOLICY_API MaybeU63 {
  public:
-   constexpr MaybeU63() noexcept = default;                                // absent
-   constexpr MaybeU63( uint64_t word ) noexcept : word_( word ) {}         // absent from 2^63 on
+   constexpr MaybeU63() noexcept = default;                          // absent
+   constexpr MaybeU63( uint64_t word ) noexcept : word_( word ) {}   // absent from 2^63 on
    static constexpr uint64_t kAbsent = uint64_t( 1 ) << 63;
 
    constexpr bool present() const noexcept { return !( word_ & kAbsent ); }
    /// The value; 0 when absent.
    constexpr uint64_t value() const noexcept { return present() ? word_ : 0; }
 
-   friend constexpr bool operator==( MaybeU63 a, MaybeU63 b ) noexcept {
-      return a.word_ == b.word_ || ( !a.present() && !b.present() );
-   }
+   friend constexpr bool operator==( MaybeU63 a, MaybeU63 b ) noexcept { return a.word_ == b.word_ || ( !a.present() && !b.present() ); }
    static bool isEq( const void * a, const void * b ) noexcept {
       return *static_cast<const MaybeU63 *>( a ) == *static_cast<const MaybeU63 *>( b );
    }
