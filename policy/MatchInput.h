@@ -1,6 +1,7 @@
 /// @file policy/MatchInput.h
 /// A route as an agent describes it to policy. Agents derive from it to compute a field late: matchers read the route through
-/// the virtual getters only. Threading: a plain value; one evaluation reads it at a time, unless its getters stand more.
+/// the virtual getters, and directly no more than the switches. Threading: a plain value; one evaluation reads it at a time, unless
+/// its getters stand more.
 #pragma once
 
 #include <ostream>

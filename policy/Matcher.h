@@ -31,8 +31,9 @@ class ROUTEPOLICY_API Matcher : public Quoin::Node {
 
 /// The matcher's text; "NULL" for a null.
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const Matcher * matcher );
-inline std::ostream & operator<<( std::ostream & os, const Quoin::Ptr<const Matcher> & matcher ) {
-   return os << matcher.get();
+template <std::derived_from<Matcher> T>
+std::ostream & operator<<( std::ostream & os, const Quoin::Ptr<T> & matcher ) {
+   return os << static_cast<const Matcher *>( matcher.get() );
 }
 
 }   // namespace Routing::Policy

@@ -1,5 +1,8 @@
 #include "policy/Policy.h"
 
+#include <algorithm>
+#include <unordered_set>
+
 #include "substrate/quoin/Assert.h"
 #include "substrate/trailmark/Trailmark.h"
 
@@ -201,14 +204,14 @@ void PolicyEval::applySetters( const Matched & matched, Result_ & result ) const
 }
 
 void PolicyEval::applyDeferredSetters( Result_ & result ) {
-   const Quoin::Ptr<DeferredPolicySetters> dps = result.dps();
-   auto & deferred = dps->setters();
-   for( size_t i = 0; i < deferred.size(); ) {
-      const Setter * setter = deferred[ i ];
-      setter->deferredSetValue( &result );   // which may register more, and take itself or others off
-      if( i < deferred.size() && deferred[ i ] == setter ) ++i;
+   std::unordered_set<const Setter *> ran;
+   while( const auto dps = result.dps() ) {   // what runs may register more, and take itself, others or the whole list off
+      auto & deferred = dps->setters();
+      const auto next = std::find_if( deferred.begin(), deferred.end(), [ & ]( const Setter * s ) { return !ran.contains( s ); } );
+      if( next == deferred.end() ) return deferred.clear();
+      ran.insert( *next );
+      ( *next )->deferredSetValue( &result );
    }
-   deferred.clear();
 }
 
 // ---- snapshots
@@ -319,18 +322,19 @@ bool PolicyEval::evalListEntry( const MatchInput_ * input, RmPrecedence p, const
                                 Matched & matched ) const {
    if( status->seqStatus().empty() ) return true;   // what has nothing to say neither permits nor denies
    if( !context_ ) return evalRouteMap( input, *status, matched );
-   const bool logged = shouldLogEval_ && p == RmPrecedence::routeMapPrecedence;
-   if( !logged && !context_->log() ) return evalRouteMap( input, *status, matched );
-   // A client's own log is not written by a list. What is installed goes also when a matcher throws; only a finished log is queued.
+   if( !shouldLogEval_ || p != RmPrecedence::routeMapPrecedence ) {
+      const PolicyEvalContext::LogPause pause( context_ );   // a log that a client installed is not for lists
+      return evalRouteMap( input, *status, matched );
+   }
+   // The log goes back to null also when a matcher throws; only a finished one is queued.
    struct Installed {
       Quoin::Ptr<PolicyEvalContext> context;
-      Quoin::Ptr<PolicyEvaluationLog> after;
-      ~Installed() { context->logIs( after ); }
-   } installed{ context_, logged ? nullptr : context_->log() };
-   const auto log = logged ? Quoin::makeNode<PolicyEvaluationLog>( status ) : nullptr;
+      ~Installed() { context->logIs( nullptr ); }
+   } installed{ context_ };
+   const auto log = Quoin::makeNode<PolicyEvaluationLog>( status );
    installed.context->logIs( log );
    const bool permit = evalRouteMap( input, *status, matched );
-   if( log ) installed.context->evaluationLogEnq( log );
+   installed.context->evaluationLogEnq( log );
    return permit;
 }
 
@@ -351,7 +355,7 @@ bool PolicyEval::evalFunction( const Gyre::FunctionStatusBase & function, RmPrec
    } flag{ *gyreCtx, shouldLogEval_ };
    const auto code = function.aet()->evaluate( gyreCtx );
    if( flag.on ) {
-      auto log = gyreCtx->takeEvaluationLog();
+      auto log = gyreCtx->takeEvaluationLog();   // null from one that keeps none
       if( log && context_ ) context_->evaluationLogEnq( log );
    }
    return code == Gyre::Eval::ResultCode::permit;

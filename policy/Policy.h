@@ -18,7 +18,7 @@ namespace Routing::Policy {
 
 /// Evaluates routes. An agent keeps one and reuses it; between calls it holds its two attributes and nothing else.
 /// Evaluation reads the policy and never changes it, allocates nothing on the ordinary path, and reports no errors: it answers.
-/// What a matcher or setter throws goes through, and leaves neither a log installed nor a setter deferred.
+/// What a matcher or setter throws goes through, and leaves no setter deferred, and no log installed but a client's own.
 /// Sub route maps are walked recursively; their depth is bounded by the thread's stack (20,000 levels fit into 8 MB).
 /// Threading: without a context, any number of threads may use one PolicyEval on one policy at once. With a context it belongs
 /// to one thread.

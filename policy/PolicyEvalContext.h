@@ -4,6 +4,8 @@
 /// Threading: one evaluation at a time, without a lock.
 #pragma once
 
+#include <utility>
+
 #include "policy/PolicyEvaluationLog.h"
 #include "routepolicy_export.h"
 #include "substrate/plinth/LinkStack.h"
@@ -37,6 +39,21 @@ class ROUTEPOLICY_API PolicyEvalContext : public Quoin::Node {
    LogPtr callStack( uint32_t index ) const;
    void callStackDel( uint32_t index ) { callStack_.erase( index ); }
    void callStackDelAll() { callStack_.reset(); }
+
+   /// While one stands, the context has no log; the call stack stays as it is.
+   class LogPause {
+    public:
+      explicit LogPause( const Quoin::Ptr<PolicyEvalContext> & context ) : context_( context ), log_( std::move( context->log_ ) ) {}
+      ~LogPause() {
+         if( !context_->log_ ) context_->log_ = std::move( log_ );
+      }
+      LogPause( const LogPause & ) = delete;
+      LogPause & operator=( const LogPause & ) = delete;
+
+    private:
+      Quoin::Ptr<PolicyEvalContext> context_;
+      LogPtr log_;
+   };
 
    /// Finished logs, oldest first.
    const Plinth::Queue<FinishedLogPtr> & evaluationLog() const noexcept { return evaluationLog_; }

@@ -19,6 +19,7 @@ Quoin::Ptr<RouteMapStatus> RouteMapStatus::newFrom( const Quoin::Ptr<const Route
 }
 
 void RouteMapStatus::clone( const Zeugma::BaseNotifyingType & source ) {
+   Quoin::ReleaseScope scope;   // a reaction may drop this route map
    const auto & src = static_cast<const RouteMapStatus &>( source );
    for( auto i = seqStatus_.first(); i; i.next() )
       if( !src.seqStatus_.find( i.key() ) ) seqStatusDel( i.key() );
@@ -47,7 +48,7 @@ Quoin::Ptr<RouteMapStatus> RouteMapStatus::deepCopy() const {
 
 void RouteMapStatus::seqStatusIs( const Quoin::Ptr<const RouteMapSeqStatus> & seq ) {
    if( !seq ) Plinth::throwMutatorArgNullPointerException( "RouteMapStatus::seqStatusIs" );
-   Quoin::ReleaseScope scope;   // a reaction may drop this route map
+   Quoin::ReleaseScope scope;
    const uint32_t seqno = seq->seqno();
    const auto old = seqStatus( seqno );
    if( !seqStatus_.put( seqno, seq ) ) return;
@@ -76,6 +77,7 @@ void RouteMapStatus::handleSeqStatus() {
 }
 
 void RouteMapStatus::updateFeatures() {
+   Quoin::ReleaseScope scope;
    RouteMapFeatures all;
    for( const auto & [ seqno, seq ] : seqStatus_ ) all.updateFrom( seq->getFeatures() );
    featuresIs( all );

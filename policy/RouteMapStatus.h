@@ -2,7 +2,8 @@
 /// A compiled route map: sequences by number, and what they have in common.
 /// Ownership: symbols, lists, parents, snapshots and logs share it; it shares its sequences.
 /// Threading: compilation writes it before it is published; from then on it is read only, by any number of threads.
-/// Invariant: while updateFeaturesOnSeqStatusChange is set, `features` is the union over the sequences as they were last stored.
+/// Invariant: from updateFeatures() on, `features` is the union over the sequences as they were last stored; switching
+/// updateFeaturesOnSeqStatusChange off ends that until the next call.
 #pragma once
 
 #include "policy/RouteMapSeqStatus.h"

@@ -38,8 +38,9 @@ class ROUTEPOLICY_API Setter : public Quoin::Node {
 
 /// The setter's text; "NULL" for a null.
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const Setter * setter );
-inline std::ostream & operator<<( std::ostream & os, const Quoin::Ptr<const Setter> & setter ) {
-   return os << setter.get();
+template <std::derived_from<Setter> T>
+std::ostream & operator<<( std::ostream & os, const Quoin::Ptr<T> & setter ) {
+   return os << static_cast<const Setter *>( setter.get() );
 }
 
 /// The base of what an agent hands to the makers of its setters.

@@ -30,7 +30,8 @@ class ROUTEPOLICY_API RendererV2 {
    void writeComma() {
       if( !firstItem_ ) write( "," );
    }
-   /// The text with quotes, backslashes and control characters escaped; the surrounding quotes are the caller's.
+   /// The text with quotes, backslashes and control characters escaped; the surrounding quotes are the caller's. `text` is not
+   /// this renderer's own.
    void writeQuotedString( std::string_view text );
    void writeQuotedString( const Routing::RouteMap::MatchOption & option );
 

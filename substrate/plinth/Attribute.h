@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "substrate/plinth/Exception.h"
+#include "substrate/quoin/Node.h"
 #include "substrate/quoin/Publisher.h"
 
 namespace Plinth {
@@ -63,12 +64,14 @@ void eraseMember( Quoin::Publisher & publisher, Quoin::FieldId field, Collection
 /// Empties the collection first and then tells of every member, so that no reactor sees half of it.
 template <class Collection>
 void eraseAllMembers( Quoin::Publisher & publisher, Quoin::FieldId field, Collection & collection ) {
+   Quoin::ReleaseScope scope;   // a reaction may drop the owner
    for( const auto & [ key, value ] : collection.takeAll() ) publishMember( publisher, field, key, &value );
 }
 
 /// Makes `to` hold what `from` holds, telling of each real change.
 template <class Collection>
 void cloneMembers( Quoin::Publisher & publisher, Quoin::FieldId field, Collection & to, const Collection & from ) {
+   Quoin::ReleaseScope scope;
    for( auto i = to.first(); i; i.next() )
       if( !from.find( i.key() ) ) eraseMember( publisher, field, to, i.key() );
    for( const auto & [ key, value ] : from ) putMember( publisher, field, "clone", to, key, value );

@@ -103,6 +103,28 @@ struct Watcher final : Quoin::Subscriber {
    std::vector<std::string> log;
 };
 
+/// Lets go of the last handle of an object at its first change.
+template <class T>
+struct Dropper final : Quoin::Subscriber {
+   explicit Dropper( Quoin::Ptr<T> o ) : object( std::move( o ) ) { object->publisher()->subscriberAdd( this ); }
+   void onChange( const Quoin::Change & ) override {
+      ++heard;
+      object = nullptr;
+   }
+   Quoin::Ptr<T> object;
+   int heard = 0;
+};
+
+/// Runs `write` on an object whose last handle goes at the first change; gives how many changes were told all the same.
+template <class T>
+int toldWhileDropped( Quoin::Ptr<T> object, const std::function<void( T & )> & write ) {
+   T * const raw = object.get();
+   Dropper<T> dropper( std::move( object ) );
+   write( *raw );
+   EXPECT_FALSE( dropper.object );
+   return dropper.heard;
+}
+
 /// The text of a value on a stream whose settings would spoil any number that trusts them.
 template <class T>
 std::string textOnOddStream( const T & value ) {

@@ -75,6 +75,13 @@ TEST( Matcher, textDoesNotDependOnTheLocale ) {
    EXPECT_EQ( text, "BareMatcher 42" );
 }
 
+TEST( Matcher, everyKindOfHandlePrintsTheText ) {
+   const auto own = makeNode<BareMatcher>();
+   std::ostringstream os;
+   os << own << ';' << Quoin::Ptr<const BareMatcher>( own ) << ';' << Quoin::Ptr<Matcher>( own ) << ';' << Quoin::Ptr<BareMatcher>();
+   EXPECT_EQ( os.str(), "BareMatcher 42;BareMatcher 42;BareMatcher 42;NULL" );
+}
+
 TEST( Matcher, aNullPrintsAsNull ) {
    std::ostringstream os;
    os << static_cast<const Matcher *>( nullptr ) << ';' << Quoin::Ptr<const Matcher>() << ';';

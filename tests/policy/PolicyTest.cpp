@@ -606,6 +606,74 @@ TEST( PolicyEval, aDeferredSetterMayCallTheRestOff ) {
    EXPECT_FALSE( result.dps() );
 }
 
+// A list in which each deferred setter may do something to the list in its late half.
+struct PolicyEvalLateTest : testing::Test {
+   Ptr<LateSetter> late( const char * name, std::function<void( Result_ * )> work = nullptr ) {
+      setters.push_back( makeNode<LateSetter>( ran, name, std::move( work ) ) );
+      return setters.back();
+   }
+   Journal apply() {
+      auto map = makeNode<RouteMapStatus>( "RM" );
+      for( uint32_t i = 0; i < matched.size(); ++i ) {
+         const auto s = makeNode<RouteMapSeqStatus>( 10 * ( i + 1 ) );
+         s->setterIs( SetOption::setMetric, matched[ i ] );
+         steps.push_back( s.get() );
+         map->seqStatusIs( s );
+      }
+      PolicyEval().applyPolicySetters( &steps, &result );
+      EXPECT_EQ( result.deferredSetters(), 0u );
+      return ran;
+   }
+   Journal ran;
+   Result_ result;
+   MatchedRouteMapSequences steps;
+   std::vector<Ptr<LateSetter>> setters;   // all that were made
+   std::vector<Ptr<LateSetter>> matched;   // those that matched sequences hold
+};
+
+TEST_F( PolicyEvalLateTest, oneMayTakeItselfOff ) {
+   Ptr<LateSetter> self;
+   self = late( "a", [ & ]( Result_ * r ) { r->deferredSetterDel( self.get() ); } );
+   matched = { self, late( "b" ), late( "c" ) };
+   EXPECT_THAT( apply(), ElementsAre( "a", "b", "c" ) );
+}
+
+TEST_F( PolicyEvalLateTest, oneMayTakeOthersOff ) {
+   const auto a = late( "a" );
+   const auto c = late( "c" );
+   const auto b = late( "b", [ & ]( Result_ * r ) {
+      r->deferredSetterDel( a.get() );
+      r->deferredSetterDel( c.get() );
+   } );
+   matched = { a, b, c, late( "d" ) };
+   EXPECT_THAT( apply(), ElementsAre( "a", "b", "d" ) );
+}
+
+TEST_F( PolicyEvalLateTest, theWorkOfOneRunsOnceHoweverOftenItComesBack ) {
+   Ptr<LateSetter> a, b;
+   const auto comeBack = []( const Ptr<LateSetter> & self ) {
+      return [ &self ]( Result_ * r ) {
+         r->deferredSetterDel( self.get() );
+         r->deferredSetterIs( self.get() );
+      };
+   };
+   a = late( "a", comeBack( a ) );
+   b = late( "b", comeBack( b ) );
+   matched = { a, b };
+   EXPECT_THAT( apply(), ElementsAre( "a", "b" ) );
+}
+
+TEST_F( PolicyEvalLateTest, aNewListInPlaceOfTheOldOneRunsToo ) {
+   const auto other = late( "other" );
+   matched = { late( "a",
+                     [ & ]( Result_ * r ) {
+                        r->deferredSetterDelAll();
+                        r->deferredSetterIs( other.get() );
+                     } ),
+               late( "b" ) };
+   EXPECT_THAT( apply(), ElementsAre( "a", "other" ) );
+}
+
 // ---- snapshots
 
 TEST( PolicyEval, aSnapshotOfADenyIsNull ) {
@@ -1318,6 +1386,29 @@ TEST_F( PolicyEvalLogTest, nothingIsLoggedUnlessAskedFor ) {
    EXPECT_TRUE( run( listOf( { { 4, routeMap( "RM", { seq( 10 ) } ) } } ) ) );
    EXPECT_EQ( eval.evaluationLogs(), nullptr );
    EXPECT_FALSE( run( listOf( { { 4, routeMap( "RM", { seq( 10 ).deny() } ) } } ) ) );
+}
+
+TEST_F( PolicyEvalLogTest, aClientsOwnLogAndCallStackStandAsideWhileAListRuns ) {
+   eval.shouldLogEvalIs( false );
+   const auto map = routeMap( "RM", { seq( 10 ) } );
+   const auto own = makeNode<PolicyEvaluationLog>( map );
+   const std::string unwritten = fieldsOf( *own );
+   const auto below = makeNode<PolicyEvaluationLog>( routeMap( "below" ) );
+   eval.context()->logIs( own );
+   eval.context()->callStackReset( below );
+   eval.context()->callStackPush( own );
+   const auto throws = matcher( true, [ & ] {
+      EXPECT_FALSE( eval.context()->log() );
+      throw std::runtime_error( "matcher" );
+   } );
+   EXPECT_TRUE( run( listOf( { { 4, map }, { 5, map } } ) ) );
+   EXPECT_THROW( run( listOf( { { 4, routeMap( "RM", { seq( 10 ).match( throws ) } ) } } ) ), std::runtime_error );
+   EXPECT_EQ( eval.context()->log(), own );
+   EXPECT_EQ( eval.context()->callStack().count(), 2u );
+   EXPECT_EQ( eval.context()->callStackTop(), own );
+   EXPECT_EQ( eval.context()->callStackBottom(), below );
+   EXPECT_EQ( fieldsOf( *own ), unwritten );
+   EXPECT_THAT( logs(), IsEmpty() );
 }
 
 TEST_F( PolicyEvalLogTest, evaluatingOneRouteMapQueuesNothing ) {

@@ -420,4 +420,17 @@ TEST_F( RouteMapSeqStatusTest, aLongChainOfContinuesIsCutOnASmallStack ) {
    EXPECT_EQ( chain->continueSeq(), nullptr );
 }
 
+TEST_F( RouteMapSeqStatusTest, aReactionMayDropTheSequence ) {
+   const auto full = [] {
+      return seq( 10, deny,
+                  { { MatchOption::matchTag, makeNode<FixedMatcher>( true ) }, { MatchOption::matchMetric, makeNode<FixedMatcher>( true ) } },
+                  { { SetOption::setMetric, makeNode<DistanceSetter>( 1 ) }, { SetOption::setDistance, makeNode<DistanceSetter>( 2 ) } } );
+   };
+   using Seq = RouteMapSeqStatus;
+   EXPECT_EQ( toldWhileDropped<Seq>( full(), []( Seq & s ) { s.matcherDelAll(); } ), 2 );
+   EXPECT_EQ( toldWhileDropped<Seq>( full(), []( Seq & s ) { s.setterDelAll(); } ), 2 );
+   EXPECT_EQ( toldWhileDropped<Seq>( seq( 10 ), [ & ]( Seq & s ) { s.clone( *full() ); } ), 5 );
+   EXPECT_EQ( toldWhileDropped<Seq>( full(), []( Seq & s ) { s.clone( *seq( 10 ) ); } ), 5 );
+}
+
 }   // namespace

@@ -578,4 +578,21 @@ TEST_F( RouteMapStatusTest, deeplyNestedSubRouteMapsAreReleasedOnASmallStack ) {
    EXPECT_EQ( innermost->useCount(), 1u );
 }
 
+TEST_F( RouteMapStatusTest, aReactionMayDropTheRouteMap ) {
+   using Map = RouteMapStatus;
+   const auto two = [] { return routeMap( "RM", { seqWith( 10, 2 ), seqWith( 20, 4 ) } ); };
+   EXPECT_EQ( toldWhileDropped<Map>( two(), []( Map & m ) { m.seqStatusIs( seqWith( 30, 8 ) ); } ), 2 );
+   EXPECT_EQ( toldWhileDropped<Map>( two(), []( Map & m ) { m.seqStatusDel( 10 ); } ), 2 );
+   EXPECT_EQ( toldWhileDropped<Map>( two(), []( Map & m ) { m.seqStatusDelAll(); } ), 3 );
+   EXPECT_EQ( toldWhileDropped<Map>( routeMap( "RM" ), [ & ]( Map & m ) { m.clone( *two() ); } ), 4 );
+   EXPECT_EQ( toldWhileDropped<Map>( two(), []( Map & m ) { m.featuresIs( 1 ); } ), 1 );
+}
+
+TEST_F( RouteMapStatusTest, aReactionMayDropTheRouteMapWhoseFeaturesAreUpdated ) {
+   auto stale = routeMap( "RM", { seqWith( 10, 2 ) } );
+   stale->updateFeaturesOnSeqStatusChangeIs( false );
+   stale->featuresIs( 1 );
+   EXPECT_EQ( toldWhileDropped<RouteMapStatus>( std::move( stale ), []( RouteMapStatus & m ) { m.updateFeatures(); } ), 2 );
+}
+
 }   // namespace

@@ -37,6 +37,13 @@ TEST( Setter, textIsThatOfTheDerivedSetter ) {
    EXPECT_EQ( os.str(), "BareSetter 42;BareSetter 42;" );
 }
 
+TEST( Setter, everyKindOfHandlePrintsTheText ) {
+   const auto own = makeNode<BareSetter>();
+   std::ostringstream os;
+   os << own << ';' << Quoin::Ptr<const BareSetter>( own ) << ';' << Quoin::Ptr<Setter>( own ) << ';' << Quoin::Ptr<BareSetter>();
+   EXPECT_EQ( os.str(), "BareSetter 42;BareSetter 42;BareSetter 42;NULL" );
+}
+
 TEST( Setter, aNullPrintsAsNull ) {
    std::ostringstream os;
    os << static_cast<const Setter *>( nullptr ) << ';' << Quoin::Ptr<const Setter>() << ';';
