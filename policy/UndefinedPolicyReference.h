@@ -2,10 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <ostream>
+
+#include "substrate/quoin/Value.h"
 
 namespace Routing::Policy {
 
 /// What kinds of thing a route map, or a map that it calls, refers to although they do not exist. A plain value of one byte.
+/// Text: "none", or the names of the bits, as bitsText() writes them.
 struct UndefinedPolicyReferenceBitfield {
    enum Bit : uint8_t { subRouteMapUndefined = 1, prefixListUndefined = 2, commListUndefined = 4, aggRoleAttrMapUndefined = 8 };
    uint8_t value = 0;
@@ -19,6 +23,22 @@ struct UndefinedPolicyReferenceBitfield {
       return { static_cast<uint8_t>( a.value | b.value ) };
    }
    friend constexpr bool operator==( UndefinedPolicyReferenceBitfield, UndefinedPolicyReferenceBitfield ) = default;
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<UndefinedPolicyReferenceBitfield>( a, b ); }
+   constexpr uint32_t hash() const noexcept { return value; }
+   friend std::ostream & operator<<( std::ostream & os, UndefinedPolicyReferenceBitfield bits ) {
+      return os << ( bits.value ? Quoin::bitsText( bits.value, nameOf ) : "none" );
+   }
+
+ private:
+   static constexpr const char * nameOf( Bit bit ) noexcept {
+      switch( bit ) {
+         case subRouteMapUndefined: return "subRouteMapUndefined";
+         case prefixListUndefined: return "prefixListUndefined";
+         case commListUndefined: return "commListUndefined";
+         case aggRoleAttrMapUndefined: return "aggRoleAttrMapUndefined";
+      }
+      return nullptr;
+   }
 };
 
 }   // namespace Routing::Policy

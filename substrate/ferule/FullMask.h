@@ -1,6 +1,10 @@
 /// @file substrate/ferule/FullMask.h
-/// Addresses with a mask of any shape, as access list rules have them. Threading: plain values.
+/// Addresses with a mask of any shape, as access list rules have them. Text: the address, a slash, and the length of the mask, or
+/// the mask written as an address when it is no length. Threading: plain values.
 #pragma once
+
+#include <cstdint>
+#include <ostream>
 
 #include "routepolicy_export.h"
 #include "substrate/ferule/IpPrefix.h"
@@ -8,10 +12,13 @@
 namespace Ferule {
 
 /// An IPv4 address and mask; a one bit in the mask must agree.
-struct IpAddrWithFullMask {
+struct ROUTEPOLICY_API IpAddrWithFullMask {
    IpAddr address;
    IpAddr mask;
    friend constexpr auto operator<=>( const IpAddrWithFullMask &, const IpAddrWithFullMask & ) = default;
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<IpAddrWithFullMask>( a, b ); }
+   uint32_t hash() const noexcept;
+   Quoin::String toStrep() const;
 };
 
 /// An IPv6 address and the length of its mask, which is contiguous.
@@ -20,6 +27,9 @@ struct ROUTEPOLICY_API Ip6AddrWithMask {
    uint8_t length = 0;
    constexpr Ip6Prefix subnet() const noexcept { return { Ip6Addr( address.bits() & Bits128::leadingOnes( length ) ), length }; }
    friend constexpr auto operator<=>( const Ip6AddrWithMask &, const Ip6AddrWithMask & ) = default;
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<Ip6AddrWithMask>( a, b ); }
+   uint32_t hash() const noexcept;
+   Quoin::String toStrep() const;
 };
 
 /// An address of either family with a mask of any shape.
@@ -50,10 +60,18 @@ class ROUTEPOLICY_API IpGenAddrWithFullMask {
    }
 
    friend constexpr auto operator<=>( const IpGenAddrWithFullMask &, const IpGenAddrWithFullMask & ) = default;
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<IpGenAddrWithFullMask>( a, b ); }
+   uint32_t hash() const noexcept;
+   /// "unset" for no family.
+   Quoin::String toStrep() const;
 
  private:
    IpGenAddr address_;
    Bits128 mask_;
 };
+
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const IpAddrWithFullMask & a );
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const Ip6AddrWithMask & a );
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const IpGenAddrWithFullMask & a );
 
 }   // namespace Ferule

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "substrate/quoin/String.h"
+#include "substrate/quoin/Value.h"
 
 namespace Ferule {
 
@@ -19,6 +20,7 @@ class IntfId {
    constexpr uint32_t id() const noexcept { return id_; }
    constexpr uint32_t hash() const noexcept { return id_; }
    friend constexpr auto operator<=>( const IntfId &, const IntfId & ) = default;
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<IntfId>( a, b ); }
    Quoin::String toStrep() const { return Quoin::String( std::to_string( id_ ) ); }
    friend std::ostream & operator<<( std::ostream & os, const IntfId & intf ) { return os << intf.toStrep(); }
 

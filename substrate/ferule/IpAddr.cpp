@@ -60,6 +60,10 @@ IpAddr::IpAddr( std::string_view text ) {
    value_ = static_cast<uint32_t>( word( *bytes, 0 ) >> 32 );
 }
 
+uint32_t IpAddr::hash() const noexcept {
+   return IpGenAddr( *this ).hash();
+}
+
 Quoin::String IpAddr::toStrep() const {
    return printBytes( AF_INET, toBytes( { uint64_t( value_ ) << 32, 0 } ) );
 }
@@ -68,6 +72,10 @@ Ip6Addr::Ip6Addr( std::string_view text ) {
    auto bytes = parseBytes( AF_INET6, text );
    if( !bytes ) throwNotAnAddress( "IPv6 address", text );
    bits_ = toBits( *bytes );
+}
+
+uint32_t Ip6Addr::hash() const noexcept {
+   return IpGenAddr( *this ).hash();
 }
 
 Quoin::String Ip6Addr::toStrep() const {

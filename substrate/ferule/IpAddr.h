@@ -12,6 +12,7 @@
 #include "routepolicy_export.h"
 #include "substrate/ferule/AddressFamily.h"
 #include "substrate/quoin/String.h"
+#include "substrate/quoin/Value.h"
 
 namespace Ferule {
 
@@ -42,6 +43,8 @@ class ROUTEPOLICY_API IpAddr {
 
    constexpr uint32_t value() const noexcept { return value_; }   // host order: the first byte is the highest
    friend constexpr auto operator<=>( const IpAddr &, const IpAddr & ) = default;
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<IpAddr>( a, b ); }
+   uint32_t hash() const noexcept;
    Quoin::String toStrep() const;
 
  private:
@@ -58,6 +61,8 @@ class ROUTEPOLICY_API Ip6Addr {
 
    constexpr Bits128 bits() const noexcept { return bits_; }
    friend constexpr auto operator<=>( const Ip6Addr &, const Ip6Addr & ) = default;
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<Ip6Addr>( a, b ); }
+   uint32_t hash() const noexcept;
    Quoin::String toStrep() const;
 
  private:
@@ -84,11 +89,9 @@ class ROUTEPOLICY_API IpGenAddr {
       const auto byFamily = a.af_ <=> b.af_;
       return byFamily != 0 ? byFamily : a.bits_ <=> b.bits_;
    }
-   static bool isEq( const void * a, const void * b ) noexcept {
-      return *static_cast<const IpGenAddr *>( a ) == *static_cast<const IpGenAddr *>( b );
-   }
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<IpGenAddr>( a, b ); }
    uint32_t hash() const noexcept;
-   /// The family's text; "unset" for no family.
+   /// The family's text; "unset" for any other than the two.
    Quoin::String toStrep() const;
 
  private:

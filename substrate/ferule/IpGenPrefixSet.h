@@ -1,14 +1,19 @@
 /// @file substrate/ferule/IpGenPrefixSet.h
 #pragma once
 
+#include <cstdint>
+#include <ostream>
 #include <set>
+#include <string>
+#include <utility>
 
 #include "substrate/ferule/IpPrefix.h"
 #include "substrate/quoin/Node.h"
+#include "substrate/zeugma/HashMix.h"
 
 namespace Ferule {
 
-/// Prefixes, each once, in ascending order. Threading: any number of readers, or one writer.
+/// Prefixes, each once, in ascending order. Text: "{a, b}" in that order. Threading: any number of readers, or one writer.
 class IpGenPrefixSet : public Quoin::Node {
  public:
    /// False when it is there already.
@@ -17,6 +22,24 @@ class IpGenPrefixSet : public Quoin::Node {
    size_t count() const noexcept { return prefixes_.size(); }
    auto begin() const noexcept { return prefixes_.begin(); }
    auto end() const noexcept { return prefixes_.end(); }
+
+   /// By the prefixes: two sets may be equal and each its own node.
+   friend bool operator==( const IpGenPrefixSet & a, const IpGenPrefixSet & b ) noexcept { return a.prefixes_ == b.prefixes_; }
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<IpGenPrefixSet>( a, b ); }
+   uint32_t hash() const noexcept {
+      Zeugma::HashMix mix;
+      for( const auto & p : prefixes_ ) {
+         const uint32_t part = p.hash();
+         mix.mixBytes4( reinterpret_cast<const unsigned char *>( &part ) );
+      }
+      return mix;
+   }
+   Quoin::String toStrep() const {
+      std::string text = "{";
+      for( const auto & p : prefixes_ ) text.append( text.size() > 1 ? ", " : "" ).append( p.toStrep().view() );
+      return Quoin::String( std::move( text += '}' ) );
+   }
+   friend std::ostream & operator<<( std::ostream & os, const IpGenPrefixSet & set ) { return os << set.toStrep(); }
 
  private:
    std::set<IpGenPrefix> prefixes_;

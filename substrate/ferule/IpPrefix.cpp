@@ -7,6 +7,20 @@
 
 namespace Ferule {
 
+uint32_t IpPrefix::hash() const noexcept {
+   return IpGenPrefix( address, length ).hash();
+}
+Quoin::String IpPrefix::toStrep() const {
+   return IpGenPrefix( address, length ).toStrep();
+}
+
+uint32_t Ip6Prefix::hash() const noexcept {
+   return IpGenPrefix( *this ).hash();
+}
+Quoin::String Ip6Prefix::toStrep() const {
+   return IpGenPrefix( *this ).toStrep();
+}
+
 IpGenPrefix::IpGenPrefix( std::string_view text ) {
    const auto slash = text.find( '/' );
    addr_ = IpGenAddr( text.substr( 0, slash ) );
@@ -26,6 +40,12 @@ Quoin::String IpGenPrefixBase::toStrep() const {
    return addr_.toStrep() + Quoin::String( "/" + std::to_string( length() ) );
 }
 
+std::ostream & operator<<( std::ostream & os, const IpPrefix & p ) {
+   return os << p.toStrep();
+}
+std::ostream & operator<<( std::ostream & os, const Ip6Prefix & p ) {
+   return os << p.toStrep();
+}
 std::ostream & operator<<( std::ostream & os, const IpGenPrefixBase & p ) {
    return os << p.toStrep();
 }

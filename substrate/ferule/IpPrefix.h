@@ -12,15 +12,19 @@
 
 namespace Ferule {
 
-/// An IPv4 address and a length. The length is not judged here: above 32 it is a value like any other.
-struct IpPrefix {
+/// An IPv4 address and a length. The length is not judged here: above 32 it is a value like any other. Text: the address, a slash
+/// and the length.
+struct ROUTEPOLICY_API IpPrefix {
    IpAddr address;
    uint8_t length = 0;
    friend constexpr auto operator<=>( const IpPrefix &, const IpPrefix & ) = default;
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<IpPrefix>( a, b ); }
+   uint32_t hash() const noexcept;
+   Quoin::String toStrep() const;
 };
 
-/// An IPv6 address and a length.
-struct Ip6Prefix {
+/// An IPv6 address and a length. Text: as IpPrefix.
+struct ROUTEPOLICY_API Ip6Prefix {
    Ip6Addr address;
    uint8_t length = 0;
    /// Whether the leading `length` bits of the two agree.
@@ -28,6 +32,9 @@ struct Ip6Prefix {
       return ( ( address.bits() ^ a.bits() ) & Bits128::leadingOnes( length ) ).none();
    }
    friend constexpr auto operator<=>( const Ip6Prefix &, const Ip6Prefix & ) = default;
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<Ip6Prefix>( a, b ); }
+   uint32_t hash() const noexcept;
+   Quoin::String toStrep() const;
 };
 
 /// What a prefix of either family is made of.
@@ -75,12 +82,12 @@ class ROUTEPOLICY_API IpGenPrefix : public IpGenPrefixBase {
       return af() == AddressFamily::ipv4 ? IpGenPrefix( IpAddr( uint32_t( bits.high >> 32 ) ), length() ) : IpGenPrefix();
    }
 
-   static bool isEq( const void * a, const void * b ) noexcept {
-      return *static_cast<const IpGenPrefix *>( a ) == *static_cast<const IpGenPrefix *>( b );
-   }
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<IpGenPrefix>( a, b ); }
    uint32_t hash() const noexcept;
 };
 
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const IpPrefix & p );
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const Ip6Prefix & p );
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const IpGenPrefixBase & p );
 
 }   // namespace Ferule

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <utility>
 
+#include "substrate/quoin/Value.h"
+
 namespace Quoin {
 
 /// An immutable text of any bytes, ordered and compared bytewise. Assignment replaces the whole value.
@@ -35,6 +37,7 @@ class String {
    operator std::string_view() const noexcept { return text_; }
 
    friend bool operator==( const String & a, const String & b ) noexcept { return a.text_ == b.text_; }
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<String>( a, b ); }
    friend bool operator==( const String & a, const char * b ) noexcept { return a.text_ == b; }
    friend std::strong_ordering operator<=>( const String & a, const String & b ) noexcept { return a.text_ <=> b.text_; }
    friend String operator+( const String & a, const String & b ) { return String( a.text_ + b.text_ ); }

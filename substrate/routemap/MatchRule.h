@@ -3,35 +3,46 @@
 #pragma once
 
 #include <cstdint>
+#include <ostream>
 
+#include "routepolicy_export.h"
 #include "substrate/quoin/String.h"
+#include "substrate/quoin/Value.h"
 #include "substrate/routemap/Options.h"
 
 namespace Routing::RouteMap {
 
-/// The operand of a community clause; carried, not interpreted.
+/// The operand of a community clause; carried, not interpreted. Text: "{}".
 struct CommListSet {
    friend bool operator==( const CommListSet &, const CommListSet & ) = default;
-   static bool isEq( const CommListSet & a, const CommListSet & b ) { return a == b; }
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<CommListSet>( a, b ); }
+   constexpr uint32_t hash() const noexcept { return 0; }
 };
 
-/// The key and the operands of one match clause.
-struct MatchRule {
+/// The key and the operands of one match clause. Text: the option, and then the name and the value of every operand that is set,
+/// such as "matchIpPrefixList listName PL1 invert-result".
+struct ROUTEPOLICY_API MatchRule {
    Quoin::String listName;      // of the prefix list, access list or tag set that the rule refers to
    uint64_t numericValue = 0;   // the scalar operand: 32 bits of a tag or an instance, 8 bits of a Protocol
    MatchOption option{};        // the key
    bool invertResult = false;   // of a prefix list's matcher
    CommListSet commListSet;
    friend bool operator==( const MatchRule &, const MatchRule & ) = default;
-   static bool isEq( const MatchRule & a, const MatchRule & b ) { return a == b; }
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<MatchRule>( a, b ); }
+   uint32_t hash() const noexcept;
 };
 
-/// The call of another route map. An empty name calls nothing, also with `invertResult`.
-struct SubRouteMap {
+/// The call of another route map. An empty name calls nothing, also with `invertResult`. Text: the name, and " invert-result".
+struct ROUTEPOLICY_API SubRouteMap {
    Quoin::String name;
    bool invertResult = false;   // the caller's result is inverted
    friend bool operator==( const SubRouteMap &, const SubRouteMap & ) = default;
-   static bool isEq( const SubRouteMap & a, const SubRouteMap & b ) { return a == b; }
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<SubRouteMap>( a, b ); }
+   uint32_t hash() const noexcept;
 };
+
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const CommListSet & set );
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const MatchRule & rule );
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const SubRouteMap & call );
 
 }   // namespace Routing::RouteMap

@@ -6,6 +6,8 @@
 #include <ostream>
 #include <string>
 
+#include "substrate/quoin/Value.h"
+
 namespace Routing::RouteMap {
 
 /// The role of a route map at a point of application, and its place in the order there. A plain value of eight bits; numbers
@@ -26,9 +28,8 @@ class RmPrecedence {
 
    constexpr uint8_t value() const noexcept { return value_; }
    friend constexpr auto operator<=>( RmPrecedence, RmPrecedence ) = default;
-   static bool isEq( const void * a, const void * b ) noexcept {
-      return *static_cast<const RmPrecedence *>( a ) == *static_cast<const RmPrecedence *>( b );
-   }
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<RmPrecedence>( a, b ); }
+   constexpr uint32_t hash() const noexcept { return value_; }
    friend std::ostream & operator<<( std::ostream & os, RmPrecedence p ) { return os << std::to_string( p.value_ ); }
 
  private:

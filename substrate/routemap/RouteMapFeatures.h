@@ -6,6 +6,7 @@
 
 #include "routepolicy_export.h"
 #include "substrate/quoin/String.h"
+#include "substrate/quoin/Value.h"
 
 namespace Routing::RouteMap {
 
@@ -32,7 +33,9 @@ class ROUTEPOLICY_API RouteMapFeatures {
    constexpr void updateFrom( RouteMapFeatures other ) noexcept { bits_ |= other.bits_; }
 
    friend constexpr bool operator==( const RouteMapFeatures &, const RouteMapFeatures & ) = default;
-   /// The names of the bits, the lowest first, joined by "|"; a bit without a name as its number. Empty for none.
+   static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<RouteMapFeatures>( a, b ); }
+   constexpr uint32_t hash() const noexcept { return bits_; }
+   /// The names of the bits, as bitsText() writes them. Empty for none.
    Quoin::String toStrep() const;
 
  private:

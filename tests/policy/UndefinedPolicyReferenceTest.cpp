@@ -1,5 +1,10 @@
 #include "policy/UndefinedPolicyReference.h"
 
+#include <ios>
+#include <locale>
+#include <sstream>
+#include <string>
+
 #include <gmock/gmock.h>
 
 namespace {
@@ -44,7 +49,38 @@ TEST( UndefinedPolicyReference, orIsBitwiseAndEqualityIsThatOfTheByte ) {
          const Bits x{ uint8_t( a ) }, y{ uint8_t( b ) };
          ASSERT_EQ( ( x | y ).value, a | b );
          ASSERT_EQ( x == y, a == b );
+         ASSERT_EQ( Bits::isEq( &x, &y ), a == b );
+         ASSERT_EQ( x.hash() == y.hash(), a == b );
       }
+   }
+}
+
+/// Groups digits one by one.
+struct Grouping : std::numpunct<char> {
+   char do_thousands_sep() const override { return '\''; }
+   std::string do_grouping() const override { return "\1"; }
+};
+
+TEST( UndefinedPolicyReference, printsTheNamesOfItsBits ) {
+   const struct {
+      uint8_t value;
+      const char * text;
+   } rows[] = {
+      { 0, "none" },
+      { 1, "subRouteMapUndefined" },
+      { 2, "prefixListUndefined" },
+      { 4, "commListUndefined" },
+      { 8, "aggRoleAttrMapUndefined" },
+      { 10, "prefixListUndefined|aggRoleAttrMapUndefined" },
+      { 0x10, "4" },
+      { 0x82, "prefixListUndefined|7" },
+      { 255, "subRouteMapUndefined|prefixListUndefined|commListUndefined|aggRoleAttrMapUndefined|4|5|6|7" },
+   };
+   for( const auto & row : rows ) {
+      std::ostringstream os;
+      os.imbue( std::locale( std::locale::classic(), new Grouping ) );
+      os << std::oct << std::uppercase << Bits{ row.value };
+      EXPECT_EQ( os.str(), row.text );
    }
 }
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
+#include <set>
+#include <sstream>
+#include <string>
 
 #include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
@@ -154,6 +157,94 @@ TEST( IpGenAddrWithFullMask, isOrderedByAddressAndThenByMask ) {
       }
    EXPECT_LT( ( Ip6AddrWithMask{ Ip6Addr( "::1" ), 0 } ), ( Ip6AddrWithMask{ Ip6Addr( "::1" ), 1 } ) );
    EXPECT_LT( ( IpAddrWithFullMask{ IpAddr( 1 ), IpAddr( 9 ) } ), ( IpAddrWithFullMask{ IpAddr( 2 ), IpAddr( 0 ) } ) );
+}
+
+template <class Mask>
+std::string textOf( const Mask & mask ) {
+   std::ostringstream os;
+   os << mask;
+   EXPECT_EQ( mask.toStrep().view(), os.str() );
+   return os.str();
+}
+
+TEST( IpAddrWithFullMask, printsTheLengthOfItsMaskOrTheMask ) {
+   const struct {
+      const char * address;
+      const char * mask;
+      const char * text;
+   } rows[] = {
+      { "0.0.0.0", "0.0.0.0", "0.0.0.0/0" },
+      { "10.1.2.3", "128.0.0.0", "10.1.2.3/1" },
+      { "10.1.2.3", "255.0.0.0", "10.1.2.3/8" },   // bits behind the mask stay
+      { "10.1.2.3", "255.255.255.254", "10.1.2.3/31" },
+      { "10.1.2.3", "255.255.255.255", "10.1.2.3/32" },
+      { "10.1.2.3", "255.0.255.0", "10.1.2.3/255.0.255.0" },
+      { "10.1.2.3", "0.0.0.255", "10.1.2.3/0.0.0.255" },
+      { "10.1.2.3", "127.255.255.255", "10.1.2.3/127.255.255.255" },
+      { "10.1.2.3", "255.255.255.253", "10.1.2.3/255.255.255.253" },
+   };
+   for( const auto & row : rows ) {
+      const IpAddrWithFullMask mask{ IpAddr( row.address ), IpAddr( row.mask ) };
+      EXPECT_EQ( textOf( mask ), row.text );
+      EXPECT_EQ( textOf( IpGenAddrWithFullMask( mask ) ), row.text );
+   }
+}
+
+TEST( Ip6AddrWithMask, printsItsLength ) {
+   for( unsigned length : kLengths )
+      EXPECT_EQ( textOf( Ip6AddrWithMask{ Ip6Addr( "2001:db8::1" ), uint8_t( length ) } ), "2001:db8::1/" + std::to_string( length ) );
+}
+
+TEST( IpGenAddrWithFullMask, printsTheLengthOfItsMaskOrTheMask ) {
+   const uint64_t ones = ~uint64_t( 0 );
+   const struct {
+      const char * name;
+      IpGenAddrWithFullMask mask;
+      const char * text;
+   } rows[] = {
+      { "of no family", {}, "unset" },
+      { "of no family, with a mask", { IpGenAddr(), { 1, 0 } }, "unset" },
+      { "no mask", { IpGenAddr( "a00::1" ), {} }, "a00::1/0" },
+      { "one word", { IpGenAddr( "a00::1" ), { ones, 0 } }, "a00::1/64" },
+      { "one word but its last bit", { IpGenAddr( "a00::1" ), { ones - 1, 0 } }, "a00::1/63" },
+      { "a host", { IpGenAddr( "a00::1" ), { ones, ones } }, "a00::1/128" },
+      { "a gap", { IpGenAddr( "a00::1" ), { 0xffff0000ffff0000, 0 } }, "a00::1/ffff:0:ffff::" },
+      { "the second word alone", { IpGenAddr( "a00::1" ), { 0, ones } }, "a00::1/::ffff:ffff:ffff:ffff" },
+      { "the last bit alone", { IpGenAddr( "a00::1" ), { 0, 1 } }, "a00::1/::1" },
+      { "all but the first bit", { IpGenAddr( "10.0.0.0" ), { 0x7fffffff00000000, 0 } }, "10.0.0.0/127.255.255.255" },
+   };
+   for( const auto & row : rows ) EXPECT_EQ( textOf( row.mask ), row.text ) << row.name;
+}
+
+TEST( IpGenAddrWithFullMask, hashSpreads ) {
+   std::set<uint32_t> hashes, v4, v6;
+   for( unsigned i = 0; i < 128; ++i ) {
+      hashes.insert( IpGenAddrWithFullMask( IpGenAddr( "::" ), withBitFlipped( {}, i ) ).hash() );
+      hashes.insert( IpGenAddrWithFullMask( IpGenAddr( Ip6Addr( withBitFlipped( {}, i ) ) ), Bits128() ).hash() );
+      v6.insert( Ip6AddrWithMask{ Ip6Addr( withBitFlipped( {}, i ) ), 128 }.hash() );
+   }
+   for( unsigned length = 0; length < 256; ++length ) v6.insert( Ip6AddrWithMask{ Ip6Addr(), uint8_t( length ) }.hash() );
+   for( unsigned i = 0; i < 32; ++i ) {
+      v4.insert( IpAddrWithFullMask{ IpAddr( uint32_t( 1 ) << i ), IpAddr() }.hash() );
+      v4.insert( IpAddrWithFullMask{ IpAddr(), IpAddr( uint32_t( 1 ) << i ) }.hash() );
+   }
+   EXPECT_GT( hashes.size(), 253u );   // of 256: two may meet
+   EXPECT_GT( v4.size(), 61u );        // of 64
+   EXPECT_GT( v6.size(), 381u );       // of 384
+}
+
+// Of two, either the same or one bit apart.
+RC_GTEST_PROP( IpGenAddrWithFullMask, hashAndIsEqAgreeWithEquality, () ) {
+   const auto address = *anyBits(), mask = *anyBits();
+   const unsigned bit = *rc::gen::inRange( 0u, 128u );
+   const IpGenAddrWithFullMask a( IpGenAddr( Ip6Addr( address ) ), mask ),
+      same = a, otherMask( IpGenAddr( Ip6Addr( address ) ), withBitFlipped( mask, bit ) ),
+      otherAddress( IpGenAddr( Ip6Addr( withBitFlipped( address, bit ) ) ), mask );
+   RC_ASSERT( IpGenAddrWithFullMask::isEq( &a, &same ) );
+   RC_ASSERT( a.hash() == same.hash() );
+   RC_ASSERT_FALSE( IpGenAddrWithFullMask::isEq( &a, &otherMask ) );
+   RC_ASSERT_FALSE( IpGenAddrWithFullMask::isEq( &a, &otherAddress ) );
+   RC_ASSERT( textOf( a ) != textOf( otherMask ) );
 }
 
 }   // namespace

@@ -31,6 +31,7 @@ RC_GTEST_PROP( IntfId, behavesAsItsNumber, ( uint32_t a ) ) {
    RC_ASSERT( x.id() == a );
    RC_ASSERT( ( x == y ) == ( a == b ) );
    RC_ASSERT( ( x <=> y ) == ( a <=> b ) );
+   RC_ASSERT( IntfId::isEq( &x, &y ) == ( a == b ) );
    RC_ASSERT( x.hash() == std::hash<IntfId>()( x ) );
    RC_ASSERT( ( x.hash() == y.hash() ) == ( a == b ) );
 }

@@ -261,6 +261,20 @@ RC_GTEST_PROP( IpGenAddr, comparesAsFamilyAndBits, () ) {
    if( a == b ) { RC_ASSERT( a.hash() == b.hash() ); }
 }
 
+// The two addresses of one family, as the general one with the same bits.
+RC_GTEST_PROP( IpGenAddr, comparesAndHashesLikeTheAddressOfItsFamily, () ) {
+   const auto a = *anyBits();
+   const auto b =
+      *rc::gen::oneOf( rc::gen::just( a ), anyBits(),
+                       rc::gen::map( rc::gen::inRange( 0u, 128u ), [ a ]( unsigned bit ) { return withBitFlipped( a, bit ); } ) );
+   const Ip6Addr v6( a ), other6( b );
+   RC_ASSERT( Ip6Addr::isEq( &v6, &other6 ) == ( a == b ) );
+   RC_ASSERT( v6.hash() == IpGenAddr( v6 ).hash() );
+   const IpAddr v4( uint32_t( a.high >> 32 ) ), other4( uint32_t( b.high >> 32 ) );
+   RC_ASSERT( IpAddr::isEq( &v4, &other4 ) == ( a.high >> 32 == b.high >> 32 ) );
+   RC_ASSERT( v4.hash() == IpGenAddr( v4 ).hash() );
+}
+
 RC_GTEST_PROP( IpGenAddr, whatItPrintsReadsAsTheSameValue, () ) {
    const auto a = *anyIpGenAddr();
    RC_PRE( a.af() != AddressFamily::unset );

@@ -1,6 +1,10 @@
 #include "substrate/ferule/IpGenPrefixSet.h"
 
 #include <algorithm>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -34,6 +38,33 @@ TEST( IpGenPrefixSet, containsThePrefixItselfAndNoneInsideOfIt ) {
    EXPECT_TRUE( set.contains( IpGenPrefix( "10.0.0.0/8" ) ) );
    for( const char * other : { "10.0.0.0/9", "10.0.0.0/7", "10.0.0.1/8", "10.1.0.0/16", "a00::/8" } )
       EXPECT_FALSE( set.contains( IpGenPrefix( other ) ) ) << other;
+}
+
+TEST( IpGenPrefixSet, printsItsPrefixesInOrder ) {
+   IpGenPrefixSet set;
+   EXPECT_EQ( set.toStrep(), "{}" );
+   set.insert( IpGenPrefix( "a00::/8" ) );
+   EXPECT_EQ( set.toStrep(), "{a00::/8}" );
+   set.insert( IpGenPrefix( "10.1.2.3/32" ) );
+   set.insert( IpGenPrefix( "10.0.0.0/8" ) );
+   std::ostringstream os;
+   os << std::hex << set;
+   EXPECT_EQ( os.str(), "{10.0.0.0/8, 10.1.2.3/32, a00::/8}" );
+}
+
+TEST( IpGenPrefixSet, isComparedByItsPrefixesHoweverTheyCameIn ) {
+   const char * const prefixes[] = { "10.0.0.0/8", "10.0.0.0/9", "a00::/8" };
+   IpGenPrefixSet a, b;
+   for( size_t i = 0; i < std::size( prefixes ); ++i ) {
+      a.insert( IpGenPrefix( prefixes[ i ] ) );
+      EXPECT_FALSE( IpGenPrefixSet::isEq( &a, &b ) ) << i;
+      EXPECT_NE( a, b ) << i;
+      b.insert( IpGenPrefix( prefixes[ std::size( prefixes ) - 1 - i ] ) );
+   }
+   EXPECT_TRUE( IpGenPrefixSet::isEq( &a, &b ) );
+   EXPECT_EQ( a, b );
+   EXPECT_EQ( a.hash(), b.hash() );
+   EXPECT_EQ( a.toStrep(), b.toStrep() );
 }
 
 RC_GTEST_PROP( IpGenPrefixSet, behavesAsASortedList, () ) {

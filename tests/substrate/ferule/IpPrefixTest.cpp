@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -63,6 +64,14 @@ TEST( IpGenPrefix, readsAndPrints ) {
       os << std::hex << p;
       EXPECT_EQ( os.str(), row.printed );
    }
+}
+
+TEST( IpPrefix, printsEveryLengthThatItHolds ) {
+   EXPECT_EQ( ( IpPrefix{ IpAddr( "10.1.2.3" ), 8 } ).toStrep(), "10.1.2.3/8" );
+   EXPECT_EQ( ( IpPrefix{ IpAddr( "10.1.2.3" ), 255 } ).toStrep(), "10.1.2.3/255" );   // not judged here
+   EXPECT_EQ( ( Ip6Prefix{ Ip6Addr( "a00::1" ), 65 } ).toStrep(), "a00::1/65" );       // not the letter of that code
+   EXPECT_EQ( IpPrefix().toStrep(), "0.0.0.0/0" );
+   EXPECT_EQ( Ip6Prefix().toStrep(), "::/0" );
 }
 
 TEST( IpGenPrefix, refusesWhatIsNone ) {
@@ -207,6 +216,24 @@ RC_GTEST_PROP( IpGenPrefix, hashAgreesWithEquality, () ) {
    RC_ASSERT( IpGenPrefix::isEq( &a, &b ) == ( a == b ) );
    RC_ASSERT( ( a < b ) == ( a.ipGenAddr() != b.ipGenAddr() ? a.ipGenAddr() < b.ipGenAddr() : a.length() < b.length() ) );
    if( a == b ) { RC_ASSERT( a.hash() == b.hash() ); }
+}
+
+// The prefixes of one family, as the general one of the same parts.
+RC_GTEST_PROP( IpGenPrefix, comparesHashesAndPrintsLikeThePrefixOfItsFamily, () ) {
+   const auto agrees = []( const auto & one, const auto & two ) {
+      using Prefix = std::decay_t<decltype( one )>;
+      const IpGenPrefix a( one.address, one.length ), b( two.address, two.length );
+      std::ostringstream os;
+      os << std::hex << one;
+      RC_ASSERT( Prefix::isEq( &one, &two ) == ( a == b ) );
+      RC_ASSERT( one.hash() == a.hash() );
+      RC_ASSERT( one.toStrep() == a.toStrep() );
+      RC_ASSERT( os.str() == std::string( a.toStrep() ) );
+   };
+   const auto p = *anyPrefix();
+   const auto q = *rc::gen::oneOf( rc::gen::just( p ), rc::gen::just( p.subnet() ), anyPrefix() );
+   agrees( p.v4Prefix(), q.v4Prefix() );
+   agrees( p.v6Prefix(), q.v6Prefix() );
 }
 
 RC_GTEST_PROP( IpGenPrefix, whatItPrintsReadsAsTheSameValue, () ) {

@@ -121,6 +121,7 @@ RC_GTEST_PROP( String, behavesAsItsBytes, () ) {
    RC_ASSERT( std::string( a.data(), a.size() ) == x );
    RC_ASSERT( std::string_view( a ) == x );
    RC_ASSERT( ( a == b ) == ( x == y ) );
+   RC_ASSERT( String::isEq( &a, &b ) == ( x == y ) );
    RC_ASSERT( ( a < b ) == std::lexicographical_compare( x.begin(), x.end(), y.begin(), y.end(), []( unsigned char p, unsigned char q ) {
                  return p < q;
               } ) );

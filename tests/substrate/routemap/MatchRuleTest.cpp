@@ -1,6 +1,8 @@
 #include "substrate/routemap/MatchRule.h"
 
 #include <functional>
+#include <sstream>
+#include <string>
 #include <type_traits>
 
 #include <gmock/gmock.h>
@@ -8,6 +10,13 @@
 namespace {
 
 using namespace Routing::RouteMap;
+
+template <class T>
+std::string textOf( const T & value ) {
+   std::ostringstream os;
+   os << std::hex << value;
+   return os.str();
+}
 
 TEST( MatchRule, aNewOneIsOfNoOption ) {
    const MatchRule rule;
@@ -31,21 +40,39 @@ TEST( MatchRule, isCopiedWholeAndComparedByEveryField ) {
    const MatchRule rule{ "PL1", 0, MatchOption::matchIpPrefixList, false, {} };
    for( const auto & row : rows ) {
       MatchRule other = rule;
-      EXPECT_TRUE( MatchRule::isEq( other, rule ) );
+      EXPECT_TRUE( MatchRule::isEq( &other, &rule ) );
       EXPECT_EQ( other, rule );
       row.change( other );
-      EXPECT_FALSE( MatchRule::isEq( other, rule ) ) << row.name;
+      EXPECT_FALSE( MatchRule::isEq( &other, &rule ) ) << row.name;
       EXPECT_NE( other, rule ) << row.name;
       const MatchRule copy = other;
       EXPECT_EQ( copy, other ) << row.name;
+      EXPECT_EQ( copy.hash(), other.hash() ) << row.name;
+      EXPECT_NE( rule.hash(), other.hash() ) << row.name;
    }
+}
+
+TEST( MatchRule, printsItsOptionAndTheOperandsThatAreSet ) {
+   const struct {
+      MatchRule rule;
+      const char * text;
+   } rows[] = {
+      { {}, "none" },
+      { { "PL1", 0, MatchOption::matchIpPrefixList, false, {} }, "matchIpPrefixList listName PL1" },
+      { { "PL1", 0, MatchOption::matchIpPrefixList, true, {} }, "matchIpPrefixList listName PL1 invert-result" },
+      { { "", 18446744073709551615u, MatchOption::matchTag, false, {} }, "matchTag numericValue 18446744073709551615" },
+      { { "A", 7, MatchOption( 17 ), true, {} }, "matchOption17 listName A numericValue 7 invert-result" },
+   };
+   for( const auto & row : rows ) EXPECT_EQ( textOf( row.rule ), row.text );
 }
 
 TEST( CommListSet, isAValueLikeAnyOther ) {
    static_assert( std::is_default_constructible_v<CommListSet> && std::is_copy_constructible_v<CommListSet> );
    const CommListSet a, b = a;
    EXPECT_EQ( a, b );
-   EXPECT_TRUE( CommListSet::isEq( a, b ) );
+   EXPECT_TRUE( CommListSet::isEq( &a, &b ) );
+   EXPECT_EQ( a.hash(), b.hash() );
+   EXPECT_EQ( textOf( a ), "{}" );
 }
 
 TEST( SubRouteMap, aNewOneCallsNothing ) {
@@ -68,10 +95,17 @@ TEST( SubRouteMap, isComparedByBothFields ) {
       { "no name, inverted, twice", { "", true }, { "", true }, true },
    };
    for( const auto & row : rows ) {
-      EXPECT_EQ( SubRouteMap::isEq( row.a, row.b ), row.equal ) << row.name;
-      EXPECT_EQ( SubRouteMap::isEq( row.b, row.a ), row.equal ) << row.name;
+      EXPECT_EQ( SubRouteMap::isEq( &row.a, &row.b ), row.equal ) << row.name;
+      EXPECT_EQ( SubRouteMap::isEq( &row.b, &row.a ), row.equal ) << row.name;
       EXPECT_EQ( row.a == row.b, row.equal ) << row.name;
+      EXPECT_EQ( row.a.hash() == row.b.hash(), row.equal ) << row.name;
    }
+}
+
+TEST( SubRouteMap, printsItsNameAndTheInversion ) {
+   EXPECT_EQ( textOf( SubRouteMap{ "RM", false } ), "RM" );
+   EXPECT_EQ( textOf( SubRouteMap{ "RM", true } ), "RM invert-result" );
+   EXPECT_EQ( textOf( SubRouteMap{} ), "" );
 }
 
 }   // namespace

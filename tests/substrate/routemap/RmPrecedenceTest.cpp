@@ -30,6 +30,7 @@ TEST( RmPrecedence, everyNumberIsAPrecedenceAndOnlyOrderComparesThem ) {
          ASSERT_EQ( p < q, a < b ) << a << ' ' << b;
          ASSERT_EQ( p > q, a > b ) << a << ' ' << b;
          ASSERT_EQ( RmPrecedence::isEq( &p, &q ), a == b ) << a << ' ' << b;
+         ASSERT_EQ( p.hash() == q.hash(), a == b ) << a << ' ' << b;
       }
 }
 

@@ -73,6 +73,11 @@ TEST( RouteMapFeatures, bitsAreReadAndWrittenAlone ) {
 TEST( RouteMapFeatures, equalityIsThatOfTheWord ) {
    EXPECT_EQ( RouteMapFeatures( 5 ), RouteMapFeatures( 5 ) );
    EXPECT_NE( RouteMapFeatures( 5 ), RouteMapFeatures( 5 | 1u << 31 ) );
+   const RouteMapFeatures a = 5, same = 5, other = 5 | 1u << 31;
+   EXPECT_TRUE( RouteMapFeatures::isEq( &a, &same ) );
+   EXPECT_FALSE( RouteMapFeatures::isEq( &a, &other ) );
+   EXPECT_EQ( a.hash(), same.hash() );
+   EXPECT_NE( a.hash(), other.hash() );
 }
 
 TEST( RouteMapFeatures, textNamesEveryBitTheLowestFirst ) {
