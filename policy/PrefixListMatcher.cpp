@@ -44,6 +44,12 @@ PrefixListMatchResultTuple prefixListMatch( const PrefixListStatus * status, con
    return { walk.entry()->seqno(), walk.entry()->isPrefixEntryPermit() ? Result::permit : Result::deny };
 }
 
+// What a list says of the route's prefix, which an undefined list does not look at.
+PrefixListMatchResultTuple matchPrefixOf( const MatchInput_ * input, const PrefixListMatcher & matcher ) {
+   const Ferule::IpGenPrefix * prefix = input->getPrefixPointer();
+   return matcher.status() ? matcher.matchPrefix( *prefix ) : PrefixListMatchResultTuple{};
+}
+
 std::optional<bool> tristate( const PrefixListMatchResultTuple & tuple ) {
    if( tuple.result == Result::notMatched ) return std::nullopt;
    return tuple.result == Result::permit;
@@ -94,7 +100,7 @@ PrefixListMatcher::PrefixListMatcher( const Quoin::String & name, const Quoin::P
       : PrefixListMatcherBase( "PrefixListMatcher prefix-list ", name, status ) {}
 
 bool PrefixListMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
-   return ( matchPrefix( *input->getPrefixPointer() ).result == Result::permit ) != invertResult();
+   return ( matchPrefixOf( input, *this ).result == Result::permit ) != invertResult();
 }
 
 RouteMapFeatures PrefixListMatcher::getFeatures() const {
@@ -102,7 +108,7 @@ RouteMapFeatures PrefixListMatcher::getFeatures() const {
 }
 
 std::optional<bool> PrefixListMatcher::matchWithTristate( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
-   return tristate( matchPrefix( *input->getPrefixPointer() ) );
+   return tristate( matchPrefixOf( input, *this ) );
 }
 
 std::optional<bool> PrefixListMatcher::matchWithTristateForTest( const MatchInput_ & input,
@@ -111,7 +117,8 @@ std::optional<bool> PrefixListMatcher::matchWithTristateForTest( const MatchInpu
 }
 
 std::optional<bool> PrefixListMatcher::coveredBy( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
-   return tristate( coveringPrefix( *input->getPrefixPointer() ) );
+   const Ferule::IpGenPrefix * prefix = input->getPrefixPointer();
+   return status() ? tristate( coveringPrefix( *prefix ) ) : std::nullopt;
 }
 
 std::optional<bool> PrefixListMatcher::coveredByForTest( const MatchInput_ & input, const Quoin::Ptr<PolicyEvalContext> & context ) const {

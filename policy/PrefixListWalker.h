@@ -11,7 +11,7 @@ using RouteMap::PrefixListEntryData;
 using RouteMap::PrefixListStatus;
 
 /// The state of the walk under way on this thread. Walkers have no fields, so that all threads can share one; a walk must not
-/// start another one. Clean between walks, also behind one that threw.
+/// start another one. Clean between walks, also behind one that threw. A look-up through the list's index does without it.
 struct ROUTEPOLICY_API PrefixListWalkerCbCtx {
    const Ferule::IpGenPrefix * prefix = nullptr;   // what is looked up; not owned
    Quoin::Ptr<const PrefixListEntryData> entry;    // the best so far

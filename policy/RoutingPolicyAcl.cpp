@@ -37,8 +37,8 @@ bool IpAccessListMatcher::match( const MatchInput_ * input, const Quoin::Ptr<Pol
    // Uses of their own: a getter or a rule may replace this matcher during the call.
    const auto status = status_;
    const auto walker = walker_;
-   const Ferule::IpGenPrefix & prefix = *input->getPrefixPointer();
-   if( !status || status->trie().af() != prefix.af() ) return false;
+   const Ferule::IpGenPrefix * prefix = input->getPrefixPointer();
+   if( !status || status->trie().af() != prefix->af() ) return false;
    struct Walk {
       IpAccessListWalkerCbCtx & ctx;
       ~Walk() {
@@ -46,9 +46,9 @@ bool IpAccessListMatcher::match( const MatchInput_ * input, const Quoin::Ptr<Pol
          ctx.entry = nullptr;
       }
    } walk{ IpAccessListWalkerCbCtx::ofThisThread() };
-   walk.ctx.prefix = &prefix;
+   walk.ctx.prefix = prefix;
    walk.ctx.entry = nullptr;
-   status->trie().ancestorWalk( prefix, walker.get() );
+   status->trie().ancestorWalk( *prefix, walker.get() );
    return walk.ctx.entry && walk.ctx.entry->permit() == Acl::MatchPermit::permit;
 }
 

@@ -1,6 +1,6 @@
 /// @file policy/RoutingPolicyAcl.h
 /// Access lists as a test of the route's prefix: among the rules whose source covers its address, the one with the lowest
-/// sequence number governs. The prefix's length counts only in that a rule's plain prefix must contain it.
+/// sequence number governs. The prefix's length counts only in that it must be no shorter than a rule's leading ones.
 #pragma once
 
 #include <set>

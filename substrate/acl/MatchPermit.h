@@ -10,7 +10,7 @@ namespace Acl {
 enum class MatchPermit : uint8_t { deny = 0, permit = 1 };
 
 constexpr const char * stringValue( MatchPermit p ) noexcept {
-   return p == MatchPermit::deny ? "deny" : "permit";
+   return p == MatchPermit::permit ? "permit" : "deny";
 }
 inline std::ostream & operator<<( std::ostream & os, MatchPermit p ) {
    return os << stringValue( p );

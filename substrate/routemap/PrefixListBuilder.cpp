@@ -32,23 +32,23 @@ Quoin::String PrefixListEntry::toStrep() const {
 Quoin::String PrefixListError::toStrep() const {
    const unsigned length = entry.prefix.length();
    const unsigned bits = Ferule::addressBits( entry.prefix.af() );
+   const Range range( entry );
    Quoin::TextStream os;
    os << "prefix list " << listName << ", entry " << entry.toStrep() << ": ";
    switch( reason ) {
       case Reason::wrongFamily: os << "the prefix is not of the list's address family"; break;
       case Reason::prefixTooLong: os << "length " << length << " is beyond the family's " << bits; break;
       case Reason::hostBits: os << "the prefix has host bits set, its network is " << entry.prefix.subnet(); break;
-      case Reason::geBelowLength: os << "ge " << *entry.ge << " is below the prefix's length " << length; break;
+      case Reason::geBelowLength: os << "ge " << range.ge << " is below the prefix's length " << length; break;
       case Reason::leBelowGe:
-         os << "le " << *entry.le << " is below ";
+         os << "le " << range.le << " is below ";
          if( entry.ge )
-            os << "ge " << *entry.ge;
+            os << "ge " << range.ge;
          else
             os << "the prefix's length " << length;
          break;
       case Reason::boundBeyondFamily:
-         os << ( entry.ge.value_or( 0 ) > bits ? "ge " : "le " ) << ( entry.ge.value_or( 0 ) > bits ? *entry.ge : *entry.le )
-            << " is beyond the family's " << bits;
+         os << ( range.ge > bits ? "ge " : "le " ) << ( range.ge > bits ? range.ge : range.le ) << " is beyond the family's " << bits;
          break;
       case Reason::duplicateSeqno: os << "the list has an entry " << entry.seqno << " already"; break;
    }
@@ -59,7 +59,7 @@ std::optional<PrefixListError::Reason> PrefixListBuilder::reasonAgainst( const P
    using Reason = PrefixListError::Reason;
    const unsigned bits = Ferule::addressBits( af_ );
    const Range range( entry );
-   if( entry.prefix.af() != af_ ) return Reason::wrongFamily;
+   if( bits == 0 || entry.prefix.af() != af_ ) return Reason::wrongFamily;
    if( entry.prefix.length() > bits ) return Reason::prefixTooLong;
    if( !entry.prefix.isCanonical() ) return Reason::hostBits;
    if( range.ge > bits || range.le > bits ) return Reason::boundBeyondFamily;
@@ -81,8 +81,7 @@ Quoin::Ptr<const PrefixListStatus> PrefixListBuilder::build() const {
    for( auto i = entries_.rbegin(); i != entries_.rend(); ++i ) {
       const PrefixListEntry & e = i->second;
       const Range range( e );
-      trie->routeIs(
-         e.prefix, Quoin::makeNode<PrefixListEntryData>( e.seqno, e.action, e.prefix.length(), uint8_t( range.ge ), uint8_t( range.le ) ) );
+      trie->routeIs( e.prefix, Quoin::makeNode<PrefixListEntryData>( e.seqno, e.action, e.prefix.length(), range.ge, range.le ) );
    }
    trie->compact();
    auto status = Quoin::makeNode<PrefixListStatus>( name_, af_ );

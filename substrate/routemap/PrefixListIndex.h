@@ -1,5 +1,5 @@
 /// @file substrate/routemap/PrefixListIndex.h
-/// Answers which entry of a prefix list governs a prefix, without touching the entries.
+/// Answers which entry of a prefix list governs a prefix, without touching the entries where no two share one.
 ///
 /// Beside each slot of the trie's data row stands what the first entry there says, where the next containing prefix is, and a
 /// bound on everything above: the lowest sequence number and the highest `le`. A look-up finds the longest prefix that contains

@@ -18,8 +18,9 @@ class PrefixListIndex;
 /// One entry, at the trie node of its own prefix. It speaks of prefixes whose length is in [ ge, le ].
 class ROUTEPOLICY_API PrefixListEntryData : public Routing::PrefixData {
  public:
-   PrefixListEntryData( uint32_t seqno, Acl::MatchPermit permit, uint8_t prefixLength, uint8_t ge, uint8_t le ) noexcept
-         : seqno_( seqno ), prefixLength_( prefixLength ), ge_( ge ), le_( le ), permit_( permit ) {}
+   /// A bound above 255 is kept as 255, which no length reaches.
+   PrefixListEntryData( uint32_t seqno, Acl::MatchPermit permit, uint8_t prefixLength, uint32_t ge, uint32_t le ) noexcept
+         : seqno_( seqno ), prefixLength_( prefixLength ), ge_( bound( ge ) ), le_( bound( le ) ), permit_( permit ) {}
    ~PrefixListEntryData() override;
 
    uint32_t seqno() const noexcept { return seqno_; }
@@ -33,6 +34,8 @@ class ROUTEPOLICY_API PrefixListEntryData : public Routing::PrefixData {
    const PrefixListEntryData * nextEntry() const noexcept { return static_cast<const PrefixListEntryData *>( next() ); }
 
  private:
+   static constexpr uint8_t bound( uint32_t length ) noexcept { return uint8_t( length < 255 ? length : 255 ); }
+
    uint32_t seqno_;
    uint8_t prefixLength_;
    uint8_t ge_;
@@ -58,7 +61,7 @@ class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
    /// The index over the present trie; null when it has none (an agent's own entry type, or a trie changed since).
    const PrefixListIndex * index() const noexcept;
 
-   /// Memory of the list, its entries included.
+   /// Memory of the list, each of its entries taken for a plain one.
    size_t bytes() const noexcept;
 
  private:

@@ -35,7 +35,9 @@ class Arena {
    }
 
    /// Moves the block of `n` elements at `base` to one of n + 1, with `value` at its place `at`. Returns the new base.
+   /// What it allocates, it allocates first: an exception leaves all as it was.
    uint32_t grow( uint32_t base, size_t n, size_t at, T value ) {
+      if( auto & waiting = free_[ n ]; waiting.size() == waiting.capacity() ) waiting.reserve( 2 * waiting.size() + 1 );
       const uint32_t to = allocate( n + 1 );
       for( size_t i = 0; i < n; ++i ) row_[ to + i + ( i >= at ) ] = std::exchange( row_[ base + i ], T{} );
       row_[ to + at ] = std::move( value );

@@ -20,7 +20,7 @@ class ROUTEPOLICY_API PrefixData : public Quoin::Node {
 
  private:
    friend class PatriciaTrieWithNodeData;
-   static constexpr uint32_t kInChain = 1u << 30;   // of the node's flags, next to the one that the node itself takes
+   static constexpr uint32_t kInChain = 1u << 28;   // of the node's flags
    Quoin::Ptr<const PrefixData> next_;
 };
 

@@ -55,12 +55,12 @@ void PatriciaTrieWithNodeData::routeIs( const Ferule::IpGenPrefix & prefix, cons
    QUOIN_ASSERT( prefix.af() == af_ && prefix.length() <= Ferule::addressBits( af_ ), "prefix.af() == af_" );
    QUOIN_ASSERT( !data->inChain(), "!data->inChain()" );
    const Bits128 bits = prefix.ipGenAddr().bits() & Bits128::leadingOnes( prefix.length() );
+   ++version_;
    auto & head = data_[ slotIs( bits, prefix.length() ) ];
    if( !head ) ++prefixCount_;
    data->nodeFlagSet( PrefixData::kInChain );
    data->next_ = std::move( head );
    head = data;
-   ++version_;
 }
 
 // The slot of a prefix, made if it is not there.
@@ -71,7 +71,12 @@ PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::slotIs( Bits128 bits, u
          const TrieNode lone = nodes_[ at ];
          if( lone.loneLength() == length && samePrefix( lone.loneBits(), bits, length ) ) return lone.dataBase;
          nodes_[ at ] = TrieNode{};
-         place( nodes_[ at ], depth, lone.loneBits(), lone.loneLength(), lone.dataBase );
+         try {
+            place( nodes_[ at ], depth, lone.loneBits(), lone.loneLength(), lone.dataBase );
+         } catch( ... ) {
+            nodes_[ at ] = lone;
+            throw;
+         }
       }
       const unsigned v = sixBits( bits, depth );
       const TrieNode & node = nodes_[ at ];
@@ -80,7 +85,7 @@ PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::slotIs( Bits128 bits, u
    }
 }
 
-// Puts a prefix into a node that has no child on its way: into the bitmaps if it ends here, as a lone child otherwise.
+// Puts a prefix into a node: into the bitmaps if it ends here, as a lone child otherwise, and then the node has none on its way yet.
 // `loneSlot` is the slot that it brings along, kNoSlot for a new one. Returns its slot. Nodes may move.
 PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::place( TrieNode & node, unsigned depth, Bits128 bits, unsigned length,
                                                                 Slot loneSlot ) {
@@ -111,7 +116,7 @@ PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::place( TrieNode & node,
 }
 
 // Goes down the path of a prefix. `onNode( node, innerHits, fullHit, v, depth )` tells of what contains the prefix in an
-// ordinary node, `onLone( node )` of a lone node that does; either returns false to stop.
+// ordinary node, and returns false to stop; `onLone( node )` of a lone node that does, which is the last.
 template <class OnNode, class OnLone>
 void PatriciaTrieWithNodeData::descend( Bits128 bits, unsigned length, OnNode && onNode, OnLone && onLone ) const {
    static constexpr auto kInnerPath = [] {

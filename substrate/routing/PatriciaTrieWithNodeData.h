@@ -6,7 +6,7 @@
 /// data; the place in the row is the count of the bits before. A subtree that holds one prefix alone is a single node that
 /// bears this prefix whole (a lone node). With 10.0.0.0/8 and 10.1.1.0/24, seen from 10.1.1.0/24:
 ///
-///    bits   000010 | 100000 | 000100 | 000100 | ...
+///    bits   000010 | 100000 | 000100 | 000001 | ...
 ///    root   child 000010 -> node, inner "10" (the /8), child 100000 -> lone node, bears 10.1.1.0/24
 ///
 /// One node is half a cache line. A whole IPv4 table takes four nodes and one place in the data row for a /24.
@@ -33,13 +33,14 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    size_t prefixCount() const noexcept { return prefixCount_; }
    /// Moves with every change.
    uint32_t version() const noexcept { return version_; }
-   /// Memory of the trie itself, without what the data objects take.
+   /// Memory of nodes and data row, without what the data objects take, nor the lists of free blocks.
    size_t bytes() const noexcept { return nodes_.bytes() + data_.bytes(); }
 
    /// Puts `data` in front of the chain at `prefix`, of which the bits behind its length do not count. Cost: O(1) in the length of the
    /// chain and in the size of the trie.
-   /// Errors: a null `data` raises MutatorArgNullPointerException; a prefix of another family, or data that stands in a chain
-   /// already, is a fault of the caller and ends the process.
+   /// Errors: a null `data` raises MutatorArgNullPointerException; std::bad_alloc leaves all that stood in the trie. A prefix that is
+   /// not of this family, or longer than its addresses, or data that stands in a chain already, is a fault of the caller and ends
+   /// the process.
    void routeIs( const Ferule::IpGenPrefix & prefix, const Quoin::Ptr<PrefixData> & data );
 
    /// Calls `walker` for each prefix in the trie that is `prefix` or contains it, the shortest first, until it returns false.

@@ -9,7 +9,7 @@
 namespace Routing {
 
 using RouteTag = uint32_t;
-using RoutePreference = uint8_t;   // administrative distance; text: a number, not a character
+using RoutePreference = uint8_t;   // administrative distance; whoever prints it prints a number, not a character
 
 /// The protocol that a route comes from, by its number; 0 is none. Text: the number in decimal.
 enum class RouteProto : uint32_t {};

@@ -130,6 +130,28 @@ TEST( PrefixListMatcher, aNullStatusIsNotMatched ) {
    EXPECT_EQ( matcher.matchWithTristateForTest( route, noContext ), std::nullopt );
 }
 
+/// Has no prefix to give, and counts how often it is asked for one.
+struct RouteWithoutAPrefix final : MatchInput_ {
+   const IpGenPrefix * getPrefixPointer() const override {
+      ++calls;
+      return nullptr;
+   }
+   mutable int calls = 0;
+};
+
+TEST( PrefixListMatcher, anUndefinedListDoesNotLookAtThePrefixThatItAsksFor ) {
+   const RouteWithoutAPrefix route;
+   PrefixListMatcher matcher( "PL", nullptr );
+   EXPECT_FALSE( matcher.match( &route, noContext ) );
+   EXPECT_EQ( route.calls, 1 );
+   EXPECT_EQ( matcher.matchWithTristate( &route, noContext ), std::nullopt );
+   EXPECT_EQ( route.calls, 2 );
+   EXPECT_EQ( matcher.coveredBy( &route, noContext ), std::nullopt );
+   EXPECT_EQ( route.calls, 3 );
+   matcher.invertResultIs( true );
+   EXPECT_TRUE( matcher.match( &route, noContext ) );
+}
+
 // A walk stores the prefix and drops the entry that it finds; what is put there shows that none began.
 TEST( PrefixListMatcher, aListOfTheOtherFamilyIsNotMatchedAndNotWalked ) {
    const auto sentinel = plainEntry( { 1, permit, IpGenPrefix(), 0, 0 } );

@@ -58,6 +58,18 @@ TEST( IpAccessListMatcher, anUndefinedListMatchesNothing ) {
    EXPECT_FALSE( match( nullptr, "2001:db8::/32" ) );
 }
 
+TEST( IpAccessListMatcher, anUndefinedListDoesNotLookAtThePrefixThatItAsksFor ) {
+   struct Route final : MatchInput_ {
+      const IpGenPrefix * getPrefixPointer() const override {
+         ++calls;
+         return nullptr;
+      }
+      mutable int calls = 0;
+   } route;
+   EXPECT_FALSE( IpAccessListMatcher( "ACL", nullptr ).match( &route, noContext ) );
+   EXPECT_EQ( route.calls, 1 );
+}
+
 // A walk stores the prefix and drops the entry that it finds; what is put there shows that none began.
 TEST( IpAccessListMatcher, aListOfTheOtherFamilyMatchesNothingAndIsNotWalked ) {
    const auto sentinel = makeNode<AclEntryData>( AclPrefixEntry{} );
@@ -358,6 +370,29 @@ TEST( IpAccessListWalkerCb, goesOnWhateverItIsGiven ) {
    EXPECT_EQ( ctx.entry, entry );
    ctx.prefix = nullptr;
    ctx.entry = nullptr;
+}
+
+// That it stands above the prefix says all of a rule whose mask is a prefix; any other mask is tested.
+TEST( IpAccessListWalkerCb, aRuleWithAPlainPrefixNeedsNoTest ) {
+   const auto walker = makeNode<IpAccessListWalkerCb>();
+   const IpGenPrefix asked( "10.0.0.0/8" );
+   auto & ctx = IpAccessListWalkerCbCtx::ofThisThread();
+   const struct {
+      const char * rule;
+      bool taken;
+   } rows[] = { { "10 permit 11.0.0.0/8", true },
+                { "10 permit 11.1.1.1/32", true },
+                { "10 permit 11.0.0.0 255.0.255.0", false },
+                { "10 permit 11.0.0.1/8", false } };   // with host bits
+   for( const auto & row : rows ) {
+      ctx.prefix = &asked;
+      const auto entry = makeNode<AclEntryData>( accessListRule( row.rule ) );
+      EXPECT_TRUE( walker->handlePrefixData( asked, entry.get() ) );
+      EXPECT_EQ( ctx.entry == entry, row.taken ) << row.rule;
+      EXPECT_EQ( ctx.entry == nullptr, !row.taken ) << row.rule;
+      ctx.prefix = nullptr;
+      ctx.entry = nullptr;
+   }
 }
 
 TEST( AclTestWalkCb, collectsEveryRuleOfEveryChain ) {

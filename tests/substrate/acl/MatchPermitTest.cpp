@@ -20,4 +20,13 @@ TEST( MatchPermit, isPrintedByItsWord ) {
    EXPECT_EQ( os.str(), "deny permit" );
 }
 
+// A list takes such a value for a deny, too.
+TEST( MatchPermit, onlyThePermitOfOneIsPrintedAsPermit ) {
+   for( unsigned value = 0; value <= 255; ++value )
+      EXPECT_STREQ( Acl::stringValue( MatchPermit( value ) ), value == 1 ? "permit" : "deny" ) << value;
+   std::ostringstream os;
+   os << MatchPermit( 2 );
+   EXPECT_EQ( os.str(), "deny" );
+}
+
 }   // namespace

@@ -4,17 +4,20 @@
 #include <functional>
 #include <locale>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 
 #include "substrate/routemap/PrefixListIndex.h"
+#include "tests/policy/Fixtures.h"
 #include "tests/policy/ListFixtures.h"
 
 namespace {
 
 using namespace ListFixtures;
-using Reason = Routing::RouteMap::PrefixListError::Reason;
+using Routing::RouteMap::PrefixListError;
+using Reason = PrefixListError::Reason;
 
 /// All that a list holds, as "seqno permit prefix-length ge le", node by node and each chain in its order.
 std::vector<std::string> held( const PrefixListStatus & list ) {
@@ -152,6 +155,55 @@ TEST( PrefixListBuilder, aPrefixOfNoFamilyIsOfAnother ) {
    EXPECT_EQ( error->toStrep(), "prefix list PL, entry 0 permit unset: the prefix is not of the list's address family" );
 }
 
+TEST( PrefixListBuilder, aListOfNoFamilyTakesNothing ) {
+   PrefixListBuilder builder( "PL", AddressFamily( 0 ) );
+   std::vector<PrefixListEntry> entries( 1 );   // of no family either
+   for( const char * text : { "10 permit 0.0.0.0/0", "10 permit ::/0 le 128" } ) entries.push_back( prefixListEntry( text ) );
+   for( const auto & entry : entries ) {
+      SCOPED_TRACE( entry.toStrep() );
+      const auto error = builder.entryIs( entry );
+      ASSERT_TRUE( error );
+      EXPECT_EQ( error->reason, Reason::wrongFamily );
+      EXPECT_EQ( builder.count(), 0u );
+   }
+   const auto list = builder.build();
+   EXPECT_EQ( list->trie().prefixCount(), 0u );
+   EXPECT_EQ( list->af(), AddressFamily( 0 ) );
+}
+
+// It names the bounds that an entry without them comes to.
+TEST( PrefixListError, oneMadeByHandHasATextToo ) {
+   const struct {
+      const char * name;
+      const char * entry;
+      Reason reason;
+      const char * text;
+   } rows[] = {
+      { "another family", "10 permit 10.0.0.0/8", Reason::wrongFamily,
+        "prefix list PL, entry 10 permit 10.0.0.0/8: the prefix is not of the list's address family" },
+      { "too long", "10 permit 10.0.0.0/8", Reason::prefixTooLong,
+        "prefix list PL, entry 10 permit 10.0.0.0/8: length 8 is beyond the family's 32" },
+      { "host bits", "10 permit 10.0.0.0/8", Reason::hostBits,
+        "prefix list PL, entry 10 permit 10.0.0.0/8: the prefix has host bits set, its network is 10.0.0.0/8" },
+      { "ge below the length, without ge", "10 permit 10.0.0.0/8", Reason::geBelowLength,
+        "prefix list PL, entry 10 permit 10.0.0.0/8: ge 8 is below the prefix's length 8" },
+      { "le below ge, without either", "10 permit 10.0.0.0/8", Reason::leBelowGe,
+        "prefix list PL, entry 10 permit 10.0.0.0/8: le 8 is below the prefix's length 8" },
+      { "le below ge, without le", "10 permit 10.0.0.0/8 ge 16", Reason::leBelowGe,
+        "prefix list PL, entry 10 permit 10.0.0.0/8 ge 16: le 32 is below ge 16" },
+      { "a bound beyond the family, without either", "10 permit 10.0.0.0/8", Reason::boundBeyondFamily,
+        "prefix list PL, entry 10 permit 10.0.0.0/8: le 8 is beyond the family's 32" },
+      { "a bound beyond the family, without le", "10 permit 10.0.0.0/8 ge 16", Reason::boundBeyondFamily,
+        "prefix list PL, entry 10 permit 10.0.0.0/8 ge 16: le 32 is beyond the family's 32" },
+      { "a number that is there", "10 permit 10.0.0.0/8", Reason::duplicateSeqno,
+        "prefix list PL, entry 10 permit 10.0.0.0/8: the list has an entry 10 already" },
+   };
+   for( const auto & row : rows )
+      EXPECT_EQ( ( PrefixListError{ row.reason, "PL", prefixListEntry( row.entry ) }.toStrep() ), row.text ) << row.name;
+   EXPECT_EQ( ( PrefixListError{ Reason::geBelowLength, "PL", {} }.toStrep() ),
+              "prefix list PL, entry 0 permit unset: ge 0 is below the prefix's length 0" );
+}
+
 TEST( PrefixListBuilder, textsDoNotDependOnTheLocale ) {
    struct Grouping : std::numpunct<char> {
       std::string do_grouping() const override { return "\1"; }
@@ -226,6 +278,23 @@ TEST( PrefixListBuilder, givesTheListItsNameFamilyAndIndex ) {
    EXPECT_EQ( list->trie().prefixCount(), 2u );
    EXPECT_EQ( list->trie().slotCount(), 2u ) << "compact";
    EXPECT_NE( list->index(), nullptr );
+}
+
+TEST( PrefixListBuilder, aHundredThousandEntriesOfOnePrefixStandInOrder ) {
+   constexpr uint32_t kEntries = 100000;
+   PrefixListBuilder builder( "PL", AddressFamily::ipv4 );
+   PrefixListEntry e = prefixListEntry( "0 permit 10.0.0.0/8 le 32" );
+   for( uint32_t i = 0; i < kEntries; ++i ) {
+      e.seqno = 1 + i * 7919 % kEntries;   // each once, in no order
+      ASSERT_EQ( builder.entryIs( e ), std::nullopt );
+   }
+   auto list = builder.build();
+   EXPECT_EQ( list->trie().prefixCount(), 1u );
+   uint32_t last = 0;
+   for( auto * d = static_cast<const PrefixListEntryData *>( list->trie().slotData( 0 ) ); d; d = d->nextEntry() )
+      ASSERT_EQ( d->seqno(), ++last );
+   EXPECT_EQ( last, kEntries );
+   Routing::Policy::Fixtures::onSmallStack( [ gone = std::move( list ) ]() mutable { gone = nullptr; } );
 }
 
 // Past the number from which the trie takes its space at once.

@@ -30,6 +30,33 @@ TEST( PrefixListEntryData, tellsWhatItWasMadeOf ) {
    EXPECT_FALSE( makeNode<PrefixListEntryData>( 1u, deny, uint8_t( 8 ), uint8_t( 8 ), uint8_t( 8 ) )->isPrefixEntryPermit() );
 }
 
+TEST( PrefixListEntryData, aBoundThatNoLengthReachesIsKeptAsSuch ) {
+   const struct {
+      const char * name;
+      uint32_t ge, le;   // in front of 10.0.0.0/8
+      unsigned keptGe, keptLe;
+      bool admits8, admits32;
+   } rows[] = {
+      { "the greatest that is kept as it is", 255, 255, 255, 255, false, false },
+      { "an upper bound one above", 8, 256, 8, 255, true, true },
+      { "an upper bound that is 8 in its low byte", 16, 264, 16, 255, false, true },
+      { "a lower bound that is 8 in its low byte", 264, 288, 255, 255, false, false },
+      { "a lower bound above the upper one", 256, 32, 255, 32, false, false },
+      { "the greatest", 0, 4294967295u, 0, 255, true, true },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      const auto entry = makeNode<PrefixListEntryData>( 10u, permit, uint8_t( 8 ), row.ge, row.le );
+      EXPECT_EQ( entry->ge(), row.keptGe );
+      EXPECT_EQ( entry->le(), row.keptLe );
+      const auto status = makeNode<PrefixListStatus>( "PL", AddressFamily::ipv4 );
+      const auto trie = trieOfOne( entry );
+      status->trieIs( trie );
+      EXPECT_EQ( status->index()->governing( *trie, IpGenPrefix( "10.0.0.0/8" ) ).found, row.admits8 );
+      EXPECT_EQ( status->index()->governing( *trie, IpGenPrefix( "10.0.0.0/32" ) ).found, row.admits32 );
+   }
+}
+
 TEST( PrefixListEntryData, anAgentsOwnMayDecideLate ) {
    bool answer = false;
    const Quoin::Ptr<const PrefixListEntryData> entry = makeNode<OwnEntry>( kEntry, [ & ] { return answer; } );

@@ -2,11 +2,14 @@
 
 #include <map>
 #include <memory>
+#include <new>
+#include <optional>
 #include <vector>
 
 #include <gmock/gmock.h>
 
 #include "tests/model/RandomCases.h"
+#include "tests/substrate/zeugma/AllocationCount.h"
 
 namespace {
 
@@ -51,6 +54,41 @@ TEST( Arena, aBlockThatWasLeftIsUsedAgainAndHoldsNothing ) {
    EXPECT_EQ( row[ first ], nullptr );
    EXPECT_EQ( row[ second ], value );
    EXPECT_EQ( row.size(), 3u );
+}
+
+TEST( Arena, anAllocationThatFailsLeavesEveryBlockAsItWas ) {
+   bool failed = true;
+   size_t n = 0;   // the call of all in a run that fails
+   for( ; failed; ++n ) {
+      SCOPED_TRACE( n );
+      Row row;
+      std::vector<uint32_t> bases( 4 );
+      std::vector<std::vector<int>> expected( bases.size() );
+      failed = false;
+      size_t calls = 0;
+      for( int value = 1; value <= 16; ++value ) {   // each of the blocks by one, in turn
+         const size_t b = size_t( value ) % bases.size();
+         const size_t size = expected[ b ].size();
+         const auto grow = [ & ] { return row.grow( bases[ b ], size, size / 2, value ); };
+         const auto before = allocationCount();
+         const auto base = [ & ]() -> std::optional<uint32_t> {
+            std::optional<AllocationFailure> failure;
+            if( !failed ) failure.emplace( n - calls );
+            try {
+               return grow();
+            } catch( const std::bad_alloc & ) { return std::nullopt; }
+         }();
+         calls += allocationCount() - before;
+         if( !base ) {
+            failed = true;
+            for( size_t i = 0; i < bases.size(); ++i ) ASSERT_EQ( block( row, bases[ i ], expected[ i ].size() ), expected[ i ] );
+         }
+         bases[ b ] = base ? *base : grow();
+         expected[ b ].insert( expected[ b ].begin() + long( size / 2 ), value );
+         for( size_t i = 0; i < bases.size(); ++i ) ASSERT_EQ( block( row, bases[ i ], expected[ i ].size() ), expected[ i ] );
+      }
+   }
+   EXPECT_GT( n, 5u ) << "there are so many, at least";
 }
 
 TEST( Arena, whatIsReservedIsThereAndCanBeGivenBack ) {

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <new>
 #include <numeric>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -12,14 +14,20 @@
 #include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
 
+#include "policy/PrefixListMatcher.h"
 #include "substrate/plinth/Exception.h"
 #include "tests/model/RandomCases.h"
+#include "tests/policy/ListFixtures.h"
 #include "tests/substrate/zeugma/AllocationCount.h"
 
 namespace {
 
 using Ferule::AddressFamily;
 using Ferule::IpGenPrefix;
+using ListFixtures::deny;
+using ListFixtures::permit;
+using ListFixtures::plainEntry;
+using ListFixtures::PrefixListStatus;
 using Quoin::makeNode;
 using Quoin::Ptr;
 using Routing::PatriciaTrieWalkCb;
@@ -421,6 +429,74 @@ TEST( PatriciaTrieWithNodeData, aChainOfAHundredThousandIsNoBurden ) {
       EXPECT_EQ( Item::alive, kItems );
       trie = nullptr;   // the stack that this takes does not grow with the chain
       EXPECT_EQ( Item::alive, 0 );
+   }
+}
+
+// They make lone prefixes, part them at many depths, and let blocks grow.
+TEST( PatriciaTrieWithNodeData, anAllocationThatFailsLosesNothing ) {
+   const std::vector<const char *> families[] = {
+      { "0.0.0.0/0", "10.0.0.0/8", "11.0.0.0/8", "10.1.1.0/24", "10.1.2.0/24", "10.1.2.128/25", "192.168.0.0/16", "192.168.1.0/24",
+        "192.168.1.1/32", "192.168.1.2/32", "172.16.0.0/12", "8.0.0.0/6", "10.1.0.0/16" },
+      { "2001:db8:1:1::1/128", "2001:db8:1:1::2/128", "2001:db8::/32", "::/0", "fe80::1/128", "fe80::/10", "2001:db8:1::/48",
+        "2001:db8:1:1::/64", "2001:db8:2::/48", "ff00::/8", "2001::/16", "2001:db8:1:1:8000::/65", "2001:db8:8000::/33" },
+   };
+   for( const auto & texts : families ) {
+      std::vector<IpGenPrefix> prefixes( texts.begin(), texts.end() ), asked;
+      const auto af = prefixes.front().af();
+      for( const auto & p : prefixes )
+         for( const unsigned length : { unsigned( p.length() ), unsigned( Ferule::addressBits( af ) ) } )
+            asked.push_back( prefixOf( af, p.ipGenAddr().bits(), length ) );
+      bool failed = true;
+      size_t n = 0;   // the call of all for one trie that fails
+      for( ; failed; ++n ) {
+         SCOPED_TRACE( testing::Message() << af << ", call " << n );
+         failed = false;
+         size_t calls = 0;
+         const auto trie = makeNode<PatriciaTrieWithNodeData>( af, false );
+         const auto kept = makeNode<PrefixListStatus>( "PL", af );
+         Model model;
+         PrefixListModel list{ af, {} };
+         const auto fault = [ & ]() -> std::string {
+            const auto fresh = makeNode<PrefixListStatus>( "PL", af );
+            fresh->trieIs( trie );
+            for( const auto & status : { kept, fresh } ) {
+               const Routing::Policy::PrefixListMatcher matcher( "PL", status );
+               for( const auto & p : asked )
+                  if( matcher.matchPrefix( p ) != list.match( p ) ) return std::string( "a list, asked about " ) + p.toStrep().data();
+            }
+            return difference( *trie, model, asked );
+         };
+         for( const auto & p : prefixes ) {
+            const uint32_t seqno = 50 + uint32_t( list.entries.size() * 7 % 13 );
+            list.entries.push_back( { seqno, seqno % 2 ? permit : deny, p, p.length(), Ferule::addressBits( af ) } );
+            const auto entry = plainEntry( list.entries.back() );
+            kept->trieIs( trie );   // its index is of this very state
+            const auto before = allocationCount();
+            const auto entered = [ & ] {
+               std::optional<AllocationFailure> failure;
+               if( !failed ) failure.emplace( n - calls );
+               try {
+                  trie->routeIs( p, entry );
+               } catch( const std::bad_alloc & ) { return false; }
+               return true;
+            }();
+            calls += allocationCount() - before;
+            if( !entered ) {
+               failed = true;
+               EXPECT_FALSE( entry->inChain() );
+               const auto last = list.entries.back();
+               list.entries.pop_back();
+               ASSERT_EQ( fault(), "" ) << "without " << p;
+               list.entries.push_back( last );
+               trie->routeIs( p, entry );
+            }
+            model.put( p, entry.get() );
+            ASSERT_EQ( fault(), "" ) << "with " << p;
+         }
+         trie->compact();
+         EXPECT_EQ( fault(), "" ) << "compacted";
+      }
+      EXPECT_GT( n, prefixes.size() ) << "there are so many, at least";
    }
 }
 

@@ -6,9 +6,11 @@
 namespace {
 
 constinit thread_local size_t count = 0;
+constinit thread_local size_t failing = 0;   // calls until one fails, that one included; 0 for none
 
 void * allocate( size_t size ) noexcept {
    ++count;
+   if( failing != 0 && --failing == 0 ) return nullptr;
    return std::malloc( size ? size : 1 );
 }
 void * allocateOrThrow( size_t size ) {
@@ -20,6 +22,16 @@ void * allocateOrThrow( size_t size ) {
 
 size_t allocationCount() noexcept {
    return count;
+}
+
+AllocationFailure::AllocationFailure( size_t n ) noexcept {
+   failing = n + 1;
+}
+AllocationFailure::~AllocationFailure() {
+   failing = 0;
+}
+bool AllocationFailure::happened() const noexcept {
+   return failing == 0;
 }
 
 // All that come in pairs with each other, so that a sanitizer sees no stranger's memory freed.
