@@ -1,6 +1,7 @@
 /// @file policy/Matcher.h
 /// One test of a route. Agents derive their own from it.
-/// Ownership: shared by the sequences that use it. Threading: match() runs on several threads at once; it changes nothing.
+/// Ownership: shared by the sequences that use it; who calls match() sees to it that the matcher outlives the call, as PolicyEval
+/// does by a ReleaseScope. Threading: match() runs on several threads at once; it changes nothing.
 #pragma once
 
 #include <ostream>

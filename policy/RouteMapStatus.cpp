@@ -23,7 +23,7 @@ void RouteMapStatus::clone( const Zeugma::BaseNotifyingType & source ) {
    const auto & src = static_cast<const RouteMapStatus &>( source );
    for( auto i = seqStatus_.first(); i; i.next() )
       if( !src.seqStatus_.find( i.key() ) ) seqStatusDel( i.key() );
-   for( const auto & [ seqno, seq ] : src.seqStatus_ ) seqStatusIs( seq );
+   for( auto i = src.seqStatus_.first(); i; i.next() ) seqStatusIs( Quoin::Ptr( i.value() ) );   // a reaction may write the source
    featuresIs( src.features() );
    updateFeaturesOnSeqStatusChangeIs( src.updateFeaturesOnSeqStatusChange() );   // with the features: they are only as good as it says
    undefinedIs( src.undefined() );

@@ -1,7 +1,7 @@
 /// @file substrate/plinth/Attribute.h
 /// Attributes of notifying objects: one line each, every public name spelled out.
 /// A write stores first and publishes after; a write of the present value publishes nothing.
-/// Errors: none, every value can be stored. Threading: any number of readers, or one writer.
+/// Errors: a null handle cannot be a member of a collection; every other value can be stored. Threading: any number of readers, or one writer.
 #pragma once
 
 #include <type_traits>
@@ -61,7 +61,8 @@ void eraseMember( Quoin::Publisher & publisher, Quoin::FieldId field, Collection
    if( collection.erase( key ) ) publishMember( publisher, field, key, &old );
 }
 
-/// Empties the collection first and then tells of every member, so that no reactor sees half of it.
+/// Empties the collection first and then tells of every member, so that no reactor sees half of it. A reaction that throws leaves
+/// the rest untold.
 template <class Collection>
 void eraseAllMembers( Quoin::Publisher & publisher, Quoin::FieldId field, Collection & collection ) {
    Quoin::ReleaseScope scope;   // a reaction may drop the owner
@@ -74,7 +75,7 @@ void cloneMembers( Quoin::Publisher & publisher, Quoin::FieldId field, Collectio
    Quoin::ReleaseScope scope;
    for( auto i = to.first(); i; i.next() )
       if( !from.find( i.key() ) ) eraseMember( publisher, field, to, i.key() );
-   for( const auto & [ key, value ] : from ) putMember( publisher, field, "clone", to, key, value );
+   for( auto i = from.first(); i; i.next() ) putMember( publisher, field, "clone", to, i.key(), i.value() );   // it may be written to
 }
 
 }   // namespace Plinth

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "substrate/plinth/Version.h"
 #include "substrate/quoin/Assert.h"
 
 namespace Plinth {
@@ -16,6 +17,20 @@ template <class V>
 class DynArray {
  public:
    static constexpr uint32_t kMaxEntries = 2003004;   // indices stay below this
+
+   DynArray() = default;
+   DynArray( const DynArray & ) = default;
+   DynArray & operator=( const DynArray & ) = default;
+   DynArray( DynArray && from ) noexcept
+         : entries_( std::exchange( from.entries_, {} ) ),
+           count_( std::exchange( from.count_, 0 ) ),
+           version_( std::move( from.version_ ) ) {}
+   DynArray & operator=( DynArray && from ) noexcept {
+      entries_ = std::exchange( from.entries_, {} );
+      count_ = std::exchange( from.count_, 0 );
+      version_ = std::move( from.version_ );
+      return *this;
+   }
 
    /// One above the highest index ever set since the last clear().
    uint32_t size() const noexcept { return static_cast<uint32_t>( entries_.size() ); }
@@ -54,7 +69,8 @@ class DynArray {
       if( std::exchange( count_, 0 ) ) ++version_;
    }
 
-   /// Stands on set entries only, in ascending order; survives changes, and sees what has been set further on.
+   /// Moves over set entries only, in ascending order; survives changes, and sees what has been set further on. Where it stands may
+   /// be unset meanwhile.
    class Iterator {
     public:
       explicit operator bool() const noexcept { return at_ < array_->size(); }
@@ -80,7 +96,7 @@ class DynArray {
  private:
    std::vector<V> entries_;
    uint32_t count_ = 0;
-   uint32_t version_ = 0;
+   Version version_;
 };
 
 }   // namespace Plinth

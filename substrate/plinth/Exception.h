@@ -15,7 +15,7 @@ class ROUTEPOLICY_API MutatorArgNullPointerException : public std::invalid_argum
    ~MutatorArgNullPointerException() override;
 };
 
-/// Raises "<mutator>: the argument is null". `mutator` is the writer's qualified name.
+/// Raises "<mutator>: the argument is null". `mutator` is the writer's name.
 [[noreturn]] ROUTEPOLICY_API void throwMutatorArgNullPointerException( const char * mutator );
 
 }   // namespace Plinth

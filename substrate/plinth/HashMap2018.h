@@ -10,9 +10,21 @@
 #include <utility>
 #include <vector>
 
+#include "substrate/plinth/Version.h"
 #include "substrate/quoin/Assert.h"
 
 namespace Plinth {
+
+/// A key's own hash where it has one.
+template <class K>
+struct KeyHash {
+   size_t operator()( const K & key ) const noexcept {
+      if constexpr( requires { key.hash(); } )
+         return key.hash();
+      else
+         return std::hash<K>()( key );
+   }
+};
 
 /// What the two unordered collections share: `Table` is the standard container behind, `Derived` adds look-up and insertion.
 template <class K, class Table>
@@ -99,7 +111,7 @@ class HashCollection {
 
  protected:
    Table table_;
-   uint32_t version_ = 0;
+   Version version_;
 
  private:
    static const K & keyOf( const K & key ) { return key; }
@@ -110,7 +122,7 @@ class HashCollection {
 };
 
 /// Values by key. Threading: any number of readers, or one writer.
-template <class K, class V, class Hash = std::hash<K>, class IsEq = std::equal_to<K>>
+template <class K, class V, class Hash = KeyHash<K>, class IsEq = std::equal_to<K>>
 class HashMap2018 : public HashCollection<K, std::unordered_map<K, V, Hash, IsEq>> {
  public:
    using Key = K;
@@ -135,7 +147,7 @@ class HashMap2018 : public HashCollection<K, std::unordered_map<K, V, Hash, IsEq
 };
 
 /// Keys alone. Threading: any number of readers, or one writer.
-template <class K, class Hash = std::hash<K>, class IsEq = std::equal_to<K>>
+template <class K, class Hash = KeyHash<K>, class IsEq = std::equal_to<K>>
 class HashSet2018 : public HashCollection<K, std::unordered_set<K, Hash, IsEq>> {
  public:
    /// False, and nothing happens, when the key is there already.

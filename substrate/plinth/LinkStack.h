@@ -7,10 +7,12 @@
 #include <utility>
 #include <vector>
 
+#include "substrate/plinth/Version.h"
+
 namespace Plinth {
 
-/// Elements carry the index they were pushed with, one above the top's, so that the bottom's is 0. Deleting one in the middle
-/// leaves the others' indices as they are. Threading: any number of readers, or one writer.
+/// Elements carry the index they were pushed with, one above the top's, 0 on an empty stack. Deleting one in the middle leaves the
+/// others' indices as they are. Threading: any number of readers, or one writer.
 template <class V>
 class LinkStack {
  public:
@@ -67,7 +69,7 @@ class LinkStack {
 
  private:
    std::vector<Element> elements_;
-   uint32_t version_ = 0;
+   Version version_;
 };
 
 }   // namespace Plinth

@@ -7,6 +7,8 @@
 #include <deque>
 #include <utility>
 
+#include "substrate/plinth/Version.h"
+
 namespace Plinth {
 
 /// Threading: any number of readers, or one writer.
@@ -47,7 +49,7 @@ class Queue {
 
  private:
    std::deque<V> items_;
-   uint32_t version_ = 0;
+   Version version_;
 };
 
 }   // namespace Plinth

@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "substrate/plinth/Version.h"
+
 namespace Plinth {
 
 /// Members in ascending order of key, by the key's `<`. The first `Inline` members stand in the object itself.
@@ -117,7 +119,7 @@ class RbTreeMap {
    }
 
    Row row_;
-   uint32_t version_ = 0;
+   Version version_;
 };
 
 }   // namespace Plinth

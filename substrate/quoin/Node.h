@@ -22,8 +22,9 @@ class ROUTEPOLICY_API Node {
 
    virtual ~Node();
 
-   /// Runs when the last use has gone, before the object is destroyed; the object is whole. It runs again if the object gains a use
-   /// while a ReleaseScope keeps it, and loses that one too.
+   /// Runs when the last use has gone, before the object is destroyed; the object is whole. It may use the object through handles:
+   /// one that is still held when it returns keeps the object, and the hook runs again when that one goes.
+   /// Threading: a use gained in here, or while a ReleaseScope keeps the object, stays on this thread until then.
    virtual void lastUserGone() const;
 
    /// The publisher of a notifying object, null for every other.
@@ -57,10 +58,10 @@ class ROUTEPOLICY_API Node {
    /// Present count of uses; a snapshot when other threads hold the node.
    uint32_t useCount() const noexcept { return std::atomic_ref( uses_ ).load( std::memory_order_relaxed ); }
 
-   /// The node's flag word: bits that a class may use as it likes, but for the highest. Initially 0.
-   uint32_t nodeFlag() const noexcept { return flags_; }
-   void nodeFlagSet( uint32_t bits ) noexcept { flags_ |= bits; }
-   void nodeFlagClear( uint32_t bits ) noexcept { flags_ &= ~bits; }
+   /// The node's flag word: bits that a class may use as it likes, but for the three highest, which stay 0. Initially 0.
+   uint32_t nodeFlag() const noexcept { return flags_ & kClassBits; }
+   void nodeFlagSet( uint32_t bits ) noexcept { flags_ |= bits & kClassBits; }
+   void nodeFlagClear( uint32_t bits ) noexcept { flags_ &= ~( bits & kClassBits ); }
 
  protected:
    Node() noexcept : uses_( 1 ), flags_( 0 ) {}
@@ -68,16 +69,25 @@ class ROUTEPOLICY_API Node {
  private:
    friend class ReleaseScope;
    void release() const noexcept;
-   static void destroyDoomed() noexcept;
-   static constexpr uint32_t kDoomed = 1u << 31;   // in the flag word: the node waits to be destroyed
+   bool goneBehindHook() const noexcept;
+   void wait( uint32_t why ) const noexcept;
+   static void destroyWaiting() noexcept;
+   struct Depth;
+
+   // Of a release under way, in the flag word.
+   static constexpr uint32_t kWaits = 1u << 31;     // to be destroyed
+   static constexpr uint32_t kHookDue = 1u << 30;   // and lastUserGone() has not run yet
+   static constexpr uint32_t kInHook = 1u << 29;    // lastUserGone() runs
+   static constexpr uint32_t kClassBits = kInHook - 1;
 
    mutable uint32_t uses_;
    mutable uint32_t flags_;
 };
 
 /// While one stands on a thread, nodes whose last use goes on that thread stay whole; they are destroyed when the outermost
-/// scope ends. A walk over shared objects through raw pointers opens one, so that what it calls may drop them.
-/// Cost: two thread-local increments. lastUserGone() is not delayed.
+/// scope ends, or the release in whose midst it stands. A walk over shared objects through raw pointers opens one, so that what
+/// it calls may drop them.
+/// Cost: two thread-local increments. lastUserGone() is not delayed, but where many of them drop each other in a chain.
 class ROUTEPOLICY_API ReleaseScope {
  public:
    ReleaseScope() noexcept;

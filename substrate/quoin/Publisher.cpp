@@ -1,5 +1,7 @@
 #include "substrate/quoin/Publisher.h"
 
+#include "substrate/plinth/Exception.h"
+
 namespace Quoin {
 
 struct Subscriber::List {
@@ -61,6 +63,7 @@ Publisher::~Publisher() {
 }
 
 void Publisher::subscriberAdd( Subscriber * subscriber, bool active ) {
+   if( !subscriber ) Plinth::throwMutatorArgNullPointerException( "Publisher::subscriberAdd" );
    if( !list_ ) list_ = std::make_unique<Subscriber::List>();
    subscriber->active_ = active;
    if( subscriber->list_ == list_.get() ) return;
@@ -69,7 +72,7 @@ void Publisher::subscriberAdd( Subscriber * subscriber, bool active ) {
 }
 
 void Publisher::subscriberRemove( Subscriber * subscriber ) noexcept {
-   if( list_ && subscriber->list_ == list_.get() ) list_->unlink( subscriber );
+   if( list_ && subscriber && subscriber->list_ == list_.get() ) list_->unlink( subscriber );
 }
 
 void Publisher::deliver( const Change & change ) {

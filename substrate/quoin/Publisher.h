@@ -61,6 +61,7 @@ class ROUTEPOLICY_API Publisher {
 
    /// Adds at the end. A subscriber of another publisher leaves that one first. While `active` is false it is in the list and
    /// hears nothing; adding it again changes that. What is being published right now is not delivered to a new one.
+   /// Errors: MutatorArgNullPointerException on null.
    void subscriberAdd( Subscriber * subscriber, bool active = true );
 
    /// Nothing happens if it is not subscribed here.

@@ -19,7 +19,7 @@ class AllIpAccessListSymbol : public Quoin::Node {
    /// Null when there is none.
    Quoin::Ptr<IpAccessListSymbol> symbol( const Quoin::String & name ) const { return Plinth::memberOf( symbol_, name ); }
    /// Enters the symbol under its name. Errors: MutatorArgNullPointerException on null.
-   void symbolIs( const Quoin::Ptr<IpAccessListSymbol> & symbol ) {
+   void symbolIs( Quoin::Ptr<IpAccessListSymbol> symbol ) {   // by value: a reaction may drop the caller's
       if( !symbol ) Plinth::throwMutatorArgNullPointerException( "AllIpAccessListSymbol::symbolIs" );
       Plinth::putMember( publisher_, Quoin::FieldId( Field::symbol ), "symbolIs", symbol_, symbol->name(), symbol );
    }

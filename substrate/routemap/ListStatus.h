@@ -1,5 +1,5 @@
 /// @file substrate/routemap/ListStatus.h
-/// Compiled lists that this library holds by handle and never looks into: agents derive from these what they read themselves.
+/// Compiled lists that this library holds by handle: agents derive from these what they read themselves.
 #pragma once
 
 #include "routepolicy_export.h"

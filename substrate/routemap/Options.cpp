@@ -17,20 +17,24 @@ Names numbered( const char * stem ) {
 
 #define NAME( option, number ) names[ number ] = #option;
 
+// Never destroyed: what goes at the end of the process may still print an option.
+
 const Names & matchNames() {
-   static const Names kNames = [] {
-      Names names = numbered( "matchOption" );
+   static const Names & kNames = *[] {
+      auto * all = new Names( numbered( "matchOption" ) );
+      Names & names = *all;
       ROUTEMAP_MATCH_OPTIONS( NAME )
-      return names;
+      return all;
    }();
    return kNames;
 }
 
 const Names & setNames() {
-   static const Names kNames = [] {
-      Names names = numbered( "setOption" );
+   static const Names & kNames = *[] {
+      auto * all = new Names( numbered( "setOption" ) );
+      Names & names = *all;
       ROUTEMAP_SET_OPTIONS( NAME )
-      return names;
+      return all;
    }();
    return kNames;
 }

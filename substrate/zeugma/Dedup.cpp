@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "substrate/plinth/Exception.h"
 #include "substrate/quoin/Assert.h"
 
 namespace Zeugma {
@@ -37,6 +38,8 @@ DedupHashTable * DedupHandleBase::getDedupHashTable() const {
 }
 
 void DedupHandleBase::setDedupHashTable( const Quoin::Ptr<DedupHashTable> & table ) {
+   if( table == table_ ) return;
+   doRemoveFromDedupTable();
    table_ = table;
 }
 
@@ -62,11 +65,13 @@ Quoin::Ptr<DedupHandleBase> DedupHashTableUnorderedSet::find( uint32_t hash, IsE
 }
 
 void DedupHashTableUnorderedSet::enter( uint32_t hash, const Quoin::Ptr<DedupHandleBase> & handle ) {
+   QUOIN_ASSERT( !handle->isDeduped(), "!isDeduped()" );
    byHash_.emplace( hash, handle.get() );
    handle->setDedupHashTable( Quoin::Ptr<DedupHashTable>( this ) );
 }
 
 Quoin::Ptr<DedupHandleBase> DedupHashTableUnorderedSet::dedup( const Quoin::Ptr<DedupHandleBase> & handle ) {
+   if( !handle ) Plinth::throwMutatorArgNullPointerException( "DedupHashTableUnorderedSet::dedup" );
    auto guard = lock();
    const uint32_t hash = handle->hash();
    if( auto found = find( hash, [ & ]( const DedupHandleBase * other ) { return handle->compare( other ); } ) ) return found;
@@ -77,8 +82,11 @@ Quoin::Ptr<DedupHandleBase> DedupHashTableUnorderedSet::dedup( const Quoin::Ptr<
 Quoin::Ptr<DedupHandleBase> DedupHashTableUnorderedSet::findOrDedup( const DedupContentHandle & content, uint32_t hash,
                                                                      const Allocator & allocator ) {
    auto guard = lock();
-   if( auto found = find( hash, [ & ]( const DedupHandleBase * other ) { return other->compareByContent( content ); } ) ) return found;
+   const auto isContent = [ & ]( const DedupHandleBase * other ) { return other->compareByContent( content ); };
+   if( auto found = find( hash, isContent ) ) return found;
    auto made = allocator();
+   if( auto found = find( hash, isContent ) ) return found;   // the allocator has entered it
+   if( !made ) Plinth::throwMutatorArgNullPointerException( "DedupHashTableUnorderedSet::findOrDedup" );
    enter( hash, made );
    return made;
 }

@@ -43,10 +43,11 @@ class ROUTEPOLICY_API DedupHandleBase : public Quoin::Node {
    virtual uint32_t hash() const = 0;
    virtual bool compare( const DedupHandleBase * other ) const = 0;   // true when the contents are equal
    virtual bool compareByContent( const DedupContentHandle & content ) const = 0;
-   /// The order of contents, for classes that have one. The defaults order by identity, and no content below any object.
+   /// The order of contents, for classes that have one. The defaults order by identity, and no object below any content.
    virtual bool compareLessThan( const DedupHandleBase * other ) const;
    virtual bool compareLessThanByContent( const DedupContentHandle & content ) const;
    virtual DedupHashTable * getDedupHashTable() const;
+   /// For the table that enters the object; the one that it stood in so far loses it.
    virtual void setDedupHashTable( const Quoin::Ptr<DedupHashTable> & table );
 
    bool isDeduped() const noexcept { return table_ != nullptr; }
@@ -69,9 +70,11 @@ class ROUTEPOLICY_API DedupHashTable : public Quoin::Node {
    using Allocator = std::function<Quoin::Ptr<DedupHandleBase>()>;
    ~DedupHashTable() override;
 
-   /// The object of equal content if there is one, else `handle`, which stands in the table from then on.
+   /// The object of equal content if there is one, else `handle`, which stands in the table from then on. An object of another
+   /// table must not come here.
    virtual Quoin::Ptr<DedupHandleBase> dedup( const Quoin::Ptr<DedupHandleBase> & handle ) = 0;
-   /// The object of that content if there is one, else what `allocator` makes, entered. A hit allocates nothing.
+   /// The object of that content if there is one, else what `allocator` makes, entered. A hit allocates nothing. What the
+   /// allocator itself has entered under that content comes first.
    /// `hash` is what the object's hash() gives.
    virtual Quoin::Ptr<DedupHandleBase> findOrDedup( const DedupContentHandle & content, uint32_t hash, const Allocator & allocator ) = 0;
    virtual size_t count() const = 0;

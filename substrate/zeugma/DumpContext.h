@@ -1,5 +1,5 @@
 /// @file substrate/zeugma/DumpContext.h
-/// Dumps of object state: indented lines, each object in full once.
+/// Dumps of object state: indented lines, each child in full once.
 ///
 /// dumpState() of a class prints its own line with _objDumpPrintf and its children with dumpChild() two columns deeper:
 ///    RouteMapStatus RM1 features=<...

@@ -422,9 +422,10 @@ TEST_F( RouteMapSeqStatusTest, aLongChainOfContinuesIsCutOnASmallStack ) {
 
 TEST_F( RouteMapSeqStatusTest, aReactionMayDropTheSequence ) {
    const auto full = [] {
-      return seq( 10, deny,
-                  { { MatchOption::matchTag, makeNode<FixedMatcher>( true ) }, { MatchOption::matchMetric, makeNode<FixedMatcher>( true ) } },
-                  { { SetOption::setMetric, makeNode<DistanceSetter>( 1 ) }, { SetOption::setDistance, makeNode<DistanceSetter>( 2 ) } } );
+      return seq(
+         10, deny,
+         { { MatchOption::matchTag, makeNode<FixedMatcher>( true ) }, { MatchOption::matchMetric, makeNode<FixedMatcher>( true ) } },
+         { { SetOption::setMetric, makeNode<DistanceSetter>( 1 ) }, { SetOption::setDistance, makeNode<DistanceSetter>( 2 ) } } );
    };
    using Seq = RouteMapSeqStatus;
    EXPECT_EQ( toldWhileDropped<Seq>( full(), []( Seq & s ) { s.matcherDelAll(); } ), 2 );

@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -362,6 +363,42 @@ TEST_F( RouteMapStatusTest, cloneTakesTheSwitchAndTheFeaturesThatGoWithIt ) {
    target->clone( RouteMapStatus( "NEW" ) );
    EXPECT_THAT( numbersOf( *target ), IsEmpty() );
    EXPECT_TRUE( target->updateFeaturesOnSeqStatusChange() );
+}
+
+// What has gone by when it is taken out stays cloned, and what is put in behind is cloned too.
+TEST_F( RouteMapStatusTest, aReactionMayWriteTheSourceOfAClone ) {
+   const struct {
+      const char * name;
+      std::function<void( Ptr<RouteMapStatus> & )> reaction;   // to the first sequence, 10 of 10..13
+      std::vector<uint32_t> cloned;
+      uint32_t features;
+   } rows[] = {
+      { "nothing", []( auto & ) {}, { 10, 11, 12, 13 }, 2 },
+      { "empties it", []( auto & source ) { source->seqStatusDelAll(); }, { 10 }, 0 },   // the features that the source has then
+      { "deletes where it stands", []( auto & source ) { source->seqStatusDel( 10 ); }, { 10, 11, 12, 13 }, 2 },
+      { "deletes what is next", []( auto & source ) { source->seqStatusDel( 11 ); }, { 10, 12, 13 }, 2 },
+      { "fills it",
+        []( auto & source ) {
+           for( uint32_t seqno : { 1, 2, 3, 4, 5, 6, 7, 8, 14 } ) source->seqStatusIs( seqWith( seqno, 4 ) );
+        },
+        { 10, 11, 12, 13, 14 },
+        6 },
+      { "drops it", []( auto & source ) { source = nullptr; }, { 10, 11, 12, 13 }, 2 },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      auto source = routeMap( "SRC", { seqWith( 10, 2 ), seqWith( 11, 2 ), seqWith( 12, 2 ), seqWith( 13, 2 ) } );
+      RouteMapStatus target( "RM1" );
+      bool first = true;
+      const Watcher reaction( target, [ & ]( const Quoin::Change & change ) {
+         if( Field( change.field ) == Field::seqStatus && std::exchange( first, false ) ) row.reaction( source );
+         return "";
+      } );
+      target.clone( *source );
+      EXPECT_FALSE( first );
+      EXPECT_EQ( numbersOf( target ), row.cloned );
+      EXPECT_EQ( target.features().value(), row.features );
+   }
 }
 
 TEST_F( RouteMapStatusTest, deepCopyHasSequencesOfItsOwn ) {

@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -332,6 +333,82 @@ TEST_F( AttributeTest, aReactionMayWriteTheCollectionThatIsCloned ) {
    entry.clone( empty );
    EXPECT_TRUE( entry.rule().empty() );
    EXPECT_EQ( entry.rule().version(), 20u );
+}
+
+// What has gone by when it is taken out stays cloned, and what is put in behind is cloned too.
+TEST_F( AttributeTest, aReactionMayWriteTheSourceOfAClone ) {
+   const struct {
+      const char * name;
+      std::function<void( Ptr<Entry> & )> reaction;   // to the first rule, 10 of 10..13
+      std::vector<uint32_t> cloned;
+   } rows[] = {
+      { "nothing", []( auto & ) {}, { 10, 11, 12, 13 } },
+      { "empties it", []( auto & source ) { source->ruleDelAll(); }, { 10 } },
+      { "deletes where it stands", []( auto & source ) { source->ruleDel( 10 ); }, { 10, 11, 12, 13 } },
+      { "deletes what is next", []( auto & source ) { source->ruleDel( 11 ); }, { 10, 12, 13 } },
+      { "fills it",
+        [ this ]( auto & source ) {
+           for( uint32_t k = 1; k < 9; ++k ) source->ruleIs( k, one );
+           for( uint32_t k = 14; k < 40; ++k ) source->ruleIs( k, one );
+           for( uint32_t k = 14; k < 39; ++k ) source->ruleDel( k );
+        },
+        { 10, 11, 12, 13, 39 } },
+      { "replaces what is next", [ this ]( auto & source ) { source->ruleIs( 11, two ); }, { 10, 11, 12, 13 } },
+      { "drops it", []( auto & source ) { source = nullptr; }, { 10, 11, 12, 13 } },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      watcher.reaction = {};
+      entry.ruleDelAll();
+      auto source = makeNode<Entry>();
+      for( uint32_t k = 10; k < 14; ++k ) source->ruleIs( k, one );
+      bool first = true;
+      watcher.reaction = [ & ] {
+         if( std::exchange( first, false ) ) row.reaction( source );
+      };
+      entry.clone( *source );
+      std::vector<uint32_t> cloned;
+      for( const auto & [ key, rule ] : entry.rule() ) {
+         cloned.push_back( key );
+         EXPECT_EQ( rule, source && source->rule( key ) ? source->rule( key ) : one ) << key;
+      }
+      EXPECT_EQ( cloned, row.cloned );
+   }
+}
+
+// The same of members whose memory goes with them.
+TEST_F( AttributeTest, textsAreClonedWholeThoughAReactionTakesThemAway ) {
+   struct Texts final : Zeugma::BaseNotifyingType {
+      PLINTH_COLLECTION( text, textIs, textDel, textDelAll, 1, Plinth::RbTreeMap<uint32_t, String> );
+
+    public:
+      void clone( const BaseNotifyingType & other ) override {
+         Plinth::cloneMembers( publisher_, 1, text_, static_cast<const Texts &>( other ).text() );
+      }
+   };
+   struct Reaction : Quoin::Subscriber {
+      explicit Reaction( std::function<void( uint32_t )> f ) : react( std::move( f ) ) {}
+      void onChange( const Change & change ) override { react( *static_cast<const uint32_t *>( change.key ) ); }
+      std::function<void( uint32_t )> react;
+   };
+   Texts source, target;
+   const String text( std::string( 40, 't' ) );
+   for( uint32_t k = 1; k <= 4; ++k ) source.textIs( k, text );
+   Reaction reaction( [ & ]( uint32_t key ) { source.textDel( key ); } );
+   target.publisher()->subscriberAdd( &reaction );
+   target.clone( source );
+   EXPECT_THAT( membersOf( target.text() ), ElementsAre( Pair( 1, text ), Pair( 2, text ), Pair( 3, text ), Pair( 4, text ) ) );
+   EXPECT_TRUE( source.text().empty() );
+}
+
+TEST_F( AttributeTest, aReactionThatThrowsLeavesTheRestOfADelAllUntold ) {
+   for( uint32_t k : { 3u, 4u, 5u } ) entry.ruleIs( k, one );
+   watcher.take();
+   watcher.reaction = [] { throw std::runtime_error( "enough" ); };
+   EXPECT_THROW( entry.ruleDelAll(), std::runtime_error );
+   EXPECT_THAT( watcher.log, ElementsAre( "rule[3] 1->null" ) );
+   EXPECT_TRUE( entry.rule().empty() ) << "the change itself stands";
+   EXPECT_EQ( one->useCount(), 1u );
 }
 
 struct Step {

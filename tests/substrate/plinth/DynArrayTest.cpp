@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
 
+#include "tests/substrate/plinth/Assignments.h"
 #include "tests/substrate/plinth/AtEnd.h"
 #include "tests/substrate/quoin/Program.h"
 
@@ -84,6 +85,33 @@ TEST( DynArray, versionMovesOncePerRealChange ) {
       EXPECT_EQ( array.version() - before, row.moves ) << row.name;
    }
    EXPECT_EQ( array.size(), 0u );
+}
+
+TEST( DynArray, versionMovesByAssignmentAndByBeingMovedFrom ) {
+   Array one, other;
+   for( uint32_t index : { 1, 2, 3 } ) {
+      one.put( index, 10 );
+      other.put( 2 * index, 20 );
+   }
+   expectVersionsMoveWithAssignments( one, other );
+   one = other;
+   EXPECT_THAT( walk( one ), ElementsAre( Pair( 2, 20 ), Pair( 4, 20 ), Pair( 6, 20 ) ) );
+   EXPECT_EQ( one.count(), 3u );
+}
+
+TEST( DynArray, whatIsMovedFromIsEmptyAndGoesOn ) {
+   Array from;
+   from.put( 1, 10 );
+   from.put( 2, 20 );
+   Array to = std::move( from );
+   EXPECT_EQ( to.count(), 2u );
+   EXPECT_TRUE( from.empty() );
+   from.put( 3, 30 );
+   EXPECT_EQ( from.count(), 1u );
+   to = std::move( from );
+   EXPECT_EQ( to.count(), 1u );
+   EXPECT_THAT( walk( to ), ElementsAre( Pair( 3, 30 ) ) );
+   EXPECT_TRUE( from.empty() );
 }
 
 TEST( DynArray, takesTheHighestIndex ) {

@@ -15,7 +15,9 @@
 #include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
 
+#include "substrate/ferule/IpPrefix.h"
 #include "substrate/quoin/String.h"
+#include "tests/substrate/plinth/Assignments.h"
 #include "tests/substrate/plinth/AtEnd.h"
 #include "tests/substrate/plinth/Members.h"
 #include "tests/substrate/quoin/Program.h"
@@ -137,6 +139,68 @@ TEST( HashMap2018, keysAreComparedByTheirOwnHashAndIsEq ) {
    EXPECT_TRUE( set.empty() );
 }
 
+/// Knows a hash, and std::hash knows nothing of it. Those of one parity share theirs, so that `==` decides too.
+struct OwnHash {
+   uint32_t hash() const {
+      ++asked;
+      return value % 2;
+   }
+   friend bool operator==( const OwnHash & a, const OwnHash & b ) { return a.value == b.value; }
+   uint32_t value;
+   static inline int asked = 0;
+};
+
+TEST( HashMap2018, aKeysOwnHashIsAskedWhereItHasOne ) {
+   OwnHash::asked = 0;
+   HashMap2018<OwnHash, int> map;
+   for( uint32_t v = 0; v < 100; ++v ) EXPECT_TRUE( map.put( { v }, int( v ) ) );
+   EXPECT_GE( OwnHash::asked, 100 );
+   EXPECT_FALSE( map.put( { 7 }, 7 ) );
+   EXPECT_TRUE( map.erase( { 8 } ) );
+   EXPECT_EQ( map.find( { 8 } ), nullptr );
+   ASSERT_NE( map.find( { 10 } ), nullptr );
+   EXPECT_EQ( *map.find( { 10 } ), 10 );
+   EXPECT_EQ( map.count(), 99u );
+   HashSet2018<OwnHash> set;
+   EXPECT_TRUE( set.put( { 7 } ) && set.put( { 9 } ) );
+   EXPECT_FALSE( set.put( { 7 } ) );
+   EXPECT_FALSE( set.contains( { 11 } ) );
+   EXPECT_EQ( Plinth::KeyHash<OwnHash>()( { 7 } ), 1u );
+   EXPECT_EQ( Plinth::KeyHash<int>()( 7 ), std::hash<int>()( 7 ) ) << "a key without one";
+}
+
+TEST( HashMap2018, addressesAndPrefixesAreKeys ) {
+   using Ferule::IpGenAddr;
+   using Ferule::IpGenPrefix;
+   HashMap2018<IpGenPrefix, int> byPrefix;
+   EXPECT_TRUE( byPrefix.put( IpGenPrefix( "10.0.0.0/8" ), 1 ) );
+   EXPECT_TRUE( byPrefix.put( IpGenPrefix( "10.0.0.0/9" ), 2 ) );
+   EXPECT_TRUE( byPrefix.put( IpGenPrefix( "::/8" ), 3 ) );
+   EXPECT_FALSE( byPrefix.put( IpGenPrefix( "10.0.0.0/8" ), 1 ) );
+   EXPECT_THAT( membersOf( byPrefix ),
+                UnorderedElementsAre( Pair( IpGenPrefix( "10.0.0.0/8" ), 1 ), Pair( IpGenPrefix( "10.0.0.0/9" ), 2 ),
+                                      Pair( IpGenPrefix( "::/8" ), 3 ) ) );
+   HashSet2018<IpGenPrefix> prefixes;
+   EXPECT_TRUE( prefixes.put( IpGenPrefix( "10.0.0.0/8" ) ) );
+   EXPECT_FALSE( prefixes.put( IpGenPrefix( "10.0.0.0/8" ) ) );
+   HashMap2018<IpGenAddr, int> byAddress;
+   EXPECT_TRUE( byAddress.put( IpGenAddr( "0.0.0.0" ), 1 ) );
+   EXPECT_TRUE( byAddress.put( IpGenAddr( "::" ), 2 ) );
+   EXPECT_EQ( byAddress.count(), 2u );
+   HashSet2018<IpGenAddr> addresses;
+   EXPECT_TRUE( addresses.put( IpGenAddr( "::1" ) ) );
+   EXPECT_TRUE( addresses.contains( IpGenAddr( "::1" ) ) );
+   EXPECT_FALSE( addresses.contains( IpGenAddr( "::2" ) ) );
+}
+
+TEST( HashMap2018, versionMovesByAssignmentAndByBeingMovedFrom ) {
+   expectVersionsMoveWithAssignments( mapOf( { 1, 2, 3 } ), mapOf( { 4, 5, 6 } ) );
+   Set one, other;
+   one.put( 1 );
+   other.put( 2 );
+   expectVersionsMoveWithAssignments( one, other );
+}
+
 TEST( HashMap2018, keysAndValuesMayBeThoseOfAMember ) {
    const auto text = []( const char * s ) { return String( std::string( 40, '.' ) + s ); };   // too long for the object itself
    HashMap2018<String, String> map;
@@ -184,6 +248,7 @@ TEST( HashMap2018, anOldValueGoesWhenTheChangeStands ) {
 }
 
 TEST( HashMap2018DeathTest, theUnsafeIteratorEndsTheProcessAfterAChange ) {
+   const auto other = mapOf( { 4, 5, 6 } );   // of as many changes
    const struct {
       const char * name;
       std::function<void( Map & )> change;
@@ -193,6 +258,9 @@ TEST( HashMap2018DeathTest, theUnsafeIteratorEndsTheProcessAfterAChange ) {
       { "erase the current", []( Map & m ) { m.erase( ( *m.iterator() ).first ); } },
       { "erase and put back", []( Map & m ) { m.erase( 2 ), m.put( 2, 20 ); } },
       { "clear", []( Map & m ) { m.clear(); } },
+      { "copy another to it", [ &other ]( Map & m ) { m = other; } },
+      { "move another to it", [ &other ]( Map & m ) { m = Map( other ); } },
+      { "move it away", []( Map & m ) { const Map gone( std::move( m ) ); } },
    };
    const struct {
       const char * name;

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
 
+#include "tests/substrate/plinth/Assignments.h"
 #include "tests/substrate/plinth/AtEnd.h"
 #include "tests/substrate/quoin/Program.h"
 
@@ -56,6 +57,29 @@ TEST( LinkStack, othersKeepTheirIndexWhenOneGoes ) {
    stack.reset();
    stack.push( 50 );
    EXPECT_EQ( *stack.find( 0 ), 50 );
+}
+
+TEST( LinkStack, versionMovesByAssignmentAndByBeingMovedFrom ) {
+   Stack one, other;
+   for( int v : { 10, 20, 30 } ) {
+      one.push( v );
+      other.push( v + 1 );
+   }
+   expectVersionsMoveWithAssignments( one, other );
+   one = other;
+   EXPECT_EQ( one.count(), 3u );
+   EXPECT_EQ( *one.top(), 31 );
+}
+
+TEST( LinkStack, anIndexCountsFromTheTopThatIsThere ) {
+   Stack stack;
+   for( int v : { 10, 20 } ) stack.push( v );
+   EXPECT_TRUE( stack.erase( 1 ) );
+   stack.push( 30 );
+   EXPECT_EQ( *stack.find( 1 ), 30 ) << "the top's own is given again";
+   EXPECT_TRUE( stack.erase( 0 ) );
+   EXPECT_EQ( stack.find( 0 ), nullptr ) << "the bottom's need not be 0";
+   EXPECT_EQ( *stack.bottom(), 30 );
 }
 
 TEST( LinkStack, anOldValueGoesWhenTheChangeStands ) {

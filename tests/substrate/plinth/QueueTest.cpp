@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
 
+#include "tests/substrate/plinth/Assignments.h"
 #include "tests/substrate/plinth/AtEnd.h"
 #include "tests/substrate/plinth/Members.h"
 #include "tests/substrate/quoin/Program.h"
@@ -40,6 +41,17 @@ TEST( Queue, firstInIsFirstOut ) {
    EXPECT_EQ( queue.dequeue(), 20 );
    EXPECT_EQ( queue.front(), queue.back() );
    EXPECT_EQ( queue.version(), 5u );
+}
+
+TEST( Queue, versionMovesByAssignmentAndByBeingMovedFrom ) {
+   Queue one, other;
+   for( int v : { 10, 20, 30 } ) {
+      one.enqueue( v );
+      other.enqueue( v + 1 );
+   }
+   expectVersionsMoveWithAssignments( one, other );
+   one = other;
+   EXPECT_THAT( membersOf( one ), ElementsAre( 11, 21, 31 ) );
 }
 
 TEST( Queue, keepsEqualValuesApart ) {

@@ -14,6 +14,7 @@
 #include <rapidcheck/gtest.h>
 
 #include "substrate/quoin/String.h"
+#include "tests/substrate/plinth/Assignments.h"
 #include "tests/substrate/plinth/AtEnd.h"
 #include "tests/substrate/plinth/Members.h"
 #include "tests/substrate/quoin/Program.h"
@@ -118,6 +119,7 @@ TYPED_TEST( RbTreeMapTest, lowerBoundIsTheFirstKeyNotBelow ) {
 
 TYPED_TEST( RbTreeMapTest, anIteratorGoesToTheNextHigherKeyAfterAnyChange ) {
    using Map = typename TestFixture::Map;
+   auto other = TestFixture::mapOf( { 5, 15, 25, 45, 55 } );
    const struct {
       const char * name;
       std::function<void( Map & )> change;   // while the iterator stands on 30 of 10..50
@@ -137,6 +139,15 @@ TYPED_TEST( RbTreeMapTest, anIteratorGoesToTheNextHigherKeyAfterAnyChange ) {
       { "one is inserted, one deleted", []( Map & m ) { m.erase( 10 ), m.put( 35, 0 ); }, { 35, 40, 50 } },
       { "all is cleared", []( Map & m ) { m.clear(); }, {} },
       { "all is cleared and filled anew", []( Map & m ) { m.clear(), m.put( 7, 0 ), m.put( 70, 0 ); }, { 70 } },
+      { "another of as many changes is copied to it", [ &other ]( Map & m ) { m = other; }, { 45, 55 } },
+      { "another of as many changes is moved to it", [ &other ]( Map & m ) { m = Map( std::move( other ) ); }, { 45, 55 } },
+      { "it is moved from", []( Map & m ) { const Map gone( std::move( m ) ); }, {} },
+      { "it is moved from and filled anew",
+        []( Map & m ) {
+           { const Map gone( std::move( m ) ); }
+           m.put( 7, 0 ), m.put( 70, 0 );
+        },
+        { 70 } },
    };
    for( const auto & row : rows ) {
       SCOPED_TRACE( row.name );
@@ -218,7 +229,25 @@ TYPED_TEST( RbTreeMapTest, copiesStandAlone ) {
    map.erase( 2 );
    EXPECT_THAT( TestFixture::walk( copy.first() ), ElementsAre( 1, 2, 3 ) );
    EXPECT_THAT( TestFixture::walk( map.first() ), ElementsAre( 1, 3 ) );
-   EXPECT_EQ( copy.version() + 1, map.version() );
+   EXPECT_EQ( copy.version(), 0u ) << "it counts for itself";
+   EXPECT_EQ( map.version(), 4u );
+}
+
+TYPED_TEST( RbTreeMapTest, versionMovesByAssignmentAndByBeingMovedFrom ) {
+   expectVersionsMoveWithAssignments( TestFixture::mapOf( { 1, 2, 3 } ), TestFixture::mapOf( { 4, 5, 6 } ) );
+}
+
+TYPED_TEST( RbTreeMapTest, assignmentTakesTheMembersAlong ) {
+   using Map = typename TestFixture::Map;
+   const auto other = TestFixture::mapOf( { 20, 40 } );
+   auto copied = TestFixture::mapOf( { 1, 2, 3 } ), moved = copied;
+   copied = other;
+   moved = Map( other );
+   EXPECT_EQ( membersOf( copied ), membersOf( other ) );
+   EXPECT_EQ( membersOf( moved ), membersOf( other ) );
+   const Map & same = copied;
+   copied = same;
+   EXPECT_EQ( membersOf( copied ), membersOf( other ) );
 }
 
 struct Step {

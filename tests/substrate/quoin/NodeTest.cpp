@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -15,6 +16,7 @@
 #include <rapidcheck/gtest.h>
 
 #include "substrate/quoin/Ptr.h"
+#include "tests/policy/Fixtures.h"
 #include "tests/substrate/quoin/Program.h"
 
 namespace {
@@ -102,18 +104,184 @@ TEST_P( NodeCount, aUseIsTakenOnlyWhileThereIsOne ) {
 TEST_P( NodeCount, flagsAndUsesDoNotTouchEachOther ) {
    auto item = makeNode<Item>( log, "a" );
    EXPECT_EQ( item->nodeFlag(), 0u );
-   item->nodeFlagSet( 0x40000001 );
+   item->nodeFlagSet( 0x10000001 );
    item->nodeFlagSet( 0x10 );
-   EXPECT_EQ( item->nodeFlag(), 0x40000011u );
+   EXPECT_EQ( item->nodeFlag(), 0x10000011u );
    EXPECT_EQ( item->useCount(), 1u );
    item->incUse();
    item->decUseImpl();
-   item->nodeFlagClear( 0x40000002 );
+   item->nodeFlagClear( 0x10000002 );
    EXPECT_EQ( item->nodeFlag(), 0x11u );
    EXPECT_EQ( item->useCount(), 1u );
-   item->nodeFlagSet( ~0u >> 1 );   // all but the highest
+}
+
+TEST_P( NodeCount, noFlagReachesTheRelease ) {
+   auto item = makeNode<Item>( log, "a" );
+   item->nodeFlagSet( ~0u );
+   EXPECT_EQ( item->nodeFlag(), 0x1fffffffu );
    item = nullptr;
    EXPECT_THAT( log, ElementsAre( "last user of a", "~a" ) );
+}
+
+/// Its memory stays, so that a second destruction would show. One at a time.
+struct InPlace : Item {
+   using Item::Item;
+   static void * operator new( size_t ) { return memory; }
+   static void operator delete( void * ) {}
+   alignas( Item ) static inline char memory[ sizeof( Item ) ];
+};
+
+TEST_P( NodeCount, noFlagReachesANodeThatWaits ) {
+   for( const uint32_t set : { 0u, ~0u } ) {
+      auto item = makeNode<InPlace>( log, "a" );
+      InPlace * const raw = item.get();
+      {
+         ReleaseScope scope;
+         item = nullptr;
+         raw->nodeFlagSet( set );
+         raw->nodeFlagClear( ~0u );
+         { const Ptr<InPlace> again( raw ); }
+         raw->nodeFlagSet( set );
+         log.clear();
+      }
+      EXPECT_THAT( log, ElementsAre( "~a" ) ) << set;
+   }
+}
+
+/// Does what it is told when its last user goes.
+struct Hooked : Node {
+   using Hook = std::function<void( const Hooked & )>;
+   Hooked( Log & l, Hook h ) : log( l ), hook( std::move( h ) ) {}
+   ~Hooked() override { log.push_back( "destroyed" ); }
+   void lastUserGone() const override {
+      log.push_back( "hook" );
+      hook( *this );
+   }
+   Log & log;
+   Hook hook;
+};
+
+TEST_P( NodeCount, aHookMayTakeAndDropHandlesOfItsOwnObject ) {
+   Log ofOthers;
+   const struct {
+      const char * name;
+      Hooked::Hook hook;
+   } rows[] = {
+      { "one", []( const Hooked & me ) { const Ptr<const Hooked> p( &me ); } },
+      { "one after the other",
+        []( const Hooked & me ) {
+           for( int i = 0; i < 3; ++i ) { const Ptr<const Hooked> p( &me ); }
+        } },
+      { "two at once",
+        []( const Hooked & me ) {
+           const Ptr<const Hooked> p( &me ), q = p;
+           EXPECT_EQ( me.useCount(), 2u );
+        } },
+      { "one in a scope",
+        []( const Hooked & me ) {
+           ReleaseScope scope;
+           const Ptr<const Hooked> p( &me );
+        } },
+      { "one beside another object",
+        [ & ]( const Hooked & me ) {
+           const Ptr<const Hooked> p( &me );
+           makeNode<Item>( ofOthers, "a" );
+        } },
+   };
+   for( const auto & row : rows )
+      for( const bool inScope : { false, true } ) {
+         SCOPED_TRACE( testing::Message() << row.name << ( inScope ? ", all of it in a scope" : "" ) );
+         log.clear();
+         std::unique_ptr<ReleaseScope> scope( inScope ? new ReleaseScope : nullptr );
+         makeNode<Hooked>( log, row.hook );
+         EXPECT_EQ( log.size(), inScope ? 1u : 2u );
+         scope = nullptr;
+         EXPECT_THAT( log, ElementsAre( "hook", "destroyed" ) );
+      }
+   EXPECT_THAT( ofOthers, UnorderedElementsAre( "last user of a", "~a", "last user of a", "~a" ) );
+}
+
+TEST_P( NodeCount, aHookMayKeepItsObject ) {
+   Ptr<const Hooked> kept;
+   int times = 2;
+   makeNode<Hooked>( log, [ & ]( const Hooked & me ) {
+      if( times-- > 0 ) kept = Ptr<const Hooked>( &me );
+   } );
+   EXPECT_THAT( log, ElementsAre( "hook" ) );
+   ASSERT_TRUE( kept );
+   EXPECT_EQ( kept->useCount(), 1u );
+   { const Ptr<const Hooked> second = kept; }
+   EXPECT_THAT( log, ElementsAre( "hook" ) );
+   kept = nullptr;
+   EXPECT_THAT( log, ElementsAre( "hook", "hook" ) );
+   ASSERT_TRUE( kept );
+   EXPECT_EQ( kept->useCount(), 1u );
+   kept = nullptr;
+   EXPECT_THAT( log, ElementsAre( "hook", "hook", "hook", "destroyed" ) );
+}
+
+TEST_P( NodeCount, aHookMayKeepItsObjectInAScope ) {
+   const struct {
+      const char * name;
+      bool dropped;   // before the scope ends
+   } rows[] = { { "beyond its end", false }, { "within it", true } };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      log.clear();
+      Ptr<const Hooked> kept;
+      bool keep = true;
+      {
+         ReleaseScope scope;
+         makeNode<Hooked>( log, [ & ]( const Hooked & me ) {
+            if( std::exchange( keep, false ) ) kept = Ptr<const Hooked>( &me );
+         } );
+         EXPECT_THAT( log, ElementsAre( "hook" ) );
+         if( row.dropped ) kept = nullptr;
+         EXPECT_EQ( std::count( log.begin(), log.end(), "destroyed" ), 0 );
+      }
+      EXPECT_EQ( log.size(), row.dropped ? 3u : 1u );
+      kept = nullptr;
+      EXPECT_THAT( log, ElementsAre( "hook", "hook", "destroyed" ) );
+   }
+}
+
+/// Its successor goes before it does.
+struct Early : Node {
+   explicit Early( Ptr<Early> n ) : next( std::move( n ) ) {}
+   ~Early() override {
+      ++destroyed;
+      EXPECT_TRUE( hookRan );
+   }
+   void lastUserGone() const override {
+      EXPECT_FALSE( std::exchange( hookRan, true ) );
+      deepest = std::max( deepest, ++depth );
+      next = nullptr;
+      --depth;
+   }
+   mutable Ptr<Early> next;
+   mutable bool hookRan = false;
+   static inline size_t depth, deepest, destroyed;
+};
+
+TEST_P( NodeCount, chainWhoseHooksDropTheNextNeedsTheSameStackWhateverItsLength ) {
+   for( const bool inScope : { false, true } ) {
+      SCOPED_TRACE( inScope );
+      size_t deepest[ 2 ];
+      const size_t lengths[ 2 ] = { 1000, 200000 };
+      for( int i = 0; i < 2; ++i ) {
+         Early::depth = Early::deepest = Early::destroyed = 0;
+         Ptr<Early> head;
+         for( size_t n = lengths[ i ]; n; --n ) head = makeNode<Early>( std::move( head ) );
+         {
+            std::unique_ptr<ReleaseScope> scope( inScope ? new ReleaseScope : nullptr );
+            head = nullptr;
+            EXPECT_EQ( Early::destroyed, inScope ? 0u : lengths[ i ] );
+         }
+         EXPECT_EQ( Early::destroyed, lengths[ i ] );
+         deepest[ i ] = Early::deepest;
+      }
+      EXPECT_EQ( deepest[ 0 ], deepest[ 1 ] );
+   }
 }
 
 TEST( Node, isWholeWhenItsLastUserGoes ) {
@@ -137,6 +305,14 @@ TEST( Node, isWholeWhenItsLastUserGoes ) {
 TEST( Node, hasNoPublisherOfItsOwn ) {
    Log log;
    EXPECT_EQ( makeNode<Item>( log, "a" )->publisher(), nullptr );
+}
+
+TEST( Node, itsVirtualOperationsStandInTheirOrder ) {
+   using Routing::Policy::Fixtures::slotOf;
+   if( slotOf( &Node::lastUserGone ) < 0 ) GTEST_SKIP() << "this platform does not tell";
+   EXPECT_EQ( slotOf( &Node::lastUserGone ), 2 ) << "right behind the destructor's two";
+   EXPECT_EQ( slotOf( &Node::publisher ), 3 );
+   EXPECT_EQ( slotOf( &Node::useCount ), -1 );
 }
 
 TEST( Node, aDestructorMayDropAnyNumberOfFurtherNodes ) {
@@ -261,6 +437,22 @@ TEST( ReleaseScope, keepsANodeWholeUntilItEnds ) {
       EXPECT_EQ( raw->owned->name, "b" );
    }
    EXPECT_THAT( log, ElementsAre( "last user of a", "~a", "last user of b", "~b" ) );
+}
+
+TEST( ReleaseScope, doesNotPutOffTheHook ) {
+   Log log;
+   Ptr<Item> held = makeNode<Item>( log, "c" );
+   const auto dropsHeld = [ & ]( const Hooked & ) { held = nullptr; };
+   auto hooked = makeNode<Hooked>( log, dropsHeld );
+   {
+      ReleaseScope outer, inner;
+      makeNode<Item>( log, "a" );
+      EXPECT_THAT( log, ElementsAre( "last user of a" ) );
+      hooked = nullptr;
+      EXPECT_THAT( log, ElementsAre( "last user of a", "hook", "last user of c" ) );
+      log.clear();
+   }
+   EXPECT_THAT( log, UnorderedElementsAre( "~a", "destroyed", "~c" ) );
 }
 
 TEST( ReleaseScope, onlyTheOutermostDestroys ) {

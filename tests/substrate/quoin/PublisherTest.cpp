@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
 
+#include "substrate/plinth/Exception.h"
 #include "tests/substrate/quoin/Program.h"
 
 namespace {
@@ -145,6 +146,29 @@ TEST_F( PublisherTest, removingAStrangerDoesNothing ) {
    other.publishChange( 1 );
    publisher->publishChange( 2 );
    EXPECT_THAT( log, ElementsAre( "a:1", "b:2" ) );
+}
+
+TEST_F( PublisherTest, aNullSubscriberIsRaisedAndChangesNothing ) {
+   const auto raised = [ this ]( bool active ) -> std::string {
+      try {
+         publisher->subscriberAdd( nullptr, active );
+      } catch( const Plinth::MutatorArgNullPointerException & e ) { return e.what(); }
+      return "nothing";
+   };
+   for( const bool active : { true, false } ) EXPECT_EQ( raised( active ), "Publisher::subscriberAdd: the argument is null" );
+   publisher->publishChange( 1 );
+   subscribeAll();
+   EXPECT_EQ( raised( true ), "Publisher::subscriberAdd: the argument is null" );
+   publisher->publishChange( 2 );
+   EXPECT_THAT( log, ElementsAre( "a:2", "b:2", "c:2" ) );
+}
+
+TEST_F( PublisherTest, removingNobodyDoesNothing ) {
+   publisher->subscriberRemove( nullptr );
+   subscribeAll();
+   publisher->subscriberRemove( nullptr );
+   publisher->publishChange( 1 );
+   EXPECT_THAT( log, ElementsAre( "a:1", "b:1", "c:1" ) );
 }
 
 TEST_F( PublisherTest, aSubscriberHasOnePublisherAtATime ) {

@@ -1,8 +1,10 @@
 #include "substrate/routemap/ListSymbol.h"
 
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 
@@ -51,6 +53,11 @@ TYPED_TEST( SymbolTest, theFirstOfItsNameIsTheOne ) {
    EXPECT_EQ( this->table.count(), 1u );
    EXPECT_EQ( this->table.symbol( "L" ), first );
    EXPECT_EQ( this->table.dedup( second ), first );
+}
+
+TYPED_TEST( SymbolTest, aNullSymbolIsRaised ) {
+   EXPECT_THROW( this->table.dedup( nullptr ), Plinth::MutatorArgNullPointerException );
+   EXPECT_EQ( this->table.count(), 0u );
 }
 
 TYPED_TEST( SymbolTest, namesAreToldApart ) {
@@ -147,6 +154,73 @@ TYPED_TEST( ListSymbolTest, staysAsListsComeAndGo ) {
    EXPECT_EQ( symbol->status(), nullptr );
    EXPECT_THAT( log.take(), testing::ElementsAre( field ) );
    EXPECT_EQ( symbol->notifier()->version(), 0u ) << "the version is the producer's to raise";
+}
+
+TYPED_TEST( ListSymbolTest, isTheOneOfItsNameWhetherThereIsAListOrNot ) {
+   SymbolDedupTable<TypeParam> table;
+   const auto symbol = table.symbol( "L" );
+   const auto notifier = symbol->notifier();
+   for( const auto & status : { this->makeStatus(), this->makeStatus() } ) {
+      symbol->statusIs( status );
+      EXPECT_EQ( table.symbol( "L" ), symbol );
+      EXPECT_EQ( table.symbol( "L" )->status(), status );
+   }
+   symbol->statusIs( nullptr );
+   EXPECT_EQ( table.symbol( "L" ), symbol );
+   EXPECT_EQ( makeNode<TypeParam>( "L" )->dedup( table ), symbol );
+   EXPECT_EQ( symbol->notifier(), notifier );
+   EXPECT_EQ( table.count(), 1u );
+}
+
+TYPED_TEST( ListSymbolTest, theListIsStoredBeforeItIsTold ) {
+   struct Reader final : Quoin::Subscriber {
+      explicit Reader( TypeParam & s ) : symbol( s ) { s.publisher()->subscriberAdd( this ); }
+      void onChange( const Quoin::Change & ) override { seen.push_back( symbol.status().get() ); }
+      TypeParam & symbol;
+      std::vector<const void *> seen;
+   };
+   const auto symbol = makeNode<TypeParam>( "L" );
+   Reader reader( *symbol );
+   const auto status = this->makeStatus();
+   symbol->statusIs( status );
+   symbol->statusIs( nullptr );
+   EXPECT_THAT( reader.seen, testing::ElementsAre( status.get(), nullptr ) );
+}
+
+TYPED_TEST( ListSymbolTest, aReactionMayDropTheSymbolThatGetsAList ) {
+   struct Dropper final : Quoin::Subscriber {
+      explicit Dropper( Ptr<TypeParam> s ) : symbol( std::move( s ) ) { symbol->publisher()->subscriberAdd( this ); }
+      void onChange( const Quoin::Change & ) override { symbol = nullptr; }
+      Ptr<TypeParam> symbol;
+   };
+   SymbolDedupTable<TypeParam> table;
+   Dropper dropper( table.symbol( "L" ) );
+   TypeParam * const raw = dropper.symbol.get();
+   const auto status = this->makeStatus();
+   raw->statusIs( status );
+   EXPECT_FALSE( dropper.symbol );
+   EXPECT_FALSE( dropper.subscribed() );
+   EXPECT_EQ( table.count(), 0u );
+   EXPECT_EQ( status->useCount(), 1u );
+}
+
+TYPED_TEST( ListSymbolTest, aSubscriberThatThrowsDoesNotTakeTheListBack ) {
+   struct Thrower final : Quoin::Subscriber {
+      explicit Thrower( TypeParam & s ) { s.publisher()->subscriberAdd( this ); }
+      void onChange( const Quoin::Change & ) override { throw std::runtime_error( "enough" ); }
+   };
+   const auto symbol = makeNode<TypeParam>( "L" );
+   const auto status = this->makeStatus();
+   {
+      Thrower thrower( *symbol );
+      ChangeLog behind( *symbol );
+      EXPECT_THROW( symbol->statusIs( status ), std::runtime_error );
+      EXPECT_TRUE( behind.take().empty() );
+   }
+   EXPECT_EQ( symbol->status(), status );
+   ChangeLog log( *symbol );
+   symbol->statusIs( status );
+   EXPECT_TRUE( log.take().empty() );
 }
 
 // One publisher tells of what the base has and of what the derived class adds.

@@ -1,8 +1,12 @@
 #include "substrate/routemap/Options.h"
 
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
 #include <set>
 #include <sstream>
 #include <string>
+#include <type_traits>
 
 #include <gmock/gmock.h>
 
@@ -11,7 +15,18 @@ namespace {
 using namespace Routing::RouteMap;
 
 static_assert( sizeof( MatchOption ) == 1 && sizeof( SetOption ) == 1 && sizeof( Protocol ) == 1 && sizeof( RouteMapOpModeType ) == 1 );
+static_assert( std::is_same_v<std::underlying_type_t<MatchOption>, uint8_t> );
+static_assert( std::is_same_v<std::underlying_type_t<SetOption>, uint8_t> );
 static_assert( kMatchOptionMax == 132 );
+
+/// Once armed, prints options when the process ends. Made before any text was asked for, it goes behind what was made for them.
+struct PrintsAtTheEnd {
+   ~PrintsAtTheEnd() {
+      if( armed ) std::cerr << MatchOption( 119 ) << ' ' << MatchOption( 77 ) << ' ' << kept << ' ' << SetOption( 12 ) << '.';
+   }
+   bool armed = false;
+   const char * kept = "";
+} atTheEnd;
 
 template <class T>
 std::string printed( T value ) {
@@ -78,10 +93,38 @@ TEST( MatchOption, theTextStays ) {
    EXPECT_STREQ( text, "matchOption77" );
 }
 
+TEST( OptionsDeathTest, theTextsOutliveWhateverGoesAtTheEndOfTheProcess ) {
+   EXPECT_EXIT(
+      {
+         atTheEnd.kept = stringValue( SetOption( 36 ) );
+         atTheEnd.armed = true;
+         std::exit( 0 );
+      },
+      testing::ExitedWithCode( 0 ),
+      testing::HasSubstr( "matchIpv6ResolvedNexthopPrefixList matchOption77 setLargeCommunityListAdditive setCommunityListAdditive." ) );
+}
+
 TEST( SetOption, thoseUsedByNumberHaveIt ) {
-   EXPECT_EQ( unsigned( SetOption::setDistance ), 9u );
-   EXPECT_STREQ( stringValue( SetOption::setDistance ), "setDistance" );
-   EXPECT_EQ( unsigned( SetOption::none ), 0u );
+   const struct {
+      const char * name;
+      SetOption option;
+      unsigned number;
+   } rows[] = {
+      { "none", SetOption::none, 0 },
+      { "setDistance", SetOption::setDistance, 9 },
+      { "setCommunityList", SetOption::setCommunityList, 11 },
+      { "setCommunityListAdditive", SetOption::setCommunityListAdditive, 12 },
+      { "setCommunityListDelete", SetOption::setCommunityListDelete, 13 },
+      { "setExtCommunityList", SetOption::setExtCommunityList, 22 },
+      { "setLargeCommunityList", SetOption::setLargeCommunityList, 35 },
+      { "setLargeCommunityListAdditive", SetOption::setLargeCommunityListAdditive, 36 },
+      { "setLargeCommunityListDelete", SetOption::setLargeCommunityListDelete, 37 },
+   };
+   for( const auto & row : rows ) {
+      EXPECT_EQ( unsigned( row.option ), row.number ) << row.name;
+      EXPECT_STREQ( stringValue( row.option ), row.name );
+      EXPECT_EQ( printed( row.option ), row.name );
+   }
    const std::set<unsigned> communityLists = { 11, 12, 13, 22, 35, 36, 37 };
    for( unsigned number = 0; number <= 255; ++number )
       EXPECT_EQ( std::string( stringValue( SetOption( number ) ) ).find( "CommunityList" ) != std::string::npos,

@@ -1,5 +1,10 @@
 #include "substrate/routemap/PolicySymbol.h"
 
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
 #include <gmock/gmock.h>
 
 #include "tests/substrate/routemap/ChangeLog.h"
@@ -83,6 +88,68 @@ TEST( PolicySymbol, publishesRealChangesOfEachAttribute ) {
    symbol->notifierIs( notifier );
    EXPECT_EQ( symbol->notifier(), notifier );
    EXPECT_THAT( log.take(), ElementsAre( FieldId( PolicySymbol::Field::notifier ) ) );
+}
+
+/// Does something at the first change that it hears, and counts them.
+struct Reaction final : Quoin::Subscriber {
+   Reaction( Quoin::Node & watched, std::function<void()> r ) : react( std::move( r ) ) { watched.publisher()->subscriberAdd( this ); }
+   void onChange( const Quoin::Change & ) override {
+      if( heard++ == 0 ) react();
+   }
+   std::function<void()> react;
+   int heard = 0;
+};
+
+TEST( PolicySymbol, eachAttributeIsStoredBeforeItIsTold ) {
+   const auto symbol = makeNode<PolicySymbol>( "A" );
+   const auto notifier = makeNode<PolicySymbolNotifier>();
+   Reaction current( *symbol, [ & ] { EXPECT_FALSE( symbol->statusCurrent() ); } );
+   symbol->statusCurrentIs( false );
+   Reaction other( *symbol, [ & ] { EXPECT_EQ( symbol->notifier(), notifier ); } );
+   symbol->notifierIs( notifier );
+   EXPECT_EQ( current.heard, 2 );
+   EXPECT_EQ( other.heard, 1 );
+}
+
+TEST( PolicySymbol, aSubscriberThatThrowsKeepsTheChangeFromTheOthersAlone ) {
+   const auto symbol = makeNode<PolicySymbol>( "A" );
+   const auto fail = [] { throw std::runtime_error( "enough" ); };
+   {
+      Reaction first( *symbol, fail ), second( *symbol, [] {} );
+      EXPECT_THROW( symbol->statusCurrentIs( false ), std::runtime_error );
+      EXPECT_FALSE( symbol->statusCurrent() ) << "the value stands";
+      EXPECT_EQ( second.heard, 0 );
+      symbol->statusCurrentIs( true );
+      EXPECT_EQ( first.heard, 2 );
+      EXPECT_EQ( second.heard, 1 );
+   }
+   Reaction first( *symbol->notifier(), fail ), second( *symbol->notifier(), [] {} );
+   EXPECT_THROW( symbol->notifier()->versionInc( 1 ), std::runtime_error );
+   EXPECT_EQ( symbol->notifier()->version(), 1u );
+   EXPECT_EQ( second.heard, 0 );
+   symbol->notifier()->versionInc( 1 );
+   EXPECT_EQ( second.heard, 1 );
+}
+
+TEST( PolicySymbol, aReactionMayDropWhatIsWritten ) {
+   for( const bool others : { false, true } ) {
+      SCOPED_TRACE( others );
+      auto symbol = makeNode<PolicySymbol>( "A" );
+      PolicySymbol * const raw = symbol.get();
+      Reaction drop( *symbol, [ & ] { symbol = nullptr; } );
+      std::optional<Reaction> next;
+      if( others ) next.emplace( *symbol, [] { ADD_FAILURE() << "told by one that has gone"; } );
+      raw->statusCurrentIs( false );
+      EXPECT_EQ( drop.heard, 1 );
+      EXPECT_FALSE( drop.subscribed() );
+
+      symbol = makeNode<PolicySymbol>( "A" );
+      PolicySymbolNotifier * const notifier = symbol->notifier().get();
+      Reaction replace( *notifier, [ & ] { symbol->notifierIs( nullptr ); } );
+      notifier->versionInc( 1 );
+      EXPECT_EQ( replace.heard, 1 );
+      EXPECT_FALSE( replace.subscribed() );
+   }
 }
 
 // The two have subscribers of their own.

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <ostream>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -15,6 +16,7 @@
 #include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
 
+#include "substrate/plinth/Exception.h"
 #include "tests/substrate/quoin/Program.h"
 #include "tests/substrate/zeugma/AllocationCount.h"
 
@@ -202,6 +204,110 @@ TEST_P( Dedup, anAllocatorMayUseTheTable ) {
    EXPECT_EQ( intern( *table, 999 ), inner );
 }
 
+TEST_P( Dedup, anAllocatorMayEnterTheVeryContent ) {
+   const int content = 7;
+   Ptr<DedupHandleBase> other;
+   const auto enter = [ & ] { return table->dedup( makeNode<Number>( content ) ); };
+   const struct {
+      const char * name;
+      DedupHashTable::Allocator allocator;
+   } rows[] = {
+      { "and give what is in the table", enter },
+      { "by a look-up of its own", [ & ] { return intern( *table, content ); } },
+      { "and give another",
+        [ & ] {
+           other = enter();
+           return makeNode<Number>( content );
+        } },
+      { "and let go of it, and give another",
+        [ & ] {
+           enter();
+           return makeNode<Number>( content );
+        } },
+      { "and give nothing",
+        [ & ] {
+           other = enter();
+           return nullptr;
+        } },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      auto found = table->findOrDedup( DedupContentHandle( content ), Number::hashOf( content ), row.allocator );
+      ASSERT_TRUE( found );
+      EXPECT_TRUE( found->isDeduped() );
+      EXPECT_EQ( table->count(), 1u );
+      EXPECT_EQ( Number::alive, 1 );
+      EXPECT_TRUE( !other || found == other );
+      EXPECT_EQ( intern( *table, content ), found );
+      found = other = nullptr;
+      EXPECT_EQ( table->count(), 0u );
+      EXPECT_EQ( Number::alive, 0 );
+      EXPECT_EQ( table->useCount(), 1u );
+   }
+}
+
+TEST_P( Dedup, anObjectThatIsTakenOutByHandIsOut ) {
+   auto object = intern( *table, 7 );
+   object->setDedupHashTable( table );   // where it stands already
+   EXPECT_EQ( table->count(), 1u );
+   EXPECT_EQ( intern( *table, 7 ), object );
+   object->setDedupHashTable( nullptr );
+   EXPECT_FALSE( object->isDeduped() );
+   EXPECT_EQ( table->count(), 0u );
+   EXPECT_EQ( table->useCount(), 1u );
+   const auto fresh = intern( *table, 7 );
+   EXPECT_NE( fresh, object );
+   object = nullptr;   // must not take the other out
+   EXPECT_EQ( table->count(), 1u );
+   EXPECT_EQ( Number::alive, 1 );
+}
+
+TEST_P( Dedup, theTableThatAnObjectIsTakenFromLosesIt ) {
+   const Ptr<DedupHashTable> other = makeNode<DedupHashTableUnorderedSet>( GetParam() );
+   auto object = intern( *table, 7 );
+   object->setDedupHashTable( other );
+   EXPECT_EQ( object->getDedupHashTable(), other.get() );
+   EXPECT_EQ( table->count(), 0u );
+   EXPECT_EQ( table->useCount(), 1u );
+   object = nullptr;
+   EXPECT_EQ( Number::alive, 0 );
+   EXPECT_EQ( other->useCount(), 1u );
+   EXPECT_EQ( valueOf( intern( *table, 7 ) ), 7 );
+}
+
+/// What a call raises.
+std::string raisedBy( const std::function<void()> & call ) {
+   try {
+      call();
+   } catch( const Plinth::MutatorArgNullPointerException & e ) { return e.what(); }
+   return "nothing";
+}
+
+TEST_P( Dedup, nullIsRaisedAndChangesNothing ) {
+   const auto held = intern( *table, 1 );
+   const int content = 7;
+   EXPECT_EQ( raisedBy( [ & ] { table->dedup( nullptr ); } ), "DedupHashTableUnorderedSet::dedup: the argument is null" );
+   const DedupHashTable::Allocator none = [] { return nullptr; };
+   EXPECT_EQ( raisedBy( [ & ] { table->findOrDedup( DedupContentHandle( content ), Number::hashOf( content ), none ); } ),
+              "DedupHashTableUnorderedSet::findOrDedup: the argument is null" );
+   EXPECT_EQ( table->count(), 1u );
+   EXPECT_EQ( table->useCount(), 2u );
+   EXPECT_EQ( valueOf( intern( *table, 7 ) ), 7 );
+   EXPECT_EQ( intern( *table, 1 ), held );
+}
+
+TEST_P( Dedup, anAllocatorThatThrowsLeavesTheTableAsItWas ) {
+   const int content = 7;
+   const auto look = [ & ]( const DedupHashTable::Allocator & allocator ) {
+      return table->findOrDedup( DedupContentHandle( content ), Number::hashOf( content ), allocator );
+   };
+   EXPECT_THROW( look( []() -> Ptr<DedupHandleBase> { throw std::runtime_error( "none left" ); } ), std::runtime_error );
+   EXPECT_EQ( table->count(), 0u );
+   const auto found = look( [ & ] { return makeNode<Number>( content ); } );
+   EXPECT_EQ( table->count(), 1u );
+   std::thread( [ & ] { EXPECT_EQ( table->count(), 1u ); } ).join();   // and no lock is left behind
+}
+
 TEST_P( Dedup, theDefaultOrderIsThatOfIdentity ) {
    const auto a = makeNode<Number>( 1 ), b = makeNode<Number>( 1 );
    EXPECT_EQ( a->compareLessThan( b.get() ), a.get() < b.get() );
@@ -342,6 +448,18 @@ TEST_F( DedupDeathTest, aHandleOutsideOfATableEndsTheProcess ) {
    EXPECT_DEATH( assertIsDeduped( Ptr<const DedupHandleBase>( outside ) ), HasSubstr( "Assertion failed: isDeduped()\n" ) );
    inside->doRemoveFromDedupTable();
    EXPECT_DEATH( assertIsDeduped( *inside ), HasSubstr( "isDeduped()" ) );
+}
+
+TEST_F( DedupDeathTest, anObjectOfAnotherTableEndsTheProcess ) {
+   const Ptr<DedupHashTable> other = makeNode<DedupHashTableUnorderedSet>( false );
+   const auto text = HasSubstr( "Assertion failed: !isDeduped()\n" );
+   EXPECT_DEATH( other->dedup( inside ), text );
+   const int content = 1;
+   EXPECT_DEATH( other->findOrDedup( DedupContentHandle( content ), Number::hashOf( content ), [ this ] { return inside; } ), text );
+   const auto same = makeNode<Number>( 1 );
+   other->dedup( same );
+   EXPECT_EQ( other->dedup( inside ), same ) << "which has one of its content";
+   EXPECT_EQ( inside->getDedupHashTable(), table.get() );
 }
 
 TEST_F( DedupDeathTest, oneSwitchTurnsTheCheckOffEverywhere ) {
