@@ -1,14 +1,14 @@
 /// @file substrate/plinth/Attribute.h
 /// Attributes of notifying objects: one line each, every public name spelled out.
 /// A write stores first and publishes after; a write of the present value publishes nothing.
-/// Errors: a null handle cannot be a member of a collection; every other value can be stored. Threading: any number of readers, or one writer.
+/// Errors: a null handle cannot be a member of a collection or set; every other value can be stored. Threading: any number of readers, or one writer.
 #pragma once
 
 #include <type_traits>
 #include <utility>
 
 #include "substrate/plinth/Exception.h"
-#include "substrate/quoin/Node.h"
+#include "substrate/quoin/Ptr.h"
 #include "substrate/quoin/Publisher.h"
 
 namespace Plinth {
@@ -32,9 +32,9 @@ bool keyIsEq( const void * a, const void * b ) {
    return *static_cast<const K *>( a ) == *static_cast<const K *>( b );
 }
 
-/// Tells that the member under `key` changed from `old`, a null where there was none.
-template <class K, class V>
-void publishMember( Quoin::Publisher & publisher, Quoin::FieldId field, const K & key, const V * old ) {
+/// Tells that the member under `key` changed from `old`, a default-built value where there was none.
+template <class Publisher, class K, class V>
+void publishMember( Publisher & publisher, Quoin::FieldId field, const K & key, const V * old ) {
    publisher.publishChangeRecursive( field, &key, old, keyIsEq<K> );
 }
 
@@ -46,8 +46,8 @@ typename Collection::Value memberOf( const Collection & collection, const typena
 }
 
 /// Errors: a null handle is a fault of the caller and raised under the name of the `mutator`.
-template <class Collection>
-void putMember( Quoin::Publisher & publisher, Quoin::FieldId field, const char * mutator, Collection & collection,
+template <class Publisher, class Collection>
+void putMember( Publisher & publisher, Quoin::FieldId field, const char * mutator, Collection & collection,
                 const typename Collection::Key & key, typename Collection::Value value ) {
    if constexpr( requires { typename Collection::Value::element_type; } )
       if( !value ) throwMutatorArgNullPointerException( mutator );
@@ -55,27 +55,69 @@ void putMember( Quoin::Publisher & publisher, Quoin::FieldId field, const char *
    if( collection.put( key, std::move( value ) ) ) publishMember( publisher, field, key, &old );
 }
 
-template <class Collection>
-void eraseMember( Quoin::Publisher & publisher, Quoin::FieldId field, Collection & collection, const typename Collection::Key & key ) {
+template <class Publisher, class Collection>
+void eraseMember( Publisher & publisher, Quoin::FieldId field, Collection & collection, const typename Collection::Key & key ) {
    const auto old = memberOf( collection, key );
    if( collection.erase( key ) ) publishMember( publisher, field, key, &old );
 }
 
 /// Empties the collection first and then tells of every member, so that no reactor sees half of it. A reaction that throws leaves
 /// the rest untold.
-template <class Collection>
-void eraseAllMembers( Quoin::Publisher & publisher, Quoin::FieldId field, Collection & collection ) {
+template <class Publisher, class Collection>
+void eraseAllMembers( Publisher & publisher, Quoin::FieldId field, Collection & collection ) {
    Quoin::ReleaseScope scope;   // a reaction may drop the owner
    for( const auto & [ key, value ] : collection.takeAll() ) publishMember( publisher, field, key, &value );
 }
 
 /// Makes `to` hold what `from` holds, telling of each real change.
-template <class Collection>
-void cloneMembers( Quoin::Publisher & publisher, Quoin::FieldId field, Collection & to, const Collection & from ) {
+template <class Publisher, class Collection>
+void cloneMembers( Publisher & publisher, Quoin::FieldId field, Collection & to, const Collection & from ) {
    Quoin::ReleaseScope scope;
    for( auto i = to.first(); i; i.next() )
       if( !from.find( i.key() ) ) eraseMember( publisher, field, to, i.key() );
    for( auto i = from.first(); i; i.next() ) putMember( publisher, field, "clone", to, i.key(), i.value() );   // it may be written to
+}
+
+/// The node under `key`; made with that key, and told of, if there is none.
+template <class Publisher, class Collection>
+typename Collection::Value findOrMakeMember( Publisher & publisher, Quoin::FieldId field, Collection & collection,
+                                             const typename Collection::Key & key ) {
+   if( auto * found = collection.find( key ) ) return *found;
+   Quoin::ReleaseScope scope;   // a reaction may drop the owner
+   auto made = Quoin::makeNode<typename Collection::Value::element_type>( key );
+   putMember( publisher, field, "", collection, key, made );
+   auto * now = collection.find( key );   // a reaction may have put another in its place
+   return now ? *now : made;
+}
+
+/// Takes the node under `key` out; null when there was none.
+template <class Publisher, class Collection>
+typename Collection::Value takeMember( Publisher & publisher, Quoin::FieldId field, Collection & collection,
+                                       const typename Collection::Key & key ) {
+   auto old = memberOf( collection, key );
+   if( collection.erase( key ) ) publishMember( publisher, field, key, &old );
+   return old;
+}
+
+// The same for a set, whose members are their keys.
+
+/// Errors: a null handle, as above.
+template <class Publisher, class Set, class K>
+void putKey( Publisher & publisher, Quoin::FieldId field, const char * mutator, Set & set, const K & key ) {
+   if constexpr( requires { typename K::element_type; } )
+      if( !key ) throwMutatorArgNullPointerException( mutator );
+   if( set.put( key ) ) publisher.publishChangeRecursive( field, &key, nullptr, keyIsEq<K> );
+}
+
+template <class Publisher, class Set, class K>
+void eraseKey( Publisher & publisher, Quoin::FieldId field, Set & set, const K & key ) {
+   if( set.erase( key ) ) publisher.publishChangeRecursive( field, &key, nullptr, keyIsEq<K> );
+}
+
+template <class Publisher, class Set>
+void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
+   Quoin::ReleaseScope scope;
+   for( const auto & key : set.takeAll() ) publisher.publishChangeRecursive( field, &key, nullptr, keyIsEq<typename Set::Key> );
 }
 
 }   // namespace Plinth
@@ -105,6 +147,53 @@ void cloneMembers( Quoin::Publisher & publisher, Quoin::FieldId field, Collectio
    }                                                                                                              \
    void fooDel( __VA_ARGS__::Key key ) { ::Plinth::eraseMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key ); } \
    void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }         \
+                                                                                                                  \
+ private:                                                                                                         \
+   __VA_ARGS__ foo##_
+
+/// A collection of nodes that hold their key: `fooIs` takes a node, and `nodeKey` is what reads its key. `fooDel` gives the node that
+/// goes, null for none. The rest as above.
+#define PLINTH_NODES( foo, fooIs, fooDel, fooDelAll, field, nodeKey, ... )                                        \
+ public:                                                                                                          \
+   const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
+   __VA_ARGS__::Value foo( const __VA_ARGS__::Key & key ) const { return ::Plinth::memberOf( foo##_, key ); }     \
+   void fooIs( __VA_ARGS__::Value node ) {   /* by value: a reaction may drop the caller's */                     \
+      if( !node ) ::Plinth::throwMutatorArgNullPointerException( #fooIs );                                        \
+      ::Plinth::putMember( this->publisher_, ::Quoin::FieldId( field ), #fooIs, foo##_, node->nodeKey(), node );  \
+   }                                                                                                              \
+   __VA_ARGS__::Value fooDel( __VA_ARGS__::Key key ) {                                                            \
+      return ::Plinth::takeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key );                    \
+   }                                                                                                              \
+   void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }         \
+                                                                                                                  \
+ private:                                                                                                         \
+   __VA_ARGS__ foo##_
+
+/// A collection of nodes that are made here: `fooIs` takes a key, and gives the node that stands there or is made of the key, which
+/// alone is told of. `fooDel` gives the node that goes, null for none.
+#define PLINTH_MADE_NODES( foo, fooIs, fooDel, fooDelAll, field, ... )                                            \
+ public:                                                                                                          \
+   const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
+   __VA_ARGS__::Value foo( const __VA_ARGS__::Key & key ) const { return ::Plinth::memberOf( foo##_, key ); }     \
+   __VA_ARGS__::Value fooIs( __VA_ARGS__::Key key ) {                                                             \
+      return ::Plinth::findOrMakeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key );              \
+   }                                                                                                              \
+   __VA_ARGS__::Value fooDel( __VA_ARGS__::Key key ) {                                                            \
+      return ::Plinth::takeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key );                    \
+   }                                                                                                              \
+   void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }         \
+                                                                                                                  \
+ private:                                                                                                         \
+   __VA_ARGS__ foo##_
+
+/// A set: readers `foo` of the whole and `fooHas` of one key.
+#define PLINTH_SET( foo, fooHas, fooIs, fooDel, fooDelAll, field, ... )                                           \
+ public:                                                                                                          \
+   const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
+   bool fooHas( const __VA_ARGS__::Key & key ) const { return foo##_.contains( key ); }                           \
+   void fooIs( __VA_ARGS__::Key key ) { ::Plinth::putKey( this->publisher_, ::Quoin::FieldId( field ), #fooIs, foo##_, key ); } \
+   void fooDel( __VA_ARGS__::Key key ) { ::Plinth::eraseKey( this->publisher_, ::Quoin::FieldId( field ), foo##_, key ); } \
+   void fooDelAll() { ::Plinth::eraseAllKeys( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }            \
                                                                                                                   \
  private:                                                                                                         \
    __VA_ARGS__ foo##_

@@ -150,6 +150,7 @@ class HashMap2018 : public HashCollection<K, std::unordered_map<K, V, Hash, IsEq
 template <class K, class Hash = KeyHash<K>, class IsEq = std::equal_to<K>>
 class HashSet2018 : public HashCollection<K, std::unordered_set<K, Hash, IsEq>> {
  public:
+   using Key = K;
    /// False, and nothing happens, when the key is there already.
    bool put( const K & key ) {
       if( !this->table_.insert( key ).second ) return false;

@@ -25,7 +25,7 @@ Node::~Node() = default;
 
 void Node::lastUserGone() const {}
 
-Publisher * Node::publisher() noexcept {
+Publisher * Node::publisher() const noexcept {
    return nullptr;
 }
 

@@ -27,8 +27,9 @@ class ROUTEPOLICY_API Node {
    /// Threading: a use gained in here, or while a ReleaseScope keeps the object, stays on this thread until then.
    virtual void lastUserGone() const;
 
-   /// The publisher of a notifying object, null for every other.
-   virtual Publisher * publisher() noexcept;
+   /// The publisher of a notifying object, null for every other. Whom an object tells of its changes is no part of it: one that may
+   /// only be read may be watched.
+   virtual Publisher * publisher() const noexcept;
 
    /// One more use. Threading: as ThreadControl says.
    void incUse() const noexcept {

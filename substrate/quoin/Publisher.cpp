@@ -48,6 +48,10 @@ struct Subscriber::List {
 };
 
 Subscriber::~Subscriber() {
+   unsubscribe();
+}
+
+void Subscriber::unsubscribe() noexcept {
    if( list_ ) list_->unlink( this );
 }
 

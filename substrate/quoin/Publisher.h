@@ -37,6 +37,8 @@ class ROUTEPOLICY_API Subscriber {
    virtual void onChange( const Change & change ) = 0;
 
    bool subscribed() const noexcept { return list_ != nullptr; }
+   /// Leaves the publisher; nothing happens if there is none.
+   void unsubscribe() noexcept;
 
  protected:
    Subscriber() = default;

@@ -1,16 +1,32 @@
 #include "substrate/trailmark/Trailmark.h"
 
 #include <algorithm>
+#include <cstring>
+#include <utility>
 
 namespace Trailmark {
 
 namespace {
 std::atomic<uint32_t> lastId{ 0 };
-}
+using NameWords = std::array<uint64_t, Record::kNameSize / 8>;
+}   // namespace
 
 MsgDesc::MsgDesc( const char * text ) noexcept : id_( lastId.fetch_add( 1, std::memory_order_relaxed ) + 1 ), text_( text ) {}
 
-void Handle::write( const MsgDesc & message, std::chrono::nanoseconds took ) noexcept {
+std::string Record::text() const {
+   std::string out = message->text();
+   if( timed() ) return out + " took " + std::to_string( took.count() ) + " ns";
+   size_t at = 0;
+   for( const std::string & with : { name, std::to_string( value ) } ) {
+      at = out.find( "{}", at );
+      if( at == out.npos ) break;
+      out.replace( at, 2, with );
+      at += with.size();
+   }
+   return out;
+}
+
+void Handle::write( const MsgDesc & message, std::chrono::nanoseconds took, std::string_view name, uint64_t value ) noexcept {
    const uint64_t number = written_.fetch_add( 1, std::memory_order_acq_rel ) + 1;
    Slot & slot = slots_[ number % kRecords ];
    uint64_t before = slot.number.load( std::memory_order_relaxed );
@@ -20,6 +36,10 @@ void Handle::write( const MsgDesc & message, std::chrono::nanoseconds took ) noe
       return;
    slot.message.store( &message, std::memory_order_release );
    slot.tookNs.store( took.count(), std::memory_order_release );
+   slot.value.store( value, std::memory_order_release );
+   NameWords words{};
+   if( !name.empty() ) std::memcpy( words.data(), name.data(), std::min( name.size(), Record::kNameSize ) );
+   for( size_t i = 0; i < words.size(); ++i ) slot.name[ i ].store( words[ i ], std::memory_order_release );
    slot.number.store( number, std::memory_order_release );
 }
 
@@ -29,9 +49,18 @@ std::vector<Record> Handle::read() const {
    const uint64_t gone = all > kRecords ? all - kRecords : 0;   // a late writer may leave one of these behind
    for( const Slot & slot : slots_ ) {
       const uint64_t number = slot.number.load( std::memory_order_acquire );
-      const Record record{ number, slot.message.load( std::memory_order_acquire ),
-                           std::chrono::nanoseconds( slot.tookNs.load( std::memory_order_acquire ) ) };
-      if( number > gone && number != kBeingWritten && slot.number.load( std::memory_order_acquire ) == number ) records.push_back( record );
+      if( number <= gone || number == kBeingWritten ) continue;
+      Record record{ number,
+                     slot.message.load( std::memory_order_acquire ),
+                     std::chrono::nanoseconds( slot.tookNs.load( std::memory_order_acquire ) ),
+                     {},
+                     slot.value.load( std::memory_order_acquire ) };
+      NameWords words;
+      for( size_t i = 0; i < words.size(); ++i ) words[ i ] = slot.name[ i ].load( std::memory_order_acquire );
+      if( slot.number.load( std::memory_order_acquire ) != number ) continue;
+      const auto * bytes = reinterpret_cast<const char *>( words.data() );
+      record.name.assign( bytes, strnlen( bytes, Record::kNameSize ) );
+      records.push_back( std::move( record ) );
    }
    std::sort( records.begin(), records.end(), []( const Record & a, const Record & b ) { return a.number < b.number; } );
    return records;

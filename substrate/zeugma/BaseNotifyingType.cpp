@@ -4,8 +4,4 @@ namespace Zeugma {
 
 BaseNotifyingType::~BaseNotifyingType() = default;
 
-Quoin::Publisher * BaseNotifyingType::publisher() noexcept {
-   return &publisher_;
-}
-
 }   // namespace Zeugma

@@ -3,22 +3,17 @@
 #pragma once
 
 #include "routepolicy_export.h"
-#include "substrate/quoin/Node.h"
-#include "substrate/quoin/Publisher.h"
+#include "substrate/quoin/NotifyingNode.h"
 
 namespace Zeugma {
 
-class ROUTEPOLICY_API BaseNotifyingType : public Quoin::Node {
+class ROUTEPOLICY_API BaseNotifyingType : public Quoin::NotifyingNode {
  public:
    ~BaseNotifyingType() override;
-   Quoin::Publisher * publisher() noexcept override;
 
    /// Takes the attributes of `source`, an object of the same class, publishing as for a write of each. What is fixed at
    /// construction stays.
    virtual void clone( const BaseNotifyingType & source ) = 0;
-
- protected:
-   Quoin::Publisher publisher_;
 };
 
 }   // namespace Zeugma

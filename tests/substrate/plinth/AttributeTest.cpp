@@ -15,7 +15,9 @@
 
 #include "substrate/plinth/Exception.h"
 #include "substrate/plinth/HashMap2018.h"
+#include "substrate/plinth/PlainRecord.h"
 #include "substrate/plinth/RbTreeMap.h"
+#include "substrate/quoin/NotifyingNode.h"
 #include "substrate/quoin/Ptr.h"
 #include "substrate/quoin/String.h"
 #include "substrate/zeugma/BaseNotifyingType.h"
@@ -333,6 +335,383 @@ TEST_F( AttributeTest, aReactionMayWriteTheCollectionThatIsCloned ) {
    entry.clone( empty );
    EXPECT_TRUE( entry.rule().empty() );
    EXPECT_EQ( entry.rule().version(), 20u );
+}
+
+/// A node that holds its key, as a value that may be long.
+class Named final : public Quoin::Node {
+ public:
+   explicit Named( String n ) : name_( std::move( n ) ) {}
+   const String & name() const noexcept { return name_; }
+
+ private:
+   String name_;
+};
+
+/// One collection of each further kind, under the publisher that `Base` has.
+template <class Base>
+class Shelf : public Base {
+ public:
+   enum class Field : Quoin::FieldId { node = 1, made, tag };
+   using Nodes = Plinth::RbTreeMap<String, Ptr<Named>>;
+   using MadeNodes = Plinth::HashMap2018<String, Ptr<Named>>;
+   using Tags = Plinth::HashSet2018<String>;
+   // NOLINTBEGIN(performance-unnecessary-value-param): keys may alias a member
+   PLINTH_NODES( node, nodeIs, nodeDel, nodeDelAll, Field::node, name, Nodes );
+   PLINTH_MADE_NODES( made, madeIs, madeDel, madeDelAll, Field::made, MadeNodes );
+   PLINTH_SET( tag, tagHas, tagIs, tagDel, tagDelAll, Field::tag, Tags );
+   // NOLINTEND(performance-unnecessary-value-param)
+};
+
+class NotifyingShelf final : public Shelf<Quoin::NotifyingNode> {};
+class PlainShelf final : public Shelf<Plinth::PlainRecord> {};
+
+/// Writes down each change, with what stands under its key at that moment.
+struct ShelfWatcher : Quoin::Subscriber {
+   explicit ShelfWatcher( NotifyingShelf & s ) : shelf( s ) { shelf.publisher()->subscriberAdd( this ); }
+   void onChange( const Change & change ) override {
+      const auto & key = *static_cast<const String *>( change.key );
+      const std::string shown( key );
+      EXPECT_TRUE( change.keyIsEq( change.key, &key ) );
+      const String otherKey = key + "x";
+      EXPECT_FALSE( change.keyIsEq( change.key, &otherKey ) );
+      const auto * old = static_cast<const Ptr<Named> *>( change.oldValue );
+      switch( NotifyingShelf::Field( change.field ) ) {
+         case NotifyingShelf::Field::node: return note( "node[" + shown + "] " + show( *old ) + "->" + show( shelf.node( key ) ) );
+         case NotifyingShelf::Field::made: return note( "made[" + shown + "] " + show( *old ) + "->" + show( shelf.made( key ) ) );
+         case NotifyingShelf::Field::tag:
+            EXPECT_EQ( old, nullptr );
+            return note( "tag[" + shown + "] " + ( shelf.tagHas( key ) ? "in" : "out" ) );
+      }
+      note( "unknown" );
+   }
+   /// The nodes that the test knows by a number, in the order of their making.
+   std::string show( const Ptr<Named> & node ) {
+      if( !node ) return "null";
+      const auto found = std::find( known.begin(), known.end(), node.get() );
+      return found == known.end() ? "new" : std::to_string( found - known.begin() );
+   }
+   void note( std::string text ) {
+      log.push_back( std::move( text ) );
+      if( const auto now = reaction ) now();
+   }
+   std::vector<std::string> take() { return std::exchange( log, {} ); }
+   NotifyingShelf & shelf;
+   std::vector<const Named *> known;
+   std::vector<std::string> log;
+   std::function<void()> reaction;
+};
+
+class ShelfTest : public testing::Test {
+ protected:
+   Ptr<Named> named( const String & name ) {
+      auto made = makeNode<Named>( name );
+      for( auto * w : { &watcher, &second } ) w->known.push_back( made.get() );
+      return made;
+   }
+   NotifyingShelf shelf;
+   ShelfWatcher watcher{ shelf }, second{ shelf };
+   const String longKey{ std::string( 100, 'k' ) };
+};
+
+TEST_F( ShelfTest, startsEmpty ) {
+   EXPECT_TRUE( shelf.node().empty() && shelf.made().empty() && shelf.tag().empty() );
+   EXPECT_EQ( shelf.node( "a" ), nullptr );
+   EXPECT_EQ( shelf.made( "a" ), nullptr );
+   EXPECT_FALSE( shelf.tagHas( "a" ) );
+}
+
+TEST_F( ShelfTest, aNodeStandsUnderTheKeyThatItHolds ) {
+   const auto a = named( "a" ), b = named( "b" ), otherA = named( "a" );
+   for( int i = 0; i < 2; ++i ) {
+      shelf.nodeIs( b );
+      shelf.nodeIs( a );
+   }
+   EXPECT_THAT( watcher.take(), ElementsAre( "node[b] null->1", "node[a] null->0" ) );
+   EXPECT_EQ( shelf.node( "a" ), a );
+   shelf.nodeIs( otherA );
+   EXPECT_THAT( watcher.take(), ElementsAre( "node[a] 0->2" ) );
+   EXPECT_THAT( membersOf( shelf.node() ), ElementsAre( Pair( "a", otherA ), Pair( "b", b ) ) );
+   EXPECT_EQ( shelf.node().version(), 3u );
+}
+
+TEST_F( ShelfTest, takingANodeOutGivesIt ) {
+   const auto a = named( "a" );
+   shelf.nodeIs( a );
+   watcher.take();
+   EXPECT_EQ( shelf.nodeDel( "b" ), nullptr );
+   EXPECT_THAT( watcher.take(), IsEmpty() );
+   EXPECT_EQ( shelf.nodeDel( "a" ), a );
+   EXPECT_THAT( watcher.take(), ElementsAre( "node[a] 0->null" ) );
+   EXPECT_EQ( shelf.nodeDel( "a" ), nullptr );
+   EXPECT_THAT( watcher.take(), IsEmpty() );
+   EXPECT_EQ( a->useCount(), 1u );
+   EXPECT_EQ( shelf.node().version(), 2u );
+}
+
+TEST_F( ShelfTest, aNullNodeIsRefusedUnderTheNameOfTheMutator ) {
+   try {
+      shelf.nodeIs( nullptr );
+      ADD_FAILURE() << "stored";
+   } catch( const Plinth::MutatorArgNullPointerException & e ) { EXPECT_STREQ( e.what(), "nodeIs: the argument is null" ); }
+   EXPECT_THAT( watcher.log, IsEmpty() );
+   EXPECT_EQ( shelf.node().version(), 0u );
+}
+
+TEST_F( ShelfTest, aMadeNodeIsToldOfWhenItIsMade ) {
+   const auto a = shelf.madeIs( "a" );
+   ASSERT_NE( a, nullptr );
+   EXPECT_EQ( a->name(), "a" );
+   watcher.known.push_back( a.get() );
+   EXPECT_THAT( watcher.take(), ElementsAre( "made[a] null->new" ) );
+   EXPECT_EQ( shelf.madeIs( "a" ), a );   // stands there already
+   EXPECT_EQ( shelf.made( "a" ), a );
+   EXPECT_THAT( watcher.take(), IsEmpty() );
+   EXPECT_EQ( shelf.madeDel( "b" ), nullptr );
+   EXPECT_THAT( watcher.take(), IsEmpty() );
+   EXPECT_EQ( shelf.madeDel( "a" ), a );
+   EXPECT_THAT( watcher.take(), ElementsAre( "made[a] 0->null" ) );
+   EXPECT_NE( shelf.madeIs( "a" ), a );   // a new one
+   EXPECT_EQ( shelf.made().version(), 3u );
+}
+
+TEST_F( ShelfTest, aMadeNodeIsGivenAlsoWhenAReactionTakesItOut ) {
+   watcher.reaction = [ this ] {
+      watcher.reaction = {};
+      shelf.madeDel( "a" );
+   };
+   const auto a = shelf.madeIs( "a" );
+   ASSERT_NE( a, nullptr );
+   EXPECT_EQ( a->useCount(), 1u );
+   EXPECT_THAT( watcher.log, ElementsAre( "made[a] null->new", "made[a] new->null" ) );
+   EXPECT_TRUE( shelf.made().empty() );
+}
+
+TEST_F( ShelfTest, whatIsGivenIsTheNodeThatStandsThereInTheEnd ) {
+   watcher.reaction = [ this ] {
+      watcher.reaction = {};
+      shelf.madeDel( "a" );
+      shelf.madeIs( "a" );
+   };
+   const auto a = shelf.madeIs( "a" );
+   ASSERT_NE( a, nullptr );
+   EXPECT_EQ( a, shelf.made( "a" ) ) << "what is written into it is not lost";
+   EXPECT_EQ( shelf.made().version(), 3u );
+}
+
+/// A set of handles, under the publisher that `Base` has.
+template <class Base>
+class HandleShelf final : public Base {
+ public:
+   enum class Field : Quoin::FieldId { member = 1 };
+   PLINTH_SET( member, memberHas, memberIs, memberDel, memberDelAll, Field::member, Plinth::HashSet2018<Ptr<Named>> );
+};
+
+template <class S>
+class HandleSetTest : public testing::Test {};
+using HandleShelves = testing::Types<HandleShelf<Quoin::NotifyingNode>, HandleShelf<Plinth::PlainRecord>>;
+TYPED_TEST_SUITE( HandleSetTest, HandleShelves );
+
+TYPED_TEST( HandleSetTest, aNullIsRefusedUnderTheNameOfTheMutator ) {
+   TypeParam handles;
+   const auto one = makeNode<Named>( "one" );
+   handles.memberIs( one );
+   const uint32_t version = handles.member().version();
+   try {
+      handles.memberIs( nullptr );
+      ADD_FAILURE() << "stored";
+   } catch( const Plinth::MutatorArgNullPointerException & e ) { EXPECT_STREQ( e.what(), "memberIs: the argument is null" ); }
+   EXPECT_FALSE( handles.memberHas( nullptr ) );
+   handles.memberDel( nullptr );
+   EXPECT_EQ( handles.member().count(), 1u );
+   EXPECT_EQ( handles.member().version(), version );
+   EXPECT_TRUE( handles.memberHas( one ) );
+}
+
+TEST_F( ShelfTest, aSetTellsOfComingAndGoing ) {
+   for( int i = 0; i < 2; ++i ) shelf.tagIs( "a" );
+   EXPECT_THAT( watcher.take(), ElementsAre( "tag[a] in" ) );
+   EXPECT_TRUE( shelf.tagHas( "a" ) );
+   EXPECT_FALSE( shelf.tagHas( "b" ) );
+   for( int i = 0; i < 2; ++i ) shelf.tagDel( "a" );
+   shelf.tagDel( "b" );
+   EXPECT_THAT( watcher.take(), ElementsAre( "tag[a] out" ) );
+   EXPECT_TRUE( shelf.tag().empty() );
+   EXPECT_EQ( shelf.tag().version(), 2u );
+}
+
+TEST_F( ShelfTest, delAllEmptiesFirstAndTellsOfEachMember ) {
+   const auto a = named( "a" ), b = named( "b" );
+   shelf.nodeIs( b );
+   shelf.nodeIs( a );
+   shelf.madeIs( "c" );
+   shelf.madeIs( "d" );
+   shelf.tagIs( "e" );
+   shelf.tagIs( "f" );
+   watcher.take();
+   watcher.reaction = [ this ] { EXPECT_TRUE( shelf.node().empty() ); };
+   shelf.nodeDelAll();
+   EXPECT_THAT( watcher.take(), ElementsAre( "node[a] 0->null", "node[b] 1->null" ) );
+   watcher.reaction = [ this ] { EXPECT_TRUE( shelf.made().empty() ); };
+   shelf.madeDelAll();
+   EXPECT_THAT( watcher.take(), UnorderedElementsAre( "made[c] new->null", "made[d] new->null" ) );
+   watcher.reaction = [ this ] { EXPECT_TRUE( shelf.tag().empty() ); };
+   shelf.tagDelAll();
+   EXPECT_THAT( watcher.take(), UnorderedElementsAre( "tag[e] out", "tag[f] out" ) );
+   EXPECT_EQ( a->useCount(), 1u );
+   EXPECT_EQ( shelf.node().version(), 3u );
+   EXPECT_EQ( shelf.made().version(), 3u );
+   EXPECT_EQ( shelf.tag().version(), 3u );
+   shelf.nodeDelAll();
+   shelf.madeDelAll();
+   shelf.tagDelAll();
+   EXPECT_THAT( watcher.take(), IsEmpty() );
+   EXPECT_EQ( shelf.node().version() + shelf.made().version() + shelf.tag().version(), 9u );
+}
+
+TEST_F( ShelfTest, membersWrittenInReactionToDelAllStay ) {
+   const auto a = named( "a" );
+   shelf.nodeIs( a );
+   shelf.madeIs( "a" );
+   shelf.tagIs( "a" );
+   watcher.reaction = [ & ] {
+      watcher.reaction = {};
+      shelf.nodeIs( a );
+      shelf.madeIs( "b" );
+      shelf.tagIs( "a" );
+   };
+   shelf.nodeDelAll();
+   EXPECT_EQ( shelf.node( "a" ), a );
+   EXPECT_EQ( shelf.made().count(), 2u );
+   EXPECT_TRUE( shelf.tagHas( "a" ) );
+}
+
+TEST_F( ShelfTest, keysMayBeThoseOfAMember ) {
+   shelf.nodeIs( named( longKey ) );
+   shelf.madeIs( longKey );
+   shelf.tagIs( longKey );
+   watcher.take(), second.take();
+   shelf.madeIs( shelf.made().begin()->first );
+   shelf.tagIs( *shelf.tag().begin() );
+   EXPECT_THAT( second.take(), IsEmpty() );
+   EXPECT_NE( shelf.nodeDel( shelf.node().begin()->first ), nullptr );
+   EXPECT_NE( shelf.madeDel( shelf.made().begin()->second->name() ), nullptr );
+   shelf.tagDel( *shelf.tag().begin() );
+   const std::string in = "[" + std::string( longKey ) + "] ";
+   EXPECT_THAT( second.log, ElementsAre( "node" + in + "0->null", "made" + in + "new->null", "tag" + in + "out" ) );
+   EXPECT_TRUE( shelf.node().empty() && shelf.made().empty() && shelf.tag().empty() );
+}
+
+TEST_F( ShelfTest, aReactionMayClearTheCollectionThatIsToldOf ) {
+   const std::string in = "[" + std::string( longKey ) + "] ";
+   watcher.reaction = [ this ] {
+      watcher.reaction = {};
+      shelf.nodeDelAll();
+   };
+   shelf.nodeIs( named( longKey ) );
+   EXPECT_THAT( second.take(), ElementsAre( "node" + in + "0->null", "node" + in + "null->null" ) );
+   watcher.reaction = [ this ] {
+      watcher.reaction = {};
+      shelf.madeDel( shelf.made().begin()->first );
+   };
+   shelf.madeIs( longKey );
+   EXPECT_THAT( second.take(), ElementsAre( "made" + in + "new->null", "made" + in + "null->null" ) );
+   watcher.reaction = [ this ] {
+      watcher.reaction = {};
+      shelf.tagDel( *shelf.tag().begin() );
+   };
+   shelf.tagIs( longKey );
+   EXPECT_THAT( second.take(), ElementsAre( "tag" + in + "out", "tag" + in + "out" ) );
+}
+
+TEST_F( ShelfTest, aReactionMayDropTheNodeThatIsToldOf ) {
+   const std::string in = "[" + std::string( longKey ) + "] ";
+   auto held = named( longKey );
+   watcher.reaction = [ & ] {   // the caller's handle, and the shelf's
+      watcher.reaction = {};
+      held = nullptr;
+      shelf.nodeDel( longKey );
+   };
+   shelf.nodeIs( held );
+   EXPECT_THAT( second.log, ElementsAre( "node" + in + "0->null", "node" + in + "null->null" ) );
+}
+
+TEST_F( ShelfTest, anOwnerMayGoWhileItsLastChangeIsTold ) {
+   const struct {
+      const char * name;
+      std::function<void( NotifyingShelf & )> write;
+   } rows[] = {
+      { "nodeIs", [ & ]( auto & s ) { s.nodeIs( makeNode<Named>( longKey ) ); } },
+      { "nodeDel", [ & ]( auto & s ) { EXPECT_NE( s.nodeDel( "a" ), nullptr ); } },
+      { "nodeDelAll", []( auto & s ) { s.nodeDelAll(); } },
+      { "madeIs", [ & ]( auto & s ) { EXPECT_EQ( s.madeIs( longKey )->name(), longKey ); } },
+      { "madeDel", []( auto & s ) { EXPECT_NE( s.madeDel( "a" ), nullptr ); } },
+      { "madeDelAll", []( auto & s ) { s.madeDelAll(); } },
+      { "tagIs", [ & ]( auto & s ) { s.tagIs( longKey ); } },
+      { "tagDel", []( auto & s ) { s.tagDel( "a" ); } },
+      { "tagDelAll", []( auto & s ) { s.tagDelAll(); } },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      auto owned = makeNode<NotifyingShelf>();
+      for( const char * key : { "a", "b" } ) {
+         owned->nodeIs( makeNode<Named>( key ) );
+         owned->madeIs( key );
+         owned->tagIs( key );
+      }
+      struct Dropper : Quoin::Subscriber {
+         void onChange( const Change & ) override {
+            ++heard;
+            *owner = nullptr;
+         }
+         Ptr<NotifyingShelf> * owner = nullptr;
+         int heard = 0;
+      } dropper;
+      dropper.owner = &owned;
+      owned->publisher()->subscriberAdd( &dropper );
+      row.write( *owned );
+      EXPECT_EQ( owned, nullptr );
+      EXPECT_GE( dropper.heard, 1 );
+      EXPECT_FALSE( dropper.subscribed() );
+   }
+}
+
+TEST( PlainShelf, takesTheSameWritesAndTellsNobody ) {
+   PlainShelf shelf;
+   EXPECT_EQ( shelf.publisher(), nullptr );
+   const auto a = makeNode<Named>( "a" );
+   shelf.nodeIs( a );
+   shelf.nodeIs( a );
+   EXPECT_EQ( shelf.node( "a" ), a );
+   EXPECT_EQ( shelf.node().version(), 1u );
+   EXPECT_THROW( shelf.nodeIs( nullptr ), Plinth::MutatorArgNullPointerException );
+   EXPECT_EQ( shelf.nodeDel( "a" ), a );
+   const auto made = shelf.madeIs( "b" );
+   EXPECT_EQ( shelf.madeIs( "b" ), made );
+   EXPECT_EQ( shelf.madeDel( "b" ), made );
+   shelf.tagIs( "c" );
+   EXPECT_TRUE( shelf.tagHas( "c" ) );
+   shelf.tagDelAll();
+   shelf.nodeDelAll();
+   shelf.madeDelAll();
+   EXPECT_TRUE( shelf.node().empty() && shelf.made().empty() && shelf.tag().empty() );
+}
+
+/// A plain value, of which nobody is told.
+class Bounds final {
+   PLINTH_VALUE( low, lowIs, = 5, int );
+   PLINTH_VALUE( name, nameIs, { "none" }, String );
+};
+
+TEST( PlainValue, hasItsInitialValueUntilItIsWritten ) {
+   Bounds bounds;
+   EXPECT_EQ( bounds.low(), 5 );
+   EXPECT_EQ( bounds.name(), "none" );
+   const Bounds copy = bounds;
+   bounds.lowIs( 6 );
+   bounds.nameIs( bounds.name() + "!" );
+   EXPECT_EQ( bounds.low(), 6 );
+   EXPECT_EQ( bounds.name(), "none!" );
+   EXPECT_EQ( copy.low(), 5 );
 }
 
 // What has gone by when it is taken out stays cloned, and what is put in behind is cloned too.

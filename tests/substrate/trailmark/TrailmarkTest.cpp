@@ -7,6 +7,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -99,6 +100,90 @@ TEST_F( TrailmarkTest, aRecordIsReadAsItWasWritten ) {
    EXPECT_EQ( records[ 1 ].number, 2u );
    EXPECT_EQ( records[ 1 ].message, &other );
    EXPECT_EQ( records[ 1 ].took, nanoseconds( 0 ) );
+}
+
+TEST_F( TrailmarkTest, aRecordKeepsItsNameAndItsNumber ) {
+   const struct {
+      const char * name;
+      std::string written, read;
+   } rows[] = {
+      { "empty", "", "" },
+      { "short", "RM1", "RM1" },
+      { "a word", "RM345678", "RM345678" },
+      { "one below the room", std::string( Record::kNameSize - 1, 'n' ), std::string( Record::kNameSize - 1, 'n' ) },
+      { "the whole room", std::string( Record::kNameSize, 'n' ), std::string( Record::kNameSize, 'n' ) },
+      { "one beyond the room", std::string( Record::kNameSize, 'n' ) + "x", std::string( Record::kNameSize, 'n' ) },
+      { "a zero byte", std::string( "a\0b", 3 ), "a" },
+      { "a zero byte first", std::string( "\0b", 2 ), "" },
+      { "far beyond", std::string( 1000, 'n' ), std::string( Record::kNameSize, 'n' ) },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      for( const uint64_t value : { uint64_t( 0 ), uint64_t( 7 ), ~uint64_t( 0 ) } ) {
+         ring->write( message, row.written, value );
+         const auto record = ring->read().back();
+         EXPECT_EQ( record.message, &message );
+         EXPECT_EQ( record.name, row.read );
+         EXPECT_EQ( record.value, value );
+         EXPECT_LT( record.took, nanoseconds( 0 ) ) << "it is of no timed block";
+         EXPECT_FALSE( record.timed() );
+      }
+   }
+}
+
+TEST_F( TrailmarkTest, aNameGoesWithItsRecord ) {
+   const std::string old( Record::kNameSize, 'o' );
+   for( uint64_t i = 0; i < kRing; ++i ) ring->write( message, old, i );
+   ring->write( message, "new", 1 );   // in the place of the first
+   ring->write( message, nanoseconds( 5 ) );
+   const auto records = ring->read();
+   ASSERT_THAT( records, SizeIs( kRing ) );
+   EXPECT_EQ( records[ 0 ].name, old );
+   EXPECT_EQ( records[ 0 ].value, 2u );
+   EXPECT_EQ( records[ kRing - 2 ].name, "new" );
+   EXPECT_EQ( records[ kRing - 1 ].name, "" );
+   EXPECT_EQ( records[ kRing - 1 ].value, 0u );
+}
+
+TEST_F( TrailmarkTest, theTextHasNameAndNumberInPlace ) {
+   const struct {
+      const char * name;
+      const char * message;
+      std::string with;
+      uint64_t value;
+      std::string text;
+   } rows[] = {
+      { "no place", "compiled", "RM1", 10, "compiled" },
+      { "a name", "map {}", "RM1", 10, "map RM1" },
+      { "a name and a number", "map {} seq {} compiled", "RM1", 10, "map RM1 seq 10 compiled" },
+      { "at both ends", "{} has {}", "RM1", 10, "RM1 has 10" },
+      { "side by side", "{}{}", "RM1", 10, "RM110" },
+      { "an empty name", "map {} seq {}", "", 0, "map  seq 0" },
+      { "a third place", "{} {} {}", "RM1", 10, "RM1 10 {}" },
+      { "the greatest number", "map {} seq {}", "RM1", ~uint64_t( 0 ), "map RM1 seq 18446744073709551615" },
+      { "a name cut", "map {} seq {}", std::string( 60, 'n' ), 1, "map " + std::string( Record::kNameSize, 'n' ) + " seq 1" },
+      { "a name with a place in it", "map {} seq {}", "a{}b", 10, "map a{}b seq 10" },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      const MsgDesc desc( row.message );
+      ring->write( desc, row.with, row.value );
+      EXPECT_EQ( ring->read().back().text(), row.text );
+   }
+}
+
+TEST_F( TrailmarkTest, theTextOfATimedBlockHasItsTime ) {
+   const MsgDesc withPlaces( "block {} of {}" );
+   ring->write( message, nanoseconds( 1 ) );
+   ring->write( message, std::chrono::seconds( 5000 ) );
+   ring->write( message, nanoseconds( 0 ) );   // shorter than the clock tells
+   ring->write( withPlaces, nanoseconds( 0 ) );
+   const auto records = ring->read();
+   EXPECT_EQ( records[ 0 ].text(), "message took 1 ns" );
+   EXPECT_EQ( records[ 1 ].text(), "message took 5000000000000 ns" );
+   EXPECT_EQ( records[ 2 ].text(), "message took 0 ns" );
+   EXPECT_EQ( records[ 3 ].text(), "block {} of {} took 0 ns" );
+   for( const Record & record : records ) EXPECT_TRUE( record.timed() );
 }
 
 TEST_F( TrailmarkTest, readingTakesNothingAway ) {
@@ -241,6 +326,23 @@ TEST_F( TrailmarkThreadsTest, recordsAreWholeWhileTheyAreWritten ) {
    constexpr uint64_t kEach = 200'000;
    start( kEach );
    do { expectWhole( ring->read() ); } while( !HasFatalFailure() && ring->written() < kWriters * kEach );
+   join();
+}
+
+TEST_F( TrailmarkThreadsTest, namesAreWholeWhileTheyAreWritten ) {
+   constexpr uint64_t kEach = 50'000;
+   for( uint64_t w = 0; w < kWriters; ++w )
+      writers.emplace_back( [ this, w ] {
+         const std::string name( Record::kNameSize, char( 'a' + w ) );
+         for( uint64_t i = 0; i < kEach; ++i ) ring->write( messages[ w ], std::string_view( name ).substr( i % Record::kNameSize ), w );
+      } );
+   const auto whole = [ this ]( const Record & r ) {
+      return r.value < kWriters && r.message == &messages[ r.value ] && !r.name.empty() &&
+         r.name == std::string( r.name.size(), char( 'a' + r.value ) );
+   };
+   do {
+      EXPECT_THAT( ring->read(), testing::Each( testing::Truly( whole ) ) );
+   } while( !HasFailure() && ring->written() < kWriters * kEach );
    join();
 }
 

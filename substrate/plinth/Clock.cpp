@@ -1,0 +1,82 @@
+#include "substrate/plinth/Clock.h"
+
+#include <algorithm>
+
+#include "substrate/plinth/Exception.h"
+
+namespace Plinth {
+
+Clock::~Clock() = default;
+RealClock::~RealClock() = default;
+ManualClock::~ManualClock() = default;
+
+Clock::Seconds RealClock::now() const {
+   return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+Clock::Seconds Clock::untilNextCall() const {
+   return calls_.empty() ? kNever : std::max( nextCall() - now(), Seconds( 0 ) );
+}
+
+void Clock::wakeUpIfSoonerThan( Seconds before ) {
+   if( nextCall() < before && wakeUp_ ) wakeUp_();
+}
+
+size_t Clock::callDue() {
+   const Quoin::Ptr<Clock> self( this );   // a call may drop the last other handle
+   const Seconds time = now();
+   const uint64_t turn = ++turn_;
+   size_t called = 0;
+   // What enters meanwhile does so at `time` or later, and stands behind all of this turn.
+   while( nextCall() <= time && !calls_.empty() && calls_.begin()->second->enteredIn_ < turn ) {
+      NotifieeConst & notifiee = *calls_.begin()->second;
+      notifiee.leave();
+      notifiee.due_ = kNever;
+      ++called;
+      notifiee.handleTime();   // it may be gone behind this
+   }
+   return called;
+}
+
+Clock::NotifieeConst::NotifieeConst( Quoin::Ptr<Clock> clock ) : clock_( std::move( clock ) ) {
+   if( !clock_ ) throwMutatorArgNullPointerException( "Clock::NotifieeConst" );
+}
+
+Clock::NotifieeConst::~NotifieeConst() {
+   leave();
+}
+
+void Clock::NotifieeConst::timeMinIs( Seconds fromNow ) {
+   const Seconds before = clock_->nextCall();
+   leave();
+   if( !( fromNow > Seconds( 0 ) ) ) fromNow = Seconds( 0 );   // what is no number too
+   due_ = fromNow == kNever ? kNever : clock_->now() + fromNow;
+   if( registered_ ) enter();
+   clock_->wakeUpIfSoonerThan( before );
+}
+
+void Clock::NotifieeConst::isRegisteredNotifieeIs( bool registered ) {
+   if( registered == registered_ ) return;
+   registered_ = registered;
+   const Seconds before = clock_->nextCall();
+   if( registered )
+      enter();
+   else
+      leave();
+   clock_->wakeUpIfSoonerThan( before );
+}
+
+void Clock::NotifieeConst::enter() {
+   if( due_ == kNever ) return;
+   entry_ = clock_->calls_.emplace( std::max( due_, clock_->now() ), this );
+   enteredIn_ = clock_->turn_;
+   entered_ = true;
+}
+
+void Clock::NotifieeConst::leave() noexcept {
+   if( !entered_ ) return;
+   clock_->calls_.erase( entry_ );
+   entered_ = false;
+}
+
+}   // namespace Plinth

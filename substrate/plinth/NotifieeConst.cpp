@@ -1,0 +1,42 @@
+#include "substrate/plinth/NotifieeConst.h"
+
+namespace Plinth {
+
+NotifieeConst::~NotifieeConst() = default;   // the subscriber leaves its list
+
+void NotifieeConst::lastUserGone() const {
+   auto * self = const_cast<NotifieeConst *>( this );   // nobody else is left to see it change
+   self->hasNotificationActiveIs( false );
+   self->onZeroReferences();
+}
+
+void NotifieeConst::notifierIs( Quoin::Ptr<const Quoin::Node> notifier ) {
+   if( notifier == notifier_ ) return;
+   unsubscribe();
+   std::swap( notifier_, notifier );   // the old one goes when the new one stands
+   missed_ = false;
+   subscribe();
+}
+
+void NotifieeConst::hasNotificationActiveIs( bool active ) {
+   if( active == active_ ) return;
+   active_ = active;
+   if( active )
+      subscribe();
+   else
+      unsubscribe();
+}
+
+void NotifieeConst::subscribe() {
+   auto * publisher = notifier_ ? notifier_->publisher() : nullptr;
+   if( publisher && !subscribed() ) publisher->subscriberAdd( this );
+}
+
+void NotifieeConst::onChange( const Quoin::Change & change ) {
+   if( active_ )
+      handleChange( change );
+   else
+      missed_ = true;
+}
+
+}   // namespace Plinth

@@ -1,0 +1,7 @@
+#include "substrate/plinth/PlainRecord.h"
+
+namespace Plinth {
+
+PlainRecord::~PlainRecord() = default;
+
+}   // namespace Plinth

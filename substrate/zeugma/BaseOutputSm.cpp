@@ -1,0 +1,65 @@
+#include "substrate/zeugma/BaseOutputSm.h"
+
+#include "substrate/quoin/DisplayPointer.h"
+
+namespace Zeugma {
+
+SmPart::SmPart( BaseOutputSm & owner ) noexcept : owner_( owner ), prev_( owner.last_ ) {
+   ( prev_ ? prev_->next_ : owner.first_ ) = this;
+   owner.last_ = this;
+}
+
+SmPart::~SmPart() {
+   ( prev_ ? prev_->next_ : owner_.first_ ) = next_;
+   ( next_ ? next_->prev_ : owner_.last_ ) = prev_;
+}
+
+BaseOutputSm::~BaseOutputSm() = default;
+
+void BaseOutputSm::lastUserGone() const {
+   const_cast<BaseOutputSm *>( this )->stop();   // nobody else is left to see it change
+}
+
+void BaseOutputSm::hasNotificationActiveIs( bool active ) {
+   if( active == active_ ) return;
+   const Quoin::ReleaseScope whole;   // what scans again may drop the machine, or turn it back
+   active_ = active;
+   wasActive_ = true;
+   try {
+      bool missed = false;
+      for( SmPart * part = first_; part && active_ == active; part = part->next_ ) {
+         missed |= part->partChangeMissed();
+         part->partNotificationActiveIs( active );
+      }
+      if( missed && active_ && !zombie_ ) handleChangeMissed();
+   } catch( ... ) {
+      hasNotificationActiveIs( !active );
+      throw;
+   }
+}
+
+void BaseOutputSm::plinthDoZombieReactors( bool zombie ) {
+   if( zombie == zombie_ ) return;
+   zombie_ = zombie;
+   for( SmPart * part = first_; part; part = part->next_ ) part->partZombieIs( zombie );
+}
+
+void BaseOutputSm::stop() {
+   hasNotificationActiveIs( false );
+   plinthDoZombieReactors( true );
+}
+
+void BaseOutputSm::dumpState( const DumpContextPtr & ctx, unsigned indent ) const {
+   ZEUGMA_OBJ_DUMP_LINE( ctx, indent, "%s\n", Quoin::DisplayPointer::toString( this ).c_str() );
+}
+
+void BaseOutputSm::formatDerivedType( std::ostream & os ) const {
+   os << Quoin::DisplayPointer::toString( this );
+}
+
+std::ostream & operator<<( std::ostream & os, const BaseOutputSm & sm ) {
+   sm.formatDerivedType( os );
+   return os;
+}
+
+}   // namespace Zeugma

@@ -1,0 +1,138 @@
+#include "substrate/zeugma/Task.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "substrate/plinth/Exception.h"
+#include "substrate/quoin/Assert.h"
+
+namespace Zeugma {
+
+namespace {
+
+// That long from now, or the end of time.
+std::chrono::steady_clock::time_point after( std::chrono::steady_clock::duration duration ) {
+   const auto now = std::chrono::steady_clock::now();
+   return duration > now.max() - now ? now.max() : now + duration;
+}
+
+}   // namespace
+
+TaskScheduler::TaskScheduler() = default;
+TaskScheduler::~TaskScheduler() = default;
+
+bool TaskScheduler::runOne() {
+   for( const Level & level : levels_ ) {
+      if( !level.first ) continue;
+      run( *level.first );
+      return true;
+   }
+   return false;
+}
+
+size_t TaskScheduler::runUntilIdle() {
+   const Quoin::Ptr<TaskScheduler> self( this );   // a task may drop the last other handle
+   size_t runs = 0;
+   while( runOne() ) ++runs;
+   return runs;
+}
+
+size_t TaskScheduler::runFor( Clock::duration duration ) {
+   const Quoin::Ptr<TaskScheduler> self( this );
+   const auto end = after( duration );
+   struct Turn {
+      TaskScheduler & scheduler;
+      ~Turn() { scheduler.turnEnds_ = Clock::time_point::max(); }
+   } turn{ *this };
+   turnEnds_ = end;
+   size_t runs = 0;
+   do {
+      if( !runOne() ) break;
+      ++runs;
+   } while( Clock::now() < end );
+   return runs;
+}
+
+void TaskScheduler::run( Task & task ) {
+   QUOIN_ASSERT( !inRun_, "!inRun_" );
+   const Quoin::Ptr<TaskScheduler> self( this );
+   dequeue( task );
+   ++task.runs_;
+   // The function may destroy its task, which must not take the function along.
+   struct Run {
+      TaskScheduler & scheduler;
+      std::function<void()> handler;
+      ~Run() {
+         if( scheduler.running_ ) scheduler.running_->handler_ = std::move( handler );
+         scheduler.running_ = nullptr;
+         scheduler.inRun_ = false;
+      }
+   } now{ *this, std::move( task.handler_ ) };
+   running_ = &task;
+   inRun_ = true;
+   runEnds_ = std::min( after( quantum_ ), turnEnds_ );
+   now.handler();
+}
+
+bool TaskScheduler::shouldYield( const Task & task ) const {
+   return spent_ ? spent_( task ) : Clock::now() >= runEnds_;
+}
+
+void TaskScheduler::schedule( Task & task ) {
+   if( task.due_ ) return;
+   enqueue( task );
+   if( dueCount_ != 1 || inRun_ || !wakeUp_ ) return;
+   try {
+      wakeUp_();
+   } catch( ... ) {   // nobody would run it
+      dequeue( task );
+      throw;
+   }
+}
+
+void TaskScheduler::enqueue( Task & task ) noexcept {
+   Level & level = levels_[ size_t( task.priority_ ) ];
+   task.due_ = true;
+   task.prev_ = level.last;
+   task.next_ = nullptr;
+   ( level.last ? level.last->next_ : level.first ) = &task;
+   level.last = &task;
+   ++dueCount_;
+}
+
+void TaskScheduler::dequeue( Task & task ) noexcept {
+   if( !task.due_ ) return;
+   Level & level = levels_[ size_t( task.priority_ ) ];
+   ( task.prev_ ? task.prev_->next_ : level.first ) = task.next_;
+   ( task.next_ ? task.next_->prev_ : level.last ) = task.prev_;
+   task.prev_ = task.next_ = nullptr;
+   task.due_ = false;
+   --dueCount_;
+}
+
+Quoin::Ptr<TaskScheduler> TaskSchedulerRoot::findOrCreateScheduler() {
+   static const auto & scheduler = *new Quoin::Ptr( Quoin::makeNode<TaskScheduler>() );   // what goes at the process's end may ask too
+   return scheduler;
+}
+
+Task::Task( Quoin::Ptr<TaskScheduler> scheduler, TaskPriority priority, const Quoin::String & name, std::function<void()> handler )
+      : scheduler_( std::move( scheduler ) ), handler_( std::move( handler ) ), name_( name ), priority_( priority ) {
+   if( !scheduler_ ) Plinth::throwMutatorArgNullPointerException( "Task" );
+   QUOIN_ASSERT( priority <= TaskPriority::idle, "priority <= TaskPriority::idle" );
+}
+
+Task::~Task() {
+   scheduler_->dequeue( *this );
+   if( scheduler_->running_ == this ) scheduler_->running_ = nullptr;
+}
+
+void Task::taskPriorityIs( TaskPriority priority ) {
+   QUOIN_ASSERT( priority <= TaskPriority::idle, "priority <= TaskPriority::idle" );
+   if( priority == priority_ ) return;
+   const bool due = due_;
+   scheduler_->dequeue( *this );
+   priority_ = priority;
+   if( due ) scheduler_->enqueue( *this );
+}
+
+}   // namespace Zeugma
