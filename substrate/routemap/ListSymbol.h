@@ -14,18 +14,20 @@ namespace Routing::RouteMap {
 template <class Symbol>
 class SymbolDedupTable : public Quoin::Node {
  public:
-   SymbolDedupTable() : table_( Quoin::makeNode<Zeugma::DedupHashTableUnorderedSet>( false ) ) {}
+   SymbolDedupTable() { handleInitialized(); }
+   void handleInitialized() { table_ = Quoin::makeNode<Zeugma::DedupHashTableUnorderedSet>( false ); }
 
    /// The one symbol of that name; made if there is none. A hit allocates nothing.
-   Quoin::Ptr<Symbol> symbol( const Quoin::String & name ) {
+   Quoin::Ptr<Symbol> symbol( const Quoin::String & name ) const {
       return Quoin::staticPtrCast<Symbol>(
-         table_->findOrDedup( Zeugma::DedupContentHandle( name ), name.hash(),
+         table_->findOrDedup( Zeugma::DedupContentHandle( name ), Symbol::hashOf( name ),
                               [ & ]() -> Quoin::Ptr<Zeugma::DedupHandleBase> { return Quoin::makeNode<Symbol>( name ); } ) );
    }
    /// The one symbol of the given symbol's name, which may be that symbol itself.
-   Quoin::Ptr<Symbol> dedup( const Quoin::Ptr<Symbol> & symbol ) { return Quoin::staticPtrCast<Symbol>( table_->dedup( symbol ) ); }
+   Quoin::Ptr<Symbol> dedup( const Quoin::Ptr<Symbol> & symbol ) const { return Quoin::staticPtrCast<Symbol>( table_->dedup( symbol ) ); }
    /// Symbols that somebody uses.
    size_t count() const { return table_->count(); }
+   const Quoin::Ptr<Zeugma::DedupHashTableUnorderedSet> & dedupHashTable() const noexcept { return table_; }
 
  private:
    Quoin::Ptr<Zeugma::DedupHashTableUnorderedSet> table_;
@@ -39,7 +41,9 @@ class ListSymbol final : public PolicySymbol {
    using PolicySymbol::PolicySymbol;
 
    /// The one symbol of this name in `table`: this one if it is the first.
-   Quoin::Ptr<ListSymbol> dedup( SymbolDedupTable<ListSymbol> & table ) { return table.dedup( Quoin::Ptr<ListSymbol>( this ) ); }
+   Quoin::Ptr<ListSymbol> dedup( const Quoin::Ptr<const SymbolDedupTable<ListSymbol>> & table ) {
+      return table->dedup( Quoin::Ptr<ListSymbol>( this ) );
+   }
 
    /// The compiled list.
    PLINTH_ATTR( status, statusIs, Field::status, Quoin::Ptr<const Status> );
@@ -57,8 +61,8 @@ using RoaTableSymbol = ListSymbol<RoaTableStatus>;
 class TunnelRibSymbol final : public PolicySymbol {
  public:
    using PolicySymbol::PolicySymbol;
-   Quoin::Ptr<TunnelRibSymbol> dedup( SymbolDedupTable<TunnelRibSymbol> & table ) {
-      return table.dedup( Quoin::Ptr<TunnelRibSymbol>( this ) );
+   Quoin::Ptr<TunnelRibSymbol> dedup( const Quoin::Ptr<const SymbolDedupTable<TunnelRibSymbol>> & table ) {
+      return table->dedup( Quoin::Ptr<TunnelRibSymbol>( this ) );
    }
 };
 

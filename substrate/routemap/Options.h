@@ -68,8 +68,8 @@ ROUTEPOLICY_API const char * stringValue( SetOption option );
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, MatchOption option );
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, SetOption option );
 
-/// The protocols that a clause can name.
-enum class Protocol : uint8_t {};
+/// The protocols that a clause can name, by their numbers.
+enum class Protocol : uint8_t { protocol1 = 1, protocol2, protocol3, protocol4, protocol5, protocol6, protocol7, protocol8, protocol9 };
 
 /// The mode of the route map feature; carried, never read.
 enum class RouteMapOpModeType : uint8_t {};

@@ -4,10 +4,6 @@ namespace Routing::RouteMap {
 
 PolicySymbolNotifier::~PolicySymbolNotifier() = default;
 
-Quoin::Publisher * PolicySymbolNotifier::publisher() noexcept {
-   return &publisher_;
-}
-
 void PolicySymbolNotifier::versionInc( uint32_t delta ) {
    if( delta == 0 ) return;
    version_ += delta;
@@ -21,12 +17,12 @@ PolicySymbol::PolicySymbol( const Quoin::String & name ) : name_( name ) {
 
 PolicySymbol::~PolicySymbol() = default;
 
-Quoin::Publisher * PolicySymbol::publisher() noexcept {
+Quoin::Publisher * PolicySymbol::publisher() const noexcept {
    return &publisher_;
 }
 
 uint32_t PolicySymbol::hash() const {
-   return name_.hash();
+   return hashOf( name_ );
 }
 bool PolicySymbol::compare( const Zeugma::DedupHandleBase * other ) const {
    return name_ == static_cast<const PolicySymbol *>( other )->name_;

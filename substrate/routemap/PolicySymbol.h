@@ -8,24 +8,23 @@
 
 #include "routepolicy_export.h"
 #include "substrate/plinth/Attribute.h"
+#include "substrate/quoin/NotifyingNode.h"
 #include "substrate/quoin/String.h"
 #include "substrate/zeugma/Dedup.h"
 
 namespace Routing::RouteMap {
 
 /// The published version of a symbol.
-class ROUTEPOLICY_API PolicySymbolNotifier : public Quoin::Node {
+class ROUTEPOLICY_API PolicySymbolNotifier : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { version };
    ~PolicySymbolNotifier() override;
-   Quoin::Publisher * publisher() noexcept override;
 
    uint32_t version() const noexcept { return version_; }
    /// Adds `delta` and publishes the change of `version`; 0 does nothing.
    void versionInc( uint32_t delta );
 
  private:
-   Quoin::Publisher publisher_;
    uint32_t version_ = 0;
 };
 
@@ -35,11 +34,13 @@ class ROUTEPOLICY_API PolicySymbol : public Zeugma::DedupHandleBase {
 
    explicit PolicySymbol( const Quoin::String & name );
    ~PolicySymbol() override;
-   Quoin::Publisher * publisher() noexcept override;
+   Quoin::Publisher * publisher() const noexcept override;
 
    /// The symbol's identity within its table.
    const Quoin::String & name() const noexcept { return name_; }
 
+   /// What hash() gives for a symbol of that name.
+   static uint32_t hashOf( const Quoin::String & name ) noexcept { return name.hash(); }
    uint32_t hash() const override;
    bool compare( const Zeugma::DedupHandleBase * other ) const override;
    bool compareByContent( const Zeugma::DedupContentHandle & content ) const override;   // a Quoin::String
@@ -47,7 +48,7 @@ class ROUTEPOLICY_API PolicySymbol : public Zeugma::DedupHandleBase {
    bool compareLessThanByContent( const Zeugma::DedupContentHandle & content ) const override;
 
  protected:
-   Quoin::Publisher publisher_;
+   mutable Quoin::Publisher publisher_;
 
    /// The version that holders subscribe to; a new symbol has one of its own. May be null.
    PLINTH_ATTR( notifier, notifierIs, Field::notifier, Quoin::Ptr<PolicySymbolNotifier> );

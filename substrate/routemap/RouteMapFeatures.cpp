@@ -11,6 +11,7 @@ const char * nameOf( RouteMapFeatures::Bit bit ) {
       case RouteMapFeatures::matchResolvedNexthop: return "matchResolvedNexthop";
       case RouteMapFeatures::matchRouterId: return "matchRouterId";
       case RouteMapFeatures::matchBestpath: return "matchBestpath";
+      case RouteMapFeatures::matchAggregateRole: return "matchAggregateRole";
    }
    return nullptr;
 }

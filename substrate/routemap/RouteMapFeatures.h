@@ -19,7 +19,8 @@ class ROUTEPOLICY_API RouteMapFeatures {
       matchInterface = 1u << 1,         // the interfaces of its resolved next hop
       matchResolvedNexthop = 1u << 2,   // the addresses of its resolved next hop
       matchRouterId = 1u << 3,          // the router that it comes from
-      matchBestpath = 1u << 13          // whether it is the best path
+      matchBestpath = 1u << 13,         // whether it is the best path
+      matchAggregateRole = 1u << 14     // its role in an aggregate
    };
 
    constexpr RouteMapFeatures() noexcept = default;

@@ -113,9 +113,7 @@ TEST( AllIpAccessListSymbol, aNullSymbolIsRaisedAndChangesNothing ) {
    try {
       all->symbolIs( nullptr );
       FAIL() << "not raised";
-   } catch( const Plinth::MutatorArgNullPointerException & e ) {
-      EXPECT_STREQ( e.what(), "AllIpAccessListSymbol::symbolIs: the argument is null" );
-   }
+   } catch( const Plinth::MutatorArgNullPointerException & e ) { EXPECT_STREQ( e.what(), "symbolIs: the argument is null" ); }
    EXPECT_EQ( all->symbol().count(), 1u );
    EXPECT_THAT( log.take(), testing::IsEmpty() );
 }

@@ -39,7 +39,7 @@ using Kinds = testing::Types<Kind<PrefixListSymbol, PrefixListSymbolDedupTable>,
 template <class K>
 class SymbolTest : public testing::Test {
  protected:
-   typename K::Table table;
+   const Ptr<typename K::Table> table = makeNode<typename K::Table>();
 };
 TYPED_TEST_SUITE( SymbolTest, Kinds );
 
@@ -50,32 +50,45 @@ TYPED_TEST( SymbolTest, theFirstOfItsNameIsTheOne ) {
    EXPECT_EQ( first->dedup( this->table ), first );
    EXPECT_TRUE( first->isDeduped() );
    EXPECT_FALSE( second->isDeduped() );
-   EXPECT_EQ( this->table.count(), 1u );
-   EXPECT_EQ( this->table.symbol( "L" ), first );
-   EXPECT_EQ( this->table.dedup( second ), first );
+   EXPECT_EQ( this->table->count(), 1u );
+   EXPECT_EQ( this->table->symbol( "L" ), first );
+   EXPECT_EQ( this->table->dedup( second ), first );
 }
 
 TYPED_TEST( SymbolTest, aNullSymbolIsRaised ) {
-   EXPECT_THROW( this->table.dedup( nullptr ), Plinth::MutatorArgNullPointerException );
-   EXPECT_EQ( this->table.count(), 0u );
+   EXPECT_THROW( this->table->dedup( nullptr ), Plinth::MutatorArgNullPointerException );
+   EXPECT_EQ( this->table->count(), 0u );
+}
+
+TYPED_TEST( SymbolTest, aTableIsMadeWithItsHashTable ) {
+   const auto hashTable = this->table->dedupHashTable();
+   ASSERT_NE( hashTable, nullptr );
+   EXPECT_EQ( hashTable->count(), 0u );
+   const auto a = this->table->symbol( "A" );
+   EXPECT_EQ( hashTable->count(), 1u );
+   EXPECT_EQ( a->getDedupHashTable(), hashTable.get() );
+   this->table->handleInitialized();   // begins anew
+   EXPECT_NE( this->table->dedupHashTable(), hashTable );
+   EXPECT_EQ( this->table->count(), 0u );
+   EXPECT_NE( this->table->symbol( "A" ), a );
 }
 
 TYPED_TEST( SymbolTest, namesAreToldApart ) {
-   const auto a = this->table.symbol( "A" ), b = this->table.symbol( "B" ), none = this->table.symbol( "" );
+   const auto a = this->table->symbol( "A" ), b = this->table->symbol( "B" ), none = this->table->symbol( "" );
    EXPECT_EQ( a->name(), "A" );
    EXPECT_EQ( b->name(), "B" );
    EXPECT_EQ( none->name(), "" );
-   EXPECT_EQ( this->table.count(), 3u );
+   EXPECT_EQ( this->table->count(), 3u );
    EXPECT_NE( a->notifier(), b->notifier() );
 }
 
 TYPED_TEST( SymbolTest, tablesDoNotShare ) {
    typename TypeParam::Table other;
-   EXPECT_NE( this->table.symbol( "A" ), other.symbol( "A" ) );
+   EXPECT_NE( this->table->symbol( "A" ), other.symbol( "A" ) );
 }
 
 TYPED_TEST( SymbolTest, aSymbolMadeByTheTableIsBornLikeAnyOther ) {
-   const auto symbol = this->table.symbol( "A" );
+   const auto symbol = this->table->symbol( "A" );
    EXPECT_TRUE( symbol->isDeduped() );
    EXPECT_TRUE( symbol->statusCurrent() );
    ASSERT_TRUE( symbol->notifier() );
@@ -84,13 +97,13 @@ TYPED_TEST( SymbolTest, aSymbolMadeByTheTableIsBornLikeAnyOther ) {
 }
 
 TYPED_TEST( SymbolTest, itLeavesTheTableWithItsLastUser ) {
-   auto symbol = this->table.symbol( "A" ), again = this->table.symbol( "A" );
+   auto symbol = this->table->symbol( "A" ), again = this->table->symbol( "A" );
    const auto notifier = symbol->notifier();
    symbol = nullptr;
-   EXPECT_EQ( this->table.count(), 1u );
+   EXPECT_EQ( this->table->count(), 1u );
    again = nullptr;
-   EXPECT_EQ( this->table.count(), 0u );
-   EXPECT_NE( this->table.symbol( "A" )->notifier(), notifier ) << "a new one";
+   EXPECT_EQ( this->table->count(), 0u );
+   EXPECT_NE( this->table->symbol( "A" )->notifier(), notifier ) << "a new one";
 }
 
 TYPED_TEST( SymbolTest, itOutlivesItsTable ) {
@@ -105,12 +118,12 @@ TYPED_TEST( SymbolTest, itOutlivesItsTable ) {
 
 TYPED_TEST( SymbolTest, aHitDoesNotAllocate ) {
    const Quoin::String name( std::string( 40, 'n' ) );   // too long for the object itself
-   const auto symbol = this->table.symbol( name );
+   const auto symbol = this->table->symbol( name );
    const auto before = allocationCount();
-   const auto hit = this->table.symbol( name );
+   const auto hit = this->table->symbol( name );
    EXPECT_EQ( allocationCount(), before );
    EXPECT_EQ( hit, symbol );
-   const auto miss = this->table.symbol( "another" );
+   const auto miss = this->table->symbol( "another" );
    EXPECT_GT( allocationCount(), before ) << "nothing is counted at all";
 }
 
@@ -157,19 +170,19 @@ TYPED_TEST( ListSymbolTest, staysAsListsComeAndGo ) {
 }
 
 TYPED_TEST( ListSymbolTest, isTheOneOfItsNameWhetherThereIsAListOrNot ) {
-   SymbolDedupTable<TypeParam> table;
-   const auto symbol = table.symbol( "L" );
+   const auto table = makeNode<SymbolDedupTable<TypeParam>>();
+   const auto symbol = table->symbol( "L" );
    const auto notifier = symbol->notifier();
    for( const auto & status : { this->makeStatus(), this->makeStatus() } ) {
       symbol->statusIs( status );
-      EXPECT_EQ( table.symbol( "L" ), symbol );
-      EXPECT_EQ( table.symbol( "L" )->status(), status );
+      EXPECT_EQ( table->symbol( "L" ), symbol );
+      EXPECT_EQ( table->symbol( "L" )->status(), status );
    }
    symbol->statusIs( nullptr );
-   EXPECT_EQ( table.symbol( "L" ), symbol );
+   EXPECT_EQ( table->symbol( "L" ), symbol );
    EXPECT_EQ( makeNode<TypeParam>( "L" )->dedup( table ), symbol );
    EXPECT_EQ( symbol->notifier(), notifier );
-   EXPECT_EQ( table.count(), 1u );
+   EXPECT_EQ( table->count(), 1u );
 }
 
 TYPED_TEST( ListSymbolTest, theListIsStoredBeforeItIsTold ) {

@@ -142,6 +142,14 @@ TEST( SetOption, everySlotHasATextOfItsOwn ) {
    EXPECT_STREQ( stringValue( SetOption( 10 ) ), "setOption10" );
 }
 
+TEST( Protocol, hasTheNumbersOneToNine ) {
+   static_assert( sizeof( Protocol ) == 1 );
+   const Protocol all[] = { Protocol::protocol1, Protocol::protocol2, Protocol::protocol3, Protocol::protocol4, Protocol::protocol5,
+                            Protocol::protocol6, Protocol::protocol7, Protocol::protocol8, Protocol::protocol9 };
+   unsigned number = 0;
+   for( const Protocol protocol : all ) EXPECT_EQ( unsigned( protocol ), ++number );
+}
+
 TEST( RouteMapOpModeType, isPrintedAsItsNumberInDecimal ) {
    for( unsigned number = 0; number <= 255; ++number ) EXPECT_EQ( printed( RouteMapOpModeType( number ) ), std::to_string( number ) );
 }

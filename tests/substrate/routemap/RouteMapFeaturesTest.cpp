@@ -23,9 +23,12 @@ TEST( RouteMapFeatures, everyNamedBitHasItsNumberAndText ) {
       RouteMapFeatures::Bit bit;
       uint32_t value;
    } rows[] = {
-      { "matchPrefixDependent", RouteMapFeatures::matchPrefixDependent, 1 }, { "matchInterface", RouteMapFeatures::matchInterface, 2 },
-      { "matchResolvedNexthop", RouteMapFeatures::matchResolvedNexthop, 4 }, { "matchRouterId", RouteMapFeatures::matchRouterId, 8 },
+      { "matchPrefixDependent", RouteMapFeatures::matchPrefixDependent, 1 },
+      { "matchInterface", RouteMapFeatures::matchInterface, 2 },
+      { "matchResolvedNexthop", RouteMapFeatures::matchResolvedNexthop, 4 },
+      { "matchRouterId", RouteMapFeatures::matchRouterId, 8 },
       { "matchBestpath", RouteMapFeatures::matchBestpath, 1u << 13 },
+      { "matchAggregateRole", RouteMapFeatures::matchAggregateRole, 1u << 14 },
    };
    for( const auto & row : rows ) {
       EXPECT_EQ( uint32_t( row.bit ), row.value ) << row.text;
@@ -81,8 +84,8 @@ TEST( RouteMapFeatures, equalityIsThatOfTheWord ) {
 }
 
 TEST( RouteMapFeatures, textNamesEveryBitTheLowestFirst ) {
-   EXPECT_EQ( RouteMapFeatures( 0x200f ).toStrep(),
-              "matchPrefixDependent|matchInterface|matchResolvedNexthop|matchRouterId|matchBestpath" );
+   EXPECT_EQ( RouteMapFeatures( 0x600f ).toStrep(),
+              "matchPrefixDependent|matchInterface|matchResolvedNexthop|matchRouterId|matchBestpath|matchAggregateRole" );
    EXPECT_EQ( RouteMapFeatures( 0x80000012 ).toStrep(), "matchInterface|4|31" );
    std::ostringstream os;
    os << std::hex << RouteMapFeatures( 1u << 12 ) << ';' << RouteMapFeatures();
