@@ -1,0 +1,20 @@
+#include "compile/RmConfigSymbolReactor.h"
+
+namespace Routing::Policy {
+
+RmConfigSymbolReactor::~RmConfigSymbolReactor() = default;
+RmConfigSymbolReactorColl::~RmConfigSymbolReactorColl() = default;
+
+void RmConfigSymbolReactor::removePendingMatcherForSeq( uint32_t seqno, MatchOption option ) {
+   if( const auto update = pendingUpdate( seqno ) ) update->matcherChangeDel( option );
+}
+
+void RmConfigSymbolReactor::removePendingSetterForSeq( uint32_t seqno, SetOption option ) {
+   if( const auto update = pendingUpdate( seqno ) ) update->setterChangeDel( option );
+}
+
+Quoin::Ptr<RmConfigSymbolReactor> rmConfigSymbolReactorFactory( const Quoin::String & name ) {
+   return Quoin::makeNode<RmConfigSymbolReactor>( name );
+}
+
+}   // namespace Routing::Policy

@@ -1,0 +1,31 @@
+#include "compile/RouteMapConfigSmBase.h"
+
+namespace Routing::Policy {
+
+using Routing::RouteMap::Map;
+
+RouteMapConfigSmBase::RouteMapConfigSmBase( const Quoin::Ptr<const Map> & routeMap ) : routeMap_( routeMap ) {
+   routeMapReactor_.notifierIs( routeMap );
+}
+
+RouteMapConfigSmBase::~RouteMapConfigSmBase() = default;
+
+void RouteMapConfigSmBase::handleInitialized() {
+   continueSeqMap_ = Quoin::makeNode<ContinueSeqMap>( routeMap_ ? routeMap_->name() : Quoin::String() );
+   handleRouteMapSeq();
+   handleVersion();
+}
+
+void RouteMapConfigSmBase::handleChangeMissed() {
+   handleRouteMapSeq();
+   handleVersion();
+}
+
+void RouteMapConfigSmBase::handleRouteMap( const Quoin::Change & change ) {
+   switch( Map::Field( change.field ) ) {
+      case Map::Field::mapEntry: return handleRouteMapSeq( Plinth::keyOf<uint32_t>( change ) );
+      case Map::Field::version: return handleVersion();
+   }
+}
+
+}   // namespace Routing::Policy

@@ -1,0 +1,86 @@
+#include "compile/RouteMapLoopDetect.h"
+
+#include <vector>
+
+#include "substrate/plinth/HashMap2018.h"
+#include "substrate/plinth/Trace.h"
+#include "substrate/quoin/DisplayPointer.h"
+
+namespace Routing::Policy {
+
+namespace {
+
+using Routing::RouteMap::Config;
+using Routing::RouteMap::Map;
+
+const Plinth::TraceHandle trace( "RouteMapLoopDetect" );
+
+// One walk over the calls, depth first, in ascending order of sequence.
+class RouteMapLoopDetectImpl {
+ public:
+   explicit RouteMapLoopDetectImpl( const Config & config ) : config_( config ) {}
+
+   // Null is nobody: it matches nothing.
+   void onPathIs( const Map * map ) { onPath_.put( map ); }
+
+   bool hasCycle( const Map & start ) {
+      if( !enter( start ) ) return true;
+      while( !calls_.empty() ) {
+         Call & call = calls_.back();
+         if( !call.entry ) {
+            onPath_.erase( call.map );
+            visited_.put( call.map );
+            calls_.pop_back();
+            continue;
+         }
+         const Map * target = calledBy( *call.entry.value() );
+         call.entry.next();
+         if( target && !visited_.contains( target ) && !enter( *target ) ) return true;
+      }
+      return false;
+   }
+
+ private:
+   struct Call {
+      const Map * map;
+      decltype( std::declval<const Map::MapEntries &>().first() ) entry;   // the next one to look at
+   };
+
+   // False if the map is on the path already.
+   bool enter( const Map & map ) {
+      if( onPath_.contains( &map ) ) {
+         PLINTH_TRACE( trace, level8 ) << "detected loop at " << map.name();
+         return false;
+      }
+      onPath_.put( &map );
+      calls_.push_back( { &map, map.mapEntry().first() } );
+      return true;
+   }
+
+   const Map * calledBy( const Routing::RouteMap::MapEntry & entry ) const {
+      if( entry.subRouteMap().name.empty() ) return nullptr;   // also of an inverted call
+      auto * found = config_.routeMap().find( entry.subRouteMap().name );
+      return found ? found->get() : nullptr;
+   }
+
+   const Config & config_;
+   Plinth::HashSet2018<const Map *> visited_;   // finished, and no loop found
+   Plinth::HashSet2018<const Map *> onPath_;    // the present chain of calls, and who asks
+   std::vector<Call> calls_;
+};
+
+}   // namespace
+
+bool RouteMapLoopDetect::hasLoops( const Quoin::String & rmName, const Quoin::String & subRmName ) const {
+   const auto target = config ? config->routeMap( subRmName ) : nullptr;
+   if( !target ) return false;
+   RouteMapLoopDetectImpl walk( *config );
+   walk.onPathIs( config->routeMap( rmName ).get() );
+   return walk.hasCycle( *target );
+}
+
+std::ostream & operator<<( std::ostream & os, const RouteMapLoopDetect & detect ) {
+   return os << "Routing::Policy::RouteMapLoopDetect(config=" << Quoin::DisplayPointer::toString( detect.config.get() ) << ")";
+}
+
+}   // namespace Routing::Policy

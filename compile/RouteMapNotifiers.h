@@ -1,0 +1,37 @@
+/// @file compile/RouteMapNotifiers.h
+/// Two small publishers that the machines of one configuration share. Threading: the activity thread.
+#pragma once
+
+#include "substrate/plinth/Attribute.h"
+#include "substrate/quoin/NotifyingNode.h"
+#include "substrate/routemap/Options.h"
+
+namespace Routing::Policy {
+
+/// Moves whenever the filtered copy of any route map has moved: calls that were kept out as a cycle are then looked at again.
+class ROUTEPOLICY_API RouteMapUpdateNotifier final : public Quoin::NotifyingNode {
+ public:
+   enum class Field : Quoin::FieldId { version };
+   ~RouteMapUpdateNotifier() override;
+
+   PLINTH_ATTR( version, versionIs, Field::version, uint32_t );
+
+ public:
+   void versionInc( uint32_t delta ) { versionIs( version() + delta ); }
+};
+
+/// The mode of the route map feature. A change is published with the old value.
+class ROUTEPOLICY_API RouteMapOpModeNotifier final : public Quoin::NotifyingNode {
+ public:
+   using RouteMapOpModeType = Routing::RouteMap::RouteMapOpModeType;
+   enum class Field : Quoin::FieldId { routeMapOpMode };
+   ~RouteMapOpModeNotifier() override;
+
+   RouteMapOpModeType routeMapOpMode() const noexcept { return routeMapOpMode_; }
+   void routeMapOpModeIs( RouteMapOpModeType mode );
+
+ private:
+   RouteMapOpModeType routeMapOpMode_{};
+};
+
+}   // namespace Routing::Policy

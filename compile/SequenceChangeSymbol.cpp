@@ -1,0 +1,21 @@
+#include "compile/SequenceChangeSymbol.h"
+
+namespace Routing::Policy {
+
+MatcherChangeSymbol::~MatcherChangeSymbol() = default;
+SetterChangeSymbol::~SetterChangeSymbol() = default;
+SubRouteMapChangeSymbol::~SubRouteMapChangeSymbol() = default;
+AggRoleAttrMapChangeSymbol::~AggRoleAttrMapChangeSymbol() = default;
+SequenceChangeSymbol::~SequenceChangeSymbol() = default;
+
+Quoin::Ptr<SequenceChangeSymbol> sequenceChangeSymbolFactory( uint32_t seqno ) {
+   return Quoin::makeNode<SequenceChangeSymbol>( seqno );
+}
+Quoin::Ptr<SubRouteMapChangeSymbol> subRouteMapChangeSymbolFactory( const Quoin::Ptr<const RouteMapSymbol> & symbol ) {
+   return Quoin::makeNode<SubRouteMapChangeSymbol>( symbol );
+}
+Quoin::Ptr<AggRoleAttrMapChangeSymbol> aggRoleAttrMapChangeSymbolFactory( const Quoin::Ptr<const RouteMapSymbol> & symbol ) {
+   return Quoin::makeNode<AggRoleAttrMapChangeSymbol>( symbol );
+}
+
+}   // namespace Routing::Policy

@@ -1,0 +1,79 @@
+/// @file compile/SequenceChangeSymbol.h
+/// Which symbols a sequence must watch from now on, as its machine has written them down for the route map's machine.
+/// Threading: the activity thread.
+#pragma once
+
+#include "compile/RouteMapSymbol.h"
+#include "policy/PolicyTypes.h"
+#include "substrate/plinth/PlainRecord.h"
+
+namespace Routing::Policy {
+
+using PolicySymbols = Plinth::HashSet2018<Quoin::Ptr<const Routing::RouteMap::PolicySymbol>>;
+
+/// The symbols of one match clause; none of them, and the clause's symbols are watched no longer.
+class ROUTEPOLICY_API MatcherChangeSymbol final : public Plinth::PlainRecord {
+ public:
+   enum class Field : Quoin::FieldId { matchSymbol };
+   explicit MatcherChangeSymbol( MatchOption option ) : option_( option ) {}
+   ~MatcherChangeSymbol() override;
+   MatchOption option() const noexcept { return option_; }
+   PLINTH_SET( matchSymbol, matchSymbolHas, matchSymbolIs, matchSymbolDel, matchSymbolDelAll, Field::matchSymbol, PolicySymbols );
+
+   MatchOption option_;
+};
+
+/// The symbols of one set clause, in the same way.
+class ROUTEPOLICY_API SetterChangeSymbol final : public Plinth::PlainRecord {
+ public:
+   enum class Field : Quoin::FieldId { setSymbol };
+   explicit SetterChangeSymbol( SetOption option ) : option_( option ) {}
+   ~SetterChangeSymbol() override;
+   SetOption option() const noexcept { return option_; }
+   PLINTH_SET( setSymbol, setSymbolHas, setSymbolIs, setSymbolDel, setSymbolDelAll, Field::setSymbol, PolicySymbols );
+
+   SetOption option_;
+};
+
+/// The sub route map that is called from now on; null for none.
+class ROUTEPOLICY_API SubRouteMapChangeSymbol final : public Plinth::PlainRecord {
+ public:
+   explicit SubRouteMapChangeSymbol( const Quoin::Ptr<const RouteMapSymbol> & symbol ) : symbol_( symbol ) {}
+   ~SubRouteMapChangeSymbol() override;
+   PLINTH_VALUE( symbol, symbolIs, , Quoin::Ptr<const RouteMapSymbol> );
+};
+
+/// The attribute map of an aggregate role from now on; null for none.
+class ROUTEPOLICY_API AggRoleAttrMapChangeSymbol final : public Plinth::PlainRecord {
+ public:
+   explicit AggRoleAttrMapChangeSymbol( const Quoin::Ptr<const RouteMapSymbol> & symbol ) : symbol_( symbol ) {}
+   ~AggRoleAttrMapChangeSymbol() override;
+   PLINTH_VALUE( symbol, symbolIs, , Quoin::Ptr<const RouteMapSymbol> );
+};
+
+/// Of one sequence.
+class ROUTEPOLICY_API SequenceChangeSymbol final : public Plinth::PlainRecord {
+ public:
+   enum class Field : Quoin::FieldId { matcherChangeSymbol, setterChangeSymbol };
+   using MatcherChangeSymbols = Plinth::HashMap2018<MatchOption, Quoin::Ptr<MatcherChangeSymbol>>;
+   using SetterChangeSymbols = Plinth::HashMap2018<SetOption, Quoin::Ptr<SetterChangeSymbol>>;
+   explicit SequenceChangeSymbol( uint32_t seqno ) : seqno_( seqno ) {}
+   ~SequenceChangeSymbol() override;
+   uint32_t seqno() const noexcept { return seqno_; }
+
+   PLINTH_MADE_NODES( matcherChangeSymbol, matcherChangeSymbolIs, matcherChangeSymbolDel, matcherChangeSymbolDelAll,
+                      Field::matcherChangeSymbol, MatcherChangeSymbols );
+   PLINTH_MADE_NODES( setterChangeSymbol, setterChangeSymbolIs, setterChangeSymbolDel, setterChangeSymbolDelAll, Field::setterChangeSymbol,
+                      SetterChangeSymbols );
+   /// Null when that reference did not change.
+   PLINTH_VALUE( subRouteMapChangeSymbol, subRouteMapChangeSymbolIs, {}, Quoin::Ptr<SubRouteMapChangeSymbol> );
+   PLINTH_VALUE( aggRoleAttrMapChangeSymbol, aggRoleAttrMapChangeSymbolIs, {}, Quoin::Ptr<AggRoleAttrMapChangeSymbol> );
+
+   uint32_t seqno_;
+};
+
+ROUTEPOLICY_API Quoin::Ptr<SequenceChangeSymbol> sequenceChangeSymbolFactory( uint32_t seqno );
+ROUTEPOLICY_API Quoin::Ptr<SubRouteMapChangeSymbol> subRouteMapChangeSymbolFactory( const Quoin::Ptr<const RouteMapSymbol> & symbol );
+ROUTEPOLICY_API Quoin::Ptr<AggRoleAttrMapChangeSymbol> aggRoleAttrMapChangeSymbolFactory( const Quoin::Ptr<const RouteMapSymbol> & symbol );
+
+}   // namespace Routing::Policy

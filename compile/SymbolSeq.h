@@ -1,0 +1,57 @@
+/// @file compile/SymbolSeq.h
+/// What one sequence watches now: the symbols of its clauses, and of the route maps that it refers to.
+/// The route map's machine writes this when it takes changes in; what follows the symbols subscribes to it.
+/// Threading: the activity thread.
+#pragma once
+
+#include "compile/SequenceChangeSymbol.h"
+
+namespace Routing::Policy {
+
+/// The symbols of one clause. It is replaced whole, not written again.
+template <class Option>
+class PolicySymbolListOf final : public Plinth::PlainRecord {
+ public:
+   enum class Field : Quoin::FieldId { policySymbol };
+   explicit PolicySymbolListOf( Option option ) : option_( option ) {}
+   Option option() const noexcept { return option_; }
+   PLINTH_SET( policySymbol, policySymbolHas, policySymbolIs, policySymbolDel, policySymbolDelAll, Field::policySymbol, PolicySymbols );
+
+   Option option_;
+};
+using PolicyMatchSymbolList = PolicySymbolListOf<MatchOption>;
+using PolicySetSymbolList = PolicySymbolListOf<SetOption>;
+
+/// Those of all match clauses, or all set clauses, of one sequence.
+template <class Option>
+class OptionSymbolSeq final : public Quoin::NotifyingNode {
+ public:
+   enum class Field : Quoin::FieldId { policySymbolList };
+   using Lists = Plinth::HashMap2018<Option, Quoin::Ptr<PolicySymbolListOf<Option>>>;
+   explicit OptionSymbolSeq( uint32_t seqno ) : seqno_( seqno ) {}
+   uint32_t seqno() const noexcept { return seqno_; }
+   PLINTH_COLLECTION( policySymbolList, policySymbolListIs, policySymbolListDel, policySymbolListDelAll, Field::policySymbolList,
+                      typename OptionSymbolSeq::Lists );
+
+   uint32_t seqno_;
+};
+using MatchSymbolSeq = OptionSymbolSeq<MatchOption>;
+using SetSymbolSeq = OptionSymbolSeq<SetOption>;
+
+/// A route map that one sequence refers to. `Tag` tells the kinds of reference apart.
+template <class Tag>
+class RouteMapSymbolSeq final : public Quoin::NotifyingNode {
+ public:
+   enum class Field : Quoin::FieldId { symbol, currentVersion };
+   explicit RouteMapSymbolSeq( uint32_t seqno ) : seqno_( seqno ) {}
+   uint32_t seqno() const noexcept { return seqno_; }
+   PLINTH_ATTR( symbol, symbolIs, Field::symbol, Quoin::Ptr<const RouteMapSymbol> );
+   /// The version of the symbol's notifier that has been taken in.
+   PLINTH_ATTR( currentVersion, currentVersionIs, Field::currentVersion, uint32_t );
+
+   uint32_t seqno_;
+};
+using SubRouteMapSymbolSeq = RouteMapSymbolSeq<struct SubRouteMapTag>;
+using AggRoleAttrMapSymbolSeq = RouteMapSymbolSeq<struct AggRoleAttrMapTag>;
+
+}   // namespace Routing::Policy

@@ -1,0 +1,69 @@
+#include "compile/UndefinedReferenceSeq.h"
+
+#include "substrate/plinth/Trace.h"
+
+namespace Routing::Policy {
+
+namespace {
+
+const Plinth::TraceHandle trace( "UndefinedReferenceSeq" );
+
+}   // namespace
+
+UndefinedReferenceSeq::~UndefinedReferenceSeq() = default;
+
+void UndefinedReferenceSeq::put( References & references, uint32_t seqno, UndefinedPolicyReferenceBitfield undefined ) {
+   if( undefined.value != 0 )
+      references.put( seqno, undefined );
+   else
+      references.erase( seqno );
+}
+
+void UndefinedReferenceSeq::updateDirectSequenceReference( uint32_t seqno, const ModifiedRouteMapSeqStatus & entry ) {
+   const uint8_t existing = directSequenceReference( seqno ).value;
+   const uint8_t update = entry.undefinedReferences().value;
+   const uint8_t mask = entry.referenceUpdateMask().value;
+   const auto now = static_cast<uint8_t>( ( existing & ~mask ) | update );
+   PLINTH_TRACE( trace, level9 ) << "seqno=" << seqno << ", existingUndefinedRef=0x" << Plinth::Hex{ existing } << ", updateUndefinedRef=0x"
+                                 << Plinth::Hex{ update } << ", mask=0x" << Plinth::Hex{ mask } << ", newUndefinedRef=0x"
+                                 << Plinth::Hex{ now };
+   directSequenceReferenceIs( seqno, { now } );
+}
+
+bool UndefinedReferenceSeq::shouldRemoveUndefinedReferenceForRouteMap( const Quoin::Ptr<const RouteMapStatus> & status ) const {
+   return !status || status->undefinedReferences().value == 0;
+}
+
+void UndefinedReferenceSeq::inherit( References & references, uint32_t seqno, const Quoin::Ptr<const RouteMapStatus> & status ) {
+   if( shouldRemoveUndefinedReferenceForRouteMap( status ) )
+      references.erase( seqno );
+   else
+      references.put( seqno, status->undefinedReferences() );
+}
+
+void UndefinedReferenceSeq::updateSubRouteMapReference( uint32_t seqno, const Quoin::Ptr<const RouteMapStatus> & status ) {
+   inherit( subRouteMapReference_, seqno, status );
+}
+
+void UndefinedReferenceSeq::updateAggRoleAttrMapReference( uint32_t seqno, const Quoin::Ptr<const RouteMapStatus> & status ) {
+   inherit( aggRoleAttrMapReference_, seqno, status );
+}
+
+void UndefinedReferenceSeq::removeSeq( uint32_t seqno ) {
+   directSequenceReferenceDel( seqno );
+   subRouteMapReferenceDel( seqno );
+   aggRoleAttrMapReferenceDel( seqno );
+}
+
+bool UndefinedReferenceSeq::hasUndefinedReference() const noexcept {
+   return !directSequenceReference_.empty() || !subRouteMapReference_.empty() || !aggRoleAttrMapReference_.empty();
+}
+
+UndefinedPolicyReferenceBitfield UndefinedReferenceSeq::mergedUndefinedReferences() const {
+   UndefinedPolicyReferenceBitfield merged;
+   for( const References * references : { &directSequenceReference_, &subRouteMapReference_, &aggRoleAttrMapReference_ } )
+      for( const auto & [ seqno, undefined ] : *references ) merged = merged | undefined;
+   return merged;
+}
+
+}   // namespace Routing::Policy
