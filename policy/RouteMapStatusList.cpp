@@ -9,10 +9,6 @@ RouteMapStatusList::RouteMapStatusList() {
 }
 RouteMapStatusList::~RouteMapStatusList() = default;
 
-Quoin::Publisher * RouteMapStatusList::publisher() noexcept {
-   return &publisher_;
-}
-
 Quoin::Ptr<RouteMapStatusList> RouteMapStatusList::copy() const {
    auto list = Quoin::makeNode<RouteMapStatusList>();
    for( const auto & [ precedence, status ] : rmStatus_ ) list->rmStatusIs( precedence, status );

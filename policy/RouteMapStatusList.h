@@ -11,7 +11,7 @@
 
 namespace Routing::Policy {
 
-class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::Node {
+class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { features, rmStatus, gyreStatus, gyreStatusFilter, gyreStatusDefaultOriginate, gyreStatusMaint };
    // The usual list has one or two entries: they stand in the object.
@@ -20,7 +20,6 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::Node {
 
    RouteMapStatusList();
    ~RouteMapStatusList() override;
-   Quoin::Publisher * publisher() noexcept override;
 
    /// A new list of the same members, which it shares. gyreStatusDefaultOriginate is not taken over.
    Quoin::Ptr<RouteMapStatusList> copy() const;
@@ -83,8 +82,6 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::Node {
    static constexpr const char * kAttributesNotDumped = "features, gyreStatusDefaultOriginate";
 
  private:
-   Quoin::Publisher publisher_;
-
    /// The union over all members.
    PLINTH_ATTR( features, featuresIs, Field::features, RouteMapFeatures );
 

@@ -262,6 +262,32 @@ TEST_F( RouteMapSeqStatusTest, whatIsAppliedToAggregatesHasNoFeatures ) {
    EXPECT_EQ( s->getFeatures(), 1u );
 }
 
+TEST_F( RouteMapSeqStatusTest, theRoleInAnAggregateIsReportedByWhoReadsIt ) {
+   const RouteMapFeatures role = RouteMapFeatures::matchAggregateRole;
+   RecordingSetter::Log log;
+   const auto reader = makeNode<FixedMatcher>( true, role );
+   const auto writer = makeNode<RecordingSetter>( log );
+   writer->features = role;
+   const auto called = routeMap( "SUB", { seq( 10, permit, { { MatchOption::matchTag, reader } } ) } );
+   const struct {
+      const char * name;
+      std::function<void( RouteMapSeqStatus & )> give;
+      bool reports;
+   } rows[] = {
+      { "nobody", []( RouteMapSeqStatus & ) {}, false },
+      { "a matcher", [ & ]( RouteMapSeqStatus & s ) { s.matcherIs( MatchOption::matchTag, reader ); }, true },
+      { "a setter", [ & ]( RouteMapSeqStatus & s ) { s.setterIs( SetOption::setTag, writer ); }, true },
+      { "the sub route map's matcher", [ & ]( RouteMapSeqStatus & s ) { s.subRouteMapIs( called ); }, true },
+      { "what is applied to aggregates", [ & ]( RouteMapSeqStatus & s ) { s.aggRoleAttrMapIs( called ); }, false },
+   };
+   for( const auto & row : rows ) {
+      const auto s = seq( 10 );
+      row.give( *s );
+      EXPECT_EQ( s->getFeatures().has( RouteMapFeatures::matchAggregateRole ), row.reports ) << row.name;
+      EXPECT_EQ( s->getFeatures(), row.reports ? role : RouteMapFeatures() ) << row.name;
+   }
+}
+
 TEST_F( RouteMapSeqStatusTest, featuresFollowTheMembers ) {
    const auto s = seq( 10, permit, { { MatchOption::matchTag, m1 }, { MatchOption::matchInterface, m2 } } );
    EXPECT_EQ( s->getFeatures(), 3u );

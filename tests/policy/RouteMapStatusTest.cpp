@@ -198,6 +198,21 @@ TEST_F( RouteMapStatusTest, featuresAreComputedBeforeAChangeOfTheSequencesIsTold
                 ElementsAre( "features=0", "seqStatus[20] permit->null at features 0", "seqStatus[30] permit->null at features 0" ) );
 }
 
+TEST_F( RouteMapStatusTest, aParentHasTheRoleInAnAggregateThroughItsSubRouteMap ) {
+   const auto sub = routeMap( "SUB", { seqWith( 10, RouteMapFeatures::matchAggregateRole ) } );
+   const auto calling = seq( 20 );
+   calling->subRouteMapIs( sub );
+   const auto parent = routeMap( "RM1", { seqWith( 10, RouteMapFeatures::matchInterface ), calling } );
+   EXPECT_EQ( parent->features(), uint32_t( RouteMapFeatures::matchInterface ) | RouteMapFeatures::matchAggregateRole );
+   const auto callingParent = seq( 10 );
+   callingParent->subRouteMapIs( parent );
+   const auto grandparent = routeMap( "RM2", { callingParent } );
+   EXPECT_TRUE( grandparent->features().has( RouteMapFeatures::matchAggregateRole ) );
+   sub->seqStatusDel( 10 );
+   parent->seqStatusDel( 20 );
+   EXPECT_FALSE( parent->features().has( RouteMapFeatures::matchAggregateRole ) );
+}
+
 TEST_F( RouteMapStatusTest, whileSwitchedOffChangesAreToldAndFeaturesStand ) {
    const auto map = routeMap( "RM1", { seqWith( 10, 2 ) } );
    map->updateFeaturesOnSeqStatusChangeIs( false );
