@@ -1,0 +1,184 @@
+// What does it cost to tell subscribers of a change, and to find or make a symbol?
+
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "bench/Measure.h"
+#include "compile/RouteMapSymbol.h"
+#include "substrate/plinth/NotifieeConst.h"
+#include "substrate/quoin/NotifyingNode.h"
+#include "substrate/zeugma/Task.h"
+
+namespace {
+
+using namespace Bench;
+using Routing::Policy::RouteMapSymbol;
+using Routing::Policy::RouteMapSymbolDedupTable;
+
+constexpr size_t kDeliveries = 400'000;   // a pass, however many subscribers there are
+
+class Source final : public Quoin::NotifyingNode {
+ public:
+   PLINTH_ATTR( version, versionIs, 0, uint32_t );
+};
+
+// A plain subscriber, and one as machines have it.
+struct Plain final : Quoin::Subscriber {
+   void onChange( const Quoin::Change & ) override { ++heard; }
+   uint64_t heard = 0;
+};
+struct Notifiee final : Plinth::NotifieeConst {
+   void handleChange( const Quoin::Change & ) override { ++heard; }
+   uint64_t heard = 0;
+};
+
+struct Callback {
+   void ( *function )( Callback & self );
+   uint64_t heard = 0;
+};
+
+void count( Callback & self ) {
+   ++self.heard;
+}
+
+void measurePublication( size_t subscribers ) {
+   const std::string size = grouped( subscribers );
+   if( !wanted( "publication, " + size ) ) return;
+   const auto plainSource = Quoin::makeNode<Source>();
+   const auto notifieeSource = Quoin::makeNode<Source>();
+   std::vector<std::unique_ptr<Plain>> plain;
+   std::vector<Quoin::Ptr<Notifiee>> notifiees;
+   std::vector<std::unique_ptr<Callback>> callbacks;
+   for( size_t i = 0; i < subscribers; ++i ) {
+      plain.push_back( std::make_unique<Plain>() );
+      plainSource->publisher()->subscriberAdd( plain.back().get() );
+      notifiees.push_back( Quoin::makeNode<Notifiee>() );
+      notifiees.back()->notifierIs( notifieeSource );
+      notifiees.back()->hasNotificationActiveIs( true );
+      callbacks.push_back( std::make_unique<Callback>( Callback{ count, 0 } ) );
+   }
+   const size_t publications = kDeliveries / subscribers;
+   // What the last of them has heard in this pass.
+   auto pass = [ publications ]( auto && tell, const uint64_t & heard ) {
+      const uint64_t before = heard;
+      for( size_t i = 0; i < publications; ++i ) tell();
+      return heard - before;
+   };
+   Group group;
+   const auto yardstick = group.way( "loop over function pointers", kDeliveries, [ & ] {
+      return pass(
+         [ & ] {
+            for( const auto & callback : callbacks ) callback->function( *callback );
+         },
+         callbacks.back()->heard );
+   } );
+   group.row( "publication, by subscriber", size,
+              group.way( "publication", kDeliveries,
+                         [ & ] { return pass( [ & ] { plainSource->versionIs( plainSource->version() + 1 ); }, plain.back()->heard ); } ),
+              yardstick );
+   group.row(
+      "publication, by reactor", size,
+      group.way( "publication", kDeliveries,
+                 [ & ] { return pass( [ & ] { notifieeSource->versionIs( notifieeSource->version() + 1 ); }, notifiees.back()->heard ); } ),
+      yardstick );
+   group.run();
+}
+
+void measureSymbols( size_t symbols ) {
+   const std::string size = grouped( symbols );
+   if( !wanted( "symbols, " + size ) ) return;
+   constexpr size_t kAsked = 100'000;
+   const auto table = Quoin::makeNode<RouteMapSymbolDedupTable>();
+   std::vector<Quoin::Ptr<RouteMapSymbol>> kept;
+   std::unordered_map<std::string, size_t> map;
+   std::vector<std::string> texts;
+   std::vector<Quoin::String> names;
+   std::vector<Quoin::String> absent;
+   for( size_t i = 0; i < symbols; ++i ) {
+      texts.push_back( "ROUTE-MAP-" + std::to_string( i ) );
+      names.emplace_back( texts.back() );
+      absent.emplace_back( "NO-ROUTE-MAP-" + std::to_string( i ) );
+      kept.push_back( table->symbol( names.back() ) );
+      map.emplace( texts.back(), i );
+   }
+   auto at = [ symbols ]( size_t i ) { return i * 7919 % symbols; };
+   Group group;
+   const auto find = group.way( "std::unordered_map, find", kAsked, [ & ] {
+      return overlapped( kAsked, [ & ]( size_t i ) -> size_t { return map.find( texts[ at( i ) ] )->second == at( i ); } );
+   } );
+   group.row( "a symbol that is there", size,
+              group.way( "symbol", kAsked,
+                         [ & ] {
+                            return overlapped(
+                               kAsked, [ & ]( size_t i ) -> size_t { return table->symbol( names[ at( i ) ] ) == kept[ at( i ) ]; } );
+                         } ),
+              find );
+   group.row( "a symbol made and interned, and there", size,
+              group.way( "dedup", kAsked,
+                         [ & ] {
+                            return overlapped( kAsked, [ & ]( size_t i ) -> size_t {
+                               return Routing::Policy::routeMapSymbolFactory( names[ at( i ) ] )->dedup( table ) == kept[ at( i ) ];
+                            } );
+                         } ),
+              find );
+   const auto insert = group.way( "std::unordered_map, insert, erase", kAsked, [ & ] {
+      return overlapped( kAsked, [ & ]( size_t i ) -> size_t {
+         const auto made = map.emplace( absent[ at( i ) ].view(), i ).first;
+         map.erase( made );
+         return map.size();
+      } );
+   } );
+   group.row( "a symbol that is not there, and its end", size,
+              group.way( "symbol", kAsked,
+                         [ & ] {
+                            return overlapped( kAsked, [ & ]( size_t i ) -> size_t {
+                               table->symbol( absent[ at( i ) ] );
+                               return table->count();
+                            } );
+                         } ),
+              insert );
+   group.run();
+}
+
+void measureTasks() {
+   if( !wanted( "tasks" ) ) return;
+   constexpr size_t kRuns = 100'000;
+   const auto scheduler = Quoin::makeNode<Zeugma::TaskScheduler>();
+   uint64_t ran = 0;
+   Zeugma::Task task( scheduler, Zeugma::TaskPriority::routeMap, "task", [ & ] { ++ran; } );
+   const std::function<void()> function = [ & ] { ++ran; };
+   Group group;
+   const auto call = group.way( "call of a std::function", kRuns, [ & ] {
+      return overlapped( kRuns, [ & ]( size_t ) -> size_t {
+         const uint64_t before = ran;
+         function();
+         return ran - before;
+      } );
+   } );
+   group.row( "a task scheduled and run", grouped( 1 ),
+              group.way( "task", kRuns,
+                         [ & ] {
+                            return overlapped( kRuns, [ & ]( size_t ) -> size_t {
+                               const uint64_t before = ran;
+                               task.scheduleTask();
+                               scheduler->runUntilIdle();
+                               return ran - before;
+                            } );
+                         } ),
+              call );
+   group.run();
+}
+
+void measureAll() {
+   for( const size_t subscribers : { 1, 100, 100'000 } ) measurePublication( subscribers );
+   for( const size_t symbols : { 100, 100'000 } ) measureSymbols( symbols );
+   measureTasks();
+}
+
+}   // namespace
+
+int main( int argc, char ** argv ) {
+   return Bench::benchMain( argc, argv, measureAll );
+}
