@@ -11,6 +11,9 @@ endif()
 
 if( ROUTEPOLICY_SANITIZE )
    list( JOIN ROUTEPOLICY_SANITIZE "," sanitizers )
+   if( "thread" IN_LIST ROUTEPOLICY_SANITIZE )
+      add_compile_definitions( BOOST_ASIO_DISABLE_FENCED_BLOCK )   # g++ refuses fences here; our Asio loops have one thread each
+   endif()
    add_compile_options( -fsanitize=${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer )
    add_link_options( -fsanitize=${sanitizers} )
    if( CMAKE_CXX_COMPILER_ID STREQUAL GNU )
