@@ -30,6 +30,7 @@ struct KeyHash {
 template <class K, class Table>
 class HashCollection {
  public:
+   HashCollection() : table_( emptyTable() ) {}
    size_t count() const noexcept { return table_.size(); }
    bool empty() const noexcept { return table_.empty(); }
    uint32_t version() const noexcept { return version_; }   // moves with every real change and never otherwise
@@ -45,7 +46,7 @@ class HashCollection {
 
    /// Empties the collection and hands out what stood in it.
    Table takeAll() {
-      Table gone;
+      Table gone = emptyTable();
       if( table_.empty() ) return gone;
       gone.swap( table_ );
       ++version_;
@@ -110,10 +111,21 @@ class HashCollection {
    auto end() const noexcept { return table_.end(); }
 
  protected:
+   /// Comes before an insertion.
+   void makeRoom() {
+      if( table_.size() == kFew ) table_.max_load_factor( 1 );
+   }
    Table table_;
    Version version_;
 
  private:
+   // Most of them have a member or two. With this load, few members share the one bucket that stands in the table itself.
+   static constexpr size_t kFew = 8;
+   static Table emptyTable() {
+      Table table;
+      table.max_load_factor( 12 );
+      return table;
+   }
    static const K & keyOf( const K & key ) { return key; }
    template <class V>
    static const K & keyOf( const std::pair<const K, V> & member ) {
@@ -136,6 +148,7 @@ class HashMap2018 : public HashCollection<K, std::unordered_map<K, V, Hash, IsEq
 
    /// Inserts or replaces; false, and nothing happens, when the very value stands there already.
    bool put( const K & key, V value ) {
+      this->makeRoom();
       auto [ i, inserted ] = this->table_.try_emplace( key, value );
       if( !inserted ) {
          if( i->second == value ) return false;
@@ -153,6 +166,7 @@ class HashSet2018 : public HashCollection<K, std::unordered_set<K, Hash, IsEq>> 
    using Key = K;
    /// False, and nothing happens, when the key is there already.
    bool put( const K & key ) {
+      this->makeRoom();
       if( !this->table_.insert( key ).second ) return false;
       ++this->version_;
       return true;

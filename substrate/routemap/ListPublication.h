@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "substrate/plinth/EveryStep.h"
 #include "substrate/routemap/ListSymbol.h"
 
 namespace Routing::RouteMap {
@@ -20,11 +21,7 @@ class ListPublication {
       state_->gone = true;
       const auto symbol = state_->symbol;
       const auto isMine = [ & ] { return state_->status && symbol->status() == state_->status; };
-      const auto quietly = []( auto && tell ) {
-         try {
-            tell();
-         } catch( ... ) {}
-      };
+      Plinth::EveryStep quietly;
       if( isMine() )
          quietly( [ & ] { symbol->statusCurrentIs( false ); } );
       else if( !state_->underWay )

@@ -22,11 +22,11 @@ struct CommListSet {
 /// The key and the operands of one match clause. Text: the option, and then the name and the value of every operand that is set,
 /// such as "matchIpPrefixList listName PL1 invert-result".
 struct ROUTEPOLICY_API MatchRule {
-   Quoin::String listName;      // of the prefix list, access list or tag set that the rule refers to
+   Quoin::String listName{};    // of the prefix list, access list or tag set that the rule refers to
    uint64_t numericValue = 0;   // the scalar operand: 32 bits of a tag or an instance, 8 bits of a Protocol
    MatchOption option{};        // the key
    bool invertResult = false;   // of a prefix list's matcher
-   CommListSet commListSet;
+   CommListSet commListSet{};
    friend bool operator==( const MatchRule &, const MatchRule & ) = default;
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<MatchRule>( a, b ); }
    uint32_t hash() const noexcept;

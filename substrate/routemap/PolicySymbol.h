@@ -38,6 +38,8 @@ class ROUTEPOLICY_API PolicySymbol : public Zeugma::DedupHandleBase {
 
    /// The symbol's identity within its table.
    const Quoin::String & name() const noexcept { return name_; }
+   /// The notifier's; 0 where there is none.
+   uint32_t notifierVersion() const noexcept { return notifier_.value ? notifier_.value->version() : 0; }
 
    /// What hash() gives for a symbol of that name.
    static uint32_t hashOf( const Quoin::String & name ) noexcept { return name.hash(); }

@@ -16,8 +16,10 @@ MsgDesc::MsgDesc( const char * text ) noexcept : id_( lastId.fetch_add( 1, std::
 std::string Record::text() const {
    std::string out = message->text();
    if( timed() ) return out + " took " + std::to_string( took.count() ) + " ns";
+   std::vector<std::string> named{ name, std::to_string( value ) };
+   if( label ) named.emplace_back( label );
    size_t at = 0;
-   for( const std::string & with : { name, std::to_string( value ) } ) {
+   for( const std::string & with : named ) {
       at = out.find( "{}", at );
       if( at == out.npos ) break;
       out.replace( at, 2, with );
@@ -26,7 +28,8 @@ std::string Record::text() const {
    return out;
 }
 
-void Handle::write( const MsgDesc & message, std::chrono::nanoseconds took, std::string_view name, uint64_t value ) noexcept {
+void Handle::write( const MsgDesc & message, std::chrono::nanoseconds took, std::string_view name, uint64_t value,
+                    const char * label ) noexcept {
    const uint64_t number = written_.fetch_add( 1, std::memory_order_acq_rel ) + 1;
    Slot & slot = slots_[ number % kRecords ];
    uint64_t before = slot.number.load( std::memory_order_relaxed );
@@ -37,6 +40,7 @@ void Handle::write( const MsgDesc & message, std::chrono::nanoseconds took, std:
    slot.message.store( &message, std::memory_order_release );
    slot.tookNs.store( took.count(), std::memory_order_release );
    slot.value.store( value, std::memory_order_release );
+   slot.label.store( label, std::memory_order_release );
    NameWords words{};
    if( !name.empty() ) std::memcpy( words.data(), name.data(), std::min( name.size(), Record::kNameSize ) );
    for( size_t i = 0; i < words.size(); ++i ) slot.name[ i ].store( words[ i ], std::memory_order_release );
@@ -50,11 +54,10 @@ std::vector<Record> Handle::read() const {
    for( const Slot & slot : slots_ ) {
       const uint64_t number = slot.number.load( std::memory_order_acquire );
       if( number <= gone || number == kBeingWritten ) continue;
-      Record record{ number,
-                     slot.message.load( std::memory_order_acquire ),
-                     std::chrono::nanoseconds( slot.tookNs.load( std::memory_order_acquire ) ),
-                     {},
-                     slot.value.load( std::memory_order_acquire ) };
+      Record record{
+         number, slot.message.load( std::memory_order_acquire ), std::chrono::nanoseconds( slot.tookNs.load( std::memory_order_acquire ) ),
+         {},     slot.value.load( std::memory_order_acquire ),   slot.label.load( std::memory_order_acquire )
+      };
       NameWords words;
       for( size_t i = 0; i < words.size(); ++i ) words[ i ] = slot.name[ i ].load( std::memory_order_acquire );
       if( slot.number.load( std::memory_order_acquire ) != number ) continue;

@@ -17,7 +17,7 @@
 namespace Trailmark {
 
 /// A message, registered once per call site as a static object. The text is a literal; one that names something has "{}" where the
-/// name goes, and "{}" again where its number goes.
+/// name goes, again where its number goes, and again where its label does.
 class ROUTEPOLICY_API MsgDesc {
  public:
    explicit MsgDesc( const char * text ) noexcept;
@@ -36,6 +36,7 @@ struct ROUTEPOLICY_API Record {
    std::chrono::nanoseconds took;   // of a timed block, negative for anything else
    std::string name;                // what the message names, cut at kNameSize bytes or a zero byte; empty for a timed block
    uint64_t value;                  // the number that goes with the name
+   const char * label = nullptr;    // and a text that lives as long as the process; null for none
 
    static constexpr size_t kNameSize = 48;
    bool timed() const noexcept { return took.count() >= 0; }
@@ -47,10 +48,10 @@ struct ROUTEPOLICY_API Record {
 class ROUTEPOLICY_API Handle {
  public:
    static constexpr size_t kRecords = 4096;
-   void write( const MsgDesc & message, std::chrono::nanoseconds took ) noexcept { write( message, took, {}, 0 ); }
+   void write( const MsgDesc & message, std::chrono::nanoseconds took ) noexcept { write( message, took, {}, 0, nullptr ); }
    /// Of something that has a name and a number.
-   void write( const MsgDesc & message, std::string_view name, uint64_t value ) noexcept {
-      write( message, std::chrono::nanoseconds( -1 ), name, value );
+   void write( const MsgDesc & message, std::string_view name, uint64_t value, const char * label = nullptr ) noexcept {
+      write( message, std::chrono::nanoseconds( -1 ), name, value, label );
    }
    /// How many writes there have been, lost ones included.
    uint64_t written() const noexcept { return written_.load( std::memory_order_acquire ); }
@@ -58,7 +59,7 @@ class ROUTEPOLICY_API Handle {
    std::vector<Record> read() const;
 
  private:
-   void write( const MsgDesc & message, std::chrono::nanoseconds took, std::string_view name, uint64_t value ) noexcept;
+   void write( const MsgDesc & message, std::chrono::nanoseconds took, std::string_view name, uint64_t value, const char * label ) noexcept;
 
    static constexpr uint64_t kBeingWritten = ~uint64_t( 0 );
    // A slot is whole when `number` is the same before and after the rest has been read; 0 before its first record.
@@ -67,6 +68,7 @@ class ROUTEPOLICY_API Handle {
       std::atomic<const MsgDesc *> message{ nullptr };
       std::atomic<int64_t> tookNs{ 0 };
       std::atomic<uint64_t> value{ 0 };
+      std::atomic<const char *> label{ nullptr };
       std::array<std::atomic<uint64_t>, Record::kNameSize / 8> name{};   // filled up with zero bytes
    };
    std::atomic<uint64_t> written_{ 0 };

@@ -14,6 +14,17 @@ SmPart::~SmPart() {
    ( next_ ? next_->prev_ : owner_.last_ ) = prev_;
 }
 
+void SmPart::takeIn( BaseOutputSm & sm ) const {
+   sm.plinthDoZombieReactors( owner_.zombieReactors() );
+   if( owner_.switchesOnNested() ) sm.hasNotificationActiveIs( true );
+}
+
+void SmPart::giveUp( BaseOutputSm * sm ) {
+   if( !sm ) return;
+   sm->hasNotificationActiveIs( false );
+   sm->plinthDoZombieReactors( true );
+}
+
 BaseOutputSm::~BaseOutputSm() = default;
 
 void BaseOutputSm::lastUserGone() const {

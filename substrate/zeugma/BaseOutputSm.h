@@ -18,8 +18,8 @@
 /// The factory that made a machine switches notification on: Zeugma::makeSm(), and NestedSms for those nested in another.
 /// Ownership: a machine owns its parts, and holds what it watches. Threading: the activity thread.
 /// Invariant: a machine's flags, when they are written, are those of all its parts. What is nested in it later has its zombie flag, and
-/// is switched on there and then unless the machine has been switched off. What it gives up, or what has lost its last user, hears
-/// nothing more.
+/// is switched on there and then unless the machine has been switched off. What it gives up, or what has lost its last user, is going:
+/// it hears nothing more. A handler that has written to what others hear of looks at zombieReactors() before it goes on.
 #pragma once
 
 #include <ostream>
@@ -48,6 +48,11 @@ class ROUTEPOLICY_API SmPart {
  protected:
    explicit SmPart( BaseOutputSm & owner ) noexcept;
    ~SmPart();
+   BaseOutputSm & owner() const noexcept { return owner_; }
+   /// Gives a machine that comes to be nested its owner's flags.
+   void takeIn( BaseOutputSm & sm ) const;
+   /// A machine that was nested hears nothing more. Null does nothing.
+   static void giveUp( BaseOutputSm * sm );
 
  private:
    friend class BaseOutputSm;
@@ -106,6 +111,7 @@ class Reactor final : public Plinth::NotifieeConst, private SmPart {
 
  private:
    void handleChange( const Quoin::Change & change ) override {
+      const Quoin::ReleaseScope whole;   // who hears of what the handler writes may drop the owner
       if( !owner_.zombieReactors() ) ( owner_.*handler_ )( change );
    }
    void partNotificationActiveIs( bool active ) override { hasNotificationActiveIs( active ); }
@@ -129,7 +135,7 @@ template <class K, class Sm>
 class NestedSms final : private SmPart {
  public:
    using Machines = Plinth::TreeMap<K, Quoin::Ptr<Sm>>;
-   explicit NestedSms( BaseOutputSm & owner ) noexcept : SmPart( owner ), owner_( owner ) {}
+   explicit NestedSms( BaseOutputSm & owner ) noexcept : SmPart( owner ) {}
    ~NestedSms() { clear(); }
 
    const Machines & machines() const noexcept { return machines_; }
@@ -144,37 +150,61 @@ class NestedSms final : private SmPart {
       if( !sm ) Plinth::throwMutatorArgNullPointerException( "NestedSms::put" );
       const Quoin::Ptr<Sm> out = find( key );
       if( !machines_.put( key, sm ) ) return;
-      giveUp( out );
-      sm->plinthDoZombieReactors( owner_.zombieReactors() );
-      if( owner_.switchesOnNested() ) sm->hasNotificationActiveIs( true );
+      giveUp( out.get() );
+      takeIn( *sm );
    }
    /// Gives the machine that leaves; null when there was none.
    Quoin::Ptr<Sm> erase( const K & key ) {
       auto out = find( key );
       machines_.erase( key );
-      giveUp( out );
+      giveUp( out.get() );
       return out;
    }
    void clear() {
-      for( const auto & [ key, sm ] : machines_.takeAll() ) giveUp( sm );
+      for( const auto & [ key, sm ] : machines_.takeAll() ) giveUp( sm.get() );
    }
 
  private:
    void partNotificationActiveIs( bool active ) override {
       // Each may leave meanwhile, or turn its owner back.
-      for( auto i = machines_.first(); i && owner_.hasNotificationActive() == active; i.next() )
+      for( auto i = machines_.first(); i && owner().hasNotificationActive() == active; i.next() )
          Quoin::Ptr<Sm>( i.value() )->hasNotificationActiveIs( active );
    }
    void partZombieIs( bool zombie ) override {
       for( auto i = machines_.first(); i; i.next() ) i.value()->plinthDoZombieReactors( zombie );
    }
    bool partChangeMissed() override { return false; }   // each of them has seen to that itself
-   static void giveUp( const Quoin::Ptr<Sm> & sm ) {
-      if( sm ) sm->hasNotificationActiveIs( false );
+
+   Machines machines_;
+};
+
+/// One machine that is nested in another.
+template <class Sm>
+class NestedSm final : private SmPart {
+ public:
+   explicit NestedSm( BaseOutputSm & owner ) noexcept : SmPart( owner ) {}
+   ~NestedSm() { giveUp( machine_.get() ); }
+   /// Null until there is one.
+   const Quoin::Ptr<Sm> & machine() const noexcept { return machine_; }
+   /// Takes a machine in and switches it on, in place of the one that there was. Errors: MutatorArgNullPointerException on null.
+   void machineIs( Quoin::Ptr<Sm> sm ) {
+      if( !sm ) Plinth::throwMutatorArgNullPointerException( "NestedSm::machineIs" );
+      if( sm == machine_ ) return;
+      const Quoin::Ptr<Sm> out = std::exchange( machine_, sm );
+      giveUp( out.get() );
+      takeIn( *sm );
    }
 
-   BaseOutputSm & owner_;
-   Machines machines_;
+ private:
+   void partNotificationActiveIs( bool active ) override {
+      if( const auto sm = machine_ ) sm->hasNotificationActiveIs( active );
+   }
+   void partZombieIs( bool zombie ) override {
+      if( machine_ ) machine_->plinthDoZombieReactors( zombie );
+   }
+   bool partChangeMissed() override { return false; }   // it has seen to that itself
+
+   Quoin::Ptr<Sm> machine_;
 };
 
 }   // namespace Zeugma

@@ -67,6 +67,27 @@ TEST( HashMap2018, findsWhatWasPut ) {
    EXPECT_THAT( membersOf( map ), UnorderedElementsAre( Pair( 1, 10 ), Pair( 2, 20 ) ) );
 }
 
+TEST( HashMap2018, holdsFewAndMany ) {
+   Plinth::HashMap2018<int, int> map;
+   Plinth::HashSet2018<int> set;
+   for( int i = 0; i < 100; ++i ) {
+      EXPECT_TRUE( map.put( i, -i ) );
+      EXPECT_TRUE( set.put( i ) );
+      ASSERT_EQ( map.count(), size_t( i + 1 ) );
+      for( int k = -1; k <= i + 1; ++k ) {
+         ASSERT_EQ( map.contains( k ), k >= 0 && k <= i ) << k << " of " << i;
+         ASSERT_EQ( set.contains( k ), k >= 0 && k <= i ) << k << " of " << i;
+      }
+   }
+   for( int i = 99; i >= 0; --i ) {
+      EXPECT_EQ( *map.find( i ), -i );
+      EXPECT_TRUE( map.erase( i ) );
+   }
+   EXPECT_EQ( set.takeAll().size(), 100u );
+   EXPECT_TRUE( map.empty() && set.empty() );
+   EXPECT_TRUE( map.put( 1, 1 ) && set.put( 1 ) ) << "and few again";
+}
+
 TEST( HashMap2018, versionMovesOncePerRealChange ) {
    Map map;
    const struct {

@@ -191,4 +191,13 @@ TEST( PolicySymbol, itsOtherAttributesAreNotContent ) {
    EXPECT_EQ( a->hash(), b->hash() );
 }
 
+TEST( PolicySymbol, givesTheVersionOfItsNotifier ) {
+   const auto symbol = makeNode<PolicySymbol>( "A" );
+   EXPECT_EQ( symbol->notifierVersion(), 0u );
+   symbol->notifier()->versionInc( 7 );
+   EXPECT_EQ( symbol->notifierVersion(), 7u );
+   symbol->notifierIs( nullptr );
+   EXPECT_EQ( symbol->notifierVersion(), 0u ) << "without one";
+}
+
 }   // namespace

@@ -721,7 +721,9 @@ TEST_F( NestedSmsTest, whatIsPutIntoOneThatIsGivenUpIsOff ) {
    outer->nested.erase( 1 );
    const auto late = makeNode<ProbeSm>( story );
    owner->nested.put( 1, late );
-   EXPECT_EQ( flagsOf( *late ), "off" );
+   EXPECT_EQ( flagsOf( *late ), "off zombie" );
+   outer->nested.put( 2, owner );
+   EXPECT_EQ( flagsOf( *late ), "on" ) << "and comes back with it";
 }
 
 TEST_F( NestedSmsTest, whatIsPutIntoOneThatIsBeingMadeIsOn ) {
@@ -745,7 +747,7 @@ TEST_F( NestedSmsTest, whatAMachineWasNestingIsGivenUpWhenItsConstructorThrows )
    };
    const auto held = makeNode<ProbeSm>( story );
    EXPECT_THROW( makeSm<ThrowingSm>( held ), std::runtime_error );
-   EXPECT_EQ( flagsOf( *held ), "off" );
+   EXPECT_EQ( flagsOf( *held ), "off zombie" );
    EXPECT_EQ( held->useCount(), 1u );
 }
 
@@ -756,6 +758,46 @@ TEST_F( NestedSmsTest, aNullIsRefused ) {
    EXPECT_EQ( owner->nested.find( 1 ), one );
    EXPECT_EQ( owner->nested.machines().count(), 1u );
    EXPECT_THAT( story.log, IsEmpty() );
+}
+
+/// With one machine in it.
+struct OneNestSm final : BaseOutputSm {
+   ~OneNestSm() override { stop(); }
+   void handleChangeMissed() override {}
+   Zeugma::NestedSm<ProbeSm> nested{ *this };
+};
+
+TEST_F( NestedSmsTest, theOneMachineFollowsItsOwner ) {
+   auto outer = makeNode<OneNestSm>();
+   EXPECT_EQ( outer->nested.machine(), nullptr );
+   EXPECT_THROW( outer->nested.machineIs( nullptr ), Plinth::MutatorArgNullPointerException );
+   const auto one = makeNode<ProbeSm>( story );
+   outer->nested.machineIs( one );
+   EXPECT_EQ( outer->nested.machine(), one );
+   EXPECT_EQ( flagsOf( *one ), "on" ) << "also while its owner is being made";
+   outer->hasNotificationActiveIs( true );
+   outer->hasNotificationActiveIs( false );
+   EXPECT_EQ( flagsOf( *one ), "off" );
+   outer->nested.machineIs( one );
+   EXPECT_EQ( flagsOf( *one ), "off" ) << "the same one again is no news";
+   outer->hasNotificationActiveIs( true );
+   EXPECT_EQ( flagsOf( *one ), "on" );
+   outer = nullptr;
+   EXPECT_EQ( flagsOf( *one ), "off zombie" );
+   EXPECT_EQ( one->useCount(), 1u );
+}
+
+TEST_F( NestedSmsTest, theOneMachineIsGivenUpForAnother ) {
+   const auto outer = makeSm<OneNestSm>();
+   const auto one = makeNode<ProbeSm>( story ), two = makeNode<ProbeSm>( story );
+   outer->nested.machineIs( one );
+   outer->nested.machineIs( two );
+   EXPECT_EQ( outer->nested.machine(), two );
+   EXPECT_EQ( flagsOf( *one ), "off zombie" );
+   EXPECT_EQ( flagsOf( *two ), "on" );
+   EXPECT_EQ( one->useCount(), 1u );
+   outer->plinthDoZombieReactors( true );
+   EXPECT_EQ( flagsOf( *two ), "on zombie" );
 }
 
 TEST_F( BaseOutputSmTest, nestedMachinesAreFoundByTheirKey ) {
