@@ -1,13 +1,14 @@
 /// @file compile/RmConfigSymbolReactor.h
 #pragma once
 
+#include "compile/ModifiedRouteMapSeqStatus.h"
 #include "compile/PendingSymbolUpdate.h"
 #include "substrate/quoin/NotifyingNode.h"
 
 namespace Routing::Policy {
 
 /// Where the sequences of one route map leave what their symbols have published, for the route map's machine, which watches it.
-/// It lives as long as the route map has its machines, whichever of them is rebuilt first. Threading: the activity thread.
+/// It outlives those machines. Threading: the activity thread.
 class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { reevaluate, pendingUpdate };
@@ -18,6 +19,8 @@ class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode 
 
    /// The route map's.
    const Quoin::String & name() const noexcept { return name_; }
+   /// Where the route map's machine puts its next generation together; null while there is no such machine.
+   PLINTH_VALUE( modifiedRmSeqStatusList, modifiedRmSeqStatusListIs, {}, Quoin::Ptr<const ModifiedRouteMapSeqStatusList> );
    /// A counter; each move of it has the route map compiled again.
    PLINTH_ATTR( reevaluate, reevaluateIs, Field::reevaluate, uint8_t );
    /// By sequence number. Only the making and the going of a record are told of: what is written to it later is part of the same batch.

@@ -16,6 +16,11 @@ void RouteMapConfigSmBase::handleInitialized() {
    handleVersion();
 }
 
+void RouteMapConfigSmBase::handleRouteMapSeq() {
+   if( !routeMap_ ) return;
+   for( auto i = routeMap_->mapEntry().first(); i; i.next() ) handleRouteMapSeq( i.key() );
+}
+
 void RouteMapConfigSmBase::handleChangeMissed() {
    handleRouteMapSeq();
    handleVersion();

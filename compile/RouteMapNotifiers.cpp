@@ -7,6 +7,22 @@ namespace Routing::Policy {
 RouteMapUpdateNotifier::~RouteMapUpdateNotifier() = default;
 RouteMapOpModeNotifier::~RouteMapOpModeNotifier() = default;
 
+void RouteMapUpdateNotifier::versionIs( uint32_t version ) {
+   if( version == std::exchange( version_, version ) || telling_ ) return;
+   const Quoin::ReleaseScope whole;   // a reaction may drop it
+   telling_ = true;
+   try {
+      for( uint32_t told = version_ - 1; told != version_; ) {
+         told = version_;
+         publisher_.publishChange( Quoin::FieldId( Field::version ) );
+      }
+   } catch( ... ) {
+      telling_ = false;
+      throw;
+   }
+   telling_ = false;
+}
+
 void RouteMapOpModeNotifier::routeMapOpModeIs( RouteMapOpModeType mode ) {
    if( mode == routeMapOpMode_ ) return;
    const auto old = std::exchange( routeMapOpMode_, mode );

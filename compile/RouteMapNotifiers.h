@@ -8,16 +8,21 @@
 
 namespace Routing::Policy {
 
-/// Moves whenever the filtered copy of any route map has moved: calls that were kept out as a cycle are then looked at again.
+/// Moves whenever the filtered copy of a route map takes on a version, or goes: calls that were kept out as a cycle are then looked
+/// at again. Those who hear of it may raise it: that is told once, when all of them have heard, so that a cascade needs no depth of
+/// stack.
 class ROUTEPOLICY_API RouteMapUpdateNotifier final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { version };
    ~RouteMapUpdateNotifier() override;
 
-   PLINTH_ATTR( version, versionIs, Field::version, uint32_t );
-
- public:
+   uint32_t version() const noexcept { return version_; }
+   void versionIs( uint32_t version );
    void versionInc( uint32_t delta ) { versionIs( version() + delta ); }
+
+ private:
+   uint32_t version_ = 0;
+   bool telling_ = false;
 };
 
 /// The mode of the route map feature. A change is published with the old value.

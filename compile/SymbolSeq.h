@@ -46,7 +46,7 @@ class RouteMapSymbolSeq final : public Quoin::NotifyingNode {
    explicit RouteMapSymbolSeq( uint32_t seqno ) : seqno_( seqno ) {}
    uint32_t seqno() const noexcept { return seqno_; }
    PLINTH_ATTR( symbol, symbolIs, Field::symbol, Quoin::Ptr<const RouteMapSymbol> );
-   /// The version of the symbol's notifier that has been taken in.
+   /// The version that the symbol's notifier had when the reference was configured.
    PLINTH_ATTR( currentVersion, currentVersionIs, Field::currentVersion, uint32_t );
 
    uint32_t seqno_;
