@@ -1,5 +1,6 @@
 /// @file tests/compile/Fixtures.h
-/// What the tests of compilation share: something to run at every change of an object, and the traces of one category.
+/// What the tests of compilation share: something to run at every change of an object, the traces of one
+/// category, clauses and what becomes of them.
 #pragma once
 
 #include <functional>
@@ -9,7 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include "compile/CommonComponent.h"
 #include "substrate/plinth/Trace.h"
+#include "substrate/quoin/DisplayPointer.h"
 #include "substrate/quoin/Node.h"
 #include "substrate/quoin/Publisher.h"
 
@@ -56,5 +59,31 @@ class TraceLog {
    std::vector<std::string> texts_;
    std::vector<int> levels_;
 };
+
+/// A clause that refers to a list, and one with a value.
+inline RouteMap::MatchRule listRule( MatchOption option, const char * name, bool invert = false ) {
+   return { .listName = name, .option = option, .invertResult = invert };
+}
+inline RouteMap::MatchRule valueRule( MatchOption option, uint64_t value ) {
+   return { .numericValue = value, .option = option };
+}
+
+/// What traces call an object.
+inline std::string identity( const void * object ) {
+   return Quoin::DisplayPointer::toString( object );
+}
+
+/// Null where the matcher is of another class.
+template <class M>
+Quoin::Ptr<const M> as( const Quoin::Ptr<const Matcher> & matcher ) {
+   return Quoin::dynamicPtrCast<const M>( matcher );
+}
+
+/// What a clause that refers to a list becomes by what the list's symbol has now.
+inline Quoin::Ptr<MatcherChange> listChange( const RouteMap::MatchRule & rule, const RouteMap::PolicySymbol & symbol ) {
+   auto change = Quoin::makeNode<MatcherChange>( rule.option );
+   listMatcherIs( *change, rule, symbol );
+   return change;
+}
 
 }   // namespace Routing::Policy::CompileFixtures

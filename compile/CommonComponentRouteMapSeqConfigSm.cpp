@@ -1,0 +1,170 @@
+#include "compile/CommonComponentRouteMapSeqConfigSm.h"
+
+#include "policy/DistanceSetter.h"
+#include "substrate/quoin/DisplayPointer.h"
+
+namespace Routing::Policy {
+
+using Quoin::DisplayPointer;
+using Routing::RouteMap::MapEntry;
+using Routing::RouteMap::RouteMapOpModeType;
+
+namespace {
+
+const Plinth::TraceHandle trace( "CommonComponentRmSeqConfigSymbolSm" );
+
+}   // namespace
+
+CommonComponentRmSeqConfigSmBase::CommonComponentRmSeqConfigSmBase( const Quoin::String & rmName,
+                                                                    const Quoin::Ptr<const MapEntry> & seqConfig )
+      : rmName_( rmName ), seqConfig_( seqConfig ) {
+   seqConfigReactor_.notifierIs( seqConfig );
+}
+
+CommonComponentRmSeqConfigSmBase::~CommonComponentRmSeqConfigSmBase() = default;
+
+void CommonComponentRmSeqConfigSmBase::handleInitialized() {
+   if( !seqConfig_ ) return;
+   handlePermit();
+   handleSetFlags();
+   handleContinueSeq();
+   if( seqConfig_->distance() != 0 ) handleDistance();
+   if( !seqConfig_->subRouteMap().name.empty() ) handleSubRouteMap();
+   for( auto i = seqConfig_->description().first(); i; i.next() ) handleDescription( i.key() );
+   for( auto i = seqConfig_->matchRule().first(); i; i.next() ) handleMatchRule( i.key() );
+}
+
+void CommonComponentRmSeqConfigSmBase::handleChangeMissed() {
+   if( !seqConfig_ ) return;
+   handlePermit();
+   handleSetFlags();
+   handleContinueSeq();
+   handleDistance();
+   handleSubRouteMap();
+   for( auto i = seqConfig_->description().first(); i; i.next() ) handleDescription( i.key() );
+   for( unsigned number = 1; number <= Routing::RouteMap::kMatchOptionMax; ++number ) {
+      const auto option = MatchOption( number );
+      if( CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ) ) handleMatchRule( option );
+   }
+}
+
+void CommonComponentRmSeqConfigSmBase::traceHandler( const Plinth::TraceHandle & trace, const char * file, int line,
+                                                     const char * handler ) const {
+   PLINTH_TRACE( trace, level8 ) << file << ":" << line << " " << handler << " " << *this;
+}
+
+void CommonComponentRmSeqConfigSmBase::handleSeqConfig( const Quoin::Change & change ) {
+   switch( MapEntry::Field( change.field ) ) {
+      case MapEntry::Field::matchRule: return handleMatchRule( Plinth::keyOf<MatchOption>( change ) );
+      case MapEntry::Field::subRouteMap: return handleSubRouteMap();
+      case MapEntry::Field::setFlags: return handleSetFlags();
+      case MapEntry::Field::description: return handleDescription( Plinth::keyOf<uint32_t>( change ) );
+      case MapEntry::Field::distance: return handleDistance();
+      case MapEntry::Field::continueSeq: return handleContinueSeq();
+      case MapEntry::Field::permit: return handlePermit();
+   }
+}
+
+CommonComponentRmSeqConfigSymbolSm::CommonComponentRmSeqConfigSymbolSm(
+   const Quoin::String & rmName, const Quoin::Ptr<const MapEntry> & seqConfig, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
+   const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<SequenceChange> & sequenceChange,
+   const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym, const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier )
+      : CommonComponentRmSeqConfigSmBase( rmName, seqConfig ),
+        rmSymbol_( rmSymbol ),
+        policyRoot_( policyRoot ),
+        sequenceChange_( sequenceChange ),
+        sequenceChangeSym_( sequenceChangeSym ),
+        routeMapOpModeNotifier_( routeMapOpModeNotifier ) {
+   opModeReactor_.notifierIs( routeMapOpModeNotifier );
+   handleInitialized();
+}
+
+CommonComponentRmSeqConfigSymbolSm::~CommonComponentRmSeqConfigSymbolSm() {
+   stop();
+}
+
+void CommonComponentRmSeqConfigSymbolSm::handlePermit() {
+   traceHandler( trace );
+   sequenceChange_->permitChangeIs( true );
+}
+
+void CommonComponentRmSeqConfigSymbolSm::handleDescription( uint32_t ) {
+   traceHandler( trace );
+}
+
+void CommonComponentRmSeqConfigSymbolSm::handleContinueSeq() {
+   traceHandler( trace );
+   rmSymbol_->statusCurrentIs( false );
+   const bool enabled = seqConfig()->setFlags() & MapEntry::continueSeqSet;
+   auto change = Quoin::makeNode<ContinueChange>( enabled );
+   if( enabled ) change->continueSeqIs( seqConfig()->continueSeq() );
+   sequenceChange_->continueChangeIs( change );
+}
+
+void CommonComponentRmSeqConfigSymbolSm::handleSetFlags() {
+   traceHandler( trace );
+   rmSymbol_->statusCurrentIs( false );
+   const auto flags = seqConfig()->setFlags();
+   if( ( flags ^ currentSetFlags_ ) & MapEntry::continueSeqSet ) handleContinueSeq();
+   currentSetFlags_ = flags;
+}
+
+void CommonComponentRmSeqConfigSymbolSm::handleDistance() {
+   traceHandler( trace );
+   rmSymbol_->statusCurrentIs( false );
+   const auto change = sequenceChange_->setterChangeIs( SetOption::setDistance );
+   const uint32_t distance = seqConfig()->distance();
+   if( distance == 0 ) return;   // a new record removes; one that waits keeps its setter
+   PLINTH_TRACE( trace, level8 ) << "Instantiating distanceSetter with " << distance;
+   change->setterIs( Quoin::makeNode<DistanceSetter>( static_cast<RoutePreference>( distance ) ) );
+}
+
+void CommonComponentRmSeqConfigSymbolSm::handleSubRouteMap() {
+   traceHandler( trace );
+   const auto & sub = seqConfig()->subRouteMap();
+   PLINTH_TRACE( trace, level8 ) << "sub-route-map: '" << sub.name << ( sub.invertResult ? " invert-result" : "" ) << "'";
+   Quoin::Ptr<RouteMapSymbol> symbol;
+   if( !sub.name.empty() ) {
+      symbol = policyRoot_->routeMapTable()->symbol( sub.name );
+      PLINTH_TRACE( trace, level8 ) << "setting subRouteMapSymbol= " << DisplayPointer::toString( symbol.get() )
+                                    << " subRouteMap:rmStatus=" << DisplayPointer::toString( symbol->rmStatus().get() );
+   }
+   sequenceChangeSym_->subRouteMapChangeSymbolIs( subRouteMapChangeSymbolFactory( symbol ) );
+}
+
+void CommonComponentRmSeqConfigSymbolSm::handleRouteMapOpMode() {
+   traceHandler( trace );
+}
+
+void CommonComponentRmSeqConfigSymbolSm::handleMatchRule( MatchOption option ) {
+   traceHandler( trace );
+   if( !CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ) ) return;
+   sequenceChange_->matcherChangeIs( option );
+   sequenceChangeSym_->matcherChangeSymbolIs( option )->matchSymbolDelAll();
+   if( !seqConfig()->matchRule().find( option ) ) return;   // a new record removes; one that waits keeps its matcher
+   rmSymbol_->statusCurrentIs( false );
+   // Who heard of that may have edited the sequence, had it compiled, or dropped it.
+   const auto * rule = seqConfig()->matchRule().find( option );
+   if( rule && !zombieReactors() )
+      matchRuleIs( *sequenceChange_->matcherChangeIs( option ), *sequenceChangeSym_->matcherChangeSymbolIs( option ), *rule, *policyRoot_ );
+}
+
+void CommonComponentRmSeqConfigSymbolSm::handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) const {
+   if( !change.matcher() || !symbols || symbols->matchSymbol().count() != 1 ) return;
+   const auto * rule = seqConfig()->matchRule().find( change.option() );
+   const auto & symbol = **symbols->matchSymbol().begin();
+   if( !rule || !CommonComponentRmSeqConfigSmInterface::matchRuleSupported( change.option() ) ||
+       isOfPresentList( *change.matcher(), change.option(), symbol ) )
+      return;
+   listMatcherIs( change, *rule, symbol );
+}
+
+Quoin::Ptr<CommonComponentRmSeqConfigSymbolSm> commonComponentRmSeqConfigSymbolSmFactory(
+   const Quoin::String & rmName, const Quoin::Ptr<const MapEntry> & seqConfig, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
+   const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<SequenceChange> & sequenceChange,
+   const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym, const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier ) {
+   return Zeugma::makeSm<CommonComponentRmSeqConfigSymbolSm>( rmName, seqConfig, rmSymbol, policyRoot, sequenceChange, sequenceChangeSym,
+                                                              routeMapOpModeNotifier );
+}
+
+}   // namespace Routing::Policy

@@ -1,0 +1,97 @@
+/// @file compile/CommonComponentRouteMapSeqConfigSm.h
+/// The machines that watch one configured sequence for its common options: the base, and the one that compiles.
+/// Threading: the activity thread.
+#pragma once
+
+#include "compile/CommonComponent.h"
+#include "compile/RouteMapNotifiers.h"
+#include "substrate/plinth/Trace.h"
+
+namespace Routing::Policy {
+
+/// Watches a sequence and calls a function for each attribute that changes; of the two collections with the key.
+class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentRmSeqConfigSmInterface {
+ public:
+   ~CommonComponentRmSeqConfigSmBase() override;
+
+   virtual void handlePermit() = 0;
+   virtual void handleSubRouteMap() = 0;
+   virtual void handleMatchRule( MatchOption option ) = 0;
+   virtual void handleContinueSeq() = 0;
+   virtual void handleSetFlags() = 0;
+   virtual void handleDistance() = 0;
+   virtual void handleDescription( uint32_t key ) = 0;
+   /// Calls them for what the sequence has. A derived class does so as the last step of its construction.
+   void handleInitialized();
+
+   const Quoin::String & rmName() const noexcept { return rmName_; }
+   const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig() const noexcept { return seqConfig_; }
+   uint32_t seqno() const noexcept { return seqConfig_ ? seqConfig_->seqno() : 0; }
+   void formatDerivedType( std::ostream & os ) const override { formatSequence( os, rmName_, seqConfig_.get() ); }
+
+ protected:
+   CommonComponentRmSeqConfigSmBase( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig );
+   /// Calls them all, also for what the sequence has no longer; of match clauses, for each option of the common component.
+   void handleChangeMissed() override;
+   /// What every handler begins with: where it stands, and of which machine.
+   void traceHandler( const Plinth::TraceHandle & trace, const char * file = __builtin_FILE(), int line = __builtin_LINE(),
+                      const char * handler = __builtin_FUNCTION() ) const;
+
+ private:
+   void handleSeqConfig( const Quoin::Change & change );
+
+   Quoin::String rmName_;
+   Quoin::Ptr<const Routing::RouteMap::MapEntry> seqConfig_;
+   Zeugma::Reactor<CommonComponentRmSeqConfigSmBase> seqConfigReactor_{ *this, &CommonComponentRmSeqConfigSmBase::handleSeqConfig };
+};
+
+/// Turns changes of a sequence into records for its route map's next compile; it never touches what is compiled.
+class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonComponentRmSeqConfigSmBase {
+ public:
+   CommonComponentRmSeqConfigSymbolSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
+                                       const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<PolicyRoot> & policyRoot,
+                                       const Quoin::Ptr<SequenceChange> & sequenceChange,
+                                       const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym,
+                                       const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier );
+   ~CommonComponentRmSeqConfigSymbolSm() override;
+
+   void handlePermit() override;
+   void handleSubRouteMap() override;
+   void handleMatchRule( MatchOption option ) override;
+   void handleContinueSeq() override;
+   void handleSetFlags() override;
+   void handleDistance() override;
+   void handleDescription( uint32_t key ) override;
+   void handleRouteMapOpMode();
+   /// Makes a matcher anew if its list has moved since the change was recorded.
+   void handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) const;
+
+   const Quoin::Ptr<RouteMapSymbol> & rmSymbol() const noexcept { return rmSymbol_; }
+   const Quoin::Ptr<PolicyRoot> & policyRoot() const noexcept { return policyRoot_; }
+   const Quoin::Ptr<SequenceChange> & sequenceChange() const noexcept { return sequenceChange_; }
+   const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym() const noexcept { return sequenceChangeSym_; }
+   const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier() const noexcept { return routeMapOpModeNotifier_; }
+   /// The flags as handleSetFlags() has last seen them.
+   Routing::RouteMap::MapEntry::SetFlags currentSetFlags() const noexcept { return currentSetFlags_; }
+
+ private:
+   void handleOpModeNotifier( const Quoin::Change & ) { handleRouteMapOpMode(); }
+
+   Quoin::Ptr<RouteMapSymbol> rmSymbol_;
+   Quoin::Ptr<PolicyRoot> policyRoot_;
+   Quoin::Ptr<SequenceChange> sequenceChange_;
+   Quoin::Ptr<SequenceChangeSymbol> sequenceChangeSym_;
+   Quoin::Ptr<const RouteMapOpModeNotifier> routeMapOpModeNotifier_;
+   Zeugma::Reactor<CommonComponentRmSeqConfigSymbolSm> opModeReactor_{ *this, &CommonComponentRmSeqConfigSymbolSm::handleOpModeNotifier };
+   Routing::RouteMap::MapEntry::SetFlags currentSetFlags_ = 0;
+};
+
+/// Makes the machine and switches it on.
+ROUTEPOLICY_API Quoin::Ptr<CommonComponentRmSeqConfigSymbolSm>
+commonComponentRmSeqConfigSymbolSmFactory( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
+                                           const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<PolicyRoot> & policyRoot,
+                                           const Quoin::Ptr<SequenceChange> & sequenceChange,
+                                           const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym,
+                                           const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier );
+
+}   // namespace Routing::Policy

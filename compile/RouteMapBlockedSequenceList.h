@@ -1,0 +1,34 @@
+/// @file compile/RouteMapBlockedSequenceList.h
+#pragma once
+
+#include "substrate/plinth/Attribute.h"
+#include "substrate/plinth/HashMap2018.h"
+#include "substrate/quoin/NotifyingNode.h"
+#include "substrate/quoin/String.h"
+
+namespace Routing::Policy {
+
+/// The sequences of one route map whose call would close a cycle. While there is one, the filtered route map keeps its version.
+/// Threading: the activity thread.
+class ROUTEPOLICY_API RouteMapBlockedSequenceList final : public Quoin::NotifyingNode {
+ public:
+   enum class Field : Quoin::FieldId { sequence };
+   using Sequences = Plinth::HashMap2018<uint32_t, bool>;
+   explicit RouteMapBlockedSequenceList( const Quoin::String & name ) : name_( name ) {}
+   ~RouteMapBlockedSequenceList() override;
+
+   /// The route map's.
+   const Quoin::String & name() const noexcept { return name_; }
+   const Sequences & sequence() const noexcept { return sequence_; }
+   bool sequence( uint32_t seqno ) const { return Plinth::memberOf( sequence_, seqno ); }
+   void sequenceIs( uint32_t seqno, bool blocked );
+   void sequenceDel( uint32_t seqno );
+   /// One after the other: who hears of one finds the rest.
+   void sequenceDelAll();
+
+ private:
+   Quoin::String name_;
+   Sequences sequence_;
+};
+
+}   // namespace Routing::Policy

@@ -1,0 +1,109 @@
+#include "compile/RouteMapConfigFilterSm.h"
+
+#include "substrate/plinth/Trace.h"
+#include "substrate/quoin/Assert.h"
+
+namespace Routing::Policy {
+
+using Routing::RouteMap::Config;
+using Routing::RouteMap::Map;
+
+namespace {
+
+const Plinth::TraceHandle trace( "RouteMapConfigFilterSm" );
+
+}   // namespace
+
+RouteMapConfigFilterSm::RouteMapConfigFilterSm( const Quoin::Ptr<const Map> & rmConfig, const Quoin::Ptr<Map> & filteredRmConfig,
+                                                const Quoin::Ptr<Config> & filteredConfig,
+                                                const Quoin::Ptr<RouteMapUpdateNotifier> & routeMapUpdateNotifier,
+                                                const Quoin::Ptr<RmConfigFilterSmHelperBase> & filterHelper )
+      : RouteMapConfigSmBase( rmConfig ),
+        filteredRmConfig_( filteredRmConfig ),
+        filteredConfig_( filteredConfig ),
+        routeMapUpdateNotifier_( routeMapUpdateNotifier ),
+        filterHelper_( filterHelper ) {
+   QUOIN_ASSERT( filteredRmConfig_, "filteredRmConfig()" );
+   QUOIN_ASSERT( filteredConfig_, "filteredConfig()" );
+   QUOIN_ASSERT( routeMapUpdateNotifier_, "routeMapUpdateNotifier()" );
+   QUOIN_ASSERT( filterHelper_, "filterHelper()" );
+   handleInitialized();
+}
+
+RouteMapConfigFilterSm::~RouteMapConfigFilterSm() {
+   stop();
+}
+
+void RouteMapConfigFilterSm::formatDerivedType( std::ostream & os ) const {
+   os << "rmName: " << ( routeMap() ? routeMap()->name() : Quoin::String() );
+}
+
+void RouteMapConfigFilterSm::handleInitialized() {
+   routeMapBlockedSequenceListIs( Quoin::makeNode<RouteMapBlockedSequenceList>( routeMap() ? routeMap()->name() : Quoin::String() ) );
+   RouteMapConfigSmBase::handleInitialized();
+}
+
+void RouteMapConfigFilterSm::handleRouteMapSeq() {
+   RouteMapConfigSmBase::handleRouteMapSeq();
+}
+
+void RouteMapConfigFilterSm::handleRouteMapSeq( uint32_t seqno ) {
+   const bool wanted = seqConfig( seqno ) != nullptr, filtered = filteredRmConfig_->mapEntry().find( seqno );
+   if( wanted && !filtered ) createSeq( seqno );
+   if( !wanted && filtered ) deleteSeq( seqno );
+}
+
+void RouteMapConfigFilterSm::createSeq( uint32_t seqno ) {
+   PLINTH_TRACE( trace, level8 ) << "creating seqno: " << seqno;
+   const auto entry = seqConfig( seqno );
+   const auto filteredEntry = filteredRmConfig_->mapEntryIs( seqno );
+   // Who hears of the copy may have the sequence go, or come anew: what was made of this one is then not wanted.
+   const auto isStill = [ & ] { return seqConfig( seqno ) == entry && filteredRmConfig_->mapEntry( seqno ) == filteredEntry; };
+   if( !isStill() ) return;
+   try {
+      const auto sm = filterHelper_->createSeqConfigSm( routeMap()->name(), entry, filteredEntry, filteredConfig_.get(),
+                                                        routeMapBlockedSequenceList_, routeMapUpdateNotifier_ );
+      if( isStill() ) seqConfigSmIs( sm );
+   } catch( ... ) {
+      if( isStill() && !seqConfigSm_.find( seqno ) ) filteredRmConfig_->mapEntryDel( seqno );   // a copy that nobody would keep
+      throw;
+   }
+}
+
+void RouteMapConfigFilterSm::deleteSeq( uint32_t seqno ) {
+   PLINTH_TRACE( trace, level8 ) << "deleting seqno: " << seqno;
+   const auto sm = seqConfigSm_.find( seqno );
+   filteredRmConfig_->mapEntryDel( seqno );
+   if( seqConfigSm_.find( seqno ) == sm ) seqConfigSmDel( seqno );   // a blocked one stays in the list
+}
+
+void RouteMapConfigFilterSm::handleVersion() {
+   if( !routeMap() ) return;
+   const uint32_t from = filteredRmConfig_->version(), to = routeMap()->version();
+   if( from == to ) return;
+   if( !routeMapBlockedSequenceList_->sequence().empty() ) {
+      PLINTH_TRACE( trace, level8 ) << "version update is deferred";
+      return;
+   }
+   PLINTH_TRACE( trace, level8 ) << "update version from " << from << " to " << to;
+   const Quoin::Ptr<RouteMapUpdateNotifier> notifier = routeMapUpdateNotifier_;
+   filteredRmConfig_->versionIs( to );
+   notifier->versionInc( 1 );
+}
+
+void RouteMapConfigFilterSm::handleChangeMissed() {
+   handleMissedSeqs( seqConfigSm(), [ this ]( uint32_t seqno ) { deleteSeq( seqno ); } );
+   handleVersion();
+}
+
+void RouteMapConfigFilterSm::routeMapBlockedSequenceListIs( const Quoin::Ptr<RouteMapBlockedSequenceList> & list ) {
+   routeMapBlockedSequenceList_ = list;
+   blockedListReactor_.notifierIs( list );
+}
+
+void RouteMapConfigFilterSm::seqConfigSmIs( const Quoin::Ptr<RmSeqConfigFilterSmBase> & sm ) {
+   if( !sm ) Plinth::throwMutatorArgNullPointerException( "RouteMapConfigFilterSm::seqConfigSmIs" );
+   seqConfigSm_.put( sm->seqno(), sm );
+}
+
+}   // namespace Routing::Policy

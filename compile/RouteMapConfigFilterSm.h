@@ -1,0 +1,57 @@
+/// @file compile/RouteMapConfigFilterSm.h
+#pragma once
+
+#include "compile/RmSeqConfigFilterSmBase.h"
+#include "compile/RouteMapConfigSmBase.h"
+
+namespace Routing::Policy {
+
+/// The first stage of one route map: keeps its filtered copy. The calls of all filtered copies together never form a cycle.
+/// Threading: the activity thread.
+class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase {
+ public:
+   /// From `rmConfig`, which may be null, to `filteredRmConfig`, which stands in `filteredConfig`.
+   /// Errors: a null in any other place ends the process. What the helper throws comes out, and the sequence is not copied.
+   RouteMapConfigFilterSm( const Quoin::Ptr<const Routing::RouteMap::Map> & rmConfig,
+                           const Quoin::Ptr<Routing::RouteMap::Map> & filteredRmConfig,
+                           const Quoin::Ptr<Routing::RouteMap::Config> & filteredConfig,
+                           const Quoin::Ptr<RouteMapUpdateNotifier> & routeMapUpdateNotifier,
+                           const Quoin::Ptr<RmConfigFilterSmHelperBase> & filterHelper );
+   ~RouteMapConfigFilterSm() override;
+
+   using SeqConfigSms = Zeugma::NestedSms<uint32_t, RmSeqConfigFilterSmBase>::Machines;
+
+   void handleRouteMapSeq( uint32_t seqno ) override;
+   void handleRouteMapSeq() override;
+   void handleVersion() override;
+   void handleInitialized() override;
+   void formatDerivedType( std::ostream & os ) const override;
+
+   const Quoin::Ptr<Routing::RouteMap::Map> & filteredRmConfig() const noexcept { return filteredRmConfig_; }
+   const Quoin::Ptr<Routing::RouteMap::Config> & filteredConfig() const noexcept { return filteredConfig_; }
+   const Quoin::Ptr<RouteMapUpdateNotifier> & routeMapUpdateNotifier() const noexcept { return routeMapUpdateNotifier_; }
+   const Quoin::Ptr<RmConfigFilterSmHelperBase> & filterHelper() const noexcept { return filterHelper_; }
+   const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList() const noexcept { return routeMapBlockedSequenceList_; }
+   /// By sequence number.
+   const SeqConfigSms & seqConfigSm() const noexcept { return seqConfigSm_.machines(); }
+   /// Errors: MutatorArgNullPointerException on null.
+   void seqConfigSmIs( const Quoin::Ptr<RmSeqConfigFilterSmBase> & sm );
+   void seqConfigSmDel( uint32_t seqno ) { seqConfigSm_.erase( seqno ); }
+
+ private:
+   void handleChangeMissed() override;
+   void createSeq( uint32_t seqno );
+   void deleteSeq( uint32_t seqno );
+   void routeMapBlockedSequenceListIs( const Quoin::Ptr<RouteMapBlockedSequenceList> & list );
+   void handleBlockedList( const Quoin::Change & ) { handleVersion(); }
+
+   Quoin::Ptr<Routing::RouteMap::Map> filteredRmConfig_;
+   Quoin::Ptr<Routing::RouteMap::Config> filteredConfig_;
+   Quoin::Ptr<RouteMapUpdateNotifier> routeMapUpdateNotifier_;
+   Quoin::Ptr<RmConfigFilterSmHelperBase> filterHelper_;
+   Quoin::Ptr<RouteMapBlockedSequenceList> routeMapBlockedSequenceList_;
+   Zeugma::Reactor<RouteMapConfigFilterSm> blockedListReactor_{ *this, &RouteMapConfigFilterSm::handleBlockedList };
+   Zeugma::NestedSms<uint32_t, RmSeqConfigFilterSmBase> seqConfigSm_{ *this };
+};
+
+}   // namespace Routing::Policy

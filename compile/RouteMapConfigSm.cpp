@@ -1,0 +1,204 @@
+#include "compile/RouteMapConfigSm.h"
+
+#include "substrate/plinth/EveryStep.h"
+#include "substrate/plinth/Trace.h"
+#include "substrate/quoin/Assert.h"
+#include "substrate/quoin/DisplayPointer.h"
+#include "substrate/trailmark/Trailmark.h"
+
+namespace Routing::Policy {
+
+using Quoin::makeNode;
+using Routing::RouteMap::Config;
+using Routing::RouteMap::Map;
+
+namespace {
+
+const Plinth::TraceHandle trace( "RouteMapConfigSm" );
+const Trailmark::MsgDesc createTimer( "RouteMapConfigSm::routeMapConfigSymbolSmIs" );
+
+}   // namespace
+
+RouteMapConfigSm::RouteMapConfigSm( const Quoin::Ptr<const Config> & rmConfig, const Quoin::Ptr<Config> & filteredRmConfig,
+                                    const Quoin::Ptr<PolicyRoot> & policyRoot,
+                                    const Quoin::Ptr<RmConfigFilterSmHelperBase> & rmConfigFilterHelper,
+                                    const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
+                                    const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
+                                    const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers )
+      : rmConfig_( rmConfig ),
+        filteredRmConfig_( filteredRmConfig ),
+        policyRoot_( policyRoot ),
+        rmConfigFilterHelper_( rmConfigFilterHelper ),
+        rmConfigSymbolHelper_( rmConfigSymbolHelper ),
+        rmUpdateTaskScheduler_( rmUpdateTaskScheduler ),
+        matchAggRoleUsers_( matchAggRoleUsers ),
+        allRmSymbol_( allRouteMapSymbolFactory() ) {
+   QUOIN_ASSERT( rmConfig_, "rmConfig()" );
+   QUOIN_ASSERT( filteredRmConfig_, "filteredRmConfig()" );
+   QUOIN_ASSERT( policyRoot_, "policyRoot()" );
+   QUOIN_ASSERT( rmConfigFilterHelper_, "rmConfigFilterHelper()" );
+   QUOIN_ASSERT( rmConfigSymbolHelper_, "rmConfigSymbolHelper()" );
+   QUOIN_ASSERT( rmUpdateTaskScheduler_, "rmUpdateTaskScheduler()" );
+   rmConfigReactor_.notifierIs( rmConfig );
+   handleInitialized();
+}
+
+RouteMapConfigSm::~RouteMapConfigSm() {
+   stop();
+}
+
+void RouteMapConfigSm::handleInitialized() {
+   routeMapOpModeNotifier_ = makeNode<RouteMapOpModeNotifier>();
+   handleRouteMapOpMode();
+   routeMapUpdateNotifier_ = makeNode<RouteMapUpdateNotifier>();
+   rmConfigSymbolReactorColl_ = makeNode<RmConfigSymbolReactorColl>();
+   routeMapDeleteTask_ = std::make_unique<Zeugma::Task>( rmUpdateTaskScheduler_, Zeugma::TaskPriority::routeMap, "RouteMapDelete",
+                                                         [ this ] { handleRouteMapDeleteTask(); } );
+   filteredRmConfig_->routeMapDelAll();
+   handleRouteMaps();
+}
+
+// What has come, gone, come anew or changed its mode since the route maps were walked.
+void RouteMapConfigSm::handleChangeMissed() {
+   if( routeMapOpModeNotifier_->routeMapOpMode() != rmConfig_->routeMapOpMode() ) handleRouteMapOpMode();
+   for( auto i = routeMapConfigFilterSm().first(); i; i.next() ) {
+      const Quoin::String name = i.key();
+      if( i.value()->routeMap() == rmConfig_->routeMap( name ) ) continue;
+      pendingDeleteIs( name, true );
+      handleRouteMap( name );
+   }
+   handleRouteMaps();
+}
+
+void RouteMapConfigSm::handleRouteMaps() {
+   for( auto i = rmConfig_->routeMap().first(); i; i.next() ) handleRouteMap( i.key() );
+}
+
+void RouteMapConfigSm::handleRmConfig( const Quoin::Change & change ) {
+   switch( Config::Field( change.field ) ) {
+      case Config::Field::routeMap: return handleRouteMap( Quoin::String( Plinth::keyOf<Quoin::String>( change ) ) );
+      case Config::Field::routeMapOpMode: return handleRouteMapOpMode();
+   }
+}
+
+void RouteMapConfigSm::handleRouteMap( const Quoin::String & name ) {
+   const bool wanted = rmConfig_->routeMap().find( name ), live = filteredRmConfig_->routeMap().find( name );
+   if( !wanted ) {
+      if( !live ) return;
+      pendingDeleteIs( name, true );
+      PLINTH_TRACE( trace, level8 ) << "deferring deletion of rmName: " << name;
+      return;
+   }
+   if( const auto * pending = pendingDelete_.find( name ); pending && *pending ) {
+      PLINTH_TRACE( trace, level8 ) << "deferring creation of rmName: " << name;
+      return deferredCreatesIs( name, true );   // the old one is still there, or half gone
+   }
+   if( !live ) createRouteMap( name );
+}
+
+void RouteMapConfigSm::createRouteMap( const Quoin::String & name ) {
+   PLINTH_TRACE( trace, level8 ) << "creating rmName: " << name;
+   const auto input = rmConfig_->routeMap( name );
+   const auto symbol = policyRoot_->routeMapTable()->symbol( name );
+   symbol->statusCurrentIs( false );
+   PLINTH_TRACE( trace, level8 ) << name << " rmSymbol=" << Quoin::DisplayPointer::toString( symbol.get() );
+   allRmSymbol_->symbolIs( symbol );
+   if( filteredRmConfig_->routeMap().find( name ) ) return;   // who heard of that had it go and come again, which made it
+   const auto output = filteredRmConfig_->routeMapIs( name );
+   routeMapConfigFilterSmIs( input, output, filteredRmConfig_, routeMapUpdateNotifier_, rmConfigFilterHelper_ );
+   const auto reactor = rmConfigSymbolReactorColl_->reactorIs( name );
+   {
+      const Trailmark::BlockTimer timer( createTimer );
+      PLINTH_TRACE( trace, level8 ) << "creating routeMapConfigSymbolSm " << name;
+      routeMapConfigSymbolSmIs( output, symbol, policyRoot_, reactor, rmConfigSymbolHelper_, routeMapOpModeNotifier_,
+                                rmUpdateTaskScheduler_, matchAggRoleUsers_ );
+   }
+   if( !rmConfig_->routeMap().find( name ) ) handleRouteMap( name );   // it went before there was anything to take down
+}
+
+template <class... Args>
+void RouteMapConfigSm::routeMapConfigFilterSmIs( const Quoin::Ptr<const Map> & input, const Args &... args ) {
+   routeMapConfigFilterSm_.put( input->name(), Zeugma::makeSm<RouteMapConfigFilterSm>( input, args... ) );
+}
+
+template <class... Args>
+void RouteMapConfigSm::routeMapConfigSymbolSmIs( const Quoin::Ptr<Map> & output, const Args &... args ) {
+   routeMapConfigSymbolSm_.put( output->name(), routeMapConfigSymbolSmFactory( output, args... ) );
+}
+
+void RouteMapConfigSm::pendingDeleteIs( const Quoin::String & name, bool value ) {
+   const bool written = pendingDelete_.put( name, value );
+   if( !routeMapDeleteTask_ ) return;
+   // A name that stands there has a task that is due, unless the wake-up callback threw.
+   const bool due = routeMapDeleteTask_->taskScheduled() || routeMapDeleteTask_->taskCurrentlyRunning();
+   if( written || !due ) routeMapDeleteTask_->scheduleTask();
+}
+
+// Counts one route map as done; whether the task must come to an end.
+bool RouteMapConfigSm::yieldsBehind( uint64_t & done ) {
+   ++done;
+   return routeMapDeleteTask_->taskShouldYield();
+}
+
+// What throws in the midst of it takes nothing from the other names, and from the report.
+void RouteMapConfigSm::handleRouteMapDeleteTask() {
+   const Quoin::Ptr<RouteMapConfigSm> self( this );
+   const auto isWanted = [ this ] { return useCount() > 1; };   // by others than this call
+   uint64_t done = 0;
+   bool yields = false;
+   Plinth::EveryStep step;
+   for( auto i = pendingDelete_.safeIterator(); i && !yields && isWanted(); i.next() ) {
+      step( [ & ] { deleteRouteMap( i.key() ); } );
+      yields = yieldsBehind( done );
+   }
+   for( auto i = deferredCreates_.safeIterator(); i && !yields && isWanted(); i.next() ) {
+      const Quoin::String name = i.key();
+      PLINTH_TRACE( trace, level8 ) << "deferred create rmName: " << name;
+      step( [ & ] { handleRouteMap( name ); } );
+      if( !pendingDelete_.find( name ) ) deferredCreatesDel( name );   // else it has been put off once more
+      yields = yieldsBehind( done );
+   }
+   routeMapDeleteTask_->taskWorkCountInc( done );
+   const size_t left = pendingDelete_.count() + deferredCreates_.count();
+   routeMapDeleteTask_->taskWorkPendingIs( left );
+   if( left != 0 ) step( [ & ] { routeMapDeleteTask_->scheduleTask(); } );
+   step.finish();
+}
+
+void RouteMapConfigSm::deleteRouteMap( const Quoin::String & rmName ) {
+   const Quoin::String name = rmName;   // the caller's goes with the pending delete
+   PLINTH_TRACE( trace, level8 ) << "deleting rmName: " << name;
+   Plinth::EveryStep step;
+   step( [ & ] { filteredRmConfig_->routeMapDel( name ); } );
+   step( [ & ] { routeMapConfigFilterSmDel( name ); } );
+   step( [ & ] { routeMapConfigSymbolSmDel( name ); } );
+   step( [ & ] { rmConfigSymbolReactorColl_->reactorDel( name ); } );
+   Quoin::Ptr<RouteMapSymbol> symbol = allRmSymbol_->symbol( name );
+   step( [ & ] { allRmSymbol_->symbolDel( name ); } );
+   step( [ & ] {
+      if( matchAggRoleUsers_ ) matchAggRoleUsers_->mapNameDel( name );
+   } );
+   step( [ & ] {
+      if( symbol ) symbol->updateAndNotify( nullptr );
+   } );
+   step( [ & ] { routeMapUpdateNotifier_->versionInc( 1 ); } );
+   pendingDeleteDel( name );
+   step.finish();
+}
+
+void RouteMapConfigSm::handleRouteMapOpMode() {
+   filteredRmConfig_->routeMapOpModeIs( rmConfig_->routeMapOpMode() );
+   routeMapOpModeNotifier_->routeMapOpModeIs( rmConfig_->routeMapOpMode() );   // who heard of the first may have changed it
+   PLINTH_TRACE( trace, level8 ) << "RouteMapOpMode updated to: " << rmConfig_->routeMapOpMode();
+   for( auto i = routeMapConfigSymbolSm_.machines().first(); i && !zombieReactors(); i.next() ) Quoin::Ptr( i.value() )->handleVersion();
+}
+
+Quoin::Ptr<RouteMapConfigSm> routeMapConfigSmFactory(
+   const Quoin::Ptr<const Config> & rmConfig, const Quoin::Ptr<Config> & filteredRmConfig, const Quoin::Ptr<PolicyRoot> & policyRoot,
+   const Quoin::Ptr<RmConfigFilterSmHelperBase> & rmConfigFilterHelper, const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
+   const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler, const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers ) {
+   return Zeugma::makeSm<RouteMapConfigSm>( rmConfig, filteredRmConfig, policyRoot, rmConfigFilterHelper, rmConfigSymbolHelper,
+                                            rmUpdateTaskScheduler, matchAggRoleUsers );
+}
+
+}   // namespace Routing::Policy

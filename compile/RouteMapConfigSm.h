@@ -1,0 +1,108 @@
+/// @file compile/RouteMapConfigSm.h
+#pragma once
+
+#include "compile/RouteMapConfigFilterSm.h"
+#include "compile/RouteMapConfigSymbolSm.h"
+
+namespace Routing::Policy {
+
+/// Compiles a configuration of route maps: keeps, for each of them, the two machines that make a published status of it.
+///
+///    auto root = makeNode<PolicyRoot>();
+///    auto machine = routeMapConfigSmFactory( config, makeNode<Config>(), root, makeNode<CommonRmConfigFilterSmHelper>(),
+///                                            makeNode<CommonRmConfigSymbolSmHelper>( root ), scheduler, nullptr );
+///    ... edit `config`, let the scheduler run ...
+///    root->routeMapTable()->symbol( "IN" )->rmStatus()      // what evaluation reads
+///
+/// A route map that goes is taken down by a task, not in the write: until then, evaluation has its old status.
+/// Ownership: the agent's. It writes all of the filtered configuration. Threading: the activity thread.
+class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
+ public:
+   /// `matchAggRoleUsers` may be null; nothing else may.
+   RouteMapConfigSm( const Quoin::Ptr<const Routing::RouteMap::Config> & rmConfig,
+                     const Quoin::Ptr<Routing::RouteMap::Config> & filteredRmConfig, const Quoin::Ptr<PolicyRoot> & policyRoot,
+                     const Quoin::Ptr<RmConfigFilterSmHelperBase> & rmConfigFilterHelper,
+                     const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
+                     const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
+                     const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers );
+   ~RouteMapConfigSm() override;
+
+   using FilterSms = Zeugma::NestedSms<Quoin::String, RouteMapConfigFilterSm>::Machines;
+   using SymbolSms = Zeugma::NestedSms<Quoin::String, RouteMapConfigSymbolSm>::Machines;
+   using Names = Plinth::HashMap2018<Quoin::String, bool>;
+
+   void handleInitialized();
+   void handleRouteMap( const Quoin::String & name );
+   void handleRouteMapOpMode();
+   void handleRouteMapDeleteTask();
+
+   const Quoin::Ptr<const Routing::RouteMap::Config> & rmConfig() const noexcept { return rmConfig_; }
+   const Quoin::Ptr<Routing::RouteMap::Config> & filteredRmConfig() const noexcept { return filteredRmConfig_; }
+   const Quoin::Ptr<PolicyRoot> & policyRoot() const noexcept { return policyRoot_; }
+   const Quoin::Ptr<RmConfigFilterSmHelperBase> & rmConfigFilterHelper() const noexcept { return rmConfigFilterHelper_; }
+   const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper() const noexcept { return rmConfigSymbolHelper_; }
+   const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler() const noexcept { return rmUpdateTaskScheduler_; }
+   /// Null for none.
+   const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers() const noexcept { return matchAggRoleUsers_; }
+   /// The symbols of the route maps that there are.
+   const Quoin::Ptr<AllRouteMapSymbol> & allRmSymbol() const noexcept { return allRmSymbol_; }
+   const Quoin::Ptr<RouteMapUpdateNotifier> & routeMapUpdateNotifier() const noexcept { return routeMapUpdateNotifier_; }
+   const Quoin::Ptr<RouteMapOpModeNotifier> & routeMapOpModeNotifier() const noexcept { return routeMapOpModeNotifier_; }
+   const Quoin::Ptr<RmConfigSymbolReactorColl> & rmConfigSymbolReactorColl() const noexcept { return rmConfigSymbolReactorColl_; }
+   const FilterSms & routeMapConfigFilterSm() const noexcept { return routeMapConfigFilterSm_.machines(); }
+   const SymbolSms & routeMapConfigSymbolSm() const noexcept { return routeMapConfigSymbolSm_.machines(); }
+
+   /// The names that the delete task is to take down, and those that it is to build again behind that.
+   const Names & pendingDelete() const noexcept { return pendingDelete_; }
+   const Names & deferredCreates() const noexcept { return deferredCreates_; }
+   /// Schedules the task, unless the name stands there with that value.
+   void pendingDeleteIs( const Quoin::String & name, bool value );
+   void pendingDeleteDel( const Quoin::String & name ) { pendingDelete_.erase( name ); }
+   void deferredCreatesIs( const Quoin::String & name, bool value ) { deferredCreates_.put( name, value ); }
+   void deferredCreatesDel( const Quoin::String & name ) { deferredCreates_.erase( name ); }
+   /// Null until handleInitialized() has made it.
+   const Zeugma::Task * routeMapDeleteTask() const noexcept { return routeMapDeleteTask_.get(); }
+
+ private:
+   void handleChangeMissed() override;
+   void handleRmConfig( const Quoin::Change & change );
+   void handleRouteMaps();
+   void createRouteMap( const Quoin::String & name );
+   template <class... Args>
+   void routeMapConfigFilterSmIs( const Quoin::Ptr<const Routing::RouteMap::Map> & input, const Args &... args );
+   void routeMapConfigFilterSmDel( const Quoin::String & name ) { routeMapConfigFilterSm_.erase( name ); }
+   template <class... Args>
+   void routeMapConfigSymbolSmIs( const Quoin::Ptr<Routing::RouteMap::Map> & output, const Args &... args );
+   void routeMapConfigSymbolSmDel( const Quoin::String & name ) { routeMapConfigSymbolSm_.erase( name ); }
+   void deleteRouteMap( const Quoin::String & name );
+   bool yieldsBehind( uint64_t & done );
+
+   Quoin::Ptr<const Routing::RouteMap::Config> rmConfig_;
+   Quoin::Ptr<Routing::RouteMap::Config> filteredRmConfig_;
+   Quoin::Ptr<PolicyRoot> policyRoot_;
+   Quoin::Ptr<RmConfigFilterSmHelperBase> rmConfigFilterHelper_;
+   Quoin::Ptr<RmConfigSymbolSmHelperBase> rmConfigSymbolHelper_;
+   Quoin::Ptr<Zeugma::TaskScheduler> rmUpdateTaskScheduler_;
+   Quoin::Ptr<MatchAggregateRoleUsers> matchAggRoleUsers_;
+   Quoin::Ptr<AllRouteMapSymbol> allRmSymbol_;
+   Quoin::Ptr<RouteMapUpdateNotifier> routeMapUpdateNotifier_;
+   Quoin::Ptr<RmConfigSymbolReactorColl> rmConfigSymbolReactorColl_;
+   Quoin::Ptr<RouteMapOpModeNotifier> routeMapOpModeNotifier_;
+   Names pendingDelete_;
+   Names deferredCreates_;
+   std::unique_ptr<Zeugma::Task> routeMapDeleteTask_;
+   Zeugma::Reactor<RouteMapConfigSm> rmConfigReactor_{ *this, &RouteMapConfigSm::handleRmConfig };
+   Zeugma::NestedSms<Quoin::String, RouteMapConfigFilterSm> routeMapConfigFilterSm_{ *this };
+   Zeugma::NestedSms<Quoin::String, RouteMapConfigSymbolSm> routeMapConfigSymbolSm_{ *this };
+};
+
+/// Makes the machine, which compiles what there is, and switches it on.
+ROUTEPOLICY_API Quoin::Ptr<RouteMapConfigSm> routeMapConfigSmFactory( const Quoin::Ptr<const Routing::RouteMap::Config> & rmConfig,
+                                                                      const Quoin::Ptr<Routing::RouteMap::Config> & filteredRmConfig,
+                                                                      const Quoin::Ptr<PolicyRoot> & policyRoot,
+                                                                      const Quoin::Ptr<RmConfigFilterSmHelperBase> & rmConfigFilterHelper,
+                                                                      const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
+                                                                      const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
+                                                                      const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers );
+
+}   // namespace Routing::Policy

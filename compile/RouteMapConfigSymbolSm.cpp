@@ -1,0 +1,563 @@
+#include "compile/RouteMapConfigSymbolSm.h"
+
+#include <algorithm>
+#include <limits>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "substrate/plinth/Trace.h"
+#include "substrate/quoin/Assert.h"
+#include "substrate/quoin/DisplayPointer.h"
+#include "substrate/trailmark/Trailmark.h"
+
+namespace Routing::Policy {
+
+using Quoin::DisplayPointer;
+using Quoin::makeNode;
+using Routing::RouteMap::Map;
+using Routing::RouteMap::PolicySymbol;
+
+namespace {
+
+const Plinth::TraceHandle trace( "RouteMapConfigSymbolSm" );
+const Trailmark::MsgDesc updateTimer( "RouteMapConfigSymbolSm::updateRmStatusAndSymbol" );
+
+uint32_t versionOf( const PolicySymbol * symbol ) {
+   return symbol ? symbol->notifierVersion() : 0;
+}
+
+}   // namespace
+
+RmConfigSymbolSmHelperBase::~RmConfigSymbolSmHelperBase() = default;
+
+RouteMapConfigSymbolSm::RouteMapConfigSymbolSm( const Quoin::Ptr<const Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
+                                                const Quoin::Ptr<PolicyRoot> & policyRoot,
+                                                const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
+                                                const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
+                                                const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
+                                                const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
+                                                const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers )
+      : RouteMapConfigSmBase( routeMap ),
+        rmSymbol_( rmSymbol ),
+        policyRoot_( policyRoot ),
+        rmConfigSymbolReactor_( rmConfigSymbolReactor ),
+        rmConfigSymbolHelper_( rmConfigSymbolHelper ),
+        routeMapOpModeNotifier_( routeMapOpModeNotifier ),
+        rmUpdateTaskScheduler_( rmUpdateTaskScheduler ),
+        matchAggRoleUsers_( matchAggRoleUsers ) {
+   QUOIN_ASSERT( rmSymbol_, "rmSymbol()" );
+   QUOIN_ASSERT( rmConfigSymbolReactor_, "rmConfigSymbolReactor()" );
+   QUOIN_ASSERT( rmConfigSymbolHelper_, "rmConfigSymbolHelper()" );
+   QUOIN_ASSERT( rmUpdateTaskScheduler_, "rmUpdateTaskScheduler()" );
+   symbolReactorReactor_.notifierIs( rmConfigSymbolReactor );
+   handleInitialized();
+}
+
+RouteMapConfigSymbolSm::~RouteMapConfigSymbolSm() {
+   stop();
+   if( rmConfigSymbolReactor_->modifiedRmSeqStatusList() == modifiedRmSeqStatusList_ )   // a successor may have put its own there
+      rmConfigSymbolReactor_->modifiedRmSeqStatusListIs( nullptr );
+}
+
+void RouteMapConfigSymbolSm::formatDerivedType( std::ostream & os ) const {
+   os << "rmName: " << name();
+}
+
+void RouteMapConfigSymbolSm::handleInitialized() {
+   modifiedRmSeqStatusList_ = makeNode<ModifiedRouteMapSeqStatusList>();
+   rmConfigSymbolReactor_->modifiedRmSeqStatusListIs( modifiedRmSeqStatusList_ );
+   routeMapSymbolUpdateTask_ =
+      std::make_unique<Zeugma::Task>( rmUpdateTaskScheduler_, Zeugma::TaskPriority::routeMap,
+                                      Quoin::String( "RouteMapSymbolUpdate_" ) + ( routeMap() ? routeMap()->name() : Quoin::String() ),
+                                      [ this ] { handleRouteMapSymbolUpdateTask(); } );
+   undefinedReferenceSeq_ = makeNode<UndefinedReferenceSeq>();
+   // What an earlier machine has published may have sequences that went when nobody watched.
+   if( const auto status = rmSymbol_->rmStatus() )
+      for( const auto & [ seqno, seqStatus ] : status->seqStatus() )
+         if( !seqConfig( seqno ) ) modifiedRmSeqStatusList_->seqStatusIs( ModifiedRouteMapSeqStatus( { seqno } ) );
+   RouteMapConfigSmBase::handleInitialized();
+}
+
+// What has come or gone since the sequences were walked, and what they have left.
+void RouteMapConfigSymbolSm::handleChangeMissed() {
+   handleMissedSeqs( seqConfigSm(), [ this ]( uint32_t seqno ) { deleteSeq( seqno ); } );
+   handleVersion();
+   if( !rmConfigSymbolReactor_->pendingUpdate().empty() || !rmSymbol_->statusCurrent() ) routeMapSymbolUpdateTask_->scheduleTask();
+}
+
+void RouteMapConfigSymbolSm::handleReactor( const Quoin::Change & change ) {
+   switch( RmConfigSymbolReactor::Field( change.field ) ) {
+      case RmConfigSymbolReactor::Field::reevaluate: return handleVersion();
+      case RmConfigSymbolReactor::Field::pendingUpdate: rmSymbol_->statusCurrentIs( false ); routeMapSymbolUpdateTask_->scheduleTask();
+   }
+}
+
+// ---- one step at a time
+
+// While one stands, the next generation is being put together. Those who hear of what that writes may edit the route map: what they
+// ask for is put off until the generation is whole.
+class RouteMapConfigSymbolSm::Step {
+ public:
+   explicit Step( RouteMapConfigSymbolSm & sm ) noexcept : sm_( sm ) { sm_.inStep_ = true; }
+   ~Step() { sm_.inStep_ = false; }
+
+ private:
+   RouteMapConfigSymbolSm & sm_;
+};
+
+bool RouteMapConfigSymbolSm::putOff( Asked what ) noexcept {
+   if( inStep_ ) asked_ = std::max( asked_, what );
+   return inStep_;
+}
+
+void RouteMapConfigSymbolSm::doWhatWasPutOff() {
+   const auto asked = std::exchange( asked_, Asked::nothing );
+   if( asked == Asked::nothing || zombieReactors() ) return;
+   if( !rmConfigSymbolReactor_->pendingUpdate().empty() ) routeMapSymbolUpdateTask_->scheduleTask();   // its run may have been put off
+   if( asked == Asked::compile )
+      handleVersion();
+   else
+      maybeUpdateRmStatusAndSymbol();
+}
+
+// ---- sequences come and go
+
+void RouteMapConfigSymbolSm::handleRouteMapSeq() {
+   RouteMapConfigSmBase::handleRouteMapSeq();
+}
+
+void RouteMapConfigSymbolSm::handleRouteMapSeq( uint32_t seqno ) {
+   if( seqConfig( seqno ) )
+      createSeq( seqno );
+   else
+      deleteSeq( seqno );
+}
+
+void RouteMapConfigSymbolSm::createSeq( uint32_t seqno ) {
+   PLINTH_TRACE( trace, level8 ) << "creating seqno: " << seqno;
+   const auto entry = seqConfig( seqno );
+   const auto sm =
+      rmConfigSymbolHelper_->createSeqConfigSm( routeMap()->name(), entry, rmSymbol_, rmConfigSymbolReactor_, routeMapOpModeNotifier_ );
+   if( seqConfig( seqno ) != entry ) {   // who hears of it may have had the sequence go, or come anew
+      if( rmSymbol_->rmStatus() ) maybeUpdateRmStatusAndSymbol();
+      return;
+   }
+   seqConfigSmIs( seqno, sm );
+   if( seqConfigSm_.find( seqno ) != sm ) return;
+   undefinedReferenceSeq_->removeSeq( seqno );   // of one that had the number before, and whose tombstone still waits
+   modifiedRmSeqStatusList_->seqStatusIs(
+      ModifiedRouteMapSeqStatus( { seqno }, RouteMapSeqStatus::newFrom( nullptr, seqno ), sm->undefinedRefsTracker() ) );
+}
+
+void RouteMapConfigSymbolSm::deleteSeq( uint32_t seqno ) {
+   PLINTH_TRACE( trace, level8 ) << "deleting seqno: " << seqno;
+   seqConfigSmDel( seqno );
+   rmConfigSymbolReactor_->pendingUpdateDel( seqno );
+   continueSeqMap()->continueSeqDel( seqno );
+   if( published( seqno ) ) {
+      modifiedRmSeqStatusList_->seqStatusIs( ModifiedRouteMapSeqStatus( { seqno } ) );
+   } else {   // nobody has seen it
+      modifiedRmSeqStatusList_->seqStatusDel( { seqno } );
+      undefinedReferenceSeq_->removeSeq( seqno );
+      if( !rmSymbol_->rmStatus() ) return;
+   }
+   maybeUpdateRmStatusAndSymbol();
+}
+
+Quoin::Ptr<const RouteMapSeqStatus> RouteMapConfigSymbolSm::published( uint32_t seqno ) const {
+   const auto & status = rmSymbol_->rmStatus();
+   return status ? status->seqStatus( seqno ) : nullptr;
+}
+
+Quoin::Ptr<SeqUndefinedReferencesOptionTracker> RouteMapConfigSymbolSm::trackerOf( uint32_t seqno ) const {
+   return seqConfigSm_.find( seqno )->undefinedRefsTracker();
+}
+
+// ---- the road of the configuration
+
+void RouteMapConfigSymbolSm::handleVersion() {
+   if( putOff( Asked::compile ) ) return;
+   const bool nothingListed = modifiedRmSeqStatusList_->seqStatus().empty();
+   if( !rmSymbol_->rmStatus() && routeMap() && routeMap()->version() != 0 && nothingListed ) {
+      auto empty = makeNode<RouteMapStatus>( routeMap()->name() );
+      empty->undefinedReferencesIs( {} );
+      return rmSymbol_->updateAndNotify( empty );
+   }
+   if( rmSymbol_->rmStatus() && !hasModifiedSequence() && nothingListed ) {
+      PLINTH_TRACE( trace, level8 ) << "No modified sequences, skipping symbol update";
+      if( rmConfigSymbolReactor_->pendingUpdate().empty() ) rmSymbol_->statusCurrentIs( true );
+      return;
+   }
+   addChangesToModifiedSeqStatusList();
+   PLINTH_TRACE( trace, level8 ) << "changes added to " << name();
+   maybeUpdateRmStatusAndSymbol();
+}
+
+bool RouteMapConfigSymbolSm::hasModifiedSequence() const {
+   for( const auto & [ seqno, sm ] : seqConfigSm() )
+      if( sm->isModified() ) return true;
+   return false;
+}
+
+ModifiedRouteMapSeqStatus RouteMapConfigSymbolSm::getOrCreateModifiedSeqStatusEntry( uint32_t seqno ) const {
+   if( const auto * listed = modifiedRmSeqStatusList_->seqStatusGet( { seqno } ); listed && listed->seqStatus() ) return *listed;
+   ModifiedRouteMapSeqStatus modifiedEntry( { seqno }, RouteMapSeqStatus::newFrom( published( seqno ), seqno ), trackerOf( seqno ) );
+   QUOIN_ASSERT( modifiedEntry.seqStatus() != nullptr, "modifiedEntry.seqStatus() != nullptr" );
+   return modifiedEntry;
+}
+
+void RouteMapConfigSymbolSm::addChangesToModifiedSeqStatusList() {
+   const Step step( *this );
+   for( auto i = seqConfigSm().first(); i; i.next() ) {
+      const auto sm = i.value();
+      addChanges( i.key(), *sm );
+   }
+}
+
+// Each record is taken out when it is applied: what somebody writes down meanwhile is left for the next time. Who hears of something may
+// throw; what has been taken out is in the next generation all the same.
+void RouteMapConfigSymbolSm::addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase & sm ) {
+   const auto seqConfig = this->seqConfig( seqno );
+   QUOIN_ASSERT( seqConfig, "seqConfig" );
+   auto entry = getOrCreateModifiedSeqStatusEntry( seqno );
+   const auto pending = rmConfigSymbolReactor_->pendingUpdate( seqno );
+   Plinth::EveryStep step;
+   step( [ & ] { addMatcherChanges( entry, sm, pending.get() ); } );
+   step( [ & ] { addSetterChanges( entry, sm, pending.get() ); } );
+   addContinueChange( seqno, *entry.seqStatus(), *sm.sequenceChange() );
+   addSubRouteMapChange( entry, sm, pending.get(), seqConfig->subRouteMap().invertResult, step );
+   addAggRoleAttrMapChange( entry, sm, pending.get(), step );
+   addSymbols( sm, step );
+   Quoin::Ptr<PendingSymbolUpdate> left = rmConfigSymbolReactor_->pendingUpdate( seqno );   // the above may have made it
+   step( [ & ] { rmConfigSymbolReactor_->pendingUpdateDel( seqno ); } );
+   if( left ) addPending( entry, left );
+   sm.sequenceChange()->permitChangeIs( false );
+   entry.seqStatus()->matchActionIs( seqConfig->permit() );
+   if( seqConfigSm_.find( seqno ).get() == &sm ) modifiedRmSeqStatusList_->seqStatusIs( entry );   // the sequence may have gone
+   step.finish();
+}
+
+void RouteMapConfigSymbolSm::addMatcherChanges( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm,
+                                                PendingSymbolUpdate * pending ) {
+   for( auto i = sm.sequenceChange()->matcherChange().safeIterator(); i; i.next() ) {
+      const MatchOption option = i.key();
+      const auto change = sm.sequenceChange()->matcherChange( option );
+      sm.handleMatcherApplied( *change, sm.sequenceChangeSym()->matcherChangeSymbol( option ).get() );
+      sm.sequenceChange()->matcherChangeDel( option );
+      if( pending ) pending->matcherChangeDel( option );   // the configuration has the last word
+      if( change->matcher() ) {
+         PLINTH_TRACE( trace, level8 ) << option << " modified";
+         entry.seqStatus()->matcherIs( option, change->matcher() );
+      } else {
+         PLINTH_TRACE( trace, level8 ) << option << " deleted";
+         entry.seqStatus()->matcherDel( option );
+      }
+      entry.maybeSetUndefinedRefFlagFromMatcher( change );
+   }
+}
+
+void RouteMapConfigSymbolSm::addSetterChanges( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm,
+                                               PendingSymbolUpdate * pending ) {
+   for( auto i = sm.sequenceChange()->setterChange().safeIterator(); i; i.next() ) {
+      const SetOption option = i.key();
+      const auto change = sm.sequenceChange()->setterChangeDel( option );
+      if( pending ) pending->setterChangeDel( option );
+      if( change->setter() ) {
+         PLINTH_TRACE( trace, level8 ) << option << " modified";
+         entry.seqStatus()->setterIs( option, change->setter() );
+      } else {
+         PLINTH_TRACE( trace, level8 ) << option << " deleted";
+         entry.seqStatus()->setterDel( option );
+      }
+      entry.maybeSetUndefinedRefFlagFromSetter( change );
+   }
+}
+
+void RouteMapConfigSymbolSm::addContinueChange( uint32_t seqno, RouteMapSeqStatus & status, SequenceChange & change ) {
+   const auto continueChange = change.continueChange();
+   if( !continueChange ) return;
+   change.continueChangeIs( nullptr );
+   const uint32_t target = continueChange->continueSeq();
+   const bool goesForward = target == 0 || target > seqno;
+   if( continueChange->enabled() && !goesForward )
+      PLINTH_TRACE( trace, level8 ) << name() << " seqno " << seqno << " continue " << target << " does not go forward and is ignored";
+   if( continueChange->enabled() && goesForward )
+      continueSeqMap()->continueSeqIs( seqno, target );
+   else
+      continueSeqMap()->continueSeqDel( seqno );
+   status.continueSeqIs( nullptr );   // linked when all targets are known
+}
+
+void RouteMapConfigSymbolSm::addSubRouteMapChange( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm,
+                                                   PendingSymbolUpdate * pending, bool invertResult, Plinth::EveryStep & step ) {
+   const auto change = sm.sequenceChangeSym()->subRouteMapChangeSymbol();
+   if( !change ) return;
+   sm.sequenceChangeSym()->subRouteMapChangeSymbolIs( nullptr );
+   const uint32_t seqno = entry.key().seqno;
+   const auto symbol = change->symbol();
+   const auto status = symbol ? symbol->rmStatus() : nullptr;
+   PLINTH_TRACE( trace, level8 ) << " changing sub-route-map symbol from=" << DisplayPointer::toString( sm.subRmSymSeq()->symbol().get() )
+                                 << " to=" << DisplayPointer::toString( symbol.get() );
+   step( [ & ] { sm.subRmSymSeq()->currentVersionIs( versionOf( symbol.get() ) ); } );
+   step( [ & ] { sm.subRmSymSeq()->symbolIs( symbol ); } );
+   entry.seqStatus()->subRouteMapIs( status );
+   entry.seqStatus()->subInvertIs( symbol && invertResult );
+   entry.setSubRouteMapUndefined( symbol && !status );
+   undefinedReferenceSeq_->updateSubRouteMapReference( seqno, status );
+   if( pending ) pending->hasSubRouteMapUpdateIs( false );
+}
+
+void RouteMapConfigSymbolSm::addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm,
+                                                      PendingSymbolUpdate * pending, Plinth::EveryStep & step ) {
+   const auto change = sm.sequenceChangeSym()->aggRoleAttrMapChangeSymbol();
+   if( !change ) return;
+   sm.sequenceChangeSym()->aggRoleAttrMapChangeSymbolIs( nullptr );
+   const auto symbol = change->symbol();
+   const auto status = symbol ? symbol->rmStatus() : nullptr;
+   PLINTH_TRACE( trace, level8 ) << " changing AggRoleAttrMap symbol from="
+                                 << DisplayPointer::toString( sm.aggRoleAttrMapSymSeq()->symbol().get() )
+                                 << " to=" << DisplayPointer::toString( symbol.get() );
+   step( [ & ] { sm.aggRoleAttrMapSymSeq()->currentVersionIs( versionOf( symbol.get() ) ); } );
+   step( [ & ] { sm.aggRoleAttrMapSymSeq()->symbolIs( symbol ); } );
+   entry.seqStatus()->aggRoleAttrMapIs( status );
+   entry.setAggRoleAttrMapUndefined( symbol && !status );
+   undefinedReferenceSeq_->updateAggRoleAttrMapReference( entry.key().seqno, status );
+   if( pending ) pending->hasAggRoleAttrMapUpdateIs( false );
+}
+
+// From now on the sequence watches these symbols. A list is replaced whole.
+void RouteMapConfigSymbolSm::addSymbols( RmSeqConfigSymbolSmBase & sm, Plinth::EveryStep & step ) {
+   const auto add = []( auto option, const PolicySymbols & symbols, auto & symSeq ) {
+      if( symbols.empty() ) {
+         PLINTH_TRACE( trace, level8 ) << option << " symbol is deleted";
+         return symSeq.policySymbolListDel( option );
+      }
+      const auto list = makeNode<PolicySymbolListOf<decltype( option )>>( option );
+      for( const auto & symbol : symbols ) list->policySymbolIs( symbol );
+      symSeq.policySymbolListIs( option, list );
+   };
+   const auto changes = sm.sequenceChangeSym();
+   for( auto i = changes->matcherChangeSymbol().safeIterator(); i; i.next() ) {
+      const auto change = changes->matcherChangeSymbolDel( i.key() );
+      step( [ & ] { add( change->option(), change->matchSymbol(), *sm.matchSymSeq() ); } );
+   }
+   for( auto i = changes->setterChangeSymbol().safeIterator(); i; i.next() ) {
+      const auto change = changes->setterChangeSymbolDel( i.key() );
+      step( [ & ] { add( change->option(), change->setSymbol(), *sm.setSymSeq() ); } );
+   }
+}
+
+// What symbols have published, with what it leaves undefined.
+void RouteMapConfigSymbolSm::addPending( ModifiedRouteMapSeqStatus & entry, const Quoin::Ptr<const PendingSymbolUpdate> & pending ) {
+   const uint32_t seqno = entry.key().seqno;
+   addPendingUpdatesToSeqStatus( entry.seqStatus(), pending );
+   if( pending->hasSubRouteMapUpdate() ) {
+      entry.setSubRouteMapUndefined( !pending->subRouteMapStatus() );
+      undefinedReferenceSeq_->updateSubRouteMapReference( seqno, pending->subRouteMapStatus() );
+   }
+   for( const auto & [ option, change ] : pending->matcherChange() ) entry.maybeSetUndefinedRefFlagFromMatcher( change );
+   for( const auto & [ option, change ] : pending->setterChange() ) entry.maybeSetUndefinedRefFlagFromSetter( change );
+   if( pending->hasAggRoleAttrMapUpdate() ) {
+      entry.setAggRoleAttrMapUndefined( !pending->aggRoleAttrMapStatus() );
+      undefinedReferenceSeq_->updateAggRoleAttrMapReference( seqno, pending->aggRoleAttrMapStatus() );
+   }
+}
+
+// ---- the road of symbols
+
+void RouteMapConfigSymbolSm::handleRouteMapSymbolUpdateTask() {
+   const Quoin::Ptr<RouteMapConfigSymbolSm> self( this );
+   if( zombieReactors() || putOff( Asked::decision ) ) return;
+   PLINTH_TRACE( trace, level8 ) << name() << " symbol update task";
+   for( auto i = rmConfigSymbolReactor_->pendingUpdate().safeIterator(); i; i.next() ) addPendingUpdate( i.key() );
+   maybeUpdateRmStatusAndSymbol();
+}
+
+void RouteMapConfigSymbolSm::addPendingUpdate( uint32_t seqno ) {
+   const Step step( *this );
+   const auto pending = rmConfigSymbolReactor_->pendingUpdateDel( seqno );
+   if( pending->hasNoPendingChanges() || !seqConfigSm_.find( seqno ) ) {
+      PLINTH_TRACE( trace, level8 ) << "seqno " << seqno << " has no changes";
+      return;
+   }
+   auto entry = getOrCreateModifiedSeqStatusEntry( seqno );
+   addPending( entry, pending );
+   modifiedRmSeqStatusList_->seqStatusIs( entry );
+   PLINTH_TRACE( trace, level8 ) << "symbol updates added to " << name() << ", seqno " << seqno;
+}
+
+// ---- the gate
+
+void RouteMapConfigSymbolSm::maybeUpdateRmStatusAndSymbol() {
+   if( zombieReactors() || putOff( Asked::decision ) ) return;
+   if( modifiedRmSeqStatusList_->seqStatus().empty() ) {
+      if( rmConfigSymbolReactor_->pendingUpdate().empty() ) rmSymbol_->statusCurrentIs( true );
+      PLINTH_TRACE( trace, level8 ) << "No change to route map";
+   } else if( hasRmPolicySymbolProcessingCompleted() ) {
+      updateRmStatusAndSymbol();
+   } else {
+      rmSymbol_->statusCurrentIs( false );
+      PLINTH_TRACE( trace, level8 ) << name() << " processing not complete";
+   }
+   doWhatWasPutOff();
+}
+
+// A symbol that is not current holds the gate, and is watched until it is.
+bool RouteMapConfigSymbolSm::isAwaited( const Quoin::Ptr<const PolicySymbol> & symbol ) {
+   if( !symbol || symbol->statusCurrent() ) return false;
+   awaitedReactor_.notifierIs( symbol );
+   return true;
+}
+
+// One that becomes current without a new version would leave those who wait for it waiting. One that has a version to tell tells it
+// next, before the task runs.
+void RouteMapConfigSymbolSm::handleAwaited( const Quoin::Change & change ) {
+   if( change.field != Quoin::FieldId( PolicySymbol::Field::statusCurrent ) ) return;
+   if( static_cast<const PolicySymbol &>( *awaitedReactor_.notifier() ).statusCurrent() ) routeMapSymbolUpdateTask_->scheduleTask();
+}
+
+template <class SymbolLists>
+bool RouteMapConfigSymbolSm::areAwaited( const SymbolLists & lists, uint32_t seqno ) {
+   for( const auto & [ option, list ] : lists )
+      for( const auto & symbol : list->policySymbol() ) {
+         if( !isAwaited( symbol ) ) continue;
+         PLINTH_TRACE( trace, level8 ) << seqno << " " << option << " is not complete";
+         return true;
+      }
+   return false;
+}
+
+bool RouteMapConfigSymbolSm::hasRmPolicySymbolProcessingCompleted() {
+   awaitedReactor_.notifierIs( nullptr );
+   if( !rmConfigSymbolReactor_->pendingUpdate().empty() ) {
+      PLINTH_TRACE( trace, level8 ) << "there are pending updates";
+      return false;
+   }
+   for( const auto & [ seqno, sm ] : seqConfigSm() ) {
+      if( sm->isModified() ) {
+         PLINTH_TRACE( trace, level8 ) << seqno << " has unprocessed modifications";
+         return false;
+      }
+      if( sm->matchSymSeq() && areAwaited( sm->matchSymSeq()->policySymbolList(), seqno ) ) return false;
+      if( sm->setSymSeq() && areAwaited( sm->setSymSeq()->policySymbolList(), seqno ) ) return false;
+      if( sm->subRmSymSeq() && isAwaited( sm->subRmSymSeq()->symbol() ) ) {
+         PLINTH_TRACE( trace, level8 ) << seqno << " sub-rm is not complete";
+         return false;
+      }
+   }
+   return true;
+}
+
+// ---- publication
+
+uint32_t RouteMapConfigSymbolSm::targetSeqnoForOrigin( uint32_t originSeqno ) const {
+   PLINTH_TRACE( trace, level8 ) << "originSeqno: " << originSeqno;
+   const auto continues = continueSeqMap()->continueSeqGet( originSeqno );
+   if( !continues ) return 0;
+   const auto isKnown = [ this ]( uint32_t seqno ) { return modifiedRmSeqStatusList_->seqStatusGet( { seqno } ) || published( seqno ); };
+   const uint32_t target = continues->target();
+   if( target != 0 ) return seqConfigSm_.find( target ) && isKnown( target ) ? target : 0;
+   if( originSeqno == std::numeric_limits<uint32_t>::max() ) return 0;   // nothing is above it
+   for( auto i = seqConfigSm().lowerBound( originSeqno + 1 ); i; i.next() )
+      if( isKnown( i.key() ) ) return i.key();
+   return 0;
+}
+
+// A sequence whose successor changes is part of the next generation too.
+void RouteMapConfigSymbolSm::maybeCloneSeqStatusToModifiedList( uint32_t seqno, uint32_t targetSeqno ) {
+   PLINTH_TRACE( trace, level8 ) << "seqno: " << seqno << ", targetSeqno: " << targetSeqno;
+   if( modifiedRmSeqStatusList_->seqStatusGet( { seqno } ) ) return;
+   const auto rmSeqStatus = published( seqno );
+   QUOIN_ASSERT( nullptr != rmSeqStatus, "nullptr != rmSeqStatus" );
+   const bool targetIsReplaced = targetSeqno != 0 && modifiedRmSeqStatusList_->seqStatusGet( { targetSeqno } );
+   const auto & linked = rmSeqStatus->continueSeq();
+   if( !targetIsReplaced && ( !linked || linked->seqno() == targetSeqno ) ) return;
+   modifiedRmSeqStatusList_->seqStatusIs(
+      ModifiedRouteMapSeqStatus( { seqno }, RouteMapSeqStatus::newFrom( rmSeqStatus, seqno ), trackerOf( seqno ) ) );
+}
+
+// Links what continues. The highest number goes first, so that each target is final before anything links to it.
+void RouteMapConfigSymbolSm::linkContinues() {
+   std::unordered_map<uint32_t, std::vector<uint32_t>> originsOf;   // by target
+   for( auto i = continueSeqMap()->continueSeq().first(); i; i.next() ) {
+      const uint32_t originSeqno = i.key(), targetSeqno = targetSeqnoForOrigin( originSeqno );
+      if( targetSeqno != 0 ) {
+         QUOIN_ASSERT( targetSeqno > originSeqno, "targetSeqno > originSeqno" );
+         originsOf[ targetSeqno ].push_back( originSeqno );
+      }
+      maybeCloneSeqStatusToModifiedList( originSeqno, targetSeqno );
+   }
+   for( auto i = modifiedRmSeqStatusList_->seqStatus().first(); i; i.next() ) {
+      const auto seqStatus = i.value().seqStatus();
+      if( !seqStatus ) continue;
+      const uint32_t seqno = i.key().seqno, target = targetSeqnoForOrigin( seqno );
+      Quoin::Ptr<const RouteMapSeqStatus> targetSeq;
+      if( target != 0 ) {
+         const auto * listed = modifiedRmSeqStatusList_->seqStatusGet( { target } );
+         targetSeq = listed && listed->seqStatus() ? Quoin::Ptr<const RouteMapSeqStatus>( listed->seqStatus() ) : published( target );
+         QUOIN_ASSERT( nullptr != targetSeq, "nullptr != targetSeq" );
+      }
+      seqStatus->continueSeqIs( targetSeq );
+      if( const auto origins = originsOf.find( seqno ); origins != originsOf.end() )
+         for( const uint32_t origin : origins->second ) maybeCloneSeqStatusToModifiedList( origin, seqno );
+   }
+}
+
+void RouteMapConfigSymbolSm::updateUndefinedReferenceSeq( const ModifiedRouteMapSeqStatus & entry ) {
+   undefinedReferenceSeq_->updateDirectSequenceReference( entry.key().seqno, entry );
+}
+
+Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::newRmStatus() {
+   auto newStatus = RouteMapStatus::newFrom( rmSymbol_->rmStatus(), name() );
+   newStatus->updateFeaturesOnSeqStatusChangeIs( false );
+   const auto & list = modifiedRmSeqStatusList_->seqStatus();
+   for( auto i = list.rbegin(); i != list.rend(); ++i )   // ascending: each is appended where none is replaced
+      if( i->second.seqStatus() ) newStatus->seqStatusIs( i->second.seqStatus() );
+   for( const auto & [ key, entry ] : list ) {
+      if( !entry.seqStatus() ) {
+         newStatus->seqStatusDel( key.seqno );
+         undefinedReferenceSeq_->removeSeq( key.seqno );
+      } else if( entry.undefinedReferenceRequiresUpdate() ) {
+         updateUndefinedReferenceSeq( entry );
+      }
+   }
+   newStatus->updateFeatures();
+   return newStatus;
+}
+
+// The next generation, whole.
+Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::takeNextGeneration() {
+   const Step step( *this );
+   linkContinues();
+   const auto newStatus = newRmStatus();
+   modifiedRmSeqStatusList_->seqStatusDelAll();   // from here on, what comes in is of the one behind
+   if( matchAggRoleUsers_ ) {
+      if( newStatus->features().has( RouteMapFeatures::matchAggregateRole ) )
+         matchAggRoleUsers_->mapNameIs( name() );
+      else
+         matchAggRoleUsers_->mapNameDel( name() );
+   }
+   UndefinedPolicyReferenceBitfield undefined;
+   if( newStatus->seqStatus().empty() ) undefined.setAllUndefined();
+   if( undefinedReferenceSeq_->hasUndefinedReference() ) undefined = undefinedReferenceSeq_->mergedUndefinedReferences();
+   newStatus->undefinedReferencesIs( undefined );
+   return newStatus;
+}
+
+void RouteMapConfigSymbolSm::updateRmStatusAndSymbol() {
+   const Trailmark::BlockTimer timer( updateTimer );
+   const auto symbol = rmSymbol_;   // who hears of it may drop the machine
+   symbol->updateAndNotify( takeNextGeneration() );
+}
+
+Quoin::Ptr<RouteMapConfigSymbolSm> routeMapConfigSymbolSmFactory(
+   const Quoin::Ptr<const Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<PolicyRoot> & policyRoot,
+   const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor, const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
+   const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier, const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
+   const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers ) {
+   return Zeugma::makeSm<RouteMapConfigSymbolSm>( routeMap, rmSymbol, policyRoot, rmConfigSymbolReactor, rmConfigSymbolHelper,
+                                                  routeMapOpModeNotifier, rmUpdateTaskScheduler, matchAggRoleUsers );
+}
+
+}   // namespace Routing::Policy

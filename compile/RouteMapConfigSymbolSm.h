@@ -1,0 +1,143 @@
+/// @file compile/RouteMapConfigSymbolSm.h
+#pragma once
+
+#include "compile/PolicyRoot.h"
+#include "compile/RouteMapConfigSmBase.h"
+#include "compile/RouteMapNotifiers.h"
+#include "compile/RouteMapSeqConfigSmBase.h"
+#include "compile/UndefinedReferenceSeq.h"
+#include "rolestatus/AllRouteMapStatus.h"
+#include "substrate/plinth/EveryStep.h"
+#include "substrate/zeugma/Task.h"
+
+namespace Routing::Policy {
+
+/// Makes the sequences' machines.
+class ROUTEPOLICY_API RmConfigSymbolSmHelperBase : public Quoin::Node {
+ public:
+   ~RmConfigSymbolSmHelperBase() override;
+   virtual Quoin::Ptr<RmSeqConfigSymbolSmBase>
+   createSeqConfigSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
+                      const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
+                      const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier ) = 0;
+};
+
+/// The second stage of one route map: compiles its filtered copy and publishes the status through its symbol.
+///
+/// Changes come by two roads. Those of the configuration stand in the sequences' records; a new version of the route map has all of
+/// them taken in. Those of lists and of called route maps stand in pending updates, which a task takes in. Either way the next
+/// generation is put together in a list, and published when no list or called route map that it depends on is under way any more.
+/// Threading: the activity thread.
+class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase {
+ public:
+   /// `matchAggRoleUsers` may be null; the route map and the notifier are null only where nothing asks for them. Errors: a null in
+   /// any other place ends the process.
+   RouteMapConfigSymbolSm( const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
+                           const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
+                           const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
+                           const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
+                           const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
+                           const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers );
+   ~RouteMapConfigSymbolSm() override;
+
+   using SeqConfigSms = Zeugma::NestedSms<uint32_t, RmSeqConfigSymbolSmBase>::Machines;
+
+   void formatDerivedType( std::ostream & os ) const override;
+   void handleRouteMapSeq( uint32_t seqno ) override;
+   void handleRouteMapSeq() override;
+   void handleVersion() override;
+   void handleInitialized() override;
+   void handleRouteMapSymbolUpdateTask();
+
+   const Quoin::Ptr<RouteMapSymbol> & rmSymbol() const noexcept { return rmSymbol_; }
+   const Quoin::Ptr<PolicyRoot> & policyRoot() const noexcept { return policyRoot_; }
+   const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor() const noexcept { return rmConfigSymbolReactor_; }
+   const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper() const noexcept { return rmConfigSymbolHelper_; }
+   const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier() const noexcept { return routeMapOpModeNotifier_; }
+   const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler() const noexcept { return rmUpdateTaskScheduler_; }
+   /// Null for none.
+   const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers() const noexcept { return matchAggRoleUsers_; }
+   /// By sequence number, ascending.
+   const SeqConfigSms & seqConfigSm() const noexcept { return seqConfigSm_.machines(); }
+   /// Errors: MutatorArgNullPointerException on null.
+   void seqConfigSmIs( uint32_t seqno, const Quoin::Ptr<RmSeqConfigSymbolSmBase> & sm ) { seqConfigSm_.put( seqno, sm ); }
+   void seqConfigSmDel( uint32_t seqno ) { seqConfigSm_.erase( seqno ); }
+   const Quoin::Ptr<UndefinedReferenceSeq> & undefinedReferenceSeq() const noexcept { return undefinedReferenceSeq_; }
+   const Quoin::Ptr<ModifiedRouteMapSeqStatusList> & modifiedRmSeqStatusList() const noexcept { return modifiedRmSeqStatusList_; }
+   const Zeugma::Task & routeMapSymbolUpdateTask() const noexcept { return *routeMapSymbolUpdateTask_; }
+
+   bool hasModifiedSequence() const;
+   /// Whether nothing that the route map depends on is under way. If something is, its end has the question asked again: the call
+   /// changes what is waited for. The attribute map of an aggregate role takes no part.
+   bool hasRmPolicySymbolProcessingCompleted();
+   /// Where a sequence continues; 0 for nowhere.
+   uint32_t targetSeqnoForOrigin( uint32_t originSeqno ) const;
+
+ private:
+   enum class Asked : uint8_t { nothing, decision, compile };   // the later includes the earlier
+   class Step;
+
+   void handleChangeMissed() override;
+   void handleReactor( const Quoin::Change & change );
+   void handleAwaited( const Quoin::Change & change );
+
+   const Quoin::String & name() const noexcept { return rmSymbol_->name(); }
+   Quoin::Ptr<const RouteMapSeqStatus> published( uint32_t seqno ) const;
+   Quoin::Ptr<SeqUndefinedReferencesOptionTracker> trackerOf( uint32_t seqno ) const;
+   bool putOff( Asked what ) noexcept;
+   void doWhatWasPutOff();
+   void createSeq( uint32_t seqno );
+   void deleteSeq( uint32_t seqno );
+
+   ModifiedRouteMapSeqStatus getOrCreateModifiedSeqStatusEntry( uint32_t seqno ) const;
+   void addChangesToModifiedSeqStatusList();
+   void addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase & sm );
+   void addMatcherChanges( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm, PendingSymbolUpdate * pending );
+   void addSetterChanges( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm, PendingSymbolUpdate * pending );
+   void addContinueChange( uint32_t seqno, RouteMapSeqStatus & status, SequenceChange & change );
+   void addSubRouteMapChange( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm, PendingSymbolUpdate * pending,
+                              bool invertResult, Plinth::EveryStep & step );
+   void addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm, PendingSymbolUpdate * pending,
+                                 Plinth::EveryStep & step );
+   void addSymbols( RmSeqConfigSymbolSmBase & sm, Plinth::EveryStep & step );
+   void addPending( ModifiedRouteMapSeqStatus & entry, const Quoin::Ptr<const PendingSymbolUpdate> & pending );
+   void addPendingUpdate( uint32_t seqno );
+
+   void maybeUpdateRmStatusAndSymbol();
+   bool isAwaited( const Quoin::Ptr<const Routing::RouteMap::PolicySymbol> & symbol );
+   template <class SymbolLists>
+   bool areAwaited( const SymbolLists & lists, uint32_t seqno );
+   void updateRmStatusAndSymbol();
+   void linkContinues();
+   void maybeCloneSeqStatusToModifiedList( uint32_t seqno, uint32_t targetSeqno );
+   void updateUndefinedReferenceSeq( const ModifiedRouteMapSeqStatus & entry );
+   Quoin::Ptr<RouteMapStatus> newRmStatus();
+   Quoin::Ptr<RouteMapStatus> takeNextGeneration();
+
+   Quoin::Ptr<RouteMapSymbol> rmSymbol_;
+   Quoin::Ptr<PolicyRoot> policyRoot_;
+   Quoin::Ptr<RmConfigSymbolReactor> rmConfigSymbolReactor_;
+   Quoin::Ptr<RmConfigSymbolSmHelperBase> rmConfigSymbolHelper_;
+   Quoin::Ptr<const RouteMapOpModeNotifier> routeMapOpModeNotifier_;
+   Quoin::Ptr<Zeugma::TaskScheduler> rmUpdateTaskScheduler_;
+   Quoin::Ptr<MatchAggregateRoleUsers> matchAggRoleUsers_;   // may be null
+   Quoin::Ptr<UndefinedReferenceSeq> undefinedReferenceSeq_;
+   Quoin::Ptr<ModifiedRouteMapSeqStatusList> modifiedRmSeqStatusList_;
+   std::unique_ptr<Zeugma::Task> routeMapSymbolUpdateTask_;
+   Zeugma::Reactor<RouteMapConfigSymbolSm> symbolReactorReactor_{ *this, &RouteMapConfigSymbolSm::handleReactor };
+   Zeugma::Reactor<RouteMapConfigSymbolSm> awaitedReactor_{ *this, &RouteMapConfigSymbolSm::handleAwaited };   // what holds the gate
+   Zeugma::NestedSms<uint32_t, RmSeqConfigSymbolSmBase> seqConfigSm_{ *this };
+   Asked asked_ = Asked::nothing;   // while a step was under way
+   bool inStep_ = false;
+};
+
+/// Makes the machine, which compiles at once, and switches it on.
+ROUTEPOLICY_API Quoin::Ptr<RouteMapConfigSymbolSm>
+routeMapConfigSymbolSmFactory( const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
+                               const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
+                               const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
+                               const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
+                               const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
+                               const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers );
+
+}   // namespace Routing::Policy

@@ -1,0 +1,581 @@
+#include "compile/CommonComponentRmSeqConfigFilterSm.h"
+
+#include <functional>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "tests/compile/FilterFixtures.h"
+
+namespace Routing::Policy {
+namespace {
+
+using namespace CompileFixtures;
+using Quoin::makeNode;
+using Quoin::Ptr;
+using Routing::RouteMap::Config;
+using Routing::RouteMap::MapEntry;
+using Routing::RouteMap::MatchRule;
+using Routing::RouteMap::SubRouteMap;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+using Log = std::vector<std::string>;
+using Sm = CommonComponentRmSeqConfigFilterSm;
+
+static_assert( std::is_base_of_v<CommonComponentRmSeqConfigSmBase, Sm> );
+
+constexpr auto deny = Acl::MatchPermit::deny;
+constexpr auto permit = Acl::MatchPermit::permit;
+
+/// One sequence of RM1, and the filtered route maps that it may call: RM2, which calls nothing, and RM3, which calls RM1.
+class CommonComponentRmSeqConfigFilterSmTest : public testing::Test {
+ protected:
+   CommonComponentRmSeqConfigFilterSmTest() {
+      c.filtered->routeMapIs( "RM2" )->mapEntryIs( 10 );
+      c.filtered->routeMapIs( "RM3" )->mapEntryIs( 10 )->subRouteMapIs( { "RM1", false } );
+   }
+   Ptr<Sm> start() { return commonComponentRmSeqConfigFilterSmFactory( "RM1", entry, copy, c.filtered.get(), list, c.update ); }
+   void unblock() { c.filtered->routeMap( "RM3" )->mapEntry( 10 )->subRouteMapIs( {} ); }
+   void blockAgain() { c.filtered->routeMap( "RM3" )->mapEntry( 10 )->subRouteMapIs( { "RM1", false } ); }
+   Log take() { return std::exchange( log, {} ); }
+
+   FilterCase c;
+   Ptr<MapEntry> entry = makeNode<MapEntry>( 20 );
+   Ptr<MapEntry> copy = c.filtered->routeMapIs( "RM1" )->mapEntryIs( 20 );
+   Ptr<RouteMapBlockedSequenceList> list = makeNode<RouteMapBlockedSequenceList>( "RM1" );
+   Log log;
+   Reaction toCopy{ *copy, [ this ]( const Quoin::Change & change ) { log.push_back( describe( *copy, change ) ); } };
+};
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, aNewSequenceIsCopiedAtOnceInOrder ) {
+   entry->matchRuleIs( listRule( MatchOption::matchTagSet, "TS1" ) );
+   entry->matchRuleIs( listRule( MatchOption::matchIpPrefixList, "PL1", true ) );
+   entry->descriptionIs( 2, "second" );
+   entry->descriptionIs( 1, "first" );
+   entry->subRouteMapIs( { "RM2", true } );
+   entry->distanceIs( 7 );
+   entry->continueSeqIs( 40 );
+   entry->setFlagsIs( MapEntry::continueSeqSet | 3 );
+   entry->permitIs( deny );
+   const auto sm = makeNode<Sm>( "RM1", entry, copy, c.filtered.get(), list, c.update );   // not switched on
+   EXPECT_THAT( take(),
+                ElementsAre( "permit deny", "setFlags 65539", "continueSeq 40", "distance 7", "subRouteMap RM2 invert-result",
+                             "description 1 'first'", "description 2 'second'", "matchRule matchIpPrefixList listName PL1 invert-result",
+                             "matchRule matchTagSet listName TS1" ) );
+   EXPECT_EQ( sm->rmName(), "RM1" );
+   EXPECT_EQ( sm->seqno(), 20u );
+   EXPECT_EQ( textOf( *sm ), "rmName: RM1 seqno: 20" );
+   EXPECT_EQ( sm->routeMapUpdateNotifierSubScriber(), nullptr );
+   sm->hasNotificationActiveIs( true );
+   EXPECT_THAT( take(), IsEmpty() ) << "nothing was missed";
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, anEmptySequenceWritesNothing ) {
+   const auto sm = start();
+   EXPECT_THAT( take(), IsEmpty() );
+   EXPECT_TRUE( list->sequence().empty() );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, copiesEachAttributeAsItChanges ) {
+   struct Row {
+      const char * what;
+      std::function<void( MapEntry & )> write;
+      Log copied;
+   };
+   const Row rows[] = {
+      { "deny", []( MapEntry & e ) { e.permitIs( deny ); }, { "permit deny" } },
+      { "the same again", []( MapEntry & e ) { e.permitIs( deny ); }, {} },
+      { "permit", []( MapEntry & e ) { e.permitIs( permit ); }, { "permit permit" } },
+      { "flags that mean nothing here", []( MapEntry & e ) { e.setFlagsIs( 0xfff ); }, { "setFlags 4095" } },
+      { "the flag of the continue", []( MapEntry & e ) { e.setFlagsIs( MapEntry::continueSeqSet ); }, { "setFlags 65536" } },
+      { "a continue", []( MapEntry & e ) { e.continueSeqIs( 40 ); }, { "continueSeq 40" } },
+      { "flags gone, the number stays", []( MapEntry & e ) { e.setFlagsIs( 0 ); }, { "setFlags 0" } },
+      { "no number", []( MapEntry & e ) { e.continueSeqIs( 0 ); }, { "continueSeq 0" } },
+      { "a distance", []( MapEntry & e ) { e.distanceIs( 300 ); }, { "distance 300" } },
+      { "no distance", []( MapEntry & e ) { e.distanceIs( 0 ); }, { "distance 0" } },
+      { "a line", []( MapEntry & e ) { e.descriptionIs( 3, "x" ); }, { "description 3 'x'" } },
+      { "another text", []( MapEntry & e ) { e.descriptionIs( 3, "y" ); }, { "description 3 'y'" } },
+      { "a line that goes reads as empty", []( MapEntry & e ) { e.descriptionDel( 3 ); }, { "description 3 ''" } },
+      { "a call",
+        []( MapEntry & e ) {
+           e.subRouteMapIs( { "RM2", false } );
+        },
+        { "subRouteMap RM2" } },
+      { "the same call inverted",
+        []( MapEntry & e ) {
+           e.subRouteMapIs( { "RM2", true } );
+        },
+        { "subRouteMap RM2 invert-result" } },
+      { "a call of what is not defined",
+        []( MapEntry & e ) {
+           e.subRouteMapIs( { "RM9", false } );
+        },
+        { "subRouteMap RM9" } },
+      { "no call", []( MapEntry & e ) { e.subRouteMapIs( {} ); }, { "subRouteMap " } },
+      { "a rule",
+        []( MapEntry & e ) { e.matchRuleIs( listRule( MatchOption::matchIpPrefixList, "PL1" ) ); },
+        { "matchRule matchIpPrefixList listName PL1" } },
+      { "the rule whole",
+        []( MapEntry & e ) { e.matchRuleIs( listRule( MatchOption::matchIpPrefixList, "PL2", true ) ); },
+        { "matchRule matchIpPrefixList listName PL2 invert-result" } },
+      { "no rule", []( MapEntry & e ) { e.matchRuleDel( MatchOption::matchIpPrefixList ); }, { "matchRule matchIpPrefixList gone" } },
+   };
+   const auto sm = start();
+   for( const Row & row : rows ) {
+      SCOPED_TRACE( row.what );
+      row.write( *entry );
+      EXPECT_EQ( take(), row.copied );
+   }
+   EXPECT_TRUE( copy->description().find( 3 ) ) << "written as empty, not taken out";
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, continueAndDistanceTakeTheFlagsWithThem ) {
+   const auto sm = start();
+   entry->setFlagsIs( 5 );
+   copy->setFlagsIs( 0 );   // as if the flags had not been told of yet
+   take();
+   sm->handleContinueSeq();
+   EXPECT_THAT( take(), ElementsAre( "setFlags 5" ) );
+   entry->continueSeqIs( 30 );
+   copy->setFlagsIs( 0 );
+   copy->continueSeqIs( 0 );
+   take();
+   sm->handleContinueSeq();
+   EXPECT_THAT( take(), ElementsAre( "continueSeq 30", "setFlags 5" ) ) << "the value first";
+   entry->distanceIs( 9 );
+   copy->setFlagsIs( 0 );
+   copy->distanceIs( 0 );
+   take();
+   sm->handleDistance();
+   EXPECT_THAT( take(), ElementsAre( "distance 9", "setFlags 5" ) );
+   copy->setFlagsIs( 0 );
+   copy->distanceIs( 0 );
+   take();
+   sm->handleSetFlags();
+   EXPECT_THAT( take(), ElementsAre( "setFlags 5" ) ) << "the flags alone";
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, copiesTheRulesOfTheSupportedOptionsOnly ) {
+   const auto sm = start();
+   std::vector<unsigned> copied;
+   for( unsigned option = 0; option <= 255; ++option ) {
+      MatchRule rule;
+      rule.option = MatchOption( option );
+      rule.numericValue = 4;
+      entry->matchRuleIs( rule );
+      if( const auto * found = copy->matchRule().find( rule.option ) ) {
+         EXPECT_EQ( *found, rule );
+         copied.push_back( option );
+      }
+   }
+   EXPECT_THAT( copied, ElementsAre( 1, 2, 106, 113, 115, 116, 131, 132 ) );
+   EXPECT_EQ( copy->matchRule().count(), copied.size() );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, aRuleOfAnUnsupportedOptionIsLeftOutFromTheStart ) {
+   entry->matchRuleIs( listRule( MatchOption::matchCommunity, "C1" ) );
+   entry->matchRuleIs( listRule( MatchOption::matchIpPrefixList, "PL1" ) );
+   const auto sm = start();
+   EXPECT_THAT( take(), ElementsAre( "matchRule matchIpPrefixList listName PL1" ) );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, theDeletionOfARuleIsPassedOnWhetherItsOptionIsSupportedOrNot ) {
+   const auto sm = start();
+   entry->matchRuleIs( listRule( MatchOption::matchCommunity, "C1" ) );
+   copy->matchRuleIs( listRule( MatchOption::matchCommunity, "agent" ) );   // an agent's own filter may have brought it
+   take();
+   entry->matchRuleIs( listRule( MatchOption::matchCommunity, "C2" ) );
+   EXPECT_THAT( take(), IsEmpty() ) << "the rule of another is not touched";
+   entry->matchRuleDel( MatchOption::matchCommunity );
+   EXPECT_THAT( take(), ElementsAre( "matchRule matchCommunity gone" ) );
+   sm->handleMatchRule( MatchOption::matchTag );
+   EXPECT_THAT( take(), IsEmpty() ) << "gone in both";
+}
+
+// ---- calls
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, aCallThatClosesACycleBlocksTheSequenceAndKeepsTheOldCall ) {
+   struct Row {
+      const char * what;
+      SubRouteMap before;
+      SubRouteMap after;
+      bool blocks;
+   };
+   const Row rows[] = {
+      { "itself", {}, { "RM1", false }, true },
+      { "itself inverted", {}, { "RM1", true }, true },
+      { "one that calls it", {}, { "RM3", false }, true },
+      { "one that calls it, in place of another call", { "RM2", true }, { "RM3", false }, true },
+      { "one that calls nothing", {}, { "RM2", false }, false },
+      { "one that is not defined", { "RM2", false }, { "RM9", true }, false },
+      { "nobody", { "RM2", false }, {}, false },
+      { "nobody, inverted", { "RM2", false }, { "", true }, false },
+   };
+   const auto sm = start();
+   for( const Row & row : rows ) {
+      SCOPED_TRACE( row.what );
+      entry->subRouteMapIs( row.before );
+      ASSERT_EQ( copy->subRouteMap(), row.before );
+      entry->subRouteMapIs( row.after );
+      EXPECT_EQ( copy->subRouteMap(), row.blocks ? row.before : row.after );
+      EXPECT_EQ( list->sequence( 20 ), row.blocks );
+      EXPECT_EQ( list->sequence().count(), row.blocks ? 1u : 0u );
+      EXPECT_EQ( sm->routeMapUpdateNotifierSubScriber(), row.blocks ? Ptr<const Quoin::Node>( c.update ) : nullptr );
+      EXPECT_EQ( sm->evalSubRouteMap(), !row.blocks );
+   }
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, aSequenceThatIsBornBlockedIsCopiedButForItsCall ) {
+   entry->subRouteMapIs( { "RM3", false } );
+   entry->distanceIs( 4 );
+   entry->descriptionIs( 1, "d" );
+   const auto sm = start();
+   EXPECT_THAT( take(), ElementsAre( "distance 4", "description 1 'd'" ) );
+   EXPECT_TRUE( list->sequence( 20 ) );
+   EXPECT_EQ( sm->routeMapUpdateNotifierSubScriber(), c.update );
+   unblock();
+   c.update->versionInc( 1 );
+   EXPECT_THAT( take(), ElementsAre( "subRouteMap RM3" ) );
+   EXPECT_TRUE( list->sequence().empty() );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, allElseOfABlockedSequenceGoesOnBeingCopied ) {
+   const auto sm = start();
+   entry->subRouteMapIs( { "RM3", false } );
+   EXPECT_THAT( take(), IsEmpty() );
+   entry->permitIs( deny );
+   entry->setFlagsIs( 1 );
+   entry->continueSeqIs( 50 );
+   entry->distanceIs( 2 );
+   entry->descriptionIs( 1, "d" );
+   entry->matchRuleIs( listRule( MatchOption::matchTagSet, "TS1" ) );
+   EXPECT_THAT( take(),
+                ElementsAre( "permit deny", "setFlags 1", "continueSeq 50", "distance 2", "description 1 'd'",
+                             "matchRule matchTagSet listName TS1" ) );
+   EXPECT_TRUE( list->sequence( 20 ) );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, aBlockedSequenceTriesAgainAtEveryVersionOfTheNotifierAndAtNoOtherTime ) {
+   const auto sm = start();
+   entry->subRouteMapIs( { "RM3", false } );
+   c.update->versionInc( 1 );
+   EXPECT_EQ( copy->subRouteMap(), SubRouteMap{} ) << "still a cycle";
+   EXPECT_TRUE( list->sequence( 20 ) );
+   EXPECT_EQ( sm->routeMapUpdateNotifierSubScriber(), c.update ) << "goes on waiting";
+   unblock();
+   EXPECT_TRUE( list->sequence( 20 ) ) << "nobody has told it";
+   EXPECT_EQ( copy->subRouteMap(), SubRouteMap{} );
+   c.update->versionIs( 0 );   // whichever way it goes
+   EXPECT_EQ( copy->subRouteMap(), ( SubRouteMap{ "RM3", false } ) );
+   EXPECT_TRUE( list->sequence().empty() );
+   EXPECT_EQ( sm->routeMapUpdateNotifierSubScriber(), nullptr );
+   EXPECT_THAT( take(), ElementsAre( "subRouteMap RM3" ) );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, aClearSequenceDoesNotListen ) {
+   const auto sm = start();
+   entry->subRouteMapIs( { "RM2", false } );
+   copy->subRouteMapIs( { "RM9", false } );   // would be mended if it looked
+   take();
+   c.update->versionInc( 1 );
+   sm->handleRouteMapUpdateNotifier();
+   EXPECT_THAT( take(), IsEmpty() );
+   EXPECT_EQ( c.update->useCount(), 2u ) << "the machine's own handle and this one";
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, anEntryThatIsFalseIsNotBlocked ) {
+   const auto sm = start();
+   entry->subRouteMapIs( { "RM3", false } );
+   unblock();
+   list->sequenceIs( 20, false );
+   c.update->versionInc( 1 );
+   EXPECT_EQ( copy->subRouteMap(), SubRouteMap{} );
+   EXPECT_EQ( list->sequence().count(), 1u ) << "left as it is";
+   list->sequenceIs( 20, true );
+   c.update->versionInc( 1 );
+   EXPECT_EQ( copy->subRouteMap(), ( SubRouteMap{ "RM3", false } ) );
+   EXPECT_EQ( list->sequence().count(), 0u );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, theNewestCallCounts ) {
+   const auto sm = start();
+   entry->subRouteMapIs( { "RM3", false } );
+   entry->subRouteMapIs( { "RM3", true } );   // still a cycle
+   EXPECT_TRUE( list->sequence( 20 ) );
+   unblock();
+   c.update->versionInc( 1 );
+   EXPECT_EQ( copy->subRouteMap(), ( SubRouteMap{ "RM3", true } ) );
+   entry->subRouteMapIs( {} );
+   blockAgain();
+   entry->subRouteMapIs( { "RM3", false } );
+   ASSERT_TRUE( list->sequence( 20 ) );
+   entry->subRouteMapIs( { "RM2", false } );   // a way out without the notifier
+   EXPECT_EQ( copy->subRouteMap(), ( SubRouteMap{ "RM2", false } ) );
+   EXPECT_TRUE( list->sequence().empty() );
+   EXPECT_EQ( sm->routeMapUpdateNotifierSubScriber(), nullptr );
+   take();
+   unblock();
+   c.update->versionInc( 1 );
+   EXPECT_THAT( take(), IsEmpty() ) << "nothing waits any more";
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, blockedOnceMoreItTellsNobodyOnceMore ) {
+   const auto sm = start();
+   Reaction toList( *list );
+   entry->subRouteMapIs( { "RM3", false } );
+   EXPECT_EQ( toList.take(), 1 );
+   entry->subRouteMapIs( { "RM1", false } );
+   c.update->versionInc( 1 );
+   c.update->versionInc( 1 );
+   EXPECT_EQ( toList.take(), 0 ) << "which is why a cascade ends";
+   entry->subRouteMapIs( {} );
+   EXPECT_EQ( toList.take(), 1 );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, blockedItSubscribesFirstAndIsListedThen ) {
+   const auto sm = start();
+   Ptr<const Quoin::Node> watched;
+   const Reaction toList( *list, [ & ]( const Quoin::Change & ) { watched = sm->routeMapUpdateNotifierSubScriber(); } );
+   entry->subRouteMapIs( { "RM3", false } );
+   EXPECT_EQ( watched, c.update );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, freedItCopiesFirstThenLeavesTheNotifierAndThenTheList ) {
+   const auto sm = start();
+   entry->subRouteMapIs( { "RM3", false } );
+   Log steps;
+   const auto note = [ & ]( const char * who ) {
+      return [ &, who ]( const Quoin::Change & ) {
+         steps.push_back( std::string( who ) + ( copy->subRouteMap().name.empty() ? "" : " copied" ) +
+                          ( sm->routeMapUpdateNotifierSubScriber() ? " listens" : "" ) + ( list->sequence( 20 ) ? " listed" : "" ) );
+      };
+   };
+   const Reaction ofCopy( *copy, note( "copy:" ) ), ofList( *list, note( "list:" ) );
+   unblock();
+   c.update->versionInc( 1 );
+   EXPECT_THAT( steps, ElementsAre( "copy: copied listens listed", "list: copied" ) );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, deletesTheEntryThatAnEarlierSequenceOfItsNumberHasLeft ) {
+   list->sequenceIs( 20, true );
+   list->sequenceIs( 30, true );
+   const auto sm = start();
+   EXPECT_TRUE( list->sequence( 20 ) ) << "without a call there is nothing to decide";
+   entry->subRouteMapIs( { "RM2", false } );
+   EXPECT_FALSE( list->sequence().find( 20 ) );
+   EXPECT_TRUE( list->sequence( 30 ) ) << "another's";
+}
+
+// ---- traces
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, tracesWhatBecomesOfACall ) {
+   const auto sm = start();
+   TraceLog traces( "CommonComponentRmSeqConfigFilterSm" );
+   entry->subRouteMapIs( { "RM2", true } );
+   EXPECT_THAT( traces.take(), ElementsAre( HasSubstr( "handleSubRouteMap" ), "changing sub-route-map from: to RM2 invert-result" ) );
+   entry->subRouteMapIs( { "RM3", false } );
+   EXPECT_THAT(
+      traces.take(),
+      ElementsAre( HasSubstr( "handleSubRouteMap" ), "subscribe to the global route map update", "marking sequence as blocking" ) );
+   c.update->versionInc( 1 );
+   EXPECT_THAT( traces.take(),
+                ElementsAre( "previous sync was deferred due to cycle. Re-evaluating.", "subscribe to the global route map update",
+                             "marking sequence as blocking" ) );
+   unblock();
+   c.update->versionInc( 1 );
+   EXPECT_THAT(
+      traces.take(),
+      ElementsAre( "previous sync was deferred due to cycle. Re-evaluating.", "changing sub-route-map from:RM2 invert-result to RM3" ) );
+   entry->subRouteMapIs( {} );
+   EXPECT_THAT( traces.take(), ElementsAre( HasSubstr( "handleSubRouteMap" ), "changing sub-route-map from:RM3 to " ) );
+   c.update->versionInc( 1 );
+   EXPECT_THAT( traces.take(), IsEmpty() );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, eachHandlerTracesThePlaceInTheSource ) {
+   struct Row {
+      const char * handler;
+      std::function<void( Sm & )> run;
+   };
+   const Row rows[] = {
+      { "handlePermit", []( Sm & sm ) { sm.handlePermit(); } },
+      { "handleSetFlags", []( Sm & sm ) { sm.handleSetFlags(); } },
+      { "handleDescription", []( Sm & sm ) { sm.handleDescription( 1 ); } },
+      { "handleContinueSeq", []( Sm & sm ) { sm.handleContinueSeq(); } },
+      { "handleDistance", []( Sm & sm ) { sm.handleDistance(); } },
+      { "handleMatchRule", []( Sm & sm ) { sm.handleMatchRule( MatchOption::matchTag ); } },
+      { "handleSubRouteMap", []( Sm & sm ) { sm.handleSubRouteMap(); } },
+   };
+   const auto sm = start();
+   TraceLog traces( "CommonComponentRmSeqConfigFilterSm" );
+   for( const Row & row : rows ) {
+      SCOPED_TRACE( row.handler );
+      row.run( *sm );
+      const auto texts = traces.take();
+      ASSERT_FALSE( texts.empty() );
+      EXPECT_THAT( texts.front(), HasSubstr( "CommonComponentRmSeqConfigFilterSm.cpp:" ) );
+      EXPECT_THAT( texts.front(), HasSubstr( row.handler ) );
+      EXPECT_THAT( texts.front(), EndsWith( "rmName: RM1 seqno: 20" ) );
+   }
+}
+
+// ---- an agent's own options
+
+/// An agent that knows communities too: the common component copies the rest, and does not learn of it.
+struct AgentSm final : RmSeqConfigFilterSmBase {
+   AgentSm( const Quoin::String & rmName, const Ptr<const MapEntry> & entry, const Ptr<MapEntry> & copy, Config * root,
+            const Ptr<RouteMapBlockedSequenceList> & list, const Ptr<const RouteMapUpdateNotifier> & update )
+         : RmSeqConfigFilterSmBase( rmName, entry, copy, root, list, update ) {
+      common_.machineIs( commonComponentRmSeqConfigFilterSmFactory( rmName, entry, copy, root, list, update ) );
+      reactor_.notifierIs( entry );
+      handleChangeMissed();
+   }
+   ~AgentSm() override { stop(); }
+   bool matchRuleSupported( MatchOption option ) const override {
+      return option == MatchOption::matchCommunity || common_.machine()->matchRuleSupported( option );
+   }
+   const Sm & common() const { return *common_.machine(); }
+
+ private:
+   void handleChangeMissed() override { copyRule(); }
+   void handleEntry( const Quoin::Change & change ) {
+      if( MapEntry::Field( change.field ) == MapEntry::Field::matchRule ) copyRule();
+   }
+   void copyRule() {
+      if( const auto * rule = seqConfig()->matchRule().find( MatchOption::matchCommunity ) ) filteredSeqConfig()->matchRuleIs( *rule );
+   }
+   Zeugma::NestedSm<Sm> common_{ *this };
+   Zeugma::Reactor<AgentSm> reactor_{ *this, &AgentSm::handleEntry };
+};
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, anAgentsOwnSequenceBringsItsOptionsBesideTheCommonOnes ) {
+   entry->matchRuleIs( listRule( MatchOption::matchCommunity, "C1" ) );
+   entry->matchRuleIs( listRule( MatchOption::matchAsPath, "A1" ) );
+   entry->matchRuleIs( listRule( MatchOption::matchTagSet, "TS1" ) );
+   auto sm = Zeugma::makeSm<AgentSm>( "RM1", entry, copy, c.filtered.get(), list, c.update );
+   EXPECT_THAT( take(), ElementsAre( "matchRule matchTagSet listName TS1", "matchRule matchCommunity listName C1" ) );
+   EXPECT_TRUE( sm->matchRuleSupported( MatchOption::matchCommunity ) );
+   EXPECT_FALSE( sm->common().matchRuleSupported( MatchOption::matchCommunity ) ) << "the common component is not widened";
+   entry->matchRuleIs( listRule( MatchOption::matchCommunity, "C2" ) );
+   EXPECT_THAT( take(), ElementsAre( "matchRule matchCommunity listName C2" ) );
+   entry->matchRuleDel( MatchOption::matchCommunity );
+   EXPECT_THAT( take(), ElementsAre( "matchRule matchCommunity gone" ) ) << "the common component deletes it";
+   sm = nullptr;
+   entry->matchRuleIs( listRule( MatchOption::matchCommunity, "C3" ) );
+   entry->distanceIs( 1 );
+   EXPECT_THAT( take(), IsEmpty() );
+}
+
+// ---- life
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, withoutAnEntryItCopiesNothing ) {
+   entry = nullptr;
+   const auto sm = start();
+   EXPECT_EQ( sm->seqno(), 0u );
+   EXPECT_THAT( take(), IsEmpty() );
+   EXPECT_EQ( textOf( *sm ), "rmName: RM1 seqno: 0" );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, whatChangesBehindTheScanIsCopiedWhenItIsSwitchedOn ) {
+   const auto sm = makeNode<Sm>( "RM1", entry, copy, c.filtered.get(), list, c.update );
+   entry->distanceIs( 3 );
+   entry->subRouteMapIs( { "RM3", false } );
+   EXPECT_THAT( take(), IsEmpty() );
+   sm->hasNotificationActiveIs( true );
+   EXPECT_THAT( take(), ElementsAre( "distance 3" ) );
+   EXPECT_TRUE( list->sequence( 20 ) );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, whatIsTakenOutBehindTheScanIsTakenOutOfTheCopyWhenItIsSwitchedOn ) {
+   entry->distanceIs( 3 );
+   entry->subRouteMapIs( { "RM2", false } );
+   entry->descriptionIs( 1, "d" );
+   entry->matchRuleIs( listRule( MatchOption::matchTagSet, "TS1" ) );
+   const auto sm = makeNode<Sm>( "RM1", entry, copy, c.filtered.get(), list, c.update );
+   entry->distanceIs( 0 );
+   entry->subRouteMapIs( {} );
+   entry->descriptionDel( 1 );
+   entry->matchRuleDel( MatchOption::matchTagSet );
+   take();
+   sm->hasNotificationActiveIs( true );
+   EXPECT_EQ( copy->distance(), 0u );
+   EXPECT_EQ( copy->subRouteMap(), SubRouteMap{} );
+   EXPECT_EQ( copy->description( 1 ), "" );
+   EXPECT_TRUE( copy->matchRule().empty() );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, aMachineThatIsGoingOrHasGoneCopiesNothing ) {
+   auto sm = start();
+   entry->subRouteMapIs( { "RM3", false } );
+   unblock();
+   sm->plinthDoZombieReactors( true );
+   entry->distanceIs( 3 );
+   c.update->versionInc( 1 );
+   EXPECT_THAT( take(), IsEmpty() );
+   sm->plinthDoZombieReactors( false );
+   sm = nullptr;
+   entry->distanceIs( 4 );
+   c.update->versionInc( 1 );
+   EXPECT_THAT( take(), IsEmpty() );
+   EXPECT_TRUE( list->sequence( 20 ) ) << "a blocked one leaves its mark";
+   EXPECT_EQ( entry->useCount(), 1u );
+   EXPECT_EQ( copy->useCount(), 2u ) << "the filtered route map's handle and this one";
+   EXPECT_EQ( list->useCount(), 1u );
+   EXPECT_EQ( c.update->useCount(), 1u );
+   EXPECT_EQ( c.filtered->useCount(), 1u );
+}
+
+TEST_F( CommonComponentRmSeqConfigFilterSmTest, itMayGoInWhateverItBringsAbout ) {
+   struct Row {
+      const char * what;
+      Quoin::Node * watched;
+      std::function<void()> act;
+      SubRouteMap call;   // what the copy has then
+   };
+   const Row rows[] = {
+      { "its copy's change",
+        copy.get(),
+        [ & ] {
+           entry->subRouteMapIs( { "RM2", false } );
+        },
+        { "RM2", false } },
+      { "its being listed",
+        list.get(),
+        [ & ] {
+           entry->subRouteMapIs( { "RM3", false } );
+        },
+        {} },
+      { "its leaving the list",
+        list.get(),
+        [ & ] {
+           entry->subRouteMapIs( { "RM2", true } );
+        },
+        { "RM2", true } },
+      { "the copy's change when it is woken", copy.get(), [ & ] { c.update->versionInc( 1 ); }, { "RM3", false } },
+   };
+   for( const Row & row : rows ) {
+      SCOPED_TRACE( row.what );
+      entry->subRouteMapIs( {} );
+      copy->subRouteMapIs( {} );
+      list->sequenceDelAll();
+      blockAgain();
+      auto sm = start();
+      if( row.watched == list.get() ? row.call.name == "RM2" : row.call.name == "RM3" ) entry->subRouteMapIs( { "RM3", false } );
+      if( row.call.name == "RM3" ) unblock();
+      const Reaction drop( *row.watched, [ & ]( const Quoin::Change & ) { sm = nullptr; } );
+      row.act();
+      EXPECT_EQ( sm, nullptr );
+      EXPECT_EQ( copy->subRouteMap(), row.call );
+      EXPECT_EQ( entry->useCount(), 1u );
+      EXPECT_EQ( c.update->useCount(), 1u );
+   }
+}
+
+}   // namespace
+}   // namespace Routing::Policy

@@ -1,0 +1,878 @@
+#include "compile/RouteMapConfigSm.h"
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "tests/compile/FilterFixtures.h"
+#include "tests/compile/RouteMapConfigSymbolSmFixtures.h"
+#include "tests/policy/Fixtures.h"
+
+namespace Routing::Policy {
+namespace {
+
+using namespace CompileFixtures;
+using Routing::RouteMap::Config;
+using Routing::RouteMap::RouteMapOpModeType;
+using testing::ElementsAre;
+using testing::StartsWith;
+using Log = std::vector<std::string>;
+constexpr auto deny = Acl::MatchPermit::deny;
+
+/// What a reaction does at its first change, or at the first that it is meant for.
+Reaction::Function once( std::function<void()> act, std::function<bool( const Quoin::Change & )> isMeant = {} ) {
+   return [ act = std::move( act ), isMeant = std::move( isMeant ), done = std::make_shared<bool>() ]( const Quoin::Change & change ) {
+      if( ( !isMeant || isMeant( change ) ) && !std::exchange( *done, true ) ) act();
+   };
+}
+
+/// A helper that makes common sequences, and does what it is told behind that, or in place of it.
+struct ToldHelper final : RmConfigFilterSmHelperBase {
+   Ptr<RmSeqConfigFilterSmBase> createSeqConfigSm( const String & rmName, const Ptr<const MapEntry> & entry, const Ptr<MapEntry> & copy,
+                                                   Config * config, const Ptr<RouteMapBlockedSequenceList> & list,
+                                                   const Ptr<const RouteMapUpdateNotifier> & update ) override {
+      if( instead ) return instead();
+      const auto sm = common->createSeqConfigSm( rmName, entry, copy, config, list, update );
+      if( const auto now = std::exchange( behind, {} ) ) now();
+      return sm;
+   }
+   std::function<Ptr<RmSeqConfigFilterSmBase>()> instead;
+   std::function<void()> behind;   // once, when the sequence is made and nobody has it yet
+   Ptr<CommonRmConfigFilterSmHelper> common = makeNode<CommonRmConfigFilterSmHelper>();
+};
+
+class RouteMapConfigSmReactionTest : public testing::Test {
+ protected:
+   /// Tasks go on until they are done, whatever the clock says.
+   RouteMapConfigSmReactionTest() {
+      scheduler->budgetIs( []( const Zeugma::Task & ) { return false; } );
+   }
+   Ptr<RouteMapConfigSm> made() const {
+      return makeNode<RouteMapConfigSm>( raw, filtered, root, filterHelper, symbolHelper, scheduler, users );
+   }
+   void start() {
+      machine = made();
+      machine->hasNotificationActiveIs( true );
+   }
+   Ptr<Map> add( const char * name, uint32_t version = 1, uint32_t seqno = 10 ) const {
+      const auto map = raw->routeMapIs( name );
+      map->mapEntryIs( seqno );
+      map->versionIs( version );
+      return map;
+   }
+   void del( const char * name ) const { raw->routeMapDel( name ); }
+   void run() const { scheduler->runUntilIdle(); }
+   void yieldAfterEach() const {
+      scheduler->budgetIs( []( const Zeugma::Task & ) { return true; } );
+   }
+   Ptr<MapEntry> entry( const char * name, uint32_t seqno = 10 ) const { return raw->routeMap( name )->mapEntry( seqno ); }
+   Ptr<MapEntry> copy( const char * name, uint32_t seqno = 10 ) const { return filtered->routeMap( name )->mapEntry( seqno ); }
+   void call( const char * name, const char * target ) const { entry( name )->subRouteMapIs( { target, false } ); }
+   void raise( const char * name ) const {
+      const auto map = raw->routeMap( name );
+      map->versionIs( map->version() + 1 );
+   }
+   Ptr<RouteMapSymbol> symbol( const char * name ) const { return root->routeMapTable()->symbol( name ); }
+   Ptr<const RouteMapStatus> status( const char * name ) const { return symbol( name )->rmStatus(); }
+   bool live( const char * name ) const { return filtered->routeMap().find( name ); }
+   Ptr<RouteMapConfigFilterSm> filter( const char * name ) const { return *machine->routeMapConfigFilterSm().find( name ); }
+   bool blocked( const char * name, uint32_t seqno = 10 ) const { return filter( name )->routeMapBlockedSequenceList()->sequence( seqno ); }
+   const Zeugma::Task & task() const { return *machine->routeMapDeleteTask(); }
+
+   /// Whether both stages have the route map that is configured now, and it is published whole.
+   testing::AssertionResult lives( const char * name ) const {
+      const auto input = raw->routeMap( name );
+      const auto output = filtered->routeMap( name );
+      const auto * filterSm = machine->routeMapConfigFilterSm().find( name );
+      const auto * symbolSm = machine->routeMapConfigSymbolSm().find( name );
+      const auto reactor = machine->rmConfigSymbolReactorColl()->reactor( name );
+      const auto fail = [ & ]( const char * what ) { return testing::AssertionFailure() << name << ": " << what; };
+      if( !input ) return fail( "is not configured" );
+      if( !output ) return fail( "is not filtered" );
+      if( !filterSm ) return fail( "no filter machine" );
+      if( ( *filterSm )->routeMap() != input ) return fail( "another one is filtered" );
+      if( ( *filterSm )->filteredRmConfig() != output ) return fail( "the filter writes to another copy" );
+      if( ( *filterSm )->seqConfigSm().count() != input->mapEntry().count() ) return fail( "sequences without a filter, or too many" );
+      if( output->mapEntry().count() != input->mapEntry().count() ) return fail( "other sequences in the copy" );
+      if( output->version() != input->version() ) return fail( "another version in the copy" );
+      if( !symbolSm ) return fail( "no symbol machine" );
+      if( ( *symbolSm )->routeMap() != output ) return fail( "another one is compiled" );
+      if( ( *symbolSm )->seqConfigSm().count() != input->mapEntry().count() ) return fail( "sequences without a machine, or too many" );
+      if( !reactor || ( *symbolSm )->rmConfigSymbolReactor() != reactor ) return fail( "another reactor" );
+      if( reactor->modifiedRmSeqStatusList() != ( *symbolSm )->modifiedRmSeqStatusList() ) return fail( "another list in the reactor" );
+      if( machine->allRmSymbol()->symbol( name ) != symbol( name ) ) return fail( "its symbol is not listed" );
+      if( !status( name ) ) return fail( "no status" );
+      if( status( name )->seqStatus().count() != input->mapEntry().count() ) return fail( "other sequences in the status" );
+      if( !symbol( name )->statusCurrent() ) return fail( "not current" );
+      if( machine->pendingDelete().find( name ) ) return fail( "a deletion is pending" );
+      if( machine->deferredCreates().find( name ) ) return fail( "a creation is deferred" );
+      return testing::AssertionSuccess();
+   }
+   /// Whether nothing of it is left.
+   testing::AssertionResult gone( const char * name ) const {
+      const std::pair<const char *, bool> parts[] = {
+         { "filtered", live( name ) },
+         { "filter machine", machine->routeMapConfigFilterSm().find( name ) != nullptr },
+         { "symbol machine", machine->routeMapConfigSymbolSm().find( name ) != nullptr },
+         { "reactor", machine->rmConfigSymbolReactorColl()->reactor().find( name ) != nullptr },
+         { "symbol", machine->allRmSymbol()->symbol().find( name ) != nullptr },
+         { "status", status( name ) != nullptr },
+         { "pending delete", machine->pendingDelete().find( name ) != nullptr },
+         { "deferred create", machine->deferredCreates().find( name ) != nullptr },
+      };
+      for( const auto & [ what, is ] : parts )
+         if( is ) return testing::AssertionFailure() << name << ": " << what << " is there";
+      return testing::AssertionSuccess();
+   }
+
+   Ptr<Config> raw = makeNode<Config>(), filtered = makeNode<Config>();
+   Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
+   Ptr<ToldHelper> filterHelper = makeNode<ToldHelper>();
+   Ptr<RmConfigSymbolSmHelperBase> symbolHelper = makeNode<CommonRmConfigSymbolSmHelper>( root );
+   Ptr<Zeugma::TaskScheduler> scheduler = makeNode<Zeugma::TaskScheduler>();
+   Ptr<MatchAggregateRoleUsers> users;
+   Ptr<RouteMapConfigSm> machine;
+};
+
+// ---- the machine goes
+
+TEST_F( RouteMapConfigSmReactionTest, itMayGoInWhateverIsToldOfASymbol ) {
+   const auto changesMode = [ & ] {
+      entry( "M" )->permitIs( deny );
+      raw->routeMapOpModeIs( RouteMapOpModeType( 1 ) );
+   };
+   struct Row {
+      const char * what;
+      bool version;   // of the symbol's, else of its being current
+      std::function<void()> act;
+   };
+   const Row rows[] = {
+      { "a status that a mode brings", true, changesMode },
+      { "a sequence that goes", true, [ & ] { raw->routeMap( "M" )->mapEntryDel( 10 ); } },
+      { "a sequence that comes", false, [ & ] { raw->routeMap( "M" )->mapEntryIs( 30 ); } },
+      { "a continue", false, [ & ] { entry( "M" )->continueSeqIs( 30 ); } },
+      { "a flag", false, [ & ] { entry( "M" )->setFlagsIs( MapEntry::continueSeqSet ); } },
+      { "a distance", false, [ & ] { entry( "M" )->distanceIs( 3 ); } },
+      { "a rule", false, [ & ] { entry( "M" )->matchRuleIs( matchTag( 4 ) ); } },
+   };
+   for( const Row & row : rows ) {
+      SCOPED_TRACE( row.what );
+      raw->routeMapDelAll();
+      raw->routeMapOpModeIs( {} );
+      for( const char * name : { "A", "M", "Z" } ) add( name );
+      add( "M", 2, 20 );
+      start();
+      run();
+      {
+         const auto kept = symbol( "M" );
+         const Ptr<const Quoin::Node> watched = row.version ? Ptr<const Quoin::Node>( kept->notifier() ) : Ptr<const Quoin::Node>( kept );
+         const Reaction drop( *watched, [ & ]( const Quoin::Change & ) { machine = nullptr; } );
+         row.act();
+         EXPECT_EQ( machine, nullptr );
+         machine = nullptr;
+      }
+      EXPECT_TRUE( scheduler->idle() );
+      EXPECT_EQ( root->routeMapTable()->count(), 0u );
+      EXPECT_EQ( raw->useCount(), 1u );
+      EXPECT_EQ( filtered->useCount(), 1u );
+      EXPECT_EQ( filterHelper->useCount(), 1u );
+      EXPECT_EQ( scheduler->useCount(), 1u );
+   }
+}
+
+TEST_F( RouteMapConfigSmReactionTest, itMayGoWithItsOutputWhenTheSymbolOfANewRouteMapIsTold ) {
+   add( "M" );
+   start();
+   const auto kept = symbol( "M" );
+   del( "M" );
+   run();
+   ASSERT_TRUE( kept->statusCurrent() );
+   {
+      const Reaction drop( *kept, [ & ]( const Quoin::Change & ) {
+         machine = nullptr;
+         filtered = nullptr;
+      } );
+      raw->routeMapIs( "M" );
+   }
+   EXPECT_EQ( machine, nullptr );
+   EXPECT_TRUE( scheduler->idle() );
+   EXPECT_EQ( kept->useCount(), 1u ) << "nobody else holds it";
+   EXPECT_EQ( raw->useCount(), 1u );
+   EXPECT_EQ( raw->routeMap( "M" )->useCount(), 2u ) << "the configuration's handle and this one";
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aModeCompilesNothingMoreOnceTheMachineHasGone ) {
+   for( const char * name : { "A", "M", "Z" } ) add( name );
+   start();
+   for( const char * name : { "A", "M", "Z" } ) entry( name )->permitIs( deny );
+   const auto kept = symbol( "M" );
+   const Reaction drop( *kept->notifier(), [ & ]( const Quoin::Change & ) { machine = nullptr; } );
+   TraceLog traces( "RouteMapConfigSymbolSm" );
+   raw->routeMapOpModeIs( RouteMapOpModeType( 1 ) );
+   const auto texts = traces.take();
+   EXPECT_EQ( countOf( texts, "changes added to A" ), 1 );
+   EXPECT_EQ( countOf( texts, "changes added to M" ), 1 );
+   EXPECT_EQ( countOf( texts, "changes added to Z" ), 0 );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, whoDropsTheMachineInsideItsTaskKeepsTheOtherNames ) {
+   for( const char * name : { "A", "M", "Z" } ) add( name );
+   start();
+   for( const char * name : { "A", "M", "Z" } ) del( name );
+   add( "A", 2 );
+   TraceLog traces( "RouteMapConfigSm" );
+   const Reaction drop( *filtered, [ & ]( const Quoin::Change & ) { machine = nullptr; } );
+   run();
+   EXPECT_EQ( machine, nullptr );
+   EXPECT_EQ( filtered->routeMap().count(), 2u ) << "the others are not taken down";
+   EXPECT_THAT( traces.take(), ElementsAre( StartsWith( "deleting rmName: " ) ) ) << "and nothing is built again";
+   EXPECT_TRUE( scheduler->idle() );
+   EXPECT_EQ( filtered->useCount(), 1u );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, whoDropsTheMachineInADeferredCreationKeepsTheOtherNames ) {
+   for( const char * name : { "A", "M", "Z" } ) add( name );
+   start();
+   for( const char * name : { "A", "M", "Z" } ) {
+      del( name );
+      add( name, 2 );
+   }
+   const Reaction drop( *filtered, [ & ]( const Quoin::Change & ) {
+      if( machine && machine->pendingDelete().empty() ) machine = nullptr;
+   } );
+   run();
+   EXPECT_EQ( machine, nullptr );
+   EXPECT_EQ( filtered->routeMap().count(), 1u );
+   EXPECT_TRUE( scheduler->idle() );
+   EXPECT_EQ( filtered->useCount(), 1u );
+}
+
+// ---- a sequence goes, or comes again, while it is copied
+
+TEST_F( RouteMapConfigSmReactionTest, aSequenceThatGoesWhileItsCopyIsToldLeavesNothing ) {
+   struct Row {
+      const char * what;
+      std::function<Ptr<const Quoin::Node>()> watched;
+   };
+   const Row rows[] = {
+      { "of the copy", [ & ] { return filtered->routeMap( "M" ); } },
+      { "of the symbol", [ & ] { return symbol( "M" ); } },
+   };
+   for( const Row & row : rows ) {
+      SCOPED_TRACE( row.what );
+      raw->routeMapDelAll();
+      const auto map = add( "M" );
+      start();
+      {
+         const Ptr<const Quoin::Node> watched = row.watched();
+         const Reaction reaction( *watched, once( [ & ] { map->mapEntryDel( 20 ); } ) );
+         map->mapEntryIs( 20 );
+      }
+      EXPECT_FALSE( filter( "M" )->seqConfigSm().find( 20 ) );
+      EXPECT_FALSE( ( *machine->routeMapConfigSymbolSm().find( "M" ) )->seqConfigSm().find( 20 ) );
+      EXPECT_FALSE( copy( "M", 20 ) );
+      map->versionIs( 5 );
+      run();
+      EXPECT_TRUE( lives( "M" ) );
+      map->mapEntryIs( 20 );
+      map->versionIs( 6 );
+      run();
+      EXPECT_TRUE( lives( "M" ) ) << "the number is free";
+   }
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aSequenceThatHasGoneBlocksNothing ) {
+   const auto map = add( "A" );
+   add( "B" );
+   call( "B", "A" );
+   start();
+   const Reaction reaction( *filtered->routeMap( "A" ), once( [ & ] {
+      const auto dead = map->mapEntry( 20 );
+      dead->subRouteMapIs( { "B", false } );   // would close a cycle
+      map->mapEntryDel( 20 );
+   } ) );
+   map->mapEntryIs( 20 );
+   EXPECT_TRUE( filter( "A" )->routeMapBlockedSequenceList()->sequence().empty() );
+   map->versionIs( 2 );
+   run();
+   EXPECT_TRUE( lives( "A" ) );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aSequenceThatIsMadeAgainInItsDeletionIsFiltered ) {
+   add( "M" );
+   const auto map = add( "M", 2, 20 );
+   start();
+   const auto kept = symbol( "M" );
+   const Reaction reaction( *kept->notifier(), once( [ & ] { map->mapEntryIs( 10 ); } ) );
+   map->mapEntryDel( 10 );
+   ASSERT_TRUE( map->mapEntry( 10 ) );
+   EXPECT_TRUE( filter( "M" )->seqConfigSm().find( 10 ) );
+   map->mapEntry( 10 )->permitIs( deny );
+   map->versionIs( 3 );
+   run();
+   EXPECT_EQ( copy( "M" )->permit(), deny );
+   EXPECT_EQ( status( "M" )->seqStatus( 10 )->matchAction(), deny );
+   EXPECT_TRUE( lives( "M" ) );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aSequenceThatComesAnewWhileItsCopyIsToldIsTheOneThatIsFiltered ) {
+   const auto map = add( "M" );
+   start();
+   const Reaction reaction( *filtered->routeMap( "M" ), once( [ & ] {
+      map->mapEntryDel( 20 );
+      map->mapEntryIs( 20 )->permitIs( deny );
+   } ) );
+   map->mapEntryIs( 20 );
+   EXPECT_EQ( copy( "M", 20 )->permit(), deny );
+   map->mapEntry( 20 )->distanceIs( 7 );
+   EXPECT_EQ( copy( "M", 20 )->distance(), 7u );
+   map->versionIs( 2 );
+   run();
+   EXPECT_TRUE( lives( "M" ) );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aSequenceThatComesAnewInsideItsHelperIsTheOneThatIsFiltered ) {
+   for( const bool fails : { false, true } ) {
+      SCOPED_TRACE( fails ? "and the helper throws" : "and the helper goes on" );
+      raw->routeMapDelAll();
+      const auto map = add( "M" );
+      start();
+      filterHelper->behind = [ & ] {
+         map->mapEntryDel( 20 );
+         map->mapEntryIs( 20 )->permitIs( deny );
+         if( fails ) throw std::runtime_error( "no" );
+      };
+      if( fails )
+         EXPECT_THROW( map->mapEntryIs( 20 ), std::runtime_error );
+      else
+         map->mapEntryIs( 20 );
+      ASSERT_TRUE( copy( "M", 20 ) );
+      EXPECT_EQ( copy( "M", 20 )->permit(), deny );
+      ASSERT_TRUE( filter( "M" )->seqConfigSm().find( 20 ) );
+      EXPECT_EQ( ( *filter( "M" )->seqConfigSm().find( 20 ) )->seqConfig(), map->mapEntry( 20 ) );
+      map->mapEntry( 20 )->distanceIs( 7 );
+      EXPECT_EQ( copy( "M", 20 )->distance(), 7u );
+      map->versionIs( 2 );
+      run();
+      EXPECT_TRUE( lives( "M" ) );
+   }
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aSequenceThatGoesInsideItsHelperLeavesNothing ) {
+   const auto map = add( "M" );
+   start();
+   filterHelper->behind = [ & ] { map->mapEntryDel( 20 ); };
+   map->mapEntryIs( 20 );
+   EXPECT_FALSE( filter( "M" )->seqConfigSm().find( 20 ) );
+   map->versionIs( 2 );
+   run();
+   EXPECT_TRUE( lives( "M" ) );
+}
+
+// ---- a route map goes, or comes again, while it is taken down or built
+
+TEST_F( RouteMapConfigSmReactionTest, aRouteMapThatIsMadeAgainWhileItIsTakenDownLives ) {
+   struct Row {
+      const char * what;
+      std::function<Ptr<const Quoin::Node>()> watched;
+   };
+   const Row rows[] = {
+      { "its copy goes", [ & ] { return filtered; } },
+      { "its reactor goes", [ & ] { return machine->rmConfigSymbolReactorColl(); } },
+      { "its symbol is no longer listed", [ & ] { return machine->allRmSymbol(); } },
+      { "it uses no roles any more", [ & ] { return users; } },
+      { "its status goes", [ & ] { return symbol( "M" )->notifier(); } },
+      { "the calls are looked at again", [ & ] { return machine->routeMapUpdateNotifier(); } },
+   };
+   for( const Row & row : rows ) {
+      for( const bool twice : { false, true } ) {
+         SCOPED_TRACE( std::string( row.what ) + ( twice ? ", and is made twice" : "" ) );
+         raw->routeMapDelAll();
+         users = makeNode<MatchAggregateRoleUsers>();
+         add( "M", 7 );
+         start();
+         users->mapNameIs( "M" );
+         const auto kept = symbol( "M" );
+         int reacted = 0;
+         {
+            const Ptr<const Quoin::Node> watched = row.watched();
+            const Reaction reaction( *watched, once( [ & ] {
+               ++reacted;
+               add( "M", 8 );
+               if( !twice ) return;
+               del( "M" );
+               add( "M", 9, 30 );
+            } ) );
+            del( "M" );
+            run();
+         }
+         EXPECT_EQ( reacted, 1 );
+         EXPECT_TRUE( lives( "M" ) );
+         raise( "M" );
+         raw->routeMap( "M" )->mapEntryIs( 40 );
+         raise( "M" );
+         run();
+         EXPECT_TRUE( lives( "M" ) );
+         del( "M" );
+         run();
+         EXPECT_TRUE( gone( "M" ) );
+      }
+   }
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aRouteMapThatIsReplacedInItsDeferredCreationLives ) {
+   add( "M", 7 );
+   start();
+   const auto kept = symbol( "M" );
+   int reacted = 0;
+   const Reaction reaction( *kept->notifier(),
+                            once(
+                               [ & ] {
+                                  ++reacted;
+                                  del( "M" );
+                                  add( "M", 9, 30 );
+                               },
+                               [ & ]( const Quoin::Change & ) { return kept->rmStatus() != nullptr; } ) );
+   del( "M" );
+   add( "M", 8 );
+   run();
+   EXPECT_EQ( reacted, 1 );
+   EXPECT_TRUE( lives( "M" ) );
+   EXPECT_TRUE( status( "M" )->seqStatus( 30 ) );
+   raise( "M" );
+   run();
+   EXPECT_TRUE( lives( "M" ) );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, routeMapsThatAreReplacedWhileAnotherIsTakenDownLive ) {
+   for( const char * name : { "M", "X", "Y" } ) add( name, 7 );
+   start();
+   const auto kept = symbol( "M" );
+   const Reaction reaction( *kept->notifier(), once( [ & ] {
+      for( const char * name : { "X", "Y" } ) {
+         del( name );
+         add( name, 9, 30 );
+      }
+   } ) );
+   del( "M" );
+   run();
+   EXPECT_TRUE( gone( "M" ) );
+   for( const char * name : { "X", "Y" } ) {
+      EXPECT_TRUE( lives( name ) );
+      raise( name );
+      run();
+      EXPECT_TRUE( lives( name ) );
+   }
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aRouteMapThatGoesWhenItsSymbolIsToldIsNotBuiltAndMayComeBack ) {
+   for( const bool back : { false, true } ) {
+      SCOPED_TRACE( back ? "and comes back" : "for good" );
+      raw->routeMapDelAll();
+      start();
+      const auto kept = symbol( "M" );
+      kept->statusCurrentIs( true );
+      {
+         const Reaction reaction( *kept, once( [ & ] {
+            del( "M" );
+            if( back ) add( "M", 8, 30 );
+         } ) );
+         raw->routeMapIs( "M" );
+      }
+      run();
+      EXPECT_TRUE( back ? lives( "M" ) : gone( "M" ) );
+      add( "M", 9 );
+      run();
+      EXPECT_TRUE( lives( "M" ) );
+      del( "M" );
+      run();
+      EXPECT_TRUE( gone( "M" ) );
+   }
+}
+
+// ---- what throws
+
+TEST_F( RouteMapConfigSmReactionTest, aTeardownThatThrowsIsFinishedWithTheOtherNames ) {
+   for( const char * name : { "A", "M", "Z" } ) add( name, 7 );
+   start();
+   const auto kept = symbol( "M" );
+   const uint32_t before = machine->routeMapUpdateNotifier()->version();
+   {
+      const Reaction reaction( *kept->notifier(), []( const Quoin::Change & ) { throw std::runtime_error( "no" ); } );
+      for( const char * name : { "A", "M", "Z" } ) del( name );
+      add( "A", 8 );
+      EXPECT_THROW( run(), std::runtime_error );
+   }
+   EXPECT_TRUE( lives( "A" ) );
+   EXPECT_TRUE( gone( "M" ) );
+   EXPECT_TRUE( gone( "Z" ) );
+   EXPECT_EQ( machine->routeMapUpdateNotifier()->version(), before + 4 ) << "three that went, one that came";
+   EXPECT_EQ( task().taskWorkCount(), 4u );
+   EXPECT_EQ( task().taskWorkPending(), 0u );
+   EXPECT_FALSE( task().taskScheduled() );
+   add( "M", 8 );
+   EXPECT_TRUE( lives( "M" ) );
+   del( "M" );
+   run();
+   EXPECT_TRUE( gone( "M" ) );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aTeardownThatThrowsAndYieldsComesAgain ) {
+   for( const char * name : { "A", "M" } ) add( name, 7 );
+   start();
+   yieldAfterEach();
+   for( const char * name : { "A", "M" } ) del( name );
+   const Reaction reaction( *filtered, once( [] { throw std::runtime_error( "no" ); } ) );
+   EXPECT_THROW( scheduler->runOne(), std::runtime_error );
+   EXPECT_EQ( task().taskWorkCount(), 1u );
+   EXPECT_EQ( task().taskWorkPending(), 1u );
+   EXPECT_TRUE( task().taskScheduled() );
+   run();
+   EXPECT_TRUE( gone( "A" ) );
+   EXPECT_TRUE( gone( "M" ) );
+   EXPECT_EQ( task().taskWorkCount(), 2u );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aDeferredCreationThatThrowsTakesNothingFromTheOthers ) {
+   for( const char * name : { "A", "M", "Z" } ) add( name, 7 );
+   start();
+   for( const char * name : { "A", "M", "Z" } ) {
+      del( name );
+      add( name, 8 );
+   }
+   const Reaction reaction(
+      *filtered,
+      once( [] { throw std::runtime_error( "no" ); }, [ & ]( const Quoin::Change & ) { return machine->pendingDelete().empty(); } ) );
+   EXPECT_THROW( run(), std::runtime_error );
+   int alive = 0;
+   for( const char * name : { "A", "M", "Z" } ) alive += bool( lives( name ) );
+   EXPECT_EQ( alive, 2 );
+   EXPECT_EQ( task().taskWorkCount(), 6u );
+   EXPECT_EQ( task().taskWorkPending(), 0u );
+   EXPECT_TRUE( machine->deferredCreates().empty() );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aDeletionWhoseWakeUpThrowsIsDoneWithTheNextThatComes ) {
+   add( "M", 7 );
+   start();
+   bool thrown = false;
+   scheduler->wakeUpCallbackIs( [ & ] {
+      if( !std::exchange( thrown, true ) ) throw std::runtime_error( "no" );
+   } );
+   EXPECT_THROW( del( "M" ), std::runtime_error );
+   EXPECT_TRUE( thrown );
+   add( "M", 8 );
+   del( "M" );
+   run();
+   EXPECT_TRUE( gone( "M" ) );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aSequenceWhoseHelperFailsIsNotCopied ) {
+   struct Row {
+      const char * what;
+      std::function<Ptr<RmSeqConfigFilterSmBase>()> instead;
+      const char * thrown;
+   };
+   const Row rows[] = {
+      { "it throws", []() -> Ptr<RmSeqConfigFilterSmBase> { throw std::runtime_error( "no" ); }, "no" },
+      { "it gives nothing", [] { return nullptr; }, "null" },
+   };
+   for( const Row & row : rows ) {
+      SCOPED_TRACE( row.what );
+      raw->routeMapDelAll();
+      const auto map = add( "M" );
+      start();
+      filterHelper->instead = row.instead;
+      std::string thrown;
+      try {
+         map->mapEntryIs( 20 );
+      } catch( const Plinth::MutatorArgNullPointerException & ) { thrown = "null"; } catch( const std::runtime_error & e ) {
+         thrown = e.what();
+      }
+      EXPECT_EQ( thrown, row.thrown );
+      filterHelper->instead = nullptr;
+      EXPECT_FALSE( copy( "M", 20 ) );
+      EXPECT_FALSE( filter( "M" )->seqConfigSm().find( 20 ) );
+      map->versionIs( 2 );
+      run();
+      EXPECT_EQ( filtered->routeMap( "M" )->version(), 2u );
+      EXPECT_EQ( status( "M" )->seqStatus().count(), 1u );
+      EXPECT_TRUE( symbol( "M" )->statusCurrent() );
+      filter( "M" )->handleRouteMapSeq( 20 );   // tried once more
+      map->versionIs( 3 );
+      run();
+      EXPECT_TRUE( lives( "M" ) );
+   }
+}
+
+// ---- calls
+
+TEST_F( RouteMapConfigSmReactionTest, aCallThatIsChangedWhileItIsCopiedWaitsByItself ) {
+   for( const char * name : { "A", "B", "C" } ) add( name );
+   call( "C", "A" );
+   start();
+   const auto copied = copy( "A" );
+   const Reaction reaction(
+      *copied,
+      once( [ & ] { call( "A", "C" ); },   // closes a cycle
+            []( const Quoin::Change & change ) { return MapEntry::Field( change.field ) == MapEntry::Field::subRouteMap; } ) );
+   call( "A", "B" );
+   EXPECT_TRUE( blocked( "A" ) );
+   EXPECT_EQ( textOf( copied->subRouteMap() ), "B" );
+   raise( "A" );
+   EXPECT_EQ( filtered->routeMap( "A" )->version(), 1u ) << "deferred";
+   call( "C", "" );
+   raise( "C" );
+   EXPECT_FALSE( blocked( "A" ) ) << "the version wakes it";
+   EXPECT_EQ( textOf( copied->subRouteMap() ), "C" );
+   run();
+   EXPECT_TRUE( lives( "A" ) );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aChainOfBlockedRouteMapsComesFreeOnASmallStack ) {
+   constexpr int n = 1000;
+   const auto name = []( int i ) { return "M" + std::to_string( i ); };
+   for( int i = 0; i < n; ++i ) {
+      add( name( i ).c_str() );
+      if( i + 1 < n ) call( name( i ).c_str(), name( i + 1 ).c_str() );
+   }
+   start();
+   // Each but the first wants to call the one before it. The last that is blocked hears first: one comes free in each delivery.
+   for( int i = n - 1; i > 0; --i ) {
+      call( name( i ).c_str(), name( i - 1 ).c_str() );
+      raise( name( i ).c_str() );
+      ASSERT_TRUE( blocked( name( i ).c_str() ) ) << i;
+   }
+   call( "M0", "" );
+   const uint32_t before = machine->routeMapUpdateNotifier()->version();
+   Fixtures::onSmallStack( [ & ] { raise( "M0" ); } );
+   EXPECT_EQ( machine->routeMapUpdateNotifier()->version(), before + n );
+   for( int i = 1; i < n; ++i ) {
+      ASSERT_FALSE( blocked( name( i ).c_str() ) ) << i;
+      ASSERT_EQ( textOf( copy( name( i ).c_str() )->subRouteMap() ), name( i - 1 ) );
+   }
+}
+
+// ---- the mode
+
+TEST_F( RouteMapConfigSmReactionTest, aModeThatIsChangedWhileItIsCopiedReachesTheNotifierToo ) {
+   start();
+   const Reaction reaction( *filtered, once( [ & ] { raw->routeMapOpModeIs( RouteMapOpModeType( 2 ) ); } ) );
+   raw->routeMapOpModeIs( RouteMapOpModeType( 1 ) );
+   EXPECT_EQ( filtered->routeMapOpMode(), RouteMapOpModeType( 2 ) );
+   EXPECT_EQ( machine->routeMapOpModeNotifier()->routeMapOpMode(), RouteMapOpModeType( 2 ) );
+}
+
+// ---- what happens behind the scan
+
+TEST_F( RouteMapConfigSmReactionTest, aHalfEditBehindTheScanWaitsForItsVersion ) {
+   add( "M" );
+   machine = made();
+   const auto kept = symbol( "M" );
+   entry( "M" )->permitIs( deny );
+   add( "Q" );   // so that there is something to look at when it is switched on
+   const uint32_t before = kept->notifier()->version();
+   machine->hasNotificationActiveIs( true );
+   EXPECT_TRUE( lives( "Q" ) );
+   EXPECT_EQ( kept->notifier()->version(), before );
+   EXPECT_EQ( status( "M" )->seqStatus( 10 )->matchAction(), Acl::MatchPermit::permit );
+   raise( "M" );
+   run();
+   EXPECT_EQ( status( "M" )->seqStatus( 10 )->matchAction(), deny );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aRouteMapThatIsReplacedInsideTheConstructionIsBuiltAnew ) {
+   add( "M" );
+   add( "N" );
+   const Reaction reaction( *filtered,
+                            once(
+                               [ & ] {
+                                  del( "M" );
+                                  add( "M", 5, 30 );
+                               },
+                               [ & ]( const Quoin::Change & ) { return live( "N" ); } ) );
+   start();
+   run();
+   EXPECT_TRUE( lives( "M" ) );
+   EXPECT_TRUE( status( "M" )->seqStatus( 30 ) );
+   EXPECT_TRUE( lives( "N" ) );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, aSequenceThatIsReplacedInsideTheConstructionIsFilteredAnew ) {
+   const auto map = add( "M" );
+   map->mapEntryIs( 20 );
+   std::unique_ptr<Reaction> ofCopy;
+   const Reaction ofConfig( *filtered, [ & ]( const Quoin::Change & ) {
+      const auto output = filtered->routeMap( "M" );
+      if( !output || ofCopy ) return;
+      ofCopy = std::make_unique<Reaction>( *output,
+                                           once(
+                                              [ & ] {
+                                                 map->mapEntryDel( 10 );
+                                                 map->mapEntryIs( 10 )->permitIs( deny );
+                                              },
+                                              [ & ]( const Quoin::Change & ) { return copy( "M", 20 ) != nullptr; } ) );
+   } );
+   start();
+   ASSERT_TRUE( ofCopy );
+   raise( "M" );
+   run();
+   EXPECT_EQ( copy( "M" )->permit(), deny );
+   EXPECT_TRUE( lives( "M" ) );
+}
+
+TEST_F( RouteMapConfigSmReactionTest, whatIsTakenOutWhileTheFirstCopyIsMadeIsTakenOutOfTheCopy ) {
+   const auto map = add( "M" );
+   const auto input = entry( "M" );
+   input->matchRuleIs( matchTag( 4 ) );
+   input->distanceIs( 7 );
+   input->subRouteMapIs( { "X", false } );
+   input->descriptionIs( 1, "d" );
+   std::unique_ptr<Reaction> ofMap, ofEntry;
+   const auto takeOut = [ & ] {
+      input->distanceIs( 0 );
+      input->subRouteMapIs( {} );
+      input->matchRuleDel( tagOption );
+      input->descriptionDel( 1 );
+   };
+   const auto isRule = []( const Quoin::Change & change ) { return MapEntry::Field( change.field ) == MapEntry::Field::matchRule; };
+   const Reaction ofConfig( *filtered, [ & ]( const Quoin::Change & ) {
+      const auto output = filtered->routeMap( "M" );
+      if( !output || ofMap ) return;
+      ofMap = std::make_unique<Reaction>( *output, [ &, output = output.get() ]( const Quoin::Change & ) {
+         const auto copied = output->mapEntry( 10 );
+         if( copied && !ofEntry ) ofEntry = std::make_unique<Reaction>( *copied, once( takeOut, isRule ) );
+      } );
+   } );
+   start();
+   ASSERT_TRUE( ofEntry );
+   EXPECT_EQ( copy( "M" )->matchRule().count(), 0u );
+   EXPECT_EQ( copy( "M" )->distance(), 0u );
+   EXPECT_EQ( copy( "M" )->subRouteMap(), RouteMap::SubRouteMap{} );
+   EXPECT_EQ( copy( "M" )->description( 1 ), "" );
+   raise( "M" );
+   run();
+   EXPECT_TRUE( status( "M" )->seqStatus( 10 )->matcher().empty() );
+   EXPECT_TRUE( status( "M" )->seqStatus( 10 )->setter().empty() );
+}
+
+// ---- the notifier of updates
+
+TEST( RouteMapUpdateNotifierReaction, raisedInItsOwnDeliveryItIsToldOnceMoreWhenAllHaveHeard ) {
+   const auto notifier = makeNode<RouteMapUpdateNotifier>();
+   Log heard;
+   bool inside = false;
+   const auto note = [ & ]( const char * who ) {
+      EXPECT_FALSE( inside ) << who << " hears inside the raise";
+      heard.push_back( who + ( " " + std::to_string( notifier->version() ) ) );
+   };
+   const Reaction first( *notifier, [ & ]( const Quoin::Change & ) {
+      note( "first" );
+      if( notifier->version() != 1 ) return;
+      inside = true;
+      notifier->versionInc( 1 );
+      notifier->versionInc( 1 );
+      inside = false;
+   } );
+   const Reaction second( *notifier, [ & ]( const Quoin::Change & ) { note( "second" ); } );
+   notifier->versionInc( 1 );
+   EXPECT_THAT( heard, ElementsAre( "first 1", "second 3", "first 3", "second 3" ) );
+   EXPECT_EQ( notifier->version(), 3u );
+}
+
+TEST( RouteMapUpdateNotifierReaction, backWhereItWasInItsOwnDeliveryNothingMoreIsTold ) {
+   const auto notifier = makeNode<RouteMapUpdateNotifier>();
+   Reaction reaction( *notifier, [ & ]( const Quoin::Change & ) {
+      notifier->versionIs( 9 );
+      notifier->versionIs( 1 );
+   } );
+   notifier->versionIs( 1 );
+   EXPECT_EQ( reaction.take(), 1 );
+}
+
+TEST( RouteMapUpdateNotifierReaction, aReactionThatThrowsLeavesItUsable ) {
+   const auto notifier = makeNode<RouteMapUpdateNotifier>();
+   Reaction thrower( *notifier, once( [] { throw std::runtime_error( "no" ); } ) );
+   EXPECT_THROW( notifier->versionInc( 1 ), std::runtime_error );
+   EXPECT_EQ( notifier->version(), 1u );
+   Reaction reader( *notifier );
+   notifier->versionInc( 1 );
+   EXPECT_EQ( reader.take(), 1 );
+   EXPECT_EQ( thrower.take(), 2 );
+}
+
+TEST( RouteMapUpdateNotifierReaction, aCascadeNeedsNoDepthOfStack ) {
+   constexpr uint32_t n = 20000;
+   const auto notifier = makeNode<RouteMapUpdateNotifier>();
+   Reaction again( *notifier, [ & ]( const Quoin::Change & ) {
+      if( notifier->version() < n ) notifier->versionInc( 1 );
+   } );
+   Fixtures::onSmallStack( [ & ] { notifier->versionInc( 1 ); } );
+   EXPECT_EQ( notifier->version(), n );
+   EXPECT_EQ( again.take(), int( n ) );
+}
+
+// ---- what must not be null
+
+TEST( RouteMapConfigFilterSmDeathTest, aRequiredPointerThatIsNullEndsTheProcess ) {
+   const auto input = makeNode<Map>( "A" ), output = makeNode<Map>( "A" );
+   const auto config = makeNode<Config>();
+   const auto update = makeNode<RouteMapUpdateNotifier>();
+   const Ptr<RmConfigFilterSmHelperBase> helper = makeNode<CommonRmConfigFilterSmHelper>();
+   const auto make = []( const auto &... values ) { Zeugma::makeSm<RouteMapConfigFilterSm>( values... ); };
+   EXPECT_DEATH( make( input, nullptr, config, update, helper ), "Assertion failed: filteredRmConfig\\(\\)" );
+   EXPECT_DEATH( make( input, output, nullptr, update, helper ), "Assertion failed: filteredConfig\\(\\)" );
+   EXPECT_DEATH( make( input, output, config, nullptr, helper ), "Assertion failed: routeMapUpdateNotifier\\(\\)" );
+   EXPECT_DEATH( make( input, output, config, update, nullptr ), "Assertion failed: filterHelper\\(\\)" );
+   make( input, output, config, update, helper );
+}
+
+TEST( RouteMapConfigFilterSmReaction, withoutARouteMapThereIsNoSequence ) {
+   const auto output = makeNode<Map>( "A" );
+   const Ptr<RmConfigFilterSmHelperBase> helper = makeNode<CommonRmConfigFilterSmHelper>();
+   const auto sm =
+      Zeugma::makeSm<RouteMapConfigFilterSm>( nullptr, output, makeNode<Config>(), makeNode<RouteMapUpdateNotifier>(), helper );
+   sm->handleRouteMapSeq( 10 );
+   sm->handleRouteMapSeq();
+   sm->handleVersion();
+   EXPECT_TRUE( output->mapEntry().empty() );
+   EXPECT_TRUE( sm->seqConfigSm().empty() );
+}
+
+TEST( CommonComponentRmSeqConfigFilterSmDeathTest, aRequiredPointerThatIsNullEndsTheProcess ) {
+   const auto entry = makeNode<MapEntry>( 10 ), copy = makeNode<MapEntry>( 10 );
+   const auto config = makeNode<Config>();
+   const auto list = makeNode<RouteMapBlockedSequenceList>( "A" );
+   const auto update = makeNode<RouteMapUpdateNotifier>();
+   const auto make = []( const auto &... values ) { commonComponentRmSeqConfigFilterSmFactory( "A", values... ); };
+   EXPECT_DEATH( make( entry, nullptr, config.get(), list, update ), "Assertion failed: filteredSeqConfig\\(\\)" );
+   EXPECT_DEATH( make( entry, copy, nullptr, list, update ), "Assertion failed: filteredRmConfig\\(\\)" );
+   EXPECT_DEATH( make( entry, copy, config.get(), nullptr, update ), "Assertion failed: routeMapBlockedSequenceList\\(\\)" );
+   EXPECT_DEATH( make( entry, copy, config.get(), list, nullptr ), "Assertion failed: routeMapUpdateNotifier\\(\\)" );
+   make( nullptr, copy, config.get(), list, update );
+}
+
+TEST( RouteMapConfigSymbolSmNullDeathTest, aRequiredPointerThatIsNullEndsTheProcess ) {
+   const Agent agent;
+   const auto map = makeNode<Map>( "A" );
+   const auto symbol = agent.root->routeMapTable()->symbol( "A" );
+   const auto reactor = rmConfigSymbolReactorFactory( "A" );
+   const Ptr<RmConfigSymbolSmHelperBase> helper = makeNode<CommonRmConfigSymbolSmHelper>( agent.root );
+   const auto make = [ & ]( const Ptr<RouteMapSymbol> & s, const Ptr<RmConfigSymbolReactor> & r, const Ptr<RmConfigSymbolSmHelperBase> & h,
+                            const Ptr<Zeugma::TaskScheduler> & scheduler ) {
+      routeMapConfigSymbolSmFactory( map, s, agent.root, r, h, agent.opMode, scheduler, nullptr );
+   };
+   EXPECT_DEATH( make( nullptr, reactor, helper, agent.scheduler ), "Assertion failed: rmSymbol\\(\\)" );
+   EXPECT_DEATH( make( symbol, nullptr, helper, agent.scheduler ), "Assertion failed: rmConfigSymbolReactor\\(\\)" );
+   EXPECT_DEATH( make( symbol, reactor, nullptr, agent.scheduler ), "Assertion failed: rmConfigSymbolHelper\\(\\)" );
+   EXPECT_DEATH( make( symbol, reactor, helper, nullptr ), "Assertion failed: rmUpdateTaskScheduler\\(\\)" );
+   make( symbol, reactor, helper, agent.scheduler );
+}
+
+}   // namespace
+}   // namespace Routing::Policy
