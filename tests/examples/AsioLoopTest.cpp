@@ -1,7 +1,6 @@
 #include "examples/asio_loop/AsioLoop.h"
 
 #include <chrono>
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -11,6 +10,8 @@
 #include <vector>
 
 #include <gmock/gmock.h>
+
+#include "tests/examples/ProgramOutput.h"
 
 namespace {
 
@@ -168,13 +169,8 @@ TEST_F( AsioLoopTest, aTimedCallMayEndIt ) {
 
 // The program as its users meet it.
 TEST( AsioLoop, countsAgainAfterEachChangeOfTheList ) {
-   FILE * program = popen( "'" ASIO_LOOP_PROGRAM "' 2>&1", "r" );
-   ASSERT_NE( nullptr, program );
-   std::string output;
-   for( int c; ( c = std::fgetc( program ) ) != EOF; ) output += static_cast<char>( c );
-   EXPECT_EQ( 0, pclose( program ) );
    // A /16 has 1,024 networks of 26 bits, a /10 65,536.
-   EXPECT_EQ( output,
+   EXPECT_EQ( programOutput( ASIO_LOOP_PROGRAM ),
               "version 1 of CUSTOMERS: 0 of 200000 routes are permitted\n"
               "entering 10 permit 10.0.0.0/16 le 32\n"
               "version 2 of CUSTOMERS: 1024 of 200000 routes are permitted\n"
