@@ -101,9 +101,10 @@ class Group {
  public:
    using Way = size_t;
 
-   /// Adds a way: `pass` asks `asked` questions and returns the checksum of the answers.
-   Way way( std::string name, size_t asked, std::function<uint64_t()> pass ) {
-      ways_.push_back( { std::move( name ), asked, std::move( pass ), 0, std::numeric_limits<double>::infinity() } );
+   /// Adds a way: `pass` asks `asked` questions and returns the checksum of the answers. `behind` runs behind each pass, and its time
+   /// does not count.
+   Way way( std::string name, size_t asked, std::function<uint64_t()> pass, std::function<void()> behind = {} ) {
+      ways_.push_back( { std::move( name ), asked, std::move( pass ), std::move( behind ), 0, std::numeric_limits<double>::infinity() } );
       return ways_.size() - 1;
    }
    /// Adds a comparison of two ways; the yardstick's name is that of its way.
@@ -113,15 +114,23 @@ class Group {
 
    /// Measures and prints; different answers of the two ways of a row end the program.
    void run() {
-      for( auto & w : ways_ ) w.answers = w.pass();
+      for( auto & w : ways_ ) {
+         w.answers = w.pass();
+         if( w.behind ) w.behind();
+      }
       for( const auto & r : rows_ )
          if( ways_[ r.ours ].answers != ways_[ r.yardstick ].answers )
             fail( r.question + ", " + r.size + ": " + ways_[ r.ours ].name + " and " + ways_[ r.yardstick ].name + " answer differently" );
 
       for( size_t i = 0; i < ways_.size(); ++i ) {
          benchmark::RegisterBenchmark( std::to_string( i ).c_str(), [ &w = ways_[ i ] ]( benchmark::State & state ) {
-            for( auto _ : state )
+            for( auto _ : state ) {
                if( w.pass() != w.answers ) state.SkipWithError( "the answers changed" );
+               if( !w.behind ) continue;
+               state.PauseTiming();
+               w.behind();
+               state.ResumeTiming();
+            }
          } );
       }
       Reporter reporter( ways_ );
@@ -136,6 +145,7 @@ class Group {
       std::string name;
       size_t asked;
       std::function<uint64_t()> pass;
+      std::function<void()> behind;
       uint64_t answers;
       double bestNs;   // a question
    };

@@ -1,11 +1,13 @@
-// What does an entry of a compiled prefix list take? Counted is what the list holds of the heap once its builder is gone, with
-// the word that the allocator keeps in front of each block; against an array of the same entries.
+// What does an entry of a compiled prefix list take, and what a compiled sequence? Counted is what the list holds of the heap once
+// its builder is gone, with the word that the allocator keeps in front of each block; against an array of the same entries. Of
+// sequences, what their machines, or what is published alone, hold; against their configuration.
 // ROUTEPOLICY_BENCH_DATA names a routing table to measure besides.
 
 #include <malloc.h>
 
 #include <new>
 
+#include "bench/Configurations.h"
 #include "bench/Policies.h"
 
 namespace {
@@ -93,7 +95,28 @@ void measureFamily( AddressFamily af, const std::string & name ) {
       if( const Prefixes table = readTable( data, af ); !table.empty() ) measure( name + " table whole", exactEntries( table ) );
 }
 
+void measureSequences() {
+   if( !wanted( "compiled sequence, bytes" ) ) return;
+   constexpr size_t kMaps = 1'000, kSequences = 10;
+   const auto each = []( size_t bytes ) { return double( bytes ) / double( kMaps * kSequences ); };
+   const size_t atFirst = heapBytes;
+   const auto config = configOf( kMaps, kSequences );
+   const size_t configured = heapBytes - atFirst;
+   std::vector<Ptr<const RouteMapStatus>> published;
+   published.reserve( kMaps );
+   const size_t before = heapBytes;
+   {
+      Agent agent( config );
+      printRow( "compiled sequence, bytes with its machines", grouped( kMaps * kSequences ), "bytes", each( heapBytes - before ),
+                "its configuration", each( configured ) );
+      for( size_t i = 0; i < kMaps; ++i ) published.push_back( agent.symbol( i )->rmStatus() );
+   }
+   printRow( "compiled sequence, bytes of what is published", grouped( kMaps * kSequences ), "bytes", each( heapBytes - before ),
+             "its configuration", each( configured ) );
+}
+
 void measureAll() {
+   measureSequences();
    measureFamily( AddressFamily::ipv4, "IPv4" );
    measureFamily( AddressFamily::ipv6, "IPv6" );
 }
