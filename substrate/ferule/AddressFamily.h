@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "routepolicy_export.h"
+#include "substrate/quoin/String.h"
 
 namespace Ferule {
 
@@ -20,6 +21,7 @@ constexpr uint8_t addressBits( AddressFamily af ) noexcept {
 }
 
 /// "ipv4", "ipv6", "unset", or the number.
+ROUTEPOLICY_API Quoin::String stringValue( AddressFamily af );
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, AddressFamily af );
 
 }   // namespace Ferule

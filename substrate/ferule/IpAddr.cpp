@@ -110,13 +110,16 @@ Quoin::String IpGenAddr::toStrep() const {
    return "unset";
 }
 
-std::ostream & operator<<( std::ostream & os, AddressFamily af ) {
+Quoin::String stringValue( AddressFamily af ) {
    switch( af ) {
-      case AddressFamily::ipv4: return os << "ipv4";
-      case AddressFamily::ipv6: return os << "ipv6";
-      case AddressFamily::unset: return os << "unset";
+      case AddressFamily::ipv4: return "ipv4";
+      case AddressFamily::ipv6: return "ipv6";
+      case AddressFamily::unset: return "unset";
    }
-   return os << std::to_string( unsigned( af ) );
+   return std::to_string( unsigned( af ) );
+}
+std::ostream & operator<<( std::ostream & os, AddressFamily af ) {
+   return os << stringValue( af );
 }
 std::ostream & operator<<( std::ostream & os, const IpAddr & a ) {
    return os << a.toStrep();
