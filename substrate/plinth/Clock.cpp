@@ -40,6 +40,8 @@ size_t Clock::callDue() {
 
 Clock::NotifieeConst::NotifieeConst( Quoin::Ptr<Clock> clock ) : clock_( std::move( clock ) ) {
    if( !clock_ ) throwMutatorArgNullPointerException( "Clock::NotifieeConst" );
+   Calls made;
+   unused_ = made.extract( made.emplace( kNever, this ) );
 }
 
 Clock::NotifieeConst::~NotifieeConst() {
@@ -68,14 +70,15 @@ void Clock::NotifieeConst::isRegisteredNotifieeIs( bool registered ) {
 
 void Clock::NotifieeConst::enter() {
    if( due_ == kNever ) return;
-   entry_ = clock_->calls_.emplace( std::max( due_, clock_->now() ), this );
+   unused_.key() = std::max( due_, clock_->now() );
+   entry_ = clock_->calls_.insert( std::move( unused_ ) );
    enteredIn_ = clock_->turn_;
    entered_ = true;
 }
 
 void Clock::NotifieeConst::leave() noexcept {
    if( !entered_ ) return;
-   clock_->calls_.erase( entry_ );
+   unused_ = clock_->calls_.extract( entry_ );
    entered_ = false;
 }
 

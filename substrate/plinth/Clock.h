@@ -31,8 +31,8 @@ class ROUTEPOLICY_API Clock : public Quoin::Node {
    /// Makes the calls that are due, in the order of their time. Those that they ask for wait for the next turn, also the ones
    /// that are due at once. Gives how many there were.
    size_t callDue();
-   /// Runs whenever the next call comes to be due sooner than before: the agent's loop sleeps for too long then. It must not replace
-   /// itself.
+   /// Runs whenever the next call comes to be due sooner than before: the agent's loop sleeps for too long then. It only wakes: it must
+   /// not make the calls there and then, nor replace itself.
    void wakeUpCallbackIs( std::function<void()> callback ) { wakeUp_ = std::move( callback ); }
 
  private:
@@ -70,6 +70,7 @@ class ROUTEPOLICY_API Clock::NotifieeConst {
 
    Quoin::Ptr<Clock> clock_;
    Seconds due_ = kNever;
+   Calls::node_type unused_;   // the entry while it is not in the clock: asking for a call allocates nothing
    Calls::iterator entry_;
    uint64_t enteredIn_ = 0;   // the turn
    bool entered_ = false;

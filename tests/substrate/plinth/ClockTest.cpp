@@ -13,6 +13,7 @@
 
 #include "substrate/plinth/Exception.h"
 #include "substrate/quoin/Ptr.h"
+#include "tests/substrate/zeugma/AllocationCount.h"
 
 namespace {
 
@@ -75,6 +76,20 @@ TEST_F( ClockTest, nobodyIsCalledUnlessAsked ) {
    EXPECT_TRUE( a.isRegisteredNotifiee() );
    EXPECT_EQ( clock->untilNextCall(), Clock::kNever );
    EXPECT_THAT( callsAt( 1e9 ), IsEmpty() );
+}
+
+TEST_F( ClockTest, askingAllocatesNothing ) {
+   const auto a = timer( "a", 2 ), b = timer( "b", 1 );
+   log.reserve( 10 );
+   const auto before = allocationCount();
+   a->timeMinIs( Seconds( 0 ) );
+   b->isRegisteredNotifieeIs( false );
+   b->isRegisteredNotifieeIs( true );
+   b->timeMinIs( Clock::kNever );
+   b->timeMinIs( Seconds( 0 ) );
+   clock->callDue();
+   EXPECT_EQ( allocationCount(), before );
+   EXPECT_THAT( log, ElementsAre( "a", "b" ) );
 }
 
 TEST_F( ClockTest, callsWhenTheTimeHasCome ) {

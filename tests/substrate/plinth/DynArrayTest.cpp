@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
 #include <ostream>
 #include <utility>
@@ -15,6 +16,7 @@
 #include "tests/substrate/plinth/Assignments.h"
 #include "tests/substrate/plinth/AtEnd.h"
 #include "tests/substrate/quoin/Program.h"
+#include "tests/substrate/zeugma/AllocationCount.h"
 
 namespace {
 
@@ -47,6 +49,7 @@ TEST( DynArray, walksOverWhatIsSetOnly ) {
    Array array;
    for( uint32_t index : { 7u, 0u, 3u, 4u } ) EXPECT_TRUE( array.put( index, 10 + int( index ) ) );
    EXPECT_EQ( array.count(), 4u );
+   EXPECT_EQ( array.firstIndex(), 0u );
    EXPECT_EQ( array.size(), 8u );
    EXPECT_THAT( walk( array ), ElementsAre( Pair( 0, 10 ), Pair( 3, 13 ), Pair( 4, 14 ), Pair( 7, 17 ) ) );
    EXPECT_EQ( array[ 1 ], 0 );
@@ -55,7 +58,8 @@ TEST( DynArray, walksOverWhatIsSetOnly ) {
    EXPECT_TRUE( array.put( 7, 0 ) );   // unset by a default-built value
    EXPECT_THAT( walk( array ), ElementsAre( Pair( 3, 13 ), Pair( 4, 14 ) ) );
    EXPECT_EQ( array.count(), 2u );
-   EXPECT_EQ( array.size(), 8u );
+   EXPECT_EQ( array.firstIndex(), 3u );
+   EXPECT_EQ( array.size(), 5u ) << "it reaches from the first to the last that is set";
 }
 
 TEST( DynArray, versionMovesOncePerRealChange ) {
@@ -100,18 +104,122 @@ TEST( DynArray, versionMovesByAssignmentAndByBeingMovedFrom ) {
 }
 
 TEST( DynArray, whatIsMovedFromIsEmptyAndGoesOn ) {
+   const auto isEmpty = []( const Array & array ) {
+      EXPECT_TRUE( array.empty() );
+      EXPECT_EQ( array.firstIndex(), 0u );
+      EXPECT_EQ( array.size(), 0u );
+   };
    Array from;
    from.put( 1, 10 );
    from.put( 2, 20 );
    Array to = std::move( from );
    EXPECT_EQ( to.count(), 2u );
-   EXPECT_TRUE( from.empty() );
+   isEmpty( from );
    from.put( 3, 30 );
    EXPECT_EQ( from.count(), 1u );
    to = std::move( from );
    EXPECT_EQ( to.count(), 1u );
    EXPECT_THAT( walk( to ), ElementsAre( Pair( 3, 30 ) ) );
-   EXPECT_TRUE( from.empty() );
+   isEmpty( from );
+}
+
+TEST( DynArray, anAssignmentToItselfKeepsEverything ) {
+   Array array;
+   for( const uint32_t index : { 5u, 9u } ) array.put( index, int( index ) );
+   Array & same = array;   // so that no compiler warns of it
+   for( const bool move : { false, true } ) {
+      if( move )
+         array = std::move( same );
+      else
+         array = same;
+      EXPECT_THAT( walk( array ), ElementsAre( Pair( 5, 5 ), Pair( 9, 9 ) ) ) << move;
+      EXPECT_EQ( array.count(), 2u ) << move;
+      EXPECT_EQ( array.firstIndex(), 5u ) << move;
+      EXPECT_EQ( array.size(), 10u ) << move;
+   }
+}
+
+TEST( DynArray, aChangeThatFindsNoMemoryChangesNothing ) {
+   const struct {
+      const char * name;
+      std::vector<uint32_t> standing;
+      std::function<void( Array & )> change;
+   } rows[] = {
+      { "the first", {}, []( Array & a ) { a.put( 7, 1 ); } },
+      { "below", { 100 }, []( Array & a ) { a.put( 7, 1 ); } },
+      { "above", { 100 }, []( Array & a ) { a.put( 2000, 1 ); } },
+      { "a copy of another",
+        { 3, 4 },
+        []( Array & a ) {
+           Array other;
+           other.put( 50, 1 );
+           a = other;
+        } },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      Array array;
+      for( const uint32_t index : row.standing ) array.put( index, 5 );
+      const Members before = walk( array );
+      const auto version = array.version(), first = array.firstIndex(), size = array.size();
+      for( size_t n = 0;; ++n ) {
+         bool failed = false, happened = false;
+         {
+            const AllocationFailure failure( n );
+            try {
+               row.change( array );
+            } catch( const std::bad_alloc & ) { failed = true; }
+            happened = failure.happened();
+         }
+         if( !happened ) {
+            EXPECT_GT( n, 0u ) << "nothing failed at all";
+            break;
+         }
+         EXPECT_TRUE( failed );
+         EXPECT_EQ( walk( array ), before );
+         EXPECT_EQ( array.version(), version );
+         EXPECT_EQ( array.firstIndex(), first );
+         EXPECT_EQ( array.size(), size );
+         EXPECT_EQ( array.count(), before.size() );
+         ASSERT_LT( n, 100u );
+      }
+      EXPECT_NE( walk( array ), before ) << "with memory it is done";
+   }
+}
+
+TEST( DynArray, takingAwayNeedsNoMemory ) {
+   Array array;
+   for( const uint32_t index : { 2u, 3u, 400u, 401u } ) array.put( index, 1 );
+   const size_t before = allocationCount();
+   array.erase( 2 );
+   array.erase( 401 );
+   array.put( 3, 0 );
+   EXPECT_EQ( array.firstIndex(), 400u );
+   array.clear();
+   EXPECT_EQ( allocationCount(), before );
+   array.put( 1, 1 );
+   EXPECT_GT( allocationCount(), before ) << "nothing is counted at all";
+}
+
+TEST( DynArray, whatIsAssignedAwayMayWriteToTheArray ) {
+   struct AtEnd {
+      std::function<void()> end;
+      ~AtEnd() { end(); }
+   };
+   for( const bool move : { false, true } ) {
+      Plinth::DynArray<std::shared_ptr<AtEnd>> array, other;
+      const auto late = std::make_shared<AtEnd>( AtEnd{ [] {} } );
+      array.put( 1, std::make_shared<AtEnd>( AtEnd{ [ & ] { array.put( 5000, late ); } } ) );
+      for( uint32_t i = 0; i < 50; ++i ) other.put( i, late );
+      if( move )
+         array = std::move( other );
+      else
+         array = other;
+      EXPECT_EQ( array.count(), 51u );
+      EXPECT_EQ( array.size(), 5001u );
+      EXPECT_EQ( array[ 5000 ], late );
+      array.clear();
+   }
 }
 
 TEST( DynArray, takesTheHighestIndex ) {
@@ -119,6 +227,7 @@ TEST( DynArray, takesTheHighestIndex ) {
    Array array;
    EXPECT_TRUE( array.put( 2003003, 7 ) );
    EXPECT_EQ( array[ 2003003 ], 7 );
+   EXPECT_EQ( array.firstIndex(), 2003003u ) << "no space is taken below it";
    EXPECT_EQ( array.size(), 2003004u );
    EXPECT_EQ( array.count(), 1u );
    EXPECT_THAT( walk( array ), ElementsAre( Pair( 2003003, 7 ) ) );
@@ -207,7 +316,7 @@ RC_GTEST_PROP( DynArray, behavesAsTheModelInRandomPrograms, () ) {
                         rc::gen::set( &Step::value, rc::gen::inRange( 0, 4 ) ) );
    Array array;
    std::map<uint32_t, int> model;
-   uint32_t changes = 0, size = 0;
+   uint32_t changes = 0;
    std::optional<Array::Iterator> place;
    uint32_t at = 0;   // the index where `place` stands
    const auto stand = [ & ]( std::map<uint32_t, int>::iterator expected ) {
@@ -224,7 +333,6 @@ RC_GTEST_PROP( DynArray, behavesAsTheModelInRandomPrograms, () ) {
             RC_ASSERT( array.put( index, step.value ) == change );
             if( step.value ) {
                model[ index ] = step.value;
-               size = std::max( size, index + 1 );
             } else {
                model.erase( index );
             }
@@ -241,7 +349,6 @@ RC_GTEST_PROP( DynArray, behavesAsTheModelInRandomPrograms, () ) {
             changes += !model.empty();
             array.clear();
             model.clear();
-            size = 0;
             break;
          case Step::start:
             place = array.first();
@@ -257,7 +364,8 @@ RC_GTEST_PROP( DynArray, behavesAsTheModelInRandomPrograms, () ) {
       RC_ASSERT( array.version() == changes );
       RC_ASSERT( array.count() == model.size() );
       RC_ASSERT( array.empty() == model.empty() );
-      RC_ASSERT( array.size() == size );
+      RC_ASSERT( array.firstIndex() == ( model.empty() ? 0 : model.begin()->first ) );
+      RC_ASSERT( array.size() == ( model.empty() ? 0 : model.rbegin()->first + 1 ) );
       RC_ASSERT( array[ index ] == ( model.contains( index ) ? model[ index ] : 0 ) );
       RC_ASSERT( walk( array ) == Members( model.begin(), model.end() ) );
    }
