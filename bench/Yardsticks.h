@@ -92,7 +92,8 @@ class HashPerLength {
  private:
    static constexpr uint32_t kNone = ~uint32_t( 0 );
    static size_t hash( Bits128 bits ) noexcept {
-      const uint64_t x = ( bits.high ^ bits.low * 0xBF58476D1CE4E5B9u ) * 0x9E3779B97F4A7C15u;
+      uint64_t x = bits.high ^ bits.low * 0xBF58476D1CE4E5B9u;
+      x = ( x ^ x >> 32 ) * 0x9E3779B97F4A7C15u;   // of short prefixes only the first bits differ
       return static_cast<size_t>( x >> 32 );
    }
    std::vector<std::vector<uint32_t>> tables_;   // by length: places in `entries_`

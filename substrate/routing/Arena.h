@@ -20,6 +20,12 @@ class Arena {
    size_t size() const noexcept { return row_.size(); }
    size_t bytes() const noexcept { return row_.capacity() * sizeof( T ); }
    void reserve( size_t n ) { row_.reserve( n ); }
+   /// Takes off the last element, whosever block it is in.
+   void popBack() noexcept { row_.pop_back(); }
+   /// Gives back what is reserved where that is more than what is there.
+   void trim() {
+      if( row_.size() < row_.capacity() / 2 ) row_.shrink_to_fit();
+   }
    void shrinkToFit() { row_.shrink_to_fit(); }
 
    uint32_t allocate( size_t n ) {

@@ -2,6 +2,8 @@
 /// What a trie holds at a prefix, and what is called for it.
 #pragma once
 
+#include <cstddef>
+#include <new>
 #include <utility>
 
 #include "routepolicy_export.h"
@@ -17,6 +19,15 @@ class ROUTEPOLICY_API PrefixData : public Quoin::Node {
    const PrefixData * next() const noexcept { return next_.get(); }   // null at the end of the chain
    /// Whether a trie has taken it, and for good.
    bool inChain() const noexcept { return nodeFlag() & kInChain; }
+
+   // A trie's entries come and go together: they live in blocks.
+   static void * operator new( size_t bytes );
+   static void operator delete( void * data ) noexcept;
+   // One that wants more than the usual alignment does not, and one may be made in a place that there is.
+   static void * operator new( size_t bytes, std::align_val_t alignment ) { return ::operator new( bytes, alignment ); }
+   static void operator delete( void * data, std::align_val_t alignment ) noexcept { ::operator delete( data, alignment ); }
+   static void * operator new( size_t, void * place ) noexcept { return place; }
+   static void operator delete( void *, void * ) noexcept {}
 
  private:
    friend class PatriciaTrieWithNodeData;

@@ -4,6 +4,7 @@
 
 #include "substrate/plinth/Exception.h"
 #include "substrate/quoin/Assert.h"
+#include "substrate/quoin/BlockMemory.h"
 
 namespace Routing {
 
@@ -38,7 +39,16 @@ inline bool samePrefix( Bits128 a, Bits128 b, unsigned length ) noexcept {
 }   // namespace
 
 PrefixData::~PrefixData() = default;
+
+void * PrefixData::operator new( size_t bytes ) {
+   return Quoin::blockMemory( bytes );
+}
+void PrefixData::operator delete( void * data ) noexcept {
+   Quoin::blockMemoryDel( data );
+}
+
 PatriciaTrieWalkCb::~PatriciaTrieWalkCb() = default;
+PatriciaTrieHeir::~PatriciaTrieHeir() = default;
 
 PatriciaTrieWithNodeData::PatriciaTrieWithNodeData( Ferule::AddressFamily af, bool large ) : af_( af ) {
    if( large ) {
@@ -50,6 +60,22 @@ PatriciaTrieWithNodeData::PatriciaTrieWithNodeData( Ferule::AddressFamily af, bo
 
 PatriciaTrieWithNodeData::~PatriciaTrieWithNodeData() = default;
 
+void PatriciaTrieWithNodeData::lastUserGone() const {
+   if( const auto heir = std::exchange( heir_, nullptr ) )
+      heir->take( Quoin::Ptr<PatriciaTrieWithNodeData>( const_cast<PatriciaTrieWithNodeData *>( this ) ) );
+}
+
+bool PatriciaTrieWithNodeData::letGo( size_t atMost ) noexcept {
+   for( ; atMost != 0 && data_.size() != 0; --atMost ) {
+      auto & head = data_[ data_.size() - 1 ];
+      if( head )
+         head = Quoin::Ptr<const PrefixData>( head->next_ );
+      else
+         data_.popBack();
+   }
+   return data_.size() == 0;
+}
+
 void PatriciaTrieWithNodeData::routeIs( const Ferule::IpGenPrefix & prefix, const Quoin::Ptr<PrefixData> & data ) {
    if( !data ) Plinth::throwMutatorArgNullPointerException( "PatriciaTrieWithNodeData::routeIs" );
    QUOIN_ASSERT( prefix.af() == af_ && prefix.length() <= Ferule::addressBits( af_ ), "prefix.af() == af_" );
@@ -58,6 +84,7 @@ void PatriciaTrieWithNodeData::routeIs( const Ferule::IpGenPrefix & prefix, cons
    ++version_;
    auto & head = data_[ slotIs( bits, prefix.length() ) ];
    if( !head ) ++prefixCount_;
+   ++entryCount_;
    data->nodeFlagSet( PrefixData::kInChain );
    data->next_ = std::move( head );
    head = data;
@@ -182,6 +209,17 @@ PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::longestMatch( const Fer
       [ & ]( const TrieNode & lone ) { slot = lone.dataBase; } );
    if( slot != kNoSlot || !last ) return slot;
    return lastHits ? last->innerSlot( static_cast<unsigned>( std::bit_width( lastHits ) ) - 1 ) : last->fullSlot( lastFull );
+}
+
+// A table of random prefixes takes two nodes for each of IPv4, and up to eight of IPv6; one of the internet's, far fewer.
+void PatriciaTrieWithNodeData::reserve( size_t prefixes ) {
+   nodes_.reserve( ( af_ == Ferule::AddressFamily::ipv6 ? 8 : 2 ) * prefixes + 1 );
+   data_.reserve( prefixes + prefixes / 8 );   // some of it waits in free blocks
+}
+
+void PatriciaTrieWithNodeData::trim() {
+   nodes_.trim();
+   data_.trim();
 }
 
 void PatriciaTrieWithNodeData::compact() {

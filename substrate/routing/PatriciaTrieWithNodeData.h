@@ -23,6 +23,16 @@
 
 namespace Routing {
 
+class PatriciaTrieWithNodeData;
+
+/// Where a trie goes when its last user does.
+class ROUTEPOLICY_API PatriciaTrieHeir : public Quoin::Node {
+ public:
+   ~PatriciaTrieHeir() override;
+   /// May hold the trie; what nobody holds goes at once. Threading: that of the last user, whichever it was.
+   virtual void take( const Quoin::Ptr<PatriciaTrieWithNodeData> & trie ) noexcept = 0;
+};
+
 class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
  public:
    /// `large`: a whole table is coming; space for it is taken at once.
@@ -31,6 +41,8 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
 
    Ferule::AddressFamily af() const noexcept { return af_; }
    size_t prefixCount() const noexcept { return prefixCount_; }
+   /// Of all chains.
+   size_t entryCount() const noexcept { return entryCount_; }
    /// Moves with every change.
    uint32_t version() const noexcept { return version_; }
    /// Memory of nodes and data row, without what the data objects take, nor the lists of free blocks.
@@ -47,8 +59,18 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    /// A prefix of another family has none.
    void ancestorWalk( const Ferule::IpGenPrefix & prefix, PatriciaTrieWalkCb * walker ) const;
 
+   /// Takes space at once for about so many prefixes, so that few of them have to wait while all is moved. Errors: std::bad_alloc.
+   void reserve( size_t prefixes );
+   /// Gives that space back where less than half of it was needed.
+   void trim();
    /// Lays nodes and data out afresh, without gaps and in the order of a walk. Worth it once a trie is complete.
    void compact();
+
+   /// Who gets the trie when its last user goes; at first null: it goes at once.
+   void heirIs( const Quoin::Ptr<PatriciaTrieHeir> & heir ) { heir_ = heir; }
+   /// Empties a trie that nobody else uses: lets go of so many entries and places. Returns whether nothing is left. Until then, a trie
+   /// that this was begun on is good for nothing else.
+   bool letGo( size_t atMost ) noexcept;
 
    /// Places of the data row, for indices that are built beside a trie; good until the version moves.
    using Slot = uint32_t;
@@ -104,6 +126,7 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    // The number of bits of the prefix that bit `bit` of `inner` stands for.
    static constexpr unsigned innerLength( unsigned bit ) noexcept { return static_cast<unsigned>( std::bit_width( bit + 1 ) ) - 1; }
 
+   void lastUserGone() const override;
    template <class OnNode, class OnLone>
    void descend( Ferule::Bits128 bits, unsigned length, OnNode && onNode, OnLone && onLone ) const;
    Slot slotIs( Ferule::Bits128 bits, unsigned length );
@@ -141,6 +164,8 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    size_t prefixCount_ = 0;
    Arena<TrieNode, 64> nodes_;                       // the first is the root
    Arena<Quoin::Ptr<const PrefixData>, 127> data_;   // heads of chains
+   size_t entryCount_ = 0;
+   mutable Quoin::Ptr<PatriciaTrieHeir> heir_;   // until it has gone there
 };
 
 }   // namespace Routing

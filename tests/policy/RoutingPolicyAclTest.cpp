@@ -325,7 +325,7 @@ TEST( IpAccessListMatcher, matchingDoesNotAllocate ) {
    EXPECT_EQ( allocationCount(), before );
    EXPECT_TRUE( a );
    EXPECT_FALSE( b );
-   const auto something = makeNode<AclEntryData>( AclPrefixEntry{} );
+   const auto something = makeNode<IpAccessListStatus>( "another" );
    EXPECT_GT( allocationCount(), before ) << "nothing is counted at all";
 }
 

@@ -44,6 +44,27 @@ TEST( Arena, aBlockGrowsAtAnyPlace ) {
    }
 }
 
+TEST( Arena, takesOffTheLastElement ) {
+   Row row;
+   const auto base = row.allocate( 3 );
+   row[ base ] = 7;
+   row.popBack();
+   row.popBack();
+   EXPECT_EQ( row.size(), 1u );
+   EXPECT_EQ( row[ base ], 7 );
+}
+
+TEST( Arena, trimmingGivesBackWhatIsReservedBeyondTwiceTheNeed ) {
+   for( const size_t n : { 49u, 50u, 51u, 100u } ) {
+      Row row;
+      row.reserve( 100 );
+      for( size_t i = 0; i < n; ++i ) row[ row.allocate( 1 ) ] = int( i );
+      row.trim();
+      EXPECT_EQ( row.bytes(), sizeof( int ) * ( n < 50 ? n : 100 ) );
+      for( size_t i = 0; i < n; ++i ) ASSERT_EQ( row[ i ], int( i ) );
+   }
+}
+
 TEST( Arena, aBlockThatWasLeftIsUsedAgainAndHoldsNothing ) {
    Routing::Arena<std::shared_ptr<int>, 8> row;
    const auto value = std::make_shared<int>( 1 );

@@ -1,5 +1,7 @@
 #include "substrate/routing/PatriciaTrieWalkCb.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <type_traits>
 
 #include <gmock/gmock.h>
@@ -39,6 +41,27 @@ TEST( PrefixData, leadsToTheOneEnteredBeforeItAndKeepsIt ) {
    trie = nullptr;
    EXPECT_EQ( head->next(), tail );
    EXPECT_EQ( tail->useCount(), 1u );
+}
+
+TEST( PrefixData, anAgentsOwnMayBeOfAnyAlignmentAndSize ) {
+   struct alignas( 64 ) Aligned final : PrefixData {
+      char bytes[ 100 ]{};
+   };
+   struct Large final : PrefixData {
+      char bytes[ 10'000 ]{};
+   };
+   const auto trie = makeNode<Routing::PatriciaTrieWithNodeData>( Ferule::AddressFamily::ipv4, false );
+   for( int i = 0; i < 20; ++i ) {
+      const auto aligned = makeNode<Aligned>();
+      EXPECT_EQ( reinterpret_cast<uintptr_t>( aligned.get() ) % 64, 0u );
+      trie->routeIs( Ferule::IpGenPrefix( "10.0.0.0/8" ), aligned );
+      trie->routeIs( Ferule::IpGenPrefix( "10.0.0.0/8" ), makeNode<Large>() );
+      trie->routeIs( Ferule::IpGenPrefix( "10.0.0.0/8" ), makeNode<Item>() );
+   }
+   EXPECT_EQ( trie->entryCount(), 60u );
+   alignas( Item ) std::byte place[ sizeof( Item ) ];
+   auto * const here = new( place ) Item;
+   here->~Item();
 }
 
 TEST( PatriciaTrieWalkCb, oneServesManyWalks ) {

@@ -217,6 +217,22 @@ TEST( PatriciaTrieWithNodeData, aWalkVisitsWhatContainsThePrefixTheShortestFirst
    }
 }
 
+TEST( PatriciaTrieWithNodeData, reservedSpaceThatIsNotNeededIsGivenBack ) {
+   const auto trie = makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
+   trie->reserve( 10'000 );
+   const auto reserved = trie->bytes();
+   EXPECT_GE( reserved, 10'000 * 64u );
+   const auto prefix = []( uint32_t i ) { return IpGenPrefix( Ferule::IpAddr( i << 8 ), 24 ); };
+   for( uint32_t i = 0; i < 1000; ++i ) trie->routeIs( prefix( i ), makeNode<Item>() );
+   EXPECT_EQ( trie->bytes(), reserved );
+   trie->trim();
+   EXPECT_LT( trie->bytes(), reserved / 4 );
+   const auto trimmed = trie->bytes();
+   trie->trim();
+   EXPECT_EQ( trie->bytes(), trimmed );
+   for( uint32_t i = 0; i < 1000; ++i ) EXPECT_NE( trie->longestMatch( prefix( i ) ), kNoSlot );
+}
+
 TEST( PatriciaTrieWithNodeData, everyLengthOfOnePathIsThere ) {
    for( const auto af : kFamilies ) {
       const unsigned bits = Ferule::addressBits( af );

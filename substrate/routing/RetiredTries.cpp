@@ -1,0 +1,53 @@
+#include "substrate/routing/RetiredTries.h"
+
+#include <thread>
+
+namespace Routing {
+
+namespace {
+
+constexpr size_t kAtATime = 256;   // entries between two looks at the clock
+
+}   // namespace
+
+// What tries know: it stays when the tries' owner has gone.
+class RetiredTries::Heir final : public PatriciaTrieHeir {
+ public:
+   explicit Heir( RetiredTries * owner ) : owner_( owner ) {}
+   void ownerIsGone() noexcept { owner_ = nullptr; }
+   void take( const Quoin::Ptr<PatriciaTrieWithNodeData> & trie ) noexcept override {
+      if( std::this_thread::get_id() == thread_ && owner_ ) owner_->take( trie );
+   }
+
+ private:
+   const std::thread::id thread_ = std::this_thread::get_id();
+   RetiredTries * owner_;   // of that thread alone
+};
+
+RetiredTries::RetiredTries( const Quoin::Ptr<Plinth::Clock> & clock ) : NotifieeConst( clock ), heir_( Quoin::makeNode<Heir>( this ) ) {}
+
+RetiredTries::~RetiredTries() {
+   static_cast<Heir &>( *heir_ ).ownerIsGone();
+}
+
+void RetiredTries::take( const Quoin::Ptr<PatriciaTrieWithNodeData> & trie ) noexcept {
+   if( trie->entryCount() <= kSmall ) return;
+   try {
+      timeMinIs( Plinth::Clock::Seconds( 0 ) );
+      tries_.push_back( trie );
+   } catch( ... ) {   // it goes at once
+   }
+}
+
+void RetiredTries::handleTime() {
+   const Quoin::Ptr<RetiredTries> self( this );   // entries may be an agent's own, and let go of anything
+   const auto deadline = clock()->now() + kQuantum;
+   while( !tries_.empty() ) {
+      const auto trie = tries_.back();
+      if( trie->letGo( kAtATime ) ) std::erase( tries_, trie );
+      if( clock()->now() >= deadline ) break;
+   }
+   if( !tries_.empty() ) timeMinIs( Plinth::Clock::Seconds( 0 ) );
+}
+
+}   // namespace Routing
