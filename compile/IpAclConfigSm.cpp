@@ -1,0 +1,219 @@
+#include "compile/IpAclConfigSm.h"
+
+#include <new>
+
+#include "substrate/acl/AclIp6Prefix.h"
+#include "substrate/acl/AclPrefix.h"
+#include "substrate/plinth/EveryStep.h"
+#include "substrate/plinth/Trace.h"
+#include "substrate/quoin/Assert.h"
+
+namespace Routing::Policy {
+
+using Acl::AclVersion;
+using Acl::MatchPermit;
+using Ferule::AddressFamily;
+using Ferule::Ip6AddrWithMask;
+using Ferule::IpAddrWithFullMask;
+using Ferule::IpGenAddrWithFullMask;
+using Ferule::IpGenPrefix;
+using Routing::RouteMap::AclEntryData;
+using Routing::RouteMap::AllIpAccessListSymbol;
+using Routing::RouteMap::IpAccessListStatus;
+using Routing::RouteMap::IpAccessListSymbol;
+
+namespace {
+
+const Plinth::TraceHandle trace( "IpAclConfigSm" );
+const Plinth::TraceHandle permittedTrace( "AclToPrefix::PermittedPrefixes" );
+const Plinth::TraceHandle permitted6Trace( "AclToIp6Prefix::PermittedPrefixes" );
+
+using Trie = Quoin::Ptr<Routing::PatriciaTrieWithNodeData>;
+
+// A mask with a gap, or address bits outside of it, is no prefix. Such a rule stands above all that it can match, and keeps address and
+// mask as they came: whoever finds it there tests them. The trie by value: who hears of the trace may have another one begun.
+void addIp4AclEntryToTrie( const Trie trie, uint32_t seq, const IpAddrWithFullMask & source, const MatchPermit & permit ) {
+   QUOIN_ASSERT( trie, "trie" );
+   const IpGenAddrWithFullMask full( source );
+   const uint8_t length = full.leadingOnesOfMask();
+   const IpGenPrefix key = IpGenPrefix( full.address(), length ).subnet();
+   if( !full.validAsPrefix() ) PLINTH_TRACE( trace, level8 ) << "acl prefix is not contiguous, using contiguous prefix: " << key;
+   trie->routeIs( key, Quoin::makeNode<AclEntryData>( AclPrefixEntry{ seq, full, permit } ) );
+}
+
+void addIp6AclEntryToTrie( const Trie trie, uint32_t seq, Ip6AddrWithMask source, const MatchPermit & permit ) {
+   QUOIN_ASSERT( trie, "trie" );
+   if( const uint8_t longest = Ferule::addressBits( AddressFamily::ipv6 ); source.length > longest ) {
+      PLINTH_TRACE( trace, level8 ) << "acl mask is too long, using " << unsigned( longest ) << " bits of " << source.address;
+      source.length = longest;
+   }
+   trie->routeIs( IpGenPrefix( source.subnet() ), Quoin::makeNode<AclEntryData>( AclPrefixEntry{ seq, source, permit } ) );
+}
+
+MatchPermit permitOf( Acl::RuleAction action ) {
+   return action == Acl::RuleAction::permit ? MatchPermit::permit : MatchPermit::deny;
+}
+
+}   // namespace
+
+IpAclConfigSm::IpAclConfigSm( const Quoin::String & name, const Quoin::Ptr<const Acl::Input::AclTypeConfig> & ipConfig,
+                              const Quoin::Ptr<const AllIpAccessListSymbol> & ipAclSymbolTable,
+                              const Quoin::Ptr<const Acl::AclConfig> & ipAccessList, const Quoin::Ptr<Plinth::Clock> & clock,
+                              const Quoin::Ptr<Routing::RetiredTries> & retiredTries )
+      : name_( name ),
+        ipConfig_( ipConfig ),
+        ipAclSymbolTable_( ipAclSymbolTable ),
+        ipAccessList_( ipAccessList ),
+        clock_( *this, clock ),
+        retiredTries_( retiredTries ) {
+   QUOIN_ASSERT( ipAclSymbolTable_, "ipAclSymbolTable()" );
+   QUOIN_ASSERT( ipAccessList_, "ipAccessList()" );
+   listReactor_.notifierIs( ipAccessList_ );
+   handleCurrVersion();
+}
+
+IpAclConfigSm::~IpAclConfigSm() {
+   stop();
+}
+
+void IpAclConfigSm::formatDerivedType( std::ostream & os ) const {
+   os << "access-list: " << name_;
+}
+
+void IpAclConfigSm::handleCurrVersion() {
+   rulesReactor_.notifierIs( ipAccessList_->currVersion() );
+   handleIpAccessPrefixEntry();
+}
+
+void IpAclConfigSm::handleIpAccessPrefixEntry() {
+   const auto & version = ipAccessList_->currVersion();
+   if( version && ( isIpv4() ? version->ipRule().count() : version->ip6Rule().count() ) != 0 ) handleIpAccessListVersion();
+   initialized_ = true;
+}
+
+void IpAclConfigSm::handleIpAccessListVersion() {
+   newTrieDue_ = true;
+   bookmark_ = 0;
+   clock_.timeMinIs( Seconds( 0 ) );
+   newTrieIs();
+}
+
+void IpAclConfigSm::newTrieIs() {
+   newTrie_ = Quoin::makeNode<Routing::PatriciaTrieWithNodeData>( isIpv4() ? AddressFamily::ipv4 : AddressFamily::ipv6, false );
+   if( retiredTries_ ) newTrie_->heirIs( retiredTries_->heir() );
+   newTrieDue_ = false;
+}
+
+void IpAclConfigSm::processClock() {
+   if( !initialized_ || zombieReactors() ) return;
+   const Quoin::Ptr<IpAclConfigSm> self( this );   // who hears of the list may drop it
+   const auto symbol = ipAclSymbolTable_->symbol( name_ );
+   const auto list = ipConfig_ ? ipConfig_->acl( name_ ) : nullptr;
+   if( !list ) return;
+   Quoin::Ptr<IpAccessListStatus> status;
+   try {
+      if( newTrieDue_ ) newTrieIs();                           // there was no memory for it when the work was to begin
+      status = Quoin::makeNode<IpAccessListStatus>( name_ );   // before the work, which must not be in vain
+   } catch( ... ) {
+      pauseAt( bookmark_ );
+      throw;
+   }
+   const auto version = list->currVersion();
+   if( version && !addRules( *version ) ) return;
+   bookmark_ = 0;
+   clock_.timeMinIs( Plinth::Clock::kNever );
+   publish( symbol, status );
+}
+
+// Whether all rules are in; if not, the time is up, or the list has changed and is begun anew. Where memory runs out, the next slice goes
+// on with the rule that found none.
+bool IpAclConfigSm::addRules( const AclVersion & version ) {
+   const auto & clock = *clock_.clock();
+   const Seconds deadline = clock.now() + clockQuantum_;
+   const auto isStill = [ this, trie = newTrie_ ] { return newTrie_ == trie && !zombieReactors(); };
+   uint32_t done = 0;
+   for( auto i = version.ruleBySequence().lowerBound( bookmark_ ); i; i.next() ) {
+      const uint32_t seq = i.key();
+      try {
+         const bool late = clock.now() >= deadline;
+         if( done != 0 && late ) {
+            PLINTH_TRACE( trace, level8 ) << name_ << " pausing processing at rule " << seq;
+            if( isStill() ) pauseAt( seq );
+            return false;
+         }
+         if( const auto * id = version.ruleBySequence().find( seq ); id && isStill() ) addRule( version, seq, *id );
+      } catch( ... ) {
+         if( isStill() ) pauseAt( seq );
+         throw;
+      }
+      if( !isStill() ) return false;
+      ++done;
+   }
+   return true;
+}
+
+void IpAclConfigSm::pauseAt( uint32_t seq ) {
+   bookmark_ = seq;
+   clock_.timeMinIs( Seconds( 0 ) );
+}
+
+// Space that cannot be had at once may still be had rule by rule.
+void IpAclConfigSm::reserve( size_t rules ) {
+   try {
+      newTrie_->reserve( rules );
+   } catch( const std::bad_alloc & ) {}
+}
+
+// An id that is not there gives a rule that permits everything.
+void IpAclConfigSm::addRule( const AclVersion & version, uint32_t seq, AclVersion::RuleId id ) {
+   if( newTrie_ && newTrie_->prefixCount() == 0 ) reserve( version.ruleBySequence().count() );
+   if( isIpv4() )
+      testAddIpAclEntryToTrie( seq, version.ipRule( id ) );
+   else
+      testAddIp6AclEntryToTrie( seq, version.ip6Rule( id ) );
+}
+
+void IpAclConfigSm::publish( const Quoin::Ptr<IpAccessListSymbol> & symbol, const Quoin::Ptr<IpAccessListStatus> & status ) {
+   // Who hears of it may begin the next one.
+   const Trie trie = std::exchange( newTrie_, nullptr );
+   pset_ = nullptr;
+   if( !symbol || !trie ) return;
+   trie->trim();
+   status->trieIs( trie );
+   Plinth::EveryStep step;
+   step( [ & ] { symbol->statusIs( status ); } );
+   step( [ & ] {
+      if( const auto notifier = symbol->notifier() ) notifier->versionInc( 1 );
+   } );
+   step.finish();
+}
+
+void IpAclConfigSm::testAddIpAclEntryToTrie( uint32_t seq, const Acl::IpRuleConfig & rule ) {
+   addIp4AclEntryToTrie( newTrie_, seq, rule.filter.source, permitOf( rule.action ) );
+}
+
+void IpAclConfigSm::testAddIp6AclEntryToTrie( uint32_t seq, const Acl::Ip6RuleConfig & rule ) {
+   addIp6AclEntryToTrie( newTrie_, seq, rule.filter.source, permitOf( rule.action ) );
+}
+
+void IpAclConfigSm::getIpPfxFromRule( const Acl::IpRuleConfig & rule ) {
+   pset_ = Quoin::makeNode<Ferule::IpGenPrefixSet>();
+   AclPrefix::AclToPrefix conversion;
+   conversion.handleRule( rule, false );
+   for( const auto & interval : conversion.permitted() ) {
+      PLINTH_TRACE( permittedTrace, level8 ) << interval.lower() << " to " << interval.upper() - 1;
+      AclPrefix::ip4RangeToPrefixes( interval.lower(), interval.upper() - 1, pset_ );
+   }
+}
+
+void IpAclConfigSm::getIp6PfxFromRule( const Acl::Ip6RuleConfig & rule ) {
+   pset_ = Quoin::makeNode<Ferule::IpGenPrefixSet>();
+   AclIp6Prefix::AclToIp6Prefix conversion;
+   conversion.handleRule( rule, false );
+   for( const auto & interval : conversion.permitted() ) {
+      PLINTH_TRACE( permitted6Trace, level8 ) << interval.lower() << " to " << interval.upper() - 1;
+      AclIp6Prefix::ip6RangeToPrefixes( interval.lower(), interval.upper() - 1, pset_ );
+   }
+}
+
+}   // namespace Routing::Policy

@@ -1,0 +1,846 @@
+#include "compile/IpAclTypeConfigSm.h"
+
+#include <functional>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "tests/compile/AclFixtures.h"
+
+namespace Routing::Policy {
+namespace {
+
+using namespace CompileFixtures;
+using Acl::AclConfig;
+using Acl::AclType;
+using Acl::AclVersion;
+using Ferule::AddressFamily;
+using Quoin::makeNode;
+using Quoin::Ptr;
+using Routing::RouteMap::IpAccessListSymbol;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Log = std::vector<std::string>;
+using Seconds = Plinth::Clock::Seconds;
+
+static_assert( std::is_base_of_v<Zeugma::BaseOutputSm, IpAclTypeConfigSm> );
+
+const char * const kControlPlane = "default-control-plane-acl";
+
+class IpAclTypeConfigSmTest : public testing::Test, protected AclCase {
+ protected:
+   explicit IpAclTypeConfigSmTest( AclType family = AclType::ipv4 ) : AclCase( family ) {}
+   void start() { sm = Zeugma::makeSm<IpAclTypeConfigSm>( type, symbols, dedupTable, clock ); }
+   Ptr<AclVersion> add( const char * name, const Log & rules ) const {
+      const auto version = aclVersion( rules );
+      type->aclIs( name )->currVersionIs( version );
+      return version;
+   }
+   Ptr<IpAclConfigSm> machine( const char * name = "A" ) const {
+      const auto * found = sm->ipAccessListConfigSm().find( name );
+      return found ? *found : nullptr;
+   }
+   void slice( const char * name = "A" ) const { machine( name )->clockQuantumIs( Seconds( 0 ) ); }
+   bool has( const char * name ) const { return symbols->symbol().find( name ); }
+   uint32_t published( const char * name = "A" ) const { return symbol( name )->notifierVersion(); }
+   /// An empty list of IPv4: what addIpAccessList() leaves.
+   testing::AssertionResult isEmpty( const char * name = "A" ) const {
+      const auto now = status( name );
+      if( !now ) return testing::AssertionFailure() << name << " is undefined";
+      if( now->name() != name ) return testing::AssertionFailure() << "of another name: " << now->name();
+      if( now->trie().prefixCount() ) return testing::AssertionFailure() << name << " has rules";
+      if( now->trie().af() != AddressFamily::ipv4 ) return testing::AssertionFailure() << name << " is of the other family";
+      return testing::AssertionSuccess();
+   }
+
+   Ptr<IpAclTypeConfigSm> sm;
+   Ptr<IpAccessListSymbol> held = symbol();   // stays the same symbol
+};
+
+class Ip6AclTypeConfigSmTest : public IpAclTypeConfigSmTest {
+ protected:
+   Ip6AclTypeConfigSmTest() : IpAclTypeConfigSmTest( AclType::ipv6 ) {}
+};
+
+// ---- the start
+
+TEST_F( IpAclTypeConfigSmTest, withoutListsItHoldsWhatItWasGiven ) {
+   start();
+   EXPECT_EQ( sm->ipConfig(), type );
+   EXPECT_EQ( sm->ipAclSymbolTable(), symbols );
+   EXPECT_TRUE( sm->ipAccessListConfigSm().empty() );
+   EXPECT_TRUE( symbols->symbol().empty() );
+   EXPECT_TRUE( nothingDue( *clock ) );
+   EXPECT_TRUE( sm->hasNotificationActive() );
+   std::ostringstream text;
+   text << *sm;
+   EXPECT_EQ( text.str(), "access-lists: ipv4" );
+}
+
+TEST_F( IpAclTypeConfigSmTest, eachListThatStandsGetsASymbolAMachineAndAnEmptyStatus ) {
+   add( "A", { "10 permit 10.0.0.0/8" } );
+   type->aclIs( "B" );   // without a version
+   start();
+   for( const char * name : { "A", "B" } ) {
+      SCOPED_TRACE( name );
+      ASSERT_TRUE( has( name ) );
+      EXPECT_EQ( symbols->symbol( name ), symbol( name ) ) << "the one of the table that all share";
+      EXPECT_TRUE( isEmpty( name ) );
+      EXPECT_EQ( published( name ), 0u );
+      ASSERT_TRUE( machine( name ) );
+      EXPECT_EQ( machine( name )->name(), name );
+      EXPECT_EQ( machine( name )->ipConfig(), type );
+      EXPECT_EQ( machine( name )->ipAclSymbolTable(), symbols );
+      EXPECT_EQ( machine( name )->ipAccessList(), type->acl( name ) );
+      EXPECT_TRUE( machine( name )->hasNotificationActive() );
+   }
+   EXPECT_EQ( runUntilIdle( *clock ), 1 );
+   EXPECT_THAT( rules( "A" ), ElementsAre( "10 permit 10.0.0.0/8 at 10.0.0.0/8" ) );
+   EXPECT_EQ( published( "A" ), 1u );
+   EXPECT_EQ( status( "B" )->trie().bytes(), makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false )->bytes() );
+   EXPECT_TRUE( isEmpty( "B" ) ) << "a list without rules starts no compilation";
+   EXPECT_EQ( published( "B" ), 0u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListThatComesIsEmptyUntilItIsCompiled ) {
+   start();
+   const AclSymbolWatcher watcher( symbol() );
+   std::vector<int> order;
+   const Reaction ofTable( *symbols, [ & ]( const Quoin::Change & ) {
+      order.push_back( 1 );
+      EXPECT_FALSE( held->status() ) << "the symbol is there first";
+      EXPECT_TRUE( machine() ) << "and the machine before it";
+   } );
+   const Reaction ofSymbol( *held, [ & ]( const Quoin::Change & ) { order.push_back( 2 ); } );
+   const auto list = type->aclIs( "A" );
+   EXPECT_THAT( order, ElementsAre( 1, 2 ) );
+   EXPECT_THAT( watcher.take(), ElementsAre( "status" ) ) << "no version: what is in place keeps what it has";
+   EXPECT_TRUE( isEmpty() );
+   list->currVersionIs( aclVersion( { "10 permit 10.0.0.0/8" } ) );
+   EXPECT_TRUE( isEmpty() );
+   runUntilIdle( *clock );
+   EXPECT_THAT( watcher.take(), ElementsAre( "status", "version 1, current, defined" ) );
+   EXPECT_EQ( ruleCountOf( status() ), 1u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, whatTheStatusFlagSaysIsLeftAlone ) {
+   start();
+   for( const bool current : { true, false } ) {
+      held->statusCurrentIs( current );
+      const AclSymbolWatcher watcher( held );
+      add( "A", { "10 permit 10.0.0.0/8" } );
+      runUntilIdle( *clock );
+      type->aclDel( "A" );
+      EXPECT_EQ( held->statusCurrent(), current );
+      EXPECT_THAT( watcher.take(), testing::Not( testing::Contains( testing::AnyOf( "current", "not current" ) ) ) );
+   }
+}
+
+TEST_F( IpAclTypeConfigSmTest, theControlPlanesListReachesNobody ) {
+   TraceLog traces( "IpAclTypeConfigSm" );
+   add( kControlPlane, { "10 permit 10.0.0.0/8" } );
+   start();
+   const auto nothing = [ & ] {
+      EXPECT_FALSE( has( kControlPlane ) );
+      EXPECT_FALSE( machine( kControlPlane ) );
+      EXPECT_FALSE( status( kControlPlane ) );
+      EXPECT_EQ( published( kControlPlane ), 0u );
+      EXPECT_TRUE( nothingDue( *clock ) );
+   };
+   nothing();
+   add( kControlPlane, { "20 permit 10.0.0.0/8" } );
+   nothing();
+   sm->handleIpAccessList();
+   sm->addIpAccessList( kControlPlane, type->acl( kControlPlane ) );
+   sm->addIpAccessList( kControlPlane, nullptr );   // the name comes first
+   nothing();
+   EXPECT_THAT( traces.take(), IsEmpty() );
+   type->aclDel( kControlPlane );
+   nothing();
+   EXPECT_THAT( traces.take(), ElementsAre( std::string( " ignoring ipAccess-list: " ) + kControlPlane ) );
+   EXPECT_THAT( traces.levels(), ElementsAre( 8 ) );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aSymbolOfTheControlPlanesNameIsNotTakenAway ) {
+   start();
+   const auto symbol = this->symbol( kControlPlane );
+   const auto another = makeNode<IpAccessListStatus>( kControlPlane );
+   symbol->statusIs( another );
+   symbols->symbolIs( symbol );
+   sm->handleIpAccessList( kControlPlane );
+   EXPECT_TRUE( has( kControlPlane ) );
+   EXPECT_EQ( symbol->status(), another );
+   EXPECT_EQ( symbol->notifierVersion(), 0u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, namesLikeTheControlPlanesAreListsAsAnyOther ) {
+   start();
+   for( const char * name : { "default-control-plane-ac", "default-control-plane-acl2", "Default-control-plane-acl", "" } ) {
+      add( name, { "10 permit 10.0.0.0/8" } );
+      runUntilIdle( *clock );
+      EXPECT_EQ( ruleCountOf( status( name ) ), 1u ) << name;
+   }
+}
+
+TEST_F( Ip6AclTypeConfigSmTest, aListIsAnEmptyOneOfTheOtherFamilyUntilItIsCompiled ) {
+   start();
+   add( "A", { "10 permit 2001:db8::/32", "20 permit ::/0" } );
+   slice();
+   EXPECT_TRUE( isEmpty() );
+   clock->callDue();
+   EXPECT_TRUE( isEmpty() ) << "in a pause";
+   EXPECT_FALSE( listPermits( status(), "2001:db8::/32" ) );
+   EXPECT_FALSE( listPermits( status(), "10.0.0.0/8" ) );
+   runUntilIdle( *clock );
+   EXPECT_EQ( status()->trie().af(), AddressFamily::ipv6 );
+   EXPECT_TRUE( listPermits( status(), "2001:db8::/32" ) );
+   EXPECT_FALSE( listPermits( status(), "10.0.0.0/8" ) );
+   std::ostringstream text;
+   text << *sm;
+   EXPECT_EQ( text.str(), "access-lists: ipv6" );
+}
+
+// ---- once more
+
+TEST_F( IpAclTypeConfigSmTest, aListThatIsAddedOnceMoreIsEmptyUntilItsNextCompilation ) {
+   start();
+   const auto version = add( "A", { "10 permit 10.0.0.0/8" } );
+   runUntilIdle( *clock );
+   const auto before = machine();
+   for( const bool all : { false, true } ) {
+      SCOPED_TRACE( all );
+      const auto versions = published();
+      const AclSymbolWatcher watcher( held );
+      if( all )
+         sm->handleIpAccessList();
+      else
+         sm->addIpAccessList( "A", type->acl( "A" ) );
+      EXPECT_TRUE( isEmpty() );
+      EXPECT_THAT( watcher.take(), ElementsAre( "status" ) );
+      EXPECT_EQ( machine(), before );
+      EXPECT_TRUE( nothingDue( *clock ) ) << "the machine has nothing new to compile";
+      version->ipRuleIs( ruleIdOf( 10 ), ipRule( all ? "10 permit 11.0.0.0/8" : "10 deny 10.0.0.0/8" ) );
+      runUntilIdle( *clock );
+      EXPECT_EQ( ruleCountOf( status() ), 1u );
+      EXPECT_EQ( published(), versions + 1 );
+   }
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListThatIsAddedOnceMoreInAPauseIsCompiledToItsEnd ) {
+   start();
+   add( "A", manyRules( 3 ) );
+   slice();
+   clock->callDue();
+   sm->addIpAccessList( "A", type->acl( "A" ) );
+   EXPECT_EQ( machine()->bookmark(), 20u );
+   EXPECT_EQ( runUntilIdle( *clock ), 2 );
+   EXPECT_EQ( ruleCountOf( status() ), 3u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListOfThatNameThatIsNotTheConfiguredOneIsNotFollowed ) {
+   start();
+   add( "A", { "10 permit 10.0.0.0/8" } );
+   runUntilIdle( *clock );
+   const auto before = machine();
+   const auto another = makeNode<AclConfig>( "A" );
+   another->currVersionIs( aclVersion( manyRules( 2 ) ) );
+   sm->addIpAccessList( "A", another );
+   EXPECT_EQ( machine(), before );
+   EXPECT_EQ( machine()->ipAccessList(), type->acl( "A" ) );
+   EXPECT_EQ( another->useCount(), 1u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListThatIsNotConfiguredIsEmptyAndStaysSo ) {
+   start();
+   const auto another = makeNode<AclConfig>( "A" );
+   another->currVersionIs( aclVersion( manyRules( 2 ) ) );
+   sm->addIpAccessList( "A", another );
+   ASSERT_TRUE( machine() );
+   EXPECT_EQ( machine()->ipAccessList(), another );
+   EXPECT_TRUE( has( "A" ) );
+   EXPECT_TRUE( isEmpty() );
+   runUntilIdle( *clock );
+   EXPECT_TRUE( isEmpty() ) << "the configuration is where a list is read";
+   EXPECT_EQ( published(), 0u );
+   add( "A", manyRules( 3 ) );
+   EXPECT_EQ( machine()->ipAccessList(), type->acl( "A" ) );
+   runUntilIdle( *clock );
+   EXPECT_EQ( ruleCountOf( status() ), 3u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListThatIsReplacedUnseenGetsAnotherMachineWhenItIsAdded ) {
+   start();
+   add( "A", manyRules( 3 ) );
+   slice();
+   clock->callDue();
+   sm->hasNotificationActiveIs( false );
+   const auto first = machine();
+   type->aclDel( "A" );
+   add( "A", manyRules( 2 ) );
+   sm->handleIpAccessList( "A" );
+   EXPECT_NE( machine(), first );
+   EXPECT_EQ( machine()->ipAccessList(), type->acl( "A" ) );
+   EXPECT_TRUE( first->zombieReactors() );
+   runUntilIdle( *clock );
+   EXPECT_EQ( ruleCountOf( status() ), 2u );
+   EXPECT_EQ( published(), 1u ) << "of the second alone";
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListThatIsMadeAnewGetsAnotherMachine ) {
+   start();
+   add( "A", { "10 permit 10.0.0.0/8" } );
+   runUntilIdle( *clock );
+   const auto first = machine();
+   type->aclDel( "A" );
+   add( "A", manyRules( 2 ) );
+   EXPECT_NE( machine(), first );
+   EXPECT_TRUE( isEmpty() );
+   runUntilIdle( *clock );
+   EXPECT_EQ( ruleCountOf( status() ), 2u );
+   EXPECT_EQ( published(), 3u ) << "compiled, gone, compiled";
+}
+
+// ---- what goes
+
+TEST_F( IpAclTypeConfigSmTest, aListThatGoesTellsAndThenLeaves ) {
+   start();
+   add( "A", { "10 permit 10.0.0.0/8" } );
+   runUntilIdle( *clock );
+   Log steps;
+   const auto parts = [ & ] { return std::string( has( "A" ) ? ", symbol" : "" ) + ( machine() ? ", machine" : "" ); };
+   const Reaction ofStatus( *held,
+                            [ & ]( const Quoin::Change & ) { steps.push_back( ( held->status() ? "defined" : "undefined" ) + parts() ); } );
+   const Reaction ofVersion( *held->notifier(), [ & ]( const Quoin::Change & ) { steps.push_back( "version" + parts() ); } );
+   const Reaction ofTable( *symbols, [ & ]( const Quoin::Change & ) { steps.push_back( "table" + parts() ); } );
+   type->aclDel( "A" );
+   EXPECT_THAT( steps, ElementsAre( "undefined, symbol, machine", "version, symbol, machine", "table, machine" ) );
+   EXPECT_EQ( parts(), "" );
+   EXPECT_EQ( published(), 2u );
+   EXPECT_EQ( dedupTable->count(), 1u );
+   EXPECT_EQ( held->useCount(), 1u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aNameThatIsNoListDoesNothing ) {
+   start();
+   add( "A", { "10 permit 10.0.0.0/8" } );
+   runUntilIdle( *clock );
+   const auto other = symbol( "B" );   // a route map refers to it
+   sm->handleIpAccessList( "B" );
+   EXPECT_EQ( other->notifierVersion(), 0u );
+   EXPECT_FALSE( other->status() );
+   EXPECT_EQ( sm->ipAccessListConfigSm().count(), 1u );
+   EXPECT_EQ( symbols->symbol().count(), 1u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListWithoutSymbolKeepsItsMachineUntilItComesAnew ) {
+   start();
+   add( "A", manyRules( 1 ) );
+   runUntilIdle( *clock );
+   symbols->symbolDel( "A" );
+   const auto before = machine();
+   type->aclDel( "A" );
+   EXPECT_EQ( machine(), before );
+   EXPECT_EQ( ruleCountOf( status() ), 1u );
+   EXPECT_EQ( published(), 1u );
+   add( "A", manyRules( 2 ) );
+   EXPECT_NE( machine(), before );
+   runUntilIdle( *clock );
+   EXPECT_EQ( ruleCountOf( status() ), 2u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListGoesThoughItsSymbolHasNoNotifier ) {
+   start();
+   add( "A", manyRules( 1 ) );
+   runUntilIdle( *clock );
+   held->notifierIs( nullptr );
+   type->aclDel( "A" );
+   EXPECT_FALSE( status() );
+   EXPECT_FALSE( has( "A" ) );
+   EXPECT_FALSE( machine() );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListMayGoInAPause ) {
+   start();
+   add( "A", manyRules( 3 ) );
+   slice();
+   clock->callDue();
+   auto gone = machine();
+   const auto trie = gone->newTrie();
+   type->aclDel( "A" );
+   EXPECT_FALSE( status() );
+   EXPECT_EQ( published(), 1u );
+   EXPECT_EQ( gone->useCount(), 1u );
+   gone = nullptr;
+   EXPECT_EQ( trie->useCount(), 1u ) << "it goes with its machine";
+   EXPECT_TRUE( nothingDue( *clock ) );
+   EXPECT_EQ( clock->callDue(), 0u );
+   EXPECT_EQ( published(), 1u );
+   add( "A", manyRules( 2 ) );
+   runUntilIdle( *clock );
+   EXPECT_EQ( ruleCountOf( status() ), 2u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aMachineThatSomebodyKeepsCompilesNoMoreWhenItsListHasGone ) {
+   start();
+   add( "A", manyRules( 3 ) );
+   const auto kept = machine();
+   slice();
+   clock->callDue();
+   type->aclDel( "A" );
+   type->aclIs( "A" );
+   runUntilIdle( *clock );
+   EXPECT_TRUE( isEmpty() );
+   EXPECT_EQ( published(), 1u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, allListsMayGoAtOnce ) {
+   start();
+   const auto b = symbol( "B" );
+   for( const char * name : { "A", "B", "C" } ) add( name, manyRules( 2 ) );
+   runUntilIdle( *clock );
+   type->aclDelAll();
+   EXPECT_TRUE( sm->ipAccessListConfigSm().empty() );
+   EXPECT_TRUE( symbols->symbol().empty() );
+   EXPECT_FALSE( held->status() );
+   EXPECT_FALSE( b->status() );
+   EXPECT_EQ( dedupTable->count(), 2u );
+}
+
+// ---- what was missed
+
+TEST_F( IpAclTypeConfigSmTest, whatChangedBeforeItWasSwitchedOnIsMadeUpFor ) {
+   for( const char * name : { "STAYS", "GOES", "GOES TOO", "ANEW" } ) add( name, manyRules( 1 ) );
+   sm = makeNode<IpAclTypeConfigSm>( type, symbols, dedupTable, clock );
+   const auto stays = machine( "STAYS" ), anew = machine( "ANEW" );
+   const auto symbolOfGone = symbol( "GOES" ), symbolOfNew = symbol( "COMES" );
+   runUntilIdle( *clock );
+   type->aclDel( "GOES" );
+   type->aclDel( "GOES TOO" );
+   type->aclDel( "ANEW" );
+   add( "ANEW", manyRules( 2 ) );
+   add( "COMES", manyRules( 3 ) );
+   sm->hasNotificationActiveIs( true );
+   EXPECT_EQ( machine( "STAYS" ), stays );
+   EXPECT_EQ( ruleCountOf( status( "STAYS" ) ), 1u ) << "what has not changed keeps its list";
+   EXPECT_NE( machine( "ANEW" ), anew );
+   EXPECT_FALSE( machine( "GOES" ) );
+   EXPECT_FALSE( machine( "GOES TOO" ) );
+   EXPECT_FALSE( has( "GOES TOO" ) );
+   EXPECT_FALSE( symbolOfGone->status() );
+   EXPECT_EQ( symbolOfGone->notifierVersion(), 2u );
+   runUntilIdle( *clock );
+   EXPECT_EQ( ruleCountOf( status( "ANEW" ) ), 2u );
+   EXPECT_EQ( ruleCountOf( symbolOfNew->status() ), 3u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, whatChangesWhileItIsMadeIsMadeUpFor ) {
+   const struct {
+      const char * what;
+      std::function<void()> change;
+      size_t rules;   // 0 for no list
+   } rows[] = {
+      { "it goes", [ & ] { type->aclDel( "A" ); }, 0 },
+      { "it comes anew", [ & ] { type->aclDel( "A" ), add( "A", manyRules( 2 ) ); }, 2 },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.what );
+      sm = nullptr;
+      add( "A", manyRules( 3 ) );
+      std::function<void()> once = row.change;
+      const Reaction reaction( *held, [ & ]( const Quoin::Change & ) {
+         if( const auto now = std::exchange( once, {} ) ) now();
+      } );
+      start();
+      ASSERT_FALSE( once );
+      EXPECT_EQ( machine() != nullptr, row.rules != 0 );
+      EXPECT_EQ( has( "A" ), row.rules != 0 );
+      runUntilIdle( *clock );
+      EXPECT_EQ( ruleCountOf( status() ), row.rules );
+      EXPECT_EQ( status() != nullptr, row.rules != 0 );
+      type->aclDel( "A" );
+   }
+}
+
+// ---- reactions
+
+TEST_F( IpAclTypeConfigSmTest, aListMayGoInsideItsPublication ) {
+   for( const bool byVersion : { false, true } ) {
+      SCOPED_TRACE( byVersion );
+      start();
+      const auto before = published();
+      add( "A", manyRules( 1 ) );
+      std::function<void()> once = [ & ] { type->aclDel( "A" ); };
+      const Reaction reaction( byVersion ? static_cast<const Quoin::Node &>( *held->notifier() ) : *held, [ & ]( const Quoin::Change & ) {
+         if( const auto now = std::exchange( once, {} ) ) now();
+      } );
+      runUntilIdle( *clock );
+      ASSERT_FALSE( once );
+      EXPECT_FALSE( status() );
+      EXPECT_FALSE( has( "A" ) );
+      EXPECT_FALSE( machine() );
+      EXPECT_GE( published(), before + 2 ) << "of the list, and of its end";
+   }
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListMayComeBackInsideItsDeletion ) {
+   for( const bool byVersion : { false, true } ) {
+      SCOPED_TRACE( byVersion );
+      start();
+      add( "A", manyRules( 1 ) );
+      runUntilIdle( *clock );
+      std::function<void()> once = [ & ] { add( "A", manyRules( 2 ) ); };
+      const Reaction reaction( byVersion ? static_cast<const Quoin::Node &>( *held->notifier() ) : *held, [ & ]( const Quoin::Change & ) {
+         if( const auto now = std::exchange( once, {} ) ) now();
+      } );
+      type->aclDel( "A" );
+      ASSERT_FALSE( once );
+      ASSERT_TRUE( has( "A" ) );
+      ASSERT_TRUE( machine() );
+      EXPECT_EQ( machine()->ipAccessList(), type->acl( "A" ) );
+      EXPECT_TRUE( isEmpty() );
+      runUntilIdle( *clock );
+      EXPECT_EQ( ruleCountOf( status() ), 2u );
+      type->aclDel( "A" );
+   }
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListThatGoesWhileItIsAddedIsUndefined ) {
+   const struct {
+      const char * what;
+      std::function<const Quoin::Node *()> heard;
+   } rows[] = {
+      { "as its symbol enters the table", [ & ] { return static_cast<const Quoin::Node *>( symbols.get() ); } },
+      { "as it gets its empty status", [ & ] { return static_cast<const Quoin::Node *>( held.get() ); } },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.what );
+      start();
+      bool once = true;
+      const Reaction reaction( *row.heard(), [ & ]( const Quoin::Change & ) {
+         if( std::exchange( once, false ) ) type->aclDel( "A" );
+      } );
+      type->aclIs( "A" );
+      ASSERT_FALSE( once );
+      EXPECT_FALSE( status() );
+      EXPECT_FALSE( has( "A" ) );
+      EXPECT_FALSE( machine() );
+   }
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListMayComeAnewWhileItIsAdded ) {
+   const struct {
+      const char * what;
+      std::function<const Quoin::Node *()> heard;
+   } rows[] = {
+      { "as its symbol enters the table", [ & ] { return static_cast<const Quoin::Node *>( symbols.get() ); } },
+      { "as it gets its empty status", [ & ] { return static_cast<const Quoin::Node *>( held.get() ); } },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.what );
+      start();
+      bool once = true;
+      const Reaction reaction( *row.heard(), [ & ]( const Quoin::Change & ) {
+         if( !std::exchange( once, false ) ) return;
+         type->aclDel( "A" );
+         add( "A", manyRules( 2 ) );
+         runUntilIdle( *clock );
+      } );
+      type->aclIs( "A" );
+      ASSERT_FALSE( once );
+      ASSERT_TRUE( machine() );
+      EXPECT_EQ( machine()->ipAccessList(), type->acl( "A" ) );
+      EXPECT_EQ( ruleCountOf( status() ), 2u ) << "what has been compiled meanwhile stands";
+      type->aclDel( "A" );
+   }
+}
+
+// What the configuration calls a list goes with it.
+TEST_F( IpAclTypeConfigSmTest, allListsMayGoWhileOneOfManyIsAdded ) {
+   const struct {
+      const char * what;
+      std::function<const Quoin::Node *()> heard;
+      bool missed;   // made up for, or all once more
+   } rows[] = {
+      { "once more, with the status", [ & ] { return static_cast<const Quoin::Node *>( held.get() ); }, false },
+      { "once more, with the table", [ & ] { return static_cast<const Quoin::Node *>( symbols.get() ); }, false },
+      { "missed, with the status", [ & ] { return static_cast<const Quoin::Node *>( held.get() ); }, true },
+      { "missed, with the table", [ & ] { return static_cast<const Quoin::Node *>( symbols.get() ); }, true },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.what );
+      sm = makeNode<IpAclTypeConfigSm>( type, symbols, dedupTable, clock );
+      if( !row.missed ) sm->hasNotificationActiveIs( true );
+      for( const char * name : { "A", "B", "C" } ) add( name, manyRules( 1 ) );
+      runUntilIdle( *clock );
+      symbols->symbolDel( "A" );
+      bool once = true;
+      const Reaction reaction( *row.heard(), [ & ]( const Quoin::Change & ) {
+         if( std::exchange( once, false ) ) type->aclDelAll();
+      } );
+      if( row.missed )
+         sm->hasNotificationActiveIs( true );
+      else
+         sm->handleIpAccessList();
+      ASSERT_FALSE( once );
+      EXPECT_TRUE( sm->ipAccessListConfigSm().empty() );
+      EXPECT_TRUE( symbols->symbol().empty() );
+      EXPECT_FALSE( status() );
+      EXPECT_TRUE( nothingDue( *clock ) );
+   }
+}
+
+TEST_F( IpAclTypeConfigSmTest, theMachineMayGoWhileAListIsAdded ) {
+   start();
+   const Reaction reaction( *symbols, [ & ]( const Quoin::Change & ) { sm = nullptr; } );
+   type->aclIs( "A" );
+   EXPECT_FALSE( sm );
+   EXPECT_TRUE( has( "A" ) );
+   EXPECT_FALSE( status() ) << "whoever compiles the lists now says what it is";
+   EXPECT_TRUE( nothingDue( *clock ) );
+}
+
+// A list that has rules already wakes the loop as it gets its machine.
+TEST_F( IpAclTypeConfigSmTest, aListMayChangeInsideTheCallThatWakesTheLoop ) {
+   const struct {
+      const char * what;
+      std::function<void()> change;
+      size_t rules;   // 0 for no list
+   } rows[] = {
+      { "it goes", [ & ] { type->aclDel( "A" ); }, 0 },
+      { "it comes anew", [ & ] { type->aclDel( "A" ), add( "A", manyRules( 2 ) ); }, 2 },
+      { "the machine goes", [ & ] { sm = nullptr; }, 0 },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.what );
+      sm = makeNode<IpAclTypeConfigSm>( type, symbols, dedupTable, clock );
+      add( "A", manyRules( 3 ) );
+      const auto before = published();
+      std::function<void()> once = row.change;
+      clock->wakeUpCallbackIs( [ & ] {
+         if( const auto now = std::exchange( once, {} ) ) now();
+      } );
+      sm->hasNotificationActiveIs( true );   // makes up for the list
+      clock->wakeUpCallbackIs( {} );
+      ASSERT_FALSE( once );
+      EXPECT_EQ( has( "A" ), row.rules != 0 );
+      if( sm ) { EXPECT_EQ( machine() != nullptr, row.rules != 0 ); }
+      runUntilIdle( *clock );
+      EXPECT_EQ( ruleCountOf( status() ), row.rules );
+      EXPECT_EQ( published(), before + ( row.rules ? 1 : 0 ) ) << "nothing is told of what never was";
+      type->aclDel( "A" );
+   }
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListIsAddedByTheNextCallWhereTheOneThatWakesTheLoopThrows ) {
+   add( "A", manyRules( 2 ) );
+   clock->wakeUpCallbackIs( [] { throw std::runtime_error( "loop" ); } );
+   EXPECT_THROW( start(), std::runtime_error );
+   EXPECT_TRUE( nothingDue( *clock ) );
+   EXPECT_TRUE( symbols->symbol().empty() );
+   EXPECT_EQ( type->acl( "A" )->useCount(), 2u ) << "the type's, and the one that is asked here";
+   type->aclDel( "A" );
+   clock->wakeUpCallbackIs( {} );
+   start();
+   sm->hasNotificationActiveIs( false );
+   add( "A", manyRules( 2 ) );
+   clock->wakeUpCallbackIs( [] { throw std::runtime_error( "loop" ); } );
+   EXPECT_THROW( sm->handleIpAccessList( "A" ), std::runtime_error );
+   EXPECT_FALSE( machine() );
+   EXPECT_FALSE( has( "A" ) );
+   EXPECT_TRUE( nothingDue( *clock ) );
+   clock->wakeUpCallbackIs( {} );
+   sm->handleIpAccessList( "A" );
+   runUntilIdle( *clock );
+   EXPECT_EQ( ruleCountOf( status() ), 2u );
+}
+
+// The clock's owner runs inside a slice too.
+TEST_F( IpAclTypeConfigSmTest, aListThatGoesInsideASliceIsUndefined ) {
+   bool once = false;
+   const auto asking = makeNode<AskingClock>( [ & ] {
+      if( once && machine()->newTrie()->prefixCount() == 2 && std::exchange( once, false ) ) type->aclDel( "A" );
+      return Seconds( 0 );
+   } );
+   sm = Zeugma::makeSm<IpAclTypeConfigSm>( type, symbols, dedupTable, asking );
+   add( "A", manyRules( 4 ) );
+   once = true;
+   runUntilIdle( *asking );
+   ASSERT_FALSE( once );
+   EXPECT_FALSE( status() );
+   EXPECT_EQ( published(), 1u ) << "of its end alone";
+   EXPECT_FALSE( has( "A" ) );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListGoesThoughWhoHearsOfItThrows ) {
+   for( const bool byVersion : { false, true } ) {
+      SCOPED_TRACE( byVersion );
+      start();
+      add( "A", manyRules( 1 ) );
+      runUntilIdle( *clock );
+      const auto before = published();
+      const Reaction reaction( byVersion ? static_cast<const Quoin::Node &>( *held->notifier() ) : *held,
+                               []( const Quoin::Change & ) { throw std::runtime_error( "reaction" ); } );
+      EXPECT_THROW( type->aclDel( "A" ), std::runtime_error );
+      EXPECT_FALSE( status() );
+      EXPECT_EQ( published(), before + 1 );
+      EXPECT_FALSE( has( "A" ) );
+      EXPECT_FALSE( machine() );
+   }
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListGoesThoughWhoHearsOfTheTableThrows ) {
+   start();
+   add( "A", manyRules( 1 ) );
+   runUntilIdle( *clock );
+   const Reaction reaction( *symbols, []( const Quoin::Change & ) { throw std::runtime_error( "table" ); } );
+   EXPECT_THROW( type->aclDel( "A" ), std::runtime_error );
+   EXPECT_FALSE( has( "A" ) );
+   EXPECT_FALSE( machine() );
+}
+
+TEST_F( IpAclTypeConfigSmTest, ofSeveralThatThrowAtADeletionTheFirstComesOut ) {
+   start();
+   add( "A", manyRules( 1 ) );
+   runUntilIdle( *clock );
+   const Reaction ofStatus( *held, []( const Quoin::Change & ) { throw std::runtime_error( "status" ); } );
+   const Reaction ofVersion( *held->notifier(), []( const Quoin::Change & ) { throw std::logic_error( "version" ); } );
+   const Reaction ofTable( *symbols, []( const Quoin::Change & ) { throw std::logic_error( "table" ); } );
+   EXPECT_THROW( type->aclDel( "A" ), std::runtime_error );
+   EXPECT_FALSE( status() );
+   EXPECT_EQ( published(), 2u );
+   EXPECT_FALSE( has( "A" ) );
+   EXPECT_FALSE( machine() );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListMayComeBackAsItsSymbolLeavesTheTable ) {
+   start();
+   add( "A", manyRules( 1 ) );
+   runUntilIdle( *clock );
+   bool once = true;
+   const Reaction reaction( *symbols, [ & ]( const Quoin::Change & ) {
+      if( std::exchange( once, false ) ) add( "A", manyRules( 2 ) );
+   } );
+   type->aclDel( "A" );
+   ASSERT_FALSE( once );
+   EXPECT_TRUE( has( "A" ) );
+   ASSERT_TRUE( machine() );
+   EXPECT_EQ( machine()->ipAccessList(), type->acl( "A" ) );
+   runUntilIdle( *clock );
+   EXPECT_EQ( ruleCountOf( status() ), 2u );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aListMayComeBackInsideItsPublication ) {
+   for( const bool byVersion : { false, true } ) {
+      SCOPED_TRACE( byVersion );
+      start();
+      add( "A", manyRules( 1 ) );
+      std::function<void()> once = [ & ] { type->aclDel( "A" ), add( "A", manyRules( 2 ) ); };
+      const Reaction reaction( byVersion ? static_cast<const Quoin::Node &>( *held->notifier() ) : *held, [ & ]( const Quoin::Change & ) {
+         if( const auto now = std::exchange( once, {} ) ) now();
+      } );
+      clock->callDue();
+      ASSERT_FALSE( once );
+      EXPECT_TRUE( isEmpty() ) << "the new one has not been compiled yet";
+      ASSERT_TRUE( machine() );
+      EXPECT_EQ( machine()->ipAccessList(), type->acl( "A" ) );
+      runUntilIdle( *clock );
+      EXPECT_EQ( ruleCountOf( status() ), 2u );
+      type->aclDel( "A" );
+   }
+}
+
+TEST_F( IpAclTypeConfigSmTest, theMachineMayGoInsideADeletion ) {
+   start();
+   add( "A", manyRules( 1 ) );
+   runUntilIdle( *clock );
+   const Reaction reaction( *held->notifier(), [ & ]( const Quoin::Change & ) { sm = nullptr; } );
+   type->aclDel( "A" );
+   EXPECT_FALSE( sm );
+   EXPECT_FALSE( held->status() );
+   EXPECT_EQ( published(), 2u );
+   EXPECT_TRUE( nothingDue( *clock ) );
+}
+
+// ---- errors and the end
+
+using IpAclTypeConfigSmDeathTest = IpAclTypeConfigSmTest;
+
+TEST_F( IpAclTypeConfigSmDeathTest, aListThatIsNullEndsTheProcess ) {
+   start();
+   EXPECT_DEATH( sm->addIpAccessList( "A", nullptr ), "Assertion failed: ipAccessList" );
+   type->aclIs( "A" );
+   EXPECT_DEATH( sm->addIpAccessList( "A", nullptr ), "Assertion failed: ipAccessList" );
+}
+
+TEST_F( IpAclTypeConfigSmDeathTest, nullsEndTheProcess ) {
+   EXPECT_DEATH( makeNode<IpAclTypeConfigSm>( nullptr, symbols, dedupTable, clock ), "ipConfig" );
+   EXPECT_DEATH( makeNode<IpAclTypeConfigSm>( type, nullptr, dedupTable, clock ), "ipAclSymbolTable" );
+   EXPECT_DEATH( makeNode<IpAclTypeConfigSm>( type, symbols, nullptr, clock ), "dedupTable" );
+   EXPECT_DEATH( makeNode<IpAclTypeConfigSm>( type, symbols, dedupTable, nullptr ), "clock" );
+}
+
+TEST_F( IpAclTypeConfigSmTest, nothingIsLeftOfWhatHasGone ) {
+   held = nullptr;
+   start();
+   const auto uses = [ & ] {
+      return std::vector<uint32_t>{ type->useCount(), symbols->useCount(), dedupTable->useCount(), clock->useCount(), sm->useCount() };
+   };
+   const auto before = uses();
+   for( int round = 0; round < 3; ++round ) {
+      SCOPED_TRACE( round );
+      std::vector<Ptr<AclVersion>> versions;
+      for( const char * name : { "A", "B" } ) versions.push_back( add( name, manyRules( 3 ) ) ), slice( name );
+      for( int turns = round * 2; turns; --turns ) clock->callDue();
+      EXPECT_EQ( dedupTable->count(), 2u );
+      std::vector<Ptr<AclConfig>> lists;
+      for( const char * name : { "A", "B" } ) lists.push_back( type->aclDel( name ) );
+      EXPECT_TRUE( sm->ipAccessListConfigSm().empty() );
+      EXPECT_TRUE( symbols->symbol().empty() );
+      EXPECT_EQ( dedupTable->count(), 0u );
+      EXPECT_TRUE( nothingDue( *clock ) );
+      EXPECT_EQ( uses(), before );
+      for( const auto & version : versions ) EXPECT_EQ( version->useCount(), 2u );
+      for( const auto & list : lists ) EXPECT_EQ( list->useCount(), 1u );
+   }
+}
+
+TEST_F( IpAclTypeConfigSmTest, largeListsThatAreDoneWithGoInSlices ) {
+   constexpr unsigned kRules = 3 * Routing::RetiredTries::kSmall;
+   start();
+   add( "A", manyRules( kRules ) );
+   runUntilIdle( *clock );
+   auto old = status();
+   Quoin::Ptr<const PatriciaTrieWithNodeData> trie( &old->trie() );
+   ASSERT_GT( trie->slotCount(), kRules / 2 );
+   old = nullptr;
+   type->aclDel( "A" );
+   EXPECT_EQ( trie->useCount(), 1u );
+   EXPECT_TRUE( nothingDue( *clock ) );
+   trie = nullptr;
+   EXPECT_FALSE( nothingDue( *clock ) ) << "it is taken apart at the next turn";
+   runUntilIdle( *clock );
+}
+
+TEST_F( IpAclTypeConfigSmTest, aMachineThatGoesLeavesTheSymbolsAsTheyAre ) {
+   const auto typeUses = type->useCount(), clockUses = clock->useCount();
+   start();
+   add( "A", manyRules( 1 ) );
+   runUntilIdle( *clock );
+   add( "B", manyRules( 3 ) );
+   slice( "B" );
+   clock->callDue();
+   sm = nullptr;
+   EXPECT_TRUE( nothingDue( *clock ) );
+   EXPECT_EQ( type->useCount(), typeUses );
+   EXPECT_EQ( clock->useCount(), clockUses );
+   EXPECT_EQ( ruleCountOf( status() ), 1u );
+   EXPECT_TRUE( isEmpty( "B" ) );
+   EXPECT_EQ( published(), 1u );
+   EXPECT_EQ( symbols->symbol().count(), 2u );
+}
+
+}   // namespace
+}   // namespace Routing::Policy
