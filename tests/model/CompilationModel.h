@@ -6,9 +6,11 @@
 ///    program.checkNothingIsLeft();
 ///
 /// A seed says everything that a program does. Some programs yield at every point, some edit inside the notifications that they get.
+/// Access lists come from their configuration, whose slices are steps of the program: what they have shown is held against the steps.
 /// What is left out: edits whose outcome is a matter of history, such as which call of a cycle is refused.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
@@ -23,6 +25,7 @@
 
 #include <gtest/gtest.h>
 
+#include "compile/AclConfigSm.h"
 #include "compile/CommonHelpers.h"
 #include "compile/RouteMapConfigSm.h"
 #include "compile/RouteMapLoopDetect.h"
@@ -31,6 +34,7 @@
 #include "policy/TagSetMatcher.h"
 #include "substrate/routemap/PrefixListProducer.h"
 #include "substrate/routemap/TagSetProducer.h"
+#include "tests/compile/AclFixtures.h"
 #include "tests/compile/Fixtures.h"
 #include "tests/model/AccessListModel.h"
 #include "tests/model/EvaluationTwin.h"
@@ -57,33 +61,342 @@ inline Quoin::String listName( const char * stem, unsigned i ) {
 
 // ---- lists
 
-/// The end of an access list that its compilation has.
-class AccessListProducer {
+/// Access lists that come from their configuration, and what their symbols must show of them.
+class AccessLists {
  public:
-   AccessListProducer( const Ptr<const IpAccessListSymbolDedupTable> & table, const Quoin::String & name )
-         : publication_( table->symbol( name ) ) {}
-   void ruleIs( const AclPrefixEntry & rule ) {
-      rules_.insert_or_assign( rule.seqno, rule );
-      publication_.begin();
+   using Status = IpAccessListStatus;
+   using Statuses = std::vector<Ptr<const Status>>;
+   using VersionTwin = AccessListTwins::VersionTwin;
+   using Rules = AccessListTwins::Rules;
+
+   AccessLists( std::mt19937 & random, const Ptr<const IpAccessListSymbolDedupTable> & table ) : random_( random ), table_( table ) {
+      static constexpr const char * kNames[] = { "AL0", "AL1", "AL2" };
+      static_assert( std::size( kNames ) == kLists );
+      for( unsigned i = 0; i < kLists; ++i ) lists_[ i ].twin.name = kNames[ i ];
    }
-   void ruleDel( uint32_t seqno ) {
-      rules_.erase( seqno );
-      publication_.begin();
+
+   bool started() const { return machine_ != nullptr; }
+   void start() {
+      machine_ = Zeugma::makeSm<AclConfigSm>( config_, table_, clock_ );
+      for( unsigned i = 0; i < kLists; ++i ) {
+         auto & list = lists_[ i ].twin;
+         if( !list.real ) continue;
+         made( i );
+         list.changed();
+      }
    }
-   std::vector<AclPrefixEntry> rules() const {
-      std::vector<AclPrefixEntry> out;
-      for( const auto & [ seqno, rule ] : rules_ ) out.push_back( rule );
-      return out;
+
+   // ---- steps. `time` is that of the program, and goes up; it is 0 inside a notification, where those who hear of a deletion later find
+   // what came within it.
+
+   /// Some edit of one list, or of all at once.
+   void edit( unsigned i, unsigned time ) {
+      auto & list = lists_[ i ];
+      list.time = time;
+      if( chance( 24 ) ) return typeGoesOrComes();
+      if( chance( 24 ) ) return editOfOthers();
+      if( !list.twin.real ) {
+         if( !type() ) config_->aclTypeIs( Acl::AclType::ipv4 );
+         list.twin.real = type()->aclIs( list.twin.name );
+         if( machine_ ) made( i );
+         if( chance( 6 ) ) return;
+      }
+      switch( pick( 12 ) ) {
+         case 0: return del( i );
+         case 1:
+         case 2: return versionIs( i, newVersion() );
+         case 3: return versionIs( i, versions_.empty() || chance( 6 ) ? nullptr : versions_[ pick( unsigned( versions_.size() ) ) ] );
+         case 4:
+            if( list.twin.version && chance( 2 ) ) empty( *list.twin.version );
+            return;
+         default:
+            if( !list.twin.version )
+               versionIs( i, newVersion() );
+            else
+               write( *list.twin.version );
+      }
    }
-   bool has( uint32_t seqno ) const { return rules_.contains( seqno ); }
-   bool edited() const { return publication_.underWay(); }
-   void publish() {
-      publication_.publish( [ this ] { return ListFixtures::accessListOf( Ferule::AddressFamily::ipv4, rules() ); } );
+   /// An edit of what a list has.
+   void editRules( unsigned i ) {
+      if( lists_[ i ].twin.version ) write( *lists_[ i ].twin.version );
+   }
+   /// A turn of the clock: a slice of each list that is being compiled.
+   void slice() {
+      uint32_t before[ kLists ];
+      for( unsigned i = 0; i < kLists; ++i ) {
+         before[ i ] = lists_[ i ].twin.published;
+         lists_[ i ].twin.slice();
+      }
+      slicing_ = true;
+      clock_->callDue();
+      slicing_ = false;
+      for( unsigned i = 0; i < kLists; ++i )
+         if( lists_[ i ].twin.published != before[ i ] ) told( i );
+   }
+   void slicesToTheEnd() {
+      for( int turns = 0; !idle(); ++turns ) {
+         ASSERT_LT( turns, 1000 );
+         slice();
+      }
+   }
+   /// A version behind which nothing has changed: but who has not heard of an empty list does now.
+   void tell( unsigned i ) {
+      ++lists_[ i ].twin.published;
+      symbol( i )->notifier()->versionInc( 1 );
+      told( i );
+   }
+   /// The list goes: whoever hears of it may make it again.
+   void del( unsigned i ) {
+      lists_[ i ].twin.gone();
+      if( machine_ ) {
+         lists_[ i ].twin.undefined();
+         lists_[ i ].held = false;
+         lists_[ i ].sinceTold = { nullptr };
+      }
+      type()->aclDel( lists_[ i ].twin.name );
+   }
+
+   // ---- what there is
+
+   bool idle() const { return CompileFixtures::nothingDue( *clock_ ); }
+   bool slicing() const { return slicing_; }
+   const AccessListTwins::ListTwin & twin( unsigned i ) const { return lists_[ i ].twin; }
+   Ptr<IpAccessListSymbol> symbol( unsigned i ) const { return table_->symbol( lists_[ i ].twin.name ); }
+   /// Whether its symbol is in use for the list's own sake.
+   bool holds( unsigned i ) const { return lists_[ i ].held; }
+   /// Whether the status of its symbol is the one of the last version.
+   bool isTold( unsigned i ) const { return lists_[ i ].sinceTold.size() == 1; }
+   /// Its symbol's version has moved: those who follow it take what it shows.
+   void told( unsigned i ) {
+      record( i );
+      lists_[ i ].sinceTold = { symbol( i )->status() };
+   }
+
+   /// What a matcher may hold whose clause was last built at `built` or before, when all know what they were told.
+   bool mayBeSeen( unsigned i, const Ptr<const Status> & status, unsigned built ) const {
+      const auto & list = lists_[ i ];
+      if( built < list.untoldAt ) return status == list.sinceTold.front();
+      return std::ranges::count( list.sinceTold, status ) != 0;
+   }
+   /// The rules of a whole list that its symbol has shown; null for a status of no such list.
+   const Rules * rulesOf( const Ptr<const Status> & status ) const {
+      const auto found = shown_.find( status.get() );
+      return found == shown_.end() ? nullptr : &found->second.rules;
+   }
+
+   /// What holds after every step.
+   void check( const Ferule::IpGenPrefix & asked ) const {
+      const auto * typeSm = machine_ ? machine_->ipConfigSm().find( Acl::AclType::ipv4 ) : nullptr;
+      ASSERT_EQ( typeSm != nullptr, machine_ && type() );
+      size_t held = 0, configured = 0;
+      for( unsigned i = 0; i < kLists; ++i ) {
+         const auto & list = lists_[ i ];
+         SCOPED_TRACE( list.twin.name );
+         held += list.held;
+         configured += list.twin.real != nullptr;
+         const auto status = symbol( i )->status();
+         ASSERT_EQ( status, list.sinceTold.back() );
+         ASSERT_EQ( status != nullptr, list.twin.shown.has_value() );
+         if( status ) checkShown( status, *list.twin.shown, asked );
+         if( list.twin.symbol ) { ASSERT_EQ( list.twin.symbol->notifierVersion(), list.twin.published ); }
+         const auto sm = machineOf( i );
+         ASSERT_EQ( sm != nullptr, machine_ && list.twin.real );
+         if( !sm ) continue;
+         ASSERT_EQ( sm->bookmark(), list.twin.bookmark );
+         ASSERT_EQ( sm->newTrie() != nullptr, list.twin.compiling );
+      }
+      if( !machine_ ) return;
+      EXPECT_EQ( machine_->ipAclSymbolTable()->symbol().count(), held );
+      EXPECT_EQ( machine_->ipConfigSm().count(), typeSm ? 1u : 0u );
+      if( typeSm ) { EXPECT_EQ( ( *typeSm )->ipAccessListConfigSm().count(), configured ); }
+      EXPECT_EQ( idle(), std::ranges::none_of( lists_, []( const List & list ) { return list.twin.compiling; } ) );
+   }
+
+   /// Nobody holds what was shown and is not any more: its rules need not be known.
+   void forget() {
+      std::erase_if( shown_, []( const auto & row ) { return row.second.status->useCount() == 1; } );
+   }
+
+   // ---- the two ends
+
+   /// Holds the symbols, and counts their versions; `hear` is called at each of them.
+   void watch( const std::function<void( unsigned i )> & hear ) {
+      for( unsigned i = 0; i < kLists; ++i ) {
+         lists_[ i ].twin.symbol = symbol( i );
+         lists_[ i ].reaction =
+            std::make_unique<CompileFixtures::Reaction>( *lists_[ i ].twin.symbol->notifier(), [ this, i, hear ]( const Quoin::Change & ) {
+               told( i );
+               hear( i );
+            } );
+      }
+   }
+   void drop() {
+      if( !machine_ ) return;
+      if( chance( 2 ) ) {
+         for( unsigned i = 0; i < kLists; ++i )
+            if( lists_[ i ].twin.real && chance( 2 ) ) del( i );
+         config_->aclTypeDelAll();
+         EXPECT_TRUE( idle() );
+         EXPECT_TRUE( machine_->ipConfigSm().empty() );
+      }
+      machine_ = nullptr;
+      EXPECT_TRUE( idle() );
+   }
+   void checkNothingIsLeft() {
+      for( auto & list : lists_ ) list = {};
+      shown_.clear();
+      config_->aclTypeDelAll();
+      for( const auto & version : versions_ ) EXPECT_EQ( version->real->useCount(), 1u );
+      EXPECT_EQ( clock_->useCount(), 1u );
+      EXPECT_EQ( config_->useCount(), 1u );
+   }
+
+   // ---- for programs that make one change at a time
+
+   Ptr<Acl::Input::AclTypeConfig> type() const { return config_->aclType( Acl::AclType::ipv4 ); }
+   void typeGoesOrComes() {
+      if( !type() ) return static_cast<void>( config_->aclTypeIs( Acl::AclType::ipv4 ) );
+      for( auto & list : lists_ ) list.twin.gone();
+      config_->aclTypeDel( Acl::AclType::ipv4 );   // symbols keep what they have
+      if( chance( 2 ) ) config_->aclTypeIs( Acl::AclType::ipv4 );
+   }
+   void makeEmpty( unsigned i, unsigned time ) {
+      lists_[ i ].time = time;
+      if( !type() ) config_->aclTypeIs( Acl::AclType::ipv4 );
+      lists_[ i ].twin.real = type()->aclIs( lists_[ i ].twin.name );
+      made( i );
    }
 
  private:
-   std::map<uint32_t, AclPrefixEntry> rules_;
-   ListPublication<IpAccessListStatus> publication_;
+   struct List {
+      AccessListTwins::ListTwin twin;   // its symbol is null unless it is watched
+      bool held = false;                // its symbol, by the table of those that are configured
+      Statuses sinceTold{ nullptr };    // that of the last version, and what its symbol has shown since
+      unsigned time = 0;                // of its last edit
+      unsigned untoldAt = 0;            // when it first showed something without a word
+      std::unique_ptr<CompileFixtures::Reaction> reaction;
+   };
+   struct Shown {
+      Ptr<const Status> status;
+      Rules rules;
+   };
+
+   unsigned pick( unsigned n ) { return static_cast<unsigned>( random_() % n ); }
+   bool chance( unsigned oneIn ) { return pick( oneIn ) == 0; }
+
+   Ptr<IpAclConfigSm> machineOf( unsigned i ) const {
+      const auto * typeSm = machine_ ? machine_->ipConfigSm().find( Acl::AclType::ipv4 ) : nullptr;
+      const auto * sm = typeSm ? ( *typeSm )->ipAccessListConfigSm().find( lists_[ i ].twin.name ) : nullptr;
+      return sm ? *sm : nullptr;
+   }
+
+   // The empty list, of which nobody is told.
+   void made( unsigned i ) {
+      auto & list = lists_[ i ];
+      list.twin.made();
+      list.held = true;
+      record( i );
+      if( list.sinceTold.size() == 1 ) list.untoldAt = list.time;
+      list.sinceTold.push_back( symbol( i )->status() );
+      list.twin.oneRuleEach = chance( 2 );
+      const auto sm = machineOf( i );
+      ASSERT_TRUE( sm );
+      if( list.twin.oneRuleEach ) sm->clockQuantumIs( IpAclConfigSm::Seconds( 0 ) );
+   }
+   // What a symbol shows is a whole list, whatever has been edited while it was compiled.
+   void record( unsigned i ) {
+      const auto & list = lists_[ i ].twin;
+      const auto status = symbol( i )->status();
+      ASSERT_EQ( status != nullptr, list.shown.has_value() ) << list.name;
+      if( !status ) return;
+      EXPECT_TRUE( std::ranges::equal( AccessListTwins::rulesIn( *status ), *list.shown, AccessListTwins::sameRule ) )
+         << testing::PrintToString( CompileFixtures::rulesOf( status ) );
+      shown_.insert_or_assign( status.get(), Shown{ status, *list.shown } );
+   }
+   static void checkShown( const Ptr<const Status> & status, const Rules & rules, const Ferule::IpGenPrefix & asked ) {
+      EXPECT_EQ( CompileFixtures::listPermits( status, asked ), ( AccessListModel{ Ferule::AddressFamily::ipv4, rules }.match( asked ) ) )
+         << asked << " " << testing::PrintToString( CompileFixtures::rulesOf( status ) );
+   }
+
+   std::shared_ptr<VersionTwin> newVersion() {
+      versions_.push_back( std::make_shared<VersionTwin>( Ferule::AddressFamily::ipv4 ) );
+      const auto version = versions_.back();
+      for( uint32_t seqno = 1; seqno <= 3; ++seqno )
+         if( !chance( 3 ) ) {
+            version->ruleIs( CompileFixtures::ruleIdOf( seqno ), anyRule() );
+            version->sequenceIs( seqno, CompileFixtures::ruleIdOf( seqno ) );
+         }
+      return version;
+   }
+   const AclPrefixEntry & anyRule() {
+      static const std::vector<AclPrefixEntry> rules = [] {
+         const char * const sources[] = { "10.0.0.0/8",  "10.1.0.0 255.255.0.0", "0.0.0.0/0",         "10.0.2.0 255.0.255.0",
+                                          "10.1.2.3/16", "1.2.3.4 0.0.0.0",      "0.1.0.0 0.255.0.0", "192.0.2.0/24" };
+         std::vector<AclPrefixEntry> all;
+         for( const char * action : { "permit ", "permit ", "deny " } )
+            for( const char * source : sources ) all.push_back( ListFixtures::accessListRule( std::string( "0 " ) + action + source ) );
+         return all;
+      }();
+      return rules[ pick( unsigned( rules.size() ) ) ];
+   }
+   void changed( const VersionTwin & version ) {
+      if( !machine_ ) return;
+      for( auto & list : lists_ )
+         if( list.twin.version.get() == &version ) list.twin.changed();
+   }
+   // A rule is changed in place, comes, goes, or moves.
+   void write( VersionTwin & version ) {
+      const uint32_t seqno = 1 + pick( 4 ), id = CompileFixtures::ruleIdOf( chance( 6 ) ? 1 + pick( 4 ) : seqno );
+      bool changes = false;
+      switch( pick( 8 ) ) {
+         case 0: changes = version.sequenceDel( seqno ); break;
+         case 1: changes = version.ruleDel( id ); break;
+         case 2: changes = version.sequenceIs( seqno, id ); break;
+         default:
+            if( version.ruleIs( id, anyRule() ) ) changed( version );
+            changes = version.sequenceIs( seqno, id );
+      }
+      if( changes ) changed( version );
+   }
+   // All at once: what is under way goes on with what there is left.
+   void empty( VersionTwin & version ) {
+      version.rules.clear();
+      version.real->ipRuleDelAll();
+      if( chance( 4 ) ) return;   // every number stands for a rule that is missing
+      version.sequences.clear();
+      version.real->ruleBySequenceDelAll();
+   }
+   void versionIs( unsigned i, std::shared_ptr<VersionTwin> version ) {
+      auto & list = lists_[ i ].twin;
+      const bool changes = list.version != version;
+      list.version = std::move( version );
+      list.real->currVersionIs( list.version ? list.version->real : nullptr );
+      if( changes && machine_ ) list.changed();
+   }
+   // Of those, nothing is compiled.
+   void editOfOthers() {
+      const auto version = versions_.empty() ? newVersion() : versions_.front();
+      if( chance( 2 ) )
+         config_->aclTypeIs( Acl::AclType::ipv6 )->aclIs( lists_[ 0 ].twin.name )->currVersionIs( version->real );
+      else if( chance( 2 ) )
+         config_->aclTypeDel( Acl::AclType::ipv6 );
+      else if( !type() )
+         return;
+      else if( chance( 2 ) )
+         type()->aclIs( IpAclTypeConfigSm::kControlPlaneAcl )->currVersionIs( version->real );
+      else
+         type()->aclDel( IpAclTypeConfigSm::kControlPlaneAcl );
+   }
+
+   std::mt19937 & random_;
+   Ptr<const IpAccessListSymbolDedupTable> table_;
+   Ptr<Acl::Input::Config> config_ = makeNode<Acl::Input::Config>();
+   Ptr<Plinth::ManualClock> clock_ = makeNode<Plinth::ManualClock>();
+   std::vector<std::shared_ptr<VersionTwin>> versions_;
+   List lists_[ kLists ];
+   std::map<const Status *, Shown> shown_;
+   Ptr<AclConfigSm> machine_;
+   bool slicing_ = false;
 };
 
 inline EvaluationModel::Prefix modelOf( const Ferule::IpGenPrefix & prefix ) {
@@ -114,6 +427,16 @@ inline const std::vector<Route> & sampleRoutes() {
       return all;
    }();
    return routes;
+}
+
+/// Their prefixes.
+inline const std::vector<Ferule::IpGenPrefix> & samplePrefixes() {
+   static const std::vector<Ferule::IpGenPrefix> prefixes = [] {
+      std::vector<Ferule::IpGenPrefix> all;
+      for( const Route & route : sampleRoutes() ) all.push_back( *EvaluationModel::twinOf( route ).getPrefixPointer() );
+      return all;
+   }();
+   return prefixes;
 }
 
 /// What a route map makes of a route.
@@ -207,17 +530,24 @@ class Program {
          : random_( seed ), onPublished_( std::move( onPublished ) ) {
       watches_ = onPublished_ || !chance( 4 );
       inside_ = watches_ && chance( 3 ) ? inside : Inside::nothing;
+      if( watches_ ) acls_.watch( [ this ]( unsigned i ) { heardList( i ); } );
       publishOneIn_ = chance( 3 ) ? 8 : 1;
       tasksOneIn_ = 1 + pick( 8 );
+      slicesOneIn_ = 1 + pick( 6 );
+      const unsigned listsStart = pick( 4 );   // before all that, before the maps, after them
       if( chance( 2 ) ) agent_.aggregateUsers = makeNode<MatchAggregateRoleUsers>();
       if( chance( 2 ) ) agent_.scheduler->budgetIs( [ this ]( const Zeugma::Task & ) { return chance( 2 ); } );
+      if( listsStart < 2 ) acls_.start();
       if( chance( 2 ) ) {   // what stands before the machine comes
          for( int i = 0; i < 30; ++i ) edit();
          for( unsigned i = 0; i < kMaps; ++i ) raise( i );
       }
       if( chance( 2 ) ) agent_.filtered->routeMapIs( chance( 2 ) ? mapName( 0 ) : Quoin::String( "LEFT" ) )->mapEntryIs( 15 );
       if( watches_ ) watch();
+      if( listsStart == 2 ) acls_.start();
+      std::ranges::fill( waits_, true );
       agent_.start();
+      if( listsStart == 3 ) acls_.start();
    }
 
    void run( int edits ) {
@@ -226,6 +556,8 @@ class Program {
          EXPECT_FALSE( copyHasCycle() );
          if( chance( 4 ) ) raise( pick( kMaps ) );
          if( chance( tasksOneIn_ ) ) agent_.scheduler->runOne();
+         if( chance( slicesOneIn_ ) ) acls_.slice();
+         checkStep();
          if( chance( 12 ) ) check();
       }
       check();
@@ -234,6 +566,9 @@ class Program {
    /// Lets all settle, and compares. Where something is wrong, the rest is not looked at.
    void check() {
       settle();
+      checkStep();
+      tellOfEmptyLists();
+      acls_.forget();
       for( unsigned i = 0; i < kMaps && !testing::Test::HasFailure(); ++i ) {
          const auto m = map( i );
          SCOPED_TRACE( mapName( i ) );
@@ -261,7 +596,7 @@ class Program {
       const auto dropLists = [ this ] {
          for( auto & list : v4_ ) list.reset();
          for( auto & list : v6_ ) list.reset();
-         for( auto & list : acls_ ) list.reset();
+         acls_.drop();
          for( auto & list : sets_ ) list.reset();
       };
       const bool listsFirst = chance( 2 );
@@ -299,6 +634,7 @@ class Program {
          EXPECT_TRUE( !watched.symbol || machineFirst || !watched.symbol->rmStatus() );
          watched = {};
       }
+      acls_.checkNothingIsLeft();
       const struct {
          const char * name;
          size_t count;
@@ -356,6 +692,7 @@ class Program {
       const uint32_t now = m->version();
       const uint32_t next = chance( 8 ) ? now : chance( 6 ) && now > 2 ? now - 1 - pick( 2 ) : now + 1 + pick( 2 );
       if( next == now ) return;
+      if( !touched_[ i ].empty() ) built_[ i ] = time_;
       const auto touched = std::exchange( touched_[ i ], {} );   // what is touched inside the write belongs to the next batch
       m->versionIs( next );
       if( blocked( i ) ) touched_[ i ].insert( touched.begin(), touched.end() );
@@ -365,10 +702,12 @@ class Program {
    bool touch( unsigned i, uint32_t seqno, int what, bool removes ) {
       if( removes && touched_[ i ].contains( { seqno, what } ) ) raise( i );
       if( !removes ) touched_[ i ].insert( { seqno, what } );
+      built_[ i ] = time_;
       return !removes || !touched_[ i ].contains( { seqno, what } );
    }
 
    void edit() {
+      ++time_;
       const unsigned i = pick( kMaps );
       if( agent_.aggregateUsers && agent_.machine && chance( 8 ) && agent_.machine->allRmSymbol()->symbol( mapName( i ) ) )
          agent_.aggregateUsers->mapNameIs( mapName( i ) );   // as if it had matched on a role: it does not, and the next generation says so
@@ -401,6 +740,7 @@ class Program {
       const auto m = map( i );
       const uint32_t seqno = kSeqnos[ pick( std::size( kSeqnos ) ) ];
       if( chance( 8 ) ) return agent_.config->routeMapOpModeIs( RouteMapOpModeType( pick( 3 ) ) );
+      if( chance( 8 ) && !acls_.slicing() ) return acls_.editRules( pick( kLists ) );
       if( m && m->mapEntry( seqno ) ) editEntry( i, m->mapEntry( seqno ) );
    }
 
@@ -477,13 +817,8 @@ class Program {
          case 0: return editPrefixList( v4_[ i ], agent_.root->ipv4PrefixListTable(), listName( "PL", i ), Ferule::AddressFamily::ipv4 );
          case 1: return editPrefixList( v6_[ i ], agent_.root->ipv6PrefixListTable(), listName( "P6", i ), Ferule::AddressFamily::ipv6 );
          case 2:
-            return editList( acls_[ i ], agent_.root->ipv4AclListTable(), listName( "AL", i ), [ this ]( AccessListProducer & list ) {
-               static const char * const kSources[] = { "10.0.0.0/8", "10.1.0.0 255.255.0.0", "0.0.0.0/0", "10.0.2.0 255.0.255.0" };
-               const uint32_t seqno = 1 + pick( 4 );
-               if( list.has( seqno ) ) return list.ruleDel( seqno );
-               list.ruleIs( ListFixtures::accessListRule( std::to_string( seqno ) + ( chance( 3 ) ? " deny " : " permit " ) +
-                                                          kSources[ pick( std::size( kSources ) ) ] ) );
-            } );
+            if( acls_.slicing() ) return;   // what comes of it then depends on whose turn it is
+            return chance( 10 ) ? acls_.tell( i ) : acls_.edit( i, hearing_ ? 0 : time_ );
          default:
             return editList( sets_[ i ], agent_.root->tagSetTable(), listName( "TS", i ), [ this ]( TagSetProducer & set ) {
                const Routing::RouteTag tag = pick( 4 );
@@ -565,6 +900,19 @@ class Program {
             *watched_[ i ].symbol->notifier(), [ this, i ]( const Quoin::Change & ) { heard( i ); } );
       }
    }
+   bool editsInside() const { return inside_ != Inside::nothing && !settling_ && !hearing_; }
+   void heardList( unsigned i ) {
+      if( editsInside() && inside_ == Inside::everything && acls_.started() && acls_.type() && !acls_.twin( i ).real && chance( 2 ) )
+         acls_.makeEmpty( i, 0 );   // inside its deletion
+      reactInside();
+   }
+   void reactInside() {
+      if( !editsInside() ) return;
+      hearing_ = true;
+      for( unsigned n = pick( 3 ); n; --n ) edit();
+      if( chance( 3 ) ) raise( pick( kMaps ) );
+      hearing_ = false;
+   }
 
    void heard( unsigned i ) {
       auto & watched = watched_[ i ];
@@ -579,12 +927,10 @@ class Program {
       watched.last = status;
       watched.lastText = textOf( status.get() );
       if( status ) checkPublished( *status );
+      if( waits_[ i ] ) built_[ i ] = time_;
+      if( status && inside_ == Inside::nothing ) checkAccessListMatchers( i, *status, true );
       if( onPublished_ ) onPublished_( i, status );
-      if( inside_ == Inside::nothing || settling_ || hearing_ ) return;
-      hearing_ = true;
-      for( unsigned n = pick( 3 ); n; --n ) edit();
-      if( chance( 3 ) ) raise( pick( kMaps ) );
-      hearing_ = false;
+      reactInside();
    }
 
    // What holds of every generation.
@@ -623,6 +969,72 @@ class Program {
       return nullptr;
    }
 
+   // ---- access lists, at every step
+
+   void checkStep() {
+      if( testing::Test::HasFailure() ) return;
+      const auto & prefixes = samplePrefixes();
+      acls_.check( prefixes[ pick( unsigned( prefixes.size() ) ) ] );
+      const unsigned asked = pick( kMaps );
+      const bool remade = !agent_.machine->pendingDelete().empty();   // what was deleted is compiled anew when that is done
+      for( unsigned i = 0; i < kMaps; ++i ) {
+         const auto symbol = agent_.root->routeMapTable()->symbol( mapName( i ) );
+         const bool waits = remade || !symbol->rmStatus() || !touched_[ i ].empty() || !symbol->statusCurrent();
+         if( std::exchange( waits_[ i ], waits ) || waits ) built_[ i ] = time_;
+         if( const auto & status = symbol->rmStatus() ) {
+            checkAccessListMatchers( i, *status, symbol->statusCurrent() );
+            if( i == asked ) askAccessListMatchers( *status );
+         }
+      }
+   }
+
+   // A matcher holds what its symbol showed when it was built: the list of the last version that it was told of, or what it found since.
+   void checkAccessListMatchers( unsigned i, const RouteMapStatus & status, bool current ) const {
+      const auto m = map( i );
+      for( const auto & [ seqno, seq ] : status.seqStatus() ) {
+         const auto * found = seq->matcher().find( MatchOption::matchIpAccessList );
+         if( !found ) continue;
+         const auto & matcher = dynamic_cast<const IpAccessListMatcher &>( **found );
+         EXPECT_TRUE( !matcher.status() || acls_.rulesOf( matcher.status() ) ) << mapName( i ) << " " << seqno;
+         const auto entry = m ? m->mapEntry( seqno ) : nullptr;
+         const auto * rule = entry ? entry->matchRule().find( MatchOption::matchIpAccessList ) : nullptr;
+         if( !current || !rule || rule->listName != matcher.name() || isTouched( i, seqno, MatchOption::matchIpAccessList ) ) continue;
+         const unsigned list = numberIn( rule->listName );
+         EXPECT_TRUE( acls_.mayBeSeen( list, matcher.status(), built_[ i ] ) )
+            << mapName( i ) << " " << seqno << " " << rule->listName << " "
+            << testing::PrintToString( Routing::Policy::CompileFixtures::rulesOf( matcher.status() ) );
+      }
+   }
+   bool isTouched( unsigned i, uint32_t seqno, MatchOption option ) const {
+      const auto found = touched_.find( i );
+      return found != touched_.end() && found->second.contains( { seqno, int( option ) } );
+   }
+   static unsigned numberIn( const Quoin::String & listName ) { return static_cast<unsigned>( std::string( listName ).back() - '0' ); }
+
+   // Also of a list that is not the present one any more.
+   void askAccessListMatchers( const RouteMapStatus & status ) {
+      const Route & route = sampleRoutes()[ pick( unsigned( sampleRoutes().size() ) ) ];
+      const auto input = EvaluationModel::twinOf( route );
+      for( const auto & [ seqno, seq ] : status.seqStatus() ) {
+         const auto * found = seq->matcher().find( MatchOption::matchIpAccessList );
+         if( !found ) continue;
+         const auto & matcher = dynamic_cast<const IpAccessListMatcher &>( **found );
+         const auto * rules = matcher.status() ? acls_.rulesOf( matcher.status() ) : nullptr;
+         EXPECT_EQ( matcher.matchForTest( input, nullptr ),
+                    rules && ( AccessListModel{ Ferule::AddressFamily::ipv4, *rules }.match( *input.getPrefixPointer() ) ) )
+            << EvaluationModel::describe( route ) << seqno;
+      }
+   }
+
+   // An empty list of which nobody is told is seen by some, and by others not: then all are told.
+   void tellOfEmptyLists() {
+      settling_ = true;
+      for( unsigned i = 0; i < kLists; ++i )
+         if( !acls_.isTold( i ) ) acls_.tell( i );
+      while( agent_.scheduler->runOne() ) {}
+      settling_ = false;
+   }
+
    // ---- when all has settled
 
    // Takes calls out until none closes a cycle: which of a cycle's calls is refused is a matter of history.
@@ -644,6 +1056,7 @@ class Program {
    }
 
    void settle() {
+      ++time_;
       settling_ = true;
       breakCycles();
       const auto publish = []( auto & lists ) {
@@ -652,10 +1065,11 @@ class Program {
       };
       publish( v4_ );
       publish( v6_ );
-      publish( acls_ );
+      if( !chance( 4 ) ) acls_.slicesToTheEnd();   // else maps settle on what the lists show
       publish( sets_ );
       for( unsigned i = 0; i < kMaps; ++i )
          if( const auto m = map( i ) ) {
+            if( !touched_[ i ].empty() ) built_[ i ] = time_;
             m->versionIs( highestVersion_ += 1000 );   // none that was deferred once
             touched_.erase( i );
          }
@@ -812,7 +1226,7 @@ class Program {
       for( unsigned i = 0; i < kLists; ++i ) {
          if( v4_[ i ] ) lists.insert( std::string( listName( "PL", i ) ) );
          if( v6_[ i ] ) lists.insert( std::string( listName( "P6", i ) ) );
-         if( acls_[ i ] ) lists.insert( std::string( listName( "AL", i ) ) );
+         if( acls_.holds( i ) || watches_ ) lists.insert( std::string( listName( "AL", i ) ) );
          if( sets_[ i ] ) lists.insert( std::string( listName( "TS", i ) ) );
       }
       const auto & root = *agent_.root;
@@ -865,14 +1279,16 @@ class Program {
                                            EvaluationModel::Policy & policy ) const {
       static constexpr uint32_t kProto[] = { 0, 1, 24, 31, 10, 4, 9, 15, 49, 52 };
       using namespace EvaluationModel;
-      const unsigned list = static_cast<unsigned>( std::string( rule.listName ).back() - '0' );
+      const unsigned list = numberIn( rule.listName );
       const auto number = static_cast<uint32_t>( rule.numericValue );
       switch( rule.option ) {
          case MatchOption::matchIpPrefixList: return PermittedBy{ About::route, prefixListOf( v4_[ list ], 4, policy ), rule.invertResult };
          case MatchOption::matchIpv6PrefixList:
             return PermittedBy{ About::route, prefixListOf( v6_[ list ], 6, policy ), rule.invertResult };
-         case MatchOption::matchIpAccessList:
-            return Fixed{ acls_[ list ] && AccessListModel{ Ferule::AddressFamily::ipv4, acls_[ list ]->rules() }.match( prefix ) };
+         case MatchOption::matchIpAccessList: {
+            const auto & rules = acls_.twin( list ).shown;
+            return Fixed{ rules && AccessListModel{ Ferule::AddressFamily::ipv4, *rules }.match( prefix ) };
+         }
          case MatchOption::matchTagSet: {
             if( !sets_[ list ] || !sets_[ list ]->symbol()->status() ) return TagIn{ {} };
             policy.tagSets.emplace_back( sets_[ list ]->tags().begin(), sets_[ list ]->tags().end() );
@@ -1026,12 +1442,64 @@ class Program {
             for( const unsigned user : tagUsers ) lengthsFrom( lengths, user, 0 );
             return "a tag set came or went";
          }
-         case 2:
-            if( !acls_[ list ] ) return {};
-            agent_.root->ipv4AclListTable()->symbol( listName( "AL", list ) )->notifier()->versionInc( 1 );
-            return "an access list has a new version of the same";
+         case 2: return changeOfAccessList( lengths, list, usersOf( MatchOption::matchIpAccessList, listName( "AL", list ) ) );
          case 3: return changeOfMaps( lengths, i );
          default: return map( i ) && !map( i )->mapEntry().empty() ? changeOfSequences( lengths, i, list, prefixUsers ) : "";
+      }
+   }
+
+   // Where all are told of all lists.
+   std::string changeOfAccessList( Lengths & lengths, unsigned list, const std::vector<unsigned> & users ) {
+      ++time_;
+      const auto & twin = acls_.twin( list );
+      const auto nobodyHasPublished = [ &, before = publications() ] {
+         while( agent_.scheduler->runOne() ) {}
+         EXPECT_EQ( publications(), before );
+         checkStep();
+      };
+      if( !twin.real ) {   // nobody is told of what is empty: who comes later finds it
+         acls_.makeEmpty( list, time_ );
+         nobodyHasPublished();
+         if( !users.empty() || !map( 0 ) || map( 0 )->mapEntry( 30 ) ) return "an access list came, without rules";
+         const auto entry = map( 0 )->mapEntryIs( 30 );
+         MatchRule rule;
+         rule.option = MatchOption::matchIpAccessList;
+         rule.listName = listName( "AL", list );
+         touch( 0, 30, int( rule.option ), false );
+         entry->matchRuleIs( rule );
+         raise( 0 );
+         return "";
+      }
+      switch( pick( 5 ) ) {
+         case 0: acls_.tell( list ); return "an access list has a new version of the same";
+         case 1:
+            acls_.typeGoesOrComes();
+            nobodyHasPublished();
+            return "all access lists went from the configuration";
+         case 2: {
+            acls_.del( list );
+            for( const unsigned user : users ) {
+               EXPECT_FALSE( isCurrent( user ) );
+               lengthsFrom( lengths, user, 0 );
+            }
+            return "an access list went";
+         }
+         default: {   // whole, or not at all
+            if( !acls_.idle() ) return {};
+            acls_.editRules( list );
+            for( unsigned other = 0; other < kLists; ++other )
+               if( other != list && acls_.twin( other ).compiling ) return {};   // which has the same version
+            if( acls_.idle() ) return "an access list was left as it was";
+            while( !acls_.idle() && !testing::Test::HasFailure() ) {
+               nobodyHasPublished();
+               acls_.slice();
+            }
+            for( const unsigned user : users ) {
+               EXPECT_FALSE( isCurrent( user ) );
+               lengthsFrom( lengths, user, 0 );
+            }
+            return "an access list was compiled";
+         }
       }
    }
 
@@ -1138,12 +1606,15 @@ class Program {
    OnPublished onPublished_;
    bool watches_ = false;
    Inside inside_ = Inside::nothing;
-   unsigned publishOneIn_ = 1, tasksOneIn_ = 1;
+   unsigned publishOneIn_ = 1, tasksOneIn_ = 1, slicesOneIn_ = 1;
    Agent agent_{ makeNode<Config>() };
    std::map<unsigned, std::set<std::pair<uint32_t, int>>> touched_;
+   unsigned time_ = 0;              // goes up with the edits
+   unsigned built_[ kMaps ] = {};   // when clauses of a map may have been built last
+   bool waits_[ kMaps ] = {};       // whether a map had changes that were not compiled, before the step
    std::unique_ptr<PrefixListProducer> v4_[ kLists ];
    std::unique_ptr<PrefixListProducer> v6_[ kLists ];
-   std::unique_ptr<AccessListProducer> acls_[ kLists ];
+   AccessLists acls_{ random_, agent_.root->ipv4AclListTable() };
    std::unique_ptr<TagSetProducer> sets_[ kLists ];
    Watched watched_[ kMaps ];
    uint32_t highestVersion_ = 0;

@@ -21,7 +21,7 @@ constexpr int kEdits = 150;
 
 void runPrograms( unsigned share, Inside inside ) {
    const unsigned first = numberOf( "COMPILATION_SEED", 1 );
-   const unsigned programs = std::getenv( "COMPILATION_SEED" ) ? 1 : numberOf( "COMPILATION_PROGRAMS", 1400 ) / share;
+   const unsigned programs = std::getenv( "COMPILATION_SEED" ) ? 1 : numberOf( "COMPILATION_PROGRAMS", 1200 ) / share;
    uint64_t publications = 0;
    for( unsigned seed = first; seed < first + programs; ++seed ) {
       SCOPED_TRACE( "COMPILATION_SEED=" + std::to_string( seed ) );
