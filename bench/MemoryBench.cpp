@@ -7,6 +7,7 @@
 
 #include <new>
 
+#include "bench/AccessLists.h"
 #include "bench/Configurations.h"
 #include "bench/Policies.h"
 
@@ -115,8 +116,20 @@ void measureSequences() {
              "its configuration", each( configured ) );
 }
 
+void measureAccessList() {
+   constexpr size_t kRules = 1'000'000;
+   if( !wanted( "access list, bytes a rule" ) ) return;
+   Random random( 40 + kRules );
+   const CompiledAcl list( generatedTable( AddressFamily::ipv4, kRules, random ) );
+   const size_t before = heapBytes;
+   list.table->symbol( "ACL" )->statusIs( nullptr );
+   printRow( "access list, bytes a rule", grouped( kRules ), "bytes", double( before - heapBytes ) / double( kRules ),
+             "array of bare entries", sizeof( BareIpv4 ) );
+}
+
 void measureAll() {
    measureSequences();
+   measureAccessList();
    measureFamily( AddressFamily::ipv4, "IPv4" );
    measureFamily( AddressFamily::ipv6, "IPv6" );
 }

@@ -1,0 +1,66 @@
+/// @file bench/AccessLists.h
+/// Access lists for benchmarks, and what compiles them.
+#pragma once
+
+#include <string>
+
+#include "bench/Tables.h"
+#include "compile/AclConfigSm.h"
+
+namespace Bench {
+
+using Quoin::makeNode;
+using Quoin::Ptr;
+using Routing::RouteMap::IpAccessListStatus;
+
+/// A rule for each prefix, in that order; every third denies.
+inline bool permitsAt( size_t i ) {
+   return i % 3 != 2;
+}
+
+inline Ptr<const Acl::AclVersion> versionOf( const Prefixes & prefixes ) {
+   auto version = makeNode<Acl::AclVersion>();
+   for( size_t i = 0; i < prefixes.size(); ++i ) {
+      const auto id = static_cast<uint32_t>( i );
+      const auto & p = prefixes[ i ];
+      const Ferule::IpAddr mask( static_cast<uint32_t>( Bits128::leadingOnes( p.length() ).high >> 32 ) );
+      version->ipRuleIs( id,
+                         { .action = permitsAt( i ) ? Acl::RuleAction::permit : Acl::RuleAction::deny,
+                           .filter = { .source = { p.ipGenAddr().v4Addr(), mask } } } );
+      version->ruleBySequenceIs( 10 * ( id + 1 ), id );
+   }
+   return version;
+}
+
+/// One list with its machines.
+class CompiledAcl {
+ public:
+   explicit CompiledAcl( const Prefixes & prefixes ) {
+      types->aclTypeIs( Acl::AclType::ipv4 )->aclIs( "ACL" )->currVersionIs( versionOf( prefixes ) );
+      machine = Zeugma::makeSm<Routing::Policy::AclConfigSm>( types, table, clock );
+      run();
+   }
+   /// Lets it settle; gives how many slices that took.
+   size_t run() {
+      size_t slices = 0;
+      for( ; clock->untilNextCall() == Plinth::Clock::Seconds( 0 ); ++slices ) {
+         const auto begun = clock->now();
+         clock->callDue();
+         longestSlice = std::max( longestSlice, clock->now() - begun );
+      }
+      return slices;
+   }
+   /// Begins anew.
+   void restart() const {
+      ( *( *machine->ipConfigSm().find( Acl::AclType::ipv4 ) )->ipAccessListConfigSm().find( "ACL" ) )->handleIpAccessListVersion();
+   }
+   Ptr<const IpAccessListStatus> status() const { return table->symbol( "ACL" )->status(); }
+
+   const Ptr<Acl::Input::Config> types = makeNode<Acl::Input::Config>();
+   const Ptr<Routing::RouteMap::IpAccessListSymbolDedupTable> table = makeNode<Routing::RouteMap::IpAccessListSymbolDedupTable>();
+   const Ptr<Plinth::RealClock> clock = makeNode<Plinth::RealClock>();
+   Ptr<Routing::Policy::AclConfigSm> machine;
+   Plinth::Clock::Seconds longestSlice{ 0 };
+};
+
+}   // namespace Bench
