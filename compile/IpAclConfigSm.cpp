@@ -87,8 +87,12 @@ void IpAclConfigSm::handleCurrVersion() {
 
 void IpAclConfigSm::handleIpAccessPrefixEntry() {
    const auto & version = ipAccessList_->currVersion();
-   if( version && ( isIpv4() ? version->ipRule().count() : version->ip6Rule().count() ) != 0 ) handleIpAccessListVersion();
+   if( version && hasRules( *version ) ) handleIpAccessListVersion();
    initialized_ = true;
+}
+
+bool IpAclConfigSm::hasRules( const AclVersion & version ) const {
+   return ( isIpv4() ? version.ipRule().count() : version.ip6Rule().count() ) != 0;
 }
 
 void IpAclConfigSm::handleIpAccessListVersion() {
@@ -119,7 +123,7 @@ void IpAclConfigSm::processClock() {
       throw;
    }
    const auto version = list->currVersion();
-   if( version && !addRules( *version ) ) return;
+   if( version && hasRules( *version ) && !addRules( *version ) ) return;
    bookmark_ = 0;
    clock_.timeMinIs( Plinth::Clock::kNever );
    publish( symbol, status );

@@ -76,6 +76,7 @@ class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
    void handleCurrVersion();
    void handleRules( const Quoin::Change & ) { handleIpAccessPrefixEntry(); }
    bool isIpv4() const noexcept { return !ipConfig_ || ipConfig_->type() == Acl::AclType::ipv4; }
+   bool hasRules( const Acl::AclVersion & version ) const;   // of this family
    bool addRules( const Acl::AclVersion & version );
    void newTrieIs();
    void reserve( size_t rules );

@@ -99,9 +99,10 @@ void IpAclTypeConfigSm::deleteIpAccessList( const Quoin::String & name ) {
    step( [ & ] {
       if( const auto notifier = symbol->notifier() ) notifier->versionInc( 1 );
    } );
-   const auto isGone = [ & ] { return !zombieReactors() && !ipConfig_->acl().find( name ); };   // else who heard has configured it again
+   // Who hears of that may have the list configured again, which gives the symbol a status; or have the whole type go, and come.
+   const auto isGone = [ & ] { return zombieReactors() ? !symbol->status() : !ipConfig_->acl().find( name ); };
    if( isGone() ) step( [ & ] { ipAclSymbolTable_->symbolDel( name ); } );
-   if( isGone() ) ipAccessListConfigSm_.erase( name );
+   if( isGone() && !zombieReactors() ) ipAccessListConfigSm_.erase( name );
    step.finish();
 }
 

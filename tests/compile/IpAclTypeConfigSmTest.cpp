@@ -807,6 +807,16 @@ TEST_F( IpAclTypeConfigSmTest, nothingIsLeftOfWhatHasGone ) {
    }
 }
 
+TEST_F( IpAclTypeConfigSmTest, aTypeThatGoesAsAListsDeletionIsToldLeavesNoSymbolOfThatList ) {
+   start();
+   add( "A", manyRules( 2 ) );
+   runUntilIdle( *clock );
+   const Reaction goes( *symbol()->notifier(), [ & ]( const Quoin::Change & ) { sm = nullptr; } );
+   type->aclDel( "A" );
+   EXPECT_EQ( symbols->symbol().count(), 0u );
+   EXPECT_FALSE( status() );
+}
+
 TEST_F( IpAclTypeConfigSmTest, largeListsThatAreDoneWithGoInSlices ) {
    constexpr unsigned kRules = 3 * Routing::RetiredTries::kSmall;
    start();

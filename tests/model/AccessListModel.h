@@ -158,7 +158,7 @@ struct ListTwin {
    }
    void slice() {
       if( !compiling ) return;
-      if( version )
+      if( version && !version->rules.empty() )
          for( auto i = version->sequences.lower_bound( bookmark ), first = i; i != version->sequences.end(); ++i ) {
             if( i != first && oneRuleEach ) {
                bookmark = i->first;
