@@ -14,9 +14,9 @@ namespace Routing {
 /// Threading: the thread that made it. Where a trie's last user goes on another one, the trie goes there and at once.
 class ROUTEPOLICY_API RetiredTries final : public Quoin::Node, private Plinth::Clock::NotifieeConst {
  public:
-   /// What a turn of an agent's loop may take.
-   static constexpr Plinth::Clock::Seconds kQuantum{ 0.01 };
-   /// Entries up to which a trie goes at once: in a tenth of a quantum or so.
+   /// Of a turn of the agent's loop: little beside what compiles a list in the same one.
+   static constexpr Plinth::Clock::Seconds kQuantum{ 0.001 };
+   /// Entries up to which a trie goes at once: in half a quantum or so.
    static constexpr size_t kSmall = 8192;
 
    /// Errors: MutatorArgNullPointerException on null.

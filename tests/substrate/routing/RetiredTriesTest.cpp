@@ -80,11 +80,11 @@ TEST_F( RetiredTriesTest, aLargeTrieGoesInSlices ) {
    EXPECT_EQ( clock->untilNextCall(), Seconds( 0 ) );
    const auto left = turns();
    EXPECT_EQ( retired->count(), 0u );
-   ASSERT_GT( left.size(), 5u );
+   ASSERT_GE( left.size(), kMany / 256 );
    int before = kMany;
    for( const int now : left ) {
-      EXPECT_LE( before - now, 10 * 256 );   // ten looks at the clock
-      EXPECT_LT( now, before );
+      EXPECT_LE( before - now, 256 );   // one look at the clock
+      EXPECT_LE( now, before );
       before = now;
    }
    EXPECT_EQ( before, 0 );
@@ -93,7 +93,7 @@ TEST_F( RetiredTriesTest, aLargeTrieGoesInSlices ) {
 TEST_F( RetiredTriesTest, aLongChainGoesInSlicesToo ) {
    trie( kMany, true );
    EXPECT_EQ( Item::alive, int( kMany ) );
-   EXPECT_GE( turns().size(), kMany / ( 10 * 256 ) );
+   EXPECT_GE( turns().size(), kMany / 256 );
 }
 
 TEST_F( RetiredTriesTest, aTrieStaysWholeForItsReaders ) {
