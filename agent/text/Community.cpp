@@ -1,0 +1,48 @@
+#include "text/Community.h"
+
+#include <charconv>
+
+#include <fmt/format.h>
+
+namespace Agent {
+
+namespace {
+
+struct WellKnown {
+   std::string_view name;
+   Community community;
+};
+constexpr WellKnown kWellKnown[] = {
+   { "graceful-shutdown", 0xffff0000 }, { "blackhole", 0xffff029a }, { "no-export", 0xffffff01 },
+   { "no-advertise", 0xffffff02 },      { "local-AS", 0xffffff03 },  { "no-peer", 0xffffff04 },
+};
+
+template <class Number>
+std::optional<Number> parseWhole( std::string_view text ) noexcept {
+   Number number = 0;
+   const char * const end = text.data() + text.size();
+   const auto [ stop, error ] = std::from_chars( text.data(), end, number );
+   if( error != std::errc() || stop != end ) return std::nullopt;
+   return number;
+}
+
+}   // namespace
+
+std::optional<Community> communityOf( std::string_view text ) noexcept {
+   for( const auto & known : kWellKnown )
+      if( text == known.name ) return known.community;
+   const auto colon = text.find( ':' );
+   if( colon == text.npos ) return parseWhole<Community>( text );
+   const auto as = parseWhole<uint16_t>( text.substr( 0, colon ) );
+   const auto value = parseWhole<uint16_t>( text.substr( colon + 1 ) );
+   if( !as || !value ) return std::nullopt;
+   return Community( *as ) << 16 | *value;
+}
+
+std::string communityText( Community community ) {
+   for( const auto & known : kWellKnown )
+      if( community == known.community ) return std::string( known.name );
+   return fmt::format( "{}:{}", community >> 16, community & 0xffff );
+}
+
+}   // namespace Agent

@@ -1,0 +1,19 @@
+/// @file agent/text/Community.h
+/// Communities as a configuration writes them: "64500:1", "4226580481", or by a well-known name.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "text/PolicyText.h"
+
+namespace Agent {
+
+/// Nothing for what is none. Source of the names: RFC 1997, RFC 3765, RFC 7999, RFC 8326.
+std::optional<Community> communityOf( std::string_view text ) noexcept;
+/// The well-known name, or AS and value.
+std::string communityText( Community community );
+
+}   // namespace Agent

@@ -1,0 +1,227 @@
+/// @file agent/text/NumberedLists.h
+/// The lists of one kind while lines come in: numbers the lines, and finds them by what they say.
+///
+///    permit 10.0.0.0/8                  is line 5
+///    seq 7 permit 10.1.0.0/16           is line 7
+///    permit 10.2.0.0/16                 is line 10
+///    permit 10.0.0.0/8                  is line 5 already, and changes nothing
+///    seq 7 deny 10.1.0.0/16             takes the place of line 7
+///
+/// Invariant: no list is without lines. What describes one that has none is kept until its first line comes.
+/// Cost: a look-up of a hash table, and of the list's map, per line.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "substrate/zeugma/HashMix.h"
+#include "text/PolicyText.h"
+
+namespace Agent {
+
+/// Of what a line says; equal lines have one hash.
+inline size_t hashOf( const PrefixListLine & line ) {
+   const uint32_t bounds[] = { line.ge.value_or( 255 ), line.le.value_or( 255 ) };
+   Zeugma::HashMix mix( line.prefix.hash() + unsigned( line.action ) );
+   mix.mixBytes8( reinterpret_cast<const unsigned char *>( bounds ) );
+   return mix;
+}
+inline size_t hashOf( const AccessListLine & line ) {
+   return line.source.hash() + unsigned( line.action );
+}
+inline size_t hashOf( const AsPathListLine & line ) {
+   return std::hash<std::string>()( line.expression ) + unsigned( line.action );
+}
+inline size_t hashOf( const CommunityListLine & line ) {
+   Zeugma::HashMix mix( static_cast<uint32_t>( std::hash<std::string>()( line.expression ) ) + unsigned( line.action ) );
+   for( const Community c : line.communities ) mix.mixBytes4( reinterpret_cast<const unsigned char *>( &c ) );
+   return mix;
+}
+
+/// Where in a list a line's content stands.
+template <class Line>
+class ContentIndex {
+ public:
+   using Lines = std::map<uint32_t, Line>;
+   explicit ContentIndex( const Lines & lines ) {
+      for( const auto & [ number, line ] : lines ) added( number, line );
+   }
+   void added( uint32_t number, const Line & line ) { numbers_[ hashOf( line ) ].insert( number ); }
+   void removed( uint32_t number, const Line & line ) {
+      const auto at = numbers_.find( hashOf( line ) );
+      at->second.erase( number );
+      if( at->second.empty() ) numbers_.erase( at );
+   }
+   /// The lowest line that says the same.
+   std::optional<uint32_t> find( const Lines & lines, const Line & line ) const {
+      const auto at = numbers_.find( hashOf( line ) );
+      if( at == numbers_.end() ) return std::nullopt;
+      for( const uint32_t number : at->second )
+         if( lines.at( number ) == line ) return number;
+      return std::nullopt;
+   }
+
+ private:
+   std::unordered_map<size_t, std::set<uint32_t>> numbers_;   // by hash
+};
+
+template <class List>
+class NumberedLists {
+ public:
+   using Line = typename decltype( List::lines )::mapped_type;
+   static constexpr uint32_t kStep = 5;
+
+   /// `lists` outlives this, and nothing else changes it.
+   explicit NumberedLists( std::map<std::string, List> & lists ) : lists_( lists ) {}
+   NumberedLists( const NumberedLists & ) = delete;
+   NumberedLists & operator=( const NumberedLists & ) = delete;
+
+   /// Null when there is no such list. Valid until the list goes.
+   List * find( std::string_view name ) {
+      if( current_ == lists_.end() || current_->first != name ) {
+         current_ = lists_.find( std::string( name ) );
+         index_ = nullptr;
+      }
+      return current_ == lists_.end() ? nullptr : &current_->second;
+   }
+
+   /// Takes the line in, under the next number when it brings none. False when no number is left.
+   bool add( std::string_view name, std::optional<uint32_t> number, Line line );
+   void remove( std::string_view name );
+   /// Of no effect unless it says this, if told what.
+   void removeNumber( std::string_view name, uint32_t number, const std::optional<Line> & line );
+   /// The lowest that says this.
+   void removeLine( std::string_view name, const Line & line );
+
+   void describe( std::string_view name, std::string_view text, const Place & place );
+   void undescribe( std::string_view name );
+
+ private:
+   using Index = ContentIndex<Line>;
+   struct Description {
+      std::string text;
+      Place place;
+   };
+
+   List & findOrMake( std::string_view name, const Place & place );
+   // Of the current list. Made when first asked for: most lists have their lines numbered, and need none.
+   Index & index() {
+      if( !index_ ) index_ = &indexes_.try_emplace( current_->first, current_->second.lines ).first->second;
+      return *index_;
+   }
+   Index * indexIfMade() {
+      if( !index_ )
+         if( const auto at = indexes_.find( current_->first ); at != indexes_.end() ) index_ = &at->second;
+      return index_;
+   }
+   void put( List & list, uint32_t number, Line line );
+   void erase( List & list, typename std::map<uint32_t, Line>::iterator at );
+
+   std::map<std::string, List> & lists_;
+   std::unordered_map<std::string, Index> indexes_;
+   std::unordered_map<std::string, Description> descriptions_;   // of lists without lines
+   typename std::map<std::string, List>::iterator current_ = lists_.end();
+   Index * index_ = nullptr;   // of the current list, once looked for
+};
+
+template <class List>
+bool NumberedLists<List>::add( std::string_view name, std::optional<uint32_t> number, Line line ) {
+   List * const list = find( name );
+   if( !number ) {
+      if( list && index().find( list->lines, line ) ) return true;
+      const uint32_t highest = list ? list->lines.rbegin()->first : 0;
+      if( highest / kStep >= std::numeric_limits<uint32_t>::max() / kStep ) return false;
+      number = ( highest / kStep + 1 ) * kStep;
+   }
+   const Place place = line.place;
+   put( list ? *list : findOrMake( name, place ), *number, std::move( line ) );
+   return true;
+}
+
+template <class List>
+List & NumberedLists<List>::findOrMake( std::string_view name, const Place & place ) {
+   current_ = lists_.try_emplace( std::string( name ) ).first;
+   index_ = nullptr;
+   List & list = current_->second;
+   list.place = place;
+   if( const auto at = descriptions_.find( current_->first ); at != descriptions_.end() ) {
+      list.description = std::move( at->second.text );
+      list.place = at->second.place;
+      descriptions_.erase( at );
+   }
+   return list;
+}
+
+template <class List>
+void NumberedLists<List>::put( List & list, uint32_t number, Line line ) {
+   const auto at = list.lines.empty() || list.lines.rbegin()->first < number ? list.lines.end() : list.lines.lower_bound( number );
+   Index * const index = indexIfMade();
+   if( at == list.lines.end() || at->first != number ) {
+      if( index ) index->added( number, line );
+      list.lines.emplace_hint( at, number, std::move( line ) );
+   } else if( !( at->second == line ) ) {
+      if( index ) {
+         index->removed( number, at->second );
+         index->added( number, line );
+      }
+      at->second = std::move( line );
+   }
+}
+
+template <class List>
+void NumberedLists<List>::erase( List & list, typename std::map<uint32_t, Line>::iterator at ) {
+   if( list.lines.size() == 1 ) {
+      remove( current_->first );
+   } else {
+      if( Index * const index = indexIfMade() ) index->removed( at->first, at->second );
+      list.lines.erase( at );
+   }
+}
+
+template <class List>
+void NumberedLists<List>::remove( std::string_view name ) {
+   descriptions_.erase( std::string( name ) );
+   if( !find( name ) ) return;
+   indexes_.erase( current_->first );
+   lists_.erase( current_ );
+   current_ = lists_.end();
+   index_ = nullptr;
+}
+
+template <class List>
+void NumberedLists<List>::removeNumber( std::string_view name, uint32_t number, const std::optional<Line> & line ) {
+   List * const list = find( name );
+   if( !list ) return;
+   const auto at = list->lines.find( number );
+   if( at != list->lines.end() && ( !line || at->second == *line ) ) erase( *list, at );
+}
+
+template <class List>
+void NumberedLists<List>::removeLine( std::string_view name, const Line & line ) {
+   List * const list = find( name );
+   if( !list ) return;
+   if( const auto number = index().find( list->lines, line ) ) erase( *list, list->lines.find( *number ) );
+}
+
+template <class List>
+void NumberedLists<List>::describe( std::string_view name, std::string_view text, const Place & place ) {
+   if( List * const list = find( name ) )
+      list->description = text;
+   else
+      descriptions_[ std::string( name ) ] = { std::string( text ), place };
+}
+
+template <class List>
+void NumberedLists<List>::undescribe( std::string_view name ) {
+   descriptions_.erase( std::string( name ) );
+   if( List * const list = find( name ) ) list->description.clear();
+}
+
+}   // namespace Agent

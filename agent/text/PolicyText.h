@@ -1,0 +1,171 @@
+/// @file agent/text/PolicyText.h
+/// A policy as its text says it, whatever language the text is in: the loaders fill it, LivePolicy puts it into force. Plain values;
+/// two texts are equal when they say the same, wherever it stands.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "substrate/acl/MatchPermit.h"
+#include "substrate/ferule/FullMask.h"
+#include "substrate/ferule/IpPrefix.h"
+#include "substrate/routemap/Options.h"
+#include "text/Place.h"
+
+namespace Agent {
+
+using Acl::MatchPermit;
+using Ferule::AddressFamily;
+using Routing::RouteMap::MatchOption;
+
+/// The option of "match ipv6 address LIST", for which the library has a number and no name.
+constexpr MatchOption kMatchIpv6AccessList{ 117 };
+
+using Community = uint32_t;   // the AS in its upper half
+
+struct PrefixListLine {
+   MatchPermit action = MatchPermit::permit;
+   Ferule::IpGenPrefix prefix;   // no bit behind its length
+   std::optional<uint32_t> ge;
+   std::optional<uint32_t> le;
+   Place place;
+   friend bool operator==( const PrefixListLine &, const PrefixListLine & ) = default;
+};
+
+struct AccessListLine {
+   MatchPermit action = MatchPermit::permit;
+   Ferule::IpGenAddrWithFullMask source;   // one bits of the mask must agree
+   Place place;
+   friend bool operator==( const AccessListLine & a, const AccessListLine & b ) {
+      return a.action == b.action && a.source.address() == b.source.address() && a.source.mask() == b.source.mask();
+   }
+};
+
+/// A route has them all, or its communities match the expression.
+struct CommunityListLine {
+   MatchPermit action = MatchPermit::permit;
+   std::vector<Community> communities;   // of a standard list: ascending, each once
+   std::string expression;               // of an expanded list
+   Place place;
+   friend bool operator==( const CommunityListLine &, const CommunityListLine & ) = default;
+};
+
+struct AsPathListLine {
+   MatchPermit action = MatchPermit::permit;
+   std::string expression;
+   Place place;
+   friend bool operator==( const AsPathListLine &, const AsPathListLine & ) = default;
+};
+
+/// A list of numbered lines, of which the lowest that matches decides.
+template <class Line>
+struct ListText {
+   std::map<uint32_t, Line> lines;   // by sequence number
+   std::string description;
+   Place place;   // of what was said of it first
+   friend bool operator==( const ListText &, const ListText & ) = default;
+};
+
+struct CommunityListText : ListText<CommunityListLine> {
+   bool expanded = false;
+   friend bool operator==( const CommunityListText &, const CommunityListText & ) = default;
+};
+
+struct TagSetText {
+   std::set<uint32_t> tags;
+   Place place;
+   friend bool operator==( const TagSetText &, const TagSetText & ) = default;
+};
+
+/// One match clause; its option says what of it counts.
+struct MatchClause {
+   std::string name;                           // of a list or tag set, or of an interface
+   std::optional<Ferule::IpGenAddr> address;   // of "match ip next-hop ADDRESS"
+   uint64_t number = 0;                        // a metric, a tag, an instance, a protocol of SourceProtocol.h
+   bool invert = false;                        // of a prefix list
+   Place place;                                // of the operand
+   friend bool operator==( const MatchClause &, const MatchClause & ) = default;
+};
+
+struct SetCommunity {
+   std::vector<Community> communities;   // ascending, each once; none: all are taken off
+   bool additive = false;                // to what the route has
+   friend bool operator==( const SetCommunity &, const SetCommunity & ) = default;
+};
+
+struct SetClauses {
+   std::optional<uint64_t> metric;   // below 2^63
+   std::optional<uint32_t> tag;
+   std::optional<uint32_t> localPreference;
+   std::optional<uint8_t> distance;   // 1 to 255
+   std::optional<SetCommunity> community;
+   friend bool operator==( const SetClauses &, const SetClauses & ) = default;
+};
+
+struct CallClause {
+   std::string name;
+   bool invert = false;
+   Place place;
+   friend bool operator==( const CallClause &, const CallClause & ) = default;
+};
+
+struct ContinueClause {
+   uint32_t target = 0;   // 0: the next sequence
+   Place place;
+   friend bool operator==( const ContinueClause &, const ContinueClause & ) = default;
+};
+
+struct SequenceText {
+   MatchPermit action = MatchPermit::permit;
+   std::string description;
+   std::map<MatchOption, MatchClause> match;
+   SetClauses set;
+   std::optional<CallClause> call;
+   std::optional<ContinueClause> continueTo;
+   Place place;
+   friend bool operator==( const SequenceText &, const SequenceText & ) = default;
+};
+
+struct RouteMapText {
+   std::map<uint32_t, SequenceText> sequences;   // by number
+   Place place;
+   friend bool operator==( const RouteMapText &, const RouteMapText & ) = default;
+};
+
+using PrefixListText = ListText<PrefixListLine>;
+using AccessListText = ListText<AccessListLine>;
+using AsPathListText = ListText<AsPathListLine>;
+
+struct PolicyText {
+   template <class Thing>
+   using ByName = std::map<std::string, Thing>;
+
+   // The two families of a prefix list, and of an access list, are lists of their own: both may have one name.
+   ByName<PrefixListText> ipv4PrefixLists;
+   ByName<PrefixListText> ipv6PrefixLists;
+   ByName<AccessListText> ipv4AccessLists;
+   ByName<AccessListText> ipv6AccessLists;
+   ByName<TagSetText> tagSets;
+   ByName<CommunityListText> communityLists;
+   ByName<AsPathListText> asPathLists;
+   ByName<RouteMapText> routeMaps;
+
+   std::vector<std::string> files;   // that were read, for places; not compared
+   uint64_t lines = 0;               // read in all; not compared
+   uint64_t passedOverStanzas = 0;   // of a router's configuration that is no route policy; not compared
+
+   friend bool operator==( const PolicyText & a, const PolicyText & b ) {
+      const auto all = []( const PolicyText & t ) {
+         return std::tie( t.ipv4PrefixLists, t.ipv6PrefixLists, t.ipv4AccessLists, t.ipv6AccessLists, t.tagSets, t.communityLists,
+                          t.asPathLists, t.routeMaps );
+      };
+      return all( a ) == all( b );
+   }
+};
+
+}   // namespace Agent
