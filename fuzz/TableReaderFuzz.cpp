@@ -2,18 +2,20 @@
 // fuzzer busy, and through each form's own parser.
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <string>
 #include <string_view>
 
-#include "examples/evaluate_table/BgpdumpLine.h"
-#include "examples/evaluate_table/IpRouteJson.h"
-#include "examples/evaluate_table/PrefixLine.h"
-#include "examples/evaluate_table/TableReader.h"
+#include "table/BgpdumpLine.h"
+#include "table/IpRouteJson.h"
+#include "table/PrefixLine.h"
+#include "table/TableReader.h"
 
 namespace {
 
-using namespace RouteTable;
+using namespace Agent;
 
-constexpr TableLimits kLimits{ .maxLine = 512, .maxText = 256 * 1024 };
+constexpr TableLimits kLimits{ .maxLine = 512, .maxRecord = 4096, .maxText = 256 * 1024 };
 
 void check( bool holds, const char * what ) {
    if( holds ) return;
@@ -24,6 +26,8 @@ void check( bool holds, const char * what ) {
 void checkRoute( const TableRoute & route ) {
    check( route.prefix.af() != Ferule::AddressFamily::unset, "a route has a family" );
    check( route.prefix.isCanonical(), "no bit stands behind a prefix's length" );
+   const auto & communities = route.communities;
+   for( size_t i = 1; i < communities.size(); ++i ) check( communities[ i - 1 ] < communities[ i ], "communities ascend, each once" );
 }
 
 void checkReason( std::string_view reason ) {
@@ -32,7 +36,7 @@ void checkReason( std::string_view reason ) {
 }
 
 // Gathers enough to tell whether two readings were the same.
-struct Reading final : TableHandler, IpRouteHandler {
+struct Reading final : TableHandler, FormHandler {
    uint64_t routes = 0;
    uint64_t broken = 0;
    uint64_t digest = 0;
@@ -45,6 +49,10 @@ struct Reading final : TableHandler, IpRouteHandler {
       mix( route.nextHop.hash() );
       mix( route.metric.hash() );
       mix( route.tag );
+      mix( route.localPreference.value_or( 0 ) );
+      mix( uint64_t( route.protocol ) );
+      for( const std::string * text : { &route.interface, &route.asPath } ) mix( std::hash<std::string>()( *text ) );
+      for( const uint32_t community : route.communities ) mix( community );
    }
    void handleBroken( const Broken & place ) override {
       checkReason( place.reason );
@@ -52,7 +60,7 @@ struct Reading final : TableHandler, IpRouteHandler {
       mix( place.number );
    }
    void handlePassedOver() override {}
-   void handleBrokenEntry( uint64_t entry, std::string_view reason ) override { handleBroken( { Broken::Unit::entry, entry, reason } ); }
+   void handleBroken( uint64_t entry, std::string_view reason ) override { handleBroken( Broken{ Broken::Unit::entry, entry, reason } ); }
 };
 
 // A few bytes at a time, so that every boundary of a buffer falls everywhere.

@@ -1,0 +1,105 @@
+#include "table/BgpdumpLine.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+#include "table/TextReader.h"
+#include "text/Community.h"
+
+namespace Agent {
+
+namespace {
+
+// Those that are read, by their place; each has a bar behind it.
+enum Field : size_t { kRecord = 0, kKind = 2, kPrefix = 5, kPath = 6, kNextHop = 8, kLocalPreference = 9, kMed = 10, kCommunities = 11 };
+constexpr size_t kFieldCount = 14;
+
+bool isRecordName( std::string_view text ) noexcept {
+   return text == "TABLE_DUMP2" || text == "TABLE_DUMP" || text == "BGP4MP" || text == "BGP4MP_ET";
+}
+
+// Empty is none.
+bool parseField32( std::string_view text, const char * name, std::optional<uint64_t> & value, std::string & reason ) {
+   if( text.empty() ) return true;
+   value = parseNumber( text, kMax32 );
+   if( !value ) reason = std::string( name ) + " \"" + printable( text, 24 ) + "\": not a number of 32 bits";
+   return value.has_value();
+}
+
+// Words that are no communities, such as large ones, are passed over.
+void readCommunities( std::string_view text, std::vector<uint32_t> & communities ) {
+   while( !text.empty() ) {
+      const auto word = text.substr( 0, text.find( ' ' ) );
+      if( const auto community = communityOf( word ) ) communities.push_back( *community );
+      text.remove_prefix( std::min( word.size() + 1, text.size() ) );
+   }
+   sortCommunities( communities );
+}
+
+}   // namespace
+
+bool looksLikeBgpdump( std::string_view line ) noexcept {
+   if( line.starts_with( "TABLE_DUMP" ) || line.starts_with( "BGP4MP" ) ) return true;
+   // By hand: every line of a table comes by here, and a search for a set of characters takes longer than parsing most of them.
+   for( const char c : line ) {
+      if( c == '|' ) return true;
+      if( c == ' ' || c == '\t' || c == '#' ) return false;
+   }
+   return false;
+}
+
+LineResult parseBgpdumpLine( std::string_view line, TableRoute & route ) {
+   std::array<std::string_view, kFieldCount> field{};
+   size_t ended = 0;   // fields with a bar behind them; what follows the last one is of no interest
+   std::string_view rest = line;
+   for( ; ended < kFieldCount; ++ended ) {
+      const auto bar = rest.find( '|' );
+      if( bar == rest.npos ) break;
+      field[ ended ] = rest.substr( 0, bar );
+      rest.remove_prefix( bar + 1 );
+   }
+   const auto cutShort = [ & ]( size_t expected ) {
+      return LineResult::broken( "cut short: " + std::to_string( ended ) + " of " + std::to_string( expected ) + " fields" );
+   };
+   if( ended == 0 ) return cutShort( kFieldCount );
+   if( !isRecordName( field[ kRecord ] ) )
+      return LineResult::broken( "\"" + printable( field[ kRecord ], 24 ) + "\": neither TABLE_DUMP2 nor BGP4MP" );
+   if( ended <= kKind ) return cutShort( kFieldCount );
+
+   std::string reason;
+   const auto kind = field[ kKind ];
+   if( kind == "STATE" ) return LineResult::passedOver();
+   if( kind == "W" ) {
+      if( ended < kPrefix ) return cutShort( kPrefix + 1 );
+      if( ended == kPrefix ) field[ kPrefix ] = rest;   // no bar behind the last field here
+      if( !parsePrefix( field[ kPrefix ], reason ) ) return LineResult::broken( std::move( reason ) );
+      return LineResult::passedOver();
+   }
+   if( kind != "B" && kind != "A" )
+      return LineResult::broken( "kind \"" + printable( kind, 24 ) + "\": neither a table entry nor an announcement" );
+   if( ended < kFieldCount ) return cutShort( kFieldCount );
+
+   const auto prefix = parsePrefix( field[ kPrefix ], reason );
+   if( !prefix ) return LineResult::broken( std::move( reason ) );
+   route.clear();
+   route.prefix = *prefix;
+   if( !field[ kNextHop ].empty() ) {
+      const auto nextHop = parseAddress( field[ kNextHop ], reason );
+      if( !nextHop ) return LineResult::broken( "next hop: " + reason );
+      route.nextHop = *nextHop;
+   }
+   std::optional<uint64_t> med, preference;
+   if( !parseField32( field[ kMed ], "MED", med, reason ) ||
+       !parseField32( field[ kLocalPreference ], "local preference", preference, reason ) )
+      return LineResult::broken( std::move( reason ) );
+   if( med ) route.metric = *med;
+   if( preference && *preference != 0 ) route.localPreference = static_cast<uint32_t>( *preference );
+   route.asPath = field[ kPath ];
+   route.tag = originAsOf( route.asPath );
+   readCommunities( field[ kCommunities ], route.communities );
+   route.protocol = SourceProtocol::bgp;
+   return LineResult::route();
+}
+
+}   // namespace Agent

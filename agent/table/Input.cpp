@@ -1,0 +1,231 @@
+#include "table/Input.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/iostreams/filter/bzip2.hpp>
+#include <boost/iostreams/filter/lzma.hpp>
+#include <boost/iostreams/filter/zlib.hpp>
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <system_error>
+
+namespace Agent {
+
+namespace {
+
+constexpr size_t kStoredCapacity = 65536;
+constexpr size_t kMagicSize = 10;
+
+enum class Step : uint8_t { more, end, cut, damaged, tooBig };
+
+}   // namespace
+
+/// One decompressor, driven a buffer at a time. Boost's own stream buffers throw on a cut stream and drop what they have decoded
+/// up to there, so its filters are called directly: they move `in` and `out` also when they fail.
+class Unpacker {
+ public:
+   virtual ~Unpacker() = default;
+   /// `last`: no byte follows inEnd.
+   virtual Step step( const char *& in, const char * inEnd, char *& out, char * outEnd, bool last ) = 0;
+   /// Prepares for a stream behind the one that ended. False: this kind looks for it by itself.
+   virtual bool restart() { return false; }
+};
+
+namespace {
+
+namespace io = boost::iostreams;
+
+class GzipUnpacker final : public Unpacker {
+ public:
+   Step step( const char *& in, const char * inEnd, char *& out, char * outEnd, bool last ) override {
+      try {
+         return decompressor_.filter().filter( in, inEnd, out, outEnd, last ) ? Step::more : Step::end;
+      } catch( const io::zlib_error & e ) { return e.error() == io::zlib::buf_error ? Step::cut : Step::damaged; }
+   }
+   bool restart() override {
+      decompressor_.filter().close();
+      return true;
+   }
+
+ private:
+   static constexpr int kGzipFraming = 16;   // added to the window bits, has zlib read header and trailer and check the sum
+   io::zlib_decompressor decompressor_{ io::zlib::default_window_bits + kGzipFraming };
+};
+
+class Bzip2Unpacker final : public Unpacker {
+ public:
+   Step step( const char *& in, const char * inEnd, char *& out, char * outEnd, bool last ) override {
+      try {
+         return decompressor_.filter().filter( in, inEnd, out, outEnd, last ) ? Step::more : Step::end;
+      } catch( const io::bzip2_error & e ) { return e.error() == io::bzip2::unexpected_eof ? Step::cut : Step::damaged; }
+   }
+
+ private:
+   io::bzip2_decompressor decompressor_;
+};
+
+class XzUnpacker final : public Unpacker {
+ public:
+   Step step( const char *& in, const char * inEnd, char *& out, char * outEnd, bool last ) override {
+      try {
+         return decompressor_.filter().filter( in, inEnd, out, outEnd, last ) ? Step::more : Step::end;
+      } catch( const io::lzma_error & e ) {
+         if( e.error() == io::lzma::buf_error ) return Step::cut;
+         return e.error() == kMemoryLimit ? Step::tooBig : Step::damaged;
+      }
+   }
+
+ private:
+   static constexpr int kMemoryLimit = 6;   // LZMA_MEMLIMIT_ERROR, which Boost has no name for; the limit is Boost's, 100 MB
+   io::lzma_decompressor decompressor_;
+};
+
+std::unique_ptr<Unpacker> makeUnpacker( Compression c ) {
+   switch( c ) {
+      case Compression::none: break;
+      case Compression::gzip: return std::make_unique<GzipUnpacker>();
+      case Compression::bzip2: return std::make_unique<Bzip2Unpacker>();
+      case Compression::xz: return std::make_unique<XzUnpacker>();
+   }
+   return nullptr;
+}
+
+}   // namespace
+
+FileSource::FileSource( const std::string & path ) : fd_( path == "-" ? STDIN_FILENO : open( path.c_str(), O_RDONLY | O_CLOEXEC ) ) {
+   if( fd_ < 0 ) throw std::system_error( errno, std::generic_category(), path );
+   struct stat facts;
+   if( fstat( fd_, &facts ) == 0 && S_ISREG( facts.st_mode ) ) size_ = static_cast<uint64_t>( facts.st_size );
+}
+
+FileSource::~FileSource() {
+   if( fd_ != STDIN_FILENO ) close( fd_ );
+}
+
+size_t FileSource::read( char * to, size_t capacity ) {
+   ssize_t count;
+   do count = ::read( fd_, to, capacity );
+   while( count < 0 && errno == EINTR );
+   if( count < 0 ) throw std::system_error( errno, std::generic_category(), "cannot read" );
+   bytesRead_ += static_cast<uint64_t>( count );
+   return static_cast<size_t>( count );
+}
+
+size_t MemorySource::read( char * to, size_t capacity ) {
+   const size_t count = std::min( capacity, rest_.size() );
+   std::copy_n( rest_.data(), count, to );
+   rest_.remove_prefix( count );
+   return count;
+}
+
+const char * stringValue( Compression c ) noexcept {
+   switch( c ) {
+      case Compression::none: return "plain";
+      case Compression::gzip: return "gzip";
+      case Compression::bzip2: return "bzip2";
+      case Compression::xz: return "xz";
+   }
+   return "";
+}
+
+Compression compressionOf( std::string_view firstBytes ) noexcept {
+   using namespace std::string_view_literals;
+   if( firstBytes.starts_with( "\x1f\x8b"sv ) ) return Compression::gzip;   // RFC 1952 2.3.1
+   if( firstBytes.starts_with( "\xfd"
+                               "7zXZ\0"sv ) )
+      return Compression::xz;
+   // "BZh" and a level may begin a text as well; the first block's mark, or the last one's of an empty stream, may not.
+   if( firstBytes.starts_with( "BZh"sv ) && firstBytes.size() > 3 && firstBytes[ 3 ] >= '1' && firstBytes[ 3 ] <= '9' ) {
+      const auto mark = firstBytes.substr( 4, 6 );
+      if( "\x31\x41\x59\x26\x53\x59"sv.starts_with( mark ) || "\x17\x72\x45\x38\x50\x90"sv.starts_with( mark ) ) return Compression::bzip2;
+   }
+   return Compression::none;
+}
+
+Input::Input( ByteSource & source, uint64_t maxBytes ) : source_( source ), stored_( kStoredCapacity ), bytesLeft_( maxBytes ) {}
+
+Input::~Input() = default;
+
+size_t Input::read( char * to, size_t capacity ) {
+   char * out = to;
+   try {
+      if( !started_ ) start();
+      if( !ended_ && bytesLeft_ == 0 ) end( "more text than this reader is allowed to take" );
+      char * outEnd = to + std::min<uint64_t>( capacity, bytesLeft_ );
+      while( out == to && !ended_ ) {
+         if( unpacker_ ) {
+            unpack( out, outEnd );
+         } else if( next_ != end_ || refill() ) {
+            const size_t count = static_cast<size_t>( std::min( end_ - next_, outEnd - out ) );
+            out = std::copy_n( next_, count, out );
+            next_ += count;
+         } else {
+            end();
+         }
+      }
+   } catch( const std::system_error & e ) { end( e.what() ); } catch( const std::bad_alloc & ) {
+      end( "out of memory" );
+   }
+   const size_t count = static_cast<size_t>( out - to );
+   bytesLeft_ -= count;
+   return count;
+}
+
+// Gathers the bytes that tell the compression: a pipe may deliver them one at a time.
+void Input::start() {
+   started_ = true;
+   size_t count = 0;
+   while( count < kMagicSize ) {
+      const size_t more = source_.read( stored_.data() + count, stored_.size() - count );
+      if( more == 0 ) {
+         sourceEnded_ = true;
+         break;
+      }
+      count += more;
+   }
+   next_ = stored_.data();
+   end_ = next_ + count;
+   compression_ = compressionOf( { next_, count } );
+   unpacker_ = makeUnpacker( compression_ );
+}
+
+// False at the end of the source.
+bool Input::refill() {
+   if( sourceEnded_ ) return false;
+   next_ = end_ = stored_.data();
+   const size_t count = source_.read( stored_.data(), stored_.size() );
+   end_ += count;
+   sourceEnded_ = count == 0;
+   return count != 0;
+}
+
+void Input::unpack( char *& out, char * outEnd ) {
+   const bool last = next_ == end_ && !refill();
+   if( streamEnded_ ) {
+      if( last || !unpacker_->restart() ) return end();
+      streamEnded_ = false;
+   }
+   const char * const nextBefore = next_;
+   char * const outBefore = out;
+   Step step = unpacker_->step( next_, end_, out, outEnd, last );
+   if( step == Step::more && last && next_ == nextBefore && out == outBefore ) step = Step::cut;   // it would ask for ever
+   const std::string kind = stringValue( compression_ );
+   switch( step ) {
+      case Step::more: break;
+      case Step::end: streamEnded_ = true; break;
+      case Step::cut: end( kind + " data is cut short" ); break;
+      case Step::damaged: end( kind + " data is damaged" ); break;
+      case Step::tooBig: end( kind + " data needs more than 100 MB of memory to be unpacked" ); break;
+   }
+}
+
+void Input::end( std::string fault ) {
+   ended_ = true;
+   fault_ = std::move( fault );
+}
+
+}   // namespace Agent

@@ -1,0 +1,100 @@
+/// @file agent/table/Input.h
+/// The bytes of a table: from a file or from memory, plain or compressed. What a stream is compressed with is told by its first
+/// bytes, never by a name. Memory does not grow with the input. Threading: one thread per object.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Agent {
+
+/// Where bytes come from, as they are stored.
+class ByteSource {
+ public:
+   virtual ~ByteSource() = default;
+   /// Fills up to `capacity` bytes and returns how many; 0 at the end. Errors: std::system_error.
+   virtual size_t read( char * to, size_t capacity ) = 0;
+};
+
+class FileSource final : public ByteSource {
+ public:
+   /// Opens a file; "-" is standard input. Errors: std::system_error.
+   explicit FileSource( const std::string & path );
+   ~FileSource() override;
+   FileSource( const FileSource & ) = delete;
+   FileSource & operator=( const FileSource & ) = delete;
+
+   size_t read( char * to, size_t capacity ) override;
+   uint64_t bytesRead() const noexcept { return bytesRead_; }
+   /// 0 when it cannot be known, as of a pipe.
+   uint64_t size() const noexcept { return size_; }
+
+ private:
+   int fd_;
+   uint64_t bytesRead_ = 0;
+   uint64_t size_ = 0;
+};
+
+/// Reads bytes that the caller keeps.
+class MemorySource final : public ByteSource {
+ public:
+   explicit MemorySource( std::string_view bytes ) noexcept : rest_( bytes ) {}
+   size_t read( char * to, size_t capacity ) override;
+
+ private:
+   std::string_view rest_;
+};
+
+enum class Compression : uint8_t { none, gzip, bzip2, xz };
+const char * stringValue( Compression c ) noexcept;
+
+/// What the first bytes of a stream say. Ten bytes are enough.
+Compression compressionOf( std::string_view firstBytes ) noexcept;
+
+class Unpacker;
+
+/// The plain bytes of a source.
+/// A stream that is cut short or damaged, or a source that fails, ends the input with a fault; what was read before stays good.
+class Input {
+ public:
+   static constexpr uint64_t kNoLimit = std::numeric_limits<uint64_t>::max();
+
+   /// The source outlives the input. `maxBytes`: an input with more plain bytes than this ends there with a fault.
+   explicit Input( ByteSource & source, uint64_t maxBytes = kNoLimit );
+   ~Input();
+   Input( const Input & ) = delete;
+   Input & operator=( const Input & ) = delete;
+
+   /// Fills up to `capacity` bytes, which is not 0, and returns how many; 0 at the end.
+   size_t read( char * to, size_t capacity );
+
+   /// Known from the first read on.
+   Compression compression() const noexcept { return compression_; }
+   /// Why the input ended before its end, such as "gzip data is cut short"; empty when it did not.
+   const std::string & fault() const noexcept { return fault_; }
+
+ private:
+   void start();
+   bool refill();
+   void unpack( char *& out, char * outEnd );
+   void end( std::string fault = {} );
+
+   ByteSource & source_;
+   std::vector<char> stored_;   // bytes as they came from the source, from next_ to end_
+   const char * next_ = nullptr;
+   const char * end_ = nullptr;
+   std::unique_ptr<Unpacker> unpacker_;   // null: plain
+   std::string fault_;
+   uint64_t bytesLeft_;   // until the limit
+   Compression compression_ = Compression::none;
+   bool started_ = false;
+   bool sourceEnded_ = false;
+   bool streamEnded_ = false;   // of the compressed stream at hand; another may follow it
+   bool ended_ = false;
+};
+
+}   // namespace Agent

@@ -1,0 +1,73 @@
+#include "table/LineResult.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "substrate/quoin/Exception.h"
+#include "table/TextReader.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr size_t kLongestText = 64;   // a prefix has at most 49 characters; what is longer need not be looked at
+
+// The value class's own reason, or a general one where its text would not print.
+std::string whyNot( std::string_view text, const char * reason ) {
+   const auto printsAsItIs = []( char c ) { return c > ' ' && c < 0x7f; };
+   if( text.size() <= kLongestText && std::all_of( text.begin(), text.end(), printsAsItIs ) ) return reason;
+   return "\"" + printable( text, kLongestText ) + "\": not an address";
+}
+
+template <class Value>
+std::optional<Value> parse( std::string_view text, std::string & reason ) {
+   try {
+      if( text.size() <= kLongestText ) return Value( text );
+      reason = whyNot( text, "" );
+   } catch( const Quoin::RangeException & e ) { reason = whyNot( text, e.what() ); }
+   return std::nullopt;
+}
+
+}   // namespace
+
+std::optional<Ferule::IpGenPrefix> parsePrefix( std::string_view text, std::string & reason ) {
+   auto prefix = parse<Ferule::IpGenPrefix>( text, reason );
+   if( prefix && !prefix->isCanonical() ) {
+      reason = std::string( text ) + ": bits are set behind the prefix length; " + std::string( prefix->subnet().toStrep() ) +
+         " would be a prefix";
+      prefix.reset();
+   }
+   return prefix;
+}
+
+std::optional<Ferule::IpGenAddr> parseAddress( std::string_view text, std::string & reason ) {
+   return parse<Ferule::IpGenAddr>( text, reason );
+}
+
+Ferule::IpGenAddr addressOf( Ferule::AddressFamily af, std::string_view bytes ) noexcept {
+   Ferule::Bits128 bits;
+   for( size_t i = 0; i < bytes.size(); ++i )
+      ( i < 8 ? bits.high : bits.low ) |= uint64_t( static_cast<unsigned char>( bytes[ i ] ) ) << ( 56 - 8 * ( i % 8 ) );
+   if( af == Ferule::AddressFamily::ipv4 ) return Ferule::IpAddr( static_cast<uint32_t>( bits.high >> 32 ) );
+   return Ferule::Ip6Addr( bits );
+}
+
+std::optional<uint64_t> parseNumber( std::string_view text, uint64_t max ) noexcept {
+   uint64_t value = 0;
+   const char * end = text.data() + text.size();
+   const auto [ stop, error ] = std::from_chars( text.data(), end, value );
+   if( error != std::errc() || stop != end || value > max ) return std::nullopt;
+   return value;
+}
+
+void sortCommunities( std::vector<uint32_t> & communities ) {
+   std::sort( communities.begin(), communities.end() );
+   communities.erase( std::unique( communities.begin(), communities.end() ), communities.end() );
+}
+
+uint32_t originAsOf( std::string_view asPath ) noexcept {
+   const auto blank = asPath.rfind( ' ' );
+   return static_cast<uint32_t>( parseNumber( asPath.substr( blank == asPath.npos ? 0 : blank + 1 ), kMax32 ).value_or( 0 ) );
+}
+
+}   // namespace Agent

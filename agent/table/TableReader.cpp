@@ -1,0 +1,118 @@
+#include "table/TableReader.h"
+
+#include "table/BgpdumpLine.h"
+#include "table/IpRouteJson.h"
+#include "table/MrtReader.h"
+#include "table/PrefixLine.h"
+#include "table/TextReader.h"
+
+namespace Agent {
+
+namespace {
+
+class Reading final : private FormHandler {
+ public:
+   Reading( const Input & input, TextReader & text, TableHandler & handler, const TableLimits & limits, TableSummary & summary )
+         : input_( input ), text_( text ), handler_( handler ), limits_( limits ), summary_( summary ) {}
+
+   void readLines() {
+      TableRoute route;
+      while( text_.nextLine() ) {
+         std::string_view line = text_.line();
+         if( text_.lineNumber() == 1 && line.starts_with( kByteOrderMark ) ) line.remove_prefix( kByteOrderMark.size() );
+         const bool isBgpdump = looksLikeBgpdump( line );
+         const LineResult result = parseLine( line, isBgpdump, route );
+         if( result.kind != LineResult::Kind::nothing && summary_.form == TableForm::empty )
+            summary_.form = isBgpdump ? TableForm::bgpdump : TableForm::prefixes;
+         switch( result.kind ) {
+            case LineResult::Kind::route: handleRoute( route ); break;
+            case LineResult::Kind::passedOver: handlePassedOver(); break;
+            case LineResult::Kind::nothing: break;
+            case LineResult::Kind::broken: handleBroken( text_.lineNumber(), result.reason ); break;
+         }
+      }
+   }
+
+   void readMrt() {
+      summary_.form = TableForm::mrt;
+      summary_.fault = Agent::readMrt( text_, limits_.maxRecord, *this );
+   }
+
+   void readJson() {
+      summary_.form = TableForm::json;
+      do {
+         summary_.fault = readIpRouteJson( text_, limits_.maxLine, *this );
+         while( isSpace( text_.peek() ) ) text_.get();
+      } while( summary_.fault.empty() && text_.peek() != TextReader::kEnd );
+   }
+
+ private:
+   LineResult parseLine( std::string_view line, bool isBgpdump, TableRoute & route ) const {
+      if( text_.lineTooLong() ) return LineResult::broken( "longer than " + std::to_string( limits_.maxLine ) + " bytes" );
+      // Half a line may look like a whole one: 128.0.0.0/1 is a prefix, and so is the 128.0.0.0/16 that it was.
+      if( !text_.lineTerminated() && !input_.fault().empty() ) return LineResult::broken( "cut short: " + input_.fault() );
+      return isBgpdump ? parseBgpdumpLine( line, route ) : parsePrefixLine( line, route );
+   }
+
+   void handleRoute( const TableRoute & route ) override {
+      ++summary_.routes;
+      handler_.handleRoute( route );
+   }
+   void handlePassedOver() override { ++summary_.passedOver; }
+   void handleBroken( uint64_t number, std::string_view reason ) override {
+      ++summary_.broken;
+      handler_.handleBroken( { unitOf( summary_.form ), number, reason } );
+   }
+   static Broken::Unit unitOf( TableForm form ) noexcept {
+      if( form == TableForm::mrt ) return Broken::Unit::record;
+      return form == TableForm::json ? Broken::Unit::entry : Broken::Unit::line;
+   }
+
+   const Input & input_;
+   TextReader & text_;
+   TableHandler & handler_;
+   const TableLimits & limits_;
+   TableSummary & summary_;
+};
+
+}   // namespace
+
+const char * stringValue( TableForm form ) noexcept {
+   switch( form ) {
+      case TableForm::empty: return "empty";
+      case TableForm::bgpdump: return "bgpdump -m";
+      case TableForm::prefixes: return "a prefix per line";
+      case TableForm::json: return "ip -j route";
+      case TableForm::mrt: return "MRT";
+      case TableForm::kernel: return "kernel";
+   }
+   return "";
+}
+
+std::string placeOf( const Broken & broken ) {
+   static constexpr const char * kUnits[] = { "line ", "entry ", "record ", "message " };
+   return kUnits[ size_t( broken.unit ) ] + std::to_string( broken.number );
+}
+
+TableSummary readTable( ByteSource & source, TableHandler & handler, const TableLimits & limits ) {
+   TableSummary summary;
+   Input input( source, limits.maxText );
+   TextReader text( input, limits.maxLine );
+   Reading reading( input, text, handler, limits, summary );
+
+   const bool isMrt = looksLikeMrt( text.peekBytes( kMrtMarkSize ) );
+   // White space ahead of JSON is skipped; ahead of lines it must not be, or their numbers would be wrong.
+   const int first = isMrt ? TextReader::kEnd : text.peekBehindSpace();
+   if( isMrt )
+      reading.readMrt();
+   else if( first == '[' || first == '{' )
+      reading.readJson();
+   else
+      reading.readLines();
+
+   summary.compression = input.compression();
+   if( !input.fault().empty() ) summary.fault = input.fault();   // the cause of whatever else went wrong
+   return summary;
+}
+
+}   // namespace Agent

@@ -1,0 +1,65 @@
+/// @file agent/table/TableReader.h
+/// Reads a routing table of any form that this folder knows, from any bytes: plain or compressed, lines, JSON or MRT.
+///
+/// The content tells the form. An MRT file (MrtReader.h) has a record's header first, which no text can have. Of a text, the first
+/// character that is no white space tells: a bracket or brace begins the JSON of `ip -j route` (IpRouteJson.h), and further
+/// documents may follow the first; everything else is lines. Among lines each one tells by itself whether it is of `bgpdump -m`
+/// (BgpdumpLine.h) or begins with a prefix (PrefixLine.h), so that such files may be joined. Blank lines, and lines that begin with
+/// a #, mean nothing.
+///
+/// Routes are handed over as they are read, and memory does not grow with the table. A broken line, entry or record is reported and
+/// passed over. A stream that is damaged, JSON that is malformed and an MRT record that is cut short end the table there: what was
+/// handed over before stays good.
+/// Threading: one thread per call.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "table/Input.h"
+#include "table/TableRoute.h"
+
+namespace Agent {
+
+enum class TableForm : uint8_t { empty, bgpdump, prefixes, json, mrt, kernel };
+const char * stringValue( TableForm form ) noexcept;
+
+struct Broken {
+   enum class Unit : uint8_t { line, entry, record, message };
+   Unit unit;
+   uint64_t number;           // lines, records and messages count from 1, entries of a JSON document from 0
+   std::string_view reason;   // printable, without a line end
+};
+/// "line 3", "entry 0", "record 17", "message 5".
+std::string placeOf( const Broken & broken );
+
+class TableHandler {
+ public:
+   /// The route lives until the call ends: its memory is used again.
+   virtual void handleRoute( const TableRoute & route ) = 0;
+   virtual void handleBroken( const Broken & broken ) = 0;
+
+ protected:
+   ~TableHandler() = default;
+};
+
+struct TableLimits {
+   size_t maxLine = size_t( 1 ) << 20;     // of a line, and of a JSON entry; longer ones are broken. Bytes
+   size_t maxRecord = size_t( 1 ) << 24;   // of an MRT record; longer ones are broken. Bytes
+   uint64_t maxText = Input::kNoLimit;     // of the whole table once unpacked. Bytes
+};
+
+struct TableSummary {
+   uint64_t routes = 0;
+   uint64_t passedOver = 0;   // well-formed, but no routes: withdrawals, addresses of the host, records of no routes
+   uint64_t broken = 0;
+   TableForm form = TableForm::empty;   // of the first line
+   Compression compression = Compression::none;
+   std::string fault;   // why the table was not read to its end; empty when it was
+};
+
+TableSummary readTable( ByteSource & source, TableHandler & handler, const TableLimits & limits = {} );
+
+}   // namespace Agent

@@ -1,0 +1,42 @@
+/// @file agent/table/TableRoute.h
+/// One route of a table, as every form of input gives it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "substrate/ferule/IpPrefix.h"
+#include "substrate/zeugma/MaybeU63.h"
+#include "text/SourceProtocol.h"
+
+namespace Agent {
+
+/// Threading: a plain value. A reader uses one over and over, so that its strings and vectors keep their memory.
+struct TableRoute {
+   Ferule::IpGenPrefix prefix;   // no bit behind its length
+   Ferule::IpGenAddr nextHop;    // of no family: the table tells none, or the route discards
+   Zeugma::MaybeU63 metric;      // of BGP, the MED
+   uint32_t tag = 0;             // of a table dump, the AS that the path ends in
+   std::optional<uint32_t> localPreference;
+   SourceProtocol protocol = SourceProtocol::none;
+   std::string interface;               // the first, where there are several; empty for none
+   std::string asPath;                  // "64500 64501 {64502,64503}"; empty for none
+   std::vector<uint32_t> communities;   // ascending, each once; the AS in the upper half
+   friend bool operator==( const TableRoute &, const TableRoute & ) = default;
+   void clear() {
+      const TableRoute fresh;
+      prefix = fresh.prefix;
+      nextHop = fresh.nextHop;
+      metric = fresh.metric;
+      tag = 0;
+      localPreference.reset();
+      protocol = SourceProtocol::none;
+      interface.clear();
+      asPath.clear();
+      communities.clear();
+   }
+};
+
+}   // namespace Agent

@@ -1,0 +1,127 @@
+#include "table/PrefixLine.h"
+
+#include <gtest/gtest.h>
+
+namespace Agent {
+namespace {
+
+using Kind = LineResult::Kind;
+
+TEST( PrefixLineTest, prefixAndTag ) {
+   struct Row {
+      const char * name;
+      std::string_view line;
+      std::string_view prefix;
+      uint32_t tag;
+   };
+   const Row rows[] = {
+      { "prefix alone", "10.0.0.0/8", "10.0.0.0/8", 0 },
+      { "host", "192.0.2.1", "192.0.2.1/32", 0 },
+      { "blanks around", "  10.0.0.0/8\t ", "10.0.0.0/8", 0 },
+      { "tag behind a tab", "10.0.0.0/8\t64500", "10.0.0.0/8", 64500 },
+      { "tag behind blanks", "2001:db8::/32    64500", "2001:db8::/32", 64500 },
+      { "greatest tag", "10.0.0.0/8 4294967295", "10.0.0.0/8", 4294967295 },
+      { "further columns", "10.0.0.0/8\t64500\tcustomer\t12", "10.0.0.0/8", 64500 },
+      { "second column is a word", "10.0.0.0/8 customer 12", "10.0.0.0/8", 0 },
+      { "second column only begins as a number", "10.0.0.0/8 12ab", "10.0.0.0/8", 0 },
+      { "comment behind the prefix", "10.0.0.0/8 # 64500", "10.0.0.0/8", 0 },
+      { "comment behind the tag", "10.0.0.0/8 5 #x", "10.0.0.0/8", 5 },
+   };
+   for( const auto & row : rows ) {
+      TableRoute route;
+      route.tag = 1;
+      route.nextHop = Ferule::IpAddr( "192.0.2.9" );   // of the line before: must not survive
+      route.communities = { 1 };
+      route.asPath = "64500";
+      const auto result = parsePrefixLine( row.line, route );
+      EXPECT_EQ( result.kind, Kind::route ) << row.name << ": " << result.reason;
+      TableRoute expected;
+      expected.prefix = Ferule::IpGenPrefix( row.prefix );
+      expected.tag = row.tag;
+      EXPECT_TRUE( route == expected ) << row.name;
+   }
+}
+
+TEST( PrefixLineTest, namesAndValues ) {
+   TableRoute all;
+   all.prefix = Ferule::IpGenPrefix( "10.0.0.0/8" );
+   all.nextHop = Ferule::IpGenAddr( "192.0.2.9" );
+   all.tag = 7;
+   all.metric = 20;
+   all.localPreference = 200;
+   all.protocol = SourceProtocol::ospf;
+   all.interface = "eth0";
+   all.communities = { 0x10001, 0xffffff01 };
+   all.asPath = "64500 {64501,64502}";
+   struct Row {
+      const char * name;
+      std::string_view line;
+   };
+   const Row rows[] = {
+      { "every one",
+        "10.0.0.0/8 next-hop 192.0.2.9 tag 7 metric 20 local-preference 200 protocol ospf interface eth0 "
+        "community no-export,1:1 as-path 64500 {64501,64502}" },
+      { "in any order, with tabs",
+        "10.0.0.0/8\tmetric\t20\tcommunity\t1:1,no-export,1:1\tinterface eth0 protocol ospf local-preference 200 "
+        "next-hop 192.0.2.9\ttag 7\tas-path\t64500\t{64501,64502}\t" },
+      { "behind a tag",
+        "10.0.0.0/8 7 next-hop 192.0.2.9 metric 20 local-preference 200 protocol ospf interface eth0 "
+        "community no-export,1:1 as-path 64500   {64501,64502}   # tag 8" },
+      { "the later one counts",
+        "10.0.0.0/8 9 next-hop :: tag 8 tag 7 next-hop 192.0.2.9 metric 20 local-preference 200 protocol ospf "
+        "interface eth0 community no-export,1:1 as-path 64500 {64501,64502}" },
+   };
+   for( const auto & row : rows ) {
+      TableRoute route;
+      const auto result = parsePrefixLine( row.line, route );
+      EXPECT_EQ( result.kind, Kind::route ) << row.name << ": " << result.reason;
+      EXPECT_EQ( route, all ) << row.name;
+   }
+}
+
+TEST( PrefixLineTest, namesBehindWhatIsNoneAreARemark ) {
+   for( const std::string_view line : { "10.0.0.0/8 5 customer metric is 7", "10.0.0.0/8 5 6 tag 7", "10.0.0.0/8 5 # tag 7" } ) {
+      TableRoute route;
+      EXPECT_EQ( parsePrefixLine( line, route ).kind, Kind::route ) << line;
+      EXPECT_EQ( route.tag, 5u ) << line;
+      EXPECT_FALSE( route.metric.present() ) << line;
+   }
+}
+
+TEST( PrefixLineTest, blanksAndCommentsAreNothing ) {
+   for( const std::string_view line : { "", " ", "\t\t", "#", "# 10.0.0.0/8", "  # indented", "#10.0.0.0/8" } ) {
+      TableRoute route;
+      EXPECT_EQ( parsePrefixLine( line, route ).kind, Kind::nothing ) << "\"" << line << "\"";
+   }
+}
+
+TEST( PrefixLineTest, brokenLinesTellTheReason ) {
+   struct Row {
+      std::string_view line;
+      std::string_view reason;
+   };
+   const Row rows[] = {
+      { "foo", "address \"foo\": not an address" },
+      { "10.0.0.0/8#x", "prefix length \"8#x\": not a decimal number" },
+      { "10.0.0.0/8,64500", "prefix length \"8,64500\": not a decimal number" },
+      { "10.0.0.1/8 5", "10.0.0.1/8: bits are set behind the prefix length; 10.0.0.0/8 would be a prefix" },
+      { "10.0.0.0/8 4294967296", "tag 4294967296: above 4294967295" },
+      { "10.0.0.0/8 99999999999999999999999999999", "tag 999999999999999999999999...: above 4294967295" },
+      { "10.0.0.0/8 tag", "tag: \"\": not a number from 0 to 4294967295" },
+      { "10.0.0.0/8 tag # 5", "tag: \"\": not a number from 0 to 4294967295" },
+      { "10.0.0.0/8 7 tag 5 weight 3",
+        "\"weight\": none of next-hop, tag, metric, protocol, interface, local-preference, community, as-path" },
+      { "10.0.0.0/8 tag 5 7", "\"7\": none of next-hop, tag, metric, protocol, interface, local-preference, community, as-path" },
+      { "10.0.0.0/8 next-hop tag 5", "next-hop: address \"tag\": not an address" },
+      { "10.0.0.0/8 as-path 64500 tag 5", "as-path: \" 64500 tag 5\": not an AS path" },
+   };
+   for( const auto & row : rows ) {
+      TableRoute route;
+      const auto result = parsePrefixLine( row.line, route );
+      EXPECT_EQ( result.kind, Kind::broken ) << row.line;
+      EXPECT_EQ( result.reason, row.reason );
+   }
+}
+
+}   // namespace
+}   // namespace Agent

@@ -1,0 +1,104 @@
+#include "table/RouteField.h"
+
+#include <gtest/gtest.h>
+
+namespace Agent {
+namespace {
+
+using namespace std::string_view_literals;
+
+TableRoute routeWith( std::string_view key, std::string_view value ) {
+   TableRoute route;
+   const auto fault = setField( route, key, value );
+   EXPECT_FALSE( fault ) << *fault;
+   return route;
+}
+
+TEST( RouteFieldTest, everyFieldSetsItsAttributeAlone ) {
+   TableRoute expected;
+   expected.nextHop = Ferule::IpGenAddr( "2001:db8::1" );
+   EXPECT_EQ( routeWith( "next-hop", "2001:db8::1" ), expected );
+   expected = {};
+   expected.tag = 4294967295;
+   EXPECT_EQ( routeWith( "tag", "4294967295" ), expected );
+   expected = {};
+   expected.metric = 0;
+   EXPECT_EQ( routeWith( "metric", "0" ), expected );
+   expected.metric = ( uint64_t( 1 ) << 63 ) - 1;
+   EXPECT_EQ( routeWith( "metric", "9223372036854775807" ), expected );
+   expected = {};
+   expected.protocol = SourceProtocol::fixed;
+   EXPECT_EQ( routeWith( "protocol", "static" ), expected );
+   expected = {};
+   expected.interface = "eth0.100";
+   EXPECT_EQ( routeWith( "interface", "eth0.100" ), expected );
+   expected = {};
+   expected.localPreference = 0;
+   EXPECT_EQ( routeWith( "local-preference", "0" ), expected );
+   expected = {};
+   expected.communities = { 0x10001, 0x20002, 0xffffff01 };
+   EXPECT_EQ( routeWith( "community", "no-export,2:2,65537,2:2" ), expected );
+   expected = {};
+   expected.asPath = "64500 64501 {64502,64503} (65000) [65001,65002]";
+   EXPECT_EQ( routeWith( "as-path", "  64500 64501\t {64502,64503} (65000) [65001,65002] " ), expected );
+   EXPECT_EQ( routeWith( "as-path", "" ), TableRoute() );
+}
+
+TEST( RouteFieldTest, laterValueTakesThePlaceOfTheFormer ) {
+   TableRoute route;
+   for( const std::string_view value : { "1:1,1:2", "1:3" } ) ASSERT_FALSE( setField( route, "community", value ) );
+   EXPECT_EQ( route.communities, ( std::vector<uint32_t>{ 0x10003 } ) );
+   for( const std::string_view value : { "64500 64501", "64502" } ) ASSERT_FALSE( setField( route, "as-path", value ) );
+   EXPECT_EQ( route.asPath, "64502" );
+}
+
+TEST( RouteFieldTest, wrongValueTellsTheReasonAndChangesNothing ) {
+   struct Row {
+      std::string_view key;
+      std::string_view value;
+      std::string_view reason;
+   };
+   const Row rows[] = {
+      { "next-hop", "eth0", "next-hop: address \"eth0\": not an address" },
+      { "next-hop", "10.0.0.0/8", "next-hop: address \"10.0.0.0/8\": not an address" },
+      { "tag", "4294967296", "tag: \"4294967296\": not a number from 0 to 4294967295" },
+      { "tag", "-1", "tag: \"-1\": not a number from 0 to 4294967295" },
+      { "metric", "9223372036854775808", "metric: \"9223372036854775808\": not a number from 0 to 9223372036854775807" },
+      { "metric", "", "metric: \"\": not a number from 0 to 9223372036854775807" },
+      { "protocol", "egp", "protocol: \"egp\": none of connected, static, kernel, bgp, ospf, ospf6, isis, rip, ripng" },
+      { "protocol", "", "protocol: \"\": none of connected, static, kernel, bgp, ospf, ospf6, isis, rip, ripng" },
+      { "interface", "", "interface: \"\": not the name of an interface" },
+      { "interface", "eth 0", "interface: \"eth 0\": not the name of an interface" },
+      { "local-preference", "high", "local-preference: \"high\": not a number from 0 to 4294967295" },
+      { "community", "", "community: \"\": not a community, such as 64500:1 or no-export" },
+      { "community", "1:1,", "community: \"\": not a community, such as 64500:1 or no-export" },
+      { "community", "1:1,x\x1b,1:2", "community: \"x\\x1b\": not a community, such as 64500:1 or no-export" },
+      { "as-path", "64500 AS64501", "as-path: \"64500 AS64501\": not an AS path" },
+      { "as-path", "64500\n"sv, "as-path: \"64500\\x0a\": not an AS path" },
+      { "weight", "5", "\"weight\": none of next-hop, tag, metric, protocol, interface, local-preference, community, as-path" },
+      { "", "", "\"\": none of next-hop, tag, metric, protocol, interface, local-preference, community, as-path" },
+   };
+   TableRoute before;
+   before.tag = 5;
+   before.communities = { 1 };
+   before.asPath = "64500";
+   for( const auto & row : rows ) {
+      TableRoute route = before;
+      EXPECT_EQ( setField( route, row.key, row.value ), std::string( row.reason ) );
+      EXPECT_EQ( route, before ) << row.reason;
+   }
+}
+
+TEST( RouteFieldTest, namesAreThoseThatCanBeSet ) {
+   std::string names = fieldNames();
+   for( size_t at = 0; at < names.size(); ) {
+      const size_t end = std::min( names.find( ", ", at ), names.size() );
+      EXPECT_TRUE( isFieldName( names.substr( at, end - at ) ) );
+      at = end + 2;
+   }
+   EXPECT_FALSE( isFieldName( "" ) );
+   EXPECT_FALSE( isFieldName( "weight" ) );
+}
+
+}   // namespace
+}   // namespace Agent
