@@ -1,0 +1,44 @@
+#include "live/AgentRoute.h"
+
+#include <array>
+
+#include "compile/CommonComponent.h"
+
+namespace Agent {
+
+using Routing::RouteProto;
+
+namespace {
+
+// The library's number of each protocol, by this agent's.
+RouteProto routeProtoOf( SourceProtocol protocol ) {
+   static const auto kProtos = [] {
+      std::array<RouteProto, 10> protos{};
+      for( unsigned n = 1; n < protos.size(); ++n )
+         protos[ n ] = Routing::Policy::routeMapProtocolToRouteProto( Routing::RouteMap::Protocol( n ) );
+      return protos;
+   }();
+   return kProtos[ unsigned( protocol ) ];
+}
+
+}   // namespace
+
+void AgentRoute::routeIs( const TableRoute & route ) {
+   route_ = &route;
+   prefixIs( route.prefix );
+   nexthopIs( route.nextHop );
+   metricIs( route.metric );
+   tagIs( route.tag );
+   protocolIs( routeProtoOf( route.protocol ) );
+}
+
+void AgentResult::routeIs( const TableRoute & route ) {
+   deferredSetterDelAll();
+   preferenceIs( 0 );
+   tagIs( route.tag );
+   metricIs( route.metric );
+   localPreference = route.localPreference;
+   communities = route.communities;
+}
+
+}   // namespace Agent

@@ -1,0 +1,68 @@
+/// @file agent/live/AgentSetters.h
+/// What this agent sets beyond the library. Threading: setters run on several threads at once, each on its own result.
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "live/AgentRoute.h"
+#include "policy/Setter.h"
+#include "text/PolicyText.h"
+
+namespace Agent {
+
+using Routing::Policy::Result_;
+using Routing::Policy::Setter;
+
+/// This agent's result; null for another agent's.
+inline AgentResult * agentResultOf( Result_ * result ) noexcept {
+   return dynamic_cast<AgentResult *>( result );
+}
+
+class TagSetter final : public Setter {
+ public:
+   explicit TagSetter( uint32_t tag ) noexcept : tag_( tag ) {}
+   void setValue( Result_ * result ) const override { result->tagIs( tag_ ); }
+   void formatDerivedType( std::ostream & os ) const override { os << "TagSetter tag " << std::to_string( tag_ ); }
+
+ private:
+   uint32_t tag_;
+};
+
+class LocalPreferenceSetter final : public Setter {
+ public:
+   explicit LocalPreferenceSetter( uint32_t value ) noexcept : value_( value ) {}
+   void setValue( Result_ * result ) const override {
+      if( auto * r = agentResultOf( result ) ) r->localPreference = value_;
+   }
+   void formatDerivedType( std::ostream & os ) const override { os << "LocalPreferenceSetter " << std::to_string( value_ ); }
+
+ private:
+   uint32_t value_;
+};
+
+/// Puts communities in the place of those that there are, or adds them.
+class CommunitySetter final : public Setter {
+ public:
+   explicit CommunitySetter( SetCommunity set ) : set_( std::move( set ) ) {}
+   void setValue( Result_ * result ) const override {
+      auto * r = agentResultOf( result );
+      if( !r ) return;
+      if( !set_.additive ) r->communities.clear();
+      for( const Community c : set_.communities ) {
+         const auto place = std::lower_bound( r->communities.begin(), r->communities.end(), c );
+         if( place == r->communities.end() || *place != c ) r->communities.insert( place, c );
+      }
+   }
+   void formatDerivedType( std::ostream & os ) const override {
+      os << "CommunitySetter";
+      for( const Community c : set_.communities ) os << ' ' << std::to_string( c >> 16 ) << ':' << std::to_string( c & 0xffff );
+      if( set_.additive ) os << " additive";
+   }
+
+ private:
+   SetCommunity set_;
+};
+
+}   // namespace Agent

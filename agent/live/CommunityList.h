@@ -1,0 +1,32 @@
+/// @file agent/live/CommunityList.h
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "live/CompiledExpression.h"
+#include "substrate/routemap/ListStatus.h"
+#include "table/TableRoute.h"
+#include "text/PolicyText.h"
+
+namespace Agent {
+
+/// A community list as evaluation asks it: the lowest line that matches decides, none denies. A standard line matches a route that has
+/// all of its communities; an expanded one where its expression matches the route's, written "64500:1 64500:2".
+/// Threading: read-only.
+class CommunityList final : public Routing::RouteMap::StandardCommListStatus {
+ public:
+   CommunityList( const Quoin::String & name, const CommunityListText & text );
+   bool permits( const TableRoute & route ) const;
+
+ private:
+   struct Line {
+      MatchPermit action;
+      std::vector<Community> communities;
+      std::optional<CompiledExpression> expression;
+   };
+   bool expanded_;
+   std::vector<Line> lines_;
+};
+
+}   // namespace Agent

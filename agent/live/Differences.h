@@ -1,0 +1,40 @@
+/// @file agent/live/Differences.h
+/// What differs between two ordered maps, in one walk over both.
+#pragma once
+
+#include <cstddef>
+
+namespace Agent {
+
+/// Calls `visit( key, before, after )` for every key, ascending, with what each map has there: null for nothing.
+template <class Map, class Visit>
+void forEachPair( const Map & before, const Map & after, Visit && visit ) {
+   auto b = before.begin(), a = after.begin();
+   while( b != before.end() || a != after.end() ) {
+      const bool inBefore = b != before.end() && ( a == after.end() || !( a->first < b->first ) );
+      const bool inAfter = a != after.end() && ( b == before.end() || !( b->first < a->first ) );
+      visit( inBefore ? b->first : a->first, inBefore ? &b->second : nullptr, inAfter ? &a->second : nullptr );
+      if( inBefore ) ++b;
+      if( inAfter ) ++a;
+   }
+}
+
+/// Whether two values that may be missing are not the same.
+template <class T>
+bool differ( const T * a, const T * b ) {
+   return a && b ? !( *a == *b ) : a != b;
+}
+
+/// The same for the keys at which the maps differ. Gives their number.
+template <class Map, class Visit>
+size_t forEachDifference( const Map & before, const Map & after, Visit && visit ) {
+   size_t count = 0;
+   forEachPair( before, after, [ & ]( const auto & key, const auto * was, const auto * is ) {
+      if( !differ( was, is ) ) return;
+      ++count;
+      visit( key, was, is );
+   } );
+   return count;
+}
+
+}   // namespace Agent

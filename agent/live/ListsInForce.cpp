@@ -1,0 +1,140 @@
+#include "live/ListsInForce.h"
+
+#include "live/AsPathList.h"
+#include "live/CommunityList.h"
+#include "live/Differences.h"
+#include "substrate/quoin/Assert.h"
+
+namespace Agent {
+
+using namespace Routing::Policy;
+using namespace Routing::RouteMap;
+using Quoin::makeNode;
+using Quoin::Ptr;
+
+namespace {
+
+template <class Line>
+bool isEmpty( const ListText<Line> & list ) {
+   return list.lines.empty();
+}
+bool isEmpty( const TagSetText & set ) {
+   return set.tags.empty();
+}
+
+/// Calls `erase( name )` for each list that goes, and `edit( name, was, is )` for each that comes or differs; the sum of what they give.
+template <class Text, class Erase, class Edit>
+size_t editLists( const PolicyText::ByName<Text> & before, const PolicyText::ByName<Text> & after, Erase && erase, Edit && edit ) {
+   static const Text kNone;
+   size_t edits = 0;
+   forEachDifference( before, after, [ & ]( const std::string & name, const Text * was, const Text * is ) {
+      if( is && !isEmpty( *is ) )
+         edits += edit( name, was ? *was : kNone, *is );
+      else if( was && !isEmpty( *was ) )
+         edits += erase( name );
+   } );
+   return edits;
+}
+
+/// The same where a producer stands for each list, made of its table, its name and `args`. It goes with its list, which is then
+/// undefined.
+template <class Text, class Producers, class Edit, class Table, class... Args>
+size_t editProducers( Producers & producers, const PolicyText::ByName<Text> & before, const PolicyText::ByName<Text> & after, Edit && edit,
+                      const Table & table, const Args &... args ) {
+   return editLists(
+      before, after, [ & ]( const std::string & name ) { return producers.erase( name ); },
+      [ & ]( const std::string & name, const Text & was, const Text & is ) {
+         return edit( producers.try_emplace( name, table, Quoin::String( name ), args... ).first->second, was, is );
+      } );
+}
+
+size_t editPrefixList( PrefixListProducer & list, const PrefixListText & was, const PrefixListText & is ) {
+   const size_t edits =
+      forEachDifference( was.lines, is.lines, [ & ]( uint32_t seqno, const PrefixListLine * old, const PrefixListLine * line ) {
+         if( old ) list.entryDel( seqno );
+         if( !line ) return;
+         const auto error = list.entryIs( { seqno, line->action, line->prefix, line->ge, line->le } );
+         QUOIN_ASSERT( !error, "a prefix list's line that is free of errors" );
+      } );
+   if( edits != 0 ) list.publish();   // else it is its description
+   return edits;
+}
+
+size_t editTagSet( TagSetProducer & set, const TagSetText & was, const TagSetText & is ) {
+   size_t edits = 0;
+   for( const uint32_t tag : was.tags )
+      if( !is.tags.contains( tag ) ) edits += set.tagDel( tag );
+   for( const uint32_t tag : is.tags ) edits += set.tagIs( tag );
+   if( edits != 0 ) set.publish();
+   return edits;
+}
+
+template <class Text>
+size_t differentLines( const Text & was, const Text & is ) {
+   return forEachDifference( was.lines, is.lines, []( const auto &... ) {} );
+}
+
+/// Of a list that is published whole: `List` is made of its name and its text.
+template <class List>
+constexpr auto editWholeList = []( auto & list, const auto & was, const auto & is ) {
+   size_t edits = differentLines( was, is );
+   if constexpr( requires { is.expanded; } )
+      if( edits == 0 && was.expanded != is.expanded ) edits = 1;
+   if( edits != 0 ) list.publish( [ & ] { return makeNode<List>( list.symbol()->name(), is ); } );
+   return edits;
+};
+
+Acl::RuleAction ruleActionOf( MatchPermit action ) {
+   return action == MatchPermit::permit ? Acl::RuleAction::permit : Acl::RuleAction::deny;
+}
+
+// The compilation goes over all rules of a list in any case, so a new version costs no more than that.
+Ptr<const Acl::AclVersion> versionOf( const AccessListText & list, Acl::AclType type ) {
+   const auto version = makeNode<Acl::AclVersion>();
+   for( const auto & [ seqno, line ] : list.lines ) {
+      const auto & source = line.source;
+      if( type == Acl::AclType::ipv4 ) {
+         const Ferule::IpAddr mask( uint32_t( source.mask().high >> 32 ) );
+         version->ipRuleIs( seqno, { ruleActionOf( line.action ), { { source.address().v4Addr(), mask } } } );
+      } else {
+         version->ip6RuleIs( seqno, { ruleActionOf( line.action ), { { source.address().v6Addr(), source.leadingOnesOfMask() } } } );
+      }
+      version->ruleBySequenceIs( seqno, seqno );
+   }
+   return version;
+}
+
+size_t editAccessLists( Acl::Input::AclTypeConfig & lists, const PolicyText::ByName<AccessListText> & before,
+                        const PolicyText::ByName<AccessListText> & after ) {
+   return editLists(
+      before, after, [ & ]( const std::string & name ) { return lists.aclDel( name ) ? 1 : 0; },
+      [ & ]( const std::string & name, const AccessListText & was, const AccessListText & is ) {
+         const size_t edits = differentLines( was, is );
+         if( edits != 0 ) lists.aclIs( name )->currVersionIs( versionOf( is, lists.type() ) );
+         return edits;
+      } );
+}
+
+}   // namespace
+
+ListsInForce::ListsInForce( const Ptr<PolicyRoot> & root, const Ptr<Plinth::Clock> & clock )
+      : tables_{ root, makeNode<IpAccessListSymbolDedupTable>() },
+        ipv4Acls_( makeNode<Acl::Input::Config>() ),
+        ipv6Acls_( makeNode<Acl::Input::AclTypeConfig>( Acl::AclType::ipv6 ) ),
+        ipv4AclSm_( Zeugma::makeSm<AclConfigSm>( ipv4Acls_, root->ipv4AclListTable(), clock ) ),
+        ipv6AclSm_( Zeugma::makeSm<IpAclTypeConfigSm>( ipv6Acls_, makeNode<AllIpAccessListSymbol>(), tables_.ipv6AccessLists, clock ) ) {}
+
+size_t ListsInForce::apply( const PolicyText & before, const PolicyText & after ) {
+   const PolicyRoot & root = *tables_.root;
+   return editAccessLists( *ipv4Acls_->aclTypeIs( Acl::AclType::ipv4 ), before.ipv4AccessLists, after.ipv4AccessLists ) +
+      editAccessLists( *ipv6Acls_, before.ipv6AccessLists, after.ipv6AccessLists ) +
+      editProducers( ipv4PrefixLists_, before.ipv4PrefixLists, after.ipv4PrefixLists, editPrefixList, root.ipv4PrefixListTable(),
+                     AddressFamily::ipv4 ) +
+      editProducers( ipv6PrefixLists_, before.ipv6PrefixLists, after.ipv6PrefixLists, editPrefixList, root.ipv6PrefixListTable(),
+                     AddressFamily::ipv6 ) +
+      editProducers( tagSets_, before.tagSets, after.tagSets, editTagSet, root.tagSetTable() ) +
+      editProducers( communityLists_, before.communityLists, after.communityLists, editWholeList<CommunityList>, root.commListTable() ) +
+      editProducers( asPathLists_, before.asPathLists, after.asPathLists, editWholeList<AsPathList>, root.asPathListTable() );
+}
+
+}   // namespace Agent

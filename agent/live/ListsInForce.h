@@ -1,0 +1,50 @@
+/// @file agent/live/ListsInForce.h
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "compile/AclConfigSm.h"
+#include "live/ClauseKind.h"
+#include "substrate/routemap/PrefixListProducer.h"
+#include "substrate/routemap/TagSetProducer.h"
+
+namespace Agent {
+
+/// The lists and tag sets of the text in force, for the route maps that refer to them by their symbols. A list that is in no text, or has
+/// no lines, is undefined. Threading: the activity thread.
+class ListsInForce {
+ public:
+   ListsInForce( const Quoin::Ptr<Routing::Policy::PolicyRoot> & root, const Quoin::Ptr<Plinth::Clock> & clock );
+
+   /// Writes what differs, and publishes each list that does once. Access lists are whole only when the clock has made its calls.
+   /// Gives the number of lines, tags and whole lists that were written or taken out.
+   size_t apply( const PolicyText & before, const PolicyText & after );
+   const ListTables & tables() const noexcept { return tables_; }
+
+ private:
+   template <class Producer>
+   using ByName = std::map<std::string, Producer>;
+   /// Of a list that is made anew with each edit.
+   template <class Status>
+   class WholeListProducer : public Routing::RouteMap::ListPublication<Status> {
+      using Base = Routing::RouteMap::ListPublication<Status>;
+
+    public:
+      WholeListProducer( const Quoin::Ptr<Routing::RouteMap::SymbolDedupTable<typename Base::Symbol>> & table, const Quoin::String & name )
+            : Base( table->symbol( name ) ) {}
+   };
+
+   ListTables tables_;
+   Quoin::Ptr<Acl::Input::Config> ipv4Acls_;
+   Quoin::Ptr<Acl::Input::AclTypeConfig> ipv6Acls_;
+   Quoin::Ptr<Routing::Policy::AclConfigSm> ipv4AclSm_;
+   Quoin::Ptr<Routing::Policy::IpAclTypeConfigSm> ipv6AclSm_;
+   ByName<Routing::RouteMap::PrefixListProducer> ipv4PrefixLists_;
+   ByName<Routing::RouteMap::PrefixListProducer> ipv6PrefixLists_;
+   ByName<Routing::RouteMap::TagSetProducer> tagSets_;
+   ByName<WholeListProducer<Routing::RouteMap::CommListStatus>> communityLists_;
+   ByName<WholeListProducer<Routing::RouteMap::AsPathListStatus>> asPathLists_;
+};
+
+}   // namespace Agent

@@ -1,0 +1,80 @@
+#include "live/LivePolicy.h"
+
+#include <thread>
+#include <utility>
+
+#include "live/ListsInForce.h"
+#include "live/RouteMapsInForce.h"
+
+namespace Agent {
+
+using Plinth::Clock;
+using Quoin::makeNode;
+using Quoin::Ptr;
+using namespace Routing::Policy;
+
+class LivePolicy::Impl {
+ public:
+   // Access lists are compiled before the rest is written, so that each route map that is edited is published once.
+   ApplyReport apply( PolicyText text ) {
+      const auto start = std::chrono::steady_clock::now();
+      ApplyReport report;
+      report.edits = lists_.apply( text_, text );
+      runClock();
+      report.edits += routeMaps_.apply( text_, text );
+      text_ = std::move( text );
+      scheduler_->runUntilIdle();
+      report.republished = routeMaps_.republished();
+      runClock();   // which takes apart the large lists that this has let go of
+      report.took = std::chrono::steady_clock::now() - start;
+      return report;
+   }
+
+   const PolicyText & text() const noexcept { return text_; }
+   const Ptr<PolicyRoot> & root() const noexcept { return root_; }
+   Ptr<const RouteMapStatus> routeMap( const std::string & name ) const { return routeMaps_.status( name ); }
+
+ private:
+   void runClock() {
+      for( auto wait = clock_->untilNextCall(); wait != Clock::kNever; wait = clock_->untilNextCall() ) {
+         if( wait > Clock::Seconds( 0 ) ) std::this_thread::sleep_for( wait );
+         clock_->callDue();
+      }
+   }
+
+   PolicyText text_;
+   const Ptr<Clock> clock_ = makeNode<Plinth::RealClock>();
+   const Ptr<Zeugma::TaskScheduler> scheduler_ = makeNode<Zeugma::TaskScheduler>();
+   const Ptr<PolicyRoot> root_ = makeNode<PolicyRoot>();
+   ListsInForce lists_{ root_, clock_ };
+   RouteMapsInForce routeMaps_{ lists_.tables(), scheduler_ };
+};
+
+LivePolicy::LivePolicy() : impl_( std::make_unique<Impl>() ) {}
+LivePolicy::~LivePolicy() = default;
+
+ApplyReport LivePolicy::apply( PolicyText text ) {
+   return impl_->apply( std::move( text ) );
+}
+
+const PolicyText & LivePolicy::text() const noexcept {
+   return impl_->text();
+}
+
+Ptr<const RouteMapStatus> LivePolicy::routeMap( const std::string & name ) const {
+   return impl_->routeMap( name );
+}
+
+Ptr<const RouteMapStatusList> LivePolicy::policy( const std::string & name ) const {
+   const auto status = impl_->routeMap( name );
+   if( !status ) return nullptr;
+   const auto list = makeNode<RouteMapStatusList>();
+   list->rmStatusIs( Routing::RouteMap::RmPrecedence::routeMapPrecedence, status );
+   return list;
+}
+
+const Ptr<PolicyRoot> & LivePolicy::root() const noexcept {
+   return impl_->root();
+}
+
+}   // namespace Agent

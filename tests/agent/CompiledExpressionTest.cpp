@@ -1,0 +1,30 @@
+#include "live/CompiledExpression.h"
+
+#include <gtest/gtest.h>
+
+namespace Agent {
+
+namespace {
+
+TEST( CompiledExpression, matchesAPartOfTheText ) {
+   EXPECT_TRUE( CompiledExpression( "5000" ).matches( "65000 1" ) );
+   EXPECT_FALSE( CompiledExpression( "^5000" ).matches( "65000 1" ) );
+   EXPECT_TRUE( CompiledExpression( "_65000_" ).matches( "65000 1" ) );
+   EXPECT_FALSE( CompiledExpression( "_5000_" ).matches( "65000 1" ) );
+   EXPECT_TRUE( CompiledExpression( "" ).matches( "" ) );
+}
+
+TEST( CompiledExpression, whatCannotBeCompiledMatchesNothing ) {
+   EXPECT_FALSE( CompiledExpression( "(" ).matches( "(" ) );
+}
+
+TEST( CompiledExpression, movesWithWhatItHasCompiled ) {
+   CompiledExpression from( "^1$" );
+   const CompiledExpression to( std::move( from ) );
+   EXPECT_TRUE( to.matches( "1" ) );
+   EXPECT_FALSE( to.matches( "11" ) );
+}
+
+}   // namespace
+
+}   // namespace Agent
