@@ -68,7 +68,7 @@ uint64_t chained( size_t count, Ask && ask ) {
 /// "500,000"
 inline std::string grouped( size_t n ) {
    std::string text = std::to_string( n );
-   for( size_t at = text.size(); at > 3; ) text.insert( at -= 3, "," );
+   for( size_t at = text.size(); at > 3; ) text.insert( at -= 3, 1, ',' );
    return text;
 }
 

@@ -1,6 +1,7 @@
 option( BUILD_SHARED_LIBS "Build libroutepolicy.so; OFF builds libroutepolicy.a" ON )
 option( ROUTEPOLICY_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL} )
 option( ROUTEPOLICY_BUILD_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL} )
+option( ROUTEPOLICY_BUILD_AGENT "Build routepolicy, the reference agent" ${PROJECT_IS_TOP_LEVEL} )
 option( ROUTEPOLICY_BUILD_BENCH "Build the benchmarks; refused in a debug or instrumented build" OFF )
 option( ROUTEPOLICY_BUILD_FUZZERS "Build the libFuzzer programs; needs clang" OFF )
 option( ROUTEPOLICY_WERROR "Treat warnings as errors" OFF )

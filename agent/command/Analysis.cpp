@@ -1,0 +1,262 @@
+#include "command/Analysis.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <set>
+#include <tuple>
+#include <utility>
+
+#include "command/CallCycles.h"
+#include "command/PolicyFiles.h"
+#include "command/ShadowedLines.h"
+#include "text/MatchForms.h"
+
+namespace Agent {
+
+namespace {
+
+using Kind = Finding::Kind;
+using Findings = std::vector<Finding>;
+
+constexpr size_t kMostNames = 20;   // in one finding
+
+std::string shown( std::string_view name ) {
+   return printableName( std::string( name ) );
+}
+
+// "A, B and 12 more".
+std::string joined( const std::vector<std::string> & parts, std::string_view separator, std::string_view last ) {
+   std::string text;
+   const size_t count = std::min( parts.size(), kMostNames );
+   for( size_t i = 0; i < count; ++i ) {
+      if( i != 0 ) text += i + 1 == parts.size() ? last : separator;
+      text += parts[ i ];
+   }
+   if( count < parts.size() ) text += fmt::format( " and {} more", parts.size() - count );
+   return text;
+}
+
+// ---- references
+
+void findUndefined( const PolicyText & text, const References & references, Findings & findings ) {
+   for( const auto & reference : references.all() ) {
+      if( reference.defined ) continue;
+      const auto other = inOtherFamily( reference.to.kind );
+      if( other && isDefined( text, { *other, reference.to.name } ) )
+         findings.push_back(
+            { reference.place, Kind::wrongFamily,
+              fmt::format( "{}: there is no {}, but an {} one", textOf( reference ), textOf( reference.to ), familyOf( *other ) ) } );
+      else
+         findings.push_back(
+            { reference.place, Kind::undefined, fmt::format( "{}: there is no {}", textOf( reference ), textOf( reference.to ) ) } );
+   }
+}
+
+// Whether a clause means the list, in the right family or, which is a finding of its own, in the wrong one.
+bool isWanted( const PolicyText & text, const References & references, const Thing & thing ) {
+   if( !references.to( thing ).empty() ) return true;
+   const auto other = inOtherFamily( thing.kind );
+   if( !other ) return false;
+   const Thing inOther{ *other, thing.name };
+   return !isDefined( text, inOther ) && !references.to( inOther ).empty();
+}
+
+void findUnused( const PolicyText & text, const References & references, Findings & findings ) {
+   forEachThing( text, [ & ]( const Thing & thing, const auto & what ) {
+      if( thing.kind == ThingKind::routeMap || isWanted( text, references, thing ) ) return;
+      findings.push_back( { what.place, Kind::unused, fmt::format( "no route map uses {}", textOf( thing ) ) } );
+   } );
+}
+
+std::string textOf( const CallCycle::Step & step ) {
+   std::vector<std::string> numbers;
+   for( const uint32_t number : step.sequences ) numbers.push_back( std::to_string( number ) );
+   return fmt::format( "{} {} {} {}", shown( step.routeMap ), joined( numbers, ", ", " and " ), numbers.size() == 1 ? "calls" : "call",
+                       shown( step.callee ) );
+}
+
+void findCycles( const References & references, Findings & findings ) {
+   for( const auto & cycle : callCyclesOf( references ) ) {
+      std::vector<std::string> steps, names;
+      for( const auto & step : cycle.steps ) steps.push_back( textOf( step ) );
+      for( const auto name : cycle.notInForce ) names.push_back( shown( name ) );
+      std::string text = joined( steps, ", ", ", " );
+      if( !names.empty() ) text += "; not in force: " + joined( names, ", ", ", " );
+      findings.push_back( { cycle.steps.front().place, Kind::cycle, std::move( text ) } );
+   }
+}
+
+// ---- sequences
+
+/// The clauses of a sequence that only a route of one family passes. The two subjects are apart: a route may have a next hop of the
+/// other family.
+struct FamilyClauses {
+   MatchOption ipv4[ 2 ];
+   MatchOption ipv6[ 2 ];
+   std::string_view noneIsOfBoth;
+};
+constexpr FamilyClauses kFamilyClauses[] = {
+   { { MatchOption::matchIpAccessList, MatchOption::matchIpPrefixList },
+     { MatchOption::matchIpv6PrefixList, kMatchIpv6AccessList },
+     "no route is of both families" },
+   { { MatchOption::matchIpNexthop, MatchOption::matchIpNexthopPrefixList },
+     { MatchOption::matchIpv6Nexthop, MatchOption::matchIpv6NexthopPrefixList },
+     "no next hop is of both families" },
+};
+
+using Clause = std::map<MatchOption, MatchClause>::value_type;
+
+// The first of these options that the sequence has. An inverted list holds for routes of the other family too.
+const Clause * firstOf( const SequenceText & sequence, const MatchOption ( &options )[ 2 ] ) {
+   for( const MatchOption option : options )
+      if( const auto at = sequence.match.find( option ); at != sequence.match.end() && !at->second.invert ) return &*at;
+   return nullptr;
+}
+
+std::string textOf( const Clause & clause ) {
+   const auto & [ option, what ] = clause;
+   const auto * form = matchForm( option );
+   const std::string words( form ? form->words : stringValue( option ) );
+   if( what.address ) return fmt::format( "{} {}", words, what.address->toStrep().view() );
+   return what.name.empty() ? fmt::format( "{} {}", words, what.number ) : fmt::format( "{} {}", words, shown( what.name ) );
+}
+
+/// Two clauses that never hold together, and why.
+struct Contradiction {
+   const Clause * first;
+   const Clause * second;
+   std::string_view why;
+};
+
+std::optional<Contradiction> contradictionIn( const PolicyText & text, const SequenceText & sequence ) {
+   for( const auto & family : kFamilyClauses ) {
+      const auto *ipv4 = firstOf( sequence, family.ipv4 ), *ipv6 = firstOf( sequence, family.ipv6 );
+      if( ipv4 && ipv6 ) return Contradiction{ ipv4, ipv6, family.noneIsOfBoth };
+   }
+   const auto tag = sequence.match.find( MatchOption::matchTag ), tagSet = sequence.match.find( MatchOption::matchTagSet );
+   if( tag == sequence.match.end() || tagSet == sequence.match.end() ) return std::nullopt;
+   const auto set = text.tagSets.find( tagSet->second.name );
+   if( set == text.tagSets.end() || set->second.tags.contains( static_cast<uint32_t>( tag->second.number ) ) ) return std::nullopt;
+   return Contradiction{ &*tag, &*tagSet, "the tag is not in the set" };
+}
+
+/// Which sequences of a route map routes come to.
+class RouteMapWalk {
+ public:
+   RouteMapWalk( const PolicyText & text, std::string_view name, const RouteMapText & routeMap, Findings & findings )
+         : text_( text ), name_( shown( name ) ), sequences_( routeMap.sequences ), findings_( findings ) {}
+
+   void run() {
+      if( !sequences_.empty() ) reached_.insert( sequences_.begin()->first );
+      const Sequence * last = nullptr;   // that is reached: what comes next and is not, it keeps routes from
+      for( auto at = sequences_.begin(); at != sequences_.end(); ++at ) {
+         const bool never = isContradiction( *at );
+         tellMissingTarget( *at );
+         if( reached_.erase( at->first ) == 0 ) {
+            findings_.push_back( { at->second.place, Kind::unreachable, fmt::format( "{} {}: {}", name_, at->first, whyNot( *last ) ) } );
+            continue;
+         }
+         last = &*at;
+         const auto next = std::next( at );
+         const bool passes = !at->second.match.empty() || at->second.call;
+         if( passes && next != sequences_.end() ) reached_.insert( next->first );
+         if( const auto target = never ? sequences_.end() : targetOf( *at ); target != sequences_.end() ) reached_.insert( target->first );
+      }
+   }
+
+ private:
+   using Sequences = std::map<uint32_t, SequenceText>;
+   using Sequence = Sequences::value_type;
+
+   // Where a route that the sequence permits goes on; the end for nowhere.
+   Sequences::const_iterator targetOf( const Sequence & from ) const {
+      const auto & [ number, sequence ] = from;
+      if( sequence.action == MatchPermit::deny || !sequence.continueTo ) return sequences_.end();
+      const uint32_t target = sequence.continueTo->target;
+      if( target == 0 ) return sequences_.upper_bound( number );
+      return target > number ? sequences_.find( target ) : sequences_.end();
+   }
+
+   std::string whyNot( const Sequence & before ) const {
+      const auto target = targetOf( before );
+      const std::string where = target == sequences_.end() ? "ends the route map" : fmt::format( "continues to {}", target->first );
+      return fmt::format( "no route comes to it, as {} takes them all and {}", before.first, where );
+   }
+
+   bool isContradiction( const Sequence & at ) {
+      const auto contradiction = contradictionIn( text_, at.second );
+      if( !contradiction ) return false;
+      findings_.push_back( { contradiction->second->second.place, Kind::contradiction,
+                             fmt::format( "{} {} matches {} and {}: {}", name_, at.first, textOf( *contradiction->first ),
+                                          textOf( *contradiction->second ), contradiction->why ) } );
+      return true;
+   }
+
+   void tellMissingTarget( const Sequence & at ) {
+      const auto & to = at.second.continueTo;
+      if( !to || to->target == 0 || sequences_.contains( to->target ) ) return;
+      findings_.push_back(
+         { to->place, Kind::missingTarget,
+           fmt::format( "{} {} continues to {}, which there is not: the route map ends there", name_, at.first, to->target ) } );
+   }
+
+   const PolicyText & text_;
+   const std::string name_;
+   const Sequences & sequences_;
+   Findings & findings_;
+   std::set<uint32_t> reached_;   // of those that are still to come
+};
+
+// ---- lists
+
+void findShadowed( ThingKind kind, const PolicyText::ByName<PrefixListText> & lists, Findings & findings ) {
+   for( const auto & [ name, list ] : lists )
+      for( const auto & shadowed : shadowedLinesOf( list ) )
+         findings.push_back( { list.lines.at( shadowed.number ).place, Kind::shadowed,
+                               fmt::format( "{} seq {} never decides: seq {} takes all that it speaks of", textOf( Thing{ kind, name } ),
+                                            shadowed.number, shadowed.by ) } );
+}
+
+}   // namespace
+
+std::string_view nameOf( Kind kind ) noexcept {
+   switch( kind ) {
+      case Kind::undefined: return "undefined";
+      case Kind::wrongFamily: return "wrong-family";
+      case Kind::unused: return "unused";
+      case Kind::cycle: return "cycle";
+      case Kind::unreachable: return "unreachable";
+      case Kind::missingTarget: return "missing-target";
+      case Kind::contradiction: return "contradiction";
+      case Kind::shadowed: return "shadowed";
+   }
+   return {};
+}
+
+std::vector<Finding> findingsOf( const PolicyText & text, const References & references ) {
+   Findings findings;
+   findUndefined( text, references, findings );
+   findUnused( text, references, findings );
+   findCycles( references, findings );
+   for( const auto & [ name, routeMap ] : text.routeMaps ) RouteMapWalk( text, name, routeMap, findings ).run();
+   findShadowed( ThingKind::ipv4PrefixList, text.ipv4PrefixLists, findings );
+   findShadowed( ThingKind::ipv6PrefixList, text.ipv6PrefixLists, findings );
+   const auto where = []( const Finding & f ) { return std::tie( f.place.file, f.place.line, f.place.column ); };
+   std::stable_sort( findings.begin(), findings.end(), [ & ]( const auto & a, const auto & b ) { return where( a ) < where( b ); } );
+   return findings;
+}
+
+bool isRoot( const References & references, std::string_view routeMap ) {
+   return references.to( { ThingKind::routeMap, routeMap } ).empty();
+}
+
+std::string placeText( const PolicyText & text, const Place & place ) {
+   if( place.line == 0 || place.file >= text.files.size() ) return {};
+   return fmt::format( "{}:{}:{}", text.files[ place.file ], place.line, place.column );
+}
+
+}   // namespace Agent

@@ -1,0 +1,41 @@
+/// @file agent/command/Analysis.h
+/// What is wrong with a policy although its text is right.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "command/References.h"
+
+namespace Agent {
+
+struct Finding {
+   enum class Kind : uint8_t {
+      undefined,       // a clause names what there is not
+      wrongFamily,     // a clause names a list that there is in the other family only
+      unused,          // no clause names the list
+      cycle,           // route maps call each other in a ring
+      unreachable,     // no route ever comes to the sequence
+      missingTarget,   // a sequence continues to one that there is not
+      contradiction,   // a sequence whose clauses cannot hold together
+      shadowed         // a prefix list's line that never decides
+   };
+   Place place;
+   Kind kind = Kind::undefined;
+   std::string text;   // one line, printable
+};
+/// "undefined", "wrong-family", "unused", "cycle", "unreachable", "missing-target", "contradiction", "shadowed".
+std::string_view nameOf( Finding::Kind kind ) noexcept;
+
+/// In the order of their places. `references` are the text's. Cost: near linear in the text, but for texts made of cycles.
+std::vector<Finding> findingsOf( const PolicyText & text, const References & references );
+
+/// Whether no sequence calls it: whoever applies policy names it.
+bool isRoot( const References & references, std::string_view routeMap );
+
+/// "edge.conf:12:3"; "" for nowhere.
+std::string placeText( const PolicyText & text, const Place & place );
+
+}   // namespace Agent

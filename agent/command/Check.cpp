@@ -1,0 +1,137 @@
+// routepolicy check: what is wrong with a policy.
+#include <fmt/format.h>
+
+#include <iterator>
+#include <map>
+
+#include "command/Analysis.h"
+#include "command/Commands.h"
+#include "command/Json.h"
+#include "command/PolicyFiles.h"
+
+namespace Agent {
+
+namespace {
+
+/// How many things of a kind there are, and what they are made of in all.
+struct Count {
+   size_t things = 0;
+   size_t parts = 0;
+};
+using Counts = std::map<ThingKind, Count>;
+
+Counts countsOf( const PolicyText & text ) {
+   Counts counts;
+   forEachThing( text, [ & ]( const Thing & thing, const auto & what ) {
+      Count & count = counts[ thing.kind ];
+      ++count.things;
+      count.parts += sizeOf( what );
+   } );
+   return counts;
+}
+
+std::string_view partsName( ThingKind kind ) {
+   return kind == ThingKind::routeMap ? "sequence" : kind == ThingKind::tagSet ? "tag" : "line";
+}
+
+std::string counted( size_t count, std::string_view what ) {
+   return fmt::format( "{} {}{}", count, what, count == 1 ? "" : "s" );
+}
+
+/// What check knows of a policy.
+class Report {
+ public:
+   explicit Report( const PolicyText & text ) : text_( text ), references_( text ), findings_( findingsOf( text, references_ ) ) {
+      policy_.apply( text );
+   }
+
+   size_t findings() const noexcept { return findings_.size(); }
+
+   void writeText( Console & console ) const {
+      writeCounts( console );
+      for( const auto & [ name, routeMap ] : text_.routeMaps ) console.line( lineOf( name, routeMap ) );
+      for( const auto & f : findings_ )
+         console.line( fmt::format( "{}: {}: {}", placeText( text_, f.place ), console.strong( nameOf( f.kind ) ), f.text ) );
+      console.line( findings_.empty() ? "nothing found" : counted( findings_.size(), "finding" ) );
+   }
+
+   Json json() const {
+      Json json = { { "files", text_.files }, { "lines", text_.lines }, { "passedOverStanzas", text_.passedOverStanzas } };
+      json[ "counts" ] = Json::array();
+      for( const auto & [ kind, count ] : countsOf( text_ ) )
+         json[ "counts" ].push_back( { { "kind", nameOf( kind ) }, { "count", count.things }, { "parts", count.parts } } );
+      json[ "routeMaps" ] = Json::array();
+      for( const auto & [ name, routeMap ] : text_.routeMaps ) json[ "routeMaps" ].push_back( jsonOfRouteMap( name, routeMap ) );
+      json[ "findings" ] = Json::array();
+      for( const auto & f : findings_ ) {
+         Json finding = jsonOf( text_, f.place );
+         finding[ "kind" ] = nameOf( f.kind );
+         finding[ "text" ] = f.text;
+         json[ "findings" ].push_back( std::move( finding ) );
+      }
+      return json;
+   }
+
+ private:
+   void writeCounts( Console & console ) const {
+      console.line( fmt::format( "{} read, {} of no policy passed over", counted( text_.lines, "line" ),
+                                 counted( text_.passedOverStanzas, "stanza" ) ) );
+      for( const auto & [ kind, count ] : countsOf( text_ ) )
+         console.line( fmt::format( "   {} {}, {}", count.things, nameOf( kind ), counted( count.parts, partsName( kind ) ) ) );
+   }
+
+   std::string lineOf( const std::string & name, const RouteMapText & routeMap ) const {
+      std::string line = fmt::format( "route-map {}: {}", printableName( name ), counted( routeMap.sequences.size(), "sequence" ) );
+      if( routeMap.sequences.size() > 1 )
+         line += fmt::format( ", {} to {}", routeMap.sequences.begin()->first, routeMap.sequences.rbegin()->first );
+      if( isRoot( references_, name ) ) line += "; a root";
+      const auto status = policy_.routeMap( name );
+      if( !status ) return line + "; not in force";
+      const auto features = status->features().toStrep();
+      return features.empty() ? line : line + fmt::format( "; reads {}", features.view() );
+   }
+
+   Json jsonOfRouteMap( const std::string & name, const RouteMapText & routeMap ) const {
+      Json json = { { "name", name }, { "sequences", Json::array() }, { "root", isRoot( references_, name ) } };
+      for( const auto & [ number, sequence ] : routeMap.sequences ) json[ "sequences" ].push_back( number );
+      const auto status = policy_.routeMap( name );
+      json[ "inForce" ] = bool( status );
+      if( status ) json[ "features" ] = status->features().toStrep().view();
+      return json;
+   }
+
+   const PolicyText & text_;
+   References references_;
+   std::vector<Finding> findings_;
+   LivePolicy policy_;
+};
+
+Json jsonOfErrors( const LineLoader & loader ) {
+   Json errors = Json::array();
+   for( const auto & e : loader.errors() ) {
+      Json error = jsonOf( loader.text(), e.place );
+      error[ "reason" ] = e.reason;
+      errors.push_back( std::move( error ) );
+   }
+   return { { "errors", std::move( errors ) } };
+}
+
+}   // namespace
+
+int check( const CheckOptions & options, Console & console ) {
+   const LineLoader loader = loadFiles( options.files );
+   if( !reportErrors( loader, console ) ) {
+      if( options.json ) console.line( jsonText( jsonOfErrors( loader ) ) );
+      console.flush();
+      return kExitError;
+   }
+   const Report report( loader.text() );
+   if( options.json )
+      console.line( jsonText( report.json() ) );
+   else
+      report.writeText( console );
+   console.flush();
+   return report.findings() ? kExitFindings : kExitOk;
+}
+
+}   // namespace Agent

@@ -1,0 +1,91 @@
+/// @file agent/command/Commands.h
+/// What the program can do, a function for each command. Data goes to the console's standard output, messages to its standard error;
+/// each returns the exit status. Errors: CommandError, ClosedPipe, and what the system throws.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "command/Console.h"
+
+namespace Agent {
+
+struct CheckOptions {
+   std::vector<std::string> files;
+   bool json = false;
+};
+int check( const CheckOptions & options, Console & console );
+
+struct EvalOptions {
+   std::vector<std::string> files;
+   std::string routeMap;
+   std::vector<std::string> tables;
+   bool summary = false;
+   bool json = false;
+   bool timing = false;
+   unsigned threads = 1;
+};
+int eval( const EvalOptions & options, Console & console );
+
+struct ExplainOptions {
+   std::vector<std::string> files;
+   std::string routeMap;
+   std::string prefix;
+   std::vector<std::pair<std::string, std::string>> fields;   // of the route: names as in table/RouteField.h, and values
+   std::vector<std::string> tables;                           // whose routes of that prefix are explained instead
+   bool json = false;
+};
+int explain( const ExplainOptions & options, Console & console );
+
+struct DiffOptions {
+   std::vector<std::string> oldFiles;
+   std::vector<std::string> newFiles;
+   std::string routeMap;
+   std::vector<std::string> tables;
+   unsigned examples = 3;   // of each group
+   bool json = false;
+   unsigned threads = 1;
+};
+int diff( const DiffOptions & options, Console & console );
+
+struct WatchOptions {
+   std::vector<std::string> files;
+   std::string routeMap;   // empty: every one
+   std::vector<std::string> tables;
+   bool json = false;
+   std::chrono::milliseconds interval{ 250 };   // between two looks at the files
+};
+/// Whoever asks a command to stop, from a signal's handler maybe.
+struct StopRequest {
+   std::atomic<bool> wanted{ false };
+   std::atomic<bool> heard{ false };   // the command looks at `wanted` from now on; before, it may wait for its input for ever
+};
+/// Until it is stopped.
+int watch( const WatchOptions & options, Console & console, StopRequest & stop );
+
+struct ShowOptions {
+   std::vector<std::string> files;
+   std::optional<std::string> name;   // of a list or a route map; none: everything
+   bool json = false;
+};
+int show( const ShowOptions & options, Console & console );
+
+struct UsedByOptions {
+   std::vector<std::string> files;
+   std::string name;
+   bool json = false;
+};
+int usedBy( const UsedByOptions & options, Console & console );
+
+struct NamesOptions {
+   std::vector<std::string> files;
+   bool routeMapsOnly = false;
+};
+/// The names of what is configured, one per line, for the completion of command lines. What is wrong in the files is passed over.
+int names( const NamesOptions & options, Console & console );
+
+}   // namespace Agent

@@ -1,0 +1,208 @@
+#include "command/References.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+#include <tuple>
+#include <utility>
+
+#include "command/PolicyFiles.h"
+#include "text/MatchForms.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr size_t kMostSuggestions = 3;
+
+constexpr ThingKind kKinds[] = { ThingKind::ipv4PrefixList, ThingKind::ipv6PrefixList, ThingKind::ipv4AccessList, ThingKind::ipv6AccessList,
+                                 ThingKind::tagSet,         ThingKind::communityList,  ThingKind::asPathList,     ThingKind::routeMap };
+
+struct ReferringOption {
+   MatchOption option;
+   ThingKind kind;
+};
+constexpr ReferringOption kReferringOptions[] = {
+   { MatchOption::matchIpPrefixList, ThingKind::ipv4PrefixList },
+   { MatchOption::matchIpNexthopPrefixList, ThingKind::ipv4PrefixList },
+   { MatchOption::matchIpv6PrefixList, ThingKind::ipv6PrefixList },
+   { MatchOption::matchIpv6NexthopPrefixList, ThingKind::ipv6PrefixList },
+   { MatchOption::matchIpAccessList, ThingKind::ipv4AccessList },
+   { kMatchIpv6AccessList, ThingKind::ipv6AccessList },
+   { MatchOption::matchIpNexthop, ThingKind::ipv4AccessList },
+   { MatchOption::matchIpv6Nexthop, ThingKind::ipv6AccessList },
+   { MatchOption::matchTagSet, ThingKind::tagSet },
+   { MatchOption::matchCommunity, ThingKind::communityList },
+   { MatchOption::matchAsPath, ThingKind::asPathList },
+};
+
+// Of what a match clause names; none when it names nothing that a policy defines.
+std::optional<ThingKind> kindOf( MatchOption option, const MatchClause & clause ) {
+   if( clause.address ) return std::nullopt;
+   const auto * const at = std::ranges::find( kReferringOptions, option, &ReferringOption::option );
+   return at == std::end( kReferringOptions ) ? std::nullopt : std::optional( at->kind );
+}
+
+std::string shown( std::string_view name ) {
+   return printableName( std::string( name ) );
+}
+
+// How many bytes must be put in, taken out or replaced to make one of the other. Stops counting above `limit`.
+size_t editDistance( std::string_view a, std::string_view b, size_t limit ) {
+   if( std::max( a.size(), b.size() ) - std::min( a.size(), b.size() ) > limit ) return limit + 1;
+   std::vector<size_t> row( b.size() + 1 );   // distances of the part of `a` so far to each beginning of `b`
+   for( size_t j = 0; j <= b.size(); ++j ) row[ j ] = j;
+   for( size_t i = 0; i < a.size(); ++i ) {
+      size_t diagonal = std::exchange( row[ 0 ], i + 1 );
+      for( size_t j = 0; j < b.size(); ++j ) {
+         const size_t replaced = diagonal + ( a[ i ] != b[ j ] );
+         diagonal = row[ j + 1 ];
+         row[ j + 1 ] = std::min( { replaced, diagonal + 1, row[ j ] + 1 } );
+      }
+      if( *std::min_element( row.begin(), row.end() ) > limit ) return limit + 1;
+   }
+   return row.back();
+}
+
+std::string lowerCase( std::string_view text ) {
+   std::string lower( text );
+   for( char & c : lower )
+      if( c >= 'A' && c <= 'Z' ) c = static_cast<char>( c - 'A' + 'a' );
+   return lower;
+}
+
+}   // namespace
+
+// ---- things
+
+std::string_view nameOf( ThingKind kind ) noexcept {
+   switch( kind ) {
+      case ThingKind::ipv4PrefixList: return "ip prefix-list";
+      case ThingKind::ipv6PrefixList: return "ipv6 prefix-list";
+      case ThingKind::ipv4AccessList: return "access-list";
+      case ThingKind::ipv6AccessList: return "ipv6 access-list";
+      case ThingKind::tagSet: return "tag-set";
+      case ThingKind::communityList: return "bgp community-list";
+      case ThingKind::asPathList: return "bgp as-path access-list";
+      case ThingKind::routeMap: return "route-map";
+   }
+   return {};
+}
+
+std::string_view familyOf( ThingKind kind ) noexcept {
+   switch( kind ) {
+      case ThingKind::ipv4PrefixList:
+      case ThingKind::ipv4AccessList: return "IPv4";
+      case ThingKind::ipv6PrefixList:
+      case ThingKind::ipv6AccessList: return "IPv6";
+      default: return {};
+   }
+}
+
+std::optional<ThingKind> inOtherFamily( ThingKind kind ) noexcept {
+   switch( kind ) {
+      case ThingKind::ipv4PrefixList: return ThingKind::ipv6PrefixList;
+      case ThingKind::ipv6PrefixList: return ThingKind::ipv4PrefixList;
+      case ThingKind::ipv4AccessList: return ThingKind::ipv6AccessList;
+      case ThingKind::ipv6AccessList: return ThingKind::ipv4AccessList;
+      default: return std::nullopt;
+   }
+}
+
+std::string textOf( const Thing & thing ) {
+   return fmt::format( "{} {}", nameOf( thing.kind ), shown( thing.name ) );
+}
+
+bool isDefined( const PolicyText & text, const Thing & thing ) {
+   const std::string name( thing.name );
+   switch( thing.kind ) {
+      case ThingKind::ipv4PrefixList: return text.ipv4PrefixLists.contains( name );
+      case ThingKind::ipv6PrefixList: return text.ipv6PrefixLists.contains( name );
+      case ThingKind::ipv4AccessList: return text.ipv4AccessLists.contains( name );
+      case ThingKind::ipv6AccessList: return text.ipv6AccessLists.contains( name );
+      case ThingKind::tagSet: return text.tagSets.contains( name );
+      case ThingKind::communityList: return text.communityLists.contains( name );
+      case ThingKind::asPathList: return text.asPathLists.contains( name );
+      case ThingKind::routeMap: return text.routeMaps.contains( name );
+   }
+   return false;
+}
+
+std::vector<Thing> thingsCalled( std::string_view name, const PolicyText & text, const References & references ) {
+   std::vector<Thing> things;
+   for( const ThingKind kind : kKinds ) {
+      const Thing thing{ kind, name };
+      if( isDefined( text, thing ) || !references.to( thing ).empty() ) things.push_back( thing );
+   }
+   return things;
+}
+
+std::vector<std::string> namesLike( const std::string & name, const PolicyText & text ) {
+   const size_t limit = std::max<size_t>( 1, ( name.size() + 1 ) / 3 );
+   const std::string wanted = lowerCase( name );
+   std::set<std::pair<size_t, std::string>> near;
+   forEachThing( text, [ & ]( const Thing & thing, const auto & ) {
+      const size_t distance = editDistance( wanted, lowerCase( thing.name ), limit );
+      if( distance > limit ) return;
+      near.emplace( distance, thing.name );
+      if( near.size() > kMostSuggestions ) near.erase( std::prev( near.end() ) );
+   } );
+   std::vector<std::string> names;
+   for( const auto & [ distance, found ] : near ) names.push_back( found );
+   return names;
+}
+
+std::string unknownNameText( const std::string & name, const PolicyText & text ) {
+   const auto near = namesLike( name, text );
+   std::string reason = fmt::format( "there is nothing called {}", shown( name ) );
+   for( size_t i = 0; i < near.size(); ++i )
+      reason += fmt::format( "{}{}", i == 0 ? "; did you mean " : i + 1 == near.size() ? " or " : ", ", shown( near[ i ] ) );
+   return near.empty() ? reason : reason + '?';
+}
+
+// ---- references
+
+std::string clauseTextOf( const Reference & reference ) {
+   const MatchForm * const form = reference.option ? matchForm( *reference.option ) : nullptr;
+   const std::string relation = form ? fmt::format( "matches {}", form->words ) : "calls";
+   return fmt::format( "{} {}{}", relation, shown( reference.to.name ), reference.invert ? " invert" : "" );
+}
+
+std::string textOf( const Reference & reference ) {
+   return fmt::format( "{} {} {}", shown( reference.routeMap ), reference.sequence, clauseTextOf( reference ) );
+}
+
+References::References( const PolicyText & text ) {
+   for( const auto & [ name, routeMap ] : text.routeMaps )
+      for( const auto & [ number, sequence ] : routeMap.sequences ) addSequence( text, name, number, sequence );
+   for( const auto & reference : all_ ) byThing_[ reference.to ].push_back( &reference );
+}
+
+void References::addSequence( const PolicyText & text, std::string_view routeMap, uint32_t number, const SequenceText & sequence ) {
+   const auto add = [ & ]( std::optional<MatchOption> option, ThingKind kind, const auto & clause ) {
+      const Thing to{ kind, clause.name };
+      all_.push_back( { routeMap, number, option, clause.invert, to, isDefined( text, to ), clause.place } );
+   };
+   for( const auto & [ option, clause ] : sequence.match )
+      if( const auto kind = kindOf( option, clause ) ) add( option, *kind, clause );
+   if( sequence.call ) add( std::nullopt, ThingKind::routeMap, *sequence.call );
+}
+
+std::span<const Reference * const> References::to( const Thing & thing ) const {
+   const auto found = byThing_.find( thing );
+   if( found == byThing_.end() ) return {};
+   return found->second;
+}
+
+const Reference * References::in( std::string_view routeMap, uint32_t sequence, std::optional<MatchOption> option ) const {
+   const auto place = []( std::string_view map, uint32_t number ) { return std::pair( map, number ); };
+   auto at = std::lower_bound( all_.begin(), all_.end(), place( routeMap, sequence ),
+                               [ & ]( const Reference & r, const auto & key ) { return place( r.routeMap, r.sequence ) < key; } );
+   for( ; at != all_.end() && place( at->routeMap, at->sequence ) == place( routeMap, sequence ); ++at )
+      if( at->option == option ) return &*at;
+   return nullptr;
+}
+
+}   // namespace Agent

@@ -1,0 +1,121 @@
+/// @file agent/command/References.h
+/// The things of a policy that have names, and who refers to them.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "text/PolicyText.h"
+
+namespace Agent {
+
+enum class ThingKind : uint8_t {
+   ipv4PrefixList,
+   ipv6PrefixList,
+   ipv4AccessList,
+   ipv6AccessList,
+   tagSet,
+   communityList,
+   asPathList,
+   routeMap
+};
+/// As its lines begin: "ip prefix-list".
+std::string_view nameOf( ThingKind kind ) noexcept;
+/// "IPv4" or "IPv6"; empty for a kind that has no family.
+std::string_view familyOf( ThingKind kind ) noexcept;
+/// The same of the other family, where that is another kind.
+std::optional<ThingKind> inOtherFamily( ThingKind kind ) noexcept;
+
+/// Something that a name stands for, whether it is there or not. The name is the text's.
+struct Thing {
+   ThingKind kind = ThingKind::ipv4PrefixList;
+   std::string_view name;
+   friend auto operator<=>( const Thing &, const Thing & ) = default;
+};
+/// "ip prefix-list CUSTOMERS"; printable.
+std::string textOf( const Thing & thing );
+
+bool isDefined( const PolicyText & text, const Thing & thing );
+
+/// Calls `visit( thing, what the text has of it )` for all that is there: by kind, and by name.
+template <class Visit>
+void forEachThing( const PolicyText & text, Visit && visit ) {
+   const auto all = [ & ]( ThingKind kind, const auto & things ) {
+      for( const auto & [ name, thing ] : things ) visit( Thing{ kind, name }, thing );
+   };
+   all( ThingKind::ipv4PrefixList, text.ipv4PrefixLists );
+   all( ThingKind::ipv6PrefixList, text.ipv6PrefixLists );
+   all( ThingKind::ipv4AccessList, text.ipv4AccessLists );
+   all( ThingKind::ipv6AccessList, text.ipv6AccessLists );
+   all( ThingKind::tagSet, text.tagSets );
+   all( ThingKind::communityList, text.communityLists );
+   all( ThingKind::asPathList, text.asPathLists );
+   all( ThingKind::routeMap, text.routeMaps );
+}
+
+/// What it is made of: lines of a list, tags of a set, sequences of a route map.
+template <class Line>
+size_t sizeOf( const ListText<Line> & list ) noexcept {
+   return list.lines.size();
+}
+inline size_t sizeOf( const TagSetText & set ) noexcept {
+   return set.tags.size();
+}
+inline size_t sizeOf( const RouteMapText & routeMap ) noexcept {
+   return routeMap.sequences.size();
+}
+
+/// One clause that names a thing.
+struct Reference {
+   std::string_view routeMap;
+   uint32_t sequence = 0;
+   std::optional<MatchOption> option;   // of the match clause; none: a call
+   bool invert = false;
+   Thing to;
+   bool defined = false;
+   Place place;   // of the name
+};
+/// "matches ip address prefix-list CUSTOMERS invert", "calls CUSTOMERS"; printable.
+std::string clauseTextOf( const Reference & reference );
+/// The same behind who it is: "EDGE-IN 10 calls CUSTOMERS".
+std::string textOf( const Reference & reference );
+
+/// All references of a policy. Threading: read-only. Cost of making it: one walk over the route maps.
+class References {
+ public:
+   /// `text` outlives this, unchanged.
+   explicit References( const PolicyText & text );
+   References( const References & ) = delete;
+   References & operator=( const References & ) = delete;
+
+   /// By route map and sequence; of one sequence, match clauses by their options, and then the call.
+   std::span<const Reference> all() const noexcept { return all_; }
+   /// Those to one thing, in the same order.
+   std::span<const Reference * const> to( const Thing & thing ) const;
+   /// By what they are to: also to things that there are not.
+   const std::map<Thing, std::vector<const Reference *>> & byThing() const noexcept { return byThing_; }
+   /// What stands in a sequence: that of a match option, or the call for none. Null for nothing.
+   const Reference * in( std::string_view routeMap, uint32_t sequence, std::optional<MatchOption> option ) const;
+
+ private:
+   void addSequence( const PolicyText & text, std::string_view routeMap, uint32_t number, const SequenceText & sequence );
+
+   std::vector<Reference> all_;
+   std::map<Thing, std::vector<const Reference *>> byThing_;
+};
+
+/// All kinds in which there is a thing of that name, or in which one is referred to. `name` outlives what comes back.
+std::vector<Thing> thingsCalled( std::string_view name, const PolicyText & text, const References & references );
+
+/// The names in a policy that come nearest to one that is not in it, the best first; none when none comes near.
+std::vector<std::string> namesLike( const std::string & name, const PolicyText & text );
+/// "there is nothing called CUTSOMERS; did you mean CUSTOMERS?"
+std::string unknownNameText( const std::string & name, const PolicyText & text );
+
+}   // namespace Agent

@@ -1,0 +1,181 @@
+#include "command/RouteText.h"
+
+#include <fmt/format.h>
+
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+namespace Agent {
+
+namespace {
+
+std::string decimal( Zeugma::MaybeU63 metric ) {
+   return metric.present() ? std::to_string( metric.value() ) : std::string();
+}
+
+std::string communityText( uint32_t community ) {
+   return fmt::format( "{}:{}", community >> 16, community & 0xffff );
+}
+
+/// One attribute that policy can change, before and after; a text that is empty is none.
+struct Attribute {
+   const char * name;
+   const char * key;   // in JSON
+   std::string before;
+   std::string after;
+   bool isList = false;   // of words
+   bool changed() const { return before != after; }
+};
+
+std::string numberOrNone( const std::optional<uint32_t> & number ) {
+   return number ? std::to_string( *number ) : std::string();
+}
+std::string numberOrNone( uint32_t number ) {
+   return number ? std::to_string( number ) : std::string();
+}
+
+std::vector<Attribute> attributesOf( const AgentResult & from, const AgentResult & to ) {
+   return { { "distance", "distance", numberOrNone( uint32_t( from.preference() ) ), numberOrNone( uint32_t( to.preference() ) ) },
+            { "metric", "metric", decimal( from.metric() ), decimal( to.metric() ) },
+            { "tag", "tag", numberOrNone( from.tag() ), numberOrNone( to.tag() ) },
+            { "local-preference", "localPreference", numberOrNone( from.localPreference ), numberOrNone( to.localPreference ) },
+            { "community", "communities", communitiesText( from.communities ), communitiesText( to.communities ), true } };
+}
+
+std::string jsonList( const std::string & words ) {
+   std::string list = "[";
+   for( size_t from = 0; from < words.size(); ) {
+      const size_t end = std::min( words.find( ' ', from ), words.size() );
+      if( from ) list += ',';
+      list += '"' + words.substr( from, end - from ) + '"';
+      from = end + 1;
+   }
+   return list + ']';
+}
+
+std::string jsonValue( const Attribute & attribute, const std::string & value ) {
+   return attribute.isList ? jsonList( value ) : value.empty() ? "null" : value;
+}
+
+}   // namespace
+
+std::string communitiesText( const std::vector<uint32_t> & communities ) {
+   std::string text;
+   for( const uint32_t c : communities ) {
+      if( !text.empty() ) text += ' ';
+      text += communityText( c );
+   }
+   return text;
+}
+
+std::string textOf( const std::vector<RouteEvaluator::Sequence> & all, const std::vector<uint32_t> & indices ) {
+   std::string text;
+   const std::string * last = nullptr;
+   for( const uint32_t i : indices ) {
+      if( !text.empty() ) text += ", ";
+      if( !last || *last != all[ i ].routeMap ) text += all[ i ].routeMap + ' ';
+      text += std::to_string( all[ i ].number );
+      last = &all[ i ].routeMap;
+   }
+   return text;
+}
+
+std::string changesOf( const AgentResult & from, const AgentResult & to ) {
+   std::string text;
+   if( sameRoute( from, to ) ) return text;
+   for( const auto & a : attributesOf( from, to ) ) {
+      if( !a.changed() ) continue;
+      if( !text.empty() ) text += ", ";
+      text += a.name;
+      if( !a.before.empty() ) text += ' ' + a.before + " ->";
+      text += ' ' + ( a.after.empty() ? "none" : a.after );
+   }
+   return text;
+}
+
+std::string attributesOf( const TableRoute & route ) {
+   std::string text;
+   const auto add = [ & ]( std::string_view name, std::string_view value ) {
+      if( value.empty() ) return;
+      if( !text.empty() ) text += ", ";
+      text.append( name ).append( " " ).append( value );
+   };
+   if( route.nextHop.af() != Ferule::AddressFamily{} ) add( "via", route.nextHop.toStrep().view() );
+   add( "protocol", nameOf( route.protocol ) );
+   add( "interface", route.interface );
+   add( "metric", decimal( route.metric ) );
+   add( "tag", numberOrNone( route.tag ) );
+   add( "local-preference", numberOrNone( route.localPreference ) );
+   add( "community", communitiesText( route.communities ) );
+   add( "as-path", route.asPath );
+   return text;
+}
+
+void appendLine( std::string & to, const RouteEvaluator & evaluator, const TableRoute & route, const RouteAnswer & answer ) {
+   auto out = std::back_inserter( to );
+   fmt::format_to( out, "{:<6}  {}", answer.permitted ? "permit" : "deny", route.prefix.toStrep().view() );
+   if( route.nextHop.af() != Ferule::AddressFamily{} ) fmt::format_to( out, " via {}", route.nextHop.toStrep().view() );
+   if( answer.permitted )
+      if( const std::string changes = changesOf( route, answer.result ); !changes.empty() ) fmt::format_to( out, "  {}", changes );
+   fmt::format_to( out, "  by {}\n", answer.sequences.empty() ? "no sequence" : textOf( evaluator.sequences(), answer.sequences ) );
+}
+
+std::string jsonString( std::string_view text ) {
+   return nlohmann::json( text ).dump( -1, ' ', false, nlohmann::json::error_handler_t::replace );
+}
+
+std::string validUtf8( std::string_view text ) {
+   return nlohmann::json::parse( jsonString( text ) ).get<std::string>();
+}
+
+void appendJsonAttributes( std::string & to, const TableRoute & route ) {
+   const auto add = [ & ]( std::string_view key, const std::string & value ) {
+      to.append( ",\"" ).append( key ).append( "\":" ).append( value );
+   };
+   if( route.nextHop.af() != Ferule::AddressFamily{} ) add( "nextHop", jsonString( route.nextHop.toStrep().view() ) );
+   if( route.protocol != SourceProtocol::none ) add( "protocol", jsonString( nameOf( route.protocol ) ) );
+   if( !route.interface.empty() ) add( "interface", jsonString( route.interface ) );
+   if( route.metric.present() ) add( "metric", decimal( route.metric ) );
+   if( route.tag ) add( "tag", std::to_string( route.tag ) );
+   if( route.localPreference ) add( "localPreference", std::to_string( *route.localPreference ) );
+   if( !route.communities.empty() ) add( "communities", jsonList( communitiesText( route.communities ) ) );
+   if( !route.asPath.empty() ) add( "asPath", jsonString( route.asPath ) );
+}
+
+void appendJsonChanges( std::string & to, const TableRoute & route, const AgentResult & result ) {
+   const AgentResult before( route );
+   if( sameRoute( before, result ) ) return;
+   to += ",\"changes\":{";
+   bool first = true;
+   for( const auto & a : attributesOf( before, result ) ) {
+      if( !a.changed() ) continue;
+      to += first ? "\"" : ",\"";
+      first = false;
+      to.append( a.key ).append( "\":{" );
+      if( !a.before.empty() ) to += "\"from\":" + jsonValue( a, a.before ) + ',';
+      to += "\"to\":" + jsonValue( a, a.after ) + '}';
+   }
+   to += '}';
+}
+
+void appendJsonSequences( std::string & to, const std::vector<RouteEvaluator::Sequence> & all, const std::vector<uint32_t> & indices ) {
+   to += ",\"sequences\":[";
+   for( size_t i = 0; i < indices.size(); ++i ) {
+      const auto & sequence = all[ indices[ i ] ];
+      fmt::format_to( std::back_inserter( to ), "{}{{\"routeMap\":{},\"sequence\":{}}}", i ? "," : "", jsonString( sequence.routeMap ),
+                      sequence.number );
+   }
+   to += ']';
+}
+
+void appendJson( std::string & to, const RouteEvaluator & evaluator, const TableRoute & route, const RouteAnswer & answer ) {
+   auto out = std::back_inserter( to );
+   fmt::format_to( out, "{{\"prefix\":\"{}\"", route.prefix.toStrep().view() );
+   if( route.nextHop.af() != Ferule::AddressFamily{} ) fmt::format_to( out, ",\"nextHop\":\"{}\"", route.nextHop.toStrep().view() );
+   fmt::format_to( out, ",\"verdict\":\"{}\"", answer.permitted ? "permit" : "deny" );
+   if( answer.permitted ) appendJsonChanges( to, route, answer.result );
+   appendJsonSequences( to, evaluator.sequences(), answer.sequences );
+   to += '}';
+}
+
+}   // namespace Agent

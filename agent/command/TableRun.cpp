@@ -1,0 +1,213 @@
+#include "command/TableRun.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <optional>
+#include <system_error>
+#include <thread>
+
+#include "command/PolicyFiles.h"
+#include "table/KernelTable.h"
+#include "table/TableReader.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr size_t kBatch = 1024;         // routes
+constexpr size_t kBatchesAThread = 4;   // under way
+constexpr uint64_t kBrokenShown = 10;   // of a table; the rest is counted
+
+double seconds() {
+   return std::chrono::duration<double>( std::chrono::steady_clock::now().time_since_epoch() ).count();
+}
+
+struct Batch {
+   std::vector<TableRoute> routes{ kBatch };   // the first `count` of them; used again, with the memory that they have
+   size_t count = 0;
+   std::unique_ptr<BatchResult> result;
+   double seconds = 0;
+   bool done = false;
+   std::exception_ptr fault;
+
+   void evaluate( const RouteJob & job ) noexcept {
+      const double begun = Agent::seconds();
+      try {
+         for( size_t i = 0; i < count; ++i ) job.evaluate( routes[ i ], *result );
+      } catch( ... ) { fault = std::current_exception(); }
+      seconds = Agent::seconds() - begun;
+   }
+};
+
+/// Evaluates batches on threads of its own; on the caller's where it has none.
+class Workers {
+ public:
+   Workers( const RouteJob & job, unsigned threads ) : job_( job ) {
+      try {
+         for( unsigned i = 0; threads > 1 && i < threads; ++i ) threads_.emplace_back( [ this ] { work(); } );
+      } catch( const std::system_error & ) {   // as many as the system has
+      }
+   }
+   ~Workers() {
+      {
+         const std::lock_guard lock( mutex_ );
+         ended_ = true;
+      }
+      due_.notify_all();
+      for( auto & thread : threads_ ) thread.join();
+   }
+   Workers( const Workers & ) = delete;
+   Workers & operator=( const Workers & ) = delete;
+
+   size_t count() const noexcept { return threads_.size(); }
+   void evaluate( Batch & batch ) {
+      batch.done = false;
+      if( threads_.empty() ) {
+         batch.evaluate( job_ );
+         batch.done = true;
+         return;
+      }
+      {
+         const std::lock_guard lock( mutex_ );
+         queue_.push_back( &batch );
+      }
+      due_.notify_one();
+   }
+   void wait( const Batch & batch ) {
+      if( threads_.empty() ) return;
+      std::unique_lock lock( mutex_ );
+      done_.wait( lock, [ & ] { return batch.done; } );
+   }
+
+ private:
+   void work() {
+      std::unique_lock lock( mutex_ );
+      for( ;; ) {
+         due_.wait( lock, [ this ] { return ended_ || !queue_.empty(); } );
+         if( ended_ ) return;
+         Batch & batch = *queue_.front();
+         queue_.pop_front();
+         lock.unlock();
+         batch.evaluate( job_ );
+         lock.lock();
+         batch.done = true;
+         done_.notify_one();
+      }
+   }
+
+   const RouteJob & job_;
+   std::mutex mutex_;
+   std::condition_variable due_, done_;
+   std::deque<Batch *> queue_;
+   bool ended_ = false;
+   std::vector<std::thread> threads_;
+};
+
+/// Puts routes into batches and takes them in again, in their order.
+class Run final : public TableHandler {
+ public:
+   Run( RouteJob & job, unsigned threads, Console & console ) : job_( job ), console_( console ), workers_( job, threads ) {}
+
+   void tableIs( const std::string & name ) {
+      name_ = name;
+      broken_ = 0;
+   }
+   void handleRoute( const TableRoute & route ) override {
+      Batch & batch = filling();
+      batch.routes[ batch.count++ ] = route;
+      ++summary.routes;
+      if( batch.count == kBatch ) evaluateFilling();
+   }
+   void handleBroken( const Broken & broken ) override {
+      if( ++broken_ > kBrokenShown ) return;
+      console_.message( fmt::format( "{}: {}: {}", name_, placeOf( broken ), broken.reason ) );
+   }
+   void finishTable( const TableSummary & table ) {
+      if( broken_ > kBrokenShown ) console_.message( fmt::format( "{}: and {} more", name_, broken_ - kBrokenShown ) );
+      if( table.fault.empty() ) return;
+      console_.message( fmt::format( "{}: not read to its end: {}", name_, table.fault ) );
+      summary.whole = false;
+   }
+   void finish() {
+      if( filling_ ) evaluateFilling();
+      while( !underWay_.empty() ) takeFirst();
+   }
+
+   TableRunSummary summary;
+   double secondsElsewhere = 0;   // of this thread, not reading
+
+ private:
+   Batch & filling() {
+      if( filling_ ) return *filling_;
+      if( idle_.empty() ) {
+         idle_.push_back( std::make_unique<Batch>() );
+         idle_.back()->result = job_.makeResult();
+      }
+      filling_ = std::move( idle_.back() );
+      idle_.pop_back();
+      filling_->count = 0;
+      return *filling_;
+   }
+   void evaluateFilling() {
+      const double begun = seconds();
+      underWay_.push_back( std::move( filling_ ) );
+      workers_.evaluate( *underWay_.back() );
+      while( underWay_.size() > kBatchesAThread * workers_.count() ) takeFirst();
+      secondsElsewhere += seconds() - begun;
+      console_.progress( fmt::format( "{}: {} routes", name_, summary.routes ) );
+   }
+   void takeFirst() {
+      auto batch = std::move( underWay_.front() );
+      underWay_.pop_front();
+      workers_.wait( *batch );
+      if( batch->fault ) std::rethrow_exception( batch->fault );
+      summary.secondsPolicy += batch->seconds;
+      console_.write( batch->result->text );
+      batch->result->text.clear();
+      job_.take( *batch->result );
+      idle_.push_back( std::move( batch ) );
+   }
+
+   RouteJob & job_;
+   Console & console_;
+   std::string name_;
+   uint64_t broken_ = 0;
+   std::unique_ptr<Batch> filling_;
+   std::deque<std::unique_ptr<Batch>> underWay_;
+   std::vector<std::unique_ptr<Batch>> idle_;
+   Workers workers_;   // goes first: no batch goes while it is evaluated
+};
+
+void readOne( const std::string & table, Run & run, Console & console ) {
+   run.tableIs( table == "kernel" ? "kernel" : displayName( table ) );
+   if( table == "kernel" ) return run.finishTable( readKernelTable( run ) );
+   if( table == "-" && isatty( STDIN_FILENO ) == 1 ) console.message( "Reading routes from the terminal, up to Ctrl-D." );
+   std::optional<FileSource> source;
+   try {
+      source.emplace( table );
+   } catch( const std::system_error & e ) {
+      throw CommandError{ fmt::format( "{}: cannot open: {}", displayName( table ), e.code().message() ) };
+   }
+   run.finishTable( readTable( *source, run ) );
+}
+
+}   // namespace
+
+TableRunSummary runTables( const TableRunOptions & options, RouteJob & job, Console & console ) {
+   const double begun = seconds();
+   Run run( job, options.threads, console );
+   for( const auto & table : options.tables ) readOne( table, run, console );
+   const double readingEnded = seconds();
+   run.finish();
+   run.summary.seconds = seconds() - begun;
+   run.summary.secondsReading = readingEnded - begun - run.secondsElsewhere;
+   return run.summary;
+}
+
+}   // namespace Agent

@@ -1,0 +1,5 @@
+#include "command/CommandLine.h"
+
+int main( int argc, char ** argv ) {
+   return Agent::runCommandLine( argc, argv );
+}

@@ -1,0 +1,146 @@
+# Completion of routepolicy for bash. Names of route maps and lists come from the policies that stand on the line.
+# A policy is somebody's text: names are compared and quoted, and never expanded.
+
+# As the shell would read the word, but for what it would have to run or look up.
+_routepolicy_unquoted() {
+   local word=$1
+   [[ $word == \~/* ]] && word=$HOME/${word#*/}
+   case $word in
+      \'*) word=${word#\'} && word=${word%\'} ;;
+      \"*) word=${word#\"} && word=${word%\"} ;;
+      *) word=${word//\\/} ;;
+   esac
+   printf '%s' "$word"
+}
+
+# Those of the words behind $1 that begin with $1.
+_routepolicy_reply() {
+   local start=$1 word quoted
+   for word in "${@:2}"; do
+      [[ $word == "$start"* ]] || continue
+      printf -v quoted %q "$word"
+      COMPREPLY+=("$quoted")
+   done
+}
+
+_routepolicy_files() {
+   local file
+   compopt -o filenames 2> /dev/null
+   while IFS= read -r file; do COMPREPLY+=("$file"); done < <(compgen -f -- "$1")
+}
+
+# The names in the files behind the other arguments: PROGRAM START all|route-maps FILE...
+_routepolicy_names() {
+   local program=$1 start=$2 which=$3 file files=() names=() only=()
+   for file in "${@:4}"; do
+      file=$(_routepolicy_unquoted "$file")
+      [[ -f $file ]] && files+=("$file")
+   done
+   ((${#files[@]})) || return
+   [[ $which == route-maps ]] && only=(--route-maps)
+   mapfile -t names < <("$program" names "${only[@]}" -- "${files[@]}" 2> /dev/null < /dev/null)
+   _routepolicy_reply "$(_routepolicy_unquoted "$start")" "${names[@]}"
+}
+
+# The options of the command $1 that begin with $2.
+_routepolicy_options() {
+   local options=(--json -h --help)
+   case $1 in
+      eval) options+=(-m --route-map -i --in --threads --summary --timing) ;;
+      explain)
+         options+=(-m --route-map -i --in --next-hop --tag --metric --protocol --interface --local-preference --community --as-path)
+         ;;
+      diff) options+=(-m --route-map -i --in --threads --examples) ;;
+      watch) options+=(-m --route-map -i --in) ;;
+      check | show | used-by) ;;
+      *) return ;;
+   esac
+   _routepolicy_reply "$2" "${options[@]}"
+}
+
+_routepolicy() {
+   local program cur=${COMP_WORDS[COMP_CWORD]} prev='' command='' before=0 i word files=()
+   program=$(_routepolicy_unquoted "$1")
+   ((COMP_CWORD > 0)) && prev=${COMP_WORDS[COMP_CWORD - 1]}
+   if [[ $cur == '=' ]]; then   # --route-map=<TAB>: the shell parts words there
+      cur=''
+   elif [[ $prev == '=' ]]; then
+      prev=${COMP_WORDS[COMP_CWORD - 2]}
+   fi
+   COMPREPLY=()
+
+   # The command, and what stands for itself behind it: `files`, of which `before` stand before the cursor.
+   for ((i = 1; i < ${#COMP_WORDS[@]}; i++)); do
+      word=${COMP_WORDS[i]}
+      case $word in
+         -m | --route-map | -i | --in | --threads | --examples | --next-hop | --tag | --metric | --protocol | --interface | \
+            --local-preference | --community | --as-path)
+            [[ ${COMP_WORDS[i + 1]-} == '=' ]] && ((i++))
+            ((i++))
+            ;;
+         -?*) ;;
+         *)
+            if ((i == COMP_CWORD)); then
+               [[ -z $command ]] && break
+            elif [[ -z $command ]]; then
+               command=$word
+            else
+               files+=("$word")
+               ((i < COMP_CWORD)) && ((before++))
+            fi
+            ;;
+      esac
+   done
+
+   if [[ -z $command ]]; then
+      if [[ $cur == -* ]]; then
+         _routepolicy_reply "$cur" -h --help --version
+      else
+         _routepolicy_reply "$cur" check eval explain diff watch show used-by
+      fi
+      return
+   fi
+
+   case $prev in
+      -m | --route-map)
+         _routepolicy_names "$program" "$cur" route-maps "${files[@]}"
+         return
+         ;;
+      -i | --in)
+         _routepolicy_files "$cur"
+         _routepolicy_reply "$cur" kernel -
+         return
+         ;;
+      --protocol)
+         _routepolicy_reply "$cur" connected static kernel bgp ospf ospf6 isis rip ripng
+         return
+         ;;
+      --interface)
+         for word in /sys/class/net/*/; do
+            word=${word%/}
+            _routepolicy_reply "$cur" "${word##*/}"
+         done
+         return
+         ;;
+      --threads | --examples | --next-hop | --tag | --metric | --local-preference | --community | --as-path) return ;;
+   esac
+
+   if [[ $cur == -* ]]; then
+      _routepolicy_options "$command" "$cur"
+      return
+   fi
+   case $command in
+      check | eval | watch) _routepolicy_files "$cur" ;;
+      diff) ((before < 2)) && _routepolicy_files "$cur" ;;
+      explain) ((before < 1)) && _routepolicy_files "$cur" ;;
+      show | used-by)
+         if ((before < 1)); then
+            _routepolicy_files "$cur"
+         elif ((before == 1)); then
+            _routepolicy_names "$program" "$cur" all "${files[0]}"
+         fi
+         ;;
+   esac
+}
+
+complete -F _routepolicy routepolicy

@@ -1,0 +1,258 @@
+// What does the agent add: how long does it take to read a policy, to put it into force whole and line by line, and to read a table,
+// against what the policy costs its routes?
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "bench/Tables.h"
+#include "command/RouteEvaluator.h"
+#include "command/TableRun.h"
+#include "live/LivePolicy.h"
+#include "table/TableReader.h"
+#include "text/LineLoader.h"
+
+namespace {
+
+using namespace Bench;
+using Agent::LineLoader;
+using Agent::LivePolicy;
+using Agent::PolicyText;
+using Agent::TableRoute;
+
+std::string textOf( const Ferule::IpGenPrefix & prefix ) {
+   return std::string( prefix.toStrep().view() );
+}
+
+Prefixes prefixes( size_t count ) {
+   Random random( 50 + count );
+   return generatedTable( AddressFamily::ipv4, count, random );
+}
+
+std::string prefixListFile( size_t lines, bool numbered ) {
+   std::string file;
+   size_t number = 0;
+   for( const auto & p : prefixes( lines ) ) {
+      number += 5;
+      file += "ip prefix-list LIST " + ( numbered ? "seq " + std::to_string( number ) + ' ' : std::string() );
+      file += ( number % 3 ? "permit " : "deny " ) + textOf( p ) + '\n';
+   }
+   return file;
+}
+
+std::string routeMapFile( size_t sequences ) {
+   std::string file = "ip prefix-list LIST permit 10.0.0.0/8 le 24\n";
+   for( size_t i = 1; i <= sequences; ++i )
+      file += "route-map MAP permit " + std::to_string( 10 * i ) + "\n match tag " + std::to_string( i ) +
+         "\n match ip address prefix-list LIST\n set metric " + std::to_string( i ) + '\n';
+   return file;
+}
+
+PolicyText loaded( const std::string & file ) {
+   LineLoader loader;
+   loader.load( "file", file );
+   if( !loader.errors().empty() ) fail( loader.toString( loader.errors().front() ) );
+   return loader.text();
+}
+
+/// One file of a kind; what is measured of it counts by its lines or sequences.
+struct File {
+   const char * what;   // "prefix list, each line"
+   std::string ( *make )( size_t );
+   size_t few;
+   size_t many;
+};
+constexpr size_t kTexts = 2;   // that differ: the last says the same as the first
+const File kFiles[] = {
+   { "prefix list, each line", []( size_t n ) { return prefixListFile( n, true ); }, 5'000, 500'000 },
+   { "route map, each sequence", []( size_t n ) { return routeMapFile( n ); }, 1'000, 10'000 },
+   { "unnumbered prefix list, each line", []( size_t n ) { return prefixListFile( n, false ); }, 5'000, 500'000 },
+};
+
+Group::Way loading( Group & group, const File & file, size_t count ) {
+   const auto text = std::make_shared<std::string>( file.make( count ) );
+   return group.way( grouped( count ), count, [ text ] {
+      LineLoader loader;
+      loader.load( "file", *text );
+      return loader.errors().size();
+   } );
+}
+
+// A fresh one each time; that the old one and the copies of the text go does not count.
+Group::Way puttingIntoForce( Group & group, const File & file, size_t count ) {
+   struct State {
+      PolicyText text;
+      std::optional<PolicyText> next;
+      std::unique_ptr<LivePolicy> policy;
+      void ready() {
+         next = text;
+         policy = std::make_unique<LivePolicy>();
+      }
+   };
+   const auto state = std::make_shared<State>();
+   state->text = loaded( file.make( count ) );
+   state->ready();
+   return group.way(
+      grouped( count ), count, [ state ] { return uint64_t( state->policy->apply( std::move( *state->next ) ).edits > 0 ); },
+      [ state ] { state->ready(); } );
+}
+
+using MakeWay = Group::Way ( * )( Group &, const File &, size_t );
+void measureFiles( const std::string & question, std::span<const File> files, MakeWay way ) {
+   for( const auto & file : files ) {
+      if( !wanted( question + file.what ) ) continue;
+      Group group;
+      const auto few = way( group, file, file.few );
+      group.row( question + file.what, grouped( file.many ), way( group, file, file.many ), few );
+      group.run();
+   }
+}
+
+// The list's first line changes its action to and fro.
+void measureOneChange() {
+   if( !wanted( "put into force: one changed line" ) ) return;
+   for( const size_t count : { 5'000u, 500'000u } ) {
+      LivePolicy policy;
+      PolicyText next = loaded( prefixListFile( count, true ) );
+      policy.apply( next );
+      const auto change = [ & ] {
+         next = policy.text();
+         auto & action = next.ipv4PrefixLists.at( "LIST" ).lines.begin()->second.action;
+         action = action == Agent::MatchPermit::permit ? Agent::MatchPermit::deny : Agent::MatchPermit::permit;
+      };
+      change();
+      Group group;
+      const auto one = group.way(
+         "one line", count, [ & ] { return uint64_t( policy.apply( std::move( next ) ).edits > 0 ); }, change );
+      group.row( "put into force: one changed line, each line", grouped( count ), one, puttingIntoForce( group, kFiles[ 0 ], count ) );
+      group.run();
+   }
+}
+
+/// Nothing but counting.
+class Counting final : public Agent::TableHandler {
+ public:
+   void handleRoute( const TableRoute & ) override { ++routes; }
+   void handleBroken( const Agent::Broken & broken ) override { fail( std::string( broken.reason ) ); }
+   uint64_t routes = 0;
+};
+class Keeping final : public Agent::TableHandler {
+ public:
+   void handleRoute( const TableRoute & route ) override { routes.push_back( route ); }
+   void handleBroken( const Agent::Broken & broken ) override { fail( std::string( broken.reason ) ); }
+   std::vector<TableRoute> routes;
+};
+
+/// What a provider asks of every route: no bogons, customers as they may announce, the others from afar.
+std::string edgePolicy( const Prefixes & table ) {
+   std::string file = "ip prefix-list BOGONS permit 10.0.0.0/8 le 32\nip prefix-list BOGONS permit 127.0.0.0/8 le 32\n"
+                      "ip prefix-list LONG permit 0.0.0.0/0 ge 25\n";
+   for( size_t i = 0; i < table.size(); i += 50 ) file += "ip prefix-list CUSTOMERS permit " + textOf( table[ i ] ) + '\n';
+   return file +
+      "route-map IN deny 10\n match ip address prefix-list LONG\nroute-map IN deny 20\n match ip address prefix-list BOGONS\n"
+      "route-map IN permit 30\n match ip address prefix-list CUSTOMERS\n set distance 20\nroute-map IN permit 40\n set metric 100\n";
+}
+
+/// A table in a file, for as long as this lives.
+class TableFile {
+ public:
+   explicit TableFile( const std::string & text ) {
+      const int to = mkstemp( name_.data() );
+      if( to < 0 || ::write( to, text.data(), text.size() ) != ssize_t( text.size() ) ) fail( name_ + ": cannot write" );
+      ::close( to );
+   }
+   ~TableFile() { ::unlink( name_.c_str() ); }
+   TableFile( const TableFile & ) = delete;
+   TableFile & operator=( const TableFile & ) = delete;
+   const std::string & name() const noexcept { return name_; }
+
+ private:
+   std::string name_ = "/tmp/agent-bench-XXXXXX";
+};
+
+/// As `eval --summary` asks.
+class SummaryJob final : public Agent::RouteJob {
+ public:
+   explicit SummaryJob( const Agent::RouteEvaluator & evaluator ) : evaluator_( evaluator ) {}
+   std::unique_ptr<Agent::BatchResult> makeResult() override { return std::make_unique<Batch>(); }
+   void evaluate( const TableRoute & route, Agent::BatchResult & result ) const override {
+      auto & batch = static_cast<Batch &>( result );
+      evaluator_.evaluate( route, batch.answer );
+      batch.permitted += batch.answer.permitted;
+   }
+   void take( Agent::BatchResult & result ) override { permitted += std::exchange( static_cast<Batch &>( result ).permitted, 0 ); }
+   uint64_t permitted = 0;
+
+ private:
+   struct Batch final : Agent::BatchResult {
+      Agent::RouteAnswer answer;
+      uint64_t permitted = 0;
+   };
+   const Agent::RouteEvaluator & evaluator_;
+};
+
+void measureTable() {
+   constexpr size_t kRoutes = 500'000;
+   if( !wanted( "a plain table" ) ) return;
+   const Prefixes table = prefixes( kRoutes );
+   std::string text;
+   for( const auto & p : table ) text += textOf( p ) + '\n';
+   LivePolicy policy;
+   policy.apply( loaded( edgePolicy( table ) ) );
+   const Agent::RouteEvaluator evaluator( policy.routeMap( "IN" ) );
+
+   const auto read = [ & ]( auto & handler ) {
+      Agent::MemorySource source( text );
+      readTable( source, handler );
+   };
+   Keeping kept;
+   read( kept );
+   Group group;
+   const auto evaluating = group.way( "evaluation", kRoutes, [ & ] {
+      Agent::RouteAnswer answer;
+      uint64_t asked = 0;
+      for( const auto & route : kept.routes ) {
+         evaluator.evaluate( route, answer );
+         benchmark::DoNotOptimize( answer.permitted );
+         ++asked;
+      }
+      return asked;
+   } );
+   group.row( "a plain table, evaluation, each route", grouped( table.size() ), evaluating, group.way( "reading it", kRoutes, [ & ] {
+      Counting counting;
+      read( counting );
+      return counting.routes;
+   } ) );
+   group.run();
+
+   const TableFile file( text );
+   double share = 100;
+   for( int turn = 0; turn < 5; ++turn ) {
+      Agent::Console console;
+      SummaryJob job( evaluator );
+      const auto run = runTables( { { file.name() }, 1 }, job, console );
+      if( !run.whole || run.routes != kRoutes || job.permitted == 0 || job.permitted == kRoutes ) fail( "the table gives wrong counts" );
+      share = std::min( share, 100 * run.secondsPolicy / ( run.secondsReading + run.secondsPolicy ) );
+   }
+   printRow( "a plain table, policy's share of a summary", grouped( table.size() ), "%", share, "reading and policy", 100 );
+}
+
+void measureAll() {
+   measureFiles( "load: ", kFiles, loading );
+   measureFiles( "put into force: ", std::span( kFiles ).first( kTexts ), puttingIntoForce );
+   measureOneChange();
+   measureTable();
+}
+
+}   // namespace
+
+int main( int argc, char ** argv ) {
+   return Bench::benchMain( argc, argv, measureAll );
+}

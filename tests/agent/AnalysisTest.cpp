@@ -1,0 +1,245 @@
+#include "command/Analysis.h"
+
+#include <gmock/gmock.h>
+#include <rapidcheck.h>
+#include <rapidcheck/gtest.h>
+
+#include <set>
+
+#include "tests/agent/CommandFixture.h"
+
+namespace Agent {
+namespace {
+
+using Findings = std::vector<std::string>;
+
+Findings findingsIn( const std::string & policy ) {
+   const auto text = textOf( policy );
+   const References references( text );
+   Findings findings;
+   for( const auto & f : findingsOf( text, references ) )
+      findings.push_back( placeText( text, f.place ) + ": " + std::string( nameOf( f.kind ) ) + ": " + f.text );
+   return findings;
+}
+
+struct Row {
+   const char * name;
+   std::string policy;
+   Findings findings;
+};
+void expectFindings( const std::vector<Row> & rows ) {
+   for( const auto & row : rows ) EXPECT_EQ( findingsIn( row.policy ), row.findings ) << row.name;
+}
+
+TEST( Analysis, ofWhatIsReferredTo ) {
+   expectFindings( {
+      { "nothing", "", {} },
+      { "all there", "ip prefix-list P permit any\nroute-map A permit 10\n match ip address prefix-list P\n", {} },
+      { "undefined list",
+        "route-map A permit 10\n match ip address prefix-list P\n",
+        { "p:2:31: undefined: A 10 matches ip address prefix-list P: there is no ip prefix-list P" } },
+      { "undefined route map", "route-map A permit 10\n call B\n", { "p:2:7: undefined: A 10 calls B: there is no route-map B" } },
+      { "another kind of the name does not count",
+        "access-list P permit any\nroute-map A permit 10\n match ip address prefix-list P\n",
+        { "p:1:1: unused: no route map uses access-list P",
+          "p:3:31: undefined: A 10 matches ip address prefix-list P: there is no ip prefix-list P" } },
+      { "a prefix list of IPv6 as one of IPv4; that it is not used is the same fault",
+        "ipv6 prefix-list P permit any\nroute-map A permit 10\n match ip address prefix-list P\n",
+        { "p:3:31: wrong-family: A 10 matches ip address prefix-list P: there is no ip prefix-list P, but an IPv6 one" } },
+      { "a prefix list of IPv4 as one of IPv6",
+        "ip prefix-list P permit any\nroute-map A permit 10\n match ipv6 address prefix-list P\n",
+        { "p:3:33: wrong-family: A 10 matches ipv6 address prefix-list P: there is no ipv6 prefix-list P, but an IPv4 one" } },
+      { "an access list of IPv6 as one of IPv4",
+        "ipv6 access-list P permit any\nroute-map A permit 10\n match ip address P\n",
+        { "p:3:19: wrong-family: A 10 matches ip address P: there is no access-list P, but an IPv6 one" } },
+      { "an access list of IPv4 as one of IPv6, of next hops",
+        "access-list P permit any\nroute-map A permit 10\n match ipv6 next-hop P\n",
+        { "p:3:22: wrong-family: A 10 matches ipv6 next-hop P: there is no ipv6 access-list P, but an IPv4 one" } },
+      { "of both families, one of them not used",
+        "ip prefix-list P permit any\nipv6 prefix-list P permit any\nroute-map A permit 10\n match ip address prefix-list P\n",
+        { "p:2:1: unused: no route map uses ipv6 prefix-list P" } },
+   } );
+}
+
+TEST( Analysis, unusedListsAreFindingsAndRootsAreNot ) {
+   expectFindings( {
+      { "every kind of list",
+        "ip prefix-list P permit any\nipv6 prefix-list P permit any\naccess-list P permit any\nipv6 access-list P permit any\ntag-set P 1\n"
+        "bgp community-list standard P permit 1:1\nbgp as-path access-list P permit .\n",
+        { "p:1:1: unused: no route map uses ip prefix-list P", "p:2:1: unused: no route map uses ipv6 prefix-list P",
+          "p:3:1: unused: no route map uses access-list P", "p:4:1: unused: no route map uses ipv6 access-list P",
+          "p:5:1: unused: no route map uses tag-set P", "p:6:1: unused: no route map uses bgp community-list P",
+          "p:7:1: unused: no route map uses bgp as-path access-list P" } },
+      { "a route map that nobody calls", "route-map A permit 10\n", {} },
+   } );
+   const auto text = textOf( "route-map A permit 10\n call B\nroute-map B permit 10\n" );
+   const References references( text );
+   EXPECT_TRUE( isRoot( references, "A" ) );
+   EXPECT_FALSE( isRoot( references, "B" ) );
+}
+
+TEST( Analysis, cyclesAreToldOnceAndWithWhatTheyKeepOutOfForce ) {
+   expectFindings( {
+      { "two",
+        "route-map A permit 10\n call B\nroute-map B permit 20\n call A\nroute-map Z permit 1\n call B\n",
+        { "p:2:7: cycle: A 10 calls B, B 20 calls A; not in force: A, B, Z" } },
+      { "several sequences",
+        "route-map A permit 10\n call B\nroute-map A permit 15\n call B\nroute-map A permit 20\n call B\nroute-map B permit 20\n call A\n",
+        { "p:2:7: cycle: A 10, 15 and 20 call B, B 20 calls A; not in force: A, B" } },
+      { "itself", "route-map A permit 10\n call A\n", { "p:2:7: cycle: A 10 calls A; not in force: A" } },
+   } );
+   std::string long_;
+   for( int i = 100; i < 150; ++i )
+      long_ += "route-map R" + std::to_string( i ) + " permit 1\n call R" + std::to_string( i < 149 ? i + 1 : 100 ) + "\n";
+   const auto findings = findingsIn( long_ );
+   ASSERT_EQ( findings.size(), 1u );
+   EXPECT_THAT( findings[ 0 ], testing::HasSubstr( "R119 1 calls R120 and 30 more; not in force: R100, R101" ) );
+   EXPECT_THAT( findings[ 0 ], testing::EndsWith( "R118, R119 and 30 more" ) );
+}
+
+TEST( Analysis, sequencesThatNoRouteComesTo ) {
+   const std::string list = "tag-set T 1\n";
+   expectFindings( {
+      { "behind a permit without match",
+        "route-map A permit 10\nroute-map A permit 20\n",
+        { "p:2:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map" } },
+      { "behind a deny without match, and each one behind it",
+        "route-map A deny 10\nroute-map A permit 20\n match tag 1\nroute-map A permit 30\n",
+        { "p:2:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map",
+          "p:4:1: unreachable: A 30: no route comes to it, as 10 takes them all and ends the route map" } },
+      { "a match may fail", "route-map A permit 10\n match tag 1\nroute-map A permit 20\n", {} },
+      { "a call may deny", "route-map B deny 10\nroute-map A permit 10\n call B\nroute-map A permit 20\n", {} },
+      { "set does not matter",
+        "route-map A permit 10\n set metric 5\nroute-map A permit 20\n",
+        { "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map" } },
+      { "continue goes to the next", "route-map A permit 10\n continue\nroute-map A permit 20\n", {} },
+      { "continue jumps",
+        "route-map A permit 10\n continue 30\nroute-map A permit 20\nroute-map A permit 30\n",
+        { "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and continues to 30" } },
+      { "an earlier continue jumps over the end",
+        "route-map A permit 10\n match tag 1\n continue 30\nroute-map A permit 20\nroute-map A permit 30\n",
+        {} },
+      { "but not if its sequence is never reached",
+        "route-map A permit 5\nroute-map A permit 10\n match tag 1\n continue 30\nroute-map A permit 20\nroute-map A permit 30\n",
+        { "p:2:1: unreachable: A 10: no route comes to it, as 5 takes them all and ends the route map",
+          "p:5:1: unreachable: A 20: no route comes to it, as 5 takes them all and ends the route map",
+          "p:6:1: unreachable: A 30: no route comes to it, as 5 takes them all and ends the route map" } },
+      { "a deny ends whatever it continues to",
+        "route-map A deny 10\n continue 20\nroute-map A permit 20\n",
+        { "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map" } },
+      { "continue to what there is not ends",
+        "route-map A permit 10\n continue 25\nroute-map A permit 20\nroute-map A permit 30\n",
+        { "p:2:11: missing-target: A 10 continues to 25, which there is not: the route map ends there",
+          "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map",
+          "p:4:1: unreachable: A 30: no route comes to it, as 10 takes them all and ends the route map" } },
+      { "a bare continue in the last sequence", "route-map A permit 10\n continue\n", {} },
+      { "a contradiction never continues",
+        list + "route-map A permit 10\n match tag 2\n match tag-set T\n continue 30\nroute-map A permit 20\nroute-map A permit 30\n",
+        { "p:4:16: contradiction: A 10 matches tag 2 and tag-set T: the tag is not in the set",
+          "p:7:1: unreachable: A 30: no route comes to it, as 20 takes them all and ends the route map" } },
+   } );
+}
+
+TEST( Analysis, clausesThatCannotHoldTogether ) {
+   const std::string lists = "ip prefix-list P permit any\nipv6 prefix-list P permit any\naccess-list L permit any\n"
+                             "ipv6 access-list L permit any\ntag-set T 1 2\nroute-map U deny 1\n match ip address prefix-list P\n"
+                             " match ip next-hop L\nroute-map U deny 2\n match ipv6 address prefix-list P\n match ipv6 next-hop L\n"
+                             "route-map U deny 3\n match tag-set T\nroute-map U deny 4\n match ip address L\n"
+                             "route-map U deny 5\n match ipv6 address L\nroute-map X permit 10\n";
+   const auto contradiction = []( const char * place, const std::string & text ) {
+      return Findings{ std::string( "p:" ) + place + ": contradiction: X 10 matches " + text };
+   };
+   expectFindings( {
+      { "prefix lists of both families", lists + " match ip address prefix-list P\n match ipv6 address prefix-list P\n",
+        contradiction( "20:33", "ip address prefix-list P and ipv6 address prefix-list P: no route is of both families" ) },
+      { "an access list and a prefix list", lists + " match ip address L\n match ipv6 address prefix-list P\n",
+        contradiction( "20:33", "ip address L and ipv6 address prefix-list P: no route is of both families" ) },
+      { "access lists", lists + " match ip address L\n match ipv6 address L\n",
+        contradiction( "20:21", "ip address L and ipv6 address L: no route is of both families" ) },
+      { "next hops", lists + " match ip next-hop 192.0.2.1\n match ipv6 next-hop L\n",
+        contradiction( "20:22", "ip next-hop 192.0.2.1 and ipv6 next-hop L: no next hop is of both families" ) },
+      { "lists of next hops", lists + " match ip next-hop prefix-list P\n match ipv6 next-hop prefix-list P\n",
+        contradiction( "20:34", "ip next-hop prefix-list P and ipv6 next-hop prefix-list P: no next hop is of both families" ) },
+      { "a tag that is not in the set", lists + " match tag 3\n match tag-set T\n",
+        contradiction( "20:16", "tag 3 and tag-set T: the tag is not in the set" ) },
+      { "a tag that is", lists + " match tag 2\n match tag-set T\n", {} },
+      { "an inverted list holds for the other family",
+        lists + " match ip address prefix-list P invert\n match ipv6 address prefix-list P\n",
+        {} },
+      { "an IPv4 route over an IPv6 next hop", lists + " match ip address prefix-list P\n match ipv6 next-hop L\n", {} },
+      { "two of one family", lists + " match ip address prefix-list P\n match ip address L\n", {} },
+   } );
+}
+
+TEST( Analysis, shadowedLinesOfBothFamilies ) {
+   expectFindings( {
+      { "lines",
+        "ip prefix-list P permit any\nip prefix-list P deny 10.0.0.0/8\nipv6 prefix-list P seq 7 permit 2001:db8::/32\n"
+        "ipv6 prefix-list P seq 9 permit 2001:db8::/32 le 32\nroute-map A permit 10\n match ip address prefix-list P\n"
+        "route-map A permit 20\n match ipv6 address prefix-list P\n",
+        { "p:2:1: shadowed: ip prefix-list P seq 10 never decides: seq 5 takes all that it speaks of",
+          "p:4:1: shadowed: ipv6 prefix-list P seq 9 never decides: seq 7 takes all that it speaks of" } },
+   } );
+}
+
+TEST( Analysis, findingsOfSeveralFilesComeInTheOrderOfTheFiles ) {
+   LineLoader loader;
+   loader.load( "b", "route-map Z permit 10\n call NOT-THERE\n" );
+   loader.load( "a", "tag-set UNUSED 1\n" );
+   const References references( loader.text() );
+   std::vector<std::string> places;
+   for( const auto & f : findingsOf( loader.text(), references ) ) places.push_back( placeText( loader.text(), f.place ) );
+   EXPECT_THAT( places, testing::ElementsAre( "b:2:7", "a:1:1" ) );
+}
+
+// ---- against every way that routes could take
+
+struct SmallSequence {
+   bool permit;
+   bool conditional;
+   std::optional<uint32_t> continueTo;
+};
+using SmallMap = std::map<uint32_t, SmallSequence>;
+
+// The sequences that a route comes to whom the conditional ones match or not, as the bits of `matches` say.
+void walk( const SmallMap & map, unsigned matches, std::set<uint32_t> & visited ) {
+   for( auto at = map.begin(); at != map.end(); ) {
+      visited.insert( at->first );
+      const auto & [ number, sequence ] = *at;
+      if( sequence.conditional && !( matches >> number & 1 ) ) {
+         ++at;
+         continue;
+      }
+      if( !sequence.permit || !sequence.continueTo ) return;
+      at = *sequence.continueTo == 0 ? std::next( at ) : map.find( *sequence.continueTo );
+   }
+}
+
+RC_GTEST_PROP( Analysis, unreachableIsWhatNoRouteVisits, () ) {
+   SmallMap map;
+   std::string policy;
+   for( uint32_t number = 1; number <= 8; ++number ) {
+      if( *rc::gen::inRange( 0, 4 ) == 0 ) continue;
+      SmallSequence sequence{ *rc::gen::inRange( 0, 4 ) != 0, *rc::gen::inRange( 0, 3 ) != 0, {} };
+      if( *rc::gen::arbitrary<bool>() ) sequence.continueTo = *rc::gen::element( 0u, number + 1, number + 2, number + 4 );
+      policy += "route-map A " + std::string( sequence.permit ? "permit " : "deny " ) + std::to_string( number ) + "\n";
+      if( sequence.conditional ) policy += " match tag 1\n";
+      if( sequence.continueTo ) policy += " continue" + ( *sequence.continueTo ? " " + std::to_string( *sequence.continueTo ) : "" ) + "\n";
+      map.emplace( number, sequence );
+   }
+   std::set<uint32_t> visited, expected, found;
+   for( unsigned matches = 0; matches < 1u << 9; ++matches ) walk( map, matches, visited );
+   for( const auto & [ number, sequence ] : map )
+      if( !visited.contains( number ) ) expected.insert( number );
+
+   const auto text = textOf( policy );
+   const References references( text );
+   for( const auto & f : findingsOf( text, references ) )
+      if( f.kind == Finding::Kind::unreachable )
+         for( const auto & [ number, sequence ] : text.routeMaps.at( "A" ).sequences )
+            if( sequence.place.line == f.place.line ) found.insert( number );
+   RC_ASSERT( found == expected );
+}
+
+}   // namespace
+}   // namespace Agent

@@ -1,0 +1,104 @@
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/agent/CommandFixture.h"
+
+namespace Agent {
+namespace {
+
+CommandOutput checked( std::string_view policy, bool json = false ) {
+   return outputOf( policy, [ & ]( const std::string & file, Console & console ) { return check( { { file }, json }, console ); } );
+}
+
+constexpr char kGood[] = "hostname edge\n"
+                         "ip prefix-list CUST permit 10.0.0.0/8 le 24\n"
+                         "ip prefix-list CUST permit 192.0.2.0/24\n"
+                         "route-map CUSTOMERS permit 10\n"
+                         " match ip address prefix-list CUST\n"
+                         "route-map EDGE-IN permit 10\n"
+                         " call CUSTOMERS\n"
+                         "route-map EDGE-IN deny 20\n";
+constexpr char kCyclic[] = "route-map A permit 10\n call B\nroute-map B permit 20\n call A\nroute-map C permit 1\n match tag 5\n";
+
+TEST( Check, reportsWhatThereIsAndEndsWithZeroWhenNothingIsWrong ) {
+   const auto output = checked( kGood );
+   EXPECT_EQ( output.status, kExitOk );
+   EXPECT_EQ( output.messages, "" );
+   EXPECT_EQ( output.out,
+              "8 lines read, 1 stanza of no policy passed over\n"
+              "   1 ip prefix-list, 2 lines\n"
+              "   2 route-map, 3 sequences\n"
+              "route-map CUSTOMERS: 1 sequence; reads matchPrefixDependent\n"
+              "route-map EDGE-IN: 2 sequences, 10 to 20; a root; reads matchPrefixDependent\n"
+              "nothing found\n" );
+}
+
+TEST( Check, findingsComeWithTheirPlacesAndEndWithOne ) {
+   const auto output = checked( kCyclic );
+   EXPECT_EQ( output.status, kExitFindings );
+   EXPECT_EQ( output.out,
+              "6 lines read, 0 stanzas of no policy passed over\n"
+              "   3 route-map, 3 sequences\n"
+              "route-map A: 1 sequence; not in force\n"
+              "route-map B: 1 sequence; not in force\n"
+              "route-map C: 1 sequence; a root\n"
+              "FILE:2:7: cycle: A 10 calls B, B 20 calls A; not in force: A, B\n"
+              "1 finding\n" );
+}
+
+TEST( Check, jsonHasAllOfIt ) {
+   const auto good = checked( kGood, true );
+   EXPECT_EQ( good.status, kExitOk );
+   EXPECT_EQ( nlohmann::json::parse( good.out ), nlohmann::json::parse( R"( {
+      "files": [ "FILE" ], "lines": 8, "passedOverStanzas": 1,
+      "counts": [ { "kind": "ip prefix-list", "count": 1, "parts": 2 }, { "kind": "route-map", "count": 2, "parts": 3 } ],
+      "routeMaps": [
+         { "name": "CUSTOMERS", "sequences": [ 10 ], "root": false, "inForce": true, "features": "matchPrefixDependent" },
+         { "name": "EDGE-IN", "sequences": [ 10, 20 ], "root": true, "inForce": true, "features": "matchPrefixDependent" } ],
+      "findings": [] } )" ) );
+
+   const auto cyclic = checked( kCyclic, true );
+   EXPECT_EQ( cyclic.status, kExitFindings );
+   const auto json = nlohmann::json::parse( cyclic.out );
+   EXPECT_EQ( json[ "findings" ], nlohmann::json::parse( R"( [ { "file": "FILE", "line": 2, "column": 7, "kind": "cycle",
+      "text": "A 10 calls B, B 20 calls A; not in force: A, B" } ] )" ) );
+   EXPECT_EQ( json[ "routeMaps" ][ 0 ],
+              nlohmann::json::parse( R"( { "name": "A", "sequences": [ 10 ], "root": false, "inForce": false } )" ) );
+}
+
+TEST( Check, errorsInTheTextAreMessagesAndNothingElseIsSaid ) {
+   const char policy[] = "route-map A permit x\nroute-map A permit 10\n match tag 4294967296\n";
+   const auto output = checked( policy );
+   EXPECT_EQ( output.status, kExitError );
+   EXPECT_EQ( output.out, "" );
+   EXPECT_THAT( output.messages, testing::HasSubstr( "FILE:1:20: " ) );
+   EXPECT_THAT( output.messages, testing::HasSubstr( "FILE:3:12: " ) );
+
+   const auto withJson = checked( policy, true );
+   EXPECT_EQ( withJson.status, kExitError );
+   EXPECT_EQ( withJson.messages, output.messages );
+   const auto errors = nlohmann::json::parse( withJson.out ).at( "errors" );
+   ASSERT_EQ( errors.size(), 2u );
+   EXPECT_EQ( errors[ 1 ][ "file" ], "FILE" );
+   EXPECT_EQ( errors[ 1 ][ "line" ], 3 );
+   EXPECT_EQ( errors[ 1 ][ "column" ], 12 );
+   EXPECT_THAT( output.messages, testing::HasSubstr( "FILE:3:12: " + errors[ 1 ][ "reason" ].get<std::string>() + "\n" ) );
+}
+
+TEST( Check, anyBytesInNamesLeaveTheOutputPrintable ) {
+   const char policy[] = "route-map A\xff\xc3 permit 10\n match tag-set \x80\xe2\x82\n";
+   EXPECT_THAT( checked( policy ).out, testing::HasSubstr( "undefined: A\\xff\\xc3 10 matches tag-set \\x80\\xe2\\x82: " ) );
+   const auto json = nlohmann::json::parse( checked( policy, true ).out );
+   EXPECT_EQ( json[ "routeMaps" ][ 0 ][ "name" ], "A\xef\xbf\xbd\xef\xbf\xbd" );
+}
+
+TEST( Check, aFileThatIsNotThereIsAnError ) {
+   const auto output = outputOf( "", []( const std::string & file, Console & console ) {
+      return check( { { file + ".not" }, false }, console );
+   } );
+   EXPECT_EQ( output.error, "FILE.not: cannot open: No such file or directory" );
+}
+
+}   // namespace
+}   // namespace Agent

@@ -1,0 +1,993 @@
+// The program as an operator meets it: arguments, files and streams in; output, messages and an exit status out.
+#include "tests/agent/Program.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/agent/TableFixture.h"
+
+namespace Agent {
+namespace {
+
+using nlohmann::json;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using Arguments = std::vector<std::string>;
+
+constexpr char kEdge[] = "agent/share/edge.conf";
+constexpr char kTable[] = "agent/share/sample-table.txt";
+
+std::string contentOfFile( const std::string & name ) {
+   std::ifstream file( name, std::ios::binary );
+   EXPECT_TRUE( file ) << name << ": the working directory is to be the repository's root";
+   std::ostringstream content;
+   content << file.rdbuf();
+   return content.str();
+}
+
+std::string replaced( std::string text, std::string_view what, std::string_view by ) {
+   for( size_t at = 0; ( at = text.find( what, at ) ) != std::string::npos; at += by.size() ) text.replace( at, what.size(), by );
+   return text;
+}
+
+std::vector<std::string> linesOf( const std::string & text ) {
+   std::vector<std::string> lines;
+   std::istringstream from( text );
+   for( std::string line; std::getline( from, line ); ) lines.push_back( line );
+   return lines;
+}
+
+/// A folder for as long as this lives. What a test writes as "DIR/NAME" is a file in it, in arguments and in what comes of them.
+class Folder {
+ public:
+   Folder() {
+      std::string pattern = testing::TempDir() + "routepolicyXXXXXX";
+      if( mkdtemp( pattern.data() ) == nullptr ) throw std::system_error( errno, std::generic_category(), pattern );
+      path_ = pattern;
+   }
+   ~Folder() { std::filesystem::remove_all( path_ ); }
+   Folder( const Folder & ) = delete;
+   Folder & operator=( const Folder & ) = delete;
+
+   std::string operator()( const std::string & name ) const { return path_ + '/' + name; }
+   void write( const std::string & name, std::string_view content ) const {
+      std::ofstream( ( *this )( name ), std::ios::binary ) << content;
+   }
+
+   ProgramCall call( ProgramCall call ) const {
+      for( auto & argument : call.arguments ) argument = replaced( argument, "DIR/", path_ + '/' );
+      return call;
+   }
+   ProgramOutput run( ProgramCall of ) const {
+      ProgramOutput output = runProgram( call( std::move( of ) ) );
+      for( std::string * text : { &output.out, &output.err } ) *text = replaced( *text, path_ + '/', "DIR/" );
+      return output;
+   }
+   ProgramOutput run( Arguments arguments, std::string input = {} ) const {
+      return run( ProgramCall{ std::move( arguments ), std::move( input ) } );
+   }
+
+ private:
+   std::string path_;
+};
+
+/// Routes that meet all sequences of the policy, the same in each run.
+std::string generatedTable( uint32_t routes ) {
+   std::string table;
+   uint32_t random = 1;
+   const auto next = [ & ]( uint32_t below ) { return ( random = random * 1664525 + 1013904223 ) % 65537 % below; };
+   constexpr const char * kStarts[] = { "198.18.", "198.19.", "10.0.", "203.0.", "172.16." };
+   for( uint32_t i = 0; i < routes; ++i ) {
+      if( next( 4 ) == 0 ) {
+         const uint32_t first = 1000 + next( 9000 );
+         table += "2001:db8:" + std::to_string( first ) + "::/" + std::to_string( 48 + next( 4 ) );
+      } else {
+         table += std::string( kStarts[ next( 5 ) ] ) + std::to_string( next( 256 ) ) + "." + std::to_string( next( 256 ) ) + "/32";
+         if( next( 3 ) ) table.replace( table.rfind( '.' ), std::string::npos, ".0/24" );
+      }
+      table += ' ' + std::to_string( next( 5 ) ? 64500 + next( 3 ) : 23456 ) + " next-hop 192.0.2." + std::to_string( next( 256 ) ) +
+         " metric " + std::to_string( next( 30 ) ) + '\n';
+   }
+   return table;
+}
+
+// ---- what the commands print
+
+struct WholeRow {
+   const char * name;
+   Arguments arguments;
+   int status;
+   const char * out;
+};
+
+const WholeRow kWhole[] = {
+   { "check",
+     { "check", kEdge },
+     0,
+     "69 lines read, 0 stanzas of no policy passed over\n"
+     "   3 ip prefix-list, 14 lines\n"
+     "   3 ipv6 prefix-list, 7 lines\n"
+     "   1 tag-set, 3 tags\n"
+     "   4 route-map, 12 sequences\n"
+     "route-map BOGONS: 2 sequences, 10 to 20; reads matchPrefixDependent\n"
+     "route-map CUSTOMERS: 2 sequences, 10 to 20; reads matchPrefixDependent\n"
+     "route-map EDGE-IN: 6 sequences, 10 to 60; a root; reads matchPrefixDependent\n"
+     "route-map TOO-LONG: 2 sequences, 10 to 20; reads matchPrefixDependent\n"
+     "nothing found\n" },
+   { "check as JSON",
+     { "check", kEdge, "--json" },
+     0,
+     R"({"files":["agent/share/edge.conf"],"lines":69,"passedOverStanzas":0,"counts":[)"
+     R"({"kind":"ip prefix-list","count":3,"parts":14},{"kind":"ipv6 prefix-list","count":3,"parts":7},)"
+     R"({"kind":"tag-set","count":1,"parts":3},{"kind":"route-map","count":4,"parts":12}],"routeMaps":[)"
+     R"({"name":"BOGONS","sequences":[10,20],"root":false,"inForce":true,"features":"matchPrefixDependent"},)"
+     R"({"name":"CUSTOMERS","sequences":[10,20],"root":false,"inForce":true,"features":"matchPrefixDependent"},)"
+     R"({"name":"EDGE-IN","sequences":[10,20,30,40,50,60],"root":true,"inForce":true,"features":"matchPrefixDependent"},)"
+     R"({"name":"TOO-LONG","sequences":[10,20],"root":false,"inForce":true,"features":"matchPrefixDependent"}],"findings":[]})"
+     "\n" },
+   { "eval, counts only",
+     { "eval", kEdge, "--route-map", "EDGE-IN", "--in", kTable, "--summary" },
+     0,
+     "275 routes, 222 permitted, 53 denied\n"
+     "\n"
+     "route map    sequence  action        routes\n"
+     "EDGE-IN            10  deny               9\n"
+     "EDGE-IN            20  deny              19\n"
+     "EDGE-IN            30  permit           130\n"
+     "EDGE-IN            40  permit            92\n"
+     "EDGE-IN            50  deny              25\n"
+     "EDGE-IN            60  permit            28\n"
+     "TOO-LONG           10  permit             0\n"
+     "TOO-LONG           20  permit             0\n"
+     "CUSTOMERS          10  permit            84\n"
+     "CUSTOMERS          20  permit            46\n"
+     "BOGONS             10  permit             0\n"
+     "BOGONS             20  permit             0\n"
+     "                 none  deny               0\n" },
+   { "eval, counts only, as JSON",
+     { "eval", kEdge, "-m", "EDGE-IN", "-i", kTable, "--summary", "--json" },
+     0,
+     R"({"routes":275,"permitted":222,"denied":53,"noSequence":0,"sequences":[)"
+     R"({"routeMap":"EDGE-IN","sequence":10,"action":"deny","routes":9},)"
+     R"({"routeMap":"EDGE-IN","sequence":20,"action":"deny","routes":19},)"
+     R"({"routeMap":"EDGE-IN","sequence":30,"action":"permit","routes":130},)"
+     R"({"routeMap":"EDGE-IN","sequence":40,"action":"permit","routes":92},)"
+     R"({"routeMap":"EDGE-IN","sequence":50,"action":"deny","routes":25},)"
+     R"({"routeMap":"EDGE-IN","sequence":60,"action":"permit","routes":28},)"
+     R"({"routeMap":"TOO-LONG","sequence":10,"action":"permit","routes":0},)"
+     R"({"routeMap":"TOO-LONG","sequence":20,"action":"permit","routes":0},)"
+     R"({"routeMap":"CUSTOMERS","sequence":10,"action":"permit","routes":84},)"
+     R"({"routeMap":"CUSTOMERS","sequence":20,"action":"permit","routes":46},)"
+     R"({"routeMap":"BOGONS","sequence":10,"action":"permit","routes":0},)"
+     R"({"routeMap":"BOGONS","sequence":20,"action":"permit","routes":0}]})"
+     "\n" },
+   { "diff of the same", { "diff", kEdge, kEdge, "-m", "EDGE-IN", "-i", kTable }, 0, "0 of 275 routes change\n" },
+   { "diff of the same, as JSON",
+     { "diff", kEdge, kEdge, "-m", "EDGE-IN", "-i", kTable, "--json" },
+     0,
+     "{\"routes\":275,\"changed\":0,\"groups\":[]}\n" },
+   { "show a route map",
+     { "show", kEdge, "CUSTOMERS" },
+     0,
+     "route-map CUSTOMERS permit 10\n"
+     " match ip address prefix-list CUSTOMERS-V4\n"
+     " set distance 20\n"
+     "route-map CUSTOMERS permit 20\n"
+     " match ipv6 address prefix-list CUSTOMERS-V6\n"
+     " set distance 20\n"
+     "! compiled, reads matchPrefixDependent, undefined references none, used by EDGE-IN 30\n"
+     "! 10 permit\n"
+     "!    matches PrefixListMatcher prefix-list CUSTOMERS-V4\n"
+     "!    sets DistanceSetter distance 20\n"
+     "! 20 permit\n"
+     "!    matches PrefixListMatcher prefix-list CUSTOMERS-V6\n"
+     "!    sets DistanceSetter distance 20\n" },
+   { "show a list",
+     { "show", kEdge, "CUSTOMERS-V4" },
+     0,
+     "ip prefix-list CUSTOMERS-V4 description what customers may announce\n"
+     "ip prefix-list CUSTOMERS-V4 seq 5 deny 198.18.255.0/24 le 32\n"
+     "ip prefix-list CUSTOMERS-V4 seq 10 permit 198.18.0.0/16 ge 20 le 24\n"
+     "ip prefix-list CUSTOMERS-V4 seq 15 permit 203.0.113.0/24\n"
+     "! IPv4, 3 lines, used by CUSTOMERS 10\n" },
+   { "show as JSON",
+     { "show", kEdge, "RESERVED-AS", "--json" },
+     0,
+     R"({"things":[{"kind":"tag-set","name":"RESERVED-AS","tags":3,"usedBy":[{"routeMap":"EDGE-IN","sequence":10}],)"
+     R"("text":["tag-set RESERVED-AS 23456 65535 4294967295"]}]})"
+     "\n" },
+   { "used-by",
+     { "used-by", kEdge, "CUSTOMERS-V4" },
+     0,
+     "ip prefix-list CUSTOMERS-V4\n"
+     "   CUSTOMERS 10 matches ip address prefix-list CUSTOMERS-V4\n"
+     "      EDGE-IN 30 calls CUSTOMERS\n" },
+   { "used-by as JSON",
+     { "used-by", kEdge, "CUSTOMERS-V4", "--json" },
+     0,
+     R"({"name":"CUSTOMERS-V4","things":[{"kind":"ip prefix-list","name":"CUSTOMERS-V4","defined":true,"references":[)"
+     R"({"routeMap":"CUSTOMERS","sequence":10,"clause":"matches ip address prefix-list CUSTOMERS-V4","to":"CUSTOMERS-V4",)"
+     R"("depth":1,"file":"agent/share/edge.conf","line":38,"column":31},)"
+     R"({"routeMap":"EDGE-IN","sequence":30,"clause":"calls CUSTOMERS","to":"CUSTOMERS","depth":2,)"
+     R"("file":"agent/share/edge.conf","line":57,"column":7}],"reachedBy":["CUSTOMERS","EDGE-IN"]}]})"
+     "\n" },
+};
+
+TEST( Program, commandsPrintTheirDataAndNothingElse ) {
+   for( const auto & row : kWhole ) {
+      const auto output = runProgram( row.arguments );
+      EXPECT_EQ( output.status, row.status ) << row.name;
+      EXPECT_EQ( output.out, row.out ) << row.name;
+      EXPECT_EQ( output.err, "" ) << row.name;
+   }
+}
+
+TEST( Program, showsEverythingOneBehindTheOther ) {
+   std::string all;
+   for( const char * name : { "BOGONS-V4", "CUSTOMERS-V4", "LONG-V4", "BOGONS-V6", "CUSTOMERS-V6", "LONG-V6", "RESERVED-AS", "BOGONS",
+                              "CUSTOMERS", "EDGE-IN", "TOO-LONG" } )
+      all += ( all.empty() ? "" : "\n" ) + runProgram( { "show", kEdge, name } ).out;
+   const auto output = runProgram( { "show", kEdge } );
+   EXPECT_EQ( output.status, 0 );
+   EXPECT_EQ( output.out, all );
+   EXPECT_EQ( json::parse( runProgram( { "show", kEdge, "--json" } ).out )[ "things" ].size(), 11u );
+}
+
+/// What eval says of the sample table, by the table's own headings: "# permit 30 60: ..." holds for the routes below it.
+struct Expected {
+   std::string text;
+   std::string json;
+   size_t routes = 0;
+};
+
+struct SampleRoute {
+   std::string prefix;
+   std::string nextHop;
+   std::string metric;
+};
+SampleRoute sampleRoute( const std::string & line ) {
+   std::vector<std::string> fields;
+   std::istringstream from( line );
+   for( std::string field; std::getline( from, field, '|' ); ) fields.push_back( field );
+   return { fields.at( 5 ), fields.at( 8 ), fields.at( 10 ) };
+}
+
+void expectLine( Expected & expected, const SampleRoute & route, const std::string & verdict ) {
+   const bool permitted = verdict.starts_with( "permit" ), customer = verdict.starts_with( "permit 30" );
+   const std::string sequences = verdict.substr( verdict.find( ' ' ) + 1 );
+   const std::string metric = verdict == "permit 30 60" ? "10" : customer ? "100" : route.metric;
+   const std::string distance = customer ? "20" : "180", word = permitted ? "permit" : "deny";
+   const std::string clause = route.prefix.find( ':' ) == std::string::npos ? "10" : "20";
+
+   std::string text = ( permitted ? "permit  " : "deny    " ) + route.prefix + " via " + route.nextHop;
+   std::string changes;
+   if( permitted ) {
+      text += "  distance " + distance;
+      changes = ",\"changes\":{\"distance\":{\"to\":" + distance + '}';
+      if( metric != route.metric ) {
+         text += ", metric " + route.metric + " -> " + metric;
+         changes += ",\"metric\":{\"from\":" + route.metric + ",\"to\":" + metric + '}';
+      }
+      changes += '}';
+   }
+   expected.text +=
+      text + "  by " + ( customer ? "CUSTOMERS " + clause + ", " : "" ) + "EDGE-IN " + replaced( sequences, " ", ", " ) + '\n';
+
+   std::string all = customer ? "{\"routeMap\":\"CUSTOMERS\",\"sequence\":" + clause + "}," : "";
+   std::istringstream numbers( sequences );
+   for( std::string number; numbers >> number; ) all += "{\"routeMap\":\"EDGE-IN\",\"sequence\":" + number + "},";
+   all.pop_back();
+   expected.json += "{\"prefix\":\"" + route.prefix + "\",\"nextHop\":\"" + route.nextHop + "\",\"verdict\":\"" + word + '"' + changes +
+      ",\"sequences\":[" + all + "]}\n";
+   ++expected.routes;
+}
+
+Expected expectedOfSample() {
+   Expected expected;
+   std::string verdict;
+   for( const auto & line : linesOf( contentOfFile( kTable ) ) ) {
+      if( line.starts_with( "# permit " ) || line.starts_with( "# deny " ) ) verdict = line.substr( 2, line.find( ':' ) - 2 );
+      if( line.starts_with( "TABLE_DUMP2" ) ) expectLine( expected, sampleRoute( line ), verdict );
+   }
+   return expected;
+}
+
+TEST( Program, evalSaysOfEachRouteWhatTheTablesHeadingsSay ) {
+   const Expected expected = expectedOfSample();
+   ASSERT_EQ( expected.routes, 275u );
+   const auto text = runProgram( { "eval", kEdge, "-m", "EDGE-IN", "-i", kTable } );
+   EXPECT_EQ( text.status, 0 );
+   EXPECT_EQ( text.out, expected.text );
+   EXPECT_EQ( text.err, "" );
+   const auto asJson = runProgram( { "eval", kEdge, "-m", "EDGE-IN", "-i", kTable, "--json" } );
+   EXPECT_EQ( asJson.status, 0 );
+   EXPECT_EQ( asJson.out, expected.json );
+   EXPECT_EQ( asJson.err, "" );
+}
+
+TEST( Program, evalInLiterals ) {
+   const struct {
+      const char * name;
+      const char * line;
+      const char * text;
+      const char * json;
+   } rows[] = {
+      { "a customer's", "198.18.1.0/24 64501 next-hop 192.0.2.17",
+        "permit  198.18.1.0/24 via 192.0.2.17  distance 20, metric 100  by CUSTOMERS 10, EDGE-IN 30\n",
+        R"({"prefix":"198.18.1.0/24","nextHop":"192.0.2.17","verdict":"permit","changes":{"distance":{"to":20},"metric":{"to":100}},)"
+        R"("sequences":[{"routeMap":"CUSTOMERS","sequence":10},{"routeMap":"EDGE-IN","sequence":30}]})"
+        "\n" },
+      { "of IPv6, with a metric, without a next hop", "2001:db8:100::/48 64500 metric 5",
+        "permit  2001:db8:100::/48  distance 20, metric 5 -> 10  by CUSTOMERS 20, EDGE-IN 30, 60\n",
+        R"({"prefix":"2001:db8:100::/48","verdict":"permit","changes":{"distance":{"to":20},"metric":{"from":5,"to":10}},)"
+        R"("sequences":[{"routeMap":"CUSTOMERS","sequence":20},{"routeMap":"EDGE-IN","sequence":30},{"routeMap":"EDGE-IN","sequence":60}]})"
+        "\n" },
+      { "anybody's", "198.51.100.0/24", "permit  198.51.100.0/24  distance 180  by EDGE-IN 40\n",
+        R"({"prefix":"198.51.100.0/24","verdict":"permit","changes":{"distance":{"to":180}},)"
+        R"("sequences":[{"routeMap":"EDGE-IN","sequence":40}]})"
+        "\n" },
+      { "denied", "198.51.100.0/24 23456", "deny    198.51.100.0/24  by EDGE-IN 10\n",
+        R"({"prefix":"198.51.100.0/24","verdict":"deny","sequences":[{"routeMap":"EDGE-IN","sequence":10}]})"
+        "\n" },
+   };
+   for( const auto & row : rows ) {
+      EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "EDGE-IN" }, row.line ).out, row.text ) << row.name;
+      EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "EDGE-IN", "--json" }, row.line ).out, row.json ) << row.name;
+   }
+   EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "CUSTOMERS" }, "198.51.100.0/24" ).out, "deny    198.51.100.0/24  by no sequence\n" );
+   EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "CUSTOMERS", "--json" }, "198.51.100.0/24" ).out,
+              "{\"prefix\":\"198.51.100.0/24\",\"verdict\":\"deny\",\"sequences\":[]}\n" );
+   EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "EDGE-IN" } ).out, "" );
+}
+
+// ---- explain and diff
+
+TEST( Program, explainGivesTheVerdictAndTheSequences ) {
+   const auto text = runProgram( { "explain", kEdge, "-m", "EDGE-IN", "198.18.1.0/24", "--tag", "64500", "--metric", "7" } );
+   EXPECT_EQ( text.status, 0 );
+   EXPECT_THAT( text.out, StartsWith( "198.18.1.0/24, metric 7, tag 64500: permitted" ) );
+   for( const char * part : { "distance 20", "metric 7 -> 10", "EDGE-IN", "CUSTOMERS", "TOO-LONG" } )
+      EXPECT_THAT( text.out, HasSubstr( part ) );
+   EXPECT_EQ( text.err, "" );
+
+   const auto asJson = runProgram( { "explain", kEdge, "-m", "EDGE-IN", "198.18.1.0/24", "--tag", "64500", "--metric", "7", "--json" } );
+   const auto document = json::parse( asJson.out );
+   EXPECT_EQ( document[ "prefix" ], "198.18.1.0/24" );
+   EXPECT_EQ( document[ "verdict" ], "permit" );
+   EXPECT_EQ( document[ "tag" ], 64500 );
+   EXPECT_EQ( document[ "changes" ], json::parse( R"({"distance":{"to":20},"metric":{"from":7,"to":10}})" ) );
+   EXPECT_EQ( document[ "routemap" ][ "rmname" ], "EDGE-IN" );
+   EXPECT_EQ( document[ "routemap" ][ "seqs" ][ "30" ][ "continue" ], 60 );
+
+   const auto denied = runProgram( { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8" } );
+   EXPECT_EQ( denied.status, 0 ) << "an answer, whatever it is";
+   EXPECT_THAT( denied.out, StartsWith( "10.0.0.0/8: denied" ) );
+}
+
+TEST( Program, explainTakesTheRoutesOfAPrefixOutOfATable ) {
+   const std::string table = "198.18.1.0/24 64500\n198.19.0.0/24\n198.18.1.0/24 23456\n";
+   const auto text = runProgram( { "explain", kEdge, "-m", "EDGE-IN", "198.18.1.0/24", "-i", "-" }, table );
+   EXPECT_EQ( text.status, 0 );
+   EXPECT_THAT( text.out, HasSubstr( "198.18.1.0/24, tag 64500: permitted" ) );
+   EXPECT_THAT( text.out, HasSubstr( "198.18.1.0/24, tag 23456: denied" ) );
+   EXPECT_THAT( text.out, Not( HasSubstr( "198.19" ) ) );
+   const auto asJson = linesOf( runProgram( { "explain", kEdge, "-m", "EDGE-IN", "198.18.1.0/24", "-i", "-", "--json" }, table ).out );
+   ASSERT_EQ( asJson.size(), 2u );
+   EXPECT_EQ( json::parse( asJson[ 1 ] )[ "verdict" ], "deny" );
+}
+
+TEST( Program, diffGroupsWhatChanges ) {
+   const Folder folder;
+   folder.write( "new.conf", replaced( contentOfFile( kEdge ), "set distance 180", "set distance 190" ) );
+   const auto text = folder.run( { "diff", kEdge, "DIR/new.conf", "-m", "EDGE-IN", "-i", kTable, "--examples", "1" } );
+   EXPECT_EQ( text.status, 1 );
+   EXPECT_EQ( text.out,
+              "92 of 275 routes change\n"
+              "\n"
+              "92: permit by EDGE-IN 40 -> permit by EDGE-IN 40\n"
+              "   198.19.0.0/24  distance 180 -> 190\n"
+              "   and 91 more\n" );
+   EXPECT_EQ( text.err, "" );
+   const auto asJson = folder.run( { "diff", kEdge, "DIR/new.conf", "-m", "EDGE-IN", "-i", kTable, "--examples", "1", "--json" } );
+   EXPECT_EQ( asJson.status, 1 );
+   EXPECT_EQ( asJson.out,
+              R"({"routes":275,"changed":92,"groups":[{"routes":92,)"
+              R"("before":{"verdict":"permit","sequences":[{"routeMap":"EDGE-IN","sequence":40}]},)"
+              R"("after":{"verdict":"permit","sequences":[{"routeMap":"EDGE-IN","sequence":40}]},)"
+              R"("examples":[{"prefix":"198.19.0.0/24","before":{"verdict":"permit","changes":{"distance":{"to":180}}},)"
+              R"("after":{"verdict":"permit","changes":{"distance":{"to":190}}}}]}]})"
+              "\n" );
+
+   folder.write( "less.conf", replaced( contentOfFile( kEdge ), "198.18.0.0/16 ge 20", "198.18.0.0/16 ge 24" ) );
+   const auto less =
+      folder.run( { "diff", kEdge, "DIR/less.conf", "-m", "CUSTOMERS", "--examples", "0" }, "198.18.0.0/20\n198.18.0.0/24\n" );
+   EXPECT_EQ( less.status, 1 );
+   EXPECT_EQ( less.out, "1 of 2 routes change\n\n1: permit by CUSTOMERS 10 -> deny by no sequence\n" );
+}
+
+// ---- what is wrong
+
+constexpr char kWrong[] = "ip prefix-list A permit 10.0.0.0/8 le 7\n"
+                          "route-map A\n"
+                          "route-map B permit 10\n"
+                          " match ip address prefix-list\n"
+                          " bogus\n";
+constexpr char kWrongMessages[] = "DIR/wrong.conf:1:39: \"le 7\" is below 8, the length of the prefix\n"
+                                  "DIR/wrong.conf:2:12: expected \"permit\" or \"deny\", found the end of the line\n"
+                                  "DIR/wrong.conf:4:30: expected the name of a prefix list, found the end of the line\n"
+                                  "DIR/wrong.conf:5:2: expected a clause of a route map, found \"bogus\"\n";
+constexpr char kNothingApplied[] = "routepolicy: 4 errors, nothing was applied\n";
+
+struct WrongRow {
+   const char * name;
+   Arguments arguments;
+   std::string messages;
+};
+
+const WrongRow kWrongCalls[] = {
+   { "no command", {}, "routepolicy: A subcommand is required; routepolicy --help tells more\n" },
+   { "a command that there is not", { "bogus" }, "routepolicy: there is no command bogus; routepolicy --help tells which there are\n" },
+   { "an option that there is not",
+     { "check", kEdge, "--bogus" },
+     "routepolicy: The following argument was not expected: --bogus; routepolicy check --help tells more\n" },
+   { "no policy", { "check" }, "routepolicy: FILE is required; routepolicy check --help tells more\n" },
+   { "no route map for eval",
+     { "eval", kEdge, "-i", kTable },
+     "routepolicy: --route-map is required; routepolicy eval --help tells more\n" },
+   { "no route map for explain",
+     { "explain", kEdge, "10.0.0.0/8" },
+     "routepolicy: --route-map is required; routepolicy explain --help tells more\n" },
+   { "no route map for diff", { "diff", kEdge, kEdge }, "routepolicy: --route-map is required; routepolicy diff --help tells more\n" },
+   { "no prefix", { "explain", kEdge, "-m", "EDGE-IN" }, "routepolicy: PREFIX is required; routepolicy explain --help tells more\n" },
+   { "no new policy", { "diff", kEdge }, "routepolicy: NEW is required; routepolicy diff --help tells more\n" },
+   { "no name for used-by", { "used-by", kEdge }, "routepolicy: NAME is required; routepolicy used-by --help tells more\n" },
+   { "no threads",
+     { "eval", kEdge, "-m", "EDGE-IN", "--threads", "0" },
+     "routepolicy: --threads: Value 0 not in range 1 to 256; routepolicy eval --help tells more\n" },
+   { "too many threads",
+     { "eval", kEdge, "-m", "EDGE-IN", "--threads", "257" },
+     "routepolicy: --threads: Value 257 not in range 1 to 256; routepolicy eval --help tells more\n" },
+   { "threads by a word",
+     { "eval", kEdge, "-m", "EDGE-IN", "--threads", "many" },
+     "routepolicy: --threads: Value many not in range 1 to 256; routepolicy eval --help tells more\n" },
+
+   { "a policy that is not there", { "check", "DIR/none.conf" }, "routepolicy: DIR/none.conf: cannot open: No such file or directory\n" },
+   { "one of several that is not there",
+     { "check", kEdge, "DIR/none.conf" },
+     "routepolicy: DIR/none.conf: cannot open: No such file or directory\n" },
+   { "a new policy that is not there",
+     { "diff", kEdge, "DIR/none.conf", "-m", "EDGE-IN", "-i", kTable },
+     "routepolicy: DIR/none.conf: cannot open: No such file or directory\n" },
+   { "a policy that is a folder", { "check", "DIR/folder" }, "routepolicy: DIR/folder: cannot read: Is a directory\n" },
+   { "a table that is not there",
+     { "eval", kEdge, "-m", "EDGE-IN", "-i", "DIR/none.txt" },
+     "routepolicy: DIR/none.txt: cannot open: No such file or directory\n" },
+   { "a table that is a folder",
+     { "eval", kEdge, "-m", "EDGE-IN", "-i", "DIR/folder" },
+     "DIR/folder: not read to its end: cannot read: Is a directory\n" },
+
+   { "a route map that is not there",
+     { "eval", kEdge, "-m", "EDGE-OUT", "-i", kTable },
+     "routepolicy: there is no route map EDGE-OUT; there are BOGONS, CUSTOMERS, EDGE-IN, TOO-LONG\n" },
+   { "the same for explain",
+     { "explain", kEdge, "-m", "EDGE-OUT", "10.0.0.0/8" },
+     "routepolicy: there is no route map EDGE-OUT; there are BOGONS, CUSTOMERS, EDGE-IN, TOO-LONG\n" },
+   { "no route map at all",
+     { "diff", kEdge, "DIR/empty.conf", "-m", "EDGE-IN", "-i", kTable },
+     "routepolicy: there is no route map EDGE-IN, nor any other\n" },
+   { "a name that is not there",
+     { "show", kEdge, "CUSTOMRES" },
+     "routepolicy: there is nothing called CUSTOMRES; did you mean CUSTOMERS?\n" },
+   { "a name that nobody knows", { "used-by", kEdge, "XYZZY" }, "routepolicy: there is nothing called XYZZY\n" },
+
+   { "no prefix but a word", { "explain", kEdge, "-m", "EDGE-IN", "rubbish" }, "routepolicy: address \"rubbish\": not an address\n" },
+   { "a length above the family's", { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/33" }, "routepolicy: prefix length \"33\": above 32\n" },
+   { "bits behind the length",
+     { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.1/8" },
+     "routepolicy: 10.0.0.1/8: bits are set behind the prefix length; 10.0.0.0/8 would be a prefix\n" },
+   { "a prefix that is not in the table",
+     { "explain", kEdge, "-m", "EDGE-IN", "9.0.0.0/8", "-i", kTable },
+     "routepolicy: 9.0.0.0/8 is not in the table\n" },
+
+   { "errors in the policy, for check", { "check", "DIR/wrong.conf" }, kWrongMessages },
+   { "for eval", { "eval", "DIR/wrong.conf", "-m", "A", "-i", kTable }, std::string( kWrongMessages ) + kNothingApplied },
+   { "for explain", { "explain", "DIR/wrong.conf", "-m", "A", "10.0.0.0/8" }, std::string( kWrongMessages ) + kNothingApplied },
+   { "for diff", { "diff", kEdge, "DIR/wrong.conf", "-m", "EDGE-IN" }, std::string( kWrongMessages ) + kNothingApplied },
+   { "for show", { "show", "DIR/wrong.conf" }, std::string( kWrongMessages ) + kNothingApplied },
+   { "for used-by", { "used-by", "DIR/wrong.conf", "A" }, kWrongMessages },
+   { "for watch", { "watch", "DIR/wrong.conf" }, std::string( kWrongMessages ) + "routepolicy: the policy is wrong from the start\n" },
+
+   { "watch of standard input", { "watch", "-" }, "routepolicy: watch follows files: standard input cannot change\n" },
+   { "watch of a table that no route map is asked about",
+     { "watch", kEdge, "-i", kTable },
+     "routepolicy: --in needs --route-map: which one is asked?\n" },
+};
+
+TEST( Program, whatIsWrongIsToldAndEndsWithTwo ) {
+   const Folder folder;
+   folder.write( "wrong.conf", kWrong );
+   folder.write( "empty.conf", "" );
+   std::filesystem::create_directory( folder( "folder" ) );
+   for( const auto & row : kWrongCalls ) {
+      const auto output = folder.run( row.arguments );
+      EXPECT_EQ( output.status, 2 ) << row.name;
+      EXPECT_EQ( output.out, "" ) << row.name;
+      EXPECT_EQ( output.err, row.messages ) << row.name;
+   }
+}
+
+TEST( Program, anOperandThatIsWrongIsNamed ) {
+   const struct {
+      Arguments arguments;
+      const char * named;
+   } rows[] = {
+      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--tag", "4294967296" }, "--tag" },
+      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--metric", "-1" }, "--metric" },
+      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--next-hop", "x" }, "--next-hop" },
+      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--community", "x" }, "--community" },
+      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--protocol", "x" }, "--protocol" },
+      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--local-preference", "x" }, "--local-preference" },
+      { { "diff", kEdge, kEdge, "-m", "EDGE-IN", "--examples", "x" }, "--examples" },
+      { { "diff", kEdge, kEdge, "-m", "EDGE-IN", "--examples", "-1" }, "--examples" },
+   };
+   for( const auto & row : rows ) {
+      const auto output = runProgram( row.arguments );
+      EXPECT_EQ( output.status, 2 ) << row.named << ' ' << row.arguments.back();
+      EXPECT_EQ( output.out, "" ) << row.named << ' ' << row.arguments.back();
+      EXPECT_THAT( output.err, HasSubstr( row.named ) ) << row.arguments.back();
+      EXPECT_EQ( linesOf( output.err ).size(), 1u ) << output.err;
+   }
+}
+
+TEST( Program, checkTellsErrorsAsJsonToo ) {
+   const Folder folder;
+   folder.write( "wrong.conf", kWrong );
+   const auto output = folder.run( { "check", "DIR/wrong.conf", "--json" } );
+   EXPECT_EQ( output.status, 2 );
+   EXPECT_EQ( output.err, kWrongMessages );
+   EXPECT_EQ( json::parse( output.out ), json::parse( R"( { "errors": [
+      { "file": "DIR/wrong.conf", "line": 1, "column": 39, "reason": "\"le 7\" is below 8, the length of the prefix" },
+      { "file": "DIR/wrong.conf", "line": 2, "column": 12, "reason": "expected \"permit\" or \"deny\", found the end of the line" },
+      { "file": "DIR/wrong.conf", "line": 4, "column": 30, "reason": "expected the name of a prefix list, found the end of the line" },
+      { "file": "DIR/wrong.conf", "line": 5, "column": 2, "reason": "expected a clause of a route map, found \"bogus\"" } ] } )" ) );
+}
+
+TEST( Program, checkEndsWithOneForFindings ) {
+   const Folder folder;
+   folder.write( "a.conf", "ip prefix-list UNUSED permit 10.0.0.0/8\nroute-map A permit 10\n match tag-set GONE\n" );
+   const auto text = folder.run( { "check", "DIR/a.conf" } );
+   EXPECT_EQ( text.status, 1 );
+   EXPECT_THAT( text.out, HasSubstr( "DIR/a.conf:1:1: unused: no route map uses ip prefix-list UNUSED\n" ) );
+   EXPECT_THAT( text.out, HasSubstr( "DIR/a.conf:3:16: undefined: A 10 matches tag-set GONE: there is no tag-set GONE\n" ) );
+   EXPECT_THAT( text.out, EndsWith( "2 findings\n" ) );
+   EXPECT_EQ( text.err, "" );
+   const auto asJson = folder.run( { "check", "DIR/a.conf", "--json" } );
+   EXPECT_EQ( asJson.status, 1 );
+   EXPECT_EQ( json::parse( asJson.out )[ "findings" ].size(), 2u );
+}
+
+// ---- tables
+
+TEST( Program, brokenLinesAreToldAndPassedOver ) {
+   const Folder folder;
+   folder.write( "broken.txt", "10.0.0.0/8\nrubbish\n10.0.0.0/33\nTABLE_DUMP2|1|B|x\n198.51.100.0/24\n" );
+   const auto output = folder.run( { "eval", kEdge, "-m", "EDGE-IN", "-i", "DIR/broken.txt" } );
+   EXPECT_EQ( output.status, 0 );
+   EXPECT_EQ( output.out, "deny    10.0.0.0/8  by EDGE-IN 50\npermit  198.51.100.0/24  distance 180  by EDGE-IN 40\n" );
+   EXPECT_EQ( output.err,
+              "DIR/broken.txt: line 2: address \"rubbish\": not an address\n"
+              "DIR/broken.txt: line 3: prefix length \"33\": above 32\n"
+              "DIR/broken.txt: line 4: cut short: 3 of 14 fields\n" );
+
+   std::string many;
+   for( int i = 0; i < 1000; ++i ) many += "rubbish\n";
+   const auto cut = runProgram( { "eval", kEdge, "-m", "EDGE-IN" }, many );
+   EXPECT_EQ( linesOf( cut.err ).size(), 11u );
+   EXPECT_THAT( cut.err, EndsWith( "standard input: and 990 more\n" ) );
+}
+
+TEST( Program, damagedTablesGiveWhatIsBeforeTheDamageAndEndWithTwo ) {
+   const Folder folder;
+   const std::string whole = expectedOfSample().text;
+   for( const auto how : { Compression::gzip, Compression::bzip2, Compression::xz } ) {
+      const std::string bytes = compressed( contentOfFile( kTable ), how );
+      std::string damaged = bytes;
+      damaged[ bytes.size() / 2 ] = static_cast<char>( ~damaged[ bytes.size() / 2 ] );
+      damaged[ bytes.size() / 2 + 1 ] = static_cast<char>( ~damaged[ bytes.size() / 2 + 1 ] );
+      for( const std::string & table : { bytes.substr( 0, bytes.size() / 2 ), damaged } ) {
+         folder.write( "table", table );
+         const auto output = folder.run( { "eval", kEdge, "-m", "EDGE-IN", "-i", "DIR/table" } );
+         EXPECT_EQ( output.status, 2 ) << stringValue( how );
+         EXPECT_THAT( output.err, HasSubstr( "DIR/table: not read to its end: " ) ) << stringValue( how );
+         EXPECT_LT( output.out.size(), whole.size() );
+      }
+   }
+}
+
+TEST( Program, compressedTablesGiveThePlainOnesOutput ) {
+   const Folder folder;
+   const std::string whole = expectedOfSample().text;
+   for( const auto how : kCompressions ) {
+      const std::string bytes = compressed( contentOfFile( kTable ), how );
+      folder.write( "table", bytes );
+      const auto file = folder.run( { "eval", kEdge, "-m", "EDGE-IN", "-i", "DIR/table" } );
+      EXPECT_EQ( file.status, 0 ) << stringValue( how );
+      EXPECT_EQ( file.out, whole ) << stringValue( how );
+      EXPECT_EQ( file.err, "" ) << stringValue( how );
+      EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "EDGE-IN" }, bytes ).out, whole ) << stringValue( how ) << ", standard input";
+   }
+}
+
+TEST( Program, standardInputStandsInPlaceOfATableOrAPolicy ) {
+   const std::string whole = expectedOfSample().text, edge = contentOfFile( kEdge ), table = contentOfFile( kTable );
+   EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "EDGE-IN" }, table ).out, whole );
+   EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "EDGE-IN", "-i", "-" }, table ).out, whole );
+   EXPECT_EQ( runProgram( { "eval", "-", "-m", "EDGE-IN", "-i", kTable }, edge ).out, whole );
+   EXPECT_EQ( runProgram( { "diff", "-", kEdge, "-m", "EDGE-IN", "-i", kTable }, edge ).out, "0 of 275 routes change\n" );
+   EXPECT_EQ( runProgram( { "diff", kEdge, "-", "-m", "EDGE-IN", "-i", kTable }, edge ).out, "0 of 275 routes change\n" );
+   EXPECT_EQ( runProgram( { "diff", kEdge, kEdge, "-m", "EDGE-IN" }, table ).out, "0 of 275 routes change\n" );
+   EXPECT_EQ( runProgram( { "show", "-", "CUSTOMERS" }, edge ).out, runProgram( { "show", kEdge, "CUSTOMERS" } ).out );
+   EXPECT_EQ( runProgram( { "used-by", "-", "CUSTOMERS" }, edge ).out, runProgram( { "used-by", kEdge, "CUSTOMERS" } ).out );
+   EXPECT_EQ( runProgram( { "explain", "-", "-m", "EDGE-IN", "10.0.0.0/8" }, edge ).out,
+              runProgram( { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8" } ).out );
+
+   const auto wrong = runProgram( { "check", "-" }, "\nroute-map\n" );
+   EXPECT_EQ( wrong.status, 2 );
+   EXPECT_THAT( wrong.err, StartsWith( "standard input:2:10: " ) );
+   EXPECT_EQ( linesOf( wrong.err ).size(), 1u );
+}
+
+TEST( Program, standardInputIsNotTwoThingsAtOnce ) {
+   const std::string edge = contentOfFile( kEdge );
+   for( const Arguments & arguments : { Arguments{ "eval", "-", "-m", "EDGE-IN" }, Arguments{ "eval", "-", "-m", "EDGE-IN", "-i", "-" },
+                                        Arguments{ "diff", "-", "-", "-m", "EDGE-IN", "-i", kTable }, Arguments{ "check", "-", "-" },
+                                        Arguments{ "explain", "-", "-m", "EDGE-IN", "10.0.0.0/8", "-i", "-" } } ) {
+      const auto output = runProgram( arguments, edge );
+      EXPECT_EQ( output.status, 2 ) << arguments[ 0 ];
+      EXPECT_THAT( output.err, HasSubstr( "standard input" ) ) << arguments[ 0 ];
+   }
+}
+
+TEST( Program, severalFilesAreOne ) {
+   const Folder folder;
+   const std::string edge = contentOfFile( kEdge );
+   const size_t middle = edge.find( "route-map TOO-LONG" );
+   folder.write( "lists.conf", edge.substr( 0, middle ) );
+   folder.write( "maps.conf", edge.substr( middle ) );
+   folder.write( "wrong.conf", kWrong );
+   const std::string whole = expectedOfSample().text;
+   EXPECT_EQ( folder.run( { "eval", "DIR/lists.conf", "DIR/maps.conf", "-m", "EDGE-IN", "-i", kTable } ).out, whole );
+   EXPECT_EQ( folder.run( { "eval", "DIR/maps.conf", "DIR/lists.conf", "-m", "EDGE-IN", "-i", kTable } ).out, whole );
+   EXPECT_EQ( folder.run( { "eval", "-m", "EDGE-IN", "-i", kTable, "DIR/lists.conf", "DIR/maps.conf" } ).out, whole );
+   EXPECT_EQ( folder.run( { "eval", kEdge, "-m", "EDGE-IN", "-i", kTable, "-i", kTable } ).out, whole + whole );
+
+   const auto wrong = folder.run( { "check", "DIR/maps.conf", "DIR/wrong.conf", "-" }, "route-map\n" );
+   EXPECT_EQ( wrong.status, 2 );
+   EXPECT_THAT( wrong.err, StartsWith( kWrongMessages ) );
+   EXPECT_THAT( wrong.err, HasSubstr( "standard input:1:10: " ) );
+}
+
+size_t routesOf( const char * command ) {
+   FILE * const ip = popen( command, "r" );
+   std::string text;
+   for( int c; ip && ( c = std::fgetc( ip ) ) != EOF; ) text += static_cast<char>( c );
+   if( !ip || pclose( ip ) != 0 ) return std::string::npos;
+   return text.empty() ? 0 : json::parse( text ).size();
+}
+
+TEST( Program, theKernelsTableIsWhatTheSystemsToolTells ) {
+   const size_t ipv4 = routesOf( "ip -j route 2>/dev/null" ), ipv6 = routesOf( "ip -j -6 route 2>/dev/null" );
+   if( ipv4 == std::string::npos || ipv6 == std::string::npos ) GTEST_SKIP() << "there is no ip tool here that prints JSON";
+   const auto output = runProgram( { "eval", kEdge, "-m", "EDGE-IN", "--in", "kernel" } );
+   EXPECT_EQ( output.status, 0 );
+   EXPECT_EQ( output.err, "" );
+   EXPECT_EQ( linesOf( output.out ).size(), ipv4 + ipv6 );
+}
+
+// ---- streams
+
+TEST( Program, threadsChangeNothingOfTheOutput ) {
+   const Folder folder;
+   folder.write( "table", generatedTable( 50000 ) );
+   for( const Arguments & form : { Arguments{}, Arguments{ "--json" }, Arguments{ "--summary" }, Arguments{ "--summary", "--json" } } ) {
+      Arguments arguments{ "eval", kEdge, "-m", "EDGE-IN", "-i", "DIR/table" };
+      arguments.insert( arguments.end(), form.begin(), form.end() );
+      const auto one = folder.run( arguments );
+      EXPECT_EQ( one.status, 0 );
+      if( form.empty() ) { EXPECT_EQ( std::count( one.out.begin(), one.out.end(), '\n' ), 50000 ); }
+      for( const char * threads : { "1", "2", "4" } ) {
+         auto more = arguments;
+         more.insert( more.end(), { "--threads", threads } );
+         const auto output = folder.run( more );
+         EXPECT_EQ( output.status, 0 );
+         EXPECT_EQ( output.err, "" );
+         EXPECT_TRUE( output.out == one.out ) << threads << " threads" << ( form.empty() ? "" : ", " + form.front() );
+      }
+      auto differing = arguments;   // that the comparison can fail
+      differing[ 3 ] = "CUSTOMERS";
+      EXPECT_FALSE( folder.run( differing ).out == one.out );
+   }
+}
+
+TEST( Program, aReaderThatGoesAwayIsNoMatter ) {
+   const Folder folder;
+   folder.write( "table", generatedTable( 50000 ) );
+   for( const bool ignoreSigpipe : { false, true } )
+      for( const char * threads : { "1", "4" } ) {
+         ProgramCall call{ { "eval", kEdge, "-m", "EDGE-IN", "-i", "DIR/table", "--threads", threads } };
+         call.ignoreSigpipe = ignoreSigpipe;
+         Program program( folder.call( call ) );
+         program.waitForOut( "\n" );
+         program.closeOut();
+         const auto output = program.finish();
+         EXPECT_EQ( output.status, 0 );
+         EXPECT_EQ( output.err, "" );
+      }
+   for( const Arguments & arguments :
+        { Arguments{ "check", kEdge }, Arguments{ "show", kEdge }, Arguments{ "used-by", kEdge, "CUSTOMERS" },
+          Arguments{ "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8" }, Arguments{ "eval", kEdge, "-m", "EDGE-IN", "-i", kTable },
+          Arguments{ "diff", kEdge, kEdge, "-m", "EDGE-IN", "-i", kTable }, Arguments{ "watch", kEdge }, Arguments{ "--help" } } ) {
+      const auto output = runProgram( ProgramCall{ .arguments = arguments, .out = Stream::unreadPipe() } );
+      EXPECT_EQ( output.status, 0 ) << arguments[ 0 ];
+      EXPECT_EQ( output.err, "" ) << arguments[ 0 ];
+   }
+}
+
+TEST( Program, aFullDeviceIsAnError ) {
+   for( const Arguments & arguments :
+        { Arguments{ "check", kEdge }, Arguments{ "show", kEdge }, Arguments{ "used-by", kEdge, "CUSTOMERS" },
+          Arguments{ "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8" }, Arguments{ "eval", kEdge, "-m", "EDGE-IN", "-i", kTable },
+          Arguments{ "eval", kEdge, "-m", "EDGE-IN", "-i", kTable, "--summary" },
+          Arguments{ "diff", kEdge, kEdge, "-m", "EDGE-IN", "-i", kTable }, Arguments{ "watch", kEdge }, Arguments{ "--help" },
+          Arguments{ "check", "--help" }, Arguments{ "--version" } } ) {
+      const auto output = runProgram( ProgramCall{ .arguments = arguments, .out = Stream::to( "/dev/full" ) } );
+      EXPECT_EQ( output.status, 2 ) << arguments[ 0 ];
+      EXPECT_EQ( output.err, "routepolicy: standard output: No space left on device\n" ) << arguments[ 0 ];
+   }
+   const auto output = runProgram( ProgramCall{ .arguments = { "check", kEdge }, .err = Stream::to( "/dev/full" ) } );
+   EXPECT_EQ( output.status, 0 ) << "messages are not the data";
+}
+
+TEST( Program, coloursAreForTerminalsOnly ) {
+   const std::string escape = "\033[";
+   const Arguments arguments{ "eval", kEdge, "-m", "EDGE-IN", "-i", kTable, "--summary" };
+   const auto outOf = [ & ]( Stream out, std::vector<std::pair<std::string, std::string>> environment ) {
+      return runProgram( ProgramCall{ .arguments = arguments, .environment = std::move( environment ), .out = out } ).out;
+   };
+   EXPECT_THAT( outOf( Stream::terminal(), { { "TERM", "xterm" }, { "NO_COLOR", "" } } ), HasSubstr( escape ) );
+   EXPECT_THAT( outOf( Stream::terminal(), { { "TERM", "xterm" }, { "NO_COLOR", "1" } } ), Not( HasSubstr( "\033" ) ) );
+   EXPECT_THAT( outOf( Stream::terminal(), { { "TERM", "dumb" }, { "NO_COLOR", "" } } ), Not( HasSubstr( "\033" ) ) );
+   EXPECT_THAT( outOf( {}, { { "TERM", "xterm" }, { "NO_COLOR", "" } } ), Not( HasSubstr( "\033" ) ) );
+}
+
+TEST( Program, progressIsForTerminalsOnly ) {
+   const Folder folder;
+   folder.write( "table", generatedTable( 50000 ) );
+   ProgramCall call{ { "eval", kEdge, "-m", "EDGE-IN", "-i", "DIR/table", "--summary" } };
+   const auto piped = folder.run( call );
+   EXPECT_EQ( piped.err, "" );
+   call.err = Stream::terminal();
+   const auto shown = folder.run( call );
+   EXPECT_THAT( shown.err, StartsWith( "\r" ) );
+   EXPECT_THAT( shown.err, HasSubstr( "routes" ) );
+   EXPECT_THAT( shown.err, EndsWith( " \r" ) ) << "and it is taken away";
+   EXPECT_EQ( shown.out, piped.out );
+}
+
+// ---- JSON and names
+
+TEST( Program, everyLineOfEvalIsJsonAndEverythingElseOneDocument ) {
+   for( const auto & line : linesOf( runProgram( { "eval", kEdge, "-m", "EDGE-IN", "--json" }, generatedTable( 3000 ) ).out ) )
+      EXPECT_TRUE( json::accept( line ) ) << line;
+   const Folder folder;
+   folder.write( "new.conf", replaced( contentOfFile( kEdge ), "ge 20 le 24", "ge 21 le 23" ) );
+   for( const Arguments & arguments :
+        { Arguments{ "check", kEdge }, Arguments{ "show", kEdge }, Arguments{ "show", kEdge, "EDGE-IN" },
+          Arguments{ "used-by", kEdge, "CUSTOMERS" }, Arguments{ "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8" },
+          Arguments{ "eval", kEdge, "-m", "EDGE-IN", "-i", kTable, "--summary" },
+          Arguments{ "diff", kEdge, "DIR/new.conf", "-m", "EDGE-IN", "-i", kTable } } ) {
+      auto asJson = arguments;
+      asJson.emplace_back( "--json" );
+      const auto output = folder.run( asJson );
+      EXPECT_TRUE( json::accept( output.out ) ) << arguments[ 0 ] << ": " << output.out;
+      EXPECT_THAT( output.out, EndsWith( "}\n" ) ) << arguments[ 0 ];
+   }
+}
+
+TEST( Program, anyBytesInNamesLeaveJsonValid ) {
+   const Folder folder;
+   for( const std::string name : { "caf\xc3\xa9", "bad\xff", "\"q\\" } ) {
+      folder.write( "p.conf",
+                    "tag-set " + name + " 1\nroute-map " + name + " permit 10\n match tag-set " + name +
+                       "\nroute-map OUTER permit 10\n call " + name + "\n" );
+      folder.write( "q.conf", "route-map " + name + " deny 10\n" );
+      for( const Arguments & arguments :
+           { Arguments{ "check", "DIR/p.conf" }, Arguments{ "show", "DIR/p.conf" }, Arguments{ "show", "DIR/p.conf", name },
+             Arguments{ "used-by", "DIR/p.conf", name }, Arguments{ "explain", "DIR/p.conf", "-m", "OUTER", "10.0.0.0/8", "--tag", "1" },
+             Arguments{ "eval", "DIR/p.conf", "-m", name }, Arguments{ "eval", "DIR/p.conf", "-m", name, "--summary" },
+             Arguments{ "diff", "DIR/p.conf", "DIR/q.conf", "-m", name } } ) {
+         const std::string table = "10.0.0.0/8 1 interface " + name + "\n";
+         const auto text = folder.run( arguments, table );
+         EXPECT_LE( text.status, 1 ) << arguments[ 0 ] << ": " << text.err;
+         auto asJson = arguments;
+         asJson.emplace_back( "--json" );
+         const auto output = folder.run( asJson, table );
+         EXPECT_EQ( output.status, text.status ) << arguments[ 0 ];
+         EXPECT_TRUE( json::accept( output.out ) ) << arguments[ 0 ] << ": " << output.out;
+      }
+      const auto document = json::parse( folder.run( { "show", "DIR/p.conf", name, "--json" } ).out );
+      const std::string expected = name == "bad\xff" ? "bad\xef\xbf\xbd" : name;
+      EXPECT_EQ( document[ "things" ][ 0 ][ "name" ], expected );
+   }
+}
+
+TEST( Program, bytesThatTerminalsObeyAreNoNames ) {
+   for( const std::string byte : { "\033", "\x7f", "\x01" } ) {
+      const auto output = runProgram( { "check", "-" }, "route-map A" + byte + "[31m permit 10\n" );
+      EXPECT_EQ( output.status, 2 );
+      EXPECT_THAT( output.err, StartsWith( "standard input:1:12: " ) );
+      EXPECT_THAT( output.err, Not( HasSubstr( byte ) ) );
+      const auto unknown = runProgram( { "eval", kEdge, "-m", byte + "[31m" } );
+      EXPECT_EQ( unknown.status, 2 );
+      EXPECT_THAT( unknown.err, Not( HasSubstr( byte ) ) );
+   }
+}
+
+// ---- help
+
+TEST( Program, helpOfEveryCommandHasAnExample ) {
+   for( const char * command : { "check", "eval", "explain", "diff", "watch", "show", "used-by" } ) {
+      const auto output = runProgram( { command, "--help" } );
+      EXPECT_EQ( output.status, 0 ) << command;
+      EXPECT_EQ( output.err, "" ) << command;
+      EXPECT_THAT( output.out, HasSubstr( "Example" ) ) << command;
+      EXPECT_THAT( output.out, HasSubstr( std::string( "routepolicy " ) + command + ' ' ) ) << command;
+      EXPECT_THAT( output.out, HasSubstr( "Exit status: 0" ) ) << command;
+      EXPECT_THAT( runProgram( { "--help" } ).out, HasSubstr( std::string( "\n  " ) + command + ' ' ) );
+   }
+   const auto version = runProgram( { "--version" } );
+   EXPECT_EQ( version.status, 0 );
+   EXPECT_THAT( version.out, testing::MatchesRegex( "[0-9]+\\.[0-9]+\\.[0-9]+\n" ) );
+}
+
+// ---- watch
+
+/// A policy's file that watch follows.
+class FollowedFile {
+ public:
+   explicit FollowedFile( const Folder & folder ) : folder_( folder ) { folder_.write( "edge.conf", text ); }
+
+   /// In one write of the same size: nobody sees half of it.
+   void rewrite( std::string_view what, std::string_view by ) {
+      ASSERT_EQ( what.size(), by.size() );
+      text = replaced( text, what, by );
+      const int file = open( folder_( "edge.conf" ).c_str(), O_WRONLY | O_CLOEXEC );
+      EXPECT_EQ( write( file, text.data(), text.size() ), static_cast<ssize_t>( text.size() ) );
+      close( file );
+   }
+   void replaceBy( const std::string & content ) const {
+      folder_.write( "new", content );
+      std::filesystem::rename( folder_( "new" ), folder_( "edge.conf" ) );
+   }
+
+   std::string text = contentOfFile( kEdge );
+
+ private:
+   const Folder & folder_;
+};
+
+TEST( Program, watchFollowsItsFileAndTellsWhatChanges ) {
+   const Folder folder;
+   FollowedFile file( folder );
+   Program watch( folder.call( { { "watch", "DIR/edge.conf", "-m", "EDGE-IN", "-i", kTable } } ) );
+   watch.waitForOut( "published TOO-LONG\n" );
+   EXPECT_THAT( watch.out(),
+                testing::MatchesRegex( "[0-9]+ edits in [0-9.]+ ms\n"
+                                       "   published BOGONS\n   published CUSTOMERS\n   published EDGE-IN\n"
+                                       "   published TOO-LONG\n" ) );
+
+   const size_t before = watch.out().size();
+   file.rewrite( "set distance 180", "set distance 190" );
+   watch.waitForOut( "92 of 275 routes change\n" );
+   watch.waitForOut( "distance 180 -> 190\n" );
+   EXPECT_THAT( watch.out().substr( before ), HasSubstr( "   published EDGE-IN\n" ) );
+   EXPECT_THAT( watch.out().substr( before ), Not( HasSubstr( "published CUSTOMERS" ) ) );
+
+   file.replaceBy( replaced( file.text, "set metric 100", "set metric 200" ) );
+   watch.waitForOut( "102 of 275 routes change\n" );
+   watch.waitForOut( "metric 100 -> 200\n" );
+   EXPECT_EQ( watch.err(), "" );
+   watch.signal( SIGTERM );
+   const auto output = watch.finish();
+   EXPECT_EQ( output.status, 0 );
+   EXPECT_EQ( output.err, "" );
+}
+
+TEST( Program, watchKeepsTheLastGoodPolicyBehindABrokenFile ) {
+   const Folder folder;
+   FollowedFile file( folder );
+   Program watch( folder.call( { { "watch", "DIR/edge.conf", "-m", "EDGE-IN", "-i", kTable } } ) );
+   watch.waitForOut( "published TOO-LONG\n" );
+   const std::string first = watch.out();
+
+   file.replaceBy( file.text + " bogus\nroute-map\n" );
+   watch.waitForErr( "the last good policy stays in force\n" );
+   EXPECT_THAT( watch.err(), HasSubstr( folder( "edge.conf" ) + ":70:2: " ) );
+   EXPECT_THAT( watch.err(), HasSubstr( folder( "edge.conf" ) + ":71:10: " ) );
+   const size_t told = watch.err().size();
+   std::filesystem::remove( folder( "edge.conf" ) );
+   watch.waitUntil( "it missed the file", [ & ] { return watch.err().find( "cannot open", told ) != std::string::npos; } );
+   EXPECT_EQ( watch.out(), first ) << "nothing was applied";
+
+   file.replaceBy( replaced( file.text, "set distance 180", "set distance 190" ) );
+   watch.waitForOut( "92 of 275 routes change\n" );
+   EXPECT_THAT( watch.out(), HasSubstr( "distance 180 -> 190" ) ) << "against the policy that stayed in force";
+   watch.signal( SIGINT );
+   EXPECT_EQ( watch.finish().status, 0 );
+}
+
+TEST( Program, watchTellsInJsonLines ) {
+   const Folder folder;
+   FollowedFile file( folder );
+   Program watch( folder.call( { { "watch", "DIR/edge.conf", "-m", "EDGE-IN", "-i", kTable, "--json" } } ) );
+   watch.waitForOut( "\n" );
+   file.rewrite( "set distance 180", "set distance 190" );
+   watch.waitUntil( "the second report came", [ & ] { return linesOf( watch.out() ).size() == 2 && watch.out().ends_with( '\n' ); } );
+   watch.signal( SIGTERM );
+   EXPECT_EQ( watch.finish().status, 0 );
+
+   const auto lines = linesOf( watch.out() );
+   const auto first = json::parse( lines[ 0 ] ), second = json::parse( lines[ 1 ] );
+   EXPECT_EQ( first[ "published" ].size(), 4u );
+   EXPECT_FALSE( first.contains( "differences" ) );
+   EXPECT_EQ( second[ "edits" ], 1 );
+   EXPECT_EQ( second[ "published" ], json::parse( R"([{"routeMap":"EDGE-IN","inForce":true}])" ) );
+   EXPECT_EQ( second[ "differences" ][ "routes" ], 275 );
+   EXPECT_EQ( second[ "differences" ][ "changed" ], 92 );
+}
+
+TEST( Program, watchEndsWithoutAChangeToo ) {
+   for( const int signal : { SIGTERM, SIGINT } ) {
+      Program watch( { { "watch", kEdge } } );
+      watch.waitForOut( "published TOO-LONG\n" );
+      watch.signal( signal );
+      const auto output = watch.finish();
+      EXPECT_EQ( output.status, 0 );
+      EXPECT_EQ( output.err, "" );
+   }
+}
+
+TEST( Program, watchEndsWhileItReadsATableThatComesSlowly ) {
+   ProgramCall call{ { "watch", kEdge, "-m", "EDGE-IN", "-i", "-" }, "10.0.0.0/8\nrubbish\n" };
+   call.keepInputOpen = true;
+   Program watch( call );
+   watch.waitForErr( "line 2" );
+   watch.signal( SIGTERM );
+   EXPECT_EQ( watch.finish().status, 0 );
+}
+
+TEST( Program, watchTellsTheDifferencesToThePolicyBeforeARouteMapWentToo ) {
+   const Folder folder;
+   const FollowedFile file( folder );
+   Program watch( folder.call( { { "watch", "DIR/edge.conf", "-m", "EDGE-IN", "-i", kTable } } ) );
+   watch.waitForOut( "published TOO-LONG\n" );
+   file.replaceBy( replaced( file.text, "EDGE-IN", "EDGE-OUT" ) );
+   watch.waitForErr( "route map EDGE-IN is not in force\n" );
+   watch.waitForOut( "withdrawn EDGE-IN\n" );
+   const size_t before = watch.out().size();
+   file.replaceBy( replaced( file.text, "set distance 180", "set distance 190" ) );
+   watch.waitUntil( "EDGE-IN came back", [ & ] { return watch.out().find( "withdrawn EDGE-OUT\n", before ) != std::string::npos; } );
+   watch.signal( SIGTERM );
+   EXPECT_THAT( watch.finish().out.substr( before ), HasSubstr( "92 of 275 routes change\n" ) );
+}
+
+}   // namespace
+}   // namespace Agent

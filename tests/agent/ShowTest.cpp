@@ -1,0 +1,241 @@
+// The texts of show and used-by.
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/agent/CommandFixture.h"
+
+namespace Agent {
+namespace {
+
+using nlohmann::json;
+
+CommandOutput shown( std::string_view policy, std::optional<std::string> name = std::nullopt, bool asJson = false ) {
+   return outputOf( policy, [ & ]( const std::string & file, Console & console ) { return show( { { file }, name, asJson }, console ); } );
+}
+CommandOutput used( std::string_view policy, const std::string & name, bool asJson = false ) {
+   return outputOf( policy, [ & ]( const std::string & file, Console & console ) {
+      return usedBy( { { file }, name, asJson }, console );
+   } );
+}
+
+constexpr char kPolicy[] = "ip prefix-list CUST permit 10.0.0.0/8 le 24\n"
+                           "ip prefix-list CUST deny 192.0.2.0/24\n"
+                           "ipv6 prefix-list CUST permit 2001:db8::/32\n"
+                           "tag-set TAGS 1 2 3\n"
+                           "bgp community-list expanded COMM permit ^64500:\n"
+                           "route-map CUSTOMERS permit 10\n"
+                           " match ip address prefix-list CUST invert\n"
+                           " match tag-set TAGS\n"
+                           " set distance 20\n"
+                           " set metric 7\n"
+                           " continue\n"
+                           "route-map CUSTOMERS deny 20\n"
+                           " match community GONE\n"
+                           "route-map EDGE-IN permit 30\n"
+                           " match ipv6 address prefix-list CUST\n"
+                           " call CUSTOMERS invert\n"
+                           "route-map EDGE-IN permit 40\n"
+                           " call MISSING\n"
+                           "route-map LOOP permit 1\n"
+                           " call LOOP\n";
+
+// ---- show
+
+TEST( Show, aRouteMapWithWhatIsCompiledOfIt ) {
+   const auto output = shown( kPolicy, "CUSTOMERS" );
+   EXPECT_EQ( output.status, kExitOk );
+   EXPECT_EQ( output.out,
+              "route-map CUSTOMERS permit 10\n"
+              " match ip address prefix-list CUST invert\n"
+              " match tag-set TAGS\n"
+              " set metric 7\n"
+              " set distance 20\n"
+              " continue\n"
+              "route-map CUSTOMERS deny 20\n"
+              " match community GONE\n"
+              "! compiled, reads matchPrefixDependent, undefined references commListUndefined, used by EDGE-IN 30\n"
+              "! 10 permit\n"
+              "!    matches PrefixListMatcher prefix-list CUST\n"
+              "!    matches TagSetMatcher tag setTAGS\n"
+              "!    sets RouteMetricSetter metric 7\n"
+              "!    sets DistanceSetter distance 20\n"
+              "!    continues to 20\n"
+              "! 20 deny\n"
+              "!    matches RouteListMatcher list GONE (undefined)\n" );
+}
+
+TEST( Show, callsAndRouteMapsThatAreNotInForce ) {
+   EXPECT_EQ( shown( kPolicy, "EDGE-IN" ).out,
+              "route-map EDGE-IN permit 30\n"
+              " match ipv6 address prefix-list CUST\n"
+              " call CUSTOMERS invert\n"
+              "route-map EDGE-IN permit 40\n"
+              " call MISSING\n"
+              "! compiled, reads matchPrefixDependent, undefined references "
+              "subRouteMapUndefined|commListUndefined, used by nobody\n"
+              "! 30 permit\n"
+              "!    matches PrefixListMatcher prefix-list CUST\n"
+              "!    calls CUSTOMERS invert\n"
+              "! 40 permit\n"
+              "!    calls MISSING (undefined)\n" );
+   EXPECT_EQ( shown( kPolicy, "LOOP" ).out,
+              "route-map LOOP permit 1\n"
+              " call LOOP\n"
+              "! not in force, used by LOOP 1\n" );
+}
+
+TEST( Show, everyKindThatHasTheName ) {
+   EXPECT_EQ( shown( kPolicy, "CUST" ).out,
+              "ip prefix-list CUST seq 5 permit 10.0.0.0/8 le 24\n"
+              "ip prefix-list CUST seq 10 deny 192.0.2.0/24\n"
+              "! IPv4, 2 lines, used by CUSTOMERS 10\n"
+              "\n"
+              "ipv6 prefix-list CUST seq 5 permit 2001:db8::/32\n"
+              "! IPv6, 1 line, used by EDGE-IN 30\n" );
+   EXPECT_EQ( shown( kPolicy, "TAGS" ).out, "tag-set TAGS 1 2 3\n! 3 tags, used by CUSTOMERS 10\n" );
+   EXPECT_EQ( shown( kPolicy, "COMM" ).out, "bgp community-list expanded COMM seq 5 permit ^64500:\n! expanded, 1 line, used by nobody\n" );
+}
+
+TEST( Show, manyUsersAreCutShort ) {
+   std::string policy = "tag-set T 1\n";
+   for( int i = 1; i <= 10; ++i ) policy += "route-map R permit " + std::to_string( i ) + "\n match tag-set T\n";
+   EXPECT_EQ( shown( policy, "T" ).out, "tag-set T 1\n! 1 tag, used by R 1, R 2, R 3, R 4, R 5, R 6, R 7, R 8 and 2 more\n" );
+}
+
+TEST( Show, whatItSaysLoadsAgainAsTheSamePolicy ) {
+   EXPECT_EQ( textOf( shown( kPolicy ).out ), textOf( kPolicy ) );
+}
+
+TEST( Show, anUnknownNameIsAnErrorThatTellsWhatComesNear ) {
+   const auto output = shown( kPolicy, "CUSTOMRES" );
+   EXPECT_EQ( output.error, "there is nothing called CUSTOMRES; did you mean CUSTOMERS?" );
+   EXPECT_EQ( output.out, "" );
+   EXPECT_EQ( shown( "", "X" ).error, "there is nothing called X" );
+   EXPECT_EQ( shown( kPolicy, "MISSING" ).error, "there is nothing called MISSING" );
+   EXPECT_EQ( shown( "" ).out, "" );
+}
+
+TEST( Show, json ) {
+   const auto routeMap = json::parse( shown( kPolicy, "CUSTOMERS", true ).out );
+   EXPECT_EQ( routeMap, json::parse( R"( { "things": [ {
+      "kind": "route-map", "name": "CUSTOMERS", "inForce": true, "features": "matchPrefixDependent",
+      "undefinedReferences": "commListUndefined",
+      "sequences": [
+         { "number": 10, "action": "permit",
+           "matchers": [ { "option": "matchIpPrefixList", "text": "PrefixListMatcher prefix-list CUST", "undefined": false },
+                         { "option": "matchTagSet", "text": "TagSetMatcher tag setTAGS", "undefined": false } ],
+           "setters": [ { "option": "setMetric", "text": "RouteMetricSetter metric 7" },
+                        { "option": "setDistance", "text": "DistanceSetter distance 20" } ],
+           "continue": 20 },
+         { "number": 20, "action": "deny",
+           "matchers": [ { "option": "matchCommunity", "text": "RouteListMatcher list GONE", "undefined": true } ],
+           "setters": [] } ],
+      "usedBy": [ { "routeMap": "EDGE-IN", "sequence": 30 } ],
+      "text": [ "route-map CUSTOMERS permit 10", " match ip address prefix-list CUST invert", " match tag-set TAGS", " set metric 7",
+                " set distance 20", " continue", "route-map CUSTOMERS deny 20", " match community GONE" ] } ] } )" ) );
+
+   const auto caller = json::parse( shown( kPolicy, "EDGE-IN", true ).out )[ "things" ][ 0 ][ "sequences" ];
+   EXPECT_EQ( caller[ 0 ][ "call" ], json::parse( R"( { "routeMap": "CUSTOMERS", "invert": true, "undefined": false } )" ) );
+   EXPECT_EQ( caller[ 1 ][ "call" ], json::parse( R"( { "routeMap": "MISSING", "invert": false, "undefined": true } )" ) );
+   EXPECT_EQ( json::parse( shown( kPolicy, "LOOP", true ).out )[ "things" ][ 0 ][ "inForce" ], false );
+
+   EXPECT_EQ( json::parse( shown( kPolicy, "CUST", true ).out ), json::parse( R"( { "things": [
+      { "kind": "ip prefix-list", "name": "CUST", "family": "IPv4", "lines": 2,
+        "usedBy": [ { "routeMap": "CUSTOMERS", "sequence": 10 } ],
+        "text": [ "ip prefix-list CUST seq 5 permit 10.0.0.0/8 le 24", "ip prefix-list CUST seq 10 deny 192.0.2.0/24" ] },
+      { "kind": "ipv6 prefix-list", "name": "CUST", "family": "IPv6", "lines": 1,
+        "usedBy": [ { "routeMap": "EDGE-IN", "sequence": 30 } ],
+        "text": [ "ipv6 prefix-list CUST seq 5 permit 2001:db8::/32" ] } ] } )" ) );
+   EXPECT_EQ( json::parse( shown( kPolicy, std::nullopt, true ).out )[ "things" ].size(), 7u );
+   EXPECT_EQ( json::parse( shown( "route-map \xff permit 1\n match tag-set \xc3\n", std::nullopt, true ).out )[ "things" ][ 0 ][ "name" ],
+              "\xef\xbf\xbd" );
+}
+
+TEST( Show, aWrongTextIsAnError ) {
+   const auto output = shown( "route-map A\n" );
+   EXPECT_EQ( output.error, "1 error, nothing was applied" );
+   EXPECT_EQ( output.out, "" );
+}
+
+// ---- used-by
+
+TEST( UsedBy, directAndThroughCalls ) {
+   const char policy[] = "tag-set T 1\nroute-map LOW permit 10\n match tag-set T\nroute-map LOW permit 20\n match tag-set T\n"
+                         "route-map MID permit 5\n call LOW\nroute-map TOP permit 1\n call MID invert\n match tag-set T\n"
+                         "route-map OTHER permit 1\n";
+   const auto output = used( policy, "T" );
+   EXPECT_EQ( output.status, kExitOk );
+   EXPECT_EQ( output.out,
+              "tag-set T\n"
+              "   LOW 10 matches tag-set T\n"
+              "      MID 5 calls LOW\n"
+              "         TOP 1 calls MID invert\n"
+              "   LOW 20 matches tag-set T (its callers: above)\n"
+              "   TOP 1 matches tag-set T\n" );
+   EXPECT_EQ( used( policy, "LOW" ).out, "route-map LOW\n   MID 5 calls LOW\n      TOP 1 calls MID invert\n" );
+}
+
+TEST( UsedBy, nobodyIsNoError ) {
+   const auto output = used( kPolicy, "COMM" );
+   EXPECT_EQ( output.status, kExitOk );
+   EXPECT_EQ( output.out, "bgp community-list COMM: nobody refers to it\n" );
+   EXPECT_EQ( used( kPolicy, "EDGE-IN" ).out, "route-map EDGE-IN: nobody refers to it\n" );
+}
+
+TEST( UsedBy, everyKindOfTheNameAndWhatIsWantedOnly ) {
+   EXPECT_EQ( used( kPolicy, "CUST" ).out,
+              "ip prefix-list CUST\n"
+              "   CUSTOMERS 10 matches ip address prefix-list CUST invert\n"
+              "      EDGE-IN 30 calls CUSTOMERS invert\n"
+              "ipv6 prefix-list CUST\n"
+              "   EDGE-IN 30 matches ipv6 address prefix-list CUST\n" );
+   const auto gone = used( kPolicy, "GONE" );
+   EXPECT_EQ( gone.status, kExitOk );
+   EXPECT_EQ( gone.out,
+              "bgp community-list GONE (undefined)\n"
+              "   CUSTOMERS 20 matches community GONE\n"
+              "      EDGE-IN 30 calls CUSTOMERS invert\n" );
+}
+
+TEST( UsedBy, cyclesEnd ) {
+   const char policy[] = "tag-set T 1\nroute-map A permit 1\n call B\nroute-map B permit 2\n call A\n match tag-set T\n";
+   EXPECT_EQ( used( policy, "A" ).out, "route-map A\n   B 2 calls A\n      A 1 calls B (its callers: above)\n" );
+   EXPECT_EQ( used( policy, "T" ).out,
+              "tag-set T\n   B 2 matches tag-set T\n      A 1 calls B\n         B 2 calls A (its callers: above)\n" );
+   EXPECT_EQ( used( kPolicy, "LOOP" ).out, "route-map LOOP\n   LOOP 1 calls LOOP (its callers: above)\n" );
+}
+
+TEST( UsedBy, aLongChainIsIndentedOnlySoFar ) {
+   std::string policy;
+   for( int i = 0; i < 30; ++i ) policy += "route-map R" + std::to_string( i ) + " permit 1\n call R" + std::to_string( i + 1 ) + "\n";
+   const auto out = used( policy, "R30" ).out;
+   EXPECT_THAT( out, testing::HasSubstr( "\n" + std::string( 60, ' ' ) + "R10 1 calls R11\n" ) );
+   EXPECT_THAT( out, testing::EndsWith( "\n" + std::string( 60, ' ' ) + "R0 1 calls R1\n" ) );
+}
+
+TEST( UsedBy, aNameThatNobodyKnowsIsAnError ) {
+   EXPECT_EQ( used( kPolicy, "CUSTOMRES" ).error, "there is nothing called CUSTOMRES; did you mean CUSTOMERS?" );
+}
+
+TEST( UsedBy, json ) {
+   EXPECT_EQ( json::parse( used( kPolicy, "TAGS", true ).out ), json::parse( R"( { "name": "TAGS", "things": [ {
+      "kind": "tag-set", "name": "TAGS", "defined": true,
+      "references": [
+         { "routeMap": "CUSTOMERS", "sequence": 10, "clause": "matches tag-set TAGS", "to": "TAGS", "depth": 1,
+           "file": "FILE", "line": 8, "column": 16 },
+         { "routeMap": "EDGE-IN", "sequence": 30, "clause": "calls CUSTOMERS invert", "to": "CUSTOMERS", "depth": 2,
+           "file": "FILE", "line": 16, "column": 7 } ],
+      "reachedBy": [ "CUSTOMERS", "EDGE-IN" ] } ] } )" ) );
+   EXPECT_EQ( json::parse( used( kPolicy, "GONE", true ).out )[ "things" ][ 0 ][ "defined" ], false );
+   EXPECT_NO_THROW( json::parse( used( "route-map \xff permit 1\n match tag-set \xc3\n", "\xc3", true ).out ) );
+}
+
+TEST( UsedBy, aWrongTextIsAnError ) {
+   const auto output = used( "route-map A\n", "A" );
+   EXPECT_EQ( output.status, kExitError );
+   EXPECT_THAT( output.messages, testing::StartsWith( "FILE:1:12: " ) );
+}
+
+}   // namespace
+}   // namespace Agent
