@@ -26,8 +26,8 @@ std::string outputOfBash( const std::string & script ) {
 class Completion : public testing::Test {
  protected:
    void SetUp() override {
-      if( std::system( "command -v bash > /dev/null 2>&1" ) != 0 ) GTEST_SKIP() << "there is no bash on this machine";
-      if( access( ROUTEPOLICY_PROGRAM, X_OK ) != 0 ) GTEST_SKIP() << "the program is not built: " << ROUTEPOLICY_PROGRAM;
+      ASSERT_EQ( std::system( "command -v bash > /dev/null 2>&1" ), 0 ) << "there is no bash, which the project's scripts need too";
+      ASSERT_EQ( access( ROUTEPOLICY_PROGRAM, X_OK ), 0 ) << "the program is not built: " << ROUTEPOLICY_PROGRAM;
    }
 
    // The words as bash parts them, without the program; the cursor stands in the one with that index.
