@@ -1,10 +1,14 @@
-// Any bytes as a configuration: errors are printable and have a place, and what is loaded is what is written and loaded again.
+// Any bytes as a configuration: errors, doubts and applications are printable and have a place, and what is loaded is what is written and
+// loaded again.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "text/LineLoader.h"
 #include "text/TextWriter.h"
@@ -12,6 +16,8 @@
 namespace {
 
 using Agent::LineLoader;
+using Agent::Place;
+using Agent::PolicyText;
 
 void check( bool holds, const char * what ) {
    if( holds ) return;
@@ -19,13 +25,56 @@ void check( bool holds, const char * what ) {
    std::abort();
 }
 
+void checkText( const std::string & text, const char * what ) {
+   check( !text.empty() && text.size() < 2048 && std::all_of( text.begin(), text.end(), []( char c ) { return c >= 0x20 && c < 0x7f; } ),
+          what );
+}
+
+/// Knows where the lines of a text are.
+class Lines {
+ public:
+   explicit Lines( std::string_view bytes ) : bytes_( bytes ) {
+      for( size_t at = 0; at < bytes.size(); at = std::min( bytes.find( '\n', at ), bytes.size() - 1 ) + 1 ) starts_.push_back( at );
+   }
+   // From a place to the end of its line; nothing for a place outside. An error may stand one behind the last byte.
+   std::string_view at( const Place & place ) const {
+      if( place.file != 0 || place.line < 1 || place.line > starts_.size() || place.column < 1 ) return {};
+      size_t start = starts_[ place.line - 1 ];
+      if( place.line == 1 && bytes_.starts_with( "\xef\xbb\xbf" ) ) start += 3;
+      const auto line = bytes_.substr( start, bytes_.find( '\n', start ) - start );
+      return place.column > line.size() ? std::string_view() : line.substr( place.column - 1 );
+   }
+   size_t count() const { return starts_.size(); }
+
+ private:
+   std::string_view bytes_;
+   std::vector<size_t> starts_;
+};
+
 void checkErrors( const LineLoader & loader ) {
    for( const auto & error : loader.errors() ) {
       check( error.place.line >= 1 && error.place.line <= loader.text().lines && error.place.column >= 1, "an error has a place" );
       const std::string text = loader.toString( error );
       check( text.starts_with( "fuzz.conf:" ) && text.size() < 1024, "an error is short" );
-      for( const char c : text ) check( c >= 0x20 && c < 0x7f, "an error is printable" );
+      checkText( text, "an error is printable" );
    }
+}
+
+void checkNotes( const PolicyText & text, const Lines & lines ) {
+   check( text.lines == lines.count(), "lines are counted" );
+   uint32_t line = 0;
+   for( const auto & application : text.applications ) {
+      check( application.place.line >= std::exchange( line, application.place.line ), "applications are in the order of the text" );
+      check( !application.name.empty() && lines.at( application.place ).starts_with( application.name ), "a name stands at its place" );
+      checkText( application.line, "the line of an application is printable" );
+   }
+   line = 0;
+   for( const auto & doubt : text.doubts ) {
+      check( doubt.place.line >= std::exchange( line, doubt.place.line ), "doubts are in the order of the text" );
+      check( !lines.at( doubt.place ).empty(), "a doubt has a place in the text" );
+      checkText( doubt.text, "a doubt is printable" );
+   }
+   check( text.strayFiles.empty() || ( text == PolicyText() && text.lines != 0 ), "a stray file says nothing of a policy" );
 }
 
 // "no" undoes, and a line under the number of another takes its place: of texts without them a second reading changes nothing.
@@ -40,7 +89,8 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size ) {
    LineLoader loader;
    loader.load( "fuzz.conf", bytes );
    checkErrors( loader );
-   const Agent::PolicyText once = loader.text();
+   const PolicyText once = loader.text();
+   checkNotes( once, Lines( bytes ) );
 
    const std::string lines = Agent::writeText( once );
    LineLoader again;
@@ -49,11 +99,22 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size ) {
       check( again.errors().empty(), "what is written is free of errors" );
       check( again.text() == once, "what is written says the same, once and twice" );
    }
-   check( again.text().passedOverStanzas == 0, "all that is written is policy" );
+   check( again.text().passedOverStanzas == 0 && again.text().applications.empty(), "all that is written is policy" );
+   for( const auto & doubt : again.text().doubts )
+      check( doubt.kind == Agent::Doubt::Kind::netmask, "nothing that is written is passed over or replaced" );
 
+   // Under another name, what the text replaces is in no doubt, and what it says is no repetition: all the same it loads alike.
+   LineLoader other = std::move( loader );
+   loader = LineLoader();
+   loader.load( "fuzz.conf", bytes );
    const size_t errors = loader.errors().size();
    loader.load( "fuzz.conf", bytes );
-   check( loader.errors().size() == 2 * errors || !onlyAdds( bytes ), "a second reading finds the same errors" );
-   check( loader.text() == once || !onlyAdds( bytes ), "a second reading changes nothing" );
+   other.load( "other.conf", bytes );
+   check( loader.text() == other.text() && loader.errors().size() == other.errors().size(), "loading does not depend on files' names" );
+   if( !onlyAdds( bytes ) ) return 0;
+   check( loader.errors().size() == 2 * errors, "a second reading finds the same errors" );
+   check( loader.text() == once, "a second reading changes nothing" );
+   check( loader.text().doubts.size() == once.doubts.size() && loader.text().applications.size() == once.applications.size(),
+          "a second reading finds no other doubts and applications" );
    return 0;
 }

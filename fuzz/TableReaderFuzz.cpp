@@ -51,6 +51,8 @@ struct Reading final : TableHandler, FormHandler {
       mix( route.tag );
       mix( route.localPreference.value_or( 0 ) );
       mix( uint64_t( route.protocol ) );
+      mix( route.ospfInstance );
+      mix( route.isisInstance );
       for( const std::string * text : { &route.interface, &route.asPath } ) mix( std::hash<std::string>()( *text ) );
       for( const uint32_t community : route.communities ) mix( community );
    }

@@ -13,6 +13,7 @@
 #include "command/CallCycles.h"
 #include "command/PolicyFiles.h"
 #include "command/ShadowedLines.h"
+#include "live/HeldBack.h"
 #include "text/MatchForms.h"
 
 namespace Agent {
@@ -56,9 +57,17 @@ void findUndefined( const PolicyText & text, const References & references, Find
    }
 }
 
-// Whether a clause means the list, in the right family or, which is a finding of its own, in the wrong one.
+void findUndefinedApplications( const PolicyText & text, Findings & findings ) {
+   for( const auto & application : text.applications )
+      if( !isDefined( text, application ) )
+         findings.push_back(
+            { application.place, Kind::undefined,
+              fmt::format( "\"{}\": there is no {} {}", textOf( application ), nameOf( application.kind ), shown( application.name ) ) } );
+}
+
+// Whether a clause means the list, in the right family or, which is a finding of its own, in the wrong one; or another stanza does.
 bool isWanted( const PolicyText & text, const References & references, const Thing & thing ) {
-   if( !references.to( thing ).empty() ) return true;
+   if( references.isUsed( thing ) ) return true;
    const auto other = inOtherFamily( thing.kind );
    if( !other ) return false;
    const Thing inOther{ *other, thing.name };
@@ -87,6 +96,16 @@ void findCycles( const References & references, Findings & findings ) {
       std::string text = joined( steps, ", ", ", " );
       if( !names.empty() ) text += "; not in force: " + joined( names, ", ", ", " );
       findings.push_back( { cycle.steps.front().place, Kind::cycle, std::move( text ) } );
+   }
+}
+
+void findTooDeep( const References & references, Findings & findings ) {
+   for( const auto & deep : deepCallsOf( references ) ) {
+      std::vector<std::string> names;
+      for( const auto name : deep.notInForce ) names.push_back( shown( name ) );
+      findings.push_back( { deep.call->place, Kind::tooDeep,
+                            fmt::format( "{}, below which calls go {} deep already, as deep as they may; not in force: {}",
+                                         textOf( *deep.call ), kDeepestCalls, joined( names, ", ", ", " ) ) } );
    }
 }
 
@@ -155,7 +174,10 @@ class RouteMapWalk {
       const Sequence * last = nullptr;   // that is reached: what comes next and is not, it keeps routes from
       for( auto at = sequences_.begin(); at != sequences_.end(); ++at ) {
          const bool never = isContradiction( *at );
-         tellMissingTarget( *at );
+         if( at->second.action == MatchPermit::deny )
+            tellNoEffect( *at );
+         else
+            tellMissingTarget( *at );
          if( reached_.erase( at->first ) == 0 ) {
             findings_.push_back( { at->second.place, Kind::unreachable, fmt::format( "{} {}: {}", name_, at->first, whyNot( *last ) ) } );
             continue;
@@ -196,6 +218,16 @@ class RouteMapWalk {
       return true;
    }
 
+   void tellNoEffect( const Sequence & at ) {
+      const auto & [ number, sequence ] = at;
+      const auto tell = [ & ]( const Place & place, const std::string & what ) {
+         findings_.push_back( { place, Kind::noEffect, fmt::format( "{} {} denies, and so {}", name_, number, what ) } );
+      };
+      if( !( sequence.set == SetClauses() ) ) tell( sequence.place, "sets nothing" );
+      if( const auto & to = sequence.continueTo )
+         tell( to->place, to->target == 0 ? "never continues" : fmt::format( "never continues to {}", to->target ) );
+   }
+
    void tellMissingTarget( const Sequence & at ) {
       const auto & to = at.second.continueTo;
       if( !to || to->target == 0 || sequences_.contains( to->target ) ) return;
@@ -211,14 +243,72 @@ class RouteMapWalk {
    std::set<uint32_t> reached_;   // of those that are still to come
 };
 
-// ---- lists
+// ---- what permits nothing
 
-void findShadowed( ThingKind kind, const PolicyText::ByName<PrefixListText> & lists, Findings & findings ) {
-   for( const auto & [ name, list ] : lists )
-      for( const auto & shadowed : shadowedLinesOf( list ) )
-         findings.push_back( { list.lines.at( shadowed.number ).place, Kind::shadowed,
-                               fmt::format( "{} seq {} never decides: seq {} takes all that it speaks of", textOf( Thing{ kind, name } ),
-                                            shadowed.number, shadowed.by ) } );
+template <class Line>
+bool permits( const ListText<Line> & list ) {
+   return std::ranges::any_of( list.lines, []( const auto & line ) { return line.second.action == MatchPermit::permit; } );
+}
+bool permits( const RouteMapText & routeMap ) {
+   return std::ranges::any_of( routeMap.sequences, []( const auto & s ) { return s.second.action == MatchPermit::permit; } );
+}
+bool permits( const TagSetText & ) {
+   return true;
+}
+
+// Nothing where no sequence needs its permission: what is inverted holds, as it may be meant to.
+void tellNeverPermits( const References & references, const Thing & thing, const Place & place, Findings & findings ) {
+   std::vector<std::string> sequences;
+   const Reference * last = nullptr;
+   for( const auto * r : references.to( thing ) ) {
+      if( r->invert || ( last && last->routeMap == r->routeMap && last->sequence == r->sequence ) ) continue;
+      last = r;
+      sequences.push_back( fmt::format( "{} {}", shown( r->routeMap ), r->sequence ) );
+   }
+   if( sequences.empty() ) return;
+   findings.push_back( { place, Kind::neverPermits,
+                         fmt::format( "{} permits nothing: {} never {}", textOf( thing ), joined( sequences, ", ", " and " ),
+                                      sequences.size() == 1 ? "matches" : "match" ) } );
+}
+
+void findNeverPermits( const PolicyText & text, const References & references, Findings & findings ) {
+   forEachThing( text, [ & ]( const Thing & thing, const auto & what ) {
+      if( !permits( what ) ) tellNeverPermits( references, thing, what.place, findings );
+   } );
+}
+
+// ---- prefix lists
+
+void findShadowed( ThingKind kind, const PolicyText::ByName<PrefixListText> & lists, const References & references, Findings & findings ) {
+   const auto isPermit = []( const auto & line ) { return line.second.action == MatchPermit::permit; };
+   for( const auto & [ name, list ] : lists ) {
+      const Thing thing{ kind, name };
+      auto left = std::ranges::count_if( list.lines, isPermit );
+      const bool none = left == 0;   // which is told elsewhere
+      for( const auto & shadowed : shadowedLinesOf( list ) ) {
+         const auto line = list.lines.find( shadowed.number );
+         left -= isPermit( *line );
+         findings.push_back( { line->second.place, Kind::shadowed,
+                               fmt::format( "{} seq {} never decides: seq {} takes all that it speaks of", textOf( thing ), shadowed.number,
+                                            shadowed.by ) } );
+      }
+      if( left == 0 && !none ) tellNeverPermits( references, thing, list.place, findings );
+   }
+}
+
+// ---- doubts
+
+Kind kindOf( Doubt::Kind kind ) noexcept {
+   switch( kind ) {
+      case Doubt::Kind::passedOver: return Kind::passedOver;
+      case Doubt::Kind::replaced: return Kind::replaced;
+      case Doubt::Kind::netmask: return Kind::netmask;
+   }
+   return {};
+}
+
+void takeDoubts( const PolicyText & text, Findings & findings ) {
+   for( const auto & doubt : text.doubts ) findings.push_back( { doubt.place, kindOf( doubt.kind ), doubt.text } );
 }
 
 }   // namespace
@@ -229,22 +319,32 @@ std::string_view nameOf( Kind kind ) noexcept {
       case Kind::wrongFamily: return "wrong-family";
       case Kind::unused: return "unused";
       case Kind::cycle: return "cycle";
+      case Kind::tooDeep: return "too-deep";
       case Kind::unreachable: return "unreachable";
       case Kind::missingTarget: return "missing-target";
       case Kind::contradiction: return "contradiction";
       case Kind::shadowed: return "shadowed";
+      case Kind::neverPermits: return "never-permits";
+      case Kind::noEffect: return "no-effect";
+      case Kind::passedOver: return "passed-over";
+      case Kind::replaced: return "replaced";
+      case Kind::netmask: return "netmask";
    }
    return {};
 }
 
 std::vector<Finding> findingsOf( const PolicyText & text, const References & references ) {
    Findings findings;
+   takeDoubts( text, findings );
    findUndefined( text, references, findings );
+   findUndefinedApplications( text, findings );
    findUnused( text, references, findings );
    findCycles( references, findings );
+   findTooDeep( references, findings );
+   findNeverPermits( text, references, findings );
    for( const auto & [ name, routeMap ] : text.routeMaps ) RouteMapWalk( text, name, routeMap, findings ).run();
-   findShadowed( ThingKind::ipv4PrefixList, text.ipv4PrefixLists, findings );
-   findShadowed( ThingKind::ipv6PrefixList, text.ipv6PrefixLists, findings );
+   findShadowed( ThingKind::ipv4PrefixList, text.ipv4PrefixLists, references, findings );
+   findShadowed( ThingKind::ipv6PrefixList, text.ipv6PrefixLists, references, findings );
    const auto where = []( const Finding & f ) { return std::tie( f.place.file, f.place.line, f.place.column ); };
    std::stable_sort( findings.begin(), findings.end(), [ & ]( const auto & a, const auto & b ) { return where( a ) < where( b ); } );
    return findings;

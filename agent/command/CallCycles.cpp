@@ -8,6 +8,8 @@
 #include <set>
 #include <utility>
 
+#include "live/HeldBack.h"
+
 namespace Agent {
 
 namespace {
@@ -95,6 +97,46 @@ std::vector<Node> wayBetween( Node from, Node to, const Neighbours & callees, co
    return way;
 }
 
+// The names of these and of all that comes to them through calls, but for those that are told of already; ascending.
+std::vector<std::string_view> tellWithCallers( const CallGraph & graph, const std::vector<Node> & nodes, std::vector<bool> & told ) {
+   std::vector<std::string_view> names;
+   std::vector<Node> next;
+   const auto tell = [ & ]( Node n ) {
+      if( told[ n ] ) return;
+      told[ n ] = true;
+      names.push_back( graph.name( n ) );
+      next.push_back( n );
+   };
+   for( const Node n : nodes ) tell( n );
+   while( !next.empty() ) {
+      const Node n = next.back();
+      next.pop_back();
+      for( const Node caller : graph.callers()[ n ] ) tell( caller );
+   }
+   std::sort( names.begin(), names.end() );
+   return names;
+}
+
+// How deep the calls go below each; of those that lead to no cycle.
+std::vector<size_t> depthsOf( const CallGraph & graph ) {
+   const size_t count = graph.callees().size();
+   std::vector<size_t> depths( count, 0 ), calls( count );
+   std::vector<Node> settled;
+   for( Node n = 0; n < count; ++n ) {
+      calls[ n ] = graph.callees()[ n ].size();
+      if( calls[ n ] == 0 ) settled.push_back( n );
+   }
+   while( !settled.empty() ) {
+      const Node n = settled.back();
+      settled.pop_back();
+      for( const Node caller : graph.callers()[ n ] ) {
+         depths[ caller ] = std::max( depths[ caller ], depths[ n ] + 1 );
+         if( --calls[ caller ] == 0 ) settled.push_back( caller );
+      }
+   }
+   return depths;
+}
+
 class CycleSearch {
  public:
    explicit CycleSearch( const CallGraph & graph ) : graph_( graph ), told_( graph.callees().size(), false ) {
@@ -122,7 +164,7 @@ class CycleSearch {
       };
       std::sort( rings.begin(), rings.end(), [ & ]( const auto & a, const auto & b ) { return namesOf( a ) < namesOf( b ); } );
       std::vector<CallCycle> cycles;
-      for( const auto & ring : rings ) cycles.push_back( { stepsOf( ring ), newlyHeldBack( ring ) } );
+      for( const auto & ring : rings ) cycles.push_back( { stepsOf( ring ), tellWithCallers( graph_, ring, told_ ) } );
       return cycles;
    }
 
@@ -139,25 +181,6 @@ class CycleSearch {
       return steps;
    }
 
-   std::vector<std::string_view> newlyHeldBack( const std::vector<Node> & ring ) {
-      std::vector<std::string_view> names;
-      std::vector<Node> next;
-      const auto tell = [ & ]( Node n ) {
-         if( told_[ n ] ) return;
-         told_[ n ] = true;
-         names.push_back( graph_.name( n ) );
-         next.push_back( n );
-      };
-      for( const Node n : ring ) tell( n );
-      while( !next.empty() ) {
-         const Node n = next.back();
-         next.pop_back();
-         for( const Node caller : graph_.callers()[ n ] ) tell( caller );
-      }
-      std::sort( names.begin(), names.end() );
-      return names;
-   }
-
    const CallGraph & graph_;
    std::vector<bool> between_;   // on a cycle, or on a way from one to another
    std::vector<bool> told_;      // not to be in force
@@ -169,6 +192,24 @@ class CycleSearch {
 std::vector<CallCycle> callCyclesOf( const References & references ) {
    const CallGraph graph( references );
    return CycleSearch( graph ).run();
+}
+
+std::vector<DeepCall> deepCallsOf( const References & references ) {
+   const CallGraph graph( references );
+   const auto depths = depthsOf( graph );
+   const auto cyclic = leadingToCycles( graph.callees(), graph.callers() );
+   std::vector<bool> told = cyclic;
+   std::vector<DeepCall> deep;
+   for( Node callee = 0; callee < depths.size(); ++callee ) {
+      if( depths[ callee ] != kDeepestCalls || cyclic[ callee ] ) continue;
+      std::vector<Node> lowest;   // of those that it holds back
+      for( const Node caller : graph.callers()[ callee ] )
+         if( !told[ caller ] && depths[ caller ] == kDeepestCalls + 1 ) lowest.push_back( caller );
+      if( lowest.empty() ) continue;
+      const Reference * const call = graph.calls().at( { lowest.front(), callee } ).front();
+      deep.push_back( { call, tellWithCallers( graph, lowest, told ) } );
+   }
+   return deep;
 }
 
 }   // namespace Agent

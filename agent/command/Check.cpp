@@ -84,16 +84,23 @@ class Report {
       std::string line = fmt::format( "route-map {}: {}", printableName( name ), counted( routeMap.sequences.size(), "sequence" ) );
       if( routeMap.sequences.size() > 1 )
          line += fmt::format( ", {} to {}", routeMap.sequences.begin()->first, routeMap.sequences.rbegin()->first );
-      if( isRoot( references_, name ) ) line += "; a root";
+      const bool root = isRoot( references_, name );
+      if( root ) line += "; a root";
+      if( const size_t applied = appliedIn( name ); applied != 0 )
+         line += fmt::format( "{} applied in {}", root ? "," : ";", counted( applied, "line" ) );
       const auto status = policy_.routeMap( name );
       if( !status ) return line + "; not in force";
       const auto features = status->features().toStrep();
       return features.empty() ? line : line + fmt::format( "; reads {}", features.view() );
    }
 
+   // Lines of other stanzas.
+   size_t appliedIn( const std::string & routeMap ) const { return references_.applicationsOf( { ThingKind::routeMap, routeMap } ).size(); }
+
    Json jsonOfRouteMap( const std::string & name, const RouteMapText & routeMap ) const {
       Json json = { { "name", name }, { "sequences", Json::array() }, { "root", isRoot( references_, name ) } };
       for( const auto & [ number, sequence ] : routeMap.sequences ) json[ "sequences" ].push_back( number );
+      json[ "applied" ] = appliedIn( name );
       const auto status = policy_.routeMap( name );
       json[ "inForce" ] = bool( status );
       if( status ) json[ "features" ] = status->features().toStrep().view();
@@ -119,7 +126,7 @@ Json jsonOfErrors( const LineLoader & loader ) {
 }   // namespace
 
 int check( const CheckOptions & options, Console & console ) {
-   const LineLoader loader = loadFiles( options.files );
+   const LineLoader loader = loadFiles( options.files, console );
    if( !reportErrors( loader, console ) ) {
       if( options.json ) console.line( jsonText( jsonOfErrors( loader ) ) );
       console.flush();

@@ -23,7 +23,8 @@ namespace {
 
 constexpr char kAbout[] = "Tells what a route policy is, what it does to a routing table, why, and what a change would do.";
 constexpr char kTables[] = "A routing table: a file, - for standard input, or kernel for this machine's own routes. Lines of bgpdump -m, "
-                           "MRT TABLE_DUMP_V2, the JSON of ip -j route, or a prefix per line; plain, gzip, bzip2 or xz";
+                           "MRT TABLE_DUMP_V2, the JSON of ip -j route, or a prefix per line; plain, gzip, bzip2 or xz. "
+                           "One behind each -i: several tables have an -i each, and are read one behind the other";
 #define EXIT_STATUS "Exit status: 0; 2 for wrong arguments, a wrong configuration, or a file that cannot be read to its end.\n\n"
 
 StopRequest stopRequest;
@@ -62,6 +63,7 @@ class CommandLine {
          console_.flush();
          return kExitOk;
       } catch( const CLI::ParseError & e ) {
+         if( app_.get_subcommands().empty() && argc > 1 && argv[ 1 ][ 0 ] == '\0' ) throw CommandError{ "the command is empty" };
          if( app_.get_subcommands().empty() && argc > 1 && argv[ 1 ][ 0 ] != '-' )
             throw CommandError{ fmt::format( "there is no command {}; routepolicy --help tells which there are",
                                              printable( argv[ 1 ], 60 ) ) };
@@ -78,19 +80,30 @@ class CommandLine {
       added.callback( [ this, command = std::move( command ) ] { command_ = command; } );
       return added;
    }
-   static void addFiles( CLI::App & to, std::vector<std::string> & files ) {
-      to.add_option( "FILE", files, "The policy, in lines of a router's configuration; several files are read as one" )->required();
+   // A variable of the shell that is not set, most likely.
+   static CLI::Option & mayNotBeEmpty( CLI::Option * option ) {
+      return *option->check( [ option ]( const std::string & value ) {
+         if( value.empty() ) throw CommandError{ option->get_name() + " is empty" };
+         return std::string();
+      } );
    }
-   static void addRouteMap( CLI::App & to, std::string & name, const char * about = "The route map that is asked" ) {
-      to.add_option( "-m,--route-map", name, about )->required();
+   static void addFile( CLI::App & to, const char * name, std::string & file, const char * about ) {
+      mayNotBeEmpty( to.add_option( name, file, about ) ).required();
+   }
+   static void addFiles( CLI::App & to, std::vector<std::string> & files ) {
+      mayNotBeEmpty( to.add_option( "FILE", files, "The policy, in lines of a router's configuration; several files are read as one" ) )
+         .required();
+   }
+   static CLI::Option & addRouteMap( CLI::App & to, std::string & name, const char * about = "The route map that is asked" ) {
+      return mayNotBeEmpty( to.add_option( "-m,--route-map", name, about ) );
    }
    static void addTables( CLI::App & to, std::vector<std::string> & tables ) {
-      to.add_option( "-i,--in", tables, kTables )->type_name( "TABLE" )->allow_extra_args( false );
+      mayNotBeEmpty( to.add_option( "-i,--in", tables, kTables ) ).type_name( "TABLE" )->allow_extra_args( false );
    }
    static void addJson( CLI::App & to, bool & json ) { to.add_flag( "--json", json, "Print JSON" ); }
    static void addThreads( CLI::App & to, unsigned & threads ) {
-      to.add_option( "--threads", threads, "Threads that evaluate; the output is the same whatever their number" )
-         ->check( CLI::Range( 1u, 256u ) );
+      mayNotBeEmpty( to.add_option( "--threads", threads, "Threads that evaluate; the output is the same whatever their number" ) )
+         .check( CLI::Range( 1u, 256u ) );
    }
 
    using Files = std::vector<std::string>;
@@ -114,14 +127,16 @@ class CommandLine {
    }
    void addEval() {
       auto & c = add( "eval", "Tell what a route map makes of each route of a table",
-                      EXIT_STATUS "Examples: routepolicy eval edge.conf --route-map EDGE-IN --in table.gz --summary\n"
-                                  "          bgpdump -m rib.bz2 | routepolicy eval edge.conf --route-map EDGE-IN --json",
+                      "Exit status: 0; 2 for wrong arguments, a wrong configuration, or a table that cannot be read to its end or has\n"
+                      "broken lines only.\n\n"
+                      "Examples: routepolicy eval edge.conf --route-map EDGE-IN --in table.gz --summary\n"
+                      "          bgpdump -m rib.bz2 | routepolicy eval edge.conf --route-map EDGE-IN --json",
                       [ this ] {
                          standardInputOnce( { &eval_.files, &eval_.tables } );
                          return eval( eval_, console_ );
                       } );
       addFiles( c, eval_.files );
-      addRouteMap( c, eval_.routeMap );
+      addRouteMap( c, eval_.routeMap ).required();
       eval_.tables = { "-" };
       addTables( c, eval_.tables );
       addJson( c, eval_.json );
@@ -139,15 +154,16 @@ class CommandLine {
                          return explain( explain_, console_ );
                       } );
       explain_.files.resize( 1 );
-      c.add_option( "FILE", explain_.files[ 0 ], "The policy" )->required();
-      c.add_option( "PREFIX", explain_.prefix, "The route" )->required();
-      addRouteMap( c, explain_.routeMap );
+      addFile( c, "FILE", explain_.files[ 0 ], "The policy" );
+      mayNotBeEmpty( c.add_option( "PREFIX", explain_.prefix, "The route" ) ).required();
+      addRouteMap( c, explain_.routeMap ).required();
       addTables( c, explain_.tables );
       addJson( c, explain_.json );
-      constexpr std::pair<const char *, const char *> fields[] = { { "next-hop", "ADDRESS" },    { "tag", "NUMBER" },
-                                                                   { "metric", "NUMBER" },       { "protocol", "NAME" },
-                                                                   { "interface", "NAME" },      { "local-preference", "NUMBER" },
-                                                                   { "community", "AS:N,AS:N" }, { "as-path", "\"AS AS\"" } };
+      constexpr std::pair<const char *, const char *> fields[] = { { "next-hop", "ADDRESS" },     { "tag", "NUMBER" },
+                                                                   { "metric", "NUMBER" },        { "protocol", "NAME" },
+                                                                   { "interface", "NAME" },       { "local-preference", "NUMBER" },
+                                                                   { "community", "AS:N,AS:N" },  { "ospf-instance", "NUMBER" },
+                                                                   { "isis-instance", "NUMBER" }, { "as-path", "\"AS AS\"" } };
       for( const auto & [ key, type ] : fields )
          c.add_option_function<std::string>(
              std::string( "--" ) + key, [ this, k = std::string( key ) ]( const std::string & v ) { explain_.fields.emplace_back( k, v ); },
@@ -164,14 +180,15 @@ class CommandLine {
                       } );
       diff_.oldFiles.resize( 1 );
       diff_.newFiles.resize( 1 );
-      c.add_option( "OLD", diff_.oldFiles[ 0 ], "The policy before" )->required();
-      c.add_option( "NEW", diff_.newFiles[ 0 ], "The policy after" )->required();
-      addRouteMap( c, diff_.routeMap );
+      addFile( c, "OLD", diff_.oldFiles[ 0 ], "The policy before" );
+      addFile( c, "NEW", diff_.newFiles[ 0 ], "The policy after" );
+      addRouteMap( c, diff_.routeMap ).required();
       diff_.tables = { "-" };
       addTables( c, diff_.tables );
       addJson( c, diff_.json );
       addThreads( c, diff_.threads );
-      c.add_option( "--examples", diff_.examples, "Routes that are shown of each group" )->check( CLI::Range( 0u, 1'000'000u ) );
+      mayNotBeEmpty( c.add_option( "--examples", diff_.examples, "Routes that are shown of each group" ) )
+         .check( CLI::Range( 0u, 1'000'000u ) );
    }
    void addWatch() {
       auto & c = add( "watch", "Follow a policy's files, and tell what each change does",
@@ -179,12 +196,13 @@ class CommandLine {
                       "Exit status: 0; 2 for wrong arguments, or a configuration that is wrong from the start.\n\n"
                       "Example: routepolicy watch edge.conf --route-map EDGE-IN --in table.gz",
                       [ this ] {
+                         standardInputOnce( { &watch_.tables } );
                          std::signal( SIGINT, handleStop );
                          std::signal( SIGTERM, handleStop );
                          return watch( watch_, console_, stopRequest );
                       } );
       addFiles( c, watch_.files );
-      c.add_option( "-m,--route-map", watch_.routeMap, "The route map that is asked about the table" );
+      addRouteMap( c, watch_.routeMap, "The route map that is asked about the table" );
       addTables( c, watch_.tables );
       addJson( c, watch_.json );
    }
@@ -192,7 +210,7 @@ class CommandLine {
       auto & c = add( "show", "Print what is compiled of a policy", EXIT_STATUS "Example: routepolicy show edge.conf EDGE-IN",
                       [ this ] { return show( show_, console_ ); } );
       show_.files.resize( 1 );
-      c.add_option( "FILE", show_.files[ 0 ], "The policy" )->required();
+      addFile( c, "FILE", show_.files[ 0 ], "The policy" );
       c.add_option( "NAME", show_.name, "A route map or a list; everything without" );
       addJson( c, show_.json );
    }
@@ -200,7 +218,7 @@ class CommandLine {
       auto & c = add( "used-by", "Tell who refers to a list or a route map, through calls too",
                       EXIT_STATUS "Example: routepolicy used-by edge.conf BOGONS-V4", [ this ] { return usedBy( usedBy_, console_ ); } );
       usedBy_.files.resize( 1 );
-      c.add_option( "FILE", usedBy_.files[ 0 ], "The policy" )->required();
+      addFile( c, "FILE", usedBy_.files[ 0 ], "The policy" );
       c.add_option( "NAME", usedBy_.name, "A route map or a list" )->required();
       addJson( c, usedBy_.json );
    }

@@ -47,7 +47,8 @@ void Differences::take( Differences & other ) {
 std::string Differences::exampleText( const Example & example, bool before, bool after ) {
    if( before && after ) return changesOf( example.before, example.after );
    const std::string changes = changesOf( example.route, before ? example.before : example.after );
-   return std::string( before ? "no longer permitted" : "newly permitted" ) + ( changes.empty() ? "" : ", with " + changes );
+   if( before ) return "no longer permitted" + ( changes.empty() ? "" : "; it was, with " + changes );
+   return "newly permitted" + ( changes.empty() ? "" : ", with " + changes );
 }
 
 // The largest first.

@@ -3,6 +3,7 @@
 
 #include "command/Commands.h"
 #include "command/PolicyFiles.h"
+#include "command/References.h"
 #include "command/RouteText.h"
 #include "command/TableRun.h"
 #include "table/LineResult.h"
@@ -43,7 +44,7 @@ std::string routeText( const TableRoute & route ) {
 /// A log in words, by what the policy's text says.
 class LogText {
  public:
-   explicit LogText( const PolicyText & policy ) : policy_( policy ) {}
+   LogText( const PolicyText & policy, const References & references ) : policy_( policy ), references_( references ) {}
 
    void routeMap( const PolicyEvaluationLog & log, size_t depth ) {
       const std::string name( log.rmStatus()->name().view() );
@@ -62,36 +63,56 @@ class LogText {
          return line( depth, fmt::format( "{}  does not hold: {}", head, clause( routeMap, visited.seqno(), visited.failedMatcher() ) ) );
       const auto & sub = visited.subPolicyEvaluationLog();
       const bool passes = !sub || sub->permitResult() != sequence.subInvert();
-      std::string what = passes ? "matches" : "does not match";
-      if( sub )
-         what += fmt::format( ": it calls {}{}", printableName( std::string( sub->rmStatus()->name().view() ) ),
-                              sequence.subInvert() ? ", inverted" : "" );
-      if( visited.continueSeq() != 0 ) what += fmt::format( "; goes on at {}", visited.continueSeq() );
-      line( depth, head + "  " + what );
+      const std::string result = passes ? "matches" : "does not match";
+      line( depth,
+            head + "  " + result + remarks( routeMap, visited.seqno() ) + ( passes ? whereItGoesOn( routeMap, sequence, visited ) : "" ) );
       if( sub ) this->routeMap( *sub, depth + 1 );
    }
-   std::string clause( const std::string & routeMap, uint32_t number, MatchOption option ) const {
+   const SequenceText * textOf( const std::string & routeMap, uint32_t number ) const {
       const auto map = policy_.routeMaps.find( routeMap );
-      if( map == policy_.routeMaps.end() || !map->second.sequences.contains( number ) ) return stringValue( option );
-      const auto & clauses = map->second.sequences.at( number ).match;
-      const auto found = clauses.find( option );
-      return found == clauses.end() ? stringValue( option ) : printable( writeMatch( option, found->second ), 300 );
+      if( map == policy_.routeMaps.end() ) return nullptr;
+      const auto found = map->second.sequences.find( number );
+      return found == map->second.sequences.end() ? nullptr : &found->second;
+   }
+   std::string clause( const std::string & routeMap, uint32_t number, MatchOption option ) const {
+      const SequenceText * const text = textOf( routeMap, number );
+      if( !text || !text->match.contains( option ) ) return stringValue( option );
+      return printable( writeMatch( option, text->match.at( option ) ), 300 ) + missing( references_.in( routeMap, number, option ) );
+   }
+   // What a reference is to, where that is not there.
+   std::string missing( const Reference * reference ) const {
+      if( !reference || reference->defined ) return {};
+      const auto other = inOtherFamily( reference->to.kind );
+      if( other && isDefined( policy_, { *other, reference->to.name } ) ) return fmt::format( ", which is of {}", familyOf( *other ) );
+      return ", which there is not";
+   }
+   // Of a sequence whose match clauses hold: whom it calls, and the clauses that hold on what is not there.
+   std::string remarks( const std::string & routeMap, uint32_t number ) const {
+      const SequenceText * const text = textOf( routeMap, number );
+      std::string all;
+      if( !text ) return all;
+      const auto add = [ & ]( const std::string & what ) { all += ( all.empty() ? ": " : "; " ) + what; };
+      for( const auto & [ option, match ] : text->match )
+         if( !missing( references_.in( routeMap, number, option ) ).empty() ) add( clause( routeMap, number, option ) );
+      if( text->call )
+         add( fmt::format( "it calls {}{}{}", printableName( text->call->name ),
+                           missing( references_.in( routeMap, number, std::nullopt ) ), text->call->invert ? ", inverted" : "" ) );
+      return all;
+   }
+   // A continue to what is not there is not followed.
+   std::string whereItGoesOn( const std::string & routeMap, const RouteMapSeqStatus & sequence, const SeqLog & visited ) const {
+      if( visited.continueSeq() != 0 ) return fmt::format( "; goes on at {}", visited.continueSeq() );
+      const SequenceText * const text = textOf( routeMap, visited.seqno() );
+      if( !text || !text->continueTo || text->continueTo->target == 0 || sequence.matchAction() == MatchPermit::deny ) return {};
+      if( textOf( routeMap, text->continueTo->target ) ) return {};
+      return fmt::format( "; ends, as there is no {} to go on at", text->continueTo->target );
    }
    void line( size_t depth, const std::string & what ) { text_ += std::string( 3 * depth, ' ' ) + what + '\n'; }
 
    const PolicyText & policy_;
+   const References & references_;
    std::string text_;
 };
-
-std::string textOf( const PolicyText & policy, const TableRoute & route, const Explanation & e, const Console & console ) {
-   const std::string changes = e.permitted ? changesOf( route, e.result ) : std::string();
-   std::string text = console.strong(
-      fmt::format( "{}: {}{}{}", routeText( route ), e.permitted ? "permitted" : "denied", changes.empty() ? "" : ", with ", changes ) );
-   text += '\n';
-   LogText log( policy );
-   if( const auto * logged = dynamic_cast<const PolicyEvaluationLog *>( e.log.get() ) ) log.routeMap( *logged, 0 );
-   return text + log.take();
-}
 
 std::string jsonOf( const TableRoute & route, const Explanation & e ) {
    std::string text =
@@ -106,37 +127,67 @@ std::string jsonOf( const TableRoute & route, const Explanation & e ) {
    return text + "}\n";
 }
 
+/// Asks one route map about routes.
+class Explainer {
+ public:
+   Explainer( const LivePolicy & live, const ExplainOptions & options, const Console & console )
+         : text_( live.text() ),
+           references_( live.text() ),
+           policy_( live.policy( options.routeMap ) ),
+           json_( options.json ),
+           console_( console ) {}
+
+   std::string answerTo( const TableRoute & route ) const {
+      const Explanation e = explanationOf( policy_, route );
+      return json_ ? jsonOf( route, e ) : textOf( route, e );
+   }
+
+ private:
+   std::string textOf( const TableRoute & route, const Explanation & e ) const {
+      const std::string changes = e.permitted ? changesOf( route, e.result ) : std::string();
+      std::string text = console_.strong(
+         fmt::format( "{}: {}{}{}", routeText( route ), e.permitted ? "permitted" : "denied", changes.empty() ? "" : ", with ", changes ) );
+      text += '\n';
+      LogText log( text_, references_ );
+      if( const auto * logged = dynamic_cast<const PolicyEvaluationLog *>( e.log.get() ) ) log.routeMap( *logged, 0 );
+      return text + log.take();
+   }
+
+   const PolicyText & text_;
+   const References references_;
+   const Quoin::Ptr<const RouteMapStatusList> policy_;
+   const bool json_;
+   const Console & console_;
+};
+
 /// Explains the routes of one prefix.
 class ExplainJob final : public RouteJob {
  public:
-   ExplainJob( const LivePolicy & live, const ExplainOptions & options, const Ferule::IpGenPrefix & prefix, const Console & console )
-         : live_( live ), policy_( live.policy( options.routeMap ) ), prefix_( prefix ), json_( options.json ), console_( console ) {}
+   ExplainJob( const Explainer & explainer, const Ferule::IpGenPrefix & prefix ) : explainer_( explainer ), prefix_( prefix ) {}
    std::unique_ptr<BatchResult> makeResult() override { return std::make_unique<BatchResult>(); }
    void evaluate( const TableRoute & route, BatchResult & result ) const override {
       if( route.prefix != prefix_ ) return;
-      const Explanation e = explanationOf( policy_, route );
-      result.text += json_ ? jsonOf( route, e ) : textOf( live_.text(), route, e, console_ );
+      result.text += explainer_.answerTo( route );
       found = true;
    }
    void take( BatchResult & ) override {}
    mutable bool found = false;   // one thread evaluates
 
  private:
-   const LivePolicy & live_;
-   Quoin::Ptr<const RouteMapStatusList> policy_;
+   const Explainer & explainer_;
    Ferule::IpGenPrefix prefix_;
-   bool json_;
-   const Console & console_;
 };
 
 TableRoute routeOf( const ExplainOptions & options ) {
+   if( !options.tables.empty() && !options.fields.empty() )
+      throw CommandError{ fmt::format( "--{} is for a route that no table tells: not beside --in", options.fields.front().first ) };
    TableRoute route;
    std::string reason;
    const auto prefix = parsePrefix( options.prefix, reason );
    if( !prefix ) throw CommandError{ reason };
    route.prefix = *prefix;
    for( const auto & [ key, value ] : options.fields )
-      if( const auto wrong = setField( route, key, value ) ) throw CommandError{ fmt::format( "--{}: {}", key, *wrong ) };
+      if( const auto wrong = setField( route, key, value ) ) throw CommandError{ "--" + *wrong };
    return route;
 }
 
@@ -146,13 +197,13 @@ int explain( const ExplainOptions & options, Console & console ) {
    const TableRoute route = routeOf( options );
    const auto live = livePolicyOf( options.files, console );
    routeMapOf( *live, options.routeMap );
+   const Explainer explainer( *live, options, console );
    if( options.tables.empty() ) {
-      const Explanation e = explanationOf( live->policy( options.routeMap ), route );
-      console.write( options.json ? jsonOf( route, e ) : textOf( live->text(), route, e, console ) );
+      console.write( explainer.answerTo( route ) );
       console.flush();
       return kExitOk;
    }
-   ExplainJob job( *live, options, route.prefix, console );
+   ExplainJob job( explainer, route.prefix );
    const auto run = runTables( { options.tables, 1 }, job, console );
    console.flush();
    if( !job.found ) throw CommandError{ fmt::format( "{} is not in the table", route.prefix.toStrep().view() ) };

@@ -7,7 +7,7 @@
 namespace Agent {
 
 int names( const NamesOptions & options, Console & console ) {
-   const LineLoader loader = loadFiles( options.files );
+   const LineLoader loader = loadFiles( options.files, console );
    const PolicyText & text = loader.text();
    std::set<std::string> all;
    const auto add = [ & ]( const auto & things ) {

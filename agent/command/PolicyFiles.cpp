@@ -2,11 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
+#include "live/HeldBack.h"
 #include "table/TextReader.h"
 
 namespace Agent {
@@ -30,6 +32,11 @@ std::string allNames( const PolicyText & text ) {
       --more;
    }
    return more ? fmt::format( "{} and {} more", names, more ) : names;
+}
+
+std::string reasonOf( HeldBackBy cause ) {
+   if( cause == HeldBackBy::cycle ) return "its calls come round in a ring";
+   return fmt::format( "its calls go deeper than {}", kDeepestCalls );
 }
 
 }   // namespace
@@ -60,9 +67,16 @@ std::string contentOf( const std::string & file ) {
    return content;
 }
 
-LineLoader loadFiles( const std::vector<std::string> & files ) {
+LineLoader loadFiles( const std::vector<std::string> & files, Console & console ) {
    LineLoader loader;
    for( const auto & file : files ) loader.load( displayName( file ), contentOf( file ) );
+   const PolicyText & text = loader.text();
+   const bool allStray = text == PolicyText() && loader.errors().empty();
+   for( const uint32_t file : text.strayFiles ) {
+      const std::string what = fmt::format( "{}: no line of a policy in it", text.files[ file ] );
+      if( allStray ) throw CommandError{ what };
+      console.message( what );
+   }
    return loader;
 }
 
@@ -71,11 +85,19 @@ bool reportErrors( const LineLoader & loader, Console & console ) {
    return loader.errors().empty();
 }
 
+void mentionPassedOver( const PolicyText & text, Console & console ) {
+   const auto count = std::ranges::count( text.doubts, Doubt::Kind::passedOver, &Doubt::kind );
+   if( count == 0 ) return;
+   console.message( fmt::format( "{} {} passed over and look{} like a policy's; \"check\" tells which", count,
+                                 count == 1 ? "line is" : "lines are", count == 1 ? "s" : "" ) );
+}
+
 std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Console & console ) {
-   const LineLoader loader = loadFiles( files );
+   const LineLoader loader = loadFiles( files, console );
    if( !reportErrors( loader, console ) )
       throw CommandError{ fmt::format( "{} error{}, nothing was applied", loader.errors().size(),
                                        loader.errors().size() == 1 ? "" : "s" ) };
+   mentionPassedOver( loader.text(), console );
    auto policy = std::make_unique<LivePolicy>();
    policy->apply( loader.text() );
    return policy;
@@ -84,8 +106,9 @@ std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files
 Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMapOf( const LivePolicy & policy, const std::string & name ) {
    if( auto status = policy.routeMap( name ) ) return status;
    const std::string shown = printableName( name );
-   if( policy.text().routeMaps.contains( name ) )
-      throw CommandError{ fmt::format( "route map {} calls itself through others, and is not in force; \"check\" tells how", shown ) };
+   const auto held = routeMapsHeldBack( policy.text().routeMaps );
+   if( const auto at = held.find( name ); at != held.end() )
+      throw CommandError{ fmt::format( "route map {} is not in force, as {}; \"check\" tells more", shown, reasonOf( at->second ) ) };
    if( policy.text().routeMaps.empty() ) throw CommandError{ fmt::format( "there is no route map {}, nor any other", shown ) };
    throw CommandError{ fmt::format( "there is no route map {}; there are {}", shown, allNames( policy.text() ) ) };
 }

@@ -9,13 +9,16 @@
 #include <utility>
 
 #include "command/PolicyFiles.h"
+#include "table/TextReader.h"
 #include "text/MatchForms.h"
+#include "text/Spelling.h"
 
 namespace Agent {
 
 namespace {
 
 constexpr size_t kMostSuggestions = 3;
+constexpr size_t kLongestLine = 200;   // of an application
 
 constexpr ThingKind kKinds[] = { ThingKind::ipv4PrefixList, ThingKind::ipv6PrefixList, ThingKind::ipv4AccessList, ThingKind::ipv6AccessList,
                                  ThingKind::tagSet,         ThingKind::communityList,  ThingKind::asPathList,     ThingKind::routeMap };
@@ -47,30 +50,6 @@ std::optional<ThingKind> kindOf( MatchOption option, const MatchClause & clause 
 
 std::string shown( std::string_view name ) {
    return printableName( std::string( name ) );
-}
-
-// How many bytes must be put in, taken out or replaced to make one of the other. Stops counting above `limit`.
-size_t editDistance( std::string_view a, std::string_view b, size_t limit ) {
-   if( std::max( a.size(), b.size() ) - std::min( a.size(), b.size() ) > limit ) return limit + 1;
-   std::vector<size_t> row( b.size() + 1 );   // distances of the part of `a` so far to each beginning of `b`
-   for( size_t j = 0; j <= b.size(); ++j ) row[ j ] = j;
-   for( size_t i = 0; i < a.size(); ++i ) {
-      size_t diagonal = std::exchange( row[ 0 ], i + 1 );
-      for( size_t j = 0; j < b.size(); ++j ) {
-         const size_t replaced = diagonal + ( a[ i ] != b[ j ] );
-         diagonal = row[ j + 1 ];
-         row[ j + 1 ] = std::min( { replaced, diagonal + 1, row[ j ] + 1 } );
-      }
-      if( *std::min_element( row.begin(), row.end() ) > limit ) return limit + 1;
-   }
-   return row.back();
-}
-
-std::string lowerCase( std::string_view text ) {
-   std::string lower( text );
-   for( char & c : lower )
-      if( c >= 'A' && c <= 'Z' ) c = static_cast<char>( c - 'A' + 'a' );
-   return lower;
 }
 
 }   // namespace
@@ -134,7 +113,7 @@ std::vector<Thing> thingsCalled( std::string_view name, const PolicyText & text,
    std::vector<Thing> things;
    for( const ThingKind kind : kKinds ) {
       const Thing thing{ kind, name };
-      if( isDefined( text, thing ) || !references.to( thing ).empty() ) things.push_back( thing );
+      if( isDefined( text, thing ) || references.isUsed( thing ) ) things.push_back( thing );
    }
    return things;
 }
@@ -162,6 +141,50 @@ std::string unknownNameText( const std::string & name, const PolicyText & text )
    return near.empty() ? reason : reason + '?';
 }
 
+// ---- applications
+
+namespace {
+
+ThingKind kindOf( const Application & application ) {   // with families: that of IPv4
+   switch( application.kind ) {
+      case Application::Kind::routeMap: return ThingKind::routeMap;
+      case Application::Kind::prefixList: return ThingKind::ipv4PrefixList;
+      case Application::Kind::accessList: return ThingKind::ipv4AccessList;
+      case Application::Kind::communityList: return ThingKind::communityList;
+      case Application::Kind::asPathList: return ThingKind::asPathList;
+   }
+   return {};
+}
+
+// Of both families, if its kind has any.
+std::vector<Thing> candidatesOf( const Application & application ) {
+   const ThingKind kind = kindOf( application );
+   std::vector<Thing> things{ { kind, application.name } };
+   if( const auto other = inOtherFamily( kind ) ) things.push_back( { *other, application.name } );
+   return things;
+}
+
+}   // namespace
+
+std::string_view nameOf( Application::Kind kind ) noexcept {
+   switch( kind ) {
+      case Application::Kind::prefixList: return "prefix-list";
+      case Application::Kind::accessList: return "access-list";
+      case Application::Kind::routeMap: return nameOf( ThingKind::routeMap );
+      case Application::Kind::communityList: return nameOf( ThingKind::communityList );
+      case Application::Kind::asPathList: return nameOf( ThingKind::asPathList );
+   }
+   return {};
+}
+
+std::string textOf( const Application & application ) {
+   return printable( application.line, kLongestLine );
+}
+
+bool isDefined( const PolicyText & text, const Application & application ) {
+   return std::ranges::any_of( candidatesOf( application ), [ & ]( const Thing & thing ) { return isDefined( text, thing ); } );
+}
+
 // ---- references
 
 std::string clauseTextOf( const Reference & reference ) {
@@ -178,6 +201,7 @@ References::References( const PolicyText & text ) {
    for( const auto & [ name, routeMap ] : text.routeMaps )
       for( const auto & [ number, sequence ] : routeMap.sequences ) addSequence( text, name, number, sequence );
    for( const auto & reference : all_ ) byThing_[ reference.to ].push_back( &reference );
+   for( const auto & application : text.applications ) addApplication( text, application );
 }
 
 void References::addSequence( const PolicyText & text, std::string_view routeMap, uint32_t number, const SequenceText & sequence ) {
@@ -188,6 +212,32 @@ void References::addSequence( const PolicyText & text, std::string_view routeMap
    for( const auto & [ option, clause ] : sequence.match )
       if( const auto kind = kindOf( option, clause ) ) add( option, *kind, clause );
    if( sequence.call ) add( std::nullopt, ThingKind::routeMap, *sequence.call );
+}
+
+void References::addApplication( const PolicyText & text, const Application & application ) {
+   const auto candidates = candidatesOf( application );
+   const auto addTo = [ & ]( auto isMeant ) {
+      bool any = false;
+      for( const Thing & thing : candidates ) {
+         if( !isMeant( thing ) ) continue;
+         applications_[ thing ].push_back( &application );
+         any = true;
+      }
+      return any;
+   };
+   if( addTo( [ & ]( const Thing & thing ) { return isDefined( text, thing ); } ) ) return;
+   if( addTo( [ & ]( const Thing & thing ) { return byThing_.contains( thing ); } ) ) return;
+   addTo( [ & ]( const Thing & thing ) { return thing == candidates.front(); } );
+}
+
+std::span<const Application * const> References::applicationsOf( const Thing & thing ) const {
+   const auto found = applications_.find( thing );
+   if( found == applications_.end() ) return {};
+   return found->second;
+}
+
+bool References::isUsed( const Thing & thing ) const {
+   return byThing_.contains( thing ) || applications_.contains( thing );
 }
 
 std::span<const Reference * const> References::to( const Thing & thing ) const {

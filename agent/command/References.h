@@ -86,7 +86,17 @@ std::string clauseTextOf( const Reference & reference );
 /// The same behind who it is: "EDGE-IN 10 calls CUSTOMERS".
 std::string textOf( const Reference & reference );
 
-/// All references of a policy. Threading: read-only. Cost of making it: one walk over the route maps.
+// ---- what other stanzas apply
+
+/// As lines of other stanzas call it, which tell no family: "prefix-list".
+std::string_view nameOf( Application::Kind kind ) noexcept;
+/// Its line; printable, and of bounded length.
+std::string textOf( const Application & application );
+/// Whether there is what it applies, in whichever family.
+bool isDefined( const PolicyText & text, const Application & application );
+
+/// All references of a policy, and what other stanzas apply of it. Threading: read-only. Cost of making it: one walk over the route maps
+/// and the applications.
 class References {
  public:
    /// `text` outlives this, unchanged.
@@ -100,17 +110,24 @@ class References {
    std::span<const Reference * const> to( const Thing & thing ) const;
    /// By what they are to: also to things that there are not.
    const std::map<Thing, std::vector<const Reference *>> & byThing() const noexcept { return byThing_; }
+   /// The lines of other stanzas that apply a thing, in the order of the text. A list that there is in both families is applied in both,
+   /// and one that there is in none in those in which a clause names it, or in that of IPv4.
+   std::span<const Application * const> applicationsOf( const Thing & thing ) const;
+   /// Whether a clause names it, or another stanza applies it.
+   bool isUsed( const Thing & thing ) const;
    /// What stands in a sequence: that of a match option, or the call for none. Null for nothing.
    const Reference * in( std::string_view routeMap, uint32_t sequence, std::optional<MatchOption> option ) const;
 
  private:
    void addSequence( const PolicyText & text, std::string_view routeMap, uint32_t number, const SequenceText & sequence );
+   void addApplication( const PolicyText & text, const Application & application );
 
    std::vector<Reference> all_;
    std::map<Thing, std::vector<const Reference *>> byThing_;
+   std::map<Thing, std::vector<const Application *>> applications_;
 };
 
-/// All kinds in which there is a thing of that name, or in which one is referred to. `name` outlives what comes back.
+/// All kinds in which there is a thing of that name, or in which one is referred to or applied. `name` outlives what comes back.
 std::vector<Thing> thingsCalled( std::string_view name, const PolicyText & text, const References & references );
 
 /// The names in a policy that come nearest to one that is not in it, the best first; none when none comes near.

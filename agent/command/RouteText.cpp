@@ -5,9 +5,13 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "table/TextReader.h"
+
 namespace Agent {
 
 namespace {
+
+constexpr size_t kLongestText = 1000;   // of what a table may have any bytes in
 
 std::string decimal( Zeugma::MaybeU63 metric ) {
    return metric.present() ? std::to_string( metric.value() ) : std::string();
@@ -102,12 +106,14 @@ std::string attributesOf( const TableRoute & route ) {
    };
    if( route.nextHop.af() != Ferule::AddressFamily{} ) add( "via", route.nextHop.toStrep().view() );
    add( "protocol", nameOf( route.protocol ) );
-   add( "interface", route.interface );
+   add( "interface", printable( route.interface, kLongestText ) );
    add( "metric", decimal( route.metric ) );
    add( "tag", numberOrNone( route.tag ) );
    add( "local-preference", numberOrNone( route.localPreference ) );
    add( "community", communitiesText( route.communities ) );
-   add( "as-path", route.asPath );
+   add( "ospf-instance", numberOrNone( route.ospfInstance ) );
+   add( "isis-instance", numberOrNone( route.isisInstance ) );
+   add( "as-path", printable( route.asPath, kLongestText ) );
    return text;
 }
 
@@ -139,6 +145,8 @@ void appendJsonAttributes( std::string & to, const TableRoute & route ) {
    if( route.tag ) add( "tag", std::to_string( route.tag ) );
    if( route.localPreference ) add( "localPreference", std::to_string( *route.localPreference ) );
    if( !route.communities.empty() ) add( "communities", jsonList( communitiesText( route.communities ) ) );
+   if( route.ospfInstance ) add( "ospfInstance", std::to_string( route.ospfInstance ) );
+   if( route.isisInstance ) add( "isisInstance", std::to_string( route.isisInstance ) );
    if( !route.asPath.empty() ) add( "asPath", jsonString( route.asPath ) );
 }
 

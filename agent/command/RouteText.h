@@ -19,7 +19,7 @@ inline std::string changesOf( const TableRoute & route, const AgentResult & resu
    return changesOf( AgentResult( route ), result );
 }
 
-/// What policy reads of a route, but for its prefix: "via 192.0.2.1, tag 64500, as-path 64500 64501"; empty for nothing.
+/// What policy reads of a route, but for its prefix: "via 192.0.2.1, tag 64500, as-path 64500 64501"; printable, empty for nothing.
 std::string attributesOf( const TableRoute & route );
 
 std::string communitiesText( const std::vector<uint32_t> & communities );

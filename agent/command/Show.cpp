@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <set>
 #include <sstream>
 
 #include "command/Commands.h"
@@ -62,15 +63,23 @@ std::vector<const Reference *> usersOf( const Thing & thing, const References & 
    return users;
 }
 
+// "R 10, R 20"; "R 10, R 20 and 7 more" above kMostUsers. `word` makes one of them.
+template <class Part, class Word>
+std::string joined( const std::vector<Part> & parts, Word word ) {
+   std::string text;
+   const size_t count = std::min( parts.size(), kMostUsers );
+   for( size_t i = 0; i < count; ++i ) text += ( i == 0 ? "" : ", " ) + word( parts[ i ] );
+   return count < parts.size() ? fmt::format( "{} and {} more", text, parts.size() - count ) : text;
+}
+
 std::string usersText( const Thing & thing, const References & references ) {
    const auto users = usersOf( thing, references );
-   if( users.empty() ) return "used by nobody";
-   std::string text;
-   const size_t count = std::min( users.size(), kMostUsers );
-   for( size_t i = 0; i < count; ++i )
-      text +=
-         fmt::format( "{}{} {}", i == 0 ? "used by " : ", ", printableName( std::string( users[ i ]->routeMap ) ), users[ i ]->sequence );
-   return count < users.size() ? fmt::format( "{} and {} more", text, users.size() - count ) : text;
+   const size_t applied = references.applicationsOf( thing ).size();
+   if( users.empty() && applied == 0 ) return "used by nobody";
+   const std::string text = joined(
+      users, []( const Reference * r ) { return fmt::format( "{} {}", printableName( std::string( r->routeMap ) ), r->sequence ); } );
+   if( applied == 0 ) return "used by " + text;
+   return fmt::format( "used by {}{}{} line{} of other stanzas", text, text.empty() ? "" : ", ", applied, applied == 1 ? "" : "s" );
 }
 
 Json jsonOfUsers( const Thing & thing, const References & references ) {
@@ -138,11 +147,50 @@ Json jsonOfSequence( const CompiledSequence & sequence ) {
    return json;
 }
 
-std::string undefinedText( const RouteMapStatus & status ) {
+// ---- undefined references
+
+// The library's word, which has no bits for some kinds of lists.
+std::string undefinedBits( const RouteMapStatus & status ) {
    std::ostringstream os;
    os << status.undefinedReferences();
    return os.str();
 }
+
+/// What route maps refer to and there is not.
+class Undefined {
+ public:
+   explicit Undefined( const References & references ) {
+      std::vector<std::string_view> next;
+      for( const auto & r : references.all() ) {
+         if( r.defined ) continue;
+         auto & things = things_[ r.routeMap ];
+         if( things.empty() ) next.push_back( r.routeMap );
+         things.insert( r.to );
+      }
+      while( !next.empty() ) {
+         const Thing routeMap{ ThingKind::routeMap, next.back() };
+         next.pop_back();
+         for( const auto * r : references.to( routeMap ) )
+            if( callers_.insert( r->routeMap ).second && !things_.contains( r->routeMap ) ) next.push_back( r->routeMap );
+      }
+   }
+
+   std::vector<Thing> of( std::string_view routeMap ) const {
+      const auto at = things_.find( routeMap );
+      return at == things_.end() ? std::vector<Thing>() : std::vector<Thing>( at->second.begin(), at->second.end() );
+   }
+   std::string textOf( std::string_view routeMap ) const {
+      const auto things = of( routeMap );
+      const bool below = callers_.contains( routeMap );
+      if( things.empty() ) return below ? "nothing undefined but in what it calls" : "nothing undefined";
+      return fmt::format( "undefined: {}{}", joined( things, []( const Thing & t ) { return Agent::textOf( t ); } ),
+                          below ? ", and some in what it calls" : "" );
+   }
+
+ private:
+   std::map<std::string_view, std::set<Thing>> things_;   // by route map
+   std::set<std::string_view> callers_;                   // of route maps in which something is undefined, directly or not
+};
 
 // ---- things
 
@@ -158,7 +206,7 @@ std::string_view kindWord( const Text & ) {
 class Show {
  public:
    Show( const LivePolicy & policy, bool json, Console & console )
-         : policy_( policy ), references_( policy.text() ), json_( json ), console_( console ) {}
+         : policy_( policy ), references_( policy.text() ), undefined_( references_ ), json_( json ), console_( console ) {}
 
    template <class Text>
    void add( const Thing & thing, const Text & text ) {
@@ -192,11 +240,10 @@ class Show {
    }
    void writeCompiled( const Thing & thing, const RouteMapText & ) {
       const auto status = policy_.routeMap( std::string( thing.name ) );
-      if( !status ) return console_.line( fmt::format( "! not in force, {}", usersText( thing, references_ ) ) );
+      if( !status ) return console_.line( fmt::format( "! not in force; {}", usersText( thing, references_ ) ) );
       const auto features = status->features().toStrep();
-      console_.line( fmt::format( "! compiled, reads {}, undefined references {}, {}",
-                                  features.empty() ? "nothing watched" : features.view(), undefinedText( *status ),
-                                  usersText( thing, references_ ) ) );
+      console_.line( fmt::format( "! compiled; reads {}; {}; {}", features.empty() ? "nothing watched" : features.view(),
+                                  undefined_.textOf( thing.name ), usersText( thing, references_ ) ) );
       for( const auto & [ number, sequence ] : status->seqStatus() ) writeSequence( { thing.name, *sequence, references_ }, console_ );
    }
 
@@ -205,6 +252,7 @@ class Show {
       Json json = { { "kind", nameOf( thing.kind ) }, { "name", thing.name } };
       addCompiled( json, thing, text );
       json[ "usedBy" ] = jsonOfUsers( thing, references_ );
+      json[ "applied" ] = references_.applicationsOf( thing ).size();
       json[ "text" ] = jsonOfLines( linesOf( thing, text ) );
       return json;
    }
@@ -216,9 +264,14 @@ class Show {
    void addCompiled( Json & json, const Thing & thing, const RouteMapText & ) const {
       const auto status = policy_.routeMap( std::string( thing.name ) );
       json[ "inForce" ] = bool( status );
+      if( status ) {
+         json[ "features" ] = status->features().toStrep().view();
+         json[ "undefinedReferences" ] = undefinedBits( *status );
+      }
+      json[ "undefined" ] = Json::array();
+      for( const auto & to : undefined_.of( thing.name ) )
+         json[ "undefined" ].push_back( { { "kind", nameOf( to.kind ) }, { "name", to.name } } );
       if( !status ) return;
-      json[ "features" ] = status->features().toStrep().view();
-      json[ "undefinedReferences" ] = undefinedText( *status );
       json[ "sequences" ] = Json::array();
       for( const auto & [ number, sequence ] : status->seqStatus() )
          json[ "sequences" ].push_back( jsonOfSequence( { thing.name, *sequence, references_ } ) );
@@ -226,6 +279,7 @@ class Show {
 
    const LivePolicy & policy_;
    const References references_;
+   const Undefined undefined_;
    const bool json_;
    Console & console_;
    Json things_ = Json::array();
@@ -235,6 +289,7 @@ class Show {
 }   // namespace
 
 int show( const ShowOptions & options, Console & console ) {
+   if( options.name && options.name->empty() ) throw CommandError{ "NAME is empty" };
    const auto policy = livePolicyOf( options.files, console );
    Show show( *policy, options.json, console );
    forEachThing( policy->text(), [ & ]( const Thing & thing, const auto & text ) {

@@ -130,9 +130,13 @@ class Run final : public TableHandler {
    }
    void finishTable( const TableSummary & table ) {
       if( broken_ > kBrokenShown ) console_.message( fmt::format( "{}: and {} more", name_, broken_ - kBrokenShown ) );
-      if( table.fault.empty() ) return;
-      console_.message( fmt::format( "{}: not read to its end: {}", name_, table.fault ) );
-      summary.whole = false;
+      if( !table.fault.empty() ) {
+         console_.message( fmt::format( "{}: not read to its end: {}", name_, table.fault ) );
+         summary.whole = false;
+      } else if( table.routes == 0 ) {
+         console_.message( fmt::format( "{}: no route in it", name_ ) );
+         if( table.broken != 0 ) summary.whole = false;   // it is something else than a table
+      }
    }
    void finish() {
       if( filling_ ) evaluateFilling();

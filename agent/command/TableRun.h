@@ -37,14 +37,14 @@ class RouteJob {
 
 struct TableRunSummary {
    uint64_t routes = 0;
-   bool whole = true;           // every table was read to its end
+   bool whole = true;           // every table was read to its end, and none is broken throughout
    double seconds = 0;          // in all
    double secondsReading = 0;   // of the reading thread, without waiting for the others
    double secondsPolicy = 0;    // spent in evaluate(), summed over the threads
 };
 
-/// Reads the tables one behind the other. What is broken in them, and why one ends early, becomes messages. What is written, and what
-/// take() sees, does not depend on the number of threads.
+/// Reads the tables one behind the other. What is broken in them, why one ends early, and that there is no route in one, becomes
+/// messages. What is written, and what take() sees, does not depend on the number of threads.
 /// Errors: CommandError for a table that cannot be opened.
 TableRunSummary runTables( const TableRunOptions & options, RouteJob & job, Console & console );
 

@@ -1,4 +1,4 @@
-// routepolicy used-by: who refers to a list or a route map.
+// routepolicy used-by: who refers to a list or a route map, and what other stanzas apply it.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -15,19 +15,22 @@ namespace {
 
 constexpr size_t kDeepestIndent = 20;
 
-/// One reference on the way to a thing.
+/// One reference on the way to a thing, or a line that applies what is on it.
 struct Use {
-   const Reference * reference;
-   size_t depth;            // 1: to the thing itself
-   bool repeated = false;   // who calls its route map stands above
+   Thing to;
+   size_t depth;                  // 1: to the thing itself
+   const Reference * reference;   // null for an application
+   const Application * application = nullptr;
+   bool repeated = false;   // who uses its route map stands above
 };
 
-// Depth first. The callers of each route map come once, so that cycles end and the result is never longer than the policy.
+// Depth first. Those who use a route map come once, so that cycles end and the result is never longer than the policy.
 std::vector<Use> usesOf( const Thing & thing, const References & references ) {
    std::vector<Use> uses, next;
    const auto push = [ & ]( const Thing & to, size_t depth ) {
+      for( const auto * application : references.applicationsOf( to ) ) uses.push_back( { to, depth, nullptr, application } );
       const auto refer = references.to( to );
-      for( auto at = refer.rbegin(); at != refer.rend(); ++at ) next.push_back( { *at, depth } );
+      for( auto at = refer.rbegin(); at != refer.rend(); ++at ) next.push_back( { to, depth, *at } );
    };
    std::set<std::string_view> done;
    if( thing.kind == ThingKind::routeMap ) done.insert( thing.name );
@@ -37,35 +40,57 @@ std::vector<Use> usesOf( const Thing & thing, const References & references ) {
       next.pop_back();
       const Thing caller{ ThingKind::routeMap, use.reference->routeMap };
       const bool isNew = done.insert( caller.name ).second;
-      use.repeated = !isNew && !references.to( caller ).empty();
+      use.repeated = !isNew && references.isUsed( caller );
       uses.push_back( use );
       if( isNew ) push( caller, use.depth + 1 );
    }
    return uses;
 }
 
-void writeText( const Thing & thing, const std::vector<Use> & uses, bool defined, Console & console ) {
-   console.line( console.strong( textOf( thing ) ) + ( defined ? "" : " (undefined)" ) + ( uses.empty() ? ": nobody refers to it" : "" ) );
+// "edge.conf:14: neighbor 192.0.2.1 route-map EDGE-IN in"
+std::string lineOf( const PolicyText & text, const Application & application ) {
+   const Place & place = application.place;
+   if( place.line == 0 || place.file >= text.files.size() ) return textOf( application );
+   return fmt::format( "{}:{}: {}", text.files[ place.file ], place.line, textOf( application ) );
+}
+
+void writeText( const Thing & thing, const std::vector<Use> & uses, const PolicyText & text, Console & console ) {
+   console.line( console.strong( textOf( thing ) ) + ( isDefined( text, thing ) ? "" : " (undefined)" ) +
+                 ( uses.empty() ? ": nobody refers to it" : "" ) );
    for( const auto & use : uses )
-      console.line( fmt::format( "{:{}}{}{}", "", 3 * std::min( use.depth, kDeepestIndent ), textOf( *use.reference ),
+      console.line( fmt::format( "{:{}}{}{}", "", 3 * std::min( use.depth, kDeepestIndent ),
+                                 use.reference ? textOf( *use.reference ) : lineOf( text, *use.application ),
                                  use.repeated ? " (its callers: above)" : "" ) );
+}
+
+Json jsonOfReference( const Use & use, const PolicyText & text ) {
+   const Reference & r = *use.reference;
+   Json json = {
+      { "routeMap", r.routeMap }, { "sequence", r.sequence }, { "clause", clauseTextOf( r ) }, { "to", use.to.name }, { "depth", use.depth }
+   };
+   json.update( jsonOf( text, r.place ) );
+   return json;
+}
+
+Json jsonOfApplication( const Use & use, const PolicyText & text ) {
+   Json json = { { "text", use.application->line }, { "to", use.to.name }, { "depth", use.depth } };
+   json.update( jsonOf( text, use.application->place ) );
+   return json;
 }
 
 Json jsonOfUses( const Thing & thing, const std::vector<Use> & uses, const PolicyText & text ) {
    Json json = { { "kind", nameOf( thing.kind ) }, { "name", thing.name }, { "defined", isDefined( text, thing ) } };
-   json[ "references" ] = Json::array();
+   Json references = Json::array(), applications = Json::array();
    std::set<std::string_view> reach;
-   for( const auto & use : uses ) {
-      const Reference & r = *use.reference;
-      reach.insert( r.routeMap );
-      Json reference = { { "routeMap", r.routeMap },
-                         { "sequence", r.sequence },
-                         { "clause", clauseTextOf( r ) },
-                         { "to", r.to.name },
-                         { "depth", use.depth } };
-      reference.update( jsonOf( text, r.place ) );
-      json[ "references" ].push_back( std::move( reference ) );
-   }
+   for( const auto & use : uses )
+      if( use.reference ) {
+         reach.insert( use.reference->routeMap );
+         references.push_back( jsonOfReference( use, text ) );
+      } else {
+         applications.push_back( jsonOfApplication( use, text ) );
+      }
+   json[ "references" ] = std::move( references );
+   json[ "applications" ] = std::move( applications );
    json[ "reachedBy" ] = reach;
    return json;
 }
@@ -73,9 +98,11 @@ Json jsonOfUses( const Thing & thing, const std::vector<Use> & uses, const Polic
 }   // namespace
 
 int usedBy( const UsedByOptions & options, Console & console ) {
-   const LineLoader loader = loadFiles( options.files );
+   if( options.name.empty() ) throw CommandError{ "NAME is empty" };
+   const LineLoader loader = loadFiles( options.files, console );
    if( !reportErrors( loader, console ) ) return kExitError;
    const PolicyText & text = loader.text();
+   mentionPassedOver( text, console );
    const References references( text );
    const auto things = thingsCalled( options.name, text, references );
    if( things.empty() ) throw CommandError{ unknownNameText( options.name, text ) };
@@ -85,7 +112,7 @@ int usedBy( const UsedByOptions & options, Console & console ) {
       if( options.json )
          json[ "things" ].push_back( jsonOfUses( thing, uses, text ) );
       else
-         writeText( thing, uses, isDefined( text, thing ), console );
+         writeText( thing, uses, text, console );
    }
    if( options.json ) console.line( jsonText( json ) );
    console.flush();

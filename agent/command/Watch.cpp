@@ -46,9 +46,11 @@ class Watch {
          throw CommandError{ "watch follows files: standard input cannot change" };
       if( !options.tables.empty() && options.routeMap.empty() ) throw CommandError{ "--in needs --route-map: which one is asked?" };
       stamps_ = stamps();
-      const LineLoader loader = loadFiles( options.files );
+      const LineLoader loader = loadFiles( options.files, console );
       if( !reportErrors( loader, console ) ) throw CommandError{ "the policy is wrong from the start" };
+      mentionPassedOver( loader.text(), console );
       const auto report = policy_.apply( loader.text() );
+      requireRouteMap();
       KeepJob job;
       if( !options.tables.empty() ) runTables( { options.tables, 1 }, job, console );
       routes_ = std::move( job.routes );
@@ -74,12 +76,20 @@ class Watch {
    }
 
    void reload() {
-      const LineLoader loader = loadFiles( options_.files );
-      if( !reportErrors( loader, console_ ) ) throw CommandError{ fmt::format( "{} errors", loader.errors().size() ) };
+      const LineLoader loader = loadFiles( options_.files, console_ );
+      if( const size_t errors = loader.errors().size(); !reportErrors( loader, console_ ) )
+         throw CommandError{ fmt::format( "{} error{}", errors, errors == 1 ? "" : "s" ) };
+      mentionPassedOver( loader.text(), console_ );
       const auto report = policy_.apply( loader.text() );
       if( evaluator_ ) last_ = std::move( evaluator_ );
       evaluatorIs();
       tell( report, last_.get() );
+   }
+
+   // One that is held back may come, and one that goes may come back. One that was never there is mistyped.
+   void requireRouteMap() const {
+      if( !options_.routeMap.empty() && !policy_.text().routeMaps.contains( options_.routeMap ) )
+         routeMapOf( policy_, options_.routeMap );   // says which there are
    }
 
    // Of a route map that is not in force, there is none.

@@ -30,6 +30,8 @@ void AgentRoute::routeIs( const TableRoute & route ) {
    metricIs( route.metric );
    tagIs( route.tag );
    protocolIs( routeProtoOf( route.protocol ) );
+   ospfInstanceIs( route.ospfInstance );
+   isisInstanceIs( route.isisInstance );
 }
 
 void AgentResult::routeIs( const TableRoute & route ) {

@@ -58,7 +58,10 @@ class CommunitySetter final : public Setter {
    void formatDerivedType( std::ostream & os ) const override {
       os << "CommunitySetter";
       for( const Community c : set_.communities ) os << ' ' << std::to_string( c >> 16 ) << ':' << std::to_string( c & 0xffff );
-      if( set_.additive ) os << " additive";
+      if( set_.additive )
+         os << " additive";
+      else if( set_.communities.empty() )
+         os << " none";
    }
 
  private:

@@ -35,7 +35,7 @@ class LivePolicy {
    /// What is in force.
    const PolicyText & text() const noexcept;
 
-   /// What evaluation reads; null where there is no such route map, or a cycle of calls holds it back.
+   /// What evaluation reads; null where there is no such route map, or it is held back (HeldBack.h).
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMap( const std::string & name ) const;
    /// A list with that route map alone; null as above.
    Quoin::Ptr<const Routing::Policy::RouteMapStatusList> policy( const std::string & name ) const;

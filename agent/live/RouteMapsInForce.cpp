@@ -5,7 +5,6 @@
 
 #include "live/AgentSetters.h"
 #include "live/Differences.h"
-#include "live/HeldBack.h"
 #include "policy/RouteMetricSetter.h"
 
 namespace Agent {

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "live/CompileRouteMaps.h"
+#include "live/HeldBack.h"
 #include "text/PolicyText.h"
 
 namespace Agent {
@@ -39,7 +39,7 @@ class RouteMapsInForce {
    Quoin::Ptr<Routing::Policy::PolicyRoot> root_;
    Quoin::Ptr<Routing::Policy::RouteMapConfigSm> machine_;
    std::map<std::string, InForce> inForce_;
-   std::set<std::string> heldBack_;
+   std::map<std::string, HeldBackBy> heldBack_;
    std::vector<std::string> gone_;   // that republished() has not told of
 };
 

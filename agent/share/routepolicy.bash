@@ -48,7 +48,8 @@ _routepolicy_options() {
    case $1 in
       eval) options+=(-m --route-map -i --in --threads --summary --timing) ;;
       explain)
-         options+=(-m --route-map -i --in --next-hop --tag --metric --protocol --interface --local-preference --community --as-path)
+         options+=(-m --route-map -i --in --next-hop --tag --metric --protocol --interface --local-preference --community
+            --ospf-instance --isis-instance --as-path)
          ;;
       diff) options+=(-m --route-map -i --in --threads --examples) ;;
       watch) options+=(-m --route-map -i --in) ;;
@@ -74,7 +75,7 @@ _routepolicy() {
       word=${COMP_WORDS[i]}
       case $word in
          -m | --route-map | -i | --in | --threads | --examples | --next-hop | --tag | --metric | --protocol | --interface | \
-            --local-preference | --community | --as-path)
+            --local-preference | --community | --ospf-instance | --isis-instance | --as-path)
             [[ ${COMP_WORDS[i + 1]-} == '=' ]] && ((i++))
             ((i++))
             ;;
@@ -122,7 +123,7 @@ _routepolicy() {
          done
          return
          ;;
-      --threads | --examples | --next-hop | --tag | --metric | --local-preference | --community | --as-path) return ;;
+      --threads | --examples | --next-hop | --tag | --metric | --local-preference | --community | --ospf-instance | --isis-instance | --as-path) return ;;
    esac
 
    if [[ $cur == -* ]]; then

@@ -1,6 +1,9 @@
 #include "table/PrefixLine.h"
 
 #include <algorithm>
+#include <bit>
+#include <optional>
+#include <string>
 
 #include "table/RouteField.h"
 #include "table/TextReader.h"
@@ -46,6 +49,36 @@ std::string parseFields( std::string_view name, std::string_view & line, TableRo
    return {};
 }
 
+// What is wrong with a remark: that it is none. Nothing, mostly.
+std::string mistakenRemark( std::string_view word, std::string_view behind ) {
+   const auto meant = fieldMeantBy( word, takeColumn( behind ) );
+   if( meant.empty() ) return {};
+   return "\"" + printable( word, 24 ) + "\": did you mean " + std::string( meant ) + "? A remark may stand behind a #";
+}
+
+// Of a netmask, such as 255.255.255.0.
+std::optional<uint64_t> lengthOfNetmask( std::string_view text ) {
+   if( std::count( text.begin(), text.end(), '.' ) != 3 || text.find_first_not_of( "0123456789." ) != text.npos ) return std::nullopt;
+   std::string reason;
+   const auto address = parseAddress( text, reason );
+   if( !address ) return std::nullopt;
+   const auto mask = static_cast<uint32_t>( address->bits().high >> 32 );
+   const int length = std::countl_one( mask );
+   return std::popcount( mask ) == length ? std::optional<uint64_t>( length ) : std::nullopt;
+}
+
+// Of an address without a length: whether the column behind it most likely is that. What is wrong then, else nothing.
+std::string mistakenLength( std::string_view address, std::string_view column, const TableRoute & route ) {
+   const unsigned bits = route.prefix.length();
+   const auto number = parseNumber( column, bits );
+   const auto length = number ? number : bits == 32 ? lengthOfNetmask( column ) : std::nullopt;
+   if( !length ) return {};
+   const Ferule::IpGenPrefix meant( std::string( address ) + '/' + std::to_string( *length ) );
+   const std::string pair = std::string( address ) + ' ' + printable( column, 24 );
+   return pair + ": write " + std::string( meant.subnet().toStrep() ) + " for a prefix" +
+      ( number ? ", or " + std::string( address ) + " tag " + std::to_string( *number ) + " for a host with a tag" : "" );
+}
+
 }   // namespace
 
 LineResult parsePrefixLine( std::string_view line, TableRoute & route ) {
@@ -58,13 +91,15 @@ LineResult parsePrefixLine( std::string_view line, TableRoute & route ) {
    route.clear();
    route.prefix = *prefix;
    auto column = takeColumn( line );
+   if( prefixText.find( '/' ) == prefixText.npos )
+      if( reason = mistakenLength( prefixText, column, route ); !reason.empty() ) return LineResult::broken( std::move( reason ) );
    if( !column.empty() && std::all_of( column.begin(), column.end(), isDigit ) ) {
       const auto tag = parseNumber( column, kMax32 );
       if( !tag ) return LineResult::broken( "tag " + printable( column, 24 ) + ": above " + std::to_string( kMax32 ) );
       route.tag = static_cast<uint32_t>( *tag );
       column = takeColumn( line );
    }
-   if( isFieldName( column ) ) reason = parseFields( column, line, route );
+   reason = isFieldName( column ) ? parseFields( column, line, route ) : mistakenRemark( column, line );
    return reason.empty() ? LineResult::route() : LineResult::broken( std::move( reason ) );
 }
 

@@ -6,6 +6,7 @@
 #include "table/LineResult.h"
 #include "table/TextReader.h"
 #include "text/Community.h"
+#include "text/Spelling.h"
 
 namespace Agent {
 
@@ -29,10 +30,11 @@ Fault setNextHop( TableRoute & route, std::string_view value ) {
    return {};
 }
 
-Fault setTag( TableRoute & route, std::string_view value ) {
-   const auto tag = parseNumber( value, kMax32 );
-   if( !tag ) return notANumber( value, kMax32 );
-   route.tag = static_cast<uint32_t>( *tag );
+template <auto Number>   // of TableRoute
+Fault setNumber( TableRoute & route, std::string_view value ) {
+   const auto number = parseNumber( value, kMax32 );
+   if( !number ) return notANumber( value, kMax32 );
+   route.*Number = static_cast<uint32_t>( *number );
    return {};
 }
 
@@ -60,13 +62,6 @@ Fault setInterface( TableRoute & route, std::string_view value ) {
    const bool isName = std::none_of( value.begin(), value.end(), []( char c ) { return isSpace( static_cast<unsigned char>( c ) ); } );
    if( value.empty() || !isName ) return quoted( value ) + ": not the name of an interface";
    route.interface = value;
-   return {};
-}
-
-Fault setLocalPreference( TableRoute & route, std::string_view value ) {
-   const auto preference = parseNumber( value, kMax32 );
-   if( !preference ) return notANumber( value, kMax32 );
-   route.localPreference = static_cast<uint32_t>( *preference );
    return {};
 }
 
@@ -109,14 +104,21 @@ Fault setAsPath( TableRoute & route, std::string_view value ) {
 
 struct Field {
    std::string_view name;
+   std::string_view letters;   // of the name
    Fault ( *set )( TableRoute & route, std::string_view value );
 };
 
 constexpr Field kFields[] = {
-   { "next-hop", setNextHop },      { "tag", setTag },
-   { "metric", setMetric },         { "protocol", setProtocol },
-   { "interface", setInterface },   { "local-preference", setLocalPreference },
-   { "community", setCommunities }, { "as-path", setAsPath },
+   { "next-hop", "nexthop", setNextHop },
+   { "tag", "tag", setNumber<&TableRoute::tag> },
+   { "metric", "metric", setMetric },
+   { "protocol", "protocol", setProtocol },
+   { "interface", "interface", setInterface },
+   { "local-preference", "localpreference", setNumber<&TableRoute::localPreference> },
+   { "community", "community", setCommunities },
+   { "ospf-instance", "ospfinstance", setNumber<&TableRoute::ospfInstance> },
+   { "isis-instance", "isisinstance", setNumber<&TableRoute::isisInstance> },
+   { "as-path", "aspath", setAsPath },
 };
 
 const Field * fieldOf( std::string_view name ) noexcept {
@@ -124,7 +126,42 @@ const Field * fieldOf( std::string_view name ) noexcept {
    return at == std::end( kFields ) ? nullptr : at;
 }
 
+bool takes( std::string_view field, std::string_view value ) {
+   TableRoute route;
+   return !fieldOf( field )->set( route, value );
+}
+
+// What other tools call them.
+constexpr struct {
+   std::string_view letters;
+   std::string_view field;
+} kOtherWords[] = {
+   { "via", "next-hop" }, { "proto", "protocol" }, { "med", "metric" }, { "localpref", "local-preference" }, { "communities", "community" }
+};
+
+constexpr size_t kLongestMistake = 24;
+
+// Without regard to case and hyphens.
+std::string lettersOf( std::string_view word ) {
+   std::string letters = lowerCase( word );
+   std::erase_if( letters, []( char c ) { return c == '-' || c == '_'; } );
+   return letters;
+}
+
 }   // namespace
+
+std::string_view fieldMeantBy( std::string_view word, std::string_view value ) {
+   if( value.empty() || word.size() > kLongestMistake || isFieldName( word ) ) return {};
+   const std::string letters = lettersOf( word );
+   for( const auto & other : kOtherWords )
+      if( letters == other.letters && takes( other.field, value ) ) return other.field;
+   for( const auto & field : kFields ) {
+      if( letters == field.letters ) return field.name;
+      const size_t limit = std::min<size_t>( 2, field.letters.size() / 3 );
+      if( editDistance( letters, field.letters, limit ) <= limit && takes( field.name, value ) ) return field.name;
+   }
+   return {};
+}
 
 bool isFieldName( std::string_view key ) noexcept {
    return fieldOf( key ) != nullptr;
@@ -138,7 +175,10 @@ std::string fieldNames() {
 
 std::optional<std::string> setField( TableRoute & route, std::string_view key, std::string_view value ) {
    const Field * field = fieldOf( key );
-   if( !field ) return quoted( key ) + ": none of " + fieldNames();
+   if( !field ) {
+      const auto meant = fieldMeantBy( key, value );
+      return quoted( key ) + ": none of " + fieldNames() + ( meant.empty() ? "" : "; did you mean " + std::string( meant ) + '?' );
+   }
    auto fault = field->set( route, value );
    if( fault ) fault->insert( 0, std::string( key ) + ": " );
    return fault;

@@ -21,6 +21,8 @@ struct TableRoute {
    uint32_t tag = 0;             // of a table dump, the AS that the path ends in
    std::optional<uint32_t> localPreference;
    SourceProtocol protocol = SourceProtocol::none;
+   uint32_t ospfInstance = 0;   // only PrefixLine.h and the command line tell instances
+   uint32_t isisInstance = 0;
    std::string interface;               // the first, where there are several; empty for none
    std::string asPath;                  // "64500 64501 {64502,64503}"; empty for none
    std::vector<uint32_t> communities;   // ascending, each once; the AS in the upper half
@@ -33,6 +35,8 @@ struct TableRoute {
       tag = 0;
       localPreference.reset();
       protocol = SourceProtocol::none;
+      ospfInstance = 0;
+      isisInstance = 0;
       interface.clear();
       asPath.clear();
       communities.clear();

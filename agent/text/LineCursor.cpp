@@ -11,6 +11,7 @@ namespace Agent {
 namespace {
 
 constexpr size_t kLongestText = 64;
+constexpr size_t kLongestLine = 256;
 
 constexpr bool isBlank( char c ) noexcept {
    return c == ' ' || c == '\t' || c == '\r';
@@ -21,18 +22,28 @@ std::string_view withoutTrailingBlanks( std::string_view line ) noexcept {
    return line;
 }
 
-}   // namespace
-
-std::string printable( std::string_view text ) {
+std::string printableStart( std::string_view text, size_t longest ) {
    std::string result;
-   for( const char c : text.substr( 0, kLongestText ) ) {
+   for( const char c : text.substr( 0, longest ) ) {
       if( c >= ' ' && c < 0x7f )
          result += c;
       else
          fmt::format_to( std::back_inserter( result ), "\\x{:02x}", static_cast<unsigned char>( c ) );
    }
-   if( text.size() > kLongestText ) result += "...";
+   if( text.size() > longest ) result += "...";
    return result;
+}
+
+}   // namespace
+
+std::string printable( std::string_view text ) {
+   return printableStart( text, kLongestText );
+}
+
+std::string printableLine( std::string_view line ) {
+   std::string text( line.substr( 0, kLongestLine + 1 ) );
+   std::replace( text.begin(), text.end(), '\t', ' ' );
+   return printableStart( text, kLongestLine );
 }
 
 std::string inQuotes( std::string_view text ) {

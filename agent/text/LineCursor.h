@@ -25,6 +25,8 @@ struct LineError {
 
 /// As printable ASCII, and no longer than can be read.
 std::string printable( std::string_view text );
+/// The same of a whole line, of which more can be read; a tab is a blank.
+std::string printableLine( std::string_view line );
 /// The same in quotation marks.
 std::string inQuotes( std::string_view text );
 /// "a", "b" or "c", each in quotation marks.

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "text/Operands.h"
+#include "text/TextWriter.h"
 
 namespace Agent {
 
@@ -20,10 +21,36 @@ void describe( NumberedLists<List> & lists, const Token & name, LineCursor & lin
    lists.describe( name.text, line.takeRest( "a description" ).text, line.place() );
 }
 
+// A list of one line.
+std::string writeList( const PrefixListText & list ) {
+   return writePrefixList( list.lines.begin()->second.prefix.af(), {}, list );
+}
+std::string writeList( const AccessListText & list ) {
+   return writeAccessList( list.lines.begin()->second.source.address().af(), {}, list );
+}
+std::string writeList( CommunityListText list ) {
+   list.expanded = !list.lines.begin()->second.expression.empty();
+   return writeCommunityList( {}, list );
+}
+std::string writeList( const AsPathListText & list ) {
+   return writeAsPathList( {}, list );
+}
+
+// "seq 5 permit 10.0.0.0/8".
+template <class List>
+std::string lineText( uint32_t number, const typename NumberedLists<List>::Line & line ) {
+   List list;
+   list.lines.emplace( number, line );
+   const std::string text = writeList( list );
+   const size_t start = text.find( "seq" );   // the list has no name
+   return text.substr( start, text.size() - 1 - start );
+}
+
 // "NAME [seq N] permit|deny CONTENT"; behind a "no" as well "NAME" and "NAME seq N". `describing` is the word of what describes a list,
 // if such lists can have that.
 template <class List, class ReadContent>
-void edit( NumberedLists<List> & lists, LineCursor & line, bool no, std::string_view describing, ReadContent readContent ) {
+void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool no, std::string_view describing,
+           ReadContent readContent ) {
    const Token name = line.take( kListName );
    if( !describing.empty() && line.takeWords( describing ) ) return describe( lists, name, line, no );
 
@@ -38,8 +65,13 @@ void edit( NumberedLists<List> & lists, LineCursor & line, bool no, std::string_
    line.expectEnd();
 
    if( no ) return number ? lists.removeNumber( name.text, *number, said ) : lists.removeLine( name.text, said );
-   if( !lists.add( name.text, number, std::move( said ) ) )
+   const Place place = said.place;
+   const auto added = lists.add( name.text, number, std::move( said ) );
+   if( !added.done )
       throw LineError{ name.column, fmt::format( "no number is left in list {} for a line without \"seq\"", inQuotes( name.text ) ) };
+   if( added.before && Doubts::isReplaced( added.before->place, place ) )
+      doubts.replaced( fmt::format( "{} {}", lists.words(), name.text ), lineText<List>( *number, *added.before ), added.before->place,
+                       lineText<List>( *number, lists.find( name.text )->lines.at( *number ) ), place );
 }
 
 struct Bound {
@@ -99,8 +131,15 @@ void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said 
    }
 }
 
+/// What stands behind an address; no bits: nothing does, or nothing of weight.
+struct Wildcard {
+   Place place;
+   uint32_t bits = 0;
+};
+
 // "any", "PREFIX", "[host] ADDRESS", and for IPv4 "ADDRESS WILDCARD".
-void readAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said ) {
+Wildcard readAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said ) {
+   Wildcard wildcard;
    const unsigned bits = Ferule::addressBits( af );
    if( line.takeWords( "any" ) ) {
       said.source = { Ferule::IpGenAddr( af ), {} };
@@ -110,22 +149,28 @@ void readAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said 
       const bool alone = line.peek().text.find( '/' ) == std::string_view::npos;
       const Ferule::IpGenPrefix prefix = takePrefix( line, af, true );
       auto mask = Ferule::Bits128::leadingOnes( prefix.length() );
-      if( alone && af == AddressFamily::ipv4 && !line.atEnd() )
-         mask = mask & ~takeAddress( line, af, "a wildcard mask" ).bits();   // its one bits are those that do not count
+      if( alone && af == AddressFamily::ipv4 && !line.atEnd() ) {
+         wildcard.place = line.place( line.peek() );
+         const auto ones = takeAddress( line, af, "a wildcard mask" ).bits();   // those that do not count
+         wildcard.bits = static_cast<uint32_t>( ones.high >> 32 );
+         mask = mask & ~ones;
+      }
       said.source = { prefix.ipGenAddr(), mask };
    }
+   return wildcard;
 }
 
 }   // namespace
 
-ListLines::ListLines( PolicyText & text )
+ListLines::ListLines( PolicyText & text, Doubts & doubts )
       : text_( text ),
-        ipv4PrefixLists_( text.ipv4PrefixLists ),
-        ipv6PrefixLists_( text.ipv6PrefixLists ),
-        ipv4AccessLists_( text.ipv4AccessLists ),
-        ipv6AccessLists_( text.ipv6AccessLists ),
-        communityLists_( text.communityLists ),
-        asPathLists_( text.asPathLists ) {}
+        doubts_( doubts ),
+        ipv4PrefixLists_( "ip prefix-list", text.ipv4PrefixLists ),
+        ipv6PrefixLists_( "ipv6 prefix-list", text.ipv6PrefixLists ),
+        ipv4AccessLists_( "access-list", text.ipv4AccessLists ),
+        ipv6AccessLists_( "ipv6 access-list", text.ipv6AccessLists ),
+        communityLists_( "bgp community-list", text.communityLists ),
+        asPathLists_( "bgp as-path access-list", text.asPathLists ) {}
 
 bool ListLines::read( LineCursor & line, bool no ) {
    struct Form {
@@ -151,22 +196,24 @@ bool ListLines::read( LineCursor & line, bool no ) {
 }
 
 void ListLines::readIpv4PrefixList( LineCursor & line, bool no ) {
-   edit( ipv4PrefixLists_, line, no, "description",
+   edit( ipv4PrefixLists_, doubts_, line, no, "description",
          []( LineCursor & l, PrefixListLine & said ) { readPrefixLine( l, AddressFamily::ipv4, said ); } );
 }
 
 void ListLines::readIpv6PrefixList( LineCursor & line, bool no ) {
-   edit( ipv6PrefixLists_, line, no, "description",
+   edit( ipv6PrefixLists_, doubts_, line, no, "description",
          []( LineCursor & l, PrefixListLine & said ) { readPrefixLine( l, AddressFamily::ipv6, said ); } );
 }
 
 void ListLines::readIpv4AccessList( LineCursor & line, bool no ) {
-   edit( ipv4AccessLists_, line, no, "remark",
-         []( LineCursor & l, AccessListLine & said ) { readAccessLine( l, AddressFamily::ipv4, said ); } );
+   Wildcard wildcard;
+   edit( ipv4AccessLists_, doubts_, line, no, "remark",
+         [ & ]( LineCursor & l, AccessListLine & said ) { wildcard = readAccessLine( l, AddressFamily::ipv4, said ); } );
+   if( !no ) doubts_.wildcard( wildcard.place, wildcard.bits );
 }
 
 void ListLines::readIpv6AccessList( LineCursor & line, bool no ) {
-   edit( ipv6AccessLists_, line, no, "remark",
+   edit( ipv6AccessLists_, doubts_, line, no, "remark",
          []( LineCursor & l, AccessListLine & said ) { readAccessLine( l, AddressFamily::ipv6, said ); } );
 }
 
@@ -200,7 +247,7 @@ void ListLines::readCommunityList( LineCursor & line, bool no ) {
       throw LineError{ kind.column,
                        fmt::format( "list {} is {} already", inQuotes( name.text ), list->expanded ? "expanded" : "standard" ) };
    }
-   edit( communityLists_, line, no, "", [ expanded ]( LineCursor & l, CommunityListLine & said ) {
+   edit( communityLists_, doubts_, line, no, "", [ expanded ]( LineCursor & l, CommunityListLine & said ) {
       if( expanded )
          said.expression = takeExpression( l );
       else
@@ -211,7 +258,7 @@ void ListLines::readCommunityList( LineCursor & line, bool no ) {
 
 void ListLines::readAsPathList( LineCursor & line, bool no ) {
    if( !line.takeWords( "access-list" ) ) throwExpected( alternatives( { "access-list" } ), line.peek() );
-   edit( asPathLists_, line, no, "", []( LineCursor & l, AsPathListLine & said ) { said.expression = takeExpression( l ); } );
+   edit( asPathLists_, doubts_, line, no, "", []( LineCursor & l, AsPathListLine & said ) { said.expression = takeExpression( l ); } );
 }
 
 }   // namespace Agent

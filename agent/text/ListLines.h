@@ -2,6 +2,7 @@
 /// Reads the lines that lists are made of: prefix lists, access lists, tag sets, community lists and AS path lists.
 #pragma once
 
+#include "text/Doubts.h"
 #include "text/LineCursor.h"
 #include "text/NumberedLists.h"
 #include "text/PolicyText.h"
@@ -10,8 +11,8 @@ namespace Agent {
 
 class ListLines {
  public:
-   /// `text` outlives this; nothing else changes its lists.
-   explicit ListLines( PolicyText & text );
+   /// Both outlive this; nothing else changes the text's lists.
+   ListLines( PolicyText & text, Doubts & doubts );
 
    /// Reads the line, which stands behind a "no" or does not, if it begins with the words of a list. Errors: LineError.
    bool read( LineCursor & line, bool no );
@@ -26,6 +27,7 @@ class ListLines {
    void readAsPathList( LineCursor & line, bool no );
 
    PolicyText & text_;
+   Doubts & doubts_;
    NumberedLists<PrefixListText> ipv4PrefixLists_;
    NumberedLists<PrefixListText> ipv6PrefixLists_;
    NumberedLists<AccessListText> ipv4AccessLists_;

@@ -78,8 +78,8 @@ class NumberedLists {
    using Line = typename decltype( List::lines )::mapped_type;
    static constexpr uint32_t kStep = 5;
 
-   /// `lists` outlives this, and nothing else changes it.
-   explicit NumberedLists( std::map<std::string, List> & lists ) : lists_( lists ) {}
+   /// `lists` outlives this, and nothing else changes it. `words` are those that their lines begin with.
+   NumberedLists( std::string_view words, std::map<std::string, List> & lists ) : words_( words ), lists_( lists ) {}
    NumberedLists( const NumberedLists & ) = delete;
    NumberedLists & operator=( const NumberedLists & ) = delete;
 
@@ -92,8 +92,14 @@ class NumberedLists {
       return current_ == lists_.end() ? nullptr : &current_->second;
    }
 
-   /// Takes the line in, under the next number when it brings none. False when no number is left.
-   bool add( std::string_view name, std::optional<uint32_t> number, Line line );
+   std::string_view words() const noexcept { return words_; }
+
+   struct Added {
+      bool done = true;             // false: no number is left
+      std::optional<Line> before;   // that said something else under this number
+   };
+   /// Takes the line in, under the next number when it brings none.
+   Added add( std::string_view name, std::optional<uint32_t> number, Line line );
    void remove( std::string_view name );
    /// Of no effect unless it says this, if told what.
    void removeNumber( std::string_view name, uint32_t number, const std::optional<Line> & line );
@@ -121,9 +127,11 @@ class NumberedLists {
          if( const auto at = indexes_.find( current_->first ); at != indexes_.end() ) index_ = &at->second;
       return index_;
    }
-   void put( List & list, uint32_t number, Line line );
+   /// The line whose place it takes, if any.
+   std::optional<Line> put( List & list, uint32_t number, Line line );
    void erase( List & list, typename std::map<uint32_t, Line>::iterator at );
 
+   const std::string_view words_;
    std::map<std::string, List> & lists_;
    std::unordered_map<std::string, Index> indexes_;
    std::unordered_map<std::string, Description> descriptions_;   // of lists without lines
@@ -132,17 +140,16 @@ class NumberedLists {
 };
 
 template <class List>
-bool NumberedLists<List>::add( std::string_view name, std::optional<uint32_t> number, Line line ) {
+auto NumberedLists<List>::add( std::string_view name, std::optional<uint32_t> number, Line line ) -> Added {
    List * const list = find( name );
    if( !number ) {
-      if( list && index().find( list->lines, line ) ) return true;
+      if( list && index().find( list->lines, line ) ) return {};
       const uint32_t highest = list ? list->lines.rbegin()->first : 0;
-      if( highest / kStep >= std::numeric_limits<uint32_t>::max() / kStep ) return false;
+      if( highest / kStep >= std::numeric_limits<uint32_t>::max() / kStep ) return { false, std::nullopt };
       number = ( highest / kStep + 1 ) * kStep;
    }
    const Place place = line.place;
-   put( list ? *list : findOrMake( name, place ), *number, std::move( line ) );
-   return true;
+   return { true, put( list ? *list : findOrMake( name, place ), *number, std::move( line ) ) };
 }
 
 template <class List>
@@ -160,7 +167,7 @@ List & NumberedLists<List>::findOrMake( std::string_view name, const Place & pla
 }
 
 template <class List>
-void NumberedLists<List>::put( List & list, uint32_t number, Line line ) {
+auto NumberedLists<List>::put( List & list, uint32_t number, Line line ) -> std::optional<Line> {
    const auto at = list.lines.empty() || list.lines.rbegin()->first < number ? list.lines.end() : list.lines.lower_bound( number );
    Index * const index = indexIfMade();
    if( at == list.lines.end() || at->first != number ) {
@@ -171,8 +178,9 @@ void NumberedLists<List>::put( List & list, uint32_t number, Line line ) {
          index->removed( number, at->second );
          index->added( number, line );
       }
-      at->second = std::move( line );
+      return std::exchange( at->second, std::move( line ) );
    }
+   return std::nullopt;
 }
 
 template <class List>

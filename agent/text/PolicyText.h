@@ -104,6 +104,11 @@ struct SetClauses {
    std::optional<uint32_t> localPreference;
    std::optional<uint8_t> distance;   // 1 to 255
    std::optional<SetCommunity> community;
+   struct Places {   // of the operands
+      Place metric, tag, localPreference, distance, community;
+      friend bool operator==( const Places &, const Places & ) = default;
+   };
+   Places places;
    friend bool operator==( const SetClauses &, const SetClauses & ) = default;
 };
 
@@ -128,6 +133,7 @@ struct SequenceText {
    std::optional<CallClause> call;
    std::optional<ContinueClause> continueTo;
    Place place;
+   Place actionPlace;   // of the line that gave it this action
    friend bool operator==( const SequenceText &, const SequenceText & ) = default;
 };
 
@@ -135,6 +141,33 @@ struct RouteMapText {
    std::map<uint32_t, SequenceText> sequences;   // by number
    Place place;
    friend bool operator==( const RouteMapText &, const RouteMapText & ) = default;
+};
+
+/// Where another stanza of the configuration applies a list or a route map: "neighbor 192.0.2.1 route-map EDGE-IN in".
+struct Application {
+   enum class Kind : uint8_t {
+      routeMap,
+      prefixList,   // of either family: the line does not tell
+      accessList,   // likewise
+      communityList,
+      asPathList
+   };
+   Kind kind = Kind::routeMap;
+   std::string name;
+   std::string line;   // printable, without the blanks around it; whole unless that is too long to be read
+   Place place;        // of the name
+};
+
+/// A line that can be read, and most likely says what was not meant.
+struct Doubt {
+   enum class Kind : uint8_t {
+      passedOver,   // it looks like a line of a policy, and is none
+      replaced,     // something that the same file says already has another content now
+      netmask       // a netmask where a wildcard stands
+   };
+   Kind kind = Kind::passedOver;
+   Place place;
+   std::string text;   // one line, printable
 };
 
 using PrefixListText = ListText<PrefixListLine>;
@@ -155,9 +188,13 @@ struct PolicyText {
    ByName<AsPathListText> asPathLists;
    ByName<RouteMapText> routeMaps;
 
-   std::vector<std::string> files;   // that were read, for places; not compared
-   uint64_t lines = 0;               // read in all; not compared
-   uint64_t passedOverStanzas = 0;   // of a router's configuration that is no route policy; not compared
+   // How it was found; not compared.
+   std::vector<std::string> files;          // that were read, for places
+   uint64_t lines = 0;                      // in all
+   uint64_t passedOverStanzas = 0;          // of a router's configuration that is no route policy
+   std::vector<uint32_t> strayFiles;        // of `files`: those that say something, and nothing of a policy; ascending
+   std::vector<Application> applications;   // in the order of the text, as the doubts
+   std::vector<Doubt> doubts;
 
    friend bool operator==( const PolicyText & a, const PolicyText & b ) {
       const auto all = []( const PolicyText & t ) {

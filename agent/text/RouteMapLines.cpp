@@ -8,22 +8,32 @@
 #include "text/MatchForms.h"
 #include "text/Operands.h"
 #include "text/SourceProtocol.h"
+#include "text/TextWriter.h"
 
 namespace Agent {
 
 namespace {
 
-// A clause that a sequence has once: a line sets it, and "no" takes it off, or only if it says what follows.
+// A clause that a sequence has once: a line sets it, and "no" takes it off, or only if it says what follows. What it was if it is another
+// now.
 template <class Clause, class Read>
-void edit( std::optional<Clause> & slot, LineCursor & line, bool no, Read read ) {
-   if( no && line.atEnd() ) return slot.reset();
-   std::optional<Clause> said = read( line );
-   line.expectEnd();
-   if( ( slot == said ) != no ) return;
-   if( no )
-      slot.reset();
-   else
-      slot = std::move( said );
+std::optional<Clause> edit( std::optional<Clause> & slot, LineCursor & line, bool no, Read read ) {
+   std::optional<Clause> said;
+   if( !no || !line.atEnd() ) {
+      said = read( line );
+      line.expectEnd();
+      if( ( slot == said ) != no ) return std::nullopt;
+   }
+   if( !no ) return std::exchange( slot, std::move( said ) );
+   slot.reset();
+   return std::nullopt;
+}
+
+// The only clause of a sequence: "match tag 5".
+std::string onlyClause( const SequenceText & sequence ) {
+   const std::string lines = writeSequence( {}, 1, sequence );
+   const size_t start = lines.find( '\n' ) + 2;   // behind the line of the sequence, and a blank
+   return lines.substr( start, lines.size() - 1 - start );
 }
 
 const MatchForm & takeMatchForm( LineCursor & line ) {
@@ -122,13 +132,26 @@ void RouteMapLines::open( LineCursor & line ) {
    const uint32_t number = takeSequenceNumber( line );
    line.expectEnd();
 
-   RouteMapText & map = maps_[ std::string( name.text ) ];
+   auto & [ key, map ] = *maps_.try_emplace( std::string( name.text ) ).first;
    if( map.sequences.empty() ) map.place = line.place();
    const auto [ at, made ] = map.sequences.try_emplace( number );
-   if( made ) at->second.place = line.place();
-   at->second.action = action;
    sequence_ = &at->second;
+   name_ = key;
    number_ = number;
+   if( made ) {
+      sequence_->place = sequence_->actionPlace = line.place();
+      sequence_->action = action;
+   }
+   setAction( action, line.place() );
+}
+
+void RouteMapLines::setAction( MatchPermit action, const Place & place ) {
+   if( sequence_->action == action ) return;
+   if( Doubts::isReplaced( sequence_->actionPlace, place ) )
+      doubts_.replaced( fmt::format( "{} {}", name_, number_ ), stringValue( sequence_->action ), sequence_->actionPlace,
+                        stringValue( action ), place );
+   sequence_->action = action;
+   sequence_->actionPlace = place;
 }
 
 void RouteMapLines::remove( LineCursor & line ) {
@@ -178,39 +201,70 @@ bool RouteMapLines::readClause( LineCursor & line ) {
    return false;
 }
 
+template <class Clause, class Put>
+void RouteMapLines::noteReplaced( const Clause & was, const Place & before, const Clause & is, const Place & now, Put put ) {
+   if( sequence_ == &lost_ || !Doubts::isReplaced( before, now ) ) return;
+   const auto text = [ & ]( const Clause & clause ) {
+      SequenceText alone;
+      put( alone, clause );
+      return onlyClause( alone );
+   };
+   doubts_.replaced( fmt::format( "{} {}", name_, number_ ), text( was ), before, text( is ), now );
+}
+
 void RouteMapLines::readMatch( LineCursor & line, bool no ) {
    const MatchForm & form = takeMatchForm( line );
    std::optional<MatchClause> clause;
    const auto at = sequence_->match.find( form.option );
    if( at != sequence_->match.end() ) clause = at->second;
-   edit( clause, line, no, [ & ]( LineCursor & l ) { return takeMatchOperand( l, form ); } );
+   const auto was = edit( clause, line, no, [ & ]( LineCursor & l ) { return takeMatchOperand( l, form ); } );
+   if( was )
+      noteReplaced( *was, was->place, *clause, clause->place,
+                    [ & ]( SequenceText & alone, const MatchClause & c ) { alone.match.emplace( form.option, c ); } );
    if( clause )
       sequence_->match.insert_or_assign( form.option, std::move( *clause ) );
    else
       sequence_->match.erase( form.option );
 }
 
+template <class Value, class Read>
+void RouteMapLines::editSet( std::optional<Value> SetClauses::*value, Place SetClauses::Places::*place, LineCursor & line, bool no,
+                             Read read ) {
+   auto & slot = sequence_->set.*value;
+   auto & slotPlace = sequence_->set.places.*place;
+   const Place now = line.place( line.peek() );
+   const bool had = slot.has_value();
+   const auto was = edit( slot, line, no, read );
+   if( was ) noteReplaced( *was, slotPlace, *slot, now, [ & ]( SequenceText & alone, const Value & v ) { alone.set.*value = v; } );
+   if( was || !had ) slotPlace = now;
+}
+
 void RouteMapLines::readSet( LineCursor & line, bool no ) {
-   SetClauses & set = sequence_->set;
+   using Set = SetClauses;
+   using Places = SetClauses::Places;
    if( line.takeWords( "metric" ) )
-      edit( set.metric, line, no, takeMetric );
+      editSet( &Set::metric, &Places::metric, line, no, takeMetric );
    else if( line.takeWords( "distance" ) )
-      edit( set.distance, line, no, []( LineCursor & l ) { return static_cast<uint8_t>( takeNumber( l, "a distance", 1, 255 ) ); } );
+      editSet( &Set::distance, &Places::distance, line, no,
+               []( LineCursor & l ) { return static_cast<uint8_t>( takeNumber( l, "a distance", 1, 255 ) ); } );
    else if( line.takeWords( "tag" ) )
-      edit( set.tag, line, no, []( LineCursor & l ) { return takeNumber32( l, "a tag" ); } );
+      editSet( &Set::tag, &Places::tag, line, no, []( LineCursor & l ) { return takeNumber32( l, "a tag" ); } );
    else if( line.takeWords( "local-preference" ) )
-      edit( set.localPreference, line, no, []( LineCursor & l ) { return takeNumber32( l, "a local preference" ); } );
+      editSet( &Set::localPreference, &Places::localPreference, line, no,
+               []( LineCursor & l ) { return takeNumber32( l, "a local preference" ); } );
    else if( line.takeWords( "community" ) )
-      edit( set.community, line, no, takeSetCommunity );
+      editSet( &Set::community, &Places::community, line, no, takeSetCommunity );
    else
       throwExpected( alternatives( { "metric", "distance", "tag", "local-preference", "community" } ), line.peek() );
 }
 
 void RouteMapLines::readCall( LineCursor & line, bool no ) {
-   edit( sequence_->call, line, no, []( LineCursor & l ) {
+   auto & call = sequence_->call;
+   const auto was = edit( call, line, no, []( LineCursor & l ) {
       const Token name = l.take( "the name of a route map" );
       return CallClause{ std::string( name.text ), l.takeWords( "invert" ), l.place( name ) };
    } );
+   if( was ) noteReplaced( *was, was->place, *call, call->place, []( SequenceText & alone, const CallClause & c ) { alone.call = c; } );
 }
 
 ContinueClause RouteMapLines::takeTarget( LineCursor & line ) const {
@@ -221,16 +275,23 @@ ContinueClause RouteMapLines::takeTarget( LineCursor & line ) const {
    return { target, line.place( token ) };
 }
 
+template <class Read>
+void RouteMapLines::editContinue( LineCursor & line, bool no, Read read ) {
+   auto & to = sequence_->continueTo;
+   if( const auto was = edit( to, line, no, read ) )
+      noteReplaced( *was, was->place, *to, to->place, []( SequenceText & alone, const ContinueClause & c ) { alone.continueTo = c; } );
+}
+
 void RouteMapLines::readContinue( LineCursor & line, bool no ) {
    // "no continue" takes off whichever there is; "continue" goes to the next.
-   edit( sequence_->continueTo, line, no, [ this ]( LineCursor & l ) {
+   editContinue( line, no, [ this ]( LineCursor & l ) {
       if( l.atEnd() ) return ContinueClause{ 0, l.place() };
       return takeTarget( l );
    } );
 }
 
 void RouteMapLines::readOnMatch( LineCursor & line, bool no ) {
-   edit( sequence_->continueTo, line, no, [ this ]( LineCursor & l ) {
+   editContinue( line, no, [ this ]( LineCursor & l ) {
       const Token word = l.peek();
       if( l.takeWords( "next" ) ) return ContinueClause{ 0, l.place( word ) };
       if( l.takeWords( "goto" ) ) return takeTarget( l );

@@ -4,8 +4,11 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 
+#include "text/Doubts.h"
 #include "text/LineCursor.h"
 #include "text/PolicyText.h"
 
@@ -15,8 +18,8 @@ namespace Agent {
 /// are read all the same, for what is wrong with them, and go nowhere.
 class RouteMapLines {
  public:
-   /// `maps` outlives this, and nothing else changes it.
-   explicit RouteMapLines( std::map<std::string, RouteMapText> & maps ) : maps_( maps ) {}
+   /// Both outlive this; nothing else changes the maps.
+   RouteMapLines( std::map<std::string, RouteMapText> & maps, Doubts & doubts ) : maps_( maps ), doubts_( doubts ) {}
    RouteMapLines( const RouteMapLines & ) = delete;
    RouteMapLines & operator=( const RouteMapLines & ) = delete;
 
@@ -31,6 +34,7 @@ class RouteMapLines {
 
  private:
    void open( LineCursor & line );
+   void setAction( MatchPermit action, const Place & place );
    void remove( LineCursor & line );
    void readMatch( LineCursor & line, bool no );
    void readSet( LineCursor & line, bool no );
@@ -39,10 +43,20 @@ class RouteMapLines {
    void readOnMatch( LineCursor & line, bool no );
    void readDescription( LineCursor & line, bool no );
    ContinueClause takeTarget( LineCursor & line ) const;
+   template <class Value, class Read>
+   void editSet( std::optional<Value> SetClauses::*value, Place SetClauses::Places::*place, LineCursor & line, bool no, Read read );
+   template <class Read>
+   void editContinue( LineCursor & line, bool no, Read read );
+   /// Notes it if the open sequence said something else before in this file. `put` puts a clause into a sequence of its own, of which
+   /// there is no more than that.
+   template <class Clause, class Put>
+   void noteReplaced( const Clause & was, const Place & before, const Clause & is, const Place & now, Put put );
 
    std::map<std::string, RouteMapText> & maps_;
+   Doubts & doubts_;
    SequenceText * sequence_ = nullptr;   // that is open
-   uint32_t number_ = 0;                 // its number
+   std::string_view name_;               // of its route map
+   uint32_t number_ = 0;                 // its own
    SequenceText lost_;                   // what belongs to a wrong "route-map" line
 };
 

@@ -18,6 +18,8 @@ TableRoute fullRoute() {
    route.tag = 6;
    route.localPreference = 7;
    route.protocol = SourceProtocol::bgp;
+   route.ospfInstance = 8;
+   route.isisInstance = 9;
    route.communities = { community( 1, 1 ) };
    return route;
 }
@@ -29,6 +31,8 @@ TEST( AgentRoute, givesPolicyWhatTheTableTells ) {
    EXPECT_EQ( input.getNexthop(), route.nextHop );
    EXPECT_EQ( input.getMetric(), route.metric );
    EXPECT_EQ( input.getTag(), 6u );
+   EXPECT_EQ( input.getOspfInstance(), 8u );
+   EXPECT_EQ( input.getIsisInstance(), 9u );
    EXPECT_EQ( &input.route(), &route );
 }
 

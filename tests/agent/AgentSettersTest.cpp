@@ -45,6 +45,8 @@ TEST( AgentSetters, theirTextsSayWhatTheySet ) {
    EXPECT_EQ( TagSetter( 5 ).toStrep(), "TagSetter tag 5" );
    EXPECT_EQ( LocalPreferenceSetter( 5 ).toStrep(), "LocalPreferenceSetter 5" );
    EXPECT_EQ( CommunitySetter( { { community( 1, 2 ), community( 3, 4 ) }, true } ).toStrep(), "CommunitySetter 1:2 3:4 additive" );
+   EXPECT_EQ( CommunitySetter( { { community( 1, 2 ) }, false } ).toStrep(), "CommunitySetter 1:2" );
+   EXPECT_EQ( CommunitySetter( { {}, false } ).toStrep(), "CommunitySetter none" );
 }
 
 }   // namespace

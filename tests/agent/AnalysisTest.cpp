@@ -13,13 +13,16 @@ namespace {
 
 using Findings = std::vector<std::string>;
 
-Findings findingsIn( const std::string & policy ) {
-   const auto text = textOf( policy );
+Findings findingsIn( const PolicyText & text ) {
    const References references( text );
    Findings findings;
    for( const auto & f : findingsOf( text, references ) )
       findings.push_back( placeText( text, f.place ) + ": " + std::string( nameOf( f.kind ) ) + ": " + f.text );
    return findings;
+}
+
+Findings findingsIn( const std::string & policy ) {
+   return findingsIn( textOf( policy ) );
 }
 
 struct Row {
@@ -61,6 +64,68 @@ TEST( Analysis, ofWhatIsReferredTo ) {
    } );
 }
 
+TEST( Analysis, ofWhatOtherStanzasApply ) {
+   using enum Application::Kind;
+   const auto applied = []( Application::Kind kind, const char * line ) { return Application{ kind, "X", line, { 0, 9, 4 } }; };
+   const struct {
+      const char * name;
+      const char * policy;
+      Application application;
+      Findings findings;
+   } rows[] = {
+      { "a route map", "route-map X permit 10\n", applied( routeMap, "neighbor 192.0.2.1 route-map X in" ), {} },
+      { "a route map that there is not",
+        "",
+        applied( routeMap, "neighbor 192.0.2.1 route-map X in" ),
+        { "p:9:4: undefined: \"neighbor 192.0.2.1 route-map X in\": there is no route-map X" } },
+      { "a prefix list", "ip prefix-list X permit any\n", applied( prefixList, "prefix-list X" ), {} },
+      { "of the other family", "ipv6 prefix-list X permit any\n", applied( prefixList, "prefix-list X" ), {} },
+      { "of both families", "ip prefix-list X permit any\nipv6 prefix-list X permit any\n", applied( prefixList, "prefix-list X" ), {} },
+      { "of none",
+        "access-list X permit any\n",
+        applied( prefixList, "prefix-list X" ),
+        { "p:1:1: unused: no route map uses access-list X", "p:9:4: undefined: \"prefix-list X\": there is no prefix-list X" } },
+      { "an access list", "access-list X permit any\n", applied( accessList, "access-class X" ), {} },
+      { "an access list of IPv6", "ipv6 access-list X permit any\n", applied( accessList, "access-class X" ), {} },
+      { "no access list",
+        "",
+        applied( accessList, "access-class X" ),
+        { "p:9:4: undefined: \"access-class X\": there is no access-list X" } },
+      { "an AS path list", "bgp as-path access-list X permit .\n", applied( asPathList, "filter-list X" ), {} },
+      { "no AS path list",
+        "",
+        applied( asPathList, "filter-list X" ),
+        { "p:9:4: undefined: \"filter-list X\": there is no bgp as-path access-list X" } },
+      { "a community list", "bgp community-list standard X permit 1:1\n", applied( communityList, "community X" ), {} },
+      { "no community list",
+        "",
+        applied( communityList, "community X" ),
+        { "p:9:4: undefined: \"community X\": there is no bgp community-list X" } },
+   };
+   for( const auto & row : rows ) {
+      auto text = textOf( row.policy );
+      text.applications = { row.application };
+      EXPECT_EQ( findingsIn( text ), row.findings ) << row.name;
+   }
+   PolicyText text;
+   text.files = { "p" };
+   text.applications = { { routeMap, std::string( 1'000'000, '\xff' ), std::string( 1'000'000, 'l' ), { 0, 1, 1 } } };
+   const auto findings = findingsIn( text );
+   ASSERT_EQ( findings.size(), 1u );
+   EXPECT_LT( findings[ 0 ].size(), 2000u );
+   EXPECT_THAT( findings[ 0 ], testing::HasSubstr( "l...\": there is no route-map \\xff" ) );
+}
+
+TEST( Analysis, doubtsComeAsTheyAre ) {
+   auto text = textOf( "route-map A permit 10\n call B\n" );
+   text.doubts = { { Doubt::Kind::netmask, { 0, 3, 1 }, "one" },
+                   { Doubt::Kind::passedOver, { 0, 1, 9 }, "two" },
+                   { Doubt::Kind::replaced, { 0, 2, 8 }, "three" } };
+   EXPECT_EQ( findingsIn( text ),
+              ( Findings{ "p:1:9: passed-over: two", "p:2:7: undefined: A 10 calls B: there is no route-map B", "p:2:8: replaced: three",
+                          "p:3:1: netmask: one" } ) );
+}
+
 TEST( Analysis, unusedListsAreFindingsAndRootsAreNot ) {
    expectFindings( {
       { "every kind of list",
@@ -97,6 +162,101 @@ TEST( Analysis, cyclesAreToldOnceAndWithWhatTheyKeepOutOfForce ) {
    EXPECT_THAT( findings[ 0 ], testing::EndsWith( "R118, R119 and 30 more" ) );
 }
 
+// R0 calls R1, and so on, up to one that calls nobody.
+std::string chainOf( size_t calls ) {
+   std::string policy;
+   for( size_t i = 0; i < calls; ++i )
+      policy += "route-map R" + std::to_string( i ) + " permit 5\n call R" + std::to_string( i + 1 ) + "\n";
+   return policy + "route-map R" + std::to_string( calls ) + " permit 5\n";
+}
+
+TEST( Analysis, callsThatGoTooDeepAreToldWhereTheyPassTheLimit ) {
+   expectFindings( {
+      { "as deep as they may", chainOf( 1000 ), {} },
+      { "one deeper",
+        chainOf( 1001 ),
+        { "p:2:7: too-deep: R0 5 calls R1, below which calls go 1000 deep already, as deep as they may; not in force: R0" } },
+      { "their callers, once",
+        chainOf( 1001 ) + "route-map A permit 5\n call R0\nroute-map B permit 5\n call A\nroute-map B permit 6\n call R1\n",
+        { "p:2:7: too-deep: R0 5 calls R1, below which calls go 1000 deep already, as deep as they may; not in force: A, B, R0" } },
+      { "the call of several that does",
+        chainOf( 1000 ) + "route-map A permit 5\n call R500\nroute-map A permit 6\n call R0\nroute-map A permit 7\n call R0\n",
+        { "p:2005:7: too-deep: A 6 calls R0, below which calls go 1000 deep already, as deep as they may; not in force: A" } },
+      { "a ring is told as one",
+        chainOf( 1000 ) + "route-map A permit 5\n call R0\nroute-map A permit 6\n call A\n",
+        { "p:2005:7: cycle: A 6 calls A; not in force: A" } },
+   } );
+   const auto findings = findingsIn( chainOf( 2000 ) );
+   ASSERT_EQ( findings.size(), 1u );
+   EXPECT_THAT( findings[ 0 ], testing::StartsWith( "p:2000:7: too-deep: R999 5 calls R1000, " ) );
+   EXPECT_THAT( findings[ 0 ], testing::EndsWith( " and 980 more" ) );
+}
+
+TEST( Analysis, clausesThatADenyMakesNothingOf ) {
+   expectFindings( {
+      { "of a permit", "route-map A permit 10\n match tag 1\n set metric 5\n continue 20\nroute-map A permit 20\n", {} },
+      { "continue",
+        "route-map A deny 10\n match tag 1\n continue 20\nroute-map A permit 20\n",
+        { "p:3:11: no-effect: A 10 denies, and so never continues to 20" } },
+      { "a bare continue", "route-map A deny 10\n continue\n", { "p:2:2: no-effect: A 10 denies, and so never continues" } },
+      { "on-match",
+        "route-map A deny 10\n match tag 1\n on-match goto 20\nroute-map A permit 20\n",
+        { "p:3:16: no-effect: A 10 denies, and so never continues to 20" } },
+      { "its target is not missed",
+        "route-map A deny 10\n continue 20\n",
+        { "p:2:11: no-effect: A 10 denies, and so never continues to 20" } },
+      { "set, once",
+        "route-map A deny 10\n match tag 1\n set metric 5\n set community none\n",
+        { "p:1:1: no-effect: A 10 denies, and so sets nothing" } },
+   } );
+}
+
+TEST( Analysis, whatNeverPermitsAndIsAskedTo ) {
+   expectFindings( {
+      { "a prefix list",
+        "ip prefix-list P deny any\nroute-map A permit 10\n match ip address prefix-list P\n",
+        { "p:1:1: never-permits: ip prefix-list P permits nothing: A 10 never matches" } },
+      { "each of its users once",
+        "ipv6 prefix-list P deny any\nroute-map A permit 10\n match ipv6 address prefix-list P\n match ipv6 next-hop prefix-list P\n"
+        "route-map A deny 20\n match ipv6 address prefix-list P\n",
+        { "p:1:1: never-permits: ipv6 prefix-list P permits nothing: A 10 and A 20 never match" } },
+      { "an access list",
+        "access-list L deny any\nroute-map A permit 10\n match ip next-hop L\n",
+        { "p:1:1: never-permits: access-list L permits nothing: A 10 never matches" } },
+      { "a community list",
+        "bgp community-list standard C deny 1:1\nroute-map A permit 10\n match community C\n",
+        { "p:1:1: never-permits: bgp community-list C permits nothing: A 10 never matches" } },
+      { "an AS path list",
+        "bgp as-path access-list S deny .\nroute-map A permit 10\n match as-path S\n",
+        { "p:1:1: never-permits: bgp as-path access-list S permits nothing: A 10 never matches" } },
+      { "a route map",
+        "route-map B deny 10\n match tag 1\nroute-map A permit 10\n call B\n",
+        { "p:1:1: never-permits: route-map B permits nothing: A 10 never matches" } },
+      { "a line that permits",
+        "ip prefix-list P deny any\nip prefix-list P permit any\nroute-map A permit 10\n match tag 1\n",
+        { "p:1:1: unused: no route map uses ip prefix-list P",
+          "p:2:1: shadowed: ip prefix-list P seq 10 never decides: seq 5 takes all that it speaks of" } },
+      { "no line that permits and decides",
+        "ip prefix-list P deny 10.0.0.0/8 le 32\nip prefix-list P permit 10.1.0.0/16\nip prefix-list P permit 10.2.0.0/16\n"
+        "route-map A permit 10\n match ip address prefix-list P\n",
+        { "p:1:1: never-permits: ip prefix-list P permits nothing: A 10 never matches",
+          "p:2:1: shadowed: ip prefix-list P seq 10 never decides: seq 5 takes all that it speaks of",
+          "p:3:1: shadowed: ip prefix-list P seq 15 never decides: seq 5 takes all that it speaks of" } },
+      { "shadowed by one that permits",
+        "ip prefix-list P permit 10.0.0.0/8 le 32\nip prefix-list P permit 10.1.0.0/16\nroute-map A permit 10\n"
+        " match ip address prefix-list P\n",
+        { "p:2:1: shadowed: ip prefix-list P seq 10 never decides: seq 5 takes all that it speaks of" } },
+      { "inverted",
+        "ip prefix-list P deny any\nroute-map B deny 10\n match tag 1\nroute-map A permit 10\n match ip address prefix-list P invert\n"
+        " call B invert\n",
+        {} },
+      { "what no clause asks", "route-map A deny 10\n", {} },
+   } );
+   std::string policy = "ip prefix-list P deny any\n";
+   for( int i = 1; i <= 50; ++i ) policy += "route-map A permit " + std::to_string( i ) + "\n match ip address prefix-list P\n";
+   EXPECT_THAT( findingsIn( policy ), testing::ElementsAre( testing::EndsWith( "A 19, A 20 and 30 more never match" ) ) );
+}
+
 TEST( Analysis, sequencesThatNoRouteComesTo ) {
    const std::string list = "tag-set T 1\n";
    expectFindings( {
@@ -108,7 +268,7 @@ TEST( Analysis, sequencesThatNoRouteComesTo ) {
         { "p:2:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map",
           "p:4:1: unreachable: A 30: no route comes to it, as 10 takes them all and ends the route map" } },
       { "a match may fail", "route-map A permit 10\n match tag 1\nroute-map A permit 20\n", {} },
-      { "a call may deny", "route-map B deny 10\nroute-map A permit 10\n call B\nroute-map A permit 20\n", {} },
+      { "a call may deny", "route-map B permit 10\n match tag 1\nroute-map A permit 10\n call B\nroute-map A permit 20\n", {} },
       { "set does not matter",
         "route-map A permit 10\n set metric 5\nroute-map A permit 20\n",
         { "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map" } },
@@ -126,7 +286,8 @@ TEST( Analysis, sequencesThatNoRouteComesTo ) {
           "p:6:1: unreachable: A 30: no route comes to it, as 5 takes them all and ends the route map" } },
       { "a deny ends whatever it continues to",
         "route-map A deny 10\n continue 20\nroute-map A permit 20\n",
-        { "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map" } },
+        { "p:2:11: no-effect: A 10 denies, and so never continues to 20",
+          "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map" } },
       { "continue to what there is not ends",
         "route-map A permit 10\n continue 25\nroute-map A permit 20\nroute-map A permit 30\n",
         { "p:2:11: missing-target: A 10 continues to 25, which there is not: the route map ends there",

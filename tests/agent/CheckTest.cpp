@@ -54,8 +54,8 @@ TEST( Check, jsonHasAllOfIt ) {
       "files": [ "FILE" ], "lines": 8, "passedOverStanzas": 1,
       "counts": [ { "kind": "ip prefix-list", "count": 1, "parts": 2 }, { "kind": "route-map", "count": 2, "parts": 3 } ],
       "routeMaps": [
-         { "name": "CUSTOMERS", "sequences": [ 10 ], "root": false, "inForce": true, "features": "matchPrefixDependent" },
-         { "name": "EDGE-IN", "sequences": [ 10, 20 ], "root": true, "inForce": true, "features": "matchPrefixDependent" } ],
+         { "name": "CUSTOMERS", "sequences": [ 10 ], "root": false, "applied": 0, "inForce": true, "features": "matchPrefixDependent" },
+         { "name": "EDGE-IN", "sequences": [ 10, 20 ], "root": true, "applied": 0, "inForce": true, "features": "matchPrefixDependent" } ],
       "findings": [] } )" ) );
 
    const auto cyclic = checked( kCyclic, true );
@@ -64,7 +64,46 @@ TEST( Check, jsonHasAllOfIt ) {
    EXPECT_EQ( json[ "findings" ], nlohmann::json::parse( R"( [ { "file": "FILE", "line": 2, "column": 7, "kind": "cycle",
       "text": "A 10 calls B, B 20 calls A; not in force: A, B" } ] )" ) );
    EXPECT_EQ( json[ "routeMaps" ][ 0 ],
-              nlohmann::json::parse( R"( { "name": "A", "sequences": [ 10 ], "root": false, "inForce": false } )" ) );
+              nlohmann::json::parse( R"( { "name": "A", "sequences": [ 10 ], "root": false, "applied": 0, "inForce": false } )" ) );
+}
+
+constexpr char kApplied[] = "route-map LOW permit 10\n"
+                            "route-map TOP permit 10\n"
+                            " call LOW\n"
+                            "router bgp 64500\n"
+                            " neighbor 192.0.2.1 route-map TOP in\n"
+                            " neighbor 192.0.2.2 route-map TOP in\n"
+                            " neighbor 192.0.2.2 route-map LOW out\n"
+                            " neighbor 192.0.2.3 route-map NOPE in\n";
+
+TEST( Check, tellsHowManyLinesOfOtherStanzasApplyARouteMap ) {
+   const auto output = checked( kApplied );
+   EXPECT_EQ( output.status, kExitFindings );
+   EXPECT_EQ( output.out,
+              "8 lines read, 1 stanza of no policy passed over\n"
+              "   2 route-map, 2 sequences\n"
+              "route-map LOW: 1 sequence; applied in 1 line\n"
+              "route-map TOP: 1 sequence; a root, applied in 2 lines\n"
+              "FILE:8:31: undefined: \"neighbor 192.0.2.3 route-map NOPE in\": there is no route-map NOPE\n"
+              "1 finding\n" );
+   const auto json = nlohmann::json::parse( checked( kApplied, true ).out );
+   EXPECT_EQ( json[ "routeMaps" ][ 0 ][ "applied" ], 1 );
+   EXPECT_EQ( json[ "routeMaps" ][ 1 ][ "applied" ], 2 );
+   EXPECT_EQ( json[ "findings" ], nlohmann::json::parse( R"( [ { "file": "FILE", "line": 8, "column": 31, "kind": "undefined",
+      "text": "\"neighbor 192.0.2.3 route-map NOPE in\": there is no route-map NOPE" } ] )" ) );
+}
+
+TEST( Check, doubtsAreFindings ) {
+   const char policy[] = "rout-map A permit 10\nroute-map A permit 10\n match tag 5\n match tag 6\n match ip address L\n"
+                         "access-list L permit 10.0.0.0 255.255.255.0\n";
+   const auto output = checked( policy );
+   EXPECT_EQ( output.status, kExitFindings );
+   for( const char * kind : { ": passed-over: ", ": replaced: ", ": netmask: " } ) EXPECT_THAT( output.out, testing::HasSubstr( kind ) );
+   EXPECT_THAT( output.out, testing::EndsWith( "\n3 findings\n" ) );
+   std::vector<std::string> kinds;
+   const auto json = nlohmann::json::parse( checked( policy, true ).out );
+   for( const auto & finding : json[ "findings" ] ) kinds.push_back( finding[ "kind" ] );
+   EXPECT_THAT( kinds, testing::ElementsAre( "passed-over", "replaced", "netmask" ) );
 }
 
 TEST( Check, errorsInTheTextAreMessagesAndNothingElseIsSaid ) {
@@ -91,6 +130,10 @@ TEST( Check, anyBytesInNamesLeaveTheOutputPrintable ) {
    EXPECT_THAT( checked( policy ).out, testing::HasSubstr( "undefined: A\\xff\\xc3 10 matches tag-set \\x80\\xe2\\x82: " ) );
    const auto json = nlohmann::json::parse( checked( policy, true ).out );
    EXPECT_EQ( json[ "routeMaps" ][ 0 ][ "name" ], "A\xef\xbf\xbd\xef\xbf\xbd" );
+
+   const char applied[] = "route-map A permit 10\nrouter bgp 64500\n neighbor 192.0.2.1 route-map \x80 in\n";
+   EXPECT_THAT( checked( applied ).out, testing::HasSubstr( "route-map \\x80 in\": there is no route-map \\x80\n" ) );
+   EXPECT_NO_THROW( nlohmann::json::parse( checked( applied, true ).out ) );
 }
 
 TEST( Check, aFileThatIsNotThereIsAnError ) {

@@ -4,6 +4,7 @@
 #include <array>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -703,12 +704,86 @@ TEST( LineLoader, thingsKnowWhereTheyStand ) {
    EXPECT_THAT( place( sequence.continueTo->place ), ElementsAre( 1, 9, 16 ) );
 }
 
+TEST( LineLoader, setClausesAndActionsKnowWhoSaidThemLast ) {
+   const PolicyText text = loaded( "route-map M permit 10\n set metric 1\n set tag  1\n set local-preference 1\n set distance 1\n"
+                                   " set community 1:1\n set metric 2\n set tag 1\n no set distance 2\nroute-map M permit 10\n"
+                                   "route-map M deny 10\n" );
+   const auto place = []( const Place & p ) { return std::array{ p.line, p.column }; };
+   const SequenceText & sequence = text.routeMaps.at( "M" ).sequences.at( 10 );
+   EXPECT_THAT( place( sequence.set.places.metric ), ElementsAre( 7, 13 ) );
+   EXPECT_THAT( place( sequence.set.places.tag ), ElementsAre( 3, 11 ) );
+   EXPECT_THAT( place( sequence.set.places.localPreference ), ElementsAre( 4, 23 ) );
+   EXPECT_THAT( place( sequence.set.places.distance ), ElementsAre( 5, 15 ) );
+   EXPECT_THAT( place( sequence.set.places.community ), ElementsAre( 6, 16 ) );
+   EXPECT_THAT( place( sequence.place ), ElementsAre( 1, 1 ) );
+   EXPECT_THAT( place( sequence.actionPlace ), ElementsAre( 11, 1 ) );
+}
+
+// "FILE:LINE:COLUMN NAME (LINE'S TEXT)".
+std::vector<std::string> applicationsOf( const PolicyText & text ) {
+   std::vector<std::string> applications;
+   for( const auto & a : text.applications )
+      applications.push_back( text.files[ a.place.file ] + ':' + std::to_string( a.place.line ) + ':' + std::to_string( a.place.column ) +
+                              ' ' + a.name + " (" + a.line + ')' );
+   return applications;
+}
+
+TEST( LineLoader, whatOtherStanzasApply ) {
+   LineLoader loader;
+   loader.load( "a.conf", kRouter );
+   const std::vector<std::string> once = { "a.conf:21:31 EDGE (neighbor 10.0.0.2 route-map EDGE in)", "a.conf:45:15 10 (access-class 10)" };
+   EXPECT_EQ( applicationsOf( loader.text() ), once );
+   loader.load( "a.conf", kRouter );
+   EXPECT_EQ( applicationsOf( loader.text() ), once );   // what is read twice is applied once
+   loader.load( "b.conf", "table-map X\nroute-map M permit 10\n match ip address prefix-list A\nexit\ntable-map Y\n" );
+   EXPECT_THAT( applicationsOf( loader.text() ),
+                ElementsAre( once[ 0 ], once[ 1 ], "b.conf:1:11 X (table-map X)", "b.conf:5:11 Y (table-map Y)" ) );
+
+   LineLoader alike;   // what another file says is no repetition
+   for( const auto & [ file, lines ] : { std::pair( "a", "table-map X" ), std::pair( "b", "" ), std::pair( "b", "table-map X" ) } )
+      alike.load( file, lines );
+   EXPECT_THAT( applicationsOf( alike.text() ), ElementsAre( "a:1:11 X (table-map X)", "b:1:11 X (table-map X)" ) );
+}
+
+TEST( LineLoader, filesThatSayNothingOfAPolicy ) {
+   struct Row {
+      const char * name;
+      std::vector<std::pair<std::string, std::string>> files;
+      std::vector<uint32_t> stray;
+   };
+   const Row rows[] = {
+      { "none", {}, {} },
+      { "an empty file", { { "a", "" } }, {} },
+      { "blanks and comments", { { "a", "\n  \n! set\n# so\n\t!\n" } }, {} },
+      { "a line of a policy", { { "a", "hostname x\ntag-set T 5\n" } }, {} },
+      { "a line that takes off", { { "a", "no tag-set T 5\n" } }, {} },
+      { "an error", { { "a", "hostname x\ntag-set T x\n" } }, {} },
+      { "a clause that is an error", { { "a", "route-map M permit 10\n mtach" } }, {} },
+      { "another stanza", { { "a", "hostname x\n" } }, { 0 } },
+      { "an indented line", { { "a", " tag-set T 5\n" } }, { 0 } },
+      { "a table", { { "a", "10.0.0.0/8 64500\n11.0.0.0/8 64501\n" } }, { 0 } },
+      { "some of several", { { "a", "x" }, { "b", "tag-set T 5" }, { "c", "!" }, { "d", "y" } }, { 0, 3 } },
+      { "one that is read twice", { { "a", "x" }, { "b", "x" }, { "a", "x" } }, { 0, 1 } },
+      { "one that says something the second time", { { "a", "x" }, { "b", "x" }, { "a", "tag-set T 5" } }, { 1 } },
+      { "one that said something the first time", { { "a", "tag-set T 5" }, { "b", "x" }, { "a", "x" } }, { 1 } },
+      { "one that was empty the first time", { { "a", "" }, { "b", "x" }, { "a", "x" } }, { 0, 1 } },
+      { "an application is no line of a policy", { { "a", "table-map X\n" } }, { 0 } },
+   };
+   for( const auto & row : rows ) {
+      LineLoader loader;
+      for( const auto & [ file, lines ] : row.files ) loader.load( file, lines );
+      EXPECT_EQ( loader.text().strayFiles, row.stray ) << row.name;
+   }
+}
+
 TEST( LineLoader, loadingTheSameFileTwiceChangesNothing ) {
    LineLoader loader;
    loader.load( "a.conf", kRouter );
    const std::string once = writeText( loader.text() );
+   const size_t doubts = loader.text().doubts.size();
    loader.load( "a.conf", kRouter );
    EXPECT_THAT( errorsOf( loader ), ElementsAre() );
+   EXPECT_EQ( loader.text().doubts.size(), doubts );
    EXPECT_EQ( writeText( loader.text() ), once );
 
    forRandomCases( 5, []( Random & random ) {
@@ -717,6 +792,7 @@ TEST( LineLoader, loadingTheSameFileTwiceChangesNothing ) {
       twice.load( "a.conf", writeText( text ) );
       twice.load( "a.conf", writeText( text ) );
       EXPECT_EQ( twice.text(), text );
+      for( const auto & doubt : twice.text().doubts ) EXPECT_EQ( doubt.kind, Doubt::Kind::netmask ) << doubt.text;
    } );
 }
 

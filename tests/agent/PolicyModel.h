@@ -168,8 +168,8 @@ class PolicyModel {
          }
          case MatchOption::matchMetric: return route.metric.present() && route.metric.value() == clause.number;
          case MatchOption::matchSourceProtocol: return clause.number != 0 && clause.number == uint64_t( route.protocol );
-         case MatchOption::matchOspfInstance:
-         case MatchOption::matchIsisInstance: return clause.number == 0;   // tables tell no instance
+         case MatchOption::matchOspfInstance: return clause.number == route.ospfInstance;
+         case MatchOption::matchIsisInstance: return clause.number == route.isisInstance;
          case MatchOption::matchInterface: return !route.interface.empty() && route.interface == clause.name;
          case MatchOption::matchCommunity: return communityListPermits( clause.name, route );
          case MatchOption::matchAsPath: return asPathListPermits( clause.name, route );

@@ -128,10 +128,10 @@ const WholeRow kWhole[] = {
      R"({"files":["agent/share/edge.conf"],"lines":69,"passedOverStanzas":0,"counts":[)"
      R"({"kind":"ip prefix-list","count":3,"parts":14},{"kind":"ipv6 prefix-list","count":3,"parts":7},)"
      R"({"kind":"tag-set","count":1,"parts":3},{"kind":"route-map","count":4,"parts":12}],"routeMaps":[)"
-     R"({"name":"BOGONS","sequences":[10,20],"root":false,"inForce":true,"features":"matchPrefixDependent"},)"
-     R"({"name":"CUSTOMERS","sequences":[10,20],"root":false,"inForce":true,"features":"matchPrefixDependent"},)"
-     R"({"name":"EDGE-IN","sequences":[10,20,30,40,50,60],"root":true,"inForce":true,"features":"matchPrefixDependent"},)"
-     R"({"name":"TOO-LONG","sequences":[10,20],"root":false,"inForce":true,"features":"matchPrefixDependent"}],"findings":[]})"
+     R"({"name":"BOGONS","sequences":[10,20],"root":false,"applied":0,"inForce":true,"features":"matchPrefixDependent"},)"
+     R"({"name":"CUSTOMERS","sequences":[10,20],"root":false,"applied":0,"inForce":true,"features":"matchPrefixDependent"},)"
+     R"({"name":"EDGE-IN","sequences":[10,20,30,40,50,60],"root":true,"applied":0,"inForce":true,"features":"matchPrefixDependent"},)"
+     R"({"name":"TOO-LONG","sequences":[10,20],"root":false,"applied":0,"inForce":true,"features":"matchPrefixDependent"}],"findings":[]})"
      "\n" },
    { "eval, counts only",
      { "eval", kEdge, "--route-map", "EDGE-IN", "--in", kTable, "--summary" },
@@ -183,7 +183,7 @@ const WholeRow kWhole[] = {
      "route-map CUSTOMERS permit 20\n"
      " match ipv6 address prefix-list CUSTOMERS-V6\n"
      " set distance 20\n"
-     "! compiled, reads matchPrefixDependent, undefined references none, used by EDGE-IN 30\n"
+     "! compiled; reads matchPrefixDependent; nothing undefined; used by EDGE-IN 30\n"
      "! 10 permit\n"
      "!    matches PrefixListMatcher prefix-list CUSTOMERS-V4\n"
      "!    sets DistanceSetter distance 20\n"
@@ -201,7 +201,7 @@ const WholeRow kWhole[] = {
    { "show as JSON",
      { "show", kEdge, "RESERVED-AS", "--json" },
      0,
-     R"({"things":[{"kind":"tag-set","name":"RESERVED-AS","tags":3,"usedBy":[{"routeMap":"EDGE-IN","sequence":10}],)"
+     R"({"things":[{"kind":"tag-set","name":"RESERVED-AS","tags":3,"usedBy":[{"routeMap":"EDGE-IN","sequence":10}],"applied":0,)"
      R"("text":["tag-set RESERVED-AS 23456 65535 4294967295"]}]})"
      "\n" },
    { "used-by",
@@ -217,7 +217,7 @@ const WholeRow kWhole[] = {
      R"({"routeMap":"CUSTOMERS","sequence":10,"clause":"matches ip address prefix-list CUSTOMERS-V4","to":"CUSTOMERS-V4",)"
      R"("depth":1,"file":"agent/share/edge.conf","line":38,"column":31},)"
      R"({"routeMap":"EDGE-IN","sequence":30,"clause":"calls CUSTOMERS","to":"CUSTOMERS","depth":2,)"
-     R"("file":"agent/share/edge.conf","line":57,"column":7}],"reachedBy":["CUSTOMERS","EDGE-IN"]}]})"
+     R"("file":"agent/share/edge.conf","line":57,"column":7}],"applications":[],"reachedBy":["CUSTOMERS","EDGE-IN"]}]})"
      "\n" },
 };
 
@@ -372,6 +372,79 @@ TEST( Program, explainGivesTheVerdictAndTheSequences ) {
    EXPECT_THAT( denied.out, StartsWith( "10.0.0.0/8: denied" ) );
 }
 
+TEST( Program, explainTriesOutEveryAttribute ) {
+   const Folder folder;
+   folder.write( "a.conf",
+                 "route-map OSPF permit 10\n match ospf-instance 7\nroute-map ISIS permit 10\n match isis-instance 7\n"
+                 "route-map NONE permit 10\n match ospf-instance 0\n match isis-instance 0\n" );
+   const struct {
+      const char * routeMap;
+      Arguments options;
+      const char * begin;
+      const char * json;
+   } rows[] = {
+      { "OSPF", { "--ospf-instance", "7" }, "10.0.0.0/8, ospf-instance 7: permitted\n", R"({"verdict":"permit","ospfInstance":7})" },
+      { "OSPF", { "--ospf-instance", "8" }, "10.0.0.0/8, ospf-instance 8: denied\n", R"({"verdict":"deny","ospfInstance":8})" },
+      { "OSPF", { "--isis-instance", "7" }, "10.0.0.0/8, isis-instance 7: denied\n", R"({"verdict":"deny","isisInstance":7})" },
+      { "ISIS", { "--isis-instance", "7" }, "10.0.0.0/8, isis-instance 7: permitted\n", R"({"verdict":"permit","isisInstance":7})" },
+      { "NONE", {}, "10.0.0.0/8: permitted\n", R"({"verdict":"permit"})" },
+   };
+   for( const auto & row : rows ) {
+      Arguments arguments{ "explain", "DIR/a.conf", "-m", row.routeMap, "10.0.0.0/8" };
+      arguments.insert( arguments.end(), row.options.begin(), row.options.end() );
+      EXPECT_THAT( folder.run( arguments ).out, StartsWith( row.begin ) );
+      arguments.emplace_back( "--json" );
+      auto document = json::parse( folder.run( arguments ).out );
+      document.erase( "prefix" );
+      document.erase( "routemap" );
+      EXPECT_EQ( document, json::parse( row.json ) ) << row.begin;
+   }
+   EXPECT_EQ( folder.run( { "eval", "DIR/a.conf", "-m", "OSPF" }, "10.0.0.0/8 ospf-instance 7\n10.0.0.0/8\n" ).out,
+              "permit  10.0.0.0/8  by OSPF 10\ndeny    10.0.0.0/8  by no sequence\n" );
+}
+
+TEST( Program, explainTellsWhatIsNotThere ) {
+   const Folder folder;
+   folder.write( "a.conf",
+                 "ipv6 prefix-list SIX permit any\n"
+                 "route-map A permit 10\n match ip address prefix-list LONG_V4\n"
+                 "route-map A permit 20\n match ip address prefix-list SIX\n"
+                 "route-map A permit 30\n match ip address ACL\n"
+                 "route-map A permit 40\n match tag 5\n"
+                 "route-map A permit 50\n match ip address prefix-list LONG_V4 invert\n call NOPE\n continue 99\n"
+                 "route-map B permit 10\n call NOPE invert\n continue 20\n"
+                 "route-map B permit 20\n call C\n continue\n"
+                 "route-map B deny 30\n continue 99\n"
+                 "route-map C permit 10\n" );
+   EXPECT_EQ(
+      folder.run( { "explain", "DIR/a.conf", "-m", "A", "10.0.0.0/8" } ).out,
+      "10.0.0.0/8: permitted\n"
+      "A permits\n"
+      "   10    permit  does not hold: match ip address prefix-list LONG_V4, which there is not\n"
+      "   20    permit  does not hold: match ip address prefix-list SIX, which is of IPv6\n"
+      "   30    permit  does not hold: match ip address ACL, which there is not\n"
+      "   40    permit  does not hold: match tag 5\n"
+      "   50    permit  matches: match ip address prefix-list LONG_V4 invert, which there is not; it calls NOPE, which there is not; "
+      "ends, as there is no 99 to go on at\n" );
+   EXPECT_EQ( folder.run( { "explain", "DIR/a.conf", "-m", "B", "10.0.0.0/8" } ).out,
+              "10.0.0.0/8: denied\n"
+              "B denies\n"
+              "   10    permit  matches: it calls NOPE, which there is not, inverted; goes on at 20\n"
+              "   20    permit  matches: it calls C; goes on at 30\n"
+              "      C permits\n"
+              "         10    permit  matches\n"
+              "   30    deny    matches\n" );
+}
+
+TEST( Program, explainObeysNoBytesOfATable ) {
+   const std::string table = "10.0.0.0/8 interface a\033[31m\nTABLE_DUMP2|1|B|x|1|10.0.0.0/8|1 \033[31m|IGP|192.0.2.1|0|0||NAG||\n";
+   const auto output = runProgram( { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "-i", "-" }, table );
+   EXPECT_EQ( output.status, 0 );
+   EXPECT_THAT( output.out, Not( HasSubstr( "\033" ) ) );
+   EXPECT_THAT( output.out, HasSubstr( "interface a\\x1b[31m" ) );
+   EXPECT_THAT( output.out, HasSubstr( "as-path 1 \\x1b[31m" ) );
+}
+
 TEST( Program, explainTakesTheRoutesOfAPrefixOutOfATable ) {
    const std::string table = "198.18.1.0/24 64500\n198.19.0.0/24\n198.18.1.0/24 23456\n";
    const auto text = runProgram( { "explain", kEdge, "-m", "EDGE-IN", "198.18.1.0/24", "-i", "-" }, table );
@@ -413,6 +486,25 @@ TEST( Program, diffGroupsWhatChanges ) {
    EXPECT_EQ( less.out, "1 of 2 routes change\n\n1: permit by CUSTOMERS 10 -> deny by no sequence\n" );
 }
 
+TEST( Program, diffTellsWhatARouteHadThatIsNoLongerPermitted ) {
+   const Folder folder;
+   folder.write( "permits.conf", "route-map A permit 10\n set metric 5\n" );
+   folder.write( "plain.conf", "route-map A permit 10\n" );
+   folder.write( "denies.conf", "route-map A deny 10\n" );
+   const struct {
+      const char * before;
+      const char * after;
+      const char * example;
+   } rows[] = {
+      { "DIR/permits.conf", "DIR/denies.conf", "   10.0.0.0/8  no longer permitted; it was, with metric 7 -> 5\n" },
+      { "DIR/plain.conf", "DIR/denies.conf", "   10.0.0.0/8  no longer permitted\n" },
+      { "DIR/denies.conf", "DIR/permits.conf", "   10.0.0.0/8  newly permitted, with metric 7 -> 5\n" },
+      { "DIR/denies.conf", "DIR/plain.conf", "   10.0.0.0/8  newly permitted\n" },
+   };
+   for( const auto & row : rows )
+      EXPECT_THAT( folder.run( { "diff", row.before, row.after, "-m", "A" }, "10.0.0.0/8 metric 7\n" ).out, EndsWith( row.example ) );
+}
+
 // ---- what is wrong
 
 constexpr char kWrong[] = "ip prefix-list A permit 10.0.0.0/8 le 7\n"
@@ -449,6 +541,25 @@ const WrongRow kWrongCalls[] = {
    { "no prefix", { "explain", kEdge, "-m", "EDGE-IN" }, "routepolicy: PREFIX is required; routepolicy explain --help tells more\n" },
    { "no new policy", { "diff", kEdge }, "routepolicy: NEW is required; routepolicy diff --help tells more\n" },
    { "no name for used-by", { "used-by", kEdge }, "routepolicy: NAME is required; routepolicy used-by --help tells more\n" },
+   { "an empty command", { "" }, "routepolicy: the command is empty\n" },
+   { "an empty file", { "check", "" }, "routepolicy: FILE is empty\n" },
+   { "an empty second file", { "eval", kEdge, "", "-m", "EDGE-IN" }, "routepolicy: FILE is empty\n" },
+   { "an empty old file", { "diff", "", kEdge, "-m", "EDGE-IN" }, "routepolicy: OLD is empty\n" },
+   { "an empty new file", { "diff", kEdge, "", "-m", "EDGE-IN" }, "routepolicy: NEW is empty\n" },
+   { "an empty file for show", { "show", "" }, "routepolicy: FILE is empty\n" },
+   { "an empty file for used-by", { "used-by", "", "A" }, "routepolicy: FILE is empty\n" },
+   { "an empty prefix", { "explain", kEdge, "", "-m", "EDGE-IN" }, "routepolicy: PREFIX is empty\n" },
+   { "an empty route map", { "eval", kEdge, "-m", "" }, "routepolicy: --route-map is empty\n" },
+   { "an empty route map for watch", { "watch", kEdge, "--route-map", "" }, "routepolicy: --route-map is empty\n" },
+   { "an empty table", { "eval", kEdge, "-m", "EDGE-IN", "--in", "" }, "routepolicy: --in is empty\n" },
+   { "an empty number of threads", { "eval", kEdge, "-m", "EDGE-IN", "--threads", "" }, "routepolicy: --threads is empty\n" },
+   { "an empty number of examples", { "diff", kEdge, kEdge, "-m", "EDGE-IN", "--examples", "" }, "routepolicy: --examples is empty\n" },
+   { "an attribute beside a table",
+     { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "-i", kTable, "--tag", "5" },
+     "routepolicy: --tag is for a route that no table tells: not beside --in\n" },
+   { "an attribute that is wrong",
+     { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--metric", "x" },
+     "routepolicy: --metric: \"x\": not a number from 0 to 9223372036854775807\n" },
    { "no threads",
      { "eval", kEdge, "-m", "EDGE-IN", "--threads", "0" },
      "routepolicy: --threads: Value 0 not in range 1 to 256; routepolicy eval --help tells more\n" },
@@ -483,6 +594,9 @@ const WrongRow kWrongCalls[] = {
    { "no route map at all",
      { "diff", kEdge, "DIR/empty.conf", "-m", "EDGE-IN", "-i", kTable },
      "routepolicy: there is no route map EDGE-IN, nor any other\n" },
+   { "the same for watch",
+     { "watch", kEdge, "-m", "EDGE-OUT", "-i", kTable },
+     "routepolicy: there is no route map EDGE-OUT; there are BOGONS, CUSTOMERS, EDGE-IN, TOO-LONG\n" },
    { "a name that is not there",
      { "show", kEdge, "CUSTOMRES" },
      "routepolicy: there is nothing called CUSTOMRES; did you mean CUSTOMERS?\n" },
@@ -535,6 +649,8 @@ TEST( Program, anOperandThatIsWrongIsNamed ) {
       { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--community", "x" }, "--community" },
       { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--protocol", "x" }, "--protocol" },
       { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--local-preference", "x" }, "--local-preference" },
+      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--ospf-instance", "x" }, "--ospf-instance" },
+      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--isis-instance", "4294967296" }, "--isis-instance" },
       { { "diff", kEdge, kEdge, "-m", "EDGE-IN", "--examples", "x" }, "--examples" },
       { { "diff", kEdge, kEdge, "-m", "EDGE-IN", "--examples", "-1" }, "--examples" },
    };
@@ -574,6 +690,36 @@ TEST( Program, checkEndsWithOneForFindings ) {
    EXPECT_EQ( json::parse( asJson.out )[ "findings" ].size(), 2u );
 }
 
+// Each call takes its share of the stack, in an evaluation as in what tells of one.
+TEST( Program, callsMayNestAsDeepAsTheyAreInForce ) {
+   const auto chain = []( int routeMaps ) {
+      std::string text;
+      for( int i = 0; i < routeMaps; ++i ) {
+         text += "route-map M" + std::to_string( i ) + " permit 10\n";
+         if( i + 1 < routeMaps ) text += " call M" + std::to_string( i + 1 ) + "\n";
+      }
+      return text;
+   };
+   const Folder folder;
+   folder.write( "deep.conf", chain( 1001 ) );
+   EXPECT_THAT( folder.run( { "eval", "DIR/deep.conf", "-m", "M0" }, "10.0.0.0/8\n" ).out,
+                StartsWith( "permit  10.0.0.0/8  by M1000 10, M999" ) );
+   const auto explained = folder.run( { "explain", "DIR/deep.conf", "-m", "M0", "10.0.0.0/8" } );
+   EXPECT_THAT( explained.out, StartsWith( "10.0.0.0/8: permitted\nM0 permits\n   10    permit  matches: it calls M1\n" ) );
+   EXPECT_THAT( explained.out, HasSubstr( "M1000 permits\n" ) );
+   EXPECT_EQ( folder.run( { "explain", "DIR/deep.conf", "-m", "M0", "10.0.0.0/8", "--json" } ).status, 0 );
+
+   folder.write( "deeper.conf", chain( 60'000 ) );
+   const std::string tooDeep = "routepolicy: route map M0 is not in force, as its calls go deeper than 1000; \"check\" tells more\n";
+   for( const Arguments & arguments :
+        { Arguments{ "eval", "DIR/deeper.conf", "-m", "M0" }, Arguments{ "explain", "DIR/deeper.conf", "-m", "M0", "10.0.0.0/8" } } ) {
+      const auto output = folder.run( arguments, "10.0.0.0/8\n" );
+      EXPECT_EQ( output.status, 2 );
+      EXPECT_EQ( output.err, tooDeep );
+   }
+   EXPECT_THAT( folder.run( { "check", "DIR/deeper.conf" } ).out, HasSubstr( ": too-deep: M58998 10 calls M58999, below which calls go" ) );
+}
+
 // ---- tables
 
 TEST( Program, brokenLinesAreToldAndPassedOver ) {
@@ -590,8 +736,49 @@ TEST( Program, brokenLinesAreToldAndPassedOver ) {
    std::string many;
    for( int i = 0; i < 1000; ++i ) many += "rubbish\n";
    const auto cut = runProgram( { "eval", kEdge, "-m", "EDGE-IN" }, many );
-   EXPECT_EQ( linesOf( cut.err ).size(), 11u );
-   EXPECT_THAT( cut.err, EndsWith( "standard input: and 990 more\n" ) );
+   EXPECT_EQ( linesOf( cut.err ).size(), 12u );
+   EXPECT_THAT( cut.err, EndsWith( "standard input: and 990 more\nstandard input: no route in it\n" ) );
+}
+
+TEST( Program, aTableWithoutARouteIsTold ) {
+   const Folder folder;
+   folder.write( "good", "10.0.0.0/8\n" );
+   folder.write( "bad", "rubbish\n\nrubbish\n" );
+   folder.write( "empty", "" );
+   folder.write( "remarks", "# nothing yet\n" );
+   folder.write( "withdrawn", "BGP4MP|1|W|192.0.2.9|64496|203.0.113.0/24\n" );
+   const std::string broken = "DIR/bad: line 1: address \"rubbish\": not an address\n"
+                              "DIR/bad: line 3: address \"rubbish\": not an address\nDIR/bad: no route in it\n";
+   const struct {
+      Arguments tables;
+      int status;
+      std::string messages;
+   } rows[] = {
+      { { "DIR/good" }, 0, "" },
+      { { "DIR/bad" }, 2, broken },
+      { { "DIR/empty" }, 0, "DIR/empty: no route in it\n" },
+      { { "DIR/remarks" }, 0, "DIR/remarks: no route in it\n" },
+      { { "DIR/withdrawn" }, 0, "DIR/withdrawn: no route in it\n" },
+      { { "DIR/good", "DIR/bad" }, 2, broken },
+      { { "DIR/bad", "DIR/good" }, 2, broken },
+      { { "DIR/empty", "DIR/good", "DIR/remarks" }, 0, "DIR/empty: no route in it\nDIR/remarks: no route in it\n" },
+   };
+   for( const auto & row : rows ) {
+      Arguments tables;
+      for( const auto & table : row.tables ) tables.insert( tables.end(), { "-i", table } );
+      const bool good = std::count( row.tables.begin(), row.tables.end(), "DIR/good" ) != 0;
+      Arguments arguments{ "eval", kEdge, "-m", "EDGE-IN" };
+      arguments.insert( arguments.end(), tables.begin(), tables.end() );
+      const auto eval = folder.run( arguments );
+      EXPECT_EQ( eval.status, row.status ) << row.messages;
+      EXPECT_EQ( eval.err, row.messages );
+      EXPECT_EQ( eval.out, good ? "deny    10.0.0.0/8  by EDGE-IN 50\n" : "" );
+      arguments = { "diff", kEdge, kEdge, "-m", "EDGE-IN" };
+      arguments.insert( arguments.end(), tables.begin(), tables.end() );
+      const auto diff = folder.run( arguments );
+      EXPECT_EQ( diff.status, row.status ) << row.messages;
+      EXPECT_EQ( diff.err, row.messages );
+   }
 }
 
 TEST( Program, damagedTablesGiveWhatIsBeforeTheDamageAndEndWithTwo ) {
@@ -649,6 +836,7 @@ TEST( Program, standardInputIsNotTwoThingsAtOnce ) {
    const std::string edge = contentOfFile( kEdge );
    for( const Arguments & arguments : { Arguments{ "eval", "-", "-m", "EDGE-IN" }, Arguments{ "eval", "-", "-m", "EDGE-IN", "-i", "-" },
                                         Arguments{ "diff", "-", "-", "-m", "EDGE-IN", "-i", kTable }, Arguments{ "check", "-", "-" },
+                                        Arguments{ "watch", kEdge, "-m", "EDGE-IN", "-i", "-", "-i", "-" },
                                         Arguments{ "explain", "-", "-m", "EDGE-IN", "10.0.0.0/8", "-i", "-" } } ) {
       const auto output = runProgram( arguments, edge );
       EXPECT_EQ( output.status, 2 ) << arguments[ 0 ];
@@ -919,13 +1107,16 @@ TEST( Program, watchKeepsTheLastGoodPolicyBehindABrokenFile ) {
    const std::string first = watch.out();
 
    file.replaceBy( file.text + " bogus\nroute-map\n" );
-   watch.waitForErr( "the last good policy stays in force\n" );
+   watch.waitForErr( "2 errors; the last good policy stays in force\n" );
    EXPECT_THAT( watch.err(), HasSubstr( folder( "edge.conf" ) + ":70:2: " ) );
    EXPECT_THAT( watch.err(), HasSubstr( folder( "edge.conf" ) + ":71:10: " ) );
    const size_t told = watch.err().size();
    std::filesystem::remove( folder( "edge.conf" ) );
    watch.waitUntil( "it missed the file", [ & ] { return watch.err().find( "cannot open", told ) != std::string::npos; } );
    EXPECT_EQ( watch.out(), first ) << "nothing was applied";
+
+   file.replaceBy( file.text + " bogus\n" );
+   watch.waitForErr( "\n1 error; the last good policy stays in force\n" );
 
    file.replaceBy( replaced( file.text, "set distance 180", "set distance 190" ) );
    watch.waitForOut( "92 of 275 routes change\n" );

@@ -46,6 +46,8 @@ class RandomPolicy {
       route.interface = pick( { "", "eth0", "eth1" } );
       route.asPath = pick( { "", "65001", "65001 65002", "65002 65003", "65003 {65001,65002}" } );
       route.communities = communities();
+      if( oneIn( 3 ) ) route.ospfInstance = 1;
+      if( oneIn( 3 ) ) route.isisInstance = 1;
       return route;
    }
 

@@ -91,6 +91,39 @@ TEST( References, areFoundByWhatTheyAreToAndWhereTheyStand ) {
    EXPECT_FALSE( references.in( "C", 10, std::nullopt ) );
 }
 
+TEST( References, whatOtherStanzasApply ) {
+   using enum Application::Kind;
+   auto text = textOf( "ip prefix-list V4 permit any\nipv6 prefix-list V6 permit any\nip prefix-list BOTH permit any\n"
+                       "ipv6 prefix-list BOTH permit any\nroute-map R permit 10\n match ipv6 address prefix-list WANTED\n" );
+   text.applications = { { prefixList, "V4", "1", {} },     { prefixList, "V6", "2", {} },   { prefixList, "BOTH", "3", {} },
+                         { prefixList, "WANTED", "4", {} }, { prefixList, "NONE", "5", {} }, { accessList, "V4", "6", {} },
+                         { routeMap, "R", "7", {} },        { routeMap, "R", "8", {} },      { asPathList, "R", "9", {} },
+                         { communityList, "R", "10", {} } };
+   const References references( text );
+   const struct {
+      Thing thing;
+      std::vector<std::string> lines;
+   } rows[] = {
+      { { ThingKind::ipv4PrefixList, "V4" }, { "1" } },   { { ThingKind::ipv6PrefixList, "V4" }, {} },
+      { { ThingKind::ipv4PrefixList, "V6" }, {} },        { { ThingKind::ipv6PrefixList, "V6" }, { "2" } },
+      { { ThingKind::ipv4PrefixList, "BOTH" }, { "3" } }, { { ThingKind::ipv6PrefixList, "BOTH" }, { "3" } },
+      { { ThingKind::ipv4PrefixList, "WANTED" }, {} },    { { ThingKind::ipv6PrefixList, "WANTED" }, { "4" } },
+      { { ThingKind::ipv4PrefixList, "NONE" }, { "5" } }, { { ThingKind::ipv6PrefixList, "NONE" }, {} },
+      { { ThingKind::ipv4AccessList, "V4" }, { "6" } },   { { ThingKind::ipv6AccessList, "V4" }, {} },
+      { { ThingKind::routeMap, "R" }, { "7", "8" } },     { { ThingKind::asPathList, "R" }, { "9" } },
+      { { ThingKind::communityList, "R" }, { "10" } },    { { ThingKind::tagSet, "R" }, {} },
+   };
+   for( const auto & row : rows ) {
+      std::vector<std::string> lines;
+      for( const auto * application : references.applicationsOf( row.thing ) ) lines.push_back( textOf( *application ) );
+      EXPECT_EQ( lines, row.lines ) << textOf( row.thing );
+      EXPECT_EQ( references.isUsed( row.thing ), !lines.empty() ) << textOf( row.thing );
+   }
+   EXPECT_THAT( thingsCalled( "NONE", text, references ), ElementsAre( Thing{ ThingKind::ipv4PrefixList, "NONE" } ) );
+   EXPECT_FALSE( isDefined( text, text.applications[ 4 ] ) );
+   EXPECT_TRUE( isDefined( text, text.applications[ 1 ] ) );
+}
+
 TEST( References, thingsOfOneNameAreAllKindsThatAreThereOrWanted ) {
    const auto text = textOf( "ip prefix-list X permit any\ntag-set X 1\nroute-map X permit 10\n match community X\n match tag-set Y\n" );
    const References references( text );

@@ -36,6 +36,12 @@ TEST( RouteFieldTest, everyFieldSetsItsAttributeAlone ) {
    expected.localPreference = 0;
    EXPECT_EQ( routeWith( "local-preference", "0" ), expected );
    expected = {};
+   expected.ospfInstance = 4294967295;
+   EXPECT_EQ( routeWith( "ospf-instance", "4294967295" ), expected );
+   expected = {};
+   expected.isisInstance = 7;
+   EXPECT_EQ( routeWith( "isis-instance", "7" ), expected );
+   expected = {};
    expected.communities = { 0x10001, 0x20002, 0xffffff01 };
    EXPECT_EQ( routeWith( "community", "no-export,2:2,65537,2:2" ), expected );
    expected = {};
@@ -56,8 +62,10 @@ TEST( RouteFieldTest, wrongValueTellsTheReasonAndChangesNothing ) {
    struct Row {
       std::string_view key;
       std::string_view value;
-      std::string_view reason;
+      std::string reason;
    };
+   const std::string noName = ": none of next-hop, tag, metric, protocol, interface, local-preference, community, ospf-instance, "
+                              "isis-instance, as-path";
    const Row rows[] = {
       { "next-hop", "eth0", "next-hop: address \"eth0\": not an address" },
       { "next-hop", "10.0.0.0/8", "next-hop: address \"10.0.0.0/8\": not an address" },
@@ -69,14 +77,17 @@ TEST( RouteFieldTest, wrongValueTellsTheReasonAndChangesNothing ) {
       { "protocol", "", "protocol: \"\": none of connected, static, kernel, bgp, ospf, ospf6, isis, rip, ripng" },
       { "interface", "", "interface: \"\": not the name of an interface" },
       { "interface", "eth 0", "interface: \"eth 0\": not the name of an interface" },
+      { "ospf-instance", "4294967296", "ospf-instance: \"4294967296\": not a number from 0 to 4294967295" },
+      { "isis-instance", "x", "isis-instance: \"x\": not a number from 0 to 4294967295" },
       { "local-preference", "high", "local-preference: \"high\": not a number from 0 to 4294967295" },
       { "community", "", "community: \"\": not a community, such as 64500:1 or no-export" },
       { "community", "1:1,", "community: \"\": not a community, such as 64500:1 or no-export" },
       { "community", "1:1,x\x1b,1:2", "community: \"x\\x1b\": not a community, such as 64500:1 or no-export" },
       { "as-path", "64500 AS64501", "as-path: \"64500 AS64501\": not an AS path" },
       { "as-path", "64500\n"sv, "as-path: \"64500\\x0a\": not an AS path" },
-      { "weight", "5", "\"weight\": none of next-hop, tag, metric, protocol, interface, local-preference, community, as-path" },
-      { "", "", "\"\": none of next-hop, tag, metric, protocol, interface, local-preference, community, as-path" },
+      { "weight", "5", "\"weight\"" + noName },
+      { "metrc", "5", "\"metrc\"" + noName + "; did you mean metric?" },
+      { "", "", "\"\"" + noName },
    };
    TableRoute before;
    before.tag = 5;
@@ -84,7 +95,7 @@ TEST( RouteFieldTest, wrongValueTellsTheReasonAndChangesNothing ) {
    before.asPath = "64500";
    for( const auto & row : rows ) {
       TableRoute route = before;
-      EXPECT_EQ( setField( route, row.key, row.value ), std::string( row.reason ) );
+      EXPECT_EQ( setField( route, row.key, row.value ), row.reason );
       EXPECT_EQ( route, before ) << row.reason;
    }
 }
@@ -98,6 +109,42 @@ TEST( RouteFieldTest, namesAreThoseThatCanBeSet ) {
    }
    EXPECT_FALSE( isFieldName( "" ) );
    EXPECT_FALSE( isFieldName( "weight" ) );
+}
+
+TEST( RouteFieldTest, aMistypedNameIsToldByItsValue ) {
+   struct Row {
+      std::string_view word;
+      std::string_view value;
+      std::string_view meant;
+   };
+   const Row rows[] = {
+      { "nexthop", "192.0.2.1", "next-hop" },
+      { "nexthop", "eth0", "next-hop" },   // only the hyphen is missing
+      { "Next_Hop", "", "" },
+      { "metrc", "5", "metric" },
+      { "metrics", "5", "metric" },
+      { "METRIC", "high", "metric" },
+      { "metro", "ethernet", "" },   // as near, but no metric is called ethernet
+      { "matrices", "5", "" },       // three letters
+      { "tags", "5", "tag" },
+      { "at", "5", "" },   // of three letters one may be wrong
+      { "Protocol", "OSPF", "protocol" },
+      { "local_pref", "200", "local-preference" },
+      { "localpreferense", "200", "local-preference" },
+      { "comunity", "64500:1", "community" },
+      { "communities", "64500:1,64500:2", "community" },
+      { "osfp-instance", "7", "ospf-instance" },
+      { "isisinstance", "7", "isis-instance" },
+      { "aspath", "64500", "as-path" },
+      { "via", "192.0.2.1", "next-hop" },
+      { "via", "Rome", "" },
+      { "med", "5", "metric" },
+      { "metric", "5", "" },   // a name as it is
+      { "customer", "5", "" },
+      { "", "5", "" },
+   };
+   for( const auto & row : rows ) EXPECT_EQ( fieldMeantBy( row.word, row.value ), row.meant ) << row.word << ' ' << row.value;
+   EXPECT_EQ( fieldMeantBy( std::string( 1'000'000, 'm' ), "5" ), "" );
 }
 
 }   // namespace

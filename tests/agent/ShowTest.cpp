@@ -54,7 +54,7 @@ TEST( Show, aRouteMapWithWhatIsCompiledOfIt ) {
               " continue\n"
               "route-map CUSTOMERS deny 20\n"
               " match community GONE\n"
-              "! compiled, reads matchPrefixDependent, undefined references commListUndefined, used by EDGE-IN 30\n"
+              "! compiled; reads matchPrefixDependent; undefined: bgp community-list GONE; used by EDGE-IN 30\n"
               "! 10 permit\n"
               "!    matches PrefixListMatcher prefix-list CUST\n"
               "!    matches TagSetMatcher tag setTAGS\n"
@@ -72,8 +72,7 @@ TEST( Show, callsAndRouteMapsThatAreNotInForce ) {
               " call CUSTOMERS invert\n"
               "route-map EDGE-IN permit 40\n"
               " call MISSING\n"
-              "! compiled, reads matchPrefixDependent, undefined references "
-              "subRouteMapUndefined|commListUndefined, used by nobody\n"
+              "! compiled; reads matchPrefixDependent; undefined: route-map MISSING, and some in what it calls; used by nobody\n"
               "! 30 permit\n"
               "!    matches PrefixListMatcher prefix-list CUST\n"
               "!    calls CUSTOMERS invert\n"
@@ -82,7 +81,7 @@ TEST( Show, callsAndRouteMapsThatAreNotInForce ) {
    EXPECT_EQ( shown( kPolicy, "LOOP" ).out,
               "route-map LOOP permit 1\n"
               " call LOOP\n"
-              "! not in force, used by LOOP 1\n" );
+              "! not in force; used by LOOP 1\n" );
 }
 
 TEST( Show, everyKindThatHasTheName ) {
@@ -103,6 +102,70 @@ TEST( Show, manyUsersAreCutShort ) {
    EXPECT_EQ( shown( policy, "T" ).out, "tag-set T 1\n! 1 tag, used by R 1, R 2, R 3, R 4, R 5, R 6, R 7, R 8 and 2 more\n" );
 }
 
+TEST( Show, whatIsUndefinedOfEveryKind ) {
+   struct Row {
+      const char * clauses;
+      const char * undefined;
+   };
+   const Row rows[] = {
+      { " match tag 1\n", "nothing undefined" },
+      { " match ip address prefix-list X\n", "undefined: ip prefix-list X" },
+      { " match ip address X\n match ip next-hop X\n", "undefined: access-list X" },
+      { " match ipv6 address X\n", "undefined: ipv6 access-list X" },
+      { " match tag-set X\n match as-path X\n", "undefined: tag-set X, bgp as-path access-list X" },
+      { " match community X\n call X\n", "undefined: bgp community-list X, route-map X" },
+      { " call EMPTY\n", "nothing undefined" },
+      { " call ASKS\n", "nothing undefined but in what it calls" },
+      { " match tag-set X\n call THROUGH\n", "undefined: tag-set X, and some in what it calls" },
+   };
+   for( const auto & row : rows ) {
+      const std::string policy = std::string( "route-map EMPTY permit 1\nroute-map ASKS permit 1\n match tag-set Y\n"
+                                              "route-map THROUGH permit 1\n call ASKS\nroute-map R permit 10\n" ) +
+         row.clauses;
+      EXPECT_THAT( shown( policy, "R" ).out, testing::HasSubstr( std::string( "; " ) + row.undefined + "; used by nobody\n" ) )
+         << row.clauses;
+   }
+   std::string policy;
+   for( int i = 10; i < 30; ++i ) {
+      const std::string n = std::to_string( i );
+      policy += "route-map R permit " + n + "\n match tag-set T" + n + "\n";
+   }
+   EXPECT_THAT( shown( policy, "R" ).out,
+                testing::HasSubstr( "; undefined: tag-set T10, tag-set T11, tag-set T12, tag-set T13, "
+                                    "tag-set T14, tag-set T15, tag-set T16, tag-set T17 and 12 more; used" ) );
+   const auto undefined = json::parse(
+      shown( "route-map R permit 10\n match ip address prefix-list X\n match as-path X\n call R\n", "R", true ).out )[ "things" ][ 0 ];
+   EXPECT_EQ( undefined[ "inForce" ], false );
+   EXPECT_EQ( undefined[ "undefined" ], json::parse( R"( [ { "kind": "ip prefix-list", "name": "X" },
+      { "kind": "bgp as-path access-list", "name": "X" } ] )" ) );
+}
+
+constexpr char kApplied[] = "ip prefix-list P permit any\n"
+                            "route-map LOW permit 10\n"
+                            " match ip address prefix-list P\n"
+                            "route-map LOW permit 20\n"
+                            " match ip address prefix-list P\n"
+                            "route-map TOP permit 10\n"
+                            " call LOW\n"
+                            "router bgp 64500\n"
+                            " neighbor 192.0.2.1 route-map TOP in\n"
+                            " neighbor 192.0.2.1 route-map LOW out\n"
+                            " neighbor 192.0.2.2 route-map TOP in\n"
+                            " neighbor 192.0.2.2 prefix-list P out\n"
+                            " neighbor 192.0.2.2 route-map NOPE out\n";
+
+TEST( Show, countsTheLinesOfOtherStanzas ) {
+   EXPECT_THAT( shown( kApplied, "P" ).out, testing::EndsWith( "\n! IPv4, 1 line, used by LOW 10, LOW 20, 1 line of other stanzas\n" ) );
+   EXPECT_THAT( shown( kApplied, "LOW" ).out, testing::HasSubstr( "; used by TOP 10, 1 line of other stanzas\n" ) );
+   EXPECT_THAT( shown( kApplied, "TOP" ).out, testing::HasSubstr( "; used by 2 lines of other stanzas\n" ) );
+   EXPECT_EQ( json::parse( shown( kApplied, "TOP", true ).out )[ "things" ][ 0 ][ "applied" ], 2 );
+   EXPECT_EQ( json::parse( shown( kApplied, "P", true ).out )[ "things" ][ 0 ][ "applied" ], 1 );
+}
+
+TEST( Show, communitiesThatAreTakenOff ) {
+   EXPECT_THAT( shown( "route-map R permit 10\n set community none\n" ).out, testing::EndsWith( "\n!    sets CommunitySetter none\n" ) );
+}
+
 TEST( Show, whatItSaysLoadsAgainAsTheSamePolicy ) {
    EXPECT_EQ( textOf( shown( kPolicy ).out ), textOf( kPolicy ) );
 }
@@ -114,13 +177,14 @@ TEST( Show, anUnknownNameIsAnErrorThatTellsWhatComesNear ) {
    EXPECT_EQ( shown( "", "X" ).error, "there is nothing called X" );
    EXPECT_EQ( shown( kPolicy, "MISSING" ).error, "there is nothing called MISSING" );
    EXPECT_EQ( shown( "" ).out, "" );
+   EXPECT_EQ( shown( kPolicy, "" ).error, "NAME is empty" );
 }
 
 TEST( Show, json ) {
    const auto routeMap = json::parse( shown( kPolicy, "CUSTOMERS", true ).out );
    EXPECT_EQ( routeMap, json::parse( R"( { "things": [ {
       "kind": "route-map", "name": "CUSTOMERS", "inForce": true, "features": "matchPrefixDependent",
-      "undefinedReferences": "commListUndefined",
+      "undefinedReferences": "commListUndefined", "undefined": [ { "kind": "bgp community-list", "name": "GONE" } ],
       "sequences": [
          { "number": 10, "action": "permit",
            "matchers": [ { "option": "matchIpPrefixList", "text": "PrefixListMatcher prefix-list CUST", "undefined": false },
@@ -131,7 +195,7 @@ TEST( Show, json ) {
          { "number": 20, "action": "deny",
            "matchers": [ { "option": "matchCommunity", "text": "RouteListMatcher list GONE", "undefined": true } ],
            "setters": [] } ],
-      "usedBy": [ { "routeMap": "EDGE-IN", "sequence": 30 } ],
+      "usedBy": [ { "routeMap": "EDGE-IN", "sequence": 30 } ], "applied": 0,
       "text": [ "route-map CUSTOMERS permit 10", " match ip address prefix-list CUST invert", " match tag-set TAGS", " set metric 7",
                 " set distance 20", " continue", "route-map CUSTOMERS deny 20", " match community GONE" ] } ] } )" ) );
 
@@ -142,10 +206,10 @@ TEST( Show, json ) {
 
    EXPECT_EQ( json::parse( shown( kPolicy, "CUST", true ).out ), json::parse( R"( { "things": [
       { "kind": "ip prefix-list", "name": "CUST", "family": "IPv4", "lines": 2,
-        "usedBy": [ { "routeMap": "CUSTOMERS", "sequence": 10 } ],
+        "usedBy": [ { "routeMap": "CUSTOMERS", "sequence": 10 } ], "applied": 0,
         "text": [ "ip prefix-list CUST seq 5 permit 10.0.0.0/8 le 24", "ip prefix-list CUST seq 10 deny 192.0.2.0/24" ] },
       { "kind": "ipv6 prefix-list", "name": "CUST", "family": "IPv6", "lines": 1,
-        "usedBy": [ { "routeMap": "EDGE-IN", "sequence": 30 } ],
+        "usedBy": [ { "routeMap": "EDGE-IN", "sequence": 30 } ], "applied": 0,
         "text": [ "ipv6 prefix-list CUST seq 5 permit 2001:db8::/32" ] } ] } )" ) );
    EXPECT_EQ( json::parse( shown( kPolicy, std::nullopt, true ).out )[ "things" ].size(), 7u );
    EXPECT_EQ( json::parse( shown( "route-map \xff permit 1\n match tag-set \xc3\n", std::nullopt, true ).out )[ "things" ][ 0 ][ "name" ],
@@ -206,6 +270,36 @@ TEST( UsedBy, cyclesEnd ) {
    EXPECT_EQ( used( kPolicy, "LOOP" ).out, "route-map LOOP\n   LOOP 1 calls LOOP (its callers: above)\n" );
 }
 
+TEST( UsedBy, linesOfOtherStanzas ) {
+   EXPECT_EQ( used( kApplied, "P" ).out,
+              "ip prefix-list P\n"
+              "   FILE:12: neighbor 192.0.2.2 prefix-list P out\n"
+              "   LOW 10 matches ip address prefix-list P\n"
+              "      FILE:10: neighbor 192.0.2.1 route-map LOW out\n"
+              "      TOP 10 calls LOW\n"
+              "         FILE:9: neighbor 192.0.2.1 route-map TOP in\n"
+              "         FILE:11: neighbor 192.0.2.2 route-map TOP in\n"
+              "   LOW 20 matches ip address prefix-list P (its callers: above)\n" );
+   EXPECT_EQ( used( kApplied, "TOP" ).out,
+              "route-map TOP\n"
+              "   FILE:9: neighbor 192.0.2.1 route-map TOP in\n"
+              "   FILE:11: neighbor 192.0.2.2 route-map TOP in\n" );
+   const auto undefined = used( kApplied, "NOPE" );
+   EXPECT_EQ( undefined.status, kExitOk );
+   EXPECT_EQ( undefined.out, "route-map NOPE (undefined)\n   FILE:13: neighbor 192.0.2.2 route-map NOPE out\n" );
+   EXPECT_EQ( json::parse( used( kApplied, "NOPE", true ).out ), json::parse( R"( { "name": "NOPE", "things": [ {
+      "kind": "route-map", "name": "NOPE", "defined": false, "references": [],
+      "applications": [ { "text": "neighbor 192.0.2.2 route-map NOPE out", "to": "NOPE", "depth": 1,
+                          "file": "FILE", "line": 13, "column": 31 } ],
+      "reachedBy": [] } ] } )" ) );
+   const auto list = json::parse( used( kApplied, "P", true ).out )[ "things" ][ 0 ];
+   EXPECT_EQ( list[ "reachedBy" ], ( json{ "LOW", "TOP" } ) );
+   EXPECT_EQ( list[ "references" ].size(), 3u );
+   ASSERT_EQ( list[ "applications" ].size(), 4u );
+   EXPECT_EQ( list[ "applications" ][ 3 ], json::parse( R"( { "text": "neighbor 192.0.2.2 route-map TOP in", "to": "TOP", "depth": 3,
+      "file": "FILE", "line": 11, "column": 31 } )" ) );
+}
+
 TEST( UsedBy, aLongChainIsIndentedOnlySoFar ) {
    std::string policy;
    for( int i = 0; i < 30; ++i ) policy += "route-map R" + std::to_string( i ) + " permit 1\n call R" + std::to_string( i + 1 ) + "\n";
@@ -218,6 +312,10 @@ TEST( UsedBy, aNameThatNobodyKnowsIsAnError ) {
    EXPECT_EQ( used( kPolicy, "CUSTOMRES" ).error, "there is nothing called CUSTOMRES; did you mean CUSTOMERS?" );
 }
 
+TEST( UsedBy, anEmptyNameIsAnError ) {
+   EXPECT_EQ( used( kPolicy, "" ).error, "NAME is empty" );
+}
+
 TEST( UsedBy, json ) {
    EXPECT_EQ( json::parse( used( kPolicy, "TAGS", true ).out ), json::parse( R"( { "name": "TAGS", "things": [ {
       "kind": "tag-set", "name": "TAGS", "defined": true,
@@ -226,9 +324,14 @@ TEST( UsedBy, json ) {
            "file": "FILE", "line": 8, "column": 16 },
          { "routeMap": "EDGE-IN", "sequence": 30, "clause": "calls CUSTOMERS invert", "to": "CUSTOMERS", "depth": 2,
            "file": "FILE", "line": 16, "column": 7 } ],
+      "applications": [],
       "reachedBy": [ "CUSTOMERS", "EDGE-IN" ] } ] } )" ) );
    EXPECT_EQ( json::parse( used( kPolicy, "GONE", true ).out )[ "things" ][ 0 ][ "defined" ], false );
    EXPECT_NO_THROW( json::parse( used( "route-map \xff permit 1\n match tag-set \xc3\n", "\xc3", true ).out ) );
+
+   const char applied[] = "route-map R permit 1\nrouter bgp 64500\n neighbor 192.0.2.1 route-map \xc3 in\n";
+   EXPECT_THAT( used( applied, "\xc3" ).out, testing::HasSubstr( "route-map \\xc3 (undefined)\n   FILE:3: neighbor" ) );
+   EXPECT_NO_THROW( json::parse( used( applied, "\xc3", true ).out ) );
 }
 
 TEST( UsedBy, aWrongTextIsAnError ) {

@@ -1,0 +1,115 @@
+#include "text/Applications.h"
+
+#include <algorithm>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Agent {
+
+namespace {
+
+using Kind = Application::Kind;
+
+/// A word, and what the name behind it is of. Each has a hyphen.
+struct ApplyingWord {
+   std::string_view word;
+   Kind kind;
+};
+constexpr ApplyingWord kApplyingWords[] = {
+   { "route-map", Kind::routeMap },     { "prefix-list", Kind::prefixList },  { "distribute-list", Kind::accessList },
+   { "filter-list", Kind::asPathList }, { "access-class", Kind::accessList }, { "access-group", Kind::accessList },
+   { "table-map", Kind::routeMap },     { "unsuppress-map", Kind::routeMap }, { "suppress-map", Kind::routeMap },
+   { "exist-map", Kind::routeMap },     { "non-exist-map", Kind::routeMap },  { "advertise-map", Kind::routeMap },
+};
+
+bool isOneOf( std::string_view word, std::initializer_list<std::string_view> words ) {
+   return std::find( words.begin(), words.end(), word ) != words.end();
+}
+
+const ApplyingWord * applyingWord( std::string_view word ) {
+   if( word.find( '-' ) == word.npos ) return nullptr;
+   const auto * const at = std::ranges::find( kApplyingWords, word, &ApplyingWord::word );
+   return at == std::end( kApplyingWords ) ? nullptr : at;
+}
+
+/// Walks over a line from one word that applies something to the next.
+class Walk {
+ public:
+   explicit Walk( const LineCursor & line ) : line_( line ), indented_( line.indented() ) {}
+
+   struct Found {
+      Kind kind;
+      Token name;
+   };
+   std::optional<Found> next() {
+      while( !line_.atEnd() ) {
+         const Token word = take();
+         if( count_ == 1 && isOneOf( word.text, { "match", "set" } ) ) break;                // a clause, wherever it belongs
+         if( isOneOf( word.text, { "description", "remark", "banner", "alias" } ) ) break;   // what follows is anybody's words
+         if( const auto * const applying = applyingWord( word.text ); applying && !defines() )
+            if( const auto found = nameBehind( *applying ) ) return found;
+      }
+      return std::nullopt;
+   }
+
+ private:
+   Token take() {
+      before_ = now_;
+      now_ = line_.take();
+      if( ++count_ == 1 ) first_ = now_.text;
+      return now_;
+   }
+
+   // A line such as "prefix-list A permit any" or "ip prefix-list A", which is a definition in another dialect or a mistyped one.
+   bool defines() const {
+      if( !isOneOf( now_.text, { "prefix-list", "route-map" } ) ) return false;
+      if( ( count_ == 1 && !indented_ ) || ( count_ == 2 && isOneOf( first_, { "ip", "ipv4", "ipv6", "IP", "IPv4", "IPv6" } ) ) )
+         return true;
+      LineCursor behind = line_;
+      behind.take();
+      return isOneOf( behind.peek().text, { "permit", "deny", "seq", "description" } );
+   }
+
+   std::optional<Found> nameBehind( const ApplyingWord & applying ) {
+      Kind kind = applying.kind;
+      if( applying.word == "access-group" && !isOneOf( before_.text, { "ip", "ipv6" } ) ) return std::nullopt;
+      if( isOneOf( applying.word, { "distribute-list", "filter-list" } ) ) {
+         if( isOneOf( line_.peek().text, { "prefix-list", "route-map" } ) ) return std::nullopt;   // which comes next itself
+         if( line_.peek().text == "prefix" ) {
+            take();
+            kind = Kind::prefixList;
+         }
+      }
+      if( line_.atEnd() ) return std::nullopt;
+      return Found{ kind, take() };
+   }
+
+   LineCursor line_;
+   const bool indented_;
+   size_t count_ = 0;   // of the words taken
+   std::string_view first_;
+   Token before_;
+   Token now_;
+};
+
+}   // namespace
+
+bool addApplications( LineCursor line, std::vector<Application> & applications ) {
+   if( line.atEnd() ) return false;
+   const Token whole = LineCursor( line ).takeRest( "a line" );
+   const bool no = isOneOf( line.peek().text, { "no", "No", "NO" } );
+   if( no ) line.take();
+   Walk walk( line );
+   bool applies = false;
+   while( const auto found = walk.next() ) {
+      applies = true;
+      if( no ) break;
+      if( found->name.text == "delay-timer" ) continue;   // "bgp route-map delay-timer 5" is about all of them
+      applications.push_back( { found->kind, std::string( found->name.text ), printableLine( whole.text ), line.place( found->name ) } );
+   }
+   return applies;
+}
+
+}   // namespace Agent

@@ -1,0 +1,93 @@
+#include "command/PolicyFiles.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+
+#include "tests/agent/CommandFixture.h"
+
+namespace Agent {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr char kPolicy[] = "route-map IN permit 10\n";
+constexpr char kOther[] = "! a router without a policy\nhostname edge\ninterface eth0\n ip address 192.0.2.1/24\n";
+
+CommandOutput loaded( std::string_view content ) {
+   return outputOf( content, []( const std::string & file, Console & console ) {
+      loadFiles( { file }, console );
+      return kExitOk;
+   } );
+}
+
+// The policy's own messages are others' matter: it is free of errors.
+CommandOutput inForce( std::string_view content, const std::function<void( const LivePolicy & )> & then ) {
+   return outputOf( content, [ & ]( const std::string & file, Console & console ) {
+      then( *livePolicyOf( { file }, console ) );
+      return kExitOk;
+   } );
+}
+
+TEST( PolicyFiles, aFileOfNothingButOtherThingsIsNoPolicy ) {
+   const struct {
+      const char * what;
+      std::string_view content;
+      const char * error;
+   } rows[] = {
+      { "another stanza", kOther, "FILE: no line of a policy in it" },
+      { "a table", "10.0.0.0/8 64500\n", "FILE: no line of a policy in it" },
+      { "any bytes", std::string_view( "\x1f\x8b\x08\0\xff", 5 ), "FILE: no line of a policy in it" },
+      { "a policy", kPolicy, "" },
+      { "one among other stanzas", "hostname edge\nroute-map IN permit 10\n", "" },
+      { "a policy with an error, which is told elsewhere", "route-map IN permit\n", "" },
+      { "nothing", "", "" },
+      { "comments", "! none yet\n\n", "" },
+      { "a policy that takes all off again", "tag-set A 5\nno tag-set A\n", "" },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.what );
+      const auto output = loaded( row.content );
+      EXPECT_EQ( output.error, row.error );
+      EXPECT_EQ( output.messages, "" );
+   }
+}
+
+TEST( PolicyFiles, oneStrayFileAmongPoliciesIsMentioned ) {
+   const PolicyFile other( kOther );
+   const auto output = outputOf( kPolicy, [ & ]( const std::string & file, Console & console ) {
+      EXPECT_EQ( loadFiles( { other.name(), file }, console ).text().routeMaps.count( "IN" ), 1u );
+      return kExitOk;
+   } );
+   EXPECT_EQ( output.error, "" );
+   EXPECT_EQ( output.messages, other.name() + ": no line of a policy in it\n" );
+}
+
+TEST( PolicyFiles, linesThatWerePassedOverAreMentionedByNumber ) {
+   const auto one = inForce( "rout-map IN permit 10\nroute-map IN permit 10\n", []( const LivePolicy & ) {} );
+   EXPECT_EQ( one.messages, "1 line is passed over and looks like a policy's; \"check\" tells which\n" );
+   const auto two = inForce( "rout-map IN permit 10\nip prefixlist A permit any\nroute-map IN permit 10\n", []( const LivePolicy & ) {} );
+   EXPECT_EQ( two.messages, "2 lines are passed over and look like a policy's; \"check\" tells which\n" );
+   const auto none = inForce( "hostname edge\nroute-map IN permit 10\n", []( const LivePolicy & ) {} );
+   EXPECT_EQ( none.messages, "" );
+}
+
+TEST( PolicyFiles, whyARouteMapIsNotInForceIsTold ) {
+   const auto asked = []( std::string_view policy, const char * name ) {
+      return inForce( policy, [ & ]( const LivePolicy & live ) { EXPECT_NE( routeMapOf( live, name ), nullptr ); } ).error;
+   };
+   constexpr char kRing[] = "route-map A permit 10\n call B\nroute-map B permit 10\n call A\nroute-map C permit 10\n";
+   EXPECT_EQ( asked( kRing, "A" ), "route map A is not in force, as its calls come round in a ring; \"check\" tells more" );
+   EXPECT_EQ( asked( kRing, "C" ), "" );
+   EXPECT_EQ( asked( kRing, "D" ), "there is no route map D; there are A, B, C" );
+   EXPECT_EQ( asked( "", "D" ), "there is no route map D, nor any other" );
+
+   std::string deep;
+   for( int i = 0; i < 1001; ++i ) deep += "route-map M" + std::to_string( i ) + " permit 10\n call M" + std::to_string( i + 1 ) + '\n';
+   deep += "route-map M1001 permit 10\n";
+   EXPECT_EQ( asked( deep, "M1" ), "" );
+   EXPECT_EQ( asked( deep, "M0" ), "route map M0 is not in force, as its calls go deeper than 1000; \"check\" tells more" );
+}
+
+}   // namespace
+}   // namespace Agent
