@@ -21,6 +21,7 @@ namespace {
 
 constexpr char kManual[] = "agent/share/routepolicy.1";
 constexpr char kReadme[] = "agent/README.md";
+constexpr char kFrontPage[] = "README.md";
 
 std::string contentOf( const std::string & file ) {
    std::ifstream from( file, std::ios::binary );
@@ -82,18 +83,18 @@ TEST( Manual, noOptionIsNamedThatThereIsNot ) {
    }
 }
 
-/// "$ COMMAND", which stands in the README, and what stands below it.
+/// "$ COMMAND", which stands in a README, and what stands below it.
 struct Shown {
    std::string command;
    std::string output;
 };
 
-std::vector<Shown> shownInReadme() {
+std::vector<Shown> shownIn( const std::string & file ) {
    constexpr std::string_view kPrompt = "$ ";
    std::vector<Shown> all;
    bool inText = false;   // a block of commands and what they print, or of what a file may hold
    bool belowAny = false;
-   for( const auto & line : linesOf( contentOf( kReadme ) ) ) {
+   for( const auto & line : linesOf( contentOf( file ) ) ) {
       if( line.starts_with( "```" ) ) {
          inText = line == "```text";
          belowAny = false;
@@ -118,13 +119,16 @@ bool fits( std::vector<std::string> shown, const std::vector<std::string> & prin
       std::equal( gap + 1, shown.end(), printed.end() - static_cast<ptrdiff_t>( tail ) );
 }
 
-TEST( Manual, whatTheReadmeShowsIsWhatTheProgramPrints ) {
+TEST( Manual, whatTheReadmesShowIsWhatTheProgramPrints ) {
    const std::string folder = std::filesystem::path( ROUTEPOLICY_PROGRAM ).parent_path();
-   const auto all = shownInReadme();
-   EXPECT_GE( all.size(), 10u );
-   for( const auto & shown : all ) {
-      const std::string printed = outputOfShell( "PATH=" + quoted( folder ) + ":$PATH\n" + shown.command );
-      EXPECT_TRUE( fits( linesOf( shown.output ), linesOf( printed ) ) ) << shown.command << " prints\n" << printed;
+   const std::pair<const char *, size_t> readmes[] = { { kReadme, 10 }, { kFrontPage, 6 } };
+   for( const auto & [ file, least ] : readmes ) {
+      const auto all = shownIn( file );
+      EXPECT_GE( all.size(), least ) << file;
+      for( const auto & shown : all ) {
+         const std::string printed = outputOfShell( "PATH=" + quoted( folder ) + ":$PATH\n" + shown.command );
+         EXPECT_TRUE( fits( linesOf( shown.output ), linesOf( printed ) ) ) << file << ": " << shown.command << " prints\n" << printed;
+      }
    }
 }
 
