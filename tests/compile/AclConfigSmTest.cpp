@@ -4,7 +4,6 @@
 #include <sstream>
 #include <string>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "compile/PolicyRoot.h"
@@ -24,7 +23,6 @@ using Routing::RouteMap::IpAccessListSymbol;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Log = std::vector<std::string>;
-using Seconds = Plinth::Clock::Seconds;
 
 static_assert( std::is_base_of_v<Zeugma::BaseOutputSm, AclConfigSm> );
 
@@ -44,13 +42,22 @@ class AclConfigSmTest : public testing::Test {
       return found ? *found : nullptr;
    }
    bool has( const char * name ) const { return sm->ipAclSymbolTable()->symbol().find( name ); }
+   /// A configuration of its own, of one list of one rule that is compiled.
+   void startSettled() {
+      config = makeNode<Config>();
+      start();
+      add( "A", { "10 permit 10.0.0.0/8" } );
+      runUntilIdle( *clock );
+   }
    /// A list of three rules, and the first slice of its compilation.
    void pause( const char * name ) const {
       add( name, manyRules( 3 ) );
-      const Ptr<IpAclConfigSm> machine = *ofType()->ipAccessListConfigSm().find( name );
-      machine->clockQuantumIs( Seconds( 0 ) );
-      clock->callDue();
-      ASSERT_EQ( machine->bookmark(), 20u );
+      pauseAtSecondRule( *ofType()->ipAccessListConfigSm().find( name ), *clock );
+   }
+   void typeGoes() const { config->aclTypeDel( AclType::ipv4 ); }
+   void typeComesAnew() const {
+      typeGoes();
+      add( "A", manyRules( 2 ) );
    }
 
    Ptr<Config> config = makeNode<Config>();
@@ -141,9 +148,7 @@ TEST_F( AclConfigSmTest, allTypesAreHandledAsTheyStand ) {
 }
 
 TEST_F( AclConfigSmTest, aTypeThatGoesLeavesItsSymbolsAsTheyAre ) {
-   start();
-   add( "A", { "10 permit 10.0.0.0/8" } );
-   runUntilIdle( *clock );
+   startSettled();
    pause( "B" );
    const auto other = symbol( "B" );
    const auto old = status();
@@ -185,7 +190,7 @@ TEST_F( AclConfigSmTest, whatChangedBeforeItWasSwitchedOnIsMadeUpFor ) {
       bool sameMachine;
    } rows[] = {
       { "it came", false, [ & ] { add( "A", manyRules( 2 ) ); }, 2, false },
-      { "it came anew", true, [ & ] { config->aclTypeDel( AclType::ipv4 ), add( "A", manyRules( 2 ) ); }, 2, false },
+      { "it came anew", true, [ & ] { typeComesAnew(); }, 2, false },
       { "another type came", true, [ & ] { config->aclTypeIs( AclType::ipv6 ); }, 1, true },
    };
    for( const auto & row : rows ) {
@@ -213,17 +218,9 @@ TEST_F( AclConfigSmTest, whatChangedBeforeItWasSwitchedOnIsMadeUpFor ) {
 TEST_F( AclConfigSmTest, aTypeThatComesAnewInsideADeletionKeepsItsLists ) {
    for( const bool byVersion : { false, true } ) {
       SCOPED_TRACE( byVersion );
-      config = makeNode<Config>();
-      start();
-      add( "A", { "10 permit 10.0.0.0/8" } );
-      runUntilIdle( *clock );
-      std::function<void()> once = [ & ] {
-         config->aclTypeDel( AclType::ipv4 );
-         add( "A", manyRules( 2 ) );
-      };
-      const Reaction reaction( byVersion ? static_cast<const Quoin::Node &>( *held->notifier() ) : *held, [ & ]( const Quoin::Change & ) {
-         if( const auto now = std::exchange( once, {} ) ) now();
-      } );
+      startSettled();
+      OnlyOnce once( [ & ] { typeComesAnew(); } );
+      const Reaction reaction( heardAt( *held, byVersion ), std::ref( once ) );
       config->aclType( AclType::ipv4 )->aclDel( "A" );
       ASSERT_FALSE( once );
       EXPECT_TRUE( has( "A" ) );
@@ -235,17 +232,9 @@ TEST_F( AclConfigSmTest, aTypeThatComesAnewInsideADeletionKeepsItsLists ) {
 TEST_F( AclConfigSmTest, aTypeMayGoWhileItsListsAreAdded ) {
    for( const bool comesBack : { false, true } ) {
       SCOPED_TRACE( comesBack );
-      config = makeNode<Config>();
-      start();
-      add( "A", { "10 permit 10.0.0.0/8" } );
-      runUntilIdle( *clock );
-      std::function<void()> once = [ & ] {
-         config->aclTypeDel( AclType::ipv4 );
-         if( comesBack ) add( "A", manyRules( 2 ) );
-      };
-      const Reaction reaction( *held, [ & ]( const Quoin::Change & ) {
-         if( const auto now = std::exchange( once, {} ) ) now();
-      } );
+      startSettled();
+      OnlyOnce once( [ & ] { comesBack ? typeComesAnew() : typeGoes(); } );
+      const Reaction reaction( *held, std::ref( once ) );
       sm->handleConfig();
       ASSERT_FALSE( once );
       ASSERT_EQ( ofType() != nullptr, comesBack );
@@ -276,19 +265,13 @@ TEST_F( AclConfigSmTest, aTypeMayGoWhileItsMachineIsMade ) {
       held->statusIs( nullptr );
       if( !row.first ) start();
       add( "A", manyRules( 3 ) );
-      std::function<void()> once = [ & ] {
-         config->aclTypeDel( AclType::ipv4 );
-         if( row.comesAnew ) add( "A", manyRules( 2 ) );
-      };
-      const auto now = [ & ] {
-         if( const auto f = std::exchange( once, {} ) ) f();
-      };
+      OnlyOnce once( [ & ] { row.comesAnew ? typeComesAnew() : typeGoes(); } );
       {
          Reaction reaction( *held );
          if( row.byWakeUp )
-            clock->wakeUpCallbackIs( now );
+            clock->wakeUpCallbackIs( std::ref( once ) );
          else
-            reaction.function = [ & ]( const Quoin::Change & ) { now(); };
+            reaction.function = std::ref( once );
          if( row.first )
             start();
          else
@@ -362,9 +345,7 @@ TEST_F( AclConfigSmTest, nothingIsLeftOfAMachineThatHasGoneAtWhateverPoint ) {
 }
 
 TEST_F( AclConfigSmTest, aSymbolThatIsUsedOutlivesTheMachineWithItsList ) {
-   start();
-   add( "A", { "10 permit 10.0.0.0/8" } );
-   runUntilIdle( *clock );
+   startSettled();
    sm = nullptr;
    EXPECT_EQ( ruleCountOf( status() ), 1u );
    EXPECT_EQ( held->useCount(), 1u );

@@ -104,6 +104,46 @@ inline bool listPermits( const Quoin::Ptr<const IpAccessListStatus> & status, co
    return listPermits( status, Ferule::IpGenPrefix( prefix ) );
 }
 
+/// Where a change of a list is heard of: its new status at the symbol, its new version at the symbol's notifier.
+inline const Quoin::Node & heardAt( const Routing::RouteMap::IpAccessListSymbol & symbol, bool byVersion ) {
+   if( byVersion ) return *symbol.notifier();
+   return symbol;
+}
+
+/// Does something at the first call alone, and is false from then on. Lend it by std::ref to what calls it: a reaction, a clock, a trace.
+class OnlyOnce {
+ public:
+   explicit OnlyOnce( std::function<void()> f ) : function_( std::move( f ) ) {}
+   OnlyOnce( const OnlyOnce & ) = delete;
+   OnlyOnce & operator=( const OnlyOnce & ) = delete;
+   void operator()() {
+      if( const auto now = std::exchange( function_, {} ) ) now();   // done already for whom it calls
+   }
+   void operator()( const Quoin::Change & ) { ( *this )(); }
+   explicit operator bool() const { return bool( function_ ); }
+
+ private:
+   std::function<void()> function_;
+};
+
+/// A row of a table: something that changes a list, and how many rules the list has in the end.
+struct EditRow {
+   const char * what;
+   std::function<void()> edit;
+   size_t rules;
+};
+
+/// Whether that many prefixes are in the trie under construction.
+inline bool hasTaken( const Quoin::Ptr<IpAclConfigSm> & sm, uint32_t prefixes ) {
+   return sm && sm->newTrie() && sm->newTrie()->prefixCount() == prefixes;
+}
+/// Slices of one rule each from now on, and the first of them: of a list of rules 10, 20, ... that is to be compiled.
+inline void pauseAtSecondRule( const Quoin::Ptr<IpAclConfigSm> & sm, Plinth::Clock & clock ) {
+   sm->clockQuantumIs( Plinth::Clock::Seconds( 0 ) );
+   clock.callDue();
+   ASSERT_EQ( sm->bookmark(), 20u );
+}
+
 /// Asks a function for the time, and counts how often it was asked.
 class AskingClock final : public Plinth::Clock {
  public:

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <limits>
+#include <map>
 #include <new>
 #include <sstream>
 #include <stdexcept>
@@ -53,12 +54,30 @@ struct TraceReaction {
 class IpAclConfigSmTest : public testing::Test, protected AclCase {
  protected:
    explicit IpAclConfigSmTest( AclType family = AclType::ipv4 ) : AclCase( family ) { symbols->symbolIs( symbol() ); }
-   void start( Ptr<Clock> on = {} ) { sm = Zeugma::makeSm<IpAclConfigSm>( "A", type, symbols, list, on ? on : Ptr<Clock>( clock ) ); }
-   /// A list of so many rules, of which each slice takes one.
-   void startSliced( unsigned rules, Ptr<Clock> on = {} ) {
-      list->currVersionIs( version = aclVersion( manyRules( rules ) ) );
+   void start( const Ptr<Clock> & on = {} ) {
+      sm = Zeugma::makeSm<IpAclConfigSm>( "A", type, symbols, list, on ? on : Ptr<Clock>( clock ) );
+   }
+   /// With a version of these rules.
+   void startWith( const Log & rules, const Ptr<Clock> & on = {} ) {
+      list->currVersionIs( version = aclVersion( rules ) );
       start( on );
+   }
+   /// A list of which each slice takes one rule.
+   void startSliced( const Log & rules, const Ptr<Clock> & on = {} ) {
+      startWith( rules, on );
       sm->clockQuantumIs( Seconds( 0 ) );
+   }
+   void startSliced( unsigned rules, const Ptr<Clock> & on = {} ) { startSliced( manyRules( rules ), on ); }
+   /// A list of four rules, of which a slice takes all, on a clock that calls `inside` as it is read behind the second.
+   Ptr<AskingClock> startInterruptedBy( OnlyOnce & inside ) {
+      sm = nullptr;
+      auto asking = makeNode<AskingClock>( [ this, &inside ] {
+         if( hasTaken( sm, 2 ) ) inside();
+         return Seconds( 0 );
+      } );
+      startSliced( 4, asking );
+      sm->clockQuantumIs( Seconds( 1 ) );
+      return asking;
    }
    /// Moves on one second for every rule that has been put into the trie since the last trie was begun.
    Ptr<AskingClock> workClock() {
@@ -80,6 +99,41 @@ class IpAclConfigSmTest : public testing::Test, protected AclCase {
    }
    std::vector<uint32_t> bookmarks() const { return bookmarks( *clock ); }
    uint32_t published() const { return symbol()->notifierVersion(); }
+   /// How often each thing is held that a machine is given.
+   std::map<std::string, uint32_t> uses() const {
+      return { { "list", list->useCount() },
+               { "symbols", symbols->useCount() },
+               { "type", type->useCount() },
+               { "clock", clock->useCount() },
+               { "symbol", held->useCount() } };
+   }
+   /// What leaves the list without rules at the first change.
+   std::vector<std::pair<const char *, std::function<void()>>> waysToEmptyIt() {
+      return { { "by another version", [ this ] { list->currVersionIs( makeNode<AclVersion>() ); } },
+               { "by no version", [ this ] { list->currVersionIs( nullptr ); } },
+               { "at once", [ this ] { version->ipRuleDelAll(), version->ruleBySequenceDelAll(); } } };
+   }
+   /// Who hears of the list there throws: that comes out, and the list is published as ever.
+   void publishThoughItThrowsAt( const Quoin::Node & teller ) {
+      startSliced( 1 );
+      const Reaction reaction( teller, []( const Quoin::Change & ) { throw std::runtime_error( "reaction" ); } );
+      EXPECT_THROW( clock->callDue(), std::runtime_error );
+      EXPECT_EQ( ruleCountOf( status() ), 1u );
+      EXPECT_EQ( published(), 1u );
+      EXPECT_TRUE( nothingDue( *clock ) );
+   }
+
+   struct Inspection {
+      const char * rule;
+      const char * prefixes;
+      Log traced;
+   };
+   void expectFound( const Inspection & inspection, TraceLog & traces ) const {
+      ASSERT_TRUE( sm->pset() );
+      EXPECT_EQ( sm->pset()->toStrep(), inspection.prefixes );
+      EXPECT_EQ( traces.take(), inspection.traced );
+      EXPECT_THAT( traces.levels(), testing::Each( 8 ) );
+   }
 
    Ptr<Acl::AclConfig> list = type->aclIs( "A" );
    Ptr<AclVersion> version;
@@ -154,8 +208,7 @@ TEST_F( IpAclConfigSmTest, withoutRulesOfItsFamilyNothingIsCompiledAndTheOldList
 }
 
 TEST_F( IpAclConfigSmTest, whatStandsIsCompiledInTheNextTurn ) {
-   list->currVersionIs( aclVersion( { "10 permit 10.0.0.0/8", "20 deny 0.0.0.0/0" } ) );
-   start();
+   startWith( { "10 permit 10.0.0.0/8", "20 deny 0.0.0.0/0" } );
    ASSERT_TRUE( sm->newTrie() );
    EXPECT_EQ( sm->newTrie()->af(), AddressFamily::ipv4 );
    EXPECT_EQ( sm->newTrie()->prefixCount(), 0u );
@@ -176,8 +229,7 @@ TEST_F( IpAclConfigSmTest, theListIsThereBeforeItsVersionAndTheStatusFlagIsLeftA
    for( const bool current : { false, true } ) {
       SCOPED_TRACE( current );
       symbol()->statusCurrentIs( current );
-      list->currVersionIs( aclVersion( { "10 permit 10.0.0.0/8" } ) );
-      start();
+      startWith( { "10 permit 10.0.0.0/8" } );
       const auto before = published();
       const AclSymbolWatcher watcher( symbol() );
       clock->callDue();
@@ -220,10 +272,8 @@ TEST_F( IpAclConfigSmTest, anEditInsideTheCallThatWakesTheLoopIsFollowed ) {
    for( const bool made : { true, false } ) {
       SCOPED_TRACE( made ? "as the machine is made" : "as a version comes" );
       list->currVersionIs( nullptr );
-      std::function<void()> once = [ & ] { list->currVersionIs( version = aclVersion( manyRules( 3 ) ) ); };
-      clock->wakeUpCallbackIs( [ & ] {
-         if( const auto now = std::exchange( once, {} ) ) now();
-      } );
+      OnlyOnce once( [ & ] { list->currVersionIs( version = aclVersion( manyRules( 3 ) ) ); } );
+      clock->wakeUpCallbackIs( std::ref( once ) );
       if( !made ) start();
       list->currVersionIs( aclVersion( manyRules( 2 ) ) );
       if( made ) start();
@@ -251,15 +301,13 @@ TEST_F( IpAclConfigSmTest, aVersionIsFollowedThoughTheCallThatWakesTheLoopThrows
 }
 
 TEST_F( IpAclConfigSmTest, nothingIsLeftOfAMachineThatCannotBeMade ) {
-   const auto listUses = list->useCount(), tableUses = symbols->useCount(), clockUses = clock->useCount();
+   const auto before = uses();
    list->currVersionIs( version = aclVersion( manyRules( 2 ) ) );
    clock->wakeUpCallbackIs( [] { throw std::runtime_error( "loop" ); } );
    EXPECT_THROW( start(), std::runtime_error );
    EXPECT_TRUE( nothingDue( *clock ) );
    EXPECT_EQ( version->useCount(), 2u );
-   EXPECT_EQ( list->useCount(), listUses );
-   EXPECT_EQ( symbols->useCount(), tableUses );
-   EXPECT_EQ( clock->useCount(), clockUses );
+   EXPECT_EQ( uses(), before );
 }
 
 // ---- rules
@@ -294,8 +342,7 @@ TEST_F( IpAclConfigSmTest, aRuleStandsAtThePrefixOfItsLeadingOnes ) {
       SCOPED_TRACE( row.what );
       const std::string text = std::string( "10 deny " ) + row.rule;
       const auto rule = ListFixtures::accessListRule( text );
-      list->currVersionIs( aclVersion( { text } ) );
-      start();
+      startWith( { text } );
       TraceLog traces( "IpAclConfigSm" );
       clock->callDue();
       EXPECT_THAT( rules(), ElementsAre( "10 deny " + std::string( rule.source.toStrep().view() ) + " at " + row.at ) );
@@ -321,8 +368,7 @@ TEST_F( Ip6AclConfigSmTest, aRuleStandsAtItsSubnetAndKeepsItsAddress ) {
    };
    for( const auto & row : rows ) {
       SCOPED_TRACE( row.rule );
-      list->currVersionIs( aclVersion( { std::string( "10 permit " ) + row.rule } ) );
-      start();
+      startWith( { std::string( "10 permit " ) + row.rule } );
       ASSERT_TRUE( sm->newTrie() );
       EXPECT_EQ( sm->newTrie()->af(), AddressFamily::ipv6 );
       TraceLog traces( "IpAclConfigSm" );
@@ -359,8 +405,7 @@ TEST_F( Ip6AclConfigSmTest, aMaskLongerThanAnAddressIsOneOfAllItsBits ) {
 }
 
 TEST_F( Ip6AclConfigSmTest, anAddressWithHostBitsGovernsWhatAgreesInTheMask ) {
-   list->currVersionIs( aclVersion( { "10 deny 2001:db8::1/33", "20 permit 2001:db8::/32" } ) );
-   start();
+   startWith( { "10 deny 2001:db8::1/33", "20 permit 2001:db8::/32" } );
    clock->callDue();
    EXPECT_FALSE( listPermits( status(), "2001:db8:7000::/48" ) );
    EXPECT_TRUE( listPermits( status(), "2001:db8:8000::/48" ) );
@@ -429,16 +474,14 @@ TEST_F( IpAclConfigSmTest, theLowestNumberThatCoversTheRouteGoverns ) {
       { "the highest number", { "4294967295 permit 10.0.0.0/8" }, "10.0.0.0/8", true },
    };
    for( const auto & row : rows ) {
-      list->currVersionIs( aclVersion( row.rules ) );
-      start();
+      startWith( row.rules );
       clock->callDue();
       EXPECT_EQ( listPermits( status(), row.route ), row.permits ) << row.what;
    }
 }
 
 TEST_F( IpAclConfigSmTest, rulesOfOneSourceShareANode ) {
-   list->currVersionIs( aclVersion( { "20 deny 10.0.0.0/8", "10 permit 10.0.0.0/8", "30 deny 10.1.2.3/8" } ) );
-   start();
+   startWith( { "20 deny 10.0.0.0/8", "10 permit 10.0.0.0/8", "30 deny 10.1.2.3/8" } );
    clock->callDue();
    EXPECT_EQ( status()->trie().prefixCount(), 1u );
    EXPECT_THAT(
@@ -609,10 +652,7 @@ TEST_F( IpAclConfigSmTest, aSliceOfAnIdleMachineWithoutRulesPublishesNothing ) {
 }
 
 TEST_F( IpAclConfigSmTest, theBookmarkIsTheNextRuleHoweverFarItIs ) {
-   version = aclVersion( { "0 permit 10.0.0.0/8", "1 permit 11.0.0.0/8", "4294967295 permit 12.0.0.0/8" } );
-   list->currVersionIs( version );
-   start();
-   sm->clockQuantumIs( Seconds( 0 ) );
+   startSliced( { "0 permit 10.0.0.0/8", "1 permit 11.0.0.0/8", "4294967295 permit 12.0.0.0/8" } );
    EXPECT_EQ( bookmarks(), ( std::vector<uint32_t>{ 1, 4294967295, 0 } ) );
    EXPECT_EQ( ruleCountOf( status() ), 3u );
 }
@@ -636,11 +676,7 @@ TEST_F( IpAclConfigSmTest, slicesOfSeveralListsTakeTurns ) {
 // ---- changes
 
 TEST_F( IpAclConfigSmTest, aChangeDuringAPauseBeginsAnew ) {
-   const struct {
-      const char * what;
-      std::function<void()> change;
-      size_t rules;   // in the end
-   } rows[] = {
+   const EditRow rows[] = {
       { "a rule that is done", [ & ] { version->ipRuleIs( ruleIdOf( 10 ), ipRule( "10 deny 99.0.0.0/8" ) ); }, 4 },
       { "a rule that is to come", [ & ] { version->ipRuleIs( ruleIdOf( 40 ), ipRule( "40 deny 99.0.0.0/8" ) ); }, 4 },
       { "a new rule", [ & ] { ruleIs( *version, "15 deny 99.0.0.0/8" ); }, 5 },
@@ -662,7 +698,7 @@ TEST_F( IpAclConfigSmTest, aChangeDuringAPauseBeginsAnew ) {
       ASSERT_EQ( sm->bookmark(), 30u );
       const auto before = published();
       const auto trie = sm->newTrie();
-      row.change();
+      row.edit();
       EXPECT_EQ( sm->bookmark(), 0u );
       ASSERT_TRUE( sm->newTrie() );
       EXPECT_NE( sm->newTrie(), trie );
@@ -762,48 +798,31 @@ TEST_F( IpAclConfigSmTest, aRuleThatChangedBeforeItWasSwitchedOnIsFollowed ) {
 }
 
 TEST_F( IpAclConfigSmTest, aListThatIsEmptiedKeepsItsOldStatus ) {
-   const struct {
-      const char * what;
-      std::function<void()> empty;
-   } rows[] = {
-      { "by another version", [ & ] { list->currVersionIs( makeNode<AclVersion>() ); } },
-      { "by no version", [ & ] { list->currVersionIs( nullptr ); } },
-      { "rule by rule", [ & ] { ruleDel( *version, 10 ), ruleDel( *version, 20 ); } },
-      { "at once", [ & ] { version->ipRuleDelAll(), version->ruleBySequenceDelAll(); } },
-   };
-   for( const auto & row : rows ) {
-      SCOPED_TRACE( row.what );
+   for( const auto & [ way, empty ] : waysToEmptyIt() ) {
+      SCOPED_TRACE( way );
       startSliced( 2 );
       runUntilIdle( *clock );
       const auto old = status();
       const auto before = published();
-      row.empty();
-      if( std::string( row.what ) == "rule by rule" ) {
-         EXPECT_FALSE( nothingDue( *clock ) ) << "the first of them begins a compilation, which the second does not end";
-      } else {
-         EXPECT_TRUE( nothingDue( *clock ) );
-         EXPECT_EQ( status(), old );
-         EXPECT_EQ( published(), before );
-      }
+      empty();
+      EXPECT_TRUE( nothingDue( *clock ) );
+      EXPECT_EQ( status(), old );
+      EXPECT_EQ( published(), before );
    }
+   startSliced( 2 );
+   runUntilIdle( *clock );
+   ruleDel( *version, 10 ), ruleDel( *version, 20 );
+   EXPECT_FALSE( nothingDue( *clock ) ) << "rule by rule: the first begins a compilation, which the second does not end";
 }
 
 TEST_F( IpAclConfigSmTest, aListThatIsEmptiedDuringItsCompilationPublishesWhatTheSlicesHad ) {
-   const struct {
-      const char * what;
-      std::function<void()> empty;
-   } rows[] = {
-      { "by another version", [ & ] { list->currVersionIs( makeNode<AclVersion>() ); } },
-      { "by no version", [ & ] { list->currVersionIs( nullptr ); } },
-      { "at once", [ & ] { version->ipRuleDelAll(), version->ruleBySequenceDelAll(); } },
-   };
-   for( const auto & row : rows ) {
-      SCOPED_TRACE( row.what );
+   for( const auto & [ way, empty ] : waysToEmptyIt() ) {
+      SCOPED_TRACE( way );
       startSliced( 4 );
       clock->callDue();
       clock->callDue();
       const auto before = published();
-      row.empty();
+      empty();
       EXPECT_EQ( sm->bookmark(), 30u );
       EXPECT_EQ( published(), before );
       EXPECT_EQ( runUntilIdle( *clock ), 1 );
@@ -869,9 +888,7 @@ TEST_F( IpAclConfigSmTest, aSymbolWithoutNotifierGetsItsList ) {
 }
 
 TEST_F( Ip6AclConfigSmTest, slicesAndRestartsAreTheSame ) {
-   list->currVersionIs( version = aclVersion( { "10 permit 2001:db8::/32", "20 deny 2001:db8:1::/48", "30 permit ::/0" } ) );
-   start();
-   sm->clockQuantumIs( Seconds( 0 ) );
+   startSliced( { "10 permit 2001:db8::/32", "20 deny 2001:db8:1::/48", "30 permit ::/0" } );
    clock->callDue();
    EXPECT_EQ( sm->bookmark(), 20u );
    ruleDel( *version, 30 );
@@ -886,11 +903,7 @@ TEST_F( Ip6AclConfigSmTest, slicesAndRestartsAreTheSame ) {
 // ---- reactions
 
 TEST_F( IpAclConfigSmTest, anEditInsideThePublicationIsCompiled ) {
-   const struct {
-      const char * what;
-      std::function<void()> edit;
-      size_t rules;
-   } rows[] = {
+   const EditRow rows[] = {
       { "a rule", [ & ] { ruleIs( *version, "5 deny 99.0.0.0/8" ); }, 3 },
       { "another version", [ & ] { list->currVersionIs( version = aclVersion( manyRules( 4 ) ) ); }, 4 },
    };
@@ -899,11 +912,8 @@ TEST_F( IpAclConfigSmTest, anEditInsideThePublicationIsCompiled ) {
          SCOPED_TRACE( testing::Message() << row.what << ( byVersion ? ", inside the version" : ", inside the status" ) );
          startSliced( 2 );
          const auto before = published();
-         std::function<void()> once = row.edit;
-         const Reaction reaction( byVersion ? static_cast<const Quoin::Node &>( *symbol()->notifier() ) : *symbol(),
-                                  [ & ]( const Quoin::Change & ) {
-                                     if( const auto now = std::exchange( once, {} ) ) now();
-                                  } );
+         OnlyOnce once( row.edit );
+         const Reaction reaction( heardAt( *held, byVersion ), std::ref( once ) );
          clock->callDue();
          clock->callDue();
          ASSERT_FALSE( once );
@@ -923,8 +933,7 @@ TEST_F( IpAclConfigSmTest, theMachineMayGoInsideThePublication ) {
       startSliced( 2 );
       const auto clockUses = clock->useCount(), listUses = list->useCount(), tableUses = symbols->useCount();
       const auto before = published();
-      const Reaction reaction( byVersion ? static_cast<const Quoin::Node &>( *symbol()->notifier() ) : *symbol(),
-                               [ & ]( const Quoin::Change & ) { sm = nullptr; } );
+      const Reaction reaction( heardAt( *held, byVersion ), [ & ]( const Quoin::Change & ) { sm = nullptr; } );
       runUntilIdle( *clock );
       EXPECT_FALSE( sm );
       EXPECT_EQ( ruleCountOf( status() ), 2u );
@@ -939,11 +948,7 @@ TEST_F( IpAclConfigSmTest, theMachineMayGoInsideThePublication ) {
 
 // The clock's owner and a trace's reader run inside a slice too.
 TEST_F( IpAclConfigSmTest, anEditInsideASliceBeginsAnew ) {
-   const struct {
-      const char * what;
-      std::function<void()> edit;
-      size_t rules;
-   } rows[] = {
+   const EditRow rows[] = {
       { "a rule ahead", [ & ] { ruleIs( *version, "5 deny 99.0.0.0/8" ); }, 5 },
       { "a rule behind", [ & ] { ruleIs( *version, "99 deny 99.0.0.0/8" ); }, 5 },
       { "the present rule goes", [ & ] { ruleDel( *version, 20 ); }, 3 },
@@ -951,15 +956,8 @@ TEST_F( IpAclConfigSmTest, anEditInsideASliceBeginsAnew ) {
    };
    for( const auto & row : rows ) {
       SCOPED_TRACE( row.what );
-      sm = nullptr;
-      std::function<void()> once;
-      const auto asking = makeNode<AskingClock>( [ & ] {
-         if( once && sm->newTrie() && sm->newTrie()->prefixCount() == 2 ) std::exchange( once, {} )();
-         return Seconds( 0 );
-      } );
-      startSliced( 4, asking );
-      sm->clockQuantumIs( Seconds( 1 ) );
-      once = row.edit;
+      OnlyOnce once( row.edit );
+      const auto asking = startInterruptedBy( once );
       runUntilIdle( *asking );
       ASSERT_FALSE( once );
       EXPECT_EQ( ruleCountOf( status() ), row.rules );
@@ -967,11 +965,7 @@ TEST_F( IpAclConfigSmTest, anEditInsideASliceBeginsAnew ) {
 }
 
 TEST_F( IpAclConfigSmTest, anEditInsideTheTraceOfAPauseBeginsAnew ) {
-   const struct {
-      const char * what;
-      std::function<void()> edit;
-      size_t rules;
-   } rows[] = {
+   const EditRow rows[] = {
       { "a rule ahead", [ & ] { ruleIs( *version, "5 deny 99.0.0.0/8" ); }, 5 },
       { "a rule that is done", [ & ] { ruleDel( *version, 10 ); }, 3 },
       { "the rule at which it is to go on", [ & ] { ruleDel( *version, 30 ); }, 3 },
@@ -982,10 +976,8 @@ TEST_F( IpAclConfigSmTest, anEditInsideTheTraceOfAPauseBeginsAnew ) {
       startSliced( 4 );
       clock->callDue();
       const auto before = published();
-      std::function<void()> once = row.edit;
-      const TraceReaction reaction( "IpAclConfigSm", [ & ] {
-         if( const auto now = std::exchange( once, {} ) ) now();
-      } );
+      OnlyOnce once( row.edit );
+      const TraceReaction reaction( "IpAclConfigSm", std::ref( once ) );
       clock->callDue();
       ASSERT_FALSE( once );
       EXPECT_EQ( sm->bookmark(), 0u );
@@ -996,12 +988,9 @@ TEST_F( IpAclConfigSmTest, anEditInsideTheTraceOfAPauseBeginsAnew ) {
 }
 
 TEST_F( IpAclConfigSmTest, anEditInsideTheTraceOfARuleBeginsAnew ) {
-   list->currVersionIs( version = aclVersion( { "10 permit 10.1.2.3/8", "20 permit 20.0.0.0/8" } ) );
-   start();
-   bool once = true;
-   const TraceReaction reaction( "IpAclConfigSm", [ & ] {
-      if( std::exchange( once, false ) ) ruleIs( *version, "10 deny 11.0.0.0/8" );
-   } );
+   startWith( { "10 permit 10.1.2.3/8", "20 permit 20.0.0.0/8" } );
+   OnlyOnce once( [ & ] { ruleIs( *version, "10 deny 11.0.0.0/8" ); } );
+   const TraceReaction reaction( "IpAclConfigSm", std::ref( once ) );
    runUntilIdle( *clock );
    ASSERT_FALSE( once );
    EXPECT_THAT( rules(), ElementsAre( "10 deny 11.0.0.0/8 at 11.0.0.0/8", "20 permit 20.0.0.0/8 at 20.0.0.0/8" ) );
@@ -1011,9 +1000,7 @@ TEST_F( IpAclConfigSmTest, anEditInsideTheTraceOfARuleBeginsAnew ) {
 TEST_F( IpAclConfigSmTest, theMachineMayGoInsideATrace ) {
    for( const char * first : { "10 permit 10.0.0.0/8", "10 permit 10.1.2.3/8" } ) {   // of the pause, of the rule
       SCOPED_TRACE( first );
-      list->currVersionIs( aclVersion( { first, "20 permit 20.0.0.0/8" } ) );
-      start();
-      sm->clockQuantumIs( Seconds( 0 ) );
+      startSliced( { first, "20 permit 20.0.0.0/8" } );
       const TraceReaction reaction( "IpAclConfigSm", [ & ] { sm = nullptr; } );
       runUntilIdle( *clock );
       EXPECT_FALSE( sm );
@@ -1023,27 +1010,16 @@ TEST_F( IpAclConfigSmTest, theMachineMayGoInsideATrace ) {
 }
 
 TEST_F( IpAclConfigSmTest, aListThatIsEmptiedInsideASlicePublishesWhatItTook ) {
-   const struct {
-      const char * what;
-      std::function<void()> empty;
-      size_t rules;
-   } rows[] = {
+   const EditRow rows[] = {
       { "rules and then numbers", [ & ] { version->ipRuleDelAll(), version->ruleBySequenceDelAll(); }, 2 },
       { "numbers and then rules", [ & ] { version->ruleBySequenceDelAll(), version->ipRuleDelAll(); }, 0 },   // begun anew by the first
       { "by another version", [ & ] { list->currVersionIs( version = makeNode<AclVersion>() ); }, 4 },        // the slice is of the old one
    };
    for( const auto & row : rows ) {
       SCOPED_TRACE( row.what );
-      sm = nullptr;
-      std::function<void()> once;
-      const auto asking = makeNode<AskingClock>( [ & ] {
-         if( once && sm->newTrie() && sm->newTrie()->prefixCount() == 2 ) std::exchange( once, {} )();
-         return Seconds( 0 );
-      } );
-      startSliced( 4, asking );
-      sm->clockQuantumIs( Seconds( 1 ) );
+      OnlyOnce once( row.edit );
+      const auto asking = startInterruptedBy( once );
       const auto before = published();
-      once = row.empty;
       runUntilIdle( *asking );
       ASSERT_FALSE( once );
       ASSERT_TRUE( status() );
@@ -1053,47 +1029,31 @@ TEST_F( IpAclConfigSmTest, aListThatIsEmptiedInsideASlicePublishesWhatItTook ) {
 }
 
 TEST_F( IpAclConfigSmTest, theSymbolIsTheOneThatTheLastSliceFoundAtItsStart ) {
-   bool once = false;
-   const auto asking = makeNode<AskingClock>( [ & ] {
-      if( once && sm->newTrie() && sm->newTrie()->prefixCount() == 2 && std::exchange( once, false ) ) symbols->symbolDel( "A" );
-      return Seconds( 0 );
-   } );
-   startSliced( 4, asking );
-   sm->clockQuantumIs( Seconds( 1 ) );
-   once = true;
+   OnlyOnce once( [ & ] { symbols->symbolDel( "A" ); } );
+   const auto asking = startInterruptedBy( once );
    runUntilIdle( *asking );
    ASSERT_FALSE( once );
    EXPECT_EQ( ruleCountOf( held->status() ), 4u );
 }
 
 TEST_F( IpAclConfigSmTest, nothingIsLeftOfAMachineThatLosesItsLastUserInsideASlice ) {
-   const auto listUses = list->useCount(), tableUses = symbols->useCount(), typeUses = type->useCount();
-   const auto asking = makeNode<AskingClock>( [ & ] {
-      if( sm && sm->newTrie() && sm->newTrie()->prefixCount() == 2 ) sm = nullptr;
-      return Seconds( 0 );
-   } );
-   startSliced( 4, asking );
-   sm->clockQuantumIs( Seconds( 1 ) );
+   const auto before = uses();
+   OnlyOnce once( [ & ] { sm = nullptr; } );
+   const auto asking = startInterruptedBy( once );
    EXPECT_EQ( runUntilIdle( *asking ), 1 );
    EXPECT_FALSE( sm );
    EXPECT_EQ( asking->useCount(), 1u );
    EXPECT_EQ( version->useCount(), 2u );
-   EXPECT_EQ( list->useCount(), listUses );
-   EXPECT_EQ( symbols->useCount(), tableUses );
-   EXPECT_EQ( type->useCount(), typeUses );
+   EXPECT_EQ( uses(), before );
 }
 
 TEST_F( IpAclConfigSmTest, aMachineThatIsGivenUpInsideASlicePublishesNothing ) {
-   const auto asking = makeNode<AskingClock>( [ & ] {
-      if( sm && sm->newTrie() && sm->newTrie()->prefixCount() == 2 ) {
-         const auto gone = std::exchange( sm, nullptr );
-         gone->hasNotificationActiveIs( false );
-         gone->plinthDoZombieReactors( true );   // as who has nested it gives it up
-      }
-      return Seconds( 0 );
+   OnlyOnce once( [ & ] {
+      const auto gone = std::exchange( sm, nullptr );
+      gone->hasNotificationActiveIs( false );
+      gone->plinthDoZombieReactors( true );   // as who has nested it gives it up
    } );
-   startSliced( 4, asking );
-   sm->clockQuantumIs( Seconds( 1 ) );
+   const auto asking = startInterruptedBy( once );
    runUntilIdle( *asking );
    EXPECT_FALSE( sm );
    EXPECT_FALSE( status() );
@@ -1101,15 +1061,8 @@ TEST_F( IpAclConfigSmTest, aMachineThatIsGivenUpInsideASlicePublishesNothing ) {
 }
 
 TEST_F( IpAclConfigSmTest, aSliceThatThrowsIsMadeUpForByTheNextOne ) {
-   bool throws = false;
-   const auto asking = makeNode<AskingClock>( [ & ] {
-      if( throws && sm->newTrie() && sm->newTrie()->prefixCount() == 2 && std::exchange( throws, false ) )
-         throw std::runtime_error( "clock" );
-      return Seconds( 0 );
-   } );
-   startSliced( 4, asking );
-   sm->clockQuantumIs( Seconds( 1 ) );
-   throws = true;
+   OnlyOnce once( [] { throw std::runtime_error( "clock" ); } );
+   const auto asking = startInterruptedBy( once );
    EXPECT_THROW( asking->callDue(), std::runtime_error );
    EXPECT_FALSE( status() );
    EXPECT_FALSE( nothingDue( *asking ) );
@@ -1119,17 +1072,11 @@ TEST_F( IpAclConfigSmTest, aSliceThatThrowsIsMadeUpForByTheNextOne ) {
 }
 
 TEST_F( IpAclConfigSmTest, anEditInsideASliceThatThrowsBeginsAnew ) {
-   bool once = false;
-   const auto asking = makeNode<AskingClock>( [ & ] {
-      if( once && sm->newTrie() && sm->newTrie()->prefixCount() == 2 && std::exchange( once, false ) ) {
-         ruleIs( *version, "5 deny 99.0.0.0/8" );
-         throw std::runtime_error( "clock" );
-      }
-      return Seconds( 0 );
+   OnlyOnce once( [ & ] {
+      ruleIs( *version, "5 deny 99.0.0.0/8" );
+      throw std::runtime_error( "clock" );
    } );
-   startSliced( 4, asking );
-   sm->clockQuantumIs( Seconds( 1 ) );
-   once = true;
+   const auto asking = startInterruptedBy( once );
    EXPECT_THROW( asking->callDue(), std::runtime_error );
    EXPECT_EQ( sm->bookmark(), 0u );
    runUntilIdle( *asking );
@@ -1213,21 +1160,11 @@ TEST_F( IpAclConfigSmTest, ofSeveralThatThrowAtThePublicationTheFirstComesOut ) 
 }
 
 TEST_F( IpAclConfigSmTest, theListStandsThoughWhoHearsOfTheVersionThrows ) {
-   startSliced( 1 );
-   const Reaction reaction( *symbol()->notifier(), []( const Quoin::Change & ) { throw std::runtime_error( "reaction" ); } );
-   EXPECT_THROW( clock->callDue(), std::runtime_error );
-   EXPECT_EQ( ruleCountOf( status() ), 1u );
-   EXPECT_EQ( published(), 1u );
-   EXPECT_TRUE( nothingDue( *clock ) );
+   publishThoughItThrowsAt( *held->notifier() );
 }
 
 TEST_F( IpAclConfigSmTest, theVersionIsToldThoughWhoHearsOfTheStatusThrows ) {
-   startSliced( 1 );
-   const Reaction reaction( *symbol(), []( const Quoin::Change & ) { throw std::runtime_error( "reaction" ); } );
-   EXPECT_THROW( clock->callDue(), std::runtime_error );
-   EXPECT_EQ( ruleCountOf( status() ), 1u );
-   EXPECT_EQ( published(), 1u );
-   EXPECT_TRUE( nothingDue( *clock ) );
+   publishThoughItThrowsAt( *held );
 }
 
 // ---- inspections
@@ -1241,8 +1178,7 @@ TEST_F( IpAclConfigSmTest, aRuleMayBePutIntoTheTrieUnderConstruction ) {
 }
 
 TEST_F( Ip6AclConfigSmTest, aRuleMayBePutIntoTheTrieUnderConstruction ) {
-   list->currVersionIs( aclVersion( { "10 permit 2001:db8::/32" } ) );
-   start();
+   startWith( { "10 permit 2001:db8::/32" } );
    sm->testAddIp6AclEntryToTrie( 7, ip6Rule( "0 deny 2001:db8::1/64" ) );
    EXPECT_THAT( rulesOf( *sm->newTrie() ), ElementsAre( "7 deny 2001:db8::1/64 at 2001:db8::/64" ) );
 }
@@ -1272,11 +1208,7 @@ TEST_F( IpAclConfigSmTest, anInspectionInsideThePublicationKeepsWhatItFound ) {
 
 TEST_F( IpAclConfigSmTest, anInspectionFindsThePrefixesThatARulePermits ) {
    start();
-   const struct {
-      const char * rule;
-      const char * prefixes;
-      Log traced;
-   } rows[] = {
+   const Inspection rows[] = {
       { "10 permit 0.0.0.0/0", "{0.0.0.0/0}", { "0 to 4294967295" } },   // the multicast space too
       { "10 permit 10.0.0.0/8", "{10.0.0.0/8}", { "167772160 to 184549375" } },
       { "10 permit 255.255.255.255/32", "{255.255.255.255/32}", { "4294967295 to 4294967295" } },
@@ -1292,10 +1224,7 @@ TEST_F( IpAclConfigSmTest, anInspectionFindsThePrefixesThatARulePermits ) {
       const auto formerText = former ? former->toStrep() : Quoin::String();
       TraceLog traces( "AclToPrefix::PermittedPrefixes" );
       sm->getIpPfxFromRule( ipRule( row.rule ) );
-      ASSERT_TRUE( sm->pset() );
-      EXPECT_EQ( sm->pset()->toStrep(), row.prefixes );
-      EXPECT_EQ( traces.take(), row.traced );
-      EXPECT_THAT( traces.levels(), testing::Each( 8 ) );
+      expectFound( row, traces );
       if( former ) { EXPECT_EQ( former->toStrep(), formerText ) << "who holds the former set has it as it was"; }
    }
    EXPECT_FALSE( sm->newTrie() );
@@ -1304,11 +1233,7 @@ TEST_F( IpAclConfigSmTest, anInspectionFindsThePrefixesThatARulePermits ) {
 
 TEST_F( Ip6AclConfigSmTest, anInspectionFindsThePrefixesThatARulePermits ) {
    start();
-   const struct {
-      const char * rule;
-      const char * prefixes;
-      Log traced;
-   } rows[] = {
+   const Inspection rows[] = {
       { "10 permit ::/0", "{::/0}", { ":: to ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff" } },   // the multicast space too
       { "10 permit 2001:db8::/32", "{2001:db8::/32}", { "2001:db8:: to 2001:db8:ffff:ffff:ffff:ffff:ffff:ffff" } },
       { "10 permit 2001:db8::1/128", "{2001:db8::1/128}", { "2001:db8::1 to 2001:db8::1" } },
@@ -1323,10 +1248,7 @@ TEST_F( Ip6AclConfigSmTest, anInspectionFindsThePrefixesThatARulePermits ) {
       SCOPED_TRACE( row.rule );
       TraceLog traces( "AclToIp6Prefix::PermittedPrefixes" );
       sm->getIp6PfxFromRule( ip6Rule( row.rule ) );
-      ASSERT_TRUE( sm->pset() );
-      EXPECT_EQ( sm->pset()->toStrep(), row.prefixes );
-      EXPECT_EQ( traces.take(), row.traced );
-      EXPECT_THAT( traces.levels(), testing::Each( 8 ) );
+      expectFound( row, traces );
    }
 }
 
@@ -1373,8 +1295,7 @@ TEST_F( IpAclConfigSmTest, aMachineThatGoesTakesItsTrieAndItsCallAlongAtWhatever
    } rows[] = { { "before the first slice", 0 }, { "in a pause", 1 }, { "in the last pause", 2 }, { "when all is done", 3 } };
    for( const auto & row : rows ) {
       SCOPED_TRACE( row.what );
-      const auto clockUses = clock->useCount(), listUses = list->useCount(), tableUses = symbols->useCount(), typeUses = type->useCount(),
-                 symbolUses = held->useCount();
+      const auto usesBefore = uses();
       const auto before = published();
       const auto old = status();
       startSliced( 3 );
@@ -1387,11 +1308,7 @@ TEST_F( IpAclConfigSmTest, aMachineThatGoesTakesItsTrieAndItsCallAlongAtWhatever
       EXPECT_EQ( published(), row.turns == 3 ? before + 1 : before );
       if( row.turns < 3 ) { EXPECT_EQ( status(), old ); }
       EXPECT_EQ( version->useCount(), 2u ) << "the list's and the test's";
-      EXPECT_EQ( clock->useCount(), clockUses );
-      EXPECT_EQ( list->useCount(), listUses );
-      EXPECT_EQ( symbols->useCount(), tableUses );
-      EXPECT_EQ( type->useCount(), typeUses );
-      EXPECT_EQ( held->useCount(), symbolUses );
+      EXPECT_EQ( uses(), usesBefore );
    }
 }
 

@@ -5,7 +5,6 @@
 #include <stdexcept>
 #include <string>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "tests/compile/AclFixtures.h"
@@ -39,6 +38,17 @@ class IpAclTypeConfigSmTest : public testing::Test, protected AclCase {
       type->aclIs( name )->currVersionIs( version );
       return version;
    }
+   /// With a list of so many rules that is compiled.
+   void startSettled( unsigned rules = 1 ) {
+      start();
+      add( "A", manyRules( rules ) );
+      runUntilIdle( *clock );
+   }
+   /// A list of three rules, and the first slice of its compilation.
+   void pause( const char * name = "A" ) const {
+      add( name, manyRules( 3 ) );
+      pauseAtSecondRule( machine( name ), *clock );
+   }
    Ptr<IpAclConfigSm> machine( const char * name = "A" ) const {
       const auto * found = sm->ipAccessListConfigSm().find( name );
       return found ? *found : nullptr;
@@ -46,6 +56,14 @@ class IpAclTypeConfigSmTest : public testing::Test, protected AclCase {
    void slice( const char * name = "A" ) const { machine( name )->clockQuantumIs( Seconds( 0 ) ); }
    bool has( const char * name ) const { return symbols->symbol().find( name ); }
    uint32_t published( const char * name = "A" ) const { return symbol( name )->notifierVersion(); }
+   struct Step {
+      const char * what;
+      const Quoin::Node * teller;
+   };
+   /// How a list is added: of each step somebody may hear.
+   std::vector<Step> stepsOfAddition() const {
+      return { { "as its symbol enters the table", symbols.get() }, { "as it gets its empty status", held.get() } };
+   }
    /// An empty list of IPv4: what addIpAccessList() leaves.
    testing::AssertionResult isEmpty( const char * name = "A" ) const {
       const auto now = status( name );
@@ -231,9 +249,7 @@ TEST_F( IpAclTypeConfigSmTest, aListThatIsAddedOnceMoreIsEmptyUntilItsNextCompil
 
 TEST_F( IpAclTypeConfigSmTest, aListThatIsAddedOnceMoreInAPauseIsCompiledToItsEnd ) {
    start();
-   add( "A", manyRules( 3 ) );
-   slice();
-   clock->callDue();
+   pause();
    sm->addIpAccessList( "A", type->acl( "A" ) );
    EXPECT_EQ( machine()->bookmark(), 20u );
    EXPECT_EQ( runUntilIdle( *clock ), 2 );
@@ -241,9 +257,7 @@ TEST_F( IpAclTypeConfigSmTest, aListThatIsAddedOnceMoreInAPauseIsCompiledToItsEn
 }
 
 TEST_F( IpAclTypeConfigSmTest, aListOfThatNameThatIsNotTheConfiguredOneIsNotFollowed ) {
-   start();
-   add( "A", { "10 permit 10.0.0.0/8" } );
-   runUntilIdle( *clock );
+   startSettled();
    const auto before = machine();
    const auto another = makeNode<AclConfig>( "A" );
    another->currVersionIs( aclVersion( manyRules( 2 ) ) );
@@ -273,9 +287,7 @@ TEST_F( IpAclTypeConfigSmTest, aListThatIsNotConfiguredIsEmptyAndStaysSo ) {
 
 TEST_F( IpAclTypeConfigSmTest, aListThatIsReplacedUnseenGetsAnotherMachineWhenItIsAdded ) {
    start();
-   add( "A", manyRules( 3 ) );
-   slice();
-   clock->callDue();
+   pause();
    sm->hasNotificationActiveIs( false );
    const auto first = machine();
    type->aclDel( "A" );
@@ -290,9 +302,7 @@ TEST_F( IpAclTypeConfigSmTest, aListThatIsReplacedUnseenGetsAnotherMachineWhenIt
 }
 
 TEST_F( IpAclTypeConfigSmTest, aListThatIsMadeAnewGetsAnotherMachine ) {
-   start();
-   add( "A", { "10 permit 10.0.0.0/8" } );
-   runUntilIdle( *clock );
+   startSettled();
    const auto first = machine();
    type->aclDel( "A" );
    add( "A", manyRules( 2 ) );
@@ -306,9 +316,7 @@ TEST_F( IpAclTypeConfigSmTest, aListThatIsMadeAnewGetsAnotherMachine ) {
 // ---- what goes
 
 TEST_F( IpAclTypeConfigSmTest, aListThatGoesTellsAndThenLeaves ) {
-   start();
-   add( "A", { "10 permit 10.0.0.0/8" } );
-   runUntilIdle( *clock );
+   startSettled();
    Log steps;
    const auto parts = [ & ] { return std::string( has( "A" ) ? ", symbol" : "" ) + ( machine() ? ", machine" : "" ); };
    const Reaction ofStatus( *held,
@@ -324,9 +332,7 @@ TEST_F( IpAclTypeConfigSmTest, aListThatGoesTellsAndThenLeaves ) {
 }
 
 TEST_F( IpAclTypeConfigSmTest, aNameThatIsNoListDoesNothing ) {
-   start();
-   add( "A", { "10 permit 10.0.0.0/8" } );
-   runUntilIdle( *clock );
+   startSettled();
    const auto other = symbol( "B" );   // a route map refers to it
    sm->handleIpAccessList( "B" );
    EXPECT_EQ( other->notifierVersion(), 0u );
@@ -336,9 +342,7 @@ TEST_F( IpAclTypeConfigSmTest, aNameThatIsNoListDoesNothing ) {
 }
 
 TEST_F( IpAclTypeConfigSmTest, aListWithoutSymbolKeepsItsMachineUntilItComesAnew ) {
-   start();
-   add( "A", manyRules( 1 ) );
-   runUntilIdle( *clock );
+   startSettled();
    symbols->symbolDel( "A" );
    const auto before = machine();
    type->aclDel( "A" );
@@ -352,9 +356,7 @@ TEST_F( IpAclTypeConfigSmTest, aListWithoutSymbolKeepsItsMachineUntilItComesAnew
 }
 
 TEST_F( IpAclTypeConfigSmTest, aListGoesThoughItsSymbolHasNoNotifier ) {
-   start();
-   add( "A", manyRules( 1 ) );
-   runUntilIdle( *clock );
+   startSettled();
    held->notifierIs( nullptr );
    type->aclDel( "A" );
    EXPECT_FALSE( status() );
@@ -364,9 +366,7 @@ TEST_F( IpAclTypeConfigSmTest, aListGoesThoughItsSymbolHasNoNotifier ) {
 
 TEST_F( IpAclTypeConfigSmTest, aListMayGoInAPause ) {
    start();
-   add( "A", manyRules( 3 ) );
-   slice();
-   clock->callDue();
+   pause();
    auto gone = machine();
    const auto trie = gone->newTrie();
    type->aclDel( "A" );
@@ -385,10 +385,8 @@ TEST_F( IpAclTypeConfigSmTest, aListMayGoInAPause ) {
 
 TEST_F( IpAclTypeConfigSmTest, aMachineThatSomebodyKeepsCompilesNoMoreWhenItsListHasGone ) {
    start();
-   add( "A", manyRules( 3 ) );
+   pause();
    const auto kept = machine();
-   slice();
-   clock->callDue();
    type->aclDel( "A" );
    type->aclIs( "A" );
    runUntilIdle( *clock );
@@ -437,11 +435,8 @@ TEST_F( IpAclTypeConfigSmTest, whatChangedBeforeItWasSwitchedOnIsMadeUpFor ) {
 }
 
 TEST_F( IpAclTypeConfigSmTest, whatChangesWhileItIsMadeIsMadeUpFor ) {
-   const struct {
-      const char * what;
-      std::function<void()> change;
-      size_t rules;   // 0 for no list
-   } rows[] = {
+   const EditRow rows[] = {
+      // 0 rules: no list
       { "it goes", [ & ] { type->aclDel( "A" ); }, 0 },
       { "it comes anew", [ & ] { type->aclDel( "A" ), add( "A", manyRules( 2 ) ); }, 2 },
    };
@@ -449,10 +444,8 @@ TEST_F( IpAclTypeConfigSmTest, whatChangesWhileItIsMadeIsMadeUpFor ) {
       SCOPED_TRACE( row.what );
       sm = nullptr;
       add( "A", manyRules( 3 ) );
-      std::function<void()> once = row.change;
-      const Reaction reaction( *held, [ & ]( const Quoin::Change & ) {
-         if( const auto now = std::exchange( once, {} ) ) now();
-      } );
+      OnlyOnce once( row.edit );
+      const Reaction reaction( *held, std::ref( once ) );
       start();
       ASSERT_FALSE( once );
       EXPECT_EQ( machine() != nullptr, row.rules != 0 );
@@ -472,10 +465,8 @@ TEST_F( IpAclTypeConfigSmTest, aListMayGoInsideItsPublication ) {
       start();
       const auto before = published();
       add( "A", manyRules( 1 ) );
-      std::function<void()> once = [ & ] { type->aclDel( "A" ); };
-      const Reaction reaction( byVersion ? static_cast<const Quoin::Node &>( *held->notifier() ) : *held, [ & ]( const Quoin::Change & ) {
-         if( const auto now = std::exchange( once, {} ) ) now();
-      } );
+      OnlyOnce once( [ & ] { type->aclDel( "A" ); } );
+      const Reaction reaction( heardAt( *held, byVersion ), std::ref( once ) );
       runUntilIdle( *clock );
       ASSERT_FALSE( once );
       EXPECT_FALSE( status() );
@@ -488,13 +479,9 @@ TEST_F( IpAclTypeConfigSmTest, aListMayGoInsideItsPublication ) {
 TEST_F( IpAclTypeConfigSmTest, aListMayComeBackInsideItsDeletion ) {
    for( const bool byVersion : { false, true } ) {
       SCOPED_TRACE( byVersion );
-      start();
-      add( "A", manyRules( 1 ) );
-      runUntilIdle( *clock );
-      std::function<void()> once = [ & ] { add( "A", manyRules( 2 ) ); };
-      const Reaction reaction( byVersion ? static_cast<const Quoin::Node &>( *held->notifier() ) : *held, [ & ]( const Quoin::Change & ) {
-         if( const auto now = std::exchange( once, {} ) ) now();
-      } );
+      startSettled();
+      OnlyOnce once( [ & ] { add( "A", manyRules( 2 ) ); } );
+      const Reaction reaction( heardAt( *held, byVersion ), std::ref( once ) );
       type->aclDel( "A" );
       ASSERT_FALSE( once );
       ASSERT_TRUE( has( "A" ) );
@@ -508,20 +495,11 @@ TEST_F( IpAclTypeConfigSmTest, aListMayComeBackInsideItsDeletion ) {
 }
 
 TEST_F( IpAclTypeConfigSmTest, aListThatGoesWhileItIsAddedIsUndefined ) {
-   const struct {
-      const char * what;
-      std::function<const Quoin::Node *()> heard;
-   } rows[] = {
-      { "as its symbol enters the table", [ & ] { return static_cast<const Quoin::Node *>( symbols.get() ); } },
-      { "as it gets its empty status", [ & ] { return static_cast<const Quoin::Node *>( held.get() ); } },
-   };
-   for( const auto & row : rows ) {
-      SCOPED_TRACE( row.what );
+   for( const auto & step : stepsOfAddition() ) {
+      SCOPED_TRACE( step.what );
       start();
-      bool once = true;
-      const Reaction reaction( *row.heard(), [ & ]( const Quoin::Change & ) {
-         if( std::exchange( once, false ) ) type->aclDel( "A" );
-      } );
+      OnlyOnce once( [ & ] { type->aclDel( "A" ); } );
+      const Reaction reaction( *step.teller, std::ref( once ) );
       type->aclIs( "A" );
       ASSERT_FALSE( once );
       EXPECT_FALSE( status() );
@@ -531,23 +509,15 @@ TEST_F( IpAclTypeConfigSmTest, aListThatGoesWhileItIsAddedIsUndefined ) {
 }
 
 TEST_F( IpAclTypeConfigSmTest, aListMayComeAnewWhileItIsAdded ) {
-   const struct {
-      const char * what;
-      std::function<const Quoin::Node *()> heard;
-   } rows[] = {
-      { "as its symbol enters the table", [ & ] { return static_cast<const Quoin::Node *>( symbols.get() ); } },
-      { "as it gets its empty status", [ & ] { return static_cast<const Quoin::Node *>( held.get() ); } },
-   };
-   for( const auto & row : rows ) {
-      SCOPED_TRACE( row.what );
+   for( const auto & step : stepsOfAddition() ) {
+      SCOPED_TRACE( step.what );
       start();
-      bool once = true;
-      const Reaction reaction( *row.heard(), [ & ]( const Quoin::Change & ) {
-         if( !std::exchange( once, false ) ) return;
+      OnlyOnce once( [ & ] {
          type->aclDel( "A" );
          add( "A", manyRules( 2 ) );
          runUntilIdle( *clock );
       } );
+      const Reaction reaction( *step.teller, std::ref( once ) );
       type->aclIs( "A" );
       ASSERT_FALSE( once );
       ASSERT_TRUE( machine() );
@@ -559,37 +529,26 @@ TEST_F( IpAclTypeConfigSmTest, aListMayComeAnewWhileItIsAdded ) {
 
 // What the configuration calls a list goes with it.
 TEST_F( IpAclTypeConfigSmTest, allListsMayGoWhileOneOfManyIsAdded ) {
-   const struct {
-      const char * what;
-      std::function<const Quoin::Node *()> heard;
-      bool missed;   // made up for, or all once more
-   } rows[] = {
-      { "once more, with the status", [ & ] { return static_cast<const Quoin::Node *>( held.get() ); }, false },
-      { "once more, with the table", [ & ] { return static_cast<const Quoin::Node *>( symbols.get() ); }, false },
-      { "missed, with the status", [ & ] { return static_cast<const Quoin::Node *>( held.get() ); }, true },
-      { "missed, with the table", [ & ] { return static_cast<const Quoin::Node *>( symbols.get() ); }, true },
-   };
-   for( const auto & row : rows ) {
-      SCOPED_TRACE( row.what );
-      sm = makeNode<IpAclTypeConfigSm>( type, symbols, dedupTable, clock );
-      if( !row.missed ) sm->hasNotificationActiveIs( true );
-      for( const char * name : { "A", "B", "C" } ) add( name, manyRules( 1 ) );
-      runUntilIdle( *clock );
-      symbols->symbolDel( "A" );
-      bool once = true;
-      const Reaction reaction( *row.heard(), [ & ]( const Quoin::Change & ) {
-         if( std::exchange( once, false ) ) type->aclDelAll();
-      } );
-      if( row.missed )
-         sm->hasNotificationActiveIs( true );
-      else
-         sm->handleIpAccessList();
-      ASSERT_FALSE( once );
-      EXPECT_TRUE( sm->ipAccessListConfigSm().empty() );
-      EXPECT_TRUE( symbols->symbol().empty() );
-      EXPECT_FALSE( status() );
-      EXPECT_TRUE( nothingDue( *clock ) );
-   }
+   for( const bool missed : { false, true } )
+      for( const auto & step : stepsOfAddition() ) {
+         SCOPED_TRACE( testing::Message() << ( missed ? "missed, " : "once more, " ) << step.what );
+         sm = makeNode<IpAclTypeConfigSm>( type, symbols, dedupTable, clock );
+         if( !missed ) sm->hasNotificationActiveIs( true );
+         for( const char * name : { "A", "B", "C" } ) add( name, manyRules( 1 ) );
+         runUntilIdle( *clock );
+         symbols->symbolDel( "A" );
+         OnlyOnce once( [ & ] { type->aclDelAll(); } );
+         const Reaction reaction( *step.teller, std::ref( once ) );
+         if( missed )
+            sm->hasNotificationActiveIs( true );   // makes up for them all
+         else
+            sm->handleIpAccessList();
+         ASSERT_FALSE( once );
+         EXPECT_TRUE( sm->ipAccessListConfigSm().empty() );
+         EXPECT_TRUE( symbols->symbol().empty() );
+         EXPECT_FALSE( status() );
+         EXPECT_TRUE( nothingDue( *clock ) );
+      }
 }
 
 TEST_F( IpAclTypeConfigSmTest, theMachineMayGoWhileAListIsAdded ) {
@@ -604,11 +563,8 @@ TEST_F( IpAclTypeConfigSmTest, theMachineMayGoWhileAListIsAdded ) {
 
 // A list that has rules already wakes the loop as it gets its machine.
 TEST_F( IpAclTypeConfigSmTest, aListMayChangeInsideTheCallThatWakesTheLoop ) {
-   const struct {
-      const char * what;
-      std::function<void()> change;
-      size_t rules;   // 0 for no list
-   } rows[] = {
+   const EditRow rows[] = {
+      // 0 rules: no list
       { "it goes", [ & ] { type->aclDel( "A" ); }, 0 },
       { "it comes anew", [ & ] { type->aclDel( "A" ), add( "A", manyRules( 2 ) ); }, 2 },
       { "the machine goes", [ & ] { sm = nullptr; }, 0 },
@@ -618,10 +574,8 @@ TEST_F( IpAclTypeConfigSmTest, aListMayChangeInsideTheCallThatWakesTheLoop ) {
       sm = makeNode<IpAclTypeConfigSm>( type, symbols, dedupTable, clock );
       add( "A", manyRules( 3 ) );
       const auto before = published();
-      std::function<void()> once = row.change;
-      clock->wakeUpCallbackIs( [ & ] {
-         if( const auto now = std::exchange( once, {} ) ) now();
-      } );
+      OnlyOnce once( row.edit );
+      clock->wakeUpCallbackIs( std::ref( once ) );
       sm->hasNotificationActiveIs( true );   // makes up for the list
       clock->wakeUpCallbackIs( {} );
       ASSERT_FALSE( once );
@@ -659,14 +613,13 @@ TEST_F( IpAclTypeConfigSmTest, aListIsAddedByTheNextCallWhereTheOneThatWakesTheL
 
 // The clock's owner runs inside a slice too.
 TEST_F( IpAclTypeConfigSmTest, aListThatGoesInsideASliceIsUndefined ) {
-   bool once = false;
+   OnlyOnce once( [ & ] { type->aclDel( "A" ); } );
    const auto asking = makeNode<AskingClock>( [ & ] {
-      if( once && machine()->newTrie()->prefixCount() == 2 && std::exchange( once, false ) ) type->aclDel( "A" );
+      if( sm && hasTaken( machine(), 2 ) ) once();
       return Seconds( 0 );
    } );
    sm = Zeugma::makeSm<IpAclTypeConfigSm>( type, symbols, dedupTable, asking );
    add( "A", manyRules( 4 ) );
-   once = true;
    runUntilIdle( *asking );
    ASSERT_FALSE( once );
    EXPECT_FALSE( status() );
@@ -677,12 +630,9 @@ TEST_F( IpAclTypeConfigSmTest, aListThatGoesInsideASliceIsUndefined ) {
 TEST_F( IpAclTypeConfigSmTest, aListGoesThoughWhoHearsOfItThrows ) {
    for( const bool byVersion : { false, true } ) {
       SCOPED_TRACE( byVersion );
-      start();
-      add( "A", manyRules( 1 ) );
-      runUntilIdle( *clock );
+      startSettled();
       const auto before = published();
-      const Reaction reaction( byVersion ? static_cast<const Quoin::Node &>( *held->notifier() ) : *held,
-                               []( const Quoin::Change & ) { throw std::runtime_error( "reaction" ); } );
+      const Reaction reaction( heardAt( *held, byVersion ), []( const Quoin::Change & ) { throw std::runtime_error( "reaction" ); } );
       EXPECT_THROW( type->aclDel( "A" ), std::runtime_error );
       EXPECT_FALSE( status() );
       EXPECT_EQ( published(), before + 1 );
@@ -692,9 +642,7 @@ TEST_F( IpAclTypeConfigSmTest, aListGoesThoughWhoHearsOfItThrows ) {
 }
 
 TEST_F( IpAclTypeConfigSmTest, aListGoesThoughWhoHearsOfTheTableThrows ) {
-   start();
-   add( "A", manyRules( 1 ) );
-   runUntilIdle( *clock );
+   startSettled();
    const Reaction reaction( *symbols, []( const Quoin::Change & ) { throw std::runtime_error( "table" ); } );
    EXPECT_THROW( type->aclDel( "A" ), std::runtime_error );
    EXPECT_FALSE( has( "A" ) );
@@ -702,9 +650,7 @@ TEST_F( IpAclTypeConfigSmTest, aListGoesThoughWhoHearsOfTheTableThrows ) {
 }
 
 TEST_F( IpAclTypeConfigSmTest, ofSeveralThatThrowAtADeletionTheFirstComesOut ) {
-   start();
-   add( "A", manyRules( 1 ) );
-   runUntilIdle( *clock );
+   startSettled();
    const Reaction ofStatus( *held, []( const Quoin::Change & ) { throw std::runtime_error( "status" ); } );
    const Reaction ofVersion( *held->notifier(), []( const Quoin::Change & ) { throw std::logic_error( "version" ); } );
    const Reaction ofTable( *symbols, []( const Quoin::Change & ) { throw std::logic_error( "table" ); } );
@@ -716,13 +662,9 @@ TEST_F( IpAclTypeConfigSmTest, ofSeveralThatThrowAtADeletionTheFirstComesOut ) {
 }
 
 TEST_F( IpAclTypeConfigSmTest, aListMayComeBackAsItsSymbolLeavesTheTable ) {
-   start();
-   add( "A", manyRules( 1 ) );
-   runUntilIdle( *clock );
-   bool once = true;
-   const Reaction reaction( *symbols, [ & ]( const Quoin::Change & ) {
-      if( std::exchange( once, false ) ) add( "A", manyRules( 2 ) );
-   } );
+   startSettled();
+   OnlyOnce once( [ & ] { add( "A", manyRules( 2 ) ); } );
+   const Reaction reaction( *symbols, std::ref( once ) );
    type->aclDel( "A" );
    ASSERT_FALSE( once );
    EXPECT_TRUE( has( "A" ) );
@@ -737,10 +679,8 @@ TEST_F( IpAclTypeConfigSmTest, aListMayComeBackInsideItsPublication ) {
       SCOPED_TRACE( byVersion );
       start();
       add( "A", manyRules( 1 ) );
-      std::function<void()> once = [ & ] { type->aclDel( "A" ), add( "A", manyRules( 2 ) ); };
-      const Reaction reaction( byVersion ? static_cast<const Quoin::Node &>( *held->notifier() ) : *held, [ & ]( const Quoin::Change & ) {
-         if( const auto now = std::exchange( once, {} ) ) now();
-      } );
+      OnlyOnce once( [ & ] { type->aclDel( "A" ), add( "A", manyRules( 2 ) ); } );
+      const Reaction reaction( heardAt( *held, byVersion ), std::ref( once ) );
       clock->callDue();
       ASSERT_FALSE( once );
       EXPECT_TRUE( isEmpty() ) << "the new one has not been compiled yet";
@@ -753,9 +693,7 @@ TEST_F( IpAclTypeConfigSmTest, aListMayComeBackInsideItsPublication ) {
 }
 
 TEST_F( IpAclTypeConfigSmTest, theMachineMayGoInsideADeletion ) {
-   start();
-   add( "A", manyRules( 1 ) );
-   runUntilIdle( *clock );
+   startSettled();
    const Reaction reaction( *held->notifier(), [ & ]( const Quoin::Change & ) { sm = nullptr; } );
    type->aclDel( "A" );
    EXPECT_FALSE( sm );
@@ -808,9 +746,7 @@ TEST_F( IpAclTypeConfigSmTest, nothingIsLeftOfWhatHasGone ) {
 }
 
 TEST_F( IpAclTypeConfigSmTest, aTypeThatGoesAsAListsDeletionIsToldLeavesNoSymbolOfThatList ) {
-   start();
-   add( "A", manyRules( 2 ) );
-   runUntilIdle( *clock );
+   startSettled( 2 );
    const Reaction goes( *symbol()->notifier(), [ & ]( const Quoin::Change & ) { sm = nullptr; } );
    type->aclDel( "A" );
    EXPECT_EQ( symbols->symbol().count(), 0u );
@@ -836,12 +772,8 @@ TEST_F( IpAclTypeConfigSmTest, largeListsThatAreDoneWithGoInSlices ) {
 
 TEST_F( IpAclTypeConfigSmTest, aMachineThatGoesLeavesTheSymbolsAsTheyAre ) {
    const auto typeUses = type->useCount(), clockUses = clock->useCount();
-   start();
-   add( "A", manyRules( 1 ) );
-   runUntilIdle( *clock );
-   add( "B", manyRules( 3 ) );
-   slice( "B" );
-   clock->callDue();
+   startSettled();
+   pause( "B" );
    sm = nullptr;
    EXPECT_TRUE( nothingDue( *clock ) );
    EXPECT_EQ( type->useCount(), typeUses );
