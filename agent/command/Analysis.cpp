@@ -29,49 +29,70 @@ std::string shown( std::string_view name ) {
    return printableName( std::string( name ) );
 }
 
-// "A, B and 12 more".
-std::string joined( const std::vector<std::string> & parts, std::string_view separator, std::string_view last ) {
-   std::string text;
-   const size_t count = std::min( parts.size(), kMostNames );
-   for( size_t i = 0; i < count; ++i ) {
-      if( i != 0 ) text += i + 1 == parts.size() ? last : separator;
-      text += parts[ i ];
-   }
-   if( count < parts.size() ) text += fmt::format( " and {} more", parts.size() - count );
-   return text;
+// ---- references
+
+std::string withArticle( std::string_view words ) {
+   return fmt::format( "{} {}", std::string_view( "aeiou" ).find( words.front() ) == std::string_view::npos ? "a" : "an", words );
 }
 
-// ---- references
+// "there is no access-list P", and what there is of that name instead: ", but an IPv6 one and an ip prefix-list".
+std::string noneText( const PolicyText & text, const Thing & thing, std::string_view kindName ) {
+   std::vector<std::string> others;
+   for( const ThingKind kind : kindsCalled( thing.name, text ) )
+      others.push_back( kind == inOtherFamily( thing.kind ) ? fmt::format( "an {} one", familyOf( kind ) )
+                                                            : withArticle( nameOf( kind ) ) );
+   const std::string none = fmt::format( "there is no {} {}", kindName, shown( thing.name ) );
+   return others.empty() ? none : fmt::format( "{}, but {}", none, joined( others, kMostNames, " and " ) );
+}
+
+/// Access lists and prefix lists are easily taken for each other: where there is the other one, its form was most likely meant.
+struct EasilyMistaken {
+   MatchOption written;
+   ThingKind thereIs;
+   MatchOption meant;
+};
+constexpr EasilyMistaken kEasilyMistaken[] = {
+   { MatchOption::matchIpAccessList, ThingKind::ipv4PrefixList, MatchOption::matchIpPrefixList },
+   { kMatchIpv6AccessList, ThingKind::ipv6PrefixList, MatchOption::matchIpv6PrefixList },
+   { MatchOption::matchIpNexthop, ThingKind::ipv4PrefixList, MatchOption::matchIpNexthopPrefixList },
+   { MatchOption::matchIpv6Nexthop, ThingKind::ipv6PrefixList, MatchOption::matchIpv6NexthopPrefixList },
+   { MatchOption::matchIpPrefixList, ThingKind::ipv4AccessList, MatchOption::matchIpAccessList },
+   { MatchOption::matchIpv6PrefixList, ThingKind::ipv6AccessList, kMatchIpv6AccessList },
+   { MatchOption::matchIpNexthopPrefixList, ThingKind::ipv4AccessList, MatchOption::matchIpNexthop },
+   { MatchOption::matchIpv6NexthopPrefixList, ThingKind::ipv6AccessList, MatchOption::matchIpv6Nexthop },
+};
+
+// "; write "match ip address prefix-list P"", where that helps.
+std::string adviceFor( const PolicyText & text, const Reference & reference ) {
+   const auto * const at = std::ranges::find( kEasilyMistaken, reference.option, &EasilyMistaken::written );
+   if( at == std::end( kEasilyMistaken ) || reference.invert || !isDefined( text, { at->thereIs, reference.to.name } ) ) return {};
+   return fmt::format( "; write \"match {} {}\"", matchForm( at->meant )->words, shown( reference.to.name ) );
+}
 
 void findUndefined( const PolicyText & text, const References & references, Findings & findings ) {
    for( const auto & reference : references.all() ) {
       if( reference.defined ) continue;
       const auto other = inOtherFamily( reference.to.kind );
-      if( other && isDefined( text, { *other, reference.to.name } ) )
-         findings.push_back(
-            { reference.place, Kind::wrongFamily,
-              fmt::format( "{}: there is no {}, but an {} one", textOf( reference ), textOf( reference.to ), familyOf( *other ) ) } );
-      else
-         findings.push_back(
-            { reference.place, Kind::undefined, fmt::format( "{}: there is no {}", textOf( reference ), textOf( reference.to ) ) } );
+      const bool inOther = other && isDefined( text, { *other, reference.to.name } );
+      findings.push_back( { reference.place, inOther ? Kind::wrongFamily : Kind::undefined,
+                            fmt::format( "{}: {}{}", textOf( reference ), noneText( text, reference.to, nameOf( reference.to.kind ) ),
+                                         adviceFor( text, reference ) ) } );
    }
 }
 
 void findUndefinedApplications( const PolicyText & text, Findings & findings ) {
    for( const auto & application : text.applications )
       if( !isDefined( text, application ) )
-         findings.push_back(
-            { application.place, Kind::undefined,
-              fmt::format( "\"{}\": there is no {} {}", textOf( application ), nameOf( application.kind ), shown( application.name ) ) } );
+         findings.push_back( { application.place, Kind::undefined,
+                               fmt::format( "\"{}\": {}", application.line,
+                                            noneText( text, { kindOf( application ), application.name }, nameOf( application.kind ) ) ) } );
 }
 
-// Whether a clause means the list, in the right family or, which is a finding of its own, in the wrong one; or another stanza does.
+// Whether the list is meant somewhere: as what it is; as another kind, of which there is none, which is a finding of its own; or maybe
+// in another stanza.
 bool isWanted( const PolicyText & text, const References & references, const Thing & thing ) {
-   if( references.isUsed( thing ) ) return true;
-   const auto other = inOtherFamily( thing.kind );
-   if( !other ) return false;
-   const Thing inOther{ *other, thing.name };
-   return !isDefined( text, inOther ) && !references.to( inOther ).empty();
+   if( references.isUsed( thing ) || text.otherWords.contains( std::string( thing.name ) ) ) return true;
+   return std::ranges::any_of( thingsCalled( thing.name, text, references ), [ & ]( const Thing & t ) { return !isDefined( text, t ); } );
 }
 
 void findUnused( const PolicyText & text, const References & references, Findings & findings ) {
@@ -84,8 +105,8 @@ void findUnused( const PolicyText & text, const References & references, Finding
 std::string textOf( const CallCycle::Step & step ) {
    std::vector<std::string> numbers;
    for( const uint32_t number : step.sequences ) numbers.push_back( std::to_string( number ) );
-   return fmt::format( "{} {} {} {}", shown( step.routeMap ), joined( numbers, ", ", " and " ), numbers.size() == 1 ? "calls" : "call",
-                       shown( step.callee ) );
+   return fmt::format( "{} {} {} {}", shown( step.routeMap ), joined( numbers, kMostNames, " and " ),
+                       numbers.size() == 1 ? "calls" : "call", shown( step.callee ) );
 }
 
 void findCycles( const References & references, Findings & findings ) {
@@ -93,19 +114,28 @@ void findCycles( const References & references, Findings & findings ) {
       std::vector<std::string> steps, names;
       for( const auto & step : cycle.steps ) steps.push_back( textOf( step ) );
       for( const auto name : cycle.notInForce ) names.push_back( shown( name ) );
-      std::string text = joined( steps, ", ", ", " );
-      if( !names.empty() ) text += "; not in force: " + joined( names, ", ", ", " );
+      std::string text = joined( steps, kMostNames, ", " );
+      if( !names.empty() ) text += "; not in force: " + joined( names, kMostNames, ", " );
       findings.push_back( { cycle.steps.front().place, Kind::cycle, std::move( text ) } );
    }
 }
 
-void findTooDeep( const References & references, Findings & findings ) {
-   for( const auto & deep : deepCallsOf( references ) ) {
-      std::vector<std::string> names;
-      for( const auto name : deep.notInForce ) names.push_back( shown( name ) );
-      findings.push_back( { deep.call->place, Kind::tooDeep,
-                            fmt::format( "{}, below which calls go {} deep already, as deep as they may; not in force: {}",
-                                         textOf( *deep.call ), kDeepestCalls, joined( names, ", ", ", " ) ) } );
+// The lowest only: who calls them is held back with them, as is whoever lies on a cycle.
+void findHeldBack( const PolicyText & text, Findings & findings ) {
+   const auto held = routeMapsHeldBack( text.routeMaps );
+   for( const auto & [ name, by ] : held ) {
+      const CallClause * first = nullptr;   // there is one
+      bool callsHeldBack = false;
+      for( const auto & [ number, sequence ] : text.routeMaps.at( name ).sequences ) {
+         if( !sequence.call || !text.routeMaps.contains( sequence.call->name ) ) continue;
+         if( !first ) first = &*sequence.call;
+         callsHeldBack |= held.contains( sequence.call->name );
+      }
+      if( callsHeldBack ) continue;
+      const std::string why = by == HeldBackBy::depth ? fmt::format( "its calls go deeper than {}", kDeepestCalls )
+                                                      : fmt::format( "an evaluation may come to more than {} calls", kMostCalls );
+      findings.push_back( { first->place, by == HeldBackBy::depth ? Kind::tooDeep : Kind::tooManyCalls,
+                            fmt::format( "{} is not in force, nor is who calls it: {}", shown( name ), why ) } );
    }
 }
 
@@ -184,8 +214,7 @@ class RouteMapWalk {
          }
          last = &*at;
          const auto next = std::next( at );
-         const bool passes = !at->second.match.empty() || at->second.call;
-         if( passes && next != sequences_.end() ) reached_.insert( next->first );
+         if( maySkip( at->second ) && next != sequences_.end() ) reached_.insert( next->first );
          if( const auto target = never ? sequences_.end() : targetOf( *at ); target != sequences_.end() ) reached_.insert( target->first );
       }
    }
@@ -193,6 +222,11 @@ class RouteMapWalk {
  private:
    using Sequences = std::map<uint32_t, SequenceText>;
    using Sequence = Sequences::value_type;
+
+   // Whether a route may come to the sequence and go on to the next one. A call of a route map that there is not counts as not written.
+   bool maySkip( const SequenceText & sequence ) const {
+      return !sequence.match.empty() || ( sequence.call && text_.routeMaps.contains( sequence.call->name ) );
+   }
 
    // Where a route that the sequence permits goes on; the end for nowhere.
    Sequences::const_iterator targetOf( const Sequence & from ) const {
@@ -267,7 +301,7 @@ void tellNeverPermits( const References & references, const Thing & thing, const
    }
    if( sequences.empty() ) return;
    findings.push_back( { place, Kind::neverPermits,
-                         fmt::format( "{} permits nothing: {} never {}", textOf( thing ), joined( sequences, ", ", " and " ),
+                         fmt::format( "{} permits nothing: {} never {}", textOf( thing ), joined( sequences, kMostNames, " and " ),
                                       sequences.size() == 1 ? "matches" : "match" ) } );
 }
 
@@ -320,6 +354,7 @@ std::string_view nameOf( Kind kind ) noexcept {
       case Kind::unused: return "unused";
       case Kind::cycle: return "cycle";
       case Kind::tooDeep: return "too-deep";
+      case Kind::tooManyCalls: return "too-many-calls";
       case Kind::unreachable: return "unreachable";
       case Kind::missingTarget: return "missing-target";
       case Kind::contradiction: return "contradiction";
@@ -340,7 +375,7 @@ std::vector<Finding> findingsOf( const PolicyText & text, const References & ref
    findUndefinedApplications( text, findings );
    findUnused( text, references, findings );
    findCycles( references, findings );
-   findTooDeep( references, findings );
+   findHeldBack( text, findings );
    findNeverPermits( text, references, findings );
    for( const auto & [ name, routeMap ] : text.routeMaps ) RouteMapWalk( text, name, routeMap, findings ).run();
    findShadowed( ThingKind::ipv4PrefixList, text.ipv4PrefixLists, references, findings );

@@ -15,9 +15,10 @@ struct Finding {
    enum class Kind : uint8_t {
       undefined,       // a clause names, or another stanza applies, what there is not
       wrongFamily,     // a clause names a list that there is in the other family only
-      unused,          // no clause names the list, and no other stanza applies it
+      unused,          // no clause names the list, and no other stanza has the word
       cycle,           // route maps call each other in a ring
-      tooDeep,         // a call with which calls go deeper than is put into force
+      tooDeep,         // a route map whose calls go deeper than is put into force
+      tooManyCalls,    // a route map of which an evaluation may come to more calls than that
       unreachable,     // no route ever comes to the sequence
       missingTarget,   // a sequence continues to one that there is not
       contradiction,   // a sequence whose clauses cannot hold together
@@ -33,8 +34,8 @@ struct Finding {
    Kind kind = Kind::undefined;
    std::string text;   // one line, printable
 };
-/// "undefined", "wrong-family", "unused", "cycle", "too-deep", "unreachable", "missing-target", "contradiction", "shadowed",
-/// "never-permits", "no-effect", "passed-over", "replaced", "netmask".
+/// "undefined", "wrong-family", "unused", "cycle", "too-deep", "too-many-calls", "unreachable", "missing-target", "contradiction",
+/// "shadowed", "never-permits", "no-effect", "passed-over", "replaced", "netmask".
 std::string_view nameOf( Finding::Kind kind ) noexcept;
 
 /// In the order of their places. `references` are the text's. Cost: near linear in the text, but for texts made of cycles.

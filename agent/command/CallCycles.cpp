@@ -1,14 +1,10 @@
 #include "command/CallCycles.h"
 
 #include <algorithm>
-#include <deque>
 #include <limits>
 #include <map>
-#include <optional>
 #include <set>
 #include <utility>
-
-#include "live/HeldBack.h"
 
 namespace Agent {
 
@@ -57,44 +53,54 @@ class CallGraph {
    std::map<std::pair<Node, Node>, std::vector<const Reference *>> calls_;
 };
 
-// Those that lead to a cycle: what is left when whoever leads nowhere goes, and then whoever leads nowhere any more.
-std::vector<bool> leadingToCycles( const Neighbours & to, const Neighbours & from ) {
-   std::vector<bool> left( to.size(), true );
-   std::vector<size_t> ways( to.size() );
-   std::vector<Node> going;
-   for( Node n = 0; n < to.size(); ++n ) {
-      ways[ n ] = to[ n ].size();
-      if( ways[ n ] == 0 ) going.push_back( n );
-   }
-   while( !going.empty() ) {
-      const Node n = going.back();
-      going.pop_back();
-      left[ n ] = false;
-      for( const Node before : from[ n ] )
-         if( --ways[ before ] == 0 ) going.push_back( before );
-   }
-   return left;
-}
-
-// A shortest way from one to the other, both included, over those that `may` be passed; empty when there is none.
-std::vector<Node> wayBetween( Node from, Node to, const Neighbours & callees, const std::vector<bool> & may ) {
-   std::vector<Node> cameFrom( callees.size(), kNone );
-   std::deque<Node> next{ from };
-   cameFrom[ from ] = from;
-   while( !next.empty() && cameFrom[ to ] == kNone ) {
-      const Node n = next.front();
-      next.pop_front();
-      for( const Node m : callees[ n ] ) {
-         if( !may[ m ] || cameFrom[ m ] != kNone ) continue;
-         cameFrom[ m ] = n;
-         next.push_back( m );
+// All of them; whom nobody can come back from before whoever comes to it.
+std::vector<Node> calleesFirst( const Neighbours & callees ) {
+   struct Visit {
+      Node node;
+      size_t next;   // of its callees
+   };
+   std::vector<Node> order;
+   std::vector<bool> seen( callees.size() );
+   std::vector<Visit> visits;
+   const auto visit = [ & ]( Node n ) {
+      if( seen[ n ] ) return;
+      seen[ n ] = true;
+      visits.push_back( { n, 0 } );
+   };
+   for( Node root = 0; root < callees.size(); ++root ) {
+      visit( root );
+      while( !visits.empty() ) {
+         auto & [ node, next ] = visits.back();
+         if( next < callees[ node ].size() ) {
+            visit( callees[ node ][ next++ ] );
+         } else {
+            order.push_back( node );
+            visits.pop_back();
+         }
       }
    }
-   if( cameFrom[ to ] == kNone ) return {};
-   std::vector<Node> way{ to };
-   while( way.back() != from ) way.push_back( cameFrom[ way.back() ] );
-   std::reverse( way.begin(), way.end() );
-   return way;
+   return order;
+}
+
+// The group of each: of those that it comes to through calls, and that come back to it. Whoever comes first among the last callers can
+// be come to from nowhere but its group.
+std::vector<Node> groupsOf( const CallGraph & graph ) {
+   const auto order = calleesFirst( graph.callees() );
+   std::vector<Node> groups( order.size(), kNone ), next;
+   for( auto root = order.rbegin(); root != order.rend(); ++root ) {
+      const auto take = [ & ]( Node n ) {
+         if( groups[ n ] != kNone ) return;
+         groups[ n ] = *root;
+         next.push_back( n );
+      };
+      take( *root );
+      while( !next.empty() ) {
+         const Node n = next.back();
+         next.pop_back();
+         for( const Node caller : graph.callers()[ n ] ) take( caller );
+      }
+   }
+   return groups;
 }
 
 // The names of these and of all that comes to them through calls, but for those that are told of already; ascending.
@@ -117,58 +123,49 @@ std::vector<std::string_view> tellWithCallers( const CallGraph & graph, const st
    return names;
 }
 
-// How deep the calls go below each; of those that lead to no cycle.
-std::vector<size_t> depthsOf( const CallGraph & graph ) {
-   const size_t count = graph.callees().size();
-   std::vector<size_t> depths( count, 0 ), calls( count );
-   std::vector<Node> settled;
-   for( Node n = 0; n < count; ++n ) {
-      calls[ n ] = graph.callees()[ n ].size();
-      if( calls[ n ] == 0 ) settled.push_back( n );
-   }
-   while( !settled.empty() ) {
-      const Node n = settled.back();
-      settled.pop_back();
-      for( const Node caller : graph.callers()[ n ] ) {
-         depths[ caller ] = std::max( depths[ caller ], depths[ n ] + 1 );
-         if( --calls[ caller ] == 0 ) settled.push_back( caller );
-      }
-   }
-   return depths;
-}
-
 class CycleSearch {
  public:
-   explicit CycleSearch( const CallGraph & graph ) : graph_( graph ), told_( graph.callees().size(), false ) {
-      const auto leading = leadingToCycles( graph.callees(), graph.callers() );
-      const auto led = leadingToCycles( graph.callers(), graph.callees() );
-      for( Node n = 0; n < leading.size(); ++n ) between_.push_back( leading[ n ] && led[ n ] );
-   }
+   explicit CycleSearch( const CallGraph & graph )
+         : graph_( graph ), groups_( groupsOf( graph ) ), cameFrom_( groups_.size(), kNone ), told_( groups_.size(), false ) {}
 
    std::vector<CallCycle> run() {
       std::vector<std::vector<Node>> rings;
+      const auto name = [ this ]( Node n ) { return graph_.name( n ); };
       for( const auto & [ call, references ] : graph_.calls() ) {
          const auto [ from, to ] = call;
-         if( !between_[ from ] || !between_[ to ] || covered_.contains( call ) ) continue;
-         auto ring = wayBetween( to, from, graph_.callees(), between_ );
-         if( ring.empty() ) continue;
+         if( groups_[ from ] != groups_[ to ] || covered_.contains( call ) ) continue;
+         auto ring = wayInGroup( to, from );
          for( size_t i = 0; i < ring.size(); ++i ) covered_.emplace( ring[ i ], ring[ ( i + 1 ) % ring.size() ] );
-         const auto byName = [ this ]( Node a, Node b ) { return graph_.name( a ) < graph_.name( b ); };
-         std::rotate( ring.begin(), std::min_element( ring.begin(), ring.end(), byName ), ring.end() );
+         std::ranges::rotate( ring, std::ranges::min_element( ring, {}, name ) );
          rings.push_back( std::move( ring ) );
       }
-      const auto namesOf = [ this ]( const std::vector<Node> & ring ) {
-         std::vector<std::string_view> names;
-         for( const Node n : ring ) names.push_back( graph_.name( n ) );
-         return names;
-      };
-      std::sort( rings.begin(), rings.end(), [ & ]( const auto & a, const auto & b ) { return namesOf( a ) < namesOf( b ); } );
+      std::ranges::sort( rings,
+                         [ & ]( const auto & a, const auto & b ) { return std::ranges::lexicographical_compare( a, b, {}, name, name ); } );
       std::vector<CallCycle> cycles;
       for( const auto & ring : rings ) cycles.push_back( { stepsOf( ring ), tellWithCallers( graph_, ring, told_ ) } );
       return cycles;
    }
 
  private:
+   // A shortest way from one to the other of its group, both included.
+   std::vector<Node> wayInGroup( Node from, Node to ) {
+      std::vector<Node> reached{ from };
+      cameFrom_[ from ] = from;
+      for( size_t at = 0; cameFrom_[ to ] == kNone; ++at ) {
+         const Node n = reached[ at ];
+         for( const Node m : graph_.callees()[ n ] ) {
+            if( groups_[ m ] != groups_[ from ] || cameFrom_[ m ] != kNone ) continue;
+            cameFrom_[ m ] = n;
+            reached.push_back( m );
+         }
+      }
+      std::vector<Node> way{ to };
+      while( way.back() != from ) way.push_back( cameFrom_[ way.back() ] );
+      std::ranges::reverse( way );
+      for( const Node n : reached ) cameFrom_[ n ] = kNone;
+      return way;
+   }
+
    std::vector<CallCycle::Step> stepsOf( const std::vector<Node> & ring ) const {
       std::vector<CallCycle::Step> steps;
       for( size_t i = 0; i < ring.size(); ++i ) {
@@ -182,8 +179,9 @@ class CycleSearch {
    }
 
    const CallGraph & graph_;
-   std::vector<bool> between_;   // on a cycle, or on a way from one to another
-   std::vector<bool> told_;      // not to be in force
+   const std::vector<Node> groups_;
+   std::vector<Node> cameFrom_;   // of those that a search has reached; kNone between two
+   std::vector<bool> told_;       // not to be in force
    std::set<std::pair<Node, Node>> covered_;
 };
 
@@ -192,24 +190,6 @@ class CycleSearch {
 std::vector<CallCycle> callCyclesOf( const References & references ) {
    const CallGraph graph( references );
    return CycleSearch( graph ).run();
-}
-
-std::vector<DeepCall> deepCallsOf( const References & references ) {
-   const CallGraph graph( references );
-   const auto depths = depthsOf( graph );
-   const auto cyclic = leadingToCycles( graph.callees(), graph.callers() );
-   std::vector<bool> told = cyclic;
-   std::vector<DeepCall> deep;
-   for( Node callee = 0; callee < depths.size(); ++callee ) {
-      if( depths[ callee ] != kDeepestCalls || cyclic[ callee ] ) continue;
-      std::vector<Node> lowest;   // of those that it holds back
-      for( const Node caller : graph.callers()[ callee ] )
-         if( !told[ caller ] && depths[ caller ] == kDeepestCalls + 1 ) lowest.push_back( caller );
-      if( lowest.empty() ) continue;
-      const Reference * const call = graph.calls().at( { lowest.front(), callee } ).front();
-      deep.push_back( { call, tellWithCallers( graph, lowest, told ) } );
-   }
-   return deep;
 }
 
 }   // namespace Agent

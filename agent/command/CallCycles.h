@@ -26,18 +26,7 @@ struct CallCycle {
 
 /// Enough of the cycles that every call that is part of one is in one of them, each once. A policy can have more cycles than anyone
 /// could read; with these gone there are no others. In the order of their first route maps' names. What they refer to is the
-/// references'.
+/// references'. Cost: near linear in the references, but for route maps that call each other in many rings.
 std::vector<CallCycle> callCyclesOf( const References & references );
-
-/// A call with which calls go deeper than kDeepestCalls.
-struct DeepCall {
-   const Reference * call;   // of a route map that is in force
-   /// The route maps that this keeps out of force, ascending: all that make such a call of that route map, and whoever calls one of
-   /// them. One that several such calls keep out is told of with the first of them only.
-   std::vector<std::string_view> notInForce;
-};
-/// One for each route map below which calls go as deep as they may, where one of its callers is not told of yet and calls no one who is
-/// held back. Those that a cycle keeps out of force are not told of here.
-std::vector<DeepCall> deepCallsOf( const References & references );
 
 }   // namespace Agent

@@ -113,25 +113,11 @@ class Report {
    LivePolicy policy_;
 };
 
-Json jsonOfErrors( const LineLoader & loader ) {
-   Json errors = Json::array();
-   for( const auto & e : loader.errors() ) {
-      Json error = jsonOf( loader.text(), e.place );
-      error[ "reason" ] = e.reason;
-      errors.push_back( std::move( error ) );
-   }
-   return { { "errors", std::move( errors ) } };
-}
-
 }   // namespace
 
 int check( const CheckOptions & options, Console & console ) {
    const LineLoader loader = loadFiles( options.files, console );
-   if( !reportErrors( loader, console ) ) {
-      if( options.json ) console.line( jsonText( jsonOfErrors( loader ) ) );
-      console.flush();
-      return kExitError;
-   }
+   if( !reportErrors( loader, console, options.json ) ) return kExitError;
    const Report report( loader.text() );
    if( options.json )
       console.line( jsonText( report.json() ) );

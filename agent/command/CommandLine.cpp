@@ -116,7 +116,8 @@ class CommandLine {
 
    void addCheck() {
       auto & c = add( "check", "Tell what is wrong with a policy",
-                      "Undefined, unused and wrong-family references, cycles of calls, sequences that cannot be reached.\n"
+                      "Undefined, unused and wrong-family references, cycles of calls, what never decides, matches or has an effect,\n"
+                      "and what looks like a policy and is none; the manual lists all kinds.\n"
                       "Exit status: 0 nothing found, 1 something found, 2 error.\n\nExample: routepolicy check edge.conf",
                       [ this ] {
                          standardInputOnce( { &check_.files } );

@@ -60,7 +60,8 @@ std::vector<const Differences::Groups::value_type *> Differences::byCount() cons
 }
 
 std::string Differences::text( const RouteEvaluator & before, const RouteEvaluator & after, const Console & console ) const {
-   std::string text = fmt::format( "{} of {} routes change\n", changed_, routes_ );
+   std::string text =
+      fmt::format( "{} of {} change{}\n", changed_, quantity( routes_, "route" ), changed_ == 1 || routes_ == 1 ? "s" : "" );
    for( const auto * entry : byCount() ) {
       const auto & [ from, to ] = entry->first;
       const Group & group = entry->second;
@@ -68,8 +69,10 @@ std::string Differences::text( const RouteEvaluator & before, const RouteEvaluat
          console.strong( fmt::format( "{}: {} -> {}", group.count, sideText( from.permitted, from.sequences, before ),
                                       sideText( to.permitted, to.sequences, after ) ) );
       text += '\n';
-      for( const auto & e : group.examples )
-         text += fmt::format( "   {}  {}\n", e.route.prefix.toStrep().view(), exampleText( e, from.permitted, to.permitted ) );
+      for( const auto & e : group.examples ) {
+         appendName( text += "   ", e.route );
+         text += "  " + exampleText( e, from.permitted, to.permitted ) + '\n';
+      }
       if( group.count > group.examples.size() && !group.examples.empty() )
          text += fmt::format( "   and {} more\n", group.count - group.examples.size() );
    }
@@ -98,7 +101,7 @@ std::string Differences::json( const RouteEvaluator & before, const RouteEvaluat
       text += ",\"examples\":[";
       for( const auto & e : entry->second.examples ) {
          if( &e != &entry->second.examples.front() ) text += ',';
-         fmt::format_to( std::back_inserter( text ), "{{\"prefix\":\"{}\"", e.route.prefix.toStrep().view() );
+         appendJsonName( text += '{', e.route );
          effect( "before", e.route, from.permitted, e.before );
          effect( "after", e.route, to.permitted, e.after );
          text += '}';

@@ -1,7 +1,9 @@
 #include "command/Console.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -13,6 +15,7 @@ namespace Agent {
 namespace {
 
 constexpr size_t kKept = 1 << 16;
+constexpr double kProgressDelay = 0.3;   // seconds; what is done by then needs none
 constexpr double kProgressPause = 0.1;   // seconds
 
 double seconds() {
@@ -32,6 +35,13 @@ void writeAll( int to, std::string_view data ) {
    }
 }
 
+// Less one, as the last column makes some terminals go on in the next line, where "\r" does not come back from.
+size_t columnsForProgress() {
+   winsize size{};
+   const bool known = ioctl( STDERR_FILENO, TIOCGWINSZ, &size ) == 0 && size.ws_col != 0;
+   return ( known ? size.ws_col : 80u ) - 1;
+}
+
 bool wantsColours() {
    const char * const no = std::getenv( "NO_COLOR" );
    const char * const kind = std::getenv( "TERM" );
@@ -40,7 +50,11 @@ bool wantsColours() {
 
 }   // namespace
 
-Console::Console() : colours_( wantsColours() ), terminal_( isatty( STDERR_FILENO ) == 1 ) {}
+Console::Console()
+      : progressDue_( seconds() + kProgressDelay ),
+        colours_( wantsColours() ),
+        dataOnTerminal_( isatty( STDOUT_FILENO ) == 1 ),
+        messagesOnTerminal_( isatty( STDERR_FILENO ) == 1 ) {}
 
 Console::~Console() {
    clearProgress();
@@ -58,6 +72,7 @@ void Console::line( std::string_view data ) {
 
 void Console::flush() {
    const std::string data = std::exchange( kept_, {} );
+   if( dataOnTerminal_ && !data.empty() ) clearProgress();
    writeAll( STDOUT_FILENO, data );
 }
 
@@ -69,17 +84,19 @@ void Console::message( std::string_view text ) {
 }
 
 void Console::progress( std::string_view text ) {
-   if( !terminal_ || seconds() - progressShown_ < kProgressPause ) return;
-   progressShown_ = seconds();
+   if( !messagesOnTerminal_ || seconds() < progressDue_ ) return;
+   progressDue_ = seconds() + kProgressPause;
+   const size_t columns = columnsForProgress();
+   text = text.substr( 0, columns );
    std::string line = "\r" + std::string( text );
-   if( text.size() < progressWidth_ ) line.append( progressWidth_ - text.size(), ' ' );
+   if( const size_t before = std::min( progressWidth_, columns ); text.size() < before ) line.append( before - text.size(), ' ' );
    progressWidth_ = text.size();
    [[maybe_unused]] const auto n = ::write( STDERR_FILENO, line.data(), line.size() );
 }
 
 void Console::clearProgress() {
    if( progressWidth_ == 0 ) return;
-   const std::string line = '\r' + std::string( progressWidth_, ' ' ) + '\r';
+   const std::string line = '\r' + std::string( std::min( progressWidth_, columnsForProgress() ), ' ' ) + '\r';
    progressWidth_ = 0;
    [[maybe_unused]] const auto n = ::write( STDERR_FILENO, line.data(), line.size() );
 }

@@ -1,6 +1,7 @@
 /// @file agent/command/Console.h
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -27,8 +28,8 @@ class Console {
 
    /// A line for the operator.
    void message( std::string_view text );
-   /// A line that the next one, or the next message, takes the place of; shown on a terminal only, and not more often than the eye
-   /// can follow.
+   /// A line that the next one, the next message, or data on the same terminal take the place of; printable ASCII, cut to the width of
+   /// the terminal. Shown on a terminal only, of what takes its time, and not more often than the eye can follow.
    void progress( std::string_view text );
 
    /// Text in bold, where standard output is a terminal and NO_COLOR is not set.
@@ -39,10 +40,16 @@ class Console {
 
    std::string kept_;
    size_t progressWidth_ = 0;
-   double progressShown_ = 0;   // seconds
+   double progressDue_;   // the next one, in seconds
    bool colours_;
-   bool terminal_;   // of messages
+   bool dataOnTerminal_;
+   bool messagesOnTerminal_;
 };
+
+/// "1 route", "2 routes".
+inline std::string quantity( uint64_t count, std::string_view what ) {
+   return std::to_string( count ).append( " " ).append( what ).append( count == 1 ? "" : "s" );
+}
 
 /// A fault of the caller's or of what the command reads, for whom the message is: the command ends with kExitError.
 struct CommandError {

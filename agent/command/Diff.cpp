@@ -40,10 +40,11 @@ class DiffJob final : public RouteJob {
 }   // namespace
 
 int diff( const DiffOptions & options, Console & console ) {
-   const auto oldPolicy = livePolicyOf( options.oldFiles, console );
-   const auto newPolicy = livePolicyOf( options.newFiles, console );
-   const RouteEvaluator before( routeMapOf( *oldPolicy, options.routeMap ) );
-   const RouteEvaluator after( routeMapOf( *newPolicy, options.routeMap ) );
+   const LineLoader oldFiles = loadFiles( options.oldFiles, console );
+   const LineLoader newFiles = loadFiles( options.newFiles, console );
+   const auto policies = livePoliciesOf( { &oldFiles, &newFiles }, console, options.json );
+   const RouteEvaluator before( routeMapOf( *policies[ 0 ], options.routeMap ) );
+   const RouteEvaluator after( routeMapOf( *policies[ 1 ], options.routeMap ) );
    DiffJob job( before, after, options.examples );
    const auto run = runTables( { options.tables, options.threads }, job, console );
    console.write( options.json ? job.differences.json( before, after ) + '\n' : job.differences.text( before, after, console ) );

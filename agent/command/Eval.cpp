@@ -14,6 +14,8 @@ namespace Agent {
 
 namespace {
 
+constexpr size_t kWidestName = 40;   // of the summary's column; a longer one pushes its own row only
+
 /// How often each sequence had a say.
 struct Counts {
    explicit Counts( size_t sequences ) : hits( sequences ) {}
@@ -68,17 +70,17 @@ class EvalJob final : public RouteJob {
 };
 
 std::string summaryText( const RouteEvaluator & evaluator, const Counts & counts, const Console & console ) {
-   std::string text =
-      fmt::format( "{} routes, {} permitted, {} denied\n\n", counts.permitted + counts.denied, counts.permitted, counts.denied );
+   std::string text = fmt::format( "{}, {} permitted, {} denied\n\n", quantity( counts.permitted + counts.denied, "route" ),
+                                   counts.permitted, counts.denied );
    size_t width = std::string_view( "route map" ).size();
-   for( const auto & s : evaluator.sequences() ) width = std::max( width, s.routeMap.size() );
+   for( const auto & s : evaluator.sequences() ) width = std::max( width, std::min( s.shownName.size(), kWidestName ) );
    text += console.strong( fmt::format( "{:<{}}  {:>10}  {:<6}  {:>12}", "route map", width, "sequence", "action", "routes" ) ) + '\n';
    const auto row = [ & ]( std::string_view routeMap, std::string_view number, std::string_view action, uint64_t hits ) {
       text += fmt::format( "{:<{}}  {:>10}  {:<6}  {:>12}\n", routeMap, width, number, action, hits );
    };
    for( size_t i = 0; i < counts.hits.size(); ++i ) {
       const auto & s = evaluator.sequences()[ i ];
-      row( s.routeMap, std::to_string( s.number ), s.permits ? "permit" : "deny", counts.hits[ i ] );
+      row( s.shownName, std::to_string( s.number ), s.permits ? "permit" : "deny", counts.hits[ i ] );
    }
    row( "", "none", "deny", counts.noSequence );
    return text;
@@ -104,7 +106,7 @@ std::string timingText( const TableRunSummary & run ) {
 }   // namespace
 
 int eval( const EvalOptions & options, Console & console ) {
-   const auto policy = livePolicyOf( options.files, console );
+   const auto policy = livePolicyOf( options.files, console, options.json );
    const RouteEvaluator evaluator( routeMapOf( *policy, options.routeMap ) );
    EvalJob job( evaluator, options );
    const auto run = runTables( { options.tables, options.threads }, job, console );

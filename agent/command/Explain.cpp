@@ -1,6 +1,8 @@
 // routepolicy explain: why a route map answers a route as it does.
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "command/Commands.h"
 #include "command/PolicyFiles.h"
 #include "command/References.h"
@@ -160,18 +162,22 @@ class Explainer {
    const Console & console_;
 };
 
+struct ExplainBatch final : BatchResult {
+   bool found = false;
+};
+
 /// Explains the routes of one prefix.
 class ExplainJob final : public RouteJob {
  public:
    ExplainJob( const Explainer & explainer, const Ferule::IpGenPrefix & prefix ) : explainer_( explainer ), prefix_( prefix ) {}
-   std::unique_ptr<BatchResult> makeResult() override { return std::make_unique<BatchResult>(); }
+   std::unique_ptr<BatchResult> makeResult() override { return std::make_unique<ExplainBatch>(); }
    void evaluate( const TableRoute & route, BatchResult & result ) const override {
       if( route.prefix != prefix_ ) return;
       result.text += explainer_.answerTo( route );
-      found = true;
+      static_cast<ExplainBatch &>( result ).found = true;
    }
-   void take( BatchResult & ) override {}
-   mutable bool found = false;   // one thread evaluates
+   void take( BatchResult & result ) override { found |= std::exchange( static_cast<ExplainBatch &>( result ).found, false ); }
+   bool found = false;
 
  private:
    const Explainer & explainer_;
@@ -195,7 +201,7 @@ TableRoute routeOf( const ExplainOptions & options ) {
 
 int explain( const ExplainOptions & options, Console & console ) {
    const TableRoute route = routeOf( options );
-   const auto live = livePolicyOf( options.files, console );
+   const auto live = livePolicyOf( options.files, console, options.json );
    routeMapOf( *live, options.routeMap );
    const Explainer explainer( *live, options, console );
    if( options.tables.empty() ) {

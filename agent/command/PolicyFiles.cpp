@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 
+#include "command/Json.h"
 #include "live/HeldBack.h"
 #include "table/TextReader.h"
 
@@ -17,6 +18,7 @@ namespace {
 
 constexpr size_t kLongestName = 200;
 constexpr size_t kPiece = 1 << 16;
+constexpr size_t kDoubtsShown = 10;
 
 struct Close {
    void operator()( std::FILE * file ) const noexcept { std::fclose( file ); }
@@ -34,9 +36,35 @@ std::string allNames( const PolicyText & text ) {
    return more ? fmt::format( "{} and {} more", names, more ) : names;
 }
 
+// In files that say nothing of a policy: they tell what is wrong with it.
+void tellPassedOver( const PolicyText & text, Console & console ) {
+   size_t count = 0;
+   for( const auto & doubt : text.doubts ) {
+      const bool isStray = std::ranges::binary_search( text.strayFiles, doubt.place.file );
+      if( !isStray || doubt.kind != Doubt::Kind::passedOver || ++count > kDoubtsShown ) continue;
+      console.message( fmt::format( "{}:{}:{}: {}", text.files[ doubt.place.file ], doubt.place.line, doubt.place.column, doubt.text ) );
+   }
+   if( count > kDoubtsShown ) console.message( fmt::format( "and {} more", count - kDoubtsShown ) );
+}
+
+Json jsonOfErrors( std::initializer_list<const LineLoader *> loaders ) {
+   Json errors = Json::array();
+   for( const auto * loader : loaders )
+      for( const auto & e : loader->errors() ) {
+         Json error = jsonOf( loader->text(), e.place );
+         error[ "reason" ] = e.reason;
+         errors.push_back( std::move( error ) );
+      }
+   return { { "errors", std::move( errors ) } };
+}
+
 std::string reasonOf( HeldBackBy cause ) {
-   if( cause == HeldBackBy::cycle ) return "its calls come round in a ring";
-   return fmt::format( "its calls go deeper than {}", kDeepestCalls );
+   switch( cause ) {
+      case HeldBackBy::cycle: return "its calls come round in a ring";
+      case HeldBackBy::depth: return fmt::format( "its calls go deeper than {}", kDeepestCalls );
+      case HeldBackBy::number: return fmt::format( "an evaluation may come to more than {} calls", kMostCalls );
+   }
+   return {};
 }
 
 }   // namespace
@@ -49,7 +77,7 @@ std::string printableName( const std::string & name ) {
    return printable( name, kLongestName );
 }
 
-std::string contentOf( const std::string & file ) {
+std::string contentOf( const std::string & file, uint64_t limit ) {
    const auto failed = [ & ]( const char * what ) {
       return CommandError{ fmt::format( "{}: cannot {}: {}", displayName( file ), what, std::strerror( errno ) ) };
    };
@@ -57,12 +85,14 @@ std::string contentOf( const std::string & file ) {
    if( file != "-" && !opened ) throw failed( "open" );
    std::FILE * const from = opened ? opened.get() : stdin;
    std::string content;
-   for( ;; ) {
-      const size_t before = content.size();
-      content.resize( before + kPiece );
-      content.resize( before + std::fread( content.data() + before, 1, kPiece, from ) );
+   while( content.size() < limit ) {
+      const size_t before = content.size(), piece = std::min<uint64_t>( kPiece, limit - before );
+      content.resize( before + piece );
+      content.resize( before + std::fread( content.data() + before, 1, piece, from ) );
       if( content.size() == before ) break;
    }
+   if( content.size() == limit && std::fgetc( from ) != EOF )
+      throw CommandError{ fmt::format( "{}: longer than {} bytes", displayName( file ), limit ) };
    if( std::ferror( from ) ) throw failed( "read" );
    return content;
 }
@@ -71,18 +101,26 @@ LineLoader loadFiles( const std::vector<std::string> & files, Console & console 
    LineLoader loader;
    for( const auto & file : files ) loader.load( displayName( file ), contentOf( file ) );
    const PolicyText & text = loader.text();
-   const bool allStray = text == PolicyText() && loader.errors().empty();
-   for( const uint32_t file : text.strayFiles ) {
-      const std::string what = fmt::format( "{}: no line of a policy in it", text.files[ file ] );
-      if( allStray ) throw CommandError{ what };
-      console.message( what );
-   }
-   return loader;
+   if( text.strayFiles.empty() ) return loader;
+   reportErrors( loader, console, false );
+   tellPassedOver( text, console );
+   std::string names;
+   for( const uint32_t file : text.strayFiles ) names += ( names.empty() ? "" : ", " ) + text.files[ file ];
+   throw CommandError{ fmt::format( "{}: no line of a policy in {} (a table stands behind --in)", names,
+                                    text.strayFiles.size() == 1 ? "it" : "them" ) };
 }
 
-bool reportErrors( const LineLoader & loader, Console & console ) {
-   for( const auto & error : loader.errors() ) console.message( loader.toString( error ) );
-   return loader.errors().empty();
+bool reportErrors( std::initializer_list<const LineLoader *> loaders, Console & console, bool json ) {
+   bool none = true;
+   for( const auto * loader : loaders ) {
+      for( const auto & error : loader->errors() ) console.message( loader->toString( error ) );
+      none = none && loader->errors().empty();
+   }
+   if( !none && json ) {
+      console.line( jsonText( jsonOfErrors( loaders ) ) );
+      console.flush();
+   }
+   return none;
 }
 
 void mentionPassedOver( const PolicyText & text, Console & console ) {
@@ -92,15 +130,22 @@ void mentionPassedOver( const PolicyText & text, Console & console ) {
                                  count == 1 ? "line is" : "lines are", count == 1 ? "s" : "" ) );
 }
 
-std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Console & console ) {
+std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json ) {
+   size_t errors = 0;
+   for( const auto * loader : loaders ) errors += loader->errors().size();
+   if( !reportErrors( loaders, console, json ) ) throw CommandError{ quantity( errors, "error" ) + ", nothing was applied" };
+   std::vector<std::unique_ptr<LivePolicy>> policies;
+   for( const auto * loader : loaders ) {
+      mentionPassedOver( loader->text(), console );
+      policies.push_back( std::make_unique<LivePolicy>() );
+      policies.back()->apply( loader->text() );
+   }
+   return policies;
+}
+
+std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Console & console, bool json ) {
    const LineLoader loader = loadFiles( files, console );
-   if( !reportErrors( loader, console ) )
-      throw CommandError{ fmt::format( "{} error{}, nothing was applied", loader.errors().size(),
-                                       loader.errors().size() == 1 ? "" : "s" ) };
-   mentionPassedOver( loader.text(), console );
-   auto policy = std::make_unique<LivePolicy>();
-   policy->apply( loader.text() );
-   return policy;
+   return std::move( livePoliciesOf( { &loader }, console, json ).front() );
 }
 
 Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMapOf( const LivePolicy & policy, const std::string & name ) {

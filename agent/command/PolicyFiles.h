@@ -2,6 +2,8 @@
 /// From the files on the command line to a policy that is in force.
 #pragma once
 
+#include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,26 +14,34 @@
 
 namespace Agent {
 
-/// The bytes of a file, of standard input for "-". Errors: CommandError that names it.
-std::string contentOf( const std::string & file );
+constexpr uint64_t kLongestFile = uint64_t( 1 ) << 30;   // bytes; a policy of 500,000 lines has 30 million
+
+/// The bytes of a file, of standard input for "-". Errors: CommandError that names it, also for one that is longer than `limit`.
+std::string contentOf( const std::string & file, uint64_t limit = kLongestFile );
 /// As messages call it.
 std::string displayName( const std::string & file );
 
 /// A name out of a policy, as messages show it: printable, and of bounded length.
 std::string printableName( const std::string & name );
 
-/// Reads the files as one configuration, with a message for each that says something, but nothing of a policy: it is another file than
-/// was meant. Errors: CommandError for one that cannot be read, and where all there is says nothing of a policy.
+/// Reads the files as one configuration. Errors: CommandError for one that cannot be read; and for those that say something, but nothing
+/// of a policy, as other files were meant: behind a message for each error, and for each line of theirs that looks like a policy's.
 LineLoader loadFiles( const std::vector<std::string> & files, Console & console );
 
-/// What is wrong with a text, a message each; and then whether there was nothing.
-bool reportErrors( const LineLoader & loader, Console & console );
+/// What is wrong with texts, a message each; with `json`, also one document on standard output for all. Then whether there was nothing.
+///    {"errors":[{"file":"edge.conf","line":3,"column":12,"reason":"..."}]}
+bool reportErrors( std::initializer_list<const LineLoader *> loaders, Console & console, bool json );
+inline bool reportErrors( const LineLoader & loader, Console & console, bool json ) {
+   return reportErrors( { &loader }, console, json );
+}
 
 /// A message when lines that look like a policy's were passed over. For commands that go on, and do not tell which.
 void mentionPassedOver( const PolicyText & text, Console & console );
 
-/// The policy of these files. Errors: CommandError, behind a message for each error in them.
-std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Console & console );
+/// Puts into force what was loaded, in the order given. Errors: CommandError, behind what reportErrors() says, where anything is wrong.
+std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json );
+/// The policy of these files. Errors: as of loading and of that.
+std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Console & console, bool json );
 
 /// The route map of that name, as it is in force. Errors: CommandError where there is none, with what comes near; or where it
 /// is held back.

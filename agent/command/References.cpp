@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "command/PolicyFiles.h"
-#include "table/TextReader.h"
 #include "text/MatchForms.h"
 #include "text/Spelling.h"
 
@@ -18,7 +17,6 @@ namespace Agent {
 namespace {
 
 constexpr size_t kMostSuggestions = 3;
-constexpr size_t kLongestLine = 200;   // of an application
 
 constexpr ThingKind kKinds[] = { ThingKind::ipv4PrefixList, ThingKind::ipv6PrefixList, ThingKind::ipv4AccessList, ThingKind::ipv6AccessList,
                                  ThingKind::tagSet,         ThingKind::communityList,  ThingKind::asPathList,     ThingKind::routeMap };
@@ -109,6 +107,13 @@ bool isDefined( const PolicyText & text, const Thing & thing ) {
    return false;
 }
 
+std::vector<ThingKind> kindsCalled( std::string_view name, const PolicyText & text ) {
+   std::vector<ThingKind> kinds;
+   for( const ThingKind kind : kKinds )
+      if( isDefined( text, { kind, name } ) ) kinds.push_back( kind );
+   return kinds;
+}
+
 std::vector<Thing> thingsCalled( std::string_view name, const PolicyText & text, const References & references ) {
    std::vector<Thing> things;
    for( const ThingKind kind : kKinds ) {
@@ -116,6 +121,17 @@ std::vector<Thing> thingsCalled( std::string_view name, const PolicyText & text,
       if( isDefined( text, thing ) || references.isUsed( thing ) ) things.push_back( thing );
    }
    return things;
+}
+
+std::string joined( const std::vector<std::string> & parts, size_t most, std::string_view last ) {
+   std::string text;
+   const size_t count = std::min( parts.size(), most );
+   for( size_t i = 0; i < count; ++i ) {
+      if( i != 0 ) text += i + 1 == parts.size() ? last : ", ";
+      text += parts[ i ];
+   }
+   if( count < parts.size() ) text += fmt::format( " and {} more", parts.size() - count );
+   return text;
 }
 
 std::vector<std::string> namesLike( const std::string & name, const PolicyText & text ) {
@@ -134,27 +150,15 @@ std::vector<std::string> namesLike( const std::string & name, const PolicyText &
 }
 
 std::string unknownNameText( const std::string & name, const PolicyText & text ) {
-   const auto near = namesLike( name, text );
-   std::string reason = fmt::format( "there is nothing called {}", shown( name ) );
-   for( size_t i = 0; i < near.size(); ++i )
-      reason += fmt::format( "{}{}", i == 0 ? "; did you mean " : i + 1 == near.size() ? " or " : ", ", shown( near[ i ] ) );
-   return near.empty() ? reason : reason + '?';
+   std::vector<std::string> near;
+   for( const auto & like : namesLike( name, text ) ) near.push_back( shown( like ) );
+   const std::string reason = fmt::format( "there is nothing called {}", shown( name ) );
+   return near.empty() ? reason : fmt::format( "{}; did you mean {}?", reason, joined( near, kMostSuggestions, " or " ) );
 }
 
 // ---- applications
 
 namespace {
-
-ThingKind kindOf( const Application & application ) {   // with families: that of IPv4
-   switch( application.kind ) {
-      case Application::Kind::routeMap: return ThingKind::routeMap;
-      case Application::Kind::prefixList: return ThingKind::ipv4PrefixList;
-      case Application::Kind::accessList: return ThingKind::ipv4AccessList;
-      case Application::Kind::communityList: return ThingKind::communityList;
-      case Application::Kind::asPathList: return ThingKind::asPathList;
-   }
-   return {};
-}
 
 // Of both families, if its kind has any.
 std::vector<Thing> candidatesOf( const Application & application ) {
@@ -171,14 +175,19 @@ std::string_view nameOf( Application::Kind kind ) noexcept {
       case Application::Kind::prefixList: return "prefix-list";
       case Application::Kind::accessList: return "access-list";
       case Application::Kind::routeMap: return nameOf( ThingKind::routeMap );
-      case Application::Kind::communityList: return nameOf( ThingKind::communityList );
       case Application::Kind::asPathList: return nameOf( ThingKind::asPathList );
    }
    return {};
 }
 
-std::string textOf( const Application & application ) {
-   return printable( application.line, kLongestLine );
+ThingKind kindOf( const Application & application ) noexcept {
+   switch( application.kind ) {
+      case Application::Kind::routeMap: return ThingKind::routeMap;
+      case Application::Kind::prefixList: return ThingKind::ipv4PrefixList;
+      case Application::Kind::accessList: return ThingKind::ipv4AccessList;
+      case Application::Kind::asPathList: return ThingKind::asPathList;
+   }
+   return {};
 }
 
 bool isDefined( const PolicyText & text, const Application & application ) {

@@ -42,6 +42,8 @@ struct Thing {
 std::string textOf( const Thing & thing );
 
 bool isDefined( const PolicyText & text, const Thing & thing );
+/// In which kinds there is a thing of that name.
+std::vector<ThingKind> kindsCalled( std::string_view name, const PolicyText & text );
 
 /// Calls `visit( thing, what the text has of it )` for all that is there: by kind, and by name.
 template <class Visit>
@@ -90,8 +92,8 @@ std::string textOf( const Reference & reference );
 
 /// As lines of other stanzas call it, which tell no family: "prefix-list".
 std::string_view nameOf( Application::Kind kind ) noexcept;
-/// Its line; printable, and of bounded length.
-std::string textOf( const Application & application );
+/// Of what it applies: that of IPv4, where there are two.
+ThingKind kindOf( const Application & application ) noexcept;
 /// Whether there is what it applies, in whichever family.
 bool isDefined( const PolicyText & text, const Application & application );
 
@@ -108,8 +110,6 @@ class References {
    std::span<const Reference> all() const noexcept { return all_; }
    /// Those to one thing, in the same order.
    std::span<const Reference * const> to( const Thing & thing ) const;
-   /// By what they are to: also to things that there are not.
-   const std::map<Thing, std::vector<const Reference *>> & byThing() const noexcept { return byThing_; }
    /// The lines of other stanzas that apply a thing, in the order of the text. A list that there is in both families is applied in both,
    /// and one that there is in none in those in which a clause names it, or in that of IPv4.
    std::span<const Application * const> applicationsOf( const Thing & thing ) const;
@@ -129,6 +129,9 @@ class References {
 
 /// All kinds in which there is a thing of that name, or in which one is referred to or applied. `name` outlives what comes back.
 std::vector<Thing> thingsCalled( std::string_view name, const PolicyText & text, const References & references );
+
+/// "A, B and C"; "A, B and 12 more" for more than `most`. `last` stands before the last one.
+std::string joined( const std::vector<std::string> & parts, size_t most, std::string_view last );
 
 /// The names in a policy that come nearest to one that is not in it, the best first; none when none comes near.
 std::vector<std::string> namesLike( const std::string & name, const PolicyText & text );

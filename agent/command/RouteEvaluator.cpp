@@ -1,6 +1,6 @@
 #include "command/RouteEvaluator.h"
 
-#include <set>
+#include "command/PolicyFiles.h"
 
 namespace Agent {
 
@@ -47,10 +47,11 @@ RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap ) : r
 }
 
 void RouteEvaluator::addSequences( const RouteMapStatus & routeMap ) {
+   const std::string name( routeMap.name().view() ), shown = printableName( name );
    for( auto i = routeMap.seqStatus().first(); i; i.next() ) {
       const bool isNew = indexOf_.emplace( i.value().get(), static_cast<uint32_t>( sequences_.size() ) ).second;
       if( !isNew ) return;   // a route map that was met before
-      sequences_.push_back( { std::string( routeMap.name().view() ), i.key(), i.value()->matchAction() == MatchPermit::permit } );
+      sequences_.push_back( { name, shown, i.key(), i.value()->matchAction() == MatchPermit::permit } );
    }
    for( auto i = routeMap.seqStatus().first(); i; i.next() )
       if( const auto * called = i.value()->subRouteMapRawPtr() ) addSequences( *called );

@@ -27,6 +27,7 @@ class RouteEvaluator {
  public:
    struct Sequence {
       std::string routeMap;
+      std::string shownName;   // of the route map, printable and bounded
       uint32_t number = 0;
       bool permits = true;
       friend bool operator==( const Sequence &, const Sequence & ) = default;

@@ -41,7 +41,7 @@ std::string numberOrNone( uint32_t number ) {
 std::vector<Attribute> attributesOf( const AgentResult & from, const AgentResult & to ) {
    return { { "distance", "distance", numberOrNone( uint32_t( from.preference() ) ), numberOrNone( uint32_t( to.preference() ) ) },
             { "metric", "metric", decimal( from.metric() ), decimal( to.metric() ) },
-            { "tag", "tag", numberOrNone( from.tag() ), numberOrNone( to.tag() ) },
+            { "tag", "tag", numberOrNone( from.tag() ), from.tag() ? std::to_string( to.tag() ) : numberOrNone( to.tag() ) },
             { "local-preference", "localPreference", numberOrNone( from.localPreference ), numberOrNone( to.localPreference ) },
             { "community", "communities", communitiesText( from.communities ), communitiesText( to.communities ), true } };
 }
@@ -77,7 +77,7 @@ std::string textOf( const std::vector<RouteEvaluator::Sequence> & all, const std
    const std::string * last = nullptr;
    for( const uint32_t i : indices ) {
       if( !text.empty() ) text += ", ";
-      if( !last || *last != all[ i ].routeMap ) text += all[ i ].routeMap + ' ';
+      if( !last || *last != all[ i ].routeMap ) text += all[ i ].shownName + ' ';
       text += std::to_string( all[ i ].number );
       last = &all[ i ].routeMap;
    }
@@ -117,10 +117,21 @@ std::string attributesOf( const TableRoute & route ) {
    return text;
 }
 
+void appendName( std::string & to, const TableRoute & route ) {
+   to += route.prefix.toStrep().view();
+   if( route.nextHop.af() != Ferule::AddressFamily{} ) to.append( " via " ).append( route.nextHop.toStrep().view() );
+}
+
+void appendJsonName( std::string & to, const TableRoute & route ) {
+   to.append( "\"prefix\":\"" ).append( route.prefix.toStrep().view() ).append( "\"" );
+   if( route.nextHop.af() != Ferule::AddressFamily{} )
+      to.append( ",\"nextHop\":\"" ).append( route.nextHop.toStrep().view() ).append( "\"" );
+}
+
 void appendLine( std::string & to, const RouteEvaluator & evaluator, const TableRoute & route, const RouteAnswer & answer ) {
    auto out = std::back_inserter( to );
-   fmt::format_to( out, "{:<6}  {}", answer.permitted ? "permit" : "deny", route.prefix.toStrep().view() );
-   if( route.nextHop.af() != Ferule::AddressFamily{} ) fmt::format_to( out, " via {}", route.nextHop.toStrep().view() );
+   fmt::format_to( out, "{:<6}  ", answer.permitted ? "permit" : "deny" );
+   appendName( to, route );
    if( answer.permitted )
       if( const std::string changes = changesOf( route, answer.result ); !changes.empty() ) fmt::format_to( out, "  {}", changes );
    fmt::format_to( out, "  by {}\n", answer.sequences.empty() ? "no sequence" : textOf( evaluator.sequences(), answer.sequences ) );
@@ -177,10 +188,9 @@ void appendJsonSequences( std::string & to, const std::vector<RouteEvaluator::Se
 }
 
 void appendJson( std::string & to, const RouteEvaluator & evaluator, const TableRoute & route, const RouteAnswer & answer ) {
-   auto out = std::back_inserter( to );
-   fmt::format_to( out, "{{\"prefix\":\"{}\"", route.prefix.toStrep().view() );
-   if( route.nextHop.af() != Ferule::AddressFamily{} ) fmt::format_to( out, ",\"nextHop\":\"{}\"", route.nextHop.toStrep().view() );
-   fmt::format_to( out, ",\"verdict\":\"{}\"", answer.permitted ? "permit" : "deny" );
+   to += '{';
+   appendJsonName( to, route );
+   fmt::format_to( std::back_inserter( to ), ",\"verdict\":\"{}\"", answer.permitted ? "permit" : "deny" );
    if( answer.permitted ) appendJsonChanges( to, route, answer.result );
    appendJsonSequences( to, evaluator.sequences(), answer.sequences );
    to += '}';

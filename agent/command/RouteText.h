@@ -9,7 +9,7 @@
 
 namespace Agent {
 
-/// "EDGE-IN 30", and "CUSTOMERS 10, EDGE-IN 30, 60" for several.
+/// "EDGE-IN 30", and "CUSTOMERS 10, EDGE-IN 30, 60" for several; printable.
 std::string textOf( const std::vector<RouteEvaluator::Sequence> & all, const std::vector<uint32_t> & indices );
 
 /// What differs between two states of a route: "distance 20, metric 5 -> 10, community 64500:1 -> none"; empty for nothing.
@@ -23,6 +23,10 @@ inline std::string changesOf( const TableRoute & route, const AgentResult & resu
 std::string attributesOf( const TableRoute & route );
 
 std::string communitiesText( const std::vector<uint32_t> & communities );
+
+/// What tells a route from others of its table: "198.18.1.0/24 via 192.0.2.17"; and as members of a JSON object. Both append.
+void appendName( std::string & to, const TableRoute & route );
+void appendJsonName( std::string & to, const TableRoute & route );
 
 /// "permit  198.18.1.0/24 via 192.0.2.17  distance 20  by EDGE-IN 30"; appends, with a line end.
 void appendLine( std::string & to, const RouteEvaluator & evaluator, const TableRoute & route, const RouteAnswer & answer );

@@ -19,7 +19,7 @@ struct ShadowedLine {
    friend bool operator==( const ShadowedLine &, const ShadowedLine & ) = default;
 };
 
-/// Ascending. What only several lines together take is not found. Cost: of sorting the lines.
+/// Ascending. What only several lines together take is not found. Cost: of sorting the lines, whatever they are.
 std::vector<ShadowedLine> shadowedLinesOf( const PrefixListText & list );
 
 }   // namespace Agent

@@ -10,7 +10,7 @@
 #include "command/Json.h"
 #include "command/PolicyFiles.h"
 #include "command/References.h"
-#include "table/TextReader.h"
+#include "text/Printable.h"
 #include "text/TextWriter.h"
 
 namespace Agent {
@@ -20,7 +20,7 @@ namespace {
 using Routing::Policy::RouteMapSeqStatus;
 using Routing::Policy::RouteMapStatus;
 
-constexpr size_t kMostUsers = 8;        // in one line
+constexpr size_t kMostNames = 8;        // in one line
 constexpr size_t kLongestText = 1000;   // of a matcher or setter
 
 // ---- canonical lines
@@ -63,21 +63,13 @@ std::vector<const Reference *> usersOf( const Thing & thing, const References & 
    return users;
 }
 
-// "R 10, R 20"; "R 10, R 20 and 7 more" above kMostUsers. `word` makes one of them.
-template <class Part, class Word>
-std::string joined( const std::vector<Part> & parts, Word word ) {
-   std::string text;
-   const size_t count = std::min( parts.size(), kMostUsers );
-   for( size_t i = 0; i < count; ++i ) text += ( i == 0 ? "" : ", " ) + word( parts[ i ] );
-   return count < parts.size() ? fmt::format( "{} and {} more", text, parts.size() - count ) : text;
-}
-
 std::string usersText( const Thing & thing, const References & references ) {
    const auto users = usersOf( thing, references );
    const size_t applied = references.applicationsOf( thing ).size();
    if( users.empty() && applied == 0 ) return "used by nobody";
-   const std::string text = joined(
-      users, []( const Reference * r ) { return fmt::format( "{} {}", printableName( std::string( r->routeMap ) ), r->sequence ); } );
+   std::vector<std::string> sequences;
+   for( const auto * r : users ) sequences.push_back( fmt::format( "{} {}", printableName( std::string( r->routeMap ) ), r->sequence ) );
+   const std::string text = joined( sequences, kMostNames, ", " );
    if( applied == 0 ) return "used by " + text;
    return fmt::format( "used by {}{}{} line{} of other stanzas", text, text.empty() ? "" : ", ", applied, applied == 1 ? "" : "s" );
 }
@@ -116,15 +108,21 @@ struct CompiledSequence {
       const auto * r = reference( option );
       return r && !r->defined;
    }
+   bool isInverted( MatchOption option ) const {
+      const auto * r = reference( option );
+      return r && r->invert;
+   }
 };
 
 void writeSequence( const CompiledSequence & sequence, Console & console ) {
    const auto & status = sequence.status;
-   const auto part = [ & ]( std::string_view relation, const std::string & words, bool undefined = false ) {
-      console.line( fmt::format( "!    {} {}{}", relation, printable( words, kLongestText ), undefined ? " (undefined)" : "" ) );
+   const auto part = [ & ]( std::string_view relation, const std::string & words, std::string_view more = {} ) {
+      console.line( fmt::format( "!    {} {}{}", relation, printable( words, kLongestText ), more ) );
    };
    console.line( fmt::format( "! {} {}", status.seqno(), stringValue( status.matchAction() ) ) );
-   for( const auto & [ option, matcher ] : status.matcher() ) part( "matches", wordsOf( *matcher ), sequence.isUndefined( option ) );
+   for( const auto & [ option, matcher ] : status.matcher() )
+      part( "matches", wordsOf( *matcher ),
+            fmt::format( "{}{}", sequence.isInverted( option ) ? " invert" : "", sequence.isUndefined( option ) ? " (undefined)" : "" ) );
    if( const auto * call = sequence.reference( std::nullopt ) )
       console.line( fmt::format( "!    {}{}", clauseTextOf( *call ), call->defined ? "" : " (undefined)" ) );
    for( const auto & [ option, setter ] : status.setter() ) part( "sets", wordsOf( *setter ) );
@@ -136,8 +134,10 @@ Json jsonOfSequence( const CompiledSequence & sequence ) {
    Json json = { { "number", status.seqno() }, { "action", stringValue( status.matchAction() ) } };
    json[ "matchers" ] = Json::array();
    for( const auto & [ option, matcher ] : status.matcher() )
-      json[ "matchers" ].push_back(
-         { { "option", stringValue( option ) }, { "text", wordsOf( *matcher ) }, { "undefined", sequence.isUndefined( option ) } } );
+      json[ "matchers" ].push_back( { { "option", stringValue( option ) },
+                                      { "text", wordsOf( *matcher ) },
+                                      { "invert", sequence.isInverted( option ) },
+                                      { "undefined", sequence.isUndefined( option ) } } );
    json[ "setters" ] = Json::array();
    for( const auto & [ option, setter ] : status.setter() )
       json[ "setters" ].push_back( { { "option", stringValue( option ) }, { "text", wordsOf( *setter ) } } );
@@ -183,8 +183,9 @@ class Undefined {
       const auto things = of( routeMap );
       const bool below = callers_.contains( routeMap );
       if( things.empty() ) return below ? "nothing undefined but in what it calls" : "nothing undefined";
-      return fmt::format( "undefined: {}{}", joined( things, []( const Thing & t ) { return Agent::textOf( t ); } ),
-                          below ? ", and some in what it calls" : "" );
+      std::vector<std::string> names;
+      for( const Thing & thing : things ) names.push_back( Agent::textOf( thing ) );
+      return fmt::format( "undefined: {}{}", joined( names, kMostNames, ", " ), below ? ", and some in what it calls" : "" );
    }
 
  private:
@@ -290,7 +291,7 @@ class Show {
 
 int show( const ShowOptions & options, Console & console ) {
    if( options.name && options.name->empty() ) throw CommandError{ "NAME is empty" };
-   const auto policy = livePolicyOf( options.files, console );
+   const auto policy = livePolicyOf( options.files, console, options.json );
    Show show( *policy, options.json, console );
    forEachThing( policy->text(), [ & ]( const Thing & thing, const auto & text ) {
       if( !options.name || *options.name == thing.name ) show.add( thing, text );

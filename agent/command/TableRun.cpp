@@ -8,6 +8,7 @@
 #include <deque>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -49,10 +50,12 @@ struct Batch {
 class Workers {
  public:
    Workers( const RouteJob & job, unsigned threads ) : job_( job ) {
+      if( threads < 2 ) return;
       try {
-         for( unsigned i = 0; threads > 1 && i < threads; ++i ) threads_.emplace_back( [ this ] { work(); } );
+         threads_.reserve( threads );
+         while( threads_.size() < threads ) threads_.emplace_back( [ this ] { work(); } );
       } catch( const std::system_error & ) {   // as many as the system has
-      }
+      } catch( const std::bad_alloc & ) {}
    }
    ~Workers() {
       {
@@ -131,10 +134,11 @@ class Run final : public TableHandler {
    void finishTable( const TableSummary & table ) {
       if( broken_ > kBrokenShown ) console_.message( fmt::format( "{}: and {} more", name_, broken_ - kBrokenShown ) );
       if( !table.fault.empty() ) {
-         console_.message( fmt::format( "{}: not read to its end: {}", name_, table.fault ) );
+         console_.message( fmt::format( "{}: not read to its end, behind {}: {}", name_, quantity( table.routes, "route" ), table.fault ) );
          summary.whole = false;
       } else if( table.routes == 0 ) {
-         console_.message( fmt::format( "{}: no route in it", name_ ) );
+         const std::string passedOver = table.passedOver ? fmt::format( "; {} passed over", table.passedOver ) : "";
+         console_.message( fmt::format( "{}: no route in it{}", name_, passedOver ) );
          if( table.broken != 0 ) summary.whole = false;   // it is something else than a table
       }
    }
@@ -164,7 +168,7 @@ class Run final : public TableHandler {
       workers_.evaluate( *underWay_.back() );
       while( underWay_.size() > kBatchesAThread * workers_.count() ) takeFirst();
       secondsElsewhere += seconds() - begun;
-      console_.progress( fmt::format( "{}: {} routes", name_, summary.routes ) );
+      console_.progress( fmt::format( "{}: {}", name_, quantity( summary.routes, "route" ) ) );
    }
    void takeFirst() {
       auto batch = std::move( underWay_.front() );
@@ -207,10 +211,9 @@ TableRunSummary runTables( const TableRunOptions & options, RouteJob & job, Cons
    const double begun = seconds();
    Run run( job, options.threads, console );
    for( const auto & table : options.tables ) readOne( table, run, console );
-   const double readingEnded = seconds();
-   run.finish();
+   run.summary.secondsReading = seconds() - begun - run.secondsElsewhere;
+   run.finish();   // of what was read
    run.summary.seconds = seconds() - begun;
-   run.summary.secondsReading = readingEnded - begun - run.secondsElsewhere;
    return run.summary;
 }
 

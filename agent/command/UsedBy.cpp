@@ -50,8 +50,8 @@ std::vector<Use> usesOf( const Thing & thing, const References & references ) {
 // "edge.conf:14: neighbor 192.0.2.1 route-map EDGE-IN in"
 std::string lineOf( const PolicyText & text, const Application & application ) {
    const Place & place = application.place;
-   if( place.line == 0 || place.file >= text.files.size() ) return textOf( application );
-   return fmt::format( "{}:{}: {}", text.files[ place.file ], place.line, textOf( application ) );
+   if( place.line == 0 || place.file >= text.files.size() ) return application.line;
+   return fmt::format( "{}:{}: {}", text.files[ place.file ], place.line, application.line );
 }
 
 void writeText( const Thing & thing, const std::vector<Use> & uses, const PolicyText & text, Console & console ) {
@@ -100,7 +100,7 @@ Json jsonOfUses( const Thing & thing, const std::vector<Use> & uses, const Polic
 int usedBy( const UsedByOptions & options, Console & console ) {
    if( options.name.empty() ) throw CommandError{ "NAME is empty" };
    const LineLoader loader = loadFiles( options.files, console );
-   if( !reportErrors( loader, console ) ) return kExitError;
+   if( !reportErrors( loader, console, options.json ) ) return kExitError;
    const PolicyText & text = loader.text();
    mentionPassedOver( text, console );
    const References references( text );

@@ -30,13 +30,23 @@ Stamp stampOf( const std::string & file ) {
    return std::tuple<int64_t, int64_t, uint64_t, uint64_t>( s.st_mtim.tv_sec, s.st_mtim.tv_nsec, s.st_size, s.st_ino );
 }
 
+struct KeepBatch final : BatchResult {
+   std::vector<TableRoute> routes;
+};
+
 /// Keeps a table's routes.
 class KeepJob final : public RouteJob {
  public:
-   std::unique_ptr<BatchResult> makeResult() override { return std::make_unique<BatchResult>(); }
-   void evaluate( const TableRoute & route, BatchResult & ) const override { routes.push_back( route ); }
-   void take( BatchResult & ) override {}
-   mutable std::vector<TableRoute> routes;   // one thread evaluates
+   std::unique_ptr<BatchResult> makeResult() override { return std::make_unique<KeepBatch>(); }
+   void evaluate( const TableRoute & route, BatchResult & result ) const override {
+      static_cast<KeepBatch &>( result ).routes.push_back( route );
+   }
+   void take( BatchResult & result ) override {
+      auto & taken = static_cast<KeepBatch &>( result ).routes;
+      std::ranges::move( taken, std::back_inserter( routes ) );
+      taken.clear();
+   }
+   std::vector<TableRoute> routes;
 };
 
 class Watch {
@@ -47,25 +57,28 @@ class Watch {
       if( !options.tables.empty() && options.routeMap.empty() ) throw CommandError{ "--in needs --route-map: which one is asked?" };
       stamps_ = stamps();
       const LineLoader loader = loadFiles( options.files, console );
-      if( !reportErrors( loader, console ) ) throw CommandError{ "the policy is wrong from the start" };
+      if( !reportErrors( loader, console, options.json ) ) throw CommandError{ "the policy is wrong from the start" };
       mentionPassedOver( loader.text(), console );
       const auto report = policy_.apply( loader.text() );
       requireRouteMap();
-      KeepJob job;
-      if( !options.tables.empty() ) runTables( { options.tables, 1 }, job, console );
-      routes_ = std::move( job.routes );
+      readTables();
       evaluatorIs();
       tell( report, nullptr );
    }
 
-   /// Looks whether the files have changed.
+   /// Looks whether the files have changed. One that is being written is left to the next look.
    void step() {
       auto now = stamps();
-      if( now == stamps_ ) return;
+      const bool settled = now == std::exchange( seen_, now );
+      if( !settled || now == stamps_ ) return;
       stamps_ = std::move( now );
       try {
          reload();
-      } catch( const CommandError & e ) { console_.message( e.message + "; the last good policy stays in force" ); }
+      } catch( const CommandError & e ) {
+         if( options_.json ) console_.line( "{\"errors\":[{\"reason\":" + jsonString( e.message ) + "}]}" );
+         console_.flush();
+         keep( e.message );
+      }
    }
 
  private:
@@ -75,10 +88,19 @@ class Watch {
       return all;
    }
 
+   // What changes cannot be told of a part.
+   void readTables() {
+      KeepJob job;
+      if( !options_.tables.empty() && !runTables( { options_.tables, 1 }, job, console_ ).whole )
+         throw CommandError{ "watch needs the whole table" };
+      routes_ = std::move( job.routes );
+   }
+
+   void keep( const std::string & why ) { console_.message( why + "; the last good policy stays in force" ); }
    void reload() {
       const LineLoader loader = loadFiles( options_.files, console_ );
-      if( const size_t errors = loader.errors().size(); !reportErrors( loader, console_ ) )
-         throw CommandError{ fmt::format( "{} error{}", errors, errors == 1 ? "" : "s" ) };
+      if( !reportErrors( loader, console_, options_.json ) ) return keep( quantity( loader.errors().size(), "error" ) );
+      if( loader.text() == PolicyText() && !( policy_.text() == PolicyText() ) ) throw CommandError{ "nothing of the policy is left" };
       mentionPassedOver( loader.text(), console_ );
       const auto report = policy_.apply( loader.text() );
       if( evaluator_ ) last_ = std::move( evaluator_ );
@@ -119,8 +141,7 @@ class Watch {
    }
    std::string textOf( const ApplyReport & report, const std::optional<Differences> & differences, const RouteEvaluator * before ) const {
       std::string text =
-         console_.strong( fmt::format( "{} edit{} in {:.3f} ms", report.edits, report.edits == 1 ? "" : "s", 1e3 * report.took.count() ) ) +
-         '\n';
+         console_.strong( fmt::format( "{} in {:.3f} ms", quantity( report.edits, "edit" ), 1e3 * report.took.count() ) ) + '\n';
       for( const auto & name : report.republished )
          text += fmt::format( "   {} {}\n", policy_.routeMap( name ) ? "published" : "withdrawn", printableName( name ) );
       if( differences ) text += differences->text( *before, *evaluator_, console_ );
@@ -140,7 +161,8 @@ class Watch {
    const WatchOptions & options_;
    Console & console_;
    LivePolicy policy_;
-   std::vector<Stamp> stamps_;
+   std::vector<Stamp> stamps_;   // of what was read last
+   std::vector<Stamp> seen_;     // at the last look
    std::vector<TableRoute> routes_;
    std::unique_ptr<RouteEvaluator> evaluator_;
    std::unique_ptr<RouteEvaluator> last_;   // before; of the time before the route map went, where it has gone meanwhile

@@ -11,25 +11,26 @@ namespace Agent {
 std::map<std::string, HeldBackBy> routeMapsHeldBack( const PolicyText::ByName<RouteMapText> & routeMaps ) {
    struct Node {
       const std::string * name;
-      size_t calls = 0;   // of those in question
-      size_t depth = 0;   // of the calls below it
+      size_t open = 0;     // of its calls: those of route maps in question
+      size_t depth = 0;    // of the calls below it
+      size_t number = 0;   // of them, each as often as it may be followed; no more than one too many
       std::vector<Node *> callers;
    };
    std::unordered_map<std::string_view, Node> nodes;
-   for( const auto & [ name, routeMap ] : routeMaps ) nodes.emplace( name, Node{ &name, 0, 0, {} } );
+   for( const auto & [ name, routeMap ] : routeMaps ) nodes.emplace( name, Node{ &name, 0, 0, 0, {} } );
    for( const auto & [ name, routeMap ] : routeMaps )
       for( const auto & [ number, sequence ] : routeMap.sequences ) {
          const auto called = sequence.call ? nodes.find( sequence.call->name ) : nodes.end();
          if( called == nodes.end() ) continue;
          Node & caller = nodes.at( name );
-         ++caller.calls;
+         ++caller.open;
          called->second.callers.push_back( &caller );
       }
 
    std::map<std::string, HeldBackBy> held;
    std::vector<const Node *> settled;
    for( const auto & [ name, node ] : nodes )
-      if( node.calls == 0 )
+      if( node.open == 0 )
          settled.push_back( &node );
       else
          held.emplace( name, HeldBackBy::cycle );
@@ -38,10 +39,13 @@ std::map<std::string, HeldBackBy> routeMapsHeldBack( const PolicyText::ByName<Ro
       settled.pop_back();
       for( Node * caller : node.callers ) {
          caller->depth = std::max( caller->depth, node.depth + 1 );
-         if( --caller->calls != 0 ) continue;
+         caller->number = std::min( caller->number + 1 + node.number, kMostCalls + 1 );
+         if( --caller->open != 0 ) continue;
          settled.push_back( caller );
          if( caller->depth > kDeepestCalls )
             held.at( *caller->name ) = HeldBackBy::depth;
+         else if( caller->number > kMostCalls )
+            held.at( *caller->name ) = HeldBackBy::number;
          else
             held.erase( *caller->name );
       }

@@ -30,7 +30,8 @@ class LivePolicy {
    LivePolicy & operator=( const LivePolicy & ) = delete;
 
    /// Turns the difference between the text in force and this one into edits of the live configuration, and runs until all has
-   /// settled. `text` is free of errors. Cost: of what differs, and of each list that does, whole.
+   /// settled. `text` is free of errors. Cost: of what differs, and of each list that does, whole;
+   /// besides, of comparing both texts, and of a walk over all calls of route maps.
    ApplyReport apply( PolicyText text );
    /// What is in force.
    const PolicyText & text() const noexcept;

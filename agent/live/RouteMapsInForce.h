@@ -11,7 +11,8 @@
 
 namespace Agent {
 
-/// The route maps of the text in force, but for those that a cycle of calls holds back: to all others, these do not exist.
+/// The route maps of the text in force, but for those that are held back for their calls (HeldBack.h): to all others, these do not
+/// exist.
 /// Threading: the activity thread.
 class RouteMapsInForce {
  public:

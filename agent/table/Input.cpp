@@ -207,6 +207,8 @@ void Input::unpack( char *& out, char * outEnd ) {
    const bool last = next_ == end_ && !refill();
    if( streamEnded_ ) {
       if( last || !unpacker_->restart() ) return end();
+      next_ = std::find_if( next_, end_, []( char c ) { return c != '\0'; } );   // what fills the last block of a tape
+      if( next_ == end_ ) return;
       streamEnded_ = false;
    }
    const char * const nextBefore = next_;

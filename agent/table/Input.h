@@ -58,6 +58,7 @@ Compression compressionOf( std::string_view firstBytes ) noexcept;
 class Unpacker;
 
 /// The plain bytes of a source.
+/// Joined streams are one text, and zeros behind one of gzip mean nothing.
 /// A stream that is cut short or damaged, or a source that fails, ends the input with a fault; what was read before stays good.
 class Input {
  public:

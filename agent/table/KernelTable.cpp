@@ -12,6 +12,7 @@
 #include <string>
 #include <system_error>
 #include <unordered_map>
+#include <vector>
 
 #include "table/KernelProtocol.h"
 
@@ -171,25 +172,13 @@ struct KernelFault {
    throw KernelFault{ "cannot read the kernel's routes: " + std::generic_category().message( error ) };
 }
 
-/// Asks for one family's routes after the other, and hands them over.
-class KernelReader {
+/// The kernel itself.
+class KernelDump final : public RouteDump {
  public:
-   KernelReader( TableHandler & handler, TableSummary & summary ) : handler_( handler ), summary_( summary ) {
+   KernelDump() {
       if( !socket_ || mnl_socket_bind( socket_.get(), 0, MNL_SOCKET_AUTOPID ) < 0 ) throwSystemError();
    }
-
-   void read( unsigned char family ) {
-      ask( family );
-      for( bool ended = false; !ended; ) {
-         const ssize_t size = mnl_socket_recvfrom( socket_.get(), buffer_.data(), buffer_.size() );
-         if( size < 0 && errno == EINTR ) continue;
-         if( size < 0 ) throwSystemError();
-         ended = readMessages( static_cast<int>( size ), family );
-      }
-   }
-
- private:
-   void ask( unsigned char family ) {
+   void ask( unsigned char family ) override {
       nlmsghdr * header = mnl_nlmsg_put_header( buffer_.data() );
       header->nlmsg_type = RTM_GETROUTE;
       header->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
@@ -197,22 +186,58 @@ class KernelReader {
       static_cast<rtmsg *>( mnl_nlmsg_put_extra_header( header, sizeof( rtmsg ) ) )->rtm_family = family;
       if( mnl_socket_sendto( socket_.get(), header, header->nlmsg_len ) < 0 ) throwSystemError();
    }
+   std::string_view receive() override {
+      for( ;; ) {
+         const ssize_t size = mnl_socket_recvfrom( socket_.get(), buffer_.data(), buffer_.size() );
+         if( size >= 0 ) return { buffer_.data(), static_cast<size_t>( size ) };
+         if( errno != EINTR ) throwSystemError();
+      }
+   }
 
-   // Whether the last message has come.
-   bool readMessages( int size, unsigned char family ) {
-      for( const auto * m = reinterpret_cast<const nlmsghdr *>( buffer_.data() ); mnl_nlmsg_ok( m, size );
-           m = mnl_nlmsg_next( m, &size ) ) {
-         if( m->nlmsg_seq != family ) continue;
-         if( m->nlmsg_flags & NLM_F_DUMP_INTR ) summary_.fault = "the kernel's routes changed while they were read";
-         const std::string_view payload( static_cast<const char *>( mnl_nlmsg_get_payload( m ) ), mnl_nlmsg_get_payload_len( m ) );
-         switch( m->nlmsg_type ) {
-            case NLMSG_DONE:
-            case NLMSG_ERROR: checkError( payload ); return true;
-            case RTM_NEWROUTE: readRoute( payload, family ); break;
-            default: break;
+ private:
+   Socket socket_{ mnl_socket_open( NETLINK_ROUTE ) };
+   alignas( nlmsghdr ) std::array<char, 32768> buffer_;   // as much as the kernel gives at once
+};
+
+/// Asks for one family's routes after the other, and hands them over.
+class KernelReader {
+ public:
+   KernelReader( RouteDump & dump, TableHandler & handler, TableSummary & summary )
+         : dump_( dump ), handler_( handler ), summary_( summary ) {}
+
+   void read( unsigned char family ) {
+      bool whole = false;
+      for( unsigned tries = 0; !whole && tries < kTries; ++tries ) {
+         dump_.ask( family );
+         whole = receive( family );
+      }
+      if( !whole ) summary_.fault = "the kernel's routes changed while they were read";
+      for( const auto & message : messages_ ) readRoute( { message.data(), message.size() }, family );
+      messages_.clear();
+   }
+
+ private:
+   static constexpr unsigned kTries = 6;
+
+   // To the last message. Whether the routes stayed as they were meanwhile.
+   bool receive( unsigned char family ) {
+      messages_.clear();
+      bool ended = false, changed = false;
+      while( !ended ) {
+         const std::string_view bytes = dump_.receive();
+         int size = static_cast<int>( bytes.size() );
+         for( const auto * m = reinterpret_cast<const nlmsghdr *>( bytes.data() ); !ended && mnl_nlmsg_ok( m, size );
+              m = mnl_nlmsg_next( m, &size ) ) {
+            if( m->nlmsg_seq != family ) continue;
+            changed |= ( m->nlmsg_flags & NLM_F_DUMP_INTR ) != 0;
+            const auto * const payload = static_cast<const char *>( mnl_nlmsg_get_payload( m ) );
+            const size_t length = mnl_nlmsg_get_payload_len( m );
+            ended = m->nlmsg_type == NLMSG_DONE || m->nlmsg_type == NLMSG_ERROR;
+            if( ended ) checkError( { payload, length } );
+            if( m->nlmsg_type == RTM_NEWROUTE ) messages_.emplace_back( payload, payload + length );
          }
       }
-      return false;
+      return !changed;
    }
 
    // Both ends of an answer begin with an error's number, negative; 0 for none.
@@ -252,10 +277,10 @@ class KernelReader {
       return at->second;
    }
 
+   RouteDump & dump_;
    TableHandler & handler_;
    TableSummary & summary_;
-   Socket socket_{ mnl_socket_open( NETLINK_ROUTE ) };
-   alignas( nlmsghdr ) std::array<char, 32768> buffer_;   // as much as the kernel gives at once
+   std::vector<std::vector<char>> messages_;   // of the dump at hand
    std::unordered_map<uint32_t, std::string> interfaces_;
    InterfaceNames names_{ [ this ]( uint32_t index ) { return nameOfInterface( index ); } };
    uint64_t message_ = 0;
@@ -271,14 +296,26 @@ LineResult parseRouteMessage( std::string_view message, const InterfaceNames & n
    return MessageReader( header, message.substr( sizeof header ), names, route ).read();
 }
 
-TableSummary readKernelTable( TableHandler & handler ) {
+TableSummary readKernelTable( RouteDump & dump, TableHandler & handler ) {
    TableSummary summary;
    summary.form = TableForm::kernel;
    try {
-      KernelReader reader( handler, summary );
+      KernelReader reader( dump, handler, summary );
       for( const unsigned char family : { AF_INET, AF_INET6 } ) reader.read( family );
    } catch( const KernelFault & fault ) { summary.fault = fault.reason; }
    return summary;
+}
+
+TableSummary readKernelTable( TableHandler & handler ) {
+   try {
+      KernelDump dump;
+      return readKernelTable( dump, handler );
+   } catch( const KernelFault & fault ) {
+      TableSummary summary;
+      summary.form = TableForm::kernel;
+      summary.fault = fault.reason;
+      return summary;
+   }
 }
 
 }   // namespace Agent

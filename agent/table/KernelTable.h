@@ -21,7 +21,20 @@ using InterfaceNames = std::function<std::string_view( uint32_t index )>;
 /// divides, as netlink has it. `route` is set whole when it is a route; routes of other tables are nothing.
 LineResult parseRouteMessage( std::string_view message, const InterfaceNames & names, TableRoute & route );
 
-/// Asks the kernel. What the system refuses, and a table that changes while it is told, is the summary's fault.
+/// The kernel's routes as messages.
+class RouteDump {
+ public:
+   virtual ~RouteDump() = default;
+   /// Begins with the routes of a family anew; the messages have the family's number for their sequence number.
+   virtual void ask( unsigned char family ) = 0;
+   /// The next messages, the first at an address that four divides; they live until the next call.
+   virtual std::string_view receive() = 0;
+};
+
+/// Reads what a dump tells of both families. One that changes while it is told is asked for anew, a few times; what was told last is
+/// handed over, with a fault where it changed again.
+TableSummary readKernelTable( RouteDump & dump, TableHandler & handler );
+/// Asks the kernel. What the system refuses is the summary's fault.
 TableSummary readKernelTable( TableHandler & handler );
 
 }   // namespace Agent

@@ -3,13 +3,13 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "substrate/ferule/IpPrefix.h"
+#include "text/Constants.h"
 
 namespace Agent {
 
@@ -40,8 +40,6 @@ Ferule::IpGenAddr addressOf( Ferule::AddressFamily af, std::string_view bytes ) 
 
 /// Digits and nothing else, not above `max`.
 std::optional<uint64_t> parseNumber( std::string_view text, uint64_t max ) noexcept;
-
-constexpr uint64_t kMax32 = std::numeric_limits<uint32_t>::max();
 
 /// Ascending, each once.
 void sortCommunities( std::vector<uint32_t> & communities );

@@ -136,7 +136,17 @@ constexpr struct {
    std::string_view letters;
    std::string_view field;
 } kOtherWords[] = {
-   { "via", "next-hop" }, { "proto", "protocol" }, { "med", "metric" }, { "localpref", "local-preference" }, { "communities", "community" }
+   { "via", "next-hop" },
+   { "gateway", "next-hop" },
+   { "gw", "next-hop" },
+   { "proto", "protocol" },
+   { "med", "metric" },
+   { "dev", "interface" },
+   { "lp", "local-preference" },
+   { "pref", "local-preference" },
+   { "localpref", "local-preference" },
+   { "comm", "community" },
+   { "communities", "community" },
 };
 
 constexpr size_t kLongestMistake = 24;

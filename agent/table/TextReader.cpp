@@ -134,18 +134,4 @@ bool TextReader::fill() {
    return count != 0;
 }
 
-std::string printable( std::string_view text, size_t maxLength ) {
-   static constexpr char kDigits[] = "0123456789abcdef";
-   std::string out;
-   for( size_t i = 0; i < text.size(); ++i ) {
-      if( i == maxLength ) return out + "...";
-      const auto c = static_cast<unsigned char>( text[ i ] );
-      if( c >= 0x20 && c < 0x7f )
-         out += text[ i ];
-      else
-         ( ( out += "\\x" ) += kDigits[ c >> 4 ] ) += kDigits[ c & 15 ];
-   }
-   return out;
-}
-
 }   // namespace Agent

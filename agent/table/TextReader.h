@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "table/Input.h"
+#include "text/Constants.h"
+#include "text/Printable.h"
 
 namespace Agent {
 
@@ -63,12 +65,8 @@ class TextReader {
    bool lineEnded_ = true;   // the next character begins a line
 };
 
-constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
 constexpr bool isSpace( int c ) noexcept {
    return c == ' ' || ( c >= '\t' && c <= '\r' );
 }
-
-/// A text as it may stand in a message: at most `maxLength` characters of it, whatever is not printable ASCII as \xNN.
-std::string printable( std::string_view text, size_t maxLength );
 
 }   // namespace Agent

@@ -12,16 +12,18 @@ namespace {
 
 using Kind = Application::Kind;
 
+constexpr size_t kLongestName = 64;
+
 /// A word, and what the name behind it is of. Each has a hyphen.
 struct ApplyingWord {
    std::string_view word;
    Kind kind;
 };
 constexpr ApplyingWord kApplyingWords[] = {
-   { "route-map", Kind::routeMap },     { "prefix-list", Kind::prefixList },  { "distribute-list", Kind::accessList },
-   { "filter-list", Kind::asPathList }, { "access-class", Kind::accessList }, { "access-group", Kind::accessList },
-   { "table-map", Kind::routeMap },     { "unsuppress-map", Kind::routeMap }, { "suppress-map", Kind::routeMap },
-   { "exist-map", Kind::routeMap },     { "non-exist-map", Kind::routeMap },  { "advertise-map", Kind::routeMap },
+   { "route-map", Kind::routeMap },     { "prefix-list", Kind::prefixList }, { "distribute-list", Kind::accessList },
+   { "filter-list", Kind::asPathList }, { "table-map", Kind::routeMap },     { "unsuppress-map", Kind::routeMap },
+   { "suppress-map", Kind::routeMap },  { "exist-map", Kind::routeMap },     { "non-exist-map", Kind::routeMap },
+   { "advertise-map", Kind::routeMap }, { "attribute-map", Kind::routeMap },
 };
 
 bool isOneOf( std::string_view word, std::initializer_list<std::string_view> words ) {
@@ -46,8 +48,8 @@ class Walk {
    std::optional<Found> next() {
       while( !line_.atEnd() ) {
          const Token word = take();
-         if( count_ == 1 && isOneOf( word.text, { "match", "set" } ) ) break;                // a clause, wherever it belongs
-         if( isOneOf( word.text, { "description", "remark", "banner", "alias" } ) ) break;   // what follows is anybody's words
+         if( count_ == 1 && isOneOf( word.text, { "match", "set" } ) ) break;   // a clause, wherever it belongs
+         if( beginsRemark( word.text ) ) break;
          if( const auto * const applying = applyingWord( word.text ); applying && !defines() )
             if( const auto found = nameBehind( *applying ) ) return found;
       }
@@ -74,16 +76,23 @@ class Walk {
 
    std::optional<Found> nameBehind( const ApplyingWord & applying ) {
       Kind kind = applying.kind;
-      if( applying.word == "access-group" && !isOneOf( before_.text, { "ip", "ipv6" } ) ) return std::nullopt;
+      if( before_.text == "orf" ) return std::nullopt;   // "capability orf prefix-list both" names none
+      if( applying.word == "route-map" ) takeVpn();
       if( isOneOf( applying.word, { "distribute-list", "filter-list" } ) ) {
          if( isOneOf( line_.peek().text, { "prefix-list", "route-map" } ) ) return std::nullopt;   // which comes next itself
-         if( line_.peek().text == "prefix" ) {
+         if( isOneOf( line_.peek().text, { "prefix", "gateway" } ) ) {
             take();
             kind = Kind::prefixList;
          }
       }
       if( line_.atEnd() ) return std::nullopt;
       return Found{ kind, take() };
+   }
+
+   // "vpn import" and "vpn export" may stand before the name; and "vpn" may be one.
+   void takeVpn() {
+      LineCursor behind = line_;
+      if( ( behind.takeWords( "vpn import" ) || behind.takeWords( "vpn export" ) ) && !behind.atEnd() ) line_ = behind;
    }
 
    LineCursor line_;
@@ -110,6 +119,15 @@ bool addApplications( LineCursor line, std::vector<Application> & applications )
       applications.push_back( { found->kind, std::string( found->name.text ), printableLine( whole.text ), line.place( found->name ) } );
    }
    return applies;
+}
+
+void addOtherWords( LineCursor line, std::unordered_set<std::string> & words ) {
+   while( !line.atEnd() )
+      if( const Token word = line.take(); word.text.size() <= kLongestName ) words.insert( std::string( word.text ) );
+}
+
+bool beginsRemark( std::string_view word ) noexcept {
+   return isOneOf( word, { "description", "remark", "banner", "alias", "password", "log", "debug" } );
 }
 
 }   // namespace Agent

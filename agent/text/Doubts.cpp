@@ -5,8 +5,11 @@
 #include <iterator>
 #include <optional>
 
+#include <utility>
+
 #include <fmt/format.h>
 
+#include "text/Applications.h"
 #include "text/Spelling.h"
 
 namespace Agent {
@@ -65,15 +68,13 @@ const Key * nearestKey( const std::string & word ) {
       word, kKeys, []( const Key & key ) { return key.word; }, []( size_t size ) { return size / kLettersPerMistake; } );
 }
 
-const std::string_view * nearestClause( const std::string & word ) {
+// Also with its first operand grown to it: "match-tag".
+const std::string_view * nearestClause( std::string_view written ) {
+   for( const auto & clause : kClauseWords )
+      if( written.size() > clause.size() && written.starts_with( clause ) && written[ clause.size() ] == '-' ) return &clause;
+   const std::string word = folded( written );
    return nearest( word, kClauseWords, folded, []( size_t size ) { return std::min<size_t>( 2, ( size + 1 ) / 3 ); } );
 }
-
-/// How a line begins that looks like one of a policy, and why it is none.
-struct LookAlike {
-   std::string words;   // printable
-   std::string reason;
-};
 
 // `family` is the line's first word.
 std::string reasonOf( const Key & key, std::string_view family ) {
@@ -86,19 +87,33 @@ std::string reasonOf( const Key & key, std::string_view family ) {
    return begin( alternatives( { key.ipv4Form, key.ipv6Form } ) );
 }
 
-std::optional<LookAlike> lookAlike( LineCursor line, bool endsSequence ) {
+// Of a line behind the words of that form: whether it says what such lines say. The rest need not be right.
+bool defines( LineCursor line, std::string_view form ) {
+   if( form == "bgp community-list" && !line.takeWords( "standard" ) ) line.takeWords( "expanded" );
+   line.take();   // the name
+   if( form == "tag-set" ) return !line.atEnd() && line.peek().text.find_first_not_of( "0123456789" ) == std::string_view::npos;
+   if( line.takeWords( "seq" ) ) line.take();
+   return line.peek().text == "permit" || line.peek().text == "deny";
+}
+
+constexpr char kOutside[] = "stands outside of a sequence, and is passed over";
+
+}   // namespace
+
+std::optional<Doubts::LookAlike> Doubts::lookAlike( LineCursor line, bool endsSequence ) {
    std::string_view words[ 3 ];
    for( auto & word : words ) word = line.take().text;
    const std::string first = folded( words[ 0 ] ), second = folded( words[ 1 ] );
 
    const std::string lower = lowerCase( words[ 0 ].substr( 0, kLongestWord ) );
-   if( std::ranges::find( kClauseWords, lower ) != std::end( kClauseWords ) )
-      return LookAlike{ printable( words[ 0 ] ), "stands outside of a sequence, and is passed over" };
-   // Behind these stand anybody's words; and no list here is of hardware addresses.
-   if( lower == "description" || lower == "remark" || lower == "banner" || lower == "alias" || lower == "mac" ) return std::nullopt;
-   if( const auto * const clause = endsSequence ? nearestClause( first ) : nullptr )
+   if( std::ranges::find( kClauseWords, lower ) != std::end( kClauseWords ) ) return LookAlike{ printable( words[ 0 ] ), kOutside };
+   if( beginsRemark( lower ) || lower == "mac" ) return std::nullopt;   // no list here is of hardware addresses
+   if( const auto * const clause = endsSequence ? nearestClause( words[ 0 ] ) : nullptr )
       return LookAlike{ printable( words[ 0 ] ),
                         fmt::format( "ends the sequence, and is passed over; did you mean {}?", inQuotes( *clause ) ) };
+
+   // Of another dialect's filter of packets. A route map that matches on it matches on what there is not, which is told elsewhere.
+   if( words[ 1 ] == "access-list" && ( lower == "ip" || lower == "ipv6" ) ) return std::nullopt;
 
    const auto found = [ & ]( const Key & key, size_t count ) {
       std::string begin = printable( words[ 0 ] );
@@ -112,7 +127,16 @@ std::optional<LookAlike> lookAlike( LineCursor line, bool endsSequence ) {
    return std::nullopt;
 }
 
-}   // namespace
+// A line of a list or of a route map, which its indentation makes one of another stanza.
+std::optional<Doubts::LookAlike> Doubts::indentedPolicy( const LineCursor & line ) {
+   for( const Key & key : kKeys )
+      for( const auto form : { key.ipv4Form, key.ipv6Form } ) {
+         LineCursor behind = line;
+         if( !form.empty() && behind.takeWords( form ) && defines( behind, form ) )
+            return LookAlike{ std::string( form ), "is indented, and so belongs to the stanza above" };
+      }
+   return std::nullopt;
+}
 
 void Doubts::endFile() {
    for( const auto & [ words, alike ] : alike_ )
@@ -121,13 +145,21 @@ void Doubts::endFile() {
 }
 
 void Doubts::passedOver( LineCursor line, bool endsSequence ) {
+   const bool indented = line.indented();
    if( lowerCase( line.peek().text.substr( 0, 3 ) ) == "no" ) line.take();
    const Place place = line.place( line.peek() );
-   const auto found = lookAlike( line, endsSequence );
-   if( !found ) return;
-   const auto [ at, isNew ] = alike_.try_emplace( found->words, Alike{ doubts_.size(), 0 } );
+   if( const auto found = indented ? indentedPolicy( line ) : lookAlike( line, endsSequence ) ) notePassedOver( *found, place );
+}
+
+void Doubts::strayClause( LineCursor line ) {
+   line.takeWords( "no" );
+   notePassedOver( { printable( line.peek().text ), kOutside }, line.place( line.peek() ) );
+}
+
+void Doubts::notePassedOver( const LookAlike & found, const Place & place ) {
+   const auto [ at, isNew ] = alike_.try_emplace( found.words, Alike{ doubts_.size(), 0 } );
    ++at->second.lines;
-   if( isNew ) doubts_.push_back( { Doubt::Kind::passedOver, place, fmt::format( "\"{}\" {}", found->words, found->reason ) } );
+   if( isNew ) doubts_.push_back( { Doubt::Kind::passedOver, place, fmt::format( "\"{}\" {}", found.words, found.reason ) } );
 }
 
 void Doubts::replaced( std::string_view whose, std::string_view was, const Place & before, std::string_view is, const Place & now ) {
@@ -136,13 +168,22 @@ void Doubts::replaced( std::string_view whose, std::string_view was, const Place
                                      inQuotes( is ) ) } );
 }
 
-void Doubts::wildcard( const Place & place, uint32_t bits ) {
+void Doubts::wildcard( const Place & place, uint32_t address, uint32_t bits ) {
+   const auto tell = [ & ]( std::string what ) { doubts_.push_back( { Doubt::Kind::netmask, place, std::move( what ) } ); };
+   const auto text = []( uint32_t a ) { return std::string( Ferule::IpAddr( a ).toStrep().view() ); };
    const int ones = std::countl_one( bits );
-   if( ones == 0 || ones == 32 || ones + std::countr_zero( bits ) != 32 ) return;
-   const auto text = []( uint32_t address ) { return std::string( Ferule::IpAddr( address ).toStrep().view() ); };
-   doubts_.push_back( { Doubt::Kind::netmask, place,
-                        fmt::format( "\"{}\" is a wildcard here, which is a netmask elsewhere; the wildcard of that netmask is {}",
-                                     text( bits ), text( ~bits ) ) } );
+   if( ones + std::countr_zero( bits ) < 32 ) return;   // of no netmask's shape
+   if( bits == 0 ) {
+      if( address == 0 )
+         tell( "\"0.0.0.0\" is a wildcard here, and this the address 0.0.0.0 alone; what matches every address is \"any\"" );
+   } else if( ones == 32 ) {
+      if( address != 0 )
+         tell( fmt::format( "\"255.255.255.255\" is a wildcard here, under which every address matches; {} alone has none",
+                            text( address ) ) );
+   } else if( ones != 0 ) {
+      tell( fmt::format( "\"{}\" is a wildcard here, which is a netmask elsewhere; the wildcard of that netmask is {}", text( bits ),
+                         text( ~bits ) ) );
+   }
 }
 
 }   // namespace Agent

@@ -6,7 +6,7 @@ namespace Agent {
 
 namespace {
 
-constexpr std::string_view kBoundary = "(?:^|$|[ ,{}()])";
+constexpr std::string_view kBoundary = R"((?:^|$|[ ,{}()\[\]]))";
 
 // How many bytes a bracket expression that opens here has. A "]" that comes first is a member, as is one that ends a class: [[:digit:]].
 size_t bracketLength( std::string_view text ) {

@@ -1,7 +1,6 @@
 #include "text/LineCursor.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include <fmt/format.h>
@@ -9,9 +8,6 @@
 namespace Agent {
 
 namespace {
-
-constexpr size_t kLongestText = 64;
-constexpr size_t kLongestLine = 256;
 
 constexpr bool isBlank( char c ) noexcept {
    return c == ' ' || c == '\t' || c == '\r';
@@ -22,42 +18,15 @@ std::string_view withoutTrailingBlanks( std::string_view line ) noexcept {
    return line;
 }
 
-std::string printableStart( std::string_view text, size_t longest ) {
-   std::string result;
-   for( const char c : text.substr( 0, longest ) ) {
-      if( c >= ' ' && c < 0x7f )
-         result += c;
-      else
-         fmt::format_to( std::back_inserter( result ), "\\x{:02x}", static_cast<unsigned char>( c ) );
-   }
-   if( text.size() > longest ) result += "...";
-   return result;
+// How many bytes the control character has that the text begins with: those of ASCII, and in UTF-8 those from U+0080 to U+009F. 0 for
+// none, and for blanks.
+size_t controlBytes( std::string_view text ) noexcept {
+   const auto byte = [ & ]( size_t at ) { return static_cast<unsigned char>( text[ at ] ); };
+   if( ( byte( 0 ) < ' ' && !isBlank( text[ 0 ] ) ) || byte( 0 ) == 0x7f ) return 1;
+   return byte( 0 ) == 0xc2 && text.size() > 1 && byte( 1 ) >= 0x80 && byte( 1 ) < 0xa0 ? 2 : 0;
 }
 
 }   // namespace
-
-std::string printable( std::string_view text ) {
-   return printableStart( text, kLongestText );
-}
-
-std::string printableLine( std::string_view line ) {
-   std::string text( line.substr( 0, kLongestLine + 1 ) );
-   std::replace( text.begin(), text.end(), '\t', ' ' );
-   return printableStart( text, kLongestLine );
-}
-
-std::string inQuotes( std::string_view text ) {
-   return '"' + printable( text ) + '"';
-}
-
-std::string alternatives( std::initializer_list<std::string_view> words ) {
-   std::string result;
-   for( const auto * word = words.begin(); word != words.end(); ++word ) {
-      if( word != words.begin() ) result += word + 1 == words.end() ? " or " : ", ";
-      result += inQuotes( *word );
-   }
-   return result;
-}
 
 void throwExpected( std::string_view what, const Token & found ) {
    throw LineError{ found.column,
@@ -109,11 +78,9 @@ void LineCursor::expectEnd() const {
 }
 
 void LineCursor::expectNoControlBytes() const {
-   for( size_t at = 0; at < line_.size(); ++at ) {
-      const char c = line_[ at ];
-      if( ( static_cast<unsigned char>( c ) < ' ' && !isBlank( c ) ) || c == 0x7f )
-         throwExpected( "text", { line_.substr( at, 1 ), static_cast<uint32_t>( at + 1 ) } );
-   }
+   for( size_t at = 0; at < line_.size(); ++at )
+      if( const size_t size = controlBytes( line_.substr( at ) ) )
+         throwExpected( "text", { line_.substr( at, size ), static_cast<uint32_t>( at + 1 ) } );
 }
 
 }   // namespace Agent

@@ -3,11 +3,11 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
 #include <string>
 #include <string_view>
 
 #include "text/Place.h"
+#include "text/Printable.h"
 
 namespace Agent {
 
@@ -22,15 +22,6 @@ struct LineError {
    uint32_t column;
    std::string reason;
 };
-
-/// As printable ASCII, and no longer than can be read.
-std::string printable( std::string_view text );
-/// The same of a whole line, of which more can be read; a tab is a blank.
-std::string printableLine( std::string_view line );
-/// The same in quotation marks.
-std::string inQuotes( std::string_view text );
-/// "a", "b" or "c", each in quotation marks.
-std::string alternatives( std::initializer_list<std::string_view> words );
 
 /// "expected WHAT, found ..." at that token.
 [[noreturn]] void throwExpected( std::string_view what, const Token & found );
@@ -55,7 +46,7 @@ class LineCursor {
    Token takeRest( std::string_view what );
    /// Errors: LineError when something is left.
    void expectEnd() const;
-   /// Errors: LineError at the first byte that would do something to a terminal. No line of a policy needs one.
+   /// Errors: LineError at the first character that would do something to a terminal. No line of a policy needs one.
    void expectNoControlBytes() const;
 
  private:

@@ -1,6 +1,8 @@
 #include "text/LineLoader.h"
 
 #include <algorithm>
+#include <cstring>
+#include <functional>
 #include <set>
 #include <tuple>
 #include <utility>
@@ -8,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "text/Applications.h"
+#include "text/Constants.h"
 #include "text/Doubts.h"
 #include "text/LineCursor.h"
 #include "text/ListLines.h"
@@ -17,30 +20,24 @@ namespace Agent {
 
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";   // some editors begin a UTF-8 text with it
-
-auto keyOf( const Application & a ) {
-   return std::tuple( a.place.line, a.place.column, a.kind, std::string_view( a.name ) );
-}
-auto keyOf( const Doubt & d ) {
-   return std::tuple( d.place.line, d.place.column, d.kind, std::string_view( d.text ) );
-}
-
-// Of a file that is read again: takes off those behind the first `known` that are among these.
-template <class Note>
-void dropRepeated( std::vector<Note> & notes, size_t known, uint32_t file ) {
-   std::set<decltype( keyOf( notes.front() ) )> before;
-   for( size_t i = 0; i < known; ++i )
-      if( notes[ i ].place.file == file ) before.insert( keyOf( notes[ i ] ) );
-   const auto start = notes.begin() + static_cast<std::ptrdiff_t>( known );
-   notes.erase( std::remove_if( start, notes.end(), [ & ]( const Note & note ) { return before.contains( keyOf( note ) ); } ),
-                notes.end() );
+// Besides the standard library's.
+uint64_t secondHash( std::string_view bytes ) noexcept {
+   uint64_t hash = 0x9e3779b97f4a7c15u;
+   while( !bytes.empty() ) {
+      uint64_t word = 0;
+      const size_t size = std::min( bytes.size(), sizeof word );
+      std::memcpy( &word, bytes.data(), size );
+      bytes.remove_prefix( size );
+      hash = ( hash ^ word ) * 0xff51afd7ed558ccdu;
+      hash ^= hash >> 32;
+   }
+   return hash;
 }
 
 }   // namespace
 
 /// Tells the lines of a policy from those of other stanzas. A stanza is a line that begins with no word of a policy, and the indented
-/// lines behind it.
+/// lines behind it; an indented line that stands in none is read as it is.
 class LineLoader::Reader {
  public:
    void load( const std::string & file, std::string_view bytes );
@@ -49,32 +46,29 @@ class LineLoader::Reader {
    std::vector<TextError> errors;
 
  private:
-   /// Whether the file is read again.
-   bool startFile( const std::string & file );
-   void noteStray();
+   void startFile( const std::string & file );
    void readLine( std::string_view bytes );
    void readWords( LineCursor & line );
    bool readPolicy( LineCursor line );
    void passOver( const LineCursor & line, bool endsSequence );
-
-   /// What the files say, in any of their readings.
-   struct Says {
-      bool something = false;
-      bool policy = false;
-   };
+   void doubt( const LineCursor & line, bool endsSequence );
 
    Doubts doubts_{ text.doubts };
    ListLines lists_{ text, doubts_ };
    RouteMapLines routeMaps_{ text.routeMaps, doubts_ };
-   std::vector<Says> says_;   // as text.files
+   std::set<std::tuple<std::string, size_t, size_t, uint64_t>> loaded_;   // names, and of their bytes the number and two hashes
+   // Of the file, and its line.
    uint32_t file_ = 0;
-   uint32_t number_ = 0;          // of the line
+   uint32_t number_ = 0;
+   bool saysSomething_ = false;
+   bool saysPolicy_ = false;
    bool inOtherStanza_ = false;   // which is counted already
+   bool endedSequence_ = false;   // that stanza, by standing behind clauses
 };
 
 void LineLoader::Reader::load( const std::string & file, std::string_view bytes ) {
-   const bool again = startFile( file );
-   const size_t applications = text.applications.size(), doubts = text.doubts.size();
+   if( !loaded_.emplace( file, bytes.size(), std::hash<std::string_view>()( bytes ), secondHash( bytes ) ).second ) return;
+   startFile( file );
    if( bytes.starts_with( kByteOrderMark ) ) bytes.remove_prefix( kByteOrderMark.size() );
    while( !bytes.empty() ) {
       const size_t end = std::min( bytes.find( '\n' ), bytes.size() );
@@ -83,42 +77,26 @@ void LineLoader::Reader::load( const std::string & file, std::string_view bytes 
    }
    text.lines += number_;
    doubts_.endFile();
-   noteStray();
-   if( !again ) return;
-   dropRepeated( text.applications, applications, file_ );
-   dropRepeated( text.doubts, doubts, file_ );
+   if( saysSomething_ && !saysPolicy_ ) text.strayFiles.push_back( file_ );
 }
 
-bool LineLoader::Reader::startFile( const std::string & file ) {
-   const auto at = std::find( text.files.begin(), text.files.end(), file );
-   file_ = static_cast<uint32_t>( at - text.files.begin() );
-   const bool again = at != text.files.end();
-   if( !again ) text.files.push_back( file );
-   says_.resize( text.files.size() );
+void LineLoader::Reader::startFile( const std::string & file ) {
+   file_ = static_cast<uint32_t>( text.files.size() );
+   text.files.push_back( file );
    number_ = 0;
-   inOtherStanza_ = false;
+   saysSomething_ = saysPolicy_ = inOtherStanza_ = endedSequence_ = false;
    routeMaps_.close();
-   return again;
-}
-
-void LineLoader::Reader::noteStray() {
-   auto & stray = text.strayFiles;
-   const auto at = std::lower_bound( stray.begin(), stray.end(), file_ );
-   const bool listed = at != stray.end() && *at == file_;
-   const bool is = says_[ file_ ].something && !says_[ file_ ].policy;
-   if( is && !listed ) stray.insert( at, file_ );
-   if( !is && listed ) stray.erase( at );
 }
 
 void LineLoader::Reader::readLine( std::string_view bytes ) {
    LineCursor line( bytes, file_, ++number_ );
    if( line.atEnd() || line.peek().text.front() == '!' || line.peek().text.front() == '#' ) return;
-   says_[ file_ ].something = true;
+   saysSomething_ = true;
    try {
       readWords( line );
    } catch( LineError & error ) {
       inOtherStanza_ = false;
-      says_[ file_ ].policy = true;
+      saysPolicy_ = true;
       errors.push_back( { { file_, number_, error.column }, std::move( error.reason ) } );
    }
 }
@@ -131,20 +109,33 @@ void LineLoader::Reader::readWords( LineCursor & line ) {
       if( line.indented() ) throwExpected( "a clause of a route map", line.peek() );
       routeMaps_.close();
    }
-   if( line.indented() || !readPolicy( line ) ) return passOver( line, wasOpen );
+   if( ( line.indented() && inOtherStanza_ ) || !readPolicy( line ) ) return passOver( line, wasOpen );
    inOtherStanza_ = false;
-   says_[ file_ ].policy = true;
+   saysPolicy_ = true;
 }
 
 bool LineLoader::Reader::readPolicy( LineCursor line ) {
+   if( ListLines::isOfOthers( line ) ) return false;
    const bool no = line.takeWords( "no" );
    return lists_.read( line, no ) || routeMaps_.read( line, no );
 }
 
 void LineLoader::Reader::passOver( const LineCursor & line, bool endsSequence ) {
-   if( !line.indented() || !inOtherStanza_ ) ++text.passedOverStanzas;
+   addOtherWords( line, text.otherWords );
+   if( !addApplications( line, text.applications ) ) doubt( line, endsSequence );
+   if( line.indented() && inOtherStanza_ ) return;
+   ++text.passedOverStanzas;
    inOtherStanza_ = true;
-   if( !addApplications( line, text.applications ) && !line.indented() ) doubts_.passedOver( line, endsSequence );
+   endedSequence_ = endsSequence;
+}
+
+void LineLoader::Reader::doubt( const LineCursor & line, bool endsSequence ) {
+   // Behind a line that came between a sequence and its clauses, or behind none at all. Other stanzas have clauses of their own.
+   const bool mayBeStray = line.indented() && ( !inOtherStanza_ || endedSequence_ );
+   if( mayBeStray && routeMaps_.isClause( line ) )
+      doubts_.strayClause( line );
+   else if( !ListLines::isOfOthers( line ) )
+      doubts_.passedOver( line, endsSequence );
 }
 
 LineLoader::LineLoader() : reader_( std::make_unique<Reader>() ) {}

@@ -26,7 +26,9 @@ class LineLoader {
    LineLoader( LineLoader && ) noexcept;
    LineLoader & operator=( LineLoader && ) noexcept;
 
-   /// Any bytes. `file` is what errors call it.
+   /// Any bytes. `file` is what errors call it. The same bytes under the same name a second time change nothing at all, and bring no
+   /// errors again: their number and two hashes tell. All else is a file of its own in text().files, also under a name that
+   /// there is.
    void load( const std::string & file, std::string_view bytes );
 
    const PolicyText & text() const noexcept;

@@ -1,6 +1,8 @@
 #include "text/ListLines.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <utility>
 
 #include <fmt/format.h>
@@ -131,15 +133,16 @@ void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said 
    }
 }
 
-/// What stands behind an address; no bits: nothing does, or nothing of weight.
+/// An IPv4 address and what stands behind it.
 struct Wildcard {
    Place place;
+   uint32_t address = 0;
    uint32_t bits = 0;
 };
 
 // "any", "PREFIX", "[host] ADDRESS", and for IPv4 "ADDRESS WILDCARD".
-Wildcard readAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said ) {
-   Wildcard wildcard;
+std::optional<Wildcard> readAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said ) {
+   std::optional<Wildcard> wildcard;
    const unsigned bits = Ferule::addressBits( af );
    if( line.takeWords( "any" ) ) {
       said.source = { Ferule::IpGenAddr( af ), {} };
@@ -150,9 +153,10 @@ Wildcard readAccessLine( LineCursor & line, AddressFamily af, AccessListLine & s
       const Ferule::IpGenPrefix prefix = takePrefix( line, af, true );
       auto mask = Ferule::Bits128::leadingOnes( prefix.length() );
       if( alone && af == AddressFamily::ipv4 && !line.atEnd() ) {
-         wildcard.place = line.place( line.peek() );
+         const auto upper = []( const Ferule::Bits128 & b ) { return static_cast<uint32_t>( b.high >> 32 ); };
+         const Place place = line.place( line.peek() );
          const auto ones = takeAddress( line, af, "a wildcard mask" ).bits();   // those that do not count
-         wildcard.bits = static_cast<uint32_t>( ones.high >> 32 );
+         wildcard = { place, upper( prefix.ipGenAddr().bits() ), upper( ones ) };
          mask = mask & ~ones;
       }
       said.source = { prefix.ipGenAddr(), mask };
@@ -171,6 +175,21 @@ ListLines::ListLines( PolicyText & text, Doubts & doubts )
         ipv6AccessLists_( "ipv6 access-list", text.ipv6AccessLists ),
         communityLists_( "bgp community-list", text.communityLists ),
         asPathLists_( "bgp as-path access-list", text.asPathLists ) {}
+
+// Other dialects have filters of packets under these words, and a switch.
+bool ListLines::isOfOthers( LineCursor line ) {
+   const bool no = line.takeWords( "no" );
+   if( line.takeWords( "ip prefix-list sequence-number" ) ) return line.atEnd();
+   const bool ipv6 = line.takeWords( "ipv6 access-list" );
+   if( !ipv6 && !line.takeWords( "access-list" ) ) return false;
+   if( line.take().text.empty() ) return false;
+   if( ipv6 && line.atEnd() ) return !no;   // the filter stands indented behind it
+   if( line.takeWords( "seq" ) ) line.take();
+   if( !line.takeWords( "permit" ) && !line.takeWords( "deny" ) ) return false;
+   static constexpr std::string_view kProtocols[] = { "ip",  "ipv6", "tcp", "udp",  "icmp",  "icmpv6", "igmp",
+                                                      "gre", "esp",  "ahp", "ospf", "eigrp", "pim" };
+   return std::ranges::find( kProtocols, line.peek().text ) != std::end( kProtocols );
+}
 
 bool ListLines::read( LineCursor & line, bool no ) {
    struct Form {
@@ -206,10 +225,10 @@ void ListLines::readIpv6PrefixList( LineCursor & line, bool no ) {
 }
 
 void ListLines::readIpv4AccessList( LineCursor & line, bool no ) {
-   Wildcard wildcard;
+   std::optional<Wildcard> wildcard;
    edit( ipv4AccessLists_, doubts_, line, no, "remark",
          [ & ]( LineCursor & l, AccessListLine & said ) { wildcard = readAccessLine( l, AddressFamily::ipv4, said ); } );
-   if( !no ) doubts_.wildcard( wildcard.place, wildcard.bits );
+   if( !no && wildcard ) doubts_.wildcard( wildcard->place, wildcard->address, wildcard->bits );
 }
 
 void ListLines::readIpv6AccessList( LineCursor & line, bool no ) {

@@ -14,6 +14,8 @@ class ListLines {
    /// Both outlive this; nothing else changes the text's lists.
    ListLines( PolicyText & text, Doubts & doubts );
 
+   /// Whether the line begins as one of a list, and is of something else.
+   static bool isOfOthers( LineCursor line );
    /// Reads the line, which stands behind a "no" or does not, if it begins with the words of a list. Errors: LineError.
    bool read( LineCursor & line, bool no );
 

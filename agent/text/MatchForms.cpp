@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 
 #include "substrate/zeugma/MaybeU63.h"
+#include "text/Constants.h"
 
 namespace Agent {
 
@@ -12,7 +12,6 @@ namespace {
 
 using Operand = MatchForm::Operand;
 
-constexpr uint64_t kMax32 = std::numeric_limits<uint32_t>::max();
 constexpr std::string_view kPrefixList = "the name of a prefix list";
 constexpr std::string_view kNextHop = "an address or the name of an access list";
 

@@ -109,6 +109,10 @@ std::vector<Community> takeCommunities( LineCursor & line, std::string_view unti
 
 std::string takeExpression( LineCursor & line ) {
    const Token token = line.takeRest( "a regular expression" );
+   // Quotation marks and remarks of another dialect would be a part of it, which matches nothing.
+   if( const size_t at = token.text.find_first_of( "\"!" ); at != token.text.npos )
+      throw LineError{ token.column + static_cast<uint32_t>( at ),
+                       fmt::format( "'{}' stands in no AS path and no community: the expression is to go without it", token.text[ at ] ) };
    const RE2 compiled( expressionOf( token.text ), RE2::Quiet );
    if( compiled.ok() ) return std::string( token.text );
    // RE2 names the part that it stumbled over; where translation changed that, the expression's beginning has to do.

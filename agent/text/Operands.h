@@ -3,18 +3,16 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "text/Constants.h"
 #include "text/LineCursor.h"
 #include "text/PolicyText.h"
 
 namespace Agent {
-
-constexpr uint64_t kMax32 = std::numeric_limits<uint32_t>::max();
 
 uint64_t takeNumber( LineCursor & line, std::string_view what, uint64_t min, uint64_t max );
 /// `what` names it: "a tag".

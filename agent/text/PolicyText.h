@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 #include <tuple>
+#include <unordered_set>
 #include <vector>
 
 #include "substrate/acl/MatchPermit.h"
@@ -149,7 +150,6 @@ struct Application {
       routeMap,
       prefixList,   // of either family: the line does not tell
       accessList,   // likewise
-      communityList,
       asPathList
    };
    Kind kind = Kind::routeMap;
@@ -189,12 +189,14 @@ struct PolicyText {
    ByName<RouteMapText> routeMaps;
 
    // How it was found; not compared.
-   std::vector<std::string> files;          // that were read, for places
+   std::vector<std::string> files;          // that were read, for places; a name for each text that came under it
    uint64_t lines = 0;                      // in all
    uint64_t passedOverStanzas = 0;          // of a router's configuration that is no route policy
    std::vector<uint32_t> strayFiles;        // of `files`: those that say something, and nothing of a policy; ascending
    std::vector<Application> applications;   // in the order of the text, as the doubts
    std::vector<Doubt> doubts;
+   // Every word of the lines that are passed over, but for the very long: what stands there may be applied in a way that is not known.
+   std::unordered_set<std::string> otherWords;
 
    friend bool operator==( const PolicyText & a, const PolicyText & b ) {
       const auto all = []( const PolicyText & t ) {

@@ -8,6 +8,7 @@
 #include "text/MatchForms.h"
 #include "text/Operands.h"
 #include "text/SourceProtocol.h"
+#include "text/Spelling.h"
 #include "text/TextWriter.h"
 
 namespace Agent {
@@ -45,6 +46,17 @@ const MatchForm & takeMatchForm( LineCursor & line ) {
                   line.peek() );
 }
 
+bool isPrefix( std::string_view text ) {
+   return text.find( '/' ) != text.npos && parseAddress( text.substr( 0, text.find( '/' ) ) );
+}
+
+// Of an access list, unless it is a mistyped word with the name of another list behind it.
+std::string_view takenName( const Token & token, const LineCursor & line ) {
+   constexpr std::string_view kWord = "prefix-list";
+   if( !line.atEnd() && editDistance( lowerCase( token.text ), kWord, 2 ) <= 2 ) throwExpected( inQuotes( kWord ), token );
+   return token.text;
+}
+
 void readNextHop( LineCursor & line, AddressFamily af, std::string_view what, MatchClause & clause ) {
    if( line.takeWords( "address" ) ) {
       clause.place = line.place( line.peek() );
@@ -55,8 +67,10 @@ void readNextHop( LineCursor & line, AddressFamily af, std::string_view what, Ma
    clause.address = parseAddress( token.text );
    if( clause.address )
       expectFamily( token, clause.address->af(), af, addressName( af ) );
+   else if( isPrefix( token.text ) )
+      throwExpected( what, token );
    else
-      clause.name = token.text;
+      clause.name = takenName( token, line );
 }
 
 uint64_t takeProtocol( LineCursor & line ) {
@@ -80,7 +94,11 @@ MatchClause takeMatchOperand( LineCursor & line, const MatchForm & form ) {
    MatchClause clause;
    clause.place = line.place( line.peek() );
    switch( form.operand ) {
-      case MatchForm::Operand::name: clause.name = line.take( form.what ).text; break;
+      case MatchForm::Operand::name: {
+         const Token token = line.take( form.what );
+         clause.name = takenName( token, line );
+         break;
+      }
       case MatchForm::Operand::invertibleName:
          clause.name = line.take( form.what ).text;
          clause.invert = line.takeWords( "invert" );
@@ -210,6 +228,18 @@ void RouteMapLines::noteReplaced( const Clause & was, const Place & before, cons
       return onlyClause( alone );
    };
    doubts_.replaced( fmt::format( "{} {}", name_, number_ ), text( was ), before, text( is ), now );
+}
+
+bool RouteMapLines::isClause( LineCursor line ) {
+   lost_ = {};
+   sequence_ = &lost_;
+   number_ = 0;
+   bool is = false;
+   try {
+      is = readClause( line ) && isOpen();   // what ends a sequence is no clause
+   } catch( const LineError & ) {}
+   close();
+   return is;
 }
 
 void RouteMapLines::readMatch( LineCursor & line, bool no ) {

@@ -28,6 +28,8 @@ class RouteMapLines {
 
    bool isOpen() const noexcept { return sequence_ != nullptr; }
    void close() noexcept { sequence_ = nullptr; }
+   /// Whether the line would be a clause if a sequence were open; none is.
+   bool isClause( LineCursor line );
    /// Reads the line into the open sequence, or closes it by "exit" and the like; false when the line begins otherwise.
    /// Errors: LineError.
    bool readClause( LineCursor & line );

@@ -6,6 +6,7 @@
 
 #include <set>
 
+#include "live/HeldBack.h"
 #include "tests/agent/CommandFixture.h"
 
 namespace Agent {
@@ -42,10 +43,12 @@ TEST( Analysis, ofWhatIsReferredTo ) {
         "route-map A permit 10\n match ip address prefix-list P\n",
         { "p:2:31: undefined: A 10 matches ip address prefix-list P: there is no ip prefix-list P" } },
       { "undefined route map", "route-map A permit 10\n call B\n", { "p:2:7: undefined: A 10 calls B: there is no route-map B" } },
-      { "another kind of the name does not count",
-        "access-list P permit any\nroute-map A permit 10\n match ip address prefix-list P\n",
-        { "p:1:1: unused: no route map uses access-list P",
-          "p:3:31: undefined: A 10 matches ip address prefix-list P: there is no ip prefix-list P" } },
+      { "another kind of the name does not count; that it is not used is the same fault",
+        "tag-set P 1\nroute-map A permit 10\n match ip address prefix-list P\n",
+        { "p:3:31: undefined: A 10 matches ip address prefix-list P: there is no ip prefix-list P, but a tag-set" } },
+      { "several other kinds",
+        "tag-set P 1\nbgp as-path access-list P permit .\nipv6 access-list P permit any\nroute-map A permit 10\n call P\n",
+        { "p:5:7: undefined: A 10 calls P: there is no route-map P, but an ipv6 access-list, a tag-set and a bgp as-path access-list" } },
       { "a prefix list of IPv6 as one of IPv4; that it is not used is the same fault",
         "ipv6 prefix-list P permit any\nroute-map A permit 10\n match ip address prefix-list P\n",
         { "p:3:31: wrong-family: A 10 matches ip address prefix-list P: there is no ip prefix-list P, but an IPv6 one" } },
@@ -61,6 +64,42 @@ TEST( Analysis, ofWhatIsReferredTo ) {
       { "of both families, one of them not used",
         "ip prefix-list P permit any\nipv6 prefix-list P permit any\nroute-map A permit 10\n match ip address prefix-list P\n",
         { "p:2:1: unused: no route map uses ipv6 prefix-list P" } },
+   } );
+}
+
+TEST( Analysis, accessListsAndPrefixListsThatAreTakenForEachOther ) {
+   const struct {
+      const char * list;
+      const char * clause;
+      const char * text;
+   } rows[] = {
+      { "ip prefix-list", "ip address P", "there is no access-list P, but an ip prefix-list; write \"match ip address prefix-list P\"" },
+      { "ipv6 prefix-list", "ipv6 address P",
+        "there is no ipv6 access-list P, but an ipv6 prefix-list; write \"match ipv6 address prefix-list P\"" },
+      { "ip prefix-list", "ip next-hop P", "there is no access-list P, but an ip prefix-list; write \"match ip next-hop prefix-list P\"" },
+      { "ipv6 prefix-list", "ipv6 next-hop P",
+        "there is no ipv6 access-list P, but an ipv6 prefix-list; write \"match ipv6 next-hop prefix-list P\"" },
+      { "access-list", "ip address prefix-list P", "there is no ip prefix-list P, but an access-list; write \"match ip address P\"" },
+      { "ipv6 access-list", "ipv6 address prefix-list P",
+        "there is no ipv6 prefix-list P, but an ipv6 access-list; write \"match ipv6 address P\"" },
+      { "access-list", "ip next-hop prefix-list P", "there is no ip prefix-list P, but an access-list; write \"match ip next-hop P\"" },
+      { "ipv6 access-list", "ipv6 next-hop prefix-list P",
+        "there is no ipv6 prefix-list P, but an ipv6 access-list; write \"match ipv6 next-hop P\"" },
+      // No other form says the same.
+      { "access-list", "ip address prefix-list P invert", "there is no ip prefix-list P, but an access-list" },
+      { "ipv6 prefix-list", "ip address P", "there is no access-list P, but an ipv6 prefix-list" },
+   };
+   for( const auto & row : rows ) {
+      const std::string policy = std::string( row.list ) + " P permit any\nroute-map A permit 10\n match " + row.clause + "\n";
+      EXPECT_THAT( findingsIn( policy ),
+                   testing::ElementsAre( testing::EndsWith( "undefined: A 10 matches " + std::string( row.clause ) + ": " + row.text ) ) )
+         << row.list << ", " << row.clause;
+   }
+   expectFindings( {
+      { "of the other family besides",
+        "ipv6 access-list P permit any\nip prefix-list P permit any\nroute-map A permit 10\n match ip address P\n",
+        { "p:4:19: wrong-family: A 10 matches ip address P: there is no access-list P, but an ip prefix-list and an IPv6 one; "
+          "write \"match ip address prefix-list P\"" } },
    } );
 }
 
@@ -84,7 +123,7 @@ TEST( Analysis, ofWhatOtherStanzasApply ) {
       { "of none",
         "access-list X permit any\n",
         applied( prefixList, "prefix-list X" ),
-        { "p:1:1: unused: no route map uses access-list X", "p:9:4: undefined: \"prefix-list X\": there is no prefix-list X" } },
+        { "p:9:4: undefined: \"prefix-list X\": there is no prefix-list X, but an access-list" } },
       { "an access list", "access-list X permit any\n", applied( accessList, "access-class X" ), {} },
       { "an access list of IPv6", "ipv6 access-list X permit any\n", applied( accessList, "access-class X" ), {} },
       { "no access list",
@@ -96,11 +135,6 @@ TEST( Analysis, ofWhatOtherStanzasApply ) {
         "",
         applied( asPathList, "filter-list X" ),
         { "p:9:4: undefined: \"filter-list X\": there is no bgp as-path access-list X" } },
-      { "a community list", "bgp community-list standard X permit 1:1\n", applied( communityList, "community X" ), {} },
-      { "no community list",
-        "",
-        applied( communityList, "community X" ),
-        { "p:9:4: undefined: \"community X\": there is no bgp community-list X" } },
    };
    for( const auto & row : rows ) {
       auto text = textOf( row.policy );
@@ -109,11 +143,11 @@ TEST( Analysis, ofWhatOtherStanzasApply ) {
    }
    PolicyText text;
    text.files = { "p" };
-   text.applications = { { routeMap, std::string( 1'000'000, '\xff' ), std::string( 1'000'000, 'l' ), { 0, 1, 1 } } };
+   text.applications = { { routeMap, std::string( 1'000'000, '\xff' ), "a line", { 0, 1, 1 } } };
    const auto findings = findingsIn( text );
    ASSERT_EQ( findings.size(), 1u );
    EXPECT_LT( findings[ 0 ].size(), 2000u );
-   EXPECT_THAT( findings[ 0 ], testing::HasSubstr( "l...\": there is no route-map \\xff" ) );
+   EXPECT_THAT( findings[ 0 ], testing::HasSubstr( "\"a line\": there is no route-map \\xff" ) );
 }
 
 TEST( Analysis, doubtsComeAsTheyAre ) {
@@ -137,6 +171,9 @@ TEST( Analysis, unusedListsAreFindingsAndRootsAreNot ) {
           "p:7:1: unused: no route map uses bgp as-path access-list P" } },
       { "a route map that nobody calls", "route-map A permit 10\n", {} },
    } );
+   auto other = textOf( "ip prefix-list P permit any\nip prefix-list Q permit any\ntag-set P 1\nroute-map A permit 10\n" );
+   other.otherWords = { "neighbor", "P", "p" };
+   EXPECT_EQ( findingsIn( other ), Findings{ "p:2:1: unused: no route map uses ip prefix-list Q" } ) << "words of other stanzas";
    const auto text = textOf( "route-map A permit 10\n call B\nroute-map B permit 10\n" );
    const References references( text );
    EXPECT_TRUE( isRoot( references, "A" ) );
@@ -170,26 +207,74 @@ std::string chainOf( size_t calls ) {
    return policy + "route-map R" + std::to_string( calls ) + " permit 5\n";
 }
 
-TEST( Analysis, callsThatGoTooDeepAreToldWhereTheyPassTheLimit ) {
+// Each of so many layers calls the next one twice.
+std::string doublingOf( size_t layers ) {
+   std::string policy;
+   for( size_t i = 0; i < layers; ++i )
+      for( const char * number : { "5", "6" } )
+         policy += "route-map D" + std::to_string( i ) + " permit " + number + "\n call D" + std::to_string( i + 1 ) + "\n";
+   return policy + "route-map D" + std::to_string( layers ) + " permit 5\n";
+}
+
+TEST( Analysis, callsThatAreHeldBackAreToldOfWhereThatBegins ) {
+   const std::string tooDeep = " is not in force, nor is who calls it: its calls go deeper than 1000";
+   const std::string tooMany = " is not in force, nor is who calls it: an evaluation may come to more than 100000 calls";
    expectFindings( {
       { "as deep as they may", chainOf( 1000 ), {} },
-      { "one deeper",
-        chainOf( 1001 ),
-        { "p:2:7: too-deep: R0 5 calls R1, below which calls go 1000 deep already, as deep as they may; not in force: R0" } },
-      { "their callers, once",
+      { "one deeper", chainOf( 1001 ), { "p:2:7: too-deep: R0" + tooDeep } },
+      { "much deeper", chainOf( 2000 ), { "p:2000:7: too-deep: R999" + tooDeep } },
+      { "their callers are not told of",
         chainOf( 1001 ) + "route-map A permit 5\n call R0\nroute-map B permit 5\n call A\nroute-map B permit 6\n call R1\n",
-        { "p:2:7: too-deep: R0 5 calls R1, below which calls go 1000 deep already, as deep as they may; not in force: A, B, R0" } },
-      { "the call of several that does",
-        chainOf( 1000 ) + "route-map A permit 5\n call R500\nroute-map A permit 6\n call R0\nroute-map A permit 7\n call R0\n",
-        { "p:2005:7: too-deep: A 6 calls R0, below which calls go 1000 deep already, as deep as they may; not in force: A" } },
-      { "a ring is told as one",
+        { "p:2:7: too-deep: R0" + tooDeep } },
+      { "two, each at its first call of what there is",
+        chainOf( 1000 ) +
+           "route-map A permit 5\n call R500\nroute-map A permit 6\n call R0\nroute-map B permit 4\n match tag 1\n call NOPE\n"
+           "route-map B permit 5\n call R0\n",
+        { "p:2003:7: too-deep: A" + tooDeep, "p:2008:7: undefined: B 4 calls NOPE: there is no route-map NOPE",
+          "p:2010:7: too-deep: B" + tooDeep } },
+      { "a ring is told of as one",
         chainOf( 1000 ) + "route-map A permit 5\n call R0\nroute-map A permit 6\n call A\n",
         { "p:2005:7: cycle: A 6 calls A; not in force: A" } },
+      { "a ring above",
+        chainOf( 1001 ) + "route-map A permit 5\n call R0\nroute-map A permit 6\n call A\n",
+        { "p:2:7: too-deep: R0" + tooDeep, "p:2007:7: cycle: A 6 calls A; not in force: A" } },
+      { "as many as they may be", doublingOf( 15 ), {} },   // 2^16 - 2
+      { "twice as many", doublingOf( 16 ), { "p:2:7: too-many-calls: D0" + tooMany } },
+      { "very many", doublingOf( 500 ), { "p:1938:7: too-many-calls: D484" + tooMany } },
    } );
-   const auto findings = findingsIn( chainOf( 2000 ) );
-   ASSERT_EQ( findings.size(), 1u );
-   EXPECT_THAT( findings[ 0 ], testing::StartsWith( "p:2000:7: too-deep: R999 5 calls R1000, " ) );
-   EXPECT_THAT( findings[ 0 ], testing::EndsWith( " and 980 more" ) );
+}
+
+RC_GTEST_PROP( Analysis, withTheirCallersAreAllThatIsHeldBackButForRings, () ) {
+   std::string policy = chainOf( 1000 ) + doublingOf( 15 );
+   for( int from = 0; from < 8; ++from )
+      for( int number = 1; number <= *rc::gen::inRange( 1, 4 ); ++number ) {
+         const int to = *rc::gen::inRange( 0, 14 );
+         policy += "route-map A" + std::to_string( from ) + " permit " + std::to_string( number ) + "\n call " +
+            ( to < 8       ? "A"
+                 : to < 11 ? "R"
+                           : "D" ) +
+            std::to_string( to < 8 ? to : ( to - 8 ) % 3 ) + "\n";
+      }
+   const auto text = textOf( policy );
+   const References references( text );
+   const auto held = routeMapsHeldBack( text.routeMaps );
+   std::vector<std::string_view> next;
+   for( const auto & f : findingsOf( text, references ) )
+      if( f.kind == Finding::Kind::tooDeep || f.kind == Finding::Kind::tooManyCalls ) {
+         const auto at = held.find( f.text.substr( 0, f.text.find( ' ' ) ) );
+         RC_ASSERT( at != held.end() );
+         RC_ASSERT( at->second == ( f.kind == Finding::Kind::tooDeep ? HeldBackBy::depth : HeldBackBy::number ) );
+         next.push_back( at->first );
+      }
+   std::set<std::string> told;
+   while( !next.empty() ) {
+      const auto name = next.back();
+      next.pop_back();
+      if( !told.emplace( name ).second ) continue;
+      for( const auto * r : references.to( { ThingKind::routeMap, name } ) ) next.push_back( r->routeMap );
+   }
+   for( const auto & name : told ) RC_ASSERT( held.contains( name ) );
+   for( const auto & [ name, by ] : held ) RC_ASSERT( by == HeldBackBy::cycle || told.contains( name ) );
 }
 
 TEST( Analysis, clausesThatADenyMakesNothingOf ) {
@@ -268,6 +353,10 @@ TEST( Analysis, sequencesThatNoRouteComesTo ) {
         { "p:2:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map",
           "p:4:1: unreachable: A 30: no route comes to it, as 10 takes them all and ends the route map" } },
       { "a match may fail", "route-map A permit 10\n match tag 1\nroute-map A permit 20\n", {} },
+      { "a call of what there is not is as good as none",
+        "route-map A permit 10\n call B invert\nroute-map A permit 20\n",
+        { "p:2:7: undefined: A 10 calls B invert: there is no route-map B",
+          "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map" } },
       { "a call may deny", "route-map B permit 10\n match tag 1\nroute-map A permit 10\n call B\nroute-map A permit 20\n", {} },
       { "set does not matter",
         "route-map A permit 10\n set metric 5\nroute-map A permit 20\n",

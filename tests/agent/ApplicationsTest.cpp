@@ -1,7 +1,9 @@
 #include "text/Applications.h"
 
+#include <map>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -20,12 +22,15 @@ std::vector<Application> applicationsIn( std::string_view line ) {
 
 // "KIND NAME at COLUMN".
 std::vector<std::string> told( std::string_view line ) {
-   static constexpr const char * kKinds[] = { "route-map", "prefix-list", "access-list", "community-list", "as-path" };
+   static const std::map<Application::Kind, std::string> kKinds = { { Application::Kind::routeMap, "route-map" },
+                                                                    { Application::Kind::prefixList, "prefix-list" },
+                                                                    { Application::Kind::accessList, "access-list" },
+                                                                    { Application::Kind::asPathList, "as-path" } };
    std::vector<std::string> result;
    for( const auto & a : applicationsIn( line ) ) {
       EXPECT_EQ( a.place.file, 3u );
       EXPECT_EQ( a.place.line, 7u );
-      result.push_back( std::string( kKinds[ size_t( a.kind ) ] ) + ' ' + a.name + " at " + std::to_string( a.place.column ) );
+      result.push_back( kKinds.at( a.kind ) + ' ' + a.name + " at " + std::to_string( a.place.column ) );
    }
    return result;
 }
@@ -57,8 +62,7 @@ TEST( Applications, everyFormOfALine ) {
       { " distribute-list prefix-list P in", { "prefix-list P at 30" } },
       { " distribute-list route-map R in", { "route-map R at 28" } },
       { " area 0.0.0.1 filter-list prefix P in", { "prefix-list P at 34" } },
-      { " access-class 10 in", { "access-list 10 at 15" } },
-      { " ip access-group AG in", { "access-list AG at 18" } },
+      { " distribute-list gateway P in", { "prefix-list P at 26" } },
       { "ip protocol bgp route-map PB", { "route-map PB at 27" } },
       { "ipv6 protocol any route-map PB", { "route-map PB at 29" } },
       { " ip policy route-map R", { "route-map R at 22" } },
@@ -66,6 +70,11 @@ TEST( Applications, everyFormOfALine ) {
       { " prefix-list NESTED in", { "prefix-list NESTED at 14" } },
       { "\tneighbor\tX  route-map\tA\tin\t", { "route-map A at 24" } },
       { " neighbor X route-map route-map in", { "route-map route-map at 23" } },
+      { " route-map vpn import R", { "route-map R at 23" } },
+      { " route-map vpn export R", { "route-map R at 23" } },
+      { " route-map vpn in", { "route-map vpn at 12" } },
+      { " neighbor X route-map vpn import", { "route-map vpn at 23" } },
+      { " aggregate-address 10.0.0.0/8 attribute-map A", { "route-map A at 45" } },
       // Nothing is applied.
       { "", {} },
       { " ", {} },
@@ -82,7 +91,14 @@ TEST( Applications, everyFormOfALine ) {
       { "alias exec rm show route-map X", {} },
       { " remark filter-list X", {} },
       { " neighbor X route-maps A", {} },
+      { " access-class 10 in", {} },   // filters of packets may have lists of their own
+      { " ip access-group AG in", {} },
       { " ntp access-group peer 10", {} },
+      { " neighbor X capability orf prefix-list both", {} },
+      { " neighbor X password route-map A", {} },
+      { "log to filter-list A", {} },
+      { "debug route-map detail", {} },
+      { "no debug route-map detail", {} },
       { " neighbor X community-list C", {} },
       { "bgp route-map delay-timer 5", {} },
       { " match ip address prefix-list X", {} },
@@ -131,6 +147,14 @@ TEST( Applications, theTextOfTheLineIsPrintable ) {
       EXPECT_EQ( applications[ 0 ].name, "A" ) << row.name;
    }
    EXPECT_EQ( applicationsIn( "neighbor X route-map " + big )[ 0 ].name, big );   // a name is not shortened
+}
+
+TEST( Applications, otherWordsAreThoseOfALineEachOnce ) {
+   std::unordered_set<std::string> words = { "a" };
+   const std::string longest( 64, 'x' );
+   addOtherWords( LineCursor( "" ), words );
+   addOtherWords( LineCursor( " no a  b\t" + longest + " b " + longest + "y\r" ), words );
+   EXPECT_THAT( words, testing::UnorderedElementsAre( "no", "a", "b", longest ) );
 }
 
 TEST( Applications, areAddedToWhatThereIs ) {

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <set>
 
-#include "live/HeldBack.h"
 #include "live/LivePolicy.h"
 #include "tests/agent/CommandFixture.h"
 
@@ -72,6 +71,25 @@ TEST( CallCycles, oneBehindTheOther ) {
                 ElementsAre( "A 10 > | A", "Z 10 > | M Z" ) );
 }
 
+TEST( CallCycles, comeByNameWhoeverCallsThem ) {
+   EXPECT_THAT( cyclesOf( call( "A", 10, "Z" ) + call( "Z", 10, "Z" ) + call( "B", 10, "B" ) ),
+                ElementsAre( "B 10 > | B", "Z 10 > | A Z" ) );
+}
+
+TEST( CallCycles, manyRingsOneBehindTheOther ) {
+   constexpr int kRings = 10'000;
+   std::string policy;
+   for( int i = 0; i < kRings; ++i ) {
+      const std::string a = "A" + std::to_string( i ), b = "B" + std::to_string( i );
+      policy += call( a, 10, b ) + call( b, 10, a ) + call( b, 20, "A" + std::to_string( i + 1 ) );
+   }
+   const auto cycles = cyclesOf( policy );
+   ASSERT_EQ( cycles.size(), size_t( kRings ) );
+   EXPECT_EQ( cycles[ 0 ], "A0 10 > B0 10 > | A0 B0" );
+   EXPECT_EQ( cycles[ 1 ], "A1 10 > B1 10 > | A1 B1" );
+   EXPECT_THAT( cycles[ 2 ], testing::StartsWith( "A10 10 > B10 10 > | A10 A2 A3 A4 " ) );
+}
+
 // ---- against closures
 
 RC_GTEST_PROP( CallCycles, coverTheCallsThatLeadBackAndKeepTheirCallersOutOfForce, () ) {
@@ -123,82 +141,6 @@ RC_GTEST_PROP( CallCycles, coverTheCallsThatLeadBackAndKeepTheirCallersOutOfForc
       RC_ASSERT( notInForce.contains( name ) == leadsToRing );
       RC_ASSERT( leadsToRing == !policyInForce.routeMap( name ) );
    }
-}
-
-// ---- calls that go too deep
-
-// "C1 calls C0" and so on: calls go as deep below C<depth>.
-std::string chain( size_t depth ) {
-   std::string policy = "route-map C0 permit 10\n";
-   for( size_t i = 1; i <= depth; ++i ) policy += call( "C" + std::to_string( i ), 10, "C" + std::to_string( i - 1 ) );
-   return policy;
-}
-
-std::vector<std::string> deepCallsIn( const std::string & policy ) {
-   const auto text = Agent::textOf( policy );
-   const References references( text );
-   std::vector<std::string> calls;
-   for( const auto & deep : deepCallsOf( references ) ) {
-      std::string names = " |";
-      for( const auto name : deep.notInForce ) names += ' ' + std::string( name );
-      calls.push_back( textOf( *deep.call ) + names );
-   }
-   return calls;
-}
-
-TEST( DeepCalls, areToldOncePerRouteMapBelowWhichTheyGoAsDeepAsTheyMay ) {
-   const auto deepest = chain( kDeepestCalls );
-   const struct {
-      const char * name;
-      std::string policy;
-      std::vector<std::string> calls;
-   } rows[] = {
-      { "as deep as they may", deepest, {} },
-      { "one deeper", deepest + call( "A", 10, "C1000" ), { "A 10 calls C1000 | A" } },
-      { "several callers",
-        deepest + call( "B", 10, "C1000" ) + call( "A", 20, "C1000" ) + call( "A", 30, "C1000" ),
-        { "A 20 calls C1000 | A B" } },
-      { "their callers",
-        deepest + call( "B", 10, "C1000" ) + call( "A", 10, "B" ) + call( "Z", 10, "A" ) + call( "Z", 20, "C1" ),
-        { "B 10 calls C1000 | A B Z" } },
-      { "two that are as deep",
-        deepest + call( "TWO", 10, "C999" ) + call( "A", 10, "C1000" ) + call( "B", 10, "TWO" ) + call( "B", 20, "A" ),
-        { "A 10 calls C1000 | A B" } },
-      { "two with callers of their own",
-        deepest + call( "TWO", 10, "C999" ) + call( "A", 10, "C1000" ) + call( "B", 10, "TWO" ) + call( "Z", 10, "A" ) +
-           call( "Z", 20, "B" ),
-        { "A 10 calls C1000 | A Z", "B 10 calls TWO | B" } },
-      { "a caller that is itself deeper is not where it begins",
-        deepest + call( "Z", 10, "C1000" ) + call( "A", 10, "C1000" ) + call( "A", 20, "Z" ),
-        { "Z 10 calls C1000 | A Z" } },
-      { "a ring above", deepest + call( "A", 10, "C1000" ) + call( "A", 20, "A" ), {} },
-      { "a ring above that", deepest + call( "A", 10, "C1000" ) + call( "B", 10, "A" ) + call( "B", 20, "B" ), { "A 10 calls C1000 | A" } },
-   };
-   for( const auto & row : rows ) EXPECT_EQ( deepCallsIn( row.policy ), row.calls ) << row.name;
-}
-
-RC_GTEST_PROP( DeepCalls, withThemAllIsToldThatDepthHoldsBack, () ) {
-   std::string policy = chain( kDeepestCalls );
-   for( int from = 0; from < 8; ++from )
-      for( int number = 1; number <= *rc::gen::inRange( 1, 4 ); ++number ) {
-         const int to = *rc::gen::inRange( 0, 12 );   // those from 8 are of the chain
-         policy += call( "R" + std::to_string( from ), number, to < 8 ? "R" + std::to_string( to ) : "C" + std::to_string( 989 + to ) );
-      }
-   const auto text = Agent::textOf( policy );
-   const auto held = routeMapsHeldBack( text.routeMaps );
-   const References references( text );
-   std::set<std::string> told, byDepth;
-   for( const auto & deep : deepCallsOf( references ) ) {
-      RC_ASSERT( !held.contains( std::string( deep.call->to.name ) ) );
-      RC_ASSERT( std::ranges::count( deep.notInForce, deep.call->routeMap ) == 1 );
-      for( const auto & [ number, sequence ] : text.routeMaps.at( std::string( deep.call->routeMap ) ).sequences )
-         RC_ASSERT( !held.contains( sequence.call->name ) );
-      RC_ASSERT( std::ranges::is_sorted( deep.notInForce ) );
-      for( const auto name : deep.notInForce ) RC_ASSERT( told.emplace( name ).second );
-   }
-   for( const auto & [ name, by ] : held )
-      if( by == HeldBackBy::depth ) byDepth.insert( name );
-   RC_ASSERT( told == byDepth );
 }
 
 }   // namespace

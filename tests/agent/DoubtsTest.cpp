@@ -71,8 +71,7 @@ TEST( Doubts, aLineThatLooksLikeOneOfAPolicySaysHowThoseBegin ) {
       { "prefix list A permit any", "prefix list", prefixes },
       { "no prefix-list A", "prefix-list", prefixes },
       { "NO prefix-list A", "prefix-list", prefixes },
-      { "ip access-list standard A", "ip access-list", access },
-      { "ip access-list extended A", "ip access-list", access },
+      { "ip accesslist standard A", "ip accesslist", access },
       { "acces-list 10 permit any", "acces-list", accesses },
       { "access list 10 permit any", "access list", accesses },
       { "ipv6 accesslist A permit any", "ipv6 accesslist", access6 },
@@ -109,6 +108,7 @@ TEST( Doubts, aMistypedClauseEndsItsSequence ) {
       return doubtsOf( "route-map A permit 10\nmatch tag 5\n" + line + "\ninterface eth0\n" + line + '\n' );
    };
    const std::pair<const char *, const char *> rows[] = {
+      { "match-tag 6", "match" },
       { "mtach tag 6", "match" },
       { "Macth tag 6", "match" },
       { "no mtch tag 5", "match" },
@@ -166,6 +166,10 @@ TEST( Doubts, otherStanzasAreNone ) {
                               "no neighbor 192.0.2.1 prefix-list B in",
                               "description the route map of old",
                               "banner route-map",
+                              "debug route-map",
+                              "no debug route-map",
+                              "log route-map",
+                              "password route-map",
                               "tag 5",
                               "interface eth0",
                               "interface eth0\n ip prefixlist A permit any\n route map X\n match tag 5\n",
@@ -173,6 +177,57 @@ TEST( Doubts, otherStanzasAreNone ) {
                               "route-map M permit 10\nmatch tag 5\nset metric 5\ncontinue\nexit\n" } )
       EXPECT_THAT( doubtsOf( line ), IsEmpty() ) << line;
    EXPECT_THAT( doubtsOf( std::string( 100000, 'a' ) + ' ' + std::string( 100000, '-' ) + " x" ), IsEmpty() );
+}
+
+TEST( Doubts, anIndentedLineOfAListOrARouteMapBelongsToAnotherStanza ) {
+   const std::pair<const char *, const char *> rows[] = {
+      { "ip prefix-list A permit any", "ip prefix-list" },
+      { "ip prefix-list A seq 5 deny 10.0.0.0/8 le 24", "ip prefix-list" },
+      { "ip prefix-list A permit x", "ip prefix-list" },   // wrong besides
+      { "ipv6 prefix-list A permit any", "ipv6 prefix-list" },
+      { "access-list 10 permit any", "access-list" },
+      { "ipv6 access-list A seq 5 permit any", "ipv6 access-list" },
+      { "tag-set T 5 6", "tag-set" },
+      { "bgp community-list standard C permit 1:1", "bgp community-list" },
+      { "bgp community-list expanded C seq 5 deny 1:1", "bgp community-list" },
+      { "bgp as-path access-list P permit _1_", "bgp as-path access-list" },
+      { "route-map M permit 10", "route-map" },
+      { "route-map deny deny 10", "route-map" },
+   };
+   const auto doubt = []( const std::string & place, const char * words ) {
+      return "a:" + place + " passed-over: \"" + words + "\" is indented, and so belongs to the stanza above";
+   };
+   for( const auto & [ text, words ] : rows ) {
+      const std::string line( text );
+      EXPECT_THAT( doubtsOf( "  " + line ), IsEmpty() ) << line;   // which is read as it is
+      EXPECT_THAT( doubtsOf( "interface eth0\n\t" + line + "\n" ), ElementsAre( doubt( "2:2", words ) ) ) << line;
+      EXPECT_THAT( doubtsOf( "interface eth0\n no " + line + "\n" ), ElementsAre( doubt( "2:5", words ) ) ) << line;
+      EXPECT_THAT( doubtsOf( "route-map M permit 10\nx\n " + line + "\n " + line + "\n" ),
+                   ElementsAre( doubt( "3:2", words ) + "; 2 lines of this file begin so" ) )
+         << line;
+      EXPECT_THAT( doubtsOf( "route-map M permit 10\n " + line + "\n" ), IsEmpty() ) << line;   // which is an error
+   }
+   for( const char * line : { "ip prefix-list A",
+                              "ip prefix-list A in",
+                              "ip prefix-list permit",
+                              "prefix-list A permit any",
+                              "ip access-list 10 permit any",
+                              "access-list 10 in",
+                              "tag-set T",
+                              "tag-set T x",
+                              "tag-set 5",
+                              "bgp community-list standard C",
+                              "bgp as-path relax",
+                              "bgp as-path access-list P",
+                              "route-map M in",
+                              "route-map permit",
+                              "route-map",
+                              "route-map vpn import M",
+                              "rout-map M permit 10",
+                              "neighbor X route-map M permit 10",
+                              "description route-map M permit 10",
+                              "log access-list 10 permit any" } )
+      EXPECT_THAT( doubtsOf( std::string( "router bgp 1\n " ) + line + "\n" ), IsEmpty() ) << line;
 }
 
 TEST( Doubts, clausesOutsideOfASequence ) {
@@ -331,12 +386,41 @@ TEST( Doubts, netmasks ) {
 
    for( const char * line :
         { "access-list 1 permit 10.0.0.0 0.0.0.255", "access-list 1 permit 10.0.0.0 0.0.0.0",
-          "access-list 1 permit 10.0.0.0 255.255.255.255", "access-list 1 permit 10.0.0.0 255.0.255.0",
+          "access-list 1 permit 0.0.0.0 255.255.255.255", "access-list 1 permit 10.0.0.0 255.0.255.0",
           "access-list 1 permit 10.0.0.0 0.255.255.0", "access-list 1 permit 10.0.0.0 255.255.255.1", "access-list 1 permit any",
           "access-list 1 permit 10.0.0.0", "access-list 1 permit host 255.255.255.0", "access-list 1 permit 10.0.0.0/24",
           "access-list 1 permit 255.255.255.0/24", "no access-list 1 permit 10.0.0.0 255.255.255.0",
           "access-list 1 permit 10.0.0.0 255.255.255.0 x", "ipv6 access-list 1 permit ffff::/16" } )
       EXPECT_THAT( doubtsOf( line ), IsEmpty() ) << line;
+}
+
+TEST( Doubts, netmasksOfAHostAndOfAll ) {
+   EXPECT_THAT( doubtsOf( "access-list 1 permit 192.0.2.1 255.255.255.255\n" ),
+                ElementsAre( "a:1:32 netmask: \"255.255.255.255\" is a wildcard here, under which every address matches; "
+                             "192.0.2.1 alone has none" ) );
+   EXPECT_THAT( doubtsOf( "access-list 1 permit 0.0.0.0 0.0.0.0\n" ),
+                ElementsAre( "a:1:30 netmask: \"0.0.0.0\" is a wildcard here, and this the address 0.0.0.0 alone; "
+                             "what matches every address is \"any\"" ) );
+}
+
+// ---- clauses without a sequence
+
+TEST( Doubts, indentedClausesBehindWhatEndedTheirSequence ) {
+   const auto outside = []( const char * place, const char * word ) {
+      return std::string( "a:" ) + place + " passed-over: \"" + word + "\" stands outside of a sequence, and is passed over";
+   };
+   const std::string sequence = "route-map A permit 10\n match tag 5\n";
+   for( const char * line : { "--More--", "edge1#", "hostname x" } )
+      EXPECT_THAT( doubtsOf( sequence + line + "\n match metric 3\n no set metric\n ip address 192.0.2.1/24\n" ),
+                   ElementsAre( outside( "4:2", "match" ), outside( "5:5", "set" ) ) )
+         << line;
+   EXPECT_THAT( doubtsOf( sequence + "exit\n match tag 6\n" ), ElementsAre( outside( "4:2", "match" ) ) );
+   EXPECT_THAT( doubtsOf( " call B\n" ), ElementsAre( outside( "1:2", "call" ) ) );
+
+   // Clauses of others: another form, or a stanza that stands by itself.
+   EXPECT_THAT( doubtsOf( sequence + "class-map match-any X\n match ip dscp ef\n match access-group 10\n set ip dscp 5\n exit\n" ),
+                IsEmpty() );
+   EXPECT_THAT( doubtsOf( sequence + "exit\nclass-map X\n match tag 5\n" ), IsEmpty() );
 }
 
 // ---- all of them
@@ -350,9 +434,10 @@ TEST( Doubts, comeInTheOrderOfTheTextAndOnceForAFileThatIsReadTwice ) {
    for( size_t i = 1; i < once.size(); ++i ) EXPECT_LE( once[ i - 1 ].substr( 0, 3 ), once[ i ].substr( 0, 3 ) );
    EXPECT_EQ( doubtsOf( Files{ { "a", lines }, { "a", lines } } ), once );
    EXPECT_EQ( doubtsOf( Files{ { "a", lines }, { "b", "hostname b\n" }, { "a", lines }, { "a", lines } } ), once );
-   // Another text of the same file adds its own.
+   // Another text under the same name is another file.
    EXPECT_THAT( doubtsOf( Files{ { "a", "tagset T\n" }, { "a", "tagset T\nrout-map M\n" } } ),
                 ElementsAre( R"(a:1:1 passed-over: "tagset" is passed over: lines of tag sets begin with "tag-set")",
+                             R"(a:1:1 passed-over: "tagset" is passed over: lines of tag sets begin with "tag-set")",
                              R"(a:2:1 passed-over: "rout-map" is passed over: lines of route maps begin with "route-map")" ) );
 }
 

@@ -10,7 +10,7 @@ namespace Agent {
 namespace {
 
 TEST( Expression, underscores ) {
-   const std::string b = "(?:^|$|[ ,{}()])";
+   const std::string b = "(?:^|$|[ ,{}()\\[\\]])";
    struct Case {
       std::string_view text;
       std::string translated;
@@ -38,9 +38,10 @@ TEST( Expression, underscores ) {
 
 TEST( Expression, anUnderscoreStandsForWhatPartsNumbers ) {
    const RE2 expression( expressionOf( "_64500_" ) );
-   for( const char * path : { "64500", "64500 1", "1 64500 2", "1 64500", "1 {64500,2}", "(64500) 1", "1 {2,64500}" } )
+   for( const char * path : { "64500", "64500 1", "1 64500 2", "1 64500", "1 {64500,2}", "(64500) 1", "1 {2,64500}", "[64500]",
+                              "1 [64500 2] 3", "[2,64500] 3" } )
       EXPECT_TRUE( RE2::PartialMatch( path, expression ) ) << path;
-   for( const char * path : { "", "164500", "645001", "1 645001 2", "64_500" } )
+   for( const char * path : { "", "164500", "645001", "1 645001 2", "64_500", "[645001]" } )
       EXPECT_FALSE( RE2::PartialMatch( path, expression ) ) << path;
 }
 

@@ -62,6 +62,51 @@ TEST( HeldBack, callsMayNestAThousandDeep ) {
                                       testing::Pair( "M1", HeldBackBy::depth ) ) );
 }
 
+// `width` calls in each of so many route maps, one below the other: M0 at the top, the last without a call.
+Calls layers( int count, int width ) {
+   Calls calls;
+   const auto name = []( int layer ) { return "M" + std::to_string( layer ); };
+   for( int layer = 0; layer < count; ++layer )
+      calls.insert( calls.end(), static_cast<size_t>( width ), { name( layer ), name( layer + 1 ) } );
+   calls.emplace_back( name( count ), "" );
+   return calls;
+}
+
+TEST( HeldBack, anEvaluationMayComeToAHundredThousandCalls ) {
+   // 10 + 100 + 1,000 + 10,000 calls; ten times as many, and ten, from M0 on.
+   EXPECT_THAT( routeMapsHeldBack( routeMaps( layers( 4, 10 ) ) ), testing::IsEmpty() );
+   EXPECT_THAT( routeMapsHeldBack( routeMaps( layers( 5, 10 ) ) ), testing::ElementsAre( testing::Pair( "M0", HeldBackBy::number ) ) );
+
+   // Just as many as may be: 11,110 below M0, nine times and once more for M0 itself each, and one.
+   Calls calls = layers( 4, 10 );
+   calls.insert( calls.end(), 9, { "MOST", "M0" } );
+   calls.emplace_back( "LEAF", "" );
+   calls.insert( calls.end(), 100'000 - 9 * 11'111, { "MOST", "LEAF" } );
+   EXPECT_THAT( routeMapsHeldBack( routeMaps( calls ) ), testing::IsEmpty() );
+   calls.emplace_back( "MOST", "MISSING" );   // which counts for nothing
+   EXPECT_THAT( routeMapsHeldBack( routeMaps( calls ) ), testing::IsEmpty() );
+   calls.emplace_back( "MOST", "LEAF" );
+   calls.emplace_back( "CALLER", "MOST" );
+   EXPECT_THAT( routeMapsHeldBack( routeMaps( calls ) ),
+                testing::ElementsAre( testing::Pair( "CALLER", HeldBackBy::number ), testing::Pair( "MOST", HeldBackBy::number ) ) );
+}
+
+TEST( HeldBack, numbersBeyondAnyAreCounted ) {
+   const auto held = routeMapsHeldBack( routeMaps( layers( 900, 3 ) ) );   // 3 to the power of 900
+   EXPECT_EQ( held.size(), 890u );
+   EXPECT_EQ( held.at( "M889" ), HeldBackBy::number );
+   EXPECT_FALSE( held.contains( "M890" ) );   // 3 + 9 + ... + 3 to the power of 10
+}
+
+TEST( HeldBack, aRingIsToldBeforeDepthAndDepthBeforeNumber ) {
+   Calls calls = layers( 1001, 2 );
+   EXPECT_THAT( heldBy( HeldBackBy::depth, routeMaps( calls ) ), testing::ElementsAre( "M0" ) );
+   EXPECT_EQ( heldBy( HeldBackBy::number, routeMaps( calls ) ).size(), 1001u - 1 - 15 );
+   calls.emplace_back( "M500", "M500" );
+   EXPECT_EQ( heldBy( HeldBackBy::cycle, routeMaps( calls ) ).size(), 501u );
+   EXPECT_TRUE( heldBy( HeldBackBy::depth, routeMaps( calls ) ).empty() );
+}
+
 TEST( HeldBack, chainsMayBeLong ) {
    Calls calls;
    for( int i = 0; i < 100'000; ++i ) calls.emplace_back( "M" + std::to_string( i ), "M" + std::to_string( i + 1 ) );

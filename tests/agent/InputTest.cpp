@@ -141,6 +141,30 @@ TEST( InputTest, damageIsReportedAndNeverPassesUnseen ) {
    }
 }
 
+TEST( InputTest, zerosBehindAGzipStreamArePassedOver ) {
+   const std::string one = compressed( "one\n", Compression::gzip ), two = compressed( "two\n", Compression::gzip );
+   struct Row {
+      const char * name;
+      std::string bytes;
+      const char * text;
+      const char * fault;
+   };
+   const Row rows[] = {
+      { "one", one + '\0', "one\n", "" },
+      { "more than any buffer", one + std::string( 300'000, '\0' ), "one\n", "" },
+      { "between two", one + std::string( 512, '\0' ) + two, "one\ntwo\n", "" },
+      { "and something else", one + std::string( 512, '\0' ) + "something else", "one\n", "gzip data is damaged" },
+      { "and half a stream", one + std::string( 512, '\0' ) + two.substr( 0, 5 ), "one\n", "gzip data is cut short" },
+   };
+   for( const auto & row : rows )
+      for( const size_t step : { size_t( 1 ), one.size(), one.size() + 1, size_t( 1 ) << 20 } ) {
+         TricklingSource source( row.bytes, step );
+         const auto result = readAll( source );
+         EXPECT_EQ( result.text, row.text ) << row.name << ", " << step;
+         EXPECT_EQ( result.fault, row.fault ) << row.name << ", " << step;
+      }
+}
+
 TEST( InputTest, bytesBehindTheStreamAreDamage ) {
    for( const auto how : { Compression::gzip, Compression::bzip2, Compression::xz } ) {
       SCOPED_TRACE( stringValue( how ) );

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -232,6 +233,88 @@ TEST( KernelTableTest, noAllocationForARoute ) {
    const size_t before = allocationCount();
    ASSERT_EQ( parseRouteMessage( { bytes.data(), bytes.size() }, names, route ).kind, Kind::route );
    EXPECT_EQ( allocationCount(), before );
+}
+
+std::string message( uint16_t type, uint16_t flags, uint32_t sequence, std::string_view payload ) {
+   nlmsghdr head{};
+   head.nlmsg_len = static_cast<uint32_t>( sizeof head + payload.size() );
+   head.nlmsg_type = type;
+   head.nlmsg_flags = flags;
+   head.nlmsg_seq = sequence;
+   std::string bytes = bytesOf( head ) + std::string( payload );
+   bytes.resize( NLMSG_ALIGN( bytes.size() ) );
+   return bytes;
+}
+
+/// Says of IPv4 what it is given, once for each time that it is asked, and of IPv6 that there is nothing.
+class ScriptedDump final : public RouteDump {
+ public:
+   using Answer = std::vector<std::string>;   // what comes at once
+   explicit ScriptedDump( std::vector<Answer> answers ) : answers_( std::move( answers ) ) {}
+
+   void ask( unsigned char family ) override {
+      now_ = family == AF_INET ? answers_.at( asked++ ) : Answer{ message( NLMSG_DONE, 0, AF_INET6, bytesOf( 0 ) ) };
+      next_ = 0;
+   }
+   std::string_view receive() override {
+      const std::string & bytes = now_.at( next_++ );
+      given_.assign( bytes.begin(), bytes.end() );   // aligned, and nothing behind
+      return { given_.data(), given_.size() };
+   }
+   size_t asked = 0;
+
+ private:
+   std::vector<Answer> answers_;
+   Answer now_;
+   size_t next_ = 0;
+   std::vector<char> given_;
+};
+
+std::string routeMessage( uint16_t flags, char firstByte ) {
+   return message( RTM_NEWROUTE, flags, AF_INET,
+                   bytesOf( header( AF_INET, 8 ) ) + attribute( RTA_DST, std::string( 1, firstByte ) + "\0\0\0"s ) );
+}
+const std::string kDone = message( NLMSG_DONE, 0, AF_INET, bytesOf( 0 ) );
+const std::string kDoneChanged = message( NLMSG_DONE, NLM_F_DUMP_INTR, AF_INET, bytesOf( 0 ) );
+
+Table tableOf( ScriptedDump & dump ) {
+   Table table;
+   table.summary = readKernelTable( dump, table );
+   return table;
+}
+
+TEST( KernelTableTest, aDumpThatWasInterruptedIsAskedForAnew ) {
+   ScriptedDump dump( { { routeMessage( 0, 10 ), routeMessage( NLM_F_DUMP_INTR, 11 ) + kDone },   // told within
+                        { routeMessage( 0, 12 ), kDoneChanged },                                  // told at the end
+                        { routeMessage( 0, 13 ) + routeMessage( 0, 14 ), kDone } } );
+   const auto table = tableOf( dump );
+   EXPECT_EQ( dump.asked, 3u );
+   EXPECT_EQ( table.prefixes(), ( Strings{ "13.0.0.0/8", "14.0.0.0/8" } ) ) << "none of what was told before";
+   EXPECT_EQ( table.summary.fault, "" );
+   EXPECT_EQ( table.summary.routes, 2u );
+}
+
+TEST( KernelTableTest, aDumpThatIsAlwaysInterruptedIsAFault ) {
+   ScriptedDump dump( std::vector<ScriptedDump::Answer>( 6, { routeMessage( 0, 10 ) + kDoneChanged } ) );
+   const auto table = tableOf( dump );
+   EXPECT_EQ( dump.asked, 6u );
+   EXPECT_EQ( table.summary.fault, "the kernel's routes changed while they were read" );
+   EXPECT_EQ( table.prefixes(), Strings{ "10.0.0.0/8" } );
+
+   ScriptedDump last( { { kDoneChanged }, { kDoneChanged }, { kDoneChanged }, { kDoneChanged }, { kDoneChanged }, { kDone } } );
+   EXPECT_EQ( tableOf( last ).summary.fault, "" );
+}
+
+TEST( KernelTableTest, whatTheKernelRefusesIsTheFault ) {
+   ScriptedDump dump( { { message( NLMSG_ERROR, 0, AF_INET, bytesOf( -EPERM ) ) } } );
+   EXPECT_EQ( tableOf( dump ).summary.fault, "cannot read the kernel's routes: Operation not permitted" );
+}
+
+TEST( KernelTableTest, messagesOfOthersAreNotRead ) {
+   const std::string stranger = message( NLMSG_DONE, NLM_F_DUMP_INTR, 99, bytesOf( 0 ) );
+   ScriptedDump dump( { { stranger + routeMessage( 0, 10 ), stranger, kDone } } );
+   EXPECT_EQ( tableOf( dump ).prefixes(), Strings{ "10.0.0.0/8" } );
+   EXPECT_EQ( dump.asked, 1u );
 }
 
 std::string outputOf( const std::string & command ) {

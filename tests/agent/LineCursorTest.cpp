@@ -80,22 +80,16 @@ TEST( LineCursor, controlBytes ) {
       uint32_t column;   // 0: it has none
    };
    for( const auto & row :
-        { Row{ "a\tb\r", 0 }, Row{ "a\xff\x80", 0 }, Row{ "ab\0"sv, 3 }, Row{ "\x1b", 1 }, Row{ "a \x7f", 3 }, Row{ "\v", 1 } } ) {
+        { Row{ "a\tb\r", 0 }, Row{ "a\xff\x80", 0 }, Row{ "ab\0"sv, 3 }, Row{ "\x1b", 1 }, Row{ "a \x7f", 3 }, Row{ "\v", 1 },
+          // U+0080 to U+009F
+          Row{ "a\xc2\x80", 2 }, Row{ "\xc2\x9f", 1 }, Row{ "\xc2\xa0", 0 }, Row{ "\xc2\x7e", 0 }, Row{ "a\xc2", 0 },
+          Row{ "\xc2\xc2\x9b", 2 }, Row{ "\xc3\x9b", 0 } } ) {
       uint32_t column = 0;
       try {
          LineCursor( row.line ).expectNoControlBytes();
       } catch( const LineError & error ) { column = error.column; }
       EXPECT_EQ( column, row.column ) << printable( row.line );
    }
-}
-
-TEST( LineCursor, textOfErrors ) {
-   EXPECT_EQ( inQuotes( "a\n\xff" ), "\"a\\x0a\\xff\"" );
-   EXPECT_EQ( inQuotes( std::string( 64, 'x' ) ), "\"" + std::string( 64, 'x' ) + "\"" );
-   EXPECT_EQ( inQuotes( std::string( 65, 'x' ) ), "\"" + std::string( 64, 'x' ) + "...\"" );
-   EXPECT_EQ( alternatives( { "a" } ), "\"a\"" );
-   EXPECT_EQ( alternatives( { "a", "b" } ), "\"a\" or \"b\"" );
-   EXPECT_EQ( alternatives( { "a", "b", "c" } ), "\"a\", \"b\" or \"c\"" );
 }
 
 }   // namespace

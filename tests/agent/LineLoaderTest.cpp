@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -409,6 +410,10 @@ TEST( LineLoader, aWrongLineOfAListSaysWhatIsWrongAndChangesNothing ) {
          { "bgp community-list expanded C permit 1:[0", R"(40: "1:[0" is no regular expression: missing ]: [0)" },
 
          { "bgp as-path A permit 1", R"(13: expected "access-list", found "A")" },
+         { R"(bgp as-path access-list P permit "^1_")",
+           R"(34: '"' stands in no AS path and no community: the expression is to go without it)" },
+         { "bgp as-path access-list P permit ^1_ ! one",
+           "38: '!' stands in no AS path and no community: the expression is to go without it" },
          { "bgp as-path access-list P permit (1|2", R"(34: "(1|2" is no regular expression: missing ): (1|2)" },
          { "bgp as-path access-list P permit _1_ *a**", R"(40: "_1_ *a**" is no regular expression: bad repetition operator: **)" },
          { "bgp as-path access-list P permit a\\", R"(34: "a\" is no regular expression: trailing \)" },
@@ -454,6 +459,10 @@ TEST( LineLoader, aWrongLineOfARouteMapSaysWhatIsWrongAndChangesNothing ) {
          { " match ip address prefix-list A inverted", R"(33: expected the end of the line, found "inverted")" },
          { " match ip next-hop", R"(19: expected an address or the name of an access list, found the end of the line)" },
          { " match ip next-hop address A", R"(28: expected an IPv4 address, found "A")" },
+         { " match ip next-hop 10.0.0.0/8", R"(20: expected an address or the name of an access list, found "10.0.0.0/8")" },
+         { " match ip next-hop prefix-lst A", R"(20: expected "prefix-list", found "prefix-lst")" },
+         { " match ip address prefixlist A", R"(19: expected "prefix-list", found "prefixlist")" },
+         { " match ip address Prefix-List A", R"(19: expected "prefix-list", found "Prefix-List")" },
          { " match ip next-hop 2001:db8::1", R"(20: expected an IPv4 address, found "2001:db8::1", which is of IPv6)" },
          { " match ipv6 next-hop address 10.0.0.1", R"(30: expected an IPv6 address, found "10.0.0.1", which is of IPv4)" },
          { " match tag", R"(11: expected a tag from 0 to 4294967295, found the end of the line)" },
@@ -518,6 +527,7 @@ TEST( LineLoader, anyBytesAreShownAsTheyCanBePrinted ) {
       { "zero byte", std::string( "ip prefix-list A permit 10.0.0.0/8\0"sv ), "35: expected text, found \"\\x00\"" },
       { "zero byte in a name", std::string( "ip prefix-list A\0B permit any"sv ), "17: expected text, found \"\\x00\"" },
       { "terminal codes", "tag-set \x1b[2J 5", "9: expected text, found \"\\x1b\"" },
+      { "terminal codes in UTF-8", "tag-set T\xc2\x9b\x32J 5", "10: expected text, found \"\\xc2\\x9b\"" },
       { "delete", "route-map M\x7f permit 5", "12: expected text, found \"\\x7f\"" },
       { "not UTF-8", "tag-set T \xff\xfe", "11: expected a tag from 0 to 4294967295, found \"\\xff\\xfe\"" },
       { "a quote", "tag-set T \"5\"", "11: expected a tag from 0 to 4294967295, found \"\"5\"\"" },
@@ -658,7 +668,8 @@ TEST( LineLoader, aStanzaIsALineAndWhatIsIndentedBehindIt ) {
       { "lines that are not indented", "a\nb\nexit-address-family\n", 3 },
       { "an indented line at the beginning", " a\n b\n", 1 },
       { "indented behind a list", "tag-set T 5\n a\n b\ntag-set T 6\n c\n", 2 },
-      { "words of ours, indented", " ip prefix-list A permit any\n route-map M permit\n match\n", 1 },
+      { "words of ours, indented", "interface eth0\n ip prefix-list A permit any\n route-map M permit\n match\n", 1 },
+      { "words of ours, indented in no stanza", " ip prefix-list A permit any\n route-map M permit 10\n  match tag 5\n", 0 },
       { "one word of two", "ip\nipv6\nbgp\nno\nno ip\nno bgp log\n", 6 },
       { "words that begin like ours", "ip prefix-lists A\nroute-maps\ntag-sets\nmatching\n", 4 },
       { "clauses without a sequence", "match tag 5\nset metric x\nno match tag\n", 3 },
@@ -666,6 +677,27 @@ TEST( LineLoader, aStanzaIsALineAndWhatIsIndentedBehindIt ) {
       { "in another file", "a\n", 1 },
    };
    for( const auto & row : rows ) EXPECT_EQ( loaded( row.lines ).passedOverStanzas, row.stanzas ) << row.name;
+}
+
+TEST( LineLoader, indentedLinesInNoStanzaAreReadAsTheyAre ) {
+   const PolicyText text = loaded( "  ip prefix-list A permit any\n  ip prefix-list A deny 10.0.0.0/8\n  route-map M permit 10\n"
+                                   "    match ip address prefix-list A\n  !\n" );
+   EXPECT_EQ( writeText( text ),
+              "ip prefix-list A seq 5 permit any\nip prefix-list A seq 10 deny 10.0.0.0/8\n"
+              "route-map M permit 10\n match ip address prefix-list A\n" );
+   EXPECT_EQ( text.passedOverStanzas, 0u );
+}
+
+TEST( LineLoader, filtersOfPacketsAndSwitchesAreOtherStanzas ) {
+   const PolicyText text = loaded( "access-list 101 permit ip any any\naccess-list 101 seq 5 deny tcp any any eq 22\n"
+                                   "no access-list 102 permit udp any any\nipv6 access-list F\n permit ipv6 any any\n"
+                                   "ip access-list extended G\n permit ip any any\n"
+                                   "ip prefix-list sequence-number\nno ip prefix-list sequence-number\n" );
+   EXPECT_EQ( writeText( text ), "" );
+   EXPECT_EQ( text.passedOverStanzas, 7u );
+   EXPECT_TRUE( text.doubts.empty() );
+   EXPECT_EQ( writeText( loaded( "access-list ip permit 10.0.0.0/8\nip prefix-list sequence-number permit any\n" ) ),
+              "ip prefix-list sequence-number seq 5 permit any\naccess-list ip seq 5 permit 10.0.0.0/8\n" );
 }
 
 TEST( LineLoader, severalFilesAreOneConfiguration ) {
@@ -678,8 +710,8 @@ TEST( LineLoader, severalFilesAreOneConfiguration ) {
    EXPECT_EQ( loader.text().lines, 4u );
    EXPECT_THAT( loader.text().files, ElementsAre( "lists.conf", "more.conf" ) );
    EXPECT_EQ( loader.text().ipv4PrefixLists.at( "A" ).lines.at( 10 ).place.file, 1u );
-   loader.load( "lists.conf", "" );
-   EXPECT_EQ( loader.text().files.size(), 2u );
+   loader.load( "lists.conf", "" );   // other bytes: another file
+   EXPECT_THAT( loader.text().files, ElementsAre( "lists.conf", "more.conf", "lists.conf" ) );
 }
 
 TEST( LineLoader, thingsKnowWhereTheyStand ) {
@@ -731,13 +763,12 @@ std::vector<std::string> applicationsOf( const PolicyText & text ) {
 TEST( LineLoader, whatOtherStanzasApply ) {
    LineLoader loader;
    loader.load( "a.conf", kRouter );
-   const std::vector<std::string> once = { "a.conf:21:31 EDGE (neighbor 10.0.0.2 route-map EDGE in)", "a.conf:45:15 10 (access-class 10)" };
+   const std::vector<std::string> once = { "a.conf:21:31 EDGE (neighbor 10.0.0.2 route-map EDGE in)" };
    EXPECT_EQ( applicationsOf( loader.text() ), once );
    loader.load( "a.conf", kRouter );
    EXPECT_EQ( applicationsOf( loader.text() ), once );   // what is read twice is applied once
    loader.load( "b.conf", "table-map X\nroute-map M permit 10\n match ip address prefix-list A\nexit\ntable-map Y\n" );
-   EXPECT_THAT( applicationsOf( loader.text() ),
-                ElementsAre( once[ 0 ], once[ 1 ], "b.conf:1:11 X (table-map X)", "b.conf:5:11 Y (table-map Y)" ) );
+   EXPECT_THAT( applicationsOf( loader.text() ), ElementsAre( once[ 0 ], "b.conf:1:11 X (table-map X)", "b.conf:5:11 Y (table-map Y)" ) );
 
    LineLoader alike;   // what another file says is no repetition
    for( const auto & [ file, lines ] : { std::pair( "a", "table-map X" ), std::pair( "b", "" ), std::pair( "b", "table-map X" ) } )
@@ -760,13 +791,12 @@ TEST( LineLoader, filesThatSayNothingOfAPolicy ) {
       { "an error", { { "a", "hostname x\ntag-set T x\n" } }, {} },
       { "a clause that is an error", { { "a", "route-map M permit 10\n mtach" } }, {} },
       { "another stanza", { { "a", "hostname x\n" } }, { 0 } },
-      { "an indented line", { { "a", " tag-set T 5\n" } }, { 0 } },
+      { "an indented line", { { "a", " tag-set T 5\n" } }, {} },
+      { "an indented line of another stanza", { { "a", "x\n tag-set T 5\n" } }, { 0 } },
       { "a table", { { "a", "10.0.0.0/8 64500\n11.0.0.0/8 64501\n" } }, { 0 } },
       { "some of several", { { "a", "x" }, { "b", "tag-set T 5" }, { "c", "!" }, { "d", "y" } }, { 0, 3 } },
       { "one that is read twice", { { "a", "x" }, { "b", "x" }, { "a", "x" } }, { 0, 1 } },
-      { "one that says something the second time", { { "a", "x" }, { "b", "x" }, { "a", "tag-set T 5" } }, { 1 } },
-      { "one that said something the first time", { { "a", "tag-set T 5" }, { "b", "x" }, { "a", "x" } }, { 1 } },
-      { "one that was empty the first time", { { "a", "" }, { "b", "x" }, { "a", "x" } }, { 0, 1 } },
+      { "two of one name", { { "a", "x" }, { "a", "tag-set T 5" }, { "a", "y" } }, { 0, 2 } },
       { "an application is no line of a policy", { { "a", "table-map X\n" } }, { 0 } },
    };
    for( const auto & row : rows ) {
@@ -776,24 +806,78 @@ TEST( LineLoader, filesThatSayNothingOfAPolicy ) {
    }
 }
 
-TEST( LineLoader, loadingTheSameFileTwiceChangesNothing ) {
-   LineLoader loader;
-   loader.load( "a.conf", kRouter );
-   const std::string once = writeText( loader.text() );
-   const size_t doubts = loader.text().doubts.size();
-   loader.load( "a.conf", kRouter );
-   EXPECT_THAT( errorsOf( loader ), ElementsAre() );
-   EXPECT_EQ( loader.text().doubts.size(), doubts );
-   EXPECT_EQ( writeText( loader.text() ), once );
+// All that there is to know of what is loaded.
+std::string everything( const LineLoader & loader ) {
+   const PolicyText & text = loader.text();
+   std::string all = writeText( text ) + std::to_string( text.lines ) + ' ' + std::to_string( text.passedOverStanzas ) + '\n';
+   for( const auto & file : text.files ) all += file + '\n';
+   for( const uint32_t file : text.strayFiles ) all += std::to_string( file ) + '\n';
+   for( const auto & application : applicationsOf( text ) ) all += application + '\n';
+   for( const auto & doubt : text.doubts ) all += std::to_string( doubt.place.line ) + ' ' + doubt.text + '\n';
+   for( const auto & word : std::set<std::string>( text.otherWords.begin(), text.otherWords.end() ) ) all += word + '\n';
+   for( const auto & error : errorsOf( loader ) ) all += error + '\n';
+   return all;
+}
 
+TEST( LineLoader, loadingTheSameFileTwiceChangesNothing ) {
+   const struct {
+      const char * name;
+      std::string_view lines;
+   } rows[] = {
+      { "nothing", "" },
+      { "a router's configuration", kRouter },
+      { "a line that takes the place of one without a number",
+        "ip prefix-list A permit 10.0.0.0/8\nip prefix-list A seq 5 permit 20.0.0.0/8\n" },
+      { "a line that is taken off", "ip prefix-list A permit any\nip prefix-list A deny any\nno ip prefix-list A permit any\n" },
+      { "errors and doubts", "tag-set T x\nrout-map M\nroute-map M permit 10\n match tag 5\n match tag 6\n" },
+      { "a stray file", "10.0.0.0/8\n" },
+   };
+   for( const auto & row : rows ) {
+      LineLoader loader;
+      loader.load( "a.conf", row.lines );
+      const std::string once = everything( loader );
+      loader.load( "a.conf", row.lines );
+      EXPECT_EQ( everything( loader ), once ) << row.name;
+      loader.load( "b.conf", "!\n" );
+      const std::string both = everything( loader );
+      for( const auto & [ file, lines ] : { std::pair( "a.conf", row.lines ), std::pair( "b.conf", "!\n"sv ) } ) loader.load( file, lines );
+      EXPECT_EQ( everything( loader ), both ) << row.name;
+   }
+}
+
+// The second has no part in it; a third, of another name, says it again.
+TEST( LineLoader, whatIsWrittenChangesNothingUnderAnyName ) {
    forRandomCases( 5, []( Random & random ) {
       const PolicyText text = RandomText( random ).next();
-      LineLoader twice;
-      twice.load( "a.conf", writeText( text ) );
-      twice.load( "a.conf", writeText( text ) );
-      EXPECT_EQ( twice.text(), text );
-      for( const auto & doubt : twice.text().doubts ) EXPECT_EQ( doubt.kind, Doubt::Kind::netmask ) << doubt.text;
+      LineLoader loader;
+      for( const char * file : { "a.conf", "a.conf", "b.conf" } ) loader.load( file, writeText( text ) );
+      EXPECT_EQ( loader.text(), text );
+      EXPECT_THAT( loader.text().files, ElementsAre( "a.conf", "b.conf" ) );
+      for( const auto & doubt : loader.text().doubts ) EXPECT_EQ( doubt.kind, Doubt::Kind::netmask ) << doubt.text;
    } );
+}
+
+TEST( LineLoader, anyByteMakesAnotherFile ) {
+   const std::string lines = "ip prefix-list A permit 10.0.0.0/8\nip prefix-list A deny any\n";
+   LineLoader loader;
+   loader.load( "a.conf", lines );
+   for( size_t at = 0; at < lines.size(); ++at ) {
+      std::string other = lines;
+      other[ at ] = '#';
+      loader.load( "a.conf", other );
+      EXPECT_EQ( loader.text().files.size(), at + 2 );
+   }
+   loader.load( "a.conf", lines + '\n' );
+   loader.load( "a.conf", lines + '\0' );
+   EXPECT_EQ( loader.text().files.size(), lines.size() + 3 );
+}
+
+TEST( LineLoader, wordsOfOtherStanzas ) {
+   EXPECT_THAT( loaded( "! a comment\nip prefix-list LIST permit any\nroute-map M permit 10\n description of it\nexit\n"
+                        "ip route 10.0.0.0/8 eth0\ninterface eth0\n no shutdown\n" +
+                        std::string( 65, 'x' ) + '\n' )
+                   .otherWords,
+                testing::UnorderedElementsAre( "ip", "route", "10.0.0.0/8", "eth0", "interface", "no", "shutdown" ) );
 }
 
 // The same policy by lines without numbers: numbered in fives, and again nothing new the second time.

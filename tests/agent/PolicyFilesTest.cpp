@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <functional>
 
 #include "tests/agent/CommandFixture.h"
@@ -24,7 +25,7 @@ CommandOutput loaded( std::string_view content ) {
 // The policy's own messages are others' matter: it is free of errors.
 CommandOutput inForce( std::string_view content, const std::function<void( const LivePolicy & )> & then ) {
    return outputOf( content, [ & ]( const std::string & file, Console & console ) {
-      then( *livePolicyOf( { file }, console ) );
+      then( *livePolicyOf( { file }, console, false ) );
       return kExitOk;
    } );
 }
@@ -35,9 +36,9 @@ TEST( PolicyFiles, aFileOfNothingButOtherThingsIsNoPolicy ) {
       std::string_view content;
       const char * error;
    } rows[] = {
-      { "another stanza", kOther, "FILE: no line of a policy in it" },
-      { "a table", "10.0.0.0/8 64500\n", "FILE: no line of a policy in it" },
-      { "any bytes", std::string_view( "\x1f\x8b\x08\0\xff", 5 ), "FILE: no line of a policy in it" },
+      { "another stanza", kOther, "FILE: no line of a policy in it (a table stands behind --in)" },
+      { "a table", "10.0.0.0/8 64500\n", "FILE: no line of a policy in it (a table stands behind --in)" },
+      { "any bytes", std::string_view( "\x1f\x8b\x08\0\xff", 5 ), "FILE: no line of a policy in it (a table stands behind --in)" },
       { "a policy", kPolicy, "" },
       { "one among other stanzas", "hostname edge\nroute-map IN permit 10\n", "" },
       { "a policy with an error, which is told elsewhere", "route-map IN permit\n", "" },
@@ -53,14 +54,59 @@ TEST( PolicyFiles, aFileOfNothingButOtherThingsIsNoPolicy ) {
    }
 }
 
-TEST( PolicyFiles, oneStrayFileAmongPoliciesIsMentioned ) {
-   const PolicyFile other( kOther );
-   const auto output = outputOf( kPolicy, [ & ]( const std::string & file, Console & console ) {
-      EXPECT_EQ( loadFiles( { other.name(), file }, console ).text().routeMaps.count( "IN" ), 1u );
-      return kExitOk;
-   } );
-   EXPECT_EQ( output.error, "" );
-   EXPECT_EQ( output.messages, other.name() + ": no line of a policy in it\n" );
+TEST( PolicyFiles, everyFileIsToSaySomethingOfAPolicy ) {
+   const auto output = []( std::string_view first, std::string_view second ) {
+      const PolicyFile other( first );
+      auto loaded = outputOf( second, [ & ]( const std::string & file, Console & console ) {
+         loadFiles( { other.name(), file }, console );
+         return kExitOk;
+      } );
+      for( std::string * text : { &loaded.messages, &loaded.error } )
+         for( size_t at; ( at = text->find( other.name() ) ) != std::string::npos; ) text->replace( at, other.name().size(), "OTHER" );
+      return loaded;
+   };
+   const auto both = output( kOther, "hostname core\n" );
+   EXPECT_EQ( both.error, "OTHER, FILE: no line of a policy in them (a table stands behind --in)" );
+   EXPECT_EQ( both.messages, "" );
+   for( const std::string_view second : { kPolicy, "! none yet\n", "tag-set A 5\nno tag-set A\n", "" } ) {
+      const auto one = output( kOther, second );
+      EXPECT_EQ( one.error, "OTHER: no line of a policy in it (a table stands behind --in)" ) << second;
+      EXPECT_EQ( one.messages, "" ) << second;
+   }
+   const auto wrong = output( kOther, "rout-map A permit 10\ntag-set A x\n" );   // what stands in a policy is told by others
+   EXPECT_EQ( wrong.error, "OTHER: no line of a policy in it (a table stands behind --in)" );
+   EXPECT_EQ( wrong.messages, "FILE:2:11: expected a tag from 0 to 4294967295, found \"x\"\n" );
+}
+
+TEST( PolicyFiles, linesThatLookLikeAPolicysAreToldWhereThereIsNone ) {
+   const auto one = loaded( "hostname edge\nrout-map IN permit 10\n" );
+   EXPECT_EQ( one.error, "FILE: no line of a policy in it (a table stands behind --in)" );
+   EXPECT_EQ( one.messages, "FILE:2:1: \"rout-map\" is passed over: lines of route maps begin with \"route-map\"\n" );
+   std::string many;
+   for( char c = 'a'; c < 'n'; ++c ) many += std::string( "route-map" ) + c + " IN permit 10\n";
+   const auto cut = loaded( many );
+   EXPECT_EQ( std::count( cut.messages.begin(), cut.messages.end(), '\n' ), 11 );
+   EXPECT_TRUE( cut.messages.ends_with( "\nand 3 more\n" ) ) << cut.messages;
+}
+
+TEST( PolicyFiles, aFileBeyondTheLimitIsRefused ) {
+   const auto read = []( std::string_view content, uint64_t limit ) {
+      return outputOf( content,
+                       [ & ]( const std::string & file, Console & ) {
+                          EXPECT_EQ( contentOf( file, limit ), content );
+                          return kExitOk;
+                       } )
+         .error;
+   };
+   const std::string large( 200'000, 'x' );
+   EXPECT_EQ( read( large, large.size() ), "" );
+   EXPECT_EQ( read( large, large.size() - 1 ), "FILE: longer than 199999 bytes" );
+   EXPECT_EQ( read( "", 0 ), "" );
+   EXPECT_EQ( read( "x", 0 ), "FILE: longer than 0 bytes" );
+   try {
+      contentOf( "/dev/zero", 1 << 20 );
+      ADD_FAILURE() << "it has no end";
+   } catch( const CommandError & e ) { EXPECT_EQ( e.message, "/dev/zero: longer than 1048576 bytes" ); }
 }
 
 TEST( PolicyFiles, linesThatWerePassedOverAreMentionedByNumber ) {

@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,11 +24,13 @@ namespace Agent {
 
 /// Where the program writes to: what kind of thing a stream of its is.
 struct Stream {
-   enum class Kind { pipe, unreadPipe, terminal, file } kind = Kind::pipe;
-   std::string file{};   // of Kind::file
+   enum class Kind { pipe, unreadPipe, terminal, outsTerminal, file } kind = Kind::pipe;
+   std::string file{};            // of Kind::file
+   unsigned short columns = 80;   // of Kind::terminal
 
    static Stream unreadPipe() { return { Kind::unreadPipe }; }   // whose reader has gone
-   static Stream terminal() { return { Kind::terminal }; }
+   static Stream terminal( unsigned short columns = 80 ) { return { Kind::terminal, {}, columns }; }
+   static Stream outsTerminal() { return { Kind::outsTerminal }; }   // messages on the terminal of the data
    static Stream to( std::string file ) { return { Kind::file, std::move( file ) }; }
 };
 
@@ -84,6 +87,16 @@ class Program {
       waitUntil( "it said what was awaited", [ & ] { return err().find( text ) != std::string::npos; } );
    }
 
+   /// More on its standard input, which was kept open; and the end of that.
+   void giveInput( std::string_view more ) {
+      call_.input += more;
+      if( in_ < 0 ) std::swap( in_, kept_ );
+   }
+   void endInput() {
+      call_.keepInputOpen = false;
+      giveInput( {} );
+   }
+
    /// Reads no more of its standard output.
    void closeOut() { close( out_.ours ); }
    void signal( int number ) { kill( pid_, number ); }
@@ -115,14 +128,18 @@ class Program {
       checked( pipe2( ends, O_CLOEXEC ), "pipe" );
       return { ends[ 0 ], ends[ 1 ] };
    }
-   static Ends terminalEnds() {
+   static Ends terminalEnds( unsigned short columns ) {
       const int ours = checked( posix_openpt( O_RDWR | O_NOCTTY | O_CLOEXEC ), "terminal" );
       checked( grantpt( ours ), "terminal" );
       checked( unlockpt( ours ), "terminal" );
-      return { ours, checked( open( ptsname( ours ), O_RDWR | O_NOCTTY | O_CLOEXEC ), "terminal" ) };
+      const int theirs = checked( open( ptsname( ours ), O_RDWR | O_NOCTTY | O_CLOEXEC ), "terminal" );
+      const winsize size{ 24, columns, 0, 0 };
+      checked( ioctl( theirs, TIOCSWINSZ, &size ), "terminal" );
+      return { ours, theirs };
    }
-   static Ends endsOf( const Stream & stream ) {
-      if( stream.kind == Stream::Kind::terminal ) return terminalEnds();
+   Ends endsOf( const Stream & stream ) const {
+      if( stream.kind == Stream::Kind::terminal ) return terminalEnds( stream.columns );
+      if( stream.kind == Stream::Kind::outsTerminal ) return { -1, checked( fcntl( out_.theirs, F_DUPFD_CLOEXEC, 0 ), "terminal" ) };
       if( stream.kind == Stream::Kind::file ) return { -1, checked( open( stream.file.c_str(), O_WRONLY | O_CLOEXEC ), "file" ) };
       Ends ends = pipeEnds();
       if( stream.kind == Stream::Kind::unreadPipe ) close( ends.ours );

@@ -97,8 +97,7 @@ TEST( References, whatOtherStanzasApply ) {
                        "ipv6 prefix-list BOTH permit any\nroute-map R permit 10\n match ipv6 address prefix-list WANTED\n" );
    text.applications = { { prefixList, "V4", "1", {} },     { prefixList, "V6", "2", {} },   { prefixList, "BOTH", "3", {} },
                          { prefixList, "WANTED", "4", {} }, { prefixList, "NONE", "5", {} }, { accessList, "V4", "6", {} },
-                         { routeMap, "R", "7", {} },        { routeMap, "R", "8", {} },      { asPathList, "R", "9", {} },
-                         { communityList, "R", "10", {} } };
+                         { routeMap, "R", "7", {} },        { routeMap, "R", "8", {} },      { asPathList, "R", "9", {} } };
    const References references( text );
    const struct {
       Thing thing;
@@ -111,11 +110,11 @@ TEST( References, whatOtherStanzasApply ) {
       { { ThingKind::ipv4PrefixList, "NONE" }, { "5" } }, { { ThingKind::ipv6PrefixList, "NONE" }, {} },
       { { ThingKind::ipv4AccessList, "V4" }, { "6" } },   { { ThingKind::ipv6AccessList, "V4" }, {} },
       { { ThingKind::routeMap, "R" }, { "7", "8" } },     { { ThingKind::asPathList, "R" }, { "9" } },
-      { { ThingKind::communityList, "R" }, { "10" } },    { { ThingKind::tagSet, "R" }, {} },
+      { { ThingKind::communityList, "R" }, {} },          { { ThingKind::tagSet, "R" }, {} },
    };
    for( const auto & row : rows ) {
       std::vector<std::string> lines;
-      for( const auto * application : references.applicationsOf( row.thing ) ) lines.push_back( textOf( *application ) );
+      for( const auto * application : references.applicationsOf( row.thing ) ) lines.push_back( application->line );
       EXPECT_EQ( lines, row.lines ) << textOf( row.thing );
       EXPECT_EQ( references.isUsed( row.thing ), !lines.empty() ) << textOf( row.thing );
    }
@@ -130,8 +129,17 @@ TEST( References, thingsOfOneNameAreAllKindsThatAreThereOrWanted ) {
    std::vector<std::string> things;
    for( const auto & thing : thingsCalled( "X", text, references ) ) things.push_back( textOf( thing ) );
    EXPECT_THAT( things, ElementsAre( "ip prefix-list X", "tag-set X", "bgp community-list X", "route-map X" ) );
+   EXPECT_THAT( kindsCalled( "X", text ), ElementsAre( ThingKind::ipv4PrefixList, ThingKind::tagSet, ThingKind::routeMap ) );
+   EXPECT_THAT( kindsCalled( "Y", text ), IsEmpty() );
    EXPECT_EQ( thingsCalled( "Y", text, references ).size(), 1u );
    EXPECT_THAT( thingsCalled( "Z", text, references ), IsEmpty() );
+}
+
+TEST( References, namesInOneLine ) {
+   EXPECT_EQ( joined( {}, 3, " and " ), "" );
+   EXPECT_EQ( joined( { "A" }, 3, " and " ), "A" );
+   EXPECT_EQ( joined( { "A", "B", "C" }, 3, " and " ), "A, B and C" );
+   EXPECT_EQ( joined( { "A", "B", "C", "D" }, 3, ", " ), "A, B, C and 1 more" );
 }
 
 TEST( References, namesLikeAnother ) {

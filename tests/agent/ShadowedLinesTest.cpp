@@ -105,5 +105,45 @@ RC_GTEST_PROP( ShadowedLines, areThoseWhosePrefixesAreAllInOneEarlierLine, () ) 
    RC_ASSERT( shadowedLinesOf( list ) == expected );
 }
 
+// ---- against every pair of lines, of many lengths on few prefixes that contain each other
+
+std::vector<ShadowedLine> shadowedByPairs( const PrefixListText & list ) {
+   const auto lengths = []( const PrefixListLine & line ) {
+      const uint32_t length = line.prefix.length();
+      return std::pair( line.ge.value_or( length ), line.le.value_or( line.ge ? 128 : length ) );
+   };
+   const auto contains = []( const Ferule::IpGenPrefix & a, const Ferule::IpGenPrefix & b ) {
+      return a.length() <= b.length() && a.v6Prefix().contains( b.v6Prefix().address );
+   };
+   std::vector<ShadowedLine> shadowed;
+   for( const auto & [ number, line ] : list.lines ) {
+      const auto [ from, to ] = lengths( line );
+      for( auto at = list.lines.begin(); at->first < number; ++at ) {
+         const auto [ otherFrom, otherTo ] = lengths( at->second );
+         if( !contains( at->second.prefix, line.prefix ) || otherFrom > from || otherTo < to ) continue;
+         shadowed.push_back( { number, at->first } );
+         break;
+      }
+   }
+   return shadowed;
+}
+
+RC_GTEST_PROP( ShadowedLines, areTheSameAsByPairs, () ) {
+   const auto count = *rc::gen::inRange( 0u, 300u );
+   const auto widest = *rc::gen::inRange( 1u, 129u );   // the shorter the ranges, the fewer lines are shadowed
+   PrefixListText list;
+   for( uint32_t number = 0; number < count; ++number ) {
+      PrefixListLine line;
+      const auto length = *rc::gen::inRange<uint8_t>( 0, 13 );
+      const Ferule::Bits128 bits{ *rc::gen::inRange<uint64_t>( 0, 8 ) << 61, 0 };
+      line.prefix = Ferule::IpGenPrefix( Ferule::Ip6Prefix{ Ferule::Ip6Addr( bits ), length } ).subnet();
+      if( *rc::gen::arbitrary<bool>() ) line.ge = *rc::gen::inRange<uint32_t>( length, 129 );
+      const uint32_t from = line.ge.value_or( length );
+      if( *rc::gen::inRange( 0, 4 ) != 0 ) line.le = *rc::gen::inRange( from, std::min( 128u, from + widest ) + 1 );
+      list.lines[ number * 7 ] = line;
+   }
+   RC_ASSERT( shadowedLinesOf( list ) == shadowedByPairs( list ) );
+}
+
 }   // namespace
 }   // namespace Agent

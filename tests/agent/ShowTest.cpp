@@ -56,7 +56,7 @@ TEST( Show, aRouteMapWithWhatIsCompiledOfIt ) {
               " match community GONE\n"
               "! compiled; reads matchPrefixDependent; undefined: bgp community-list GONE; used by EDGE-IN 30\n"
               "! 10 permit\n"
-              "!    matches PrefixListMatcher prefix-list CUST\n"
+              "!    matches PrefixListMatcher prefix-list CUST invert\n"
               "!    matches TagSetMatcher tag setTAGS\n"
               "!    sets RouteMetricSetter metric 7\n"
               "!    sets DistanceSetter distance 20\n"
@@ -94,6 +94,11 @@ TEST( Show, everyKindThatHasTheName ) {
               "! IPv6, 1 line, used by EDGE-IN 30\n" );
    EXPECT_EQ( shown( kPolicy, "TAGS" ).out, "tag-set TAGS 1 2 3\n! 3 tags, used by CUSTOMERS 10\n" );
    EXPECT_EQ( shown( kPolicy, "COMM" ).out, "bgp community-list expanded COMM seq 5 permit ^64500:\n! expanded, 1 line, used by nobody\n" );
+}
+
+TEST( Show, whatIsInvertedAndUndefined ) {
+   EXPECT_THAT( shown( "route-map R permit 10\n match ipv6 address prefix-list P invert\n match tag 5\n" ).out,
+                testing::EndsWith( "\n!    matches TagMatcher tag 5\n!    matches PrefixListMatcher prefix-list P invert (undefined)\n" ) );
 }
 
 TEST( Show, manyUsersAreCutShort ) {
@@ -187,13 +192,13 @@ TEST( Show, json ) {
       "undefinedReferences": "commListUndefined", "undefined": [ { "kind": "bgp community-list", "name": "GONE" } ],
       "sequences": [
          { "number": 10, "action": "permit",
-           "matchers": [ { "option": "matchIpPrefixList", "text": "PrefixListMatcher prefix-list CUST", "undefined": false },
-                         { "option": "matchTagSet", "text": "TagSetMatcher tag setTAGS", "undefined": false } ],
+           "matchers": [ { "option": "matchIpPrefixList", "text": "PrefixListMatcher prefix-list CUST", "invert": true, "undefined": false },
+                         { "option": "matchTagSet", "text": "TagSetMatcher tag setTAGS", "invert": false, "undefined": false } ],
            "setters": [ { "option": "setMetric", "text": "RouteMetricSetter metric 7" },
                         { "option": "setDistance", "text": "DistanceSetter distance 20" } ],
            "continue": 20 },
          { "number": 20, "action": "deny",
-           "matchers": [ { "option": "matchCommunity", "text": "RouteListMatcher list GONE", "undefined": true } ],
+           "matchers": [ { "option": "matchCommunity", "text": "RouteListMatcher list GONE", "invert": false, "undefined": true } ],
            "setters": [] } ],
       "usedBy": [ { "routeMap": "EDGE-IN", "sequence": 30 } ], "applied": 0,
       "text": [ "route-map CUSTOMERS permit 10", " match ip address prefix-list CUST invert", " match tag-set TAGS", " set metric 7",

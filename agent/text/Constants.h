@@ -1,0 +1,15 @@
+/// @file agent/text/Constants.h
+/// What the readers of policies and those of tables have in common.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <string_view>
+
+namespace Agent {
+
+inline constexpr uint64_t kMax32 = std::numeric_limits<uint32_t>::max();
+
+inline constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";   // some editors begin a UTF-8 text with it
+
+}   // namespace Agent

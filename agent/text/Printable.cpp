@@ -1,0 +1,51 @@
+#include "text/Printable.h"
+
+#include <algorithm>
+
+namespace Agent {
+
+namespace {
+
+constexpr size_t kLongestWord = 64;
+constexpr size_t kLongestLine = 256;
+
+}   // namespace
+
+std::string printable( std::string_view text, size_t maxLength ) {
+   static constexpr char kDigits[] = "0123456789abcdef";
+   std::string result;
+   for( const char c : text.substr( 0, maxLength ) ) {
+      const auto byte = static_cast<unsigned char>( c );
+      if( byte >= ' ' && byte < 0x7f )
+         result += c;
+      else
+         ( ( result += "\\x" ) += kDigits[ byte >> 4 ] ) += kDigits[ byte & 15 ];
+   }
+   if( text.size() > maxLength ) result += "...";
+   return result;
+}
+
+std::string printable( std::string_view text ) {
+   return printable( text, kLongestWord );
+}
+
+std::string printableLine( std::string_view line ) {
+   std::string text( line.substr( 0, kLongestLine + 1 ) );
+   std::replace( text.begin(), text.end(), '\t', ' ' );
+   return printable( text, kLongestLine );
+}
+
+std::string inQuotes( std::string_view text ) {
+   return '"' + printable( text ) + '"';
+}
+
+std::string alternatives( std::initializer_list<std::string_view> words ) {
+   std::string result;
+   for( const auto * word = words.begin(); word != words.end(); ++word ) {
+      if( word != words.begin() ) result += word + 1 == words.end() ? " or " : ", ";
+      result += inQuotes( *word );
+   }
+   return result;
+}
+
+}   // namespace Agent

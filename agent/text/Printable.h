@@ -1,0 +1,23 @@
+/// @file agent/text/Printable.h
+/// Any bytes as they may stand in a message.
+#pragma once
+
+#include <cstddef>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+namespace Agent {
+
+/// As printable ASCII: at most `maxLength` bytes of it, whatever is not printable as \xNN, and "..." for those that are left out.
+std::string printable( std::string_view text, size_t maxLength );
+/// No longer than a word can be read.
+std::string printable( std::string_view text );
+/// The same of a whole line, of which more can be read; a tab is a blank.
+std::string printableLine( std::string_view line );
+/// The same as of a word, in quotation marks.
+std::string inQuotes( std::string_view text );
+/// "a", "b" or "c", each in quotation marks.
+std::string alternatives( std::initializer_list<std::string_view> words );
+
+}   // namespace Agent
