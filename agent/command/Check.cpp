@@ -34,10 +34,6 @@ std::string_view partsName( ThingKind kind ) {
    return kind == ThingKind::routeMap ? "sequence" : kind == ThingKind::tagSet ? "tag" : "line";
 }
 
-std::string counted( size_t count, std::string_view what ) {
-   return fmt::format( "{} {}{}", count, what, count == 1 ? "" : "s" );
-}
-
 /// What check knows of a policy.
 class Report {
  public:
@@ -52,7 +48,7 @@ class Report {
       for( const auto & [ name, routeMap ] : text_.routeMaps ) console.line( lineOf( name, routeMap ) );
       for( const auto & f : findings_ )
          console.line( fmt::format( "{}: {}: {}", placeText( text_, f.place ), console.strong( nameOf( f.kind ) ), f.text ) );
-      console.line( findings_.empty() ? "nothing found" : counted( findings_.size(), "finding" ) );
+      console.line( findings_.empty() ? "nothing found" : quantity( findings_.size(), "finding" ) );
    }
 
    Json json() const {
@@ -74,20 +70,20 @@ class Report {
 
  private:
    void writeCounts( Console & console ) const {
-      console.line( fmt::format( "{} read, {} of no policy passed over", counted( text_.lines, "line" ),
-                                 counted( text_.passedOverStanzas, "stanza" ) ) );
+      console.line( fmt::format( "{} read, {} of no policy passed over", quantity( text_.lines, "line" ),
+                                 quantity( text_.passedOverStanzas, "stanza" ) ) );
       for( const auto & [ kind, count ] : countsOf( text_ ) )
-         console.line( fmt::format( "   {} {}, {}", count.things, nameOf( kind ), counted( count.parts, partsName( kind ) ) ) );
+         console.line( fmt::format( "   {} {}, {}", count.things, nameOf( kind ), quantity( count.parts, partsName( kind ) ) ) );
    }
 
    std::string lineOf( const std::string & name, const RouteMapText & routeMap ) const {
-      std::string line = fmt::format( "route-map {}: {}", printableName( name ), counted( routeMap.sequences.size(), "sequence" ) );
+      std::string line = fmt::format( "route-map {}: {}", printableName( name ), quantity( routeMap.sequences.size(), "sequence" ) );
       if( routeMap.sequences.size() > 1 )
          line += fmt::format( ", {} to {}", routeMap.sequences.begin()->first, routeMap.sequences.rbegin()->first );
       const bool root = isRoot( references_, name );
       if( root ) line += "; a root";
       if( const size_t applied = appliedIn( name ); applied != 0 )
-         line += fmt::format( "{} applied in {}", root ? "," : ";", counted( applied, "line" ) );
+         line += fmt::format( "{} applied in {}", root ? "," : ";", quantity( applied, "line" ) );
       const auto status = policy_.routeMap( name );
       if( !status ) return line + "; not in force";
       const auto features = status->features().toStrep();
