@@ -74,6 +74,8 @@ class CommandLine {
    }
 
  private:
+   using Files = std::vector<std::string>;
+
    CLI::App & add( const char * name, const char * about, const char * footer, std::function<int()> command ) {
       CLI::App & added = *app_.add_subcommand( name, about );
       added.footer( footer );
@@ -94,6 +96,13 @@ class CommandLine {
       mayNotBeEmpty( to.add_option( "FILE", files, "The policy, in lines of a router's configuration; several files are read as one" ) )
          .required();
    }
+   // For commands behind whose policy something else stands.
+   void addWith( CLI::App & to ) {
+      mayNotBeEmpty( to.add_option( "--with", with_, "A further file of the policy, read behind it; one behind each --with" ) )
+         .type_name( "FILE" )
+         ->allow_extra_args( false );
+   }
+   void takeWith( Files & files ) const { files.insert( files.end(), with_.begin(), with_.end() ); }
    static CLI::Option & addRouteMap( CLI::App & to, std::string & name, const char * about = "The route map that is asked" ) {
       return mayNotBeEmpty( to.add_option( "-m,--route-map", name, about ) );
    }
@@ -106,7 +115,6 @@ class CommandLine {
          .check( CLI::Range( 1u, 256u ) );
    }
 
-   using Files = std::vector<std::string>;
    // Who reads it second finds nothing in it.
    static void standardInputOnce( std::initializer_list<const Files *> all ) {
       ptrdiff_t uses = 0;
@@ -151,12 +159,14 @@ class CommandLine {
                       "Examples: routepolicy explain edge.conf --route-map EDGE-IN 198.51.100.0/24 --tag 64500\n"
                       "          routepolicy explain edge.conf --route-map EDGE-IN 198.51.100.0/24 --in table.gz --json",
                       [ this ] {
+                         takeWith( explain_.files );
                          standardInputOnce( { &explain_.files, &explain_.tables } );
                          return explain( explain_, console_ );
                       } );
       explain_.files.resize( 1 );
       addFile( c, "FILE", explain_.files[ 0 ], "The policy" );
       mayNotBeEmpty( c.add_option( "PREFIX", explain_.prefix, "The route" ) ).required();
+      addWith( c );
       addRouteMap( c, explain_.routeMap ).required();
       addTables( c, explain_.tables );
       addJson( c, explain_.json );
@@ -176,13 +186,16 @@ class CommandLine {
                       "Exit status: 0 none, 1 differences, 2 error.\n\n"
                       "Example: routepolicy diff edge.conf edge.new.conf --route-map EDGE-IN --in table.gz",
                       [ this ] {
+                         takeWith( diff_.oldFiles );
                          standardInputOnce( { &diff_.oldFiles, &diff_.newFiles, &diff_.tables } );
+                         takeWith( diff_.newFiles );
                          return diff( diff_, console_ );
                       } );
       diff_.oldFiles.resize( 1 );
       diff_.newFiles.resize( 1 );
       addFile( c, "OLD", diff_.oldFiles[ 0 ], "The policy before" );
       addFile( c, "NEW", diff_.newFiles[ 0 ], "The policy after" );
+      addWith( c );
       addRouteMap( c, diff_.routeMap ).required();
       diff_.tables = { "-" };
       addTables( c, diff_.tables );
@@ -208,18 +221,27 @@ class CommandLine {
       addJson( c, watch_.json );
    }
    void addShow() {
-      auto & c = add( "show", "Print what is compiled of a policy", EXIT_STATUS "Example: routepolicy show edge.conf EDGE-IN",
-                      [ this ] { return show( show_, console_ ); } );
+      auto & c = add( "show", "Print what is compiled of a policy", EXIT_STATUS "Example: routepolicy show edge.conf EDGE-IN", [ this ] {
+         takeWith( show_.files );
+         standardInputOnce( { &show_.files } );
+         return show( show_, console_ );
+      } );
       show_.files.resize( 1 );
       addFile( c, "FILE", show_.files[ 0 ], "The policy" );
+      addWith( c );
       c.add_option( "NAME", show_.name, "A route map or a list; everything without" );
       addJson( c, show_.json );
    }
    void addUsedBy() {
       auto & c = add( "used-by", "Tell who refers to a list or a route map, through calls too",
-                      EXIT_STATUS "Example: routepolicy used-by edge.conf BOGONS-V4", [ this ] { return usedBy( usedBy_, console_ ); } );
+                      EXIT_STATUS "Example: routepolicy used-by edge.conf BOGONS-V4", [ this ] {
+                         takeWith( usedBy_.files );
+                         standardInputOnce( { &usedBy_.files } );
+                         return usedBy( usedBy_, console_ );
+                      } );
       usedBy_.files.resize( 1 );
       addFile( c, "FILE", usedBy_.files[ 0 ], "The policy" );
+      addWith( c );
       c.add_option( "NAME", usedBy_.name, "A route map or a list" )->required();
       addJson( c, usedBy_.json );
    }
@@ -241,6 +263,7 @@ class CommandLine {
    WatchOptions watch_;
    ShowOptions show_;
    UsedByOptions usedBy_;
+   Files with_;
    NamesOptions names_;
 };
 

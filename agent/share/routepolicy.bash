@@ -49,18 +49,19 @@ _routepolicy_options() {
       eval) options+=(-m --route-map -i --in --threads --summary --timing) ;;
       explain)
          options+=(-m --route-map -i --in --next-hop --tag --metric --protocol --interface --local-preference --community
-            --ospf-instance --isis-instance --as-path)
+            --ospf-instance --isis-instance --as-path --with)
          ;;
-      diff) options+=(-m --route-map -i --in --threads --examples) ;;
+      diff) options+=(-m --route-map -i --in --threads --examples --with) ;;
       watch) options+=(-m --route-map -i --in) ;;
-      check | show | used-by) ;;
+      show | used-by) options+=(--with) ;;
+      check) ;;
       *) return ;;
    esac
    _routepolicy_reply "$2" "${options[@]}"
 }
 
 _routepolicy() {
-   local program cur=${COMP_WORDS[COMP_CWORD]} prev='' command='' before=0 i word files=()
+   local program cur=${COMP_WORDS[COMP_CWORD]} prev='' command='' before=0 i word files=() with=()
    program=$(_routepolicy_unquoted "$1")
    ((COMP_CWORD > 0)) && prev=${COMP_WORDS[COMP_CWORD - 1]}
    if [[ $cur == '=' ]]; then   # --route-map=<TAB>: the shell parts words there
@@ -78,6 +79,11 @@ _routepolicy() {
             --local-preference | --community | --ospf-instance | --isis-instance | --as-path)
             [[ ${COMP_WORDS[i + 1]-} == '=' ]] && ((i++))
             ((i++))
+            ;;
+         --with)
+            [[ ${COMP_WORDS[i + 1]-} == '=' ]] && ((i++))
+            ((i++))
+            ((i != COMP_CWORD)) && with+=("${COMP_WORDS[i]-}")
             ;;
          -?*) ;;
          *)
@@ -104,12 +110,16 @@ _routepolicy() {
 
    case $prev in
       -m | --route-map)
-         _routepolicy_names "$program" "$cur" route-maps "${files[@]}"
+         _routepolicy_names "$program" "$cur" route-maps "${files[@]}" "${with[@]}"
          return
          ;;
       -i | --in)
          _routepolicy_files "$cur"
          _routepolicy_reply "$cur" kernel -
+         return
+         ;;
+      --with)
+         _routepolicy_files "$cur"
          return
          ;;
       --protocol)
@@ -138,7 +148,7 @@ _routepolicy() {
          if ((before < 1)); then
             _routepolicy_files "$cur"
          elif ((before == 1)); then
-            _routepolicy_names "$program" "$cur" all "${files[0]}"
+            _routepolicy_names "$program" "$cur" all "${files[0]}" "${with[@]}"
          fi
          ;;
    esac

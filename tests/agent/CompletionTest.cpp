@@ -83,6 +83,9 @@ TEST_F( Completion, offers ) {
       { "tables: the kernel's", { "eval", kEdge, "--in", "ker" }, { "kernel" } },
       { "tables: files", { "eval", kEdge, "-i", "agent/share/s" }, { "agent/share/sample-table.txt" } },
       { "protocols", { "explain", kEdge, "--protocol", "ospf" }, { "ospf", "ospf6" } },
+      { "a further file", { "explain", kEdge, "--with", "agent/share/e" }, { kEdge } },
+      { "names of a further file", { "show", "no/such.conf", "--with", kEdge, "R" }, { "RESERVED-AS" } },
+      { "which is no name", { "show", "--with", "=", kEdge, kEdge, "R" }, { "RESERVED-AS" } },
       { "numbers are not completed", { "eval", kEdge, "--threads", "" }, {} },
    };
    for( const auto & row : rows ) EXPECT_EQ( offersFor( row.words ), row.offers ) << row.name;

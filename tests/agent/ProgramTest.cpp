@@ -1004,6 +1004,39 @@ TEST( Program, severalFilesAreOne ) {
    EXPECT_THAT( wrong.err, HasSubstr( "standard input:1:10: " ) );
 }
 
+// Where something else stands behind the policy.
+TEST( Program, furtherFilesStandBehindWith ) {
+   const Folder folder;
+   const std::string edge = contentOfFile( kEdge );
+   const size_t lists = edge.find( "route-map TOO-LONG" ), last = edge.find( "route-map EDGE-IN" );
+   folder.write( "lists.conf", edge.substr( 0, lists ) );
+   folder.write( "called.conf", edge.substr( lists, last - lists ) );
+   folder.write( "in.conf", edge.substr( last ) );
+   const Arguments calls[] = { { "explain", "-m", "EDGE-IN", "-i", kTable, "FILE", "198.18.1.0/24" },
+                               { "show", "FILE", "EDGE-IN" },
+                               { "show", "FILE", "EDGE-IN", "--json" },
+                               { "used-by", "FILE", "CUSTOMERS-V4" } };
+   for( const Arguments & call : calls ) {
+      SCOPED_TRACE( call[ 0 ] );
+      Arguments whole = call, split = call;
+      std::ranges::replace( whole, "FILE", kEdge );
+      std::ranges::replace( split, "FILE", "DIR/in.conf" );
+      split.insert( split.end(), { "--with", "DIR/lists.conf", "--with=DIR/called.conf" } );
+      const auto expected = folder.run( whole ), output = folder.run( split );
+      EXPECT_EQ( output.status, 0 );
+      EXPECT_EQ( output.out, expected.out );
+      EXPECT_EQ( output.err, "" );
+   }
+   folder.write( "new.conf", replaced( edge.substr( last ), "set distance 180", "set distance 190" ) );
+   const auto changed = folder.run(
+      { "diff", "DIR/in.conf", "DIR/new.conf", "-m", "EDGE-IN", "-i", kTable, "--with", "DIR/lists.conf", "--with", "DIR/called.conf" } );
+   EXPECT_EQ( changed.status, 1 );
+   EXPECT_THAT( changed.out, StartsWith( "92 of 275 routes change\n" ) );
+   EXPECT_EQ( folder.run( { "show", "DIR/in.conf", "--with", "" } ).status, 2 );
+   EXPECT_EQ( folder.run( { "show", "-", "--with", "-" } ).status, 2 );
+   EXPECT_THAT( folder.run( { "show", "DIR/in.conf", "--with", "DIR/none.conf" } ).err, HasSubstr( "DIR/none.conf: cannot open" ) );
+}
+
 size_t routesOf( const char * command ) {
    FILE * const ip = popen( command, "r" );
    std::string text;
