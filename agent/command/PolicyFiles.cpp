@@ -3,10 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <memory>
+#include <system_error>
+#include <utility>
 
 #include "command/Json.h"
 #include "live/HeldBack.h"
@@ -19,10 +18,6 @@ namespace {
 constexpr size_t kLongestName = 200;
 constexpr size_t kPiece = 1 << 16;
 constexpr size_t kDoubtsShown = 10;
-
-struct Close {
-   void operator()( std::FILE * file ) const noexcept { std::fclose( file ); }
-};
 
 std::string allNames( const PolicyText & text ) {
    std::string names;
@@ -77,23 +72,26 @@ std::string printableName( const std::string & name ) {
    return printable( name, kLongestName );
 }
 
-std::string contentOf( const std::string & file, uint64_t limit ) {
-   const auto failed = [ & ]( const char * what ) {
-      return CommandError{ fmt::format( "{}: cannot {}: {}", displayName( file ), what, std::strerror( errno ) ) };
-   };
-   std::unique_ptr<std::FILE, Close> opened( file == "-" ? nullptr : std::fopen( file.c_str(), "rb" ) );
-   if( file != "-" && !opened ) throw failed( "open" );
-   std::FILE * const from = opened ? opened.get() : stdin;
-   std::string content;
-   while( content.size() < limit ) {
-      const size_t before = content.size(), piece = std::min<uint64_t>( kPiece, limit - before );
-      content.resize( before + piece );
-      content.resize( before + std::fread( content.data() + before, 1, piece, from ) );
-      if( content.size() == before ) break;
+FileSource openFile( const std::string & file ) {
+   try {
+      return FileSource( file );
+   } catch( const std::system_error & e ) {
+      throw CommandError{ fmt::format( "{}: cannot open: {}", displayName( file ), e.code().message() ) };
    }
-   if( content.size() == limit && std::fgetc( from ) != EOF )
-      throw CommandError{ fmt::format( "{}: longer than {} bytes", displayName( file ), limit ) };
-   if( std::ferror( from ) ) throw failed( "read" );
+}
+
+std::string contentOf( const std::string & file, uint64_t limit ) {
+   FileSource source = openFile( file );
+   Input input( source, limit + 1 );
+   std::string content;
+   size_t size = 0;
+   for( size_t count = 1; count != 0; size += count ) {
+      content.resize( size + kPiece );
+      count = input.read( content.data() + size, kPiece );
+   }
+   content.resize( size );
+   if( size > limit ) throw CommandError{ fmt::format( "{}: longer than {} bytes", displayName( file ), limit ) };
+   if( !input.fault().empty() ) throw CommandError{ fmt::format( "{}: {}", displayName( file ), input.fault() ) };
    return content;
 }
 

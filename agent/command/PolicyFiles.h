@@ -10,13 +10,16 @@
 
 #include "command/Console.h"
 #include "live/LivePolicy.h"
+#include "table/Input.h"
 #include "text/LineLoader.h"
 
 namespace Agent {
 
 constexpr uint64_t kLongestFile = uint64_t( 1 ) << 30;   // bytes; a policy of 500,000 lines has 30 million
 
-/// The bytes of a file, of standard input for "-". Errors: CommandError that names it, also for one that is longer than `limit`.
+/// "-" is standard input. Errors: CommandError that names the file.
+FileSource openFile( const std::string & file );
+/// The text of a file, which may be packed as a table may. Errors: CommandError that names it, also for one that is longer than `limit`.
 std::string contentOf( const std::string & file, uint64_t limit = kLongestFile );
 /// As messages call it.
 std::string displayName( const std::string & file );

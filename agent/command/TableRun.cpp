@@ -9,7 +9,6 @@
 #include <exception>
 #include <mutex>
 #include <new>
-#include <optional>
 #include <system_error>
 #include <thread>
 
@@ -196,13 +195,8 @@ void readOne( const std::string & table, Run & run, Console & console ) {
    run.tableIs( table == "kernel" ? "kernel" : displayName( table ) );
    if( table == "kernel" ) return run.finishTable( readKernelTable( run ) );
    if( table == "-" && isatty( STDIN_FILENO ) == 1 ) console.message( "Reading routes from the terminal, up to Ctrl-D." );
-   std::optional<FileSource> source;
-   try {
-      source.emplace( table );
-   } catch( const std::system_error & e ) {
-      throw CommandError{ fmt::format( "{}: cannot open: {}", displayName( table ), e.code().message() ) };
-   }
-   run.finishTable( readTable( *source, run ) );
+   FileSource source = openFile( table );
+   run.finishTable( readTable( source, run ) );
 }
 
 }   // namespace

@@ -38,7 +38,7 @@ TEST( PolicyFiles, aFileOfNothingButOtherThingsIsNoPolicy ) {
    } rows[] = {
       { "another stanza", kOther, "FILE: no line of a policy in it (a table stands behind --in)" },
       { "a table", "10.0.0.0/8 64500\n", "FILE: no line of a policy in it (a table stands behind --in)" },
-      { "any bytes", std::string_view( "\x1f\x8b\x08\0\xff", 5 ), "FILE: no line of a policy in it (a table stands behind --in)" },
+      { "any bytes", std::string_view( "\x01\x8b\x08\0\xff", 5 ), "FILE: no line of a policy in it (a table stands behind --in)" },
       { "a policy", kPolicy, "" },
       { "one among other stanzas", "hostname edge\nroute-map IN permit 10\n", "" },
       { "a policy with an error, which is told elsewhere", "route-map IN permit\n", "" },

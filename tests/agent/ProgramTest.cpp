@@ -940,6 +940,22 @@ TEST( Program, damagedTablesGiveWhatIsBeforeTheDamageAndEndWithTwo ) {
    }
 }
 
+TEST( Program, policiesMayBePackedToo ) {
+   const Folder folder;
+   const std::string edge = contentOfFile( kEdge ), plain = expectedOfSample().text;
+   for( const auto compression : { Compression::gzip, Compression::bzip2, Compression::xz } ) {
+      const std::string packed = compressed( edge, compression );
+      folder.write( "edge.conf", packed );
+      EXPECT_EQ( folder.run( { "eval", "DIR/edge.conf", "-m", "EDGE-IN", "-i", kTable } ).out, plain ) << stringValue( compression );
+      EXPECT_EQ( folder.run( { "eval", "-", "-m", "EDGE-IN", "-i", kTable }, packed ).out, plain ) << stringValue( compression );
+      folder.write( "cut.conf", packed.substr( 0, packed.size() / 2 ) );
+      const auto cut = folder.run( { "check", "DIR/cut.conf" } );
+      EXPECT_EQ( cut.status, 2 );
+      EXPECT_THAT( cut.err, testing::MatchesRegex( "routepolicy: DIR/cut.conf: [a-z0-9]+ data is cut short\n" ) );
+      EXPECT_EQ( cut.out, "" ) << "half a policy is none";
+   }
+}
+
 TEST( Program, compressedTablesGiveThePlainOnesOutput ) {
    const Folder folder;
    const std::string whole = expectedOfSample().text;
