@@ -68,12 +68,19 @@ class CommandLine {
             throw CommandError{ fmt::format( "there is no command {}; routepolicy --help tells which there are",
                                              printable( argv[ 1 ], 60 ) ) };
          const std::string name = app_.get_subcommands().empty() ? "" : ' ' + app_.get_subcommands().front()->get_name();
-         throw CommandError{ fmt::format( "{}; routepolicy{} --help tells more", printable( e.what(), 300 ), name ) };
+         throw CommandError{ fmt::format( "{}; routepolicy{} --help tells more", printable( faultOf( e ), 300 ), name ) };
       }
       return command_();
    }
 
  private:
+   // An option that there is not is the cause of whatever else is missing.
+   std::string faultOf( const CLI::ParseError & e ) const {
+      for( const auto & word : app_.remaining( true ) )
+         if( word.size() > 1 && word.front() == '-' ) return "there is no option " + word.substr( 0, word.find( '=' ) );
+      return e.what();
+   }
+
    using Files = std::vector<std::string>;
 
    CLI::App & add( const char * name, const char * about, const char * footer, std::function<int()> command ) {

@@ -190,7 +190,7 @@ TableRoute routeOf( const ExplainOptions & options ) {
    TableRoute route;
    std::string reason;
    const auto prefix = parsePrefix( options.prefix, reason );
-   if( !prefix ) throw CommandError{ reason };
+   if( !prefix ) throw CommandError{ "PREFIX: " + reason };
    route.prefix = *prefix;
    for( const auto & [ key, value ] : options.fields )
       if( const auto wrong = setField( route, key, value ) ) throw CommandError{ "--" + *wrong };
