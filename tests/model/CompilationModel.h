@@ -536,7 +536,9 @@ class Program {
       slicesOneIn_ = 1 + pick( 6 );
       const unsigned listsStart = pick( 4 );   // before all that, before the maps, after them
       if( chance( 2 ) ) agent_.aggregateUsers = makeNode<MatchAggregateRoleUsers>();
-      if( chance( 2 ) ) agent_.scheduler->budgetIs( [ this ]( const Zeugma::Task & ) { return chance( 2 ); } );
+      // The clock's budget would have a program depend on what else the machine does.
+      const bool yields = chance( 2 );
+      agent_.scheduler->budgetIs( [ this, yields ]( const Zeugma::Task & ) { return yields && chance( 2 ); } );
       if( listsStart < 2 ) acls_.start();
       if( chance( 2 ) ) {   // what stands before the machine comes
          for( int i = 0; i < 30; ++i ) edit();
