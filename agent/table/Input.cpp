@@ -1,7 +1,6 @@
 #include "table/Input.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -98,8 +97,6 @@ std::unique_ptr<Unpacker> makeUnpacker( Compression c ) {
 
 FileSource::FileSource( const std::string & path ) : fd_( path == "-" ? STDIN_FILENO : open( path.c_str(), O_RDONLY | O_CLOEXEC ) ) {
    if( fd_ < 0 ) throw std::system_error( errno, std::generic_category(), path );
-   struct stat facts;
-   if( fstat( fd_, &facts ) == 0 && S_ISREG( facts.st_mode ) ) size_ = static_cast<uint64_t>( facts.st_size );
 }
 
 FileSource::~FileSource() {
@@ -111,7 +108,6 @@ size_t FileSource::read( char * to, size_t capacity ) {
    do count = ::read( fd_, to, capacity );
    while( count < 0 && errno == EINTR );
    if( count < 0 ) throw std::system_error( errno, std::generic_category(), "cannot read" );
-   bytesRead_ += static_cast<uint64_t>( count );
    return static_cast<size_t>( count );
 }
 

@@ -29,14 +29,9 @@ class FileSource final : public ByteSource {
    FileSource & operator=( const FileSource & ) = delete;
 
    size_t read( char * to, size_t capacity ) override;
-   uint64_t bytesRead() const noexcept { return bytesRead_; }
-   /// 0 when it cannot be known, as of a pipe.
-   uint64_t size() const noexcept { return size_; }
 
  private:
    int fd_;
-   uint64_t bytesRead_ = 0;
-   uint64_t size_ = 0;
 };
 
 /// Reads bytes that the caller keeps.

@@ -233,7 +233,7 @@ TEST( InputTest, limitEndsTheInputWithAFault ) {
    }
 }
 
-TEST( InputTest, fileIsReadAndCounted ) {
+TEST( InputTest, fileIsRead ) {
    char path[] = "/tmp/InputTestXXXXXX";
    const int fd = mkstemp( path );
    ASSERT_GE( fd, 0 );
@@ -242,9 +242,7 @@ TEST( InputTest, fileIsReadAndCounted ) {
    close( fd );
    {
       FileSource source( path );
-      EXPECT_EQ( source.size(), bytes.size() );
       EXPECT_EQ( readAll( source ).text, "10.0.0.0/8\n" );
-      EXPECT_EQ( source.bytesRead(), bytes.size() );
    }
    unlink( path );
 }
