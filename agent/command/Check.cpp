@@ -4,10 +4,11 @@
 #include <iterator>
 #include <map>
 
-#include "command/Analysis.h"
+#include "analysis/Analysis.h"
 #include "command/Commands.h"
 #include "command/Json.h"
 #include "command/PolicyFiles.h"
+#include "text/Printable.h"
 
 namespace Agent {
 

@@ -3,14 +3,15 @@
 
 #include <utility>
 
+#include "analysis/References.h"
 #include "command/Commands.h"
 #include "command/PolicyFiles.h"
-#include "command/References.h"
 #include "command/RouteText.h"
 #include "command/TableRun.h"
 #include "table/LineResult.h"
 #include "table/RouteField.h"
 #include "table/TextReader.h"
+#include "text/Printable.h"
 #include "text/TextWriter.h"
 
 namespace Agent {

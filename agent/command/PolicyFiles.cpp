@@ -7,9 +7,10 @@
 #include <system_error>
 #include <utility>
 
+#include "analysis/HeldBack.h"
 #include "command/Json.h"
-#include "live/HeldBack.h"
 #include "table/TextReader.h"
+#include "text/Printable.h"
 
 namespace Agent {
 
@@ -66,10 +67,6 @@ std::string reasonOf( HeldBackBy cause ) {
 
 std::string displayName( const std::string & file ) {
    return file == "-" ? "standard input" : printable( file, kLongestName );
-}
-
-std::string printableName( const std::string & name ) {
-   return printable( name, kLongestName );
 }
 
 FileSource openFile( const std::string & file ) {

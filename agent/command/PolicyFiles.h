@@ -24,9 +24,6 @@ std::string contentOf( const std::string & file, uint64_t limit = kLongestFile )
 /// As messages call it.
 std::string displayName( const std::string & file );
 
-/// A name out of a policy, as messages show it: printable, and of bounded length.
-std::string printableName( const std::string & name );
-
 /// Reads the files as one configuration. Errors: CommandError for one that cannot be read; and for those that say something, but nothing
 /// of a policy, as other files were meant: behind a message for each error, and for each line of theirs that looks like a policy's.
 LineLoader loadFiles( const std::vector<std::string> & files, Console & console );

@@ -1,6 +1,7 @@
 #include "command/RouteEvaluator.h"
 
 #include "command/PolicyFiles.h"
+#include "text/Printable.h"
 
 namespace Agent {
 

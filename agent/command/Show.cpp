@@ -6,10 +6,10 @@
 #include <set>
 #include <sstream>
 
+#include "analysis/References.h"
 #include "command/Commands.h"
 #include "command/Json.h"
 #include "command/PolicyFiles.h"
-#include "command/References.h"
 #include "text/Printable.h"
 #include "text/TextWriter.h"
 

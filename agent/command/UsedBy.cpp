@@ -7,7 +7,7 @@
 #include "command/Commands.h"
 #include "command/Json.h"
 #include "command/PolicyFiles.h"
-#include "command/References.h"
+#include "analysis/References.h"
 
 namespace Agent {
 

@@ -14,6 +14,7 @@
 #include "command/PolicyFiles.h"
 #include "command/RouteText.h"
 #include "command/TableRun.h"
+#include "text/Printable.h"
 
 namespace Agent {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "analysis/HeldBack.h"
 #include "live/CompileRouteMaps.h"
-#include "live/HeldBack.h"
 #include "text/PolicyText.h"
 
 namespace Agent {

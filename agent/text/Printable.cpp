@@ -7,6 +7,7 @@ namespace Agent {
 namespace {
 
 constexpr size_t kLongestWord = 64;
+constexpr size_t kLongestName = 200;
 constexpr size_t kLongestLine = 256;
 
 }   // namespace
@@ -33,6 +34,10 @@ std::string printableLine( std::string_view line ) {
    std::string text( line.substr( 0, kLongestLine + 1 ) );
    std::replace( text.begin(), text.end(), '\t', ' ' );
    return printable( text, kLongestLine );
+}
+
+std::string printableName( const std::string & name ) {
+   return printable( name, kLongestName );
 }
 
 std::string inQuotes( std::string_view text ) {

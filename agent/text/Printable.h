@@ -15,6 +15,8 @@ std::string printable( std::string_view text, size_t maxLength );
 std::string printable( std::string_view text );
 /// The same of a whole line, of which more can be read; a tab is a blank.
 std::string printableLine( std::string_view line );
+/// A name out of a policy, as messages show it: printable, and of bounded length.
+std::string printableName( const std::string & name );
 /// The same as of a word, in quotation marks.
 std::string inQuotes( std::string_view text );
 /// "a", "b" or "c", each in quotation marks.

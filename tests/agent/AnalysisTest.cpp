@@ -1,4 +1,4 @@
-#include "command/Analysis.h"
+#include "analysis/Analysis.h"
 
 #include <gmock/gmock.h>
 #include <rapidcheck.h>
@@ -6,7 +6,7 @@
 
 #include <set>
 
-#include "live/HeldBack.h"
+#include "analysis/HeldBack.h"
 #include "tests/agent/CommandFixture.h"
 
 namespace Agent {

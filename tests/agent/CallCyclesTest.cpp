@@ -1,4 +1,4 @@
-#include "command/CallCycles.h"
+#include "analysis/CallCycles.h"
 
 #include <gmock/gmock.h>
 #include <rapidcheck.h>

@@ -1,4 +1,4 @@
-#include "live/HeldBack.h"
+#include "analysis/HeldBack.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

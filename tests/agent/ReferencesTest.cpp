@@ -1,4 +1,4 @@
-#include "command/References.h"
+#include "analysis/References.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "command/ShadowedLines.h"
+#include "analysis/ShadowedLines.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck.h>

@@ -1,4 +1,4 @@
-/// @file agent/command/Analysis.h
+/// @file agent/analysis/Analysis.h
 /// What is wrong with a policy although its text is right.
 #pragma once
 
@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "command/References.h"
+#include "analysis/References.h"
 
 namespace Agent {
 

@@ -1,4 +1,4 @@
-#include "command/ShadowedLines.h"
+#include "analysis/ShadowedLines.h"
 
 #include <algorithm>
 #include <array>

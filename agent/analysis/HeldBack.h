@@ -1,4 +1,4 @@
-/// @file agent/live/HeldBack.h
+/// @file agent/analysis/HeldBack.h
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-/// @file agent/command/References.h
+/// @file agent/analysis/References.h
 /// The things of a policy that have names, and who refers to them.
 #pragma once
 

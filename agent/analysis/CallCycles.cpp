@@ -1,4 +1,4 @@
-#include "command/CallCycles.h"
+#include "analysis/CallCycles.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-/// @file agent/command/ShadowedLines.h
+/// @file agent/analysis/ShadowedLines.h
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "command/References.h"
+#include "analysis/References.h"
 
 #include <fmt/format.h>
 
@@ -8,8 +8,8 @@
 #include <tuple>
 #include <utility>
 
-#include "command/PolicyFiles.h"
 #include "text/MatchForms.h"
+#include "text/Printable.h"
 #include "text/Spelling.h"
 
 namespace Agent {

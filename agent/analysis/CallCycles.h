@@ -1,11 +1,11 @@
-/// @file agent/command/CallCycles.h
+/// @file agent/analysis/CallCycles.h
 #pragma once
 
 #include <cstdint>
 #include <string_view>
 #include <vector>
 
-#include "command/References.h"
+#include "analysis/References.h"
 
 namespace Agent {
 

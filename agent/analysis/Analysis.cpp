@@ -1,4 +1,4 @@
-#include "command/Analysis.h"
+#include "analysis/Analysis.h"
 
 #include <fmt/format.h>
 
@@ -10,11 +10,11 @@
 #include <tuple>
 #include <utility>
 
-#include "command/CallCycles.h"
-#include "command/PolicyFiles.h"
-#include "command/ShadowedLines.h"
-#include "live/HeldBack.h"
+#include "analysis/CallCycles.h"
+#include "analysis/HeldBack.h"
+#include "analysis/ShadowedLines.h"
 #include "text/MatchForms.h"
+#include "text/Printable.h"
 
 namespace Agent {
 
