@@ -17,8 +17,8 @@ const Plinth::TraceHandle trace( "CommonComponentRmSeqConfigFilterSm" );
 CommonComponentRmSeqConfigFilterSm::CommonComponentRmSeqConfigFilterSm(
    const Quoin::String & rmName, const Quoin::Ptr<const MapEntry> & seqConfig, const Quoin::Ptr<MapEntry> & filteredSeqConfig,
    Config * filteredRmConfig, const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
-   const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier )
-      : CommonComponentRmSeqConfigSmBase( rmName, seqConfig ),
+   const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier, std::span<const MatchOptionRow> ownOptions )
+      : CommonComponentRmSeqConfigSmBase( rmName, seqConfig, ownOptions ),
         filteredSeqConfig_( filteredSeqConfig ),
         filteredRmConfig_( filteredRmConfig ),
         routeMapBlockedSequenceList_( routeMapBlockedSequenceList ),
@@ -105,13 +105,12 @@ void CommonComponentRmSeqConfigFilterSm::handleRouteMapUpdateNotifier() {
    evalSubRouteMap();
 }
 
-Quoin::Ptr<CommonComponentRmSeqConfigFilterSm>
-commonComponentRmSeqConfigFilterSmFactory( const Quoin::String & rmName, const Quoin::Ptr<const MapEntry> & seqConfig,
-                                           const Quoin::Ptr<MapEntry> & filteredSeqConfig, Config * filteredRmConfig,
-                                           const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
-                                           const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier ) {
+Quoin::Ptr<CommonComponentRmSeqConfigFilterSm> commonComponentRmSeqConfigFilterSmFactory(
+   const Quoin::String & rmName, const Quoin::Ptr<const MapEntry> & seqConfig, const Quoin::Ptr<MapEntry> & filteredSeqConfig,
+   Config * filteredRmConfig, const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
+   const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier, std::span<const MatchOptionRow> ownOptions ) {
    return Zeugma::makeSm<CommonComponentRmSeqConfigFilterSm>( rmName, seqConfig, filteredSeqConfig, filteredRmConfig,
-                                                              routeMapBlockedSequenceList, routeMapUpdateNotifier );
+                                                              routeMapBlockedSequenceList, routeMapUpdateNotifier, ownOptions );
 }
 
 }   // namespace Routing::Policy

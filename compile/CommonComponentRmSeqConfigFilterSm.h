@@ -16,7 +16,8 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigFilterSm final : public CommonCo
                                        const Quoin::Ptr<Routing::RouteMap::MapEntry> & filteredSeqConfig,
                                        Routing::RouteMap::Config * filteredRmConfig,
                                        const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
-                                       const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier );
+                                       const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier,
+                                       std::span<const MatchOptionRow> ownOptions = {} );
    ~CommonComponentRmSeqConfigFilterSm() override;
 
    void handlePermit() override;
@@ -54,11 +55,10 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigFilterSm final : public CommonCo
 };
 
 /// Makes the machine and switches it on.
-ROUTEPOLICY_API Quoin::Ptr<CommonComponentRmSeqConfigFilterSm>
-commonComponentRmSeqConfigFilterSmFactory( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
-                                           const Quoin::Ptr<Routing::RouteMap::MapEntry> & filteredSeqConfig,
-                                           Routing::RouteMap::Config * filteredRmConfig,
-                                           const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
-                                           const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier );
+ROUTEPOLICY_API Quoin::Ptr<CommonComponentRmSeqConfigFilterSm> commonComponentRmSeqConfigFilterSmFactory(
+   const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
+   const Quoin::Ptr<Routing::RouteMap::MapEntry> & filteredSeqConfig, Routing::RouteMap::Config * filteredRmConfig,
+   const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
+   const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier, std::span<const MatchOptionRow> ownOptions = {} );
 
 }   // namespace Routing::Policy

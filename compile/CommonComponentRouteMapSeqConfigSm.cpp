@@ -16,8 +16,9 @@ const Plinth::TraceHandle trace( "CommonComponentRmSeqConfigSymbolSm" );
 }   // namespace
 
 CommonComponentRmSeqConfigSmBase::CommonComponentRmSeqConfigSmBase( const Quoin::String & rmName,
-                                                                    const Quoin::Ptr<const MapEntry> & seqConfig )
-      : rmName_( rmName ), seqConfig_( seqConfig ) {
+                                                                    const Quoin::Ptr<const MapEntry> & seqConfig,
+                                                                    std::span<const MatchOptionRow> ownOptions )
+      : CommonComponentRmSeqConfigSmInterface( ownOptions ), rmName_( rmName ), seqConfig_( seqConfig ) {
    seqConfigReactor_.notifierIs( seqConfig );
 }
 
@@ -42,10 +43,7 @@ void CommonComponentRmSeqConfigSmBase::handleChangeMissed() {
    handleDistance();
    handleSubRouteMap();
    for( auto i = seqConfig_->description().first(); i; i.next() ) handleDescription( i.key() );
-   for( unsigned number = 1; number <= Routing::RouteMap::kMatchOptionMax; ++number ) {
-      const auto option = MatchOption( number );
-      if( CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ) ) handleMatchRule( option );
-   }
+   forEachSupported( [ this ]( MatchOption option ) { handleMatchRule( option ); } );
 }
 
 void CommonComponentRmSeqConfigSmBase::traceHandler( const Plinth::TraceHandle & trace, const char * file, int line,
@@ -68,8 +66,9 @@ void CommonComponentRmSeqConfigSmBase::handleSeqConfig( const Quoin::Change & ch
 CommonComponentRmSeqConfigSymbolSm::CommonComponentRmSeqConfigSymbolSm(
    const Quoin::String & rmName, const Quoin::Ptr<const MapEntry> & seqConfig, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
    const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<SequenceChange> & sequenceChange,
-   const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym, const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier )
-      : CommonComponentRmSeqConfigSmBase( rmName, seqConfig ),
+   const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym, const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
+   std::span<const MatchOptionRow> ownOptions )
+      : CommonComponentRmSeqConfigSmBase( rmName, seqConfig, ownOptions ),
         rmSymbol_( rmSymbol ),
         policyRoot_( policyRoot ),
         sequenceChange_( sequenceChange ),
@@ -139,32 +138,33 @@ void CommonComponentRmSeqConfigSymbolSm::handleRouteMapOpMode() {
 void CommonComponentRmSeqConfigSymbolSm::handleMatchRule( MatchOption option ) {
    traceHandler( trace );
    if( !CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ) ) return;
-   sequenceChange_->matcherChangeIs( option );
+   sequenceChange_->matcherChangeIs( option )->listIs( matchOption( option ).list );
    sequenceChangeSym_->matcherChangeSymbolIs( option )->matchSymbolDelAll();
    if( !seqConfig()->matchRule().find( option ) ) return;   // a new record removes; one that waits keeps its matcher
    rmSymbol_->statusCurrentIs( false );
    // Who heard of that may have edited the sequence, had it compiled, or dropped it.
    const auto * rule = seqConfig()->matchRule().find( option );
    if( rule && !zombieReactors() )
-      matchRuleIs( *sequenceChange_->matcherChangeIs( option ), *sequenceChangeSym_->matcherChangeSymbolIs( option ), *rule, *policyRoot_ );
+      matchRuleIs( *sequenceChange_->matcherChangeIs( option ), *sequenceChangeSym_->matcherChangeSymbolIs( option ), *rule, *policyRoot_,
+                   ownOptions() );
 }
 
 void CommonComponentRmSeqConfigSymbolSm::handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) const {
    if( !change.matcher() || !symbols || symbols->matchSymbol().count() != 1 ) return;
    const auto * rule = seqConfig()->matchRule().find( change.option() );
    const auto & symbol = **symbols->matchSymbol().begin();
-   if( !rule || !CommonComponentRmSeqConfigSmInterface::matchRuleSupported( change.option() ) ||
-       isOfPresentList( *change.matcher(), change.option(), symbol ) )
-      return;
-   listMatcherIs( change, *rule, symbol );
+   if( !rule || !CommonComponentRmSeqConfigSmInterface::matchRuleSupported( change.option() ) ) return;
+   const auto & row = listOptionRow( change.option(), ownOptions() );
+   if( !row.isOfPresentList( *change.matcher(), symbol ) ) matcherIs( change, row, *rule, &symbol );
 }
 
 Quoin::Ptr<CommonComponentRmSeqConfigSymbolSm> commonComponentRmSeqConfigSymbolSmFactory(
    const Quoin::String & rmName, const Quoin::Ptr<const MapEntry> & seqConfig, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
    const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<SequenceChange> & sequenceChange,
-   const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym, const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier ) {
+   const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym, const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
+   std::span<const MatchOptionRow> ownOptions ) {
    return Zeugma::makeSm<CommonComponentRmSeqConfigSymbolSm>( rmName, seqConfig, rmSymbol, policyRoot, sequenceChange, sequenceChangeSym,
-                                                              routeMapOpModeNotifier );
+                                                              routeMapOpModeNotifier, ownOptions );
 }
 
 }   // namespace Routing::Policy

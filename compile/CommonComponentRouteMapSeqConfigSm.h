@@ -30,8 +30,9 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentR
    void formatDerivedType( std::ostream & os ) const override { formatSequence( os, rmName_, seqConfig_.get() ); }
 
  protected:
-   CommonComponentRmSeqConfigSmBase( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig );
-   /// Calls them all, also for what the sequence has no longer; of match clauses, for each option of the common component.
+   CommonComponentRmSeqConfigSmBase( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
+                                     std::span<const MatchOptionRow> ownOptions );
+   /// Calls them all, also for what the sequence has no longer; of match clauses, for each supported option.
    void handleChangeMissed() override;
    /// What every handler begins with: where it stands, and of which machine.
    void traceHandler( const Plinth::TraceHandle & trace, const char * file = __builtin_FILE(), int line = __builtin_LINE(),
@@ -52,7 +53,8 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
                                        const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<PolicyRoot> & policyRoot,
                                        const Quoin::Ptr<SequenceChange> & sequenceChange,
                                        const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym,
-                                       const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier );
+                                       const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
+                                       std::span<const MatchOptionRow> ownOptions = {} );
    ~CommonComponentRmSeqConfigSymbolSm() override;
 
    void handlePermit() override;
@@ -63,7 +65,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
    void handleDistance() override;
    void handleDescription( uint32_t key ) override;
    void handleRouteMapOpMode();
-   /// Makes a matcher anew if its list has moved since the change was recorded.
+   /// Replaces the matcher of a change whose list has changed since the change was recorded.
    void handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) const;
 
    const Quoin::Ptr<RouteMapSymbol> & rmSymbol() const noexcept { return rmSymbol_; }
@@ -87,11 +89,10 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
 };
 
 /// Makes the machine and switches it on.
-ROUTEPOLICY_API Quoin::Ptr<CommonComponentRmSeqConfigSymbolSm>
-commonComponentRmSeqConfigSymbolSmFactory( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
-                                           const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<PolicyRoot> & policyRoot,
-                                           const Quoin::Ptr<SequenceChange> & sequenceChange,
-                                           const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym,
-                                           const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier );
+ROUTEPOLICY_API Quoin::Ptr<CommonComponentRmSeqConfigSymbolSm> commonComponentRmSeqConfigSymbolSmFactory(
+   const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
+   const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<PolicyRoot> & policyRoot,
+   const Quoin::Ptr<SequenceChange> & sequenceChange, const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym,
+   const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier, std::span<const MatchOptionRow> ownOptions = {} );
 
 }   // namespace Routing::Policy

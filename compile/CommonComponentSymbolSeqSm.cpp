@@ -31,8 +31,10 @@ CommonComponentSymbolSeqSm::CommonComponentSymbolSeqSm( const Quoin::Ptr<const M
                                                         const Quoin::Ptr<const MatchSymbolSeq> & matchSymbolSeq,
                                                         const Quoin::Ptr<const SubRouteMapSymbolSeq> & subRouteMapSymbolSeq,
                                                         const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
-                                                        const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier )
-      : seqConfig_( seqConfig ),
+                                                        const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
+                                                        std::span<const MatchOptionRow> ownOptions )
+      : CommonComponentRmSeqConfigSmInterface( ownOptions ),
+        seqConfig_( seqConfig ),
         rmSymbol_( rmSymbol ),
         matchSymbolSeq_( matchSymbolSeq ),
         subRouteMapSymbolSeq_( subRouteMapSymbolSeq ),
@@ -181,12 +183,13 @@ void CommonComponentSymbolSeqSm::handleMatchedList( MatchOption option ) {
    Trailmark::defaultTrailmarkHandle().write( modifiedMsg, rmSymbol_->name(), seqno(), stringValue( option ) );
    const auto compiled = seqStatus();
    const auto matcher = compiled ? compiled->matcher( option ) : nullptr;
-   if( matcher && isOfPresentList( *matcher, option, *matchSym ) )
-      return rmConfigSymbolReactor_->removePendingMatcherForSeq( seqno(), option );
+   const auto & row = listOptionRow( option, ownOptions() );
+   if( matcher && row.isOfPresentList( *matcher, *matchSym ) ) return rmConfigSymbolReactor_->removePendingMatcherForSeq( seqno(), option );
    rmSymbol_->statusCurrentIs( false );
    if( zombieReactors() || matchSymbolOf( option ) != matchSym ) return;   // who heard of that has had the last word
    const auto update = pendingUpdateIs();
-   if( const auto * rule = seqConfig_->matchRule().find( option ) ) listMatcherIs( *update->matcherChangeIs( option ), *rule, *matchSym );
+   if( const auto * rule = seqConfig_->matchRule().find( option ) )
+      matcherIs( *update->matcherChangeIs( option ), row, *rule, matchSym.get() );
 }
 
 void MatchSymNotifierMap::notifierIs( const Quoin::Ptr<const PolicyMatchSymbolNotifierMap> & map ) {
@@ -236,14 +239,13 @@ void MatchSymNotifier::handleVersion() {
    parent_.parent_.handleMatchedList( parent_.option_ );
 }
 
-Quoin::Ptr<CommonComponentSymbolSeqSm>
-commonComponentSymbolSeqSmFactory( const Quoin::Ptr<const MapEntry> & seqConfig, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
-                                   const Quoin::Ptr<const MatchSymbolSeq> & matchSymbolSeq,
-                                   const Quoin::Ptr<const SubRouteMapSymbolSeq> & subRouteMapSymbolSeq,
-                                   const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
-                                   const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier ) {
+Quoin::Ptr<CommonComponentSymbolSeqSm> commonComponentSymbolSeqSmFactory(
+   const Quoin::Ptr<const MapEntry> & seqConfig, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
+   const Quoin::Ptr<const MatchSymbolSeq> & matchSymbolSeq, const Quoin::Ptr<const SubRouteMapSymbolSeq> & subRouteMapSymbolSeq,
+   const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor, const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
+   std::span<const MatchOptionRow> ownOptions ) {
    return Zeugma::makeSm<CommonComponentSymbolSeqSm>( seqConfig, rmSymbol, matchSymbolSeq, subRouteMapSymbolSeq, rmConfigSymbolReactor,
-                                                      routeMapOpModeNotifier );
+                                                      routeMapOpModeNotifier, ownOptions );
 }
 
 }   // namespace Routing::Policy

@@ -30,7 +30,8 @@ class ROUTEPOLICY_API CommonComponentSymbolSeqSm final : public CommonComponentR
                                const Quoin::Ptr<const MatchSymbolSeq> & matchSymbolSeq,
                                const Quoin::Ptr<const SubRouteMapSymbolSeq> & subRouteMapSymbolSeq,
                                const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
-                               const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier );
+                               const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
+                               std::span<const MatchOptionRow> ownOptions = {} );
    ~CommonComponentSymbolSeqSm() override;
 
    void handleInitialized();
@@ -128,11 +129,10 @@ class ROUTEPOLICY_API CommonComponentSymbolSeqSm final : public CommonComponentR
 };
 
 /// Makes the machine and switches it on.
-ROUTEPOLICY_API Quoin::Ptr<CommonComponentSymbolSeqSm>
-commonComponentSymbolSeqSmFactory( const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
-                                   const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<const MatchSymbolSeq> & matchSymbolSeq,
-                                   const Quoin::Ptr<const SubRouteMapSymbolSeq> & subRouteMapSymbolSeq,
-                                   const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
-                                   const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier );
+ROUTEPOLICY_API Quoin::Ptr<CommonComponentSymbolSeqSm> commonComponentSymbolSeqSmFactory(
+   const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
+   const Quoin::Ptr<const MatchSymbolSeq> & matchSymbolSeq, const Quoin::Ptr<const SubRouteMapSymbolSeq> & subRouteMapSymbolSeq,
+   const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor, const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
+   std::span<const MatchOptionRow> ownOptions = {} );
 
 }   // namespace Routing::Policy

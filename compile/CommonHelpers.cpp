@@ -1,39 +1,68 @@
 #include "compile/CommonHelpers.h"
 
+#include <utility>
+
 namespace Routing::Policy {
 
+using Quoin::Ptr;
+using Quoin::String;
 using Routing::RouteMap::Config;
 using Routing::RouteMap::MapEntry;
 
-CommonRmSeqConfigSymbolSm::CommonRmSeqConfigSymbolSm( const Quoin::String & rmName, const Quoin::Ptr<const MapEntry> & seqConfig,
-                                                      const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
-                                                      const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
-                                                      const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
-                                                      const Quoin::Ptr<PolicyRoot> & policyRoot )
+CommonRmSeqConfigSymbolSm::CommonRmSeqConfigSymbolSm( const String & rmName, const Ptr<const MapEntry> & seqConfig,
+                                                      const Ptr<RouteMapSymbol> & rmSymbol,
+                                                      const Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
+                                                      const Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
+                                                      const Ptr<PolicyRoot> & policyRoot, const AgentOptions & options )
       : RmSeqConfigSymbolSmBase( rmName, seqConfig, rmSymbol, rmConfigSymbolReactor ) {
    handleInitialized();
    config_.machineIs( commonComponentRmSeqConfigSymbolSmFactory( rmName, seqConfig, rmSymbol, policyRoot, sequenceChange(),
-                                                                 sequenceChangeSym(), routeMapOpModeNotifier ) );
+                                                                 sequenceChangeSym(), routeMapOpModeNotifier, options.match ) );
    symbols_.machineIs( commonComponentSymbolSeqSmFactory( seqConfig, rmSymbol, matchSymSeq(), subRmSymSeq(), rmConfigSymbolReactor,
-                                                          routeMapOpModeNotifier ) );
+                                                          routeMapOpModeNotifier, options.match ) );
+   if( options.set ) setClauses_.machineIs( Zeugma::makeSm<SetClausesSm>( *this, options.set->of( rmName, seqno() ) ) );
 }
 
 CommonRmSeqConfigSymbolSm::~CommonRmSeqConfigSymbolSm() {
    stop();
 }
 
-CommonRmSeqConfigFilterSm::CommonRmSeqConfigFilterSm( const Quoin::String & rmName, const Quoin::Ptr<const MapEntry> & seqConfig,
-                                                      const Quoin::Ptr<MapEntry> & filteredSeqConfig, Config * filteredRmConfig,
-                                                      const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
-                                                      const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier )
+CommonRmSeqConfigFilterSm::CommonRmSeqConfigFilterSm( const String & rmName, const Ptr<const MapEntry> & seqConfig,
+                                                      const Ptr<MapEntry> & filteredSeqConfig, Config * filteredRmConfig,
+                                                      const Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
+                                                      const Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier,
+                                                      std::span<const MatchOptionRow> ownOptions )
       : RmSeqConfigFilterSmBase( rmName, seqConfig, filteredSeqConfig, filteredRmConfig, routeMapBlockedSequenceList,
                                  routeMapUpdateNotifier ) {
    filter_.machineIs( commonComponentRmSeqConfigFilterSmFactory( rmName, seqConfig, filteredSeqConfig, filteredRmConfig,
-                                                                 routeMapBlockedSequenceList, routeMapUpdateNotifier ) );
+                                                                 routeMapBlockedSequenceList, routeMapUpdateNotifier, ownOptions ) );
 }
 
 CommonRmSeqConfigFilterSm::~CommonRmSeqConfigFilterSm() {
    stop();
+}
+
+CommonRmConfigSymbolSmHelper::CommonRmConfigSymbolSmHelper( const Ptr<PolicyRoot> & policyRoot, AgentOptions options )
+      : policyRoot_( policyRoot ), options_( std::move( options ) ) {}
+
+CommonRmConfigSymbolSmHelper::~CommonRmConfigSymbolSmHelper() = default;
+
+Ptr<RmSeqConfigSymbolSmBase> CommonRmConfigSymbolSmHelper::createSeqConfigSm(
+   const String & rmName, const Ptr<const MapEntry> & seqConfig, const Ptr<RouteMapSymbol> & rmSymbol,
+   const Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor, const Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier ) {
+   return Zeugma::makeSm<CommonRmSeqConfigSymbolSm>( rmName, seqConfig, rmSymbol, rmConfigSymbolReactor, routeMapOpModeNotifier,
+                                                     policyRoot_, options_ );
+}
+
+CommonRmConfigFilterSmHelper::~CommonRmConfigFilterSmHelper() = default;
+
+Ptr<RmSeqConfigFilterSmBase>
+CommonRmConfigFilterSmHelper::createSeqConfigSm( const String & rmName, const Ptr<const MapEntry> & seqConfig,
+                                                 const Ptr<MapEntry> & filteredSeqConfig, Config * filteredRmConfig,
+                                                 const Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
+                                                 const Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier ) {
+   return Zeugma::makeSm<CommonRmSeqConfigFilterSm>( rmName, seqConfig, filteredSeqConfig, filteredRmConfig, routeMapBlockedSequenceList,
+                                                     routeMapUpdateNotifier, ownOptions_ );
 }
 
 }   // namespace Routing::Policy

@@ -1,24 +1,32 @@
 /// @file compile/CommonHelpers.h
-/// The machines of a sequence for agents that need the common match options only, and the two helpers that make them. An agent with
-/// options of its own derives from the machines, adds a machine for each option, and has the same helpers make what it derived.
+/// The machines of a sequence as most agents need them, and the two helpers that make them. An agent with options of its own hands the
+/// helpers a row for each match option (MatchOptions.h) and the table of its set clauses (SetClauses.h). One whose options need more than a
+/// row derives from the bases of these machines, and from the bases of the helpers.
 /// Threading: the activity thread.
 #pragma once
-
-#include <tuple>
 
 #include "compile/CommonComponentRmSeqConfigFilterSm.h"
 #include "compile/CommonComponentSymbolSeqSm.h"
 #include "compile/RouteMapConfigSymbolSm.h"
+#include "compile/SetClausesSm.h"
 
 namespace Routing::Policy {
 
-/// What compiles a sequence of the common component.
+/// What an agent adds to the common options.
+struct AgentOptions {
+   /// The agent's match options. They outlive the machines.
+   std::span<const MatchOptionRow> match{};
+   /// The agent's set clauses; null for none.
+   Quoin::Ptr<SetClauses> set{};
+};
+
+/// Compiles one sequence.
 class ROUTEPOLICY_API CommonRmSeqConfigSymbolSm : public RmSeqConfigSymbolSmBase {
  public:
    CommonRmSeqConfigSymbolSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
                               const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
                               const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
-                              const Quoin::Ptr<PolicyRoot> & policyRoot );
+                              const Quoin::Ptr<PolicyRoot> & policyRoot, const AgentOptions & options = {} );
    ~CommonRmSeqConfigSymbolSm() override;
    bool matchRuleSupported( MatchOption option ) const override { return config_.machine()->matchRuleSupported( option ); }
    void handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) override {
@@ -28,16 +36,18 @@ class ROUTEPOLICY_API CommonRmSeqConfigSymbolSm : public RmSeqConfigSymbolSmBase
  private:
    Zeugma::NestedSm<CommonComponentRmSeqConfigSymbolSm> config_{ *this };
    Zeugma::NestedSm<CommonComponentSymbolSeqSm> symbols_{ *this };
+   Zeugma::NestedSm<SetClausesSm> setClauses_{ *this };
 };
 
-/// What copies a sequence of the common component.
+/// Copies one sequence into the filtered configuration.
 class ROUTEPOLICY_API CommonRmSeqConfigFilterSm : public RmSeqConfigFilterSmBase {
  public:
    CommonRmSeqConfigFilterSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
                               const Quoin::Ptr<Routing::RouteMap::MapEntry> & filteredSeqConfig,
                               Routing::RouteMap::Config * filteredRmConfig,
                               const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
-                              const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier );
+                              const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier,
+                              std::span<const MatchOptionRow> ownOptions = {} );
    ~CommonRmSeqConfigFilterSm() override;
    bool matchRuleSupported( MatchOption option ) const override { return filter_.machine()->matchRuleSupported( option ); }
 
@@ -45,42 +55,34 @@ class ROUTEPOLICY_API CommonRmSeqConfigFilterSm : public RmSeqConfigFilterSmBase
    Zeugma::NestedSm<CommonComponentRmSeqConfigFilterSm> filter_{ *this };
 };
 
-/// Makes machines of the class `Sm`, whose constructor takes what createSeqConfigSm() is given, and `extra` behind that.
-template <class Sm, class... Extra>
-class RmConfigSymbolSmHelperOf final : public RmConfigSymbolSmHelperBase {
+/// Makes the machines that compile sequences. The symbols of their lists are in the tables of `policyRoot`.
+class ROUTEPOLICY_API CommonRmConfigSymbolSmHelper final : public RmConfigSymbolSmHelperBase {
  public:
-   explicit RmConfigSymbolSmHelperOf( const Extra &... extra ) : extra_( extra... ) {}
+   explicit CommonRmConfigSymbolSmHelper( const Quoin::Ptr<PolicyRoot> & policyRoot, AgentOptions options = {} );
+   ~CommonRmConfigSymbolSmHelper() override;
    Quoin::Ptr<RmSeqConfigSymbolSmBase>
    createSeqConfigSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
                       const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
-                      const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier ) override {
-      return std::apply(
-         [ & ]( const Extra &... extra ) {
-            return Zeugma::makeSm<Sm>( rmName, seqConfig, rmSymbol, rmConfigSymbolReactor, routeMapOpModeNotifier, extra... );
-         },
-         extra_ );
-   }
+                      const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier ) override;
 
  private:
-   std::tuple<Extra...> extra_;
+   Quoin::Ptr<PolicyRoot> policyRoot_;
+   AgentOptions options_;
 };
 
-/// The same for the filter.
-template <class Sm>
-class RmConfigFilterSmHelperOf final : public RmConfigFilterSmHelperBase {
+/// Makes the machines that copy sequences. `ownOptions` are the agent's match options, as the other helper has them.
+class ROUTEPOLICY_API CommonRmConfigFilterSmHelper final : public RmConfigFilterSmHelperBase {
  public:
+   explicit CommonRmConfigFilterSmHelper( std::span<const MatchOptionRow> ownOptions = {} ) noexcept : ownOptions_( ownOptions ) {}
+   ~CommonRmConfigFilterSmHelper() override;
    Quoin::Ptr<RmSeqConfigFilterSmBase>
    createSeqConfigSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
                       const Quoin::Ptr<Routing::RouteMap::MapEntry> & filteredSeqConfig, Routing::RouteMap::Config * filteredRmConfig,
                       const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
-                      const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier ) override {
-      return Zeugma::makeSm<Sm>( rmName, seqConfig, filteredSeqConfig, filteredRmConfig, routeMapBlockedSequenceList,
-                                 routeMapUpdateNotifier );
-   }
-};
+                      const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier ) override;
 
-/// Takes the root whose tables the sequences' symbols live in.
-using CommonRmConfigSymbolSmHelper = RmConfigSymbolSmHelperOf<CommonRmSeqConfigSymbolSm, Quoin::Ptr<PolicyRoot>>;
-using CommonRmConfigFilterSmHelper = RmConfigFilterSmHelperOf<CommonRmSeqConfigFilterSm>;
+ private:
+   std::span<const MatchOptionRow> ownOptions_;
+};
 
 }   // namespace Routing::Policy

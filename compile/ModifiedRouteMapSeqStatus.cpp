@@ -1,5 +1,6 @@
 #include "compile/ModifiedRouteMapSeqStatus.h"
 
+#include "compile/MatchOptions.h"
 #include "substrate/quoin/Assert.h"
 #include "substrate/quoin/DisplayPointer.h"
 
@@ -8,42 +9,6 @@ namespace Routing::Policy {
 namespace {
 
 using Bit = UndefinedPolicyReferenceBitfield::Bit;
-
-enum class ListKind : uint8_t { none, prefixList, commList, neverCompiled };
-
-// What kind of list a match clause of this option refers to.
-ListKind listKindOf( MatchOption option ) noexcept {
-   switch( static_cast<unsigned>( option ) ) {
-      case 2:
-      case 14:
-      case 15:
-      case 116:
-      case 118:
-      case 119:
-      case 120:
-      case 123:
-      case 124: return ListKind::prefixList;
-      case 103:
-      case 104:
-      case 127: return ListKind::commList;
-      case 7:
-      case 10: return ListKind::neverCompiled;
-      default: return ListKind::none;
-   }
-}
-
-bool refersToCommList( SetOption option ) noexcept {
-   switch( static_cast<unsigned>( option ) ) {
-      case 11:
-      case 12:
-      case 13:
-      case 22:
-      case 35:
-      case 36:
-      case 37: return true;
-      default: return false;
-   }
-}
 
 }   // namespace
 
@@ -96,18 +61,20 @@ void ModifiedRouteMapSeqStatus::setCommListUndefined() {
 
 void ModifiedRouteMapSeqStatus::maybeSetUndefinedRefFlagFromMatcher( const Quoin::Ptr<const MatcherChange> & matcherChange ) {
    const MatchOption option = matcherChange->option();
+   const auto * row = findMatchOption( option );
+   QUOIN_ASSERT( !row || row->isRecorded, "false" );
+   const ListKind * list = matcherChange->list() ? matcherChange->list() : row ? row->list : nullptr;
+   if( !list ) return;
    const bool stands = matcherChange->matcher() != nullptr;
-   switch( listKindOf( option ) ) {
-      case ListKind::prefixList: return setPrefixListUndefined( option, stands && matcherChange->prefixListUndefined() );
-      case ListKind::commList: return setCommListUndefinedFromMatcher( option, stands && matcherChange->commListUndefined() );
-      case ListKind::neverCompiled: QUOIN_ASSERT( false, "false" ); break;
-      case ListKind::none: break;
-   }
+   if( list->reportedAs.has( Bit::prefixListUndefined ) ) setPrefixListUndefined( option, stands && matcherChange->prefixListUndefined() );
+   if( list->reportedAs.has( Bit::commListUndefined ) )
+      setCommListUndefinedFromMatcher( option, stands && matcherChange->commListUndefined() );
 }
 
 void ModifiedRouteMapSeqStatus::maybeSetUndefinedRefFlagFromSetter( const Quoin::Ptr<const SetterChange> & setterChange ) {
    const SetOption option = setterChange->option();
-   if( refersToCommList( option ) )
+   const ListKind * list = listOfSetOption( option );
+   if( list && list->reportedAs.has( Bit::commListUndefined ) )
       setCommListUndefinedFromSetter( option, setterChange->setter() != nullptr && setterChange->commListUndefined() );
 }
 

@@ -9,8 +9,9 @@ namespace Routing::Policy {
 /// The tables in which the symbols of one agent live, so that all who refer to one name share one symbol.
 /// A route map and a peer filter of one name are different symbols; so are the kinds of community list, and the two families of prefix
 /// list. The tables are made here and never replaced.
+/// An agent with further kinds of list derives a root that has their tables too.
 /// Ownership: the agent's; each symbol keeps its table alive. Threading: the activity thread.
-class ROUTEPOLICY_API PolicyRoot final : public Quoin::Node {
+class ROUTEPOLICY_API PolicyRoot : public Quoin::Node {
  public:
    PolicyRoot();
    ~PolicyRoot() override;

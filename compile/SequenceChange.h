@@ -12,6 +12,8 @@
 
 namespace Routing::Policy {
 
+struct ListKind;
+
 /// Of one match clause.
 class ROUTEPOLICY_API MatcherChange final : public Plinth::PlainRecord {
  public:
@@ -23,6 +25,8 @@ class ROUTEPOLICY_API MatcherChange final : public Plinth::PlainRecord {
    /// The clause refers to a prefix list, or a community list, that does not exist yet.
    PLINTH_VALUE( prefixListUndefined, prefixListUndefinedIs, {}, bool );
    PLINTH_VALUE( commListUndefined, commListUndefinedIs, {}, bool );
+   /// The kind of list that the clause names, for options of an agent's own; null: as the library's row says.
+   PLINTH_VALUE( list, listIs, {}, const ListKind * );
 
    MatchOption option_;
 };

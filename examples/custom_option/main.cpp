@@ -3,6 +3,7 @@
 
 #include "CommunityList.h"
 #include "CompileRouteMaps.h"
+#include "LocalPreferenceSetter.h"
 #include "policy/Policy.h"
 
 namespace {
@@ -58,7 +59,7 @@ int main() {
    const auto routeMap = config->routeMapIs( "IN" );
    const auto sequence = routeMap->mapEntryIs( 10 );
    sequence->matchRuleIs( { .listName = "CUSTOMERS", .option = MatchOption::matchCommunity } );
-   setClauses->of( "IN", 10 )->localPreferenceIs( 200 );
+   setClauses->of( "IN", 10 )->setterIs( SetOption::setLocalPreference, makeNode<LocalPreferenceSetter>( 200 ) );
    routeMap->mapEntryIs( 20 );
    routeMap->versionIs( 1 );
 
@@ -77,6 +78,6 @@ int main() {
 
    std::cout << "route-map IN permit 10, no match community, set local-preference 300\n";
    sequence->matchRuleDel( MatchOption::matchCommunity );
-   setClauses->of( "IN", 10 )->localPreferenceIs( 300 );
+   setClauses->of( "IN", 10 )->setterIs( SetOption::setLocalPreference, makeNode<LocalPreferenceSetter>( 300 ) );
    routeMap->versionIs( 2 );
 }

@@ -56,6 +56,11 @@ namespace Routing::RouteMap {
 
 enum class MatchOption : uint8_t { ROUTEMAP_MATCH_OPTIONS( ROUTEMAP_ENUMERATOR ) };
 constexpr unsigned kMatchOptionMax = 132;
+/// Whether a number is an option, with a name or without: 1 to 16, and 100 to the last.
+constexpr bool isMatchOption( MatchOption option ) noexcept {
+   const unsigned number = unsigned( option );
+   return ( number >= 1 && number <= 16 ) || ( number >= 100 && number <= kMatchOptionMax );
+}
 
 enum class SetOption : uint8_t { ROUTEMAP_SET_OPTIONS( ROUTEMAP_ENUMERATOR ) };
 

@@ -29,6 +29,7 @@ namespace {
 using namespace Routing::Policy;
 using namespace Routing::RouteMap;
 using CompileFixtures::as;
+using CompileFixtures::isOfPresentList;
 using CompileFixtures::identity;
 using CompileFixtures::listRule;
 using CompileFixtures::Reaction;

@@ -23,6 +23,7 @@ namespace {
 using namespace Routing::Policy;
 using namespace Routing::RouteMap;
 using CompileFixtures::as;
+using CompileFixtures::isOfPresentList;
 using CompileFixtures::listRule;
 using CompileFixtures::TraceLog;
 using CompileFixtures::valueRule;

@@ -82,8 +82,13 @@ Quoin::Ptr<const M> as( const Quoin::Ptr<const Matcher> & matcher ) {
 /// What a clause that refers to a list becomes by what the list's symbol has now.
 inline Quoin::Ptr<MatcherChange> listChange( const RouteMap::MatchRule & rule, const RouteMap::PolicySymbol & symbol ) {
    auto change = Quoin::makeNode<MatcherChange>( rule.option );
-   listMatcherIs( *change, rule, symbol );
+   matcherIs( *change, listOptionRow( rule.option ), rule, &symbol );
    return change;
+}
+
+/// Whether a matcher was made of the list that the symbol has now.
+inline bool isOfPresentList( const Matcher & matcher, MatchOption option, const RouteMap::PolicySymbol & symbol ) {
+   return listOptionRow( option ).isOfPresentList( matcher, symbol );
 }
 
 }   // namespace Routing::Policy::CompileFixtures

@@ -45,13 +45,20 @@ class CustomOptionTest : public testing::Test {
    void matchCommunity( const char * list, uint32_t seqno = 10 ) {
       in->mapEntryIs( seqno )->matchRuleIs( { .listName = list, .option = MatchOption::matchCommunity } );
    }
+   void localPreferenceIs( std::optional<uint32_t> value, uint32_t seqno = 10, const char * routeMap = "IN" ) {
+      const auto setters = setClauses->of( routeMap, seqno );
+      if( value )
+         setters->setterIs( SetOption::setLocalPreference, makeNode<LocalPreferenceSetter>( *value ) );
+      else
+         setters->setterDel( SetOption::setLocalPreference );
+   }
    void declare() {
       in->versionIs( in->version() + 1 );
       scheduler->runUntilIdle();
    }
    void configure() {
       matchCommunity( "L1" );
-      setClauses->of( "IN", 10 )->localPreferenceIs( 200 );
+      localPreferenceIs( 200 );
       in->mapEntryIs( 20 );
       declare();
       ASSERT_EQ( publications(), 1u );
@@ -178,19 +185,18 @@ TEST_F( CustomOptionTest, aVersionOfTheSameListPublishesNothing ) {
 TEST_F( CustomOptionTest, theRouteMapWaitsForAListThatIsUnderWay ) {
    configure();
    const auto l1 = list( "L1", { 1 } );
+   uint32_t had = 200;
    const auto waits = [ & ]( const auto & edit ) {
       publications();
       edit();
-      const auto clauses = setClauses->of( "IN", 10 );
-      const uint32_t had = *clauses->localPreference();
-      clauses->localPreferenceIs( had + 1 );
+      localPreferenceIs( had + 1 );
       declare();
       EXPECT_EQ( publications(), 0u );
       EXPECT_EQ( evaluate( { 1 } ), had ) << "it keeps what it has";
       l1->publish();
       scheduler->runUntilIdle();
       EXPECT_EQ( publications(), 1u ) << "both in one";
-      EXPECT_EQ( evaluate( { 1 } ), had + 1 );
+      EXPECT_EQ( evaluate( { 1 } ), ++had );
    };
    waits( [ & ] { l1->communityIs( 2 ); } );
    EXPECT_EQ( evaluate( { 2 } ), 201u );
@@ -322,8 +328,7 @@ TEST_F( CustomOptionTest, theFilteredConfigurationHasTheClause ) {
 TEST_F( CustomOptionTest, theSetClauseCountsWhenTheRouteMapIsDeclared ) {
    const auto l1 = list( "L1", { 1 } );
    configure();
-   const auto clauses = setClauses->of( "IN", 10 );
-   clauses->localPreferenceIs( 0 );
+   localPreferenceIs( 0 );
    scheduler->runUntilIdle();
    EXPECT_EQ( publications(), 0u );
    EXPECT_FALSE( symbol->statusCurrent() );
@@ -331,7 +336,7 @@ TEST_F( CustomOptionTest, theSetClauseCountsWhenTheRouteMapIsDeclared ) {
    declare();
    EXPECT_EQ( publications(), 1u );
    EXPECT_EQ( set(), "LocalPreferenceSetter 0" );
-   clauses->localPreferenceIs( std::nullopt );
+   localPreferenceIs( std::nullopt );
    declare();
    EXPECT_EQ( publications(), 1u );
    EXPECT_EQ( evaluate( { 1 } ), kUntouched );
@@ -340,8 +345,8 @@ TEST_F( CustomOptionTest, theSetClauseCountsWhenTheRouteMapIsDeclared ) {
 
 TEST_F( CustomOptionTest, theSetClauseOfAnotherSequenceIsNotHeard ) {
    configure();
-   setClauses->of( "IN", 30 )->localPreferenceIs( 1 );
-   setClauses->of( "OUT", 10 )->localPreferenceIs( 1 );
+   localPreferenceIs( 1, 30 );
+   localPreferenceIs( 1, 10, "OUT" );
    EXPECT_TRUE( symbol->statusCurrent() );
    declare();
    EXPECT_EQ( publications(), 0u );
@@ -357,7 +362,7 @@ TEST_F( CustomOptionTest, aSequenceThatComesAgainHasNothingOfTheOldOne ) {
    const auto l1 = list( "L1", { 1 } );
    in->mapEntryDel( 10 );
    in->mapEntryIs( 10 );
-   setClauses->of( "IN", 10 )->localPreferenceIs( 300 );
+   localPreferenceIs( 300 );
    declare();
    publications();
    EXPECT_EQ( evaluate( {} ), 300u );
@@ -422,8 +427,7 @@ TEST_F( CustomOptionTest, aSequenceThatIsDroppedWhileItsClauseIsHeardOfIsDropped
    const auto editor = makeNode<Listener>( symbol, [ & ]( const Quoin::Change & ) {
       if( !symbol->statusCurrent() && !std::exchange( done, true ) ) in->mapEntryDel( 10 );
    } );
-   const auto clauses = setClauses->of( "IN", 10 );
-   clauses->localPreferenceIs( 300 );
+   localPreferenceIs( 300 );
    EXPECT_TRUE( std::exchange( done, false ) );
    declare();
    EXPECT_EQ( evaluate( { 1 } ), kUntouched );
@@ -469,7 +473,7 @@ TEST_F( CustomOptionTest, nothingIsLeftWhenTheMachineGoes ) {
    EXPECT_EQ( setClauses->of( "IN", 10 )->useCount(), 1u );
    l1->communityIs( 2 );
    l1->publish();
-   setClauses->of( "IN", 10 )->localPreferenceIs( 300 );
+   localPreferenceIs( 300 );
    scheduler->runUntilIdle();
    EXPECT_EQ( evaluate( { 1 } ), 200u ) << "what is published stays";
 }
@@ -507,8 +511,8 @@ class CustomOptionModelTest : public CustomOptionTest, public testing::WithParam
          case 1: in->mapEntryDel( seqno ); break;
          case 2: matchCommunity( kLists[ which ], seqno ); break;
          case 3: in->mapEntryIs( seqno )->matchRuleDel( MatchOption::matchCommunity ); break;
-         case 4: setClauses->of( "IN", seqno )->localPreferenceIs( 200 + random_() % 9 ); break;
-         case 9: setClauses->of( "IN", seqno )->localPreferenceIs( std::nullopt ); break;
+         case 4: localPreferenceIs( 200 + random_() % 9, seqno ); break;
+         case 9: localPreferenceIs( std::nullopt, seqno ); break;
          case 5: {
             if( !producer ) producer = std::make_unique<CommunityListProducer>( root->commListTable(), kLists[ which ] );
             const Community c = random_() % 3;
@@ -536,7 +540,11 @@ class CustomOptionModelTest : public CustomOptionTest, public testing::WithParam
       for( auto i = in->mapEntry().first(); i; i.next() ) {
          if( const auto * rule = i.value()->matchRule().find( MatchOption::matchCommunity ) )
             if( !members_[ rule->listName == "L2" ].contains( c ) ) continue;
-         return setClauses->of( "IN", i.key() )->localPreference().value_or( kUntouched );
+         const auto setter = setClauses->of( "IN", i.key() )->setter( SetOption::setLocalPreference );
+         if( !setter ) return kUntouched;
+         BgpResult result;
+         setter->setValue( &result );
+         return result.localPreference;
       }
       return in->mapEntry().empty() ? kUntouched : kDenied;   // a list passes a route map without sequences over
    }

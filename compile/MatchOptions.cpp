@@ -1,0 +1,97 @@
+#include "compile/MatchOptions.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "compile/CommonComponent.h"
+#include "policy/IsisInstanceMatcher.h"
+#include "policy/OspfInstanceMatcher.h"
+#include "policy/PrefixListMatcher.h"
+#include "policy/RoutingPolicyAcl.h"
+#include "policy/SourceProtoMatcher.h"
+#include "policy/TagMatcher.h"
+#include "policy/TagSetMatcher.h"
+
+namespace Routing::Policy {
+
+using Quoin::makeNode;
+using Routing::RouteMap::MatchRule;
+
+namespace {
+
+/// A matcher of the low 32 bits of the rule's value.
+template <class M>
+constexpr MatchOptionRow numberOption( MatchOption option ) noexcept {
+   return valueOption( option, []( const MatchRule & rule ) { return makeNode<M>( static_cast<uint32_t>( rule.numericValue ) ); } );
+}
+
+/// The clause names a list, and its matcher is an agent's.
+constexpr MatchOptionRow agentOption( MatchOption option, const ListKind & list ) noexcept {
+   return { .option = option, .list = &list };
+}
+
+constexpr MatchOptionRow kMatchOptions[] = {
+   listOption<IpAccessListMatcher>( MatchOption::matchIpAccessList, kIpv4AccessLists ),
+   listOption<PrefixListMatcher>( MatchOption::matchIpPrefixList, kIpv4PrefixLists ),
+   { .option = MatchOption{ 7 }, .isRecorded = false },
+   { .option = MatchOption{ 10 }, .isRecorded = false },
+   agentOption( MatchOption::matchIpNexthopPrefixList, kIpv4PrefixLists ),
+   agentOption( MatchOption::matchIpResolvedNexthopPrefixList, kIpv4PrefixLists ),
+   agentOption( MatchOption::matchCommunity, kCommunityLists ),
+   agentOption( MatchOption::matchExtCommunity, kExtCommunityLists ),
+   numberOption<IsisInstanceMatcher>( MatchOption::matchIsisInstance ),
+   valueOption( MatchOption::matchSourceProtocol,
+                []( const MatchRule & rule ) {
+                   const auto protocol = Routing::RouteMap::Protocol( static_cast<uint8_t>( rule.numericValue ) );
+                   return makeNode<SourceProtoMatcher>( routeMapProtocolToRouteProto( protocol ) );
+                } ),
+   numberOption<TagMatcher>( MatchOption::matchTag ),
+   listOption<PrefixListMatcher>( MatchOption::matchIpv6PrefixList, kIpv6PrefixLists ),
+   agentOption( MatchOption::matchIpv6NexthopPrefixList, kIpv6PrefixLists ),
+   agentOption( MatchOption::matchIpv6ResolvedNexthopPrefixList, kIpv6PrefixLists ),
+   agentOption( MatchOption::matchRouterIdPrefixList, kIpv4PrefixLists ),
+   agentOption( MatchOption::matchIpAggregatePrefixList, kIpv4PrefixLists ),
+   agentOption( MatchOption::matchIpv6AggregatePrefixList, kIpv6PrefixLists ),
+   agentOption( MatchOption::matchLargeCommunity, kLargeCommunityLists ),
+   numberOption<OspfInstanceMatcher>( MatchOption::matchOspfInstance ),
+   listOption<TagSetMatcher>( MatchOption::matchTagSet, kTagSets ),
+};
+
+struct SetOptionRow {
+   SetOption option;
+   const ListKind * list;
+};
+constexpr SetOptionRow kSetOptions[] = {
+   { SetOption::setCommunityList, &kCommunityLists },
+   { SetOption::setCommunityListAdditive, &kCommunityLists },
+   { SetOption::setCommunityListDelete, &kCommunityLists },
+   { SetOption::setExtCommunityList, &kExtCommunityLists },
+   { SetOption::setLargeCommunityList, &kLargeCommunityLists },
+   { SetOption::setLargeCommunityListAdditive, &kLargeCommunityLists },
+   { SetOption::setLargeCommunityListDelete, &kLargeCommunityLists },
+};
+
+// Null where none has the option.
+template <class Row, class Option>
+const Row * find( std::span<const Row> rows, Option option ) noexcept {
+   const auto at = std::ranges::find( rows, option, &Row::option );
+   return at == rows.end() ? nullptr : &*at;
+}
+
+}   // namespace
+
+std::span<const MatchOptionRow> commonMatchOptions() noexcept {
+   return kMatchOptions;
+}
+
+const MatchOptionRow * findMatchOption( MatchOption option, std::span<const MatchOptionRow> own ) noexcept {
+   const auto * row = find( own, option );
+   return row ? row : find( commonMatchOptions(), option );
+}
+
+const ListKind * listOfSetOption( SetOption option ) noexcept {
+   const auto * row = find( std::span<const SetOptionRow>( kSetOptions ), option );
+   return row ? row->list : nullptr;
+}
+
+}   // namespace Routing::Policy

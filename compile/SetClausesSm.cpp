@@ -1,0 +1,33 @@
+#include "compile/SetClausesSm.h"
+
+namespace Routing::Policy {
+
+SetClausesSm::SetClausesSm( const RmSeqConfigSymbolSmBase & sequence, const Quoin::Ptr<const SequenceSetters> & setters )
+      : sequence_( sequence ), setters_( setters ) {
+   settersReactor_.notifierIs( setters );
+   for( auto i = setters->setter().first(); i; i.next() ) recordClause( i.key() );
+}
+
+SetClausesSm::~SetClausesSm() {
+   stop();
+}
+
+// What came, what changed, and what went.
+void SetClausesSm::handleChangeMissed() {
+   auto options = recorded_;
+   for( auto i = setters_->setter().first(); i; i.next() ) options.insert( i.key() );
+   for( const auto option : options ) recordClause( option );
+}
+
+void SetClausesSm::recordClause( SetOption option ) {
+   sequence_.rmSymbol()->statusCurrentIs( false );
+   if( zombieReactors() ) return;   // a subscriber of the symbol has deleted the sequence
+   const auto setter = setters_->setter( option );
+   if( setter )
+      recorded_.insert( option );
+   else
+      recorded_.erase( option );
+   sequence_.sequenceChange()->setterChangeIs( option )->setterIs( setter );
+}
+
+}   // namespace Routing::Policy

@@ -1,0 +1,29 @@
+/// @file compile/SetClausesSm.h
+#pragma once
+
+#include <set>
+
+#include "compile/RouteMapSeqConfigSmBase.h"
+#include "compile/SetClauses.h"
+
+namespace Routing::Policy {
+
+/// Records the set clauses of an agent's own for one sequence's next compile. Nested in the sequence's machine, whose records exist.
+/// Threading: the activity thread.
+class ROUTEPOLICY_API SetClausesSm final : public Zeugma::BaseOutputSm {
+ public:
+   SetClausesSm( const RmSeqConfigSymbolSmBase & sequence, const Quoin::Ptr<const SequenceSetters> & setters );
+   ~SetClausesSm() override;
+
+ private:
+   void handleChangeMissed() override;
+   void handleSetters( const Quoin::Change & change ) { recordClause( Plinth::keyOf<SetOption>( change ) ); }
+   void recordClause( SetOption option );
+
+   const RmSeqConfigSymbolSmBase & sequence_;
+   Quoin::Ptr<const SequenceSetters> setters_;
+   std::set<SetOption> recorded_;   // options that the compiled sequence has, or is about to have
+   Zeugma::Reactor<SetClausesSm> settersReactor_{ *this, &SetClausesSm::handleSetters };
+};
+
+}   // namespace Routing::Policy
