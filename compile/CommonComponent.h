@@ -2,6 +2,8 @@
 /// What the machines of the common match options share. Threading: the activity thread.
 #pragma once
 
+#include <algorithm>
+
 #include "compile/MatchOptions.h"
 #include "compile/RouteMapSeqConfigSmBase.h"
 
@@ -45,6 +47,10 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSmInterface : public RmSeqConfig
  protected:
    /// The row of a supported option.
    const MatchOptionRow & matchOption( MatchOption option ) const;
+   /// Whether the option is one of the agent's rows.
+   bool isOwn( MatchOption option ) const noexcept {
+      return std::ranges::find( ownOptions_, option, &MatchOptionRow::option ) != ownOptions_.end();
+   }
    /// Calls `visit( option )` for every supported option.
    template <class Visit>
    void forEachSupported( Visit && visit ) const {

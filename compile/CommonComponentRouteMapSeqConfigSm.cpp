@@ -138,9 +138,14 @@ void CommonComponentRmSeqConfigSymbolSm::handleRouteMapOpMode() {
 void CommonComponentRmSeqConfigSymbolSm::handleMatchRule( MatchOption option ) {
    traceHandler( trace );
    if( !CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ) ) return;
-   sequenceChange_->matcherChangeIs( option )->listIs( matchOption( option ).list );
+   const auto change = sequenceChange_->matcherChangeIs( option );
+   change->listIs( matchOption( option ).list );
    sequenceChangeSym_->matcherChangeSymbolIs( option )->matchSymbolDelAll();
-   if( !seqConfig()->matchRule().find( option ) ) return;   // a new record removes; one that waits keeps its matcher
+   if( !seqConfig()->matchRule().find( option ) ) {
+      // A new record deletes the matcher. One that is pending keeps its matcher if the option is common, and not if it is the agent's.
+      if( isOwn( option ) ) change->matcherIs( nullptr );
+      return;
+   }
    rmSymbol_->statusCurrentIs( false );
    // Who heard of that may have edited the sequence, had it compiled, or dropped it.
    const auto * rule = seqConfig()->matchRule().find( option );

@@ -31,7 +31,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentR
 
  protected:
    CommonComponentRmSeqConfigSmBase( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
-                                     std::span<const MatchOptionRow> ownOptions );
+                                     std::span<const MatchOptionRow> ownOptions = {} );
    /// Calls them all, also for what the sequence has no longer; of match clauses, for each supported option.
    void handleChangeMissed() override;
    /// What every handler begins with: where it stands, and of which machine.

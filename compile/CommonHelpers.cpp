@@ -20,7 +20,7 @@ CommonRmSeqConfigSymbolSm::CommonRmSeqConfigSymbolSm( const String & rmName, con
                                                                  sequenceChangeSym(), routeMapOpModeNotifier, options.match ) );
    symbols_.machineIs( commonComponentSymbolSeqSmFactory( seqConfig, rmSymbol, matchSymSeq(), subRmSymSeq(), rmConfigSymbolReactor,
                                                           routeMapOpModeNotifier, options.match ) );
-   if( options.set ) setClauses_.machineIs( Zeugma::makeSm<SetClausesSm>( *this, options.set->of( rmName, seqno() ) ) );
+   if( options.set ) setters_.machineIs( Zeugma::makeSm<SequenceSettersSm>( *this, options.set->of( rmName, seqno() ) ) );
 }
 
 CommonRmSeqConfigSymbolSm::~CommonRmSeqConfigSymbolSm() {

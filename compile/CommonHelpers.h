@@ -1,6 +1,6 @@
 /// @file compile/CommonHelpers.h
 /// The machines of a sequence as most agents need them, and the two helpers that make them. An agent with options of its own hands the
-/// helpers a row for each match option (MatchOptions.h) and the table of its set clauses (SetClauses.h). One whose options need more than a
+/// helpers a row for each match option (MatchOptions.h) and the table of its set clauses (SetterTable.h). One whose options need more than a
 /// row derives from the bases of these machines, and from the bases of the helpers.
 /// Threading: the activity thread.
 #pragma once
@@ -8,7 +8,7 @@
 #include "compile/CommonComponentRmSeqConfigFilterSm.h"
 #include "compile/CommonComponentSymbolSeqSm.h"
 #include "compile/RouteMapConfigSymbolSm.h"
-#include "compile/SetClausesSm.h"
+#include "compile/SequenceSettersSm.h"
 
 namespace Routing::Policy {
 
@@ -17,7 +17,7 @@ struct AgentOptions {
    /// The agent's match options. They outlive the machines.
    std::span<const MatchOptionRow> match{};
    /// The agent's set clauses; null for none.
-   Quoin::Ptr<SetClauses> set{};
+   Quoin::Ptr<SetterTable> set{};
 };
 
 /// Compiles one sequence.
@@ -36,7 +36,7 @@ class ROUTEPOLICY_API CommonRmSeqConfigSymbolSm : public RmSeqConfigSymbolSmBase
  private:
    Zeugma::NestedSm<CommonComponentRmSeqConfigSymbolSm> config_{ *this };
    Zeugma::NestedSm<CommonComponentSymbolSeqSm> symbols_{ *this };
-   Zeugma::NestedSm<SetClausesSm> setClauses_{ *this };
+   Zeugma::NestedSm<SequenceSettersSm> setters_{ *this };
 };
 
 /// Copies one sequence into the filtered configuration.

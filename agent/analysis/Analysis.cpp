@@ -45,28 +45,15 @@ std::string noneText( const PolicyText & text, const Thing & thing, std::string_
    return others.empty() ? none : fmt::format( "{}, but {}", none, joined( others, kMostNames, " and " ) );
 }
 
-/// Access lists and prefix lists are easily taken for each other: where there is the other one, its form was most likely meant.
-struct EasilyMistaken {
-   MatchOption written;
-   ThingKind thereIs;
-   MatchOption meant;
-};
-constexpr EasilyMistaken kEasilyMistaken[] = {
-   { MatchOption::matchIpAccessList, ThingKind::ipv4PrefixList, MatchOption::matchIpPrefixList },
-   { kMatchIpv6AccessList, ThingKind::ipv6PrefixList, MatchOption::matchIpv6PrefixList },
-   { MatchOption::matchIpNexthop, ThingKind::ipv4PrefixList, MatchOption::matchIpNexthopPrefixList },
-   { MatchOption::matchIpv6Nexthop, ThingKind::ipv6PrefixList, MatchOption::matchIpv6NexthopPrefixList },
-   { MatchOption::matchIpPrefixList, ThingKind::ipv4AccessList, MatchOption::matchIpAccessList },
-   { MatchOption::matchIpv6PrefixList, ThingKind::ipv6AccessList, kMatchIpv6AccessList },
-   { MatchOption::matchIpNexthopPrefixList, ThingKind::ipv4AccessList, MatchOption::matchIpNexthop },
-   { MatchOption::matchIpv6NexthopPrefixList, ThingKind::ipv6AccessList, MatchOption::matchIpv6Nexthop },
-};
-
-// "; write "match ip address prefix-list P"", where that helps.
+// Access lists and prefix lists are easily taken for each other: where the other one is defined, its clause was most likely meant.
+// "; write "match ip address prefix-list P"".
 std::string adviceFor( const PolicyText & text, const Reference & reference ) {
-   const auto * const at = std::ranges::find( kEasilyMistaken, reference.option, &EasilyMistaken::written );
-   if( at == std::end( kEasilyMistaken ) || reference.invert || !isDefined( text, { at->thereIs, reference.to.name } ) ) return {};
-   return fmt::format( "; write \"match {} {}\"", matchForm( at->meant )->words, shown( reference.to.name ) );
+   const auto * written = reference.option && !reference.invert ? matchForm( *reference.option ) : nullptr;
+   if( !written ) return {};
+   for( const ThingKind kind : kindsCalled( reference.to.name, text ) )
+      if( const auto * meant = matchFormNaming( kind, *written ) )
+         return fmt::format( "; write \"match {} {}\"", meant->words, shown( reference.to.name ) );
+   return {};
 }
 
 void findUndefined( const PolicyText & text, const References & references, Findings & findings ) {
@@ -141,28 +128,14 @@ void findHeldBack( const PolicyText & text, Findings & findings ) {
 
 // ---- sequences
 
-/// The clauses of a sequence that only a route of one family passes. The two subjects are apart: a route may have a next hop of the
-/// other family.
-struct FamilyClauses {
-   MatchOption ipv4[ 2 ];
-   MatchOption ipv6[ 2 ];
-   std::string_view noneIsOfBoth;
-};
-constexpr FamilyClauses kFamilyClauses[] = {
-   { { MatchOption::matchIpAccessList, MatchOption::matchIpPrefixList },
-     { MatchOption::matchIpv6PrefixList, kMatchIpv6AccessList },
-     "no route is of both families" },
-   { { MatchOption::matchIpNexthop, MatchOption::matchIpNexthopPrefixList },
-     { MatchOption::matchIpv6Nexthop, MatchOption::matchIpv6NexthopPrefixList },
-     "no next hop is of both families" },
-};
-
 using Clause = std::map<MatchOption, MatchClause>::value_type;
 
-// The first of these options that the sequence has. An inverted list holds for routes of the other family too.
-const Clause * firstOf( const SequenceText & sequence, const MatchOption ( &options )[ 2 ] ) {
-   for( const MatchOption option : options )
-      if( const auto at = sequence.match.find( option ); at != sequence.match.end() && !at->second.invert ) return &*at;
+// The first clause that looks at this subject and holds for one family only. An inverted list holds for routes of the other family too.
+const Clause * firstOf( const SequenceText & sequence, MatchForm::Subject subject, AddressFamily af ) {
+   for( const auto & clause : sequence.match ) {
+      const auto * form = matchForm( clause.first );
+      if( form && form->subject == subject && familyOf( *form ) == af && !clause.second.invert ) return &clause;
+   }
    return nullptr;
 }
 
@@ -182,9 +155,13 @@ struct Contradiction {
 };
 
 std::optional<Contradiction> contradictionIn( const PolicyText & text, const SequenceText & sequence ) {
-   for( const auto & family : kFamilyClauses ) {
-      const auto *ipv4 = firstOf( sequence, family.ipv4 ), *ipv6 = firstOf( sequence, family.ipv6 );
-      if( ipv4 && ipv6 ) return Contradiction{ ipv4, ipv6, family.noneIsOfBoth };
+   using Subject = MatchForm::Subject;
+   // Two subjects apart: a route may have a next hop of the other family.
+   for( const auto & [ subject, why ] : { std::pair( Subject::prefix, "no route is of both families" ),
+                                          std::pair( Subject::nextHop, "no next hop is of both families" ) } ) {
+      const auto * ipv4 = firstOf( sequence, subject, AddressFamily::ipv4 );
+      const auto * ipv6 = firstOf( sequence, subject, AddressFamily::ipv6 );
+      if( ipv4 && ipv6 ) return Contradiction{ ipv4, ipv6, why };
    }
    const auto tag = sequence.match.find( MatchOption::matchTag ), tagSet = sequence.match.find( MatchOption::matchTagSet );
    if( tag == sequence.match.end() || tagSet == sequence.match.end() ) return std::nullopt;

@@ -18,34 +18,6 @@ namespace {
 
 constexpr size_t kMostSuggestions = 3;
 
-constexpr ThingKind kKinds[] = { ThingKind::ipv4PrefixList, ThingKind::ipv6PrefixList, ThingKind::ipv4AccessList, ThingKind::ipv6AccessList,
-                                 ThingKind::tagSet,         ThingKind::communityList,  ThingKind::asPathList,     ThingKind::routeMap };
-
-struct ReferringOption {
-   MatchOption option;
-   ThingKind kind;
-};
-constexpr ReferringOption kReferringOptions[] = {
-   { MatchOption::matchIpPrefixList, ThingKind::ipv4PrefixList },
-   { MatchOption::matchIpNexthopPrefixList, ThingKind::ipv4PrefixList },
-   { MatchOption::matchIpv6PrefixList, ThingKind::ipv6PrefixList },
-   { MatchOption::matchIpv6NexthopPrefixList, ThingKind::ipv6PrefixList },
-   { MatchOption::matchIpAccessList, ThingKind::ipv4AccessList },
-   { kMatchIpv6AccessList, ThingKind::ipv6AccessList },
-   { MatchOption::matchIpNexthop, ThingKind::ipv4AccessList },
-   { MatchOption::matchIpv6Nexthop, ThingKind::ipv6AccessList },
-   { MatchOption::matchTagSet, ThingKind::tagSet },
-   { MatchOption::matchCommunity, ThingKind::communityList },
-   { MatchOption::matchAsPath, ThingKind::asPathList },
-};
-
-// Of what a match clause names; none when it names nothing that a policy defines.
-std::optional<ThingKind> kindOf( MatchOption option, const MatchClause & clause ) {
-   if( clause.address ) return std::nullopt;
-   const auto * const at = std::ranges::find( kReferringOptions, option, &ReferringOption::option );
-   return at == std::end( kReferringOptions ) ? std::nullopt : std::optional( at->kind );
-}
-
 std::string shown( std::string_view name ) {
    return printableName( std::string( name ) );
 }
@@ -54,69 +26,28 @@ std::string shown( std::string_view name ) {
 
 // ---- things
 
-std::string_view nameOf( ThingKind kind ) noexcept {
-   switch( kind ) {
-      case ThingKind::ipv4PrefixList: return "ip prefix-list";
-      case ThingKind::ipv6PrefixList: return "ipv6 prefix-list";
-      case ThingKind::ipv4AccessList: return "access-list";
-      case ThingKind::ipv6AccessList: return "ipv6 access-list";
-      case ThingKind::tagSet: return "tag-set";
-      case ThingKind::communityList: return "bgp community-list";
-      case ThingKind::asPathList: return "bgp as-path access-list";
-      case ThingKind::routeMap: return "route-map";
-   }
-   return {};
-}
-
-std::string_view familyOf( ThingKind kind ) noexcept {
-   switch( kind ) {
-      case ThingKind::ipv4PrefixList:
-      case ThingKind::ipv4AccessList: return "IPv4";
-      case ThingKind::ipv6PrefixList:
-      case ThingKind::ipv6AccessList: return "IPv6";
-      default: return {};
-   }
-}
-
-std::optional<ThingKind> inOtherFamily( ThingKind kind ) noexcept {
-   switch( kind ) {
-      case ThingKind::ipv4PrefixList: return ThingKind::ipv6PrefixList;
-      case ThingKind::ipv6PrefixList: return ThingKind::ipv4PrefixList;
-      case ThingKind::ipv4AccessList: return ThingKind::ipv6AccessList;
-      case ThingKind::ipv6AccessList: return ThingKind::ipv4AccessList;
-      default: return std::nullopt;
-   }
-}
-
 std::string textOf( const Thing & thing ) {
    return fmt::format( "{} {}", nameOf( thing.kind ), shown( thing.name ) );
 }
 
 bool isDefined( const PolicyText & text, const Thing & thing ) {
-   const std::string name( thing.name );
-   switch( thing.kind ) {
-      case ThingKind::ipv4PrefixList: return text.ipv4PrefixLists.contains( name );
-      case ThingKind::ipv6PrefixList: return text.ipv6PrefixLists.contains( name );
-      case ThingKind::ipv4AccessList: return text.ipv4AccessLists.contains( name );
-      case ThingKind::ipv6AccessList: return text.ipv6AccessLists.contains( name );
-      case ThingKind::tagSet: return text.tagSets.contains( name );
-      case ThingKind::communityList: return text.communityLists.contains( name );
-      case ThingKind::asPathList: return text.asPathLists.contains( name );
-      case ThingKind::routeMap: return text.routeMaps.contains( name );
-   }
-   return false;
+   bool defined = false;
+   forEachKind( text, [ &, name = std::string( thing.name ) ]( ThingKind kind, const auto & things ) {
+      if( kind == thing.kind ) defined = things.contains( name );
+   } );
+   return defined;
 }
 
 std::vector<ThingKind> kindsCalled( std::string_view name, const PolicyText & text ) {
    std::vector<ThingKind> kinds;
-   for( const ThingKind kind : kKinds )
+   for( const ThingKind kind : thingKinds() )
       if( isDefined( text, { kind, name } ) ) kinds.push_back( kind );
    return kinds;
 }
 
 std::vector<Thing> thingsCalled( std::string_view name, const PolicyText & text, const References & references ) {
    std::vector<Thing> things;
-   for( const ThingKind kind : kKinds ) {
+   for( const ThingKind kind : thingKinds() ) {
       const Thing thing{ kind, name };
       if( isDefined( text, thing ) || references.isUsed( thing ) ) things.push_back( thing );
    }
@@ -219,7 +150,7 @@ void References::addSequence( const PolicyText & text, std::string_view routeMap
       all_.push_back( { routeMap, number, option, clause.invert, to, isDefined( text, to ), clause.place } );
    };
    for( const auto & [ option, clause ] : sequence.match )
-      if( const auto kind = kindOf( option, clause ) ) add( option, *kind, clause );
+      if( const auto kind = thingNamedBy( option, clause ) ) add( option, *kind, clause );
    if( sequence.call ) add( std::nullopt, ThingKind::routeMap, *sequence.call );
 }
 

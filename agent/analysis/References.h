@@ -11,26 +11,9 @@
 #include <string_view>
 #include <vector>
 
-#include "text/PolicyText.h"
+#include "text/ThingKind.h"
 
 namespace Agent {
-
-enum class ThingKind : uint8_t {
-   ipv4PrefixList,
-   ipv6PrefixList,
-   ipv4AccessList,
-   ipv6AccessList,
-   tagSet,
-   communityList,
-   asPathList,
-   routeMap
-};
-/// As its lines begin: "ip prefix-list".
-std::string_view nameOf( ThingKind kind ) noexcept;
-/// "IPv4" or "IPv6"; empty for a kind that has no family.
-std::string_view familyOf( ThingKind kind ) noexcept;
-/// The same of the other family, where that is another kind.
-std::optional<ThingKind> inOtherFamily( ThingKind kind ) noexcept;
 
 /// Something that a name stands for, whether it is there or not. The name is the text's.
 struct Thing {
@@ -48,17 +31,9 @@ std::vector<ThingKind> kindsCalled( std::string_view name, const PolicyText & te
 /// Calls `visit( thing, what the text has of it )` for all that is there: by kind, and by name.
 template <class Visit>
 void forEachThing( const PolicyText & text, Visit && visit ) {
-   const auto all = [ & ]( ThingKind kind, const auto & things ) {
+   forEachKind( text, [ & ]( ThingKind kind, const auto & things ) {
       for( const auto & [ name, thing ] : things ) visit( Thing{ kind, name }, thing );
-   };
-   all( ThingKind::ipv4PrefixList, text.ipv4PrefixLists );
-   all( ThingKind::ipv6PrefixList, text.ipv6PrefixLists );
-   all( ThingKind::ipv4AccessList, text.ipv4AccessLists );
-   all( ThingKind::ipv6AccessList, text.ipv6AccessLists );
-   all( ThingKind::tagSet, text.tagSets );
-   all( ThingKind::communityList, text.communityLists );
-   all( ThingKind::asPathList, text.asPathLists );
-   all( ThingKind::routeMap, text.routeMaps );
+   } );
 }
 
 /// What it is made of: lines of a list, tags of a set, sequences of a route map.

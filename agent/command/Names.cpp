@@ -3,6 +3,7 @@
 
 #include "command/Commands.h"
 #include "command/PolicyFiles.h"
+#include "text/ThingKind.h"
 
 namespace Agent {
 
@@ -10,19 +11,10 @@ int names( const NamesOptions & options, Console & console ) {
    const LineLoader loader = loadFiles( options.files, console );
    const PolicyText & text = loader.text();
    std::set<std::string> all;
-   const auto add = [ & ]( const auto & things ) {
+   forEachKind( text, [ & ]( ThingKind kind, const auto & things ) {
+      if( options.routeMapsOnly && kind != ThingKind::routeMap ) return;
       for( const auto & [ name, thing ] : things ) all.insert( name );
-   };
-   add( text.routeMaps );
-   if( !options.routeMapsOnly ) {
-      add( text.ipv4PrefixLists );
-      add( text.ipv6PrefixLists );
-      add( text.ipv4AccessLists );
-      add( text.ipv6AccessLists );
-      add( text.tagSets );
-      add( text.communityLists );
-      add( text.asPathLists );
-   }
+   } );
    for( const auto & name : all ) console.line( name );
    console.flush();
    return kExitOk;

@@ -17,8 +17,11 @@ std::string decimal( Zeugma::MaybeU63 metric ) {
    return metric.present() ? std::to_string( metric.value() ) : std::string();
 }
 
-std::string communityText( uint32_t community ) {
-   return fmt::format( "{}:{}", community >> 16, community & 0xffff );
+// In figures, as tables have them: never by a well-known name.
+std::string communityFigures( const std::vector<uint32_t> & communities ) {
+   std::string text;
+   for( const uint32_t c : communities ) text += fmt::format( "{}{}:{}", text.empty() ? "" : " ", c >> 16, c & 0xffff );
+   return text;
 }
 
 /// One attribute that policy can change, before and after; a text that is empty is none.
@@ -43,7 +46,7 @@ std::vector<Attribute> attributesOf( const AgentResult & from, const AgentResult
             { "metric", "metric", decimal( from.metric() ), decimal( to.metric() ) },
             { "tag", "tag", numberOrNone( from.tag() ), from.tag() ? std::to_string( to.tag() ) : numberOrNone( to.tag() ) },
             { "local-preference", "localPreference", numberOrNone( from.localPreference ), numberOrNone( to.localPreference ) },
-            { "community", "communities", communitiesText( from.communities ), communitiesText( to.communities ), true } };
+            { "community", "communities", communityFigures( from.communities ), communityFigures( to.communities ), true } };
 }
 
 std::string jsonList( const std::string & words ) {
@@ -62,15 +65,6 @@ std::string jsonValue( const Attribute & attribute, const std::string & value ) 
 }
 
 }   // namespace
-
-std::string communitiesText( const std::vector<uint32_t> & communities ) {
-   std::string text;
-   for( const uint32_t c : communities ) {
-      if( !text.empty() ) text += ' ';
-      text += communityText( c );
-   }
-   return text;
-}
 
 std::string textOf( const std::vector<RouteEvaluator::Sequence> & all, const std::vector<uint32_t> & indices ) {
    std::string text;
@@ -110,7 +104,7 @@ std::string attributesOf( const TableRoute & route ) {
    add( "metric", decimal( route.metric ) );
    add( "tag", numberOrNone( route.tag ) );
    add( "local-preference", numberOrNone( route.localPreference ) );
-   add( "community", communitiesText( route.communities ) );
+   add( "community", communityFigures( route.communities ) );
    add( "ospf-instance", numberOrNone( route.ospfInstance ) );
    add( "isis-instance", numberOrNone( route.isisInstance ) );
    add( "as-path", printable( route.asPath, kLongestText ) );
@@ -155,7 +149,7 @@ void appendJsonAttributes( std::string & to, const TableRoute & route ) {
    if( route.metric.present() ) add( "metric", decimal( route.metric ) );
    if( route.tag ) add( "tag", std::to_string( route.tag ) );
    if( route.localPreference ) add( "localPreference", std::to_string( *route.localPreference ) );
-   if( !route.communities.empty() ) add( "communities", jsonList( communitiesText( route.communities ) ) );
+   if( !route.communities.empty() ) add( "communities", jsonList( communityFigures( route.communities ) ) );
    if( route.ospfInstance ) add( "ospfInstance", std::to_string( route.ospfInstance ) );
    if( route.isisInstance ) add( "isisInstance", std::to_string( route.isisInstance ) );
    if( !route.asPath.empty() ) add( "asPath", jsonString( route.asPath ) );

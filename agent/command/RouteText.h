@@ -22,8 +22,6 @@ inline std::string changesOf( const TableRoute & route, const AgentResult & resu
 /// What policy reads of a route, but for its prefix: "via 192.0.2.1, tag 64500, as-path 64500 64501"; printable, empty for nothing.
 std::string attributesOf( const TableRoute & route );
 
-std::string communitiesText( const std::vector<uint32_t> & communities );
-
 /// What tells a route from others of its table: "198.18.1.0/24 via 192.0.2.17"; and as members of a JSON object. Both append.
 void appendName( std::string & to, const TableRoute & route );
 void appendJsonName( std::string & to, const TableRoute & route );

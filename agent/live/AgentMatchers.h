@@ -47,6 +47,7 @@ class NexthopAccessListMatcher final : public Matcher {
       host.prefixIs( Ferule::IpGenPrefix( input->getNexthop() ) );
       return list_->match( &host, context );
    }
+   const Quoin::Ptr<const Status> & status() const noexcept { return list_->status(); }
    void formatDerivedType( std::ostream & os ) const override { os << "NexthopAccessListMatcher access-list " << list_->name(); }
 
  private:
@@ -58,7 +59,8 @@ template <class List, class ListStatus>
 class RouteListMatcher final : public Matcher {
  public:
    RouteListMatcher( const Quoin::String & name, const Quoin::Ptr<const ListStatus> & status )
-         : name_( name ), list_( Quoin::staticPtrCast<const List>( status ) ) {}
+         : name_( name ), status_( status ), list_( static_cast<const List *>( status.get() ) ) {}
+   const Quoin::Ptr<const ListStatus> & status() const noexcept { return status_; }
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const override {
       const auto * route = tableRouteOf( input );
       return list_ && route && list_->permits( *route );
@@ -67,7 +69,8 @@ class RouteListMatcher final : public Matcher {
 
  private:
    Quoin::String name_;
-   Quoin::Ptr<const List> list_;
+   Quoin::Ptr<const ListStatus> status_;
+   const List * list_;   // the same
 };
 using CommunityMatcher = RouteListMatcher<CommunityList, Routing::RouteMap::CommListStatus>;
 using AsPathMatcher = RouteListMatcher<AsPathList, Routing::RouteMap::AsPathListStatus>;

@@ -117,15 +117,15 @@ size_t editAccessLists( Acl::Input::AclTypeConfig & lists, const PolicyText::ByN
 
 }   // namespace
 
-ListsInForce::ListsInForce( const Ptr<PolicyRoot> & root, const Ptr<Plinth::Clock> & clock )
-      : tables_{ root, makeNode<IpAccessListSymbolDedupTable>() },
+ListsInForce::ListsInForce( const Ptr<AgentRoot> & root, const Ptr<Plinth::Clock> & clock )
+      : root_( root ),
         ipv4Acls_( makeNode<Acl::Input::Config>() ),
         ipv6Acls_( makeNode<Acl::Input::AclTypeConfig>( Acl::AclType::ipv6 ) ),
         ipv4AclSm_( Zeugma::makeSm<AclConfigSm>( ipv4Acls_, root->ipv4AclListTable(), clock ) ),
-        ipv6AclSm_( Zeugma::makeSm<IpAclTypeConfigSm>( ipv6Acls_, makeNode<AllIpAccessListSymbol>(), tables_.ipv6AccessLists, clock ) ) {}
+        ipv6AclSm_( Zeugma::makeSm<IpAclTypeConfigSm>( ipv6Acls_, makeNode<AllIpAccessListSymbol>(), root->ipv6AclListTable(), clock ) ) {}
 
 size_t ListsInForce::apply( const PolicyText & before, const PolicyText & after ) {
-   const PolicyRoot & root = *tables_.root;
+   const AgentRoot & root = *root_;
    return editAccessLists( *ipv4Acls_->aclTypeIs( Acl::AclType::ipv4 ), before.ipv4AccessLists, after.ipv4AccessLists ) +
       editAccessLists( *ipv6Acls_, before.ipv6AccessLists, after.ipv6AccessLists ) +
       editProducers( ipv4PrefixLists_, before.ipv4PrefixLists, after.ipv4PrefixLists, editPrefixList, root.ipv4PrefixListTable(),

@@ -5,9 +5,10 @@
 #include <string>
 
 #include "compile/AclConfigSm.h"
-#include "live/ClauseKind.h"
+#include "live/AgentRoot.h"
 #include "substrate/routemap/PrefixListProducer.h"
 #include "substrate/routemap/TagSetProducer.h"
+#include "text/PolicyText.h"
 
 namespace Agent {
 
@@ -15,12 +16,11 @@ namespace Agent {
 /// no lines, is undefined. Threading: the activity thread.
 class ListsInForce {
  public:
-   ListsInForce( const Quoin::Ptr<Routing::Policy::PolicyRoot> & root, const Quoin::Ptr<Plinth::Clock> & clock );
+   ListsInForce( const Quoin::Ptr<AgentRoot> & root, const Quoin::Ptr<Plinth::Clock> & clock );
 
    /// Writes what differs, and publishes each list that does once. Access lists are whole only when the clock has made its calls.
    /// Gives the number of lines, tags and whole lists that were written or taken out.
    size_t apply( const PolicyText & before, const PolicyText & after );
-   const ListTables & tables() const noexcept { return tables_; }
 
  private:
    template <class Producer>
@@ -35,7 +35,7 @@ class ListsInForce {
             : Base( table->symbol( name ) ) {}
    };
 
-   ListTables tables_;
+   Quoin::Ptr<AgentRoot> root_;
    Quoin::Ptr<Acl::Input::Config> ipv4Acls_;
    Quoin::Ptr<Acl::Input::AclTypeConfig> ipv6Acls_;
    Quoin::Ptr<Routing::Policy::AclConfigSm> ipv4AclSm_;

@@ -31,7 +31,7 @@ class LivePolicy::Impl {
    }
 
    const PolicyText & text() const noexcept { return text_; }
-   const Ptr<PolicyRoot> & root() const noexcept { return root_; }
+   Ptr<PolicyRoot> root() const noexcept { return root_; }
    Ptr<const RouteMapStatus> routeMap( const std::string & name ) const { return routeMaps_.status( name ); }
 
  private:
@@ -45,9 +45,9 @@ class LivePolicy::Impl {
    PolicyText text_;
    const Ptr<Clock> clock_ = makeNode<Plinth::RealClock>();
    const Ptr<Zeugma::TaskScheduler> scheduler_ = makeNode<Zeugma::TaskScheduler>();
-   const Ptr<PolicyRoot> root_ = makeNode<PolicyRoot>();
+   const Ptr<AgentRoot> root_ = makeNode<AgentRoot>();
    ListsInForce lists_{ root_, clock_ };
-   RouteMapsInForce routeMaps_{ lists_.tables(), scheduler_ };
+   RouteMapsInForce routeMaps_{ root_, scheduler_ };
 };
 
 LivePolicy::LivePolicy() : impl_( std::make_unique<Impl>() ) {}
@@ -73,7 +73,7 @@ Ptr<const RouteMapStatusList> LivePolicy::policy( const std::string & name ) con
    return list;
 }
 
-const Ptr<PolicyRoot> & LivePolicy::root() const noexcept {
+Ptr<PolicyRoot> LivePolicy::root() const noexcept {
    return impl_->root();
 }
 

@@ -41,7 +41,7 @@ class LivePolicy {
    /// A list with that route map alone; null as above.
    Quoin::Ptr<const Routing::Policy::RouteMapStatusList> policy( const std::string & name ) const;
    /// Where the symbols of all lists and route maps live.
-   const Quoin::Ptr<Routing::Policy::PolicyRoot> & root() const noexcept;
+   Quoin::Ptr<Routing::Policy::PolicyRoot> root() const noexcept;
 
  private:
    class Impl;

@@ -5,6 +5,7 @@
 
 #include "live/AgentSetters.h"
 #include "live/Differences.h"
+#include "live/OwnOptions.h"
 #include "policy/RouteMetricSetter.h"
 
 namespace Agent {
@@ -87,11 +88,11 @@ void holdPublication( MapEntry & entry ) {
 
 }   // namespace
 
-RouteMapsInForce::RouteMapsInForce( const ListTables & tables, const Ptr<Zeugma::TaskScheduler> & scheduler )
+RouteMapsInForce::RouteMapsInForce( const Ptr<AgentRoot> & root, const Ptr<Zeugma::TaskScheduler> & scheduler )
       : config_( makeNode<Config>() ),
-        setClauses_( makeNode<SetClauseTable>() ),
-        root_( tables.root ),
-        machine_( compileRouteMaps( config_, setClauses_, tables, scheduler ) ) {}
+        setters_( makeNode<SetterTable>() ),
+        root_( root ),
+        machine_( compileRouteMaps( config_, setters_, root, scheduler ) ) {}
 
 size_t RouteMapsInForce::apply( const PolicyText & before, const PolicyText & after ) {
    static const RouteMapText kNone;
@@ -108,7 +109,7 @@ size_t RouteMapsInForce::apply( const PolicyText & before, const PolicyText & af
 
 size_t RouteMapsInForce::routeMapDel( const std::string & name ) {
    const auto gone = inForce_.extract( name );
-   for( auto i = gone.mapped().map->mapEntry().first(); i; i.next() ) setClauses_->sequenceDel( name, i.key() );
+   for( auto i = gone.mapped().map->mapEntry().first(); i; i.next() ) setters_->sequenceDel( name, i.key() );
    config_->routeMapDel( name );
    if( gone.mapped().told ) gone_.push_back( name );
    return 1;
@@ -124,13 +125,13 @@ size_t RouteMapsInForce::routeMapIs( const std::string & name, const RouteMapTex
    size_t edits = 0;
    forEachDifference( was.sequences, is.sequences, [ & ]( uint32_t seqno, const SequenceText * old, const SequenceText * sequence ) {
       if( !sequence ) return gone.push_back( seqno );
-      edits += SequenceEdit( *map.mapEntryIs( seqno ), *setClauses_->of( name, seqno ) ).apply( old ? *old : kNone, *sequence );
+      edits += SequenceEdit( *map.mapEntryIs( seqno ), *setters_->of( name, seqno ) ).apply( old ? *old : kNone, *sequence );
       if( !old ) ++edits;
    } );
    if( !gone.empty() && !is.sequences.empty() ) holdPublication( *map.mapEntryIs( is.sequences.begin()->first ) );
    for( const uint32_t seqno : gone ) {
       map.mapEntryDel( seqno );
-      setClauses_->sequenceDel( name, seqno );
+      setters_->sequenceDel( name, seqno );
    }
    map.versionIs( map.version() + 1 );
    return edits + gone.size();

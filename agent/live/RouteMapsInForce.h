@@ -16,7 +16,7 @@ namespace Agent {
 /// Threading: the activity thread.
 class RouteMapsInForce {
  public:
-   RouteMapsInForce( const ListTables & tables, const Quoin::Ptr<Zeugma::TaskScheduler> & scheduler );
+   RouteMapsInForce( const Quoin::Ptr<AgentRoot> & root, const Quoin::Ptr<Zeugma::TaskScheduler> & scheduler );
 
    /// Writes what differs, and declares each route map that does once. They are compiled when the scheduler is idle.
    /// Gives the number of clauses, sequences and whole route maps that were written or taken out.
@@ -36,8 +36,8 @@ class RouteMapsInForce {
    size_t routeMapIs( const std::string & name, const RouteMapText & was, const RouteMapText & is );
 
    Quoin::Ptr<Routing::RouteMap::Config> config_;
-   Quoin::Ptr<SetClauseTable> setClauses_;
-   Quoin::Ptr<Routing::Policy::PolicyRoot> root_;
+   Quoin::Ptr<Routing::Policy::SetterTable> setters_;
+   Quoin::Ptr<AgentRoot> root_;
    Quoin::Ptr<Routing::Policy::RouteMapConfigSm> machine_;
    std::map<std::string, InForce> inForce_;
    std::map<std::string, HeldBackBy> heldBack_;

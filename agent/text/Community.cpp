@@ -45,4 +45,10 @@ std::string communityText( Community community ) {
    return fmt::format( "{}:{}", community >> 16, community & 0xffff );
 }
 
+std::string communitiesText( const std::vector<Community> & communities ) {
+   std::string text;
+   for( const Community community : communities ) text += ( text.empty() ? "" : " " ) + communityText( community );
+   return text;
+}
+
 }   // namespace Agent

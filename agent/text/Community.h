@@ -15,5 +15,7 @@ namespace Agent {
 std::optional<Community> communityOf( std::string_view text ) noexcept;
 /// The well-known name, or AS and value.
 std::string communityText( Community community );
+/// All of them, with blanks between.
+std::string communitiesText( const std::vector<Community> & communities );
 
 }   // namespace Agent

@@ -1,12 +1,16 @@
 /// @file agent/text/MatchForms.h
-/// How the match clauses of a route map are written. What reads lines and what writes them go by one table.
+/// The match clauses of a route map: one row says how a clause is written, and what it refers to. Reading, writing, references and
+/// analysis go by this table.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
-#include "text/PolicyText.h"
+#include "text/ThingKind.h"
 
 namespace Agent {
 
@@ -18,16 +22,30 @@ struct MatchForm {
       number,
       protocol
    };
+   /// What of a route the clause looks at, where clauses of both families do.
+   enum class Subject : uint8_t { other, prefix, nextHop };
+
    std::string_view words;   // behind "match"
    MatchOption option;
    Operand operand;
    std::string_view what;   // the operand is
-   uint64_t max = 0;        // of a number
+   std::optional<ThingKind> refersTo{};
+   Subject subject = Subject::other;
+   uint64_t max = 0;   // of a number
 };
 
-/// One form per option; those of more words before those that they begin with.
+/// One form per option; forms of more words before those that they begin with.
 std::span<const MatchForm> matchForms() noexcept;
 /// Null for an option that no line can say.
 const MatchForm * matchForm( MatchOption option ) noexcept;
+/// The words that may come next behind `begun`, which is empty or ends with a blank: of "ip " these are "address" and "next-hop".
+std::vector<std::string_view> matchWordsBehind( std::string_view begun );
+
+/// The family of the routes that the clause can hold for; empty where it holds for both.
+std::optional<AddressFamily> familyOf( const MatchForm & form ) noexcept;
+/// What a clause names; empty where it names nothing that a policy defines.
+std::optional<ThingKind> thingNamedBy( MatchOption option, const MatchClause & clause ) noexcept;
+/// The clause of the same subject and family that names another kind of thing.
+const MatchForm * matchFormNaming( ThingKind kind, const MatchForm & inPlaceOf ) noexcept;
 
 }   // namespace Agent

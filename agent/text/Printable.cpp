@@ -44,11 +44,11 @@ std::string inQuotes( std::string_view text ) {
    return '"' + printable( text ) + '"';
 }
 
-std::string alternatives( std::initializer_list<std::string_view> words ) {
+std::string alternatives( std::span<const std::string_view> words ) {
    std::string result;
-   for( const auto * word = words.begin(); word != words.end(); ++word ) {
-      if( word != words.begin() ) result += word + 1 == words.end() ? " or " : ", ";
-      result += inQuotes( *word );
+   for( size_t i = 0; i < words.size(); ++i ) {
+      if( i != 0 ) result += i + 1 == words.size() ? " or " : ", ";
+      result += inQuotes( words[ i ] );
    }
    return result;
 }

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,9 @@ std::string printableName( const std::string & name );
 /// The same as of a word, in quotation marks.
 std::string inQuotes( std::string_view text );
 /// "a", "b" or "c", each in quotation marks.
-std::string alternatives( std::initializer_list<std::string_view> words );
+std::string alternatives( std::span<const std::string_view> words );
+inline std::string alternatives( std::initializer_list<std::string_view> words ) {
+   return alternatives( std::span( words.begin(), words.size() ) );
+}
 
 }   // namespace Agent

@@ -4,7 +4,6 @@
 
 #include <fmt/format.h>
 
-#include "substrate/zeugma/MaybeU63.h"
 #include "text/MatchForms.h"
 #include "text/Operands.h"
 #include "text/SourceProtocol.h"
@@ -40,10 +39,9 @@ std::string onlyClause( const SequenceText & sequence ) {
 const MatchForm & takeMatchForm( LineCursor & line ) {
    for( const auto & form : matchForms() )
       if( line.takeWords( form.words ) ) return form;
-   if( line.takeWords( "ip" ) || line.takeWords( "ipv6" ) ) throwExpected( alternatives( { "address", "next-hop" } ), line.peek() );
-   throwExpected( alternatives( { "ip", "ipv6", "tag", "tag-set", "metric", "source-protocol", "ospf-instance", "isis-instance",
-                                  "interface", "community", "as-path" } ),
-                  line.peek() );
+   std::string begun;   // the words of the line with which a form begins
+   while( !matchWordsBehind( fmt::format( "{}{} ", begun, line.peek().text ) ).empty() ) begun += fmt::format( "{} ", line.take().text );
+   throwExpected( alternatives( matchWordsBehind( begun ) ), line.peek() );
 }
 
 bool isPrefix( std::string_view text ) {
@@ -103,29 +101,12 @@ MatchClause takeMatchOperand( LineCursor & line, const MatchForm & form ) {
          clause.name = line.take( form.what ).text;
          clause.invert = line.takeWords( "invert" );
          break;
-      case MatchForm::Operand::nextHop:
-         readNextHop( line, form.option == MatchOption::matchIpNexthop ? AddressFamily::ipv4 : AddressFamily::ipv6, form.what, clause );
-         break;
+      case MatchForm::Operand::nextHop: readNextHop( line, *familyOf( form ), form.what, clause ); break;
       case MatchForm::Operand::number: clause.number = takeNumber( line, form.what, 0, form.max ); break;
       case MatchForm::Operand::protocol: clause.number = takeProtocol( line ); break;
    }
    refuseInvert( line, form.words );
    return clause;
-}
-
-uint64_t takeMetric( LineCursor & line ) {
-   const Token & token = line.peek();
-   if( token.text.starts_with( '+' ) || token.text.starts_with( '-' ) )
-      throw LineError{ token.column, fmt::format( "expected a metric, found {}, which is relative to another", inQuotes( token.text ) ) };
-   return takeNumber( line, "a metric", 0, Zeugma::MaybeU63::kAbsent - 1 );
-}
-
-SetCommunity takeSetCommunity( LineCursor & line ) {
-   SetCommunity set;
-   if( line.takeWords( "none" ) ) return set;
-   set.communities = takeCommunities( line, "additive", "" );
-   set.additive = line.takeWords( "additive" );
-   return set;
 }
 
 }   // namespace
@@ -257,35 +238,24 @@ void RouteMapLines::readMatch( LineCursor & line, bool no ) {
       sequence_->match.erase( form.option );
 }
 
-template <class Value, class Read>
-void RouteMapLines::editSet( std::optional<Value> SetClauses::*value, Place SetClauses::Places::*place, LineCursor & line, bool no,
-                             Read read ) {
-   auto & slot = sequence_->set.*value;
-   auto & slotPlace = sequence_->set.places.*place;
+template <class Value>
+void RouteMapLines::editSet( const SetForm<Value> & form, LineCursor & line, bool no ) {
+   auto & slot = sequence_->set.*form.value;
+   auto & slotPlace = sequence_->set.places.*form.place;
    const Place now = line.place( line.peek() );
    const bool had = slot.has_value();
-   const auto was = edit( slot, line, no, read );
-   if( was ) noteReplaced( *was, slotPlace, *slot, now, [ & ]( SequenceText & alone, const Value & v ) { alone.set.*value = v; } );
+   const auto was = edit( slot, line, no, form.take );
+   if( was ) noteReplaced( *was, slotPlace, *slot, now, [ & ]( SequenceText & alone, const Value & v ) { alone.set.*form.value = v; } );
    if( was || !had ) slotPlace = now;
 }
 
 void RouteMapLines::readSet( LineCursor & line, bool no ) {
-   using Set = SetClauses;
-   using Places = SetClauses::Places;
-   if( line.takeWords( "metric" ) )
-      editSet( &Set::metric, &Places::metric, line, no, takeMetric );
-   else if( line.takeWords( "distance" ) )
-      editSet( &Set::distance, &Places::distance, line, no,
-               []( LineCursor & l ) { return static_cast<uint8_t>( takeNumber( l, "a distance", 1, 255 ) ); } );
-   else if( line.takeWords( "tag" ) )
-      editSet( &Set::tag, &Places::tag, line, no, []( LineCursor & l ) { return takeNumber32( l, "a tag" ); } );
-   else if( line.takeWords( "local-preference" ) )
-      editSet( &Set::localPreference, &Places::localPreference, line, no,
-               []( LineCursor & l ) { return takeNumber32( l, "a local preference" ); } );
-   else if( line.takeWords( "community" ) )
-      editSet( &Set::community, &Places::community, line, no, takeSetCommunity );
-   else
-      throwExpected( alternatives( { "metric", "distance", "tag", "local-preference", "community" } ), line.peek() );
+   const bool found = anySetForm( [ & ]( const auto & form ) {
+      if( !line.takeWords( form.word ) ) return false;
+      editSet( form, line, no );
+      return true;
+   } );
+   if( !found ) throwExpected( alternatives( setWords() ), line.peek() );
 }
 
 void RouteMapLines::readCall( LineCursor & line, bool no ) {

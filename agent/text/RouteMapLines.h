@@ -11,6 +11,7 @@
 #include "text/Doubts.h"
 #include "text/LineCursor.h"
 #include "text/PolicyText.h"
+#include "text/SetForms.h"
 
 namespace Agent {
 
@@ -45,8 +46,8 @@ class RouteMapLines {
    void readOnMatch( LineCursor & line, bool no );
    void readDescription( LineCursor & line, bool no );
    ContinueClause takeTarget( LineCursor & line ) const;
-   template <class Value, class Read>
-   void editSet( std::optional<Value> SetClauses::*value, Place SetClauses::Places::*place, LineCursor & line, bool no, Read read );
+   template <class Value>
+   void editSet( const SetForm<Value> & form, LineCursor & line, bool no );
    template <class Read>
    void editContinue( LineCursor & line, bool no, Read read );
    /// Notes it if the open sequence said something else before in this file. `put` puts a clause into a sequence of its own, of which

@@ -9,6 +9,7 @@
 
 #include "text/Community.h"
 #include "text/MatchForms.h"
+#include "text/SetForms.h"
 #include "text/SourceProtocol.h"
 
 namespace Agent {
@@ -46,7 +47,6 @@ class Lines {
  private:
    void prefixLine( const PrefixListLine & line );
    void accessLine( const AccessListLine & line );
-   void communities( const std::vector<Community> & communities );
    void match( MatchOption option, const MatchClause & clause );
    void set( const SetClauses & set );
 
@@ -99,10 +99,6 @@ void Lines::tagSet( const std::string & name, const TagSetText & set ) {
    if( onThisLine != 0 ) write( "\n" );
 }
 
-void Lines::communities( const std::vector<Community> & communities ) {
-   for( size_t i = 0; i < communities.size(); ++i ) write( "{}{}", i ? " " : "", communityText( communities[ i ] ) );
-}
-
 void Lines::communityList( const std::string & name, const CommunityListText & list ) {
    writeList( fmt::format( "bgp community-list {} {}", list.expanded ? "expanded" : "standard", name ), list,
               [ & ]( const CommunityListLine & line ) {
@@ -111,7 +107,7 @@ void Lines::communityList( const std::string & name, const CommunityListText & l
                  else if( line.communities.empty() )
                     write( "internet" );
                  else
-                    communities( line.communities );
+                    write( "{}", communitiesText( line.communities ) );
               } );
 }
 
@@ -125,15 +121,10 @@ void Lines::match( MatchOption option, const MatchClause & clause ) {
 }
 
 void Lines::set( const SetClauses & set ) {
-   if( set.metric ) write( " set metric {}\n", *set.metric );
-   if( set.distance ) write( " set distance {}\n", *set.distance );
-   if( set.tag ) write( " set tag {}\n", *set.tag );
-   if( set.localPreference ) write( " set local-preference {}\n", *set.localPreference );
-   if( !set.community ) return;
-   write( " set community " );
-   if( set.community->communities.empty() ) write( "none" );
-   communities( set.community->communities );
-   write( "{}\n", set.community->additive ? " additive" : "" );
+   anySetForm( [ & ]( const auto & form ) {
+      if( const auto & value = set.*form.value ) write( " set {} {}\n", form.word, form.text( *value ) );
+      return false;
+   } );
 }
 
 void Lines::sequence( const std::string & name, uint32_t number, const SequenceText & sequence ) {

@@ -20,9 +20,9 @@ constexpr MatchOptionRow kMatchOptions[] = {
 
 }   // namespace
 
-Ptr<RouteMapConfigSm> compileRouteMaps( const Ptr<const Config> & config, const Ptr<SetClauses> & setClauses, const Ptr<PolicyRoot> & root,
+Ptr<RouteMapConfigSm> compileRouteMaps( const Ptr<const Config> & config, const Ptr<SetterTable> & setters, const Ptr<PolicyRoot> & root,
                                         const Ptr<Zeugma::TaskScheduler> & scheduler ) {
-   const AgentOptions options{ kMatchOptions, setClauses };
+   const AgentOptions options{ kMatchOptions, setters };
    return routeMapConfigSmFactory( config, makeNode<Config>(), root, makeNode<CommonRmConfigFilterSmHelper>( options.match ),
                                    makeNode<CommonRmConfigSymbolSmHelper>( root, options ), scheduler, nullptr );
 }

@@ -3,14 +3,14 @@
 
 #include "BgpRoute.h"
 #include "compile/RouteMapConfigSm.h"
-#include "compile/SetClauses.h"
+#include "compile/SetterTable.h"
 
 namespace BgpAgent {
 
 /// Compiles route maps with the library's common options and the agent's own: "match community", "match metric" and
-/// "set local-preference". The last stands in `setClauses`, as a LocalPreferenceSetter.
+/// "set local-preference". The last stands in `setters`, as a LocalPreferenceSetter.
 /// Ownership: policy follows the configuration while the agent keeps the machine. Threading: the activity thread.
-Quoin::Ptr<RouteMapConfigSm> compileRouteMaps( const Quoin::Ptr<const Config> & config, const Quoin::Ptr<SetClauses> & setClauses,
+Quoin::Ptr<RouteMapConfigSm> compileRouteMaps( const Quoin::Ptr<const Config> & config, const Quoin::Ptr<SetterTable> & setters,
                                                const Quoin::Ptr<PolicyRoot> & root, const Quoin::Ptr<Zeugma::TaskScheduler> & scheduler );
 
 }   // namespace BgpAgent

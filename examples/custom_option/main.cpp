@@ -47,10 +47,10 @@ class Reporter final : private Plinth::NotifieeConst {
 
 int main() {
    const auto config = makeNode<Routing::RouteMap::Config>();
-   const auto setClauses = makeNode<SetClauses>();
+   const auto setters = makeNode<SetterTable>();
    const auto root = makeNode<PolicyRoot>();
    const auto scheduler = makeNode<Zeugma::TaskScheduler>();   // an agent's loop runs it, as examples/asio_loop shows
-   const auto machine = compileRouteMaps( config, setClauses, root, scheduler );
+   const auto machine = compileRouteMaps( config, setters, root, scheduler );
    const auto symbol = root->routeMapTable()->symbol( "IN" );
    const Reporter reporter( symbol );
 
@@ -59,7 +59,7 @@ int main() {
    const auto routeMap = config->routeMapIs( "IN" );
    const auto sequence = routeMap->mapEntryIs( 10 );
    sequence->matchRuleIs( { .listName = "CUSTOMERS", .option = MatchOption::matchCommunity } );
-   setClauses->of( "IN", 10 )->setterIs( SetOption::setLocalPreference, makeNode<LocalPreferenceSetter>( 200 ) );
+   setters->of( "IN", 10 )->setterIs( SetOption::setLocalPreference, makeNode<LocalPreferenceSetter>( 200 ) );
    routeMap->mapEntryIs( 20 );
    routeMap->versionIs( 1 );
 
@@ -78,6 +78,6 @@ int main() {
 
    std::cout << "route-map IN permit 10, no match community, set local-preference 300\n";
    sequence->matchRuleDel( MatchOption::matchCommunity );
-   setClauses->of( "IN", 10 )->setterIs( SetOption::setLocalPreference, makeNode<LocalPreferenceSetter>( 300 ) );
+   setters->of( "IN", 10 )->setterIs( SetOption::setLocalPreference, makeNode<LocalPreferenceSetter>( 300 ) );
    routeMap->versionIs( 2 );
 }

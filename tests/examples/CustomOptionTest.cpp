@@ -46,11 +46,11 @@ class CustomOptionTest : public testing::Test {
       in->mapEntryIs( seqno )->matchRuleIs( { .listName = list, .option = MatchOption::matchCommunity } );
    }
    void localPreferenceIs( std::optional<uint32_t> value, uint32_t seqno = 10, const char * routeMap = "IN" ) {
-      const auto setters = setClauses->of( routeMap, seqno );
+      const auto sequence = setters->of( routeMap, seqno );
       if( value )
-         setters->setterIs( SetOption::setLocalPreference, makeNode<LocalPreferenceSetter>( *value ) );
+         sequence->setterIs( SetOption::setLocalPreference, makeNode<LocalPreferenceSetter>( *value ) );
       else
-         setters->setterDel( SetOption::setLocalPreference );
+         sequence->setterDel( SetOption::setLocalPreference );
    }
    void declare() {
       in->versionIs( in->version() + 1 );
@@ -91,12 +91,12 @@ class CustomOptionTest : public testing::Test {
    }
 
    const Ptr<Config> config = makeNode<Config>();
-   const Ptr<SetClauses> setClauses = makeNode<SetClauses>();
+   const Ptr<SetterTable> setters = makeNode<SetterTable>();
    const Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
    const Ptr<Zeugma::TaskScheduler> scheduler = makeNode<Zeugma::TaskScheduler>();
    const Ptr<Map> in = config->routeMapIs( "IN" );
    const Ptr<RouteMapSymbol> symbol = root->routeMapTable()->symbol( "IN" );
-   Ptr<RouteMapConfigSm> machine = compileRouteMaps( config, setClauses, root, scheduler );
+   Ptr<RouteMapConfigSm> machine = compileRouteMaps( config, setters, root, scheduler );
 
  private:
    template <class T>
@@ -468,9 +468,9 @@ TEST_F( CustomOptionTest, anEditWhileItsSequenceIsBeingCopiedIsCopiedToo ) {
 TEST_F( CustomOptionTest, nothingIsLeftWhenTheMachineGoes ) {
    configure();
    const auto l1 = list( "L1", { 1 } );
-   EXPECT_GT( setClauses->of( "IN", 10 )->useCount(), 1u );
+   EXPECT_GT( setters->of( "IN", 10 )->useCount(), 1u );
    machine = nullptr;
-   EXPECT_EQ( setClauses->of( "IN", 10 )->useCount(), 1u );
+   EXPECT_EQ( setters->of( "IN", 10 )->useCount(), 1u );
    l1->communityIs( 2 );
    l1->publish();
    localPreferenceIs( 300 );
@@ -540,7 +540,7 @@ class CustomOptionModelTest : public CustomOptionTest, public testing::WithParam
       for( auto i = in->mapEntry().first(); i; i.next() ) {
          if( const auto * rule = i.value()->matchRule().find( MatchOption::matchCommunity ) )
             if( !members_[ rule->listName == "L2" ].contains( c ) ) continue;
-         const auto setter = setClauses->of( "IN", i.key() )->setter( SetOption::setLocalPreference );
+         const auto setter = setters->of( "IN", i.key() )->setter( SetOption::setLocalPreference );
          if( !setter ) return kUntouched;
          BgpResult result;
          setter->setValue( &result );

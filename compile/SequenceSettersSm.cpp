@@ -1,25 +1,25 @@
-#include "compile/SetClausesSm.h"
+#include "compile/SequenceSettersSm.h"
 
 namespace Routing::Policy {
 
-SetClausesSm::SetClausesSm( const RmSeqConfigSymbolSmBase & sequence, const Quoin::Ptr<const SequenceSetters> & setters )
+SequenceSettersSm::SequenceSettersSm( const RmSeqConfigSymbolSmBase & sequence, const Quoin::Ptr<const SequenceSetters> & setters )
       : sequence_( sequence ), setters_( setters ) {
    settersReactor_.notifierIs( setters );
    for( auto i = setters->setter().first(); i; i.next() ) recordClause( i.key() );
 }
 
-SetClausesSm::~SetClausesSm() {
+SequenceSettersSm::~SequenceSettersSm() {
    stop();
 }
 
 // What came, what changed, and what went.
-void SetClausesSm::handleChangeMissed() {
+void SequenceSettersSm::handleChangeMissed() {
    auto options = recorded_;
    for( auto i = setters_->setter().first(); i; i.next() ) options.insert( i.key() );
    for( const auto option : options ) recordClause( option );
 }
 
-void SetClausesSm::recordClause( SetOption option ) {
+void SequenceSettersSm::recordClause( SetOption option ) {
    sequence_.rmSymbol()->statusCurrentIs( false );
    if( zombieReactors() ) return;   // a subscriber of the symbol has deleted the sequence
    const auto setter = setters_->setter( option );

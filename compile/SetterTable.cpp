@@ -1,11 +1,11 @@
-#include "compile/SetClauses.h"
+#include "compile/SetterTable.h"
 
 namespace Routing::Policy {
 
 SequenceSetters::~SequenceSetters() = default;
-SetClauses::~SetClauses() = default;
+SetterTable::~SetterTable() = default;
 
-const Quoin::Ptr<SequenceSetters> & SetClauses::of( const Quoin::String & routeMap, uint32_t seqno ) {
+const Quoin::Ptr<SequenceSetters> & SetterTable::of( const Quoin::String & routeMap, uint32_t seqno ) {
    auto & setters = sequences_[ { routeMap, seqno } ];
    if( !setters ) setters = Quoin::makeNode<SequenceSetters>();
    return setters;

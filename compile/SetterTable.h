@@ -1,4 +1,4 @@
-/// @file compile/SetClauses.h
+/// @file compile/SetterTable.h
 /// The set clauses of an agent's own. A MapEntry has no place for their values: they stand beside it, as their setters, by route map and
 /// sequence number. They are part of the route map: a write counts when the version of the Map is raised behind it.
 /// Ownership: the agent shares the table with the helper that makes its sequence machines. Threading: the activity thread.
@@ -25,9 +25,9 @@ class ROUTEPOLICY_API SequenceSetters final : public Quoin::NotifyingNode {
 };
 
 /// The setters of all sequences. Each sequence has its own node, so that a write notifies one sequence.
-class ROUTEPOLICY_API SetClauses final : public Quoin::Node {
+class ROUTEPOLICY_API SetterTable final : public Quoin::Node {
  public:
-   ~SetClauses() override;
+   ~SetterTable() override;
    /// Those of a sequence, which need not exist yet; created when first asked for.
    const Quoin::Ptr<SequenceSetters> & of( const Quoin::String & routeMap, uint32_t seqno );
    /// Forgets a sequence that was deleted.

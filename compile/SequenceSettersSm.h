@@ -1,19 +1,19 @@
-/// @file compile/SetClausesSm.h
+/// @file compile/SequenceSettersSm.h
 #pragma once
 
 #include <set>
 
 #include "compile/RouteMapSeqConfigSmBase.h"
-#include "compile/SetClauses.h"
+#include "compile/SetterTable.h"
 
 namespace Routing::Policy {
 
 /// Records the set clauses of an agent's own for one sequence's next compile. Nested in the sequence's machine, whose records exist.
 /// Threading: the activity thread.
-class ROUTEPOLICY_API SetClausesSm final : public Zeugma::BaseOutputSm {
+class ROUTEPOLICY_API SequenceSettersSm final : public Zeugma::BaseOutputSm {
  public:
-   SetClausesSm( const RmSeqConfigSymbolSmBase & sequence, const Quoin::Ptr<const SequenceSetters> & setters );
-   ~SetClausesSm() override;
+   SequenceSettersSm( const RmSeqConfigSymbolSmBase & sequence, const Quoin::Ptr<const SequenceSetters> & setters );
+   ~SequenceSettersSm() override;
 
  private:
    void handleChangeMissed() override;
@@ -23,7 +23,7 @@ class ROUTEPOLICY_API SetClausesSm final : public Zeugma::BaseOutputSm {
    const RmSeqConfigSymbolSmBase & sequence_;
    Quoin::Ptr<const SequenceSetters> setters_;
    std::set<SetOption> recorded_;   // options that the compiled sequence has, or is about to have
-   Zeugma::Reactor<SetClausesSm> settersReactor_{ *this, &SetClausesSm::handleSetters };
+   Zeugma::Reactor<SequenceSettersSm> settersReactor_{ *this, &SequenceSettersSm::handleSetters };
 };
 
 }   // namespace Routing::Policy

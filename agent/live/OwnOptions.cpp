@@ -1,0 +1,60 @@
+#include "live/OwnOptions.h"
+
+#include "live/AgentMatchers.h"
+#include "live/AgentRoot.h"
+#include "policy/NexthopMatcher.h"
+#include "policy/PrefixListMatcher.h"
+#include "policy/RouteMetricMatcher.h"
+
+namespace Agent {
+
+using namespace Routing::Policy;
+using Quoin::makeNode;
+using Quoin::Ptr;
+using Routing::RouteMap::MatchRule;
+
+namespace {
+
+// In numericValue of a next hop's rule: the name is an address. A list may have the name of one.
+constexpr uint64_t kNameIsAddress = 1;
+
+constexpr auto kIpv6AccessLists = listsIn<&AgentRoot::ipv6AclListTable>();
+
+// "match ip next-hop": an address, or the name of an access list.
+template <class S>
+constexpr MatchOptionRow nexthopOption( MatchOption option, const ListKindOf<S> & list ) noexcept {
+   auto row = listOption<NexthopAccessListMatcher>( option, list );
+   row.namesList = []( const MatchRule & rule ) { return rule.numericValue != kNameIsAddress; };
+   row.makeMatcher = []( const MatchRule & rule, const ListKind::Symbol * symbol ) -> Ptr<const Matcher> {
+      if( !symbol ) return makeNode<NexthopMatcher>( Ferule::IpGenAddr( rule.listName.view() ) );
+      const auto & named = static_cast<const S &>( *symbol );
+      return makeNode<NexthopAccessListMatcher>( named.name(), named.status() );
+   };
+   return row;
+}
+
+constexpr MatchOptionRow kOptions[] = {
+   valueOption( MatchOption::matchInterface, []( const MatchRule & rule ) { return makeNode<InterfaceNameMatcher>( rule.listName ); } ),
+   valueOption( MatchOption::matchMetric,
+                []( const MatchRule & rule ) { return makeNode<RouteMetricMatcher>( Zeugma::MaybeU63( rule.numericValue ) ); } ),
+   nexthopOption( MatchOption::matchIpNexthop, kIpv4AccessLists ),
+   nexthopOption( MatchOption::matchIpv6Nexthop, kIpv6AccessLists ),
+   listOption<NexthopPrefixListMatcher>( MatchOption::matchIpNexthopPrefixList, kIpv4PrefixLists ),
+   listOption<NexthopPrefixListMatcher>( MatchOption::matchIpv6NexthopPrefixList, kIpv6PrefixLists ),
+   listOption<IpAccessListMatcher>( kMatchIpv6AccessList, kIpv6AccessLists ),
+   listOption<CommunityMatcher>( MatchOption::matchCommunity, kCommunityLists ),
+   listOption<AsPathMatcher>( MatchOption::matchAsPath, kAsPathLists ),
+};
+
+}   // namespace
+
+std::span<const MatchOptionRow> ownMatchOptions() noexcept {
+   return kOptions;
+}
+
+MatchRule matchRuleOf( MatchOption option, const MatchClause & clause ) {
+   if( clause.address ) return { .listName = clause.address->toStrep(), .numericValue = kNameIsAddress, .option = option };
+   return { .listName = clause.name, .numericValue = clause.number, .option = option, .invertResult = clause.invert };
+}
+
+}   // namespace Agent

@@ -1,0 +1,18 @@
+/// @file agent/live/OwnOptions.h
+/// The match options that this agent compiles beyond the library's.
+#pragma once
+
+#include <span>
+
+#include "compile/MatchOptions.h"
+#include "text/PolicyText.h"
+
+namespace Agent {
+
+/// A row for each match option. The root of their lists is an AgentRoot.
+std::span<const Routing::Policy::MatchOptionRow> ownMatchOptions() noexcept;
+
+/// A match clause as the MapEntry has it.
+Routing::RouteMap::MatchRule matchRuleOf( MatchOption option, const MatchClause & clause );
+
+}   // namespace Agent

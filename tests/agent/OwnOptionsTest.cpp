@@ -1,0 +1,47 @@
+#include "live/OwnOptions.h"
+
+#include <set>
+
+#include <gtest/gtest.h>
+
+#include "live/AgentRoot.h"
+#include "tests/agent/LiveFixture.h"
+#include "text/MatchForms.h"
+
+namespace Agent {
+
+namespace {
+
+using Routing::Policy::findMatchOption;
+using Routing::RouteMap::MatchRule;
+
+TEST( OwnOptions, everyClauseThatCanBeWrittenIsCompiledOnce ) {
+   std::set<MatchOption> own;
+   for( const auto & row : ownMatchOptions() ) {
+      EXPECT_TRUE( own.insert( row.option ).second ) << row.option << " has two rows";
+      EXPECT_TRUE( row.makeMatcher ) << row.option;
+      EXPECT_TRUE( matchForm( row.option ) ) << row.option << " can be written in no line";
+      const auto * common = findMatchOption( row.option );
+      EXPECT_FALSE( common && common->makeMatcher ) << row.option << " is compiled by the library";
+   }
+   for( const auto & form : matchForms() ) {
+      const auto * row = findMatchOption( form.option, ownMatchOptions() );
+      EXPECT_TRUE( row && row->makeMatcher ) << form.option;
+   }
+}
+
+TEST( OwnOptions, aNextHopIsAnAddressOrAListWhateverItsNameLooksLike ) {
+   const auto & row = *findMatchOption( MatchOption::matchIpNexthop, ownMatchOptions() );
+   EXPECT_FALSE( row.namesList( matchRuleOf( row.option, address( "10.0.0.1" ) ) ) );
+   EXPECT_TRUE( row.namesList( matchRuleOf( row.option, named( "10.0.0.1" ) ) ) );
+}
+
+TEST( OwnOptions, aRuleHasWhatTheClauseSays ) {
+   EXPECT_EQ( matchRuleOf( MatchOption::matchTag, number( 5 ) ), ( MatchRule{ .numericValue = 5, .option = MatchOption::matchTag } ) );
+   EXPECT_EQ( matchRuleOf( MatchOption::matchIpPrefixList, named( "L", true ) ),
+              ( MatchRule{ .listName = "L", .option = MatchOption::matchIpPrefixList, .invertResult = true } ) );
+}
+
+}   // namespace
+
+}   // namespace Agent
