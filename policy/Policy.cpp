@@ -1,7 +1,9 @@
 #include "policy/Policy.h"
 
 #include <algorithm>
+#include <functional>
 #include <unordered_set>
+#include <utility>
 
 #include "substrate/quoin/Assert.h"
 #include "substrate/trailmark/Trailmark.h"
@@ -23,8 +25,19 @@ const Trailmark::MsgDesc evalPolicyMatchersMsg(
    "PolicyEval::evalPolicyMatchers(const MatchInput*, const PtrConst&, Routing::Policy::MatchedRouteMapSequences*, const Ptr&) const" );
 // clang-format on
 
+// Whom an evaluation tells what decided: nobody.
+struct NoObserver {
+   using Ref = NoObserver;
+   static NoObserver entry( RmPrecedence ) { return {}; }
+   template <class Policy>
+   static bool ended( const Policy &, bool permitted ) {
+      return permitted;
+   }
+};
+
 // What a walk tells of itself, for nobody.
 struct NoLog {
+   static NoObserver callee( const RouteMapSeqStatus &, bool ) { return {}; }
    void visit( const Quoin::Ptr<const RouteMapSeqStatus> & ) {}
    void matcherFailed( MatchOption ) {}
    struct Call {
@@ -41,6 +54,7 @@ struct NoLog {
 class WriteLog {
  public:
    WriteLog( PolicyEvalContext & context, PolicyEvaluationLog & log ) : context_( context ), log_( log ) {}
+   static NoObserver callee( const RouteMapSeqStatus &, bool ) { return {}; }
    void visit( const Quoin::Ptr<const RouteMapSeqStatus> & seq ) {
       seq_ = log_.addSeq( seq );
       if( seq->matcher().empty() ) seq_->hadNoMatchersIs( true );
@@ -77,6 +91,79 @@ class WriteLog {
    Quoin::Ptr<SeqLog> seq_;   // of the sequence under evaluation
 };
 
+// Tells an observer what decided one route map.
+class Observed {
+ public:
+   using Ref = std::reference_wrapper<Observed>;
+   explicit Observed( DecisionObserver & observer ) : observer_( observer ) {}
+   Observed entry( RmPrecedence p ) const {
+      Observed entry( observer_ );
+      entry.decision_.precedence = p;
+      return entry;
+   }
+   Observed callee( const RouteMapSeqStatus & caller, bool inverted ) const {
+      Observed callee( observer_ );
+      callee.decision_.caller = &caller;
+      callee.decision_.depth = decision_.depth + 1;
+      callee.decision_.precedence = decision_.precedence;
+      callee.decision_.inverted = inverted;
+      return callee;
+   }
+   // The last sequence that does decides.
+   void matches( const RouteMapSeqStatus * seq ) { decision_.sequence = seq; }
+   bool ended( const RouteMapStatus & routeMap, bool permitted ) {
+      decision_.routeMap = &routeMap;
+      return told( permitted );
+   }
+   bool ended( const Gyre::FunctionStatusBase & function, bool permitted ) {
+      decision_.function = &function;
+      return told( permitted );
+   }
+
+ private:
+   bool told( bool permitted ) {
+      decision_.permitted = permitted;
+      observer_.decided( decision_ );
+      return permitted;
+   }
+
+   DecisionObserver & observer_;
+   Decision decision_;
+};
+
+// Either log, with a note of the sequence that matched last.
+template <class Log>
+class Noting : public Log {
+ public:
+   Noting( Log log, Observed & observer ) : Log( std::move( log ) ), observer_( observer ) {}
+   void visit( const Quoin::Ptr<const RouteMapSeqStatus> & seq ) {
+      Log::visit( seq );
+      visited_ = seq.get();
+   }
+   void deny() {
+      Log::deny();
+      observer_.matches( visited_ );
+   }
+   void permit() {
+      Log::permit();
+      observer_.matches( visited_ );
+   }
+   Observed callee( const RouteMapSeqStatus & caller, bool inverted ) const { return observer_.callee( caller, inverted ); }
+
+ private:
+   Observed & observer_;
+   const RouteMapSeqStatus * visited_ = nullptr;
+};
+
+template <class Log>
+Log noting( Log log, NoObserver ) {
+   return log;
+}
+template <class Log>
+Noting<Log> noting( Log log, std::reference_wrapper<Observed> observer ) {
+   return Noting<Log>( std::move( log ), observer );
+}
+
 }   // namespace
 
 MatchedRouteMapSequencesSnapshot::~MatchedRouteMapSequencesSnapshot() = default;
@@ -109,25 +196,36 @@ inline auto PolicyEval::timed( const Trailmark::MsgDesc & message, Stage stage )
 bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus,
                                        MatchedRouteMapSequences * matched ) const {
    Quoin::ReleaseScope scope;   // a matcher may drop what the walk stands on
-   return evalRouteMap( input, *rmStatus, *matched );
+   return evalRouteMap( input, *rmStatus, *matched, NoObserver{} );
+}
+
+bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus, MatchedRouteMapSequences * matched,
+                                       DecisionObserver & observer ) const {
+   Quoin::ReleaseScope scope;
+   return evalRouteMap( input, *rmStatus, *matched, Observed( observer ) );
 }
 
 // Without a context there is nothing to time and nowhere to log: the road of almost every route.
-inline bool PolicyEval::evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched ) const {
+template <class Observer>
+inline bool PolicyEval::evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
+                                      Observer observer ) const {
    if( !context_ ) [[likely]]
-      return walkSequences( input, rmStatus, matched, NoLog{} );
-   return evalRouteMapInContext( input, rmStatus, matched );
+      return observer.ended( rmStatus, walkSequences( input, rmStatus, matched, noting( NoLog{}, typename Observer::Ref( observer ) ) ) );
+   return observer.ended( rmStatus, evalRouteMapInContext<Observer>( input, rmStatus, matched, observer ) );
 }
 
-bool PolicyEval::evalRouteMapInContext( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched ) const {
-   return timed( evalRouteMapMatchersMsg, [ & ] {
+template <class Observer>
+bool PolicyEval::evalRouteMapInContext( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
+                                        typename Observer::Ref observer ) const {
+   return timed( evalRouteMapMatchersMsg, [ &, observer ] {
       if( context_->log() )
-         if( auto log = context_->callStackPeek() ) return walkSequences( input, rmStatus, matched, WriteLog( *context_, *log ) );
-      return walkSequences( input, rmStatus, matched, NoLog{} );
+         if( auto log = context_->callStackPeek() )
+            return walkSequences( input, rmStatus, matched, noting( WriteLog( *context_, *log ), observer ) );
+      return walkSequences( input, rmStatus, matched, noting( NoLog{}, observer ) );
    } );
 }
 
-// The walk, which is the same with and without a log: `Log` is either.
+// The walk, which is the same with and without a log and an observer: `Log` is either log, or either with a note.
 template <class Log>
 bool PolicyEval::walkSequences( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched, Log log ) const {
    bool continued = false;
@@ -175,7 +273,7 @@ bool PolicyEval::subRouteMapPasses( const MatchInput_ * input, const RouteMapSeq
       const size_t matchedBefore = matched.size();
       const bool inverted = seq.subInvert();
       typename Log::Call call( log );
-      const bool subResult = evalRouteMap( input, sub, matched );
+      const bool subResult = evalRouteMap( input, sub, matched, log.callee( seq, inverted ) );
       call.returned( subResult, inverted );
       if( !subResult || inverted ) matched.resize( matchedBefore );
       return subResult != inverted;
@@ -220,7 +318,7 @@ Quoin::Ptr<const MatchedRouteMapSequencesSnapshot>
 PolicyEval::evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const {
    Quoin::ReleaseScope scope;
    LocalMatched matched;
-   if( !evalRouteMap( &input, *rmStatus, matched ) ) return nullptr;
+   if( !evalRouteMap( &input, *rmStatus, matched, NoObserver{} ) ) return nullptr;
    auto snapshot = Quoin::makeNode<MatchedRouteMapSequencesSnapshot>();
    uint32_t index = 0;
    for( const RouteMapSeqStatus * seq : matched ) snapshot->seqStatusIs( ++index, Quoin::Ptr( seq ) );
@@ -238,25 +336,54 @@ void PolicyEval::applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRoute
 // ---- a list
 
 bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result ) const {
+   return evalAndSet( input, *list, *result, NoObserver{} );
+}
+
+bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result,
+                       DecisionObserver & observer ) const {
+   return evalAndSet( input, *list, *result, Observed( observer ) );
+}
+
+template <class Observer>
+inline bool PolicyEval::evalAndSet( const MatchInput_ * input, const RouteMapStatusList & list, Result_ & result,
+                                    Observer observer ) const {
    Quoin::ReleaseScope scope;
    LocalMatched matched;
-   if( !evalList( input, *list, matched, nullptr ) ) return false;
-   applySetters( matched, *result );
+   if( !evalList( input, list, matched, nullptr, observer ) ) return false;
+   applySetters( matched, result );
    return true;
 }
 
 bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
                                      MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap ) const {
    Quoin::ReleaseScope scope;
-   return evalList( input, *list, *matched, gyreCtxMap.get() );
+   return evalList( input, *list, *matched, gyreCtxMap.get(), NoObserver{} );
+}
+
+bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
+                                     MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap,
+                                     DecisionObserver & observer ) const {
+   Quoin::ReleaseScope scope;
+   return evalList( input, *list, *matched, gyreCtxMap.get(), Observed( observer ) );
 }
 
 bool PolicyEval::evalPeerFilter( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input ) const {
+   return evalAsOnlyEntry( rmStatus, input, NoObserver{} );
+}
+
+bool PolicyEval::evalPeerFilter( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input,
+                                 DecisionObserver & observer ) const {
+   return evalAsOnlyEntry( rmStatus, input, Observed( observer ) );
+}
+
+template <class Observer>
+inline bool PolicyEval::evalAsOnlyEntry( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input,
+                                         Observer observer ) const {
    Quoin::ReleaseScope scope;
    RouteMapStatusList list;
    list.rmStatusIs( RmPrecedence::routeMapPrecedence, rmStatus );
    LocalMatched matched;
-   return evalList( input, list, matched, nullptr );
+   return evalList( input, list, matched, nullptr, observer );
 }
 
 bool PolicyEval::evalGyre( const Quoin::Ptr<const Gyre::FunctionStatusBase> & function,
@@ -266,21 +393,23 @@ bool PolicyEval::evalGyre( const Quoin::Ptr<const Gyre::FunctionStatusBase> & fu
    list.gyreStatusIs( function );
    const auto map = Gyre::Eval::GyreEvalContextMap::getGyreEvalContextMapWithOneEntry( RmPrecedence::routeMapPrecedence, ctx );
    LocalMatched matched;
-   return evalList( nullptr, list, matched, map.get() );
+   return evalList( nullptr, list, matched, map.get(), NoObserver{} );
 }
 
+template <class Observer>
 bool PolicyEval::evalList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
-                           const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const {
+                           const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) const {
    if( !context_ && !list.gyreStatus() && !list.gyreStatusMaint() ) [[likely]] {
       for( auto i = list.rmStatus().first(); i; i.next() )
-         if( !i.value()->seqStatus().empty() && !evalRouteMap( input, *i.value(), matched ) ) return false;
+         if( !i.value()->seqStatus().empty() && !evalRouteMap( input, *i.value(), matched, observer.entry( i.key() ) ) ) return false;
       return true;
    }
-   return timed( evalPolicyMatchersMsg, [ & ] { return evalWholeList( input, list, matched, gyreCtxMap ); } );
+   return timed( evalPolicyMatchersMsg, [ &, observer ] { return evalWholeList( input, list, matched, gyreCtxMap, observer ); } );
 }
 
+template <class Observer>
 bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
-                                const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const {
+                                const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) const {
    const bool gyrePresent = bool( list.gyreStatus() );
    QUOIN_ASSERT( !gyrePresent || gyreCtxMap, "!gyrePresent || gyreCtxMap" );
 
@@ -297,7 +426,8 @@ bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusL
       for( Role & role : roles ) {
          if( !role.pending || precedence < role.before ) continue;
          role.pending = false;
-         if( !evalFunction( *role.function, role.precedence, matched, gyreCtxMap ) ) return false;
+         const bool permitted = evalFunction( *role.function, role.precedence, matched, gyreCtxMap );
+         if( !observer.entry( role.precedence ).ended( *role.function, permitted ) ) return false;
       }
       return true;
    };
@@ -312,19 +442,20 @@ bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusL
       i = list.rmStatus().lowerBound( p );   // the function may have changed the list
       if( !i ) break;
       if( i.key() != p ) continue;
-      if( !displaced( p ) && !evalListEntry( input, p, i.value(), matched ) ) return false;
+      if( !displaced( p ) && !evalListEntry( input, p, i.value(), matched, observer ) ) return false;
       i.next();
    }
    return runPending( ~0u );
 }
 
+template <class Observer>
 bool PolicyEval::evalListEntry( const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status,
-                                Matched & matched ) const {
+                                Matched & matched, Observer observer ) const {
    if( status->seqStatus().empty() ) return true;   // what has nothing to say neither permits nor denies
-   if( !context_ ) return evalRouteMap( input, *status, matched );
+   if( !context_ ) return evalRouteMap( input, *status, matched, observer.entry( p ) );
    if( !shouldLogEval_ || p != RmPrecedence::routeMapPrecedence ) {
       const PolicyEvalContext::LogPause pause( context_ );   // a log that a client installed is not for lists
-      return evalRouteMap( input, *status, matched );
+      return evalRouteMap( input, *status, matched, observer.entry( p ) );
    }
    // The log goes back to null also when a matcher throws; only a finished one is queued.
    struct Installed {
@@ -333,7 +464,7 @@ bool PolicyEval::evalListEntry( const MatchInput_ * input, RmPrecedence p, const
    } installed{ context_ };
    const auto log = Quoin::makeNode<PolicyEvaluationLog>( status );
    installed.context->logIs( log );
-   const bool permit = evalRouteMap( input, *status, matched );
+   const bool permit = evalRouteMap( input, *status, matched, observer.entry( p ) );
    installed.context->evaluationLogEnq( log );
    return permit;
 }

@@ -2,6 +2,7 @@
 /// Applies compiled policy to a route.
 #pragma once
 
+#include "policy/DecisionObserver.h"
 #include "policy/MatchInput.h"
 #include "policy/MatchedRouteMapSequences.h"
 #include "policy/PolicyEvalContext.h"
@@ -50,6 +51,16 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    /// Runs the setters of the sequences in order, and then once those that deferred themselves.
    void applyPolicySetters( const MatchedRouteMapSequences * matched, Result_ * result ) const;
 
+   /// The same, and each decision is reported to `observer`; see DecisionObserver. Answers, setters, `matched`, logs and timers are those of
+   /// the calls above, and nothing is allocated either. evalGyre() has no such form: its one function decides.
+   bool eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result,
+              DecisionObserver & observer ) const;
+   bool evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
+                            MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap, DecisionObserver & observer ) const;
+   bool evalPeerFilter( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input, DecisionObserver & observer ) const;
+   bool evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus, MatchedRouteMapSequences * matched,
+                              DecisionObserver & observer ) const;
+
    /// The two steps apart, for a match that is kept. Null on a deny.
    Quoin::Ptr<const MatchedRouteMapSequencesSnapshot>
    evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const;
@@ -66,8 +77,12 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
 
  private:
    using Matched = boost::container::small_vector_base<const RouteMapSeqStatus *>;   // of any room in the object
-   bool evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched ) const;
-   bool evalRouteMapInContext( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched ) const;
+   // `Observer` is one that reports, or one that does nothing.
+   template <class Observer>
+   bool evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched, Observer observer ) const;
+   template <class Observer>
+   bool evalRouteMapInContext( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
+                               typename Observer::Ref observer ) const;
    template <class Log>
    bool walkSequences( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched, Log log ) const;
    template <class Log>
@@ -75,12 +90,19 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    template <class Log>
    bool subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub, Matched & matched,
                            Log & log ) const;
+   template <class Observer>
+   bool evalAndSet( const MatchInput_ * input, const RouteMapStatusList & list, Result_ & result, Observer observer ) const;
+   template <class Observer>
+   bool evalAsOnlyEntry( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input, Observer observer ) const;
+   template <class Observer>
    bool evalList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
-                  const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const;
+                  const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) const;
+   template <class Observer>
    bool evalWholeList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
-                       const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const;
-   bool evalListEntry( const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status,
-                       Matched & matched ) const;
+                       const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) const;
+   template <class Observer>
+   bool evalListEntry( const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status, Matched & matched,
+                       Observer observer ) const;
    bool evalFunction( const Gyre::FunctionStatusBase & function, RmPrecedence p, Matched & matched,
                       const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const;
    void applySetters( const Matched & matched, Result_ & result ) const;
