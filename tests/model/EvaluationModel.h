@@ -217,6 +217,20 @@ struct RouteMapLog {
    std::map<uint32_t, SeqLog> seq = {};
 };
 
+/// The answer of a route map or of a function, and what decided it.
+struct Decision {
+   std::optional<size_t> routeMap = {};
+   std::optional<size_t> function = {};
+   std::optional<uint32_t> sequence = {};   // none: no sequence matched, or a function answered
+   std::optional<Place> caller = {};
+   unsigned depth = 0;
+   std::optional<unsigned> precedence = {};
+   bool inverted = false;
+   bool permitted = false;
+   friend bool operator==( const Decision &, const Decision & ) = default;
+};
+using Decisions = std::vector<Decision>;
+
 /// A log in the queue: of a route map, or of a function.
 using FinishedLog = std::variant<RouteMapLog, size_t>;
 
@@ -252,23 +266,88 @@ inline std::optional<bool> says( const PrefixList & list, const Prefix & prefix 
 
 // ---- evaluating
 
-/// One evaluation of a route. Keeps which matchers were asked, in order.
+/// One evaluation of a route. Keeps which matchers were asked, in order, and what decided.
 class Evaluation {
  public:
    Evaluation( const Policy & policy, const Route & route ) : policy_( policy ), route_( route ) {}
 
    std::vector<size_t> asked;   // the watched ones
+   Decisions decisions;         // of each route map and function, in the order in which they ended
+   Decisions chain;             // of what ended last: its decision, that of the call by which the deciding sequence matched, and so on
 
-   bool routeMap( size_t index, Matched & matched, RouteMapLog * log = nullptr ) {
+   bool routeMap( size_t index, Matched & matched, RouteMapLog * log = nullptr ) { return routeMap( index, matched, log, {} ); }
+
+   void applySetters( const Matched & matched, Result & result ) const {
+      for( const Place & place : matched )
+         for( const Sequence & s : policy_.routeMaps[ place.routeMap ].sequences )
+            if( s.number == place.number )
+               for( const Clause & clause : inOrder( s.setters ) ) set( clause.which, result );
+      if( !result.deferred ) return;
+      const std::vector<size_t> registered = *result.deferred;
+      for( size_t setter : registered ) setLate( setter, result );
+      result.deferred->clear();
+   }
+
+   /// `at4` and `at6` are the results of the contexts of those two precedences; they may be the same one.
+   bool list( const List & list, Matched & matched, Result * at4, Result * at6, bool shouldLog, std::vector<FinishedLog> & queue ) {
+      bool gyreToRun = list.gyre.has_value();
+      bool gyreMaintToRun = list.gyreMaint.has_value();
+      for( unsigned p = 0; p < 256; ++p ) {
+         for( const ListEntry & entry : list.routeMaps ) {
+            if( entry.precedence != p ) continue;
+            if( gyreToRun && p > 3 ) {
+               gyreToRun = false;
+               if( !function( *list.gyre, 4, matched, at4, shouldLog, queue ) ) return false;
+            }
+            if( gyreMaintToRun && p > 5 ) {
+               gyreMaintToRun = false;
+               if( !function( *list.gyreMaint, 6, matched, at6, shouldLog, queue ) ) return false;
+            }
+            if( p == 4 && list.gyre ) continue;
+            if( p == 6 && list.gyreMaint ) continue;
+            if( policy_.routeMaps[ entry.routeMap ].sequences.empty() ) continue;
+            RouteMapLog log{ entry.routeMap };
+            const bool logged = shouldLog && p == 4;
+            const bool permitted = routeMap( entry.routeMap, matched, logged ? &log : nullptr, { .precedence = p } );
+            if( logged ) queue.push_back( log );
+            if( !permitted ) return false;
+         }
+      }
+      if( gyreToRun && !function( *list.gyre, 4, matched, at4, shouldLog, queue ) ) return false;
+      if( gyreMaintToRun && !function( *list.gyreMaint, 6, matched, at6, shouldLog, queue ) ) return false;
+      return true;
+   }
+
+ private:
+   /// `decision` says what is known of it beforehand.
+   bool routeMap( size_t index, Matched & matched, RouteMapLog * log, Decision decision ) {
+      decision.routeMap = index;
+      Decisions below;   // the chain of the call of the sequence that matched last
+      const bool permitted = walk( index, matched, log, decision, below );
+      ended( decision, permitted, below );
+      return permitted;
+   }
+
+   void ended( Decision decision, bool permitted, const Decisions & below ) {
+      decision.permitted = permitted;
+      decisions.push_back( decision );
+      chain = { decision };
+      chain.insert( chain.end(), below.begin(), below.end() );
+   }
+
+   bool walk( size_t index, Matched & matched, RouteMapLog * log, Decision & decision, Decisions & below ) {
       const RouteMap & map = policy_.routeMaps[ index ];
       bool continued = false;
       const Sequence * at = firstFrom( map, 0 );
       while( at ) {
          SeqLog * seqLog = log ? addSeq( *log, *at ) : nullptr;
-         if( !matchersHold( *at, seqLog ) || !subRouteMapPasses( *at, matched, seqLog ) ) {
+         Decisions ofCall;
+         if( !matchersHold( *at, seqLog ) || !subRouteMapPasses( *at, matched, seqLog, decision, ofCall ) ) {
             at = firstFrom( map, uint64_t( at->number ) + 1 );
             continue;
          }
+         decision.sequence = at->number;
+         below = ofCall;
          if( !at->permit ) {
             if( log ) {
                seqLog->matchActionDeny = true;
@@ -292,48 +371,6 @@ class Evaluation {
       return false;
    }
 
-   void applySetters( const Matched & matched, Result & result ) const {
-      for( const Place & place : matched )
-         for( const Sequence & s : policy_.routeMaps[ place.routeMap ].sequences )
-            if( s.number == place.number )
-               for( const Clause & clause : inOrder( s.setters ) ) set( clause.which, result );
-      if( !result.deferred ) return;
-      const std::vector<size_t> registered = *result.deferred;
-      for( size_t setter : registered ) setLate( setter, result );
-      result.deferred->clear();
-   }
-
-   /// `at4` and `at6` are the results of the contexts of those two precedences; they may be the same one.
-   bool list( const List & list, Matched & matched, Result * at4, Result * at6, bool shouldLog, std::vector<FinishedLog> & queue ) {
-      bool gyreToRun = list.gyre.has_value();
-      bool gyreMaintToRun = list.gyreMaint.has_value();
-      for( unsigned p = 0; p < 256; ++p ) {
-         for( const ListEntry & entry : list.routeMaps ) {
-            if( entry.precedence != p ) continue;
-            if( gyreToRun && p > 3 ) {
-               gyreToRun = false;
-               if( !function( *list.gyre, matched, at4, shouldLog, queue ) ) return false;
-            }
-            if( gyreMaintToRun && p > 5 ) {
-               gyreMaintToRun = false;
-               if( !function( *list.gyreMaint, matched, at6, shouldLog, queue ) ) return false;
-            }
-            if( p == 4 && list.gyre ) continue;
-            if( p == 6 && list.gyreMaint ) continue;
-            if( policy_.routeMaps[ entry.routeMap ].sequences.empty() ) continue;
-            RouteMapLog log{ entry.routeMap };
-            const bool logged = shouldLog && p == 4;
-            const bool permitted = routeMap( entry.routeMap, matched, logged ? &log : nullptr );
-            if( logged ) queue.push_back( log );
-            if( !permitted ) return false;
-         }
-      }
-      if( gyreToRun && !function( *list.gyre, matched, at4, shouldLog, queue ) ) return false;
-      if( gyreMaintToRun && !function( *list.gyreMaint, matched, at6, shouldLog, queue ) ) return false;
-      return true;
-   }
-
- private:
    static SeqLog * addSeq( RouteMapLog & log, const Sequence & s ) {
       if( !log.seq.count( s.number ) ) {
          SeqLog fresh;
@@ -353,10 +390,14 @@ class Evaluation {
       return true;
    }
 
-   bool subRouteMapPasses( const Sequence & s, Matched & matched, SeqLog * log ) {
+   bool subRouteMapPasses( const Sequence & s, Matched & matched, SeqLog * log, const Decision & caller, Decisions & chainOfCall ) {
       if( !s.subRouteMap || policy_.routeMaps[ *s.subRouteMap ].sequences.empty() ) return true;
       Matched fromSub = matched;
-      const bool subResult = routeMap( *s.subRouteMap, fromSub, log ? log->sub.get() : nullptr );
+      const Decision callee{
+         .caller = Place{ *caller.routeMap, s.number }, .depth = caller.depth + 1, .precedence = caller.precedence, .inverted = s.subInvert
+      };
+      const bool subResult = routeMap( *s.subRouteMap, fromSub, log ? log->sub.get() : nullptr, callee );
+      chainOfCall = chain;
       if( log ) {
          log->subRouteMapResult = subResult;
          log->subRouteMapInvertResult = s.subInvert;
@@ -453,9 +494,15 @@ class Evaluation {
       result.preference = preference;
    }
 
-   bool function( size_t index, Matched & matched, Result * result, bool shouldLog, std::vector<FinishedLog> & queue ) const {
+   bool function( size_t index, unsigned precedence, Matched & matched, Result * result, bool shouldLog,
+                  std::vector<FinishedLog> & queue ) {
+      const bool permitted = policy_.functions[ index ].body && run( index, matched, result, shouldLog, queue );
+      ended( { .function = index, .precedence = precedence }, permitted, {} );
+      return permitted;
+   }
+
+   bool run( size_t index, Matched & matched, Result * result, bool shouldLog, std::vector<FinishedLog> & queue ) const {
       const Function & f = policy_.functions[ index ];
-      if( !f.body ) return false;
       applySetters( matched, *result );
       matched.clear();
       result->events.push_back( { shouldLog ? Event::functionRanLogging : Event::functionRan, index } );

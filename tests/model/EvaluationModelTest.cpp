@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -567,6 +568,17 @@ class Corners {
          }
       }
    }
+   void count( const Decisions & decisions, const Decisions & chain ) {
+      if( chain.size() >= 3 ) seen[ "a chain of three" ]++;
+      for( const Decision & d : chain )
+         if( d.inverted ) seen[ "a chain through an inverted call" ]++;
+      if( !chain.front().permitted && chain.size() > 1 ) seen[ "a chain of a deny" ]++;
+      // What keeps the last decision of each depth does not have the chain.
+      for( unsigned depth = 1; depth < chain.size(); ++depth ) {
+         const auto last = std::find_if( decisions.rbegin(), decisions.rend(), [ & ]( const Decision & d ) { return d.depth == depth; } );
+         if( *last != chain[ depth ] ) seen[ "a call behind that of the chain" ]++;
+      }
+   }
    std::map<std::string, int> seen;
 };
 
@@ -597,6 +609,7 @@ TEST( EvaluationModel, randomPoliciesReachEveryCorner ) {
             seen[ "three matched" ] += matched.size() >= 3;
          }
          corners.count( policy, log );
+         corners.count( model.decisions, model.chain );
       }
       for( const List & list : policy.lists ) {
          Evaluation model( policy, route );
@@ -637,6 +650,10 @@ TEST( EvaluationModel, randomPoliciesReachEveryCorner ) {
                                       "late setter",
                                       "late setter registered twice",
                                       "three matched",
+                                      "a chain of three",
+                                      "a chain through an inverted call",
+                                      "a chain of a deny",
+                                      "a call behind that of the chain",
                                       "list permits",
                                       "list denies",
                                       "route map logged",

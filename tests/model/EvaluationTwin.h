@@ -271,6 +271,7 @@ class Twin {
    /// From now on the sequences of `map` stand for those of the model's route map.
    void enrol( const Ptr<const Lib::RouteMapStatus> & map, size_t index ) {
       for( const auto & [ number, seq ] : map->seqStatus() ) places_[ seq.get() ] = { index, number };
+      indices_[ map.get() ] = index;
    }
    Place placeOf( const Lib::RouteMapSeqStatus * seq ) const {
       const auto found = places_.find( seq );
@@ -280,6 +281,20 @@ class Twin {
       Matched places;
       for( const auto * seq : matched ) places.push_back( placeOf( seq ) );
       return places;
+   }
+
+   Decision decisionOf( const Lib::Decision & d ) const {
+      Decision decision;
+      if( d.routeMap ) decision.routeMap = indices_.at( d.routeMap );
+      for( size_t i = 0; i < functions.size(); ++i )
+         if( d.function == functions[ i ].get() ) decision.function = i;
+      if( d.sequence ) decision.sequence = d.sequence->seqno();
+      if( d.caller ) decision.caller = placeOf( d.caller );
+      decision.depth = d.depth;
+      if( d.precedence ) decision.precedence = d.precedence->value();
+      decision.inverted = d.inverted;
+      decision.permitted = d.permitted;
+      return decision;
    }
 
    Ptr<Lib::RouteMapStatusList> build( const List & list ) const {
@@ -416,6 +431,27 @@ class Twin {
    std::vector<Ptr<const Lib::Setter>> setters_;
    std::vector<Ptr<CountdownMatcher>> countdowns_;
    std::map<const Lib::RouteMapSeqStatus *, Place> places_;
+   std::map<const Lib::RouteMapStatus *, size_t> indices_;
+};
+
+/// Keeps all reports, and the chain.
+class Recorder final : public Lib::DecisionObserver {
+ public:
+   explicit Recorder( const Twin & twin ) : twin_( twin ) {}
+   void decided( const Lib::Decision & decision ) override {
+      decisions.push_back( twin_.decisionOf( decision ) );
+      chain_.decided( decision );
+   }
+   Decisions chain() const {
+      Decisions all;
+      for( const Lib::Decision & d : chain_ ) all.push_back( twin_.decisionOf( d ) );
+      return all;
+   }
+   Decisions decisions;
+
+ private:
+   const Twin & twin_;
+   Lib::DecisionChain chain_;
 };
 
 // ---- showing
@@ -454,6 +490,15 @@ void show( std::ostream & os, const std::optional<T> & value ) {
       show( os, *value );
    else
       os << "none";
+}
+inline void show( std::ostream & os, const Decision & d ) {
+   os << d.depth << ": " << ( d.routeMap ? "route map " : "function " ) << d.routeMap.value_or( d.function.value_or( 999 ) )
+      << ", sequence ";
+   show( os, d.sequence );
+   os << ( d.permitted ? " permits for " : " denies for " );
+   show( os, d.caller );
+   os << ( d.inverted ? ", inverted, at " : ", at " );
+   show( os, d.precedence );
 }
 inline void show( std::ostream & os, const Result & r ) {
    os << "preference " << r.preference << ", tag " << r.tag << ", metric ";
@@ -633,6 +678,15 @@ class Comparison {
          same( "matched", matched_, twin_.placesOf( matched ) );
          if( permitted_ ) applied( "applyPolicySetters", after, [ & ]( WatchedResult & r ) { eval_->applyPolicySetters( &matched, &r ); } );
       }
+      evaluateLogged( policy, log, status, [ & ] {
+         Lib::MatchedRouteMapSequences matched;
+         Recorder recorder( twin_ );
+         same( "evalRouteMapMatchers, observed", permitted_,
+               eval_->evalRouteMapMatchers( &plainInput_, status.get(), &matched, recorder ) );
+         same( "matched, observed", matched_, twin_.placesOf( matched ) );
+         sameDecisions( model, recorder );
+      } );
+      sameAsked( "matchers asked, observed", model.asked );
       appends( status );
       snapshot( policy, status, log, after );
       peerFilter( policy, index, status );
@@ -641,7 +695,7 @@ class Comparison {
    void list( const List & list ) {
       about_ = "list";
       const auto twinList = twin_.build( list );
-      for( const bool oneResult : { false, true } ) {
+      for( const auto & [ oneResult, observed ] : { std::pair( false, false ), std::pair( true, false ), std::pair( false, true ) } ) {
          Evaluation model( twin_.policy, route_ );
          Result at4 = before_, at6 = before_;
          Matched expected;
@@ -660,7 +714,11 @@ class Comparison {
             contexts->contextIs( Lib::RmPrecedence( uint8_t( 6 ) ), ctx6 );
          }
          Lib::MatchedRouteMapSequences matched;
-         same( "evalPolicyMatchers", permitted, eval_->evalPolicyMatchers( &plainInput_, twinList, &matched, contexts ) );
+         Recorder recorder( twin_ );
+         same( "evalPolicyMatchers", permitted,
+               observed ? eval_->evalPolicyMatchers( &plainInput_, twinList, &matched, contexts, recorder )
+                        : eval_->evalPolicyMatchers( &plainInput_, twinList, &matched, contexts ) );
+         if( observed ) sameDecisions( model, recorder );
          sameAsked( "matchers asked by evalPolicyMatchers", model.asked );
          same( "matched by evalPolicyMatchers", expected, twin_.placesOf( matched ) );
          same( "the result of context 4", at4, twin_.resultOf( twin4 ) );
@@ -677,10 +735,17 @@ class Comparison {
       std::vector<FinishedLog> queue;
       const bool permitted = model.list( list, expected, nullptr, nullptr, logging_, queue );
       if( permitted ) model.applySetters( expected, after );
-      twin_.restart();
-      applied( "eval", after, [ & ]( WatchedResult & r ) { same( "eval", permitted, eval_->eval( &lateInput_, twinList, &r ) ); } );
-      sameAsked( "matchers asked by eval", model.asked );
-      drained( "eval", queue );
+      for( const bool observed : { false, true } ) {
+         twin_.restart();
+         Recorder recorder( twin_ );
+         applied( "eval", after, [ & ]( WatchedResult & r ) {
+            same( "eval", permitted,
+                  observed ? eval_->eval( &lateInput_, twinList, &r, recorder ) : eval_->eval( &lateInput_, twinList, &r ) );
+         } );
+         if( observed ) sameDecisions( model, recorder );
+         sameAsked( "matchers asked by eval", model.asked );
+         drained( "eval", queue );
+      }
    }
 
    void function( size_t index ) {
@@ -711,6 +776,11 @@ class Comparison {
    std::vector<const Lib::MatchInput_ *> inputs() const { return { &plainInput_, &lateInput_ }; }
    // Functions hear of the wish although nobody takes their logs.
    bool asksInVain() const { return eval_->shouldLogEval() && !context_; }
+
+   void sameDecisions( const Evaluation & model, const Recorder & library ) {
+      same( "decisions", model.decisions, library.decisions );
+      same( "the chain of the last decision", model.chain, library.chain() );
+   }
 
    void sameAsked( const char * what, const std::vector<size_t> & model ) {
       same( what, model, twin_.asked.matchers );
@@ -774,10 +844,15 @@ class Comparison {
       Matched matched;
       std::vector<FinishedLog> queue;
       const bool permitted = model.list( { { { 4, index } } }, matched, nullptr, nullptr, logging_, queue );
-      twin_.restart();
-      same( "evalPeerFilter", permitted, eval_->evalPeerFilter( status, &plainInput_ ) );
-      sameAsked( "matchers asked by evalPeerFilter", model.asked );
-      drained( "evalPeerFilter", queue, policy );
+      for( const bool observed : { false, true } ) {
+         twin_.restart();
+         Recorder recorder( twin_ );
+         same( "evalPeerFilter", permitted,
+               observed ? eval_->evalPeerFilter( status, &plainInput_, recorder ) : eval_->evalPeerFilter( status, &plainInput_ ) );
+         if( observed ) sameDecisions( model, recorder );
+         sameAsked( "matchers asked by evalPeerFilter", model.asked );
+         drained( "evalPeerFilter", queue, policy );
+      }
    }
 
    void drained( const char * by, const std::vector<FinishedLog> & expected ) { drained( by, expected, twin_.policy ); }
