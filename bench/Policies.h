@@ -56,6 +56,7 @@ class Point {
    MatchInput_ & input() noexcept { return input_; }
    PolicyEval & evaluator() noexcept { return eval_; }
    bool permits() { return eval_.eval( &input_, list_, &result_ ); }
+   bool permits( Routing::Policy::DecisionObserver & observer ) { return eval_.eval( &input_, list_, &result_, observer ); }
    bool permits( const IpGenPrefix & p ) {
       input_.prefixIs( p );
       return permits();

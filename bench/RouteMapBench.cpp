@@ -174,8 +174,50 @@ void measureSubRouteMaps() {
    group.run();
 }
 
+// Keeps what decided the verdict.
+struct LastDecision final : Routing::Policy::DecisionObserver {
+   void decided( const Routing::Policy::Decision & decision ) override {
+      if( decision.depth == 0 ) sequence = decision.sequence;
+   }
+   const RouteMapSeqStatus * sequence = nullptr;
+};
+
+// What an observer costs, beside the same evaluation without one.
+void measureObserver() {
+   for( const size_t size : { 1u, 10u, 100u } ) {
+      const std::string question = "sequences, who decides";
+      if( !wanted( question + ", " + grouped( size ) ) ) continue;
+      Random random( 7 + size );
+      const Tags tags = someTags( size, random );
+      Point point( mapOfTags( tags ) );
+      const size_t n = 100'000 / size;
+      Tags queries( n );
+      for( auto & q : queries ) q = tags[ random.below( size ) ];
+      Group group;
+      const auto observed = group.way( "with an observer", n, [ & ] {
+         return overlapped( n, [ & ]( size_t i ) -> size_t {
+            LastDecision last;
+            point.input().tagIs( queries[ i ] );
+            return point.permits( last ) && last.sequence;
+         } );
+      } );
+      const auto chain = group.way( "with a chain", n, [ & ] {
+         return overlapped( n, [ & ]( size_t i ) -> size_t {
+            Routing::Policy::DecisionChain chain;
+            point.input().tagIs( queries[ i ] );
+            return point.permits( chain ) && chain.size() == 1;
+         } );
+      } );
+      const auto plain = group.way( "evaluation", n, [ & ] { return overlapped( n, tagQuestion( point, queries ) ); } );
+      group.row( question, grouped( size ), observed, plain );
+      group.row( question + ", as a chain", grouped( size ), chain, plain );
+      group.run();
+   }
+}
+
 void measureAll() {
    measureSequences();
+   measureObserver();
    measureTagSet();
    Random random( 3 );
    measureFilter( generatedTable( AddressFamily::ipv4, 1 << 16, random ), "10" );
