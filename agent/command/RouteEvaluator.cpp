@@ -6,31 +6,18 @@
 namespace Agent {
 
 using Acl::MatchPermit;
-using Quoin::makeNode;
 using Quoin::Ptr;
-using Routing::Policy::MatchedRouteMapSequences;
-using Routing::Policy::RouteMapSeqStatus;
-using Routing::Policy::RouteMapStatus;
+using namespace Routing::Policy;
 
 namespace {
 
-// The route map with permits in place of its own denies. An evaluation tells which sequences permitted, not which one denied: on the
-// twin the denying sequence comes last among those that matched.
-Ptr<const RouteMapStatus> twinOf( const RouteMapStatus & routeMap ) {
-   const auto twin = makeNode<RouteMapStatus>( routeMap.name() );
-   twin->updateFeaturesOnSeqStatusChangeIs( false );
-   for( auto i = routeMap.seqStatus().first(); i; i.next() ) {
-      if( i.value()->matchAction() == MatchPermit::permit ) {
-         twin->seqStatusIs( i.value() );
-         continue;
-      }
-      const auto permitting = RouteMapSeqStatus::newFrom( i.value(), i.key() );
-      permitting->matchActionIs( MatchPermit::permit );
-      permitting->continueSeqIs( nullptr );   // a deny ends the route map
-      twin->seqStatusIs( permitting );
+// Keeps the sequence that decides in the route map asked.
+struct DecidingSequence final : DecisionObserver {
+   void decided( const Decision & decision ) override {
+      if( decision.depth == 0 ) sequence = decision.sequence;
    }
-   return twin;
-}
+   const RouteMapSeqStatus * sequence = nullptr;
+};
 
 }   // namespace
 
@@ -39,12 +26,8 @@ bool sameRoute( const AgentResult & a, const AgentResult & b ) {
       a.communities == b.communities;
 }
 
-RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap ) : routeMap_( routeMap ), twin_( twinOf( *routeMap ) ) {
+RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap ) : routeMap_( routeMap ) {
    addSequences( *routeMap_ );
-   for( auto i = twin_->seqStatus().first(); i; i.next() ) {
-      const auto real = routeMap_->seqStatus( i.key() );
-      indexOf_.emplace( i.value().get(), indexOf_.at( real.get() ) );
-   }
 }
 
 void RouteEvaluator::addSequences( const RouteMapStatus & routeMap ) {
@@ -60,16 +43,14 @@ void RouteEvaluator::addSequences( const RouteMapStatus & routeMap ) {
 
 void RouteEvaluator::evaluate( const TableRoute & route, RouteAnswer & answer ) const {
    answer.sequences.clear();
-   answer.permitted = false;
    const AgentRoute input( route );
    MatchedRouteMapSequences matched;
-   if( !eval_.evalRouteMapMatchers( &input, twin_.get(), &matched ) ) return;
-   const uint32_t last = indexOf_.find( matched.back() )->second;
-   if( !sequences_[ last ].permits ) {
-      answer.sequences.push_back( last );
+   DecidingSequence deciding;
+   answer.permitted = eval_.evalRouteMapMatchers( &input, routeMap_.get(), &matched, deciding );
+   if( !answer.permitted ) {
+      if( deciding.sequence ) answer.sequences.push_back( indexOf_.find( deciding.sequence )->second );
       return;
    }
-   answer.permitted = true;
    for( const auto * sequence : matched ) answer.sequences.push_back( indexOf_.find( sequence )->second );
    answer.result.routeIs( route );
    eval_.applyPolicySetters( &matched, &answer.result );

@@ -45,7 +45,6 @@ class RouteEvaluator {
    void addSequences( const Routing::Policy::RouteMapStatus & routeMap );
 
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMap_;
-   Quoin::Ptr<const Routing::Policy::RouteMapStatus> twin_;
    Routing::Policy::PolicyEval eval_;   // without a context: any thread may use it
    std::vector<Sequence> sequences_;
    std::unordered_map<const Routing::Policy::RouteMapSeqStatus *, uint32_t> indexOf_;
