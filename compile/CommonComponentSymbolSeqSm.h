@@ -21,6 +21,7 @@ class ROUTEPOLICY_API PolicyMatchSymbolNotifierMap final : public Quoin::Notifyi
    PLINTH_COLLECTION( policyMatchSymbolNotifier, policyMatchSymbolNotifierIs, policyMatchSymbolNotifierDel,
                       policyMatchSymbolNotifierDelAll, Field::policyMatchSymbolNotifier, Notifiers );
 
+ private:
    MatchOption option_;
 };
 

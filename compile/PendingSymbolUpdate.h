@@ -23,7 +23,6 @@ class ROUTEPOLICY_API PendingSymbolUpdate final : public Plinth::PlainRecord {
    PLINTH_VALUE( hasSubRouteMapUpdate, hasSubRouteMapUpdateIs, {}, bool );
    PLINTH_VALUE( hasAggRoleAttrMapUpdate, hasAggRoleAttrMapUpdateIs, {}, bool );
 
- public:
    bool hasNoPendingChanges() const noexcept;
 
  private:

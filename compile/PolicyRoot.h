@@ -18,11 +18,11 @@ class ROUTEPOLICY_API PolicyRoot : public Quoin::Node {
 
    // clang-format off
 #define POLICY_ROOT_TABLE( foo, ... )                                                  \
- public:                                                                               \
-   const Quoin::Ptr<__VA_ARGS__> & foo() const noexcept { return foo##_; }             \
-                                                                                       \
  private:                                                                              \
-   Quoin::Ptr<__VA_ARGS__> foo##_
+   Quoin::Ptr<__VA_ARGS__> foo##_;                                                     \
+                                                                                       \
+ public:                                                                               \
+   const Quoin::Ptr<__VA_ARGS__> & foo() const noexcept { return foo##_; }
 
    POLICY_ROOT_TABLE( routeMapTable, RouteMapSymbolDedupTable );
    POLICY_ROOT_TABLE( peerFilterTable, RouteMapSymbolDedupTable );
@@ -40,6 +40,7 @@ class ROUTEPOLICY_API PolicyRoot : public Quoin::Node {
 #undef POLICY_ROOT_TABLE
    // clang-format on
 
+ private:
    void handleInitialized();
 };
 

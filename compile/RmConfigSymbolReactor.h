@@ -26,7 +26,6 @@ class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode 
    /// By sequence number. Only the making and the going of a record are told of: what is written to it later is part of the same batch.
    PLINTH_MADE_NODES( pendingUpdate, pendingUpdateIs, pendingUpdateDel, pendingUpdateDelAll, Field::pendingUpdate, PendingUpdates );
 
- public:
    /// Adds to the counter, which starts again at 0 behind 255.
    void reevaluateInc( uint8_t n ) { reevaluateIs( static_cast<uint8_t>( reevaluate() + n ) ); }
    /// Takes one clause out of the sequence's record, which stays, also when nothing is left in it.

@@ -56,10 +56,12 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
 #define SEQUENCE_RECORD( foo, fooIs, ... )                                                       \
  public:                                                                                         \
    const Quoin::Ptr<__VA_ARGS__> & foo() const noexcept { return foo##_; }                       \
-   void fooIs( uint32_t seqno ) { foo##_ = Quoin::makeNode<__VA_ARGS__>( seqno ); }              \
                                                                                                  \
  private:                                                                                        \
-   Quoin::Ptr<__VA_ARGS__> foo##_
+   Quoin::Ptr<__VA_ARGS__> foo##_;                                                               \
+                                                                                                 \
+ public:                                                                                         \
+   void fooIs( uint32_t seqno ) { foo##_ = Quoin::makeNode<__VA_ARGS__>( seqno ); }
 
    /// What is to change in the compiled sequence.
    SEQUENCE_RECORD( sequenceChange, sequenceChangeIs, SequenceChange );
@@ -73,7 +75,6 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
 #undef SEQUENCE_RECORD
    // clang-format on
 
- public:
    /// Which of its clauses refer to what does not exist.
    const Quoin::Ptr<SeqUndefinedReferencesOptionTracker> & undefinedRefsTracker() const noexcept {
       return undefinedRefsTracker_;

@@ -28,6 +28,7 @@ class ROUTEPOLICY_API MatcherChange final : public Plinth::PlainRecord {
    /// The kind of list that the clause names, for options of an agent's own; null: as the library's row says.
    PLINTH_VALUE( list, listIs, {}, const ListKind * );
 
+ private:
    MatchOption option_;
 };
 
@@ -42,6 +43,7 @@ class ROUTEPOLICY_API SetterChange final : public Plinth::PlainRecord {
    /// The clause refers to a community list that does not exist yet.
    PLINTH_VALUE( commListUndefined, commListUndefinedIs, {}, bool );
 
+ private:
    SetOption option_;
 };
 
@@ -75,6 +77,7 @@ class ROUTEPOLICY_API SequenceChange final : public Plinth::PlainRecord {
    /// The action changed; the MapEntry has it.
    PLINTH_VALUE( permitChange, permitChangeIs, {}, bool );
 
+ private:
    uint32_t seqno_;
 };
 

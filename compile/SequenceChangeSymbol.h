@@ -20,6 +20,7 @@ class ROUTEPOLICY_API MatcherChangeSymbol final : public Plinth::PlainRecord {
    MatchOption option() const noexcept { return option_; }
    PLINTH_SET( matchSymbol, matchSymbolHas, matchSymbolIs, matchSymbolDel, matchSymbolDelAll, Field::matchSymbol, PolicySymbols );
 
+ private:
    MatchOption option_;
 };
 
@@ -32,6 +33,7 @@ class ROUTEPOLICY_API SetterChangeSymbol final : public Plinth::PlainRecord {
    SetOption option() const noexcept { return option_; }
    PLINTH_SET( setSymbol, setSymbolHas, setSymbolIs, setSymbolDel, setSymbolDelAll, Field::setSymbol, PolicySymbols );
 
+ private:
    SetOption option_;
 };
 
@@ -69,6 +71,7 @@ class ROUTEPOLICY_API SequenceChangeSymbol final : public Plinth::PlainRecord {
    PLINTH_VALUE( subRouteMapChangeSymbol, subRouteMapChangeSymbolIs, {}, Quoin::Ptr<SubRouteMapChangeSymbol> );
    PLINTH_VALUE( aggRoleAttrMapChangeSymbol, aggRoleAttrMapChangeSymbolIs, {}, Quoin::Ptr<AggRoleAttrMapChangeSymbol> );
 
+ private:
    uint32_t seqno_;
 };
 

@@ -17,6 +17,7 @@ class PolicySymbolListOf final : public Plinth::PlainRecord {
    Option option() const noexcept { return option_; }
    PLINTH_SET( policySymbol, policySymbolHas, policySymbolIs, policySymbolDel, policySymbolDelAll, Field::policySymbol, PolicySymbols );
 
+ private:
    Option option_;
 };
 using PolicyMatchSymbolList = PolicySymbolListOf<MatchOption>;
@@ -33,6 +34,7 @@ class OptionSymbolSeq final : public Quoin::NotifyingNode {
    PLINTH_COLLECTION( policySymbolList, policySymbolListIs, policySymbolListDel, policySymbolListDelAll, Field::policySymbolList,
                       typename OptionSymbolSeq::Lists );
 
+ private:
    uint32_t seqno_;
 };
 using MatchSymbolSeq = OptionSymbolSeq<MatchOption>;
@@ -49,6 +51,7 @@ class RouteMapSymbolSeq final : public Quoin::NotifyingNode {
    /// The version that the symbol's notifier had when the reference was configured.
    PLINTH_ATTR( currentVersion, currentVersionIs, Field::currentVersion, uint32_t );
 
+ private:
    uint32_t seqno_;
 };
 using SubRouteMapSymbolSeq = RouteMapSymbolSeq<struct SubRouteMapTag>;

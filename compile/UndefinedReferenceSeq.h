@@ -20,11 +20,13 @@ class ROUTEPOLICY_API UndefinedReferenceSeq final : public Quoin::Node {
  public:                                                                                                        \
    const References & foo() const noexcept { return foo##_; }                                                   \
    UndefinedPolicyReferenceBitfield foo( uint32_t seqno ) const { return Plinth::memberOf( foo##_, seqno ); }   \
-   void fooIs( uint32_t seqno, UndefinedPolicyReferenceBitfield undefined ) { put( foo##_, seqno, undefined ); } \
-   void fooDel( uint32_t seqno ) { foo##_.erase( seqno ); }                                                     \
                                                                                                                 \
  private:                                                                                                       \
-   References foo##_
+   References foo##_;                                                                                           \
+                                                                                                                \
+ public:                                                                                                        \
+   void fooIs( uint32_t seqno, UndefinedPolicyReferenceBitfield undefined ) { put( foo##_, seqno, undefined ); }\
+   void fooDel( uint32_t seqno ) { foo##_.erase( seqno ); }
 
    /// What the sequence itself leaves undefined.
    UNDEFINED_REFERENCES( directSequenceReference, directSequenceReferenceIs, directSequenceReferenceDel );
@@ -35,7 +37,6 @@ class ROUTEPOLICY_API UndefinedReferenceSeq final : public Quoin::Node {
 #undef UNDEFINED_REFERENCES
    // clang-format on
 
- public:
    /// Takes in what an entry of the next generation has found anew; the sequence's other bits stay.
    void updateDirectSequenceReference( uint32_t seqno, const ModifiedRouteMapSeqStatus & entry );
 

@@ -29,6 +29,7 @@ class ROUTEPOLICY_API FunctionStatusBase : public Quoin::Node {
    /// The table that the body's list numbers index.
    PLINTH_VALUE( externalMatchers, externalMatchersIs, {}, Quoin::Ptr<const ExternalMatchersBase> );
 
+ private:
    Quoin::String funcName_;
 };
 

@@ -67,6 +67,7 @@ class ROUTEPOLICY_API PolicyEvalContext : public Quoin::Node {
    /// Turns on the timers of evaluation.
    PLINTH_VALUE( enableTrailmark, enableTrailmarkIs, {}, bool );
 
+ private:
    LogPtr log_;
    Plinth::Queue<FinishedLogPtr> evaluationLog_;
    Plinth::LinkStack<LogPtr> callStack_;

@@ -41,6 +41,7 @@ class ROUTEPOLICY_API PolicyEvaluationLog : public EvaluationLogBase {
    /// No sequence decided: the implicit deny at the end applied.
    PLINTH_VALUE( defaultDeny, defaultDenyIs, {}, bool );
 
+ private:
    template <class Visit>
    void visitSequences( Visit && visit ) const;
 

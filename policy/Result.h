@@ -64,6 +64,7 @@ class ROUTEPOLICY_API Result_ {
    /// Written without a virtual call.
    PLINTH_VALUE( metric, metricIs, {}, Zeugma::MaybeU63 );
 
+ private:
    Quoin::Ptr<DeferredPolicySetters> dps_;
 };
 

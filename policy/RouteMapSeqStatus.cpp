@@ -4,7 +4,7 @@
 
 namespace Routing::Policy {
 
-RouteMapSeqStatus::RouteMapSeqStatus( uint32_t seqno ) : seqno_( seqno ) {}
+RouteMapSeqStatus::RouteMapSeqStatus( uint32_t seqno ) : seqno_( seqno ), matchAction_{ Acl::MatchPermit::permit } {}
 RouteMapSeqStatus::~RouteMapSeqStatus() = default;
 
 void RouteMapSeqStatus::subRouteMapIs( Quoin::Ptr<const RouteMapStatus> map ) {

@@ -62,7 +62,7 @@ class ROUTEPOLICY_API RouteMapSeqStatus final : public Zeugma::BaseNotifyingType
 
    /// The sub route map passes the sequence when it denies.
    PLINTH_ATTR( subInvert, subInvertIs, Field::subInvert, bool );
-   PLINTH_ATTR( matchAction, matchActionIs, Field::matchAction, Acl::MatchPermit ){ Acl::MatchPermit::permit };
+   PLINTH_ATTR( matchAction, matchActionIs, Field::matchAction, Acl::MatchPermit );
 };
 
 }   // namespace Routing::Policy

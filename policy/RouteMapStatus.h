@@ -52,7 +52,6 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    PLINTH_ATTR( undefinedReferences, undefinedReferencesIs, Field::undefinedReferences, UndefinedPolicyReferenceBitfield );
 
    /// The route map is referred to but not defined.
- public:
    bool undefined() const noexcept { return undefined_; }
    void undefinedIs( bool undefined );
    /// Off while many sequences are stored.

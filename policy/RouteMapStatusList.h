@@ -85,6 +85,7 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
    /// The union over all members.
    PLINTH_ATTR( features, featuresIs, Field::features, RouteMapFeatures );
 
+ private:
    void functionIs( FunctionPtr & member, Field field, const FunctionPtr & function );
    void featureIs( RouteMapFeatures::Bit bit, bool on );
    Quoin::String nameAt( RmPrecedence p ) const;

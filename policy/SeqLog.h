@@ -45,6 +45,7 @@ class ROUTEPOLICY_API SeqLog : public Quoin::Node {
    /// The sequence inverts its sub route map's answer.
    PLINTH_VALUE( subRouteMapInvertResult, subRouteMapInvertResultIs, {}, bool );
 
+ private:
    uint32_t seqno_;
    Quoin::Ptr<PolicyEvaluationLog> subPolicyEvaluationLog_;
 };

@@ -71,6 +71,7 @@ class ROUTEPOLICY_API AclConfig final : public Quoin::NotifyingNode {
    /// The rules in force; null for none yet. An agent that changes many of them writes a new version aside and puts it here.
    PLINTH_ATTR( currVersion, currVersionIs, Field::currVersion, Quoin::Ptr<const AclVersion> );
 
+ private:
    Quoin::String name_;
 };
 
@@ -87,6 +88,7 @@ class ROUTEPOLICY_API AclTypeConfig final : public Quoin::NotifyingNode {
    /// By name.
    PLINTH_MADE_NODES( acl, aclIs, aclDel, aclDelAll, Field::acl, Acls );
 
+ private:
    AclType type_;
 };
 

@@ -124,17 +124,22 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
 
 // clang-format off
 
-/// An attribute: reader `foo`, writer `fooIs`. The class has a `publisher_`. The reader comes first, so that the comment above
-/// the line documents it. Leaves `private:` open.
+// What the macros have in common: the reader comes first, so that the comment above the line documents it, then the private member, then
+// the writers. Every one of them starts and ends in `public:`, whichever section it stands in; what follows a macro and is private says so.
+// Each but PLINTH_VALUE needs a member `publisher_`.
+
+/// An attribute: reader `foo`, writer `fooIs`. It starts as a default-built value, or as what a constructor gives `foo_`.
 #define PLINTH_ATTR( foo, fooIs, field, ... )                                                                     \
  public:                                                                                                          \
    ::Plinth::Read<__VA_ARGS__> foo() const noexcept { return foo##_.value; }                                      \
-   void fooIs( __VA_ARGS__ v ) {                                                                                  \
-      if( foo##_.assign( std::move( v ) ) ) this->publisher_.publishChange( ::Quoin::FieldId( field ) );          \
-   }                                                                                                              \
                                                                                                                   \
  private:                                                                                                         \
-   ::Plinth::Attr<__VA_ARGS__> foo##_
+   ::Plinth::Attr<__VA_ARGS__> foo##_;                                                                            \
+                                                                                                                  \
+ public:                                                                                                          \
+   void fooIs( __VA_ARGS__ v ) {                                                                                  \
+      if( foo##_.assign( std::move( v ) ) ) this->publisher_.publishChange( ::Quoin::FieldId( field ) );          \
+   }
 
 /// A collection: readers `foo` of the whole and of one key (a default-built value, such as a null handle, where there is none),
 /// writers `fooIs`, `fooDel`, `fooDelAll`. Keys are passed by value: they may alias a member.
@@ -142,14 +147,16 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
  public:                                                                                                          \
    const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
    __VA_ARGS__::Value foo( const __VA_ARGS__::Key & key ) const { return ::Plinth::memberOf( foo##_, key ); }     \
+                                                                                                                  \
+ private:                                                                                                         \
+   __VA_ARGS__ foo##_;                                                                                            \
+                                                                                                                  \
+ public:                                                                                                          \
    void fooIs( __VA_ARGS__::Key key, __VA_ARGS__::Value value ) {                                                 \
       ::Plinth::putMember( this->publisher_, ::Quoin::FieldId( field ), #fooIs, foo##_, key, std::move( value ) ); \
    }                                                                                                              \
    void fooDel( __VA_ARGS__::Key key ) { ::Plinth::eraseMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key ); } \
-   void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }         \
-                                                                                                                  \
- private:                                                                                                         \
-   __VA_ARGS__ foo##_
+   void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }
 
 /// A collection of nodes that hold their key: `fooIs` takes a node, and `nodeKey` is what reads its key. `fooDel` gives the node that
 /// goes, null for none. The rest as above.
@@ -157,6 +164,11 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
  public:                                                                                                          \
    const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
    __VA_ARGS__::Value foo( const __VA_ARGS__::Key & key ) const { return ::Plinth::memberOf( foo##_, key ); }     \
+                                                                                                                  \
+ private:                                                                                                         \
+   __VA_ARGS__ foo##_;                                                                                            \
+                                                                                                                  \
+ public:                                                                                                          \
    void fooIs( __VA_ARGS__::Value node ) {   /* by value: a reaction may drop the caller's */                     \
       if( !node ) ::Plinth::throwMutatorArgNullPointerException( #fooIs );                                        \
       ::Plinth::putMember( this->publisher_, ::Quoin::FieldId( field ), #fooIs, foo##_, node->nodeKey(), node );  \
@@ -164,10 +176,7 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
    __VA_ARGS__::Value fooDel( __VA_ARGS__::Key key ) {                                                            \
       return ::Plinth::takeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key );                    \
    }                                                                                                              \
-   void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }         \
-                                                                                                                  \
- private:                                                                                                         \
-   __VA_ARGS__ foo##_
+   void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }
 
 /// A collection of nodes that are made here: `fooIs` takes a key, and gives the node that stands there or is made of the key, which
 /// alone is told of. `fooDel` gives the node that goes, null for none.
@@ -175,35 +184,41 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
  public:                                                                                                          \
    const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
    __VA_ARGS__::Value foo( const __VA_ARGS__::Key & key ) const { return ::Plinth::memberOf( foo##_, key ); }     \
+                                                                                                                  \
+ private:                                                                                                         \
+   __VA_ARGS__ foo##_;                                                                                            \
+                                                                                                                  \
+ public:                                                                                                          \
    __VA_ARGS__::Value fooIs( __VA_ARGS__::Key key ) {                                                             \
       return ::Plinth::findOrMakeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key );              \
    }                                                                                                              \
    __VA_ARGS__::Value fooDel( __VA_ARGS__::Key key ) {                                                            \
       return ::Plinth::takeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key );                    \
    }                                                                                                              \
-   void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }         \
-                                                                                                                  \
- private:                                                                                                         \
-   __VA_ARGS__ foo##_
+   void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }
 
 /// A set: readers `foo` of the whole and `fooHas` of one key.
 #define PLINTH_SET( foo, fooHas, fooIs, fooDel, fooDelAll, field, ... )                                           \
  public:                                                                                                          \
    const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
    bool fooHas( const __VA_ARGS__::Key & key ) const { return foo##_.contains( key ); }                           \
-   void fooIs( __VA_ARGS__::Key key ) { ::Plinth::putKey( this->publisher_, ::Quoin::FieldId( field ), #fooIs, foo##_, key ); } \
-   void fooDel( __VA_ARGS__::Key key ) { ::Plinth::eraseKey( this->publisher_, ::Quoin::FieldId( field ), foo##_, key ); } \
-   void fooDelAll() { ::Plinth::eraseAllKeys( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }            \
                                                                                                                   \
  private:                                                                                                         \
-   __VA_ARGS__ foo##_
+   __VA_ARGS__ foo##_;                                                                                            \
+                                                                                                                  \
+ public:                                                                                                          \
+   void fooIs( __VA_ARGS__::Key key ) { ::Plinth::putKey( this->publisher_, ::Quoin::FieldId( field ), #fooIs, foo##_, key ); } \
+   void fooDel( __VA_ARGS__::Key key ) { ::Plinth::eraseKey( this->publisher_, ::Quoin::FieldId( field ), foo##_, key ); } \
+   void fooDelAll() { ::Plinth::eraseAllKeys( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }
 
 /// A field of a plain value: reader `foo`, writer `fooIs`; nobody is told. `initial` is what a new value has.
 #define PLINTH_VALUE( foo, fooIs, initial, ... )                                                                  \
  public:                                                                                                          \
    ::Plinth::Read<__VA_ARGS__> foo() const noexcept { return foo##_; }                                            \
-   void fooIs( __VA_ARGS__ v ) { foo##_ = std::move( v ); }                                                       \
                                                                                                                   \
  private:                                                                                                         \
-   __VA_ARGS__ foo##_ initial
+   __VA_ARGS__ foo##_ initial;                                                                                    \
+                                                                                                                  \
+ public:                                                                                                          \
+   void fooIs( __VA_ARGS__ v ) { foo##_ = std::move( v ); }
 // clang-format on

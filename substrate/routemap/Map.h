@@ -23,6 +23,7 @@ class ROUTEPOLICY_API Map final : public Quoin::NotifyingNode {
    /// The sequences by number.
    PLINTH_MADE_NODES( mapEntry, mapEntryIs, mapEntryDel, mapEntryDelAll, Field::mapEntry, MapEntries );
 
+ private:
    Quoin::String name_;
 };
 

@@ -45,6 +45,7 @@ class ROUTEPOLICY_API MapEntry final : public Quoin::NotifyingNode {
    /// What the sequence does with a route that it matches; a new one permits.
    PLINTH_ATTR( permit, permitIs, Field::permit, Acl::MatchPermit );
 
+ private:
    uint32_t seqno_;
    MatchRules matchRule_;
 };

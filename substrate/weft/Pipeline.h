@@ -27,7 +27,6 @@ class ROUTEPOLICY_API InputSmScanState : public Quoin::NotifyingNode {
    /// All scans have finished.
    PLINTH_ATTR( idle, idleIs, Field::idle, bool );
 
- public:
    /// Says whether the pipeline is idle by the present scans.
    void handleIdle() { idleIs( scansFinished() ); }
    bool scansFinished() const noexcept { return pending_ == 0; }
@@ -51,7 +50,6 @@ class ROUTEPOLICY_API OutputState : public Quoin::NotifyingNode {
    /// All outputs are.
    PLINTH_ATTR( ready, readyIs, Field::ready, bool );
 
- public:
    bool outputReady( unsigned output ) const noexcept { return !( notReady_ >> output & 1 ); }
    /// Writes `ready` as well, which is told of first.
    void outputReadyIs( unsigned output, bool ready );

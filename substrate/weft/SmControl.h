@@ -22,7 +22,6 @@ class SmControl {
    /// Every step runs inside the call that causes it, the initial scans too, and no task is made.
    PLINTH_VALUE( synchronous, synchronousIs, = false, bool );
 
- public:
    /// Where the pipeline leaves its trail. Not owned. Errors: MutatorArgNullPointerException on null.
    Trailmark::Handle * trailmarkHandle() const noexcept { return trailmarkHandle_; }
    void trailmarkHandleIs( Trailmark::Handle * handle ) {
