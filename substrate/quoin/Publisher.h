@@ -42,7 +42,7 @@ class ROUTEPOLICY_API Subscriber {
 
  protected:
    Subscriber() = default;
-   ~Subscriber();   // never deleted through this type
+   virtual ~Subscriber();   // never deleted through this type
 
  private:
    friend class Publisher;

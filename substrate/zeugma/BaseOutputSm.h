@@ -47,7 +47,7 @@ class ROUTEPOLICY_API SmPart {
 
  protected:
    explicit SmPart( BaseOutputSm & owner ) noexcept;
-   ~SmPart();
+   virtual ~SmPart();
    BaseOutputSm & owner() const noexcept { return owner_; }
    /// Gives a machine that comes to be nested its owner's flags.
    void takeIn( BaseOutputSm & sm ) const;
