@@ -6,12 +6,11 @@
 /// are for: written in order by a compiler, and walked for every route.
 #pragma once
 
-#include <algorithm>
-#include <boost/container/small_vector.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 
+#include "substrate/plinth/InlineRow.h"
 #include "substrate/plinth/Version.h"
 
 namespace Plinth {
@@ -24,7 +23,7 @@ class RbTreeMap {
    using Key = K;
    using Value = V;
    using Member = std::pair<K, V>;
-   using Row = boost::container::small_vector<Member, Inline>;
+   using Row = InlineRow<Member, Inline>;
 
    size_t count() const noexcept { return row_.size(); }
    bool empty() const noexcept { return row_.empty(); }
@@ -40,9 +39,9 @@ class RbTreeMap {
    bool put( const K & key, V value ) {
       auto i = row_.empty() || row_.back().first < key ? row_.end() : lowerBoundImpl( key );
       if( i == row_.end() || key < i->first ) {
-         row_.insert( i, Member( key, std::move( value ) ) );   // built before any member moves: `key` may stand in one
+         row_.insert( indexOf( i ), Member( key, std::move( value ) ) );   // built before any member moves: `key` may stand in one
       } else {
-         V & stored = row_[ static_cast<size_t>( i - row_.begin() ) ].second;
+         V & stored = row_[ indexOf( i ) ].second;
          if( stored == value ) return false;
          std::swap( stored, value );   // the old value goes when all is in place again
       }
@@ -54,8 +53,8 @@ class RbTreeMap {
    bool erase( const K & key ) {
       auto i = lowerBoundImpl( key );
       if( i == row_.end() || key < i->first ) return false;
-      [[maybe_unused]] const Member gone = std::move( row_[ static_cast<size_t>( i - row_.begin() ) ] );   // as above
-      row_.erase( i );
+      [[maybe_unused]] const Member gone = std::move( row_[ indexOf( i ) ] );   // as above
+      row_.erase( indexOf( i ) );
       ++version_;
       return true;
    }
@@ -88,11 +87,8 @@ class RbTreeMap {
 
     private:
       friend class RbTreeMap;
-      Iterator( const RbTreeMap * map, typename Row::const_iterator at ) noexcept
-            : map_( map ),
-              at_( map->row_.data() + ( at - map->row_.begin() ) ),
-              end_( map->row_.data() + map->row_.size() ),
-              version_( map->version_ ) {
+      Iterator( const RbTreeMap * map, const Member * at ) noexcept
+            : map_( map ), at_( at ), end_( map->row_.end() ), version_( map->version_ ) {
          if( at_ != end_ ) key_ = at_->first;
       }
       const RbTreeMap * map_;
@@ -111,11 +107,27 @@ class RbTreeMap {
    auto end() const noexcept { return row_.end(); }
 
  private:
-   auto lowerBoundImpl( const K & key ) const noexcept {
-      return std::lower_bound( row_.begin(), row_.end(), key, []( const Member & m, const K & k ) { return m.first < k; } );
+   size_t indexOf( const Member * member ) const noexcept { return static_cast<size_t>( member - row_.data() ); }
+   // The first member that `isBefore` does not hold for; it holds for all in front of that.
+   template <class IsBefore>
+   const Member * partitionPoint( IsBefore isBefore ) const noexcept {
+      const Member * at = row_.data();
+      for( size_t left = row_.size(); left != 0; ) {
+         const size_t half = left / 2;
+         if( isBefore( at[ half ] ) ) {
+            at += half + 1;
+            left -= half + 1;
+         } else {
+            left = half;
+         }
+      }
+      return at;
    }
-   auto upperBoundImpl( const K & key ) const noexcept {
-      return std::upper_bound( row_.begin(), row_.end(), key, []( const K & k, const Member & m ) { return k < m.first; } );
+   const Member * lowerBoundImpl( const K & key ) const noexcept {
+      return partitionPoint( [ & ]( const Member & m ) { return m.first < key; } );
+   }
+   const Member * upperBoundImpl( const K & key ) const noexcept {
+      return partitionPoint( [ & ]( const Member & m ) { return !( key < m.first ); } );
    }
 
    Row row_;

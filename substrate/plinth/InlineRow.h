@@ -1,0 +1,115 @@
+/// @file substrate/plinth/InlineRow.h
+/// A row of values, one behind the other in memory, whose first few stand in the row object itself.
+/// The sorted collections keep their members in it: a collection of one or two members then needs no memory of its own, and no step to it.
+/// Ownership: owns its values. Threading: any number of readers, or one writer.
+/// Invariant: values stand in the object while they fit in there, or have never been more; otherwise all of them stand on the heap.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace Plinth {
+
+/// The room in the object; none takes no space.
+template <class T, size_t Inline>
+struct InlineRoom {
+   T * room() noexcept { return reinterpret_cast<T *>( bytes ); }
+   alignas( T ) unsigned char bytes[ Inline * sizeof( T ) ];
+};
+template <class T>
+struct InlineRoom<T, 0> {
+   T * room() noexcept { return nullptr; }
+};
+
+/// The first `Inline` values stand in the object. An insertion or deletion moves the values behind it, and ends the use of pointers.
+/// Errors: std::bad_alloc, which leaves the row as it was.
+template <class T, size_t Inline>
+class InlineRow : private InlineRoom<T, Inline> {
+ public:
+   InlineRow() noexcept : at_( this->room() ) {}
+   InlineRow( const InlineRow & from ) : InlineRow() {
+      reserve( from.size_ );
+      for( const T & value : from ) pushBack( value );
+   }
+   InlineRow( InlineRow && from ) noexcept : InlineRow() { take( from ); }
+   InlineRow & operator=( InlineRow from ) noexcept {
+      swap( from );
+      return *this;
+   }
+   ~InlineRow() { letGo(); }
+
+   size_t size() const noexcept { return size_; }
+   bool empty() const noexcept { return size_ == 0; }
+   const T * data() const noexcept { return at_; }
+   const T * begin() const noexcept { return at_; }
+   const T * end() const noexcept { return at_ + size_; }
+   const T & back() const noexcept { return at_[ size_ - 1 ]; }
+   T & operator[]( size_t index ) noexcept { return at_[ index ]; }
+
+   /// Puts `value` in front of the value at `index`, or at the end.
+   void insert( size_t index, T value ) {
+      reserve( size_ + size_t( 1 ) );
+      if( index == size_ ) return pushBack( std::move( value ) );
+      pushBack( std::move( at_[ size_ - 1 ] ) );
+      for( size_t i = size_ - size_t( 2 ); i > index; --i ) at_[ i ] = std::move( at_[ i - 1 ] );
+      at_[ index ] = std::move( value );
+   }
+   void erase( size_t index ) noexcept {
+      for( size_t i = index + 1; i < size_; ++i ) at_[ i - 1 ] = std::move( at_[ i ] );
+      at_[ --size_ ].~T();
+   }
+   void swap( InlineRow & other ) noexcept {
+      InlineRow mine( std::move( *this ) );
+      take( other );
+      other.take( mine );
+   }
+
+ private:
+   bool onHeap() noexcept { return at_ != this->room(); }
+   template <class V>
+   void pushBack( V && value ) {   // into room that is there
+      new( at_ + size_ ) T( std::forward<V>( value ) );
+      ++size_;
+   }
+   void reserve( size_t count ) {
+      if( count <= capacity_ ) return;
+      const size_t grown = capacity_ + capacity_ * size_t( 3 ) / 5;
+      if( count < grown ) count = grown;
+      T * to = static_cast<T *>( ::operator new( count * sizeof( T ) ) );
+      moveTo( to );
+      if( onHeap() ) ::operator delete( at_ );
+      at_ = to;
+      capacity_ = static_cast<uint32_t>( count );
+   }
+   // Leaves the room of this one without values.
+   void moveTo( T * to ) noexcept {
+      static_assert( std::is_nothrow_move_constructible_v<T> && alignof( T ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
+      for( T * from = at_; from != at_ + size_; ++from, ++to ) {
+         new( to ) T( std::move( *from ) );
+         from->~T();
+      }
+   }
+   // Takes over what `from` holds; this one is empty and not on the heap.
+   void take( InlineRow & from ) noexcept {
+      if( from.onHeap() ) {
+         at_ = std::exchange( from.at_, from.room() );
+         capacity_ = std::exchange( from.capacity_, uint32_t( Inline ) );
+      } else {
+         from.moveTo( at_ );
+      }
+      size_ = std::exchange( from.size_, 0u );
+   }
+   void letGo() noexcept {
+      for( T * value = at_; value != at_ + size_; ++value ) value->~T();
+      if( onHeap() ) ::operator delete( at_ );
+   }
+
+   T * at_;
+   uint32_t size_ = 0;
+   uint32_t capacity_ = Inline;
+};
+
+}   // namespace Plinth
