@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "substrate/quoin/Assert.h"
+#include "substrate/zeugma/Dedup.h"
 #include "substrate/zeugma/HashMix.h"
 
 namespace Gyre {

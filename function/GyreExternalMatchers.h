@@ -27,6 +27,7 @@
 #include "substrate/quoin/Value.h"
 #include "substrate/routemap/ListStatus.h"
 #include "substrate/routemap/TagSetStatus.h"
+#include "substrate/zeugma/Dedup.h"
 
 namespace Gyre {
 

@@ -1,6 +1,7 @@
 /// @file policy/DistanceSetter.h
 #pragma once
 
+#include <ostream>
 #include <string>
 
 #include "policy/Setter.h"

@@ -1,6 +1,8 @@
 /// @file policy/GwMatcher.h
 #pragma once
 
+#include <ostream>
+
 #include "policy/Matcher.h"
 
 namespace Routing::Policy {

@@ -4,7 +4,7 @@
 /// its getters stand more.
 #pragma once
 
-#include <ostream>
+#include <iosfwd>
 
 #include "policy/ResolvedNexthopInfoSet.h"
 #include "routepolicy_export.h"

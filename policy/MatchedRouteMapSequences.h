@@ -10,7 +10,10 @@
 namespace Routing::Policy {
 
 /// Borrowed: good for as long as the caller holds the policy. One match, the common case, allocates nothing.
-using MatchedRouteMapSequences = boost::container::small_vector<const RouteMapSeqStatus *, 1>;
+class MatchedRouteMapSequences final : public boost::container::small_vector<const RouteMapSeqStatus *, 1> {
+ public:
+   using small_vector::small_vector;
+};
 
 /// A match that may be kept and applied later: it holds its sequences. Threading: read only.
 class ROUTEPOLICY_API MatchedRouteMapSequencesSnapshot : public Quoin::Node {

@@ -4,7 +4,7 @@
 /// does by a ReleaseScope. Threading: match() runs on several threads at once; it changes nothing.
 #pragma once
 
-#include <ostream>
+#include <iosfwd>
 
 #include "policy/PolicyTypes.h"
 #include "routepolicy_export.h"

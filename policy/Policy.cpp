@@ -5,6 +5,8 @@
 #include <unordered_set>
 #include <utility>
 
+#include "policy/DecisionObserver.h"
+#include "policy/MatchedRouteMapSequences.h"
 #include "substrate/quoin/Assert.h"
 #include "substrate/trailmark/Trailmark.h"
 
@@ -164,13 +166,8 @@ Noting<Log> noting( Log log, std::reference_wrapper<Observed> observer ) {
    return Noting<Log>( std::move( log ), observer );
 }
 
-}   // namespace
-
-MatchedRouteMapSequencesSnapshot::~MatchedRouteMapSequencesSnapshot() = default;
-PolicyEval::~PolicyEval() = default;
-
-namespace {
-
+using ContextPtr = Quoin::Ptr<PolicyEvalContext>;
+using Matched = boost::container::small_vector_base<const RouteMapSeqStatus *>;   // of any room in the object
 // Of a match that stays inside: with room for what sub route maps, continues and several route maps add to an ordinary one.
 using LocalMatched = boost::container::small_vector<const RouteMapSeqStatus *, 16>;
 
@@ -181,60 +178,57 @@ template <class Stage>
    return stage();
 }
 
-}   // namespace
-
 // Runs a stage of evaluation, under a block timer if the context asks for timers.
 template <class Stage>
-inline auto PolicyEval::timed( const Trailmark::MsgDesc & message, Stage stage ) const {
-   if( !context_ || !context_->enableTrailmark() ) [[likely]]
+inline auto timed( const ContextPtr & context, const Trailmark::MsgDesc & message, Stage stage ) {
+   if( !context || !context->enableTrailmark() ) [[likely]]
       return stage();
    return underTimer( message, stage );
 }
 
 // ---- one route map
 
-bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus,
-                                       MatchedRouteMapSequences * matched ) const {
-   Quoin::ReleaseScope scope;   // a matcher may drop what the walk stands on
-   return evalRouteMap( input, *rmStatus, *matched, NoObserver{} );
-}
-
-bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus, MatchedRouteMapSequences * matched,
-                                       DecisionObserver & observer ) const {
-   Quoin::ReleaseScope scope;
-   return evalRouteMap( input, *rmStatus, *matched, Observed( observer ) );
-}
-
-// Without a context there is nothing to time and nowhere to log: the road of almost every route.
 template <class Observer>
-inline bool PolicyEval::evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
-                                      Observer observer ) const {
-   if( !context_ ) [[likely]]
-      return observer.ended( rmStatus, walkSequences( input, rmStatus, matched, noting( NoLog{}, typename Observer::Ref( observer ) ) ) );
-   return observer.ended( rmStatus, evalRouteMapInContext<Observer>( input, rmStatus, matched, observer ) );
+bool evalRouteMap( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
+                   Observer observer );
+
+// Whether all matchers hold; they are asked up to the first that does not.
+template <class Log>
+inline bool matchersPass( const ContextPtr & context, const MatchInput_ * input, const RouteMapSeqStatus & seq, Log & log ) {
+   for( auto i = seq.matcher().first(); i; i.next() ) {
+      if( i.value()->match( input, context ) ) continue;
+      log.matcherFailed( i.key() );
+      return false;
+   }
+   return true;
 }
 
-template <class Observer>
-bool PolicyEval::evalRouteMapInContext( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
-                                        typename Observer::Ref observer ) const {
-   return timed( evalRouteMapMatchersMsg, [ &, observer ] {
-      if( context_->log() )
-         if( auto log = context_->callStackPeek() )
-            return walkSequences( input, rmStatus, matched, noting( WriteLog( *context_, *log ), observer ) );
-      return walkSequences( input, rmStatus, matched, noting( NoLog{}, observer ) );
+// Whether the sequence's sub route map lets it pass. What that matched stays in `matched` only if it permitted and is not inverted.
+template <class Log>
+bool subRouteMapPasses( const ContextPtr & context, const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub,
+                        Matched & matched, Log & log ) {
+   return timed( context, evalSubRouteMapMatchersMsg, [ & ] {
+      const size_t matchedBefore = matched.size();
+      const bool inverted = seq.subInvert();
+      typename Log::Call call( log );
+      const bool subResult = evalRouteMap( context, input, sub, matched, log.callee( seq, inverted ) );
+      call.returned( subResult, inverted );
+      if( !subResult || inverted ) matched.resize( matchedBefore );
+      return subResult != inverted;
    } );
 }
 
 // The walk, which is the same with and without a log and an observer: `Log` is either log, or either with a note.
 template <class Log>
-bool PolicyEval::walkSequences( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched, Log log ) const {
+bool walkSequences( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched, Log log ) {
    bool continued = false;
    for( auto cursor = rmStatus.seqStatus().first(); cursor; ) {
       const RouteMapSeqStatus & seq = *cursor.value();
       log.visit( cursor.value() );
       const RouteMapStatus * sub;
-      if( !matchersPass( input, seq, log ) ||
-          ( ( sub = seq.subRouteMapRawPtr() ) && !sub->seqStatus().empty() && !subRouteMapPasses( input, seq, *sub, matched, log ) ) ) {
+      if( !matchersPass( context, input, seq, log ) ||
+          ( ( sub = seq.subRouteMapRawPtr() ) && !sub->seqStatus().empty() &&
+            !subRouteMapPasses( context, input, seq, *sub, matched, log ) ) ) {
          cursor.next();
          continue;
       }
@@ -254,42 +248,43 @@ bool PolicyEval::walkSequences( const MatchInput_ * input, const RouteMapStatus 
    return continued;
 }
 
-// Whether all matchers hold; they are asked up to the first that does not.
-template <class Log>
-inline bool PolicyEval::matchersPass( const MatchInput_ * input, const RouteMapSeqStatus & seq, Log & log ) const {
-   for( auto i = seq.matcher().first(); i; i.next() ) {
-      if( i.value()->match( input, context_ ) ) continue;
-      log.matcherFailed( i.key() );
-      return false;
-   }
-   return true;
+template <class Observer>
+bool evalRouteMapInContext( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
+                            typename Observer::Ref observer ) {
+   return timed( context, evalRouteMapMatchersMsg, [ &, observer ] {
+      if( context->log() )
+         if( auto log = context->callStackPeek() )
+            return walkSequences( context, input, rmStatus, matched, noting( WriteLog( *context, *log ), observer ) );
+      return walkSequences( context, input, rmStatus, matched, noting( NoLog{}, observer ) );
+   } );
 }
 
-// Whether the sequence's sub route map lets it pass. What that matched stays in `matched` only if it permitted and is not inverted.
-template <class Log>
-bool PolicyEval::subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub, Matched & matched,
-                                    Log & log ) const {
-   return timed( evalSubRouteMapMatchersMsg, [ & ] {
-      const size_t matchedBefore = matched.size();
-      const bool inverted = seq.subInvert();
-      typename Log::Call call( log );
-      const bool subResult = evalRouteMap( input, sub, matched, log.callee( seq, inverted ) );
-      call.returned( subResult, inverted );
-      if( !subResult || inverted ) matched.resize( matchedBefore );
-      return subResult != inverted;
-   } );
+// Without a context there is nothing to time and nowhere to log: the road of almost every route.
+template <class Observer>
+inline bool evalRouteMap( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
+                          Observer observer ) {
+   if( !context ) [[likely]]
+      return observer.ended( rmStatus,
+                             walkSequences( context, input, rmStatus, matched, noting( NoLog{}, typename Observer::Ref( observer ) ) ) );
+   return observer.ended( rmStatus, evalRouteMapInContext<Observer>( context, input, rmStatus, matched, observer ) );
 }
 
 // ---- setters
 
-void PolicyEval::applyPolicySetters( const MatchedRouteMapSequences * matched, Result_ * result ) const {
-   Quoin::ReleaseScope scope;
-   applySetters( *matched, *result );
+void applyDeferredSetters( Result_ & result ) {
+   std::unordered_set<const Setter *> ran;
+   while( const auto dps = result.dps() ) {   // what runs may register more, and take itself, others or the whole list off
+      auto & deferred = dps->setters();
+      const auto next = std::find_if( deferred.begin(), deferred.end(), [ & ]( const Setter * s ) { return !ran.contains( s ); } );
+      if( next == deferred.end() ) return deferred.clear();
+      ran.insert( *next );
+      ( *next )->deferredSetValue( &result );
+   }
 }
 
-void PolicyEval::applySetters( const Matched & matched, Result_ & result ) const {
+void applySetters( const ContextPtr & context, const Matched & matched, Result_ & result ) {
    try {
-      timed( applyPolicySettersMsg, [ & ] {
+      timed( context, applyPolicySettersMsg, [ & ] {
          for( const RouteMapSeqStatus * seq : matched )
             for( auto i = seq->setter().first(); i; i.next() ) i.value()->setValue( &result );
          if( result.dps() ) [[unlikely]]
@@ -301,115 +296,56 @@ void PolicyEval::applySetters( const Matched & matched, Result_ & result ) const
    }
 }
 
-void PolicyEval::applyDeferredSetters( Result_ & result ) {
-   std::unordered_set<const Setter *> ran;
-   while( const auto dps = result.dps() ) {   // what runs may register more, and take itself, others or the whole list off
-      auto & deferred = dps->setters();
-      const auto next = std::find_if( deferred.begin(), deferred.end(), [ & ]( const Setter * s ) { return !ran.contains( s ); } );
-      if( next == deferred.end() ) return deferred.clear();
-      ran.insert( *next );
-      ( *next )->deferredSetValue( &result );
-   }
-}
-
-// ---- snapshots
-
-Quoin::Ptr<const MatchedRouteMapSequencesSnapshot>
-PolicyEval::evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const {
-   Quoin::ReleaseScope scope;
-   LocalMatched matched;
-   if( !evalRouteMap( &input, *rmStatus, matched, NoObserver{} ) ) return nullptr;
-   auto snapshot = Quoin::makeNode<MatchedRouteMapSequencesSnapshot>();
-   uint32_t index = 0;
-   for( const RouteMapSeqStatus * seq : matched ) snapshot->seqStatusIs( ++index, Quoin::Ptr( seq ) );
-   return snapshot;
-}
-
-void PolicyEval::applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> & snapshot, const Result_ & result ) {
-   if( !snapshot ) return;   // of a deny: nothing to apply
-   Quoin::ReleaseScope scope;
-   LocalMatched matched;
-   for( auto i = snapshot->seqStatus().first(); i; i.next() ) matched.push_back( i.value().get() );
-   applySetters( matched, const_cast<Result_ &>( result ) );
-}
-
 // ---- a list
 
-bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result ) const {
-   return evalAndSet( input, *list, *result, NoObserver{} );
-}
-
-bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result,
-                       DecisionObserver & observer ) const {
-   return evalAndSet( input, *list, *result, Observed( observer ) );
-}
-
-template <class Observer>
-inline bool PolicyEval::evalAndSet( const MatchInput_ * input, const RouteMapStatusList & list, Result_ & result,
-                                    Observer observer ) const {
-   Quoin::ReleaseScope scope;
-   LocalMatched matched;
-   if( !evalList( input, list, matched, nullptr, observer ) ) return false;
-   applySetters( matched, result );
-   return true;
-}
-
-bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
-                                     MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap ) const {
-   Quoin::ReleaseScope scope;
-   return evalList( input, *list, *matched, gyreCtxMap.get(), NoObserver{} );
-}
-
-bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
-                                     MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap,
-                                     DecisionObserver & observer ) const {
-   Quoin::ReleaseScope scope;
-   return evalList( input, *list, *matched, gyreCtxMap.get(), Observed( observer ) );
-}
-
-bool PolicyEval::evalPeerFilter( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input ) const {
-   return evalAsOnlyEntry( rmStatus, input, NoObserver{} );
-}
-
-bool PolicyEval::evalPeerFilter( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input,
-                                 DecisionObserver & observer ) const {
-   return evalAsOnlyEntry( rmStatus, input, Observed( observer ) );
-}
-
-template <class Observer>
-inline bool PolicyEval::evalAsOnlyEntry( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input,
-                                         Observer observer ) const {
-   Quoin::ReleaseScope scope;
-   RouteMapStatusList list;
-   list.rmStatusIs( RmPrecedence::routeMapPrecedence, rmStatus );
-   LocalMatched matched;
-   return evalList( input, list, matched, nullptr, observer );
-}
-
-bool PolicyEval::evalGyre( const Quoin::Ptr<const Gyre::FunctionStatusBase> & function,
-                           const Quoin::Ptr<Gyre::Eval::EvalContextBase> & ctx ) const {
-   Quoin::ReleaseScope scope;
-   RouteMapStatusList list;
-   list.gyreStatusIs( function );
-   const auto map = Gyre::Eval::GyreEvalContextMap::getGyreEvalContextMapWithOneEntry( RmPrecedence::routeMapPrecedence, ctx );
-   LocalMatched matched;
-   return evalList( nullptr, list, matched, map.get(), NoObserver{} );
-}
-
-template <class Observer>
-bool PolicyEval::evalList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
-                           const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) const {
-   if( !context_ && !list.gyreStatus() && !list.gyreStatusMaint() ) [[likely]] {
-      for( auto i = list.rmStatus().first(); i; i.next() )
-         if( !i.value()->seqStatus().empty() && !evalRouteMap( input, *i.value(), matched, observer.entry( i.key() ) ) ) return false;
-      return true;
+bool evalFunction( const PolicyEval & eval, const Gyre::FunctionStatusBase & function, RmPrecedence p, Matched & matched,
+                   const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) {
+   if( function.undefined() ) return false;
+   const auto gyreCtx = gyreCtxMap ? gyreCtxMap->context( p ) : nullptr;
+   QUOIN_ASSERT( gyreCtx && gyreCtx->result(), "gyreCtx->result()" );
+   applySetters( eval.context(), matched, *gyreCtx->result() );
+   matched.clear();   // they must not run a second time
+   gyreCtx->shouldLogEvalIs( eval.shouldLogEval() );
+   struct Flag {
+      Gyre::Eval::EvalContextBase & context;
+      bool on;
+      ~Flag() {
+         if( on ) context.shouldLogEvalIs( false );
+      }
+   } flag{ *gyreCtx, eval.shouldLogEval() };
+   const auto code = function.aet()->evaluate( gyreCtx );
+   if( flag.on ) {
+      auto log = gyreCtx->takeEvaluationLog();   // null from one that keeps none
+      if( log && eval.context() ) eval.context()->evaluationLogEnq( log );
    }
-   return timed( evalPolicyMatchersMsg, [ &, observer ] { return evalWholeList( input, list, matched, gyreCtxMap, observer ); } );
+   return code == Gyre::Eval::ResultCode::permit;
 }
 
 template <class Observer>
-bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
-                                const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) const {
+bool evalListEntry( const PolicyEval & eval, const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status,
+                    Matched & matched, Observer observer ) {
+   if( status->seqStatus().empty() ) return true;   // what has nothing to say neither permits nor denies
+   const ContextPtr & context = eval.context();
+   if( !context ) return evalRouteMap( context, input, *status, matched, observer.entry( p ) );
+   if( !eval.shouldLogEval() || p != RmPrecedence::routeMapPrecedence ) {
+      const PolicyEvalContext::LogPause pause( context );   // a log that a client installed is not for lists
+      return evalRouteMap( context, input, *status, matched, observer.entry( p ) );
+   }
+   // The log goes back to null also when a matcher throws; only a finished one is queued.
+   struct Installed {
+      Quoin::Ptr<PolicyEvalContext> context;
+      ~Installed() { context->logIs( nullptr ); }
+   } installed{ context };
+   const auto log = Quoin::makeNode<PolicyEvaluationLog>( status );
+   installed.context->logIs( log );
+   const bool permit = evalRouteMap( context, input, *status, matched, observer.entry( p ) );
+   installed.context->evaluationLogEnq( log );
+   return permit;
+}
+
+template <class Observer>
+bool evalWholeList( const PolicyEval & eval, const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
+                    const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) {
    const bool gyrePresent = bool( list.gyreStatus() );
    QUOIN_ASSERT( !gyrePresent || gyreCtxMap, "!gyrePresent || gyreCtxMap" );
 
@@ -426,7 +362,7 @@ bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusL
       for( Role & role : roles ) {
          if( !role.pending || precedence < role.before ) continue;
          role.pending = false;
-         const bool permitted = evalFunction( *role.function, role.precedence, matched, gyreCtxMap );
+         const bool permitted = evalFunction( eval, *role.function, role.precedence, matched, gyreCtxMap );
          if( !observer.entry( role.precedence ).ended( *role.function, permitted ) ) return false;
       }
       return true;
@@ -442,54 +378,133 @@ bool PolicyEval::evalWholeList( const MatchInput_ * input, const RouteMapStatusL
       i = list.rmStatus().lowerBound( p );   // the function may have changed the list
       if( !i ) break;
       if( i.key() != p ) continue;
-      if( !displaced( p ) && !evalListEntry( input, p, i.value(), matched, observer ) ) return false;
+      if( !displaced( p ) && !evalListEntry( eval, input, p, i.value(), matched, observer ) ) return false;
       i.next();
    }
    return runPending( ~0u );
 }
 
 template <class Observer>
-bool PolicyEval::evalListEntry( const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status,
-                                Matched & matched, Observer observer ) const {
-   if( status->seqStatus().empty() ) return true;   // what has nothing to say neither permits nor denies
-   if( !context_ ) return evalRouteMap( input, *status, matched, observer.entry( p ) );
-   if( !shouldLogEval_ || p != RmPrecedence::routeMapPrecedence ) {
-      const PolicyEvalContext::LogPause pause( context_ );   // a log that a client installed is not for lists
-      return evalRouteMap( input, *status, matched, observer.entry( p ) );
+bool evalList( const PolicyEval & eval, const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
+               const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) {
+   if( !eval.context() && !list.gyreStatus() && !list.gyreStatusMaint() ) [[likely]] {
+      for( auto i = list.rmStatus().first(); i; i.next() )
+         if( !i.value()->seqStatus().empty() && !evalRouteMap( eval.context(), input, *i.value(), matched, observer.entry( i.key() ) ) )
+            return false;
+      return true;
    }
-   // The log goes back to null also when a matcher throws; only a finished one is queued.
-   struct Installed {
-      Quoin::Ptr<PolicyEvalContext> context;
-      ~Installed() { context->logIs( nullptr ); }
-   } installed{ context_ };
-   const auto log = Quoin::makeNode<PolicyEvaluationLog>( status );
-   installed.context->logIs( log );
-   const bool permit = evalRouteMap( input, *status, matched, observer.entry( p ) );
-   installed.context->evaluationLogEnq( log );
-   return permit;
+   return timed( eval.context(), evalPolicyMatchersMsg,
+                 [ &, observer ] { return evalWholeList( eval, input, list, matched, gyreCtxMap, observer ); } );
 }
 
-bool PolicyEval::evalFunction( const Gyre::FunctionStatusBase & function, RmPrecedence p, Matched & matched,
-                               const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const {
-   if( function.undefined() ) return false;
-   const auto gyreCtx = gyreCtxMap ? gyreCtxMap->context( p ) : nullptr;
-   QUOIN_ASSERT( gyreCtx && gyreCtx->result(), "gyreCtx->result()" );
-   applySetters( matched, *gyreCtx->result() );
-   matched.clear();   // they must not run a second time
-   gyreCtx->shouldLogEvalIs( shouldLogEval_ );
-   struct Flag {
-      Gyre::Eval::EvalContextBase & context;
-      bool on;
-      ~Flag() {
-         if( on ) context.shouldLogEvalIs( false );
-      }
-   } flag{ *gyreCtx, shouldLogEval_ };
-   const auto code = function.aet()->evaluate( gyreCtx );
-   if( flag.on ) {
-      auto log = gyreCtx->takeEvaluationLog();   // null from one that keeps none
-      if( log && context_ ) context_->evaluationLogEnq( log );
-   }
-   return code == Gyre::Eval::ResultCode::permit;
+template <class Observer>
+inline bool evalAndSet( const PolicyEval & eval, const MatchInput_ * input, const RouteMapStatusList & list, Result_ & result,
+                        Observer observer ) {
+   Quoin::ReleaseScope scope;
+   LocalMatched matched;
+   if( !evalList( eval, input, list, matched, nullptr, observer ) ) return false;
+   applySetters( eval.context(), matched, result );
+   return true;
+}
+
+template <class Observer>
+inline bool evalAsOnlyEntry( const PolicyEval & eval, const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input,
+                             Observer observer ) {
+   Quoin::ReleaseScope scope;
+   RouteMapStatusList list;
+   list.rmStatusIs( RmPrecedence::routeMapPrecedence, rmStatus );
+   LocalMatched matched;
+   return evalList( eval, input, list, matched, nullptr, observer );
+}
+
+}   // namespace
+
+MatchedRouteMapSequencesSnapshot::~MatchedRouteMapSequencesSnapshot() = default;
+PolicyEval::~PolicyEval() = default;
+
+// ---- one route map
+
+bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus,
+                                       MatchedRouteMapSequences * matched ) const {
+   Quoin::ReleaseScope scope;   // a matcher may drop what the walk stands on
+   return evalRouteMap( context_, input, *rmStatus, *matched, NoObserver{} );
+}
+
+bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus, MatchedRouteMapSequences * matched,
+                                       DecisionObserver & observer ) const {
+   Quoin::ReleaseScope scope;
+   return evalRouteMap( context_, input, *rmStatus, *matched, Observed( observer ) );
+}
+
+// ---- setters
+
+void PolicyEval::applyPolicySetters( const MatchedRouteMapSequences * matched, Result_ * result ) const {
+   Quoin::ReleaseScope scope;
+   applySetters( context_, *matched, *result );
+}
+
+// ---- snapshots
+
+Quoin::Ptr<const MatchedRouteMapSequencesSnapshot>
+PolicyEval::evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const {
+   Quoin::ReleaseScope scope;
+   LocalMatched matched;
+   if( !evalRouteMap( context_, &input, *rmStatus, matched, NoObserver{} ) ) return nullptr;
+   auto snapshot = Quoin::makeNode<MatchedRouteMapSequencesSnapshot>();
+   uint32_t index = 0;
+   for( const RouteMapSeqStatus * seq : matched ) snapshot->seqStatusIs( ++index, Quoin::Ptr( seq ) );
+   return snapshot;
+}
+
+void PolicyEval::applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> & snapshot, const Result_ & result ) {
+   if( !snapshot ) return;   // of a deny: nothing to apply
+   Quoin::ReleaseScope scope;
+   LocalMatched matched;
+   for( auto i = snapshot->seqStatus().first(); i; i.next() ) matched.push_back( i.value().get() );
+   applySetters( context_, matched, const_cast<Result_ &>( result ) );
+}
+
+// ---- a list
+
+bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result ) const {
+   return evalAndSet( *this, input, *list, *result, NoObserver{} );
+}
+
+bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result,
+                       DecisionObserver & observer ) const {
+   return evalAndSet( *this, input, *list, *result, Observed( observer ) );
+}
+
+bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
+                                     MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap ) const {
+   Quoin::ReleaseScope scope;
+   return evalList( *this, input, *list, *matched, gyreCtxMap.get(), NoObserver{} );
+}
+
+bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
+                                     MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap,
+                                     DecisionObserver & observer ) const {
+   Quoin::ReleaseScope scope;
+   return evalList( *this, input, *list, *matched, gyreCtxMap.get(), Observed( observer ) );
+}
+
+bool PolicyEval::evalPeerFilter( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input ) const {
+   return evalAsOnlyEntry( *this, rmStatus, input, NoObserver{} );
+}
+
+bool PolicyEval::evalPeerFilter( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input,
+                                 DecisionObserver & observer ) const {
+   return evalAsOnlyEntry( *this, rmStatus, input, Observed( observer ) );
+}
+
+bool PolicyEval::evalGyre( const Quoin::Ptr<const Gyre::FunctionStatusBase> & function,
+                           const Quoin::Ptr<Gyre::Eval::EvalContextBase> & ctx ) const {
+   Quoin::ReleaseScope scope;
+   RouteMapStatusList list;
+   list.gyreStatusIs( function );
+   const auto map = Gyre::Eval::GyreEvalContextMap::getGyreEvalContextMapWithOneEntry( RmPrecedence::routeMapPrecedence, ctx );
+   LocalMatched matched;
+   return evalList( *this, nullptr, list, matched, map.get(), NoObserver{} );
 }
 
 // ---- logs

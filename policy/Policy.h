@@ -2,20 +2,18 @@
 /// Applies compiled policy to a route.
 #pragma once
 
-#include "policy/DecisionObserver.h"
 #include "policy/MatchInput.h"
-#include "policy/MatchedRouteMapSequences.h"
 #include "policy/PolicyEvalContext.h"
 #include "policy/Result.h"
 #include "policy/RouteMapStatusList.h"
 #include "routepolicy_export.h"
 #include "substrate/gyre/Eval.h"
 
-namespace Trailmark {
-class MsgDesc;
-}
-
 namespace Routing::Policy {
+
+class DecisionObserver;                   // policy/DecisionObserver.h: for callers who ask what decided
+class MatchedRouteMapSequences;           // policy/MatchedRouteMapSequences.h: for callers who keep a match
+class MatchedRouteMapSequencesSnapshot;   // also there
 
 /// Evaluates routes. An agent keeps one and reuses it; between calls it holds its two attributes and nothing else.
 /// Evaluation reads the policy and never changes it, allocates nothing on the ordinary path, and reports no errors: it answers.
@@ -75,45 +73,11 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    /// The finished logs, oldest first; null without a context.
    const Plinth::Queue<PolicyEvalContext::FinishedLogPtr> * evaluationLogs() const noexcept;
 
- private:
-   using Matched = boost::container::small_vector_base<const RouteMapSeqStatus *>;   // of any room in the object
-   // `Observer` is one that reports, or one that does nothing.
-   template <class Observer>
-   bool evalRouteMap( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched, Observer observer ) const;
-   template <class Observer>
-   bool evalRouteMapInContext( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
-                               typename Observer::Ref observer ) const;
-   template <class Log>
-   bool walkSequences( const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched, Log log ) const;
-   template <class Log>
-   bool matchersPass( const MatchInput_ * input, const RouteMapSeqStatus & seq, Log & log ) const;
-   template <class Log>
-   bool subRouteMapPasses( const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub, Matched & matched,
-                           Log & log ) const;
-   template <class Observer>
-   bool evalAndSet( const MatchInput_ * input, const RouteMapStatusList & list, Result_ & result, Observer observer ) const;
-   template <class Observer>
-   bool evalAsOnlyEntry( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input, Observer observer ) const;
-   template <class Observer>
-   bool evalList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
-                  const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) const;
-   template <class Observer>
-   bool evalWholeList( const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
-                       const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) const;
-   template <class Observer>
-   bool evalListEntry( const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status, Matched & matched,
-                       Observer observer ) const;
-   bool evalFunction( const Gyre::FunctionStatusBase & function, RmPrecedence p, Matched & matched,
-                      const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) const;
-   void applySetters( const Matched & matched, Result_ & result ) const;
-   static void applyDeferredSetters( Result_ & result );
-   template <class Stage>
-   auto timed( const Trailmark::MsgDesc & message, Stage stage ) const;
-
-   bool shouldLogEval_ = false;
-
    /// Where logs go and timers are asked for; null for neither.
    PLINTH_VALUE( context, contextIs, {}, Quoin::Ptr<PolicyEvalContext> );
+
+ private:
+   bool shouldLogEval_ = false;
 };
 
 }   // namespace Routing::Policy

@@ -4,7 +4,7 @@
 #pragma once
 
 #include <cstddef>
-#include <ostream>
+#include <iosfwd>
 #include <vector>
 
 #include "policy/PolicyTypes.h"

@@ -1,6 +1,8 @@
 /// @file policy/RouteMetricSetter.h
 #pragma once
 
+#include <ostream>
+
 #include "policy/Setter.h"
 
 namespace Routing::Policy {

@@ -3,7 +3,7 @@
 /// Ownership: shared by the sequences that use it. Threading: setters run on several threads at once, each on its own result.
 #pragma once
 
-#include <ostream>
+#include <iosfwd>
 
 #include "policy/PolicyTypes.h"
 #include "policy/Result.h"

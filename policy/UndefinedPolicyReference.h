@@ -2,8 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <ostream>
+#include <iosfwd>
 
+#include "routepolicy_export.h"
 #include "substrate/quoin/Value.h"
 
 namespace Routing::Policy {
@@ -25,9 +26,7 @@ struct UndefinedPolicyReferenceBitfield {
    friend constexpr bool operator==( UndefinedPolicyReferenceBitfield, UndefinedPolicyReferenceBitfield ) = default;
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<UndefinedPolicyReferenceBitfield>( a, b ); }
    constexpr uint32_t hash() const noexcept { return value; }
-   friend std::ostream & operator<<( std::ostream & os, UndefinedPolicyReferenceBitfield bits ) {
-      return os << ( bits.value ? Quoin::bitsText( bits.value, nameOf ) : "none" );
-   }
+   friend ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, UndefinedPolicyReferenceBitfield bits );
 
  private:
    static constexpr const char * nameOf( Bit bit ) noexcept {

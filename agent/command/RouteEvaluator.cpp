@@ -1,6 +1,8 @@
 #include "command/RouteEvaluator.h"
 
 #include "command/PolicyFiles.h"
+#include "policy/DecisionObserver.h"
+#include "policy/MatchedRouteMapSequences.h"
 #include "text/Printable.h"
 
 namespace Agent {

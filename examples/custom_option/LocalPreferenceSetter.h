@@ -1,6 +1,7 @@
 /// @file examples/custom_option/LocalPreferenceSetter.h
 #pragma once
 
+#include <ostream>
 #include <string>
 
 #include "BgpRoute.h"

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <ostream>
+#include <iosfwd>
+
+#include "routepolicy_export.h"
 
 namespace Acl {
 
@@ -12,8 +14,6 @@ enum class MatchPermit : uint8_t { deny = 0, permit = 1 };
 constexpr const char * stringValue( MatchPermit p ) noexcept {
    return p == MatchPermit::permit ? "permit" : "deny";
 }
-inline std::ostream & operator<<( std::ostream & os, MatchPermit p ) {
-   return os << stringValue( p );
-}
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, MatchPermit p );
 
 }   // namespace Acl

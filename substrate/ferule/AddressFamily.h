@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <ostream>
+#include <iosfwd>
 
 #include "routepolicy_export.h"
 #include "substrate/quoin/String.h"

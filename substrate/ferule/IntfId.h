@@ -3,10 +3,10 @@
 
 #include <compare>
 #include <cstdint>
-#include <functional>
-#include <ostream>
+#include <iosfwd>
 #include <string>
 
+#include "routepolicy_export.h"
 #include "substrate/quoin/String.h"
 #include "substrate/quoin/Value.h"
 
@@ -22,7 +22,7 @@ class IntfId {
    friend constexpr auto operator<=>( const IntfId &, const IntfId & ) = default;
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<IntfId>( a, b ); }
    Quoin::String toStrep() const { return Quoin::String( std::to_string( id_ ) ); }
-   friend std::ostream & operator<<( std::ostream & os, const IntfId & intf ) { return os << intf.toStrep(); }
+   friend ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const IntfId & intf );
 
  private:
    uint32_t id_ = 0;

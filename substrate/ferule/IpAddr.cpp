@@ -2,7 +2,9 @@
 
 #include <arpa/inet.h>
 
+#include <array>
 #include <optional>
+#include <ostream>
 #include <string>
 
 #include "substrate/quoin/Exception.h"

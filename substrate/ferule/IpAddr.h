@@ -3,10 +3,9 @@
 /// leading bits is a shift. Texts are those of inet_pton and inet_ntop. Threading: plain values.
 #pragma once
 
-#include <array>
 #include <compare>
 #include <cstdint>
-#include <ostream>
+#include <iosfwd>
 #include <string_view>
 
 #include "routepolicy_export.h"

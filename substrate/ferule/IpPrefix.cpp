@@ -1,5 +1,6 @@
 #include "substrate/ferule/IpPrefix.h"
 
+#include <ostream>
 #include <string>
 
 #include "substrate/quoin/Decimal.h"

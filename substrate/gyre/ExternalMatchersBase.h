@@ -2,7 +2,7 @@
 #pragma once
 
 #include "routepolicy_export.h"
-#include "substrate/zeugma/Dedup.h"
+#include "substrate/zeugma/DedupHandle.h"
 #include "substrate/zeugma/DumpContext.h"
 
 namespace Gyre {

@@ -5,7 +5,6 @@
 /// Invariant: the stack that a release needs does not grow with the length of the chain that it releases.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
 #include "routepolicy_export.h"
@@ -34,7 +33,7 @@ class ROUTEPOLICY_API Node {
    /// One more use. Threading: as ThreadControl says.
    void incUse() const noexcept {
       if( ThreadControl::threaded() )
-         std::atomic_ref( uses_ ).fetch_add( 1, std::memory_order_relaxed );
+         __atomic_fetch_add( &uses_, 1, __ATOMIC_RELAXED );
       else
          ++uses_;
    }
@@ -42,7 +41,7 @@ class ROUTEPOLICY_API Node {
    /// Drops one use; the last one runs lastUserGone() and destroys the object.
    void decUseImpl() const noexcept {
       if( ThreadControl::threaded() ) {
-         if( std::atomic_ref( uses_ ).fetch_sub( 1, std::memory_order_acq_rel ) == 1 ) release();
+         if( __atomic_fetch_sub( &uses_, 1, __ATOMIC_ACQ_REL ) == 1 ) release();
       } else if( --uses_ == 0 ) {
          release();
       }
@@ -50,14 +49,13 @@ class ROUTEPOLICY_API Node {
 
    /// One more use, unless the last one has gone already; for tables that hold nodes weakly. False then.
    bool incUseUnlessGone() const noexcept {
-      std::atomic_ref uses( uses_ );
-      uint32_t now = uses.load( std::memory_order_relaxed );
-      while( now != 0 && !uses.compare_exchange_weak( now, now + 1, std::memory_order_relaxed ) ) {}
+      uint32_t now = useCount();
+      while( now != 0 && !__atomic_compare_exchange_n( &uses_, &now, now + 1, true, __ATOMIC_RELAXED, __ATOMIC_RELAXED ) ) {}
       return now != 0;
    }
 
    /// Present count of uses; a snapshot when other threads hold the node.
-   uint32_t useCount() const noexcept { return std::atomic_ref( uses_ ).load( std::memory_order_relaxed ); }
+   uint32_t useCount() const noexcept { return __atomic_load_n( &uses_, __ATOMIC_RELAXED ); }
 
    /// The node's flag word: bits that a class may use as it likes, but for the three highest, which stay 0. Initially 0.
    uint32_t nodeFlag() const noexcept { return flags_ & kClassBits; }
@@ -81,7 +79,7 @@ class ROUTEPOLICY_API Node {
    static constexpr uint32_t kInHook = 1u << 29;    // lastUserGone() runs
    static constexpr uint32_t kClassBits = kInHook - 1;
 
-   mutable uint32_t uses_;
+   mutable uint32_t uses_;   // by compiler built-ins: <atomic> would double what a user of this header compiles
    mutable uint32_t flags_;
 };
 

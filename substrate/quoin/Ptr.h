@@ -5,9 +5,8 @@
 #include <compare>
 #include <concepts>
 #include <cstddef>
-#include <functional>
-#include <ostream>
 #include <type_traits>
+#include <typeindex>   // std::hash, at the least cost
 #include <utility>
 
 #include "substrate/quoin/Node.h"

@@ -64,19 +64,20 @@ Publisher::~Publisher() {
       c->list = nullptr;
    }
    while( list_->first ) list_->unlink( list_->first );
+   delete list_;
 }
 
 void Publisher::subscriberAdd( Subscriber * subscriber, bool active ) {
    if( !subscriber ) Plinth::throwMutatorArgNullPointerException( "Publisher::subscriberAdd" );
-   if( !list_ ) list_ = std::make_unique<Subscriber::List>();
+   if( !list_ ) list_ = new Subscriber::List;
    subscriber->active_ = active;
-   if( subscriber->list_ == list_.get() ) return;
+   if( subscriber->list_ == list_ ) return;
    if( subscriber->list_ ) subscriber->list_->unlink( subscriber );
    list_->append( subscriber );
 }
 
 void Publisher::subscriberRemove( Subscriber * subscriber ) noexcept {
-   if( list_ && subscriber && subscriber->list_ == list_.get() ) list_->unlink( subscriber );
+   if( list_ && subscriber && subscriber->list_ == list_ ) list_->unlink( subscriber );
 }
 
 void Publisher::deliver( const Change & change ) {

@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "routepolicy_export.h"
 
@@ -81,7 +80,7 @@ class ROUTEPOLICY_API Publisher {
 
  private:
    void deliver( const Change & change );
-   std::unique_ptr<Subscriber::List> list_;   // made for the first subscriber
+   Subscriber::List * list_ = nullptr;   // owned; created for the first subscriber
 };
 
 }   // namespace Quoin

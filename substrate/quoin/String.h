@@ -5,12 +5,12 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <ostream>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "routepolicy_export.h"
 #include "substrate/quoin/Value.h"
 
 namespace Quoin {
@@ -41,7 +41,7 @@ class String {
    friend bool operator==( const String & a, const char * b ) noexcept { return a.text_ == b; }
    friend std::strong_ordering operator<=>( const String & a, const String & b ) noexcept { return a.text_ <=> b.text_; }
    friend String operator+( const String & a, const String & b ) { return String( a.text_ + b.text_ ); }
-   friend std::ostream & operator<<( std::ostream & os, const String & s ) { return os << s.text_; }
+   friend ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const String & s );
 
  private:
    std::string text_;

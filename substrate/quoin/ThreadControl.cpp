@@ -2,6 +2,6 @@
 
 namespace Quoin {
 
-std::atomic<bool> ThreadControl::forced_{ false };
+bool ThreadControl::forced_ = false;
 
 }   // namespace Quoin

@@ -2,8 +2,6 @@
 /// Decides at run time whether use counts are atomic.
 #pragma once
 
-#include <atomic>
-
 #if __has_include( <sys/single_threaded.h> )
 #include <sys/single_threaded.h>
 #define QUOIN_HAS_SINGLE_THREADED 1
@@ -23,7 +21,7 @@ class ROUTEPOLICY_API ThreadControl {
    /// True when counts must be atomic. Threading: any.
    static bool threaded() noexcept {
 #if QUOIN_HAS_SINGLE_THREADED
-      return !__libc_single_threaded || forced_.load( std::memory_order_relaxed );
+      return !__libc_single_threaded || __atomic_load_n( &forced_, __ATOMIC_RELAXED );
 #else
       return true;
 #endif
@@ -31,11 +29,11 @@ class ROUTEPOLICY_API ThreadControl {
 
    /// Forces atomic counts, or leaves the choice to the C library again. Threading: call it while there is one thread.
    static void threadedIs( bool threaded ) noexcept {
-      forced_.store( threaded, std::memory_order_relaxed );
+      __atomic_store_n( &forced_, threaded, __ATOMIC_RELAXED );
    }
 
  private:
-   static std::atomic<bool> forced_;
+   static bool forced_;
 };
 
 }   // namespace Quoin

@@ -1,6 +1,7 @@
 #include "substrate/routemap/Options.h"
 
 #include <array>
+#include <ostream>
 #include <string>
 
 namespace Routing::RouteMap {

@@ -4,7 +4,7 @@
 #pragma once
 
 #include <cstdint>
-#include <ostream>
+#include <iosfwd>
 
 #include "routepolicy_export.h"
 

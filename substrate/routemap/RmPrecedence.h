@@ -3,9 +3,9 @@
 
 #include <compare>
 #include <cstdint>
-#include <ostream>
-#include <string>
+#include <iosfwd>
 
+#include "routepolicy_export.h"
 #include "substrate/quoin/Value.h"
 
 namespace Routing::RouteMap {
@@ -30,7 +30,7 @@ class RmPrecedence {
    friend constexpr auto operator<=>( RmPrecedence, RmPrecedence ) = default;
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<RmPrecedence>( a, b ); }
    constexpr uint32_t hash() const noexcept { return value_; }
-   friend std::ostream & operator<<( std::ostream & os, RmPrecedence p ) { return os << std::to_string( p.value_ ); }
+   friend ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, RmPrecedence p );
 
  private:
    uint8_t value_ = 0;

@@ -1,5 +1,7 @@
 #include "substrate/routemap/RouteMapFeatures.h"
 
+#include <ostream>
+
 namespace Routing::RouteMap {
 
 namespace {

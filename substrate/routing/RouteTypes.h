@@ -3,8 +3,9 @@
 #pragma once
 
 #include <cstdint>
-#include <ostream>
-#include <string>
+#include <iosfwd>
+
+#include "routepolicy_export.h"
 
 namespace Routing {
 
@@ -14,9 +15,7 @@ using RoutePreference = uint8_t;   // administrative distance; whoever prints it
 /// The protocol that a route comes from, by its number; 0 is none. Text: the number in decimal.
 enum class RouteProto : uint32_t {};
 
-inline std::ostream & operator<<( std::ostream & os, RouteProto p ) {
-   return os << std::to_string( uint32_t( p ) );
-}
+ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, RouteProto p );
 
 namespace Fib {
 /// The kind of an IPv4 route in the forwarding table, from 1 on.

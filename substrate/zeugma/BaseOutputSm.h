@@ -22,7 +22,7 @@
 /// it hears nothing more. A handler that has written to what others hear of looks at zombieReactors() before it goes on.
 #pragma once
 
-#include <ostream>
+#include <iosfwd>
 #include <utility>
 
 #include "routepolicy_export.h"

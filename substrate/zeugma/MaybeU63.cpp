@@ -1,6 +1,7 @@
 #include "substrate/zeugma/MaybeU63.h"
 
 #include <functional>
+#include <ostream>
 #include <string>
 
 #include "substrate/quoin/Decimal.h"

@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstdint>
-#include <ostream>
+#include <iosfwd>
 #include <string_view>
 
 #include "routepolicy_export.h"

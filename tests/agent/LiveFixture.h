@@ -10,6 +10,7 @@
 
 #include "live/AgentRoute.h"
 #include "live/LivePolicy.h"
+#include "policy/MatchedRouteMapSequences.h"
 #include "policy/Policy.h"
 #include "tests/agent/PolicyModel.h"
 

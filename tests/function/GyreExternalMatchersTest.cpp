@@ -20,6 +20,7 @@
 
 #include "function/GyreTypes.h"
 #include "substrate/plinth/Exception.h"
+#include "substrate/zeugma/Dedup.h"
 #include "substrate/zeugma/HashMix.h"
 #include "tests/policy/ListFixtures.h"
 #include "tests/substrate/zeugma/AllocationCount.h"

@@ -1,5 +1,6 @@
 // Access lists from their configuration to the verdict of a route map: random edits between the slices of their compilation, against a
 // linear scan; and by hand, what a route map sees of a list at every step of its life.
+#include "policy/MatchedRouteMapSequences.h"
 #include "tests/model/AccessListModel.h"
 
 #include <map>

@@ -29,6 +29,7 @@
 #include "compile/CommonHelpers.h"
 #include "compile/RouteMapConfigSm.h"
 #include "compile/RouteMapLoopDetect.h"
+#include "policy/MatchedRouteMapSequences.h"
 #include "policy/Policy.h"
 #include "policy/RoutingPolicyAcl.h"
 #include "policy/TagSetMatcher.h"

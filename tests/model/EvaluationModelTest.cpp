@@ -2,6 +2,7 @@
 //    ROUTEPOLICY_MODEL_CASES=100000   random policies per test, instead of each test's own number, 1500 to 10000 in a release
 //    ROUTEPOLICY_MODEL_SEED=4711      the first policy's seed; the others follow
 #include "tests/model/EvaluationModel.h"
+#include "policy/MatchedRouteMapSequences.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -14,10 +14,12 @@
 #include <utility>
 #include <vector>
 
+#include "policy/DecisionObserver.h"
 #include "policy/DistanceSetter.h"
 #include "policy/GwMatcher.h"
 #include "policy/InterfaceMatcher.h"
 #include "policy/IsisInstanceMatcher.h"
+#include "policy/MatchedRouteMapSequences.h"
 #include "policy/NexthopMatcher.h"
 #include "policy/NexthopPrefixMatcher.h"
 #include "policy/OspfInstanceMatcher.h"

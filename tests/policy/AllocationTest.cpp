@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include "policy/DistanceSetter.h"
+#include "policy/MatchedRouteMapSequences.h"
 #include "policy/Policy.h"
 #include "policy/PrefixListMatcher.h"
 #include "policy/RouteMetricMatcher.h"

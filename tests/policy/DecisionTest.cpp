@@ -6,7 +6,9 @@
 
 #include <gmock/gmock.h>
 
+#include "policy/DecisionObserver.h"
 #include "policy/DistanceSetter.h"
+#include "policy/MatchedRouteMapSequences.h"
 #include "policy/Policy.h"
 #include "policy/TagMatcher.h"
 #include "tests/policy/EvalFixtures.h"

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 
 #include "policy/DistanceSetter.h"
+#include "policy/MatchedRouteMapSequences.h"
 #include "policy/RouteMetricSetter.h"
 #include "policy/TagMatcher.h"
 #include "substrate/trailmark/Trailmark.h"

@@ -11,6 +11,7 @@
 
 #include <gmock/gmock.h>
 
+#include "policy/MatchedRouteMapSequences.h"
 #include "substrate/quoin/DisplayPointer.h"
 #include "substrate/trailmark/Trailmark.h"
 #include "tests/policy/EvalFixtures.h"
