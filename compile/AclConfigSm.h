@@ -20,8 +20,6 @@ class ROUTEPOLICY_API AclConfigSm final : public Zeugma::BaseOutputSm {
                 const Quoin::Ptr<Plinth::Clock> & clock );
    ~AclConfigSm() override;
 
-   using IpConfigSms = Zeugma::NestedSms<Acl::AclType, IpAclTypeConfigSm>::Machines;
-
    void formatDerivedType( std::ostream & os ) const override;
    /// All types, as they stand.
    void handleConfig();
@@ -31,7 +29,6 @@ class ROUTEPOLICY_API AclConfigSm final : public Zeugma::BaseOutputSm {
    const Quoin::Ptr<const Acl::Input::Config> & config() const noexcept { return config_; }
    /// The symbols of the lists that there are, and of those whose type has gone.
    const Quoin::Ptr<Routing::RouteMap::AllIpAccessListSymbol> & ipAclSymbolTable() const noexcept { return ipAclSymbolTable_; }
-   const IpConfigSms & ipConfigSm() const noexcept { return ipConfigSm_.machines(); }
 
  private:
    void handleChangeMissed() override;
@@ -43,7 +40,9 @@ class ROUTEPOLICY_API AclConfigSm final : public Zeugma::BaseOutputSm {
    Quoin::Ptr<Routing::RetiredTries> retiredTries_;
    Quoin::Ptr<Routing::RouteMap::AllIpAccessListSymbol> ipAclSymbolTable_;
    Zeugma::Reactor<AclConfigSm> configReactor_{ *this, &AclConfigSm::handleTypes };
-   Zeugma::NestedSms<Acl::AclType, IpAclTypeConfigSm> ipConfigSm_{ *this };
+
+   /// By the type of the lists.
+   ZEUGMA_NESTED_SMS( ipConfigSm, Acl::AclType, IpAclTypeConfigSm );
 };
 
 }   // namespace Routing::Policy

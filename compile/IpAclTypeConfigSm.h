@@ -20,8 +20,6 @@ class ROUTEPOLICY_API IpAclTypeConfigSm final : public Zeugma::BaseOutputSm {
                       const Quoin::Ptr<Plinth::Clock> & clock, const Quoin::Ptr<Routing::RetiredTries> & retiredTries = nullptr );
    ~IpAclTypeConfigSm() override;
 
-   using IpAccessListConfigSms = Zeugma::NestedSms<Quoin::String, IpAclConfigSm>::Machines;
-
    void formatDerivedType( std::ostream & os ) const override;
    /// All lists, as if each had just come.
    void handleIpAccessList();
@@ -33,8 +31,6 @@ class ROUTEPOLICY_API IpAclTypeConfigSm final : public Zeugma::BaseOutputSm {
 
    const Quoin::Ptr<const Acl::Input::AclTypeConfig> & ipConfig() const noexcept { return ipConfig_; }
    const Quoin::Ptr<Routing::RouteMap::AllIpAccessListSymbol> & ipAclSymbolTable() const noexcept { return ipAclSymbolTable_; }
-   /// By the list's name.
-   const IpAccessListConfigSms & ipAccessListConfigSm() const noexcept { return ipAccessListConfigSm_.machines(); }
 
  private:
    void handleChangeMissed() override;
@@ -47,7 +43,9 @@ class ROUTEPOLICY_API IpAclTypeConfigSm final : public Zeugma::BaseOutputSm {
    Quoin::Ptr<Plinth::Clock> clock_;
    Quoin::Ptr<Routing::RetiredTries> retiredTries_;
    Zeugma::Reactor<IpAclTypeConfigSm> ipConfigReactor_{ *this, &IpAclTypeConfigSm::handleIpConfig };
-   Zeugma::NestedSms<Quoin::String, IpAclConfigSm> ipAccessListConfigSm_{ *this };
+
+   /// By the list's name.
+   ZEUGMA_NESTED_SMS( ipAccessListConfigSm, Quoin::String, IpAclConfigSm );
 };
 
 }   // namespace Routing::Policy

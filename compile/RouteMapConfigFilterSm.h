@@ -19,8 +19,6 @@ class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase
                            const Quoin::Ptr<RmConfigFilterSmHelperBase> & filterHelper );
    ~RouteMapConfigFilterSm() override;
 
-   using SeqConfigSms = Zeugma::NestedSms<uint32_t, RmSeqConfigFilterSmBase>::Machines;
-
    void handleRouteMapSeq( uint32_t seqno ) override;
    void handleRouteMapSeq() override;
    void handleVersion() override;
@@ -32,8 +30,6 @@ class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase
    const Quoin::Ptr<RouteMapUpdateNotifier> & routeMapUpdateNotifier() const noexcept { return routeMapUpdateNotifier_; }
    const Quoin::Ptr<RmConfigFilterSmHelperBase> & filterHelper() const noexcept { return filterHelper_; }
    const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList() const noexcept { return routeMapBlockedSequenceList_; }
-   /// By sequence number.
-   const SeqConfigSms & seqConfigSm() const noexcept { return seqConfigSm_.machines(); }
    /// Errors: MutatorArgNullPointerException on null.
    void seqConfigSmIs( const Quoin::Ptr<RmSeqConfigFilterSmBase> & sm );
    void seqConfigSmDel( uint32_t seqno ) { seqConfigSm_.erase( seqno ); }
@@ -51,7 +47,9 @@ class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase
    Quoin::Ptr<RmConfigFilterSmHelperBase> filterHelper_;
    Quoin::Ptr<RouteMapBlockedSequenceList> routeMapBlockedSequenceList_;
    Zeugma::Reactor<RouteMapConfigFilterSm> blockedListReactor_{ *this, &RouteMapConfigFilterSm::handleBlockedList };
-   Zeugma::NestedSms<uint32_t, RmSeqConfigFilterSmBase> seqConfigSm_{ *this };
+
+   /// By sequence number.
+   ZEUGMA_NESTED_SMS( seqConfigSm, uint32_t, RmSeqConfigFilterSmBase );
 };
 
 }   // namespace Routing::Policy

@@ -27,8 +27,6 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
                      const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers );
    ~RouteMapConfigSm() override;
 
-   using FilterSms = Zeugma::NestedSms<Quoin::String, RouteMapConfigFilterSm>::Machines;
-   using SymbolSms = Zeugma::NestedSms<Quoin::String, RouteMapConfigSymbolSm>::Machines;
    using Names = Plinth::HashMap2018<Quoin::String, bool>;
 
    void handleInitialized();
@@ -49,8 +47,6 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    const Quoin::Ptr<RouteMapUpdateNotifier> & routeMapUpdateNotifier() const noexcept { return routeMapUpdateNotifier_; }
    const Quoin::Ptr<RouteMapOpModeNotifier> & routeMapOpModeNotifier() const noexcept { return routeMapOpModeNotifier_; }
    const Quoin::Ptr<RmConfigSymbolReactorColl> & rmConfigSymbolReactorColl() const noexcept { return rmConfigSymbolReactorColl_; }
-   const FilterSms & routeMapConfigFilterSm() const noexcept { return routeMapConfigFilterSm_.machines(); }
-   const SymbolSms & routeMapConfigSymbolSm() const noexcept { return routeMapConfigSymbolSm_.machines(); }
 
    /// The names that the delete task is to take down, and those that it is to build again behind that.
    const Names & pendingDelete() const noexcept { return pendingDelete_; }
@@ -92,8 +88,10 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    Names deferredCreates_;
    std::unique_ptr<Zeugma::Task> routeMapDeleteTask_;
    Zeugma::Reactor<RouteMapConfigSm> rmConfigReactor_{ *this, &RouteMapConfigSm::handleRmConfig };
-   Zeugma::NestedSms<Quoin::String, RouteMapConfigFilterSm> routeMapConfigFilterSm_{ *this };
-   Zeugma::NestedSms<Quoin::String, RouteMapConfigSymbolSm> routeMapConfigSymbolSm_{ *this };
+
+   /// The two machines of each route map, by its name.
+   ZEUGMA_NESTED_SMS( routeMapConfigFilterSm, Quoin::String, RouteMapConfigFilterSm );
+   ZEUGMA_NESTED_SMS( routeMapConfigSymbolSm, Quoin::String, RouteMapConfigSymbolSm );
 };
 
 /// Makes the machine, which compiles what there is, and switches it on.

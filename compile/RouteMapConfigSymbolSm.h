@@ -59,6 +59,8 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers() const noexcept { return matchAggRoleUsers_; }
    /// By sequence number, ascending.
    const SeqConfigSms & seqConfigSm() const noexcept { return seqConfigSm_.machines(); }
+   /// Null when the route map has no such sequence.
+   Quoin::Ptr<RmSeqConfigSymbolSmBase> seqConfigSm( uint32_t seqno ) const { return seqConfigSm_.find( seqno ); }
    /// Errors: MutatorArgNullPointerException on null.
    void seqConfigSmIs( uint32_t seqno, const Quoin::Ptr<RmSeqConfigSymbolSmBase> & sm ) { seqConfigSm_.put( seqno, sm ); }
    void seqConfigSmDel( uint32_t seqno ) { seqConfigSm_.erase( seqno ); }

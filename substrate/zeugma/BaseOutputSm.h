@@ -208,3 +208,18 @@ class NestedSm final : private SmPart {
 };
 
 }   // namespace Zeugma
+
+// clang-format off
+
+/// Machines that are nested in the class's own by their key: readers `foo` of all of them, and of the one that a key has, null for none.
+/// The class writes them through `foo##_`. It stands where the member is to stand, mostly last; it starts and ends in `public:`.
+#define ZEUGMA_NESTED_SMS( foo, Key, ... )                                                                        \
+ public:                                                                                                          \
+   const ::Zeugma::NestedSms<Key, __VA_ARGS__>::Machines & foo() const noexcept { return foo##_.machines(); }     \
+                                                                                                                  \
+ private:                                                                                                         \
+   ::Zeugma::NestedSms<Key, __VA_ARGS__> foo##_{ *this };                                                         \
+                                                                                                                  \
+ public:                                                                                                          \
+   ::Quoin::Ptr<__VA_ARGS__> foo( const Key & key ) const { return foo##_.find( key ); }
+// clang-format on

@@ -211,7 +211,7 @@ TEST_F( RouteMapConfigSmTest, aRouteMapIsBuiltInTheWriteThatAddsIt ) {
    EXPECT_THAT( steps, ElementsAre( "symbol not current", "copy not current filtered", "reactor not current filtered filter" ) );
    EXPECT_TRUE( whole( "RM1", true ) );
    EXPECT_EQ( machine->allRmSymbol()->symbol( "RM1" ), known ) << "the table's";
-   EXPECT_EQ( ( *machine->routeMapConfigSymbolSm().find( "RM1" ) )->rmSymbol(), known );
+   EXPECT_EQ( machine->routeMapConfigSymbolSm( "RM1" )->rmSymbol(), known );
    EXPECT_EQ( ( *machine->routeMapConfigSymbolSm().find( "RM1" ) )->routeMap(), filtered->routeMap( "RM1" ) ) << "the filtered one";
    EXPECT_EQ( ( *machine->routeMapConfigFilterSm().find( "RM1" ) )->routeMap(), raw->routeMap( "RM1" ) );
    EXPECT_EQ( ( *machine->routeMapConfigFilterSm().find( "RM1" ) )->filteredRmConfig(), filtered->routeMap( "RM1" ) );

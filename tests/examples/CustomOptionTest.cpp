@@ -307,7 +307,7 @@ TEST_F( CustomOptionTest, standsBesideTheCommonOptions ) {
    EXPECT_EQ( publications(), 1u );
    EXPECT_EQ( evaluate( { 1 }, 8 ), 200u ) << "the list moved behind the edit";
    in->mapEntry( 10 )->matchRuleDel( MatchOption::matchTagSet );
-   const auto sequence = *machine->routeMapConfigSymbolSm().find( "IN" )->get()->seqConfigSm().find( 10 );
+   const auto sequence = machine->routeMapConfigSymbolSm( "IN" )->seqConfigSm( 10 );
    EXPECT_EQ( sequence->sequenceChange()->matcherChange().count(), 1u ) << "the edit of one option is none of the other";
    declare();
    EXPECT_EQ( evaluate( { 1 }, 9 ), 200u );

@@ -820,6 +820,24 @@ TEST_F( BaseOutputSmTest, nestedMachinesAreFoundByTheirKey ) {
    EXPECT_EQ( two->useCount(), 1u );
 }
 
+TEST_F( BaseOutputSmTest, aNestedMachineIsReadByItsKey ) {
+   class OwnerSm final : public BaseOutputSm {
+    public:
+      explicit OwnerSm( const Ptr<ProbeSm> & sm ) { probeSm_.put( 7, sm ); }
+      ~OwnerSm() override { stop(); }
+
+    private:
+      void handleChangeMissed() override {}
+      ZEUGMA_NESTED_SMS( probeSm, int, ProbeSm );
+   };
+   const auto probe = makeNode<ProbeSm>( story );
+   const auto owner = makeSm<OwnerSm>( probe );
+   EXPECT_EQ( owner->probeSm( 7 ), probe );
+   EXPECT_EQ( owner->probeSm( 8 ), nullptr );
+   EXPECT_EQ( owner->probeSm().count(), 1u );
+   EXPECT_EQ( flagsOf( *probe ), "on" );
+}
+
 TEST_F( BaseOutputSmDeathTest, aMachineMayLeaveItsOwnerWhileItIsSwitchedOn ) {
    EXPECT_EXIT(
       {
