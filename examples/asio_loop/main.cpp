@@ -9,7 +9,7 @@
 #include "AsioLoop.h"
 #include "compile/PolicyRoot.h"
 #include "policy/PrefixListMatcher.h"
-#include "substrate/plinth/NotifieeConst.h"
+#include "substrate/plinth/Subscription.h"
 #include "substrate/routemap/PrefixListProducer.h"
 
 namespace {
@@ -19,7 +19,7 @@ using Routing::RouteMap::PrefixListProducer;
 using Routing::RouteMap::PrefixListSymbol;
 
 /// Counts the routes that a prefix list permits, anew whenever it changes.
-class RouteCounter final : private Plinth::NotifieeConst {
+class RouteCounter final {
  public:
    RouteCounter( const Quoin::Ptr<const PrefixListSymbol> & list, const Quoin::Ptr<Zeugma::TaskScheduler> & scheduler,
                  std::function<void()> handleCounted )
@@ -28,17 +28,9 @@ class RouteCounter final : private Plinth::NotifieeConst {
            handleCounted_( std::move( handleCounted ) ) {
       for( uint32_t i = 0; i < 200'000; ++i )
          routes_.emplace_back( Ferule::IpGenAddr( Ferule::IpAddr( 10u << 24 | i << 6 ) ), uint8_t( 26 ) );
-      notifierIs( list->notifier() );
-      hasNotificationActiveIs( true );
    }
 
  private:
-   // Inside the write: only takes note.
-   void handleChange( const Quoin::Change & ) override {
-      next_ = permitted_ = 0;
-      task_.scheduleTask();
-   }
-
    // In the loop's own time.
    void handleTask() {
       const Routing::Policy::PrefixListMatcher matcher( list_->name(), list_->status() );
@@ -62,6 +54,11 @@ class RouteCounter final : private Plinth::NotifieeConst {
    std::vector<Ferule::IpGenPrefix> routes_;
    size_t next_ = 0;
    size_t permitted_ = 0;
+   // Inside the write: only takes note.
+   Plinth::Subscription published_{ *list_->notifier(), [ this ]( const Quoin::Change & ) {
+                                      next_ = permitted_ = 0;
+                                      task_.scheduleTask();
+                                   } };
 };
 
 /// The operator: some time after all has been counted, enters the next line.
