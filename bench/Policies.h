@@ -5,6 +5,7 @@
 #include <string>
 
 #include "bench/Yardsticks.h"
+#include "policy/DecisionObserver.h"
 #include "policy/Policy.h"
 
 namespace Bench {
