@@ -1,5 +1,9 @@
 #include "compile/RouteMapConfigSm.h"
 
+#include <algorithm>
+#include <unordered_map>
+#include <vector>
+
 #include "substrate/plinth/EveryStep.h"
 #include "substrate/plinth/Trace.h"
 #include "substrate/quoin/Assert.h"
@@ -17,6 +21,51 @@ namespace {
 const Plinth::TraceHandle trace( "RouteMapConfigSm" );
 const Trailmark::MsgDesc createTimer( "RouteMapConfigSm::routeMapConfigSymbolSmIs" );
 
+// How deep the calls below a route map go: a caller is deeper than all of its callees. Each route map is walked once.
+class CallDepths {
+ public:
+   explicit CallDepths( const Config & config ) : config_( config ) {}
+
+   size_t of( const Quoin::String & name ) {
+      const Map * start = mapOf( name );
+      if( !start ) return 0;
+      enter( *start );
+      while( !path_.empty() ) {
+         Call & call = path_.back();
+         if( !call.entry ) {
+            path_.pop_back();
+            continue;
+         }
+         const Map * callee = mapOf( call.entry.value()->subRouteMap().name );
+         if( callee && enter( *callee ) ) continue;   // and comes back to this entry
+         if( callee ) depth_[ call.map ] = std::max( depth_[ call.map ], depth_[ callee ] + 1 );
+         call.entry.next();
+      }
+      return depth_[ start ];
+   }
+
+ private:
+   struct Call {
+      const Map * map;
+      decltype( std::declval<const Map::MapEntries &>().first() ) entry;
+   };
+
+   const Map * mapOf( const Quoin::String & name ) const {
+      const auto * found = name.empty() ? nullptr : config_.routeMap().find( name );
+      return found ? found->get() : nullptr;
+   }
+   // False if it has been entered before.
+   bool enter( const Map & map ) {
+      if( !depth_.emplace( &map, 0 ).second ) return false;
+      path_.push_back( { &map, map.mapEntry().first() } );
+      return true;
+   }
+
+   const Config & config_;
+   std::unordered_map<const Map *, size_t> depth_;
+   std::vector<Call> path_;
+};
+
 }   // namespace
 
 RouteMapConfigSm::RouteMapConfigSm( const Quoin::Ptr<const Config> & rmConfig, const Quoin::Ptr<Config> & filteredRmConfig,
@@ -32,7 +81,8 @@ RouteMapConfigSm::RouteMapConfigSm( const Quoin::Ptr<const Config> & rmConfig, c
         rmConfigSymbolHelper_( rmConfigSymbolHelper ),
         rmUpdateTaskScheduler_( rmUpdateTaskScheduler ),
         matchAggRoleUsers_( matchAggRoleUsers ),
-        allRmSymbol_( allRouteMapSymbolFactory() ) {
+        allRmSymbol_( allRouteMapSymbolFactory() ),
+        deferred_( makeNode<DeferredPublications>( rmConfig ) ) {
    QUOIN_ASSERT( rmConfig_, "rmConfig()" );
    QUOIN_ASSERT( filteredRmConfig_, "filteredRmConfig()" );
    QUOIN_ASSERT( policyRoot_, "policyRoot()" );
@@ -45,6 +95,7 @@ RouteMapConfigSm::RouteMapConfigSm( const Quoin::Ptr<const Config> & rmConfig, c
 
 RouteMapConfigSm::~RouteMapConfigSm() {
    stop();
+   deferred_->taskIs( nullptr );
 }
 
 void RouteMapConfigSm::handleInitialized() {
@@ -54,6 +105,7 @@ void RouteMapConfigSm::handleInitialized() {
    rmConfigSymbolReactorColl_ = makeNode<RmConfigSymbolReactorColl>();
    routeMapDeleteTask_ = std::make_unique<Zeugma::Task>( rmUpdateTaskScheduler_, Zeugma::TaskPriority::routeMap, "RouteMapDelete",
                                                          [ this ] { handleRouteMapDeleteTask(); } );
+   deferred_->taskIs( routeMapDeleteTask_.get() );
    filteredRmConfig_->routeMapDelAll();
    handleRouteMaps();
 }
@@ -68,6 +120,7 @@ void RouteMapConfigSm::handleChangeMissed() {
       handleRouteMap( name );
    }
    handleRouteMaps();
+   handleEdits();
 }
 
 void RouteMapConfigSm::handleRouteMaps() {
@@ -78,7 +131,13 @@ void RouteMapConfigSm::handleRmConfig( const Quoin::Change & change ) {
    switch( Config::Field( change.field ) ) {
       case Config::Field::routeMap: return handleRouteMap( Quoin::String( Plinth::keyOf<Quoin::String>( change ) ) );
       case Config::Field::routeMapOpMode: return handleRouteMapOpMode();
+      case Config::Field::edits: return handleEdits();
    }
+}
+
+// The last edit scope has closed.
+void RouteMapConfigSm::handleEdits() {
+   if( deferred_->isPending() ) deferred_->scheduleTask();
 }
 
 void RouteMapConfigSm::handleRouteMap( const Quoin::String & name ) {
@@ -111,7 +170,7 @@ void RouteMapConfigSm::createRouteMap( const Quoin::String & name ) {
       const Trailmark::BlockTimer timer( createTimer );
       PLINTH_TRACE( trace, level8 ) << "creating routeMapConfigSymbolSm " << name;
       routeMapConfigSymbolSmIs( output, symbol, policyRoot_, reactor, rmConfigSymbolHelper_, routeMapOpModeNotifier_,
-                                rmUpdateTaskScheduler_, matchAggRoleUsers_ );
+                                rmUpdateTaskScheduler_, matchAggRoleUsers_, deferred_ );
    }
    if( !rmConfig_->routeMap().find( name ) ) handleRouteMap( name );   // it went before there was anything to take down
 }
@@ -129,9 +188,15 @@ void RouteMapConfigSm::routeMapConfigSymbolSmIs( const Quoin::Ptr<Map> & output,
 void RouteMapConfigSm::pendingDeleteIs( const Quoin::String & name, bool value ) {
    const bool written = pendingDelete_.put( name, value );
    if( !routeMapDeleteTask_ ) return;
+   if( deferred_->isEdited() ) return deferred_->scheduleTask();
    // A name that stands there has a task that is due, unless the wake-up callback threw.
    const bool due = routeMapDeleteTask_->taskScheduled() || routeMapDeleteTask_->taskCurrentlyRunning();
    if( written || !due ) routeMapDeleteTask_->scheduleTask();
+}
+
+// Whether a run of the delete task, which holds the machine, takes the next route map: others want it, and no edit scope is open.
+bool RouteMapConfigSm::goesOn() const {
+   return useCount() > 1 && !deferred_->isEdited();
 }
 
 // Counts one route map as done; whether the task must come to an end.
@@ -140,29 +205,49 @@ bool RouteMapConfigSm::yieldsBehind( uint64_t & done ) {
    return routeMapDeleteTask_->taskShouldYield();
 }
 
-// What throws in the midst of it takes nothing from the other names, and from the report.
+// What throws in the midst of it takes nothing from the other names, and from the report. A reaction may open an edit scope: then the
+// rest is put off once more.
 void RouteMapConfigSm::handleRouteMapDeleteTask() {
+   if( deferred_->isEdited() ) return deferred_->scheduleTask();
    const Quoin::Ptr<RouteMapConfigSm> self( this );
-   const auto isWanted = [ this ] { return useCount() > 1; };   // by others than this call
    uint64_t done = 0;
    bool yields = false;
    Plinth::EveryStep step;
-   for( auto i = pendingDelete_.safeIterator(); i && !yields && isWanted(); i.next() ) {
+   for( auto i = pendingDelete_.safeIterator(); i && !yields && goesOn(); i.next() ) {
       step( [ & ] { deleteRouteMap( i.key() ); } );
       yields = yieldsBehind( done );
    }
-   for( auto i = deferredCreates_.safeIterator(); i && !yields && isWanted(); i.next() ) {
+   for( auto i = deferredCreates_.safeIterator(); i && !yields && goesOn(); i.next() ) {
       const Quoin::String name = i.key();
       PLINTH_TRACE( trace, level8 ) << "deferred create rmName: " << name;
       step( [ & ] { handleRouteMap( name ); } );
       if( !pendingDelete_.find( name ) ) deferredCreatesDel( name );   // else it has been put off once more
       yields = yieldsBehind( done );
    }
+   if( !yields && pendingDelete_.empty() && deferredCreates_.empty() ) handleDeferred( done, step );
    routeMapDeleteTask_->taskWorkCountInc( done );
-   const size_t left = pendingDelete_.count() + deferredCreates_.count();
+   const size_t left = pendingDelete_.count() + deferredCreates_.count() + deferred_->routeMap().size();
    routeMapDeleteTask_->taskWorkPendingIs( left );
-   if( left != 0 ) step( [ & ] { routeMapDeleteTask_->scheduleTask(); } );
+   if( left == 0 )
+      deferred_->isPendingIs( false );
+   else if( !deferred_->isEdited() )   // else the end of the scope schedules it
+      step( [ & ] { routeMapDeleteTask_->scheduleTask(); } );
    step.finish();
+}
+
+// What edit scopes have put off, with the callers that it reaches. All of it is decided in ascending depth, so that each
+// route map is published when all of its callees have been.
+void RouteMapConfigSm::handleDeferred( uint64_t & done, Plinth::EveryStep & step ) {
+   CallDepths depths( *filteredRmConfig_ );
+   std::set<std::pair<size_t, Quoin::String>> waiting;
+   for( bool yields = false; !yields && goesOn(); ) {
+      for( const auto & name : deferred_->takeAll() ) waiting.emplace( depths.of( name ), name );
+      if( waiting.empty() ) return;
+      const auto next = waiting.extract( waiting.begin() );
+      if( const auto sm = routeMapConfigSymbolSm_.find( next.value().second ) ) step( [ & ] { sm->handleDeferred(); } );
+      yields = yieldsBehind( done );
+   }
+   for( const auto & [ depth, name ] : waiting ) deferred_->routeMapIs( name );
 }
 
 void RouteMapConfigSm::deleteRouteMap( const Quoin::String & rmName ) {

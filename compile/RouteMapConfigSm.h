@@ -14,7 +14,8 @@ namespace Routing::Policy {
 ///    ... edit `config`, let the scheduler run ...
 ///    root->routeMapTable()->symbol( "IN" )->rmStatus()      // what evaluation reads
 ///
-/// A route map that goes is taken down by a task, not in the write: until then, evaluation has its old status.
+/// A route map that is deleted is taken down by a task, not in the write: until then, evaluation has its old status. While an edit scope
+/// (Routing::RouteMap::ConfigEdit) is open on the configuration, nothing is published; what was put off, the delete task does.
 /// Ownership: the agent's. It writes all of the filtered configuration. Threading: the activity thread.
 class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
  public:
@@ -62,6 +63,9 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
  private:
    void handleChangeMissed() override;
    void handleRmConfig( const Quoin::Change & change );
+   void handleEdits();
+   void handleDeferred( uint64_t & done, Plinth::EveryStep & step );
+   bool goesOn() const;
    void handleRouteMaps();
    void createRouteMap( const Quoin::String & name );
    template <class... Args>
@@ -81,6 +85,7 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    Quoin::Ptr<Zeugma::TaskScheduler> rmUpdateTaskScheduler_;
    Quoin::Ptr<MatchAggregateRoleUsers> matchAggRoleUsers_;
    Quoin::Ptr<AllRouteMapSymbol> allRmSymbol_;
+   Quoin::Ptr<DeferredPublications> deferred_;
    Quoin::Ptr<RouteMapUpdateNotifier> routeMapUpdateNotifier_;
    Quoin::Ptr<RmConfigSymbolReactorColl> rmConfigSymbolReactorColl_;
    Quoin::Ptr<RouteMapOpModeNotifier> routeMapOpModeNotifier_;

@@ -31,13 +31,11 @@ uint32_t versionOf( const PolicySymbol * symbol ) {
 
 RmConfigSymbolSmHelperBase::~RmConfigSymbolSmHelperBase() = default;
 
-RouteMapConfigSymbolSm::RouteMapConfigSymbolSm( const Quoin::Ptr<const Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
-                                                const Quoin::Ptr<PolicyRoot> & policyRoot,
-                                                const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
-                                                const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
-                                                const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
-                                                const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
-                                                const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers )
+RouteMapConfigSymbolSm::RouteMapConfigSymbolSm(
+   const Quoin::Ptr<const Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<PolicyRoot> & policyRoot,
+   const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor, const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
+   const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier, const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
+   const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers, const Quoin::Ptr<DeferredPublications> & deferred )
       : RouteMapConfigSmBase( routeMap ),
         rmSymbol_( rmSymbol ),
         policyRoot_( policyRoot ),
@@ -45,7 +43,8 @@ RouteMapConfigSymbolSm::RouteMapConfigSymbolSm( const Quoin::Ptr<const Map> & ro
         rmConfigSymbolHelper_( rmConfigSymbolHelper ),
         routeMapOpModeNotifier_( routeMapOpModeNotifier ),
         rmUpdateTaskScheduler_( rmUpdateTaskScheduler ),
-        matchAggRoleUsers_( matchAggRoleUsers ) {
+        matchAggRoleUsers_( matchAggRoleUsers ),
+        deferred_( deferred ) {
    QUOIN_ASSERT( rmSymbol_, "rmSymbol()" );
    QUOIN_ASSERT( rmConfigSymbolReactor_, "rmConfigSymbolReactor()" );
    QUOIN_ASSERT( rmConfigSymbolHelper_, "rmConfigSymbolHelper()" );
@@ -83,13 +82,13 @@ void RouteMapConfigSymbolSm::handleInitialized() {
 void RouteMapConfigSymbolSm::handleChangeMissed() {
    handleMissedSeqs( seqConfigSm(), [ this ]( uint32_t seqno ) { deleteSeq( seqno ); } );
    handleVersion();
-   if( !rmConfigSymbolReactor_->pendingUpdate().empty() || !rmSymbol_->statusCurrent() ) routeMapSymbolUpdateTask_->scheduleTask();
+   if( !rmConfigSymbolReactor_->pendingUpdate().empty() || !rmSymbol_->statusCurrent() ) scheduleUpdateTask();
 }
 
 void RouteMapConfigSymbolSm::handleReactor( const Quoin::Change & change ) {
    switch( RmConfigSymbolReactor::Field( change.field ) ) {
       case RmConfigSymbolReactor::Field::reevaluate: return handleVersion();
-      case RmConfigSymbolReactor::Field::pendingUpdate: rmSymbol_->statusCurrentIs( false ); routeMapSymbolUpdateTask_->scheduleTask();
+      case RmConfigSymbolReactor::Field::pendingUpdate: rmSymbol_->statusCurrentIs( false ); return scheduleUpdateTask();
    }
 }
 
@@ -114,11 +113,44 @@ bool RouteMapConfigSymbolSm::putOff( Asked what ) noexcept {
 void RouteMapConfigSymbolSm::doWhatWasPutOff() {
    const auto asked = std::exchange( asked_, Asked::nothing );
    if( asked == Asked::nothing || zombieReactors() ) return;
-   if( !rmConfigSymbolReactor_->pendingUpdate().empty() ) routeMapSymbolUpdateTask_->scheduleTask();   // its run may have been put off
+   if( !rmConfigSymbolReactor_->pendingUpdate().empty() ) scheduleUpdateTask();   // its run may have been put off
    if( asked == Asked::compile )
       handleVersion();
    else
       maybeUpdateRmStatusAndSymbol();
+}
+
+// ---- edit scopes
+
+// Whether the decision to publish is put off: a scope is open, or has closed and the route map's turn has not come.
+bool RouteMapConfigSymbolSm::isDeferred() const noexcept {
+   return deferred_ && ( deferred_->isEdited() || ( deferred_->isPending() && !inTurn_ ) );
+}
+
+void RouteMapConfigSymbolSm::defer() {
+   deferred_->routeMapIs( name() );
+   rmSymbol_->statusCurrentIs( false );
+}
+
+void RouteMapConfigSymbolSm::scheduleUpdateTask() {
+   if( isDeferred() )
+      defer();
+   else
+      routeMapSymbolUpdateTask_->scheduleTask();
+}
+
+void RouteMapConfigSymbolSm::handleDeferred() {
+   const Quoin::Ptr<RouteMapConfigSymbolSm> self( this );
+   const struct Turn {
+      explicit Turn( bool & is ) : is_( is ) { is_ = true; }
+      ~Turn() { is_ = false; }
+      bool & is_;
+   } turn( inTurn_ );
+   if( zombieReactors() ) return;
+   if( isFirstAndEmpty() )
+      publishEmpty();
+   else
+      handleRouteMapSymbolUpdateTask();
 }
 
 // ---- sequences come and go
@@ -179,11 +211,7 @@ Quoin::Ptr<SeqUndefinedReferencesOptionTracker> RouteMapConfigSymbolSm::trackerO
 void RouteMapConfigSymbolSm::handleVersion() {
    if( putOff( Asked::compile ) ) return;
    const bool nothingListed = modifiedRmSeqStatusList_->seqStatus().empty();
-   if( !rmSymbol_->rmStatus() && routeMap() && routeMap()->version() != 0 && nothingListed ) {
-      auto empty = makeNode<RouteMapStatus>( routeMap()->name() );
-      empty->undefinedReferencesIs( {} );
-      return rmSymbol_->updateAndNotify( empty );
-   }
+   if( isFirstAndEmpty() ) return isDeferred() ? defer() : publishEmpty();
    if( rmSymbol_->rmStatus() && !hasModifiedSequence() && nothingListed ) {
       PLINTH_TRACE( trace, level8 ) << "No modified sequences, skipping symbol update";
       if( rmConfigSymbolReactor_->pendingUpdate().empty() ) rmSymbol_->statusCurrentIs( true );
@@ -192,6 +220,17 @@ void RouteMapConfigSymbolSm::handleVersion() {
    addChangesToModifiedSeqStatusList();
    PLINTH_TRACE( trace, level8 ) << "changes added to " << name();
    maybeUpdateRmStatusAndSymbol();
+}
+
+// Declared, without sequences, and never published.
+bool RouteMapConfigSymbolSm::isFirstAndEmpty() const {
+   return !rmSymbol_->rmStatus() && routeMap() && routeMap()->version() != 0 && modifiedRmSeqStatusList_->seqStatus().empty();
+}
+
+void RouteMapConfigSymbolSm::publishEmpty() {
+   auto empty = makeNode<RouteMapStatus>( routeMap()->name() );
+   empty->undefinedReferencesIs( {} );
+   rmSymbol_->updateAndNotify( empty );
 }
 
 bool RouteMapConfigSymbolSm::hasModifiedSequence() const {
@@ -369,6 +408,7 @@ void RouteMapConfigSymbolSm::addPending( ModifiedRouteMapSeqStatus & entry, cons
 void RouteMapConfigSymbolSm::handleRouteMapSymbolUpdateTask() {
    const Quoin::Ptr<RouteMapConfigSymbolSm> self( this );
    if( zombieReactors() || putOff( Asked::decision ) ) return;
+   if( isDeferred() ) return defer();
    PLINTH_TRACE( trace, level8 ) << name() << " symbol update task";
    for( auto i = rmConfigSymbolReactor_->pendingUpdate().safeIterator(); i; i.next() ) addPendingUpdate( i.key() );
    maybeUpdateRmStatusAndSymbol();
@@ -391,7 +431,9 @@ void RouteMapConfigSymbolSm::addPendingUpdate( uint32_t seqno ) {
 
 void RouteMapConfigSymbolSm::maybeUpdateRmStatusAndSymbol() {
    if( zombieReactors() || putOff( Asked::decision ) ) return;
-   if( modifiedRmSeqStatusList_->seqStatus().empty() ) {
+   if( isDeferred() ) {
+      defer();
+   } else if( modifiedRmSeqStatusList_->seqStatus().empty() ) {
       if( rmConfigSymbolReactor_->pendingUpdate().empty() ) rmSymbol_->statusCurrentIs( true );
       PLINTH_TRACE( trace, level8 ) << "No change to route map";
    } else if( hasRmPolicySymbolProcessingCompleted() ) {
@@ -414,7 +456,7 @@ bool RouteMapConfigSymbolSm::isAwaited( const Quoin::Ptr<const PolicySymbol> & s
 // next, before the task runs.
 void RouteMapConfigSymbolSm::handleAwaited( const Quoin::Change & change ) {
    if( change.field != Quoin::FieldId( PolicySymbol::Field::statusCurrent ) ) return;
-   if( static_cast<const PolicySymbol &>( *awaitedReactor_.notifier() ).statusCurrent() ) routeMapSymbolUpdateTask_->scheduleTask();
+   if( static_cast<const PolicySymbol &>( *awaitedReactor_.notifier() ).statusCurrent() ) scheduleUpdateTask();
 }
 
 template <class SymbolLists>
@@ -555,9 +597,9 @@ Quoin::Ptr<RouteMapConfigSymbolSm> routeMapConfigSymbolSmFactory(
    const Quoin::Ptr<const Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<PolicyRoot> & policyRoot,
    const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor, const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
    const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier, const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
-   const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers ) {
+   const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers, const Quoin::Ptr<DeferredPublications> & deferred ) {
    return Zeugma::makeSm<RouteMapConfigSymbolSm>( routeMap, rmSymbol, policyRoot, rmConfigSymbolReactor, rmConfigSymbolHelper,
-                                                  routeMapOpModeNotifier, rmUpdateTaskScheduler, matchAggRoleUsers );
+                                                  routeMapOpModeNotifier, rmUpdateTaskScheduler, matchAggRoleUsers, deferred );
 }
 
 }   // namespace Routing::Policy

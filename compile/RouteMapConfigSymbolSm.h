@@ -1,6 +1,7 @@
 /// @file compile/RouteMapConfigSymbolSm.h
 #pragma once
 
+#include "compile/DeferredPublications.h"
 #include "compile/PolicyRoot.h"
 #include "compile/RouteMapConfigSmBase.h"
 #include "compile/RouteMapNotifiers.h"
@@ -30,14 +31,15 @@ class ROUTEPOLICY_API RmConfigSymbolSmHelperBase : public Quoin::Node {
 /// Threading: the activity thread.
 class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase {
  public:
-   /// `matchAggRoleUsers` may be null; the route map and the notifier are null only where nothing asks for them. Errors: a null in
-   /// any other place ends the process.
+   /// `matchAggRoleUsers` and `deferred` may be null; the route map and the notifier are null only where nothing asks for them. Errors: a
+   /// null in any other place ends the process. Without `deferred`, edit scopes put nothing off.
    RouteMapConfigSymbolSm( const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
                            const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
                            const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
                            const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
                            const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
-                           const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers );
+                           const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers,
+                           const Quoin::Ptr<DeferredPublications> & deferred = nullptr );
    ~RouteMapConfigSymbolSm() override;
 
    using SeqConfigSms = Zeugma::NestedSms<uint32_t, RmSeqConfigSymbolSmBase>::Machines;
@@ -48,6 +50,8 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    void handleVersion() override;
    void handleInitialized() override;
    void handleRouteMapSymbolUpdateTask();
+   /// Decides what edit scopes have put off. Called when no scope is open, callees before callers.
+   void handleDeferred();
 
    const Quoin::Ptr<RouteMapSymbol> & rmSymbol() const noexcept { return rmSymbol_; }
    const Quoin::Ptr<PolicyRoot> & policyRoot() const noexcept { return policyRoot_; }
@@ -87,6 +91,11 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    Quoin::Ptr<const RouteMapSeqStatus> published( uint32_t seqno ) const;
    Quoin::Ptr<SeqUndefinedReferencesOptionTracker> trackerOf( uint32_t seqno ) const;
    bool putOff( Asked what ) noexcept;
+   bool isDeferred() const noexcept;
+   void defer();
+   void scheduleUpdateTask();
+   bool isFirstAndEmpty() const;
+   void publishEmpty();
    void doWhatWasPutOff();
    void createSeq( uint32_t seqno );
    void deleteSeq( uint32_t seqno );
@@ -123,23 +132,24 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    Quoin::Ptr<const RouteMapOpModeNotifier> routeMapOpModeNotifier_;
    Quoin::Ptr<Zeugma::TaskScheduler> rmUpdateTaskScheduler_;
    Quoin::Ptr<MatchAggregateRoleUsers> matchAggRoleUsers_;   // may be null
+   Quoin::Ptr<DeferredPublications> deferred_;               // may be null
    Quoin::Ptr<UndefinedReferenceSeq> undefinedReferenceSeq_;
    Quoin::Ptr<ModifiedRouteMapSeqStatusList> modifiedRmSeqStatusList_;
    std::unique_ptr<Zeugma::Task> routeMapSymbolUpdateTask_;
    Zeugma::Reactor<RouteMapConfigSymbolSm> symbolReactorReactor_{ *this, &RouteMapConfigSymbolSm::handleReactor };
    Zeugma::Reactor<RouteMapConfigSymbolSm> awaitedReactor_{ *this, &RouteMapConfigSymbolSm::handleAwaited };   // what holds the gate
    Zeugma::NestedSms<uint32_t, RmSeqConfigSymbolSmBase> seqConfigSm_{ *this };
-   Asked asked_ = Asked::nothing;   // while a step was under way
+   Asked asked_ = Asked::nothing;   // while a step was in progress
    bool inStep_ = false;
+   bool inTurn_ = false;   // in handleDeferred()
 };
 
 /// Makes the machine, which compiles at once, and switches it on.
-ROUTEPOLICY_API Quoin::Ptr<RouteMapConfigSymbolSm>
-routeMapConfigSymbolSmFactory( const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
-                               const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
-                               const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
-                               const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
-                               const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
-                               const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers );
+ROUTEPOLICY_API Quoin::Ptr<RouteMapConfigSymbolSm> routeMapConfigSymbolSmFactory(
+   const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
+   const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
+   const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
+   const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier, const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler,
+   const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers, const Quoin::Ptr<DeferredPublications> & deferred = nullptr );
 
 }   // namespace Routing::Policy

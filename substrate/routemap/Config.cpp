@@ -1,8 +1,30 @@
 #include "substrate/routemap/Config.h"
 
+#include <utility>
+
+#include "substrate/plinth/Exception.h"
+
 namespace Routing::RouteMap {
 
 Map::~Map() = default;
 Config::~Config() = default;
+
+ConfigEdit::ConfigEdit( const Quoin::Ptr<Config> & config ) : config_( config ) {
+   if( !config_ ) Plinth::throwMutatorArgNullPointerException( "ConfigEdit" );
+   ++config_->edits_;
+}
+
+ConfigEdit::~ConfigEdit() {
+   try {
+      close();
+   } catch( ... ) {   // the caller had close() for that
+   }
+}
+
+void ConfigEdit::close() {
+   const auto config = std::exchange( config_, nullptr );
+   if( !config || --config->edits_ != 0 ) return;
+   config->publisher_.publishChange( Quoin::FieldId( Config::Field::edits ) );
+}
 
 }   // namespace Routing::RouteMap
