@@ -15,13 +15,16 @@ using namespace Routing::Policy;
 
 class LivePolicy::Impl {
  public:
-   // Access lists are compiled before the rest is written, so that each route map that is edited is published once.
+   // Nothing is published before all is written and the access lists are compiled, so that each route map is published once.
    ApplyReport apply( PolicyText text ) {
       const auto start = std::chrono::steady_clock::now();
       ApplyReport report;
-      report.edits = lists_.apply( text_, text );
-      runClock();
-      report.edits += routeMaps_.apply( text_, text );
+      {
+         const auto edit = routeMaps_.editScope();
+         report.edits = lists_.apply( text_, text );
+         report.edits += routeMaps_.apply( text_, text );
+         runClock();
+      }
       text_ = std::move( text );
       scheduler_->runUntilIdle();
       report.republished = routeMaps_.republished();

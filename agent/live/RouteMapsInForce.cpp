@@ -78,14 +78,6 @@ class SequenceEdit {
    size_t edits_ = 0;
 };
 
-// A sequence that goes is published at once, unless another has a change that is not declared yet: so that many are published together,
-// with whatever else is edited, one that stays gets a change that comes to nothing.
-void holdPublication( MapEntry & entry ) {
-   const auto action = entry.permit();
-   entry.permitIs( action == MatchPermit::permit ? MatchPermit::deny : MatchPermit::permit );
-   entry.permitIs( action );
-}
-
 }   // namespace
 
 RouteMapsInForce::RouteMapsInForce( const Ptr<AgentRoot> & root, const Ptr<Zeugma::TaskScheduler> & scheduler )
@@ -115,26 +107,23 @@ size_t RouteMapsInForce::routeMapDel( const std::string & name ) {
    return 1;
 }
 
-// What comes and what changes first, and then what goes: see holdPublication().
 size_t RouteMapsInForce::routeMapIs( const std::string & name, const RouteMapText & was, const RouteMapText & is ) {
    static const SequenceText kNone;
    auto & inForce = inForce_[ name ];
    if( !inForce.map ) inForce = { config_->routeMapIs( name ), root_->routeMapTable()->symbol( name ), nullptr };
    Map & map = *inForce.map;
-   std::vector<uint32_t> gone;
    size_t edits = 0;
    forEachDifference( was.sequences, is.sequences, [ & ]( uint32_t seqno, const SequenceText * old, const SequenceText * sequence ) {
-      if( !sequence ) return gone.push_back( seqno );
+      if( !old || !sequence ) ++edits;
+      if( !sequence ) {
+         map.mapEntryDel( seqno );
+         setters_->sequenceDel( name, seqno );
+         return;
+      }
       edits += SequenceEdit( *map.mapEntryIs( seqno ), *setters_->of( name, seqno ) ).apply( old ? *old : kNone, *sequence );
-      if( !old ) ++edits;
    } );
-   if( !gone.empty() && !is.sequences.empty() ) holdPublication( *map.mapEntryIs( is.sequences.begin()->first ) );
-   for( const uint32_t seqno : gone ) {
-      map.mapEntryDel( seqno );
-      setters_->sequenceDel( name, seqno );
-   }
    map.versionIs( map.version() + 1 );
-   return edits + gone.size();
+   return edits;
 }
 
 std::vector<std::string> RouteMapsInForce::republished() {

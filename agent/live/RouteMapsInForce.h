@@ -18,6 +18,8 @@ class RouteMapsInForce {
  public:
    RouteMapsInForce( const Quoin::Ptr<AgentRoot> & root, const Quoin::Ptr<Zeugma::TaskScheduler> & scheduler );
 
+   /// While such a scope is open, no route map is published, whatever lists and route maps do.
+   Routing::RouteMap::ConfigEdit editScope() const { return Routing::RouteMap::ConfigEdit( config_ ); }
    /// Writes what differs, and declares each route map that does once. They are compiled when the scheduler is idle.
    /// Gives the number of clauses, sequences and whole route maps that were written or taken out.
    size_t apply( const PolicyText & before, const PolicyText & after );
