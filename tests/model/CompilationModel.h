@@ -11,6 +11,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <map>
 #include <memory>
@@ -553,8 +554,12 @@ class Program {
       if( listsStart == 3 ) acls_.start();
    }
 
+   /// From now on, edit scopes open and close at random.
+   void useScopes() { usesScopes_ = true; }
+
    void run( int edits ) {
       for( int i = 0; i < edits && !testing::Test::HasFailure(); ++i ) {
+         if( usesScopes_ ) openOrCloseScope();
          edit();
          EXPECT_FALSE( copyHasCycle() );
          if( chance( 4 ) ) raise( pick( kMaps ) );
@@ -585,6 +590,7 @@ class Program {
       if( !testing::Test::HasFailure() ) checkFreshCompile();
       if( !testing::Test::HasFailure() ) checkEvaluation();
       if( !testing::Test::HasFailure() ) checkCounts();
+      hasSettled_ = inside_ == Inside::nothing;
    }
 
    /// Takes everything away, in one of several orders: then nobody holds anything any more.
@@ -894,6 +900,32 @@ class Program {
       return false;
    }
 
+   // ---- edit scopes
+
+   // At times one stands from a settled state to the next: then its end publishes each map once.
+   void openOrCloseScope() {
+      if( hasSettled_ && chance( 2 ) ) {
+         ofWholeBatch_.emplace();
+         for( unsigned i = 0; i < kMaps; ++i ) ( *ofWholeBatch_ )[ i ] = watched_[ i ].publications;
+         scopes_.push_back( std::make_unique<ConfigEdit>( agent_.config ) );
+      } else if( scopes_.size() < 3 && chance( 4 ) ) {
+         scopes_.push_back( std::make_unique<ConfigEdit>( agent_.config ) );
+      } else if( scopes_.size() > ( ofWholeBatch_ ? 1 : 0 ) && chance( 3 ) ) {
+         scopes_.pop_back();
+      }
+      hasSettled_ = false;
+   }
+   // Runs all tasks; a map that was deleted and created again is published twice.
+   void closeScopes() {
+      std::array<unsigned, kMaps> most{};
+      for( unsigned i = 0; i < kMaps; ++i ) most[ i ] = agent_.machine->pendingDelete().find( mapName( i ) ) ? 2 : 1;
+      scopes_.clear();
+      while( agent_.scheduler->runOne() ) {}
+      if( !ofWholeBatch_ ) return;
+      for( unsigned i = 0; i < kMaps; ++i ) EXPECT_LE( watched_[ i ].publications - ( *ofWholeBatch_ )[ i ], most[ i ] ) << mapName( i );
+      ofWholeBatch_.reset();
+   }
+
    // ---- what is published, when it is
 
    void watch() {
@@ -921,6 +953,7 @@ class Program {
       auto & watched = watched_[ i ];
       const auto status = watched.symbol->rmStatus();
       ++watched.publications;
+      EXPECT_TRUE( scopes_.empty() ) << mapName( i ) << " was published while an edit scope is open";
       watched.hadSequences = status && ( watched.hadSequences || !status->seqStatus().empty() );
       EXPECT_TRUE( watched.symbol->statusCurrent() || hearing_ ) << mapName( i );
       if( agent_.aggregateUsers && ( watched.hadSequences || !status ) ) {
@@ -1076,7 +1109,7 @@ class Program {
             m->versionIs( highestVersion_ += 1000 );   // none that was deferred once
             touched_.erase( i );
          }
-      while( agent_.scheduler->runOne() ) {}
+      closeScopes();
       settling_ = false;
    }
 
@@ -1622,6 +1655,10 @@ class Program {
    Watched watched_[ kMaps ];
    uint32_t highestVersion_ = 0;
    bool settling_ = false, hearing_ = false;
+   bool usesScopes_ = false;
+   bool hasSettled_ = false;   // and nothing has been edited since
+   std::vector<std::unique_ptr<ConfigEdit>> scopes_;
+   std::optional<std::array<unsigned, kMaps>> ofWholeBatch_;   // what had been published when its scope opened
 };
 
 }   // namespace CompilationModel

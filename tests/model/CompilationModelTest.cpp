@@ -19,13 +19,14 @@ unsigned numberOf( const char * variable, unsigned otherwise ) {
 
 constexpr int kEdits = 150;
 
-void runPrograms( unsigned share, Inside inside ) {
+void runPrograms( unsigned share, Inside inside, bool scopes = false ) {
    const unsigned first = numberOf( "COMPILATION_SEED", 1 );
    const unsigned programs = std::getenv( "COMPILATION_SEED" ) ? 1 : numberOf( "COMPILATION_PROGRAMS", 1200 ) / share;
    uint64_t publications = 0;
    for( unsigned seed = first; seed < first + programs; ++seed ) {
       SCOPED_TRACE( "COMPILATION_SEED=" + std::to_string( seed ) );
       Program program( seed, {}, inside );
+      if( scopes ) program.useScopes();
       program.run( kEdits );
       publications += program.publications();
       if( testing::Test::HasFailure() ) return;
@@ -43,6 +44,10 @@ TEST( CompilationModel, whatIsPublishedIsWhatIsConfigured ) {
 
 TEST( CompilationModel, thingsMayComeAndGoInsideANotification ) {
    runPrograms( 4, Inside::everything );
+}
+
+TEST( CompilationModel, editScopesPutPublicationOff ) {
+   runPrograms( 3, Inside::everything, true );
 }
 
 /// A configuration of one map with one sequence, and something to do inside the next publication of that map.
