@@ -20,13 +20,13 @@
 #include "policy/PrefixListMatcher.h"
 #include "routepolicy_export.h"
 #include "substrate/gyre/ExternalMatchersBase.h"
+#include "substrate/lists/ListStatus.h"
+#include "substrate/lists/TagSetStatus.h"
 #include "substrate/plinth/Attribute.h"
 #include "substrate/plinth/DynArray.h"
 #include "substrate/plinth/PlainRecord.h"
 #include "substrate/quoin/String.h"
 #include "substrate/quoin/Value.h"
-#include "substrate/routemap/ListStatus.h"
-#include "substrate/routemap/TagSetStatus.h"
 #include "substrate/zeugma/Dedup.h"
 
 namespace Gyre {

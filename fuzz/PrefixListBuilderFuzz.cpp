@@ -10,7 +10,7 @@
 
 #include "policy/PolicyEvalContext.h"
 #include "policy/PrefixListMatcher.h"
-#include "substrate/routemap/PrefixListIndex.h"
+#include "substrate/lists/PrefixListIndex.h"
 #include "tests/model/PrefixListModel.h"
 
 namespace {

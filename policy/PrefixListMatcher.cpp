@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "substrate/lists/PrefixListIndex.h"
 #include "substrate/quoin/DisplayPointer.h"
-#include "substrate/routemap/PrefixListIndex.h"
 
 namespace Routing::Policy {
 

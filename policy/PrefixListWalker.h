@@ -3,7 +3,7 @@
 #pragma once
 
 #include "routepolicy_export.h"
-#include "substrate/routemap/PrefixListStatus.h"
+#include "substrate/lists/PrefixListStatus.h"
 
 namespace Routing::Policy {
 

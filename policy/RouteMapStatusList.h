@@ -6,8 +6,8 @@
 /// Invariant: a write of a member through this list leaves `features` the union over all members.
 #pragma once
 
-#include "function/GyreTypes.h"
 #include "policy/RouteMapStatus.h"
+#include "substrate/gyre/FunctionStatusBase.h"
 
 namespace Routing::Policy {
 

@@ -8,7 +8,7 @@
 #include "policy/MatchInput.h"
 #include "policy/Matcher.h"
 #include "routepolicy_export.h"
-#include "substrate/routemap/IpAccessListStatus.h"
+#include "substrate/lists/IpAccessListStatus.h"
 
 namespace Routing::Policy {
 

@@ -3,7 +3,7 @@
 
 #include "policy/MatchInput.h"
 #include "policy/Matcher.h"
-#include "substrate/routemap/TagSetStatus.h"
+#include "substrate/lists/TagSetStatus.h"
 
 namespace Routing::Policy {
 

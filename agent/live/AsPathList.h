@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "live/CompiledExpression.h"
-#include "substrate/routemap/ListStatus.h"
+#include "substrate/lists/ListStatus.h"
 #include "table/TableRoute.h"
 #include "text/PolicyText.h"
 

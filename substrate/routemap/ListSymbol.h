@@ -2,11 +2,11 @@
 /// The symbols of lists, and their tables.
 #pragma once
 
-#include "substrate/routemap/IpAccessListStatus.h"
-#include "substrate/routemap/ListStatus.h"
+#include "substrate/lists/IpAccessListStatus.h"
+#include "substrate/lists/ListStatus.h"
+#include "substrate/lists/PrefixListStatus.h"
+#include "substrate/lists/TagSetStatus.h"
 #include "substrate/routemap/PolicySymbol.h"
-#include "substrate/routemap/PrefixListStatus.h"
-#include "substrate/routemap/TagSetStatus.h"
 
 namespace Routing::RouteMap {
 

@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "routepolicy_export.h"
-#include "substrate/routemap/PrefixListStatus.h"
+#include "substrate/lists/PrefixListStatus.h"
 
 namespace Routing::RouteMap {
 

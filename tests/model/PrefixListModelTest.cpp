@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 
 #include "policy/PrefixListMatcher.h"
-#include "substrate/routemap/PrefixListIndex.h"
+#include "substrate/lists/PrefixListIndex.h"
 #include "tests/model/RandomCases.h"
 #include "tests/policy/ListFixtures.h"
 

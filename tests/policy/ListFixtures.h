@@ -17,7 +17,7 @@
 
 #include "policy/MatchInput.h"
 #include "policy/PolicyEvalContext.h"
-#include "substrate/routemap/IpAccessListStatus.h"
+#include "substrate/lists/IpAccessListStatus.h"
 #include "substrate/routemap/PrefixListBuilder.h"
 #include "tests/model/PrefixListModel.h"
 

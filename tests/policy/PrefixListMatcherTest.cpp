@@ -15,8 +15,8 @@
 #include <gmock/gmock.h>
 
 #include "policy/PrefixListWalker.h"
+#include "substrate/lists/PrefixListIndex.h"
 #include "substrate/quoin/DisplayPointer.h"
-#include "substrate/routemap/PrefixListIndex.h"
 #include "tests/policy/Fixtures.h"
 #include "tests/policy/ListFixtures.h"
 #include "tests/substrate/zeugma/AllocationCount.h"

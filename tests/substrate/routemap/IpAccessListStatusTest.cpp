@@ -1,4 +1,4 @@
-#include "substrate/routemap/IpAccessListStatus.h"
+#include "substrate/lists/IpAccessListStatus.h"
 
 #include <gmock/gmock.h>
 

@@ -9,7 +9,7 @@
 
 #include <gmock/gmock.h>
 
-#include "substrate/routemap/PrefixListIndex.h"
+#include "substrate/lists/PrefixListIndex.h"
 #include "tests/policy/Fixtures.h"
 #include "tests/policy/ListFixtures.h"
 

@@ -1,4 +1,4 @@
-#include "substrate/routemap/PrefixListIndex.h"
+#include "substrate/lists/PrefixListIndex.h"
 
 #include <numeric>
 

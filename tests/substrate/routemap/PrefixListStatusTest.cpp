@@ -1,9 +1,9 @@
-#include "substrate/routemap/PrefixListStatus.h"
+#include "substrate/lists/PrefixListStatus.h"
 
 #include <gmock/gmock.h>
 
+#include "substrate/lists/PrefixListIndex.h"
 #include "substrate/plinth/Exception.h"
-#include "substrate/routemap/PrefixListIndex.h"
 #include "tests/policy/ListFixtures.h"
 
 namespace {

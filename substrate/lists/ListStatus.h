@@ -1,12 +1,12 @@
-/// @file substrate/routemap/ListStatus.h
+/// @file substrate/lists/ListStatus.h
 /// Compiled lists that this library holds by handle: agents derive from these what they read themselves.
 #pragma once
 
 #include "routepolicy_export.h"
+#include "substrate/lists/PrefixListStatus.h"
 #include "substrate/quoin/Node.h"
 #include "substrate/quoin/Ptr.h"
 #include "substrate/quoin/String.h"
-#include "substrate/routemap/PrefixListStatus.h"
 
 namespace Routing::RouteMap {
 

@@ -1,4 +1,4 @@
-#include "substrate/routemap/TagSetStatus.h"
+#include "substrate/lists/TagSetStatus.h"
 
 namespace Routing::RouteMap {
 

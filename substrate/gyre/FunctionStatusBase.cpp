@@ -1,4 +1,4 @@
-#include "function/GyreTypes.h"
+#include "substrate/gyre/FunctionStatusBase.h"
 
 namespace Gyre {
 

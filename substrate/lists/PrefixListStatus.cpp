@@ -1,7 +1,7 @@
-#include "substrate/routemap/PrefixListStatus.h"
+#include "substrate/lists/PrefixListStatus.h"
 
+#include "substrate/lists/PrefixListIndex.h"
 #include "substrate/plinth/Exception.h"
-#include "substrate/routemap/PrefixListIndex.h"
 
 namespace Routing::RouteMap {
 

@@ -1,4 +1,4 @@
-#include "substrate/routemap/ListStatus.h"
+#include "substrate/lists/ListStatus.h"
 
 namespace Routing::RouteMap {
 

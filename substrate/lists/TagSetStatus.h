@@ -1,4 +1,4 @@
-/// @file substrate/routemap/TagSetStatus.h
+/// @file substrate/lists/TagSetStatus.h
 /// A compiled tag set. Ownership: shared by handle. Threading: read-only once published.
 #pragma once
 

@@ -1,4 +1,4 @@
-/// @file substrate/routemap/PrefixListIndex.h
+/// @file substrate/lists/PrefixListIndex.h
 /// Answers which entry of a prefix list governs a prefix, without touching the entries where no two share one.
 ///
 /// Beside each slot of the trie's data row stands what the first entry there says, where the next containing prefix is, and a
@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "routepolicy_export.h"
-#include "substrate/routemap/PrefixListStatus.h"
+#include "substrate/lists/PrefixListStatus.h"
 
 namespace Routing::RouteMap {
 

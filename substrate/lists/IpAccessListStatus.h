@@ -1,4 +1,4 @@
-/// @file substrate/routemap/IpAccessListStatus.h
+/// @file substrate/lists/IpAccessListStatus.h
 /// A compiled access list: what evaluation reads of it.
 /// Ownership: shared by handle; matchers keep the list that they were made for. Threading: read-only once published.
 #pragma once
