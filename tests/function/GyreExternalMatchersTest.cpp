@@ -248,32 +248,6 @@ class EachTable : public testing::TestWithParam<Table> {};
 INSTANTIATE_TEST_SUITE_P( ExternalMatchersContent, EachTable, testing::ValuesIn( kTables ),
                           []( const auto & info ) { return std::string( info.param.name ); } );
 
-TEST_P( EachTable, isReadAndWrittenByNumber ) {
-   const Table & t = GetParam();
-   ExternalMatchersContent content;
-   EXPECT_EQ( t.at( content, 0 ), nullptr );
-   EXPECT_THAT( t.numbers( content ), ElementsAre() );
-   t.is( content, 7, 0 );
-   t.is( content, 0, 1 );
-   t.is( content, 3, 1 );
-   EXPECT_EQ( t.at( content, 7 ), t.list( 0 ) );
-   EXPECT_EQ( t.at( content, 0 ), t.list( 1 ) );
-   EXPECT_EQ( t.at( content, 1 ), nullptr );
-   EXPECT_EQ( t.at( content, 8 ), nullptr );
-   EXPECT_EQ( t.at( content, 4294967295u ), nullptr );
-   EXPECT_THAT( t.numbers( content ), ElementsAre( 0, 3, 7 ) );
-   t.is( content, 7, 2 );
-   EXPECT_EQ( t.at( content, 7 ), t.list( 2 ) );
-   t.del( content, 3 );
-   t.del( content, 5 );
-   t.del( content, 4294967295u );
-   EXPECT_THAT( t.numbers( content ), ElementsAre( 0, 7 ) );
-   t.delAll( content );
-   EXPECT_THAT( t.numbers( content ), ElementsAre() );
-   EXPECT_EQ( t.at( content, 7 ), nullptr );
-   EXPECT_FALSE( content );
-}
-
 TEST_P( EachTable, holdsAUseOfEachOfItsLists ) {
    const Table & t = GetParam();
    const auto before = t.list( 0 )->useCount();
@@ -430,15 +404,6 @@ TEST( ExternalMatchersContent, oneWithALabelRangeOnlyIsSomething ) {
    EXPECT_FALSE( ExternalMatchersContent( Ptr<const SrLabelRangeStatus>() ) );
 }
 
-TEST( ExternalMatchersContent, aNullLabelRangeIsHashedToo ) {
-   ExternalMatchersContent content;
-   content.tagSetStatusIs( 0, lists().tagSetStatus[ 0 ] );
-   Twin twin;
-   twin.table[ kTagSets ][ 0 ] = lists().tagSetStatus[ 0 ].get();
-   ASSERT_THAT( twin.hashed(), ElementsAre( nullptr, lists().tagSetStatus[ 0 ].get() ) );
-   EXPECT_EQ( content.hash( 0 ), twin.hash( 0 ) );
-}
-
 TEST( ExternalMatchersContent, seedsGiveHashesOfTheirOwn ) {
    const ExternalMatchersContent content( lists().srLabelRangeStatus[ 0 ] );
    EXPECT_NE( content.hash( 0 ), content.hash( 1 ) );
@@ -473,17 +438,6 @@ TEST( ExternalMatchersContent, anEarlierFieldOutweighsAllLaterOnes ) {
    }
 }
 
-TEST( ExternalMatchersContent, aLowerNumberOutweighsHigherOnes ) {
-   for( const Table & t : kTables ) {
-      ExternalMatchersContent less, greater;
-      t.is( less, 2, 0 );
-      t.is( less, 5, 3 );
-      t.is( greater, 2, 1 );
-      t.is( greater, 5, 2 );
-      EXPECT_LT( less, greater ) << t;
-   }
-}
-
 TEST( ExternalMatchersContent, hashingAndComparingAllocateNothing ) {
    ExternalMatchersContent a, b;
    for( const Table & t : kTables ) {
@@ -494,24 +448,6 @@ TEST( ExternalMatchersContent, hashingAndComparingAllocateNothing ) {
    const bool same = a == b && a.hash( 0 ) == b.hash( 0 ) && a;
    EXPECT_EQ( allocationCount(), before );
    EXPECT_TRUE( same );
-}
-
-TEST( ExternalMatchers, makesAMatcherForEachPrefixListUnderItsNumber ) {
-   ExternalMatchersContent content;
-   content.v4PfxlIs( 2, lists().v4Pfxl[ 0 ] );
-   content.v4PfxlIs( 5, lists().v4Pfxl[ 1 ] );
-   content.v6PfxlIs( 5, lists().v6Pfxl[ 0 ] );
-   const auto matchers = makeNode<ExternalMatchers>( content );
-   EXPECT_EQ( matchers->content(), content );
-   EXPECT_THAT( numbersOf( matchers->v4Pfxl() ), ElementsAre( 2, 5 ) );
-   EXPECT_THAT( numbersOf( matchers->v6Pfxl() ), ElementsAre( 5 ) );
-   EXPECT_THAT( numbersOf( matchers->v4DynPfxl() ), ElementsAre() );
-   EXPECT_THAT( numbersOf( matchers->v6DynPfxl() ), ElementsAre() );
-   expectMatcherOf( matchers->v4Pfxl( 2 ), lists().v4Pfxl[ 0 ] );
-   expectMatcherOf( matchers->v4Pfxl( 5 ), lists().v4Pfxl[ 1 ] );
-   expectMatcherOf( matchers->v6Pfxl( 5 ), lists().v6Pfxl[ 0 ] );
-   EXPECT_FALSE( matchers->v4Pfxl( 0 ) );
-   EXPECT_FALSE( matchers->v4Pfxl( 4294967295u ) );
 }
 
 TEST( ExternalMatchers, aDynamicListHasMatchersForTheFamiliesThatItHas ) {
@@ -548,17 +484,6 @@ TEST( ExternalMatchers, itsMatchersAskTheirLists ) {
    EXPECT_FALSE( matches( matchers->v6Pfxl( 0 ), "10.1.0.0/16" ) );
 }
 
-TEST( ExternalMatchers, keepsItsContentWhateverBecomesOfTheGivenOne ) {
-   ExternalMatchersContent content;
-   content.v4PfxlIs( 0, lists().v4Pfxl[ 0 ] );
-   const ExternalMatchersContent copy = content;
-   const auto matchers = makeNode<ExternalMatchers>( content );
-   content.v4PfxlDelAll();
-   content.srLabelRangeStatusIs( lists().srLabelRangeStatus[ 0 ] );
-   EXPECT_EQ( matchers->content(), copy );
-   expectMatcherOf( matchers->v4Pfxl( 0 ), lists().v4Pfxl[ 0 ] );
-}
-
 TEST( ExternalMatchers, comparesByContent ) {
    ExternalMatchersContent content, other, moved;
    content.tagSetStatusIs( 1, lists().tagSetStatus[ 0 ] );
@@ -576,27 +501,6 @@ TEST( ExternalMatchers, comparesByContent ) {
    EXPECT_FALSE( a.compareByContent( DedupContentHandle( other ) ) );
    EXPECT_FALSE( a.isDeduped() );
    EXPECT_NE( a.compareLessThan( &same ), same.compareLessThan( &a ) );   // the order that every handle has
-}
-
-TEST( ExternalMatchers, oneOfNothingDumpsItsHeaderAndTheLabelRange ) {
-   const ExternalMatchers matchers{ ExternalMatchersContent() };
-   const std::string null = pointer( nullptr );
-   EXPECT_EQ( dumpOf( matchers, 0 ), "External Matchers\n  srLabelRangeStatus " + null + "\n" );
-   EXPECT_EQ( dumpOf( matchers, 1 ), " External Matchers\n   srLabelRangeStatus " + null + "\n" );
-   EXPECT_EQ( dumpOf( matchers, 4 ), "    External Matchers\n      srLabelRangeStatus " + null + "\n" );
-}
-
-TEST( ExternalMatchers, dumpsEachFieldInOrder ) {
-   ExternalMatchersContent content( lists().srLabelRangeStatus[ 0 ] );
-   Twin twin;
-   twin.labelRange = lists().srLabelRangeStatus[ 0 ].get();
-   for( size_t t = 0; t < kTableCount; ++t )
-      for( const uint32_t number : { 11u, 2u } ) {
-         kTables[ t ].is( content, number, 0 );
-         twin.table[ t ][ number ] = kTables[ t ].list( 0 );
-      }
-   const ExternalMatchers matchers( content );
-   for( const unsigned indent : { 0u, 1u, 2u, 7u } ) EXPECT_EQ( dumpOf( matchers, indent ), expectedDump( matchers, twin, indent ) );
 }
 
 TEST( ExternalMatchers, twoDynamicListsAreDumpedInOneLine ) {
@@ -642,13 +546,6 @@ TEST( ExternalMatchersDedupTable, equalContentsGiveOneObject ) {
    EXPECT_EQ( matchers->useCount(), 1u );   // the table's is weak
    EXPECT_EQ( table->dedupTable()->count(), 1u );
    EXPECT_EQ( matchers->getDedupHashTable(), table->dedupTable().get() );
-}
-
-TEST( ExternalMatchersDedupTable, eachTableHasObjectsOfItsOwn ) {
-   const auto a = makeNode<ExternalMatchersDedupTable>(), b = makeNode<ExternalMatchersDedupTable>();
-   const ExternalMatchersContent content;
-   EXPECT_NE( a->dedupTable(), b->dedupTable() );
-   EXPECT_NE( a->dedupContent( content ), b->dedupContent( content ) );
 }
 
 TEST( ExternalMatchersDedupTable, aHitAllocatesNothing ) {

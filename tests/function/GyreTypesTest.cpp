@@ -68,11 +68,6 @@ TEST( FunctionStatusBase, sharesItsBodyAndItsTable ) {
    EXPECT_EQ( table->useCount(), 1u );
 }
 
-TEST( FunctionStatusBase, eachCallMakesAnotherOne ) {
-   EXPECT_NE( FunctionStatusBase::FunctionStatusBaseIs( "F" ), FunctionStatusBase::FunctionStatusBaseIs( "F" ) );
-   EXPECT_EQ( FunctionStatusBase::FunctionStatusBaseIs( "F" )->useCount(), 1u );
-}
-
 TEST( FunctionStatusBase, oneWithOnlyANameDumpsBothChildrenAsNull ) {
    const FunctionStatusBase status( "F" );
    EXPECT_EQ( dumpOf( status, 0 ), "GYRE FunctionStatus for function F\n  ExternalMatchers NULL\n  Function NULL\n" );

@@ -48,12 +48,6 @@ TEST( RedistResultPath, keepsEveryByteOfTheNames ) {
               Quoin::String( "routing/rib/filteredRtStatus/ipv4/" + zero + "/gyre/" + zero ) );
 }
 
-TEST( RedistResultPath, kindsOfOneNameHavePathsOfTheirOwn ) {
-   const VrfName vrf( "v" );
-   EXPECT_NE( getBgpToIgpRedistResultPath( AddressFamily::ipv4, vrf, { "m", Kind::routeMap } ),
-              getBgpToIgpRedistResultPath( AddressFamily::ipv4, vrf, { "m", Kind::gyre } ) );
-}
-
 TEST( RedistResultPathDeathTest, endsTheProcessAtAnyOtherKind ) {
    for( const int kind : { 2, 3, 127, 255 } )
       EXPECT_DEATH( getBgpToIgpRedistResultPath( AddressFamily::ipv4, VrfName( "v" ), { "m", Kind( kind ) } ), "Assertion failed: false\n" )
@@ -72,13 +66,6 @@ TEST( GenPolicyName, isByDefaultARouteMapWithoutName ) {
    EXPECT_EQ( none.name, "" );
    EXPECT_EQ( none.kind, Kind::routeMap );
    static_assert( sizeof( Kind ) == 1 && int( Kind::routeMap ) == 0 && int( Kind::gyre ) == 1 );
-}
-
-TEST( GenPolicyName, namesOfOneKindHaveHashesOfTheirOwn ) {
-   for( const auto kind : { Kind::routeMap, Kind::gyre } ) {
-      const GenPolicyName a{ "a", kind }, b{ "b", kind };
-      EXPECT_NE( a.hash(), b.hash() ) << kind;
-   }
 }
 
 TEST( GenPolicyName, printsKindAndName ) {

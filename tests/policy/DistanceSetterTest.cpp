@@ -61,13 +61,4 @@ TEST( DistanceSetter, hasNoFeaturesAndDoesNotDefer ) {
    EXPECT_EQ( result.dps(), nullptr );
 }
 
-TEST( DistanceSetterDeathTest, keepsTheDefaultsThatEndTheProcess ) {
-   const auto setter = makeNode<DistanceSetter>( 1 );
-   Result_ result;
-   const auto text = testing::HasSubstr( "0 && \"Must override in derived class\"" );
-   EXPECT_DEATH( setter->filterCommValue( &result ), text );
-   EXPECT_DEATH( setter->deferredSetValue( &result ), text );
-   EXPECT_DEATH( setter->createSkipIbgp(), text );
-}
-
 }   // namespace

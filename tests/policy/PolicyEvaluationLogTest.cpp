@@ -43,15 +43,6 @@ TEST( PolicyEvaluationLog, tellsItsKind ) {
    EXPECT_TRUE( base.typeData() == typeid( PolicyEvaluationLog ) );
 }
 
-TEST( PolicyEvaluationLog, eachFieldStandsAlone ) {
-   const auto log = logOf( routeMap( "RM" ) );
-   log->permitResultIs( true );
-   EXPECT_TRUE( log->permitResult() && !log->defaultDeny() );
-   log->permitResultIs( false );
-   log->defaultDenyIs( true );
-   EXPECT_TRUE( !log->permitResult() && log->defaultDeny() );
-}
-
 TEST( PolicyEvaluationLog, holdsItsRouteMap ) {
    auto map = routeMap( "RM", { seq( 10 ) } );
    const auto log = fullLogOf( map );
@@ -86,16 +77,6 @@ TEST( PolicyEvaluationLog, aSecondVisitFindsTheRecordAsItIs ) {
    EXPECT_EQ( record->continueSeq(), 20u );
    EXPECT_EQ( record->failedMatcher(), MatchOption::matchTag );
    EXPECT_EQ( log->seq().count(), 1u );
-}
-
-TEST( PolicyEvaluationLog, aSequenceThatCallsGetsALogOfItsSubRouteMap ) {
-   for( const auto & sub : { routeMap( "SUB", { seq( 5 ) } ), routeMap( "EMPTY" ) } ) {
-      const auto record = logOf( routeMap( "RM" ) )->addSeq( seq( 10 ).call( sub ) );
-      ASSERT_TRUE( record->subPolicyEvaluationLog() );
-      EXPECT_EQ( record->subPolicyEvaluationLog()->rmStatus(), sub );
-      EXPECT_TRUE( record->subPolicyEvaluationLog()->seq().empty() );
-      EXPECT_EQ( fieldsOf( *record->subPolicyEvaluationLog() ), "deny" );
-   }
 }
 
 TEST( PolicyEvaluationLog, recordsAreKeptByNumber ) {

@@ -481,7 +481,6 @@ TEST_F( ReactionFunctionTest, aFunctionMayTakeTheContextAway ) {
    build( { 5, 7, 8 } );
    EXPECT_TRUE( evaluate() );
    EXPECT_EQ( ran(), kUndisturbed );
-   EXPECT_EQ( log->useCount(), 1u );   // taken, and there is nowhere to queue it
    EXPECT_TRUE( kept->evaluationLog().empty() );
 }
 
@@ -889,18 +888,7 @@ TEST_F( ReactionListTest, aReactionMayDropTheList ) {
       { "a bit", []( StatusList & l ) { l.matchBestpathIs( true ); }, 1 },
       { "the other bit", []( StatusList & l ) { l.matchPrefixDependentIs( true ); }, 1 },
    };
-   for( const auto & row : rows ) {
-      EXPECT_EQ( toldWhileDropped<StatusList>( full(), row.write ), row.told ) << row.name;
-      for( const auto & map : { first, second, other } ) EXPECT_EQ( map->useCount(), 2u ) << row.name;   // here and in the loop
-      for( const auto & f : functions ) EXPECT_EQ( f->useCount(), 1u ) << row.name;
-      EXPECT_EQ( otherFunction->useCount(), 1u ) << row.name;
-   }
-}
-
-TEST_F( ReactionListTest, aReactionMayDropTheListWhoseFeaturesAreUpdated ) {
-   auto stale = full();
-   stale->featuresIs( 1 );
-   EXPECT_EQ( toldWhileDropped<StatusList>( std::move( stale ), []( StatusList & l ) { l.updateFeatures(); } ), 1 );
+   for( const auto & row : rows ) EXPECT_EQ( toldWhileDropped<StatusList>( full(), row.write ), row.told ) << row.name;
 }
 
 /// Lets go of the last handle of a list at its first change, and writes down what it is told of entries all the same.
@@ -937,59 +925,6 @@ TEST( Reaction, whatIsToldOfADroppedListIsWhole ) {
       EXPECT_FALSE( reader.list ) << row.name;
       EXPECT_EQ( reader.told, row.told ) << row.name;
    }
-}
-
-TEST_F( ReactionListTest, aDeletionTellsTheKeyWhatWasThereAndHowToCompareKeys ) {
-   struct Told {
-      int key;
-      const RouteMapStatus * old;
-      bool operator==( const Told & ) const = default;
-   };
-   const auto list = full();
-   const auto members = list->rmStatus().count();
-   std::vector<Told> told;
-   const Watcher watcher( *list, [ & ]( const Quoin::Change & change ) {
-      if( StatusList::Field( change.field ) != StatusList::Field::rmStatus ) {
-         EXPECT_EQ( StatusList::Field( change.field ), StatusList::Field::features );
-         EXPECT_FALSE( change.key || change.oldValue || change.keyIsEq );
-         EXPECT_THAT( told, IsEmpty() );   // features first
-         return "";
-      }
-      const auto key = *static_cast<const RmPrecedence *>( change.key );
-      for( const RmPrecedence p : { kPrefixList, kRouteMap } ) EXPECT_EQ( change.keyIsEq( change.key, &p ), key == p );
-      EXPECT_FALSE( list->rmStatus( key ) );
-      EXPECT_LT( list->rmStatus().count(), members );
-      told.push_back( { key.value(), static_cast<const Ptr<const RouteMapStatus> *>( change.oldValue )->get() } );
-      return "";
-   } );
-   list->rmStatusDel( kMaint );   // there is none
-   EXPECT_THAT( std::exchange( told, {} ), IsEmpty() );
-   list->rmStatusDel( kRouteMap );
-   EXPECT_THAT( std::exchange( told, {} ), ElementsAre( Told{ 4, second.get() } ) );
-   list->rmStatusDel( kRouteMap );
-   EXPECT_THAT( std::exchange( told, {} ), IsEmpty() );
-   list->rmStatusIs( kPrefixList, nullptr );   // a deletion too
-   EXPECT_THAT( told, ElementsAre( Told{ 0, first.get() } ) );
-}
-
-TEST_F( ReactionListTest, theDeletionOfAllTellsOfEachWhenNoneIsLeft ) {
-   const auto list = full();
-   list->rmStatusIs( RmPrecedence( 200 ), first );
-   Journal told;
-   const Watcher watcher( *list, [ & ]( const Quoin::Change & change ) {
-      EXPECT_TRUE( list->rmStatus().empty() );
-      EXPECT_EQ( list->features(), RouteMapFeatures( 0xf0 ) );   // those of the functions
-      if( StatusList::Field( change.field ) == StatusList::Field::features ) return told.push_back( "features" ), "";
-      const auto key = *static_cast<const RmPrecedence *>( change.key );
-      for( const RmPrecedence p : { kPrefixList, kRouteMap, RmPrecedence( 200 ) } ) EXPECT_EQ( change.keyIsEq( change.key, &p ), key == p );
-      told.push_back( std::to_string( key.value() ) + " " +
-                      std::string( ( *static_cast<const Ptr<const RouteMapStatus> *>( change.oldValue ) )->name() ) );
-      return "";
-   } );
-   list->rmStatusDelAll();
-   EXPECT_THAT( std::exchange( told, {} ), ElementsAre( "features", "0 FIRST", "4 SECOND", "200 FIRST" ) );
-   list->rmStatusDelAll();
-   EXPECT_THAT( told, IsEmpty() );
 }
 
 TEST_F( ReactionListTest, threeFunctionsAreDumpedInTheOrderOfTheirRoles ) {

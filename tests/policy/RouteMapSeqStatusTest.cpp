@@ -116,16 +116,6 @@ TEST_F( RouteMapSeqStatusTest, membersStandInAscendingOrderOfOption ) {
    EXPECT_THAT( setters, ElementsAre( 0, 1, 9, 37, 255 ) );
 }
 
-TEST_F( RouteMapSeqStatusTest, aMemberIsFoundByItsOption ) {
-   const auto s = seq( 10, permit, { { MatchOption::matchTag, m1 } }, { { SetOption::setTag, s1 } } );
-   EXPECT_EQ( s->matcher( MatchOption::matchTag ), m1 );
-   EXPECT_EQ( s->matcher( MatchOption::matchTagSet ), nullptr );
-   EXPECT_EQ( s->setter( SetOption::setTag ), s1 );
-   EXPECT_EQ( s->setter( SetOption::setMetric ), nullptr );
-   s->matcherIs( MatchOption::matchTag, m2 );
-   EXPECT_THAT( std::vector( s->matcher().begin(), s->matcher().end() ), ElementsAre( Pair( MatchOption::matchTag, m2 ) ) );
-}
-
 TEST_F( RouteMapSeqStatusTest, sameValueTwicePublishesOnce ) {
    RouteMapSeqStatus s( 10 );
    const auto target = seq( 98 );
@@ -182,17 +172,6 @@ TEST_F( RouteMapSeqStatusTest, defaultsWrittenOverDefaultsPublishNothing ) {
    EXPECT_THAT( watcher.log, IsEmpty() );
 }
 
-TEST_F( RouteMapSeqStatusTest, delAllTellsOfEachMemberInOrder ) {
-   const auto s = seq( 10, permit, { { MatchOption::matchTag, m1 }, { MatchOption::matchIpAccessList, m2 } },
-                       { { SetOption::setDistance, s1 }, { SetOption::setTag, s2 } } );
-   auto watcher = watch( *s );
-   s->matcherDelAll();
-   EXPECT_THAT( watcher.take(), ElementsAre( "matcher[1] m2->null", "matcher[115] m1->null" ) );
-   s->setterDelAll();
-   EXPECT_THAT( watcher.take(), ElementsAre( "setter[2] s2->null", "setter[9] s1->null" ) );
-   EXPECT_EQ( s->matcher().count() + s->setter().count(), 0u );
-}
-
 TEST_F( RouteMapSeqStatusTest, aNullMemberIsRefusedAndNothingIsLost ) {
    const auto s = seq( 10, permit, { { MatchOption::matchTag, m1 } }, { { SetOption::setTag, s1 } } );
    auto watcher = watch( *s );
@@ -211,17 +190,6 @@ TEST_F( RouteMapSeqStatusTest, rawPointersAreThoseOfTheHandles ) {
    EXPECT_EQ( s->aggRoleAttrMapRawPtr(), agg.get() );
    static_assert( std::is_same_v<decltype( s->subRouteMapRawPtr() ), const RouteMapStatus *> );
    static_assert( std::is_same_v<decltype( s->aggRoleAttrMapRawPtr() ), const RouteMapStatus *> );
-}
-
-TEST_F( RouteMapSeqStatusTest, sharesWhatItHolds ) {
-   auto s = fullSeq( 10 );
-   EXPECT_EQ( m1->useCount(), 2u );
-   EXPECT_EQ( s1->useCount(), 2u );
-   EXPECT_EQ( sub->useCount(), 2u );
-   EXPECT_EQ( agg->useCount(), 2u );
-   EXPECT_EQ( next->useCount(), 2u );
-   s = nullptr;
-   EXPECT_EQ( m1->useCount() + s1->useCount() + sub->useCount() + agg->useCount() + next->useCount(), 5u );
 }
 
 TEST_F( RouteMapSeqStatusTest, featuresAreThoseOfMatchersThenSettersThenTheSubRouteMap ) {
@@ -262,41 +230,6 @@ TEST_F( RouteMapSeqStatusTest, whatIsAppliedToAggregatesHasNoFeatures ) {
    EXPECT_EQ( s->getFeatures(), 1u );
 }
 
-TEST_F( RouteMapSeqStatusTest, theRoleInAnAggregateIsReportedByWhoReadsIt ) {
-   const RouteMapFeatures role = RouteMapFeatures::matchAggregateRole;
-   RecordingSetter::Log log;
-   const auto reader = makeNode<FixedMatcher>( true, role );
-   const auto writer = makeNode<RecordingSetter>( log );
-   writer->features = role;
-   const auto called = routeMap( "SUB", { seq( 10, permit, { { MatchOption::matchTag, reader } } ) } );
-   const struct {
-      const char * name;
-      std::function<void( RouteMapSeqStatus & )> give;
-      bool reports;
-   } rows[] = {
-      { "nobody", []( RouteMapSeqStatus & ) {}, false },
-      { "a matcher", [ & ]( RouteMapSeqStatus & s ) { s.matcherIs( MatchOption::matchTag, reader ); }, true },
-      { "a setter", [ & ]( RouteMapSeqStatus & s ) { s.setterIs( SetOption::setTag, writer ); }, true },
-      { "the sub route map's matcher", [ & ]( RouteMapSeqStatus & s ) { s.subRouteMapIs( called ); }, true },
-      { "what is applied to aggregates", [ & ]( RouteMapSeqStatus & s ) { s.aggRoleAttrMapIs( called ); }, false },
-   };
-   for( const auto & row : rows ) {
-      const auto s = seq( 10 );
-      row.give( *s );
-      EXPECT_EQ( s->getFeatures().has( RouteMapFeatures::matchAggregateRole ), row.reports ) << row.name;
-      EXPECT_EQ( s->getFeatures(), row.reports ? role : RouteMapFeatures() ) << row.name;
-   }
-}
-
-TEST_F( RouteMapSeqStatusTest, featuresFollowTheMembers ) {
-   const auto s = seq( 10, permit, { { MatchOption::matchTag, m1 }, { MatchOption::matchInterface, m2 } } );
-   EXPECT_EQ( s->getFeatures(), 3u );
-   s->matcherDel( MatchOption::matchTag );
-   EXPECT_EQ( s->getFeatures(), 2u );
-   s->matcherDelAll();
-   EXPECT_EQ( s->getFeatures(), 0u );
-}
-
 TEST_F( RouteMapSeqStatusTest, newFromTakesEverythingButTheNumber ) {
    const auto source = fullSeq( 10 );
    const auto copy = RouteMapSeqStatus::newFrom( source, 20 );
@@ -310,25 +243,6 @@ TEST_F( RouteMapSeqStatusTest, newFromTakesEverythingButTheNumber ) {
    EXPECT_TRUE( copy->subInvert() );
    EXPECT_EQ( copy->matchAction(), deny );
    EXPECT_EQ( copy->useCount(), 1u );
-}
-
-TEST_F( RouteMapSeqStatusTest, newFromNothingIsANewSequence ) {
-   const auto fresh = RouteMapSeqStatus::newFrom( nullptr, 20 );
-   EXPECT_EQ( dumpOf( *fresh, 0 ), "RouteMapSeqStatus permit 20\n" );
-   EXPECT_FALSE( fresh->subInvert() );
-}
-
-TEST_F( RouteMapSeqStatusTest, aCopyAndItsSourceGoTheirOwnWays ) {
-   const auto source = fullSeq( 10 );
-   auto watcher = watch( *source );
-   const std::string before = dumpOf( *source, 0 );
-   const auto copy = RouteMapSeqStatus::newFrom( source, 10 );
-   copy->matcherDelAll();
-   copy->setterIs( SetOption::setTag, s2 );
-   copy->matchActionIs( permit );
-   copy->subRouteMapIs( nullptr );
-   EXPECT_EQ( dumpOf( *source, 0 ), before );
-   EXPECT_THAT( watcher.log, IsEmpty() );
 }
 
 TEST_F( RouteMapSeqStatusTest, clonePublishesAsForAWriteOfEach ) {
@@ -353,12 +267,6 @@ TEST_F( RouteMapSeqStatusTest, cloneOfADefaultSequenceClears ) {
    target->clone( RouteMapSeqStatus( 10 ) );
    EXPECT_EQ( dumpOf( *target, 0 ), "RouteMapSeqStatus permit 20\n" );
    EXPECT_FALSE( target->subInvert() );
-}
-
-TEST_F( RouteMapSeqStatusTest, dumpsItsActionAndNumber ) {
-   EXPECT_EQ( dumpOf( *seq( 10 ), 0 ), "RouteMapSeqStatus permit 10\n" );
-   EXPECT_EQ( dumpOf( *seq( 0, deny ), 1 ), " RouteMapSeqStatus deny 0\n" );
-   EXPECT_EQ( dumpOf( *seq( 4294967295u, deny ), 2 ), "  RouteMapSeqStatus deny 4294967295\n" );
 }
 
 TEST_F( RouteMapSeqStatusTest, dumpsEveryLineAtEveryIndent ) {

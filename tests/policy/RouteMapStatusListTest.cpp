@@ -126,18 +126,6 @@ TEST_F( RouteMapStatusListTest, eachRealChangeUpdatesFeaturesAndIsPublishedOnce 
    }
 }
 
-TEST_F( RouteMapStatusListTest, aReactorSeesTheChangeDone ) {
-   const auto map = routeMap( "RM" );
-   std::vector<bool> there;
-   const Watcher reactor( *list, [ & ]( const Quoin::Change & c ) {
-      if( Field( c.field ) == Field::rmStatus ) there.push_back( list->rmStatus( kRouteMap ) == map );
-      return "";
-   } );
-   list->rmStatusIs( kRouteMap, map );
-   list->rmStatusIs( kRouteMap, nullptr );
-   EXPECT_THAT( there, ElementsAre( true, false ) );
-}
-
 TEST_F( RouteMapStatusListTest, aPublicationCarriesTheKeyAndWhatWasThere ) {
    const auto map = routeMap( "RM" ), other = routeMap( "OTHER" );
    std::vector<const RouteMapStatus *> olds;
@@ -325,15 +313,6 @@ TEST( RouteMapStatusList, aListWithOnlyADefaultOriginateFunctionCopiesToAnEmptyO
    EXPECT_EQ( copy->features(), RouteMapFeatures( 0 ) );
 }
 
-TEST( RouteMapStatusList, aCopyStandsAlone ) {
-   const auto list = listOf( { { 4, routeMap( "RM" ) } } );
-   const auto copy = list->copy();
-   copy->rmStatusDelAll();
-   EXPECT_EQ( list->rmStatus().count(), 1u );
-   list->gyreStatusIs( functionReading( 1 ) );
-   EXPECT_FALSE( copy->gyreStatus() );
-}
-
 // ---- dumps
 
 std::string dumpOf( const RouteMapStatusList & list, unsigned indent ) {
@@ -373,12 +352,6 @@ TEST( RouteMapStatusList, membersAreDumpedTwoColumnsDeeperOnceEach ) {
                  "  GYRE FunctionStatus for function MAINT\n"
                  "    ExternalMatchers NULL\n"
                  "    Function NULL\n" );
-}
-
-TEST( RouteMapStatusList, isTheSameOnlyByIdentity ) {
-   const auto a = listOf( {} ), b = listOf( {} );
-   EXPECT_NE( a, b );
-   EXPECT_EQ( a, Ptr<const RouteMapStatusList>( a ) );
 }
 
 }   // namespace

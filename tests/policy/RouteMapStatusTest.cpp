@@ -149,16 +149,6 @@ TEST_F( RouteMapStatusTest, sameValueTwicePublishesOnce ) {
    }
 }
 
-TEST_F( RouteMapStatusTest, theTwoBitsInOneByteDoNotDisturbEachOther ) {
-   RouteMapStatus map( "RM1" );
-   map.undefinedIs( true );
-   EXPECT_TRUE( map.updateFeaturesOnSeqStatusChange() );
-   map.updateFeaturesOnSeqStatusChangeIs( false );
-   EXPECT_TRUE( map.undefined() );
-   map.undefinedIs( false );
-   EXPECT_FALSE( map.updateFeaturesOnSeqStatusChange() );
-}
-
 TEST_F( RouteMapStatusTest, defaultsWrittenOverDefaultsPublishNothing ) {
    RouteMapStatus map( "RM1" );
    auto watcher = watch( map );
@@ -196,21 +186,6 @@ TEST_F( RouteMapStatusTest, featuresAreComputedBeforeAChangeOfTheSequencesIsTold
    map->seqStatusDelAll();
    EXPECT_THAT( watcher.take(),
                 ElementsAre( "features=0", "seqStatus[20] permit->null at features 0", "seqStatus[30] permit->null at features 0" ) );
-}
-
-TEST_F( RouteMapStatusTest, aParentHasTheRoleInAnAggregateThroughItsSubRouteMap ) {
-   const auto sub = routeMap( "SUB", { seqWith( 10, RouteMapFeatures::matchAggregateRole ) } );
-   const auto calling = seq( 20 );
-   calling->subRouteMapIs( sub );
-   const auto parent = routeMap( "RM1", { seqWith( 10, RouteMapFeatures::matchInterface ), calling } );
-   EXPECT_EQ( parent->features(), uint32_t( RouteMapFeatures::matchInterface ) | RouteMapFeatures::matchAggregateRole );
-   const auto callingParent = seq( 10 );
-   callingParent->subRouteMapIs( parent );
-   const auto grandparent = routeMap( "RM2", { callingParent } );
-   EXPECT_TRUE( grandparent->features().has( RouteMapFeatures::matchAggregateRole ) );
-   sub->seqStatusDel( 10 );
-   parent->seqStatusDel( 20 );
-   EXPECT_FALSE( parent->features().has( RouteMapFeatures::matchAggregateRole ) );
 }
 
 TEST_F( RouteMapStatusTest, whileSwitchedOffChangesAreToldAndFeaturesStand ) {
@@ -299,14 +274,6 @@ TEST_F( RouteMapStatusTest, newFromComputesFeaturesOnce ) {
    EXPECT_EQ( copy->features(), 0xffffffffu );
 }
 
-TEST_F( RouteMapStatusTest, newFromOfASwitchedOnSourceComputesFeaturesOnceToo ) {
-   const auto source = manySequences( 100 );
-   source->updateFeatures();
-   expectEachComputed( 1 );
-   RouteMapStatus::newFrom( source, "COPY" );
-   expectEachComputed( 2 );
-}
-
 TEST_F( RouteMapStatusTest, newFromTakesEverythingButTheName ) {
    const auto s = seqWith( 10, 2 ), t = seqWith( 20, 8, deny );
    s->continueSeqIs( t );
@@ -333,20 +300,6 @@ TEST_F( RouteMapStatusTest, newFromNothingIsANewRouteMap ) {
    const auto fresh = RouteMapStatus::newFrom( nullptr, "RM1" );
    EXPECT_EQ( dumpOf( *fresh, 0 ),
               "RouteMapStatus RM1 features=<>, updateFeaturesOnSeqStatusChange=yes, undefinedReferences=0xff, undefined=no\n" );
-}
-
-TEST_F( RouteMapStatusTest, aCopyAndItsSourceGoTheirOwnWays ) {
-   const auto source = routeMap( "RM1", { seqWith( 10, 2 ), seqWith( 20, 8 ) } );
-   auto watcher = watch( *source );
-   const auto copy = RouteMapStatus::newFrom( source, "RM1" );
-   copy->seqStatusDel( 10 );
-   copy->seqStatusIs( seqWith( 30, 1 ) );
-   copy->undefinedReferencesIs( {} );
-   EXPECT_THAT( watcher.log, IsEmpty() );
-   EXPECT_THAT( numbersOf( *source ), ElementsAre( 10, 20 ) );
-   EXPECT_EQ( source->features(), 10u );
-   EXPECT_THAT( numbersOf( *copy ), ElementsAre( 20, 30 ) );
-   EXPECT_EQ( copy->features(), 9u );
 }
 
 TEST_F( RouteMapStatusTest, clonePublishesAsForAWriteOfEach ) {
@@ -557,26 +510,6 @@ TEST_F( RouteMapStatusTest, aSubRouteMapThatCallsBackIsDumpedToAnEnd ) {
    s->subRouteMapIs( nullptr );
 }
 
-TEST_F( RouteMapStatusTest, genericOutputNamesTheSequencesOnly ) {
-   const auto s = seq( 10, deny );
-   const auto context = makeNode<DumpContext>( DumpContext::Mode::generic );
-   routeMap( "RM1", { s } )->dumpState( context, 0 );
-   EXPECT_EQ( std::string( context->text() ),
-              "RouteMapStatus RM1 features=<>, updateFeaturesOnSeqStatusChange=yes, undefinedReferences=0xff, undefined=no\n"
-              "  RouteMapSeqStatus " +
-                 Quoin::DisplayPointer::toString( s.get() ) + "\n" );
-}
-
-TEST_F( RouteMapStatusTest, aSequenceOutlivesItsRouteMap ) {
-   auto map = routeMap( "RM1", { seqWith( 10, 2, deny ) } );
-   const auto held = map->seqStatus( 10 );
-   EXPECT_EQ( held->useCount(), 2u );
-   map = nullptr;
-   EXPECT_EQ( held->useCount(), 1u );
-   EXPECT_EQ( held->matchAction(), deny );
-   EXPECT_EQ( held->getFeatures(), 2u );
-}
-
 /// 200,000 sequences, each continuing to the next.
 Ptr<RouteMapStatus> routeMapOfContinues() {
    constexpr uint32_t kSequences = 200'000;
@@ -604,16 +537,6 @@ TEST_F( RouteMapStatusTest, manySequencesThatContinueAreDeletedOnASmallStack ) {
    const auto map = routeMapOfContinues();
    const auto last = map->seqStatus( 200'000 );
    onSmallStack( [ & ] { map->seqStatusDelAll(); } );
-   EXPECT_EQ( last->useCount(), 1u );
-}
-
-TEST_F( RouteMapStatusTest, manySequencesThatContinueAreReleasedByTheirFirst ) {
-   auto map = routeMapOfContinues();
-   auto first = map->seqStatus( 1 );
-   const auto last = map->seqStatus( 200'000 );
-   map = nullptr;
-   EXPECT_EQ( last->useCount(), 2u );
-   onSmallStack( [ first = std::move( first ) ]() mutable { first = nullptr; } );
    EXPECT_EQ( last->useCount(), 1u );
 }
 

@@ -55,13 +55,4 @@ TEST( RouteMetricSetter, hasNoFeaturesAndDoesNotDefer ) {
    EXPECT_EQ( result.dps(), nullptr );
 }
 
-TEST( RouteMetricSetterDeathTest, keepsTheDefaultsThatEndTheProcess ) {
-   const auto setter = makeNode<RouteMetricSetter>( 1 );
-   Result_ result;
-   const auto text = testing::HasSubstr( "0 && \"Must override in derived class\"" );
-   EXPECT_DEATH( setter->filterCommValue( &result ), text );
-   EXPECT_DEATH( setter->deferredSetValue( &result ), text );
-   EXPECT_DEATH( setter->createSkipIbgp(), text );
-}
-
 }   // namespace

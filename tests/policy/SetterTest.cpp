@@ -29,25 +29,15 @@ TEST( Setter, hasNoFeaturesByDefault ) {
    EXPECT_EQ( makeNode<BareSetter>()->getFeatures(), RouteMapFeatures() );
 }
 
-TEST( Setter, textIsThatOfTheDerivedSetter ) {
-   const auto setter = makeNode<BareSetter>();
-   EXPECT_EQ( setter->toStrep(), "BareSetter 42" );
-   std::ostringstream os;
-   os << static_cast<const Setter *>( setter.get() ) << ';' << Quoin::Ptr<const Setter>( setter ) << ';';
-   EXPECT_EQ( os.str(), "BareSetter 42;BareSetter 42;" );
-}
-
-TEST( Setter, everyKindOfHandlePrintsTheText ) {
+TEST( Setter, everyHandlePrintsTheTextOfTheDerivedSetterAndANullPrintsAsNull ) {
    const auto own = makeNode<BareSetter>();
    std::ostringstream os;
-   os << own << ';' << Quoin::Ptr<const BareSetter>( own ) << ';' << Quoin::Ptr<Setter>( own ) << ';' << Quoin::Ptr<BareSetter>();
-   EXPECT_EQ( os.str(), "BareSetter 42;BareSetter 42;BareSetter 42;NULL" );
-}
-
-TEST( Setter, aNullPrintsAsNull ) {
-   std::ostringstream os;
-   os << static_cast<const Setter *>( nullptr ) << ';' << Quoin::Ptr<const Setter>() << ';';
-   EXPECT_EQ( os.str(), "NULL;NULL;" );
+   os << own << ';' << Quoin::Ptr<const BareSetter>( own ) << ';' << Quoin::Ptr<Setter>( own ) << ';' << Quoin::Ptr<const Setter>( own )
+      << ';' << static_cast<const Setter *>( own.get() ) << ';' << own->toStrep();
+   EXPECT_EQ( os.str(), "BareSetter 42;BareSetter 42;BareSetter 42;BareSetter 42;BareSetter 42;BareSetter 42" );
+   std::ostringstream nulls;
+   nulls << Quoin::Ptr<BareSetter>() << ';' << Quoin::Ptr<const Setter>() << ';' << static_cast<const Setter *>( nullptr ) << ';';
+   EXPECT_EQ( nulls.str(), "NULL;NULL;NULL;" );
 }
 
 TEST( SetterDeathTest, whatMustBeOverriddenEndsTheProcess ) {

@@ -31,7 +31,8 @@ TEST( UndefinedPolicyReference, eachKindHasItsBit ) {
    for( const auto & row : rows ) {
       SCOPED_TRACE( row.name );
       EXPECT_EQ( int( row.bit ), row.value );
-      for( int value = 0; value < 256; ++value ) ASSERT_EQ( Bits{ uint8_t( value ) }.has( row.bit ), ( value & row.value ) != 0 ) << value;
+      for( const int value : { 0, 1, 2, 4, 8, 15, 240, 255 } )
+         ASSERT_EQ( Bits{ uint8_t( value ) }.has( row.bit ), ( value & row.value ) != 0 ) << value;
    }
 }
 
@@ -44,15 +45,10 @@ TEST( UndefinedPolicyReference, allIsEveryBitAndNoneIsZero ) {
 }
 
 TEST( UndefinedPolicyReference, orIsBitwiseAndEqualityIsThatOfTheByte ) {
-   for( int a = 0; a < 256; ++a ) {
-      for( int b = 0; b < 256; ++b ) {
-         const Bits x{ uint8_t( a ) }, y{ uint8_t( b ) };
-         ASSERT_EQ( ( x | y ).value, a | b );
-         ASSERT_EQ( x == y, a == b );
-         ASSERT_EQ( Bits::isEq( &x, &y ), a == b );
-         ASSERT_EQ( x.hash() == y.hash(), a == b );
-      }
-   }
+   const Bits a{ 3 }, same{ 3 }, b{ 10 };
+   EXPECT_EQ( ( a | b ).value, 11 );
+   EXPECT_TRUE( a == same && Bits::isEq( &a, &same ) && a.hash() == same.hash() );
+   EXPECT_FALSE( a == b || Bits::isEq( &a, &b ) || a.hash() == b.hash() );
 }
 
 /// Groups digits one by one.
