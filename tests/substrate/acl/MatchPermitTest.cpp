@@ -22,7 +22,7 @@ TEST( MatchPermit, isPrintedByItsWord ) {
 
 // A list takes such a value for a deny, too.
 TEST( MatchPermit, onlyThePermitOfOneIsPrintedAsPermit ) {
-   for( unsigned value = 0; value <= 255; ++value )
+   for( const unsigned value : { 0, 1, 2, 255 } )
       EXPECT_STREQ( Acl::stringValue( MatchPermit( value ) ), value == 1 ? "permit" : "deny" ) << value;
    std::ostringstream os;
    os << MatchPermit( 2 );

@@ -2,10 +2,8 @@
 
 #include <arpa/inet.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -68,11 +66,6 @@ RC_GTEST_PROP( Bits128, operatesBitByBit, () ) {
    RC_ASSERT( ( a == b ) == ( differ == 128 ) );
    RC_ASSERT( ( a < b ) == ( differ < 128 && bitAt( b, differ ) ) );
    RC_ASSERT( ( a ^ b ).none() == ( a == b ) );
-}
-
-TEST( Bits128, noneSeesEveryBit ) {
-   EXPECT_TRUE( Bits128().none() );
-   for( unsigned i = 0; i < 128; ++i ) EXPECT_FALSE( withBitFlipped( {}, i ).none() ) << i;
 }
 
 TEST( IpAddr, readsAndPrintsDottedDecimal ) {
@@ -220,29 +213,6 @@ TEST( IpGenAddr, holdsAnAddressOfEitherFamily ) {
    EXPECT_EQ( v6.af(), AddressFamily::ipv6 );
    EXPECT_EQ( v6.v6Addr(), Ip6Addr( "2001:db8::1" ) );
    EXPECT_EQ( v6.bits(), ( Bits128{ 0x20010db800000000, 1 } ) );
-}
-
-TEST( IpGenAddr, isOrderedByFamilyAndThenByAddress ) {
-   const IpGenAddr rising[] = { IpGenAddr(),
-                                IpGenAddr( "0.0.0.0" ),
-                                IpGenAddr( "10.1.2.3" ),
-                                IpGenAddr( "127.255.255.255" ),
-                                IpGenAddr( "128.0.0.0" ),
-                                IpGenAddr( "255.255.255.255" ),
-                                IpGenAddr( "::" ),
-                                IpGenAddr( "::1" ),
-                                IpGenAddr( "::8000:0:0:0" ),
-                                IpGenAddr( "0:0:0:1::" ),
-                                IpGenAddr( "a01:203::" ),
-                                IpGenAddr( "8000::" ) };
-   for( size_t i = 0; i < std::size( rising ); ++i )
-      for( size_t k = 0; k < std::size( rising ); ++k ) {
-         const auto & a = rising[ i ];
-         const auto & b = rising[ k ];
-         EXPECT_EQ( a <=> b, i <=> k ) << a << " " << b;
-         EXPECT_EQ( a == b, i == k ) << a << " " << b;
-         EXPECT_EQ( IpGenAddr::isEq( &a, &b ), i == k ) << a << " " << b;
-      }
 }
 
 TEST( IpGenAddr, hashSpreads ) {

@@ -156,22 +156,6 @@ TEST_F( AttributeTest, aValueMayBeWrittenFromItself ) {
    EXPECT_EQ( entry.name().size(), 101u );
 }
 
-TEST_F( AttributeTest, aKeyedChangeCarriesKeyAndOldValue ) {
-   entry.ruleIs( 3, one );
-   entry.ruleIs( 4, one );
-   entry.ruleIs( 3, two );
-   entry.ruleDel( 4 );
-   entry.weightIs( "w", 5 );
-   entry.weightIs( "w", 6 );
-   entry.weightDel( "w" );
-   EXPECT_THAT( watcher.log,
-                ElementsAre( "rule[3] null->1", "rule[4] null->1", "rule[3] 1->2", "rule[4] 1->null", "weight[w] 0->5", "weight[w] 5->6",
-                             "weight[w] 6->0" ) );
-   EXPECT_THAT( membersOf( entry.rule() ), ElementsAre( Pair( 3, two ) ) );
-   EXPECT_EQ( entry.rule( 3 ), two );
-   EXPECT_TRUE( entry.weight().empty() );
-}
-
 TEST_F( AttributeTest, aKeyedChangeCarriesTheComparisonOfItsKeys ) {
    struct Check : Quoin::Subscriber {
       void onChange( const Change & change ) override {
@@ -188,15 +172,6 @@ TEST_F( AttributeTest, aKeyedChangeCarriesTheComparisonOfItsKeys ) {
    entry.weightIs( "w", 5 );
    entry.weightDelAll();
    EXPECT_EQ( check.heard, 4 );
-}
-
-TEST_F( AttributeTest, deletingWhatIsNotTherePublishesNothing ) {
-   entry.ruleDel( 3 );
-   entry.ruleDelAll();
-   entry.weightDel( "w" );
-   entry.weightDelAll();
-   EXPECT_THAT( watcher.log, IsEmpty() );
-   EXPECT_EQ( entry.rule().version() + entry.weight().version(), 0u );
 }
 
 TEST_F( AttributeTest, delAllEmptiesFirstAndTellsOfEachMember ) {
@@ -291,14 +266,6 @@ TEST_F( AttributeTest, anOldValueGoesWhenTheNewOneStands ) {
    entry.headIs( makeNode<Last>( [ & ] { seen = entry.head(); } ) );
    entry.headIs( one );
    EXPECT_EQ( seen, one );
-}
-
-TEST( Attr, assignTellsOfARealChange ) {
-   Plinth::Attr<String> attr;
-   EXPECT_FALSE( attr.assign( "" ) );
-   EXPECT_TRUE( attr.assign( "a" ) );
-   EXPECT_FALSE( attr.assign( "a" ) );
-   EXPECT_EQ( attr.value, "a" );
 }
 
 TEST_F( AttributeTest, clonePublishesTheDifferenceOnly ) {
@@ -446,15 +413,6 @@ TEST_F( ShelfTest, takingANodeOutGivesIt ) {
    EXPECT_THAT( watcher.take(), IsEmpty() );
    EXPECT_EQ( a->useCount(), 1u );
    EXPECT_EQ( shelf.node().version(), 2u );
-}
-
-TEST_F( ShelfTest, aNullNodeIsRefusedUnderTheNameOfTheMutator ) {
-   try {
-      shelf.nodeIs( nullptr );
-      ADD_FAILURE() << "stored";
-   } catch( const Plinth::MutatorArgNullPointerException & e ) { EXPECT_STREQ( e.what(), "nodeIs: the argument is null" ); }
-   EXPECT_THAT( watcher.log, IsEmpty() );
-   EXPECT_EQ( shelf.node().version(), 0u );
 }
 
 TEST_F( ShelfTest, aMadeNodeIsToldOfWhenItIsMade ) {

@@ -92,13 +92,6 @@ TEST_F( ClockTest, askingAllocatesNothing ) {
    EXPECT_THAT( log, ElementsAre( "a", "b" ) );
 }
 
-TEST_F( ClockTest, callsWhenTheTimeHasCome ) {
-   const auto a = timer( "a", 2 );
-   EXPECT_THAT( callsAt( 1.5 ), IsEmpty() );
-   EXPECT_THAT( callsAt( 2 ), ElementsAre( "a" ) );
-   EXPECT_THAT( callsAt( 10 ), IsEmpty() );   // once
-}
-
 TEST_F( ClockTest, callsInTheOrderOfTheTimes ) {
    const auto c = timer( "c", 3 ), a = timer( "a", 1 ), d = timer( "d", 4 ), b = timer( "b", 2 ), b2 = timer( "b2", 2 );
    EXPECT_THAT( callsAt( 3 ), ElementsAre( "a", "b", "b2", "c" ) );   // among equals, who asked first
@@ -110,13 +103,6 @@ TEST_F( ClockTest, aTimeCountsFromTheAsking ) {
    const auto a = timer( "a", 2 );
    EXPECT_THAT( callsAt( 11.5 ), IsEmpty() );
    EXPECT_THAT( callsAt( 12 ), ElementsAre( "a" ) );
-}
-
-TEST_F( ClockTest, zeroIsTheNextTurn ) {
-   const auto a = timer( "a", 0 ), b = timer( "b", -5 );   // less than zero is zero
-   EXPECT_EQ( clock->untilNextCall(), Seconds( 0 ) );
-   EXPECT_THAT( callsAt( 0 ), ElementsAre( "a", "b" ) );
-   EXPECT_THAT( callsAt( 0 ), IsEmpty() );
 }
 
 TEST_F( ClockTest, aNewTimeTakesThePlaceOfTheOld ) {
