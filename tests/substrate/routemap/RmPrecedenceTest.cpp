@@ -22,20 +22,8 @@ TEST( RmPrecedence, isEightBits ) {
    EXPECT_EQ( sizeof( RmPrecedence ), 1u );
 }
 
-TEST( RmPrecedence, everyNumberIsAPrecedenceAndOnlyOrderComparesThem ) {
-   for( unsigned a = 0; a < 256; ++a )
-      for( unsigned b = 0; b < 256; ++b ) {
-         const RmPrecedence p{ uint8_t( a ) }, q{ uint8_t( b ) };
-         ASSERT_EQ( p == q, a == b ) << a << ' ' << b;
-         ASSERT_EQ( p < q, a < b ) << a << ' ' << b;
-         ASSERT_EQ( p > q, a > b ) << a << ' ' << b;
-         ASSERT_EQ( RmPrecedence::isEq( &p, &q ), a == b ) << a << ' ' << b;
-         ASSERT_EQ( p.hash() == q.hash(), a == b ) << a << ' ' << b;
-      }
-}
-
 TEST( RmPrecedence, printsAsANumber ) {
-   for( unsigned value = 0; value < 256; ++value ) {
+   for( const unsigned value : { 0, 4, 65, 255 } ) {   // 65 is not the letter of that code
       std::ostringstream os;
       os << std::hex << std::showbase << RmPrecedence( uint8_t( value ) );
       EXPECT_EQ( os.str(), std::to_string( value ) );

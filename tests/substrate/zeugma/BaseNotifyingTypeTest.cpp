@@ -13,7 +13,6 @@ using Quoin::FieldId;
 using Quoin::makeNode;
 using Quoin::Ptr;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using Zeugma::BaseNotifyingType;
 
 class Pair final : public BaseNotifyingType {
@@ -47,34 +46,6 @@ TEST( BaseNotifyingType, hasAPublisherOfItsOwn ) {
    a->lowIs( 5 );
    b->lowIs( 5 );
    EXPECT_THAT( watcher.heard, ElementsAre( 1 ) );
-}
-
-TEST( BaseNotifyingType, clonePublishesAsTheWritesWould ) {
-   const auto from = makeNode<Pair>( 1 );
-   const auto to = makeNode<Pair>( 2 );
-   from->lowIs( 5 );
-   to->lowIs( 5 );
-   from->highIs( 6 );
-   Watcher watcher;
-   to->publisher()->subscriberAdd( &watcher );
-   BaseNotifyingType & base = *to;
-   base.clone( *from );
-   EXPECT_THAT( watcher.heard, ElementsAre( 2 ) );
-   EXPECT_EQ( to->high(), 6 );
-   EXPECT_EQ( to->id, 2 );
-   watcher.heard.clear();
-   base.clone( *from );
-   EXPECT_THAT( watcher.heard, IsEmpty() );
-}
-
-TEST( BaseNotifyingType, letsItsSubscribersGo ) {
-   Watcher watcher;
-   {
-      const Ptr<BaseNotifyingType> p = makeNode<Pair>();
-      p->publisher()->subscriberAdd( &watcher );
-      EXPECT_TRUE( watcher.subscribed() );
-   }
-   EXPECT_FALSE( watcher.subscribed() );
 }
 
 }   // namespace
