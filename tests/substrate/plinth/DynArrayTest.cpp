@@ -1,6 +1,5 @@
 #include "substrate/plinth/DynArray.h"
 
-#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
@@ -43,52 +42,6 @@ TEST( DynArray, emptyHoldsNothing ) {
    EXPECT_EQ( array[ 0 ], 0 );
    EXPECT_EQ( array[ UINT32_MAX ], 0 );
    EXPECT_THAT( walk( array ), IsEmpty() );
-}
-
-TEST( DynArray, walksOverWhatIsSetOnly ) {
-   Array array;
-   for( uint32_t index : { 7u, 0u, 3u, 4u } ) EXPECT_TRUE( array.put( index, 10 + int( index ) ) );
-   EXPECT_EQ( array.count(), 4u );
-   EXPECT_EQ( array.firstIndex(), 0u );
-   EXPECT_EQ( array.size(), 8u );
-   EXPECT_THAT( walk( array ), ElementsAre( Pair( 0, 10 ), Pair( 3, 13 ), Pair( 4, 14 ), Pair( 7, 17 ) ) );
-   EXPECT_EQ( array[ 1 ], 0 );
-   EXPECT_EQ( array[ 8 ], 0 );
-   EXPECT_TRUE( array.erase( 0 ) );
-   EXPECT_TRUE( array.put( 7, 0 ) );   // unset by a default-built value
-   EXPECT_THAT( walk( array ), ElementsAre( Pair( 3, 13 ), Pair( 4, 14 ) ) );
-   EXPECT_EQ( array.count(), 2u );
-   EXPECT_EQ( array.firstIndex(), 3u );
-   EXPECT_EQ( array.size(), 5u ) << "it reaches from the first to the last that is set";
-}
-
-TEST( DynArray, versionMovesOncePerRealChange ) {
-   Array array;
-   const struct {
-      const char * name;
-      std::function<void()> action;
-      uint32_t moves;
-   } rows[] = {
-      { "unset what is not there", [ & ] { EXPECT_FALSE( array.erase( 1 ) ); }, 0 },
-      { "a default-built value behind the end", [ & ] { EXPECT_FALSE( array.put( 5, 0 ) ); }, 0 },
-      { "clear nothing", [ & ] { array.clear(); }, 0 },
-      { "set", [ & ] { EXPECT_TRUE( array.put( 5, 50 ) ); }, 1 },
-      { "present value again", [ & ] { EXPECT_FALSE( array.put( 5, 50 ) ); }, 0 },
-      { "replace", [ & ] { EXPECT_TRUE( array.put( 5, 51 ) ); }, 1 },
-      { "unset a gap", [ & ] { EXPECT_FALSE( array.erase( 2 ) ); }, 0 },
-      { "set a gap", [ & ] { EXPECT_TRUE( array.put( 2, 20 ) ); }, 1 },
-      { "unset", [ & ] { EXPECT_TRUE( array.erase( 2 ) ); }, 1 },
-      { "clear", [ & ] { array.clear(); }, 1 },
-      { "set again", [ & ] { EXPECT_TRUE( array.put( 1, 10 ) ); }, 1 },
-      { "unset the last", [ & ] { EXPECT_TRUE( array.erase( 1 ) ); }, 1 },
-      { "clear where nothing is set", [ & ] { array.clear(); }, 0 },
-   };
-   for( const auto & row : rows ) {
-      const uint32_t before = array.version();
-      row.action();
-      EXPECT_EQ( array.version() - before, row.moves ) << row.name;
-   }
-   EXPECT_EQ( array.size(), 0u );
 }
 
 TEST( DynArray, versionMovesByAssignmentAndByBeingMovedFrom ) {
@@ -246,26 +199,6 @@ TEST( DynArrayDeathTest, endsTheProcessAtAnIndexBeyondTheLimit ) {
       Array array;
       EXPECT_DEATH( array.put( row.index, row.value ), HasSubstr( "Assertion failed: newEntries < 2003004\n" ) );
    }
-}
-
-TEST( DynArray, anIteratorSeesWhatChangesFurtherOn ) {
-   Array array;
-   for( uint32_t index : { 1u, 3u, 5u } ) array.put( index, 1 );
-   auto i = array.first();
-   array.erase( 1 );
-   array.erase( 3 );
-   array.put( 4, 1 );
-   i.next();
-   ASSERT_TRUE( i );
-   EXPECT_EQ( i.key(), 4u );
-   array.put( 1000, 1 );
-   i.next();
-   i.next();
-   ASSERT_TRUE( i );
-   EXPECT_EQ( i.key(), 1000u );
-   array.clear();
-   i.next();
-   EXPECT_FALSE( i );
 }
 
 TEST( DynArray, anOldValueGoesWhenTheChangeStands ) {

@@ -31,19 +31,6 @@ TEST( LinkStack, emptyHoldsNothing ) {
    EXPECT_EQ( stack.version(), 0u );
 }
 
-TEST( LinkStack, lastInIsFirstOut ) {
-   Stack stack;
-   for( int v : { 10, 20, 30 } ) stack.push( v );
-   EXPECT_EQ( *stack.top(), 30 );
-   EXPECT_EQ( *stack.bottom(), 10 );
-   EXPECT_EQ( *stack.find( 1 ), 20 );
-   EXPECT_EQ( stack.find( 3 ), nullptr );
-   EXPECT_EQ( stack.pop(), 30 );
-   EXPECT_EQ( stack.pop(), 20 );
-   EXPECT_EQ( *stack.top(), 10 );
-   EXPECT_EQ( stack.version(), 5u );
-}
-
 TEST( LinkStack, othersKeepTheirIndexWhenOneGoes ) {
    Stack stack;
    for( int v : { 10, 20, 30 } ) stack.push( v );
@@ -69,17 +56,6 @@ TEST( LinkStack, versionMovesByAssignmentAndByBeingMovedFrom ) {
    one = other;
    EXPECT_EQ( one.count(), 3u );
    EXPECT_EQ( *one.top(), 31 );
-}
-
-TEST( LinkStack, anIndexCountsFromTheTopThatIsThere ) {
-   Stack stack;
-   for( int v : { 10, 20 } ) stack.push( v );
-   EXPECT_TRUE( stack.erase( 1 ) );
-   stack.push( 30 );
-   EXPECT_EQ( *stack.find( 1 ), 30 ) << "the top's own is given again";
-   EXPECT_TRUE( stack.erase( 0 ) );
-   EXPECT_EQ( stack.find( 0 ), nullptr ) << "the bottom's need not be 0";
-   EXPECT_EQ( *stack.bottom(), 30 );
 }
 
 TEST( LinkStack, anOldValueGoesWhenTheChangeStands ) {

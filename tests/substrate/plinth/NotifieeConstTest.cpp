@@ -88,16 +88,6 @@ TEST_F( NotifieeConstTest, hearsEachChangeInsideTheWrite ) {
    EXPECT_EQ( a->notifier(), watched );
 }
 
-TEST_F( NotifieeConstTest, writingWhatStandsRunsNoReactor ) {
-   watched->sizeIs( 5 );
-   watched->ruleIs( "r", 6 );
-   const auto a = ear( "a" );
-   watched->sizeIs( 5 );
-   watched->ruleIs( "r", 6 );
-   watched->ruleDel( "s" );
-   EXPECT_THAT( log, IsEmpty() );
-}
-
 TEST_F( NotifieeConstTest, hearsOnlyWhileNotificationIsOn ) {
    const auto a = makeNode<Ear>( log, "a" );
    a->notifierIs( watched );
@@ -126,15 +116,6 @@ TEST_F( NotifieeConstTest, thePresentValueKeepsItsPlace ) {
    a->hasNotificationActiveIs( true );   // it has left and come again
    watched->sizeIs( 2 );
    EXPECT_THAT( log, ElementsAre( "b:1", "a:1" ) );
-}
-
-TEST_F( NotifieeConstTest, onesPlaceIsThatOfItsSubscription ) {
-   const auto a = makeNode<Ear>( log, "a" );
-   a->notifierIs( watched );
-   const auto b = ear( "b" );
-   a->hasNotificationActiveIs( true );
-   watched->sizeIs( 1 );
-   EXPECT_THAT( log, ElementsAre( "a:1", "b:1" ) );
 }
 
 TEST_F( NotifieeConstTest, remembersThatItMissedAChangeUntilThatIsRead ) {
@@ -406,17 +387,6 @@ TEST_F( ManyNotifieesTest, eachMayLeaveInTheMiddleOfADelivery ) {
    heard = 0;
    watched->sizeIs( 2 );
    EXPECT_EQ( heard, left );
-}
-
-TEST_F( ManyNotifieesTest, allMayLeaveInOneHandler ) {
-   whenHeard = [ this ] {
-      whenHeard = {};
-      remove( kCount );
-   };
-   watched->sizeIs( 1 );
-   EXPECT_EQ( heard, 1u );
-   watched->sizeIs( 2 );
-   EXPECT_EQ( heard, 1u );
 }
 
 }   // namespace

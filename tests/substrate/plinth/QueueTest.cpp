@@ -3,7 +3,6 @@
 #include <deque>
 #include <memory>
 #include <ostream>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
@@ -31,18 +30,6 @@ TEST( Queue, emptyHoldsNothing ) {
    EXPECT_THAT( membersOf( queue ), ElementsAre() );
 }
 
-TEST( Queue, firstInIsFirstOut ) {
-   Queue queue;
-   for( int v : { 10, 20, 30 } ) queue.enqueue( v );
-   EXPECT_EQ( *queue.front(), 10 );
-   EXPECT_EQ( *queue.back(), 30 );
-   EXPECT_THAT( membersOf( queue ), ElementsAre( 10, 20, 30 ) );
-   EXPECT_EQ( queue.dequeue(), 10 );
-   EXPECT_EQ( queue.dequeue(), 20 );
-   EXPECT_EQ( queue.front(), queue.back() );
-   EXPECT_EQ( queue.version(), 5u );
-}
-
 TEST( Queue, versionMovesByAssignmentAndByBeingMovedFrom ) {
    Queue one, other;
    for( int v : { 10, 20, 30 } ) {
@@ -52,14 +39,6 @@ TEST( Queue, versionMovesByAssignmentAndByBeingMovedFrom ) {
    expectVersionsMoveWithAssignments( one, other );
    one = other;
    EXPECT_THAT( membersOf( one ), ElementsAre( 11, 21, 31 ) );
-}
-
-TEST( Queue, keepsEqualValuesApart ) {
-   Queue queue;
-   queue.enqueue( 1 );
-   queue.enqueue( 1 );
-   EXPECT_EQ( queue.count(), 2u );
-   EXPECT_EQ( queue.version(), 2u );
 }
 
 TEST( Queue, oldValuesGoWhenTheChangeStands ) {

@@ -93,27 +93,6 @@ TEST( Config, aMapThatGoesIsToldOnceAndGivenBackAndItsNameIsFree ) {
    EXPECT_TRUE( next->mapEntry().empty() );
 }
 
-TEST( Config, allMapsHaveGoneWhenTheFirstIsTold ) {
-   const auto config = makeNode<Config>();
-   for( const char * name : { "C", "A", "B" } ) config->routeMapIs( name );
-   ChangeLog<String> log( *config );
-   Reaction reader( *config, [ & ]( const Quoin::Change & ) { EXPECT_TRUE( config->routeMap().empty() ); } );
-   config->routeMapDelAll();
-   EXPECT_THAT( log.keys, ElementsAre( String( "A" ), String( "B" ), String( "C" ) ) );
-   EXPECT_EQ( log.take().size(), 3u );
-   config->routeMapDelAll();
-   EXPECT_THAT( log.take(), IsEmpty() );
-}
-
-TEST( Config, whatAMapTellsIsNotToldHere ) {
-   const auto config = makeNode<Config>();
-   const auto map = config->routeMapIs( "RM1" );
-   ChangeLog<String> log( *config );
-   map->versionIs( 1 );
-   map->mapEntryIs( 10 );
-   EXPECT_THAT( log.take(), IsEmpty() );
-}
-
 TEST( Config, theModeIsToldOnChangeOnly ) {
    const auto config = makeNode<Config>();
    ChangeLog<String> log( *config );
@@ -123,28 +102,6 @@ TEST( Config, theModeIsToldOnChangeOnly ) {
    EXPECT_THAT( log.take(), ElementsAre( kMode, kMode, kMode ) );
    EXPECT_THAT( seen, ElementsAre( 1, 255, 0 ) );
    EXPECT_THAT( log.keys, IsEmpty() );
-}
-
-TEST( Config, aMapMayBeDeletedByItsOwnName ) {
-   const auto config = makeNode<Config>();
-   const String name( std::string( 40, 'n' ) );
-   config->routeMapIs( name );
-   ChangeLog<String> log( *config );
-   config->routeMapDel( config->routeMap().first().value()->name() );
-   EXPECT_TRUE( config->routeMap().empty() );
-   EXPECT_THAT( log.keys, ElementsAre( name ) );
-}
-
-TEST( Config, aMapMayGoWhileItsComingIsTold ) {
-   const auto config = makeNode<Config>();
-   const String name( std::string( 40, 'n' ) );
-   Reaction remove( *config, [ & ]( const Quoin::Change & ) { config->routeMapDel( name ); } );
-   ChangeLog<String> log( *config );
-   const auto map = config->routeMapIs( name );
-   EXPECT_EQ( map->name(), name );
-   EXPECT_EQ( map->useCount(), 1u );
-   EXPECT_TRUE( config->routeMap().empty() );
-   EXPECT_THAT( log.keys, ElementsAre( name, name ) );
 }
 
 }   // namespace

@@ -53,13 +53,4 @@ TEST( IpAccessListStatus, aNullTrieIsRaisedAndChangesNothing ) {
    EXPECT_EQ( &status->trie(), trie );
 }
 
-TEST( IpAccessListStatus, keepsItsTrie ) {
-   const auto trie = makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
-   auto status = makeNode<IpAccessListStatus>( "ACL" );
-   status->trieIs( trie );
-   EXPECT_EQ( trie->useCount(), 2u );
-   status = nullptr;
-   EXPECT_EQ( trie->useCount(), 1u );
-}
-
 }   // namespace

@@ -1,10 +1,8 @@
 #include "substrate/routemap/ListSymbol.h"
 
-#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 #include <gmock/gmock.h>
 
@@ -143,10 +141,6 @@ using ListSymbols = testing::Types<PrefixListSymbol, IpAccessListSymbol, TagSetS
                                    DynPrefixListSymbol, RoaTableSymbol>;
 TYPED_TEST_SUITE( ListSymbolTest, ListSymbols );
 
-TYPED_TEST( ListSymbolTest, isUndefinedAtFirst ) {
-   EXPECT_EQ( makeNode<TypeParam>( "L" )->status(), nullptr );
-}
-
 TYPED_TEST( ListSymbolTest, staysAsListsComeAndGo ) {
    const auto symbol = makeNode<TypeParam>( "L" );
    ChangeLog log( *symbol );
@@ -183,57 +177,6 @@ TYPED_TEST( ListSymbolTest, isTheOneOfItsNameWhetherThereIsAListOrNot ) {
    EXPECT_EQ( makeNode<TypeParam>( "L" )->dedup( table ), symbol );
    EXPECT_EQ( symbol->notifier(), notifier );
    EXPECT_EQ( table->count(), 1u );
-}
-
-TYPED_TEST( ListSymbolTest, theListIsStoredBeforeItIsTold ) {
-   struct Reader final : Quoin::Subscriber {
-      explicit Reader( TypeParam & s ) : symbol( s ) { s.publisher()->subscriberAdd( this ); }
-      void onChange( const Quoin::Change & ) override { seen.push_back( symbol.status().get() ); }
-      TypeParam & symbol;
-      std::vector<const void *> seen;
-   };
-   const auto symbol = makeNode<TypeParam>( "L" );
-   Reader reader( *symbol );
-   const auto status = this->makeStatus();
-   symbol->statusIs( status );
-   symbol->statusIs( nullptr );
-   EXPECT_THAT( reader.seen, testing::ElementsAre( status.get(), nullptr ) );
-}
-
-TYPED_TEST( ListSymbolTest, aReactionMayDropTheSymbolThatGetsAList ) {
-   struct Dropper final : Quoin::Subscriber {
-      explicit Dropper( Ptr<TypeParam> s ) : symbol( std::move( s ) ) { symbol->publisher()->subscriberAdd( this ); }
-      void onChange( const Quoin::Change & ) override { symbol = nullptr; }
-      Ptr<TypeParam> symbol;
-   };
-   SymbolDedupTable<TypeParam> table;
-   Dropper dropper( table.symbol( "L" ) );
-   TypeParam * const raw = dropper.symbol.get();
-   const auto status = this->makeStatus();
-   raw->statusIs( status );
-   EXPECT_FALSE( dropper.symbol );
-   EXPECT_FALSE( dropper.subscribed() );
-   EXPECT_EQ( table.count(), 0u );
-   EXPECT_EQ( status->useCount(), 1u );
-}
-
-TYPED_TEST( ListSymbolTest, aSubscriberThatThrowsDoesNotTakeTheListBack ) {
-   struct Thrower final : Quoin::Subscriber {
-      explicit Thrower( TypeParam & s ) { s.publisher()->subscriberAdd( this ); }
-      void onChange( const Quoin::Change & ) override { throw std::runtime_error( "enough" ); }
-   };
-   const auto symbol = makeNode<TypeParam>( "L" );
-   const auto status = this->makeStatus();
-   {
-      Thrower thrower( *symbol );
-      ChangeLog behind( *symbol );
-      EXPECT_THROW( symbol->statusIs( status ), std::runtime_error );
-      EXPECT_TRUE( behind.take().empty() );
-   }
-   EXPECT_EQ( symbol->status(), status );
-   ChangeLog log( *symbol );
-   symbol->statusIs( status );
-   EXPECT_TRUE( log.take().empty() );
 }
 
 // One publisher tells of what the base has and of what the derived class adds.

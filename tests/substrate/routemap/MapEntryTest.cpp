@@ -16,7 +16,6 @@ using namespace Routing::RouteMap;
 using Acl::MatchPermit;
 using Quoin::FieldId;
 using Quoin::makeNode;
-using Quoin::String;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Field = MapEntry::Field;
@@ -97,30 +96,6 @@ TEST( MapEntry, eachAttributeIsToldOfInAFieldOfItsOwnOnChangeOnly ) {
    }
    EXPECT_THAT( log.keys, IsEmpty() ) << "none of these is a collection";
    EXPECT_EQ( fields.size(), 7u ) << "all apart";
-}
-
-TEST( MapEntry, storesFirstAndTellsAfter ) {
-   const auto entry = makeNode<MapEntry>( 10 );
-   std::vector<std::string> seen;
-   KeyReader reader( *entry, [ & ]( const Quoin::Change & change ) {
-      switch( Field( change.field ) ) {
-         case Field::matchRule: return seen.emplace_back( entry->matchRule( MatchOption::matchTag ).listName ), void();
-         case Field::subRouteMap: return seen.emplace_back( entry->subRouteMap().name ), void();
-         case Field::setFlags: return seen.emplace_back( std::to_string( entry->setFlags() ) ), void();
-         case Field::description: return seen.emplace_back( entry->description( 1 ) ), void();
-         case Field::distance: return seen.emplace_back( std::to_string( entry->distance() ) ), void();
-         case Field::continueSeq: return seen.emplace_back( std::to_string( entry->continueSeq() ) ), void();
-         case Field::permit: return seen.emplace_back( entry->permit() == MatchPermit::deny ? "deny" : "permit" ), void();
-      }
-   } );
-   entry->matchRuleIs( rule( MatchOption::matchTag, "T" ) );
-   entry->subRouteMapIs( { "RM", false } );
-   entry->setFlagsIs( 1 );
-   entry->descriptionIs( 1, "text" );
-   entry->distanceIs( 2 );
-   entry->continueSeqIs( 3 );
-   entry->permitIs( MatchPermit::deny );
-   EXPECT_THAT( seen, ElementsAre( "T", "RM", "1", "text", "2", "3", "deny" ) );
 }
 
 TEST( MapEntry, aRuleIsToldOfWithItsOption ) {
@@ -239,14 +214,6 @@ TEST( MapEntry, aCallOfNoNameThatIsInvertedIsNotTheDefault ) {
    const SubRouteMap inverted = entry->subRouteMap(), none;
    EXPECT_FALSE( SubRouteMap::isEq( &inverted, &none ) );
    EXPECT_TRUE( entry->subRouteMap().name.empty() );
-}
-
-TEST( MapEntry, aRuleMayBeWrittenFromItself ) {
-   const auto entry = makeNode<MapEntry>( 10 );
-   entry->matchRuleIs( rule( MatchOption::matchTag ) );
-   ChangeLog<MatchOption> log( *entry );
-   entry->matchRuleIs( *entry->matchRule().find( MatchOption::matchTag ) );
-   EXPECT_THAT( log.take(), IsEmpty() );
 }
 
 // The rule that is written stands in another entry, which the first to hear of it takes apart.

@@ -102,27 +102,6 @@ TEST( Map, anEntryThatGoesIsToldOnceAndGivenBack ) {
    EXPECT_NE( map->mapEntryIs( 10 ), entry ) << "a new one";
 }
 
-TEST( Map, allEntriesHaveGoneWhenTheFirstIsTold ) {
-   const auto map = makeNode<Map>( "RM1" );
-   for( const uint32_t seqno : { 30u, 10u, 20u } ) map->mapEntryIs( seqno );
-   ChangeLog<uint32_t> log( *map );
-   Reaction reader( *map, [ & ]( const Quoin::Change & ) { EXPECT_TRUE( map->mapEntry().empty() ); } );
-   map->mapEntryDelAll();
-   EXPECT_THAT( log.keys, ElementsAre( 10u, 20u, 30u ) );
-   EXPECT_EQ( log.take().size(), 3u );
-   map->mapEntryDelAll();
-   EXPECT_THAT( log.take(), IsEmpty() );
-}
-
-TEST( Map, whatAnEntryTellsIsNotToldHere ) {
-   const auto map = makeNode<Map>( "RM1" );
-   const auto entry = map->mapEntryIs( 10 );
-   ChangeLog<uint32_t> log( *map );
-   entry->distanceIs( 5 );
-   entry->descriptionIs( 1, "text" );
-   EXPECT_THAT( log.take(), IsEmpty() );
-}
-
 // A reader sees the attributes move before the version that declares them complete.
 TEST( Map, aBatchIsToldInTheOrderOfItsWriting ) {
    const auto map = makeNode<Map>( "RM1" );
@@ -138,25 +117,6 @@ TEST( Map, aBatchIsToldInTheOrderOfItsWriting ) {
    entry->distanceIs( 5 );
    map->versionIs( 1 );
    EXPECT_THAT( seen, ElementsAre( std::pair( 5u, 0u ), std::pair( 5u, 1u ) ) );
-}
-
-TEST( Map, anEntryMayGoWhileItsComingIsTold ) {
-   const auto map = makeNode<Map>( "RM1" );
-   Reaction remove( *map, [ & ]( const Quoin::Change & ) { map->mapEntryDel( 10 ); } );
-   ChangeLog<uint32_t> log( *map );
-   const auto entry = map->mapEntryIs( 10 );
-   ASSERT_TRUE( entry );
-   EXPECT_EQ( entry->seqno(), 10u );
-   EXPECT_TRUE( map->mapEntry().empty() );
-   EXPECT_THAT( log.keys, ElementsAre( 10u, 10u ) );
-}
-
-TEST( Map, anEntryOutlivesItsMap ) {
-   auto map = makeNode<Map>( "RM1" );
-   const auto entry = map->mapEntryIs( 10 );
-   map = nullptr;
-   EXPECT_EQ( entry->useCount(), 1u );
-   entry->distanceIs( 5 );
 }
 
 }   // namespace

@@ -66,40 +66,10 @@ TEST( MatchRule, printsItsOptionAndTheOperandsThatAreSet ) {
    for( const auto & row : rows ) EXPECT_EQ( textOf( row.rule ), row.text );
 }
 
-TEST( CommListSet, isAValueLikeAnyOther ) {
-   static_assert( std::is_default_constructible_v<CommListSet> && std::is_copy_constructible_v<CommListSet> );
-   const CommListSet a, b = a;
-   EXPECT_EQ( a, b );
-   EXPECT_TRUE( CommListSet::isEq( &a, &b ) );
-   EXPECT_EQ( a.hash(), b.hash() );
-   EXPECT_EQ( textOf( a ), "{}" );
-}
-
 TEST( SubRouteMap, aNewOneCallsNothing ) {
    const SubRouteMap call;
    EXPECT_TRUE( call.name.empty() );
    EXPECT_FALSE( call.invertResult );
-}
-
-TEST( SubRouteMap, isComparedByBothFields ) {
-   const struct {
-      const char * name;
-      SubRouteMap a, b;
-      bool equal;
-   } rows[] = {
-      { "two new ones", {}, {}, true },
-      { "the same", { "RM", true }, { "RM", true }, true },
-      { "another name", { "RM", true }, { "RM2", true }, false },
-      { "another result", { "RM", true }, { "RM", false }, false },
-      { "no name, inverted, and a new one", { "", true }, {}, false },
-      { "no name, inverted, twice", { "", true }, { "", true }, true },
-   };
-   for( const auto & row : rows ) {
-      EXPECT_EQ( SubRouteMap::isEq( &row.a, &row.b ), row.equal ) << row.name;
-      EXPECT_EQ( SubRouteMap::isEq( &row.b, &row.a ), row.equal ) << row.name;
-      EXPECT_EQ( row.a == row.b, row.equal ) << row.name;
-      EXPECT_EQ( row.a.hash() == row.b.hash(), row.equal ) << row.name;
-   }
 }
 
 TEST( SubRouteMap, printsItsNameAndTheInversion ) {

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <optional>
-#include <stdexcept>
 #include <utility>
 
 #include <gmock/gmock.h>
@@ -100,37 +99,6 @@ struct Reaction final : Quoin::Subscriber {
    int heard = 0;
 };
 
-TEST( PolicySymbol, eachAttributeIsStoredBeforeItIsTold ) {
-   const auto symbol = makeNode<PolicySymbol>( "A" );
-   const auto notifier = makeNode<PolicySymbolNotifier>();
-   Reaction current( *symbol, [ & ] { EXPECT_FALSE( symbol->statusCurrent() ); } );
-   symbol->statusCurrentIs( false );
-   Reaction other( *symbol, [ & ] { EXPECT_EQ( symbol->notifier(), notifier ); } );
-   symbol->notifierIs( notifier );
-   EXPECT_EQ( current.heard, 2 );
-   EXPECT_EQ( other.heard, 1 );
-}
-
-TEST( PolicySymbol, aSubscriberThatThrowsKeepsTheChangeFromTheOthersAlone ) {
-   const auto symbol = makeNode<PolicySymbol>( "A" );
-   const auto fail = [] { throw std::runtime_error( "enough" ); };
-   {
-      Reaction first( *symbol, fail ), second( *symbol, [] {} );
-      EXPECT_THROW( symbol->statusCurrentIs( false ), std::runtime_error );
-      EXPECT_FALSE( symbol->statusCurrent() ) << "the value stands";
-      EXPECT_EQ( second.heard, 0 );
-      symbol->statusCurrentIs( true );
-      EXPECT_EQ( first.heard, 2 );
-      EXPECT_EQ( second.heard, 1 );
-   }
-   Reaction first( *symbol->notifier(), fail ), second( *symbol->notifier(), [] {} );
-   EXPECT_THROW( symbol->notifier()->versionInc( 1 ), std::runtime_error );
-   EXPECT_EQ( symbol->notifier()->version(), 1u );
-   EXPECT_EQ( second.heard, 0 );
-   symbol->notifier()->versionInc( 1 );
-   EXPECT_EQ( second.heard, 1 );
-}
-
 TEST( PolicySymbol, aReactionMayDropWhatIsWritten ) {
    for( const bool others : { false, true } ) {
       SCOPED_TRACE( others );
@@ -181,14 +149,6 @@ TEST( PolicySymbol, itsContentIsItsName ) {
       EXPECT_EQ( a->compareLessThanByContent( Zeugma::DedupContentHandle( content ) ), row.less ) << row.a << ' ' << row.b;
       EXPECT_EQ( a->hash(), String( row.a ).hash() );
    }
-}
-
-TEST( PolicySymbol, itsOtherAttributesAreNotContent ) {
-   const auto a = makeNode<PolicySymbol>( "A" ), b = makeNode<PolicySymbol>( "A" );
-   b->statusCurrentIs( false );
-   b->notifierIs( nullptr );
-   EXPECT_TRUE( a->compare( b.get() ) );
-   EXPECT_EQ( a->hash(), b->hash() );
 }
 
 TEST( PolicySymbol, givesTheVersionOfItsNotifier ) {

@@ -1,6 +1,5 @@
 #include "substrate/lists/PrefixListIndex.h"
 
-#include <numeric>
 
 #include <gmock/gmock.h>
 
@@ -119,21 +118,6 @@ TEST( PrefixListIndex, knowsWhetherItsTrieHasChanged ) {
    EXPECT_TRUE( index->current( *trie ) );
    trie->compact();
    EXPECT_FALSE( index->current( *trie ) );
-}
-
-TEST( PrefixListIndex, answersAmongAHundredThousandOfOneNode ) {
-   constexpr uint32_t kEntries = 100000;
-   PrefixListModel model{ AddressFamily::ipv4, {} };
-   const IpGenPrefix p( "10.0.0.0/8" );
-   for( uint32_t seqno = kEntries; seqno > 0; --seqno ) {
-      const unsigned length = seqno == kEntries ? 30 : 8 + seqno % 20;
-      model.entries.push_back( { seqno, seqno % 2 ? permit : deny, p, length, length } );
-   }
-   const auto list = prefixListBy( Road::compactedIndex, model );
-   EXPECT_EQ( governing( list->trie(), "10.0.0.0/9" ), "1 permit" );
-   EXPECT_EQ( governing( list->trie(), "10.0.0.0/8" ), "20 deny" );
-   EXPECT_EQ( governing( list->trie(), "10.0.0.0/30" ), "100000 deny" );
-   EXPECT_EQ( governing( list->trie(), "10.0.0.0/31" ), "nothing" );
 }
 
 TEST( PrefixListIndex, lookingDoesNotAllocate ) {

@@ -1,9 +1,7 @@
 #include "substrate/routemap/PrefixListProducer.h"
 
-#include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 
@@ -87,14 +85,6 @@ TEST_F( PrefixListProducerTest, anEditThatCannotBeBeginsNothing ) {
    EXPECT_EQ( list->entries().size(), 1u );
 }
 
-TEST_F( PrefixListProducerTest, aPublicationWithoutAnEditIsOneToo ) {
-   const auto list = made();
-   list->publish();
-   const SymbolWatcher watcher( list->symbol() );
-   list->publish();
-   EXPECT_THAT( watcher.take(), ElementsAre( "not current", "status", "current", "version 2, current, defined" ) );
-}
-
 TEST_F( PrefixListProducerTest, theNameIsUndefinedAgainWhenItGoes ) {
    auto list = made();
    list->publish();
@@ -108,57 +98,12 @@ TEST_F( PrefixListProducerTest, theNameIsUndefinedAgainWhenItGoes ) {
    EXPECT_THAT( watcher.take(), ElementsAre( "not current", "status", "current", "version 3, current, defined" ) );
 }
 
-TEST_F( PrefixListProducerTest, oneThatGoesWithAnEditUnderWayLeavesNobodyWaiting ) {
-   auto list = made();
-   const auto symbol = list->symbol();
-   EXPECT_FALSE( list->entryIs( entry( 10 ) ) );
-   EXPECT_FALSE( symbol->statusCurrent() );
-   list = nullptr;
-   EXPECT_TRUE( symbol->statusCurrent() );
-   EXPECT_EQ( symbol->status(), nullptr );
-   EXPECT_EQ( symbol->notifier()->version(), 0u ) << "it has never been defined";
-}
-
-TEST_F( PrefixListProducerTest, oneThatGoesLeavesTheListOfItsSuccessor ) {
-   auto first = made(), second = made();
-   first->publish();
-   EXPECT_FALSE( second->entryIs( entry( 10 ) ) );
-   second->publish();
-   const auto status = second->symbol()->status();
-   first = nullptr;
-   EXPECT_EQ( second->symbol()->status(), status );
-   EXPECT_TRUE( second->symbol()->statusCurrent() );
-   EXPECT_EQ( second->symbol()->notifier()->version(), 2u );
-}
-
 TEST_F( PrefixListProducerTest, theLastUserOfASymbolIsItsProducerAtTheLatest ) {
    auto list = made();
    list->publish();
    EXPECT_EQ( table->count(), 1u );
    list = nullptr;
    EXPECT_EQ( table->count(), 0u );
-}
-
-TEST_F( PrefixListProducerTest, aReactionMayDropTheProducer ) {
-   auto list = made();
-   const auto symbol = list->symbol();
-   SymbolWatcher watcher( symbol );
-   watcher.reaction = [ & ] { list = nullptr; };
-   list->publish();
-   EXPECT_EQ( list, nullptr );
-   EXPECT_EQ( symbol->status(), nullptr );
-   EXPECT_TRUE( symbol->statusCurrent() );
-   EXPECT_EQ( symbol->notifier()->version(), 2u );
-}
-
-TEST_F( PrefixListProducerTest, standsASymbolWithoutANotifier ) {
-   auto list = made();
-   const auto symbol = list->symbol();
-   symbol->notifierIs( nullptr );
-   list->publish();
-   EXPECT_NE( symbol->status(), nullptr );
-   list = nullptr;
-   EXPECT_EQ( symbol->status(), nullptr );
 }
 
 }   // namespace

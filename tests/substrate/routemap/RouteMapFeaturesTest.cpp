@@ -56,12 +56,6 @@ TEST( RouteMapFeatures, updateFromIsTheUnion ) {
    }
 }
 
-TEST( RouteMapFeatures, updateFromItselfChangesNothing ) {
-   RouteMapFeatures features = 0x2005;
-   features.updateFrom( features );
-   EXPECT_EQ( features.value(), 0x2005u );
-}
-
 TEST( RouteMapFeatures, bitsAreReadAndWrittenAlone ) {
    RouteMapFeatures features = 0xfffffff0;
    EXPECT_FALSE( features.has( RouteMapFeatures::matchInterface ) );
@@ -71,16 +65,6 @@ TEST( RouteMapFeatures, bitsAreReadAndWrittenAlone ) {
    EXPECT_EQ( features.value(), 0xffffdff2u );
    features.bitIs( RouteMapFeatures::matchBestpath, false );
    EXPECT_EQ( features.value(), 0xffffdff2u );
-}
-
-TEST( RouteMapFeatures, equalityIsThatOfTheWord ) {
-   EXPECT_EQ( RouteMapFeatures( 5 ), RouteMapFeatures( 5 ) );
-   EXPECT_NE( RouteMapFeatures( 5 ), RouteMapFeatures( 5 | 1u << 31 ) );
-   const RouteMapFeatures a = 5, same = 5, other = 5 | 1u << 31;
-   EXPECT_TRUE( RouteMapFeatures::isEq( &a, &same ) );
-   EXPECT_FALSE( RouteMapFeatures::isEq( &a, &other ) );
-   EXPECT_EQ( a.hash(), same.hash() );
-   EXPECT_NE( a.hash(), other.hash() );
 }
 
 TEST( RouteMapFeatures, textNamesEveryBitTheLowestFirst ) {

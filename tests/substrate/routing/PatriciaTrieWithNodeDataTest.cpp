@@ -1,7 +1,5 @@
 #include "substrate/routing/PatriciaTrieWithNodeData.h"
 
-#include <algorithm>
-#include <functional>
 #include <map>
 #include <new>
 #include <numeric>
@@ -399,16 +397,6 @@ TEST( PatriciaTrieWithNodeData, compactKeepsAllAndGivesSpaceBack ) {
    }
 }
 
-TEST( PatriciaTrieWithNodeData, slotsStandInTheOrderOfAWalkOnceCompact ) {
-   const auto trie = trieOf( AddressFamily::ipv4, { "10.1.1.0/24", "10.0.0.0/8", "0.0.0.0/0", "10.1.0.0/16" } );
-   trie->compact();
-   const auto recorder = makeNode<Recorder>();
-   trie->ancestorWalk( IpGenPrefix( "10.1.1.0/24" ), recorder.get() );
-   std::vector<const PrefixData *> bySlot;
-   for( Slot s = 0; s < trie->slotCount(); ++s ) bySlot.push_back( trie->slotData( s ) );
-   EXPECT_EQ( bySlot, recorder->heads );
-}
-
 TEST( PatriciaTrieWithNodeData, holdsItsDataAndLetsItGo ) {
    ASSERT_EQ( Item::alive, 0 );
    {
@@ -580,40 +568,6 @@ TEST( PatriciaTrieWithNodeData, aHundredThousandPrefixesStandInTheirPlaces ) {
             EXPECT_EQ( difference( *trie, model, asked ), "" ) << "compacted";
          } );
    EXPECT_EQ( Item::alive, 0 );
-}
-
-TEST( PatriciaTrieWithNodeData, theOrderOfEntryDoesNotMatter ) {
-   std::vector<const char *> held = { "0.0.0.0/0", "10.0.0.0/6", "10.0.0.0/8", "10.1.1.0/24", "10.1.1.0/30", "10.1.1.1/32" };
-   std::sort( held.begin(), held.end(), std::less<>() );
-   const auto byPlace = []( const char * a, const char * b ) { return std::less<>()( a, b ); };
-   do {
-      const auto trie = trieOf( AddressFamily::ipv4, held );
-      ASSERT_THAT( ancestorTexts( *trie, "10.1.1.1/32" ),
-                   ElementsAre( "0.0.0.0/0", "8.0.0.0/6", "10.0.0.0/8", "10.1.1.0/24", "10.1.1.0/30", "10.1.1.1/32" ) );
-      ASSERT_THAT( ancestorTexts( *trie, "10.1.1.2/31" ),
-                   ElementsAre( "0.0.0.0/0", "8.0.0.0/6", "10.0.0.0/8", "10.1.1.0/24", "10.1.1.0/30" ) );
-   } while( std::next_permutation( held.begin(), held.end(), byPlace ) );
-}
-
-// The same as above in a form that RapidCheck makes smaller when it fails.
-RC_GTEST_PROP( PatriciaTrieWithNodeData, holdsAFewPrefixes, () ) {
-   const auto anyPrefix =
-      rc::gen::map( rc::gen::pair( rc::gen::inRange<uint32_t>( 0, 16 ), rc::gen::inRange<uint8_t>( 0, 33 ) ), []( auto p ) {
-         const uint32_t v = p.first;   // four bits, far from each other
-         return IpGenPrefix( Ferule::IpAddr( ( v & 8 ) << 28 | ( v & 4 ) << 24 | ( v & 2 ) << 10 | ( v & 1 ) ), p.second );
-      } );
-   const auto held = *rc::gen::container<std::vector<IpGenPrefix>>( anyPrefix );
-   const auto asked = *rc::gen::container<std::vector<IpGenPrefix>>( anyPrefix );
-   const auto trie = makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
-   Model model;
-   for( const auto & p : held ) {
-      const auto item = makeNode<Item>();
-      trie->routeIs( p, item );
-      model.put( p, item.get() );
-   }
-   RC_ASSERT( difference( *trie, model, asked ) == "" );
-   trie->compact();
-   RC_ASSERT( difference( *trie, model, asked ) == "" );
 }
 
 }   // namespace

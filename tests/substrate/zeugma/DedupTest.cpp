@@ -71,24 +71,6 @@ TEST_P( Dedup, theFirstOfAContentEnters ) {
    EXPECT_EQ( first->useCount(), 1u );   // the table's is weak
 }
 
-TEST_P( Dedup, aSecondOfItsContentStaysOutside ) {
-   const auto first = makeNode<Number>( 7 ), second = makeNode<Number>( 7 );
-   table->dedup( first );
-   EXPECT_EQ( table->dedup( second ), first );
-   EXPECT_EQ( table->dedup( first ), first );
-   EXPECT_FALSE( second->isDeduped() );
-   EXPECT_EQ( table->count(), 1u );
-}
-
-TEST_P( Dedup, contentsOfOneHashAreToldApart ) {
-   const auto a = intern( *table, 3 ), b = intern( *table, 4 ), c = table->dedup( makeNode<Number>( 5 ) );
-   EXPECT_EQ( a->hash(), b->hash() );
-   EXPECT_EQ( table->count(), 3u );
-   EXPECT_EQ( intern( *table, 4 ), b );
-   EXPECT_EQ( intern( *table, 5 ), c );
-   EXPECT_EQ( table->dedup( makeNode<Number>( 3 ) ), a );
-}
-
 TEST_P( Dedup, findMakesAnObjectOnlyForANewContent ) {
    int made = 0;
    const int content = 7;
@@ -116,25 +98,6 @@ TEST_P( Dedup, aHitDoesNotAllocate ) {
    EXPECT_EQ( same, first );
    const auto miss = intern( *table, 8 );
    EXPECT_GT( allocationCount(), before ) << "nothing is counted at all";
-}
-
-TEST_P( Dedup, theLastUserLeavesTheTable ) {
-   auto first = intern( *table, 7 ), again = first;
-   first = nullptr;
-   EXPECT_EQ( table->count(), 1u );
-   again = nullptr;
-   EXPECT_EQ( table->count(), 0u );
-   EXPECT_EQ( Number::alive, 0 );
-   first = intern( *table, 7 );
-   EXPECT_EQ( table->count(), 1u );
-}
-
-TEST_P( Dedup, oneThatGoesLeavesOthersOfItsHash ) {
-   const auto a = intern( *table, 3 ), c = intern( *table, 5 );
-   intern( *table, 4 );
-   EXPECT_EQ( table->count(), 2u );
-   EXPECT_EQ( intern( *table, 3 ), a );
-   EXPECT_EQ( intern( *table, 5 ), c );
 }
 
 TEST_P( Dedup, objectsKeepTheirTable ) {

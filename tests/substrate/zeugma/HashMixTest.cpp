@@ -37,16 +37,6 @@ TEST( HashMix, theSeedCounts ) {
    EXPECT_NE( hashOf( {}, 1 ), hashOf( {}, 2 ) );
 }
 
-TEST( HashMix, readingTheHashChangesNothing ) {
-   HashMix mix;
-   const uint32_t words[] = { 1, 2 };
-   mix.mixBytes4( bytesOf( words ) );
-   const unsigned first = mix, again = mix;
-   EXPECT_EQ( first, again );
-   mix.mixBytes4( bytesOf( words + 1 ) );
-   EXPECT_EQ( unsigned( mix ), hashOf( { 1, 2 } ) );
-}
-
 TEST( HashMix, spreadsNumbersInARow ) {
    constexpr uint32_t kCount = 100000;
    std::set<unsigned> all, lowBits, highBits;

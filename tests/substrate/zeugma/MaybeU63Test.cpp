@@ -28,34 +28,6 @@ TEST( MaybeU63, defaultIsAbsent ) {
    EXPECT_EQ( value, MaybeU63( MaybeU63::kAbsent ) );
 }
 
-TEST( MaybeU63, equalityIsByPresenceAndThenByValue ) {
-   const struct {
-      const char * name;
-      uint64_t a, b;
-      bool equal;
-   } rows[] = {
-      { "zero and zero", 0, 0, true },
-      { "the same value", 7, 7, true },
-      { "different values", 7, 8, false },
-      { "the highest value and itself", kTop - 1, kTop - 1, true },
-      { "the top bit alone and zero", kTop, 0, false },
-      { "the top bit with low bits and those low bits", kTop | 7, 7, false },
-      { "two absent ones", kTop, kTop, true },
-      { "two absent ones with different low bits", kTop | 7, kTop | 8, true },
-      { "all bits and the top bit alone", ~uint64_t( 0 ), kTop, true },
-      { "the highest value and all bits", kTop - 1, ~uint64_t( 0 ), false },
-   };
-   for( const auto & row : rows ) {
-      SCOPED_TRACE( row.name );
-      const MaybeU63 a( row.a ), b( row.b );
-      EXPECT_EQ( a == b, row.equal );
-      EXPECT_EQ( b == a, row.equal );
-      EXPECT_EQ( a != b, !row.equal );
-      EXPECT_EQ( MaybeU63::isEq( &a, &b ), row.equal );
-      EXPECT_TRUE( !row.equal || a.hash() == b.hash() );
-   }
-}
-
 TEST( MaybeU63, hashSpreads ) {
    std::set<uint32_t> hashes{ MaybeU63().hash() };
    for( uint64_t v = 0; v < 1000; ++v ) hashes.insert( MaybeU63( v ).hash() ), hashes.insert( MaybeU63( ( v + 1 ) << 40 ).hash() );

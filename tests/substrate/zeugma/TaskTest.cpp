@@ -69,19 +69,6 @@ TEST_F( TaskTest, aNewTaskIsNotDue ) {
    EXPECT_THAT( log, IsEmpty() );
 }
 
-TEST_F( TaskTest, schedulingRunsNothingByItself ) {
-   const auto a = task( "a" );
-   a->scheduleTask();
-   EXPECT_THAT( log, IsEmpty() );
-   EXPECT_TRUE( a->taskScheduled() );
-   EXPECT_FALSE( scheduler->idle() );
-   EXPECT_TRUE( scheduler->runOne() );
-   EXPECT_THAT( log, ElementsAre( "a" ) );
-   EXPECT_FALSE( a->taskScheduled() );
-   EXPECT_TRUE( scheduler->idle() );
-   EXPECT_EQ( a->taskRuns(), 1u );
-}
-
 TEST_F( TaskTest, twiceBeforeARunGivesOneRun ) {
    const auto a = task( "a" ), b = task( "b" );
    for( Task * t : { a.get(), b.get(), a.get(), a.get() } ) t->scheduleTask();
@@ -195,14 +182,6 @@ TEST_F( TaskTest, aTaskThatGoesWhileDueDoesNotRun ) {
    alone.reset();
    EXPECT_TRUE( scheduler->idle() );
    EXPECT_FALSE( scheduler->runOne() );
-}
-
-TEST_F( TaskTest, aTaskMayDestroyAnotherThatIsDue ) {
-   auto b = task( "b" );
-   const auto a = task( "a", TaskPriority::high, [ & ] { b.reset(); } ), c = task( "c" );
-   for( Task * t : { a.get(), b.get(), c.get() } ) t->scheduleTask();
-   scheduler->runUntilIdle();
-   EXPECT_THAT( log, ElementsAre( "a", "c" ) );
 }
 
 TEST_F( TaskTest, aTaskMayGoInsideItsOwnRun ) {
@@ -478,14 +457,6 @@ TEST_F( TaskWakeUpTest, comesAgainWhenTheOnlyDueTaskHasGone ) {
    a.reset();
    b->scheduleTask();
    EXPECT_EQ( wakeUps, 2 );
-}
-
-TEST_F( TaskWakeUpTest, findsTheTaskDue ) {
-   const auto a = task( "a" );
-   bool due = false;
-   scheduler->wakeUpCallbackIs( [ & ] { due = a->taskScheduled() && !scheduler->idle(); } );
-   a->scheduleTask();
-   EXPECT_TRUE( due );
 }
 
 TEST_F( TaskWakeUpTest, mayRunWhatIsDue ) {
