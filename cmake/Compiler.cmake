@@ -9,6 +9,13 @@ if( CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LE
    add_compile_options( -Wno-restrict -Wno-maybe-uninitialized )   # g++ 12 reports std::string's own concatenation and assignment
 endif()
 
+# What is installed does not tell where it was built. Optimised as one, the library has its line tables from the linker.
+if( CMAKE_CXX_COMPILER_ID MATCHES "^(GNU|Clang)$" )
+   set( build_paths "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${PROJECT_BINARY_DIR}=." )
+   add_compile_options( "$<$<NOT:$<CONFIG:Debug>>:${build_paths}>" )
+   add_link_options( "$<$<NOT:$<CONFIG:Debug>>:${build_paths}>" )
+endif()
+
 if( ROUTEPOLICY_SANITIZE )
    list( JOIN ROUTEPOLICY_SANITIZE "," sanitizers )
    if( "thread" IN_LIST ROUTEPOLICY_SANITIZE )
