@@ -15,8 +15,15 @@ set( CMAKE_VERIFY_INTERFACE_HEADER_SETS ${PROJECT_IS_TOP_LEVEL} )
 add_library( routepolicy ${sources} )
 add_library( RoutePolicy::routepolicy ALIAS routepolicy )
 
+# Every public header comes to the generated one, which so can refuse a language that none of them is written in.
+set( language_check [[
+#if __cplusplus < 202002L
+#  error "libroutepolicy needs C++20: compile with -std=c++20 or later"
+#endif
+]] )
 generate_export_header( routepolicy
    EXPORT_MACRO_NAME ROUTEPOLICY_API
+   CUSTOM_CONTENT_FROM_VARIABLE language_check
    EXPORT_FILE_NAME "${PROJECT_BINARY_DIR}/include/routepolicy_export.h" )
 
 # Two sets, for the build tree may lie inside the source tree, and one set may not have nested base directories.

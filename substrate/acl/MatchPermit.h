@@ -6,6 +6,8 @@
 
 #include "routepolicy_export.h"
 
+#include "routepolicy_export.h"
+
 namespace Acl {
 
 /// What a sequence or a rule says of what it matches.

@@ -4,6 +4,8 @@
 #include <exception>
 #include <utility>
 
+#include "routepolicy_export.h"
+
 namespace Plinth {
 
 /// Takes steps that all have to be taken, also where those who hear of one of them throw. The first that was thrown comes out of

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "routepolicy_export.h"
+
 namespace Plinth {
 
 /// Counts the changes of a collection that it is a member of: an assignment changes what it writes to, a move what it leaves behind.

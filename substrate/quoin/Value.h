@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "routepolicy_export.h"
+
 namespace Quoin {
 
 /// Whether the two T behind the pointers are equal.

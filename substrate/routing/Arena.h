@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "routepolicy_export.h"
+
 namespace Routing {
 
 /// A block of n elements is the row's [base, base + n). Freed blocks wait in a list of their size for the next block that

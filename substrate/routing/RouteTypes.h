@@ -7,6 +7,8 @@
 
 #include "routepolicy_export.h"
 
+#include "routepolicy_export.h"
+
 namespace Routing {
 
 using RouteTag = uint32_t;

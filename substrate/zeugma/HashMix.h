@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "routepolicy_export.h"
+
 namespace Zeugma {
 
 /// Feed bytes, then convert. Equal feeds from one seed give equal hashes within a process; the value is not for storing.
