@@ -9,9 +9,6 @@ list( TRANSFORM folders APPEND "/*.h" OUTPUT_VARIABLE header_globs )
 file( GLOB_RECURSE sources CONFIGURE_DEPENDS ${source_globs} )
 file( GLOB_RECURSE headers CONFIGURE_DEPENDS ${header_globs} )
 
-# Adds the target all_verify_interface_header_sets, which compiles each public header alone.
-set( CMAKE_VERIFY_INTERFACE_HEADER_SETS ${PROJECT_IS_TOP_LEVEL} )
-
 add_library( routepolicy ${sources} )
 add_library( RoutePolicy::routepolicy ALIAS routepolicy )
 
