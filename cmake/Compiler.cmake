@@ -9,6 +9,10 @@ if( CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LE
    add_compile_options( -Wno-restrict -Wno-maybe-uninitialized )   # g++ 12 reports std::string's own concatenation and assignment
 endif()
 
+if( CMAKE_CXX_COMPILER_ID STREQUAL GNU )
+   add_compile_options( --param=ggc-min-heapsize=1048576 )   # KiB: below 1 GiB the compiler collects no garbage, a tenth of its time
+endif()
+
 # What is installed does not tell where it was built. Optimised as one, the library has its line tables from the linker.
 if( CMAKE_CXX_COMPILER_ID MATCHES "^(GNU|Clang)$" )
    set( build_paths "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${PROJECT_BINARY_DIR}=." )
