@@ -80,7 +80,7 @@ void checkNotes( const PolicyText & text, const Lines & lines ) {
 // What two loaders made of texts that say the same.
 void checkAlike( const LineLoader & a, const LineLoader & b, const char * what ) {
    const PolicyText &x = a.text(), &y = b.text();
-   check( x == y && x.passedOverStanzas == y.passedOverStanzas && x.strayFiles == y.strayFiles && x.otherWords == y.otherWords &&
+   check( x == y && x.skippedStanzas == y.skippedStanzas && x.strayFiles == y.strayFiles && x.otherWords == y.otherWords &&
              x.applications.size() == y.applications.size() && x.doubts.size() == y.doubts.size() && a.errors().size() == b.errors().size(),
           what );
 }
@@ -102,10 +102,10 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size ) {
       check( again.errors().empty(), "what is written is free of errors" );
       check( again.text() == once, "what is written says the same, once and twice" );
    }
-   check( again.text().passedOverStanzas == 0 && again.text().applications.empty() && again.text().otherWords.empty(),
+   check( again.text().skippedStanzas == 0 && again.text().applications.empty() && again.text().otherWords.empty(),
           "all that is written is policy" );
    for( const auto & doubt : again.text().doubts )
-      check( doubt.kind == Agent::Doubt::Kind::netmask, "nothing that is written is passed over or replaced" );
+      check( doubt.kind == Agent::Doubt::Kind::netmask, "no written line is skipped or replaced" );
 
    LineLoader twice;
    for( int i = 0; i < 2; ++i ) twice.load( "fuzz.conf", bytes );

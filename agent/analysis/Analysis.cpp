@@ -31,22 +31,17 @@ std::string shown( std::string_view name ) {
 
 // ---- references
 
-std::string withArticle( std::string_view words ) {
-   return fmt::format( "{} {}", std::string_view( "aeiou" ).find( words.front() ) == std::string_view::npos ? "a" : "an", words );
-}
-
-// "there is no access-list P", and what there is of that name instead: ", but an IPv6 one and an ip prefix-list".
-std::string noneText( const PolicyText & text, const Thing & thing, std::string_view kindName ) {
+// "access-list P is undefined", with the other kinds that have the name: ", but ip prefix-list P and tag-set P are defined".
+std::string undefinedText( const PolicyText & text, const Thing & thing, std::string_view kindName ) {
    std::vector<std::string> others;
-   for( const ThingKind kind : kindsCalled( thing.name, text ) )
-      others.push_back( kind == inOtherFamily( thing.kind ) ? fmt::format( "an {} one", familyOf( kind ) )
-                                                            : withArticle( nameOf( kind ) ) );
-   const std::string none = fmt::format( "there is no {} {}", kindName, shown( thing.name ) );
-   return others.empty() ? none : fmt::format( "{}, but {}", none, joined( others, kMostNames, " and " ) );
+   for( const ThingKind kind : kindsCalled( thing.name, text ) ) others.push_back( textOf( Thing{ kind, thing.name } ) );
+   const std::string undefined = fmt::format( "{} {} is undefined", kindName, shown( thing.name ) );
+   if( others.empty() ) return undefined;
+   return fmt::format( "{}, but {} {} defined", undefined, joined( others, kMostNames, " and " ), others.size() == 1 ? "is" : "are" );
 }
 
-// Access lists and prefix lists are easily taken for each other: where the other one is defined, its clause was most likely meant.
-// "; write "match ip address prefix-list P"".
+// Access lists and prefix lists are easily confused: if the other list is defined, its form of the clause was probably meant.
+// "; write "match ip address prefix-list P"", or nothing.
 std::string adviceFor( const PolicyText & text, const Reference & reference ) {
    const auto * written = reference.option && !reference.invert ? matchForm( *reference.option ) : nullptr;
    if( !written ) return {};
@@ -62,7 +57,7 @@ void findUndefined( const PolicyText & text, const References & references, Find
       const auto other = inOtherFamily( reference.to.kind );
       const bool inOther = other && isDefined( text, { *other, reference.to.name } );
       findings.push_back( { reference.place, inOther ? Kind::wrongFamily : Kind::undefined,
-                            fmt::format( "{}: {}{}", textOf( reference ), noneText( text, reference.to, nameOf( reference.to.kind ) ),
+                            fmt::format( "{}: {}{}", textOf( reference ), undefinedText( text, reference.to, nameOf( reference.to.kind ) ),
                                          adviceFor( text, reference ) ) } );
    }
 }
@@ -70,21 +65,21 @@ void findUndefined( const PolicyText & text, const References & references, Find
 void findUndefinedApplications( const PolicyText & text, Findings & findings ) {
    for( const auto & application : text.applications )
       if( !isDefined( text, application ) )
-         findings.push_back( { application.place, Kind::undefined,
-                               fmt::format( "\"{}\": {}", application.line,
-                                            noneText( text, { kindOf( application ), application.name }, nameOf( application.kind ) ) ) } );
+         findings.push_back(
+            { application.place, Kind::undefined,
+              fmt::format( "\"{}\": {}", application.line,
+                           undefinedText( text, { kindOf( application ), application.name }, nameOf( application.kind ) ) ) } );
 }
 
-// Whether the list is meant somewhere: as what it is; as another kind, of which there is none, which is a finding of its own; or maybe
-// in another stanza.
-bool isWanted( const PolicyText & text, const References & references, const Thing & thing ) {
+// Whether a clause or another stanza may mean the list. An undefined use of the same name counts: it is a finding of its own.
+bool mayBeUsed( const PolicyText & text, const References & references, const Thing & thing ) {
    if( references.isUsed( thing ) || text.otherWords.contains( std::string( thing.name ) ) ) return true;
    return std::ranges::any_of( thingsCalled( thing.name, text, references ), [ & ]( const Thing & t ) { return !isDefined( text, t ); } );
 }
 
 void findUnused( const PolicyText & text, const References & references, Findings & findings ) {
    forEachThing( text, [ & ]( const Thing & thing, const auto & what ) {
-      if( thing.kind == ThingKind::routeMap || isWanted( text, references, thing ) ) return;
+      if( thing.kind == ThingKind::routeMap || mayBeUsed( text, references, thing ) ) return;
       findings.push_back( { what.place, Kind::unused, fmt::format( "no route map uses {}", textOf( thing ) ) } );
    } );
 }
@@ -107,11 +102,11 @@ void findCycles( const References & references, Findings & findings ) {
    }
 }
 
-// The lowest only: who calls them is held back with them, as is whoever lies on a cycle.
+// The lowest route maps only: their callers, and the members of cycles, are held back with them.
 void findHeldBack( const PolicyText & text, Findings & findings ) {
    const auto held = routeMapsHeldBack( text.routeMaps );
    for( const auto & [ name, by ] : held ) {
-      const CallClause * first = nullptr;   // there is one
+      const CallClause * first = nullptr;   // not null behind the loop
       bool callsHeldBack = false;
       for( const auto & [ number, sequence ] : text.routeMaps.at( name ).sequences ) {
          if( !sequence.call || !text.routeMaps.contains( sequence.call->name ) ) continue;
@@ -120,9 +115,9 @@ void findHeldBack( const PolicyText & text, Findings & findings ) {
       }
       if( callsHeldBack ) continue;
       const std::string why = by == HeldBackBy::depth ? fmt::format( "its calls go deeper than {}", kDeepestCalls )
-                                                      : fmt::format( "an evaluation may come to more than {} calls", kMostCalls );
+                                                      : fmt::format( "one evaluation may make more than {} calls", kMostCalls );
       findings.push_back( { first->place, by == HeldBackBy::depth ? Kind::tooDeep : Kind::tooManyCalls,
-                            fmt::format( "{} is not in force, nor is who calls it: {}", shown( name ), why ) } );
+                            fmt::format( "{} is not in force, nor are its callers: {}", shown( name ), why ) } );
    }
 }
 
@@ -130,7 +125,7 @@ void findHeldBack( const PolicyText & text, Findings & findings ) {
 
 using Clause = std::map<MatchOption, MatchClause>::value_type;
 
-// The first clause that looks at this subject and holds for one family only. An inverted list holds for routes of the other family too.
+// The first clause on this subject that matches one family only; null for none. An inverted clause holds for the other family, too.
 const Clause * firstOf( const SequenceText & sequence, MatchForm::Subject subject, AddressFamily af ) {
    for( const auto & clause : sequence.match ) {
       const auto * form = matchForm( clause.first );
@@ -147,7 +142,7 @@ std::string textOf( const Clause & clause ) {
    return what.name.empty() ? fmt::format( "{} {}", words, what.number ) : fmt::format( "{} {}", words, shown( what.name ) );
 }
 
-/// Two clauses that never hold together, and why.
+/// Two clauses that never hold together, and the reason.
 struct Contradiction {
    const Clause * first;
    const Clause * second;
@@ -156,9 +151,9 @@ struct Contradiction {
 
 std::optional<Contradiction> contradictionIn( const PolicyText & text, const SequenceText & sequence ) {
    using Subject = MatchForm::Subject;
-   // Two subjects apart: a route may have a next hop of the other family.
-   for( const auto & [ subject, why ] : { std::pair( Subject::prefix, "no route is of both families" ),
-                                          std::pair( Subject::nextHop, "no next hop is of both families" ) } ) {
+   // The two subjects are separate: an IPv4 route may have an IPv6 next hop.
+   for( const auto & [ subject, why ] : { std::pair( Subject::prefix, "no route belongs to both families" ),
+                                          std::pair( Subject::nextHop, "no next hop belongs to both families" ) } ) {
       const auto * ipv4 = firstOf( sequence, subject, AddressFamily::ipv4 );
       const auto * ipv6 = firstOf( sequence, subject, AddressFamily::ipv6 );
       if( ipv4 && ipv6 ) return Contradiction{ ipv4, ipv6, why };
@@ -170,7 +165,7 @@ std::optional<Contradiction> contradictionIn( const PolicyText & text, const Seq
    return Contradiction{ &*tag, &*tagSet, "the tag is not in the set" };
 }
 
-/// Which sequences of a route map routes come to.
+/// Finds the sequences of a route map that routes reach.
 class RouteMapWalk {
  public:
    RouteMapWalk( const PolicyText & text, std::string_view name, const RouteMapText & routeMap, Findings & findings )
@@ -178,13 +173,13 @@ class RouteMapWalk {
 
    void run() {
       if( !sequences_.empty() ) reached_.insert( sequences_.begin()->first );
-      const Sequence * last = nullptr;   // that is reached: what comes next and is not, it keeps routes from
+      const Sequence * last = nullptr;   // the last reached one: it keeps routes from the unreached ones behind it
       for( auto at = sequences_.begin(); at != sequences_.end(); ++at ) {
          const bool never = isContradiction( *at );
          if( at->second.action == MatchPermit::deny )
-            tellNoEffect( *at );
+            findNoEffect( *at );
          else
-            tellMissingTarget( *at );
+            findMissingTarget( *at );
          if( reached_.erase( at->first ) == 0 ) {
             findings_.push_back( { at->second.place, Kind::unreachable, fmt::format( "{} {}: {}", name_, at->first, whyNot( *last ) ) } );
             continue;
@@ -200,12 +195,12 @@ class RouteMapWalk {
    using Sequences = std::map<uint32_t, SequenceText>;
    using Sequence = Sequences::value_type;
 
-   // Whether a route may come to the sequence and go on to the next one. A call of a route map that there is not counts as not written.
+   // Whether a route may reach the sequence without matching it. A call of an undefined route map counts as absent.
    bool maySkip( const SequenceText & sequence ) const {
       return !sequence.match.empty() || ( sequence.call && text_.routeMaps.contains( sequence.call->name ) );
    }
 
-   // Where a route that the sequence permits goes on; the end for nowhere.
+   // The sequence at which a permitted route continues; the end if it stops.
    Sequences::const_iterator targetOf( const Sequence & from ) const {
       const auto & [ number, sequence ] = from;
       if( sequence.action == MatchPermit::deny || !sequence.continueTo ) return sequences_.end();
@@ -217,7 +212,7 @@ class RouteMapWalk {
    std::string whyNot( const Sequence & before ) const {
       const auto target = targetOf( before );
       const std::string where = target == sequences_.end() ? "ends the route map" : fmt::format( "continues to {}", target->first );
-      return fmt::format( "no route comes to it, as {} takes them all and {}", before.first, where );
+      return fmt::format( "no route reaches this sequence: {} matches every route and {}", before.first, where );
    }
 
    bool isContradiction( const Sequence & at ) {
@@ -229,32 +224,32 @@ class RouteMapWalk {
       return true;
    }
 
-   void tellNoEffect( const Sequence & at ) {
+   void findNoEffect( const Sequence & at ) {
       const auto & [ number, sequence ] = at;
-      const auto tell = [ & ]( const Place & place, const std::string & what ) {
-         findings_.push_back( { place, Kind::noEffect, fmt::format( "{} {} denies, and so {}", name_, number, what ) } );
+      const auto add = [ & ]( const Place & place, const std::string & what ) {
+         findings_.push_back( { place, Kind::noEffect, fmt::format( "{} {} denies, so {}", name_, number, what ) } );
       };
-      if( !( sequence.set == SetClauses() ) ) tell( sequence.place, "sets nothing" );
+      if( !( sequence.set == SetClauses() ) ) add( sequence.place, "it sets nothing" );
       if( const auto & to = sequence.continueTo )
-         tell( to->place, to->target == 0 ? "never continues" : fmt::format( "never continues to {}", to->target ) );
+         add( to->place, to->target == 0 ? "it never continues" : fmt::format( "it never continues to {}", to->target ) );
    }
 
-   void tellMissingTarget( const Sequence & at ) {
+   void findMissingTarget( const Sequence & at ) {
       const auto & to = at.second.continueTo;
       if( !to || to->target == 0 || sequences_.contains( to->target ) ) return;
       findings_.push_back(
          { to->place, Kind::missingTarget,
-           fmt::format( "{} {} continues to {}, which there is not: the route map ends there", name_, at.first, to->target ) } );
+           fmt::format( "{} {} continues to {}, which does not exist: the route map ends there", name_, at.first, to->target ) } );
    }
 
    const PolicyText & text_;
    const std::string name_;
    const Sequences & sequences_;
    Findings & findings_;
-   std::set<uint32_t> reached_;   // of those that are still to come
+   std::set<uint32_t> reached_;   // of the sequences not yet visited
 };
 
-// ---- what permits nothing
+// ---- lists and route maps that permit nothing
 
 template <class Line>
 bool permits( const ListText<Line> & list ) {
@@ -267,8 +262,8 @@ bool permits( const TagSetText & ) {
    return true;
 }
 
-// Nothing where no sequence needs its permission: what is inverted holds, as it may be meant to.
-void tellNeverPermits( const References & references, const Thing & thing, const Place & place, Findings & findings ) {
+// No finding if no sequence needs a permit of it: an inverted clause always holds then, which may be meant.
+void addNeverPermits( const References & references, const Thing & thing, const Place & place, Findings & findings ) {
    std::vector<std::string> sequences;
    const Reference * last = nullptr;
    for( const auto * r : references.to( thing ) ) {
@@ -284,7 +279,7 @@ void tellNeverPermits( const References & references, const Thing & thing, const
 
 void findNeverPermits( const PolicyText & text, const References & references, Findings & findings ) {
    forEachThing( text, [ & ]( const Thing & thing, const auto & what ) {
-      if( !permits( what ) ) tellNeverPermits( references, thing, what.place, findings );
+      if( !permits( what ) ) addNeverPermits( references, thing, what.place, findings );
    } );
 }
 
@@ -295,15 +290,15 @@ void findShadowed( ThingKind kind, const PolicyText::ByName<PrefixListText> & li
    for( const auto & [ name, list ] : lists ) {
       const Thing thing{ kind, name };
       auto left = std::ranges::count_if( list.lines, isPermit );
-      const bool none = left == 0;   // which is told elsewhere
+      const bool none = left == 0;   // findNeverPermits reports that
       for( const auto & shadowed : shadowedLinesOf( list ) ) {
          const auto line = list.lines.find( shadowed.number );
          left -= isPermit( *line );
-         findings.push_back( { line->second.place, Kind::shadowed,
-                               fmt::format( "{} seq {} never decides: seq {} takes all that it speaks of", textOf( thing ), shadowed.number,
-                                            shadowed.by ) } );
+         findings.push_back(
+            { line->second.place, Kind::shadowed,
+              fmt::format( "{} seq {} never decides: seq {} matches all its prefixes", textOf( thing ), shadowed.number, shadowed.by ) } );
       }
-      if( left == 0 && !none ) tellNeverPermits( references, thing, list.place, findings );
+      if( left == 0 && !none ) addNeverPermits( references, thing, list.place, findings );
    }
 }
 
@@ -311,7 +306,7 @@ void findShadowed( ThingKind kind, const PolicyText::ByName<PrefixListText> & li
 
 Kind kindOf( Doubt::Kind kind ) noexcept {
    switch( kind ) {
-      case Doubt::Kind::passedOver: return Kind::passedOver;
+      case Doubt::Kind::skipped: return Kind::skipped;
       case Doubt::Kind::replaced: return Kind::replaced;
       case Doubt::Kind::netmask: return Kind::netmask;
    }
@@ -338,7 +333,7 @@ std::string_view nameOf( Kind kind ) noexcept {
       case Kind::shadowed: return "shadowed";
       case Kind::neverPermits: return "never-permits";
       case Kind::noEffect: return "no-effect";
-      case Kind::passedOver: return "passed-over";
+      case Kind::skipped: return "skipped";
       case Kind::replaced: return "replaced";
       case Kind::netmask: return "netmask";
    }

@@ -1,5 +1,5 @@
 /// @file agent/analysis/Analysis.h
-/// What is wrong with a policy although its text is right.
+/// Finds mistakes in a policy whose text is free of errors.
 #pragma once
 
 #include <cstdint>
@@ -13,20 +13,20 @@ namespace Agent {
 
 struct Finding {
    enum class Kind : uint8_t {
-      undefined,       // a clause names, or another stanza applies, what there is not
-      wrongFamily,     // a clause names a list that there is in the other family only
-      unused,          // no clause names the list, and no other stanza has the word
-      cycle,           // route maps call each other in a ring
-      tooDeep,         // a route map whose calls go deeper than is put into force
-      tooManyCalls,    // a route map of which an evaluation may come to more calls than that
-      unreachable,     // no route ever comes to the sequence
-      missingTarget,   // a sequence continues to one that there is not
+      undefined,       // a clause or another stanza names an undefined list or route map
+      wrongFamily,     // a clause names a list that is defined for the other family only
+      unused,          // no clause names the list, and no other stanza contains its name
+      cycle,           // route maps call each other in a cycle
+      tooDeep,         // a route map whose calls go deeper than kDeepestCalls
+      tooManyCalls,    // a route map of which one evaluation may make more than kMostCalls calls
+      unreachable,     // no route reaches the sequence
+      missingTarget,   // a sequence continues to a sequence that does not exist
       contradiction,   // a sequence whose clauses cannot hold together
-      shadowed,        // a prefix list's line that never decides
-      neverPermits,    // a list or route map that permits nothing, and is asked to
-      noEffect,        // clauses of a deny that are for permits only
+      shadowed,        // a line of a prefix list that never decides
+      neverPermits,    // a list or called route map that permits nothing, so that a sequence never matches
+      noEffect,        // clauses of a deny that have an effect in permits only
       // The loader's doubts.
-      passedOver,
+      skipped,
       replaced,
       netmask
    };
@@ -35,16 +35,16 @@ struct Finding {
    std::string text;   // one line, printable
 };
 /// "undefined", "wrong-family", "unused", "cycle", "too-deep", "too-many-calls", "unreachable", "missing-target", "contradiction",
-/// "shadowed", "never-permits", "no-effect", "passed-over", "replaced", "netmask".
+/// "shadowed", "never-permits", "no-effect", "skipped", "replaced", "netmask".
 std::string_view nameOf( Finding::Kind kind ) noexcept;
 
-/// In the order of their places. `references` are the text's. Cost: near linear in the text, but for texts made of cycles.
+/// Ordered by place. `references` belong to `text`. Cost: near linear in the text, except for texts made of cycles.
 std::vector<Finding> findingsOf( const PolicyText & text, const References & references );
 
-/// Whether no sequence calls it: whoever applies policy names it, in another stanza maybe.
+/// Whether no sequence calls the route map: then only another stanza can apply it.
 bool isRoot( const References & references, std::string_view routeMap );
 
-/// "edge.conf:12:3"; "" for nowhere.
+/// "edge.conf:12:3"; empty for a place without a line.
 std::string placeText( const PolicyText & text, const Place & place );
 
 }   // namespace Agent

@@ -14,7 +14,7 @@ using Node = size_t;   // a route map's number
 constexpr Node kNone = std::numeric_limits<Node>::max();
 using Neighbours = std::vector<std::vector<Node>>;   // of each node
 
-/// Who calls whom, among the route maps that there are.
+/// The calls between the defined route maps.
 class CallGraph {
  public:
    explicit CallGraph( const References & references ) {
@@ -53,7 +53,7 @@ class CallGraph {
    std::map<std::pair<Node, Node>, std::vector<const Reference *>> calls_;
 };
 
-// All of them; whom nobody can come back from before whoever comes to it.
+// All nodes; a callee comes before its callers, except within a cycle.
 std::vector<Node> calleesFirst( const Neighbours & callees ) {
    struct Visit {
       Node node;
@@ -82,8 +82,8 @@ std::vector<Node> calleesFirst( const Neighbours & callees ) {
    return order;
 }
 
-// The group of each: of those that it comes to through calls, and that come back to it. Whoever comes first among the last callers can
-// be come to from nowhere but its group.
+// The group of each node: the nodes that it reaches through calls and that reach it. Going backwards through calleesFirst(), the callers of
+// the first node without a group that have no group either are its group.
 std::vector<Node> groupsOf( const CallGraph & graph ) {
    const auto order = calleesFirst( graph.callees() );
    std::vector<Node> groups( order.size(), kNone ), next;
@@ -103,21 +103,21 @@ std::vector<Node> groupsOf( const CallGraph & graph ) {
    return groups;
 }
 
-// The names of these and of all that comes to them through calls, but for those that are told of already; ascending.
-std::vector<std::string_view> tellWithCallers( const CallGraph & graph, const std::vector<Node> & nodes, std::vector<bool> & told ) {
+// The names of these nodes and of all their direct and indirect callers, ascending; without those that are `listed`, which it updates.
+std::vector<std::string_view> listWithCallers( const CallGraph & graph, const std::vector<Node> & nodes, std::vector<bool> & listed ) {
    std::vector<std::string_view> names;
    std::vector<Node> next;
-   const auto tell = [ & ]( Node n ) {
-      if( told[ n ] ) return;
-      told[ n ] = true;
+   const auto list = [ & ]( Node n ) {
+      if( listed[ n ] ) return;
+      listed[ n ] = true;
       names.push_back( graph.name( n ) );
       next.push_back( n );
    };
-   for( const Node n : nodes ) tell( n );
+   for( const Node n : nodes ) list( n );
    while( !next.empty() ) {
       const Node n = next.back();
       next.pop_back();
-      for( const Node caller : graph.callers()[ n ] ) tell( caller );
+      for( const Node caller : graph.callers()[ n ] ) list( caller );
    }
    std::sort( names.begin(), names.end() );
    return names;
@@ -126,7 +126,7 @@ std::vector<std::string_view> tellWithCallers( const CallGraph & graph, const st
 class CycleSearch {
  public:
    explicit CycleSearch( const CallGraph & graph )
-         : graph_( graph ), groups_( groupsOf( graph ) ), cameFrom_( groups_.size(), kNone ), told_( groups_.size(), false ) {}
+         : graph_( graph ), groups_( groupsOf( graph ) ), cameFrom_( groups_.size(), kNone ), listed_( groups_.size(), false ) {}
 
    std::vector<CallCycle> run() {
       std::vector<std::vector<Node>> rings;
@@ -134,7 +134,7 @@ class CycleSearch {
       for( const auto & [ call, references ] : graph_.calls() ) {
          const auto [ from, to ] = call;
          if( groups_[ from ] != groups_[ to ] || covered_.contains( call ) ) continue;
-         auto ring = wayInGroup( to, from );
+         auto ring = pathInGroup( to, from );
          for( size_t i = 0; i < ring.size(); ++i ) covered_.emplace( ring[ i ], ring[ ( i + 1 ) % ring.size() ] );
          std::ranges::rotate( ring, std::ranges::min_element( ring, {}, name ) );
          rings.push_back( std::move( ring ) );
@@ -142,13 +142,13 @@ class CycleSearch {
       std::ranges::sort( rings,
                          [ & ]( const auto & a, const auto & b ) { return std::ranges::lexicographical_compare( a, b, {}, name, name ); } );
       std::vector<CallCycle> cycles;
-      for( const auto & ring : rings ) cycles.push_back( { stepsOf( ring ), tellWithCallers( graph_, ring, told_ ) } );
+      for( const auto & ring : rings ) cycles.push_back( { stepsOf( ring ), listWithCallers( graph_, ring, listed_ ) } );
       return cycles;
    }
 
  private:
-   // A shortest way from one to the other of its group, both included.
-   std::vector<Node> wayInGroup( Node from, Node to ) {
+   // A shortest path between two nodes of one group, both included.
+   std::vector<Node> pathInGroup( Node from, Node to ) {
       std::vector<Node> reached{ from };
       cameFrom_[ from ] = from;
       for( size_t at = 0; cameFrom_[ to ] == kNone; ++at ) {
@@ -159,11 +159,11 @@ class CycleSearch {
             reached.push_back( m );
          }
       }
-      std::vector<Node> way{ to };
-      while( way.back() != from ) way.push_back( cameFrom_[ way.back() ] );
-      std::ranges::reverse( way );
+      std::vector<Node> path{ to };
+      while( path.back() != from ) path.push_back( cameFrom_[ path.back() ] );
+      std::ranges::reverse( path );
       for( const Node n : reached ) cameFrom_[ n ] = kNone;
-      return way;
+      return path;
    }
 
    std::vector<CallCycle::Step> stepsOf( const std::vector<Node> & ring ) const {
@@ -180,8 +180,8 @@ class CycleSearch {
 
    const CallGraph & graph_;
    const std::vector<Node> groups_;
-   std::vector<Node> cameFrom_;   // of those that a search has reached; kNone between two
-   std::vector<bool> told_;       // not to be in force
+   std::vector<Node> cameFrom_;   // of the nodes that the present search has reached; kNone for all others
+   std::vector<bool> listed_;     // in notInForce of an earlier cycle
    std::set<std::pair<Node, Node>> covered_;
 };
 

@@ -9,24 +9,24 @@
 
 namespace Agent {
 
-/// Route maps that call each other in a ring.
+/// Route maps that call each other in a cycle.
 struct CallCycle {
-   /// One route map of the ring calling the next, or the last calling the first.
+   /// One route map of the cycle calls the next; the last calls the first.
    struct Step {
       std::string_view routeMap;
-      std::vector<uint32_t> sequences;   // that call; ascending
+      std::vector<uint32_t> sequences;   // with the call; ascending
       std::string_view callee;
       Place place;   // of the first of these calls
    };
-   std::vector<Step> steps;   // from the route map whose name is the least
-   /// The route maps that this keeps out of force, ascending: those on the ring, and those that call one that is kept out. One that
-   /// several rings keep out is told of with the first of them only.
+   std::vector<Step> steps;   // the route map with the least name comes first
+   /// The route maps that are not in force because of this cycle, ascending: its members and all their direct and indirect callers. A route
+   /// map that several cycles hold back is listed with the first of them only.
    std::vector<std::string_view> notInForce;
 };
 
-/// Enough of the cycles that every call that is part of one is in one of them, each once. A policy can have more cycles than anyone
-/// could read; with these gone there are no others. In the order of their first route maps' names. What they refer to is the
-/// references'. Cost: near linear in the references, but for route maps that call each other in many rings.
+/// A selection of the cycles, each once, in which every call occurs that is part of any cycle: a policy can have more cycles than anyone
+/// can read. Ordered by the names of their first route maps. The names live as long as `references`. Cost: near linear in the
+/// references, except for route maps that form many cycles.
 std::vector<CallCycle> callCyclesOf( const References & references );
 
 }   // namespace Agent

@@ -6,14 +6,14 @@
 
 namespace Agent {
 
-// Whoever calls nobody who is still in question is out of it, and rids its callers of one call. Those who never are lie on a cycle, or
-// come to one.
+// A route map is settled once all its callees are; then each of its callers has one open call less. A route map that is never settled is
+// a member of a cycle, or calls one.
 std::map<std::string, HeldBackBy> routeMapsHeldBack( const PolicyText::ByName<RouteMapText> & routeMaps ) {
    struct Node {
       const std::string * name;
-      size_t open = 0;     // of its calls: those of route maps in question
-      size_t depth = 0;    // of the calls below it
-      size_t number = 0;   // of them, each as often as it may be followed; no more than one too many
+      size_t open = 0;     // its calls of route maps that are not settled
+      size_t depth = 0;    // of the nested calls below it
+      size_t number = 0;   // of calls in one evaluation, at most kMostCalls + 1
       std::vector<Node *> callers;
    };
    std::unordered_map<std::string_view, Node> nodes;

@@ -10,22 +10,22 @@
 
 namespace Agent {
 
-/// Calls deeper than this one in another are not put into force: each takes its share of the stack in an evaluation.
+/// A route map with deeper nested calls is not put into force: each level of calls takes stack in an evaluation.
 constexpr size_t kDeepestCalls = 1000;
 
-/// Nor are those that an evaluation may have to follow more often than this: a route map is asked anew by each of its callers, so that
-/// two calls in each of twenty route maps, one below the other, come to two million.
+/// A route map of which one evaluation may make more calls is not put into force either. Each call evaluates its callee again: twenty
+/// nested route maps with two calls each make two million calls.
 constexpr size_t kMostCalls = 100'000;
 
-/// When several hold, the first is told.
+/// Why a route map is held back. If several reasons apply, the first of them.
 enum class HeldBackBy : uint8_t {
-   cycle,   // it lies on a cycle of calls, or comes to one
+   cycle,   // it is a member of a cycle of calls, or calls one, directly or not
    depth,   // its calls go deeper than kDeepestCalls
-   number   // an evaluation of it may come to more than kMostCalls calls
+   number   // one evaluation of it may make more than kMostCalls calls
 };
 
-/// The route maps that are not to be put into force, and why; calls of those that there are not count for nothing. Which of the calls
-/// came last does not enter, so that the same text always means the same. Cost: linear in the route maps and their sequences.
+/// The route maps that must not be put into force, with the reason; calls of undefined route maps do not count. The result depends on the
+/// text only, not on the order of edits. Cost: linear in the route maps and their sequences.
 std::map<std::string, HeldBackBy> routeMapsHeldBack( const PolicyText::ByName<RouteMapText> & routeMaps );
 
 }   // namespace Agent

@@ -83,7 +83,7 @@ std::vector<std::string> namesLike( const std::string & name, const PolicyText &
 std::string unknownNameText( const std::string & name, const PolicyText & text ) {
    std::vector<std::string> near;
    for( const auto & like : namesLike( name, text ) ) near.push_back( shown( like ) );
-   const std::string reason = fmt::format( "there is nothing called {}", shown( name ) );
+   const std::string reason = fmt::format( "unknown name {}", shown( name ) );
    return near.empty() ? reason : fmt::format( "{}; did you mean {}?", reason, joined( near, kMostSuggestions, " or " ) );
 }
 
@@ -91,7 +91,7 @@ std::string unknownNameText( const std::string & name, const PolicyText & text )
 
 namespace {
 
-// Of both families, if its kind has any.
+// In both families, if its kind has families.
 std::vector<Thing> candidatesOf( const Application & application ) {
    const ThingKind kind = kindOf( application );
    std::vector<Thing> things{ { kind, application.name } };

@@ -1,5 +1,5 @@
 /// @file agent/analysis/References.h
-/// The things of a policy that have names, and who refers to them.
+/// The named things of a policy (lists, tag sets, route maps), and the clauses and stanzas that refer to them.
 #pragma once
 
 #include <compare>
@@ -15,7 +15,7 @@
 
 namespace Agent {
 
-/// Something that a name stands for, whether it is there or not. The name is the text's.
+/// A kind and a name, defined or not. The name lives as long as the text.
 struct Thing {
    ThingKind kind = ThingKind::ipv4PrefixList;
    std::string_view name;
@@ -25,10 +25,10 @@ struct Thing {
 std::string textOf( const Thing & thing );
 
 bool isDefined( const PolicyText & text, const Thing & thing );
-/// In which kinds there is a thing of that name.
+/// The kinds in which the name is defined.
 std::vector<ThingKind> kindsCalled( std::string_view name, const PolicyText & text );
 
-/// Calls `visit( thing, what the text has of it )` for all that is there: by kind, and by name.
+/// Calls `visit( thing, its text )` for everything that is defined, ordered by kind and name.
 template <class Visit>
 void forEachThing( const PolicyText & text, Visit && visit ) {
    forEachKind( text, [ & ]( ThingKind kind, const auto & things ) {
@@ -36,7 +36,7 @@ void forEachThing( const PolicyText & text, Visit && visit ) {
    } );
 }
 
-/// What it is made of: lines of a list, tags of a set, sequences of a route map.
+/// The number of lines of a list, tags of a set, or sequences of a route map.
 template <class Line>
 size_t sizeOf( const ListText<Line> & list ) noexcept {
    return list.lines.size();
@@ -60,37 +60,37 @@ struct Reference {
 };
 /// "matches ip address prefix-list CUSTOMERS invert", "calls CUSTOMERS"; printable.
 std::string clauseTextOf( const Reference & reference );
-/// The same behind who it is: "EDGE-IN 10 calls CUSTOMERS".
+/// The same behind its sequence: "EDGE-IN 10 calls CUSTOMERS".
 std::string textOf( const Reference & reference );
 
-// ---- what other stanzas apply
+// ---- applications: what other stanzas apply
 
-/// As lines of other stanzas call it, which tell no family: "prefix-list".
+/// The word in the lines of other stanzas, which does not say the family: "prefix-list".
 std::string_view nameOf( Application::Kind kind ) noexcept;
-/// Of what it applies: that of IPv4, where there are two.
+/// The kind of what it applies; of two families, the one of IPv4.
 ThingKind kindOf( const Application & application ) noexcept;
-/// Whether there is what it applies, in whichever family.
+/// Whether what it applies is defined, in any family.
 bool isDefined( const PolicyText & text, const Application & application );
 
-/// All references of a policy, and what other stanzas apply of it. Threading: read-only. Cost of making it: one walk over the route maps
-/// and the applications.
+/// All references and applications of a policy. Threading: read-only. Cost of construction: one walk over the route maps and the
+/// applications.
 class References {
  public:
-   /// `text` outlives this, unchanged.
+   /// `text` outlives this and does not change meanwhile.
    explicit References( const PolicyText & text );
    References( const References & ) = delete;
    References & operator=( const References & ) = delete;
 
-   /// By route map and sequence; of one sequence, match clauses by their options, and then the call.
+   /// Ordered by route map and sequence; within a sequence the match clauses by option, then the call.
    std::span<const Reference> all() const noexcept { return all_; }
-   /// Those to one thing, in the same order.
+   /// The references to one thing, in the same order.
    std::span<const Reference * const> to( const Thing & thing ) const;
-   /// The lines of other stanzas that apply a thing, in the order of the text. A list that there is in both families is applied in both,
-   /// and one that there is in none in those in which a clause names it, or in that of IPv4.
+   /// The lines of other stanzas that apply a thing, in the order of the text. Such a line does not say the family. It applies the list in
+   /// every family in which the list is defined; if in none, in those in which a clause names it; if in none, in IPv4.
    std::span<const Application * const> applicationsOf( const Thing & thing ) const;
-   /// Whether a clause names it, or another stanza applies it.
+   /// Whether a clause names the thing, or another stanza applies it.
    bool isUsed( const Thing & thing ) const;
-   /// What stands in a sequence: that of a match option, or the call for none. Null for nothing.
+   /// The reference in a sequence: of a match option, or without an option, of the call. Null if absent.
    const Reference * in( std::string_view routeMap, uint32_t sequence, std::optional<MatchOption> option ) const;
 
  private:
@@ -102,15 +102,15 @@ class References {
    std::map<Thing, std::vector<const Application *>> applications_;
 };
 
-/// All kinds in which there is a thing of that name, or in which one is referred to or applied. `name` outlives what comes back.
+/// All things of that name that are defined, referred to or applied. `name` outlives the result.
 std::vector<Thing> thingsCalled( std::string_view name, const PolicyText & text, const References & references );
 
-/// "A, B and C"; "A, B and 12 more" for more than `most`. `last` stands before the last one.
+/// "A, B and C"; "A, B and 12 more" for more than `most` parts. `last` is the separator before the last part.
 std::string joined( const std::vector<std::string> & parts, size_t most, std::string_view last );
 
-/// The names in a policy that come nearest to one that is not in it, the best first; none when none comes near.
+/// The defined names that are similar to an unknown one, the most similar first.
 std::vector<std::string> namesLike( const std::string & name, const PolicyText & text );
-/// "there is nothing called CUTSOMERS; did you mean CUSTOMERS?"
+/// "unknown name CUTSOMERS; did you mean CUSTOMERS?"
 std::string unknownNameText( const std::string & name, const PolicyText & text );
 
 }   // namespace Agent

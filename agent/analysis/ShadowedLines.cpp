@@ -10,9 +10,9 @@ namespace Agent {
 
 namespace {
 
-constexpr uint32_t kLongest = 128;   // of all prefixes
+constexpr uint32_t kLongest = 128;   // length of any prefix
 
-/// A line, and the lengths that it speaks of.
+/// A line, and the lengths that it matches.
 struct Range {
    Ferule::IpGenPrefix prefix;
    uint32_t number;
@@ -31,7 +31,7 @@ bool contains( const Ferule::IpGenPrefix & a, const Ferule::IpGenPrefix & b ) {
    return a.length() <= b.length() && ( differing & Ferule::Bits128::leadingOnes( a.length() ) ).none();
 }
 
-// Of lengths only the order counts: as ranks of those that there are, few make a small table. How many there are.
+// Replaces lengths by their ranks, so that few different lengths make a small table. Returns the number of ranks.
 size_t rankLengths( std::vector<Range> & ranges ) {
    std::array<uint32_t, kLongest + 1> ranks{};
    for( const Range & range : ranges ) ranks[ range.from ] = ranks[ range.to ] = 1;
@@ -45,13 +45,13 @@ size_t rankLengths( std::vector<Range> & ranges ) {
    return count;
 }
 
-/// The lowest number of any range that takes such lengths: a table of which each cell holds the lowest of a block of cells, so that a
-/// look-up and an entry touch a few of them only. The latest entries can be taken back.
+/// The lowest number of any range that contains given lengths. A table in which each cell holds the lowest number of a block of cells, so
+/// that a look-up and an insertion touch few cells. The latest insertions can be undone.
 class LowestNumbers {
  public:
    explicit LowestNumbers( size_t lengths ) : size_( lengths + 1 ), cells_( size_ * size_, kNone ) {}
 
-   /// Of the ranges that take all lengths of this one; kNone for no such range.
+   /// The lowest number of a range that contains all lengths of this one; kNone if no range does.
    uint32_t containing( const Range & range ) const {
       uint32_t lowest = kNone;
       for( size_t i = rowOf( range ); i > 0; i &= i - 1 )
@@ -67,7 +67,7 @@ class LowestNumbers {
             cell = range.number;
          }
    }
-   /// How many changes there were; and back to where there were as many.
+   /// The number of changes so far; takeBack() undoes all later ones.
    size_t changes() const noexcept { return changes_.size(); }
    void takeBack( size_t changes ) {
       for( ; changes_.size() > changes; changes_.pop_back() ) *changes_.back().first = changes_.back().second;
@@ -76,7 +76,7 @@ class LowestNumbers {
  private:
    static constexpr uint32_t kNone = std::numeric_limits<uint32_t>::max();
 
-   // From 1; the further a range goes to either side, the lower.
+   // From 1; a wider range has a lower row and column.
    size_t rowOf( const Range & range ) const noexcept { return range.from + 1; }
    size_t columnOf( const Range & range ) const noexcept { return size_ - 1 - range.to; }
 
@@ -85,7 +85,7 @@ class LowestNumbers {
    std::vector<std::pair<uint32_t *, uint32_t>> changes_;   // what a cell held before
 };
 
-/// A line whose prefix contains the present one, and where the table stood before it.
+/// A line whose prefix contains the present one, and the number of changes before its insertion.
 struct Above {
    Ferule::IpGenPrefix prefix;
    size_t changes;
@@ -93,9 +93,9 @@ struct Above {
 
 }   // namespace
 
-// In the order of prefixes, whatever contains a prefix stands before it, and all that stands between the two is in the former too. So
-// a stack of the lines whose prefixes contain the present one is enough. Lines that decide nothing stay off it: whatever they take is
-// taken by the one that shadows them.
+// Sorted by prefix, a prefix stands behind every prefix that contains it, and everything between the two is contained as well. So a
+// stack of the lines whose prefixes contain the present one is enough. Shadowed lines are not pushed: the line that shadows them
+// matches all that they match.
 std::vector<ShadowedLine> shadowedLinesOf( const PrefixListText & list ) {
    std::vector<Range> ranges;
    ranges.reserve( list.lines.size() );

@@ -8,18 +8,18 @@
 
 namespace Agent {
 
-/// A line of a prefix list that decides nothing, because one with a lower number takes all prefixes that it speaks of.
+/// A line of a prefix list that never decides, because a line with a lower number matches all its prefixes.
 ///
 ///    5 permit 10.0.0.0/8 le 24
-///    10 deny 10.1.0.0/16           all of it is in line 5
-///    15 deny 10.1.0.0/16 le 32     is not: line 5 takes no length above 24
+///    10 deny 10.1.0.0/16           line 5 matches all its prefixes
+///    15 deny 10.1.0.0/16 le 32     decides: line 5 matches no length above 24
 struct ShadowedLine {
    uint32_t number = 0;
-   uint32_t by = 0;   // the lowest such line
+   uint32_t by = 0;   // the lowest line that matches all its prefixes
    friend bool operator==( const ShadowedLine &, const ShadowedLine & ) = default;
 };
 
-/// Ascending. What only several lines together take is not found. Cost: of sorting the lines, whatever they are.
+/// Ascending. A line that only several others together shadow is not found. Cost: sorting the lines.
 std::vector<ShadowedLine> shadowedLinesOf( const PrefixListText & list );
 
 }   // namespace Agent

@@ -1,4 +1,4 @@
-// routepolicy check: what is wrong with a policy.
+// routepolicy check: finds mistakes in a policy.
 #include <fmt/format.h>
 
 #include <iterator>
@@ -14,7 +14,7 @@ namespace Agent {
 
 namespace {
 
-/// How many things of a kind there are, and what they are made of in all.
+/// The number of things of a kind, and of their lines, tags or sequences.
 struct Count {
    size_t things = 0;
    size_t parts = 0;
@@ -35,7 +35,7 @@ std::string_view partsName( ThingKind kind ) {
    return kind == ThingKind::routeMap ? "sequence" : kind == ThingKind::tagSet ? "tag" : "line";
 }
 
-/// What check knows of a policy.
+/// Everything that check reports about a policy.
 class Report {
  public:
    explicit Report( const PolicyText & text ) : text_( text ), references_( text ), findings_( findingsOf( text, references_ ) ) {
@@ -53,7 +53,7 @@ class Report {
    }
 
    Json json() const {
-      Json json = { { "files", text_.files }, { "lines", text_.lines }, { "passedOverStanzas", text_.passedOverStanzas } };
+      Json json = { { "files", text_.files }, { "lines", text_.lines }, { "skippedStanzas", text_.skippedStanzas } };
       json[ "counts" ] = Json::array();
       for( const auto & [ kind, count ] : countsOf( text_ ) )
          json[ "counts" ].push_back( { { "kind", nameOf( kind ) }, { "count", count.things }, { "parts", count.parts } } );
@@ -71,8 +71,8 @@ class Report {
 
  private:
    void writeCounts( Console & console ) const {
-      console.line( fmt::format( "{} read, {} of no policy passed over", quantity( text_.lines, "line" ),
-                                 quantity( text_.passedOverStanzas, "stanza" ) ) );
+      console.line(
+         fmt::format( "{} read, {} skipped", quantity( text_.lines, "line" ), quantity( text_.skippedStanzas, "unrelated stanza" ) ) );
       for( const auto & [ kind, count ] : countsOf( text_ ) )
          console.line( fmt::format( "   {} {}, {}", count.things, nameOf( kind ), quantity( count.parts, partsName( kind ) ) ) );
    }
@@ -91,7 +91,7 @@ class Report {
       return features.empty() ? line : line + fmt::format( "; reads {}", features.view() );
    }
 
-   // Lines of other stanzas.
+   // The number of lines of other stanzas.
    size_t appliedIn( const std::string & routeMap ) const { return references_.applicationsOf( { ThingKind::routeMap, routeMap } ).size(); }
 
    Json jsonOfRouteMap( const std::string & name, const RouteMapText & routeMap ) const {

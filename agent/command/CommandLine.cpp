@@ -21,11 +21,12 @@ namespace Agent {
 
 namespace {
 
-constexpr char kAbout[] = "Tells what a route policy is, what it does to a routing table, why, and what a change would do.";
-constexpr char kTables[] = "A routing table: a file, - for standard input, or kernel for this machine's own routes. Lines of bgpdump -m, "
-                           "MRT TABLE_DUMP_V2, the JSON of ip -j route, or a prefix per line; plain, gzip, bzip2 or xz. "
-                           "One behind each -i: several tables have an -i each, and are read one behind the other";
-#define EXIT_STATUS "Exit status: 0; 2 for wrong arguments, a wrong configuration, or a file that cannot be read to its end.\n\n"
+constexpr char kAbout[] =
+   "Checks a route policy, evaluates it over a routing table, explains its answers, and compares two versions of it.";
+constexpr char kTables[] = "A routing table: a file, - for standard input, or kernel for the routes of this machine. Format: lines of "
+                           "bgpdump -m, MRT TABLE_DUMP_V2, the JSON of ip -j route, or one prefix per line; plain, gzip, bzip2 or xz. "
+                           "Repeat the option for several tables; they are read in that order";
+#define EXIT_STATUS "Exit status: 0 done; 2 wrong arguments, errors in the policy, or a file that cannot be read to its end.\n\n"
 
 StopRequest stopRequest;
 
@@ -34,15 +35,15 @@ void handleStop( int ) {
    if( !stopRequest.heard ) _exit( kExitOk );
 }
 
-/// The arguments of one command, and what to run with them.
+/// The command line: the options of all commands, and the command to run.
 class CommandLine {
  public:
    explicit CommandLine( Console & console ) : console_( console ) {
       app_.require_subcommand( 1 );
       app_.set_version_flag( "--version", ROUTEPOLICY_VERSION );
-      app_.set_help_flag( "-h,--help", "Print this and end" );
+      app_.set_help_flag( "-h,--help", "Print this help and exit" );
       app_.failure_message( CLI::FailureMessage::simple );
-      app_.footer( "routepolicy COMMAND --help tells more, with examples." );
+      app_.footer( "See routepolicy COMMAND --help for the options of a command, with examples." );
       addCheck();
       addEval();
       addExplain();
@@ -65,20 +66,19 @@ class CommandLine {
       } catch( const CLI::ParseError & e ) {
          if( app_.get_subcommands().empty() && argc > 1 && argv[ 1 ][ 0 ] == '\0' ) throw CommandError{ "the command is empty" };
          if( app_.get_subcommands().empty() && argc > 1 && argv[ 1 ][ 0 ] != '-' )
-            throw CommandError{ fmt::format( "there is no command {}; routepolicy --help tells which there are",
-                                             printable( argv[ 1 ], 60 ) ) };
+            throw CommandError{ fmt::format( "unknown command {}; see routepolicy --help", printable( argv[ 1 ], 60 ) ) };
          const std::string name = app_.get_subcommands().empty() ? "" : ' ' + app_.get_subcommands().front()->get_name();
-         throw CommandError{ fmt::format( "{}; routepolicy{} --help tells more", printable( faultOf( e ), 300 ), name ) };
+         throw CommandError{ fmt::format( "{}; see routepolicy{} --help", printable( faultOf( e ), 300 ), name ) };
       }
       return command_();
    }
 
  private:
-   // An option that there is not is the cause of whatever else is missing.
+   // An unknown option is reported first: it may be the reason why a required one is missing.
    std::string faultOf( const CLI::ParseError & e ) const {
       for( const auto & word : app_.remaining( true ) )
-         if( word.size() > 1 && word.front() == '-' ) return "there is no option " + word.substr( 0, word.find( '=' ) );
-      return e.what();
+         if( word.size() > 1 && word.front() == '-' ) return "unknown option " + word.substr( 0, word.find( '=' ) );
+      return app_.get_subcommands().empty() ? "a command is required" : e.what();
    }
 
    using Files = std::vector<std::string>;
@@ -89,7 +89,7 @@ class CommandLine {
       added.callback( [ this, command = std::move( command ) ] { command_ = command; } );
       return added;
    }
-   // A variable of the shell that is not set, most likely.
+   // An empty argument is probably a shell variable that is not set.
    static CLI::Option & mayNotBeEmpty( CLI::Option * option ) {
       return *option->check( [ option ]( const std::string & value ) {
          if( value.empty() ) throw CommandError{ option->get_name() + " is empty" };
@@ -100,17 +100,18 @@ class CommandLine {
       mayNotBeEmpty( to.add_option( name, file, about ) ).required();
    }
    static void addFiles( CLI::App & to, std::vector<std::string> & files ) {
-      mayNotBeEmpty( to.add_option( "FILE", files, "The policy, in lines of a router's configuration; several files are read as one" ) )
+      mayNotBeEmpty(
+         to.add_option( "FILE", files, "The policy: route maps and lists in a router's configuration; several files are read as one" ) )
          .required();
    }
-   // For commands behind whose policy something else stands.
+   // For commands with another argument behind the policy.
    void addWith( CLI::App & to ) {
-      mayNotBeEmpty( to.add_option( "--with", with_, "A further file of the policy, read behind it; one behind each --with" ) )
+      mayNotBeEmpty( to.add_option( "--with", with_, "A further file of the policy, read after it; repeat the option for several files" ) )
          .type_name( "FILE" )
          ->allow_extra_args( false );
    }
    void takeWith( Files & files ) const { files.insert( files.end(), with_.begin(), with_.end() ); }
-   static CLI::Option & addRouteMap( CLI::App & to, std::string & name, const char * about = "The route map that is asked" ) {
+   static CLI::Option & addRouteMap( CLI::App & to, std::string & name, const char * about = "The route map to evaluate" ) {
       return mayNotBeEmpty( to.add_option( "-m,--route-map", name, about ) );
    }
    static void addTables( CLI::App & to, std::vector<std::string> & tables ) {
@@ -118,22 +119,22 @@ class CommandLine {
    }
    static void addJson( CLI::App & to, bool & json ) { to.add_flag( "--json", json, "Print JSON" ); }
    static void addThreads( CLI::App & to, unsigned & threads ) {
-      mayNotBeEmpty( to.add_option( "--threads", threads, "Threads that evaluate; the output is the same whatever their number" ) )
+      mayNotBeEmpty( to.add_option( "--threads", threads, "Number of threads for evaluation; the output does not depend on it" ) )
          .check( CLI::Range( 1u, 256u ) );
    }
 
-   // Who reads it second finds nothing in it.
+   // A second reader would find it empty.
    static void standardInputOnce( std::initializer_list<const Files *> all ) {
       ptrdiff_t uses = 0;
       for( const Files * files : all ) uses += std::count( files->begin(), files->end(), "-" );
-      if( uses > 1 ) throw CommandError{ "standard input cannot be two things at once" };
+      if( uses > 1 ) throw CommandError{ "standard input can be used only once" };
    }
 
    void addCheck() {
-      auto & c = add( "check", "Tell what is wrong with a policy",
-                      "Undefined, unused and wrong-family references, cycles of calls, what never decides, matches or has an effect,\n"
-                      "and what looks like a policy and is none; the manual lists all kinds.\n"
-                      "Exit status: 0 nothing found, 1 something found, 2 error.\n\nExample: routepolicy check edge.conf",
+      auto & c = add( "check", "Find mistakes in a policy",
+                      "Finds undefined, unused and wrong-family references, cycles of calls, lines that never decide, match or have an\n"
+                      "effect, and lines that look like policy but are skipped. The manual lists all kinds of findings.\n"
+                      "Exit status: 0 nothing found, 1 findings, 2 error.\n\nExample: routepolicy check edge.conf",
                       [ this ] {
                          standardInputOnce( { &check_.files } );
                          return check( check_, console_ );
@@ -142,8 +143,8 @@ class CommandLine {
       addJson( c, check_.json );
    }
    void addEval() {
-      auto & c = add( "eval", "Tell what a route map makes of each route of a table",
-                      "Exit status: 0; 2 for wrong arguments, a wrong configuration, or a table that cannot be read to its end or has\n"
+      auto & c = add( "eval", "Evaluate a route map for each route of a table",
+                      "Exit status: 0 done; 2 wrong arguments, errors in the policy, or a table that cannot be read to its end or has\n"
                       "broken lines only.\n\n"
                       "Examples: routepolicy eval edge.conf --route-map EDGE-IN --in table.gz --summary\n"
                       "          bgpdump -m rib.bz2 | routepolicy eval edge.conf --route-map EDGE-IN --json",
@@ -157,12 +158,12 @@ class CommandLine {
       addTables( c, eval_.tables );
       addJson( c, eval_.json );
       addThreads( c, eval_.threads );
-      c.add_flag( "--summary", eval_.summary, "Count only: routes in all, and of each sequence" );
-      c.add_flag( "--timing", eval_.timing, "Tell what time went where, on standard error" );
+      c.add_flag( "--summary", eval_.summary, "Print counts only: of all routes, and for each sequence" );
+      c.add_flag( "--timing", eval_.timing, "Report the time spent on reading and on policy, on standard error" );
    }
    void addExplain() {
-      auto & c = add( "explain", "Tell why a route map answers a route as it does",
-                      "Exit status: 0; 2 for wrong arguments, a wrong configuration, or a prefix that is not in the table.\n\n"
+      auto & c = add( "explain", "Explain why a route map permits or denies a route",
+                      "Exit status: 0 done; 2 wrong arguments, errors in the policy, or a prefix that is not in the table.\n\n"
                       "Examples: routepolicy explain edge.conf --route-map EDGE-IN 198.51.100.0/24 --tag 64500\n"
                       "          routepolicy explain edge.conf --route-map EDGE-IN 198.51.100.0/24 --in table.gz --json",
                       [ this ] {
@@ -172,7 +173,7 @@ class CommandLine {
                       } );
       explain_.files.resize( 1 );
       addFile( c, "FILE", explain_.files[ 0 ], "The policy" );
-      mayNotBeEmpty( c.add_option( "PREFIX", explain_.prefix, "The route" ) ).required();
+      mayNotBeEmpty( c.add_option( "PREFIX", explain_.prefix, "The prefix of the route" ) ).required();
       addWith( c );
       addRouteMap( c, explain_.routeMap ).required();
       addTables( c, explain_.tables );
@@ -185,12 +186,12 @@ class CommandLine {
       for( const auto & [ key, type ] : fields )
          c.add_option_function<std::string>(
              std::string( "--" ) + key, [ this, k = std::string( key ) ]( const std::string & v ) { explain_.fields.emplace_back( k, v ); },
-             "What the route has" )
+             "Attribute of the route" )
             ->type_name( type );
    }
    void addDiff() {
-      auto & c = add( "diff", "Tell which routes two policies answer differently",
-                      "Exit status: 0 none, 1 differences, 2 error.\n\n"
+      auto & c = add( "diff", "Compare the answers of two policies for the routes of a table",
+                      "Exit status: 0 no differences, 1 differences, 2 error.\n\n"
                       "Example: routepolicy diff edge.conf edge.new.conf --route-map EDGE-IN --in table.gz",
                       [ this ] {
                          takeWith( diff_.oldFiles );
@@ -200,21 +201,21 @@ class CommandLine {
                       } );
       diff_.oldFiles.resize( 1 );
       diff_.newFiles.resize( 1 );
-      addFile( c, "OLD", diff_.oldFiles[ 0 ], "The policy before" );
-      addFile( c, "NEW", diff_.newFiles[ 0 ], "The policy after" );
+      addFile( c, "OLD", diff_.oldFiles[ 0 ], "The policy before the change" );
+      addFile( c, "NEW", diff_.newFiles[ 0 ], "The policy after the change" );
       addWith( c );
       addRouteMap( c, diff_.routeMap ).required();
       diff_.tables = { "-" };
       addTables( c, diff_.tables );
       addJson( c, diff_.json );
       addThreads( c, diff_.threads );
-      mayNotBeEmpty( c.add_option( "--examples", diff_.examples, "Routes that are shown of each group" ) )
+      mayNotBeEmpty( c.add_option( "--examples", diff_.examples, "Number of routes shown of each group" ) )
          .check( CLI::Range( 0u, 1'000'000u ) );
    }
    void addWatch() {
-      auto & c = add( "watch", "Follow a policy's files, and tell what each change does",
-                      "Ends with SIGINT or SIGTERM. A file with errors leaves the last good policy in force.\n"
-                      "Exit status: 0; 2 for wrong arguments, or a configuration that is wrong from the start.\n\n"
+      auto & c = add( "watch", "Follow the files of a policy and report what each change does",
+                      "Ends on SIGINT or SIGTERM. While a file has errors, the last good policy stays in force.\n"
+                      "Exit status: 0 stopped; 2 wrong arguments, or errors in the policy at the start.\n\n"
                       "Example: routepolicy watch edge.conf --route-map EDGE-IN --in table.gz",
                       [ this ] {
                          standardInputOnce( { &watch_.tables } );
@@ -223,24 +224,25 @@ class CommandLine {
                          return watch( watch_, console_, stopRequest );
                       } );
       addFiles( c, watch_.files );
-      addRouteMap( c, watch_.routeMap, "The route map that is asked about the table" );
+      addRouteMap( c, watch_.routeMap, "The route map to evaluate over the table" );
       addTables( c, watch_.tables );
       addJson( c, watch_.json );
    }
    void addShow() {
-      auto & c = add( "show", "Print what is compiled of a policy", EXIT_STATUS "Example: routepolicy show edge.conf EDGE-IN", [ this ] {
-         takeWith( show_.files );
-         standardInputOnce( { &show_.files } );
-         return show( show_, console_ );
-      } );
+      auto & c = add( "show", "Print lists and route maps as they are compiled", EXIT_STATUS "Example: routepolicy show edge.conf EDGE-IN",
+                      [ this ] {
+                         takeWith( show_.files );
+                         standardInputOnce( { &show_.files } );
+                         return show( show_, console_ );
+                      } );
       show_.files.resize( 1 );
       addFile( c, "FILE", show_.files[ 0 ], "The policy" );
       addWith( c );
-      c.add_option( "NAME", show_.name, "A route map or a list; everything without" );
+      c.add_option( "NAME", show_.name, "A route map or a list; default: everything" );
       addJson( c, show_.json );
    }
    void addUsedBy() {
-      auto & c = add( "used-by", "Tell who refers to a list or a route map, through calls too",
+      auto & c = add( "used-by", "List the references to a list or a route map, also through calls",
                       EXIT_STATUS "Example: routepolicy used-by edge.conf BOGONS-V4", [ this ] {
                          takeWith( usedBy_.files );
                          standardInputOnce( { &usedBy_.files } );
@@ -255,7 +257,7 @@ class CommandLine {
 
    void addNames() {
       auto & c = add( "names", "", "", [ this ] { return names( names_, console_ ); } );
-      c.group( "" );   // not for people
+      c.group( "" );   // hidden: for shell completion only
       addFiles( c, names_.files );
       c.add_flag( "--route-maps", names_.routeMapsOnly );
    }
@@ -277,7 +279,7 @@ class CommandLine {
 }   // namespace
 
 int runCommandLine( int argc, char ** argv ) {
-   std::signal( SIGPIPE, SIG_IGN );   // a pipe that nobody reads is told of by write()
+   std::signal( SIGPIPE, SIG_IGN );   // write() reports a closed pipe
    Console console;
    try {
       return CommandLine( console ).run( argc, argv );

@@ -1,6 +1,6 @@
 /// @file agent/command/Commands.h
-/// What the program can do, a function for each command. Data goes to the console's standard output, messages to its standard error;
-/// each returns the exit status. Errors: CommandError, ClosedPipe, and what the system throws.
+/// The commands of the program, one function each. Data goes to the console's standard output, messages to its standard error; each
+/// function returns the exit status. Errors: CommandError, ClosedPipe, std::system_error.
 #pragma once
 
 #include <atomic>
@@ -35,8 +35,8 @@ struct ExplainOptions {
    std::vector<std::string> files;
    std::string routeMap;
    std::string prefix;
-   std::vector<std::pair<std::string, std::string>> fields;   // of the route: names as in table/RouteField.h, and values
-   std::vector<std::string> tables;                           // whose routes of that prefix are explained instead
+   std::vector<std::pair<std::string, std::string>> fields;   // of the route: names as in table/RouteField.h, with values
+   std::vector<std::string> tables;                           // if not empty, their routes of that prefix are explained instead
    bool json = false;
 };
 int explain( const ExplainOptions & options, Console & console );
@@ -46,7 +46,7 @@ struct DiffOptions {
    std::vector<std::string> newFiles;
    std::string routeMap;
    std::vector<std::string> tables;
-   unsigned examples = 3;   // of each group
+   unsigned examples = 3;   // shown of each group
    bool json = false;
    unsigned threads = 1;
 };
@@ -54,17 +54,17 @@ int diff( const DiffOptions & options, Console & console );
 
 struct WatchOptions {
    std::vector<std::string> files;
-   std::string routeMap;   // empty: every one
+   std::string routeMap;   // empty: report publications only
    std::vector<std::string> tables;
    bool json = false;
-   std::chrono::milliseconds interval{ 250 };   // between two looks at the files
+   std::chrono::milliseconds interval{ 250 };   // between two steps
 };
-/// Whoever asks a command to stop, from a signal's handler maybe.
+/// Asks a command to stop, possibly from a signal handler.
 struct StopRequest {
    std::atomic<bool> wanted{ false };
-   std::atomic<bool> heard{ false };   // the command looks at `wanted` from now on; before, it may wait for its input for ever
+   std::atomic<bool> heard{ false };   // the command checks `wanted` from now on; before that, it may block on its input
 };
-/// Until it is stopped.
+/// Returns when it is asked to stop.
 int watch( const WatchOptions & options, Console & console, StopRequest & stop );
 
 struct ShowOptions {
@@ -85,7 +85,7 @@ struct NamesOptions {
    std::vector<std::string> files;
    bool routeMapsOnly = false;
 };
-/// The names of what is configured, one per line, for the completion of command lines. What is wrong in the files is passed over.
+/// Prints the names in the files, one per line, for the completion of command lines. Errors in the files are ignored.
 int names( const NamesOptions & options, Console & console );
 
 }   // namespace Agent

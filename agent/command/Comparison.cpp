@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
+#include <utility>
 
 #include "command/RouteText.h"
 
@@ -11,9 +11,12 @@ namespace Agent {
 
 namespace {
 
+const char * verdict( bool permitted ) {
+   return permitted ? "permit" : "deny";
+}
+
 std::string sideText( bool permitted, const std::vector<uint32_t> & sequences, const RouteEvaluator & evaluator ) {
-   return fmt::format( "{} by {}", permitted ? "permit" : "deny",
-                       sequences.empty() ? "no sequence" : textOf( evaluator.sequences(), sequences ) );
+   return fmt::format( "{} by {}", verdict( permitted ), sequences.empty() ? "no sequence" : textOf( evaluator.sequences(), sequences ) );
 }
 
 }   // namespace
@@ -47,7 +50,7 @@ void Differences::take( Differences & other ) {
 std::string Differences::exampleText( const Example & example, bool before, bool after ) {
    if( before && after ) return changesOf( example.before, example.after );
    const std::string changes = changesOf( example.route, before ? example.before : example.after );
-   if( before ) return "no longer permitted" + ( changes.empty() ? "" : "; it was, with " + changes );
+   if( before ) return "no longer permitted" + ( changes.empty() ? "" : "; before: " + changes );
    return "newly permitted" + ( changes.empty() ? "" : ", with " + changes );
 }
 
@@ -79,36 +82,32 @@ std::string Differences::text( const RouteEvaluator & before, const RouteEvaluat
    return text;
 }
 
-std::string Differences::json( const RouteEvaluator & before, const RouteEvaluator & after ) const {
-   std::string text = fmt::format( "{{\"routes\":{},\"changed\":{},\"groups\":[", routes_, changed_ );
-   const auto side = [ & ]( const char * key, bool permitted, const std::vector<uint32_t> & sequences, const RouteEvaluator & evaluator ) {
-      fmt::format_to( std::back_inserter( text ), ",\"{}\":{{\"verdict\":\"{}\"", key, permitted ? "permit" : "deny" );
-      appendJsonSequences( text, evaluator.sequences(), sequences );
-      text += '}';
+Json Differences::json( const RouteEvaluator & before, const RouteEvaluator & after ) const {
+   const auto side = []( const Side & side, const RouteEvaluator & evaluator ) {
+      Json json = { { "verdict", verdict( side.permitted ) } };
+      addSequences( json, evaluator.sequences(), side.sequences );
+      return json;
    };
-   const auto effect = [ & ]( const char * key, const TableRoute & route, bool permitted, const AgentResult & result ) {
-      fmt::format_to( std::back_inserter( text ), ",\"{}\":{{\"verdict\":\"{}\"", key, permitted ? "permit" : "deny" );
-      if( permitted ) appendJsonChanges( text, route, result );
-      text += '}';
+   const auto effect = []( const TableRoute & route, bool permitted, const AgentResult & result ) {
+      Json json = { { "verdict", verdict( permitted ) } };
+      if( permitted ) addChanges( json, route, result );
+      return json;
    };
-   bool first = true;
+   Json json = { { "routes", routes_ }, { "changed", changed_ }, { "groups", Json::array() } };
    for( const auto * entry : byCount() ) {
       const auto & [ from, to ] = entry->first;
-      fmt::format_to( std::back_inserter( text ), "{}{{\"routes\":{}", first ? "" : ",", entry->second.count );
-      first = false;
-      side( "before", from.permitted, from.sequences, before );
-      side( "after", to.permitted, to.sequences, after );
-      text += ",\"examples\":[";
+      Json group = { { "routes", entry->second.count }, { "before", side( from, before ) }, { "after", side( to, after ) } };
+      group[ "examples" ] = Json::array();
       for( const auto & e : entry->second.examples ) {
-         if( &e != &entry->second.examples.front() ) text += ',';
-         appendJsonName( text += '{', e.route );
-         effect( "before", e.route, from.permitted, e.before );
-         effect( "after", e.route, to.permitted, e.after );
-         text += '}';
+         Json example;
+         addName( example, e.route );
+         example[ "before" ] = effect( e.route, from.permitted, e.before );
+         example[ "after" ] = effect( e.route, to.permitted, e.after );
+         group[ "examples" ].push_back( std::move( example ) );
       }
-      text += "]}";
+      json[ "groups" ].push_back( std::move( group ) );
    }
-   return text + "]}";
+   return json;
 }
 
 }   // namespace Agent

@@ -7,29 +7,29 @@
 #include <vector>
 
 #include "command/Console.h"
+#include "command/Json.h"
 #include "command/RouteEvaluator.h"
 
 namespace Agent {
 
-/// The routes that two policies answer differently, in groups by the sequences that have a say before and after.
+/// The routes that two policies answer differently, grouped by the deciding sequences before and after.
 class Differences {
  public:
-   /// `examples`: routes of each group that are kept to be shown.
+   /// `examples`: the number of routes of each group to keep as examples.
    explicit Differences( size_t examples ) : examples_( examples ) {}
 
    void add( const TableRoute & route, const RouteAnswer & before, const RouteAnswer & after );
-   /// Takes in what comes behind this in the table, and empties it.
+   /// Moves the results of a later part of the table into this.
    void take( Differences & other );
 
    uint64_t routes() const noexcept { return routes_; }
    uint64_t changed() const noexcept { return changed_; }
 
    std::string text( const RouteEvaluator & before, const RouteEvaluator & after, const Console & console ) const;
-   /// One JSON object.
-   std::string json( const RouteEvaluator & before, const RouteEvaluator & after ) const;
+   Json json( const RouteEvaluator & before, const RouteEvaluator & after ) const;
 
  private:
-   /// What one policy says of all routes of a group.
+   /// The answer of one policy for all routes of a group.
    struct Side {
       bool permitted = false;
       std::vector<uint32_t> sequences;
@@ -54,7 +54,7 @@ class Differences {
    Groups groups_;
 };
 
-/// Whether two policies do the same to a route, whichever of their sequences say so.
+/// Whether two answers have the same verdict and the same changes, whatever the deciding sequences.
 bool sameEffect( const RouteAnswer & a, const RouteAnswer & b );
 
 }   // namespace Agent

@@ -15,7 +15,7 @@ namespace Agent {
 namespace {
 
 constexpr size_t kKept = 1 << 16;
-constexpr double kProgressDelay = 0.3;   // seconds; what is done by then needs none
+constexpr double kProgressDelay = 0.3;   // seconds; a shorter command shows no progress
 constexpr double kProgressPause = 0.1;   // seconds
 
 double seconds() {
@@ -35,7 +35,7 @@ void writeAll( int to, std::string_view data ) {
    }
 }
 
-// Less one, as the last column makes some terminals go on in the next line, where "\r" does not come back from.
+// One less than the width: after the last column some terminals move to the next line, and "\r" does not move back.
 size_t columnsForProgress() {
    winsize size{};
    const bool known = ioctl( STDERR_FILENO, TIOCGWINSZ, &size ) == 0 && size.ws_col != 0;
@@ -76,7 +76,7 @@ void Console::flush() {
    writeAll( STDOUT_FILENO, data );
 }
 
-// Where nobody reads messages, the data may still be wanted.
+// Errors are ignored: the data may be read even if the messages are not.
 void Console::message( std::string_view text ) {
    clearProgress();
    const std::string line = std::string( text ) + '\n';

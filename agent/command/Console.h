@@ -7,10 +7,10 @@
 
 namespace Agent {
 
-/// Nobody reads standard output any more: the program ends without a word.
+/// Standard output was closed by its reader: the program ends without a message.
 struct ClosedPipe {};
 
-/// What a command says: data on standard output, messages on standard error.
+/// The output of a command: data on standard output, messages on standard error.
 /// Threading: one thread.
 class Console {
  public:
@@ -19,17 +19,17 @@ class Console {
    Console( const Console & ) = delete;
    Console & operator=( const Console & ) = delete;
 
-   /// Data, kept back in part. Errors: ClosedPipe; std::system_error where it cannot be written.
+   /// Writes data, buffered. Errors: ClosedPipe; std::system_error if it cannot be written.
    void write( std::string_view data );
-   /// As write(), and a line end.
+   /// Like write(), with a line end.
    void line( std::string_view data );
-   /// Lets out what is kept back. A command ends with it.
+   /// Writes the buffered data. Every command ends with a call of this.
    void flush();
 
-   /// A line for the operator.
+   /// Prints one line for the operator.
    void message( std::string_view text );
-   /// A line that the next one, the next message, or data on the same terminal take the place of; printable ASCII, cut to the width of
-   /// the terminal. Shown on a terminal only, of what takes its time, and not more often than the eye can follow.
+   /// Shows a line of progress, which the next progress, the next message, or data on the same terminal replaces. Printable ASCII, cut to
+   /// the width of the terminal. Shown on terminals only, for long-running commands, a few times a second.
    void progress( std::string_view text );
 
    /// Text in bold, where standard output is a terminal and NO_COLOR is not set.
@@ -51,7 +51,7 @@ inline std::string quantity( uint64_t count, std::string_view what ) {
    return std::to_string( count ).append( " " ).append( what ).append( count == 1 ? "" : "s" );
 }
 
-/// A fault of the caller's or of what the command reads, for whom the message is: the command ends with kExitError.
+/// An error in the arguments or in what a command reads. The command prints the message and ends with kExitError.
 struct CommandError {
    std::string message;
 };

@@ -1,4 +1,4 @@
-// routepolicy diff: what a change of policy does to the routes of a table.
+// routepolicy diff: the routes of a table that two policies answer differently.
 #include "command/Commands.h"
 #include "command/Comparison.h"
 #include "command/PolicyFiles.h"
@@ -47,7 +47,8 @@ int diff( const DiffOptions & options, Console & console ) {
    const RouteEvaluator after( routeMapOf( *policies[ 1 ], options.routeMap ) );
    DiffJob job( before, after, options.examples );
    const auto run = runTables( { options.tables, options.threads }, job, console );
-   console.write( options.json ? job.differences.json( before, after ) + '\n' : job.differences.text( before, after, console ) );
+   console.write( options.json ? jsonText( job.differences.json( before, after ) ) + '\n'
+                               : job.differences.text( before, after, console ) );
    console.flush();
    if( !run.whole ) return kExitError;
    return job.differences.changed() ? kExitFindings : kExitOk;

@@ -1,4 +1,4 @@
-// routepolicy eval: what a route map makes of every route of a table.
+// routepolicy eval: the answer of a route map for every route of a table.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -14,9 +14,9 @@ namespace Agent {
 
 namespace {
 
-constexpr size_t kWidestName = 40;   // of the summary's column; a longer one pushes its own row only
+constexpr size_t kWidestName = 40;   // of the column in the summary; a longer name shifts its own row only
 
-/// How often each sequence had a say.
+/// How many routes each sequence applied to or denied.
 struct Counts {
    explicit Counts( size_t sequences ) : hits( sequences ) {}
    void add( const RouteAnswer & answer ) {
@@ -32,7 +32,7 @@ struct Counts {
    }
    uint64_t permitted = 0;
    uint64_t denied = 0;
-   uint64_t noSequence = 0;      // of those denied
+   uint64_t noSequence = 0;      // of the denied routes
    std::vector<uint64_t> hits;   // by RouteEvaluator::sequences()
 };
 

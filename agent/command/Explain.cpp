@@ -1,4 +1,4 @@
-// routepolicy explain: why a route map answers a route as it does.
+// routepolicy explain: why a route map permits or denies a route.
 #include <fmt/format.h>
 
 #include <utility>
@@ -44,7 +44,7 @@ std::string routeText( const TableRoute & route ) {
    return std::string( route.prefix.toStrep().view() ) + ( attributes.empty() ? "" : ", " + attributes );
 }
 
-/// A log in words, by what the policy's text says.
+/// Puts an evaluation log into words, with the clauses of the policy's text.
 class LogText {
  public:
    LogText( const PolicyText & policy, const References & references ) : policy_( policy ), references_( references ) {}
@@ -68,7 +68,8 @@ class LogText {
       const bool passes = !sub || sub->permitResult() != sequence.subInvert();
       const std::string result = passes ? "matches" : "does not match";
       line( depth,
-            head + "  " + result + remarks( routeMap, visited.seqno() ) + ( passes ? whereItGoesOn( routeMap, sequence, visited ) : "" ) );
+            head + "  " + result + remarks( routeMap, visited.seqno() ) +
+               ( passes ? whereItContinues( routeMap, sequence, visited ) : "" ) );
       if( sub ) this->routeMap( *sub, depth + 1 );
    }
    const SequenceText * textOf( const std::string & routeMap, uint32_t number ) const {
@@ -82,14 +83,15 @@ class LogText {
       if( !text || !text->match.contains( option ) ) return stringValue( option );
       return printable( writeMatch( option, text->match.at( option ) ), 300 ) + missing( references_.in( routeMap, number, option ) );
    }
-   // What a reference is to, where that is not there.
+   // Says of an undefined reference that it is undefined; empty for a defined one.
    std::string missing( const Reference * reference ) const {
       if( !reference || reference->defined ) return {};
       const auto other = inOtherFamily( reference->to.kind );
-      if( other && isDefined( policy_, { *other, reference->to.name } ) ) return fmt::format( ", which is of {}", familyOf( *other ) );
-      return ", which there is not";
+      if( other && isDefined( policy_, { *other, reference->to.name } ) )
+         return fmt::format( ", which is defined for {} only", familyOf( *other ) );
+      return ", which is undefined";
    }
-   // Of a sequence whose match clauses hold: whom it calls, and the clauses that hold on what is not there.
+   // Of a sequence whose match clauses hold: its call, and the clauses with undefined references.
    std::string remarks( const std::string & routeMap, uint32_t number ) const {
       const SequenceText * const text = textOf( routeMap, number );
       std::string all;
@@ -102,13 +104,13 @@ class LogText {
                            missing( references_.in( routeMap, number, std::nullopt ) ), text->call->invert ? ", inverted" : "" ) );
       return all;
    }
-   // A continue to what is not there is not followed.
-   std::string whereItGoesOn( const std::string & routeMap, const RouteMapSeqStatus & sequence, const SeqLog & visited ) const {
-      if( visited.continueSeq() != 0 ) return fmt::format( "; goes on at {}", visited.continueSeq() );
+   // A continue to a sequence that does not exist is not followed.
+   std::string whereItContinues( const std::string & routeMap, const RouteMapSeqStatus & sequence, const SeqLog & visited ) const {
+      if( visited.continueSeq() != 0 ) return fmt::format( "; continues at {}", visited.continueSeq() );
       const SequenceText * const text = textOf( routeMap, visited.seqno() );
       if( !text || !text->continueTo || text->continueTo->target == 0 || sequence.matchAction() == MatchPermit::deny ) return {};
       if( textOf( routeMap, text->continueTo->target ) ) return {};
-      return fmt::format( "; ends, as there is no {} to go on at", text->continueTo->target );
+      return fmt::format( "; ends here, as sequence {} does not exist", text->continueTo->target );
    }
    void line( size_t depth, const std::string & what ) { text_ += std::string( 3 * depth, ' ' ) + what + '\n'; }
 
@@ -130,7 +132,7 @@ std::string jsonOf( const TableRoute & route, const Explanation & e ) {
    return text + "}\n";
 }
 
-/// Asks one route map about routes.
+/// Explains the answers of one route map.
 class Explainer {
  public:
    Explainer( const LivePolicy & live, const ExplainOptions & options, const Console & console )
@@ -187,7 +189,8 @@ class ExplainJob final : public RouteJob {
 
 TableRoute routeOf( const ExplainOptions & options ) {
    if( !options.tables.empty() && !options.fields.empty() )
-      throw CommandError{ fmt::format( "--{} is for a route that no table tells: not beside --in", options.fields.front().first ) };
+      throw CommandError{ fmt::format( "--{} cannot be used with --in, which takes the routes from a table",
+                                       options.fields.front().first ) };
    TableRoute route;
    std::string reason;
    const auto prefix = parsePrefix( options.prefix, reason );

@@ -11,12 +11,12 @@ namespace Agent {
 
 using Json = nlohmann::ordered_json;
 
-/// One line, without its end. Bytes that are no UTF-8 become U+FFFD.
+/// One line, without a line end. Invalid UTF-8 becomes U+FFFD.
 inline std::string jsonText( const Json & json ) {
    return json.dump( -1, ' ', false, Json::error_handler_t::replace );
 }
 
-/// Members "file", "line" and "column"; none for a place that is nowhere.
+/// Members "file", "line" and "column"; an empty object for a place without a line.
 inline Json jsonOf( const PolicyText & text, const Place & place ) {
    Json json = Json::object();
    if( place.line == 0 || place.file >= text.files.size() ) return json;

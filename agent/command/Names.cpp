@@ -1,4 +1,4 @@
-// routepolicy names: for completion.
+// routepolicy names: the names in a policy, for completion.
 #include <set>
 
 #include "command/Commands.h"

@@ -32,12 +32,12 @@ std::string allNames( const PolicyText & text ) {
    return more ? fmt::format( "{} and {} more", names, more ) : names;
 }
 
-// In files that say nothing of a policy: they tell what is wrong with it.
-void tellPassedOver( const PolicyText & text, Console & console ) {
+// For files without a line of a policy: the skipped lines show what is wrong with them.
+void reportSkippedLines( const PolicyText & text, Console & console ) {
    size_t count = 0;
    for( const auto & doubt : text.doubts ) {
       const bool isStray = std::ranges::binary_search( text.strayFiles, doubt.place.file );
-      if( !isStray || doubt.kind != Doubt::Kind::passedOver || ++count > kDoubtsShown ) continue;
+      if( !isStray || doubt.kind != Doubt::Kind::skipped || ++count > kDoubtsShown ) continue;
       console.message( fmt::format( "{}:{}:{}: {}", text.files[ doubt.place.file ], doubt.place.line, doubt.place.column, doubt.text ) );
    }
    if( count > kDoubtsShown ) console.message( fmt::format( "and {} more", count - kDoubtsShown ) );
@@ -56,9 +56,9 @@ Json jsonOfErrors( std::initializer_list<const LineLoader *> loaders ) {
 
 std::string reasonOf( HeldBackBy cause ) {
    switch( cause ) {
-      case HeldBackBy::cycle: return "its calls come round in a ring";
+      case HeldBackBy::cycle: return "its calls lead into a cycle";
       case HeldBackBy::depth: return fmt::format( "its calls go deeper than {}", kDeepestCalls );
-      case HeldBackBy::number: return fmt::format( "an evaluation may come to more than {} calls", kMostCalls );
+      case HeldBackBy::number: return fmt::format( "one evaluation may make more than {} calls", kMostCalls );
    }
    return {};
 }
@@ -98,11 +98,10 @@ LineLoader loadFiles( const std::vector<std::string> & files, Console & console 
    const PolicyText & text = loader.text();
    if( text.strayFiles.empty() ) return loader;
    reportErrors( loader, console, false );
-   tellPassedOver( text, console );
+   reportSkippedLines( text, console );
    std::string names;
    for( const uint32_t file : text.strayFiles ) names += ( names.empty() ? "" : ", " ) + text.files[ file ];
-   throw CommandError{ fmt::format( "{}: no line of a policy in {} (a table stands behind --in)", names,
-                                    text.strayFiles.size() == 1 ? "it" : "them" ) };
+   throw CommandError{ fmt::format( "{}: contains no line of a policy (tables are given with --in)", names ) };
 }
 
 bool reportErrors( std::initializer_list<const LineLoader *> loaders, Console & console, bool json ) {
@@ -118,11 +117,11 @@ bool reportErrors( std::initializer_list<const LineLoader *> loaders, Console & 
    return none;
 }
 
-void mentionPassedOver( const PolicyText & text, Console & console ) {
-   const auto count = std::ranges::count( text.doubts, Doubt::Kind::passedOver, &Doubt::kind );
+void mentionSkippedLines( const PolicyText & text, Console & console ) {
+   const auto count = std::ranges::count( text.doubts, Doubt::Kind::skipped, &Doubt::kind );
    if( count == 0 ) return;
-   console.message( fmt::format( "{} {} passed over and look{} like a policy's; \"check\" tells which", count,
-                                 count == 1 ? "line is" : "lines are", count == 1 ? "s" : "" ) );
+   console.message( fmt::format( "{} skipped although {} like policy; see \"routepolicy check\"",
+                                 quantity( static_cast<uint64_t>( count ), "line" ), count == 1 ? "it looks" : "they look" ) );
 }
 
 std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json ) {
@@ -131,7 +130,7 @@ std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<c
    if( !reportErrors( loaders, console, json ) ) throw CommandError{ quantity( errors, "error" ) + ", nothing was applied" };
    std::vector<std::unique_ptr<LivePolicy>> policies;
    for( const auto * loader : loaders ) {
-      mentionPassedOver( loader->text(), console );
+      mentionSkippedLines( loader->text(), console );
       policies.push_back( std::make_unique<LivePolicy>() );
       policies.back()->apply( loader->text() );
    }
@@ -148,9 +147,9 @@ Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMapOf( const LivePolicy &
    const std::string shown = printableName( name );
    const auto held = routeMapsHeldBack( policy.text().routeMaps );
    if( const auto at = held.find( name ); at != held.end() )
-      throw CommandError{ fmt::format( "route map {} is not in force, as {}; \"check\" tells more", shown, reasonOf( at->second ) ) };
-   if( policy.text().routeMaps.empty() ) throw CommandError{ fmt::format( "there is no route map {}, nor any other", shown ) };
-   throw CommandError{ fmt::format( "there is no route map {}; there are {}", shown, allNames( policy.text() ) ) };
+      throw CommandError{ fmt::format( "route map {} is not in force: {}; see \"routepolicy check\"", shown, reasonOf( at->second ) ) };
+   if( policy.text().routeMaps.empty() ) throw CommandError{ fmt::format( "unknown route map {}; the policy has none", shown ) };
+   throw CommandError{ fmt::format( "unknown route map {}; the policy has {}", shown, allNames( policy.text() ) ) };
 }
 
 }   // namespace Agent

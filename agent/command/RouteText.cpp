@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <iterator>
-#include <nlohmann/json.hpp>
 
 #include "table/TextReader.h"
 
@@ -11,7 +10,7 @@ namespace Agent {
 
 namespace {
 
-constexpr size_t kLongestText = 1000;   // of what a table may have any bytes in
+constexpr size_t kLongestText = 1000;   // of a text from a table
 
 std::string decimal( Zeugma::MaybeU63 metric ) {
    return metric.present() ? std::to_string( metric.value() ) : std::string();
@@ -24,7 +23,7 @@ std::string communityFigures( const std::vector<uint32_t> & communities ) {
    return text;
 }
 
-/// One attribute that policy can change, before and after; a text that is empty is none.
+/// One attribute that policy can change, before and after; an empty text means absent.
 struct Attribute {
    const char * name;
    const char * key;   // in JSON
@@ -131,8 +130,29 @@ void appendLine( std::string & to, const RouteEvaluator & evaluator, const Table
    fmt::format_to( out, "  by {}\n", answer.sequences.empty() ? "no sequence" : textOf( evaluator.sequences(), answer.sequences ) );
 }
 
+void addName( Json & to, const TableRoute & route ) {
+   to[ "prefix" ] = route.prefix.toStrep().view();
+   if( route.nextHop.af() != Ferule::AddressFamily{} ) to[ "nextHop" ] = route.nextHop.toStrep().view();
+}
+
+void addChanges( Json & to, const TableRoute & route, const AgentResult & result ) {
+   const AgentResult before( route );
+   if( sameRoute( before, result ) ) return;
+   Json & changes = to[ "changes" ] = Json::object();
+   for( const auto & a : attributesOf( before, result ) ) {
+      if( !a.changed() ) continue;
+      if( !a.before.empty() ) changes[ a.key ][ "from" ] = Json::parse( jsonValue( a, a.before ) );
+      changes[ a.key ][ "to" ] = Json::parse( jsonValue( a, a.after ) );
+   }
+}
+
+void addSequences( Json & to, const std::vector<RouteEvaluator::Sequence> & all, const std::vector<uint32_t> & indices ) {
+   Json & sequences = to[ "sequences" ] = Json::array();
+   for( const uint32_t i : indices ) sequences.push_back( { { "routeMap", all[ i ].routeMap }, { "sequence", all[ i ].number } } );
+}
+
 std::string jsonString( std::string_view text ) {
-   return nlohmann::json( text ).dump( -1, ' ', false, nlohmann::json::error_handler_t::replace );
+   return jsonText( Json( text ) );
 }
 
 std::string validUtf8( std::string_view text ) {

@@ -1,4 +1,4 @@
-// routepolicy show: what is compiled of a policy.
+// routepolicy show: the lines of a policy, and what they are compiled to.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -66,7 +66,7 @@ std::vector<const Reference *> usersOf( const Thing & thing, const References & 
 std::string usersText( const Thing & thing, const References & references ) {
    const auto users = usersOf( thing, references );
    const size_t applied = references.applicationsOf( thing ).size();
-   if( users.empty() && applied == 0 ) return "used by nobody";
+   if( users.empty() && applied == 0 ) return "unused";
    std::vector<std::string> sequences;
    for( const auto * r : users ) sequences.push_back( fmt::format( "{} {}", printableName( std::string( r->routeMap ) ), r->sequence ) );
    const std::string text = joined( sequences, kMostNames, ", " );
@@ -82,8 +82,8 @@ Json jsonOfUsers( const Thing & thing, const References & references ) {
 
 // ---- compiled sequences
 
-// The library's words for a matcher or setter. Those of a matcher with a list end in the address of what it holds, which tells an
-// operator nothing and is another in each run.
+// The library's words for a matcher or setter. The words of a matcher with a list end in a memory address, which changes from run to run;
+// that is cut off.
 template <class Part>
 std::string wordsOf( const Part & part ) {
    std::ostringstream os;
@@ -97,7 +97,7 @@ std::string wordsOf( const Part & part ) {
    return tail == "NULL" || isAddress ? text.substr( 0, end ) : text;
 }
 
-/// Where a compiled sequence stands, for what its text says of it.
+/// A compiled sequence, with the references of its text.
 struct CompiledSequence {
    std::string_view routeMap;
    const RouteMapSeqStatus & status;
@@ -149,14 +149,14 @@ Json jsonOfSequence( const CompiledSequence & sequence ) {
 
 // ---- undefined references
 
-// The library's word, which has no bits for some kinds of lists.
+// The library's words. It has no bits for some kinds of lists.
 std::string undefinedBits( const RouteMapStatus & status ) {
    std::ostringstream os;
    os << status.undefinedReferences();
    return os.str();
 }
 
-/// What route maps refer to and there is not.
+/// The undefined references of route maps.
 class Undefined {
  public:
    explicit Undefined( const References & references ) {
@@ -182,15 +182,15 @@ class Undefined {
    std::string textOf( std::string_view routeMap ) const {
       const auto things = of( routeMap );
       const bool below = callers_.contains( routeMap );
-      if( things.empty() ) return below ? "nothing undefined but in what it calls" : "nothing undefined";
+      if( things.empty() ) return below ? "nothing undefined except in its callees" : "nothing undefined";
       std::vector<std::string> names;
       for( const Thing & thing : things ) names.push_back( Agent::textOf( thing ) );
-      return fmt::format( "undefined: {}{}", joined( names, kMostNames, ", " ), below ? ", and some in what it calls" : "" );
+      return fmt::format( "undefined: {}{}", joined( names, kMostNames, ", " ), below ? ", and more in its callees" : "" );
    }
 
  private:
    std::map<std::string_view, std::set<Thing>> things_;   // by route map
-   std::set<std::string_view> callers_;                   // of route maps in which something is undefined, directly or not
+   std::set<std::string_view> callers_;                   // route maps whose callees have undefined references, directly or not
 };
 
 // ---- things
@@ -203,7 +203,7 @@ std::string_view kindWord( const Text & ) {
    return {};
 }
 
-/// Shows one thing behind the other, as text that can be loaded again, or as a JSON document.
+/// Shows things one after the other: as text that can be loaded again, or as one JSON document.
 class Show {
  public:
    Show( const LivePolicy & policy, bool json, Console & console )
@@ -243,7 +243,7 @@ class Show {
       const auto status = policy_.routeMap( std::string( thing.name ) );
       if( !status ) return console_.line( fmt::format( "! not in force; {}", usersText( thing, references_ ) ) );
       const auto features = status->features().toStrep();
-      console_.line( fmt::format( "! compiled; reads {}; {}; {}", features.empty() ? "nothing watched" : features.view(),
+      console_.line( fmt::format( "! compiled; reads {}; {}; {}", features.empty() ? "no features" : features.view(),
                                   undefined_.textOf( thing.name ), usersText( thing, references_ ) ) );
       for( const auto & [ number, sequence ] : status->seqStatus() ) writeSequence( { thing.name, *sequence, references_ }, console_ );
    }

@@ -21,15 +21,15 @@ namespace Agent {
 namespace {
 
 constexpr size_t kBatch = 1024;         // routes
-constexpr size_t kBatchesAThread = 4;   // under way
-constexpr uint64_t kBrokenShown = 10;   // of a table; the rest is counted
+constexpr size_t kBatchesAThread = 4;   // in progress at most
+constexpr uint64_t kBrokenShown = 10;   // of a table; the others are counted
 
 double seconds() {
    return std::chrono::duration<double>( std::chrono::steady_clock::now().time_since_epoch() ).count();
 }
 
 struct Batch {
-   std::vector<TableRoute> routes{ kBatch };   // the first `count` of them; used again, with the memory that they have
+   std::vector<TableRoute> routes{ kBatch };   // the first `count` of them; reused, with their memory
    size_t count = 0;
    std::unique_ptr<BatchResult> result;
    double seconds = 0;
@@ -45,7 +45,7 @@ struct Batch {
    }
 };
 
-/// Evaluates batches on threads of its own; on the caller's where it has none.
+/// Evaluates batches on its own threads; without threads, on the caller's.
 class Workers {
  public:
    Workers( const RouteJob & job, unsigned threads ) : job_( job ) {
@@ -53,7 +53,7 @@ class Workers {
       try {
          threads_.reserve( threads );
          while( threads_.size() < threads ) threads_.emplace_back( [ this ] { work(); } );
-      } catch( const std::system_error & ) {   // as many as the system has
+      } catch( const std::system_error & ) {   // continue with the threads that could be created
       } catch( const std::bad_alloc & ) {}
    }
    ~Workers() {
@@ -111,7 +111,7 @@ class Workers {
    std::vector<std::thread> threads_;
 };
 
-/// Puts routes into batches and takes them in again, in their order.
+/// Puts routes into batches, and takes the results in the order of the batches.
 class Run final : public TableHandler {
  public:
    Run( RouteJob & job, unsigned threads, Console & console ) : job_( job ), console_( console ), workers_( job, threads ) {}
@@ -133,21 +133,21 @@ class Run final : public TableHandler {
    void finishTable( const TableSummary & table ) {
       if( broken_ > kBrokenShown ) console_.message( fmt::format( "{}: and {} more", name_, broken_ - kBrokenShown ) );
       if( !table.fault.empty() ) {
-         console_.message( fmt::format( "{}: not read to its end, behind {}: {}", name_, quantity( table.routes, "route" ), table.fault ) );
+         console_.message( fmt::format( "{}: reading stopped after {}: {}", name_, quantity( table.routes, "route" ), table.fault ) );
          summary.whole = false;
       } else if( table.routes == 0 ) {
-         const std::string passedOver = table.passedOver ? fmt::format( "; {} passed over", table.passedOver ) : "";
-         console_.message( fmt::format( "{}: no route in it{}", name_, passedOver ) );
-         if( table.broken != 0 ) summary.whole = false;   // it is something else than a table
+         const std::string skipped = table.skipped ? fmt::format( "; {} skipped", table.skipped ) : "";
+         console_.message( fmt::format( "{}: contains no route{}", name_, skipped ) );
+         if( table.broken != 0 ) summary.whole = false;   // it is not a table
       }
    }
    void finish() {
       if( filling_ ) evaluateFilling();
-      while( !underWay_.empty() ) takeFirst();
+      while( !inProgress_.empty() ) takeFirst();
    }
 
    TableRunSummary summary;
-   double secondsElsewhere = 0;   // of this thread, not reading
+   double secondsElsewhere = 0;   // time of this thread that was not spent on reading
 
  private:
    Batch & filling() {
@@ -163,15 +163,15 @@ class Run final : public TableHandler {
    }
    void evaluateFilling() {
       const double begun = seconds();
-      underWay_.push_back( std::move( filling_ ) );
-      workers_.evaluate( *underWay_.back() );
-      while( underWay_.size() > kBatchesAThread * workers_.count() ) takeFirst();
+      inProgress_.push_back( std::move( filling_ ) );
+      workers_.evaluate( *inProgress_.back() );
+      while( inProgress_.size() > kBatchesAThread * workers_.count() ) takeFirst();
       secondsElsewhere += seconds() - begun;
       console_.progress( fmt::format( "{}: {}", name_, quantity( summary.routes, "route" ) ) );
    }
    void takeFirst() {
-      auto batch = std::move( underWay_.front() );
-      underWay_.pop_front();
+      auto batch = std::move( inProgress_.front() );
+      inProgress_.pop_front();
       workers_.wait( *batch );
       if( batch->fault ) std::rethrow_exception( batch->fault );
       summary.secondsPolicy += batch->seconds;
@@ -186,15 +186,15 @@ class Run final : public TableHandler {
    std::string name_;
    uint64_t broken_ = 0;
    std::unique_ptr<Batch> filling_;
-   std::deque<std::unique_ptr<Batch>> underWay_;
+   std::deque<std::unique_ptr<Batch>> inProgress_;
    std::vector<std::unique_ptr<Batch>> idle_;
-   Workers workers_;   // goes first: no batch goes while it is evaluated
+   Workers workers_;   // deleted first: no batch is deleted while it is evaluated
 };
 
 void readOne( const std::string & table, Run & run, Console & console ) {
    run.tableIs( table == "kernel" ? "kernel" : displayName( table ) );
    if( table == "kernel" ) return run.finishTable( readKernelTable( run ) );
-   if( table == "-" && isatty( STDIN_FILENO ) == 1 ) console.message( "Reading routes from the terminal, up to Ctrl-D." );
+   if( table == "-" && isatty( STDIN_FILENO ) == 1 ) console.message( "reading routes from the terminal; end with Ctrl-D" );
    FileSource source = openFile( table );
    run.finishTable( readTable( source, run ) );
 }
@@ -206,7 +206,7 @@ TableRunSummary runTables( const TableRunOptions & options, RouteJob & job, Cons
    Run run( job, options.threads, console );
    for( const auto & table : options.tables ) readOne( table, run, console );
    run.summary.secondsReading = seconds() - begun - run.secondsElsewhere;
-   run.finish();   // of what was read
+   run.finish();   // evaluates the rest
    run.summary.seconds = seconds() - begun;
    return run.summary;
 }

@@ -1,13 +1,13 @@
-// routepolicy used-by: who refers to a list or a route map, and what other stanzas apply it.
+// routepolicy used-by: the clauses that refer to a list or a route map, and the stanzas that apply it.
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <set>
 
+#include "analysis/References.h"
 #include "command/Commands.h"
 #include "command/Json.h"
 #include "command/PolicyFiles.h"
-#include "analysis/References.h"
 
 namespace Agent {
 
@@ -21,10 +21,10 @@ struct Use {
    size_t depth;                  // 1: to the thing itself
    const Reference * reference;   // null for an application
    const Application * application = nullptr;
-   bool repeated = false;   // who uses its route map stands above
+   bool repeated = false;   // the uses of its route map are listed already
 };
 
-// Depth first. Those who use a route map come once, so that cycles end and the result is never longer than the policy.
+// Depth first. The uses of each route map are listed once, so that cycles end and the result is never longer than the policy.
 std::vector<Use> usesOf( const Thing & thing, const References & references ) {
    std::vector<Use> uses, next;
    const auto push = [ & ]( const Thing & to, size_t depth ) {
@@ -56,11 +56,11 @@ std::string lineOf( const PolicyText & text, const Application & application ) {
 
 void writeText( const Thing & thing, const std::vector<Use> & uses, const PolicyText & text, Console & console ) {
    console.line( console.strong( textOf( thing ) ) + ( isDefined( text, thing ) ? "" : " (undefined)" ) +
-                 ( uses.empty() ? ": nobody refers to it" : "" ) );
+                 ( uses.empty() ? ": unused" : "" ) );
    for( const auto & use : uses )
       console.line( fmt::format( "{:{}}{}{}", "", 3 * std::min( use.depth, kDeepestIndent ),
                                  use.reference ? textOf( *use.reference ) : lineOf( text, *use.application ),
-                                 use.repeated ? " (its callers: above)" : "" ) );
+                                 use.repeated ? " (its callers are listed above)" : "" ) );
 }
 
 Json jsonOfReference( const Use & use, const PolicyText & text ) {
@@ -102,7 +102,7 @@ int usedBy( const UsedByOptions & options, Console & console ) {
    const LineLoader loader = loadFiles( options.files, console );
    if( !reportErrors( loader, console, options.json ) ) return kExitError;
    const PolicyText & text = loader.text();
-   mentionPassedOver( text, console );
+   mentionSkippedLines( text, console );
    const References references( text );
    const auto things = thingsCalled( options.name, text, references );
    if( things.empty() ) throw CommandError{ unknownNameText( options.name, text ) };

@@ -1,4 +1,4 @@
-// routepolicy watch: follows the files of a policy, and tells what each change of them does.
+// routepolicy watch: follows the files of a policy and reports what each change does.
 #include <fmt/format.h>
 #include <sys/stat.h>
 
@@ -22,7 +22,7 @@ namespace {
 
 constexpr size_t kExamples = 3;
 
-/// What a change of a file shows in; a file that is not there has none.
+/// Changes whenever the file changes; nothing for a file that does not exist.
 using Stamp = std::optional<std::tuple<int64_t, int64_t, uint64_t, uint64_t>>;
 
 Stamp stampOf( const std::string & file ) {
@@ -54,20 +54,20 @@ class Watch {
  public:
    Watch( const WatchOptions & options, Console & console ) : options_( options ), console_( console ) {
       if( std::find( options.files.begin(), options.files.end(), "-" ) != options.files.end() )
-         throw CommandError{ "watch follows files: standard input cannot change" };
-      if( !options.tables.empty() && options.routeMap.empty() ) throw CommandError{ "--in needs --route-map: which one is asked?" };
+         throw CommandError{ "watch follows files and cannot follow standard input" };
+      if( !options.tables.empty() && options.routeMap.empty() ) throw CommandError{ "--in needs --route-map" };
       stamps_ = stamps();
       const LineLoader loader = loadFiles( options.files, console );
-      if( !reportErrors( loader, console, options.json ) ) throw CommandError{ "the policy is wrong from the start" };
-      mentionPassedOver( loader.text(), console );
+      if( !reportErrors( loader, console, options.json ) ) throw CommandError{ "watch needs a policy without errors to start with" };
+      mentionSkippedLines( loader.text(), console );
       const auto report = policy_.apply( loader.text() );
       requireRouteMap();
       readTables();
-      evaluatorIs();
-      tell( report, nullptr );
+      updateEvaluator();
+      this->report( report, nullptr );
    }
 
-   /// Looks whether the files have changed. One that is being written is left to the next look.
+   /// Reloads the files if they have changed and did not change again since the last step: a file may still be being written.
    void step() {
       auto now = stamps();
       const bool settled = now == std::exchange( seen_, now );
@@ -76,7 +76,7 @@ class Watch {
       try {
          reload();
       } catch( const CommandError & e ) {
-         if( options_.json ) console_.line( "{\"errors\":[{\"reason\":" + jsonString( e.message ) + "}]}" );
+         if( options_.json ) console_.line( jsonText( { { "errors", Json::array( { { { "reason", e.message } } } ) } } ) );
          console_.flush();
          keep( e.message );
       }
@@ -89,7 +89,7 @@ class Watch {
       return all;
    }
 
-   // What changes cannot be told of a part.
+   // With a part of a table, the reported changes would be incomplete.
    void readTables() {
       KeepJob job;
       if( !options_.tables.empty() && !runTables( { options_.tables, 1 }, job, console_ ).whole )
@@ -101,22 +101,22 @@ class Watch {
    void reload() {
       const LineLoader loader = loadFiles( options_.files, console_ );
       if( !reportErrors( loader, console_, options_.json ) ) return keep( quantity( loader.errors().size(), "error" ) );
-      if( loader.text() == PolicyText() && !( policy_.text() == PolicyText() ) ) throw CommandError{ "nothing of the policy is left" };
-      mentionPassedOver( loader.text(), console_ );
+      if( loader.text() == PolicyText() && !( policy_.text() == PolicyText() ) ) throw CommandError{ "the policy is empty now" };
+      mentionSkippedLines( loader.text(), console_ );
       const auto report = policy_.apply( loader.text() );
       if( evaluator_ ) last_ = std::move( evaluator_ );
-      evaluatorIs();
-      tell( report, last_.get() );
+      updateEvaluator();
+      this->report( report, last_.get() );
    }
 
-   // One that is held back may come, and one that goes may come back. One that was never there is mistyped.
+   // At the start only: a name that is undefined then is probably mistyped. A route map that is held back or deleted may come back later.
    void requireRouteMap() const {
       if( !options_.routeMap.empty() && !policy_.text().routeMaps.contains( options_.routeMap ) )
-         routeMapOf( policy_, options_.routeMap );   // says which there are
+         routeMapOf( policy_, options_.routeMap );   // throws the error
    }
 
-   // Of a route map that is not in force, there is none.
-   void evaluatorIs() {
+   // Null while the route map is not in force.
+   void updateEvaluator() {
       const auto status = options_.routeMap.empty() ? nullptr : policy_.routeMap( options_.routeMap );
       evaluator_ = status ? std::make_unique<RouteEvaluator>( status ) : nullptr;
       if( !status && !options_.routeMap.empty() )
@@ -135,7 +135,7 @@ class Watch {
       return differences;
    }
 
-   void tell( const ApplyReport & report, const RouteEvaluator * before ) {
+   void report( const ApplyReport & report, const RouteEvaluator * before ) {
       const auto differences = differencesTo( before );
       console_.write( options_.json ? jsonOf( report, differences, before ) : textOf( report, differences, before ) );
       console_.flush();
@@ -149,24 +149,21 @@ class Watch {
       return text;
    }
    std::string jsonOf( const ApplyReport & report, const std::optional<Differences> & differences, const RouteEvaluator * before ) const {
-      std::string text = fmt::format( "{{\"edits\":{},\"seconds\":{:.6f},\"published\":[", report.edits, report.took.count() );
-      for( const auto & name : report.republished ) {
-         if( &name != &report.republished.front() ) text += ',';
-         text += fmt::format( "{{\"routeMap\":{},\"inForce\":{}}}", jsonString( name ), policy_.routeMap( name ) ? "true" : "false" );
-      }
-      text += ']';
-      if( differences ) text += ",\"differences\":" + differences->json( *before, *evaluator_ );
-      return text + "}\n";
+      Json json = { { "edits", report.edits }, { "seconds", report.took.count() }, { "published", Json::array() } };
+      for( const auto & name : report.republished )
+         json[ "published" ].push_back( { { "routeMap", name }, { "inForce", policy_.routeMap( name ) != nullptr } } );
+      if( differences ) json[ "differences" ] = differences->json( *before, *evaluator_ );
+      return jsonText( json ) + '\n';
    }
 
    const WatchOptions & options_;
    Console & console_;
    LivePolicy policy_;
-   std::vector<Stamp> stamps_;   // of what was read last
-   std::vector<Stamp> seen_;     // at the last look
+   std::vector<Stamp> stamps_;   // at the last reload
+   std::vector<Stamp> seen_;     // at the last step
    std::vector<TableRoute> routes_;
    std::unique_ptr<RouteEvaluator> evaluator_;
-   std::unique_ptr<RouteEvaluator> last_;   // before; of the time before the route map went, where it has gone meanwhile
+   std::unique_ptr<RouteEvaluator> last_;   // the one before it; kept while the route map is not in force
 };
 
 }   // namespace

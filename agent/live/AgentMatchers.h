@@ -1,6 +1,6 @@
 /// @file agent/live/AgentMatchers.h
-/// What this agent matches on beyond the library. A matcher shares the list that it was made of; that of an undefined list, for which
-/// there is a null, matches nothing. Threading: any number of threads match at once.
+/// The matchers of this agent, beyond those of the library. A matcher shares ownership of its list. For an undefined list the pointer is
+/// null, and the matcher matches nothing. Threading: thread-safe.
 #pragma once
 
 #include <typeinfo>
@@ -17,12 +17,12 @@ using Routing::Policy::Matcher;
 using Routing::Policy::MatchInput_;
 using Routing::Policy::PolicyEvalContext;
 
-/// The table's route behind an input; null for an input of another agent's.
+/// The route of the table behind an input; null for an input of another agent.
 inline const TableRoute * tableRouteOf( const MatchInput_ * input ) noexcept {
    return typeid( *input ) == typeid( AgentRoute ) ? &static_cast<const AgentRoute *>( input )->route() : nullptr;
 }
 
-/// The route leads over this interface; one that tells none leads over no one.
+/// Matches a route over this interface. A route without an interface matches none.
 class InterfaceNameMatcher final : public Matcher {
  public:
    explicit InterfaceNameMatcher( const Quoin::String & name ) : name_( name ) {}
@@ -36,7 +36,7 @@ class InterfaceNameMatcher final : public Matcher {
    Quoin::String name_;
 };
 
-/// An access list permits the host prefix of the route's next hop.
+/// Matches if an access list permits the host prefix of the next hop.
 class NexthopAccessListMatcher final : public Matcher {
  public:
    using Status = Routing::RouteMap::IpAccessListStatus;
@@ -54,7 +54,7 @@ class NexthopAccessListMatcher final : public Matcher {
    Quoin::Ptr<const Routing::Policy::IpAccessListMatcher> list_;
 };
 
-/// A list of this agent's own permits the route. In its table there are only such lists.
+/// Matches if a list of this agent's own kind permits the route. Its table contains only such lists.
 template <class List, class ListStatus>
 class RouteListMatcher final : public Matcher {
  public:

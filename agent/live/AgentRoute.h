@@ -1,5 +1,5 @@
 /// @file agent/live/AgentRoute.h
-/// What this agent's routes have beyond what the library knows of routes, and what its policy changes beyond that.
+/// The routes of this agent: the attributes that policy reads and changes beyond those that the library knows.
 #pragma once
 
 #include <cstdint>
@@ -17,22 +17,22 @@ class AgentRoute final : public Routing::Policy::MatchInput_ {
  public:
    AgentRoute() = default;
    explicit AgentRoute( const TableRoute & route ) { routeIs( route ); }
-   /// `route` outlives this, or the next call; what the library reads is copied.
+   /// `route` outlives this, or the next call. The attributes that the library reads are copied.
    void routeIs( const TableRoute & route );
-   /// Errors: none is given before routeIs().
+   /// To be called after routeIs().
    const TableRoute & route() const noexcept { return *route_; }
 
  private:
    const TableRoute * route_ = nullptr;
 };
 
-/// What policy changes of a route. Made of the route, so that it has what the route comes with; distance is 0, for "as it is", until
-/// policy sets one. Threading: a plain value.
+/// The result of policy for a route. Starts with the attributes of the route; distance is 0, which means unchanged, until policy sets it.
+/// Threading: a plain value.
 class AgentResult final : public Routing::Policy::Result_ {
  public:
    AgentResult() = default;
    explicit AgentResult( const TableRoute & route ) { routeIs( route ); }
-   /// Starts over, with what that route has.
+   /// Starts again with the attributes of that route.
    void routeIs( const TableRoute & route );
 
    std::optional<uint32_t> localPreference;

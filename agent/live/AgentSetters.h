@@ -1,5 +1,5 @@
 /// @file agent/live/AgentSetters.h
-/// What this agent sets beyond the library. Threading: setters run on several threads at once, each on its own result.
+/// The setters of this agent, beyond those of the library. Threading: setters run on several threads at once, each on its own result.
 #pragma once
 
 #include <algorithm>
@@ -15,7 +15,7 @@ namespace Agent {
 using Routing::Policy::Result_;
 using Routing::Policy::Setter;
 
-/// This agent's result; null for another agent's.
+/// The result of this agent; null for a result of another agent.
 inline AgentResult * agentResultOf( Result_ * result ) noexcept {
    return dynamic_cast<AgentResult *>( result );
 }
@@ -42,7 +42,7 @@ class LocalPreferenceSetter final : public Setter {
    uint32_t value_;
 };
 
-/// Puts communities in the place of those that there are, or adds them.
+/// Replaces the communities of the route, or adds to them.
 class CommunitySetter final : public Setter {
  public:
    explicit CommunitySetter( SetCommunity set ) : set_( std::move( set ) ) {}

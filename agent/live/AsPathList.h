@@ -10,7 +10,7 @@
 
 namespace Agent {
 
-/// An AS path list as evaluation asks it: the lowest line whose expression matches the text of the route's path decides, none denies.
+/// A compiled AS path list: the lowest line whose expression matches the text of the route's AS path decides; if none, the list denies.
 /// Threading: read-only.
 class AsPathList final : public Routing::RouteMap::AsPathListStatus {
  public:

@@ -17,7 +17,7 @@ CommunityList::CommunityList( const Quoin::String & name, const CommunityListTex
 }
 
 bool CommunityList::permits( const TableRoute & route ) const {
-   fmt::basic_memory_buffer<char, 1024> text;   // on the stack for some eighty communities
+   fmt::basic_memory_buffer<char, 1024> text;   // on the stack up to about eighty communities
    if( expanded_ )
       for( const Community c : route.communities )
          fmt::format_to( std::back_inserter( text ), "{}{}:{}", text.size() == 0 ? "" : " ", c >> 16, c & 0xffff );

@@ -11,8 +11,8 @@
 
 namespace Agent {
 
-/// A community list as evaluation asks it: the lowest line that matches decides, none denies. A standard line matches a route that has
-/// all of its communities; an expanded one where its expression matches the route's, written "64500:1 64500:2".
+/// A compiled community list: the lowest line that matches decides; if none matches, the list denies. A standard line matches a route that
+/// has all its communities. An expanded line matches if its expression matches the communities of the route, as "64500:1 64500:2".
 /// Threading: read-only.
 class CommunityList final : public Routing::RouteMap::StandardCommListStatus {
  public:

@@ -10,10 +10,10 @@ class RE2;
 
 namespace Agent {
 
-/// A regular expression of a community or AS path list, ready to be asked. Threading: any number of threads may ask at once.
+/// A compiled regular expression of a community or AS path list. Threading: thread-safe.
 class CompiledExpression {
  public:
-   /// `expression` is as the list's text has it. One that cannot be compiled matches nothing.
+   /// `expression` is the text in the list. One that cannot be compiled matches nothing.
    explicit CompiledExpression( std::string_view expression );
    CompiledExpression( CompiledExpression && ) noexcept;
    ~CompiledExpression();

@@ -1,12 +1,12 @@
 /// @file agent/live/Differences.h
-/// What differs between two ordered maps, in one walk over both.
+/// Compares two ordered maps in one walk over both.
 #pragma once
 
 #include <cstddef>
 
 namespace Agent {
 
-/// Calls `visit( key, before, after )` for every key, ascending, with what each map has there: null for nothing.
+/// Calls `visit( key, before, after )` for every key, ascending, with the values of both maps; null for an absent value.
 template <class Map, class Visit>
 void forEachPair( const Map & before, const Map & after, Visit && visit ) {
    auto b = before.begin(), a = after.begin();
@@ -19,13 +19,13 @@ void forEachPair( const Map & before, const Map & after, Visit && visit ) {
    }
 }
 
-/// Whether two values that may be missing are not the same.
+/// Whether two optional values differ.
 template <class T>
 bool differ( const T * a, const T * b ) {
    return a && b ? !( *a == *b ) : a != b;
 }
 
-/// The same for the keys at which the maps differ. Gives their number.
+/// The same for the differing keys only. Returns their number.
 template <class Map, class Visit>
 size_t forEachDifference( const Map & before, const Map & after, Visit && visit ) {
    size_t count = 0;

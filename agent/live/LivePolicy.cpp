@@ -15,7 +15,7 @@ using namespace Routing::Policy;
 
 class LivePolicy::Impl {
  public:
-   // Nothing is published before all is written and the access lists are compiled, so that each route map is published once.
+   // Nothing is published before all edits are written and the access lists are compiled, so that each route map is published once.
    ApplyReport apply( PolicyText text ) {
       const auto start = std::chrono::steady_clock::now();
       ApplyReport report;
@@ -28,7 +28,7 @@ class LivePolicy::Impl {
       text_ = std::move( text );
       scheduler_->runUntilIdle();
       report.republished = routeMaps_.republished();
-      runClock();   // which takes apart the large lists that this has let go of
+      runClock();   // deletes the large lists that were released
       report.took = std::chrono::steady_clock::now() - start;
       return report;
    }

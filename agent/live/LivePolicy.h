@@ -1,5 +1,5 @@
 /// @file agent/live/LivePolicy.h
-/// The live configuration of this agent, and the policy that the library compiles of it.
+/// The live configuration of this agent, and the policy that the library compiles from it.
 #pragma once
 
 #include <chrono>
@@ -14,14 +14,14 @@
 
 namespace Agent {
 
-/// What came of putting a text into force.
+/// The result of putting a text into force.
 struct ApplyReport {
-   size_t edits = 0;                       // writes to the live configuration; 0 when the text says what is in force already
-   std::vector<std::string> republished;   // route maps that have another status now, or none; ascending
+   size_t edits = 0;                       // writes to the live configuration; 0 if the text is in force already
+   std::vector<std::string> republished;   // route maps whose status was replaced or deleted; ascending
    std::chrono::duration<double> took{ 0 };
 };
 
-/// Threading: the activity thread. What it publishes is immutable, and may be evaluated anywhere.
+/// Threading: the activity thread. What it publishes is immutable and may be evaluated on any thread.
 class LivePolicy {
  public:
    LivePolicy();
@@ -29,18 +29,17 @@ class LivePolicy {
    LivePolicy( const LivePolicy & ) = delete;
    LivePolicy & operator=( const LivePolicy & ) = delete;
 
-   /// Turns the difference between the text in force and this one into edits of the live configuration, and runs until all has
-   /// settled. `text` is free of errors. Cost: of what differs, and of each list that does, whole;
-   /// besides, of comparing both texts, and of a walk over all calls of route maps.
+   /// Turns the difference between the text in force and this one into edits of the live configuration, and runs the tasks until none is
+   /// pending. `text` is free of errors. Cost: each differing sequence and list, whole; comparing both texts; a walk over all calls.
    ApplyReport apply( PolicyText text );
-   /// What is in force.
+   /// The text in force.
    const PolicyText & text() const noexcept;
 
-   /// What evaluation reads; null where there is no such route map, or it is held back (HeldBack.h).
+   /// The compiled route map, for evaluation; null if it is undefined or held back (analysis/HeldBack.h).
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMap( const std::string & name ) const;
-   /// A list with that route map alone; null as above.
+   /// A list with only that route map; null as above.
    Quoin::Ptr<const Routing::Policy::RouteMapStatusList> policy( const std::string & name ) const;
-   /// Where the symbols of all lists and route maps live.
+   /// The directory of the symbols of all lists and route maps.
    Quoin::Ptr<Routing::Policy::PolicyRoot> root() const noexcept;
 
  private:

@@ -15,7 +15,7 @@ using Routing::RouteMap::MatchRule;
 
 namespace {
 
-// In numericValue of a next hop's rule: the name is an address. A list may have the name of one.
+// In numericValue of the rule for a next hop: the name is an address. A list may also be named like an address.
 constexpr uint64_t kNameIsAddress = 1;
 
 constexpr auto kIpv6AccessLists = listsIn<&AgentRoot::ipv6AclListTable>();

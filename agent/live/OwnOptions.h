@@ -12,7 +12,7 @@ namespace Agent {
 /// A row for each match option. The root of their lists is an AgentRoot.
 std::span<const Routing::Policy::MatchOptionRow> ownMatchOptions() noexcept;
 
-/// A match clause as the MapEntry has it.
+/// A match clause in the form of a MapEntry.
 Routing::RouteMap::MatchRule matchRuleOf( MatchOption option, const MatchClause & clause );
 
 }   // namespace Agent

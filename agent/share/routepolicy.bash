@@ -1,7 +1,7 @@
-# Completion of routepolicy for bash. Names of route maps and lists come from the policies that stand on the line.
-# A policy is somebody's text: names are compared and quoted, and never expanded.
+# Completion of routepolicy for bash. Names of route maps and lists come from the policies on the command line.
+# Names are compared and quoted, and never expanded, as a policy may come from others.
 
-# As the shell would read the word, but for what it would have to run or look up.
+# The word as the shell would read it, without expansions that run or look up anything.
 _routepolicy_unquoted() {
    local word=$1
    [[ $word == \~/* ]] && word=$HOME/${word#*/}
@@ -13,7 +13,7 @@ _routepolicy_unquoted() {
    printf '%s' "$word"
 }
 
-# Those of the words behind $1 that begin with $1.
+# The words behind $1 that begin with $1.
 _routepolicy_reply() {
    local start=$1 word quoted
    for word in "${@:2}"; do
@@ -64,14 +64,14 @@ _routepolicy() {
    local program cur=${COMP_WORDS[COMP_CWORD]} prev='' command='' before=0 i word files=() with=()
    program=$(_routepolicy_unquoted "$1")
    ((COMP_CWORD > 0)) && prev=${COMP_WORDS[COMP_CWORD - 1]}
-   if [[ $cur == '=' ]]; then   # --route-map=<TAB>: the shell parts words there
+   if [[ $cur == '=' ]]; then   # --route-map=<TAB>: the shell splits words there
       cur=''
    elif [[ $prev == '=' ]]; then
       prev=${COMP_WORDS[COMP_CWORD - 2]}
    fi
    COMPREPLY=()
 
-   # The command, and what stands for itself behind it: `files`, of which `before` stand before the cursor.
+   # The command, and its arguments that are not options: `files`, of which `before` are in front of the cursor.
    for ((i = 1; i < ${#COMP_WORDS[@]}; i++)); do
       word=${COMP_WORDS[i]}
       case $word in

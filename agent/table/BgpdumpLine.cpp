@@ -11,7 +11,7 @@ namespace Agent {
 
 namespace {
 
-// Those that are read, by their place; each has a bar behind it.
+// The fields that are read, by position. Each ends with a bar.
 enum Field : size_t { kRecord = 0, kKind = 2, kPrefix = 5, kPath = 6, kNextHop = 8, kLocalPreference = 9, kMed = 10, kCommunities = 11 };
 constexpr size_t kFieldCount = 14;
 
@@ -19,7 +19,7 @@ bool isRecordName( std::string_view text ) noexcept {
    return text == "TABLE_DUMP2" || text == "TABLE_DUMP" || text == "BGP4MP" || text == "BGP4MP_ET";
 }
 
-// Empty is none.
+// An empty field is absent.
 bool parseField32( std::string_view text, const char * name, std::optional<uint64_t> & value, std::string & reason ) {
    if( text.empty() ) return true;
    value = parseNumber( text, kMax32 );
@@ -27,7 +27,7 @@ bool parseField32( std::string_view text, const char * name, std::optional<uint6
    return value.has_value();
 }
 
-// Words that are no communities, such as large ones, are passed over.
+// Skips words that are not communities, such as large communities.
 void readCommunities( std::string_view text, std::vector<uint32_t> & communities ) {
    while( !text.empty() ) {
       const auto word = text.substr( 0, text.find( ' ' ) );
@@ -41,7 +41,7 @@ void readCommunities( std::string_view text, std::vector<uint32_t> & communities
 
 bool looksLikeBgpdump( std::string_view line ) noexcept {
    if( line.starts_with( "TABLE_DUMP" ) || line.starts_with( "BGP4MP" ) ) return true;
-   // By hand: every line of a table comes by here, and a search for a set of characters takes longer than parsing most of them.
+   // By hand: every line of a table comes here, and a search for a set of characters takes longer than parsing most lines.
    for( const char c : line ) {
       if( c == '|' ) return true;
       if( c == ' ' || c == '\t' || c == '#' ) return false;
@@ -51,7 +51,7 @@ bool looksLikeBgpdump( std::string_view line ) noexcept {
 
 LineResult parseBgpdumpLine( std::string_view line, TableRoute & route ) {
    std::array<std::string_view, kFieldCount> field{};
-   size_t ended = 0;   // fields with a bar behind them; what follows the last one is of no interest
+   size_t ended = 0;   // complete fields; what follows the last one is ignored
    std::string_view rest = line;
    for( ; ended < kFieldCount; ++ended ) {
       const auto bar = rest.find( '|' );
@@ -69,12 +69,12 @@ LineResult parseBgpdumpLine( std::string_view line, TableRoute & route ) {
 
    std::string reason;
    const auto kind = field[ kKind ];
-   if( kind == "STATE" ) return LineResult::passedOver();
+   if( kind == "STATE" ) return LineResult::skipped();
    if( kind == "W" ) {
       if( ended < kPrefix ) return cutShort( kPrefix + 1 );
-      if( ended == kPrefix ) field[ kPrefix ] = rest;   // no bar behind the last field here
+      if( ended == kPrefix ) field[ kPrefix ] = rest;   // the last field has no bar here
       if( !parsePrefix( field[ kPrefix ], reason ) ) return LineResult::broken( std::move( reason ) );
-      return LineResult::passedOver();
+      return LineResult::skipped();
    }
    if( kind != "B" && kind != "A" )
       return LineResult::broken( "kind \"" + printable( kind, 24 ) + "\": neither a table entry nor an announcement" );

@@ -1,5 +1,5 @@
 /// @file agent/table/FormHandler.h
-/// What the reader of one form of table hands over.
+/// Receives what the reader of one form of table reads.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@ class FormHandler {
  public:
    /// The route lives until the call ends.
    virtual void handleRoute( const TableRoute & route ) = 0;
-   /// Well-formed, but no route.
-   virtual void handlePassedOver() = 0;
+   /// An entry that is well-formed, but no route.
+   virtual void handleSkipped() = 0;
    /// `number` counts as the form says; `reason` is printable.
    virtual void handleBroken( uint64_t number, std::string_view reason ) = 0;
 

@@ -24,13 +24,13 @@ enum class Step : uint8_t { more, end, cut, damaged, tooBig };
 }   // namespace
 
 /// One decompressor, driven a buffer at a time. Boost's own stream buffers throw on a cut stream and drop what they have decoded
-/// up to there, so its filters are called directly: they move `in` and `out` also when they fail.
+/// up to there. So its filters are called directly: they move `in` and `out` even when they fail.
 class Unpacker {
  public:
    virtual ~Unpacker() = default;
    /// `last`: no byte follows inEnd.
    virtual Step step( const char *& in, const char * inEnd, char *& out, char * outEnd, bool last ) = 0;
-   /// Prepares for a stream behind the one that ended. False: this kind looks for it by itself.
+   /// Prepares for another stream behind the one that ended. False: this kind of unpacker finds it by itself.
    virtual bool restart() { return false; }
 };
 
@@ -51,7 +51,7 @@ class GzipUnpacker final : public Unpacker {
    }
 
  private:
-   static constexpr int kGzipFraming = 16;   // added to the window bits, has zlib read header and trailer and check the sum
+   static constexpr int kGzipFraming = 16;   // added to the window bits: zlib reads header and trailer and checks the sum
    io::zlib_decompressor decompressor_{ io::zlib::default_window_bits + kGzipFraming };
 };
 
@@ -79,7 +79,7 @@ class XzUnpacker final : public Unpacker {
    }
 
  private:
-   static constexpr int kMemoryLimit = 6;   // LZMA_MEMLIMIT_ERROR, which Boost has no name for; the limit is Boost's, 100 MB
+   static constexpr int kMemoryLimit = 6;   // LZMA_MEMLIMIT_ERROR; Boost has no name for it. The limit is Boost's, 100 MB
    io::lzma_decompressor decompressor_;
 };
 
@@ -134,7 +134,7 @@ Compression compressionOf( std::string_view firstBytes ) noexcept {
    if( firstBytes.starts_with( "\xfd"
                                "7zXZ\0"sv ) )
       return Compression::xz;
-   // "BZh" and a level may begin a text as well; the first block's mark, or the last one's of an empty stream, may not.
+   // A text may also begin with "BZh" and a level, but not with the mark of a first block, or of the end of an empty stream.
    if( firstBytes.starts_with( "BZh"sv ) && firstBytes.size() > 3 && firstBytes[ 3 ] >= '1' && firstBytes[ 3 ] <= '9' ) {
       const auto mark = firstBytes.substr( 4, 6 );
       if( "\x31\x41\x59\x26\x53\x59"sv.starts_with( mark ) || "\x17\x72\x45\x38\x50\x90"sv.starts_with( mark ) ) return Compression::bzip2;
@@ -150,7 +150,7 @@ size_t Input::read( char * to, size_t capacity ) {
    char * out = to;
    try {
       if( !started_ ) start();
-      if( !ended_ && bytesLeft_ == 0 ) end( "more text than this reader is allowed to take" );
+      if( !ended_ && bytesLeft_ == 0 ) end( "the text is longer than the limit" );
       char * outEnd = to + std::min<uint64_t>( capacity, bytesLeft_ );
       while( out == to && !ended_ ) {
          if( unpacker_ ) {
@@ -171,7 +171,7 @@ size_t Input::read( char * to, size_t capacity ) {
    return count;
 }
 
-// Gathers the bytes that tell the compression: a pipe may deliver them one at a time.
+// Gathers the bytes that show the compression: a pipe may deliver them one at a time.
 void Input::start() {
    started_ = true;
    size_t count = 0;
@@ -203,14 +203,14 @@ void Input::unpack( char *& out, char * outEnd ) {
    const bool last = next_ == end_ && !refill();
    if( streamEnded_ ) {
       if( last || !unpacker_->restart() ) return end();
-      next_ = std::find_if( next_, end_, []( char c ) { return c != '\0'; } );   // what fills the last block of a tape
+      next_ = std::find_if( next_, end_, []( char c ) { return c != '\0'; } );   // padding of the last block on a tape
       if( next_ == end_ ) return;
       streamEnded_ = false;
    }
    const char * const nextBefore = next_;
    char * const outBefore = out;
    Step step = unpacker_->step( next_, end_, out, outEnd, last );
-   if( step == Step::more && last && next_ == nextBefore && out == outBefore ) step = Step::cut;   // it would ask for ever
+   if( step == Step::more && last && next_ == nextBefore && out == outBefore ) step = Step::cut;   // no progress: else an endless loop
    const std::string kind = stringValue( compression_ );
    switch( step ) {
       case Step::more: break;

@@ -1,6 +1,6 @@
 /// @file agent/table/Input.h
-/// The bytes of a table: from a file or from memory, plain or compressed. What a stream is compressed with is told by its first
-/// bytes, never by a name. Memory does not grow with the input. Threading: one thread per object.
+/// The bytes of a table: from a file or from memory, plain or compressed. The first bytes of a stream show its compression; names do
+/// not count. Memory does not grow with the input. Threading: one thread per object.
 #pragma once
 
 #include <cstdint>
@@ -47,13 +47,13 @@ class MemorySource final : public ByteSource {
 enum class Compression : uint8_t { none, gzip, bzip2, xz };
 const char * stringValue( Compression c ) noexcept;
 
-/// What the first bytes of a stream say. Ten bytes are enough.
+/// The compression that the first bytes of a stream show. Ten bytes are enough.
 Compression compressionOf( std::string_view firstBytes ) noexcept;
 
 class Unpacker;
 
 /// The plain bytes of a source.
-/// Joined streams are one text, and zeros behind one of gzip mean nothing.
+/// Joined streams are one text. Zeros behind a gzip stream are ignored.
 /// A stream that is cut short or damaged, or a source that fails, ends the input with a fault; what was read before stays good.
 class Input {
  public:
@@ -70,7 +70,7 @@ class Input {
 
    /// Known from the first read on.
    Compression compression() const noexcept { return compression_; }
-   /// Why the input ended before its end, such as "gzip data is cut short"; empty when it did not.
+   /// Why the input ended early, such as "gzip data is cut short"; empty if it did not.
    const std::string & fault() const noexcept { return fault_; }
 
  private:
@@ -89,7 +89,7 @@ class Input {
    Compression compression_ = Compression::none;
    bool started_ = false;
    bool sourceEnded_ = false;
-   bool streamEnded_ = false;   // of the compressed stream at hand; another may follow it
+   bool streamEnded_ = false;   // of the present compressed stream; another may follow
    bool ended_ = false;
 };
 

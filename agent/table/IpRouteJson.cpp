@@ -14,9 +14,9 @@ namespace {
 
 using Ferule::AddressFamily;
 
-constexpr size_t kMaxWaiting = 4096;   // defaults of unknown family; a table has a handful
+constexpr size_t kMaxWaiting = 4096;   // default routes of unknown family; a table has a handful
 
-/// What the parser reads from: the characters of the document, until an entry has taken more than its share.
+/// The input of the parser: the characters of the document, until an entry is longer than allowed.
 struct EntryBytes {
    TextReader & text;
    size_t maxEntry;
@@ -48,7 +48,7 @@ class EntryIterator {
    EntryBytes * bytes_ = nullptr;
 };
 
-/// A text that may not be there. Cleared, it keeps its memory for the next entry.
+/// An optional text. clear() keeps the memory for the next entry.
 struct Member {
    std::string text;
    bool given = false;
@@ -62,7 +62,7 @@ struct Member {
    }
 };
 
-/// The members of one entry that matter, as they stand in the text.
+/// The members of one entry that are used, as in the text.
 struct Entry {
    struct NextHop {
       Member gateway;
@@ -108,7 +108,7 @@ class EntryReader {
    explicit EntryReader( FormHandler & handler ) : handler_( handler ) {}
 
    void handleEntry( uint64_t index, const Entry & entry ) {
-      if( entry.fault.empty() && !entry.hasMembers ) return handler_.handlePassedOver();
+      if( entry.fault.empty() && !entry.hasMembers ) return handler_.handleSkipped();
       std::string reason = entry.fault;
       if( reason.empty() ) reason = read( entry );
       if( !reason.empty() ) handler_.handleBroken( index, reason );
@@ -124,10 +124,10 @@ class EntryReader {
    }
 
  private:
-   // The reason why the entry is broken; empty when it has been dealt with.
+   // Why the entry is broken; empty if it is not.
    std::string read( const Entry & entry ) {
       if( isNoRoute( entry.type.text ) ) {
-         handler_.handlePassedOver();
+         handler_.handleSkipped();
          return {};
       }
       if( !entry.dst.given ) return "no \"dst\"";
@@ -157,7 +157,7 @@ class EntryReader {
       return {};
    }
 
-   // The entry's own next hop goes before those of a list. `evidence`: the family of the route that the next hop stands for.
+   // The entry's own next hop takes precedence over a list. `evidence`: the family of the route that follows from the next hop.
    std::string readNextHops( const Entry & entry, AddressFamily & evidence ) {
       for( const auto * hop : { &entry.own, &entry.first } ) {
          const auto & member = hop->gateway.given ? hop->gateway : hop->viaHost;
@@ -205,16 +205,16 @@ class DocumentSax {
 
    DocumentSax( EntryBytes & bytes, FormHandler & handler ) : bytes_( bytes ), reader_( handler ) {}
 
-   /// Why the document could not be read to its end; empty when it could.
+   /// Why the document could not be read to its end; empty if it was.
    std::string finish() {
       reader_.handleEnd();
       return std::move( fault_ );
    }
 
-   // What the parser calls; false ends it.
+   // Called by the parser; false ends the parsing.
    bool null() { return other(); }
    bool boolean( bool ) { return other(); }
-   bool number_integer( Json::number_integer_t ) { return other(); }   // negative: others come as unsigned
+   bool number_integer( Json::number_integer_t ) { return other(); }   // negative numbers only: others come as unsigned
    bool number_float( Json::number_float_t, const std::string & ) { return other(); }
    bool binary( Json::binary_t & ) { return other(); }
 
@@ -352,7 +352,7 @@ class DocumentSax {
       return Key::other;
    }
 
-   // A value that nothing above took: of no interest, or of a kind that its place does not allow.
+   // A value that none of the above used: ignored, or of a type that is not allowed in its place.
    bool other() {
       if( skipped_ != 0 ) return true;
       switch( level_ ) {
@@ -363,20 +363,20 @@ class DocumentSax {
             reader_.handleEntry( index_++, entry_ );
             bytes_.taken = 0;
             break;
-         case Level::hops: entry_.faultIs( "\"nexthops\" holds what is no object" ); break;
+         case Level::hops: entry_.faultIs( "\"nexthops\" holds a value that is not an object" ); break;
          case Level::hop:
-            if( key_ == Key::gateway ) entry_.faultIs( "\"gateway\" of a next hop is not a text" );
-            if( key_ == Key::dev ) entry_.faultIs( "\"dev\" of a next hop is not a text" );
+            if( key_ == Key::gateway ) entry_.faultIs( "\"gateway\" of a next hop is not a string" );
+            if( key_ == Key::dev ) entry_.faultIs( "\"dev\" of a next hop is not a string" );
             if( key_ == Key::via ) entry_.faultIs( "\"via\" of a next hop is not an object" );
             break;
          case Level::via:
          case Level::hopVia:
-            if( key_ == Key::host ) entry_.faultIs( "\"host\" of \"via\" is not a text" );
+            if( key_ == Key::host ) entry_.faultIs( "\"host\" of \"via\" is not a string" );
             break;
          case Level::entry:
-            if( key_ == Key::dst ) entry_.faultIs( "\"dst\" is not a text" );
-            if( key_ == Key::gateway ) entry_.faultIs( "\"gateway\" is not a text" );
-            if( key_ == Key::dev ) entry_.faultIs( "\"dev\" is not a text" );
+            if( key_ == Key::dst ) entry_.faultIs( "\"dst\" is not a string" );
+            if( key_ == Key::gateway ) entry_.faultIs( "\"gateway\" is not a string" );
+            if( key_ == Key::dev ) entry_.faultIs( "\"dev\" is not a string" );
             if( key_ == Key::metric ) entry_.faultIs( "\"metric\" is not a number of 32 bits" );
             if( key_ == Key::via ) entry_.faultIs( "\"via\" is not an object" );
             if( key_ == Key::nexthops ) entry_.faultIs( "\"nexthops\" is not an array" );
@@ -385,7 +385,7 @@ class DocumentSax {
       return true;
    }
 
-   // Nothing inside of the array or object that begins here is looked at.
+   // Ignores the array or object that begins here.
    bool skip() {
       ++skipped_;
       return true;
@@ -406,7 +406,7 @@ class DocumentSax {
    Entry entry_;
    std::string fault_;
    uint64_t index_ = 0;
-   size_t skipped_ = 0;   // depth below what is looked at
+   size_t skipped_ = 0;   // depth within an ignored array or object
    uint64_t hops_ = 0;
    Level level_ = Level::document;
    Key key_ = Key::other;

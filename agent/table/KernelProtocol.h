@@ -1,5 +1,5 @@
 /// @file agent/table/KernelProtocol.h
-/// Who gave the kernel a route, as the kernel tells it.
+/// The source of a route in the kernel, by the kernel's number.
 #pragma once
 
 #include <cstdint>
@@ -9,9 +9,9 @@
 
 namespace Agent {
 
-/// `number` as in rtnetlink(7). Routes that were put there by hand, by a DHCP client or for router advertisements are static.
+/// `number` as in rtnetlink(7). Routes that were added by hand, by a DHCP client or for router advertisements are static.
 SourceProtocol kernelProtocol( uint8_t number ) noexcept;
-/// As `ip route` names it, or that number where it has no name for it.
+/// The name that `ip route` prints, or the number if it has none.
 SourceProtocol kernelProtocol( std::string_view name ) noexcept;
 
 }   // namespace Agent

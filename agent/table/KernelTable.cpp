@@ -33,7 +33,7 @@ std::optional<IpGenAddr> wholeAddressOf( AddressFamily af, std::string_view byte
    return addressOf( af, bytes );
 }
 
-/// The attributes of a message, or of one of its next hops, by their type. One that is missing is without data.
+/// The attributes of a message, or of one of its next hops, by type. An absent attribute has no data.
 class Attributes {
  public:
    explicit Attributes( std::string_view bytes ) noexcept {
@@ -48,7 +48,7 @@ class Attributes {
    }
    bool has( size_t type ) const noexcept { return values_[ type ].data() != nullptr; }
    std::string_view bytes( size_t type ) const noexcept { return values_[ type ]; }
-   /// Nothing where it is missing or of another size.
+   /// Nothing if it is absent or has another size.
    std::optional<uint32_t> number( size_t type ) const noexcept {
       uint32_t value = 0;
       if( values_[ type ].size() != sizeof value ) return std::nullopt;
@@ -73,7 +73,7 @@ class MessageReader {
    LineResult read() {
       const uint32_t table = attributes_.number( RTA_TABLE ).value_or( header_.rtm_table );
       if( table != RT_TABLE_MAIN || af_ == AddressFamily::unset || header_.rtm_flags & RTM_F_CLONED ) return LineResult::nothing();
-      if( header_.rtm_type != RTN_UNICAST && !isDiscard( header_.rtm_type ) ) return LineResult::passedOver();
+      if( header_.rtm_type != RTN_UNICAST && !isDiscard( header_.rtm_type ) ) return LineResult::skipped();
       route_.clear();
       std::string fault = readPrefix();
       if( fault.empty() ) fault = readNextHop( attributes_ );
@@ -81,7 +81,7 @@ class MessageReader {
       if( !fault.empty() ) return LineResult::broken( std::move( fault ) );
       if( attributes_.has( RTA_PRIORITY ) ) {
          const auto metric = attributes_.number( RTA_PRIORITY );
-         if( !metric ) return LineResult::broken( "a metric of another size than 4 bytes" );
+         if( !metric ) return LineResult::broken( "the size of the metric is not 4 bytes" );
          route_.metric = *metric;
       }
       readProtocol();
@@ -90,7 +90,7 @@ class MessageReader {
    }
 
  private:
-   // Each function returns what is wrong, else nothing.
+   // Each function returns the error, or nothing.
    std::string readPrefix() {
       const uint32_t length = header_.rtm_dst_len;
       if( length > Ferule::addressBits( af_ ) ) return "prefix length " + std::to_string( length );
@@ -105,7 +105,7 @@ class MessageReader {
       return {};
    }
 
-   // What is there already stays.
+   // An attribute that has been set already is kept.
    std::string readNextHop( const Attributes & attributes ) {
       if( route_.nextHop.af() == AddressFamily::unset ) {
          std::optional<IpGenAddr> address = IpGenAddr();
@@ -113,12 +113,12 @@ class MessageReader {
             address = wholeAddressOf( af_, attributes.bytes( RTA_GATEWAY ) );
          else if( attributes.has( RTA_VIA ) )
             address = viaOf( attributes.bytes( RTA_VIA ) );
-         if( !address ) return "a gateway that is no address";
+         if( !address ) return "the gateway is not an address";
          route_.nextHop = *address;
       }
       if( route_.interface.empty() && attributes.has( RTA_OIF ) ) {
          const auto index = attributes.number( RTA_OIF );
-         if( !index ) return "an interface of another size than 4 bytes";
+         if( !index ) return "the size of the interface is not 4 bytes";
          route_.interface = names_( *index );
       }
       return {};
@@ -136,14 +136,14 @@ class MessageReader {
    std::string readMultipath( std::string_view hops ) {
       rtnexthop hop;
       if( hops.empty() ) return {};
-      if( hops.size() < sizeof hop ) return "next hops that are cut short";
+      if( hops.size() < sizeof hop ) return "the next hops are cut short";
       std::memcpy( &hop, hops.data(), sizeof hop );
-      if( hop.rtnh_len < sizeof hop || hop.rtnh_len > hops.size() ) return "next hops that are cut short";
+      if( hop.rtnh_len < sizeof hop || hop.rtnh_len > hops.size() ) return "the next hops are cut short";
       if( route_.interface.empty() && hop.rtnh_ifindex > 0 ) route_.interface = names_( static_cast<uint32_t>( hop.rtnh_ifindex ) );
       return readNextHop( Attributes( hops.substr( sizeof hop, hop.rtnh_len - sizeof hop ) ) );
    }
 
-   // IPv6 has no scopes: what the kernel put there by itself and without a next hop is on a link.
+   // IPv6 has no scopes: a route that the kernel added by itself, without a next hop, leads to a link.
    void readProtocol() {
       const bool isIpv6OnLink = af_ == AddressFamily::ipv6 && route_.nextHop.af() == AddressFamily::unset && !isDiscard( header_.rtm_type );
       const bool isOnLink = isIpv6OnLink || ( af_ == AddressFamily::ipv4 && header_.rtm_scope == RT_SCOPE_LINK );
@@ -199,7 +199,7 @@ class KernelDump final : public RouteDump {
    alignas( nlmsghdr ) std::array<char, 32768> buffer_;   // as much as the kernel gives at once
 };
 
-/// Asks for one family's routes after the other, and hands them over.
+/// Requests the routes of one family after the other, and passes them on.
 class KernelReader {
  public:
    KernelReader( RouteDump & dump, TableHandler & handler, TableSummary & summary )
@@ -219,7 +219,7 @@ class KernelReader {
  private:
    static constexpr unsigned kTries = 6;
 
-   // To the last message. Whether the routes stayed as they were meanwhile.
+   // Reads to the last message. Returns whether the routes did not change meanwhile.
    bool receive( unsigned char family ) {
       messages_.clear();
       bool ended = false, changed = false;
@@ -240,7 +240,7 @@ class KernelReader {
       return !changed;
    }
 
-   // Both ends of an answer begin with an error's number, negative; 0 for none.
+   // Both kinds of final message begin with a negative error number; 0 for no error.
    static void checkError( std::string_view payload ) {
       int error = 0;
       if( payload.size() < sizeof error ) return;
@@ -250,7 +250,7 @@ class KernelReader {
 
    void readRoute( std::string_view payload, unsigned char family ) {
       ++message_;
-      // A kernel without a family tells all the others when it is asked for it.
+      // A kernel without this family answers with all the others.
       if( !payload.empty() && static_cast<unsigned char>( payload[ 0 ] ) != family ) return;
       const LineResult result = parseRouteMessage( payload, names_, route_ );
       switch( result.kind ) {
@@ -258,7 +258,7 @@ class KernelReader {
             ++summary_.routes;
             handler_.handleRoute( route_ );
             break;
-         case LineResult::Kind::passedOver: ++summary_.passedOver; break;
+         case LineResult::Kind::skipped: ++summary_.skipped; break;
          case LineResult::Kind::nothing: break;
          case LineResult::Kind::broken:
             ++summary_.broken;
@@ -267,7 +267,7 @@ class KernelReader {
       }
    }
 
-   // The system is asked once for each, or it would take longer than all the rest.
+   // One system call for each interface: one for each route would take longer than everything else.
    std::string_view nameOfInterface( uint32_t index ) {
       const auto [ at, isNew ] = interfaces_.try_emplace( index );
       if( isNew ) {
@@ -280,7 +280,7 @@ class KernelReader {
    RouteDump & dump_;
    TableHandler & handler_;
    TableSummary & summary_;
-   std::vector<std::vector<char>> messages_;   // of the dump at hand
+   std::vector<std::vector<char>> messages_;   // of the present dump
    std::unordered_map<uint32_t, std::string> interfaces_;
    InterfaceNames names_{ [ this ]( uint32_t index ) { return nameOfInterface( index ); } };
    uint64_t message_ = 0;

@@ -10,9 +10,9 @@ namespace Agent {
 
 namespace {
 
-constexpr size_t kLongestText = 64;   // a prefix has at most 49 characters; what is longer need not be looked at
+constexpr size_t kLongestText = 64;   // a prefix has at most 49 characters
 
-// The value class's own reason, or a general one where its text would not print.
+// The reason of the value class, or a general one if that text is not printable.
 std::string whyNot( std::string_view text, const char * reason ) {
    const auto printsAsItIs = []( char c ) { return c > ' ' && c < 0x7f; };
    if( text.size() <= kLongestText && std::all_of( text.begin(), text.end(), printsAsItIs ) ) return reason;
@@ -33,8 +33,8 @@ std::optional<Value> parse( std::string_view text, std::string & reason ) {
 std::optional<Ferule::IpGenPrefix> parsePrefix( std::string_view text, std::string & reason ) {
    auto prefix = parse<Ferule::IpGenPrefix>( text, reason );
    if( prefix && !prefix->isCanonical() ) {
-      reason = std::string( text ) + ": bits are set behind the prefix length; " + std::string( prefix->subnet().toStrep() ) +
-         " would be a prefix";
+      reason =
+         std::string( text ) + ": bits are set behind the prefix length; did you mean " + std::string( prefix->subnet().toStrep() ) + "?";
       prefix.reset();
    }
    return prefix;

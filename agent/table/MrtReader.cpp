@@ -13,7 +13,7 @@ using Ferule::AddressFamily;
 using Ferule::IpGenAddr;
 using Ferule::IpGenPrefix;
 
-// RFC 6396 4, and 8050 4 for those with path identifiers.
+// RFC 6396 4, and RFC 8050 4 for those with path identifiers.
 enum Type : uint16_t { kTableDump = 12, kTableDumpV2 = 13, kBgp4mp = 16, kBgp4mpEt = 17 };
 enum Subtype : uint16_t {
    kPeerIndexTable = 1,
@@ -24,7 +24,7 @@ enum Subtype : uint16_t {
 };
 constexpr size_t kHeaderSize = 12;
 
-/// Takes what is next off some bytes. Once they do not suffice, all that it gives is zero and empty.
+/// Reads from a row of bytes. After its end it returns zeros and empty bytes.
 class Cursor {
  public:
    explicit Cursor( std::string_view bytes ) noexcept : rest_( bytes ) {}
@@ -61,7 +61,7 @@ void appendNumber( std::string & text, uint32_t number ) {
    text.append( digits, std::to_chars( digits, digits + sizeof digits, number ).ptr );
 }
 
-/// Path attributes (RFC 4271 4.3) into a route. Each function returns what is wrong with its attribute, else nothing.
+/// Reads path attributes (RFC 4271 4.3) into a route. Each function returns the error in its attribute, or nothing.
 class AttributeReader {
  public:
    explicit AttributeReader( TableRoute & route ) noexcept : route_( route ) {}
@@ -71,7 +71,7 @@ class AttributeReader {
          const uint32_t flags = cursor.number( 1 );
          const uint32_t type = cursor.number( 1 );
          const std::string_view value = cursor.bytes( cursor.number( flags & kExtendedLength ? 2 : 1 ) );
-         if( !cursor.suffices() ) return "its attributes end within one";
+         if( !cursor.suffices() ) return "the attributes end inside an attribute";
          if( !isFirst( type ) ) continue;   // RFC 7606 3 g
          if( std::string fault = readOne( type, value ); !fault.empty() ) return fault;
       }
@@ -83,7 +83,7 @@ class AttributeReader {
    enum AttributeType : uint8_t { kAsPath = 2, kNextHop = 3, kMed = 4, kLocalPreference = 5, kCommunities = 8, kMpReach = 14 };
 
    bool isFirst( uint32_t type ) noexcept {
-      if( type > kMpReach ) return true;   // not looked at
+      if( type > kMpReach ) return true;   // ignored
       const bool first = !( seen_ >> type & 1 );
       seen_ |= 1u << type;
       return first;
@@ -118,7 +118,7 @@ class AttributeReader {
          const uint32_t type = cursor.number( 1 );
          const uint32_t count = cursor.number( 1 );
          Cursor numbers( cursor.bytes( 4 * size_t( count ) ) );
-         if( !cursor.suffices() ) return "AS_PATH ends within a segment";
+         if( !cursor.suffices() ) return "AS_PATH ends inside a segment";
          if( type < 1 || type > std::size( kStyles ) ) return "AS_PATH with a segment of type " + std::to_string( type );
          if( count == 0 ) return "AS_PATH with an empty segment";
          const Style & style = kStyles[ type - 1 ];
@@ -140,14 +140,14 @@ class AttributeReader {
       return {};
    }
 
-   // Abbreviated, the attribute is a next hop and its length (RFC 6396 4.3.4). Whole (RFC 4760 3), an address family and a
-   // subsequent one stand before that: a family's number has a zero byte first, and a next hop is not empty.
+   // The short form is a next hop with its length (RFC 6396 4.3.4). In the long form (RFC 4760 3) two family numbers come first. The first
+   // byte tells them apart: a family number starts with a zero byte, and a next hop is not empty.
    std::string readMpReach( std::string_view value ) {
       Cursor cursor( value );
       const bool whole = value.size() > 1 && value[ 0 ] == 0;
       if( whole ) cursor.bytes( 3 );
       const std::string_view nextHop = cursor.bytes( cursor.number( 1 ) );
-      if( !cursor.suffices() ) return "MP_REACH_NLRI ends within its next hop";
+      if( !cursor.suffices() ) return "MP_REACH_NLRI ends inside its next hop";
       if( !whole && cursor.left() != 0 ) return wrongSize( "MP_REACH_NLRI", value.size() );
       switch( nextHop.size() ) {
          case 0: route_.nextHop = {}; break;
@@ -183,21 +183,21 @@ class RecordReader {
    }
 
    void read( uint32_t type, uint32_t subtype, std::string_view body ) {
-      if( type != kTableDumpV2 ) return handler_.handlePassedOver();
+      if( type != kTableDumpV2 ) return handler_.handleSkipped();
       switch( subtype ) {
          case kPeerIndexTable: return readPeers( Cursor( body ) );
          case kRibIpv4Unicast: return readRib( Cursor( body ), AddressFamily::ipv4, false );
          case kRibIpv6Unicast: return readRib( Cursor( body ), AddressFamily::ipv6, false );
          case kRibIpv4UnicastAddPath: return readRib( Cursor( body ), AddressFamily::ipv4, true );
          case kRibIpv6UnicastAddPath: return readRib( Cursor( body ), AddressFamily::ipv6, true );
-         default: return handler_.handlePassedOver();
+         default: return handler_.handleSkipped();
       }
    }
 
    void broken( const std::string & reason ) { handler_.handleBroken( number_, "at byte " + std::to_string( offset_ ) + ": " + reason ); }
 
  private:
-   // Nothing of a peer is of interest but that there is one, where an entry says so.
+   // Only the number of peers is used: an entry must refer to one of them.
    void readPeers( Cursor body ) {
       peers_.reset();
       body.number( 4 );                 // the collector
@@ -207,7 +207,7 @@ class RecordReader {
          const uint32_t type = body.number( 1 );
          body.bytes( 4 + ( type & 1 ? 16 : 4 ) + ( type & 2 ? 4 : 2 ) );   // identifier, address, AS
       }
-      if( !body.suffices() ) return broken( "cut short within its peers" );
+      if( !body.suffices() ) return broken( "cut short inside its peers" );
       if( body.left() != 0 ) return broken( std::to_string( body.left() ) + " bytes behind the last peer" );
       peers_ = count;
    }
@@ -219,12 +219,12 @@ class RecordReader {
       if( length > longest ) return broken( "prefix length " + std::to_string( length ) + ": above " + std::to_string( longest ) );
       const std::string_view bytes = body.bytes( ( length + 7 ) / 8 );
       const uint32_t count = body.number( 2 );
-      if( !body.suffices() ) return broken( "cut short within its prefix" );
-      // Bits behind the length, up to the end of their byte, mean nothing.
+      if( !body.suffices() ) return broken( "cut short inside its prefix" );
+      // Bits behind the length, up to the end of the byte, are ignored.
       const auto prefix = IpGenPrefix( addressOf( af, bytes ), static_cast<uint8_t>( length ) ).subnet();
       for( uint32_t i = 1; i <= count; ++i ) {
          const uint32_t peer = body.number( 2 );
-         body.bytes( hasPathIdentifiers ? 8 : 4 );   // when it came, and the identifier
+         body.bytes( hasPathIdentifiers ? 8 : 4 );   // time, and path identifier
          const std::string_view attributes = body.bytes( body.number( 2 ) );
          if( !body.suffices() ) return brokenEntry( i, count, "cut short" );
          readEntry( prefix, peer, attributes, i, count );
@@ -250,7 +250,7 @@ class RecordReader {
    FormHandler & handler_;
    uint64_t number_ = 0;
    uint64_t offset_ = 0;
-   std::optional<uint32_t> peers_;   // how many; nothing while no table of them has been read whole
+   std::optional<uint32_t> peers_;   // their number; nothing until a complete peer table has been read
    TableRoute route_;
 };
 
@@ -258,7 +258,7 @@ class RecordReader {
 
 bool looksLikeMrt( std::string_view firstBytes ) noexcept {
    Cursor header( firstBytes.substr( 0, kMrtMarkSize ) );
-   header.number( 4 );   // when it was written
+   header.number( 4 );   // timestamp
    const uint32_t type = header.number( 2 );
    const uint32_t subtype = header.number( 2 );
    if( !header.suffices() || subtype > 0xff ) return false;
@@ -276,7 +276,7 @@ std::string readMrt( TextReader & bytes, size_t maxRecord, FormHandler & handler
       const auto headerBytes = bytes.takeBytes( kHeaderSize );
       if( headerBytes.empty() ) return {};
       Cursor header( headerBytes );
-      header.number( 4 );   // when it was written
+      header.number( 4 );   // timestamp
       const uint32_t type = header.number( 2 );
       const uint32_t subtype = header.number( 2 );
       const uint32_t length = header.number( 4 );

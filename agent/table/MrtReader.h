@@ -4,10 +4,10 @@
 ///    PEER_INDEX_TABLE, RIB_IPV4_UNICAST, RIB_IPV6_UNICAST, and the latter two with path identifiers (RFC 8050).
 ///
 /// Each entry of such a RIB is one route: the prefix, the next hop, MED as metric, local preference, AS path and communities, and as
-/// tag the AS that the path ends in, as with BgpdumpLine.h. Records of other types and subtypes are passed over.
+/// tag the AS that the path ends in, as with BgpdumpLine.h. Records of other types and subtypes are skipped.
 ///
-/// No length in the bytes is trusted. A broken entry is reported and the next one is read; where an entry has no end that makes
-/// sense, the rest of its record is passed over by the record's length.
+/// No length in the bytes is trusted. A broken entry is reported and the next one is read. If the end of an entry cannot be determined, the
+/// rest of its record is skipped.
 #pragma once
 
 #include <cstddef>
@@ -19,14 +19,14 @@
 
 namespace Agent {
 
-/// As many of the first bytes as looksLikeMrt() asks for.
+/// The number of first bytes that looksLikeMrt() needs.
 constexpr size_t kMrtMarkSize = 8;
-/// Whether a table with these first bytes begins with a record about BGP. The zero bytes in its header are in no text.
+/// Whether a table with these first bytes begins with a record about BGP. Its header contains zero bytes, which a text does not.
 bool looksLikeMrt( std::string_view firstBytes ) noexcept;
 
-/// Reads records to the end, which count from 1; broken ones are told with the byte that they begin at. A record longer than
+/// Reads records to the end. Records count from 1; a broken one is reported with the offset of its first byte. A record longer than
 /// `maxRecord` bytes is broken.
-/// Returns what is wrong when the last record is cut short, else nothing.
+/// Returns the error if the last record is cut short, or nothing.
 [[nodiscard]] std::string readMrt( TextReader & bytes, size_t maxRecord, FormHandler & handler );
 
 }   // namespace Agent

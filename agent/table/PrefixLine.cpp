@@ -20,7 +20,7 @@ bool isDigit( char c ) noexcept {
    return c >= '0' && c <= '9';
 }
 
-// Takes the next column off the line; empty at its end, and where a comment begins.
+// Takes the next column off the line; empty at the end or at a comment.
 std::string_view takeColumn( std::string_view & line ) {
    const auto begin = std::find_if_not( line.begin(), line.end(), isBlank );
    line.remove_prefix( static_cast<size_t>( begin - line.begin() ) );
@@ -31,7 +31,7 @@ std::string_view takeColumn( std::string_view & line ) {
    return column;
 }
 
-// What there is before a comment.
+// The line without its comment.
 std::string_view takeRest( std::string_view & line ) {
    auto rest = line;
    for( size_t at = rest.find( '#' ); at != rest.npos; at = rest.find( '#', at + 1 ) )
@@ -40,7 +40,7 @@ std::string_view takeRest( std::string_view & line ) {
    return rest;
 }
 
-// The columns from the first name on. Returns what is wrong with them, else nothing.
+// Reads the columns from the first name on. Returns the error, or nothing.
 std::string parseFields( std::string_view name, std::string_view & line, TableRoute & route ) {
    for( ; !name.empty(); name = takeColumn( line ) ) {
       const auto value = name == "as-path" ? takeRest( line ) : takeColumn( line );
@@ -49,14 +49,14 @@ std::string parseFields( std::string_view name, std::string_view & line, TableRo
    return {};
 }
 
-// What is wrong with a remark: that it is none. Nothing, mostly.
+// The error if a remark was probably meant as an attribute; usually nothing.
 std::string mistakenRemark( std::string_view word, std::string_view behind ) {
    const auto meant = fieldMeantBy( word, takeColumn( behind ) );
    if( meant.empty() ) return {};
-   return "\"" + printable( word, 24 ) + "\": did you mean " + std::string( meant ) + "? A remark may stand behind a #";
+   return "\"" + printable( word, 24 ) + "\": did you mean " + std::string( meant ) + "? Remarks can be written behind a #";
 }
 
-// Of a netmask, such as 255.255.255.0.
+// The length of a netmask such as 255.255.255.0.
 std::optional<uint64_t> lengthOfNetmask( std::string_view text ) {
    if( std::count( text.begin(), text.end(), '.' ) != 3 || text.find_first_not_of( "0123456789." ) != text.npos ) return std::nullopt;
    std::string reason;
@@ -67,7 +67,7 @@ std::optional<uint64_t> lengthOfNetmask( std::string_view text ) {
    return std::popcount( mask ) == length ? std::optional<uint64_t>( length ) : std::nullopt;
 }
 
-// Of an address without a length: whether the column behind it most likely is that. What is wrong then, else nothing.
+// The error if the column behind an address without a length is probably the length; else nothing.
 std::string mistakenLength( std::string_view address, std::string_view column, const TableRoute & route ) {
    const unsigned bits = route.prefix.length();
    const auto number = parseNumber( column, bits );

@@ -2,17 +2,17 @@
 /// Lines that begin with a prefix:
 ///
 ///    # customers
-///    198.18.0.0/16    64500        a remark, or whatever else
+///    198.18.0.0/16    64500        a remark
 ///    2001:db8:100::/40
 ///    192.0.2.1                     an address alone is a host prefix
 ///    198.19.0.0/16    next-hop 192.0.2.1 metric 20 community 64500:1,64500:2 as-path 64500 64501
 ///
-/// Columns are parted by blanks or tabs. A second column that is a number is the route's tag. Where the next column is a name of
-/// RouteField.h, the rest are names and values; an AS path goes to the end of the line. Else the rest is a remark, and passed over. What
-/// follows a # at the beginning of a column is a comment. Both families may be mixed.
+/// Columns are separated by blanks or tabs. A second column that is a number is the route's tag. If the next column is a name of
+/// RouteField.h, names and values follow; an AS path extends to the end of the line. Else the rest is a remark and is skipped. A # at the
+/// beginning of a column starts a comment. Both families may be mixed.
 ///
-/// What most likely was meant otherwise is broken rather than passed over: a remark that begins with what comes near a name
-/// ("metrc 5"), and an address without a length before what may be one ("10.0.0.0 8", "10.0.0.0 255.0.0.0").
+/// A line that was probably meant otherwise is broken: a remark that begins with a word similar to a name ("metrc 5"), or an address without
+/// a length in front of what may be the length ("10.0.0.0 8", "10.0.0.0 255.0.0.0").
 #pragma once
 
 #include <string_view>

@@ -52,7 +52,7 @@ Fault setProtocol( TableRoute & route, std::string_view value ) {
       std::string names;
       for( auto p = SourceProtocol::connected; p <= SourceProtocol::ripng; p = SourceProtocol( uint8_t( p ) + 1 ) )
          names.append( names.empty() ? "" : ", " ).append( nameOf( p ) );
-      return quoted( value ) + ": none of " + names;
+      return quoted( value ) + ": expected one of " + names;
    }
    route.protocol = *protocol;
    return {};
@@ -89,7 +89,7 @@ Fault setCommunities( TableRoute & route, std::string_view value ) {
    return {};
 }
 
-// With one blank between its words, so that an expression finds it as a table dump would have it.
+// With one blank between words, as in a table dump, so that expressions match it.
 Fault setAsPath( TableRoute & route, std::string_view value ) {
    if( value.find_first_not_of( "0123456789 \t{}()[]," ) != value.npos ) return quoted( value ) + ": not an AS path";
    route.asPath.clear();
@@ -131,7 +131,7 @@ bool takes( std::string_view field, std::string_view value ) {
    return !fieldOf( field )->set( route, value );
 }
 
-// What other tools call them.
+// The names that other tools use.
 constexpr struct {
    std::string_view letters;
    std::string_view field;
@@ -151,7 +151,7 @@ constexpr struct {
 
 constexpr size_t kLongestMistake = 24;
 
-// Without regard to case and hyphens.
+// Ignores case and hyphens.
 std::string lettersOf( std::string_view word ) {
    std::string letters = lowerCase( word );
    std::erase_if( letters, []( char c ) { return c == '-' || c == '_'; } );
@@ -187,7 +187,7 @@ std::optional<std::string> setField( TableRoute & route, std::string_view key, s
    const Field * field = fieldOf( key );
    if( !field ) {
       const auto meant = fieldMeantBy( key, value );
-      return quoted( key ) + ": none of " + fieldNames() + ( meant.empty() ? "" : "; did you mean " + std::string( meant ) + '?' );
+      return quoted( key ) + ": expected one of " + fieldNames() + ( meant.empty() ? "" : "; did you mean " + std::string( meant ) + '?' );
    }
    auto fault = field->set( route, value );
    if( fault ) fault->insert( 0, std::string( key ) + ": " );

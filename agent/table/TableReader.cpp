@@ -26,7 +26,7 @@ class Reading final : private FormHandler {
             summary_.form = isBgpdump ? TableForm::bgpdump : TableForm::prefixes;
          switch( result.kind ) {
             case LineResult::Kind::route: handleRoute( route ); break;
-            case LineResult::Kind::passedOver: handlePassedOver(); break;
+            case LineResult::Kind::skipped: handleSkipped(); break;
             case LineResult::Kind::nothing: break;
             case LineResult::Kind::broken: handleBroken( text_.lineNumber(), result.reason ); break;
          }
@@ -49,7 +49,7 @@ class Reading final : private FormHandler {
  private:
    LineResult parseLine( std::string_view line, bool isBgpdump, TableRoute & route ) const {
       if( text_.lineTooLong() ) return LineResult::broken( "longer than " + std::to_string( limits_.maxLine ) + " bytes" );
-      // Half a line may look like a whole one: 128.0.0.0/1 is a prefix, and so is the 128.0.0.0/16 that it was.
+      // Part of a line may look like a whole one: 128.0.0.0/1 is a prefix, but may have been 128.0.0.0/16.
       if( !text_.lineTerminated() && !input_.fault().empty() ) return LineResult::broken( "cut short: " + input_.fault() );
       return isBgpdump ? parseBgpdumpLine( line, route ) : parsePrefixLine( line, route );
    }
@@ -58,7 +58,7 @@ class Reading final : private FormHandler {
       ++summary_.routes;
       handler_.handleRoute( route );
    }
-   void handlePassedOver() override { ++summary_.passedOver; }
+   void handleSkipped() override { ++summary_.skipped; }
    void handleBroken( uint64_t number, std::string_view reason ) override {
       ++summary_.broken;
       handler_.handleBroken( { unitOf( summary_.form ), number, reason } );
@@ -101,7 +101,7 @@ TableSummary readTable( ByteSource & source, TableHandler & handler, const Table
    Reading reading( input, text, handler, limits, summary );
 
    const bool isMrt = looksLikeMrt( text.peekBytes( kMrtMarkSize ) );
-   // White space ahead of JSON is skipped; ahead of lines it must not be, or their numbers would be wrong.
+   // White space is skipped before JSON, but not before lines: their numbers would be wrong.
    const int first = isMrt ? TextReader::kEnd : text.peekBehindSpace();
    if( isMrt )
       reading.readMrt();
@@ -111,7 +111,7 @@ TableSummary readTable( ByteSource & source, TableHandler & handler, const Table
       reading.readLines();
 
    summary.compression = input.compression();
-   if( !input.fault().empty() ) summary.fault = input.fault();   // the cause of whatever else went wrong
+   if( !input.fault().empty() ) summary.fault = input.fault();   // the cause of any other fault
    return summary;
 }
 

@@ -1,15 +1,13 @@
 /// @file agent/table/TableReader.h
 /// Reads a routing table of any form that this folder knows, from any bytes: plain or compressed, lines, JSON or MRT.
 ///
-/// The content tells the form. An MRT file (MrtReader.h) has a record's header first, which no text can have. Of a text, the first
-/// character that is no white space tells: a bracket or brace begins the JSON of `ip -j route` (IpRouteJson.h), and further
-/// documents may follow the first; everything else is lines. Among lines each one tells by itself whether it is of `bgpdump -m`
-/// (BgpdumpLine.h) or begins with a prefix (PrefixLine.h), so that such files may be joined. Blank lines, and lines that begin with
-/// a #, mean nothing.
+/// The content shows the form. An MRT file (MrtReader.h) begins with the header of a record, which no text does. If the first character of a
+/// text other than white space is a bracket or brace, the text is the JSON of `ip -j route` (IpRouteJson.h), possibly several documents;
+/// else it consists of lines. Each line is either of `bgpdump -m` (BgpdumpLine.h) or begins with a prefix (PrefixLine.h), so that such files
+/// may be joined. Blank lines and lines that begin with # are ignored.
 ///
-/// Routes are handed over as they are read, and memory does not grow with the table. A broken line, entry or record is reported and
-/// passed over. A stream that is damaged, JSON that is malformed and an MRT record that is cut short end the table there: what was
-/// handed over before stays good.
+/// Routes are passed on as they are read; memory does not grow with the table. A broken line, entry or record is reported and skipped. A
+/// damaged stream, malformed JSON or an MRT record that is cut short ends the table there; the routes before it are valid.
 /// Threading: one thread per call.
 #pragma once
 
@@ -37,7 +35,7 @@ std::string placeOf( const Broken & broken );
 
 class TableHandler {
  public:
-   /// The route lives until the call ends: its memory is used again.
+   /// The route is valid until the call ends; its memory is reused.
    virtual void handleRoute( const TableRoute & route ) = 0;
    virtual void handleBroken( const Broken & broken ) = 0;
 
@@ -53,11 +51,11 @@ struct TableLimits {
 
 struct TableSummary {
    uint64_t routes = 0;
-   uint64_t passedOver = 0;   // well-formed, but no routes: withdrawals, addresses of the host, records of no routes
+   uint64_t skipped = 0;   // well-formed, but no routes: withdrawals, addresses of the host, other records
    uint64_t broken = 0;
    TableForm form = TableForm::empty;   // of the first line
    Compression compression = Compression::none;
-   std::string fault;   // why the table was not read to its end; empty when it was
+   std::string fault;   // why the table was not read to its end; empty if it was
 };
 
 TableSummary readTable( ByteSource & source, TableHandler & handler, const TableLimits & limits = {} );

@@ -1,5 +1,5 @@
 /// @file agent/table/TableRoute.h
-/// One route of a table, as every form of input gives it.
+/// One route of a table, independent of the form of the table.
 #pragma once
 
 #include <cstdint>
@@ -13,17 +13,17 @@
 
 namespace Agent {
 
-/// Threading: a plain value. A reader uses one over and over, so that its strings and vectors keep their memory.
+/// Threading: a plain value. Readers reuse one route, so that its strings and vectors keep their memory.
 struct TableRoute {
    Ferule::IpGenPrefix prefix;   // no bit behind its length
-   Ferule::IpGenAddr nextHop;    // of no family: the table tells none, or the route discards
+   Ferule::IpGenAddr nextHop;    // without a family: the table has none, or the route discards
    Zeugma::MaybeU63 metric;      // of BGP, the MED
-   uint32_t tag = 0;             // of a table dump, the AS that the path ends in
+   uint32_t tag = 0;             // of a table dump, the last AS of the path
    std::optional<uint32_t> localPreference;
    SourceProtocol protocol = SourceProtocol::none;
-   uint32_t ospfInstance = 0;   // only PrefixLine.h and the command line tell instances
+   uint32_t ospfInstance = 0;   // only PrefixLine.h and the command line give instances
    uint32_t isisInstance = 0;
-   std::string interface;               // the first, where there are several; empty for none
+   std::string interface;               // the first of several; empty for none
    std::string asPath;                  // "64500 64501 {64502,64503}"; empty for none
    std::vector<uint32_t> communities;   // ascending, each once; the AS in the upper half
    friend bool operator==( const TableRoute &, const TableRoute & ) = default;

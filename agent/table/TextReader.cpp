@@ -49,8 +49,8 @@ bool TextReader::nextLine() {
    return true;
 }
 
-// The line that the buffer begins with is too long to be kept: its beginning stays as line(), a byte longer than allowed, and the
-// buffer goes on behind its end.
+// The line at the start of the buffer is too long: line() becomes its beginning, one byte longer than allowed, and the buffer continues
+// behind the line.
 void TextReader::skipLine() {
    std::copy( buffer_.begin() + static_cast<ptrdiff_t>( begin_ ), buffer_.begin() + static_cast<ptrdiff_t>( end_ ), buffer_.begin() );
    const size_t kept = maxLine_ + 2;
@@ -117,7 +117,7 @@ uint64_t TextReader::skipBytes( uint64_t size ) {
    return skipped;
 }
 
-// More text behind what stands in the buffer; false at the end of the input.
+// Reads more text into the buffer; false at the end of the input.
 bool TextReader::fill() {
    if( begin_ == end_ ) begin_ = end_ = 0;
    if( end_ == buffer_.size() ) {
@@ -126,7 +126,7 @@ bool TextReader::fill() {
          end_ -= begin_;
          begin_ = 0;
       } else {
-         buffer_.resize( buffer_.size() * 2 );   // bounded: nextLine() asks for no more than a line and a buffer
+         buffer_.resize( buffer_.size() * 2 );   // bounded: nextLine() needs no more than a line and a buffer
       }
    }
    const size_t count = input_.read( buffer_.data() + end_, buffer_.size() - end_ );

@@ -1,5 +1,5 @@
 /// @file agent/table/TextReader.h
-/// Lines, single characters and blocks of bytes out of an input. Memory does not grow with the length of a line.
+/// Reads lines, single characters and blocks of bytes from an input. Memory does not grow with the length of a line.
 /// Threading: one thread per object.
 #pragma once
 
@@ -16,36 +16,36 @@ namespace Agent {
 
 class TextReader {
  public:
-   /// The input outlives the reader. `maxLine`: the longest line that is given whole, without its end.
+   /// The input outlives the reader. `maxLine`: the longest line that is returned whole, without its line end.
    TextReader( Input & input, size_t maxLine );
 
-   /// Steps to the next line; false at the end. A line ends with a line feed, one carriage return before it taken off, or with
-   /// the input. The text lives until the next call of anything here.
+   /// Moves to the next line; false at the end. A line ends with a line feed, of which one preceding carriage return is part, or with the
+   /// input. The text is valid until the next call.
    bool nextLine();
    std::string_view line() const noexcept { return line_; }
-   /// The line at hand is longer than `maxLine`: line() is its beginning only.
+   /// The present line is longer than `maxLine`: line() is its beginning.
    bool lineTooLong() const noexcept { return lineTooLong_; }
-   /// False of the last line when the input ends without a line feed.
+   /// False for a last line without a line feed.
    bool lineTerminated() const noexcept { return lineTerminated_; }
 
    static constexpr int kEnd = -1;
-   /// The character that get() would give, or kEnd.
+   /// The character that get() would return, or kEnd.
    int peek();
    int get();
-   /// The first character behind a byte order mark and white space, which all stay to be read; kEnd when there is none in the
-   /// first 64 KiB. To be asked before anything is read.
+   /// The first character behind a byte order mark and white space, without reading any; kEnd if the first 64 KiB contain none. To be
+   /// called before anything is read.
    int peekBehindSpace();
 
-   /// The bytes that are to be read next: `size` of them, fewer at the end. They live until the next call of anything here, and the
-   /// buffer grows with their number. Bytes count in no line or column.
+   /// The next `size` bytes, without reading them; fewer at the end. Valid until the next call; the buffer grows with `size`. Bytes read like
+   /// this do not count in lines and columns.
    std::string_view peekBytes( size_t size );
    std::string_view takeBytes( size_t size );
-   /// Passes over bytes, and returns how many there were.
+   /// Skips bytes, and returns their number.
    uint64_t skipBytes( uint64_t size );
 
-   /// From 1 on: of the line at hand, or of the character that get() gave last.
+   /// From 1: of the present line, or of the last character that get() returned.
    uint64_t lineNumber() const noexcept { return lineNumber_; }
-   /// Bytes of the present line that get() has given.
+   /// Bytes of the present line that get() has returned.
    uint64_t column() const noexcept { return column_; }
 
  private:

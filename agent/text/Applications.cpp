@@ -14,7 +14,7 @@ using Kind = Application::Kind;
 
 constexpr size_t kLongestName = 64;
 
-/// A word, and what the name behind it is of. Each has a hyphen.
+/// A word, and the kind of thing that the name behind it is. Each word has a hyphen.
 struct ApplyingWord {
    std::string_view word;
    Kind kind;
@@ -48,7 +48,7 @@ class Walk {
    std::optional<Found> next() {
       while( !line_.atEnd() ) {
          const Token word = take();
-         if( count_ == 1 && isOneOf( word.text, { "match", "set" } ) ) break;   // a clause, wherever it belongs
+         if( count_ == 1 && isOneOf( word.text, { "match", "set" } ) ) break;   // a clause of some stanza
          if( beginsRemark( word.text ) ) break;
          if( const auto * const applying = applyingWord( word.text ); applying && !defines() )
             if( const auto found = nameBehind( *applying ) ) return found;
@@ -76,10 +76,10 @@ class Walk {
 
    std::optional<Found> nameBehind( const ApplyingWord & applying ) {
       Kind kind = applying.kind;
-      if( before_.text == "orf" ) return std::nullopt;   // "capability orf prefix-list both" names none
+      if( before_.text == "orf" ) return std::nullopt;   // "capability orf prefix-list both" names no list
       if( applying.word == "route-map" ) takeVpn();
       if( isOneOf( applying.word, { "distribute-list", "filter-list" } ) ) {
-         if( isOneOf( line_.peek().text, { "prefix-list", "route-map" } ) ) return std::nullopt;   // which comes next itself
+         if( isOneOf( line_.peek().text, { "prefix-list", "route-map" } ) ) return std::nullopt;   // that word follows and is found next
          if( isOneOf( line_.peek().text, { "prefix", "gateway" } ) ) {
             take();
             kind = Kind::prefixList;
@@ -89,7 +89,7 @@ class Walk {
       return Found{ kind, take() };
    }
 
-   // "vpn import" and "vpn export" may stand before the name; and "vpn" may be one.
+   // "vpn import" or "vpn export" may stand before the name; "vpn" may also be a name.
    void takeVpn() {
       LineCursor behind = line_;
       if( ( behind.takeWords( "vpn import" ) || behind.takeWords( "vpn export" ) ) && !behind.atEnd() ) line_ = behind;
@@ -115,7 +115,7 @@ bool addApplications( LineCursor line, std::vector<Application> & applications )
    while( const auto found = walk.next() ) {
       applies = true;
       if( no ) break;
-      if( found->name.text == "delay-timer" ) continue;   // "bgp route-map delay-timer 5" is about all of them
+      if( found->name.text == "delay-timer" ) continue;   // "bgp route-map delay-timer 5" names no route map
       applications.push_back( { found->kind, std::string( found->name.text ), printableLine( whole.text ), line.place( found->name ) } );
    }
    return applies;

@@ -1,5 +1,5 @@
 /// @file agent/text/Applications.h
-/// Where other stanzas of a router's configuration apply the lists and route maps of its policy.
+/// Finds the lines of other stanzas that apply lists and route maps: "neighbor 192.0.2.1 route-map EDGE-IN in".
 #pragma once
 
 #include <string>
@@ -12,14 +12,14 @@
 
 namespace Agent {
 
-/// Adds what a line of another stanza applies; nothing of one that begins with "no". True when the line has the form of one that
-/// applies something, behind a "no" as well. A line that looks like the definition of a list or a route map has not.
+/// Adds what a line of another stanza applies; a line that begins with "no" applies nothing. Returns whether the line has the form of an
+/// application, even behind "no". A line that looks like the definition of a list or route map has not.
 bool addApplications( LineCursor line, std::vector<Application> & applications );
 
-/// Adds the line's words, but for those of more than 64 bytes.
+/// Adds the words of the line, except words of more than 64 bytes.
 void addOtherWords( LineCursor line, std::unordered_set<std::string> & words );
 
-/// What stands behind such a word applies nothing and defines nothing, whatever it looks like: "description", "log".
+/// Whether free text follows the word, which applies and defines nothing: "description", "log".
 bool beginsRemark( std::string_view word ) noexcept;
 
 }   // namespace Agent

@@ -11,7 +11,7 @@
 
 namespace Agent {
 
-/// Nothing for what is none. Source of the names: RFC 1997, RFC 3765, RFC 7999, RFC 8326.
+/// Nothing for a text that is not a community. Source of the names: RFC 1997, RFC 3765, RFC 7999, RFC 8326.
 std::optional<Community> communityOf( std::string_view text ) noexcept;
 /// The well-known name, or AS and value.
 std::string communityText( Community community );

@@ -1,5 +1,5 @@
 /// @file agent/text/Constants.h
-/// What the readers of policies and those of tables have in common.
+/// Constants that the readers of policies and of tables share.
 #pragma once
 
 #include <cstdint>

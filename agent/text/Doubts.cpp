@@ -17,14 +17,14 @@ namespace Agent {
 namespace {
 
 constexpr size_t kLettersPerMistake = 5;
-constexpr size_t kLongestWord = 32;   // what is longer comes near none of the words below
+constexpr size_t kLongestWord = 32;   // a longer word is similar to none of the words below
 
-/// What the lines of a policy are known by, without hyphens.
+/// A word by which lines of a policy are recognised, without hyphens.
 struct Key {
    std::string_view word;
    std::string_view things;
-   std::string_view ipv4Form;   // how their lines begin; empty when there are none such
-   std::string_view ipv6Form;   // empty when there is but one
+   std::string_view ipv4Form;   // how their lines begin; empty: not supported
+   std::string_view ipv6Form;   // empty: one form for both families
 };
 constexpr Key kKeys[] = {
    { "prefixlist", "prefix lists", "ip prefix-list", "ipv6 prefix-list" },
@@ -39,7 +39,7 @@ constexpr Key kKeys[] = {
 
 constexpr std::string_view kClauseWords[] = { "match", "set", "call", "continue", "on-match" };
 
-// Lower case without hyphens; empty for a word that is too long to come near any key.
+// Lower case without hyphens; empty for a word that is too long to be similar to any key.
 std::string folded( std::string_view word ) {
    if( word.size() > kLongestWord ) return {};
    std::string text = lowerCase( word );
@@ -47,7 +47,7 @@ std::string folded( std::string_view word ) {
    return text;
 }
 
-// The one of these whose letters come nearest to those of a word, within what `limitOf( letters )` allows; null for none.
+// The entry whose letters are most similar to the word, at most `limitOf( size )` mistakes away; null for none.
 template <class Entry, size_t count, class LettersOf, class LimitOf>
 const Entry * nearest( const std::string & word, const Entry ( &entries )[ count ], LettersOf lettersOf, LimitOf limitOf ) {
    const Entry * found = nullptr;
@@ -68,7 +68,7 @@ const Key * nearestKey( const std::string & word ) {
       word, kKeys, []( const Key & key ) { return key.word; }, []( size_t size ) { return size / kLettersPerMistake; } );
 }
 
-// Also with its first operand grown to it: "match-tag".
+// Also recognises a clause that is joined to its operand: "match-tag".
 const std::string_view * nearestClause( std::string_view written ) {
    for( const auto & clause : kClauseWords )
       if( written.size() > clause.size() && written.starts_with( clause ) && written[ clause.size() ] == '-' ) return &clause;
@@ -78,16 +78,16 @@ const std::string_view * nearestClause( std::string_view written ) {
 
 // `family` is the line's first word.
 std::string reasonOf( const Key & key, std::string_view family ) {
-   if( key.ipv4Form.empty() ) return fmt::format( "is passed over: there are no lists of {} here", key.things );
+   if( key.ipv4Form.empty() ) return fmt::format( "is skipped: lists of {} are not supported", key.things );
    const auto begin = [ & ]( const std::string & forms ) {
-      return fmt::format( "is passed over: lines of {} begin with {}", key.things, forms );
+      return fmt::format( "is skipped: lines of {} begin with {}", key.things, forms );
    };
    if( key.ipv6Form.empty() || family == "ip" || family == "ipv4" ) return begin( alternatives( { key.ipv4Form } ) );
    if( family == "ipv6" ) return begin( alternatives( { key.ipv6Form } ) );
    return begin( alternatives( { key.ipv4Form, key.ipv6Form } ) );
 }
 
-// Of a line behind the words of that form: whether it says what such lines say. The rest need not be right.
+// Whether the rest of a line, behind the words of that form, looks like such a line. It may contain errors.
 bool defines( LineCursor line, std::string_view form ) {
    if( form == "bgp community-list" && !line.takeWords( "standard" ) ) line.takeWords( "expanded" );
    line.take();   // the name
@@ -96,7 +96,7 @@ bool defines( LineCursor line, std::string_view form ) {
    return line.peek().text == "permit" || line.peek().text == "deny";
 }
 
-constexpr char kOutside[] = "stands outside of a sequence, and is passed over";
+constexpr char kOutside[] = "is outside of a sequence and is skipped";
 
 }   // namespace
 
@@ -107,12 +107,11 @@ std::optional<Doubts::LookAlike> Doubts::lookAlike( LineCursor line, bool endsSe
 
    const std::string lower = lowerCase( words[ 0 ].substr( 0, kLongestWord ) );
    if( std::ranges::find( kClauseWords, lower ) != std::end( kClauseWords ) ) return LookAlike{ printable( words[ 0 ] ), kOutside };
-   if( beginsRemark( lower ) || lower == "mac" ) return std::nullopt;   // no list here is of hardware addresses
+   if( beginsRemark( lower ) || lower == "mac" ) return std::nullopt;   // lists of hardware addresses are no policy
    if( const auto * const clause = endsSequence ? nearestClause( words[ 0 ] ) : nullptr )
-      return LookAlike{ printable( words[ 0 ] ),
-                        fmt::format( "ends the sequence, and is passed over; did you mean {}?", inQuotes( *clause ) ) };
+      return LookAlike{ printable( words[ 0 ] ), fmt::format( "ends the sequence and is skipped; did you mean {}?", inQuotes( *clause ) ) };
 
-   // Of another dialect's filter of packets. A route map that matches on it matches on what there is not, which is told elsewhere.
+   // A packet filter of another dialect. A route map that matches on it has an undefined reference, which is a finding of its own.
    if( words[ 1 ] == "access-list" && ( lower == "ip" || lower == "ipv6" ) ) return std::nullopt;
 
    const auto found = [ & ]( const Key & key, size_t count ) {
@@ -127,62 +126,62 @@ std::optional<Doubts::LookAlike> Doubts::lookAlike( LineCursor line, bool endsSe
    return std::nullopt;
 }
 
-// A line of a list or of a route map, which its indentation makes one of another stanza.
+// A line of a list or route map that belongs to another stanza because it is indented.
 std::optional<Doubts::LookAlike> Doubts::indentedPolicy( const LineCursor & line ) {
    for( const Key & key : kKeys )
       for( const auto form : { key.ipv4Form, key.ipv6Form } ) {
          LineCursor behind = line;
          if( !form.empty() && behind.takeWords( form ) && defines( behind, form ) )
-            return LookAlike{ std::string( form ), "is indented, and so belongs to the stanza above" };
+            return LookAlike{ std::string( form ), "is indented, so it belongs to the stanza above and is skipped" };
       }
    return std::nullopt;
 }
 
 void Doubts::endFile() {
    for( const auto & [ words, alike ] : alike_ )
-      if( alike.lines > 1 ) doubts_[ alike.doubt ].text += fmt::format( "; {} lines of this file begin so", alike.lines );
+      if( alike.lines > 1 ) doubts_[ alike.doubt ].text += fmt::format( "; {} lines of this file begin like this", alike.lines );
    alike_.clear();
 }
 
-void Doubts::passedOver( LineCursor line, bool endsSequence ) {
+void Doubts::skipped( LineCursor line, bool endsSequence ) {
    const bool indented = line.indented();
    if( lowerCase( line.peek().text.substr( 0, 3 ) ) == "no" ) line.take();
    const Place place = line.place( line.peek() );
-   if( const auto found = indented ? indentedPolicy( line ) : lookAlike( line, endsSequence ) ) notePassedOver( *found, place );
+   if( const auto found = indented ? indentedPolicy( line ) : lookAlike( line, endsSequence ) ) noteSkipped( *found, place );
 }
 
 void Doubts::strayClause( LineCursor line ) {
    line.takeWords( "no" );
-   notePassedOver( { printable( line.peek().text ), kOutside }, line.place( line.peek() ) );
+   noteSkipped( { printable( line.peek().text ), kOutside }, line.place( line.peek() ) );
 }
 
-void Doubts::notePassedOver( const LookAlike & found, const Place & place ) {
+void Doubts::noteSkipped( const LookAlike & found, const Place & place ) {
    const auto [ at, isNew ] = alike_.try_emplace( found.words, Alike{ doubts_.size(), 0 } );
    ++at->second.lines;
-   if( isNew ) doubts_.push_back( { Doubt::Kind::passedOver, place, fmt::format( "\"{}\" {}", found.words, found.reason ) } );
+   if( isNew ) doubts_.push_back( { Doubt::Kind::skipped, place, fmt::format( "\"{}\" {}", found.words, found.reason ) } );
 }
 
 void Doubts::replaced( std::string_view whose, std::string_view was, const Place & before, std::string_view is, const Place & now ) {
-   doubts_.push_back( { Doubt::Kind::replaced, now,
-                        fmt::format( "{} has {} in line {} already; {} takes its place", printable( whose ), inQuotes( was ), before.line,
-                                     inQuotes( is ) ) } );
+   doubts_.push_back(
+      { Doubt::Kind::replaced, now,
+        fmt::format( "{} already has {} in line {}; {} replaces it", printable( whose ), inQuotes( was ), before.line, inQuotes( is ) ) } );
 }
 
 void Doubts::wildcard( const Place & place, uint32_t address, uint32_t bits ) {
-   const auto tell = [ & ]( std::string what ) { doubts_.push_back( { Doubt::Kind::netmask, place, std::move( what ) } ); };
+   const auto add = [ & ]( std::string what ) { doubts_.push_back( { Doubt::Kind::netmask, place, std::move( what ) } ); };
    const auto text = []( uint32_t a ) { return std::string( Ferule::IpAddr( a ).toStrep().view() ); };
    const int ones = std::countl_one( bits );
-   if( ones + std::countr_zero( bits ) < 32 ) return;   // of no netmask's shape
+   if( ones + std::countr_zero( bits ) < 32 ) return;   // not leading ones
    if( bits == 0 ) {
       if( address == 0 )
-         tell( "\"0.0.0.0\" is a wildcard here, and this the address 0.0.0.0 alone; what matches every address is \"any\"" );
+         add( "\"0.0.0.0\" is a wildcard here, so this line matches the address 0.0.0.0 only; write \"any\" to match every address" );
    } else if( ones == 32 ) {
       if( address != 0 )
-         tell( fmt::format( "\"255.255.255.255\" is a wildcard here, under which every address matches; {} alone has none",
-                            text( address ) ) );
+         add( fmt::format( "\"255.255.255.255\" is a wildcard here, so this line matches every address; write \"host {}\" to match one",
+                           text( address ) ) );
    } else if( ones != 0 ) {
-      tell( fmt::format( "\"{}\" is a wildcard here, which is a netmask elsewhere; the wildcard of that netmask is {}", text( bits ),
-                         text( ~bits ) ) );
+      add( fmt::format( "\"{}\" is a wildcard here and looks like a netmask; the wildcard for that netmask is {}", text( bits ),
+                        text( ~bits ) ) );
    }
 }
 

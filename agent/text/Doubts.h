@@ -1,5 +1,5 @@
 /// @file agent/text/Doubts.h
-/// Notes what can be read of a text, and was most likely not meant. Nothing that is read depends on it.
+/// Records lines that can be read but were probably not meant. The policy that is read does not depend on it.
 #pragma once
 
 #include <cstddef>
@@ -22,25 +22,25 @@ class Doubts {
    Doubts( const Doubts & ) = delete;
    Doubts & operator=( const Doubts & ) = delete;
 
-   /// A line that is passed over: a doubt if it looks like a line of a policy, or is one but for its indentation. Lines of one file that
-   /// begin alike are one doubt with their number, at the first: another language may have nothing but such lines.
-   /// `endsSequence`: it is the first behind the clauses of a sequence.
-   void passedOver( LineCursor line, bool endsSequence );
-   /// A clause where no sequence is open.
+   /// A skipped line: a doubt if it looks like a line of a policy, or would be one without its indentation. Lines of one file that begin
+   /// alike make one doubt, at the first of them, with their number: a file in another language may consist of such lines.
+   /// `endsSequence`: the line is the first one behind the clauses of a sequence.
+   void skipped( LineCursor line, bool endsSequence );
+   /// A clause outside of any sequence.
    void strayClause( LineCursor line );
-   /// Behind the last line of a file.
+   /// To be called behind the last line of a file.
    void endFile();
 
-   /// What one file says of the same thing first and later: whether the second is to be told. What another file replaces is meant.
+   /// Whether a replacement is worth a doubt: a file that replaces its own earlier line. A replacement by another file is meant.
    static bool isReplaced( const Place & before, const Place & now ) noexcept { return before.file == now.file && before.line < now.line; }
-   /// `whose` names the thing: "ip prefix-list CUSTOMERS". All three may be any bytes.
+   /// `whose` names the thing: "ip prefix-list CUSTOMERS". The three texts may contain any bytes.
    void replaced( std::string_view whose, std::string_view was, const Place & before, std::string_view is, const Place & now );
 
-   /// An address of an IPv4 access list and the wildcard behind it: a doubt if that is a netmask, of leading ones.
+   /// An address of an IPv4 access list and its wildcard: a doubt if the wildcard looks like a netmask, that is, consists of leading ones.
    void wildcard( const Place & place, uint32_t address, uint32_t bits );
 
  private:
-   struct LookAlike {      // how a line begins that looks like one of a policy, and why it is none
+   struct LookAlike {      // how a line begins that looks like a policy, and why it is none
       std::string words;   // printable
       std::string reason;
    };
@@ -51,10 +51,10 @@ class Doubts {
 
    static std::optional<LookAlike> lookAlike( LineCursor line, bool endsSequence );
    static std::optional<LookAlike> indentedPolicy( const LineCursor & line );
-   void notePassedOver( const LookAlike & found, const Place & place );
+   void noteSkipped( const LookAlike & found, const Place & place );
 
    std::vector<Doubt> & doubts_;
-   std::unordered_map<std::string, Alike> alike_;   // of this file, by how the lines begin
+   std::unordered_map<std::string, Alike> alike_;   // of this file, by the beginning of the lines
 };
 
 }   // namespace Agent

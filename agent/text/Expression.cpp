@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::string_view kBoundary = R"((?:^|$|[ ,{}()\[\]]))";
 
-// How many bytes a bracket expression that opens here has. A "]" that comes first is a member, as is one that ends a class: [[:digit:]].
+// The length of the bracket expression that starts here. A "]" in first place is a member, and so is one that ends a class: [[:digit:]].
 size_t bracketLength( std::string_view text ) {
    size_t at = 1;
    if( at < text.size() && text[ at ] == '^' ) ++at;

@@ -7,8 +7,8 @@
 
 namespace Agent {
 
-/// The same for RE2: a "_" that stands neither in brackets nor behind a backslash becomes what it stands for, which is the start, the
-/// end, a blank, a comma, a brace, a parenthesis or a square bracket (in which sets of a confederation are printed).
+/// Translates an expression for RE2. A "_" outside of brackets and not behind a backslash stands for the start, the end, a blank, a comma,
+/// a brace, a parenthesis or a square bracket (sets of a confederation are printed in those).
 std::string expressionOf( std::string_view text );
 
 }   // namespace Agent

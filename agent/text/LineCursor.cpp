@@ -18,8 +18,8 @@ std::string_view withoutTrailingBlanks( std::string_view line ) noexcept {
    return line;
 }
 
-// How many bytes the control character has that the text begins with: those of ASCII, and in UTF-8 those from U+0080 to U+009F. 0 for
-// none, and for blanks.
+// The length in bytes of a control character at the start of the text: of ASCII, or U+0080 to U+009F in UTF-8. 0 if it starts otherwise,
+// or with a blank.
 size_t controlBytes( std::string_view text ) noexcept {
    const auto byte = [ & ]( size_t at ) { return static_cast<unsigned char>( text[ at ] ); };
    if( ( byte( 0 ) < ' ' && !isBlank( text[ 0 ] ) ) || byte( 0 ) == 0x7f ) return 1;
@@ -80,7 +80,7 @@ void LineCursor::expectEnd() const {
 void LineCursor::expectNoControlBytes() const {
    for( size_t at = 0; at < line_.size(); ++at )
       if( const size_t size = controlBytes( line_.substr( at ) ) )
-         throwExpected( "text", { line_.substr( at, size ), static_cast<uint32_t>( at + 1 ) } );
+         throwExpected( "printable text", { line_.substr( at, size ), static_cast<uint32_t>( at + 1 ) } );
 }
 
 }   // namespace Agent

@@ -1,5 +1,5 @@
 /// @file agent/text/LineCursor.h
-/// A walk over the words of one line, which knows at what column each stands.
+/// Walks over the words of one line and knows the column of each.
 #pragma once
 
 #include <cstdint>
@@ -11,13 +11,13 @@
 
 namespace Agent {
 
-/// A word: bytes without blanks, tabs and carriage returns between them. Empty: the line has no more.
+/// A word: bytes other than blanks, tabs and carriage returns. Empty: the end of the line.
 struct Token {
    std::string_view text;
-   uint32_t column = 0;   // of its first byte, from 1; behind the line's last word if empty
+   uint32_t column = 0;   // of its first byte, from 1; at the end, the column behind the last word
 };
 
-/// What is wrong with a line. Thrown by whatever reads one, before it changes anything.
+/// An error in a line. Readers throw it before they change anything.
 struct LineError {
    uint32_t column;
    std::string reason;
@@ -30,7 +30,7 @@ class LineCursor {
  public:
    explicit LineCursor( std::string_view line, uint32_t file = 0, uint32_t number = 1 ) noexcept;
 
-   /// Of the line's first word, and of any.
+   /// The place of the line's first word, and of any word.
    Place place() const noexcept { return { file_, number_, start_ }; }
    Place place( const Token & token ) const noexcept { return { file_, number_, token.column }; }
    bool indented() const noexcept { return start_ > 1; }
@@ -40,13 +40,13 @@ class LineCursor {
    Token take() noexcept;
    /// Errors: LineError at the end of the line.
    Token take( std::string_view what );
-   /// Takes these words, which one blank parts, if all of them come next; else none.
+   /// Takes these words, separated by one blank each, if all of them come next; else none.
    bool takeWords( std::string_view words ) noexcept;
-   /// The rest of the line from the next word to the last. Errors: LineError when there is none.
+   /// The rest of the line from the next word to the last. Errors: LineError at the end of the line.
    Token takeRest( std::string_view what );
-   /// Errors: LineError when something is left.
+   /// Errors: LineError if a word is left.
    void expectEnd() const;
-   /// Errors: LineError at the first character that would do something to a terminal. No line of a policy needs one.
+   /// Errors: LineError at the first control character: a terminal might obey it. No line of a policy needs one.
    void expectNoControlBytes() const;
 
  private:

@@ -20,7 +20,7 @@ namespace Agent {
 
 namespace {
 
-// Besides the standard library's.
+// Independent of the standard library's hash.
 uint64_t secondHash( std::string_view bytes ) noexcept {
    uint64_t hash = 0x9e3779b97f4a7c15u;
    while( !bytes.empty() ) {
@@ -36,8 +36,8 @@ uint64_t secondHash( std::string_view bytes ) noexcept {
 
 }   // namespace
 
-/// Tells the lines of a policy from those of other stanzas. A stanza is a line that begins with no word of a policy, and the indented
-/// lines behind it; an indented line that stands in none is read as it is.
+/// Separates the lines of a policy from other stanzas. A stanza is a line that begins with no word of a policy, and the indented lines
+/// behind it. An indented line outside of any stanza is read like any other.
 class LineLoader::Reader {
  public:
    void load( const std::string & file, std::string_view bytes );
@@ -50,20 +50,20 @@ class LineLoader::Reader {
    void readLine( std::string_view bytes );
    void readWords( LineCursor & line );
    bool readPolicy( LineCursor line );
-   void passOver( const LineCursor & line, bool endsSequence );
+   void skip( const LineCursor & line, bool endsSequence );
    void doubt( const LineCursor & line, bool endsSequence );
 
    Doubts doubts_{ text.doubts };
    ListLines lists_{ text, doubts_ };
    RouteMapLines routeMaps_{ text.routeMaps, doubts_ };
-   std::set<std::tuple<std::string, size_t, size_t, uint64_t>> loaded_;   // names, and of their bytes the number and two hashes
-   // Of the file, and its line.
+   std::set<std::tuple<std::string, size_t, size_t, uint64_t>> loaded_;   // name; size and two hashes of the bytes
+   // The file and line being read.
    uint32_t file_ = 0;
    uint32_t number_ = 0;
-   bool saysSomething_ = false;
-   bool saysPolicy_ = false;
-   bool inOtherStanza_ = false;   // which is counted already
-   bool endedSequence_ = false;   // that stanza, by standing behind clauses
+   bool hasLines_ = false;   // other than blanks and comments
+   bool hasPolicy_ = false;
+   bool inOtherStanza_ = false;   // a stanza that has been counted
+   bool endedSequence_ = false;   // that stanza ended a sequence
 };
 
 void LineLoader::Reader::load( const std::string & file, std::string_view bytes ) {
@@ -77,26 +77,26 @@ void LineLoader::Reader::load( const std::string & file, std::string_view bytes 
    }
    text.lines += number_;
    doubts_.endFile();
-   if( saysSomething_ && !saysPolicy_ ) text.strayFiles.push_back( file_ );
+   if( hasLines_ && !hasPolicy_ ) text.strayFiles.push_back( file_ );
 }
 
 void LineLoader::Reader::startFile( const std::string & file ) {
    file_ = static_cast<uint32_t>( text.files.size() );
    text.files.push_back( file );
    number_ = 0;
-   saysSomething_ = saysPolicy_ = inOtherStanza_ = endedSequence_ = false;
+   hasLines_ = hasPolicy_ = inOtherStanza_ = endedSequence_ = false;
    routeMaps_.close();
 }
 
 void LineLoader::Reader::readLine( std::string_view bytes ) {
    LineCursor line( bytes, file_, ++number_ );
    if( line.atEnd() || line.peek().text.front() == '!' || line.peek().text.front() == '#' ) return;
-   saysSomething_ = true;
+   hasLines_ = true;
    try {
       readWords( line );
    } catch( LineError & error ) {
       inOtherStanza_ = false;
-      saysPolicy_ = true;
+      hasPolicy_ = true;
       errors.push_back( { { file_, number_, error.column }, std::move( error.reason ) } );
    }
 }
@@ -105,13 +105,13 @@ void LineLoader::Reader::readWords( LineCursor & line ) {
    const bool wasOpen = routeMaps_.isOpen();
    if( wasOpen ) {
       if( routeMaps_.readClause( line ) ) return;
-      // A clause that was mistyped, or that there is none for, would change verdicts in silence.
+      // To skip a mistyped or unsupported clause would silently change verdicts.
       if( line.indented() ) throwExpected( "a clause of a route map", line.peek() );
       routeMaps_.close();
    }
-   if( ( line.indented() && inOtherStanza_ ) || !readPolicy( line ) ) return passOver( line, wasOpen );
+   if( ( line.indented() && inOtherStanza_ ) || !readPolicy( line ) ) return skip( line, wasOpen );
    inOtherStanza_ = false;
-   saysPolicy_ = true;
+   hasPolicy_ = true;
 }
 
 bool LineLoader::Reader::readPolicy( LineCursor line ) {
@@ -120,22 +120,22 @@ bool LineLoader::Reader::readPolicy( LineCursor line ) {
    return lists_.read( line, no ) || routeMaps_.read( line, no );
 }
 
-void LineLoader::Reader::passOver( const LineCursor & line, bool endsSequence ) {
+void LineLoader::Reader::skip( const LineCursor & line, bool endsSequence ) {
    addOtherWords( line, text.otherWords );
    if( !addApplications( line, text.applications ) ) doubt( line, endsSequence );
    if( line.indented() && inOtherStanza_ ) return;
-   ++text.passedOverStanzas;
+   ++text.skippedStanzas;
    inOtherStanza_ = true;
    endedSequence_ = endsSequence;
 }
 
 void LineLoader::Reader::doubt( const LineCursor & line, bool endsSequence ) {
-   // Behind a line that came between a sequence and its clauses, or behind none at all. Other stanzas have clauses of their own.
+   // Behind a line that separates a sequence from its clauses, or in no stanza. Other stanzas have clauses of their own.
    const bool mayBeStray = line.indented() && ( !inOtherStanza_ || endedSequence_ );
    if( mayBeStray && routeMaps_.isClause( line ) )
       doubts_.strayClause( line );
    else if( !ListLines::isOfOthers( line ) )
-      doubts_.passedOver( line, endsSequence );
+      doubts_.skipped( line, endsSequence );
 }
 
 LineLoader::LineLoader() : reader_( std::make_unique<Reader>() ) {}

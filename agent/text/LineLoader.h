@@ -1,5 +1,5 @@
 /// @file agent/text/LineLoader.h
-/// Reads a policy in the lines of a router's configuration.
+/// Reads a policy from the lines of a router's configuration, in the industry-standard stanza syntax.
 #pragma once
 
 #include <memory>
@@ -11,14 +11,14 @@
 
 namespace Agent {
 
-/// Takes in one text behind the other, as one configuration. Threading: one thread.
+/// Loads texts one after the other, as one configuration. Threading: one thread.
 ///
 ///    LineLoader loader;
 ///    loader.load( "edge.conf", bytes );
 ///    if( loader.errors().empty() ) livePolicy.apply( loader.text() );
 ///
-/// Numbering without "seq" goes in fives, behind the highest number there is. A line that is there already changes nothing.
-/// A wrong line is an error and changes nothing either; reading goes on behind it.
+/// A line without "seq" gets the next multiple of five above the highest number. A line that the list already has changes nothing.
+/// A wrong line is an error and changes nothing either; reading continues with the next line.
 class LineLoader {
  public:
    LineLoader();
@@ -26,9 +26,8 @@ class LineLoader {
    LineLoader( LineLoader && ) noexcept;
    LineLoader & operator=( LineLoader && ) noexcept;
 
-   /// Any bytes. `file` is what errors call it. The same bytes under the same name a second time change nothing at all, and bring no
-   /// errors again: their number and two hashes tell. All else is a file of its own in text().files, also under a name that
-   /// there is.
+   /// `bytes` may be any bytes; `file` is the name in errors. The same bytes under the same name a second time change nothing and report no
+   /// errors again; their size and two hashes are compared. Any other text is a file of its own in text().files, even if the name repeats.
    void load( const std::string & file, std::string_view bytes );
 
    const PolicyText & text() const noexcept;

@@ -16,14 +16,14 @@ namespace {
 
 constexpr std::string_view kListName = "the name of a list";
 
-// "NAME TEXT", and behind a "no" as well "NAME": what describes a list, whose word has been taken.
+// "NAME TEXT", or behind "no" also "NAME": the description of a list. Its word has been taken already.
 template <class List>
 void describe( NumberedLists<List> & lists, const Token & name, LineCursor & line, bool no ) {
    if( no ) return lists.undescribe( name.text );
    lists.describe( name.text, line.takeRest( "a description" ).text, line.place() );
 }
 
-// A list of one line.
+// The text of a list of one line.
 std::string writeList( const PrefixListText & list ) {
    return writePrefixList( list.lines.begin()->second.prefix.af(), {}, list );
 }
@@ -44,12 +44,12 @@ std::string lineText( uint32_t number, const typename NumberedLists<List>::Line 
    List list;
    list.lines.emplace( number, line );
    const std::string text = writeList( list );
-   const size_t start = text.find( "seq" );   // the list has no name
+   const size_t start = text.find( "seq" );   // the name is empty
    return text.substr( start, text.size() - 1 - start );
 }
 
-// "NAME [seq N] permit|deny CONTENT"; behind a "no" as well "NAME" and "NAME seq N". `describing` is the word of what describes a list,
-// if such lists can have that.
+// "NAME [seq N] permit|deny CONTENT"; behind "no" also "NAME" and "NAME seq N". `describing` is the word before a description; empty if
+// such lists have none.
 template <class List, class ReadContent>
 void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool no, std::string_view describing,
            ReadContent readContent ) {
@@ -70,7 +70,7 @@ void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool
    const Place place = said.place;
    const auto added = lists.add( name.text, number, std::move( said ) );
    if( !added.done )
-      throw LineError{ name.column, fmt::format( "no number is left in list {} for a line without \"seq\"", inQuotes( name.text ) ) };
+      throw LineError{ name.column, fmt::format( "list {} has no number left for a line without \"seq\"", inQuotes( name.text ) ) };
    if( added.before && Doubts::isReplaced( added.before->place, place ) )
       doubts.replaced( fmt::format( "{} {}", lists.words(), name.text ), lineText<List>( *number, *added.before ), added.before->place,
                        lineText<List>( *number, lists.find( name.text )->lines.at( *number ) ), place );
@@ -101,7 +101,7 @@ void expectNotBelow( const Bound & bound, uint32_t length, std::string_view what
       throw LineError{ bound.column, fmt::format( "\"{} {}\" is below {}, {}", bound.word, bound.length, length, what ) };
 }
 
-// "any", or "PREFIX [ge N] [le N]" in whatever order. Just what the library's builder of prefix lists takes.
+// "any", or "PREFIX [ge N] [le N]" in any order. Accepts the same lines as the library's builder of prefix lists.
 void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said ) {
    if( line.takeWords( "any" ) ) {
       said.prefix = Ferule::IpGenPrefix( Ferule::IpGenAddr( af ), 0 );
@@ -112,7 +112,7 @@ void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said 
    said.prefix = takePrefix( line, af, false );
    if( !said.prefix.isCanonical() )
       throw LineError{ token.column,
-                       fmt::format( "{} has bits behind its length; its network is {}", inQuotes( token.text ),
+                       fmt::format( "{} has bits set behind its length; the network is {}", inQuotes( token.text ),
                                     said.prefix.subnet().toStrep().view() ) };
 
    std::optional<Bound> ge, le;
@@ -126,14 +126,14 @@ void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said 
    }
    if( le ) {
       if( ge )
-         expectNotBelow( *le, ge->length, "its \"ge\"" );
+         expectNotBelow( *le, ge->length, "the value of \"ge\"" );
       else
          expectNotBelow( *le, said.prefix.length(), "the length of the prefix" );
       said.le = le->length;
    }
 }
 
-/// An IPv4 address and what stands behind it.
+/// An IPv4 address and its wildcard.
 struct Wildcard {
    Place place;
    uint32_t address = 0;
@@ -155,7 +155,7 @@ std::optional<Wildcard> readAccessLine( LineCursor & line, AddressFamily af, Acc
       if( alone && af == AddressFamily::ipv4 && !line.atEnd() ) {
          const auto upper = []( const Ferule::Bits128 & b ) { return static_cast<uint32_t>( b.high >> 32 ); };
          const Place place = line.place( line.peek() );
-         const auto ones = takeAddress( line, af, "a wildcard mask" ).bits();   // those that do not count
+         const auto ones = takeAddress( line, af, "a wildcard mask" ).bits();   // bits that do not count
          wildcard = { place, upper( prefix.ipGenAddr().bits() ), upper( ones ) };
          mask = mask & ~ones;
       }
@@ -176,14 +176,14 @@ ListLines::ListLines( PolicyText & text, Doubts & doubts )
         communityLists_( "bgp community-list", text.communityLists ),
         asPathLists_( "bgp as-path access-list", text.asPathLists ) {}
 
-// Other dialects have filters of packets under these words, and a switch.
+// In other dialects these words also begin packet filters, and a switch.
 bool ListLines::isOfOthers( LineCursor line ) {
    const bool no = line.takeWords( "no" );
    if( line.takeWords( "ip prefix-list sequence-number" ) ) return line.atEnd();
    const bool ipv6 = line.takeWords( "ipv6 access-list" );
    if( !ipv6 && !line.takeWords( "access-list" ) ) return false;
    if( line.take().text.empty() ) return false;
-   if( ipv6 && line.atEnd() ) return !no;   // the filter stands indented behind it
+   if( ipv6 && line.atEnd() ) return !no;   // the lines of the filter follow, indented
    if( line.takeWords( "seq" ) ) line.take();
    if( !line.takeWords( "permit" ) && !line.takeWords( "deny" ) ) return false;
    static constexpr std::string_view kProtocols[] = { "ip",  "ipv6", "tcp", "udp",  "icmp",  "icmpv6", "igmp",
@@ -262,9 +262,9 @@ void ListLines::readCommunityList( LineCursor & line, bool no ) {
    const Token kind = line.take();
    const Token name = line.peek();
    if( const auto * const list = communityLists_.find( name.text ); list && list->expanded != expanded ) {
-      if( no ) return;   // there is none of this kind
+      if( no ) return;   // the list of this kind does not exist
       throw LineError{ kind.column,
-                       fmt::format( "list {} is {} already", inQuotes( name.text ), list->expanded ? "expanded" : "standard" ) };
+                       fmt::format( "list {} is already {}", inQuotes( name.text ), list->expanded ? "expanded" : "standard" ) };
    }
    edit( communityLists_, doubts_, line, no, "", [ expanded ]( LineCursor & l, CommunityListLine & said ) {
       if( expanded )

@@ -1,5 +1,5 @@
 /// @file agent/text/ListLines.h
-/// Reads the lines that lists are made of: prefix lists, access lists, tag sets, community lists and AS path lists.
+/// Reads the lines of lists: prefix lists, access lists, tag sets, community lists and AS path lists.
 #pragma once
 
 #include "text/Doubts.h"
@@ -11,12 +11,12 @@ namespace Agent {
 
 class ListLines {
  public:
-   /// Both outlive this; nothing else changes the text's lists.
+   /// Both outlive this. Nothing else changes the lists of `text` meanwhile.
    ListLines( PolicyText & text, Doubts & doubts );
 
-   /// Whether the line begins as one of a list, and is of something else.
+   /// Whether the line begins like a line of a list but belongs to something else, such as a packet filter.
    static bool isOfOthers( LineCursor line );
-   /// Reads the line, which stands behind a "no" or does not, if it begins with the words of a list. Errors: LineError.
+   /// Reads the line if it begins with the words of a list; false if not. `no`: "no" stands before it. Errors: LineError.
    bool read( LineCursor & line, bool no );
 
  private:

@@ -1,14 +1,14 @@
 /// @file agent/text/NumberedLists.h
-/// The lists of one kind while lines come in: numbers the lines, and finds them by what they say.
+/// The lists of one kind during loading. Numbers their lines and finds lines by content.
 ///
 ///    permit 10.0.0.0/8                  is line 5
 ///    seq 7 permit 10.1.0.0/16           is line 7
 ///    permit 10.2.0.0/16                 is line 10
-///    permit 10.0.0.0/8                  is line 5 already, and changes nothing
-///    seq 7 deny 10.1.0.0/16             takes the place of line 7
+///    permit 10.0.0.0/8                  already is line 5: changes nothing
+///    seq 7 deny 10.1.0.0/16             replaces line 7
 ///
-/// Invariant: no list is without lines. What describes one that has none is kept until its first line comes.
-/// Cost: a look-up of a hash table, and of the list's map, per line.
+/// Invariant: every list has a line. A description that comes before the first line is kept until that line comes.
+/// Cost per line: a look-up in a hash table and one in the map of lines.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,7 @@
 
 namespace Agent {
 
-/// Of what a line says; equal lines have one hash.
+/// Hash of the content of a line.
 inline size_t hashOf( const PrefixListLine & line ) {
    const uint32_t bounds[] = { line.ge.value_or( 255 ), line.le.value_or( 255 ) };
    Zeugma::HashMix mix( line.prefix.hash() + unsigned( line.action ) );
@@ -45,7 +45,7 @@ inline size_t hashOf( const CommunityListLine & line ) {
    return mix;
 }
 
-/// Where in a list a line's content stands.
+/// Finds the numbers of the lines with a given content.
 template <class Line>
 class ContentIndex {
  public:
@@ -59,7 +59,7 @@ class ContentIndex {
       at->second.erase( number );
       if( at->second.empty() ) numbers_.erase( at );
    }
-   /// The lowest line that says the same.
+   /// The lowest number of an equal line.
    std::optional<uint32_t> find( const Lines & lines, const Line & line ) const {
       const auto at = numbers_.find( hashOf( line ) );
       if( at == numbers_.end() ) return std::nullopt;
@@ -78,12 +78,12 @@ class NumberedLists {
    using Line = typename decltype( List::lines )::mapped_type;
    static constexpr uint32_t kStep = 5;
 
-   /// `lists` outlives this, and nothing else changes it. `words` are those that their lines begin with.
+   /// `lists` outlives this; nothing else changes it meanwhile. `words` are the first words of their lines.
    NumberedLists( std::string_view words, std::map<std::string, List> & lists ) : words_( words ), lists_( lists ) {}
    NumberedLists( const NumberedLists & ) = delete;
    NumberedLists & operator=( const NumberedLists & ) = delete;
 
-   /// Null when there is no such list. Valid until the list goes.
+   /// Null for an undefined list. Valid until the list is deleted.
    List * find( std::string_view name ) {
       if( current_ == lists_.end() || current_->first != name ) {
          current_ = lists_.find( std::string( name ) );
@@ -96,14 +96,14 @@ class NumberedLists {
 
    struct Added {
       bool done = true;             // false: no number is left
-      std::optional<Line> before;   // that said something else under this number
+      std::optional<Line> before;   // the line that was replaced
    };
-   /// Takes the line in, under the next number when it brings none.
+   /// Adds the line, under the next number if `number` is empty.
    Added add( std::string_view name, std::optional<uint32_t> number, Line line );
    void remove( std::string_view name );
-   /// Of no effect unless it says this, if told what.
+   /// If `line` is given, has an effect only on an equal line.
    void removeNumber( std::string_view name, uint32_t number, const std::optional<Line> & line );
-   /// The lowest that says this.
+   /// Removes the lowest line that is equal.
    void removeLine( std::string_view name, const Line & line );
 
    void describe( std::string_view name, std::string_view text, const Place & place );
@@ -116,18 +116,18 @@ class NumberedLists {
       Place place;
    };
 
-   List & findOrMake( std::string_view name, const Place & place );
-   // Of the current list. Made when first asked for: most lists have their lines numbered, and need none.
+   List & findOrCreate( std::string_view name, const Place & place );
+   // The index of the current list, created on first use: most lists number their lines and need none.
    Index & index() {
       if( !index_ ) index_ = &indexes_.try_emplace( current_->first, current_->second.lines ).first->second;
       return *index_;
    }
-   Index * indexIfMade() {
+   Index * indexIfCreated() {
       if( !index_ )
          if( const auto at = indexes_.find( current_->first ); at != indexes_.end() ) index_ = &at->second;
       return index_;
    }
-   /// The line whose place it takes, if any.
+   /// Returns the line that was replaced, if any.
    std::optional<Line> put( List & list, uint32_t number, Line line );
    void erase( List & list, typename std::map<uint32_t, Line>::iterator at );
 
@@ -136,7 +136,7 @@ class NumberedLists {
    std::unordered_map<std::string, Index> indexes_;
    std::unordered_map<std::string, Description> descriptions_;   // of lists without lines
    typename std::map<std::string, List>::iterator current_ = lists_.end();
-   Index * index_ = nullptr;   // of the current list, once looked for
+   Index * index_ = nullptr;   // of the current list; null: not looked up yet
 };
 
 template <class List>
@@ -149,11 +149,11 @@ auto NumberedLists<List>::add( std::string_view name, std::optional<uint32_t> nu
       number = ( highest / kStep + 1 ) * kStep;
    }
    const Place place = line.place;
-   return { true, put( list ? *list : findOrMake( name, place ), *number, std::move( line ) ) };
+   return { true, put( list ? *list : findOrCreate( name, place ), *number, std::move( line ) ) };
 }
 
 template <class List>
-List & NumberedLists<List>::findOrMake( std::string_view name, const Place & place ) {
+List & NumberedLists<List>::findOrCreate( std::string_view name, const Place & place ) {
    current_ = lists_.try_emplace( std::string( name ) ).first;
    index_ = nullptr;
    List & list = current_->second;
@@ -169,7 +169,7 @@ List & NumberedLists<List>::findOrMake( std::string_view name, const Place & pla
 template <class List>
 auto NumberedLists<List>::put( List & list, uint32_t number, Line line ) -> std::optional<Line> {
    const auto at = list.lines.empty() || list.lines.rbegin()->first < number ? list.lines.end() : list.lines.lower_bound( number );
-   Index * const index = indexIfMade();
+   Index * const index = indexIfCreated();
    if( at == list.lines.end() || at->first != number ) {
       if( index ) index->added( number, line );
       list.lines.emplace_hint( at, number, std::move( line ) );
@@ -188,7 +188,7 @@ void NumberedLists<List>::erase( List & list, typename std::map<uint32_t, Line>:
    if( list.lines.size() == 1 ) {
       remove( current_->first );
    } else {
-      if( Index * const index = indexIfMade() ) index->removed( at->first, at->second );
+      if( Index * const index = indexIfCreated() ) index->removed( at->first, at->second );
       list.lines.erase( at );
    }
 }

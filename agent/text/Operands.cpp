@@ -14,13 +14,13 @@ namespace Agent {
 
 namespace {
 
-constexpr size_t kLongestAddress = 64;   // what is longer need not be looked at
+constexpr size_t kLongestAddress = 64;   // no longer text is an address
 
 std::string_view prefixName( AddressFamily af ) noexcept {
    return af == AddressFamily::ipv4 ? "an IPv4 prefix" : "an IPv6 prefix";
 }
 
-// The length behind a slash that stands at that place of the token.
+// The length behind the slash at that position of the token.
 uint8_t parseLength( const Token & token, size_t slash, AddressFamily af ) {
    const auto digits = token.text.substr( slash + 1 );
    const unsigned bits = Ferule::addressBits( af );
@@ -53,7 +53,7 @@ MatchPermit takeAction( LineCursor & line ) {
 }
 
 std::optional<Ferule::IpGenAddr> parseAddress( std::string_view text ) {
-   // A word that is none costs no exception: list names come this way too.
+   // No exception for a word that is not an address: names of lists come this way too.
    if( text.size() > kLongestAddress || text.find_first_of( ".:" ) == text.npos ) return std::nullopt;
    try {
       return Ferule::IpGenAddr( text );
@@ -67,7 +67,7 @@ std::string_view addressName( AddressFamily af ) noexcept {
 void expectFamily( const Token & token, AddressFamily found, AddressFamily wanted, std::string_view what ) {
    if( found == wanted ) return;
    throw LineError{ token.column,
-                    fmt::format( "expected {}, found {}, which is of {}", what, inQuotes( token.text ),
+                    fmt::format( "expected {}, found {}, which is {}", what, inQuotes( token.text ),
                                  found == AddressFamily::ipv4 ? "IPv4" : "IPv6" ) };
 }
 
@@ -109,16 +109,16 @@ std::vector<Community> takeCommunities( LineCursor & line, std::string_view unti
 
 std::string takeExpression( LineCursor & line ) {
    const Token token = line.takeRest( "a regular expression" );
-   // Quotation marks and remarks of another dialect would be a part of it, which matches nothing.
+   // Quotation marks or a remark, as other dialects have them, would be part of the expression, which then matches nothing.
    if( const size_t at = token.text.find_first_of( "\"!" ); at != token.text.npos )
       throw LineError{ token.column + static_cast<uint32_t>( at ),
-                       fmt::format( "'{}' stands in no AS path and no community: the expression is to go without it", token.text[ at ] ) };
+                       fmt::format( "'{}' occurs in no AS path and no community: remove it from the expression", token.text[ at ] ) };
    const RE2 compiled( expressionOf( token.text ), RE2::Quiet );
    if( compiled.ok() ) return std::string( token.text );
-   // RE2 names the part that it stumbled over; where translation changed that, the expression's beginning has to do.
+   // RE2 names the faulty part. If translation changed that part, the error is reported at the start of the expression.
    const size_t at = compiled.error_arg().empty() ? 0 : token.text.find( compiled.error_arg() );
    throw LineError{ token.column + static_cast<uint32_t>( at == token.text.npos ? 0 : at ),
-                    fmt::format( "{} is no regular expression: {}", inQuotes( token.text ), printable( compiled.error() ) ) };
+                    fmt::format( "{} is not a regular expression: {}", inQuotes( token.text ), printable( compiled.error() ) ) };
 }
 
 }   // namespace Agent

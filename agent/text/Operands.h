@@ -1,5 +1,5 @@
 /// @file agent/text/Operands.h
-/// The operands that lines of several kinds share. Each takes what it needs of the line. Errors: LineError, as all that read lines.
+/// Reads the operands that lines of several kinds share. Each function takes its words off the line. Errors: LineError.
 #pragma once
 
 #include <cstdint>
@@ -19,14 +19,14 @@ uint64_t takeNumber( LineCursor & line, std::string_view what, uint64_t min, uin
 inline uint32_t takeNumber32( LineCursor & line, std::string_view what ) {
    return static_cast<uint32_t>( takeNumber( line, what, 0, kMax32 ) );
 }
-/// Of a line of a list, or of a route map's sequence.
+/// The number of a line of a list, or of a sequence of a route map.
 inline uint32_t takeSequenceNumber( LineCursor & line ) {
    return static_cast<uint32_t>( takeNumber( line, "a sequence number", 1, kMax32 ) );
 }
 
 MatchPermit takeAction( LineCursor & line );
 
-/// Nothing for what is an address of neither family.
+/// Nothing for a text that is not an address.
 std::optional<Ferule::IpGenAddr> parseAddress( std::string_view text );
 /// "an IPv4 address", "an IPv6 address".
 std::string_view addressName( AddressFamily af ) noexcept;
@@ -35,15 +35,15 @@ Ferule::IpGenAddr takeAddress( LineCursor & line, AddressFamily af, std::string_
 inline Ferule::IpGenAddr takeAddress( LineCursor & line, AddressFamily af ) {
    return takeAddress( line, af, addressName( af ) );
 }
-/// What was taken and read already is of the family.
+/// Errors: LineError if the family is not the wanted one. `token` has been taken already.
 void expectFamily( const Token & token, AddressFamily found, AddressFamily wanted, std::string_view what );
-/// Any length within the family; host bits stay. An address alone is its host prefix, if it may stand alone.
+/// A prefix of any length; bits behind the length are kept. `addressAlone`: an address without a length is accepted as its host prefix.
 Ferule::IpGenPrefix takePrefix( LineCursor & line, AddressFamily af, bool addressAlone );
 
-/// All that are left on the line, up to one of these words; ascending, each once. `matchesAll` is a word that adds none, if any.
+/// The communities up to the end of the line or the word `until`; ascending, each once. The word `matchesAll`, unless empty, adds none.
 std::vector<Community> takeCommunities( LineCursor & line, std::string_view until, std::string_view matchesAll );
 
-/// The rest of the line, which RE2 can compile.
+/// The rest of the line. Errors: LineError if RE2 cannot compile it.
 std::string takeExpression( LineCursor & line );
 
 }   // namespace Agent

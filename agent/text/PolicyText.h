@@ -1,6 +1,6 @@
 /// @file agent/text/PolicyText.h
-/// A policy as its text says it, whatever language the text is in: the loaders fill it, LivePolicy puts it into force. Plain values;
-/// two texts are equal when they say the same, wherever it stands.
+/// A policy as written in a configuration, independent of its syntax. A loader fills it, LivePolicy puts it into force. Plain values; two
+/// texts are equal if they define the same policy; places are not compared.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +24,7 @@ using Acl::MatchPermit;
 using Ferule::AddressFamily;
 using Routing::RouteMap::MatchOption;
 
-/// The option of "match ipv6 address LIST", for which the library has a number and no name.
+/// The option of "match ipv6 address LIST". The library has its number, but no name for it.
 constexpr MatchOption kMatchIpv6AccessList{ 117 };
 
 using Community = uint32_t;   // the AS in its upper half
@@ -47,7 +47,7 @@ struct AccessListLine {
    }
 };
 
-/// A route has them all, or its communities match the expression.
+/// Matches a route that has all the communities, or whose communities match the expression.
 struct CommunityListLine {
    MatchPermit action = MatchPermit::permit;
    std::vector<Community> communities;   // of a standard list: ascending, each once
@@ -63,12 +63,12 @@ struct AsPathListLine {
    friend bool operator==( const AsPathListLine &, const AsPathListLine & ) = default;
 };
 
-/// A list of numbered lines, of which the lowest that matches decides.
+/// A list of numbered lines. The lowest line that matches decides.
 template <class Line>
 struct ListText {
    std::map<uint32_t, Line> lines;   // by sequence number
    std::string description;
-   Place place;   // of what was said of it first
+   Place place;   // of its first line or description
    friend bool operator==( const ListText &, const ListText & ) = default;
 };
 
@@ -83,7 +83,7 @@ struct TagSetText {
    friend bool operator==( const TagSetText &, const TagSetText & ) = default;
 };
 
-/// One match clause; its option says what of it counts.
+/// One match clause; its option decides which members are used.
 struct MatchClause {
    std::string name;                           // of a list or tag set, or of an interface
    std::optional<Ferule::IpGenAddr> address;   // of "match ip next-hop ADDRESS"
@@ -94,8 +94,8 @@ struct MatchClause {
 };
 
 struct SetCommunity {
-   std::vector<Community> communities;   // ascending, each once; none: all are taken off
-   bool additive = false;                // to what the route has
+   std::vector<Community> communities;   // ascending, each once; empty: removes all
+   bool additive = false;                // adds to the communities of the route
    friend bool operator==( const SetCommunity &, const SetCommunity & ) = default;
 };
 
@@ -144,28 +144,28 @@ struct RouteMapText {
    friend bool operator==( const RouteMapText &, const RouteMapText & ) = default;
 };
 
-/// Where another stanza of the configuration applies a list or a route map: "neighbor 192.0.2.1 route-map EDGE-IN in".
+/// A line of another stanza that applies a list or a route map: "neighbor 192.0.2.1 route-map EDGE-IN in".
 struct Application {
    enum class Kind : uint8_t {
       routeMap,
-      prefixList,   // of either family: the line does not tell
+      prefixList,   // of either family: the line does not say which
       accessList,   // likewise
       asPathList
    };
    Kind kind = Kind::routeMap;
    std::string name;
-   std::string line;   // printable, without the blanks around it; whole unless that is too long to be read
+   std::string line;   // printable, without the blanks around it; a very long line is cut
    Place place;        // of the name
 };
 
-/// A line that can be read, and most likely says what was not meant.
+/// A line that can be read but was probably not meant like this.
 struct Doubt {
    enum class Kind : uint8_t {
-      passedOver,   // it looks like a line of a policy, and is none
-      replaced,     // something that the same file says already has another content now
-      netmask       // a netmask where a wildcard stands
+      skipped,    // it looks like a line of a policy, but is none
+      replaced,   // it replaces an earlier line of the same file
+      netmask     // a netmask in place of a wildcard
    };
-   Kind kind = Kind::passedOver;
+   Kind kind = Kind::skipped;
    Place place;
    std::string text;   // one line, printable
 };
@@ -178,7 +178,7 @@ struct PolicyText {
    template <class Thing>
    using ByName = std::map<std::string, Thing>;
 
-   // The two families of a prefix list, and of an access list, are lists of their own: both may have one name.
+   // The two families have prefix lists and access lists of their own, which may have the same name.
    ByName<PrefixListText> ipv4PrefixLists;
    ByName<PrefixListText> ipv6PrefixLists;
    ByName<AccessListText> ipv4AccessLists;
@@ -188,14 +188,14 @@ struct PolicyText {
    ByName<AsPathListText> asPathLists;
    ByName<RouteMapText> routeMaps;
 
-   // How it was found; not compared.
-   std::vector<std::string> files;          // that were read, for places; a name for each text that came under it
-   uint64_t lines = 0;                      // in all
-   uint64_t passedOverStanzas = 0;          // of a router's configuration that is no route policy
-   std::vector<uint32_t> strayFiles;        // of `files`: those that say something, and nothing of a policy; ascending
-   std::vector<Application> applications;   // in the order of the text, as the doubts
+   // About the files; not compared.
+   std::vector<std::string> files;          // the files read, for places; one name for each text
+   uint64_t lines = 0;                      // total
+   uint64_t skippedStanzas = 0;             // unrelated stanzas of the configuration
+   std::vector<uint32_t> strayFiles;        // indices of files that have lines, but no line of a policy; ascending
+   std::vector<Application> applications;   // in the order of the text, like the doubts
    std::vector<Doubt> doubts;
-   // Every word of the lines that are passed over, but for the very long: what stands there may be applied in a way that is not known.
+   // The words of the skipped lines, except very long ones: an unknown stanza may apply a list in its own way.
    std::unordered_set<std::string> otherWords;
 
    friend bool operator==( const PolicyText & a, const PolicyText & b ) {

@@ -1,5 +1,5 @@
 /// @file agent/text/Printable.h
-/// Any bytes as they may stand in a message.
+/// Makes any bytes fit for a message.
 #pragma once
 
 #include <cstddef>
@@ -10,15 +10,15 @@
 
 namespace Agent {
 
-/// As printable ASCII: at most `maxLength` bytes of it, whatever is not printable as \xNN, and "..." for those that are left out.
+/// Printable ASCII: at most `maxLength` bytes of the text, unprintable bytes as \xNN, and "..." if bytes were left out.
 std::string printable( std::string_view text, size_t maxLength );
-/// No longer than a word can be read.
+/// The same, cut to the length of a readable word.
 std::string printable( std::string_view text );
-/// The same of a whole line, of which more can be read; a tab is a blank.
+/// The same for a line, which may be longer; a tab becomes a blank.
 std::string printableLine( std::string_view line );
-/// A name out of a policy, as messages show it: printable, and of bounded length.
+/// A name of a policy for messages: printable and of bounded length.
 std::string printableName( const std::string & name );
-/// The same as of a word, in quotation marks.
+/// A word in quotation marks.
 std::string inQuotes( std::string_view text );
 /// "a", "b" or "c", each in quotation marks.
 std::string alternatives( std::span<const std::string_view> words );

@@ -14,8 +14,8 @@ namespace Agent {
 
 namespace {
 
-// A clause that a sequence has once: a line sets it, and "no" takes it off, or only if it says what follows. What it was if it is another
-// now.
+// Edits a clause that a sequence has at most once. A line sets it; "no" removes it, or with an operand only if the operand is the same.
+// Returns the old clause if another one replaced it.
 template <class Clause, class Read>
 std::optional<Clause> edit( std::optional<Clause> & slot, LineCursor & line, bool no, Read read ) {
    std::optional<Clause> said;
@@ -29,10 +29,10 @@ std::optional<Clause> edit( std::optional<Clause> & slot, LineCursor & line, boo
    return std::nullopt;
 }
 
-// The only clause of a sequence: "match tag 5".
+// The text of the only clause of a sequence: "match tag 5".
 std::string onlyClause( const SequenceText & sequence ) {
    const std::string lines = writeSequence( {}, 1, sequence );
-   const size_t start = lines.find( '\n' ) + 2;   // behind the line of the sequence, and a blank
+   const size_t start = lines.find( '\n' ) + 2;   // behind the line of the sequence and a blank
    return lines.substr( start, lines.size() - 1 - start );
 }
 
@@ -48,7 +48,7 @@ bool isPrefix( std::string_view text ) {
    return text.find( '/' ) != text.npos && parseAddress( text.substr( 0, text.find( '/' ) ) );
 }
 
-// Of an access list, unless it is a mistyped word with the name of another list behind it.
+// The name of an access list. Errors: LineError if it looks like a mistyped "prefix-list" with a name behind it.
 std::string_view takenName( const Token & token, const LineCursor & line ) {
    constexpr std::string_view kWord = "prefix-list";
    if( !line.atEnd() && editDistance( lowerCase( token.text ), kWord, 2 ) <= 2 ) throwExpected( inQuotes( kWord ), token );
@@ -80,12 +80,13 @@ uint64_t takeProtocol( LineCursor & line ) {
    return uint64_t( *protocol );
 }
 
-// "invert" is no part of these names, and a verdict that is not inverted would be the contrary of what was meant.
+// These clauses cannot be inverted. To ignore "invert" would turn the verdict into its opposite.
 void refuseInvert( const LineCursor & line, std::string_view words ) {
    if( line.peek().text == "invert" )
-      throw LineError{ line.peek().column,
-                       fmt::format( "\"invert\" is for \"match ip|ipv6 address prefix-list\" and \"call\": \"match {}\" cannot be inverted",
-                                    words ) };
+      throw LineError{
+         line.peek().column,
+         fmt::format( "\"match {}\" cannot be inverted: \"invert\" is for \"match ip|ipv6 address prefix-list\" and \"call\" only", words )
+      };
 }
 
 MatchClause takeMatchOperand( LineCursor & line, const MatchForm & form ) {
@@ -217,7 +218,7 @@ bool RouteMapLines::isClause( LineCursor line ) {
    number_ = 0;
    bool is = false;
    try {
-      is = readClause( line ) && isOpen();   // what ends a sequence is no clause
+      is = readClause( line ) && isOpen();   // "exit" closes it and is no clause
    } catch( const LineError & ) {}
    close();
    return is;
@@ -271,7 +272,7 @@ ContinueClause RouteMapLines::takeTarget( LineCursor & line ) const {
    const Token token = line.peek();
    const uint32_t target = takeSequenceNumber( line );
    if( target <= number_ )
-      throw LineError{ token.column, fmt::format( "expected a sequence behind this one, {}, found {}", number_, inQuotes( token.text ) ) };
+      throw LineError{ token.column, fmt::format( "expected a sequence number above {}, found {}", number_, inQuotes( token.text ) ) };
    return { target, line.place( token ) };
 }
 
@@ -283,7 +284,7 @@ void RouteMapLines::editContinue( LineCursor & line, bool no, Read read ) {
 }
 
 void RouteMapLines::readContinue( LineCursor & line, bool no ) {
-   // "no continue" takes off whichever there is; "continue" goes to the next.
+   // "no continue" removes the clause, whatever its target; "continue" goes to the next sequence.
    editContinue( line, no, [ this ]( LineCursor & l ) {
       if( l.atEnd() ) return ContinueClause{ 0, l.place() };
       return takeTarget( l );

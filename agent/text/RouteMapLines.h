@@ -1,5 +1,5 @@
 /// @file agent/text/RouteMapLines.h
-/// Reads the lines that route maps are made of.
+/// Reads the lines of route maps.
 #pragma once
 
 #include <cstdint>
@@ -15,23 +15,23 @@
 
 namespace Agent {
 
-/// A line "route-map NAME permit|deny N" opens a sequence, to which the clauses behind it belong. When that line is wrong the clauses
-/// are read all the same, for what is wrong with them, and go nowhere.
+/// A line "route-map NAME permit|deny N" opens a sequence; the clauses behind it belong to the sequence. If that line is wrong, its clauses
+/// are still read, to report their errors, and then dropped.
 class RouteMapLines {
  public:
-   /// Both outlive this; nothing else changes the maps.
+   /// Both outlive this. Nothing else changes the maps meanwhile.
    RouteMapLines( std::map<std::string, RouteMapText> & maps, Doubts & doubts ) : maps_( maps ), doubts_( doubts ) {}
    RouteMapLines( const RouteMapLines & ) = delete;
    RouteMapLines & operator=( const RouteMapLines & ) = delete;
 
-   /// Reads the line, which stands behind a "no" or does not, if it begins with "route-map". Errors: LineError.
+   /// Reads the line if it begins with "route-map"; false if not. `no`: "no" stands before it. Errors: LineError.
    bool read( LineCursor & line, bool no );
 
    bool isOpen() const noexcept { return sequence_ != nullptr; }
    void close() noexcept { sequence_ = nullptr; }
-   /// Whether the line would be a clause if a sequence were open; none is.
+   /// Whether the line would be a clause if a sequence were open. To be called while none is open.
    bool isClause( LineCursor line );
-   /// Reads the line into the open sequence, or closes it by "exit" and the like; false when the line begins otherwise.
+   /// Reads a clause into the open sequence, or closes the sequence by "exit" and the like; false if the line begins otherwise.
    /// Errors: LineError.
    bool readClause( LineCursor & line );
 
@@ -50,17 +50,17 @@ class RouteMapLines {
    void editSet( const SetForm<Value> & form, LineCursor & line, bool no );
    template <class Read>
    void editContinue( LineCursor & line, bool no, Read read );
-   /// Notes it if the open sequence said something else before in this file. `put` puts a clause into a sequence of its own, of which
-   /// there is no more than that.
+   /// Records a doubt if the open sequence had another clause from an earlier line of this file. `put` puts a clause into an otherwise
+   /// empty sequence.
    template <class Clause, class Put>
    void noteReplaced( const Clause & was, const Place & before, const Clause & is, const Place & now, Put put );
 
    std::map<std::string, RouteMapText> & maps_;
    Doubts & doubts_;
-   SequenceText * sequence_ = nullptr;   // that is open
+   SequenceText * sequence_ = nullptr;   // the open one
    std::string_view name_;               // of its route map
    uint32_t number_ = 0;                 // its own
-   SequenceText lost_;                   // what belongs to a wrong "route-map" line
+   SequenceText lost_;                   // takes the clauses of a wrong "route-map" line
 };
 
 }   // namespace Agent

@@ -13,7 +13,8 @@ namespace SetOperands {
 uint64_t takeMetric( LineCursor & line ) {
    const Token & token = line.peek();
    if( token.text.starts_with( '+' ) || token.text.starts_with( '-' ) )
-      throw LineError{ token.column, fmt::format( "expected a metric, found {}, which is relative to another", inQuotes( token.text ) ) };
+      throw LineError{ token.column,
+                       fmt::format( "expected a metric, found {}: relative metrics are not supported", inQuotes( token.text ) ) };
    return takeNumber( line, "a metric", 0, Zeugma::MaybeU63::kAbsent - 1 );
 }
 

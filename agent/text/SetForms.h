@@ -1,5 +1,5 @@
 /// @file agent/text/SetForms.h
-/// The set clauses of a route map: one row says how a clause is written, and where its value stands. Reading and writing go by this table.
+/// The set clauses of a route map. One row of a table gives the form of a clause and its member of SetClauses; reading and writing use it.
 #pragma once
 
 #include <optional>
@@ -37,7 +37,7 @@ std::string numberText( const Number & number ) {
 
 }   // namespace SetOperands
 
-/// In the order in which they are written.
+/// In the order of writing.
 inline constexpr std::tuple kSetForms{
    SetForm<uint64_t>{ "metric", &SetClauses::metric, &SetClauses::Places::metric, SetOperands::takeMetric, SetOperands::numberText },
    SetForm<uint8_t>{ "distance", &SetClauses::distance, &SetClauses::Places::distance, SetOperands::takeDistance, SetOperands::numberText },
@@ -48,7 +48,7 @@ inline constexpr std::tuple kSetForms{
                           SetOperands::setCommunityText },
 };
 
-/// Calls `visit( form )` for each of them, until it gives true. Whether it did.
+/// Calls `visit( form )` for each form until it returns true. Returns whether it did.
 template <class Visit>
 bool anySetForm( Visit && visit ) {
    return std::apply( [ & ]( const auto &... form ) { return ( visit( form ) || ... ); }, kSetForms );

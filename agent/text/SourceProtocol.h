@@ -1,6 +1,6 @@
 /// @file agent/text/SourceProtocol.h
-/// The protocols that "match source-protocol" can name, and that tables and the command line name routes' sources by. This agent's
-/// own numbering of the library's nine.
+/// The source protocols of routes, as "match source-protocol", tables and the command line name them. The agent numbers the nine protocols
+/// of the library itself.
 #pragma once
 
 #include <cstdint>

@@ -10,15 +10,15 @@ namespace Agent {
 
 namespace {
 
-// A bit for each byte that is in it; some share one.
+// A bit for each byte of the word; several bytes share a bit.
 uint64_t bytesIn( std::string_view word ) noexcept {
    uint64_t bytes = 0;
    for( const char c : word ) bytes |= uint64_t( 1 ) << ( c & 63 );
    return bytes;
 }
 
-// A bound that costs little, as most words come near no other: a mistake brings one length more or less, and one byte that the other
-// word has not.
+// A cheap lower bound, as most words are similar to no other: a mistake changes the length by one at most, and adds one byte at most that
+// the other word lacks.
 size_t leastDistance( std::string_view a, std::string_view b ) noexcept {
    const size_t longer = std::max( a.size(), b.size() ) - std::min( a.size(), b.size() );
    const uint64_t inA = bytesIn( a ), inB = bytesIn( b );

@@ -1,5 +1,5 @@
 /// @file agent/text/Spelling.h
-/// How near one word comes to another: what a mistyped one was most likely meant to be.
+/// The similarity of words, to guess what a mistyped word was meant to be.
 #pragma once
 
 #include <cstddef>
@@ -8,10 +8,10 @@
 
 namespace Agent {
 
-/// How many bytes must be put in, taken out or replaced to make one of the other. Stops counting above `limit`.
+/// The number of bytes to insert, remove or replace to turn one word into the other. `limit` + 1 if it is above `limit`.
 size_t editDistance( std::string_view a, std::string_view b, size_t limit );
 
-/// ASCII letters only; all else stays.
+/// Changes ASCII letters only.
 std::string lowerCase( std::string_view text );
 
 }   // namespace Agent

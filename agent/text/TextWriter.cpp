@@ -18,7 +18,7 @@ namespace {
 
 constexpr size_t kTagsPerLine = 16;
 
-/// The lines so far.
+/// Collects the lines.
 class Lines {
  public:
    template <class... Args>
@@ -144,7 +144,7 @@ void Lines::routeMap( const std::string & name, const RouteMapText & map ) {
    for( const auto & [ number, sequence ] : map.sequences ) this->sequence( name, number, sequence );
 }
 
-// The lines that one of the writers above gives.
+// The lines that `write` produces.
 template <class Write>
 std::string linesOf( Write write ) {
    Lines lines;

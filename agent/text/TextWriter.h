@@ -1,6 +1,6 @@
 /// @file agent/text/TextWriter.h
-/// Writes a policy in the lines that LineLoader reads: one form per thing, always with its number, families and names in order. Loading
-/// what it writes gives an equal text. Only what lines can say is written: names are words, numbers within their ranges.
+/// Writes a policy in the lines that LineLoader reads, in one canonical form: always numbered, ordered by kind and name. Loading the result
+/// gives an equal text. Names must be words, and numbers within the ranges that lines allow.
 #pragma once
 
 #include <cstdint>
@@ -10,17 +10,17 @@
 
 namespace Agent {
 
-/// All of it: lists before the route maps that ask them.
+/// The whole policy: lists first, then route maps.
 std::string writeText( const PolicyText & text );
 
-// One list or map, or a sequence of a map: its lines, each with its end.
+// The lines of one list, route map or sequence, each with its line end.
 std::string writePrefixList( AddressFamily af, const std::string & name, const PrefixListText & list );
 std::string writeAccessList( AddressFamily af, const std::string & name, const AccessListText & list );
 std::string writeTagSet( const std::string & name, const TagSetText & set );
 std::string writeCommunityList( const std::string & name, const CommunityListText & list );
 std::string writeAsPathList( const std::string & name, const AsPathListText & list );
 std::string writeRouteMap( const std::string & name, const RouteMapText & map );
-/// Without an end: "match tag 64500". Empty for an option that no line can say.
+/// Without a line end: "match tag 64500". Empty for an option that has no form.
 std::string writeMatch( MatchOption option, const MatchClause & clause );
 std::string writeSequence( const std::string & name, uint32_t number, const SequenceText & sequence );
 

@@ -1,5 +1,5 @@
 /// @file agent/text/ThingKind.h
-/// The kinds of thing that have names in a policy: lists, tag sets and route maps. One table says what is known of each.
+/// The kinds of thing that have names in a policy: lists, tag sets and route maps. One table describes them.
 #pragma once
 
 #include <cstdint>
@@ -22,18 +22,18 @@ enum class ThingKind : uint8_t {
    routeMap
 };
 
-/// All of them, in their order.
+/// All kinds, in order.
 std::span<const ThingKind> thingKinds() noexcept;
-/// As its lines begin: "ip prefix-list".
+/// The first words of its lines: "ip prefix-list".
 std::string_view nameOf( ThingKind kind ) noexcept;
 /// Empty for a kind that has no family.
 std::optional<AddressFamily> addressFamilyOf( ThingKind kind ) noexcept;
 /// "IPv4" or "IPv6"; empty for a kind that has no family.
 std::string_view familyOf( ThingKind kind ) noexcept;
-/// The same kind of list in the other family.
+/// The same kind of list in the other family; none for a kind that has no family.
 std::optional<ThingKind> inOtherFamily( ThingKind kind ) noexcept;
 
-/// Calls `visit( kind, what the text has of it, by name )` for every kind.
+/// Calls `visit( kind, map of names to texts )` for every kind.
 template <class Visit>
 void forEachKind( const PolicyText & text, Visit && visit ) {
    visit( ThingKind::ipv4PrefixList, text.ipv4PrefixLists );

@@ -8,6 +8,7 @@
 
 #include "analysis/HeldBack.h"
 #include "tests/agent/CommandFixture.h"
+#include "tests/agent/Golden.h"
 
 namespace Agent {
 namespace {
@@ -26,170 +27,48 @@ Findings findingsIn( const std::string & policy ) {
    return findingsIn( textOf( policy ) );
 }
 
-struct Row {
-   const char * name;
-   std::string policy;
-   Findings findings;
-};
-void expectFindings( const std::vector<Row> & rows ) {
-   for( const auto & row : rows ) EXPECT_EQ( findingsIn( row.policy ), row.findings ) << row.name;
+// Each file is about one subject: policies, and their findings.
+TEST( Analysis, findingsOfPolicies ) {
+   for( const char * subject :
+        { "references", "confused-lists", "applications", "unused", "cycles", "no-effect", "never-permits", "unreachable", "shadowed" } )
+      expectGoldenCases( std::string( "findings/" ) + subject + ".txt",
+                         []( const std::string & policy ) { return linesOfAll( findingsIn( policy ) ); } );
 }
 
-TEST( Analysis, ofWhatIsReferredTo ) {
-   expectFindings( {
-      { "nothing", "", {} },
-      { "all there", "ip prefix-list P permit any\nroute-map A permit 10\n match ip address prefix-list P\n", {} },
-      { "undefined list",
-        "route-map A permit 10\n match ip address prefix-list P\n",
-        { "p:2:31: undefined: A 10 matches ip address prefix-list P: there is no ip prefix-list P" } },
-      { "undefined route map", "route-map A permit 10\n call B\n", { "p:2:7: undefined: A 10 calls B: there is no route-map B" } },
-      { "another kind of the name does not count; that it is not used is the same fault",
-        "tag-set P 1\nroute-map A permit 10\n match ip address prefix-list P\n",
-        { "p:3:31: undefined: A 10 matches ip address prefix-list P: there is no ip prefix-list P, but a tag-set" } },
-      { "several other kinds",
-        "tag-set P 1\nbgp as-path access-list P permit .\nipv6 access-list P permit any\nroute-map A permit 10\n call P\n",
-        { "p:5:7: undefined: A 10 calls P: there is no route-map P, but an ipv6 access-list, a tag-set and a bgp as-path access-list" } },
-      { "a prefix list of IPv6 as one of IPv4; that it is not used is the same fault",
-        "ipv6 prefix-list P permit any\nroute-map A permit 10\n match ip address prefix-list P\n",
-        { "p:3:31: wrong-family: A 10 matches ip address prefix-list P: there is no ip prefix-list P, but an IPv6 one" } },
-      { "a prefix list of IPv4 as one of IPv6",
-        "ip prefix-list P permit any\nroute-map A permit 10\n match ipv6 address prefix-list P\n",
-        { "p:3:33: wrong-family: A 10 matches ipv6 address prefix-list P: there is no ipv6 prefix-list P, but an IPv4 one" } },
-      { "an access list of IPv6 as one of IPv4",
-        "ipv6 access-list P permit any\nroute-map A permit 10\n match ip address P\n",
-        { "p:3:19: wrong-family: A 10 matches ip address P: there is no access-list P, but an IPv6 one" } },
-      { "an access list of IPv4 as one of IPv6, of next hops",
-        "access-list P permit any\nroute-map A permit 10\n match ipv6 next-hop P\n",
-        { "p:3:22: wrong-family: A 10 matches ipv6 next-hop P: there is no ipv6 access-list P, but an IPv4 one" } },
-      { "of both families, one of them not used",
-        "ip prefix-list P permit any\nipv6 prefix-list P permit any\nroute-map A permit 10\n match ip address prefix-list P\n",
-        { "p:2:1: unused: no route map uses ipv6 prefix-list P" } },
-   } );
-}
-
-TEST( Analysis, accessListsAndPrefixListsThatAreTakenForEachOther ) {
-   const struct {
-      const char * list;
-      const char * clause;
-      const char * text;
-   } rows[] = {
-      { "ip prefix-list", "ip address P", "there is no access-list P, but an ip prefix-list; write \"match ip address prefix-list P\"" },
-      { "ipv6 prefix-list", "ipv6 address P",
-        "there is no ipv6 access-list P, but an ipv6 prefix-list; write \"match ipv6 address prefix-list P\"" },
-      { "ip prefix-list", "ip next-hop P", "there is no access-list P, but an ip prefix-list; write \"match ip next-hop prefix-list P\"" },
-      { "ipv6 prefix-list", "ipv6 next-hop P",
-        "there is no ipv6 access-list P, but an ipv6 prefix-list; write \"match ipv6 next-hop prefix-list P\"" },
-      { "access-list", "ip address prefix-list P", "there is no ip prefix-list P, but an access-list; write \"match ip address P\"" },
-      { "ipv6 access-list", "ipv6 address prefix-list P",
-        "there is no ipv6 prefix-list P, but an ipv6 access-list; write \"match ipv6 address P\"" },
-      { "access-list", "ip next-hop prefix-list P", "there is no ip prefix-list P, but an access-list; write \"match ip next-hop P\"" },
-      { "ipv6 access-list", "ipv6 next-hop prefix-list P",
-        "there is no ipv6 prefix-list P, but an ipv6 access-list; write \"match ipv6 next-hop P\"" },
-      // No other form says the same.
-      { "access-list", "ip address prefix-list P invert", "there is no ip prefix-list P, but an access-list" },
-      { "ipv6 prefix-list", "ip address P", "there is no access-list P, but an ipv6 prefix-list" },
-   };
-   for( const auto & row : rows ) {
-      const std::string policy = std::string( row.list ) + " P permit any\nroute-map A permit 10\n match " + row.clause + "\n";
-      EXPECT_THAT( findingsIn( policy ),
-                   testing::ElementsAre( testing::EndsWith( "undefined: A 10 matches " + std::string( row.clause ) + ": " + row.text ) ) )
-         << row.list << ", " << row.clause;
-   }
-   expectFindings( {
-      { "of the other family besides",
-        "ipv6 access-list P permit any\nip prefix-list P permit any\nroute-map A permit 10\n match ip address P\n",
-        { "p:4:19: wrong-family: A 10 matches ip address P: there is no access-list P, but an ip prefix-list and an IPv6 one; "
-          "write \"match ip address prefix-list P\"" } },
-   } );
-}
-
-TEST( Analysis, ofWhatOtherStanzasApply ) {
-   using enum Application::Kind;
-   const auto applied = []( Application::Kind kind, const char * line ) { return Application{ kind, "X", line, { 0, 9, 4 } }; };
-   const struct {
-      const char * name;
-      const char * policy;
-      Application application;
-      Findings findings;
-   } rows[] = {
-      { "a route map", "route-map X permit 10\n", applied( routeMap, "neighbor 192.0.2.1 route-map X in" ), {} },
-      { "a route map that there is not",
-        "",
-        applied( routeMap, "neighbor 192.0.2.1 route-map X in" ),
-        { "p:9:4: undefined: \"neighbor 192.0.2.1 route-map X in\": there is no route-map X" } },
-      { "a prefix list", "ip prefix-list X permit any\n", applied( prefixList, "prefix-list X" ), {} },
-      { "of the other family", "ipv6 prefix-list X permit any\n", applied( prefixList, "prefix-list X" ), {} },
-      { "of both families", "ip prefix-list X permit any\nipv6 prefix-list X permit any\n", applied( prefixList, "prefix-list X" ), {} },
-      { "of none",
-        "access-list X permit any\n",
-        applied( prefixList, "prefix-list X" ),
-        { "p:9:4: undefined: \"prefix-list X\": there is no prefix-list X, but an access-list" } },
-      { "an access list", "access-list X permit any\n", applied( accessList, "access-class X" ), {} },
-      { "an access list of IPv6", "ipv6 access-list X permit any\n", applied( accessList, "access-class X" ), {} },
-      { "no access list",
-        "",
-        applied( accessList, "access-class X" ),
-        { "p:9:4: undefined: \"access-class X\": there is no access-list X" } },
-      { "an AS path list", "bgp as-path access-list X permit .\n", applied( asPathList, "filter-list X" ), {} },
-      { "no AS path list",
-        "",
-        applied( asPathList, "filter-list X" ),
-        { "p:9:4: undefined: \"filter-list X\": there is no bgp as-path access-list X" } },
-   };
-   for( const auto & row : rows ) {
-      auto text = textOf( row.policy );
-      text.applications = { row.application };
-      EXPECT_EQ( findingsIn( text ), row.findings ) << row.name;
-   }
+TEST( Analysis, aLongNameInAnApplicationIsCutShort ) {
    PolicyText text;
    text.files = { "p" };
-   text.applications = { { routeMap, std::string( 1'000'000, '\xff' ), "a line", { 0, 1, 1 } } };
+   text.applications = { { Application::Kind::routeMap, std::string( 1'000'000, '\xff' ), "a line", { 0, 1, 1 } } };
    const auto findings = findingsIn( text );
    ASSERT_EQ( findings.size(), 1u );
    EXPECT_LT( findings[ 0 ].size(), 2000u );
-   EXPECT_THAT( findings[ 0 ], testing::HasSubstr( "\"a line\": there is no route-map \\xff" ) );
+   EXPECT_THAT( findings[ 0 ], testing::HasSubstr( "\"a line\": route-map \\xff" ) );
 }
 
-TEST( Analysis, doubtsComeAsTheyAre ) {
+TEST( Analysis, doubtsAreFindingsWithTheirOwnTexts ) {
    auto text = textOf( "route-map A permit 10\n call B\n" );
    text.doubts = { { Doubt::Kind::netmask, { 0, 3, 1 }, "one" },
-                   { Doubt::Kind::passedOver, { 0, 1, 9 }, "two" },
+                   { Doubt::Kind::skipped, { 0, 1, 9 }, "two" },
                    { Doubt::Kind::replaced, { 0, 2, 8 }, "three" } };
-   EXPECT_EQ( findingsIn( text ),
-              ( Findings{ "p:1:9: passed-over: two", "p:2:7: undefined: A 10 calls B: there is no route-map B", "p:2:8: replaced: three",
-                          "p:3:1: netmask: one" } ) );
+   EXPECT_THAT( findingsIn( text ),
+                testing::ElementsAre( "p:1:9: skipped: two", testing::StartsWith( "p:2:7: undefined: " ), "p:2:8: replaced: three",
+                                      "p:3:1: netmask: one" ) );
 }
 
-TEST( Analysis, unusedListsAreFindingsAndRootsAreNot ) {
-   expectFindings( {
-      { "every kind of list",
-        "ip prefix-list P permit any\nipv6 prefix-list P permit any\naccess-list P permit any\nipv6 access-list P permit any\ntag-set P 1\n"
-        "bgp community-list standard P permit 1:1\nbgp as-path access-list P permit .\n",
-        { "p:1:1: unused: no route map uses ip prefix-list P", "p:2:1: unused: no route map uses ipv6 prefix-list P",
-          "p:3:1: unused: no route map uses access-list P", "p:4:1: unused: no route map uses ipv6 access-list P",
-          "p:5:1: unused: no route map uses tag-set P", "p:6:1: unused: no route map uses bgp community-list P",
-          "p:7:1: unused: no route map uses bgp as-path access-list P" } },
-      { "a route map that nobody calls", "route-map A permit 10\n", {} },
-   } );
+TEST( Analysis, aListWhoseNameStandsInAnotherStanzaMayBeUsed ) {
    auto other = textOf( "ip prefix-list P permit any\nip prefix-list Q permit any\ntag-set P 1\nroute-map A permit 10\n" );
    other.otherWords = { "neighbor", "P", "p" };
-   EXPECT_EQ( findingsIn( other ), Findings{ "p:2:1: unused: no route map uses ip prefix-list Q" } ) << "words of other stanzas";
+   EXPECT_THAT( findingsIn( other ), testing::ElementsAre( testing::StartsWith( "p:2:1: unused: " ) ) );
+}
+
+TEST( Analysis, aRouteMapWithoutCallersIsARoot ) {
    const auto text = textOf( "route-map A permit 10\n call B\nroute-map B permit 10\n" );
    const References references( text );
    EXPECT_TRUE( isRoot( references, "A" ) );
    EXPECT_FALSE( isRoot( references, "B" ) );
 }
 
-TEST( Analysis, cyclesAreToldOnceAndWithWhatTheyKeepOutOfForce ) {
-   expectFindings( {
-      { "two",
-        "route-map A permit 10\n call B\nroute-map B permit 20\n call A\nroute-map Z permit 1\n call B\n",
-        { "p:2:7: cycle: A 10 calls B, B 20 calls A; not in force: A, B, Z" } },
-      { "several sequences",
-        "route-map A permit 10\n call B\nroute-map A permit 15\n call B\nroute-map A permit 20\n call B\nroute-map B permit 20\n call A\n",
-        { "p:2:7: cycle: A 10, 15 and 20 call B, B 20 calls A; not in force: A, B" } },
-      { "itself", "route-map A permit 10\n call A\n", { "p:2:7: cycle: A 10 calls A; not in force: A" } },
-   } );
+TEST( Analysis, aLongCycleIsCutShort ) {
    std::string long_;
    for( int i = 100; i < 150; ++i )
       long_ += "route-map R" + std::to_string( i ) + " permit 1\n call R" + std::to_string( i < 149 ? i + 1 : 100 ) + "\n";
@@ -216,32 +95,24 @@ std::string doublingOf( size_t layers ) {
    return policy + "route-map D" + std::to_string( layers ) + " permit 5\n";
 }
 
-TEST( Analysis, callsThatAreHeldBackAreToldOfWhereThatBegins ) {
-   const std::string tooDeep = " is not in force, nor is who calls it: its calls go deeper than 1000";
-   const std::string tooMany = " is not in force, nor is who calls it: an evaluation may come to more than 100000 calls";
-   expectFindings( {
-      { "as deep as they may", chainOf( 1000 ), {} },
-      { "one deeper", chainOf( 1001 ), { "p:2:7: too-deep: R0" + tooDeep } },
-      { "much deeper", chainOf( 2000 ), { "p:2000:7: too-deep: R999" + tooDeep } },
-      { "their callers are not told of",
-        chainOf( 1001 ) + "route-map A permit 5\n call R0\nroute-map B permit 5\n call A\nroute-map B permit 6\n call R1\n",
-        { "p:2:7: too-deep: R0" + tooDeep } },
-      { "two, each at its first call of what there is",
+TEST( Analysis, tooManyCallsAreReportedAtTheLowestRouteMap ) {
+   const std::pair<const char *, std::string> rows[] = {
+      { "as deep as allowed", chainOf( 1000 ) },
+      { "one deeper", chainOf( 1001 ) },
+      { "much deeper", chainOf( 2000 ) },
+      { "callers are not reported",
+        chainOf( 1001 ) + "route-map A permit 5\n call R0\nroute-map B permit 5\n call A\nroute-map B permit 6\n call R1\n" },
+      { "two, each at its first call of a defined route map",
         chainOf( 1000 ) +
            "route-map A permit 5\n call R500\nroute-map A permit 6\n call R0\nroute-map B permit 4\n match tag 1\n call NOPE\n"
-           "route-map B permit 5\n call R0\n",
-        { "p:2003:7: too-deep: A" + tooDeep, "p:2008:7: undefined: B 4 calls NOPE: there is no route-map NOPE",
-          "p:2010:7: too-deep: B" + tooDeep } },
-      { "a ring is told of as one",
-        chainOf( 1000 ) + "route-map A permit 5\n call R0\nroute-map A permit 6\n call A\n",
-        { "p:2005:7: cycle: A 6 calls A; not in force: A" } },
-      { "a ring above",
-        chainOf( 1001 ) + "route-map A permit 5\n call R0\nroute-map A permit 6\n call A\n",
-        { "p:2:7: too-deep: R0" + tooDeep, "p:2007:7: cycle: A 6 calls A; not in force: A" } },
-      { "as many as they may be", doublingOf( 15 ), {} },   // 2^16 - 2
-      { "twice as many", doublingOf( 16 ), { "p:2:7: too-many-calls: D0" + tooMany } },
-      { "very many", doublingOf( 500 ), { "p:1938:7: too-many-calls: D484" + tooMany } },
-   } );
+           "route-map B permit 5\n call R0\n" },
+      { "a cycle is reported as a cycle only", chainOf( 1000 ) + "route-map A permit 5\n call R0\nroute-map A permit 6\n call A\n" },
+      { "a cycle above", chainOf( 1001 ) + "route-map A permit 5\n call R0\nroute-map A permit 6\n call A\n" },
+      { "as many as allowed", doublingOf( 15 ) },   // 2^16 - 2
+      { "twice as many", doublingOf( 16 ) },
+      { "very many", doublingOf( 500 ) },
+   };
+   for( const auto & [ name, policy ] : rows ) expectGolden( "held-back.txt", name, linesOfAll( findingsIn( policy ) ) );
 }
 
 RC_GTEST_PROP( Analysis, withTheirCallersAreAllThatIsHeldBackButForRings, () ) {
@@ -266,128 +137,21 @@ RC_GTEST_PROP( Analysis, withTheirCallersAreAllThatIsHeldBackButForRings, () ) {
          RC_ASSERT( at->second == ( f.kind == Finding::Kind::tooDeep ? HeldBackBy::depth : HeldBackBy::number ) );
          next.push_back( at->first );
       }
-   std::set<std::string> told;
+   std::set<std::string> reported;
    while( !next.empty() ) {
       const auto name = next.back();
       next.pop_back();
-      if( !told.emplace( name ).second ) continue;
+      if( !reported.emplace( name ).second ) continue;
       for( const auto * r : references.to( { ThingKind::routeMap, name } ) ) next.push_back( r->routeMap );
    }
-   for( const auto & name : told ) RC_ASSERT( held.contains( name ) );
-   for( const auto & [ name, by ] : held ) RC_ASSERT( by == HeldBackBy::cycle || told.contains( name ) );
+   for( const auto & name : reported ) RC_ASSERT( held.contains( name ) );
+   for( const auto & [ name, by ] : held ) RC_ASSERT( by == HeldBackBy::cycle || reported.contains( name ) );
 }
 
-TEST( Analysis, clausesThatADenyMakesNothingOf ) {
-   expectFindings( {
-      { "of a permit", "route-map A permit 10\n match tag 1\n set metric 5\n continue 20\nroute-map A permit 20\n", {} },
-      { "continue",
-        "route-map A deny 10\n match tag 1\n continue 20\nroute-map A permit 20\n",
-        { "p:3:11: no-effect: A 10 denies, and so never continues to 20" } },
-      { "a bare continue", "route-map A deny 10\n continue\n", { "p:2:2: no-effect: A 10 denies, and so never continues" } },
-      { "on-match",
-        "route-map A deny 10\n match tag 1\n on-match goto 20\nroute-map A permit 20\n",
-        { "p:3:16: no-effect: A 10 denies, and so never continues to 20" } },
-      { "its target is not missed",
-        "route-map A deny 10\n continue 20\n",
-        { "p:2:11: no-effect: A 10 denies, and so never continues to 20" } },
-      { "set, once",
-        "route-map A deny 10\n match tag 1\n set metric 5\n set community none\n",
-        { "p:1:1: no-effect: A 10 denies, and so sets nothing" } },
-   } );
-}
-
-TEST( Analysis, whatNeverPermitsAndIsAskedTo ) {
-   expectFindings( {
-      { "a prefix list",
-        "ip prefix-list P deny any\nroute-map A permit 10\n match ip address prefix-list P\n",
-        { "p:1:1: never-permits: ip prefix-list P permits nothing: A 10 never matches" } },
-      { "each of its users once",
-        "ipv6 prefix-list P deny any\nroute-map A permit 10\n match ipv6 address prefix-list P\n match ipv6 next-hop prefix-list P\n"
-        "route-map A deny 20\n match ipv6 address prefix-list P\n",
-        { "p:1:1: never-permits: ipv6 prefix-list P permits nothing: A 10 and A 20 never match" } },
-      { "an access list",
-        "access-list L deny any\nroute-map A permit 10\n match ip next-hop L\n",
-        { "p:1:1: never-permits: access-list L permits nothing: A 10 never matches" } },
-      { "a community list",
-        "bgp community-list standard C deny 1:1\nroute-map A permit 10\n match community C\n",
-        { "p:1:1: never-permits: bgp community-list C permits nothing: A 10 never matches" } },
-      { "an AS path list",
-        "bgp as-path access-list S deny .\nroute-map A permit 10\n match as-path S\n",
-        { "p:1:1: never-permits: bgp as-path access-list S permits nothing: A 10 never matches" } },
-      { "a route map",
-        "route-map B deny 10\n match tag 1\nroute-map A permit 10\n call B\n",
-        { "p:1:1: never-permits: route-map B permits nothing: A 10 never matches" } },
-      { "a line that permits",
-        "ip prefix-list P deny any\nip prefix-list P permit any\nroute-map A permit 10\n match tag 1\n",
-        { "p:1:1: unused: no route map uses ip prefix-list P",
-          "p:2:1: shadowed: ip prefix-list P seq 10 never decides: seq 5 takes all that it speaks of" } },
-      { "no line that permits and decides",
-        "ip prefix-list P deny 10.0.0.0/8 le 32\nip prefix-list P permit 10.1.0.0/16\nip prefix-list P permit 10.2.0.0/16\n"
-        "route-map A permit 10\n match ip address prefix-list P\n",
-        { "p:1:1: never-permits: ip prefix-list P permits nothing: A 10 never matches",
-          "p:2:1: shadowed: ip prefix-list P seq 10 never decides: seq 5 takes all that it speaks of",
-          "p:3:1: shadowed: ip prefix-list P seq 15 never decides: seq 5 takes all that it speaks of" } },
-      { "shadowed by one that permits",
-        "ip prefix-list P permit 10.0.0.0/8 le 32\nip prefix-list P permit 10.1.0.0/16\nroute-map A permit 10\n"
-        " match ip address prefix-list P\n",
-        { "p:2:1: shadowed: ip prefix-list P seq 10 never decides: seq 5 takes all that it speaks of" } },
-      { "inverted",
-        "ip prefix-list P deny any\nroute-map B deny 10\n match tag 1\nroute-map A permit 10\n match ip address prefix-list P invert\n"
-        " call B invert\n",
-        {} },
-      { "what no clause asks", "route-map A deny 10\n", {} },
-   } );
+TEST( Analysis, manySequencesThatNeverMatchAreCutShort ) {
    std::string policy = "ip prefix-list P deny any\n";
    for( int i = 1; i <= 50; ++i ) policy += "route-map A permit " + std::to_string( i ) + "\n match ip address prefix-list P\n";
    EXPECT_THAT( findingsIn( policy ), testing::ElementsAre( testing::EndsWith( "A 19, A 20 and 30 more never match" ) ) );
-}
-
-TEST( Analysis, sequencesThatNoRouteComesTo ) {
-   const std::string list = "tag-set T 1\n";
-   expectFindings( {
-      { "behind a permit without match",
-        "route-map A permit 10\nroute-map A permit 20\n",
-        { "p:2:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map" } },
-      { "behind a deny without match, and each one behind it",
-        "route-map A deny 10\nroute-map A permit 20\n match tag 1\nroute-map A permit 30\n",
-        { "p:2:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map",
-          "p:4:1: unreachable: A 30: no route comes to it, as 10 takes them all and ends the route map" } },
-      { "a match may fail", "route-map A permit 10\n match tag 1\nroute-map A permit 20\n", {} },
-      { "a call of what there is not is as good as none",
-        "route-map A permit 10\n call B invert\nroute-map A permit 20\n",
-        { "p:2:7: undefined: A 10 calls B invert: there is no route-map B",
-          "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map" } },
-      { "a call may deny", "route-map B permit 10\n match tag 1\nroute-map A permit 10\n call B\nroute-map A permit 20\n", {} },
-      { "set does not matter",
-        "route-map A permit 10\n set metric 5\nroute-map A permit 20\n",
-        { "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map" } },
-      { "continue goes to the next", "route-map A permit 10\n continue\nroute-map A permit 20\n", {} },
-      { "continue jumps",
-        "route-map A permit 10\n continue 30\nroute-map A permit 20\nroute-map A permit 30\n",
-        { "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and continues to 30" } },
-      { "an earlier continue jumps over the end",
-        "route-map A permit 10\n match tag 1\n continue 30\nroute-map A permit 20\nroute-map A permit 30\n",
-        {} },
-      { "but not if its sequence is never reached",
-        "route-map A permit 5\nroute-map A permit 10\n match tag 1\n continue 30\nroute-map A permit 20\nroute-map A permit 30\n",
-        { "p:2:1: unreachable: A 10: no route comes to it, as 5 takes them all and ends the route map",
-          "p:5:1: unreachable: A 20: no route comes to it, as 5 takes them all and ends the route map",
-          "p:6:1: unreachable: A 30: no route comes to it, as 5 takes them all and ends the route map" } },
-      { "a deny ends whatever it continues to",
-        "route-map A deny 10\n continue 20\nroute-map A permit 20\n",
-        { "p:2:11: no-effect: A 10 denies, and so never continues to 20",
-          "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map" } },
-      { "continue to what there is not ends",
-        "route-map A permit 10\n continue 25\nroute-map A permit 20\nroute-map A permit 30\n",
-        { "p:2:11: missing-target: A 10 continues to 25, which there is not: the route map ends there",
-          "p:3:1: unreachable: A 20: no route comes to it, as 10 takes them all and ends the route map",
-          "p:4:1: unreachable: A 30: no route comes to it, as 10 takes them all and ends the route map" } },
-      { "a bare continue in the last sequence", "route-map A permit 10\n continue\n", {} },
-      { "a contradiction never continues",
-        list + "route-map A permit 10\n match tag 2\n match tag-set T\n continue 30\nroute-map A permit 20\nroute-map A permit 30\n",
-        { "p:4:16: contradiction: A 10 matches tag 2 and tag-set T: the tag is not in the set",
-          "p:7:1: unreachable: A 30: no route comes to it, as 20 takes them all and ends the route map" } },
-   } );
 }
 
 TEST( Analysis, clausesThatCannotHoldTogether ) {
@@ -396,40 +160,7 @@ TEST( Analysis, clausesThatCannotHoldTogether ) {
                              " match ip next-hop L\nroute-map U deny 2\n match ipv6 address prefix-list P\n match ipv6 next-hop L\n"
                              "route-map U deny 3\n match tag-set T\nroute-map U deny 4\n match ip address L\n"
                              "route-map U deny 5\n match ipv6 address L\nroute-map X permit 10\n";
-   const auto contradiction = []( const char * place, const std::string & text ) {
-      return Findings{ std::string( "p:" ) + place + ": contradiction: X 10 matches " + text };
-   };
-   expectFindings( {
-      { "prefix lists of both families", lists + " match ip address prefix-list P\n match ipv6 address prefix-list P\n",
-        contradiction( "20:33", "ip address prefix-list P and ipv6 address prefix-list P: no route is of both families" ) },
-      { "an access list and a prefix list", lists + " match ip address L\n match ipv6 address prefix-list P\n",
-        contradiction( "20:33", "ip address L and ipv6 address prefix-list P: no route is of both families" ) },
-      { "access lists", lists + " match ip address L\n match ipv6 address L\n",
-        contradiction( "20:21", "ip address L and ipv6 address L: no route is of both families" ) },
-      { "next hops", lists + " match ip next-hop 192.0.2.1\n match ipv6 next-hop L\n",
-        contradiction( "20:22", "ip next-hop 192.0.2.1 and ipv6 next-hop L: no next hop is of both families" ) },
-      { "lists of next hops", lists + " match ip next-hop prefix-list P\n match ipv6 next-hop prefix-list P\n",
-        contradiction( "20:34", "ip next-hop prefix-list P and ipv6 next-hop prefix-list P: no next hop is of both families" ) },
-      { "a tag that is not in the set", lists + " match tag 3\n match tag-set T\n",
-        contradiction( "20:16", "tag 3 and tag-set T: the tag is not in the set" ) },
-      { "a tag that is", lists + " match tag 2\n match tag-set T\n", {} },
-      { "an inverted list holds for the other family",
-        lists + " match ip address prefix-list P invert\n match ipv6 address prefix-list P\n",
-        {} },
-      { "an IPv4 route over an IPv6 next hop", lists + " match ip address prefix-list P\n match ipv6 next-hop L\n", {} },
-      { "two of one family", lists + " match ip address prefix-list P\n match ip address L\n", {} },
-   } );
-}
-
-TEST( Analysis, shadowedLinesOfBothFamilies ) {
-   expectFindings( {
-      { "lines",
-        "ip prefix-list P permit any\nip prefix-list P deny 10.0.0.0/8\nipv6 prefix-list P seq 7 permit 2001:db8::/32\n"
-        "ipv6 prefix-list P seq 9 permit 2001:db8::/32 le 32\nroute-map A permit 10\n match ip address prefix-list P\n"
-        "route-map A permit 20\n match ipv6 address prefix-list P\n",
-        { "p:2:1: shadowed: ip prefix-list P seq 10 never decides: seq 5 takes all that it speaks of",
-          "p:4:1: shadowed: ipv6 prefix-list P seq 9 never decides: seq 7 takes all that it speaks of" } },
-   } );
+   expectGoldenCases( "contradictions.txt", [ & ]( const std::string & clauses ) { return linesOfAll( findingsIn( lists + clauses ) ); } );
 }
 
 TEST( Analysis, findingsOfSeveralFilesComeInTheOrderOfTheFiles ) {

@@ -91,7 +91,7 @@ TEST( BgpdumpLineTest, communitiesAreAscendingAndEachOnce ) {
       { "greatest", "65535:65535", { 0xffffffff } },
       { "well-known names", "no-peer local-AS no-advertise no-export", { 0xffffff01, 0xffffff02, 0xffffff03, 0xffffff04 } },
       { "a name and its number", "no-export 65535:65281", { 0xffffff01 } },
-      { "large ones are passed over", "1:1 64500:1:2 1:2", { 0x10001, 0x10002 } },
+      { "large communities are skipped", "1:1 64500:1:2 1:2", { 0x10001, 0x10002 } },
       { "and whatever else", "1:1 65536:1 1:65536 : 1: :1 -1:1 internet what", { 0x10001 } },
       { "blanks too many", "  1:1  1:2 ", { 0x10001, 0x10002 } },
    };
@@ -133,7 +133,7 @@ TEST( BgpdumpLineTest, emptyNextHopAndMedAreNone ) {
    EXPECT_FALSE( route.metric.present() );
 }
 
-TEST( BgpdumpLineTest, withdrawalsAndSessionChangesArePassedOver ) {
+TEST( BgpdumpLineTest, withdrawalsAndSessionChangesAreSkipped ) {
    for( const std::string_view line : {
            "BGP4MP|1700000000|W|192.0.2.9|64496|198.51.100.0/24",
            "BGP4MP|1700000000|W|192.0.2.9|64496|198.51.100.0/24|",
@@ -143,7 +143,7 @@ TEST( BgpdumpLineTest, withdrawalsAndSessionChangesArePassedOver ) {
         } ) {
       TableRoute route;
       const auto result = parseBgpdumpLine( line, route );
-      EXPECT_EQ( result.kind, Kind::passedOver ) << line << ": " << result.reason;
+      EXPECT_EQ( result.kind, Kind::skipped ) << line << ": " << result.reason;
    }
 }
 
@@ -174,14 +174,14 @@ TEST( BgpdumpLineTest, brokenFieldsTellTheReason ) {
       { "no kind", with( "|B|", "||" ), "kind \"\": neither a table entry nor an announcement" },
       { "prefix", with( "198.51.100.0/24", "198.51.100/24" ), "address \"198.51.100\": not an address" },
       { "host bits", with( "198.51.100.0/24", "198.51.100.1/24" ),
-        "198.51.100.1/24: bits are set behind the prefix length; 198.51.100.0/24 would be a prefix" },
+        "198.51.100.1/24: bits are set behind the prefix length; did you mean 198.51.100.0/24?" },
       { "next hop", with( "IGP|192.0.2.9", "IGP|192.0.2" ), "next hop: address \"192.0.2\": not an address" },
       { "MED", with( "|70|", "|seventy|" ), "MED \"seventy\": not a number of 32 bits" },
       { "great MED", with( "|70|", "|4294967296|" ), "MED \"4294967296\": not a number of 32 bits" },
       { "local preference", with( "|100|", "|1e2|" ), "local preference \"1e2\": not a number of 32 bits" },
       { "great local preference", with( "|100|", "|4294967296|" ), "local preference \"4294967296\": not a number of 32 bits" },
       { "withdrawn prefix", "BGP4MP|1|W|192.0.2.9|64496|198.51.100.0/2",
-        "198.51.100.0/2: bits are set behind the prefix length; 192.0.0.0/2 would be a prefix" },
+        "198.51.100.0/2: bits are set behind the prefix length; did you mean 192.0.0.0/2?" },
       { "two lines in one", std::string( kLine.substr( 0, 60 ) ) + std::string( kLine ), "next hop: address \"B\": not an address" },
    };
    for( const auto & row : rows ) {

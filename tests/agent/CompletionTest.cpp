@@ -26,7 +26,7 @@ std::string outputOfBash( const std::string & script ) {
 class Completion : public testing::Test {
  protected:
    void SetUp() override {
-      ASSERT_EQ( std::system( "command -v bash > /dev/null 2>&1" ), 0 ) << "there is no bash, which the project's scripts need too";
+      ASSERT_EQ( std::system( "command -v bash > /dev/null 2>&1" ), 0 ) << "bash is missing; the project's scripts need it too";
       ASSERT_EQ( access( ROUTEPOLICY_PROGRAM, X_OK ), 0 ) << "the program is not built: " << ROUTEPOLICY_PROGRAM;
    }
 

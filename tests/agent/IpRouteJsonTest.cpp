@@ -7,13 +7,13 @@ namespace {
 
 struct Document final : FormHandler {
    std::vector<TableRoute> routes;
-   uint64_t passedOver = 0;
+   uint64_t skipped = 0;
    Strings broken;   // "3: reason"
    std::string fault;
    std::string rest;   // what the reader left
 
    void handleRoute( const TableRoute & route ) override { routes.push_back( route ); }
-   void handlePassedOver() override { ++passedOver; }
+   void handleSkipped() override { ++skipped; }
    void handleBroken( uint64_t entry, std::string_view reason ) override {
       broken.push_back( std::to_string( entry ) + ": " + std::string( reason ) );
    }
@@ -191,11 +191,11 @@ TEST( IpRouteJsonTest, discardingRoutesHaveNoNextHop ) {
    EXPECT_EQ( document.texts(), ( Strings{ "10.0.0.0/8 - -", "2001:db8::/32 - 1024", "10.1.0.0/16 - -", "10.2.0.0/16 192.0.2.1 -" } ) );
 }
 
-TEST( IpRouteJsonTest, theHostsOwnAddressesArePassedOver ) {
+TEST( IpRouteJsonTest, theHostsOwnAddressesAreSkipped ) {
    const auto document =
       documentOf( R"([{"type":"local","dst":"192.0.2.7"},{"type":"broadcast","dst":"192.0.2.255"},{"type":"anycast","dst":"2001:db8::"},)"
                   R"({"type":"multicast","dst":"ff00::/8"},{"type":"throw","dst":"10.0.0.0/8"},{},{"dst":"10.0.0.0/8"}])" );
-   EXPECT_EQ( document.passedOver, 6u );
+   EXPECT_EQ( document.skipped, 6u );
    EXPECT_EQ( document.broken, Strings() );
    EXPECT_EQ( document.texts(), Strings{ "10.0.0.0/8 - -" } );
 }
@@ -216,33 +216,34 @@ TEST( IpRouteJsonTest, brokenEntriesAreReportedByIndexAndTheOthersAreRead ) {
    };
    const Row rows[] = {
       { "no dst", R"({"gateway":"192.0.2.1"})", "no \"dst\"" },
-      { "dst of another kind", R"({"dst":10})", "\"dst\" is not a text" },
-      { "dst null", R"({"dst":null})", "\"dst\" is not a text" },
-      { "dst array", R"({"dst":["10.0.0.0/8"]})", "\"dst\" is not a text" },
-      { "dst object", R"({"dst":{"dst":"10.0.0.0/8"}})", "\"dst\" is not a text" },
+      { "dst of another kind", R"({"dst":10})", "\"dst\" is not a string" },
+      { "dst null", R"({"dst":null})", "\"dst\" is not a string" },
+      { "dst array", R"({"dst":["10.0.0.0/8"]})", "\"dst\" is not a string" },
+      { "dst object", R"({"dst":{"dst":"10.0.0.0/8"}})", "\"dst\" is not a string" },
       { "dst no prefix", R"({"dst":"10.0.0/8"})", "\"dst\": address \"10.0.0\": not an address" },
       { "dst with host bits", R"({"dst":"10.0.0.1/8"})",
-        "\"dst\": 10.0.0.1/8: bits are set behind the prefix length; 10.0.0.0/8 would be a prefix" },
+        "\"dst\": 10.0.0.1/8: bits are set behind the prefix length; did you mean 10.0.0.0/8?" },
       { "dst with an escape", R"({"dst":"\u001b[2J"})", "\"dst\": \"\\x1b[2J\": not an address" },
       { "gateway", R"({"dst":"10.0.0.0/8","gateway":"eth0"})", "\"gateway\": address \"eth0\": not an address" },
-      { "gateway of another kind", R"({"dst":"10.0.0.0/8","gateway":false})", "\"gateway\" is not a text" },
+      { "gateway of another kind", R"({"dst":"10.0.0.0/8","gateway":false})", "\"gateway\" is not a string" },
       { "gateway of a default", R"({"dst":"default","gateway":""})", "\"gateway\": address \"\": not an address" },
       { "via host", R"({"dst":"10.0.0.0/8","via":{"family":"inet6","host":"x"}})", "\"via\": address \"x\": not an address" },
-      { "via host of another kind", R"({"dst":"10.0.0.0/8","via":{"host":7}})", "\"host\" of \"via\" is not a text" },
+      { "via host of another kind", R"({"dst":"10.0.0.0/8","via":{"host":7}})", "\"host\" of \"via\" is not a string" },
       { "via of another kind", R"({"dst":"10.0.0.0/8","via":"192.0.2.1"})", "\"via\" is not an object" },
-      { "interface of another kind", R"({"dst":"10.0.0.0/8","dev":{"dst":"x"}})", "\"dev\" is not a text" },
+      { "interface of another kind", R"({"dst":"10.0.0.0/8","dev":{"dst":"x"}})", "\"dev\" is not a string" },
       { "metric negative", R"({"dst":"10.0.0.0/8","metric":-1})", "\"metric\" is not a number of 32 bits" },
       { "metric fraction", R"({"dst":"10.0.0.0/8","metric":1.5})", "\"metric\" is not a number of 32 bits" },
       { "metric text", R"({"dst":"10.0.0.0/8","metric":"1"})", "\"metric\" is not a number of 32 bits" },
       { "metric too great", R"({"dst":"10.0.0.0/8","metric":4294967296})", "\"metric\" is not a number of 32 bits" },
       { "next hops of another kind", R"({"dst":"10.0.0.0/8","nexthops":{"gateway":"192.0.2.1"}})", "\"nexthops\" is not an array" },
-      { "next hop of another kind", R"({"dst":"10.0.0.0/8","nexthops":["192.0.2.1"]})", "\"nexthops\" holds what is no object" },
-      { "next hop array", R"({"dst":"10.0.0.0/8","nexthops":[[{"gateway":"x"}]]})", "\"nexthops\" holds what is no object" },
+      { "next hop of another kind", R"({"dst":"10.0.0.0/8","nexthops":["192.0.2.1"]})",
+        "\"nexthops\" holds a value that is not an object" },
+      { "next hop array", R"({"dst":"10.0.0.0/8","nexthops":[[{"gateway":"x"}]]})", "\"nexthops\" holds a value that is not an object" },
       { "next hop gateway", R"({"dst":"10.0.0.0/8","nexthops":[{"gateway":"x"}]})", "\"gateway\": address \"x\": not an address" },
-      { "next hop gateway kind", R"({"dst":"10.0.0.0/8","nexthops":[{"gateway":1}]})", "\"gateway\" of a next hop is not a text" },
-      { "next hop interface kind", R"({"dst":"10.0.0.0/8","nexthops":[{"dev":1}]})", "\"dev\" of a next hop is not a text" },
+      { "next hop gateway kind", R"({"dst":"10.0.0.0/8","nexthops":[{"gateway":1}]})", "\"gateway\" of a next hop is not a string" },
+      { "next hop interface kind", R"({"dst":"10.0.0.0/8","nexthops":[{"dev":1}]})", "\"dev\" of a next hop is not a string" },
       { "next hop via kind", R"({"dst":"10.0.0.0/8","nexthops":[{"via":1}]})", "\"via\" of a next hop is not an object" },
-      { "next hop via host kind", R"({"dst":"10.0.0.0/8","nexthops":[{"via":{"host":[]}}]})", "\"host\" of \"via\" is not a text" },
+      { "next hop via host kind", R"({"dst":"10.0.0.0/8","nexthops":[{"via":{"host":[]}}]})", "\"host\" of \"via\" is not a string" },
       { "number", "5", "not an object" },
       { "text", "\"10.0.0.0/8\"", "not an object" },
       { "array", R"([{"dst":"10.0.0.0/8"}])", "not an object" },

@@ -196,7 +196,7 @@ TEST( LivePolicy, anInvertedPrefixListPermitsWhatItDoesNot ) {
    PolicyText text = textOf( sequence( kPermit, { { MatchOption::matchIpPrefixList, named( "L", true ) } } ) );
    LivePolicy policy;
    policy.apply( text );
-   EXPECT_TRUE( permits( policy, routeTo( "10.0.0.0/8" ) ) );   // there is no list
+   EXPECT_TRUE( permits( policy, routeTo( "10.0.0.0/8" ) ) );   // the list is undefined
    text.ipv4PrefixLists[ "L" ].lines = { { 5, prefixLine( kPermit, "10.0.0.0/8" ) } };
    policy.apply( text );
    EXPECT_FALSE( permits( policy, routeTo( "10.0.0.0/8" ) ) );

@@ -95,7 +95,7 @@ TEST( MrtReaderTest, everyAttributeOfARoute ) {
                                        1 ) } ) ) );
    EXPECT_EQ( table.summary.form, TableForm::mrt );
    EXPECT_EQ( table.summary.fault, "" );
-   EXPECT_EQ( table.summary.passedOver, 0u );
+   EXPECT_EQ( table.summary.skipped, 0u );
    EXPECT_EQ( table.broken, Strings() );
    TableRoute expected;
    expected.prefix = Ferule::IpGenPrefix( "198.51.100.0/24" );
@@ -155,7 +155,7 @@ TEST( MrtReaderTest, prefixes ) {
    }
 }
 
-TEST( MrtReaderTest, pathIdentifiersArePassedOver ) {
+TEST( MrtReaderTest, pathIdentifiersAreSkipped ) {
    const auto withIdentifier = []( std::string_view attributes ) {
       return number( 0, 2 ) + number( 1700000000, 4 ) + number( 7, 4 ) + sized( attributes, 2 );
    };
@@ -235,12 +235,12 @@ TEST( MrtReaderTest, attributeThatComesTwiceCountsOnceAndFirst ) {
    EXPECT_EQ( routeWith( attribute( 2, segment( 2, { 1 } ) ) + attribute( 2, segment( 2, { 2 } ) ) ).asPath, "1" );
 }
 
-TEST( MrtReaderTest, otherRecordsArePassedOverAndCounted ) {
+TEST( MrtReaderTest, otherRecordsAreSkippedAndCounted ) {
    std::string bytes = peers( 1 );
    for( const uint16_t subtype : { 0, 3, 5, 6, 7, 9, 11, 12, 65535 } ) bytes += record( kV2, subtype, "whatever" );
    for( const uint16_t type : { 0, 11, 12, 16, 17, 32, 48, 65535 } ) bytes += record( type, kIpv4, "" );
    const auto table = readBack( bytes + kGood );
-   EXPECT_EQ( table.summary.passedOver, 17u );
+   EXPECT_EQ( table.summary.skipped, 17u );
    EXPECT_EQ( table.broken, Strings() );
    EXPECT_EQ( table.prefixes(), Strings{ "198.51.100.0/24" } );
    EXPECT_EQ( readBack( record( 16, 4, "message" ) + kGood ).routes.size(), 1u ) << "also as the first one";
@@ -260,49 +260,51 @@ TEST( MrtReaderTest, brokenRecordsAndEntriesAreReportedAndTheOthersAreRead ) {
       size_t routes = 0;   // of the record itself
    };
    const Row rows[] = {
-      { "empty RIB", record( kV2, kIpv4, "" ), "cut short within its prefix" },
-      { "no length", record( kV2, kIpv4, number( 0, 4 ) ), "cut short within its prefix" },
-      { "prefix cut", record( kV2, kIpv4, number( 0, 4 ) + "\x18\xc6\x33" ), "cut short within its prefix" },
-      { "no count", record( kV2, kIpv4, number( 0, 4 ) + "\x18\xc6\x33\x64" ), "cut short within its prefix" },
-      { "half a count", record( kV2, kIpv4, number( 0, 4 ) + "\x18\xc6\x33\x64\x01" ), "cut short within its prefix" },
+      { "empty RIB", record( kV2, kIpv4, "" ), "cut short inside its prefix" },
+      { "no length", record( kV2, kIpv4, number( 0, 4 ) ), "cut short inside its prefix" },
+      { "prefix cut", record( kV2, kIpv4, number( 0, 4 ) + "\x18\xc6\x33" ), "cut short inside its prefix" },
+      { "no count", record( kV2, kIpv4, number( 0, 4 ) + "\x18\xc6\x33\x64" ), "cut short inside its prefix" },
+      { "half a count", record( kV2, kIpv4, number( 0, 4 ) + "\x18\xc6\x33\x64\x01" ), "cut short inside its prefix" },
       { "length beyond IPv4", rib( 33, "\xc6\x33\x64\x01\x80"sv, entries( { good } ) ), "prefix length 33: above 32" },
       { "length beyond IPv6", rib( 129, kAddress6 + "\x80", entries( { good } ), kIpv6 ), "prefix length 129: above 128" },
       { "entry cut in its head", cutBody( rib( 0, "", entries( { entry( "" ) } ) ), 1 ), "entry 1 of 1: cut short" },
       { "attributes cut", cutBody( kGood, 1 ), "entry 1 of 1: cut short" },
       { "second entry cut", cutBody( rib( 0, "", entries( { good, good } ) ), 1 ), "entry 2 of 2: cut short", 1 },
-      { "fewer entries than told", rib( 0, "", { 3, good + good } ), "entry 3 of 3: cut short", 2 },
+      { "fewer entries than announced", rib( 0, "", { 3, good + good } ), "entry 3 of 3: cut short", 2 },
       { "more bytes than entries", rib( 0, "", { 1, good + "xyz" } ), "3 bytes behind the last entry", 1 },
       { "entry without its path identifier", rib( 0, "", { 1, entry( "" ) }, kIpv4AddPath ), "entry 1 of 1: cut short" },
-      { "attribute's head cut", with( kNextHop + "\x40" ), "entry 1 of 1: its attributes end within one" },
-      { "attribute's length missing", with( "\x40\x04"sv ), "entry 1 of 1: its attributes end within one" },
-      { "attribute's long length cut", with( "\x50\x04\x00"sv ), "entry 1 of 1: its attributes end within one" },
-      { "attribute cut", with( "\x40\x04\x04\x00\x00\x00"sv ), "entry 1 of 1: its attributes end within one" },
-      { "attribute of no interest cut", with( "\x40\xff\x01"sv ), "entry 1 of 1: its attributes end within one" },
+      { "attribute's head cut", with( kNextHop + "\x40" ), "entry 1 of 1: the attributes end inside an attribute" },
+      { "attribute's length missing", with( "\x40\x04"sv ), "entry 1 of 1: the attributes end inside an attribute" },
+      { "attribute's long length cut", with( "\x50\x04\x00"sv ), "entry 1 of 1: the attributes end inside an attribute" },
+      { "attribute cut", with( "\x40\x04\x04\x00\x00\x00"sv ), "entry 1 of 1: the attributes end inside an attribute" },
+      { "attribute of no interest cut", with( "\x40\xff\x01"sv ), "entry 1 of 1: the attributes end inside an attribute" },
       { "NEXT_HOP", with( attribute( 3, kAddress6 ) ), "entry 1 of 1: NEXT_HOP of 16 bytes" },
       { "empty NEXT_HOP", with( attribute( 3, "" ) ), "entry 1 of 1: NEXT_HOP of 0 bytes" },
       { "MED", with( attribute( 4, "\0\1"sv ) ), "entry 1 of 1: MED of 2 bytes" },
       { "LOCAL_PREF", with( attribute( 5, number( 1, 5 ) ) ), "entry 1 of 1: LOCAL_PREF of 5 bytes" },
       { "COMMUNITIES", with( attribute( 8, number( 1, 6 ) ) ), "entry 1 of 1: COMMUNITIES of 6 bytes" },
-      { "segment's head", with( attribute( 2, "\x02"sv ) ), "entry 1 of 1: AS_PATH ends within a segment" },
-      { "segment cut", with( attribute( 2, "\x02\x02\x00\x00\x00\x01"sv ) ), "entry 1 of 1: AS_PATH ends within a segment" },
+      { "segment's head", with( attribute( 2, "\x02"sv ) ), "entry 1 of 1: AS_PATH ends inside a segment" },
+      { "segment cut", with( attribute( 2, "\x02\x02\x00\x00\x00\x01"sv ) ), "entry 1 of 1: AS_PATH ends inside a segment" },
       { "segment of no type", with( attribute( 2, segment( 0, { 1 } ) ) ), "entry 1 of 1: AS_PATH with a segment of type 0" },
       { "segment of another type", with( attribute( 2, segment( 5, { 1 } ) ) ), "entry 1 of 1: AS_PATH with a segment of type 5" },
       { "empty segment", with( attribute( 2, segment( 2, {} ) ) ), "entry 1 of 1: AS_PATH with an empty segment" },
-      { "ASes of two bytes", with( attribute( 2, "\x02\x03\xfb\xf4\xfb\xf5\xfb\xf6"sv ) ), "entry 1 of 1: AS_PATH ends within a segment" },
-      { "empty MP_REACH_NLRI", with( attribute( 14, "" ) ), "entry 1 of 1: MP_REACH_NLRI ends within its next hop" },
-      { "MP_REACH_NLRI cut", with( attribute( 14, "\x10\x20\x01"sv ) ), "entry 1 of 1: MP_REACH_NLRI ends within its next hop" },
+      { "ASes of two bytes", with( attribute( 2, "\x02\x03\xfb\xf4\xfb\xf5\xfb\xf6"sv ) ), "entry 1 of 1: AS_PATH ends inside a segment" },
+      { "empty MP_REACH_NLRI", with( attribute( 14, "" ) ), "entry 1 of 1: MP_REACH_NLRI ends inside its next hop" },
+      { "MP_REACH_NLRI cut", with( attribute( 14, "\x10\x20\x01"sv ) ), "entry 1 of 1: MP_REACH_NLRI ends inside its next hop" },
       { "whole MP_REACH_NLRI cut", with( attribute( 14, "\x00\x02\x01\x10\x20"sv ) ),
-        "entry 1 of 1: MP_REACH_NLRI ends within its next hop" },
+        "entry 1 of 1: MP_REACH_NLRI ends inside its next hop" },
       { "whole MP_REACH_NLRI without a next hop's length", with( attribute( 14, "\x00\x02\x01"sv ) ),
-        "entry 1 of 1: MP_REACH_NLRI ends within its next hop" },
+        "entry 1 of 1: MP_REACH_NLRI ends inside its next hop" },
       { "bytes behind an abbreviated next hop", with( attribute( 14, sized( kAddress6, 1 ) + "x" ) ),
         "entry 1 of 1: MP_REACH_NLRI of 18 bytes" },
       { "next hop of no family", with( attribute( 14, sized( "12345", 1 ) ) ), "entry 1 of 1: next hop of 5 bytes" },
-      { "one entry of three", rib( 0, "", entries( { good, entry( "x" ), good } ) ), "entry 2 of 3: its attributes end within one", 2 },
-      { "empty table of peers", record( kV2, 1, "" ), "cut short within its peers" },
-      { "name of its view cut", record( kV2, 1, number( 0, 4 ) + number( 10, 2 ) + "short" ), "cut short within its peers" },
-      { "peer cut", cutBody( peers( 4 ), 1 ), "cut short within its peers" },
-      { "more peers than told", cutBody( peers( 4 ), 0 ).replace( 12 + 4 + 2 + 4, 2, number( 3, 2 ) ), "25 bytes behind the last peer" },
+      { "one entry of three", rib( 0, "", entries( { good, entry( "x" ), good } ) ), "entry 2 of 3: the attributes end inside an attribute",
+        2 },
+      { "empty table of peers", record( kV2, 1, "" ), "cut short inside its peers" },
+      { "name of its view cut", record( kV2, 1, number( 0, 4 ) + number( 10, 2 ) + "short" ), "cut short inside its peers" },
+      { "peer cut", cutBody( peers( 4 ), 1 ), "cut short inside its peers" },
+      { "more peers than announced", cutBody( peers( 4 ), 0 ).replace( 12 + 4 + 2 + 4, 2, number( 3, 2 ) ),
+        "25 bytes behind the last peer" },
    };
    for( const auto & row : rows ) {
       SCOPED_TRACE( row.name );
@@ -324,14 +326,14 @@ TEST( MrtReaderTest, peersThatAreNotThereAreBroken ) {
    EXPECT_EQ( readBack( peers( 1 ) + peers( 9 ) + of( 3 ) ).broken, Strings() ) << "the latest counts";
 }
 
-TEST( MrtReaderTest, recordThatIsTooLongIsPassedOverByItsLength ) {
+TEST( MrtReaderTest, recordThatIsTooLongIsSkippedByItsLength ) {
    TableLimits limits;
    limits.maxRecord = 100;
    const std::string longest = record( kV2, 99, std::string( 100, 'x' ) );
    const auto table = readBack(
       kGood + longest + record( kV2, 99, std::string( 101, 'x' ) ) + record( kV2, 99, std::string( 1'000'000, 'x' ) ) + kGood, limits );
    EXPECT_EQ( table.summary.fault, "" );
-   EXPECT_EQ( table.summary.passedOver, 1u );
+   EXPECT_EQ( table.summary.skipped, 1u );
    EXPECT_EQ( table.routes.size(), 2u );
    const size_t at = kGood.size() + longest.size();
    EXPECT_EQ( table.broken,
@@ -351,7 +353,7 @@ TEST( MrtReaderTest, everyCutEndsTheTableWithAFault ) {
                  "record 3 at byte " + std::to_string( first.size() ) + " is cut short: " + std::to_string( there ) + " of " +
                     std::to_string( there < 12 ? 12 : kGood.size() ) + " bytes" );
    }
-   EXPECT_EQ( readBack( first ).summary.fault, "" ) << "between two records there is nothing to miss";
+   EXPECT_EQ( readBack( first ).summary.fault, "" ) << "between two records nothing is missing";
 }
 
 TEST( MrtReaderTest, lengthBeyondTheEndIsACut ) {
@@ -420,7 +422,7 @@ TEST( MrtReaderTest, firstBytesTell ) {
 struct Counting final : FormHandler {
    uint64_t routes = 0;
    void handleRoute( const TableRoute & ) override { ++routes; }
-   void handlePassedOver() override {}
+   void handleSkipped() override {}
    void handleBroken( uint64_t, std::string_view ) override {}
 };
 

@@ -30,18 +30,18 @@ CommandOutput inForce( std::string_view content, const std::function<void( const
    } );
 }
 
-TEST( PolicyFiles, aFileOfNothingButOtherThingsIsNoPolicy ) {
+TEST( PolicyFiles, aFileWithoutALineOfAPolicyIsRefused ) {
    const struct {
       const char * what;
       std::string_view content;
       const char * error;
    } rows[] = {
-      { "another stanza", kOther, "FILE: no line of a policy in it (a table stands behind --in)" },
-      { "a table", "10.0.0.0/8 64500\n", "FILE: no line of a policy in it (a table stands behind --in)" },
-      { "any bytes", std::string_view( "\x01\x8b\x08\0\xff", 5 ), "FILE: no line of a policy in it (a table stands behind --in)" },
+      { "another stanza", kOther, "FILE: contains no line of a policy (tables are given with --in)" },
+      { "a table", "10.0.0.0/8 64500\n", "FILE: contains no line of a policy (tables are given with --in)" },
+      { "any bytes", std::string_view( "\x01\x8b\x08\0\xff", 5 ), "FILE: contains no line of a policy (tables are given with --in)" },
       { "a policy", kPolicy, "" },
       { "one among other stanzas", "hostname edge\nroute-map IN permit 10\n", "" },
-      { "a policy with an error, which is told elsewhere", "route-map IN permit\n", "" },
+      { "a policy with an error, which is reported elsewhere", "route-map IN permit\n", "" },
       { "nothing", "", "" },
       { "comments", "! none yet\n\n", "" },
       { "a policy that takes all off again", "tag-set A 5\nno tag-set A\n", "" },
@@ -54,7 +54,7 @@ TEST( PolicyFiles, aFileOfNothingButOtherThingsIsNoPolicy ) {
    }
 }
 
-TEST( PolicyFiles, everyFileIsToSaySomethingOfAPolicy ) {
+TEST( PolicyFiles, everyFileMustContainALineOfAPolicy ) {
    const auto output = []( std::string_view first, std::string_view second ) {
       const PolicyFile other( first );
       auto loaded = outputOf( second, [ & ]( const std::string & file, Console & console ) {
@@ -66,22 +66,22 @@ TEST( PolicyFiles, everyFileIsToSaySomethingOfAPolicy ) {
       return loaded;
    };
    const auto both = output( kOther, "hostname core\n" );
-   EXPECT_EQ( both.error, "OTHER, FILE: no line of a policy in them (a table stands behind --in)" );
+   EXPECT_EQ( both.error, "OTHER, FILE: contains no line of a policy (tables are given with --in)" );
    EXPECT_EQ( both.messages, "" );
    for( const std::string_view second : { kPolicy, "! none yet\n", "tag-set A 5\nno tag-set A\n", "" } ) {
       const auto one = output( kOther, second );
-      EXPECT_EQ( one.error, "OTHER: no line of a policy in it (a table stands behind --in)" ) << second;
+      EXPECT_EQ( one.error, "OTHER: contains no line of a policy (tables are given with --in)" ) << second;
       EXPECT_EQ( one.messages, "" ) << second;
    }
-   const auto wrong = output( kOther, "rout-map A permit 10\ntag-set A x\n" );   // what stands in a policy is told by others
-   EXPECT_EQ( wrong.error, "OTHER: no line of a policy in it (a table stands behind --in)" );
+   const auto wrong = output( kOther, "rout-map A permit 10\ntag-set A x\n" );   // lines within a policy are reported by other commands
+   EXPECT_EQ( wrong.error, "OTHER: contains no line of a policy (tables are given with --in)" );
    EXPECT_EQ( wrong.messages, "FILE:2:11: expected a tag from 0 to 4294967295, found \"x\"\n" );
 }
 
-TEST( PolicyFiles, linesThatLookLikeAPolicysAreToldWhereThereIsNone ) {
+TEST( PolicyFiles, skippedLinesAreShownForAFileWithoutPolicy ) {
    const auto one = loaded( "hostname edge\nrout-map IN permit 10\n" );
-   EXPECT_EQ( one.error, "FILE: no line of a policy in it (a table stands behind --in)" );
-   EXPECT_EQ( one.messages, "FILE:2:1: \"rout-map\" is passed over: lines of route maps begin with \"route-map\"\n" );
+   EXPECT_EQ( one.error, "FILE: contains no line of a policy (tables are given with --in)" );
+   EXPECT_EQ( one.messages, "FILE:2:1: \"rout-map\" is skipped: lines of route maps begin with \"route-map\"\n" );
    std::string many;
    for( char c = 'a'; c < 'n'; ++c ) many += std::string( "route-map" ) + c + " IN permit 10\n";
    const auto cut = loaded( many );
@@ -109,30 +109,30 @@ TEST( PolicyFiles, aFileBeyondTheLimitIsRefused ) {
    } catch( const CommandError & e ) { EXPECT_EQ( e.message, "/dev/zero: longer than 1048576 bytes" ); }
 }
 
-TEST( PolicyFiles, linesThatWerePassedOverAreMentionedByNumber ) {
+TEST( PolicyFiles, skippedLinesAreCounted ) {
    const auto one = inForce( "rout-map IN permit 10\nroute-map IN permit 10\n", []( const LivePolicy & ) {} );
-   EXPECT_EQ( one.messages, "1 line is passed over and looks like a policy's; \"check\" tells which\n" );
+   EXPECT_EQ( one.messages, "1 line skipped although it looks like policy; see \"routepolicy check\"\n" );
    const auto two = inForce( "rout-map IN permit 10\nip prefixlist A permit any\nroute-map IN permit 10\n", []( const LivePolicy & ) {} );
-   EXPECT_EQ( two.messages, "2 lines are passed over and look like a policy's; \"check\" tells which\n" );
+   EXPECT_EQ( two.messages, "2 lines skipped although they look like policy; see \"routepolicy check\"\n" );
    const auto none = inForce( "hostname edge\nroute-map IN permit 10\n", []( const LivePolicy & ) {} );
    EXPECT_EQ( none.messages, "" );
 }
 
-TEST( PolicyFiles, whyARouteMapIsNotInForceIsTold ) {
+TEST( PolicyFiles, theReasonWhyARouteMapIsNotInForce ) {
    const auto asked = []( std::string_view policy, const char * name ) {
       return inForce( policy, [ & ]( const LivePolicy & live ) { EXPECT_NE( routeMapOf( live, name ), nullptr ); } ).error;
    };
    constexpr char kRing[] = "route-map A permit 10\n call B\nroute-map B permit 10\n call A\nroute-map C permit 10\n";
-   EXPECT_EQ( asked( kRing, "A" ), "route map A is not in force, as its calls come round in a ring; \"check\" tells more" );
+   EXPECT_EQ( asked( kRing, "A" ), "route map A is not in force: its calls lead into a cycle; see \"routepolicy check\"" );
    EXPECT_EQ( asked( kRing, "C" ), "" );
-   EXPECT_EQ( asked( kRing, "D" ), "there is no route map D; there are A, B, C" );
-   EXPECT_EQ( asked( "", "D" ), "there is no route map D, nor any other" );
+   EXPECT_EQ( asked( kRing, "D" ), "unknown route map D; the policy has A, B, C" );
+   EXPECT_EQ( asked( "", "D" ), "unknown route map D; the policy has none" );
 
    std::string deep;
    for( int i = 0; i < 1001; ++i ) deep += "route-map M" + std::to_string( i ) + " permit 10\n call M" + std::to_string( i + 1 ) + '\n';
    deep += "route-map M1001 permit 10\n";
    EXPECT_EQ( asked( deep, "M1" ), "" );
-   EXPECT_EQ( asked( deep, "M0" ), "route map M0 is not in force, as its calls go deeper than 1000; \"check\" tells more" );
+   EXPECT_EQ( asked( deep, "M0" ), "route map M0 is not in force: its calls go deeper than 1000; see \"routepolicy check\"" );
 }
 
 }   // namespace

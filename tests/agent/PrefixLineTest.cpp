@@ -116,13 +116,13 @@ TEST( PrefixLineTest, brokenLinesTellTheReason ) {
       std::string_view line;
       std::string reason;
    };
-   const std::string noName = ": none of next-hop, tag, metric, protocol, interface, local-preference, community, ospf-instance, "
+   const std::string noName = ": expected one of next-hop, tag, metric, protocol, interface, local-preference, community, ospf-instance, "
                               "isis-instance, as-path";
    const Row rows[] = {
       { "foo", "address \"foo\": not an address" },
       { "10.0.0.0/8#x", "prefix length \"8#x\": not a decimal number" },
       { "10.0.0.0/8,64500", "prefix length \"8,64500\": not a decimal number" },
-      { "10.0.0.1/8 5", "10.0.0.1/8: bits are set behind the prefix length; 10.0.0.0/8 would be a prefix" },
+      { "10.0.0.1/8 5", "10.0.0.1/8: bits are set behind the prefix length; did you mean 10.0.0.0/8?" },
       { "10.0.0.0/8 4294967296", "tag 4294967296: above 4294967295" },
       { "10.0.0.0/8 99999999999999999999999999999", "tag 999999999999999999999999...: above 4294967295" },
       { "10.0.0.0/8 tag", "tag: \"\": not a number from 0 to 4294967295" },
@@ -130,11 +130,11 @@ TEST( PrefixLineTest, brokenLinesTellTheReason ) {
       { "10.0.0.0/8 7 tag 5 weight 3", "\"weight\"" + noName },
       { "10.0.0.0/8 tag 5 7", "\"7\"" + noName },
       { "10.0.0.0/8 tag 5 metrc 7", "\"metrc\"" + noName + "; did you mean metric?" },
-      { "10.0.0.0/8 nexthop 192.0.2.1", "\"nexthop\": did you mean next-hop? A remark may stand behind a #" },
-      { "10.0.0.0/8 5 metrc 5", "\"metrc\": did you mean metric? A remark may stand behind a #" },
-      { "10.0.0.0/8 Community 64500:1 # x", "\"Community\": did you mean community? A remark may stand behind a #" },
-      { "10.0.0.0/8 dev eth0", "\"dev\": did you mean interface? A remark may stand behind a #" },
-      { "10.0.0.0/8 5 gw 192.0.2.1", "\"gw\": did you mean next-hop? A remark may stand behind a #" },
+      { "10.0.0.0/8 nexthop 192.0.2.1", "\"nexthop\": did you mean next-hop? Remarks can be written behind a #" },
+      { "10.0.0.0/8 5 metrc 5", "\"metrc\": did you mean metric? Remarks can be written behind a #" },
+      { "10.0.0.0/8 Community 64500:1 # x", "\"Community\": did you mean community? Remarks can be written behind a #" },
+      { "10.0.0.0/8 dev eth0", "\"dev\": did you mean interface? Remarks can be written behind a #" },
+      { "10.0.0.0/8 5 gw 192.0.2.1", "\"gw\": did you mean next-hop? Remarks can be written behind a #" },
       { "10.0.0.0/8 next-hop 192.0.2.1 dev eth0", "\"dev\"" + noName + "; did you mean interface?" },
       { "10.0.0.0 8", "10.0.0.0 8: write 10.0.0.0/8 for a prefix, or 10.0.0.0 tag 8 for a host with a tag" },
       { "192.0.2.9\t24\tcustomer", "192.0.2.9 24: write 192.0.2.0/24 for a prefix, or 192.0.2.9 tag 24 for a host with a tag" },

@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "tests/agent/Golden.h"
 #include "tests/agent/TableFixture.h"
 
 namespace Agent {
@@ -103,133 +104,21 @@ std::string generatedTable( uint32_t routes ) {
 
 // ---- what the commands print
 
-struct WholeRow {
-   const char * name;
+// "check '' --json", words parted by blanks; '' is an empty one.
+Arguments argumentsOf( const std::string & line ) {
    Arguments arguments;
-   int status;
-   const char * out;
-};
-
-const WholeRow kWhole[] = {
-   { "check",
-     { "check", kEdge },
-     0,
-     "69 lines read, 0 stanzas of no policy passed over\n"
-     "   3 ip prefix-list, 14 lines\n"
-     "   3 ipv6 prefix-list, 7 lines\n"
-     "   1 tag-set, 3 tags\n"
-     "   4 route-map, 12 sequences\n"
-     "route-map BOGONS: 2 sequences, 10 to 20; reads matchPrefixDependent\n"
-     "route-map CUSTOMERS: 2 sequences, 10 to 20; reads matchPrefixDependent\n"
-     "route-map EDGE-IN: 6 sequences, 10 to 60; a root; reads matchPrefixDependent\n"
-     "route-map TOO-LONG: 2 sequences, 10 to 20; reads matchPrefixDependent\n"
-     "nothing found\n" },
-   { "check as JSON",
-     { "check", kEdge, "--json" },
-     0,
-     R"({"files":["agent/share/edge.conf"],"lines":69,"passedOverStanzas":0,"counts":[)"
-     R"({"kind":"ip prefix-list","count":3,"parts":14},{"kind":"ipv6 prefix-list","count":3,"parts":7},)"
-     R"({"kind":"tag-set","count":1,"parts":3},{"kind":"route-map","count":4,"parts":12}],"routeMaps":[)"
-     R"({"name":"BOGONS","sequences":[10,20],"root":false,"applied":0,"inForce":true,"features":"matchPrefixDependent"},)"
-     R"({"name":"CUSTOMERS","sequences":[10,20],"root":false,"applied":0,"inForce":true,"features":"matchPrefixDependent"},)"
-     R"({"name":"EDGE-IN","sequences":[10,20,30,40,50,60],"root":true,"applied":0,"inForce":true,"features":"matchPrefixDependent"},)"
-     R"({"name":"TOO-LONG","sequences":[10,20],"root":false,"applied":0,"inForce":true,"features":"matchPrefixDependent"}],"findings":[]})"
-     "\n" },
-   { "eval, counts only",
-     { "eval", kEdge, "--route-map", "EDGE-IN", "--in", kTable, "--summary" },
-     0,
-     "275 routes, 222 permitted, 53 denied\n"
-     "\n"
-     "route map    sequence  action        routes\n"
-     "EDGE-IN            10  deny               9\n"
-     "EDGE-IN            20  deny              19\n"
-     "EDGE-IN            30  permit           130\n"
-     "EDGE-IN            40  permit            92\n"
-     "EDGE-IN            50  deny              25\n"
-     "EDGE-IN            60  permit            28\n"
-     "TOO-LONG           10  permit             0\n"
-     "TOO-LONG           20  permit             0\n"
-     "CUSTOMERS          10  permit            84\n"
-     "CUSTOMERS          20  permit            46\n"
-     "BOGONS             10  permit             0\n"
-     "BOGONS             20  permit             0\n"
-     "                 none  deny               0\n" },
-   { "eval, counts only, as JSON",
-     { "eval", kEdge, "-m", "EDGE-IN", "-i", kTable, "--summary", "--json" },
-     0,
-     R"({"routes":275,"permitted":222,"denied":53,"noSequence":0,"sequences":[)"
-     R"({"routeMap":"EDGE-IN","sequence":10,"action":"deny","routes":9},)"
-     R"({"routeMap":"EDGE-IN","sequence":20,"action":"deny","routes":19},)"
-     R"({"routeMap":"EDGE-IN","sequence":30,"action":"permit","routes":130},)"
-     R"({"routeMap":"EDGE-IN","sequence":40,"action":"permit","routes":92},)"
-     R"({"routeMap":"EDGE-IN","sequence":50,"action":"deny","routes":25},)"
-     R"({"routeMap":"EDGE-IN","sequence":60,"action":"permit","routes":28},)"
-     R"({"routeMap":"TOO-LONG","sequence":10,"action":"permit","routes":0},)"
-     R"({"routeMap":"TOO-LONG","sequence":20,"action":"permit","routes":0},)"
-     R"({"routeMap":"CUSTOMERS","sequence":10,"action":"permit","routes":84},)"
-     R"({"routeMap":"CUSTOMERS","sequence":20,"action":"permit","routes":46},)"
-     R"({"routeMap":"BOGONS","sequence":10,"action":"permit","routes":0},)"
-     R"({"routeMap":"BOGONS","sequence":20,"action":"permit","routes":0}]})"
-     "\n" },
-   { "diff of the same", { "diff", kEdge, kEdge, "-m", "EDGE-IN", "-i", kTable }, 0, "0 of 275 routes change\n" },
-   { "diff of the same, as JSON",
-     { "diff", kEdge, kEdge, "-m", "EDGE-IN", "-i", kTable, "--json" },
-     0,
-     "{\"routes\":275,\"changed\":0,\"groups\":[]}\n" },
-   { "show a route map",
-     { "show", kEdge, "CUSTOMERS" },
-     0,
-     "route-map CUSTOMERS permit 10\n"
-     " match ip address prefix-list CUSTOMERS-V4\n"
-     " set distance 20\n"
-     "route-map CUSTOMERS permit 20\n"
-     " match ipv6 address prefix-list CUSTOMERS-V6\n"
-     " set distance 20\n"
-     "! compiled; reads matchPrefixDependent; nothing undefined; used by EDGE-IN 30\n"
-     "! 10 permit\n"
-     "!    matches PrefixListMatcher prefix-list CUSTOMERS-V4\n"
-     "!    sets DistanceSetter distance 20\n"
-     "! 20 permit\n"
-     "!    matches PrefixListMatcher prefix-list CUSTOMERS-V6\n"
-     "!    sets DistanceSetter distance 20\n" },
-   { "show a list",
-     { "show", kEdge, "CUSTOMERS-V4" },
-     0,
-     "ip prefix-list CUSTOMERS-V4 description what customers may announce\n"
-     "ip prefix-list CUSTOMERS-V4 seq 5 deny 198.18.255.0/24 le 32\n"
-     "ip prefix-list CUSTOMERS-V4 seq 10 permit 198.18.0.0/16 ge 20 le 24\n"
-     "ip prefix-list CUSTOMERS-V4 seq 15 permit 203.0.113.0/24\n"
-     "! IPv4, 3 lines, used by CUSTOMERS 10\n" },
-   { "show as JSON",
-     { "show", kEdge, "RESERVED-AS", "--json" },
-     0,
-     R"({"things":[{"kind":"tag-set","name":"RESERVED-AS","tags":3,"usedBy":[{"routeMap":"EDGE-IN","sequence":10}],"applied":0,)"
-     R"("text":["tag-set RESERVED-AS 23456 65535 4294967295"]}]})"
-     "\n" },
-   { "used-by",
-     { "used-by", kEdge, "CUSTOMERS-V4" },
-     0,
-     "ip prefix-list CUSTOMERS-V4\n"
-     "   CUSTOMERS 10 matches ip address prefix-list CUSTOMERS-V4\n"
-     "      EDGE-IN 30 calls CUSTOMERS\n" },
-   { "used-by as JSON",
-     { "used-by", kEdge, "CUSTOMERS-V4", "--json" },
-     0,
-     R"({"name":"CUSTOMERS-V4","things":[{"kind":"ip prefix-list","name":"CUSTOMERS-V4","defined":true,"references":[)"
-     R"({"routeMap":"CUSTOMERS","sequence":10,"clause":"matches ip address prefix-list CUSTOMERS-V4","to":"CUSTOMERS-V4",)"
-     R"("depth":1,"file":"agent/share/edge.conf","line":38,"column":31},)"
-     R"({"routeMap":"EDGE-IN","sequence":30,"clause":"calls CUSTOMERS","to":"CUSTOMERS","depth":2,)"
-     R"("file":"agent/share/edge.conf","line":57,"column":7}],"applications":[],"reachedBy":["CUSTOMERS","EDGE-IN"]}]})"
-     "\n" },
-};
+   std::istringstream words( line );
+   for( std::string word; words >> word; ) arguments.push_back( word == "''" ? "" : word );
+   return arguments;
+}
 
 TEST( Program, commandsPrintTheirDataAndNothingElse ) {
-   for( const auto & row : kWhole ) {
-      const auto output = runProgram( row.arguments );
-      EXPECT_EQ( output.status, row.status ) << row.name;
-      EXPECT_EQ( output.out, row.out ) << row.name;
-      EXPECT_EQ( output.err, "" ) << row.name;
-   }
+   expectGoldenCases( "output.txt", []( const std::string & arguments ) {
+      const auto output = runProgram( argumentsOf( arguments ) );
+      EXPECT_EQ( output.status, 0 );
+      EXPECT_EQ( output.err, "" );
+      return output.out;
+   } );
 }
 
 TEST( Program, showsEverythingOneBehindTheOther ) {
@@ -315,38 +204,20 @@ TEST( Program, evalSaysOfEachRouteWhatTheTablesHeadingsSay ) {
    EXPECT_EQ( asJson.err, "" );
 }
 
-TEST( Program, evalInLiterals ) {
-   const struct {
-      const char * name;
-      const char * line;
-      const char * text;
-      const char * json;
-   } rows[] = {
-      { "a customer's", "198.18.1.0/24 64501 next-hop 192.0.2.17",
-        "permit  198.18.1.0/24 via 192.0.2.17  distance 20, metric 100  by CUSTOMERS 10, EDGE-IN 30\n",
-        R"({"prefix":"198.18.1.0/24","nextHop":"192.0.2.17","verdict":"permit","changes":{"distance":{"to":20},"metric":{"to":100}},)"
-        R"("sequences":[{"routeMap":"CUSTOMERS","sequence":10},{"routeMap":"EDGE-IN","sequence":30}]})"
-        "\n" },
-      { "of IPv6, with a metric, without a next hop", "2001:db8:100::/48 64500 metric 5",
-        "permit  2001:db8:100::/48  distance 20, metric 5 -> 10  by CUSTOMERS 20, EDGE-IN 30, 60\n",
-        R"({"prefix":"2001:db8:100::/48","verdict":"permit","changes":{"distance":{"to":20},"metric":{"from":5,"to":10}},)"
-        R"("sequences":[{"routeMap":"CUSTOMERS","sequence":20},{"routeMap":"EDGE-IN","sequence":30},{"routeMap":"EDGE-IN","sequence":60}]})"
-        "\n" },
-      { "anybody's", "198.51.100.0/24", "permit  198.51.100.0/24  distance 180  by EDGE-IN 40\n",
-        R"({"prefix":"198.51.100.0/24","verdict":"permit","changes":{"distance":{"to":180}},)"
-        R"("sequences":[{"routeMap":"EDGE-IN","sequence":40}]})"
-        "\n" },
-      { "denied", "198.51.100.0/24 23456", "deny    198.51.100.0/24  by EDGE-IN 10\n",
-        R"({"prefix":"198.51.100.0/24","verdict":"deny","sequences":[{"routeMap":"EDGE-IN","sequence":10}]})"
-        "\n" },
+TEST( Program, evalOfSingleRoutes ) {
+   const std::pair<const char *, const char *> rows[] = {
+      { "a route of a customer", "198.18.1.0/24 64501 next-hop 192.0.2.17" },
+      { "IPv6, with a metric, without a next hop", "2001:db8:100::/48 64500 metric 5" },
+      { "any other route", "198.51.100.0/24" },
+      { "a denied route", "198.51.100.0/24 23456" },
    };
-   for( const auto & row : rows ) {
-      EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "EDGE-IN" }, row.line ).out, row.text ) << row.name;
-      EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "EDGE-IN", "--json" }, row.line ).out, row.json ) << row.name;
-   }
-   EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "CUSTOMERS" }, "198.51.100.0/24" ).out, "deny    198.51.100.0/24  by no sequence\n" );
-   EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "CUSTOMERS", "--json" }, "198.51.100.0/24" ).out,
-              "{\"prefix\":\"198.51.100.0/24\",\"verdict\":\"deny\",\"sequences\":[]}\n" );
+   for( const auto & [ name, line ] : rows )
+      for( const Arguments & arguments :
+           { Arguments{ "eval", kEdge, "-m", "EDGE-IN" }, Arguments{ "eval", kEdge, "-m", "EDGE-IN", "--json" } } )
+         expectGolden( "eval.txt", name + std::string( arguments.size() == 4 ? "" : ", as JSON" ), runProgram( arguments, line ).out );
+   expectGolden( "eval.txt", "no sequence matches", runProgram( { "eval", kEdge, "-m", "CUSTOMERS" }, "198.51.100.0/24" ).out );
+   expectGolden( "eval.txt", "no sequence matches, as JSON",
+                 runProgram( { "eval", kEdge, "-m", "CUSTOMERS", "--json" }, "198.51.100.0/24" ).out );
    EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "EDGE-IN" } ).out, "" );
 }
 
@@ -405,7 +276,7 @@ TEST( Program, explainTriesOutEveryAttribute ) {
               "permit  10.0.0.0/8  by OSPF 10\ndeny    10.0.0.0/8  by no sequence\n" );
 }
 
-TEST( Program, explainTellsWhatIsNotThere ) {
+TEST( Program, explainOfUndefinedAndInvertedClauses ) {
    const Folder folder;
    folder.write( "a.conf",
                  "ipv6 prefix-list SIX permit any\n"
@@ -418,40 +289,15 @@ TEST( Program, explainTellsWhatIsNotThere ) {
                  "route-map B permit 20\n call C\n continue\n"
                  "route-map B deny 30\n continue 99\n"
                  "route-map C permit 10\n" );
-   EXPECT_EQ(
-      folder.run( { "explain", "DIR/a.conf", "-m", "A", "10.0.0.0/8" } ).out,
-      "10.0.0.0/8: permitted\n"
-      "A permits\n"
-      "   10    permit  does not hold: match ip address prefix-list LONG_V4, which there is not\n"
-      "   20    permit  does not hold: match ip address prefix-list SIX, which is of IPv6\n"
-      "   30    permit  does not hold: match ip address ACL, which there is not\n"
-      "   40    permit  does not hold: match tag 5\n"
-      "   50    permit  matches: match ip address prefix-list LONG_V4 invert, which there is not; it calls NOPE, which there is not; "
-      "ends, as there is no 99 to go on at\n" );
+   expectGolden( "explain.txt", "undefined references", folder.run( { "explain", "DIR/a.conf", "-m", "A", "10.0.0.0/8" } ).out );
+   expectGolden( "explain.txt", "calls of undefined route maps", folder.run( { "explain", "DIR/a.conf", "-m", "B", "10.0.0.0/8" } ).out );
    folder.write(
       "i.conf",
       "ip prefix-list TEN permit 10.0.0.0/8\nroute-map A permit 10\n match ip address prefix-list TEN invert\n"
       "route-map A permit 20\n call B invert\nroute-map A deny 30\n call C invert\nroute-map B permit 10\nroute-map C deny 10\n" );
-   EXPECT_EQ( folder.run( { "explain", "DIR/i.conf", "-m", "A", "10.0.0.0/8" } ).out,
-              "10.0.0.0/8: denied\n"
-              "A denies\n"
-              "   10    permit  does not hold: match ip address prefix-list TEN invert\n"
-              "   20    permit  does not match: it calls B, inverted\n"
-              "      B permits\n"
-              "         10    permit  matches\n"
-              "   30    deny    matches: it calls C, inverted\n"
-              "      C denies\n"
-              "         10    deny    matches\n" );
-   EXPECT_EQ( folder.run( { "explain", "DIR/i.conf", "-m", "A", "11.0.0.0/8" } ).out,
-              "11.0.0.0/8: permitted\nA permits\n   10    permit  matches\n" );
-   EXPECT_EQ( folder.run( { "explain", "DIR/a.conf", "-m", "B", "10.0.0.0/8" } ).out,
-              "10.0.0.0/8: denied\n"
-              "B denies\n"
-              "   10    permit  matches: it calls NOPE, which there is not, inverted; goes on at 20\n"
-              "   20    permit  matches: it calls C; goes on at 30\n"
-              "      C permits\n"
-              "         10    permit  matches\n"
-              "   30    deny    matches\n" );
+   for( const char * prefix : { "10.0.0.0/8", "11.0.0.0/8" } )
+      expectGolden( "explain.txt", std::string( "inverted clauses, " ) + prefix,
+                    folder.run( { "explain", "DIR/i.conf", "-m", "A", prefix } ).out );
 }
 
 TEST( Program, explainObeysNoBytesOfATable ) {
@@ -480,44 +326,26 @@ TEST( Program, diffGroupsWhatChanges ) {
    folder.write( "new.conf", replaced( contentOfFile( kEdge ), "set distance 180", "set distance 190" ) );
    const auto text = folder.run( { "diff", kEdge, "DIR/new.conf", "-m", "EDGE-IN", "-i", kTable, "--examples", "1" } );
    EXPECT_EQ( text.status, 1 );
-   EXPECT_EQ( text.out,
-              "92 of 275 routes change\n"
-              "\n"
-              "92: permit by EDGE-IN 40 -> permit by EDGE-IN 40\n"
-              "   198.19.0.0/24 via 192.0.2.33  distance 180 -> 190\n"
-              "   and 91 more\n" );
+   expectGolden( "diff.txt", "another distance", text.out );
    EXPECT_EQ( text.err, "" );
    const auto asJson = folder.run( { "diff", kEdge, "DIR/new.conf", "-m", "EDGE-IN", "-i", kTable, "--examples", "1", "--json" } );
    EXPECT_EQ( asJson.status, 1 );
-   EXPECT_EQ(
-      asJson.out,
-      R"({"routes":275,"changed":92,"groups":[{"routes":92,)"
-      R"("before":{"verdict":"permit","sequences":[{"routeMap":"EDGE-IN","sequence":40}]},)"
-      R"("after":{"verdict":"permit","sequences":[{"routeMap":"EDGE-IN","sequence":40}]},)"
-      R"("examples":[{"prefix":"198.19.0.0/24","nextHop":"192.0.2.33","before":{"verdict":"permit","changes":{"distance":{"to":180}}},)"
-      R"("after":{"verdict":"permit","changes":{"distance":{"to":190}}}}]}]})"
-      "\n" );
+   expectGolden( "diff.txt", "another distance, as JSON", asJson.out );
 
    folder.write( "less.conf", replaced( contentOfFile( kEdge ), "198.18.0.0/16 ge 20", "198.18.0.0/16 ge 24" ) );
    const auto less =
       folder.run( { "diff", kEdge, "DIR/less.conf", "-m", "CUSTOMERS", "--examples", "0" }, "198.18.0.0/20\n198.18.0.0/24\n" );
    EXPECT_EQ( less.status, 1 );
-   EXPECT_EQ( less.out, "1 of 2 routes changes\n\n1: permit by CUSTOMERS 10 -> deny by no sequence\n" );
+   expectGolden( "diff.txt", "without examples", less.out );
 }
 
-TEST( Program, diffTellsRoutesOfOnePrefixApart ) {
+TEST( Program, diffDistinguishesRoutesOfOnePrefix ) {
    const Folder folder;
    folder.write( "old.conf", "route-map A permit 10\n" );
    folder.write( "new.conf", "route-map A permit 10\n set metric 5\n" );
    const std::string table = "10.0.0.0/8 next-hop 192.0.2.1\n10.0.0.0/8 next-hop 192.0.2.2\n10.0.0.0/8\n";
    const Arguments arguments{ "diff", "DIR/old.conf", "DIR/new.conf", "-m", "A" };
-   EXPECT_EQ( folder.run( arguments, table ).out,
-              "3 of 3 routes change\n"
-              "\n"
-              "3: permit by A 10 -> permit by A 10\n"
-              "   10.0.0.0/8 via 192.0.2.1  metric 5\n"
-              "   10.0.0.0/8 via 192.0.2.2  metric 5\n"
-              "   10.0.0.0/8  metric 5\n" );
+   expectGolden( "diff.txt", "routes of one prefix", folder.run( arguments, table ).out );
    auto asJson = arguments;
    asJson.emplace_back( "--json" );
    const auto examples = json::parse( folder.run( asJson, table ).out )[ "groups" ][ 0 ][ "examples" ];
@@ -552,7 +380,7 @@ TEST( Program, aTagOfNoughtIsNoneBeforeAndNoughtWherePolicySetsIt ) {
    EXPECT_THAT( folder.run( { "diff", "DIR/five.conf", "DIR/nought.conf", "-m", "A" }, "10.0.0.0/8\n" ).out, EndsWith( "  tag 5 -> 0\n" ) );
 }
 
-TEST( Program, diffTellsWhatARouteHadThatIsNoLongerPermitted ) {
+TEST( Program, diffShowsTheChangesOfARouteThatIsNoLongerPermitted ) {
    const Folder folder;
    folder.write( "permits.conf", "route-map A permit 10\n set metric 5\n" );
    folder.write( "plain.conf", "route-map A permit 10\n" );
@@ -562,7 +390,7 @@ TEST( Program, diffTellsWhatARouteHadThatIsNoLongerPermitted ) {
       const char * after;
       const char * example;
    } rows[] = {
-      { "DIR/permits.conf", "DIR/denies.conf", "   10.0.0.0/8  no longer permitted; it was, with metric 7 -> 5\n" },
+      { "DIR/permits.conf", "DIR/denies.conf", "   10.0.0.0/8  no longer permitted; before: metric 7 -> 5\n" },
       { "DIR/plain.conf", "DIR/denies.conf", "   10.0.0.0/8  no longer permitted\n" },
       { "DIR/denies.conf", "DIR/permits.conf", "   10.0.0.0/8  newly permitted, with metric 7 -> 5\n" },
       { "DIR/denies.conf", "DIR/plain.conf", "   10.0.0.0/8  newly permitted\n" },
@@ -582,158 +410,17 @@ constexpr char kWrongMessages[] = "DIR/wrong.conf:1:39: \"le 7\" is below 8, the
                                   "DIR/wrong.conf:2:12: expected \"permit\" or \"deny\", found the end of the line\n"
                                   "DIR/wrong.conf:4:30: expected the name of a prefix list, found the end of the line\n"
                                   "DIR/wrong.conf:5:2: expected a clause of a route map, found \"bogus\"\n";
-constexpr char kNothingApplied[] = "routepolicy: 4 errors, nothing was applied\n";
-
-struct WrongRow {
-   const char * name;
-   Arguments arguments;
-   std::string messages;
-};
-
-const WrongRow kWrongCalls[] = {
-   { "no command", {}, "routepolicy: A subcommand is required; routepolicy --help tells more\n" },
-   { "a command that there is not", { "bogus" }, "routepolicy: there is no command bogus; routepolicy --help tells which there are\n" },
-   { "an option that there is not",
-     { "check", kEdge, "--bogus" },
-     "routepolicy: there is no option --bogus; routepolicy check --help tells more\n" },
-   { "a mistyped option",
-     { "eval", kEdge, "--rout-map=EDGE-IN" },
-     "routepolicy: there is no option --rout-map; routepolicy eval --help tells more\n" },
-   { "no policy", { "check" }, "routepolicy: FILE is required; routepolicy check --help tells more\n" },
-   { "no route map for eval",
-     { "eval", kEdge, "-i", kTable },
-     "routepolicy: --route-map is required; routepolicy eval --help tells more\n" },
-   { "no route map for explain",
-     { "explain", kEdge, "10.0.0.0/8" },
-     "routepolicy: --route-map is required; routepolicy explain --help tells more\n" },
-   { "no route map for diff", { "diff", kEdge, kEdge }, "routepolicy: --route-map is required; routepolicy diff --help tells more\n" },
-   { "no prefix", { "explain", kEdge, "-m", "EDGE-IN" }, "routepolicy: PREFIX is required; routepolicy explain --help tells more\n" },
-   { "no new policy", { "diff", kEdge }, "routepolicy: NEW is required; routepolicy diff --help tells more\n" },
-   { "no name for used-by", { "used-by", kEdge }, "routepolicy: NAME is required; routepolicy used-by --help tells more\n" },
-   { "an empty command", { "" }, "routepolicy: the command is empty\n" },
-   { "an empty file", { "check", "" }, "routepolicy: FILE is empty\n" },
-   { "an empty second file", { "eval", kEdge, "", "-m", "EDGE-IN" }, "routepolicy: FILE is empty\n" },
-   { "an empty old file", { "diff", "", kEdge, "-m", "EDGE-IN" }, "routepolicy: OLD is empty\n" },
-   { "an empty new file", { "diff", kEdge, "", "-m", "EDGE-IN" }, "routepolicy: NEW is empty\n" },
-   { "an empty file for show", { "show", "" }, "routepolicy: FILE is empty\n" },
-   { "an empty file for used-by", { "used-by", "", "A" }, "routepolicy: FILE is empty\n" },
-   { "an empty prefix", { "explain", kEdge, "", "-m", "EDGE-IN" }, "routepolicy: PREFIX is empty\n" },
-   { "an empty route map", { "eval", kEdge, "-m", "" }, "routepolicy: --route-map is empty\n" },
-   { "an empty route map for watch", { "watch", kEdge, "--route-map", "" }, "routepolicy: --route-map is empty\n" },
-   { "an empty table", { "eval", kEdge, "-m", "EDGE-IN", "--in", "" }, "routepolicy: --in is empty\n" },
-   { "an empty number of threads", { "eval", kEdge, "-m", "EDGE-IN", "--threads", "" }, "routepolicy: --threads is empty\n" },
-   { "an empty number of examples", { "diff", kEdge, kEdge, "-m", "EDGE-IN", "--examples", "" }, "routepolicy: --examples is empty\n" },
-   { "an attribute beside a table",
-     { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "-i", kTable, "--tag", "5" },
-     "routepolicy: --tag is for a route that no table tells: not beside --in\n" },
-   { "an attribute that is wrong",
-     { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--metric", "x" },
-     "routepolicy: --metric: \"x\": not a number from 0 to 9223372036854775807\n" },
-   { "no threads",
-     { "eval", kEdge, "-m", "EDGE-IN", "--threads", "0" },
-     "routepolicy: --threads: Value 0 not in range 1 to 256; routepolicy eval --help tells more\n" },
-   { "too many threads",
-     { "eval", kEdge, "-m", "EDGE-IN", "--threads", "257" },
-     "routepolicy: --threads: Value 257 not in range 1 to 256; routepolicy eval --help tells more\n" },
-   { "threads by a word",
-     { "eval", kEdge, "-m", "EDGE-IN", "--threads", "many" },
-     "routepolicy: --threads: Value many not in range 1 to 256; routepolicy eval --help tells more\n" },
-
-   { "a policy that is not there", { "check", "DIR/none.conf" }, "routepolicy: DIR/none.conf: cannot open: No such file or directory\n" },
-   { "one of several that is not there",
-     { "check", kEdge, "DIR/none.conf" },
-     "routepolicy: DIR/none.conf: cannot open: No such file or directory\n" },
-   { "a new policy that is not there",
-     { "diff", kEdge, "DIR/none.conf", "-m", "EDGE-IN", "-i", kTable },
-     "routepolicy: DIR/none.conf: cannot open: No such file or directory\n" },
-   { "a policy that is a folder", { "check", "DIR/folder" }, "routepolicy: DIR/folder: cannot read: Is a directory\n" },
-   { "a table that is not there",
-     { "eval", kEdge, "-m", "EDGE-IN", "-i", "DIR/none.txt" },
-     "routepolicy: DIR/none.txt: cannot open: No such file or directory\n" },
-   { "a table that is a folder",
-     { "eval", kEdge, "-m", "EDGE-IN", "-i", "DIR/folder" },
-     "DIR/folder: not read to its end, behind 0 routes: cannot read: Is a directory\n" },
-
-   { "a route map that is not there",
-     { "eval", kEdge, "-m", "EDGE-OUT", "-i", kTable },
-     "routepolicy: there is no route map EDGE-OUT; there are BOGONS, CUSTOMERS, EDGE-IN, TOO-LONG\n" },
-   { "the same for explain",
-     { "explain", kEdge, "-m", "EDGE-OUT", "10.0.0.0/8" },
-     "routepolicy: there is no route map EDGE-OUT; there are BOGONS, CUSTOMERS, EDGE-IN, TOO-LONG\n" },
-   { "no route map at all",
-     { "diff", kEdge, "DIR/empty.conf", "-m", "EDGE-IN", "-i", kTable },
-     "routepolicy: there is no route map EDGE-IN, nor any other\n" },
-   { "the same for watch",
-     { "watch", kEdge, "-m", "EDGE-OUT", "-i", kTable },
-     "routepolicy: there is no route map EDGE-OUT; there are BOGONS, CUSTOMERS, EDGE-IN, TOO-LONG\n" },
-   { "a name that is not there",
-     { "show", kEdge, "CUSTOMRES" },
-     "routepolicy: there is nothing called CUSTOMRES; did you mean CUSTOMERS?\n" },
-   { "a name that nobody knows", { "used-by", kEdge, "XYZZY" }, "routepolicy: there is nothing called XYZZY\n" },
-
-   { "no prefix but a word",
-     { "explain", kEdge, "-m", "EDGE-IN", "rubbish" },
-     "routepolicy: PREFIX: address \"rubbish\": not an address\n" },
-   { "a length above the family's",
-     { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/33" },
-     "routepolicy: PREFIX: prefix length \"33\": above 32\n" },
-   { "bits behind the length",
-     { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.1/8" },
-     "routepolicy: PREFIX: 10.0.0.1/8: bits are set behind the prefix length; 10.0.0.0/8 would be a prefix\n" },
-   { "a prefix that is not in the table",
-     { "explain", kEdge, "-m", "EDGE-IN", "9.0.0.0/8", "-i", kTable },
-     "routepolicy: 9.0.0.0/8 is not in the table\n" },
-
-   { "errors in the policy, for check", { "check", "DIR/wrong.conf" }, kWrongMessages },
-   { "for eval", { "eval", "DIR/wrong.conf", "-m", "A", "-i", kTable }, std::string( kWrongMessages ) + kNothingApplied },
-   { "for explain", { "explain", "DIR/wrong.conf", "-m", "A", "10.0.0.0/8" }, std::string( kWrongMessages ) + kNothingApplied },
-   { "for diff", { "diff", kEdge, "DIR/wrong.conf", "-m", "EDGE-IN" }, std::string( kWrongMessages ) + kNothingApplied },
-   { "for show", { "show", "DIR/wrong.conf" }, std::string( kWrongMessages ) + kNothingApplied },
-   { "for used-by", { "used-by", "DIR/wrong.conf", "A" }, kWrongMessages },
-   { "for watch", { "watch", "DIR/wrong.conf" }, std::string( kWrongMessages ) + "routepolicy: the policy is wrong from the start\n" },
-
-   { "watch of standard input", { "watch", "-" }, "routepolicy: watch follows files: standard input cannot change\n" },
-   { "watch of a table that no route map is asked about",
-     { "watch", kEdge, "-i", kTable },
-     "routepolicy: --in needs --route-map: which one is asked?\n" },
-};
-
-TEST( Program, whatIsWrongIsToldAndEndsWithTwo ) {
+TEST( Program, wrongCallsEndWithTwo ) {
    const Folder folder;
    folder.write( "wrong.conf", kWrong );
    folder.write( "empty.conf", "" );
    std::filesystem::create_directory( folder( "folder" ) );
-   for( const auto & row : kWrongCalls ) {
-      const auto output = folder.run( row.arguments );
-      EXPECT_EQ( output.status, 2 ) << row.name;
-      EXPECT_EQ( output.out, "" ) << row.name;
-      EXPECT_EQ( output.err, row.messages ) << row.name;
-   }
-}
-
-TEST( Program, anOperandThatIsWrongIsNamed ) {
-   const struct {
-      Arguments arguments;
-      const char * named;
-   } rows[] = {
-      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--tag", "4294967296" }, "--tag" },
-      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--metric", "-1" }, "--metric" },
-      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--next-hop", "x" }, "--next-hop" },
-      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--community", "x" }, "--community" },
-      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--protocol", "x" }, "--protocol" },
-      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--local-preference", "x" }, "--local-preference" },
-      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--ospf-instance", "x" }, "--ospf-instance" },
-      { { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "--isis-instance", "4294967296" }, "--isis-instance" },
-      { { "diff", kEdge, kEdge, "-m", "EDGE-IN", "--examples", "x" }, "--examples" },
-      { { "diff", kEdge, kEdge, "-m", "EDGE-IN", "--examples", "-1" }, "--examples" },
-   };
-   for( const auto & row : rows ) {
-      const auto output = runProgram( row.arguments );
-      EXPECT_EQ( output.status, 2 ) << row.named << ' ' << row.arguments.back();
-      EXPECT_EQ( output.out, "" ) << row.named << ' ' << row.arguments.back();
-      EXPECT_THAT( output.err, HasSubstr( row.named ) ) << row.arguments.back();
-      EXPECT_EQ( linesOf( output.err ).size(), 1u ) << output.err;
-   }
+   expectGoldenCases( "wrong-calls.txt", [ & ]( const std::string & arguments ) {
+      const auto output = folder.run( argumentsOf( arguments ) );
+      EXPECT_EQ( output.status, 2 );
+      EXPECT_EQ( output.out, "" );
+      return output.err;
+   } );
 }
 
 TEST( Program, checkTellsErrorsAsJsonToo ) {
@@ -768,9 +455,7 @@ TEST( Program, everyCommandTellsErrorsAsOneDocumentToo ) {
    }
    const auto both = folder.run( { "diff", "DIR/wrong.conf", "DIR/wrong2.conf", "-m", "B", "--json" } );
    EXPECT_EQ( json::parse( both.out )[ "errors" ].size(), 5u );
-   EXPECT_THAT( both.err,
-                EndsWith( "DIR/wrong2.conf:1:10: expected the name of a route map, found the end of the line\n"
-                          "routepolicy: 5 errors, nothing was applied\n" ) );
+   EXPECT_THAT( both.err, EndsWith( "routepolicy: 5 errors, nothing was applied\n" ) );
 }
 
 TEST( Program, checkEndsWithOneForFindings ) {
@@ -778,8 +463,8 @@ TEST( Program, checkEndsWithOneForFindings ) {
    folder.write( "a.conf", "ip prefix-list UNUSED permit 10.0.0.0/8\nroute-map A permit 10\n match tag-set GONE\n" );
    const auto text = folder.run( { "check", "DIR/a.conf" } );
    EXPECT_EQ( text.status, 1 );
-   EXPECT_THAT( text.out, HasSubstr( "DIR/a.conf:1:1: unused: no route map uses ip prefix-list UNUSED\n" ) );
-   EXPECT_THAT( text.out, HasSubstr( "DIR/a.conf:3:16: undefined: A 10 matches tag-set GONE: there is no tag-set GONE\n" ) );
+   EXPECT_THAT( text.out, HasSubstr( "DIR/a.conf:1:1: unused: " ) );
+   EXPECT_THAT( text.out, HasSubstr( "DIR/a.conf:3:16: undefined: " ) );
    EXPECT_THAT( text.out, EndsWith( "2 findings\n" ) );
    EXPECT_EQ( text.err, "" );
    const auto asJson = folder.run( { "check", "DIR/a.conf", "--json" } );
@@ -807,7 +492,7 @@ TEST( Program, callsMayNestAsDeepAsTheyAreInForce ) {
    EXPECT_EQ( folder.run( { "explain", "DIR/deep.conf", "-m", "M0", "10.0.0.0/8", "--json" } ).status, 0 );
 
    folder.write( "deeper.conf", chain( 60'000 ) );
-   const std::string tooDeep = "routepolicy: route map M0 is not in force, as its calls go deeper than 1000; \"check\" tells more\n";
+   const std::string tooDeep = "routepolicy: route map M0 is not in force: its calls go deeper than 1000; see \"routepolicy check\"\n";
    for( const Arguments & arguments :
         { Arguments{ "eval", "DIR/deeper.conf", "-m", "M0" }, Arguments{ "explain", "DIR/deeper.conf", "-m", "M0", "10.0.0.0/8" } } ) {
       const auto output = folder.run( arguments, "10.0.0.0/8\n" );
@@ -825,7 +510,7 @@ TEST( Program, aRouteMapInARingOfCallsIsNotAsked ) {
       const auto output = folder.run( arguments, "10.0.0.0/8\n" );
       EXPECT_EQ( output.status, 2 ) << arguments[ 0 ];
       EXPECT_EQ( output.out, "" ) << arguments[ 0 ];
-      EXPECT_EQ( output.err, "routepolicy: route map A is not in force, as its calls come round in a ring; \"check\" tells more\n" )
+      EXPECT_EQ( output.err, "routepolicy: route map A is not in force: its calls lead into a cycle; see \"routepolicy check\"\n" )
          << arguments[ 0 ];
    }
 }
@@ -839,7 +524,7 @@ TEST( Program, aRouteMapWithTooManyCallsIsNotAsked ) {
    const auto output = folder.run( { "eval", "DIR/many.conf", "-m", "M0" }, "10.0.0.0/8\n" );
    EXPECT_EQ( output.status, 2 );
    EXPECT_EQ( output.err,
-              "routepolicy: route map M0 is not in force, as an evaluation may come to more than 100000 calls; \"check\" tells more\n" );
+              "routepolicy: route map M0 is not in force: one evaluation may make more than 100000 calls; see \"routepolicy check\"\n" );
    EXPECT_EQ( folder.run( { "eval", "DIR/many.conf", "-m", "M10" }, "10.0.0.0/8\n" ).out, "deny    10.0.0.0/8  by no sequence\n" );
 }
 
@@ -851,9 +536,9 @@ TEST( Program, whereATableEndsEarlyIsTold ) {
       std::string table;
       const char * message;
    } rows[] = {
-      { "[{\"dst\":\"10.0.0.0/8\"},", "standard input: not read to its end, behind 1 route: " },
-      { "[{\"dst\":\"10.0.0.0/8\"},{\"dst\":\"10.0.0.0/8\"}", "standard input: not read to its end, behind 2 routes: " },
-      { cut.substr( 0, cut.size() - 9 ), "standard input: not read to its end, behind 1 route: gzip data is cut short\n" },
+      { "[{\"dst\":\"10.0.0.0/8\"},", "standard input: reading stopped after 1 route: " },
+      { "[{\"dst\":\"10.0.0.0/8\"},{\"dst\":\"10.0.0.0/8\"}", "standard input: reading stopped after 2 routes: " },
+      { cut.substr( 0, cut.size() - 9 ), "standard input: reading stopped after 1 route: gzip data is cut short\n" },
    };
    for( const auto & row : rows ) {
       const auto output = runProgram( { "eval", kEdge, "-m", "EDGE-IN" }, row.table );
@@ -870,7 +555,7 @@ TEST( Program, zerosBehindACompressedTableAreNoDamage ) {
    EXPECT_EQ( output.out, expectedOfSample().text );
 }
 
-TEST( Program, brokenLinesAreToldAndPassedOver ) {
+TEST( Program, brokenLinesAreToldAndSkipped ) {
    const Folder folder;
    folder.write( "broken.txt", "10.0.0.0/8\nrubbish\n10.0.0.0/33\nTABLE_DUMP2|1|B|x\n198.51.100.0/24\n" );
    const auto output = folder.run( { "eval", kEdge, "-m", "EDGE-IN", "-i", "DIR/broken.txt" } );
@@ -885,7 +570,7 @@ TEST( Program, brokenLinesAreToldAndPassedOver ) {
    for( int i = 0; i < 1000; ++i ) many += "rubbish\n";
    const auto cut = runProgram( { "eval", kEdge, "-m", "EDGE-IN" }, many );
    EXPECT_EQ( linesOf( cut.err ).size(), 12u );
-   EXPECT_THAT( cut.err, EndsWith( "standard input: and 990 more\nstandard input: no route in it\n" ) );
+   EXPECT_THAT( cut.err, EndsWith( "standard input: and 990 more\nstandard input: contains no route\n" ) );
 }
 
 TEST( Program, aTableWithoutARouteIsTold ) {
@@ -896,7 +581,7 @@ TEST( Program, aTableWithoutARouteIsTold ) {
    folder.write( "remarks", "# nothing yet\n" );
    folder.write( "withdrawn", "BGP4MP|1|W|192.0.2.9|64496|203.0.113.0/24\n" );
    const std::string broken = "DIR/bad: line 1: address \"rubbish\": not an address\n"
-                              "DIR/bad: line 3: address \"rubbish\": not an address\nDIR/bad: no route in it\n";
+                              "DIR/bad: line 3: address \"rubbish\": not an address\nDIR/bad: contains no route\n";
    const struct {
       Arguments tables;
       int status;
@@ -904,12 +589,12 @@ TEST( Program, aTableWithoutARouteIsTold ) {
    } rows[] = {
       { { "DIR/good" }, 0, "" },
       { { "DIR/bad" }, 2, broken },
-      { { "DIR/empty" }, 0, "DIR/empty: no route in it\n" },
-      { { "DIR/remarks" }, 0, "DIR/remarks: no route in it\n" },
-      { { "DIR/withdrawn" }, 0, "DIR/withdrawn: no route in it; 1 passed over\n" },
+      { { "DIR/empty" }, 0, "DIR/empty: contains no route\n" },
+      { { "DIR/remarks" }, 0, "DIR/remarks: contains no route\n" },
+      { { "DIR/withdrawn" }, 0, "DIR/withdrawn: contains no route; 1 skipped\n" },
       { { "DIR/good", "DIR/bad" }, 2, broken },
       { { "DIR/bad", "DIR/good" }, 2, broken },
-      { { "DIR/empty", "DIR/good", "DIR/remarks" }, 0, "DIR/empty: no route in it\nDIR/remarks: no route in it\n" },
+      { { "DIR/empty", "DIR/good", "DIR/remarks" }, 0, "DIR/empty: contains no route\nDIR/remarks: contains no route\n" },
    };
    for( const auto & row : rows ) {
       Arguments tables;
@@ -941,7 +626,7 @@ TEST( Program, damagedTablesGiveWhatIsBeforeTheDamageAndEndWithTwo ) {
          folder.write( "table", table );
          const auto output = folder.run( { "eval", kEdge, "-m", "EDGE-IN", "-i", "DIR/table" } );
          EXPECT_EQ( output.status, 2 ) << stringValue( how );
-         EXPECT_THAT( output.err, HasSubstr( "DIR/table: not read to its end, behind " ) ) << stringValue( how );
+         EXPECT_THAT( output.err, HasSubstr( "DIR/table: reading stopped after " ) ) << stringValue( how );
          EXPECT_LT( output.out.size(), whole.size() );
       }
    }
@@ -1070,7 +755,7 @@ size_t routesOf( const char * command ) {
 
 TEST( Program, theKernelsTableIsWhatTheSystemsToolTells ) {
    const size_t ipv4 = routesOf( "ip -j route 2>/dev/null" ), ipv6 = routesOf( "ip -j -6 route 2>/dev/null" );
-   ASSERT_NE( ipv4, std::string::npos ) << "there is no program ip to compare with; scripts/setup test installs it";
+   ASSERT_NE( ipv4, std::string::npos ) << "the program ip is missing; scripts/setup test installs it";
    ASSERT_NE( ipv6, std::string::npos );
    const auto output = runProgram( { "eval", kEdge, "-m", "EDGE-IN", "--in", "kernel" } );
    EXPECT_EQ( output.status, 0 );
@@ -1323,10 +1008,10 @@ TEST( Program, namesForCompletion ) {
               "BOGONS\nBOGONS-V4\nBOGONS-V6\nCUSTOMERS\nCUSTOMERS-V4\nCUSTOMERS-V6\nEDGE-IN\nLONG-V4\nLONG-V6\nRESERVED-AS\nTOO-LONG\n" );
    EXPECT_EQ( runProgram( { "names", kEdge, "--route-maps" } ).out, "BOGONS\nCUSTOMERS\nEDGE-IN\nTOO-LONG\n" );
    const auto wrong = runProgram( { "names", "-" }, "route-map\nroute-map A permit 10\n" );
-   EXPECT_EQ( wrong.status, 0 ) << "what is wrong is passed over";
+   EXPECT_EQ( wrong.status, 0 ) << "errors are ignored";
    EXPECT_EQ( wrong.out, "A\n" );
    EXPECT_EQ( wrong.err, "" );
-   EXPECT_THAT( runProgram( { "--help" } ).out, Not( HasSubstr( "names" ) ) ) << "it is not for people";
+   EXPECT_THAT( runProgram( { "--help" } ).out, Not( HasSubstr( "names" ) ) ) << "it is for completion only";
 }
 
 TEST( Program, bytesThatTerminalsObeyAreNoNames ) {
@@ -1437,9 +1122,9 @@ TEST( Program, watchKeepsTheLastGoodPolicyBehindABrokenFile ) {
    file.replaceBy( file.text + " bogus\n" );
    watch.waitForErr( "\n1 error; the last good policy stays in force\n" );
    file.replaceBy( "" );   // as it is while somebody writes it
-   watch.waitForErr( "\nnothing of the policy is left; the last good policy stays in force\n" );
+   watch.waitForErr( "\nthe policy is empty now; the last good policy stays in force\n" );
    file.replaceBy( "hostname edge\n" );
-   watch.waitForErr( ": no line of a policy in it (a table stands behind --in); the last good policy stays in force\n" );
+   watch.waitForErr( ": contains no line of a policy (tables are given with --in); the last good policy stays in force\n" );
    EXPECT_EQ( watch.out(), first ) << "nothing was applied";
 
    file.replaceBy( replaced( file.text, "set distance 180", "set distance 190" ) );
@@ -1497,7 +1182,7 @@ TEST( Program, watchTellsEachBrokenStateInALineOfJson ) {
    EXPECT_EQ( errors[ 1 ][ "line" ], 71 );
    const auto reasonOf = []( const std::string & line ) { return json::parse( line ).at( "errors" ).at( 0 ).at( "reason" ); };
    EXPECT_EQ( reasonOf( lines[ 2 ] ), name + ": cannot open: No such file or directory" );
-   EXPECT_EQ( reasonOf( lines[ 3 ] ), name + ": no line of a policy in it (a table stands behind --in)" );
+   EXPECT_EQ( reasonOf( lines[ 3 ] ), name + ": contains no line of a policy (tables are given with --in)" );
    EXPECT_EQ( json::parse( lines[ 4 ] )[ "edits" ], 0 ) << "against the policy that stayed in force";
    EXPECT_THAT( output.err, HasSubstr( "2 errors; the last good policy stays in force\n" ) );
 }

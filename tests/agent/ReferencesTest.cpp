@@ -159,9 +159,9 @@ TEST( References, namesLikeAnother ) {
       { "", { "X" } },
    };
    for( const auto & row : rows ) EXPECT_EQ( namesLike( row.name, text ), row.like ) << row.name;
-   EXPECT_EQ( unknownNameText( "EDGE-I", text ), "there is nothing called EDGE-I; did you mean EDGE-IN?" );
-   EXPECT_EQ( unknownNameText( "CUTSOMERS", text ), "there is nothing called CUTSOMERS; did you mean CUSTOMERS or CUSTOMER?" );
-   EXPECT_EQ( unknownNameText( "PE\x1b[m", text ), "there is nothing called PE\\x1b[m" );
+   EXPECT_EQ( unknownNameText( "EDGE-I", text ), "unknown name EDGE-I; did you mean EDGE-IN?" );
+   EXPECT_EQ( unknownNameText( "CUTSOMERS", text ), "unknown name CUTSOMERS; did you mean CUSTOMERS or CUSTOMER?" );
+   EXPECT_EQ( unknownNameText( "PE\x1b[m", text ), "unknown name PE\\x1b[m" );
 }
 
 }   // namespace

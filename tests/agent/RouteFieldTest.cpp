@@ -64,7 +64,7 @@ TEST( RouteFieldTest, wrongValueTellsTheReasonAndChangesNothing ) {
       std::string_view value;
       std::string reason;
    };
-   const std::string noName = ": none of next-hop, tag, metric, protocol, interface, local-preference, community, ospf-instance, "
+   const std::string noName = ": expected one of next-hop, tag, metric, protocol, interface, local-preference, community, ospf-instance, "
                               "isis-instance, as-path";
    const Row rows[] = {
       { "next-hop", "eth0", "next-hop: address \"eth0\": not an address" },
@@ -73,8 +73,8 @@ TEST( RouteFieldTest, wrongValueTellsTheReasonAndChangesNothing ) {
       { "tag", "-1", "tag: \"-1\": not a number from 0 to 4294967295" },
       { "metric", "9223372036854775808", "metric: \"9223372036854775808\": not a number from 0 to 9223372036854775807" },
       { "metric", "", "metric: \"\": not a number from 0 to 9223372036854775807" },
-      { "protocol", "egp", "protocol: \"egp\": none of connected, static, kernel, bgp, ospf, ospf6, isis, rip, ripng" },
-      { "protocol", "", "protocol: \"\": none of connected, static, kernel, bgp, ospf, ospf6, isis, rip, ripng" },
+      { "protocol", "egp", "protocol: \"egp\": expected one of connected, static, kernel, bgp, ospf, ospf6, isis, rip, ripng" },
+      { "protocol", "", "protocol: \"\": expected one of connected, static, kernel, bgp, ospf, ospf6, isis, rip, ripng" },
       { "interface", "", "interface: \"\": not the name of an interface" },
       { "interface", "eth 0", "interface: \"eth 0\": not the name of an interface" },
       { "ospf-instance", "4294967296", "ospf-instance: \"4294967296\": not a number from 0 to 4294967295" },

@@ -31,7 +31,7 @@ TEST( TableReaderTest, everyFormInEveryCompression ) {
    struct Row {
       TableForm form;
       std::string_view text;
-      uint64_t passedOver;
+      uint64_t skipped;
    };
    for( const Row & row : { Row{ TableForm::bgpdump, kBgpdump, 1 }, { TableForm::prefixes, kPrefixes, 0 }, { TableForm::json, kJson, 1 } } )
       for( const auto how : kCompressions ) {
@@ -40,7 +40,7 @@ TEST( TableReaderTest, everyFormInEveryCompression ) {
          EXPECT_EQ( table.summary.form, row.form );
          EXPECT_EQ( table.summary.compression, how );
          EXPECT_EQ( table.summary.fault, "" );
-         EXPECT_EQ( table.summary.passedOver, row.passedOver );
+         EXPECT_EQ( table.summary.skipped, row.skipped );
          EXPECT_EQ( table.broken, Strings() );
          EXPECT_EQ( table.prefixes(), kThree );
       }
@@ -76,7 +76,7 @@ TEST( TableReaderTest, formIsToldByTheContent ) {
    }
 }
 
-TEST( TableReaderTest, brokenLinesAreCountedReportedAndPassedOver ) {
+TEST( TableReaderTest, brokenLinesAreCountedReportedAndSkipped ) {
    const auto table = readBack( "# numbers count every line\n"
                                 "10.0.0.0/8\n"
                                 "10.0.0.0/33\n"
@@ -90,7 +90,7 @@ TEST( TableReaderTest, brokenLinesAreCountedReportedAndPassedOver ) {
               ( Strings{
                  "line 3: prefix length \"33\": above 32",
                  "line 5: cut short: 6 of 14 fields",
-                 "line 6: 10.1.0.0/8: bits are set behind the prefix length; 10.0.0.0/8 would be a prefix",
+                 "line 6: 10.1.0.0/8: bits are set behind the prefix length; did you mean 10.0.0.0/8?",
                  "line 8: \"\": neither TABLE_DUMP2 nor BGP4MP",
               } ) );
    EXPECT_EQ( table.summary.fault, "" );
@@ -126,7 +126,7 @@ TEST( TableReaderTest, documentsMayBeJoined ) {
    const auto table = readBack( std::string( kJson ) + "[{\"dst\":\"default\",\"pref\":\"medium\"}][]\n\n[{},5]" );
    EXPECT_EQ( table.prefixes(), ( Strings{ "198.51.100.0/24", "2001:db8:100::/40", "203.0.113.0/24", "::/0" } ) );
    EXPECT_EQ( table.broken, Strings{ "entry 1: not an object" } ) << "counted within its document";
-   EXPECT_EQ( table.summary.passedOver, 2u );
+   EXPECT_EQ( table.summary.skipped, 2u );
    EXPECT_EQ( table.summary.fault, "" );
 }
 

@@ -37,7 +37,7 @@ TEST( TableRun, memoryThatRunsOutWhileThreadsAreMadeIsNoMatter ) {
          const AllocationFailure failure( n );
          try {
             whole = runTables( { { file.name() }, 8 }, job, console ).whole;
-         } catch( const std::bad_alloc & ) {   // elsewhere: the caller is told
+         } catch( const std::bad_alloc & ) {   // elsewhere: the caller gets an exception
          }
          ended = !failure.happened();
       }

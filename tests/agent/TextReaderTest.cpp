@@ -58,7 +58,7 @@ TEST( TextReaderTest, longestLineIsWholeAndOneMoreIsNot ) {
    EXPECT_EQ( linesOf( "123456789abcdefg", 8 ), unterminated );
 }
 
-TEST( TextReaderTest, hugeLineIsPassedOverAndTheNextOneIsRead ) {
+TEST( TextReaderTest, hugeLineIsSkippedAndTheNextOneIsRead ) {
    for( const size_t size : { 65'535, 65'536, 65'537, 200'000, 3'000'000 } ) {
       const std::string bytes = "a\n" + std::string( size, 'x' ) + "\nb\n";
       const std::vector<Line> expected = { { 1, "a", false, true }, { 2, std::string( 1000, 'x' ), true, true }, { 3, "b", false, true } };

@@ -15,7 +15,7 @@ PolicyText loaded( const std::string & lines ) {
    LineLoader loader;
    loader.load( "a.conf", lines );
    for( const auto & error : loader.errors() ) ADD_FAILURE() << loader.toString( error );
-   EXPECT_EQ( loader.text().passedOverStanzas, 0u ) << lines;
+   EXPECT_EQ( loader.text().skippedStanzas, 0u ) << lines;
    return loader.text();
 }
 
