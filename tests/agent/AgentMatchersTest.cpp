@@ -40,7 +40,7 @@ TEST( AgentMatchers, anUndefinedListMatchesNothing ) {
    EXPECT_FALSE( NexthopAccessListMatcher( "A", nullptr ).match( &input, nullptr ) );
 }
 
-TEST( AgentMatchers, theirTextsNameWhatTheyAsk ) {
+TEST( AgentMatchers, textsNameTheOperand ) {
    EXPECT_EQ( InterfaceNameMatcher( "eth0" ).toStrep(), "InterfaceNameMatcher interface eth0" );
    EXPECT_EQ( NexthopAccessListMatcher( "A", nullptr ).toStrep(), "NexthopAccessListMatcher access-list A" );
    EXPECT_EQ( CommunityMatcher( "C", nullptr ).toStrep(), "RouteListMatcher list C" );

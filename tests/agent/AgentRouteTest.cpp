@@ -24,7 +24,7 @@ TableRoute fullRoute() {
    return route;
 }
 
-TEST( AgentRoute, givesPolicyWhatTheTableTells ) {
+TEST( AgentRoute, givesPolicyTheAttributesOfTheTable ) {
    const TableRoute route = fullRoute();
    const AgentRoute input( route );
    EXPECT_EQ( *input.getPrefixPointer(), route.prefix );
@@ -46,7 +46,7 @@ TEST( AgentRoute, aProtocolIsTheOneThatItsClauseAsksFor ) {
    }
 }
 
-TEST( AgentRoute, anotherRouteLeavesNothingOfTheOneBefore ) {
+TEST( AgentRoute, anotherRouteReplacesAllAttributes ) {
    const TableRoute first = fullRoute(), second = routeTo( "10.1.0.0/16" );
    AgentRoute input( first );
    input.routeIs( second );

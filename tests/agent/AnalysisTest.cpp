@@ -78,7 +78,7 @@ TEST( Analysis, aLongCycleIsCutShort ) {
    EXPECT_THAT( findings[ 0 ], testing::EndsWith( "R118, R119 and 30 more" ) );
 }
 
-// R0 calls R1, and so on, up to one that calls nobody.
+// R0 calls R1, and so on; the last route map calls none.
 std::string chainOf( size_t calls ) {
    std::string policy;
    for( size_t i = 0; i < calls; ++i )
@@ -182,7 +182,7 @@ struct SmallSequence {
 };
 using SmallMap = std::map<uint32_t, SmallSequence>;
 
-// The sequences that a route comes to whom the conditional ones match or not, as the bits of `matches` say.
+// The sequences that a route reaches if it matches the conditional sequences whose bits are set in `matches`.
 void walk( const SmallMap & map, unsigned matches, std::set<uint32_t> & visited ) {
    for( auto at = map.begin(); at != map.end(); ) {
       visited.insert( at->first );

@@ -22,7 +22,7 @@ constexpr char kGood[] = "hostname edge\n"
                          "route-map EDGE-IN deny 20\n";
 constexpr char kCyclic[] = "route-map A permit 10\n call B\nroute-map B permit 20\n call A\nroute-map C permit 1\n match tag 5\n";
 
-TEST( Check, reportsWhatThereIsAndEndsWithZeroWhenNothingIsWrong ) {
+TEST( Check, countsThePolicyAndEndsWithZeroWithoutFindings ) {
    const auto output = checked( kGood );
    EXPECT_EQ( output.status, kExitOk );
    EXPECT_EQ( output.messages, "" );
@@ -88,7 +88,7 @@ TEST( Check, doubtsAreFindings ) {
    EXPECT_THAT( kinds, testing::ElementsAre( "skipped", "replaced", "netmask" ) );
 }
 
-TEST( Check, errorsInTheTextAreMessagesAndNothingElseIsSaid ) {
+TEST( Check, errorsInTheTextAreTheOnlyOutput ) {
    const char policy[] = "route-map A permit x\nroute-map A permit 10\n match tag 4294967296\n";
    const auto output = checked( policy );
    EXPECT_EQ( output.status, kExitError );
@@ -118,7 +118,7 @@ TEST( Check, anyBytesInNamesLeaveTheOutputPrintable ) {
    EXPECT_NO_THROW( nlohmann::json::parse( checked( applied, true ).out ) );
 }
 
-TEST( Check, aFileThatIsNotThereIsAnError ) {
+TEST( Check, aMissingFileIsAnError ) {
    const auto output = outputOf( "", []( const std::string & file, Console & console ) {
       return check( { { file + ".not" }, false }, console );
    } );

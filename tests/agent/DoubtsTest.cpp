@@ -167,7 +167,7 @@ TEST( Doubts, whatIsNotReplaced ) {
       sequence( "no route-map M permit 10\nroute-map M deny 10\n" ),
       sequence( " match tag 5\nno route-map M\nroute-map M permit 10\n match tag 6\n" ),
       sequence( " match tag 5\nroute-map M permit 20\n match tag 6\nroute-map N permit 10\n match tag 7\n" ),
-      "route-map M permit x\n match tag 5\n match tag 6\n set tag 5\n set tag 6\n",   // goes nowhere
+      "route-map M permit x\n match tag 5\n match tag 6\n set tag 5\n set tag 6\n",   // dropped
       "ip prefix-list A seq 5 permit any\nip prefix-list A seq 5 permit 0.0.0.0/0 le 32\n",
       "ip prefix-list A seq 5 permit any\nno ip prefix-list A seq 5\nip prefix-list A seq 5 deny any\n",
       "ip prefix-list A seq 5 permit any\nno ip prefix-list A\nip prefix-list A seq 5 deny any\n",

@@ -247,7 +247,7 @@ TEST( InputTest, fileIsRead ) {
    unlink( path );
 }
 
-TEST( InputTest, fileThatIsNotThereThrows ) {
+TEST( InputTest, aMissingFileThrows ) {
    EXPECT_THROW( FileSource( "/nonexistent/table" ), std::system_error );
 }
 

@@ -349,7 +349,7 @@ TEST( LineLoader, whatOtherStanzasApply ) {
    EXPECT_THAT( applicationsOf( alike.text() ), ElementsAre( "a:1:11 X (table-map X)", "b:1:11 X (table-map X)" ) );
 }
 
-TEST( LineLoader, filesThatSayNothingOfAPolicy ) {
+TEST( LineLoader, filesWithoutALineOfAPolicy ) {
    struct Row {
       const char * name;
       std::vector<std::pair<std::string, std::string>> files;
@@ -419,7 +419,7 @@ TEST( LineLoader, loadingTheSameFileTwiceChangesNothing ) {
 }
 
 // The second has no part in it; a third, of another name, says it again.
-TEST( LineLoader, whatIsWrittenChangesNothingUnderAnyName ) {
+TEST( LineLoader, writtenLinesChangeNothingUnderAnyName ) {
    forRandomCases( 5, []( Random & random ) {
       const PolicyText text = RandomText( random ).next();
       LineLoader loader;
@@ -537,7 +537,7 @@ TEST( LineLoader, prefixLinesAreJustThoseThatTheLibrarysBuilderTakes ) {
    EXPECT_GT( refused, 0u );
 }
 
-// Words of the language and others, at random: nothing but text and errors comes of it.
+// Words of the language and others, at random. The result is a text and errors.
 TEST( LineLoader, randomLines ) {
    const std::vector<std::string> words = { "ip",       "ipv6",        "prefix-list", "access-list", "tag-set",  "bgp",  "community-list",
                                             "as-path",  "standard",    "expanded",    "route-map",   "no",       "seq",  "permit",

@@ -1,4 +1,4 @@
-// The man page, the operators' README and both completions speak of what there is.
+// The man page, the operators' README and both completions match the program.
 #include <gtest/gtest.h>
 #include <re2/re2.h>
 
@@ -73,7 +73,7 @@ TEST( Manual, everyCommandAndEveryOptionIsNamed ) {
    }
 }
 
-TEST( Manual, noOptionIsNamedThatThereIsNot ) {
+TEST( Manual, noUnknownOptionIsNamed ) {
    std::set<std::string> there = optionsOfHelp();
    for( const auto & command : commandsOfHelp() ) there.merge( optionsOfHelp( command ) );
    const RE2 pattern( "(?:^|[^A-Za-z0-9-])(--[a-z][a-z-]+)" );

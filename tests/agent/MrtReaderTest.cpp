@@ -116,7 +116,7 @@ TEST( MrtReaderTest, routeWithoutAttributes ) {
    EXPECT_EQ( routeWith( "" ), expected );
 }
 
-TEST( MrtReaderTest, oneRouteForEachEntryAndNothingOfTheOneBeforeSurvives ) {
+TEST( MrtReaderTest, eachEntryIsOneRouteAndSharesNothingWithTheOneBefore ) {
    const std::string full = attribute( 2, segment( 2, { 64500 } ) ) + kNextHop + attribute( 4, number( 70, 4 ) ) +
       attribute( 5, number( 200, 4 ) ) + attribute( 8, number( 1, 4 ) );
    const auto table = readBack( rib( 8, "\x0a"sv, entries( { entry( full ), entry( "" ), entry( kNextHop ) } ) ) +
@@ -315,7 +315,7 @@ TEST( MrtReaderTest, brokenRecordsAndEntriesAreReportedAndTheOthersAreRead ) {
    }
 }
 
-TEST( MrtReaderTest, peersThatAreNotThereAreBroken ) {
+TEST( MrtReaderTest, missingPeersAreBroken ) {
    const auto of = []( uint16_t peer ) { return rib( 0, "", entries( { entry( "", peer ) } ) ); };
    EXPECT_EQ( readBack( peers( 3 ) + of( 2 ) ).broken, Strings() );
    const std::string table = peers( 3 );
@@ -395,7 +395,7 @@ TEST( MrtReaderTest, cutStreamTellsTheCause ) {
    EXPECT_EQ( table.broken, Strings() );
 }
 
-TEST( MrtReaderTest, firstBytesTell ) {
+TEST( MrtReaderTest, firstBytesShowTheFormat ) {
    struct Row {
       const char * name;
       std::string bytes;

@@ -48,7 +48,7 @@ std::vector<std::string> linesOf( const std::string & text ) {
    return lines;
 }
 
-/// A folder for as long as this lives. What a test writes as "DIR/NAME" is a file in it, in arguments and in what comes of them.
+/// A folder for as long as this lives. "DIR/NAME" stands for a file in it, in arguments and in output.
 class Folder {
  public:
    Folder() {
@@ -121,7 +121,7 @@ TEST( Program, commandsPrintTheirDataAndNothingElse ) {
    } );
 }
 
-TEST( Program, showsEverythingOneBehindTheOther ) {
+TEST( Program, showsEverythingInOrder ) {
    std::string all;
    for( const char * name : { "BOGONS-V4", "CUSTOMERS-V4", "LONG-V4", "BOGONS-V6", "CUSTOMERS-V6", "LONG-V6", "RESERVED-AS", "BOGONS",
                               "CUSTOMERS", "EDGE-IN", "TOO-LONG" } )
@@ -356,9 +356,9 @@ TEST( Program, diffDistinguishesRoutesOfOnePrefix ) {
    EXPECT_EQ( folder.run( { "diff", "DIR/old.conf", "DIR/old.conf", "-m", "A" }, "10.0.0.0/8\n" ).out, "0 of 1 route changes\n" );
 }
 
-TEST( Program, aTagOfNoughtIsNoneBeforeAndNoughtWherePolicySetsIt ) {
+TEST( Program, tagZeroIsAbsentBeforePolicyAndZeroIfPolicySetsIt ) {
    const Folder folder;
-   folder.write( "nought.conf", "route-map A permit 10\n set tag 0\n" );
+   folder.write( "zero.conf", "route-map A permit 10\n set tag 0\n" );
    folder.write( "five.conf", "route-map A permit 10\n set tag 5\n" );
    const struct {
       const char * policy;
@@ -366,8 +366,8 @@ TEST( Program, aTagOfNoughtIsNoneBeforeAndNoughtWherePolicySetsIt ) {
       const char * text;
       const char * changes;
    } rows[] = {
-      { "DIR/nought.conf", "10.0.0.0/8 tag 5", "  tag 5 -> 0", R"({"tag":{"from":5,"to":0}})" },
-      { "DIR/nought.conf", "10.0.0.0/8", "", "null" },
+      { "DIR/zero.conf", "10.0.0.0/8 tag 5", "  tag 5 -> 0", R"({"tag":{"from":5,"to":0}})" },
+      { "DIR/zero.conf", "10.0.0.0/8", "", "null" },
       { "DIR/five.conf", "10.0.0.0/8", "  tag 5", R"({"tag":{"to":5}})" },
       { "DIR/five.conf", "10.0.0.0/8 tag 7", "  tag 7 -> 5", R"({"tag":{"from":7,"to":5}})" },
    };
@@ -377,7 +377,7 @@ TEST( Program, aTagOfNoughtIsNoneBeforeAndNoughtWherePolicySetsIt ) {
       const auto document = json::parse( folder.run( { "eval", row.policy, "-m", "A", "--json" }, row.route ).out );
       EXPECT_EQ( document.value( "changes", json() ), json::parse( row.changes ) ) << row.policy << ' ' << row.route;
    }
-   EXPECT_THAT( folder.run( { "diff", "DIR/five.conf", "DIR/nought.conf", "-m", "A" }, "10.0.0.0/8\n" ).out, EndsWith( "  tag 5 -> 0\n" ) );
+   EXPECT_THAT( folder.run( { "diff", "DIR/five.conf", "DIR/zero.conf", "-m", "A" }, "10.0.0.0/8\n" ).out, EndsWith( "  tag 5 -> 0\n" ) );
 }
 
 TEST( Program, diffShowsTheChangesOfARouteThatIsNoLongerPermitted ) {
@@ -472,8 +472,8 @@ TEST( Program, checkEndsWithOneForFindings ) {
    EXPECT_EQ( json::parse( asJson.out )[ "findings" ].size(), 2u );
 }
 
-// Each call takes its share of the stack, in an evaluation as in what tells of one.
-TEST( Program, callsMayNestAsDeepAsTheyAreInForce ) {
+// Each nested call takes stack, in an evaluation and in its explanation.
+TEST( Program, callsOfTheGreatestDepthAreEvaluated ) {
    const auto chain = []( int routeMaps ) {
       std::string text;
       for( int i = 0; i < routeMaps; ++i ) {
@@ -502,7 +502,7 @@ TEST( Program, callsMayNestAsDeepAsTheyAreInForce ) {
    EXPECT_NE( folder.run( { "check", "DIR/deeper.conf" } ).out.find( ": too-deep: M58998 is not in force" ), std::string::npos );
 }
 
-TEST( Program, aRouteMapInARingOfCallsIsNotAsked ) {
+TEST( Program, aRouteMapInACycleOfCallsIsNotEvaluated ) {
    const Folder folder;
    folder.write( "ring.conf", "route-map A permit 10\n call B\nroute-map B permit 10\n call A\n" );
    for( const Arguments & arguments :
@@ -515,7 +515,7 @@ TEST( Program, aRouteMapInARingOfCallsIsNotAsked ) {
    }
 }
 
-TEST( Program, aRouteMapWithTooManyCallsIsNotAsked ) {
+TEST( Program, aRouteMapWithTooManyCallsIsNotEvaluated ) {
    const Folder folder;
    std::string many;
    for( int i = 0; i < 20; ++i )
@@ -530,7 +530,7 @@ TEST( Program, aRouteMapWithTooManyCallsIsNotAsked ) {
 
 // ---- tables
 
-TEST( Program, whereATableEndsEarlyIsTold ) {
+TEST( Program, anEarlyEndOfATableIsReported ) {
    const std::string cut = compressed( "10.0.0.0/8\n", Compression::gzip );
    const struct {
       std::string table;
@@ -573,7 +573,7 @@ TEST( Program, brokenLinesAreToldAndSkipped ) {
    EXPECT_THAT( cut.err, EndsWith( "standard input: and 990 more\nstandard input: contains no route\n" ) );
 }
 
-TEST( Program, aTableWithoutARouteIsTold ) {
+TEST( Program, aTableWithoutARouteIsReported ) {
    const Folder folder;
    folder.write( "good", "10.0.0.0/8\n" );
    folder.write( "bad", "rubbish\n\nrubbish\n" );
@@ -753,7 +753,7 @@ size_t routesOf( const char * command ) {
    return text.empty() ? 0 : json::parse( text ).size();
 }
 
-TEST( Program, theKernelsTableIsWhatTheSystemsToolTells ) {
+TEST( Program, theKernelsTableIsThatOfTheSystemsTool ) {
    const size_t ipv4 = routesOf( "ip -j route 2>/dev/null" ), ipv6 = routesOf( "ip -j -6 route 2>/dev/null" );
    ASSERT_NE( ipv4, std::string::npos ) << "the program ip is missing; scripts/setup test installs it";
    ASSERT_NE( ipv6, std::string::npos );
@@ -1057,7 +1057,7 @@ class FollowedFile {
  public:
    explicit FollowedFile( const Folder & folder ) : folder_( folder ) { folder_.write( "edge.conf", text ); }
 
-   /// In one write of the same size: nobody sees half of it.
+   /// In one write of the same size: no reader sees half of it.
    void rewrite( std::string_view what, std::string_view by ) {
       ASSERT_EQ( what.size(), by.size() );
       text = replaced( text, what, by );

@@ -30,7 +30,7 @@ std::string textOf( const Lines & lines ) {
    return text;
 }
 
-/// The file, and whoever edits it.
+/// The file, and its editor.
 class EditedFile {
  public:
    explicit EditedFile( RandomPolicy & random ) : random_( random ) {

@@ -85,7 +85,7 @@ void readInto( const std::string & file, Comparer & comparer ) {
    EXPECT_EQ( comparer.mismatches, 0u ) << file;
 }
 
-TEST( WholeTable, theSampleTableIsAnsweredAsTheModelSays ) {
+TEST( WholeTable, answersForTheSampleTableAreThoseOfTheModel ) {
    LivePolicy policy;
    applyEdge( policy );
    for( const char * routeMap : { "EDGE-IN", "CUSTOMERS", "BOGONS", "TOO-LONG" } ) {
@@ -95,7 +95,7 @@ TEST( WholeTable, theSampleTableIsAnsweredAsTheModelSays ) {
    }
 }
 
-TEST( WholeTable, randomPoliciesAnswerAsTheModelSays ) {
+TEST( WholeTable, answersOfRandomPoliciesAreThoseOfTheModel ) {
    constexpr int kRoutes = 20000, kPolicies = 20;
    RandomPolicy random( 7 );
    std::vector<TableRoute> table;
@@ -119,7 +119,7 @@ TEST( WholeTable, randomPoliciesAnswerAsTheModelSays ) {
    EXPECT_GT( denied, 10u * kRoutes );
 }
 
-TEST( WholeTable, realTablesAreAnsweredAsTheModelSays ) {
+TEST( WholeTable, answersForRealTablesAreThoseOfTheModel ) {
    const char * const folder = std::getenv( "ROUTEPOLICY_TEST_DATA" );
    if( !folder ) GTEST_SKIP() << "ROUTEPOLICY_TEST_DATA names no folder with routing tables";
    LivePolicy policy;
