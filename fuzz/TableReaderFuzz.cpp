@@ -61,7 +61,7 @@ struct Reading final : TableHandler, FormHandler {
       ++broken;
       mix( place.number );
    }
-   void handlePassedOver() override {}
+   void handleSkipped() override {}
    void handleBroken( uint64_t entry, std::string_view reason ) override { handleBroken( Broken{ Broken::Unit::entry, entry, reason } ); }
 };
 
