@@ -28,7 +28,7 @@ int main() {
    auto policy = makeNode<RouteMapStatusList>();
    policy->rmStatusIs( RmPrecedence::routeMapPrecedence, routeMap );
 
-   // The route, and the answer. The context is for the reason; an evaluation without one only decides.
+   // The route, and the answer. The context keeps the reason; an evaluation without a context only decides.
    PolicyEval eval;
    eval.contextIs( makeNode<PolicyEvalContext>() );
    eval.shouldLogEvalIs( true );
