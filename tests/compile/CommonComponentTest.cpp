@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -59,56 +60,18 @@ TEST( CommonComponent, supportsExactlyItsEightOptions ) {
                                     unsigned( kTag ), unsigned( kProtocol ), unsigned( kIsis ), unsigned( kOspf ) } ) );
 }
 
-TEST( CommonComponent, theQuestionIsTraced ) {
+TEST( CommonComponent, tracesTheOption ) {
    const auto component = makeNode<Component>();
-   {
-      TraceLog log( "CommonComponent" );
-      component->matchRuleSupported( kPrefixList );
-      component->matchRuleSupported( MatchOption( 77 ) );
-      EXPECT_THAT( log.take(), ElementsAre( "option: matchIpPrefixList", "option: matchOption77" ) );
-      EXPECT_THAT( log.levels(), ElementsAre( 8, 8 ) );
-   }
-   TraceLog log( "CommonComponent", Plinth::TraceFacility::level7 );
+   TraceLog log( "CommonComponent" );
    component->matchRuleSupported( kPrefixList );
-   EXPECT_THAT( log.take(), IsEmpty() );
-}
-
-// --- symbols
-
-template <class Symbol, class Table>
-void expectOneSymbolPerName( Ptr<Symbol> ( *get )( Quoin::String, const Ptr<const Table> & ) ) {
-   const auto table = makeNode<Table>();
-   const auto symbol = get( "L1", table );
-   ASSERT_TRUE( symbol );
-   EXPECT_EQ( symbol->name(), "L1" );
-   EXPECT_EQ( symbol->status(), nullptr ) << "a list that nobody has defined";
-   EXPECT_EQ( get( "L1", table ), symbol );
-   EXPECT_NE( get( "l1", table ), symbol );
-   EXPECT_EQ( table->symbol( "L1" ), symbol );
-   EXPECT_NE( get( "L1", makeNode<Table>() ), symbol ) << "another table";
-   EXPECT_TRUE( get( "", table ) );
-   EXPECT_EQ( table->count(), 1u ) << "what nobody holds has gone";
-   EXPECT_EQ( symbol->useCount(), 1u );
-}
-
-TEST( CommonComponent, getsTheOneSymbolOfAName ) {
-   expectOneSymbolPerName( getPrefixListSymbol );
-   expectOneSymbolPerName( getIpAccessListSymbol );
-   expectOneSymbolPerName( getTagSetSymbol );
-}
-
-TEST( CommonComponent, aSymbolThatStandsAlreadyKeepsItsStatus ) {
-   const auto table = makeNode<PrefixListSymbolDedupTable>();
-   const auto symbol = table->symbol( "PL1" );
-   const auto status = prefixList();
-   symbol->statusIs( status );
-   EXPECT_EQ( getPrefixListSymbol( "PL1", table ), symbol );
-   EXPECT_EQ( symbol->status(), status );
+   component->matchRuleSupported( MatchOption( 77 ) );
+   EXPECT_THAT( log.take(), ElementsAre( "option: matchIpPrefixList", "option: matchOption77" ) );
+   EXPECT_THAT( log.levels(), ElementsAre( 8, 8 ) );
 }
 
 // --- protocols
 
-TEST( CommonComponent, theProtocolOfAClauseIsThatOfARoute ) {
+TEST( CommonComponent, aProtocolBecomesThatOfARoute ) {
    struct Row {
       unsigned protocol, route;
    };
@@ -148,65 +111,6 @@ class MatchRuleTest : public testing::Test {
                root->tagSetTable()->count() };
    }
 };
-
-TEST_F( MatchRuleTest, anAccessListIsOneOfTheAccessListTable ) {
-   ASSERT_TRUE( apply( listRule( kAcl, "L1", true ) ) );
-   EXPECT_THAT( counts(), ElementsAre( 1, 0, 0, 0 ) );
-   EXPECT_EQ( onlySymbol(), root->ipv4AclListTable()->symbol( "L1" ) );
-   const auto matcher = as<IpAccessListMatcher>( change->matcher() );
-   ASSERT_TRUE( matcher );
-   EXPECT_EQ( matcher->name(), "L1" );
-   EXPECT_EQ( matcher->status(), nullptr );
-   EXPECT_FALSE( change->prefixListUndefined() ) << "that it is undefined is not kept here";
-   const auto status = makeNode<IpAccessListStatus>( "L1" );
-   root->ipv4AclListTable()->symbol( "L1" )->statusIs( status );
-   const auto held = symbols;
-   apply( listRule( kAcl, "L1" ) );
-   EXPECT_EQ( as<IpAccessListMatcher>( change->matcher() )->status(), status );
-   EXPECT_FALSE( change->prefixListUndefined() );
-}
-
-TEST_F( MatchRuleTest, aTagSetIsOneOfTheTagSetTable ) {
-   ASSERT_TRUE( apply( listRule( kTagSet, "L1", true ) ) );
-   EXPECT_THAT( counts(), ElementsAre( 0, 0, 0, 1 ) );
-   EXPECT_EQ( onlySymbol(), root->tagSetTable()->symbol( "L1" ) );
-   const auto matcher = as<TagSetMatcher>( change->matcher() );
-   ASSERT_TRUE( matcher );
-   EXPECT_EQ( matcher->name(), "L1" );
-   EXPECT_EQ( matcher->status(), nullptr );
-   EXPECT_FALSE( change->prefixListUndefined() );
-   const auto status = makeNode<TagSetStatus>( "L1" );
-   root->tagSetTable()->symbol( "L1" )->statusIs( status );
-   const auto held = symbols;
-   apply( listRule( kTagSet, "L1" ) );
-   EXPECT_EQ( as<TagSetMatcher>( change->matcher() )->status(), status );
-   EXPECT_FALSE( change->prefixListUndefined() );
-}
-
-TEST_F( MatchRuleTest, aPrefixListIsOneOfTheTableOfItsFamily ) {
-   for( const auto option : { kPrefixList, kPrefixList6 } ) {
-      const auto table = option == kPrefixList ? root->ipv4PrefixListTable() : root->ipv6PrefixListTable();
-      for( const bool invert : { false, true } )
-         for( const bool defined : { false, true } ) {
-            SCOPED_TRACE( std::string( stringValue( option ) ) + ( invert ? " inverted" : "" ) + ( defined ? " defined" : "" ) );
-            symbols = nullptr;
-            const auto symbol = table->symbol( "L1" );
-            const auto status = defined ? prefixList( "L1" ) : nullptr;
-            symbol->statusIs( status );
-            ASSERT_TRUE( apply( listRule( option, "L1", invert ) ) );
-            EXPECT_EQ( counts()[ option == kPrefixList ? 1 : 2 ], 1u );
-            EXPECT_EQ( counts()[ option == kPrefixList ? 2 : 1 ], 0u );
-            EXPECT_EQ( onlySymbol(), symbol );
-            const auto matcher = as<PrefixListMatcher>( change->matcher() );
-            ASSERT_TRUE( matcher );
-            EXPECT_EQ( matcher->name(), "L1" );
-            EXPECT_EQ( matcher->status(), status );
-            EXPECT_EQ( matcher->invertResult(), invert );
-            EXPECT_EQ( change->prefixListUndefined(), !defined );
-            EXPECT_FALSE( change->commListUndefined() );
-         }
-   }
-}
 
 TEST_F( MatchRuleTest, anEmptyNameIsAName ) {
    ASSERT_TRUE( apply( listRule( kPrefixList, "" ) ) );
@@ -256,37 +160,25 @@ TEST_F( MatchRuleTest, aNumberIsTheLowBitsOfTheOperand ) {
    EXPECT_THAT( counts(), ElementsAre( 0, 0, 0, 0 ) );
 }
 
-TEST_F( MatchRuleTest, replacesWhatWasThere ) {
-   const auto symbol = root->ipv4PrefixListTable()->symbol( "L1" );
-   apply( listRule( kPrefixList, "L1" ) );
-   const auto first = change->matcher();
-   ASSERT_TRUE( change->prefixListUndefined() );
-   symbol->statusIs( prefixList( "L1" ) );
-   matchRuleIs( *change, *symbols, listRule( kPrefixList, "L1" ), *root );
-   EXPECT_NE( change->matcher(), first );
-   EXPECT_FALSE( change->prefixListUndefined() );
-   EXPECT_EQ( onlySymbol(), symbol );
-}
-
 using MatchRuleDeathTest = MatchRuleTest;
 
-TEST_F( MatchRuleDeathTest, aProtocolThatThereIsNotEndsTheProcess ) {
+TEST_F( MatchRuleDeathTest, anUnknownProtocolEndsTheProcess ) {
    for( const uint64_t operand : { 0, 10, 0x100 } )
       EXPECT_DEATH( apply( valueRule( kProtocol, operand ) ), HasSubstr( "0 && \"Unsupported RouteMap Protocol match option\"" ) )
          << operand;
 }
 
-TEST_F( MatchRuleDeathTest, anOptionThatTheSwitchMissesEndsTheProcessOrHasNoMatcher ) {
+TEST_F( MatchRuleDeathTest, anOptionThatTheSwitchMissesEndsTheProcessOrGetsNoMatcher ) {
    const auto any = makeNode<TagMatcher>( 1 );
    for( unsigned number = 0; number < 256; ++number ) {
       if( kSupported.contains( number ) ) continue;
       const MatchOption option{ uint8_t( number ) };
       if( number == 0 || ( number >= 17 && number <= 99 ) || number > 132 ) {
-         MatcherChange there( option );
-         there.matcherIs( any );
+         MatcherChange pending( option );
+         pending.matcherIs( any );
          MatcherChangeSymbol none( option );
-         matchRuleIs( there, none, valueRule( option, 5 ), *root );
-         EXPECT_EQ( there.matcher(), nullptr ) << number;
+         matchRuleIs( pending, none, valueRule( option, 5 ), *root );
+         EXPECT_EQ( pending.matcher(), nullptr ) << number;
          EXPECT_TRUE( none.matchSymbol().empty() ) << number;
       } else {
          EXPECT_DEATH( apply( valueRule( option, 5 ) ), HasSubstr( "false && \"option not supported\"" ) ) << number;
@@ -294,57 +186,117 @@ TEST_F( MatchRuleDeathTest, anOptionThatTheSwitchMissesEndsTheProcessOrHasNoMatc
    }
 }
 
-// --- the matcher of a list as it is now
+// --- the four options with a list
 
-TEST( ListMatcher, isMadeOfWhatTheSymbolHasNow ) {
-   const auto acl = makeNode<IpAccessListSymbol>( "A" );
-   const auto tags = makeNode<TagSetSymbol>( "T" );
-   const auto list = makeNode<PrefixListSymbol>( "P" );
-   for( const bool defined : { false, true } ) {
-      acl->statusIs( defined ? makeNode<IpAccessListStatus>( "A" ) : nullptr );
-      tags->statusIs( defined ? makeNode<TagSetStatus>( "T" ) : nullptr );
-      list->statusIs( defined ? prefixList( "P" ) : nullptr );
-      const auto ofAcl = CompileFixtures::listChange( listRule( kAcl, "other" ), *acl );
-      ASSERT_TRUE( as<IpAccessListMatcher>( ofAcl->matcher() ) );
-      EXPECT_EQ( as<IpAccessListMatcher>( ofAcl->matcher() )->name(), "A" ) << "the symbol's";
-      EXPECT_EQ( as<IpAccessListMatcher>( ofAcl->matcher() )->status(), acl->status() );
-      EXPECT_FALSE( ofAcl->prefixListUndefined() );
-      const auto ofTags = CompileFixtures::listChange( listRule( kTagSet, "other" ), *tags );
-      ASSERT_TRUE( as<TagSetMatcher>( ofTags->matcher() ) );
-      EXPECT_EQ( as<TagSetMatcher>( ofTags->matcher() )->name(), "T" );
-      EXPECT_EQ( as<TagSetMatcher>( ofTags->matcher() )->status(), tags->status() );
-      EXPECT_FALSE( ofTags->prefixListUndefined() );
-      for( const auto option : { kPrefixList, kPrefixList6 } )
-         for( const bool invert : { false, true } ) {
-            const auto ofList = CompileFixtures::listChange( listRule( option, "other", invert ), *list );
-            ASSERT_TRUE( as<PrefixListMatcher>( ofList->matcher() ) );
-            EXPECT_EQ( as<PrefixListMatcher>( ofList->matcher() )->name(), "P" );
-            EXPECT_EQ( as<PrefixListMatcher>( ofList->matcher() )->status(), list->status() );
-            EXPECT_EQ( as<PrefixListMatcher>( ofList->matcher() )->invertResult(), invert );
-            EXPECT_EQ( ofList->prefixListUndefined(), !defined );
-         }
+template <MatchOption kOption, class M, class S, class T>
+struct List {
+   using MatcherType = M;
+   using Symbol = S;
+   using Table = T;
+   using Status = std::remove_cvref_t<decltype( *std::declval<const S &>().status() )>;
+   static constexpr MatchOption option = kOption;
+   static constexpr bool isPrefixList = std::is_same_v<M, PrefixListMatcher>;
+   static Ptr<const Status> makeStatus() {
+      if constexpr( isPrefixList )
+         return prefixList( "L1" );
+      else
+         return makeNode<Status>( "L1" );
    }
+   static auto table( const PolicyRoot & root ) {
+      if constexpr( option == kAcl )
+         return root.ipv4AclListTable();
+      else if constexpr( option == kTagSet )
+         return root.tagSetTable();
+      else
+         return option == kPrefixList ? root.ipv4PrefixListTable() : root.ipv6PrefixListTable();
+   }
+   static Ptr<Symbol> get( const char * name, const Ptr<const Table> & table ) {
+      if constexpr( isPrefixList )
+         return getPrefixListSymbol( name, table );
+      else if constexpr( std::is_same_v<M, TagSetMatcher> )
+         return getTagSetSymbol( name, table );
+      else
+         return getIpAccessListSymbol( name, table );
+   }
+};
+using Lists = testing::Types<List<kAcl, IpAccessListMatcher, IpAccessListSymbol, IpAccessListSymbolDedupTable>,
+                             List<kPrefixList, PrefixListMatcher, PrefixListSymbol, PrefixListSymbolDedupTable>,
+                             List<kPrefixList6, PrefixListMatcher, PrefixListSymbol, PrefixListSymbolDedupTable>,
+                             List<kTagSet, TagSetMatcher, TagSetSymbol, TagSetSymbolDedupTable>>;
+struct ListNames {
+   template <class L>
+   static std::string GetName( int ) {
+      return stringValue( L::option );
+   }
+};
+
+template <class L>
+class ListOptionTest : public MatchRuleTest {
+ protected:
+   /// The only symbol of the rule, which must be the one of the option's own table, and the matcher, which must have its status.
+   void expectMatcherOf( const typename L::Symbol & symbol, bool invert ) {
+      const auto matcher = as<typename L::MatcherType>( change->matcher() );
+      ASSERT_TRUE( matcher );
+      EXPECT_EQ( matcher->name(), symbol.name() );
+      EXPECT_EQ( matcher->status(), symbol.status() );
+      if constexpr( L::isPrefixList ) { EXPECT_EQ( matcher->invertResult(), invert ); }
+      EXPECT_EQ( change->prefixListUndefined(), L::isPrefixList && !symbol.status() ) << "only prefix lists are tracked here";
+      EXPECT_FALSE( change->commListUndefined() );
+   }
+};
+TYPED_TEST_SUITE( ListOptionTest, Lists, ListNames );
+
+TYPED_TEST( ListOptionTest, aTableHasOneSymbolPerName ) {
+   using Table = typename TypeParam::Table;
+   const auto table = makeNode<Table>();
+   const auto symbol = TypeParam::get( "L1", table );
+   ASSERT_TRUE( symbol );
+   EXPECT_EQ( symbol->name(), "L1" );
+   EXPECT_EQ( symbol->status(), nullptr ) << "undefined";
+   const auto status = TypeParam::makeStatus();
+   symbol->statusIs( status );
+   EXPECT_EQ( TypeParam::get( "L1", table ), symbol );
+   EXPECT_EQ( symbol->status(), status ) << "not replaced by a second one of the name";
+   EXPECT_EQ( table->symbol( "L1" ), symbol );
+   EXPECT_NE( TypeParam::get( "l1", table ), symbol );
+   EXPECT_NE( TypeParam::get( "L1", makeNode<Table>() ), symbol ) << "another table";
+   EXPECT_TRUE( TypeParam::get( "", table ) );
+   EXPECT_EQ( table->count(), 1u ) << "symbols without a user are dropped";
 }
 
-TEST( ListMatcher, isOfThePresentListByTheStatusItself ) {
-   const auto list = makeNode<PrefixListSymbol>( "P" );
-   list->statusIs( prefixList( "P" ) );
-   EXPECT_TRUE( isOfPresentList( *makeNode<PrefixListMatcher>( "P", list->status() ), kPrefixList, *list ) );
-   EXPECT_TRUE( isOfPresentList( *makeNode<PrefixListMatcher>( "P", list->status() ), kPrefixList6, *list ) );
-   EXPECT_FALSE( isOfPresentList( *makeNode<PrefixListMatcher>( "P", prefixList( "P" ) ), kPrefixList, *list ) ) << "an equal one";
-   EXPECT_FALSE( isOfPresentList( *makeNode<PrefixListMatcher>( "P", nullptr ), kPrefixList, *list ) );
-   EXPECT_FALSE( isOfPresentList( *makeNode<TagMatcher>( 1 ), kPrefixList, *list ) ) << "another class";
-   const auto tags = makeNode<TagSetSymbol>( "T" );
-   EXPECT_TRUE( isOfPresentList( *makeNode<TagSetMatcher>( "T", nullptr ), kTagSet, *tags ) ) << "undefined, then and now";
-   tags->statusIs( makeNode<TagSetStatus>( "T" ) );
-   EXPECT_FALSE( isOfPresentList( *makeNode<TagSetMatcher>( "T", nullptr ), kTagSet, *tags ) );
-   const auto acl = makeNode<IpAccessListSymbol>( "A" );
-   acl->statusIs( makeNode<IpAccessListStatus>( "A" ) );
-   EXPECT_TRUE( isOfPresentList( *makeNode<IpAccessListMatcher>( "A", acl->status() ), kAcl, *acl ) );
-   EXPECT_FALSE( isOfPresentList( *makeNode<IpAccessListMatcher>( "A", nullptr ), kAcl, *acl ) );
+TYPED_TEST( ListOptionTest, aRuleInternsItsSymbolAndMatchesAgainstItsStatus ) {
+   for( const bool invert : { false, true } )
+      for( const bool defined : { false, true } ) {
+         SCOPED_TRACE( testing::Message() << ( invert ? "inverted " : "" ) << ( defined ? "defined" : "undefined" ) );
+         ASSERT_TRUE( this->apply( listRule( TypeParam::option, "L1", invert ) ) );
+         const auto symbol = TypeParam::get( "L1", TypeParam::table( *this->root ) );
+         EXPECT_EQ( this->onlySymbol(), symbol );
+         EXPECT_THAT( this->counts(),
+                      ElementsAre( TypeParam::option == kAcl, TypeParam::option == kPrefixList, TypeParam::option == kPrefixList6,
+                                   TypeParam::option == kTagSet ) );
+         symbol->statusIs( defined ? TypeParam::makeStatus() : nullptr );
+         matchRuleIs( *this->change, *this->symbols, listRule( TypeParam::option, "L1", invert ), *this->root );
+         EXPECT_EQ( this->onlySymbol(), symbol );
+         this->expectMatcherOf( *symbol, invert );
+         // the same from the symbol alone, whatever name the rule has
+         this->change = CompileFixtures::listChange( listRule( TypeParam::option, "other", invert ), *symbol );
+         this->expectMatcherOf( *symbol, invert );
+      }
 }
 
-TEST( ListMatcherDeathTest, anOptionWithoutAListEndsTheProcess ) {
+TYPED_TEST( ListOptionTest, aMatcherIsOfThePresentListIfItHasItsStatus ) {
+   const auto symbol = makeNode<typename TypeParam::Symbol>( "L1" );
+   const auto matcherOf = []( const auto & status ) { return makeNode<typename TypeParam::MatcherType>( "L1", status ); };
+   const auto undefined = matcherOf( nullptr );
+   EXPECT_TRUE( isOfPresentList( *undefined, TypeParam::option, *symbol ) ) << "both undefined";
+   symbol->statusIs( TypeParam::makeStatus() );
+   EXPECT_FALSE( isOfPresentList( *undefined, TypeParam::option, *symbol ) );
+   EXPECT_TRUE( isOfPresentList( *matcherOf( symbol->status() ), TypeParam::option, *symbol ) );
+   EXPECT_FALSE( isOfPresentList( *matcherOf( TypeParam::makeStatus() ), TypeParam::option, *symbol ) ) << "an equal status";
+   EXPECT_FALSE( isOfPresentList( *makeNode<TagMatcher>( 1 ), TypeParam::option, *symbol ) ) << "another class";
+}
+
+TEST( ListOptionDeathTest, anOptionWithoutAListEndsTheProcess ) {
    const auto list = makeNode<PrefixListSymbol>( "P" );
    const auto matcher = makeNode<TagMatcher>( 1 );
    for( const auto option : { MatchOption::none, kTag, kProtocol, kIsis, kOspf, MatchOption::matchMetric, MatchOption( 255 ) } ) {
