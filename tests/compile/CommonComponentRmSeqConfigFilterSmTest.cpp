@@ -16,7 +16,6 @@ namespace {
 using namespace CompileFixtures;
 using Quoin::makeNode;
 using Quoin::Ptr;
-using Routing::RouteMap::Config;
 using Routing::RouteMap::MapEntry;
 using Routing::RouteMap::MatchRule;
 using Routing::RouteMap::SubRouteMap;
@@ -24,7 +23,6 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 using Log = std::vector<std::string>;
 using Sm = CommonComponentRmSeqConfigFilterSm;
 
@@ -368,53 +366,6 @@ TEST_F( CommonComponentRmSeqConfigFilterSmTest, eachHandlerTracesThePlaceInTheSo
       EXPECT_THAT( texts.front(), HasSubstr( row.handler ) );
       EXPECT_THAT( texts.front(), EndsWith( "rmName: RM1 seqno: 20" ) );
    }
-}
-
-// ---- an agent's own options
-
-/// An agent that knows communities too: the common component copies the rest, and does not learn of it.
-struct AgentSm final : RmSeqConfigFilterSmBase {
-   AgentSm( const Quoin::String & rmName, const Ptr<const MapEntry> & entry, const Ptr<MapEntry> & copy, Config * root,
-            const Ptr<RouteMapBlockedSequenceList> & list, const Ptr<const RouteMapUpdateNotifier> & update )
-         : RmSeqConfigFilterSmBase( rmName, entry, copy, root, list, update ) {
-      common_.machineIs( commonComponentRmSeqConfigFilterSmFactory( rmName, entry, copy, root, list, update ) );
-      reactor_.notifierIs( entry );
-      handleChangeMissed();
-   }
-   ~AgentSm() override { stop(); }
-   bool matchRuleSupported( MatchOption option ) const override {
-      return option == MatchOption::matchCommunity || common_.machine()->matchRuleSupported( option );
-   }
-   const Sm & common() const { return *common_.machine(); }
-
- private:
-   void handleChangeMissed() override { copyRule(); }
-   void handleEntry( const Quoin::Change & change ) {
-      if( MapEntry::Field( change.field ) == MapEntry::Field::matchRule ) copyRule();
-   }
-   void copyRule() {
-      if( const auto * rule = seqConfig()->matchRule().find( MatchOption::matchCommunity ) ) filteredSeqConfig()->matchRuleIs( *rule );
-   }
-   Zeugma::NestedSm<Sm> common_{ *this };
-   Zeugma::Reactor<AgentSm> reactor_{ *this, &AgentSm::handleEntry };
-};
-
-TEST_F( CommonComponentRmSeqConfigFilterSmTest, anAgentsOwnSequenceBringsItsOptionsBesideTheCommonOnes ) {
-   entry->matchRuleIs( listRule( MatchOption::matchCommunity, "C1" ) );
-   entry->matchRuleIs( listRule( MatchOption::matchAsPath, "A1" ) );
-   entry->matchRuleIs( listRule( MatchOption::matchTagSet, "TS1" ) );
-   auto sm = Zeugma::makeSm<AgentSm>( "RM1", entry, copy, c.filtered.get(), list, c.update );
-   EXPECT_THAT( take(), ElementsAre( "matchRule matchTagSet listName TS1", "matchRule matchCommunity listName C1" ) );
-   EXPECT_TRUE( sm->matchRuleSupported( MatchOption::matchCommunity ) );
-   EXPECT_FALSE( sm->common().matchRuleSupported( MatchOption::matchCommunity ) ) << "the common component is not widened";
-   entry->matchRuleIs( listRule( MatchOption::matchCommunity, "C2" ) );
-   EXPECT_THAT( take(), ElementsAre( "matchRule matchCommunity listName C2" ) );
-   entry->matchRuleDel( MatchOption::matchCommunity );
-   EXPECT_THAT( take(), ElementsAre( "matchRule matchCommunity gone" ) ) << "the common component deletes it";
-   sm = nullptr;
-   entry->matchRuleIs( listRule( MatchOption::matchCommunity, "C3" ) );
-   entry->distanceIs( 1 );
-   EXPECT_THAT( take(), IsEmpty() );
 }
 
 // ---- lifetime

@@ -18,7 +18,7 @@
 #include "policy/TagMatcher.h"
 #include "policy/TagSetMatcher.h"
 #include "substrate/quoin/DisplayPointer.h"
-#include "tests/compile/Fixtures.h"
+#include "tests/compile/RouteMapConfigSymbolSmFixtures.h"
 #include "tests/policy/Fixtures.h"
 
 namespace {
@@ -717,49 +717,31 @@ TEST_F( CommonComponentRmSeqConfigSymbolSmTest, mayBeReleasedInItsOwnWrite ) {
 
 class SequenceOfARouteMapTest : public testing::Test {
  protected:
-   Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
-   Ptr<Map> map = makeNode<Map>( "RM1" );
-   Ptr<MapEntry> entry = map->mapEntryIs( 10 );
-   Ptr<RouteMapSymbol> rmSymbol = root->routeMapTable()->symbol( "RM1" );
-   Ptr<Zeugma::TaskScheduler> scheduler = makeNode<Zeugma::TaskScheduler>();
-   Ptr<RouteMapConfigSymbolSm> machine;
-   uint32_t before = 0;
-
-   void SetUp() override {
-      map->versionIs( 1 );
-      machine = routeMapConfigSymbolSmFactory( map, rmSymbol, root, makeNode<RmConfigSymbolReactor>( "RM1" ),
-                                               makeNode<CommonRmConfigSymbolSmHelper>( root ), makeNode<RouteMapOpModeNotifier>(),
-                                               scheduler, nullptr );
-      EXPECT_EQ( publications(), 1u ) << "the first compile";
-      ASSERT_TRUE( rmSymbol->rmStatus() );
-   }
-   /// Since the last time.
-   uint32_t publications() {
-      scheduler->runUntilIdle();
-      const uint32_t now = rmSymbol->notifier()->version();
-      return now - std::exchange( before, now );
-   }
-   void publishMap() { map->versionIs( map->version() + 1 ); }
-   Ptr<const RouteMapSeqStatus> seq() const { return rmSymbol->rmStatus()->seqStatus( 10 ); }
+   CompileFixtures::Agent agent;
+   CompileFixtures::Compiled rm{ agent, "RM1" };
+   Ptr<MapEntry> entry = rm.map->mapEntryIs( 10 );
+   void SetUp() override { ASSERT_EQ( rm.start(), 1 ); }
+   /// How often a new version publishes.
+   int publish() { return rm.raise() + rm.run(); }
+   Ptr<const RouteMapSeqStatus> seq() const { return rm.seq( 10 ); }
 };
 
 TEST_F( SequenceOfARouteMapTest, aHalfEditedSequenceIsNotPublished ) {
-   const auto status = rmSymbol->rmStatus();
+   const auto status = rm.status();
    const auto was = seq();
    entry->distanceIs( 5 );
    entry->permitIs( Acl::MatchPermit::deny );
    entry->matchRuleIs( valueRule( kTag, 1 ) );
    entry->subRouteMapIs( { "RM2", true } );
-   EXPECT_EQ( publications(), 0u );
-   EXPECT_EQ( rmSymbol->rmStatus(), status );
+   EXPECT_EQ( rm.run(), 0 );
+   EXPECT_EQ( rm.status(), status );
    EXPECT_EQ( seq(), was );
    EXPECT_TRUE( was->matcher().empty() );
    EXPECT_TRUE( was->setter().empty() );
-   EXPECT_FALSE( rmSymbol->statusCurrent() );
-   root->routeMapTable()->symbol( "RM2" )->statusCurrentIs( true );
-   publishMap();
-   EXPECT_EQ( publications(), 1u ) << "all of the edits in one";
-   EXPECT_TRUE( rmSymbol->statusCurrent() );
+   EXPECT_FALSE( rm.symbol->statusCurrent() );
+   agent.root->routeMapTable()->symbol( "RM2" )->statusCurrentIs( true );
+   EXPECT_EQ( publish(), 1 ) << "all of the edits in one";
+   EXPECT_TRUE( rm.symbol->statusCurrent() );
    EXPECT_EQ( seq()->matchAction(), Acl::MatchPermit::deny );
    EXPECT_TRUE( seq()->matcher( kTag ) );
    EXPECT_TRUE( seq()->setter( kDistance ) );
@@ -771,26 +753,23 @@ TEST_F( SequenceOfARouteMapTest, theActionIsReadWhenItIsApplied ) {
    entry->permitIs( Acl::MatchPermit::deny );
    entry->permitIs( Acl::MatchPermit::permit );
    entry->permitIs( Acl::MatchPermit::deny );
-   publishMap();
-   EXPECT_EQ( publications(), 1u );
+   EXPECT_EQ( publish(), 1 );
    EXPECT_EQ( seq()->matchAction(), Acl::MatchPermit::deny );
 }
 
 TEST_F( SequenceOfARouteMapTest, aRuleOfAnUnsupportedOptionPublishesNothing ) {
    entry->matchRuleIs( valueRule( MatchOption::matchMetric, 1 ) );
    entry->descriptionIs( 1, "text" );
-   publishMap();
-   EXPECT_EQ( publications(), 0u );
+   EXPECT_EQ( publish(), 0 );
    EXPECT_TRUE( seq()->matcher().empty() );
-   EXPECT_TRUE( rmSymbol->statusCurrent() );
+   EXPECT_TRUE( rm.symbol->statusCurrent() );
 }
 
 TEST_F( SequenceOfARouteMapTest, anUnknownFlagClearsStatusCurrentUntilTheNextVersion ) {
    entry->setFlagsIs( 1 );
-   EXPECT_FALSE( rmSymbol->statusCurrent() );
-   publishMap();
-   EXPECT_TRUE( rmSymbol->statusCurrent() );
-   EXPECT_EQ( publications(), 0u );
+   EXPECT_FALSE( rm.symbol->statusCurrent() );
+   EXPECT_EQ( publish(), 0 );
+   EXPECT_TRUE( rm.symbol->statusCurrent() );
 }
 
 TEST_F( SequenceOfARouteMapTest, aClauseSetAndRemovedInOneBatchIsKept ) {
@@ -798,35 +777,19 @@ TEST_F( SequenceOfARouteMapTest, aClauseSetAndRemovedInOneBatchIsKept ) {
    entry->distanceIs( 0 );
    entry->matchRuleIs( valueRule( kTag, 7 ) );
    entry->matchRuleDel( kTag );
-   publishMap();
-   EXPECT_EQ( publications(), 1u );
+   EXPECT_EQ( publish(), 1 );
    ASSERT_TRUE( seq()->setter( kDistance ) );
    EXPECT_EQ( Quoin::dynamicPtrCast<const DistanceSetter>( seq()->setter( kDistance ) )->distance(), 5 );
    ASSERT_TRUE( seq()->matcher( kTag ) );
    entry->distanceIs( 6 );
-   publishMap();
+   EXPECT_EQ( publish(), 1 );
    entry->distanceIs( 0 );
    entry->matchRuleIs( valueRule( kTag, 8 ) );
-   publishMap();
-   EXPECT_EQ( publications(), 2u );
+   EXPECT_EQ( publish(), 1 );
    EXPECT_TRUE( seq()->setter().empty() ) << "removed by a batch of its own";
    entry->matchRuleDel( kTag );
-   publishMap();
-   EXPECT_EQ( publications(), 1u );
+   EXPECT_EQ( publish(), 1 );
    EXPECT_TRUE( seq()->matcher().empty() );
-}
-
-TEST_F( SequenceOfARouteMapTest, aNewSequenceIsPublishedWhole ) {
-   const auto entry20 = map->mapEntryIs( 20 );
-   entry20->distanceIs( 9 );
-   entry20->matchRuleIs( valueRule( kTag, 1 ) );
-   EXPECT_EQ( publications(), 0u );
-   publishMap();
-   EXPECT_EQ( publications(), 1u );
-   const auto status = rmSymbol->rmStatus()->seqStatus( 20 );
-   ASSERT_TRUE( status );
-   EXPECT_TRUE( status->setter( kDistance ) );
-   EXPECT_TRUE( status->matcher( kTag ) );
 }
 
 }   // namespace

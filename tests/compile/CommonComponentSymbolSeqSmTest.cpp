@@ -5,7 +5,6 @@
 #include <memory>
 #include <string>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -15,10 +14,8 @@
 #include "policy/TagMatcher.h"
 #include "policy/TagSetMatcher.h"
 #include "substrate/quoin/DisplayPointer.h"
-#include "substrate/routemap/PrefixListProducer.h"
-#include "substrate/routemap/TagSetProducer.h"
 #include "substrate/trailmark/Trailmark.h"
-#include "tests/compile/Fixtures.h"
+#include "tests/compile/RouteMapConfigSymbolSmFixtures.h"
 #include "tests/policy/Fixtures.h"
 #include "tests/substrate/routemap/ChangeLog.h"
 
@@ -716,157 +713,69 @@ TEST_F( CommonComponentSymbolSeqSmTest, mayBeReleasedInItsOwnWrite ) {
 
 class WatchedListTest : public testing::Test {
  protected:
-   Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
-   Ptr<Zeugma::TaskScheduler> scheduler = makeNode<Zeugma::TaskScheduler>();
-   struct OneMap {
-      Ptr<Map> map;
-      Ptr<RouteMapSymbol> symbol;
-      Ptr<RmConfigSymbolReactor> reactor;
-      Ptr<RouteMapConfigSymbolSm> machine;
-      uint32_t before = 0;
-   };
-   OneMap rm1{ makeNode<Map>( "RM1" ), root->routeMapTable()->symbol( "RM1" ), makeNode<RmConfigSymbolReactor>( "RM1" ), {}, 0 };
-   OneMap rm2{ makeNode<Map>( "RM2" ), root->routeMapTable()->symbol( "RM2" ), makeNode<RmConfigSymbolReactor>( "RM2" ), {}, 0 };
-   std::unique_ptr<PrefixListProducer> list;
+   CompileFixtures::Agent agent;
+   CompileFixtures::Compiled rm{ agent, "RM1" };
+   std::unique_ptr<CompileFixtures::List> list = std::make_unique<CompileFixtures::List>( agent, "PL1" );
 
-   void makeList() {
-      list = std::make_unique<PrefixListProducer>( root->ipv4PrefixListTable(), "PL1", Ferule::AddressFamily::ipv4 );
-      editList( 1 );
+   void SetUp() override {
       list->publish();
-   }
-   void editList( uint32_t seqno ) {
-      if( list->entryDel( seqno ) ) return;
-      EXPECT_FALSE( list->entryIs( { seqno, Acl::MatchPermit::permit, Ferule::IpGenPrefix( "10.0.0.0/8" ), {}, {} } ) );
-   }
-   void start( OneMap & one ) {
-      one.map->versionIs( 1 );
-      one.machine = routeMapConfigSymbolSmFactory( one.map, one.symbol, root, one.reactor, makeNode<CommonRmConfigSymbolSmHelper>( root ),
-                                                   makeNode<RouteMapOpModeNotifier>(), scheduler, nullptr );
-      publications( one );
-   }
-   /// Since the last time.
-   uint32_t publications( OneMap & one ) {
-      scheduler->runUntilIdle();
-      const uint32_t now = one.symbol->notifier()->version();
-      return now - std::exchange( one.before, now );
-   }
-   /// The status of the list that the published sequence matches against.
-   static Ptr<const PrefixListStatus> asked( const OneMap & one, uint32_t seqno = 10 ) {
-      const auto seq = one.symbol->rmStatus() ? one.symbol->rmStatus()->seqStatus( seqno ) : nullptr;
-      const auto matcher = seq ? as<PrefixListMatcher>( seq->matcher( kPrefixList ) ) : nullptr;
-      return matcher ? matcher->status() : nullptr;
+      rm.map->mapEntryIs( 10 )->matchRuleIs( listRule( kPrefixList, "PL1" ) );
+      rm.map->mapEntryIs( 20 );
+      rm.start();
+      ASSERT_EQ( CompileFixtures::listOf( rm.seq( 10 ) ), list->symbol->status().get() );
+      EXPECT_EQ( rm.run(), 0 ) << "the first check of a new symbol changes nothing";
    }
 };
 
-TEST_F( WatchedListTest, aBurstOfChangesCostsOnePublication ) {
-   makeList();
-   rm1.map->mapEntryIs( 10 )->matchRuleIs( listRule( kPrefixList, "PL1" ) );
-   rm1.map->mapEntryIs( 20 )->matchRuleIs( listRule( kPrefixList, "PL1" ) );
-   start( rm1 );
-   ASSERT_EQ( asked( rm1 ), list->symbol()->status() );
-   EXPECT_EQ( publications( rm1 ), 0u ) << "the first check of a new symbol changes nothing";
-   for( uint32_t i = 0; i < 10; ++i ) {
-      editList( 2 + i );
-      list->publish();
-   }
-   EXPECT_FALSE( rm1.symbol->statusCurrent() );
-   EXPECT_NE( asked( rm1 ), list->symbol()->status() ) << "not inside the write";
-   EXPECT_EQ( publications( rm1 ), 1u );
-   EXPECT_EQ( asked( rm1 ), list->symbol()->status() );
-   EXPECT_EQ( asked( rm1, 20 ), list->symbol()->status() );
-   EXPECT_TRUE( rm1.symbol->statusCurrent() );
-   EXPECT_TRUE( rm1.reactor->pendingUpdate().empty() );
-}
-
-TEST_F( WatchedListTest, aListThatGoesAndComesIsUndefinedBetween ) {
-   using Bits = UndefinedPolicyReferenceBitfield;
-   makeList();
-   rm1.map->mapEntryIs( 10 )->matchRuleIs( listRule( kPrefixList, "PL1" ) );
-   start( rm1 );
-   EXPECT_EQ( rm1.symbol->rmStatus()->undefinedReferences(), Bits{} );
+TEST_F( WatchedListTest, aListThatIsDeletedAndCreatedIsUndefinedBetween ) {
+   EXPECT_EQ( rm.undefined(), 0 );
    list = nullptr;
-   EXPECT_EQ( publications( rm1 ), 1u );
-   EXPECT_EQ( asked( rm1 ), nullptr );
-   EXPECT_TRUE( rm1.symbol->rmStatus()->seqStatus( 10 )->matcher( kPrefixList ) );
-   EXPECT_NE( rm1.symbol->rmStatus()->undefinedReferences(), Bits{} );
-   makeList();
-   EXPECT_EQ( publications( rm1 ), 1u );
-   EXPECT_EQ( asked( rm1 ), list->symbol()->status() );
-   EXPECT_EQ( rm1.symbol->rmStatus()->undefinedReferences(), Bits{} );
+   EXPECT_EQ( rm.run(), 1 );
+   EXPECT_TRUE( rm.seq( 10 )->matcher( kPrefixList ) );
+   EXPECT_EQ( CompileFixtures::listOf( rm.seq( 10 ) ), nullptr );
+   EXPECT_NE( rm.undefined(), 0 );
+   list = std::make_unique<CompileFixtures::List>( agent, "PL1" );
+   list->publish();
+   EXPECT_EQ( rm.run(), 1 );
+   EXPECT_EQ( CompileFixtures::listOf( rm.seq( 10 ) ), list->symbol->status().get() );
+   EXPECT_EQ( rm.undefined(), 0 );
 }
 
 TEST_F( WatchedListTest, aListThatIsBackBeforeTheTaskRunsPublishesNothing ) {
-   makeList();
-   rm1.map->mapEntryIs( 10 )->matchRuleIs( listRule( kPrefixList, "PL1" ) );
-   start( rm1 );
-   const auto symbol = list->symbol();
-   const auto status = symbol->status();
-   symbol->statusIs( nullptr );
-   symbol->notifier()->versionInc( 1 );
-   EXPECT_FALSE( rm1.symbol->statusCurrent() );
-   symbol->statusIs( status );
-   symbol->notifier()->versionInc( 1 );
-   EXPECT_EQ( publications( rm1 ), 0u );
-   EXPECT_TRUE( rm1.symbol->statusCurrent() );
-   EXPECT_TRUE( rm1.reactor->pendingUpdate().empty() );
-   EXPECT_EQ( asked( rm1 ), status );
+   const auto status = list->symbol->status();
+   list->symbol->statusIs( nullptr );
+   list->symbol->notifier()->versionInc( 1 );
+   EXPECT_FALSE( rm.symbol->statusCurrent() );
+   list->symbol->statusIs( status );
+   list->symbol->notifier()->versionInc( 1 );
+   EXPECT_EQ( rm.run(), 0 );
+   EXPECT_TRUE( rm.symbol->statusCurrent() );
+   EXPECT_TRUE( rm.reactor->pendingUpdate().empty() );
+   EXPECT_EQ( CompileFixtures::listOf( rm.seq( 10 ) ), status.get() );
 }
 
 TEST_F( WatchedListTest, anEditOfTheRuleBeatsAChangeOfItsOldList ) {
-   makeList();
-   const auto entry = rm1.map->mapEntryIs( 10 );
-   entry->matchRuleIs( listRule( kPrefixList, "PL1" ) );
-   start( rm1 );
-   editList( 2 );
+   CompileFixtures::List other( agent, "PL2" );
+   other.publish();
    list->publish();
-   const auto other = root->ipv4PrefixListTable()->symbol( "PL2" );
-   other->statusIs( prefixList( "PL2" ) );
-   other->statusCurrentIs( true );
-   entry->matchRuleIs( listRule( kPrefixList, "PL2" ) );
-   rm1.map->versionIs( 2 );
-   scheduler->runUntilIdle();
-   EXPECT_EQ( asked( rm1 ), other->status() );
-   publications( rm1 );
-   editList( 3 );
+   rm.map->mapEntry( 10 )->matchRuleIs( listRule( kPrefixList, "PL2" ) );
+   rm.raise();
+   rm.run();
+   EXPECT_EQ( CompileFixtures::listOf( rm.seq( 10 ) ), other.symbol->status().get() );
    list->publish();
-   EXPECT_EQ( publications( rm1 ), 0u ) << "the old list is no longer watched";
-}
-
-TEST_F( WatchedListTest, aListOfCallerAndCalleeCostsEachOnePublication ) {
-   makeList();
-   rm2.map->mapEntryIs( 10 )->matchRuleIs( listRule( kPrefixList, "PL1" ) );
-   start( rm2 );
-   rm1.map->mapEntryIs( 10 )->subRouteMapIs( { "RM2", false } );
-   rm1.map->mapEntryIs( 20 )->matchRuleIs( listRule( kPrefixList, "PL1" ) );
-   start( rm1 );
-   for( uint32_t i = 0; i < 3; ++i ) {
-      editList( 2 + i );
-      list->publish();
-      EXPECT_EQ( publications( rm1 ), 1u );
-      EXPECT_EQ( publications( rm2 ), 1u );
-      EXPECT_EQ( asked( rm1, 20 ), list->symbol()->status() );
-      EXPECT_EQ( rm1.symbol->rmStatus()->seqStatus( 10 )->subRouteMap(), rm2.symbol->rmStatus() );
-   }
-   rm2.symbol->updateAndNotify( rm2.symbol->rmStatus() );   // the same status
-   EXPECT_EQ( publications( rm1 ), 0u );
+   EXPECT_EQ( rm.run(), 0 ) << "the old list is no longer watched";
 }
 
 TEST_F( WatchedListTest, aSequenceDeletedWhileItsListChangesLeavesNothingPending ) {
-   makeList();
-   rm1.map->mapEntryIs( 10 )->matchRuleIs( listRule( kPrefixList, "PL1" ) );
-   rm1.map->mapEntryIs( 20 );
-   start( rm1 );
    int changes = 0;
-   Reaction moves( *rm1.symbol->notifier(), [ & ]( const Quoin::Change & ) {
-      if( ++changes > 1 ) return;
-      editList( 2 );
-      list->publish();
+   Reaction moves( *rm.symbol->notifier(), [ & ]( const Quoin::Change & ) {
+      if( ++changes == 1 ) list->publish();
    } );
-   rm1.map->mapEntryDel( 10 );
-   rm1.map->versionIs( 2 );
-   EXPECT_TRUE( rm1.reactor->pendingUpdate().empty() );
-   EXPECT_EQ( publications( rm1 ), 1u );
-   EXPECT_FALSE( rm1.symbol->rmStatus()->seqStatus( 10 ) );
+   rm.map->mapEntryDel( 10 );
+   rm.map->versionIs( 2 );
+   EXPECT_TRUE( rm.reactor->pendingUpdate().empty() );
+   EXPECT_EQ( rm.run(), 1 );
+   EXPECT_FALSE( rm.seq( 10 ) );
 }
 
 }   // namespace

@@ -32,7 +32,6 @@ using Quoin::makeNode;
 using Quoin::Ptr;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 static_assert( std::is_base_of_v<RmSeqConfigSmInterface, CommonComponentRmSeqConfigSmInterface> );
 

@@ -20,7 +20,6 @@ using Quoin::Ptr;
 using Routing::RouteMap::Config;
 using Routing::RouteMap::MapEntry;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 static_assert( std::is_base_of_v<RmSeqConfigSmInterface, RmSeqConfigFilterSmBase> );
 static_assert( std::is_abstract_v<RmSeqConfigFilterSmBase>, "which options it supports, a derived class says" );
@@ -51,20 +50,6 @@ TEST_F( RmSeqConfigFilterSmBaseTest, holdsTheSixValues ) {
    EXPECT_EQ( sm->routeMapBlockedSequenceList(), list );
    EXPECT_EQ( sm->routeMapUpdateNotifier(), c.update );
    EXPECT_EQ( sm->seqno(), 10u );
-}
-
-TEST_F( RmSeqConfigFilterSmBaseTest, holdsThemForItsLifeButTheRootPlainly ) {
-   auto sm = makeNode<BareSm>( "RM1", entry, filteredEntry, c.filtered.get(), list, c.update );
-   EXPECT_EQ( c.filtered->useCount(), 1u ) << "the root is not owned";
-   EXPECT_EQ( entry->useCount(), 2u );
-   EXPECT_EQ( filteredEntry->useCount(), 2u );
-   EXPECT_EQ( list->useCount(), 2u );
-   EXPECT_EQ( c.update->useCount(), 2u );
-   sm = nullptr;
-   EXPECT_EQ( entry->useCount(), 1u );
-   EXPECT_EQ( filteredEntry->useCount(), 1u );
-   EXPECT_EQ( list->useCount(), 1u );
-   EXPECT_EQ( c.update->useCount(), 1u );
 }
 
 TEST_F( RmSeqConfigFilterSmBaseTest, copiesNothingOfItself ) {
@@ -133,20 +118,6 @@ TEST_F( RmSeqConfigFilterSmBaseTest, theCommonSequenceSupportsTheCommonOptions )
    for( unsigned option = 0; option <= 255; ++option )
       if( sm->matchRuleSupported( MatchOption( option ) ) ) supported.push_back( option );
    EXPECT_THAT( supported, ElementsAre( 1, 2, 106, 113, 115, 116, 131, 132 ) );
-}
-
-TEST_F( RmSeqConfigFilterSmBaseTest, aCommonSequenceThatGoesLeavesNothingBehind ) {
-   list->sequenceIs( 10, true );
-   auto sm = makeNode<CommonRmConfigFilterSmHelper>()->createSeqConfigSm( "RM1", entry, filteredEntry, c.filtered.get(), list, c.update );
-   sm = nullptr;
-   entry->distanceIs( 9 );
-   entry->subRouteMapIs( { "RM2", false } );
-   EXPECT_EQ( filteredEntry->distance(), 0u );
-   EXPECT_TRUE( list->sequence( 10 ) );
-   EXPECT_EQ( entry->useCount(), 1u );
-   EXPECT_EQ( filteredEntry->useCount(), 1u );
-   EXPECT_EQ( list->useCount(), 1u );
-   EXPECT_EQ( c.update->useCount(), 1u );
 }
 
 }   // namespace

@@ -33,7 +33,7 @@ class RouteMapBlockedSequenceListTest : public testing::Test {
    bool has( uint32_t seqno ) const { return list->sequence().find( seqno ); }
 };
 
-TEST_F( RouteMapBlockedSequenceListTest, aNewOneHasItsNameAndNothingElse ) {
+TEST_F( RouteMapBlockedSequenceListTest, isEmptyAtFirst ) {
    EXPECT_EQ( list->name(), "RM1" );
    EXPECT_EQ( makeNode<RouteMapBlockedSequenceList>( "" )->name(), "" );
    EXPECT_TRUE( list->sequence().empty() );
@@ -41,37 +41,25 @@ TEST_F( RouteMapBlockedSequenceListTest, aNewOneHasItsNameAndNothingElse ) {
    EXPECT_NE( list->publisher(), nullptr );
 }
 
-TEST_F( RouteMapBlockedSequenceListTest, aNewEntryIsStoredAndToldOfOnce ) {
+TEST_F( RouteMapBlockedSequenceListTest, aNewEntryIsStoredThenPublished ) {
    int found = 0;
    const Reaction reaction( *list, [ & ]( const Quoin::Change & ) { found += list->sequence( 10 ); } );
    list->sequenceIs( 10, true );
-   EXPECT_EQ( found, 1 ) << "stored first, told after";
+   EXPECT_EQ( found, 1 );
    EXPECT_THAT( take(), ElementsAre( 10 ) );
    EXPECT_THAT( changes.take(), ElementsAre( Quoin::FieldId( RouteMapBlockedSequenceList::Field::sequence ) ) );
 }
 
-TEST_F( RouteMapBlockedSequenceListTest, everyNumberCanBeAKey ) {
-   for( const uint32_t seqno : { 0u, 1u, 65535u, 65536u, 4294967295u } ) list->sequenceIs( seqno, true );
-   EXPECT_THAT( take(), ElementsAre( 0u, 1u, 65535u, 65536u, 4294967295u ) );
-   EXPECT_EQ( list->sequence().count(), 5u );
-   EXPECT_TRUE( list->sequence( 4294967295u ) );
-   EXPECT_FALSE( list->sequence( 2 ) );
-}
-
-TEST_F( RouteMapBlockedSequenceListTest, onlyAValueThatDiffersIsToldOf ) {
+TEST_F( RouteMapBlockedSequenceListTest, publishesRealChanges ) {
    struct Row {
       const char * what;
       int before;   // -1 for no entry
       bool value;
-      size_t told;
+      size_t published;
    };
    const Row rows[] = {
-      { "true where there is none", -1, true, 1 },
-      { "false where there is none", -1, false, 1 },
-      { "true again", 1, true, 0 },
-      { "false again", 0, false, 0 },
-      { "true becomes false", 1, false, 1 },
-      { "false becomes true", 0, true, 1 },
+      { "true, no entry before", -1, true, 1 }, { "false, no entry before", -1, false, 1 }, { "true again", 1, true, 0 },
+      { "false again", 0, false, 0 },           { "true becomes false", 1, false, 1 },      { "false becomes true", 0, true, 1 },
    };
    for( const Row & row : rows ) {
       SCOPED_TRACE( row.what );
@@ -79,13 +67,13 @@ TEST_F( RouteMapBlockedSequenceListTest, onlyAValueThatDiffersIsToldOf ) {
       if( row.before >= 0 ) list->sequenceIs( 7, row.before == 1 );
       take();
       list->sequenceIs( 7, row.value );
-      EXPECT_THAT( take(), SizeIs( row.told ) );
+      EXPECT_THAT( take(), SizeIs( row.published ) );
       EXPECT_TRUE( has( 7 ) );
       EXPECT_EQ( list->sequence( 7 ), row.value );
    }
 }
 
-TEST_F( RouteMapBlockedSequenceListTest, anEntryThatGoesIsToldOfWhetherItWasTrueOrFalse ) {
+TEST_F( RouteMapBlockedSequenceListTest, aDeletedEntryIsPublished ) {
    list->sequenceIs( 10, true );
    list->sequenceIs( 20, false );
    take();
@@ -97,7 +85,7 @@ TEST_F( RouteMapBlockedSequenceListTest, anEntryThatGoesIsToldOfWhetherItWasTrue
    EXPECT_TRUE( list->sequence().empty() );
 }
 
-TEST_F( RouteMapBlockedSequenceListTest, allOfThemGoOneAfterTheOther ) {
+TEST_F( RouteMapBlockedSequenceListTest, allEntriesAreDeletedOneByOne ) {
    list->sequenceDelAll();
    EXPECT_THAT( take(), IsEmpty() );
    list->sequenceIs( 10, true );
@@ -107,14 +95,14 @@ TEST_F( RouteMapBlockedSequenceListTest, allOfThemGoOneAfterTheOther ) {
    std::vector<size_t> left;
    const Reaction reaction( *list, [ & ]( const Quoin::Change & change ) {
       left.push_back( list->sequence().count() );
-      EXPECT_FALSE( has( Plinth::keyOf<uint32_t>( change ) ) ) << "the one that is told of has gone";
+      EXPECT_FALSE( has( Plinth::keyOf<uint32_t>( change ) ) ) << "deleted before it is published";
    } );
    list->sequenceDelAll();
    EXPECT_THAT( take(), UnorderedElementsAre( 10, 20, 30 ) );
-   EXPECT_THAT( left, ElementsAre( 2, 1, 0 ) ) << "who hears of one finds the rest";
+   EXPECT_THAT( left, ElementsAre( 2, 1, 0 ) ) << "the rest is still stored";
 }
 
-TEST_F( RouteMapBlockedSequenceListTest, aReactionMayTakeOthersOutWhileAllGo ) {
+TEST_F( RouteMapBlockedSequenceListTest, aSubscriberMayDeleteOthersMeanwhile ) {
    for( const uint32_t seqno : { 10u, 20u, 30u } ) list->sequenceIs( seqno, true );
    take();
    int depth = 0;
@@ -127,17 +115,7 @@ TEST_F( RouteMapBlockedSequenceListTest, aReactionMayTakeOthersOutWhileAllGo ) {
    EXPECT_TRUE( list->sequence().empty() );
 }
 
-TEST_F( RouteMapBlockedSequenceListTest, whatComesWhileAllGoStays ) {
-   list->sequenceIs( 10, true );
-   const Reaction reaction( *list, [ & ]( const Quoin::Change & change ) {
-      if( Plinth::keyOf<uint32_t>( change ) == 10 ) list->sequenceIs( 40, true );
-   } );
-   list->sequenceDelAll();
-   EXPECT_TRUE( list->sequence( 40 ) );
-   EXPECT_EQ( list->sequence().count(), 1u );
-}
-
-TEST( RouteMapBlockedSequenceList, aReactionMayDropTheListWhileAllGo ) {
+TEST( RouteMapBlockedSequenceList, mayBeReleasedWhileAllAreDeleted ) {
    auto list = makeNode<RouteMapBlockedSequenceList>( "RM1" );
    list->sequenceIs( 10, true );
    list->sequenceIs( 20, true );
@@ -146,7 +124,7 @@ TEST( RouteMapBlockedSequenceList, aReactionMayDropTheListWhileAllGo ) {
    plain->sequenceDelAll();
    EXPECT_EQ( list, nullptr );
    EXPECT_EQ( reaction.heard, 2 );
-   EXPECT_FALSE( reaction.subscribed() ) << "the list has gone";
+   EXPECT_FALSE( reaction.subscribed() ) << "the list is released";
 }
 
 }   // namespace

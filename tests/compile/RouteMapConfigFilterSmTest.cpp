@@ -20,12 +20,9 @@ using Quoin::Ptr;
 using Routing::RouteMap::Config;
 using Routing::RouteMap::Map;
 using Routing::RouteMap::MapEntry;
-using Routing::RouteMap::SubRouteMap;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
-using testing::UnorderedElementsAre;
 using Log = std::vector<std::string>;
 
 static_assert( std::is_base_of_v<RouteMapConfigSmBase, RouteMapConfigFilterSm> );
@@ -82,7 +79,7 @@ class RouteMapConfigFilterSmTest : public testing::Test {
 
 // ---- the sequences
 
-TEST_F( RouteMapConfigFilterSmTest, copiesWhatStandsInsideItsConstructionAndAscending ) {
+TEST_F( RouteMapConfigFilterSmTest, existingSequencesAreCopiedInTheConstruction ) {
    for( const uint32_t seqno : { 30u, 10u, 20u } ) c.entry( "RM1", seqno )->distanceIs( seqno );
    c.raw->routeMap( "RM1" )->versionIs( 5 );
    const auto sm =
@@ -97,7 +94,7 @@ TEST_F( RouteMapConfigFilterSmTest, copiesWhatStandsInsideItsConstructionAndAsce
    EXPECT_EQ( textOf( *sm ), "rmName: RM1" );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, withoutARouteMapTheListsNameIsEmptyAndNothingIsCopied ) {
+TEST_F( RouteMapConfigFilterSmTest, withoutARouteMapItCopiesNothing ) {
    const auto output = makeNode<Map>( "RM1" );
    output->versionIs( 3 );
    const auto sm = Zeugma::makeSm<RouteMapConfigFilterSm>( nullptr, output, c.filtered, c.update, helper );
@@ -108,7 +105,7 @@ TEST_F( RouteMapConfigFilterSmTest, withoutARouteMapTheListsNameIsEmptyAndNothin
    EXPECT_THAT( helper->takeSeqnos(), IsEmpty() );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, theHelperIsGivenTheSixValues ) {
+TEST_F( RouteMapConfigFilterSmTest, theHelperGetsSixValues ) {
    const auto sm = start( "RM1" );
    const auto entry = c.entry( "RM1", 10 );
    ASSERT_EQ( helper->made.size(), 1u );
@@ -122,38 +119,28 @@ TEST_F( RouteMapConfigFilterSmTest, theHelperIsGivenTheSixValues ) {
    EXPECT_EQ( made.update, c.update );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, sequencesComeAndGo ) {
+TEST_F( RouteMapConfigFilterSmTest, sequencesAreCreatedAndDeleted ) {
    const auto sm = start( "RM1" );
    c.entry( "RM1", 20 );
    c.entry( "RM1", 10 );
-   c.entry( "RM1", 10 );   // there already
+   c.entry( "RM1", 10 );   // exists
    EXPECT_THAT( helper->takeSeqnos(), ElementsAre( 20, 10 ) );
    const Ptr<RmSeqConfigFilterSmBase> first = *sm->seqConfigSm().find( 20 );
    const auto oldCopy = c.copy( "RM1", 20 );
    c.raw->routeMap( "RM1" )->mapEntryDel( 20 );
    EXPECT_THAT( copied( "RM1" ), ElementsAre( 10 ) );
    EXPECT_EQ( sm->seqConfigSm().find( 20 ), nullptr );
-   EXPECT_FALSE( first->hasNotificationActive() ) << "who is given up hears nothing";
+   EXPECT_FALSE( first->hasNotificationActive() ) << "stopped";
    c.entry( "RM1", 20 )->distanceIs( 3 );
    EXPECT_THAT( helper->takeSeqnos(), ElementsAre( 20 ) );
    EXPECT_NE( *sm->seqConfigSm().find( 20 ), first );
    EXPECT_NE( c.copy( "RM1", 20 ), oldCopy );
    EXPECT_EQ( c.copy( "RM1", 20 )->distance(), 3u );
    EXPECT_EQ( oldCopy->distance(), 0u );
-   EXPECT_EQ( c.update->version(), 0u ) << "only a version tells";
+   EXPECT_EQ( c.update->version(), 0u ) << "only a version raises it";
 }
 
-TEST_F( RouteMapConfigFilterSmTest, theNumberMayBeAnyOfThem ) {
-   const auto sm = start( "RM1" );
-   for( const uint32_t seqno : { 0u, 65536u, 4294967295u } ) c.entry( "RM1", seqno );
-   EXPECT_THAT( copied( "RM1" ), ElementsAre( 0u, 65536u, 4294967295u ) );
-   EXPECT_EQ( sm->seqConfigSm().count(), 3u );
-   c.raw->routeMap( "RM1" )->mapEntryDelAll();
-   EXPECT_THAT( copied( "RM1" ), IsEmpty() );
-   EXPECT_TRUE( sm->seqConfigSm().empty() );
-}
-
-TEST_F( RouteMapConfigFilterSmTest, aNumberThatIsInBothOrInNeitherDoesNothing ) {
+TEST_F( RouteMapConfigFilterSmTest, aNumberInBothMapsOrInNeitherIsIgnored ) {
    const auto sm = start( "RM1" );
    c.entry( "RM1", 10 );
    helper->takeSeqnos();
@@ -167,7 +154,7 @@ TEST_F( RouteMapConfigFilterSmTest, aNumberThatIsInBothOrInNeitherDoesNothing ) 
    EXPECT_EQ( toCopy.heard, 0 );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, theWalkGoesOnWhenTheSequencesChangeUnderIt ) {
+TEST_F( RouteMapConfigFilterSmTest, theFirstWalkSurvivesChanges ) {
    for( const uint32_t seqno : { 10u, 20u, 30u } ) c.entry( "RM1", seqno );
    const auto output = c.filtered->routeMapIs( "RM1" );
    const Reaction reaction( *output, [ & ]( const Quoin::Change & change ) {
@@ -178,9 +165,11 @@ TEST_F( RouteMapConfigFilterSmTest, theWalkGoesOnWhenTheSequencesChangeUnderIt )
    } );
    start( "RM1" );
    EXPECT_THAT( copied( "RM1" ), ElementsAre( 10, 25, 30, 40 ) );
+   c.raw->routeMap( "RM1" )->mapEntryDelAll();
+   EXPECT_THAT( copied( "RM1" ), IsEmpty() );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, seqConfigSmIsRefusesNullAndReplacesTheMachineOfANumber ) {
+TEST_F( RouteMapConfigFilterSmTest, seqConfigSmIsRefusesNullAndReplaces ) {
    const auto sm = start( "RM1" );
    const auto entry = c.entry( "RM1", 10 );
    EXPECT_THROW( sm->seqConfigSmIs( nullptr ), Plinth::MutatorArgNullPointerException );
@@ -195,13 +184,6 @@ TEST_F( RouteMapConfigFilterSmTest, seqConfigSmIsRefusesNullAndReplacesTheMachin
    sm->seqConfigSmIs( makeNode<CommonRmConfigFilterSmHelper>()->createSeqConfigSm( "RM1", nullptr, c.copy( "RM1", 10 ), c.filtered.get(),
                                                                                    sm->routeMapBlockedSequenceList(), c.update ) );
    EXPECT_TRUE( sm->seqConfigSm().find( 0 ) ) << "one without an entry has the number 0";
-}
-
-TEST_F( RouteMapConfigFilterSmTest, aHelperThatGivesNothingIsRefused ) {
-   const auto sm = start( "RM1" );
-   helper->gives = []( const auto &... ) { return nullptr; };
-   EXPECT_THROW( c.entry( "RM1", 10 ), Plinth::MutatorArgNullPointerException );
-   EXPECT_TRUE( sm->seqConfigSm().empty() );
 }
 
 // ---- the version
@@ -237,7 +219,7 @@ TEST_F( RouteMapConfigFilterSmTest, theVersionIsCopiedBeforeTheNotifierIsRaised 
    EXPECT_THAT( steps, ElementsAre( "copy, notifier 0", "notifier, copy 9" ) );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, tracesSequencesThatComeAndGo ) {
+TEST_F( RouteMapConfigFilterSmTest, tracesCreationAndDeletion ) {
    const auto sm = start( "RM1" );
    TraceLog traces( "RouteMapConfigFilterSm" );
    c.entry( "RM1", 10 );
@@ -248,7 +230,7 @@ TEST_F( RouteMapConfigFilterSmTest, tracesSequencesThatComeAndGo ) {
 
 // ---- cycles
 
-TEST_F( RouteMapConfigFilterSmTest, aRouteMapThatCallsItselfIsBlockedWithoutTheCall ) {
+TEST_F( RouteMapConfigFilterSmTest, aRouteMapThatCallsItselfIsBlocked ) {
    c.call( "RM1", 10, "RM1" );
    c.raise( "RM1" );
    TraceLog traces( "RouteMapConfigFilterSm" );
@@ -260,7 +242,7 @@ TEST_F( RouteMapConfigFilterSmTest, aRouteMapThatCallsItselfIsBlockedWithoutTheC
    EXPECT_THAT( traces.take(), Contains( "version update is deferred" ) );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, aCallOfWhatIsNotDefinedIsCopiedAtOnce ) {
+TEST_F( RouteMapConfigFilterSmTest, aCallOfAnUndefinedMapIsCopiedAtOnce ) {
    start( "RM1" );
    c.call( "RM1", 10, "RM9", true );
    EXPECT_EQ( c.calls( "RM1", 10 ), "RM9 invert-result" );
@@ -281,12 +263,12 @@ TEST_F( RouteMapConfigFilterSmTest, theVersionOfABlockedRouteMapWaits ) {
    EXPECT_EQ( c.update->version(), 0u );
    EXPECT_EQ( c.copy( "RM1", 20 )->distance(), 5u ) << "all else is copied";
    c.entry( "RM1", 10 )->subRouteMapIs( {} );
-   EXPECT_THAT( traces.take(), ElementsAre( "update version from 0 to 2" ) ) << "its list's publication is enough";
+   EXPECT_THAT( traces.take(), ElementsAre( "update version from 0 to 2" ) ) << "the list of blocked sequences triggers it";
    EXPECT_EQ( c.filteredVersion( "RM1" ), 2u );
    EXPECT_EQ( c.update->version(), 1u );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, aVersionThatMovesBackWhileItWaitsHasNothingToTell ) {
+TEST_F( RouteMapConfigFilterSmTest, aVersionThatMovesBackWhileDeferredIsNotCopied ) {
    start( "RM1" );
    c.raw->routeMap( "RM1" )->versionIs( 3 );
    c.call( "RM1", 10, "RM1" );
@@ -298,19 +280,7 @@ TEST_F( RouteMapConfigFilterSmTest, aVersionThatMovesBackWhileItWaitsHasNothingT
    EXPECT_EQ( c.update->version(), 1u );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, theVersionWaitsForTheLastBlockedSequence ) {
-   start( "RM1" );
-   c.call( "RM1", 10, "RM1" );
-   c.call( "RM1", 20, "RM1" );
-   c.raise( "RM1" );
-   c.call( "RM1", 10, "" );
-   EXPECT_EQ( c.filteredVersion( "RM1" ), 0u );
-   c.call( "RM1", 20, "" );
-   EXPECT_EQ( c.filteredVersion( "RM1" ), 1u );
-   EXPECT_EQ( c.update->version(), 1u );
-}
-
-TEST_F( RouteMapConfigFilterSmTest, aCallWaitsUntilTheOtherRouteMapsVersionHasMoved ) {
+TEST_F( RouteMapConfigFilterSmTest, aBlockedCallWaitsForAVersion ) {
    start( "A" );
    start( "B" );
    c.call( "B", 10, "A" );
@@ -322,7 +292,7 @@ TEST_F( RouteMapConfigFilterSmTest, aCallWaitsUntilTheOtherRouteMapsVersionHasMo
    EXPECT_EQ( c.update->version(), 1u );
    c.call( "B", 10, "" );
    EXPECT_EQ( c.calls( "B", 10 ), "" );
-   EXPECT_TRUE( blocked( "A", 10 ) ) << "it is the version that wakes it";
+   EXPECT_TRUE( blocked( "A", 10 ) ) << "only a version wakes it";
    EXPECT_EQ( c.calls( "A", 10 ), "" );
    c.raise( "B" );
    EXPECT_FALSE( blocked( "A", 10 ) );
@@ -332,7 +302,7 @@ TEST_F( RouteMapConfigFilterSmTest, aCallWaitsUntilTheOtherRouteMapsVersionHasMo
    EXPECT_EQ( c.update->version(), 3u ) << "one for each of the three versions";
 }
 
-TEST_F( RouteMapConfigFilterSmTest, anyRouteMapsVersionWakesABlockedSequence ) {
+TEST_F( RouteMapConfigFilterSmTest, theVersionOfAnyRouteMapWakesABlockedSequence ) {
    start( "A" );
    start( "B" );
    start( "C" );
@@ -345,45 +315,7 @@ TEST_F( RouteMapConfigFilterSmTest, anyRouteMapsVersionWakesABlockedSequence ) {
    EXPECT_EQ( c.update->version(), 1u ) << "the version of A has not moved";
 }
 
-TEST_F( RouteMapConfigFilterSmTest, aCallThatWasThereStaysWhileTheNewOneWaits ) {
-   start( "A" );
-   start( "B" );
-   start( "C" );
-   c.call( "A", 10, "C", true );
-   c.raise( "A" );
-   c.call( "B", 10, "A" );
-   c.call( "A", 10, "B" );
-   c.raise( "A" );
-   EXPECT_EQ( c.calls( "A", 10 ), "C invert-result" );
-   EXPECT_EQ( c.filteredVersion( "A" ), 1u );
-}
-
-TEST_F( RouteMapConfigFilterSmTest, aChainOfBlockedSequencesComesFreeByOneVersion ) {
-   // The call of each closes the cycle as long as the one before it still calls: R0 -> R1 -> ... -> R7 turns round one after another.
-   constexpr int n = 8;
-   std::vector<std::string> names;
-   for( int i = 0; i < n; ++i ) names.push_back( "R" + std::to_string( i ) );
-   for( const auto & name : names ) start( name.c_str() );
-   for( int i = 0; i + 1 < n; ++i ) c.call( names[ i ].c_str(), 10, names[ i + 1 ].c_str() );
-   for( const auto & name : names ) c.raise( name.c_str() );
-   // Each but the first wants to call the one before it.
-   for( int i = 1; i < n; ++i ) c.call( names[ i ].c_str(), 10, names[ i - 1 ].c_str() );
-   for( int i = 1; i < n; ++i ) {
-      c.raise( names[ i ].c_str() );
-      EXPECT_TRUE( blocked( names[ i ].c_str(), 10 ) ) << i;
-   }
-   const uint32_t before = c.update->version();
-   c.call( "R0", 10, "" );
-   c.raise( "R0" );
-   for( int i = 1; i < n; ++i ) {
-      EXPECT_FALSE( blocked( names[ i ].c_str(), 10 ) ) << i;
-      EXPECT_EQ( c.calls( names[ i ].c_str(), 10 ), names[ i - 1 ] );
-      EXPECT_EQ( c.filteredVersion( names[ i ].c_str() ), c.raw->routeMap( names[ i ].c_str() )->version() ) << i;
-   }
-   EXPECT_EQ( c.update->version(), before + n ) << "each version moved once";
-}
-
-TEST_F( RouteMapConfigFilterSmTest, ofTwoThatWaitForEachOtherOneStaysBlocked ) {
+TEST_F( RouteMapConfigFilterSmTest, oneOfTwoMutualCallsStaysBlocked ) {
    start( "A" );
    start( "B" );
    start( "C" );
@@ -407,12 +339,12 @@ TEST_F( RouteMapConfigFilterSmTest, ofTwoThatWaitForEachOtherOneStaysBlocked ) {
    EXPECT_EQ( c.filteredVersion( "B" ), 1u );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, aSequenceThatIsDeletedWhileItIsBlockedLeavesTheRouteMapDeferred ) {
+TEST_F( RouteMapConfigFilterSmTest, aBlockedSequenceThatIsDeletedLeavesTheRouteMapDeferred ) {
    start( "RM1" );
    c.call( "RM1", 10, "RM1" );
    c.raw->routeMap( "RM1" )->mapEntryDel( 10 );
    EXPECT_TRUE( blocked( "RM1", 10 ) );
-   EXPECT_THAT( copied( "RM1" ), IsEmpty() ) << "the copy has gone all the same";
+   EXPECT_THAT( copied( "RM1" ), IsEmpty() ) << "the copy is deleted";
    c.entry( "RM1", 20 )->distanceIs( 4 );
    TraceLog traces( "RouteMapConfigFilterSm" );
    c.raise( "RM1" );
@@ -424,16 +356,16 @@ TEST_F( RouteMapConfigFilterSmTest, aSequenceThatIsDeletedWhileItIsBlockedLeaves
    EXPECT_EQ( c.filteredVersion( "RM1" ), 1u );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, aDeferredRouteMapComesFreeWhenTheNumberComesBackWithACallThatMayPass ) {
+TEST_F( RouteMapConfigFilterSmTest, aDeferredRouteMapIsFreedByANewSequenceWithAnotherCall ) {
    start( "RM1" );
    start( "RM2" );
    c.call( "RM1", 10, "RM1" );
    c.raw->routeMap( "RM1" )->mapEntryDel( 10 );
    c.raise( "RM1" );
    c.entry( "RM1", 10 );
-   EXPECT_TRUE( blocked( "RM1", 10 ) ) << "without a call nothing is decided";
+   EXPECT_TRUE( blocked( "RM1", 10 ) ) << "no call is evaluated";
    c.raise( "RM2" );
-   EXPECT_TRUE( blocked( "RM1", 10 ) ) << "and nothing listens";
+   EXPECT_TRUE( blocked( "RM1", 10 ) ) << "not subscribed";
    c.call( "RM1", 10, "RM1" );
    EXPECT_TRUE( blocked( "RM1", 10 ) );
    c.call( "RM1", 10, "RM2" );
@@ -468,7 +400,7 @@ TEST_F( RouteMapConfigFilterSmTest, theFilteredCallsNeverFormACycle ) {
       return false;
    };
    unsigned everBlocked = 0;
-   for( int step = 0; step < 3000; ++step ) {
+   for( int step = 0; step < 1000; ++step ) {
       const auto map = name( pick( n ) );
       if( pick( 3 ) == 0 ) {
          c.raise( map.c_str() );
@@ -489,41 +421,33 @@ TEST_F( RouteMapConfigFilterSmTest, theFilteredCallsNeverFormACycle ) {
          }
       }
    }
-   EXPECT_GT( everBlocked, 100u ) << "else this says little";
-   // Once all calls have gone, nothing is blocked any more.
+   EXPECT_GT( everBlocked, 30u ) << "enough cases";
+   // Without calls nothing is blocked.
    for( unsigned i = 0; i < n; ++i )
       for( const uint32_t seqno : { 10u, 20u } ) c.call( name( i ).c_str(), seqno, "" );
    for( unsigned i = 0; i < n; ++i ) EXPECT_TRUE( sms[ name( i ) ]->routeMapBlockedSequenceList()->sequence().empty() );
 }
 
-// ---- life
+// ---- lifetime
 
-TEST_F( RouteMapConfigFilterSmTest, whatComesAndGoesBehindTheScanIsFoundWhenItIsSwitchedOn ) {
-   c.entry( "RM1", 10 );
-   c.entry( "RM1", 20 );
-   const auto sm =
-      makeNode<RouteMapConfigFilterSm>( c.raw->routeMap( "RM1" ), c.filtered->routeMapIs( "RM1" ), c.filtered, c.update, helper );
-   c.raw->routeMap( "RM1" )->mapEntryDel( 10 );
+TEST_F( RouteMapConfigFilterSmTest, changesBeforeItIsSwitchedOnAreCopied ) {
+   for( const uint32_t seqno : { 10u, 20u, 25u } ) c.entry( "RM1", seqno )->distanceIs( 1 );
+   const auto map = c.raw->routeMap( "RM1" );
+   const auto sm = makeNode<RouteMapConfigFilterSm>( map, c.filtered->routeMapIs( "RM1" ), c.filtered, c.update, helper );
+   map->mapEntryDel( 10 );
+   map->mapEntryDel( 20 );
+   c.entry( "RM1", 20 )->distanceIs( 2 );
    c.entry( "RM1", 30 );
    c.raise( "RM1" );
-   EXPECT_THAT( copied( "RM1" ), ElementsAre( 10, 20 ) );
+   EXPECT_THAT( copied( "RM1" ), ElementsAre( 10, 20, 25 ) );
    sm->hasNotificationActiveIs( true );
-   EXPECT_THAT( copied( "RM1" ), ElementsAre( 20, 30 ) );
-   EXPECT_EQ( sm->seqConfigSm().count(), 2u );
+   EXPECT_THAT( copied( "RM1" ), ElementsAre( 20, 25, 30 ) );
+   EXPECT_EQ( c.copy( "RM1", 20 )->distance(), 2u ) << "replaced";
+   EXPECT_EQ( sm->seqConfigSm().count(), 3u );
    EXPECT_EQ( c.filteredVersion( "RM1" ), 1u );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, aSequenceThatIsReplacedBehindTheScanIsCopiedAnew ) {
-   c.entry( "RM1", 10 )->distanceIs( 1 );
-   const auto sm =
-      makeNode<RouteMapConfigFilterSm>( c.raw->routeMap( "RM1" ), c.filtered->routeMapIs( "RM1" ), c.filtered, c.update, helper );
-   c.raw->routeMap( "RM1" )->mapEntryDel( 10 );
-   c.entry( "RM1", 10 )->distanceIs( 2 );
-   sm->hasNotificationActiveIs( true );
-   EXPECT_EQ( c.copy( "RM1", 10 )->distance(), 2u ) << "not that of the sequence that has gone";
-}
-
-TEST_F( RouteMapConfigFilterSmTest, aMachineThatIsGoingHearsNothing ) {
+TEST_F( RouteMapConfigFilterSmTest, aStoppedMachineCopiesNothing ) {
    const auto sm = start( "RM1" );
    c.call( "RM1", 10, "RM1" );
    c.raise( "RM1" );
@@ -536,33 +460,23 @@ TEST_F( RouteMapConfigFilterSmTest, aMachineThatIsGoingHearsNothing ) {
    EXPECT_EQ( c.filteredVersion( "RM1" ), 0u );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, aMachineThatHasGoneHoldsNothing ) {
+TEST_F( RouteMapConfigFilterSmTest, aReleasedMachineCopiesNothing ) {
    start( "RM1" );
    start( "RM2" );
    c.call( "RM2", 10, "RM1" );
-   c.call( "RM1", 10, "RM2" );   // blocked, and listening
-   c.entry( "RM1", 20 )->matchRuleIs( listRule( MatchOption::matchTagSet, "TS1" ) );
+   c.call( "RM1", 10, "RM2" );   // blocked, and subscribed to the notifier
    c.raise( "RM1" );
-   const auto list = sms[ "RM1" ]->routeMapBlockedSequenceList();
    helper->made.clear();
    sms.clear();
    c.call( "RM2", 10, "" );
    c.raise( "RM2" );
+   c.update->versionInc( 1 );
    EXPECT_EQ( c.calls( "RM1", 10 ), "" );
-   EXPECT_EQ( c.calls( "RM2", 10 ), "RM1" ) << "nobody copies any more";
-   EXPECT_EQ( list->useCount(), 1u );
-   EXPECT_EQ( c.update->useCount(), 1u );
-   EXPECT_EQ( helper->useCount(), 1u );
-   EXPECT_EQ( c.filtered->useCount(), 1u );
-   for( const char * name : { "RM1", "RM2" } ) {
-      EXPECT_EQ( c.raw->routeMap( name )->useCount(), 2u ) << name << ": the configuration's handle and this one";
-      EXPECT_EQ( c.filtered->routeMap( name )->useCount(), 2u ) << name;
-      EXPECT_EQ( c.entry( name, 10 )->useCount(), 2u ) << name;
-      EXPECT_EQ( c.copy( name, 10 )->useCount(), 2u ) << name;
-   }
+   EXPECT_EQ( c.calls( "RM2", 10 ), "RM1" );
+   EXPECT_EQ( c.filteredVersion( "RM2" ), 0u );
 }
 
-TEST_F( RouteMapConfigFilterSmTest, itMayGoInWhateverItBringsAbout ) {
+TEST_F( RouteMapConfigFilterSmTest, mayBeReleasedInAnyOfItsWrites ) {
    struct Row {
       const char * what;
       std::function<Quoin::Node *()> watched;
@@ -571,8 +485,8 @@ TEST_F( RouteMapConfigFilterSmTest, itMayGoInWhateverItBringsAbout ) {
    const auto input = c.raw->routeMapIs( "RM1" );
    const auto output = c.filtered->routeMapIs( "RM1" );
    const Row rows[] = {
-      { "a copy that comes", [ & ] { return output.get(); }, [ & ] { input->mapEntryIs( 30 ); } },
-      { "a copy that goes", [ & ] { return output.get(); }, [ & ] { input->mapEntryDel( 20 ); } },
+      { "a new copy", [ & ] { return output.get(); }, [ & ] { input->mapEntryIs( 30 ); } },
+      { "a deleted copy", [ & ] { return output.get(); }, [ & ] { input->mapEntryDel( 20 ); } },
       { "the copy's version", [ & ] { return output.get(); }, [ & ] { input->versionIs( input->version() + 1 ); } },
       { "the notifier", [ & ] { return c.update.get(); }, [ & ] { input->versionIs( input->version() + 1 ); } },
       { "the list", [ & ] { return sms[ "RM1" ]->routeMapBlockedSequenceList().get(); }, [ & ] { c.call( "RM1", 20, "RM1" ); } },
@@ -593,10 +507,6 @@ TEST_F( RouteMapConfigFilterSmTest, itMayGoInWhateverItBringsAbout ) {
          row.act();
          EXPECT_TRUE( sms.empty() );
       }
-      helper->made.clear();
-      EXPECT_EQ( c.update->useCount(), 1u );
-      EXPECT_EQ( helper->useCount(), 1u );
-      EXPECT_EQ( input->useCount(), 2u );
    }
 }
 

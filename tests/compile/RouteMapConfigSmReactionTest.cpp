@@ -9,7 +9,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/compile/FilterFixtures.h"
+#include "tests/compile/RouteMapConfigSmFixtures.h"
 #include "tests/compile/RouteMapConfigSymbolSmFixtures.h"
 #include "tests/policy/Fixtures.h"
 
@@ -20,18 +20,17 @@ using namespace CompileFixtures;
 using Routing::RouteMap::Config;
 using Routing::RouteMap::RouteMapOpModeType;
 using testing::ElementsAre;
-using testing::StartsWith;
 using Log = std::vector<std::string>;
 constexpr auto deny = Acl::MatchPermit::deny;
 
-/// What a reaction does at its first change, or at the first that it is meant for.
+/// Runs at the first change, or at the first one that is meant.
 Reaction::Function once( std::function<void()> act, std::function<bool( const Quoin::Change & )> isMeant = {} ) {
    return [ act = std::move( act ), isMeant = std::move( isMeant ), done = std::make_shared<bool>() ]( const Quoin::Change & change ) {
       if( ( !isMeant || isMeant( change ) ) && !std::exchange( *done, true ) ) act();
    };
 }
 
-/// A helper that makes common sequences, and does what it is told behind that, or in place of it.
+/// A helper that creates common sequences. A test may run a function after that, or instead.
 struct ToldHelper final : RmConfigFilterSmHelperBase {
    Ptr<RmSeqConfigFilterSmBase> createSeqConfigSm( const String & rmName, const Ptr<const MapEntry> & entry, const Ptr<MapEntry> & copy,
                                                    Config * config, const Ptr<RouteMapBlockedSequenceList> & list,
@@ -42,70 +41,36 @@ struct ToldHelper final : RmConfigFilterSmHelperBase {
       return sm;
    }
    std::function<Ptr<RmSeqConfigFilterSmBase>()> instead;
-   std::function<void()> behind;   // once, when the sequence is made and nobody has it yet
+   std::function<void()> behind;   // once, after the creation
    Ptr<CommonRmConfigFilterSmHelper> common = makeNode<CommonRmConfigFilterSmHelper>();
 };
 
-class RouteMapConfigSmReactionTest : public testing::Test {
+class RouteMapConfigSmReactionTest : public RouteMapConfigSmFixture {
  protected:
-   /// Tasks go on until they are done, whatever the clock says.
-   RouteMapConfigSmReactionTest() {
-      scheduler->budgetIs( []( const Zeugma::Task & ) { return false; } );
-   }
-   Ptr<RouteMapConfigSm> made() const {
-      return makeNode<RouteMapConfigSm>( raw, filtered, root, filterHelper, symbolHelper, scheduler, users );
-   }
-   void start() {
-      machine = made();
-      machine->hasNotificationActiveIs( true );
-   }
-   Ptr<Map> add( const char * name, uint32_t version = 1, uint32_t seqno = 10 ) const {
-      const auto map = raw->routeMapIs( name );
-      map->mapEntryIs( seqno );
-      map->versionIs( version );
-      return map;
-   }
-   void del( const char * name ) const { raw->routeMapDel( name ); }
-   void run() const { scheduler->runUntilIdle(); }
-   void yieldAfterEach() const {
-      scheduler->budgetIs( []( const Zeugma::Task & ) { return true; } );
-   }
+   RouteMapConfigSmReactionTest() { filterHelper = told; }
    Ptr<MapEntry> entry( const char * name, uint32_t seqno = 10 ) const { return raw->routeMap( name )->mapEntry( seqno ); }
    Ptr<MapEntry> copy( const char * name, uint32_t seqno = 10 ) const { return filtered->routeMap( name )->mapEntry( seqno ); }
-   void call( const char * name, const char * target ) const { entry( name )->subRouteMapIs( { target, false } ); }
-   void raise( const char * name ) const {
-      const auto map = raw->routeMap( name );
-      map->versionIs( map->version() + 1 );
-   }
-   Ptr<RouteMapSymbol> symbol( const char * name ) const { return root->routeMapTable()->symbol( name ); }
-   Ptr<const RouteMapStatus> status( const char * name ) const { return symbol( name )->rmStatus(); }
-   bool live( const char * name ) const { return filtered->routeMap().find( name ); }
-   Ptr<RouteMapConfigFilterSm> filter( const char * name ) const { return *machine->routeMapConfigFilterSm().find( name ); }
    bool blocked( const char * name, uint32_t seqno = 10 ) const { return filter( name )->routeMapBlockedSequenceList()->sequence( seqno ); }
-   const Zeugma::Task & task() const { return *machine->routeMapDeleteTask(); }
-
-   /// Whether both stages have the route map that is configured now, and it is published whole.
+   /// Whether both stages have the configured route map, and it is published whole.
    testing::AssertionResult lives( const char * name ) const {
       const auto input = raw->routeMap( name );
       const auto output = filtered->routeMap( name );
-      const auto * filterSm = machine->routeMapConfigFilterSm().find( name );
-      const auto * symbolSm = machine->routeMapConfigSymbolSm().find( name );
       const auto reactor = machine->rmConfigSymbolReactorColl()->reactor( name );
       const auto fail = [ & ]( const char * what ) { return testing::AssertionFailure() << name << ": " << what; };
       if( !input ) return fail( "is not configured" );
-      if( !output ) return fail( "is not filtered" );
-      if( !filterSm ) return fail( "no filter machine" );
-      if( ( *filterSm )->routeMap() != input ) return fail( "another one is filtered" );
-      if( ( *filterSm )->filteredRmConfig() != output ) return fail( "the filter writes to another copy" );
-      if( ( *filterSm )->seqConfigSm().count() != input->mapEntry().count() ) return fail( "sequences without a filter, or too many" );
-      if( output->mapEntry().count() != input->mapEntry().count() ) return fail( "other sequences in the copy" );
+      if( const auto all = whole( name, true ); !all ) return all;
+      const auto filterSm = filter( name );
+      const auto symbolSm = compiler( name );
+      if( filterSm->routeMap() != input ) return fail( "another map is filtered" );
+      if( filterSm->filteredRmConfig() != output ) return fail( "the filter writes to another copy" );
+      if( filterSm->seqConfigSm().count() != input->mapEntry().count() ) return fail( "wrong number of filter machines" );
+      if( output->mapEntry().count() != input->mapEntry().count() ) return fail( "wrong number of copied sequences" );
       if( output->version() != input->version() ) return fail( "another version in the copy" );
-      if( !symbolSm ) return fail( "no symbol machine" );
-      if( ( *symbolSm )->routeMap() != output ) return fail( "another one is compiled" );
-      if( ( *symbolSm )->seqConfigSm().count() != input->mapEntry().count() ) return fail( "sequences without a machine, or too many" );
-      if( !reactor || ( *symbolSm )->rmConfigSymbolReactor() != reactor ) return fail( "another reactor" );
-      if( reactor->modifiedRmSeqStatusList() != ( *symbolSm )->modifiedRmSeqStatusList() ) return fail( "another list in the reactor" );
-      if( machine->allRmSymbol()->symbol( name ) != symbol( name ) ) return fail( "its symbol is not listed" );
+      if( symbolSm->routeMap() != output ) return fail( "another map is compiled" );
+      if( symbolSm->seqConfigSm().count() != input->mapEntry().count() ) return fail( "wrong number of symbol machines" );
+      if( symbolSm->rmConfigSymbolReactor() != reactor ) return fail( "another reactor" );
+      if( reactor->modifiedRmSeqStatusList() != symbolSm->modifiedRmSeqStatusList() ) return fail( "another list in the reactor" );
+      if( machine->allRmSymbol()->symbol( name ) != symbol( name ) ) return fail( "another symbol" );
       if( !status( name ) ) return fail( "no status" );
       if( status( name )->seqStatus().count() != input->mapEntry().count() ) return fail( "other sequences in the status" );
       if( !symbol( name )->statusCurrent() ) return fail( "not current" );
@@ -113,79 +78,20 @@ class RouteMapConfigSmReactionTest : public testing::Test {
       if( machine->deferredCreates().find( name ) ) return fail( "a creation is deferred" );
       return testing::AssertionSuccess();
    }
-   /// Whether nothing of it is left.
+   /// Whether nothing is left of a route map.
    testing::AssertionResult gone( const char * name ) const {
-      const std::pair<const char *, bool> parts[] = {
-         { "filtered", live( name ) },
-         { "filter machine", machine->routeMapConfigFilterSm().find( name ) != nullptr },
-         { "symbol machine", machine->routeMapConfigSymbolSm().find( name ) != nullptr },
-         { "reactor", machine->rmConfigSymbolReactorColl()->reactor().find( name ) != nullptr },
-         { "symbol", machine->allRmSymbol()->symbol().find( name ) != nullptr },
-         { "status", status( name ) != nullptr },
-         { "pending delete", machine->pendingDelete().find( name ) != nullptr },
-         { "deferred create", machine->deferredCreates().find( name ) != nullptr },
-      };
-      for( const auto & [ what, is ] : parts )
-         if( is ) return testing::AssertionFailure() << name << ": " << what << " is there";
+      if( const auto none = whole( name, false ); !none ) return none;
+      const bool pending = machine->pendingDelete().find( name ) || machine->deferredCreates().find( name );
+      if( pending || status( name ) ) return testing::AssertionFailure() << name << ( pending ? ": pending" : ": status" );
       return testing::AssertionSuccess();
    }
 
-   Ptr<Config> raw = makeNode<Config>(), filtered = makeNode<Config>();
-   Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
-   Ptr<ToldHelper> filterHelper = makeNode<ToldHelper>();
-   Ptr<RmConfigSymbolSmHelperBase> symbolHelper = makeNode<CommonRmConfigSymbolSmHelper>( root );
-   Ptr<Zeugma::TaskScheduler> scheduler = makeNode<Zeugma::TaskScheduler>();
-   Ptr<MatchAggregateRoleUsers> users;
-   Ptr<RouteMapConfigSm> machine;
+   Ptr<ToldHelper> told = makeNode<ToldHelper>();
 };
 
-// ---- the machine goes
+// ---- releasing the machine
 
-TEST_F( RouteMapConfigSmReactionTest, itMayGoInWhateverIsToldOfASymbol ) {
-   const auto changesMode = [ & ] {
-      entry( "M" )->permitIs( deny );
-      raw->routeMapOpModeIs( RouteMapOpModeType( 1 ) );
-   };
-   struct Row {
-      const char * what;
-      bool version;   // of the symbol's, else of its being current
-      std::function<void()> act;
-   };
-   const Row rows[] = {
-      { "a status that a mode brings", true, changesMode },
-      { "a sequence that goes", true, [ & ] { raw->routeMap( "M" )->mapEntryDel( 10 ); } },
-      { "a sequence that comes", false, [ & ] { raw->routeMap( "M" )->mapEntryIs( 30 ); } },
-      { "a continue", false, [ & ] { entry( "M" )->continueSeqIs( 30 ); } },
-      { "a flag", false, [ & ] { entry( "M" )->setFlagsIs( MapEntry::continueSeqSet ); } },
-      { "a distance", false, [ & ] { entry( "M" )->distanceIs( 3 ); } },
-      { "a rule", false, [ & ] { entry( "M" )->matchRuleIs( matchTag( 4 ) ); } },
-   };
-   for( const Row & row : rows ) {
-      SCOPED_TRACE( row.what );
-      raw->routeMapDelAll();
-      raw->routeMapOpModeIs( {} );
-      for( const char * name : { "A", "M", "Z" } ) add( name );
-      add( "M", 2, 20 );
-      start();
-      run();
-      {
-         const auto kept = symbol( "M" );
-         const Ptr<const Quoin::Node> watched = row.version ? Ptr<const Quoin::Node>( kept->notifier() ) : Ptr<const Quoin::Node>( kept );
-         const Reaction drop( *watched, [ & ]( const Quoin::Change & ) { machine = nullptr; } );
-         row.act();
-         EXPECT_EQ( machine, nullptr );
-         machine = nullptr;
-      }
-      EXPECT_TRUE( scheduler->idle() );
-      EXPECT_EQ( root->routeMapTable()->count(), 0u );
-      EXPECT_EQ( raw->useCount(), 1u );
-      EXPECT_EQ( filtered->useCount(), 1u );
-      EXPECT_EQ( filterHelper->useCount(), 1u );
-      EXPECT_EQ( scheduler->useCount(), 1u );
-   }
-}
-
-TEST_F( RouteMapConfigSmReactionTest, itMayGoWithItsOutputWhenTheSymbolOfANewRouteMapIsTold ) {
+TEST_F( RouteMapConfigSmReactionTest, mayBeReleasedWithItsOutputInsideACreation ) {
    add( "M" );
    start();
    const auto kept = symbol( "M" );
@@ -201,12 +107,9 @@ TEST_F( RouteMapConfigSmReactionTest, itMayGoWithItsOutputWhenTheSymbolOfANewRou
    }
    EXPECT_EQ( machine, nullptr );
    EXPECT_TRUE( scheduler->idle() );
-   EXPECT_EQ( kept->useCount(), 1u ) << "nobody else holds it";
-   EXPECT_EQ( raw->useCount(), 1u );
-   EXPECT_EQ( raw->routeMap( "M" )->useCount(), 2u ) << "the configuration's handle and this one";
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aModeCompilesNothingMoreOnceTheMachineHasGone ) {
+TEST_F( RouteMapConfigSmReactionTest, aModeStopsWhenTheMachineIsReleased ) {
    for( const char * name : { "A", "M", "Z" } ) add( name );
    start();
    for( const char * name : { "A", "M", "Z" } ) entry( name )->permitIs( deny );
@@ -220,41 +123,26 @@ TEST_F( RouteMapConfigSmReactionTest, aModeCompilesNothingMoreOnceTheMachineHasG
    EXPECT_EQ( countOf( texts, "changes added to Z" ), 0 );
 }
 
-TEST_F( RouteMapConfigSmReactionTest, whoDropsTheMachineInsideItsTaskKeepsTheOtherNames ) {
-   for( const char * name : { "A", "M", "Z" } ) add( name );
-   start();
-   for( const char * name : { "A", "M", "Z" } ) del( name );
-   add( "A", 2 );
-   TraceLog traces( "RouteMapConfigSm" );
-   const Reaction drop( *filtered, [ & ]( const Quoin::Change & ) { machine = nullptr; } );
-   run();
-   EXPECT_EQ( machine, nullptr );
-   EXPECT_EQ( filtered->routeMap().count(), 2u ) << "the others are not taken down";
-   EXPECT_THAT( traces.take(), ElementsAre( StartsWith( "deleting rmName: " ) ) ) << "and nothing is built again";
-   EXPECT_TRUE( scheduler->idle() );
-   EXPECT_EQ( filtered->useCount(), 1u );
-}
-
-TEST_F( RouteMapConfigSmReactionTest, whoDropsTheMachineInADeferredCreationKeepsTheOtherNames ) {
-   for( const char * name : { "A", "M", "Z" } ) add( name );
-   start();
-   for( const char * name : { "A", "M", "Z" } ) {
-      del( name );
-      add( name, 2 );
+TEST_F( RouteMapConfigSmReactionTest, aMachineReleasedInsideItsTaskLeavesTheOtherNames ) {
+   for( const bool inCreation : { false, true } ) {
+      SCOPED_TRACE( inCreation ? "in a deferred create" : "in a deletion" );
+      raw->routeMapDelAll();
+      for( const char * name : { "A", "M", "Z" } ) add( name );
+      start();
+      for( const char * name : { "A", "M", "Z" } ) del( name ), add( name, 2 );
+      const Reaction release( *filtered, [ & ]( const Quoin::Change & ) {
+         if( machine && machine->pendingDelete().empty() == inCreation ) machine = nullptr;
+      } );
+      run();
+      EXPECT_EQ( machine, nullptr );
+      EXPECT_EQ( filtered->routeMap().count(), inCreation ? 1u : 2u );
+      EXPECT_TRUE( scheduler->idle() );
    }
-   const Reaction drop( *filtered, [ & ]( const Quoin::Change & ) {
-      if( machine && machine->pendingDelete().empty() ) machine = nullptr;
-   } );
-   run();
-   EXPECT_EQ( machine, nullptr );
-   EXPECT_EQ( filtered->routeMap().count(), 1u );
-   EXPECT_TRUE( scheduler->idle() );
-   EXPECT_EQ( filtered->useCount(), 1u );
 }
 
-// ---- a sequence goes, or comes again, while it is copied
+// ---- sequences that change while they are copied
 
-TEST_F( RouteMapConfigSmReactionTest, aSequenceThatGoesWhileItsCopyIsToldLeavesNothing ) {
+TEST_F( RouteMapConfigSmReactionTest, aSequenceMayBeDeletedInsideItsCreation ) {
    struct Row {
       const char * what;
       std::function<Ptr<const Quoin::Node>()> watched;
@@ -282,11 +170,11 @@ TEST_F( RouteMapConfigSmReactionTest, aSequenceThatGoesWhileItsCopyIsToldLeavesN
       map->mapEntryIs( 20 );
       map->versionIs( 6 );
       run();
-      EXPECT_TRUE( lives( "M" ) ) << "the number is free";
+      EXPECT_TRUE( lives( "M" ) ) << "the number may be used again";
    }
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aSequenceThatHasGoneBlocksNothing ) {
+TEST_F( RouteMapConfigSmReactionTest, aDeletedSequenceBlocksNothing ) {
    const auto map = add( "A" );
    add( "B" );
    call( "B", "A" );
@@ -303,7 +191,7 @@ TEST_F( RouteMapConfigSmReactionTest, aSequenceThatHasGoneBlocksNothing ) {
    EXPECT_TRUE( lives( "A" ) );
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aSequenceThatIsMadeAgainInItsDeletionIsFiltered ) {
+TEST_F( RouteMapConfigSmReactionTest, aSequenceMayBeCreatedAgainInsideItsDeletion ) {
    add( "M" );
    const auto map = add( "M", 2, 20 );
    start();
@@ -320,7 +208,7 @@ TEST_F( RouteMapConfigSmReactionTest, aSequenceThatIsMadeAgainInItsDeletionIsFil
    EXPECT_TRUE( lives( "M" ) );
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aSequenceThatComesAnewWhileItsCopyIsToldIsTheOneThatIsFiltered ) {
+TEST_F( RouteMapConfigSmReactionTest, aSequenceMayBeReplacedInsideItsCreation ) {
    const auto map = add( "M" );
    start();
    const Reaction reaction( *filtered->routeMap( "M" ), once( [ & ] {
@@ -336,13 +224,13 @@ TEST_F( RouteMapConfigSmReactionTest, aSequenceThatComesAnewWhileItsCopyIsToldIs
    EXPECT_TRUE( lives( "M" ) );
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aSequenceThatComesAnewInsideItsHelperIsTheOneThatIsFiltered ) {
+TEST_F( RouteMapConfigSmReactionTest, aSequenceMayBeReplacedInsideItsHelper ) {
    for( const bool fails : { false, true } ) {
       SCOPED_TRACE( fails ? "and the helper throws" : "and the helper goes on" );
       raw->routeMapDelAll();
       const auto map = add( "M" );
       start();
-      filterHelper->behind = [ & ] {
+      told->behind = [ & ] {
          map->mapEntryDel( 20 );
          map->mapEntryIs( 20 )->permitIs( deny );
          if( fails ) throw std::runtime_error( "no" );
@@ -363,20 +251,9 @@ TEST_F( RouteMapConfigSmReactionTest, aSequenceThatComesAnewInsideItsHelperIsThe
    }
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aSequenceThatGoesInsideItsHelperLeavesNothing ) {
-   const auto map = add( "M" );
-   start();
-   filterHelper->behind = [ & ] { map->mapEntryDel( 20 ); };
-   map->mapEntryIs( 20 );
-   EXPECT_FALSE( filter( "M" )->seqConfigSm().find( 20 ) );
-   map->versionIs( 2 );
-   run();
-   EXPECT_TRUE( lives( "M" ) );
-}
+// ---- route maps that change while they are created or deleted
 
-// ---- a route map goes, or comes again, while it is taken down or built
-
-TEST_F( RouteMapConfigSmReactionTest, aRouteMapThatIsMadeAgainWhileItIsTakenDownLives ) {
+TEST_F( RouteMapConfigSmReactionTest, aRouteMapMayBeCreatedAgainInsideItsDeletion ) {
    struct Row {
       const char * what;
       std::function<Ptr<const Quoin::Node>()> watched;
@@ -425,7 +302,7 @@ TEST_F( RouteMapConfigSmReactionTest, aRouteMapThatIsMadeAgainWhileItIsTakenDown
    }
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aRouteMapThatIsReplacedInItsDeferredCreationLives ) {
+TEST_F( RouteMapConfigSmReactionTest, aRouteMapMayBeReplacedInsideItsDeferredCreate ) {
    add( "M", 7 );
    start();
    const auto kept = symbol( "M" );
@@ -449,7 +326,7 @@ TEST_F( RouteMapConfigSmReactionTest, aRouteMapThatIsReplacedInItsDeferredCreati
    EXPECT_TRUE( lives( "M" ) );
 }
 
-TEST_F( RouteMapConfigSmReactionTest, routeMapsThatAreReplacedWhileAnotherIsTakenDownLive ) {
+TEST_F( RouteMapConfigSmReactionTest, otherRouteMapsMayBeReplacedInsideADeletion ) {
    for( const char * name : { "M", "X", "Y" } ) add( name, 7 );
    start();
    const auto kept = symbol( "M" );
@@ -470,7 +347,7 @@ TEST_F( RouteMapConfigSmReactionTest, routeMapsThatAreReplacedWhileAnotherIsTake
    }
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aRouteMapThatGoesWhenItsSymbolIsToldIsNotBuiltAndMayComeBack ) {
+TEST_F( RouteMapConfigSmReactionTest, aRouteMapMayBeDeletedInsideItsCreation ) {
    for( const bool back : { false, true } ) {
       SCOPED_TRACE( back ? "and comes back" : "for good" );
       raw->routeMapDelAll();
@@ -495,9 +372,9 @@ TEST_F( RouteMapConfigSmReactionTest, aRouteMapThatGoesWhenItsSymbolIsToldIsNotB
    }
 }
 
-// ---- what throws
+// ---- exceptions
 
-TEST_F( RouteMapConfigSmReactionTest, aTeardownThatThrowsIsFinishedWithTheOtherNames ) {
+TEST_F( RouteMapConfigSmReactionTest, aDeletionThatThrowsIsCompleted ) {
    for( const char * name : { "A", "M", "Z" } ) add( name, 7 );
    start();
    const auto kept = symbol( "M" );
@@ -511,7 +388,7 @@ TEST_F( RouteMapConfigSmReactionTest, aTeardownThatThrowsIsFinishedWithTheOtherN
    EXPECT_TRUE( lives( "A" ) );
    EXPECT_TRUE( gone( "M" ) );
    EXPECT_TRUE( gone( "Z" ) );
-   EXPECT_EQ( machine->routeMapUpdateNotifier()->version(), before + 4 ) << "three that went, one that came";
+   EXPECT_EQ( machine->routeMapUpdateNotifier()->version(), before + 4 ) << "three deletions, one creation";
    EXPECT_EQ( task().taskWorkCount(), 4u );
    EXPECT_EQ( task().taskWorkPending(), 0u );
    EXPECT_FALSE( task().taskScheduled() );
@@ -522,7 +399,7 @@ TEST_F( RouteMapConfigSmReactionTest, aTeardownThatThrowsIsFinishedWithTheOtherN
    EXPECT_TRUE( gone( "M" ) );
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aTeardownThatThrowsAndYieldsComesAgain ) {
+TEST_F( RouteMapConfigSmReactionTest, aDeletionThatThrowsAndYieldsRunsAgain ) {
    for( const char * name : { "A", "M" } ) add( name, 7 );
    start();
    yieldAfterEach();
@@ -538,7 +415,7 @@ TEST_F( RouteMapConfigSmReactionTest, aTeardownThatThrowsAndYieldsComesAgain ) {
    EXPECT_EQ( task().taskWorkCount(), 2u );
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aDeferredCreationThatThrowsTakesNothingFromTheOthers ) {
+TEST_F( RouteMapConfigSmReactionTest, aDeferredCreateThatThrowsLeavesTheOthers ) {
    for( const char * name : { "A", "M", "Z" } ) add( name, 7 );
    start();
    for( const char * name : { "A", "M", "Z" } ) {
@@ -557,7 +434,7 @@ TEST_F( RouteMapConfigSmReactionTest, aDeferredCreationThatThrowsTakesNothingFro
    EXPECT_TRUE( machine->deferredCreates().empty() );
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aDeletionWhoseWakeUpThrowsIsDoneWithTheNextThatComes ) {
+TEST_F( RouteMapConfigSmReactionTest, aDeletionWhoseWakeUpThrowsRunsWithTheNext ) {
    add( "M", 7 );
    start();
    bool thrown = false;
@@ -587,7 +464,7 @@ TEST_F( RouteMapConfigSmReactionTest, aSequenceWhoseHelperFailsIsNotCopied ) {
       raw->routeMapDelAll();
       const auto map = add( "M" );
       start();
-      filterHelper->instead = row.instead;
+      told->instead = row.instead;
       std::string thrown;
       try {
          map->mapEntryIs( 20 );
@@ -595,7 +472,7 @@ TEST_F( RouteMapConfigSmReactionTest, aSequenceWhoseHelperFailsIsNotCopied ) {
          thrown = e.what();
       }
       EXPECT_EQ( thrown, row.thrown );
-      filterHelper->instead = nullptr;
+      told->instead = nullptr;
       EXPECT_FALSE( copy( "M", 20 ) );
       EXPECT_FALSE( filter( "M" )->seqConfigSm().find( 20 ) );
       map->versionIs( 2 );
@@ -603,7 +480,7 @@ TEST_F( RouteMapConfigSmReactionTest, aSequenceWhoseHelperFailsIsNotCopied ) {
       EXPECT_EQ( filtered->routeMap( "M" )->version(), 2u );
       EXPECT_EQ( status( "M" )->seqStatus().count(), 1u );
       EXPECT_TRUE( symbol( "M" )->statusCurrent() );
-      filter( "M" )->handleRouteMapSeq( 20 );   // tried once more
+      filter( "M" )->handleRouteMapSeq( 20 );   // again
       map->versionIs( 3 );
       run();
       EXPECT_TRUE( lives( "M" ) );
@@ -612,7 +489,7 @@ TEST_F( RouteMapConfigSmReactionTest, aSequenceWhoseHelperFailsIsNotCopied ) {
 
 // ---- calls
 
-TEST_F( RouteMapConfigSmReactionTest, aCallThatIsChangedWhileItIsCopiedWaitsByItself ) {
+TEST_F( RouteMapConfigSmReactionTest, aCallChangedInsideItsCopyIsBlocked ) {
    for( const char * name : { "A", "B", "C" } ) add( name );
    call( "C", "A" );
    start();
@@ -628,21 +505,21 @@ TEST_F( RouteMapConfigSmReactionTest, aCallThatIsChangedWhileItIsCopiedWaitsByIt
    EXPECT_EQ( filtered->routeMap( "A" )->version(), 1u ) << "deferred";
    call( "C", "" );
    raise( "C" );
-   EXPECT_FALSE( blocked( "A" ) ) << "the version wakes it";
+   EXPECT_FALSE( blocked( "A" ) ) << "woken by the version";
    EXPECT_EQ( textOf( copied->subRouteMap() ), "C" );
    run();
    EXPECT_TRUE( lives( "A" ) );
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aChainOfBlockedRouteMapsComesFreeOnASmallStack ) {
-   constexpr int n = 1000;
+TEST_F( RouteMapConfigSmReactionTest, aChainOfBlockedRouteMapsIsFreedOnASmallStack ) {
+   constexpr int n = 300;
    const auto name = []( int i ) { return "M" + std::to_string( i ); };
    for( int i = 0; i < n; ++i ) {
       add( name( i ).c_str() );
       if( i + 1 < n ) call( name( i ).c_str(), name( i + 1 ).c_str() );
    }
    start();
-   // Each but the first wants to call the one before it. The last that is blocked hears first: one comes free in each delivery.
+   // Each but the first calls the one before it. The last blocked one is notified first, so each delivery frees one.
    for( int i = n - 1; i > 0; --i ) {
       call( name( i ).c_str(), name( i - 1 ).c_str() );
       raise( name( i ).c_str() );
@@ -660,7 +537,7 @@ TEST_F( RouteMapConfigSmReactionTest, aChainOfBlockedRouteMapsComesFreeOnASmallS
 
 // ---- the mode
 
-TEST_F( RouteMapConfigSmReactionTest, aModeThatIsChangedWhileItIsCopiedReachesTheNotifierToo ) {
+TEST_F( RouteMapConfigSmReactionTest, aModeChangedInsideItsCopyReachesTheNotifier ) {
    start();
    const Reaction reaction( *filtered, once( [ & ] { raw->routeMapOpModeIs( RouteMapOpModeType( 2 ) ); } ) );
    raw->routeMapOpModeIs( RouteMapOpModeType( 1 ) );
@@ -668,14 +545,14 @@ TEST_F( RouteMapConfigSmReactionTest, aModeThatIsChangedWhileItIsCopiedReachesTh
    EXPECT_EQ( machine->routeMapOpModeNotifier()->routeMapOpMode(), RouteMapOpModeType( 2 ) );
 }
 
-// ---- what happens behind the scan
+// ---- between construction and notification
 
-TEST_F( RouteMapConfigSmReactionTest, aHalfEditBehindTheScanWaitsForItsVersion ) {
+TEST_F( RouteMapConfigSmReactionTest, aHalfEditBeforeItIsSwitchedOnWaitsForItsVersion ) {
    add( "M" );
-   machine = made();
+   construct();
    const auto kept = symbol( "M" );
    entry( "M" )->permitIs( deny );
-   add( "Q" );   // so that there is something to look at when it is switched on
+   add( "Q" );   // a change to find when it is switched on
    const uint32_t before = kept->notifier()->version();
    machine->hasNotificationActiveIs( true );
    EXPECT_TRUE( lives( "Q" ) );
@@ -686,7 +563,7 @@ TEST_F( RouteMapConfigSmReactionTest, aHalfEditBehindTheScanWaitsForItsVersion )
    EXPECT_EQ( status( "M" )->seqStatus( 10 )->matchAction(), deny );
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aRouteMapThatIsReplacedInsideTheConstructionIsBuiltAnew ) {
+TEST_F( RouteMapConfigSmReactionTest, aRouteMapMayBeReplacedInsideTheConstruction ) {
    add( "M" );
    add( "N" );
    const Reaction reaction( *filtered,
@@ -703,67 +580,9 @@ TEST_F( RouteMapConfigSmReactionTest, aRouteMapThatIsReplacedInsideTheConstructi
    EXPECT_TRUE( lives( "N" ) );
 }
 
-TEST_F( RouteMapConfigSmReactionTest, aSequenceThatIsReplacedInsideTheConstructionIsFilteredAnew ) {
-   const auto map = add( "M" );
-   map->mapEntryIs( 20 );
-   std::unique_ptr<Reaction> ofCopy;
-   const Reaction ofConfig( *filtered, [ & ]( const Quoin::Change & ) {
-      const auto output = filtered->routeMap( "M" );
-      if( !output || ofCopy ) return;
-      ofCopy = std::make_unique<Reaction>( *output,
-                                           once(
-                                              [ & ] {
-                                                 map->mapEntryDel( 10 );
-                                                 map->mapEntryIs( 10 )->permitIs( deny );
-                                              },
-                                              [ & ]( const Quoin::Change & ) { return copy( "M", 20 ) != nullptr; } ) );
-   } );
-   start();
-   ASSERT_TRUE( ofCopy );
-   raise( "M" );
-   run();
-   EXPECT_EQ( copy( "M" )->permit(), deny );
-   EXPECT_TRUE( lives( "M" ) );
-}
-
-TEST_F( RouteMapConfigSmReactionTest, whatIsTakenOutWhileTheFirstCopyIsMadeIsTakenOutOfTheCopy ) {
-   const auto map = add( "M" );
-   const auto input = entry( "M" );
-   input->matchRuleIs( matchTag( 4 ) );
-   input->distanceIs( 7 );
-   input->subRouteMapIs( { "X", false } );
-   input->descriptionIs( 1, "d" );
-   std::unique_ptr<Reaction> ofMap, ofEntry;
-   const auto takeOut = [ & ] {
-      input->distanceIs( 0 );
-      input->subRouteMapIs( {} );
-      input->matchRuleDel( tagOption );
-      input->descriptionDel( 1 );
-   };
-   const auto isRule = []( const Quoin::Change & change ) { return MapEntry::Field( change.field ) == MapEntry::Field::matchRule; };
-   const Reaction ofConfig( *filtered, [ & ]( const Quoin::Change & ) {
-      const auto output = filtered->routeMap( "M" );
-      if( !output || ofMap ) return;
-      ofMap = std::make_unique<Reaction>( *output, [ &, output = output.get() ]( const Quoin::Change & ) {
-         const auto copied = output->mapEntry( 10 );
-         if( copied && !ofEntry ) ofEntry = std::make_unique<Reaction>( *copied, once( takeOut, isRule ) );
-      } );
-   } );
-   start();
-   ASSERT_TRUE( ofEntry );
-   EXPECT_EQ( copy( "M" )->matchRule().count(), 0u );
-   EXPECT_EQ( copy( "M" )->distance(), 0u );
-   EXPECT_EQ( copy( "M" )->subRouteMap(), RouteMap::SubRouteMap{} );
-   EXPECT_EQ( copy( "M" )->description( 1 ), "" );
-   raise( "M" );
-   run();
-   EXPECT_TRUE( status( "M" )->seqStatus( 10 )->matcher().empty() );
-   EXPECT_TRUE( status( "M" )->seqStatus( 10 )->setter().empty() );
-}
-
 // ---- the notifier of updates
 
-TEST( RouteMapUpdateNotifierReaction, raisedInItsOwnDeliveryItIsToldOnceMoreWhenAllHaveHeard ) {
+TEST( RouteMapUpdateNotifierReaction, aRaiseInsideItsDeliveryIsDeliveredAfterIt ) {
    const auto notifier = makeNode<RouteMapUpdateNotifier>();
    Log heard;
    bool inside = false;
@@ -785,17 +604,7 @@ TEST( RouteMapUpdateNotifierReaction, raisedInItsOwnDeliveryItIsToldOnceMoreWhen
    EXPECT_EQ( notifier->version(), 3u );
 }
 
-TEST( RouteMapUpdateNotifierReaction, backWhereItWasInItsOwnDeliveryNothingMoreIsTold ) {
-   const auto notifier = makeNode<RouteMapUpdateNotifier>();
-   Reaction reaction( *notifier, [ & ]( const Quoin::Change & ) {
-      notifier->versionIs( 9 );
-      notifier->versionIs( 1 );
-   } );
-   notifier->versionIs( 1 );
-   EXPECT_EQ( reaction.take(), 1 );
-}
-
-TEST( RouteMapUpdateNotifierReaction, aReactionThatThrowsLeavesItUsable ) {
+TEST( RouteMapUpdateNotifierReaction, aSubscriberThatThrowsLeavesItUsable ) {
    const auto notifier = makeNode<RouteMapUpdateNotifier>();
    Reaction thrower( *notifier, once( [] { throw std::runtime_error( "no" ); } ) );
    EXPECT_THROW( notifier->versionInc( 1 ), std::runtime_error );
@@ -806,7 +615,7 @@ TEST( RouteMapUpdateNotifierReaction, aReactionThatThrowsLeavesItUsable ) {
    EXPECT_EQ( thrower.take(), 2 );
 }
 
-TEST( RouteMapUpdateNotifierReaction, aCascadeNeedsNoDepthOfStack ) {
+TEST( RouteMapUpdateNotifierReaction, aCascadeNeedsLittleStack ) {
    constexpr uint32_t n = 20000;
    const auto notifier = makeNode<RouteMapUpdateNotifier>();
    Reaction again( *notifier, [ & ]( const Quoin::Change & ) {
@@ -817,9 +626,9 @@ TEST( RouteMapUpdateNotifierReaction, aCascadeNeedsNoDepthOfStack ) {
    EXPECT_EQ( again.take(), int( n ) );
 }
 
-// ---- what must not be null
+// ---- null arguments
 
-TEST( RouteMapConfigFilterSmDeathTest, aRequiredPointerThatIsNullEndsTheProcess ) {
+TEST( RouteMapConfigFilterSmDeathTest, aNullArgumentEndsTheProcess ) {
    const auto input = makeNode<Map>( "A" ), output = makeNode<Map>( "A" );
    const auto config = makeNode<Config>();
    const auto update = makeNode<RouteMapUpdateNotifier>();
@@ -832,7 +641,7 @@ TEST( RouteMapConfigFilterSmDeathTest, aRequiredPointerThatIsNullEndsTheProcess 
    make( input, output, config, update, helper );
 }
 
-TEST( RouteMapConfigFilterSmReaction, withoutARouteMapThereIsNoSequence ) {
+TEST( RouteMapConfigFilterSmReaction, withoutARouteMapItHasNoSequences ) {
    const auto output = makeNode<Map>( "A" );
    const Ptr<RmConfigFilterSmHelperBase> helper = makeNode<CommonRmConfigFilterSmHelper>();
    const auto sm =
@@ -844,7 +653,7 @@ TEST( RouteMapConfigFilterSmReaction, withoutARouteMapThereIsNoSequence ) {
    EXPECT_TRUE( sm->seqConfigSm().empty() );
 }
 
-TEST( CommonComponentRmSeqConfigFilterSmDeathTest, aRequiredPointerThatIsNullEndsTheProcess ) {
+TEST( CommonComponentRmSeqConfigFilterSmDeathTest, aNullArgumentEndsTheProcess ) {
    const auto entry = makeNode<MapEntry>( 10 ), copy = makeNode<MapEntry>( 10 );
    const auto config = makeNode<Config>();
    const auto list = makeNode<RouteMapBlockedSequenceList>( "A" );
@@ -857,7 +666,7 @@ TEST( CommonComponentRmSeqConfigFilterSmDeathTest, aRequiredPointerThatIsNullEnd
    make( nullptr, copy, config.get(), list, update );
 }
 
-TEST( RouteMapConfigSymbolSmNullDeathTest, aRequiredPointerThatIsNullEndsTheProcess ) {
+TEST( RouteMapConfigSymbolSmNullDeathTest, aNullArgumentEndsTheProcess ) {
    const Agent agent;
    const auto map = makeNode<Map>( "A" );
    const auto symbol = agent.root->routeMapTable()->symbol( "A" );

@@ -1,4 +1,4 @@
-// How the route map's machine links what continues.
+// How the machine of a route map links continues.
 
 #include "compile/RouteMapConfigSymbolSm.h"
 
@@ -23,7 +23,7 @@ class RouteMapConfigSymbolSmContinueTest : public testing::Test {
    Ptr<MapEntry> entry( uint32_t seqno ) { return rm.map->mapEntryIs( seqno ); }
 };
 
-TEST_F( RouteMapConfigSymbolSmContinueTest, aSequenceGoesOnToItsNumberOrToTheNext ) {
+TEST_F( RouteMapConfigSymbolSmContinueTest, aContinueLinksItsNumberOrTheNext ) {
    constexpr uint32_t none = 4294967294;
    const struct {
       const char * name;
@@ -31,19 +31,19 @@ TEST_F( RouteMapConfigSymbolSmContinueTest, aSequenceGoesOnToItsNumberOrToTheNex
    } rows[] = {
       { "no continue", 10, none, 0 },
       { "to the next", 10, 0, 20 },
-      { "to the next one", 20, 0, 30 },
+      { "to the next, one above", 20, 0, 21 },
       { "to a number", 10, 30, 30 },
-      { "to the number behind it", 10, 20, 20 },
+      { "to the number after it", 10, 20, 20 },
       { "to the top", 10, 4294967295u, 4294967295u },
       { "to the next, of the last but one", 30, 0, 4294967295u },
-      { "to a number that there is not", 10, 25, 0 },
-      { "to a number far beyond", 30, 50, 0 },
+      { "to a number that does not exist", 10, 25, 0 },
+      { "to a number above most", 30, 50, 0 },
       { "to itself", 20, 20, 0 },
       { "backwards", 30, 10, 0 },
    };
    for( const auto & row : rows ) {
       Compiled one( agent, "ONE" );
-      withSequences( one, { 10, 20, 30, 4294967295u } );
+      withSequences( one, { 10, 20, 21, 30, 4294967295u } );
       if( row.target != none ) continues( one.map->mapEntry( row.origin ), row.target );
       EXPECT_EQ( one.start(), 1 ) << row.name;
       EXPECT_EQ( one.next( row.origin ), row.expected ) << row.name;
@@ -52,19 +52,24 @@ TEST_F( RouteMapConfigSymbolSmContinueTest, aSequenceGoesOnToItsNumberOrToTheNex
    }
 }
 
-TEST_F( RouteMapConfigSymbolSmContinueTest, thePlainContinueOfTheLastSequenceGoesNowhere ) {
+TEST_F( RouteMapConfigSymbolSmContinueTest, thePlainContinueOfTheLastSequenceHasNoTarget ) {
    withSequences( rm, { 10, 20 } );
    continues( entry( 20 ) );
    rm.start();
-   ASSERT_TRUE( rm.sm->continueSeqMap()->continueSeqGet( 20 ) ) << "it has one, all the same";
+   ASSERT_TRUE( rm.sm->continueSeqMap()->continueSeqGet( 20 ) ) << "the continue exists";
    EXPECT_EQ( rm.sm->targetSeqnoForOrigin( 20 ), 0u );
    EXPECT_EQ( rm.seq( 20 )->continueSeq(), nullptr );
    entry( 30 );
    EXPECT_EQ( rm.raise(), 1 );
    EXPECT_EQ( rm.next( 20 ), 30u );
+   const auto old = rm.seq( 20 );
+   rm.map->mapEntryDel( 30 );
+   EXPECT_EQ( rm.publications(), 1 );
+   EXPECT_NE( rm.seq( 20 ), old );
+   EXPECT_EQ( rm.seq( 20 )->continueSeq(), nullptr );
 }
 
-TEST_F( RouteMapConfigSymbolSmContinueTest, theHighestNumberContinuesNowhere ) {
+TEST_F( RouteMapConfigSymbolSmContinueTest, theHighestNumberHasNoTarget ) {
    withSequences( rm, { 0, 10, 4294967295u } );
    continues( entry( 4294967295u ) );
    rm.start();
@@ -75,7 +80,7 @@ TEST_F( RouteMapConfigSymbolSmContinueTest, theHighestNumberContinuesNowhere ) {
    EXPECT_EQ( rm.next( 10 ), 4294967295u );
 }
 
-TEST_F( RouteMapConfigSymbolSmContinueTest, aContinueThatDoesNotGoForwardIsRefusedWhenItIsApplied ) {
+TEST_F( RouteMapConfigSymbolSmContinueTest, aContinueThatDoesNotGoForwardIsIgnored ) {
    withSequences( rm, { 10, 20, 30 } );
    continues( entry( 20 ), 30 );
    rm.start();
@@ -83,9 +88,9 @@ TEST_F( RouteMapConfigSymbolSmContinueTest, aContinueThatDoesNotGoForwardIsRefus
    TraceLog log( "RouteMapConfigSymbolSm" );
    entry( 20 )->continueSeqIs( 10 );
    EXPECT_EQ( rm.raise(), 1 );
-   int said = 0;
-   for( const auto & text : log.take() ) said += text.find( "does not go forward" ) != text.npos;
-   EXPECT_EQ( said, 1 );
+   int traced = 0;
+   for( const auto & text : log.take() ) traced += text.find( "does not go forward" ) != text.npos;
+   EXPECT_EQ( traced, 1 );
    EXPECT_EQ( rm.next( 20 ), 0u );
    EXPECT_FALSE( rm.sm->continueSeqMap()->continueSeqGet( 20 ) );
    entry( 20 )->continueSeqIs( 30 );
@@ -93,7 +98,7 @@ TEST_F( RouteMapConfigSymbolSmContinueTest, aContinueThatDoesNotGoForwardIsRefus
    EXPECT_EQ( rm.next( 20 ), 30u );
 }
 
-TEST_F( RouteMapConfigSymbolSmContinueTest, aContinueThatIsSwitchedOffTakesTheLinkAlong ) {
+TEST_F( RouteMapConfigSymbolSmContinueTest, aContinueSwitchedOffRemovesTheLink ) {
    withSequences( rm, { 10, 20 } );
    continues( entry( 10 ) );
    rm.start();
@@ -104,7 +109,7 @@ TEST_F( RouteMapConfigSymbolSmContinueTest, aContinueThatIsSwitchedOffTakesTheLi
    EXPECT_FALSE( rm.sm->continueSeqMap()->continueSeqGet( 10 ) );
 }
 
-TEST_F( RouteMapConfigSymbolSmContinueTest, aTargetThatArrivesLaterIsLinkedThen ) {
+TEST_F( RouteMapConfigSymbolSmContinueTest, aTargetAddedLaterIsLinked ) {
    withSequences( rm, { 10, 20 } );
    continues( entry( 10 ), 30 );
    rm.start();
@@ -115,7 +120,7 @@ TEST_F( RouteMapConfigSymbolSmContinueTest, aTargetThatArrivesLaterIsLinkedThen 
    EXPECT_EQ( rm.seq( 10 )->continueSeq(), rm.seq( 30 ) );
 }
 
-TEST_F( RouteMapConfigSymbolSmContinueTest, aReplacedTargetReplacesTheChainThatLeadsToItAndNothingElse ) {
+TEST_F( RouteMapConfigSymbolSmContinueTest, aReplacedTargetReplacesOnlyTheChainToIt ) {
    List list( agent, "PL" );
    withSequences( rm, { 5, 10, 20, 30, 40 } );
    entry( 30 )->matchRuleIs( matchPrefixList( "PL" ) );
@@ -134,11 +139,11 @@ TEST_F( RouteMapConfigSymbolSmContinueTest, aReplacedTargetReplacesTheChainThatL
    EXPECT_EQ( rm.seq( 40 ), old[ 4 ] );
    EXPECT_EQ( rm.seq( 10 )->continueSeq(), rm.seq( 20 ) );
    EXPECT_EQ( rm.seq( 20 )->continueSeq(), rm.seq( 30 ) );
-   EXPECT_EQ( old[ 1 ]->continueSeq(), old[ 2 ] ) << "what was published is not written";
+   EXPECT_EQ( old[ 1 ]->continueSeq(), old[ 2 ] ) << "a published sequence is not written again";
    EXPECT_EQ( old[ 2 ]->continueSeq(), old[ 3 ] );
 }
 
-TEST_F( RouteMapConfigSymbolSmContinueTest, manyOriginsOfOneTargetFollowItAtOnce ) {
+TEST_F( RouteMapConfigSymbolSmContinueTest, manyOriginsMayShareATarget ) {
    List list( agent, "PL" );
    for( uint32_t seqno = 1; seqno <= 50; ++seqno ) continues( entry( seqno ), 100 );
    entry( 100 )->matchRuleIs( matchPrefixList( "PL" ) );
@@ -148,7 +153,7 @@ TEST_F( RouteMapConfigSymbolSmContinueTest, manyOriginsOfOneTargetFollowItAtOnce
    for( uint32_t seqno = 1; seqno <= 50; ++seqno ) EXPECT_EQ( rm.seq( seqno )->continueSeq(), rm.seq( 100 ) ) << seqno;
 }
 
-TEST_F( RouteMapConfigSymbolSmContinueTest, aDeletedTargetIsSkippedByAPlainContinueAndEndsANumberedOne ) {
+TEST_F( RouteMapConfigSymbolSmContinueTest, aDeletedTargetIsSkippedOrEndsTheContinue ) {
    for( const bool plain : { true, false } ) {
       Compiled one( agent, "ONE" );
       withSequences( one, { 10, 20, 30, 40 } );
@@ -163,22 +168,11 @@ TEST_F( RouteMapConfigSymbolSmContinueTest, aDeletedTargetIsSkippedByAPlainConti
       EXPECT_EQ( one.seq( 10 )->continueSeq(), one.seq( 20 ) ) << plain;
       EXPECT_NE( one.seq( 10 ), first ) << plain;
       EXPECT_EQ( one.seq( 40 ), last ) << plain;
-      EXPECT_EQ( second->continueSeq()->seqno(), 30u ) << "what was published is not written";
+      EXPECT_EQ( second->continueSeq()->seqno(), 30u ) << "a published sequence is not written again";
    }
 }
 
-TEST_F( RouteMapConfigSymbolSmContinueTest, aPlainContinueThatLosesItsOnlyTargetIsMadeAnewWithoutALink ) {
-   withSequences( rm, { 10, 20 } );
-   continues( entry( 10 ) );
-   rm.start();
-   const auto old = rm.seq( 10 );
-   rm.map->mapEntryDel( 20 );
-   EXPECT_EQ( rm.publications(), 1 );
-   EXPECT_NE( rm.seq( 10 ), old );
-   EXPECT_EQ( rm.seq( 10 )->continueSeq(), nullptr );
-}
-
-TEST_F( RouteMapConfigSymbolSmContinueTest, aSequenceInBetweenBecomesTheNext ) {
+TEST_F( RouteMapConfigSymbolSmContinueTest, aSequenceAddedBetweenBecomesTheNext ) {
    withSequences( rm, { 10, 30 } );
    continues( entry( 10 ) );
    rm.start();
@@ -190,7 +184,7 @@ TEST_F( RouteMapConfigSymbolSmContinueTest, aSequenceInBetweenBecomesTheNext ) {
    EXPECT_EQ( rm.seq( 10 )->continueSeq(), rm.seq( 30 ) );
 }
 
-TEST_F( RouteMapConfigSymbolSmContinueTest, aTargetCountsWhileTheStatusOrTheNextGenerationHoldsIt ) {
+TEST_F( RouteMapConfigSymbolSmContinueTest, aTargetCountsWhileAStatusHoldsIt ) {
    for( const uint32_t number : { 0u, 20u } ) {
       Compiled one( agent, "ONE" );
       withSequences( one, { 10 } );
@@ -210,7 +204,7 @@ TEST_F( RouteMapConfigSymbolSmContinueTest, aTargetCountsWhileTheStatusOrTheNext
    }
 }
 
-TEST_F( RouteMapConfigSymbolSmContinueTest, tracesWhatItDecidesOn ) {
+TEST_F( RouteMapConfigSymbolSmContinueTest, tracesItsTargets ) {
    withSequences( rm, { 10, 20 } );
    continues( entry( 10 ) );
    TraceLog log( "RouteMapConfigSymbolSm" );
@@ -229,12 +223,12 @@ TEST_F( RouteMapConfigSymbolSmDeathTest, brokenContinuesEndTheProcess ) {
       rm.sm->continueSeqMap()->continueSeqIs( origin, target );
       rm.map->mapEntryDel( 30 );
    };
-   EXPECT_DEATH( compileWith( 15, 0 ), "nullptr != rmSeqStatus" ) << "of a sequence that nobody knows";
+   EXPECT_DEATH( compileWith( 15, 0 ), "nullptr != rmSeqStatus" ) << "an unknown sequence";
    EXPECT_DEATH( compileWith( 20, 10 ), "targetSeqno > originSeqno" );
    EXPECT_DEATH( compileWith( 10, 10 ), "targetSeqno > originSeqno" );
 }
 
-TEST_F( RouteMapConfigSymbolSmDeathTest, aTargetThatWasNeverPublishedAndLeavesEndsTheProcess ) {
+TEST_F( RouteMapConfigSymbolSmDeathTest, anUnknownTargetEndsTheProcess ) {
    withSequences( rm, { 10, 30 } );
    continues( entry( 10 ), 20 );
    rm.start();

@@ -18,7 +18,7 @@ auto membersOf( const Set & set ) {
    return std::vector<typename Set::Key>( set.begin(), set.end() );
 }
 
-TEST( SeqUndefinedReferencesOptionTracker, aNewOneHasNothingUndefined ) {
+TEST( SeqUndefinedReferencesOptionTracker, isEmptyAtFirst ) {
    const auto tracker = makeNode<Tracker>();
    EXPECT_TRUE( tracker->undefinedPrefixListMatchOption().empty() );
    EXPECT_TRUE( tracker->undefinedCommListMatchOption().empty() );
@@ -67,14 +67,14 @@ TEST( SeqUndefinedReferencesOptionTracker, theThreeSetsAreApart ) {
       EXPECT_EQ( tracker->undefinedCommListMatchOptionHas( match ), row.commList );
       EXPECT_EQ( tracker->undefinedCommListSetOptionHas( set ), row.setter );
       row.remove( *all );
-      row.remove( *all );   // what is not there goes without a word
+      row.remove( *all );   // absent
       EXPECT_EQ( all->undefinedPrefixListMatchOptionHas( match ), !row.prefixList );
       EXPECT_EQ( all->undefinedCommListMatchOptionHas( match ), !row.commList );
       EXPECT_EQ( all->undefinedCommListSetOptionHas( set ), !row.setter );
    }
 }
 
-TEST( SeqUndefinedReferencesOptionTracker, holdsEveryOptionAndLetsGoOfAll ) {
+TEST( SeqUndefinedReferencesOptionTracker, holdsEveryOption ) {
    const auto tracker = makeNode<Tracker>();
    for( unsigned i = 0; i < 256; ++i ) {
       tracker->undefinedPrefixListMatchOptionIs( MatchOption( i ) );

@@ -9,151 +9,104 @@ using namespace Routing::RouteMap;
 using Quoin::makeNode;
 using Quoin::Ptr;
 
-TEST( MatcherChangeSymbol, isASetOfSymbolsOfOneClause ) {
-   const auto change = makeNode<MatcherChangeSymbol>( MatchOption::matchTagSet );
-   EXPECT_EQ( change->option(), MatchOption::matchTagSet );
-   EXPECT_TRUE( change->matchSymbol().empty() );
-   const Ptr<const PolicySymbol> a = makeNode<TagSetSymbol>( "A" ), b = makeNode<RouteMapSymbol>( "A" );
-   change->matchSymbolIs( a );
-   change->matchSymbolIs( b );   // another object of that name
-   change->matchSymbolIs( a );
-   EXPECT_EQ( change->matchSymbol().count(), 2u );
-   EXPECT_TRUE( change->matchSymbolHas( a ) && change->matchSymbolHas( b ) );
-   EXPECT_EQ( a->useCount(), 2u ) << "held once";
-   change->matchSymbolDel( a );
-   change->matchSymbolDel( a );
-   EXPECT_FALSE( change->matchSymbolHas( a ) );
-   EXPECT_EQ( a->useCount(), 1u );
-   change->matchSymbolDelAll();
-   EXPECT_TRUE( change->matchSymbol().empty() );
-   EXPECT_EQ( b->useCount(), 1u );
+// --- the symbols of match clauses, and of set clauses
+
+/// One collection of changes, by its operations.
+struct Match {
+   using Change = MatcherChangeSymbol;
+   static constexpr auto one = MatchOption::matchTagSet, other = MatchOption::matchIpPrefixList;
+   static constexpr auto all = &Change::matchSymbol;
+   static constexpr auto is = &Change::matchSymbolIs;
+   static constexpr auto del = &Change::matchSymbolDel;
+   static constexpr auto delAll = &Change::matchSymbolDelAll;
+   static constexpr auto has = &Change::matchSymbolHas;
+   static auto & changes( const SequenceChangeSymbol & s ) { return s.matcherChangeSymbol(); }
+   static auto change( const SequenceChangeSymbol & s, MatchOption option ) { return s.matcherChangeSymbol( option ); }
+   static auto changeIs( SequenceChangeSymbol & s, MatchOption option ) { return s.matcherChangeSymbolIs( option ); }
+   static auto changeDel( SequenceChangeSymbol & s, MatchOption option ) { return s.matcherChangeSymbolDel( option ); }
+   static void changeDelAll( SequenceChangeSymbol & s ) { s.matcherChangeSymbolDelAll(); }
+};
+struct Set {
+   using Change = SetterChangeSymbol;
+   static constexpr auto one = SetOption::setCommunityList, other = SetOption::setExtCommunityList;
+   static constexpr auto all = &Change::setSymbol;
+   static constexpr auto is = &Change::setSymbolIs;
+   static constexpr auto del = &Change::setSymbolDel;
+   static constexpr auto delAll = &Change::setSymbolDelAll;
+   static constexpr auto has = &Change::setSymbolHas;
+   static auto & changes( const SequenceChangeSymbol & s ) { return s.setterChangeSymbol(); }
+   static auto change( const SequenceChangeSymbol & s, SetOption option ) { return s.setterChangeSymbol( option ); }
+   static auto changeIs( SequenceChangeSymbol & s, SetOption option ) { return s.setterChangeSymbolIs( option ); }
+   static auto changeDel( SequenceChangeSymbol & s, SetOption option ) { return s.setterChangeSymbolDel( option ); }
+   static void changeDelAll( SequenceChangeSymbol & s ) { s.setterChangeSymbolDelAll(); }
+};
+
+template <class Kind>
+class ClauseChangeSymbolTest : public testing::Test {
+ protected:
+   Ptr<const PolicySymbol> a = makeNode<TagSetSymbol>( "A" ), b = makeNode<RouteMapSymbol>( "A" );   // two objects of one name
+};
+using Kinds = testing::Types<Match, Set>;
+TYPED_TEST_SUITE( ClauseChangeSymbolTest, Kinds );
+
+TYPED_TEST( ClauseChangeSymbolTest, isASetOfSymbols ) {
+   const auto change = makeNode<typename TypeParam::Change>( TypeParam::one );
+   const auto has = [ & ]( const Ptr<const PolicySymbol> & symbol ) { return ( ( *change ).*TypeParam::has )( symbol ); };
+   const auto count = [ & ] { return ( ( *change ).*TypeParam::all )().count(); };
+   EXPECT_EQ( change->option(), TypeParam::one );
+   EXPECT_EQ( count(), 0u );
+   for( const auto & symbol : { this->a, this->b, this->a } ) ( ( *change ).*TypeParam::is )( symbol );
+   EXPECT_EQ( count(), 2u );
+   ( ( *change ).*TypeParam::del )( this->a );
+   ( ( *change ).*TypeParam::del )( this->a );
+   EXPECT_TRUE( !has( this->a ) && has( this->b ) );
+   EXPECT_THROW( ( ( *change ).*TypeParam::is )( nullptr ), Plinth::MutatorArgNullPointerException );
+   EXPECT_EQ( count(), 1u );
+   ( ( *change ).*TypeParam::delAll )();
+   EXPECT_EQ( count(), 0u );
 }
 
-TEST( SetterChangeSymbol, isASetOfSymbolsOfOneClause ) {
-   const auto change = makeNode<SetterChangeSymbol>( SetOption::setCommunityList );
-   EXPECT_EQ( change->option(), SetOption::setCommunityList );
-   EXPECT_TRUE( change->setSymbol().empty() );
-   const Ptr<const PolicySymbol> a = makeNode<CommListSymbol>( "A" ), b = makeNode<CommListSymbol>( "B" );
-   change->setSymbolIs( a );
-   change->setSymbolIs( a );
-   EXPECT_EQ( change->setSymbol().count(), 1u );
-   EXPECT_TRUE( change->setSymbolHas( a ) && !change->setSymbolHas( b ) );
-   change->setSymbolIs( b );
-   change->setSymbolDel( a );
-   EXPECT_TRUE( !change->setSymbolHas( a ) && change->setSymbolHas( b ) );
-   change->setSymbolDelAll();
-   EXPECT_TRUE( change->setSymbol().empty() );
-   EXPECT_EQ( b->useCount(), 1u );
+TYPED_TEST( ClauseChangeSymbolTest, aSequenceHasOneChangePerClause ) {
+   const auto sequence = sequenceChangeSymbolFactory( 10 );
+   const auto one = TypeParam::changeIs( *sequence, TypeParam::one ), other = TypeParam::changeIs( *sequence, TypeParam::other );
+   EXPECT_EQ( TypeParam::changeIs( *sequence, TypeParam::one ), one ) << "found again";
+   EXPECT_EQ( one->option(), TypeParam::one );
+   EXPECT_EQ( TypeParam::change( *sequence, TypeParam::other ), other );
+   EXPECT_EQ( TypeParam::changes( *sequence ).count(), 2u );
+   EXPECT_EQ( TypeParam::changeDel( *sequence, TypeParam::one ), one );
+   EXPECT_EQ( TypeParam::changeDel( *sequence, TypeParam::one ), nullptr );
+   EXPECT_EQ( TypeParam::change( *sequence, TypeParam::one ), nullptr );
+   EXPECT_EQ( TypeParam::changes( *sequence ).count(), 1u );
+   TypeParam::changeDelAll( *sequence );
+   EXPECT_TRUE( TypeParam::changes( *sequence ).empty() );
 }
 
-// Such a change would be no deletion, and have nothing to refer to.
-TEST( SequenceChangeSymbol, aNullIsNoSymbolOfAClause ) {
-   const auto matcher = makeNode<MatcherChangeSymbol>( MatchOption::matchTagSet );
-   const auto setter = makeNode<SetterChangeSymbol>( SetOption::setCommunityList );
-   try {
-      matcher->matchSymbolIs( nullptr );
-      ADD_FAILURE() << "taken";
-   } catch( const Plinth::MutatorArgNullPointerException & e ) { EXPECT_STREQ( e.what(), "matchSymbolIs: the argument is null" ); }
-   try {
-      setter->setSymbolIs( nullptr );
-      ADD_FAILURE() << "taken";
-   } catch( const Plinth::MutatorArgNullPointerException & e ) { EXPECT_STREQ( e.what(), "setSymbolIs: the argument is null" ); }
-   EXPECT_TRUE( matcher->matchSymbol().empty() && setter->setSymbol().empty() ) << "they stay deletions";
-}
+// --- the route maps that a sequence refers to
 
-TEST( SubRouteMapChangeSymbol, holdsItsSymbolOrNone ) {
+TEST( SequenceChangeSymbol, aRouteMapChangeHoldsItsSymbolOrNull ) {
    const auto symbol = routeMapSymbolFactory( "RM" );
-   for( const auto & change : { makeNode<SubRouteMapChangeSymbol>( symbol ), subRouteMapChangeSymbolFactory( symbol ) } ) {
-      EXPECT_EQ( change->symbol(), symbol );
-      change->symbolIs( nullptr );
-      EXPECT_EQ( change->symbol(), nullptr );
-   }
+   const auto sub = subRouteMapChangeSymbolFactory( symbol );
+   const auto role = aggRoleAttrMapChangeSymbolFactory( symbol );
+   EXPECT_EQ( sub->symbol(), symbol );
+   EXPECT_EQ( role->symbol(), symbol );
    EXPECT_EQ( subRouteMapChangeSymbolFactory( nullptr )->symbol(), nullptr ) << "the reference was removed";
-   EXPECT_EQ( symbol->useCount(), 1u );
-}
-
-TEST( AggRoleAttrMapChangeSymbol, holdsItsSymbolOrNone ) {
-   const auto symbol = routeMapSymbolFactory( "RM" );
-   for( const auto & change : { makeNode<AggRoleAttrMapChangeSymbol>( symbol ), aggRoleAttrMapChangeSymbolFactory( symbol ) } ) {
-      EXPECT_EQ( change->symbol(), symbol );
-      change->symbolIs( nullptr );
-      EXPECT_EQ( change->symbol(), nullptr );
-   }
    EXPECT_EQ( aggRoleAttrMapChangeSymbolFactory( nullptr )->symbol(), nullptr );
-   EXPECT_EQ( symbol->useCount(), 1u );
 }
 
-TEST( SequenceChangeSymbol, aNewOneChangesNothing ) {
-   for( const auto & change : { makeNode<SequenceChangeSymbol>( 4294967295u ), sequenceChangeSymbolFactory( 4294967295u ) } ) {
-      EXPECT_EQ( change->seqno(), 4294967295u );
-      EXPECT_TRUE( change->matcherChangeSymbol().empty() );
-      EXPECT_TRUE( change->setterChangeSymbol().empty() );
-      EXPECT_EQ( change->subRouteMapChangeSymbol(), nullptr );
-      EXPECT_EQ( change->aggRoleAttrMapChangeSymbol(), nullptr );
-   }
-}
-
-TEST( SequenceChangeSymbol, keepsOneChangeOfEachClause ) {
-   const auto change = sequenceChangeSymbolFactory( 10 );
-   const Ptr<const PolicySymbol> symbol = makeNode<TagSetSymbol>( "A" );
-   change->matcherChangeSymbolIs( MatchOption::matchTagSet )->matchSymbolIs( symbol );
-   change->matcherChangeSymbolIs( MatchOption::matchIpPrefixList );
-   change->setterChangeSymbolIs( SetOption::setCommunityList )->setSymbolIs( symbol );
-   EXPECT_EQ( change->matcherChangeSymbol().count(), 2u );
-   EXPECT_EQ( change->setterChangeSymbol().count(), 1u );
-   EXPECT_TRUE( change->matcherChangeSymbol( MatchOption::matchTagSet )->matchSymbolHas( symbol ) );
-   EXPECT_TRUE( change->matcherChangeSymbol( MatchOption::matchIpPrefixList )->matchSymbol().empty() );
-   EXPECT_TRUE( change->setterChangeSymbol( SetOption::setCommunityList )->setSymbolHas( symbol ) );
-   EXPECT_EQ( change->matcherChangeSymbol( MatchOption::matchTag ), nullptr );
-   EXPECT_EQ( change->setterChangeSymbol( SetOption::setTag ), nullptr );
-   const auto taken = change->matcherChangeSymbolDel( MatchOption::matchTagSet );
-   ASSERT_TRUE( taken );
-   EXPECT_TRUE( taken->matchSymbolHas( symbol ) );
-   EXPECT_EQ( change->matcherChangeSymbolDel( MatchOption::matchTagSet ), nullptr );
-   EXPECT_EQ( change->setterChangeSymbolDel( SetOption::setTag ), nullptr );
-   EXPECT_EQ( change->matcherChangeSymbol().count(), 1u );
-}
-
-TEST( SequenceChangeSymbol, eachSetClauseHasItsOwnChange ) {
-   const auto change = sequenceChangeSymbolFactory( 10 );
-   const Ptr<const PolicySymbol> a = makeNode<CommListSymbol>( "A" ), b = makeNode<CommListSymbol>( "B" );
-   const auto one = change->setterChangeSymbolIs( SetOption::setCommunityList );
-   const auto other = change->setterChangeSymbolIs( SetOption::setExtCommunityList );
-   one->setSymbolIs( a );
-   other->setSymbolIs( b );
-   EXPECT_EQ( change->setterChangeSymbol().count(), 2u );
-   EXPECT_EQ( change->setterChangeSymbolIs( SetOption::setCommunityList ), one ) << "found again";
-   EXPECT_EQ( change->setterChangeSymbol( SetOption::setCommunityList ), one );
-   EXPECT_EQ( change->setterChangeSymbol( SetOption::setExtCommunityList ), other );
-   EXPECT_EQ( one->option(), SetOption::setCommunityList );
-   EXPECT_EQ( other->option(), SetOption::setExtCommunityList );
-   EXPECT_EQ( change->setterChangeSymbolDel( SetOption::setCommunityList ), one );
-   EXPECT_EQ( change->setterChangeSymbol( SetOption::setCommunityList ), nullptr );
-   EXPECT_EQ( change->setterChangeSymbolDel( SetOption::setCommunityList ), nullptr );
-   EXPECT_EQ( change->setterChangeSymbol( SetOption::setExtCommunityList ), other );
-   EXPECT_EQ( change->setterChangeSymbol().count(), 1u );
-}
-
-// What the route map's machine leaves behind when it has taken all of it in; the record itself stays.
-TEST( SequenceChangeSymbol, isEmptyAgainWhenItHasBeenTakenIn ) {
-   const auto change = sequenceChangeSymbolFactory( 10 );
-   const auto symbol = routeMapSymbolFactory( "RM" );
-   change->matcherChangeSymbolIs( MatchOption::matchTagSet )->matchSymbolIs( symbol );
-   change->setterChangeSymbolIs( SetOption::setCommunityList )->setSymbolIs( symbol );
-   change->subRouteMapChangeSymbolIs( subRouteMapChangeSymbolFactory( symbol ) );
-   change->aggRoleAttrMapChangeSymbolIs( aggRoleAttrMapChangeSymbolFactory( symbol ) );
-   EXPECT_EQ( change->subRouteMapChangeSymbol()->symbol(), symbol );
-   EXPECT_EQ( change->aggRoleAttrMapChangeSymbol()->symbol(), symbol );
-   EXPECT_EQ( symbol->useCount(), 5u );
-   change->matcherChangeSymbolDelAll();
-   change->setterChangeSymbolDelAll();
-   change->subRouteMapChangeSymbolIs( nullptr );
-   change->aggRoleAttrMapChangeSymbolIs( nullptr );
+TEST( SequenceChangeSymbol, isEmptyAtFirstAndHoldsItsRouteMapChanges ) {
+   const auto change = sequenceChangeSymbolFactory( 4294967295u );
+   EXPECT_EQ( change->seqno(), 4294967295u );
    EXPECT_TRUE( change->matcherChangeSymbol().empty() && change->setterChangeSymbol().empty() );
-   EXPECT_EQ( change->subRouteMapChangeSymbol(), nullptr );
+   EXPECT_TRUE( !change->subRouteMapChangeSymbol() && !change->aggRoleAttrMapChangeSymbol() );
+   const auto sub = subRouteMapChangeSymbolFactory( nullptr );
+   const auto role = aggRoleAttrMapChangeSymbolFactory( nullptr );
+   change->subRouteMapChangeSymbolIs( sub );
+   EXPECT_EQ( change->subRouteMapChangeSymbol(), sub );
    EXPECT_EQ( change->aggRoleAttrMapChangeSymbol(), nullptr );
-   EXPECT_EQ( symbol->useCount(), 1u );
-   EXPECT_EQ( change->seqno(), 10u );
+   change->aggRoleAttrMapChangeSymbolIs( role );
+   change->subRouteMapChangeSymbolIs( nullptr );
+   EXPECT_EQ( change->subRouteMapChangeSymbol(), nullptr );
+   EXPECT_EQ( change->aggRoleAttrMapChangeSymbol(), role );
 }
 
 }   // namespace
