@@ -104,20 +104,20 @@ inline bool listPermits( const Quoin::Ptr<const IpAccessListStatus> & status, co
    return listPermits( status, Ferule::IpGenPrefix( prefix ) );
 }
 
-/// Where a change of a list is heard of: its new status at the symbol, its new version at the symbol's notifier.
+/// What publishes a change of a list: its new status at the symbol, its new version at the symbol's notifier.
 inline const Quoin::Node & heardAt( const Routing::RouteMap::IpAccessListSymbol & symbol, bool byVersion ) {
    if( byVersion ) return *symbol.notifier();
    return symbol;
 }
 
-/// Does something at the first call alone, and is false from then on. Lend it by std::ref to what calls it: a reaction, a clock, a trace.
+/// Does something at the first call, and is false from then on. Pass it by std::ref to a reaction, a clock or a trace.
 class OnlyOnce {
  public:
    explicit OnlyOnce( std::function<void()> f ) : function_( std::move( f ) ) {}
    OnlyOnce( const OnlyOnce & ) = delete;
    OnlyOnce & operator=( const OnlyOnce & ) = delete;
    void operator()() {
-      if( const auto now = std::exchange( function_, {} ) ) now();   // done already for whom it calls
+      if( const auto now = std::exchange( function_, {} ) ) now();   // cleared first: the function may call this again
    }
    void operator()( const Quoin::Change & ) { ( *this )(); }
    explicit operator bool() const { return bool( function_ ); }
@@ -144,17 +144,13 @@ inline void pauseAtSecondRule( const Quoin::Ptr<IpAclConfigSm> & sm, Plinth::Clo
    ASSERT_EQ( sm->bookmark(), 20u );
 }
 
-/// Asks a function for the time, and counts how often it was asked.
+/// Asks a function for the time.
 class AskingClock final : public Plinth::Clock {
  public:
    using Time = std::function<Seconds()>;
    explicit AskingClock( Time t ) : time( std::move( t ) ) {}
-   Seconds now() const override {
-      ++readings;
-      return time();
-   }
+   Seconds now() const override { return time(); }
    Time time;
-   mutable unsigned readings = 0;
 };
 
 inline bool nothingDue( const Plinth::Clock & clock ) {

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <limits>
-#include <map>
 #include <new>
 #include <sstream>
 #include <stdexcept>
@@ -99,30 +98,12 @@ class IpAclConfigSmTest : public testing::Test, protected AclCase {
    }
    std::vector<uint32_t> bookmarks() const { return bookmarks( *clock ); }
    uint32_t published() const { return symbol()->notifierVersion(); }
-   /// How often each thing is held that a machine is given.
-   std::map<std::string, uint32_t> uses() const {
-      return { { "list", list->useCount() },
-               { "symbols", symbols->useCount() },
-               { "type", type->useCount() },
-               { "clock", clock->useCount() },
-               { "symbol", held->useCount() } };
-   }
    /// What leaves the list without rules at the first change.
    std::vector<std::pair<const char *, std::function<void()>>> waysToEmptyIt() {
       return { { "by another version", [ this ] { list->currVersionIs( makeNode<AclVersion>() ); } },
                { "by no version", [ this ] { list->currVersionIs( nullptr ); } },
                { "at once", [ this ] { version->ipRuleDelAll(), version->ruleBySequenceDelAll(); } } };
    }
-   /// Who hears of the list there throws: that comes out, and the list is published as ever.
-   void publishThoughItThrowsAt( const Quoin::Node & teller ) {
-      startSliced( 1 );
-      const Reaction reaction( teller, []( const Quoin::Change & ) { throw std::runtime_error( "reaction" ); } );
-      EXPECT_THROW( clock->callDue(), std::runtime_error );
-      EXPECT_EQ( ruleCountOf( status() ), 1u );
-      EXPECT_EQ( published(), 1u );
-      EXPECT_TRUE( nothingDue( *clock ) );
-   }
-
    struct Inspection {
       const char * rule;
       const char * prefixes;
@@ -152,14 +133,16 @@ class Ip6AclConfigSmTest : public IpAclConfigSmTest {
 
 // ---- the start
 
-TEST_F( IpAclConfigSmTest, holdsWhatItWasGivenAndIsIdle ) {
+TEST_F( IpAclConfigSmTest, isIdleAtFirst ) {
    start();
    EXPECT_EQ( sm->name(), "A" );
    EXPECT_EQ( sm->ipConfig(), type );
    EXPECT_EQ( sm->ipAclSymbolTable(), symbols );
    EXPECT_EQ( sm->ipAccessList(), list );
    EXPECT_EQ( sm->bookmark(), 0u );
-   EXPECT_EQ( sm->bookmarkSeq(), 0u );
+   sm->bookmarkSeqInc( 2 );
+   sm->bookmarkSeqInc( 3 );
+   EXPECT_EQ( sm->bookmarkSeq(), 5u );
    EXPECT_EQ( sm->clockQuantum(), Seconds( 0.01 ) );
    EXPECT_FALSE( sm->newTrie() );
    EXPECT_FALSE( sm->pset() );
@@ -170,18 +153,7 @@ TEST_F( IpAclConfigSmTest, holdsWhatItWasGivenAndIsIdle ) {
    EXPECT_EQ( text.str(), "access-list: A" );
 }
 
-TEST_F( IpAclConfigSmTest, theBookmarkCounterAddsAndNothingRestsOnIt ) {
-   startSliced( 3 );
-   sm->bookmarkSeqInc( 2 );
-   sm->bookmarkSeqInc( 3 );
-   EXPECT_EQ( sm->bookmarkSeq(), 5u );
-   EXPECT_EQ( bookmarks(), ( std::vector<uint32_t>{ 20, 30, 0 } ) );
-   EXPECT_EQ( sm->bookmarkSeq(), 5u );
-   sm->bookmarkSeqInc( std::numeric_limits<uint32_t>::max() );
-   EXPECT_EQ( sm->bookmarkSeq(), 4u );
-}
-
-TEST_F( IpAclConfigSmTest, withoutRulesOfItsFamilyNothingIsCompiledAndTheOldListStays ) {
+TEST_F( IpAclConfigSmTest, aListWithoutRulesOfItsFamilyKeepsItsOldStatus ) {
    const auto other = aclVersion( { "10 permit 2001:db8::/32" } );
    const auto numbers = aclVersion();
    numbers->ruleBySequenceIs( 10, 1 );
@@ -207,7 +179,7 @@ TEST_F( IpAclConfigSmTest, withoutRulesOfItsFamilyNothingIsCompiledAndTheOldList
    }
 }
 
-TEST_F( IpAclConfigSmTest, whatStandsIsCompiledInTheNextTurn ) {
+TEST_F( IpAclConfigSmTest, existingRulesAreCompiledInTheNextTurn ) {
    startWith( { "10 permit 10.0.0.0/8", "20 deny 0.0.0.0/0" } );
    ASSERT_TRUE( sm->newTrie() );
    EXPECT_EQ( sm->newTrie()->af(), AddressFamily::ipv4 );
@@ -225,7 +197,7 @@ TEST_F( IpAclConfigSmTest, whatStandsIsCompiledInTheNextTurn ) {
    EXPECT_TRUE( nothingDue( *clock ) );
 }
 
-TEST_F( IpAclConfigSmTest, theListIsThereBeforeItsVersionAndTheStatusFlagIsLeftAlone ) {
+TEST_F( IpAclConfigSmTest, theStatusIsPublishedBeforeTheVersion ) {
    for( const bool current : { false, true } ) {
       SCOPED_TRACE( current );
       symbol()->statusCurrentIs( current );
@@ -241,20 +213,7 @@ TEST_F( IpAclConfigSmTest, theListIsThereBeforeItsVersionAndTheStatusFlagIsLeftA
    }
 }
 
-TEST_F( IpAclConfigSmTest, whoHearsOfTheListFindsTheMachineIdle ) {
-   startSliced( 2 );
-   int heard = 0;
-   const Reaction reaction( *symbol()->notifier(), [ & ]( const Quoin::Change & ) {
-      ++heard;
-      EXPECT_TRUE( nothingDue( *clock ) );
-      EXPECT_EQ( sm->bookmark(), 0u );
-      EXPECT_EQ( ruleCountOf( symbol()->status() ), 2u );
-   } );
-   runUntilIdle( *clock );
-   EXPECT_EQ( heard, 1 );
-}
-
-TEST_F( IpAclConfigSmTest, nothingIsDoneBeforeItIsInitialized ) {
+TEST_F( IpAclConfigSmTest, nothingIsCompiledBeforeItIsInitialized ) {
    list->currVersionIs( aclVersion( { "10 permit 10.0.0.0/8" } ) );
    size_t calls = 0;
    clock->wakeUpCallbackIs( [ & ] { calls += clock->callDue(); } );   // inside the construction
@@ -268,7 +227,7 @@ TEST_F( IpAclConfigSmTest, nothingIsDoneBeforeItIsInitialized ) {
    EXPECT_EQ( ruleCountOf( symbol()->status() ), 1u );
 }
 
-TEST_F( IpAclConfigSmTest, anEditInsideTheCallThatWakesTheLoopIsFollowed ) {
+TEST_F( IpAclConfigSmTest, anEditInsideTheWakeUpCallbackIsCompiled ) {
    for( const bool made : { true, false } ) {
       SCOPED_TRACE( made ? "as the machine is made" : "as a version comes" );
       list->currVersionIs( nullptr );
@@ -288,26 +247,13 @@ TEST_F( IpAclConfigSmTest, anEditInsideTheCallThatWakesTheLoopIsFollowed ) {
    }
 }
 
-TEST_F( IpAclConfigSmTest, aVersionIsFollowedThoughTheCallThatWakesTheLoopThrows ) {
-   start();
-   clock->wakeUpCallbackIs( [] { throw std::runtime_error( "loop" ); } );
-   EXPECT_THROW( list->currVersionIs( version = aclVersion( manyRules( 2 ) ) ), std::runtime_error );
-   clock->wakeUpCallbackIs( {} );
-   runUntilIdle( *clock );
-   EXPECT_EQ( ruleCountOf( status() ), 2u );
-   ruleIs( *version, "99 deny 99.0.0.0/8" );
-   runUntilIdle( *clock );
-   EXPECT_EQ( ruleCountOf( status() ), 3u );
-}
-
-TEST_F( IpAclConfigSmTest, nothingIsLeftOfAMachineThatCannotBeMade ) {
-   const auto before = uses();
+TEST_F( IpAclConfigSmTest, aConstructionThatThrowsLeavesNothingBehind ) {
    list->currVersionIs( version = aclVersion( manyRules( 2 ) ) );
    clock->wakeUpCallbackIs( [] { throw std::runtime_error( "loop" ); } );
    EXPECT_THROW( start(), std::runtime_error );
+   clock->wakeUpCallbackIs( {} );
+   ruleIs( *version, "99 deny 99.0.0.0/8" );
    EXPECT_TRUE( nothingDue( *clock ) );
-   EXPECT_EQ( version->useCount(), 2u );
-   EXPECT_EQ( uses(), before );
 }
 
 // ---- rules
@@ -382,7 +328,7 @@ TEST_F( Ip6AclConfigSmTest, aRuleStandsAtItsSubnetAndKeepsItsAddress ) {
    EXPECT_FALSE( listPermits( status(), "10.0.0.0/8" ) );
 }
 
-TEST_F( Ip6AclConfigSmTest, aMaskLongerThanAnAddressIsOneOfAllItsBits ) {
+TEST_F( Ip6AclConfigSmTest, aMaskLongerThanAnAddressIsCut ) {
    for( const int length : { 128, 129, 130, 255 } ) {
       SCOPED_TRACE( length );
       auto rule = ip6Rule( "10 deny 2001:db8::1/128" );
@@ -404,14 +350,7 @@ TEST_F( Ip6AclConfigSmTest, aMaskLongerThanAnAddressIsOneOfAllItsBits ) {
    }
 }
 
-TEST_F( Ip6AclConfigSmTest, anAddressWithHostBitsGovernsWhatAgreesInTheMask ) {
-   startWith( { "10 deny 2001:db8::1/33", "20 permit 2001:db8::/32" } );
-   clock->callDue();
-   EXPECT_FALSE( listPermits( status(), "2001:db8:7000::/48" ) );
-   EXPECT_TRUE( listPermits( status(), "2001:db8:8000::/48" ) );
-}
-
-TEST_F( IpAclConfigSmTest, actionZeroPermitsAndEveryOtherDenies ) {
+TEST_F( IpAclConfigSmTest, onlyActionZeroPermits ) {
    for( const auto & [ action, permits ] :
         { std::pair( RuleAction::permit, true ), { RuleAction::deny, false }, { RuleAction( 2 ), false }, { RuleAction( 255 ), false } } ) {
       auto rule = ipRule( "10 permit 10.0.0.0/8" );
@@ -427,7 +366,7 @@ TEST_F( IpAclConfigSmTest, actionZeroPermitsAndEveryOtherDenies ) {
    EXPECT_EQ( int( RuleAction::permit ), 0 );
 }
 
-TEST_F( IpAclConfigSmTest, aRuleThatIsMissingPermitsEverything ) {
+TEST_F( IpAclConfigSmTest, aMissingRulePermitsEverything ) {
    list->currVersionIs( version = aclVersion( { "20 deny 10.0.0.0/8" } ) );
    version->ruleBySequenceIs( 10, 12345 );
    start();
@@ -439,7 +378,7 @@ TEST_F( IpAclConfigSmTest, aRuleThatIsMissingPermitsEverything ) {
    EXPECT_TRUE( listPermits( status(), "0.0.0.0/0" ) );
 }
 
-TEST_F( Ip6AclConfigSmTest, aRuleThatIsMissingPermitsEverything ) {
+TEST_F( Ip6AclConfigSmTest, aMissingRulePermitsEverything ) {
    list->currVersionIs( version = aclVersion( { "20 deny 2001:db8::/32" } ) );
    version->ipRuleIs( 12345, ipRule( "10 deny 10.0.0.0/8" ) );   // of the other family: not looked at
    version->ruleBySequenceIs( 10, 12345 );
@@ -490,40 +429,19 @@ TEST_F( IpAclConfigSmTest, rulesOfOneSourceShareANode ) {
    EXPECT_TRUE( listPermits( status(), "10.1.0.0/16" ) );
 }
 
-TEST_F( IpAclConfigSmTest, oneRuleMayStandAtSeveralNumbers ) {
+TEST_F( IpAclConfigSmTest, theNumbersTellWhichRulesAreInTheList ) {
    version = aclVersion( { "10 permit 10.0.0.0/8" } );
    version->ruleBySequenceIs( 5, ruleIdOf( 10 ) );
+   version->ipRuleIs( 99, ipRule( "20 permit 11.0.0.0/8" ) );   // no number names it
    list->currVersionIs( version );
    start();
    clock->callDue();
    EXPECT_THAT( rules(), ElementsAre( "5 permit 10.0.0.0/8 at 10.0.0.0/8", "10 permit 10.0.0.0/8 at 10.0.0.0/8" ) );
 }
 
-TEST_F( IpAclConfigSmTest, rulesThatNoNumberNamesAreNotInTheList ) {
-   version = aclVersion( { "10 permit 10.0.0.0/8" } );
-   version->ipRuleIs( 99, ipRule( "20 permit 11.0.0.0/8" ) );
-   list->currVersionIs( version );
-   start();
-   clock->callDue();
-   EXPECT_EQ( ruleCountOf( status() ), 1u );
-}
-
 // ---- slices
 
-TEST_F( IpAclConfigSmTest, itsTracesAreOfLevelEight ) {
-   list->currVersionIs( aclVersion( { "10 permit 10.1.2.3/8", "20 permit 10.0.0.0/8" } ) );
-   const auto levelsAt = [ & ]( int level ) {
-      start();
-      sm->clockQuantumIs( Seconds( 0 ) );
-      const TraceLog traces( "IpAclConfigSm", level );
-      runUntilIdle( *clock );
-      return std::vector<int>( traces.levels() );
-   };
-   EXPECT_THAT( levelsAt( 7 ), IsEmpty() );
-   EXPECT_THAT( levelsAt( 8 ), ElementsAre( 8, 8 ) ) << "of the rule, and of the pause";
-}
-
-TEST_F( IpAclConfigSmTest, withAQuantumOfNothingEachSliceTakesOneRule ) {
+TEST_F( IpAclConfigSmTest, withAQuantumOfZeroEachSliceTakesOneRule ) {
    startSliced( 3 );
    TraceLog traces( "IpAclConfigSm" );
    EXPECT_EQ( clock->callDue(), 1u );
@@ -572,21 +490,6 @@ TEST_F( IpAclConfigSmTest, aSliceEndsWhereItsTimeIsUp ) {
    EXPECT_EQ( published(), std::size( rows ) );
 }
 
-TEST_F( IpAclConfigSmTest, aSliceIsTenMillisecondsLong ) {
-   list->currVersionIs( aclVersion( manyRules( 100 ) ) );
-   const struct {
-      double past;
-      bool pauses;
-   } rows[] = { { 0.009, false }, { 0.0099, false }, { 0.01, true }, { 0.011, true } };
-   for( const auto & row : rows ) {
-      const auto at = makeNode<AskingClock>( [ & ] { return Seconds( !sm || rulesOf( *sm->newTrie() ).size() < 7 ? 0 : row.past ); } );
-      start( at );
-      at->callDue();
-      EXPECT_EQ( sm->bookmark(), row.pauses ? 80u : 0u ) << row.past;
-      sm = nullptr;
-   }
-}
-
 TEST_F( IpAclConfigSmTest, theTimeIsReadAtTheStartAndAtEveryRule ) {
    double time = 0;
    const auto ticking = makeNode<AskingClock>( [ & ] { return Seconds( time += 1 ); } );
@@ -594,23 +497,10 @@ TEST_F( IpAclConfigSmTest, theTimeIsReadAtTheStartAndAtEveryRule ) {
    sm->clockQuantumIs( Seconds( 5 ) );
    sm->processClock();   // 1 at the start, 2 at the first rule, ..., 6 at the fifth: that is the deadline
    EXPECT_EQ( sm->bookmark(), 50u );
-   sm->clockQuantumIs( Clock::kNever );
-   ticking->readings = 0;
-   sm->processClock();
-   EXPECT_EQ( ticking->readings, 17u ) << "at the start, and at each of the sixteen rules that are left";
-}
-
-TEST_F( IpAclConfigSmTest, aSliceTakesOneRuleWhateverTheTime ) {
-   double time = 0;
-   const auto leaping = makeNode<AskingClock>( [ & ] { return Seconds( time += 1000 ); } );
-   startSliced( 4, leaping );
-   sm->clockQuantumIs( Seconds( 0.01 ) );
-   EXPECT_EQ( bookmarks( *leaping ), ( std::vector<uint32_t>{ 20, 30, 40, 0 } ) );
-   EXPECT_EQ( ruleCountOf( status() ), 4u );
 }
 
 TEST_F( IpAclConfigSmTest, onlyTimeEndsASlice ) {
-   constexpr unsigned kRules = 20000;
+   constexpr unsigned kRules = 2000;
    startSliced( kRules );
    sm->clockQuantumIs( Seconds( 0.01 ) );   // of a clock that stands still
    clock->callDue();
@@ -618,20 +508,7 @@ TEST_F( IpAclConfigSmTest, onlyTimeEndsASlice ) {
    EXPECT_EQ( ruleCountOf( status() ), kRules );
 }
 
-TEST_F( IpAclConfigSmTest, theTimeIsThatOfTheClockThatItWasGiven ) {
-   startSliced( 3 );
-   clock->advance( Seconds( 100 ) );
-   sm->clockQuantumIs( Seconds( 50 ) );
-   EXPECT_EQ( bookmarks(), ( std::vector<uint32_t>{ 0 } ) );
-}
-
-TEST_F( IpAclConfigSmTest, aListOfOneRuleNeedsNoPause ) {
-   startSliced( 1 );
-   EXPECT_EQ( runUntilIdle( *clock ), 1 );
-   EXPECT_EQ( ruleCountOf( status() ), 1u );
-}
-
-TEST_F( IpAclConfigSmTest, aSliceOutOfTurnTakesThePlaceOfTheNext ) {
+TEST_F( IpAclConfigSmTest, aSliceOutOfTurnReplacesTheNext ) {
    startSliced( 2 );
    sm->processClock();
    EXPECT_EQ( sm->bookmark(), 20u );
@@ -657,38 +534,22 @@ TEST_F( IpAclConfigSmTest, theBookmarkIsTheNextRuleHoweverFarItIs ) {
    EXPECT_EQ( ruleCountOf( status() ), 3u );
 }
 
-TEST_F( IpAclConfigSmTest, slicesOfSeveralListsTakeTurns ) {
-   startSliced( 3 );
-   const auto otherList = type->aclIs( "B" );
-   otherList->currVersionIs( aclVersion( manyRules( 2 ) ) );
-   const auto other = symbol( "B" );
-   symbols->symbolIs( other );
-   const auto otherSm = Zeugma::makeSm<IpAclConfigSm>( "B", type, symbols, otherList, clock );
-   otherSm->clockQuantumIs( Seconds( 0 ) );
-   TraceLog traces( "IpAclConfigSm" );
-   runUntilIdle( *clock );
-   EXPECT_THAT( traces.take(),
-                ElementsAre( "A pausing processing at rule 20", "B pausing processing at rule 20", "A pausing processing at rule 30" ) );
-   EXPECT_EQ( ruleCountOf( symbol()->status() ), 3u );
-   EXPECT_EQ( ruleCountOf( other->status() ), 2u );
-}
-
 // ---- changes
 
-TEST_F( IpAclConfigSmTest, aChangeDuringAPauseBeginsAnew ) {
+TEST_F( IpAclConfigSmTest, aChangeDuringAPauseRestarts ) {
    const EditRow rows[] = {
-      { "a rule that is done", [ & ] { version->ipRuleIs( ruleIdOf( 10 ), ipRule( "10 deny 99.0.0.0/8" ) ); }, 4 },
-      { "a rule that is to come", [ & ] { version->ipRuleIs( ruleIdOf( 40 ), ipRule( "40 deny 99.0.0.0/8" ) ); }, 4 },
+      { "a rule already done", [ & ] { version->ipRuleIs( ruleIdOf( 10 ), ipRule( "10 deny 99.0.0.0/8" ) ); }, 4 },
+      { "a rule not done yet", [ & ] { version->ipRuleIs( ruleIdOf( 40 ), ipRule( "40 deny 99.0.0.0/8" ) ); }, 4 },
       { "a new rule", [ & ] { ruleIs( *version, "15 deny 99.0.0.0/8" ); }, 5 },
       { "a new rule ahead of all", [ & ] { ruleIs( *version, "1 deny 99.0.0.0/8" ); }, 5 },
-      { "a rule that goes", [ & ] { ruleDel( *version, 10 ); }, 3 },
-      { "the rule at which it is to go on", [ & ] { ruleDel( *version, 30 ); }, 3 },
-      { "a number that goes alone", [ & ] { version->ruleBySequenceDel( 10 ); }, 3 },
+      { "a deleted rule", [ & ] { ruleDel( *version, 10 ); }, 3 },
+      { "the rule of the bookmark", [ & ] { ruleDel( *version, 30 ); }, 3 },
+      { "a deleted number", [ & ] { version->ruleBySequenceDel( 10 ); }, 3 },
       { "a rule of the other family", [ & ] { version->ip6RuleIs( 1, ip6Rule( "10 deny 2001:db8::/32" ) ); }, 4 },
       { "another version", [ & ] { list->currVersionIs( version = aclVersion( manyRules( 6 ) ) ); }, 6 },
       { "a version of one rule", [ & ] { list->currVersionIs( version = aclVersion( manyRules( 1 ) ) ); }, 1 },
-      { "told so", [ & ] { sm->handleIpAccessPrefixEntry(); }, 4 },
-      { "told so directly", [ & ] { sm->handleIpAccessListVersion(); }, 4 },
+      { "handleIpAccessPrefixEntry", [ & ] { sm->handleIpAccessPrefixEntry(); }, 4 },
+      { "handleIpAccessListVersion", [ & ] { sm->handleIpAccessListVersion(); }, 4 },
    };
    for( const auto & row : rows ) {
       SCOPED_TRACE( row.what );
@@ -712,7 +573,7 @@ TEST_F( IpAclConfigSmTest, aChangeDuringAPauseBeginsAnew ) {
    }
 }
 
-TEST_F( IpAclConfigSmTest, aWriteOfWhatStandsAlreadyBeginsNothing ) {
+TEST_F( IpAclConfigSmTest, anUnchangedWriteStartsNothing ) {
    startSliced( 3 );
    clock->callDue();
    ruleIs( *version, manyRules( 3 )[ 0 ] );
@@ -725,7 +586,7 @@ TEST_F( IpAclConfigSmTest, aWriteOfWhatStandsAlreadyBeginsNothing ) {
    EXPECT_EQ( published(), 1u );
 }
 
-TEST_F( IpAclConfigSmTest, theOldListStandsWholeUntilTheNewOneIsComplete ) {
+TEST_F( IpAclConfigSmTest, theOldListStaysUntilTheNewOneIsComplete ) {
    startSliced( 3 );
    runUntilIdle( *clock );
    const auto old = status();
@@ -743,10 +604,10 @@ TEST_F( IpAclConfigSmTest, theOldListStandsWholeUntilTheNewOneIsComplete ) {
    EXPECT_EQ( ruleCountOf( status() ), 3u );
    EXPECT_NE( status(), old );
    EXPECT_EQ( published(), 2u );
-   EXPECT_EQ( rulesOf( old ), oldRules ) << "who holds the old one has it as it was";
+   EXPECT_EQ( rulesOf( old ), oldRules ) << "a published list is not written again";
 }
 
-TEST_F( IpAclConfigSmTest, aChangeOfAListThatStandsCompilesItOnce ) {
+TEST_F( IpAclConfigSmTest, severalChangesAreCompiledOnce ) {
    startSliced( 2 );
    runUntilIdle( *clock );
    version->ipRuleIs( ruleIdOf( 10 ), ipRule( "10 deny 99.0.0.0/8" ) );
@@ -756,7 +617,7 @@ TEST_F( IpAclConfigSmTest, aChangeOfAListThatStandsCompilesItOnce ) {
    EXPECT_THAT( rules(), ElementsAre( "10 deny 99.0.0.0/8 at 99.0.0.0/8", "20 deny 98.0.0.0/8 at 98.0.0.0/8" ) );
 }
 
-TEST_F( IpAclConfigSmTest, theVersionInForceAloneIsWatched ) {
+TEST_F( IpAclConfigSmTest, onlyTheCurrentVersionIsWatched ) {
    startSliced( 2 );
    runUntilIdle( *clock );
    const auto first = version;
@@ -768,33 +629,24 @@ TEST_F( IpAclConfigSmTest, theVersionInForceAloneIsWatched ) {
    ruleIs( *version, "99 deny 99.0.0.0/8" );
    runUntilIdle( *clock );
    EXPECT_EQ( ruleCountOf( status() ), 4u );
-   EXPECT_EQ( first->useCount(), 1u );
 }
 
-TEST_F( IpAclConfigSmTest, whatChangedBeforeItWasSwitchedOnIsFollowed ) {
-   list->currVersionIs( version = aclVersion( manyRules( 2 ) ) );
-   const auto first = version;
-   sm = makeNode<IpAclConfigSm>( "A", type, symbols, list, clock );
-   clock->callDue();
-   list->currVersionIs( version = aclVersion( manyRules( 3 ) ) );
-   sm->hasNotificationActiveIs( true );
-   runUntilIdle( *clock );
-   EXPECT_EQ( ruleCountOf( status() ), 3u );
-   ruleIs( *version, "99 deny 99.0.0.0/8" );
-   runUntilIdle( *clock );
-   EXPECT_EQ( ruleCountOf( status() ), 4u ) << "the version that came is watched";
-   ruleIs( *first, "99 deny 99.0.0.0/8" );
-   EXPECT_TRUE( nothingDue( *clock ) ) << "and the first one no more";
-}
-
-TEST_F( IpAclConfigSmTest, aRuleThatChangedBeforeItWasSwitchedOnIsFollowed ) {
-   list->currVersionIs( version = aclVersion( manyRules( 2 ) ) );
-   sm = makeNode<IpAclConfigSm>( "A", type, symbols, list, clock );
-   clock->callDue();
-   ruleIs( *version, "99 deny 99.0.0.0/8" );
-   sm->hasNotificationActiveIs( true );
-   runUntilIdle( *clock );
-   EXPECT_EQ( ruleCountOf( status() ), 3u );
+TEST_F( IpAclConfigSmTest, aChangeBeforeItIsSwitchedOnIsCompiled ) {
+   const EditRow rows[] = { { "another version", [ & ] { list->currVersionIs( version = aclVersion( manyRules( 3 ) ) ); }, 3 },
+                            { "a rule", [ & ] { ruleIs( *version, "98 deny 98.0.0.0/8" ); }, 3 } };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.what );
+      list->currVersionIs( version = aclVersion( manyRules( 2 ) ) );
+      sm = makeNode<IpAclConfigSm>( "A", type, symbols, list, clock );
+      clock->callDue();
+      row.edit();
+      sm->hasNotificationActiveIs( true );
+      runUntilIdle( *clock );
+      EXPECT_EQ( ruleCountOf( status() ), row.rules );
+      ruleIs( *version, "99 deny 99.0.0.0/8" );
+      runUntilIdle( *clock );
+      EXPECT_EQ( ruleCountOf( status() ), row.rules + 1 ) << "the current version is watched";
+   }
 }
 
 TEST_F( IpAclConfigSmTest, aListThatIsEmptiedKeepsItsOldStatus ) {
@@ -809,13 +661,9 @@ TEST_F( IpAclConfigSmTest, aListThatIsEmptiedKeepsItsOldStatus ) {
       EXPECT_EQ( status(), old );
       EXPECT_EQ( published(), before );
    }
-   startSliced( 2 );
-   runUntilIdle( *clock );
-   ruleDel( *version, 10 ), ruleDel( *version, 20 );
-   EXPECT_FALSE( nothingDue( *clock ) ) << "rule by rule: the first begins a compilation, which the second does not end";
 }
 
-TEST_F( IpAclConfigSmTest, aListThatIsEmptiedDuringItsCompilationPublishesWhatTheSlicesHad ) {
+TEST_F( IpAclConfigSmTest, aListEmptiedDuringItsCompilationPublishesTheRulesDone ) {
    for( const auto & [ way, empty ] : waysToEmptyIt() ) {
       SCOPED_TRACE( way );
       startSliced( 4 );
@@ -833,7 +681,7 @@ TEST_F( IpAclConfigSmTest, aListThatIsEmptiedDuringItsCompilationPublishesWhatTh
    }
 }
 
-TEST_F( IpAclConfigSmTest, whileARuleIsThereAListWithoutNumbersIsCompiledToNothing ) {
+TEST_F( IpAclConfigSmTest, aListWithRulesAndNoNumbersIsEmpty ) {
    startSliced( 2 );
    runUntilIdle( *clock );
    version->ruleBySequenceDelAll();
@@ -842,7 +690,7 @@ TEST_F( IpAclConfigSmTest, whileARuleIsThereAListWithoutNumbersIsCompiledToNothi
    EXPECT_EQ( published(), 2u );
 }
 
-TEST_F( IpAclConfigSmTest, theListIsReadWhereItIsConfigured ) {
+TEST_F( IpAclConfigSmTest, theListIsReadFromItsType ) {
    startSliced( 2 );
    type->aclDel( "A" );
    EXPECT_EQ( runUntilIdle( *clock ), 1 );   // stops there
@@ -856,7 +704,7 @@ TEST_F( IpAclConfigSmTest, theListIsReadWhereItIsConfigured ) {
    EXPECT_EQ( ruleCountOf( status() ), 5u );
 }
 
-TEST_F( IpAclConfigSmTest, withoutTypeItIsOfIpv4AndFindsNoList ) {
+TEST_F( IpAclConfigSmTest, withoutATypeItIsIpv4AndFindsNoList ) {
    list->currVersionIs( aclVersion( { "10 permit 10.0.0.0/8" } ) );
    sm = Zeugma::makeSm<IpAclConfigSm>( "A", nullptr, symbols, list, clock );
    ASSERT_TRUE( sm->newTrie() );
@@ -868,7 +716,7 @@ TEST_F( IpAclConfigSmTest, withoutTypeItIsOfIpv4AndFindsNoList ) {
    EXPECT_TRUE( nothingDue( *clock ) );
 }
 
-TEST_F( IpAclConfigSmTest, withoutSymbolNothingIsPublishedAndTheNextOneIs ) {
+TEST_F( IpAclConfigSmTest, withoutASymbolNothingIsPublished ) {
    startSliced( 2 );
    symbols->symbolDel( "A" );
    runUntilIdle( *clock );
@@ -887,7 +735,7 @@ TEST_F( IpAclConfigSmTest, aSymbolWithoutNotifierGetsItsList ) {
    EXPECT_EQ( ruleCountOf( status() ), 2u );
 }
 
-TEST_F( Ip6AclConfigSmTest, slicesAndRestartsAreTheSame ) {
+TEST_F( Ip6AclConfigSmTest, isSlicedAndRestartedLikeIpv4 ) {
    startSliced( { "10 permit 2001:db8::/32", "20 deny 2001:db8:1::/48", "30 permit ::/0" } );
    clock->callDue();
    EXPECT_EQ( sm->bookmark(), 20u );
@@ -919,7 +767,7 @@ TEST_F( IpAclConfigSmTest, anEditInsideThePublicationIsCompiled ) {
          ASSERT_FALSE( once );
          EXPECT_EQ( published(), before + 1 );
          EXPECT_EQ( ruleCountOf( status() ), 2u );
-         ASSERT_TRUE( sm->newTrie() ) << "the edit's compilation is under way";
+         ASSERT_TRUE( sm->newTrie() ) << "the edit is being compiled";
          EXPECT_EQ( clock->untilNextCall(), Seconds( 0 ) );
          EXPECT_EQ( size_t( runUntilIdle( *clock ) ), row.rules );
          EXPECT_EQ( ruleCountOf( status() ), row.rules );
@@ -927,27 +775,23 @@ TEST_F( IpAclConfigSmTest, anEditInsideThePublicationIsCompiled ) {
       }
 }
 
-TEST_F( IpAclConfigSmTest, theMachineMayGoInsideThePublication ) {
+TEST_F( IpAclConfigSmTest, mayBeReleasedInsideThePublication ) {
    for( const bool byVersion : { false, true } ) {
       SCOPED_TRACE( byVersion );
       startSliced( 2 );
-      const auto clockUses = clock->useCount(), listUses = list->useCount(), tableUses = symbols->useCount();
       const auto before = published();
       const Reaction reaction( heardAt( *held, byVersion ), [ & ]( const Quoin::Change & ) { sm = nullptr; } );
       runUntilIdle( *clock );
       EXPECT_FALSE( sm );
       EXPECT_EQ( ruleCountOf( status() ), 2u );
       EXPECT_EQ( published(), before + 1 );
-      EXPECT_LT( clock->useCount(), clockUses );
-      EXPECT_LT( list->useCount(), listUses );
-      EXPECT_LT( symbols->useCount(), tableUses );
       ruleIs( *version, "99 deny 99.0.0.0/8" );
       EXPECT_TRUE( nothingDue( *clock ) );
    }
 }
 
-// The clock's owner and a trace's reader run inside a slice too.
-TEST_F( IpAclConfigSmTest, anEditInsideASliceBeginsAnew ) {
+// Clocks and readers of traces run inside a slice.
+TEST_F( IpAclConfigSmTest, anEditInsideASliceRestarts ) {
    const EditRow rows[] = {
       { "a rule ahead", [ & ] { ruleIs( *version, "5 deny 99.0.0.0/8" ); }, 5 },
       { "a rule behind", [ & ] { ruleIs( *version, "99 deny 99.0.0.0/8" ); }, 5 },
@@ -964,11 +808,11 @@ TEST_F( IpAclConfigSmTest, anEditInsideASliceBeginsAnew ) {
    }
 }
 
-TEST_F( IpAclConfigSmTest, anEditInsideTheTraceOfAPauseBeginsAnew ) {
+TEST_F( IpAclConfigSmTest, anEditInsideTheTraceOfAPauseRestarts ) {
    const EditRow rows[] = {
       { "a rule ahead", [ & ] { ruleIs( *version, "5 deny 99.0.0.0/8" ); }, 5 },
-      { "a rule that is done", [ & ] { ruleDel( *version, 10 ); }, 3 },
-      { "the rule at which it is to go on", [ & ] { ruleDel( *version, 30 ); }, 3 },
+      { "a rule already done", [ & ] { ruleDel( *version, 10 ); }, 3 },
+      { "the rule of the bookmark", [ & ] { ruleDel( *version, 30 ); }, 3 },
       { "another version", [ & ] { list->currVersionIs( version = aclVersion( manyRules( 6 ) ) ); }, 6 },
    };
    for( const auto & row : rows ) {
@@ -987,48 +831,27 @@ TEST_F( IpAclConfigSmTest, anEditInsideTheTraceOfAPauseBeginsAnew ) {
    }
 }
 
-TEST_F( IpAclConfigSmTest, anEditInsideTheTraceOfARuleBeginsAnew ) {
-   startWith( { "10 permit 10.1.2.3/8", "20 permit 20.0.0.0/8" } );
-   OnlyOnce once( [ & ] { ruleIs( *version, "10 deny 11.0.0.0/8" ); } );
-   const TraceReaction reaction( "IpAclConfigSm", std::ref( once ) );
-   runUntilIdle( *clock );
-   ASSERT_FALSE( once );
-   EXPECT_THAT( rules(), ElementsAre( "10 deny 11.0.0.0/8 at 11.0.0.0/8", "20 permit 20.0.0.0/8 at 20.0.0.0/8" ) );
-   EXPECT_EQ( published(), 1u );
-}
-
-TEST_F( IpAclConfigSmTest, theMachineMayGoInsideATrace ) {
-   for( const char * first : { "10 permit 10.0.0.0/8", "10 permit 10.1.2.3/8" } ) {   // of the pause, of the rule
+TEST_F( IpAclConfigSmTest, mayBeEditedOrReleasedInsideATrace ) {
+   for( const char * first : { "10 permit 10.0.0.0/8", "10 permit 10.1.2.3/8" } ) {   // the trace of a pause, of a rule
       SCOPED_TRACE( first );
       startSliced( { first, "20 permit 20.0.0.0/8" } );
-      const TraceReaction reaction( "IpAclConfigSm", [ & ] { sm = nullptr; } );
+      OnlyOnce once( [ & ] { ruleIs( *version, "10 deny 11.0.0.0/8" ); } );
+      {
+         const TraceReaction edit( "IpAclConfigSm", std::ref( once ) );
+         runUntilIdle( *clock );
+      }
+      ASSERT_FALSE( once );
+      EXPECT_THAT( rules(), ElementsAre( "10 deny 11.0.0.0/8 at 11.0.0.0/8", "20 permit 20.0.0.0/8 at 20.0.0.0/8" ) );
+      const auto before = published();
+      startSliced( { first, "20 permit 20.0.0.0/8" } );
+      const TraceReaction release( "IpAclConfigSm", [ & ] { sm = nullptr; } );
       runUntilIdle( *clock );
       EXPECT_FALSE( sm );
-      EXPECT_FALSE( status() );
-      EXPECT_EQ( published(), 0u );
+      EXPECT_EQ( published(), before );
    }
 }
 
-TEST_F( IpAclConfigSmTest, aListThatIsEmptiedInsideASlicePublishesWhatItTook ) {
-   const EditRow rows[] = {
-      { "rules and then numbers", [ & ] { version->ipRuleDelAll(), version->ruleBySequenceDelAll(); }, 2 },
-      { "numbers and then rules", [ & ] { version->ruleBySequenceDelAll(), version->ipRuleDelAll(); }, 0 },   // begun anew by the first
-      { "by another version", [ & ] { list->currVersionIs( version = makeNode<AclVersion>() ); }, 4 },        // the slice is of the old one
-   };
-   for( const auto & row : rows ) {
-      SCOPED_TRACE( row.what );
-      OnlyOnce once( row.edit );
-      const auto asking = startInterruptedBy( once );
-      const auto before = published();
-      runUntilIdle( *asking );
-      ASSERT_FALSE( once );
-      ASSERT_TRUE( status() );
-      EXPECT_EQ( ruleCountOf( status() ), row.rules );
-      EXPECT_EQ( published(), before + 1 );
-   }
-}
-
-TEST_F( IpAclConfigSmTest, theSymbolIsTheOneThatTheLastSliceFoundAtItsStart ) {
+TEST_F( IpAclConfigSmTest, theSymbolIsTheOneAtTheStartOfTheSlice ) {
    OnlyOnce once( [ & ] { symbols->symbolDel( "A" ); } );
    const auto asking = startInterruptedBy( once );
    runUntilIdle( *asking );
@@ -1036,55 +859,40 @@ TEST_F( IpAclConfigSmTest, theSymbolIsTheOneThatTheLastSliceFoundAtItsStart ) {
    EXPECT_EQ( ruleCountOf( held->status() ), 4u );
 }
 
-TEST_F( IpAclConfigSmTest, nothingIsLeftOfAMachineThatLosesItsLastUserInsideASlice ) {
-   const auto before = uses();
-   OnlyOnce once( [ & ] { sm = nullptr; } );
-   const auto asking = startInterruptedBy( once );
-   EXPECT_EQ( runUntilIdle( *asking ), 1 );
+TEST_F( IpAclConfigSmTest, mayBeReleasedOrStoppedInsideASlice ) {
+   OnlyOnce release( [ & ] { sm = nullptr; } );
+   runUntilIdle( *startInterruptedBy( release ) );
    EXPECT_FALSE( sm );
-   EXPECT_EQ( asking->useCount(), 1u );
-   EXPECT_EQ( version->useCount(), 2u );
-   EXPECT_EQ( uses(), before );
-}
-
-TEST_F( IpAclConfigSmTest, aMachineThatIsGivenUpInsideASlicePublishesNothing ) {
-   OnlyOnce once( [ & ] {
-      const auto gone = std::exchange( sm, nullptr );
-      gone->hasNotificationActiveIs( false );
-      gone->plinthDoZombieReactors( true );   // as who has nested it gives it up
+   const auto before = published();
+   OnlyOnce stop( [ & ] {
+      const auto stopped = std::exchange( sm, nullptr );
+      stopped->hasNotificationActiveIs( false );
+      stopped->plinthDoZombieReactors( true );
    } );
-   const auto asking = startInterruptedBy( once );
-   runUntilIdle( *asking );
+   runUntilIdle( *startInterruptedBy( stop ) );
    EXPECT_FALSE( sm );
-   EXPECT_FALSE( status() );
-   EXPECT_EQ( published(), 0u );
+   EXPECT_EQ( published(), before ) << "a stopped machine publishes nothing";
 }
 
-TEST_F( IpAclConfigSmTest, aSliceThatThrowsIsMadeUpForByTheNextOne ) {
-   OnlyOnce once( [] { throw std::runtime_error( "clock" ); } );
-   const auto asking = startInterruptedBy( once );
-   EXPECT_THROW( asking->callDue(), std::runtime_error );
-   EXPECT_FALSE( status() );
-   EXPECT_FALSE( nothingDue( *asking ) );
-   runUntilIdle( *asking );
-   EXPECT_EQ( ruleCountOf( status() ), 4u );
-   EXPECT_EQ( published(), 1u );
+TEST_F( IpAclConfigSmTest, theNextSliceGoesOnAfterOneThatThrows ) {
+   for( const bool edited : { false, true } ) {
+      SCOPED_TRACE( edited ? "behind an edit" : "without an edit" );
+      OnlyOnce once( [ & ] {
+         if( edited ) ruleIs( *version, "5 deny 99.0.0.0/8" );
+         throw std::runtime_error( "clock" );
+      } );
+      const auto before = published();
+      const auto asking = startInterruptedBy( once );
+      EXPECT_THROW( asking->callDue(), std::runtime_error );
+      EXPECT_EQ( sm->bookmark(), edited ? 0u : 30u );
+      EXPECT_EQ( published(), before );
+      runUntilIdle( *asking );
+      EXPECT_EQ( ruleCountOf( status() ), edited ? 5u : 4u );
+      EXPECT_EQ( published(), before + 1 );
+   }
 }
 
-TEST_F( IpAclConfigSmTest, anEditInsideASliceThatThrowsBeginsAnew ) {
-   OnlyOnce once( [ & ] {
-      ruleIs( *version, "5 deny 99.0.0.0/8" );
-      throw std::runtime_error( "clock" );
-   } );
-   const auto asking = startInterruptedBy( once );
-   EXPECT_THROW( asking->callDue(), std::runtime_error );
-   EXPECT_EQ( sm->bookmark(), 0u );
-   runUntilIdle( *asking );
-   EXPECT_EQ( ruleCountOf( status() ), 5u );
-   EXPECT_EQ( published(), 1u );
-}
-
-TEST_F( IpAclConfigSmTest, aRuleThatFindsNoMemoryIsTheFirstOfTheNextSlice ) {
+TEST_F( IpAclConfigSmTest, aRuleWithoutMemoryIsTheFirstOfTheNextSlice ) {
    constexpr unsigned kRules = 6;
    size_t n = 0;
    for( ;; ++n ) {
@@ -1118,10 +926,10 @@ TEST_F( IpAclConfigSmTest, aRuleThatFindsNoMemoryIsTheFirstOfTheNextSlice ) {
       ASSERT_LT( n, 1000u );
    }
    EXPECT_EQ( ruleCountOf( status() ), kRules );
-   EXPECT_GT( n, 2u );   // each rule's data, where it is not one of a block, and the trie
+   EXPECT_GT( n, 2u );
 }
 
-TEST_F( IpAclConfigSmTest, aRestartThatFindsNoMemoryIsMadeUpForAtTheNextSlice ) {
+TEST_F( IpAclConfigSmTest, aRestartWithoutMemoryIsRepeatedAtTheNextSlice ) {
    for( size_t n = 0;; ++n ) {
       SCOPED_TRACE( n );
       startSliced( 6 );
@@ -1148,7 +956,7 @@ TEST_F( IpAclConfigSmTest, aRestartThatFindsNoMemoryIsMadeUpForAtTheNextSlice ) 
    }
 }
 
-TEST_F( IpAclConfigSmTest, ofSeveralThatThrowAtThePublicationTheFirstComesOut ) {
+TEST_F( IpAclConfigSmTest, aPublicationIsCompletedThoughSubscribersThrow ) {
    startSliced( 1 );
    const Reaction ofStatus( *symbol(), []( const Quoin::Change & ) { throw std::runtime_error( "status" ); } );
    const Reaction ofVersion( *symbol()->notifier(), []( const Quoin::Change & ) { throw std::logic_error( "version" ); } );
@@ -1157,14 +965,6 @@ TEST_F( IpAclConfigSmTest, ofSeveralThatThrowAtThePublicationTheFirstComesOut ) 
    EXPECT_EQ( published(), 1u );
    EXPECT_FALSE( sm->newTrie() );
    EXPECT_TRUE( nothingDue( *clock ) );
-}
-
-TEST_F( IpAclConfigSmTest, theListStandsThoughWhoHearsOfTheVersionThrows ) {
-   publishThoughItThrowsAt( *held->notifier() );
-}
-
-TEST_F( IpAclConfigSmTest, theVersionIsToldThoughWhoHearsOfTheStatusThrows ) {
-   publishThoughItThrowsAt( *held );
 }
 
 // ---- inspections
@@ -1183,7 +983,7 @@ TEST_F( Ip6AclConfigSmTest, aRuleMayBePutIntoTheTrieUnderConstruction ) {
    EXPECT_THAT( rulesOf( *sm->newTrie() ), ElementsAre( "7 deny 2001:db8::1/64 at 2001:db8::/64" ) );
 }
 
-TEST_F( IpAclConfigSmTest, whatAnInspectionFoundGoesWithTheCompilation ) {
+TEST_F( IpAclConfigSmTest, theEndOfACompilationDropsTheInspectedPrefixes ) {
    startSliced( 2 );
    sm->getIpPfxFromRule( ipRule( "10 permit 10.0.0.0/8" ) );
    const auto found = sm->pset();
@@ -1192,18 +992,6 @@ TEST_F( IpAclConfigSmTest, whatAnInspectionFoundGoesWithTheCompilation ) {
    EXPECT_EQ( sm->pset(), found ) << "not in a pause";
    clock->callDue();
    EXPECT_FALSE( sm->pset() );
-}
-
-TEST_F( IpAclConfigSmTest, anInspectionInsideThePublicationKeepsWhatItFound ) {
-   startSliced( 1 );
-   sm->getIpPfxFromRule( ipRule( "10 permit 10.0.0.0/8" ) );
-   const Reaction reaction( *symbol(), [ & ]( const Quoin::Change & ) {
-      EXPECT_FALSE( sm->pset() );
-      sm->getIpPfxFromRule( ipRule( "10 permit 11.0.0.0/8" ) );
-   } );
-   runUntilIdle( *clock );
-   ASSERT_TRUE( sm->pset() );
-   EXPECT_EQ( sm->pset()->toStrep(), "{11.0.0.0/8}" );
 }
 
 TEST_F( IpAclConfigSmTest, anInspectionFindsThePrefixesThatARulePermits ) {
@@ -1225,7 +1013,7 @@ TEST_F( IpAclConfigSmTest, anInspectionFindsThePrefixesThatARulePermits ) {
       TraceLog traces( "AclToPrefix::PermittedPrefixes" );
       sm->getIpPfxFromRule( ipRule( row.rule ) );
       expectFound( row, traces );
-      if( former ) { EXPECT_EQ( former->toStrep(), formerText ) << "who holds the former set has it as it was"; }
+      if( former ) { EXPECT_EQ( former->toStrep(), formerText ) << "the former set is not written again"; }
    }
    EXPECT_FALSE( sm->newTrie() );
    EXPECT_TRUE( nothingDue( *clock ) );
@@ -1252,71 +1040,43 @@ TEST_F( Ip6AclConfigSmTest, anInspectionFindsThePrefixesThatARulePermits ) {
    }
 }
 
-TEST_F( IpAclConfigSmTest, whatAnInspectionFindsIsTracedAtLevelEight ) {
-   start();
-   for( const char * category : { "AclToPrefix::PermittedPrefixes", "AclToIp6Prefix::PermittedPrefixes" } ) {
-      TraceLog traces( category, 7 );
-      sm->getIpPfxFromRule( ipRule( "10 permit 10.0.0.0/8" ) );
-      sm->getIp6PfxFromRule( ip6Rule( "10 permit 2001:db8::/32" ) );
-      EXPECT_THAT( traces.take(), IsEmpty() ) << category;
-   }
-}
-
 using IpAclConfigSmDeathTest = IpAclConfigSmTest;
 
-TEST_F( IpAclConfigSmDeathTest, withoutTrieARuleEndsTheProcess ) {
+TEST_F( IpAclConfigSmDeathTest, aRuleWithoutATrieEndsTheProcess ) {
    start();
    ASSERT_FALSE( sm->newTrie() );
    EXPECT_DEATH( sm->testAddIpAclEntryToTrie( 10, {} ), "Assertion failed: trie" );
    EXPECT_DEATH( sm->testAddIp6AclEntryToTrie( 10, {} ), "Assertion failed: trie" );
 }
 
-TEST_F( IpAclConfigSmDeathTest, aSliceOfAnIdleMachineThatFindsRulesEndsTheProcess ) {
-   startSliced( 2 );
-   runUntilIdle( *clock );
-   EXPECT_DEATH( sm->processClock(), "Assertion failed: trie" );
-}
-
 TEST_F( IpAclConfigSmDeathTest, nullsEndTheProcess ) {
    EXPECT_DEATH( makeNode<IpAclConfigSm>( "A", type, nullptr, list, clock ), "ipAclSymbolTable" );
    EXPECT_DEATH( makeNode<IpAclConfigSm>( "A", type, symbols, nullptr, clock ), "ipAccessList" );
-}
-
-TEST_F( IpAclConfigSmTest, withoutClockThereIsNoMachine ) {
    EXPECT_THROW( makeNode<IpAclConfigSm>( "A", type, symbols, list, nullptr ), Plinth::MutatorArgNullPointerException );
 }
 
 // ---- the end
 
-TEST_F( IpAclConfigSmTest, aMachineThatGoesTakesItsTrieAndItsCallAlongAtWhateverPoint ) {
-   const struct {
-      const char * what;
-      int turns;
-   } rows[] = { { "before the first slice", 0 }, { "in a pause", 1 }, { "in the last pause", 2 }, { "when all is done", 3 } };
-   for( const auto & row : rows ) {
-      SCOPED_TRACE( row.what );
-      const auto usesBefore = uses();
-      const auto before = published();
-      const auto old = status();
+TEST_F( IpAclConfigSmTest, aMachineReleasedBetweenSlicesDropsItsTrie ) {
+   for( const int turns : { 0, 1, 2 } ) {
+      SCOPED_TRACE( turns );
       startSliced( 3 );
-      for( int i = 0; i < row.turns; ++i ) clock->callDue();
+      for( int i = 0; i < turns; ++i ) clock->callDue();
       const auto trie = sm->newTrie();
+      ASSERT_TRUE( trie );
       sm = nullptr;
+      EXPECT_EQ( trie->useCount(), 1u );
       EXPECT_TRUE( nothingDue( *clock ) );
-      EXPECT_EQ( clock->callDue(), 0u );
-      if( trie ) { EXPECT_EQ( trie->useCount(), 1u ); }
-      EXPECT_EQ( published(), row.turns == 3 ? before + 1 : before );
-      if( row.turns < 3 ) { EXPECT_EQ( status(), old ); }
-      EXPECT_EQ( version->useCount(), 2u ) << "the list's and the test's";
-      EXPECT_EQ( uses(), usesBefore );
+      EXPECT_FALSE( status() );
+      EXPECT_EQ( published(), 0u );
    }
 }
 
-TEST_F( IpAclConfigSmTest, aMachineThatIsGoingCompilesNoMore ) {
+TEST_F( IpAclConfigSmTest, aStoppedMachineCompilesNothing ) {
    startSliced( 3 );
    clock->callDue();
    sm->hasNotificationActiveIs( false );
-   sm->plinthDoZombieReactors( true );   // as who has nested it gives it up
+   sm->plinthDoZombieReactors( true );
    runUntilIdle( *clock );
    EXPECT_FALSE( status() );
    EXPECT_EQ( published(), 0u );

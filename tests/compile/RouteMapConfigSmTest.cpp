@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -9,7 +10,7 @@
 #include <gmock/gmock.h>
 
 #include "substrate/quoin/DisplayPointer.h"
-#include "tests/compile/FilterFixtures.h"
+#include "tests/compile/RouteMapConfigSmFixtures.h"
 
 namespace Routing::Policy {
 namespace {
@@ -18,107 +19,48 @@ using namespace CompileFixtures;
 using Quoin::makeNode;
 using Quoin::Ptr;
 using Routing::RouteMap::Config;
-using Routing::RouteMap::Map;
 using Routing::RouteMap::MapEntry;
 using Routing::RouteMap::RouteMapOpModeType;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 using testing::StartsWith;
 using Log = std::vector<std::string>;
 
 static_assert( std::is_base_of_v<Zeugma::BaseOutputSm, RouteMapConfigSm> );
 
-class RouteMapConfigSmTest : public testing::Test {
+class RouteMapConfigSmTest : public RouteMapConfigSmFixture {
  protected:
-   /// Tasks go on until they are done, whatever the clock says.
-   RouteMapConfigSmTest() {
-      scheduler->budgetIs( []( const Zeugma::Task & ) { return false; } );
-   }
-   void start() { machine = routeMapConfigSmFactory( raw, filtered, root, filterHelper, symbolHelper, scheduler, users ); }
-   /// One sequence, and a version.
-   Ptr<Map> add( const char * name, uint32_t version = 1 ) const {
-      const auto map = raw->routeMapIs( name );
-      map->mapEntryIs( 10 );
-      map->versionIs( version );
-      return map;
-   }
+   /// With a version.
    void call( const char * name, const char * target ) const {
-      const auto map = raw->routeMap( name );
-      map->mapEntryIs( 10 )->subRouteMapIs( { target, false } );
-      map->versionIs( map->version() + 1 );
+      RouteMapConfigSmFixture::call( name, target );
+      raise( name );
    }
-   void del( const char * name ) const { raw->routeMapDel( name ); }
-   void yieldAfterEach() const {
-      scheduler->budgetIs( []( const Zeugma::Task & ) { return true; } );
-   }
-   Ptr<RouteMapSymbol> symbol( const char * name ) const { return root->routeMapTable()->symbol( name ); }
-   Ptr<const RouteMapStatus> status( const char * name ) const { return symbol( name )->rmStatus(); }
-   bool live( const char * name ) const { return filtered->routeMap().find( name ); }
-   /// Whether all that a route map has is there; or nothing of it.
-   testing::AssertionResult whole( const char * name, bool there ) const {
-      const std::pair<const char *, bool> parts[] = {
-         { "filtered", live( name ) },
-         { "filter machine", machine->routeMapConfigFilterSm().find( name ) != nullptr },
-         { "symbol machine", machine->routeMapConfigSymbolSm().find( name ) != nullptr },
-         { "reactor", machine->rmConfigSymbolReactorColl()->reactor().find( name ) != nullptr },
-         { "symbol", machine->allRmSymbol()->symbol().find( name ) != nullptr },
-      };
-      for( const auto & [ what, is ] : parts )
-         if( is != there ) return testing::AssertionFailure() << name << ": " << what << ( is ? " is there" : " is not there" );
-      return testing::AssertionSuccess();
-   }
-   const Zeugma::Task & task() const { return *machine->routeMapDeleteTask(); }
-
-   Ptr<Config> raw = makeNode<Config>(), filtered = makeNode<Config>();
-   Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
-   Ptr<RmConfigFilterSmHelperBase> filterHelper = makeNode<CommonRmConfigFilterSmHelper>();
-   Ptr<RmConfigSymbolSmHelperBase> symbolHelper = makeNode<CommonRmConfigSymbolSmHelper>( root );
-   Ptr<Zeugma::TaskScheduler> scheduler = makeNode<Zeugma::TaskScheduler>();
-   Ptr<MatchAggregateRoleUsers> users;
-   Ptr<RouteMapConfigSm> machine;
 };
 
 // ---- the start
 
-TEST_F( RouteMapConfigSmTest, withoutRouteMapsItMakesWhatAllShareAndLeavesTheCopyEmpty ) {
+TEST_F( RouteMapConfigSmTest, withoutRouteMapsItIsEmpty ) {
    start();
    EXPECT_TRUE( filtered->routeMap().empty() );
-   ASSERT_TRUE( machine->routeMapOpModeNotifier() );
-   ASSERT_TRUE( machine->routeMapUpdateNotifier() );
-   ASSERT_TRUE( machine->rmConfigSymbolReactorColl() );
-   ASSERT_TRUE( machine->allRmSymbol() );
-   ASSERT_TRUE( machine->routeMapDeleteTask() );
    EXPECT_EQ( machine->routeMapUpdateNotifier()->version(), 0u );
-   EXPECT_TRUE( machine->allRmSymbol()->symbol().empty() );
-   EXPECT_TRUE( machine->rmConfigSymbolReactorColl()->reactor().empty() );
-   EXPECT_TRUE( machine->pendingDelete().empty() );
-   EXPECT_TRUE( machine->deferredCreates().empty() );
-   EXPECT_TRUE( machine->routeMapConfigFilterSm().empty() );
-   EXPECT_TRUE( machine->routeMapConfigSymbolSm().empty() );
+   EXPECT_TRUE( machine->routeMapOpModeNotifier() && machine->routeMapDeleteTask() );
+   EXPECT_TRUE( machine->allRmSymbol()->symbol().empty() && machine->rmConfigSymbolReactorColl()->reactor().empty() );
+   EXPECT_TRUE( machine->pendingDelete().empty() && machine->deferredCreates().empty() );
    EXPECT_TRUE( scheduler->idle() );
    EXPECT_EQ( root->routeMapTable()->count(), 0u );
 }
 
-TEST_F( RouteMapConfigSmTest, holdsWhatItWasGiven ) {
-   start();
-   EXPECT_EQ( machine->rmConfig(), raw );
-   EXPECT_EQ( machine->filteredRmConfig(), filtered );
-   EXPECT_EQ( machine->policyRoot(), root );
-   EXPECT_EQ( machine->rmUpdateTaskScheduler(), scheduler );
-   EXPECT_TRUE( machine->hasNotificationActive() );
-}
-
-TEST_F( RouteMapConfigSmTest, theDeleteTaskHasItsNameItsPriorityAndTheScheduler ) {
+TEST_F( RouteMapConfigSmTest, theDeleteTaskHasItsNameAndPriority ) {
    start();
    EXPECT_EQ( task().taskName(), "RouteMapDelete" );
    EXPECT_EQ( int( task().taskPriority() ), 3 );
    EXPECT_EQ( task().taskScheduler(), scheduler );
    EXPECT_FALSE( task().taskScheduled() );
+   machine->deferredCreatesIs( "RM1", true );
+   EXPECT_FALSE( task().taskScheduled() ) << "a deferred create schedules nothing";
 }
 
-TEST_F( RouteMapConfigSmTest, whatStandsIsBuiltInsideTheConstructionByAscendingName ) {
+TEST_F( RouteMapConfigSmTest, existingRouteMapsAreCreatedInTheConstructionInOrder ) {
    for( const char * name : { "b", "a", "C" } ) add( name );
    raw->routeMapOpModeIs( RouteMapOpModeType( 2 ) );
    Log steps;
@@ -128,7 +70,7 @@ TEST_F( RouteMapConfigSmTest, whatStandsIsBuiltInsideTheConstructionByAscendingN
       else
          steps.push_back( std::string( Plinth::keyOf<Quoin::String>( change ).view() ) );
    } );
-   machine = makeNode<RouteMapConfigSm>( raw, filtered, root, filterHelper, symbolHelper, scheduler, users );   // not switched on
+   construct();   // not switched on
    EXPECT_THAT( steps, ElementsAre( "mode", "C", "a", "b" ) );
    for( const char * name : { "a", "b", "C" } ) {
       EXPECT_TRUE( whole( name, true ) );
@@ -139,7 +81,7 @@ TEST_F( RouteMapConfigSmTest, whatStandsIsBuiltInsideTheConstructionByAscendingN
    EXPECT_EQ( machine->routeMapUpdateNotifier()->version(), 3u ) << "a version copied for each";
 }
 
-TEST_F( RouteMapConfigSmTest, outputOfAnEarlierLifeIsWipedAlsoOfNamesThatThereAre ) {
+TEST_F( RouteMapConfigSmTest, oldOutputIsDeletedAtTheStart ) {
    add( "RM1" );
    const auto old = filtered->routeMapIs( "RM1" );
    old->mapEntryIs( 99 );
@@ -153,7 +95,7 @@ TEST_F( RouteMapConfigSmTest, outputOfAnEarlierLifeIsWipedAlsoOfNamesThatThereAr
    EXPECT_EQ( status( "RM1" )->seqStatus().count(), 1u );
 }
 
-TEST_F( RouteMapConfigSmTest, theWalkGoesOnWhenTheRouteMapsChangeUnderIt ) {
+TEST_F( RouteMapConfigSmTest, theFirstWalkSurvivesChanges ) {
    for( const char * name : { "a", "b", "d" } ) add( name );
    const Reaction reaction( *filtered, [ & ]( const Quoin::Change & change ) {
       if( Config::Field( change.field ) != Config::Field::routeMap || Plinth::keyOf<Quoin::String>( change ) != "a" ) return;
@@ -170,7 +112,7 @@ TEST_F( RouteMapConfigSmTest, theWalkGoesOnWhenTheRouteMapsChangeUnderIt ) {
 
 using RouteMapConfigSmDeathTest = RouteMapConfigSmTest;
 
-TEST_F( RouteMapConfigSmDeathTest, aRequiredPointerThatIsNullEndsTheProcess ) {
+TEST_F( RouteMapConfigSmDeathTest, aNullArgumentEndsTheProcess ) {
    struct Row {
       const char * text;
       std::function<void()> drop;
@@ -191,11 +133,11 @@ TEST_F( RouteMapConfigSmDeathTest, aRequiredPointerThatIsNullEndsTheProcess ) {
    EXPECT_TRUE( machine );
 }
 
-// ---- route maps come
+// ---- creating route maps
 
-TEST_F( RouteMapConfigSmTest, aRouteMapIsBuiltInTheWriteThatAddsIt ) {
+TEST_F( RouteMapConfigSmTest, aRouteMapIsCreatedInTheWriteThatAddsIt ) {
    start();
-   const auto known = symbol( "RM1" );   // somebody refers to it already
+   const auto known = symbol( "RM1" );   // a caller holds it already
    known->statusCurrentIs( true );
    Log steps;
    const auto note = [ & ]( const char * what ) {
@@ -212,78 +154,67 @@ TEST_F( RouteMapConfigSmTest, aRouteMapIsBuiltInTheWriteThatAddsIt ) {
    EXPECT_TRUE( whole( "RM1", true ) );
    EXPECT_EQ( machine->allRmSymbol()->symbol( "RM1" ), known ) << "the table's";
    EXPECT_EQ( machine->routeMapConfigSymbolSm( "RM1" )->rmSymbol(), known );
-   EXPECT_EQ( ( *machine->routeMapConfigSymbolSm().find( "RM1" ) )->routeMap(), filtered->routeMap( "RM1" ) ) << "the filtered one";
-   EXPECT_EQ( ( *machine->routeMapConfigFilterSm().find( "RM1" ) )->routeMap(), raw->routeMap( "RM1" ) );
-   EXPECT_EQ( ( *machine->routeMapConfigFilterSm().find( "RM1" ) )->filteredRmConfig(), filtered->routeMap( "RM1" ) );
-   EXPECT_EQ( ( *machine->routeMapConfigSymbolSm().find( "RM1" ) )->rmConfigSymbolReactor(),
-              machine->rmConfigSymbolReactorColl()->reactor( "RM1" ) );
+   EXPECT_EQ( compiler( "RM1" )->routeMap(), filtered->routeMap( "RM1" ) ) << "the filtered one";
+   EXPECT_EQ( filter( "RM1" )->routeMap(), raw->routeMap( "RM1" ) );
+   EXPECT_EQ( filter( "RM1" )->filteredRmConfig(), filtered->routeMap( "RM1" ) );
+   EXPECT_EQ( compiler( "RM1" )->rmConfigSymbolReactor(), machine->rmConfigSymbolReactorColl()->reactor( "RM1" ) );
 }
 
-/// Helpers of an agent: they note each sequence that they make, with what its machine stands on.
+/// Helpers of an agent that record the arguments of their calls.
 struct NotingFilterHelper final : RmConfigFilterSmHelperBase {
    Ptr<RmSeqConfigFilterSmBase> createSeqConfigSm( const Quoin::String & rmName, const Ptr<const MapEntry> & entry,
                                                    const Ptr<MapEntry> & copy, Config * config,
                                                    const Ptr<RouteMapBlockedSequenceList> & list,
                                                    const Ptr<const RouteMapUpdateNotifier> & update ) override {
-      made.push_back( "filter " + std::string( rmName.view() ) + " " + std::to_string( entry->seqno() ) );
-      root = config;
-      notifier = update;
-      return common->createSeqConfigSm( rmName, entry, copy, config, list, update );
+      calls.emplace_back( rmName, entry, config, update );
+      return makeNode<CommonRmConfigFilterSmHelper>()->createSeqConfigSm( rmName, entry, copy, config, list, update );
    }
-   Log made;
-   Config * root = nullptr;
-   Ptr<const RouteMapUpdateNotifier> notifier;
-   Ptr<CommonRmConfigFilterSmHelper> common = makeNode<CommonRmConfigFilterSmHelper>();
+   std::vector<std::tuple<Quoin::String, Ptr<const MapEntry>, Config *, Ptr<const RouteMapUpdateNotifier>>> calls;
 };
-
 struct NotingSymbolHelper final : RmConfigSymbolSmHelperBase {
    explicit NotingSymbolHelper( const Ptr<PolicyRoot> & root ) : common( makeNode<CommonRmConfigSymbolSmHelper>( root ) ) {}
    Ptr<RmSeqConfigSymbolSmBase> createSeqConfigSm( const Quoin::String & rmName, const Ptr<const MapEntry> & entry,
                                                    const Ptr<RouteMapSymbol> & rmSymbol, const Ptr<RmConfigSymbolReactor> & reactor,
                                                    const Ptr<const RouteMapOpModeNotifier> & mode ) override {
-      made.push_back( "symbol " + std::string( rmName.view() ) + " " + std::to_string( entry->seqno() ) );
-      entries.push_back( entry );
-      notifier = mode;
+      calls.emplace_back( rmName, entry, mode );
       return common->createSeqConfigSm( rmName, entry, rmSymbol, reactor, mode );
    }
-   Log made;
-   std::vector<Ptr<const MapEntry>> entries;
-   Ptr<const RouteMapOpModeNotifier> notifier;
+   std::vector<std::tuple<Quoin::String, Ptr<const MapEntry>, Ptr<const RouteMapOpModeNotifier>>> calls;
    Ptr<CommonRmConfigSymbolSmHelper> common;
 };
 
-TEST_F( RouteMapConfigSmTest, anAgentsHelpersMakeEverySequenceOfBothStages ) {
+TEST_F( RouteMapConfigSmTest, theHelpersCreateEverySequenceOfBothStages ) {
    const auto ofFilter = makeNode<NotingFilterHelper>();
    const auto ofSymbol = makeNode<NotingSymbolHelper>( root );
    filterHelper = ofFilter;
    symbolHelper = ofSymbol;
    add( "RM1" );
    start();
-   EXPECT_THAT( std::exchange( ofFilter->made, {} ), ElementsAre( "filter RM1 10" ) );
-   EXPECT_THAT( std::exchange( ofSymbol->made, {} ), ElementsAre( "symbol RM1 10" ) );
-   EXPECT_EQ( ofFilter->root, filtered.get() );
-   EXPECT_EQ( ofFilter->notifier, machine->routeMapUpdateNotifier() ) << "one for all route maps";
-   EXPECT_EQ( ofSymbol->notifier, machine->routeMapOpModeNotifier() );
-   EXPECT_THAT( ofSymbol->entries, ElementsAre( filtered->routeMap( "RM1" )->mapEntry( 10 ) ) ) << "the filtered one";
-   add( "RM2" )->mapEntryIs( 20 );
-   EXPECT_THAT( ofFilter->made, ElementsAre( "filter RM2 10", "filter RM2 20" ) );
-   EXPECT_THAT( ofSymbol->made, ElementsAre( "symbol RM2 10", "symbol RM2 20" ) );
+   add( "RM2" );
+   const auto update = machine->routeMapUpdateNotifier();
+   const auto mode = machine->routeMapOpModeNotifier();
+   const auto input = [ & ]( const char * name ) { return raw->routeMap( name )->mapEntry( 10 ); };
+   const auto copy = [ & ]( const char * name ) { return filtered->routeMap( name )->mapEntry( 10 ); };
+   EXPECT_THAT( ofFilter->calls,
+                ElementsAre( std::tuple( "RM1", input( "RM1" ), filtered.get(), update ),
+                             std::tuple( "RM2", input( "RM2" ), filtered.get(), update ) ) );
+   EXPECT_THAT( ofSymbol->calls, ElementsAre( std::tuple( "RM1", copy( "RM1" ), mode ), std::tuple( "RM2", copy( "RM2" ), mode ) ) );
 }
 
-TEST_F( RouteMapConfigSmTest, aNameThatIsLiveIsNoWork ) {
+TEST_F( RouteMapConfigSmTest, anExistingNameIsNotCreatedAgain ) {
    add( "RM1" );
    start();
    TraceLog traces( "RouteMapConfigSm" );
-   const auto filter = *machine->routeMapConfigFilterSm().find( "RM1" );
+   const auto oldFilter = filter( "RM1" );
    machine->handleRouteMap( "RM1" );
    machine->handleRouteMap( "RM2" );   // in neither
    EXPECT_THAT( traces.take(), IsEmpty() );
-   EXPECT_EQ( *machine->routeMapConfigFilterSm().find( "RM1" ), filter );
+   EXPECT_EQ( filter( "RM1" ), oldFilter );
    EXPECT_TRUE( scheduler->idle() );
    EXPECT_TRUE( whole( "RM2", false ) );
 }
 
-TEST_F( RouteMapConfigSmTest, aSymbolThatIsCalledBeforeItsRouteMapExistsIsTheOneThatIsFilled ) {
+TEST_F( RouteMapConfigSmTest, aSymbolCalledBeforeItsRouteMapExistsIsFilled ) {
    start();
    raw->routeMapIs( "RM1" );
    call( "RM1", "RM2" );
@@ -297,11 +228,11 @@ TEST_F( RouteMapConfigSmTest, aSymbolThatIsCalledBeforeItsRouteMapExistsIsTheOne
    EXPECT_EQ( status( "RM1" )->seqStatus( 10 )->subRouteMap(), called->rmStatus() );
 }
 
-TEST_F( RouteMapConfigSmTest, existsFromTheMomentItsNameIsInTheFilteredConfiguration ) {
+TEST_F( RouteMapConfigSmTest, existsWhileItsNameIsInTheFilteredConfiguration ) {
    start();
    filtered->routeMapIs( "RM1" );   // not by the machine
    raw->routeMapIs( "RM1" );
-   EXPECT_FALSE( machine->routeMapConfigFilterSm().find( "RM1" ) ) << "asked is the filtered configuration, not the machines";
+   EXPECT_FALSE( machine->routeMapConfigFilterSm().find( "RM1" ) ) << "the filtered configuration counts, not the machines";
    del( "RM1" );
    EXPECT_EQ( machine->pendingDelete().count(), 1u );
    const uint32_t before = machine->routeMapUpdateNotifier()->version();
@@ -310,9 +241,9 @@ TEST_F( RouteMapConfigSmTest, existsFromTheMomentItsNameIsInTheFilteredConfigura
    EXPECT_EQ( machine->routeMapUpdateNotifier()->version(), before + 1 );
 }
 
-// ---- route maps go
+// ---- deleting route maps
 
-TEST_F( RouteMapConfigSmTest, aRouteMapThatGoesKeepsItsStatusUntilTheTaskHasRun ) {
+TEST_F( RouteMapConfigSmTest, aDeletedRouteMapKeepsItsStatusUntilTheTaskRan ) {
    add( "RM1" );
    start();
    const auto kept = symbol( "RM1" );
@@ -337,7 +268,7 @@ TEST_F( RouteMapConfigSmTest, aRouteMapThatGoesKeepsItsStatusUntilTheTaskHasRun 
    EXPECT_EQ( task().taskRuns(), 1u );
 }
 
-TEST_F( RouteMapConfigSmTest, aRouteMapIsTakenDownInOrder ) {
+TEST_F( RouteMapConfigSmTest, aRouteMapIsDeletedInOrder ) {
    users = makeNode<MatchAggregateRoleUsers>();
    add( "RM1" );
    start();
@@ -363,7 +294,7 @@ TEST_F( RouteMapConfigSmTest, aRouteMapIsTakenDownInOrder ) {
    EXPECT_FALSE( users->mapNameHas( "RM1" ) );
 }
 
-TEST_F( RouteMapConfigSmTest, whoCallsARouteMapThatGoesFindsItUndefined ) {
+TEST_F( RouteMapConfigSmTest, theCallerOfADeletedRouteMapFindsItUndefined ) {
    add( "RM2" );
    raw->routeMapIs( "RM1" );
    call( "RM1", "RM2" );
@@ -377,7 +308,7 @@ TEST_F( RouteMapConfigSmTest, whoCallsARouteMapThatGoesFindsItUndefined ) {
    EXPECT_NE( status( "RM1" )->undefinedReferences().value, 0u );
 }
 
-TEST_F( RouteMapConfigSmTest, pendingDeleteIsSchedulesForANewValueOnly ) {
+TEST_F( RouteMapConfigSmTest, pendingDeleteIsSchedulesOnlyForANewValue ) {
    start();
    int woken = 0;
    scheduler->wakeUpCallbackIs( [ & ] { ++woken; } );
@@ -408,20 +339,11 @@ TEST_F( RouteMapConfigSmTest, pendingDeleteIsSchedulesForANewValueOnly ) {
    EXPECT_TRUE( machine->pendingDelete().empty() );
 }
 
-TEST_F( RouteMapConfigSmTest, deferredCreatesIsSchedulesNothing ) {
-   start();
-   machine->deferredCreatesIs( "RM1", true );
-   EXPECT_TRUE( scheduler->idle() );
-   EXPECT_EQ( machine->deferredCreates().count(), 1u );
-   machine->deferredCreatesDel( "RM1" );
-   EXPECT_TRUE( machine->deferredCreates().empty() );
-}
-
-TEST_F( RouteMapConfigSmTest, goneAndBackBeforeTheTaskRunsItIsBuiltAnew ) {
+TEST_F( RouteMapConfigSmTest, aRouteMapReplacedBeforeTheTaskRunsIsCreatedAgain ) {
    add( "RM1" );
    start();
-   const Ptr<RouteMapConfigFilterSm> filter = *machine->routeMapConfigFilterSm().find( "RM1" );
-   const Ptr<RouteMapConfigSymbolSm> compiler = *machine->routeMapConfigSymbolSm().find( "RM1" );
+   const auto oldFilter = filter( "RM1" );
+   const auto oldCompiler = compiler( "RM1" );
    const auto copy = filtered->routeMap( "RM1" );
    const auto reactor = machine->rmConfigSymbolReactorColl()->reactor( "RM1" );
    const auto kept = symbol( "RM1" );
@@ -429,8 +351,8 @@ TEST_F( RouteMapConfigSmTest, goneAndBackBeforeTheTaskRunsItIsBuiltAnew ) {
    del( "RM1" );
    const auto map = raw->routeMapIs( "RM1" );
    EXPECT_TRUE( *machine->deferredCreates().find( "RM1" ) );
-   EXPECT_TRUE( *machine->pendingDelete().find( "RM1" ) ) << "the delete stands";
-   EXPECT_EQ( *machine->routeMapConfigFilterSm().find( "RM1" ), filter );
+   EXPECT_TRUE( *machine->pendingDelete().find( "RM1" ) ) << "still pending";
+   EXPECT_EQ( filter( "RM1" ), oldFilter );
    map->mapEntryIs( 10 );
    map->mapEntryIs( 20 );
    map->versionIs( 5 );
@@ -442,18 +364,18 @@ TEST_F( RouteMapConfigSmTest, goneAndBackBeforeTheTaskRunsItIsBuiltAnew ) {
    scheduler->runUntilIdle();
    EXPECT_THAT( versions, ElementsAre( "undefined", "2 sequences" ) );
    EXPECT_TRUE( whole( "RM1", true ) );
-   EXPECT_NE( *machine->routeMapConfigFilterSm().find( "RM1" ), filter );
-   EXPECT_NE( *machine->routeMapConfigSymbolSm().find( "RM1" ), compiler );
+   EXPECT_NE( filter( "RM1" ), oldFilter );
+   EXPECT_NE( compiler( "RM1" ), oldCompiler );
    EXPECT_NE( filtered->routeMap( "RM1" ), copy );
    EXPECT_NE( machine->rmConfigSymbolReactorColl()->reactor( "RM1" ), reactor );
-   EXPECT_EQ( machine->allRmSymbol()->symbol( "RM1" ), kept ) << "somebody kept it";
+   EXPECT_EQ( machine->allRmSymbol()->symbol( "RM1" ), kept ) << "it is still in use";
    EXPECT_TRUE( machine->deferredCreates().empty() );
-   EXPECT_EQ( task().taskWorkCount(), 2u ) << "one gone, one made";
-   EXPECT_FALSE( filter->hasNotificationActive() );
-   EXPECT_FALSE( compiler->hasNotificationActive() );
+   EXPECT_EQ( task().taskWorkCount(), 2u ) << "one deletion, one creation";
+   EXPECT_FALSE( oldFilter->hasNotificationActive() );
+   EXPECT_FALSE( oldCompiler->hasNotificationActive() );
 }
 
-TEST_F( RouteMapConfigSmTest, goneAndBackItHasANewSymbolIfNobodyKeptTheOldOne ) {
+TEST_F( RouteMapConfigSmTest, aReplacedRouteMapHasANewSymbolUnlessSomebodyHeldIt ) {
    add( "RM1" );
    start();
    struct Gone final : Quoin::Subscriber {
@@ -464,19 +386,19 @@ TEST_F( RouteMapConfigSmTest, goneAndBackItHasANewSymbolIfNobodyKeptTheOldOne ) 
    add( "RM1", 2 );
    EXPECT_TRUE( watcher.subscribed() );
    scheduler->runUntilIdle();
-   EXPECT_FALSE( watcher.subscribed() ) << "the old symbol has gone";
+   EXPECT_FALSE( watcher.subscribed() ) << "the old symbol is released";
    EXPECT_TRUE( machine->allRmSymbol()->symbol( "RM1" ) );
    EXPECT_TRUE( status( "RM1" ) );
    EXPECT_EQ( root->routeMapTable()->count(), 1u );
 }
 
-TEST_F( RouteMapConfigSmTest, backAndGoneAgainNothingIsBuilt ) {
+TEST_F( RouteMapConfigSmTest, aRouteMapDeletedAgainBeforeTheTaskRunsIsNotCreated ) {
    add( "RM1" );
    start();
    del( "RM1" );
    add( "RM1" );
    del( "RM1" );
-   EXPECT_EQ( machine->deferredCreates().count(), 1u ) << "emptied by the task alone";
+   EXPECT_EQ( machine->deferredCreates().count(), 1u ) << "left to the task";
    scheduler->runUntilIdle();
    EXPECT_TRUE( whole( "RM1", false ) );
    EXPECT_TRUE( machine->deferredCreates().empty() );
@@ -485,29 +407,24 @@ TEST_F( RouteMapConfigSmTest, backAndGoneAgainNothingIsBuilt ) {
 }
 
 TEST_F( RouteMapConfigSmTest, theTaskYieldsBetweenTwoRouteMaps ) {
-   add( "RM1" );
-   add( "RM2" );
+   for( const char * name : { "RM1", "RM2" } ) add( name );
    start();
    yieldAfterEach();
-   del( "RM1" );
-   del( "RM2" );
+   for( const char * name : { "RM1", "RM2" } ) del( name );
    ASSERT_TRUE( scheduler->runOne() );
-   EXPECT_EQ( machine->pendingDelete().count(), 1u );
    EXPECT_EQ( task().taskWorkCount(), 1u );
    EXPECT_EQ( task().taskWorkPending(), 1u );
    EXPECT_TRUE( task().taskScheduled() );
    EXPECT_EQ( live( "RM1" ) + live( "RM2" ), 1 );
-   const char * left = live( "RM1" ) ? "RM1" : "RM2";
-   EXPECT_TRUE( whole( left, true ) ) << "never half of one";
+   EXPECT_TRUE( whole( live( "RM1" ) ? "RM1" : "RM2", true ) ) << "never half of one";
    ASSERT_TRUE( scheduler->runOne() );
-   EXPECT_TRUE( machine->pendingDelete().empty() );
    EXPECT_EQ( task().taskWorkCount(), 2u );
    EXPECT_EQ( task().taskWorkPending(), 0u );
    EXPECT_FALSE( task().taskScheduled() );
-   EXPECT_TRUE( whole( left, false ) );
+   for( const char * name : { "RM1", "RM2" } ) EXPECT_TRUE( whole( name, false ) );
 }
 
-TEST_F( RouteMapConfigSmTest, aCreationNeverOvertakesADeletion ) {
+TEST_F( RouteMapConfigSmTest, creationsRunAfterAllDeletions ) {
    for( const char * name : { "RM1", "RM2", "RM3" } ) add( name );
    start();
    yieldAfterEach();
@@ -539,24 +456,7 @@ TEST_F( RouteMapConfigSmTest, aCreationNeverOvertakesADeletion ) {
    for( const char * name : { "RM1", "RM2", "RM3" } ) EXPECT_TRUE( whole( name, true ) );
 }
 
-TEST_F( RouteMapConfigSmTest, goneOnceMoreBeforeItWasBuiltAgainNothingIsLeftOfIt ) {
-   add( "RM1" );
-   start();
-   yieldAfterEach();
-   del( "RM1" );
-   add( "RM1", 2 );
-   scheduler->runOne();   // taken down, not yet built
-   EXPECT_TRUE( machine->pendingDelete().empty() );
-   EXPECT_EQ( machine->deferredCreates().count(), 1u );
-   EXPECT_TRUE( whole( "RM1", false ) );
-   del( "RM1" );
-   EXPECT_TRUE( machine->pendingDelete().empty() ) << "there is nothing to take down";
-   scheduler->runUntilIdle();
-   EXPECT_TRUE( whole( "RM1", false ) );
-   EXPECT_TRUE( machine->deferredCreates().empty() );
-}
-
-TEST_F( RouteMapConfigSmTest, comesBackInAnotherWriteOnceItIsTakenDown ) {
+TEST_F( RouteMapConfigSmTest, aRouteMapAddedAfterItsDeletionIsCreatedAtOnce ) {
    add( "RM1" );
    start();
    yieldAfterEach();
@@ -564,35 +464,22 @@ TEST_F( RouteMapConfigSmTest, comesBackInAnotherWriteOnceItIsTakenDown ) {
    add( "RM1", 2 );
    scheduler->runOne();
    raw->routeMapDel( "RM1" );
-   add( "RM1", 3 );   // nothing is pending: built at once
+   add( "RM1", 3 );   // nothing is pending
    EXPECT_TRUE( whole( "RM1", true ) );
-   const Ptr<RouteMapConfigFilterSm> filter = *machine->routeMapConfigFilterSm().find( "RM1" );
+   const auto oldFilter = filter( "RM1" );
    scheduler->runUntilIdle();
-   EXPECT_EQ( *machine->routeMapConfigFilterSm().find( "RM1" ), filter ) << "the deferred create finds it live";
+   EXPECT_EQ( filter( "RM1" ), oldFilter ) << "the deferred create finds it";
    EXPECT_TRUE( machine->deferredCreates().empty() );
 }
 
-TEST_F( RouteMapConfigSmTest, aDeletionThatComesUpWhileTheTaskRunsIsDoneToo ) {
-   add( "RM1" );
-   add( "RM2" );
-   start();
-   const Reaction reaction( *machine->routeMapUpdateNotifier(), [ & ]( const Quoin::Change & ) { del( "RM2" ); } );
-   del( "RM1" );
-   scheduler->runUntilIdle();
-   EXPECT_TRUE( whole( "RM1", false ) );
-   EXPECT_TRUE( whole( "RM2", false ) );
-   EXPECT_EQ( task().taskWorkCount(), 2u );
-   EXPECT_EQ( task().taskWorkPending(), 0u );
-}
-
-TEST_F( RouteMapConfigSmTest, aDeletedRouteMapFreesWhoIsBlockedByIt ) {
+TEST_F( RouteMapConfigSmTest, aDeletedRouteMapFreesABlockedSequence ) {
    raw->routeMapIs( "A" );
    raw->routeMapIs( "B" );
    call( "B", "A" );
    start();
    call( "A", "B" );
    scheduler->runUntilIdle();
-   const auto list = ( *machine->routeMapConfigFilterSm().find( "A" ) )->routeMapBlockedSequenceList();
+   const auto list = filter( "A" )->routeMapBlockedSequenceList();
    ASSERT_TRUE( list->sequence( 10 ) );
    del( "B" );
    EXPECT_TRUE( list->sequence( 10 ) ) << "the filtered B still calls";
@@ -603,23 +490,9 @@ TEST_F( RouteMapConfigSmTest, aDeletedRouteMapFreesWhoIsBlockedByIt ) {
    EXPECT_TRUE( symbol( "A" )->statusCurrent() );
 }
 
-TEST_F( RouteMapConfigSmTest, aRouteMapThatIsDeferredForEverComesFreeWhenItIsRebuilt ) {
-   start();
-   raw->routeMapIs( "A" );
-   call( "A", "A" );
-   raw->routeMap( "A" )->mapEntryDel( 10 );
-   raw->routeMap( "A" )->versionIs( 9 );
-   EXPECT_EQ( filtered->routeMap( "A" )->version(), 0u );
-   del( "A" );
-   add( "A", 10 );
-   scheduler->runUntilIdle();
-   EXPECT_EQ( filtered->routeMap( "A" )->version(), 10u );
-   EXPECT_TRUE( status( "A" ) );
-}
-
 // ---- the mode
 
-TEST_F( RouteMapConfigSmTest, aModeGoesToTheCopyThenToTheNotifierThenToTheRouteMaps ) {
+TEST_F( RouteMapConfigSmTest, aModeIsWrittenToCopyThenNotifierThenRouteMaps ) {
    add( "RM1" );
    start();
    raw->routeMap( "RM1" )->mapEntryIs( 10 )->distanceIs( 5 );   // marked, its version has not moved
@@ -644,31 +517,21 @@ TEST_F( RouteMapConfigSmTest, aModeGoesToTheCopyThenToTheNotifierThenToTheRouteM
    EXPECT_THAT( steps, IsEmpty() );
 }
 
-TEST_F( RouteMapConfigSmTest, aModeReachesEveryRouteMapAndNoFilter ) {
+TEST_F( RouteMapConfigSmTest, aModeCompilesEveryRouteMapAndRunsNoFilter ) {
    for( const char * name : { "RM1", "RM2", "RM3" } ) add( name );
    start();
    for( const char * name : { "RM1", "RM2", "RM3" } ) raw->routeMap( name )->mapEntryIs( 10 )->distanceIs( 5 );
    TraceLog traces( "RouteMapConfigFilterSm" );
-   filtered->routeMap( "RM1" )->versionIs( 0 );   // a filter that were called would mend it
+   filtered->routeMap( "RM1" )->versionIs( 0 );   // a filter would correct it
    raw->routeMapOpModeIs( RouteMapOpModeType( 1 ) );
    for( const char * name : { "RM1", "RM2", "RM3" } ) EXPECT_EQ( status( name )->seqStatus( 10 )->setter().count(), 1u ) << name;
    EXPECT_THAT( traces.take(), IsEmpty() );
    EXPECT_EQ( filtered->routeMap( "RM1" )->version(), 0u );
 }
 
-TEST_F( RouteMapConfigSmTest, aModeWithoutRouteMapsIsOnlyPassedOn ) {
-   start();
-   raw->routeMapOpModeIs( RouteMapOpModeType( 7 ) );
-   EXPECT_EQ( filtered->routeMapOpMode(), RouteMapOpModeType( 7 ) );
-   EXPECT_EQ( machine->routeMapOpModeNotifier()->routeMapOpMode(), RouteMapOpModeType( 7 ) );
-   EXPECT_EQ( machine->routeMapUpdateNotifier()->version(), 0u );
-   EXPECT_TRUE( filtered->routeMap().empty() );
-   EXPECT_TRUE( scheduler->idle() );
-}
-
 // ---- traces
 
-TEST_F( RouteMapConfigSmTest, tracesWhatComesAndGoes ) {
+TEST_F( RouteMapConfigSmTest, tracesCreationAndDeletion ) {
    start();
    TraceLog traces( "RouteMapConfigSm" );
    raw->routeMapIs( "RM1" );
@@ -684,9 +547,9 @@ TEST_F( RouteMapConfigSmTest, tracesWhatComesAndGoes ) {
                              "creating routeMapConfigSymbolSm RM1" ) );
 }
 
-// ---- the end
+// ---- lifetime
 
-/// All that a configuration can hold: lists, calls, a blocked call, a continue, calls of what there is not.
+/// Lists, calls, a blocked call, a continue, calls of an undefined route map.
 void fill( const Ptr<Config> & raw ) {
    for( const char * name : { "A", "B", "C" } ) {
       const auto map = raw->routeMapIs( name );
@@ -707,76 +570,49 @@ size_t symbolsOf( const PolicyRoot & root ) {
       root.ipv4AclListTable()->count();
 }
 
-TEST_F( RouteMapConfigSmTest, nothingIsLeftOfWhatHasGone ) {
+TEST_F( RouteMapConfigSmTest, deletingEverythingLeavesNothing ) {
    start();
-   const auto uses = [ & ] {
-      return std::vector<uint32_t>{ raw->useCount(),
-                                    filtered->useCount(),
-                                    root->useCount(),
-                                    scheduler->useCount(),
-                                    filterHelper->useCount(),
-                                    symbolHelper->useCount(),
-                                    machine->useCount(),
-                                    machine->routeMapUpdateNotifier()->useCount(),
-                                    machine->routeMapOpModeNotifier()->useCount(),
-                                    machine->rmConfigSymbolReactorColl()->useCount(),
-                                    machine->allRmSymbol()->useCount() };
-   };
-   const auto before = uses();
    for( int round = 0; round < 3; ++round ) {
       SCOPED_TRACE( round );
       fill( raw );
       if( round > 0 ) scheduler->runUntilIdle();
-      if( round == 1 ) raw->routeMap( "C" )->mapEntryDel( 20 );   // the blocked one
-      EXPECT_EQ( symbolsOf( *root ), 7u ) << "three route maps, one that is missing, three lists";
+      if( round == 1 ) raw->routeMap( "C" )->mapEntryDel( 20 );   // the blocked sequence
+      EXPECT_EQ( symbolsOf( *root ), 7u ) << "three route maps, an undefined one, three lists";
       if( round == 2 ) yieldAfterEach();
       raw->routeMapDelAll();
       scheduler->runUntilIdle();
       EXPECT_EQ( symbolsOf( *root ), 0u );
-      EXPECT_TRUE( filtered->routeMap().empty() );
-      EXPECT_TRUE( machine->allRmSymbol()->symbol().empty() );
-      EXPECT_TRUE( machine->rmConfigSymbolReactorColl()->reactor().empty() );
-      EXPECT_TRUE( machine->routeMapConfigFilterSm().empty() );
-      EXPECT_TRUE( machine->routeMapConfigSymbolSm().empty() );
+      for( const char * name : { "A", "B", "C" } ) EXPECT_TRUE( whole( name, false ) );
       EXPECT_TRUE( machine->pendingDelete().empty() );
       EXPECT_TRUE( machine->deferredCreates().empty() );
-      EXPECT_EQ( uses(), before );
    }
 }
 
-TEST_F( RouteMapConfigSmTest, theMachineThatGoesDoesNoMoreWorkAndHoldsNothingAtWhateverPoint ) {
+TEST_F( RouteMapConfigSmTest, aReleasedMachineDropsItsWorkAndItsSymbols ) {
+   const auto settled = [ & ] { fill( raw ), scheduler->runUntilIdle(); };
    struct Row {
       const char * what;
       std::function<void()> reach;
    };
    const Row rows[] = {
-      { "without route maps", [] {} },
       { "with route maps, one of them blocked", [ & ] { fill( raw ); } },
-      { "settled", [ & ] { fill( raw ), scheduler->runUntilIdle(); } },
-      { "with edits under way",
-        [ & ] { fill( raw ), scheduler->runUntilIdle(), raw->routeMap( "A" )->mapEntryIs( 10 )->distanceIs( 1 ); } },
-      { "with a deletion due", [ & ] { fill( raw ), scheduler->runUntilIdle(), del( "B" ); } },
-      { "with a creation deferred", [ & ] { fill( raw ), del( "B" ), add( "B" ); } },
-      { "half of the deletions done", [ & ] { fill( raw ), yieldAfterEach(), del( "A" ), del( "B" ), scheduler->runOne(); } },
-      { "with updates of callers due", [ & ] { fill( raw ), scheduler->runUntilIdle(), call( "B", "" ); } },
-      { "going already", [ & ] { fill( raw ), machine->plinthDoZombieReactors( true ); } },
+      { "with pending edits", [ & ] { settled(), raw->routeMap( "A" )->mapEntryIs( 10 )->distanceIs( 1 ); } },
+      { "with a deferred create", [ & ] { settled(), del( "B" ), add( "B" ); } },
+      { "with half of the deletions done", [ & ] { fill( raw ), yieldAfterEach(), del( "A" ), del( "B" ), scheduler->runOne(); } },
+      { "with pending updates of callers", [ & ] { settled(), call( "B", "" ); } },
+      { "stopping already", [ & ] { fill( raw ), machine->plinthDoZombieReactors( true ), add( "RM1" ); } },
    };
    for( const Row & row : rows ) {
       SCOPED_TRACE( row.what );
       raw->routeMapDelAll();
       start();
       row.reach();
-      const uint32_t before = machine->routeMapUpdateNotifier()->version();
+      EXPECT_FALSE( live( "RM1" ) );
       const auto update = machine->routeMapUpdateNotifier();
+      const uint32_t before = update->version();
       machine = nullptr;
-      EXPECT_TRUE( scheduler->idle() ) << "no task is left";
+      EXPECT_TRUE( scheduler->idle() );
       EXPECT_EQ( symbolsOf( *root ), 0u );
-      EXPECT_EQ( raw->useCount(), 1u );
-      EXPECT_EQ( filtered->useCount(), 1u );
-      EXPECT_EQ( scheduler->useCount(), 1u );
-      EXPECT_EQ( filterHelper->useCount(), 1u );
-      EXPECT_EQ( symbolHelper->useCount(), 1u );
-      EXPECT_EQ( update->useCount(), 1u );
       add( "D" );
       raw->routeMapOpModeIs( RouteMapOpModeType( unsigned( raw->routeMapOpMode() ) + 1 ) );
       EXPECT_FALSE( live( "D" ) );
@@ -784,41 +620,26 @@ TEST_F( RouteMapConfigSmTest, theMachineThatGoesDoesNoMoreWorkAndHoldsNothingAtW
    }
 }
 
-TEST_F( RouteMapConfigSmTest, aMachineThatIsGoingHearsNothing ) {
-   start();
-   machine->plinthDoZombieReactors( true );
-   add( "RM1" );
+TEST_F( RouteMapConfigSmTest, changesBeforeItIsSwitchedOnAreCompiled ) {
+   add( "DELETED" );
+   add( "REPLACED" );
+   construct();
+   del( "DELETED" );
+   del( "REPLACED" );
+   add( "REPLACED", 2 )->mapEntryIs( 20 );
+   add( "NEW" );
    raw->routeMapOpModeIs( RouteMapOpModeType( 3 ) );
-   EXPECT_TRUE( filtered->routeMap().empty() );
-   EXPECT_EQ( filtered->routeMapOpMode(), RouteMapOpModeType( 0 ) );
-}
-
-TEST_F( RouteMapConfigSmTest, whatChangesBehindTheScanIsFoundWhenItIsSwitchedOn ) {
-   add( "RM1" );
-   machine = makeNode<RouteMapConfigSm>( raw, filtered, root, filterHelper, symbolHelper, scheduler, users );
-   del( "RM1" );
-   add( "RM2" );
-   raw->routeMapOpModeIs( RouteMapOpModeType( 3 ) );
-   EXPECT_FALSE( live( "RM2" ) );
+   EXPECT_FALSE( live( "NEW" ) );
    machine->hasNotificationActiveIs( true );
    scheduler->runUntilIdle();
-   EXPECT_TRUE( whole( "RM1", false ) );
-   EXPECT_TRUE( whole( "RM2", true ) );
+   EXPECT_TRUE( whole( "DELETED", false ) );
+   EXPECT_TRUE( whole( "NEW", true ) );
+   EXPECT_EQ( filtered->routeMap( "REPLACED" )->version(), 2u );
+   EXPECT_EQ( status( "REPLACED" )->seqStatus().count(), 2u ) << "not the sequences of the deleted route map";
    EXPECT_EQ( filtered->routeMapOpMode(), RouteMapOpModeType( 3 ) );
 }
 
-TEST_F( RouteMapConfigSmTest, aRouteMapThatIsReplacedBehindTheScanIsBuiltAnew ) {
-   add( "RM1" );
-   machine = makeNode<RouteMapConfigSm>( raw, filtered, root, filterHelper, symbolHelper, scheduler, users );
-   del( "RM1" );
-   add( "RM1", 2 )->mapEntryIs( 20 );
-   machine->hasNotificationActiveIs( true );
-   scheduler->runUntilIdle();
-   EXPECT_EQ( filtered->routeMap( "RM1" )->version(), 2u );
-   EXPECT_EQ( status( "RM1" )->seqStatus().count(), 2u ) << "not that of the route map that has gone";
-}
-
-TEST_F( RouteMapConfigSmTest, aRouteMapThatGoesWhileItIsBuiltIsTakenDownAgain ) {
+TEST_F( RouteMapConfigSmTest, aRouteMapMayBeDeletedWhileItIsCreated ) {
    start();
    struct Row {
       const char * what;
@@ -855,7 +676,7 @@ TEST_F( RouteMapConfigSmTest, aRouteMapThatGoesWhileItIsBuiltIsTakenDownAgain ) 
    }
 }
 
-TEST_F( RouteMapConfigSmTest, itMayGoInWhateverItBringsAbout ) {
+TEST_F( RouteMapConfigSmTest, mayBeReleasedInAnyOfItsWrites ) {
    struct Row {
       const char * what;
       std::function<Ptr<const Quoin::Node>()> watched;
@@ -867,6 +688,8 @@ TEST_F( RouteMapConfigSmTest, itMayGoInWhateverItBringsAbout ) {
    const auto update = [ & ] { return machine->routeMapUpdateNotifier(); };
    const auto mode = [ & ] { return machine->routeMapOpModeNotifier(); };
    const auto ofStatus = [ & ] { return symbol( "A" )->notifier(); };
+   const auto current = [ & ] { return symbol( "A" ); };   // statusCurrent
+   const auto first = [ & ] { return raw->routeMap( "A" )->mapEntry( 10 ); };
    const auto creates = [ & ] { raw->routeMapIs( "NEW" ); };
    const auto deletes = [ & ] { del( "A" ), scheduler->runUntilIdle(); };
    const auto changesMode = [ & ] { raw->routeMapOpModeIs( RouteMapOpModeType( unsigned( raw->routeMapOpMode() ) + 1 ) ); };
@@ -875,15 +698,21 @@ TEST_F( RouteMapConfigSmTest, itMayGoInWhateverItBringsAbout ) {
       { "a new symbol", symbols, creates },
       { "a new copy", copies, creates },
       { "a new reactor", reactors, creates },
-      { "a copy that goes", copies, deletes },
-      { "a reactor that goes", reactors, deletes },
-      { "a symbol that goes", symbols, deletes },
-      { "a status that goes", ofStatus, deletes },
-      { "the version behind a deletion", update, deletes },
+      { "a deleted copy", copies, deletes },
+      { "a deleted reactor", reactors, deletes },
+      { "a deleted symbol", symbols, deletes },
+      { "a deleted status", ofStatus, deletes },
+      { "the version after a deletion", update, deletes },
       { "the copy's mode", copies, changesMode },
       { "the notifier's mode", mode, changesMode },
-      { "a status that the mode brings", ofStatus, [ & ] { raw->routeMap( "A" )->mapEntryIs( 10 )->distanceIs( 9 ), changesMode(); } },
+      { "a status published by the mode", ofStatus, [ & ] { raw->routeMap( "A" )->mapEntryIs( 10 )->distanceIs( 9 ), changesMode(); } },
       { "a new status", ofStatus, compiles },
+      { "a deleted sequence", ofStatus, [ & ] { raw->routeMap( "A" )->mapEntryDel( 30 ); } },
+      { "a new sequence", current, [ & ] { raw->routeMap( "A" )->mapEntryIs( 40 ); } },
+      { "a continue", current, [ & ] { first()->continueSeqIs( 30 ); } },
+      { "a flag", current, [ & ] { first()->setFlagsIs( 0 ); } },
+      { "a distance", current, [ & ] { first()->distanceIs( 3 ); } },
+      { "a rule", current, [ & ] { first()->matchRuleIs( valueRule( MatchOption::matchTag, 4 ) ); } },
       { "a version of the copies", update, compiles },
    };
    for( const Row & row : rows ) {
@@ -901,12 +730,6 @@ TEST_F( RouteMapConfigSmTest, itMayGoInWhateverItBringsAbout ) {
       }
       EXPECT_TRUE( scheduler->idle() );
       EXPECT_EQ( symbolsOf( *root ), 0u );
-      EXPECT_EQ( raw->useCount(), 1u );
-      EXPECT_EQ( filtered->useCount(), 1u );
-      EXPECT_EQ( scheduler->useCount(), 1u );
-      EXPECT_EQ( filterHelper->useCount(), 1u );
-      EXPECT_EQ( symbolHelper->useCount(), 1u );
-      machine = nullptr;
    }
 }
 

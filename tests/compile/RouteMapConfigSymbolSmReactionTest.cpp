@@ -1,4 +1,4 @@
-// What those who hear of a route map's symbol may do inside the notification, and what may come and go while a machine is being made.
+// What subscribers of a route map's symbol may do inside the notification, and what may change while a machine is constructed.
 
 #include "compile/RouteMapConfigSymbolSm.h"
 
@@ -10,9 +10,8 @@
 
 #include <gmock/gmock.h>
 
-#include "compile/RouteMapConfigSm.h"
 #include "policy/DistanceSetter.h"
-#include "tests/compile/FilterFixtures.h"
+#include "tests/compile/RouteMapConfigSmFixtures.h"
 #include "tests/compile/RouteMapConfigSymbolSmFixtures.h"
 
 namespace {
@@ -72,8 +71,8 @@ class RouteMapConfigSymbolSmReactionTest : public testing::Test {
       rm.start();
       EXPECT_TRUE( rm.symbol->statusCurrent() );
    }
-   /// As that, but the clause is recorded and waits for the version; and the symbol is current, since a sequence has come and gone.
-   /// So it says that it is not while the clause is taken in.
+   /// The same, but the clause is recorded and waits for the version. The symbol is current again, since a sequence was added and deleted;
+   /// it stops being current while the clause is applied.
    void startWithListRecorded() {
       list.publish();
       withSequences( rm, { 5, 10, 20 } );
@@ -94,9 +93,9 @@ class RouteMapConfigSymbolSmReactionTest : public testing::Test {
    void expectSettled() const { expectSettled( rm ); }
 };
 
-// --- what goes or comes while a machine is being made
+// --- while a machine is constructed
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aMachineMadeAgainLeavesOutWhatTheConfigurationHasNoLonger ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aNewMachineRemovesDeletedSequences ) {
    const struct {
       const char * name;
       std::vector<uint32_t> gone, left;
@@ -124,7 +123,7 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aMachineMadeAgainLeavesOutWhatTheCon
    }
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayGoWhileItsMachineIsBeingMade ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayBeDeletedWhileItsMachineIsCreated ) {
    withSequences( rm, { 5 } );
    rm.start();
    Once gone( *rm.symbol, false, [ & ] { rm.map->mapEntryDel( 10 ); } );
@@ -137,7 +136,7 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayGoWhileItsMachineIsBeing
    expectSettled();
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayGoAndComeAnewWhileItsMachineIsBeingMade ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayBeReplacedWhileItsMachineIsCreated ) {
    withSequences( rm, { 5 } );
    rm.start();
    Once anew( *rm.symbol, false, [ & ] {
@@ -154,7 +153,7 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayGoAndComeAnewWhileItsMac
    expectSettled();
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayComeAnewInTheFirstPublication ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayBeReplacedInTheFirstPublication ) {
    withSequences( rm, { 5, 10 } );
    Once anew( *rm.symbol, true, [ & ] {
       ASSERT_TRUE( rm.status() );
@@ -173,36 +172,35 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayComeAnewInTheFirstPublic
    expectSettled();
 }
 
-// --- what goes while a change of its list, or of the map that it calls, is being recorded
+// --- while a change of a reference is recorded
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayGoWhileAChangeOfItsListIsBeingRecorded ) {
-   startWithList();
-   Once gone( *rm.symbol, false, [ & ] { rm.map->mapEntryDel( 10 ); } );
-   list.publish();
-   EXPECT_TRUE( gone.ran );
-   EXPECT_TRUE( nothingPending() ) << "nobody would take it in";
-   rm.run();
-   EXPECT_THAT( rm.seqnos(), ElementsAre( 20 ) );
-   expectSettled();
-}
-
-TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayGoWhileAChangeOfItsCalledMapIsBeingRecorded ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayBeDeletedWhileAChangeOfItsReferenceIsRecorded ) {
    Compiled sub( agent, "SUB" );
    withSequences( sub, { 1 } );
    sub.start();
-   withSequences( rm, { 10, 20 } )->mapEntry( 10 )->subRouteMapIs( { "SUB", false } );
-   rm.start();
-   Once gone( *rm.symbol, false, [ & ] { rm.map->mapEntryDel( 10 ); } );
-   sub.map->mapEntryIs( 2 );
-   sub.raise();
-   EXPECT_TRUE( gone.ran );
-   EXPECT_TRUE( nothingPending() );
-   rm.run();
-   EXPECT_THAT( rm.seqnos(), ElementsAre( 20 ) );
-   expectSettled();
+   for( const bool ofList : { true, false } ) {
+      SCOPED_TRACE( ofList ? "list" : "called map" );
+      Compiled one( agent, "ONE" );
+      list.publish();
+      withSequences( one, { 10, 20 } );
+      if( ofList )
+         one.map->mapEntry( 10 )->matchRuleIs( matchPrefixList( "PL" ) );
+      else
+         one.map->mapEntry( 10 )->subRouteMapIs( { "SUB", false } );
+      one.start();
+      Once gone( *one.symbol, false, [ & ] { one.map->mapEntryDel( 10 ); } );
+      list.publish();
+      sub.map->mapEntryIs( ofList ? 2 : 3 );
+      sub.raise();
+      EXPECT_TRUE( gone.ran );
+      EXPECT_TRUE( one.reactor->pendingUpdate().empty() ) << "nobody would apply it";
+      one.run();
+      EXPECT_THAT( one.seqnos(), ElementsAre( 20 ) );
+      expectSettled( one );
+   }
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aCallMayGoWhileAChangeOfTheCalledMapIsBeingRecorded ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aCallMayBeDeletedWhileAChangeOfTheCalledMapIsRecorded ) {
    for( const bool raises : { false, true } ) {
       SCOPED_TRACE( raises ? "with a version" : "without" );
       Compiled sub( agent, "SUB" ), one( agent, "ONE" );
@@ -227,7 +225,7 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aCallMayGoWhileAChangeOfTheCalledMap
    }
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, anUpdateOfASequenceThatIsNotThereIsDropped ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, anUpdateOfAnAbsentSequenceIsDropped ) {
    withSequences( rm, { 10 } );
    rm.start();
    rm.reactor->pendingUpdateIs( 30 )->matcherChangeIs( tagOption )->matcherIs( makeNode<FixedMatcher>( true ) );
@@ -236,7 +234,7 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, anUpdateOfASequenceThatIsNotThereIsD
    expectSettled();
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aClauseMayGoWhileAChangeOfItsListIsBeingRecorded ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aClauseMayChangeWhileAChangeOfItsListIsRecorded ) {
    const struct {
       const char * name;
       bool raises;
@@ -277,12 +275,12 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aClauseMayGoWhileAChangeOfItsListIsB
    }
 }
 
-// --- a clause that is being recorded
+// --- while a clause is recorded
 
 // The name is too long to be kept inside the rule.
 constexpr const char * longName = "a-name-of-a-prefix-list-that-is-long-enough-for-memory-of-its-own";
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aClauseMayGoWhileItIsBeingRecorded ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aClauseMayBeDeletedWhileItIsRecorded ) {
    withSequences( rm, { 10 } );
    rm.start();
    Once gone( *rm.symbol, false, [ & ] { entry( 10 )->matchRuleDel( prefixListOption ); } );
@@ -295,7 +293,7 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aClauseMayGoWhileItIsBeingRecorded )
    expectSettled();
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, otherClausesMayComeWhileOneIsBeingRecorded ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, otherClausesMayBeAddedWhileOneIsRecorded ) {
    withSequences( rm, { 10 } );
    rm.start();
    Once others( *rm.symbol, false, [ & ] {   // many, so that the rules find another place in memory
@@ -313,7 +311,7 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, otherClausesMayComeWhileOneIsBeingRe
    expectSettled();
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aVersionRaisedWhileAClauseIsBeingRecordedDoesNotLoseTheClause ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aVersionRaisedWhileAClauseIsRecordedKeepsTheClause ) {
    list.publish();
    for( const auto & rule : { matchTag( 5 ), matchPrefixList( "PL" ) } ) {
       SCOPED_TRACE( textOf( rule ) );
@@ -332,24 +330,9 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aVersionRaisedWhileAClauseIsBeingRec
    }
 }
 
-// --- while changes are being taken in
+// --- while changes are applied
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aVersionRaisedWhileChangesAreTakenInPublishesNothingHalf ) {
-   startWithListRecorded();
-   entry( 10 )->distanceIs( 9 );
-   entry( 20 )->matchRuleIs( matchTag( 5 ) );
-   rm.symbol->statusCurrentIs( true );
-   Generations published( rm );
-   Once raises( *rm.symbol, false, [ & ] { rm.map->versionIs( 50 ); } );
-   rm.raise();
-   EXPECT_TRUE( raises.ran );
-   rm.run();
-   EXPECT_THAT( published.shapes, ElementsAre( "5:0+0 10:1+1 20:1+0" ) );
-   EXPECT_EQ( listOf( rm.seq( 10 ) ), present() );
-   expectSettled();
-}
-
-TEST_F( RouteMapConfigSymbolSmReactionTest, whatIsWrittenWhileChangesAreTakenInWaitsForTheNextVersion ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, anEditWhileChangesAreAppliedWaitsForTheNextVersion ) {
    startWithListRecorded();
    Generations published( rm );
    Once edit( *rm.symbol, false, [ & ] {
@@ -362,7 +345,7 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, whatIsWrittenWhileChangesAreTakenInW
    EXPECT_TRUE( edit.ran );
    rm.run();
    EXPECT_THAT( published.shapes, IsEmpty() ) << "half of the edit would be in it";
-   EXPECT_FALSE( rm.symbol->statusCurrent() ) << "an edit is under way";
+   EXPECT_FALSE( rm.symbol->statusCurrent() ) << "an edit waits";
    rm.raise();
    rm.run();
    EXPECT_EQ( shapeOf( *rm.status() ), "5:0+0 10:2+1 20:0+0" ) << "nothing of it is lost";
@@ -373,31 +356,33 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, whatIsWrittenWhileChangesAreTakenInW
    expectSettled();
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, anEditWithItsVersionWhileChangesAreTakenInIsPublished ) {
-   startWithListRecorded();
-   Once edit( *rm.symbol, false, [ & ] {
-      entry( 10 )->matchRuleIs( matchTag( 7 ) );
-      entry( 5 )->distanceIs( 9 );   // already walked
-      entry( 20 )->distanceIs( 9 );
-      rm.map->versionIs( 50 );
-   } );
-   rm.raise();
-   EXPECT_TRUE( edit.ran );
-   rm.run();
-   EXPECT_EQ( shapeOf( *rm.status() ), "5:0+1 10:2+0 20:0+1" );
-   EXPECT_EQ( listOf( rm.seq( 10 ) ), present() );
-   expectSettled();
-}
-
-TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayGoWhileChangesAreTakenIn ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, editsWhileChangesAreAppliedPublishNothingHalf ) {
+   const auto add = []( Compiled & one, uint32_t seqno ) { one.map->mapEntryIs( seqno )->distanceIs( 4 ); };
+   using Published = testing::Matcher<Texts>;
    const struct {
       const char * name;
-      uint32_t gone;
-      const char * left;
+      std::function<void( Compiled & )> edit;   // while the list of sequence 10 is applied, before sequence 20
+      Published published;                      // by this version
+      const char * last;                        // by the next one
    } rows[] = {
-      { "the one before", 5, "10:1+0 20:0+0" },
-      { "itself", 10, "5:0+0 20:0+0" },
-      { "the next", 20, "5:0+0 10:1+0" },
+      { "a version", []( auto & one ) { one.map->versionIs( 50 ); }, ElementsAre( "5:0+0 10:1+0 20:1+0" ), "5:0+0 10:1+0 20:1+0" },
+      { "clauses and a version",
+        []( auto & one ) {
+           one.map->mapEntry( 10 )->matchRuleIs( matchTag( 7 ) );
+           one.map->mapEntry( 5 )->distanceIs( 9 );   // done already
+           one.map->mapEntry( 20 )->distanceIs( 9 );
+           one.map->versionIs( 50 );
+        },
+        Contains( "5:0+1 10:2+0 20:1+1" ), "5:0+1 10:2+0 20:1+1" },
+      { "deletion of the sequence before", []( auto & one ) { one.map->mapEntryDel( 5 ); }, ElementsAre( "10:1+0 20:1+0" ),
+        "10:1+0 20:1+0" },
+      { "deletion of the sequence", []( auto & one ) { one.map->mapEntryDel( 10 ); }, ElementsAre( "5:0+0 20:1+0" ), "5:0+0 20:1+0" },
+      { "deletion of the next", []( auto & one ) { one.map->mapEntryDel( 20 ); }, ElementsAre( "5:0+0 10:1+0" ), "5:0+0 10:1+0" },
+      { "replacement of the sequence", [ & ]( auto & one ) { one.map->mapEntryDel( 10 ), add( one, 10 ); }, testing::_,
+        "5:0+0 10:0+1 20:1+0" },
+      { "a new first sequence", [ & ]( auto & one ) { add( one, 1 ); }, testing::_, "1:0+1 5:0+0 10:1+0 20:1+0" },
+      { "a new next sequence", [ & ]( auto & one ) { add( one, 15 ); }, testing::_, "5:0+0 10:1+0 15:0+1 20:1+0" },
+      { "a new last sequence", [ & ]( auto & one ) { add( one, 30 ); }, testing::_, "5:0+0 10:1+0 20:1+0 30:0+1" },
    };
    list.publish();
    for( const auto & row : rows ) {
@@ -406,56 +391,22 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayGoWhileChangesAreTakenIn
       withSequences( one, { 5, 10, 20 } );
       one.start();
       one.map->mapEntry( 10 )->matchRuleIs( matchPrefixList( "PL" ) );
+      one.map->mapEntry( 20 )->matchRuleIs( matchTag( 5 ) );
       one.symbol->statusCurrentIs( true );
       Generations published( one );
-      Once gone( *one.symbol, false, [ & ] { one.map->mapEntryDel( row.gone ); } );
+      Once edit( *one.symbol, false, [ & ] { row.edit( one ); } );
       one.raise();
-      EXPECT_TRUE( gone.ran );
+      EXPECT_TRUE( edit.ran );
       one.run();
-      EXPECT_THAT( published.shapes, ElementsAre( row.left ) );
+      EXPECT_THAT( published.shapes, row.published );
+      one.raise();
+      one.run();
+      EXPECT_EQ( shapeOf( *one.status() ), row.last );
       expectSettled( one );
    }
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayGoAndComeAnewWhileItsChangesAreTakenIn ) {
-   startWithListRecorded();
-   Once anew( *rm.symbol, false, [ & ] {
-      rm.map->mapEntryDel( 10 );
-      entry( 10 )->distanceIs( 4 );
-   } );
-   rm.raise();
-   EXPECT_TRUE( anew.ran );
-   rm.run();
-   rm.raise();
-   rm.run();
-   EXPECT_EQ( shapeOf( *rm.status() ), "5:0+0 10:0+1 20:0+0" ) << "nothing of the old one";
-   expectSettled();
-}
-
-TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayComeWhileChangesAreTakenIn ) {
-   for( const uint32_t seqno : { 1u, 15u, 30u } ) {
-      SCOPED_TRACE( seqno );
-      Compiled one( agent, "ONE" );
-      list.publish();
-      withSequences( one, { 5, 10, 20 } );
-      one.start();
-      one.map->mapEntry( 10 )->matchRuleIs( matchPrefixList( "PL" ) );
-      one.symbol->statusCurrentIs( true );
-      Once comes( *one.symbol, false, [ & ] { one.map->mapEntryIs( seqno )->distanceIs( 4 ); } );
-      one.raise();
-      EXPECT_TRUE( comes.ran );
-      one.run();
-      one.raise();
-      one.run();
-      ASSERT_TRUE( one.seq( seqno ) );
-      EXPECT_EQ( one.seq( seqno )->setter().count(), 1u );
-      EXPECT_EQ( listOf( one.seq( 10 ) ), present() );
-      EXPECT_EQ( one.seqnos().size(), 4u );
-      expectSettled( one );
-   }
-}
-
-TEST_F( RouteMapConfigSymbolSmReactionTest, theLoopMayBeRunWhileChangesAreTakenIn ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, theLoopMayRunWhileChangesAreApplied ) {
    List early( agent, "EARLY" );
    early.publish();
    list.publish();
@@ -479,7 +430,7 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, theLoopMayBeRunWhileChangesAreTakenI
    expectSettled();
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aVersionRaisedWhileAnUpdateIsTakenInDoesNotSayCurrentTooEarly ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aVersionRaisedWhileAnUpdateIsAppliedDoesNotSetStatusCurrent ) {
    startWithList();
    list.publish();
    Texts order;
@@ -495,7 +446,7 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aVersionRaisedWhileAnUpdateIsTakenIn
    expectSettled();
 }
 
-// --- while the next generation is being put together
+// --- while the next generation is built
 
 class RouteMapConfigSymbolSmUsersTest : public RouteMapConfigSymbolSmReactionTest {
  protected:
@@ -517,7 +468,7 @@ class RouteMapConfigSymbolSmUsersTest : public RouteMapConfigSymbolSmReactionTes
    }
 };
 
-TEST_F( RouteMapConfigSymbolSmUsersTest, whoHearsOfTheRoleMayDeleteASequence ) {
+TEST_F( RouteMapConfigSymbolSmUsersTest, aSubscriberOfTheUsersMayDeleteASequence ) {
    for( const uint32_t gone : { 10u, 20u } ) {
       SCOPED_TRACE( gone );
       const Agent own;
@@ -536,7 +487,7 @@ TEST_F( RouteMapConfigSymbolSmUsersTest, whoHearsOfTheRoleMayDeleteASequence ) {
    }
 }
 
-TEST_F( RouteMapConfigSymbolSmUsersTest, whoHearsOfTheRoleMayRaiseTheVersion ) {
+TEST_F( RouteMapConfigSymbolSmUsersTest, aSubscriberOfTheUsersMayRaiseTheVersion ) {
    start( bare );
    std::vector<Acl::MatchPermit> actions;
    Reaction onVersion( *bare.symbol->notifier(), [ & ]( const Quoin::Change & ) { actions.push_back( bare.seq( 10 )->matchAction() ); } );
@@ -553,7 +504,7 @@ TEST_F( RouteMapConfigSymbolSmUsersTest, whoHearsOfTheRoleMayRaiseTheVersion ) {
    expectSettled( bare );
 }
 
-TEST_F( RouteMapConfigSymbolSmUsersTest, whoHearsOfTheRoleMayRunTheLoop ) {
+TEST_F( RouteMapConfigSymbolSmUsersTest, aSubscriberOfTheUsersMayRunTheLoop ) {
    start( bare );
    const auto old = makeNode<DistanceSetter>( 5 ), later = makeNode<DistanceSetter>( 6 );
    bare.bare( 20 ).sequenceChange()->setterChangeIs( distanceOption )->setterIs( old );
@@ -572,9 +523,9 @@ TEST_F( RouteMapConfigSymbolSmUsersTest, whoHearsOfTheRoleMayRunTheLoop ) {
    expectSettled( bare );
 }
 
-// --- whether it is current
+// --- statusCurrent
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, isNotCurrentWhileAnUpdateIsPendingWhateverComesAndGoes ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, isNotCurrentWhileAnUpdateIsPending ) {
    startWithList();
    Compiled caller( agent, "CALLER" );
    caller.map->mapEntryIs( 10 )->subRouteMapIs( { "RM", false } );
@@ -595,73 +546,62 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, isNotCurrentWhileAnUpdateIsPendingWh
    expectSettled();
 }
 
-// --- machines that have been given up
+// --- released machines
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aMachineThatWasGivenUpAndIsHeldRunsNoTask ) {
-   const struct {
-      const char * name;
-      bool list;     // or the called map
-      bool before;   // changes before the route map goes
-   } rows[] = {
-      { "a list, before", true, true },
-      { "a list, behind", true, false },
-      { "a called map, before", false, true },
-      { "a called map, behind", false, false },
-   };
-   for( const auto & row : rows ) {
-      SCOPED_TRACE( row.name );
-      const auto root = makeNode<PolicyRoot>();
-      const Agent own{ root, makeNode<Zeugma::TaskScheduler>(), makeNode<RouteMapOpModeNotifier>(), makeNode<MatchAggregateRoleUsers>() };
-      const auto config = makeNode<Routing::RouteMap::Config>();
-      const auto all =
-         routeMapConfigSmFactory( config, makeNode<Routing::RouteMap::Config>(), root, makeNode<CommonRmConfigFilterSmHelper>(),
-                                  makeNode<CommonRmConfigSymbolSmHelper>( root ), own.scheduler, own.users );
-      List used( own, "USED" );
-      used.publish();
-      config->routeMapIs( "SUB" )->mapEntryIs( 1 );
-      config->routeMapIs( "SUB" )->versionIs( 1 );
-      config->routeMapIs( "RM" )->mapEntryIs( 10 )->matchRuleIs( matchPrefixList( "USED" ) );
-      config->routeMapIs( "RM" )->mapEntryIs( 20 )->subRouteMapIs( { "SUB", false } );
-      config->routeMapIs( "RM" )->versionIs( 1 );
-      own.scheduler->runUntilIdle();
-      const auto symbol = root->routeMapTable()->symbol( "RM" );
-      const auto held = *all->routeMapConfigSymbolSm().find( "RM" );
-      ASSERT_TRUE( symbol->rmStatus() );
-      ASSERT_EQ( symbol->rmStatus()->seqStatus().count(), 2u );
-      const auto change = [ & ] {
-         if( row.list ) return used.publish();
-         config->routeMap( "SUB" )->mapEntryIs( 2 );
-         config->routeMap( "SUB" )->versionIs( 2 );
-      };
-      if( row.before ) change();
-      config->routeMapDel( "RM" );
-      if( !row.before ) change();
-      own.scheduler->runUntilIdle();
-      EXPECT_TRUE( held->zombieReactors() );
-      EXPECT_EQ( symbol->rmStatus(), nullptr ) << "it does not come back";
-      EXPECT_TRUE( held->modifiedRmSeqStatusList()->seqStatus().empty() );
-      change();
-      own.scheduler->runUntilIdle();
-      EXPECT_EQ( symbol->rmStatus(), nullptr );
-      EXPECT_TRUE( own.scheduler->idle() );
-   }
+using RouteMapConfigSymbolSmHeldTest = RouteMapConfigSmFixture;
+
+TEST_F( RouteMapConfigSymbolSmHeldTest, aReleasedMachineThatIsHeldRunsNoTask ) {
+   const Agent agent{ root };
+   for( const bool ofList : { true, false } )
+      for( const bool before : { true, false } ) {
+         SCOPED_TRACE( testing::Message() << ( ofList ? "a list" : "a called map" ) << ( before ? ", before" : ", after" )
+                                          << " the deletion" );
+         raw->routeMapDelAll();
+         start();
+         List used( agent, "USED" );
+         used.publish();
+         add( "SUB" );
+         add( "RM" )->mapEntry( 10 )->matchRuleIs( matchPrefixList( "USED" ) );
+         raw->routeMap( "RM" )->mapEntryIs( 20 )->subRouteMapIs( { "SUB", false } );
+         raise( "RM" );
+         run();
+         const auto kept = symbol( "RM" );
+         const auto held = compiler( "RM" );
+         ASSERT_TRUE( kept->rmStatus() );
+         ASSERT_EQ( kept->rmStatus()->seqStatus().count(), 2u );
+         const auto change = [ & ] {
+            if( ofList ) return used.publish();
+            add( "SUB", raw->routeMap( "SUB" )->version() + 1, 20 );
+         };
+         if( before ) change();
+         del( "RM" );
+         if( !before ) change();
+         run();
+         EXPECT_TRUE( held->zombieReactors() );
+         EXPECT_EQ( kept->rmStatus(), nullptr );
+         EXPECT_TRUE( held->modifiedRmSeqStatusList()->seqStatus().empty() );
+         change();
+         run();
+         EXPECT_EQ( kept->rmStatus(), nullptr );
+         EXPECT_TRUE( scheduler->idle() );
+      }
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aMachineThatIsGoingTakesNoUpdateIn ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aStoppedMachineAppliesNoUpdate ) {
    startWithList();
    const auto before = rm.status();
    list.publish();
-   rm.sm->hasNotificationActiveIs( false );   // as its owner does that gives it up
+   rm.sm->hasNotificationActiveIs( false );   // as its owner does to stop it
    rm.sm->plinthDoZombieReactors( true );
    TraceLog log( "RouteMapConfigSymbolSm" );
    EXPECT_EQ( rm.run(), 0 );
    EXPECT_THAT( log.take(), Not( Contains( "RM symbol update task" ) ) );
    EXPECT_EQ( rm.status(), before );
    EXPECT_THAT( rm.listed(), IsEmpty() );
-   EXPECT_TRUE( rm.reactor->pendingUpdate( 10 ) ) << "a successor finds it";
+   EXPECT_TRUE( rm.reactor->pendingUpdate( 10 ) ) << "left for a successor";
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aMachineThatGoesLeavesItsSuccessorsListInTheReactor ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aReleasedMachineLeavesItsSuccessorsList ) {
    withSequences( rm, { 10 } );
    rm.start();
    auto first = rm.sm;
@@ -674,9 +614,9 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aMachineThatGoesLeavesItsSuccessorsL
    EXPECT_EQ( rm.reactor->modifiedRmSeqStatusList(), nullptr );
 }
 
-// --- what throws
+// --- exceptions
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aWakeUpThatThrowsOnceDoesNotLoseTheNextChange ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aWakeUpThatThrowsDoesNotLoseTheNextChange ) {
    for( const bool ofList : { true, false } ) {
       SCOPED_TRACE( ofList ? "list" : "called map" );
       Agent own;
@@ -699,7 +639,7 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aWakeUpThatThrowsOnceDoesNotLoseTheN
       };
       EXPECT_THROW( change(), int );
       EXPECT_TRUE( threw );
-      EXPECT_TRUE( one.reactor->pendingUpdate().empty() ) << "nobody has been asked to take it in";
+      EXPECT_TRUE( one.reactor->pendingUpdate().empty() ) << "no task would apply it";
       one.run();
       change();
       EXPECT_FALSE( own.scheduler->idle() );
@@ -710,93 +650,20 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aWakeUpThatThrowsOnceDoesNotLoseTheN
    }
 }
 
-TEST( RouteMapSymbolReaction, theVersionMovesAlsoWhereSomebodyThrowsAtBeingCurrent ) {
+TEST( RouteMapSymbolReaction, anUpdateIsCompletedThoughASubscriberThrows ) {
    const auto symbol = routeMapSymbolFactory( "RM" );
    const auto status = Fixtures::routeMap( "RM" );
    symbol->statusCurrentIs( false );
    Once throws( *symbol, true, [] { throw 1; } );
-   Reaction onVersion( *symbol->notifier() );
-   EXPECT_THROW( symbol->updateAndNotify( status ), int );
+   Reaction onVersion( *symbol->notifier(), []( const Quoin::Change & ) { throw std::string( "second" ); } );
+   EXPECT_THROW( symbol->updateAndNotify( status ), int ) << "the first";
    EXPECT_EQ( symbol->notifierVersion(), 1u );
    EXPECT_EQ( onVersion.heard, 1 );
    EXPECT_EQ( symbol->rmStatus(), status );
    EXPECT_TRUE( symbol->statusCurrent() );
 }
 
-TEST( RouteMapSymbolReaction, theFirstThatIsThrownComesOut ) {
-   const auto symbol = routeMapSymbolFactory( "RM" );
-   symbol->statusCurrentIs( false );
-   Once throws( *symbol, true, [] { throw 1; } );
-   Reaction onVersion( *symbol->notifier(), []( const Quoin::Change & ) { throw std::string( "second" ); } );
-   EXPECT_THROW( symbol->updateAndNotify( nullptr ), int );
-   EXPECT_EQ( onVersion.heard, 1 );
-   EXPECT_THROW( symbol->updateAndNotify( nullptr ), std::string ) << "it was current before";
-}
-
-TEST_F( RouteMapConfigSymbolSmReactionTest, theCallerHearsOfAPublicationWhereSomebodyThrowsAtBeingCurrent ) {
-   withSequences( rm, { 10 } );
-   rm.start();
-   Compiled caller( agent, "CALLER" );
-   caller.map->mapEntryIs( 10 )->subRouteMapIs( { "RM", false } );
-   caller.start();
-   entry( 10 )->distanceIs( 7 );
-   Once throws( *rm.symbol, true, [] { throw 1; } );
-   EXPECT_THROW( rm.raise(), int );
-   EXPECT_TRUE( throws.ran );
-   EXPECT_EQ( rm.publications(), 1 );
-   EXPECT_EQ( shapeOf( *rm.status() ), "10:0+1" );
-   EXPECT_EQ( caller.run(), 1 );
-   EXPECT_EQ( caller.seq( 10 )->subRouteMap(), rm.status() );
-   entry( 10 )->permitIs( deny );
-   EXPECT_EQ( rm.raise(), 1 );
-   EXPECT_EQ( caller.run(), 1 );
-   expectSettled();
-}
-
-// --- what goes between the scan and the switching on
-
-class CommonComponentRmSeqConfigSymbolSmReactionTest : public testing::Test {
- protected:
-   Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
-   Ptr<MapEntry> entry = makeNode<MapEntry>( 10 );
-   Ptr<RouteMapSymbol> rmSymbol = makeNode<RouteMapSymbol>( "RM" );
-   Ptr<SequenceChange> change = makeNode<SequenceChange>( 10 );
-   Ptr<SequenceChangeSymbol> changeSym = makeNode<SequenceChangeSymbol>( 10 );
-};
-
-TEST_F( CommonComponentRmSeqConfigSymbolSmReactionTest, whatGoesBeforeItIsSwitchedOnIsRecordedAsGone ) {
-   entry->matchRuleIs( matchTag( 5 ) );
-   entry->matchRuleIs( matchPrefixList( "PL" ) );
-   entry->distanceIs( 5 );
-   entry->subRouteMapIs( { "SUB", false } );
-   continues( entry, 20 );
-   const auto sm = makeNode<CommonComponentRmSeqConfigSymbolSm>( "RM", entry, rmSymbol, root, change, changeSym, nullptr );
-   ASSERT_TRUE( change->matcherChange( tagOption ) && change->matcherChange( tagOption )->matcher() );
-   change->matcherChangeDelAll();   // as if all that is recorded had been applied
-   change->setterChangeDelAll();
-   change->continueChangeIs( nullptr );
-   changeSym->matcherChangeSymbolDelAll();
-   changeSym->subRouteMapChangeSymbolIs( nullptr );
-   for( const auto option : { tagOption, prefixListOption } ) entry->matchRuleDel( option );
-   entry->distanceIs( 0 );
-   entry->subRouteMapIs( {} );
-   entry->setFlagsIs( 0 );
-   EXPECT_TRUE( change->matcherChange().empty() && change->setterChange().empty() ) << "it hears nothing yet";
-   sm->hasNotificationActiveIs( true );
-   for( const auto option : { tagOption, prefixListOption } ) {
-      SCOPED_TRACE( option );
-      ASSERT_TRUE( change->matcherChange( option ) );
-      EXPECT_EQ( change->matcherChange( option )->matcher(), nullptr );
-      ASSERT_TRUE( changeSym->matcherChangeSymbol( option ) );
-      EXPECT_TRUE( changeSym->matcherChangeSymbol( option )->matchSymbol().empty() );
-   }
-   ASSERT_TRUE( change->setterChange( distanceOption ) );
-   EXPECT_EQ( change->setterChange( distanceOption )->setter(), nullptr );
-   ASSERT_TRUE( changeSym->subRouteMapChangeSymbol() );
-   EXPECT_EQ( changeSym->subRouteMapChangeSymbol()->symbol(), nullptr );
-   ASSERT_TRUE( change->continueChange() );
-   EXPECT_FALSE( change->continueChange()->enabled() );
-}
+// --- between construction and notification
 
 class CommonComponentSymbolSeqSmReactionTest : public testing::Test {
  protected:
@@ -830,52 +697,43 @@ class CommonComponentSymbolSeqSmReactionTest : public testing::Test {
    }
 };
 
-TEST_F( CommonComponentSymbolSeqSmReactionTest, symbolsThatGoBeforeItIsSwitchedOnAreFollowedNoLonger ) {
-   useList();
-   subSymbol->symbolIs( called );
-   const auto sm =
-      makeNode<CommonComponentSymbolSeqSm>( entry, rmSymbol, matchSymbols, subSymbol, reactor, Ptr<const RouteMapOpModeNotifier>() );
-   ASSERT_TRUE( sm->matchSymNotifierMap().contains( prefixListOption ) );
-   matchSymbols->policySymbolListDel( prefixListOption );
-   subSymbol->symbolIs( nullptr );
-   settle();
-   sm->hasNotificationActiveIs( true );
-   EXPECT_TRUE( sm->matchSymbolNotifierColl().empty() );
-   EXPECT_TRUE( sm->matchSymNotifierMap().empty() );
-   EXPECT_EQ( sm->subRouteMapSymbolNotifier(), nullptr );
-   publishList();
-   called->updateAndNotify( Fixtures::routeMap( "SUB" ) );
-   expectNothingRecorded();
-   EXPECT_EQ( list->notifier()->useCount(), 1u );
-   EXPECT_EQ( called->notifier()->useCount(), 1u );
+TEST_F( CommonComponentSymbolSeqSmReactionTest, symbolsThatChangeBeforeItIsSwitchedOnAreFollowed ) {
+   for( const bool come : { false, true } ) {
+      SCOPED_TRACE( come ? "they come into use" : "they go out of use" );
+      const auto use = [ & ]( bool used ) {
+         if( used ) useList();
+         if( !used ) matchSymbols->policySymbolListDel( prefixListOption );
+         subSymbol->symbolIs( used ? called : nullptr );
+      };
+      use( !come );
+      const auto sm =
+         makeNode<CommonComponentSymbolSeqSm>( entry, rmSymbol, matchSymbols, subSymbol, reactor, Ptr<const RouteMapOpModeNotifier>() );
+      use( come );
+      EXPECT_EQ( sm->matchSymNotifierMap().contains( prefixListOption ), !come ) << "not yet";
+      sm->hasNotificationActiveIs( true );
+      EXPECT_EQ( sm->matchSymbolNotifierColl().contains( prefixListOption ), come );
+      EXPECT_EQ( sm->matchSymNotifierMap().contains( prefixListOption ), come );
+      EXPECT_EQ( sm->subRouteMapSymbolNotifier() != nullptr, come );
+      settle();
+      publishList();
+      EXPECT_EQ( !reactor->pendingUpdate().empty(), come );
+      settle();
+      called->updateAndNotify( Fixtures::routeMap( "SUB" ) );
+      EXPECT_EQ( !reactor->pendingUpdate().empty(), come );
+      settle();
+   }
 }
 
-TEST_F( CommonComponentSymbolSeqSmReactionTest, symbolsThatComeBeforeItIsSwitchedOnAreFollowed ) {
-   const auto sm =
-      makeNode<CommonComponentSymbolSeqSm>( entry, rmSymbol, matchSymbols, subSymbol, reactor, Ptr<const RouteMapOpModeNotifier>() );
-   useList();
-   subSymbol->symbolIs( called );
-   EXPECT_TRUE( sm->matchSymNotifierMap().empty() );
-   sm->hasNotificationActiveIs( true );
-   EXPECT_TRUE( sm->matchSymNotifierMap().contains( prefixListOption ) );
-   EXPECT_EQ( sm->subRouteMapSymbolNotifier(), called->notifier() );
-   settle();
-   publishList();
-   ASSERT_TRUE( reactor->pendingUpdate( 10 ) );
-   EXPECT_TRUE( reactor->pendingUpdate( 10 )->matcherChange( prefixListOption ) );
-}
+// --- nested machines
 
-// --- who holds what is nested in a machine
-
-TEST_F( CommonComponentSymbolSeqSmReactionTest, whatWasNestedInItIsDeadWhereSomebodyHoldsIt ) {
+TEST_F( CommonComponentSymbolSeqSmReactionTest, nestedMachinesStopThoughSomebodyHoldsThem ) {
    for( const bool machineGoes : { true, false } ) {
       SCOPED_TRACE( machineGoes ? "the machine goes" : "the clause goes" );
       useList();
       auto sm = make();
       const auto nested = *sm->matchSymNotifierMap().find( prefixListOption );
       const auto member = *nested->matchSymNotifier().find( list );
-      const Ptr<const Quoin::Node> map = nested->notifier();
-      ASSERT_TRUE( map && member );
+      ASSERT_TRUE( member );
       settle();
       if( machineGoes )
          sm = nullptr;
@@ -886,26 +744,12 @@ TEST_F( CommonComponentSymbolSeqSmReactionTest, whatWasNestedInItIsDeadWhereSome
       EXPECT_TRUE( nested->matchSymNotifier().empty() );
       publishList();
       expectNothingRecorded();
-      const_cast<PolicyMatchSymbolNotifierMap &>( static_cast<const PolicyMatchSymbolNotifierMap &>( *map ) )
-         .policyMatchSymbolNotifierDelAll();
-      expectNothingRecorded();
-      EXPECT_EQ( list->notifier()->useCount(), 1u );
    }
 }
 
-// --- without
+// --- null arguments
 
-TEST_F( CommonComponentSymbolSeqSmReactionTest, withoutASequenceAListThatChangesIsStale ) {
-   useList();
-   settle();
-   const auto sm = commonComponentSymbolSeqSmFactory( nullptr, rmSymbol, matchSymbols, subSymbol, reactor, nullptr );
-   EXPECT_EQ( sm->seqno(), 0u );
-   EXPECT_TRUE( sm->matchSymNotifierMap().contains( prefixListOption ) );
-   publishList();
-   expectNothingRecorded();
-}
-
-TEST_F( CommonComponentSymbolSeqSmReactionTest, withoutWhatIsToBeFollowedItsHandlersDoNothing ) {
+TEST_F( CommonComponentSymbolSeqSmReactionTest, withoutSymbolsOrSequenceItsHandlersDoNothing ) {
    entry->matchRuleIs( matchPrefixList( "PL" ) );
    const auto sm = commonComponentSymbolSeqSmFactory( entry, rmSymbol, nullptr, nullptr, reactor, nullptr );
    for( unsigned number = 1; number <= Routing::RouteMap::kMatchOptionMax; ++number ) sm->handleMatchSymbolSeq( MatchOption( number ) );
@@ -914,23 +758,18 @@ TEST_F( CommonComponentSymbolSeqSmReactionTest, withoutWhatIsToBeFollowedItsHand
    EXPECT_TRUE( sm->matchSymbolNotifierColl().empty() );
    EXPECT_EQ( sm->subRouteMapSymbolNotifier(), nullptr );
    expectNothingRecorded();
-}
-
-TEST( RmSeqConfigSymbolSmBaseReaction, isNotModifiedBeforeItsRecordsAreMade ) {
-   const auto entry = makeNode<MapEntry>( 10 );
-   const auto sm =
-      makeNode<RmSeqConfigSymbolSmBase>( "RM", entry, makeNode<RouteMapSymbol>( "RM" ), makeNode<RmConfigSymbolReactor>( "RM" ) );
-   EXPECT_FALSE( sm->isModified() );
-   sm->sequenceChangeIs( 10 );
-   sm->sequenceChange()->permitChangeIs( true );
-   EXPECT_FALSE( sm->isModified() ) << "half of the records";
-   sm->sequenceChangeSymIs( 10 );
-   EXPECT_TRUE( sm->isModified() );
+   useList();
+   settle();
+   const auto withoutSequence = commonComponentSymbolSeqSmFactory( nullptr, rmSymbol, matchSymbols, subSymbol, reactor, nullptr );
+   EXPECT_EQ( withoutSequence->seqno(), 0u );
+   EXPECT_TRUE( withoutSequence->matchSymNotifierMap().contains( prefixListOption ) );
+   publishList();
+   expectNothingRecorded();
 }
 
 // --- switched off for a time
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, whatIsWrittenWhileItIsSwitchedOffRecordsNothing ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aMachineSwitchedOffRecordsNothing ) {
    Compiled sub( agent, "SUB" );
    withSequences( sub, { 1 } );
    sub.start();
@@ -963,7 +802,7 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, whatIsWrittenWhileItIsSwitchedOffRec
    list.publish();
    sub.map->mapEntryIs( 3 );
    sub.raise();
-   EXPECT_EQ( rm.run(), 1 ) << "from now on it hears again";
+   EXPECT_EQ( rm.run(), 1 ) << "notified again";
    EXPECT_EQ( listOf( rm.seq( 10 ) ), present() );
    EXPECT_EQ( rm.seq( 20 )->subRouteMap(), sub.status() );
    entry( 10 )->distanceIs( 6 );

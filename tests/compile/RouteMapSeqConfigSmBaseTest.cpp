@@ -13,7 +13,7 @@
 #include "policy/DistanceSetter.h"
 #include "policy/PrefixListMatcher.h"
 #include "policy/TagMatcher.h"
-#include "tests/compile/Fixtures.h"
+#include "tests/compile/RouteMapConfigSymbolSmFixtures.h"
 #include "tests/policy/Fixtures.h"
 #include "tests/substrate/routemap/ChangeLog.h"
 
@@ -26,7 +26,6 @@ using CompileFixtures::valueRule;
 using Quoin::makeNode;
 using Quoin::Ptr;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 static_assert( std::is_abstract_v<RmSeqConfigSmInterface> );
 static_assert( std::is_base_of_v<Zeugma::BaseOutputSm, RmSeqConfigSmInterface> );
@@ -44,24 +43,12 @@ class RmSeqConfigSymbolSmBaseTest : public testing::Test {
    Ptr<RmSeqConfigSymbolSmBase> sm = makeNode<RmSeqConfigSymbolSmBase>( "RM1", entry, rmSymbol, reactor );
 };
 
-TEST_F( RmSeqConfigSymbolSmBaseTest, holdsWhatItIsGivenAndNoRecordAtFirst ) {
-   EXPECT_EQ( sm->rmName(), "RM1" );
-   EXPECT_EQ( sm->seqConfig(), entry );
-   EXPECT_EQ( sm->seqno(), 10u );
-   EXPECT_EQ( sm->rmSymbol(), rmSymbol );
-   EXPECT_EQ( sm->rmConfigSymbolReactor(), reactor );
-   EXPECT_FALSE( sm->sequenceChange() );
-   EXPECT_FALSE( sm->sequenceChangeSym() );
-   EXPECT_FALSE( sm->undefinedRefsTracker() );
-   EXPECT_FALSE( sm->matchSymSeq() );
-   EXPECT_FALSE( sm->setSymSeq() );
-   EXPECT_FALSE( sm->subRmSymSeq() );
-   EXPECT_FALSE( sm->aggRoleAttrMapSymSeq() );
-}
-
-TEST_F( RmSeqConfigSymbolSmBaseTest, makesAllRecordsWithTheSequencesNumber ) {
+TEST_F( RmSeqConfigSymbolSmBaseTest, createsAllRecordsWithItsNumber ) {
    for( const uint32_t seqno : { 10u, 0u, 4294967295u } ) {
       const auto made = makeNode<RmSeqConfigSymbolSmBase>( "RM1", makeNode<MapEntry>( seqno ), rmSymbol, reactor );
+      EXPECT_FALSE( made->sequenceChange() || made->sequenceChangeSym() || made->undefinedRefsTracker() || made->matchSymSeq() ||
+                    made->setSymSeq() || made->subRmSymSeq() || made->aggRoleAttrMapSymSeq() );
+      EXPECT_FALSE( made->isModified() ) << "without records";
       made->handleInitialized();
       ASSERT_TRUE( made->undefinedRefsTracker() );
       EXPECT_TRUE( made->undefinedRefsTracker()->undefinedPrefixListMatchOption().empty() );
@@ -80,10 +67,6 @@ TEST_F( RmSeqConfigSymbolSmBaseTest, withoutAnEntryTheNumberIsZero ) {
    EXPECT_EQ( made->seqno(), 0u );
    made->handleInitialized();
    EXPECT_EQ( made->sequenceChange()->seqno(), 0u );
-   EXPECT_EQ( made->sequenceChangeSym()->seqno(), 0u );
-   EXPECT_EQ( made->matchSymSeq()->seqno(), 0u );
-   EXPECT_EQ( made->setSymSeq()->seqno(), 0u );
-   EXPECT_EQ( made->subRmSymSeq()->seqno(), 0u );
    EXPECT_EQ( made->aggRoleAttrMapSymSeq()->seqno(), 0u );
 }
 
@@ -102,7 +85,7 @@ TEST_F( RmSeqConfigSymbolSmBaseTest, watchesNothingOfTheSequence ) {
    EXPECT_TRUE( rmSymbol->statusCurrent() );
 }
 
-TEST_F( RmSeqConfigSymbolSmBaseTest, isModifiedWhileARecordHoldsAnythingToApply ) {
+TEST_F( RmSeqConfigSymbolSmBaseTest, isModifiedWhileARecordHoldsAChange ) {
    struct Row {
       const char * name;
       std::function<void( RmSeqConfigSymbolSmBase & )> write, undo;
@@ -113,27 +96,27 @@ TEST_F( RmSeqConfigSymbolSmBaseTest, isModifiedWhileARecordHoldsAnythingToApply 
    constexpr auto tag = MatchOption::matchTag;
    constexpr auto distance = SetOption::setDistance;
    const Row rows[] = {
-      { "a matcher that goes", [ & ]( auto & s ) { s.sequenceChange()->matcherChangeIs( tag ); },
+      { "a deleted matcher", [ & ]( auto & s ) { s.sequenceChange()->matcherChangeIs( tag ); },
         [ & ]( auto & s ) { s.sequenceChange()->matcherChangeDel( tag ); }, true },
-      { "a setter that goes", [ & ]( auto & s ) { s.sequenceChange()->setterChangeIs( distance ); },
+      { "a deleted setter", [ & ]( auto & s ) { s.sequenceChange()->setterChangeIs( distance ); },
         [ & ]( auto & s ) { s.sequenceChange()->setterChangeDel( distance ); }, true },
-      { "a continue that goes", [ & ]( auto & s ) { s.sequenceChange()->continueChangeIs( makeNode<ContinueChange>( false ) ); },
+      { "a deleted continue", [ & ]( auto & s ) { s.sequenceChange()->continueChangeIs( makeNode<ContinueChange>( false ) ); },
         [ & ]( auto & s ) { s.sequenceChange()->continueChangeIs( nullptr ); }, true },
       { "the action", [ & ]( auto & s ) { s.sequenceChange()->permitChangeIs( true ); },
         [ & ]( auto & s ) { s.sequenceChange()->permitChangeIs( false ); }, true },
-      { "a called map that goes",
+      { "a deleted call",
         [ & ]( auto & s ) { s.sequenceChangeSym()->subRouteMapChangeSymbolIs( subRouteMapChangeSymbolFactory( nullptr ) ); },
         [ & ]( auto & s ) { s.sequenceChangeSym()->subRouteMapChangeSymbolIs( nullptr ); }, true },
       { "a called map", [ & ]( auto & s ) { s.sequenceChangeSym()->subRouteMapChangeSymbolIs( subRouteMapChangeSymbolFactory( symbol ) ); },
         [ & ]( auto & s ) { s.sequenceChangeSym()->subRouteMapChangeSymbolIs( nullptr ); }, true },
-      { "a map of an aggregate role that goes",
+      { "a deleted aggregate role map",
         [ & ]( auto & s ) { s.sequenceChangeSym()->aggRoleAttrMapChangeSymbolIs( aggRoleAttrMapChangeSymbolFactory( nullptr ) ); },
         [ & ]( auto & s ) { s.sequenceChangeSym()->aggRoleAttrMapChangeSymbolIs( nullptr ); }, true },
       { "a match symbol alone", [ & ]( auto & s ) { s.sequenceChangeSym()->matcherChangeSymbolIs( tag )->matchSymbolIs( list ); },
         [ & ]( auto & s ) { s.sequenceChangeSym()->matcherChangeSymbolDel( tag ); }, false },
       { "a set symbol alone", [ & ]( auto & s ) { s.sequenceChangeSym()->setterChangeSymbolIs( distance )->setSymbolIs( list ); },
         [ & ]( auto & s ) { s.sequenceChangeSym()->setterChangeSymbolDel( distance ); }, false },
-      { "what is watched", [ & ]( auto & s ) { s.subRmSymSeq()->symbolIs( symbol ); },
+      { "a watched symbol", [ & ]( auto & s ) { s.subRmSymSeq()->symbolIs( symbol ); },
         [ & ]( auto & s ) { s.subRmSymSeq()->symbolIs( nullptr ); }, false },
    };
    sm->handleInitialized();
@@ -146,7 +129,7 @@ TEST_F( RmSeqConfigSymbolSmBaseTest, isModifiedWhileARecordHoldsAnythingToApply 
    EXPECT_FALSE( sm->isModified() );
 }
 
-TEST_F( RmSeqConfigSymbolSmBaseTest, leavesAMatcherThatIsAppliedAlone ) {
+TEST_F( RmSeqConfigSymbolSmBaseTest, doesNotReplaceAMatcherAtApplication ) {
    const auto list = makeNode<PrefixListSymbol>( "PL1" );
    const auto matcher = makeNode<PrefixListMatcher>( "PL1", nullptr );
    MatcherChange change( MatchOption::matchIpPrefixList );
@@ -162,7 +145,7 @@ TEST_F( RmSeqConfigSymbolSmBaseTest, leavesAMatcherThatIsAppliedAlone ) {
    EXPECT_TRUE( change.prefixListUndefined() );
 }
 
-TEST_F( RmSeqConfigSymbolSmBaseTest, tellsItsRouteMapAndNumber ) {
+TEST_F( RmSeqConfigSymbolSmBaseTest, itsTextIsItsRouteMapAndNumber ) {
    const auto text = []( const RmSeqConfigSymbolSmBase & s ) {
       std::ostringstream os;
       os << s;
@@ -171,17 +154,6 @@ TEST_F( RmSeqConfigSymbolSmBaseTest, tellsItsRouteMapAndNumber ) {
    EXPECT_EQ( text( *sm ), "rmName: RM1 seqno: 10" );
    EXPECT_EQ( text( *makeNode<RmSeqConfigSymbolSmBase>( "", nullptr, rmSymbol, reactor ) ), "rmName:  seqno: 0" );
    EXPECT_EQ( Fixtures::textOnOddStream( *sm ), "rmName: RM1 seqno: 10" ) << "whatever the stream's settings are";
-}
-
-TEST_F( RmSeqConfigSymbolSmBaseTest, lastsNoLongerThanItsUsers ) {
-   sm->handleInitialized();
-   const auto change = sm->sequenceChange();
-   EXPECT_EQ( entry->useCount(), 2u );
-   sm = nullptr;
-   EXPECT_EQ( entry->useCount(), 1u );
-   EXPECT_EQ( rmSymbol->useCount(), 1u );
-   EXPECT_EQ( reactor->useCount(), 1u );
-   EXPECT_EQ( change->useCount(), 1u );
 }
 
 TEST( RmSeqConfigSmInterface, virtualOperationsStandInSlotOrder ) {
@@ -197,7 +169,7 @@ TEST( RmSeqConfigSmInterface, virtualOperationsStandInSlotOrder ) {
 constexpr auto kAgentMatch = MatchOption::matchMetric;
 constexpr auto kAgentSet = SetOption::setTag;
 
-/// Matches whatever the agent says.
+/// A matcher of the agent.
 struct AgentMatcher final : Matcher {
    explicit AgentMatcher( uint64_t v ) : value( v ) {}
    bool match( const MatchInput_ *, const Ptr<PolicyEvalContext> & ) const override { return true; }
@@ -206,7 +178,7 @@ struct AgentMatcher final : Matcher {
    uint64_t value;
 };
 
-/// The agent's component: makes matchers of its own option; each of them comes with a set clause.
+/// The agent's component: each rule of its own option becomes a matcher and a setter.
 class AgentComponent final : public RmSeqConfigSmInterface {
  public:
    AgentComponent( const Ptr<const MapEntry> & entry, const Ptr<RouteMapSymbol> & rmSymbol, const Ptr<SequenceChange> & change )
@@ -234,7 +206,7 @@ class AgentComponent final : public RmSeqConfigSmInterface {
    Zeugma::Reactor<AgentComponent> entryReactor_{ *this, &AgentComponent::handleEntry };
 };
 
-/// It says that it supports everything, which must not widen what the common component does.
+/// It supports every option, which must not widen the common component.
 class AgentSeqSm final : public RmSeqConfigSymbolSmBase {
  public:
    AgentSeqSm( const Quoin::String & rmName, const Ptr<const MapEntry> & entry, const Ptr<RouteMapSymbol> & rmSymbol,
@@ -277,97 +249,48 @@ class AgentHelper final : public RmConfigSymbolSmHelperBase {
 
 class AgentSequenceTest : public testing::Test {
  protected:
-   Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
-   Ptr<Map> map = makeNode<Map>( "RM1" );
-   Ptr<MapEntry> entry = map->mapEntryIs( 10 );
-   Ptr<RouteMapSymbol> rmSymbol = root->routeMapTable()->symbol( "RM1" );
-   Ptr<RmConfigSymbolReactor> reactor = makeNode<RmConfigSymbolReactor>( "RM1" );
-   Ptr<Zeugma::TaskScheduler> scheduler = makeNode<Zeugma::TaskScheduler>();
-   Ptr<AgentHelper> helper = makeNode<AgentHelper>( root );
-   Ptr<PrefixListSymbol> list = root->ipv4PrefixListTable()->symbol( "PL1" );
-   Ptr<RouteMapConfigSymbolSm> machine;
-
-   void start() {
-      list->statusCurrentIs( true );   // nobody else says so for a list without a producer
-      map->versionIs( 1 );
-      machine =
-         routeMapConfigSymbolSmFactory( map, rmSymbol, root, reactor, helper, makeNode<RouteMapOpModeNotifier>(), scheduler, nullptr );
-   }
-   void publishMap() { map->versionIs( map->version() + 1 ); }
-   Ptr<const RouteMapSeqStatus> published() const { return rmSymbol->rmStatus() ? rmSymbol->rmStatus()->seqStatus( 10 ) : nullptr; }
-   std::string matchers() const {
-      if( !published() ) return "none";
-      std::string text;
-      for( const auto & [ option, matcher ] : published()->matcher() ) text += std::to_string( unsigned( option ) ) + " ";
-      return text;
+   CompileFixtures::Agent agent;
+   Ptr<AgentHelper> helper = makeNode<AgentHelper>( agent.root );
+   CompileFixtures::Compiled rm{ agent, "RM1", helper };
+   Ptr<MapEntry> entry = rm.map->mapEntryIs( 10 );
+   std::vector<MatchOption> matchers() const {
+      std::vector<MatchOption> options;
+      for( const auto & member : rm.seq( 10 )->matcher() ) options.push_back( member.first );
+      return options;
    }
 };
 
 TEST_F( AgentSequenceTest, itsOwnOptionsAreAppliedBesideTheCommonOnes ) {
    entry->matchRuleIs( valueRule( MatchOption::matchTag, 7 ) );
    entry->matchRuleIs( valueRule( kAgentMatch, 100 ) );
-   start();
-   ASSERT_EQ( matchers(), "4 115 " );
-   EXPECT_EQ( published()->matcher( kAgentMatch )->toStrep(), "AgentMatcher 100" );
-   EXPECT_EQ( published()->matcher( MatchOption::matchTag )->toStrep(), makeNode<TagMatcher>( 7 )->toStrep() );
-   ASSERT_TRUE( published()->setter( kAgentSet ) );
-   EXPECT_FALSE( helper->last->isModified() ) << "all has been taken in";
+   rm.start();
+   ASSERT_THAT( matchers(), ElementsAre( kAgentMatch, MatchOption::matchTag ) );
+   EXPECT_EQ( rm.seq( 10 )->matcher( kAgentMatch )->toStrep(), "AgentMatcher 100" );
+   EXPECT_EQ( rm.seq( 10 )->matcher( MatchOption::matchTag )->toStrep(), makeNode<TagMatcher>( 7 )->toStrep() );
+   ASSERT_TRUE( rm.seq( 10 )->setter( kAgentSet ) );
+   EXPECT_FALSE( helper->last->isModified() );
+   EXPECT_THAT( helper->last->applied, testing::UnorderedElementsAre( kAgentMatch, MatchOption::matchTag ) );
 
-   const uint32_t version = rmSymbol->notifier()->version();
    entry->matchRuleIs( valueRule( kAgentMatch, 200 ) );
    EXPECT_TRUE( helper->last->isModified() );
-   EXPECT_EQ( published()->matcher( kAgentMatch )->toStrep(), "AgentMatcher 100" ) << "only a version has it compiled";
-   publishMap();
-   EXPECT_EQ( published()->matcher( kAgentMatch )->toStrep(), "AgentMatcher 200" );
-   EXPECT_EQ( rmSymbol->notifier()->version(), version + 1 );
+   EXPECT_EQ( rm.seq( 10 )->matcher( kAgentMatch )->toStrep(), "AgentMatcher 100" ) << "compiled by a version";
+   EXPECT_EQ( rm.raise(), 1 );
+   EXPECT_EQ( rm.seq( 10 )->matcher( kAgentMatch )->toStrep(), "AgentMatcher 200" );
 
    entry->matchRuleDel( kAgentMatch );
-   publishMap();
-   EXPECT_EQ( matchers(), "115 " );
-   EXPECT_FALSE( published()->setter( kAgentSet ) );
-   EXPECT_EQ( rmSymbol->notifier()->version(), version + 2 );
+   EXPECT_EQ( rm.raise(), 1 );
+   EXPECT_THAT( matchers(), ElementsAre( MatchOption::matchTag ) );
+   EXPECT_FALSE( rm.seq( 10 )->setter( kAgentSet ) );
 }
 
-TEST_F( AgentSequenceTest, whatItSupportsDoesNotWidenTheCommonComponent ) {
+TEST_F( AgentSequenceTest, itsOverrideDoesNotWidenTheCommonComponent ) {
    ASSERT_FALSE( entry->matchRule().find( MatchOption::matchCommunity ) );
-   start();
+   rm.start();
    EXPECT_TRUE( helper->last->matchRuleSupported( MatchOption::matchCommunity ) );
    entry->matchRuleIs( valueRule( MatchOption::matchCommunity, 1 ) );
    EXPECT_TRUE( helper->last->sequenceChange()->matcherChange().empty() );
    EXPECT_TRUE( helper->last->sequenceChangeSym()->matcherChangeSymbol().empty() );
    EXPECT_FALSE( helper->last->isModified() );
-}
-
-TEST_F( AgentSequenceTest, everyChangeOfAMatcherGoesThroughItWhenItIsApplied ) {
-   entry->matchRuleIs( valueRule( kAgentMatch, 100 ) );
-   entry->matchRuleIs( listRule( MatchOption::matchIpPrefixList, "PL1" ) );
-   start();
-   EXPECT_THAT( helper->last->applied, testing::UnorderedElementsAre( kAgentMatch, MatchOption::matchIpPrefixList ) );
-}
-
-TEST_F( AgentSequenceTest, aListThatMovesBetweenTheEditAndTheVersionIsThePresentOne ) {
-   start();
-   entry->matchRuleIs( listRule( MatchOption::matchIpPrefixList, "PL1" ) );
-   list->statusIs( makeNode<PrefixListStatus>( "PL1", Ferule::AddressFamily::ipv4 ) );   // nobody of this sequence watches it yet
-   list->notifier()->versionInc( 1 );
-   publishMap();
-   ASSERT_EQ( matchers(), "2 " );
-   const auto matcher = Quoin::dynamicPtrCast<const PrefixListMatcher>( published()->matcher( MatchOption::matchIpPrefixList ) );
-   ASSERT_TRUE( matcher );
-   EXPECT_EQ( matcher->status(), list->status() );
-   EXPECT_EQ( rmSymbol->rmStatus()->undefinedReferences().value, 0u );
-   scheduler->runUntilIdle();
-   EXPECT_EQ( published()->matcher( MatchOption::matchIpPrefixList ), matcher ) << "nothing was left to do";
-}
-
-TEST_F( AgentSequenceTest, aSequenceThatGoesTakesItsComponentsAlong ) {
-   start();
-   helper->last = nullptr;
-   const auto held = entry;
-   map->mapEntryDel( 10 );
-   entry->distanceIs( 5 );
-   entry->matchRuleIs( valueRule( kAgentMatch, 100 ) );
-   EXPECT_EQ( entry->useCount(), 2u ) << "this test's two";
 }
 
 }   // namespace
