@@ -29,6 +29,9 @@ struct InlineRoom<T, 0> {
 template <class T, size_t Inline>
 class InlineRow : private InlineRoom<T, Inline> {
  public:
+   using value_type = T;   // as standard containers have them
+   using const_iterator = const T *;
+
    InlineRow() noexcept : at_( this->room() ) {}
    InlineRow( const InlineRow & from ) : InlineRow() {
       reserve( from.size_ );
