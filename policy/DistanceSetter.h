@@ -8,7 +8,8 @@
 
 namespace Routing::Policy {
 
-/// Sets the administrative distance, through the result's virtual accessor: a derived result is told.
+/// Sets the administrative distance, through the virtual accessor of the result, so a derived result can react. Unit: 0..255, lower is
+/// preferred.
 class ROUTEPOLICY_API DistanceSetter final : public Setter {
  public:
    explicit DistanceSetter( RoutePreference distance ) noexcept : distance_( distance ) {}

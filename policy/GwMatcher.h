@@ -7,7 +7,7 @@
 
 namespace Routing::Policy {
 
-/// A placeholder: a sequence that holds it never passes.
+/// A placeholder for a match option without an implementation. It matches no route.
 class ROUTEPOLICY_API GwMatcher final : public Matcher {
  public:
    bool match( const MatchInput_ *, const Quoin::Ptr<PolicyEvalContext> & ) const override { return false; }

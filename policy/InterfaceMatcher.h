@@ -5,8 +5,8 @@
 
 namespace Routing::Policy {
 
-/// The route's next hop resolves to this interface, among others maybe. An agent that does not resolve interfaces is not
-/// filtered by them.
+/// Matches a route whose next hop resolves to this interface, possibly among others. If the agent does not resolve interfaces
+/// (MatchInput_::matchInterface), every route matches.
 class ROUTEPOLICY_API InterfaceMatcher final : public SimpleMatcher<Ferule::IntfId> {
  public:
    explicit InterfaceMatcher( Ferule::IntfId intf ) : SimpleMatcher( "InterfaceMatcher interface ", intf ) {}

@@ -5,7 +5,7 @@
 
 namespace Routing::Policy {
 
-/// The route comes from this IS-IS instance.
+/// Matches a route from this IS-IS instance.
 class ROUTEPOLICY_API IsisInstanceMatcher final : public EqualMatcher<uint32_t, &MatchInput_::getIsisInstance> {
  public:
    explicit IsisInstanceMatcher( uint32_t isisInstance ) : EqualMatcher( "IsisInstanceMatcher instance ", isisInstance ) {}

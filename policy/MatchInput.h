@@ -1,7 +1,7 @@
 /// @file policy/MatchInput.h
-/// A route as an agent describes it to policy. Agents derive from it to compute a field late: matchers read the route through
-/// the virtual getters, and directly no more than the switches. Threading: a plain value; one evaluation reads it at a time, unless
-/// its getters stand more.
+/// A route as an agent describes it to policy: matchers read it during an evaluation. An agent may derive a class that computes fields on
+/// demand: matchers read the route through the virtual getters, and read only the three switches at the end directly.
+/// Threading: a plain value. One evaluation reads it at a time, unless the getters of a derived class are thread-safe.
 #pragma once
 
 #include <iosfwd>
@@ -16,16 +16,17 @@
 
 namespace Routing::Policy {
 
+/// The input of an evaluation: one route.
 class ROUTEPOLICY_API MatchInput_ {
  public:
    virtual ~MatchInput_();
    virtual Zeugma::MaybeU63 getMetric() const { return metric_; }
    virtual RouteProto getProtocol() const { return protocol_; }
-   /// Good for as long as the input stands unchanged.
+   /// Valid until the input changes.
    virtual const Ferule::IpGenPrefix * getPrefixPointer() const { return &prefix_; }
    virtual Ferule::IpGenAddr getNexthop() const { return nexthop_; }
    virtual Ferule::IpAddr getRouterId() const { return routerId_; }
-   /// A reference, so that a look costs no count; it stays good for the evaluation.
+   /// A reference, so that reading it changes no reference count. It must stay valid during the evaluation.
    virtual const Quoin::Ptr<const ResolvedNexthopInfoSet> & getResolvedNexthopInfoSet() const { return resolvedNexthopInfoSet_; }
    virtual RouteTag getTag() const { return tag_; }
    virtual uint32_t getOspfInstance() const { return ospfInstance_; }
@@ -35,29 +36,30 @@ class ROUTEPOLICY_API MatchInput_ {
    static bool isEq( const void * a, const void * b ) {
       return *static_cast<const MatchInput_ *>( a ) == *static_cast<const MatchInput_ *>( b );
    }
-   /// True when the value differs from a default-built one.
+   /// Whether the value differs from a default-constructed one.
    explicit operator bool() const;
    friend ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const MatchInput_ & input );
 
-   /// Lower is better; absent when the route has none.
+   /// Lower is better; absent if the route has no metric.
    PLINTH_VALUE( metric, metricIs, {}, Zeugma::MaybeU63 );
-   /// Where the route comes from.
+   /// The protocol that the route comes from.
    PLINTH_VALUE( protocol, protocolIs, {}, RouteProto );
-   /// What the route leads to.
+   /// The destination of the route.
    PLINTH_VALUE( prefix, prefixIs, {}, Ferule::IpGenPrefix );
+   /// The next hop of the route, before resolution.
    PLINTH_VALUE( nexthop, nexthopIs, {}, Ferule::IpGenAddr );
    /// The router that originated the route.
    PLINTH_VALUE( routerId, routerIdIs, {}, Ferule::IpAddr );
    PLINTH_VALUE( tag, tagIs, {}, RouteTag );
-   /// Where the next hop resolves to; null when the agent does not know.
+   /// The interfaces and addresses that the next hop resolves to; null if unknown.
    PLINTH_VALUE( resolvedNexthopInfoSet, resolvedNexthopInfoSetIs, {}, Quoin::Ptr<const ResolvedNexthopInfoSet> );
    PLINTH_VALUE( ospfInstance, ospfInstanceIs, {}, uint32_t );
    PLINTH_VALUE( isisInstance, isisInstanceIs, {}, uint32_t );
-   /// The agent resolves interfaces: without it, every interface matches.
+   /// Whether the agent resolves interfaces. If not, every interface matches.
    PLINTH_VALUE( matchInterface, matchInterfaceIs, {}, bool );
-   /// The agent resolves next hops: without it, every resolved next hop matches.
+   /// Whether the agent resolves next hops. If not, every resolved next hop matches.
    PLINTH_VALUE( matchResolvedNexthopInfo, matchResolvedNexthopInfoIs, {}, bool );
-   /// No resolved next hop matches. Wins over matchResolvedNexthopInfo.
+   /// No resolved next hop matches. Takes priority over matchResolvedNexthopInfo.
    PLINTH_VALUE( denyResolvedNexthop, denyResolvedNexthopIs, {}, bool );
 };
 

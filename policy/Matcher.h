@@ -1,7 +1,9 @@
 /// @file policy/Matcher.h
-/// One test of a route. Agents derive their own from it.
-/// Ownership: shared by the sequences that use it; who calls match() sees to it that the matcher outlives the call, as PolicyEval
-/// does by a ReleaseScope. Threading: match() runs on several threads at once; it changes nothing.
+/// One test of a route, compiled from one match clause. A sequence holds matchers, and all of them must match; agents derive matchers of
+/// their own.
+/// Ownership: shared by the sequences that use it. The caller of match() keeps the matcher alive during the call; PolicyEval does so with a
+/// ReleaseScope.
+/// Threading: match() runs on several threads at once and changes nothing.
 #pragma once
 
 #include <iosfwd>
@@ -16,21 +18,24 @@ namespace Routing::Policy {
 class MatchInput_;
 class PolicyEvalContext;
 
+/// The base of all matchers.
 class ROUTEPOLICY_API Matcher : public Quoin::Node {
  public:
    ~Matcher() override;
-   /// The test. The context is the evaluation's, null for one without. It runs for every route: no allocation, no lock.
+   /// Whether the route matches. `context` is the context of the evaluation, or null. It runs for every route: no allocation, no lock.
    virtual bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const = 0;
+   /// match() for tests, on a reference.
    virtual bool matchForTest( const MatchInput_ & input, const Quoin::Ptr<PolicyEvalContext> & context ) const;
-   /// What it reads of a route.
+   /// The attributes of a route that the matcher reads.
    virtual RouteMapFeatures getFeatures() const;
    /// Writes the text of the derived matcher.
    virtual void formatDerivedType( std::ostream & os ) const = 0;
 
+   /// The text of the matcher, for debugging.
    Quoin::String toStrep() const;
 };
 
-/// The matcher's text; "NULL" for a null.
+/// Prints the text of the matcher, or "NULL" for a null pointer.
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const Matcher * matcher );
 template <std::derived_from<Matcher> T>
 std::ostream & operator<<( std::ostream & os, const Quoin::Ptr<T> & matcher ) {

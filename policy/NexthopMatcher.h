@@ -5,7 +5,7 @@
 
 namespace Routing::Policy {
 
-/// The route's next hop is this one.
+/// Matches a route with this next hop.
 class ROUTEPOLICY_API NexthopMatcher final : public EqualMatcher<Ferule::IpGenAddr, &MatchInput_::getNexthop> {
  public:
    explicit NexthopMatcher( Ferule::IpGenAddr nexthop ) : EqualMatcher( "NexthopMatcher next-hop ", nexthop ) {}

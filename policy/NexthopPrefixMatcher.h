@@ -5,7 +5,7 @@
 
 namespace Routing::Policy {
 
-/// The route's next hop lies in this prefix. An IPv4 prefix of length 0, or of one above 32, contains every IPv4 next hop.
+/// Matches a route whose next hop lies in this prefix. An IPv4 prefix of length 0, or of a length above 32, contains every IPv4 next hop.
 class ROUTEPOLICY_API NexthopPrefixMatcher final : public SimpleMatcher<Ferule::IpGenPrefix> {
  public:
    explicit NexthopPrefixMatcher( const Ferule::IpGenPrefix & prefix ) : SimpleMatcher( "NexthopPrefixMatcher prefix ", prefix ) {}

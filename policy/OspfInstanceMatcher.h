@@ -5,7 +5,7 @@
 
 namespace Routing::Policy {
 
-/// The route comes from this OSPF instance.
+/// Matches a route from this OSPF instance.
 class ROUTEPOLICY_API OspfInstanceMatcher final : public EqualMatcher<uint32_t, &MatchInput_::getOspfInstance> {
  public:
    explicit OspfInstanceMatcher( uint32_t ospfInstance ) : EqualMatcher( "OspfInstanceMatcher instance ", ospfInstance ) {}

@@ -27,7 +27,7 @@ const Trailmark::MsgDesc evalPolicyMatchersMsg(
    "PolicyEval::evalPolicyMatchers(const MatchInput*, const PtrConst&, Routing::Policy::MatchedRouteMapSequences*, const Ptr&) const" );
 // clang-format on
 
-// Whom an evaluation tells what decided: nobody.
+// The observer of an evaluation without one.
 struct NoObserver {
    using Ref = NoObserver;
    static NoObserver entry( RmPrecedence ) { return {}; }
@@ -37,7 +37,7 @@ struct NoObserver {
    }
 };
 
-// What a walk tells of itself, for nobody.
+// The log of a walk without one: discards every record.
 struct NoLog {
    static NoObserver callee( const RouteMapSeqStatus &, bool ) { return {}; }
    void visit( const Quoin::Ptr<const RouteMapSeqStatus> & ) {}
@@ -52,7 +52,7 @@ struct NoLog {
    void defaultDeny() {}
 };
 
-// The same into the log of the route map under evaluation: the one on top of the call stack, where whoever called has put it.
+// Writes the records of a walk into the log of its route map, which the caller has put on top of the call stack.
 class WriteLog {
  public:
    WriteLog( PolicyEvalContext & context, PolicyEvaluationLog & log ) : context_( context ), log_( log ) {}
@@ -62,7 +62,7 @@ class WriteLog {
       if( seq->matcher().empty() ) seq_->hadNoMatchersIs( true );
    }
    void matcherFailed( MatchOption option ) { seq_->failedMatcherIs( option ); }
-   // The call of a sub route map: its log is on top of the stack meanwhile, and off it also when a matcher throws.
+   // The call of a sub route map. Its log is on top of the stack during the call; the destructor removes the log also after a throw.
    class Call {
     public:
       explicit Call( WriteLog & log ) : log_( log ) { log_.context_.callStackPush( log_.seq_->subPolicyEvaluationLog() ); }
@@ -90,10 +90,10 @@ class WriteLog {
  private:
    PolicyEvalContext & context_;
    PolicyEvaluationLog & log_;
-   Quoin::Ptr<SeqLog> seq_;   // of the sequence under evaluation
+   Quoin::Ptr<SeqLog> seq_;   // of the current sequence
 };
 
-// Tells an observer what decided one route map.
+// Collects the decision of one route map or function, and reports it to an observer.
 class Observed {
  public:
    using Ref = std::reference_wrapper<Observed>;
@@ -111,7 +111,7 @@ class Observed {
       callee.decision_.inverted = inverted;
       return callee;
    }
-   // The last sequence that does decides.
+   // The last sequence that matches decides.
    void matches( const RouteMapSeqStatus * seq ) { decision_.sequence = seq; }
    bool ended( const RouteMapStatus & routeMap, bool permitted ) {
       decision_.routeMap = &routeMap;
@@ -133,7 +133,7 @@ class Observed {
    Decision decision_;
 };
 
-// Either log, with a note of the sequence that matched last.
+// Either log, which also records the last matching sequence for an observer.
 template <class Log>
 class Noting : public Log {
  public:
@@ -167,11 +167,12 @@ Noting<Log> noting( Log log, std::reference_wrapper<Observed> observer ) {
 }
 
 using ContextPtr = Quoin::Ptr<PolicyEvalContext>;
-using Matched = boost::container::small_vector_base<const RouteMapSeqStatus *>;   // of any room in the object
-// Of a match that stays inside: with room for what sub route maps, continues and several route maps add to an ordinary one.
+using Matched = boost::container::small_vector_base<const RouteMapSeqStatus *>;   // of any inline capacity
+// For a match that never leaves this file. Sixteen inline entries cover ordinary policies with sub route maps, continues and several list
+// entries.
 using LocalMatched = boost::container::small_vector<const RouteMapSeqStatus *, 16>;
 
-// Apart, so that the timer is not in the frame of those that have none.
+// A function of its own, so that the timer takes no space in the stack frame of the path without timers.
 template <class Stage>
 [[gnu::noinline]] auto underTimer( const Trailmark::MsgDesc & message, Stage & stage ) {
    const Trailmark::BlockTimer timer( message );
@@ -192,7 +193,7 @@ template <class Observer>
 bool evalRouteMap( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
                    Observer observer );
 
-// Whether all matchers hold; they are asked up to the first that does not.
+// Whether all matchers match. Stops at the first that does not.
 template <class Log>
 inline bool matchersPass( const ContextPtr & context, const MatchInput_ * input, const RouteMapSeqStatus & seq, Log & log ) {
    for( auto i = seq.matcher().first(); i; i.next() ) {
@@ -203,7 +204,8 @@ inline bool matchersPass( const ContextPtr & context, const MatchInput_ * input,
    return true;
 }
 
-// Whether the sequence's sub route map lets it pass. What that matched stays in `matched` only if it permitted and is not inverted.
+// Whether the sub route map lets the sequence match. The sequences of the sub route map stay in `matched` only if it permitted and is not
+// inverted.
 template <class Log>
 bool subRouteMapPasses( const ContextPtr & context, const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub,
                         Matched & matched, Log & log ) {
@@ -218,7 +220,8 @@ bool subRouteMapPasses( const ContextPtr & context, const MatchInput_ * input, c
    } );
 }
 
-// The walk, which is the same with and without a log and an observer: `Log` is either log, or either with a note.
+// Walks the sequences of one route map, the same way with and without a log and an observer: `Log` is NoLog, WriteLog, or Noting over one
+// of them.
 template <class Log>
 bool walkSequences( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched, Log log ) {
    bool continued = false;
@@ -232,7 +235,7 @@ bool walkSequences( const ContextPtr & context, const MatchInput_ * input, const
          cursor.next();
          continue;
       }
-      if( seq.matchAction() == Acl::MatchPermit::deny ) {   // also behind a continue
+      if( seq.matchAction() == Acl::MatchPermit::deny ) {   // also after a continue
          log.deny();
          return false;
       }
@@ -242,7 +245,7 @@ bool walkSequences( const ContextPtr & context, const MatchInput_ * input, const
       if( !target ) return true;
       log.continueTo( target->seqno() );
       continued = true;
-      cursor = rmStatus.seqStatus().lowerBound( target->seqno() );   // where the target has gone, the next higher
+      cursor = rmStatus.seqStatus().lowerBound( target->seqno() );   // a deleted target means the next higher sequence
    }
    if( !continued ) log.defaultDeny();
    return continued;
@@ -259,7 +262,7 @@ bool evalRouteMapInContext( const ContextPtr & context, const MatchInput_ * inpu
    } );
 }
 
-// Without a context there is nothing to time and nowhere to log: the road of almost every route.
+// Without a context, no timer and no log is possible. Almost every route takes this path.
 template <class Observer>
 inline bool evalRouteMap( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
                           Observer observer ) {
@@ -273,7 +276,7 @@ inline bool evalRouteMap( const ContextPtr & context, const MatchInput_ * input,
 
 void applyDeferredSetters( Result_ & result ) {
    std::unordered_set<const Setter *> ran;
-   while( const auto dps = result.dps() ) {   // what runs may register more, and take itself, others or the whole list off
+   while( const auto dps = result.dps() ) {   // a setter may register more setters, remove itself or others, or delete the list
       auto & deferred = dps->setters();
       const auto next = std::find_if( deferred.begin(), deferred.end(), [ & ]( const Setter * s ) { return !ran.contains( s ); } );
       if( next == deferred.end() ) return deferred.clear();
@@ -291,7 +294,7 @@ void applySetters( const ContextPtr & context, const Matched & matched, Result_ 
             applyDeferredSetters( result );
       } );
    } catch( ... ) {
-      if( result.dps() ) result.dps()->setters().clear();   // they live in the policy, which the result may outlive
+      if( result.dps() ) result.dps()->setters().clear();   // the setters belong to the policy, which the result may outlive
       throw;
    }
 }
@@ -304,7 +307,7 @@ bool evalFunction( const PolicyEval & eval, const Gyre::FunctionStatusBase & fun
    const auto gyreCtx = gyreCtxMap ? gyreCtxMap->context( p ) : nullptr;
    QUOIN_ASSERT( gyreCtx && gyreCtx->result(), "gyreCtx->result()" );
    applySetters( eval.context(), matched, *gyreCtx->result() );
-   matched.clear();   // they must not run a second time
+   matched.clear();   // their setters must not run twice
    gyreCtx->shouldLogEvalIs( eval.shouldLogEval() );
    struct Flag {
       Gyre::Eval::EvalContextBase & context;
@@ -315,7 +318,7 @@ bool evalFunction( const PolicyEval & eval, const Gyre::FunctionStatusBase & fun
    } flag{ *gyreCtx, eval.shouldLogEval() };
    const auto code = function.aet()->evaluate( gyreCtx );
    if( flag.on ) {
-      auto log = gyreCtx->takeEvaluationLog();   // null from one that keeps none
+      auto log = gyreCtx->takeEvaluationLog();   // null if the context keeps no log
       if( log && eval.context() ) eval.context()->evaluationLogEnq( log );
    }
    return code == Gyre::Eval::ResultCode::permit;
@@ -324,14 +327,14 @@ bool evalFunction( const PolicyEval & eval, const Gyre::FunctionStatusBase & fun
 template <class Observer>
 bool evalListEntry( const PolicyEval & eval, const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status,
                     Matched & matched, Observer observer ) {
-   if( status->seqStatus().empty() ) return true;   // what has nothing to say neither permits nor denies
+   if( status->seqStatus().empty() ) return true;   // a route map without sequences does not affect the answer
    const ContextPtr & context = eval.context();
    if( !context ) return evalRouteMap( context, input, *status, matched, observer.entry( p ) );
    if( !eval.shouldLogEval() || p != RmPrecedence::routeMapPrecedence ) {
-      const PolicyEvalContext::LogPause pause( context );   // a log that a client installed is not for lists
+      const PolicyEvalContext::LogPause pause( context );   // a log of the client does not record lists
       return evalRouteMap( context, input, *status, matched, observer.entry( p ) );
    }
-   // The log goes back to null also when a matcher throws; only a finished one is queued.
+   // The destructor uninstalls the log, also after a throw. Only a finished log is queued.
    struct Installed {
       Quoin::Ptr<PolicyEvalContext> context;
       ~Installed() { context->logIs( nullptr ); }
@@ -349,8 +352,8 @@ bool evalWholeList( const PolicyEval & eval, const MatchInput_ * input, const Ro
    const bool gyrePresent = bool( list.gyreStatus() );
    QUOIN_ASSERT( !gyrePresent || gyreCtxMap, "!gyrePresent || gyreCtxMap" );
 
-   // The two roles that take part. Each function stands in for the route map of its role, and runs once: in front of the first
-   // entry from `before` on, or behind the last.
+   // The two functions that take part. Each replaces the route map at its precedence and runs once: before the first entry whose precedence
+   // is `before` or higher, or after the last entry.
    struct Role {
       const Gyre::FunctionStatusBase * function;
       RmPrecedence precedence;
@@ -426,7 +429,7 @@ PolicyEval::~PolicyEval() = default;
 
 bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus,
                                        MatchedRouteMapSequences * matched ) const {
-   Quoin::ReleaseScope scope;   // a matcher may drop what the walk stands on
+   Quoin::ReleaseScope scope;   // a matcher may release the policy during the walk
    return evalRouteMap( context_, input, *rmStatus, *matched, NoObserver{} );
 }
 
@@ -457,7 +460,7 @@ PolicyEval::evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin
 }
 
 void PolicyEval::applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> & snapshot, const Result_ & result ) {
-   if( !snapshot ) return;   // of a deny: nothing to apply
+   if( !snapshot ) return;   // a deny: nothing to apply
    Quoin::ReleaseScope scope;
    LocalMatched matched;
    for( auto i = snapshot->seqStatus().first(); i; i.next() ) matched.push_back( i.value().get() );

@@ -1,5 +1,6 @@
 /// @file policy/Policy.h
-/// Applies compiled policy to a route.
+/// Applies compiled policy to a route: PolicyEval matches a route against route maps, then changes it with their setters. The policy comes
+/// from compilation (RouteMapStatus, RouteMapStatusList); the route comes from the agent (MatchInput_, Result_).
 #pragma once
 
 #include "policy/MatchInput.h"
@@ -11,46 +12,46 @@
 
 namespace Routing::Policy {
 
-class DecisionObserver;                   // policy/DecisionObserver.h: for callers who ask what decided
-class MatchedRouteMapSequences;           // policy/MatchedRouteMapSequences.h: for callers who keep a match
-class MatchedRouteMapSequencesSnapshot;   // also there
+class DecisionObserver;                   // policy/DecisionObserver.h: reports which sequence decided
+class MatchedRouteMapSequences;           // policy/MatchedRouteMapSequences.h: a match before its setters run
+class MatchedRouteMapSequencesSnapshot;   // the same header: a match that may be kept
 
-/// Evaluates routes. An agent keeps one and reuses it; between calls it holds its two attributes and nothing else.
-/// Evaluation reads the policy and never changes it, allocates nothing on the ordinary path, and reports no errors: it answers.
-/// What a matcher or setter throws goes through, and leaves no setter deferred, and no log installed but a client's own.
-/// Sub route maps are walked recursively; their depth is bounded by the thread's stack (20,000 levels fit into 8 MB).
-/// Threading: without a context, any number of threads may use one PolicyEval on one policy at once. With a context it belongs
-/// to one thread.
+/// Evaluates routes. An agent keeps one object and reuses it; between calls it holds its two attributes and nothing else. Evaluation never
+/// changes the policy, and allocates nothing on the ordinary path.
+/// Errors: none of its own. An exception of a matcher or setter reaches the caller; afterwards no setter is deferred, and only a log that
+/// the client installed is still installed.
+/// Evaluation of sub route maps is recursive: the stack of the thread limits the depth of calls (8 MB hold 20,000 levels).
+/// Threading: without a context, any number of threads may use one PolicyEval on one policy at once. With a context, one thread uses it.
 class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
  public:
    using ContextMap = Quoin::Ptr<Gyre::Eval::GyreEvalContextMap>;
    ~PolicyEval() override;
 
-   /// The whole job: whether the list permits the route, and then its changes in `result`. On a deny the result is untouched.
-   /// A list with `gyreStatus` needs contexts: it goes through evalPolicyMatchers().
+   /// Matches and applies: returns whether the list permits the route, and if so writes the changes to `result`. A deny leaves the result
+   /// unchanged. A list with functions (`gyreStatus`, `gyreStatusMaint`) needs contexts: use evalPolicyMatchers().
    bool eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result ) const;
 
-   /// Whether the list permits the route; `matched` gets the sequences to apply. Functions run on the contexts of `gyreCtxMap`,
-   /// and what route maps matched before one is applied to its result.
+   /// Whether the list permits the route. Appends the sequences to apply to `matched`. Functions run on the contexts of `gyreCtxMap`.
+   /// Before a function runs, the setters of the sequences matched so far run on the result of its context.
    bool evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
                             MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap ) const;
 
-   /// Whether a route map, as the only policy of a point, permits; no setter runs. A route map without sequences, or none,
-   /// permits here.
+   /// Whether a route map permits the route, as the only policy of a point of application. No setter runs. A null route map, or one without
+   /// sequences, permits here.
    bool evalPeerFilter( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input ) const;
 
-   /// Whether a function, as the only policy of a point, permits.
+   /// Whether a function permits, as the only policy of a point of application.
    bool evalGyre( const Quoin::Ptr<const Gyre::FunctionStatusBase> & function, const Quoin::Ptr<Gyre::Eval::EvalContextBase> & ctx ) const;
 
-   /// Whether one route map permits the route; `matched` gets the sequences to apply appended, those of sub route maps before
-   /// the sequence that calls them. On a deny what is in `matched` means nothing. A route map without sequences denies.
+   /// Whether one route map permits the route. Appends the sequences to apply to `matched`, the sequences of a sub route map before the
+   /// calling sequence. After a deny, the content of `matched` is meaningless. A route map without sequences denies.
    bool evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus, MatchedRouteMapSequences * matched ) const;
 
-   /// Runs the setters of the sequences in order, and then once those that deferred themselves.
+   /// Runs the setters of the sequences in order, then each deferred setter once.
    void applyPolicySetters( const MatchedRouteMapSequences * matched, Result_ * result ) const;
 
-   /// The same, and each decision is reported to `observer`; see DecisionObserver. Answers, setters, `matched`, logs and timers are those of
-   /// the calls above, and nothing is allocated either. evalGyre() has no such form: its one function decides.
+   /// The same calls with a report of each decision to `observer`; see DecisionObserver. Answers, setters, `matched`, logs and timers are
+   /// the same as without an observer, and reports allocate nothing. evalGyre() has no such form: its one function decides.
    bool eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result,
               DecisionObserver & observer ) const;
    bool evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
@@ -59,13 +60,14 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    bool evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus, MatchedRouteMapSequences * matched,
                               DecisionObserver & observer ) const;
 
-   /// The two steps apart, for a match that is kept. Null on a deny.
+   /// Matches only, and returns a match that may be kept and applied later; null on a deny.
    Quoin::Ptr<const MatchedRouteMapSequencesSnapshot>
    evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const;
-   /// Writes to `result`, const or not. A null snapshot, of a deny, changes nothing.
+   /// Applies a kept match to `result`, although the reference is const. A null snapshot (a deny) changes nothing.
    void applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> & snapshot, const Result_ & result );
 
-   /// Asks for logs of the point's route map and of functions; without a context there are none. A change empties the queue.
+   /// Whether evaluation logs route maps at `routeMapPrecedence`, and functions. Without a context, no log is written. A change empties the
+   /// queue.
    bool shouldLogEval() const noexcept { return shouldLogEval_; }
    void shouldLogEvalIs( bool shouldLog );
    /// Empties the queue of finished logs.
@@ -73,7 +75,7 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    /// The finished logs, oldest first; null without a context.
    const Plinth::Queue<PolicyEvalContext::FinishedLogPtr> * evaluationLogs() const noexcept;
 
-   /// Where logs go and timers are asked for; null for neither.
+   /// Receives the logs and enables the timers; null for neither.
    PLINTH_VALUE( context, contextIs, {}, Quoin::Ptr<PolicyEvalContext> );
 
  private:

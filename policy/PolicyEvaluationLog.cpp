@@ -27,7 +27,7 @@ void PolicyEvaluationLog::seqIs( const Quoin::Ptr<SeqLog> & seq ) {
    seq_.put( seq->seqno(), seq );
 }
 
-// The visited sequences that still stand in the status, in its order. The status may change between two visits.
+// Visits the records whose sequence still exists in the status, in the order of the status. The status may change between two visits.
 template <class Visit>
 void PolicyEvaluationLog::visitSequences( Visit && visit ) const {
    for( auto i = rmStatus_->seqStatus().first(); i; i.next() ) {

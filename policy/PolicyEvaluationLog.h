@@ -1,6 +1,7 @@
 /// @file policy/PolicyEvaluationLog.h
-/// Why one route map answered as it did: a record per sequence visited, down through its sub route maps.
-/// Ownership: holds its route map's status. Threading: one thread until the log is queued, read only from then on.
+/// Records why one route map answered as it did: one SeqLog per visited sequence, including the sequences of its sub route maps. PolicyEval
+/// writes the log, then puts it in the queue of the PolicyEvalContext.
+/// Ownership: shares the status of its route map. Threading: one thread until the log is queued, read-only afterwards.
 #pragma once
 
 #include "policy/RouteMapStatus.h"
@@ -11,6 +12,7 @@
 
 namespace Routing::Policy {
 
+/// The log of one evaluation of one route map.
 class ROUTEPOLICY_API PolicyEvaluationLog : public EvaluationLogBase {
  public:
    using Sequences = Plinth::HashMap2018<uint32_t, Quoin::Ptr<SeqLog>>;
@@ -21,24 +23,25 @@ class ROUTEPOLICY_API PolicyEvaluationLog : public EvaluationLogBase {
    const char * policyType() const override;
    const Quoin::Ptr<const RouteMapStatus> & rmStatus() const noexcept { return rmStatus_; }
 
-   /// The record of that sequence, made on the first visit together with the log of its sub route map.
+   /// The record of a sequence. The first visit creates it, with the log of its sub route map.
    Quoin::Ptr<SeqLog> addSeq( const Quoin::Ptr<const RouteMapSeqStatus> & seqStatus );
+   /// The records by sequence number.
    const Sequences & seq() const noexcept { return seq_; }
-   /// Null when the sequence was not visited.
+   /// Null if the sequence was not visited.
    Quoin::Ptr<SeqLog> seq( uint32_t seqno ) const { return Plinth::memberOf( seq_, seqno ); }
-   /// Errors: MutatorArgNullPointerException on null.
+   /// Stores a record under its own number. Errors: MutatorArgNullPointerException on null.
    void seqIs( const Quoin::Ptr<SeqLog> & seq );
    void seqDel( uint32_t seqno ) { seq_.erase( seqno ); }
    void seqDelAll() { seq_.clear(); }
 
-   /// Indented text, a line per fact; `level` is the depth, three columns each. For debugging.
+   /// Indented text with one fact per line, for debugging. `level`: indentation, in units of three columns.
    Quoin::String toStrep( uint32_t level ) const;
-   /// The structured form: members of an object that the caller opens, under policyType(), and closes.
+   /// The structured form: the members of an object. The caller opens the object, named policyType(), and closes it.
    void toJson( Gloss::RendererV2 * renderer ) const override;
 
    /// The route map's final answer.
    PLINTH_VALUE( permitResult, permitResultIs, {}, bool );
-   /// No sequence decided: the implicit deny at the end applied.
+   /// Whether no sequence decided, so that the implicit deny at the end applied.
    PLINTH_VALUE( defaultDeny, defaultDenyIs, {}, bool );
 
  private:

@@ -1,13 +1,13 @@
 /// @file policy/PolicyFwd.h
-/// Declares the classes of evaluation and the handle, for an agent's own headers.
-/// A header that only names them includes this; a source that uses one of them includes that class's own header, or policy/Policy.h.
+/// Declares the classes of evaluation and the handle, for the headers of an agent. A header that only names a class includes this file. A
+/// source that uses a class includes the header of that class, or policy/Policy.h.
 #pragma once
 
 #include "substrate/quoin/PtrFwd.h"
 
 namespace Routing::Policy {
 
-// What evaluates, and what it reads and writes.
+// The evaluator, its inputs and its outputs.
 class PolicyEval;
 class MatchInput_;
 class ResolvedNexthopInfoSet;

@@ -1,5 +1,5 @@
 /// @file policy/PolicyTypes.h
-/// Small enumerations of policy, and the names under which it uses the records of the layers below.
+/// Small enumerations of policy, and the types that policy takes over from the layers below. Matchers, setters and logs use them.
 #pragma once
 
 #include <cstdint>
@@ -15,10 +15,10 @@ using RouteMap::RmPrecedence;
 using RouteMap::RouteMapFeatures;
 using RouteMap::SetOption;
 
-/// Where a policy is applied; a setter may act differently there.
+/// The point where a policy is applied. A setter may act differently at each.
 enum class PolicyApplicationType : uint8_t { bgp = 0, redistIgp = 1, defaultApplication = 2 };
 
-/// The sequence numbers that are given where configuration leaves them out.
+/// The sequence numbers for configuration that gives none.
 enum class SeqNumberType : uint8_t { seqNum10 = 10, seqNum20 = 20 };
 
 }   // namespace Routing::Policy

@@ -11,7 +11,7 @@ namespace {
 
 using Result = PrefixListMatchResult;
 
-// One walk's use of the thread's context; leaves it clean whatever happens.
+// The use of the thread's context for one walk. The destructor clears the context.
 class Walk {
  public:
    explicit Walk( const Ferule::IpGenPrefix & prefix ) : ctx_( PrefixListWalkerCbCtx::ofThisThread() ) {
@@ -34,7 +34,7 @@ bool canAnswer( const PrefixListStatus * status, const Ferule::IpGenPrefix & pre
    return status && status->af() == prefix.af();
 }
 
-// Asks the trie which entry governs a prefix.
+// Finds the entry of the trie that governs a prefix.
 PrefixListMatchResultTuple prefixListMatch( const PrefixListStatus * status, const Ferule::IpGenPrefix * prefix,
                                             Routing::PatriciaTrieWalkCb * walker ) {
    if( !canAnswer( status, *prefix ) ) return {};
@@ -44,7 +44,7 @@ PrefixListMatchResultTuple prefixListMatch( const PrefixListStatus * status, con
    return { walk.entry()->seqno(), walk.entry()->isPrefixEntryPermit() ? Result::permit : Result::deny };
 }
 
-// What a list says of the route's prefix, which an undefined list does not look at.
+// The answer of a list for the prefix of the route. With an undefined list, the route is not read.
 PrefixListMatchResultTuple matchPrefixOf( const MatchInput_ * input, const PrefixListMatcher & matcher ) {
    const Ferule::IpGenPrefix * prefix = input->getPrefixPointer();
    return matcher.status() ? matcher.matchPrefix( *prefix ) : PrefixListMatchResultTuple{};

@@ -1,8 +1,8 @@
 /// @file policy/PrefixListMatcher.h
-/// Matchers that ask a prefix list about a prefix of the route. In a list the entry with the lowest sequence number that speaks
-/// of the prefix governs, permit or deny; the longest prefix has no priority.
-/// Ownership: a matcher shares the list that it was made for; another list means another matcher.
-/// Threading: any number of threads match at once; `invertResult` is written before the matcher is published.
+/// Matchers that look up a prefix of the route in a prefix list. Among the entries that match the prefix, the entry with the lowest
+/// sequence number governs, permit or deny; a longer prefix has no priority.
+/// Ownership: a matcher shares the list that it was created for. A new version of the list needs a new matcher.
+/// Threading: any number of threads match at once. `invertResult` is written before the matcher is published.
 #pragma once
 
 #include <cstdint>
@@ -15,38 +15,41 @@
 
 namespace Routing::Policy {
 
+/// The answer of a prefix list for one prefix.
 enum class PrefixListMatchResult : uint8_t {
    deny = 0,
    permit = 1,
-   notMatched = 2   // no entry speaks of the prefix, the list is undefined, or it is of another family
+   notMatched = 2   // no entry matches the prefix, or the list is undefined or of another family
 };
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, PrefixListMatchResult result );
 
-/// What a list says of a prefix, and which entry says so.
+/// The answer of a prefix list for one prefix, and the entry that gave it.
 struct ROUTEPOLICY_API PrefixListMatchResultTuple {
-   uint32_t seqNo = 0;   // 0 when no entry does
+   uint32_t seqNo = 0;   // 0 if no entry matches
    PrefixListMatchResult result = PrefixListMatchResult::notMatched;
    friend bool operator==( const PrefixListMatchResultTuple &, const PrefixListMatchResultTuple & ) = default;
 };
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const PrefixListMatchResultTuple & tuple );
 
+/// The base of the matchers that look up a prefix in a prefix list. A derived class says which prefix of the route.
 class ROUTEPOLICY_API PrefixListMatcherBase : public Matcher {
  public:
    ~PrefixListMatcherBase() override;
    const Quoin::String & name() const noexcept { return name_; }
    /// Null while the list is undefined.
    const Quoin::Ptr<const PrefixListStatus> & status() const noexcept { return status_; }
-   /// Honoured by PrefixListMatcher alone.
+   /// Inverts the answer. Only PrefixListMatcher reads it.
    bool invertResult() const noexcept { return invertResult_; }
    void invertResultIs( bool invert ) { invertResult_ = invert; }
    void formatDerivedType( std::ostream & os ) const final;
 
-   /// What the list says of a prefix, by the lengths that its entries admit.
+   /// The answer of the list for a prefix. An entry matches if it covers the prefix and its range admits the length.
    PrefixListMatchResultTuple matchPrefix( const Ferule::IpGenPrefix & prefix ) const;
 
  protected:
    /// `opening` is a literal: the text in front of the name.
    PrefixListMatcherBase( const char * opening, const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
+   /// The same, but an entry matches if it covers the prefix, whatever its range.
    PrefixListMatchResultTuple coveringPrefix( const Ferule::IpGenPrefix & prefix ) const;
 
  private:
@@ -58,29 +61,32 @@ class ROUTEPOLICY_API PrefixListMatcherBase : public Matcher {
    Quoin::Ptr<PrefixListCoveredByWalkerCb> coveredByWalker_;
 };
 
-/// The route's prefix is permitted by the list; inverted, it is not. An undefined list permits nothing.
+/// Matches a route whose prefix the list permits; inverted, a route whose prefix the list does not permit. An undefined list permits
+/// nothing.
 class ROUTEPOLICY_API PrefixListMatcher final : public PrefixListMatcherBase {
  public:
    PrefixListMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
    RouteMapFeatures getFeatures() const override;
 
-   /// Permit, deny, or nothing when no entry speaks of the route. invertResult does not enter.
+   /// True: permit. False: deny. No value: no entry matches the route. `invertResult` has no effect.
    std::optional<bool> matchWithTristate( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const;
+   /// matchWithTristate() for tests, on a reference.
    std::optional<bool> matchWithTristateForTest( const MatchInput_ & input, const Quoin::Ptr<PolicyEvalContext> & context ) const;
-   /// The same for entries whose prefix contains the route's, whatever lengths they admit.
+   /// The same, but an entry matches if its prefix contains the prefix of the route, whatever its range.
    std::optional<bool> coveredBy( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const;
+   /// coveredBy() for tests, on a reference.
    std::optional<bool> coveredByForTest( const MatchInput_ & input, const Quoin::Ptr<PolicyEvalContext> & context ) const;
 };
 
-/// The host prefix of the route's next hop is permitted by the list.
+/// Matches a route if the list permits the host prefix of its next hop.
 class ROUTEPOLICY_API NexthopPrefixListMatcher final : public PrefixListMatcherBase {
  public:
    NexthopPrefixListMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
 };
 
-/// The first of the addresses that the next hop resolves to, in ascending order, of which the list says anything is permitted.
+/// Matches a route by the addresses that its next hop resolves to. The lowest address that any entry of the list matches decides.
 class ROUTEPOLICY_API ResolvedNexthopPfxListMatcher final : public PrefixListMatcherBase {
  public:
    ResolvedNexthopPfxListMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
@@ -88,7 +94,7 @@ class ROUTEPOLICY_API ResolvedNexthopPfxListMatcher final : public PrefixListMat
    RouteMapFeatures getFeatures() const override;
 };
 
-/// The /32 of the router that originated the route is permitted by the list; that of 0.0.0.0 too.
+/// Matches a route if the list permits the /32 of the originating router, also for router id 0.0.0.0.
 class ROUTEPOLICY_API RouterIdMatcher final : public PrefixListMatcherBase {
  public:
    RouterIdMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );

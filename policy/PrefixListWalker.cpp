@@ -4,14 +4,14 @@ namespace Routing::Policy {
 
 namespace {
 
-// Makes the first fitting entry of a chain the best so far, unless a lower or equal number has been seen.
+// Takes the first matching entry of a chain, unless the walk has found an entry with the same or a lower number.
 template <class Fits>
 void offerFirst( const Routing::PrefixData * data, Fits fits ) {
    auto & best = PrefixListWalkerCbCtx::ofThisThread().entry;
    for( auto * entry = static_cast<const PrefixListEntryData *>( data ); entry; entry = entry->nextEntry() ) {
       if( !fits( *entry ) ) continue;
       if( !best || entry->seqno() < best->seqno() ) best = Quoin::Ptr( entry );
-      return;   // those behind do not count, whatever they say
+      return;   // the rest of the chain does not count
    }
 }
 

@@ -1,5 +1,5 @@
 /// @file policy/PrefixListWalker.h
-/// The walk over what stands above a prefix in a prefix list's trie, and its state.
+/// Walks a trie of a prefix list from a prefix upward, and keeps the state of the walk. PrefixListMatcherBase starts the walks.
 #pragma once
 
 #include "routepolicy_export.h"
@@ -10,22 +10,24 @@ namespace Routing::Policy {
 using RouteMap::PrefixListEntryData;
 using RouteMap::PrefixListStatus;
 
-/// The state of the walk under way on this thread. Walkers have no fields, so that all threads can share one; a walk must not
-/// start another one. Clean between walks, also behind one that threw. A look-up through the list's index does without it.
+/// The state of the walk in progress on this thread. Walkers have no fields, so that all threads can share one. A walk must not start
+/// another walk. A look-up through the index of the list does not use this state.
+/// Invariant: empty between walks, also after a throw.
 struct ROUTEPOLICY_API PrefixListWalkerCbCtx {
-   const Ferule::IpGenPrefix * prefix = nullptr;   // what is looked up; not owned
-   Quoin::Ptr<const PrefixListEntryData> entry;    // the best so far
+   const Ferule::IpGenPrefix * prefix = nullptr;   // the prefix to look up; not owned
+   Quoin::Ptr<const PrefixListEntryData> entry;    // the lowest matching entry so far
    static PrefixListWalkerCbCtx & ofThisThread();
 };
 
-/// Per node, the first entry whose range admits the length; among nodes, the lowest sequence number.
+/// Selects in each node the first entry whose range admits the length, and among nodes the lowest sequence number.
 class ROUTEPOLICY_API PrefixListMatchWalkerCb final : public Routing::PatriciaTrieWalkCb {
  public:
    ~PrefixListMatchWalkerCb() override;
    bool handlePrefixData( const Ferule::IpGenPrefix & prefix, const Routing::PrefixData * data ) override;
 };
 
-/// The same for the first entry whose own prefix contains what is looked up, whatever its range.
+/// Selects in each node the first entry whose prefix contains the prefix to look up, whatever its range, and among nodes the lowest
+/// sequence number.
 class ROUTEPOLICY_API PrefixListCoveredByWalkerCb final : public Routing::PatriciaTrieWalkCb {
  public:
    ~PrefixListCoveredByWalkerCb() override;

@@ -1,6 +1,6 @@
 /// @file policy/Result.h
-/// What policy changes of a route. Agents derive from it to be told of each change.
-/// Threading: a plain value, of one evaluation at a time.
+/// The attributes of a route that policy may change. Setters write it after a permit; an agent may derive a class to react to each change.
+/// Threading: a plain value. One evaluation uses it at a time.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,8 @@ namespace Routing::Policy {
 
 class Setter;
 
-/// Setters that want to run once more when all others have, in the order of registration. They live in the policy's sequences.
+/// The setters that run once more after all others, in the order of registration.
+/// Ownership: none. The sequences of the policy own the setters.
 class ROUTEPOLICY_API DeferredPolicySetters : public Quoin::Node {
  public:
    ~DeferredPolicySetters() override;
@@ -29,39 +30,47 @@ class ROUTEPOLICY_API DeferredPolicySetters : public Quoin::Node {
    std::vector<const Setter *> setters_;
 };
 
+/// The output of an evaluation: the changed attributes of one route.
 class ROUTEPOLICY_API Result_ {
  public:
    virtual ~Result_();
+   /// The point where the policy is applied.
    virtual PolicyApplicationType applicationType() const { return PolicyApplicationType::defaultApplication; }
+   /// The administrative distance. Unit: 0..255, lower is preferred. A derived class may override both accessors.
    virtual void setPreference( RoutePreference preference ) { preferenceStorage_ = preference; }
    virtual RoutePreference getPreference() const { return preferenceStorage_; }
+   /// The tag. A derived class may override both accessors.
    virtual void setTag( RouteTag tag ) { tagStorage_ = tag; }
    virtual RouteTag getTag() const { return tagStorage_; }
 
+   /// The same under the usual names.
    RoutePreference preference() const { return getPreference(); }
    void preferenceIs( RoutePreference preference ) { setPreference( preference ); }
    RouteTag tag() const { return getTag(); }
    void tagIs( RouteTag tag ) { setTag( tag ); }
 
-   /// The list of deferred setters, null until the first one registers. Copies of a result share it.
+   /// The list of deferred setters; null until the first registration. Copies of a result share it.
    const Quoin::Ptr<DeferredPolicySetters> & dps() const noexcept { return dps_; }
-   /// Registers a setter, once.
+   /// Registers a setter. A second registration of the same setter has no effect.
    void deferredSetterIs( const Setter * setter );
+   /// Whether a setter is registered.
    bool deferredSetter( const Setter * setter ) const;
+   /// The number of registered setters.
    size_t deferredSetters() const { return dps_ ? dps_->setters().size() : 0; }
+   /// Removes a setter, if registered.
    void deferredSetterDel( const Setter * setter );
-   /// Empties the list and lets go of it.
+   /// Empties the list and releases it.
    void deferredSetterDelAll();
 
-   /// Compares the list of deferred setters by identity.
+   /// Compares the attributes by value and the list of deferred setters by identity.
    friend ROUTEPOLICY_API bool operator==( const Result_ & a, const Result_ & b );
    static bool isEq( const void * a, const void * b ) { return *static_cast<const Result_ *>( a ) == *static_cast<const Result_ *>( b ); }
    friend ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const Result_ & result );
 
-   /// Where the base's accessors keep their values.
+   /// The storage of the base accessors.
    PLINTH_VALUE( preferenceStorage, preferenceStorageIs, {}, RoutePreference );
    PLINTH_VALUE( tagStorage, tagStorageIs, {}, RouteTag );
-   /// Written without a virtual call.
+   /// The metric. Setters write it without a virtual call.
    PLINTH_VALUE( metric, metricIs, {}, Zeugma::MaybeU63 );
 
  private:

@@ -22,7 +22,7 @@ Quoin::Ptr<RouteMapSeqStatus> RouteMapSeqStatus::newFrom( const Quoin::Ptr<const
 }
 
 void RouteMapSeqStatus::clone( const Zeugma::BaseNotifyingType & source ) {
-   Quoin::ReleaseScope scope;   // a reaction may drop this sequence
+   Quoin::ReleaseScope scope;   // a reaction may release this sequence
    const auto & src = static_cast<const RouteMapSeqStatus &>( source );
    Plinth::cloneMembers( publisher_, Quoin::FieldId( Field::matcher ), matcher_, src.matcher_ );
    subRouteMapIs( src.subRouteMap() );

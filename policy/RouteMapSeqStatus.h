@@ -1,7 +1,7 @@
 /// @file policy/RouteMapSeqStatus.h
-/// One sequence of a compiled route map: what evaluation reads of it.
-/// Ownership: route maps, snapshots and logs share it; it shares its matchers, setters and sub route map.
-/// Threading: compilation writes it before it is published; from then on it is read only, by any number of threads.
+/// One sequence of a compiled route map. Compilation writes it from a configured sequence; evaluation reads it.
+/// Ownership: route maps, snapshots and logs share it. It shares its matchers, setters and sub route map.
+/// Threading: compilation writes it before publication; afterwards it is read-only, for any number of threads.
 #pragma once
 
 #include "policy/Matcher.h"
@@ -18,41 +18,44 @@ namespace Routing::Policy {
 
 class RouteMapStatus;
 
+/// A compiled sequence.
 class ROUTEPOLICY_API RouteMapSeqStatus final : public Zeugma::BaseNotifyingType {
  public:
    enum class Field : Quoin::FieldId { matcher, subRouteMap, aggRoleAttrMap, setter, continueSeq, subInvert, matchAction };
-   // Most sequences have one of each: it stands in the object, a pointer less to follow.
+   // Most sequences have one of each. The object has room for it, which saves an indirection.
    using Matchers = Plinth::RbTreeMap<MatchOption, Quoin::Ptr<const Matcher>, 1>;
    using Setters = Plinth::RbTreeMap<SetOption, Quoin::Ptr<const Setter>, 1>;
 
    explicit RouteMapSeqStatus( uint32_t seqno );
    ~RouteMapSeqStatus() override;
 
-   /// A new sequence of that number with the other attributes of `src`; of a null, with the defaults.
+   /// A new sequence with this number and the other attributes of `src`. A null `src` gives the defaults.
    static Quoin::Ptr<RouteMapSeqStatus> newFrom( const Quoin::Ptr<const RouteMapSeqStatus> & src, uint32_t seqno );
+   /// Copies all attributes but the number.
    void clone( const Zeugma::BaseNotifyingType & source ) override;
 
-   /// The key in the route map; the lowest is tried first.
+   /// The key in the route map. Evaluation tries the lowest first.
    uint32_t seqno() const noexcept { return seqno_; }
 
-   /// Called behind the matchers; null for none.
+   /// The route map that the sequence calls after its matchers; null for none.
    const Quoin::Ptr<const RouteMapStatus> & subRouteMap() const noexcept { return subRouteMap_.value; }
-   void subRouteMapIs( Quoin::Ptr<const RouteMapStatus> map );   // out of line, as below: the type is not known here
+   void subRouteMapIs( Quoin::Ptr<const RouteMapStatus> map );   // out of line: the type is incomplete here
    const RouteMapStatus * subRouteMapRawPtr() const noexcept { return subRouteMap_.value.get(); }
-   /// Applied to aggregates elsewhere; evaluation does not read it.
+   /// The route map for the attributes of aggregates; null for none. Evaluation does not read it.
    const Quoin::Ptr<const RouteMapStatus> & aggRoleAttrMap() const noexcept { return aggRoleAttrMap_.value; }
    void aggRoleAttrMapIs( Quoin::Ptr<const RouteMapStatus> map );
    const RouteMapStatus * aggRoleAttrMapRawPtr() const noexcept { return aggRoleAttrMap_.value.get(); }
 
-   /// The union over matchers, setters and the sub route map. What is applied to aggregates does not count.
+   /// The union of the features of the matchers, the setters and the sub route map. `aggRoleAttrMap` does not count.
    RouteMapFeatures getFeatures() const;
    void dumpState( const Zeugma::DumpContextPtr & ctx, unsigned indent ) const;
 
-   /// All must hold; tried in ascending order of option, up to the first that fails.
+   /// The matchers by option. All must match; evaluation tries them in ascending order of option and stops at the first that does not
+   /// match.
    PLINTH_COLLECTION( matcher, matcherIs, matcherDel, matcherDelAll, Field::matcher, Matchers );
-   /// Run for a permitted route, in ascending order of option.
+   /// The setters by option. They run for a permitted route, in ascending order of option.
    PLINTH_COLLECTION( setter, setterIs, setterDel, setterDelAll, Field::setter, Setters );
-   /// Where evaluation goes on behind a permit; only its number counts. Null ends the route map there.
+   /// The sequence where evaluation continues after a permit; only its number is read. Null: a permit ends the route map.
    PLINTH_ATTR( continueSeq, continueSeqIs, Field::continueSeq, Quoin::Ptr<const RouteMapSeqStatus> );
 
  private:
@@ -60,8 +63,9 @@ class ROUTEPOLICY_API RouteMapSeqStatus final : public Zeugma::BaseNotifyingType
    Plinth::Attr<Quoin::Ptr<const RouteMapStatus>> aggRoleAttrMap_;
    uint32_t seqno_;
 
-   /// The sub route map passes the sequence when it denies.
+   /// Inverts the answer of the sub route map: a deny lets the sequence match.
    PLINTH_ATTR( subInvert, subInvertIs, Field::subInvert, bool );
+   /// The answer of the sequence to a route that matches.
    PLINTH_ATTR( matchAction, matchActionIs, Field::matchAction, Acl::MatchPermit );
 };
 

@@ -19,13 +19,13 @@ Quoin::Ptr<RouteMapStatus> RouteMapStatus::newFrom( const Quoin::Ptr<const Route
 }
 
 void RouteMapStatus::clone( const Zeugma::BaseNotifyingType & source ) {
-   Quoin::ReleaseScope scope;   // a reaction may drop this route map
+   Quoin::ReleaseScope scope;   // a reaction may release this route map
    const auto & src = static_cast<const RouteMapStatus &>( source );
    for( auto i = seqStatus_.first(); i; i.next() )
       if( !src.seqStatus_.find( i.key() ) ) seqStatusDel( i.key() );
-   for( auto i = src.seqStatus_.first(); i; i.next() ) seqStatusIs( Quoin::Ptr( i.value() ) );   // a reaction may write the source
+   for( auto i = src.seqStatus_.first(); i; i.next() ) seqStatusIs( Quoin::Ptr( i.value() ) );   // a reaction may change the source
    featuresIs( src.features() );
-   updateFeaturesOnSeqStatusChangeIs( src.updateFeaturesOnSeqStatusChange() );   // with the features: they are only as good as it says
+   updateFeaturesOnSeqStatusChangeIs( src.updateFeaturesOnSeqStatusChange() );   // says whether the copied features are current
    undefinedIs( src.undefined() );
    undefinedReferencesIs( src.undefinedReferences() );
 }

@@ -1,9 +1,10 @@
 /// @file policy/RouteMapStatus.h
-/// A compiled route map: sequences by number, and what they have in common.
-/// Ownership: symbols, lists, parents, snapshots and logs share it; it shares its sequences.
-/// Threading: compilation writes it before it is published; from then on it is read only, by any number of threads.
-/// Invariant: from updateFeatures() on, `features` is the union over the sequences as they were last stored; switching
-/// updateFeaturesOnSeqStatusChange off ends that until the next call.
+/// A compiled route map: one generation, with its sequences by number. Compilation publishes it through a RouteMapSymbol; lists, calling
+/// sequences and evaluation read it.
+/// Ownership: symbols, lists, callers and logs share it. It shares its sequences.
+/// Threading: compilation writes it before publication; afterwards it is read-only, for any number of threads.
+/// Invariant: after updateFeatures(), `features` is the union over the sequences as they were when last stored, until
+/// updateFeaturesOnSeqStatusChange is turned off.
 #pragma once
 
 #include "policy/RouteMapSeqStatus.h"
@@ -11,6 +12,7 @@
 
 namespace Routing::Policy {
 
+/// One generation of a compiled route map.
 class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
  public:
    enum class Field : Quoin::FieldId { seqStatus, features, updateFeaturesOnSeqStatusChange, undefined, undefinedReferences };
@@ -19,42 +21,44 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    explicit RouteMapStatus( const Quoin::String & name ) : name_( name ) { undefinedReferences_.value.setAllUndefined(); }
    ~RouteMapStatus() override;
 
-   /// A new route map of that name with the other attributes of `src`, the defaults of a null; features are computed once, at the end.
+   /// A new route map with this name and the other attributes of `src`. A null `src` gives the defaults. The features are computed once, at
+   /// the end.
    static Quoin::Ptr<RouteMapStatus> newFrom( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name );
+   /// Copies all attributes but the name.
    void clone( const Zeugma::BaseNotifyingType & source ) override;
 
-   /// A new route map of the same name with new sequences that share matchers, setters and sub route maps with these. It has no
-   /// continues and no maps for aggregates, and knows nothing yet of what is undefined.
+   /// A new route map of the same name with new sequences. They share the matchers, setters and sub route maps of the original. Continues,
+   /// route maps for aggregates and the record of undefined references are not copied.
    Quoin::Ptr<RouteMapStatus> deepCopy() const;
 
    const Quoin::String & name() const noexcept { return name_; }
 
    /// The sequences in ascending order of number.
    const Sequences & seqStatus() const noexcept { return seqStatus_; }
-   /// Null when there is none of that number.
+   /// Null if no sequence has this number.
    Quoin::Ptr<const RouteMapSeqStatus> seqStatus( uint32_t seqno ) const { return Plinth::memberOf( seqStatus_, seqno ); }
-   /// Stores under the sequence's own number, replacing what is there. While updateFeaturesOnSeqStatusChange is set, each real change computes
-   /// features over all sequences; who stores many turns it off and calls updateFeatures() at the end.
+   /// Stores a sequence under its own number, in place of an existing one. While updateFeaturesOnSeqStatusChange is set, each change
+   /// computes the features over all sequences. A caller that stores many sequences turns it off, and calls updateFeatures() at the end.
    /// Errors: MutatorArgNullPointerException on null.
    void seqStatusIs( const Quoin::Ptr<const RouteMapSeqStatus> & seq );
    void seqStatusDel( uint32_t seqno );
    void seqStatusDelAll();
-   /// What a change of the sequences sets off.
+   /// The reaction to a change of the sequences: computes the features, if updateFeaturesOnSeqStatusChange is set.
    void handleSeqStatus();
-   /// Computes `features` over the sequences, and turns updateFeaturesOnSeqStatusChange on.
+   /// Computes `features` over the sequences, and sets updateFeaturesOnSeqStatusChange.
    void updateFeatures();
 
    void dumpState( const Zeugma::DumpContextPtr & ctx, unsigned indent ) const;
 
-   /// What the route map reads of a route.
+   /// The attributes of a route that the route map reads.
    PLINTH_ATTR( features, featuresIs, Field::features, RouteMapFeatures );
-   /// What it refers to, through calls too, although it does not exist. A new route map says so of everything.
+   /// The kinds of undefined references of the route map and its callees. A new route map has all bits set.
    PLINTH_ATTR( undefinedReferences, undefinedReferencesIs, Field::undefinedReferences, UndefinedPolicyReferenceBitfield );
 
-   /// The route map is referred to but not defined.
+   /// Whether the route map is referred to but not defined.
    bool undefined() const noexcept { return undefined_; }
    void undefinedIs( bool undefined );
-   /// Off while many sequences are stored.
+   /// Whether each change of the sequences computes the features.
    bool updateFeaturesOnSeqStatusChange() const noexcept { return updateFeaturesOnSeqStatusChange_; }
    void updateFeaturesOnSeqStatusChangeIs( bool update );
 

@@ -19,7 +19,7 @@ Quoin::Ptr<RouteMapStatusList> RouteMapStatusList::copy() const {
 }
 
 void RouteMapStatusList::rmStatusIs( RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & s ) {
-   Quoin::ReleaseScope scope;   // a reaction may drop this list
+   Quoin::ReleaseScope scope;   // a reaction may release this list
    const auto old = rmStatus( p );
    if( !( s ? rmStatus_.put( p, s ) : rmStatus_.erase( p ) ) ) return;
    updateFeatures();

@@ -1,9 +1,8 @@
 /// @file policy/RouteMapStatusList.h
-/// What an agent holds for one point of application: route maps in the order of their precedence, and functions of the policy
-/// language. All of them run, and each must permit.
-/// Ownership: shares what it holds. Threading: the agent writes it; evaluation reads it on any number of threads meanwhile only
-/// if nobody writes.
-/// Invariant: a write of a member through this list leaves `features` the union over all members.
+/// The policy of one point of application: route maps in the order of their precedence, and functions of the policy language. An agent
+/// writes it; PolicyEval evaluates it, and every route map and function that takes part must permit.
+/// Ownership: shares its members. Threading: any number of readers, or one writer.
+/// Invariant: after each write of a member, `features` is the union over all members.
 #pragma once
 
 #include "policy/RouteMapStatus.h"
@@ -11,28 +10,30 @@
 
 namespace Routing::Policy {
 
+/// The policy of one point of application.
 class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { features, rmStatus, gyreStatus, gyreStatusFilter, gyreStatusDefaultOriginate, gyreStatusMaint };
-   // The usual list has one or two entries: they stand in the object.
+   // The usual list has one or two entries. The object has room for them.
    using RouteMaps = Plinth::RbTreeMap<RmPrecedence, Quoin::Ptr<const RouteMapStatus>, 2>;
    using FunctionPtr = Quoin::Ptr<const Gyre::FunctionStatusBase>;
 
    RouteMapStatusList();
    ~RouteMapStatusList() override;
 
-   /// A new list of the same members, which it shares. gyreStatusDefaultOriginate is not taken over.
+   /// A new list that shares the same members, without gyreStatusDefaultOriginate.
    Quoin::Ptr<RouteMapStatusList> copy() const;
 
+   /// The route maps by precedence, the lowest first.
    const RouteMaps & rmStatus() const noexcept { return rmStatus_; }
-   /// Null when there is none at that precedence.
+   /// Null if no route map has this precedence.
    Quoin::Ptr<const RouteMapStatus> rmStatus( RmPrecedence p ) const { return Plinth::memberOf( rmStatus_, p ); }
-   /// Stores under `p`; a null deletes. A real change computes the features afresh before it is published.
+   /// Stores a route map under `p`; null deletes. A change computes the features before subscribers are notified.
    void rmStatusIs( RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & s );
    void rmStatusDel( RmPrecedence p );
    void rmStatusDelAll();
 
-   /// The function that stands in for the point's route map.
+   /// The function that replaces the route map of the point.
    const FunctionPtr & gyreStatus() const noexcept { return gyreStatus_; }
    void gyreStatusIs( const FunctionPtr & function ) { functionIs( gyreStatus_, Field::gyreStatus, function ); }
    /// Evaluated by the agent, not here.
@@ -43,17 +44,17 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
    void gyreStatusDefaultOriginateIs( const FunctionPtr & function ) {
       functionIs( gyreStatusDefaultOriginate_, Field::gyreStatusDefaultOriginate, function );
    }
-   /// The function that stands in for the route map of maintenance.
+   /// The function that replaces the route map of maintenance.
    const FunctionPtr & gyreStatusMaint() const noexcept { return gyreStatusMaint_; }
    void gyreStatusMaintIs( const FunctionPtr & function ) { functionIs( gyreStatusMaint_, Field::gyreStatusMaint, function ); }
 
-   /// Bits of the features that a caller may set, behind the last change of a member: that clears them.
+   /// Bits of the features that a caller may set. The next change of a member computes the features anew and discards them.
    bool matchPrefixDependent() const noexcept { return features().has( RouteMapFeatures::matchPrefixDependent ); }
    void matchPrefixDependentIs( bool on ) { featureIs( RouteMapFeatures::matchPrefixDependent, on ); }
    bool matchBestpath() const noexcept { return features().has( RouteMapFeatures::matchBestpath ); }
    void matchBestpathIs( bool on ) { featureIs( RouteMapFeatures::matchBestpath, on ); }
 
-   /// The name of the route map or function at a role; empty when there is none.
+   /// The name of the route map or function in each role; empty if the role is not used.
    Quoin::String routeMapName() const { return nameAt( RmPrecedence::routeMapPrecedence ); }
    Quoin::String prefixListName() const { return nameAt( RmPrecedence::prefixListPrecedence ); }
    Quoin::String routeMapMaintName() const { return nameAt( RmPrecedence::routeMapMaintPrecedence ); }
@@ -63,7 +64,7 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
    Quoin::String gyreMaintName() const { return nameOf( gyreStatusMaint_ ); }
    Quoin::String defaultOriginateGyreName() const { return nameOf( gyreStatusDefaultOriginate_ ); }
 
-   /// Whether the route map or function at a role is referred to but not defined; false when there is none.
+   /// Whether the route map or function in each role is referred to but not defined; false if the role is not used.
    bool routeMapUndefined() const { return undefinedAt( RmPrecedence::routeMapPrecedence ); }
    bool prefixListUndefined() const { return undefinedAt( RmPrecedence::prefixListPrecedence ); }
    bool routeMapMaintUndefined() const { return undefinedAt( RmPrecedence::routeMapMaintPrecedence ); }
@@ -73,7 +74,7 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
    bool gyreMaintUndefined() const { return undefinedIn( gyreStatusMaint_ ); }
    bool defaultOriginateGyreUndefined() const { return undefinedIn( gyreStatusDefaultOriginate_ ); }
 
-   /// Whether the list carries the marker that a missing policy denies.
+   /// Whether the list contains the marker that makes a missing policy deny.
    bool missingPolicyActionIsDeny() const { return rmStatus_.find( RmPrecedence::missingPolicyDenyPrecedence ) != nullptr; }
 
    /// Computes `features` over all members.
@@ -82,7 +83,7 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
    static constexpr const char * kAttributesNotDumped = "features, gyreStatusDefaultOriginate";
 
  private:
-   /// The union over all members.
+   /// The attributes of a route that the members read: the union over all members.
    PLINTH_ATTR( features, featuresIs, Field::features, RouteMapFeatures );
 
  private:

@@ -5,7 +5,7 @@
 
 namespace Routing::Policy {
 
-/// The route has this metric; an absent one asks for routes without a metric.
+/// Matches a route with this metric. An absent metric matches routes without a metric.
 class ROUTEPOLICY_API RouteMetricMatcher final : public EqualMatcher<Zeugma::MaybeU63, &MatchInput_::getMetric> {
  public:
    explicit RouteMetricMatcher( Zeugma::MaybeU63 metric ) : EqualMatcher( "RouteMetricMatcher metric ", metric ) {}

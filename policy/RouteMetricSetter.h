@@ -7,7 +7,7 @@
 
 namespace Routing::Policy {
 
-/// Sets the metric, straight into the result's field: a derived result is not told.
+/// Sets the metric without a virtual call, so a derived result cannot react.
 class ROUTEPOLICY_API RouteMetricSetter final : public Setter {
  public:
    explicit RouteMetricSetter( Zeugma::MaybeU63 metric ) noexcept : metric_( metric ) {}

@@ -7,7 +7,7 @@
 
 namespace Routing::Policy {
 
-/// The protocol that a kind of route in the forwarding table belongs to; 0 for a kind without one, and for no kind.
+/// Maps a route type of the forwarding table to the protocol that it belongs to; 0 for a type without a protocol and for an unknown type.
 /// Threading: any.
 class ROUTEPOLICY_API RouteProtoHelper : public Quoin::Node {
  public:

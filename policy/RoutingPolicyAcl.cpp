@@ -16,7 +16,8 @@ IpAccessListMatcher::~IpAccessListMatcher() = default;
 bool IpAccessListWalkerCb::handlePrefixData( const Ferule::IpGenPrefix &, const Routing::PrefixData * data ) {
    auto & ctx = IpAccessListWalkerCbCtx::ofThisThread();
    for( auto * entry = static_cast<const AclEntryData *>( data ); entry; entry = entry->nextEntry() ) {
-      // Of a plain prefix, being above is enough. Of any other mask, the node says only that its leading ones fit.
+      // A source that is a prefix matches if its node is above the prefix. For any other mask, the node only says that the leading ones
+      // match.
       if( !entry->source().validAsPrefix() && !entry->source().contains( ctx.prefix->ipGenAddr() ) ) continue;
       if( ctx.entry && ctx.entry->seqno() <= entry->seqno() ) continue;
       ctx.entry = Quoin::Ptr( entry );
@@ -34,7 +35,7 @@ IpAccessListMatcher::IpAccessListMatcher( const Quoin::String & name, const Quoi
       : name_( name ), status_( status ), walker_( Quoin::makeNode<IpAccessListWalkerCb>() ) {}
 
 bool IpAccessListMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
-   // Uses of their own: a getter or a rule may replace this matcher during the call.
+   // Keeps both alive: a getter or a rule may replace this matcher during the call.
    const auto status = status_;
    const auto walker = walker_;
    const Ferule::IpGenPrefix * prefix = input->getPrefixPointer();

@@ -1,6 +1,7 @@
 /// @file policy/RoutingPolicyAcl.h
-/// Access lists as a test of the route's prefix: among the rules whose source covers its address, the one with the lowest
-/// sequence number governs. The prefix's length counts only in that it must be no shorter than a rule's leading ones.
+/// Tests the prefix of a route against an access list. Among the rules whose source covers the address of the prefix, the rule with the
+/// lowest sequence number governs. The length of the prefix has one effect: it must not be shorter than the leading ones of the rule's
+/// mask.
 #pragma once
 
 #include <set>
@@ -15,28 +16,29 @@ namespace Routing::Policy {
 using RouteMap::AclEntryData;
 using RouteMap::IpAccessListStatus;
 
-/// The state of the walk under way on this thread. A walk must not start another one. Clean between walks, also behind one
-/// that threw.
+/// The state of the walk in progress on this thread. A walk must not start another walk.
+/// Invariant: empty between walks, also after a throw.
 struct ROUTEPOLICY_API IpAccessListWalkerCbCtx {
-   const Ferule::IpGenPrefix * prefix = nullptr;   // what is looked up; not owned
-   Quoin::Ptr<const AclEntryData> entry;           // the best so far
+   const Ferule::IpGenPrefix * prefix = nullptr;   // the prefix to look up; not owned
+   Quoin::Ptr<const AclEntryData> entry;           // the lowest matching rule so far
    static IpAccessListWalkerCbCtx & ofThisThread();
 };
 
-/// Every rule of a chain is looked at: it stands in no promised order.
+/// Selects the lowest sequence number among the rules of all nodes. It reads every rule of a chain, since a chain has no guaranteed order.
 class ROUTEPOLICY_API IpAccessListWalkerCb final : public Routing::PatriciaTrieWalkCb {
  public:
    ~IpAccessListWalkerCb() override;
    bool handlePrefixData( const Ferule::IpGenPrefix & prefix, const Routing::PrefixData * data ) override;
 };
 
-/// Collects every rule that a walk meets, for inspecting what a trie holds. Threading: one thread.
+/// Collects every rule that a walk visits, to inspect the content of a trie. Threading: one thread.
 class ROUTEPOLICY_API AclTestWalkCb final : public Routing::PatriciaTrieWalkCb {
  public:
    using Entries = std::set<Quoin::Ptr<const AclEntryData>>;
    ~AclTestWalkCb() override;
    bool handlePrefixData( const Ferule::IpGenPrefix & prefix, const Routing::PrefixData * data ) override;
 
+   /// The visited rules.
    const Entries & walkedEntries() const noexcept { return walkedEntries_; }
    void walkedEntriesIs( const Quoin::Ptr<const AclEntryData> & entry ) { walkedEntries_.insert( entry ); }
    void walkedEntriesDel( const Quoin::Ptr<const AclEntryData> & entry ) { walkedEntries_.erase( entry ); }
@@ -46,8 +48,9 @@ class ROUTEPOLICY_API AclTestWalkCb final : public Routing::PatriciaTrieWalkCb {
    Entries walkedEntries_;
 };
 
-/// The governing rule permits the route's prefix. No rule, an undefined list and a list of another family do not.
-/// Ownership: shares the list that it was made for. Threading: any number of threads match at once.
+/// Matches a route if the governing rule permits its prefix. Without a governing rule, with an undefined list or with a list of another
+/// family, no route matches.
+/// Ownership: shares the list that it was created for. Threading: any number of threads match at once.
 class ROUTEPOLICY_API IpAccessListMatcher final : public Matcher {
  public:
    IpAccessListMatcher( const Quoin::String & name, const Quoin::Ptr<const IpAccessListStatus> & status );

@@ -1,5 +1,7 @@
 /// @file policy/SeqLog.h
-/// The record of one sequence that an evaluation visited. Threading: one thread until the log is queued, read only from then on.
+/// The record of one sequence that an evaluation visited. It is part of a PolicyEvaluationLog, and holds the log of the sub route map of
+/// its sequence.
+/// Threading: one thread until the log is queued, read-only afterwards.
 #pragma once
 
 #include <cstdint>
@@ -16,33 +18,35 @@ namespace Routing::Policy {
 
 class PolicyEvaluationLog;
 
+/// The record of one visited sequence.
 class ROUTEPOLICY_API SeqLog : public Quoin::Node {
  public:
    explicit SeqLog( uint32_t seqno );
    ~SeqLog() override;
 
    uint32_t seqno() const noexcept { return seqno_; }
-   /// The log of the sequence's sub route map; null when it has none.
+   /// The log of the sub route map; null if the sequence calls none.
    const Quoin::Ptr<PolicyEvaluationLog> & subPolicyEvaluationLog() const noexcept { return subPolicyEvaluationLog_; }
    void subPolicyEvaluationLogIs( const Quoin::Ptr<PolicyEvaluationLog> & log );
 
-   /// Indented text, a line per fact; `level` is the depth, three columns each. For debugging.
+   /// Indented text with one fact per line, for debugging. `level`: indentation, in units of three columns.
    Quoin::String toStrep( uint32_t level ) const;
-   /// The structured form, as the next member of an object that is open. The status supplies the matchers.
+   /// The structured form, as the next member of the open object. `seqStatus` supplies the matchers.
    void toJson( Gloss::RendererV2 * renderer, const Quoin::Ptr<const RouteMapSeqStatus> & seqStatus ) const;
 
-   /// The target of a continue that was followed; 0 when none was.
+   /// The sequence where evaluation continued; 0 if it did not continue.
    PLINTH_VALUE( continueSeq, continueSeqIs, {}, uint32_t );
-   /// The matcher that failed; none of them did when it is 0.
+   /// The option of the first matcher that did not match; 0 if all matched.
    PLINTH_VALUE( failedMatcher, failedMatcherIs, {}, MatchOption );
+   /// Whether the sequence has no matchers.
    PLINTH_VALUE( hadNoMatchers, hadNoMatchersIs, {}, bool );
-   /// What the sub route map answered.
+   /// The answer of the sub route map, before inversion.
    PLINTH_VALUE( subRouteMapResult, subRouteMapResultIs, {}, bool );
-   /// The sequence matched and denies.
+   /// Whether the sequence matched and denies.
    PLINTH_VALUE( matchActionDeny, matchActionDenyIs, {}, bool );
-   /// The sequence's own answer.
+   /// Whether the sequence matched and permits.
    PLINTH_VALUE( permitResult, permitResultIs, {}, bool );
-   /// The sequence inverts its sub route map's answer.
+   /// Whether the sequence inverts the answer of its sub route map.
    PLINTH_VALUE( subRouteMapInvertResult, subRouteMapInvertResultIs, {}, bool );
 
  private:

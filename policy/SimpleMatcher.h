@@ -1,5 +1,6 @@
 /// @file policy/SimpleMatcher.h
-/// What the matchers of one field have in common: a value, given at construction, and a text.
+/// Bases for a matcher that compares one field of a route with one value. SimpleMatcher keeps the value and prints it; EqualMatcher also
+/// matches.
 #pragma once
 
 #include <ostream>
@@ -12,7 +13,7 @@
 
 namespace Routing::Policy {
 
-/// A value in its printed form, numbers in decimal whatever the stream's flags.
+/// Prints a value. Numbers are decimal, whatever the flags of the stream.
 template <class T>
 void printValue( std::ostream & os, const T & value ) {
    if constexpr( std::is_arithmetic_v<T> )
@@ -21,6 +22,7 @@ void printValue( std::ostream & os, const T & value ) {
       os << value;
 }
 
+/// A matcher with one value.
 template <class Value>
 class SimpleMatcher : public Matcher {
  public:
@@ -30,7 +32,7 @@ class SimpleMatcher : public Matcher {
    }
 
  protected:
-   /// `opening` is a literal: the text in front of the value.
+   /// `opening` is a string literal, the text before the value.
    SimpleMatcher( const char * opening, Value value ) : opening_( opening ), value_( std::move( value ) ) {}
    const Value & value() const noexcept { return value_; }
 
@@ -39,7 +41,7 @@ class SimpleMatcher : public Matcher {
    Value value_;
 };
 
-/// The commonest kind: the field equals the value. `Get` is the field's virtual getter.
+/// Matches a route whose field equals the value. `Get` is the virtual getter of the field.
 template <class Value, Value ( MatchInput_::*Get )() const>
 class EqualMatcher : public SimpleMatcher<Value> {
  public:

@@ -4,7 +4,7 @@ namespace Routing::Policy {
 
 namespace {
 
-// The protocol of configuration that a route's protocol counts as.
+// The configured protocol that the protocol of a route counts as.
 RouteProto folded( RouteProto protocol ) {
    switch( uint32_t( protocol ) ) {
       case 20: return RouteProto( 10 );

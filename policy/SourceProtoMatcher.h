@@ -5,8 +5,8 @@
 
 namespace Routing::Policy {
 
-/// The route comes from this protocol. The protocols of routes are finer than those of configuration: several of the former
-/// count as one of the latter.
+/// Matches a route from this protocol. Routes distinguish more protocols than configuration does: several protocols of routes count as one
+/// configured protocol.
 class ROUTEPOLICY_API SourceProtoMatcher final : public SimpleMatcher<RouteProto> {
  public:
    explicit SourceProtoMatcher( RouteProto protocol ) : SimpleMatcher( "SourceProtoMatcher protocol ", protocol ) {}

@@ -5,7 +5,7 @@
 
 namespace Routing::Policy {
 
-/// The route has this tag.
+/// Matches a route with this tag.
 class ROUTEPOLICY_API TagMatcher final : public EqualMatcher<RouteTag, &MatchInput_::getTag> {
  public:
    explicit TagMatcher( RouteTag tag ) : EqualMatcher( "TagMatcher tag ", tag ) {}

@@ -9,8 +9,8 @@ namespace Routing::Policy {
 
 using RouteMap::TagSetStatus;
 
-/// The route's tag is in the set; an undefined set holds none.
-/// Ownership: shares the set that it was made for. Threading: any number of threads match at once.
+/// Matches a route whose tag is in the set. An undefined set contains no tag.
+/// Ownership: shares the set that it was created for. Threading: any number of threads match at once.
 class ROUTEPOLICY_API TagSetMatcher final : public Matcher {
  public:
    TagSetMatcher( const Quoin::String & name, const Quoin::Ptr<const TagSetStatus> & status ) : name_( name ), status_( status ) {}

@@ -9,14 +9,14 @@
 
 namespace Routing::Policy {
 
-/// What kinds of thing a route map, or a map that it calls, refers to although they do not exist. A plain value of one byte.
+/// The kinds of undefined references of a route map and its callees. RouteMapStatus publishes it. A plain value of one byte.
 /// Text: "none", or the names of the bits, as bitsText() writes them.
 struct UndefinedPolicyReferenceBitfield {
    enum Bit : uint8_t { subRouteMapUndefined = 1, prefixListUndefined = 2, commListUndefined = 4, aggRoleAttrMapUndefined = 8 };
    uint8_t value = 0;
 
    constexpr void setNoneUndefined() noexcept { value = 0; }
-   /// All eight bits, those without a name too: what a route map without sequences says of itself.
+   /// Sets all eight bits, including the bits without a name: the value of a route map without sequences.
    constexpr void setAllUndefined() noexcept { value = 0xff; }
    constexpr bool has( Bit bit ) const noexcept { return value & bit; }
    friend constexpr UndefinedPolicyReferenceBitfield operator|( UndefinedPolicyReferenceBitfield a,
