@@ -51,11 +51,11 @@ void AclConfigSm::handleConfig( AclType type ) {
    }
    const auto typeConfig = config_->aclType( type );
    if( !typeConfig ) {
-      ipConfigSm_.erase( type );   // its lists' symbols keep what they have
+      ipConfigSm_.erase( type );   // the symbols of its lists keep their status
       return;
    }
    const auto sm = Zeugma::makeSm<IpAclTypeConfigSm>( typeConfig, ipAclSymbolTable_, dedupTable_, clock_, retiredTries_ );
-   if( config_->aclType( type ) == typeConfig ) ipConfigSm_.put( type, sm );   // who heard of its lists may have had it go
+   if( config_->aclType( type ) == typeConfig ) ipConfigSm_.put( type, sm );   // a subscriber of the lists may have deleted the type
 }
 
 }   // namespace Routing::Policy

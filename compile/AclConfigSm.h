@@ -5,29 +5,31 @@
 
 namespace Routing::Policy {
 
-/// Compiles the access lists of a configuration, for the route maps that refer to them by the symbols of `dedupTable`.
+/// Compiles the access lists of a configuration. It keeps one IpAclTypeConfigSm per type; route maps refer to the lists by the symbols of
+/// `dedupTable`.
 ///
 ///    auto lists = Zeugma::makeSm<AclConfigSm>( config, root->ipv4AclListTable(), clock );
-///    ... edit `config`; clock->callDue() in the agent's own loop, as clock->untilNextCall() says ...
+///    ... edit `config`; the loop of the agent calls clock->callDue() when clock->untilNextCall() has passed ...
 ///
-/// Lists of IPv4 alone are compiled here. The agent keeps the machine for as long as lists are to follow their configuration.
-/// Threading: the activity thread.
+/// Only IPv4 lists are compiled.
+/// Ownership: the agent. Lists follow their configuration while the agent keeps the machine. Threading: the activity thread.
+/// The machine of all access lists of one agent.
 class ROUTEPOLICY_API AclConfigSm final : public Zeugma::BaseOutputSm {
  public:
-   /// Errors: a null ends the process.
+   /// Errors: a null argument ends the process.
    AclConfigSm( const Quoin::Ptr<const Acl::Input::Config> & config,
                 const Quoin::Ptr<const Routing::RouteMap::IpAccessListSymbolDedupTable> & dedupTable,
                 const Quoin::Ptr<Plinth::Clock> & clock );
    ~AclConfigSm() override;
 
    void formatDerivedType( std::ostream & os ) const override;
-   /// All types, as they stand.
+   /// Creates the machines of all configured types.
    void handleConfig();
-   /// A type came or went.
+   /// The reaction to a type that was created or deleted.
    void handleConfig( Acl::AclType type );
 
    const Quoin::Ptr<const Acl::Input::Config> & config() const noexcept { return config_; }
-   /// The symbols of the lists that there are, and of those whose type has gone.
+   /// The symbols of all configured lists, and of the lists whose type was deleted.
    const Quoin::Ptr<Routing::RouteMap::AllIpAccessListSymbol> & ipAclSymbolTable() const noexcept { return ipAclSymbolTable_; }
 
  private:
@@ -41,7 +43,7 @@ class ROUTEPOLICY_API AclConfigSm final : public Zeugma::BaseOutputSm {
    Quoin::Ptr<Routing::RouteMap::AllIpAccessListSymbol> ipAclSymbolTable_;
    Zeugma::Reactor<AclConfigSm> configReactor_{ *this, &AclConfigSm::handleTypes };
 
-   /// By the type of the lists.
+   /// The machines by type.
    ZEUGMA_NESTED_SMS( ipConfigSm, Acl::AclType, IpAclTypeConfigSm );
 };
 

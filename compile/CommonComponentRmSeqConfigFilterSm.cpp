@@ -82,7 +82,7 @@ void CommonComponentRmSeqConfigFilterSm::handleSubRouteMap() {
 bool CommonComponentRmSeqConfigFilterSm::evalSubRouteMap() {
    const auto sub = seqConfig()->subRouteMap();
    const RouteMapLoopDetect detect{ Quoin::Ptr<const Config>( filteredRmConfig_ ) };
-   // An empty name calls nothing, also where a route map has that name.
+   // An empty name calls nothing, even if a route map has an empty name.
    if( !sub.name.empty() && detect.hasLoops( rmName(), sub.name ) ) {
       PLINTH_TRACE( trace, level8 ) << "subscribe to the global route map update";
       routeMapUpdateNotifierSubScriberIs( routeMapUpdateNotifier_ );
@@ -92,7 +92,7 @@ bool CommonComponentRmSeqConfigFilterSm::evalSubRouteMap() {
    }
    PLINTH_TRACE( trace, level8 ) << "changing sub-route-map from:" << filteredSeqConfig_->subRouteMap() << " to " << sub;
    filteredSeqConfig_->subRouteMapIs( sub );
-   // Who heard of that may have changed the call again, which has been seen to then, or dropped the sequence.
+   // A subscriber may have changed the call again, which is handled by now, or deleted the sequence.
    if( zombieReactors() || seqConfig()->subRouteMap() != sub ) return true;
    routeMapUpdateNotifierSubScriberIs( nullptr );
    routeMapBlockedSequenceList_->sequenceDel( seqno() );

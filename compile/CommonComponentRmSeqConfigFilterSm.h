@@ -6,12 +6,14 @@
 
 namespace Routing::Policy {
 
-/// Copies one sequence into the filtered configuration: all but match clauses of options that are not supported, and a call
-/// that would close a cycle. Such a call keeps the sequence blocked, with the call that it had, until it no longer would.
+/// Copies one configured sequence into the filtered configuration, which the second stage compiles. It leaves out match clauses of
+/// unsupported options, and a call that would close a cycle. Such a call blocks the sequence, which keeps its former call until the new
+/// call closes no cycle.
 /// Threading: the activity thread.
+/// The filter machine of one sequence, for the common options.
 class ROUTEPOLICY_API CommonComponentRmSeqConfigFilterSm final : public CommonComponentRmSeqConfigSmBase {
  public:
-   /// `filteredRmConfig` is the filtered root, which outlives the machine.
+   /// `filteredRmConfig`: the filtered configuration. It outlives the machine.
    CommonComponentRmSeqConfigFilterSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
                                        const Quoin::Ptr<Routing::RouteMap::MapEntry> & filteredSeqConfig,
                                        Routing::RouteMap::Config * filteredRmConfig,
@@ -27,15 +29,16 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigFilterSm final : public CommonCo
    void handleSetFlags() override;
    void handleDistance() override;
    void handleDescription( uint32_t key ) override;
-   /// Copies the call unless it would close a cycle; whether it has.
+   /// Copies the call unless it would close a cycle. Returns whether the call was copied.
    bool evalSubRouteMap();
+   /// Tries the call of a blocked sequence again.
    void handleRouteMapUpdateNotifier();
 
    const Quoin::Ptr<Routing::RouteMap::MapEntry> & filteredSeqConfig() const noexcept { return filteredSeqConfig_; }
    Routing::RouteMap::Config * filteredRmConfig() const noexcept { return filteredRmConfig_; }
    const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList() const noexcept { return routeMapBlockedSequenceList_; }
    const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier() const noexcept { return routeMapUpdateNotifier_; }
-   /// What wakes the sequence while it is blocked; null while it is not.
+   /// The notifier that the sequence watches while it is blocked; null if it is not blocked.
    const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifierSubScriber() const noexcept { return updateSubScriber_; }
 
  private:
@@ -54,7 +57,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigFilterSm final : public CommonCo
    Zeugma::Reactor<CommonComponentRmSeqConfigFilterSm> updateReactor_{ *this, &CommonComponentRmSeqConfigFilterSm::handleUpdateNotifier };
 };
 
-/// Makes the machine and switches it on.
+/// Creates the machine and switches it on.
 ROUTEPOLICY_API Quoin::Ptr<CommonComponentRmSeqConfigFilterSm> commonComponentRmSeqConfigFilterSmFactory(
    const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
    const Quoin::Ptr<Routing::RouteMap::MapEntry> & filteredSeqConfig, Routing::RouteMap::Config * filteredRmConfig,

@@ -113,7 +113,7 @@ void CommonComponentRmSeqConfigSymbolSm::handleDistance() {
    rmSymbol_->statusCurrentIs( false );
    const auto change = sequenceChange_->setterChangeIs( SetOption::setDistance );
    const uint32_t distance = seqConfig()->distance();
-   if( distance == 0 ) return;   // a new record removes; one that waits keeps its setter
+   if( distance == 0 ) return;   // a new record deletes the setter; a pending record keeps its setter
    PLINTH_TRACE( trace, level8 ) << "Instantiating distanceSetter with " << distance;
    change->setterIs( Quoin::makeNode<DistanceSetter>( static_cast<RoutePreference>( distance ) ) );
 }
@@ -142,12 +142,13 @@ void CommonComponentRmSeqConfigSymbolSm::handleMatchRule( MatchOption option ) {
    change->listIs( matchOption( option ).list );
    sequenceChangeSym_->matcherChangeSymbolIs( option )->matchSymbolDelAll();
    if( !seqConfig()->matchRule().find( option ) ) {
-      // A new record deletes the matcher. One that is pending keeps its matcher if the option is common, and not if it is the agent's.
+      // A new record deletes the matcher. A pending record keeps its matcher if the option is common, and loses it if the option is the
+      // agent's.
       if( isOwn( option ) ) change->matcherIs( nullptr );
       return;
    }
    rmSymbol_->statusCurrentIs( false );
-   // Who heard of that may have edited the sequence, had it compiled, or dropped it.
+   // A subscriber may have edited, compiled or deleted the sequence.
    const auto * rule = seqConfig()->matchRule().find( option );
    if( rule && !zombieReactors() )
       matchRuleIs( *sequenceChange_->matcherChangeIs( option ), *sequenceChangeSym_->matcherChangeSymbolIs( option ), *rule, *policyRoot_,

@@ -1,5 +1,6 @@
 /// @file compile/CommonComponentRouteMapSeqConfigSm.h
-/// The machines that watch one configured sequence for its common options: the base, and the one that compiles.
+/// The machines that watch one configured sequence for its common options: a base, and the machine that records changes for compilation.
+/// The base of the filter is the same.
 /// Threading: the activity thread.
 #pragma once
 
@@ -9,7 +10,7 @@
 
 namespace Routing::Policy {
 
-/// Watches a sequence and calls a function for each attribute that changes; of the two collections with the key.
+/// Watches a configured sequence and calls one function for each attribute that changes. The functions of the two collections get the key.
 class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentRmSeqConfigSmInterface {
  public:
    ~CommonComponentRmSeqConfigSmBase() override;
@@ -21,7 +22,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentR
    virtual void handleSetFlags() = 0;
    virtual void handleDistance() = 0;
    virtual void handleDescription( uint32_t key ) = 0;
-   /// Calls them for what the sequence has. A derived class does so as the last step of its construction.
+   /// Calls these functions for every attribute that is set. A derived class calls it as the last step of its construction.
    void handleInitialized();
 
    const Quoin::String & rmName() const noexcept { return rmName_; }
@@ -32,9 +33,9 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentR
  protected:
    CommonComponentRmSeqConfigSmBase( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
                                      std::span<const MatchOptionRow> ownOptions = {} );
-   /// Calls them all, also for what the sequence has no longer; of match clauses, for each supported option.
+   /// Calls all these functions, also for attributes that are no longer set: handleMatchRule() for each supported option.
    void handleChangeMissed() override;
-   /// What every handler begins with: where it stands, and of which machine.
+   /// Traces the place of a handler and its machine. Every handler begins with it.
    void traceHandler( const Plinth::TraceHandle & trace, const char * file = __builtin_FILE(), int line = __builtin_LINE(),
                       const char * handler = __builtin_FUNCTION() ) const;
 
@@ -46,7 +47,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentR
    Zeugma::Reactor<CommonComponentRmSeqConfigSmBase> seqConfigReactor_{ *this, &CommonComponentRmSeqConfigSmBase::handleSeqConfig };
 };
 
-/// Turns changes of a sequence into records for its route map's next compile; it never touches what is compiled.
+/// Turns changes of a sequence into records for the next compilation of its route map. It never changes a published status.
 class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonComponentRmSeqConfigSmBase {
  public:
    CommonComponentRmSeqConfigSymbolSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
@@ -65,7 +66,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
    void handleDistance() override;
    void handleDescription( uint32_t key ) override;
    void handleRouteMapOpMode();
-   /// Replaces the matcher of a change whose list has changed since the change was recorded.
+   /// Replaces the matcher of a change if its list has changed since the change was recorded.
    void handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) const;
 
    const Quoin::Ptr<RouteMapSymbol> & rmSymbol() const noexcept { return rmSymbol_; }
@@ -73,7 +74,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
    const Quoin::Ptr<SequenceChange> & sequenceChange() const noexcept { return sequenceChange_; }
    const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym() const noexcept { return sequenceChangeSym_; }
    const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier() const noexcept { return routeMapOpModeNotifier_; }
-   /// The flags as handleSetFlags() has last seen them.
+   /// The flags at the last call of handleSetFlags().
    Routing::RouteMap::MapEntry::SetFlags currentSetFlags() const noexcept { return currentSetFlags_; }
 
  private:
@@ -88,7 +89,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
    Routing::RouteMap::MapEntry::SetFlags currentSetFlags_ = 0;
 };
 
-/// Makes the machine and switches it on.
+/// Creates the machine and switches it on.
 ROUTEPOLICY_API Quoin::Ptr<CommonComponentRmSeqConfigSymbolSm> commonComponentRmSeqConfigSymbolSmFactory(
    const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
    const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<PolicyRoot> & policyRoot,

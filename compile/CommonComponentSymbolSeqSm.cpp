@@ -47,7 +47,7 @@ CommonComponentSymbolSeqSm::CommonComponentSymbolSeqSm( const Quoin::Ptr<const M
 
 CommonComponentSymbolSeqSm::~CommonComponentSymbolSeqSm() {
    stop();
-   // Somebody may hold what is nested here.
+   // A nested machine may have other owners.
    for( const auto & [ option, nested ] : matchSymNotifierMap_.takeAll() ) nested->notifierIs( nullptr );
 }
 
@@ -67,7 +67,7 @@ void CommonComponentSymbolSeqSm::handleMatchSymbols( const Quoin::Change & chang
    handleMatchSymbolSeq( Plinth::keyOf<MatchOption>( change ) );
 }
 
-// The sequence as it will be published, or is.
+// The sequence in the next generation, or else in the published one.
 Quoin::Ptr<const RouteMapSeqStatus> CommonComponentSymbolSeqSm::seqStatus() const {
    if( const auto & list = rmConfigSymbolReactor_->modifiedRmSeqStatusList() )
       if( const auto * entry = list->seqStatusGet( { seqno() } ) ) return entry->seqStatus();
@@ -129,10 +129,10 @@ void CommonComponentSymbolSeqSm::subRouteMapSymbolNotifierIs( const Quoin::Ptr<c
    if( notifier ) handleSubRouteMapSymbol();
 }
 
-// ---- what has become of them
+// ---- changes of the symbols
 
-// The sequence's record for the route map's next compile. Where those who hear of a new one throw there is none, since nobody has
-// been asked to take it in.
+// The pending update of the sequence for the next compilation of the route map. If a subscriber throws on its creation, it is deleted,
+// since no compilation is scheduled for it.
 Quoin::Ptr<PendingSymbolUpdate> CommonComponentSymbolSeqSm::pendingUpdateIs() {
    try {
       return rmConfigSymbolReactor_->pendingUpdateIs( seqno() );
@@ -148,12 +148,12 @@ void CommonComponentSymbolSeqSm::handleSubRouteMapSymbol() {
    const auto compiled = seqStatus();
    const auto pending = rmConfigSymbolReactor_->pendingUpdate( seqno() );
    if( compiled && symbol->rmStatus() == compiled->subRouteMap() ) {
-      if( pending ) pending->hasSubRouteMapUpdateIs( false );   // what waits is wrong by now
+      if( pending ) pending->hasSubRouteMapUpdateIs( false );   // the pending update is outdated
       return;
    }
    if( symbol->notifierVersion() == subRouteMapSymbolSeq_->currentVersion() ) return;
    rmSymbol_->statusCurrentIs( false );
-   if( zombieReactors() || subRouteMapSymbolSeq_->symbol() != symbol ) return;   // who heard of that has had the last word
+   if( zombieReactors() || subRouteMapSymbolSeq_->symbol() != symbol ) return;   // a subscriber has changed the call
    PLINTH_TRACE( trace, level8 ) << rmSymbol_->name() << " seqno " << seqno() << " updating symbol "
                                  << DisplayPointer::toString( rmSymbol_.get() ) << " with sub-route-map:"
                                  << " rmsymbol=" << DisplayPointer::toString( symbol.get() )
@@ -163,7 +163,7 @@ void CommonComponentSymbolSeqSm::handleSubRouteMapSymbol() {
    update->hasSubRouteMapUpdateIs( true );
 }
 
-// The one symbol of a clause; null where the clause has gone, or none is followed for it any more.
+// The symbol of a clause; null if the clause was deleted or its symbol is no longer watched.
 Quoin::Ptr<const PolicySymbol> CommonComponentSymbolSeqSm::matchSymbolOf( MatchOption option ) const {
    const auto list = matchSymbolSeq_ ? matchSymbolSeq_->policySymbolList( option ) : nullptr;
    if( !seqConfig_ || !seqConfig_->matchRule().find( option ) || !list || list->policySymbol().empty() ) return nullptr;
@@ -173,20 +173,20 @@ Quoin::Ptr<const PolicySymbol> CommonComponentSymbolSeqSm::matchSymbolOf( MatchO
    return matchSym;
 }
 
-// A list that a clause uses has changed, or is new to the clause.
+// The reaction to a list that has changed, or that the clause did not use before.
 void CommonComponentSymbolSeqSm::handleMatchedList( MatchOption option ) {
    const Trailmark::BlockTimer timer( handleVersionTimer );
    QUOIN_ASSERT( CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ),
                  "commonComponentSymbolSeqSm->matchRuleSupported( option )" );
    const auto matchSym = matchSymbolOf( option );
-   if( !matchSym ) return;   // the configuration has the last word
+   if( !matchSym ) return;   // the configuration has priority
    Trailmark::defaultTrailmarkHandle().write( modifiedMsg, rmSymbol_->name(), seqno(), stringValue( option ) );
    const auto compiled = seqStatus();
    const auto matcher = compiled ? compiled->matcher( option ) : nullptr;
    const auto & row = listOptionRow( option, ownOptions() );
    if( matcher && row.isOfPresentList( *matcher, *matchSym ) ) return rmConfigSymbolReactor_->removePendingMatcherForSeq( seqno(), option );
    rmSymbol_->statusCurrentIs( false );
-   if( zombieReactors() || matchSymbolOf( option ) != matchSym ) return;   // who heard of that has had the last word
+   if( zombieReactors() || matchSymbolOf( option ) != matchSym ) return;   // a subscriber has changed the clause
    const auto update = pendingUpdateIs();
    if( const auto * rule = seqConfig_->matchRule().find( option ) )
       matcherIs( *update->matcherChangeIs( option ), row, *rule, matchSym.get() );
@@ -219,10 +219,10 @@ void MatchSymNotifierMap::matchSymNotifierIs( const Symbol & symbol, const Notif
 void MatchSymNotifierMap::matchSymNotifierDel( Symbol symbol ) {
    const auto gone = Plinth::memberOf( matchSymNotifier_, symbol );
    matchSymNotifier_.erase( symbol );
-   if( gone ) gone->notifierIs( nullptr );   // somebody may hold it
+   if( gone ) gone->notifierIs( nullptr );   // it may have other owners
 }
 
-// A symbol that is new here is looked at at once.
+// A new symbol is read at once.
 MatchSymNotifier::NestedSm_MatchSymNotifier( NestedSm_MatchSymNotifierMap & parent, const Symbol & matchSymbol, const Notifier & notifier )
       : parent_( parent ), matchSymbol_( matchSymbol ) {
    notifierIs( notifier );

@@ -1,6 +1,7 @@
 /// @file compile/CommonComponentSymbolSeqSm.h
-/// Follows the lists and the route map that a sequence uses, and records what has become of them for its route map's next compile.
-/// It only records: a burst of changes costs one compile. Threading: the activity thread.
+/// Watches the lists and the route map that a sequence refers to, and records their changes for the next compilation of its route map. It
+/// compiles nothing itself, so that a burst of changes costs one compilation.
+/// Threading: the activity thread.
 #pragma once
 
 #include "compile/CommonComponent.h"
@@ -8,7 +9,7 @@
 
 namespace Routing::Policy {
 
-/// The symbols that one match clause uses, each with its notifier.
+/// The symbols of one match clause, each with its notifier.
 class ROUTEPOLICY_API PolicyMatchSymbolNotifierMap final : public Quoin::NotifyingNode {
  public:
    using Symbol = Quoin::Ptr<const Routing::RouteMap::PolicySymbol>;
@@ -25,6 +26,7 @@ class ROUTEPOLICY_API PolicyMatchSymbolNotifierMap final : public Quoin::Notifyi
    MatchOption option_;
 };
 
+/// The machine that watches the symbols of one sequence.
 class ROUTEPOLICY_API CommonComponentSymbolSeqSm final : public CommonComponentRmSeqConfigSmInterface {
  public:
    CommonComponentSymbolSeqSm( const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
@@ -35,10 +37,11 @@ class ROUTEPOLICY_API CommonComponentSymbolSeqSm final : public CommonComponentR
                                std::span<const MatchOptionRow> ownOptions = {} );
    ~CommonComponentSymbolSeqSm() override;
 
+   /// Watches the symbols of all match clauses.
    void handleInitialized();
-   /// A clause uses other symbols.
+   /// The reaction to a clause whose symbols have changed.
    void handleMatchSymbolSeq( MatchOption option );
-   /// The sub route map has been published, or another one is called.
+   /// The reaction to a sub route map that was published or exchanged.
    void handleSubRouteMapSymbol();
 
    const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig() const noexcept { return seqConfig_; }
@@ -53,13 +56,13 @@ class ROUTEPOLICY_API CommonComponentSymbolSeqSm final : public CommonComponentR
    /// Watches the notifiers of one clause's symbols.
    class NestedSm_MatchSymNotifierMap final : public Plinth::NotifieeConst {
     public:
-      /// Watches one of them.
+      /// Watches the notifier of one symbol.
       class NestedSm_MatchSymNotifier final : public Plinth::NotifieeConst {
        public:
          NestedSm_MatchSymNotifier( NestedSm_MatchSymNotifierMap & parent, const PolicyMatchSymbolNotifierMap::Symbol & matchSymbol,
                                     const PolicyMatchSymbolNotifierMap::Notifier & notifier );
          const PolicyMatchSymbolNotifierMap::Symbol & matchSymbol() const noexcept { return matchSymbol_; }
-         /// The list has changed.
+         /// The reaction to a new version of the list.
          void handleVersion();
 
        private:
@@ -70,9 +73,9 @@ class ROUTEPOLICY_API CommonComponentSymbolSeqSm final : public CommonComponentR
 
       NestedSm_MatchSymNotifierMap( CommonComponentSymbolSeqSm & parent, MatchOption option ) : parent_( parent ), option_( option ) {}
       MatchOption option() const noexcept { return option_; }
-      /// Brings what is watched into line with another map; symbols that stay are not looked at again. A null map has none.
+      /// Watches the symbols of another map. Symbols that both maps contain are not read again. A null map contains none.
       void notifierIs( const Quoin::Ptr<const PolicyMatchSymbolNotifierMap> & map );
-      /// A null notifier lets go of the symbol.
+      /// Watches a symbol. A null notifier ends the watch.
       void matchSymNotifierIs( const PolicyMatchSymbolNotifierMap::Symbol & symbol,
                                const PolicyMatchSymbolNotifierMap::Notifier & notifier );
       void matchSymNotifierDel( PolicyMatchSymbolNotifierMap::Symbol symbol );
@@ -94,7 +97,7 @@ class ROUTEPOLICY_API CommonComponentSymbolSeqSm final : public CommonComponentR
    const Plinth::HashMap2018<MatchOption, Quoin::Ptr<NestedSm_MatchSymNotifierMap>> & matchSymNotifierMap() const noexcept {
       return matchSymNotifierMap_;
    }
-   /// The called map's notifier; null for none.
+   /// The notifier of the called route map; null for none.
    const Quoin::Ptr<const Routing::RouteMap::PolicySymbolNotifier> & subRouteMapSymbolNotifier() const noexcept {
       return subRouteMapSymbolNotifier_;
    }
@@ -129,7 +132,7 @@ class ROUTEPOLICY_API CommonComponentSymbolSeqSm final : public CommonComponentR
    Zeugma::Reactor<CommonComponentSymbolSeqSm> subNotifierReactor_{ *this, &CommonComponentSymbolSeqSm::handleSubNotifier };
 };
 
-/// Makes the machine and switches it on.
+/// Creates the machine and switches it on.
 ROUTEPOLICY_API Quoin::Ptr<CommonComponentSymbolSeqSm> commonComponentSymbolSeqSmFactory(
    const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
    const Quoin::Ptr<const MatchSymbolSeq> & matchSymbolSeq, const Quoin::Ptr<const SubRouteMapSymbolSeq> & subRouteMapSymbolSeq,

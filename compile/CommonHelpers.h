@@ -1,7 +1,7 @@
 /// @file compile/CommonHelpers.h
-/// The machines of a sequence as most agents need them, and the two helpers that make them. An agent with options of its own hands the
-/// helpers a row for each match option (MatchOptions.h) and the table of its set clauses (SetterTable.h). One whose options need more than a
-/// row derives from the bases of these machines, and from the bases of the helpers.
+/// The machines of a sequence as most agents need them, and the two helpers that create them. An agent passes the helpers to
+/// RouteMapConfigSm. For options of its own, it gives the helpers a row per match option (MatchOptions.h) and the table of its set clauses
+/// (SetterTable.h). An agent whose options need more than a row derives from the bases of these machines and of the helpers.
 /// Threading: the activity thread.
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace Routing::Policy {
 
-/// What an agent adds to the common options.
+/// The options that an agent adds to the common options.
 struct AgentOptions {
    /// The agent's match options. They outlive the machines.
    std::span<const MatchOptionRow> match{};
@@ -20,7 +20,7 @@ struct AgentOptions {
    Quoin::Ptr<SetterTable> set{};
 };
 
-/// Compiles one sequence.
+/// Compiles one sequence: joins the machines of its configuration, of its symbols and of the agent's set clauses.
 class ROUTEPOLICY_API CommonRmSeqConfigSymbolSm : public RmSeqConfigSymbolSmBase {
  public:
    CommonRmSeqConfigSymbolSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
@@ -55,7 +55,7 @@ class ROUTEPOLICY_API CommonRmSeqConfigFilterSm : public RmSeqConfigFilterSmBase
    Zeugma::NestedSm<CommonComponentRmSeqConfigFilterSm> filter_{ *this };
 };
 
-/// Makes the machines that compile sequences. The symbols of their lists are in the tables of `policyRoot`.
+/// Creates the machines that compile sequences. The symbols of their lists are in the tables of `policyRoot`.
 class ROUTEPOLICY_API CommonRmConfigSymbolSmHelper final : public RmConfigSymbolSmHelperBase {
  public:
    explicit CommonRmConfigSymbolSmHelper( const Quoin::Ptr<PolicyRoot> & policyRoot, AgentOptions options = {} );
@@ -70,7 +70,7 @@ class ROUTEPOLICY_API CommonRmConfigSymbolSmHelper final : public RmConfigSymbol
    AgentOptions options_;
 };
 
-/// Makes the machines that copy sequences. `ownOptions` are the agent's match options, as the other helper has them.
+/// Creates the machines that copy sequences. `ownOptions`: the match options of the agent, the same as for the other helper.
 class ROUTEPOLICY_API CommonRmConfigFilterSmHelper final : public RmConfigFilterSmHelperBase {
  public:
    explicit CommonRmConfigFilterSmHelper( std::span<const MatchOptionRow> ownOptions = {} ) noexcept : ownOptions_( ownOptions ) {}

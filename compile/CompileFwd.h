@@ -1,13 +1,13 @@
 /// @file compile/CompileFwd.h
-/// Declares the classes of compilation that an agent holds, and the handle, for the agent's own headers.
-/// A header that only names them includes this; a source that uses one of them includes that class's own header.
+/// Declares the classes of compilation that an agent holds, and the handle, for the headers of the agent. A header that only names a class
+/// includes this file. A source that uses a class includes the header of that class.
 #pragma once
 
 #include "substrate/quoin/PtrFwd.h"
 
 namespace Routing::Policy {
 
-// Names, and what stands behind them.
+// Names and their symbols.
 class PolicyRoot;
 class RouteMapSymbol;
 class AllRouteMapSymbol;
@@ -19,7 +19,7 @@ class RouteMapConfigSymbolSm;
 class AclConfigSm;
 class IpAclTypeConfigSm;
 
-// What an agent with options of its own derives from.
+// Base classes for an agent with options of its own.
 class RmConfigFilterSmHelperBase;
 class RmConfigSymbolSmHelperBase;
 class RmSeqConfigFilterSmBase;

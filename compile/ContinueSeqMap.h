@@ -10,7 +10,8 @@
 
 namespace Routing::Policy {
 
-/// One `continue`: from where, and to where.
+/// The `continue` clauses of one route map, by sequence. The machine of the route map writes them, and links the sequences of a generation
+/// by them.
 class ROUTEPOLICY_API PlinthContinueSeq final : public Plinth::PlainRecord {
  public:
    PlinthContinueSeq( uint32_t seqno, uint32_t target ) : seqno_( seqno ), target_( target ) {}
@@ -24,7 +25,7 @@ class ROUTEPOLICY_API PlinthContinueSeq final : public Plinth::PlainRecord {
    uint32_t target_;
 };
 
-/// Which sequences of one route map continue, and where. Threading: the activity thread.
+/// The sequences of one route map that continue, each with its target. Threading: the activity thread.
 class ROUTEPOLICY_API ContinueSeqMap final : public Plinth::PlainRecord {
  public:
    using Members = Plinth::TreeMap<uint32_t, Quoin::Ptr<PlinthContinueSeq>>;
@@ -32,14 +33,14 @@ class ROUTEPOLICY_API ContinueSeqMap final : public Plinth::PlainRecord {
    explicit ContinueSeqMap( const Quoin::String & name ) : name_( name ) {}
    ~ContinueSeqMap() override;
 
-   /// The route map's.
+   /// The name of the route map.
    const Quoin::String & name() const noexcept { return name_; }
 
-   /// By the number of the sequence that continues, ascending.
+   /// The continues by the number of the sequence, ascending.
    const Members & continueSeq() const noexcept { return members_; }
-   /// The target; 0 when the sequence does not continue.
+   /// The target of a sequence; 0 for the next sequence, or if the sequence does not continue.
    uint32_t continueSeq( uint32_t seqno ) const;
-   /// The member; null when there is none.
+   /// The continue of a sequence; null if it does not continue.
    Quoin::Ptr<PlinthContinueSeq> continueSeqGet( uint32_t seqno ) const { return Plinth::memberOf( members_, seqno ); }
    void continueSeqIs( uint32_t seqno, uint32_t target );
    void continueSeqDel( uint32_t seqno ) { members_.erase( seqno ); }

@@ -8,8 +8,10 @@
 
 namespace Routing::Policy {
 
-/// What the route maps of one configuration have put off for an edit scope (Routing::RouteMap::ConfigEdit): shared by the machine of the
-/// configuration, whose task does it, and the machines of its route maps. Threading: the activity thread.
+/// The publications that an edit scope (Routing::RouteMap::ConfigEdit) defers. The machines of the route maps add to it; the task of
+/// RouteMapConfigSm publishes when the scope has ended.
+/// Threading: the activity thread.
+/// The deferred publications of one configuration.
 class ROUTEPOLICY_API DeferredPublications final : public Quoin::Node {
  public:
    using Names = std::set<Quoin::String>;
@@ -18,20 +20,21 @@ class ROUTEPOLICY_API DeferredPublications final : public Quoin::Node {
 
    /// Whether an edit scope is open.
    bool isEdited() const noexcept { return config_->edits() != 0; }
-   /// Whether something has been put off since the task finished last.
+   /// Whether work was deferred since the task last finished.
    bool isPending() const noexcept { return isPending_; }
-   /// Written as false by the task, when it has finished.
+   /// The task sets it to false when it has finished.
    void isPendingIs( bool isPending ) noexcept { isPending_ = isPending; }
 
-   /// The route maps that have to be asked again.
+   /// The route maps whose publication is deferred.
    const Names & routeMap() const noexcept { return routeMap_; }
-   /// Schedules the task, unless a scope is open: the end of the scope schedules it.
+   /// Adds a route map, and schedules the task unless a scope is open. The end of the scope then schedules it.
    void routeMapIs( const Quoin::String & name );
+   /// Empties the set and returns its content.
    Names takeAll() noexcept;
 
-   /// Null for none. It outlives this, or is set to null.
+   /// Sets the task; null for none. The task outlives this object, or is reset to null.
    void taskIs( Zeugma::Task * task ) noexcept { task_ = task; }
-   /// Something is put off: schedules the task as above.
+   /// Records that work is deferred, and schedules the task unless a scope is open.
    void scheduleTask();
 
  private:

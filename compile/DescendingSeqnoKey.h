@@ -9,7 +9,8 @@
 
 namespace Routing::Policy {
 
-/// A sequence number as the key of an ordered collection that is walked from the highest down. A plain value.
+/// A sequence number as a key whose order is descending: a collection begins with the highest number. ModifiedRouteMapSeqStatusList uses
+/// it. A plain value.
 struct DescendingSeqnoKey {
    uint32_t seqno = 0;
 

@@ -30,8 +30,9 @@ const Plinth::TraceHandle permitted6Trace( "AclToIp6Prefix::PermittedPrefixes" )
 
 using Trie = Quoin::Ptr<Routing::PatriciaTrieWithNodeData>;
 
-// A mask with a gap, or address bits outside of it, is no prefix. Such a rule stands above all that it can match, and keeps address and
-// mask as they came: whoever finds it there tests them. The trie by value: who hears of the trace may have another one begun.
+// A mask with a gap, or an address with bits outside the mask, is not a prefix. The node of such a rule is above all prefixes that the rule
+// can match. The entry keeps the address and the mask, and the walker tests them. The trie is a copy of the pointer: a receiver of the
+// trace may start another compilation.
 void addIp4AclEntryToTrie( const Trie trie, uint32_t seq, const IpAddrWithFullMask & source, const MatchPermit & permit ) {
    QUOIN_ASSERT( trie, "trie" );
    const IpGenAddrWithFullMask full( source );
@@ -110,14 +111,14 @@ void IpAclConfigSm::newTrieIs() {
 
 void IpAclConfigSm::processClock() {
    if( !initialized_ || zombieReactors() ) return;
-   const Quoin::Ptr<IpAclConfigSm> self( this );   // who hears of the list may drop it
+   const Quoin::Ptr<IpAclConfigSm> self( this );   // a subscriber of the list may release it
    const auto symbol = ipAclSymbolTable_->symbol( name_ );
    const auto list = ipConfig_ ? ipConfig_->acl( name_ ) : nullptr;
    if( !list ) return;
    Quoin::Ptr<IpAccessListStatus> status;
    try {
-      if( newTrieDue_ ) newTrieIs();                           // there was no memory for it when the work was to begin
-      status = Quoin::makeNode<IpAccessListStatus>( name_ );   // before the work, which must not be in vain
+      if( newTrieDue_ ) newTrieIs();                           // an earlier attempt found no memory
+      status = Quoin::makeNode<IpAccessListStatus>( name_ );   // allocated first, so that a failure wastes no work
    } catch( ... ) {
       pauseAt( bookmark_ );
       throw;
@@ -129,8 +130,8 @@ void IpAclConfigSm::processClock() {
    publish( symbol, status );
 }
 
-// Whether all rules are in; if not, the time is up, or the list has changed and is begun anew. Where memory runs out, the next slice goes
-// on with the rule that found none.
+// Whether all rules are in the trie. If not, the quantum has passed, or the list has changed and its compilation restarts. After a failed
+// allocation, the next slice begins with the rule that failed.
 bool IpAclConfigSm::addRules( const AclVersion & version ) {
    const auto & clock = *clock_.clock();
    const Seconds deadline = clock.now() + clockQuantum_;
@@ -161,14 +162,14 @@ void IpAclConfigSm::pauseAt( uint32_t seq ) {
    clock_.timeMinIs( Seconds( 0 ) );
 }
 
-// Space that cannot be had at once may still be had rule by rule.
+// If the reservation fails, the rules may still find memory one by one.
 void IpAclConfigSm::reserve( size_t rules ) {
    try {
       newTrie_->reserve( rules );
    } catch( const std::bad_alloc & ) {}
 }
 
-// An id that is not there gives a rule that permits everything.
+// An unknown id gives a rule that permits everything.
 void IpAclConfigSm::addRule( const AclVersion & version, uint32_t seq, AclVersion::RuleId id ) {
    if( newTrie_ && newTrie_->prefixCount() == 0 ) reserve( version.ruleBySequence().count() );
    if( isIpv4() )
@@ -178,7 +179,7 @@ void IpAclConfigSm::addRule( const AclVersion & version, uint32_t seq, AclVersio
 }
 
 void IpAclConfigSm::publish( const Quoin::Ptr<IpAccessListSymbol> & symbol, const Quoin::Ptr<IpAccessListStatus> & status ) {
-   // Who hears of it may begin the next one.
+   // A subscriber may begin the next compilation.
    const Trie trie = std::exchange( newTrie_, nullptr );
    pset_ = nullptr;
    if( !symbol || !trie ) return;

@@ -10,17 +10,18 @@
 
 namespace Routing::Policy {
 
-/// Compiles one access list into a trie, a slice of time after the other, and publishes it whole through the list's symbol. A change of
-/// the list begins anew; until the new trie is whole, those who evaluate have the old one.
-/// Of a rule's filter the source alone reaches the trie: a rule that says more matches as if it said only that.
+/// Compiles one access list into a trie, in slices of time, and publishes the complete trie through the symbol of the list.
+/// IpAclTypeConfigSm owns it; the matchers of route maps read the trie. A change of the list restarts the compilation; until it ends,
+/// evaluation reads the old trie. The trie holds only the source of a filter: every other condition of a rule is ignored.
 /// Threading: the activity thread.
+/// The machine of one access list.
 class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
  public:
    using Seconds = Plinth::Clock::Seconds;
 
-   /// `ipConfig` tells the family and holds the list; without one, the list is of IPv4 and never found. `ipAclSymbolTable` holds the
-   /// list's symbol. Large tries that are done with go to `retiredTries`; without one, they go at once. Errors: another null ends the
-   /// process, a null clock raises MutatorArgNullPointerException.
+   /// `ipConfig` gives the family and holds the list; without it, the family is IPv4 and the list is never found. `ipAclSymbolTable` holds
+   /// the symbol of the list. `retiredTries` takes over large tries that are no longer used; without it, they are destroyed at once.
+   /// Errors: any other null argument ends the process, but a null clock raises MutatorArgNullPointerException.
    IpAclConfigSm( const Quoin::String & name, const Quoin::Ptr<const Acl::Input::AclTypeConfig> & ipConfig,
                   const Quoin::Ptr<const Routing::RouteMap::AllIpAccessListSymbol> & ipAclSymbolTable,
                   const Quoin::Ptr<const Acl::AclConfig> & ipAccessList, const Quoin::Ptr<Plinth::Clock> & clock,
@@ -28,34 +29,35 @@ class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
    ~IpAclConfigSm() override;
 
    void formatDerivedType( std::ostream & os ) const override;
-   /// The list's configuration has changed.
+   /// The reaction to a change of the list: begins a compilation if the list has rules.
    void handleIpAccessPrefixEntry();
-   /// Begins a compilation, at the first rule.
+   /// Begins a compilation at the first rule.
    void handleIpAccessListVersion();
-   /// One slice: at least one rule, and then as many as the quantum has time for. Errors: without a compilation under way, a list with
-   /// rules ends the process.
+   /// Compiles one slice: at least one rule, then more rules until the quantum has passed. Errors: if no compilation is in progress, a list
+   /// with rules ends the process.
    void processClock();
 
    const Quoin::String & name() const noexcept { return name_; }
    const Quoin::Ptr<const Acl::Input::AclTypeConfig> & ipConfig() const noexcept { return ipConfig_; }
    const Quoin::Ptr<const Routing::RouteMap::AllIpAccessListSymbol> & ipAclSymbolTable() const noexcept { return ipAclSymbolTable_; }
    const Quoin::Ptr<const Acl::AclConfig> & ipAccessList() const noexcept { return ipAccessList_; }
-   /// A counter that nothing rests on.
+   /// A counter that the library does not read.
    uint32_t bookmarkSeq() const noexcept { return bookmarkSeq_; }
    void bookmarkSeqInc( uint32_t n ) noexcept { bookmarkSeq_ += n; }
-   /// The sequence number at which the next slice resumes; 0 for the first.
+   /// The sequence number where the next slice begins; 0 for the first slice.
    uint32_t bookmark() const noexcept { return bookmark_; }
-   /// The length of a slice. At first 10 ms: what a turn of an agent's loop may take.
+   /// The length of a slice. Unit: seconds. Default: 0.01, a tolerable delay for the loop of an agent.
    Seconds clockQuantum() const noexcept { return clockQuantum_; }
    void clockQuantumIs( Seconds quantum ) noexcept { clockQuantum_ = quantum; }
-   /// The trie under construction; null while none is.
+   /// The trie in construction; null if no compilation is in progress.
    const Quoin::Ptr<Routing::PatriciaTrieWithNodeData> & newTrie() const noexcept { return newTrie_; }
-   /// What the inspections below found; null until one has run, and when a compilation has ended.
+   /// The result of the last inspection below; null before the first inspection and after the end of a compilation.
    const Quoin::Ptr<Ferule::IpGenPrefixSet> & pset() const noexcept { return pset_; }
+   /// Whether the list was read for the first time.
    bool initialized() const noexcept { return initialized_; }
 
-   // Inspections. The first two put one rule into `newTrie`; without one, or where it is of the other family, the process ends. The others
-   // find the prefixes that a rule permits.
+   // Inspections, for tests. The first two insert one rule into `newTrie`; a null trie, or a trie of the other family, ends the process.
+   // The other two compute the prefixes that a rule permits.
    void testAddIpAclEntryToTrie( uint32_t seq, const Acl::IpRuleConfig & rule );
    void testAddIp6AclEntryToTrie( uint32_t seq, const Acl::Ip6RuleConfig & rule );
    void getIpPfxFromRule( const Acl::IpRuleConfig & rule );
@@ -97,7 +99,7 @@ class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
    Quoin::Ptr<Routing::PatriciaTrieWithNodeData> newTrie_;
    Quoin::Ptr<Ferule::IpGenPrefixSet> pset_;
    bool initialized_ = false;
-   bool newTrieDue_ = false;   // `newTrie` is of rules as they no longer are
+   bool newTrieDue_ = false;   // `newTrie` is missing or outdated
    Zeugma::Reactor<IpAclConfigSm> listReactor_{ *this, &IpAclConfigSm::handleList };
    Zeugma::Reactor<IpAclConfigSm> rulesReactor_{ *this, &IpAclConfigSm::handleRules };   // of the current version
 };

@@ -47,7 +47,7 @@ void IpAclTypeConfigSm::handleIpConfig( const Quoin::Change & change ) {
    handleIpAccessList( Quoin::String( Plinth::keyOf<Quoin::String>( change ) ) );
 }
 
-// What has come, gone or come anew since the lists were walked.
+// Handles each list that was created, deleted or replaced since the lists were read.
 void IpAclTypeConfigSm::handleChangeMissed() {
    for( auto i = ipAccessListConfigSm().first(); i; i.next() )
       if( !ipConfig_->acl().find( i.key() ) ) handleIpAccessList( Quoin::String( i.key() ) );
@@ -73,13 +73,13 @@ void IpAclTypeConfigSm::handleIpAccessList( const Quoin::String & name ) {
 void IpAclTypeConfigSm::addIpAccessList( const Quoin::String & name, const Quoin::Ptr<const Acl::AclConfig> & list ) {
    if( name == kControlPlaneAcl ) return;
    QUOIN_ASSERT( list, "ipAccessList" );
-   // Who hears of what comes may have the list go, or come anew, which is then seen to already.
+   // A subscriber may delete or replace the list; that change is then already handled.
    const auto configured = ipConfig_->acl( name );
    const auto isStill = [ & ] { return !zombieReactors() && ipConfig_->acl( name ) == configured; };
-   const auto symbol = dedupTable_->symbol( name );   // before the machine: one without a symbol would compile for nobody
+   const auto symbol = dedupTable_->symbol( name );   // first, since a machine without a symbol cannot publish
    const Quoin::Ptr<const Acl::AclConfig> followed = configured ? Quoin::Ptr<const Acl::AclConfig>( configured ) : list;
    const auto sm = ipAccessListConfigSm_.find( name );
-   if( !sm || sm->ipAccessList() != followed ) {   // one that is replaced is another list
+   if( !sm || sm->ipAccessList() != followed ) {   // a replaced list needs a new machine
       const auto made = Zeugma::makeSm<IpAclConfigSm>( name, ipConfig_, ipAclSymbolTable_, followed, clock_, retiredTries_ );
       if( !isStill() ) return;
       ipAccessListConfigSm_.put( name, made );
@@ -99,7 +99,7 @@ void IpAclTypeConfigSm::deleteIpAccessList( const Quoin::String & name ) {
    step( [ & ] {
       if( const auto notifier = symbol->notifier() ) notifier->versionInc( 1 );
    } );
-   // Who hears of that may have the list configured again, which gives the symbol a status; or have the whole type go, and come.
+   // A subscriber may configure the list again, which gives the symbol a status, or delete and create the whole type.
    const auto isGone = [ & ] { return zombieReactors() ? !symbol->status() : !ipConfig_->acl().find( name ); };
    if( isGone() ) step( [ & ] { ipAclSymbolTable_->symbolDel( name ); } );
    if( isGone() && !zombieReactors() ) ipAccessListConfigSm_.erase( name );

@@ -5,15 +5,17 @@
 
 namespace Routing::Policy {
 
-/// Keeps a symbol and a machine for each access list of one type. Threading: the activity thread.
+/// Keeps a symbol and a machine for each access list of one type. AclConfigSm owns it; it owns one IpAclConfigSm per list.
+/// Threading: the activity thread.
+/// The machine of one type of access list.
 class ROUTEPOLICY_API IpAclTypeConfigSm final : public Zeugma::BaseOutputSm {
  public:
-   /// A list of that name is for the agent itself, and never reaches route maps.
+   /// The name of an access list that is for the agent itself. Route maps cannot refer to it.
    static constexpr const char * kControlPlaneAcl = "default-control-plane-acl";
 
-   /// Lists' symbols are those of `dedupTable`. They stand in `ipAclSymbolTable` from the coming of a list to its going; where the whole
-   /// type goes, they stay there with what they have. Without `retiredTries`, the machine makes one for its lists. Errors: another null
-   /// ends the process.
+   /// The symbols of the lists come from `dedupTable`. `ipAclSymbolTable` holds the symbol of each configured list; if the whole type is
+   /// deleted, the symbols stay in the table with their status. If `retiredTries` is null, the machine creates one for its lists. Errors:
+   /// any other null argument ends the process.
    IpAclTypeConfigSm( const Quoin::Ptr<const Acl::Input::AclTypeConfig> & ipConfig,
                       const Quoin::Ptr<Routing::RouteMap::AllIpAccessListSymbol> & ipAclSymbolTable,
                       const Quoin::Ptr<const Routing::RouteMap::IpAccessListSymbolDedupTable> & dedupTable,
@@ -21,12 +23,12 @@ class ROUTEPOLICY_API IpAclTypeConfigSm final : public Zeugma::BaseOutputSm {
    ~IpAclTypeConfigSm() override;
 
    void formatDerivedType( std::ostream & os ) const override;
-   /// All lists, as if each had just come.
+   /// Adds all configured lists.
    void handleIpAccessList();
-   /// A list came or went.
+   /// The reaction to a list that was created or deleted.
    void handleIpAccessList( const Quoin::String & name );
-   /// Leaves the list empty for route maps, until a compilation has ended. One that has a machine already, with nothing to compile, is
-   /// empty until its next change. Errors: a null list ends the process.
+   /// Adds a list, which is empty for route maps until its first compilation has ended. If the list already has a machine, and the machine
+   /// has nothing to compile, the list is empty until its next change. Errors: a null list ends the process.
    void addIpAccessList( const Quoin::String & name, const Quoin::Ptr<const Acl::AclConfig> & list );
 
    const Quoin::Ptr<const Acl::Input::AclTypeConfig> & ipConfig() const noexcept { return ipConfig_; }
@@ -44,7 +46,7 @@ class ROUTEPOLICY_API IpAclTypeConfigSm final : public Zeugma::BaseOutputSm {
    Quoin::Ptr<Routing::RetiredTries> retiredTries_;
    Zeugma::Reactor<IpAclTypeConfigSm> ipConfigReactor_{ *this, &IpAclTypeConfigSm::handleIpConfig };
 
-   /// By the list's name.
+   /// The machines by the name of their list.
    ZEUGMA_NESTED_SMS( ipAccessListConfigSm, Quoin::String, IpAclConfigSm );
 };
 

@@ -19,13 +19,13 @@ using Routing::RouteMap::MatchRule;
 
 namespace {
 
-/// A matcher of the low 32 bits of the rule's value.
+/// An option whose matcher compares the low 32 bits of the value of the rule.
 template <class M>
 constexpr MatchOptionRow numberOption( MatchOption option ) noexcept {
    return valueOption( option, []( const MatchRule & rule ) { return makeNode<M>( static_cast<uint32_t>( rule.numericValue ) ); } );
 }
 
-/// The clause names a list, and its matcher is an agent's.
+/// An option whose clause names a list, and whose matcher the agent supplies.
 constexpr MatchOptionRow agentOption( MatchOption option, const ListKind & list ) noexcept {
    return { .option = option, .list = &list };
 }
@@ -71,7 +71,7 @@ constexpr SetOptionRow kSetOptions[] = {
    { SetOption::setLargeCommunityListDelete, &kLargeCommunityLists },
 };
 
-// Null where none has the option.
+// Null if no row has the option.
 template <class Row, class Option>
 const Row * find( std::span<const Row> rows, Option option ) noexcept {
    const auto at = std::ranges::find( rows, option, &Row::option );

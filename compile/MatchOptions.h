@@ -1,13 +1,13 @@
 /// @file compile/MatchOptions.h
-/// The table of options: one row says all that compilation knows of an option.
+/// The table of match options: one row holds everything that compilation knows about an option. The machines of CommonComponent.h read it.
 ///
 ///    option               list that its clause names     matcher
 ///    matchIpPrefixList    an IPv4 prefix list            PrefixListMatcher
 ///    matchTag             none                           TagMatcher
 ///    matchCommunity       a community list               left to agents
 ///
-/// Which options are supported, where the symbols of their lists are, and which bit an undefined list sets derive from the rows. An agent
-/// with match options of its own hands rows for them to the helpers of CommonHelpers.h.
+/// The rows determine the supported options, the tables of the symbols, and the bit that an undefined list sets. An agent with match
+/// options of its own passes their rows to the helpers of CommonHelpers.h.
 /// Threading: rows are constants.
 #pragma once
 
@@ -24,19 +24,19 @@ namespace Routing::Policy {
 /// A kind of list that clauses refer to by name.
 struct ListKind {
    using Symbol = Routing::RouteMap::PolicySymbol;
-   /// The one symbol of that name.
+   /// The symbol of a name.
    Quoin::Ptr<const Symbol> ( *symbol )( const Quoin::String & name, const PolicyRoot & root );
-   /// Whether nothing is configured behind a symbol of this kind.
+   /// Whether a symbol of this kind is undefined.
    bool ( *isUndefined )( const Symbol & symbol );
-   /// What a reference to an undefined list is reported as: one bit; none: it is not reported.
+   /// The bit that reports a reference to an undefined list; no bit: it is not reported.
    UndefinedPolicyReferenceBitfield reportedAs;
 };
 
-/// The same with the class of its symbols.
+/// A kind of list with the class of its symbols.
 template <class S>
 struct ListKindOf : ListKind {};
 
-/// What compilation knows of one match option.
+/// The row of one match option.
 struct MatchOptionRow {
    using MatchRule = Routing::RouteMap::MatchRule;
    using Symbol = ListKind::Symbol;
@@ -44,13 +44,14 @@ struct MatchOptionRow {
    MatchOption option{};
    /// The kind of list that a clause names; null for none.
    const ListKind * list = nullptr;
-   /// Whether this rule names a list; null: every rule does, if the option has a list.
+   /// Whether a rule names a list. Null: every rule names one, if the option has a list.
    bool ( *namesList )( const MatchRule & rule ) = nullptr;
-   /// The matcher of a rule. `symbol` is that of the list that the rule names, null where it names none. Null: not compiled here.
+   /// Creates the matcher of a rule. `symbol` is the symbol of the list that the rule names, or null. A null function: the library does not
+   /// compile the option.
    Quoin::Ptr<const Matcher> ( *makeMatcher )( const MatchRule & rule, const Symbol * symbol ) = nullptr;
-   /// Whether a matcher was made of the list that the symbol has now.
+   /// Whether a matcher was created from the current status of the symbol.
    bool ( *isOfPresentList )( const Matcher & matcher, const Symbol & symbol ) = nullptr;
-   /// Whether changes of the option are recorded as a MatcherChange. False: one that is so recorded is a fault of the programmer.
+   /// Whether changes of the option are recorded as a MatcherChange. If false, such a record is a programming error.
    bool isRecorded = true;
 };
 
@@ -68,8 +69,8 @@ struct MemberOf<R ( C::* )() const noexcept> {
 
 }   // namespace OptionRows
 
-/// The lists whose symbols are in a table of the root, as in `listsIn<&PolicyRoot::commListTable>()`. The table may be that of a class
-/// which an agent derives from PolicyRoot; the root is then of that class.
+/// The kind of list whose symbols are in one table of the root, as in `listsIn<&PolicyRoot::commListTable>()`. The table may belong to a
+/// class that an agent derives from PolicyRoot; the root must then be of this class.
 template <auto Table>
 constexpr auto listsIn( UndefinedPolicyReferenceBitfield reportedAs = {} ) noexcept {
    using Member = OptionRows::MemberOf<decltype( Table )>;
@@ -93,8 +94,8 @@ inline constexpr auto kIpv4AccessLists = listsIn<&PolicyRoot::ipv4AclListTable>(
 inline constexpr auto kAsPathLists = listsIn<&PolicyRoot::asPathListTable>();
 inline constexpr auto kTagSets = listsIn<&PolicyRoot::tagSetTable>();
 
-/// An option whose clause names a list of kind `list`. `M` is made of the list's name and status, and has `status()`; one that can be
-/// inverted gets the rule's `invertResult`. `list` is a constant with static storage.
+/// An option whose clause names a list of kind `list`. The constructor of the matcher `M` takes the name and the status of the list, and
+/// `M` has `status()`. If `M` can be inverted, it gets `invertResult` of the rule. `list` is a constant with static storage.
 template <class M, class S>
 constexpr MatchOptionRow listOption( MatchOption option, const ListKindOf<S> & list ) noexcept {
    MatchOptionRow row{ .option = option, .list = &list };
@@ -111,7 +112,7 @@ constexpr MatchOptionRow listOption( MatchOption option, const ListKindOf<S> & l
    return row;
 }
 
-/// An option whose clause has a value. `Make` makes the matcher of a MatchRule, and captures nothing.
+/// An option whose clause has a value. `Make` is a lambda without captures that creates the matcher of a MatchRule.
 template <std::default_initializable Make>
 constexpr MatchOptionRow valueOption( MatchOption option, Make ) noexcept {
    MatchOptionRow row{ .option = option };
@@ -123,12 +124,12 @@ constexpr MatchOptionRow valueOption( MatchOption option, Make ) noexcept {
 
 // ---- how rows are found
 
-/// The row of an option: of `own`, or else of the library; null where neither has one.
+/// The row of an option in `own`, or else in the library; null if neither has one.
 ROUTEPOLICY_API const MatchOptionRow * findMatchOption( MatchOption option, std::span<const MatchOptionRow> own = {} ) noexcept;
-/// The library's rows, by option: those that it compiles, and those of which it knows the list and leaves the matcher to agents.
+/// The rows of the library, by option. Some rows have no matcher: the library knows the kind of list, and the agent supplies the matcher.
 ROUTEPOLICY_API std::span<const MatchOptionRow> commonMatchOptions() noexcept;
 
-/// The kind of list that a set clause of the option names; null for none.
+/// The kind of list that a set clause of this option names; null for none.
 ROUTEPOLICY_API const ListKind * listOfSetOption( SetOption option ) noexcept;
 
 }   // namespace Routing::Policy

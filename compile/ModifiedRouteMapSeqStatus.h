@@ -1,5 +1,6 @@
 /// @file compile/ModifiedRouteMapSeqStatus.h
-/// One sequence of the next generation of a route map, and the list in which that generation is put together.
+/// The next generation of a route map while the machine builds it: a list of its changed sequences. RouteMapConfigSymbolSm writes the list,
+/// and publishes a RouteMapStatus from it.
 /// Threading: the activity thread.
 #pragma once
 
@@ -15,7 +16,7 @@
 
 namespace Routing::Policy {
 
-/// Which bits of an UndefinedPolicyReferenceBitfield have been found anew. A plain value of one byte.
+/// The bits of an UndefinedPolicyReferenceBitfield that were computed again. A plain value of one byte.
 struct UndefinedPolicyReferenceBitMask {
    enum Bit : uint8_t { subRouteMapSet = 1, prefixListSet = 2, commListSet = 4, aggRoleAttrMapSet = 8 };
    uint8_t value = 0;
@@ -28,10 +29,11 @@ struct UndefinedPolicyReferenceBitMask {
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<UndefinedPolicyReferenceBitMask>( a, b ); }
    constexpr uint32_t hash() const noexcept { return value; }
 };
-/// The number.
+/// Prints the value as a number.
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, UndefinedPolicyReferenceBitMask mask );
 
-/// A plain value. Without a status, and with a key, it is a tombstone: the sequence leaves the route map.
+/// One changed sequence of the next generation. A plain value. An entry with a key and without a status is a tombstone: it deletes the
+/// sequence.
 class ROUTEPOLICY_API ModifiedRouteMapSeqStatus {
  public:
    ModifiedRouteMapSeqStatus() = default;
@@ -39,37 +41,37 @@ class ROUTEPOLICY_API ModifiedRouteMapSeqStatus {
                                        Quoin::Ptr<SeqUndefinedReferencesOptionTracker> undefinedRefsTracker = nullptr )
          : seqStatus_( std::move( seqStatus ) ), undefinedRefsTracker_( std::move( undefinedRefsTracker ) ), key_( key ) {}
 
-   /// The clone that is written to; nobody else has it yet.
+   /// The copy of the sequence that is being written. It is not yet published.
    PLINTH_VALUE( seqStatus, seqStatusIs, {}, Quoin::Ptr<RouteMapSeqStatus> );
-   /// The sequence's own, which goes on from one generation to the next.
+   /// The tracker of the sequence. All generations of the sequence share it.
    PLINTH_VALUE( undefinedRefsTracker, undefinedRefsTrackerIs, {}, Quoin::Ptr<SeqUndefinedReferencesOptionTracker> );
    PLINTH_VALUE( key, keyIs, {}, DescendingSeqnoKey );
-   /// What the sequence itself leaves undefined, in the bits of the mask.
+   /// The undefined references of the sequence itself. Only the bits of the mask are valid.
    PLINTH_VALUE( undefinedReferences, undefinedReferencesIs, {}, UndefinedPolicyReferenceBitfield );
    PLINTH_VALUE( referenceUpdateMask, referenceUpdateMaskIs, {}, UndefinedPolicyReferenceBitMask );
 
  public:
-   // Each of these finds one bit anew. Those of lists go by what the tracker says of all the sequence's clauses together; a
-   // tombstone has none, and must not come here.
+   // Each setter computes one bit again. The bits for lists come from the tracker, for the whole sequence. A tombstone has no tracker: a
+   // call for lists ends the process.
    void setSubRouteMapUndefined( bool undefined );
    void setAggRoleAttrMapUndefined( bool undefined );
    void setPrefixListUndefined( MatchOption option, bool undefined );
    void setCommListUndefinedFromMatcher( MatchOption option, bool undefined );
    void setCommListUndefinedFromSetter( SetOption option, bool undefined );
-   /// By what the tracker says already.
+   /// Computes the bit from the tracker, without a change of a clause.
    void setCommListUndefined();
 
    bool undefinedReferenceRequiresUpdate() const noexcept { return referenceUpdateMask_.value != 0; }
 
-   // A clause that goes leaves nothing undefined. Options that refer to no list of these kinds change nothing.
+   // A deleted clause refers to nothing. Options without a list of these kinds change nothing.
    void maybeSetUndefinedRefFlagFromMatcher( const Quoin::Ptr<const MatcherChange> & matcherChange );
    void maybeSetUndefinedRefFlagFromSetter( const Quoin::Ptr<const SetterChange> & setterChange );
 
-   /// Whether there is anything in it. A tombstone of sequence 0 is like none at all.
+   /// Whether the entry differs from an empty one. A tombstone of sequence 0 equals an empty entry.
    explicit operator bool() const { return *this != ModifiedRouteMapSeqStatus(); }
    friend bool operator==( const ModifiedRouteMapSeqStatus &, const ModifiedRouteMapSeqStatus & ) = default;
    static bool isEq( const void * a, const void * b ) { return Quoin::isEqOf<ModifiedRouteMapSeqStatus>( a, b ); }
-   /// By the key alone.
+   /// The hash of the key alone.
    uint32_t hash() const noexcept { return key_.hash(); }
 
  private:
@@ -79,8 +81,8 @@ class ROUTEPOLICY_API ModifiedRouteMapSeqStatus {
 
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const ModifiedRouteMapSeqStatus & entry );
 
-/// The sequences that the next generation changes, the highest number first: a sequence finds those that it may continue to done.
-/// Iteration has tombstones too.
+/// The sequences that the next generation changes, the highest number first: the targets of a continue are complete before the sequences
+/// that continue to them. Iteration includes tombstones.
 class ROUTEPOLICY_API ModifiedRouteMapSeqStatusList final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { seqStatus };
@@ -88,16 +90,16 @@ class ROUTEPOLICY_API ModifiedRouteMapSeqStatusList final : public Quoin::Notify
    ~ModifiedRouteMapSeqStatusList() override;
 
    const Entries & seqStatus() const noexcept { return entries_; }
-   /// An empty entry where there is none.
+   /// The entry of a sequence; an empty entry if it does not exist.
    ModifiedRouteMapSeqStatus seqStatus( DescendingSeqnoKey key ) const { return Plinth::memberOf( entries_, key ); }
-   /// The entry itself; null where there is none, or an empty one. Good until the next write.
+   /// The entry of a sequence; null if it does not exist or is empty. The next write invalidates the pointer.
    const ModifiedRouteMapSeqStatus * seqStatusGet( DescendingSeqnoKey key ) const {
       const auto * entry = entries_.find( key );
       return entry && *entry ? entry : nullptr;
    }
-   /// By the entry's own key.
+   /// Stores an entry under its own key.
    void seqStatusIs( const ModifiedRouteMapSeqStatus & entry );
-   /// Gives what is taken out, an empty entry where there was none.
+   /// Deletes and returns the entry; an empty entry if it did not exist.
    ModifiedRouteMapSeqStatus seqStatusDel( DescendingSeqnoKey key );
    void seqStatusDelAll();
 

@@ -6,8 +6,11 @@
 
 namespace Routing::Policy {
 
-/// What the symbols of one sequence have published since the last compile: a burst of changes collapses into one of these.
-/// It replaces matchers and setters that the sequence has, and adds or removes none. Threading: the activity thread.
+/// The changes that the symbols of one sequence have published since the last compilation. The machine of the symbols writes it, and the
+/// machine of the route map applies it; a burst of changes makes one update. An update replaces existing matchers and setters, and never
+/// adds or deletes one.
+/// Threading: the activity thread.
+/// The pending update of one sequence.
 class ROUTEPOLICY_API PendingSymbolUpdate final : public Plinth::PlainRecord {
  public:
    enum class Field : Quoin::FieldId { matcherChange, setterChange };
@@ -17,20 +20,21 @@ class ROUTEPOLICY_API PendingSymbolUpdate final : public Plinth::PlainRecord {
 
    PLINTH_MADE_NODES( matcherChange, matcherChangeIs, matcherChangeDel, matcherChangeDelAll, Field::matcherChange, MatcherChanges );
    PLINTH_MADE_NODES( setterChange, setterChangeIs, setterChangeDel, setterChangeDelAll, Field::setterChange, SetterChanges );
-   /// Read only while the flag is set: a null is a value, of a route map that has lost its status.
+   /// The new status of the sub route map, valid while the flag is set. Null means that the route map has lost its status.
    PLINTH_VALUE( subRouteMapStatus, subRouteMapStatusIs, {}, Quoin::Ptr<const RouteMapStatus> );
    PLINTH_VALUE( aggRoleAttrMapStatus, aggRoleAttrMapStatusIs, {}, Quoin::Ptr<const RouteMapStatus> );
    PLINTH_VALUE( hasSubRouteMapUpdate, hasSubRouteMapUpdateIs, {}, bool );
    PLINTH_VALUE( hasAggRoleAttrMapUpdate, hasAggRoleAttrMapUpdateIs, {}, bool );
 
+   /// Whether the update is empty.
    bool hasNoPendingChanges() const noexcept;
 
  private:
    uint32_t seqno_;
 };
 
-/// Writes a pending update into the clone of a sequence. Errors: a clause that the sequence does not have ends the process; a change
-/// without a matcher or setter raises MutatorArgNullPointerException.
+/// Applies a pending update to the copy of a sequence. Errors: an update of a clause that the sequence does not have ends the process; a
+/// change without a matcher or setter raises MutatorArgNullPointerException.
 ROUTEPOLICY_API void addPendingUpdatesToSeqStatus( const Quoin::Ptr<RouteMapSeqStatus> & seqStatus,
                                                    const Quoin::Ptr<const PendingSymbolUpdate> & pendingUpdate );
 

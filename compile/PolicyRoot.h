@@ -6,11 +6,12 @@
 
 namespace Routing::Policy {
 
-/// The tables in which the symbols of one agent live, so that all who refer to one name share one symbol.
-/// A route map and a peer filter of one name are different symbols; so are the kinds of community list, and the two families of prefix
-/// list. The tables are made here and never replaced.
-/// An agent with further kinds of list derives a root that has their tables too.
-/// Ownership: the agent's; each symbol keeps its table alive. Threading: the activity thread.
+/// The tables of all symbols of one agent. The machines of compilation and the agent look up names here, so that all references to a name
+/// share one symbol. A route map and a peer filter of the same name have different symbols; so have the kinds of community list, and the
+/// two families of prefix list. The constructor creates the tables, which are never replaced. An agent with further kinds of list derives a
+/// root with further tables.
+/// Ownership: the agent. Each symbol keeps its table alive. Threading: the activity thread.
+/// The symbol tables of one agent.
 class ROUTEPOLICY_API PolicyRoot : public Quoin::Node {
  public:
    PolicyRoot();

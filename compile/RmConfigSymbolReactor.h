@@ -7,8 +7,10 @@
 
 namespace Routing::Policy {
 
-/// Where the sequences of one route map leave what their symbols have published, for the route map's machine, which watches it.
-/// It outlives those machines. Threading: the activity thread.
+/// The mailbox between the machines of the sequences and the machine of their route map. A sequence writes the changes of its symbols here;
+/// the machine of the route map watches the mailbox and applies the changes. It outlives these machines.
+/// Threading: the activity thread.
+/// The mailbox of one route map.
 class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { reevaluate, pendingUpdate };
@@ -17,18 +19,19 @@ class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode 
    explicit RmConfigSymbolReactor( const Quoin::String & name ) : name_( name ) {}
    ~RmConfigSymbolReactor() override;
 
-   /// The route map's.
+   /// The name of the route map.
    const Quoin::String & name() const noexcept { return name_; }
-   /// Where the route map's machine puts its next generation together; null while there is no such machine.
+   /// The list in which the machine of the route map builds the next generation; null if the machine does not exist.
    PLINTH_VALUE( modifiedRmSeqStatusList, modifiedRmSeqStatusListIs, {}, Quoin::Ptr<const ModifiedRouteMapSeqStatusList> );
-   /// A counter; each move of it has the route map compiled again.
+   /// A counter. Each change of it compiles the route map again.
    PLINTH_ATTR( reevaluate, reevaluateIs, Field::reevaluate, uint8_t );
-   /// By sequence number. Only the making and the going of a record are told of: what is written to it later is part of the same batch.
+   /// The pending updates by sequence number. Only the creation and the deletion of an update are published; later writes to it belong to
+   /// the same batch.
    PLINTH_MADE_NODES( pendingUpdate, pendingUpdateIs, pendingUpdateDel, pendingUpdateDelAll, Field::pendingUpdate, PendingUpdates );
 
-   /// Adds to the counter, which starts again at 0 behind 255.
+   /// Adds to the counter, modulo 256.
    void reevaluateInc( uint8_t n ) { reevaluateIs( static_cast<uint8_t>( reevaluate() + n ) ); }
-   /// Takes one clause out of the sequence's record, which stays, also when nothing is left in it.
+   /// Removes one clause from the pending update of a sequence. The update stays, even if it is empty.
    void removePendingMatcherForSeq( uint32_t seqno, MatchOption option );
    void removePendingSetterForSeq( uint32_t seqno, SetOption option );
 

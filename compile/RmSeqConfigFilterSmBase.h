@@ -1,5 +1,6 @@
 /// @file compile/RmSeqConfigFilterSmBase.h
-/// What an agent derives from to bring its own options through the filter.
+/// The base of the machine that copies one sequence into the filtered configuration, and of the helper that creates such machines. An agent
+/// derives from both to pass options of its own through the filter; CommonHelpers.h has the common ones.
 #pragma once
 
 #include "compile/RouteMapBlockedSequenceList.h"
@@ -9,10 +10,11 @@
 
 namespace Routing::Policy {
 
-/// Copies one sequence of a route map into the filtered configuration. Threading: the activity thread.
+/// Copies one sequence of a route map into the filtered configuration.
+/// Ownership: the filter machine of the route map. Threading: the activity thread.
 class ROUTEPOLICY_API RmSeqConfigFilterSmBase : public RmSeqConfigSmInterface {
  public:
-   /// `filteredRmConfig` is the filtered root, which outlives the machine.
+   /// `filteredRmConfig`: the filtered configuration. It outlives the machine.
    RmSeqConfigFilterSmBase( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
                             const Quoin::Ptr<Routing::RouteMap::MapEntry> & filteredSeqConfig, Routing::RouteMap::Config * filteredRmConfig,
                             const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
@@ -37,7 +39,7 @@ class ROUTEPOLICY_API RmSeqConfigFilterSmBase : public RmSeqConfigSmInterface {
    Quoin::Ptr<const RouteMapUpdateNotifier> routeMapUpdateNotifier_;
 };
 
-/// Makes the sequences' filter machines.
+/// Creates the filter machines of the sequences.
 class ROUTEPOLICY_API RmConfigFilterSmHelperBase : public Quoin::Node {
  public:
    ~RmConfigFilterSmHelperBase() override;

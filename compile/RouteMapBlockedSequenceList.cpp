@@ -13,7 +13,7 @@ void RouteMapBlockedSequenceList::sequenceDel( uint32_t seqno ) {
 }
 
 void RouteMapBlockedSequenceList::sequenceDelAll() {
-   const Quoin::ReleaseScope whole;   // a reaction may drop the list
+   const Quoin::ReleaseScope whole;   // a reaction may release the list
    for( auto i = sequence_.safeIterator(); i; i.next() ) sequenceDel( i.key() );
 }
 

@@ -8,8 +8,10 @@
 
 namespace Routing::Policy {
 
-/// The sequences of one route map whose call would close a cycle. While there is one, the filtered route map keeps its version.
+/// The sequences of one route map whose call would close a cycle. The filter machines of the sequences write it; while it is not empty, the
+/// filtered route map keeps its version.
 /// Threading: the activity thread.
+/// The blocked sequences of one route map.
 class ROUTEPOLICY_API RouteMapBlockedSequenceList final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { sequence };
@@ -17,13 +19,13 @@ class ROUTEPOLICY_API RouteMapBlockedSequenceList final : public Quoin::Notifyin
    explicit RouteMapBlockedSequenceList( const Quoin::String & name ) : name_( name ) {}
    ~RouteMapBlockedSequenceList() override;
 
-   /// The route map's.
+   /// The name of the route map.
    const Quoin::String & name() const noexcept { return name_; }
    const Sequences & sequence() const noexcept { return sequence_; }
    bool sequence( uint32_t seqno ) const { return Plinth::memberOf( sequence_, seqno ); }
    void sequenceIs( uint32_t seqno, bool blocked );
    void sequenceDel( uint32_t seqno );
-   /// One after the other: who hears of one finds the rest.
+   /// Deletes one sequence after the other: a subscriber that is notified of one deletion still finds the rest.
    void sequenceDelAll();
 
  private:

@@ -57,7 +57,7 @@ void RouteMapConfigFilterSm::createSeq( uint32_t seqno ) {
    PLINTH_TRACE( trace, level8 ) << "creating seqno: " << seqno;
    const auto entry = seqConfig( seqno );
    const auto filteredEntry = filteredRmConfig_->mapEntryIs( seqno );
-   // Who hears of the copy may have the sequence go, or come anew: what was made of this one is then not wanted.
+   // A subscriber of the copy may delete or replace the sequence: the new machine is then discarded.
    const auto isStill = [ & ] { return seqConfig( seqno ) == entry && filteredRmConfig_->mapEntry( seqno ) == filteredEntry; };
    if( !isStill() ) return;
    try {
@@ -65,7 +65,7 @@ void RouteMapConfigFilterSm::createSeq( uint32_t seqno ) {
                                                         routeMapBlockedSequenceList_, routeMapUpdateNotifier_ );
       if( isStill() ) seqConfigSmIs( sm );
    } catch( ... ) {
-      if( isStill() && !seqConfigSm_.find( seqno ) ) filteredRmConfig_->mapEntryDel( seqno );   // a copy that nobody would keep
+      if( isStill() && !seqConfigSm_.find( seqno ) ) filteredRmConfig_->mapEntryDel( seqno );   // no machine maintains this copy
       throw;
    }
 }
@@ -74,7 +74,7 @@ void RouteMapConfigFilterSm::deleteSeq( uint32_t seqno ) {
    PLINTH_TRACE( trace, level8 ) << "deleting seqno: " << seqno;
    const auto sm = seqConfigSm_.find( seqno );
    filteredRmConfig_->mapEntryDel( seqno );
-   if( seqConfigSm_.find( seqno ) == sm ) seqConfigSmDel( seqno );   // a blocked one stays in the list
+   if( seqConfigSm_.find( seqno ) == sm ) seqConfigSmDel( seqno );   // a blocked sequence stays in the list
 }
 
 void RouteMapConfigFilterSm::handleVersion() {

@@ -6,12 +6,15 @@
 
 namespace Routing::Policy {
 
-/// The first stage of one route map: keeps its filtered copy. The calls of all filtered copies together never form a cycle.
+/// The first stage of one route map: copies its configuration into the filtered configuration. RouteMapConfigSm owns it;
+/// RouteMapConfigSymbolSm compiles the copy.
 /// Threading: the activity thread.
+/// Invariant: the calls of all filtered route maps together form no cycle.
+/// The filter machine of one route map.
 class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase {
  public:
-   /// From `rmConfig`, which may be null, to `filteredRmConfig`, which stands in `filteredConfig`.
-   /// Errors: a null in any other place ends the process. What the helper throws comes out, and the sequence is not copied.
+   /// Copies `rmConfig`, which may be null, into `filteredRmConfig`, which is part of `filteredConfig`. Errors: any other null argument
+   /// ends the process. An exception of the helper reaches the caller, and the sequence is not copied.
    RouteMapConfigFilterSm( const Quoin::Ptr<const Routing::RouteMap::Map> & rmConfig,
                            const Quoin::Ptr<Routing::RouteMap::Map> & filteredRmConfig,
                            const Quoin::Ptr<Routing::RouteMap::Config> & filteredConfig,
@@ -48,7 +51,7 @@ class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase
    Quoin::Ptr<RouteMapBlockedSequenceList> routeMapBlockedSequenceList_;
    Zeugma::Reactor<RouteMapConfigFilterSm> blockedListReactor_{ *this, &RouteMapConfigFilterSm::handleBlockedList };
 
-   /// By sequence number.
+   /// The machines by sequence number.
    ZEUGMA_NESTED_SMS( seqConfigSm, uint32_t, RmSeqConfigFilterSmBase );
 };
 

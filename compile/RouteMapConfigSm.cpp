@@ -21,7 +21,7 @@ namespace {
 const Plinth::TraceHandle trace( "RouteMapConfigSm" );
 const Trailmark::MsgDesc createTimer( "RouteMapConfigSm::routeMapConfigSymbolSmIs" );
 
-// How deep the calls below a route map go: a caller is deeper than all of its callees. Each route map is walked once.
+// Computes the depth of calls below a route map: a caller is deeper than all its callees. Each route map is walked once.
 class CallDepths {
  public:
    explicit CallDepths( const Config & config ) : config_( config ) {}
@@ -37,7 +37,7 @@ class CallDepths {
             continue;
          }
          const Map * callee = mapOf( call.entry.value()->subRouteMap().name );
-         if( callee && enter( *callee ) ) continue;   // and comes back to this entry
+         if( callee && enter( *callee ) ) continue;   // the walk returns to this entry
          if( callee ) depth_[ call.map ] = std::max( depth_[ call.map ], depth_[ callee ] + 1 );
          call.entry.next();
       }
@@ -54,7 +54,7 @@ class CallDepths {
       const auto * found = name.empty() ? nullptr : config_.routeMap().find( name );
       return found ? found->get() : nullptr;
    }
-   // False if it has been entered before.
+   // False if the route map was entered before.
    bool enter( const Map & map ) {
       if( !depth_.emplace( &map, 0 ).second ) return false;
       path_.push_back( { &map, map.mapEntry().first() } );
@@ -110,7 +110,7 @@ void RouteMapConfigSm::handleInitialized() {
    handleRouteMaps();
 }
 
-// What has come, gone, come anew or changed its mode since the route maps were walked.
+// Handles a changed mode and each route map that was created, deleted or replaced since the route maps were read.
 void RouteMapConfigSm::handleChangeMissed() {
    if( routeMapOpModeNotifier_->routeMapOpMode() != rmConfig_->routeMapOpMode() ) handleRouteMapOpMode();
    for( auto i = routeMapConfigFilterSm().first(); i; i.next() ) {
@@ -150,7 +150,7 @@ void RouteMapConfigSm::handleRouteMap( const Quoin::String & name ) {
    }
    if( const auto * pending = pendingDelete_.find( name ); pending && *pending ) {
       PLINTH_TRACE( trace, level8 ) << "deferring creation of rmName: " << name;
-      return deferredCreatesIs( name, true );   // the old one is still there, or half gone
+      return deferredCreatesIs( name, true );   // the old route map is not yet completely deleted
    }
    if( !live ) createRouteMap( name );
 }
@@ -162,7 +162,7 @@ void RouteMapConfigSm::createRouteMap( const Quoin::String & name ) {
    symbol->statusCurrentIs( false );
    PLINTH_TRACE( trace, level8 ) << name << " rmSymbol=" << Quoin::DisplayPointer::toString( symbol.get() );
    allRmSymbol_->symbolIs( symbol );
-   if( filteredRmConfig_->routeMap().find( name ) ) return;   // who heard of that had it go and come again, which made it
+   if( filteredRmConfig_->routeMap().find( name ) ) return;   // a subscriber deleted and created it again
    const auto output = filteredRmConfig_->routeMapIs( name );
    routeMapConfigFilterSmIs( input, output, filteredRmConfig_, routeMapUpdateNotifier_, rmConfigFilterHelper_ );
    const auto reactor = rmConfigSymbolReactorColl_->reactorIs( name );
@@ -172,7 +172,7 @@ void RouteMapConfigSm::createRouteMap( const Quoin::String & name ) {
       routeMapConfigSymbolSmIs( output, symbol, policyRoot_, reactor, rmConfigSymbolHelper_, routeMapOpModeNotifier_,
                                 rmUpdateTaskScheduler_, matchAggRoleUsers_, deferred_ );
    }
-   if( !rmConfig_->routeMap().find( name ) ) handleRouteMap( name );   // it went before there was anything to take down
+   if( !rmConfig_->routeMap().find( name ) ) handleRouteMap( name );   // it was deleted before its copy existed
 }
 
 template <class... Args>
@@ -189,24 +189,24 @@ void RouteMapConfigSm::pendingDeleteIs( const Quoin::String & name, bool value )
    const bool written = pendingDelete_.put( name, value );
    if( !routeMapDeleteTask_ ) return;
    if( deferred_->isEdited() ) return deferred_->scheduleTask();
-   // A name that stands there has a task that is due, unless the wake-up callback threw.
+   // For a pending name the task is scheduled, unless the wake-up callback threw.
    const bool due = routeMapDeleteTask_->taskScheduled() || routeMapDeleteTask_->taskCurrentlyRunning();
    if( written || !due ) routeMapDeleteTask_->scheduleTask();
 }
 
-// Whether a run of the delete task, which holds the machine, takes the next route map: others want it, and no edit scope is open.
+// Whether a run of the delete task takes the next route map: the machine has other owners than the run, and no edit scope is open.
 bool RouteMapConfigSm::goesOn() const {
    return useCount() > 1 && !deferred_->isEdited();
 }
 
-// Counts one route map as done; whether the task must come to an end.
+// Counts one route map as done. Returns whether the task must yield.
 bool RouteMapConfigSm::yieldsBehind( uint64_t & done ) {
    ++done;
    return routeMapDeleteTask_->taskShouldYield();
 }
 
-// What throws in the midst of it takes nothing from the other names, and from the report. A reaction may open an edit scope: then the
-// rest is put off once more.
+// An exception for one name does not prevent the work on other names and the report. A reaction may open an edit scope: the rest is then
+// deferred again.
 void RouteMapConfigSm::handleRouteMapDeleteTask() {
    if( deferred_->isEdited() ) return deferred_->scheduleTask();
    const Quoin::Ptr<RouteMapConfigSm> self( this );
@@ -221,7 +221,7 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
       const Quoin::String name = i.key();
       PLINTH_TRACE( trace, level8 ) << "deferred create rmName: " << name;
       step( [ & ] { handleRouteMap( name ); } );
-      if( !pendingDelete_.find( name ) ) deferredCreatesDel( name );   // else it has been put off once more
+      if( !pendingDelete_.find( name ) ) deferredCreatesDel( name );   // else it is deferred again
       yields = yieldsBehind( done );
    }
    if( !yields && pendingDelete_.empty() && deferredCreates_.empty() ) handleDeferred( done, step );
@@ -230,13 +230,13 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
    routeMapDeleteTask_->taskWorkPendingIs( left );
    if( left == 0 )
       deferred_->isPendingIs( false );
-   else if( !deferred_->isEdited() )   // else the end of the scope schedules it
+   else if( !deferred_->isEdited() )   // else the end of the scope schedules the task
       step( [ & ] { routeMapDeleteTask_->scheduleTask(); } );
    step.finish();
 }
 
-// What edit scopes have put off, with the callers that it reaches. All of it is decided in ascending depth, so that each
-// route map is published when all of its callees have been.
+// Publishes the deferred route maps and the callers that they affect, in ascending depth: all callees of a route map are published before
+// it.
 void RouteMapConfigSm::handleDeferred( uint64_t & done, Plinth::EveryStep & step ) {
    CallDepths depths( *filteredRmConfig_ );
    std::set<std::pair<size_t, Quoin::String>> waiting;
@@ -251,7 +251,7 @@ void RouteMapConfigSm::handleDeferred( uint64_t & done, Plinth::EveryStep & step
 }
 
 void RouteMapConfigSm::deleteRouteMap( const Quoin::String & rmName ) {
-   const Quoin::String name = rmName;   // the caller's goes with the pending delete
+   const Quoin::String name = rmName;   // a copy: the argument is part of the pending deletion
    PLINTH_TRACE( trace, level8 ) << "deleting rmName: " << name;
    Plinth::EveryStep step;
    step( [ & ] { filteredRmConfig_->routeMapDel( name ); } );
@@ -273,7 +273,7 @@ void RouteMapConfigSm::deleteRouteMap( const Quoin::String & rmName ) {
 
 void RouteMapConfigSm::handleRouteMapOpMode() {
    filteredRmConfig_->routeMapOpModeIs( rmConfig_->routeMapOpMode() );
-   routeMapOpModeNotifier_->routeMapOpModeIs( rmConfig_->routeMapOpMode() );   // who heard of the first may have changed it
+   routeMapOpModeNotifier_->routeMapOpModeIs( rmConfig_->routeMapOpMode() );   // a subscriber of the first write may have changed the mode
    PLINTH_TRACE( trace, level8 ) << "RouteMapOpMode updated to: " << rmConfig_->routeMapOpMode();
    for( auto i = routeMapConfigSymbolSm_.machines().first(); i && !zombieReactors(); i.next() ) Quoin::Ptr( i.value() )->handleVersion();
 }

@@ -6,20 +6,23 @@
 
 namespace Routing::Policy {
 
-/// Compiles a configuration of route maps: keeps, for each of them, the two machines that make a published status of it.
+/// Compiles all route maps of a configuration. For each route map it owns two machines, a filter and a compiler, which publish a
+/// RouteMapStatus through the symbol of the route map.
 ///
 ///    auto root = makeNode<PolicyRoot>();
 ///    auto machine = routeMapConfigSmFactory( config, makeNode<Config>(), root, makeNode<CommonRmConfigFilterSmHelper>(),
 ///                                            makeNode<CommonRmConfigSymbolSmHelper>( root ), scheduler, nullptr );
-///    ... edit `config`, let the scheduler run ...
+///    ... edit `config`, run the scheduler ...
 ///    root->routeMapTable()->symbol( "IN" )->rmStatus()      // what evaluation reads
 ///
-/// A route map that is deleted is taken down by a task, not in the write: until then, evaluation has its old status. While an edit scope
-/// (Routing::RouteMap::ConfigEdit) is open on the configuration, nothing is published; what was put off, the delete task does.
-/// Ownership: the agent's. It writes all of the filtered configuration. Threading: the activity thread.
+/// A task, not the write itself, removes a deleted route map: until the task runs, evaluation reads the old status. While an edit scope
+/// (Routing::RouteMap::ConfigEdit) is open on the configuration, nothing is published; afterwards the delete task publishes the deferred
+/// changes.
+/// Ownership: the agent. The machine is the only writer of the filtered configuration. Threading: the activity thread.
+/// The machine of all route maps of one configuration.
 class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
  public:
-   /// `matchAggRoleUsers` may be null; nothing else may.
+   /// `matchAggRoleUsers` may be null. Errors: any other null argument ends the process.
    RouteMapConfigSm( const Quoin::Ptr<const Routing::RouteMap::Config> & rmConfig,
                      const Quoin::Ptr<Routing::RouteMap::Config> & filteredRmConfig, const Quoin::Ptr<PolicyRoot> & policyRoot,
                      const Quoin::Ptr<RmConfigFilterSmHelperBase> & rmConfigFilterHelper,
@@ -43,21 +46,21 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler() const noexcept { return rmUpdateTaskScheduler_; }
    /// Null for none.
    const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers() const noexcept { return matchAggRoleUsers_; }
-   /// The symbols of the route maps that there are.
+   /// The symbols of all configured route maps.
    const Quoin::Ptr<AllRouteMapSymbol> & allRmSymbol() const noexcept { return allRmSymbol_; }
    const Quoin::Ptr<RouteMapUpdateNotifier> & routeMapUpdateNotifier() const noexcept { return routeMapUpdateNotifier_; }
    const Quoin::Ptr<RouteMapOpModeNotifier> & routeMapOpModeNotifier() const noexcept { return routeMapOpModeNotifier_; }
    const Quoin::Ptr<RmConfigSymbolReactorColl> & rmConfigSymbolReactorColl() const noexcept { return rmConfigSymbolReactorColl_; }
 
-   /// The names that the delete task is to take down, and those that it is to build again behind that.
+   /// The names that the delete task will delete, and the names that it will create again afterwards.
    const Names & pendingDelete() const noexcept { return pendingDelete_; }
    const Names & deferredCreates() const noexcept { return deferredCreates_; }
-   /// Schedules the task, unless the name stands there with that value.
+   /// Adds a name and schedules the task, unless the name is pending with the same value.
    void pendingDeleteIs( const Quoin::String & name, bool value );
    void pendingDeleteDel( const Quoin::String & name ) { pendingDelete_.erase( name ); }
    void deferredCreatesIs( const Quoin::String & name, bool value ) { deferredCreates_.put( name, value ); }
    void deferredCreatesDel( const Quoin::String & name ) { deferredCreates_.erase( name ); }
-   /// Null until handleInitialized() has made it.
+   /// Null until handleInitialized() has created it.
    const Zeugma::Task * routeMapDeleteTask() const noexcept { return routeMapDeleteTask_.get(); }
 
  private:
@@ -94,12 +97,12 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    std::unique_ptr<Zeugma::Task> routeMapDeleteTask_;
    Zeugma::Reactor<RouteMapConfigSm> rmConfigReactor_{ *this, &RouteMapConfigSm::handleRmConfig };
 
-   /// The two machines of each route map, by its name.
+   /// The two machines of each route map, by name.
    ZEUGMA_NESTED_SMS( routeMapConfigFilterSm, Quoin::String, RouteMapConfigFilterSm );
    ZEUGMA_NESTED_SMS( routeMapConfigSymbolSm, Quoin::String, RouteMapConfigSymbolSm );
 };
 
-/// Makes the machine, which compiles what there is, and switches it on.
+/// Creates the machine, which compiles all configured route maps, and switches it on.
 ROUTEPOLICY_API Quoin::Ptr<RouteMapConfigSm> routeMapConfigSmFactory( const Quoin::Ptr<const Routing::RouteMap::Config> & rmConfig,
                                                                       const Quoin::Ptr<Routing::RouteMap::Config> & filteredRmConfig,
                                                                       const Quoin::Ptr<PolicyRoot> & policyRoot,

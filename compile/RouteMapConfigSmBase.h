@@ -7,36 +7,37 @@
 
 namespace Routing::Policy {
 
-/// The base of the two machines that a configured route map has: watches its sequences and its version.
-/// A derived class calls handleInitialized() as the last step of its construction, so that the first full compile happens there.
+/// The base of the two machines of a configured route map: watches its sequences and its version. A derived class, RouteMapConfigFilterSm
+/// or RouteMapConfigSymbolSm, calls handleInitialized() as the last step of its construction, for the first full run.
 /// Threading: the activity thread.
+/// Watches one configured route map.
 class ROUTEPOLICY_API RouteMapConfigSmBase : public Zeugma::BaseOutputSm {
  public:
    explicit RouteMapConfigSmBase( const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap );
    ~RouteMapConfigSmBase() override;
 
-   /// Null for none.
+   /// The configured route map; null for none.
    const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap() const noexcept { return routeMap_; }
    const Quoin::Ptr<ContinueSeqMap> & continueSeqMap() const noexcept { return continueSeqMap_; }
 
-   /// A sequence came or went; which of them, a look-up tells.
+   /// The reaction to a sequence that was created or deleted. A look-up tells which of the two.
    virtual void handleRouteMapSeq( uint32_t seqno ) = 0;
-   /// All sequences, as they stand. What is implemented here calls the above for each, in ascending order.
+   /// Handles all sequences. The implementation of the base calls handleRouteMapSeq( seqno ) for each, in ascending order.
    virtual void handleRouteMapSeq() = 0;
-   /// The route map has been declared consistent.
+   /// The reaction to a new version: the agent has declared the route map consistent.
    virtual void handleVersion() = 0;
-   /// The initial scan.
+   /// Handles all sequences and the version for the first time.
    virtual void handleInitialized();
 
-   /// Null for none.
+   /// The configured sequence; null if it does not exist.
    Quoin::Ptr<const Routing::RouteMap::MapEntry> seqConfig( uint32_t seqno ) const {
       return routeMap_ ? routeMap_->mapEntry( seqno ) : nullptr;
    }
 
  protected:
-   /// Scans all again.
+   /// Handles all sequences and the version again.
    void handleChangeMissed() override;
-   /// The same for the sequences, by machines that know which entry each was made for; `deleteSeq` is called for what has gone.
+   /// The same for the sequences, for machines that know their entry. Calls `deleteSeq` for each sequence that was deleted or replaced.
    template <class Sms, class F>
    void handleMissedSeqs( const Sms & sms, F && deleteSeq ) {
       for( auto i = sms.first(); i; i.next() )

@@ -55,7 +55,7 @@ RouteMapConfigSymbolSm::RouteMapConfigSymbolSm(
 
 RouteMapConfigSymbolSm::~RouteMapConfigSymbolSm() {
    stop();
-   if( rmConfigSymbolReactor_->modifiedRmSeqStatusList() == modifiedRmSeqStatusList_ )   // a successor may have put its own there
+   if( rmConfigSymbolReactor_->modifiedRmSeqStatusList() == modifiedRmSeqStatusList_ )   // a successor may have set its own list
       rmConfigSymbolReactor_->modifiedRmSeqStatusListIs( nullptr );
 }
 
@@ -71,14 +71,14 @@ void RouteMapConfigSymbolSm::handleInitialized() {
                                       Quoin::String( "RouteMapSymbolUpdate_" ) + ( routeMap() ? routeMap()->name() : Quoin::String() ),
                                       [ this ] { handleRouteMapSymbolUpdateTask(); } );
    undefinedReferenceSeq_ = makeNode<UndefinedReferenceSeq>();
-   // What an earlier machine has published may have sequences that went when nobody watched.
+   // A sequence may have been deleted after an earlier machine published it, and before this machine was created.
    if( const auto status = rmSymbol_->rmStatus() )
       for( const auto & [ seqno, seqStatus ] : status->seqStatus() )
          if( !seqConfig( seqno ) ) modifiedRmSeqStatusList_->seqStatusIs( ModifiedRouteMapSeqStatus( { seqno } ) );
    RouteMapConfigSmBase::handleInitialized();
 }
 
-// What has come or gone since the sequences were walked, and what they have left.
+// Handles each sequence that was created or deleted since the sequences were read, and the pending updates.
 void RouteMapConfigSymbolSm::handleChangeMissed() {
    handleMissedSeqs( seqConfigSm(), [ this ]( uint32_t seqno ) { deleteSeq( seqno ); } );
    handleVersion();
@@ -94,8 +94,8 @@ void RouteMapConfigSymbolSm::handleReactor( const Quoin::Change & change ) {
 
 // ---- one step at a time
 
-// While one stands, the next generation is being put together. Those who hear of what that writes may edit the route map: what they
-// ask for is put off until the generation is whole.
+// While a Step exists, the next generation is incomplete. Subscribers may edit the route map meanwhile; their requests wait until the
+// generation is complete.
 class RouteMapConfigSymbolSm::Step {
  public:
    explicit Step( RouteMapConfigSymbolSm & sm ) noexcept : sm_( sm ) { sm_.inStep_ = true; }
@@ -113,7 +113,7 @@ bool RouteMapConfigSymbolSm::putOff( Asked what ) noexcept {
 void RouteMapConfigSymbolSm::doWhatWasPutOff() {
    const auto asked = std::exchange( asked_, Asked::nothing );
    if( asked == Asked::nothing || zombieReactors() ) return;
-   if( !rmConfigSymbolReactor_->pendingUpdate().empty() ) scheduleUpdateTask();   // its run may have been put off
+   if( !rmConfigSymbolReactor_->pendingUpdate().empty() ) scheduleUpdateTask();   // its run may have been deferred
    if( asked == Asked::compile )
       handleVersion();
    else
@@ -122,7 +122,7 @@ void RouteMapConfigSymbolSm::doWhatWasPutOff() {
 
 // ---- edit scopes
 
-// Whether the decision to publish is put off: a scope is open, or has closed and the route map's turn has not come.
+// Whether publication is deferred: a scope is open, or a scope has ended and it is not the turn of this route map.
 bool RouteMapConfigSymbolSm::isDeferred() const noexcept {
    return deferred_ && ( deferred_->isEdited() || ( deferred_->isPending() && !inTurn_ ) );
 }
@@ -153,7 +153,7 @@ void RouteMapConfigSymbolSm::handleDeferred() {
       handleRouteMapSymbolUpdateTask();
 }
 
-// ---- sequences come and go
+// ---- creation and deletion of sequences
 
 void RouteMapConfigSymbolSm::handleRouteMapSeq() {
    RouteMapConfigSmBase::handleRouteMapSeq();
@@ -171,13 +171,13 @@ void RouteMapConfigSymbolSm::createSeq( uint32_t seqno ) {
    const auto entry = seqConfig( seqno );
    const auto sm =
       rmConfigSymbolHelper_->createSeqConfigSm( routeMap()->name(), entry, rmSymbol_, rmConfigSymbolReactor_, routeMapOpModeNotifier_ );
-   if( seqConfig( seqno ) != entry ) {   // who hears of it may have had the sequence go, or come anew
+   if( seqConfig( seqno ) != entry ) {   // a subscriber may have deleted or replaced the sequence
       if( rmSymbol_->rmStatus() ) maybeUpdateRmStatusAndSymbol();
       return;
    }
    seqConfigSmIs( seqno, sm );
    if( seqConfigSm_.find( seqno ) != sm ) return;
-   undefinedReferenceSeq_->removeSeq( seqno );   // of one that had the number before, and whose tombstone still waits
+   undefinedReferenceSeq_->removeSeq( seqno );   // of a former sequence with this number and a pending tombstone
    modifiedRmSeqStatusList_->seqStatusIs(
       ModifiedRouteMapSeqStatus( { seqno }, RouteMapSeqStatus::newFrom( nullptr, seqno ), sm->undefinedRefsTracker() ) );
 }
@@ -189,7 +189,7 @@ void RouteMapConfigSymbolSm::deleteSeq( uint32_t seqno ) {
    continueSeqMap()->continueSeqDel( seqno );
    if( published( seqno ) ) {
       modifiedRmSeqStatusList_->seqStatusIs( ModifiedRouteMapSeqStatus( { seqno } ) );
-   } else {   // nobody has seen it
+   } else {   // never published
       modifiedRmSeqStatusList_->seqStatusDel( { seqno } );
       undefinedReferenceSeq_->removeSeq( seqno );
       if( !rmSymbol_->rmStatus() ) return;
@@ -206,7 +206,7 @@ Quoin::Ptr<SeqUndefinedReferencesOptionTracker> RouteMapConfigSymbolSm::trackerO
    return seqConfigSm_.find( seqno )->undefinedRefsTracker();
 }
 
-// ---- the road of the configuration
+// ---- changes of the configuration
 
 void RouteMapConfigSymbolSm::handleVersion() {
    if( putOff( Asked::compile ) ) return;
@@ -222,7 +222,7 @@ void RouteMapConfigSymbolSm::handleVersion() {
    maybeUpdateRmStatusAndSymbol();
 }
 
-// Declared, without sequences, and never published.
+// Whether the route map is declared, has no sequences and was never published.
 bool RouteMapConfigSymbolSm::isFirstAndEmpty() const {
    return !rmSymbol_->rmStatus() && routeMap() && routeMap()->version() != 0 && modifiedRmSeqStatusList_->seqStatus().empty();
 }
@@ -254,8 +254,8 @@ void RouteMapConfigSymbolSm::addChangesToModifiedSeqStatusList() {
    }
 }
 
-// Each record is taken out when it is applied: what somebody writes down meanwhile is left for the next time. Who hears of something may
-// throw; what has been taken out is in the next generation all the same.
+// Each record is removed when it is applied; a record that is written meanwhile waits for the next compilation. A subscriber may throw;
+// removed records are in the next generation nevertheless.
 void RouteMapConfigSymbolSm::addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase & sm ) {
    const auto seqConfig = this->seqConfig( seqno );
    QUOIN_ASSERT( seqConfig, "seqConfig" );
@@ -268,12 +268,12 @@ void RouteMapConfigSymbolSm::addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase
    addSubRouteMapChange( entry, sm, pending.get(), seqConfig->subRouteMap().invertResult, step );
    addAggRoleAttrMapChange( entry, sm, pending.get(), step );
    addSymbols( sm, step );
-   Quoin::Ptr<PendingSymbolUpdate> left = rmConfigSymbolReactor_->pendingUpdate( seqno );   // the above may have made it
+   Quoin::Ptr<PendingSymbolUpdate> left = rmConfigSymbolReactor_->pendingUpdate( seqno );   // the calls above may have created it
    step( [ & ] { rmConfigSymbolReactor_->pendingUpdateDel( seqno ); } );
    if( left ) addPending( entry, left );
    sm.sequenceChange()->permitChangeIs( false );
    entry.seqStatus()->matchActionIs( seqConfig->permit() );
-   if( seqConfigSm_.find( seqno ).get() == &sm ) modifiedRmSeqStatusList_->seqStatusIs( entry );   // the sequence may have gone
+   if( seqConfigSm_.find( seqno ).get() == &sm ) modifiedRmSeqStatusList_->seqStatusIs( entry );   // the sequence may have been deleted
    step.finish();
 }
 
@@ -284,7 +284,7 @@ void RouteMapConfigSymbolSm::addMatcherChanges( ModifiedRouteMapSeqStatus & entr
       const auto change = sm.sequenceChange()->matcherChange( option );
       sm.handleMatcherApplied( *change, sm.sequenceChangeSym()->matcherChangeSymbol( option ).get() );
       sm.sequenceChange()->matcherChangeDel( option );
-      if( pending ) pending->matcherChangeDel( option );   // the configuration has the last word
+      if( pending ) pending->matcherChangeDel( option );   // the configuration has priority
       if( change->matcher() ) {
          PLINTH_TRACE( trace, level8 ) << option << " modified";
          entry.seqStatus()->matcherIs( option, change->matcher() );
@@ -325,7 +325,7 @@ void RouteMapConfigSymbolSm::addContinueChange( uint32_t seqno, RouteMapSeqStatu
       continueSeqMap()->continueSeqIs( seqno, target );
    else
       continueSeqMap()->continueSeqDel( seqno );
-   status.continueSeqIs( nullptr );   // linked when all targets are known
+   status.continueSeqIs( nullptr );   // linked later, when all targets are known
 }
 
 void RouteMapConfigSymbolSm::addSubRouteMapChange( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm,
@@ -365,7 +365,7 @@ void RouteMapConfigSymbolSm::addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus 
    if( pending ) pending->hasAggRoleAttrMapUpdateIs( false );
 }
 
-// From now on the sequence watches these symbols. A list is replaced whole.
+// Makes the sequence watch its new symbols. The list of symbols of a clause is replaced as a whole.
 void RouteMapConfigSymbolSm::addSymbols( RmSeqConfigSymbolSmBase & sm, Plinth::EveryStep & step ) {
    const auto add = []( auto option, const PolicySymbols & symbols, auto & symSeq ) {
       if( symbols.empty() ) {
@@ -387,7 +387,7 @@ void RouteMapConfigSymbolSm::addSymbols( RmSeqConfigSymbolSmBase & sm, Plinth::E
    }
 }
 
-// What symbols have published, with what it leaves undefined.
+// Applies the changes that symbols have published, and their undefined references.
 void RouteMapConfigSymbolSm::addPending( ModifiedRouteMapSeqStatus & entry, const Quoin::Ptr<const PendingSymbolUpdate> & pending ) {
    const uint32_t seqno = entry.key().seqno;
    addPendingUpdatesToSeqStatus( entry.seqStatus(), pending );
@@ -403,7 +403,7 @@ void RouteMapConfigSymbolSm::addPending( ModifiedRouteMapSeqStatus & entry, cons
    }
 }
 
-// ---- the road of symbols
+// ---- changes of symbols
 
 void RouteMapConfigSymbolSm::handleRouteMapSymbolUpdateTask() {
    const Quoin::Ptr<RouteMapConfigSymbolSm> self( this );
@@ -427,7 +427,7 @@ void RouteMapConfigSymbolSm::addPendingUpdate( uint32_t seqno ) {
    PLINTH_TRACE( trace, level8 ) << "symbol updates added to " << name() << ", seqno " << seqno;
 }
 
-// ---- the gate
+// ---- the decision to publish
 
 void RouteMapConfigSymbolSm::maybeUpdateRmStatusAndSymbol() {
    if( zombieReactors() || putOff( Asked::decision ) ) return;
@@ -445,15 +445,15 @@ void RouteMapConfigSymbolSm::maybeUpdateRmStatusAndSymbol() {
    doWhatWasPutOff();
 }
 
-// A symbol that is not current holds the gate, and is watched until it is.
+// Whether a symbol is not current. Publication then waits, and the machine watches the symbol until it is current.
 bool RouteMapConfigSymbolSm::isAwaited( const Quoin::Ptr<const PolicySymbol> & symbol ) {
    if( !symbol || symbol->statusCurrent() ) return false;
    awaitedReactor_.notifierIs( symbol );
    return true;
 }
 
-// One that becomes current without a new version would leave those who wait for it waiting. One that has a version to tell tells it
-// next, before the task runs.
+// A symbol may become current without a new version: the task ends the wait. If a new version follows, it is published before the task
+// runs.
 void RouteMapConfigSymbolSm::handleAwaited( const Quoin::Change & change ) {
    if( change.field != Quoin::FieldId( PolicySymbol::Field::statusCurrent ) ) return;
    if( static_cast<const PolicySymbol &>( *awaitedReactor_.notifier() ).statusCurrent() ) scheduleUpdateTask();
@@ -500,13 +500,13 @@ uint32_t RouteMapConfigSymbolSm::targetSeqnoForOrigin( uint32_t originSeqno ) co
    const auto isKnown = [ this ]( uint32_t seqno ) { return modifiedRmSeqStatusList_->seqStatusGet( { seqno } ) || published( seqno ); };
    const uint32_t target = continues->target();
    if( target != 0 ) return seqConfigSm_.find( target ) && isKnown( target ) ? target : 0;
-   if( originSeqno == std::numeric_limits<uint32_t>::max() ) return 0;   // nothing is above it
+   if( originSeqno == std::numeric_limits<uint32_t>::max() ) return 0;   // no sequence can follow
    for( auto i = seqConfigSm().lowerBound( originSeqno + 1 ); i; i.next() )
       if( isKnown( i.key() ) ) return i.key();
    return 0;
 }
 
-// A sequence whose successor changes is part of the next generation too.
+// Copies a sequence into the next generation if the target of its continue changes.
 void RouteMapConfigSymbolSm::maybeCloneSeqStatusToModifiedList( uint32_t seqno, uint32_t targetSeqno ) {
    PLINTH_TRACE( trace, level8 ) << "seqno: " << seqno << ", targetSeqno: " << targetSeqno;
    if( modifiedRmSeqStatusList_->seqStatusGet( { seqno } ) ) return;
@@ -519,9 +519,9 @@ void RouteMapConfigSymbolSm::maybeCloneSeqStatusToModifiedList( uint32_t seqno, 
       ModifiedRouteMapSeqStatus( { seqno }, RouteMapSeqStatus::newFrom( rmSeqStatus, seqno ), trackerOf( seqno ) ) );
 }
 
-// Links what continues. The highest number goes first, so that each target is final before anything links to it.
+// Links each sequence that continues to its target. The highest number is first: each target is final before a sequence links to it.
 void RouteMapConfigSymbolSm::linkContinues() {
-   std::unordered_map<uint32_t, std::vector<uint32_t>> originsOf;   // by target
+   std::unordered_map<uint32_t, std::vector<uint32_t>> originsOf;   // by target number
    for( auto i = continueSeqMap()->continueSeq().first(); i; i.next() ) {
       const uint32_t originSeqno = i.key(), targetSeqno = targetSeqnoForOrigin( originSeqno );
       if( targetSeqno != 0 ) {
@@ -554,7 +554,7 @@ Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::newRmStatus() {
    auto newStatus = RouteMapStatus::newFrom( rmSymbol_->rmStatus(), name() );
    newStatus->updateFeaturesOnSeqStatusChangeIs( false );
    const auto & list = modifiedRmSeqStatusList_->seqStatus();
-   for( auto i = list.rbegin(); i != list.rend(); ++i )   // ascending: each is appended where none is replaced
+   for( auto i = list.rbegin(); i != list.rend(); ++i )   // ascending: a new sequence is appended
       if( i->second.seqStatus() ) newStatus->seqStatusIs( i->second.seqStatus() );
    for( const auto & [ key, entry ] : list ) {
       if( !entry.seqStatus() ) {
@@ -568,12 +568,12 @@ Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::newRmStatus() {
    return newStatus;
 }
 
-// The next generation, whole.
+// Completes the next generation and empties the list.
 Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::takeNextGeneration() {
    const Step step( *this );
    linkContinues();
    const auto newStatus = newRmStatus();
-   modifiedRmSeqStatusList_->seqStatusDelAll();   // from here on, what comes in is of the one behind
+   modifiedRmSeqStatusList_->seqStatusDelAll();   // later changes belong to the generation after this one
    if( matchAggRoleUsers_ ) {
       if( newStatus->features().has( RouteMapFeatures::matchAggregateRole ) )
          matchAggRoleUsers_->mapNameIs( name() );
@@ -589,7 +589,7 @@ Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::takeNextGeneration() {
 
 void RouteMapConfigSymbolSm::updateRmStatusAndSymbol() {
    const Trailmark::BlockTimer timer( updateTimer );
-   const auto symbol = rmSymbol_;   // who hears of it may drop the machine
+   const auto symbol = rmSymbol_;   // a subscriber may release the machine
    symbol->updateAndNotify( takeNextGeneration() );
 }
 

@@ -13,7 +13,8 @@
 
 namespace Routing::Policy {
 
-/// Makes the sequences' machines.
+/// Creates the machines of the sequences. An agent derives from it to support options of its own; CommonRmConfigSymbolSmHelper is enough
+/// for most agents.
 class ROUTEPOLICY_API RmConfigSymbolSmHelperBase : public Quoin::Node {
  public:
    ~RmConfigSymbolSmHelperBase() override;
@@ -23,16 +24,17 @@ class ROUTEPOLICY_API RmConfigSymbolSmHelperBase : public Quoin::Node {
                       const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier ) = 0;
 };
 
-/// The second stage of one route map: compiles its filtered copy and publishes the status through its symbol.
+/// The second stage of one route map: compiles its filtered copy, and publishes a RouteMapStatus through its symbol. RouteMapConfigSm owns
+/// it; RouteMapConfigFilterSm writes the copy.
 ///
-/// Changes come by two roads. Those of the configuration stand in the sequences' records; a new version of the route map has all of
-/// them taken in. Those of lists and of called route maps stand in pending updates, which a task takes in. Either way the next
-/// generation is put together in a list, and published when no list or called route map that it depends on is under way any more.
+/// Changes arrive in two ways. Changes of the configuration are in the records of the sequences; a new version of the route map applies all
+/// of them. Changes of lists and callees are in pending updates, which a task applies. Both ways build the next generation in a list. The
+/// machine publishes it when all lists and callees of the route map are current.
 /// Threading: the activity thread.
 class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase {
  public:
-   /// `matchAggRoleUsers` and `deferred` may be null; the route map and the notifier are null only where nothing asks for them. Errors: a
-   /// null in any other place ends the process. Without `deferred`, edit scopes put nothing off.
+   /// `matchAggRoleUsers` and `deferred` may be null; the route map and the notifier may be null while nothing reads them. Errors: any
+   /// other null argument ends the process. Without `deferred`, edit scopes defer nothing.
    RouteMapConfigSymbolSm( const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
                            const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
                            const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
@@ -49,8 +51,9 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    void handleRouteMapSeq() override;
    void handleVersion() override;
    void handleInitialized() override;
+   /// The work of the task: applies the pending updates, and publishes if possible.
    void handleRouteMapSymbolUpdateTask();
-   /// Decides what edit scopes have put off. Called when no scope is open, callees before callers.
+   /// Publishes what edit scopes have deferred, if possible. Called when no scope is open, for callees before callers.
    void handleDeferred();
 
    const Quoin::Ptr<RouteMapSymbol> & rmSymbol() const noexcept { return rmSymbol_; }
@@ -61,9 +64,9 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler() const noexcept { return rmUpdateTaskScheduler_; }
    /// Null for none.
    const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers() const noexcept { return matchAggRoleUsers_; }
-   /// By sequence number, ascending.
+   /// The machines of the sequences by number, ascending.
    const SeqConfigSms & seqConfigSm() const noexcept { return seqConfigSm_.machines(); }
-   /// Null when the route map has no such sequence.
+   /// Null if the route map has no such sequence.
    Quoin::Ptr<RmSeqConfigSymbolSmBase> seqConfigSm( uint32_t seqno ) const { return seqConfigSm_.find( seqno ); }
    /// Errors: MutatorArgNullPointerException on null.
    void seqConfigSmIs( uint32_t seqno, const Quoin::Ptr<RmSeqConfigSymbolSmBase> & sm ) { seqConfigSm_.put( seqno, sm ); }
@@ -72,15 +75,16 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    const Quoin::Ptr<ModifiedRouteMapSeqStatusList> & modifiedRmSeqStatusList() const noexcept { return modifiedRmSeqStatusList_; }
    const Zeugma::Task & routeMapSymbolUpdateTask() const noexcept { return *routeMapSymbolUpdateTask_; }
 
+   /// Whether any sequence has recorded changes.
    bool hasModifiedSequence() const;
-   /// Whether nothing that the route map depends on is under way. If something is, its end has the question asked again: the call
-   /// changes what is waited for. The attribute map of an aggregate role takes no part.
+   /// Whether all changes, lists and callees of the route map are complete. If a list or callee is not current, the machine watches it and
+   /// checks again when it is. The attribute map of an aggregate role is not checked.
    bool hasRmPolicySymbolProcessingCompleted();
-   /// Where a sequence continues; 0 for nowhere.
+   /// The sequence where a sequence continues; 0 for none.
    uint32_t targetSeqnoForOrigin( uint32_t originSeqno ) const;
 
  private:
-   enum class Asked : uint8_t { nothing, decision, compile };   // the later includes the earlier
+   enum class Asked : uint8_t { nothing, decision, compile };   // each value includes the former
    class Step;
 
    void handleChangeMissed() override;
@@ -137,14 +141,14 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    Quoin::Ptr<ModifiedRouteMapSeqStatusList> modifiedRmSeqStatusList_;
    std::unique_ptr<Zeugma::Task> routeMapSymbolUpdateTask_;
    Zeugma::Reactor<RouteMapConfigSymbolSm> symbolReactorReactor_{ *this, &RouteMapConfigSymbolSm::handleReactor };
-   Zeugma::Reactor<RouteMapConfigSymbolSm> awaitedReactor_{ *this, &RouteMapConfigSymbolSm::handleAwaited };   // what holds the gate
+   Zeugma::Reactor<RouteMapConfigSymbolSm> awaitedReactor_{ *this, &RouteMapConfigSymbolSm::handleAwaited };   // see isAwaited()
    Zeugma::NestedSms<uint32_t, RmSeqConfigSymbolSmBase> seqConfigSm_{ *this };
-   Asked asked_ = Asked::nothing;   // while a step was in progress
+   Asked asked_ = Asked::nothing;   // requests during the step in progress
    bool inStep_ = false;
    bool inTurn_ = false;   // in handleDeferred()
 };
 
-/// Makes the machine, which compiles at once, and switches it on.
+/// Creates the machine, which compiles at once, and switches it on.
 ROUTEPOLICY_API Quoin::Ptr<RouteMapConfigSymbolSm> routeMapConfigSymbolSmFactory(
    const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
    const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,

@@ -15,12 +15,12 @@ using Routing::RouteMap::Map;
 
 const Plinth::TraceHandle trace( "RouteMapLoopDetect" );
 
-// One walk over the calls, depth first, in ascending order of sequence.
+// A depth-first walk over the calls, in ascending order of sequence.
 class RouteMapLoopDetectImpl {
  public:
    explicit RouteMapLoopDetectImpl( const Config & config ) : config_( config ) {}
 
-   // Null is nobody: it matches nothing.
+   // Null matches no route map.
    void onPathIs( const Map * map ) { onPath_.put( map ); }
 
    bool hasCycle( const Map & start ) {
@@ -43,10 +43,10 @@ class RouteMapLoopDetectImpl {
  private:
    struct Call {
       const Map * map;
-      decltype( std::declval<const Map::MapEntries &>().first() ) entry;   // the next one to look at
+      decltype( std::declval<const Map::MapEntries &>().first() ) entry;   // the next sequence to read
    };
 
-   // False if the map is on the path already.
+   // False if the route map is already on the path.
    bool enter( const Map & map ) {
       if( onPath_.contains( &map ) ) {
          PLINTH_TRACE( trace, level8 ) << "detected loop at " << map.name();
@@ -58,14 +58,14 @@ class RouteMapLoopDetectImpl {
    }
 
    const Map * calledBy( const Routing::RouteMap::MapEntry & entry ) const {
-      if( entry.subRouteMap().name.empty() ) return nullptr;   // also of an inverted call
+      if( entry.subRouteMap().name.empty() ) return nullptr;   // also if the call is inverted
       auto * found = config_.routeMap().find( entry.subRouteMap().name );
       return found ? found->get() : nullptr;
    }
 
    const Config & config_;
-   Plinth::HashSet2018<const Map *> visited_;   // finished, and no loop found
-   Plinth::HashSet2018<const Map *> onPath_;    // the present chain of calls, and who asks
+   Plinth::HashSet2018<const Map *> visited_;   // finished without a loop
+   Plinth::HashSet2018<const Map *> onPath_;    // the current chain of calls, and the route map that would call
    std::vector<Call> calls_;
 };
 

@@ -8,13 +8,14 @@
 
 namespace Routing::Policy {
 
-/// Says whether a call between two route maps would close a cycle among the calls of a configuration. A plain value.
-/// Threading: the activity thread; nothing writes the configuration meanwhile.
+/// Tells whether a call between two route maps would close a cycle in the calls of a configuration. The filter machines ask it before they
+/// copy a call. A plain value.
+/// Threading: the activity thread. The configuration does not change during the call.
 struct ROUTEPOLICY_API RouteMapLoopDetect {
    Quoin::Ptr<const Routing::RouteMap::Config> config;
 
-   /// Whether `subRmName` leads, over any number of calls, to `rmName` or into a cycle of its own. A route map that is not there
-   /// calls nothing. Cost: each route map and each entry once, and a name look-up per call; the stack does not grow with the chain.
+   /// Whether `subRmName` leads, through any number of calls, to `rmName` or into another cycle. An undefined route map calls nothing.
+   /// Cost: each route map and each sequence once, and one look-up of a name per call. The depth of calls uses no stack.
    bool hasLoops( const Quoin::String & rmName, const Quoin::String & subRmName ) const;
 
    friend bool operator==( const RouteMapLoopDetect &, const RouteMapLoopDetect & ) = default;

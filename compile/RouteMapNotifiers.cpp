@@ -9,7 +9,7 @@ RouteMapOpModeNotifier::~RouteMapOpModeNotifier() = default;
 
 void RouteMapUpdateNotifier::versionIs( uint32_t version ) {
    if( version == std::exchange( version_, version ) || telling_ ) return;
-   const Quoin::ReleaseScope whole;   // a reaction may drop it
+   const Quoin::ReleaseScope whole;   // a reaction may release it
    telling_ = true;
    try {
       for( uint32_t told = version_ - 1; told != version_; ) {

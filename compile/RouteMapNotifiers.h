@@ -1,5 +1,7 @@
 /// @file compile/RouteMapNotifiers.h
-/// Two small publishers that the machines of one configuration share. Threading: the activity thread.
+/// Two small publishers that RouteMapConfigSm shares with the machines of its route maps. One announces changes of the filtered
+/// configuration, the other changes of the mode.
+/// Threading: the activity thread.
 #pragma once
 
 #include "substrate/plinth/Attribute.h"
@@ -8,9 +10,9 @@
 
 namespace Routing::Policy {
 
-/// Moves whenever the filtered copy of a route map takes on a version, or goes: calls that were kept out as a cycle are then looked
-/// at again. Those who hear of it may raise it: that is told once, when all of them have heard, so that a cascade needs no depth of
-/// stack.
+/// A counter that changes whenever a filtered route map gets a new version or is deleted. Blocked sequences watch it and check their call
+/// again. A subscriber may raise the counter: the new value is published once, after all subscribers were notified, so that a cascade needs
+/// no stack.
 class ROUTEPOLICY_API RouteMapUpdateNotifier final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { version };

@@ -1,6 +1,7 @@
 /// @file compile/RouteMapSeqConfigSmBase.h
-/// The bases of the machines that each sequence of a route map has; an agent derives from them what brings its own options.
-/// Ownership: the route map's machine. Threading: the activity thread.
+/// The bases of the machines of one sequence. The machine of the route map creates them through a helper; an agent derives from them to
+/// support options of its own.
+/// Ownership: the machine of the route map. Threading: the activity thread.
 #pragma once
 
 #include "compile/ModifiedRouteMapSeqStatus.h"
@@ -13,17 +14,18 @@
 
 namespace Routing::Policy {
 
+/// The base of all machines of a sequence.
 class ROUTEPOLICY_API RmSeqConfigSmInterface : public Zeugma::BaseOutputSm {
  public:
    ~RmSeqConfigSmInterface() override;
-   /// Whether the machine makes something of a match clause of that option.
+   /// Whether the machine supports match clauses of this option.
    virtual bool matchRuleSupported( MatchOption option ) const = 0;
 
  protected:
-   void handleChangeMissed() override {}   // whoever watches something says what to do
+   void handleChangeMissed() override {}   // a derived class that watches something overrides it
 };
 
-/// Holds what one sequence has recorded for its route map's next compile, and what it watches since the last one.
+/// Holds the changes that one sequence has recorded for the next compilation of its route map, and the symbols that the sequence watches.
 class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
  public:
    RmSeqConfigSymbolSmBase( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
@@ -31,28 +33,28 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
    ~RmSeqConfigSymbolSmBase() override;
 
    bool matchRuleSupported( MatchOption ) const override { return false; }
-   /// Makes the records. A derived class calls it before it makes components that write to them.
+   /// Creates the records. A derived class calls it before it creates components that write to the records.
    virtual void handleInitialized();
 
-   /// Whether the records hold anything to apply; a symbol of a match clause alone does not count.
+   /// Whether the records hold a change to apply. A symbol of a match clause alone does not count.
    bool isModified() const;
-   /// Called for each matcher change when it is applied, for what goes by a list as it is then: the matcher is made here, or made again
-   /// where the list has moved since. The symbols of `symbols` are the clause's from now on; null where nothing has been said of them.
-   /// What it throws comes out, and the change stays to be applied.
+   /// Called for each matcher change when it is applied. An override may create the matcher here, or replace it if its list has changed
+   /// since the change was recorded. `symbols`: the new symbols of the clause; null if they did not change. Errors: an exception reaches
+   /// the caller, and the change stays pending.
    virtual void handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols );
 
    const Quoin::String & rmName() const noexcept { return rmName_; }
    /// The sequence in the filtered configuration.
    const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig() const noexcept { return seqConfig_; }
-   /// 0 without an entry.
+   /// The number of the sequence; 0 without an entry.
    uint32_t seqno() const noexcept { return seqConfig_ ? seqConfig_->seqno() : 0; }
-   /// The route map's.
+   /// The symbol of the route map.
    const Quoin::Ptr<RouteMapSymbol> & rmSymbol() const noexcept { return rmSymbol_; }
    const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor() const noexcept { return rmConfigSymbolReactor_; }
    void formatDerivedType( std::ostream & os ) const override;
 
    // clang-format off
-   // Null until the records are made.
+   // Null until handleInitialized().
 #define SEQUENCE_RECORD( foo, fooIs, ... )                                                       \
  public:                                                                                         \
    const Quoin::Ptr<__VA_ARGS__> & foo() const noexcept { return foo##_; }                       \
@@ -63,11 +65,11 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
  public:                                                                                         \
    void fooIs( uint32_t seqno ) { foo##_ = Quoin::makeNode<__VA_ARGS__>( seqno ); }
 
-   /// What is to change in the compiled sequence.
+   /// The changes of the compiled sequence.
    SEQUENCE_RECORD( sequenceChange, sequenceChangeIs, SequenceChange );
-   /// What is to change in what the sequence watches.
+   /// The changes of the symbols that the sequence watches.
    SEQUENCE_RECORD( sequenceChangeSym, sequenceChangeSymIs, SequenceChangeSymbol );
-   /// The symbols in use by match rules, by set clauses, and for the route maps that the sequence refers to.
+   /// The symbols that the sequence watches: of match clauses, of set clauses, and of the route maps that it refers to.
    SEQUENCE_RECORD( matchSymSeq, matchSymSeqIs, MatchSymbolSeq );
    SEQUENCE_RECORD( setSymSeq, setSymSeqIs, SetSymbolSeq );
    SEQUENCE_RECORD( subRmSymSeq, subRmSymSeqIs, SubRouteMapSymbolSeq );
@@ -75,7 +77,7 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
 #undef SEQUENCE_RECORD
    // clang-format on
 
-   /// Which of its clauses refer to what does not exist.
+   /// The clauses that refer to an undefined list.
    const Quoin::Ptr<SeqUndefinedReferencesOptionTracker> & undefinedRefsTracker() const noexcept {
       return undefinedRefsTracker_;
    }
@@ -91,7 +93,7 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
    Quoin::Ptr<SeqUndefinedReferencesOptionTracker> undefinedRefsTracker_;
 };
 
-/// What traces call a sequence's machine: "rmName: NAME seqno: N".
+/// Prints the machine of a sequence for traces: "rmName: NAME seqno: N".
 ROUTEPOLICY_API void formatSequence( std::ostream & os, const Quoin::String & rmName, const Routing::RouteMap::MapEntry * seqConfig );
 
 }   // namespace Routing::Policy

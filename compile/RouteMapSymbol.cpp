@@ -19,9 +19,9 @@ RouteMapSymbol::~RouteMapSymbol() = default;
 AllRouteMapSymbol::~AllRouteMapSymbol() = default;
 
 void RouteMapSymbol::updateAndNotify( const Quoin::Ptr<const RouteMapStatus> & status ) {
-   const Quoin::Ptr<RouteMapSymbol> self( this );   // a reaction may drop the last reference
+   const Quoin::Ptr<RouteMapSymbol> self( this );   // a reaction may release the last reference
    if( status != rmStatus_ ) rmStatusIs( status );
-   Plinth::EveryStep step;   // those who go by the version must hear of it, whatever others throw
+   Plinth::EveryStep step;   // the version must change even if a subscriber throws
    step( [ & ] { statusCurrentIs( true ); } );
    step( [ & ] {
       if( notifier() ) notifier()->versionInc( 1 );

@@ -1,8 +1,8 @@
 /// @file compile/RouteMapSymbol.h
-/// What stands for a route map wherever one is referred to: one object per name, alive from the first reference to the last, whether
-/// the route map exists or not.
-/// Ownership: those who refer to it share it; its table holds it weakly. Threading: the activity thread.
-/// Invariant: who hears of a version finds the status that it stands for in place.
+/// Stands for a route map wherever a name refers to one: one symbol per name, which exists while references to it exist, even if the route
+/// map is undefined. Compilation publishes each generation through it; callers and agents read it.
+/// Ownership: its users share it. The table holds a weak reference. Threading: the activity thread.
+/// Invariant: when a version is published, the symbol already holds the status of this version.
 #pragma once
 
 #include "policy/RouteMapStatus.h"
@@ -14,23 +14,24 @@ namespace Routing::Policy {
 class RouteMapSymbol;
 using RouteMapSymbolDedupTable = Routing::RouteMap::SymbolDedupTable<RouteMapSymbol>;
 
+/// The symbol of one route map.
 class ROUTEPOLICY_API RouteMapSymbol final : public Routing::RouteMap::PolicySymbol {
  public:
    explicit RouteMapSymbol( const Quoin::String & name ) : PolicySymbol( name ) {}
    ~RouteMapSymbol() override;
 
-   /// The compiled route map; null while there is none of that name.
+   /// The compiled route map; null while the name is undefined.
    const Quoin::Ptr<const RouteMapStatus> & rmStatus() const noexcept { return rmStatus_; }
-   /// Stores and tells nobody: for the first fill.
+   /// Stores a status without notifying subscribers: for the first status.
    void rmStatusIs( const Quoin::Ptr<const RouteMapStatus> & status ) { rmStatus_ = status; }
-   /// Stores the status, says that it is current, and raises the version by one, also for the status that stands already: what has
-   /// changed may lie below it.
+   /// Stores the status, declares it current, and raises the version by one. It does so even for the same status, since a callee may have
+   /// changed.
    void updateAndNotify( const Quoin::Ptr<const RouteMapStatus> & status );
 
-   /// The one symbol of this name in `table`: this one if it is the first. A symbol that stands in another table must not come here.
+   /// The symbol of this name in `table`: this symbol if it is the first. This symbol must not belong to another table.
    Quoin::Ptr<RouteMapSymbol> dedup( const Quoin::Ptr<const RouteMapSymbolDedupTable> & table );
 
-   // The name alone counts.
+   // Hash and comparison use the name alone.
    static uint32_t hashOf( const Quoin::String & name ) noexcept;
    uint32_t hash() const override;
    bool compare( const Zeugma::DedupHandleBase * other ) const override;
@@ -39,7 +40,7 @@ class ROUTEPOLICY_API RouteMapSymbol final : public Routing::RouteMap::PolicySym
    Quoin::Ptr<const RouteMapStatus> rmStatus_;
 };
 
-/// The route map symbols that somebody has listed, by name. Each lives while it is listed.
+/// A list of route map symbols by name. It shares ownership of its members.
 class ROUTEPOLICY_API AllRouteMapSymbol final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { symbol };

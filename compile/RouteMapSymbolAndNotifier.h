@@ -5,16 +5,18 @@
 
 namespace Routing::Policy {
 
-/// A symbol with its notifier, for those who want to watch one object. Threading: the activity thread.
+/// The symbol of a route map with its notifier, in one object. A subscriber that needs both watches this object.
+/// Threading: the activity thread.
+/// A symbol and its notifier.
 class ROUTEPOLICY_API RouteMapSymbolAndNotifier final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { rmSymbol, rmSymbolNotifier };
 
-   /// Of a null symbol, both stay null.
+   /// A null symbol leaves both null.
    explicit RouteMapSymbolAndNotifier( const Quoin::Ptr<const RouteMapSymbol> & symbol );
    ~RouteMapSymbolAndNotifier() override;
 
-   // What is replaced is let go behind the publication.
+   // The old value is released after the publication.
    PLINTH_ATTR( rmSymbol, rmSymbolIs, Field::rmSymbol, Quoin::Ptr<const RouteMapSymbol> );
    PLINTH_ATTR( rmSymbolNotifier, rmSymbolNotifierIs, Field::rmSymbolNotifier, Quoin::Ptr<const Routing::RouteMap::PolicySymbolNotifier> );
 };

@@ -1,6 +1,6 @@
 /// @file compile/SequenceChange.h
-/// What a sequence's machine wants changed in the compiled sequence. It must not touch what is published: it writes here, and the
-/// route map's machine takes it in when it next compiles. A null matcher or setter stands for one that goes.
+/// The recorded changes of one sequence that are not yet compiled. The machine of the sequence writes them, and the machine of the route
+/// map applies them in the next compilation; the published status never changes. A null matcher or setter means a deleted clause.
 /// Threading: the activity thread.
 #pragma once
 
@@ -14,33 +14,33 @@ namespace Routing::Policy {
 
 struct ListKind;
 
-/// Of one match clause.
+/// The change of one match clause.
 class ROUTEPOLICY_API MatcherChange final : public Plinth::PlainRecord {
  public:
    explicit MatcherChange( MatchOption option ) : option_( option ) {}
    ~MatcherChange() override;
    MatchOption option() const noexcept { return option_; }
-   /// The new matcher; null when the clause went.
+   /// The new matcher; null if the clause was deleted.
    PLINTH_VALUE( matcher, matcherIs, {}, Quoin::Ptr<const Matcher> );
-   /// The clause refers to a prefix list, or a community list, that does not exist yet.
+   /// Whether the clause refers to an undefined prefix list, or to an undefined community list.
    PLINTH_VALUE( prefixListUndefined, prefixListUndefinedIs, {}, bool );
    PLINTH_VALUE( commListUndefined, commListUndefinedIs, {}, bool );
-   /// The kind of list that the clause names, for options of an agent's own; null: as the library's row says.
+   /// The kind of list that the clause names; null: as in the row of the library.
    PLINTH_VALUE( list, listIs, {}, const ListKind * );
 
  private:
    MatchOption option_;
 };
 
-/// Of one set clause.
+/// The change of one set clause.
 class ROUTEPOLICY_API SetterChange final : public Plinth::PlainRecord {
  public:
    explicit SetterChange( SetOption option ) : option_( option ) {}
    ~SetterChange() override;
    SetOption option() const noexcept { return option_; }
-   /// The new setter; null when the clause went.
+   /// The new setter; null if the clause was deleted.
    PLINTH_VALUE( setter, setterIs, {}, Quoin::Ptr<const Setter> );
-   /// The clause refers to a community list that does not exist yet.
+   /// Whether the clause refers to an undefined community list.
    PLINTH_VALUE( commListUndefined, commListUndefinedIs, {}, bool );
 
  private:
@@ -50,18 +50,18 @@ class ROUTEPOLICY_API SetterChange final : public Plinth::PlainRecord {
 using MatcherChanges = Plinth::HashMap2018<MatchOption, Quoin::Ptr<MatcherChange>>;
 using SetterChanges = Plinth::HashMap2018<SetOption, Quoin::Ptr<SetterChange>>;
 
-/// Of the continue clause.
+/// The change of the continue clause.
 class ROUTEPOLICY_API ContinueChange final : public Plinth::PlainRecord {
  public:
    explicit ContinueChange( bool enabled ) : enabled_( enabled ) {}
    ~ContinueChange() override;
-   /// Whether the sequence has one.
+   /// Whether the sequence has a continue clause.
    PLINTH_VALUE( enabled, enabledIs, , bool );
-   /// Its target; 0 for the next sequence.
+   /// The target; 0 for the next sequence.
    PLINTH_VALUE( continueSeq, continueSeqIs, {}, uint32_t );
 };
 
-/// Of one sequence.
+/// All changes of one sequence.
 class ROUTEPOLICY_API SequenceChange final : public Plinth::PlainRecord {
  public:
    enum class Field : Quoin::FieldId { matcherChange, setterChange };
@@ -72,9 +72,9 @@ class ROUTEPOLICY_API SequenceChange final : public Plinth::PlainRecord {
    /// The last change of each clause.
    PLINTH_MADE_NODES( matcherChange, matcherChangeIs, matcherChangeDel, matcherChangeDelAll, Field::matcherChange, MatcherChanges );
    PLINTH_MADE_NODES( setterChange, setterChangeIs, setterChangeDel, setterChangeDelAll, Field::setterChange, SetterChanges );
-   /// Null when the continue clause did not change.
+   /// The change of the continue clause; null if it did not change.
    PLINTH_VALUE( continueChange, continueChangeIs, {}, Quoin::Ptr<ContinueChange> );
-   /// The action changed; the MapEntry has it.
+   /// Whether the action has changed. The MapEntry holds the new action.
    PLINTH_VALUE( permitChange, permitChangeIs, {}, bool );
 
  private:

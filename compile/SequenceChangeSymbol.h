@@ -1,5 +1,6 @@
 /// @file compile/SequenceChangeSymbol.h
-/// Which symbols a sequence must watch from now on, as its machine has written them down for the route map's machine.
+/// The symbols that a sequence must watch after the next compilation. The machine of the sequence records them, and the machine of the
+/// route map applies them.
 /// Threading: the activity thread.
 #pragma once
 
@@ -11,7 +12,7 @@ namespace Routing::Policy {
 
 using PolicySymbols = Plinth::HashSet2018<Quoin::Ptr<const Routing::RouteMap::PolicySymbol>>;
 
-/// The symbols of one match clause; none of them, and the clause's symbols are watched no longer.
+/// The symbols of one match clause. An empty set ends the watch of the clause.
 class ROUTEPOLICY_API MatcherChangeSymbol final : public Plinth::PlainRecord {
  public:
    enum class Field : Quoin::FieldId { matchSymbol };
@@ -24,7 +25,7 @@ class ROUTEPOLICY_API MatcherChangeSymbol final : public Plinth::PlainRecord {
    MatchOption option_;
 };
 
-/// The symbols of one set clause, in the same way.
+/// The symbols of one set clause. An empty set ends the watch of the clause.
 class ROUTEPOLICY_API SetterChangeSymbol final : public Plinth::PlainRecord {
  public:
    enum class Field : Quoin::FieldId { setSymbol };
@@ -37,7 +38,7 @@ class ROUTEPOLICY_API SetterChangeSymbol final : public Plinth::PlainRecord {
    SetOption option_;
 };
 
-/// The sub route map that is called from now on; null for none.
+/// The new sub route map; null for none.
 class ROUTEPOLICY_API SubRouteMapChangeSymbol final : public Plinth::PlainRecord {
  public:
    explicit SubRouteMapChangeSymbol( const Quoin::Ptr<const RouteMapSymbol> & symbol ) : symbol_( symbol ) {}
@@ -45,7 +46,7 @@ class ROUTEPOLICY_API SubRouteMapChangeSymbol final : public Plinth::PlainRecord
    PLINTH_VALUE( symbol, symbolIs, , Quoin::Ptr<const RouteMapSymbol> );
 };
 
-/// The attribute map of an aggregate role from now on; null for none.
+/// The new attribute map of an aggregate role; null for none.
 class ROUTEPOLICY_API AggRoleAttrMapChangeSymbol final : public Plinth::PlainRecord {
  public:
    explicit AggRoleAttrMapChangeSymbol( const Quoin::Ptr<const RouteMapSymbol> & symbol ) : symbol_( symbol ) {}
@@ -53,7 +54,7 @@ class ROUTEPOLICY_API AggRoleAttrMapChangeSymbol final : public Plinth::PlainRec
    PLINTH_VALUE( symbol, symbolIs, , Quoin::Ptr<const RouteMapSymbol> );
 };
 
-/// Of one sequence.
+/// All changes of the symbols of one sequence.
 class ROUTEPOLICY_API SequenceChangeSymbol final : public Plinth::PlainRecord {
  public:
    enum class Field : Quoin::FieldId { matcherChangeSymbol, setterChangeSymbol };
@@ -67,7 +68,7 @@ class ROUTEPOLICY_API SequenceChangeSymbol final : public Plinth::PlainRecord {
                       Field::matcherChangeSymbol, MatcherChangeSymbols );
    PLINTH_MADE_NODES( setterChangeSymbol, setterChangeSymbolIs, setterChangeSymbolDel, setterChangeSymbolDelAll, Field::setterChangeSymbol,
                       SetterChangeSymbols );
-   /// Null when that reference did not change.
+   /// The change of the call; null if it did not change.
    PLINTH_VALUE( subRouteMapChangeSymbol, subRouteMapChangeSymbolIs, {}, Quoin::Ptr<SubRouteMapChangeSymbol> );
    PLINTH_VALUE( aggRoleAttrMapChangeSymbol, aggRoleAttrMapChangeSymbolIs, {}, Quoin::Ptr<AggRoleAttrMapChangeSymbol> );
 

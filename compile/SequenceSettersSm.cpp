@@ -12,7 +12,7 @@ SequenceSettersSm::~SequenceSettersSm() {
    stop();
 }
 
-// What came, what changed, and what went.
+// Records all current clauses and all deleted clauses.
 void SequenceSettersSm::handleChangeMissed() {
    auto options = recorded_;
    for( auto i = setters_->setter().first(); i; i.next() ) options.insert( i.key() );

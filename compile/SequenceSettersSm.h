@@ -8,8 +8,10 @@
 
 namespace Routing::Policy {
 
-/// Records the set clauses of an agent's own for one sequence's next compile. Nested in the sequence's machine, whose records exist.
+/// Records the changes of an agent's set clauses for the next compilation of one sequence. It is nested in the machine of the sequence,
+/// whose records must exist.
 /// Threading: the activity thread.
+/// The machine of an agent's set clauses of one sequence.
 class ROUTEPOLICY_API SequenceSettersSm final : public Zeugma::BaseOutputSm {
  public:
    SequenceSettersSm( const RmSeqConfigSymbolSmBase & sequence, const Quoin::Ptr<const SequenceSetters> & setters );
@@ -22,7 +24,7 @@ class ROUTEPOLICY_API SequenceSettersSm final : public Zeugma::BaseOutputSm {
 
    const RmSeqConfigSymbolSmBase & sequence_;
    Quoin::Ptr<const SequenceSetters> setters_;
-   std::set<SetOption> recorded_;   // options that the compiled sequence has, or is about to have
+   std::set<SetOption> recorded_;   // options that the compiled sequence has, or will have
    Zeugma::Reactor<SequenceSettersSm> settersReactor_{ *this, &SequenceSettersSm::handleSetters };
 };
 

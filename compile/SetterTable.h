@@ -1,7 +1,7 @@
 /// @file compile/SetterTable.h
-/// The set clauses of an agent's own. A MapEntry has no place for their values: they stand beside it, as their setters, by route map and
-/// sequence number. They are part of the route map: a write counts when the version of the Map is raised behind it.
-/// Ownership: the agent shares the table with the helper that makes its sequence machines. Threading: the activity thread.
+/// The set clauses that an agent adds to the configuration. A MapEntry has no place for their values, so this table holds them as setters,
+/// by route map and sequence number; SequenceSettersSm reads it. A write takes effect when the version of the Map is raised afterwards.
+/// Ownership: the agent shares the table with the helper that creates its sequence machines. Threading: the activity thread.
 #pragma once
 
 #include <map>
@@ -24,14 +24,15 @@ class ROUTEPOLICY_API SequenceSetters final : public Quoin::NotifyingNode {
    PLINTH_COLLECTION( setter, setterIs, setterDel, setterDelAll, Field::setter, Setters );
 };
 
-/// The setters of all sequences. Each sequence has its own node, so that a write notifies one sequence.
+/// The setters of all sequences. Each sequence has its own node: a write notifies only this sequence.
 class ROUTEPOLICY_API SetterTable final : public Quoin::Node {
  public:
    ~SetterTable() override;
-   /// Those of a sequence, which need not exist yet; created when first asked for.
+   /// The setters of a sequence. The first call creates the node; the sequence may still be undefined.
    const Quoin::Ptr<SequenceSetters> & of( const Quoin::String & routeMap, uint32_t seqno );
-   /// Forgets a sequence that was deleted.
+   /// Deletes the setters of a sequence.
    void sequenceDel( const Quoin::String & routeMap, uint32_t seqno ) { sequences_.erase( { routeMap, seqno } ); }
+   /// The number of sequences in the table.
    size_t count() const noexcept { return sequences_.size(); }
 
  private:

@@ -1,6 +1,6 @@
 /// @file compile/SymbolSeq.h
-/// What one sequence watches now: the symbols of its clauses, and of the route maps that it refers to.
-/// The route map's machine writes this when it takes changes in; what follows the symbols subscribes to it.
+/// The symbols that one sequence watches: of its clauses, and of the route maps that it refers to. The machine of the route map writes them
+/// when it applies changes; CommonComponentSymbolSeqSm subscribes to them.
 /// Threading: the activity thread.
 #pragma once
 
@@ -8,7 +8,7 @@
 
 namespace Routing::Policy {
 
-/// The symbols of one clause. It is replaced whole, not written again.
+/// The symbols of one clause. A change replaces the whole list.
 template <class Option>
 class PolicySymbolListOf final : public Plinth::PlainRecord {
  public:
@@ -23,7 +23,7 @@ class PolicySymbolListOf final : public Plinth::PlainRecord {
 using PolicyMatchSymbolList = PolicySymbolListOf<MatchOption>;
 using PolicySetSymbolList = PolicySymbolListOf<SetOption>;
 
-/// Those of all match clauses, or all set clauses, of one sequence.
+/// The symbols of all match clauses, or of all set clauses, of one sequence.
 template <class Option>
 class OptionSymbolSeq final : public Quoin::NotifyingNode {
  public:
@@ -40,7 +40,7 @@ class OptionSymbolSeq final : public Quoin::NotifyingNode {
 using MatchSymbolSeq = OptionSymbolSeq<MatchOption>;
 using SetSymbolSeq = OptionSymbolSeq<SetOption>;
 
-/// A route map that one sequence refers to. `Tag` tells the kinds of reference apart.
+/// A route map that one sequence refers to. `Tag` distinguishes the kinds of reference.
 template <class Tag>
 class RouteMapSymbolSeq final : public Quoin::NotifyingNode {
  public:

@@ -6,16 +6,18 @@
 
 namespace Routing::Policy {
 
-/// Which sequences of one route map refer to what does not exist: themselves, or through the route maps that they refer to. A
-/// sequence without such a reference is in none of the three maps, so those of a healthy route map are empty.
+/// The undefined references of one route map, by sequence: direct references, and references through other route maps. The machine of the
+/// route map writes it, and merges it into RouteMapStatus::undefinedReferences. A sequence without undefined references is in none of the
+/// three maps.
 /// Threading: the activity thread.
+/// The undefined references of one route map, by sequence.
 class ROUTEPOLICY_API UndefinedReferenceSeq final : public Quoin::Node {
  public:
    using References = Plinth::HashMap2018<uint32_t, UndefinedPolicyReferenceBitfield>;   // by sequence number
    ~UndefinedReferenceSeq() override;
 
    // clang-format off
-   // A writer that is given 0 deletes.
+   // Writing 0 deletes.
 #define UNDEFINED_REFERENCES( foo, fooIs, fooDel )                                                              \
  public:                                                                                                        \
    const References & foo() const noexcept { return foo##_; }                                                   \
@@ -28,26 +30,27 @@ class ROUTEPOLICY_API UndefinedReferenceSeq final : public Quoin::Node {
    void fooIs( uint32_t seqno, UndefinedPolicyReferenceBitfield undefined ) { put( foo##_, seqno, undefined ); }\
    void fooDel( uint32_t seqno ) { foo##_.erase( seqno ); }
 
-   /// What the sequence itself leaves undefined.
+   /// The undefined references of the sequence itself.
    UNDEFINED_REFERENCES( directSequenceReference, directSequenceReferenceIs, directSequenceReferenceDel );
-   /// What its sub route map leaves undefined, all in all.
+   /// The undefined references of its sub route map.
    UNDEFINED_REFERENCES( subRouteMapReference, subRouteMapReferenceIs, subRouteMapReferenceDel );
-   /// What its aggregate role attribute map leaves undefined, all in all.
+   /// The undefined references of its aggregate role attribute map.
    UNDEFINED_REFERENCES( aggRoleAttrMapReference, aggRoleAttrMapReferenceIs, aggRoleAttrMapReferenceDel );
 #undef UNDEFINED_REFERENCES
    // clang-format on
 
-   /// Takes in what an entry of the next generation has found anew; the sequence's other bits stay.
+   /// Takes over the bits that an entry of the next generation has computed again. The other bits of the sequence stay.
    void updateDirectSequenceReference( uint32_t seqno, const ModifiedRouteMapSeqStatus & entry );
 
-   /// A route map without a status, or with nothing undefined, leaves nothing to inherit.
+   /// Whether a called route map has no undefined references to inherit: it has no status, or no bit is set.
    bool shouldRemoveUndefinedReferenceForRouteMap( const Quoin::Ptr<const RouteMapStatus> & status ) const;
    void updateSubRouteMapReference( uint32_t seqno, const Quoin::Ptr<const RouteMapStatus> & status );
    void updateAggRoleAttrMapReference( uint32_t seqno, const Quoin::Ptr<const RouteMapStatus> & status );
 
+   /// Deletes a sequence from all three maps.
    void removeSeq( uint32_t seqno );
    bool hasUndefinedReference() const noexcept;
-   /// Of the whole route map.
+   /// The union over all sequences and maps.
    UndefinedPolicyReferenceBitfield mergedUndefinedReferences() const;
 
  private:

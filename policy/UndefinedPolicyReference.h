@@ -16,7 +16,8 @@ struct UndefinedPolicyReferenceBitfield {
    uint8_t value = 0;
 
    constexpr void setNoneUndefined() noexcept { value = 0; }
-   /// Sets all eight bits, including the bits without a name: the value of a route map without sequences.
+   /// Sets all eight bits, including the bits without a name: the value of a new route map, and of a route map that has lost its last
+   /// sequence.
    constexpr void setAllUndefined() noexcept { value = 0xff; }
    constexpr bool has( Bit bit ) const noexcept { return value & bit; }
    friend constexpr UndefinedPolicyReferenceBitfield operator|( UndefinedPolicyReferenceBitfield a,
