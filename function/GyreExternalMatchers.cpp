@@ -11,7 +11,7 @@ namespace Gyre {
 using Routing::RouteMap::PrefixListStatus;
 using Routing::RouteMap::SrLabelRangeStatus;
 
-/// The fields of a content in the order of hashing, comparing and dumping, each with the matchers that are made of it.
+/// The fields of a content in the order of hash, comparison and dump, each with the matchers that are created from it.
 struct ExternalMatchersFields {
    template <class Visit>
    static void each( const Visit & visit ) {
@@ -58,7 +58,7 @@ std::strong_ordering compareField( const ExternalListTable<Status> & a, const Ex
    return std::strong_ordering::equal;
 }
 
-/// Prints what stands under one field.
+/// Prints the lists of one field.
 struct FieldDump {
    const ExternalMatchers & of;
    const Zeugma::DumpContextPtr & ctx;
@@ -83,7 +83,7 @@ struct FieldDump {
    }
    template <class Status, class Made>
    void operator()( const char * name, ExternalListTable<Status> ExternalMatchersContent::*field, Made v4, Made v6 ) const {
-      for( auto i = ( of.content().*field ).first(); i; i.next() )   // neither a blank nor a line break is missing by mistake
+      for( auto i = ( of.content().*field ).first(); i; i.next() )   // the missing blank and the text "/n" are intended
          ZEUGMA_OBJ_DUMP_LINE( ctx, indent, "%s #%u, status %p, v4matcher %p, v6matcher%p/n", name, i.key(), pointerOf( i.value() ),
                                pointerOf( ( of.*v4 )[ i.key() ] ), pointerOf( ( of.*v6 )[ i.key() ] ) );
    }
@@ -153,7 +153,7 @@ ExternalMatchersDedupTable::ExternalMatchersDedupTable() {
 ExternalMatchersDedupTable::~ExternalMatchersDedupTable() = default;
 
 void ExternalMatchersDedupTable::handleInitialized() {
-   dedupTable_ = Quoin::makeNode<Zeugma::DedupHashTableUnorderedSet>( true );   // a table's last user may go on any thread
+   dedupTable_ = Quoin::makeNode<Zeugma::DedupHashTableUnorderedSet>( true );   // any thread may release the last reference to a table
 }
 
 Quoin::Ptr<ExternalMatchers> ExternalMatchersDedupTable::dedupContent( const ExternalMatchersContent & content ) const {

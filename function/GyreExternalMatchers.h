@@ -1,14 +1,14 @@
 /// @file function/GyreExternalMatchers.h
-/// From the numbers by which a compiled function of the policy language refers to lists outside it to the lists themselves. Functions
-/// that refer to the same lists share one table:
+/// Maps the numbers in a compiled function of the policy language to the lists that the function refers to. The compiler of a function
+/// writes a content; functions with equal contents share one table:
 ///    ExternalMatchersContent content;
 ///    content.v4PfxlIs( 0, prefixList );
 ///    status->externalMatchersIs( table->dedupContent( content ) );
-/// When a list changes, there is another status of it, another content and so another table; the function's status is given that one. A
-/// status that a content refers to is not written to any more, a dynamic prefix list's neither.
-/// Ownership: a table keeps the lists that it refers to. A dedup table holds its tables weakly: each leaves when its last user goes.
-/// Threading: contents are written and deduplicated on one thread. From then on all is read-only, and any thread may read a table or
-/// let go of it.
+/// A changed list has a new status, and therefore a new content and a new table, which the status of the function gets. A status in a
+/// content is never written again; this includes the status of a dynamic prefix list.
+/// Ownership: a table shares the lists that it refers to. A dedup table holds weak references to its tables: a table is deleted when its
+/// last user releases it.
+/// Threading: one thread writes and deduplicates contents. Afterwards a table is read-only; any thread may read or release it.
 /// Invariant: no two tables of one dedup table have equal contents.
 #pragma once
 
@@ -31,19 +31,19 @@
 
 namespace Gyre {
 
-/// The lists of one kind by number. An evaluator reads them with operator[], which touches no count.
+/// The lists of one kind by number. An evaluator reads them with operator[], which changes no reference count.
 template <class Status>
 class ExternalListTable : public Plinth::DynArray<Quoin::Ptr<const Status>> {
  public:
    using Key = uint32_t;
    using Value = Quoin::Ptr<const Status>;
 
-   /// Null when there is none.
+   /// The list of a number; null if it does not exist.
    const Value * find( Key number ) const noexcept {
       const Value & status = ( *this )[ number ];
       return status ? &status : nullptr;
    }
-   /// Empties the table and hands out what stood in it.
+   /// Empties the table and returns its former content.
    std::vector<std::pair<Key, Value>> takeAll() {
       std::vector<std::pair<Key, Value>> gone;
       gone.reserve( this->count() );
@@ -53,9 +53,9 @@ class ExternalListTable : public Plinth::DynArray<Quoin::Ptr<const Status>> {
    }
 };
 
-/// Which lists there are, and under which number each: a value. The identity of a list counts everywhere here, never what is in it.
-/// Errors: writing a list under a number of 2003004 or above ends the process, reading and deleting find none there;
-/// MutatorArgNullPointerException on a null list, which changes nothing.
+/// The lists that a function refers to, by number. A plain value. Comparison and hash use the identity of a list, never its entries.
+/// Errors: writing a list under number 2003004 or higher ends the process; reading and deleting find no list there. A null list raises
+/// MutatorArgNullPointerException and changes nothing.
 class ROUTEPOLICY_API ExternalMatchersContent {
  public:
    using PrefixLists = ExternalListTable<Routing::RouteMap::PrefixListStatus>;
@@ -68,27 +68,27 @@ class ROUTEPOLICY_API ExternalMatchersContent {
    using TagSets = ExternalListTable<Routing::RouteMap::TagSetStatus>;
 
    ExternalMatchersContent() = default;
-   /// With no list but this one; a null handle is none.
+   /// A content with this label range and no list; null for none.
    explicit ExternalMatchersContent( Quoin::Ptr<const Routing::RouteMap::SrLabelRangeStatus> srLabelRangeStatus );
-   /// There is no text form. Errors: ends the process.
+   /// A content cannot be read from text. Errors: always ends the process.
    explicit ExternalMatchersContent( const Quoin::String & text );
 
-   /// Equal contents have equal hashes. So have those that differ in numbers only, the order of their lists being the same.
+   /// Equal contents have equal hashes. Contents with the same lists in the same order have equal hashes too, even if their numbers differ.
    uint32_t hash( uint32_t seed = 0 ) const noexcept;
 
-   /// The order of the first difference, by address: field by field, and in a table number by number. No list is the least, and
-   /// it is no difference how far a table reaches beyond its last list.
+   /// Orders by the address of the first difference: field by field, and in a table number by number. A missing list is less than any list.
+   /// The size of a table beyond its last list does not count.
    std::strong_ordering operator<=>( const ExternalMatchersContent & other ) const noexcept;
    friend bool operator==( const ExternalMatchersContent & a, const ExternalMatchersContent & b ) noexcept { return ( a <=> b ) == 0; }
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<ExternalMatchersContent>( a, b ); }
-   /// True when the value differs from a default-built one.
+   /// Whether the value differs from a default-constructed one.
    explicit operator bool() const noexcept { return *this != ExternalMatchersContent(); }
 
  private:
    friend struct ExternalMatchersFields;
-   static constexpr Plinth::NullPublisher publisher_{};   // a value tells nobody, and so its fields need no numbers
+   static constexpr Plinth::NullPublisher publisher_{};   // a value has no subscribers, so its fields need no ids
 
-   // Each table has numbers of its own. What stands here stands in ExternalMatchersFields too, in the same order.
+   // Each table has its own numbers. ExternalMatchersFields lists the same fields in the same order.
    PLINTH_COLLECTION( v4Pfxl, v4PfxlIs, v4PfxlDel, v4PfxlDelAll, 0, PrefixLists );
    PLINTH_COLLECTION( v6Pfxl, v6PfxlIs, v6PfxlDel, v6PfxlDelAll, 0, PrefixLists );
    PLINTH_COLLECTION( asPathListStatus, asPathListStatusIs, asPathListStatusDel, asPathListStatusDelAll, 0, AsPathLists );
@@ -101,7 +101,7 @@ class ROUTEPOLICY_API ExternalMatchersContent {
    PLINTH_COLLECTION( tagSetStatus, tagSetStatusIs, tagSetStatusDel, tagSetStatusDelAll, 0, TagSets );
 };
 
-/// A content, and what a function needs to ask its prefix lists. Immutable.
+/// The table of one content: its lists, and a matcher for each of its prefix lists. Immutable.
 class ROUTEPOLICY_API ExternalMatchers final : public ExternalMatchersBase {
  public:
    using PrefixListMatcher = Routing::Policy::PrefixListMatcher;
@@ -110,8 +110,8 @@ class ROUTEPOLICY_API ExternalMatchers final : public ExternalMatchersBase {
    ~ExternalMatchers() override;
 
    const ExternalMatchersContent & content() const noexcept { return content_; }
-   // A matcher per prefix list, under the list's number; by reference, so that a look touches no count. Null where there is no list,
-   // as where a dynamic one has none of the family.
+   // The matchers of the prefix lists by number. The getters return references, so that reading changes no reference count. Null if no list
+   // has the number, or if a dynamic list has no list of the family.
    const PrefixListMatchers & v4Pfxl() const noexcept { return v4Pfxl_; }
    const PrefixListMatchers & v6Pfxl() const noexcept { return v6Pfxl_; }
    const PrefixListMatchers & v4DynPfxl() const noexcept { return v4DynPfxl_; }
@@ -121,12 +121,12 @@ class ROUTEPOLICY_API ExternalMatchers final : public ExternalMatchersBase {
    const Quoin::Ptr<const PrefixListMatcher> & v4DynPfxl( uint32_t number ) const noexcept { return v4DynPfxl_[ number ]; }
    const Quoin::Ptr<const PrefixListMatcher> & v6DynPfxl( uint32_t number ) const noexcept { return v6DynPfxl_[ number ]; }
 
-   // The content alone counts.
+   // Hash and comparison use the content alone.
    uint32_t hash() const override;
    bool compare( const Zeugma::DedupHandleBase * other ) const override;
    bool compareByContent( const Zeugma::DedupContentHandle & content ) const override;
 
-   /// A line per list, but that dynamic prefix lists stand in one line with what follows them.
+   /// Writes one line per list. A dynamic prefix list does not end its line.
    void dumpState( const Zeugma::DumpContextPtr & ctx, unsigned indent ) const override;
 
  private:
@@ -140,15 +140,15 @@ class ROUTEPOLICY_API ExternalMatchers final : public ExternalMatchersBase {
    PrefixListMatchers v6DynPfxl_;
 };
 
-/// The tables in use, one per content.
+/// The tables in use, one per content. The compilers of functions share one dedup table.
 class ROUTEPOLICY_API ExternalMatchersDedupTable final : public Quoin::Node {
  public:
    ExternalMatchersDedupTable();
    ~ExternalMatchersDedupTable() override;
-   /// Starts an empty dedup table; the constructor calls it. Tables that stand in the former one stay there.
+   /// Creates an empty dedup table; the constructor calls it. Tables of the former dedup table stay there.
    void handleInitialized();
 
-   /// The one table of this content; made if there is none. A hit allocates nothing.
+   /// The table of a content. It is created if it does not exist; otherwise nothing is allocated.
    Quoin::Ptr<ExternalMatchers> dedupContent( const ExternalMatchersContent & content ) const;
    const Quoin::Ptr<Zeugma::DedupHashTableUnorderedSet> & dedupTable() const noexcept { return dedupTable_; }
 

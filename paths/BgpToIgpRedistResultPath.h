@@ -1,6 +1,7 @@
 /// @file paths/BgpToIgpRedistResultPath.h
-/// Where the result of redistributing BGP routes into an IGP through a policy stands in the state tree. Its writer and its readers
-/// both ask here, and so agree. Threading: any.
+/// The path in the state tree for the result of redistributing BGP routes into an IGP through a policy. The writer and the readers of the
+/// result both use this function, so that their paths agree.
+/// Threading: any.
 #pragma once
 
 #include <compare>
@@ -15,7 +16,7 @@
 
 namespace Routing::Policy {
 
-/// A policy of either kind, by its name. A plain value.
+/// The kind and the name of a policy. A plain value.
 struct ROUTEPOLICY_API GenPolicyName {
    enum class Kind : uint8_t {
       routeMap = 0,
@@ -29,12 +30,12 @@ struct ROUTEPOLICY_API GenPolicyName {
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<GenPolicyName>( a, b ); }
    uint32_t hash() const noexcept { return name.hash() ^ uint32_t( kind ); }
 };
-/// "routeMap", "gyre", or the number; a policy as its kind, a blank and the name.
+/// Prints a kind as "routeMap", "gyre" or its number, and a policy as its kind, a space and its name.
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, GenPolicyName::Kind kind );
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const GenPolicyName & policy );
 
-/// "routing/rib/filteredRtStatus/ipv4/VRF/routeMap/NAME" for a route map and ".../gyre/NAME" for a function. Names stand in it as
-/// they are, empty ones and slashes too.
+/// "routing/rib/filteredRtStatus/ipv4/VRF/routeMap/NAME" for a route map, ".../gyre/NAME" for a function. Names are copied unchanged,
+/// including empty names and slashes.
 /// Errors: any other kind ends the process.
 ROUTEPOLICY_API Quoin::String getBgpToIgpRedistResultPath( Ferule::AddressFamily af, const L3::VrfName & vrf,
                                                            const GenPolicyName & policy );

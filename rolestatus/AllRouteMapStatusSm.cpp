@@ -38,7 +38,7 @@ bool UsersSm0::scanInput() {
    while( scanAt_ && *scanAt_ ) {
       traceInitial();
       handleMapName0();
-      if( !scanAt_ ) break;   // who heard of it has scanned it all
+      if( !scanAt_ ) break;   // a subscriber has completed the scan
       scanAt_->next();
       if( *scanAt_ && shouldYield0() ) return false;
    }
@@ -84,7 +84,7 @@ void AllRouteMapStatusSm::makeInputSms() {
 }
 
 void AllRouteMapStatusSm::eventToWeft_pipeline0() {
-   if( !initialScanDone() ) return;   // the scan covers it
+   if( !initialScanDone() ) return;   // the scan will include this event
    PLINTH_TRACE( trace(), level7 ) << "Line 22: from( users.{{ mapName[] }} ): matchAggUsers={}";
    insert();
 }

@@ -1,8 +1,9 @@
 /// @file rolestatus/AllRouteMapStatusSm.h
-/// Keeps AllRouteMapStatus in step with the route maps that match on an aggregate role:
+/// Updates AllRouteMapStatus from the names of the route maps that match on an aggregate role. It is a pipeline with one input and one
+/// output:
 ///
 ///    from( users.{{ mapName[] }} )             any change of the names
-///    into( allRmStat.hasMatchAggregateRole )   whether there is one
+///    into( allRmStat.hasMatchAggregateRole )   whether a name exists
 #pragma once
 
 #include <optional>
@@ -14,6 +15,7 @@ namespace Routing::Policy {
 
 namespace WefterCode::AllRouteMapStatusSm {
 
+/// The pending scan of the input.
 class ROUTEPOLICY_API InputSmScanState final : public Weft::Gen::InputSmScanState {
  public:
    InputSmScanState() noexcept : Weft::Gen::InputSmScanState( 1 ) {}
@@ -21,6 +23,7 @@ class ROUTEPOLICY_API InputSmScanState final : public Weft::Gen::InputSmScanStat
    void weft_pipeline0ScanIs( bool pending ) { scanPendingIs( 0, pending ); }
 };
 
+/// Whether the output is ready.
 class ROUTEPOLICY_API OutputState final : public Weft::Gen::OutputState {
  public:
    OutputState() noexcept : Weft::Gen::OutputState( 1 ) {}
@@ -32,7 +35,7 @@ class ROUTEPOLICY_API OutputState final : public Weft::Gen::OutputState {
 
 class AllRouteMapStatusSm;
 
-/// Watches the names.
+/// The input machine: watches the names.
 class ROUTEPOLICY_API UsersSm0 final : public Weft::Gen::InputSm {
  public:
    UsersSm0( AllRouteMapStatusSm & parent, const Quoin::Ptr<const MatchAggregateRoleUsers> & en );
@@ -41,6 +44,7 @@ class ROUTEPOLICY_API UsersSm0 final : public Weft::Gen::InputSm {
    const Zeugma::Task * task0() const noexcept { return task(); }
    bool shouldYield0() const { return shouldYield(); }
 
+   /// Passes a change of the names to the pipeline.
    void handleMapName0();
    void handleMapName0Reactor() { runReactor(); }
    void doInputScan0() { runScan(); }
@@ -51,9 +55,10 @@ class ROUTEPOLICY_API UsersSm0 final : public Weft::Gen::InputSm {
    bool scanInput() override;
 
    Quoin::Ptr<const MatchAggregateRoleUsers> en_;
-   std::optional<MatchAggregateRoleUsers::MapNames::SafeIterator> scanAt_;   // where a scan has yielded
+   std::optional<MatchAggregateRoleUsers::MapNames::SafeIterator> scanAt_;   // where the scan has yielded
 };
 
+/// The pipeline. Ownership: shares its input and its output. Threading: the activity thread.
 class ROUTEPOLICY_API AllRouteMapStatusSm final : public Weft::Gen::Pipeline {
  public:
    AllRouteMapStatusSm( const Quoin::Ptr<const MatchAggregateRoleUsers> & users, const Quoin::Ptr<AllRouteMapStatus> & allRmStat,
@@ -62,10 +67,12 @@ class ROUTEPOLICY_API AllRouteMapStatusSm final : public Weft::Gen::Pipeline {
 
    const Quoin::Ptr<const MatchAggregateRoleUsers> & users() const noexcept { return users_; }
    const Quoin::Ptr<AllRouteMapStatus> & allRmStat() const noexcept { return allRmStat_; }
+   /// The parts of the pipeline.
    Quoin::Ptr<WefterCode::AllRouteMapStatusSm::InputSmScanState> inputSmScanState() const;
    Quoin::Ptr<WefterCode::AllRouteMapStatusSm::OutputState> outputState() const;
    Quoin::Ptr<UsersSm0> usersSm0() const;
 
+   /// Called by the input machine for each change: schedules the output.
    void eventToWeft_pipeline0();
    void handleAllRmStatHasMatchAggregateRoleOutputInputReady() { handleInputReady(); }
 
@@ -81,7 +88,7 @@ class ROUTEPOLICY_API AllRouteMapStatusSm final : public Weft::Gen::Pipeline {
    Quoin::Ptr<AllRouteMapStatus> allRmStat_;
 };
 
-/// Makes the machine and switches it on.
+/// Creates the machine and switches it on.
 ROUTEPOLICY_API Quoin::Ptr<AllRouteMapStatusSm> AllRouteMapStatusSmIs( const Quoin::Ptr<const MatchAggregateRoleUsers> & users,
                                                                        const Quoin::Ptr<AllRouteMapStatus> & allRmStat,
                                                                        const Weft::SmControl & wefterControl );

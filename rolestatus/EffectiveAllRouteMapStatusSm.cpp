@@ -130,7 +130,7 @@ void EffectiveAllRouteMapStatusSm::eventToGyreStream( bool ) {
 }
 
 void EffectiveAllRouteMapStatusSm::eventToWeft_pipeline0() {
-   if( !initialScanDone() ) return;   // the scan covers it
+   if( !initialScanDone() ) return;   // the scan will include this event
    PLINTH_TRACE( trace(), level7 ) << "Line 40: merge( routeMapStream, gyreStream ):";
    insert();
 }

@@ -1,10 +1,11 @@
 /// @file rolestatus/EffectiveAllRouteMapStatusSm.h
-/// Joins what is known of configured route maps and of those of the policy language:
+/// Joins the AllRouteMapStatus of configured route maps with the AllRouteMapStatus of functions of the policy language. It is a pipeline
+/// with two inputs and one output:
 ///
 ///    routeMapStream = from( routemapAllRmStat.hasMatchAggregateRole )
 ///    gyreStream = from( gyreAllRmStat.hasMatchAggregateRole )
 ///    merge( routeMapStream, gyreStream )
-///    into( effectiveAllRmStat.hasMatchAggregateRole )   whether either has it
+///    into( effectiveAllRmStat.hasMatchAggregateRole )   whether an input has it
 #pragma once
 
 #include "rolestatus/AllRouteMapStatus.h"
@@ -14,6 +15,7 @@ namespace Routing::Policy {
 
 namespace WefterCode::EffectiveAllRouteMapStatusSm {
 
+/// The pending scans of the two inputs.
 class ROUTEPOLICY_API InputSmScanState final : public Weft::Gen::InputSmScanState {
  public:
    InputSmScanState() noexcept : Weft::Gen::InputSmScanState( 2 ) {}
@@ -23,6 +25,7 @@ class ROUTEPOLICY_API InputSmScanState final : public Weft::Gen::InputSmScanStat
    void gyreStreamScanIs( bool pending ) { scanPendingIs( 1, pending ); }
 };
 
+/// Whether the output is ready.
 class ROUTEPOLICY_API OutputState final : public Weft::Gen::OutputState {
  public:
    OutputState() noexcept : Weft::Gen::OutputState( 1 ) {}
@@ -34,7 +37,7 @@ class ROUTEPOLICY_API OutputState final : public Weft::Gen::OutputState {
 
 class EffectiveAllRouteMapStatusSm;
 
-/// Watches what is known of configured route maps.
+/// The first input machine: watches the status of configured route maps.
 class ROUTEPOLICY_API RoutemapAllRmStatSm1 final : public Weft::Gen::InputSm {
  public:
    RoutemapAllRmStatSm1( EffectiveAllRouteMapStatusSm & parent, const Quoin::Ptr<const AllRouteMapStatus> & en );
@@ -43,6 +46,7 @@ class ROUTEPOLICY_API RoutemapAllRmStatSm1 final : public Weft::Gen::InputSm {
    const Zeugma::Task * task0() const noexcept { return task(); }
    bool shouldYield0() const { return shouldYield(); }
 
+   /// Passes a change of the status to the pipeline.
    void handleHasMatchAggregateRole0();
    void handleHasMatchAggregateRole0Reactor() { runReactor(); }
    void doInputScan0() { runScan(); }
@@ -55,7 +59,7 @@ class ROUTEPOLICY_API RoutemapAllRmStatSm1 final : public Weft::Gen::InputSm {
    Quoin::Ptr<const AllRouteMapStatus> en_;
 };
 
-/// Watches what is known of the policy language's.
+/// The second input machine: watches the status of functions of the policy language.
 class ROUTEPOLICY_API GyreAllRmStatSm2 final : public Weft::Gen::InputSm {
  public:
    GyreAllRmStatSm2( EffectiveAllRouteMapStatusSm & parent, const Quoin::Ptr<const AllRouteMapStatus> & en );
@@ -64,6 +68,7 @@ class ROUTEPOLICY_API GyreAllRmStatSm2 final : public Weft::Gen::InputSm {
    const Zeugma::Task * task1() const noexcept { return task(); }
    bool shouldYield1() const { return shouldYield(); }
 
+   /// Passes a change of the status to the pipeline.
    void handleHasMatchAggregateRole1();
    void handleHasMatchAggregateRole1Reactor() { runReactor(); }
    void doInputScan1() { runScan(); }
@@ -76,6 +81,7 @@ class ROUTEPOLICY_API GyreAllRmStatSm2 final : public Weft::Gen::InputSm {
    Quoin::Ptr<const AllRouteMapStatus> en_;
 };
 
+/// The pipeline. Ownership: shares its inputs and its output. Threading: the activity thread.
 class ROUTEPOLICY_API EffectiveAllRouteMapStatusSm final : public Weft::Gen::Pipeline {
  public:
    EffectiveAllRouteMapStatusSm( const Quoin::Ptr<const AllRouteMapStatus> & routemapAllRmStat,
@@ -86,13 +92,16 @@ class ROUTEPOLICY_API EffectiveAllRouteMapStatusSm final : public Weft::Gen::Pip
    const Quoin::Ptr<const AllRouteMapStatus> & routemapAllRmStat() const noexcept { return routemapAllRmStat_; }
    const Quoin::Ptr<const AllRouteMapStatus> & gyreAllRmStat() const noexcept { return gyreAllRmStat_; }
    const Quoin::Ptr<AllRouteMapStatus> & effectiveAllRmStat() const noexcept { return effectiveAllRmStat_; }
+   /// The parts of the pipeline.
    Quoin::Ptr<WefterCode::EffectiveAllRouteMapStatusSm::InputSmScanState> inputSmScanState() const;
    Quoin::Ptr<WefterCode::EffectiveAllRouteMapStatusSm::OutputState> outputState() const;
    Quoin::Ptr<RoutemapAllRmStatSm1> routemapAllRmStatSm1() const;
    Quoin::Ptr<GyreAllRmStatSm2> gyreAllRmStatSm2() const;
 
+   /// Called by the first and the second input machine for each change.
    void eventToRouteMapStream( bool value );
    void eventToGyreStream( bool value );
+   /// Schedules the output after a change of either input.
    void eventToWeft_pipeline0();
    void handleEffectiveAllRmStatHasMatchAggregateRoleOutputInputReady() { handleInputReady(); }
 
@@ -109,7 +118,7 @@ class ROUTEPOLICY_API EffectiveAllRouteMapStatusSm final : public Weft::Gen::Pip
    Quoin::Ptr<AllRouteMapStatus> effectiveAllRmStat_;
 };
 
-/// Makes the machine and switches it on.
+/// Creates the machine and switches it on.
 ROUTEPOLICY_API Quoin::Ptr<EffectiveAllRouteMapStatusSm>
 EffectiveAllRouteMapStatusSmIs( const Quoin::Ptr<const AllRouteMapStatus> & routemapAllRmStat,
                                 const Quoin::Ptr<const AllRouteMapStatus> & gyreAllRmStat,
