@@ -15,6 +15,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentR
  public:
    ~CommonComponentRmSeqConfigSmBase() override;
 
+   /// The handlers, one per attribute.
    virtual void handlePermit() = 0;
    virtual void handleSubRouteMap() = 0;
    virtual void handleMatchRule( MatchOption option ) = 0;
@@ -65,6 +66,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
    void handleSetFlags() override;
    void handleDistance() override;
    void handleDescription( uint32_t key ) override;
+   /// The reaction to a change of the mode. It only traces.
    void handleRouteMapOpMode();
    /// Replaces the matcher of a change if its list has changed since the change was recorded.
    void handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) const;

@@ -53,7 +53,7 @@ class ROUTEPOLICY_API CommonComponentSymbolSeqSm final : public CommonComponentR
    const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier() const noexcept { return routeMapOpModeNotifier_; }
    void formatDerivedType( std::ostream & os ) const override { formatSequence( os, rmSymbol_->name(), seqConfig_.get() ); }
 
-   /// Watches the notifiers of one clause's symbols.
+   /// Watches the notifiers of the symbols of one clause.
    class NestedSm_MatchSymNotifierMap final : public Plinth::NotifieeConst {
     public:
       /// Watches the notifier of one symbol.

@@ -42,6 +42,7 @@ class ROUTEPOLICY_API ContinueSeqMap final : public Plinth::PlainRecord {
    uint32_t continueSeq( uint32_t seqno ) const;
    /// The continue of a sequence; null if it does not continue.
    Quoin::Ptr<PlinthContinueSeq> continueSeqGet( uint32_t seqno ) const { return Plinth::memberOf( members_, seqno ); }
+   /// Sets the target of a sequence, and creates the continue if it does not exist.
    void continueSeqIs( uint32_t seqno, uint32_t target );
    void continueSeqDel( uint32_t seqno ) { members_.erase( seqno ); }
    void continueSeqDelAll() { members_.clear(); }

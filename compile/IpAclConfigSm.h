@@ -38,6 +38,7 @@ class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
    void processClock();
 
    const Quoin::String & name() const noexcept { return name_; }
+   /// The configuration of the type; null for none.
    const Quoin::Ptr<const Acl::Input::AclTypeConfig> & ipConfig() const noexcept { return ipConfig_; }
    const Quoin::Ptr<const Routing::RouteMap::AllIpAccessListSymbol> & ipAclSymbolTable() const noexcept { return ipAclSymbolTable_; }
    const Quoin::Ptr<const Acl::AclConfig> & ipAccessList() const noexcept { return ipAccessList_; }

@@ -39,7 +39,7 @@ class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode 
    Quoin::String name_;
 };
 
-/// The reactors of one configuration, by the name of their route map.
+/// The mailboxes of one configuration, by the name of their route map.
 class ROUTEPOLICY_API RmConfigSymbolReactorColl final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { reactor };

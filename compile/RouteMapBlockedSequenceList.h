@@ -22,6 +22,7 @@ class ROUTEPOLICY_API RouteMapBlockedSequenceList final : public Quoin::Notifyin
    /// The name of the route map.
    const Quoin::String & name() const noexcept { return name_; }
    const Sequences & sequence() const noexcept { return sequence_; }
+   /// Whether a sequence is blocked.
    bool sequence( uint32_t seqno ) const { return Plinth::memberOf( sequence_, seqno ); }
    void sequenceIs( uint32_t seqno, bool blocked );
    void sequenceDel( uint32_t seqno );

@@ -13,7 +13,7 @@ namespace Routing::Policy {
 ///    auto machine = routeMapConfigSmFactory( config, makeNode<Config>(), root, makeNode<CommonRmConfigFilterSmHelper>(),
 ///                                            makeNode<CommonRmConfigSymbolSmHelper>( root ), scheduler, nullptr );
 ///    ... edit `config`, run the scheduler ...
-///    root->routeMapTable()->symbol( "IN" )->rmStatus()      // what evaluation reads
+///    root->routeMapTable()->symbol( "IN" )->rmStatus()      // the status that evaluation reads
 ///
 /// A task, not the write itself, removes a deleted route map: until the task runs, evaluation reads the old status. While an edit scope
 /// (Routing::RouteMap::ConfigEdit) is open on the configuration, nothing is published; afterwards the delete task publishes the deferred
@@ -33,9 +33,13 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
 
    using Names = Plinth::HashMap2018<Quoin::String, bool>;
 
+   /// Creates the shared objects and the machines of all configured route maps.
    void handleInitialized();
+   /// The reaction to a route map that was created or deleted.
    void handleRouteMap( const Quoin::String & name );
+   /// The reaction to a change of the mode: copies the mode and compiles every route map.
    void handleRouteMapOpMode();
+   /// The work of the delete task: deletes, creates again, then publishes what edit scopes have deferred.
    void handleRouteMapDeleteTask();
 
    const Quoin::Ptr<const Routing::RouteMap::Config> & rmConfig() const noexcept { return rmConfig_; }
@@ -44,7 +48,7 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    const Quoin::Ptr<RmConfigFilterSmHelperBase> & rmConfigFilterHelper() const noexcept { return rmConfigFilterHelper_; }
    const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper() const noexcept { return rmConfigSymbolHelper_; }
    const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler() const noexcept { return rmUpdateTaskScheduler_; }
-   /// Null for none.
+   /// The names of route maps that match on an aggregate role; null for none.
    const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers() const noexcept { return matchAggRoleUsers_; }
    /// The symbols of all configured route maps.
    const Quoin::Ptr<AllRouteMapSymbol> & allRmSymbol() const noexcept { return allRmSymbol_; }

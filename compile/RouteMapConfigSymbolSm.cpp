@@ -365,7 +365,7 @@ void RouteMapConfigSymbolSm::addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus 
    if( pending ) pending->hasAggRoleAttrMapUpdateIs( false );
 }
 
-// Makes the sequence watch its new symbols. The list of symbols of a clause is replaced as a whole.
+// Replaces the symbols that the sequence watches. The list of symbols of a clause is replaced as a whole.
 void RouteMapConfigSymbolSm::addSymbols( RmSeqConfigSymbolSmBase & sm, Plinth::EveryStep & step ) {
    const auto add = []( auto option, const PolicySymbols & symbols, auto & symSeq ) {
       if( symbols.empty() ) {

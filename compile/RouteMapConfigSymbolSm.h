@@ -62,7 +62,7 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper() const noexcept { return rmConfigSymbolHelper_; }
    const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier() const noexcept { return routeMapOpModeNotifier_; }
    const Quoin::Ptr<Zeugma::TaskScheduler> & rmUpdateTaskScheduler() const noexcept { return rmUpdateTaskScheduler_; }
-   /// Null for none.
+   /// The names of route maps that match on an aggregate role; null for none.
    const Quoin::Ptr<MatchAggregateRoleUsers> & matchAggRoleUsers() const noexcept { return matchAggRoleUsers_; }
    /// The machines of the sequences by number, ascending.
    const SeqConfigSms & seqConfigSm() const noexcept { return seqConfigSm_.machines(); }

@@ -19,6 +19,7 @@ class ROUTEPOLICY_API RouteMapUpdateNotifier final : public Quoin::NotifyingNode
    ~RouteMapUpdateNotifier() override;
 
    uint32_t version() const noexcept { return version_; }
+   /// Sets the counter. During a publication, it only records the value for the next publication.
    void versionIs( uint32_t version );
    void versionInc( uint32_t delta ) { versionIs( version() + delta ); }
 

@@ -1,6 +1,6 @@
 /// @file compile/RouteMapSymbol.h
-/// Stands for a route map wherever a name refers to one: one symbol per name, which exists while references to it exist, even if the route
-/// map is undefined. Compilation publishes each generation through it; callers and agents read it.
+/// Represents a route map for all references to its name. Each name has one symbol, which exists while references to it exist, even if the
+/// route map is undefined. Compilation publishes each generation through it; callers and agents read it.
 /// Ownership: its users share it. The table holds a weak reference. Threading: the activity thread.
 /// Invariant: when a version is published, the symbol already holds the status of this version.
 #pragma once

@@ -7,8 +7,8 @@
 namespace Routing::Policy {
 
 /// The undefined references of one route map, by sequence: direct references, and references through other route maps. The machine of the
-/// route map writes it, and merges it into RouteMapStatus::undefinedReferences. A sequence without undefined references is in none of the
-/// three maps.
+/// route map writes it, and merges it into RouteMapStatus::undefinedReferences. The three maps do not contain a sequence without
+/// undefined references.
 /// Threading: the activity thread.
 /// The undefined references of one route map, by sequence.
 class ROUTEPOLICY_API UndefinedReferenceSeq final : public Quoin::Node {

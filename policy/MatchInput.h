@@ -59,7 +59,7 @@ class ROUTEPOLICY_API MatchInput_ {
    PLINTH_VALUE( matchInterface, matchInterfaceIs, {}, bool );
    /// Whether the agent resolves next hops. If not, every resolved next hop matches.
    PLINTH_VALUE( matchResolvedNexthopInfo, matchResolvedNexthopInfoIs, {}, bool );
-   /// No resolved next hop matches. Takes priority over matchResolvedNexthopInfo.
+   /// Whether no resolved next hop matches. Takes priority over matchResolvedNexthopInfo.
    PLINTH_VALUE( denyResolvedNexthop, denyResolvedNexthopIs, {}, bool );
 };
 

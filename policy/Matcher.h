@@ -28,7 +28,7 @@ class ROUTEPOLICY_API Matcher : public Quoin::Node {
    virtual bool matchForTest( const MatchInput_ & input, const Quoin::Ptr<PolicyEvalContext> & context ) const;
    /// The attributes of a route that the matcher reads.
    virtual RouteMapFeatures getFeatures() const;
-   /// Writes the text of the derived matcher.
+   /// Prints the text of the derived matcher.
    virtual void formatDerivedType( std::ostream & os ) const = 0;
 
    /// The text of the matcher, for debugging.

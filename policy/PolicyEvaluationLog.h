@@ -19,7 +19,7 @@ class ROUTEPOLICY_API PolicyEvaluationLog : public EvaluationLogBase {
    explicit PolicyEvaluationLog( const Quoin::Ptr<const RouteMapStatus> & rmStatus );
    ~PolicyEvaluationLog() override;
 
-   /// "routemap".
+   /// The kind of policy: "routemap".
    const char * policyType() const override;
    const Quoin::Ptr<const RouteMapStatus> & rmStatus() const noexcept { return rmStatus_; }
 
@@ -39,7 +39,7 @@ class ROUTEPOLICY_API PolicyEvaluationLog : public EvaluationLogBase {
    /// The structured form: the members of an object. The caller opens the object, named policyType(), and closes it.
    void toJson( Gloss::RendererV2 * renderer ) const override;
 
-   /// The route map's final answer.
+   /// The answer of the route map.
    PLINTH_VALUE( permitResult, permitResultIs, {}, bool );
    /// Whether no sequence decided, so that the implicit deny at the end applied.
    PLINTH_VALUE( defaultDeny, defaultDenyIs, {}, bool );

@@ -21,7 +21,7 @@ class Matcher;
 class Setter;
 class SetParams;
 
-// A match that is kept.
+// A match before its setters run.
 class MatchedRouteMapSequences;
 class MatchedRouteMapSequencesSnapshot;
 

@@ -47,7 +47,7 @@ class ROUTEPOLICY_API PrefixListMatcherBase : public Matcher {
    PrefixListMatchResultTuple matchPrefix( const Ferule::IpGenPrefix & prefix ) const;
 
  protected:
-   /// `opening` is a literal: the text in front of the name.
+   /// `opening` is a string literal, the text before the name.
    PrefixListMatcherBase( const char * opening, const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
    /// The same, but an entry matches if it covers the prefix, whatever its range.
    PrefixListMatchResultTuple coveringPrefix( const Ferule::IpGenPrefix & prefix ) const;

@@ -16,6 +16,7 @@ using RouteMap::PrefixListStatus;
 struct ROUTEPOLICY_API PrefixListWalkerCbCtx {
    const Ferule::IpGenPrefix * prefix = nullptr;   // the prefix to look up; not owned
    Quoin::Ptr<const PrefixListEntryData> entry;    // the lowest matching entry so far
+   /// The state of the calling thread.
    static PrefixListWalkerCbCtx & ofThisThread();
 };
 

@@ -48,6 +48,7 @@ class ROUTEPOLICY_API RouteMapSeqStatus final : public Zeugma::BaseNotifyingType
 
    /// The union of the features of the matchers, the setters and the sub route map. `aggRoleAttrMap` does not count.
    RouteMapFeatures getFeatures() const;
+   /// Prints the attributes, and the route maps that the sequence refers to.
    void dumpState( const Zeugma::DumpContextPtr & ctx, unsigned indent ) const;
 
    /// The matchers by option. All must match; evaluation tries them in ascending order of option and stops at the first that does not

@@ -48,6 +48,7 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    /// Computes `features` over the sequences, and sets updateFeaturesOnSeqStatusChange.
    void updateFeatures();
 
+   /// Prints the attributes and the sequences.
    void dumpState( const Zeugma::DumpContextPtr & ctx, unsigned indent ) const;
 
    /// The attributes of a route that the route map reads.

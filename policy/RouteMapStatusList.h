@@ -36,10 +36,10 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
    /// The function that replaces the route map of the point.
    const FunctionPtr & gyreStatus() const noexcept { return gyreStatus_; }
    void gyreStatusIs( const FunctionPtr & function ) { functionIs( gyreStatus_, Field::gyreStatus, function ); }
-   /// Evaluated by the agent, not here.
+   /// The filter function. The agent evaluates it; PolicyEval ignores it.
    const FunctionPtr & gyreStatusFilter() const noexcept { return gyreStatusFilter_; }
    void gyreStatusFilterIs( const FunctionPtr & function ) { functionIs( gyreStatusFilter_, Field::gyreStatusFilter, function ); }
-   /// Evaluated by the agent, not here.
+   /// The default-originate function. The agent evaluates it; PolicyEval ignores it.
    const FunctionPtr & gyreStatusDefaultOriginate() const noexcept { return gyreStatusDefaultOriginate_; }
    void gyreStatusDefaultOriginateIs( const FunctionPtr & function ) {
       functionIs( gyreStatusDefaultOriginate_, Field::gyreStatusDefaultOriginate, function );
@@ -48,7 +48,7 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
    const FunctionPtr & gyreStatusMaint() const noexcept { return gyreStatusMaint_; }
    void gyreStatusMaintIs( const FunctionPtr & function ) { functionIs( gyreStatusMaint_, Field::gyreStatusMaint, function ); }
 
-   /// Bits of the features that a caller may set. The next change of a member computes the features anew and discards them.
+   /// Bits of the features that a caller may set. The next change of a member computes the features again and discards these bits.
    bool matchPrefixDependent() const noexcept { return features().has( RouteMapFeatures::matchPrefixDependent ); }
    void matchPrefixDependentIs( bool on ) { featureIs( RouteMapFeatures::matchPrefixDependent, on ); }
    bool matchBestpath() const noexcept { return features().has( RouteMapFeatures::matchBestpath ); }
@@ -79,6 +79,7 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
 
    /// Computes `features` over all members.
    void updateFeatures();
+   /// Prints the members. See kAttributesNotDumped.
    void dumpState( const Zeugma::DumpContextPtr & ctx, unsigned indent ) const;
    static constexpr const char * kAttributesNotDumped = "features, gyreStatusDefaultOriginate";
 

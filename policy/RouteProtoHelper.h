@@ -12,7 +12,9 @@ namespace Routing::Policy {
 class ROUTEPOLICY_API RouteProtoHelper : public Quoin::Node {
  public:
    ~RouteProtoHelper() override;
+   /// The protocol of an IPv4 route type.
    static RouteProto routeProto( Routing::Fib::RouteType t );
+   /// The protocol of an IPv6 route type.
    static RouteProto routeProto6( Routing6::Fib::RouteType t );
 };
 

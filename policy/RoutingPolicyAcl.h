@@ -21,6 +21,7 @@ using RouteMap::IpAccessListStatus;
 struct ROUTEPOLICY_API IpAccessListWalkerCbCtx {
    const Ferule::IpGenPrefix * prefix = nullptr;   // the prefix to look up; not owned
    Quoin::Ptr<const AclEntryData> entry;           // the lowest matching rule so far
+   /// The state of the calling thread.
    static IpAccessListWalkerCbCtx & ofThisThread();
 };
 

@@ -25,7 +25,7 @@ class ROUTEPOLICY_API Setter : public Quoin::Node {
    virtual void filterCommValue( Result_ * result ) const;
    /// The deferred part of the change; see setValue(). The base ends the process with the same text.
    virtual void deferredSetValue( Result_ * result ) const;
-   /// Writes the text of the derived setter.
+   /// Prints the text of the derived setter.
    virtual void formatDerivedType( std::ostream & os ) const = 0;
    /// For setters of agents; the library never calls it. The base ends the process with the same text.
    virtual Quoin::Ptr<const Setter> createSkipIbgp() const;
