@@ -1,5 +1,6 @@
 /// @file examples/asio_loop/AsioLoop.h
-/// Runs the library's tasks and timed calls from a Boost.Asio loop, among the agent's own events.
+/// Runs the tasks and timed calls of the library in a Boost.Asio loop, between the events of the agent. The scheduler and the clock wake
+/// the loop.
 #pragma once
 
 #include <algorithm>
@@ -13,8 +14,9 @@
 #include "substrate/plinth/Clock.h"
 #include "substrate/zeugma/Task.h"
 
-/// Nothing runs while there is nothing to do: the scheduler and the clock wake the loop. What a task or a timed call throws comes out of
-/// the loop's run(), which can be called again. The io_context outlives this.
+/// Connects a scheduler and a clock to an io_context. While no work is pending, nothing runs. An exception of a task or timed call leaves
+/// run() of the io_context, and run() may be called again.
+/// Ownership: shares the scheduler and the clock; the io_context outlives this object. Threading: the thread of the loop.
 class AsioLoop {
  public:
    AsioLoop( boost::asio::io_context & io, Quoin::Ptr<Zeugma::TaskScheduler> scheduler, Quoin::Ptr<Plinth::Clock> clock )
@@ -32,17 +34,17 @@ class AsioLoop {
    AsioLoop & operator=( const AsioLoop & ) = delete;
 
  private:
-   // A turn of tasks is short, and the next one stands behind what has come in meanwhile.
+   // The length of a turn of tasks. Events of the agent that arrive during a turn run before the next turn.
    static constexpr std::chrono::milliseconds kTurn{ 5 };
 
-   // Runs `work` in the loop, unless this has gone by then, and `again` behind it, also if it throws.
+   // A handler that runs `work` and then `again`, also if `work` throws. It does nothing if this object was destroyed before.
    template <class Work, class Again>
    auto inLoop( Work work, Again again ) {
       return [ here = std::weak_ptr<AsioLoop *>( here_ ), work, again ]( const boost::system::error_code & error = {} ) {
          auto self = here.lock();
-         if( !self || error ) return;   // with an error, another wait has taken this one's place
+         if( !self || error ) return;   // an error means that another wait has replaced this one
          AsioLoop & loop = **self;
-         self.reset();   // the work may end the loop
+         self.reset();   // the work may destroy the AsioLoop
          struct Behind {
             std::weak_ptr<AsioLoop *> here;
             Again again;
@@ -65,7 +67,7 @@ class AsioLoop {
    void waitForCall() {
       const auto wait = clock_->untilNextCall();
       if( wait == Plinth::Clock::kNever ) return;
-      // A wait that is over early is only taken up again.
+      // A wait that ends early only starts again.
       timer_.expires_after( std::chrono::ceil<std::chrono::microseconds>( std::min( wait, Plinth::Clock::Seconds( 3600 ) ) ) );
       timer_.async_wait( inLoop( []( AsioLoop & loop ) { loop.clock_->callDue(); }, []( AsioLoop & loop ) { loop.waitForCall(); } ) );
    }
@@ -74,5 +76,5 @@ class AsioLoop {
    boost::asio::steady_timer timer_;
    Quoin::Ptr<Zeugma::TaskScheduler> scheduler_;
    Quoin::Ptr<Plinth::Clock> clock_;
-   std::shared_ptr<AsioLoop *> here_ = std::make_shared<AsioLoop *>( this );   // for what is still in the loop when this goes
+   std::shared_ptr<AsioLoop *> here_ = std::make_shared<AsioLoop *>( this );   // tells handlers in the loop whether this object exists
 };

@@ -1,5 +1,5 @@
-// A small agent on a Boost.Asio loop: a prefix list changes, and a table of routes is looked through again, piece by piece, without
-// holding up the loop.
+// A small agent on a Boost.Asio loop. When a prefix list changes, a task matches a table of routes again, in short turns that do not block
+// the loop.
 #include <cstdint>
 #include <functional>
 #include <iostream>
@@ -18,7 +18,7 @@ using Routing::RouteMap::PrefixListEntry;
 using Routing::RouteMap::PrefixListProducer;
 using Routing::RouteMap::PrefixListSymbol;
 
-/// Counts the routes that a prefix list permits, anew whenever it changes.
+/// Counts the routes that a prefix list permits. A change of the list restarts the count.
 class RouteCounter final {
  public:
    RouteCounter( const Quoin::Ptr<const PrefixListSymbol> & list, const Quoin::Ptr<Zeugma::TaskScheduler> & scheduler,
@@ -31,7 +31,7 @@ class RouteCounter final {
    }
 
  private:
-   // In the loop's own time.
+   // Runs in the loop.
    void handleTask() {
       const Routing::Policy::PrefixListMatcher matcher( list_->name(), list_->status() );
       while( next_ < routes_.size() ) {
@@ -54,14 +54,14 @@ class RouteCounter final {
    std::vector<Ferule::IpGenPrefix> routes_;
    size_t next_ = 0;
    size_t permitted_ = 0;
-   // Inside the write: only takes note.
+   // Runs inside the write, so it only resets the count and schedules the task.
    Plinth::Subscription published_{ *list_->notifier(), [ this ]( const Quoin::Change & ) {
                                       next_ = permitted_ = 0;
                                       task_.scheduleTask();
                                    } };
 };
 
-/// The operator: some time after all has been counted, enters the next line.
+/// The operator: enters the next line shortly after a count has ended.
 class Operator final : private Plinth::Clock::NotifieeConst {
  public:
    Operator( const Quoin::Ptr<Plinth::Clock> & clock, PrefixListProducer & list ) : NotifieeConst( clock ), list_( list ) {}
@@ -106,5 +106,5 @@ int main() {
    RouteCounter counter( list.symbol(), scheduler, [ & ] { user.handleCounted(); } );
 
    list.publish();   // empty at first
-   io.run();         // until nothing is left to do
+   io.run();         // returns when no work is pending
 }

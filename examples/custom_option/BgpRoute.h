@@ -1,5 +1,7 @@
 /// @file examples/custom_option/BgpRoute.h
-/// What this agent's routes have beyond what the library knows of routes. Threading: plain values.
+/// The route attributes of this agent that the library does not know: communities and local preference. Matchers read a BgpRoute, and
+/// setters change a BgpResult.
+/// Threading: plain values.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +21,7 @@ constexpr Community community( uint16_t as, uint16_t number ) noexcept {
    return uint32_t( as ) << 16 | number;
 }
 
-/// What policy reads.
+/// The attributes that policy reads.
 class BgpRoute final : public MatchInput_ {
  public:
    BgpRoute( const Ferule::IpGenPrefix & prefix, std::vector<Community> communities ) : communities_( std::move( communities ) ) {
@@ -31,9 +33,9 @@ class BgpRoute final : public MatchInput_ {
    std::vector<Community> communities_;
 };
 
-/// What policy changes.
+/// The attributes that policy changes.
 struct BgpResult final : Result_ {
-   uint32_t localPreference = 100;   // where no policy says otherwise
+   uint32_t localPreference = 100;   // the default
 };
 
 }   // namespace BgpAgent

@@ -1,5 +1,5 @@
 /// @file examples/custom_option/CommunityList.h
-/// A kind of list of which the library knows the symbol and the name; what is in it is the agent's.
+/// A kind of list whose content belongs to the agent; the library knows its name and symbol. CommunityMatcher reads the compiled list.
 #pragma once
 
 #include <set>
@@ -21,8 +21,9 @@ class CommunityList final : public StandardCommListStatus {
    std::set<Community> members_;
 };
 
-/// A configured list: undefined until the first publish(), and again when this goes. Between an edit and publish(), route maps that
-/// refer to it keep what they have. Threading: the activity thread.
+/// A configured list. It is undefined before the first publish() and after its destruction. Between an edit and publish(), route maps that
+/// refer to it do not change.
+/// Threading: the activity thread.
 class CommunityListProducer {
  public:
    CommunityListProducer( const Quoin::Ptr<CommListSymbolDedupTable> & table, const Quoin::String & name )

@@ -11,7 +11,7 @@ using Quoin::Ptr;
 
 namespace {
 
-// One row for each match option of this agent. A clause that names a list follows it: that needs no code here.
+// One row for each match option of this agent. The library watches the list that a clause names: no code is needed here.
 constexpr MatchOptionRow kMatchOptions[] = {
    listOption<CommunityMatcher>( MatchOption::matchCommunity, kCommunityLists ),
    valueOption( MatchOption::matchMetric,

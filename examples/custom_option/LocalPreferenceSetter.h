@@ -13,7 +13,7 @@ class LocalPreferenceSetter final : public Setter {
  public:
    explicit LocalPreferenceSetter( uint32_t value ) noexcept : value_( value ) {}
    void setValue( Result_ * result ) const override {
-      if( auto * bgp = dynamic_cast<BgpResult *>( result ) ) bgp->localPreference = value_;   // that of another protocol has none
+      if( auto * bgp = dynamic_cast<BgpResult *>( result ) ) bgp->localPreference = value_;   // other protocols have none
    }
    void formatDerivedType( std::ostream & os ) const override { os << "LocalPreferenceSetter " << std::to_string( value_ ); }
 

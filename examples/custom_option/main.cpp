@@ -1,4 +1,4 @@
-// An agent with a match option and a set option of its own: what its route maps do with them while their configuration changes.
+// An agent with match options and a set option of its own. The program prints the effect of its route map while the configuration changes.
 #include <iostream>
 
 #include "CommunityList.h"
@@ -12,7 +12,8 @@ using namespace BgpAgent;
 using Quoin::makeNode;
 using Quoin::Ptr;
 
-/// Prints every version of a route map, and what it makes of two routes. An agent would note the version here, and do that in a task.
+/// Prints each version of a route map and its effect on two routes. An agent would only note the version here, and evaluate routes in a
+/// task.
 class Reporter final : private Plinth::NotifieeConst {
  public:
    explicit Reporter( const Ptr<const RouteMapSymbol> & routeMap ) : routeMap_( routeMap ) {

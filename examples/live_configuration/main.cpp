@@ -1,5 +1,5 @@
-// The life of an agent's policy: it is configured in any order, published, evaluated, edited while it is in use, deleted and made again.
-// Behind each step stands what has been published since, with its version; whoever evaluates a route reads that and nothing else.
+// The life of an agent's policy: it is configured in any order, published, evaluated, edited while it is in use, deleted and created again.
+// After each step, the program prints the published versions, which are all that evaluation reads, and evaluates three routes.
 #include <functional>
 #include <iostream>
 #include <map>
@@ -17,19 +17,19 @@ using namespace Routing::RouteMap;
 using Quoin::makeNode;
 using Quoin::Ptr;
 
-/// What one agent needs: the configuration that its user interface writes, and the machine that compiles it.
+/// One agent: the configuration that its user interface writes, and the machine that compiles the configuration.
 class Agent {
  public:
    const Ptr<Config> config = makeNode<Config>();
    const Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
 
    Agent() {
-      // The point at which routes come in refers to its route map by name, before there is one: it holds the symbol.
+      // The point of application refers to its route map by name, so it holds the symbol. The route map is still undefined.
       symbols_.emplace( "IN", root->routeMapTable()->symbol( "IN" ) );
       symbols_.emplace( "CUSTOMERS", root->routeMapTable()->symbol( "CUSTOMERS" ) );
    }
 
-   /// One step: edits, then a turn of the agent's loop, then what has come of it.
+   /// One step: runs an edit and the loop of the agent, and prints the effect.
    void step( const std::string & what, const std::function<void()> & edit ) {
       std::cout << what << '\n';
       edit();
@@ -47,7 +47,7 @@ class Agent {
       std::cout << "   published   " << symbol.name() << " version " << seen;
       const auto & status = symbol.rmStatus();
       if( !status ) {
-         std::cout << ", which is nothing\n";
+         std::cout << ", undefined\n";
          return;
       }
       std::cout << ", sequences";
@@ -56,7 +56,7 @@ class Agent {
       std::cout << '\n';
    }
 
-   // A point whose route map is not there permits nothing here; that is the agent's own decision.
+   // Here, a point whose route map is undefined permits nothing: this is a decision of the agent.
    void evaluate( const char * prefix ) const {
       const auto & status = symbols_.at( "IN" )->rmStatus();
       auto policy = makeNode<RouteMapStatusList>();
@@ -71,7 +71,7 @@ class Agent {
    }
 
    const Ptr<Zeugma::TaskScheduler> scheduler_ = makeNode<Zeugma::TaskScheduler>();
-   // The helpers make the machines of each sequence. An agent with options of its own brings others.
+   // The helpers create the machines of each sequence. An agent with options of its own uses other helpers.
    const Ptr<RouteMapConfigSm> machine_ =
       routeMapConfigSmFactory( config, makeNode<Config>(), root, makeNode<CommonRmConfigFilterSmHelper>(),
                                makeNode<CommonRmConfigSymbolSmHelper>( root ), scheduler_, nullptr );
@@ -80,7 +80,7 @@ class Agent {
    std::map<Quoin::String, uint32_t> seen_;
 };
 
-/// Says that the route map is consistent as it stands: its edits are taken in.
+/// Declares that the route map is consistent: its edits take effect.
 void declare( const Ptr<Map> & map ) {
    map->versionIs( map->version() + 1 );
 }
@@ -102,39 +102,39 @@ int main() {
    Agent agent;
    const auto in = agent.config->routeMapIs( "IN" );
 
-   agent.step( "route-map IN calls CUSTOMERS, which nobody has configured", [ & ] {
+   agent.step( "route map IN calls CUSTOMERS, which is undefined", [ & ] {
       const auto entry = in->mapEntryIs( 10 );
       entry->subRouteMapIs( { "CUSTOMERS" } );
       entry->distanceIs( 20 );
       declare( in );
    } );
-   agent.step( "CUSTOMERS comes, and refers to a prefix list that nobody has configured", [ & ] { makeCustomers( *agent.config ); } );
+   agent.step( "CUSTOMERS is created and refers to an undefined prefix list", [ & ] { makeCustomers( *agent.config ); } );
 
    PrefixListProducer customers( agent.root->ipv4PrefixListTable(), "CUSTOMER-NETS", Ferule::AddressFamily::ipv4 );
-   agent.step( "the list comes: whatever stands on it follows, from the leaf upward", [ & ] {
+   agent.step( "the list is created: its users are published again, callees before callers", [ & ] {
       enter( customers, 10, "10.1.0.0/16", 24 );
       customers.publish();
    } );
-   agent.step( "one more entry", [ & ] {
+   agent.step( "the list gets one more entry", [ & ] {
       enter( customers, 20, "10.2.0.0/16", 24 );
       customers.publish();
    } );
-   agent.step( "an edit is begun and the route map not yet declared: what is published stays", [ & ] {
+   agent.step( "IN is edited and not yet declared consistent: the published version stays", [ & ] {
       in->mapEntryIs( 20 )->distanceIs( 200 );
       in->mapEntry( 10 )->permitIs( Acl::MatchPermit::deny );
    } );
-   agent.step( "it is declared: both edits at once", [ & ] { declare( in ); } );
-   agent.step( "CUSTOMERS would call IN: a cycle is held back, and evaluation never sees it", [ & ] {
+   agent.step( "IN is declared consistent: both edits are published at once", [ & ] { declare( in ); } );
+   agent.step( "CUSTOMERS calls IN, which would close a cycle: the call is blocked and not published", [ & ] {
       const auto map = agent.config->routeMap( "CUSTOMERS" );
       map->mapEntry( 10 )->subRouteMapIs( { "IN" } );
       declare( map );
    } );
-   agent.step( "IN stops calling CUSTOMERS, which makes that call one that may be", [ & ] {
+   agent.step( "IN stops calling CUSTOMERS: the blocked call closes no cycle any more and is published", [ & ] {
       in->mapEntry( 10 )->subRouteMapIs( {} );
       declare( in );
    } );
    agent.step( "CUSTOMERS is deleted", [ & ] { agent.config->routeMapDel( "CUSTOMERS" ); } );
-   agent.step( "IN is deleted and made again in one turn, as a stub", [ & ] {
+   agent.step( "IN is deleted and created again in one turn, with one sequence", [ & ] {
       agent.config->routeMapDel( "IN" );
       const auto again = agent.config->routeMapIs( "IN" );
       again->mapEntryIs( 10 )->matchRuleIs( { .listName = "CUSTOMER-NETS", .option = MatchOption::matchIpPrefixList } );
