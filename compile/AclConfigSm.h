@@ -13,7 +13,6 @@ namespace Routing::Policy {
 ///
 /// Only IPv4 lists are compiled.
 /// Ownership: the agent. Lists follow their configuration while the agent keeps the machine. Threading: the activity thread.
-/// The machine of all access lists of one agent.
 class ROUTEPOLICY_API AclConfigSm final : public Zeugma::BaseOutputSm {
  public:
    /// Errors: a null argument ends the process.

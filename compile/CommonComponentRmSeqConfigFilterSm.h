@@ -10,7 +10,6 @@ namespace Routing::Policy {
 /// unsupported options, and a call that would close a cycle. Such a call blocks the sequence, which keeps its former call until the new
 /// call closes no cycle.
 /// Threading: the activity thread.
-/// The filter machine of one sequence, for the common options.
 class ROUTEPOLICY_API CommonComponentRmSeqConfigFilterSm final : public CommonComponentRmSeqConfigSmBase {
  public:
    /// `filteredRmConfig`: the filtered configuration. It outlives the machine.

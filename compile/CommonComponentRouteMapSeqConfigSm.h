@@ -1,6 +1,6 @@
 /// @file compile/CommonComponentRouteMapSeqConfigSm.h
 /// The machines that watch one configured sequence for its common options: a base, and the machine that records changes for compilation.
-/// The base of the filter is the same.
+/// The filter machine has the same base.
 /// Threading: the activity thread.
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace Routing::Policy {
 
-/// Watches a configured sequence and calls one function for each attribute that changes. The functions of the two collections get the key.
+/// Watches a configured sequence and calls one handler for each attribute that changes. The handlers of the two collections get the key.
 class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentRmSeqConfigSmInterface {
  public:
    ~CommonComponentRmSeqConfigSmBase() override;
@@ -23,7 +23,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentR
    virtual void handleSetFlags() = 0;
    virtual void handleDistance() = 0;
    virtual void handleDescription( uint32_t key ) = 0;
-   /// Calls these functions for every attribute that is set. A derived class calls it as the last step of its construction.
+   /// Calls the handler of every attribute that is set. A derived class calls handleInitialized() as the last step of its construction.
    void handleInitialized();
 
    const Quoin::String & rmName() const noexcept { return rmName_; }
@@ -34,7 +34,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentR
  protected:
    CommonComponentRmSeqConfigSmBase( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
                                      std::span<const MatchOptionRow> ownOptions = {} );
-   /// Calls all these functions, also for attributes that are no longer set: handleMatchRule() for each supported option.
+   /// Calls all handlers, also for attributes that are no longer set, and handleMatchRule() for each supported option.
    void handleChangeMissed() override;
    /// Traces the place of a handler and its machine. Every handler begins with it.
    void traceHandler( const Plinth::TraceHandle & trace, const char * file = __builtin_FILE(), int line = __builtin_LINE(),

@@ -11,7 +11,6 @@ namespace Routing::Policy {
 /// The publications that an edit scope (Routing::RouteMap::ConfigEdit) defers. The machines of the route maps add to it; the task of
 /// RouteMapConfigSm publishes when the scope has ended.
 /// Threading: the activity thread.
-/// The deferred publications of one configuration.
 class ROUTEPOLICY_API DeferredPublications final : public Quoin::Node {
  public:
    using Names = std::set<Quoin::String>;

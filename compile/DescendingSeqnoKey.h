@@ -9,8 +9,8 @@
 
 namespace Routing::Policy {
 
-/// A sequence number as a key whose order is descending: a collection begins with the highest number. ModifiedRouteMapSeqStatusList uses
-/// it. A plain value.
+/// A sequence number as a key whose order is descending: a collection begins with the highest number. A plain value.
+/// ModifiedRouteMapSeqStatusList uses these keys.
 struct DescendingSeqnoKey {
    uint32_t seqno = 0;
 

@@ -11,10 +11,9 @@
 namespace Routing::Policy {
 
 /// Compiles one access list into a trie, in slices of time, and publishes the complete trie through the symbol of the list.
-/// IpAclTypeConfigSm owns it; the matchers of route maps read the trie. A change of the list restarts the compilation; until it ends,
-/// evaluation reads the old trie. The trie holds only the source of a filter: every other condition of a rule is ignored.
+/// IpAclTypeConfigSm owns this machine; the matchers of route maps read the trie. A change of the list restarts the compilation; until it
+/// ends, evaluation reads the old trie. The trie holds only the source of a filter: every other condition of a rule is ignored.
 /// Threading: the activity thread.
-/// The machine of one access list.
 class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
  public:
    using Seconds = Plinth::Clock::Seconds;

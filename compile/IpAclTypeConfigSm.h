@@ -5,9 +5,9 @@
 
 namespace Routing::Policy {
 
-/// Keeps a symbol and a machine for each access list of one type. AclConfigSm owns it; it owns one IpAclConfigSm per list.
+/// Keeps a symbol and a machine for each access list of one type. AclConfigSm owns this machine, and this machine owns one IpAclConfigSm
+/// per list.
 /// Threading: the activity thread.
-/// The machine of one type of access list.
 class ROUTEPOLICY_API IpAclTypeConfigSm final : public Zeugma::BaseOutputSm {
  public:
    /// The name of an access list that is for the agent itself. Route maps cannot refer to it.

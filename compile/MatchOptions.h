@@ -28,7 +28,7 @@ struct ListKind {
    Quoin::Ptr<const Symbol> ( *symbol )( const Quoin::String & name, const PolicyRoot & root );
    /// Whether a symbol of this kind is undefined.
    bool ( *isUndefined )( const Symbol & symbol );
-   /// The bit that reports a reference to an undefined list; no bit: it is not reported.
+   /// The bit that reports a reference to an undefined list; no bit: the reference is not reported.
    UndefinedPolicyReferenceBitfield reportedAs;
 };
 

@@ -51,7 +51,7 @@ class ROUTEPOLICY_API ModifiedRouteMapSeqStatus {
    PLINTH_VALUE( referenceUpdateMask, referenceUpdateMaskIs, {}, UndefinedPolicyReferenceBitMask );
 
  public:
-   // Each setter computes one bit again. The bits for lists come from the tracker, for the whole sequence. A tombstone has no tracker: a
+   // Each function computes one bit again. The bits for lists come from the tracker, for the whole sequence. A tombstone has no tracker: a
    // call for lists ends the process.
    void setSubRouteMapUndefined( bool undefined );
    void setAggRoleAttrMapUndefined( bool undefined );

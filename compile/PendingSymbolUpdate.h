@@ -10,7 +10,6 @@ namespace Routing::Policy {
 /// machine of the route map applies it; a burst of changes makes one update. An update replaces existing matchers and setters, and never
 /// adds or deletes one.
 /// Threading: the activity thread.
-/// The pending update of one sequence.
 class ROUTEPOLICY_API PendingSymbolUpdate final : public Plinth::PlainRecord {
  public:
    enum class Field : Quoin::FieldId { matcherChange, setterChange };

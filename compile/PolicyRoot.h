@@ -11,7 +11,6 @@ namespace Routing::Policy {
 /// two families of prefix list. The constructor creates the tables, which are never replaced. An agent with further kinds of list derives a
 /// root with further tables.
 /// Ownership: the agent. Each symbol keeps its table alive. Threading: the activity thread.
-/// The symbol tables of one agent.
 class ROUTEPOLICY_API PolicyRoot : public Quoin::Node {
  public:
    PolicyRoot();

@@ -8,9 +8,8 @@
 namespace Routing::Policy {
 
 /// The mailbox between the machines of the sequences and the machine of their route map. A sequence writes the changes of its symbols here;
-/// the machine of the route map watches the mailbox and applies the changes. It outlives these machines.
+/// the machine of the route map watches the mailbox and applies the changes. The mailbox outlives these machines.
 /// Threading: the activity thread.
-/// The mailbox of one route map.
 class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { reevaluate, pendingUpdate };

@@ -11,7 +11,6 @@ namespace Routing::Policy {
 /// The sequences of one route map whose call would close a cycle. The filter machines of the sequences write it; while it is not empty, the
 /// filtered route map keeps its version.
 /// Threading: the activity thread.
-/// The blocked sequences of one route map.
 class ROUTEPOLICY_API RouteMapBlockedSequenceList final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { sequence };

@@ -6,11 +6,10 @@
 
 namespace Routing::Policy {
 
-/// The first stage of one route map: copies its configuration into the filtered configuration. RouteMapConfigSm owns it;
+/// The first stage of one route map: copies its configuration into the filtered configuration. RouteMapConfigSm owns this machine;
 /// RouteMapConfigSymbolSm compiles the copy.
 /// Threading: the activity thread.
 /// Invariant: the calls of all filtered route maps together form no cycle.
-/// The filter machine of one route map.
 class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase {
  public:
    /// Copies `rmConfig`, which may be null, into `filteredRmConfig`, which is part of `filteredConfig`. Errors: any other null argument

@@ -6,8 +6,8 @@
 
 namespace Routing::Policy {
 
-/// Compiles all route maps of a configuration. For each route map it owns two machines, a filter and a compiler, which publish a
-/// RouteMapStatus through the symbol of the route map.
+/// Compiles all route maps of a configuration. For each route map, the machine owns a RouteMapConfigFilterSm and a RouteMapConfigSymbolSm.
+/// They publish a RouteMapStatus through the symbol of the route map.
 ///
 ///    auto root = makeNode<PolicyRoot>();
 ///    auto machine = routeMapConfigSmFactory( config, makeNode<Config>(), root, makeNode<CommonRmConfigFilterSmHelper>(),
@@ -19,7 +19,6 @@ namespace Routing::Policy {
 /// (Routing::RouteMap::ConfigEdit) is open on the configuration, nothing is published; afterwards the delete task publishes the deferred
 /// changes.
 /// Ownership: the agent. The machine is the only writer of the filtered configuration. Threading: the activity thread.
-/// The machine of all route maps of one configuration.
 class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
  public:
    /// `matchAggRoleUsers` may be null. Errors: any other null argument ends the process.

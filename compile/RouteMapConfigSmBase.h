@@ -10,7 +10,6 @@ namespace Routing::Policy {
 /// The base of the two machines of a configured route map: watches its sequences and its version. A derived class, RouteMapConfigFilterSm
 /// or RouteMapConfigSymbolSm, calls handleInitialized() as the last step of its construction, for the first full run.
 /// Threading: the activity thread.
-/// Watches one configured route map.
 class ROUTEPOLICY_API RouteMapConfigSmBase : public Zeugma::BaseOutputSm {
  public:
    explicit RouteMapConfigSmBase( const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap );

@@ -1,4 +1,6 @@
 /// @file compile/RouteMapConfigSymbolSm.h
+/// The machine that compiles and publishes one route map, and the base of the helper that creates the machines of its sequences. It is the
+/// second stage, after RouteMapConfigFilterSm.
 #pragma once
 
 #include "compile/DeferredPublications.h"
@@ -25,7 +27,7 @@ class ROUTEPOLICY_API RmConfigSymbolSmHelperBase : public Quoin::Node {
 };
 
 /// The second stage of one route map: compiles its filtered copy, and publishes a RouteMapStatus through its symbol. RouteMapConfigSm owns
-/// it; RouteMapConfigFilterSm writes the copy.
+/// this machine; RouteMapConfigFilterSm writes the copy.
 ///
 /// Changes arrive in two ways. Changes of the configuration are in the records of the sequences; a new version of the route map applies all
 /// of them. Changes of lists and callees are in pending updates, which a task applies. Both ways build the next generation in a list. The
@@ -77,10 +79,10 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
 
    /// Whether any sequence has recorded changes.
    bool hasModifiedSequence() const;
-   /// Whether all changes, lists and callees of the route map are complete. If a list or callee is not current, the machine watches it and
-   /// checks again when it is. The attribute map of an aggregate role is not checked.
+   /// Whether publication is possible: all changes are applied, and all lists and callees are current. If a list or callee is not current,
+   /// the machine watches its symbol and checks again when the symbol is current. The attribute map of an aggregate role is not checked.
    bool hasRmPolicySymbolProcessingCompleted();
-   /// The sequence where a sequence continues; 0 for none.
+   /// The target of the continue of sequence `originSeqno`; 0 for none.
    uint32_t targetSeqnoForOrigin( uint32_t originSeqno ) const;
 
  private:

@@ -33,7 +33,7 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
    ~RmSeqConfigSymbolSmBase() override;
 
    bool matchRuleSupported( MatchOption ) const override { return false; }
-   /// Creates the records. A derived class calls it before it creates components that write to the records.
+   /// Creates the records. A derived class calls handleInitialized() before it creates components that write to the records.
    virtual void handleInitialized();
 
    /// Whether the records hold a change to apply. A symbol of a match clause alone does not count.

@@ -7,7 +7,6 @@ namespace Routing::Policy {
 
 /// The symbol of a route map with its notifier, in one object. A subscriber that needs both watches this object.
 /// Threading: the activity thread.
-/// A symbol and its notifier.
 class ROUTEPOLICY_API RouteMapSymbolAndNotifier final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { rmSymbol, rmSymbolNotifier };

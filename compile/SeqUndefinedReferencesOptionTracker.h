@@ -11,7 +11,6 @@ namespace Routing::Policy {
 /// The clauses of one sequence that refer to an undefined list. ModifiedRouteMapSeqStatus reads it: the bit of a kind of list is clear when
 /// the last such clause is removed.
 /// Ownership: the machine of the sequence; entries of the list of modified sequences share it. Threading: the activity thread.
-/// The undefined references of one sequence, by option.
 class ROUTEPOLICY_API SeqUndefinedReferencesOptionTracker final : public Plinth::PlainRecord {
  public:
    enum class Field : Quoin::FieldId { undefinedPrefixListMatchOption, undefinedCommListMatchOption, undefinedCommListSetOption };

@@ -11,7 +11,6 @@ namespace Routing::Policy {
 /// Records the changes of an agent's set clauses for the next compilation of one sequence. It is nested in the machine of the sequence,
 /// whose records must exist.
 /// Threading: the activity thread.
-/// The machine of an agent's set clauses of one sequence.
 class ROUTEPOLICY_API SequenceSettersSm final : public Zeugma::BaseOutputSm {
  public:
    SequenceSettersSm( const RmSeqConfigSymbolSmBase & sequence, const Quoin::Ptr<const SequenceSetters> & setters );

@@ -7,10 +7,9 @@
 namespace Routing::Policy {
 
 /// The undefined references of one route map, by sequence: direct references, and references through other route maps. The machine of the
-/// route map writes it, and merges it into RouteMapStatus::undefinedReferences. The three maps do not contain a sequence without
-/// undefined references.
+/// route map writes it, and merges it into RouteMapStatus::undefinedReferences. The three maps do not contain a sequence without undefined
+/// references.
 /// Threading: the activity thread.
-/// The undefined references of one route map, by sequence.
 class ROUTEPOLICY_API UndefinedReferenceSeq final : public Quoin::Node {
  public:
    using References = Plinth::HashMap2018<uint32_t, UndefinedPolicyReferenceBitfield>;   // by sequence number

@@ -4,8 +4,8 @@
 ///    ExternalMatchersContent content;
 ///    content.v4PfxlIs( 0, prefixList );
 ///    status->externalMatchersIs( table->dedupContent( content ) );
-/// A changed list has a new status, and therefore a new content and a new table, which the status of the function gets. A status in a
-/// content is never written again; this includes the status of a dynamic prefix list.
+/// A changed list has a new status, and therefore a new content and a new table. The compiler then sets the new table in the status of the
+/// function. A status in a content is never written again; this includes the status of a dynamic prefix list.
 /// Ownership: a table shares the lists that it refers to. A dedup table holds weak references to its tables: a table is deleted when its
 /// last user releases it.
 /// Threading: one thread writes and deduplicates contents. Afterwards a table is read-only; any thread may read or release it.
@@ -126,7 +126,7 @@ class ROUTEPOLICY_API ExternalMatchers final : public ExternalMatchersBase {
    bool compare( const Zeugma::DedupHandleBase * other ) const override;
    bool compareByContent( const Zeugma::DedupContentHandle & content ) const override;
 
-   /// Writes one line per list. A dynamic prefix list does not end its line.
+   /// Prints one line per list, but the text of a dynamic prefix list ends without a line break.
    void dumpState( const Zeugma::DumpContextPtr & ctx, unsigned indent ) const override;
 
  private:

@@ -16,12 +16,13 @@ class DecisionObserver;                   // policy/DecisionObserver.h: reports 
 class MatchedRouteMapSequences;           // policy/MatchedRouteMapSequences.h: a match before its setters run
 class MatchedRouteMapSequencesSnapshot;   // the same header: a match that may be kept
 
-/// Evaluates routes. An agent keeps one object and reuses it; between calls it holds its two attributes and nothing else. Evaluation never
-/// changes the policy, and allocates nothing on the ordinary path.
+/// Evaluates routes. An agent creates one PolicyEval and reuses it. Between calls, the object holds only its two attributes. Evaluation
+/// never changes the policy, and allocates nothing on the ordinary path.
 /// Errors: none of its own. An exception of a matcher or setter reaches the caller; afterwards no setter is deferred, and only a log that
 /// the client installed is still installed.
 /// Evaluation of sub route maps is recursive: the stack of the thread limits the depth of calls (8 MB hold 20,000 levels).
-/// Threading: without a context, any number of threads may use one PolicyEval on one policy at once. With a context, one thread uses it.
+/// Threading: without a context, any number of threads may use one PolicyEval on one policy at once. With a context, only one thread may
+/// use it.
 class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
  public:
    using ContextMap = Quoin::Ptr<Gyre::Eval::GyreEvalContextMap>;
@@ -66,8 +67,8 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    /// Applies a kept match to `result`, although the reference is const. A null snapshot (a deny) changes nothing.
    void applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> & snapshot, const Result_ & result );
 
-   /// Whether evaluation logs route maps at `routeMapPrecedence`, and functions. Without a context, no log is written. A change empties the
-   /// queue.
+   /// Whether evaluation of a list writes logs of functions and of the route map at `routeMapPrecedence`. Without a context, no log is
+   /// written. A change of this switch empties the queue.
    bool shouldLogEval() const noexcept { return shouldLogEval_; }
    void shouldLogEvalIs( bool shouldLog );
    /// Empties the queue of finished logs.

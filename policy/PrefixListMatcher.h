@@ -31,7 +31,7 @@ struct ROUTEPOLICY_API PrefixListMatchResultTuple {
 };
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const PrefixListMatchResultTuple & tuple );
 
-/// The base of the matchers that look up a prefix in a prefix list. A derived class says which prefix of the route.
+/// The base of the matchers that look up a prefix in a prefix list. A derived class selects the prefix of the route.
 class ROUTEPOLICY_API PrefixListMatcherBase : public Matcher {
  public:
    ~PrefixListMatcherBase() override;
@@ -49,7 +49,7 @@ class ROUTEPOLICY_API PrefixListMatcherBase : public Matcher {
  protected:
    /// `opening` is a string literal, the text before the name.
    PrefixListMatcherBase( const char * opening, const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
-   /// The same, but an entry matches if it covers the prefix, whatever its range.
+   /// The answer of the list for a prefix, if the ranges of the entries are ignored: an entry matches if it covers the prefix.
    PrefixListMatchResultTuple coveringPrefix( const Ferule::IpGenPrefix & prefix ) const;
 
  private:
@@ -73,7 +73,7 @@ class ROUTEPOLICY_API PrefixListMatcher final : public PrefixListMatcherBase {
    std::optional<bool> matchWithTristate( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const;
    /// matchWithTristate() for tests, on a reference.
    std::optional<bool> matchWithTristateForTest( const MatchInput_ & input, const Quoin::Ptr<PolicyEvalContext> & context ) const;
-   /// The same, but an entry matches if its prefix contains the prefix of the route, whatever its range.
+   /// As matchWithTristate(), but the ranges of the entries are ignored: an entry matches if it covers the prefix of the route.
    std::optional<bool> coveredBy( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const;
    /// coveredBy() for tests, on a reference.
    std::optional<bool> coveredByForTest( const MatchInput_ & input, const Quoin::Ptr<PolicyEvalContext> & context ) const;

@@ -43,7 +43,7 @@ class ROUTEPOLICY_API Result_ {
    virtual void setTag( RouteTag tag ) { tagStorage_ = tag; }
    virtual RouteTag getTag() const { return tagStorage_; }
 
-   /// The same under the usual names.
+   /// The same accessors, named like attributes.
    RoutePreference preference() const { return getPreference(); }
    void preferenceIs( RoutePreference preference ) { setPreference( preference ); }
    RouteTag tag() const { return getTag(); }
