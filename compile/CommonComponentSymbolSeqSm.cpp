@@ -131,8 +131,8 @@ void CommonComponentSymbolSeqSm::subRouteMapSymbolNotifierIs( const Quoin::Ptr<c
 
 // ---- changes of the symbols
 
-// The pending update of the sequence for the next compilation of the route map. If a subscriber throws on its creation, it is deleted,
-// since no compilation is scheduled for it.
+// The pending update of the sequence for the next compilation of the route map. If a subscriber throws when the update is created, the
+// update is deleted, since no compilation is scheduled.
 Quoin::Ptr<PendingSymbolUpdate> CommonComponentSymbolSeqSm::pendingUpdateIs() {
    try {
       return rmConfigSymbolReactor_->pendingUpdateIs( seqno() );

@@ -6,9 +6,9 @@
 
 namespace Routing::Policy {
 
-/// The changes that the symbols of one sequence have published since the last compilation. The machine of the symbols writes it, and the
-/// machine of the route map applies it; a burst of changes makes one update. An update replaces existing matchers and setters, and never
-/// adds or deletes one.
+/// The changes that the symbols of one sequence have published since the last compilation. The machine of the symbols writes the update,
+/// and the machine of the route map applies the update; a burst of changes makes one update. An update replaces existing matchers and
+/// setters, and never adds or deletes one.
 /// Threading: the activity thread.
 class ROUTEPOLICY_API PendingSymbolUpdate final : public Plinth::PlainRecord {
  public:

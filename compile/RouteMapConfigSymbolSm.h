@@ -1,6 +1,6 @@
 /// @file compile/RouteMapConfigSymbolSm.h
-/// The machine that compiles and publishes one route map, and the base of the helper that creates the machines of its sequences. It is the
-/// second stage, after RouteMapConfigFilterSm.
+/// The machine that compiles and publishes one route map, and the base of the helper that creates the machines of its sequences. The
+/// machine is the second stage, after RouteMapConfigFilterSm.
 #pragma once
 
 #include "compile/DeferredPublications.h"

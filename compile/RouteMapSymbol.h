@@ -24,8 +24,8 @@ class ROUTEPOLICY_API RouteMapSymbol final : public Routing::RouteMap::PolicySym
    const Quoin::Ptr<const RouteMapStatus> & rmStatus() const noexcept { return rmStatus_; }
    /// Stores a status without notifying subscribers: for the first status.
    void rmStatusIs( const Quoin::Ptr<const RouteMapStatus> & status ) { rmStatus_ = status; }
-   /// Stores the status, declares it current, and raises the version by one. It does so even for the same status, since a callee may have
-   /// changed.
+   /// Stores the status, declares it current, and raises the version by one. The version rises even if the status is the same, since a
+   /// callee may have changed.
    void updateAndNotify( const Quoin::Ptr<const RouteMapStatus> & status );
 
    /// The symbol of this name in `table`: this symbol if it is the first. This symbol must not belong to another table.
