@@ -1,6 +1,6 @@
 /// @file substrate/acl/AclConfig.h
-/// The configuration of access lists, as an agent writes it and machines watch it.
-/// Ownership: Input::Config shares the types, a type its lists, a list its version. Threading: the activity thread.
+/// The configuration of access lists. An agent writes it; the machines of compile/ watch it and compile each list.
+/// Ownership: Input::Config holds the types, a type holds its lists, and a list holds its version. Threading: the activity thread.
 #pragma once
 
 #include <cstdint>
@@ -16,36 +16,39 @@
 
 namespace Acl {
 
-/// Which addresses a list speaks of.
+/// The kind of addresses that a list matches.
 enum class AclType : uint8_t { ipv4 = 0, ipv6 = 1 };
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, AclType type );
 
+/// What a rule does with the addresses that it matches.
 enum class RuleAction : uint8_t { permit = 0, deny = 1 };
 
-/// What a rule matches; of all that filters may say, route policy reads the source.
+/// What an IPv4 rule matches. Route policy uses only the source.
 struct IpFilter {
    Ferule::IpAddrWithFullMask source{};
    friend bool operator==( const IpFilter &, const IpFilter & ) = default;
 };
+/// What an IPv6 rule matches. Route policy uses only the source.
 struct Ip6Filter {
    Ferule::Ip6AddrWithMask source{};
    friend bool operator==( const Ip6Filter &, const Ip6Filter & ) = default;
 };
 
-/// One rule. A default-built one permits everything.
+/// One IPv4 rule. A default-built rule permits everything.
 struct IpRuleConfig {
    RuleAction action = RuleAction::permit;
    IpFilter filter{};
    friend bool operator==( const IpRuleConfig &, const IpRuleConfig & ) = default;
 };
+/// One IPv6 rule. A default-built rule permits everything.
 struct Ip6RuleConfig {
    RuleAction action = RuleAction::permit;
    Ip6Filter filter{};
    friend bool operator==( const Ip6RuleConfig &, const Ip6RuleConfig & ) = default;
 };
 
-/// The rules of a list: which rule stands at which sequence number, and what each rule says. A list of one family has rules of it
-/// alone.
+/// The rules of a list: the rule at each sequence number, and the content of each rule. An IPv4 list has only IPv4 rules, and an IPv6 list
+/// only IPv6 rules.
 class ROUTEPOLICY_API AclVersion final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { ruleBySequence, ipRule, ip6Rule };
@@ -55,20 +58,22 @@ class ROUTEPOLICY_API AclVersion final : public Quoin::NotifyingNode {
    using Ip6Rules = Plinth::HashMap2018<RuleId, Ip6RuleConfig>;
    ~AclVersion() override;
 
-   /// By sequence number, ascending: the order in which rules govern.
+   /// The rule ids by sequence number. The first rule in ascending order that matches decides.
    PLINTH_COLLECTION( ruleBySequence, ruleBySequenceIs, ruleBySequenceDel, ruleBySequenceDelAll, Field::ruleBySequence, Sequences );
+   /// The IPv4 rules by rule id.
    PLINTH_COLLECTION( ipRule, ipRuleIs, ipRuleDel, ipRuleDelAll, Field::ipRule, IpRules );
+   /// The IPv6 rules by rule id.
    PLINTH_COLLECTION( ip6Rule, ip6RuleIs, ip6RuleDel, ip6RuleDelAll, Field::ip6Rule, Ip6Rules );
 };
 
-/// One list.
+/// One access list.
 class ROUTEPOLICY_API AclConfig final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { currVersion };
    explicit AclConfig( const Quoin::String & name ) : name_( name ) {}
    ~AclConfig() override;
    const Quoin::String & name() const noexcept { return name_; }
-   /// The rules in force; null for none yet. An agent that changes many of them writes a new version aside and puts it here.
+   /// The current rules; null if no version was set yet. An agent that changes many rules fills a new version and then sets it here.
    PLINTH_ATTR( currVersion, currVersionIs, Field::currVersion, Quoin::Ptr<const AclVersion> );
 
  private:
@@ -77,7 +82,7 @@ class ROUTEPOLICY_API AclConfig final : public Quoin::NotifyingNode {
 
 namespace Input {
 
-/// The lists of one type.
+/// The access lists of one type.
 class ROUTEPOLICY_API AclTypeConfig final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { acl };
@@ -85,19 +90,20 @@ class ROUTEPOLICY_API AclTypeConfig final : public Quoin::NotifyingNode {
    explicit AclTypeConfig( AclType type ) : type_( type ) {}
    ~AclTypeConfig() override;
    AclType type() const noexcept { return type_; }
-   /// By name.
+   /// The lists by name.
    PLINTH_MADE_NODES( acl, aclIs, aclDel, aclDelAll, Field::acl, Acls );
 
  private:
    AclType type_;
 };
 
-/// All lists.
+/// The root of the configuration of access lists.
 class ROUTEPOLICY_API Config final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { aclType };
    using AclTypes = Plinth::TreeMap<AclType, Quoin::Ptr<AclTypeConfig>>;
    ~Config() override;
+   /// The lists of each type.
    PLINTH_MADE_NODES( aclType, aclTypeIs, aclTypeDel, aclTypeDelAll, Field::aclType, AclTypes );
 };
 

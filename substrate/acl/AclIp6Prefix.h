@@ -1,5 +1,6 @@
 /// @file substrate/acl/AclIp6Prefix.h
-/// What a rule of an IPv6 access list permits, as prefixes; see AclPrefix.h. Threading: plain values.
+/// Converts a rule of an IPv6 access list into the prefixes that the rule permits. It is the IPv6 form of AclPrefix.h.
+/// Threading: plain values.
 #pragma once
 
 #include <cstdint>
@@ -10,11 +11,12 @@
 
 namespace AclIp6Prefix {
 
-/// An IPv6 address, or what comes behind the last one. Text: the address, or "end".
+/// An IPv6 address, or the end position behind the last address. Text: the address, or "end".
 class Ip6AddrExt {
  public:
    constexpr Ip6AddrExt() noexcept = default;   // ::
    constexpr Ip6AddrExt( const Ferule::Ip6Addr & a ) noexcept : bits_( a.bits() ) {}
+   /// The position behind the last address.
    static constexpr Ip6AddrExt end() noexcept {
       Ip6AddrExt e;
       e.isEnd_ = true;
@@ -24,7 +26,7 @@ class Ip6AddrExt {
    constexpr bool isEnd() const noexcept { return isEnd_; }
    constexpr Ferule::Ip6Addr address() const noexcept { return Ferule::Ip6Addr( bits_ ); }   // meaningful before the end only
 
-   /// Not meaningful at the end, nor the others at `::`.
+   /// The next position. Must not be called at the end; the subtractions must not go below `::`.
    constexpr Ip6AddrExt & operator++() noexcept {
       if( ++bits_.low == 0 && ++bits_.high == 0 ) isEnd_ = true;
       return *this;
@@ -43,23 +45,23 @@ class Ip6AddrExt {
 };
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const Ip6AddrExt & a );
 
-/// The conversion for IPv6. Always exact: these masks have no gaps.
+/// The conversion for IPv6. It is always exact, since IPv6 masks have no gaps.
 class AclToIp6Prefix final : public AclPrefix::PermittedIntervals<Ip6AddrExt> {
  public:
    using Bound = Ip6AddrExt;
 
-   /// All addresses; the multicast ones, ff00::/8, are special.
+   /// The space is all addresses; the special range is multicast, ff00::/8.
    AclToIp6Prefix()
          : AclToIp6Prefix( Range::right_open( Bound(), Bound::end() ),
                            Range::right_open( Ferule::Ip6Addr( Ferule::Bits128{ 0xffull << 56, 0 } ), Bound::end() ) ) {}
    /// Addresses outside of `space` are never permitted.
    AclToIp6Prefix( const Range & space, const Range & special ) : PermittedIntervals( space, special ) {}
 
-   /// As AclToPrefix::handleRule.
+   /// As AclPrefix::AclToPrefix::handleRule().
    ROUTEPOLICY_API void handleRule( const Acl::Ip6RuleConfig & rule, bool exceptSpecial );
 };
 
-/// As AclPrefix::ip4RangeToPrefixes.
+/// As AclPrefix::ip4RangeToPrefixes().
 ROUTEPOLICY_API void ip6RangeToPrefixes( const Ip6AddrExt & low, const Ip6AddrExt & last, const Quoin::Ptr<Ferule::IpGenPrefixSet> & pset );
 
 }   // namespace AclIp6Prefix

@@ -21,13 +21,13 @@ const Plinth::TraceHandle trace( "AclToPrefix" );
 
 constexpr AclToPrefix::Bound kEnd = AclToPrefix::Bound( 1 ) << 32;
 
-// The zero bits before the last one.
+// The 0 bits of the mask in front of its last 1 bit.
 constexpr uint32_t gapsOf( uint32_t mask ) {
    const uint32_t last = mask & -mask;
    return ~mask & -last;
 }
 
-// One interval for each value of the bits in the gaps. These count upwards: a borrow runs through the ones of the mask.
+// One interval for each value of the gap bits. The loop counts these values upwards: the borrow of the subtraction skips the mask bits.
 AclToPrefix::IntervalSet matchedBy( uint32_t address, uint32_t mask ) {
    AclToPrefix::IntervalSet matched;
    const AclToPrefix::Bound size = mask == 0 ? kEnd : mask & -mask;
@@ -71,13 +71,13 @@ void rangeToPrefixes( const IpGenAddr & low, const IpGenAddr & last, const Quoin
    QUOIN_ASSERT( low.af() == last.af() && low.af() != Ferule::AddressFamily::unset, "low.af() == last.af()" );
    const Bits128 end = onesFrom( last.bits(), addressBits( low.af() ) );
    Bits128 from = low.bits();
-   // The largest prefix that begins at `from` and does not reach beyond the end, again and again.
+   // Each step inserts the largest prefix that begins at `from` and does not reach beyond the end.
    while( from <= end ) {
       unsigned length = 0;
       while( !( from & ~Bits128::leadingOnes( length ) ).none() || onesFrom( from, length ) > end ) ++length;
       pset->insert( IpGenPrefix( addressOf( low.af(), from ), uint8_t( length ) ) );
       from = onesFrom( from, length );
-      if( from == end ) return;   // which may be the last address of all
+      if( from == end ) return;   // `end` may be the last address of the family, which has no next address
       from = nextOf( from );
    }
 }

@@ -1,10 +1,10 @@
 /// @file substrate/acl/AclPrefix.h
-/// What a rule of an access list permits, as prefixes, for whoever inspects it. A rule's source becomes intervals of addresses, and
-/// these become prefixes:
+/// Converts a rule of an access list into the prefixes that the rule permits, for traces and for display. The source of the rule becomes
+/// intervals of addresses, and the intervals become prefixes:
 ///
-///    permit 10.0.0.3/255.0.255.254 gives, for every byte x, [10.x.0.2, 10.x.0.4), and that the prefix 10.x.0.2/31: 256 of each.
+///    permit 10.0.0.3/255.0.255.254 gives, for every byte x, the interval [10.x.0.2, 10.x.0.4) and its prefix 10.x.0.2/31: 256 of each.
 ///
-/// Evaluation knows nothing of this: it tests address and mask. Threading: plain values.
+/// Evaluation does not use these prefixes; it compares address and mask. Threading: plain values.
 #pragma once
 
 #include <cstdint>
@@ -21,29 +21,31 @@
 
 namespace AclPrefix {
 
-/// What the conversions of both families share: the intervals that the rule seen last permits, of all in a space.
-/// `Bound` counts addresses, and one more: an interval that reaches the last address ends behind it.
+/// The common part of the conversions of both families: the intervals of a space of addresses that the last rule permits.
+/// `Bound` is a position: an address, or the position behind the last address.
 template <class Bound>
 class PermittedIntervals {
  public:
-   /// As a caller gives one: each end may be closed or open.
+   /// An interval as an argument: each end is either closed or open.
    using Range = boost::icl::discrete_interval<Bound>;
-   /// As they come out: closed at the lower end, open at the upper one.
+   /// An interval as a result: closed at the lower end, open at the upper end.
    using Interval = boost::icl::right_open_interval<Bound>;
    using IntervalSet = boost::icl::interval_set<Bound, std::less, Interval>;
 
-   /// Disjoint, ascending, no two with nothing between them. The whole space until a rule was seen.
+   /// The permitted intervals: disjoint, ascending, and never adjacent. The whole space before the first rule.
    const IntervalSet & permitted() const noexcept { return permitted_; }
-   /// Whether permitted() is what the rule says, address by address. See AclToPrefix::kMaxGapBits.
+   /// Whether permitted() contains exactly the addresses that the rule permits. See AclToPrefix::kMaxGapBits.
    bool exact() const noexcept { return exact_; }
 
  protected:
+   /// `space` limits permitted(); `special` is the range that handleRule() can leave out.
    PermittedIntervals( const Range & space, const Range & special )
          : space_( rightOpen( space ) ), special_( rightOpen( special ) ), permitted_( space_ ) {}
    ~PermittedIntervals() = default;
    PermittedIntervals( const PermittedIntervals & ) = default;
    PermittedIntervals & operator=( const PermittedIntervals & ) = default;
 
+   /// Sets permitted() from the intervals that a rule matches.
    void matchedIs( const IntervalSet & matched, Acl::RuleAction action, bool exceptSpecial, bool exact ) {
       permitted_ = IntervalSet( space_ );
       if( action == Acl::RuleAction::permit )
@@ -70,27 +72,28 @@ class PermittedIntervals {
 /// The conversion for IPv4.
 class AclToPrefix final : public PermittedIntervals<uint64_t> {
  public:
-   using Bound = uint64_t;   // the address in host order; 2^32 behind the last one
+   using Bound = uint64_t;   // the address in host order; 2^32 is the position behind the last address
 
-   /// Every zero bit of a mask that stands before its last one doubles the intervals. With no more of them than this, the result is
-   /// exact. A mask with more loses its last ones, as many as it takes: the rule then matches more than it says, so that a permit shows
-   /// all that it permits and more, a deny nothing that it does not permit, and exact() and a trace tell of it.
+   /// The greatest number of gap bits for an exact result. A gap bit is a 0 bit of the mask in front of its last 1 bit; each gap bit
+   /// doubles the number of intervals. If a mask has more gap bits, its last 1 bits are cleared until the number is small enough. The rule
+   /// then matches too many addresses: a permit rule shows more than it permits, and a deny rule shows less than it leaves permitted.
+   /// exact() is then false, and a trace reports it.
    static constexpr unsigned kMaxGapBits = 16;
 
-   /// All addresses; the multicast ones are special.
+   /// The space is all addresses; the special range is multicast, 224.0.0.0/4.
    AclToPrefix() : AclToPrefix( Range::closed( 0, 0xFFFFFFFF ), Range::right_open( 0xE0000000, 0xF0000000 ) ) {}
    /// Addresses outside of `space` are never permitted.
    AclToPrefix( const Range & space, const Range & special ) : PermittedIntervals( space, special ) {}
 
-   /// From here on, permitted() speaks of this rule alone. A permit rule permits what its source matches, a deny rule what it does not.
-   /// With `exceptSpecial`, the special range is left out, unless the source lies in it with all that it matches.
+   /// Sets permitted() for this rule alone. A permit rule permits the addresses that its source matches; a deny rule permits all others.
+   /// `exceptSpecial` leaves out the special range, unless all addresses that the source matches lie in it.
    ROUTEPOLICY_API void handleRule( const Acl::IpRuleConfig & rule, bool exceptSpecial );
 };
 
-/// Adds the fewest prefixes that hold the addresses `low` to `last`, both included, and no other. None if `low` is above `last`. What
-/// lies behind the last address is not there. Errors: a null set ends the process.
+/// Adds to `pset` the smallest number of prefixes that together contain exactly the addresses from `low` to `last`, both included. Adds
+/// nothing if `low` is above `last`. Positions behind the last address are ignored. Errors: a null set ends the process.
 ROUTEPOLICY_API void ip4RangeToPrefixes( AclToPrefix::Bound low, AclToPrefix::Bound last, const Quoin::Ptr<Ferule::IpGenPrefixSet> & pset );
-/// The same for two addresses of one family, whichever it is.
+/// The same for two addresses of the same family. Errors: a null set, or different families, end the process.
 ROUTEPOLICY_API void rangeToPrefixes( const Ferule::IpGenAddr & low, const Ferule::IpGenAddr & last,
                                       const Quoin::Ptr<Ferule::IpGenPrefixSet> & pset );
 

@@ -1,4 +1,5 @@
 /// @file substrate/acl/MatchPermit.h
+/// The action of a sequence of a route map, an entry of a list or a rule of an access list: permit or deny.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +11,7 @@
 
 namespace Acl {
 
-/// What a sequence or a rule says of what it matches.
+/// What a sequence, entry or rule does with a route that it matches.
 enum class MatchPermit : uint8_t { deny = 0, permit = 1 };
 
 constexpr const char * stringValue( MatchPermit p ) noexcept {

@@ -1,4 +1,5 @@
 /// @file substrate/ferule/AddressFamily.h
+/// The family of an address or prefix: IPv4 or IPv6. Every address, prefix and list of this library has one.
 #pragma once
 
 #include <cstdint>
@@ -9,13 +10,14 @@
 
 namespace Ferule {
 
+/// The family of an address.
 enum class AddressFamily : uint8_t {
-   unset = 0,   // of a value that has not been given one
+   unset = 0,   // the family of a default-built value
    ipv4 = 1,
    ipv6 = 2
 };
 
-/// Bits of an address: 32, 128, and 0 for every other family.
+/// The number of bits of an address: 32 or 128; 0 for every other family.
 constexpr uint8_t addressBits( AddressFamily af ) noexcept {
    return af == AddressFamily::ipv4 ? 32 : af == AddressFamily::ipv6 ? 128 : 0;
 }

@@ -11,7 +11,7 @@ Quoin::String IpAddrWithFullMask::toStrep() const {
    return IpGenAddrWithFullMask( *this ).toStrep();
 }
 
-// Not by way of the general form: lengths beyond the address make one mask and are different values.
+// Does not convert to the general form: there, all lengths above 128 give the same mask, but here they are different values.
 uint32_t Ip6AddrWithMask::hash() const noexcept {
    return Ip6Prefix{ address, length }.hash();
 }

@@ -1,4 +1,5 @@
 /// @file substrate/ferule/IntfId.h
+/// The number of an interface. A route has the interfaces of its next hops; policies match them.
 #pragma once
 
 #include <compare>
@@ -12,7 +13,7 @@
 
 namespace Ferule {
 
-/// An interface of the agent's system, by number; 0 is none. Text: the number in decimal. Threading: a plain value.
+/// The number of an interface of the agent's system; 0 means no interface. Text: the number in decimal. Threading: a plain value.
 class IntfId {
  public:
    constexpr IntfId() noexcept = default;

@@ -16,11 +16,11 @@ namespace {
 
 using Bytes = std::array<unsigned char, 16>;
 
-// The bytes of an address's text, or nothing. A text with a zero byte in it is not cut short there.
+// Parses an address; no value if the text is not an address. A text that contains a zero byte is not an address.
 std::optional<Bytes> parseBytes( int family, std::string_view text ) {
    char buffer[ INET6_ADDRSTRLEN ];
    if( text.size() >= sizeof buffer || text.find( '\0' ) != text.npos ) return std::nullopt;
-   buffer[ text.copy( buffer, text.size() ) ] = '\0';   // not memcpy: an empty view may have no data at all
+   buffer[ text.copy( buffer, text.size() ) ] = '\0';   // not memcpy: the data of an empty view may be null
    Bytes bytes{};
    if( inet_pton( family, buffer, bytes.data() ) != 1 ) return std::nullopt;
    return bytes;

@@ -1,4 +1,5 @@
 /// @file substrate/ferule/IpGenPrefixSet.h
+/// A set of prefixes. The conversion of access list rules into prefixes (substrate/acl/AclPrefix.h) fills one.
 #pragma once
 
 #include <cstdint>
@@ -13,17 +14,17 @@
 
 namespace Ferule {
 
-/// Prefixes, each once, in ascending order. Text: "{a, b}" in that order. Threading: any number of readers, or one writer.
+/// A set of prefixes in ascending order. Text: "{a, b}" in that order. Threading: any number of readers, or one writer.
 class IpGenPrefixSet : public Quoin::Node {
  public:
-   /// False when it is there already.
+   /// Returns false if the set contains the prefix already.
    bool insert( const IpGenPrefix & p ) { return prefixes_.insert( p ).second; }
    bool contains( const IpGenPrefix & p ) const { return prefixes_.contains( p ); }
    size_t count() const noexcept { return prefixes_.size(); }
    auto begin() const noexcept { return prefixes_.begin(); }
    auto end() const noexcept { return prefixes_.end(); }
 
-   /// By the prefixes: two sets may be equal and each its own node.
+   /// Compares the prefixes: two different nodes can be equal.
    friend bool operator==( const IpGenPrefixSet & a, const IpGenPrefixSet & b ) noexcept { return a.prefixes_ == b.prefixes_; }
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<IpGenPrefixSet>( a, b ); }
    uint32_t hash() const noexcept {

@@ -1,6 +1,6 @@
 /// @file substrate/ferule/IpPrefix.h
-/// Prefixes: IPv4, IPv6, and of either family. A prefix keeps the address that it was given, bits behind its length included;
-/// whoever needs those gone asks for subnet(). Threading: plain values.
+/// Prefixes: IPv4, IPv6, and a prefix of either family. Routes, prefix lists and tries use them. A prefix keeps its address unchanged,
+/// including bits behind its length; subnet() clears these bits. Threading: plain values.
 #pragma once
 
 #include <cstdint>
@@ -12,8 +12,7 @@
 
 namespace Ferule {
 
-/// An IPv4 address and a length. The length is not judged here: above 32 it is a value like any other. Text: the address, a slash
-/// and the length.
+/// An IPv4 address and a length. The length is not checked: values above 32 are allowed. Text: the address, a slash and the length.
 struct ROUTEPOLICY_API IpPrefix {
    IpAddr address;
    uint8_t length = 0;
@@ -27,7 +26,7 @@ struct ROUTEPOLICY_API IpPrefix {
 struct ROUTEPOLICY_API Ip6Prefix {
    Ip6Addr address;
    uint8_t length = 0;
-   /// Whether the leading `length` bits of the two agree.
+   /// Whether the leading `length` bits of both addresses are equal.
    constexpr bool contains( const Ip6Addr & a ) const noexcept {
       return ( ( address.bits() ^ a.bits() ) & Bits128::leadingOnes( length ) ).none();
    }
@@ -37,7 +36,7 @@ struct ROUTEPOLICY_API Ip6Prefix {
    Quoin::String toStrep() const;
 };
 
-/// What a prefix of either family is made of.
+/// The common base of prefixes of either family: an address and a length.
 class ROUTEPOLICY_API IpGenPrefixBase {
  public:
    constexpr AddressFamily af() const noexcept { return addr_.af(); }
@@ -46,13 +45,13 @@ class ROUTEPOLICY_API IpGenPrefixBase {
    constexpr IpPrefix v4Prefix() const noexcept { return { addr_.v4Addr(), length() }; }    // meaningful for IPv4 only
    constexpr Ip6Prefix v6Prefix() const noexcept { return { addr_.v6Addr(), length() }; }   // meaningful for IPv6 only
 
-   /// Whether the length fits the family and no bit stands behind it.
+   /// Whether the length is valid for the family and all bits behind the length are 0.
    constexpr bool isCanonical() const noexcept {
       return length() <= addressBits( af() ) && ( addr_.bits() & ~Bits128::leadingOnes( length() ) ).none();
    }
 
    friend constexpr auto operator<=>( const IpGenPrefixBase & a, const IpGenPrefixBase & b ) = default;
-   /// The family's text, a slash and the length; "unset" for no family.
+   /// The address, a slash and the length; "unset" if the prefix has no family.
    Quoin::String toStrep() const;
 
  protected:
@@ -60,22 +59,23 @@ class ROUTEPOLICY_API IpGenPrefixBase {
    constexpr IpGenPrefixBase( const IpGenAddr & addr, uint8_t length ) noexcept : addr_( addr ), length_( length ) {}
 
    IpGenAddr addr_;
-   uint64_t length_ = 0;   // whole words are copied without overlap; what reads the copy at once would wait else
+   uint64_t length_ = 0;   // a whole word: a copy in whole words can be read at once, without a store-forwarding stall
 };
 
-/// A prefix of either family, or of none.
+/// A prefix of either family, or unset.
 class ROUTEPOLICY_API IpGenPrefix : public IpGenPrefixBase {
  public:
-   constexpr IpGenPrefix() noexcept = default;   // of no family
+   constexpr IpGenPrefix() noexcept = default;   // unset
    /// The host prefix of an address: the full length of its family.
    constexpr explicit IpGenPrefix( const IpGenAddr & host ) noexcept : IpGenPrefixBase( host, addressBits( host.af() ) ) {}
    constexpr IpGenPrefix( IpAddr addr, uint8_t length ) noexcept : IpGenPrefixBase( addr, length ) {}
    constexpr IpGenPrefix( const Ip6Prefix & p ) noexcept : IpGenPrefixBase( p.address, p.length ) {}
    constexpr IpGenPrefix( const IpGenAddr & addr, uint8_t length ) noexcept : IpGenPrefixBase( addr, length ) {}
-   /// "address/length", or an address alone for its host prefix. Errors: RangeException, also for a length beyond the family.
+   /// Parses "address/length"; an address alone gives its host prefix.
+   /// Errors: RangeException, also for a length above the bits of the family.
    explicit IpGenPrefix( std::string_view text );
 
-   /// The same with the bits behind the length cleared.
+   /// The same prefix with the bits behind the length cleared.
    constexpr IpGenPrefix subnet() const noexcept {
       const Bits128 bits = addr_.bits() & Bits128::leadingOnes( length() );
       if( af() == AddressFamily::ipv6 ) return Ip6Prefix{ Ip6Addr( bits ), length() };

@@ -1,5 +1,6 @@
 /// @file substrate/gloss/RendererV2.h
-/// Structured output into one growing buffer. Threading: one thread.
+/// Writes JSON into one growing buffer. Evaluation logs render themselves through it. `Gloss` is rendering.
+/// Threading: one thread.
 #pragma once
 
 #include <cstdint>
@@ -11,39 +12,41 @@
 
 namespace Gloss {
 
+/// A JSON text under construction. In modes other than kStructured, no function writes anything.
 class ROUTEPOLICY_API RendererV2 {
  public:
-   static constexpr int kStructured = 2;   // the mode that writes JSON; in every other one nothing below writes
+   /// The mode that writes JSON.
+   static constexpr int kStructured = 2;
 
    explicit RendererV2( int mode = kStructured ) noexcept : mode_( mode ) {}
 
    int mode() const noexcept { return mode_; }
-   /// True when the next item needs no comma in front of it.
+   /// Whether the next item is the first of its object and needs no comma in front of it.
    bool firstItem() const noexcept { return firstItem_; }
    void firstItemIs( bool first ) noexcept { firstItem_ = first; }
 
-   /// The text as it is.
+   /// Appends the text unchanged.
    void write( std::string_view text ) {
       if( mode_ == kStructured ) buffer_ += text;
    }
-   /// A comma, unless this is the first item.
+   /// Appends a comma, unless the next item is the first.
    void writeComma() {
       if( !firstItem_ ) write( "," );
    }
-   /// The text with quotes, backslashes and control characters escaped; the surrounding quotes are the caller's. `text` is not
-   /// this renderer's own.
+   /// Appends the text with quotes, backslashes and control characters escaped. The caller writes the surrounding quotes. `text` must not
+   /// point into this renderer's buffer.
    void writeQuotedString( std::string_view text );
    void writeQuotedString( const Routing::RouteMap::MatchOption & option );
 
-   /// Opens an object under `key`; who closes it writes "}" and turns first-item off.
+   /// Opens an object under `key`. The caller closes it with endJsonObject(), or writes "}" and sets firstItem to false.
    void _startJsonObject( std::string_view key );
-   /// Closes what _startJsonObject() opened.
+   /// Closes the object that _startJsonObject() opened.
    void endJsonObject();
-   /// A member; without a key, an element.
+   /// Appends a member of an object; with an empty key, an element of an array.
    void _addJsonKeyValuePair( std::string_view key, bool value );
    void _addJsonKeyValuePair( std::string_view key, uint32_t value );
 
-   /// What has been written so far.
+   /// The text so far.
    const std::string & text() const noexcept { return buffer_; }
 
  private:

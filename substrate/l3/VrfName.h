@@ -1,4 +1,5 @@
 /// @file substrate/l3/VrfName.h
+/// The name of a VRF. The result paths of redistribution (paths/) contain it.
 #pragma once
 
 #include <compare>
@@ -12,7 +13,7 @@
 
 namespace L3 {
 
-/// A VRF of the agent's system, by name. Text: the name as it stands. Threading: a plain value.
+/// The name of a VRF of the agent's system. Text: the name itself. Threading: a plain value.
 class VrfName {
  public:
    VrfName() = default;

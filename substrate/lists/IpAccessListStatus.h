@@ -1,6 +1,6 @@
 /// @file substrate/lists/IpAccessListStatus.h
-/// A compiled access list: what evaluation reads of it.
-/// Ownership: shared by handle; matchers keep the list that they were made for. Threading: read-only once published.
+/// A compiled access list. The machines of compile/ create it from the configuration; matchers of policy/ evaluate it.
+/// Ownership: shared by handle; a matcher holds the list that it was created with. Threading: read-only once published.
 #pragma once
 
 #include "routepolicy_export.h"
@@ -10,7 +10,8 @@
 
 namespace Routing::RouteMap {
 
-/// One rule, at a trie node that stands above all that it can match. The chain at a node is in no promised order.
+/// One rule. It is stored in the trie at a prefix that contains all addresses that the rule can match. The order of the rules at one prefix
+/// is unspecified.
 class ROUTEPOLICY_API AclEntryData : public Routing::PrefixData {
  public:
    explicit AclEntryData( const AclPrefixEntry & entry ) noexcept : entry_( entry ) {}
@@ -18,23 +19,25 @@ class ROUTEPOLICY_API AclEntryData : public Routing::PrefixData {
 
    uint32_t seqno() const noexcept { return entry_.seqno; }
    const Ferule::IpGenAddrWithFullMask & source() const noexcept { return entry_.source; }
-   /// An agent's own rule may decide this late.
+   /// Virtual: a rule class of an agent may decide this at evaluation time.
    virtual Acl::MatchPermit permit() const { return entry_.permit; }
+   /// The next rule at the same prefix; null behind the last.
    const AclEntryData * nextEntry() const noexcept { return static_cast<const AclEntryData *>( next() ); }
 
  private:
    AclPrefixEntry entry_;
 };
 
+/// A name and the trie of the rules.
 class ROUTEPOLICY_API IpAccessListStatus : public Quoin::Node {
  public:
-   /// A list without rules, of IPv4 until it gets a trie.
+   /// Creates a list without rules. Its family is IPv4 until trieIs().
    explicit IpAccessListStatus( const Quoin::String & name );
    ~IpAccessListStatus() override;
 
    const Quoin::String & name() const noexcept { return name_; }
    const PatriciaTrieWithNodeData & trie() const noexcept { return *trie_; }
-   /// Installs the rules, all of them AclEntryData. Errors: MutatorArgNullPointerException on null.
+   /// Sets the rules. All data of the trie must be AclEntryData. Errors: MutatorArgNullPointerException on null.
    void trieIs( const Quoin::Ptr<const PatriciaTrieWithNodeData> & trie );
 
  private:

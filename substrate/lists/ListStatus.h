@@ -1,5 +1,6 @@
 /// @file substrate/lists/ListStatus.h
-/// Compiled lists that this library holds by handle: agents derive from these what they read themselves.
+/// The statuses of lists that this library only passes on. Agents derive their own list types from these classes and evaluate them; list
+/// symbols hold them by handle.
 #pragma once
 
 #include "routepolicy_export.h"
@@ -10,7 +11,7 @@
 
 namespace Routing::RouteMap {
 
-/// A status of which only the name is known here. Threading: read-only once published.
+/// A status of which this library knows only the name. Threading: read-only once published.
 class ROUTEPOLICY_API NamedListStatus : public Quoin::Node {
  public:
    explicit NamedListStatus( const Quoin::String & name ) : name_( name ) {}
@@ -31,7 +32,7 @@ struct ROUTEPOLICY_API RoaTableStatus : NamedListStatus { using NamedListStatus:
 struct ROUTEPOLICY_API SrLabelRangeStatus : NamedListStatus { using NamedListStatus::NamedListStatus; };
 // clang-format on
 
-/// A prefix list that comes from elsewhere at run time: one list per family, either of which may be missing.
+/// A prefix list that is supplied at run time, not configured. It has one list per family; either handle may be null.
 class ROUTEPOLICY_API DynPrefixListStatus : public NamedListStatus {
  public:
    using NamedListStatus::NamedListStatus;

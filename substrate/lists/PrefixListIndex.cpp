@@ -26,7 +26,7 @@ std::unique_ptr<const PrefixListIndex> PrefixListIndex::make( const PatriciaTrie
 }
 
 PrefixListIndex::PrefixListIndex( const PatriciaTrieWithNodeData & trie ) : rows_( trie.slotCount() ), trieVersion_( trie.version() ) {
-   // The bound over a slot's own entries and all above, for the slots below it.
+   // The bound over the entries of a slot and of all slots above it. The slots below use it.
    struct Bound {
       uint32_t seqno = ~uint32_t( 0 );
       uint8_t le = 0;
@@ -58,10 +58,10 @@ PrefixListIndex::Answer PrefixListIndex::governing( const PatriciaTrieWithNodeDa
    return slot == kNoSlot ? Answer{} : climb( trie, slot, prefix.length() );
 }
 
-// Goes up from the longest prefix that contains the one of `length` bits.
+// Searches upwards. `slot` is the longest prefix of the list that contains the searched prefix, which has `length` bits.
 PrefixListIndex::Answer PrefixListIndex::climb( const PatriciaTrieWithNodeData & trie, Slot slot, unsigned length ) const noexcept {
    Answer best;
-   // Of equal numbers the shorter prefix's governs, as in a walk that starts there.
+   // Of entries with equal numbers, the entry with the shorter prefix governs, as in a walk that starts at the shortest prefix.
    auto offer = [ & ]( uint32_t seqno, bool permit ) {
       if( !best.found || seqno <= best.seqno ) best = { seqno, true, permit };
    };

@@ -1,12 +1,14 @@
 /// @file substrate/lists/PrefixListIndex.h
-/// Answers which entry of a prefix list governs a prefix, without touching the entries where no two share one.
+/// An index that finds the governing entry of a prefix list quickly. A PrefixListStatus builds it beside its trie; matchers of policy/ use
+/// it for every route. The governing entry is the matching entry with the lowest sequence number.
 ///
-/// Beside each slot of the trie's data row stands what the first entry there says, where the next containing prefix is, and a
-/// bound on everything above: the lowest sequence number and the highest `le`. A look-up finds the longest prefix that contains
-/// the one asked about and goes up from there until the bound says that nothing above can govern. For a list of exact
-/// prefixes, such as a whole routing table, the first bound ends the search.
+/// The index has one row per slot of the trie's data array. A row holds the bounds and the action of the first entry at that prefix, the
+/// slot of the next containing prefix (the parent), and a bound over all containing prefixes: their lowest sequence number and highest
+/// `le`. A look-up starts at the longest prefix of the list that contains the searched prefix. It climbs from parent to parent until the
+/// bound shows that no entry above can govern. In a list of exact prefixes, such as a whole routing table, the first bound ends the search.
+/// Entries themselves are read only where several entries share one prefix.
 ///
-/// Invariant: the answer is the one that walking all of the trie's ancestors gives. Threading: immutable.
+/// Invariant: the answer equals the result of a walk over all containing prefixes. Threading: immutable.
 #pragma once
 
 #include <cstdint>
@@ -18,33 +20,37 @@
 
 namespace Routing::RouteMap {
 
+/// The index of one trie.
 class ROUTEPOLICY_API PrefixListIndex {
  public:
-   /// Null when the trie has entries of a derived class, which may decide late.
+   /// Builds the index. Returns null if the trie has entries of a derived class, which may decide at evaluation time.
    static std::unique_ptr<const PrefixListIndex> make( const PatriciaTrieWithNodeData & trie );
 
+   /// The governing entry, if one was found.
    struct Answer {
       uint32_t seqno = 0;
       bool found = false;
       bool permit = false;
    };
-   /// The entry with the lowest sequence number among those that admit the prefix's length, the first of each node counting.
-   /// `prefix` is of the trie's family, and the trie the one that the index was made of.
+   /// Finds, among the entries whose prefix contains `prefix` and whose bounds admit its length, the entry with the lowest sequence number.
+   /// `prefix` must be of the trie's family; `trie` must be the trie from which the index was built, unchanged.
    Answer governing( const PatriciaTrieWithNodeData & trie, const Ferule::IpGenPrefix & prefix ) const noexcept;
 
+   /// Whether `trie` has not changed since the index was built from it.
    bool current( const PatriciaTrieWithNodeData & trie ) const noexcept { return trie.version() == trieVersion_; }
+   /// The memory of the rows.
    size_t bytes() const noexcept { return rows_.capacity() * sizeof( Row ); }
 
  private:
    struct Row {   // 16 bytes: four to a cache line
       uint32_t seqno = 0;
       PatriciaTrieWithNodeData::Slot parent = PatriciaTrieWithNodeData::kNoSlot;
-      uint32_t aboveSeqno = ~uint32_t( 0 );   // no entry at a containing prefix has a lower number
+      uint32_t aboveSeqno = ~uint32_t( 0 );   // the lowest sequence number at the containing prefixes
       uint8_t ge = 1;
       uint8_t le = 0;
-      uint8_t aboveLe = 0;   // no entry at a containing prefix admits a greater length
+      uint8_t aboveLe = 0;   // the highest `le` at the containing prefixes
       bool permit : 1 = false;
-      bool chained : 1 = false;   // several entries at this prefix: ask them
+      bool chained : 1 = false;   // this prefix has several entries: a look-up reads the entries themselves
    };
    static_assert( sizeof( Row ) == 16 );
    explicit PrefixListIndex( const PatriciaTrieWithNodeData & trie );

@@ -1,6 +1,6 @@
 /// @file substrate/lists/PrefixListStatus.h
-/// A compiled prefix list: what evaluation reads of it.
-/// Ownership: shared by handle; matchers keep the list that they were made for. Threading: read-only once published.
+/// A compiled prefix list. PrefixListBuilder creates it from the configured entries; matchers of policy/ evaluate it.
+/// Ownership: shared by handle; a matcher holds the list that it was created with. Threading: read-only once published.
 #pragma once
 
 #include <cstdint>
@@ -15,10 +15,10 @@ namespace Routing::RouteMap {
 
 class PrefixListIndex;
 
-/// One entry, at the trie node of its own prefix. It speaks of prefixes whose length is in [ ge, le ].
+/// One entry. It is stored in the trie at its own prefix, and matches contained prefixes whose length is in [ ge, le ].
 class ROUTEPOLICY_API PrefixListEntryData : public Routing::PrefixData {
  public:
-   /// A bound above 255 is kept as 255, which no length reaches.
+   /// A bound above 255 is stored as 255, which no prefix length reaches.
    PrefixListEntryData( uint32_t seqno, Acl::MatchPermit permit, uint8_t prefixLength, uint32_t ge, uint32_t le ) noexcept
          : seqno_( seqno ), prefixLength_( prefixLength ), ge_( bound( ge ) ), le_( bound( le ) ), permit_( permit ) {}
    ~PrefixListEntryData() override;
@@ -27,10 +27,10 @@ class ROUTEPOLICY_API PrefixListEntryData : public Routing::PrefixData {
    uint32_t ge() const noexcept { return ge_; }
    uint32_t le() const noexcept { return le_; }
    uint8_t prefixLength() const noexcept { return prefixLength_; }
-   /// An agent's own entry may decide this late.
+   /// Virtual: an entry class of an agent may decide this at evaluation time.
    virtual bool isPrefixEntryPermit() const { return permit_ == Acl::MatchPermit::permit; }
 
-   /// The next entry at the same node, null behind the last. The chain stands in ascending order of seqno.
+   /// The next entry at the same prefix, in ascending order of seqno; null behind the last.
    const PrefixListEntryData * nextEntry() const noexcept { return static_cast<const PrefixListEntryData *>( next() ); }
 
  private:
@@ -43,9 +43,10 @@ class ROUTEPOLICY_API PrefixListEntryData : public Routing::PrefixData {
    Acl::MatchPermit permit_;
 };
 
+/// A name, the trie of the entries, and the index over the trie.
 class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
  public:
-   /// A list without entries.
+   /// Creates a list without entries.
    PrefixListStatus( const Quoin::String & name, Ferule::AddressFamily af );
    ~PrefixListStatus() override;
 
@@ -53,15 +54,15 @@ class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
    Ferule::AddressFamily af() const noexcept { return af_; }
    const PatriciaTrieWithNodeData & trie() const noexcept { return *trie_; }
 
-   /// Installs the entries, all of them PrefixListEntryData, and builds the index that speeds up look-ups. What is changed in the
-   /// trie after that still counts, at the speed of a plain walk.
+   /// Sets the entries and builds the index that speeds up look-ups. All data of the trie must be PrefixListEntryData. A later change of
+   /// the trie takes effect, but disables the index: look-ups then walk the trie.
    /// Errors: MutatorArgNullPointerException on null.
    void trieIs( const Quoin::Ptr<const PatriciaTrieWithNodeData> & trie );
 
-   /// The index over the present trie; null when it has none (an agent's own entry type, or a trie changed since).
+   /// The index over the trie; null if the trie has entries of a derived class, or changed after trieIs().
    const PrefixListIndex * index() const noexcept;
 
-   /// Memory of the list, each of its entries taken for a plain one.
+   /// The memory of the list. Every entry counts with the size of PrefixListEntryData.
    size_t bytes() const noexcept;
 
  private:

@@ -1,5 +1,6 @@
 /// @file substrate/lists/TagSetStatus.h
-/// A compiled tag set. Ownership: shared by handle. Threading: read-only once published.
+/// A compiled tag set. TagSetProducer creates it from the configured tags; matchers of policy/ evaluate it.
+/// Ownership: shared by handle. Threading: read-only once published.
 #pragma once
 
 #include <initializer_list>
@@ -12,6 +13,7 @@
 
 namespace Routing::RouteMap {
 
+/// A name and a set of tags.
 class ROUTEPOLICY_API TagSetStatus : public Quoin::Node {
  public:
    explicit TagSetStatus( const Quoin::String & name, std::initializer_list<RouteTag> tags = {} );
@@ -19,8 +21,9 @@ class ROUTEPOLICY_API TagSetStatus : public Quoin::Node {
 
    const Quoin::String & name() const noexcept { return name_; }
    const Plinth::HashSet2018<RouteTag> & tag() const noexcept { return tag_; }
-   /// False, and nothing happens, when it is there already, or not there.
+   /// Adds a tag. Returns false if the set contains it already.
    bool tagIs( RouteTag tag ) { return tag_.put( tag ); }
+   /// Removes a tag. Returns false if the set does not contain it.
    bool tagDel( RouteTag tag ) { return tag_.erase( tag ); }
 
  private:

@@ -1,7 +1,9 @@
 /// @file substrate/plinth/Attribute.h
-/// Attributes of notifying objects: one line each, every public name spelled out.
-/// A write stores first and publishes after; a write of the present value publishes nothing.
-/// Errors: a null handle cannot be a member of a collection or set; every other value can be stored. Threading: any number of readers, or one writer.
+/// Declares the attributes and collections of a class, one macro line each. Configuration and status classes use it; the macros publish
+/// every change through the object's Quoin::Publisher. `Plinth` is attributes and collections.
+/// A write stores the value first and publishes after; a write of the present value publishes nothing.
+/// Errors: a null handle cannot be a member of a collection or set; every other value can be stored.
+/// Threading: any number of readers, or one writer.
 #pragma once
 
 #include <type_traits>
@@ -13,39 +15,43 @@
 
 namespace Plinth {
 
+/// What a reader returns: small plain values by value, all others by reference.
 template <class T>
 using Read = std::conditional_t<std::is_trivially_copyable_v<T> && sizeof( T ) <= 16, T, const T &>;
 
+/// The storage of one attribute.
 template <class T>
 struct Attr {
    T value{};
+   /// Stores `v`. Returns false, and does nothing, if `v` is the present value.
    bool assign( T && v ) {
       if( v == value ) return false;
-      std::swap( value, v );   // the old value stays with the caller: it goes when the new one stands
+      std::swap( value, v );   // the caller destroys the old value, when the new value is in place
       return true;
    }
 };
 
-/// Whether two keys of a published change are the same.
+/// Whether two keys of a published change are equal.
 template <class K>
 bool keyIsEq( const void * a, const void * b ) {
    return *static_cast<const K *>( a ) == *static_cast<const K *>( b );
 }
 
-/// Tells that the member under `key` changed from `old`, a default-built value where there was none.
+/// Publishes that the member under `key` changed. `old` is its previous value; default-built if the key had no member.
 template <class Publisher, class K, class V>
 void publishMember( Publisher & publisher, Quoin::FieldId field, const K & key, const V * old ) {
    publisher.publishChangeRecursive( field, &key, old, keyIsEq<K> );
 }
 
-/// The value under `key`, a default-built one where there is none.
+/// The value under `key`; default-built if the key has no member.
 template <class Collection>
 typename Collection::Value memberOf( const Collection & collection, const typename Collection::Key & key ) {
    auto * found = collection.find( key );
    return found ? *found : typename Collection::Value{};
 }
 
-/// Errors: a null handle is a fault of the caller and raised under the name of the `mutator`.
+/// Inserts or replaces the member under `key` and publishes a real change.
+/// Errors: MutatorArgNullPointerException, with the name `mutator`, if `value` is a null handle.
 template <class Publisher, class Collection>
 void putMember( Publisher & publisher, Quoin::FieldId field, const char * mutator, Collection & collection,
                 const typename Collection::Key & key, typename Collection::Value value ) {
@@ -55,42 +61,43 @@ void putMember( Publisher & publisher, Quoin::FieldId field, const char * mutato
    if( collection.put( key, std::move( value ) ) ) publishMember( publisher, field, key, &old );
 }
 
+/// Removes the member under `key` and publishes the change. Does nothing if the key has no member.
 template <class Publisher, class Collection>
 void eraseMember( Publisher & publisher, Quoin::FieldId field, Collection & collection, const typename Collection::Key & key ) {
    const auto old = memberOf( collection, key );
    if( collection.erase( key ) ) publishMember( publisher, field, key, &old );
 }
 
-/// Empties the collection first and then tells of every member, so that no reactor sees half of it. A reaction that throws leaves
-/// the rest untold.
+/// Empties the collection first and then publishes the removal of every member, so no subscriber sees a half-empty collection.
+/// If a subscriber throws, the remaining removals are not published.
 template <class Publisher, class Collection>
 void eraseAllMembers( Publisher & publisher, Quoin::FieldId field, Collection & collection ) {
-   Quoin::ReleaseScope scope;   // a reaction may drop the owner
+   Quoin::ReleaseScope scope;   // a subscriber may drop the owner
    for( const auto & [ key, value ] : collection.takeAll() ) publishMember( publisher, field, key, &value );
 }
 
-/// Makes `to` hold what `from` holds, telling of each real change.
+/// Makes the members of `to` equal to the members of `from`, and publishes each real change.
 template <class Publisher, class Collection>
 void cloneMembers( Publisher & publisher, Quoin::FieldId field, Collection & to, const Collection & from ) {
    Quoin::ReleaseScope scope;
    for( auto i = to.first(); i; i.next() )
       if( !from.find( i.key() ) ) eraseMember( publisher, field, to, i.key() );
-   for( auto i = from.first(); i; i.next() ) putMember( publisher, field, "clone", to, i.key(), i.value() );   // it may be written to
+   for( auto i = from.first(); i; i.next() ) putMember( publisher, field, "clone", to, i.key(), i.value() );   // `from` may change
 }
 
-/// The node under `key`; made with that key, and told of, if there is none.
+/// The node under `key`. If it does not exist, it is created from the key, stored and published.
 template <class Publisher, class Collection>
 typename Collection::Value findOrMakeMember( Publisher & publisher, Quoin::FieldId field, Collection & collection,
                                              const typename Collection::Key & key ) {
    if( auto * found = collection.find( key ) ) return *found;
-   Quoin::ReleaseScope scope;   // a reaction may drop the owner
+   Quoin::ReleaseScope scope;   // a subscriber may drop the owner
    auto made = Quoin::makeNode<typename Collection::Value::element_type>( key );
    putMember( publisher, field, "", collection, key, made );
-   auto * now = collection.find( key );   // a reaction may have put another in its place
+   auto * now = collection.find( key );   // a subscriber may have replaced or removed the node
    return now ? *now : made;
 }
 
-/// Takes the node under `key` out; null when there was none.
+/// Removes the node under `key`, publishes the change, and returns the node; null if the key had none.
 template <class Publisher, class Collection>
 typename Collection::Value takeMember( Publisher & publisher, Quoin::FieldId field, Collection & collection,
                                        const typename Collection::Key & key ) {
@@ -99,9 +106,9 @@ typename Collection::Value takeMember( Publisher & publisher, Quoin::FieldId fie
    return old;
 }
 
-// The same for a set, whose members are their keys.
+// The same functions for a set, whose members are the keys themselves.
 
-/// Errors: a null handle, as above.
+/// Inserts `key` and publishes a real change. Errors: MutatorArgNullPointerException, as putMember().
 template <class Publisher, class Set, class K>
 void putKey( Publisher & publisher, Quoin::FieldId field, const char * mutator, Set & set, const K & key ) {
    if constexpr( requires { typename K::element_type; } )
@@ -109,11 +116,13 @@ void putKey( Publisher & publisher, Quoin::FieldId field, const char * mutator, 
    if( set.put( key ) ) publisher.publishChangeRecursive( field, &key, nullptr, keyIsEq<K> );
 }
 
+/// Removes `key` and publishes the change. Does nothing if the set does not contain it.
 template <class Publisher, class Set, class K>
 void eraseKey( Publisher & publisher, Quoin::FieldId field, Set & set, const K & key ) {
    if( set.erase( key ) ) publisher.publishChangeRecursive( field, &key, nullptr, keyIsEq<K> );
 }
 
+/// Empties the set first and then publishes the removal of every key, as eraseAllMembers().
 template <class Publisher, class Set>
 void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
    Quoin::ReleaseScope scope;
@@ -124,11 +133,11 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
 
 // clang-format off
 
-// What the macros have in common: the reader comes first, so that the comment above the line documents it, then the private member, then
-// the writers. Every one of them starts and ends in `public:`, whichever section it stands in; what follows a macro and is private says so.
-// Each but PLINTH_VALUE needs a member `publisher_`.
+// All macros have the same shape: first the reader, so that the comment above the macro documents it; then the private member; then the
+// writers. Every macro starts and ends in `public:`, whichever section it is used in; private members behind a macro need `private:`.
+// Every macro except PLINTH_VALUE needs a member `publisher_`.
 
-/// An attribute: reader `foo`, writer `fooIs`. It starts as a default-built value, or as what a constructor gives `foo_`.
+/// An attribute: reader `foo`, writer `fooIs`. The initial value is default-built, unless a constructor initializes `foo_`.
 #define PLINTH_ATTR( foo, fooIs, field, ... )                                                                     \
  public:                                                                                                          \
    ::Plinth::Read<__VA_ARGS__> foo() const noexcept { return foo##_.value; }                                      \
@@ -141,8 +150,8 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
       if( foo##_.assign( std::move( v ) ) ) this->publisher_.publishChange( ::Quoin::FieldId( field ) );          \
    }
 
-/// A collection: readers `foo` of the whole and of one key (a default-built value, such as a null handle, where there is none),
-/// writers `fooIs`, `fooDel`, `fooDelAll`. Keys are passed by value: they may alias a member.
+/// A collection: readers `foo()` of the whole and `foo( key )` of one member (default-built, such as a null handle, if the key has no
+/// member); writers `fooIs`, `fooDel`, `fooDelAll`. Keys are passed by value: they may alias a member.
 #define PLINTH_COLLECTION( foo, fooIs, fooDel, fooDelAll, field, ... )                                            \
  public:                                                                                                          \
    const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
@@ -158,8 +167,8 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
    void fooDel( __VA_ARGS__::Key key ) { ::Plinth::eraseMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key ); } \
    void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }
 
-/// A collection of nodes that hold their key: `fooIs` takes a node, and `nodeKey` is what reads its key. `fooDel` gives the node that
-/// goes, null for none. The rest as above.
+/// A collection of nodes that hold their own key. `fooIs` takes a node; `nodeKey` is the function of the node that reads its key.
+/// `fooDel` returns the removed node, or null. The rest is as in PLINTH_COLLECTION.
 #define PLINTH_NODES( foo, fooIs, fooDel, fooDelAll, field, nodeKey, ... )                                        \
  public:                                                                                                          \
    const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
@@ -169,7 +178,7 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
    __VA_ARGS__ foo##_;                                                                                            \
                                                                                                                   \
  public:                                                                                                          \
-   void fooIs( __VA_ARGS__::Value node ) {   /* by value: a reaction may drop the caller's */                     \
+   void fooIs( __VA_ARGS__::Value node ) {   /* by value: a subscriber may drop the caller's handle */            \
       if( !node ) ::Plinth::throwMutatorArgNullPointerException( #fooIs );                                        \
       ::Plinth::putMember( this->publisher_, ::Quoin::FieldId( field ), #fooIs, foo##_, node->nodeKey(), node );  \
    }                                                                                                              \
@@ -178,8 +187,8 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
    }                                                                                                              \
    void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }
 
-/// A collection of nodes that are made here: `fooIs` takes a key, and gives the node that stands there or is made of the key, which
-/// alone is told of. `fooDel` gives the node that goes, null for none.
+/// A collection of nodes that the collection creates itself. `fooIs` takes a key and returns the node of that key; if the node does not
+/// exist, it is created from the key and published. `fooDel` returns the removed node, or null.
 #define PLINTH_MADE_NODES( foo, fooIs, fooDel, fooDelAll, field, ... )                                            \
  public:                                                                                                          \
    const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
@@ -197,7 +206,7 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
    }                                                                                                              \
    void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }
 
-/// A set: readers `foo` of the whole and `fooHas` of one key.
+/// A set: readers `foo` of the whole and `fooHas` of one key; writers `fooIs`, `fooDel`, `fooDelAll`.
 #define PLINTH_SET( foo, fooHas, fooIs, fooDel, fooDelAll, field, ... )                                           \
  public:                                                                                                          \
    const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
@@ -211,7 +220,7 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
    void fooDel( __VA_ARGS__::Key key ) { ::Plinth::eraseKey( this->publisher_, ::Quoin::FieldId( field ), foo##_, key ); } \
    void fooDelAll() { ::Plinth::eraseAllKeys( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }
 
-/// A field of a plain value: reader `foo`, writer `fooIs`; nobody is told. `initial` is what a new value has.
+/// A field of a plain value: reader `foo`, writer `fooIs`; changes are not published. `initial` is the initializer of the field.
 #define PLINTH_VALUE( foo, fooIs, initial, ... )                                                                  \
  public:                                                                                                          \
    ::Plinth::Read<__VA_ARGS__> foo() const noexcept { return foo##_; }                                            \

@@ -27,13 +27,13 @@ size_t Clock::callDue() {
    const Seconds time = now();
    const uint64_t turn = ++turn_;
    size_t called = 0;
-   // What enters meanwhile does so at `time` or later, and stands behind all of this turn.
+   // A call that is requested during this turn is due at `time` or later, so it sorts behind all calls of this turn.
    while( nextCall() <= time && !calls_.empty() && calls_.begin()->second->enteredIn_ < turn ) {
       NotifieeConst & notifiee = *calls_.begin()->second;
       notifiee.leave();
       notifiee.due_ = kNever;
       ++called;
-      notifiee.handleTime();   // it may be gone behind this
+      notifiee.handleTime();   // the call may destroy the notifiee
    }
    return called;
 }
@@ -51,7 +51,7 @@ Clock::NotifieeConst::~NotifieeConst() {
 void Clock::NotifieeConst::timeMinIs( Seconds fromNow ) {
    const Seconds before = clock_->nextCall();
    leave();
-   if( !( fromNow > Seconds( 0 ) ) ) fromNow = Seconds( 0 );   // what is no number too
+   if( !( fromNow > Seconds( 0 ) ) ) fromNow = Seconds( 0 );   // also for NaN
    due_ = fromNow == kNever ? kNever : clock_->now() + fromNow;
    if( registered_ ) enter();
    clock_->wakeUpIfSoonerThan( before );

@@ -1,5 +1,5 @@
 /// @file substrate/plinth/DynArray.h
-/// The sparse array: values at U32 indices, some of which are unset.
+/// The sparse array: values at 32-bit indices, where some indices are unset. It is one of the collections that attributes hold.
 #pragma once
 
 #include <cstddef>
@@ -12,11 +12,12 @@
 
 namespace Plinth {
 
-/// A default-built value is an unset entry; iteration passes over it. Threading: any number of readers, or one writer.
+/// A default-built value counts as unset; iteration skips it. Threading: any number of readers, or one writer.
 template <class V>
 class DynArray {
  public:
-   static constexpr uint32_t kMaxEntries = 2003004;   // indices stay below this
+   /// Every index must be below this number.
+   static constexpr uint32_t kMaxEntries = 2003004;
 
    DynArray() = default;
    DynArray( const DynArray & ) = default;
@@ -27,35 +28,39 @@ class DynArray {
            version_( std::move( from.version_ ) ) {}
    DynArray & operator=( const DynArray & from ) { return *this = DynArray( from ); }
    DynArray & operator=( DynArray && from ) noexcept {
-      const auto gone = std::exchange( entries_, std::exchange( from.entries_, {} ) );   // let go of when all is in place
+      const auto gone = std::exchange( entries_, std::exchange( from.entries_, {} ) );   // destroyed when the new state is complete
       first_ = std::exchange( from.first_, 0 );
       count_ = std::exchange( from.count_, 0 );
       version_ = std::move( from.version_ );
       return *this;
    }
 
-   /// The lowest index that is set, and one above the highest; 0 where none is.
+   /// The lowest index that is set; 0 if none is.
    uint32_t firstIndex() const noexcept { return first_; }
+   /// One above the highest index that is set; 0 if none is.
    uint32_t size() const noexcept { return first_ + static_cast<uint32_t>( entries_.size() ); }
-   uint32_t count() const noexcept { return count_; }   // entries that are set
+   /// The number of entries that are set.
+   uint32_t count() const noexcept { return count_; }
    bool empty() const noexcept { return count_ == 0; }
+   /// Increases with every real change, and never otherwise.
    uint32_t version() const noexcept { return version_; }
 
-   /// The value at `index`, default-built where none is set.
+   /// The value at `index`; default-built if the entry is unset.
    const V & operator[]( uint32_t index ) const noexcept {
       static const V kUnset{};
       return index - first_ < entries_.size() ? entries_[ index - first_ ] : kUnset;
    }
 
-   /// Sets, or unsets by a default-built value; false when that value stands there already. Space goes from the first to the last that
-   /// is set. Errors: an index of kMaxEntries or above ends the process.
+   /// Sets the entry at `index`; a default-built value unsets it. Returns false if the entry has that value already. The array takes
+   /// memory for all indices between the lowest and the highest that are set.
+   /// Errors: an index of kMaxEntries or above ends the process.
    bool put( uint32_t index, V value ) {
       const uint32_t newEntries = index;
       QUOIN_ASSERT( newEntries < kMaxEntries, "newEntries < 2003004" );
       if( ( *this )[ index ] == value ) return false;
       reach( index );
       V & entry = entries_[ index - first_ ];
-      std::swap( entry, value );   // the old value goes when all is in place
+      std::swap( entry, value );   // the old value is destroyed when the new state is complete
       if( entry == V{} ) {
          --count_;
          trim();
@@ -66,8 +71,10 @@ class DynArray {
       return true;
    }
 
+   /// Unsets the entry at `index`. Returns false if it is unset already.
    bool erase( uint32_t index ) { return index - first_ < entries_.size() && put( index, V{} ); }
 
+   /// Unsets all entries.
    void clear() {
       if( entries_.empty() ) return;
       std::vector<V> gone;
@@ -76,8 +83,8 @@ class DynArray {
       if( std::exchange( count_, 0 ) ) ++version_;
    }
 
-   /// Moves over set entries only, in ascending order; survives changes, and sees what has been set further on. Where it stands may
-   /// be unset meanwhile.
+   /// Visits the set entries in ascending order. Changes do not invalidate it: it also visits entries that are set ahead of it
+   /// meanwhile, and value() is default-built if its own entry is unset meanwhile.
    class Iterator {
     public:
       explicit operator bool() const noexcept { return at_ < array_->size(); }
@@ -121,7 +128,7 @@ class DynArray {
       first_ += static_cast<uint32_t>( unset );
    }
 
-   std::vector<V> entries_;   // from the first that is set to the last
+   std::vector<V> entries_;   // from the lowest to the highest set entry
    uint32_t first_ = 0;
    uint32_t count_ = 0;
    Version version_;

@@ -1,4 +1,5 @@
 /// @file substrate/plinth/EveryStep.h
+/// Runs several steps to the end although some of them throw. Writers use it where each step notifies subscribers.
 #pragma once
 
 #include <exception>
@@ -8,8 +9,7 @@
 
 namespace Plinth {
 
-/// Takes steps that all have to be taken, also where those who hear of one of them throw. The first that was thrown comes out of
-/// finish().
+/// Runs each step and catches its exception, so that the next step still runs. finish() throws the first caught exception.
 class EveryStep {
  public:
    template <class Step>
@@ -20,6 +20,7 @@ class EveryStep {
          if( !thrown_ ) thrown_ = std::current_exception();
       }
    }
+   /// Throws the first caught exception, if any.
    void finish() const {
       if( thrown_ ) std::rethrow_exception( thrown_ );
    }

@@ -1,5 +1,5 @@
 /// @file substrate/plinth/Exception.h
-/// What a writer raises when it is given a null that it must not take.
+/// The error of a writer whose argument must not be null. The writers of attributes and collections raise it.
 #pragma once
 
 #include <stdexcept>
@@ -9,13 +9,14 @@
 
 namespace Plinth {
 
+/// A null argument where an object is required. what() names the writer.
 class ROUTEPOLICY_API MutatorArgNullPointerException : public std::invalid_argument {
  public:
    explicit MutatorArgNullPointerException( const std::string & what ) : std::invalid_argument( what ) {}
    ~MutatorArgNullPointerException() override;
 };
 
-/// Raises "<mutator>: the argument is null". `mutator` is the writer's name.
+/// Throws MutatorArgNullPointerException with the text "<mutator>: the argument is null". `mutator` is the name of the writer.
 [[noreturn]] ROUTEPOLICY_API void throwMutatorArgNullPointerException( const char * mutator );
 
 }   // namespace Plinth

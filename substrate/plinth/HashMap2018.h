@@ -1,5 +1,5 @@
 /// @file substrate/plinth/HashMap2018.h
-/// The unordered collections: a map and a set.
+/// The unordered collections: a map and a set. An attribute holds one when the order of its members does not matter.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 
 namespace Plinth {
 
-/// A key's own hash where it has one.
+/// Calls the key's own hash() if it exists, else std::hash.
 template <class K>
 struct KeyHash {
    size_t operator()( const K & key ) const noexcept {
@@ -25,25 +25,26 @@ struct KeyHash {
    }
 };
 
-/// What the two unordered collections share: `Table` is the standard container behind, `Derived` adds look-up and insertion.
+/// The common part of the map and the set. `Table` is the standard container; the derived classes add look-up and insertion.
 template <class K, class Table>
 class HashCollection {
  public:
    HashCollection() : table_( emptyTable() ) {}
    size_t count() const noexcept { return table_.size(); }
    bool empty() const noexcept { return table_.empty(); }
-   uint32_t version() const noexcept { return version_; }   // moves with every real change and never otherwise
+   /// Increases with every real change, and never otherwise.
+   uint32_t version() const noexcept { return version_; }
    bool contains( const K & key ) const { return table_.find( key ) != table_.end(); }
 
-   /// False when there is no such key.
+   /// Removes the member under `key`. Returns false if the key has no member.
    bool erase( const K & key ) {
-      auto gone = table_.extract( key );   // what it held is let go when all is in place again
+      auto gone = table_.extract( key );   // destroyed when the new state is complete
       if( gone.empty() ) return false;
       ++version_;
       return true;
    }
 
-   /// Empties the collection and hands out what stood in it.
+   /// Empties the collection and returns its members.
    Table takeAll() {
       Table gone = emptyTable();
       if( table_.empty() ) return gone;
@@ -53,7 +54,7 @@ class HashCollection {
    }
    void clear() { takeAll(); }
 
-   /// The unsafe kind: fast, and ends the process when it is used after a change.
+   /// The unsafe iterator: fast, but any use of it after a change of the collection ends the process.
    class Iterator {
     public:
       explicit operator bool() const {
@@ -78,7 +79,7 @@ class HashCollection {
       uint32_t version_;
    };
 
-   /// The safe kind: stands on each key that was there at the start and still is when its turn comes, once. Allocates.
+   /// The safe iterator: visits once each key that existed at the start and still exists when its turn comes. Allocates memory.
    class SafeIterator {
     public:
       explicit operator bool() const noexcept { return at_ < keys_.size(); }
@@ -105,12 +106,12 @@ class HashCollection {
    Iterator iterator() const { return Iterator( this ); }
    SafeIterator safeIterator() const { return SafeIterator( this ); }
 
-   /// For range-for; any change ends the use of these.
+   /// For range-for. Any change of the collection invalidates these iterators.
    auto begin() const noexcept { return table_.begin(); }
    auto end() const noexcept { return table_.end(); }
 
  protected:
-   /// Comes before an insertion.
+   /// Must be called before an insertion.
    void makeRoom() {
       if( table_.size() == kFew ) table_.max_load_factor( 1 );
    }
@@ -118,7 +119,8 @@ class HashCollection {
    Version version_;
 
  private:
-   // Most of them have a member or two. With this load, few members share the one bucket that stands in the table itself.
+   // Most collections have one or two members. With a load factor of 12, these few share the one bucket inside the table object, so the
+   // table allocates no array of buckets.
    static constexpr size_t kFew = 8;
    static Table emptyTable() {
       Table table;
@@ -139,13 +141,13 @@ class HashMap2018 : public HashCollection<K, std::unordered_map<K, V, Hash, IsEq
    using Key = K;
    using Value = V;
 
-   /// The value under `key`, null when there is none. Good until this member goes.
+   /// The value under `key`, or null. Valid until this member is removed.
    const V * find( const K & key ) const {
       auto i = this->table_.find( key );
       return i == this->table_.end() ? nullptr : &i->second;
    }
 
-   /// Inserts or replaces; false, and nothing happens, when the very value stands there already.
+   /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
    bool put( const K & key, V value ) {
       this->makeRoom();
       auto [ i, inserted ] = this->table_.try_emplace( key, value );
@@ -158,12 +160,12 @@ class HashMap2018 : public HashCollection<K, std::unordered_map<K, V, Hash, IsEq
    }
 };
 
-/// Keys alone. Threading: any number of readers, or one writer.
+/// A set of keys. Threading: any number of readers, or one writer.
 template <class K, class Hash = KeyHash<K>, class IsEq = std::equal_to<K>>
 class HashSet2018 : public HashCollection<K, std::unordered_set<K, Hash, IsEq>> {
  public:
    using Key = K;
-   /// False, and nothing happens, when the key is there already.
+   /// Inserts the key. Returns false, and changes nothing, if the set contains it already.
    bool put( const K & key ) {
       this->makeRoom();
       if( !this->table_.insert( key ).second ) return false;

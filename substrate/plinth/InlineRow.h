@@ -1,8 +1,9 @@
 /// @file substrate/plinth/InlineRow.h
-/// A row of values, one behind the other in memory, whose first few stand in the row object itself.
-/// The sorted collections keep their members in it: a collection of one or two members then needs no memory of its own, and no step to it.
+/// An array of values whose first few values are stored in the array object itself. The sorted collections keep their members in it:
+/// a collection of one or two members then needs no memory from the heap.
 /// Ownership: owns its values. Threading: any number of readers, or one writer.
-/// Invariant: values stand in the object while they fit in there, or have never been more; otherwise all of them stand on the heap.
+/// Invariant: all values are in the object, or all values are on the heap. They move to the heap when they exceed the room in the object,
+/// and do not move back when the row shrinks.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +14,7 @@
 
 namespace Plinth {
 
-/// The room in the object; none takes no space.
+/// The room for values inside the object. `Inline` 0 takes no space.
 template <class T, size_t Inline>
 struct InlineRoom {
    T * room() noexcept { return reinterpret_cast<T *>( bytes ); }
@@ -24,8 +25,8 @@ struct InlineRoom<T, 0> {
    T * room() noexcept { return nullptr; }
 };
 
-/// The first `Inline` values stand in the object. An insertion or deletion moves the values behind it, and ends the use of pointers.
-/// Errors: std::bad_alloc, which leaves the row as it was.
+/// Up to `Inline` values are stored in the object. An insertion or removal moves the values behind it, and invalidates pointers.
+/// Errors: std::bad_alloc; the row is then unchanged.
 template <class T, size_t Inline>
 class InlineRow : private InlineRoom<T, Inline> {
  public:
@@ -52,7 +53,7 @@ class InlineRow : private InlineRoom<T, Inline> {
    const T & back() const noexcept { return at_[ size_ - 1 ]; }
    T & operator[]( size_t index ) noexcept { return at_[ index ]; }
 
-   /// Puts `value` in front of the value at `index`, or at the end.
+   /// Inserts `value` in front of the value at `index`; an `index` of size() appends.
    void insert( size_t index, T value ) {
       reserve( size_ + size_t( 1 ) );
       if( index == size_ ) return pushBack( std::move( value ) );
@@ -73,7 +74,7 @@ class InlineRow : private InlineRoom<T, Inline> {
  private:
    bool onHeap() noexcept { return at_ != this->room(); }
    template <class V>
-   void pushBack( V && value ) {   // into room that is there
+   void pushBack( V && value ) {   // the caller has reserved the room
       new( at_ + size_ ) T( std::forward<V>( value ) );
       ++size_;
    }
@@ -87,7 +88,7 @@ class InlineRow : private InlineRoom<T, Inline> {
       at_ = to;
       capacity_ = static_cast<uint32_t>( count );
    }
-   // Leaves the room of this one without values.
+   // Moves all values to `to` and destroys the originals.
    void moveTo( T * to ) noexcept {
       static_assert( std::is_nothrow_move_constructible_v<T> && alignof( T ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
       for( T * from = at_; from != at_ + size_; ++from, ++to ) {
@@ -95,7 +96,7 @@ class InlineRow : private InlineRoom<T, Inline> {
          from->~T();
       }
    }
-   // Takes over what `from` holds; this one is empty and not on the heap.
+   // Takes over the values of `from`. This row must be empty and not on the heap.
    void take( InlineRow & from ) noexcept {
       if( from.onHeap() ) {
          at_ = std::exchange( from.at_, from.room() );

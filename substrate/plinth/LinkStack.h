@@ -1,5 +1,5 @@
 /// @file substrate/plinth/LinkStack.h
-/// The stack: last in, first out, each element under its index.
+/// The stack: last in, first out. Each element keeps an index, by which it can be found and removed.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +11,8 @@
 
 namespace Plinth {
 
-/// Elements carry the index they were pushed with, one above the top's, 0 on an empty stack. Deleting one in the middle leaves the
-/// others' indices as they are. Threading: any number of readers, or one writer.
+/// The index of a pushed element is one above the index of the top; it is 0 on an empty stack. Removing an element in the middle does
+/// not change the indices of the others. Threading: any number of readers, or one writer.
 template <class V>
 class LinkStack {
  public:
@@ -30,7 +30,7 @@ class LinkStack {
       ++version_;
    }
 
-   /// Takes the top off; a default-built value, and no change, when there is none.
+   /// Removes and returns the top. An empty stack returns a default-built value and does not change.
    V pop() {
       if( empty() ) return V{};
       V value = std::move( elements_.back().value );
@@ -39,20 +39,22 @@ class LinkStack {
       return value;
    }
 
-   /// The top, the bottom, the element of an index; null when there is none. Good until the next change.
+   /// The newest element, or null. Valid until the next change, as are bottom() and find().
    const V * top() const noexcept { return empty() ? nullptr : &elements_.back().value; }
+   /// The oldest element, or null.
    const V * bottom() const noexcept { return empty() ? nullptr : &elements_.front().value; }
+   /// The element with that index, or null.
    const V * find( uint32_t index ) const noexcept {
       for( const Element & e : elements_ )
          if( e.index == index ) return &e.value;
       return nullptr;
    }
 
-   /// False when there is no such index.
+   /// Removes the element with that index. Returns false if it does not exist.
    bool erase( uint32_t index ) {
       for( size_t i = 0; i < elements_.size(); ++i ) {
          if( elements_[ i ].index != index ) continue;
-         [[maybe_unused]] V gone = std::move( elements_[ i ].value );   // what it held is let go when all is in place again
+         [[maybe_unused]] V gone = std::move( elements_[ i ].value );   // destroyed when the new state is complete
          elements_.erase( elements_.begin() + static_cast<ptrdiff_t>( i ) );
          ++version_;
          return true;
@@ -60,6 +62,7 @@ class LinkStack {
       return false;
    }
 
+   /// Removes all elements.
    void reset() {
       if( empty() ) return;
       std::vector<Element> gone;

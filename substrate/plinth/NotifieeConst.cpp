@@ -2,10 +2,10 @@
 
 namespace Plinth {
 
-NotifieeConst::~NotifieeConst() = default;   // the subscriber leaves its list
+NotifieeConst::~NotifieeConst() = default;   // the base class ends the subscription
 
 void NotifieeConst::lastUserGone() const {
-   auto * self = const_cast<NotifieeConst *>( this );   // nobody else is left to see it change
+   auto * self = const_cast<NotifieeConst *>( this );   // no other user is left, so no one sees the change
    self->hasNotificationActiveIs( false );
    self->onZeroReferences();
 }
@@ -13,7 +13,7 @@ void NotifieeConst::lastUserGone() const {
 void NotifieeConst::notifierIs( Quoin::Ptr<const Quoin::Node> notifier ) {
    if( notifier == notifier_ ) return;
    unsubscribe();
-   std::swap( notifier_, notifier );   // the old one goes when the new one stands
+   std::swap( notifier_, notifier );   // the old object is released when the new state is complete
    missed_ = false;
    subscribe();
 }

@@ -1,7 +1,8 @@
 /// @file substrate/plinth/NotifieeConst.h
-/// The base of a reactor: watches one object and gets a call for each of its changes, inside the write.
-/// Ownership: holds what it watches. Threading: the activity thread.
-/// Invariant: while notification is off nothing is delivered; that something was missed behind notifierIs() is remembered.
+/// The base of a reactor: it watches one object and is called for each change of the object, inside the write. It stands between the
+/// object's publisher and the state machine that reacts.
+/// Ownership: holds the watched object. Threading: the activity thread.
+/// Invariant: while notification is off, no change is delivered. A new reactor only remembers that it missed a change; see changeMissed().
 #pragma once
 
 #include <utility>
@@ -12,12 +13,13 @@
 
 namespace Plinth {
 
-/// The key of a change, of the type that the field's collection has.
+/// The key of a change. `K` must be the key type of the changed collection.
 template <class K>
 const K & keyOf( const Quoin::Change & change ) noexcept {
    return *static_cast<const K *>( change.key );
 }
 
+/// A reactor that watches one object through a const handle.
 class ROUTEPOLICY_API NotifieeConst : public Quoin::Node, private Quoin::Subscriber {
  public:
    NotifieeConst() = default;
@@ -25,22 +27,22 @@ class ROUTEPOLICY_API NotifieeConst : public Quoin::Node, private Quoin::Subscri
    /// Turns delivery off, since a ReleaseScope may keep the reactor a while, and calls onZeroReferences().
    void lastUserGone() const override;
 
-   /// What is watched; null for nothing.
+   /// The watched object, or null.
    const Quoin::Ptr<const Quoin::Node> & notifier() const noexcept { return notifier_; }
-   /// Leaves the object watched so far and subscribes to this one. One that tells of nothing may be watched too.
+   /// Stops watching the previous object and subscribes to this one. An object that publishes nothing is allowed.
    void notifierIs( Quoin::Ptr<const Quoin::Node> notifier );
 
    bool hasNotificationActive() const noexcept { return active_; }
-   /// Turns delivery on or off; a new reactor has it off. Turning it off leaves the object's list as well.
+   /// Turns delivery on or off; initially off. Turning it off also ends the subscription.
    void hasNotificationActiveIs( bool active );
 
-   /// Whether the object changed after it was subscribed to and before delivery was turned on. Reading it forgets it.
+   /// Whether the object changed between notifierIs() and the moment when delivery was turned on. Reading resets it to false.
    bool changeMissed() noexcept { return std::exchange( missed_, false ); }
 
  protected:
-   /// One change. It may do what Quoin::Subscriber::onChange() may.
+   /// Reacts to one change. It is re-entrant, as Quoin::Subscriber::onChange().
    virtual void handleChange( const Quoin::Change & change ) = 0;
-   /// The last use has gone; the reactor is whole.
+   /// Called when the last use of the reactor is dropped; the reactor is still complete.
    virtual void onZeroReferences() {}
 
  private:

@@ -1,5 +1,5 @@
 /// @file substrate/plinth/Queue.h
-/// The queue: first in, first out.
+/// The queue: first in, first out. It is one of the collections that attributes hold.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,7 @@
 
 namespace Plinth {
 
-/// Threading: any number of readers, or one writer.
+/// A queue of values. Threading: any number of readers, or one writer.
 template <class V>
 class Queue {
  public:
@@ -24,7 +24,7 @@ class Queue {
       ++version_;
    }
 
-   /// Takes the front off; a default-built value, and no change, when there is none.
+   /// Removes and returns the oldest value. An empty queue returns a default-built value and does not change.
    V dequeue() {
       if( empty() ) return V{};
       V value = std::move( items_.front() );
@@ -33,8 +33,9 @@ class Queue {
       return value;
    }
 
-   /// Oldest and newest; null when there is none. Good until the next change.
+   /// The oldest value, or null. Valid until the next change, as is back().
    const V * front() const noexcept { return empty() ? nullptr : &items_.front(); }
+   /// The newest value, or null.
    const V * back() const noexcept { return empty() ? nullptr : &items_.back(); }
 
    void clear() {

@@ -1,9 +1,9 @@
 /// @file substrate/plinth/RbTreeMap.h
-/// The ordered collection.
+/// The ordered collection: a map in ascending order of key. It holds the clauses and rules that evaluation walks for every route.
 ///
-/// Members stand in one sorted row of (key, value): 10:a 20:b 30:c. A walk reads straight through memory, a look-up halves, and
-/// appending in order costs O(1); any other insertion or deletion moves the members behind it. That fits what these collections
-/// are for: written in order by a compiler, and walked for every route.
+/// Members are stored in one sorted array of (key, value): 10:a 20:b 30:c. A walk reads memory in sequence, and a look-up is a binary
+/// search. Appending in order costs O(1); any other insertion or removal moves the members behind it. This fits the use: the compiler
+/// writes these collections in order, and evaluation walks them for every route. plinth/TreeMap.h fits writes in any order.
 #pragma once
 
 #include <cstddef>
@@ -15,8 +15,8 @@
 
 namespace Plinth {
 
-/// Members in ascending order of key, by the key's `<`. The first `Inline` members stand in the object itself.
-/// `version()` moves with every real change and never otherwise. Threading: any number of readers, or one writer.
+/// Members in ascending order of key, by the key's `<`. Up to `Inline` members are stored in the object itself.
+/// `version()` increases with every real change, and never otherwise. Threading: any number of readers, or one writer.
 template <class K, class V, size_t Inline = 0>
 class RbTreeMap {
  public:
@@ -29,27 +29,27 @@ class RbTreeMap {
    bool empty() const noexcept { return row_.empty(); }
    uint32_t version() const noexcept { return version_; }
 
-   /// The value under `key`, null when there is none. Good until the next change.
+   /// The value under `key`, or null. Valid until the next change.
    const V * find( const K & key ) const noexcept {
       auto i = lowerBoundImpl( key );
       return i != row_.end() && !( key < i->first ) ? &i->second : nullptr;
    }
 
-   /// Inserts or replaces; false, and nothing happens, when the very value stands there already.
+   /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
    bool put( const K & key, V value ) {
       auto i = row_.empty() || row_.back().first < key ? row_.end() : lowerBoundImpl( key );
       if( i == row_.end() || key < i->first ) {
-         row_.insert( indexOf( i ), Member( key, std::move( value ) ) );   // built before any member moves: `key` may stand in one
+         row_.insert( indexOf( i ), Member( key, std::move( value ) ) );   // built before any member moves: `key` may alias a member's key
       } else {
          V & stored = row_[ indexOf( i ) ].second;
          if( stored == value ) return false;
-         std::swap( stored, value );   // the old value goes when all is in place again
+         std::swap( stored, value );   // the old value is destroyed when the new state is complete
       }
       ++version_;
       return true;
    }
 
-   /// False when there is no such key.
+   /// Removes the member under `key`. Returns false if the key has no member.
    bool erase( const K & key ) {
       auto i = lowerBoundImpl( key );
       if( i == row_.end() || key < i->first ) return false;
@@ -59,7 +59,7 @@ class RbTreeMap {
       return true;
    }
 
-   /// Empties the collection and hands out what stood in it.
+   /// Empties the collection and returns its members.
    auto takeAll() {
       Row gone;
       if( row_.empty() ) return gone;
@@ -69,8 +69,8 @@ class RbTreeMap {
    }
    void clear() { takeAll(); }
 
-   /// A place in the collection that survives changes: when the version has moved, next() goes to the next higher key.
-   /// A read of the place itself is good until the next change.
+   /// A position in the collection. A change does not invalidate it: next() then continues at the next higher key. value() is valid only
+   /// until the next change.
    class Iterator {
     public:
       explicit operator bool() const noexcept { return at_ != end_; }
@@ -99,16 +99,16 @@ class RbTreeMap {
    };
 
    Iterator first() const noexcept { return Iterator( this, row_.begin() ); }
-   /// The first member whose key is at least `key`.
+   /// The first member whose key is not less than `key`.
    Iterator lowerBound( const K & key ) const noexcept { return Iterator( this, lowerBoundImpl( key ) ); }
 
-   /// For range-for; any change ends the use of these.
+   /// For range-for. Any change of the collection invalidates these iterators.
    auto begin() const noexcept { return row_.begin(); }
    auto end() const noexcept { return row_.end(); }
 
  private:
    size_t indexOf( const Member * member ) const noexcept { return static_cast<size_t>( member - row_.data() ); }
-   // The first member that `isBefore` does not hold for; it holds for all in front of that.
+   // The first member for which `isBefore` is false; `isBefore` is true for all members in front of it.
    template <class IsBefore>
    const Member * partitionPoint( IsBefore isBefore ) const noexcept {
       const Member * at = row_.data();

@@ -15,7 +15,7 @@ Subscription::Subscription( const Quoin::Node & object, Function function ) : ca
    if( auto * publisher = object.publisher() ) publisher->subscriberAdd( this );
 }
 
-Subscription::~Subscription() = default;   // the subscriber leaves its list
+Subscription::~Subscription() = default;   // the base class ends the subscription
 
 void Subscription::onChange( const Quoin::Change & change ) {
    const auto call = call_;   // the function may destroy this object

@@ -1,12 +1,12 @@
 /// @file substrate/plinth/Subscription.h
-/// Calls a function for each change of one object, for as long as the subscription lives.
+/// Calls a function for each change of one object, for as long as the Subscription exists.
 /// It stands between an object and code that has no reactor class of its own, such as an agent's main function or a test.
 ///
 ///    const Plinth::Subscription published( *symbol->notifier(), [ & ]( const Quoin::Change & ) { task.scheduleTask(); } );
 ///
-/// Ownership: owns the function, and does not hold the object: when the object goes, the calls end.
-/// Threading: the activity thread. The function runs inside the write, and may do what Quoin::Subscriber::onChange() may.
-/// Invariant: a call that has begun keeps the function whole to its end, also when that very call destroys the subscription.
+/// Ownership: owns the function, and does not hold the object: the calls end when the object is destroyed.
+/// Threading: the activity thread. The function runs inside the write, and is re-entrant as Quoin::Subscriber::onChange().
+/// Invariant: a call in progress keeps the function alive until it returns, even if this call destroys the subscription.
 #pragma once
 
 #include <functional>
@@ -17,16 +17,16 @@
 
 namespace Plinth {
 
-/// Neither copied nor moved, since the object knows its address; one that is to be replaced stands in a std::optional.
+/// It can be neither copied nor moved, since the object knows its address. To replace a subscription, keep it in a std::optional.
 class ROUTEPOLICY_API Subscription final : private Quoin::Subscriber {
  public:
    using Function = std::function<void( const Quoin::Change & change )>;
-   /// Subscribes, and delivery is on. An object that publishes nothing causes no call.
+   /// Subscribes; delivery is on from the start. An object that publishes nothing causes no call.
    /// Errors: std::bad_function_call on an empty function.
    Subscription( const Quoin::Node & object, Function function );
    ~Subscription() override;
 
-   /// False once the object has gone, and for one that publishes nothing.
+   /// False after the object was destroyed, and for an object that publishes nothing.
    using Subscriber::subscribed;
 
  private:

@@ -8,7 +8,7 @@ namespace Plinth {
 
 namespace {
 
-// Made on first use, since handles of other files may be made earlier, and never destroyed, since they may go later.
+// Created on first use, since static handles of other files may be created earlier; never deleted, since they may be destroyed later.
 std::vector<TraceHandle *> & handles() {
    static auto * all = new std::vector<TraceHandle *>;
    return *all;
@@ -61,7 +61,7 @@ TraceHelper::~TraceHelper() {
          sink()( record );
       else
          toStandardError( record );
-   } catch( ... ) {}   // a trace changes nothing
+   } catch( ... ) {}   // a trace never changes behaviour
 }
 
 }   // namespace Plinth

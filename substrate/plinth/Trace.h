@@ -1,12 +1,13 @@
 /// @file substrate/plinth/Trace.h
-/// Traces: what the library does, told to whoever asks, by category and level. A trace never changes behaviour.
+/// Traces: lines of text about the steps of the library, selected by category and level. Compilation and pipelines write traces; a
+/// sink receives them, by default standard error. A trace never changes behaviour.
 ///
 ///    static Plinth::TraceHandle loopTrace( "RouteMapLoopDetect" );
 ///    PLINTH_TRACE( loopTrace, level8 ) << "detected loop at " << map->name();
 ///
-/// Below the handle's level nothing is evaluated and nothing formatted: the test is one load.
-/// Threading: handles are made at load time, levels and sinks set on one thread before others trace; a sink is called on the thread
-/// that traces.
+/// A statement whose level is not enabled evaluates and formats nothing; the test is one load.
+/// Threading: create handles at load time, and set levels and the sink on one thread before other threads trace. The sink is called on
+/// the thread that traces.
 #pragma once
 
 #include <atomic>
@@ -25,15 +26,17 @@
 
 namespace Plinth {
 
+/// The levels of traces.
 struct TraceFacility {
-   /// The higher, the finer. A handle tells what is of its own level or coarser.
+   /// The higher the level, the more detail. A handle prints traces of its own level and of all lower levels.
    enum FacilityLevel : uint8_t { level0, level1, level2, level3, level4, level5, level6, level7, level8, level9 };
+   /// The level of a handle that prints nothing.
    static constexpr int kOff = -1;
 };
 
 class TraceHandle;
 
-/// One trace, complete. Good for the span of the call.
+/// One complete trace, as the sink receives it. Valid only during the call.
 struct TraceRecord {
    const TraceHandle & handle;
    TraceFacility::FacilityLevel level;
@@ -42,7 +45,7 @@ struct TraceRecord {
    std::string_view text;
 };
 
-/// A category of traces, built at load time with a name that several handles may share. Off at first.
+/// A category of traces, created at load time. Several handles may share a name. Initially off.
 class ROUTEPOLICY_API TraceHandle {
  public:
    explicit TraceHandle( const char * name );
@@ -52,17 +55,19 @@ class ROUTEPOLICY_API TraceHandle {
 
    const char * name() const noexcept { return name_; }
    int level() const noexcept { return level_.load( std::memory_order_relaxed ); }
-   /// TraceFacility::kOff for none.
+   /// Sets the highest level that is printed; TraceFacility::kOff prints nothing.
    void levelIs( int level ) noexcept { level_.store( level, std::memory_order_relaxed ); }
+   /// Whether the handle prints traces of `level`.
    bool enabled( TraceFacility::FacilityLevel level ) const noexcept { return level <= this->level(); }
 
-   /// The handles of the process.
+   /// All handles of the process.
    static const std::vector<TraceHandle *> & all();
-   /// Sets the level of all handles of a name; "*" names every one. Gives how many there were.
+   /// Sets the level of all handles with that name; "*" stands for every name. Returns the number of handles.
    static size_t levelIs( std::string_view name, int level );
 
-   /// Where traces go, standard error at first: "name level file:line text". Null gives that back. A sink must not replace itself; what it throws is lost.
+   /// Receives every trace. Standard error is the default, with lines "name level file:line text".
    using Sink = std::function<void( const TraceRecord & )>;
+   /// Replaces the sink; null restores the default. A sink must not replace itself. Exceptions of a sink are ignored.
    static void sinkIs( Sink sink );
 
  private:
@@ -70,12 +75,12 @@ class ROUTEPOLICY_API TraceHandle {
    std::atomic<int> level_{ TraceFacility::kOff };
 };
 
-/// A number told in lower-case hexadecimal, without a prefix.
+/// A number to print in lower-case hexadecimal, without a prefix.
 struct Hex {
    uint64_t value;
 };
 
-/// What one statement says: strings, integers, and whatever else has a stream form.
+/// The text of one trace statement: strings, integers, and every type that has a stream operator.
 class ROUTEPOLICY_API TraceStream {
  public:
    TraceStream & operator<<( std::string_view text ) {
@@ -118,7 +123,7 @@ class ROUTEPOLICY_API TraceStream {
    std::string text_;
 };
 
-/// One statement: collects its text, and tells it when it ends.
+/// One trace statement: collects the text, and hands it to the sink in the destructor.
 class ROUTEPOLICY_API TraceHelper {
  public:
    TraceHelper( const TraceHandle & handle, TraceFacility::FacilityLevel level, const char * file, int line ) noexcept
@@ -136,7 +141,7 @@ class ROUTEPOLICY_API TraceHelper {
    TraceStream stream_;
 };
 
-/// `PLINTH_TRACE( handle, level8 ) << ...`. Nothing to the right of it is evaluated unless the handle tells that level.
+/// `PLINTH_TRACE( handle, level8 ) << ...`. Nothing to the right of it is evaluated unless the level is enabled in the handle.
 #define PLINTH_TRACE( handle, level )                                                                \
    for( bool tells_ = ( handle ).enabled( ::Plinth::TraceFacility::level ); tells_; tells_ = false ) \
    ::Plinth::TraceHelper( handle, ::Plinth::TraceFacility::level, __FILE__, __LINE__ ).stream()

@@ -1,5 +1,6 @@
 /// @file substrate/plinth/TreeMap.h
-/// The ordered collection for what is written in any order: a tree.
+/// The ordered collection for members that are written in any order: a balanced tree. Configuration and state machines use it;
+/// plinth/RbTreeMap.h is the array for data that is written in order.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +12,8 @@
 
 namespace Plinth {
 
-/// Members in ascending order of key, by the key's `<`. It keeps RbTreeMap's promises; an insertion anywhere costs O(log n), and a walk
-/// follows pointers. Threading: any number of readers, or one writer.
+/// Members in ascending order of key, by the key's `<`. The interface is that of RbTreeMap. An insertion at any place costs O(log n), and
+/// a walk follows pointers. Threading: any number of readers, or one writer.
 template <class K, class V>
 class TreeMap {
    using Tree = std::map<K, V>;
@@ -24,26 +25,27 @@ class TreeMap {
 
    size_t count() const noexcept { return tree_.size(); }
    bool empty() const noexcept { return tree_.empty(); }
-   uint32_t version() const noexcept { return version_; }   // moves with every real change and never otherwise
+   /// Increases with every real change, and never otherwise.
+   uint32_t version() const noexcept { return version_; }
 
-   /// The value under `key`, null when there is none. Good until this member goes.
+   /// The value under `key`, or null. Valid until this member is removed.
    const V * find( const K & key ) const {
       auto i = tree_.find( key );
       return i == tree_.end() ? nullptr : &i->second;
    }
 
-   /// Inserts or replaces; false, and nothing happens, when the very value stands there already.
+   /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
    bool put( const K & key, V value ) {
       auto [ i, inserted ] = tree_.try_emplace( key, value );
       if( !inserted ) {
          if( i->second == value ) return false;
-         std::swap( i->second, value );   // the old value goes when all is in place again
+         std::swap( i->second, value );   // the old value is destroyed when the new state is complete
       }
       ++version_;
       return true;
    }
 
-   /// False when there is no such key.
+   /// Removes the member under `key`. Returns false if the key has no member.
    bool erase( const K & key ) {
       auto gone = tree_.extract( key );   // as above
       if( gone.empty() ) return false;
@@ -51,7 +53,7 @@ class TreeMap {
       return true;
    }
 
-   /// Empties the collection and hands out what stood in it.
+   /// Empties the collection and returns its members.
    Tree takeAll() {
       Tree gone;
       if( tree_.empty() ) return gone;
@@ -61,8 +63,8 @@ class TreeMap {
    }
    void clear() { takeAll(); }
 
-   /// A place in the collection that survives changes: when the version has moved, next() goes to the next higher key.
-   /// A read of the place itself is good until the next change.
+   /// A position in the collection. A change does not invalidate it: next() then continues at the next higher key. value() is valid only
+   /// while its member exists.
    class Iterator {
     public:
       explicit operator bool() const noexcept { return member_ != nullptr; }
@@ -86,16 +88,16 @@ class TreeMap {
       }
       const TreeMap * map_;
       typename Tree::const_iterator at_;
-      const Member * member_ = nullptr;   // null behind the last
+      const Member * member_ = nullptr;   // null behind the last member
       uint32_t version_ = 0;
       K key_{};   // a copy: the member may be gone when next() needs it
    };
 
    Iterator first() const { return Iterator( this, tree_.begin() ); }
-   /// The first member whose key is at least `key`.
+   /// The first member whose key is not less than `key`.
    Iterator lowerBound( const K & key ) const { return Iterator( this, tree_.lower_bound( key ) ); }
 
-   /// For range-for; the removal of the member where it stands ends the use of these.
+   /// For range-for. An iterator is valid while its member exists.
    auto begin() const noexcept { return tree_.begin(); }
    auto end() const noexcept { return tree_.end(); }
    auto rbegin() const noexcept { return tree_.rbegin(); }

@@ -1,4 +1,5 @@
 /// @file substrate/plinth/Version.h
+/// The change counter of a collection. Iterators compare it to notice that their collection has changed.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +8,8 @@
 
 namespace Plinth {
 
-/// Counts the changes of a collection that it is a member of: an assignment changes what it writes to, a move what it leaves behind.
-/// A copy counts for itself. A plain value.
+/// Counts the changes of the collection that it is a member of. An assignment counts as a change of its target, and a move as a change
+/// of its source. A copy starts at 0.
 class Version {
  public:
    Version() = default;

@@ -1,5 +1,5 @@
 /// @file substrate/quoin/Assert.h
-/// The one assertion of the library: on in every build type, because a broken invariant must not reach a forwarding table.
+/// The one assertion of the library. It is on in every build type, because a broken invariant must not reach a forwarding table.
 #pragma once
 
 #include "routepolicy_export.h"
@@ -11,6 +11,6 @@ namespace Quoin {
 
 }   // namespace Quoin
 
-/// Ends the process with `text` unless `expr` holds. `text` is a literal of its own, so that a search for what was printed
-/// finds this line even after the expression has been rewritten.
+/// Ends the process with `text` unless `expr` holds. `text` is a literal of its own, so that a search for the printed text finds
+/// this line even after the expression was rewritten.
 #define QUOIN_ASSERT( expr, text ) ( __builtin_expect( !!( expr ), 1 ) ? void() : ::Quoin::assertFailed( "" text, __FILE__, __LINE__ ) )

@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-// Where addresses are checked, each piece is to be known by itself.
+// The address sanitizer must know each piece by itself.
 #if defined( __SANITIZE_ADDRESS__ )
 #define QUOIN_PIECES_FROM_HEAP 1
 #elif defined( __has_feature )
@@ -31,12 +31,12 @@ void blockMemoryDel( void * memory ) noexcept {
 namespace {
 
 constexpr size_t kAlignment = alignof( std::max_align_t );
-constexpr size_t kBlockBytes = 4096 - kAlignment;   // a page, with what the heap keeps of its own
+constexpr size_t kBlockBytes = 4096 - kAlignment;   // a page, less the heap's own header
 
-// What stands at the front of a block. Behind it come the pieces, each with the address of its block in front.
+// The header of a block. The pieces follow it; each piece has the address of its block in front.
 struct Block {
-   std::atomic<uint32_t> uses{ 1 };   // the pieces, and whoever cuts them
-   uint32_t cut = sizeof( Block );    // bytes, this one included
+   std::atomic<uint32_t> uses{ 1 };   // one per piece, and one of the thread that cuts the block
+   uint32_t cut = sizeof( Block );    // bytes in use, this header included
 
    void decUse() noexcept {
       if( uses.fetch_sub( 1, std::memory_order_acq_rel ) == 1 ) ::operator delete( this );
@@ -54,7 +54,7 @@ Block * newBlock( size_t bytes ) {
    return new( ::operator new( bytes ) ) Block;
 }
 
-// What a thread cuts from.
+// The block that a thread cuts its pieces from.
 struct Current {
    Block * block = nullptr;
    ~Current();
@@ -63,7 +63,7 @@ struct Current {
    }
 };
 thread_local Current current;
-constinit thread_local bool currentIsGone = false;   // at a thread's end, where others' destructors still run
+constinit thread_local bool currentIsGone = false;   // true at a thread's end, when other destructors may still allocate
 
 Current::~Current() {
    blockIs( nullptr );
@@ -75,7 +75,7 @@ Current::~Current() {
 void * blockMemory( size_t bytes ) {
    if( bytes > PTRDIFF_MAX ) throw std::bad_alloc();
    const size_t piece = ( bytes + sizeof( Block * ) + kAlignment - 1 ) / kAlignment * kAlignment;
-   if( piece > kBlockBytes / 8 || currentIsGone ) {   // has a block to itself
+   if( piece > kBlockBytes / 8 || currentIsGone ) {   // the piece has a block of its own
       Block * const own = newBlock( sizeof( Block ) + piece );
       void * const memory = own->piece( piece );
       own->decUse();

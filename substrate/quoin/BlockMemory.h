@@ -1,9 +1,11 @@
 /// @file substrate/quoin/BlockMemory.h
-/// Memory for many small objects that come together and go together, as the entries of a compiled list do.
+/// Memory for many small objects that are created together and deleted together, such as the entries of a compiled list.
+/// It stands between those objects and the heap.
 ///
-/// They are cut off one behind the other from blocks of some kilobytes, each thread from its own. A block goes back to the heap when all
-/// that was cut from it has gone; nothing is used again before. So whoever frees a million of them in any order leaves no million holes
-/// for the heap to join, while one that stays keeps its block.
+/// Objects are cut from blocks of 4 kB, one after the other. Each thread cuts from a block of its own. An object larger than an eighth of a
+/// block has its own block. A block returns to the heap when all its objects are freed; the space of a single object is not used again
+/// before. Freeing a million objects in any order therefore does not leave a million holes in the heap. The price: one object that stays
+/// in use keeps its whole block.
 #pragma once
 
 #include <cstddef>
@@ -12,9 +14,9 @@
 
 namespace Quoin {
 
-/// Aligned as for any object of a fundamental type. Errors: std::bad_alloc. Threading: any thread.
+/// Allocates `bytes` bytes, aligned for any object of a fundamental type. Errors: std::bad_alloc. Threading: any thread.
 ROUTEPOLICY_API void * blockMemory( size_t bytes );
-/// Gives back what blockMemory() gave, on whatever thread.
+/// Frees memory that blockMemory() returned. Null does nothing. Threading: any thread, also another one than the allocating thread.
 ROUTEPOLICY_API void blockMemoryDel( void * memory ) noexcept;
 
 }   // namespace Quoin

@@ -1,5 +1,5 @@
 /// @file substrate/quoin/Decimal.h
-/// Decimal numbers out of text.
+/// Parses decimal numbers. The parsers of value types use it, for addresses, lengths and metrics.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,8 @@
 
 namespace Quoin {
 
-/// Reads digits and nothing else, from 0 to `max`. `what` names the thing in the message, such as "prefix length".
-/// Errors: RangeException that shows the text and the reason.
+/// Parses `text`, which must consist of digits only, as a number from 0 to `max`. `what` names the number in the error message, such
+/// as "prefix length". Errors: RangeException that shows the text and the reason.
 ROUTEPOLICY_API uint64_t parseDecimal( std::string_view text, uint64_t max, const char * what );
 
 }   // namespace Quoin

@@ -1,5 +1,5 @@
 /// @file substrate/quoin/DisplayPointer.h
-/// The short printed identity of an object.
+/// The short printed identity of an object, which is its address. Traces and dumps print it.
 #pragma once
 
 #include <ostream>
@@ -10,12 +10,13 @@
 
 namespace Quoin {
 
+/// Prints addresses of objects.
 struct ROUTEPOLICY_API DisplayPointer {
    /// "0x" and the address in lower-case hexadecimal; "NULL" for a null pointer.
    static std::string toString( const void * object );
 };
 
-/// A handle in its stream form: its printed identity. The stream's format flags and width stay out of it.
+/// Prints a handle as the identity of its object. The stream's format flags and width have no effect.
 template <class T>
 std::ostream & operator<<( std::ostream & os, const Ptr<T> & p ) {
    const std::string text = DisplayPointer::toString( p.get() );

@@ -1,5 +1,5 @@
 /// @file substrate/quoin/Exception.h
-/// Errors that a user of a value can cause.
+/// Errors of input: the parsers of value types raise them.
 #pragma once
 
 #include <stdexcept>
@@ -9,7 +9,7 @@
 
 namespace Quoin {
 
-/// A text that does not parse, or a number out of its range. what() tells the type, the text and the reason.
+/// A text that does not parse, or a number out of its range. what() names the type, the text and the reason.
 class ROUTEPOLICY_API RangeException : public std::runtime_error {
  public:
    explicit RangeException( const std::string & what ) : std::runtime_error( what ) {}

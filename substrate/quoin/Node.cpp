@@ -11,12 +11,12 @@ namespace {
 constexpr uint32_t kMaxReleaseDepth = 64;
 
 struct ReleaseState {
-   uint32_t depth;                        // releases that now run on this thread, each inside the other
-   uint32_t scopes;                       // ReleaseScopes that stand
-   std::vector<const Node *> * waiting;   // nodes without a use that wait to be destroyed; null for none
+   uint32_t depth;                        // releases in progress on this thread, each inside the previous one
+   uint32_t scopes;                       // ReleaseScopes that are open on this thread
+   std::vector<const Node *> * waiting;   // nodes with use count 0 that wait to be destroyed; null for none
 };
 
-// Static TLS: this is touched once per evaluation, and a call into the dynamic linker would show.
+// Static TLS: every evaluation touches this variable, and a call into the dynamic linker would cost measurable time.
 [[gnu::tls_model( "initial-exec" )]] constinit thread_local ReleaseState state{ 0, 0, nullptr };
 
 }   // namespace
@@ -29,7 +29,7 @@ Publisher * Node::publisher() const noexcept {
    return nullptr;
 }
 
-// One release. The outermost destroys what those inside it, and their scopes, have put off.
+// One release. The outermost release destroys the nodes that wait because of inner releases and their scopes.
 struct Node::Depth {
    Depth() noexcept { ++state.depth; }
    ~Depth() {
@@ -39,11 +39,11 @@ struct Node::Depth {
 };
 
 void Node::release() const noexcept {
-   if( flags_ & kInHook ) return;   // the hook used the object and is done with it
+   if( flags_ & kInHook ) return;   // the hook took a use and has dropped it again
    const bool waits = flags_ & kWaits;
    if( !waits && state.depth >= kMaxReleaseDepth ) return wait( kHookDue );
    const Depth depth;
-   if( waits ) {   // gained a use while it waited, and has lost it again
+   if( waits ) {   // the node gained a use while it waited, and has lost it again
       if( !( flags_ & kHookDue ) ) goneBehindHook();
       return;
    }
@@ -52,7 +52,7 @@ void Node::release() const noexcept {
    delete this;
 }
 
-// Runs the hook; false if that gave the object a use.
+// Runs the hook. Returns false if the hook gave the object a new use.
 bool Node::goneBehindHook() const noexcept {
    flags_ |= kInHook;
    lastUserGone();
@@ -73,7 +73,7 @@ void Node::destroyWaiting() noexcept {
       state.waiting->pop_back();
       const bool hookDue = node->flags_ & kHookDue;
       node->flags_ &= ~( kWaits | kHookDue );
-      if( node->useCount() == 0 && ( !hookDue || node->goneBehindHook() ) ) delete node;   // may put off more
+      if( node->useCount() == 0 && ( !hookDue || node->goneBehindHook() ) ) delete node;   // its destructor may add waiting nodes
    }
    delete std::exchange( state.waiting, nullptr );
 }
@@ -83,7 +83,7 @@ ReleaseScope::ReleaseScope() noexcept {
 }
 
 ReleaseScope::~ReleaseScope() {
-   // An outer scope, or the release that we stand in, destroys what waits.
+   // An outer scope, or the release in progress around this scope, destroys the waiting nodes.
    if( --state.scopes != 0 || !state.waiting || state.depth != 0 ) [[likely]]
       return;
    const Node::Depth destroys;

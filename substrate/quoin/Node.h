@@ -1,8 +1,9 @@
 /// @file substrate/quoin/Node.h
-/// The base of every counted object: who still uses it, and what happens when nobody does.
-/// Ownership: a new node belongs to its maker (count one), normally a Ptr made by makeNode(); the last use to go destroys it.
-/// Threading: counts follow ThreadControl; everything else about a node is its class's business.
-/// Invariant: the stack that a release needs does not grow with the length of the chain that it releases.
+/// The base class of every reference-counted object. A Ptr (substrate/quoin/Ptr.h) holds one use of a node; the node is destroyed with
+/// its last use. `Quoin` is object lifetime and notification.
+/// Ownership: a new node has one use, which belongs to its creator; normally makeNode() puts that use into a Ptr.
+/// Threading: the use count follows ThreadControl; each derived class documents its own data.
+/// Invariant: the stack that a release needs does not grow with the length of the chain of nodes that it releases.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +15,7 @@ namespace Quoin {
 
 class Publisher;
 
+/// An object with a use count, a hook for its last release, and a word of flags.
 class ROUTEPOLICY_API Node {
  public:
    Node( const Node & ) = delete;   // a node has identity; it is never copied
@@ -21,16 +23,17 @@ class ROUTEPOLICY_API Node {
 
    virtual ~Node();
 
-   /// Runs when the last use has gone, before the object is destroyed; the object is whole. It may use the object through handles:
-   /// one that is still held when it returns keeps the object, and the hook runs again when that one goes.
-   /// Threading: a use gained in here, or while a ReleaseScope keeps the object, stays on this thread until then.
+   /// Hook: runs when the last use is dropped, before the object is destroyed. The object is still complete. The hook may create
+   /// handles to the object; a handle that outlives the hook keeps the object, and the hook runs again when that handle is dropped.
+   /// Threading: a use that is gained inside the hook, or while a ReleaseScope keeps the object, must stay on this thread until the
+   /// hook has returned and the scope has ended.
    virtual void lastUserGone() const;
 
-   /// The publisher of a notifying object, null for every other. Whom an object tells of its changes is no part of it: one that may
-   /// only be read may be watched.
+   /// The publisher of a notifying object; null for every other object. The list of subscribers is not part of the object's value:
+   /// a const object can be watched too.
    virtual Publisher * publisher() const noexcept;
 
-   /// One more use. Threading: as ThreadControl says.
+   /// Adds one use. Threading: as ThreadControl says.
    void incUse() const noexcept {
       if( ThreadControl::threaded() )
          __atomic_fetch_add( &uses_, 1, __ATOMIC_RELAXED );
@@ -38,7 +41,7 @@ class ROUTEPOLICY_API Node {
          ++uses_;
    }
 
-   /// Drops one use; the last one runs lastUserGone() and destroys the object.
+   /// Drops one use. Dropping the last use runs lastUserGone() and destroys the object.
    void decUseImpl() const noexcept {
       if( ThreadControl::threaded() ) {
          if( __atomic_fetch_sub( &uses_, 1, __ATOMIC_ACQ_REL ) == 1 ) release();
@@ -47,19 +50,21 @@ class ROUTEPOLICY_API Node {
       }
    }
 
-   /// One more use, unless the last one has gone already; for tables that hold nodes weakly. False then.
+   /// Adds one use and returns true, unless the count is 0 already; then returns false. For tables that hold nodes weakly.
    bool incUseUnlessGone() const noexcept {
       uint32_t now = useCount();
       while( now != 0 && !__atomic_compare_exchange_n( &uses_, &now, now + 1, true, __ATOMIC_RELAXED, __ATOMIC_RELAXED ) ) {}
       return now != 0;
    }
 
-   /// Present count of uses; a snapshot when other threads hold the node.
+   /// The present count of uses; only a snapshot when other threads hold the node.
    uint32_t useCount() const noexcept { return __atomic_load_n( &uses_, __ATOMIC_RELAXED ); }
 
-   /// The node's flag word: bits that a class may use as it likes, but for the three highest, which stay 0. Initially 0.
+   /// The node's flag word, initially 0. A class may use the bits as it likes, except the three highest bits, which read as 0.
    uint32_t nodeFlag() const noexcept { return flags_ & kClassBits; }
+   /// Sets the given bits.
    void nodeFlagSet( uint32_t bits ) noexcept { flags_ |= bits & kClassBits; }
+   /// Clears the given bits.
    void nodeFlagClear( uint32_t bits ) noexcept { flags_ &= ~( bits & kClassBits ); }
 
  protected:
@@ -73,20 +78,20 @@ class ROUTEPOLICY_API Node {
    static void destroyWaiting() noexcept;
    struct Depth;
 
-   // Of a release under way, in the flag word.
-   static constexpr uint32_t kWaits = 1u << 31;     // to be destroyed
-   static constexpr uint32_t kHookDue = 1u << 30;   // and lastUserGone() has not run yet
-   static constexpr uint32_t kInHook = 1u << 29;    // lastUserGone() runs
+   // Bits of the flag word that describe a release in progress.
+   static constexpr uint32_t kWaits = 1u << 31;     // the node waits to be destroyed
+   static constexpr uint32_t kHookDue = 1u << 30;   // the node waits, and lastUserGone() has not run yet
+   static constexpr uint32_t kInHook = 1u << 29;    // lastUserGone() is running
    static constexpr uint32_t kClassBits = kInHook - 1;
 
-   mutable uint32_t uses_;   // by compiler built-ins: <atomic> would double what a user of this header compiles
+   mutable uint32_t uses_;   // accessed by compiler built-ins: <atomic> would double the size of this header after preprocessing
    mutable uint32_t flags_;
 };
 
-/// While one stands on a thread, nodes whose last use goes on that thread stay whole; they are destroyed when the outermost
-/// scope ends, or the release in whose midst it stands. A walk over shared objects through raw pointers opens one, so that what
-/// it calls may drop them.
-/// Cost: two thread-local increments. lastUserGone() is not delayed, but where many of them drop each other in a chain.
+/// Delays the destruction of nodes. While a ReleaseScope is open on a thread, a node that loses its last use on that thread is not
+/// destroyed; it is destroyed when the outermost scope ends, or when the release around that scope ends. A walk over shared objects
+/// through raw pointers opens a scope, so that the functions it calls may drop those objects.
+/// Cost: two updates of a thread-local counter. lastUserGone() is not delayed, except in a long chain of nodes that drop each other.
 class ROUTEPOLICY_API ReleaseScope {
  public:
    ReleaseScope() noexcept;

@@ -1,5 +1,5 @@
 /// @file substrate/quoin/Ptr.h
-/// Strong pointers to nodes.
+/// The strong handle of nodes. It holds one use of a Quoin::Node, which lives at least as long as its handles.
 #pragma once
 
 #include <compare>
@@ -13,8 +13,8 @@
 
 namespace Quoin {
 
-/// Holds one use of a node, or none. Comparison is by identity.
-/// Threading: a Ptr is a plain value; the count that it holds follows ThreadControl.
+/// Holds one use of a node, or null. Comparison is by identity: two handles are equal if they hold the same node.
+/// Threading: a Ptr is a plain value; the use count of its node follows ThreadControl.
 template <class T>
 class Ptr {
  public:
@@ -23,7 +23,7 @@ class Ptr {
    constexpr Ptr() noexcept = default;
    constexpr Ptr( std::nullptr_t ) noexcept {}
 
-   /// Takes a further use of a node that somebody else holds for the span of this call.
+   /// Adds a use of `node`. Another holder must keep the node alive during this call. Null gives an empty handle.
    explicit Ptr( T * node ) noexcept : node_( node ) {
       if( node_ ) node_->incUse();
    }
@@ -45,14 +45,14 @@ class Ptr {
       if( node_ ) node_->decUseImpl();
    }
 
-   /// Takes over the use that the maker of a node has, without counting it again.
+   /// Takes over the one use that the creator of a node has; the count does not change.
    static Ptr adopt( T * node ) noexcept {
       Ptr p;
       p.node_ = node;
       return p;
    }
 
-   /// Gives the use away: the caller now owes a decUseImpl().
+   /// Hands the use to the caller, who must call decUseImpl() later. The handle is empty afterwards.
    [[nodiscard]] T * detach() noexcept { return std::exchange( node_, nullptr ); }
 
    T * get() const noexcept { return node_; }
@@ -74,20 +74,22 @@ bool operator==( const Ptr<T> & a, std::nullptr_t ) noexcept {
 }
 template <class T, class U>
 auto operator<=>( const Ptr<T> & a, const Ptr<U> & b ) noexcept {
-   using Common = std::common_type_t<T *, U *>;   // as == does: a base may have an address of its own
+   using Common = std::common_type_t<T *, U *>;   // the same conversion as in ==: a base may have another address than its object
    return std::compare_three_way()( static_cast<Common>( a.get() ), static_cast<Common>( b.get() ) );
 }
 
-/// Makes a node and hands its one use to the caller.
+/// Creates a node and returns the handle that holds its only use.
 template <class T, class... Args>
 Ptr<T> makeNode( Args &&... args ) {
    return Ptr<T>::adopt( new T( std::forward<Args>( args )... ) );
 }
 
+/// A further handle of the same node, by static_cast.
 template <class To, class From>
 Ptr<To> staticPtrCast( const Ptr<From> & from ) noexcept {
    return Ptr<To>( static_cast<To *>( from.get() ) );
 }
+/// A further handle of the same node, by dynamic_cast; null if the node is not a `To`.
 template <class To, class From>
 Ptr<To> dynamicPtrCast( const Ptr<From> & from ) noexcept {
    return Ptr<To>( dynamic_cast<To *>( from.get() ) );

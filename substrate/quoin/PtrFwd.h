@@ -1,5 +1,5 @@
 /// @file substrate/quoin/PtrFwd.h
-/// Declares the handle of nodes, for headers that name handles and use none.
+/// Forward declaration of the handle of nodes, for headers that only name handles.
 /// The forward headers of policy/ and compile/ include it; substrate/quoin/Ptr.h defines the handle.
 #pragma once
 

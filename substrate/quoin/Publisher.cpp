@@ -7,12 +7,12 @@ namespace Quoin {
 struct Subscriber::List {
 #if defined( __GNUC__ ) && !defined( __clang__ )
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdangling-pointer"   // the cursor takes itself out of the list before it goes
+#pragma GCC diagnostic ignored "-Wdangling-pointer"   // the cursor removes itself from the list in its destructor
 #endif
-   // One delivery under way. Those of one publisher stack up, since a handler may write to what it watches.
+   // One delivery in progress. Deliveries of one publisher can be nested, since a handler may write to the object that it watches.
    struct Cursor {
-      List * list;         // null once the publisher has gone
-      Subscriber * next;   // whose turn is next
+      List * list;         // null after the publisher was destroyed
+      Subscriber * next;   // the next subscriber to notify
       Cursor * outer;
       explicit Cursor( List & l ) : list( &l ), next( l.first ), outer( l.deliveries ) { l.deliveries = this; }
       ~Cursor() {
@@ -86,7 +86,7 @@ void Publisher::deliver( const Change & change ) {
    Subscriber::List::Cursor cursor( list );
    while( Subscriber * s = cursor.next ) {
       cursor.next = s->next_;
-      if( s->active_ && s->since_ < number ) s->onChange( change );   // it may be gone behind this call
+      if( s->active_ && s->since_ < number ) s->onChange( change );   // the call may destroy the subscriber
    }
 }
 

@@ -1,8 +1,9 @@
 /// @file substrate/quoin/Publisher.h
-/// Tells those who watch an object that one of its attributes has changed.
-/// Ownership: neither side owns the other. A subscriber that goes leaves its publisher; a publisher that goes lets its subscribers go.
-/// Threading: one thread at a time. Cost: subscribing and leaving are O(1); a publisher without subscribers is one null pointer.
-/// Invariant: a subscriber hears of a change if it was subscribed when the change was published and still is when its turn comes.
+/// A publisher notifies its subscribers that an attribute of an object has changed. Every notifying object has one publisher; state
+/// machines and other watchers are the subscribers.
+/// Ownership: neither side owns the other. When either side is destroyed, the subscription ends.
+/// Threading: one thread at a time. Cost: subscribing and unsubscribing are O(1); a publisher without subscribers is one null pointer.
+/// Invariant: a subscriber is notified of a change if it was subscribed when the change was published and still is when its turn comes.
 #pragma once
 
 #include <cstdint>
@@ -11,32 +12,35 @@
 
 namespace Quoin {
 
-using FieldId = uint16_t;   // a small number per attribute of a class
+/// Numbers the attributes of a class.
+using FieldId = uint16_t;
 
-/// Two keys are the same one: what tells a keyed change of interest from others.
+/// Whether two keys of a collection are equal. A subscriber that watches one key compares keys with it.
 using KeyIsEq = bool ( * )( const void * a, const void * b );
 
-/// What is told of one change. Pointers are good for the span of the call only.
+/// One change of an attribute. The pointers are valid only during the call.
 struct Change {
    FieldId field;
-   const void * key = nullptr;        // of a collection's member; null for a plain attribute
-   const void * oldValue = nullptr;   // what the member was, where the writer still has it
-   KeyIsEq keyIsEq = nullptr;
+   const void * key = nullptr;        // the key of a collection's member; null for a plain attribute
+   const void * oldValue = nullptr;   // the member's previous value; null if the writer does not supply it
+   KeyIsEq keyIsEq = nullptr;         // compares keys of this collection; null for a plain attribute
 };
 
 class Publisher;
 
-/// Watches one publisher at a time. A watcher of several objects has one of these for each.
+/// Watches one publisher at a time. A class that watches several objects has one Subscriber for each.
 class ROUTEPOLICY_API Subscriber {
  public:
    Subscriber( const Subscriber & ) = delete;
    Subscriber & operator=( const Subscriber & ) = delete;
 
-   /// Runs inside the write. It may subscribe, leave, write, and destroy subscribers, this one too.
+   /// Called for each change, inside the write. It is re-entrant: it may subscribe, unsubscribe, write, and destroy subscribers,
+   /// including this one.
    virtual void onChange( const Change & change ) = 0;
 
+   /// Whether a subscription exists. It ends when the publisher is destroyed.
    bool subscribed() const noexcept { return list_ != nullptr; }
-   /// Leaves the publisher; nothing happens if there is none.
+   /// Ends the subscription. Does nothing if no subscription exists.
    void unsubscribe() noexcept;
 
  protected:
@@ -53,6 +57,7 @@ class ROUTEPOLICY_API Subscriber {
    bool active_ = true;
 };
 
+/// The list of an object's subscribers.
 class ROUTEPOLICY_API Publisher {
  public:
    Publisher() noexcept;
@@ -60,20 +65,21 @@ class ROUTEPOLICY_API Publisher {
    Publisher( const Publisher & ) = delete;
    Publisher & operator=( const Publisher & ) = delete;
 
-   /// Adds at the end. A subscriber of another publisher leaves that one first. While `active` is false it is in the list and
-   /// hears nothing; adding it again changes that. What is being published right now is not delivered to a new one.
+   /// Adds a subscriber at the end of the list; a subscription to another publisher ends first. While `active` is false, the
+   /// subscriber keeps its place in the list and is not notified; a second call with the same subscriber changes `active`. A change
+   /// whose delivery is in progress is not delivered to a new subscriber.
    /// Errors: MutatorArgNullPointerException on null.
    void subscriberAdd( Subscriber * subscriber, bool active = true );
 
-   /// Nothing happens if it is not subscribed here.
+   /// Removes a subscriber. Does nothing if it is not subscribed to this publisher.
    void subscriberRemove( Subscriber * subscriber ) noexcept;
 
-   /// Tells every subscriber, in the order of their coming, that `field` has changed.
+   /// Notifies every subscriber, in the order of subscription, that `field` has changed.
    void publishChange( FieldId field ) {
       if( list_ ) deliver( Change{ field } );
    }
 
-   /// The same for a member of a collection, or a nested attribute.
+   /// Notifies every subscriber that the member under `key` of the collection `field` has changed. The arguments become the Change.
    void publishChangeRecursive( FieldId field, const void * key, const void * oldValue, KeyIsEq keyIsEq ) {
       if( list_ ) deliver( Change{ field, key, oldValue, keyIsEq } );
    }

@@ -1,5 +1,5 @@
 /// @file substrate/quoin/String.h
-/// The text value of names and renderings.
+/// An immutable text. Names of lists and route maps, and rendered values, are of this type.
 #pragma once
 
 #include <compare>
@@ -15,8 +15,8 @@
 
 namespace Quoin {
 
-/// An immutable text of any bytes, ordered and compared bytewise. Assignment replaces the whole value.
-/// Threading: as std::string; a value that nobody assigns may be read from everywhere.
+/// An immutable text of any bytes, compared byte by byte. Assignment replaces the whole value.
+/// Threading: as std::string: several threads may read one value while no thread assigns it.
 class String {
  public:
    String() = default;
@@ -24,15 +24,16 @@ class String {
    String( std::string text ) noexcept : text_( std::move( text ) ) {}
    explicit String( std::string_view text ) : text_( text ) {}
 
-   /// The bytes, ended by a zero byte that size() does not count.
+   /// The bytes, followed by a zero byte that size() does not count.
    const char * data() const noexcept { return text_.c_str(); }
    size_t size() const noexcept { return text_.size(); }
    bool empty() const noexcept { return text_.empty(); }
    uint32_t hash() const noexcept { return static_cast<uint32_t>( std::hash<std::string>()( text_ ) ); }
 
-   /// Below, at or above zero, as memcmp on the bytes and then the shorter first.
+   /// Negative, zero or positive, as memcmp() on the bytes. If one text is the beginning of the other, the shorter text is less.
    int compare( const String & other ) const noexcept { return text_.compare( other.text_ ); }
 
+   /// Valid until this value is assigned or destroyed.
    std::string_view view() const noexcept { return text_; }
    operator std::string_view() const noexcept { return text_; }
 

@@ -1,4 +1,5 @@
 /// @file substrate/quoin/TextStream.h
+/// Formats a text through stream operators. Renderings and traces use it.
 #pragma once
 
 #include <locale>
@@ -13,6 +14,7 @@ namespace Quoin {
 class TextStream : public std::ostringstream {
  public:
    TextStream() { imbue( std::locale::classic() ); }
+   /// The text so far.
    String text() && { return String( std::move( *this ).str() ); }
    String text() const & { return String( str() ); }
 };

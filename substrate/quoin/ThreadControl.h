@@ -1,5 +1,5 @@
 /// @file substrate/quoin/ThreadControl.h
-/// Decides at run time whether use counts are atomic.
+/// Decides at run time whether use counts of nodes are atomic. Quoin::Node asks it at every change of a count.
 #pragma once
 
 #if __has_include( <sys/single_threaded.h> )
@@ -13,9 +13,8 @@
 
 namespace Quoin {
 
-/// Counts of nodes are plain while the process has one thread and atomic from its second thread on; the C library tells which.
-/// Nothing needs to be called: a process that starts threads is threaded. `threadedIs( true )` is for those whose threads the
-/// C library does not see, such as raw clone().
+/// Use counts are plain while the process has one thread, and atomic from its second thread on. The C library knows which case holds,
+/// so a program normally calls nothing. A program whose threads the C library does not see (raw clone()) calls `threadedIs( true )`.
 class ROUTEPOLICY_API ThreadControl {
  public:
    /// True when counts must be atomic. Threading: any.
@@ -27,7 +26,7 @@ class ROUTEPOLICY_API ThreadControl {
 #endif
    }
 
-   /// Forces atomic counts, or leaves the choice to the C library again. Threading: call it while there is one thread.
+   /// True forces atomic counts; false leaves the choice to the C library. Threading: call it while the process has one thread.
    static void threadedIs( bool threaded ) noexcept {
       __atomic_store_n( &forced_, threaded, __ATOMIC_RELAXED );
    }

@@ -1,5 +1,6 @@
 /// @file substrate/quoin/Value.h
-/// What value types share: each has an `isEq` for those who know it by its address alone, a `hash`, and a text.
+/// Helpers for value types such as addresses and prefixes. Every value type has `isEq`, which compares two values behind untyped
+/// pointers, a `hash`, and a text form.
 #pragma once
 
 #include <bit>
@@ -10,14 +11,14 @@
 
 namespace Quoin {
 
-/// Whether the two T behind the pointers are equal.
+/// Whether the two values of type T behind the pointers are equal.
 template <class T>
 bool isEqOf( const void * a, const void * b ) noexcept {
    return *static_cast<const T *>( a ) == *static_cast<const T *>( b );
 }
 
-/// The names of the bits that are set, the lowest first, joined by "|"; a bit without a name, of which `nameOf` gives null, as its
-/// number. Empty for none.
+/// The names of the bits that are set, lowest bit first, joined by "|". A bit for which `nameOf` returns null appears as its number.
+/// The text is empty when no bit is set.
 template <class Bit>
 std::string bitsText( uint32_t bits, const char * ( *nameOf )( Bit ) ) {
    std::string text;

@@ -17,7 +17,7 @@ ConfigEdit::ConfigEdit( const Quoin::Ptr<Config> & config ) : config_( config ) 
 ConfigEdit::~ConfigEdit() {
    try {
       close();
-   } catch( ... ) {   // the caller had close() for that
+   } catch( ... ) {   // a caller that wants the exception calls close()
    }
 }
 

@@ -1,4 +1,6 @@
 /// @file substrate/routemap/Config.h
+/// The configuration of route maps, as an agent writes it, and the scope that brackets many edits. The machines of compile/ watch the
+/// configuration and publish compiled route maps.
 #pragma once
 
 #include "substrate/routemap/Map.h"
@@ -6,7 +8,7 @@
 
 namespace Routing::RouteMap {
 
-/// The root of one set of configured route maps. Ownership: the agent's. Threading: the activity thread.
+/// The root of one set of configured route maps. Ownership: the agent. Threading: the activity thread.
 class ROUTEPOLICY_API Config final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { routeMap, routeMapOpMode, edits };
@@ -17,11 +19,11 @@ class ROUTEPOLICY_API Config final : public Quoin::NotifyingNode {
 
    /// The route maps by name.
    PLINTH_MADE_NODES( routeMap, routeMapIs, routeMapDel, routeMapDelAll, Field::routeMap, RouteMaps );
-   /// The operating mode of the route map feature; passed on unread.
+   /// The operating mode of the route map feature. This library does not use it.
    PLINTH_ATTR( routeMapOpMode, routeMapOpModeIs, Field::routeMapOpMode, RouteMapOpModeType );
 
  public:
-   /// The number of open edit scopes (ConfigEdit). Of its changes, only the one to 0 is published.
+   /// The number of open edit scopes (ConfigEdit). Only the change to 0 is published.
    uint32_t edits() const noexcept { return edits_; }
 
  private:
@@ -35,30 +37,30 @@ class ROUTEPOLICY_API Config final : public Quoin::NotifyingNode {
 ///       const ConfigEdit edit( config );
 ///       ... create, change and delete route maps and sequences, raise versions, publish lists ...
 ///    }
-///    scheduler->runUntilIdle();   // publishes each route map that all this changes once, callees before callers
+///    scheduler->runUntilIdle();   // publishes each changed route map once, callees before callers
 ///
-/// A scope puts publication off, and replaces nothing: a changed attribute still waits for the `version` of its route map. The
-/// scheduler may run while a scope is open. When the last scope closes, the machine that compiles the configuration schedules a task, which
-/// deletes, creates and publishes what was put off; until that task has finished, further edits of the configuration are put off too.
-/// Cost: opening and closing, a constant; the task, what was put off, and the route maps that its calls reach.
-/// Ownership: a scope holds the configuration; the machine may be destroyed, or created, while a scope is open. Scopes nest, and may be
-/// opened and closed inside reactions.
+/// A scope only delays publication: a changed attribute still needs a new `version` of its route map. The scheduler may run while a scope
+/// is open. When the last scope closes, the machine that compiles the configuration schedules a task. The task does the pending deletions,
+/// creations and publications; edits that are made before the task has finished are pending too.
+/// Scopes can be nested, and can be opened and closed inside reactions.
+/// Cost: opening and closing are O(1); the task costs the pending work and the route maps that are reached by calls.
+/// Ownership: a scope holds the configuration; the machine may be destroyed or created while a scope is open.
 /// Threading: the activity thread.
 class ROUTEPOLICY_API ConfigEdit {
  public:
    /// Errors: MutatorArgNullPointerException on null.
    explicit ConfigEdit( const Quoin::Ptr<Config> & config );
-   /// Closes the scope. What a subscriber or the scheduler's wake-up callback throws is dropped; see close().
+   /// Closes the scope. Exceptions of a subscriber or of the scheduler's wake-up callback are ignored; see close().
    ~ConfigEdit();
    ConfigEdit( const ConfigEdit & ) = delete;
    ConfigEdit & operator=( const ConfigEdit & ) = delete;
 
-   /// Closes the scope before its end; a second call does nothing. Errors: what a subscriber or the scheduler's wake-up callback throws
-   /// comes out. The scope is closed all the same, and the next change that is put off schedules the task again.
+   /// Closes the scope early; a second call does nothing. Errors: exceptions of a subscriber or of the scheduler's wake-up callback are
+   /// passed on. The scope is closed nevertheless, and the next pending change schedules the task again.
    void close();
 
  private:
-   Quoin::Ptr<Config> config_;   // null once the scope is closed
+   Quoin::Ptr<Config> config_;   // null after the scope was closed
 };
 
 }   // namespace Routing::RouteMap

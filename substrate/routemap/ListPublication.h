@@ -1,4 +1,6 @@
 /// @file substrate/routemap/ListPublication.h
+/// The publication of one list: how a producer of compiled lists hands a new status to the users of a symbol. PrefixListProducer and
+/// TagSetProducer are built on it.
 #pragma once
 
 #include <utility>
@@ -8,10 +10,11 @@
 
 namespace Routing::RouteMap {
 
-/// The producer's end of a list's symbol: tells those who hold the symbol that a change is under way, and when it has landed.
-/// A name has one producer at a time; a successor may come before its predecessor goes.
-/// Ownership: holds the symbol; the list is undefined again when its publication goes, unless a successor has defined it meanwhile.
-/// What is thrown then by who hears of it is lost. Threading: the activity thread; evaluation may go on reading statuses on others.
+/// The producer's side of a list symbol: it notifies the subscribers of the symbol that a change is in progress, and that it is published.
+/// A name has one producer at a time; a new producer may be created before the old one is destroyed.
+/// Ownership: holds the symbol. When the publication is destroyed, the list becomes undefined, unless a new producer has defined it
+/// meanwhile; exceptions of subscribers are then ignored.
+/// Threading: the activity thread; evaluation may continue to read published statuses on other threads.
 template <class Status>
 class ListPublication {
  public:
@@ -26,7 +29,7 @@ class ListPublication {
          quietly( [ & ] { symbol->statusCurrentIs( false ); } );
       else if( !state_->underWay )
          return;
-      const bool undefines = isMine();   // a successor may have come just now
+      const bool undefines = isMine();   // the notification may have created a new producer
       if( undefines ) quietly( [ & ] { symbol->statusIs( nullptr ); } );
       quietly( [ & ] { symbol->statusCurrentIs( true ); } );
       if( const auto notifier = symbol->notifier(); notifier && undefines ) quietly( [ & ] { notifier->versionInc( 1 ); } );
@@ -35,21 +38,21 @@ class ListPublication {
    ListPublication & operator=( const ListPublication & ) = delete;
 
    const Quoin::Ptr<Symbol> & symbol() const noexcept { return state_->symbol; }
-   /// A change has begun that has not landed, be it that somebody who heard of it threw.
+   /// Whether a change has begun and is not published yet, also because a subscriber threw.
    bool underWay() const noexcept { return state_->underWay; }
 
-   /// A change begins: until it lands, the status does not agree with the configuration.
+   /// Begins a change. Until publish(), the published status does not agree with the configuration.
    void begin() {
       ++state_->changes;
       state_->underWay = true;
       const auto symbol = state_->symbol;
       symbol->statusCurrentIs( false );
    }
-   /// The change lands, with the status that `build()` makes aside. Those who hold the symbol hear of it once, by its version; of
-   /// changes that begin or land meanwhile, by theirs.
+   /// Completes the change: publishes the status that `build()` returns. The subscribers are notified once, by the version of the symbol's
+   /// notifier. If a subscriber begins or publishes another change meanwhile, only that other change raises the version.
    template <class Build>
    void publish( Build && build ) {
-      const auto state = state_;   // who hears of it may drop the producer
+      const auto state = state_;   // a subscriber may drop the producer
       begin();
       if( !state->gone ) State::land( state, build() );
    }
@@ -71,10 +74,10 @@ class ListPublication {
          if( const auto notifier = state->symbol->notifier() ) notifier->versionInc( 1 );
       }
       const Quoin::Ptr<Symbol> symbol;
-      Quoin::Ptr<const Status> status;   // the last that it has published
-      uint64_t changes = 0;              // begun and landed
+      Quoin::Ptr<const Status> status;   // the last status of this producer
+      uint64_t changes = 0;              // counts begin() and land()
       bool underWay = false;
-      bool gone = false;   // the producer
+      bool gone = false;   // the producer was destroyed
    };
    Quoin::Ptr<State> state_;
 };

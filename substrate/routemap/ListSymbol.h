@@ -1,5 +1,6 @@
 /// @file substrate/routemap/ListSymbol.h
-/// The symbols of lists, and their tables.
+/// The symbols of lists, and the tables of symbols. A symbol stands for a list name: producers of lists set its status, and compiled route
+/// maps that refer to the name hold the symbol.
 #pragma once
 
 #include "substrate/lists/IpAccessListStatus.h"
@@ -10,42 +11,44 @@
 
 namespace Routing::RouteMap {
 
-/// A table of the symbols of one kind. Threading: the activity thread.
+/// The table of the symbols of one kind. Ownership: holds its symbols weakly. Threading: the activity thread.
 template <class Symbol>
 class SymbolDedupTable : public Quoin::Node {
  public:
    SymbolDedupTable() { handleInitialized(); }
+   /// Starts an empty table; the constructor calls it. Symbols of the previous table stay in that table.
    void handleInitialized() { table_ = Quoin::makeNode<Zeugma::DedupHashTableUnorderedSet>( false ); }
 
-   /// The one symbol of that name; made if there is none. A hit allocates nothing.
+   /// The symbol of that name; created if it does not exist. A hit allocates nothing.
    Quoin::Ptr<Symbol> symbol( const Quoin::String & name ) const {
       return Quoin::staticPtrCast<Symbol>(
          table_->findOrDedup( Zeugma::DedupContentHandle( name ), Symbol::hashOf( name ),
                               [ & ]() -> Quoin::Ptr<Zeugma::DedupHandleBase> { return Quoin::makeNode<Symbol>( name ); } ) );
    }
-   /// The one symbol of the given symbol's name, which may be that symbol itself.
+   /// The table's symbol with the same name as `symbol`; if it does not exist, enters `symbol` and returns it.
    Quoin::Ptr<Symbol> dedup( const Quoin::Ptr<Symbol> & symbol ) const { return Quoin::staticPtrCast<Symbol>( table_->dedup( symbol ) ); }
-   /// Symbols that somebody uses.
+   /// The number of symbols in use.
    size_t count() const { return table_->count(); }
+   /// The table behind it.
    const Quoin::Ptr<Zeugma::DedupHashTableUnorderedSet> & dedupHashTable() const noexcept { return table_; }
 
  private:
    Quoin::Ptr<Zeugma::DedupHashTableUnorderedSet> table_;
 };
 
-/// The symbol of a list. `status` is null while no list of that name is configured: the name is then undefined.
+/// The symbol of a list. While no list of that name is defined, `status` is null.
 template <class Status>
 class ListSymbol final : public PolicySymbol {
  public:
    enum class Field : Quoin::FieldId { status = Quoin::FieldId( PolicySymbol::Field::derived ) };
    using PolicySymbol::PolicySymbol;
 
-   /// The one symbol of this name in `table`: this one if it is the first.
+   /// The symbol of this name in `table`; enters this symbol if the name has none.
    Quoin::Ptr<ListSymbol> dedup( const Quoin::Ptr<const SymbolDedupTable<ListSymbol>> & table ) {
       return table->dedup( Quoin::Ptr<ListSymbol>( this ) );
    }
 
-   /// The compiled list.
+   /// The compiled list; null while the name is undefined.
    PLINTH_ATTR( status, statusIs, Field::status, Quoin::Ptr<const Status> );
 };
 
@@ -57,10 +60,11 @@ using AsPathListSymbol = ListSymbol<AsPathListStatus>;
 using DynPrefixListSymbol = ListSymbol<DynPrefixListStatus>;
 using RoaTableSymbol = ListSymbol<RoaTableStatus>;
 
-/// The symbol of a tunnel table, which has no status here.
+/// The symbol of a tunnel table. It has no status in this library.
 class TunnelRibSymbol final : public PolicySymbol {
  public:
    using PolicySymbol::PolicySymbol;
+   /// As ListSymbol::dedup().
    Quoin::Ptr<TunnelRibSymbol> dedup( const Quoin::Ptr<const SymbolDedupTable<TunnelRibSymbol>> & table ) {
       return table->dedup( Quoin::Ptr<TunnelRibSymbol>( this ) );
    }

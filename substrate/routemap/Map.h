@@ -1,4 +1,5 @@
 /// @file substrate/routemap/Map.h
+/// One configured route map. It stands between the Config, which holds all route maps, and its sequences, the MapEntries.
 #pragma once
 
 #include "substrate/plinth/TreeMap.h"
@@ -6,7 +7,7 @@
 
 namespace Routing::RouteMap {
 
-/// One configured route map. Ownership: a Config shares it. Threading: the activity thread.
+/// A name, a version and the sequences. Ownership: held by a Config. Threading: the activity thread.
 class ROUTEPOLICY_API Map final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { version, mapEntry };
@@ -15,10 +16,10 @@ class ROUTEPOLICY_API Map final : public Quoin::NotifyingNode {
    explicit Map( const Quoin::String & name ) : name_( name ) {}
    ~Map() override;
 
-   /// The key in the Config; never changes.
+   /// The key in the Config. Never changes.
    const Quoin::String & name() const noexcept { return name_; }
 
-   /// Written last of a batch of edits: any other value says that the route map is consistent again.
+   /// An agent writes it as the last step of a batch of edits. Any new value means that the route map is consistent again.
    PLINTH_ATTR( version, versionIs, Field::version, uint32_t );
    /// The sequences by number.
    PLINTH_MADE_NODES( mapEntry, mapEntryIs, mapEntryDel, mapEntryDelAll, Field::mapEntry, MapEntries );

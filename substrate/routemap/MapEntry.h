@@ -1,7 +1,7 @@
 /// @file substrate/routemap/MapEntry.h
-/// One configured sequence of a route map.
-/// A writer changes attributes, each of which is told of at once, and raises the version of the Map last.
-/// Ownership: a Map shares it. Threading: the activity thread.
+/// One configured sequence of a route map. It belongs to a Map; the machines of compile/ turn it into a RouteMapSeqStatus.
+/// An agent changes attributes, and each change is published at once. As the last step, it changes the version of the Map.
+/// Ownership: held by a Map. Threading: the activity thread.
 #pragma once
 
 #include "substrate/acl/MatchPermit.h"
@@ -12,37 +12,44 @@
 
 namespace Routing::RouteMap {
 
+/// The match clauses, the call and the set clauses of a sequence.
 class ROUTEPOLICY_API MapEntry final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { matchRule, subRouteMap, setFlags, description, distance, continueSeq, permit };
    using MatchRules = Plinth::RbTreeMap<MatchOption, MatchRule>;
    using Descriptions = Plinth::RbTreeMap<uint32_t, Quoin::String>;
-   /// Set clauses that have no value of their own.
+   /// A set of bits: which set clauses are configured, for clauses whose value does not say this itself.
    using SetFlags = uint32_t;
-   static constexpr SetFlags continueSeqSet = 0x10000;   // `continueSeq` is configured
+   /// `continueSeq` is configured.
+   static constexpr SetFlags continueSeqSet = 0x10000;
 
    explicit MapEntry( uint32_t seqno ) : seqno_( seqno ) { permit_.value = Acl::MatchPermit::permit; }
    ~MapEntry() override;
 
-   /// The key in the Map; never changes.
+   /// The key in the Map. Never changes.
    uint32_t seqno() const noexcept { return seqno_; }
 
-   /// The match clauses, at most one per option. The key is the rule's option; a rule that is missing reads as one of option `none`.
+   /// The match clauses, at most one per option. The key is the option of the rule; a rule that does not exist reads as a rule of option
+   /// `none`.
    const MatchRules & matchRule() const noexcept { return matchRule_; }
+   /// The match clause of one option.
    MatchRule matchRule( MatchOption option ) const { return Plinth::memberOf( matchRule_, option ); }
-   void matchRuleIs( MatchRule rule );   // by value: it may stand in another entry, which a reaction edits
+   /// Adds or replaces the match clause of the rule's option.
+   void matchRuleIs( MatchRule rule );   // by value: `rule` may be stored in another MapEntry that a subscriber edits
+   /// Removes the match clause of that option.
    void matchRuleDel( MatchOption option );
 
-   /// The route map that is called, if any.
+   /// The call of another route map; an empty name means no call.
    PLINTH_ATTR( subRouteMap, subRouteMapIs, Field::subRouteMap, SubRouteMap );
+   /// The configured set clauses, as bits.
    PLINTH_ATTR( setFlags, setFlagsIs, Field::setFlags, SetFlags );
-   /// Lines of free text by their number; one that is missing reads as empty.
+   /// Lines of free text by line number. A line that does not exist reads as empty.
    PLINTH_COLLECTION( description, descriptionIs, descriptionDel, descriptionDelAll, Field::description, Descriptions );
    /// The administrative distance to set; 0 for none.
    PLINTH_ATTR( distance, distanceIs, Field::distance, uint32_t );
-   /// Where `continue` goes. It means something only while `setFlags` has `continueSeqSet`, and stays readable without.
+   /// The sequence number to which `continue` jumps. It takes effect only while `setFlags` contains `continueSeqSet`.
    PLINTH_ATTR( continueSeq, continueSeqIs, Field::continueSeq, uint32_t );
-   /// What the sequence does with a route that it matches; a new one permits.
+   /// The action of the sequence for a route that it matches; initially permit.
    PLINTH_ATTR( permit, permitIs, Field::permit, Acl::MatchPermit );
 
  private:

@@ -1,5 +1,5 @@
 /// @file substrate/routemap/MatchRule.h
-/// The values that a configured sequence is made of. Plain values, copied whole.
+/// The values of a configured sequence: a match clause, and a call. A MapEntry stores them. Threading: plain values.
 #pragma once
 
 #include <cstdint>
@@ -12,30 +12,30 @@
 
 namespace Routing::RouteMap {
 
-/// The operand of a community clause; carried, not interpreted. Text: "{}".
+/// The operand of a community clause. This library stores it and does not interpret it. Text: "{}".
 struct CommListSet {
    friend bool operator==( const CommListSet &, const CommListSet & ) = default;
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<CommListSet>( a, b ); }
    constexpr uint32_t hash() const noexcept { return 0; }
 };
 
-/// The key and the operands of one match clause. Text: the option, and then the name and the value of every operand that is set,
-/// such as "matchIpPrefixList listName PL1 invert-result".
+/// The option and the operands of one match clause. Text: the option, followed by the name and the value of every operand that is set, such
+/// as "matchIpPrefixList listName PL1 invert-result".
 struct ROUTEPOLICY_API MatchRule {
-   Quoin::String listName{};    // of the prefix list, access list or tag set that the rule refers to
-   uint64_t numericValue = 0;   // the scalar operand: 32 bits of a tag or an instance, 8 bits of a Protocol
-   MatchOption option{};        // the key
-   bool invertResult = false;   // of a prefix list's matcher
+   Quoin::String listName{};    // the name of the prefix list, access list or tag set that the rule refers to
+   uint64_t numericValue = 0;   // the scalar operand: 32 bits of a tag or instance, or 8 bits of a Protocol
+   MatchOption option{};        // the key in the MapEntry
+   bool invertResult = false;   // inverts the result of a prefix list
    CommListSet commListSet{};
    friend bool operator==( const MatchRule &, const MatchRule & ) = default;
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<MatchRule>( a, b ); }
    uint32_t hash() const noexcept;
 };
 
-/// The call of another route map. An empty name calls nothing, also with `invertResult`. Text: the name, and " invert-result".
+/// The call of another route map. An empty name means no call, also with `invertResult`. Text: the name, and " invert-result" if set.
 struct ROUTEPOLICY_API SubRouteMap {
    Quoin::String name;
-   bool invertResult = false;   // the caller's result is inverted
+   bool invertResult = false;   // inverts the caller's result
    friend bool operator==( const SubRouteMap &, const SubRouteMap & ) = default;
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<SubRouteMap>( a, b ); }
    uint32_t hash() const noexcept;

@@ -18,7 +18,7 @@ Names numbered( const char * stem ) {
 
 #define NAME( option, number ) names[ number ] = #option;
 
-// Never destroyed: what goes at the end of the process may still print an option.
+// Never deleted: static destructors may still print an option.
 
 const Names & matchNames() {
    static const Names & kNames = *[] {

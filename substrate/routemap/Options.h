@@ -1,6 +1,6 @@
 /// @file substrate/routemap/Options.h
-/// The options of match and set clauses. Each keys one clause of a sequence, and their order is the order of evaluation.
-/// Every number up to the last is an option, named here or not; the names are stable text.
+/// The options of match and set clauses. An option is the key of a clause in a sequence; clauses are evaluated in ascending order of
+/// option. Options can have a number without a name here. The names are stable texts.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 #include "routepolicy_export.h"
 
-// Name and number of every option that has a name.
+// The name and the number of every option that has a name.
 #define ROUTEMAP_MATCH_OPTIONS( X )             \
    X( none, 0 )                                 \
    X( matchIpAccessList, 1 )                    \
@@ -54,29 +54,31 @@
 
 namespace Routing::RouteMap {
 
+/// The kind of a match clause.
 enum class MatchOption : uint8_t { ROUTEMAP_MATCH_OPTIONS( ROUTEMAP_ENUMERATOR ) };
+/// The greatest number of a match option.
 constexpr unsigned kMatchOptionMax = 132;
-/// Whether a number is an option, with a name or without: 1 to 16, and 100 to the last.
+/// Whether a number is a match option, with or without a name: 1 to 16, and 100 to kMatchOptionMax.
 constexpr bool isMatchOption( MatchOption option ) noexcept {
    const unsigned number = unsigned( option );
    return ( number >= 1 && number <= 16 ) || ( number >= 100 && number <= kMatchOptionMax );
 }
 
+/// The kind of a set clause.
 enum class SetOption : uint8_t { ROUTEMAP_SET_OPTIONS( ROUTEMAP_ENUMERATOR ) };
 
 #undef ROUTEMAP_ENUMERATOR
 
-/// The option's name: that of the enumerator, "matchOption" or "setOption" and the number for an option without one.
-/// The text lives as long as the process.
+/// The name of the enumerator; for an option without a name, "matchOption" or "setOption" and the number. The text is never deleted.
 ROUTEPOLICY_API const char * stringValue( MatchOption option );
 ROUTEPOLICY_API const char * stringValue( SetOption option );
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, MatchOption option );
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, SetOption option );
 
-/// The protocols that a clause can name, by their numbers.
+/// The protocols that a clause can name. Agents define the meaning of the numbers.
 enum class Protocol : uint8_t { protocol1 = 1, protocol2, protocol3, protocol4, protocol5, protocol6, protocol7, protocol8, protocol9 };
 
-/// The mode of the route map feature; carried, never read.
+/// The mode of the route map feature. This library stores it and does not use it.
 enum class RouteMapOpModeType : uint8_t {};
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, RouteMapOpModeType mode );
 

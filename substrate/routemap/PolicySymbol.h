@@ -1,6 +1,7 @@
 /// @file substrate/routemap/PolicySymbol.h
-/// The base of every symbol: one object per name and table, alive from the first reference to that name, defined or not, to the
-/// last. Holders learn of a change of what it stands for from its notifier.
+/// The base of every symbol. A symbol stands for a name, defined or undefined; one symbol exists per name and table, as long as the name is
+/// in use. It stands between the producer of a list or route map and the compiled route maps that refer to the name.
+/// Its notifier notifies the holders of the symbol when the object behind the name changes.
 /// Ownership: holders share the symbol; the table holds it weakly. Threading: the activity thread.
 #pragma once
 
@@ -20,28 +21,30 @@ class ROUTEPOLICY_API PolicySymbolNotifier : public Quoin::NotifyingNode {
    enum class Field : Quoin::FieldId { version };
    ~PolicySymbolNotifier() override;
 
+   /// Increases with every published change.
    uint32_t version() const noexcept { return version_; }
-   /// Adds `delta` and publishes the change of `version`; 0 does nothing.
+   /// Adds `delta` to the version and publishes the change. A `delta` of 0 does nothing.
    void versionInc( uint32_t delta );
 
  private:
    uint32_t version_ = 0;
 };
 
+/// A name with a notifier. Derived classes add the status.
 class ROUTEPOLICY_API PolicySymbol : public Zeugma::DedupHandleBase {
  public:
-   enum class Field : Quoin::FieldId { notifier, statusCurrent, derived };   // a derived class goes on from `derived`
+   enum class Field : Quoin::FieldId { notifier, statusCurrent, derived };   // a derived class starts its own fields at `derived`
 
    explicit PolicySymbol( const Quoin::String & name );
    ~PolicySymbol() override;
    Quoin::Publisher * publisher() const noexcept override;
 
-   /// The symbol's identity within its table.
+   /// The key in the table.
    const Quoin::String & name() const noexcept { return name_; }
-   /// The notifier's; 0 where there is none.
+   /// The version of the notifier; 0 if the notifier is null.
    uint32_t notifierVersion() const noexcept { return notifier_.value ? notifier_.value->version() : 0; }
 
-   /// What hash() gives for a symbol of that name.
+   /// The hash() of a symbol of that name.
    static uint32_t hashOf( const Quoin::String & name ) noexcept { return name.hash(); }
    uint32_t hash() const override;
    bool compare( const Zeugma::DedupHandleBase * other ) const override;
@@ -52,10 +55,10 @@ class ROUTEPOLICY_API PolicySymbol : public Zeugma::DedupHandleBase {
  protected:
    mutable Quoin::Publisher publisher_;
 
-   /// The version that holders subscribe to; a new symbol has one of its own. May be null.
+   /// The object with the version, to which holders subscribe. A new symbol has its own notifier. May be null.
    PLINTH_ATTR( notifier, notifierIs, Field::notifier, Quoin::Ptr<PolicySymbolNotifier> );
-   /// True while the status behind the symbol agrees with the configuration. Its producer clears it before a change and sets
-   /// it when the change has landed.
+   /// Whether the status of the symbol agrees with the configuration. The producer clears it when a change begins, and sets it when the
+   /// change is published.
    PLINTH_ATTR( statusCurrent, statusCurrentIs, Field::statusCurrent, bool );
 
  private:

@@ -10,7 +10,7 @@ namespace {
 
 constexpr size_t kLargeList = 1u << 17;
 
-// What the bounds of an entry come to when those that were left out are filled in.
+// The bounds of an entry, with defaults for missing bounds.
 struct Range {
    uint32_t ge;
    uint32_t le;
@@ -77,7 +77,7 @@ std::optional<PrefixListError> PrefixListBuilder::entryIs( const PrefixListEntry
 
 Quoin::Ptr<const PrefixListStatus> PrefixListBuilder::build() const {
    auto trie = Quoin::makeNode<PatriciaTrieWithNodeData>( af_, entries_.size() >= kLargeList );
-   // The last first: an entry goes in front of its chain, so that each chain ends up ascending.
+   // In descending order: each entry is inserted at the front of its chain, so each chain becomes ascending.
    for( auto i = entries_.rbegin(); i != entries_.rend(); ++i ) {
       const PrefixListEntry & e = i->second;
       const Range range( e );

@@ -1,5 +1,5 @@
 /// @file substrate/routemap/PrefixListBuilder.h
-/// Turns configured prefix list entries into a PrefixListStatus.
+/// Checks configured prefix list entries and compiles them into a PrefixListStatus. PrefixListProducer uses it and publishes the status.
 #pragma once
 
 #include <cstdint>
@@ -11,8 +11,9 @@
 
 namespace Routing::RouteMap {
 
-/// One entry as it is configured. Without bounds it speaks of its own prefix alone; with `ge` only, of lengths up to the
-/// family's; with `le` only, of lengths from its own.
+/// One entry as configured. Without bounds, it matches only its own prefix. With `ge` alone, it matches contained prefixes of length `ge`
+/// up to the bits of the family. With `le` alone, it matches contained prefixes from its own length up to `le`. With both, it matches
+/// contained prefixes of length `ge` to `le`.
 struct ROUTEPOLICY_API PrefixListEntry {
    uint32_t seqno = 0;
    Acl::MatchPermit action = Acl::MatchPermit::permit;
@@ -20,20 +21,20 @@ struct ROUTEPOLICY_API PrefixListEntry {
    std::optional<uint32_t> ge;
    std::optional<uint32_t> le;
 
-   /// "10 permit 10.0.0.0/8 ge 16 le 24".
+   /// The entry as text, such as "10 permit 10.0.0.0/8 ge 16 le 24".
    Quoin::String toStrep() const;
 };
 
-/// Why an entry cannot be.
+/// The reason why an entry is refused.
 struct ROUTEPOLICY_API PrefixListError {
    enum class Reason : uint8_t {
       wrongFamily,         // the prefix is not of the list's family
-      prefixTooLong,       // the prefix's length is beyond the family
-      hostBits,            // the prefix has bits behind its length
-      geBelowLength,       // ge is below the prefix's length
-      leBelowGe,           // le is below ge, or below the prefix's length without one
-      boundBeyondFamily,   // ge or le is greater than the family's length
-      duplicateSeqno       // the list has an entry of this number
+      prefixTooLong,       // the length of the prefix is greater than the bits of the family
+      hostBits,            // the prefix has 1 bits behind its length
+      geBelowLength,       // `ge` is less than the length of the prefix
+      leBelowGe,           // `le` is less than `ge`, or, without `ge`, less than the length of the prefix
+      boundBeyondFamily,   // `ge` or `le` is greater than the bits of the family
+      duplicateSeqno       // the list has an entry with this sequence number already
    };
    Reason reason;
    Quoin::String listName;
@@ -48,16 +49,16 @@ class ROUTEPOLICY_API PrefixListBuilder {
  public:
    PrefixListBuilder( const Quoin::String & name, Ferule::AddressFamily af ) : name_( name ), af_( af ) {}
 
-   /// Takes an entry in; or says why it cannot be, and leaves the list as it was.
+   /// Adds an entry. If the entry is refused, returns the reason and does not change the list.
    [[nodiscard]] std::optional<PrefixListError> entryIs( const PrefixListEntry & entry );
-   /// False when there is no entry of that number.
+   /// Removes the entry with that sequence number. Returns false if it does not exist.
    bool entryDel( uint32_t seqno ) { return entries_.erase( seqno ) != 0; }
 
    size_t count() const noexcept { return entries_.size(); }
-   /// The entries in ascending order of number.
+   /// The entries in ascending order of sequence number.
    const std::map<uint32_t, PrefixListEntry> & entries() const noexcept { return entries_; }
 
-   /// A new status of the present entries. The builder can go on.
+   /// Compiles the present entries into a new status. The builder can be used further.
    Quoin::Ptr<const PrefixListStatus> build() const;
 
  private:

@@ -1,4 +1,6 @@
 /// @file substrate/routemap/PrefixListProducer.h
+/// One configured prefix list, from its entries to its published status. An agent edits it; route maps that refer to the list use the
+/// published status.
 #pragma once
 
 #include "substrate/routemap/ListPublication.h"
@@ -6,14 +8,14 @@
 
 namespace Routing::RouteMap {
 
-/// One configured prefix list.
+/// Collects the edits of one prefix list and publishes the list.
 ///
 ///    PrefixListProducer customers( root->ipv4PrefixListTable(), "CUSTOMERS", Ferule::AddressFamily::ipv4 );
 ///    if( auto error = customers.entryIs( entry ) ) report( error->toStrep() );
-///    customers.publish();      // every route map that refers to CUSTOMERS follows
+///    customers.publish();      // every route map that refers to CUSTOMERS is compiled again
 ///
-/// Between the first edit and publish(), route maps that refer to the list keep what they have. The name is undefined until the
-/// first publish(), and again when the producer goes; a list without entries is not undefined.
+/// Between the first edit and publish(), route maps that refer to the list keep their present state. The name is undefined until the first
+/// publish(), and again after the producer is destroyed. A published list without entries is defined.
 /// Threading: the activity thread.
 class ROUTEPOLICY_API PrefixListProducer {
  public:
@@ -23,13 +25,13 @@ class ROUTEPOLICY_API PrefixListProducer {
    const Quoin::Ptr<PrefixListSymbol> & symbol() const noexcept { return publication_.symbol(); }
    const std::map<uint32_t, PrefixListEntry> & entries() const noexcept { return builder_.entries(); }
 
-   /// Takes an entry in; or says why it cannot be, and then nothing has begun.
+   /// Adds an entry and begins a change. If the entry is refused, returns the reason and does nothing else.
    [[nodiscard]] std::optional<PrefixListError> entryIs( const PrefixListEntry & entry );
-   /// False when there is no entry of that number, and then nothing has begun.
+   /// Removes the entry with that sequence number and begins a change. Returns false, and does nothing, if it does not exist.
    bool entryDel( uint32_t seqno );
-   /// Whether there are edits that have not been published.
+   /// Whether edits are pending.
    bool edited() const noexcept { return publication_.underWay(); }
-   /// Compiles the entries as they stand, and publishes the list. Cost: of the whole list.
+   /// Compiles the present entries and publishes the list. Cost: proportional to the whole list.
    void publish() {
       publication_.publish( [ this ] { return builder_.build(); } );
    }

@@ -1,4 +1,5 @@
 /// @file substrate/routemap/RmPrecedence.h
+/// The role of a policy in a list of policies. A list is evaluated in ascending order of this value.
 #pragma once
 
 #include <compare>
@@ -10,16 +11,16 @@
 
 namespace Routing::RouteMap {
 
-/// The role of a route map at a point of application, and its place in the order there. A plain value of eight bits; numbers
-/// without a name are an agent's own.
+/// The role of a route map at a point of application; also its position in the order of evaluation there. A plain value of eight bits.
+/// Agents may use numbers that have no name here.
 class RmPrecedence {
  public:
    enum Role : uint8_t {
       prefixListPrecedence = 0,         // a prefix list applied as a route map
-      routeMapPrecedence = 4,           // the point's route map
-      defaultOriginatePrecedence = 5,   // for default origination
-      routeMapMaintPrecedence = 6,      // for maintenance
-      missingPolicyDenyPrecedence = 8   // marker: a missing policy denies
+      routeMapPrecedence = 4,           // the route map that is configured at the point
+      defaultOriginatePrecedence = 5,   // the route map for default origination
+      routeMapMaintPrecedence = 6,      // the route map for maintenance
+      missingPolicyDenyPrecedence = 8   // a marker: a missing policy denies
    };
 
    constexpr RmPrecedence() noexcept = default;

@@ -1,4 +1,5 @@
 /// @file substrate/routemap/RouteMapFeatures.h
+/// The attributes of a route that a policy reads. Compilation computes them; an agent uses them to avoid useless evaluations.
 #pragma once
 
 #include <cstdint>
@@ -10,17 +11,18 @@
 
 namespace Routing::RouteMap {
 
-/// What a policy reads of a route, as a set of bits: an agent need not evaluate again when nothing of that has changed.
-/// Threading: a plain value.
+/// The attributes of a route that a policy reads, as a set of bits. If none of these attributes has changed, an agent need not evaluate the
+/// policy again. Threading: a plain value.
 class ROUTEPOLICY_API RouteMapFeatures {
  public:
+   /// One attribute of a route. The name says how a policy uses it.
    enum Bit : uint32_t {
       matchPrefixDependent = 1u << 0,   // the route's prefix
       matchInterface = 1u << 1,         // the interfaces of its resolved next hop
       matchResolvedNexthop = 1u << 2,   // the addresses of its resolved next hop
-      matchRouterId = 1u << 3,          // the router that it comes from
-      matchBestpath = 1u << 13,         // whether it is the best path
-      matchAggregateRole = 1u << 14     // its role in an aggregate
+      matchRouterId = 1u << 3,          // the id of the router that the route comes from
+      matchBestpath = 1u << 13,         // whether the route is the best path
+      matchAggregateRole = 1u << 14     // the role of the route in an aggregate
    };
 
    constexpr RouteMapFeatures() noexcept = default;
@@ -36,7 +38,7 @@ class ROUTEPOLICY_API RouteMapFeatures {
    friend constexpr bool operator==( const RouteMapFeatures &, const RouteMapFeatures & ) = default;
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<RouteMapFeatures>( a, b ); }
    constexpr uint32_t hash() const noexcept { return bits_; }
-   /// The names of the bits, as bitsText() writes them. Empty for none.
+   /// The names of the bits, as Quoin::bitsText() prints them.
    Quoin::String toStrep() const;
 
  private:

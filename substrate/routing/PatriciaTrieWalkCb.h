@@ -1,5 +1,6 @@
 /// @file substrate/routing/PatriciaTrieWalkCb.h
-/// What a trie holds at a prefix, and what is called for it.
+/// The data that a trie holds at a prefix, and the callback of a walk over a trie. Rules and entries of compiled lists derive from the
+/// data; evaluation implements the callback.
 #pragma once
 
 #include <cstddef>
@@ -12,18 +13,18 @@
 
 namespace Routing {
 
-/// What stands at one prefix of a trie: a chain, of which the trie holds the head. An object is in one chain at most.
+/// One element of the chain of data at a prefix. The trie holds the head of the chain. An object is in at most one chain.
 class ROUTEPOLICY_API PrefixData : public Quoin::Node {
  public:
    ~PrefixData() override;
    const PrefixData * next() const noexcept { return next_.get(); }   // null at the end of the chain
-   /// Whether a trie has taken it, and for good.
+   /// Whether the object was added to a trie. It stays true afterwards.
    bool inChain() const noexcept { return nodeFlag() & kInChain; }
 
-   // A trie's entries come and go together: they live in blocks.
+   // The entries of a trie are created and deleted together, so they are allocated in blocks.
    static void * operator new( size_t bytes );
    static void operator delete( void * data ) noexcept;
-   // One that wants more than the usual alignment does not, and one may be made in a place that there is.
+   // Objects with a greater alignment come from the heap. Placement new is allowed.
    static void * operator new( size_t bytes, std::align_val_t alignment ) { return ::operator new( bytes, alignment ); }
    static void operator delete( void * data, std::align_val_t alignment ) noexcept { ::operator delete( data, alignment ); }
    static void * operator new( size_t, void * place ) noexcept { return place; }
@@ -35,11 +36,12 @@ class ROUTEPOLICY_API PrefixData : public Quoin::Node {
    Quoin::Ptr<const PrefixData> next_;
 };
 
-/// Called for what a walk finds.
+/// The callback of PatriciaTrieWithNodeData::ancestorWalk().
 class ROUTEPOLICY_API PatriciaTrieWalkCb : public Quoin::Node {
  public:
    ~PatriciaTrieWalkCb() override;
-   /// `prefix` is the trie's own, `data` the head of the chain there. Returns true to go on with the walk.
+   /// Called for each prefix that the walk finds. `prefix` is the prefix in the trie, `data` the head of its chain. Returns true to
+   /// continue the walk.
    virtual bool handlePrefixData( const Ferule::IpGenPrefix & prefix, const PrefixData * data ) = 0;
 };
 

@@ -12,10 +12,10 @@ namespace {
 
 using Ferule::Bits128;
 
-constexpr unsigned kLargeNodes = 1u << 16;   // about what a whole IPv4 table takes
+constexpr unsigned kLargeNodes = 1u << 16;   // about the size of a whole IPv4 table
 constexpr unsigned kLargeData = 1u << 19;
 
-// Six bits of an address from bit `depth` on; zeros behind the last.
+// Six bits of an address from bit `depth` on; bits behind the last bit are 0.
 inline unsigned sixBits( Bits128 bits, unsigned depth ) noexcept {
    uint64_t v;
    if( depth <= 58 )
@@ -27,7 +27,7 @@ inline unsigned sixBits( Bits128 bits, unsigned depth ) noexcept {
    return v & 63;
 }
 
-// The bits of `inner` for lengths up to `r`, 0 to 5.
+// The bits of `inner` for prefix lengths up to `r`; `r` is 0 to 5.
 constexpr uint64_t innerUpTo( unsigned r ) noexcept {
    return ( uint64_t( 1 ) << ( ( 2u << r ) - 1 ) ) - 1;
 }
@@ -90,7 +90,7 @@ void PatriciaTrieWithNodeData::routeIs( const Ferule::IpGenPrefix & prefix, cons
    head = data;
 }
 
-// The slot of a prefix, made if it is not there.
+// The slot of a prefix; created if it does not exist.
 PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::slotIs( Bits128 bits, unsigned length ) {
    uint32_t at = 0;
    for( unsigned depth = 0;; depth += kStride ) {
@@ -112,8 +112,8 @@ PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::slotIs( Bits128 bits, u
    }
 }
 
-// Puts a prefix into a node: into the bitmaps if it ends here, as a lone child otherwise, and then the node has none on its way yet.
-// `loneSlot` is the slot that it brings along, kNoSlot for a new one. Returns its slot. Nodes may move.
+// Puts a prefix into a node: into the bitmaps if the prefix ends here; otherwise as a lone child, and the node must not have a child for
+// these six bits yet. `loneSlot` is the present slot of the prefix, or kNoSlot for a new prefix. Returns the slot. Nodes may move.
 PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::place( TrieNode & node, unsigned depth, Bits128 bits, unsigned length,
                                                                 Slot loneSlot ) {
    const unsigned v = sixBits( bits, depth );
@@ -134,7 +134,7 @@ PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::place( TrieNode & node,
    if( bitmap >> bit & 1 ) return slot;
    const unsigned at = slot - node.dataBase;
    if( loneSlot != kNoSlot ) {
-      node.dataBase = loneSlot;   // a lone node's block of one is this node's first
+      node.dataBase = loneSlot;   // the block of the former lone node, with one element, becomes the block of this node
    } else {
       node.dataBase = data_.grow( node.dataBase, node.dataCount(), at, nullptr );
    }
@@ -142,8 +142,8 @@ PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::place( TrieNode & node,
    return node.dataBase + at;
 }
 
-// Goes down the path of a prefix. `onNode( node, innerHits, fullHit, v, depth )` tells of what contains the prefix in an
-// ordinary node, and returns false to stop; `onLone( node )` of a lone node that does, which is the last.
+// Goes down the path of a prefix. Calls `onNode( node, innerHits, fullHit, v, depth )` for each ordinary node, with the bits of the
+// containing prefixes; false ends the descent. Calls `onLone( node )` for a lone node that contains the prefix; this is the last call.
 template <class OnNode, class OnLone>
 void PatriciaTrieWithNodeData::descend( Bits128 bits, unsigned length, OnNode && onNode, OnLone && onLone ) const {
    static constexpr auto kInnerPath = [] {
@@ -152,7 +152,7 @@ void PatriciaTrieWithNodeData::descend( Bits128 bits, unsigned length, OnNode &&
       return paths;
    }();
    const TrieNode * node = nodes_.data();
-   Bits128 rest = bits;   // from `depth` on
+   Bits128 rest = bits;   // the bits from `depth` on
    for( unsigned depth = 0;; depth += kStride ) {
       if( node->lone() ) {
          if( node->loneLength() <= length && samePrefix( node->loneBits(), bits, node->loneLength() ) ) onLone( *node );
@@ -191,7 +191,7 @@ void PatriciaTrieWithNodeData::ancestorWalk( const Ferule::IpGenPrefix & prefix,
 }
 
 PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::longestMatch( const Ferule::IpGenPrefix & prefix ) const noexcept {
-   // Ranks cost more than bits, and only the last hit's is wanted.
+   // Computing a slot costs more than testing bits, so only the slot of the last hit is computed.
    const TrieNode * last = nullptr;
    uint64_t lastHits = 0;
    unsigned lastFull = 0;
@@ -211,10 +211,10 @@ PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::longestMatch( const Fer
    return lastHits ? last->innerSlot( static_cast<unsigned>( std::bit_width( lastHits ) ) - 1 ) : last->fullSlot( lastFull );
 }
 
-// A table of random prefixes takes two nodes for each of IPv4, and up to eight of IPv6; one of the internet's, far fewer.
+// A table of random prefixes needs two nodes per IPv4 prefix and up to eight per IPv6 prefix; an internet table needs far fewer.
 void PatriciaTrieWithNodeData::reserve( size_t prefixes ) {
    nodes_.reserve( ( af_ == Ferule::AddressFamily::ipv6 ? 8 : 2 ) * prefixes + 1 );
-   data_.reserve( prefixes + prefixes / 8 );   // some of it waits in free blocks
+   data_.reserve( prefixes + prefixes / 8 );   // free blocks take some of the space
 }
 
 void PatriciaTrieWithNodeData::trim() {
@@ -235,7 +235,7 @@ void PatriciaTrieWithNodeData::compact() {
    ++version_;
 }
 
-// Moves what hangs below a node of another trie into this one, and returns the node as it is to stand here.
+// Moves the subtree of a node of another trie into this trie. Returns the node with the indices of this trie.
 PatriciaTrieWithNodeData::TrieNode PatriciaTrieWithNodeData::takeFrom( PatriciaTrieWithNodeData & from, const TrieNode & node ) noexcept {
    TrieNode taken = node;
    const unsigned dataCount = node.lone() ? 1 : node.dataCount();

@@ -1,15 +1,16 @@
 /// @file substrate/routing/PatriciaTrieWithNodeData.h
-/// Prefixes of one family, each with a chain of data, laid out so that all that stands above a prefix is found in few cache lines.
+/// A map from prefixes of one family to chains of data, built to find all prefixes that contain a given prefix with few memory accesses.
+/// Compiled prefix lists and access lists store their entries and rules in it.
 ///
-/// A node stands for 6 bits of the address. Its bitmaps say what there is: `inner` which prefixes of 0 to 5 of these bits,
-/// `full` which of all 6, `child` below which 6 bits the trie goes on. The children of a node stand in one row, and so does its
-/// data; the place in the row is the count of the bits before. A subtree that holds one prefix alone is a single node that
-/// bears this prefix whole (a lone node). With 10.0.0.0/8 and 10.1.1.0/24, seen from 10.1.1.0/24:
+/// A node covers 6 bits of the address. It has three bitmaps: `inner` marks the prefixes that end after 0 to 5 of these bits, `full` the
+/// prefixes that end after all 6, and `child` the values of the 6 bits below which the trie continues. The children of a node form one
+/// block of an array, and so does its data; the index in the block is the number of 1 bits in front. A subtree with a single prefix
+/// is one node that stores the whole prefix (a lone node). Example: the path to 10.1.1.0/24 in a trie of 10.0.0.0/8 and 10.1.1.0/24:
 ///
 ///    bits   000010 | 100000 | 000100 | 000001 | ...
-///    root   child 000010 -> node, inner "10" (the /8), child 100000 -> lone node, bears 10.1.1.0/24
+///    root   child 000010 -> node, inner "10" (the /8), child 100000 -> lone node, stores 10.1.1.0/24
 ///
-/// One node is half a cache line. A whole IPv4 table takes four nodes and one place in the data row for a /24.
+/// One node takes 32 bytes, half a cache line. A look-up of a /24 in a whole IPv4 table reads four nodes and one element of the data array.
 ///
 /// Ownership: the trie holds the data of each chain. Threading: any number of readers, or one writer.
 #pragma once
@@ -25,65 +26,67 @@ namespace Routing {
 
 class PatriciaTrieWithNodeData;
 
-/// Where a trie goes when its last user does.
+/// Receives a trie whose last use was dropped. RetiredTries is one.
 class ROUTEPOLICY_API PatriciaTrieHeir : public Quoin::Node {
  public:
    ~PatriciaTrieHeir() override;
-   /// May hold the trie; what nobody holds goes at once. Threading: that of the last user, whichever it was.
+   /// May take a handle of the trie; otherwise the trie is destroyed at once. Threading: the thread that dropped the last use.
    virtual void take( const Quoin::Ptr<PatriciaTrieWithNodeData> & trie ) noexcept = 0;
 };
 
+/// The trie. Prefixes can be added, but not removed.
 class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
  public:
-   /// `large`: a whole table is coming; space for it is taken at once.
+   /// Creates an empty trie. `large` reserves memory for a whole IPv4 table at once.
    PatriciaTrieWithNodeData( Ferule::AddressFamily af, bool large );
    ~PatriciaTrieWithNodeData() override;
 
    Ferule::AddressFamily af() const noexcept { return af_; }
    size_t prefixCount() const noexcept { return prefixCount_; }
-   /// Of all chains.
+   /// The number of data objects in all chains.
    size_t entryCount() const noexcept { return entryCount_; }
-   /// Moves with every change.
+   /// Increases with every change.
    uint32_t version() const noexcept { return version_; }
-   /// Memory of nodes and data row, without what the data objects take, nor the lists of free blocks.
+   /// The memory of the nodes and of the data array, without the data objects and the lists of free blocks.
    size_t bytes() const noexcept { return nodes_.bytes() + data_.bytes(); }
 
-   /// Puts `data` in front of the chain at `prefix`, of which the bits behind its length do not count. Cost: O(1) in the length of the
-   /// chain and in the size of the trie.
-   /// Errors: a null `data` raises MutatorArgNullPointerException; std::bad_alloc leaves all that stood in the trie. A prefix that is
-   /// not of this family, or longer than its addresses, or data that stands in a chain already, is a fault of the caller and ends
-   /// the process.
+   /// Inserts `data` at the front of the chain at `prefix`. Bits behind the length of the prefix are ignored. Cost: independent of the
+   /// length of the chain and of the size of the trie.
+   /// Errors: MutatorArgNullPointerException if `data` is null; std::bad_alloc, and the entries of the trie are then unchanged. The process
+   /// ends if the prefix is of another family or too long for the family, or if `data` is in a chain already.
    void routeIs( const Ferule::IpGenPrefix & prefix, const Quoin::Ptr<PrefixData> & data );
 
-   /// Calls `walker` for each prefix in the trie that is `prefix` or contains it, the shortest first, until it returns false.
-   /// A prefix of another family has none.
+   /// Calls `walker` for each prefix in the trie that equals or contains `prefix`, the shortest first, until `walker` returns false.
+   /// Does nothing for a prefix of another family.
    void ancestorWalk( const Ferule::IpGenPrefix & prefix, PatriciaTrieWalkCb * walker ) const;
 
-   /// Takes space at once for about so many prefixes, so that few of them have to wait while all is moved. Errors: std::bad_alloc.
+   /// Reserves memory for about that many prefixes, so that insertions seldom have to move the arrays. Errors: std::bad_alloc.
    void reserve( size_t prefixes );
-   /// Gives that space back where less than half of it was needed.
+   /// Frees reserved memory if less than half of it is in use.
    void trim();
-   /// Lays nodes and data out afresh, without gaps and in the order of a walk. Worth it once a trie is complete.
+   /// Moves nodes and data into new arrays without gaps, in the order of a walk. Worth its cost once a trie is complete.
    void compact();
 
-   /// Who gets the trie when its last user goes; at first null: it goes at once.
+   /// Sets the object that receives the trie when its last use is dropped. Initially null: the trie is then destroyed at once.
    void heirIs( const Quoin::Ptr<PatriciaTrieHeir> & heir ) { heir_ = heir; }
-   /// Empties a trie that nobody else uses: lets go of so many entries and places. Returns whether nothing is left. Until then, a trie
-   /// that this was begun on is good for nothing else.
+   /// Empties, step by step, a trie that has no other user: releases at most `atMost` entries and slots per call. Returns true when the
+   /// trie is empty. After the first call, the trie must not be used for anything else.
    bool letGo( size_t atMost ) noexcept;
 
-   /// Places of the data row, for indices that are built beside a trie; good until the version moves.
+   /// An index into the data array. Structures beside the trie use slots to refer to prefixes. A slot is valid until the version changes.
    using Slot = uint32_t;
    static constexpr Slot kNoSlot = ~Slot( 0 );
+   /// One above the greatest slot. Free slots count too.
    size_t slotCount() const noexcept { return data_.size(); }
+   /// The head of the chain in that slot; null for a free slot.
    const PrefixData * slotData( Slot slot ) const noexcept { return data_[ slot ].get(); }
 
-   /// The slot of the longest prefix in the trie that is `prefix` or contains it; kNoSlot when there is none.
-   /// `prefix` is of this family.
+   /// The slot of the longest prefix in the trie that equals or contains `prefix`; kNoSlot if none does.
+   /// `prefix` must be of this family.
    Slot longestMatch( const Ferule::IpGenPrefix & prefix ) const noexcept;
 
-   /// Calls `visit( slot, parent, length )` for each prefix, a parent before its children. `parent` is the slot of the longest
-   /// other prefix that contains it, or kNoSlot; `length` is the prefix's own.
+   /// Calls `visit( slot, parent, length )` for each prefix, a parent before its children. `parent` is the slot of the longest other prefix
+   /// that contains this prefix, or kNoSlot; `length` is the length of this prefix.
    template <class Visit>
    void visitAll( Visit && visit ) const {
       visitNode( nodes_[ 0 ], 0, kNoSlot, visit );
@@ -98,10 +101,10 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
       uint64_t full = 0;    // bit v: the prefix of all six bits with the value v
       uint64_t child = 0;   // bit v: longer prefixes below these six bits
       uint32_t childBase = 0;
-      uint32_t dataBase = 0;   // inner ones in the order of their bits, then full ones
+      uint32_t dataBase = 0;   // first the data of `inner`, in the order of the bits; then the data of `full`
 
       bool lone() const noexcept { return childBase == kLone; }
-      // A lone node has one prefix in place of its bitmaps; dataBase is its slot.
+      // A lone node stores one prefix in place of the bitmaps; dataBase is the slot of this prefix.
       static TrieNode makeLone( Ferule::Bits128 bits, unsigned length, Slot slot ) noexcept {
          return { bits.high, bits.low, length, kLone, slot };
       }
@@ -123,7 +126,7 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
       for( unsigned r = 0; r < kStride; ++r ) path |= uint64_t( 1 ) << ( ( 1u << r ) - 1 + ( v >> ( kStride - r ) ) );
       return path;
    }
-   // The number of bits of the prefix that bit `bit` of `inner` stands for.
+   // The number of bits of the prefix that the bit `bit` of `inner` marks.
    static constexpr unsigned innerLength( unsigned bit ) noexcept { return static_cast<unsigned>( std::bit_width( bit + 1 ) ) - 1; }
 
    void lastUserGone() const override;
@@ -136,7 +139,7 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    template <class Visit>
    void visitNode( const TrieNode & node, unsigned depth, Slot above, Visit & visit ) const {
       if( node.lone() ) return visit( node.dataBase, above, node.loneLength() );
-      // What contains the prefix of `r` bits with the value `v`: the longest shorter one of this node, or what stands above.
+      // The parent of the prefix of `r` bits with the value `v`: the longest shorter prefix of this node, or the parent of the node.
       auto parent = [ & ]( unsigned r, unsigned v ) {
          const unsigned six = v << ( kStride - r );
          const uint64_t shorter = node.inner & innerPath( six ) & ( ( uint64_t( 1 ) << ( ( 1u << r ) - 1 ) ) - 1 );
@@ -165,7 +168,7 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    Arena<TrieNode, 64> nodes_;                       // the first is the root
    Arena<Quoin::Ptr<const PrefixData>, 127> data_;   // heads of chains
    size_t entryCount_ = 0;
-   mutable Quoin::Ptr<PatriciaTrieHeir> heir_;   // until it has gone there
+   mutable Quoin::Ptr<PatriciaTrieHeir> heir_;   // null after the heir has received the trie
 };
 
 }   // namespace Routing

@@ -6,11 +6,11 @@ namespace Routing {
 
 namespace {
 
-constexpr size_t kAtATime = 256;   // entries between two looks at the clock
+constexpr size_t kAtATime = 256;   // entries that are released between two checks of the clock
 
 }   // namespace
 
-// What tries know: it stays when the tries' owner has gone.
+// The tries hold this object, not RetiredTries itself, so it can outlive RetiredTries.
 class RetiredTries::Heir final : public PatriciaTrieHeir {
  public:
    explicit Heir( RetiredTries * owner ) : owner_( owner ) {}
@@ -21,7 +21,7 @@ class RetiredTries::Heir final : public PatriciaTrieHeir {
 
  private:
    const std::thread::id thread_ = std::this_thread::get_id();
-   RetiredTries * owner_;   // of that thread alone
+   RetiredTries * owner_;   // used only on that thread
 };
 
 RetiredTries::RetiredTries( const Quoin::Ptr<Plinth::Clock> & clock ) : NotifieeConst( clock ), heir_( Quoin::makeNode<Heir>( this ) ) {}
@@ -35,12 +35,12 @@ void RetiredTries::take( const Quoin::Ptr<PatriciaTrieWithNodeData> & trie ) noe
    try {
       timeMinIs( Plinth::Clock::Seconds( 0 ) );
       tries_.push_back( trie );
-   } catch( ... ) {   // it goes at once
+   } catch( ... ) {   // the trie is destroyed at once
    }
 }
 
 void RetiredTries::handleTime() {
-   const Quoin::Ptr<RetiredTries> self( this );   // entries may be an agent's own, and let go of anything
+   const Quoin::Ptr<RetiredTries> self( this );   // entry classes of an agent may drop any object, also this one
    const auto deadline = clock()->now() + kQuantum;
    while( !tries_.empty() ) {
       const auto trie = tries_.back();

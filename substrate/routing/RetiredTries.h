@@ -1,4 +1,5 @@
 /// @file substrate/routing/RetiredTries.h
+/// Destroys large tries step by step. It receives tries that have lost their last user, and is driven by the agent's clock.
 #pragma once
 
 #include <vector>
@@ -8,23 +9,25 @@
 
 namespace Routing {
 
-/// Takes tries apart in slices of time: freeing a million entries at once would hold the thread for long.
-///    trie->heirIs( retiredTries->heir() );   // from then on, it comes here when its last user goes
-/// Ownership: of whoever makes it; tries do not keep it. What is in here goes at once with it, and from then on every trie does.
-/// Threading: the thread that made it. Where a trie's last user goes on another one, the trie goes there and at once.
+/// Destroys tries in slices of time, because freeing a million entries at once would block the thread for long.
+///    trie->heirIs( retiredTries->heir() );   // the trie is moved here when its last use is dropped
+/// Ownership: belongs to its creator; tries do not hold it. When it is destroyed, its pending tries are destroyed at once, and so is every
+/// later trie.
+/// Threading: the thread that created it. If the last use of a trie is dropped on another thread, the trie is destroyed there at once.
 class ROUTEPOLICY_API RetiredTries final : public Quoin::Node, private Plinth::Clock::NotifieeConst {
  public:
-   /// Of a turn of the agent's loop: little beside what compiles a list in the same one.
+   /// The time per turn of the agent's loop; short compared with the compilation of a large list.
    static constexpr Plinth::Clock::Seconds kQuantum{ 0.001 };
-   /// Entries up to which a trie goes at once: in half a quantum or so.
+   /// A trie with up to so many entries is destroyed at once; this takes about half a quantum.
    static constexpr size_t kSmall = 8192;
 
    /// Errors: MutatorArgNullPointerException on null.
    explicit RetiredTries( const Quoin::Ptr<Plinth::Clock> & clock );
    ~RetiredTries() override;
 
+   /// The argument for PatriciaTrieWithNodeData::heirIs().
    const Quoin::Ptr<PatriciaTrieHeir> & heir() const noexcept { return heir_; }
-   /// How many tries wait here.
+   /// The number of pending tries.
    size_t count() const noexcept { return tries_.size(); }
 
  private:

@@ -33,7 +33,7 @@ void Handle::write( const MsgDesc & message, std::chrono::nanoseconds took, std:
    const uint64_t number = written_.fetch_add( 1, std::memory_order_acq_rel ) + 1;
    Slot & slot = slots_[ number % kRecords ];
    uint64_t before = slot.number.load( std::memory_order_relaxed );
-   // One writer at a time: two whose numbers fall on one slot would leave a record that is neither's.
+   // Each slot has one writer at a time. Two writers in one slot would mix their records; the second one gives up.
    if( before > number ||
        !slot.number.compare_exchange_strong( before, kBeingWritten, std::memory_order_acq_rel, std::memory_order_relaxed ) )
       return;
@@ -50,7 +50,7 @@ void Handle::write( const MsgDesc & message, std::chrono::nanoseconds took, std:
 std::vector<Record> Handle::read() const {
    std::vector<Record> records;
    const uint64_t all = written();
-   const uint64_t gone = all > kRecords ? all - kRecords : 0;   // a late writer may leave one of these behind
+   const uint64_t gone = all > kRecords ? all - kRecords : 0;   // a late writer may leave a record with a number up to this
    for( const Slot & slot : slots_ ) {
       const uint64_t number = slot.number.load( std::memory_order_acquire );
       if( number <= gone || number == kBeingWritten ) continue;

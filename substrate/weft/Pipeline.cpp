@@ -27,7 +27,7 @@ OutputState::~OutputState() = default;
 
 void OutputState::outputReadyIs( unsigned output, bool ready ) {
    if( ready == outputReady( output ) ) return;
-   const Quoin::Ptr<OutputState> self( this );   // who hears of `ready` may drop the pipeline
+   const Quoin::Ptr<OutputState> self( this );   // a subscriber to `ready` may drop the pipeline
    notReady_ ^= 1u << output;
    readyIs( notReady_ == 0 );
    publisher_.publishChange( Quoin::FieldId( Quoin::FieldId( Field::firstOutput ) + output ) );
@@ -58,7 +58,7 @@ void InputSm::doInputScan() {
 void InputSm::runScan() {
    if( !parent_ ) return;
    QUOIN_ASSERT( reactor_.notifier(), "Sm args can only be null if marked as Optional in the SM type declaration" );
-   const Quoin::Ptr<Pipeline> parent( parent_ );   // who hears of the output may drop both
+   const Quoin::Ptr<Pipeline> parent( parent_ );   // a subscriber to the output may drop both
    const Quoin::Ptr<InputSm> self( this );
    const bool scanned = scanInput();
    if( !parent_ ) return;
@@ -153,14 +153,14 @@ void Pipeline::scanPending() {
 
 void Pipeline::handleInputReady() {
    if( !initialScanDone_ ) handleInitialScanDone();
-   if( !outputState_ || busy_ ) return;   // torn down, or called by who hears of the output
+   if( !outputState_ || busy_ ) return;   // torn down, or called from a subscriber to the output
    if( outputState_->outputReady( kOutput ) ) {
       PLINTH_TRACE( trace_, level8 ) << texts_.inputReadyHandler << " already ready, not reconciling.";
-      inputSmScanState_->handleIdle();   // who heard of that may have thrown
+      inputSmScanState_->handleIdle();   // reconcile() has not reached this step if a subscriber threw
       return;
    }
    if( !initialScanDone_ ) return;
-   if( !inputSmScanState_->scansFinished() ) scanPending();   // one that was cut short
+   if( !inputSmScanState_->scansFinished() ) scanPending();   // an exception ended the previous scan
    if( inputSmScanState_ && inputSmScanState_->scansFinished() ) reconcile();
 }
 
@@ -168,7 +168,7 @@ void Pipeline::reconcile() {
    const Busy busy( busy_ );
    PLINTH_TRACE( trace_, level8 ) << "Input scans for " << texts_.output << " complete";
    const bool now = value();
-   outputIs( now );   // an input without a member has triggered no event
+   outputIs( now );   // an empty input has triggered no event
    if( !outputState_ ) return;
    wefterControl_.trailmarkHandle()->write( readyMsg, texts_.name, now );
    outputState_->outputReadyIs( kOutput, true );
@@ -182,7 +182,7 @@ void Pipeline::insert() {
    PLINTH_TRACE( trace_, level7 ) << texts_.into << ": inserting value=" << ( now ? "true" : "false" );
    wefterControl_.trailmarkHandle()->write( insertedMsg, texts_.name, now );
    outputIs( now );
-   if( outputState_ && !busy_ && !ready() ) handleInputReady();   // a scan was cut short by one who threw
+   if( outputState_ && !busy_ && !ready() ) handleInputReady();   // an exception of a subscriber ended the previous scan
 }
 
 void Pipeline::doDeleteAll() {

@@ -1,4 +1,5 @@
 /// @file substrate/weft/SmControl.h
+/// The options of a pipeline: its scheduler, its priority and its ring of records. An agent passes them when it creates a pipeline.
 #pragma once
 
 #include <utility>
@@ -9,20 +10,20 @@
 
 namespace Weft {
 
-/// How a pipeline is to be run. A plain value.
+/// The options of a pipeline. A plain value.
 class SmControl {
  public:
    SmControl() = default;
    explicit SmControl( Quoin::Ptr<Zeugma::TaskScheduler> scheduler ) : scheduler_( std::move( scheduler ) ) {}
 
-   /// Runs the initial scans; null for the process's own.
+   /// The scheduler that runs the first scans; null means the default scheduler of the process.
    PLINTH_VALUE( scheduler, schedulerIs, {}, Quoin::Ptr<Zeugma::TaskScheduler> );
-   /// Of the scans' tasks.
+   /// The priority of the tasks of the first scans.
    PLINTH_VALUE( priority, priorityIs, = Zeugma::TaskPriority::normal, Zeugma::TaskPriority );
-   /// Every step runs inside the call that causes it, the initial scans too, and no task is made.
+   /// True: every step, including the first scans, runs inside the call that causes it, and the pipeline creates no task.
    PLINTH_VALUE( synchronous, synchronousIs, = false, bool );
 
-   /// Where the pipeline leaves its trail. Not owned. Errors: MutatorArgNullPointerException on null.
+   /// The ring that receives the pipeline's records. Not owned. Errors: MutatorArgNullPointerException on null.
    Trailmark::Handle * trailmarkHandle() const noexcept { return trailmarkHandle_; }
    void trailmarkHandleIs( Trailmark::Handle * handle ) {
       if( !handle ) Plinth::throwMutatorArgNullPointerException( "trailmarkHandleIs" );

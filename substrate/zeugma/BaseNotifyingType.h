@@ -1,5 +1,6 @@
 /// @file substrate/zeugma/BaseNotifyingType.h
-/// The base of a value object that tells of its changes.
+/// The base of a notifying object that can take over the attributes of another object of its class. The status objects of route maps and
+/// of their sequences derive from it.
 #pragma once
 
 #include "routepolicy_export.h"
@@ -7,12 +8,13 @@
 
 namespace Zeugma {
 
+/// A notifying object with clone().
 class ROUTEPOLICY_API BaseNotifyingType : public Quoin::NotifyingNode {
  public:
    ~BaseNotifyingType() override;
 
-   /// Takes the attributes of `source`, an object of the same class, publishing as for a write of each. What is fixed at
-   /// construction stays.
+   /// Copies the attributes of `source`, an object of the same class, and publishes each real change. Attributes that are fixed at
+   /// construction do not change.
    virtual void clone( const BaseNotifyingType & source ) = 0;
 };
 

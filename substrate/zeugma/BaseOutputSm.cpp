@@ -28,12 +28,12 @@ void SmPart::giveUp( BaseOutputSm * sm ) {
 BaseOutputSm::~BaseOutputSm() = default;
 
 void BaseOutputSm::lastUserGone() const {
-   const_cast<BaseOutputSm *>( this )->stop();   // nobody else is left to see it change
+   const_cast<BaseOutputSm *>( this )->stop();   // no other user is left, so no one sees the change
 }
 
 void BaseOutputSm::hasNotificationActiveIs( bool active ) {
    if( active == active_ ) return;
-   const Quoin::ReleaseScope whole;   // what scans again may drop the machine, or turn it back
+   const Quoin::ReleaseScope whole;   // a repeated scan may drop the machine, or write this flag again
    active_ = active;
    wasActive_ = true;
    try {

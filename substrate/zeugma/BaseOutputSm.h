@@ -1,13 +1,14 @@
 /// @file substrate/zeugma/BaseOutputSm.h
-/// The base of a state machine that watches objects and produces output, and the parts that such a machine is made of.
+/// The base of a state machine that watches objects and produces output, and the two kinds of parts of such a machine: reactors and
+/// nested machines. The machines of compile/ derive from it and stand between configuration and published status.
 ///
 ///    class EntrySm final : public Zeugma::BaseOutputSm {
 ///     public:
 ///       explicit EntrySm( const Quoin::Ptr<const Entry> & entry ) {
 ///          entry_.notifierIs( entry );     // subscribe to every input,
-///          handleInitialized();            // then scan what already stands, as if each member had just come
+///          handleInitialized();            // then scan the present members, as if each had just been created
 ///       }
-///       ~EntrySm() override { stop(); }    // notification off, zombie, and the members go
+///       ~EntrySm() override { stop(); }    // notification off, then zombie, then the members are destroyed
 ///     private:
 ///       void handleChangeMissed() override { handleInitialized(); }
 ///       void handleEntry( const Quoin::Change & change );
@@ -15,11 +16,12 @@
 ///       Zeugma::NestedSms<uint32_t, RuleSm> ruleSm_{ *this };
 ///    };
 ///
-/// The factory that made a machine switches notification on: Zeugma::makeSm(), and NestedSms for those nested in another.
-/// Ownership: a machine owns its parts, and holds what it watches. Threading: the activity thread.
-/// Invariant: a machine's flags, when they are written, are those of all its parts. What is nested in it later has its zombie flag, and
-/// is switched on there and then unless the machine has been switched off. What it gives up, or what has lost its last user, is going:
-/// it hears nothing more. A handler that has written to what others hear of looks at zombieReactors() before it goes on.
+/// Notification is switched on after construction: by Zeugma::makeSm(), or by NestedSms for a nested machine.
+/// Ownership: a machine owns its parts, and holds the objects that it watches. Threading: the activity thread.
+/// Invariant: a write of a machine's flag (notification, zombie) sets the same flag of all its parts. A machine that is nested later gets
+/// the zombie flag of its owner; it is switched on at once, unless the owner has been switched off. A machine that was released, or that
+/// lost its last user, is stopping: it is not notified any more. A write inside a handler can therefore stop the handler's own machine; the
+/// handler checks zombieReactors() after the write.
 #pragma once
 
 #include <iosfwd>
@@ -35,23 +37,25 @@ namespace Zeugma {
 
 class BaseOutputSm;
 
-/// A member of a machine that follows its flags: a reactor, or a collection of nested machines. It lives as long as the machine.
+/// A member of a machine that follows the machine's flags: a reactor, or a collection of nested machines. Ownership: the machine.
 class ROUTEPOLICY_API SmPart {
  public:
    SmPart( const SmPart & ) = delete;
    SmPart & operator=( const SmPart & ) = delete;
+   /// Follows BaseOutputSm::hasNotificationActiveIs() of the machine.
    virtual void partNotificationActiveIs( bool active ) = 0;
+   /// Follows BaseOutputSm::plinthDoZombieReactors() of the machine.
    virtual void partZombieIs( bool zombie ) = 0;
-   /// Whether it missed a change while its machine was being made. Reading it forgets it.
+   /// Whether the part missed a change while its machine was under construction. Reading resets it to false.
    virtual bool partChangeMissed() = 0;
 
  protected:
    explicit SmPart( BaseOutputSm & owner ) noexcept;
    virtual ~SmPart();
    BaseOutputSm & owner() const noexcept { return owner_; }
-   /// Gives a machine that comes to be nested its owner's flags.
+   /// Gives a newly nested machine the flags of its owner.
    void takeIn( BaseOutputSm & sm ) const;
-   /// A machine that was nested hears nothing more. Null does nothing.
+   /// Stops a machine that is no longer nested: it is not notified any more. Null does nothing.
    static void giveUp( BaseOutputSm * sm );
 
  private:
@@ -61,34 +65,37 @@ class ROUTEPOLICY_API SmPart {
    SmPart * next_ = nullptr;
 };
 
+/// A state machine: a list of parts, and the two flags that they share.
 class ROUTEPOLICY_API BaseOutputSm : public Quoin::Node {
  public:
    ~BaseOutputSm() override;
-   /// Stops the machine, also where a Quoin::ReleaseScope keeps it a while.
+   /// Stops the machine at once, even if a Quoin::ReleaseScope delays its destruction.
    void lastUserGone() const override;
 
    bool hasNotificationActive() const noexcept { return active_; }
-   /// Whether what is nested in it now is to be switched on: also while the machine is being made, and not when it has been
-   /// switched off.
+   /// Whether a machine that is nested now is switched on: true while this machine is on or has not been switched on yet, false after
+   /// it was switched off.
    bool switchesOnNested() const noexcept { return active_ || !wasActive_; }
-   /// Turns delivery on or off, for all that the machine watches and for the machines nested in it. The present value does
-   /// nothing, also for those. What a machine missed between its scan and its being switched on is scanned again.
+   /// Turns delivery on or off for all reactors and nested machines. A write of the present value does nothing, not even to the nested
+   /// machines. If a change came between the machine's scan and the moment it is switched on, the machine scans again.
    void hasNotificationActiveIs( bool active );
 
-   /// Whether the machine is being torn down: its reactors are then skipped.
+   /// Whether the machine is stopping; its handlers are then not called.
    bool zombieReactors() const noexcept { return zombie_; }
-   /// Marks the machine and those nested in it as going. The present value does nothing, also for those.
+   /// Marks the machine and its nested machines as stopping. A write of the present value does nothing, not even to the nested machines.
    void plinthDoZombieReactors( bool zombie );
 
+   /// Writes the state of the machine as lines of text; by default its printed identity. `indent` counts columns.
    virtual void dumpState( const DumpContextPtr & ctx, unsigned indent ) const;
-   /// Writes what traces call this machine; the printed identity unless a derived class says more.
+   /// Writes the name of this machine in traces; by default its printed identity.
    virtual void formatDerivedType( std::ostream & os ) const;
 
  protected:
    BaseOutputSm() = default;
-   /// Scans again, since something changed behind the initial scan and before notification was on.
+   /// Must scan again: an input changed after the initial scan and before notification was switched on.
    virtual void handleChangeMissed() = 0;
-   /// The first two steps of destruction, for the destructor of the class that is made: below it, handlers have gone.
+   /// Switches notification off and marks the machine as stopping. The destructor of the most derived class calls it, because the
+   /// destructors of base classes run when the handlers no longer exist.
    void stop();
 
  private:
@@ -102,27 +109,28 @@ class ROUTEPOLICY_API BaseOutputSm : public Quoin::Node {
 
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const BaseOutputSm & sm );
 
-/// Watches one object for the machine that it is a member of, and hands every change to a function of that machine.
+/// Watches one object for the machine that it is a member of, and passes every change to a member function of that machine.
 template <class Owner>
 class Reactor final : public Plinth::NotifieeConst, private SmPart {
  public:
+   /// A member function of the machine that reacts to a change. It is re-entrant, as Quoin::Subscriber::onChange().
    using Handler = void ( Owner::* )( const Quoin::Change & change );
    Reactor( Owner & owner, Handler handler ) noexcept : SmPart( owner ), owner_( owner ), handler_( handler ) {}
 
  private:
    void handleChange( const Quoin::Change & change ) override {
-      const Quoin::ReleaseScope whole;   // who hears of what the handler writes may drop the owner
+      const Quoin::ReleaseScope whole;   // a subscriber to the handler's writes may drop the owner
       if( !owner_.zombieReactors() ) ( owner_.*handler_ )( change );
    }
    void partNotificationActiveIs( bool active ) override { hasNotificationActiveIs( active ); }
-   void partZombieIs( bool ) override {}   // asks its owner
+   void partZombieIs( bool ) override {}   // handleChange() reads the owner's flag
    bool partChangeMissed() override { return changeMissed(); }
 
    Owner & owner_;
    Handler handler_;
 };
 
-/// Makes a machine and switches it on.
+/// Creates a machine and switches it on.
 template <class Sm, class... Args>
 Quoin::Ptr<Sm> makeSm( Args &&... args ) {
    auto sm = Quoin::makeNode<Sm>( std::forward<Args>( args )... );
@@ -130,7 +138,7 @@ Quoin::Ptr<Sm> makeSm( Args &&... args ) {
    return sm;
 }
 
-/// The machines of one kind that are nested in another, by key.
+/// The nested machines of one kind, by key.
 template <class K, class Sm>
 class NestedSms final : private SmPart {
  public:
@@ -139,54 +147,55 @@ class NestedSms final : private SmPart {
    ~NestedSms() { clear(); }
 
    const Machines & machines() const noexcept { return machines_; }
-   /// Null when there is none.
+   /// The machine under `key`, or null.
    Quoin::Ptr<Sm> find( const K & key ) const {
       auto * found = machines_.find( key );
       return found ? *found : nullptr;
    }
-   /// Takes a machine in and switches it on, in place of the one that the key had. It may leave again while that is done.
+   /// Nests a machine under `key`, replacing the previous one, and switches it on. Switching it on may remove it again.
    /// Errors: MutatorArgNullPointerException on null.
-   void put( const K & key, Quoin::Ptr<Sm> sm ) {   // by value: its key may be erased meanwhile
+   void put( const K & key, Quoin::Ptr<Sm> sm ) {   // by value: `key` may be erased meanwhile
       if( !sm ) Plinth::throwMutatorArgNullPointerException( "NestedSms::put" );
       const Quoin::Ptr<Sm> out = find( key );
       if( !machines_.put( key, sm ) ) return;
       giveUp( out.get() );
       takeIn( *sm );
    }
-   /// Gives the machine that leaves; null when there was none.
+   /// Removes and stops the machine under `key`, and returns it; null if the key has none.
    Quoin::Ptr<Sm> erase( const K & key ) {
       auto out = find( key );
       machines_.erase( key );
       giveUp( out.get() );
       return out;
    }
+   /// Removes and stops all machines.
    void clear() {
       for( const auto & [ key, sm ] : machines_.takeAll() ) giveUp( sm.get() );
    }
 
  private:
    void partNotificationActiveIs( bool active ) override {
-      // Each may leave meanwhile, or turn its owner back.
+      // A machine may remove itself here, or switch its owner back.
       for( auto i = machines_.first(); i && owner().hasNotificationActive() == active; i.next() )
          Quoin::Ptr<Sm>( i.value() )->hasNotificationActiveIs( active );
    }
    void partZombieIs( bool zombie ) override {
       for( auto i = machines_.first(); i; i.next() ) i.value()->plinthDoZombieReactors( zombie );
    }
-   bool partChangeMissed() override { return false; }   // each of them has seen to that itself
+   bool partChangeMissed() override { return false; }   // each nested machine handles its own missed changes
 
    Machines machines_;
 };
 
-/// One machine that is nested in another.
+/// One optional nested machine.
 template <class Sm>
 class NestedSm final : private SmPart {
  public:
    explicit NestedSm( BaseOutputSm & owner ) noexcept : SmPart( owner ) {}
    ~NestedSm() { giveUp( machine_.get() ); }
-   /// Null until there is one.
+   /// The nested machine; null until the first machineIs().
    const Quoin::Ptr<Sm> & machine() const noexcept { return machine_; }
-   /// Takes a machine in and switches it on, in place of the one that there was. Errors: MutatorArgNullPointerException on null.
+   /// Nests a machine, replacing the previous one, and switches it on. Errors: MutatorArgNullPointerException on null.
    void machineIs( Quoin::Ptr<Sm> sm ) {
       if( !sm ) Plinth::throwMutatorArgNullPointerException( "NestedSm::machineIs" );
       if( sm == machine_ ) return;
@@ -202,7 +211,7 @@ class NestedSm final : private SmPart {
    void partZombieIs( bool zombie ) override {
       if( machine_ ) machine_->plinthDoZombieReactors( zombie );
    }
-   bool partChangeMissed() override { return false; }   // it has seen to that itself
+   bool partChangeMissed() override { return false; }   // the nested machine handles its own missed changes
 
    Quoin::Ptr<Sm> machine_;
 };
@@ -211,8 +220,8 @@ class NestedSm final : private SmPart {
 
 // clang-format off
 
-/// Machines that are nested in the class's own by their key: readers `foo` of all of them, and of the one that a key has, null for none.
-/// The class writes them through `foo##_`. It stands where the member is to stand, mostly last; it starts and ends in `public:`.
+/// Nested machines by key: readers `foo()` of all machines, and `foo( key )` of one (null if it does not exist). The class itself writes
+/// them through `foo##_`. Place the macro where the member belongs, usually last. It starts and ends in `public:`.
 #define ZEUGMA_NESTED_SMS( foo, Key, ... )                                                                        \
  public:                                                                                                          \
    const ::Zeugma::NestedSms<Key, __VA_ARGS__>::Machines & foo() const noexcept { return foo##_.machines(); }     \

@@ -50,7 +50,7 @@ void DedupHandleBase::doRemoveFromDedupTable() const {
 DedupHashTable::~DedupHashTable() = default;
 
 DedupHashTableUnorderedSet::DedupHashTableUnorderedSet( bool shared ) : shared_( shared ) {}
-DedupHashTableUnorderedSet::~DedupHashTableUnorderedSet() = default;   // empty: every object in it holds a use of it
+DedupHashTableUnorderedSet::~DedupHashTableUnorderedSet() = default;   // the table is empty: every object in it holds a use of it
 
 std::unique_lock<std::recursive_mutex> DedupHashTableUnorderedSet::lock() const {
    return shared_ ? std::unique_lock( mutex_ ) : std::unique_lock( mutex_, std::defer_lock );
@@ -59,7 +59,7 @@ std::unique_lock<std::recursive_mutex> DedupHashTableUnorderedSet::lock() const 
 template <class IsEq>
 Quoin::Ptr<DedupHandleBase> DedupHashTableUnorderedSet::find( uint32_t hash, IsEq isEq ) {
    auto [ i, end ] = byHash_.equal_range( hash );
-   for( ; i != end; ++i )   // one whose last use is just going, on another thread, is passed over
+   for( ; i != end; ++i )   // skips an object whose last use is just being dropped on another thread
       if( isEq( i->second ) && i->second->incUseUnlessGone() ) return Quoin::Ptr<DedupHandleBase>::adopt( i->second );
    return nullptr;
 }
@@ -85,7 +85,7 @@ Quoin::Ptr<DedupHandleBase> DedupHashTableUnorderedSet::findOrDedup( const Dedup
    const auto isContent = [ & ]( const DedupHandleBase * other ) { return other->compareByContent( content ); };
    if( auto found = find( hash, isContent ) ) return found;
    auto made = allocator();
-   if( auto found = find( hash, isContent ) ) return found;   // the allocator has entered it
+   if( auto found = find( hash, isContent ) ) return found;   // the allocator itself has entered an object
    if( !made ) Plinth::throwMutatorArgNullPointerException( "DedupHashTableUnorderedSet::findOrDedup" );
    enter( hash, made );
    return made;

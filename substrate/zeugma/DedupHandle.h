@@ -1,7 +1,7 @@
 /// @file substrate/zeugma/DedupHandle.h
-/// The base of an object that exists once per content. A table, which substrate/zeugma/Dedup.h has, finds the object by its content.
+/// The base of an object that exists once per content. A table (substrate/zeugma/Dedup.h) finds the object by its content.
 /// Ownership: the table holds the object weakly; the object keeps its table alive.
-/// Threading: as the table's. Invariant: while an object is in a table, its content does not change.
+/// Threading: that of the table. Invariant: while an object is in a table, its content does not change.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@ namespace Zeugma {
 
 class DedupHashTable;
 
-/// A reference to the content that is looked for, before there is an object of it. Only the class that supplied the table's
-/// objects looks inside.
+/// A reference to the content of a look-up, for which an object may not exist yet. Only the class of the table's objects reads the
+/// content.
 class DedupContentHandle {
  public:
    template <class Content>
@@ -28,8 +28,7 @@ class DedupContentHandle {
    const void * content_;
 };
 
-/// A derived class says what its content is: hash(), and comparison with another object and with bare content, all three in
-/// agreement. Content never changes while the object is in a table.
+/// A derived class defines its content by three functions that must agree: hash(), compare() and compareByContent().
 class ROUTEPOLICY_API DedupHandleBase : public Quoin::Node {
  public:
    DedupHandleBase() noexcept;
@@ -37,27 +36,31 @@ class ROUTEPOLICY_API DedupHandleBase : public Quoin::Node {
    void lastUserGone() const override;
 
    virtual uint32_t hash() const = 0;
-   virtual bool compare( const DedupHandleBase * other ) const = 0;   // true when the contents are equal
+   /// Whether the contents of the two objects are equal.
+   virtual bool compare( const DedupHandleBase * other ) const = 0;
+   /// Whether the object has that content.
    virtual bool compareByContent( const DedupContentHandle & content ) const = 0;
-   /// The order of contents, for classes that have one. The defaults order by identity, and no object below any content.
+   /// The order of contents, for classes that have one. By default, objects are ordered by identity, and no object is less than a content.
    virtual bool compareLessThan( const DedupHandleBase * other ) const;
    virtual bool compareLessThanByContent( const DedupContentHandle & content ) const;
+   /// The table that holds the object, or null.
    virtual DedupHashTable * getDedupHashTable() const;
-   /// For the table that enters the object; the one that it stood in so far loses it.
+   /// Called by the table that enters the object. The object leaves its previous table.
    virtual void setDedupHashTable( const Quoin::Ptr<DedupHashTable> & table );
 
+   /// Whether the object is in a table.
    bool isDeduped() const noexcept { return table_ != nullptr; }
-   /// Leaves the table; nothing happens outside of one. lastUserGone() calls it.
+   /// Removes the object from its table, if it is in one. lastUserGone() calls it.
    void doRemoveFromDedupTable() const;
 
  private:
    mutable Quoin::Ptr<DedupHashTable> table_;
 };
 
-/// Ends the process with "isDeduped()" if `handle` stands in no table. The second form is for use through a counted handle.
+/// Ends the process with "isDeduped()" if the object is in no table. The second form takes a counted handle; null is allowed.
 ROUTEPOLICY_API void assertIsDeduped( const DedupHandleBase & handle );
 ROUTEPOLICY_API void assertIsDeduped( const Quoin::Ptr<const DedupHandleBase> & handle );
-/// Turn the check off: everywhere, or only where it is made through a counted handle. For tests that build objects by hand.
+/// Switches that turn the check off, for tests that build objects by hand: the first everywhere, the second only for counted handles.
 ROUTEPOLICY_API extern bool dedupHandleDisableIsDedupedAssert;
 ROUTEPOLICY_API extern bool dedupHandleDisableSmartPointerOperations;
 

@@ -17,7 +17,7 @@ void _objDumpPrintf( const DumpContextPtr & ctx, const char * format, ... ) {
    char line[ 256 ];
    const int size = std::vsnprintf( line, sizeof line, format, args );
    va_end( args );
-   if( size < 0 ) {   // an encoding error of a wide argument; nothing here has one
+   if( size < 0 ) {   // an encoding error of a wide argument; no caller passes one
    } else if( size_t( size ) < sizeof line ) {
       ctx->append( line, size_t( size ) );
    } else {

@@ -1,5 +1,5 @@
 /// @file substrate/zeugma/HashMix.h
-/// Accumulates a hash.
+/// Computes a hash from several parts. The value types use it in their hash().
 #pragma once
 
 #include <cstdint>
@@ -9,16 +9,18 @@
 
 namespace Zeugma {
 
-/// Feed bytes, then convert. Equal feeds from one seed give equal hashes within a process; the value is not for storing.
+/// Feed bytes, then convert to an unsigned number. The same seed and the same bytes give the same hash within a process; do not store it.
 class HashMix {
  public:
    explicit HashMix( uint32_t seed = 0 ) noexcept : hash_( seed ^ 0x9e3779b97f4a7c15u ) {}
 
+   /// Feeds four bytes.
    void mixBytes4( const unsigned char * bytes ) noexcept {
       uint32_t word;
       std::memcpy( &word, bytes, sizeof word );
       mix( word );
    }
+   /// Feeds eight bytes.
    void mixBytes8( const unsigned char * bytes ) noexcept {
       mixBytes4( bytes );
       mixBytes4( bytes + 4 );

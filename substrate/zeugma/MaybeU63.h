@@ -1,5 +1,5 @@
 /// @file substrate/zeugma/MaybeU63.h
-/// A number that may be absent, such as a route's metric.
+/// A number that may be absent, such as a route's metric. Route data and match rules use it.
 #pragma once
 
 #include <cstdint>
@@ -11,12 +11,12 @@
 
 namespace Zeugma {
 
-/// One 64-bit word: the top bit set means absent, otherwise the low 63 bits are the value. Equality is by presence, then by
-/// value: two absent ones are equal whatever their low bits. Threading: a plain value.
+/// One 64-bit word: if the top bit is set, the number is absent; otherwise the low 63 bits are the value. Two absent numbers are equal
+/// whatever their low bits. Threading: a plain value.
 class ROUTEPOLICY_API MaybeU63 {
  public:
    constexpr MaybeU63() noexcept = default;                          // absent
-   constexpr MaybeU63( uint64_t word ) noexcept : word_( word ) {}   // absent from 2^63 on
+   constexpr MaybeU63( uint64_t word ) noexcept : word_( word ) {}   // absent if `word` is 2^63 or above
    static constexpr uint64_t kAbsent = uint64_t( 1 ) << 63;
 
    constexpr bool present() const noexcept { return !( word_ & kAbsent ); }
@@ -31,7 +31,7 @@ class ROUTEPOLICY_API MaybeU63 {
 
    /// "none", or the value in decimal.
    Quoin::String toStrep() const;
-   /// Takes what toStrep() gives. Errors: RangeException on any other text, and on a value of 2^63 and above.
+   /// Parses the form that toStrep() prints. Errors: RangeException on any other text, and on a value of 2^63 and above.
    static MaybeU63 parse( std::string_view text );
 
  private:

@@ -10,7 +10,7 @@ namespace Zeugma {
 
 namespace {
 
-// That long from now, or the end of time.
+// The time `duration` from now; the latest possible time if the sum overflows.
 std::chrono::steady_clock::time_point after( std::chrono::steady_clock::duration duration ) {
    const auto now = std::chrono::steady_clock::now();
    return duration > now.max() - now ? now.max() : now + duration;
@@ -58,7 +58,7 @@ void TaskScheduler::run( Task & task ) {
    const Quoin::Ptr<TaskScheduler> self( this );
    dequeue( task );
    ++task.runs_;
-   // The function may destroy its task, which must not take the function along.
+   // The function may destroy its task. The function must survive that, so it is moved out of the task during the run.
    struct Run {
       TaskScheduler & scheduler;
       std::function<void()> handler;
@@ -84,7 +84,7 @@ void TaskScheduler::schedule( Task & task ) {
    if( dueCount_ != 1 || inRun_ || !wakeUp_ ) return;
    try {
       wakeUp_();
-   } catch( ... ) {   // nobody would run it
+   } catch( ... ) {   // without the wake-up, the task would never run
       dequeue( task );
       throw;
    }
@@ -111,7 +111,7 @@ void TaskScheduler::dequeue( Task & task ) noexcept {
 }
 
 Quoin::Ptr<TaskScheduler> TaskSchedulerRoot::findOrCreateScheduler() {
-   static const auto & scheduler = *new Quoin::Ptr( Quoin::makeNode<TaskScheduler>() );   // what goes at the process's end may ask too
+   static const auto & scheduler = *new Quoin::Ptr( Quoin::makeNode<TaskScheduler>() );   // never deleted: static destructors may use it
    return scheduler;
 }
 

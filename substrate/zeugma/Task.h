@@ -1,11 +1,12 @@
 /// @file substrate/zeugma/Task.h
-/// Cooperative tasks: work that must not run inside a write waits here until the agent's own loop runs it.
+/// Cooperative tasks: work that must not run inside a write is scheduled here, and the agent's own loop runs it later. State machines
+/// schedule their compilation as tasks. `Zeugma` is state machines and tasks.
 ///
 ///    scheduler->wakeUpCallbackIs( [ & ] { loop.post( [ & ] { scheduler->runUntilIdle(); } ); } );
 ///    Zeugma::Task task( scheduler, Zeugma::TaskPriority::routeMap, "RouteMapDelete", [ & ] { work(); } );
 ///    task.scheduleTask();      // inside the write; `work` runs once, in the loop
 ///
-/// Ownership: a task holds its scheduler; the scheduler knows only the tasks that are due. A task that goes is no longer due.
+/// Ownership: a task holds its scheduler; the scheduler does not own tasks. A task that is destroyed is no longer due.
 /// Threading: the activity thread.
 #pragma once
 
@@ -22,36 +23,42 @@ namespace Zeugma {
 
 class Task;
 
-/// The lower value runs first; among equals, the one that is due for longer.
+/// The task with the lowest value runs first; among equal values, the task that became due first.
 enum class TaskPriority : uint8_t { urgent = 0, high = 1, normal = 2, routeMap = 3, low = 4, idle = 5 };
 
+/// The queue of due tasks.
 class ROUTEPOLICY_API TaskScheduler final : public Quoin::Node {
  public:
    using Clock = std::chrono::steady_clock;
-   /// How long a task may run before taskShouldYield() says so, unless told otherwise.
+   /// The default of quantumIs(): how long a task may run before taskShouldYield() returns true.
    static constexpr std::chrono::milliseconds kDefaultQuantum{ 10 };
 
    TaskScheduler();
-   ~TaskScheduler() override;   // no task is left: each holds its scheduler
+   ~TaskScheduler() override;   // no task exists any more, since each task holds its scheduler
 
+   /// Whether no task is due.
    bool idle() const noexcept { return dueCount_ == 0; }
+   /// The number of due tasks.
    size_t dueCount() const noexcept { return dueCount_; }
 
-   /// Runs the task whose turn it is; false if none is due. Not to be called by a task.
+   /// Runs the next due task. Returns false if no task is due. A task must not call it; an assertion checks this.
    bool runOne();
-   /// Runs tasks until none is due. Gives how many runs there were.
+   /// Runs tasks until none is due. Returns the number of runs.
    size_t runUntilIdle();
-   /// Runs tasks until none is due or the time is over, after at least one run. A run that is under way at the end is told to yield.
+   /// Runs tasks until none is due or the time is over, but at least one. When the time is over, taskShouldYield() returns true in the
+   /// task that is running. Returns the number of runs.
    size_t runFor( Clock::duration duration );
 
-   /// Runs once whenever work comes to an idle scheduler, inside the scheduleTask() that brings it, and not while tasks run: what
-   /// those leave behind, their runner sees in idle(). For an agent that must wake its loop. It must not replace itself.
+   /// Sets a callback for an agent that must wake its loop. It runs when an idle scheduler gets its first due task, inside that
+   /// scheduleTask(). It does not run while a task runs: the code that runs the tasks checks idle() afterwards. It must not replace itself.
    void wakeUpCallbackIs( std::function<void()> callback ) { wakeUp_ = std::move( callback ); }
+   /// Sets how long a task may run before taskShouldYield() returns true.
    void quantumIs( Clock::duration quantum ) noexcept { quantum_ = quantum; }
-   /// Says in place of the clock whether a run must yield; null gives the clock back. For tests that step through a run.
+   /// Replaces the clock as the answer of taskShouldYield(): `spent` returns true when the task must yield. Null restores the clock. For
+   /// tests that step through a run.
    void budgetIs( std::function<bool( const Task & )> spent ) { spent_ = std::move( spent ); }
 
-   /// The task that runs now; null for none.
+   /// The task that is running, or null.
    const Task * running() const noexcept { return running_; }
 
  private:
@@ -69,47 +76,52 @@ class ROUTEPOLICY_API TaskScheduler final : public Quoin::Node {
    std::array<Level, size_t( TaskPriority::idle ) + 1> levels_;
    size_t dueCount_ = 0;
    Task * running_ = nullptr;
-   bool inRun_ = false;   // also where the task that ran has gone
+   bool inRun_ = false;   // stays true if the running task destroys itself
    Clock::duration quantum_ = kDefaultQuantum;
    Clock::time_point runEnds_;
-   Clock::time_point turnEnds_ = Clock::time_point::max();   // of runFor()
+   Clock::time_point turnEnds_ = Clock::time_point::max();   // the end of runFor()
    std::function<void()> wakeUp_;
    std::function<bool( const Task & )> spent_;
 };
 
-/// The process's scheduler, for those who are given none.
+/// The default scheduler of the process, for pipelines and machines that are given no other.
 struct ROUTEPOLICY_API TaskSchedulerRoot {
+   /// Returns the default scheduler. The first call creates it.
    static Quoin::Ptr<TaskScheduler> findOrCreateScheduler();
 };
 
-/// One piece of work that comes back. Scheduling it twice before it runs gives one run.
+/// One piece of work that can be scheduled again and again. Scheduling it twice before it runs gives one run.
 class ROUTEPOLICY_API Task final {
  public:
    /// Errors: MutatorArgNullPointerException without a scheduler.
    Task( Quoin::Ptr<TaskScheduler> scheduler, TaskPriority priority, const Quoin::String & name, std::function<void()> handler );
-   ~Task();   // also inside its own run
+   ~Task();   // may run inside the task's own run
    Task( const Task & ) = delete;
    Task & operator=( const Task & ) = delete;
 
-   /// Asks for a run. Inside its own run, for one more. What the wake-up callback throws comes out, and nothing has been asked for.
+   /// Requests one run; inside its own run, one more run. An exception of the wake-up callback is passed on, and the task is then not due.
    void scheduleTask() { scheduler_->schedule( *this ); }
+   /// Whether the task is due.
    bool taskScheduled() const noexcept { return due_; }
 
    const Quoin::String & taskName() const noexcept { return name_; }
    const Quoin::Ptr<TaskScheduler> & taskScheduler() const noexcept { return scheduler_; }
    TaskPriority taskPriority() const noexcept { return priority_; }
-   /// A task that is due goes to the end of its new level.
+   /// Changes the priority. A due task moves to the end of the queue of its new priority.
    void taskPriorityIs( TaskPriority priority );
 
    bool taskCurrentlyRunning() const noexcept { return scheduler_->running() == this; }
-   /// Whether a run has taken its time and must come to an end, scheduling the rest. Outside of a run there is no limit: false.
+   /// Whether the running task has used up its time. The task should then schedule itself for the rest of its work and return. Always
+   /// false outside of the task's own run.
    bool taskShouldYield() const { return taskCurrentlyRunning() && scheduler_->shouldYield( *this ); }
 
-   /// Units of work done so far, and those that the last report said were left.
+   /// Units of work done so far. The task's function reports them; the counters serve diagnosis only.
    uint64_t taskWorkCount() const noexcept { return workCount_; }
    void taskWorkCountInc( uint64_t done ) noexcept { workCount_ += done; }
+   /// Units of work left, by the last report of the task's function.
    uint64_t taskWorkPending() const noexcept { return workPending_; }
    void taskWorkPendingIs( uint64_t left ) noexcept { workPending_ = left; }
+   /// The number of runs so far.
    uint64_t taskRuns() const noexcept { return runs_; }
 
  private:
