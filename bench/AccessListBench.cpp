@@ -1,4 +1,4 @@
-// What does it take to compile an access list in slices, how long is the longest slice, and what does a route cost in the list?
+// How long does it take to compile an access list in slices, how long is the longest slice, and what does the list cost per route?
 
 #include "bench/AccessLists.h"
 #include "bench/Yardsticks.h"
@@ -26,7 +26,7 @@ void measureCompilation() {
          const auto before = list->status();
          list->restart();
          list->run();
-         return list->status() != before;   // which goes behind the pass's last slice
+         return list->status() != before;   // `before` is released here, after the last slice
       } );
    };
    const auto few = way( 10'000 );

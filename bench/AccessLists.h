@@ -1,5 +1,5 @@
 /// @file bench/AccessLists.h
-/// Access lists for benchmarks, and what compiles them.
+/// Access lists for benchmarks, and the machines that compile them.
 #pragma once
 
 #include <string>
@@ -13,11 +13,12 @@ using Quoin::makeNode;
 using Quoin::Ptr;
 using Routing::RouteMap::IpAccessListStatus;
 
-/// A rule for each prefix, in that order; every third denies.
+/// Whether the rule of the prefix with index `i` permits: every third rule denies.
 inline bool permitsAt( size_t i ) {
    return i % 3 != 2;
 }
 
+/// The rules of a list: one rule per prefix, in the order of the prefixes.
 inline Ptr<const Acl::AclVersion> versionOf( const Prefixes & prefixes ) {
    auto version = makeNode<Acl::AclVersion>();
    for( size_t i = 0; i < prefixes.size(); ++i ) {
@@ -32,7 +33,7 @@ inline Ptr<const Acl::AclVersion> versionOf( const Prefixes & prefixes ) {
    return version;
 }
 
-/// One list with its machines.
+/// One access list and the machine that compiles it.
 class CompiledAcl {
  public:
    explicit CompiledAcl( const Prefixes & prefixes ) {
@@ -40,7 +41,7 @@ class CompiledAcl {
       machine = Zeugma::makeSm<Routing::Policy::AclConfigSm>( types, table, clock );
       run();
    }
-   /// Lets it settle; gives how many slices that took.
+   /// Compiles until no work is due. Returns the number of slices.
    size_t run() {
       size_t slices = 0;
       for( ; clock->untilNextCall() == Plinth::Clock::Seconds( 0 ); ++slices ) {
@@ -50,7 +51,7 @@ class CompiledAcl {
       }
       return slices;
    }
-   /// Begins anew.
+   /// Starts the compilation again.
    void restart() const {
       ( *( *machine->ipConfigSm().find( Acl::AclType::ipv4 ) )->ipAccessListConfigSm().find( "ACL" ) )->handleIpAccessListVersion();
    }

@@ -1,5 +1,5 @@
-// What does the agent add: how long does it take to read a policy, to put it into force whole and line by line, and to read a table,
-// against what the policy costs its routes?
+// What does the agent cost: how long does it take to read a policy, to apply it as a whole and line by line, and to read a table? The
+// yardstick is the cost of evaluating the routes.
 
 #include <unistd.h>
 
@@ -62,14 +62,14 @@ PolicyText loaded( const std::string & file ) {
    return loader.text();
 }
 
-/// One file of a kind; what is measured of it counts by its lines or sequences.
+/// One kind of file. Results are per line or per sequence of the file.
 struct File {
    const char * what;   // "prefix list, each line"
    std::string ( *make )( size_t );
    size_t few;
    size_t many;
 };
-constexpr size_t kTexts = 2;   // that differ: the last says the same as the first
+constexpr size_t kTexts = 2;   // the kinds that differ in content; the last kind means the same as the first
 const File kFiles[] = {
    { "prefix list, each line", []( size_t n ) { return prefixListFile( n, true ); }, 5'000, 500'000 },
    { "route map, each sequence", []( size_t n ) { return routeMapFile( n ); }, 1'000, 10'000 },
@@ -85,7 +85,7 @@ Group::Way loading( Group & group, const File & file, size_t count ) {
    } );
 }
 
-// A fresh one each time; that the old one and the copies of the text go does not count.
+// Applies a text to a new LivePolicy in each pass. The time to delete the old policy and the copies of the text does not count.
 Group::Way puttingIntoForce( Group & group, const File & file, size_t count ) {
    struct State {
       PolicyText text;
@@ -115,7 +115,7 @@ void measureFiles( const std::string & question, std::span<const File> files, Ma
    }
 }
 
-// The list's first line changes its action to and fro.
+// The action of the list's first line changes between permit and deny.
 void measureOneChange() {
    if( !wanted( "put into force: one changed line" ) ) return;
    for( const size_t count : { 5'000u, 500'000u } ) {
@@ -136,7 +136,7 @@ void measureOneChange() {
    }
 }
 
-/// Nothing but counting.
+/// Only counts the routes.
 class Counting final : public Agent::TableHandler {
  public:
    void handleRoute( const TableRoute & ) override { ++routes; }
@@ -150,7 +150,7 @@ class Keeping final : public Agent::TableHandler {
    std::vector<TableRoute> routes;
 };
 
-/// What a provider asks of every route: no bogons, customers as they may announce, the others from afar.
+/// A typical policy of a provider: denies bogons and long prefixes, prefers the customers' prefixes, and permits all others.
 std::string edgePolicy( const Prefixes & table ) {
    std::string file = "ip prefix-list BOGONS permit 10.0.0.0/8 le 32\nip prefix-list BOGONS permit 127.0.0.0/8 le 32\n"
                       "ip prefix-list LONG permit 0.0.0.0/0 ge 25\n";
@@ -160,7 +160,7 @@ std::string edgePolicy( const Prefixes & table ) {
       "route-map IN permit 30\n match ip address prefix-list CUSTOMERS\n set distance 20\nroute-map IN permit 40\n set metric 100\n";
 }
 
-/// A table in a file, for as long as this lives.
+/// A temporary file with a table. The destructor deletes it.
 class TableFile {
  public:
    explicit TableFile( const std::string & text ) {
@@ -177,7 +177,7 @@ class TableFile {
    std::string name_ = "/tmp/agent-bench-XXXXXX";
 };
 
-/// As `eval --summary` asks.
+/// Evaluates routes as `eval --summary` does.
 class SummaryJob final : public Agent::RouteJob {
  public:
    explicit SummaryJob( const Agent::RouteEvaluator & evaluator ) : evaluator_( evaluator ) {}

@@ -1,5 +1,5 @@
-// What does it take to compile a configuration, and to follow a change of a list? The yardstick of a large one is a small one: the
-// ratio says whether the cost is linear.
+// How long does it take to compile a configuration, and to follow a change of a list? The yardstick of a large configuration is a small
+// one: the ratio shows whether the cost is linear.
 
 #include "bench/Configurations.h"
 
@@ -8,7 +8,7 @@ namespace {
 using namespace Bench;
 using Routing::RouteMap::PrefixListProducer;
 
-/// A route map's list of one entry, which is written anew at each change.
+/// A list with one entry, to which route maps refer. Each change replaces the entry.
 class ChangingList {
  public:
    explicit ChangingList( const Agent & agent ) : list_( agent.root->ipv4PrefixListTable(), kSharedList, Ferule::AddressFamily::ipv4 ) {
@@ -26,7 +26,7 @@ class ChangingList {
    uint32_t changes_ = 0;
 };
 
-// A pass answers 1 where all has been published. The agent goes behind it.
+// A pass answers 1 if all sequences are published. The agent is destroyed after the pass.
 Group::Way firstCompile( Group & group, size_t maps, size_t sequences ) {
    const auto agent = std::make_shared<std::unique_ptr<Agent>>();
    return group.way(
@@ -78,7 +78,7 @@ void measureFirstCompile() {
    group.run();
 }
 
-// Only what a change touches may be new.
+// Checks that a change of the list clones only the one sequence that refers to it.
 void checkClones( const Agent & agent, ChangingList & list, size_t sequences ) {
    const auto before = agent.symbol( 0 )->rmStatus();
    list.change();
@@ -125,7 +125,7 @@ Group::Way sharedList( Group & group, size_t maps ) {
       const uint32_t before = last->notifierVersion();
       c->list.change();
       c->agent.settle();
-      return last->notifierVersion() - before;   // once
+      return last->notifierVersion() - before;   // 1: published once
    } );
 }
 

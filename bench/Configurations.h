@@ -1,5 +1,5 @@
 /// @file bench/Configurations.h
-/// Configurations of route maps for benchmarks, and agents that compile them.
+/// Configurations of route maps for benchmarks, and an agent that compiles them.
 #pragma once
 
 #include <memory>
@@ -26,8 +26,8 @@ inline Quoin::String mapName( size_t i ) {
    return Quoin::String( "ROUTE-MAP-" + std::to_string( i ) );
 }
 
-/// A sequence as they are written: a list, a tag, an attribute that is set. The first refers to the shared list, the others to one of
-/// a hundred.
+/// A typical sequence: it matches a list and a tag, and sets an attribute. The first sequence refers to the shared list, the others to one
+/// of a hundred lists.
 inline void fillSequence( const Ptr<Map> & map, uint32_t i ) {
    const auto entry = map->mapEntryIs( 10 * ( i + 1 ) );
    const std::string list = i == 0 ? kSharedList : "LIST-" + std::to_string( i % 100 );
@@ -47,13 +47,13 @@ inline Ptr<Config> configOf( size_t maps, size_t sequences ) {
    return config;
 }
 
-/// Compiles a configuration while it stands.
+/// The machine that compiles a configuration, with its root and its scheduler.
 class Agent {
  public:
    explicit Agent( Ptr<Config> c ) : config( std::move( c ) ) { settle(); }
    void settle() { scheduler->runUntilIdle(); }
    Ptr<RouteMapSymbol> symbol( size_t i ) const { return root->routeMapTable()->symbol( mapName( i ) ); }
-   /// The sequences that all its route maps have published.
+   /// The number of published sequences of the first `maps` route maps.
    size_t published( size_t maps ) const {
       size_t count = 0;
       for( size_t i = 0; i < maps; ++i )

@@ -1,4 +1,4 @@
-// What do logs and timers cost an evaluation, and what does it cost to print a log?
+// How much do logs and timers add to the cost of an evaluation, and what does it cost to print a log?
 
 #include <sstream>
 #include <string>
@@ -16,7 +16,7 @@ using namespace Bench;
 using Routing::Policy::PolicyEvalContext;
 using Routing::Policy::PolicyEvaluationLog;
 
-// A route map whose sequences ask for the tags 1 to `count`.
+// A route map whose sequences match the tags 1 to `count`.
 Quoin::Ptr<const RouteMapStatus> mapOfTags( uint32_t count ) {
    auto map = Quoin::makeNode<RouteMapStatus>( "logged" );
    for( uint32_t tag = 1; tag <= count; ++tag )
@@ -71,7 +71,7 @@ void measureAt( uint32_t sequences ) {
                           { "evaluation with a log and timers", true, true, Point( map ) } };
    Point plain( map );
 
-   // Every second route matches the last sequence, the others none: all sequences are visited.
+   // Every second route matches the last sequence, the others match none. Each evaluation therefore visits all sequences.
    constexpr size_t n = 2'000;
    auto evaluate = [ sequences ]( Point & point ) {
       const bool logged = point.evaluator().shouldLogEval();

@@ -1,6 +1,6 @@
 /// @file bench/Measure.h
-/// Measures ways of answering the same questions side by side, checks that they answer the same, and prints a row per comparison.
-/// A comparison's ways take turns, and of each the fastest turn counts: that is the one that others on the machine disturbed least.
+/// Measures several ways to answer the same questions, checks that their answers are equal, and prints one row per comparison.
+/// The ways of a comparison run in turns. The fastest turn of each way counts, since other programs on the machine disturbed it least.
 #pragma once
 
 #if !defined( NDEBUG ) || !defined( __OPTIMIZE__ )
@@ -27,12 +27,12 @@ namespace Bench {
    std::exit( 1 );
 }
 
-/// A checksum in which each answer's place counts.
+/// A checksum that depends on the order of the answers.
 constexpr uint64_t mixed( uint64_t sum, uint64_t answer ) noexcept {
    return ( sum + answer + 1 ) * 0x9E3779B97F4A7C15u;
 }
 
-/// Asks `ask( i )` for each i below `count`; the processor may start on the next before the last is answered.
+/// Asks `ask( i )` for each i below `count`. The processor may begin a question before the previous question is answered.
 template <class Ask>
 uint64_t overlapped( size_t count, Ask && ask ) {
    uint64_t sum = 0;
@@ -40,7 +40,7 @@ uint64_t overlapped( size_t count, Ask && ask ) {
    return sum;
 }
 
-/// The processor goes on when everything before is done.
+/// Makes the processor wait until all previous instructions are complete.
 inline void waitForAll() {
 #if defined( __x86_64__ )
    asm volatile( "lfence" ::: "memory" );
@@ -49,11 +49,11 @@ inline void waitForAll() {
 #endif
 }
 
-/// The same in a chain: where the next question stands is known only when the last one is answered. An answer that is reached by
-/// a branch could be guessed and worked on ahead; waiting rules that out.
+/// Asks the same questions in a chain: the index of a question depends on the previous answer. The processor could still predict an answer
+/// that comes from a branch and continue speculatively; the wait prevents this.
 template <class Ask>
 uint64_t chained( size_t count, Ask && ask ) {
-   volatile size_t nothing = 0;   // the compiler must not know
+   volatile size_t nothing = 0;   // volatile: the compiler must not know the value
    const size_t mask = nothing;
    uint64_t sum = 0;
    size_t last = 0;
@@ -65,14 +65,14 @@ uint64_t chained( size_t count, Ask && ask ) {
    return sum;
 }
 
-/// "500,000"
+/// The number with separators, such as "500,000".
 inline std::string grouped( size_t n ) {
    std::string text = std::to_string( n );
    for( size_t at = text.size(); at > 3; ) text.insert( at -= 3, 1, ',' );
    return text;
 }
 
-/// One line of the table.
+/// Prints one row of the table.
 inline void printRow( const std::string & question, const std::string & size, const char * unit, double ours, const std::string & yardstick,
                       double yardstickValue ) {
    constexpr const char * kFormat = "%-46s %9s %9s %-7s %-28s %9s %8s\n";
@@ -90,29 +90,29 @@ inline void printRow( const std::string & question, const std::string & size, co
    std::fflush( stdout );
 }
 
-/// Whether --benchmark_filter asks for a group of comparisons; without one, all are.
+/// Whether --benchmark_filter selects a group of comparisons. Without a filter, all groups are selected.
 inline bool wanted( const std::string & group ) {
    const std::string filter = benchmark::GetBenchmarkFilter();
    return filter.empty() || filter == "all" || std::regex_search( group, std::regex( filter ) );
 }
 
-/// Ways that are measured together, and the rows that they make.
+/// The ways that are measured together, and the rows to print.
 class Group {
  public:
    using Way = size_t;
 
-   /// Adds a way: `pass` asks `asked` questions and returns the checksum of the answers. `behind` runs behind each pass, and its time
-   /// does not count.
+   /// Adds a way: `pass` asks `asked` questions and returns the checksum of the answers. `behind` runs after each pass; its time does not
+   /// count.
    Way way( std::string name, size_t asked, std::function<uint64_t()> pass, std::function<void()> behind = {} ) {
       ways_.push_back( { std::move( name ), asked, std::move( pass ), std::move( behind ), 0, std::numeric_limits<double>::infinity() } );
       return ways_.size() - 1;
    }
-   /// Adds a comparison of two ways; the yardstick's name is that of its way.
+   /// Adds a comparison of two ways. The row shows the yardstick under the name of its way.
    void row( std::string question, std::string size, Way ours, Way yardstick ) {
       rows_.push_back( { std::move( question ), std::move( size ), ours, yardstick } );
    }
 
-   /// Measures and prints; different answers of the two ways of a row end the program.
+   /// Measures and prints. The program ends if the two ways of a row give different answers.
    void run() {
       for( auto & w : ways_ ) {
          w.answers = w.pass();
@@ -147,7 +147,7 @@ class Group {
       std::function<uint64_t()> pass;
       std::function<void()> behind;
       uint64_t answers;
-      double bestNs;   // a question
+      double bestNs;   // per question
    };
    struct Row {
       std::string question;
@@ -176,7 +176,7 @@ class Group {
    std::vector<Row> rows_;
 };
 
-/// What main() does: Google Benchmark's own options, with turns as above unless they say otherwise.
+/// The body of main(): parses the options of Google Benchmark. Turns are as described above, unless options change this.
 inline int benchMain( int argc, char ** argv, void ( *measureAll )() ) {
    std::vector<std::string> given( argv, argv + argc );
    given.insert( given.begin() + 1,

@@ -1,7 +1,7 @@
-// What does an entry of a compiled prefix list take, and what a compiled sequence? Counted is what the list holds of the heap once
-// its builder is gone, with the word that the allocator keeps in front of each block; against an array of the same entries. Of
-// sequences, what their machines, or what is published alone, hold; against their configuration.
-// ROUTEPOLICY_BENCH_DATA names a routing table to measure besides.
+// How much memory does an entry of a compiled prefix list take, and a compiled sequence? The benchmark counts the heap memory of the list
+// after its builder is deleted, including the word that the allocator keeps in front of each block. The yardstick is an array of the same
+// entries. For sequences, it counts the memory of the machines, and of the published status alone; the yardstick is their configuration.
+// ROUTEPOLICY_BENCH_DATA names a routing table to measure in addition.
 
 #include <malloc.h>
 
@@ -32,7 +32,7 @@ void release( void * block ) {
 
 }   // namespace
 
-// Those of the library too end up here.
+// The allocations of the library use these operators too.
 void * operator new( size_t size ) {
    return counted( std::malloc( size ) );
 }
@@ -78,7 +78,7 @@ void measure( const std::string & question, const Entries & entries ) {
    const size_t held = heapBytes - before;
    const PrefixListMatcher matcher( "list", list );
    const HashPerLength hash( entries );
-   for( const auto & e : entries )   // a list that forgot entries would be small
+   for( const auto & e : entries )   // a list with missing entries would be smaller
       if( matcher.matchPrefix( e.prefix ) != hash( e.prefix ) ) fail( std::string( "wrong answer for " ) + e.prefix.toStrep().data() );
    const bool ipv6 = list->af() == AddressFamily::ipv6;
    printRow( question + ", bytes an entry", size, "bytes", double( held ) / double( entries.size() ), "array of bare entries",
@@ -123,7 +123,7 @@ void measureAccessList() {
    CompiledAcl list( generatedTable( AddressFamily::ipv4, kRules, random ) );
    const size_t before = heapBytes;
    list.table->symbol( "ACL" )->statusIs( nullptr );
-   list.run();   // which takes the list apart
+   list.run();   // destroys the list, step by step
    printRow( "access list, bytes a rule", grouped( kRules ), "bytes", double( before - heapBytes ) / double( kRules ),
              "array of bare entries", sizeof( BareIpv4 ) );
 }

@@ -1,5 +1,5 @@
 /// @file bench/Policies.h
-/// Compiled policy to measure on.
+/// Compiled policies for benchmarks.
 #pragma once
 
 #include <string>
@@ -39,14 +39,14 @@ inline Quoin::Ptr<RouteMapSeqStatus> sequence( uint32_t seqno, MatchOption optio
    return seq;
 }
 
-/// A route map that permits what the list does.
+/// A route map that permits the prefixes that the list permits.
 inline Quoin::Ptr<const RouteMapStatus> mapWithList( const std::string & name, const Quoin::Ptr<const PrefixListStatus> & list ) {
    auto map = Quoin::makeNode<RouteMapStatus>( name );
    map->seqStatusIs( sequence( 10, prefixListOption( list->af() ), Quoin::makeNode<PrefixListMatcher>( "list", list ) ) );
    return map;
 }
 
-/// A point of application with one route map, and what an agent keeps to evaluate routes there.
+/// A point of application with one route map, and the objects that an agent keeps to evaluate routes there.
 class Point {
  public:
    explicit Point( const Quoin::Ptr<const RouteMapStatus> & map ) {

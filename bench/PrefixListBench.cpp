@@ -1,4 +1,4 @@
-// What does a prefix list cost a route, from a filter of ten entries to a whole routing table?
+// What does a prefix list cost per route, from a filter of ten entries to a whole routing table?
 // Each route is one PolicyEval::eval() of a list with one route map, one sequence and one prefix list matcher.
 // ROUTEPOLICY_BENCH_DATA names a routing table; without it, only generated lists are measured.
 
@@ -10,7 +10,7 @@ namespace {
 
 using namespace Bench;
 
-// Every answer, with the entry that gave it, is the same as the hash tables'.
+// Checks that every answer, and the entry that gave it, equals the answer of the hash tables.
 void checkAnswers( const PrefixListMatcher & matcher, const HashPerLength & hash, const Prefixes & queries ) {
    for( const auto & q : queries )
       if( matcher.matchPrefix( q ) != hash( q ) ) fail( std::string( "wrong answer for " ) + q.toStrep().data() );
@@ -20,7 +20,7 @@ size_t permitted( const PrefixListMatchResultTuple & answer ) {
    return answer.result == PrefixListMatchResult::permit;
 }
 
-// Measures one list: whole evaluation and bare look-up, in a chain and overlapped.
+// Measures one list: the whole evaluation and the look-up alone, each chained and overlapped.
 void measure( const std::string & question, const Entries & entries, const Prefixes & queries ) {
    const std::string size = grouped( entries.size() );
    const auto list = listOf( entries );

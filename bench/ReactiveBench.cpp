@@ -1,4 +1,4 @@
-// What does it cost to tell subscribers of a change, and to find or make a symbol?
+// What does it cost to notify subscribers of a change, and to find or create a symbol?
 
 #include <memory>
 #include <string>
@@ -17,14 +17,14 @@ using namespace Bench;
 using Routing::Policy::RouteMapSymbol;
 using Routing::Policy::RouteMapSymbolDedupTable;
 
-constexpr size_t kDeliveries = 400'000;   // a pass, however many subscribers there are
+constexpr size_t kDeliveries = 400'000;   // per pass, for every number of subscribers
 
 class Source final : public Quoin::NotifyingNode {
  public:
    PLINTH_ATTR( version, versionIs, 0, uint32_t );
 };
 
-// A plain subscriber, and one as machines have it.
+// A plain subscriber, and a subscriber of the class that machines use.
 struct Plain final : Quoin::Subscriber {
    void onChange( const Quoin::Change & ) override { ++heard; }
    uint64_t heard = 0;
@@ -60,7 +60,7 @@ void measurePublication( size_t subscribers ) {
       callbacks.push_back( std::make_unique<Callback>( Callback{ count, 0 } ) );
    }
    const size_t publications = kDeliveries / subscribers;
-   // What the last of them has heard in this pass.
+   // Returns the number of notifications that the last subscriber received in this pass.
    auto pass = [ publications ]( auto && tell, const uint64_t & heard ) {
       const uint64_t before = heard;
       for( size_t i = 0; i < publications; ++i ) tell();

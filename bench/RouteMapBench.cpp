@@ -1,4 +1,4 @@
-// What do sequences, sub route maps and sets cost a route? Each route is one PolicyEval::eval() of a list with one route map.
+// What do sequences, sub route maps and tag sets cost per route? Each route is one PolicyEval::eval() of a list with one route map.
 
 #include <memory>
 #include <unordered_set>
@@ -12,7 +12,7 @@ namespace {
 using namespace Bench;
 using Tags = std::vector<Routing::RouteTag>;
 
-// A route map with a sequence for each tag.
+// A route map with one sequence per tag.
 Quoin::Ptr<const RouteMapStatus> mapOfTags( const Tags & tags ) {
    auto map = Quoin::makeNode<RouteMapStatus>( "tags" );
    map->updateFeaturesOnSeqStatusChangeIs( false );
@@ -23,7 +23,7 @@ Quoin::Ptr<const RouteMapStatus> mapOfTags( const Tags & tags ) {
    return map;
 }
 
-// Different tags, in an order that has nothing to do with their values.
+// Different tags in random order.
 Tags someTags( size_t count, Random & random ) {
    Tags tags;
    for( size_t i = 0; i < count; ++i ) tags.push_back( uint32_t( 1000 + 7 * i ) );
@@ -38,7 +38,7 @@ auto tagQuestion( Point & point, const Tags & queries ) {
    };
 }
 
-// A walk over sequences against one over an array.
+// Compares a walk over sequences with a walk over an array.
 void measureSequences() {
    for( const size_t size : { 10u, 100u, 1'000u } ) {
       Random random( size );
@@ -71,7 +71,7 @@ void measureSequences() {
    }
 }
 
-// A thousand tags: a sequence for each, or one sequence with a set.
+// Compares a thousand sequences with one tag each, and one sequence with a set of a thousand tags.
 void measureTagSet() {
    if( !wanted( "one of many tags" ) ) return;
    Random random( 4 );
@@ -98,7 +98,7 @@ void measureTagSet() {
    group.run();
 }
 
-// Ten wide blocks, as filters against what should not be there have them, asked about a table.
+// Looks up the prefixes of a table in ten wide blocks, as in a filter of bogons.
 void measureFilter( const Prefixes & table, const std::string & size ) {
    const std::string question = "a filter of 10 blocks";
    if( !wanted( question ) ) return;
@@ -127,8 +127,8 @@ void measureFilter( const Prefixes & table, const std::string & size ) {
    group.run();
 }
 
-// Three sub route maps in turn, each with a list of its own. Half of the routes stand in the last list, the rest in none, so that
-// each list is asked.
+// Three sub route maps in turn, each with its own list. Half of the routes are in the last list, the others in none, so each evaluation
+// looks into all lists.
 void measureSubRouteMaps() {
    const std::string question = "3 sub route maps with a list each";
    if( !wanted( question ) ) return;
@@ -174,7 +174,7 @@ void measureSubRouteMaps() {
    group.run();
 }
 
-// Keeps what decided the verdict.
+// Stores the decision of an evaluation.
 struct LastDecision final : Routing::Policy::DecisionObserver {
    void decided( const Routing::Policy::Decision & decision ) override {
       if( decision.depth == 0 ) sequence = decision.sequence;
@@ -182,7 +182,7 @@ struct LastDecision final : Routing::Policy::DecisionObserver {
    const RouteMapSeqStatus * sequence = nullptr;
 };
 
-// What an observer costs, beside the same evaluation without one.
+// Compares an evaluation with an observer and the same evaluation without.
 void measureObserver() {
    for( const size_t size : { 1u, 10u, 100u } ) {
       const std::string question = "sequences, who decides";

@@ -1,5 +1,5 @@
 /// @file bench/Tables.h
-/// Routing tables and prefix lists to measure on: generated, the same on every machine, or read from a file.
+/// Routing tables and prefix lists for benchmarks. They are generated, and then equal on every machine, or read from a file.
 #pragma once
 
 #include <fstream>
@@ -20,7 +20,7 @@ using Ferule::IpGenPrefix;
 using Prefixes = std::vector<IpGenPrefix>;
 using Entries = std::vector<Routing::RouteMap::PrefixListEntry>;
 
-/// splitmix64: the same numbers with every standard library.
+/// A generator of random numbers (splitmix64) that gives the same numbers with every standard library.
 class Random {
  public:
    explicit Random( uint64_t seed ) : state_( seed ) {}
@@ -45,16 +45,16 @@ inline unsigned bitsOf( AddressFamily af ) {
    return Ferule::addressBits( af );
 }
 
-/// The leading bits of a pattern as a prefix.
+/// The prefix of the first `length` bits.
 inline IpGenPrefix prefixOf( AddressFamily af, Bits128 bits, unsigned length ) {
    if( af == AddressFamily::ipv6 ) return IpGenPrefix( Ferule::Ip6Prefix{ Ferule::Ip6Addr( bits ), uint8_t( length ) } ).subnet();
    return IpGenPrefix( Ferule::IpAddr( uint32_t( bits.high >> 32 ) ), uint8_t( length ) ).subnet();
 }
 
-/// A prefix with the frequencies of lengths that whole tables have: more than half are the longest that networks pass on.
+/// A random prefix. Lengths are as frequent as in whole internet tables: more than half have the longest length that networks accept.
 inline IpGenPrefix randomPrefix( AddressFamily af, Random & random ) {
    struct Share {
-      unsigned upTo;   // of 1000
+      unsigned upTo;   // cumulative frequency, per thousand
       unsigned length;
    };
    static const std::vector<Share> kIpv4 = { { 1, 14 },   { 3, 15 },   { 28, 16 },  { 43, 17 },  { 68, 18 },  { 118, 19 }, { 190, 20 },
@@ -69,13 +69,13 @@ inline IpGenPrefix randomPrefix( AddressFamily af, Random & random ) {
    }
    Bits128 bits{ random.bits(), random.bits() };
    if( af == AddressFamily::ipv6 )
-      bits.high = uint64_t( 1 ) << 61 | ( bits.high & 0x00FF'FFFF'FFFF'FFFFu );   // below 2000::/8
+      bits.high = uint64_t( 1 ) << 61 | ( bits.high & 0x00FF'FFFF'FFFF'FFFFu );   // inside 2000::/8
    else
-      bits.high = ( 1 + random.below( 223 ) ) << 56 | ( bits.high & 0x00FF'FFFF'FFFF'FFFFu );   // below 1.0.0.0 to 223.0.0.0
+      bits.high = ( 1 + random.below( 223 ) ) << 56 | ( bits.high & 0x00FF'FFFF'FFFF'FFFFu );   // inside 1.0.0.0/8 to 223.0.0.0/8
    return prefixOf( af, bits, length );
 }
 
-/// `count` different prefixes in random order; the larger the table, the more of them lie below others: half in a whole one.
+/// `count` different prefixes in random order. In a larger table, more prefixes lie inside other prefixes: half of them in a whole table.
 inline Prefixes generatedTable( AddressFamily af, size_t count, Random & random ) {
    std::set<IpGenPrefix> seen;
    Prefixes table;
@@ -92,7 +92,7 @@ inline Prefixes generatedTable( AddressFamily af, size_t count, Random & random 
    return table;
 }
 
-/// The prefixes of one family from a file with a prefix and a tab at the start of each line. A line that is none ends the program.
+/// Reads the prefixes of one family from a file. Each line starts with a prefix and a tab; any other line ends the program.
 inline Prefixes readTable( const std::string & path, AddressFamily af ) {
    std::ifstream file( path );
    if( !file ) fail( "cannot read " + path );
@@ -111,14 +111,14 @@ inline Prefixes readTable( const std::string & path, AddressFamily af ) {
    return table;
 }
 
-/// Each prefix alone permitted, in the order of the table.
+/// One entry per prefix, which permits exactly this prefix, in the order of the table.
 inline Entries exactEntries( const Prefixes & prefixes ) {
    Entries entries;
    for( const auto & p : prefixes ) entries.push_back( { uint32_t( entries.size() + 1 ), Acl::MatchPermit::permit, p, {}, {} } );
    return entries;
 }
 
-/// A list as people write them: of every four entries one also speaks of longer prefixes, and of every eight one denies.
+/// A list as people write it: one entry in four also matches longer prefixes, and one in eight denies.
 inline Entries writtenEntries( const Prefixes & prefixes, Random & random ) {
    Entries entries = exactEntries( prefixes );
    for( auto & e : entries ) {
@@ -129,7 +129,7 @@ inline Entries writtenEntries( const Prefixes & prefixes, Random & random ) {
    return entries;
 }
 
-/// `count` prefixes that a list may be asked about: by turns one that an entry speaks of and one drawn from `others`; in random order.
+/// `count` prefixes to look up in a list, in random order. Half of them match an entry; the others are taken from `others`.
 inline Prefixes queriesFor( const Entries & entries, const Prefixes & others, size_t count, Random & random ) {
    Prefixes queries;
    for( size_t i = 0; i < count; ++i ) {

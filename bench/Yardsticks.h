@@ -1,5 +1,5 @@
 /// @file bench/Yardsticks.h
-/// Other ways to ask a prefix list: a slow obvious one, a common one, and the least that a look-up can cost.
+/// Other ways to look up a prefix in a prefix list: a slow obvious way, a common way, and an ideal that shows the least possible cost.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@ namespace Bench {
 using Routing::Policy::PrefixListMatchResult;
 using Routing::Policy::PrefixListMatchResultTuple;
 
-/// An entry with its bounds filled in.
+/// An entry with both bounds set.
 struct BareEntry {
    Bits128 bits;
    Bits128 mask;
@@ -39,10 +39,10 @@ struct BareEntry {
    }
 };
 
-/// Reads the entries in the order of their numbers up to the first that speaks of the prefix.
+/// Reads the entries in the order of their sequence numbers, up to the first entry that matches the prefix.
 class LinearList {
  public:
-   explicit LinearList( const Entries & entries ) : entries_( entries.begin(), entries.end() ) {}   // which stand in that order
+   explicit LinearList( const Entries & entries ) : entries_( entries.begin(), entries.end() ) {}   // `entries` is in that order
    PrefixListMatchResultTuple operator()( const IpGenPrefix & p ) const noexcept {
       for( const auto & e : entries_ )
          if( e.speaksOf( p ) ) return e.answer();
@@ -53,7 +53,7 @@ class LinearList {
    std::vector<BareEntry> entries_;
 };
 
-/// A hash table per length of prefix; asks each that may hold one that contains the prefix. Open addressing, at most half full.
+/// One hash table per prefix length. A look-up reads each table that can hold a containing prefix. Open addressing, at most half full.
 class HashPerLength {
  public:
    explicit HashPerLength( const Entries & entries ) : tables_( 129 ) {
@@ -93,22 +93,23 @@ class HashPerLength {
    static constexpr uint32_t kNone = ~uint32_t( 0 );
    static size_t hash( Bits128 bits ) noexcept {
       uint64_t x = bits.high ^ bits.low * 0xBF58476D1CE4E5B9u;
-      x = ( x ^ x >> 32 ) * 0x9E3779B97F4A7C15u;   // of short prefixes only the first bits differ
+      x = ( x ^ x >> 32 ) * 0x9E3779B97F4A7C15u;   // short prefixes differ only in their first bits
       return static_cast<size_t>( x >> 32 );
    }
-   std::vector<std::vector<uint32_t>> tables_;   // by length: places in `entries_`
-   std::vector<unsigned> lengths_;               // that have a table, ascending
+   std::vector<std::vector<uint32_t>> tables_;   // by length: indices into `entries_`
+   std::vector<unsigned> lengths_;               // the lengths that have a table, ascending
    std::vector<BareEntry> entries_;
 };
 
-/// The ideal for IPv4: whether a list permits is read from a place that the address's first 24 bits give, and from a second one
-/// where longer prefixes make a difference. A place has a bit per length from 8 on: 64 MB, and blocks of 1 kB.
+/// The ideal for IPv4: two arrays of answers. The first 24 bits of the address index the first array; where longer prefixes make a
+/// difference, the last 8 bits index a block of the second array. An element has one bit per prefix length, from 8 on. The first array
+/// takes 64 MB, and each block 1 kB.
 class Table24x8 {
  public:
-   static constexpr unsigned kShortest = 8;   // length that may be asked about
+   static constexpr unsigned kShortest = 8;   // the shortest length that can be looked up
 
    explicit Table24x8( const Entries & entries ) : places_( size_t( 1 ) << 24 ) {
-      std::vector<uint32_t> decided( places_.size() );   // lengths of which a lower number has spoken
+      std::vector<uint32_t> decided( places_.size() );   // lengths that an entry with a lower sequence number has decided
       std::vector<uint32_t> decidedBelow;
       for( const auto & entry : entries ) {
          const BareEntry e( entry );

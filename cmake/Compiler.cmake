@@ -1,4 +1,4 @@
-# Options of this directory and below: they reach the library, its tests, examples and benchmarks, never a consumer.
+# Options for this directory and below. They apply to the library, its tests, examples and benchmarks, and never to a consumer.
 set( CMAKE_CXX_STANDARD 20 )
 set( CMAKE_CXX_STANDARD_REQUIRED ON )
 set( CMAKE_CXX_EXTENSIONS OFF )
@@ -6,7 +6,7 @@ set( CMAKE_COMPILE_WARNING_AS_ERROR ${ROUTEPOLICY_WERROR} )
 
 add_compile_options( -Wall -Wextra -Wpedantic )
 if( CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13 )
-   add_compile_options( -Wno-restrict -Wno-maybe-uninitialized )   # g++ 12 reports std::string's own concatenation and assignment
+   add_compile_options( -Wno-restrict -Wno-maybe-uninitialized )   # g++ 12 warns inside std::string's own concatenation and assignment
 endif()
 
 if( CMAKE_CXX_COMPILER_ID STREQUAL GNU )
@@ -23,12 +23,12 @@ endif()
 if( ROUTEPOLICY_SANITIZE )
    list( JOIN ROUTEPOLICY_SANITIZE "," sanitizers )
    if( "thread" IN_LIST ROUTEPOLICY_SANITIZE )
-      add_compile_definitions( BOOST_ASIO_DISABLE_FENCED_BLOCK )   # g++ refuses fences here; our Asio loops have one thread each
+      add_compile_definitions( BOOST_ASIO_DISABLE_FENCED_BLOCK )   # g++ does not support fences here; each Asio loop has one thread
    endif()
    add_compile_options( -fsanitize=${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer )
    add_link_options( -fsanitize=${sanitizers} )
    if( CMAKE_CXX_COMPILER_ID STREQUAL GNU )
-      add_compile_options( -Wno-maybe-uninitialized )   # instrumented code confuses it, as GCC's manual says
+      add_compile_options( -Wno-maybe-uninitialized )   # gives false warnings on instrumented code, as GCC's manual says
    endif()
 endif()
 

@@ -15,7 +15,7 @@ write_basic_package_version_file( "${PROJECT_BINARY_DIR}/RoutePolicyConfigVersio
 install( FILES "${PROJECT_BINARY_DIR}/RoutePolicyConfig.cmake" "${PROJECT_BINARY_DIR}/RoutePolicyConfigVersion.cmake"
    DESTINATION "${package_dir}" )
 
-# Everything is told relative to the .pc file, so that an installed tree may be moved.
+# All paths are relative to the .pc file, so an installed tree can be moved.
 file( RELATIVE_PATH pc_prefix "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}" )
 file( RELATIVE_PATH pc_include "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_FULL_INCLUDEDIR}/routepolicy" )
 set( pc_cflags "" )

@@ -23,7 +23,7 @@ generate_export_header( routepolicy
    CUSTOM_CONTENT_FROM_VARIABLE language_check
    EXPORT_FILE_NAME "${PROJECT_BINARY_DIR}/include/routepolicy_export.h" )
 
-# Two sets, for the build tree may lie inside the source tree, and one set may not have nested base directories.
+# Two file sets, because the build tree can be inside the source tree, and one set must not have nested base directories.
 target_sources( routepolicy PUBLIC
    FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${headers}
    FILE_SET generated TYPE HEADERS BASE_DIRS "${PROJECT_BINARY_DIR}/include" FILES "${PROJECT_BINARY_DIR}/include/routepolicy_export.h" )
@@ -37,17 +37,17 @@ if( ROUTEPOLICY_ARCH )
    target_compile_options( routepolicy PRIVATE "-march=${ROUTEPOLICY_ARCH}" )
 endif()
 if( CMAKE_CXX_COMPILER_ID STREQUAL GNU )
-   target_compile_options( routepolicy PRIVATE -fno-semantic-interposition )   # calls within the library may be inlined, as clang does
+   target_compile_options( routepolicy PRIVATE -fno-semantic-interposition )   # lets g++ inline calls within the library, as clang does
 endif()
 if( BUILD_SHARED_LIBS AND NOT ROUTEPOLICY_INSTRUMENTED )
-   # A look-up crosses several files of the library; optimised as one it takes about a sixth less.
+   # A look-up calls functions in several source files; link-time optimisation saves about a sixth of its time.
    check_ipo_supported( RESULT link_time_optimization OUTPUT why_not LANGUAGES CXX )
    set_target_properties( routepolicy PROPERTIES
       INTERPROCEDURAL_OPTIMIZATION_RELEASE ${link_time_optimization}
       INTERPROCEDURAL_OPTIMIZATION_RELWITHDEBINFO ${link_time_optimization} )
 endif()
 if( NOT ROUTEPOLICY_SANITIZE )
-   target_link_options( routepolicy PRIVATE -Wl,--no-undefined )   # a sanitizer's runtime is found only by the program
+   target_link_options( routepolicy PRIVATE -Wl,--no-undefined )   # only without sanitizers: their runtime is linked into the program
 endif()
 
 set_target_properties( routepolicy PROPERTIES
@@ -55,4 +55,4 @@ set_target_properties( routepolicy PROPERTIES
    VISIBILITY_INLINES_HIDDEN ON
    POSITION_INDEPENDENT_CODE ON
    VERSION ${PROJECT_VERSION}
-   SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR} )   # until 1.0, a minor version may break the binary interface
+   SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR} )   # before 1.0, a minor version can break the binary interface

@@ -8,7 +8,7 @@ option( ROUTEPOLICY_WERROR "Treat warnings as errors" OFF )
 option( ROUTEPOLICY_COVERAGE "Instrument for gcov" OFF )
 set( ROUTEPOLICY_SANITIZE "" CACHE STRING "Sanitizers for everything in this build, as in address;undefined" )
 
-# The look-up path counts bits; without popcnt that is a function call. Every x86-64 machine since about 2009 has it.
+# A look-up counts bits; without the popcnt instruction, this is a function call. Every x86-64 machine since about 2009 has popcnt.
 set( default_arch "" )
 if( CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$" )
    set( default_arch x86-64-v2 )
@@ -20,7 +20,7 @@ if( PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT multi_config )
    set_property( CACHE CMAKE_BUILD_TYPE PROPERTY VALUE Release )
 endif()
 
-# Tests that measure the artefact as it ships make no sense on instrumented code.
+# Tests that measure the release artefact make no sense on instrumented code.
 set( ROUTEPOLICY_INSTRUMENTED OFF )
 if( ROUTEPOLICY_SANITIZE OR ROUTEPOLICY_COVERAGE )
    set( ROUTEPOLICY_INSTRUMENTED ON )

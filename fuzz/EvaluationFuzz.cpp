@@ -1,4 +1,4 @@
-// Any bytes as a policy and some routes: the library must answer and log as the model does, however it is made to evaluate.
+// Reads any bytes as a policy and some routes. The library must give the same answers and logs as the model, in every way to evaluate.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -13,7 +13,7 @@ namespace {
 
 using namespace EvaluationModel;
 
-// A byte is a choice: none has more than 256 outcomes that matter.
+// Each byte is one choice: no choice has more than 256 different outcomes.
 std::vector<uint32_t> rowOf( const uint8_t * data, size_t size ) {
    return { data, data + size };
 }
@@ -27,7 +27,7 @@ void check( const std::string & differences, const Policy & policy, const Route 
 }   // namespace
 
 extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size ) {
-   // The routes first: a policy takes what is left.
+   // The routes come first: the policy uses all remaining bytes.
    Choices choices( rowOf( data, size ) );
    Generator generator( choices );
    const std::vector<Route> routes = { generator.route(), generator.route() };

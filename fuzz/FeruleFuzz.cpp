@@ -1,5 +1,5 @@
-// Any bytes as each kind of network value and number: a range fault or a value, never anything else, and a value prints as a text
-// that reads as the same value and prints the same again.
+// Parses any bytes as each kind of network value and number. The result must be a RangeException or a value; the printed form of a value
+// must parse to the same value and print equally again.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -32,7 +32,7 @@ void check( bool holds, const char * what ) {
    std::abort();
 }
 
-// Reads by `read`, prints by `print`. Nothing when it was a range fault; every other exception ends the process.
+// Parses with `read` and prints with `print`. Returns no value after a RangeException; every other exception ends the process.
 template <class Read, class Print>
 auto roundTrip( std::string_view text, Read read, Print print ) -> std::optional<decltype( read( text ) )> {
    std::optional<decltype( read( text ) )> value;
@@ -44,7 +44,7 @@ auto roundTrip( std::string_view text, Read read, Print print ) -> std::optional
    }
    check( text.find( '\0' ) == text.npos, "no value's text has a zero byte" );
    const std::string printed( print( *value ) );
-   const auto again = read( std::string_view( printed ) );   // no fault is caught here
+   const auto again = read( std::string_view( printed ) );   // an exception here ends the process
    check( again == *value, "what is printed reads as the same value" );
    check( std::string( print( again ) ) == printed, "and prints the same" );
    return value;
@@ -86,8 +86,8 @@ void checkNumbers( std::string_view text ) {
 
 }   // namespace
 
-// The system's parser of addresses is not instrumented, so that mutation alone hardly ever makes an IPv6 address: now and then
-// begin with one.
+// The system's parser of addresses is not instrumented, so mutation alone seldom finds a valid IPv6 address. One input in 16 therefore
+// starts from a valid address or prefix.
 extern "C" size_t LLVMFuzzerCustomMutator( uint8_t * data, size_t size, size_t maxSize, unsigned seed ) {
    std::minstd_rand random( seed );
    if( random() % 16 == 0 ) {

@@ -1,4 +1,4 @@
-// Any bytes as the kernel's message about a route.
+// Parses any bytes as the kernel's message about a route.
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -29,7 +29,7 @@ void checkResult( const LineResult & result, const TableRoute & route ) {
 }   // namespace
 
 extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size ) {
-   const std::vector<char> bytes( data, data + size );   // at an address that four divides
+   const std::vector<char> bytes( data, data + size );   // the copy is aligned to four bytes
    const auto names = []( uint32_t index ) -> std::string_view { return index == 1 ? "lo" : "eth0"; };
    TableRoute route;
    const LineResult result = parseRouteMessage( { bytes.data(), bytes.size() }, names, route );

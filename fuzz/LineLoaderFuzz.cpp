@@ -1,5 +1,5 @@
-// Any bytes as a configuration: errors, doubts and applications are printable and have a place, and what is loaded is what is written and
-// loaded again.
+// Loads any bytes as a configuration. Errors, doubts and applications must be printable and have a place in the text; a loaded policy that
+// is written and loaded again must be the same policy.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -30,13 +30,13 @@ void checkText( const std::string & text, const char * what ) {
           what );
 }
 
-/// Knows where the lines of a text are.
+/// The lines of a text.
 class Lines {
  public:
    explicit Lines( std::string_view bytes ) : bytes_( bytes ) {
       for( size_t at = 0; at < bytes.size(); at = std::min( bytes.find( '\n', at ), bytes.size() - 1 ) + 1 ) starts_.push_back( at );
    }
-   // From a place to the end of its line; nothing for a place outside. An error may stand one behind the last byte.
+   // The text from a place to the end of its line; empty for a place outside the text. An error may be placed one behind the last byte.
    std::string_view at( const Place & place ) const {
       if( place.file != 0 || place.line < 1 || place.line > starts_.size() || place.column < 1 ) return {};
       size_t start = starts_[ place.line - 1 ];
@@ -77,7 +77,7 @@ void checkNotes( const PolicyText & text, const Lines & lines ) {
    check( text.strayFiles.empty() || ( text == PolicyText() && text.lines != 0 ), "a stray file says nothing of a policy" );
 }
 
-// What two loaders made of texts that say the same.
+// Checks that two loaders have the same result for texts with the same meaning.
 void checkAlike( const LineLoader & a, const LineLoader & b, const char * what ) {
    const PolicyText &x = a.text(), &y = b.text();
    check( x == y && x.skippedStanzas == y.skippedStanzas && x.strayFiles == y.strayFiles && x.otherWords == y.otherWords &&

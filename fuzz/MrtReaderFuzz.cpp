@@ -1,4 +1,4 @@
-// Any bytes as records of an MRT file, and as the body of one.
+// Reads any bytes as records of an MRT file, and as the body of one record.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -25,7 +25,7 @@ void checkReason( std::string_view reason ) {
 
 struct Reading final : FormHandler {
    uint64_t routes = 0;
-   uint64_t last = 0;   // record that was broken
+   uint64_t last = 0;   // number of the last broken record
 
    void handleRoute( const TableRoute & route ) override {
       ++routes;
@@ -55,7 +55,7 @@ uint64_t read( std::string_view bytes ) {
    return reading.routes;
 }
 
-// With a header, so that a mutation need not keep a length right.
+// Reads `body` behind a valid header, so that mutations need not keep the length field correct.
 void readBody( std::string_view body, char subtype ) {
    std::string record( 12, '\0' );
    record[ 5 ] = 13;

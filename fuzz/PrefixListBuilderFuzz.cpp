@@ -1,5 +1,5 @@
-// Entries out of any bytes: the builder takes just those that can be, and the list that it builds answers like a linear scan, by
-// its index and by a walk.
+// Reads any bytes as entries. The builder must accept exactly the valid entries, and the compiled list must give the same answers as a
+// linear scan, both through its index and by a walk.
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
@@ -28,7 +28,7 @@ void check( bool holds, const char * what ) {
    std::abort();
 }
 
-// Zeros behind the last byte.
+// The input bytes, followed by zeros without end.
 class Bytes {
  public:
    Bytes( const uint8_t * data, size_t size ) : data_( data ), size_( size ) {}
@@ -41,7 +41,7 @@ class Bytes {
    size_t at_ = 0;
 };
 
-// Addresses that part from an earlier one at a bit that the input chooses, so that prefixes nest without luck.
+// Prefixes whose addresses differ from an earlier address at a bit that the input chooses, so that many prefixes contain each other.
 class Prefixes {
  public:
    Prefixes( Bytes & bytes, AddressFamily af ) : bytes_( bytes ), af_( af ) {}
@@ -56,7 +56,7 @@ class Prefixes {
       if( kind & 4 ) bits.low ^= bytes_.next();
       if( !( kind & 8 ) ) bits = bits & Ferule::Bits128::leadingOnes( length );
       if( seen_.size() < 64 ) seen_.push_back( bits );
-      const AddressFamily af = ( kind & 0xf0 ) == 0xf0 ? AddressFamily( ( kind >> 1 ) % 3 ) : af_;   // seldom another one
+      const AddressFamily af = ( kind & 0xf0 ) == 0xf0 ? AddressFamily( ( kind >> 1 ) % 3 ) : af_;   // seldom another family
       if( af == AddressFamily::ipv6 ) return Ferule::Ip6Prefix{ Ferule::Ip6Addr( bits ), length };
       if( af == AddressFamily::ipv4 ) return IpGenPrefix( Ferule::IpAddr( uint32_t( bits.high >> 32 ) ), length );
       return IpGenPrefix();
@@ -84,7 +84,7 @@ void checkText( const PrefixListError & error, const PrefixListEntry & entry ) {
    for( const char c : text.view() ) check( c >= 0x20 && c < 0x7f, "an error is printable" );
 }
 
-// The same entries in a trie that has no index: what is entered after the installation counts at the speed of a walk.
+// The same entries in a list without an index: entries that are added after trieIs() disable the index.
 Quoin::Ptr<const PrefixListStatus> walkedList( const PrefixListModel & model ) {
    auto entries = model.entries;
    std::sort( entries.begin(), entries.end(), []( const auto & a, const auto & b ) { return a.seqno > b.seqno; } );

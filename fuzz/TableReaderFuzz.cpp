@@ -1,5 +1,5 @@
-// Any bytes as a routing table: through the whole reader, whose output is capped so that a small compressed input cannot keep the
-// fuzzer busy, and through each form's own parser.
+// Reads any bytes as a routing table, through the whole reader and through the parser of each format. The output of the reader is limited,
+// so a small compressed input cannot keep the fuzzer busy.
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -35,7 +35,7 @@ void checkReason( std::string_view reason ) {
    for( const char c : reason ) check( c >= 0x20 && c < 0x7f, "a reason is printable" );
 }
 
-// Gathers enough to tell whether two readings were the same.
+// Collects enough data to compare two readings.
 struct Reading final : TableHandler, FormHandler {
    uint64_t routes = 0;
    uint64_t broken = 0;
@@ -65,7 +65,7 @@ struct Reading final : TableHandler, FormHandler {
    void handleBroken( uint64_t entry, std::string_view reason ) override { handleBroken( Broken{ Broken::Unit::entry, entry, reason } ); }
 };
 
-// A few bytes at a time, so that every boundary of a buffer falls everywhere.
+// Returns a few bytes at a time, so that buffer boundaries fall at every position of the input.
 class TricklingSource final : public ByteSource {
  public:
    explicit TricklingSource( std::string_view bytes ) : rest_( bytes ) {}
