@@ -24,8 +24,8 @@ namespace {
 using namespace Routing::Policy;
 using namespace Routing::RouteMap;
 using CompileFixtures::as;
-using CompileFixtures::isOfPresentList;
 using CompileFixtures::identity;
+using CompileFixtures::isOfPresentList;
 using CompileFixtures::listRule;
 using CompileFixtures::Reaction;
 using CompileFixtures::TraceLog;

@@ -1,6 +1,5 @@
 #include "substrate/lists/PrefixListIndex.h"
 
-
 #include <gmock/gmock.h>
 
 #include "tests/policy/ListFixtures.h"
