@@ -288,6 +288,9 @@ AclPrefixEntry anyRule( Random & random, RandomPrefixes & prefixes, uint32_t seq
    return rule;
 }
 
+// The kinds of steps, in their order.
+enum StepKind : unsigned { kBeforeStart, kStart, kRun, kEnd };
+
 /// Random edits of a few lists of one family, with slices between them.
 class Program {
  public:
@@ -300,7 +303,9 @@ class Program {
          lists_[ i ].symbol = table_->symbol( lists_[ i ].name );
       }
       if( oneIn( random_, 2 ) )
-         for( int i = 0; i < 10; ++i ) edit();
+         for( int i = 0; i < 10 && random_.step( kBeforeStart ); ++i ) edit();
+      random_.step( kStart );
+      random_.say( "the machine starts" );
       sm_ = Zeugma::makeSm<IpAclTypeConfigSm>( type_, symbols_, table_, clock_ );
       for( auto & list : lists_ ) {
          if( !list.real ) continue;
@@ -309,14 +314,15 @@ class Program {
       }
    }
    void run( int edits ) {
-      for( int i = 0; i < edits && !testing::Test::HasFailure(); ++i ) {
+      for( int i = 0; i < edits && !caseFailed() && random_.step( kRun ); ++i ) {
          if( oneIn( random_, 2 ) )
             edit();
          else
             slice();
          check( 2 );
       }
-      while( !nothingDue( *clock_ ) && !testing::Test::HasFailure() ) {
+      random_.step( kEnd );
+      while( !nothingDue( *clock_ ) && !caseFailed() ) {
          slice();
          check( 2 );
       }
@@ -367,12 +373,26 @@ class Program {
       bool real = false;
       switch( below( random_, 7 ) ) {
          case 0:
-         case 1: real = version.ruleIs( id, anyRule( random_, prefixes_, 0 ) ); break;
+         case 1: {
+            const auto rule = anyRule( random_, prefixes_, 0 );
+            random_.say( "rule ", id, rule.permit == ListFixtures::permit ? " permit " : " deny ", rule.source );
+            real = version.ruleIs( id, rule );
+            break;
+         }
          case 2:
          case 3:
-         case 4: real = version.sequenceIs( seq, id ); break;
-         case 5: real = version.sequenceDel( seq ); break;
-         case 6: real = version.ruleDel( id ); break;
+         case 4:
+            random_.say( "seq ", seq, " is rule ", id );
+            real = version.sequenceIs( seq, id );
+            break;
+         case 5:
+            random_.say( "delete seq ", seq );
+            real = version.sequenceDel( seq );
+            break;
+         case 6:
+            random_.say( "delete rule ", id );
+            real = version.ruleDel( id );
+            break;
       }
       if( !real || !sm_ ) return;
       for( auto & list : lists_ )
@@ -380,7 +400,9 @@ class Program {
    }
    void edit() {
       auto & list = lists_[ below( random_, std::size( lists_ ) ) ];
+      random_.say( "list ", list.name );
       if( !list.real ) {
+         random_.say( "create" );
          list.real = type_->aclIs( list.name );
          list.compiling = false;
          if( sm_ ) born( list );
@@ -388,6 +410,7 @@ class Program {
       }
       switch( below( random_, 12 ) ) {
          case 0:
+            random_.say( "delete" );
             type_->aclDel( list.name );
             list.gone();
             if( sm_ ) list.undefined();
@@ -404,11 +427,13 @@ class Program {
    }
    void versionIs( ListTwin & list, std::shared_ptr<VersionTwin> version ) {
       const bool real = list.version != version;
+      random_.say( version ? "the list gets a version of these rules" : "the list gets no version" );
       list.version = std::move( version );
       list.real->currVersionIs( list.version ? list.version->real : nullptr );
       if( real && sm_ ) list.changed();
    }
    void slice() {
+      random_.say( "slice" );
       clock_->callDue();
       for( auto & list : lists_ ) list.slice();
    }
@@ -456,7 +481,7 @@ TEST( AccessListCompilationModel, listsAreWhatTheirRulesSayWhateverIsEditedBetwe
          program.run( 150 );
          published += program.published();
          ++cases;
-         if( !testing::Test::HasFailure() ) program.checkNothingIsLeft();
+         if( !caseFailed() ) program.checkNothingIsLeft();
       } );
    EXPECT_GT( published, 10 * cases );   // else they do nothing
 }
@@ -493,6 +518,7 @@ TEST( AccessListCompilationModel, aListIsWhatItsRulesSayHoweverLongItsSlicesAre 
             }
          } );
          for( int edits = int( below( random, 8 ) ); !nothingDue( *clock ); ) {
+            random.step();   // after the last step of a row, no edits
             const auto before = machine->bookmark();
             clock->callDue();
             if( nothingDue( *clock ) ) break;
@@ -537,9 +563,10 @@ TEST( AccessListCompilationModel, aRouteMapFollowsItsListWheneverItsTaskRuns ) {
       const Reaction reaction( *symbol->notifier(), [ & ]( const Quoin::Change & ) { told = symbol->status(); } );
       std::shared_ptr<VersionTwin> version;
       std::map<Ptr<const IpAccessListStatus>, Rules> rulesOfStatus;   // of complete ones
-      for( int i = 0; i < 120 && !testing::Test::HasFailure(); ++i ) {
+      for( int i = 0; i < 120 && !caseFailed() && random.step(); ++i ) {
          switch( below( random, 8 ) ) {
             case 0:
+               random.say( version ? "delete the list" : "create the list" );
                if( !version ) {
                   version = std::make_shared<VersionTwin>( AddressFamily::ipv4 );
                   version->ruleIs( 0, anyRule( random, prefixes, 0 ) );   // never without one
@@ -554,17 +581,20 @@ TEST( AccessListCompilationModel, aRouteMapFollowsItsListWheneverItsTaskRuns ) {
             case 2:
                if( version ) {
                   const auto seq = uint32_t( 1 + below( random, 4 ) );
+                  random.say( "a rule for seq ", seq );
                   version->ruleIs( seq, anyRule( random, prefixes, seq ) );
                   version->sequenceIs( seq, seq );
                }
                break;
             case 3:
+               random.say( "run the tasks" );
                agent.settle();
                moves += told != seen;
                seen = told;
                break;
             default:
                const auto before = symbol->notifierVersion();
+               random.say( "slice" );
                agent.clock->callDue();
                if( symbol->notifierVersion() != before ) rulesOfStatus[ symbol->status() ] = version->all();
          }

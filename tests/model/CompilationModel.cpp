@@ -15,6 +15,7 @@
 #include "policy/SourceProtoMatcher.h"
 #include "policy/TagMatcher.h"
 #include "policy/TagSetMatcher.h"
+#include "tests/model/Shrinking.h"
 #include "tests/policy/ListFixtures.h"
 
 namespace CompilationModel {
@@ -129,7 +130,14 @@ void Agent::start() {
 
 // ---- a program
 
-Program::Program( unsigned seed, OnPublished onPublished, Inside inside ) : random_( seed ), onPublished_( std::move( onPublished ) ) {
+namespace {
+
+// The kinds of steps, in their order.
+enum StepKind : unsigned { kBeforeStart, kStart, kRun, kLastCheck, kEnd };
+
+}   // namespace
+
+Program::Program( Choices & random, OnPublished onPublished, Inside inside ) : random_( random ), onPublished_( std::move( onPublished ) ) {
    watches_ = onPublished_ || !chance( 4 );
    inside_ = watches_ && chance( 3 ) ? inside : Inside::nothing;
    if( watches_ ) acls_.watch( [ this ]( unsigned i ) { heardList( i ); } );
@@ -143,29 +151,37 @@ Program::Program( unsigned seed, OnPublished onPublished, Inside inside ) : rand
    agent_.scheduler->budgetIs( [ this, yields ]( const Zeugma::Task & ) { return yields && chance( 2 ); } );
    if( listsStart < 2 ) acls_.start();
    if( chance( 2 ) ) {   // what stands before the machine comes
-      for( int i = 0; i < 30; ++i ) edit();
+      for( int i = 0; i < 30 && random_.step( kBeforeStart ); ++i ) edit();
+      random_.step( kStart );
       for( unsigned i = 0; i < kMaps; ++i ) raise( i );
    }
    if( chance( 2 ) ) agent_.filtered->routeMapIs( chance( 2 ) ? mapName( 0 ) : Quoin::String( "LEFT" ) )->mapEntryIs( 15 );
    if( watches_ ) watch();
    if( listsStart == 2 ) acls_.start();
    std::ranges::fill( waits_, true );
+   random_.say( "the machine starts" );
    agent_.start();
    if( listsStart == 3 ) acls_.start();
 }
 
 void Program::run( int edits ) {
-   for( int i = 0; i < edits && !testing::Test::HasFailure(); ++i ) {
+   for( int i = 0; i < edits && !caseFailed() && random_.step( kRun ); ++i ) {
       if( usesScopes_ ) openOrCloseScope();
       edit();
       EXPECT_FALSE( copyHasCycle() );
       if( chance( 4 ) ) raise( pick( kMaps ) );
-      if( chance( tasksOneIn_ ) ) agent_.scheduler->runOne();
+      if( chance( tasksOneIn_ ) ) runOneTask();
       if( chance( slicesOneIn_ ) ) acls_.slice();
       checkStep();
       if( chance( 12 ) ) check();
    }
+   random_.step( kLastCheck );
    check();
+}
+
+void Program::runOneTask() {
+   random_.say( "run a task" );
+   agent_.scheduler->runOne();
 }
 
 void Program::check() {
@@ -173,7 +189,7 @@ void Program::check() {
    checkStep();
    tellOfEmptyLists();
    acls_.forget();
-   for( unsigned i = 0; i < kMaps && !testing::Test::HasFailure(); ++i ) {
+   for( unsigned i = 0; i < kMaps && !caseFailed(); ++i ) {
       const auto m = map( i );
       SCOPED_TRACE( mapName( i ) );
       const auto symbol = agent_.root->routeMapTable()->symbol( mapName( i ) );
@@ -182,16 +198,18 @@ void Program::check() {
       if( m ) checkCompiled( i, *m, *symbol->rmStatus() );
       if( m ) checkMachines( *m );
    }
-   if( !testing::Test::HasFailure() ) checkTables();
-   if( !testing::Test::HasFailure() ) checkFreshCompile();
-   if( !testing::Test::HasFailure() ) checkEvaluation();
-   if( !testing::Test::HasFailure() ) checkCounts();
+   if( !caseFailed() ) checkTables();
+   if( !caseFailed() ) checkFreshCompile();
+   if( !caseFailed() ) checkEvaluation();
+   if( !caseFailed() ) checkCounts();
    hasSettled_ = inside_ == Inside::nothing;
 }
 
 void Program::checkNothingIsLeft() {
+   random_.step( kEnd );
    settling_ = true;
    const bool machineFirst = chance( 3 );
+   random_.say( machineFirst ? "delete the machine, then everything else" : "delete everything else, then the machine" );
    if( machineFirst ) {
       for( int i = 0; i < 10; ++i ) edit();   // it goes with work under way
       agent_.machine = nullptr;
@@ -284,6 +302,7 @@ void Program::raise( unsigned i ) {
    if( next == now ) return;
    if( !touched_[ i ].empty() ) built_[ i ] = time_;
    const auto touched = std::exchange( touched_[ i ], {} );   // what is touched inside the write belongs to the next batch
+   random_.say( mapName( i ), " version ", next );
    m->versionIs( next );
    if( blocked( i ) ) touched_[ i ].insert( touched.begin(), touched.end() );
 }
@@ -309,27 +328,38 @@ void Program::edit() {
       case 3:
          if( chance( 3 ) ) {
             touched_.erase( i );
+            random_.say( "delete ", mapName( i ) );
             agent_.config->routeMapDel( mapName( i ) );
          }
          return;
       case 4:
          if( !chance( 12 ) ) return;
          touched_.clear();
+         random_.say( "delete all route maps" );
          return agent_.config->routeMapDelAll();
-      case 5: return agent_.config->routeMapOpModeIs( RouteMapOpModeType( pick( 3 ) ) );
+      case 5: return editMode();
       case 6:
          if( agent_.machine )
-            if( const auto reactor = agent_.machine->rmConfigSymbolReactorColl()->reactor( mapName( i ) ) ) reactor->reevaluateInc( 1 );
+            if( const auto reactor = agent_.machine->rmConfigSymbolReactorColl()->reactor( mapName( i ) ) ) {
+               random_.say( "reevaluate ", mapName( i ) );
+               reactor->reevaluateInc( 1 );
+            }
          return;
       default: return editMap( i );
    }
+}
+
+void Program::editMode() {
+   const auto mode = RouteMapOpModeType( pick( 3 ) );
+   random_.say( "mode ", unsigned( mode ) );
+   agent_.config->routeMapOpModeIs( mode );
 }
 
 // Nothing comes or goes.
 void Program::editChange( unsigned i ) {
    const auto m = map( i );
    const uint32_t seqno = kSeqnos[ pick( std::size( kSeqnos ) ) ];
-   if( chance( 8 ) ) return agent_.config->routeMapOpModeIs( RouteMapOpModeType( pick( 3 ) ) );
+   if( chance( 8 ) ) return editMode();
    if( chance( 8 ) && !acls_.slicing() ) return acls_.editRules( pick( kLists ) );
    if( m && m->mapEntry( seqno ) ) editEntry( i, m->mapEntry( seqno ) );
 }
@@ -341,6 +371,7 @@ void Program::editMap( unsigned i ) {
       // A blocked one that goes leaves its map deferred; which are, cannot be seen while the machine is being made.
       if( blocked( i, seqno ) || ( hearing_ && !agent_.machine ) ) return;
       std::erase_if( touched_[ i ], [ seqno ]( const auto & touched ) { return touched.first == seqno; } );
+      random_.say( "delete ", mapName( i ), " ", seqno );
       m->mapEntryDel( seqno );
       return;
    }
@@ -349,26 +380,41 @@ void Program::editMap( unsigned i ) {
 
 void Program::editEntry( unsigned i, const Ptr<MapEntry> & entry ) {
    const uint32_t seqno = entry->seqno();
+   const auto say = [ & ]( const auto &... what ) { random_.say( mapName( i ), " ", seqno, " ", what... ); };
    switch( pick( 8 ) ) {
-      case 0: return entry->permitIs( chance( 2 ) ? Acl::MatchPermit::permit : Acl::MatchPermit::deny );
+      case 0: {
+         const auto action = chance( 2 ) ? Acl::MatchPermit::permit : Acl::MatchPermit::deny;
+         say( action );
+         return entry->permitIs( action );
+      }
       case 1: {
          const uint32_t distance = chance( 3 ) ? 0 : 1 + pick( 600 );
-         if( touch( i, seqno, 1000, distance == 0 ) ) entry->distanceIs( distance );
-         return;
+         if( !touch( i, seqno, 1000, distance == 0 ) ) return;
+         say( "distance ", distance );
+         return entry->distanceIs( distance );
       }
       case 2: {
          const bool on = chance( 2 ), flagsFirst = chance( 2 );
          const uint32_t flags = ( on ? uint32_t( MapEntry::continueSeqSet ) : 0 ) | pick( 2 );
+         const uint32_t target = chance( 4 ) ? entry->continueSeq() : chance( 3 ) ? 0 : kSeqnos[ pick( std::size( kSeqnos ) ) ];
+         say( on ? "continue " : "no continue, to ", target, ", flags ", flags, flagsFirst ? ", flags first" : "" );
          if( flagsFirst ) entry->setFlagsIs( flags );
-         if( !chance( 4 ) ) entry->continueSeqIs( chance( 3 ) ? 0 : kSeqnos[ pick( std::size( kSeqnos ) ) ] );
+         entry->continueSeqIs( target );
          if( !flagsFirst ) entry->setFlagsIs( flags );
          return;
       }
       case 3:
-      case 4: return entry->subRouteMapIs( { chance( 3 ) ? Quoin::String() : mapName( pick( kMaps ) ), chance( 2 ) } );
-      case 5:
-         if( chance( 3 ) ) return entry->descriptionDel( pick( 3 ) );
-         return entry->descriptionIs( pick( 3 ), Quoin::String( "text " + std::to_string( pick( 3 ) ) ) );
+      case 4: {
+         const Routing::RouteMap::SubRouteMap call{ chance( 3 ) ? Quoin::String() : mapName( pick( kMaps ) ), chance( 2 ) };
+         say( "call '", call.name, call.invertResult ? "' inverted" : "'" );
+         return entry->subRouteMapIs( call );
+      }
+      case 5: {
+         const uint32_t line = pick( 3 );
+         say( "description, line ", line );
+         if( chance( 3 ) ) return entry->descriptionDel( line );
+         return entry->descriptionIs( line, Quoin::String( "text " + std::to_string( pick( 3 ) ) ) );
+      }
       default: return editRule( i, entry );
    }
 }
@@ -383,12 +429,17 @@ void Program::editRule( unsigned i, const Ptr<MapEntry> & entry ) {
    const MatchOption option = kOptions[ chance( 2 ) ? pick( 4 ) : pick( std::size( kOptions ) ) ];
    const bool removes = chance( 3 );
    if( !touch( i, entry->seqno(), int( option ), removes ) ) return;
-   if( removes ) return entry->matchRuleDel( option );
+   if( removes ) {
+      random_.say( mapName( i ), " ", entry->seqno(), " no match ", option );
+      return entry->matchRuleDel( option );
+   }
    MatchRule rule;
    rule.option = option;
    rule.invertResult = chance( 2 );
    rule.numericValue = option == MatchOption::matchSourceProtocol ? 1 + pick( 9 ) : pick( 3 );
    rule.listName = listName( stemOf( option ), pick( kLists ) );
+   random_.say( mapName( i ), " ", entry->seqno(), " match ", option, " ", rule.listName, " or ", rule.numericValue,
+                rule.invertResult ? " inverted" : "" );
    entry->matchRuleIs( rule );
 }
 
@@ -412,6 +463,7 @@ void Program::editList() {
       default:
          return editList( sets_[ i ], agent_.root->tagSetTable(), listName( "TS", i ), [ this ]( TagSetProducer & set ) {
             const Routing::RouteTag tag = pick( 4 );
+            random_.say( "tag ", tag );
             if( !set.tagDel( tag ) ) set.tagIs( tag );
          } );
    }
@@ -426,6 +478,7 @@ void Program::editPrefixList( std::unique_ptr<PrefixListProducer> & list, const 
          static const char * const kV4[] = { "10.0.0.0/8", "10.1.0.0/16", "0.0.0.0/0", "192.0.2.0/24" };
          static const char * const kV6[] = { "2001:db8::/32", "::/0", "2001:db8:1::/48", "2001:db8::/48" };
          const uint32_t seqno = 1 + pick( 4 ), which = pick( 4 );
+         random_.say( "entry ", seqno );
          if( producer.entryDel( seqno ) ) return;
          PrefixListEntry entry{ seqno,
                                 chance( 3 ) ? Acl::MatchPermit::deny : Acl::MatchPermit::permit,
@@ -433,6 +486,7 @@ void Program::editPrefixList( std::unique_ptr<PrefixListProducer> & list, const 
                                 {},
                                 {} };
          if( chance( 2 ) ) entry.le = isV4 ? 32 : 128;
+         random_.say( entry.action, " ", entry.prefix, entry.le ? " and longer" : "" );
          EXPECT_FALSE( producer.entryIs( entry ) );
       },
       af );
@@ -441,14 +495,21 @@ void Program::editPrefixList( std::unique_ptr<PrefixListProducer> & list, const 
 template <class Producer, class Table, class Edit, class... Family>
 void Program::editList( std::unique_ptr<Producer> & list, const Ptr<Table> & table, const Quoin::String & name, Edit edit,
                         Family... family ) {
+   random_.say( "list ", name );
    if( chance( 10 ) ) {   // a version behind which nothing has changed
+      random_.say( "notify without a change" );
       if( const auto symbol = table->symbol( name ); symbol->statusCurrent() ) symbol->notifier()->versionInc( 1 );
       return;
    }
-   if( list && chance( 6 ) ) return list.reset();
+   if( list && chance( 6 ) ) {
+      random_.say( "delete" );
+      return list.reset();
+   }
    if( !list ) list = std::make_unique<Producer>( table, name, family... );
    edit( *list );
-   if( list && ( chance( publishOneIn_ ) || chance( 4 ) ) ) list->publish();   // else it is left under way
+   if( !list || !( chance( publishOneIn_ ) || chance( 4 ) ) ) return;   // the edit stays pending
+   random_.say( "publish" );
+   list->publish();
 }
 
 Ptr<RouteMapConfigFilterSm> Program::filterOf( unsigned i ) const {
@@ -486,15 +547,20 @@ bool Program::copyHasCycle() const {
 
 // ---- edit scopes
 
-// At times one stands from a settled state to the next: then its end publishes each map once.
+// Some scopes stay open from a settled state to the next: then each map is published once, when they close.
 void Program::openOrCloseScope() {
+   const auto open = [ this ]( const char * what ) {
+      random_.say( what );
+      scopes_.push_back( std::make_unique<ConfigEdit>( agent_.config ) );
+   };
    if( hasSettled_ && chance( 2 ) ) {
       ofWholeBatch_.emplace();
       for( unsigned i = 0; i < kMaps; ++i ) ( *ofWholeBatch_ )[ i ] = watched_[ i ].publications;
-      scopes_.push_back( std::make_unique<ConfigEdit>( agent_.config ) );
+      open( "open an edit scope until all settles" );
    } else if( scopes_.size() < 3 && chance( 4 ) ) {
-      scopes_.push_back( std::make_unique<ConfigEdit>( agent_.config ) );
+      open( "open an edit scope" );
    } else if( scopes_.size() > ( ofWholeBatch_ ? 1 : 0 ) && chance( 3 ) ) {
+      random_.say( scopes_.size() == 1 ? "close the edit scope" : "close an inner edit scope" );
       scopes_.pop_back();
    }
    hasSettled_ = false;
@@ -504,6 +570,7 @@ void Program::openOrCloseScope() {
 void Program::closeScopes() {
    std::array<unsigned, kMaps> most{};
    for( unsigned i = 0; i < kMaps; ++i ) most[ i ] = agent_.machine->pendingDelete().find( mapName( i ) ) ? 2 : 1;
+   if( !scopes_.empty() ) random_.say( "close all edit scopes" );
    scopes_.clear();
    while( agent_.scheduler->runOne() ) {}
    if( !ofWholeBatch_ ) return;
@@ -593,7 +660,7 @@ Ptr<const PolicySymbol> Program::listSymbolOf( MatchOption option, const Matcher
 // ---- access lists, at every step
 
 void Program::checkStep() {
-   if( testing::Test::HasFailure() ) return;
+   if( caseFailed() ) return;
    const auto & prefixes = samplePrefixes();
    acls_.check( prefixes[ pick( unsigned( prefixes.size() ) ) ] );
    const unsigned asked = pick( kMaps );
@@ -676,6 +743,7 @@ void Program::breakCycles() {
 }
 
 void Program::settle() {
+   random_.say( "let all settle" );
    ++time_;
    settling_ = true;
    breakCycles();
@@ -1101,7 +1169,7 @@ std::string Program::changeOfAccessList( Lengths & lengths, unsigned list, const
          for( unsigned other = 0; other < kLists; ++other )
             if( other != list && acls_.twin( other ).compiling ) return {};   // which has the same version
          if( acls_.idle() ) return "an access list was left as it was";
-         while( !acls_.idle() && !testing::Test::HasFailure() ) {
+         while( !acls_.idle() && !caseFailed() ) {
             nobodyHasPublished();
             acls_.slice();
          }

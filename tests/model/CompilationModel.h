@@ -1,11 +1,12 @@
 /// @file tests/model/CompilationModel.h
 /// Random edit programs on a whole configuration, and what must have come of one when all has settled, said by the raw configuration alone.
 ///
-///    CompilationModel::Program program( seed );
+///    Choices choices( seed );
+///    CompilationModel::Program program( choices );
 ///    program.run( 150 );          // settles and checks now and then, and at the end
 ///    program.checkNothingIsLeft();
 ///
-/// A seed says everything that a program does. Some programs yield at every point, some edit inside the notifications that they get.
+/// The Choices determine everything that a program does. Some programs yield at every point, some edit inside the notifications that they get.
 /// Access lists come from their configuration, whose slices are steps of the program: what they have shown is held against the steps.
 /// What is left out: edits whose outcome is a matter of history, such as which call of a cycle is refused.
 #pragma once
@@ -15,7 +16,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <random>
 #include <set>
 #include <string>
 #include <utility>
@@ -27,6 +27,7 @@
 #include "substrate/routemap/PrefixListProducer.h"
 #include "substrate/routemap/TagSetProducer.h"
 #include "tests/compile/Fixtures.h"
+#include "tests/model/Choices.h"
 #include "tests/model/CompiledAccessLists.h"
 #include "tests/model/EvaluationTwin.h"
 
@@ -95,7 +96,7 @@ class Program {
    using OnPublished = std::function<void( unsigned map, const Ptr<const RouteMapStatus> & status )>;
 
    /// `onPublished` hears of every version of every map's symbol.
-   explicit Program( unsigned seed, OnPublished onPublished = {}, Inside inside = Inside::changes );
+   explicit Program( Choices & random, OnPublished onPublished = {}, Inside inside = Inside::changes );
 
    /// From now on, edit scopes open and close at random.
    void useScopes() { usesScopes_ = true; }
@@ -122,15 +123,17 @@ class Program {
       std::string lastText;
    };
 
-   unsigned pick( unsigned n ) { return static_cast<unsigned>( random_() % n ); }
-   bool chance( unsigned oneIn ) { return pick( oneIn ) == 0; }
+   unsigned pick( unsigned n ) { return random_.below( n ); }
+   bool chance( unsigned oneIn ) { return random_.oneIn( oneIn ); }
    Ptr<Map> map( unsigned i ) const { return agent_.config->routeMap( mapName( i ) ); }
 
    // ---- edits
 
    void raise( unsigned i );
    bool touch( unsigned i, uint32_t seqno, int what, bool removes );
+   void runOneTask();
    void edit();
+   void editMode();
    void editChange( unsigned i );
    void editMap( unsigned i );
    void editEntry( unsigned i, const Ptr<MapEntry> & entry );
@@ -216,7 +219,7 @@ class Program {
    std::string changeOfMaps( Lengths & lengths, unsigned i );
    std::string changeOfSequences( Lengths & lengths, unsigned i, unsigned list, const std::vector<unsigned> & prefixUsers );
 
-   std::mt19937 random_;
+   Choices & random_;
    OnPublished onPublished_;
    bool watches_ = false;
    Inside inside_ = Inside::nothing;

@@ -2,10 +2,13 @@
 // fresh publishes; and it came in as few generations as it should.
 //    COMPILATION_PROGRAMS=20000   that many programs
 //    COMPILATION_SEED=17          this one alone
+// A program that fails is shrunk and printed step by step.
 
 #include "tests/model/CompilationModel.h"
 
 #include <cstdlib>
+
+#include "tests/model/Shrinking.h"
 
 namespace {
 
@@ -23,17 +26,15 @@ void runPrograms( unsigned share, Inside inside, bool scopes = false ) {
    const unsigned first = numberOf( "COMPILATION_SEED", 1 );
    const unsigned programs = std::getenv( "COMPILATION_SEED" ) ? 1 : numberOf( "COMPILATION_PROGRAMS", 1200 ) / share;
    uint64_t publications = 0;
-   for( unsigned seed = first; seed < first + programs; ++seed ) {
-      SCOPED_TRACE( "COMPILATION_SEED=" + std::to_string( seed ) );
-      Program program( seed, {}, inside );
-      if( scopes ) program.useScopes();
-      program.run( kEdits );
-      publications += program.publications();
-      if( testing::Test::HasFailure() ) return;
-      program.checkNothingIsLeft();
-      if( testing::Test::HasFailure() ) return;
-   }
-   if( programs > 20 ) {
+   for( unsigned seed = first; seed < first + programs && !testing::Test::HasFailure(); ++seed )
+      Shrinking::run( seed, "COMPILATION_SEED=" + std::to_string( seed ), [ & ]( Choices & choices ) {
+         Program program( choices, {}, inside );
+         if( scopes ) program.useScopes();
+         program.run( kEdits );
+         publications += program.publications();
+         if( !caseFailed() ) program.checkNothingIsLeft();
+      } );
+   if( programs > 20 && !testing::Test::HasFailure() ) {
       EXPECT_GT( publications, programs );   // else they do nothing
    }
 }
@@ -120,7 +121,8 @@ TEST( CompilationModel, aMapThatIsReplacedWhileTheMachineIsMadeIsFollowed ) {
 TEST( CompilationModel, aSeedSaysAll ) {
    std::set<std::string> texts;
    for( unsigned seed = 1; seed <= 10 && !HasFailure(); ++seed ) {
-      Program one( seed ), other( seed );
+      Choices choices( seed ), again( seed );
+      Program one( choices ), other( again );
       one.run( kEdits );
       other.run( kEdits );
       EXPECT_EQ( one.text(), other.text() ) << seed;

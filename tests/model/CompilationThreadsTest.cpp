@@ -102,7 +102,8 @@ TEST( CompilationThreads, whoEvaluatesSeesWholeGenerations ) {
    uint64_t published = 0;
    for( unsigned seed = 1; seed <= programs && !HasFailure(); ++seed ) {
       SCOPED_TRACE( "seed " + std::to_string( seed ) );
-      Program program( seed, [ & ]( unsigned map, const Ptr<const RouteMapStatus> & status ) {
+      Choices choices( seed );
+      Program program( choices, [ & ]( unsigned map, const Ptr<const RouteMapStatus> & status ) {
          ++published;
          board.presentIs( map, status );
       } );

@@ -9,8 +9,7 @@
 
 namespace CompilationModel {
 
-AccessLists::AccessLists( std::mt19937 & random, const Ptr<const IpAccessListSymbolDedupTable> & table )
-      : random_( random ), table_( table ) {
+AccessLists::AccessLists( Choices & random, const Ptr<const IpAccessListSymbolDedupTable> & table ) : random_( random ), table_( table ) {
    static constexpr const char * kNames[] = { "AL0", "AL1", "AL2" };
    static_assert( std::size( kNames ) == kLists );
    for( unsigned i = 0; i < kLists; ++i ) lists_[ i ].twin.name = kNames[ i ];
@@ -26,7 +25,7 @@ void AccessLists::start() {
    }
 }
 
-// ---- steps. `time` is that of the program, and goes up; it is 0 inside a notification, where those who hear of a deletion later find
+// ---- steps
 
 void AccessLists::edit( unsigned i, unsigned time ) {
    auto & list = lists_[ i ];
@@ -35,6 +34,7 @@ void AccessLists::edit( unsigned i, unsigned time ) {
    if( chance( 24 ) ) return editOfOthers();
    if( !list.twin.real ) {
       if( !type() ) config_->aclTypeIs( Acl::AclType::ipv4 );
+      random_.say( "create access list ", list.twin.name );
       list.twin.real = type()->aclIs( list.twin.name );
       if( machine_ ) made( i );
       if( chance( 6 ) ) return;
@@ -65,6 +65,7 @@ void AccessLists::slice() {
       before[ i ] = lists_[ i ].twin.published;
       lists_[ i ].twin.slice();
    }
+   random_.say( "slice" );
    slicing_ = true;
    clock_->callDue();
    slicing_ = false;
@@ -80,12 +81,14 @@ void AccessLists::slicesToTheEnd() {
 }
 
 void AccessLists::tell( unsigned i ) {
+   random_.say( "notify without a change: ", lists_[ i ].twin.name );
    ++lists_[ i ].twin.published;
    symbol( i )->notifier()->versionInc( 1 );
    told( i );
 }
 
 void AccessLists::del( unsigned i ) {
+   random_.say( "delete access list ", lists_[ i ].twin.name );
    lists_[ i ].twin.gone();
    if( machine_ ) {
       lists_[ i ].twin.undefined();
@@ -178,6 +181,7 @@ void AccessLists::checkNothingIsLeft() {
 }
 
 void AccessLists::typeGoesOrComes() {
+   random_.say( type() ? "delete" : "create", " the type of access lists" );
    if( !type() ) return static_cast<void>( config_->aclTypeIs( Acl::AclType::ipv4 ) );
    for( auto & list : lists_ ) list.twin.gone();
    config_->aclTypeDel( Acl::AclType::ipv4 );   // symbols keep what they have
@@ -185,6 +189,7 @@ void AccessLists::typeGoesOrComes() {
 }
 
 void AccessLists::makeEmpty( unsigned i, unsigned time ) {
+   random_.say( "create access list ", lists_[ i ].twin.name );
    lists_[ i ].time = time;
    if( !type() ) config_->aclTypeIs( Acl::AclType::ipv4 );
    lists_[ i ].twin.real = type()->aclIs( lists_[ i ].twin.name );
@@ -260,6 +265,7 @@ void AccessLists::changed( const VersionTwin & version ) {
 void AccessLists::write( VersionTwin & version ) {
    const uint32_t seqno = 1 + pick( 4 ), id = CompileFixtures::ruleIdOf( chance( 6 ) ? 1 + pick( 4 ) : seqno );
    bool changes = false;
+   random_.say( "access list rule ", seqno, " id ", id );
    switch( pick( 8 ) ) {
       case 0: changes = version.sequenceDel( seqno ); break;
       case 1: changes = version.ruleDel( id ); break;
@@ -273,6 +279,7 @@ void AccessLists::write( VersionTwin & version ) {
 
 // All at once: what is under way goes on with what there is left.
 void AccessLists::empty( VersionTwin & version ) {
+   random_.say( "empty a version of access lists" );
    version.rules.clear();
    version.real->ipRuleDelAll();
    if( chance( 4 ) ) return;   // every number stands for a rule that is missing
@@ -283,6 +290,8 @@ void AccessLists::empty( VersionTwin & version ) {
 void AccessLists::versionIs( unsigned i, std::shared_ptr<VersionTwin> version ) {
    auto & list = lists_[ i ].twin;
    const bool changes = list.version != version;
+   random_.say( list.name, version ? " gets a version of " : " gets no version",
+                version ? std::to_string( version->rules.size() ) + " rules" : "" );
    list.version = std::move( version );
    list.real->currVersionIs( list.version ? list.version->real : nullptr );
    if( changes && machine_ ) list.changed();
@@ -290,6 +299,7 @@ void AccessLists::versionIs( unsigned i, std::shared_ptr<VersionTwin> version ) 
 
 // Of those, nothing is compiled.
 void AccessLists::editOfOthers() {
+   random_.say( "edit access lists that are never compiled" );
    const auto version = versions_.empty() ? newVersion() : versions_.front();
    if( chance( 2 ) )
       config_->aclTypeIs( Acl::AclType::ipv6 )->aclIs( lists_[ 0 ].twin.name )->currVersionIs( version->real );

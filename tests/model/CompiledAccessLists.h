@@ -6,7 +6,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <random>
 #include <utility>
 #include <vector>
 
@@ -14,6 +13,7 @@
 #include "tests/compile/AclFixtures.h"
 #include "tests/compile/Fixtures.h"
 #include "tests/model/AccessListModel.h"
+#include "tests/model/Choices.h"
 
 namespace CompilationModel {
 
@@ -32,7 +32,7 @@ class AccessLists {
    using VersionTwin = AccessListTwins::VersionTwin;
    using Rules = AccessListTwins::Rules;
 
-   AccessLists( std::mt19937 & random, const Ptr<const IpAccessListSymbolDedupTable> & table );
+   AccessLists( Choices & random, const Ptr<const IpAccessListSymbolDedupTable> & table );
 
    bool started() const { return machine_ != nullptr; }
    void start();
@@ -103,8 +103,8 @@ class AccessLists {
       Rules rules;
    };
 
-   unsigned pick( unsigned n ) { return static_cast<unsigned>( random_() % n ); }
-   bool chance( unsigned oneIn ) { return pick( oneIn ) == 0; }
+   unsigned pick( unsigned n ) { return random_.below( n ); }
+   bool chance( unsigned oneIn ) { return random_.oneIn( oneIn ); }
 
    Ptr<IpAclConfigSm> machineOf( unsigned i ) const;
 
@@ -120,7 +120,7 @@ class AccessLists {
    void versionIs( unsigned i, std::shared_ptr<VersionTwin> version );
    void editOfOthers();
 
-   std::mt19937 & random_;
+   Choices & random_;
    Ptr<const IpAccessListSymbolDedupTable> table_;
    Ptr<Acl::Input::Config> config_ = makeNode<Acl::Input::Config>();
    Ptr<Plinth::ManualClock> clock_ = makeNode<Plinth::ManualClock>();

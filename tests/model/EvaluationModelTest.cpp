@@ -8,10 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <csignal>
-#include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -20,6 +17,7 @@
 
 #include "tests/model/EvaluationTwin.h"
 #include "tests/model/RouteMapGenerator.h"
+#include "tests/model/Shrinking.h"
 
 namespace EvaluationModel {
 namespace {
@@ -340,64 +338,17 @@ constexpr uint64_t kSlowness = 1;
 // What a check finds wrong with the policy that the choices make; empty for nothing.
 using Check = std::function<std::string( Choices & )>;
 
-// The shortest and smallest row of choices that still fails, as far as leaving out and zeroing gets.
-std::vector<uint32_t> smallestFailing( std::vector<uint32_t> row, const Check & check ) {
-   auto fails = [ & ]( const std::vector<uint32_t> & candidate ) {
-      Choices choices( candidate );
-      return !check( choices ).empty();
-   };
-   for( size_t chunk = row.size(); chunk; chunk /= 2 )
-      for( size_t at = 0; at + chunk <= row.size(); ) {
-         auto candidate = row;
-         const auto from = candidate.begin() + static_cast<std::ptrdiff_t>( at );
-         candidate.erase( from, from + static_cast<std::ptrdiff_t>( chunk ) );
-         if( fails( candidate ) )
-            row = candidate;
-         else
-            at += chunk;
-      }
-   for( size_t i = 0; i < row.size(); ++i ) {
-      auto candidate = row;
-      candidate[ i ] = 0;
-      if( row[ i ] && fails( candidate ) ) row = candidate;
-   }
-   return row;
-}
-
-// A process that ends itself cannot fail a test: it says at least which seed it was at.
-class SeedOnAbort {
- public:
-   SeedOnAbort() : before_( std::signal( SIGABRT, tell ) ) {}
-   ~SeedOnAbort() { std::signal( SIGABRT, before_ ); }
-   SeedOnAbort( const SeedOnAbort & ) = delete;
-   SeedOnAbort & operator=( const SeedOnAbort & ) = delete;
-   void at( uint64_t seed ) { seed_ = seed; }
-
- private:
-   static void tell( int ) { std::fprintf( stderr, "aborted at ROUTEPOLICY_MODEL_SEED=%llu\n", static_cast<unsigned long long>( seed_ ) ); }
-   static inline uint64_t seed_ = 0;
-   void ( *before_ )( int );
-};
-
-void forRandomPolicies( uint64_t cases, const Check & wanted ) {
-   const Check check = [ & ]( Choices & choices ) -> std::string {
-      try {
-         return wanted( choices );
-      } catch( const std::exception & e ) { return std::string( "thrown: " ) + e.what() + "\n"; }
-   };
+void forRandomPolicies( uint64_t cases, const Check & check ) {
    cases = environment( "ROUTEPOLICY_MODEL_CASES", cases / kSlowness );
    const uint64_t first = environment( "ROUTEPOLICY_MODEL_SEED", 1 );
-   SeedOnAbort abort;
-   for( uint64_t seed = first; seed != first + cases; ++seed ) {
-      abort.at( seed );
-      Choices choices( seed );
-      if( check( choices ).empty() ) continue;
-      Choices smallest( smallestFailing( choices.made(), check ) );
-      const std::string difference = check( smallest );
-      Choices again( smallest.made() );
-      ADD_FAILURE() << "ROUTEPOLICY_MODEL_SEED=" << seed << ", made smaller:\n" << difference << describe( Generator( again ).policy() );
-      return;
-   }
+   for( uint64_t seed = first; seed != first + cases && !testing::Test::HasFailure(); ++seed )
+      Shrinking::run( seed, "ROUTEPOLICY_MODEL_SEED=" + std::to_string( seed ), [ & ]( Choices & choices ) {
+         const std::string difference = check( choices );
+         if( difference.empty() ) return;
+         ADD_FAILURE() << difference;
+         Choices again( choices.made() );
+         if( choices.keepsText() ) choices.say( "\n", describe( Generator( again ).policy() ) );
+      } );
 }
 
 // A policy, its twin, and some routes to ask about.

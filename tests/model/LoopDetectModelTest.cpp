@@ -190,20 +190,23 @@ TEST( LoopDetectModel, aGraphThatIsEditedBetweenTheQuestions ) {
       Graph graph;
       std::map<std::string, std::map<uint32_t, Call>> sequences;
       const auto name = [ & ] { return numbered( below( random, 8 ) ); };
-      for( int step = 0; step < 200; ++step ) {
+      for( int i = 0; i < 200 && random.step(); ++i ) {
          const auto map = name();
          const auto seqno = uint32_t( below( random, 4 ) );
          switch( below( random, 6 ) ) {
             case 0:
+               random.say( "delete ", map );
                config->routeMapDel( Quoin::String( map ) );
                sequences.erase( map );
                break;
             case 1:
+               random.say( "delete ", map, ' ', seqno );
                config->routeMapIs( Quoin::String( map ) )->mapEntryDel( seqno );
                sequences[ map ].erase( seqno );
                break;
             default: {
                const Call call{ oneIn( random, 6 ) ? std::string() : name(), oneIn( random, 3 ) };
+               random.say( map, ' ', seqno, " calls '", call.name, "'" );
                config->routeMapIs( Quoin::String( map ) )
                   ->mapEntryIs( seqno )
                   ->subRouteMapIs( { Quoin::String( call.name ), call.invert } );
@@ -216,7 +219,7 @@ TEST( LoopDetectModel, aGraphThatIsEditedBetweenTheQuestions ) {
             for( const auto & member : calls ) row.push_back( member.second );
          }
          const Closure closure( graph );
-         for( int i = 0; i < 4; ++i ) {
+         for( int questions = 0; questions < 4; ++questions ) {
             const auto rmName = name(), subRmName = name();
             ASSERT_EQ( detect.hasLoops( Quoin::String( rmName ), Quoin::String( subRmName ) ), closure.hasLoops( rmName, subRmName ) )
                << rmName << " calls " << subRmName << " in" << textOf( graph );

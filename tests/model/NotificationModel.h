@@ -64,11 +64,14 @@ inline std::vector<Step> randomProgram( Random & random ) {
       for( const auto & [ weight, kind ] : weights ) all.insert( all.end(), static_cast<size_t>( weight ), kind );
       return all;
    }();
-   std::vector<Step> program( 10 + below( random, 300 ) );
    const auto pick = [ & ]( uint32_t n ) { return static_cast<uint32_t>( below( random, n ) ); };
    const uint32_t objects = 1 + pick( kObjects );   // few objects have many watchers each
-   for( auto & step : program )
-      step = { anyOf( random, kinds ), pick( kWatchers ), pick( objects ), pick( kWatchers ), pick( kKeys ), pick( kValues ) };
+   std::vector<Step> program;
+   for( uint32_t n = 10 + pick( 300 ); n && random.step(); --n ) {
+      program.push_back(
+         { anyOf( random, kinds ), pick( kWatchers ), pick( objects ), pick( kWatchers ), pick( kKeys ), pick( kValues ) } );
+      random.say( program.back() );
+   }
    return program;
 }
 

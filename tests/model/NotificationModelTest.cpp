@@ -132,11 +132,11 @@ TEST( NotificationModel, watchersHearAsTheModelSays ) {
       const auto program = randomProgram( random );
       const Player<Real> real( program );
       const Player<Model> model( program );
-      EXPECT_EQ( real.log, model.log ) << testing::PrintToString( program );
-      EXPECT_EQ( real.world.objects(), model.world.objects() ) << testing::PrintToString( program );
+      EXPECT_EQ( real.log, model.log );
+      EXPECT_EQ( real.world.objects(), model.world.objects() );
       for( uint32_t w = 0; w < kWatchers; ++w ) {
-         EXPECT_EQ( real.world.watches( w ), model.world.watches( w ) ) << 'w' << w << testing::PrintToString( program );
-         EXPECT_EQ( real.world.reactorActive( w ), model.world.reactorActive( w ) ) << 'w' << w << testing::PrintToString( program );
+         EXPECT_EQ( real.world.watches( w ), model.world.watches( w ) ) << 'w' << w;
+         EXPECT_EQ( real.world.reactorActive( w ), model.world.reactorActive( w ) ) << 'w' << w;
       }
       ++cases;
       reactions += model.reacted;
@@ -286,29 +286,33 @@ void Edits::edit() {
    ++edits;
    const auto key = [ this ] { return static_cast<uint32_t>( below( random, 5 ) ); };
    const auto weight = [ this ] { return static_cast<uint32_t>( below( random, 4 ) ); };
-   switch( below( random, 12 ) ) {
-      case 0: return group->limitIs( weight() );
-      case 1:
-      case 2:
-      case 3: group->itemIs( key() ); return;
-      case 4:
-      case 5:
-         if( auto gone = group->itemDel( key() ) ) old.push_back( std::move( gone ) );
-         return;
-      case 6:
-      case 7:
-      case 8:
-      case 9:
-         if( const auto item = group->item( key() ) ) item->weightIs( weight() );
-         return;
-      case 10:
-         if( oneIn( random, 3 ) )
-            group->itemDelAll();
-         else if( !old.empty() )
-            old[ below( random, old.size() ) ]->weightIs( weight() );
-         return;
-      default: sm = Zeugma::makeSm<GroupSm>( *this, group ); return;
+   const uint32_t kind = random.below( 12 );
+   const auto say = [ & ]( const char * what, uint32_t which ) {
+      random.say( nested ? "inside: " : "", what, ' ', which );
+      return which;
+   };
+   if( kind == 0 ) return group->limitIs( say( "limit", weight() ) );
+   if( kind <= 3 ) return static_cast<void>( group->itemIs( say( "create item", key() ) ) );
+   if( kind <= 5 ) {
+      if( auto gone = group->itemDel( say( "delete item", key() ) ) ) old.push_back( std::move( gone ) );
+      return;
    }
+   if( kind <= 9 ) {
+      if( const auto item = group->item( say( "write item", key() ) ) ) item->weightIs( say( "weight", weight() ) );
+      return;
+   }
+   if( kind == 10 ) {
+      if( oneIn( random, 3 ) ) {
+         random.say( "delete all items" );
+         group->itemDelAll();
+      } else if( !old.empty() ) {
+         const auto & item = old[ below( random, old.size() ) ];
+         item->weightIs( say( "weight of a deleted item", weight() ) );
+      }
+      return;
+   }
+   random.say( nested ? "inside: " : "", "another machine" );
+   sm = Zeugma::makeSm<GroupSm>( *this, group );
 }
 
 TEST( NotificationModel, machinesMirrorWhatTheyWatchWhateverIsWrittenInTheirHandlers ) {
@@ -317,7 +321,7 @@ TEST( NotificationModel, machinesMirrorWhatTheyWatchWhateverIsWrittenInTheirHand
       Edits edits( random );
       edits.edit();
       edits.sm = Zeugma::makeSm<GroupSm>( edits, edits.group );
-      for( auto n = below( random, 60 ); n && !testing::Test::HasFailure(); --n ) {
+      for( auto n = below( random, 60 ); n && !caseFailed() && random.step(); --n ) {
          edits.edit();
          ++outer;
          EXPECT_EQ( edits.sm->mirror, mirrorOf( *edits.group ) );

@@ -1,10 +1,9 @@
 /// @file tests/model/RandomCases.h
-/// Random cases that can be had again, and random prefixes that have much to do with each other.
+/// Random cases that a seed reproduces and that shrink when they fail, and random prefixes that often contain each other.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <random>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -12,15 +11,17 @@
 #include <rapidcheck/detail/Configuration.h>
 
 #include "substrate/ferule/IpPrefix.h"
+#include "tests/model/Choices.h"
+#include "tests/model/Shrinking.h"
 
-using Random = std::mt19937_64;
+using Random = Choices;
 
 /// A number from 0 to n - 1.
 inline uint64_t below( Random & random, uint64_t n ) {
-   return random() % n;
+   return n <= 0xffffffff ? random.below( static_cast<uint32_t>( n ) ) : random() % n;
 }
 inline bool oneIn( Random & random, uint64_t n ) {
-   return below( random, n ) == 0;
+   return random.oneIn( static_cast<uint32_t>( n ) );
 }
 template <class T>
 const T & anyOf( Random & random, const std::vector<T> & row ) {
@@ -29,19 +30,15 @@ const T & anyOf( Random & random, const std::vector<T> & row ) {
 
 /// Runs `body( random )` so many times, until a case fails. The seed is RapidCheck's: RC_PARAMS="seed=1" sets it for everything
 /// that is random.
-template <class Body>
-void forSomeCases( uint64_t cases, Body body ) {
+inline void forSomeCases( uint64_t cases, const Shrinking::Case & body ) {
    const uint64_t seed = rc::detail::configuration().testParams.seed;
-   for( uint64_t i = 0; i < cases && !testing::Test::HasFailure(); ++i ) {
-      SCOPED_TRACE( testing::Message() << "case " << i << " of RC_PARAMS=\"seed=" << seed << "\"" );
-      Random random( seed + i * 0x9e3779b97f4a7c15 );
-      body( random );
-   }
+   for( uint64_t i = 0; i < cases && !testing::Test::HasFailure(); ++i )
+      Shrinking::run( seed + i * 0x9e3779b97f4a7c15,
+                      "case " + std::to_string( i ) + " of RC_PARAMS=\"seed=" + std::to_string( seed ) + "\"", body );
 }
 
 /// `times` as often as a RapidCheck property runs: 100 times unless told, as by RC_PARAMS="max_success=10000".
-template <class Body>
-void forRandomCases( uint64_t times, Body body ) {
+inline void forRandomCases( uint64_t times, const Shrinking::Case & body ) {
    forSomeCases( times * static_cast<uint64_t>( rc::detail::configuration().testParams.maxSuccess ), body );
 }
 

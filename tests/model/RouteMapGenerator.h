@@ -1,6 +1,5 @@
 /// @file tests/model/RouteMapGenerator.h
-/// Random policies and routes for the model. All that is random comes from Choices, a row of numbers: made from a seed, given as
-/// they are, or what a fuzzer's bytes spell. A shorter row, and smaller numbers, make a simpler policy.
+/// Random policies and routes for the model, from Choices: a shorter row with smaller numbers makes a simpler policy.
 ///
 /// Every evaluation of such a policy ends: sub route maps are called downwards only, at most four deep, and a continue goes
 /// forward, or its sequence has a matcher that holds a few times only.
@@ -9,45 +8,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tests/model/Choices.h"
 #include "tests/model/EvaluationModel.h"
 
 namespace EvaluationModel {
-
-class Choices {
- public:
-   explicit Choices( uint64_t seed ) : random_( seed ), endless_( true ) {}
-   /// Just these, and zeros from then on.
-   explicit Choices( std::vector<uint32_t> row ) : row_( std::move( row ) ) {}
-
-   /// From 0 to n - 1.
-   uint32_t below( uint32_t n ) {
-      if( at_ == row_.size() ) {
-         if( !endless_ ) return 0;
-         row_.push_back( static_cast<uint32_t>( random_() ) );
-      }
-      return row_[ at_++ ] % n;
-   }
-   /// True once in n times. A zero says no.
-   bool oneIn( uint32_t n ) { return below( n ) == n - 1; }
-   template <class T>
-   T anyOf( std::initializer_list<T> row ) {
-      return row.begin()[ below( static_cast<uint32_t>( row.size() ) ) ];
-   }
-
-   /// What has been chosen so far: a row that makes the same choices again.
-   std::vector<uint32_t> made() const { return { row_.begin(), row_.begin() + static_cast<std::ptrdiff_t>( at_ ) }; }
-
- private:
-   std::mt19937_64 random_;
-   bool endless_ = false;
-   std::vector<uint32_t> row_;
-   size_t at_ = 0;
-};
 
 class Generator {
  public:

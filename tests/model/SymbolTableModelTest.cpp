@@ -93,7 +93,14 @@ class World {
    }
 
    void step() {
-      switch( below( random_, 16 ) ) {
+      static constexpr const char * kNames[] = {
+         "intern",        "intern",         "intern",          "create, intern",     "create, intern", "copy", "drop",
+         "drop",          "drop",           "raise a version", "update a route map", "list or unlist", "pair", "drop in a reaction",
+         "drop an owner", "drop in a scope"
+      };
+      const uint32_t kind = random_.below( std::size( kNames ) );
+      random_.say( kNames[ kind ] );
+      switch( kind ) {
          case 0:
          case 1:
          case 2: intern( anyKey(), false ); break;
@@ -176,10 +183,19 @@ class World {
       return std::string( kTables[ tableOf( key ) ].name ) + " '" + nameOf( key ).data() + "' after step " + std::to_string( steps_ );
    }
 
-   size_t anySlot() { return below( random_, slots_.size() ); }
+   size_t anySlot() {
+      const size_t slot = below( random_, slots_.size() );
+      random_.say( "slot ", slot, slots_[ slot ].used() ? " of '" : "",
+                   slots_[ slot ].used() ? nameOf( slots_[ slot ].key ) : Quoin::String(), slots_[ slot ].used() ? "'" : "" );
+      return slot;
+   }
+   size_t said( size_t key ) {
+      random_.say( kTables[ tableOf( key ) ].name, " '", nameOf( key ), "'" );
+      return key;
+   }
    size_t anyKey() {
       const size_t table = oneIn( random_, 3 ) ? below( random_, 2 ) : below( random_, kTables.size() );   // route maps, often
-      return table * names_.size() + below( random_, names_.size() );
+      return said( table * names_.size() + below( random_, names_.size() ) );
    }
    /// A slot that is used, by a route map if that is asked for; gives up now and then.
    Use * usedSlot( bool ofRouteMap = false ) {
@@ -412,13 +428,13 @@ class World {
 
 TEST( SymbolTableModel, tablesAreEmptyWhenTheLastUsersHaveGone ) {
    constexpr int kSteps = 1000000;
-   forSomeCases( 1, []( Random & random ) {
+   forSomeCases( 1, [ & ]( Random & random ) {
       World world( random );
-      for( int i = 0; i < kSteps && !testing::Test::HasFailure(); ++i ) {
+      for( int i = 0; i < kSteps && !caseFailed() && random.step(); ++i ) {
          world.step();
          if( i % 64 == 0 ) world.check();
       }
-      if( testing::Test::HasFailure() ) return;
+      if( caseFailed() ) return;
       world.check();
       world.dropAll();
       world.check();
@@ -430,11 +446,11 @@ TEST( SymbolTableModel, tablesAreEmptyWhenTheLastUsersHaveGone ) {
 TEST( SymbolTableModel, manyShortLives ) {
    forRandomCases( 2, []( Random & random ) {
       World world( random );
-      for( auto steps = below( random, 300 ); steps && !testing::Test::HasFailure(); --steps ) {
+      for( auto steps = below( random, 300 ); steps && !caseFailed() && random.step(); --steps ) {
          world.step();
          world.check();
       }
-      if( testing::Test::HasFailure() ) return;
+      if( caseFailed() ) return;
       world.dropAll();
       world.check();
    } );
