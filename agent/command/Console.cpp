@@ -18,10 +18,6 @@ constexpr size_t kKept = 1 << 16;
 constexpr double kProgressDelay = 0.3;   // seconds; a shorter command shows no progress
 constexpr double kProgressPause = 0.1;   // seconds
 
-double seconds() {
-   return std::chrono::duration<double>( std::chrono::steady_clock::now().time_since_epoch() ).count();
-}
-
 void writeAll( int to, std::string_view data ) {
    while( !data.empty() ) {
       const ssize_t n = ::write( to, data.data(), data.size() );
@@ -50,14 +46,19 @@ bool wantsColours() {
 
 }   // namespace
 
-Console::Console()
-      : progressDue_( seconds() + kProgressDelay ),
+Console::Console( double ( *seconds )() )
+      : seconds_( seconds ),
+        progressDue_( seconds() + kProgressDelay ),
         colours_( wantsColours() ),
         dataOnTerminal_( isatty( STDOUT_FILENO ) == 1 ),
         messagesOnTerminal_( isatty( STDERR_FILENO ) == 1 ) {}
 
 Console::~Console() {
    clearProgress();
+}
+
+double Console::steadySeconds() {
+   return std::chrono::duration<double>( std::chrono::steady_clock::now().time_since_epoch() ).count();
 }
 
 void Console::write( std::string_view data ) {
@@ -84,8 +85,8 @@ void Console::message( std::string_view text ) {
 }
 
 void Console::progress( std::string_view text ) {
-   if( !messagesOnTerminal_ || seconds() < progressDue_ ) return;
-   progressDue_ = seconds() + kProgressPause;
+   if( !messagesOnTerminal_ || seconds_() < progressDue_ ) return;
+   progressDue_ = seconds_() + kProgressPause;
    const size_t columns = columnsForProgress();
    text = text.substr( 0, columns );
    std::string line = "\r" + std::string( text );

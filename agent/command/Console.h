@@ -14,7 +14,8 @@ struct ClosedPipe {};
 /// Threading: one thread.
 class Console {
  public:
-   Console();
+   /// `seconds` returns the current time in seconds since any fixed moment. It decides when progress is due.
+   explicit Console( double ( *seconds )() = steadySeconds );
    ~Console();
    Console( const Console & ) = delete;
    Console & operator=( const Console & ) = delete;
@@ -36,8 +37,10 @@ class Console {
    std::string strong( std::string_view text ) const;
 
  private:
+   static double steadySeconds();
    void clearProgress();
 
+   double ( *const seconds_ )();
    std::string kept_;
    size_t progressWidth_ = 0;
    double progressDue_;   // the next one, in seconds
