@@ -8,6 +8,7 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -178,8 +179,8 @@ class Program {
    bool step() {
       pollfd ends[] = { { in_, POLLOUT, 0 }, { out_.ours, POLLIN, 0 }, { err_.ours, POLLIN, 0 } };
       if( std::all_of( std::begin( ends ), std::end( ends ), []( const pollfd & end ) { return end.fd < 0; } ) ) return false;
-      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>( deadline_ - Clock::now() ).count();
-      const int ready = left > 0 ? poll( ends, std::size( ends ), static_cast<int>( left ) ) : 0;
+      const int left = millisecondsLeft();
+      const int ready = left > 0 ? poll( ends, std::size( ends ), left ) : 0;
       if( ready < 0 && errno == EINTR ) return true;
       if( ready <= 0 ) return false;
       if( ends[ 0 ].revents ) feed();
@@ -218,16 +219,29 @@ class Program {
          close( from );
    }
 
+   int millisecondsLeft() const {
+      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>( deadline_ - Clock::now() ).count();
+      return static_cast<int>( std::max<long>( left, 0 ) );
+   }
+
    void reap() {
       int status = 0;
-      pid_t ended = 0;
-      while( ( ended = waitpid( pid_, &status, WNOHANG ) ) == 0 && Clock::now() < deadline_ ) usleep( 1000 );
-      if( ended == 0 ) {
+      if( !hasEnded() || waitpid( pid_, &status, 0 ) != pid_ ) {
          ADD_FAILURE() << "it hangs; standard output: " << out() << "; standard error: " << err();
          return;   // the destructor ends it
       }
       pid_ = -1;
       output_.status = WIFEXITED( status ) ? WEXITSTATUS( status ) : 128 + WTERMSIG( status );
+   }
+
+   // Waits for the end of the process, until the deadline.
+   bool hasEnded() const {
+      pollfd end{ static_cast<int>( checked( static_cast<int>( syscall( SYS_pidfd_open, pid_, 0 ) ), "process" ) ), POLLIN, 0 };
+      int ready = 0;
+      do ready = poll( &end, 1, millisecondsLeft() );
+      while( ready < 0 && errno == EINTR );
+      ::close( end.fd );
+      return ready > 0;
    }
 
    ProgramCall call_;
