@@ -55,7 +55,7 @@ struct ProgramOutput {
 /// One run of the program; it does not outlive this. Threading: one thread, of a process that has no other.
 class Program {
  public:
-   static constexpr std::chrono::seconds kDeadline{ 20 };
+   static constexpr std::chrono::seconds kDeadline{ 120 };
 
    explicit Program( ProgramCall call ) : call_( std::move( call ) ), deadline_( Clock::now() + kDeadline ) { start(); }
    ~Program() {
