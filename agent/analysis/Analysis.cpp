@@ -106,7 +106,7 @@ void findCycles( const References & references, Findings & findings ) {
 void findHeldBack( const PolicyText & text, Findings & findings ) {
    const auto held = routeMapsHeldBack( text.routeMaps );
    for( const auto & [ name, by ] : held ) {
-      const CallClause * first = nullptr;   // not null behind the loop
+      const CallClause * first = nullptr;   // not null after the loop
       bool callsHeldBack = false;
       for( const auto & [ number, sequence ] : text.routeMaps.at( name ).sequences ) {
          if( !sequence.call || !text.routeMaps.contains( sequence.call->name ) ) continue;
@@ -173,7 +173,7 @@ class RouteMapWalk {
 
    void run() {
       if( !sequences_.empty() ) reached_.insert( sequences_.begin()->first );
-      const Sequence * last = nullptr;   // the last reached one: it keeps routes from the unreached ones behind it
+      const Sequence * last = nullptr;   // the last reached sequence: no route goes beyond it
       for( auto at = sequences_.begin(); at != sequences_.end(); ++at ) {
          const bool never = isContradiction( *at );
          if( at->second.action == MatchPermit::deny )

@@ -1,5 +1,5 @@
 /// @file agent/analysis/Analysis.h
-/// Finds mistakes in a policy whose text is free of errors.
+/// Finds mistakes in a policy. It reads a text that a loader has read without errors; `routepolicy check` prints the findings.
 #pragma once
 
 #include <cstdint>
@@ -17,34 +17,35 @@ struct Finding {
       wrongFamily,     // a clause names a list that is defined for the other family only
       unused,          // no clause names the list, and no other stanza contains its name
       cycle,           // route maps call each other in a cycle
-      tooDeep,         // a route map whose calls go deeper than kDeepestCalls
-      tooManyCalls,    // a route map of which one evaluation may make more than kMostCalls calls
+      tooDeep,         // the calls of the route map go deeper than kDeepestCalls
+      tooManyCalls,    // one evaluation of the route map may make more than kMostCalls calls
       unreachable,     // no route reaches the sequence
       missingTarget,   // a sequence continues to a sequence that does not exist
-      contradiction,   // a sequence whose clauses cannot hold together
+      contradiction,   // two clauses of a sequence never hold for the same route
       shadowed,        // a line of a prefix list that never decides
       neverPermits,    // a list or called route map that permits nothing, so that a sequence never matches
-      noEffect,        // clauses of a deny that have an effect in permits only
-      // The loader's doubts.
-      skipped,
-      replaced,
-      netmask
+      noEffect,        // a deny has clauses that take effect in a permit only
+      // The loader's doubts (text/Doubts.h):
+      skipped,    // a skipped line looks like policy
+      replaced,   // a line replaces an earlier line of the same file
+      netmask     // a netmask in place of a wildcard
    };
    Place place;
    Kind kind = Kind::undefined;
    std::string text;   // one line, printable
 };
-/// "undefined", "wrong-family", "unused", "cycle", "too-deep", "too-many-calls", "unreachable", "missing-target", "contradiction",
-/// "shadowed", "never-permits", "no-effect", "skipped", "replaced", "netmask".
+/// The name of a kind in the output: "undefined", "wrong-family", "unused", "cycle", "too-deep", "too-many-calls", "unreachable",
+/// "missing-target", "contradiction", "shadowed", "never-permits", "no-effect", "skipped", "replaced", "netmask".
 std::string_view nameOf( Finding::Kind kind ) noexcept;
 
-/// Ordered by place. `references` belong to `text`. Cost: near linear in the text, except for texts made of cycles.
+/// All findings, ordered by place. `references` must be the references of `text`. Cost: near linear in the text, unless route maps form
+/// many cycles.
 std::vector<Finding> findingsOf( const PolicyText & text, const References & references );
 
-/// Whether no sequence calls the route map: then only another stanza can apply it.
+/// Whether no sequence calls the route map. Only another stanza can then apply it.
 bool isRoot( const References & references, std::string_view routeMap );
 
-/// "edge.conf:12:3"; empty for a place without a line.
+/// The place as text: "edge.conf:12:3"; empty for a place without a line.
 std::string placeText( const PolicyText & text, const Place & place );
 
 }   // namespace Agent

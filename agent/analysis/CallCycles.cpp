@@ -103,7 +103,8 @@ std::vector<Node> groupsOf( const CallGraph & graph ) {
    return groups;
 }
 
-// The names of these nodes and of all their direct and indirect callers, ascending; without those that are `listed`, which it updates.
+// The names of these nodes and of all their direct and indirect callers, ascending, except the nodes that are `listed` already. Updates
+// `listed`.
 std::vector<std::string_view> listWithCallers( const CallGraph & graph, const std::vector<Node> & nodes, std::vector<bool> & listed ) {
    std::vector<std::string_view> names;
    std::vector<Node> next;

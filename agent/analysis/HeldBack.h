@@ -24,7 +24,7 @@ enum class HeldBackBy : uint8_t {
    number   // one evaluation of it may make more than kMostCalls calls
 };
 
-/// The route maps that must not be put into force, with the reason; calls of undefined route maps do not count. The result depends on the
+/// The route maps that must not be compiled, with the reason; calls of undefined route maps do not count. The result depends on the
 /// text only, not on the order of edits. Cost: linear in the route maps and their sequences.
 std::map<std::string, HeldBackBy> routeMapsHeldBack( const PolicyText::ByName<RouteMapText> & routeMaps );
 

@@ -60,16 +60,16 @@ struct Reference {
 };
 /// "matches ip address prefix-list CUSTOMERS invert", "calls CUSTOMERS"; printable.
 std::string clauseTextOf( const Reference & reference );
-/// The same behind its sequence: "EDGE-IN 10 calls CUSTOMERS".
+/// The same after its sequence: "EDGE-IN 10 calls CUSTOMERS".
 std::string textOf( const Reference & reference );
 
 // ---- applications: what other stanzas apply
 
 /// The word in the lines of other stanzas, which does not say the family: "prefix-list".
 std::string_view nameOf( Application::Kind kind ) noexcept;
-/// The kind of what it applies; of two families, the one of IPv4.
+/// The kind of thing that it applies; if the kind has two families, the IPv4 kind.
 ThingKind kindOf( const Application & application ) noexcept;
-/// Whether what it applies is defined, in any family.
+/// Whether the thing that it applies is defined, in any family.
 bool isDefined( const PolicyText & text, const Application & application );
 
 /// All references and applications of a policy. Threading: read-only. Cost of construction: one walk over the route maps and the

@@ -93,9 +93,9 @@ struct Above {
 
 }   // namespace
 
-// Sorted by prefix, a prefix stands behind every prefix that contains it, and everything between the two is contained as well. So a
-// stack of the lines whose prefixes contain the present one is enough. Shadowed lines are not pushed: the line that shadows them
-// matches all that they match.
+// Sorted by prefix, a prefix comes after every prefix that contains it, and all prefixes between the two are contained as well. A
+// stack of the lines whose prefixes contain the present prefix is therefore enough. Shadowed lines are not pushed: the line that shadows
+// them matches all that they match.
 std::vector<ShadowedLine> shadowedLinesOf( const PrefixListText & list ) {
    std::vector<Range> ranges;
    ranges.reserve( list.lines.size() );

@@ -104,7 +104,7 @@ class CommandLine {
          to.add_option( "FILE", files, "The policy: route maps and lists in a router's configuration; several files are read as one" ) )
          .required();
    }
-   // For commands with another argument behind the policy.
+   // For commands with another argument after the policy.
    void addWith( CLI::App & to ) {
       mayNotBeEmpty( to.add_option( "--with", with_, "A further file of the policy, read after it; repeat the option for several files" ) )
          .type_name( "FILE" )

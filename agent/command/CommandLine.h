@@ -3,7 +3,7 @@
 
 namespace Agent {
 
-/// The whole program: reads the arguments, runs the command, and gives the exit status.
+/// The whole program: reads the arguments, runs the command, and returns the exit status.
 int runCommandLine( int argc, char ** argv );
 
 }   // namespace Agent

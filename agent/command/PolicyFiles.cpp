@@ -32,7 +32,7 @@ std::string allNames( const PolicyText & text ) {
    return more ? fmt::format( "{} and {} more", names, more ) : names;
 }
 
-// For files without a line of a policy: the skipped lines show what is wrong with them.
+// For files without a line of a policy: the skipped lines show the mistake.
 void reportSkippedLines( const PolicyText & text, Console & console ) {
    size_t count = 0;
    for( const auto & doubt : text.doubts ) {

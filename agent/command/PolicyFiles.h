@@ -1,5 +1,5 @@
 /// @file agent/command/PolicyFiles.h
-/// Turns the files on the command line into a policy in force.
+/// Loads the files on the command line, and compiles the policy.
 #pragma once
 
 #include <cstdint>
@@ -38,7 +38,8 @@ inline bool reportErrors( const LineLoader & loader, Console & console, bool jso
 /// Prints a message if lines were skipped that look like policy. For commands that continue and do not list them.
 void mentionSkippedLines( const PolicyText & text, Console & console );
 
-/// Puts the loaded texts into force, in the order given. Errors: CommandError after the messages of reportErrors(), if any text has errors.
+/// Compiles each of the loaded texts, in the order given. Errors: CommandError after the messages of reportErrors(), if any text has
+/// errors.
 std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json );
 /// The policy of these files. Errors: as loadFiles() and livePoliciesOf().
 std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Console & console, bool json );

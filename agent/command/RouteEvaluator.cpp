@@ -13,7 +13,7 @@ using namespace Routing::Policy;
 
 namespace {
 
-// Keeps the sequence that decides in the route map asked.
+// Keeps the deciding sequence of the evaluated route map.
 struct DecidingSequence final : DecisionObserver {
    void decided( const Decision & decision ) override {
       if( decision.depth == 0 ) sequence = decision.sequence;
@@ -36,7 +36,7 @@ void RouteEvaluator::addSequences( const RouteMapStatus & routeMap ) {
    const std::string name( routeMap.name().view() ), shown = printableName( name );
    for( auto i = routeMap.seqStatus().first(); i; i.next() ) {
       const bool isNew = indexOf_.emplace( i.value().get(), static_cast<uint32_t>( sequences_.size() ) ).second;
-      if( !isNew ) return;   // a route map that was met before
+      if( !isNew ) return;   // the route map has been visited already
       sequences_.push_back( { name, shown, i.key(), i.value()->matchAction() == MatchPermit::permit } );
    }
    for( auto i = routeMap.seqStatus().first(); i; i.next() )

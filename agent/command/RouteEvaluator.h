@@ -11,18 +11,18 @@
 
 namespace Agent {
 
-/// What a route map makes of a route, and which of its sequences had a say.
+/// The answer of a route map for one route.
 struct RouteAnswer {
    bool permitted = false;
-   std::vector<uint32_t> sequences;   // indices of RouteEvaluator::sequences(): those that apply to it in their order, or the one
-                                      // that denies it; none: no sequence matched, which denies
+   std::vector<uint32_t> sequences;   // indices of RouteEvaluator::sequences(): the sequences that apply, in order, or the one sequence
+                                      // that denies; empty: no sequence matched, and the route is denied
    AgentResult result;                // of a permitted route
 };
 
-/// Whether what policy can change of a route is the same.
+/// Whether two answers leave a route with the same attributes, of those that policy can change.
 bool sameRoute( const AgentResult & a, const AgentResult & b );
 
-/// Asks one compiled route map about routes. Threading: any number of threads may evaluate at once, each with an answer of its own.
+/// Evaluates one compiled route map for routes. Threading: any number of threads may evaluate at once, each into its own answer.
 class RouteEvaluator {
  public:
    struct Sequence {
@@ -38,7 +38,7 @@ class RouteEvaluator {
 
    /// Cost: one evaluation; allocates nothing once `answer` has been used.
    void evaluate( const TableRoute & route, RouteAnswer & answer ) const;
-   /// Every sequence of the route map and of those that it calls, in the order of their names' first call.
+   /// Every sequence of the route map and of its direct and indirect callees; the route maps in the order of their first call.
    const std::vector<Sequence> & sequences() const noexcept { return sequences_; }
 
  private:

@@ -35,7 +35,7 @@ void appendLine( std::string & to, const RouteEvaluator & evaluator, const Table
 ///     "metric":{"from":5,"to":10}},"sequences":[{"routeMap":"EDGE-IN","sequence":30}]}
 /// The members nextHop, changes and from are left out if the route has none.
 void appendJson( std::string & to, const RouteEvaluator & evaluator, const TableRoute & route, const RouteAnswer & answer );
-/// Members of such an object, behind other members.
+/// Members of such an object, after other members.
 void appendJsonAttributes( std::string & to, const TableRoute & route );
 void appendJsonChanges( std::string & to, const TableRoute & route, const AgentResult & result );
 void appendJsonSequences( std::string & to, const std::vector<RouteEvaluator::Sequence> & all, const std::vector<uint32_t> & indices );

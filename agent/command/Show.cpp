@@ -1,4 +1,4 @@
-// routepolicy show: the lines of a policy, and what they are compiled to.
+// routepolicy show: the lines of a policy, and the compiled sequences.
 #include <fmt/format.h>
 
 #include <algorithm>

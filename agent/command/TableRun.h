@@ -17,7 +17,7 @@ struct TableRunOptions {
    unsigned threads = 1;
 };
 
-/// The result of one batch of routes: text for standard output; a derived class adds what is to be summed.
+/// The result of one batch of routes: text for standard output; a derived class adds the values to sum.
 class BatchResult {
  public:
    virtual ~BatchResult() = default;
@@ -44,7 +44,7 @@ struct TableRunSummary {
 };
 
 /// Reads the tables one after the other. Prints messages for broken lines, for a table that ends early, and for a table without routes.
-/// The output, and what take() gets, do not depend on the number of threads.
+/// The output, and the results that take() receives, do not depend on the number of threads.
 /// Errors: CommandError for a table that cannot be opened.
 TableRunSummary runTables( const TableRunOptions & options, RouteJob & job, Console & console );
 

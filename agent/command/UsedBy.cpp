@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t kDeepestIndent = 20;
 
-/// One reference on the way to a thing, or a line that applies what is on it.
+/// One reference that leads to a thing, or a line that applies the thing or a route map that leads to it.
 struct Use {
    Thing to;
    size_t depth;                  // 1: to the thing itself

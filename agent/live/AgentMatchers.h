@@ -17,7 +17,7 @@ using Routing::Policy::Matcher;
 using Routing::Policy::MatchInput_;
 using Routing::Policy::PolicyEvalContext;
 
-/// The route of the table behind an input; null for an input of another agent.
+/// The table route that an input describes; null for an input of another agent.
 inline const TableRoute * tableRouteOf( const MatchInput_ * input ) noexcept {
    return typeid( *input ) == typeid( AgentRoute ) ? &static_cast<const AgentRoute *>( input )->route() : nullptr;
 }

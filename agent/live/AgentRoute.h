@@ -19,7 +19,7 @@ class AgentRoute final : public Routing::Policy::MatchInput_ {
    explicit AgentRoute( const TableRoute & route ) { routeIs( route ); }
    /// `route` outlives this, or the next call. The attributes that the library reads are copied.
    void routeIs( const TableRoute & route );
-   /// To be called after routeIs().
+   /// Call it after routeIs().
    const TableRoute & route() const noexcept { return *route_; }
 
  private:

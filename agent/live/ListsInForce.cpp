@@ -22,7 +22,8 @@ bool isEmpty( const TagSetText & set ) {
    return set.tags.empty();
 }
 
-/// Calls `erase( name )` for each list that goes, and `edit( name, was, is )` for each that comes or differs; the sum of what they give.
+/// Calls `erase( name )` for each list that was removed, and `edit( name, was, is )` for each new or changed list. Returns the sum of their
+/// results.
 template <class Text, class Erase, class Edit>
 size_t editLists( const PolicyText::ByName<Text> & before, const PolicyText::ByName<Text> & after, Erase && erase, Edit && edit ) {
    static const Text kNone;
@@ -36,8 +37,8 @@ size_t editLists( const PolicyText::ByName<Text> & before, const PolicyText::ByN
    return edits;
 }
 
-/// The same where a producer stands for each list, made of its table, its name and `args`. It goes with its list, which is then
-/// undefined.
+/// The same for lists that have a producer each, created from `table`, the name of the list and `args`. When a list is removed, its
+/// producer is deleted, and the list is undefined.
 template <class Text, class Producers, class Edit, class Table, class... Args>
 size_t editProducers( Producers & producers, const PolicyText::ByName<Text> & before, const PolicyText::ByName<Text> & after, Edit && edit,
                       const Table & table, const Args &... args ) {
@@ -56,7 +57,7 @@ size_t editPrefixList( PrefixListProducer & list, const PrefixListText & was, co
          const auto error = list.entryIs( { seqno, line->action, line->prefix, line->ge, line->le } );
          QUOIN_ASSERT( !error, "a prefix list's line that is free of errors" );
       } );
-   if( edits != 0 ) list.publish();   // else it is its description
+   if( edits != 0 ) list.publish();   // 0: only the description may have changed
    return edits;
 }
 
@@ -74,7 +75,7 @@ size_t differentLines( const Text & was, const Text & is ) {
    return forEachDifference( was.lines, is.lines, []( const auto &... ) {} );
 }
 
-/// Of a list that is published whole: `List` is made of its name and its text.
+/// Edits a list that is published whole: a new `List` is created from its name and its text.
 template <class List>
 constexpr auto editWholeList = []( auto & list, const auto & was, const auto & is ) {
    size_t edits = differentLines( was, is );
@@ -88,7 +89,7 @@ Acl::RuleAction ruleActionOf( MatchPermit action ) {
    return action == MatchPermit::permit ? Acl::RuleAction::permit : Acl::RuleAction::deny;
 }
 
-// The compilation goes over all rules of a list in any case, so a new version costs no more than that.
+// A new version for any change: compilation reads all rules of a list in any case.
 Ptr<const Acl::AclVersion> versionOf( const AccessListText & list, Acl::AclType type ) {
    const auto version = makeNode<Acl::AclVersion>();
    for( const auto & [ seqno, line ] : list.lines ) {

@@ -12,20 +12,21 @@
 
 namespace Agent {
 
-/// The lists and tag sets of the text in force, for the route maps that refer to them by their symbols. A list that is in no text, or has
-/// no lines, is undefined. Threading: the activity thread.
+/// Keeps the lists and tag sets of the policy in force compiled. LivePolicy passes each new text to it; route maps refer to the compiled
+/// lists by their symbols. A list that the text does not contain, or a list without lines, is undefined. Threading: the activity thread.
 class ListsInForce {
  public:
    ListsInForce( const Quoin::Ptr<AgentRoot> & root, const Quoin::Ptr<Plinth::Clock> & clock );
 
-   /// Writes what differs, and publishes each list that does once. Access lists are whole only when the clock has made its calls.
-   /// Gives the number of lines, tags and whole lists that were written or taken out.
+   /// Applies the differences between two texts, and publishes each changed list once. Access lists are compiled in calls of the clock:
+   /// they are complete when the clock has made its pending calls.
+   /// Returns the number of lines, tags and whole lists that were written or removed.
    size_t apply( const PolicyText & before, const PolicyText & after );
 
  private:
    template <class Producer>
    using ByName = std::map<std::string, Producer>;
-   /// Of a list that is made anew with each edit.
+   /// The producer of a list whose status is created again at each edit.
    template <class Status>
    class WholeListProducer : public Routing::RouteMap::ListPublication<Status> {
       using Base = Routing::RouteMap::ListPublication<Status>;

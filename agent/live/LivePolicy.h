@@ -14,14 +14,14 @@
 
 namespace Agent {
 
-/// The result of putting a text into force.
+/// The result of LivePolicy::apply().
 struct ApplyReport {
    size_t edits = 0;                       // writes to the live configuration; 0 if the text is in force already
    std::vector<std::string> republished;   // route maps whose status was replaced or deleted; ascending
    std::chrono::duration<double> took{ 0 };
 };
 
-/// Threading: the activity thread. What it publishes is immutable and may be evaluated on any thread.
+/// Threading: the activity thread. Published objects are immutable and may be evaluated on any thread.
 class LivePolicy {
  public:
    LivePolicy();
@@ -30,7 +30,8 @@ class LivePolicy {
    LivePolicy & operator=( const LivePolicy & ) = delete;
 
    /// Turns the difference between the text in force and this one into edits of the live configuration, and runs the tasks until none is
-   /// pending. `text` is free of errors. Cost: each differing sequence and list, whole; comparing both texts; a walk over all calls.
+   /// pending. `text` must be free of errors. Cost: comparing both texts, compiling each differing sequence and list whole, and a walk over
+   /// all calls.
    ApplyReport apply( PolicyText text );
    /// The text in force.
    const PolicyText & text() const noexcept;

@@ -15,12 +15,12 @@ using Routing::RouteMap::MatchRule;
 
 namespace {
 
-// In numericValue of the rule for a next hop: the name is an address. A list may also be named like an address.
+// numericValue of a rule for a next hop whose name is an address. The name alone does not show this: a list may have such a name, too.
 constexpr uint64_t kNameIsAddress = 1;
 
 constexpr auto kIpv6AccessLists = listsIn<&AgentRoot::ipv6AclListTable>();
 
-// "match ip next-hop": an address, or the name of an access list.
+// The row of "match ip next-hop" and of its IPv6 form, which name an address or an access list.
 template <class S>
 constexpr MatchOptionRow nexthopOption( MatchOption option, const ListKindOf<S> & list ) noexcept {
    auto row = listOption<NexthopAccessListMatcher>( option, list );

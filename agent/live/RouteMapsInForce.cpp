@@ -17,12 +17,12 @@ using Quoin::Ptr;
 
 namespace {
 
-/// Writes one sequence, clause by clause, where it differs.
+/// Writes the differing clauses of one sequence.
 class SequenceEdit {
  public:
    SequenceEdit( MapEntry & entry, SequenceSetters & setters ) : entry_( entry ), setters_( setters ) {}
 
-   /// Gives the number of clauses that differ.
+   /// Returns the number of differing clauses.
    size_t apply( const SequenceText & was, const SequenceText & is ) {
       clause( was.action, is.action, [ & ] { entry_.permitIs( is.action ); } );
       clause( was.description, is.description, [ & ] { description( is.description ); } );

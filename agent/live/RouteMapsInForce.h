@@ -11,28 +11,28 @@
 
 namespace Agent {
 
-/// The route maps of the text in force, but for those that are held back for their calls (HeldBack.h): to all others, these do not
-/// exist.
+/// Keeps the route maps of the policy in force compiled. LivePolicy passes each new text to it. Route maps that are held back because of
+/// their calls (HeldBack.h) are not configured; every other route map sees them as undefined.
 /// Threading: the activity thread.
 class RouteMapsInForce {
  public:
    RouteMapsInForce( const Quoin::Ptr<AgentRoot> & root, const Quoin::Ptr<Zeugma::TaskScheduler> & scheduler );
 
-   /// While such a scope is open, no route map is published, whatever lists and route maps do.
+   /// While such a scope is open, no route map is published, whatever changes.
    Routing::RouteMap::ConfigEdit editScope() const { return Routing::RouteMap::ConfigEdit( config_ ); }
-   /// Writes what differs, and declares each route map that does once. They are compiled when the scheduler is idle.
-   /// Gives the number of clauses, sequences and whole route maps that were written or taken out.
+   /// Applies the differences between two texts, and declares each changed route map consistent once. All are compiled when the scheduler
+   /// is idle. Returns the number of clauses, sequences and whole route maps that were written or removed.
    size_t apply( const PolicyText & before, const PolicyText & after );
-   /// Those that have another status since the last call, or none any more; ascending.
+   /// The route maps whose status was replaced or deleted since the last call; ascending.
    std::vector<std::string> republished();
-   /// Null where there is none.
+   /// The compiled route map; null if it is undefined or held back.
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> status( const std::string & name ) const;
 
  private:
    struct InForce {
       Quoin::Ptr<Routing::RouteMap::Map> map;
       Quoin::Ptr<Routing::Policy::RouteMapSymbol> symbol;
-      Quoin::Ptr<const Routing::Policy::RouteMapStatus> told;   // the status that republished() has told of
+      Quoin::Ptr<const Routing::Policy::RouteMapStatus> told;   // the status at the last call of republished()
    };
    size_t routeMapDel( const std::string & name );
    size_t routeMapIs( const std::string & name, const RouteMapText & was, const RouteMapText & is );
@@ -43,7 +43,7 @@ class RouteMapsInForce {
    Quoin::Ptr<Routing::Policy::RouteMapConfigSm> machine_;
    std::map<std::string, InForce> inForce_;
    std::map<std::string, HeldBackBy> heldBack_;
-   std::vector<std::string> gone_;   // that republished() has not told of
+   std::vector<std::string> gone_;   // deleted since the last call of republished()
 };
 
 }   // namespace Agent

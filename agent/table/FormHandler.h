@@ -1,5 +1,5 @@
 /// @file agent/table/FormHandler.h
-/// Receives what the reader of one form of table reads.
+/// Receives the routes and errors that the reader of one table format finds.
 #pragma once
 
 #include <cstdint>

@@ -30,7 +30,7 @@ class Unpacker {
    virtual ~Unpacker() = default;
    /// `last`: no byte follows inEnd.
    virtual Step step( const char *& in, const char * inEnd, char *& out, char * outEnd, bool last ) = 0;
-   /// Prepares for another stream behind the one that ended. False: this kind of unpacker finds it by itself.
+   /// Prepares for another stream after the one that ended. False: this kind of unpacker finds it by itself.
    virtual bool restart() { return false; }
 };
 

@@ -53,8 +53,8 @@ Compression compressionOf( std::string_view firstBytes ) noexcept;
 class Unpacker;
 
 /// The plain bytes of a source.
-/// Joined streams are one text. Zeros behind a gzip stream are ignored.
-/// A stream that is cut short or damaged, or a source that fails, ends the input with a fault; what was read before stays good.
+/// Joined streams are one text. Zeros after a gzip stream are ignored.
+/// A stream that is cut short or damaged, or a source that fails, ends the input with a fault; the bytes before it are valid.
 class Input {
  public:
    static constexpr uint64_t kNoLimit = std::numeric_limits<uint64_t>::max();

@@ -124,7 +124,7 @@ class MessageReader {
       return {};
    }
 
-   // An address of the other family, behind that family's number.
+   // An address of the other family, after that family's number.
    static std::optional<IpGenAddr> viaOf( std::string_view bytes ) {
       uint16_t family = 0;
       if( bytes.size() < sizeof family ) return std::nullopt;

@@ -17,7 +17,7 @@ namespace Agent {
 /// The name of an interface; it lives until the next call.
 using InterfaceNames = std::function<std::string_view( uint32_t index )>;
 
-/// Reads one RTM_NEWROUTE message. `message` is the part behind its header: any bytes, aligned to four bytes as netlink does. `route` is set
+/// Reads one RTM_NEWROUTE message. `message` is the part after its header: any bytes, aligned to four bytes as netlink does. `route` is set
 /// completely if it is a route; routes of other tables are ignored.
 LineResult parseRouteMessage( std::string_view message, const InterfaceNames & names, TableRoute & route );
 

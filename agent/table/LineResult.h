@@ -29,7 +29,7 @@ struct LineResult {
    static LineResult broken( std::string reason ) { return { Kind::broken, std::move( reason ) }; }
 };
 
-/// "address/length", or an address alone for its host prefix. A prefix with bits set behind its length is refused: routing tables have
+/// "address/length", or an address alone for its host prefix. A prefix with bits set after its length is refused: routing tables have
 /// none, so it was probably mistyped. On failure returns nothing and sets `reason`.
 std::optional<Ferule::IpGenPrefix> parsePrefix( std::string_view text, std::string & reason );
 

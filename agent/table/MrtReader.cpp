@@ -153,7 +153,7 @@ class AttributeReader {
          case 0: route_.nextHop = {}; break;
          case 4: route_.nextHop = addressOf( AddressFamily::ipv4, nextHop ); break;
          case 16:
-         case 32:   // a link-local address behind the global one
+         case 32:   // a link-local address after the global one
             route_.nextHop = addressOf( AddressFamily::ipv6, nextHop.substr( 0, 16 ) );
             break;
          default: return wrongSize( "next hop", nextHop.size() );
@@ -220,7 +220,7 @@ class RecordReader {
       const std::string_view bytes = body.bytes( ( length + 7 ) / 8 );
       const uint32_t count = body.number( 2 );
       if( !body.suffices() ) return broken( "cut short inside its prefix" );
-      // Bits behind the length, up to the end of the byte, are ignored.
+      // Bits after the length, up to the end of the byte, are ignored.
       const auto prefix = IpGenPrefix( addressOf( af, bytes ), static_cast<uint8_t>( length ) ).subnet();
       for( uint32_t i = 1; i <= count; ++i ) {
          const uint32_t peer = body.number( 2 );

@@ -67,7 +67,7 @@ std::optional<uint64_t> lengthOfNetmask( std::string_view text ) {
    return std::popcount( mask ) == length ? std::optional<uint64_t>( length ) : std::nullopt;
 }
 
-// The error if the column behind an address without a length is probably the length; else nothing.
+// The error if the column after an address without a length is probably the length; else nothing.
 std::string mistakenLength( std::string_view address, std::string_view column, const TableRoute & route ) {
    const unsigned bits = route.prefix.length();
    const auto number = parseNumber( column, bits );

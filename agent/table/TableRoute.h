@@ -15,7 +15,7 @@ namespace Agent {
 
 /// Threading: a plain value. Readers reuse one route, so that its strings and vectors keep their memory.
 struct TableRoute {
-   Ferule::IpGenPrefix prefix;   // no bit behind its length
+   Ferule::IpGenPrefix prefix;   // no bit set after its length
    Ferule::IpGenAddr nextHop;    // without a family: the table has none, or the route discards
    Zeugma::MaybeU63 metric;      // of BGP, the MED
    uint32_t tag = 0;             // of a table dump, the last AS of the path

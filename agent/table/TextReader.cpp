@@ -16,7 +16,7 @@ TextReader::TextReader( Input & input, size_t maxLine ) : input_( input ), maxLi
 bool TextReader::nextLine() {
    lineTooLong_ = false;
    lineTerminated_ = true;
-   size_t searched = 0;   // behind begin_, known to hold no line feed
+   size_t searched = 0;   // after begin_, known to contain no line feed
    for( ;; ) {
       const char * text = buffer_.data() + begin_;
       const size_t size = end_ - begin_;
@@ -50,7 +50,7 @@ bool TextReader::nextLine() {
 }
 
 // The line at the start of the buffer is too long: line() becomes its beginning, one byte longer than allowed, and the buffer continues
-// behind the line.
+// after the line.
 void TextReader::skipLine() {
    std::copy( buffer_.begin() + static_cast<ptrdiff_t>( begin_ ), buffer_.begin() + static_cast<ptrdiff_t>( end_ ), buffer_.begin() );
    const size_t kept = maxLine_ + 2;

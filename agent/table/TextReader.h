@@ -32,12 +32,12 @@ class TextReader {
    /// The character that get() would return, or kEnd.
    int peek();
    int get();
-   /// The first character behind a byte order mark and white space, without reading any; kEnd if the first 64 KiB contain none. To be
+   /// The first character after a byte order mark and white space, without reading any; kEnd if the first 64 KiB contain none. To be
    /// called before anything is read.
    int peekBehindSpace();
 
-   /// The next `size` bytes, without reading them; fewer at the end. Valid until the next call; the buffer grows with `size`. Bytes read like
-   /// this do not count in lines and columns.
+   /// The next `size` bytes, without reading them; fewer at the end. Valid until the next call; the buffer grows with `size`. Bytes read
+   /// like this do not count in lines and columns.
    std::string_view peekBytes( size_t size );
    std::string_view takeBytes( size_t size );
    /// Skips bytes, and returns their number.

@@ -14,7 +14,7 @@ using Kind = Application::Kind;
 
 constexpr size_t kLongestName = 64;
 
-/// A word, and the kind of thing that the name behind it is. Each word has a hyphen.
+/// A word, and the kind of thing that the following name is. Each word has a hyphen.
 struct ApplyingWord {
    std::string_view word;
    Kind kind;

@@ -13,7 +13,7 @@
 namespace Agent {
 
 /// Adds what a line of another stanza applies; a line that begins with "no" applies nothing. Returns whether the line has the form of an
-/// application, even behind "no". A line that looks like the definition of a list or route map has not.
+/// application, even after "no". A line that looks like the definition of a list or route map does not have this form.
 bool addApplications( LineCursor line, std::vector<Application> & applications );
 
 /// Adds the words of the line, except words of more than 64 bytes.

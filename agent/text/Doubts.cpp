@@ -87,7 +87,7 @@ std::string reasonOf( const Key & key, std::string_view family ) {
    return begin( alternatives( { key.ipv4Form, key.ipv6Form } ) );
 }
 
-// Whether the rest of a line, behind the words of that form, looks like such a line. It may contain errors.
+// Whether the rest of a line, after the words of that form, looks like such a line. It may contain errors.
 bool defines( LineCursor line, std::string_view form ) {
    if( form == "bgp community-list" && !line.takeWords( "standard" ) ) line.takeWords( "expanded" );
    line.take();   // the name

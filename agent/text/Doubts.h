@@ -24,11 +24,11 @@ class Doubts {
 
    /// A skipped line: a doubt if it looks like a line of a policy, or would be one without its indentation. Lines of one file that begin
    /// alike make one doubt, at the first of them, with their number: a file in another language may consist of such lines.
-   /// `endsSequence`: the line is the first one behind the clauses of a sequence.
+   /// `endsSequence`: the line is the first line after the clauses of a sequence.
    void skipped( LineCursor line, bool endsSequence );
    /// A clause outside of any sequence.
    void strayClause( LineCursor line );
-   /// To be called behind the last line of a file.
+   /// Call it after the last line of a file.
    void endFile();
 
    /// Whether a replacement is worth a doubt: a file that replaces its own earlier line. A replacement by another file is meant.

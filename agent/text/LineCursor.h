@@ -14,7 +14,7 @@ namespace Agent {
 /// A word: bytes other than blanks, tabs and carriage returns. Empty: the end of the line.
 struct Token {
    std::string_view text;
-   uint32_t column = 0;   // of its first byte, from 1; at the end, the column behind the last word
+   uint32_t column = 0;   // of its first byte, from 1; at the end, the column after the last word
 };
 
 /// An error in a line. Readers throw it before they change anything.

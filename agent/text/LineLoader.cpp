@@ -37,7 +37,7 @@ uint64_t secondHash( std::string_view bytes ) noexcept {
 }   // namespace
 
 /// Separates the lines of a policy from other stanzas. A stanza is a line that begins with no word of a policy, and the indented lines
-/// behind it. An indented line outside of any stanza is read like any other.
+/// after it. An indented line outside of any stanza is read like any other.
 class LineLoader::Reader {
  public:
    void load( const std::string & file, std::string_view bytes );

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::string_view kListName = "the name of a list";
 
-// "NAME TEXT", or behind "no" also "NAME": the description of a list. Its word has been taken already.
+// "NAME TEXT", or after "no" also "NAME": the description of a list. Its word has been taken already.
 template <class List>
 void describe( NumberedLists<List> & lists, const Token & name, LineCursor & line, bool no ) {
    if( no ) return lists.undescribe( name.text );
@@ -48,7 +48,7 @@ std::string lineText( uint32_t number, const typename NumberedLists<List>::Line 
    return text.substr( start, text.size() - 1 - start );
 }
 
-// "NAME [seq N] permit|deny CONTENT"; behind "no" also "NAME" and "NAME seq N". `describing` is the word before a description; empty if
+// "NAME [seq N] permit|deny CONTENT"; after "no" also "NAME" and "NAME seq N". `describing` is the word before a description; empty if
 // such lists have none.
 template <class List, class ReadContent>
 void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool no, std::string_view describing,

@@ -1,6 +1,6 @@
 /// @file agent/text/MatchForms.h
-/// The match clauses of a route map. One row of a table gives the form of a clause and the kind of thing that it names; reading, writing,
-/// references and analysis use this table.
+/// The table of match clauses. One row describes one clause: its words, its operand, and the kind of named thing (such as a tag set) to
+/// which it refers. Readers, writers, references and findings use the rows.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +14,7 @@
 
 namespace Agent {
 
+/// The form of one match clause.
 struct MatchForm {
    enum class Operand : uint8_t {
       name,
@@ -22,28 +23,28 @@ struct MatchForm {
       number,
       protocol
    };
-   /// What of a route the clause looks at, where clauses of both families do.
+   /// The part of a route that the clause tests, if it has forms for both families; `other` for all other clauses.
    enum class Subject : uint8_t { other, prefix, nextHop };
 
-   std::string_view words;   // behind "match"
+   std::string_view words;   // after "match"
    MatchOption option;
    Operand operand;
-   std::string_view what;   // names the operand in errors: "the name of a tag set"
+   std::string_view what;   // the operand in error messages: "the name of a tag set"
    std::optional<ThingKind> refersTo{};
    Subject subject = Subject::other;
-   uint64_t max = 0;   // of a number
+   uint64_t max = 0;   // the highest number that the operand allows
 };
 
-/// One form per option. A form stands before every form that it begins with.
+/// All forms, one per option. If the words of one form begin with the words of another form, the longer form comes first.
 std::span<const MatchForm> matchForms() noexcept;
-/// Null for an option that has no form.
+/// The form of an option; null if it has none.
 const MatchForm * matchForm( MatchOption option ) noexcept;
-/// The words that may come next behind `begun`, which is empty or ends with a blank: of "ip " these are "address" and "next-hop".
+/// The words that may follow `begun`, which is empty or ends with a blank: after "ip ", these are "address" and "next-hop".
 std::vector<std::string_view> matchWordsBehind( std::string_view begun );
 
-/// The family of the routes that the clause can match; none if it can match both.
+/// The family of the routes that the clause can match; none if it can match both families.
 std::optional<AddressFamily> familyOf( const MatchForm & form ) noexcept;
-/// The kind of thing that a clause names; none if it names nothing that a policy defines.
+/// The kind of thing that a clause names; none if the clause has only a value.
 std::optional<ThingKind> thingNamedBy( MatchOption option, const MatchClause & clause ) noexcept;
 /// The clause of the same subject and family that names another kind of thing.
 const MatchForm * matchFormNaming( ThingKind kind, const MatchForm & inPlaceOf ) noexcept;

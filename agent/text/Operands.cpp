@@ -20,7 +20,7 @@ std::string_view prefixName( AddressFamily af ) noexcept {
    return af == AddressFamily::ipv4 ? "an IPv4 prefix" : "an IPv6 prefix";
 }
 
-// The length behind the slash at that position of the token.
+// The length after the slash at that position of the token.
 uint8_t parseLength( const Token & token, size_t slash, AddressFamily af ) {
    const auto digits = token.text.substr( slash + 1 );
    const unsigned bits = Ferule::addressBits( af );

@@ -37,7 +37,7 @@ inline Ferule::IpGenAddr takeAddress( LineCursor & line, AddressFamily af ) {
 }
 /// Errors: LineError if the family is not the wanted one. `token` has been taken already.
 void expectFamily( const Token & token, AddressFamily found, AddressFamily wanted, std::string_view what );
-/// A prefix of any length; bits behind the length are kept. `addressAlone`: an address without a length is accepted as its host prefix.
+/// A prefix of any length; bits after the length are kept. `addressAlone`: an address without a length is accepted as its host prefix.
 Ferule::IpGenPrefix takePrefix( LineCursor & line, AddressFamily af, bool addressAlone );
 
 /// The communities up to the end of the line or the word `until`; ascending, each once. The word `matchesAll`, unless empty, adds none.

@@ -31,7 +31,7 @@ using Community = uint32_t;   // the AS in its upper half
 
 struct PrefixListLine {
    MatchPermit action = MatchPermit::permit;
-   Ferule::IpGenPrefix prefix;   // no bit behind its length
+   Ferule::IpGenPrefix prefix;   // no bit set after its length
    std::optional<uint32_t> ge;
    std::optional<uint32_t> le;
    Place place;

@@ -32,7 +32,7 @@ std::optional<Clause> edit( std::optional<Clause> & slot, LineCursor & line, boo
 // The text of the only clause of a sequence: "match tag 5".
 std::string onlyClause( const SequenceText & sequence ) {
    const std::string lines = writeSequence( {}, 1, sequence );
-   const size_t start = lines.find( '\n' ) + 2;   // behind the line of the sequence and a blank
+   const size_t start = lines.find( '\n' ) + 2;   // after the line of the sequence and a blank
    return lines.substr( start, lines.size() - 1 - start );
 }
 
@@ -48,7 +48,7 @@ bool isPrefix( std::string_view text ) {
    return text.find( '/' ) != text.npos && parseAddress( text.substr( 0, text.find( '/' ) ) );
 }
 
-// The name of an access list. Errors: LineError if it looks like a mistyped "prefix-list" with a name behind it.
+// The name of an access list. Errors: LineError if it looks like a mistyped "prefix-list" with a name after it.
 std::string_view takenName( const Token & token, const LineCursor & line ) {
    constexpr std::string_view kWord = "prefix-list";
    if( !line.atEnd() && editDistance( lowerCase( token.text ), kWord, 2 ) <= 2 ) throwExpected( inQuotes( kWord ), token );

@@ -15,7 +15,7 @@
 
 namespace Agent {
 
-/// A line "route-map NAME permit|deny N" opens a sequence; the clauses behind it belong to the sequence. If that line is wrong, its clauses
+/// A line "route-map NAME permit|deny N" opens a sequence; the clauses after it belong to the sequence. If that line is wrong, its clauses
 /// are still read, to report their errors, and then dropped.
 class RouteMapLines {
  public:
@@ -29,10 +29,10 @@ class RouteMapLines {
 
    bool isOpen() const noexcept { return sequence_ != nullptr; }
    void close() noexcept { sequence_ = nullptr; }
-   /// Whether the line would be a clause if a sequence were open. To be called while none is open.
+   /// Whether the line would be a clause if a sequence were open. Call it while none is open.
    bool isClause( LineCursor line );
-   /// Reads a clause into the open sequence, or closes the sequence by "exit" and the like; false if the line begins otherwise.
-   /// Errors: LineError.
+   /// Reads a clause into the open sequence, or closes the sequence at "exit", "exit-route-map" or "end"; false if the line begins
+   /// otherwise. Errors: LineError.
    bool readClause( LineCursor & line );
 
  private:

@@ -15,7 +15,7 @@ namespace Agent {
 
 template <class Value>
 struct SetForm {
-   std::string_view word;   // behind "set"
+   std::string_view word;   // after "set"
    std::optional<Value> SetClauses::*value;
    Place SetClauses::Places::*place;
    Value ( *take )( LineCursor & line );     // Errors: LineError
@@ -54,7 +54,7 @@ bool anySetForm( Visit && visit ) {
    return std::apply( [ & ]( const auto &... form ) { return ( visit( form ) || ... ); }, kSetForms );
 }
 
-/// The words behind "set".
+/// The words after "set".
 std::vector<std::string_view> setWords();
 
 }   // namespace Agent
