@@ -25,7 +25,7 @@ ROUTEPOLICY_API RouteProto routeMapProtocolToRouteProto( Routing::RouteMap::Prot
 /// The row of an option whose clauses name a list. Errors: any other option ends the process.
 ROUTEPOLICY_API const MatchOptionRow & listOptionRow( MatchOption option, std::span<const MatchOptionRow> own = {} );
 
-/// Records the matcher of a clause, created from the current status of the list behind `symbol`, and whether this list is undefined.
+/// Records the matcher of a clause, created from the current status of the list of `symbol`, and whether this list is undefined.
 /// `symbol` is null for a clause that names no list.
 ROUTEPOLICY_API void matcherIs( MatcherChange & change, const MatchOptionRow & row, const Routing::RouteMap::MatchRule & rule,
                                 const Routing::RouteMap::PolicySymbol * symbol );

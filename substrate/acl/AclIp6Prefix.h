@@ -11,12 +11,12 @@
 
 namespace AclIp6Prefix {
 
-/// An IPv6 address, or the end position behind the last address. Text: the address, or "end".
+/// An IPv6 address, or the end position after the last address. Text: the address, or "end".
 class Ip6AddrExt {
  public:
    constexpr Ip6AddrExt() noexcept = default;   // ::
    constexpr Ip6AddrExt( const Ferule::Ip6Addr & a ) noexcept : bits_( a.bits() ) {}
-   /// The position behind the last address.
+   /// The position after the last address.
    static constexpr Ip6AddrExt end() noexcept {
       Ip6AddrExt e;
       e.isEnd_ = true;

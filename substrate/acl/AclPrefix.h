@@ -22,7 +22,7 @@
 namespace AclPrefix {
 
 /// The common part of the conversions of both families: the intervals of a space of addresses that the last rule permits.
-/// `Bound` is a position: an address, or the position behind the last address.
+/// `Bound` is a position: an address, or the position after the last address.
 template <class Bound>
 class PermittedIntervals {
  public:
@@ -72,7 +72,7 @@ class PermittedIntervals {
 /// The conversion for IPv4.
 class AclToPrefix final : public PermittedIntervals<uint64_t> {
  public:
-   using Bound = uint64_t;   // the address in host order; 2^32 is the position behind the last address
+   using Bound = uint64_t;   // the address in host order; 2^32 is the position after the last address
 
    /// The greatest number of gap bits for an exact result. A gap bit is a 0 bit of the mask in front of its last 1 bit; each gap bit
    /// doubles the number of intervals. If a mask has more gap bits, its last 1 bits are cleared until the number is small enough. The rule
@@ -91,7 +91,7 @@ class AclToPrefix final : public PermittedIntervals<uint64_t> {
 };
 
 /// Adds to `pset` the smallest number of prefixes that together contain exactly the addresses from `low` to `last`, both included. Adds
-/// nothing if `low` is above `last`. Positions behind the last address are ignored. Errors: a null set ends the process.
+/// nothing if `low` is above `last`. Positions after the last address are ignored. Errors: a null set ends the process.
 ROUTEPOLICY_API void ip4RangeToPrefixes( AclToPrefix::Bound low, AclToPrefix::Bound last, const Quoin::Ptr<Ferule::IpGenPrefixSet> & pset );
 /// The same for two addresses of the same family. Errors: a null set, or different families, end the process.
 ROUTEPOLICY_API void rangeToPrefixes( const Ferule::IpGenAddr & low, const Ferule::IpGenAddr & last,

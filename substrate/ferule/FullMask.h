@@ -25,7 +25,7 @@ struct ROUTEPOLICY_API IpAddrWithFullMask {
 struct ROUTEPOLICY_API Ip6AddrWithMask {
    Ip6Addr address;
    uint8_t length = 0;
-   /// The prefix of that length, with the bits behind the length cleared.
+   /// The prefix of that length, with the bits after the length cleared.
    constexpr Ip6Prefix subnet() const noexcept { return { Ip6Addr( address.bits() & Bits128::leadingOnes( length ) ), length }; }
    friend constexpr auto operator<=>( const Ip6AddrWithMask &, const Ip6AddrWithMask & ) = default;
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<Ip6AddrWithMask>( a, b ); }

@@ -1,6 +1,6 @@
 /// @file substrate/ferule/IpPrefix.h
 /// Prefixes: IPv4, IPv6, and a prefix of either family. Routes, prefix lists and tries use them. A prefix keeps its address unchanged,
-/// including bits behind its length; subnet() clears these bits. Threading: plain values.
+/// including bits after its length; subnet() clears these bits. Threading: plain values.
 #pragma once
 
 #include <cstdint>
@@ -45,7 +45,7 @@ class ROUTEPOLICY_API IpGenPrefixBase {
    constexpr IpPrefix v4Prefix() const noexcept { return { addr_.v4Addr(), length() }; }    // meaningful for IPv4 only
    constexpr Ip6Prefix v6Prefix() const noexcept { return { addr_.v6Addr(), length() }; }   // meaningful for IPv6 only
 
-   /// Whether the length is valid for the family and all bits behind the length are 0.
+   /// Whether the length is valid for the family and all bits after the length are 0.
    constexpr bool isCanonical() const noexcept {
       return length() <= addressBits( af() ) && ( addr_.bits() & ~Bits128::leadingOnes( length() ) ).none();
    }
@@ -75,7 +75,7 @@ class ROUTEPOLICY_API IpGenPrefix : public IpGenPrefixBase {
    /// Errors: RangeException, also for a length above the bits of the family.
    explicit IpGenPrefix( std::string_view text );
 
-   /// The same prefix with the bits behind the length cleared.
+   /// The same prefix with the bits after the length cleared.
    constexpr IpGenPrefix subnet() const noexcept {
       const Bits128 bits = addr_.bits() & Bits128::leadingOnes( length() );
       if( af() == AddressFamily::ipv6 ) return Ip6Prefix{ Ip6Addr( bits ), length() };

@@ -6,7 +6,7 @@ namespace Gloss {
 
 namespace {
 
-// The character behind the backslash for each control character; u: the form with `u` and four hexadecimal digits.
+// The character after the backslash for each control character; u: the form with `u` and four hexadecimal digits.
 constexpr char kControl[] = "uuuuuuuubtnufruuuuuuuuuuuuuuuuuu";
 static_assert( sizeof kControl == 32 + 1 );
 

@@ -21,7 +21,7 @@ class ROUTEPOLICY_API AclEntryData : public Routing::PrefixData {
    const Ferule::IpGenAddrWithFullMask & source() const noexcept { return entry_.source; }
    /// Virtual: a rule class of an agent may decide this at evaluation time.
    virtual Acl::MatchPermit permit() const { return entry_.permit; }
-   /// The next rule at the same prefix; null behind the last.
+   /// The next rule at the same prefix; null after the last.
    const AclEntryData * nextEntry() const noexcept { return static_cast<const AclEntryData *>( next() ); }
 
  private:

@@ -30,7 +30,7 @@ class ROUTEPOLICY_API PrefixListEntryData : public Routing::PrefixData {
    /// Virtual: an entry class of an agent may decide this at evaluation time.
    virtual bool isPrefixEntryPermit() const { return permit_ == Acl::MatchPermit::permit; }
 
-   /// The next entry at the same prefix, in ascending order of seqno; null behind the last.
+   /// The next entry at the same prefix, in ascending order of seqno; null after the last.
    const PrefixListEntryData * nextEntry() const noexcept { return static_cast<const PrefixListEntryData *>( next() ); }
 
  private:

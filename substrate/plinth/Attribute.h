@@ -134,7 +134,7 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
 // clang-format off
 
 // All macros have the same shape: first the reader, so that the comment above the macro documents it; then the private member; then the
-// writers. Every macro starts and ends in `public:`, whichever section it is used in; private members behind a macro need `private:`.
+// writers. Every macro starts and ends in `public:`, whichever section it is used in; private members after a macro need `private:`.
 // Every macro except PLINTH_VALUE needs a member `publisher_`.
 
 /// An attribute: reader `foo`, writer `fooIs`. The initial value is default-built, unless a constructor initializes `foo_`.

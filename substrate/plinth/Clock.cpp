@@ -27,7 +27,7 @@ size_t Clock::callDue() {
    const Seconds time = now();
    const uint64_t turn = ++turn_;
    size_t called = 0;
-   // A call that is requested during this turn is due at `time` or later, so it sorts behind all calls of this turn.
+   // A call that is requested during this turn is due at `time` or later, so it sorts after all calls of this turn.
    while( nextCall() <= time && !calls_.empty() && calls_.begin()->second->enteredIn_ < turn ) {
       NotifieeConst & notifiee = *calls_.begin()->second;
       notifiee.leave();

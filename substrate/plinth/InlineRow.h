@@ -25,7 +25,7 @@ struct InlineRoom<T, 0> {
    T * room() noexcept { return nullptr; }
 };
 
-/// Up to `Inline` values are stored in the object. An insertion or removal moves the values behind it, and invalidates pointers.
+/// Up to `Inline` values are stored in the object. An insertion or removal moves the values after it, and invalidates pointers.
 /// Errors: std::bad_alloc; the row is then unchanged.
 template <class T, size_t Inline>
 class InlineRow : private InlineRoom<T, Inline> {

@@ -2,7 +2,7 @@
 /// The ordered collection: a map in ascending order of key. It holds the clauses and rules that evaluation walks for every route.
 ///
 /// Members are stored in one sorted array of (key, value): 10:a 20:b 30:c. A walk reads memory in sequence, and a look-up is a binary
-/// search. Appending in order costs O(1); any other insertion or removal moves the members behind it. This fits the use: the compiler
+/// search. Appending in order costs O(1); any other insertion or removal moves the members after it. This fits the use: the compiler
 /// writes these collections in order, and evaluation walks them for every route. plinth/TreeMap.h fits writes in any order.
 #pragma once
 

@@ -88,7 +88,7 @@ class TreeMap {
       }
       const TreeMap * map_;
       typename Tree::const_iterator at_;
-      const Member * member_ = nullptr;   // null behind the last member
+      const Member * member_ = nullptr;   // null after the last member
       uint32_t version_ = 0;
       K key_{};   // a copy: the member may be gone when next() needs it
    };

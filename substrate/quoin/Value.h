@@ -1,5 +1,5 @@
 /// @file substrate/quoin/Value.h
-/// Helpers for value types such as addresses and prefixes. Every value type has `isEq`, which compares two values behind untyped
+/// Helpers for value types such as addresses and prefixes. Every value type has `isEq`, which compares two values through untyped
 /// pointers, a `hash`, and a text form.
 #pragma once
 
@@ -11,7 +11,7 @@
 
 namespace Quoin {
 
-/// Whether the two values of type T behind the pointers are equal.
+/// Whether the two values of type T are equal. Both pointers point to a T.
 template <class T>
 bool isEqOf( const void * a, const void * b ) noexcept {
    return *static_cast<const T *>( a ) == *static_cast<const T *>( b );

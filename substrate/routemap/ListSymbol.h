@@ -29,7 +29,7 @@ class SymbolDedupTable : public Quoin::Node {
    Quoin::Ptr<Symbol> dedup( const Quoin::Ptr<Symbol> & symbol ) const { return Quoin::staticPtrCast<Symbol>( table_->dedup( symbol ) ); }
    /// The number of symbols in use.
    size_t count() const { return table_->count(); }
-   /// The table behind it.
+   /// The table that this class wraps.
    const Quoin::Ptr<Zeugma::DedupHashTableUnorderedSet> & dedupHashTable() const noexcept { return table_; }
 
  private:

@@ -1,7 +1,7 @@
 /// @file substrate/routemap/PolicySymbol.h
 /// The base of every symbol. A symbol stands for a name, defined or undefined; one symbol exists per name and table, as long as the name is
 /// in use. It stands between the producer of a list or route map and the compiled route maps that refer to the name.
-/// Its notifier notifies the holders of the symbol when the object behind the name changes.
+/// Its notifier notifies the holders of the symbol when the object of that name changes.
 /// Ownership: holders share the symbol; the table holds it weakly. Threading: the activity thread.
 #pragma once
 

@@ -30,7 +30,7 @@ struct ROUTEPOLICY_API PrefixListError {
    enum class Reason : uint8_t {
       wrongFamily,         // the prefix is not of the list's family
       prefixTooLong,       // the length of the prefix is greater than the bits of the family
-      hostBits,            // the prefix has 1 bits behind its length
+      hostBits,            // the prefix has 1 bits after its length
       geBelowLength,       // `ge` is less than the length of the prefix
       leBelowGe,           // `le` is less than `ge`, or, without `ge`, less than the length of the prefix
       boundBeyondFamily,   // `ge` or `le` is greater than the bits of the family

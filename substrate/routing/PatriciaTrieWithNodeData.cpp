@@ -15,7 +15,7 @@ using Ferule::Bits128;
 constexpr unsigned kLargeNodes = 1u << 16;   // about the size of a whole IPv4 table
 constexpr unsigned kLargeData = 1u << 19;
 
-// Six bits of an address from bit `depth` on; bits behind the last bit are 0.
+// Six bits of an address from bit `depth` on; bits after the last bit are 0.
 inline unsigned sixBits( Bits128 bits, unsigned depth ) noexcept {
    uint64_t v;
    if( depth <= 58 )

@@ -50,7 +50,7 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    /// The memory of the nodes and of the data array, without the data objects and the lists of free blocks.
    size_t bytes() const noexcept { return nodes_.bytes() + data_.bytes(); }
 
-   /// Inserts `data` at the front of the chain at `prefix`. Bits behind the length of the prefix are ignored. Cost: independent of the
+   /// Inserts `data` at the front of the chain at `prefix`. Bits after the length of the prefix are ignored. Cost: independent of the
    /// length of the chain and of the size of the trie.
    /// Errors: MutatorArgNullPointerException if `data` is null; std::bad_alloc, and the entries of the trie are then unchanged. The process
    /// ends if the prefix is of another family or too long for the family, or if `data` is in a chain already.
