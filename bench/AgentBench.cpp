@@ -117,7 +117,7 @@ void measureFiles( const std::string & question, std::span<const File> files, Ma
 
 // The action of the list's first line changes between permit and deny.
 void measureOneChange() {
-   if( !wanted( "put into force: one changed line" ) ) return;
+   if( !wanted( "applied: one changed line" ) ) return;
    for( const size_t count : { 5'000u, 500'000u } ) {
       LivePolicy policy;
       PolicyText next = loaded( prefixListFile( count, true ) );
@@ -131,7 +131,7 @@ void measureOneChange() {
       Group group;
       const auto one = group.way(
          "one line", count, [ & ] { return uint64_t( policy.apply( std::move( next ) ).edits > 0 ); }, change );
-      group.row( "put into force: one changed line, each line", grouped( count ), one, puttingIntoForce( group, kFiles[ 0 ], count ) );
+      group.row( "applied: one changed line, each line", grouped( count ), one, puttingIntoForce( group, kFiles[ 0 ], count ) );
       group.run();
    }
 }
@@ -246,7 +246,7 @@ void measureTable() {
 
 void measureAll() {
    measureFiles( "load: ", kFiles, loading );
-   measureFiles( "put into force: ", std::span( kFiles ).first( kTexts ), puttingIntoForce );
+   measureFiles( "applied: ", std::span( kFiles ).first( kTexts ), puttingIntoForce );
    measureOneChange();
    measureTable();
 }

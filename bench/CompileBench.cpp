@@ -72,9 +72,9 @@ void measureFirstCompile() {
    const auto sequences = firstCompile( group, 1, 1'000 );
    group.row( "first compile of one map, each sequence", "10,000", firstCompile( group, 1, 10'000 ), sequences );
    const auto live = enteredLive( group, 1'000 );
-   group.row( "one map entered live, each sequence", "10,000", enteredLive( group, 10'000 ), live );
+   group.row( "one map created live, each sequence", "10,000", enteredLive( group, 10'000 ), live );
    const auto down = takenDown( group, 1'000 );
-   group.row( "one map taken down, each sequence", "10,000", takenDown( group, 10'000 ), down );
+   group.row( "one map destroyed, each sequence", "10,000", takenDown( group, 10'000 ), down );
    group.run();
 }
 
@@ -86,7 +86,7 @@ void checkClones( const Agent & agent, ChangingList & list, size_t sequences ) {
    const auto after = agent.symbol( 0 )->rmStatus();
    size_t cloned = 0;
    for( const auto & [ seqno, sequence ] : after->seqStatus() ) cloned += before->seqStatus( seqno ) != sequence;
-   if( after == before || cloned != 1 || after->seqStatus().count() != sequences ) fail( "the change has cloned what it should not" );
+   if( after == before || cloned != 1 || after->seqStatus().count() != sequences ) fail( "the change has cloned the wrong sequences" );
 }
 
 void measureListUnderLongMap() {

@@ -74,12 +74,12 @@ void measurePublication( size_t subscribers ) {
          },
          callbacks.back()->heard );
    } );
-   group.row( "publication, by subscriber", size,
+   group.row( "one notification of a subscriber", size,
               group.way( "publication", kDeliveries,
                          [ & ] { return pass( [ & ] { plainSource->versionIs( plainSource->version() + 1 ); }, plain.back()->heard ); } ),
               yardstick );
    group.row(
-      "publication, by reactor", size,
+      "one notification of a reactor", size,
       group.way( "publication", kDeliveries,
                  [ & ] { return pass( [ & ] { notifieeSource->versionIs( notifieeSource->version() + 1 ); }, notifiees.back()->heard ); } ),
       yardstick );
@@ -108,14 +108,14 @@ void measureSymbols( size_t symbols ) {
    const auto find = group.way( "std::unordered_map, find", kAsked, [ & ] {
       return overlapped( kAsked, [ & ]( size_t i ) -> size_t { return map.find( texts[ at( i ) ] )->second == at( i ); } );
    } );
-   group.row( "a symbol that is there", size,
+   group.row( "an existing symbol, found", size,
               group.way( "symbol", kAsked,
                          [ & ] {
                             return overlapped(
                                kAsked, [ & ]( size_t i ) -> size_t { return table->symbol( names[ at( i ) ] ) == kept[ at( i ) ]; } );
                          } ),
               find );
-   group.row( "a symbol made and interned, and there", size,
+   group.row( "an existing symbol, created and deduplicated", size,
               group.way( "dedup", kAsked,
                          [ & ] {
                             return overlapped( kAsked, [ & ]( size_t i ) -> size_t {
@@ -130,7 +130,7 @@ void measureSymbols( size_t symbols ) {
          return map.size();
       } );
    } );
-   group.row( "a symbol that is not there, and its end", size,
+   group.row( "a new symbol, created and deleted", size,
               group.way( "symbol", kAsked,
                          [ & ] {
                             return overlapped( kAsked, [ & ]( size_t i ) -> size_t {

@@ -13,7 +13,7 @@ if( CMAKE_CXX_COMPILER_ID STREQUAL GNU )
    add_compile_options( --param=ggc-min-heapsize=1048576 )   # KiB: below 1 GiB the compiler collects no garbage, a tenth of its time
 endif()
 
-# What is installed does not tell where it was built. Optimised as one, the library has its line tables from the linker.
+# No installed file contains a path of the build machine. With link-time optimisation, the linker writes the library's line tables.
 if( CMAKE_CXX_COMPILER_ID MATCHES "^(GNU|Clang)$" )
    set( build_paths "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" "-ffile-prefix-map=${PROJECT_BINARY_DIR}=." )
    add_compile_options( "$<$<NOT:$<CONFIG:Debug>>:${build_paths}>" )

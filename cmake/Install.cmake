@@ -28,7 +28,8 @@ endif()
 configure_file( cmake/routepolicy.pc.in "${PROJECT_BINARY_DIR}/routepolicy.pc" @ONLY )
 install( FILES "${PROJECT_BINARY_DIR}/routepolicy.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" )
 
-# The README, and what it points to, as they lie here: the links hold. Headers that it names are below the installed include folder.
+# The README and the documents that it links to, in the same folders as here, so that the links work. The headers that it names are in the
+# installed include folder.
 install( FILES LICENSE README.md CHANGELOG.md CONTRIBUTING.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" )
 install( FILES agent/README.md DESTINATION "${CMAKE_INSTALL_DOCDIR}/agent" )
 install( DIRECTORY docs examples DESTINATION "${CMAKE_INSTALL_DOCDIR}" PATTERN examples/CMakeLists.txt EXCLUDE )

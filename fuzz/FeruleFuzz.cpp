@@ -39,13 +39,13 @@ auto roundTrip( std::string_view text, Read read, Print print ) -> std::optional
    try {
       value = read( text );
    } catch( const Quoin::RangeException & e ) {
-      check( *e.what() != '\0', "a fault says what it is" );
+      check( *e.what() != '\0', "an error has a text" );
       return std::nullopt;
    }
    check( text.find( '\0' ) == text.npos, "no value's text has a zero byte" );
    const std::string printed( print( *value ) );
    const auto again = read( std::string_view( printed ) );   // an exception here ends the process
-   check( again == *value, "what is printed reads as the same value" );
+   check( again == *value, "the printed text parses to the same value" );
    check( std::string( print( again ) ) == printed, "and prints the same" );
    return value;
 }

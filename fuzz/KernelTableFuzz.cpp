@@ -19,7 +19,7 @@ void check( bool holds, const char * what ) {
 void checkResult( const LineResult & result, const TableRoute & route ) {
    if( result.kind == LineResult::Kind::route ) {
       check( route.prefix.af() != Ferule::AddressFamily::unset, "a route has a family" );
-      check( route.prefix.isCanonical(), "no bit stands behind a prefix's length" );
+      check( route.prefix.isCanonical(), "no bit is set after the length of a prefix" );
    }
    if( result.kind != LineResult::Kind::broken ) return;
    check( !result.reason.empty() && result.reason.size() < 256, "a reason is short" );

@@ -36,7 +36,7 @@ class Lines {
    explicit Lines( std::string_view bytes ) : bytes_( bytes ) {
       for( size_t at = 0; at < bytes.size(); at = std::min( bytes.find( '\n', at ), bytes.size() - 1 ) + 1 ) starts_.push_back( at );
    }
-   // The text from a place to the end of its line; empty for a place outside the text. An error may be placed one behind the last byte.
+   // The text from a place to the end of its line; empty for a place outside the text. An error may have the place after the last byte.
    std::string_view at( const Place & place ) const {
       if( place.file != 0 || place.line < 1 || place.line > starts_.size() || place.column < 1 ) return {};
       size_t start = starts_[ place.line - 1 ];
@@ -99,8 +99,8 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size ) {
    LineLoader again;
    for( const char * file : { "fuzz.conf", "other.conf" } ) {
       again.load( file, lines );
-      check( again.errors().empty(), "what is written is free of errors" );
-      check( again.text() == once, "what is written says the same, once and twice" );
+      check( again.errors().empty(), "the written text is free of errors" );
+      check( again.text() == once, "the written text gives the same policy again" );
    }
    check( again.text().skippedStanzas == 0 && again.text().applications.empty() && again.text().otherWords.empty(),
           "all that is written is policy" );

@@ -30,7 +30,7 @@ struct Reading final : FormHandler {
    void handleRoute( const TableRoute & route ) override {
       ++routes;
       check( route.prefix.af() != Ferule::AddressFamily::unset, "a route has a family" );
-      check( route.prefix.isCanonical(), "no bit stands behind a prefix's length" );
+      check( route.prefix.isCanonical(), "no bit is set after the length of a prefix" );
       check( route.asPath.find_first_not_of( "0123456789 ,{}()[]" ) == std::string::npos, "a path is of ASes" );
       check( route.asPath.find( "  " ) == std::string::npos && !route.asPath.starts_with( ' ' ) && !route.asPath.ends_with( ' ' ),
              "a path's words stand one blank apart" );
@@ -55,7 +55,7 @@ uint64_t read( std::string_view bytes ) {
    return reading.routes;
 }
 
-// Reads `body` behind a valid header, so that mutations need not keep the length field correct.
+// Reads `body` after a valid header, so that mutations need not keep the length field correct.
 void readBody( std::string_view body, char subtype ) {
    std::string record( 12, '\0' );
    record[ 5 ] = 13;

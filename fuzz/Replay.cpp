@@ -1,5 +1,5 @@
-// Gives a fuzz program files instead of a fuzzer: each once, as it stands. Whoever links it needs no clang.
-// usage: PROGRAM FILE-OR-FOLDER...   the file that is read is named first, for what it shows ends the process
+// A main() for a fuzz program without a fuzzer: runs the program once on each file, unchanged. It needs no clang.
+// usage: PROGRAM FILE-OR-FOLDER...   prints the name of each file before the run, because an error ends the process
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -11,7 +11,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size );
 
-// What mutates its inputs links, and is never called.
+// Never called. A fuzz program with a mutator of its own refers to this function.
 extern "C" size_t LLVMFuzzerMutate( uint8_t *, size_t size, size_t ) {
    return size;
 }

@@ -25,7 +25,7 @@ void check( bool holds, const char * what ) {
 
 void checkRoute( const TableRoute & route ) {
    check( route.prefix.af() != Ferule::AddressFamily::unset, "a route has a family" );
-   check( route.prefix.isCanonical(), "no bit stands behind a prefix's length" );
+   check( route.prefix.isCanonical(), "no bit is set after the length of a prefix" );
    const auto & communities = route.communities;
    for( size_t i = 1; i < communities.size(); ++i ) check( communities[ i - 1 ] < communities[ i ], "communities ascend, each once" );
 }
@@ -83,7 +83,7 @@ void fuzzReader( std::string_view bytes ) {
    Reading whole;
    MemorySource memory( bytes );
    const TableSummary summary = readTable( memory, whole, kLimits );
-   check( summary.routes == whole.routes && summary.broken == whole.broken, "the summary counts what was handed over" );
+   check( summary.routes == whole.routes && summary.broken == whole.broken, "the summary counts the reported routes and errors" );
    if( !summary.fault.empty() ) checkReason( summary.fault );
 
    Reading pieces;
