@@ -1,7 +1,8 @@
 /// @file compile/CommonHelpers.h
 /// The machines of a sequence as most agents need them, and the two helpers that create them. An agent passes the helpers to
-/// RouteMapConfigSm. An agent with options of its own gives the helpers a row per match option (MatchOptions.h) and the table of its set
-/// clauses (SetterTable.h). An agent whose options need more than a row derives from the bases of these machines and of the helpers.
+/// RouteMapConfigSm, which compiles route maps. An agent with options of its own passes a row per match option (MatchOptions.h) and the
+/// table of its set clauses (SetterTable.h) to the helpers. An agent whose options need more than a row derives from the bases of these
+/// machines and of the helpers.
 /// Threading: the activity thread.
 #pragma once
 

@@ -1,5 +1,6 @@
 /// @file compile/MatchOptions.h
-/// The table of match options: one row holds everything that compilation knows about an option. The machines of CommonComponent.h read it.
+/// The table of match options: one row holds everything that compilation knows about an option. The machines of CommonComponent.h use the
+/// rows to compile the match clauses of a sequence.
 ///
 ///    option               list that its clause names     matcher
 ///    matchIpPrefixList    an IPv4 prefix list            PrefixListMatcher
@@ -49,9 +50,9 @@ struct MatchOptionRow {
    /// Creates the matcher of a rule. `symbol` is the symbol of the list that the rule names, or null. A null function: the library does not
    /// compile the option.
    Quoin::Ptr<const Matcher> ( *makeMatcher )( const MatchRule & rule, const Symbol * symbol ) = nullptr;
-   /// Whether a matcher was created from the current status of the symbol.
+   /// Whether a matcher was created from the status that the symbol has now.
    bool ( *isOfPresentList )( const Matcher & matcher, const Symbol & symbol ) = nullptr;
-   /// Whether changes of the option are recorded as a MatcherChange. If false, such a record is a programming error.
+   /// Whether changes of the option are recorded as a MatcherChange. If false, recording one is a programming error.
    bool isRecorded = true;
 };
 
@@ -112,7 +113,7 @@ constexpr MatchOptionRow listOption( MatchOption option, const ListKindOf<S> & l
    return row;
 }
 
-/// An option whose clause has a value. `Make` is a lambda without captures that creates the matcher of a MatchRule.
+/// An option whose clause has a value and names no list. `Make` is a lambda without captures that creates the matcher of a MatchRule.
 template <std::default_initializable Make>
 constexpr MatchOptionRow valueOption( MatchOption option, Make ) noexcept {
    MatchOptionRow row{ .option = option };

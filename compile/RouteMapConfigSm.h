@@ -1,4 +1,6 @@
 /// @file compile/RouteMapConfigSm.h
+/// The machine that compiles configured route maps. It stands between a Config, which an agent writes, and the symbols of the route maps,
+/// from which evaluation takes the compiled status.
 #pragma once
 
 #include "compile/RouteMapConfigFilterSm.h"
@@ -6,8 +8,9 @@
 
 namespace Routing::Policy {
 
-/// Compiles all route maps of a configuration. For each route map, the machine owns a RouteMapConfigFilterSm and a RouteMapConfigSymbolSm.
-/// They publish a RouteMapStatus through the symbol of the route map.
+/// Compiles all route maps of a configuration. For each route map, the machine owns two nested machines: a RouteMapConfigFilterSm copies
+/// the route map into the filtered configuration, without calls that would close a cycle; a RouteMapConfigSymbolSm compiles the copy, and
+/// publishes a RouteMapStatus through the symbol of the route map.
 ///
 ///    auto root = makeNode<PolicyRoot>();
 ///    auto machine = routeMapConfigSmFactory( config, makeNode<Config>(), root, makeNode<CommonRmConfigFilterSmHelper>(),
@@ -16,8 +19,8 @@ namespace Routing::Policy {
 ///    root->routeMapTable()->symbol( "IN" )->rmStatus()      // the status that evaluation reads
 ///
 /// A task, not the write itself, removes a deleted route map: until the task runs, evaluation reads the old status. While an edit scope
-/// (Routing::RouteMap::ConfigEdit) is open on the configuration, nothing is published; afterwards the delete task publishes the deferred
-/// changes.
+/// (Routing::RouteMap::ConfigEdit) is open on the configuration, nothing is published. After the scope has ended, the delete task publishes
+/// the deferred changes.
 /// Ownership: the agent. The machine is the only writer of the filtered configuration. Threading: the activity thread.
 class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
  public:
@@ -36,9 +39,10 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    void handleInitialized();
    /// The reaction to a route map that was created or deleted.
    void handleRouteMap( const Quoin::String & name );
-   /// The reaction to a change of the mode: copies the mode and compiles every route map.
+   /// The reaction to a change of `routeMapOpMode`: copies the mode and compiles every route map again.
    void handleRouteMapOpMode();
-   /// The work of the delete task: deletes, creates again, then publishes what edit scopes have deferred.
+   /// The work of the delete task: deletes route maps, creates the deferred ones again, then publishes the changes that edit scopes
+   /// deferred.
    void handleRouteMapDeleteTask();
 
    const Quoin::Ptr<const Routing::RouteMap::Config> & rmConfig() const noexcept { return rmConfig_; }
@@ -58,7 +62,7 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    /// The names that the delete task will delete, and the names that it will create again afterwards.
    const Names & pendingDelete() const noexcept { return pendingDelete_; }
    const Names & deferredCreates() const noexcept { return deferredCreates_; }
-   /// Adds a name and schedules the task, unless the name is pending with the same value.
+   /// Adds a name to the pending deletions and schedules the task, unless the name is pending with the same value.
    void pendingDeleteIs( const Quoin::String & name, bool value );
    void pendingDeleteDel( const Quoin::String & name ) { pendingDelete_.erase( name ); }
    void deferredCreatesIs( const Quoin::String & name, bool value ) { deferredCreates_.put( name, value ); }
@@ -105,7 +109,7 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    ZEUGMA_NESTED_SMS( routeMapConfigSymbolSm, Quoin::String, RouteMapConfigSymbolSm );
 };
 
-/// Creates the machine, which compiles all configured route maps, and switches it on.
+/// Creates the machine and switches on its notification. The constructor compiles all configured route maps.
 ROUTEPOLICY_API Quoin::Ptr<RouteMapConfigSm> routeMapConfigSmFactory( const Quoin::Ptr<const Routing::RouteMap::Config> & rmConfig,
                                                                       const Quoin::Ptr<Routing::RouteMap::Config> & filteredRmConfig,
                                                                       const Quoin::Ptr<PolicyRoot> & policyRoot,

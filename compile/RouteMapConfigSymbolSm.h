@@ -26,17 +26,17 @@ class ROUTEPOLICY_API RmConfigSymbolSmHelperBase : public Quoin::Node {
                       const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier ) = 0;
 };
 
-/// The second stage of one route map: compiles its filtered copy, and publishes a RouteMapStatus through its symbol. RouteMapConfigSm owns
-/// this machine; RouteMapConfigFilterSm writes the copy.
+/// The second stage of one route map: compiles the filtered copy of the route map, and publishes a RouteMapStatus through the symbol of the
+/// route map. RouteMapConfigSm owns this machine; RouteMapConfigFilterSm writes the copy.
 ///
-/// Changes arrive in two ways. Changes of the configuration are in the records of the sequences; a new version of the route map applies all
-/// of them. Changes of lists and callees are in pending updates, which a task applies. Both ways build the next generation in a list. The
-/// machine publishes it when all lists and callees of the route map are current.
+/// Changes arrive in two ways. Changes of the configuration are recorded per sequence; a new version of the route map applies all records.
+/// Changes of lists and callees become pending updates, which a task applies. Both ways build the next generation in a list of changed
+/// sequences. The machine publishes the generation when all lists and callees of the route map are current.
 /// Threading: the activity thread.
 class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase {
  public:
-   /// `matchAggRoleUsers` and `deferred` may be null; the route map and the notifier may be null while nothing reads them. Errors: any
-   /// other null argument ends the process. Without `deferred`, edit scopes defer nothing.
+   /// `matchAggRoleUsers` and `deferred` may be null; the route map and the notifier may be null until they are read. Errors: any
+   /// other null argument ends the process. Without `deferred`, edit scopes have no effect.
    RouteMapConfigSymbolSm( const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
                            const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
                            const Quoin::Ptr<RmConfigSymbolSmHelperBase> & rmConfigSymbolHelper,
@@ -55,7 +55,7 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    void handleInitialized() override;
    /// The work of the task: applies the pending updates, and publishes if possible.
    void handleRouteMapSymbolUpdateTask();
-   /// Publishes what edit scopes have deferred, if possible. Called when no scope is open, for callees before callers.
+   /// Publishes the changes that edit scopes deferred, if possible. Called when no scope is open; callees are called before callers.
    void handleDeferred();
 
    const Quoin::Ptr<RouteMapSymbol> & rmSymbol() const noexcept { return rmSymbol_; }
@@ -86,7 +86,7 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    uint32_t targetSeqnoForOrigin( uint32_t originSeqno ) const;
 
  private:
-   enum class Asked : uint8_t { nothing, decision, compile };   // each value includes the former
+   enum class Asked : uint8_t { nothing, decision, compile };   // each value includes the previous one
    class Step;
 
    void handleChangeMissed() override;
@@ -150,7 +150,7 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    bool inTurn_ = false;   // in handleDeferred()
 };
 
-/// Creates the machine, which compiles at once, and switches it on.
+/// Creates the machine and switches on its notification. The constructor compiles the route map.
 ROUTEPOLICY_API Quoin::Ptr<RouteMapConfigSymbolSm> routeMapConfigSymbolSmFactory(
    const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap, const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
    const Quoin::Ptr<PolicyRoot> & policyRoot, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,

@@ -1,6 +1,7 @@
 /// @file compile/SetterTable.h
 /// The set clauses that an agent adds to the configuration. A MapEntry has no place for their values, so this table holds them as setters,
-/// by route map and sequence number; SequenceSettersSm reads it. A write takes effect when the version of the Map is raised afterwards.
+/// by route map and sequence number; SequenceSettersSm reads it. A write takes effect at the next change of the version of the route map
+/// (Map).
 /// Ownership: the agent shares the table with the helper that creates its sequence machines. Threading: the activity thread.
 #pragma once
 

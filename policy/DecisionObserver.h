@@ -25,17 +25,17 @@ class RouteMapStatus;
 /// Ownership: none. The pointers are valid during the report, and afterwards while the caller of the evaluation holds the policy.
 ///  - Permit: the last sequence that matched decides, also if its continue leads to no further match or beyond the last sequence.
 ///  - Deny: the deny sequence that matched decides, also after a continue. If no sequence matched, no sequence decides.
-///  - A sequence whose callee prevents the match never decides. A callee is reported with its own answer, before inversion: an inverted
-///    callee that denies is reported as a deny, and its caller matches.
+///  - A sequence whose callee prevents the match never decides. A callee is reported with its own answer, before its caller inverts it:
+///    an inverted callee that denies is reported as a deny, although its caller matches.
 struct Decision {
    const RouteMapStatus * routeMap = nullptr;             // null if a function answered
    const Gyre::FunctionStatusBase * function = nullptr;   // null if a route map answered
    const RouteMapSeqStatus * sequence = nullptr;          // null if no sequence matched (a deny) or a function answered
    const RouteMapSeqStatus * caller = nullptr;            // the calling sequence; null at depth 0
    uint32_t depth = 0;                                    // the number of calls that led here; 0: the evaluated route map or list entry
-   std::optional<RmPrecedence> precedence = {};           // of the list entry, for its callees too, or of the function; none without a list
-   bool permitted = false;                                // the answer, before inversion by the caller
-   bool inverted = false;                                 // the caller inverts the answer
+   std::optional<RmPrecedence> precedence = {};   // of the list entry (its callees have the same) or of the function; none without a list
+   bool permitted = false;                        // the answer, before inversion by the caller
+   bool inverted = false;                         // the caller inverts the answer
 
    /// Whether the answer lets the caller match; false at depth 0.
    bool callerMatches() const noexcept { return caller && permitted != inverted; }
@@ -43,14 +43,14 @@ struct Decision {
 
 /// Receives the decisions of an evaluation. PolicyEval reports each evaluation of a route map once, when it ends: a callee before its
 /// caller, the entries of a list in the order of evaluation.
-///  - Not evaluated and therefore not reported: a callee without sequences, a list entry without sequences, a list entry that a function
-///    replaces, and every list entry after the deny that ends the list. A list with nothing to evaluate permits without a report.
+///  - These are not evaluated, and therefore not reported: a callee without sequences, a list entry without sequences, a list entry that a
+///    function replaces, and every list entry after the deny that ends the list. A list with nothing to evaluate permits without a report.
 ///  - A denied list: the last report at depth 0 is the deny. A permitted list: all reports at depth 0 together are the reason.
 ///  - A function is reported at depth 0. An undefined function denies.
 ///  - Reports precede the setters of the verdict. The setters that run on the context of a function precede the report of that function.
 ///  - If a matcher or a function throws, the route maps in progress are not reported. `decided` may throw, evaluate, or release the policy,
 ///    like a matcher.
-/// Threading: one evaluation uses an observer at a time, unless the observer is thread-safe.
+/// Threading: only one evaluation at a time may use an observer, unless the observer is thread-safe.
 class DecisionObserver {
  public:
    /// Called when the evaluation of a route map or a function ends.

@@ -22,11 +22,11 @@ class PolicyEvalContext;
 class ROUTEPOLICY_API Matcher : public Quoin::Node {
  public:
    ~Matcher() override;
-   /// Whether the route matches. `context` is the context of the evaluation, or null. It runs for every route: no allocation, no lock.
+   /// Whether the route matches. `context` is the context of the evaluation, or null. Called for every route: do not allocate or lock.
    virtual bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const = 0;
    /// match() for tests, on a reference.
    virtual bool matchForTest( const MatchInput_ & input, const Quoin::Ptr<PolicyEvalContext> & context ) const;
-   /// The attributes of a route that the matcher reads.
+   /// The features of the matcher: the attributes of a route that it reads, as far as RouteMapFeatures has a bit for them.
    virtual RouteMapFeatures getFeatures() const;
    /// Prints the text of the derived matcher.
    virtual void formatDerivedType( std::ostream & os ) const = 0;

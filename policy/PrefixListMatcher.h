@@ -1,7 +1,7 @@
 /// @file policy/PrefixListMatcher.h
 /// Matchers that look up a prefix of the route in a prefix list. Among the entries that match the prefix, the entry with the lowest
 /// sequence number governs, permit or deny; a longer prefix has no priority.
-/// Ownership: a matcher shares the list that it was created for. A new version of the list needs a new matcher.
+/// Ownership: a matcher shares the list status that it was created for. A new status of the list needs a new matcher.
 /// Threading: any number of threads match at once. `invertResult` is written before the matcher is published.
 #pragma once
 
@@ -31,7 +31,8 @@ struct ROUTEPOLICY_API PrefixListMatchResultTuple {
 };
 ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const PrefixListMatchResultTuple & tuple );
 
-/// The base of the matchers that look up a prefix in a prefix list. A derived class selects the prefix of the route.
+/// The base of the matchers that look up a prefix in a prefix list. A derived class selects which prefix or address of the route it looks
+/// up.
 class ROUTEPOLICY_API PrefixListMatcherBase : public Matcher {
  public:
    ~PrefixListMatcherBase() override;
@@ -49,7 +50,7 @@ class ROUTEPOLICY_API PrefixListMatcherBase : public Matcher {
  protected:
    /// `opening` is a string literal, the text before the name.
    PrefixListMatcherBase( const char * opening, const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
-   /// The answer of the list for a prefix, if the ranges of the entries are ignored: an entry matches if it covers the prefix.
+   /// As matchPrefix(), but the ranges of the entries are ignored: an entry matches if it covers the prefix.
    PrefixListMatchResultTuple coveringPrefix( const Ferule::IpGenPrefix & prefix ) const;
 
  private:
@@ -86,7 +87,8 @@ class ROUTEPOLICY_API NexthopPrefixListMatcher final : public PrefixListMatcherB
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
 };
 
-/// Matches a route by the addresses that its next hop resolves to. The lowest address that any entry of the list matches decides.
+/// Matches a route by the addresses that its next hop resolves to. Among the addresses that an entry of the list matches, the lowest
+/// address decides.
 class ROUTEPOLICY_API ResolvedNexthopPfxListMatcher final : public PrefixListMatcherBase {
  public:
    ResolvedNexthopPfxListMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
@@ -94,7 +96,7 @@ class ROUTEPOLICY_API ResolvedNexthopPfxListMatcher final : public PrefixListMat
    RouteMapFeatures getFeatures() const override;
 };
 
-/// Matches a route if the list permits the /32 of the originating router, also for router id 0.0.0.0.
+/// Matches a route if the list permits the router id of its originator as a /32 prefix; router id 0.0.0.0 is no exception.
 class ROUTEPOLICY_API RouterIdMatcher final : public PrefixListMatcherBase {
  public:
    RouterIdMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );

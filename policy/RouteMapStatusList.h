@@ -1,6 +1,7 @@
 /// @file policy/RouteMapStatusList.h
-/// The policy of one point of application: route maps in the order of their precedence, and functions of the policy language. An agent
-/// writes it; PolicyEval evaluates it, and every route map and function that takes part must permit.
+/// The policy of one point of application, such as the import from one neighbor: route maps in the order of their precedence, and functions
+/// of the policy language. An agent writes it, and PolicyEval evaluates it: a route is permitted if every evaluated route map and function
+/// permits it.
 /// Ownership: shares its members. Threading: any number of readers, or one writer.
 /// Invariant: after each write of a member, `features` is the union over all members.
 #pragma once
@@ -33,7 +34,7 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
    void rmStatusDel( RmPrecedence p );
    void rmStatusDelAll();
 
-   /// The function that replaces the route map of the point.
+   /// The function that replaces the route map at `routeMapPrecedence`.
    const FunctionPtr & gyreStatus() const noexcept { return gyreStatus_; }
    void gyreStatusIs( const FunctionPtr & function ) { functionIs( gyreStatus_, Field::gyreStatus, function ); }
    /// The filter function. The agent evaluates it; PolicyEval ignores it.
@@ -44,11 +45,11 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
    void gyreStatusDefaultOriginateIs( const FunctionPtr & function ) {
       functionIs( gyreStatusDefaultOriginate_, Field::gyreStatusDefaultOriginate, function );
    }
-   /// The function that replaces the route map of maintenance.
+   /// The function that replaces the route map at `routeMapMaintPrecedence`, which is for maintenance.
    const FunctionPtr & gyreStatusMaint() const noexcept { return gyreStatusMaint_; }
    void gyreStatusMaintIs( const FunctionPtr & function ) { functionIs( gyreStatusMaint_, Field::gyreStatusMaint, function ); }
 
-   /// Bits of the features that a caller may set. The next change of a member computes the features again and discards these bits.
+   /// Single bits of `features`, which a caller may set. The next change of a member computes the features again and discards these bits.
    bool matchPrefixDependent() const noexcept { return features().has( RouteMapFeatures::matchPrefixDependent ); }
    void matchPrefixDependentIs( bool on ) { featureIs( RouteMapFeatures::matchPrefixDependent, on ); }
    bool matchBestpath() const noexcept { return features().has( RouteMapFeatures::matchBestpath ); }
@@ -84,7 +85,7 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
    static constexpr const char * kAttributesNotDumped = "features, gyreStatusDefaultOriginate";
 
  private:
-   /// The attributes of a route that the members read: the union over all members.
+   /// The attributes of a route that the members read, as bits: the union over all members.
    PLINTH_ATTR( features, featuresIs, Field::features, RouteMapFeatures );
 
  private:

@@ -1,12 +1,12 @@
 /// @file substrate/lists/PrefixListIndex.h
-/// An index that finds the governing entry of a prefix list quickly. A PrefixListStatus builds it beside its trie; matchers of policy/ use
-/// it for every route. The governing entry is the matching entry with the lowest sequence number.
+/// An index that quickly finds the governing entry of a prefix list for a prefix: the matching entry with the lowest sequence number. A
+/// PrefixListStatus builds the index in addition to its trie; matchers of policy/ use it for every route.
 ///
-/// The index has one row per slot of the trie's data array. A row holds the bounds and the action of the first entry at that prefix, the
-/// slot of the next containing prefix (the parent), and a bound over all containing prefixes: their lowest sequence number and highest
-/// `le`. A look-up starts at the longest prefix of the list that contains the searched prefix. It climbs from parent to parent until the
-/// bound shows that no entry above can govern. In a list of exact prefixes, such as a whole routing table, the first bound ends the search.
-/// Entries themselves are read only where several entries share one prefix.
+/// The index has one row per slot of the trie's data array; a slot belongs to one prefix of the list. A row holds the bounds (`ge`, `le`)
+/// and the action of the first entry at that prefix, the slot of the next containing prefix (the parent), and a bound over all containing
+/// prefixes: their lowest sequence number and highest `le`. A look-up starts at the longest prefix of the list that contains the searched
+/// prefix. It climbs from parent to parent until the bound shows that no entry above can govern. In a list of exact prefixes, such as a
+/// whole routing table, the first bound ends the search. Entries themselves are read only where several entries share one prefix.
 ///
 /// Invariant: the answer equals the result of a walk over all containing prefixes. Threading: immutable.
 #pragma once

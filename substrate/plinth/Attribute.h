@@ -1,9 +1,9 @@
 /// @file substrate/plinth/Attribute.h
-/// Declares the attributes and collections of a class, one macro line each. Configuration and status classes use it; the macros publish
-/// every change through the object's Quoin::Publisher. `Plinth` is attributes and collections.
-/// A write stores the value first and publishes after; a write of the present value publishes nothing.
-/// Errors: a null handle cannot be a member of a collection or set; every other value can be stored.
-/// Threading: any number of readers, or one writer.
+/// Declares the attributes and collections of a class, one macro line each. Configuration and status classes use the macros. Each change
+/// notifies the subscribers of the object (Quoin::Publisher).
+/// A write first stores the value and then publishes the change; a write of the present value publishes nothing.
+/// Errors: a null handle cannot be a member of a collection or set; every other value can be stored. Threading: any number of readers, or
+/// one writer.
 #pragma once
 
 #include <type_traits>
@@ -15,7 +15,7 @@
 
 namespace Plinth {
 
-/// What a reader returns: small plain values by value, all others by reference.
+/// The return type of a reader: small plain values by value, all others by reference.
 template <class T>
 using Read = std::conditional_t<std::is_trivially_copyable_v<T> && sizeof( T ) <= 16, T, const T &>;
 
@@ -26,7 +26,7 @@ struct Attr {
    /// Stores `v`. Returns false, and does nothing, if `v` is the present value.
    bool assign( T && v ) {
       if( v == value ) return false;
-      std::swap( value, v );   // the caller destroys the old value, when the new value is in place
+      std::swap( value, v );   // the old value is destroyed in the caller, after the new value is stored
       return true;
    }
 };

@@ -3,7 +3,8 @@
 /// machines and other watchers are the subscribers.
 /// Ownership: neither side owns the other. When either side is destroyed, the subscription ends.
 /// Threading: one thread at a time. Cost: subscribing and unsubscribing are O(1); a publisher without subscribers is one null pointer.
-/// Invariant: a subscriber is notified of a change if it was subscribed when the change was published and still is when its turn comes.
+/// Invariant: a subscriber is notified of a change if it is subscribed when the change is published, and still subscribed when its turn
+/// comes.
 #pragma once
 
 #include <cstdint>
@@ -66,8 +67,8 @@ class ROUTEPOLICY_API Publisher {
    Publisher & operator=( const Publisher & ) = delete;
 
    /// Adds a subscriber at the end of the list; a subscription to another publisher ends first. While `active` is false, the
-   /// subscriber keeps its place in the list and is not notified; a second call with the same subscriber changes `active`. A change
-   /// whose delivery is in progress is not delivered to a new subscriber.
+   /// subscriber keeps its place in the list and is not notified; a second call with the same subscriber changes `active`. A new
+   /// subscriber is not notified of a change whose delivery is already in progress.
    /// Errors: MutatorArgNullPointerException on null.
    void subscriberAdd( Subscriber * subscriber, bool active = true );
 

@@ -8,7 +8,8 @@
 
 namespace Routing::RouteMap {
 
-/// The root of one set of configured route maps. Ownership: the agent. Threading: the activity thread.
+/// The root of one set of configured route maps. Ownership: the agent.
+/// Threading: the activity thread.
 class ROUTEPOLICY_API Config final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { routeMap, routeMapOpMode, edits };
@@ -19,7 +20,8 @@ class ROUTEPOLICY_API Config final : public Quoin::NotifyingNode {
 
    /// The route maps by name.
    PLINTH_MADE_NODES( routeMap, routeMapIs, routeMapDel, routeMapDelAll, Field::routeMap, RouteMaps );
-   /// The operating mode of the route map feature. This library does not use it.
+   /// The operating mode of the route map feature. Compilation passes it on and compiles again when it changes; its value has no effect
+   /// here.
    PLINTH_ATTR( routeMapOpMode, routeMapOpModeIs, Field::routeMapOpMode, RouteMapOpModeType );
 
  public:
@@ -39,11 +41,11 @@ class ROUTEPOLICY_API Config final : public Quoin::NotifyingNode {
 ///    }
 ///    scheduler->runUntilIdle();   // publishes each changed route map once, callees before callers
 ///
-/// A scope only delays publication: a changed attribute still needs a new `version` of its route map. The scheduler may run while a scope
-/// is open. When the last scope closes, the machine that compiles the configuration schedules a task. The task does the pending deletions,
-/// creations and publications; edits that are made before the task has finished are pending too.
+/// A scope only delays publication: after a change of an attribute, the agent must still change the `version` of the route map. The
+/// scheduler may run while a scope is open. When the last scope closes, the machine that compiles the configuration schedules a task. The
+/// task does the pending deletions, creations and publications; edits that are made before the task has finished are pending too.
 /// Scopes can be nested, and can be opened and closed inside reactions.
-/// Cost: opening and closing are O(1); the task costs the pending work and the route maps that are reached by calls.
+/// Cost: opening and closing are O(1); the cost of the task grows with the pending work and the route maps that it reaches through calls.
 /// Ownership: a scope holds the configuration; the machine may be destroyed or created while a scope is open.
 /// Threading: the activity thread.
 class ROUTEPOLICY_API ConfigEdit {

@@ -1,6 +1,7 @@
 /// @file substrate/routemap/MapEntry.h
-/// One configured sequence of a route map. It belongs to a Map; the machines of compile/ turn it into a RouteMapSeqStatus.
-/// An agent changes attributes, and each change is published at once. As the last step, it changes the version of the Map.
+/// One configured sequence of a route map. It belongs to a Map; the machines of compile/ turn it into a RouteMapSeqStatus. An agent changes
+/// attributes; subscribers are notified of each change at once. As the last step, the agent changes the version of the Map, which declares
+/// the route map consistent.
 /// Ownership: held by a Map. Threading: the activity thread.
 #pragma once
 
@@ -18,7 +19,7 @@ class ROUTEPOLICY_API MapEntry final : public Quoin::NotifyingNode {
    enum class Field : Quoin::FieldId { matchRule, subRouteMap, setFlags, description, distance, continueSeq, permit };
    using MatchRules = Plinth::RbTreeMap<MatchOption, MatchRule>;
    using Descriptions = Plinth::RbTreeMap<uint32_t, Quoin::String>;
-   /// A set of bits: which set clauses are configured, for clauses whose value does not say this itself.
+   /// A set of bits. Each bit says that a set clause is configured, for clauses whose value alone does not show this.
    using SetFlags = uint32_t;
    /// `continueSeq` is configured.
    static constexpr SetFlags continueSeqSet = 0x10000;
@@ -29,10 +30,9 @@ class ROUTEPOLICY_API MapEntry final : public Quoin::NotifyingNode {
    /// The key in the Map. Never changes.
    uint32_t seqno() const noexcept { return seqno_; }
 
-   /// The match clauses, at most one per option. The key is the option of the rule; a rule that does not exist reads as a rule of option
-   /// `none`.
+   /// The match clauses, at most one per option. The key is the option of the rule.
    const MatchRules & matchRule() const noexcept { return matchRule_; }
-   /// The match clause of one option.
+   /// The match clause of one option. If it does not exist, the result is a rule with option `none`.
    MatchRule matchRule( MatchOption option ) const { return Plinth::memberOf( matchRule_, option ); }
    /// Adds or replaces the match clause of the rule's option.
    void matchRuleIs( MatchRule rule );   // by value: `rule` may be stored in another MapEntry that a subscriber edits

@@ -1,6 +1,6 @@
 /// @file substrate/zeugma/BaseOutputSm.h
 /// The base of a state machine that watches objects and produces output, and the two kinds of parts of such a machine: reactors and
-/// nested machines. The machines of compile/ derive from it and stand between configuration and published status.
+/// nested machines. The machines of compile/ derive from this base; they stand between configuration and published status.
 ///
 ///    class EntrySm final : public Zeugma::BaseOutputSm {
 ///     public:
@@ -8,7 +8,7 @@
 ///          entry_.notifierIs( entry );     // subscribe to every input,
 ///          handleInitialized();            // then scan the present members, as if each had just been created
 ///       }
-///       ~EntrySm() override { stop(); }    // notification off, then zombie, then the members are destroyed
+///       ~EntrySm() override { stop(); }    // notification off, marked as stopping (zombie); the members are destroyed next
 ///     private:
 ///       void handleChangeMissed() override { handleInitialized(); }
 ///       void handleEntry( const Quoin::Change & change );
@@ -18,10 +18,10 @@
 ///
 /// Notification is switched on after construction: by Zeugma::makeSm(), or by NestedSms for a nested machine.
 /// Ownership: a machine owns its parts, and holds the objects that it watches. Threading: the activity thread.
-/// Invariant: a write of a machine's flag (notification, zombie) sets the same flag of all its parts. A machine that is nested later gets
-/// the zombie flag of its owner; it is switched on at once, unless the owner has been switched off. A machine that was released, or that
-/// lost its last user, is stopping: it is not notified any more. A write inside a handler can therefore stop the handler's own machine; the
-/// handler checks zombieReactors() after the write.
+/// Invariant: a write of one of a machine's two flags (notification; zombie, which means stopping) sets the same flag of all its parts. A
+/// machine that is nested later gets the zombie flag of its owner; it is switched on at once, unless the owner has been switched off. A
+/// machine that was released, or that lost its last user, is stopping: it is not notified any more. A write inside a handler can therefore
+/// stop the handler's own machine; the handler checks zombieReactors() after the write.
 #pragma once
 
 #include <iosfwd>
@@ -92,7 +92,7 @@ class ROUTEPOLICY_API BaseOutputSm : public Quoin::Node {
 
  protected:
    BaseOutputSm() = default;
-   /// Must scan again: an input changed after the initial scan and before notification was switched on.
+   /// Called if an input changed after the initial scan and before notification was switched on. It must scan again.
    virtual void handleChangeMissed() = 0;
    /// Switches notification off and marks the machine as stopping. The destructor of the most derived class calls it, because the
    /// destructors of base classes run when the handlers no longer exist.
@@ -103,7 +103,7 @@ class ROUTEPOLICY_API BaseOutputSm : public Quoin::Node {
    SmPart * first_ = nullptr;
    SmPart * last_ = nullptr;
    bool active_ = false;
-   bool wasActive_ = false;   // has been switched on, or off, at least once
+   bool wasActive_ = false;   // has been switched on at least once, or switched off
    bool zombie_ = false;
 };
 
