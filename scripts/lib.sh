@@ -1,4 +1,4 @@
-# Shared by the scripts beside it; sourced, never run. Leaves the caller in the repository's root.
+# Functions that the scripts of this folder share. Source it, do not run it. It changes to the root of the repository.
 # shellcheck shell=bash
 
 script=$(realpath "$0")
@@ -12,7 +12,7 @@ fail() { printf '%s: %s\n' "scripts/${script##*/}" "$*" >&2; exit 1; }
 # The comment at the top of the calling script is its help.
 help() { sed -n '2,/^[^#]/{/^#/!q;s/^# \{0,1\}//p}' "$script"; }
 
-# quietly LOG COMMAND...   a terminal sees the command work; elsewhere its output is kept, and shown if it fails
+# quietly LOG COMMAND...   on a terminal, shows the output of the command; otherwise writes it to LOG, and prints LOG if the command fails
 quietly() {
    local log=$1
    shift

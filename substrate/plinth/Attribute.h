@@ -2,8 +2,8 @@
 /// Declares the attributes and collections of a class, one macro line each. Configuration and status classes use the macros. Each change
 /// notifies the subscribers of the object (Quoin::Publisher).
 /// A write first stores the value and then publishes the change; a write of the present value publishes nothing.
-/// Errors: a null handle cannot be a member of a collection or set; every other value can be stored. Threading: any number of readers, or
-/// one writer.
+/// Errors: a null handle cannot be a member of a collection or set; every other value can be stored.
+/// Threading: any number of readers, or one writer.
 #pragma once
 
 #include <type_traits>
