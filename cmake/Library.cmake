@@ -12,7 +12,7 @@ file( GLOB_RECURSE headers CONFIGURE_DEPENDS ${header_globs} )
 add_library( routepolicy ${sources} )
 add_library( RoutePolicy::routepolicy ALIAS routepolicy )
 
-# Every public header includes the generated export header, which therefore checks the language level for all of them.
+# Every public header includes the generated export header: the check in it applies to all of them.
 set( language_check [[
 #if __cplusplus < 202002L
 #  error "libroutepolicy needs C++20: compile with -std=c++20 or later"

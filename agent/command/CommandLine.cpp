@@ -106,7 +106,7 @@ class CommandLine {
    }
    // For commands with another argument after the policy.
    void addWith( CLI::App & to ) {
-      mayNotBeEmpty( to.add_option( "--with", with_, "A further file of the policy, read after it; repeat the option for several files" ) )
+      mayNotBeEmpty( to.add_option( "--with", with_, "A further file of the policy; repeat the option for several files" ) )
          .type_name( "FILE" )
          ->allow_extra_args( false );
    }
@@ -209,7 +209,7 @@ class CommandLine {
       addTables( c, diff_.tables );
       addJson( c, diff_.json );
       addThreads( c, diff_.threads );
-      mayNotBeEmpty( c.add_option( "--examples", diff_.examples, "Number of routes shown of each group" ) )
+      mayNotBeEmpty( c.add_option( "--examples", diff_.examples, "Number of routes shown for each group" ) )
          .check( CLI::Range( 0u, 1'000'000u ) );
    }
    void addWatch() {

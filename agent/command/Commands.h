@@ -46,7 +46,7 @@ struct DiffOptions {
    std::vector<std::string> newFiles;
    std::string routeMap;
    std::vector<std::string> tables;
-   unsigned examples = 3;   // shown of each group
+   unsigned examples = 3;   // shown for each group
    bool json = false;
    unsigned threads = 1;
 };

@@ -101,7 +101,7 @@ class MessageReader {
          address = IpGenAddr( af_ );
       if( !address ) return "no destination";
       route_.prefix = { *address, static_cast<uint8_t>( length ) };
-      if( !route_.prefix.isCanonical() ) return std::string( route_.prefix.toStrep() ) + ": bits are set behind the prefix length";
+      if( !route_.prefix.isCanonical() ) return std::string( route_.prefix.toStrep() ) + ": bits are set after the prefix length";
       return {};
    }
 

@@ -34,7 +34,7 @@ std::optional<Ferule::IpGenPrefix> parsePrefix( std::string_view text, std::stri
    auto prefix = parse<Ferule::IpGenPrefix>( text, reason );
    if( prefix && !prefix->isCanonical() ) {
       reason =
-         std::string( text ) + ": bits are set behind the prefix length; did you mean " + std::string( prefix->subnet().toStrep() ) + "?";
+         std::string( text ) + ": bits are set after the prefix length; did you mean " + std::string( prefix->subnet().toStrep() ) + "?";
       prefix.reset();
    }
    return prefix;

@@ -208,7 +208,7 @@ class RecordReader {
          body.bytes( 4 + ( type & 1 ? 16 : 4 ) + ( type & 2 ? 4 : 2 ) );   // identifier, address, AS
       }
       if( !body.suffices() ) return broken( "cut short inside its peers" );
-      if( body.left() != 0 ) return broken( std::to_string( body.left() ) + " bytes behind the last peer" );
+      if( body.left() != 0 ) return broken( std::to_string( body.left() ) + " bytes after the last peer" );
       peers_ = count;
    }
 
@@ -229,7 +229,7 @@ class RecordReader {
          if( !body.suffices() ) return brokenEntry( i, count, "cut short" );
          readEntry( prefix, peer, attributes, i, count );
       }
-      if( body.left() != 0 ) broken( std::to_string( body.left() ) + " bytes behind the last entry" );
+      if( body.left() != 0 ) broken( std::to_string( body.left() ) + " bytes after the last entry" );
    }
 
    void readEntry( const IpGenPrefix & prefix, uint32_t peer, std::string_view attributes, uint32_t entry, uint32_t count ) {

@@ -53,7 +53,7 @@ std::string parseFields( std::string_view name, std::string_view & line, TableRo
 std::string mistakenRemark( std::string_view word, std::string_view behind ) {
    const auto meant = fieldMeantBy( word, takeColumn( behind ) );
    if( meant.empty() ) return {};
-   return "\"" + printable( word, 24 ) + "\": did you mean " + std::string( meant ) + "? Remarks can be written behind a #";
+   return "\"" + printable( word, 24 ) + "\": did you mean " + std::string( meant ) + "? Remarks can be written after a #";
 }
 
 // The length of a netmask such as 255.255.255.0.

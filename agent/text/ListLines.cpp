@@ -112,7 +112,7 @@ void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said 
    said.prefix = takePrefix( line, af, false );
    if( !said.prefix.isCanonical() )
       throw LineError{ token.column,
-                       fmt::format( "{} has bits set behind its length; the network is {}", inQuotes( token.text ),
+                       fmt::format( "{} has bits set after its length; the network is {}", inQuotes( token.text ),
                                     said.prefix.subnet().toStrep().view() ) };
 
    std::optional<Bound> ge, le;

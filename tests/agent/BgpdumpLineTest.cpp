@@ -174,14 +174,14 @@ TEST( BgpdumpLineTest, brokenFieldsTellTheReason ) {
       { "no kind", with( "|B|", "||" ), "kind \"\": neither a table entry nor an announcement" },
       { "prefix", with( "198.51.100.0/24", "198.51.100/24" ), "address \"198.51.100\": not an address" },
       { "host bits", with( "198.51.100.0/24", "198.51.100.1/24" ),
-        "198.51.100.1/24: bits are set behind the prefix length; did you mean 198.51.100.0/24?" },
+        "198.51.100.1/24: bits are set after the prefix length; did you mean 198.51.100.0/24?" },
       { "next hop", with( "IGP|192.0.2.9", "IGP|192.0.2" ), "next hop: address \"192.0.2\": not an address" },
       { "MED", with( "|70|", "|seventy|" ), "MED \"seventy\": not a number of 32 bits" },
       { "great MED", with( "|70|", "|4294967296|" ), "MED \"4294967296\": not a number of 32 bits" },
       { "local preference", with( "|100|", "|1e2|" ), "local preference \"1e2\": not a number of 32 bits" },
       { "great local preference", with( "|100|", "|4294967296|" ), "local preference \"4294967296\": not a number of 32 bits" },
       { "withdrawn prefix", "BGP4MP|1|W|192.0.2.9|64496|198.51.100.0/2",
-        "198.51.100.0/2: bits are set behind the prefix length; did you mean 192.0.0.0/2?" },
+        "198.51.100.0/2: bits are set after the prefix length; did you mean 192.0.0.0/2?" },
       { "two lines in one", std::string( kLine.substr( 0, 60 ) ) + std::string( kLine ), "next hop: address \"B\": not an address" },
    };
    for( const auto & row : rows ) {

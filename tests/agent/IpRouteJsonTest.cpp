@@ -222,7 +222,7 @@ TEST( IpRouteJsonTest, brokenEntriesAreReportedByIndexAndTheOthersAreRead ) {
       { "dst object", R"({"dst":{"dst":"10.0.0.0/8"}})", "\"dst\" is not a string" },
       { "dst no prefix", R"({"dst":"10.0.0/8"})", "\"dst\": address \"10.0.0\": not an address" },
       { "dst with host bits", R"({"dst":"10.0.0.1/8"})",
-        "\"dst\": 10.0.0.1/8: bits are set behind the prefix length; did you mean 10.0.0.0/8?" },
+        "\"dst\": 10.0.0.1/8: bits are set after the prefix length; did you mean 10.0.0.0/8?" },
       { "dst with an escape", R"({"dst":"\u001b[2J"})", "\"dst\": \"\\x1b[2J\": not an address" },
       { "gateway", R"({"dst":"10.0.0.0/8","gateway":"eth0"})", "\"gateway\": address \"eth0\": not an address" },
       { "gateway of another kind", R"({"dst":"10.0.0.0/8","gateway":false})", "\"gateway\" is not a string" },

@@ -189,7 +189,7 @@ TEST( KernelTableTest, brokenMessagesTellTheReason ) {
       { "no destination", header( AF_INET, 8 ), "", "no destination" },
       { "destination of the other family", header( AF_INET, 8 ), attribute( RTA_DST, kAddress6 ), "no destination" },
       { "empty destination", header( AF_INET, 0 ), attribute( RTA_DST, "" ), "no destination" },
-      { "host bits", header( AF_INET6, 64 ), attribute( RTA_DST, kAddress6 ), "2001:db8::1/64: bits are set behind the prefix length" },
+      { "host bits", header( AF_INET6, 64 ), attribute( RTA_DST, kAddress6 ), "2001:db8::1/64: bits are set after the prefix length" },
       { "gateway", header( AF_INET, 8 ), kTen + attribute( RTA_GATEWAY, "123" ), "the gateway is not an address" },
       { "via without a family", header( AF_INET, 8 ), kTen + attribute( RTA_VIA, "x" ), "the gateway is not an address" },
       { "via of no family", header( AF_INET, 8 ), kTen + attribute( RTA_VIA, "\xff\xff\0\0\0\0"sv ), "the gateway is not an address" },

@@ -46,9 +46,9 @@ TEST( LineResultTest, prefixesThatAreNot ) {
       { "beyond IPv6", "::/129", "prefix length \"129\": above 128" },
       { "mask instead of length", "10.0.0.0/255.0.0.0", "prefix length \"255.0.0.0\": not a decimal number" },
       { "zone", "fe80::1%eth0", "address \"fe80::1%eth0\": not an address" },
-      { "host bits", "10.1.2.3/24", "10.1.2.3/24: bits are set behind the prefix length; did you mean 10.1.2.0/24?" },
-      { "host bits, IPv6", "2001:db8::1/64", "2001:db8::1/64: bits are set behind the prefix length; did you mean 2001:db8::/64?" },
-      { "host bits, everything", "1.2.3.4/0", "1.2.3.4/0: bits are set behind the prefix length; did you mean 0.0.0.0/0?" },
+      { "host bits", "10.1.2.3/24", "10.1.2.3/24: bits are set after the prefix length; did you mean 10.1.2.0/24?" },
+      { "host bits, IPv6", "2001:db8::1/64", "2001:db8::1/64: bits are set after the prefix length; did you mean 2001:db8::/64?" },
+      { "host bits, everything", "1.2.3.4/0", "1.2.3.4/0: bits are set after the prefix length; did you mean 0.0.0.0/0?" },
       { "zero byte", "10.0.0.0\0/8"sv, "\"10.0.0.0\\x00/8\": not an address" },
       { "terminal codes", "\x1b[2J", "\"\\x1b[2J\": not an address" },
    };

@@ -271,7 +271,7 @@ TEST( MrtReaderTest, brokenRecordsAndEntriesAreReportedAndTheOthersAreRead ) {
       { "attributes cut", cutBody( kGood, 1 ), "entry 1 of 1: cut short" },
       { "second entry cut", cutBody( rib( 0, "", entries( { good, good } ) ), 1 ), "entry 2 of 2: cut short", 1 },
       { "fewer entries than announced", rib( 0, "", { 3, good + good } ), "entry 3 of 3: cut short", 2 },
-      { "more bytes than entries", rib( 0, "", { 1, good + "xyz" } ), "3 bytes behind the last entry", 1 },
+      { "more bytes than entries", rib( 0, "", { 1, good + "xyz" } ), "3 bytes after the last entry", 1 },
       { "entry without its path identifier", rib( 0, "", { 1, entry( "" ) }, kIpv4AddPath ), "entry 1 of 1: cut short" },
       { "attribute's head cut", with( kNextHop + "\x40" ), "entry 1 of 1: the attributes end inside an attribute" },
       { "attribute's length missing", with( "\x40\x04"sv ), "entry 1 of 1: the attributes end inside an attribute" },
@@ -304,7 +304,7 @@ TEST( MrtReaderTest, brokenRecordsAndEntriesAreReportedAndTheOthersAreRead ) {
       { "name of its view cut", record( kV2, 1, number( 0, 4 ) + number( 10, 2 ) + "short" ), "cut short inside its peers" },
       { "peer cut", cutBody( peers( 4 ), 1 ), "cut short inside its peers" },
       { "more peers than announced", cutBody( peers( 4 ), 0 ).replace( 12 + 4 + 2 + 4, 2, number( 3, 2 ) ),
-        "25 bytes behind the last peer" },
+        "25 bytes after the last peer" },
    };
    for( const auto & row : rows ) {
       SCOPED_TRACE( row.name );

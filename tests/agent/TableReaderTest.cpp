@@ -90,7 +90,7 @@ TEST( TableReaderTest, brokenLinesAreCountedReportedAndSkipped ) {
               ( Strings{
                  "line 3: prefix length \"33\": above 32",
                  "line 5: cut short: 6 of 14 fields",
-                 "line 6: 10.1.0.0/8: bits are set behind the prefix length; did you mean 10.0.0.0/8?",
+                 "line 6: 10.1.0.0/8: bits are set after the prefix length; did you mean 10.0.0.0/8?",
                  "line 8: \"\": neither TABLE_DUMP2 nor BGP4MP",
               } ) );
    EXPECT_EQ( table.summary.fault, "" );
