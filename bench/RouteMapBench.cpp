@@ -1,4 +1,4 @@
-// What do sequences, sub route maps and tag sets cost per route? Each route is one PolicyEval::eval() of a list with one route map.
+// What do sequences, calls of route maps and tag sets cost per route? Each route is one PolicyEval::eval() of a list with one route map.
 
 #include <memory>
 #include <unordered_set>
@@ -127,10 +127,10 @@ void measureFilter( const Prefixes & table, const std::string & size ) {
    group.run();
 }
 
-// Three sub route maps in turn, each with its own list. Half of the routes are in the last list, the others in none, so each evaluation
+// Calls three route maps in turn, each with its own list. Half of the routes are in the last list, the others in none, so each evaluation
 // looks into all lists.
 void measureSubRouteMaps() {
-   const std::string question = "3 sub route maps with a list each";
+   const std::string question = "3 called route maps with a list each";
    if( !wanted( question ) ) return;
    constexpr size_t kEntries = 1'000;
    Random random( 6 );

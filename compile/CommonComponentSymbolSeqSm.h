@@ -41,7 +41,7 @@ class ROUTEPOLICY_API CommonComponentSymbolSeqSm final : public CommonComponentR
    void handleInitialized();
    /// The reaction to a clause whose symbols have changed.
    void handleMatchSymbolSeq( MatchOption option );
-   /// The reaction to a sub route map that was published or exchanged.
+   /// The reaction to a callee that was published or replaced by another callee.
    void handleSubRouteMapSymbol();
 
    const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig() const noexcept { return seqConfig_; }

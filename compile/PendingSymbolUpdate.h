@@ -19,7 +19,7 @@ class ROUTEPOLICY_API PendingSymbolUpdate final : public Plinth::PlainRecord {
 
    PLINTH_MADE_NODES( matcherChange, matcherChangeIs, matcherChangeDel, matcherChangeDelAll, Field::matcherChange, MatcherChanges );
    PLINTH_MADE_NODES( setterChange, setterChangeIs, setterChangeDel, setterChangeDelAll, Field::setterChange, SetterChanges );
-   /// The new status of the sub route map, valid while the flag is set. Null means that the route map has lost its status.
+   /// The new status of the callee, valid while the flag is set. Null means that the callee has lost its status.
    PLINTH_VALUE( subRouteMapStatus, subRouteMapStatusIs, {}, Quoin::Ptr<const RouteMapStatus> );
    PLINTH_VALUE( aggRoleAttrMapStatus, aggRoleAttrMapStatusIs, {}, Quoin::Ptr<const RouteMapStatus> );
    PLINTH_VALUE( hasSubRouteMapUpdate, hasSubRouteMapUpdateIs, {}, bool );

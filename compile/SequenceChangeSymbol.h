@@ -38,7 +38,7 @@ class ROUTEPOLICY_API SetterChangeSymbol final : public Plinth::PlainRecord {
    SetOption option_;
 };
 
-/// The new sub route map; null for none.
+/// The symbol of the new callee; null for none.
 class ROUTEPOLICY_API SubRouteMapChangeSymbol final : public Plinth::PlainRecord {
  public:
    explicit SubRouteMapChangeSymbol( const Quoin::Ptr<const RouteMapSymbol> & symbol ) : symbol_( symbol ) {}

@@ -31,7 +31,7 @@ class ROUTEPOLICY_API UndefinedReferenceSeq final : public Quoin::Node {
 
    /// The undefined references of the sequence itself.
    UNDEFINED_REFERENCES( directSequenceReference, directSequenceReferenceIs, directSequenceReferenceDel );
-   /// The undefined references of its sub route map.
+   /// The undefined references of its callee.
    UNDEFINED_REFERENCES( subRouteMapReference, subRouteMapReferenceIs, subRouteMapReferenceDel );
    /// The undefined references of its aggregate role attribute map.
    UNDEFINED_REFERENCES( aggRoleAttrMapReference, aggRoleAttrMapReferenceIs, aggRoleAttrMapReferenceDel );

@@ -62,7 +62,7 @@ class WriteLog {
       if( seq->matcher().empty() ) seq_->hadNoMatchersIs( true );
    }
    void matcherFailed( MatchOption option ) { seq_->failedMatcherIs( option ); }
-   // The call of a sub route map. Its log is on top of the stack during the call; the destructor removes the log also after a throw.
+   // The call of another route map. Its log is on top of the stack during the call; the destructor removes the log also after a throw.
    class Call {
     public:
       explicit Call( WriteLog & log ) : log_( log ) { log_.context_.callStackPush( log_.seq_->subPolicyEvaluationLog() ); }
@@ -168,7 +168,7 @@ Noting<Log> noting( Log log, std::reference_wrapper<Observed> observer ) {
 
 using ContextPtr = Quoin::Ptr<PolicyEvalContext>;
 using Matched = boost::container::small_vector_base<const RouteMapSeqStatus *>;   // of any inline capacity
-// For a match that never leaves this file. Sixteen inline entries cover ordinary policies with sub route maps, continues and several list
+// For a match that never leaves this file. Sixteen inline entries cover ordinary policies with callees, continues and several list
 // entries.
 using LocalMatched = boost::container::small_vector<const RouteMapSeqStatus *, 16>;
 
@@ -204,7 +204,7 @@ inline bool matchersPass( const ContextPtr & context, const MatchInput_ * input,
    return true;
 }
 
-// Whether the sub route map lets the sequence match. The sequences of the sub route map stay in `matched` only if it permitted and is not
+// Whether the callee lets the sequence match. The sequences of the callee stay in `matched` only if it permitted and is not
 // inverted.
 template <class Log>
 bool subRouteMapPasses( const ContextPtr & context, const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub,

@@ -1,5 +1,5 @@
 /// @file policy/PolicyEvaluationLog.h
-/// Records why one route map answered as it did: one SeqLog per visited sequence, including the sequences of its sub route maps. PolicyEval
+/// Records why one route map answered as it did: one SeqLog per visited sequence, including the sequences of its callees. PolicyEval
 /// writes the log, then puts it in the queue of the PolicyEvalContext.
 /// Ownership: shares the status of its route map. Threading: one thread until the log is queued, read-only afterwards.
 #pragma once
@@ -23,7 +23,7 @@ class ROUTEPOLICY_API PolicyEvaluationLog : public EvaluationLogBase {
    const char * policyType() const override;
    const Quoin::Ptr<const RouteMapStatus> & rmStatus() const noexcept { return rmStatus_; }
 
-   /// The record of a sequence. The first visit creates it, with the log of its sub route map.
+   /// The record of a sequence. The first visit creates it, with the log of its callee.
    Quoin::Ptr<SeqLog> addSeq( const Quoin::Ptr<const RouteMapSeqStatus> & seqStatus );
    /// The records by sequence number.
    const Sequences & seq() const noexcept { return seq_; }

@@ -1,6 +1,6 @@
 /// @file policy/RouteMapSeqStatus.h
 /// One sequence of a compiled route map. Compilation writes it from a configured sequence; evaluation reads it.
-/// Ownership: route maps, snapshots and logs share it. It shares its matchers, setters and sub route map.
+/// Ownership: route maps, snapshots and logs share it. It shares its matchers, setters and callee.
 /// Threading: compilation writes it before publication; afterwards it is read-only, for any number of threads.
 #pragma once
 
@@ -46,7 +46,7 @@ class ROUTEPOLICY_API RouteMapSeqStatus final : public Zeugma::BaseNotifyingType
    void aggRoleAttrMapIs( Quoin::Ptr<const RouteMapStatus> map );
    const RouteMapStatus * aggRoleAttrMapRawPtr() const noexcept { return aggRoleAttrMap_.value.get(); }
 
-   /// The union of the features of the matchers, the setters and the sub route map. `aggRoleAttrMap` does not count.
+   /// The union of the features of the matchers, the setters and the callee. `aggRoleAttrMap` does not count.
    RouteMapFeatures getFeatures() const;
    /// Prints the attributes, and the route maps that the sequence refers to.
    void dumpState( const Zeugma::DumpContextPtr & ctx, unsigned indent ) const;
@@ -64,7 +64,7 @@ class ROUTEPOLICY_API RouteMapSeqStatus final : public Zeugma::BaseNotifyingType
    Plinth::Attr<Quoin::Ptr<const RouteMapStatus>> aggRoleAttrMap_;
    uint32_t seqno_;
 
-   /// Inverts the answer of the sub route map: a deny lets the sequence match.
+   /// Inverts the answer of the callee: a deny lets the sequence match.
    PLINTH_ATTR( subInvert, subInvertIs, Field::subInvert, bool );
    /// The answer of the sequence to a route that matches.
    PLINTH_ATTR( matchAction, matchActionIs, Field::matchAction, Acl::MatchPermit );

@@ -27,7 +27,7 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    /// Copies all attributes but the name.
    void clone( const Zeugma::BaseNotifyingType & source ) override;
 
-   /// A new route map of the same name with new sequences. They share the matchers, setters and sub route maps of the original. Continues,
+   /// A new route map of the same name with new sequences. They share the matchers, setters and callees of the original. Continues,
    /// route maps for aggregates and the record of undefined references are not copied.
    Quoin::Ptr<RouteMapStatus> deepCopy() const;
 

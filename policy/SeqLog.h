@@ -1,5 +1,5 @@
 /// @file policy/SeqLog.h
-/// The record of one sequence that an evaluation visited. It is part of a PolicyEvaluationLog, and holds the log of the sub route map of
+/// The record of one sequence that an evaluation visited. It is part of a PolicyEvaluationLog, and holds the log of the callee of
 /// its sequence.
 /// Threading: one thread until the log is queued, read-only afterwards.
 #pragma once
@@ -25,7 +25,7 @@ class ROUTEPOLICY_API SeqLog : public Quoin::Node {
    ~SeqLog() override;
 
    uint32_t seqno() const noexcept { return seqno_; }
-   /// The log of the sub route map; null if the sequence calls none.
+   /// The log of the callee; null if the sequence calls none.
    const Quoin::Ptr<PolicyEvaluationLog> & subPolicyEvaluationLog() const noexcept { return subPolicyEvaluationLog_; }
    void subPolicyEvaluationLogIs( const Quoin::Ptr<PolicyEvaluationLog> & log );
 
@@ -40,13 +40,13 @@ class ROUTEPOLICY_API SeqLog : public Quoin::Node {
    PLINTH_VALUE( failedMatcher, failedMatcherIs, {}, MatchOption );
    /// Whether the sequence has no matchers.
    PLINTH_VALUE( hadNoMatchers, hadNoMatchersIs, {}, bool );
-   /// The answer of the sub route map, before inversion.
+   /// The answer of the callee, before inversion.
    PLINTH_VALUE( subRouteMapResult, subRouteMapResultIs, {}, bool );
    /// Whether the sequence matched and denies.
    PLINTH_VALUE( matchActionDeny, matchActionDenyIs, {}, bool );
    /// Whether the sequence matched and permits.
    PLINTH_VALUE( permitResult, permitResultIs, {}, bool );
-   /// Whether the sequence inverts the answer of its sub route map.
+   /// Whether the sequence inverts the answer of its callee.
    PLINTH_VALUE( subRouteMapInvertResult, subRouteMapInvertResultIs, {}, bool );
 
  private:
