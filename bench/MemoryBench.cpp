@@ -112,7 +112,7 @@ void measureSequences() {
                 "its configuration", each( configured ) );
       for( size_t i = 0; i < kMaps; ++i ) published.push_back( agent.symbol( i )->rmStatus() );
    }
-   printRow( "compiled sequence, bytes of the published status", grouped( kMaps * kSequences ), "bytes", each( heapBytes - before ),
+   printRow( "compiled sequence, bytes of published status", grouped( kMaps * kSequences ), "bytes", each( heapBytes - before ),
              "its configuration", each( configured ) );
 }
 

@@ -130,7 +130,7 @@ void measureFilter( const Prefixes & table, const std::string & size ) {
 // Calls three route maps in turn, each with its own list. Half of the routes are in the last list, the others in none, so each evaluation
 // looks into all lists.
 void measureSubRouteMaps() {
-   const std::string question = "3 called route maps with a list each";
+   const std::string question = "3 called maps with a list each";
    if( !wanted( question ) ) return;
    constexpr size_t kEntries = 1'000;
    Random random( 6 );

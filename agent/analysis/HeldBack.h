@@ -10,10 +10,10 @@
 
 namespace Agent {
 
-/// A route map with deeper nested calls is not put into force: each level of calls takes stack in an evaluation.
+/// A route map with deeper nested calls is not compiled: each level of calls takes stack in an evaluation.
 constexpr size_t kDeepestCalls = 1000;
 
-/// A route map of which one evaluation may make more calls is not put into force either. Each call evaluates its callee again: twenty
+/// A route map whose evaluation may make more calls is not compiled either. Each call evaluates its callee again: twenty
 /// nested route maps with two calls each make two million calls.
 constexpr size_t kMostCalls = 100'000;
 

@@ -1,5 +1,5 @@
 /// @file agent/text/PolicyText.h
-/// A policy as written in a configuration, independent of its syntax. A loader fills it, LivePolicy puts it into force. Plain values; two
+/// A policy as written in a configuration, independent of its syntax. A loader fills it, LivePolicy compiles it. Plain values; two
 /// texts are equal if they define the same policy; places are not compared.
 #pragma once
 
