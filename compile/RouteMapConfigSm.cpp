@@ -230,7 +230,9 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
    routeMapDeleteTask_->taskWorkPendingIs( left );
    if( left == 0 )
       deferred_->isPendingIs( false );
-   else if( !deferred_->isEdited() )   // else the end of the scope schedules the task
+   else if( deferred_->isEdited() )
+      deferred_->scheduleTask();   // the end of the scope schedules the task
+   else
       step( [ & ] { routeMapDeleteTask_->scheduleTask(); } );
    step.finish();
 }

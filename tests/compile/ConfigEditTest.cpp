@@ -630,6 +630,18 @@ TEST_F( ConfigEditTest, aScopeThatAPublicationOpensPutsOffTheRest ) {
    expectCallsAreUpToDate();
 }
 
+TEST_F( ConfigEditTest, aScopeThatADeletionOpensPutsOffTheOtherDeletions ) {
+   for( const char * name : { "A", "B", "C" } ) add( name );
+   start();
+   for( const char * name : { "A", "B", "C" } ) config->routeMapDel( name );   // outside of any scope
+   onPublished = [ this ]( const std::string & ) { open(); };
+   run();
+   EXPECT_EQ( take().size(), 1u );
+   EXPECT_EQ( closeAndRun().size(), 2u );
+   for( const char * name : { "A", "B", "C" } ) EXPECT_EQ( status( name ), nullptr ) << name;
+   EXPECT_TRUE( filtered->routeMap().empty() );
+}
+
 TEST_F( ConfigEditTest, aPublicationThatOpensAndClosesAScopeHoldsNothingUp ) {
    add( "B" );
    add( "A", "B" );
