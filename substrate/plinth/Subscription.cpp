@@ -15,7 +15,9 @@ Subscription::Subscription( const Quoin::Node & object, Function function ) : ca
    if( auto * publisher = object.publisher() ) publisher->subscriberAdd( this );
 }
 
-Subscription::~Subscription() = default;   // the base class ends the subscription
+Subscription::~Subscription() {
+   unsubscribe();   // before the function is destroyed: what it holds may write to the object
+}
 
 void Subscription::onChange( const Quoin::Change & change ) {
    const auto call = call_;   // the function may destroy this object

@@ -169,4 +169,20 @@ TEST_F( SubscriptionTest, whatTheFunctionThrowsReachesTheWriter ) {
    EXPECT_THROW( watched->sizeIs( 2 ), std::runtime_error );
 }
 
+TEST_F( SubscriptionTest, whatAFunctionHoldsMayWriteWhenItIsDestroyed ) {
+   struct Writer {
+      Ptr<Watched> watched;
+      ~Writer() { watched->sizeIs( 2 ); }
+   };
+   int calls = 0;
+   {
+      auto writer = std::make_shared<Writer>();
+      writer->watched = watched;
+      const Subscription a( *watched, [ &calls, writer = std::move( writer ) ]( const Change & ) { ++calls; } );
+      watched->sizeIs( 1 );
+   }
+   EXPECT_EQ( calls, 1 );
+   EXPECT_EQ( watched->size(), 2 );
+}
+
 }   // namespace
