@@ -31,7 +31,8 @@ class ROUTEPOLICY_API SetterTable final : public Quoin::Node {
    ~SetterTable() override;
    /// The setters of a sequence. The first call creates the node; the sequence may still be undefined.
    const Quoin::Ptr<SequenceSetters> & of( const Quoin::String & routeMap, uint32_t seqno );
-   /// Deletes the setters of a sequence.
+   /// Deletes the node of a sequence that was deleted from the configuration. A sequence that still exists keeps the setters that it has, and
+   /// is not notified of later ones; to delete its setters, use `of( ... )->setterDelAll()`.
    void sequenceDel( const Quoin::String & routeMap, uint32_t seqno ) { sequences_.erase( { routeMap, seqno } ); }
    /// The number of sequences in the table.
    size_t count() const noexcept { return sequences_.size(); }
