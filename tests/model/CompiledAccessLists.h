@@ -49,10 +49,10 @@ class AccessLists {
    void slicesToTheEnd();
    /// A version behind which nothing has changed: but who has not heard of an empty list does now.
    void tell( unsigned i );
-   /// The list goes: whoever hears of it may make it again.
+   /// Deletes the list. A subscriber may create it again.
    void del( unsigned i );
 
-   // ---- what there is
+   // ---- what is defined
 
    bool idle() const { return CompileFixtures::nothingDue( *clock_ ); }
    bool slicing() const { return slicing_; }
