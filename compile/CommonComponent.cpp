@@ -1,5 +1,8 @@
 #include "compile/CommonComponent.h"
 
+#include <utility>
+
+#include "substrate/plinth/Exception.h"
 #include "substrate/plinth/Trace.h"
 #include "substrate/quoin/Assert.h"
 
@@ -44,7 +47,10 @@ void matcherIs( MatcherChange & change, const MatchOptionRow & row, const MatchR
    const bool undefined = symbol && row.list->isUndefined( *symbol );
    const auto isReportedAs = [ & ]( auto bit ) { return undefined && row.list->reportedAs.has( bit ); };
    change.listIs( row.list );
-   change.matcherIs( row.makeMatcher( rule, symbol ) );
+   change.matcherIs( nullptr );   // if the row throws, the change has no matcher, and handleMatcherApplied() creates it
+   auto matcher = row.makeMatcher( rule, symbol );
+   if( !matcher ) Plinth::throwMutatorArgNullPointerException( "MatchOptionRow::makeMatcher" );
+   change.matcherIs( std::move( matcher ) );
    change.prefixListUndefinedIs( isReportedAs( UndefinedPolicyReferenceBitfield::prefixListUndefined ) );
    change.commListUndefinedIs( isReportedAs( UndefinedPolicyReferenceBitfield::commListUndefined ) );
 }

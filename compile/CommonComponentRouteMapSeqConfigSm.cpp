@@ -156,11 +156,14 @@ void CommonComponentRmSeqConfigSymbolSm::handleMatchRule( MatchOption option ) {
 }
 
 void CommonComponentRmSeqConfigSymbolSm::handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) const {
-   if( !change.matcher() || !symbols || symbols->matchSymbol().count() != 1 ) return;
-   const auto * rule = seqConfig()->matchRule().find( change.option() );
+   const MatchOption option = change.option();
+   const auto * rule = seqConfig()->matchRule().find( option );
+   if( !rule || !CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ) ) return;
+   if( !change.matcher() )   // the row threw when the change was recorded
+      return matchRuleIs( change, *sequenceChangeSym_->matcherChangeSymbolIs( option ), *rule, *policyRoot_, ownOptions() );
+   if( !symbols || symbols->matchSymbol().count() != 1 ) return;
    const auto & symbol = **symbols->matchSymbol().begin();
-   if( !rule || !CommonComponentRmSeqConfigSmInterface::matchRuleSupported( change.option() ) ) return;
-   const auto & row = listOptionRow( change.option(), ownOptions() );
+   const auto & row = listOptionRow( option, ownOptions() );
    if( !row.isOfPresentList( *change.matcher(), symbol ) ) matcherIs( change, row, *rule, &symbol );
 }
 

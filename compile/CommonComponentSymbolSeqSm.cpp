@@ -188,8 +188,14 @@ void CommonComponentSymbolSeqSm::handleMatchedList( MatchOption option ) {
    rmSymbol_->statusCurrentIs( false );
    if( zombieReactors() || matchSymbolOf( option ) != matchSym ) return;   // a subscriber has changed the clause
    const auto update = pendingUpdateIs();
-   if( const auto * rule = seqConfig_->matchRule().find( option ) )
+   const auto * rule = seqConfig_->matchRule().find( option );
+   if( !rule ) return;
+   try {
       matcherIs( *update->matcherChangeIs( option ), row, *rule, matchSym.get() );
+   } catch( ... ) {   // the sequence keeps its matcher
+      update->matcherChangeDel( option );
+      throw;
+   }
 }
 
 void MatchSymNotifierMap::notifierIs( const Quoin::Ptr<const PolicyMatchSymbolNotifierMap> & map ) {

@@ -48,11 +48,14 @@ struct MatchOptionRow {
    /// Whether a rule names a list. Null: every rule names one, if the option has a list.
    bool ( *namesList )( const MatchRule & rule ) = nullptr;
    /// Creates the matcher of a rule. `symbol` is the symbol of the list that the rule names, or null. A null function: the library does not
-   /// compile the option.
+   /// compile the option. Errors: an exception reaches the writer of the rule, and every new version then creates the matcher again; until
+   /// this succeeds, the route map is not published. In a publication of the list, the exception reaches the publisher, and the sequence
+   /// keeps its matcher. A null matcher raises MutatorArgNullPointerException.
    Quoin::Ptr<const Matcher> ( *makeMatcher )( const MatchRule & rule, const Symbol * symbol ) = nullptr;
    /// Whether a matcher was created from the status that the symbol has now.
    bool ( *isOfPresentList )( const Matcher & matcher, const Symbol & symbol ) = nullptr;
-   /// Whether changes of the option are recorded as a MatcherChange. If false, recording one is a programming error.
+   /// Whether changes of the option are recorded as a MatcherChange. If false, recording one is a programming error. Only the rows of the
+   /// library are asked: a row of an agent for option 7 or 10 ends the process when it is compiled.
    bool isRecorded = true;
 };
 

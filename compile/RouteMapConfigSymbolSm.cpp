@@ -365,7 +365,8 @@ void RouteMapConfigSymbolSm::addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus 
    if( pending ) pending->hasAggRoleAttrMapUpdateIs( false );
 }
 
-// Replaces the symbols that the sequence watches. The list of symbols of a clause is replaced as a whole.
+// Replaces the symbols that the sequence watches. The list of symbols of a clause is replaced as a whole. The symbols of a change that is
+// not applied yet stay recorded.
 void RouteMapConfigSymbolSm::addSymbols( RmSeqConfigSymbolSmBase & sm, Plinth::EveryStep & step ) {
    const auto add = []( auto option, const PolicySymbols & symbols, auto & symSeq ) {
       if( symbols.empty() ) {
@@ -378,6 +379,7 @@ void RouteMapConfigSymbolSm::addSymbols( RmSeqConfigSymbolSmBase & sm, Plinth::E
    };
    const auto changes = sm.sequenceChangeSym();
    for( auto i = changes->matcherChangeSymbol().safeIterator(); i; i.next() ) {
+      if( sm.sequenceChange()->matcherChange().find( i.key() ) ) continue;
       const auto change = changes->matcherChangeSymbolDel( i.key() );
       step( [ & ] { add( change->option(), change->matchSymbol(), *sm.matchSymSeq() ); } );
    }

@@ -677,14 +677,14 @@ TEST_F( CommonComponentRmSeqConfigSymbolSmTest, aMatcherIsKeptAtApplicationIfItC
    const auto tagMatcher = tag->matcher();
    sm->handleMatcherApplied( *tag, changeSym->matcherChangeSymbol( kTag ).get() );
    EXPECT_EQ( tag->matcher(), tagMatcher ) << "a clause without a list";
-   MatcherChange gone( kPrefixList );
-   sm->handleMatcherApplied( gone, symbols.get() );
-   EXPECT_EQ( gone.matcher(), nullptr ) << "a removed clause";
    MatcherChangeSymbol kept( kPrefixList );
    kept.matchSymbolIs( symbol );
    entry->matchRuleDel( kPrefixList );
    sm->handleMatcherApplied( *record, &kept );
    EXPECT_EQ( record->matcher(), first ) << "no rule";
+   MatcherChange gone( kPrefixList );
+   sm->handleMatcherApplied( gone, symbols.get() );
+   EXPECT_EQ( gone.matcher(), nullptr ) << "a removed clause";
    MatcherChange others( MatchOption::matchIpNexthopPrefixList );
    others.matcherIs( first );
    entry->matchRuleIs( listRule( MatchOption::matchIpNexthopPrefixList, "PL1" ) );

@@ -2,12 +2,15 @@
 
 #include <functional>
 #include <set>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 
 #include "compile/CommonHelpers.h"
 #include "compile/RouteMapConfigSm.h"
+#include "policy/DistanceSetter.h"
 #include "policy/PrefixListMatcher.h"
 #include "policy/RouteMetricMatcher.h"
 #include "policy/TagMatcher.h"
@@ -162,6 +165,186 @@ TEST_F( OwnMatchOptionsTest, aValueAndARowInPlaceOfTheLibrarysAreCompiled ) {
    const auto tag = as<TagMatcher>( matcher( MatchOption::matchTag ) );
    ASSERT_TRUE( tag );
    EXPECT_EQ( tag->tag(), 7u );
+}
+
+// ---- rows that fail
+
+/// What kFailing does: nothing special, throws, or returns null.
+enum class Failure : uint8_t { none, exception, null };
+Failure failure = Failure::none;
+
+constexpr MatchOption kFailingOption{ 201 };
+constexpr MatchOptionRow failingOption() {
+   auto row = listOption<NexthopPrefixListMatcher>( kFailingOption, kIpv4PrefixLists );
+   row.makeMatcher = []( const MatchRule &, const ListKind::Symbol * symbol ) -> Ptr<const Matcher> {
+      if( failure == Failure::exception ) throw std::runtime_error( "refused" );
+      if( failure == Failure::null ) return nullptr;
+      const auto & list = static_cast<const PrefixListSymbol &>( *symbol );
+      return makeNode<NexthopPrefixListMatcher>( list.name(), list.status() );
+   };
+   return row;
+}
+constexpr MatchOptionRow kFailing[] = { failingOption() };
+
+class FailingMatchOptionTest : public testing::TestWithParam<Failure> {
+ protected:
+   FailingMatchOptionTest() { fails( false ); }
+   ~FailingMatchOptionTest() override { fails( false ); }
+   static void fails( bool now ) { failure = now ? GetParam() : Failure::none; }
+   void declare() { in->versionIs( in->version() + 1 ); }
+   /// The list that the compiled clause names, or why none is compiled.
+   std::string compiled() const {
+      const auto & status = symbol->rmStatus();
+      const auto sequence = status ? status->seqStatus( 10 ) : nullptr;
+      if( !sequence ) return "not published";
+      const auto matcher = as<NexthopPrefixListMatcher>( sequence->matcher( kFailingOption ) );
+      if( !matcher ) return "no matcher";
+      const std::string text( matcher->toStrep().view() );
+      return text.substr( 0, text.find( ';' ) ) + ( matcher->status() ? ", defined" : ", undefined" );
+   }
+   void publish() { list.publish(); }
+   void run() { scheduler->runUntilIdle(); }
+
+   const Ptr<Config> config = makeNode<Config>();
+   const Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
+   const Ptr<Zeugma::TaskScheduler> scheduler = makeNode<Zeugma::TaskScheduler>();
+   const Ptr<Map> in = config->routeMapIs( "IN" );
+   const Ptr<RouteMapSymbol> symbol = root->routeMapTable()->symbol( "IN" );
+   PrefixListProducer list{ root->ipv4PrefixListTable(), "L1", Ferule::AddressFamily::ipv4 };
+   const Ptr<RouteMapConfigSm> machine =
+      routeMapConfigSmFactory( config, makeNode<Config>(), root, makeNode<CommonRmConfigFilterSmHelper>( kFailing ),
+                               makeNode<CommonRmConfigSymbolSmHelper>( root, AgentOptions{ kFailing } ), scheduler, nullptr );
+   const Ptr<MapEntry> entry = in->mapEntryIs( 10 );   // not published yet
+   const std::string ofL1 = "NexthopPrefixListMatcher prefix-list L1", ofL2 = "NexthopPrefixListMatcher prefix-list L2";
+};
+INSTANTIATE_TEST_SUITE_P( MatchOptions, FailingMatchOptionTest, testing::Values( Failure::exception, Failure::null ) );
+
+TEST_P( FailingMatchOptionTest, aClauseWithoutAMatcherIsNotPublishedAndIsTriedAgain ) {
+   fails( true );
+   EXPECT_ANY_THROW( entry->matchRuleIs( listRule( kFailingOption, "L1" ) ) );
+   EXPECT_ANY_THROW( declare() );
+   publish();
+   EXPECT_NO_THROW( run() );
+   EXPECT_EQ( compiled(), "not published" );
+   fails( false );
+   declare();
+   EXPECT_EQ( compiled(), ofL1 + ", defined" );
+   EXPECT_EQ( symbol->rmStatus()->undefinedReferences().value, 0 );
+}
+
+TEST_P( FailingMatchOptionTest, aChangedClauseKeepsTheFormerMatcherUntilItHasOne ) {
+   entry->matchRuleIs( listRule( kFailingOption, "L1" ) );
+   declare();
+   fails( true );
+   EXPECT_ANY_THROW( entry->matchRuleIs( listRule( kFailingOption, "L2" ) ) );
+   EXPECT_ANY_THROW( declare() );
+   EXPECT_EQ( compiled(), ofL1 + ", undefined" );
+   fails( false );
+   declare();
+   EXPECT_EQ( compiled(), ofL2 + ", undefined" );
+   publish();
+   run();
+   EXPECT_EQ( compiled(), ofL2 + ", undefined" );
+}
+
+TEST_P( FailingMatchOptionTest, aChangedClauseDoesNotFallBackOnAnEarlierChange ) {
+   entry->matchRuleIs( listRule( kFailingOption, "L1" ) );
+   fails( true );
+   EXPECT_ANY_THROW( entry->matchRuleIs( listRule( kFailingOption, "L2" ) ) );
+   fails( false );
+   declare();
+   EXPECT_EQ( compiled(), ofL2 + ", undefined" );
+}
+
+TEST_P( FailingMatchOptionTest, aListThatChangesBeforeTheVersionIsTriedAgain ) {
+   entry->matchRuleIs( listRule( kFailingOption, "L1" ) );
+   publish();
+   fails( true );
+   EXPECT_ANY_THROW( declare() );
+   EXPECT_EQ( compiled(), "not published" );
+   fails( false );
+   declare();
+   EXPECT_EQ( compiled(), ofL1 + ", defined" );
+}
+
+TEST_P( FailingMatchOptionTest, aPublishedListKeepsTheFormerMatcher ) {
+   entry->matchRuleIs( listRule( kFailingOption, "L1" ) );
+   declare();
+   fails( true );
+   EXPECT_ANY_THROW( publish() );
+   EXPECT_NO_THROW( run() );
+   EXPECT_EQ( compiled(), ofL1 + ", undefined" );
+   EXPECT_TRUE( symbol->statusCurrent() ) << "callers do not wait";
+   fails( false );
+   publish();
+   run();
+   EXPECT_EQ( compiled(), ofL1 + ", defined" );
+}
+
+TEST_P( FailingMatchOptionTest, aClauseThatIsDeletedNeedsNoMatcher ) {
+   fails( true );
+   EXPECT_ANY_THROW( entry->matchRuleIs( listRule( kFailingOption, "L1" ) ) );
+   entry->matchRuleDel( kFailingOption );
+   declare();
+   EXPECT_EQ( compiled(), "no matcher" );
+   EXPECT_EQ( symbol->rmStatus()->undefinedReferences().value, 0 );
+}
+
+// ---- the table of setters
+
+class SetterTableTest : public testing::Test {
+ protected:
+   void declare() { in->versionIs( in->version() + 1 ); }
+   void set( uint32_t distance ) {
+      table->of( "IN", 10 )->setterIs( kOption, makeNode<DistanceSetter>( Routing::RoutePreference( distance ) ) );
+   }
+   /// 0 for none.
+   unsigned compiled() const {
+      const auto setter = symbol->rmStatus()->seqStatus( 10 )->setter( kOption );
+      return setter ? unsigned( dynamic_cast<const DistanceSetter &>( *setter ).distance() ) : 0;
+   }
+
+   static constexpr SetOption kOption{ 200 };
+   const Ptr<Config> config = makeNode<Config>();
+   const Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
+   const Ptr<SetterTable> table = makeNode<SetterTable>();
+   const Ptr<Zeugma::TaskScheduler> scheduler = makeNode<Zeugma::TaskScheduler>();
+   const Ptr<Map> in = config->routeMapIs( "IN" );
+   const Ptr<MapEntry> entry = in->mapEntryIs( 10 );
+   const Ptr<RouteMapSymbol> symbol = root->routeMapTable()->symbol( "IN" );
+   const Ptr<RouteMapConfigSm> machine =
+      routeMapConfigSmFactory( config, makeNode<Config>(), root, makeNode<CommonRmConfigFilterSmHelper>(),
+                               makeNode<CommonRmConfigSymbolSmHelper>( root, AgentOptions{ .set = table } ), scheduler, nullptr );
+};
+
+TEST_F( SetterTableTest, deletedSettersOfASequenceThatExistsAreCompiled ) {
+   set( 5 );
+   declare();
+   ASSERT_EQ( compiled(), 5u );
+   table->sequenceDel( "IN", 10 );
+   declare();
+   EXPECT_EQ( compiled(), 0u );
+   set( 6 );
+   declare();
+   EXPECT_EQ( compiled(), 6u );
+}
+
+TEST_F( SetterTableTest, deletedSequencesLeaveTheTable ) {
+   table->of( "OTHER", 10 );
+   table->of( "OTHER", 20 );
+   const auto held = table->of( "OTHER", 30 );
+   set( 5 );
+   EXPECT_EQ( table->count(), 4u );
+   table->sequenceDel( "OTHER", 10 );
+   table->sequenceDel( "OTHER", 30 );
+   EXPECT_EQ( table->count(), 3u ) << "30 is held";
+   table->sequenceDel( "IN", 10 );
+   table->sequenceDel( "IN", 10 );
+   EXPECT_EQ( table->count(), 3u ) << "the machine of IN 10 exists";
+   in->mapEntryDel( 10 );
+   table->sequenceDel( "OTHER", 20 );
+   EXPECT_EQ( table->count(), 1u );
+   EXPECT_EQ( table->of( "OTHER", 30 ), held );
 }
 
 }   // namespace
