@@ -14,6 +14,7 @@
 #include "analysis/HeldBack.h"
 #include "analysis/ShadowedLines.h"
 #include "text/MatchForms.h"
+#include "text/Operands.h"
 #include "text/Printable.h"
 
 namespace Agent {
@@ -40,13 +41,20 @@ std::string undefinedText( const PolicyText & text, const Thing & thing, std::st
    return fmt::format( "{}, but {} {} defined", undefined, joined( others, kMostNames, " and " ), others.size() == 1 ? "is" : "are" );
 }
 
+// Whether the form reads `name` as a name: not as an address or as a word of a longer form.
+bool isReadAsName( const MatchForm & form, std::string_view name ) {
+   const auto words = matchWordsBehind( std::string( form.words ) + ' ' );
+   if( std::ranges::find( words, name ) != words.end() ) return false;
+   return form.operand != MatchForm::Operand::nextHop || ( name != "address" && !parseAddress( name ) );
+}
+
 // Access lists and prefix lists are easily confused: if the other list is defined, its form of the clause was probably meant.
 // "; write "match ip address prefix-list P"", or nothing.
 std::string adviceFor( const PolicyText & text, const Reference & reference ) {
    const auto * written = reference.option && !reference.invert ? matchForm( *reference.option ) : nullptr;
    if( !written ) return {};
    for( const ThingKind kind : kindsCalled( reference.to.name, text ) )
-      if( const auto * meant = matchFormNaming( kind, *written ) )
+      if( const auto * meant = matchFormNaming( kind, *written ); meant && isReadAsName( *meant, reference.to.name ) )
          return fmt::format( "; write \"match {} {}\"", meant->words, shown( reference.to.name ) );
    return {};
 }
