@@ -12,6 +12,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "routepolicy_export.h"
+
 namespace Plinth {
 
 /// The room for values inside the object. `Inline` 0 takes no space.

@@ -3,6 +3,8 @@
 /// The forward headers of policy/ and compile/ include it; substrate/quoin/Ptr.h defines the handle.
 #pragma once
 
+#include "routepolicy_export.h"
+
 namespace Quoin {
 
 class Node;
