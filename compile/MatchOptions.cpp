@@ -30,6 +30,7 @@ constexpr MatchOptionRow agentOption( MatchOption option, const ListKind & list 
    return { .option = option, .list = &list };
 }
 
+// In ascending order of option: rows are found by binary search.
 constexpr MatchOptionRow kMatchOptions[] = {
    listOption<IpAccessListMatcher>( MatchOption::matchIpAccessList, kIpv4AccessLists ),
    listOption<PrefixListMatcher>( MatchOption::matchIpPrefixList, kIpv4PrefixLists ),
@@ -57,6 +58,8 @@ constexpr MatchOptionRow kMatchOptions[] = {
    listOption<TagSetMatcher>( MatchOption::matchTagSet, kTagSets ),
 };
 
+static_assert( std::ranges::is_sorted( kMatchOptions, {}, &MatchOptionRow::option ) );
+
 struct SetOptionRow {
    SetOption option;
    const ListKind * list;
@@ -70,12 +73,13 @@ constexpr SetOptionRow kSetOptions[] = {
    { SetOption::setLargeCommunityListAdditive, &kLargeCommunityLists },
    { SetOption::setLargeCommunityListDelete, &kLargeCommunityLists },
 };
+static_assert( std::ranges::is_sorted( kSetOptions, {}, &SetOptionRow::option ) );
 
 // Null if no row has the option.
-template <class Row, class Option>
-const Row * find( std::span<const Row> rows, Option option ) noexcept {
-   const auto at = std::ranges::find( rows, option, &Row::option );
-   return at == rows.end() ? nullptr : &*at;
+template <class Row, size_t Size, class Option>
+const Row * find( const Row ( &rows )[ Size ], Option option ) noexcept {
+   const auto * at = std::ranges::lower_bound( rows, option, {}, &Row::option );
+   return at != std::end( rows ) && at->option == option ? at : nullptr;
 }
 
 }   // namespace
@@ -85,12 +89,12 @@ std::span<const MatchOptionRow> commonMatchOptions() noexcept {
 }
 
 const MatchOptionRow * findMatchOption( MatchOption option, std::span<const MatchOptionRow> own ) noexcept {
-   const auto * row = find( own, option );
-   return row ? row : find( commonMatchOptions(), option );
+   const auto ofAgent = std::ranges::find( own, option, &MatchOptionRow::option );
+   return ofAgent != own.end() ? &*ofAgent : find( kMatchOptions, option );
 }
 
 const ListKind * listOfSetOption( SetOption option ) noexcept {
-   const auto * row = find( std::span<const SetOptionRow>( kSetOptions ), option );
+   const auto * row = find( kSetOptions, option );
    return row ? row->list : nullptr;
 }
 

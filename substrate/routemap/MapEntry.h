@@ -17,7 +17,7 @@ namespace Routing::RouteMap {
 class ROUTEPOLICY_API MapEntry final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { matchRule, subRouteMap, setFlags, description, distance, continueSeq, permit };
-   using MatchRules = Plinth::RbTreeMap<MatchOption, MatchRule>;
+   using MatchRules = Plinth::RbTreeMap<MatchOption, MatchRule, 1>;
    using Descriptions = Plinth::RbTreeMap<uint32_t, Quoin::String>;
    /// A set of bits. Each bit says that a set clause is configured, for clauses whose value alone does not show this.
    using SetFlags = uint32_t;
