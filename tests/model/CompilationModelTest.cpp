@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 
+#include "tests/model/RandomCases.h"
 #include "tests/model/Shrinking.h"
 
 namespace {
@@ -24,7 +25,7 @@ constexpr int kEdits = 150;
 
 void runPrograms( unsigned share, Inside inside, bool scopes = false ) {
    const unsigned first = numberOf( "COMPILATION_SEED", 1 );
-   const unsigned programs = std::getenv( "COMPILATION_SEED" ) ? 1 : numberOf( "COMPILATION_PROGRAMS", 1200 ) / share;
+   const unsigned programs = std::getenv( "COMPILATION_SEED" ) ? 1 : numberOf( "COMPILATION_PROGRAMS", 1200 / kCaseShare ) / share;
    uint64_t publications = 0;
    for( unsigned seed = first; seed < first + programs && !testing::Test::HasFailure(); ++seed )
       Shrinking::run( seed, "COMPILATION_SEED=" + std::to_string( seed ), [ & ]( Choices & choices ) {
