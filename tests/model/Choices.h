@@ -84,7 +84,7 @@ class Choices {
    void say( const Parts &... parts ) {
       if( !keepsText_ ) return;
       std::ostringstream os;
-      ( os << ' ' << ... << parts ) << ';';
+      ( ( os << ' ' ) << ... << parts ) << ';';
       text_ += os.str();
    }
    bool keepsText() const { return keepsText_; }
