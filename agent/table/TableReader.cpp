@@ -77,18 +77,6 @@ class Reading final : private FormHandler {
 
 }   // namespace
 
-const char * stringValue( TableForm form ) noexcept {
-   switch( form ) {
-      case TableForm::empty: return "empty";
-      case TableForm::bgpdump: return "bgpdump -m";
-      case TableForm::prefixes: return "a prefix per line";
-      case TableForm::json: return "ip -j route";
-      case TableForm::mrt: return "MRT";
-      case TableForm::kernel: return "kernel";
-   }
-   return "";
-}
-
 std::string placeOf( const Broken & broken ) {
    static constexpr const char * kUnits[] = { "line ", "entry ", "record ", "message " };
    return kUnits[ size_t( broken.unit ) ] + std::to_string( broken.number );

@@ -22,7 +22,6 @@
 namespace Agent {
 
 enum class TableForm : uint8_t { empty, bgpdump, prefixes, json, mrt, kernel };
-const char * stringValue( TableForm form ) noexcept;
 
 struct Broken {
    enum class Unit : uint8_t { line, entry, record, message };

@@ -356,6 +356,17 @@ TEST( Program, diffDistinguishesRoutesOfOnePrefix ) {
    EXPECT_EQ( folder.run( { "diff", "DIR/old.conf", "DIR/old.conf", "-m", "A" }, "10.0.0.0/8\n" ).out, "0 of 1 route changes\n" );
 }
 
+TEST( Program, communitiesAreListsInDocuments ) {
+   const Folder folder;
+   folder.write( "add.conf", "route-map A permit 10\n set community 64500:1 64500:2 additive\n" );
+   folder.write( "none.conf", "route-map A permit 10\n set community none\n" );
+   const auto changes = [ & ]( const char * policy ) {
+      return json::parse( folder.run( { "eval", policy, "-m", "A", "--json" }, "10.0.0.0/8 community 64500:9" ).out )[ "changes" ];
+   };
+   EXPECT_EQ( changes( "DIR/add.conf" ), json::parse( R"({"communities":{"from":["64500:9"],"to":["64500:1","64500:2","64500:9"]}})" ) );
+   EXPECT_EQ( changes( "DIR/none.conf" ), json::parse( R"({"communities":{"from":["64500:9"],"to":[]}})" ) );
+}
+
 TEST( Program, tagZeroIsAbsentBeforePolicyAndZeroIfPolicySetsIt ) {
    const Folder folder;
    folder.write( "zero.conf", "route-map A permit 10\n set tag 0\n" );

@@ -63,6 +63,11 @@ TEST( Show, everyKindThatHasTheName ) {
    expectGolden( "show.txt", "every kind that has the name", shown( kPolicy, "CUST" ).out );
    expectGolden( "show.txt", "a tag set", shown( kPolicy, "TAGS" ).out );
    expectGolden( "show.txt", "a list without uses", shown( kPolicy, "COMM" ).out );
+   expectGolden( "show.txt", "the other kinds of list",
+                 shown( "access-list L permit 10.0.0.0/16\naccess-list L deny any\nipv6 access-list L permit 2001:db8::/32\n"
+                        "bgp as-path access-list L deny _666_\nbgp as-path access-list L permit .*\n",
+                        "L" )
+                    .out );
 }
 
 TEST( Show, whatIsInvertedAndUndefined ) {

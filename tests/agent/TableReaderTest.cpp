@@ -35,7 +35,7 @@ TEST( TableReaderTest, everyFormInEveryCompression ) {
    };
    for( const Row & row : { Row{ TableForm::bgpdump, kBgpdump, 1 }, { TableForm::prefixes, kPrefixes, 0 }, { TableForm::json, kJson, 1 } } )
       for( const auto how : kCompressions ) {
-         SCOPED_TRACE( std::string( stringValue( row.form ) ) + ", " + stringValue( how ) );
+         SCOPED_TRACE( std::string( row.text.substr( 0, 20 ) ) + ", " + stringValue( how ) );
          const auto table = readBack( compressed( row.text, how ) );
          EXPECT_EQ( table.summary.form, row.form );
          EXPECT_EQ( table.summary.compression, how );
