@@ -207,8 +207,9 @@ inline bool matchersPass( const ContextPtr & context, const MatchInput_ * input,
 // Whether the callee lets the sequence match. The sequences of the callee stay in `matched` only if it permitted and is not
 // inverted.
 template <class Log>
-bool subRouteMapPasses( const ContextPtr & context, const MatchInput_ * input, const RouteMapSeqStatus & seq, const RouteMapStatus & sub,
-                        Matched & matched, Log & log ) {
+bool subRouteMapPasses( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus,
+                        const RouteMapSeqStatus & seq, const RouteMapStatus & sub, Matched & matched, Log & log ) {
+   QUOIN_ASSERT( &sub != &rmStatus, "a route map calls itself" );
    return timed( context, evalSubRouteMapMatchersMsg, [ & ] {
       const size_t matchedBefore = matched.size();
       const bool inverted = seq.subInvert();
@@ -231,7 +232,7 @@ bool walkSequences( const ContextPtr & context, const MatchInput_ * input, const
       const RouteMapStatus * sub;
       if( !matchersPass( context, input, seq, log ) ||
           ( ( sub = seq.subRouteMapRawPtr() ) && !sub->seqStatus().empty() &&
-            !subRouteMapPasses( context, input, seq, *sub, matched, log ) ) ) {
+            !subRouteMapPasses( context, input, rmStatus, seq, *sub, matched, log ) ) ) {
          cursor.next();
          continue;
       }
@@ -429,12 +430,14 @@ PolicyEval::~PolicyEval() = default;
 
 bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus,
                                        MatchedRouteMapSequences * matched ) const {
+   QUOIN_ASSERT( rmStatus && matched, "rmStatus && matched" );
    Quoin::ReleaseScope scope;   // a matcher may release the policy during the walk
    return evalRouteMap( context_, input, *rmStatus, *matched, NoObserver{} );
 }
 
 bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus, MatchedRouteMapSequences * matched,
                                        DecisionObserver & observer ) const {
+   QUOIN_ASSERT( rmStatus && matched, "rmStatus && matched" );
    Quoin::ReleaseScope scope;
    return evalRouteMap( context_, input, *rmStatus, *matched, Observed( observer ) );
 }
@@ -442,6 +445,7 @@ bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMap
 // ---- setters
 
 void PolicyEval::applyPolicySetters( const MatchedRouteMapSequences * matched, Result_ * result ) const {
+   QUOIN_ASSERT( matched && result, "matched && result" );
    Quoin::ReleaseScope scope;
    applySetters( context_, *matched, *result );
 }
@@ -450,6 +454,7 @@ void PolicyEval::applyPolicySetters( const MatchedRouteMapSequences * matched, R
 
 Quoin::Ptr<const MatchedRouteMapSequencesSnapshot>
 PolicyEval::evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const {
+   QUOIN_ASSERT( rmStatus, "rmStatus" );
    Quoin::ReleaseScope scope;
    LocalMatched matched;
    if( !evalRouteMap( context_, &input, *rmStatus, matched, NoObserver{} ) ) return nullptr;
@@ -470,16 +475,19 @@ void PolicyEval::applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRoute
 // ---- a list
 
 bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result ) const {
+   QUOIN_ASSERT( list && result, "list && result" );
    return evalAndSet( *this, input, *list, *result, NoObserver{} );
 }
 
 bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result,
                        DecisionObserver & observer ) const {
+   QUOIN_ASSERT( list && result, "list && result" );
    return evalAndSet( *this, input, *list, *result, Observed( observer ) );
 }
 
 bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
                                      MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap ) const {
+   QUOIN_ASSERT( list && matched, "list && matched" );
    Quoin::ReleaseScope scope;
    return evalList( *this, input, *list, *matched, gyreCtxMap.get(), NoObserver{} );
 }
@@ -487,6 +495,7 @@ bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr
 bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
                                      MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap,
                                      DecisionObserver & observer ) const {
+   QUOIN_ASSERT( list && matched, "list && matched" );
    Quoin::ReleaseScope scope;
    return evalList( *this, input, *list, *matched, gyreCtxMap.get(), Observed( observer ) );
 }

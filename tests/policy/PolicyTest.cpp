@@ -1084,6 +1084,28 @@ TEST_F( PolicyEvalRolesDeathTest, aFunctionWithoutContextsEndsTheProcess ) {
    EXPECT_DEATH( eval.eval( &input, undefined, &result ), HasSubstr( text ) );
 }
 
+TEST_F( PolicyEvalRolesDeathTest, aNullArgumentEndsTheProcess ) {
+   Result_ result;
+   const auto list = listWith( {} );
+   const auto map = routeMap( "RM", { seq( 10 ) } );
+   EXPECT_DEATH( eval.eval( &input, nullptr, &result ), HasSubstr( "Assertion failed: list && result\n" ) );
+   EXPECT_DEATH( eval.eval( &input, list, nullptr ), HasSubstr( "Assertion failed: list && result\n" ) );
+   EXPECT_DEATH( eval.evalPolicyMatchers( &input, nullptr, &matched, contexts ), HasSubstr( "Assertion failed: list && matched\n" ) );
+   EXPECT_DEATH( eval.evalRouteMapMatchers( &input, nullptr, &matched ), HasSubstr( "Assertion failed: rmStatus && matched\n" ) );
+   EXPECT_DEATH( eval.evalRouteMapMatchers( &input, map.get(), nullptr ), HasSubstr( "Assertion failed: rmStatus && matched\n" ) );
+   EXPECT_DEATH( eval.evalRouteMapMatchersSnapshot( input, nullptr ), HasSubstr( "Assertion failed: rmStatus\n" ) );
+   EXPECT_DEATH( eval.applyPolicySetters( nullptr, &result ), HasSubstr( "Assertion failed: matched && result\n" ) );
+}
+
+TEST_F( PolicyEvalRolesDeathTest, aRouteMapThatCallsItselfEndsTheProcess ) {
+   const auto map = routeMap( "RM" );
+   const auto sequence = RouteMapSeqStatus::newFrom( nullptr, 10 );
+   sequence->subRouteMapIs( map );
+   map->seqStatusIs( sequence );
+   EXPECT_DEATH( eval.evalRouteMapMatchers( &input, map.get(), &matched ), HasSubstr( "Assertion failed: a route map calls itself\n" ) );
+   map->seqStatusDel( 10 );   // the two hold each other
+}
+
 TEST_F( PolicyEvalRolesDeathTest, aContextWithoutAResultEndsTheProcess ) {
    const char * const text = "Assertion failed: gyreCtx->result()\n";
    gyre->hasResult = maint->hasResult = false;
