@@ -64,6 +64,30 @@ Group::Way takenDown( Group & group, size_t sequences ) {
       make );
 }
 
+// All route maps deleted at once, by the task. A pass answers 1 if none is left.
+Group::Way deleted( Group & group, size_t maps ) {
+   const auto agent = std::make_shared<std::unique_ptr<Agent>>();
+   const auto make = [ = ] { *agent = std::make_unique<Agent>( configOf( maps, 1 ) ); };
+   make();
+   return group.way(
+      grouped( maps ) + " maps", maps,
+      [ =, name = mapName( maps / 2 ) ] {
+         const auto symbol = ( *agent )->root->routeMapTable()->symbol( name );
+         ( *agent )->config->routeMapDelAll();
+         ( *agent )->settle();
+         return ( *agent )->root->routeMapTable()->count() == 1 && !symbol->rmStatus();
+      },
+      make );
+}
+
+void measureDeletion() {
+   if( !wanted( "route maps deleted" ) ) return;
+   Group group;
+   const auto few = deleted( group, 1'000 );
+   group.row( "route maps deleted, each", "100,000", deleted( group, 100'000 ), few );
+   group.run();
+}
+
 // Measured first and in a group of its own: passes over 100,000 sequences leave a heap whose fragmentation would decide these rows.
 void measureOneMap() {
    if( !wanted( "first compile" ) ) return;
@@ -149,6 +173,7 @@ void measureAll() {
    measureManyMaps();
    measureListUnderLongMap();
    measureSharedList();
+   measureDeletion();
 }
 
 }   // namespace

@@ -47,7 +47,6 @@ void matcherIs( MatcherChange & change, const MatchOptionRow & row, const MatchR
    const bool undefined = symbol && row.list->isUndefined( *symbol );
    const auto isReportedAs = [ & ]( auto bit ) { return undefined && row.list->reportedAs.has( bit ); };
    change.listIs( row.list );
-   change.matcherIs( nullptr );   // if the row throws, the change has no matcher, and handleMatcherApplied() creates it
    auto matcher = row.makeMatcher( rule, symbol );
    if( !matcher ) Plinth::throwMutatorArgNullPointerException( "MatchOptionRow::makeMatcher" );
    change.matcherIs( std::move( matcher ) );

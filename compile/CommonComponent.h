@@ -26,8 +26,8 @@ ROUTEPOLICY_API RouteProto routeMapProtocolToRouteProto( Routing::RouteMap::Prot
 ROUTEPOLICY_API const MatchOptionRow & listOptionRow( MatchOption option, std::span<const MatchOptionRow> own = {} );
 
 /// Records the matcher of a clause, created from the current status of the list of `symbol`, and whether this list is undefined.
-/// `symbol` is null for a clause that names no list. Errors: exceptions of the row are passed on, and the change then has no matcher;
-/// MutatorArgNullPointerException if the row returns null.
+/// `symbol` is null for a clause that names no list. Errors: exceptions of the row are passed on; MutatorArgNullPointerException if the row
+/// returns null.
 ROUTEPOLICY_API void matcherIs( MatcherChange & change, const MatchOptionRow & row, const Routing::RouteMap::MatchRule & rule,
                                 const Routing::RouteMap::PolicySymbol * symbol );
 

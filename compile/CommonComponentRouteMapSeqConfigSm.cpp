@@ -159,8 +159,6 @@ void CommonComponentRmSeqConfigSymbolSm::handleMatcherApplied( MatcherChange & c
    const MatchOption option = change.option();
    const auto * rule = seqConfig()->matchRule().find( option );
    if( !rule || !CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ) ) return;
-   if( !change.matcher() )   // the row threw when the change was recorded
-      return matchRuleIs( change, *sequenceChangeSym_->matcherChangeSymbolIs( option ), *rule, *policyRoot_, ownOptions() );
    if( !symbols || symbols->matchSymbol().count() != 1 ) return;
    const auto & symbol = **symbols->matchSymbol().begin();
    const auto & row = listOptionRow( option, ownOptions() );

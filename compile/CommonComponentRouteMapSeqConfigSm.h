@@ -68,8 +68,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
    void handleDescription( uint32_t key ) override;
    /// The reaction to a change of the mode. It only traces.
    void handleRouteMapOpMode();
-   /// Replaces the matcher of a change if its list has changed since the change was recorded, and creates the matcher if this failed then.
-   /// Errors: exceptions of the row are passed on.
+   /// Replaces the matcher of a change if its list has changed since the change was recorded.
    void handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) const;
 
    const Quoin::Ptr<RouteMapSymbol> & rmSymbol() const noexcept { return rmSymbol_; }

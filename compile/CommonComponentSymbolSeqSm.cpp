@@ -131,17 +131,6 @@ void CommonComponentSymbolSeqSm::subRouteMapSymbolNotifierIs( const Quoin::Ptr<c
 
 // ---- changes of the symbols
 
-// The pending update of the sequence for the next compilation of the route map. If a subscriber throws when the update is created, the
-// update is deleted, since no compilation is scheduled.
-Quoin::Ptr<PendingSymbolUpdate> CommonComponentSymbolSeqSm::pendingUpdateIs() {
-   try {
-      return rmConfigSymbolReactor_->pendingUpdateIs( seqno() );
-   } catch( ... ) {
-      rmConfigSymbolReactor_->pendingUpdateDel( seqno() );
-      throw;
-   }
-}
-
 void CommonComponentSymbolSeqSm::handleSubRouteMapSymbol() {
    const auto symbol = subRouteMapSymbolSeq_ ? subRouteMapSymbolSeq_->symbol() : nullptr;
    if( !symbol ) return;
@@ -158,7 +147,7 @@ void CommonComponentSymbolSeqSm::handleSubRouteMapSymbol() {
                                  << DisplayPointer::toString( rmSymbol_.get() ) << " with sub-route-map:"
                                  << " rmsymbol=" << DisplayPointer::toString( symbol.get() )
                                  << " rmStatus=" << DisplayPointer::toString( symbol->rmStatus().get() );
-   const auto update = pendingUpdateIs();
+   const auto update = rmConfigSymbolReactor_->pendingUpdateIs( seqno() );
    update->subRouteMapStatusIs( symbol->rmStatus() );
    update->hasSubRouteMapUpdateIs( true );
 }
@@ -187,15 +176,9 @@ void CommonComponentSymbolSeqSm::handleMatchedList( MatchOption option ) {
    if( matcher && row.isOfPresentList( *matcher, *matchSym ) ) return rmConfigSymbolReactor_->removePendingMatcherForSeq( seqno(), option );
    rmSymbol_->statusCurrentIs( false );
    if( zombieReactors() || matchSymbolOf( option ) != matchSym ) return;   // a subscriber has changed the clause
-   const auto update = pendingUpdateIs();
-   const auto * rule = seqConfig_->matchRule().find( option );
-   if( !rule ) return;
-   try {
+   const auto update = rmConfigSymbolReactor_->pendingUpdateIs( seqno() );
+   if( const auto * rule = seqConfig_->matchRule().find( option ) )
       matcherIs( *update->matcherChangeIs( option ), row, *rule, matchSym.get() );
-   } catch( ... ) {   // the sequence keeps its matcher
-      update->matcherChangeDel( option );
-      throw;
-   }
 }
 
 void MatchSymNotifierMap::notifierIs( const Quoin::Ptr<const PolicyMatchSymbolNotifierMap> & map ) {

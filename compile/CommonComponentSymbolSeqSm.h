@@ -115,7 +115,6 @@ class ROUTEPOLICY_API CommonComponentSymbolSeqSm final : public CommonComponentR
    bool hears() const noexcept { return !zombieReactors() && switchesOnNested(); }
    Quoin::Ptr<const Routing::RouteMap::PolicySymbol> matchSymbolOf( MatchOption option ) const;
    void handleMatchedList( MatchOption option );
-   Quoin::Ptr<PendingSymbolUpdate> pendingUpdateIs();
    Quoin::Ptr<const RouteMapSeqStatus> seqStatus() const;
 
    Quoin::Ptr<const Routing::RouteMap::MapEntry> seqConfig_;

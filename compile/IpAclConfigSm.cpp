@@ -1,10 +1,7 @@
 #include "compile/IpAclConfigSm.h"
 
-#include <new>
-
 #include "substrate/acl/AclIp6Prefix.h"
 #include "substrate/acl/AclPrefix.h"
-#include "substrate/plinth/EveryStep.h"
 #include "substrate/plinth/Trace.h"
 #include "substrate/quoin/Assert.h"
 
@@ -97,16 +94,9 @@ bool IpAclConfigSm::hasRules( const AclVersion & version ) const {
 }
 
 void IpAclConfigSm::handleIpAccessListVersion() {
-   newTrieDue_ = true;
-   bookmark_ = 0;
-   clock_.timeMinIs( Seconds( 0 ) );
-   newTrieIs();
-}
-
-void IpAclConfigSm::newTrieIs() {
+   pauseAt( 0 );
    newTrie_ = Quoin::makeNode<Routing::PatriciaTrieWithNodeData>( isIpv4() ? AddressFamily::ipv4 : AddressFamily::ipv6, false );
    if( retiredTries_ ) newTrie_->heirIs( retiredTries_->heir() );
-   newTrieDue_ = false;
 }
 
 void IpAclConfigSm::processClock() {
@@ -115,23 +105,14 @@ void IpAclConfigSm::processClock() {
    const auto symbol = ipAclSymbolTable_->symbol( name_ );
    const auto list = ipConfig_ ? ipConfig_->acl( name_ ) : nullptr;
    if( !list ) return;
-   Quoin::Ptr<IpAccessListStatus> status;
-   try {
-      if( newTrieDue_ ) newTrieIs();                           // an earlier attempt found no memory
-      status = Quoin::makeNode<IpAccessListStatus>( name_ );   // allocated first, so that a failure wastes no work
-   } catch( ... ) {
-      pauseAt( bookmark_ );
-      throw;
-   }
    const auto version = list->currVersion();
    if( version && hasRules( *version ) && !addRules( *version ) ) return;
    bookmark_ = 0;
    clock_.timeMinIs( Plinth::Clock::kNever );
-   publish( symbol, status );
+   publish( symbol );
 }
 
-// Whether all rules are in the trie. If not, the quantum has passed, or the list has changed and its compilation restarts. After a failed
-// allocation, the next slice begins with the rule that failed.
+// Whether all rules are in the trie. If not, the quantum has passed, or the list has changed and its compilation restarts.
 bool IpAclConfigSm::addRules( const AclVersion & version ) {
    const auto & clock = *clock_.clock();
    const Seconds deadline = clock.now() + clockQuantum_;
@@ -139,18 +120,13 @@ bool IpAclConfigSm::addRules( const AclVersion & version ) {
    uint32_t done = 0;
    for( auto i = version.ruleBySequence().lowerBound( bookmark_ ); i; i.next() ) {
       const uint32_t seq = i.key();
-      try {
-         const bool late = clock.now() >= deadline;
-         if( done != 0 && late ) {
-            PLINTH_TRACE( trace, level8 ) << name_ << " pausing processing at rule " << seq;
-            if( isStill() ) pauseAt( seq );
-            return false;
-         }
-         if( const auto * id = version.ruleBySequence().find( seq ); id && isStill() ) addRule( version, seq, *id );
-      } catch( ... ) {
+      const bool late = clock.now() >= deadline;
+      if( done != 0 && late ) {
+         PLINTH_TRACE( trace, level8 ) << name_ << " pausing processing at rule " << seq;
          if( isStill() ) pauseAt( seq );
-         throw;
+         return false;
       }
+      if( const auto * id = version.ruleBySequence().find( seq ); id && isStill() ) addRule( version, seq, *id );
       if( !isStill() ) return false;
       ++done;
    }
@@ -162,35 +138,25 @@ void IpAclConfigSm::pauseAt( uint32_t seq ) {
    clock_.timeMinIs( Seconds( 0 ) );
 }
 
-// If the reservation fails, the rules may still find memory one by one.
-void IpAclConfigSm::reserve( size_t rules ) {
-   try {
-      newTrie_->reserve( rules );
-   } catch( const std::bad_alloc & ) {}
-}
-
 // An unknown id gives a rule that permits everything.
 void IpAclConfigSm::addRule( const AclVersion & version, uint32_t seq, AclVersion::RuleId id ) {
-   if( newTrie_ && newTrie_->prefixCount() == 0 ) reserve( version.ruleBySequence().count() );
+   if( newTrie_ && newTrie_->prefixCount() == 0 ) newTrie_->reserve( version.ruleBySequence().count() );
    if( isIpv4() )
       testAddIpAclEntryToTrie( seq, version.ipRule( id ) );
    else
       testAddIp6AclEntryToTrie( seq, version.ip6Rule( id ) );
 }
 
-void IpAclConfigSm::publish( const Quoin::Ptr<IpAccessListSymbol> & symbol, const Quoin::Ptr<IpAccessListStatus> & status ) {
+void IpAclConfigSm::publish( const Quoin::Ptr<IpAccessListSymbol> & symbol ) {
    // A subscriber may begin the next compilation.
    const Trie trie = std::exchange( newTrie_, nullptr );
    pset_ = nullptr;
    if( !symbol || !trie ) return;
    trie->trim();
+   const auto status = Quoin::makeNode<IpAccessListStatus>( name_ );
    status->trieIs( trie );
-   Plinth::EveryStep step;
-   step( [ & ] { symbol->statusIs( status ); } );
-   step( [ & ] {
-      if( const auto notifier = symbol->notifier() ) notifier->versionInc( 1 );
-   } );
-   step.finish();
+   symbol->statusIs( status );
+   if( const auto notifier = symbol->notifier() ) notifier->versionInc( 1 );
 }
 
 void IpAclConfigSm::testAddIpAclEntryToTrie( uint32_t seq, const Acl::IpRuleConfig & rule ) {

@@ -80,12 +80,9 @@ class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
    bool isIpv4() const noexcept { return !ipConfig_ || ipConfig_->type() == Acl::AclType::ipv4; }
    bool hasRules( const Acl::AclVersion & version ) const;   // of this family
    bool addRules( const Acl::AclVersion & version );
-   void newTrieIs();
-   void reserve( size_t rules );
    void pauseAt( uint32_t seq );
    void addRule( const Acl::AclVersion & version, uint32_t seq, Acl::AclVersion::RuleId id );
-   void publish( const Quoin::Ptr<Routing::RouteMap::IpAccessListSymbol> & symbol,
-                 const Quoin::Ptr<Routing::RouteMap::IpAccessListStatus> & status );
+   void publish( const Quoin::Ptr<Routing::RouteMap::IpAccessListSymbol> & symbol );
 
    Quoin::String name_;
    Quoin::Ptr<const Acl::Input::AclTypeConfig> ipConfig_;
@@ -99,7 +96,6 @@ class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
    Quoin::Ptr<Routing::PatriciaTrieWithNodeData> newTrie_;
    Quoin::Ptr<Ferule::IpGenPrefixSet> pset_;
    bool initialized_ = false;
-   bool newTrieDue_ = false;   // `newTrie` is missing or outdated
    Zeugma::Reactor<IpAclConfigSm> listReactor_{ *this, &IpAclConfigSm::handleList };
    Zeugma::Reactor<IpAclConfigSm> rulesReactor_{ *this, &IpAclConfigSm::handleRules };   // of the current version
 };

@@ -1,6 +1,5 @@
 #include "compile/IpAclTypeConfigSm.h"
 
-#include "substrate/plinth/EveryStep.h"
 #include "substrate/plinth/Trace.h"
 #include "substrate/quoin/Assert.h"
 
@@ -94,16 +93,12 @@ void IpAclTypeConfigSm::addIpAccessList( const Quoin::String & name, const Quoin
 void IpAclTypeConfigSm::deleteIpAccessList( const Quoin::String & name ) {
    const auto symbol = ipAclSymbolTable_->symbol( name );
    if( !symbol ) return;
-   Plinth::EveryStep step;
-   step( [ & ] { symbol->statusIs( nullptr ); } );
-   step( [ & ] {
-      if( const auto notifier = symbol->notifier() ) notifier->versionInc( 1 );
-   } );
+   symbol->statusIs( nullptr );
+   if( const auto notifier = symbol->notifier() ) notifier->versionInc( 1 );
    // A subscriber may configure the list again, which gives the symbol a status, or delete and create the whole type.
    const auto isGone = [ & ] { return zombieReactors() ? !symbol->status() : !ipConfig_->acl().find( name ); };
-   if( isGone() ) step( [ & ] { ipAclSymbolTable_->symbolDel( name ); } );
+   if( isGone() ) ipAclSymbolTable_->symbolDel( name );
    if( isGone() && !zombieReactors() ) ipAccessListConfigSm_.erase( name );
-   step.finish();
 }
 
 }   // namespace Routing::Policy

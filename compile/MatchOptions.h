@@ -48,9 +48,7 @@ struct MatchOptionRow {
    /// Whether a rule names a list. Null: every rule names one, if the option has a list.
    bool ( *namesList )( const MatchRule & rule ) = nullptr;
    /// Creates the matcher of a rule. `symbol` is the symbol of the list that the rule names, or null. A null function: the library does not
-   /// compile the option. Errors: an exception reaches the writer of the rule, and every new version then creates the matcher again; until
-   /// this succeeds, the route map is not published. In a publication of the list, the exception reaches the publisher, and the sequence
-   /// keeps its matcher. A null matcher raises MutatorArgNullPointerException.
+   /// compile the option. Errors: an exception, or a null matcher, ends the process, because the sequence would match wrong routes.
    Quoin::Ptr<const Matcher> ( *makeMatcher )( const MatchRule & rule, const Symbol * symbol ) = nullptr;
    /// Whether a matcher was created from the status that the symbol has now.
    bool ( *isOfPresentList )( const Matcher & matcher, const Symbol & symbol ) = nullptr;

@@ -48,9 +48,12 @@ void RouteMapConfigFilterSm::handleRouteMapSeq() {
 }
 
 void RouteMapConfigFilterSm::handleRouteMapSeq( uint32_t seqno ) {
-   const bool wanted = seqConfig( seqno ) != nullptr, filtered = filteredRmConfig_->mapEntry().find( seqno );
-   if( wanted && !filtered ) createSeq( seqno );
-   if( !wanted && filtered ) deleteSeq( seqno );
+   const auto isFiltered = [ & ] { return filteredRmConfig_->mapEntry().find( seqno ) != nullptr; };
+   const auto sm = seqConfigSm_.find( seqno );
+   const bool isReplaced = sm && sm->seqConfig() != seqConfig( seqno );
+   if( isFiltered() && ( isReplaced || !seqConfig( seqno ) ) ) deleteSeq( seqno );
+   // A subscriber of the copy may have created the sequence, which is handled by now, or released this machine.
+   if( seqConfig( seqno ) && !isFiltered() && !zombieReactors() ) createSeq( seqno );
 }
 
 void RouteMapConfigFilterSm::createSeq( uint32_t seqno ) {
@@ -58,16 +61,16 @@ void RouteMapConfigFilterSm::createSeq( uint32_t seqno ) {
    const auto entry = seqConfig( seqno );
    const auto filteredEntry = filteredRmConfig_->mapEntryIs( seqno );
    // A subscriber of the copy may delete or replace the sequence: the new machine is then discarded.
-   const auto isStill = [ & ] { return seqConfig( seqno ) == entry && filteredRmConfig_->mapEntry( seqno ) == filteredEntry; };
-   if( !isStill() ) return;
-   try {
+   const auto isOurs = [ & ] { return filteredRmConfig_->mapEntry( seqno ) == filteredEntry; };
+   const auto isStill = [ & ] { return seqConfig( seqno ) == entry && isOurs(); };
+   if( isStill() ) {
       const auto sm = filterHelper_->createSeqConfigSm( routeMap()->name(), entry, filteredEntry, filteredConfig_.get(),
                                                         routeMapBlockedSequenceList_, routeMapUpdateNotifier_ );
-      if( isStill() ) seqConfigSmIs( sm );
-   } catch( ... ) {
-      if( isStill() && !seqConfigSm_.find( seqno ) ) filteredRmConfig_->mapEntryDel( seqno );   // no machine maintains this copy
-      throw;
+      if( isStill() ) return seqConfigSmIs( sm );
    }
+   if( !isOurs() || zombieReactors() ) return;
+   deleteSeq( seqno );   // no machine maintains this copy of the former sequence
+   handleRouteMapSeq( seqno );
 }
 
 void RouteMapConfigFilterSm::deleteSeq( uint32_t seqno ) {

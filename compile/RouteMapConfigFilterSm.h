@@ -13,7 +13,7 @@ namespace Routing::Policy {
 class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase {
  public:
    /// Copies `rmConfig`, which may be null, into `filteredRmConfig`, which is part of `filteredConfig`. Errors: any other null argument
-   /// ends the process. An exception of the helper reaches the caller, and the sequence is not copied.
+   /// ends the process.
    RouteMapConfigFilterSm( const Quoin::Ptr<const Routing::RouteMap::Map> & rmConfig,
                            const Quoin::Ptr<Routing::RouteMap::Map> & filteredRmConfig,
                            const Quoin::Ptr<Routing::RouteMap::Config> & filteredConfig,

@@ -4,7 +4,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "substrate/plinth/EveryStep.h"
 #include "substrate/plinth/Trace.h"
 #include "substrate/quoin/Assert.h"
 #include "substrate/quoin/DisplayPointer.h"
@@ -115,9 +114,7 @@ void RouteMapConfigSm::handleChangeMissed() {
    if( routeMapOpModeNotifier_->routeMapOpMode() != rmConfig_->routeMapOpMode() ) handleRouteMapOpMode();
    for( auto i = routeMapConfigFilterSm().first(); i; i.next() ) {
       const Quoin::String name = i.key();
-      if( i.value()->routeMap() == rmConfig_->routeMap( name ) ) continue;
-      pendingDeleteIs( name, true );
-      handleRouteMap( name );
+      if( i.value()->routeMap() != rmConfig_->routeMap( name ) ) handleRouteMap( name );
    }
    handleRouteMaps();
    handleEdits();
@@ -141,14 +138,20 @@ void RouteMapConfigSm::handleEdits() {
 }
 
 void RouteMapConfigSm::handleRouteMap( const Quoin::String & name ) {
-   const bool wanted = rmConfig_->routeMap().find( name ), live = filteredRmConfig_->routeMap().find( name );
-   if( !wanted ) {
-      if( !live ) return;
+   const auto wanted = rmConfig_->routeMap( name );
+   const bool live = filteredRmConfig_->routeMap().find( name );
+   const auto filter = routeMapConfigFilterSm_.find( name );
+   const auto isPending = [ & ] {
+      const auto * pending = pendingDelete_.find( name );
+      return pending && *pending;
+   };
+   const bool isReplaced = filter && filter->routeMap() != wanted && !isPending();
+   if( live && ( !wanted || isReplaced ) ) {
       pendingDeleteIs( name, true );
       PLINTH_TRACE( trace, level8 ) << "deferring deletion of rmName: " << name;
-      return;
    }
-   if( const auto * pending = pendingDelete_.find( name ); pending && *pending ) {
+   if( !wanted ) return;
+   if( isPending() ) {
       PLINTH_TRACE( trace, level8 ) << "deferring creation of rmName: " << name;
       return deferredCreatesIs( name, true );   // the old route map is not yet completely deleted
    }
@@ -172,7 +175,7 @@ void RouteMapConfigSm::createRouteMap( const Quoin::String & name ) {
       routeMapConfigSymbolSmIs( output, symbol, policyRoot_, reactor, rmConfigSymbolHelper_, routeMapOpModeNotifier_,
                                 rmUpdateTaskScheduler_, matchAggRoleUsers_, deferred_ );
    }
-   if( !rmConfig_->routeMap().find( name ) ) handleRouteMap( name );   // it was deleted before its copy existed
+   if( rmConfig_->routeMap( name ) != input ) handleRouteMap( name );   // it was deleted or replaced before its copy existed
 }
 
 template <class... Args>
@@ -186,12 +189,11 @@ void RouteMapConfigSm::routeMapConfigSymbolSmIs( const Quoin::Ptr<Map> & output,
 }
 
 void RouteMapConfigSm::pendingDeleteIs( const Quoin::String & name, bool value ) {
-   const bool written = pendingDelete_.put( name, value );
-   if( !routeMapDeleteTask_ ) return;
-   if( deferred_->isEdited() ) return deferred_->scheduleTask();
-   // For a pending name the task is scheduled, unless the wake-up callback threw.
-   const bool due = routeMapDeleteTask_->taskScheduled() || routeMapDeleteTask_->taskCurrentlyRunning();
-   if( written || !due ) routeMapDeleteTask_->scheduleTask();
+   if( !pendingDelete_.put( name, value ) || !routeMapDeleteTask_ ) return;
+   if( deferred_->isEdited() )
+      deferred_->scheduleTask();
+   else
+      routeMapDeleteTask_->scheduleTask();
 }
 
 // Whether a run of the delete task takes the next route map: the machine has other owners than the run, and no edit scope is open.
@@ -205,26 +207,26 @@ bool RouteMapConfigSm::yieldsBehind( uint64_t & done ) {
    return routeMapDeleteTask_->taskShouldYield();
 }
 
-// An exception for one name does not prevent the work on other names and the report. A reaction may open an edit scope: the rest is then
-// deferred again.
+// A run takes one name at a time, and copies no collection: a run over many names must not cost more than its share of them. A reaction may
+// open an edit scope: the rest is then deferred again.
 void RouteMapConfigSm::handleRouteMapDeleteTask() {
    if( deferred_->isEdited() ) return deferred_->scheduleTask();
    const Quoin::Ptr<RouteMapConfigSm> self( this );
    uint64_t done = 0;
    bool yields = false;
-   Plinth::EveryStep step;
-   for( auto i = pendingDelete_.safeIterator(); i && !yields && goesOn(); i.next() ) {
-      step( [ & ] { deleteRouteMap( i.key() ); } );
+   while( !pendingDelete_.empty() && !yields && goesOn() ) {
+      deleteRouteMap( pendingDelete_.begin()->first );
       yields = yieldsBehind( done );
    }
-   for( auto i = deferredCreates_.safeIterator(); i && !yields && goesOn(); i.next() ) {
-      const Quoin::String name = i.key();
+   while( !deferredCreates_.empty() && !yields && goesOn() ) {
+      const Quoin::String name = deferredCreates_.begin()->first;
       PLINTH_TRACE( trace, level8 ) << "deferred create rmName: " << name;
-      step( [ & ] { handleRouteMap( name ); } );
-      if( !pendingDelete_.find( name ) ) deferredCreatesDel( name );   // else it is deferred again
-      yields = yieldsBehind( done );
+      handleRouteMap( name );
+      const bool isDeferredAgain = pendingDelete_.find( name );
+      if( !isDeferredAgain ) deferredCreatesDel( name );
+      yields = yieldsBehind( done ) || isDeferredAgain;
    }
-   if( !yields && pendingDelete_.empty() && deferredCreates_.empty() ) handleDeferred( done, step );
+   if( !yields && pendingDelete_.empty() && deferredCreates_.empty() ) handleDeferred( done );
    routeMapDeleteTask_->taskWorkCountInc( done );
    const size_t left = pendingDelete_.count() + deferredCreates_.count() + deferred_->routeMap().size();
    routeMapDeleteTask_->taskWorkPendingIs( left );
@@ -233,20 +235,19 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
    else if( deferred_->isEdited() )
       deferred_->scheduleTask();   // the end of the scope schedules the task
    else
-      step( [ & ] { routeMapDeleteTask_->scheduleTask(); } );
-   step.finish();
+      routeMapDeleteTask_->scheduleTask();
 }
 
 // Publishes the deferred route maps and the callers that they affect, in ascending depth: all callees of a route map are published before
 // it.
-void RouteMapConfigSm::handleDeferred( uint64_t & done, Plinth::EveryStep & step ) {
+void RouteMapConfigSm::handleDeferred( uint64_t & done ) {
    CallDepths depths( *filteredRmConfig_ );
    std::set<std::pair<size_t, Quoin::String>> waiting;
    for( bool yields = false; !yields && goesOn(); ) {
       for( const auto & name : deferred_->takeAll() ) waiting.emplace( depths.of( name ), name );
       if( waiting.empty() ) return;
       const auto next = waiting.extract( waiting.begin() );
-      if( const auto sm = routeMapConfigSymbolSm_.find( next.value().second ) ) step( [ & ] { sm->handleDeferred(); } );
+      if( const auto sm = routeMapConfigSymbolSm_.find( next.value().second ) ) sm->handleDeferred();
       yields = yieldsBehind( done );
    }
    for( const auto & [ depth, name ] : waiting ) deferred_->routeMapIs( name );
@@ -255,22 +256,16 @@ void RouteMapConfigSm::handleDeferred( uint64_t & done, Plinth::EveryStep & step
 void RouteMapConfigSm::deleteRouteMap( const Quoin::String & rmName ) {
    const Quoin::String name = rmName;   // a copy: the argument is part of the pending deletion
    PLINTH_TRACE( trace, level8 ) << "deleting rmName: " << name;
-   Plinth::EveryStep step;
-   step( [ & ] { filteredRmConfig_->routeMapDel( name ); } );
-   step( [ & ] { routeMapConfigFilterSmDel( name ); } );
-   step( [ & ] { routeMapConfigSymbolSmDel( name ); } );
-   step( [ & ] { rmConfigSymbolReactorColl_->reactorDel( name ); } );
-   Quoin::Ptr<RouteMapSymbol> symbol = allRmSymbol_->symbol( name );
-   step( [ & ] { allRmSymbol_->symbolDel( name ); } );
-   step( [ & ] {
-      if( matchAggRoleUsers_ ) matchAggRoleUsers_->mapNameDel( name );
-   } );
-   step( [ & ] {
-      if( symbol ) symbol->updateAndNotify( nullptr );
-   } );
-   step( [ & ] { routeMapUpdateNotifier_->versionInc( 1 ); } );
+   filteredRmConfig_->routeMapDel( name );
+   routeMapConfigFilterSmDel( name );
+   routeMapConfigSymbolSmDel( name );
+   rmConfigSymbolReactorColl_->reactorDel( name );
+   const Quoin::Ptr<RouteMapSymbol> symbol = allRmSymbol_->symbol( name );
+   allRmSymbol_->symbolDel( name );
+   if( matchAggRoleUsers_ ) matchAggRoleUsers_->mapNameDel( name );
+   if( symbol ) symbol->updateAndNotify( nullptr );
+   routeMapUpdateNotifier_->versionInc( 1 );
    pendingDeleteDel( name );
-   step.finish();
 }
 
 void RouteMapConfigSm::handleRouteMapOpMode() {

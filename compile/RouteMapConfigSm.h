@@ -74,7 +74,7 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    void handleChangeMissed() override;
    void handleRmConfig( const Quoin::Change & change );
    void handleEdits();
-   void handleDeferred( uint64_t & done, Plinth::EveryStep & step );
+   void handleDeferred( uint64_t & done );
    bool goesOn() const;
    void handleRouteMaps();
    void createRouteMap( const Quoin::String & name );

@@ -160,10 +160,13 @@ void RouteMapConfigSymbolSm::handleRouteMapSeq() {
 }
 
 void RouteMapConfigSymbolSm::handleRouteMapSeq( uint32_t seqno ) {
-   if( seqConfig( seqno ) )
-      createSeq( seqno );
-   else
-      deleteSeq( seqno );
+   const auto isReplaced = [ & ] {
+      const auto sm = seqConfigSm_.find( seqno );
+      return sm && sm->seqConfig() != seqConfig( seqno );
+   };
+   if( !seqConfig( seqno ) || isReplaced() ) deleteSeq( seqno );
+   // A subscriber of the publication may have created the sequence, which is handled by now, or released this machine.
+   if( seqConfig( seqno ) && !seqConfigSm_.find( seqno ) && !zombieReactors() ) createSeq( seqno );
 }
 
 void RouteMapConfigSymbolSm::createSeq( uint32_t seqno ) {
@@ -192,7 +195,12 @@ void RouteMapConfigSymbolSm::deleteSeq( uint32_t seqno ) {
    } else {   // never published
       modifiedRmSeqStatusList_->seqStatusDel( { seqno } );
       undefinedReferenceSeq_->removeSeq( seqno );
-      if( !rmSymbol_->rmStatus() ) return;
+      if( !rmSymbol_->rmStatus() ) {
+         // The machine may await a symbol for this sequence. To watch it further would keep the symbol in its table.
+         if( awaitedReactor_.notifier() ) scheduleUpdateTask();
+         awaitedReactor_.notifierIs( nullptr );
+         return;
+      }
    }
    maybeUpdateRmStatusAndSymbol();
 }
@@ -254,27 +262,24 @@ void RouteMapConfigSymbolSm::addChangesToModifiedSeqStatusList() {
    }
 }
 
-// Each record is removed when it is applied; a record that is written meanwhile waits for the next compilation. A subscriber may throw;
-// removed records are in the next generation nevertheless.
+// Each record is removed when it is applied; a record that is written meanwhile waits for the next compilation.
 void RouteMapConfigSymbolSm::addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase & sm ) {
    const auto seqConfig = this->seqConfig( seqno );
    QUOIN_ASSERT( seqConfig, "seqConfig" );
    auto entry = getOrCreateModifiedSeqStatusEntry( seqno );
    const auto pending = rmConfigSymbolReactor_->pendingUpdate( seqno );
-   Plinth::EveryStep step;
-   step( [ & ] { addMatcherChanges( entry, sm, pending.get() ); } );
-   step( [ & ] { addSetterChanges( entry, sm, pending.get() ); } );
+   addMatcherChanges( entry, sm, pending.get() );
+   addSetterChanges( entry, sm, pending.get() );
    addContinueChange( seqno, *entry.seqStatus(), *sm.sequenceChange() );
-   addSubRouteMapChange( entry, sm, pending.get(), seqConfig->subRouteMap().invertResult, step );
-   addAggRoleAttrMapChange( entry, sm, pending.get(), step );
-   addSymbols( sm, step );
+   addSubRouteMapChange( entry, sm, pending.get(), seqConfig->subRouteMap().invertResult );
+   addAggRoleAttrMapChange( entry, sm, pending.get() );
+   addSymbols( sm );
    Quoin::Ptr<PendingSymbolUpdate> left = rmConfigSymbolReactor_->pendingUpdate( seqno );   // the calls above may have created it
-   step( [ & ] { rmConfigSymbolReactor_->pendingUpdateDel( seqno ); } );
+   rmConfigSymbolReactor_->pendingUpdateDel( seqno );
    if( left ) addPending( entry, left );
    sm.sequenceChange()->permitChangeIs( false );
    entry.seqStatus()->matchActionIs( seqConfig->permit() );
    if( seqConfigSm_.find( seqno ).get() == &sm ) modifiedRmSeqStatusList_->seqStatusIs( entry );   // the sequence may have been deleted
-   step.finish();
 }
 
 void RouteMapConfigSymbolSm::addMatcherChanges( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm,
@@ -329,7 +334,7 @@ void RouteMapConfigSymbolSm::addContinueChange( uint32_t seqno, RouteMapSeqStatu
 }
 
 void RouteMapConfigSymbolSm::addSubRouteMapChange( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm,
-                                                   PendingSymbolUpdate * pending, bool invertResult, Plinth::EveryStep & step ) {
+                                                   PendingSymbolUpdate * pending, bool invertResult ) {
    const auto change = sm.sequenceChangeSym()->subRouteMapChangeSymbol();
    if( !change ) return;
    sm.sequenceChangeSym()->subRouteMapChangeSymbolIs( nullptr );
@@ -338,8 +343,8 @@ void RouteMapConfigSymbolSm::addSubRouteMapChange( ModifiedRouteMapSeqStatus & e
    const auto status = symbol ? symbol->rmStatus() : nullptr;
    PLINTH_TRACE( trace, level8 ) << " changing sub-route-map symbol from=" << DisplayPointer::toString( sm.subRmSymSeq()->symbol().get() )
                                  << " to=" << DisplayPointer::toString( symbol.get() );
-   step( [ & ] { sm.subRmSymSeq()->currentVersionIs( versionOf( symbol.get() ) ); } );
-   step( [ & ] { sm.subRmSymSeq()->symbolIs( symbol ); } );
+   sm.subRmSymSeq()->currentVersionIs( versionOf( symbol.get() ) );
+   sm.subRmSymSeq()->symbolIs( symbol );
    entry.seqStatus()->subRouteMapIs( status );
    entry.seqStatus()->subInvertIs( symbol && invertResult );
    entry.setSubRouteMapUndefined( symbol && !status );
@@ -348,7 +353,7 @@ void RouteMapConfigSymbolSm::addSubRouteMapChange( ModifiedRouteMapSeqStatus & e
 }
 
 void RouteMapConfigSymbolSm::addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm,
-                                                      PendingSymbolUpdate * pending, Plinth::EveryStep & step ) {
+                                                      PendingSymbolUpdate * pending ) {
    const auto change = sm.sequenceChangeSym()->aggRoleAttrMapChangeSymbol();
    if( !change ) return;
    sm.sequenceChangeSym()->aggRoleAttrMapChangeSymbolIs( nullptr );
@@ -357,8 +362,8 @@ void RouteMapConfigSymbolSm::addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus 
    PLINTH_TRACE( trace, level8 ) << " changing AggRoleAttrMap symbol from="
                                  << DisplayPointer::toString( sm.aggRoleAttrMapSymSeq()->symbol().get() )
                                  << " to=" << DisplayPointer::toString( symbol.get() );
-   step( [ & ] { sm.aggRoleAttrMapSymSeq()->currentVersionIs( versionOf( symbol.get() ) ); } );
-   step( [ & ] { sm.aggRoleAttrMapSymSeq()->symbolIs( symbol ); } );
+   sm.aggRoleAttrMapSymSeq()->currentVersionIs( versionOf( symbol.get() ) );
+   sm.aggRoleAttrMapSymSeq()->symbolIs( symbol );
    entry.seqStatus()->aggRoleAttrMapIs( status );
    entry.setAggRoleAttrMapUndefined( symbol && !status );
    undefinedReferenceSeq_->updateAggRoleAttrMapReference( entry.key().seqno, status );
@@ -367,7 +372,7 @@ void RouteMapConfigSymbolSm::addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus 
 
 // Replaces the symbols that the sequence watches. The list of symbols of a clause is replaced as a whole. The symbols of a change that is
 // not applied yet stay recorded.
-void RouteMapConfigSymbolSm::addSymbols( RmSeqConfigSymbolSmBase & sm, Plinth::EveryStep & step ) {
+void RouteMapConfigSymbolSm::addSymbols( RmSeqConfigSymbolSmBase & sm ) {
    const auto add = []( auto option, const PolicySymbols & symbols, auto & symSeq ) {
       if( symbols.empty() ) {
          PLINTH_TRACE( trace, level8 ) << option << " symbol is deleted";
@@ -381,11 +386,11 @@ void RouteMapConfigSymbolSm::addSymbols( RmSeqConfigSymbolSmBase & sm, Plinth::E
    for( auto i = changes->matcherChangeSymbol().safeIterator(); i; i.next() ) {
       if( sm.sequenceChange()->matcherChange().find( i.key() ) ) continue;
       const auto change = changes->matcherChangeSymbolDel( i.key() );
-      step( [ & ] { add( change->option(), change->matchSymbol(), *sm.matchSymSeq() ); } );
+      add( change->option(), change->matchSymbol(), *sm.matchSymSeq() );
    }
    for( auto i = changes->setterChangeSymbol().safeIterator(); i; i.next() ) {
       const auto change = changes->setterChangeSymbolDel( i.key() );
-      step( [ & ] { add( change->option(), change->setSymbol(), *sm.setSymSeq() ); } );
+      add( change->option(), change->setSymbol(), *sm.setSymSeq() );
    }
 }
 
@@ -436,6 +441,7 @@ void RouteMapConfigSymbolSm::maybeUpdateRmStatusAndSymbol() {
    if( isDeferred() ) {
       defer();
    } else if( modifiedRmSeqStatusList_->seqStatus().empty() ) {
+      awaitedReactor_.notifierIs( nullptr );
       if( rmConfigSymbolReactor_->pendingUpdate().empty() ) rmSymbol_->statusCurrentIs( true );
       PLINTH_TRACE( trace, level8 ) << "No change to route map";
    } else if( hasRmPolicySymbolProcessingCompleted() ) {

@@ -10,7 +10,6 @@
 #include "compile/RouteMapSeqConfigSmBase.h"
 #include "compile/UndefinedReferenceSeq.h"
 #include "rolestatus/AllRouteMapStatus.h"
-#include "substrate/plinth/EveryStep.h"
 #include "substrate/zeugma/Task.h"
 
 namespace Routing::Policy {
@@ -113,10 +112,9 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    void addSetterChanges( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm, PendingSymbolUpdate * pending );
    void addContinueChange( uint32_t seqno, RouteMapSeqStatus & status, SequenceChange & change );
    void addSubRouteMapChange( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm, PendingSymbolUpdate * pending,
-                              bool invertResult, Plinth::EveryStep & step );
-   void addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm, PendingSymbolUpdate * pending,
-                                 Plinth::EveryStep & step );
-   void addSymbols( RmSeqConfigSymbolSmBase & sm, Plinth::EveryStep & step );
+                              bool invertResult );
+   void addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm, PendingSymbolUpdate * pending );
+   void addSymbols( RmSeqConfigSymbolSmBase & sm );
    void addPending( ModifiedRouteMapSeqStatus & entry, const Quoin::Ptr<const PendingSymbolUpdate> & pending );
    void addPendingUpdate( uint32_t seqno );
 

@@ -11,14 +11,9 @@ void RouteMapUpdateNotifier::versionIs( uint32_t version ) {
    if( version == std::exchange( version_, version ) || telling_ ) return;
    const Quoin::ReleaseScope whole;   // a reaction may release it
    telling_ = true;
-   try {
-      for( uint32_t told = version_ - 1; told != version_; ) {
-         told = version_;
-         publisher_.publishChange( Quoin::FieldId( Field::version ) );
-      }
-   } catch( ... ) {
-      telling_ = false;
-      throw;
+   for( uint32_t told = version_ - 1; told != version_; ) {
+      told = version_;
+      publisher_.publishChange( Quoin::FieldId( Field::version ) );
    }
    telling_ = false;
 }

@@ -39,8 +39,7 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
    /// Whether the records hold a change to apply. A symbol of a match clause alone does not count.
    bool isModified() const;
    /// Called for each matcher change when it is applied. An override may create the matcher here, or replace it if its list has changed
-   /// since the change was recorded. `symbols`: the new symbols of the clause; null if they did not change. Errors: an exception reaches
-   /// the caller, and the change stays pending.
+   /// since the change was recorded. `symbols`: the new symbols of the clause; null if they did not change.
    virtual void handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols );
 
    const Quoin::String & rmName() const noexcept { return rmName_; }

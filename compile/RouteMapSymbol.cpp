@@ -1,6 +1,5 @@
 #include "compile/RouteMapSymbol.h"
 
-#include "substrate/plinth/EveryStep.h"
 #include "substrate/plinth/Trace.h"
 #include "substrate/quoin/DisplayPointer.h"
 #include "substrate/trailmark/Trailmark.h"
@@ -21,15 +20,11 @@ AllRouteMapSymbol::~AllRouteMapSymbol() = default;
 void RouteMapSymbol::updateAndNotify( const Quoin::Ptr<const RouteMapStatus> & status ) {
    const Quoin::Ptr<RouteMapSymbol> self( this );   // a reaction may release the last reference
    if( status != rmStatus_ ) rmStatusIs( status );
-   Plinth::EveryStep step;   // the version must change even if a subscriber throws
-   step( [ & ] { statusCurrentIs( true ); } );
-   step( [ & ] {
-      if( notifier() ) notifier()->versionInc( 1 );
-   } );
+   statusCurrentIs( true );
+   if( notifier() ) notifier()->versionInc( 1 );
    const uint32_t version = notifierVersion();
    PLINTH_TRACE( trace, level8 ) << Quoin::DisplayPointer::toString( this ) << "Updated to version=" << version;
    Trailmark::defaultTrailmarkHandle().write( updatedMsg, name(), version );
-   step.finish();
 }
 
 Quoin::Ptr<RouteMapSymbol> RouteMapSymbol::dedup( const Quoin::Ptr<const RouteMapSymbolDedupTable> & table ) {

@@ -14,8 +14,7 @@
 #include "substrate/plinth/Clock.h"
 #include "substrate/zeugma/Task.h"
 
-/// Connects a scheduler and a clock to an io_context. While no work is pending, nothing runs. An exception of a task or timed call leaves
-/// run() of the io_context, and run() may be called again.
+/// Connects a scheduler and a clock to an io_context. While no work is pending, nothing runs.
 /// Ownership: shares the scheduler and the clock; the io_context outlives this object. Threading: the thread of the loop.
 class AsioLoop {
  public:
@@ -37,22 +36,16 @@ class AsioLoop {
    // The length of a turn of tasks. Events of the agent that arrive during a turn run before the next turn.
    static constexpr std::chrono::milliseconds kTurn{ 5 };
 
-   // A handler that runs `work` and then `again`, also if `work` throws. It does nothing if this object was destroyed before.
+   // A handler that runs `work` and then `again`. It does nothing if this object was destroyed before.
    template <class Work, class Again>
    auto inLoop( Work work, Again again ) {
       return [ here = std::weak_ptr<AsioLoop *>( here_ ), work, again ]( const boost::system::error_code & error = {} ) {
          auto self = here.lock();
          if( !self || error ) return;   // an error means that another wait has replaced this one
          AsioLoop & loop = **self;
-         self.reset();   // the work may destroy the AsioLoop
-         struct Behind {
-            std::weak_ptr<AsioLoop *> here;
-            Again again;
-            ~Behind() {
-               if( const auto self = here.lock() ) again( **self );
-            }
-         } behind{ here, again };
-         work( loop );
+         self.reset();
+         work( loop );   // may destroy the AsioLoop
+         if( const auto still = here.lock() ) again( **still );
       };
    }
 

@@ -69,7 +69,6 @@ void eraseMember( Publisher & publisher, Quoin::FieldId field, Collection & coll
 }
 
 /// Empties the collection first and then publishes the removal of every member, so no subscriber sees a half-empty collection.
-/// If a subscriber throws, the remaining removals are not published.
 template <class Publisher, class Collection>
 void eraseAllMembers( Publisher & publisher, Quoin::FieldId field, Collection & collection ) {
    Quoin::ReleaseScope scope;   // a subscriber may drop the owner

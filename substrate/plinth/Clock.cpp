@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "substrate/plinth/Exception.h"
+#include "substrate/quoin/Assert.h"
 
 namespace Plinth {
 
@@ -19,7 +20,7 @@ Clock::Seconds Clock::untilNextCall() const {
 }
 
 void Clock::wakeUpIfSoonerThan( Seconds before ) {
-   if( nextCall() < before && wakeUp_ ) wakeUp_();
+   if( nextCall() < before && wakeUp_ ) Quoin::whole( "a wake-up", wakeUp_ );
 }
 
 size_t Clock::callDue() {
@@ -33,7 +34,7 @@ size_t Clock::callDue() {
       notifiee.leave();
       notifiee.due_ = kNever;
       ++called;
-      notifiee.handleTime();   // the call may destroy the notifiee
+      Quoin::whole( "a timed call", [ & ] { notifiee.handleTime(); } );   // the call may destroy the notifiee
    }
    return called;
 }

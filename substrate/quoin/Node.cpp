@@ -3,6 +3,8 @@
 #include <utility>
 #include <vector>
 
+#include "substrate/quoin/Assert.h"
+
 namespace Quoin {
 
 namespace {
@@ -61,8 +63,10 @@ bool Node::goneBehindHook() const noexcept {
 }
 
 void Node::wait( uint32_t why ) const noexcept {
-   if( !state.waiting ) state.waiting = new std::vector<const Node *>;
-   state.waiting->push_back( this );
+   whole( "a release", [ & ] {
+      if( !state.waiting ) state.waiting = new std::vector<const Node *>;
+      state.waiting->push_back( this );
+   } );
    flags_ |= kWaits | why;
 }
 

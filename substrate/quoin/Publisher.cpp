@@ -1,6 +1,7 @@
 #include "substrate/quoin/Publisher.h"
 
 #include "substrate/plinth/Exception.h"
+#include "substrate/quoin/Assert.h"
 
 namespace Quoin {
 
@@ -80,14 +81,16 @@ void Publisher::subscriberRemove( Subscriber * subscriber ) noexcept {
    if( list_ && subscriber && subscriber->list_ == list_ ) list_->unlink( subscriber );
 }
 
-void Publisher::deliver( const Change & change ) {
+void Publisher::deliver( const Change & change ) noexcept {
    Subscriber::List & list = *list_;
    const uint64_t number = ++list.published;
    Subscriber::List::Cursor cursor( list );
-   while( Subscriber * s = cursor.next ) {
-      cursor.next = s->next_;
-      if( s->active_ && s->since_ < number ) s->onChange( change );   // the call may destroy the subscriber
-   }
+   whole( "a reaction", [ & ] {
+      while( Subscriber * s = cursor.next ) {
+         cursor.next = s->next_;
+         if( s->active_ && s->since_ < number ) s->onChange( change );   // the call may destroy the subscriber
+      }
+   } );
 }
 
 }   // namespace Quoin

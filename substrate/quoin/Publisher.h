@@ -36,7 +36,7 @@ class ROUTEPOLICY_API Subscriber {
    Subscriber & operator=( const Subscriber & ) = delete;
 
    /// Called for each change, inside the write. It is re-entrant: it may subscribe, unsubscribe, write, and destroy subscribers,
-   /// including this one.
+   /// including this one. Errors: an exception ends the process.
    virtual void onChange( const Change & change ) = 0;
 
    /// Whether a subscription exists. It ends when the publisher is destroyed.
@@ -76,17 +76,17 @@ class ROUTEPOLICY_API Publisher {
    void subscriberRemove( Subscriber * subscriber ) noexcept;
 
    /// Notifies every subscriber, in the order of subscription, that `field` has changed.
-   void publishChange( FieldId field ) {
+   void publishChange( FieldId field ) noexcept {
       if( list_ ) deliver( Change{ field } );
    }
 
    /// Notifies every subscriber that the member under `key` of the collection `field` has changed. The arguments become the Change.
-   void publishChangeRecursive( FieldId field, const void * key, const void * oldValue, KeyIsEq keyIsEq ) {
+   void publishChangeRecursive( FieldId field, const void * key, const void * oldValue, KeyIsEq keyIsEq ) noexcept {
       if( list_ ) deliver( Change{ field, key, oldValue, keyIsEq } );
    }
 
  private:
-   void deliver( const Change & change );
+   void deliver( const Change & change ) noexcept;
    Subscriber::List * list_ = nullptr;   // owned; created for the first subscriber
 };
 

@@ -15,13 +15,10 @@ ConfigEdit::ConfigEdit( const Quoin::Ptr<Config> & config ) : config_( config ) 
 }
 
 ConfigEdit::~ConfigEdit() {
-   try {
-      close();
-   } catch( ... ) {   // a caller that wants the exception calls close()
-   }
+   close();
 }
 
-void ConfigEdit::close() {
+void ConfigEdit::close() noexcept {
    const auto config = std::exchange( config_, nullptr );
    if( !config || --config->edits_ != 0 ) return;
    config->publisher_.publishChange( Quoin::FieldId( Config::Field::edits ) );

@@ -52,14 +52,12 @@ class ROUTEPOLICY_API ConfigEdit {
  public:
    /// Errors: MutatorArgNullPointerException on null.
    explicit ConfigEdit( const Quoin::Ptr<Config> & config );
-   /// Closes the scope. Exceptions of a subscriber or of the scheduler's wake-up callback are ignored; see close().
-   ~ConfigEdit();
+   ~ConfigEdit();   // closes the scope
    ConfigEdit( const ConfigEdit & ) = delete;
    ConfigEdit & operator=( const ConfigEdit & ) = delete;
 
-   /// Closes the scope early; a second call does nothing. Errors: exceptions of a subscriber or of the scheduler's wake-up callback are
-   /// passed on. The scope is closed nevertheless, and the next pending change schedules the task again.
-   void close();
+   /// Closes the scope early; a second call does nothing.
+   void close() noexcept;
 
  private:
    Quoin::Ptr<Config> config_;   // null after the scope was closed

@@ -5,7 +5,6 @@
 
 #include <utility>
 
-#include "substrate/plinth/EveryStep.h"
 #include "substrate/routemap/ListSymbol.h"
 
 namespace Routing::RouteMap {
@@ -13,7 +12,7 @@ namespace Routing::RouteMap {
 /// The producer's side of a list symbol: it notifies the subscribers of the symbol that a change is in progress, and that it is published.
 /// A name has one producer at a time; a new producer may be created before the old one is destroyed.
 /// Ownership: holds the symbol. When the publication is destroyed, the list becomes undefined, unless a new producer has defined it
-/// meanwhile; exceptions of subscribers are then ignored.
+/// meanwhile.
 /// Threading: the activity thread; evaluation may continue to read published statuses on other threads.
 template <class Status>
 class ListPublication {
@@ -24,21 +23,20 @@ class ListPublication {
       state_->gone = true;
       const auto symbol = state_->symbol;
       const auto isMine = [ & ] { return state_->status && symbol->status() == state_->status; };
-      Plinth::EveryStep quietly;
       if( isMine() )
-         quietly( [ & ] { symbol->statusCurrentIs( false ); } );
+         symbol->statusCurrentIs( false );
       else if( !state_->underWay )
          return;
       const bool undefines = isMine();   // the notification may have created a new producer
-      if( undefines ) quietly( [ & ] { symbol->statusIs( nullptr ); } );
-      quietly( [ & ] { symbol->statusCurrentIs( true ); } );
-      if( const auto notifier = symbol->notifier(); notifier && undefines ) quietly( [ & ] { notifier->versionInc( 1 ); } );
+      if( undefines ) symbol->statusIs( nullptr );
+      symbol->statusCurrentIs( true );
+      if( const auto notifier = symbol->notifier(); notifier && undefines ) notifier->versionInc( 1 );
    }
    ListPublication( const ListPublication & ) = delete;
    ListPublication & operator=( const ListPublication & ) = delete;
 
    const Quoin::Ptr<Symbol> & symbol() const noexcept { return state_->symbol; }
-   /// Whether a change has begun and is not published yet, also because a subscriber threw.
+   /// Whether a change has begun and is not published yet.
    bool underWay() const noexcept { return state_->underWay; }
 
    /// Begins a change. Until publish(), the published status does not agree with the configuration.

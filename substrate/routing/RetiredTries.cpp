@@ -2,6 +2,8 @@
 
 #include <thread>
 
+#include "substrate/quoin/Assert.h"
+
 namespace Routing {
 
 namespace {
@@ -32,11 +34,10 @@ RetiredTries::~RetiredTries() {
 
 void RetiredTries::take( const Quoin::Ptr<PatriciaTrieWithNodeData> & trie ) noexcept {
    if( trie->entryCount() <= kSmall ) return;
-   try {
-      timeMinIs( Plinth::Clock::Seconds( 0 ) );
+   Quoin::whole( "a release", [ & ] {
       tries_.push_back( trie );
-   } catch( ... ) {   // the trie is destroyed at once
-   }
+      timeMinIs( Plinth::Clock::Seconds( 0 ) );
+   } );
 }
 
 void RetiredTries::handleTime() {

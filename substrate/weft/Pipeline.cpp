@@ -156,12 +156,9 @@ void Pipeline::handleInputReady() {
    if( !outputState_ || busy_ ) return;   // torn down, or called from a subscriber to the output
    if( outputState_->outputReady( kOutput ) ) {
       PLINTH_TRACE( trace_, level8 ) << texts_.inputReadyHandler << " already ready, not reconciling.";
-      inputSmScanState_->handleIdle();   // reconcile() has not reached this step if a subscriber threw
       return;
    }
-   if( !initialScanDone_ ) return;
-   if( !inputSmScanState_->scansFinished() ) scanPending();   // an exception ended the previous scan
-   if( inputSmScanState_ && inputSmScanState_->scansFinished() ) reconcile();
+   if( initialScanDone_ && inputSmScanState_->scansFinished() ) reconcile();
 }
 
 void Pipeline::reconcile() {
@@ -182,7 +179,6 @@ void Pipeline::insert() {
    PLINTH_TRACE( trace_, level7 ) << texts_.into << ": inserting value=" << ( now ? "true" : "false" );
    wefterControl_.trailmarkHandle()->write( insertedMsg, texts_.name, now );
    outputIs( now );
-   if( outputState_ && !busy_ && !ready() ) handleInputReady();   // an exception of a subscriber ended the previous scan
 }
 
 void Pipeline::doDeleteAll() {

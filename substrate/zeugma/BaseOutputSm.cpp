@@ -1,5 +1,6 @@
 #include "substrate/zeugma/BaseOutputSm.h"
 
+#include "substrate/quoin/Assert.h"
 #include "substrate/quoin/DisplayPointer.h"
 
 namespace Zeugma {
@@ -36,17 +37,12 @@ void BaseOutputSm::hasNotificationActiveIs( bool active ) {
    const Quoin::ReleaseScope whole;   // a repeated scan may drop the machine, or write this flag again
    active_ = active;
    wasActive_ = true;
-   try {
-      bool missed = false;
-      for( SmPart * part = first_; part && active_ == active; part = part->next_ ) {
-         missed |= part->partChangeMissed();
-         part->partNotificationActiveIs( active );
-      }
-      if( missed && active_ && !zombie_ ) handleChangeMissed();
-   } catch( ... ) {
-      hasNotificationActiveIs( !active );
-      throw;
+   bool missed = false;
+   for( SmPart * part = first_; part && active_ == active; part = part->next_ ) {
+      missed |= part->partChangeMissed();
+      part->partNotificationActiveIs( active );
    }
+   if( missed && active_ && !zombie_ ) Quoin::whole( "a reaction", [ this ] { handleChangeMissed(); } );
 }
 
 void BaseOutputSm::plinthDoZombieReactors( bool zombie ) {

@@ -144,7 +144,7 @@ class NestedSms final : private SmPart {
  public:
    using Machines = Plinth::TreeMap<K, Quoin::Ptr<Sm>>;
    explicit NestedSms( BaseOutputSm & owner ) noexcept : SmPart( owner ) {}
-   ~NestedSms() { clear(); }
+   ~NestedSms() override { clear(); }
 
    const Machines & machines() const noexcept { return machines_; }
    /// The machine under `key`, or null.
@@ -192,7 +192,7 @@ template <class Sm>
 class NestedSm final : private SmPart {
  public:
    explicit NestedSm( BaseOutputSm & owner ) noexcept : SmPart( owner ) {}
-   ~NestedSm() { giveUp( machine_.get() ); }
+   ~NestedSm() override { giveUp( machine_.get() ); }
    /// The nested machine; null until the first machineIs().
    const Quoin::Ptr<Sm> & machine() const noexcept { return machine_; }
    /// Nests a machine, replacing the previous one, and switches it on. Errors: MutatorArgNullPointerException on null.

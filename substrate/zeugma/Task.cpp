@@ -71,7 +71,7 @@ void TaskScheduler::run( Task & task ) {
    running_ = &task;
    inRun_ = true;
    runEnds_ = std::min( after( quantum_ ), turnEnds_ );
-   now.handler();
+   Quoin::whole( "a task", now.handler );
 }
 
 bool TaskScheduler::shouldYield( const Task & task ) const {
@@ -82,12 +82,7 @@ void TaskScheduler::schedule( Task & task ) {
    if( task.due_ ) return;
    enqueue( task );
    if( dueCount_ != 1 || inRun_ || !wakeUp_ ) return;
-   try {
-      wakeUp_();
-   } catch( ... ) {   // without the wake-up, the task would never run
-      dequeue( task );
-      throw;
-   }
+   Quoin::whole( "a wake-up", wakeUp_ );   // without it, the task would never run
 }
 
 void TaskScheduler::enqueue( Task & task ) noexcept {

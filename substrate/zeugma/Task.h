@@ -99,7 +99,7 @@ class ROUTEPOLICY_API Task final {
    Task( const Task & ) = delete;
    Task & operator=( const Task & ) = delete;
 
-   /// Requests one run; inside its own run, one more run. An exception of the wake-up callback is passed on, and the task is then not due.
+   /// Requests one run; inside its own run, one more run.
    void scheduleTask() { scheduler_->schedule( *this ); }
    /// Whether the task is due.
    bool taskScheduled() const noexcept { return due_; }

@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -656,53 +655,6 @@ TEST_F( ConfigEditTest, aPublicationThatOpensAndClosesAScopeHoldsNothingUp ) {
    run();
    EXPECT_EQ( take(), ( Counts{ { "A", 1 }, { "B", 1 } } ) );
    EXPECT_TRUE( allCurrent() );
-}
-
-TEST_F( ConfigEditTest, whatAReactionThrowsTakesNothingFromTheOthers ) {
-   for( const char * name : { "B", "C" } ) add( name );
-   add( "A", "B" );
-   start();
-   open();
-   for( const char * name : { "A", "B", "C" } ) edit( name );
-   close();
-   onPublished = []( const std::string & ) { throw std::runtime_error( "a reaction" ); };
-   EXPECT_THROW( run(), std::runtime_error );
-   run();
-   EXPECT_EQ( take(), ( Counts{ { "A", 1 }, { "B", 1 }, { "C", 1 } } ) );
-   EXPECT_TRUE( allCurrent() );
-   edit( "A" );
-   EXPECT_EQ( take(), ( Counts{ { "A", 1 } } ) );
-}
-
-TEST_F( ConfigEditTest, whatAReactionThrowsInsideTheScopeLosesNothing ) {
-   add( "A" );
-   start();
-   open();
-   Reaction thrower( *symbols[ "A" ], []( const Quoin::Change & ) { throw std::runtime_error( "not current" ); } );
-   entry( "A" )->permitIs( deny );
-   EXPECT_THROW( raise( "A" ), std::runtime_error );
-   thrower.function = {};
-   EXPECT_EQ( closeAndRun(), ( Counts{ { "A", 1 } } ) );
-   EXPECT_EQ( status( "A" )->seqStatus( 10 )->matchAction(), deny );
-}
-
-TEST_F( ConfigEditTest, aWakeUpThatThrowsLosesNothing ) {
-   add( "A" );
-   start();
-   for( const bool explicitly : { true, false } ) {
-      open();
-      edit( "A" );
-      scheduler->wakeUpCallbackIs( [] { throw std::runtime_error( "no loop" ); } );
-      if( explicitly ) { EXPECT_THROW( scopes.back()->close(), std::runtime_error ); }
-      scopes.clear();
-      EXPECT_EQ( config->edits(), 0u );
-      scheduler->wakeUpCallbackIs( nullptr );
-      run();
-      EXPECT_EQ( take(), Counts{} );
-      edit( "A" );   // the next change schedules the task again
-      run();
-      EXPECT_EQ( take(), ( Counts{ { "A", 1 } } ) );
-   }
 }
 
 TEST_F( ConfigEditTest, theMachineMayBeDroppedByAPublication ) {

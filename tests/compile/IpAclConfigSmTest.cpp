@@ -2,9 +2,7 @@
 
 #include <functional>
 #include <limits>
-#include <new>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -12,7 +10,6 @@
 
 #include "substrate/plinth/Exception.h"
 #include "tests/compile/AclFixtures.h"
-#include "tests/substrate/zeugma/AllocationCount.h"
 
 namespace Routing::Policy {
 namespace {
@@ -245,15 +242,6 @@ TEST_F( IpAclConfigSmTest, anEditInsideTheWakeUpCallbackIsCompiled ) {
       EXPECT_EQ( ruleCountOf( status() ), 4u ) << "the version that came last is watched";
       sm = nullptr;
    }
-}
-
-TEST_F( IpAclConfigSmTest, aConstructionThatThrowsLeavesNothingBehind ) {
-   list->currVersionIs( version = aclVersion( manyRules( 2 ) ) );
-   clock->wakeUpCallbackIs( [] { throw std::runtime_error( "loop" ); } );
-   EXPECT_THROW( start(), std::runtime_error );
-   clock->wakeUpCallbackIs( {} );
-   ruleIs( *version, "99 deny 99.0.0.0/8" );
-   EXPECT_TRUE( nothingDue( *clock ) );
 }
 
 // ---- rules
@@ -872,99 +860,6 @@ TEST_F( IpAclConfigSmTest, mayBeReleasedOrStoppedInsideASlice ) {
    runUntilIdle( *startInterruptedBy( stop ) );
    EXPECT_FALSE( sm );
    EXPECT_EQ( published(), before ) << "a stopped machine publishes nothing";
-}
-
-TEST_F( IpAclConfigSmTest, theNextSliceGoesOnAfterOneThatThrows ) {
-   for( const bool edited : { false, true } ) {
-      SCOPED_TRACE( edited ? "behind an edit" : "without an edit" );
-      OnlyOnce once( [ & ] {
-         if( edited ) ruleIs( *version, "5 deny 99.0.0.0/8" );
-         throw std::runtime_error( "clock" );
-      } );
-      const auto before = published();
-      const auto asking = startInterruptedBy( once );
-      EXPECT_THROW( asking->callDue(), std::runtime_error );
-      EXPECT_EQ( sm->bookmark(), edited ? 0u : 30u );
-      EXPECT_EQ( published(), before );
-      runUntilIdle( *asking );
-      EXPECT_EQ( ruleCountOf( status() ), edited ? 5u : 4u );
-      EXPECT_EQ( published(), before + 1 );
-   }
-}
-
-TEST_F( IpAclConfigSmTest, aRuleWithoutMemoryIsTheFirstOfTheNextSlice ) {
-   constexpr unsigned kRules = 6;
-   size_t n = 0;
-   for( ;; ++n ) {
-      SCOPED_TRACE( n );
-      startSliced( kRules );
-      sm->clockQuantumIs( Clock::kNever );
-      const auto trie = sm->newTrie();
-      const auto before = published();
-      bool failed = false, happened = false;
-      {
-         const AllocationFailure failure( n );
-         try {
-            clock->callDue();
-         } catch( const std::bad_alloc & ) { failed = true; }
-         happened = failure.happened();
-      }
-      if( !happened ) break;
-      if( !failed ) {   // of space for them all, which each can find for itself
-         EXPECT_EQ( ruleCountOf( status() ), kRules );
-         continue;
-      }
-      EXPECT_EQ( sm->newTrie(), trie ) << "what is done is done";
-      const auto done = rulesOf( *trie ).size();
-      EXPECT_LT( done, kRules ) << "behind the rules, nothing is allocated";
-      EXPECT_TRUE( sm->bookmark() == 10 * ( done + 1 ) || ( done == 0 && sm->bookmark() == 0 ) ) << sm->bookmark();
-      EXPECT_EQ( clock->untilNextCall(), Seconds( 0 ) );
-      EXPECT_EQ( published(), before );
-      EXPECT_EQ( runUntilIdle( *clock ), 1 );
-      EXPECT_EQ( ruleCountOf( status() ), kRules );
-      EXPECT_EQ( published(), before + 1 );
-      ASSERT_LT( n, 1000u );
-   }
-   EXPECT_EQ( ruleCountOf( status() ), kRules );
-   EXPECT_GT( n, 2u );
-}
-
-TEST_F( IpAclConfigSmTest, aRestartWithoutMemoryIsRepeatedAtTheNextSlice ) {
-   for( size_t n = 0;; ++n ) {
-      SCOPED_TRACE( n );
-      startSliced( 6 );
-      clock->callDue();
-      const auto rules = rulesOf( *sm->newTrie() ).size();
-      ASSERT_TRUE( rules > 0 && rules < 6 );
-      bool failed = false;
-      {
-         const AllocationFailure failure( n );
-         try {
-            sm->handleIpAccessListVersion();
-         } catch( const std::bad_alloc & ) { failed = true; }
-      }
-      {
-         const AllocationFailure again( failed ? 0 : ~size_t( 0 ) );   // the next slice finds none either
-         try {
-            clock->callDue();
-            EXPECT_FALSE( failed );
-         } catch( const std::bad_alloc & ) { EXPECT_TRUE( failed ); }
-      }
-      runUntilIdle( *clock );
-      EXPECT_EQ( ruleCountOf( status() ), 6u ) << "no rule stands twice";
-      if( !failed ) break;
-   }
-}
-
-TEST_F( IpAclConfigSmTest, aPublicationIsCompletedThoughSubscribersThrow ) {
-   startSliced( 1 );
-   const Reaction ofStatus( *symbol(), []( const Quoin::Change & ) { throw std::runtime_error( "status" ); } );
-   const Reaction ofVersion( *symbol()->notifier(), []( const Quoin::Change & ) { throw std::logic_error( "version" ); } );
-   EXPECT_THROW( clock->callDue(), std::runtime_error );
-   EXPECT_EQ( ruleCountOf( status() ), 1u );
-   EXPECT_EQ( published(), 1u );
-   EXPECT_FALSE( sm->newTrie() );
-   EXPECT_TRUE( nothingDue( *clock ) );
 }
 
 // ---- inspections

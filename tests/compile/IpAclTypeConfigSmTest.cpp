@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -539,21 +538,6 @@ TEST_F( IpAclTypeConfigSmTest, aListMayChangeInsideTheWakeUpCallback ) {
    }
 }
 
-TEST_F( IpAclTypeConfigSmTest, aListIsAddedByTheNextCallWhereTheWakeUpThrows ) {
-   start();
-   sm->hasNotificationActiveIs( false );
-   add( "A", manyRules( 2 ) );
-   clock->wakeUpCallbackIs( [] { throw std::runtime_error( "loop" ); } );
-   EXPECT_THROW( sm->handleIpAccessList( "A" ), std::runtime_error );
-   EXPECT_FALSE( machine() );
-   EXPECT_FALSE( has( "A" ) );
-   EXPECT_TRUE( nothingDue( *clock ) );
-   clock->wakeUpCallbackIs( {} );
-   sm->handleIpAccessList( "A" );
-   runUntilIdle( *clock );
-   EXPECT_EQ( ruleCountOf( status() ), 2u );
-}
-
 TEST_F( IpAclTypeConfigSmTest, aListDeletedInsideASliceIsUndefined ) {
    OnlyOnce once( [ & ] { type->aclDel( "A" ); } );
    const auto asking = makeNode<AskingClock>( [ & ] {
@@ -567,18 +551,6 @@ TEST_F( IpAclTypeConfigSmTest, aListDeletedInsideASliceIsUndefined ) {
    EXPECT_FALSE( status() );
    EXPECT_EQ( published(), 1u ) << "of its end alone";
    EXPECT_FALSE( has( "A" ) );
-}
-
-TEST_F( IpAclTypeConfigSmTest, aDeletionIsCompletedThoughSubscribersThrow ) {
-   startSettled();
-   const Reaction ofStatus( *held, []( const Quoin::Change & ) { throw std::runtime_error( "status" ); } );
-   const Reaction ofVersion( *held->notifier(), []( const Quoin::Change & ) { throw std::logic_error( "version" ); } );
-   const Reaction ofTable( *symbols, []( const Quoin::Change & ) { throw std::logic_error( "table" ); } );
-   EXPECT_THROW( type->aclDel( "A" ), std::runtime_error );
-   EXPECT_FALSE( status() );
-   EXPECT_EQ( published(), 2u );
-   EXPECT_FALSE( has( "A" ) );
-   EXPECT_FALSE( machine() );
 }
 
 TEST_F( IpAclTypeConfigSmTest, mayBeReleasedInsideADeletion ) {

@@ -3,7 +3,6 @@
 #include <functional>
 #include <set>
 #include <stdexcept>
-#include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -26,6 +25,7 @@ using CompileFixtures::listRule;
 using CompileFixtures::valueRule;
 using Quoin::makeNode;
 using Quoin::Ptr;
+using testing::HasSubstr;
 using testing::UnorderedElementsAre;
 
 constexpr auto kPrefixListBit = UndefinedPolicyReferenceBitfield::prefixListUndefined;
@@ -87,13 +87,16 @@ TEST( MatchOptions, setClausesThatNameACommunityListHaveItsKind ) {
 
 // ---- an agent's rows
 
-constexpr MatchOption kOwnList{ 200 };   // beyond what the library has a number for
+constexpr MatchOption kOwnList{ 200 }, kThrowing{ 201 }, kNull{ 202 };   // beyond what the library has a number for
 constexpr MatchOptionRow kOwn[] = {
    listOption<NexthopPrefixListMatcher>( kOwnList, kIpv4PrefixLists ),
    valueOption( MatchOption::matchMetric,
                 []( const MatchRule & rule ) { return makeNode<RouteMetricMatcher>( Zeugma::MaybeU63( rule.numericValue ) ); } ),
    // in place of the library's
    valueOption( MatchOption::matchTag, []( const MatchRule & ) { return makeNode<TagMatcher>( 7 ); } ),
+   // without a matcher
+   valueOption( kThrowing, []( const MatchRule & ) -> Ptr<const Matcher> { throw std::runtime_error( "refused" ); } ),
+   valueOption( kNull, []( const MatchRule & ) -> Ptr<const Matcher> { return nullptr; } ),
 };
 
 TEST( MatchOptions, anAgentsRowStandsInFrontOfTheLibrarys ) {
@@ -167,127 +170,14 @@ TEST_F( OwnMatchOptionsTest, aValueAndARowInPlaceOfTheLibrarysAreCompiled ) {
    EXPECT_EQ( tag->tag(), 7u );
 }
 
-// ---- rows that fail
+// ---- rows without a matcher
 
-/// What kFailing does: nothing special, throws, or returns null.
-enum class Failure : uint8_t { none, exception, null };
-Failure failure = Failure::none;
+using OwnMatchOptionsDeathTest = OwnMatchOptionsTest;
 
-constexpr MatchOption kFailingOption{ 201 };
-constexpr MatchOptionRow failingOption() {
-   auto row = listOption<NexthopPrefixListMatcher>( kFailingOption, kIpv4PrefixLists );
-   row.makeMatcher = []( const MatchRule &, const ListKind::Symbol * symbol ) -> Ptr<const Matcher> {
-      if( failure == Failure::exception ) throw std::runtime_error( "refused" );
-      if( failure == Failure::null ) return nullptr;
-      const auto & list = static_cast<const PrefixListSymbol &>( *symbol );
-      return makeNode<NexthopPrefixListMatcher>( list.name(), list.status() );
-   };
-   return row;
-}
-constexpr MatchOptionRow kFailing[] = { failingOption() };
-
-class FailingMatchOptionTest : public testing::TestWithParam<Failure> {
- protected:
-   FailingMatchOptionTest() { fails( false ); }
-   ~FailingMatchOptionTest() override { fails( false ); }
-   static void fails( bool now ) { failure = now ? GetParam() : Failure::none; }
-   void declare() { in->versionIs( in->version() + 1 ); }
-   /// The list that the compiled clause names, or why none is compiled.
-   std::string compiled() const {
-      const auto & status = symbol->rmStatus();
-      const auto sequence = status ? status->seqStatus( 10 ) : nullptr;
-      if( !sequence ) return "not published";
-      const auto matcher = as<NexthopPrefixListMatcher>( sequence->matcher( kFailingOption ) );
-      if( !matcher ) return "no matcher";
-      const std::string text( matcher->toStrep().view() );
-      return text.substr( 0, text.find( ';' ) ) + ( matcher->status() ? ", defined" : ", undefined" );
-   }
-   void publish() { list.publish(); }
-   void run() { scheduler->runUntilIdle(); }
-
-   const Ptr<Config> config = makeNode<Config>();
-   const Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
-   const Ptr<Zeugma::TaskScheduler> scheduler = makeNode<Zeugma::TaskScheduler>();
-   const Ptr<Map> in = config->routeMapIs( "IN" );
-   const Ptr<RouteMapSymbol> symbol = root->routeMapTable()->symbol( "IN" );
-   PrefixListProducer list{ root->ipv4PrefixListTable(), "L1", Ferule::AddressFamily::ipv4 };
-   const Ptr<RouteMapConfigSm> machine =
-      routeMapConfigSmFactory( config, makeNode<Config>(), root, makeNode<CommonRmConfigFilterSmHelper>( kFailing ),
-                               makeNode<CommonRmConfigSymbolSmHelper>( root, AgentOptions{ kFailing } ), scheduler, nullptr );
-   const Ptr<MapEntry> entry = in->mapEntryIs( 10 );   // not published yet
-   const std::string ofL1 = "NexthopPrefixListMatcher prefix-list L1", ofL2 = "NexthopPrefixListMatcher prefix-list L2";
-};
-INSTANTIATE_TEST_SUITE_P( MatchOptions, FailingMatchOptionTest, testing::Values( Failure::exception, Failure::null ) );
-
-TEST_P( FailingMatchOptionTest, aClauseWithoutAMatcherIsNotPublishedAndIsTriedAgain ) {
-   fails( true );
-   EXPECT_ANY_THROW( entry->matchRuleIs( listRule( kFailingOption, "L1" ) ) );
-   EXPECT_ANY_THROW( declare() );
-   publish();
-   EXPECT_NO_THROW( run() );
-   EXPECT_EQ( compiled(), "not published" );
-   fails( false );
-   declare();
-   EXPECT_EQ( compiled(), ofL1 + ", defined" );
-   EXPECT_EQ( symbol->rmStatus()->undefinedReferences().value, 0 );
-}
-
-TEST_P( FailingMatchOptionTest, aChangedClauseKeepsTheFormerMatcherUntilItHasOne ) {
-   entry->matchRuleIs( listRule( kFailingOption, "L1" ) );
-   declare();
-   fails( true );
-   EXPECT_ANY_THROW( entry->matchRuleIs( listRule( kFailingOption, "L2" ) ) );
-   EXPECT_ANY_THROW( declare() );
-   EXPECT_EQ( compiled(), ofL1 + ", undefined" );
-   fails( false );
-   declare();
-   EXPECT_EQ( compiled(), ofL2 + ", undefined" );
-   publish();
-   run();
-   EXPECT_EQ( compiled(), ofL2 + ", undefined" );
-}
-
-TEST_P( FailingMatchOptionTest, aChangedClauseDoesNotFallBackOnAnEarlierChange ) {
-   entry->matchRuleIs( listRule( kFailingOption, "L1" ) );
-   fails( true );
-   EXPECT_ANY_THROW( entry->matchRuleIs( listRule( kFailingOption, "L2" ) ) );
-   fails( false );
-   declare();
-   EXPECT_EQ( compiled(), ofL2 + ", undefined" );
-}
-
-TEST_P( FailingMatchOptionTest, aListThatChangesBeforeTheVersionIsTriedAgain ) {
-   entry->matchRuleIs( listRule( kFailingOption, "L1" ) );
-   publish();
-   fails( true );
-   EXPECT_ANY_THROW( declare() );
-   EXPECT_EQ( compiled(), "not published" );
-   fails( false );
-   declare();
-   EXPECT_EQ( compiled(), ofL1 + ", defined" );
-}
-
-TEST_P( FailingMatchOptionTest, aPublishedListKeepsTheFormerMatcher ) {
-   entry->matchRuleIs( listRule( kFailingOption, "L1" ) );
-   declare();
-   fails( true );
-   EXPECT_ANY_THROW( publish() );
-   EXPECT_NO_THROW( run() );
-   EXPECT_EQ( compiled(), ofL1 + ", undefined" );
-   EXPECT_TRUE( symbol->statusCurrent() ) << "callers do not wait";
-   fails( false );
-   publish();
-   run();
-   EXPECT_EQ( compiled(), ofL1 + ", defined" );
-}
-
-TEST_P( FailingMatchOptionTest, aClauseThatIsDeletedNeedsNoMatcher ) {
-   fails( true );
-   EXPECT_ANY_THROW( entry->matchRuleIs( listRule( kFailingOption, "L1" ) ) );
-   entry->matchRuleDel( kFailingOption );
-   declare();
-   EXPECT_EQ( compiled(), "no matcher" );
-   EXPECT_EQ( symbol->rmStatus()->undefinedReferences().value, 0 );
+TEST_F( OwnMatchOptionsDeathTest, aClauseWithoutAMatcherEndsTheProcess ) {
+   EXPECT_DEATH( entry->matchRuleIs( valueRule( kThrowing, 1 ) ), HasSubstr( "exception in a reaction: refused\n" ) );
+   EXPECT_DEATH( entry->matchRuleIs( valueRule( kNull, 1 ) ),
+                 HasSubstr( "exception in a reaction: MatchOptionRow::makeMatcher: the argument is null\n" ) );
 }
 
 // ---- the table of setters
@@ -328,6 +218,22 @@ TEST_F( SetterTableTest, settersThatAreAddedAndDeletedAreCompiledWithTheNextVers
    set( 6 );
    declare();
    EXPECT_EQ( compiled(), 6u );
+}
+
+TEST_F( SetterTableTest, aSetterThatChangesWhileItsSequenceIsCreatedIsCompiled ) {
+   set( 100 );
+   declare();
+   in->mapEntryDel( 10 );
+   unsigned last = 0;
+   const CompileFixtures::Reaction editor( *symbol, [ & ]( const Quoin::Change & ) {   // reacts to everything that the new machines do
+      if( symbol->statusCurrent() || last == 20 ) return;
+      symbol->statusCurrentIs( true );
+      set( ++last );
+   } );
+   in->mapEntryIs( 10 );
+   EXPECT_GT( last, 0u );
+   declare();
+   EXPECT_EQ( compiled(), last );
 }
 
 TEST_F( SetterTableTest, aSequenceThatIsCreatedAgainHasNoSettersOfTheDeletedOne ) {

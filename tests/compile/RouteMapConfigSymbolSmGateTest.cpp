@@ -181,6 +181,24 @@ TEST_F( RouteMapConfigSymbolSmGateTest, oneOfTwoHoldersIsNotEnough ) {
    EXPECT_TRUE( rm.symbol->statusCurrent() );
 }
 
+// A symbol that the machine watches stays in its table. A later list of this name would find it, never current.
+TEST_F( RouteMapConfigSymbolSmGateTest, aDeletedSequenceReleasesTheSymbolThatItAwaited ) {
+   for( const bool alone : { true, false } ) {
+      SCOPED_TRACE( alone ? "the only sequence" : "one of two" );
+      auto list = agent.root->ipv4PrefixListTable()->symbol( "PL" );
+      list->statusCurrentIs( false );
+      Compiled one( agent, "ONE" );
+      one.map->mapEntryIs( 10 )->matchRuleIs( matchPrefixList( "PL" ) );
+      if( !alone ) one.map->mapEntryIs( 20 );
+      ASSERT_EQ( one.start(), 0 );
+      list = nullptr;
+      one.map->mapEntryDel( 10 );
+      EXPECT_EQ( agent.root->ipv4PrefixListTable()->count(), 0u );
+      EXPECT_EQ( one.run(), alone ? 0 : 1 ) << "nothing else holds the rest";
+      EXPECT_TRUE( one.symbol->statusCurrent() );
+   }
+}
+
 TEST_F( RouteMapConfigSymbolSmGateTest, aListPublishedAfterItsClauseWasRecordedIsReadAtTheVersion ) {
    for( const bool definedBefore : { false, true } ) {
       SCOPED_TRACE( definedBefore );

@@ -614,55 +614,6 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aReleasedMachineLeavesItsSuccessorsL
    EXPECT_EQ( rm.reactor->modifiedRmSeqStatusList(), nullptr );
 }
 
-// --- exceptions
-
-TEST_F( RouteMapConfigSymbolSmReactionTest, aWakeUpThatThrowsDoesNotLoseTheNextChange ) {
-   for( const bool ofList : { true, false } ) {
-      SCOPED_TRACE( ofList ? "list" : "called map" );
-      Agent own;
-      List used( own, "USED" );
-      used.publish();
-      Compiled sub( own, "SUB" ), one( own, "ONE" );
-      withSequences( sub, { 1 } );
-      sub.start();
-      one.map->mapEntryIs( 10 )->matchRuleIs( matchPrefixList( "USED" ) );
-      one.map->mapEntryIs( 20 )->subRouteMapIs( { "SUB", false } );
-      one.start();
-      bool threw = false;
-      own.scheduler->wakeUpCallbackIs( [ & ] {
-         if( !std::exchange( threw, true ) ) throw 1;
-      } );
-      const auto change = [ & ] {
-         if( ofList ) return used.publish();
-         sub.map->mapEntryIs( sub.map->version() + 2 );
-         sub.raise();
-      };
-      EXPECT_THROW( change(), int );
-      EXPECT_TRUE( threw );
-      EXPECT_TRUE( one.reactor->pendingUpdate().empty() ) << "no task would apply it";
-      one.run();
-      change();
-      EXPECT_FALSE( own.scheduler->idle() );
-      EXPECT_EQ( one.run(), 1 );
-      EXPECT_EQ( listOf( one.seq( 10 ) ), used.symbol->status().get() );
-      EXPECT_EQ( one.seq( 20 )->subRouteMap(), sub.status() );
-      EXPECT_TRUE( one.symbol->statusCurrent() );
-   }
-}
-
-TEST( RouteMapSymbolReaction, anUpdateIsCompletedThoughASubscriberThrows ) {
-   const auto symbol = routeMapSymbolFactory( "RM" );
-   const auto status = Fixtures::routeMap( "RM" );
-   symbol->statusCurrentIs( false );
-   Once throws( *symbol, true, [] { throw 1; } );
-   Reaction onVersion( *symbol->notifier(), []( const Quoin::Change & ) { throw std::string( "second" ); } );
-   EXPECT_THROW( symbol->updateAndNotify( status ), int ) << "the first";
-   EXPECT_EQ( symbol->notifierVersion(), 1u );
-   EXPECT_EQ( onVersion.heard, 1 );
-   EXPECT_EQ( symbol->rmStatus(), status );
-   EXPECT_TRUE( symbol->statusCurrent() );
-}
-
 // --- between construction and notification
 
 class CommonComponentSymbolSeqSmReactionTest : public testing::Test {

@@ -4,7 +4,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -55,7 +54,6 @@ class AsioLoopTest : public testing::Test {
       EXPECT_TRUE( io.stopped() ) << "something is still waited for";
       return std::exchange( log, {} );
    }
-   static void raise() { throw std::runtime_error( "no" ); }
 
    std::vector<std::string> log;
    boost::asio::io_context io;
@@ -106,32 +104,6 @@ TEST_F( AsioLoopTest, aTimedCallThatIsAskedForSoonerIsNotSleptThrough ) {
    io.restart();
    while( log.empty() ) io.run_one();
    EXPECT_THAT( log, ElementsAre( "soon" ) );
-}
-
-TEST_F( AsioLoopTest, whatATaskThrowsComesOutAndTheOthersRunWhenTheLoopGoesOn ) {
-   loop.emplace( io, scheduler, clock );
-   const auto a = task( "a", raise ), b = task( "b" );
-   a->scheduleTask();
-   b->scheduleTask();
-   EXPECT_THROW( io.run(), std::runtime_error );
-   EXPECT_THAT( std::exchange( log, {} ), ElementsAre( "a" ) );
-   EXPECT_THAT( run(), ElementsAre( "b" ) );
-   b->scheduleTask();
-   EXPECT_THAT( run(), ElementsAre( "b" ) );
-   a->scheduleTask();   // alone
-   EXPECT_THROW( run(), std::runtime_error );
-   log.clear();
-   b->scheduleTask();
-   EXPECT_THAT( run(), ElementsAre( "b" ) );
-}
-
-TEST_F( AsioLoopTest, whatATimedCallThrowsComesOutAndTheOthersAreMadeWhenTheLoopGoesOn ) {
-   loop.emplace( io, scheduler, clock );
-   const auto a = timer( "a", raise ), b = timer( "b" );
-   b->timeMinIs( Plinth::Clock::Seconds( 0.002 ) );
-   EXPECT_THROW( io.run(), std::runtime_error );
-   EXPECT_THAT( std::exchange( log, {} ), ElementsAre( "a" ) );
-   EXPECT_THAT( run(), ElementsAre( "b" ) );
 }
 
 TEST_F( AsioLoopTest, oneThatGoesBeforeTheLoopRunsRunsNothing ) {

@@ -3,7 +3,6 @@
 #include <optional>
 #include <random>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -405,20 +404,6 @@ TEST_F( CustomOptionTest, aClauseThatGoesWhileItsListIsHeardOfIsGone ) {
    scheduler->runUntilIdle();
    EXPECT_EQ( match(), "NULL" );
    EXPECT_TRUE( symbol->statusCurrent() );
-}
-
-TEST_F( CustomOptionTest, aListenerThatThrowsDoesNotKeepTheNextChangeFromCounting ) {
-   configure();
-   const auto l1 = list( "L1", { 1 } );
-   auto thrower = makeNode<Listener>( symbol, []( const Quoin::Change & ) { throw std::runtime_error( "no" ); } );
-   l1->communityIs( 2 );
-   EXPECT_THROW( l1->publish(), std::runtime_error );
-   thrower = nullptr;
-   l1->communityIs( 3 );
-   l1->publish();
-   scheduler->runUntilIdle();
-   EXPECT_EQ( evaluate( { 2 } ), 200u );
-   EXPECT_EQ( evaluate( { 3 } ), 200u );
 }
 
 TEST_F( CustomOptionTest, aSequenceThatIsDroppedWhileItsClauseIsHeardOfIsDropped ) {

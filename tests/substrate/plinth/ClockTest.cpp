@@ -23,6 +23,7 @@ using Plinth::RealClock;
 using Quoin::makeNode;
 using Quoin::Ptr;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using Seconds = Clock::Seconds;
 
@@ -260,15 +261,6 @@ TEST_F( ClockTest, oneMayGoInTheCallOfAnother ) {
    EXPECT_THAT( callsAt( 9 ), IsEmpty() );
 }
 
-TEST_F( ClockTest, aCallThatThrowsLeavesTheOthersDue ) {
-   const auto a = timer( "a", 1, [] { throw std::runtime_error( "a" ); } );
-   const auto b = timer( "b", 2 );
-   clock->advance( Seconds( 3 ) );
-   EXPECT_THROW( clock->callDue(), std::runtime_error );
-   EXPECT_THAT( std::exchange( log, {} ), ElementsAre( "a" ) );
-   EXPECT_THAT( callsAt( 3 ), ElementsAre( "b" ) );
-}
-
 TEST_F( ClockTest, aNotifieeHoldsItsClock ) {
    auto a = timer( "a", 1 );
    EXPECT_EQ( clock->useCount(), 2u );
@@ -345,6 +337,19 @@ TEST_F( ClockTest, aCallMayHaveTheOthersCalled ) {
 
 TEST_F( ClockTest, aNotifieeNeedsAClock ) {
    EXPECT_THROW( Timer( nullptr, log, "a" ), Plinth::MutatorArgNullPointerException );
+}
+
+using ClockDeathTest = ClockTest;
+
+TEST_F( ClockDeathTest, anExceptionOfATimedCallEndsTheProcess ) {
+   const auto a = timer( "a", 1, [] { throw std::runtime_error( "no" ); } );
+   clock->advance( Seconds( 1 ) );
+   EXPECT_DEATH( clock->callDue(), HasSubstr( "exception in a timed call: no\n" ) );
+}
+
+TEST_F( ClockDeathTest, anExceptionOfTheWakeUpCallbackEndsTheProcess ) {
+   clock->wakeUpCallbackIs( [] { throw std::runtime_error( "no" ); } );
+   EXPECT_DEATH( timer( "a", 1 ), HasSubstr( "exception in a wake-up: no\n" ) );
 }
 
 class ClockWakeUpTest : public ClockTest {

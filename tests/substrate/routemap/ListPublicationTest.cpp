@@ -194,32 +194,6 @@ TEST_F( ListPublicationTest, whoHearsOfItMayDropTheProducer ) {
    EXPECT_EQ( symbol->useCount(), 1u );
 }
 
-TEST_F( ListPublicationTest, whatIsThrownLeavesTheChangeUnderWayUntilTheNextPublication ) {
-   for( const char * step : { "not current", "status", "current" } ) {
-      SCOPED_TRACE( step );
-      publication = std::make_unique<Publication>( symbol );
-      Ear ear( symbol );
-      ear.on( step, [] { throw std::runtime_error( "no" ); } );
-      const uint32_t before = version();
-      EXPECT_THROW( publish(), std::runtime_error );
-      EXPECT_EQ( version(), before );
-      EXPECT_TRUE( publication->underWay() ) << "who waits for its version has not heard of it";
-      publish();
-      EXPECT_EQ( standing(), 1u );
-      EXPECT_TRUE( !publication->underWay() && symbol->statusCurrent() );
-      EXPECT_EQ( version(), before + 1 );
-   }
-}
-
-TEST_F( ListPublicationTest, whatIsThrownAtTheVersionFindsAllInPlace ) {
-   Ear ear( symbol );
-   ear.on( "version", [] { throw std::runtime_error( "no" ); } );
-   EXPECT_THROW( publish(), std::runtime_error );
-   EXPECT_EQ( standing(), 1u );
-   EXPECT_EQ( version(), 1u );
-   EXPECT_TRUE( !publication->underWay() && symbol->statusCurrent() );
-}
-
 TEST_F( ListPublicationTest, whatTheMakingOfTheStatusThrowsLeavesTheOldOne ) {
    publish();
    const auto before = symbol->status();
@@ -229,37 +203,6 @@ TEST_F( ListPublicationTest, whatTheMakingOfTheStatusThrowsLeavesTheOldOne ) {
    publication = nullptr;
    EXPECT_EQ( symbol->status(), nullptr );
    EXPECT_TRUE( symbol->statusCurrent() );
-}
-
-TEST_F( ListPublicationTest, oneThatWasThrownOutOfLeavesNothingBehindWhenItGoes ) {
-   for( const bool defined : { false, true } ) {
-      for( const char * step : kSteps ) {
-         SCOPED_TRACE( step );
-         SCOPED_TRACE( defined );
-         publication = std::make_unique<Publication>( symbol );
-         if( defined ) publish();
-         Ear ear( symbol );
-         ear.on( step, [] { throw std::runtime_error( "no" ); } );
-         EXPECT_THROW( publish(), std::runtime_error );
-         publication = nullptr;
-         EXPECT_EQ( symbol->status(), nullptr );
-         EXPECT_TRUE( symbol->statusCurrent() );
-      }
-   }
-}
-
-TEST_F( ListPublicationTest, whatIsThrownWhileItGoesIsLost ) {
-   for( const char * step : kSteps ) {
-      SCOPED_TRACE( step );
-      publication = std::make_unique<Publication>( symbol );
-      publish();
-      Ear ear( symbol );
-      ear.on( step, [] { throw std::runtime_error( "no" ); } );
-      publication = nullptr;
-      EXPECT_TRUE( ear.done() );
-      EXPECT_EQ( symbol->status(), nullptr ) << "nobody else will undefine it";
-      EXPECT_TRUE( symbol->statusCurrent() );
-   }
 }
 
 TEST_F( ListPublicationTest, oneThatGoesTellsOnce ) {

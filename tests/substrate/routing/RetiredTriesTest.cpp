@@ -183,17 +183,6 @@ TEST_F( RetiredTriesTest, anEntryMayTakeAnythingDown ) {
    EXPECT_EQ( other, nullptr );
 }
 
-TEST_F( RetiredTriesTest, aWakeUpThatThrowsLosesNothing ) {
-   clock->wakeUpCallbackIs( [] { throw 1; } );
-   trie( kMany );
-   EXPECT_EQ( Item::alive, 0 ) << "it goes at once";
-   clock->wakeUpCallbackIs( {} );
-   turns();
-   trie( kMany );
-   EXPECT_EQ( retired->count(), 1u );
-   turns();
-}
-
 TEST( RetiredTries, needsAClock ) {
    EXPECT_THROW( makeNode<RetiredTries>( nullptr ), Plinth::MutatorArgNullPointerException );
 }

@@ -1,12 +1,10 @@
 #include "substrate/weft/Pipeline.h"
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <ostream>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -1010,89 +1008,6 @@ TEST_F( PipelineTest, aTrailNeedsARing ) {
    EXPECT_THROW( sm->trailmarkHandleIs( nullptr ), Plinth::MutatorArgNullPointerException );
    a->numberIs( 1 );   // writes its trail where it did before
    EXPECT_TRUE( sink->any() );
-}
-
-// What a subscriber of the output throws comes out of the event or the task, and the pipeline goes on with the next one.
-TEST_F( PipelineTest, aScanThatWasThrownOutOfIsTakenUpAgain ) {
-   const struct {
-      const char * name;
-      std::function<void()> goOn;
-   } rows[] = {
-      { "by the next event", [ this ] { b->numberIs( 7 ); } },
-      { "by hand", [ this ] { sm->handleInputReady(); } },
-   };
-   for( const auto & row : rows ) {
-      SCOPED_TRACE( row.name );
-      a->numberDelAll();
-      b->numberDelAll();
-      sink->anyIs( false );
-      a->numberIs( 1 );
-      sm = make( scheduled() );
-      bool thrown = false;
-      Reaction reaction( *sink, [ & ]( const Quoin::Change & ) {
-         if( !std::exchange( thrown, true ) ) throw std::runtime_error( "no" );
-      } );
-      EXPECT_THROW( scheduler->runUntilIdle(), std::runtime_error );
-      EXPECT_FALSE( sm->ready() || sm->idle() );
-      scheduler->runUntilIdle();
-      row.goOn();
-      EXPECT_TRUE( sm->ready() && sm->idle() && sink->any() );
-      EXPECT_FALSE( sm->source( 0 )->inReactor() || sm->source( 1 )->inReactor() );
-      a->numberDelAll();
-      b->numberDelAll();
-      EXPECT_FALSE( sink->any() ) << "events flow";
-      sm = nullptr;
-   }
-}
-
-TEST_F( PipelineTest, aFinalWriteThatWasThrownOutOfIsMadeAgain ) {
-   sink->anyIs( true );   // stale
-   sm = make( scheduled() );
-   bool thrown = false;
-   Reaction reaction( *sink, [ & ]( const Quoin::Change & ) {
-      if( !std::exchange( thrown, true ) ) throw std::runtime_error( "no" );
-   } );
-   EXPECT_THROW( scheduler->runUntilIdle(), std::runtime_error );
-   EXPECT_FALSE( sm->ready() || sm->idle() );
-   scheduler->runUntilIdle();
-   sm->handleInputReady();
-   EXPECT_TRUE( sm->ready() && sm->idle() );
-   EXPECT_FALSE( sink->any() );
-}
-
-TEST_F( PipelineTest, whoHearsOfReadyMayThrowAndItIsIdleAllTheSame ) {
-   sm = make( scheduled() );
-   bool thrown = false;
-   Reaction reaction( *sm->outputStateNode(), [ & ]( const Quoin::Change & ) {
-      if( !std::exchange( thrown, true ) ) throw std::runtime_error( "no" );
-   } );
-   EXPECT_THROW( scheduler->runUntilIdle(), std::runtime_error );
-   scheduler->runUntilIdle();
-   sm->handleInputReady();
-   EXPECT_TRUE( sm->ready() );
-   EXPECT_TRUE( sm->idle() ) << "no scan is left to do";
-}
-
-TEST_F( PipelineTest, whatIsThrownOutOfItsMakingLeavesNothingBehind ) {
-   a->numberIs( 1 );
-   {
-      Reaction reaction( *sink, []( const Quoin::Change & ) { throw std::runtime_error( "no" ); } );
-      EXPECT_THROW( make( synchronous() ), std::runtime_error );
-   }
-   expectNothingLeft();
-}
-
-TEST_F( PipelineTest, anEventThatWasThrownOutOfLeavesAnInputThatGoesOn ) {
-   sm = make( synchronous() );
-   bool thrown = false;
-   Reaction reaction( *sink, [ & ]( const Quoin::Change & ) {
-      if( !std::exchange( thrown, true ) ) throw std::runtime_error( "no" );
-   } );
-   EXPECT_THROW( a->numberIs( 1 ), std::runtime_error );
-   EXPECT_FALSE( sm->source( 0 )->inReactor() );
-   EXPECT_TRUE( sink->any() );
-   a->numberDel( 1 );
-   EXPECT_FALSE( sink->any() );
 }
 
 TEST_F( PipelineTest, aSchedulerThatNobodyElseHoldsGoesWithThePipeline ) {

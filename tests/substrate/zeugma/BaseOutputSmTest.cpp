@@ -24,6 +24,7 @@ using Quoin::makeNode;
 using Quoin::Ptr;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::UnorderedElementsAre;
@@ -677,27 +678,6 @@ TEST_F( NestedSmsTest, theSiblingsOfOneThatTurnsItsOwnerOffStayOffToo ) {
    for( const int key : { 1, 2, 3 } ) EXPECT_EQ( flagsOf( *owner->nested.find( key ) ), "off" ) << key;
 }
 
-TEST_F( NestedSmsTest, whenOneThrowsAllAreOffAgain ) {
-   nest( 3 );
-   story.then[ "again" ] = [] { throw std::runtime_error( "no" ); };
-   EXPECT_THROW( owner->hasNotificationActiveIs( true ), std::runtime_error );
-   EXPECT_EQ( flagsOf( *owner ), "off" );
-   for( const int key : { 1, 2, 3 } ) EXPECT_EQ( flagsOf( *owner->nested.find( key ) ), "off" ) << key;
-   EXPECT_EQ( story.log.back(), "last off (off)" );
-   story.take();
-   owner->hasNotificationActiveIs( true );
-   for( const int key : { 1, 2, 3 } ) EXPECT_EQ( flagsOf( *owner->nested.find( key ) ), "on" ) << key;
-   EXPECT_THAT( story.log, Contains( "last on (on)" ) );
-}
-
-TEST_F( NestedSmsTest, whenTheOwnersScanThrowsAllAreOffAgain ) {
-   nest( 1 );
-   story.then[ "owner again" ] = [] { throw std::runtime_error( "no" ); };
-   EXPECT_THROW( owner->hasNotificationActiveIs( true ), std::runtime_error );
-   EXPECT_EQ( flagsOf( *owner ), "off" );
-   EXPECT_EQ( flagsOf( *owner->nested.find( 1 ) ), "off" );
-}
-
 TEST_F( NestedSmsTest, aNestedMachineMayDropItsOwnerWhileAllAreSwitchedOn ) {
    nest( 2 );
    auto * const raw = owner.get();
@@ -836,6 +816,12 @@ TEST_F( BaseOutputSmTest, aNestedMachineIsReadByItsKey ) {
    EXPECT_EQ( owner->probeSm( 8 ), nullptr );
    EXPECT_EQ( owner->probeSm().count(), 1u );
    EXPECT_EQ( flagsOf( *probe ), "on" );
+}
+
+TEST_F( BaseOutputSmDeathTest, anExceptionOfARepeatedScanEndsTheProcess ) {
+   story.then[ "i99 scan 0" ] = [ this ] { side->weightIs( 6 ); };
+   story.then[ "i99 again 6" ] = [] { throw std::runtime_error( "no" ); };
+   EXPECT_DEATH( makeSm<ItemSm>( story, side ), HasSubstr( "exception in a reaction: no\n" ) );
 }
 
 TEST_F( BaseOutputSmDeathTest, aMachineMayLeaveItsOwnerWhileItIsSwitchedOn ) {

@@ -1,0 +1,133 @@
+// Configuration objects that are deleted and created again under the same name or number, in every order in which the machines can be
+// notified: the new object is in force, and its later changes too.
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include "policy/DistanceSetter.h"
+#include "tests/compile/RouteMapConfigSmFixtures.h"
+
+namespace Routing::Policy {
+namespace {
+
+using namespace CompileFixtures;
+using Quoin::Ptr;
+using Routing::RouteMap::Config;
+using Routing::RouteMap::Map;
+
+constexpr auto deny = Acl::MatchPermit::deny;
+
+class IdentityTest : public RouteMapConfigSmFixture {
+ protected:
+   /// A reaction that runs once, at the first change for which `when` holds.
+   static Reaction::Function once( std::function<bool( const Quoin::Change & )> when, std::function<void()> then ) {
+      return [ =, due = std::make_shared<bool>( true ) ]( const Quoin::Change & change ) {
+         if( *due && when( change ) && std::exchange( *due, false ) ) then();
+      };
+   }
+   /// A new sequence of "M", which denies, and a new version.
+   void createAnew( uint32_t seqno ) const {
+      raw->routeMap( "M" )->mapEntryIs( seqno )->permitIs( deny );
+      raise( "M" );
+   }
+   /// A new route map with one sequence, which denies.
+   void createAnew( const char * name ) const {
+      add( name, 7 )->mapEntry( 10 )->permitIs( deny );
+      raise( name );
+   }
+   /// Whether sequence `seqno` of `name` is the one of createAnew(), and follows a later change.
+   void expectFollowed( const char * name, uint32_t seqno ) const {
+      run();
+      ASSERT_TRUE( status( name ) && status( name )->seqStatus( seqno ) );
+      EXPECT_EQ( status( name )->seqStatus( seqno )->matchAction(), deny );
+      raw->routeMap( name )->mapEntry( seqno )->distanceIs( 5 );
+      raise( name );
+      run();
+      EXPECT_TRUE( status( name )->seqStatus( seqno )->setter( SetOption::setDistance ) );
+      EXPECT_TRUE( symbol( name )->statusCurrent() );
+   }
+};
+
+TEST_F( IdentityTest, aSequenceIsCreatedAnewByASubscriberOfThePublication ) {
+   const auto map = add( "M" );
+   add( "M", 1, 20 );
+   start();
+   // The deletion of 10 is published before the machines are notified that 20 is deleted.
+   const Reaction reaction( *symbol( "M" )->notifier(), once( []( const auto & ) { return true; }, [ this ] { createAnew( 20 ); } ) );
+   map->mapEntryDelAll();
+   EXPECT_EQ( map->mapEntry().count(), 1u );
+   expectFollowed( "M", 20 );
+   EXPECT_EQ( status( "M" )->seqStatus().count(), 1u );
+}
+
+TEST_F( IdentityTest, aSequenceIsCreatedAnewBeforeTheMachineIsNotifiedOfItsDeletion ) {
+   const auto map = add( "M" );
+   const auto isDeleted = [ & ]( const auto & ) { return map->mapEntry().empty(); };
+   const Reaction first( *map, once( isDeleted, [ this ] { createAnew( 10 ); } ) );
+   start();
+   map->mapEntryDel( 10 );
+   expectFollowed( "M", 10 );
+}
+
+TEST_F( IdentityTest, aSequenceIsReplacedWhileItsCopyIsCreated ) {
+   const auto map = add( "M" );
+   const auto isDeleted = [ & ]( const auto & ) { return map->mapEntry().count() == 1; };
+   const Reaction first( *map, once( isDeleted, [ this ] { createAnew( 20 ); } ) );
+   start();
+   const auto isCopied = [ this ]( const auto & ) { return filtered->routeMap( "M" )->mapEntry().count() == 2; };
+   const Reaction ofCopy( *filtered->routeMap( "M" ), once( isCopied, [ & ] { map->mapEntryDel( 20 ); } ) );
+   map->mapEntryIs( 20 );
+   raise( "M" );
+   expectFollowed( "M", 20 );
+}
+
+TEST_F( IdentityTest, whatTheFormerSequenceAwaitedDoesNotReachTheNewOne ) {
+   const auto map = add( "M" );
+   map->mapEntry( 10 )->matchRuleIs( listRule( MatchOption::matchIpPrefixList, "L" ) );
+   raise( "M" );
+   const auto isDeleted = [ & ]( const auto & ) { return map->mapEntry().empty(); };
+   const Reaction first( *map, once( isDeleted, [ this ] { createAnew( 10 ); } ) );
+   start();
+   const auto list = root->ipv4PrefixListTable()->symbol( "L" );
+   list->statusIs( Quoin::makeNode<RouteMap::PrefixListStatus>( "L", Ferule::AddressFamily::ipv4 ) );
+   list->notifier()->versionInc( 1 );   // leaves a pending update of sequence 10
+   map->mapEntryDel( 10 );
+   expectFollowed( "M", 10 );
+   EXPECT_TRUE( status( "M" )->seqStatus( 10 )->matcher().empty() );
+}
+
+TEST_F( IdentityTest, aRouteMapIsCreatedAnewBeforeTheMachineIsNotifiedOfItsDeletion ) {
+   add( "A" );
+   const auto isDeleted = [ this ]( const auto & ) { return raw->routeMap().empty(); };
+   const Reaction first( *raw, once( isDeleted, [ this ] { createAnew( "A" ); } ) );
+   start();
+   del( "A" );
+   expectFollowed( "A", 10 );
+}
+
+TEST_F( IdentityTest, aRouteMapIsCreatedAnewBeforeTheMachineIsNotifiedOfTheDeletionOfAll ) {
+   for( const char * name : { "A", "B" } ) add( name );
+   start();
+   const Reaction behind( *raw, once( []( const auto & ) { return true; }, [ this ] { createAnew( "B" ); } ) );
+   raw->routeMapDelAll();
+   EXPECT_EQ( raw->routeMap().count(), 1u );
+   expectFollowed( "B", 10 );
+   EXPECT_TRUE( whole( "A", false ) );
+}
+
+TEST_F( IdentityTest, aRouteMapIsReplacedWhileItsCopyIsCreated ) {
+   const auto isDeleted = [ this ]( const auto & ) { return raw->routeMap().empty(); };
+   const Reaction first( *raw, once( isDeleted, [ this ] { createAnew( "A" ); } ) );
+   const auto isCopied = [ this ]( const auto & ) { return live( "A" ); };
+   const Reaction ofCopy( *filtered, once( isCopied, [ this ] { del( "A" ); } ) );
+   start();
+   EXPECT_FALSE( raw->routeMap().find( "A" ) );
+   add( "A" );
+   expectFollowed( "A", 10 );
+}
+
+}   // namespace
+}   // namespace Routing::Policy
