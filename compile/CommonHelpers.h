@@ -30,6 +30,8 @@ class ROUTEPOLICY_API CommonRmSeqConfigSymbolSm : public RmSeqConfigSymbolSmBase
                               const Quoin::Ptr<PolicyRoot> & policyRoot, const AgentOptions & options = {} );
    ~CommonRmSeqConfigSymbolSm() override;
    bool matchRuleSupported( MatchOption option ) const override { return config_.machine()->matchRuleSupported( option ); }
+   /// The rows of the agent.
+   std::span<const MatchOptionRow> ownOptions() const noexcept { return config_.machine()->ownOptions(); }
    void handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) override {
       config_.machine()->handleMatcherApplied( change, symbols );
    }

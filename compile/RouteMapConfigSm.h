@@ -3,6 +3,9 @@
 /// from which evaluation takes the compiled status.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "compile/RouteMapConfigFilterSm.h"
 #include "compile/RouteMapConfigSymbolSm.h"
 
@@ -44,6 +47,12 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    /// The work of the delete task: deletes route maps, creates the deferred ones again, then publishes the changes that edit scopes
    /// deferred.
    void handleRouteMapDeleteTask();
+
+   /// Holds the configured, the copied and the published route maps against each other. Returns one line for each difference, such as
+   /// "IN 10: another action is published"; none is expected at any time. What waits is not compared: a route map that waits for its
+   /// version, for a list, for a callee or for the delete task. A list whose status changed without a new version of its notifier counts as
+   /// outdated. For diagnosis and tests. Cost: linear in the configuration.
+   std::vector<std::string> verify() const;
 
    const Quoin::Ptr<const Routing::RouteMap::Config> & rmConfig() const noexcept { return rmConfig_; }
    const Quoin::Ptr<Routing::RouteMap::Config> & filteredRmConfig() const noexcept { return filteredRmConfig_; }

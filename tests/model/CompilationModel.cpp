@@ -198,6 +198,7 @@ void Program::check() {
       if( m ) checkCompiled( i, *m, *symbol->rmStatus() );
       if( m ) checkMachines( *m );
    }
+   for( const auto & difference : agent_.machine->verify() ) ADD_FAILURE() << difference;
    if( !caseFailed() ) checkTables();
    if( !caseFailed() ) checkFreshCompile();
    if( !caseFailed() ) checkEvaluation();
