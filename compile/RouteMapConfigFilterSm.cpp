@@ -1,5 +1,7 @@
 #include "compile/RouteMapConfigFilterSm.h"
 
+#include <utility>
+
 #include "substrate/plinth/Trace.h"
 #include "substrate/quoin/Assert.h"
 
@@ -47,7 +49,15 @@ void RouteMapConfigFilterSm::handleRouteMapSeq() {
    RouteMapConfigSmBase::handleRouteMapSeq();
 }
 
+// While sequences of the copy are created or deleted, their subscribers may change the version of the route map. The version is copied
+// when the copy is complete and all its subscribers are notified.
 void RouteMapConfigFilterSm::handleRouteMapSeq( uint32_t seqno ) {
+   ++copying_;
+   copySeq( seqno );
+   if( --copying_ == 0 && std::exchange( versionWaits_, false ) && !zombieReactors() ) handleVersion();
+}
+
+void RouteMapConfigFilterSm::copySeq( uint32_t seqno ) {
    const auto isFiltered = [ & ] { return filteredRmConfig_->mapEntry().find( seqno ) != nullptr; };
    const auto sm = seqConfigSm_.find( seqno );
    const bool isReplaced = sm && sm->seqConfig() != seqConfig( seqno );
@@ -70,7 +80,7 @@ void RouteMapConfigFilterSm::createSeq( uint32_t seqno ) {
    }
    if( !isOurs() || zombieReactors() ) return;
    deleteSeq( seqno );   // no machine maintains this copy of the former sequence
-   handleRouteMapSeq( seqno );
+   copySeq( seqno );
 }
 
 void RouteMapConfigFilterSm::deleteSeq( uint32_t seqno ) {
@@ -84,6 +94,10 @@ void RouteMapConfigFilterSm::handleVersion() {
    if( !routeMap() ) return;
    const uint32_t from = filteredRmConfig_->version(), to = routeMap()->version();
    if( from == to ) return;
+   if( copying_ != 0 ) {
+      versionWaits_ = true;
+      return;
+   }
    if( !routeMapBlockedSequenceList_->sequence().empty() ) {
       PLINTH_TRACE( trace, level8 ) << "version update is deferred";
       return;
@@ -95,7 +109,7 @@ void RouteMapConfigFilterSm::handleVersion() {
 }
 
 void RouteMapConfigFilterSm::handleChangeMissed() {
-   handleMissedSeqs( seqConfigSm(), [ this ]( uint32_t seqno ) { deleteSeq( seqno ); } );
+   handleMissedSeqs( seqConfigSm() );
    handleVersion();
 }
 

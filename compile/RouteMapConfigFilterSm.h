@@ -38,6 +38,7 @@ class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase
 
  private:
    void handleChangeMissed() override;
+   void copySeq( uint32_t seqno );
    void createSeq( uint32_t seqno );
    void deleteSeq( uint32_t seqno );
    void routeMapBlockedSequenceListIs( const Quoin::Ptr<RouteMapBlockedSequenceList> & list );
@@ -48,6 +49,8 @@ class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase
    Quoin::Ptr<RouteMapUpdateNotifier> routeMapUpdateNotifier_;
    Quoin::Ptr<RmConfigFilterSmHelperBase> filterHelper_;
    Quoin::Ptr<RouteMapBlockedSequenceList> routeMapBlockedSequenceList_;
+   uint32_t copying_ = 0;        // calls of handleRouteMapSeq() in progress
+   bool versionWaits_ = false;   // for their end
    Zeugma::Reactor<RouteMapConfigFilterSm> blockedListReactor_{ *this, &RouteMapConfigFilterSm::handleBlockedList };
 
    /// The machines by sequence number.

@@ -36,11 +36,11 @@ class ROUTEPOLICY_API RouteMapConfigSmBase : public Zeugma::BaseOutputSm {
  protected:
    /// Handles all sequences and the version again.
    void handleChangeMissed() override;
-   /// The same for the sequences, for machines that know their entry. Calls `deleteSeq` for each sequence that was deleted or replaced.
-   template <class Sms, class F>
-   void handleMissedSeqs( const Sms & sms, F && deleteSeq ) {
+   /// The same for the sequences that were created, deleted or replaced. `sms`: the machines of the sequences; they know their entry.
+   template <class Sms>
+   void handleMissedSeqs( const Sms & sms ) {
       for( auto i = sms.first(); i; i.next() )
-         if( const uint32_t seqno = i.key(); i.value()->seqConfig() != seqConfig( seqno ) ) deleteSeq( seqno );
+         if( const uint32_t seqno = i.key(); i.value()->seqConfig() != seqConfig( seqno ) ) handleRouteMapSeq( seqno );
       if( !routeMap_ ) return;
       for( auto i = routeMap_->mapEntry().first(); i; i.next() )
          if( !sms.find( i.key() ) ) handleRouteMapSeq( i.key() );

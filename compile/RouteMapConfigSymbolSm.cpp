@@ -78,13 +78,6 @@ void RouteMapConfigSymbolSm::handleInitialized() {
    RouteMapConfigSmBase::handleInitialized();
 }
 
-// Handles each sequence that was created or deleted since the sequences were read, and the pending updates.
-void RouteMapConfigSymbolSm::handleChangeMissed() {
-   handleMissedSeqs( seqConfigSm(), [ this ]( uint32_t seqno ) { deleteSeq( seqno ); } );
-   handleVersion();
-   if( !rmConfigSymbolReactor_->pendingUpdate().empty() || !rmSymbol_->statusCurrent() ) scheduleUpdateTask();
-}
-
 void RouteMapConfigSymbolSm::handleReactor( const Quoin::Change & change ) {
    switch( RmConfigSymbolReactor::Field( change.field ) ) {
       case RmConfigSymbolReactor::Field::reevaluate: return handleVersion();
@@ -104,6 +97,16 @@ class RouteMapConfigSymbolSm::Step {
  private:
    RouteMapConfigSymbolSm & sm_;
 };
+
+// Handles each sequence that was created or deleted since the sequences were read, and the pending updates.
+void RouteMapConfigSymbolSm::handleChangeMissed() {
+   {
+      const Step step( *this );   // a publication between two sequences would show half of the changes
+      handleMissedSeqs( seqConfigSm() );
+   }
+   handleVersion();
+   if( !rmConfigSymbolReactor_->pendingUpdate().empty() || !rmSymbol_->statusCurrent() ) scheduleUpdateTask();
+}
 
 bool RouteMapConfigSymbolSm::putOff( Asked what ) noexcept {
    if( inStep_ ) asked_ = std::max( asked_, what );
@@ -258,6 +261,8 @@ void RouteMapConfigSymbolSm::addChangesToModifiedSeqStatusList() {
    const Step step( *this );
    for( auto i = seqConfigSm().first(); i; i.next() ) {
       const auto sm = i.value();
+      const bool isBeingBuilt = !hasNotificationActive() && switchesOnNested();
+      if( isBeingBuilt && !seqConfig( i.key() ) ) continue;   // handleChangeMissed() handles the deletion
       addChanges( i.key(), *sm );
    }
 }

@@ -84,6 +84,20 @@ TEST_F( IdentityTest, aSequenceIsReplacedWhileItsCopyIsCreated ) {
    expectFollowed( "M", 20 );
 }
 
+// The version must not reach a compiler that is not yet notified of what the copy holds.
+TEST_F( IdentityTest, aVersionThatIsRaisedInsideTheDeletionOfACopyWaits ) {
+   start();
+   std::unique_ptr<Reaction> first;
+   const Reaction ofCopies( *filtered, [ & ]( const Quoin::Change & ) {
+      if( first || !live( "M" ) ) return;
+      const auto isDeleted = [ copy = filtered->routeMap( "M" ) ]( const auto & ) { return copy->mapEntry().empty(); };
+      first = std::make_unique<Reaction>( *filtered->routeMap( "M" ), once( isDeleted, [ this ] { createAnew( 30 ); } ) );
+   } );
+   const auto map = add( "M" );
+   map->mapEntryDel( 10 );
+   expectFollowed( "M", 30 );
+}
+
 TEST_F( IdentityTest, whatTheFormerSequenceAwaitedDoesNotReachTheNewOne ) {
    const auto map = add( "M" );
    map->mapEntry( 10 )->matchRuleIs( listRule( MatchOption::matchIpPrefixList, "L" ) );
