@@ -229,16 +229,20 @@ class CommandLine {
       addJson( c, watch_.json );
    }
    void addShow() {
-      auto & c = add( "show", "Print lists and route maps as they are compiled", EXIT_STATUS "Example: routepolicy show edge.conf EDGE-IN",
-                      [ this ] {
-                         takeWith( show_.files );
-                         standardInputOnce( { &show_.files } );
-                         return show( show_, console_ );
-                      } );
+      auto & c = add(
+         "show", "Print lists and route maps as they are compiled",
+         "Exit status: 0 done; 1 with --verify, if a route map in force differs from its configuration; 2 wrong arguments, errors in the "
+         "policy, or a file that cannot be read to its end.\n\nExample: routepolicy show edge.conf EDGE-IN",
+         [ this ] {
+            takeWith( show_.files );
+            standardInputOnce( { &show_.files } );
+            return show( show_, console_ );
+         } );
       show_.files.resize( 1 );
       addFile( c, "FILE", show_.files[ 0 ], "The policy" );
       addWith( c );
       c.add_option( "NAME", show_.name, "A route map or a list; default: everything" );
+      c.add_flag( "--verify", show_.verify, "Also compare the route maps in force with the configuration" );
       addJson( c, show_.json );
    }
    void addUsedBy() {

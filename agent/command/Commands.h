@@ -71,6 +71,7 @@ struct ShowOptions {
    std::vector<std::string> files;
    std::optional<std::string> name;   // of a list or a route map; none: everything
    bool json = false;
+   bool verify = false;   // also compare the route maps in force with the configuration
 };
 int show( const ShowOptions & options, Console & console );
 

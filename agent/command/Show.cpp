@@ -217,8 +217,17 @@ class Show {
          write( thing, text );
       first_ = false;
    }
-   void finish() {
-      if( json_ ) console_.line( jsonText( { { "things", std::move( things_ ) } } ) );
+   /// `differences` of LivePolicy::verify(); none if it was not asked for.
+   void finish( const std::optional<std::vector<std::string>> & differences ) {
+      if( json_ ) {
+         Json json = { { "things", std::move( things_ ) } };
+         if( differences ) json[ "differences" ] = *differences;
+         console_.line( jsonText( json ) );
+      } else if( differences ) {
+         if( !first_ ) console_.line( "" );
+         if( differences->empty() ) console_.line( "! verified: the route maps in force are the configured ones" );
+         for( const auto & difference : *differences ) console_.line( "! in force differs from the configuration: " + difference );
+      }
       console_.flush();
    }
    bool empty() const noexcept { return first_; }
@@ -297,8 +306,10 @@ int show( const ShowOptions & options, Console & console ) {
       if( !options.name || *options.name == thing.name ) show.add( thing, text );
    } );
    if( options.name && show.empty() ) throw CommandError{ unknownNameText( *options.name, policy->text() ) };
-   show.finish();
-   return kExitOk;
+   std::optional<std::vector<std::string>> differences;
+   if( options.verify ) differences = policy->verify();
+   show.finish( differences );
+   return differences && !differences->empty() ? kExitFindings : kExitOk;
 }
 
 }   // namespace Agent

@@ -36,6 +36,7 @@ class LivePolicy::Impl {
    const PolicyText & text() const noexcept { return text_; }
    Ptr<PolicyRoot> root() const noexcept { return root_; }
    Ptr<const RouteMapStatus> routeMap( const std::string & name ) const { return routeMaps_.status( name ); }
+   std::vector<std::string> verify() const { return routeMaps_.verify(); }
 
  private:
    void runClock() {
@@ -74,6 +75,10 @@ Ptr<const RouteMapStatusList> LivePolicy::policy( const std::string & name ) con
    const auto list = makeNode<RouteMapStatusList>();
    list->rmStatusIs( Routing::RouteMap::RmPrecedence::routeMapPrecedence, status );
    return list;
+}
+
+std::vector<std::string> LivePolicy::verify() const {
+   return impl_->verify();
 }
 
 Ptr<PolicyRoot> LivePolicy::root() const noexcept {

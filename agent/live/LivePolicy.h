@@ -40,6 +40,8 @@ class LivePolicy {
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMap( const std::string & name ) const;
    /// A list with only that route map; null as above.
    Quoin::Ptr<const Routing::Policy::RouteMapStatusList> policy( const std::string & name ) const;
+   /// Compares the route maps in force with the live configuration. Returns one line for each difference; none is expected.
+   std::vector<std::string> verify() const;
    /// The directory of the symbols of all lists and route maps.
    Quoin::Ptr<Routing::Policy::PolicyRoot> root() const noexcept;
 

@@ -27,6 +27,8 @@ class RouteMapsInForce {
    std::vector<std::string> republished();
    /// The compiled route map; null if it is undefined or held back.
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> status( const std::string & name ) const;
+   /// RouteMapConfigSm::verify().
+   std::vector<std::string> verify() const { return machine_->verify(); }
 
  private:
    struct InForce {

@@ -53,7 +53,8 @@ _routepolicy_options() {
          ;;
       diff) options+=(-m --route-map -i --in --threads --examples --with) ;;
       watch) options+=(-m --route-map -i --in) ;;
-      show | used-by) options+=(--with) ;;
+      show) options+=(--with --verify) ;;
+      used-by) options+=(--with) ;;
       check) ;;
       *) return ;;
    esac

@@ -99,6 +99,7 @@ RC_GTEST_PROP( LivePolicyModel, editsOneBehindTheOtherEndWhereTheLastTextAloneDo
       const PolicyText before = live.text();
       const Statuses statuses = statusesOf( live );
       const ApplyReport report = live.apply( text );
+      for( const auto & difference : live.verify() ) RC_FAIL( difference );
       RC_ASSERT( live.text() == text );
       RC_ASSERT( report.edits != 0 || report.republished.empty() );
       RC_ASSERT( report.republished == changedNames( statuses, statusesOf( live ) ) );

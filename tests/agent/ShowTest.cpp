@@ -70,6 +70,17 @@ TEST( Show, everyKindThatHasTheName ) {
                     .out );
 }
 
+TEST( Show, theRouteMapsInForceAreTheConfiguredOnes ) {
+   const auto verified = []( bool asJson ) {
+      return outputOf( kPolicy, [ & ]( const std::string & file, Console & console ) {
+         return show( { .files = { file }, .name = "TAGS", .json = asJson, .verify = true }, console );
+      } );
+   };
+   expectGolden( "show.txt", "verified", verified( false ).out );
+   EXPECT_EQ( verified( false ).status, kExitOk );
+   EXPECT_EQ( json::parse( verified( true ).out )[ "differences" ], json::array() );
+}
+
 TEST( Show, whatIsInvertedAndUndefined ) {
    EXPECT_THAT( shown( "route-map R permit 10\n match ipv6 address prefix-list P invert\n match tag 5\n" ).out,
                 testing::EndsWith( "\n!    matches TagMatcher tag 5\n!    matches PrefixListMatcher prefix-list P invert (undefined)\n" ) );
