@@ -228,7 +228,7 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
    }
    if( !yields && pendingDelete_.empty() && deferredCreates_.empty() ) handleDeferred( done );
    routeMapDeleteTask_->taskWorkCountInc( done );
-   const size_t left = pendingDelete_.count() + deferredCreates_.count() + deferred_->routeMap().size();
+   const size_t left = pendingDelete_.count() + deferredCreates_.count() + deferred_->routeMap().size() + publicationDue_.size();
    routeMapDeleteTask_->taskWorkPendingIs( left );
    if( left == 0 )
       deferred_->isPendingIs( false );
@@ -239,18 +239,16 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
 }
 
 // Publishes the deferred route maps and the callers that they affect, in ascending depth: all callees of a route map are published before
-// it.
+// it. The order is kept from run to run: to compute it for all names in each run would take longer than the run may.
 void RouteMapConfigSm::handleDeferred( uint64_t & done ) {
    CallDepths depths( *filteredRmConfig_ );
-   std::set<std::pair<size_t, Quoin::String>> waiting;
    for( bool yields = false; !yields && goesOn(); ) {
-      for( const auto & name : deferred_->takeAll() ) waiting.emplace( depths.of( name ), name );
-      if( waiting.empty() ) return;
-      const auto next = waiting.extract( waiting.begin() );
+      for( const auto & name : deferred_->takeAll() ) publicationDue_.emplace( depths.of( name ), name );
+      if( publicationDue_.empty() ) return;
+      const auto next = publicationDue_.extract( publicationDue_.begin() );
       if( const auto sm = routeMapConfigSymbolSm_.find( next.value().second ) ) sm->handleDeferred();
       yields = yieldsBehind( done );
    }
-   for( const auto & [ depth, name ] : waiting ) deferred_->routeMapIs( name );
 }
 
 void RouteMapConfigSm::deleteRouteMap( const Quoin::String & rmName ) {

@@ -3,7 +3,9 @@
 /// from which evaluation takes the compiled status.
 #pragma once
 
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "compile/RouteMapConfigFilterSm.h"
@@ -108,6 +110,7 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    Quoin::Ptr<RouteMapUpdateNotifier> routeMapUpdateNotifier_;
    Quoin::Ptr<RmConfigSymbolReactorColl> rmConfigSymbolReactorColl_;
    Quoin::Ptr<RouteMapOpModeNotifier> routeMapOpModeNotifier_;
+   std::set<std::pair<size_t, Quoin::String>> publicationDue_;   // deferred route maps, by the depth of their calls
    Names pendingDelete_;
    Names deferredCreates_;
    std::unique_ptr<Zeugma::Task> routeMapDeleteTask_;
