@@ -115,7 +115,7 @@ TEST( Check, anyBytesInNamesLeaveTheOutputPrintable ) {
 
    const char applied[] = "route-map A permit 10\nrouter bgp 64500\n neighbor 192.0.2.1 route-map \x80 in\n";
    EXPECT_THAT( checked( applied ).out, testing::HasSubstr( "route-map \\x80 in\": route-map \\x80 is undefined\n" ) );
-   EXPECT_NO_THROW( nlohmann::json::parse( checked( applied, true ).out ) );
+   EXPECT_TRUE( nlohmann::json::accept( checked( applied, true ).out ) );
 }
 
 TEST( Check, aMissingFileIsAnError ) {

@@ -256,11 +256,11 @@ TEST( UsedBy, anEmptyNameIsAnError ) {
 TEST( UsedBy, json ) {
    expectGolden( "used-by.txt", "JSON of a tag set", indented( used( kPolicy, "TAGS", true ).out ) );
    EXPECT_EQ( json::parse( used( kPolicy, "GONE", true ).out )[ "things" ][ 0 ][ "defined" ], false );
-   EXPECT_NO_THROW( json::parse( used( "route-map \xff permit 1\n match tag-set \xc3\n", "\xc3", true ).out ) );
+   EXPECT_TRUE( json::accept( used( "route-map \xff permit 1\n match tag-set \xc3\n", "\xc3", true ).out ) );
 
    const char applied[] = "route-map R permit 1\nrouter bgp 64500\n neighbor 192.0.2.1 route-map \xc3 in\n";
    EXPECT_THAT( used( applied, "\xc3" ).out, testing::HasSubstr( "route-map \\xc3 (undefined)\n   FILE:3: neighbor" ) );
-   EXPECT_NO_THROW( json::parse( used( applied, "\xc3", true ).out ) );
+   EXPECT_TRUE( json::accept( used( applied, "\xc3", true ).out ) );
 }
 
 TEST( UsedBy, aWrongTextIsAnError ) {
