@@ -1,6 +1,10 @@
 // How long does it take to compile a configuration, and to follow a change of a list? The yardstick of a large configuration is a small
 // one: the ratio shows whether the cost is linear.
 
+#include <algorithm>
+#include <numeric>
+#include <random>
+
 #include "bench/Configurations.h"
 
 namespace {
@@ -168,12 +172,124 @@ void measureSharedList() {
    group.run();
 }
 
+// ---- calls
+
+/// An agent without route maps, in which calls are entered one by one, each with a new version of its route map.
+class CallingAgent : public Agent {
+ public:
+   CallingAgent() : Agent( makeNode<Config>() ) {}
+   void call( size_t caller, size_t callee, uint32_t seqno = 10 ) const {
+      const auto map = config->routeMapIs( mapName( caller ) );
+      map->mapEntryIs( seqno )->subRouteMapIs( { mapName( callee ), false } );
+      map->versionIs( map->version() + 1 );
+   }
+   void noCall( size_t caller ) const {
+      const auto map = config->routeMapIs( mapName( caller ) );
+      map->mapEntryIs( 10 )->subRouteMapIs( {} );
+      map->versionIs( map->version() + 1 );
+   }
+   /// 1 if no call waits.
+   size_t isComplete() const {
+      for( const auto & [ name, map ] : config->routeMap() )
+         if( machine->filteredRmConfig()->routeMap( name )->version() != map->version() ) return 0;
+      return 1;
+   }
+};
+
+// Each pass enters the calls `callers` of one chain, in which every route map calls the next. A pass answers 1 if no call waits.
+Group::Way chain( Group & group, const std::vector<size_t> & callers ) {
+   const auto agent = std::make_shared<std::unique_ptr<CallingAgent>>();
+   return group.way(
+      grouped( callers.size() ) + " calls", callers.size(),
+      [ =, callee = callers.size() ] {
+         *agent = std::make_unique<CallingAgent>();
+         ( *agent )->noCall( callee );
+         for( const size_t caller : callers ) ( *agent )->call( caller, caller + 1 );
+         ( *agent )->settle();
+         return ( *agent )->isComplete();
+      },
+      [ agent ] { agent->reset(); } );
+}
+
+// Three calls from each route map to others at random; about half of the calls would close a cycle, and wait. A pass answers 1 if the last
+// route map is published.
+Group::Way randomCalls( Group & group, size_t maps ) {
+   const auto agent = std::make_shared<std::unique_ptr<CallingAgent>>();
+   return group.way(
+      grouped( 3 * maps ) + " calls", 3 * maps,
+      [ = ] {
+         *agent = std::make_unique<CallingAgent>();
+         std::mt19937 random( 1 );
+         for( uint32_t seqno = 1; seqno <= 3; ++seqno )
+            for( size_t i = 0; i < maps; ++i ) ( *agent )->call( i, random() % maps, seqno );
+         ( *agent )->settle();
+         return size_t( ( *agent )->machine->filteredRmConfig()->routeMap().count() == maps );
+      },
+      [ agent ] { agent->reset(); } );
+}
+
+// A chain of calls is to be turned round: each new call waits for the next until the first is deleted. The first blocked call is the last to
+// be freed if `lastFirst`.
+Group::Way freedChain( Group & group, size_t maps, bool lastFirst ) {
+   const auto agent = std::make_shared<std::unique_ptr<CallingAgent>>();
+   const auto make = [ = ] {
+      *agent = std::make_unique<CallingAgent>();
+      for( size_t i = 0; i + 1 < maps; ++i ) ( *agent )->call( i, i + 1 );
+      ( *agent )->settle();
+      for( size_t i = 1; i < maps; ++i ) {
+         const size_t caller = lastFirst ? maps - i : i;
+         ( *agent )->call( caller, caller - 1 );
+      }
+      ( *agent )->settle();
+      if( ( *agent )->isComplete() ) fail( "no call waits" );
+   };
+   make();
+   return group.way(
+      grouped( maps ) + " calls", maps,
+      [ agent ] {
+         ( *agent )->noCall( 0 );
+         ( *agent )->settle();
+         return ( *agent )->isComplete();
+      },
+      make );
+}
+
+std::vector<size_t> callersOf( size_t calls ) {
+   std::vector<size_t> callers( calls );
+   std::iota( callers.begin(), callers.end(), size_t( 0 ) );
+   return callers;
+}
+
+void measureCalls() {
+   if( !wanted( "calls" ) ) return;
+   const auto last = []( size_t calls ) {
+      auto callers = callersOf( calls );
+      std::ranges::reverse( callers );
+      return callers;
+   };
+   const auto shuffled = []( size_t calls ) {
+      auto callers = callersOf( calls );
+      std::ranges::shuffle( callers, std::mt19937( 1 ) );
+      return callers;
+   };
+   Group group;
+   group.row( "calls of a chain, callers first, each", "100,000", chain( group, callersOf( 100'000 ) ),
+              chain( group, callersOf( 1'000 ) ) );
+   group.row( "calls of a chain, callees first, each", "100,000", chain( group, last( 100'000 ) ), chain( group, last( 1'000 ) ) );
+   group.row( "calls of a chain in random order, each", "100,000", chain( group, shuffled( 100'000 ) ), chain( group, shuffled( 1'000 ) ) );
+   group.row( "random calls, each", "30,000", randomCalls( group, 10'000 ), randomCalls( group, 1'000 ) );
+   group.row( "blocked calls freed, each", "8,000", freedChain( group, 8'000, false ), freedChain( group, 500, false ) );
+   group.row( "blocked calls freed, last first, each", "8,000", freedChain( group, 8'000, true ), freedChain( group, 500, true ) );
+   group.run();
+}
+
 void measureAll() {
    measureOneMap();
    measureManyMaps();
    measureListUnderLongMap();
    measureSharedList();
    measureDeletion();
+   measureCalls();
 }
 
 }   // namespace

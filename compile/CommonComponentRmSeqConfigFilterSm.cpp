@@ -1,5 +1,7 @@
 #include "compile/CommonComponentRmSeqConfigFilterSm.h"
 
+#include <utility>
+
 #include "compile/RouteMapLoopDetect.h"
 #include "substrate/quoin/Assert.h"
 
@@ -32,6 +34,14 @@ CommonComponentRmSeqConfigFilterSm::CommonComponentRmSeqConfigFilterSm(
 
 CommonComponentRmSeqConfigFilterSm::~CommonComponentRmSeqConfigFilterSm() {
    stop();
+   routeMapUpdateNotifierSubScriberIs( nullptr );
+}
+
+void CommonComponentRmSeqConfigFilterSm::routeMapUpdateNotifierSubScriberIs( const Quoin::Ptr<const RouteMapUpdateNotifier> & notifier ) {
+   const auto old = std::exchange( updateSubScriber_, notifier );
+   if( old == notifier ) return;
+   if( old ) old->blockedCallDel( *this );
+   if( notifier ) notifier->blockedCallIs( *this, rmName() );
 }
 
 void CommonComponentRmSeqConfigFilterSm::handleChangeMissed() {
@@ -100,6 +110,7 @@ bool CommonComponentRmSeqConfigFilterSm::evalSubRouteMap() {
 }
 
 void CommonComponentRmSeqConfigFilterSm::handleRouteMapUpdateNotifier() {
+   if( zombieReactors() || !switchesOnNested() ) return;
    if( !routeMapBlockedSequenceList_->sequence( seqno() ) ) return;
    PLINTH_TRACE( trace, level8 ) << "previous sync was deferred due to cycle. Re-evaluating.";
    evalSubRouteMap();

@@ -10,7 +10,7 @@ namespace Routing::Policy {
 /// unsupported options, and a call that would close a cycle. Such a call blocks the sequence, which keeps its former call until the new
 /// call closes no cycle.
 /// Threading: the activity thread.
-class ROUTEPOLICY_API CommonComponentRmSeqConfigFilterSm final : public CommonComponentRmSeqConfigSmBase {
+class ROUTEPOLICY_API CommonComponentRmSeqConfigFilterSm final : public CommonComponentRmSeqConfigSmBase, private BlockedCall {
  public:
    /// `filteredRmConfig`: the filtered configuration. It outlives the machine.
    CommonComponentRmSeqConfigFilterSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
@@ -31,7 +31,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigFilterSm final : public CommonCo
    /// Copies the call unless it would close a cycle. Returns whether the call was copied.
    bool evalSubRouteMap();
    /// Tries the call of a blocked sequence again.
-   void handleRouteMapUpdateNotifier();
+   void handleRouteMapUpdateNotifier() override;
 
    const Quoin::Ptr<Routing::RouteMap::MapEntry> & filteredSeqConfig() const noexcept { return filteredSeqConfig_; }
    Routing::RouteMap::Config * filteredRmConfig() const noexcept { return filteredRmConfig_; }
@@ -42,18 +42,13 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigFilterSm final : public CommonCo
 
  private:
    void handleChangeMissed() override;
-   void routeMapUpdateNotifierSubScriberIs( const Quoin::Ptr<const RouteMapUpdateNotifier> & notifier ) {
-      updateSubScriber_ = notifier;
-      updateReactor_.notifierIs( notifier );
-   }
-   void handleUpdateNotifier( const Quoin::Change & ) { handleRouteMapUpdateNotifier(); }
+   void routeMapUpdateNotifierSubScriberIs( const Quoin::Ptr<const RouteMapUpdateNotifier> & notifier );
 
    Quoin::Ptr<Routing::RouteMap::MapEntry> filteredSeqConfig_;
    Routing::RouteMap::Config * filteredRmConfig_;
    Quoin::Ptr<RouteMapBlockedSequenceList> routeMapBlockedSequenceList_;
    Quoin::Ptr<const RouteMapUpdateNotifier> routeMapUpdateNotifier_;
    Quoin::Ptr<const RouteMapUpdateNotifier> updateSubScriber_;
-   Zeugma::Reactor<CommonComponentRmSeqConfigFilterSm> updateReactor_{ *this, &CommonComponentRmSeqConfigFilterSm::handleUpdateNotifier };
 };
 
 /// Creates the machine and switches it on.

@@ -4,7 +4,10 @@
 
 namespace Routing::Policy {
 
-DeferredPublications::DeferredPublications( const Quoin::Ptr<const Routing::RouteMap::Config> & config ) : config_( config ) {}
+DeferredPublications::DeferredPublications( const Quoin::Ptr<const Routing::RouteMap::Config> & config,
+                                            const Quoin::Ptr<const Routing::RouteMap::Config> & filteredConfig )
+      : config_( config ), filteredConfig_( filteredConfig ) {}
+
 DeferredPublications::~DeferredPublications() = default;
 
 void DeferredPublications::routeMapIs( const Quoin::String & name ) {
@@ -19,7 +22,7 @@ DeferredPublications::Names DeferredPublications::takeAll() noexcept {
 void DeferredPublications::scheduleTask() {
    isPending_ = true;
    if( isEdited() || !task_ || task_->taskScheduled() || task_->taskCurrentlyRunning() ) return;
-   task_->scheduleTask();
+   task_->scheduleTask( Zeugma::Task::kFirstRank );
 }
 
 }   // namespace Routing::Policy

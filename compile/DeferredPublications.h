@@ -15,8 +15,13 @@ namespace Routing::Policy {
 class ROUTEPOLICY_API DeferredPublications final : public Quoin::Node {
  public:
    using Names = std::set<Quoin::String>;
-   explicit DeferredPublications( const Quoin::Ptr<const Routing::RouteMap::Config> & config );
+   /// `config` has the edit scopes, `filteredConfig` the order of calls.
+   DeferredPublications( const Quoin::Ptr<const Routing::RouteMap::Config> & config,
+                         const Quoin::Ptr<const Routing::RouteMap::Config> & filteredConfig );
    ~DeferredPublications() override;
+
+   /// The turn of a route map among those that wait for publication: callees are before their callers.
+   Routing::RouteMap::CallOrder::Place turn( const Quoin::String & name ) const { return filteredConfig_->callOrder()->place( name ); }
 
    /// Whether an edit scope is open.
    bool isEdited() const noexcept { return config_->edits() != 0; }
@@ -38,7 +43,7 @@ class ROUTEPOLICY_API DeferredPublications final : public Quoin::Node {
    void scheduleTask();
 
  private:
-   Quoin::Ptr<const Routing::RouteMap::Config> config_;
+   Quoin::Ptr<const Routing::RouteMap::Config> config_, filteredConfig_;
    Names routeMap_;
    Zeugma::Task * task_ = nullptr;
    bool isPending_ = false;

@@ -1,9 +1,5 @@
 #include "compile/RouteMapConfigSm.h"
 
-#include <algorithm>
-#include <unordered_map>
-#include <vector>
-
 #include "substrate/plinth/Trace.h"
 #include "substrate/quoin/Assert.h"
 #include "substrate/quoin/DisplayPointer.h"
@@ -19,51 +15,6 @@ namespace {
 
 const Plinth::TraceHandle trace( "RouteMapConfigSm" );
 const Trailmark::MsgDesc createTimer( "RouteMapConfigSm::routeMapConfigSymbolSmIs" );
-
-// Computes the depth of calls below a route map: a caller is deeper than all its callees. Each route map is walked once.
-class CallDepths {
- public:
-   explicit CallDepths( const Config & config ) : config_( config ) {}
-
-   size_t of( const Quoin::String & name ) {
-      const Map * start = mapOf( name );
-      if( !start ) return 0;
-      enter( *start );
-      while( !path_.empty() ) {
-         Call & call = path_.back();
-         if( !call.entry ) {
-            path_.pop_back();
-            continue;
-         }
-         const Map * callee = mapOf( call.entry.value()->subRouteMap().name );
-         if( callee && enter( *callee ) ) continue;   // the walk returns to this entry
-         if( callee ) depth_[ call.map ] = std::max( depth_[ call.map ], depth_[ callee ] + 1 );
-         call.entry.next();
-      }
-      return depth_[ start ];
-   }
-
- private:
-   struct Call {
-      const Map * map;
-      decltype( std::declval<const Map::MapEntries &>().first() ) entry;
-   };
-
-   const Map * mapOf( const Quoin::String & name ) const {
-      const auto * found = name.empty() ? nullptr : config_.routeMap().find( name );
-      return found ? found->get() : nullptr;
-   }
-   // False if the route map was entered before.
-   bool enter( const Map & map ) {
-      if( !depth_.emplace( &map, 0 ).second ) return false;
-      path_.push_back( { &map, map.mapEntry().first() } );
-      return true;
-   }
-
-   const Config & config_;
-   std::unordered_map<const Map *, size_t> depth_;
-   std::vector<Call> path_;
-};
 
 }   // namespace
 
@@ -81,7 +32,7 @@ RouteMapConfigSm::RouteMapConfigSm( const Quoin::Ptr<const Config> & rmConfig, c
         rmUpdateTaskScheduler_( rmUpdateTaskScheduler ),
         matchAggRoleUsers_( matchAggRoleUsers ),
         allRmSymbol_( allRouteMapSymbolFactory() ),
-        deferred_( makeNode<DeferredPublications>( rmConfig ) ) {
+        deferred_( makeNode<DeferredPublications>( rmConfig, filteredRmConfig ) ) {
    QUOIN_ASSERT( rmConfig_, "rmConfig()" );
    QUOIN_ASSERT( filteredRmConfig_, "filteredRmConfig()" );
    QUOIN_ASSERT( policyRoot_, "policyRoot()" );
@@ -106,6 +57,8 @@ void RouteMapConfigSm::handleInitialized() {
                                                          [ this ] { handleRouteMapDeleteTask(); } );
    deferred_->taskIs( routeMapDeleteTask_.get() );
    filteredRmConfig_->routeMapDelAll();
+   filteredRmConfig_->callOrderIs();
+   routeMapUpdateNotifier_->callOrderIs( filteredRmConfig_->callOrder() );
    handleRouteMaps();
 }
 
@@ -193,7 +146,7 @@ void RouteMapConfigSm::pendingDeleteIs( const Quoin::String & name, bool value )
    if( deferred_->isEdited() )
       deferred_->scheduleTask();
    else
-      routeMapDeleteTask_->scheduleTask();
+      routeMapDeleteTask_->scheduleTask( Zeugma::Task::kFirstRank );
 }
 
 // Whether a run of the delete task takes the next route map: the machine has other owners than the run, and no edit scope is open.
@@ -235,15 +188,14 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
    else if( deferred_->isEdited() )
       deferred_->scheduleTask();   // the end of the scope schedules the task
    else
-      routeMapDeleteTask_->scheduleTask();
+      routeMapDeleteTask_->scheduleTask( Zeugma::Task::kFirstRank );
 }
 
-// Publishes the deferred route maps and the callers that they affect, in ascending depth: all callees of a route map are published before
-// it. The order is kept from run to run: to compute it for all names in each run would take longer than the run may.
+// Publishes the deferred route maps and the callers that they affect, in the order of calls: all callees of a route map are published before
+// it. A run must not sort all names again: they are kept in order from run to run.
 void RouteMapConfigSm::handleDeferred( uint64_t & done ) {
-   CallDepths depths( *filteredRmConfig_ );
    for( bool yields = false; !yields && goesOn(); ) {
-      for( const auto & name : deferred_->takeAll() ) publicationDue_.emplace( depths.of( name ), name );
+      for( const auto & name : deferred_->takeAll() ) publicationDue_.emplace( deferred_->turn( name ), name );
       if( publicationDue_.empty() ) return;
       const auto next = publicationDue_.extract( publicationDue_.begin() );
       if( const auto sm = routeMapConfigSymbolSm_.find( next.value().second ) ) sm->handleDeferred();

@@ -110,7 +110,7 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    Quoin::Ptr<RouteMapUpdateNotifier> routeMapUpdateNotifier_;
    Quoin::Ptr<RmConfigSymbolReactorColl> rmConfigSymbolReactorColl_;
    Quoin::Ptr<RouteMapOpModeNotifier> routeMapOpModeNotifier_;
-   std::set<std::pair<size_t, Quoin::String>> publicationDue_;   // deferred route maps, by the depth of their calls
+   std::set<std::pair<Routing::RouteMap::CallOrder::Place, Quoin::String>> publicationDue_;   // deferred route maps
    Names pendingDelete_;
    Names deferredCreates_;
    std::unique_ptr<Zeugma::Task> routeMapDeleteTask_;

@@ -138,8 +138,8 @@ void RouteMapConfigSymbolSm::defer() {
 void RouteMapConfigSymbolSm::scheduleUpdateTask() {
    if( isDeferred() )
       defer();
-   else
-      routeMapSymbolUpdateTask_->scheduleTask();
+   else if( !routeMapSymbolUpdateTask_->taskScheduled() )
+      routeMapSymbolUpdateTask_->scheduleTask( deferred_ ? deferred_->turn( name() ) : 0 );
 }
 
 void RouteMapConfigSymbolSm::handleDeferred() {

@@ -74,8 +74,14 @@ class RouteMapLoopDetectImpl {
 bool RouteMapLoopDetect::hasLoops( const Quoin::String & rmName, const Quoin::String & subRmName ) const {
    const auto target = config ? config->routeMap( subRmName ) : nullptr;
    if( !target ) return false;
+   const auto caller = config->routeMap( rmName );
+   if( const auto order = config->callOrder(); order && order->exists() ) {
+      const bool found = caller && ( caller == target || order->reaches( subRmName, rmName ) );
+      if( found ) PLINTH_TRACE( trace, level8 ) << "detected loop at " << rmName;
+      return found;
+   }
    RouteMapLoopDetectImpl walk( *config );
-   walk.onPathIs( config->routeMap( rmName ).get() );
+   walk.onPathIs( caller.get() );
    return walk.hasCycle( *target );
 }
 

@@ -15,7 +15,8 @@ struct ROUTEPOLICY_API RouteMapLoopDetect {
    Quoin::Ptr<const Routing::RouteMap::Config> config;
 
    /// Whether `subRmName` leads, through any number of calls, to `rmName` or into another cycle. An undefined route map calls nothing.
-   /// Cost: each route map and each sequence once, and one look-up of a name per call. The depth of calls uses no stack.
+   /// Cost: each route map and each sequence once, and one look-up of a name per call; if the configuration keeps a CallOrder, only the
+   /// route maps between the places of the two. The depth of calls uses no stack.
    bool hasLoops( const Quoin::String & rmName, const Quoin::String & subRmName ) const;
 
    friend bool operator==( const RouteMapLoopDetect &, const RouteMapLoopDetect & ) = default;

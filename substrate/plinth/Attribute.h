@@ -61,6 +61,11 @@ void putMember( Publisher & publisher, Quoin::FieldId field, const char * mutato
    if( collection.put( key, std::move( value ) ) ) publishMember( publisher, field, key, &old );
 }
 
+/// For collections whose owner does nothing when a member comes or goes.
+struct NoLink {
+   void operator()( const auto & ) const noexcept {}
+};
+
 /// Removes the member under `key` and publishes the change. Does nothing if the key has no member.
 template <class Publisher, class Collection>
 void eraseMember( Publisher & publisher, Quoin::FieldId field, Collection & collection, const typename Collection::Key & key ) {
@@ -68,11 +73,14 @@ void eraseMember( Publisher & publisher, Quoin::FieldId field, Collection & coll
    if( collection.erase( key ) ) publishMember( publisher, field, key, &old );
 }
 
-/// Empties the collection first and then publishes the removal of every member, so no subscriber sees a half-empty collection.
-template <class Publisher, class Collection>
-void eraseAllMembers( Publisher & publisher, Quoin::FieldId field, Collection & collection ) {
+/// Empties the collection first and then publishes the removal of every member, so no subscriber sees a half-empty collection. `unlink` is
+/// called for each member before the first change is published.
+template <class Publisher, class Collection, class Unlink = NoLink>
+void eraseAllMembers( Publisher & publisher, Quoin::FieldId field, Collection & collection, Unlink && unlink = {} ) {
    Quoin::ReleaseScope scope;   // a subscriber may drop the owner
-   for( const auto & [ key, value ] : collection.takeAll() ) publishMember( publisher, field, key, &value );
+   const auto gone = collection.takeAll();
+   for( const auto & [ key, value ] : gone ) unlink( value );
+   for( const auto & [ key, value ] : gone ) publishMember( publisher, field, key, &value );
 }
 
 /// Makes the members of `to` equal to the members of `from`, and publishes each real change.
@@ -84,24 +92,28 @@ void cloneMembers( Publisher & publisher, Quoin::FieldId field, Collection & to,
    for( auto i = from.first(); i; i.next() ) putMember( publisher, field, "clone", to, i.key(), i.value() );   // `from` may change
 }
 
-/// The node under `key`. If it does not exist, it is created from the key, stored and published.
-template <class Publisher, class Collection>
+/// The node under `key`. If it does not exist, it is created from the key, linked by `link`, stored and published.
+template <class Publisher, class Collection, class Link = NoLink>
 typename Collection::Value findOrMakeMember( Publisher & publisher, Quoin::FieldId field, Collection & collection,
-                                             const typename Collection::Key & key ) {
+                                             const typename Collection::Key & key, Link && link = {} ) {
    if( auto * found = collection.find( key ) ) return *found;
    Quoin::ReleaseScope scope;   // a subscriber may drop the owner
    auto made = Quoin::makeNode<typename Collection::Value::element_type>( key );
+   link( made );
    putMember( publisher, field, "", collection, key, made );
    auto * now = collection.find( key );   // a subscriber may have replaced or removed the node
    return now ? *now : made;
 }
 
-/// Removes the node under `key`, publishes the change, and returns the node; null if the key had none.
-template <class Publisher, class Collection>
+/// Removes the node under `key`, publishes the change, and returns the node; null if the key had none. `unlink` is called for the node
+/// before the change is published.
+template <class Publisher, class Collection, class Unlink = NoLink>
 typename Collection::Value takeMember( Publisher & publisher, Quoin::FieldId field, Collection & collection,
-                                       const typename Collection::Key & key ) {
+                                       const typename Collection::Key & key, Unlink && unlink = {} ) {
    auto old = memberOf( collection, key );
-   if( collection.erase( key ) ) publishMember( publisher, field, key, &old );
+   if( !collection.erase( key ) ) return old;
+   unlink( old );
+   publishMember( publisher, field, key, &old );
    return old;
 }
 
@@ -204,6 +216,30 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
       return ::Plinth::takeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key );                    \
    }                                                                                                              \
    void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }
+
+/// As PLINTH_MADE_NODES, for an owner that its nodes know. The owner's function `link` is called for a node that was created, before it is
+/// published; `unlink` for a node that was removed, before the removal is published.
+#define PLINTH_LINKED_NODES( foo, fooIs, fooDel, fooDelAll, field, link, unlink, ... )                            \
+ public:                                                                                                          \
+   const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
+   __VA_ARGS__::Value foo( const __VA_ARGS__::Key & key ) const { return ::Plinth::memberOf( foo##_, key ); }     \
+                                                                                                                  \
+ private:                                                                                                         \
+   __VA_ARGS__ foo##_;                                                                                            \
+                                                                                                                  \
+ public:                                                                                                          \
+   __VA_ARGS__::Value fooIs( __VA_ARGS__::Key key ) {                                                             \
+      return ::Plinth::findOrMakeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key,                \
+                                         [ this ]( const auto & node ) { link( *node ); } );                      \
+   }                                                                                                              \
+   __VA_ARGS__::Value fooDel( __VA_ARGS__::Key key ) {                                                            \
+      return ::Plinth::takeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key,                      \
+                                   [ this ]( const auto & node ) { unlink( *node ); } );                          \
+   }                                                                                                              \
+   void fooDelAll() {                                                                                             \
+      ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_,                             \
+                                 [ this ]( const auto & node ) { unlink( *node ); } );                            \
+   }
 
 /// A set: readers `foo` of the whole and `fooHas` of one key; writers `fooIs`, `fooDel`, `fooDelAll`.
 #define PLINTH_SET( foo, fooHas, fooIs, fooDel, fooDelAll, field, ... )                                           \

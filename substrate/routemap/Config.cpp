@@ -6,8 +6,13 @@
 
 namespace Routing::RouteMap {
 
-Map::~Map() = default;
 Config::~Config() = default;
+
+void Config::callOrderIs() {
+   if( callOrder_ ) return;
+   callOrder_ = Quoin::makeNode<CallOrder>();
+   for( const auto & [ name, map ] : routeMap_ ) link( *map );
+}
 
 ConfigEdit::ConfigEdit( const Quoin::Ptr<Config> & config ) : config_( config ) {
    if( !config_ ) Plinth::throwMutatorArgNullPointerException( "ConfigEdit" );

@@ -19,7 +19,7 @@ class ROUTEPOLICY_API Config final : public Quoin::NotifyingNode {
    ~Config() override;
 
    /// The route maps by name.
-   PLINTH_MADE_NODES( routeMap, routeMapIs, routeMapDel, routeMapDelAll, Field::routeMap, RouteMaps );
+   PLINTH_LINKED_NODES( routeMap, routeMapIs, routeMapDel, routeMapDelAll, Field::routeMap, link, unlink, RouteMaps );
    /// The operating mode of the route map feature. Compilation passes it on and compiles again when it changes; its value has no effect
    /// here.
    PLINTH_ATTR( routeMapOpMode, routeMapOpModeIs, Field::routeMapOpMode, RouteMapOpModeType );
@@ -28,8 +28,18 @@ class ROUTEPOLICY_API Config final : public Quoin::NotifyingNode {
    /// The number of open edit scopes (ConfigEdit). Only the change to 0 is published.
    uint32_t edits() const noexcept { return edits_; }
 
+   /// An order of the route maps by their calls; null unless callOrderIs() was called.
+   Quoin::Ptr<const CallOrder> callOrder() const noexcept { return callOrder_; }
+   /// Begins to keep the order. Cost: linear in the configuration; a second call does nothing.
+   void callOrderIs();
+
  private:
    friend class ConfigEdit;
+
+   void link( Map & map ) { map.callOrderIs( callOrder_ ); }
+   void unlink( Map & map ) { map.callOrderIs( nullptr ); }
+
+   Quoin::Ptr<CallOrder> callOrder_;
    uint32_t edits_ = 0;
 };
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "substrate/plinth/TreeMap.h"
+#include "substrate/routemap/CallOrder.h"
 #include "substrate/routemap/MapEntry.h"
 
 namespace Routing::RouteMap {
@@ -22,10 +23,19 @@ class ROUTEPOLICY_API Map final : public Quoin::NotifyingNode {
    /// An agent writes it as the last step of a batch of edits. Any new value means that the route map is consistent again.
    PLINTH_ATTR( version, versionIs, Field::version, uint32_t );
    /// The sequences by number.
-   PLINTH_MADE_NODES( mapEntry, mapEntryIs, mapEntryDel, mapEntryDelAll, Field::mapEntry, MapEntries );
+   PLINTH_LINKED_NODES( mapEntry, mapEntryIs, mapEntryDel, mapEntryDelAll, Field::mapEntry, link, unlink, MapEntries );
 
  private:
+   friend class Config;
+   friend class MapEntry;
+
+   void link( MapEntry & entry ) noexcept { entry.map_ = this; }
+   void unlink( MapEntry & entry );
+   void callChanged( const Quoin::String & from, const Quoin::String & to );
+   void callOrderIs( const Quoin::Ptr<CallOrder> & order );
+
    Quoin::String name_;
+   Quoin::Ptr<CallOrder> callOrder_;   // of the Config; null if the Config keeps none
 };
 
 }   // namespace Routing::RouteMap

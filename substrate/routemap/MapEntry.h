@@ -13,6 +13,8 @@
 
 namespace Routing::RouteMap {
 
+class Map;
+
 /// The match clauses, the call and the set clauses of a sequence.
 class ROUTEPOLICY_API MapEntry final : public Quoin::NotifyingNode {
  public:
@@ -40,7 +42,8 @@ class ROUTEPOLICY_API MapEntry final : public Quoin::NotifyingNode {
    void matchRuleDel( MatchOption option );
 
    /// The call of another route map; an empty name means no call.
-   PLINTH_ATTR( subRouteMap, subRouteMapIs, Field::subRouteMap, SubRouteMap );
+   const SubRouteMap & subRouteMap() const noexcept { return subRouteMap_.value; }
+   void subRouteMapIs( SubRouteMap call );
    /// The configured set clauses, as bits.
    PLINTH_ATTR( setFlags, setFlagsIs, Field::setFlags, SetFlags );
    /// Lines of free text by line number. A line that does not exist reads as empty.
@@ -53,8 +56,12 @@ class ROUTEPOLICY_API MapEntry final : public Quoin::NotifyingNode {
    PLINTH_ATTR( permit, permitIs, Field::permit, Acl::MatchPermit );
 
  private:
+   friend class Map;
+
    uint32_t seqno_;
    MatchRules matchRule_;
+   Plinth::Attr<SubRouteMap> subRouteMap_;
+   Map * map_ = nullptr;   // the route map that holds the sequence
 };
 
 }   // namespace Routing::RouteMap

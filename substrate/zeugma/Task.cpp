@@ -1,6 +1,7 @@
 #include "substrate/zeugma/Task.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 #include "substrate/plinth/Exception.h"
@@ -23,8 +24,8 @@ TaskScheduler::~TaskScheduler() = default;
 
 bool TaskScheduler::runOne() {
    for( const Level & level : levels_ ) {
-      if( !level.first ) continue;
-      run( *level.first );
+      if( level.empty() ) continue;
+      run( **level.begin() );
       return true;
    }
    return false;
@@ -78,29 +79,28 @@ bool TaskScheduler::shouldYield( const Task & task ) const {
    return spent_ ? spent_( task ) : Clock::now() >= runEnds_;
 }
 
-void TaskScheduler::schedule( Task & task ) {
+bool TaskScheduler::RunsBefore::operator()( const Task * a, const Task * b ) const noexcept {
+   return std::tie( a->rank_, a->number_ ) < std::tie( b->rank_, b->number_ );
+}
+
+void TaskScheduler::schedule( Task & task, int64_t rank ) {
    if( task.due_ ) return;
+   task.rank_ = rank;
    enqueue( task );
    if( dueCount_ != 1 || inRun_ || !wakeUp_ ) return;
    Quoin::whole( "a wake-up", wakeUp_ );   // without it, the task would never run
 }
 
 void TaskScheduler::enqueue( Task & task ) noexcept {
-   Level & level = levels_[ size_t( task.priority_ ) ];
    task.due_ = true;
-   task.prev_ = level.last;
-   task.next_ = nullptr;
-   ( level.last ? level.last->next_ : level.first ) = &task;
-   level.last = &task;
+   task.number_ = ++enqueued_;
+   levels_[ size_t( task.priority_ ) ].insert( std::move( task.place_ ) );
    ++dueCount_;
 }
 
 void TaskScheduler::dequeue( Task & task ) noexcept {
    if( !task.due_ ) return;
-   Level & level = levels_[ size_t( task.priority_ ) ];
-   ( task.prev_ ? task.prev_->next_ : level.first ) = task.next_;
-   ( task.next_ ? task.next_->prev_ : level.last ) = task.prev_;
-   task.prev_ = task.next_ = nullptr;
+   task.place_ = levels_[ size_t( task.priority_ ) ].extract( &task );
    task.due_ = false;
    --dueCount_;
 }
@@ -114,6 +114,8 @@ Task::Task( Quoin::Ptr<TaskScheduler> scheduler, TaskPriority priority, const Qu
       : scheduler_( std::move( scheduler ) ), handler_( std::move( handler ) ), name_( name ), priority_( priority ) {
    if( !scheduler_ ) Plinth::throwMutatorArgNullPointerException( "Task" );
    QUOIN_ASSERT( priority <= TaskPriority::idle, "priority <= TaskPriority::idle" );
+   TaskScheduler::Level own{ this };   // allocates the place once, so that the task can always become due
+   place_ = own.extract( own.begin() );
 }
 
 Task::~Task() {

@@ -14,6 +14,8 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <limits>
+#include <set>
 
 #include "routepolicy_export.h"
 #include "substrate/quoin/Ptr.h"
@@ -23,7 +25,8 @@ namespace Zeugma {
 
 class Task;
 
-/// The task with the lowest value runs first; among equal values, the task that became due first.
+/// The task with the lowest value runs first; among equal values, the task with the lowest rank; among equal ranks, the task that became due
+/// first.
 enum class TaskPriority : uint8_t { urgent = 0, high = 1, normal = 2, routeMap = 3, low = 4, idle = 5 };
 
 /// The queue of due tasks.
@@ -63,11 +66,11 @@ class ROUTEPOLICY_API TaskScheduler final : public Quoin::Node {
 
  private:
    friend class Task;
-   struct Level {
-      Task * first = nullptr;
-      Task * last = nullptr;
+   struct RunsBefore {
+      bool operator()( const Task * a, const Task * b ) const noexcept;
    };
-   void schedule( Task & task );
+   using Level = std::set<Task *, RunsBefore>;
+   void schedule( Task & task, int64_t rank );
    void enqueue( Task & task ) noexcept;
    void dequeue( Task & task ) noexcept;
    void run( Task & task );
@@ -75,6 +78,7 @@ class ROUTEPOLICY_API TaskScheduler final : public Quoin::Node {
 
    std::array<Level, size_t( TaskPriority::idle ) + 1> levels_;
    size_t dueCount_ = 0;
+   uint64_t enqueued_ = 0;   // the number of the last task that became due
    Task * running_ = nullptr;
    bool inRun_ = false;   // stays true if the running task destroys itself
    Clock::duration quantum_ = kDefaultQuantum;
@@ -93,14 +97,17 @@ struct ROUTEPOLICY_API TaskSchedulerRoot {
 /// One piece of work that can be scheduled again and again. Scheduling it twice before it runs gives one run.
 class ROUTEPOLICY_API Task final {
  public:
+   /// The rank of a task that runs before all other tasks of its priority.
+   static constexpr int64_t kFirstRank = std::numeric_limits<int64_t>::min();
+
    /// Errors: MutatorArgNullPointerException without a scheduler.
    Task( Quoin::Ptr<TaskScheduler> scheduler, TaskPriority priority, const Quoin::String & name, std::function<void()> handler );
    ~Task();   // may run inside the task's own run
    Task( const Task & ) = delete;
    Task & operator=( const Task & ) = delete;
 
-   /// Requests one run; inside its own run, one more run.
-   void scheduleTask() { scheduler_->schedule( *this ); }
+   /// Requests one run; inside its own run, one more run. `rank`: the order among due tasks of one priority; a due task keeps its rank.
+   void scheduleTask( int64_t rank = 0 ) { scheduler_->schedule( *this, rank ); }
    /// Whether the task is due.
    bool taskScheduled() const noexcept { return due_; }
 
@@ -126,11 +133,13 @@ class ROUTEPOLICY_API Task final {
 
  private:
    friend class TaskScheduler;
+
    Quoin::Ptr<TaskScheduler> scheduler_;
    std::function<void()> handler_;
    Quoin::String name_;
-   Task * prev_ = nullptr;
-   Task * next_ = nullptr;
+   TaskScheduler::Level::node_type place_;   // in the queue; empty while the task is due
+   int64_t rank_ = 0;
+   uint64_t number_ = 0;   // of the moment when the task became due
    uint64_t workCount_ = 0;
    uint64_t workPending_ = 0;
    uint64_t runs_ = 0;

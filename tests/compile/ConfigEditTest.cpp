@@ -612,7 +612,7 @@ TEST_F( ConfigEditTest, theLastScopeMayCloseInsideAReaction ) {
 TEST_F( ConfigEditTest, aScopeThatAPublicationOpensPutsOffTheRest ) {
    add( "B" );
    add( "A", "B" );
-   add( "C" );
+   add( "C", "A" );
    start();
    open();
    for( const char * name : { "A", "B", "C" } ) edit( name );

@@ -98,6 +98,21 @@ TEST_F( TaskTest, amongEqualsTheOneDueForLongerRunsFirst ) {
    EXPECT_THAT( log, ElementsAre( "b", "a" ) );
 }
 
+TEST_F( TaskTest, amongEqualsTheLowestRankRunsFirst ) {
+   const auto a = task( "a" ), b = task( "b" ), c = task( "c" ), d = task( "d", TaskPriority::high );
+   a->scheduleTask( 5 );
+   b->scheduleTask( -1 );
+   c->scheduleTask();
+   d->scheduleTask( 9 );
+   a->scheduleTask( -2 );   // it is due already, and keeps its rank
+   scheduler->runUntilIdle();
+   EXPECT_THAT( take(), ElementsAre( "d", "b", "c", "a" ) );
+   a->scheduleTask();
+   b->scheduleTask();
+   scheduler->runUntilIdle();
+   EXPECT_THAT( take(), ElementsAre( "a", "b" ) );
+}
+
 TEST_F( TaskTest, runOneStepsThroughWhatIsDue ) {
    const auto b = task( "b" ), a = task( "a", TaskPriority::high );
    const auto newcomer = task( "newcomer", TaskPriority::urgent );
