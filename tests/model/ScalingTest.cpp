@@ -147,7 +147,7 @@ using NetworkPtr = std::shared_ptr<Network>;
 /// A network whose configuration `fill` writes before the machine compiles it.
 template <class Fill>
 NetworkPtr compiled( const Fill & fill ) {
-   const auto network = std::make_shared<Network>();
+   auto network = std::make_shared<Network>();
    fill( *network );
    network->start();
    return network;
