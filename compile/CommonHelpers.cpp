@@ -18,13 +18,17 @@ CommonRmSeqConfigSymbolSm::CommonRmSeqConfigSymbolSm( const String & rmName, con
    handleInitialized();
    config_.machineIs( commonComponentRmSeqConfigSymbolSmFactory( rmName, seqConfig, rmSymbol, policyRoot, sequenceChange(),
                                                                  sequenceChangeSym(), routeMapOpModeNotifier, options.match ) );
-   symbols_.machineIs( commonComponentSymbolSeqSmFactory( seqConfig, rmSymbol, matchSymSeq(), subRmSymSeq(), rmConfigSymbolReactor,
-                                                          routeMapOpModeNotifier, options.match ) );
    if( options.set ) setters_.machineIs( Zeugma::makeSm<SequenceSettersSm>( *this, options.set->of( rmName, seqno() ) ) );
 }
 
 CommonRmSeqConfigSymbolSm::~CommonRmSeqConfigSymbolSm() {
    stop();
+}
+
+void CommonRmSeqConfigSymbolSm::handleSymbolNamed() {
+   if( symbols_.machine() ) return;
+   symbols_.machineIs( commonComponentSymbolSeqSmFactory( seqConfig(), rmSymbol(), matchSymSeq(), subRmSymSeq(), rmConfigSymbolReactor(),
+                                                          config_.machine()->routeMapOpModeNotifier(), ownOptions() ) );
 }
 
 CommonRmSeqConfigFilterSm::CommonRmSeqConfigFilterSm( const String & rmName, const Ptr<const MapEntry> & seqConfig,

@@ -21,7 +21,8 @@ struct AgentOptions {
    Quoin::Ptr<SetterTable> set{};
 };
 
-/// Compiles one sequence: joins the machines of its configuration, of its symbols and of the agent's set clauses.
+/// Compiles one sequence: joins the machines of its configuration, of its symbols and of the agent's set clauses. The machine of the symbols
+/// exists from the first clause that names a list or a route map.
 class ROUTEPOLICY_API CommonRmSeqConfigSymbolSm : public RmSeqConfigSymbolSmBase {
  public:
    CommonRmSeqConfigSymbolSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
@@ -35,6 +36,7 @@ class ROUTEPOLICY_API CommonRmSeqConfigSymbolSm : public RmSeqConfigSymbolSmBase
    void handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) override {
       config_.machine()->handleMatcherApplied( change, symbols );
    }
+   void handleSymbolNamed() override;
 
  private:
    Zeugma::NestedSm<CommonComponentRmSeqConfigSymbolSm> config_{ *this };

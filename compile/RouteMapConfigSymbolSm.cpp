@@ -348,6 +348,7 @@ void RouteMapConfigSymbolSm::addSubRouteMapChange( ModifiedRouteMapSeqStatus & e
    const auto status = symbol ? symbol->rmStatus() : nullptr;
    PLINTH_TRACE( trace, level8 ) << " changing sub-route-map symbol from=" << DisplayPointer::toString( sm.subRmSymSeq()->symbol().get() )
                                  << " to=" << DisplayPointer::toString( symbol.get() );
+   if( symbol ) sm.handleSymbolNamed();
    sm.subRmSymSeq()->currentVersionIs( versionOf( symbol.get() ) );
    sm.subRmSymSeq()->symbolIs( symbol );
    entry.seqStatus()->subRouteMapIs( status );
@@ -378,11 +379,12 @@ void RouteMapConfigSymbolSm::addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus 
 // Replaces the symbols that the sequence watches. The list of symbols of a clause is replaced as a whole. The symbols of a change that is
 // not applied yet stay recorded.
 void RouteMapConfigSymbolSm::addSymbols( RmSeqConfigSymbolSmBase & sm ) {
-   const auto add = []( auto option, const PolicySymbols & symbols, auto & symSeq ) {
+   const auto add = [ &sm ]( auto option, const PolicySymbols & symbols, auto & symSeq ) {
       if( symbols.empty() ) {
          PLINTH_TRACE( trace, level8 ) << option << " symbol is deleted";
          return symSeq.policySymbolListDel( option );
       }
+      sm.handleSymbolNamed();
       const auto list = makeNode<PolicySymbolListOf<decltype( option )>>( option );
       for( const auto & symbol : symbols ) list->policySymbolIs( symbol );
       symSeq.policySymbolListIs( option, list );

@@ -33,6 +33,7 @@ bool RmSeqConfigSymbolSmBase::isModified() const {
 }
 
 void RmSeqConfigSymbolSmBase::handleMatcherApplied( MatcherChange &, const MatcherChangeSymbol * ) {}
+void RmSeqConfigSymbolSmBase::handleSymbolNamed() {}
 
 void RmSeqConfigSymbolSmBase::formatDerivedType( std::ostream & os ) const {
    formatSequence( os, rmName_, seqConfig_.get() );

@@ -42,6 +42,9 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
    /// since the change was recorded. `symbols`: the new symbols of the clause; null if they did not change.
    virtual void handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols );
 
+   /// Called before the sequence gets a symbol to watch. An override may create the machine that watches the symbols.
+   virtual void handleSymbolNamed();
+
    const Quoin::String & rmName() const noexcept { return rmName_; }
    /// The sequence in the filtered configuration.
    const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig() const noexcept { return seqConfig_; }

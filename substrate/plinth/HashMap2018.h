@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -26,31 +27,44 @@ struct KeyHash {
 };
 
 /// The common part of the map and the set. `Table` is the standard container; the derived classes add look-up and insertion.
+/// An empty collection is one null pointer: the machines of compile/ hold many collections, and most of these are empty most of the time.
 template <class K, class Table>
 class HashCollection {
  public:
-   HashCollection() : table_( emptyTable() ) {}
-   size_t count() const noexcept { return table_.size(); }
-   bool empty() const noexcept { return table_.empty(); }
+   HashCollection() = default;
+   HashCollection( const HashCollection & from )
+         : table_( from.table_ ? std::make_unique<Table>( *from.table_ ) : nullptr ), version_( from.version_ ) {}
+   HashCollection( HashCollection && from ) noexcept = default;
+   HashCollection & operator=( const HashCollection & from ) {
+      table_ = from.table_ ? std::make_unique<Table>( *from.table_ ) : nullptr;
+      version_ = from.version_;
+      return *this;
+   }
+   HashCollection & operator=( HashCollection && from ) noexcept = default;
+   ~HashCollection() = default;
+
+   size_t count() const noexcept { return table_ ? table_->size() : 0; }
+   bool empty() const noexcept { return !table_; }
    /// Increases with every real change, and never otherwise.
    uint32_t version() const noexcept { return version_; }
-   bool contains( const K & key ) const { return table_.find( key ) != table_.end(); }
+   bool contains( const K & key ) const { return table_ && table_->find( key ) != table_->end(); }
 
    /// Removes the member under `key`. Returns false if the key has no member.
    bool erase( const K & key ) {
-      auto gone = table_.extract( key );   // destroyed when the new state is complete
+      if( !table_ ) return false;
+      auto gone = table_->extract( key );   // destroyed when the new state is complete
       if( gone.empty() ) return false;
+      if( table_->empty() ) table_.reset();
       ++version_;
       return true;
    }
 
    /// Empties the collection and returns its members.
    Table takeAll() {
-      Table gone = emptyTable();
-      if( table_.empty() ) return gone;
-      gone.swap( table_ );
+      if( !table_ ) return Table();
+      const auto gone = std::exchange( table_, nullptr );
       ++version_;
-      return gone;
+      return std::move( *gone );
    }
    void clear() { takeAll(); }
 
@@ -59,7 +73,7 @@ class HashCollection {
     public:
       explicit operator bool() const {
          check();
-         return at_ != hashMap_->table_.end();
+         return at_ != hashMap_->end();
       }
       const auto & operator*() const {
          check();
@@ -72,7 +86,7 @@ class HashCollection {
 
     private:
       friend class HashCollection;
-      explicit Iterator( const HashCollection * map ) : hashMap_( map ), at_( map->table_.begin() ), version_( map->version_ ) {}
+      explicit Iterator( const HashCollection * map ) : hashMap_( map ), at_( map->begin() ), version_( map->version_ ) {}
       void check() const { QUOIN_ASSERT( version_ == hashMap_->version(), "version_ == hashMap_->version()" ); }
       const HashCollection * hashMap_;
       typename Table::const_iterator at_;
@@ -93,7 +107,7 @@ class HashCollection {
       friend class HashCollection;
       explicit SafeIterator( const HashCollection * map ) : hashMap_( map ) {
          keys_.reserve( map->count() );
-         for( const auto & member : map->table_ ) keys_.push_back( keyOf( member ) );
+         for( const auto & member : *map ) keys_.push_back( keyOf( member ) );
       }
       void skipGone() {
          while( at_ < keys_.size() && !hashMap_->contains( keys_[ at_ ] ) ) ++at_;
@@ -107,26 +121,30 @@ class HashCollection {
    SafeIterator safeIterator() const { return SafeIterator( this ); }
 
    /// For range-for. Any change of the collection invalidates these iterators.
-   auto begin() const noexcept { return table_.begin(); }
-   auto end() const noexcept { return table_.end(); }
+   auto begin() const noexcept { return table_ ? table_->cbegin() : typename Table::const_iterator(); }
+   auto end() const noexcept { return table_ ? table_->cend() : typename Table::const_iterator(); }
 
  protected:
-   /// Must be called before an insertion.
-   void makeRoom() {
-      if( table_.size() == kFew ) table_.max_load_factor( 1 );
+   /// Calls `insertInto( table )` and returns its answer.
+   template <class InsertInto>
+   auto insert( InsertInto && insertInto ) {
+      if( table_ ) {
+         if( table_->size() == kFew ) table_->max_load_factor( 1 );
+         return insertInto( *table_ );
+      }
+      auto table = std::make_unique<Table>();
+      table->max_load_factor( 12 );
+      const auto inserted = insertInto( *table );
+      table_ = std::move( table );   // only now: a failed insertion leaves an empty collection
+      return inserted;
    }
-   Table table_;
+   std::unique_ptr<Table> table_;   // null, or not empty
    Version version_;
 
  private:
    // Most collections have one or two members. With a load factor of 12, these few share the one bucket inside the table object, so the
    // table allocates no array of buckets.
    static constexpr size_t kFew = 8;
-   static Table emptyTable() {
-      Table table;
-      table.max_load_factor( 12 );
-      return table;
-   }
    static const K & keyOf( const K & key ) { return key; }
    template <class V>
    static const K & keyOf( const std::pair<const K, V> & member ) {
@@ -143,14 +161,14 @@ class HashMap2018 : public HashCollection<K, std::unordered_map<K, V, Hash, IsEq
 
    /// The value under `key`, or null. Valid until this member is removed.
    const V * find( const K & key ) const {
-      auto i = this->table_.find( key );
-      return i == this->table_.end() ? nullptr : &i->second;
+      if( !this->table_ ) return nullptr;
+      auto i = this->table_->find( key );
+      return i == this->table_->end() ? nullptr : &i->second;
    }
 
    /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
    bool put( const K & key, V value ) {
-      this->makeRoom();
-      auto [ i, inserted ] = this->table_.try_emplace( key, value );
+      auto [ i, inserted ] = this->insert( [ & ]( auto & table ) { return table.try_emplace( key, value ); } );
       if( !inserted ) {
          if( i->second == value ) return false;
          std::swap( i->second, value );
@@ -167,8 +185,7 @@ class HashSet2018 : public HashCollection<K, std::unordered_set<K, Hash, IsEq>> 
    using Key = K;
    /// Inserts the key. Returns false, and changes nothing, if the set contains it already.
    bool put( const K & key ) {
-      this->makeRoom();
-      if( !this->table_.insert( key ).second ) return false;
+      if( !this->insert( [ & ]( auto & table ) { return table.insert( key ); } ).second ) return false;
       ++this->version_;
       return true;
    }

@@ -2,7 +2,8 @@
 
 namespace Plinth {
 
-NotifieeConst::~NotifieeConst() = default;   // the base class ends the subscription
+Watch::~Watch() = default;   // the base class ends the subscription
+NotifieeConst::~NotifieeConst() = default;
 
 void NotifieeConst::lastUserGone() const {
    auto * self = const_cast<NotifieeConst *>( this );   // no other user is left, so no one sees the change
@@ -10,7 +11,7 @@ void NotifieeConst::lastUserGone() const {
    self->onZeroReferences();
 }
 
-void NotifieeConst::notifierIs( Quoin::Ptr<const Quoin::Node> notifier ) {
+void Watch::notifierIs( Quoin::Ptr<const Quoin::Node> notifier ) {
    if( notifier == notifier_ ) return;
    unsubscribe();
    std::swap( notifier_, notifier );   // the old object is released when the new state is complete
@@ -18,7 +19,7 @@ void NotifieeConst::notifierIs( Quoin::Ptr<const Quoin::Node> notifier ) {
    subscribe();
 }
 
-void NotifieeConst::hasNotificationActiveIs( bool active ) {
+void Watch::hasNotificationActiveIs( bool active ) {
    if( active == active_ ) return;
    active_ = active;
    if( active )
@@ -27,12 +28,12 @@ void NotifieeConst::hasNotificationActiveIs( bool active ) {
       unsubscribe();
 }
 
-void NotifieeConst::subscribe() {
+void Watch::subscribe() {
    auto * publisher = notifier_ ? notifier_->publisher() : nullptr;
    if( publisher && !subscribed() ) publisher->subscriberAdd( this );
 }
 
-void NotifieeConst::onChange( const Quoin::Change & change ) {
+void Watch::onChange( const Quoin::Change & change ) {
    if( active_ )
       handleChange( change );
    else

@@ -19,14 +19,9 @@ const K & keyOf( const Quoin::Change & change ) noexcept {
    return *static_cast<const K *>( change.key );
 }
 
-/// A reactor that watches one object through a const handle.
-class ROUTEPOLICY_API NotifieeConst : public Quoin::Node, private Quoin::Subscriber {
+/// Watches one object through a const handle. It is a member of its owner; NotifieeConst is the same as a node.
+class ROUTEPOLICY_API Watch : private Quoin::Subscriber {
  public:
-   NotifieeConst() = default;
-   ~NotifieeConst() override;
-   /// Turns delivery off, since a ReleaseScope may keep the reactor a while, and calls onZeroReferences().
-   void lastUserGone() const override;
-
    /// The watched object, or null.
    const Quoin::Ptr<const Quoin::Node> & notifier() const noexcept { return notifier_; }
    /// Stops watching the previous object and subscribes to this one. An object that publishes nothing is allowed.
@@ -40,10 +35,10 @@ class ROUTEPOLICY_API NotifieeConst : public Quoin::Node, private Quoin::Subscri
    bool changeMissed() noexcept { return std::exchange( missed_, false ); }
 
  protected:
+   Watch() = default;
+   ~Watch() override;
    /// Reacts to one change. It is re-entrant, as Quoin::Subscriber::onChange().
    virtual void handleChange( const Quoin::Change & change ) = 0;
-   /// Called when the last use of the reactor is dropped; the reactor is still complete.
-   virtual void onZeroReferences() {}
 
  private:
    void onChange( const Quoin::Change & change ) final;
@@ -52,6 +47,19 @@ class ROUTEPOLICY_API NotifieeConst : public Quoin::Node, private Quoin::Subscri
    Quoin::Ptr<const Quoin::Node> notifier_;
    bool active_ = false;
    bool missed_ = false;
+};
+
+/// A reactor with owners of its own.
+class ROUTEPOLICY_API NotifieeConst : public Quoin::Node, public Watch {
+ public:
+   NotifieeConst() = default;
+   ~NotifieeConst() override;
+   /// Turns delivery off, since a ReleaseScope may keep the reactor a while, and calls onZeroReferences().
+   void lastUserGone() const override;
+
+ protected:
+   /// Called when the last use of the reactor is dropped; the reactor is still complete.
+   virtual void onZeroReferences() {}
 };
 
 }   // namespace Plinth

@@ -54,8 +54,8 @@ class ROUTEPOLICY_API Subscriber {
    List * list_ = nullptr;
    Subscriber * prev_ = nullptr;
    Subscriber * next_ = nullptr;
-   uint64_t since_ = 0;   // number of the last change published before this one subscribed
-   bool active_ = true;
+   uint64_t since_ : 63 = 0;   // number of the last change published before this one subscribed
+   bool active_ : 1 = true;
 };
 
 /// The list of an object's subscribers.

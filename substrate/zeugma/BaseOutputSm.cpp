@@ -5,14 +5,17 @@
 
 namespace Zeugma {
 
-SmPart::SmPart( BaseOutputSm & owner ) noexcept : owner_( owner ), prev_( owner.last_ ) {
-   ( prev_ ? prev_->next_ : owner.first_ ) = this;
-   owner.last_ = this;
+// A machine has few parts.
+SmPart::SmPart( BaseOutputSm & owner ) noexcept : owner_( owner ) {
+   SmPart ** end = &owner.first_;
+   while( *end ) end = &( *end )->next_;
+   *end = this;
 }
 
 SmPart::~SmPart() {
-   ( prev_ ? prev_->next_ : owner_.first_ ) = next_;
-   ( next_ ? next_->prev_ : owner_.last_ ) = prev_;
+   SmPart ** at = &owner_.first_;
+   while( *at != this ) at = &( *at )->next_;
+   *at = next_;
 }
 
 void SmPart::takeIn( BaseOutputSm & sm ) const {

@@ -61,8 +61,7 @@ class ROUTEPOLICY_API SmPart {
  private:
    friend class BaseOutputSm;
    BaseOutputSm & owner_;
-   SmPart * prev_;
-   SmPart * next_ = nullptr;
+   SmPart * next_ = nullptr;   // in the order of construction
 };
 
 /// A state machine: a list of parts, and the two flags that they share.
@@ -101,7 +100,6 @@ class ROUTEPOLICY_API BaseOutputSm : public Quoin::Node {
  private:
    friend class SmPart;
    SmPart * first_ = nullptr;
-   SmPart * last_ = nullptr;
    bool active_ = false;
    bool wasActive_ = false;   // has been switched on at least once, or switched off
    bool zombie_ = false;
@@ -111,22 +109,21 @@ ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, const BaseOutputSm
 
 /// Watches one object for the machine that it is a member of, and passes every change to a member function of that machine.
 template <class Owner>
-class Reactor final : public Plinth::NotifieeConst, private SmPart {
+class Reactor final : public Plinth::Watch, private SmPart {
  public:
    /// A member function of the machine that reacts to a change. It is re-entrant, as Quoin::Subscriber::onChange().
    using Handler = void ( Owner::* )( const Quoin::Change & change );
-   Reactor( Owner & owner, Handler handler ) noexcept : SmPart( owner ), owner_( owner ), handler_( handler ) {}
+   Reactor( Owner & owner, Handler handler ) noexcept : SmPart( owner ), handler_( handler ) {}
 
  private:
    void handleChange( const Quoin::Change & change ) override {
       const Quoin::ReleaseScope whole;   // a subscriber to the handler's writes may drop the owner
-      if( !owner_.zombieReactors() ) ( owner_.*handler_ )( change );
+      if( !owner().zombieReactors() ) ( static_cast<Owner &>( owner() ).*handler_ )( change );
    }
    void partNotificationActiveIs( bool active ) override { hasNotificationActiveIs( active ); }
    void partZombieIs( bool ) override {}   // handleChange() reads the owner's flag
    bool partChangeMissed() override { return changeMissed(); }
 
-   Owner & owner_;
    Handler handler_;
 };
 
