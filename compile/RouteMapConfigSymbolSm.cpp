@@ -261,8 +261,8 @@ void RouteMapConfigSymbolSm::addChangesToModifiedSeqStatusList() {
    const Step step( *this );
    for( auto i = seqConfigSm().first(); i; i.next() ) {
       const auto sm = i.value();
-      const bool isBeingBuilt = !hasNotificationActive() && switchesOnNested();
-      if( isBeingBuilt && !seqConfig( i.key() ) ) continue;   // handleChangeMissed() handles the deletion
+      // The machine is yet to be notified that the sequence was deleted or replaced.
+      if( switchesOnNested() && sm->seqConfig() != seqConfig( i.key() ) ) continue;
       addChanges( i.key(), *sm );
    }
 }
