@@ -191,8 +191,9 @@ void RouteMapConfigSymbolSm::createSeq( uint32_t seqno ) {
 void RouteMapConfigSymbolSm::deleteSeq( uint32_t seqno ) {
    PLINTH_TRACE( trace, level8 ) << "deleting seqno: " << seqno;
    seqConfigSmDel( seqno );
-   rmConfigSymbolReactor_->pendingUpdateDel( seqno );
    continueSeqMap()->continueSeqDel( seqno );
+   rmConfigSymbolReactor_->pendingUpdateDel( seqno );
+   if( seqConfigSm_.find( seqno ) ) return;   // a subscriber has created the sequence again, and its entry is in the list
    if( published( seqno ) ) {
       modifiedRmSeqStatusList_->seqStatusIs( ModifiedRouteMapSeqStatus( { seqno } ) );
    } else {   // never published

@@ -136,6 +136,26 @@ TEST_F( IdentityTest, whatTheFormerSequenceAwaitedDoesNotReachTheNewOne ) {
    EXPECT_TRUE( status( "M" )->seqStatus( 10 )->matcher().empty() );
 }
 
+TEST_F( IdentityTest, aSequenceIsCreatedAnewInsideTheDeletionOfItsPendingUpdate ) {
+   start();
+   const auto map = raw->routeMapIs( "M" );
+   raw->routeMapIs( "CALLEE" )->mapEntryIs( 10 );
+   map->mapEntryIs( 10 )->subRouteMapIs( { "CALLEE", false } );
+   raise( "M" );   // M waits for its callee
+   raise( "CALLEE" );
+   const auto & mailbox = *machine->rmConfigSymbolReactorColl()->reactor( "M" );
+   ASSERT_TRUE( mailbox.pendingUpdate( 10 ) );
+   const Reaction ofMailbox(
+      mailbox,
+      once( [ & ]( const auto & ) { return mailbox.pendingUpdate().empty(); }, [ & ] { map->mapEntryIs( 10 )->permitIs( deny ); } ) );
+   map->mapEntryDel( 10 );
+   ASSERT_TRUE( map->mapEntry( 10 ) );
+   raise( "M" );
+   expectFollowed( "M", 10 );
+   ASSERT_FALSE( HasFailure() );
+   EXPECT_FALSE( status( "M" )->seqStatus( 10 )->subRouteMap() );
+}
+
 TEST_F( IdentityTest, aRouteMapIsCreatedAnewBeforeTheMachineIsNotifiedOfItsDeletion ) {
    add( "A" );
    const auto isDeleted = [ this ]( const auto & ) { return raw->routeMap().empty(); };
