@@ -147,9 +147,10 @@ void CommonComponentSymbolSeqSm::handleSubRouteMapSymbol() {
                                  << DisplayPointer::toString( rmSymbol_.get() ) << " with sub-route-map:"
                                  << " rmsymbol=" << DisplayPointer::toString( symbol.get() )
                                  << " rmStatus=" << DisplayPointer::toString( symbol->rmStatus().get() );
-   const auto update = rmConfigSymbolReactor_->pendingUpdateIs( seqno() );
-   update->subRouteMapStatusIs( symbol->rmStatus() );
-   update->hasSubRouteMapUpdateIs( true );
+   rmConfigSymbolReactor_->pendingUpdateFill( seqno(), [ & ]( PendingSymbolUpdate & update ) {
+      update.subRouteMapStatusIs( symbol->rmStatus() );
+      update.hasSubRouteMapUpdateIs( true );
+   } );
 }
 
 // The symbol of a clause; null if the clause was deleted or its symbol is no longer watched.
@@ -176,9 +177,9 @@ void CommonComponentSymbolSeqSm::handleMatchedList( MatchOption option ) {
    if( matcher && row.isOfPresentList( *matcher, *matchSym ) ) return rmConfigSymbolReactor_->removePendingMatcherForSeq( seqno(), option );
    rmSymbol_->statusCurrentIs( false );
    if( zombieReactors() || matchSymbolOf( option ) != matchSym ) return;   // a subscriber has changed the clause
-   const auto update = rmConfigSymbolReactor_->pendingUpdateIs( seqno() );
-   if( const auto * rule = seqConfig_->matchRule().find( option ) )
-      matcherIs( *update->matcherChangeIs( option ), row, *rule, matchSym.get() );
+   rmConfigSymbolReactor_->pendingUpdateFill( seqno(), [ & ]( PendingSymbolUpdate & update ) {
+      matcherIs( *update.matcherChangeIs( option ), row, *seqConfig_->matchRule().find( option ), matchSym.get() );
+   } );
 }
 
 void MatchSymNotifierMap::notifierIs( const Quoin::Ptr<const PolicyMatchSymbolNotifierMap> & map ) {

@@ -28,6 +28,16 @@ class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode 
    /// the same batch.
    PLINTH_MADE_NODES( pendingUpdate, pendingUpdateIs, pendingUpdateDel, pendingUpdateDelAll, Field::pendingUpdate, PendingUpdates );
 
+   /// Calls `fill( update )` for the pending update of a sequence. A new update is filled before it is published, because a subscriber may
+   /// have the route map compiled, which applies and deletes the update.
+   template <class Fill>
+   void pendingUpdateFill( uint32_t seqno, const Fill & fill ) {
+      if( const auto found = pendingUpdate( seqno ) ) return fill( *found );
+      const auto made = Quoin::makeNode<PendingSymbolUpdate>( seqno );
+      fill( *made );
+      Plinth::putMember( publisher_, Quoin::FieldId( Field::pendingUpdate ), "", pendingUpdate_, seqno, made );
+   }
+
    /// Adds to the counter, modulo 256.
    void reevaluateInc( uint8_t n ) { reevaluateIs( static_cast<uint8_t>( reevaluate() + n ) ); }
    /// Removes one clause from the pending update of a sequence. The update stays, even if it is empty.

@@ -191,8 +191,9 @@ void RouteMapConfigSymbolSm::createSeq( uint32_t seqno ) {
 void RouteMapConfigSymbolSm::deleteSeq( uint32_t seqno ) {
    PLINTH_TRACE( trace, level8 ) << "deleting seqno: " << seqno;
    seqConfigSmDel( seqno );
-   rmConfigSymbolReactor_->pendingUpdateDel( seqno );
    continueSeqMap()->continueSeqDel( seqno );
+   rmConfigSymbolReactor_->pendingUpdateDel( seqno );
+   if( seqConfigSm_.find( seqno ) ) return;   // a subscriber has created the sequence again, and its entry is in the list
    if( published( seqno ) ) {
       modifiedRmSeqStatusList_->seqStatusIs( ModifiedRouteMapSeqStatus( { seqno } ) );
    } else {   // never published
@@ -261,8 +262,8 @@ void RouteMapConfigSymbolSm::addChangesToModifiedSeqStatusList() {
    const Step step( *this );
    for( auto i = seqConfigSm().first(); i; i.next() ) {
       const auto sm = i.value();
-      const bool isBeingBuilt = !hasNotificationActive() && switchesOnNested();
-      if( isBeingBuilt && !seqConfig( i.key() ) ) continue;   // handleChangeMissed() handles the deletion
+      // The machine is yet to be notified that the sequence was deleted or replaced.
+      if( switchesOnNested() && sm->seqConfig() != seqConfig( i.key() ) ) continue;
       addChanges( i.key(), *sm );
    }
 }

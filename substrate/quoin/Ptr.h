@@ -99,5 +99,5 @@ Ptr<To> dynamicPtrCast( const Ptr<From> & from ) noexcept {
 
 template <class T>
 struct std::hash<Quoin::Ptr<T>> {
-   size_t operator()( const Quoin::Ptr<T> & p ) const noexcept { return std::hash<const void *>()( p.get() ); }
+   size_t operator()( const Quoin::Ptr<T> & p ) const noexcept { return std::hash<T *>()( p.get() ); }
 };

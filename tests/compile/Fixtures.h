@@ -3,7 +3,6 @@
 /// category, clauses and what becomes of them.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,26 +12,9 @@
 #include "compile/CommonComponent.h"
 #include "substrate/plinth/Trace.h"
 #include "substrate/quoin/DisplayPointer.h"
-#include "substrate/quoin/Node.h"
-#include "substrate/quoin/Publisher.h"
+#include "tests/compile/Reaction.h"
 
 namespace Routing::Policy::CompileFixtures {
-
-/// Runs a function at every change of an object, and counts the changes.
-struct Reaction final : Quoin::Subscriber {
-   using Function = std::function<void( const Quoin::Change & )>;
-   explicit Reaction( const Quoin::Node & watched, Function f = {} ) : function( std::move( f ) ) {
-      watched.publisher()->subscriberAdd( this );
-   }
-   void onChange( const Quoin::Change & change ) override {
-      ++heard;
-      if( const auto now = function ) now( change );   // a copy: this may be gone behind the call
-   }
-   /// The changes since the last time.
-   int take() { return std::exchange( heard, 0 ); }
-   Function function;
-   int heard = 0;
-};
 
 /// Keeps what the traces of one category say, up to a level, while it stands.
 class TraceLog {

@@ -98,6 +98,29 @@ TEST_F( IdentityTest, aVersionThatIsRaisedInsideTheDeletionOfACopyWaits ) {
    expectFollowed( "M", 30 );
 }
 
+// A subscriber that came before the compiler has the route map compiled when the copy of a sequence is deleted, or replaced.
+TEST_F( IdentityTest, aCompilationInsideTheDeletionOfACopyLeavesTheSequenceOut ) {
+   start();
+   std::unique_ptr<Reaction> first;
+   unsigned mode = 0;
+   const auto compile = [ & ]( const Quoin::Change & ) { raw->routeMapOpModeIs( Routing::RouteMap::RouteMapOpModeType( ++mode ) ); };
+   const Reaction ofCopies( *filtered, [ & ]( const Quoin::Change & ) {
+      if( !first && live( "M" ) ) first = std::make_unique<Reaction>( *filtered->routeMap( "M" ), compile );
+   } );
+   const auto map = add( "M", 1, 10 );
+   add( "M", 2, 20 );
+   map->mapEntry( 20 )->permitIs( deny );   // something to compile
+   mode = 0;
+   map->mapEntryDel( 10 );
+   EXPECT_GT( mode, 0u );
+   ASSERT_TRUE( status( "M" ) );
+   EXPECT_FALSE( status( "M" )->seqStatus( 10 ) );
+   EXPECT_TRUE( machine->verify().empty() );
+   createAnew( 10 );
+   expectFollowed( "M", 10 );
+   EXPECT_TRUE( status( "M" )->seqStatus( 20 ) );
+}
+
 TEST_F( IdentityTest, whatTheFormerSequenceAwaitedDoesNotReachTheNewOne ) {
    const auto map = add( "M" );
    map->mapEntry( 10 )->matchRuleIs( listRule( MatchOption::matchIpPrefixList, "L" ) );
@@ -111,6 +134,26 @@ TEST_F( IdentityTest, whatTheFormerSequenceAwaitedDoesNotReachTheNewOne ) {
    map->mapEntryDel( 10 );
    expectFollowed( "M", 10 );
    EXPECT_TRUE( status( "M" )->seqStatus( 10 )->matcher().empty() );
+}
+
+TEST_F( IdentityTest, aSequenceIsCreatedAnewInsideTheDeletionOfItsPendingUpdate ) {
+   start();
+   const auto map = raw->routeMapIs( "M" );
+   raw->routeMapIs( "CALLEE" )->mapEntryIs( 10 );
+   map->mapEntryIs( 10 )->subRouteMapIs( { "CALLEE", false } );
+   raise( "M" );   // M waits for its callee
+   raise( "CALLEE" );
+   const auto & mailbox = *machine->rmConfigSymbolReactorColl()->reactor( "M" );
+   ASSERT_TRUE( mailbox.pendingUpdate( 10 ) );
+   const Reaction ofMailbox(
+      mailbox,
+      once( [ & ]( const auto & ) { return mailbox.pendingUpdate().empty(); }, [ & ] { map->mapEntryIs( 10 )->permitIs( deny ); } ) );
+   map->mapEntryDel( 10 );
+   ASSERT_TRUE( map->mapEntry( 10 ) );
+   raise( "M" );
+   expectFollowed( "M", 10 );
+   ASSERT_FALSE( HasFailure() );
+   EXPECT_FALSE( status( "M" )->seqStatus( 10 )->subRouteMap() );
 }
 
 TEST_F( IdentityTest, aRouteMapIsCreatedAnewBeforeTheMachineIsNotifiedOfItsDeletion ) {

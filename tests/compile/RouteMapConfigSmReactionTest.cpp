@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include "substrate/routemap/PrefixListProducer.h"
 #include "tests/compile/RouteMapConfigSmFixtures.h"
 #include "tests/compile/RouteMapConfigSymbolSmFixtures.h"
 #include "tests/policy/Fixtures.h"
@@ -410,6 +411,48 @@ TEST_F( RouteMapConfigSmReactionTest, aChainOfBlockedRouteMapsIsFreedOnASmallSta
 }
 
 // ---- the mode
+
+// The next generation of A waits with the former list and the former callee. A subscriber of the mailbox has A compiled when a new list or
+// a new callee arrives.
+TEST_F( RouteMapConfigSmReactionTest, aCompilationInsideTheCreationOfAPendingUpdateAppliesTheUpdate ) {
+   RouteMap::PrefixListProducer list( root->ipv4PrefixListTable(), "L", Ferule::AddressFamily::ipv4 );
+   list.publish();
+   start();
+   add( "A" );
+   entry( "A" )->matchRuleIs( listRule( MatchOption::matchIpPrefixList, "L" ) );
+   call( "A", "B" );
+   raise( "A" );
+   add( "B" );
+   run();
+   const auto & mailbox = *machine->rmConfigSymbolReactorColl()->reactor( "A" );
+   unsigned mode = 0;
+   const auto compile = [ & ] { raw->routeMapOpModeIs( RouteMapOpModeType( ++mode ) ); };
+
+   ASSERT_FALSE( list.entryIs( { 5, Acl::MatchPermit::permit, Ferule::IpGenPrefix( "10.0.0.0/8" ), {}, {} } ) );
+   raise( "A" );
+   entry( "A" )->permitIs( deny );
+   raise( "A" );
+   {
+      const Reaction ofMailbox( mailbox, once( compile ) );
+      list.publish();
+   }
+   run();
+   ASSERT_EQ( mode, 1u );
+   EXPECT_TRUE( isOfPresentList( *status( "A" )->seqStatus( 10 )->matcher( MatchOption::matchIpPrefixList ), MatchOption::matchIpPrefixList,
+                                 *list.symbol() ) );
+
+   entry( "B" )->distanceIs( 5 );   // B is not current
+   entry( "A" )->permitIs( Acl::MatchPermit::permit );
+   raise( "A" );
+   {
+      const Reaction ofMailbox( mailbox, once( compile ) );
+      raise( "B" );
+   }
+   run();
+   ASSERT_EQ( mode, 2u );
+   EXPECT_EQ( status( "A" )->seqStatus( 10 )->subRouteMap(), status( "B" ) );
+   EXPECT_TRUE( machine->verify().empty() );
+}
 
 TEST_F( RouteMapConfigSmReactionTest, aModeChangedInsideItsCopyReachesTheNotifier ) {
    start();

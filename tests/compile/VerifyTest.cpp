@@ -68,6 +68,34 @@ TEST_F( VerifyTest, nothingDiffersBeforeAndAfterEdits ) {
    EXPECT_THAT( machine->verify(), IsEmpty() );
 }
 
+TEST_F( VerifyTest, aRouteMapThatTheDeleteTaskHasYetToCreateIsNotCompared ) {
+   del( "SUB" );
+   add( "SUB" );
+   yieldAfterEach();
+   scheduler->runOne();
+   ASSERT_TRUE( machine->pendingDelete().empty() );
+   ASSERT_TRUE( machine->deferredCreates().find( "SUB" ) );
+   EXPECT_THAT( machine->verify(), IsEmpty() );
+   run();
+   EXPECT_TRUE( whole( "SUB", true ) );
+   EXPECT_THAT( machine->verify(), IsEmpty() );
+}
+
+TEST_F( VerifyTest, aRouteMapThatLosesItsLastSequenceBeforeItIsPublishedIsUndefinedUntilItsNextVersion ) {
+   add( "WAITS", 0 );   // is not current, and its callers wait
+   const auto map = add( "NEW", 0 );
+   call( "NEW", "WAITS" );
+   raise( "NEW" );
+   ASSERT_FALSE( status( "NEW" ) );
+   map->mapEntryDel( 10 );
+   run();
+   EXPECT_FALSE( status( "NEW" ) );
+   EXPECT_THAT( machine->verify(), IsEmpty() );
+   raise( "NEW" );
+   ASSERT_TRUE( status( "NEW" ) );
+   EXPECT_THAT( machine->verify(), IsEmpty() );
+}
+
 TEST_F( VerifyTest, eachDifferenceIsTold ) {
    const struct {
       const char * text;

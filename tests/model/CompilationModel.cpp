@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include "compile/RouteMapLoopDetect.h"
 #include "policy/DistanceSetter.h"
 #include "policy/IsisInstanceMatcher.h"
 #include "policy/MatchedRouteMapSequences.h"
@@ -19,14 +18,6 @@
 #include "tests/policy/ListFixtures.h"
 
 namespace CompilationModel {
-
-Quoin::String mapName( unsigned i ) {
-   return Quoin::String( "RM" + std::to_string( i ) );
-}
-
-Quoin::String listName( const char * stem, unsigned i ) {
-   return Quoin::String( stem + std::to_string( i ) );
-}
 
 namespace {
 
@@ -80,7 +71,7 @@ Verdict verdictOf( const RouteMapStatus & status, const MatchInput_ & input ) {
    return { permitted, result.preference() };
 }
 
-// ---- statuses as text
+// ---- a program
 
 namespace {
 
@@ -90,47 +81,6 @@ const Quoin::Node * listOf( const Matcher & matcher ) {
    if( const auto * m = dynamic_cast<const TagSetMatcher *>( &matcher ) ) return m->status().get();
    return nullptr;
 }
-
-// A map without sequences says that nothing is undefined when it was born so, and that everything is when it was emptied. Who calls one
-// inherits that.
-bool saysByItsHistory( const RouteMapStatus & status ) {
-   if( status.seqStatus().empty() ) return true;
-   for( const auto & [ seqno, seq ] : status.seqStatus() )
-      if( seq->subRouteMap() && saysByItsHistory( *seq->subRouteMap() ) ) return true;
-   return false;
-}
-
-}   // namespace
-
-std::string textOf( const RouteMapStatus * status ) {
-   if( !status ) return "undefined";
-   std::ostringstream os;
-   os << status->name() << "<" << status->features() << ";"
-      << ( saysByItsHistory( *status ) ? "history" : std::to_string( status->undefinedReferences().value ) ) << ">[";
-   for( const auto & [ seqno, seq ] : status->seqStatus() ) {
-      os << " " << seqno << " " << seq->matchAction();
-      for( const auto & [ option, matcher ] : seq->matcher() ) {
-         os << " " << option << "=" << matcher->toStrep();
-         if( const auto * list = dynamic_cast<const PrefixListMatcher *>( matcher.get() ) ) os << ( list->invertResult() ? "!" : "" );
-      }
-      for( const auto & [ option, setter ] : seq->setter() ) os << " " << option << "=" << setter->toStrep();
-      if( seq->subRouteMap() ) os << " call" << ( seq->subInvert() ? "!" : "" ) << " " << textOf( seq->subRouteMap().get() );
-      if( seq->continueSeq() ) os << " ->" << seq->continueSeq()->seqno();
-   }
-   os << " ]";
-   return os.str();
-}
-
-// ---- an agent
-
-void Agent::start() {
-   machine = routeMapConfigSmFactory( config, filtered, root, makeNode<CommonRmConfigFilterSmHelper>(),
-                                      makeNode<CommonRmConfigSymbolSmHelper>( root ), scheduler, aggregateUsers );
-}
-
-// ---- a program
-
-namespace {
 
 // The kinds of steps, in their order.
 enum StepKind : unsigned { kBeforeStart, kStart, kRun, kLastCheck, kEnd };
@@ -726,28 +676,11 @@ void Program::tellOfEmptyLists() {
 
 // ---- when all has settled
 
-// Takes calls out until none closes a cycle: which of a cycle's calls is refused is a matter of history.
-void Program::breakCycles() {
-   for( bool found = true; found; ) {
-      found = false;
-      for( unsigned i = 0; i < kMaps; ++i ) {
-         const auto m = map( i );
-         if( !m ) continue;
-         for( const auto & [ seqno, entry ] : m->mapEntry() ) {
-            if( entry->subRouteMap().name.empty() || !RouteMapLoopDetect{ agent_.config }.hasLoops( m->name(), entry->subRouteMap().name ) )
-               continue;
-            entry->subRouteMapIs( {} );
-            found = true;
-         }
-      }
-   }
-}
-
 void Program::settle() {
    random_.say( "let all settle" );
    ++time_;
    settling_ = true;
-   breakCycles();
+   breakCycles( agent_.config );
    const auto publish = []( auto & lists ) {
       for( auto & list : lists )
          if( list && list->edited() ) list->publish();
@@ -928,24 +861,7 @@ void Program::checkTables() const {
 }
 
 void Program::checkFreshCompile() const {
-   Agent fresh( agent_.config );
-   std::vector<Ptr<const PolicySymbol>> held;
-   const auto give = [ & ]<class Table>( const Ptr<Table> & from, const Ptr<Table> & to, const char * stem ) {
-      for( unsigned i = 0; i < kLists; ++i ) {
-         const auto symbol = to->symbol( listName( stem, i ) );
-         symbol->statusIs( from->symbol( listName( stem, i ) )->status() );
-         held.push_back( symbol );
-      }
-   };
-   give( agent_.root->ipv4PrefixListTable(), fresh.root->ipv4PrefixListTable(), "PL" );
-   give( agent_.root->ipv6PrefixListTable(), fresh.root->ipv6PrefixListTable(), "P6" );
-   give( agent_.root->ipv4AclListTable(), fresh.root->ipv4AclListTable(), "AL" );
-   give( agent_.root->tagSetTable(), fresh.root->tagSetTable(), "TS" );
-   fresh.start();
-   fresh.scheduler->runUntilIdle();
-   for( unsigned i = 0; i < kMaps; ++i )
-      EXPECT_EQ( textOf( agent_.root->routeMapTable()->symbol( mapName( i ) )->rmStatus().get() ),
-                 textOf( fresh.root->routeMapTable()->symbol( mapName( i ) )->rmStatus().get() ) );
+   EXPECT_EQ( differencesFromFresh( agent_, kMaps, kLists ), "" );
 }
 
 // ---- evaluation of what is configured

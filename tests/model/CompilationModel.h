@@ -21,14 +21,13 @@
 #include <utility>
 #include <vector>
 
-#include "compile/CommonHelpers.h"
-#include "compile/RouteMapConfigSm.h"
 #include "policy/Policy.h"
 #include "substrate/routemap/PrefixListProducer.h"
 #include "substrate/routemap/TagSetProducer.h"
 #include "tests/compile/Fixtures.h"
 #include "tests/model/Choices.h"
 #include "tests/model/CompiledAccessLists.h"
+#include "tests/model/CompiledAgent.h"
 #include "tests/model/EvaluationTwin.h"
 
 namespace CompilationModel {
@@ -41,9 +40,6 @@ using Quoin::Ptr;
 
 constexpr unsigned kMaps = 6;
 constexpr uint32_t kSeqnos[] = { 10, 20, 30, 40, 50 };
-
-Quoin::String mapName( unsigned i );
-Quoin::String listName( const char * stem, unsigned i );
 
 // ---- routes
 
@@ -66,25 +62,6 @@ struct Verdict {
 constexpr Routing::RoutePreference kPreferenceBefore = 7;
 
 Verdict verdictOf( const RouteMapStatus & status, const MatchInput_ & input );
-
-// ---- statuses as text
-
-/// One route map in one line; called maps by name and text.
-std::string textOf( const RouteMapStatus * status );
-
-// ---- an agent
-
-/// A configuration with its machine, and the lists of one root.
-struct Agent {
-   Ptr<Config> config;
-   Ptr<Config> filtered = makeNode<Config>();
-   Ptr<PolicyRoot> root = makeNode<PolicyRoot>();
-   Ptr<Zeugma::TaskScheduler> scheduler = makeNode<Zeugma::TaskScheduler>();
-   Ptr<MatchAggregateRoleUsers> aggregateUsers;   // may be null
-   Ptr<RouteMapConfigSm> machine;
-   explicit Agent( Ptr<Config> c ) : config( std::move( c ) ) {}
-   void start();
-};
 
 // ---- a program
 
@@ -177,7 +154,6 @@ class Program {
 
    // ---- when all has settled
 
-   void breakCycles();
    void settle();
 
    /// Where a configured sequence continues; 0 for nowhere.
