@@ -22,6 +22,8 @@ class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode 
    const Quoin::String & name() const noexcept { return name_; }
    /// The list in which the machine of the route map builds the next generation; null if the machine does not exist.
    PLINTH_VALUE( modifiedRmSeqStatusList, modifiedRmSeqStatusListIs, {}, Quoin::Ptr<const ModifiedRouteMapSeqStatusList> );
+   /// What the sequences have recorded, in sum.
+   const Quoin::Ptr<SequenceLedger> & ledger() const noexcept { return ledger_; }
    /// A counter. Each change of it compiles the route map again.
    PLINTH_ATTR( reevaluate, reevaluateIs, Field::reevaluate, uint8_t );
    /// The pending updates by sequence number. Only the creation and the deletion of an update are published; later writes to it belong to
@@ -46,6 +48,7 @@ class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode 
 
  private:
    Quoin::String name_;
+   Quoin::Ptr<SequenceLedger> ledger_ = Quoin::makeNode<SequenceLedger>();
 };
 
 /// The mailboxes of one configuration, by the name of their route map.

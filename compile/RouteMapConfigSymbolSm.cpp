@@ -183,7 +183,8 @@ void RouteMapConfigSymbolSm::createSeq( uint32_t seqno ) {
    }
    seqConfigSmIs( seqno, sm );
    if( seqConfigSm_.find( seqno ) != sm ) return;
-   undefinedReferenceSeq_->removeSeq( seqno );   // of a former sequence with this number and a pending tombstone
+   rmConfigSymbolReactor_->ledger()->recordedIs( seqno );   // its records were written before it was found here
+   undefinedReferenceSeq_->removeSeq( seqno );              // of a former sequence with this number and a pending tombstone
    modifiedRmSeqStatusList_->seqStatusIs(
       ModifiedRouteMapSeqStatus( { seqno }, RouteMapSeqStatus::newFrom( nullptr, seqno ), sm->undefinedRefsTracker() ) );
 }
@@ -246,9 +247,10 @@ void RouteMapConfigSymbolSm::publishEmpty() {
 }
 
 bool RouteMapConfigSymbolSm::hasModifiedSequence() const {
-   for( const auto & [ seqno, sm ] : seqConfigSm() )
-      if( sm->isModified() ) return true;
-   return false;
+   return rmConfigSymbolReactor_->ledger()->findModified( [ this ]( uint32_t seqno ) {
+      const auto * sm = seqConfigSm().find( seqno );
+      return sm && ( *sm )->isModified();
+   } );
 }
 
 ModifiedRouteMapSeqStatus RouteMapConfigSymbolSm::getOrCreateModifiedSeqStatusEntry( uint32_t seqno ) const {
@@ -492,6 +494,7 @@ bool RouteMapConfigSymbolSm::hasRmPolicySymbolProcessingCompleted() {
       PLINTH_TRACE( trace, level8 ) << "there are pending updates";
       return false;
    }
+   if( !hasModifiedSequence() && rmConfigSymbolReactor_->ledger()->symbolsAreCurrent() ) return true;
    for( const auto & [ seqno, sm ] : seqConfigSm() ) {
       if( sm->isModified() ) {
          PLINTH_TRACE( trace, level8 ) << seqno << " has unprocessed modifications";
@@ -566,12 +569,18 @@ void RouteMapConfigSymbolSm::updateUndefinedReferenceSeq( const ModifiedRouteMap
    undefinedReferenceSeq_->updateDirectSequenceReference( entry.key().seqno, entry );
 }
 
+// The features are those of the last generation and of the changed sequences, unless a changed sequence has lost a feature.
 Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::newRmStatus() {
-   auto newStatus = RouteMapStatus::newFrom( rmSymbol_->rmStatus(), name() );
-   newStatus->updateFeaturesOnSeqStatusChangeIs( false );
    const auto & list = modifiedRmSeqStatusList_->seqStatus();
-   for( auto i = list.rbegin(); i != list.rend(); ++i )   // ascending: a new sequence is appended
-      if( i->second.seqStatus() ) newStatus->seqStatusIs( i->second.seqStatus() );
+   const auto isNew = [ this ]( const auto & entry ) { return !published( entry.first.seqno ); };
+   auto newStatus = RouteMapStatus::successorOf( rmSymbol_->rmStatus(), name(), size_t( std::ranges::count_if( list, isNew ) ) );
+   RouteMapFeatures before, now;
+   for( auto i = list.rbegin(); i != list.rend(); ++i ) {   // ascending: a new sequence is appended
+      if( const auto old = published( i->first.seqno ) ) before.updateFrom( old->getFeatures() );
+      if( !i->second.seqStatus() ) continue;
+      now.updateFrom( i->second.seqStatus()->getFeatures() );
+      newStatus->seqStatusIs( i->second.seqStatus() );
+   }
    for( const auto & [ key, entry ] : list ) {
       if( !entry.seqStatus() ) {
          newStatus->seqStatusDel( key.seqno );
@@ -580,7 +589,13 @@ Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::newRmStatus() {
          updateUndefinedReferenceSeq( entry );
       }
    }
-   newStatus->updateFeatures();
+   if( now.includes( before ) ) {
+      now.updateFrom( newStatus->features() );
+      newStatus->featuresIs( now );
+      newStatus->updateFeaturesOnSeqStatusChangeIs( true );
+   } else {
+      newStatus->updateFeatures();
+   }
    return newStatus;
 }
 

@@ -65,7 +65,7 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
    Quoin::Ptr<__VA_ARGS__> foo##_;                                                               \
                                                                                                  \
  public:                                                                                         \
-   void fooIs( uint32_t seqno ) { foo##_ = Quoin::makeNode<__VA_ARGS__>( seqno ); }
+   void fooIs( uint32_t seqno ) { foo##_ = Quoin::makeNode<__VA_ARGS__>( seqno, ledger() ); }
 
    /// The changes of the compiled sequence.
    SEQUENCE_RECORD( sequenceChange, sequenceChangeIs, SequenceChange );
@@ -88,6 +88,10 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
    }
 
  private:
+   Quoin::Ptr<SequenceLedger> ledger() const {
+      return rmConfigSymbolReactor_ ? rmConfigSymbolReactor_->ledger() : nullptr;
+   }
+
    Quoin::String rmName_;
    Quoin::Ptr<const Routing::RouteMap::MapEntry> seqConfig_;
    Quoin::Ptr<RouteMapSymbol> rmSymbol_;

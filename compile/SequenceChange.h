@@ -4,6 +4,7 @@
 /// Threading: the activity thread.
 #pragma once
 
+#include "compile/SequenceLedger.h"
 #include "policy/Matcher.h"
 #include "policy/Setter.h"
 #include "substrate/plinth/Attribute.h"
@@ -64,21 +65,22 @@ class ROUTEPOLICY_API ContinueChange final : public Plinth::PlainRecord {
 /// All changes of one sequence.
 class ROUTEPOLICY_API SequenceChange final : public Plinth::PlainRecord {
  public:
-   enum class Field : Quoin::FieldId { matcherChange, setterChange };
-   explicit SequenceChange( uint32_t seqno ) : seqno_( seqno ) {}
+   enum class Field : Quoin::FieldId { matcherChange, setterChange, continueChange, permitChange };
+   /// `ledger`: of the route map; null for none.
+   explicit SequenceChange( uint32_t seqno, Quoin::Ptr<SequenceLedger> ledger = nullptr ) : publisher_{ std::move( ledger ), seqno } {}
    ~SequenceChange() override;
-   uint32_t seqno() const noexcept { return seqno_; }
+   uint32_t seqno() const noexcept { return publisher_.seqno; }
 
    /// The last change of each clause.
    PLINTH_MADE_NODES( matcherChange, matcherChangeIs, matcherChangeDel, matcherChangeDelAll, Field::matcherChange, MatcherChanges );
    PLINTH_MADE_NODES( setterChange, setterChangeIs, setterChangeDel, setterChangeDelAll, Field::setterChange, SetterChanges );
    /// The change of the continue clause; null if it did not change.
-   PLINTH_VALUE( continueChange, continueChangeIs, {}, Quoin::Ptr<ContinueChange> );
+   PLINTH_ATTR( continueChange, continueChangeIs, Field::continueChange, Quoin::Ptr<ContinueChange> );
    /// Whether the action has changed. The MapEntry holds the new action.
-   PLINTH_VALUE( permitChange, permitChangeIs, {}, bool );
+   PLINTH_ATTR( permitChange, permitChangeIs, Field::permitChange, bool );
 
  private:
-   uint32_t seqno_;
+   RecordPublisher publisher_;
 };
 
 ROUTEPOLICY_API Quoin::Ptr<SequenceChange> sequenceChangeFactory( uint32_t seqno );

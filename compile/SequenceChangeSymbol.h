@@ -5,6 +5,7 @@
 #pragma once
 
 #include "compile/RouteMapSymbol.h"
+#include "compile/SequenceLedger.h"
 #include "policy/PolicyTypes.h"
 #include "substrate/plinth/PlainRecord.h"
 
@@ -57,23 +58,26 @@ class ROUTEPOLICY_API AggRoleAttrMapChangeSymbol final : public Plinth::PlainRec
 /// All changes of the symbols of one sequence.
 class ROUTEPOLICY_API SequenceChangeSymbol final : public Plinth::PlainRecord {
  public:
-   enum class Field : Quoin::FieldId { matcherChangeSymbol, setterChangeSymbol };
+   enum class Field : Quoin::FieldId { matcherChangeSymbol, setterChangeSymbol, subRouteMapChangeSymbol, aggRoleAttrMapChangeSymbol };
    using MatcherChangeSymbols = Plinth::HashMap2018<MatchOption, Quoin::Ptr<MatcherChangeSymbol>>;
    using SetterChangeSymbols = Plinth::HashMap2018<SetOption, Quoin::Ptr<SetterChangeSymbol>>;
-   explicit SequenceChangeSymbol( uint32_t seqno ) : seqno_( seqno ) {}
+   /// `ledger`: of the route map; null for none.
+   explicit SequenceChangeSymbol( uint32_t seqno, Quoin::Ptr<SequenceLedger> ledger = nullptr )
+         : publisher_{ std::move( ledger ), seqno } {}
    ~SequenceChangeSymbol() override;
-   uint32_t seqno() const noexcept { return seqno_; }
+   uint32_t seqno() const noexcept { return publisher_.seqno; }
 
    PLINTH_MADE_NODES( matcherChangeSymbol, matcherChangeSymbolIs, matcherChangeSymbolDel, matcherChangeSymbolDelAll,
                       Field::matcherChangeSymbol, MatcherChangeSymbols );
    PLINTH_MADE_NODES( setterChangeSymbol, setterChangeSymbolIs, setterChangeSymbolDel, setterChangeSymbolDelAll, Field::setterChangeSymbol,
                       SetterChangeSymbols );
    /// The change of the call; null if it did not change.
-   PLINTH_VALUE( subRouteMapChangeSymbol, subRouteMapChangeSymbolIs, {}, Quoin::Ptr<SubRouteMapChangeSymbol> );
-   PLINTH_VALUE( aggRoleAttrMapChangeSymbol, aggRoleAttrMapChangeSymbolIs, {}, Quoin::Ptr<AggRoleAttrMapChangeSymbol> );
+   PLINTH_ATTR( subRouteMapChangeSymbol, subRouteMapChangeSymbolIs, Field::subRouteMapChangeSymbol, Quoin::Ptr<SubRouteMapChangeSymbol> );
+   PLINTH_ATTR( aggRoleAttrMapChangeSymbol, aggRoleAttrMapChangeSymbolIs, Field::aggRoleAttrMapChangeSymbol,
+                Quoin::Ptr<AggRoleAttrMapChangeSymbol> );
 
  private:
-   uint32_t seqno_;
+   RecordPublisher publisher_;
 };
 
 ROUTEPOLICY_API Quoin::Ptr<SequenceChangeSymbol> sequenceChangeSymbolFactory( uint32_t seqno );

@@ -28,13 +28,43 @@ template <class Option>
 class OptionSymbolSeq final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { policySymbolList };
-   using Lists = Plinth::HashMap2018<Option, Quoin::Ptr<PolicySymbolListOf<Option>>>;
-   explicit OptionSymbolSeq( uint32_t seqno ) : seqno_( seqno ) {}
+   using List = Quoin::Ptr<PolicySymbolListOf<Option>>;
+   using Lists = Plinth::HashMap2018<Option, List>;
+   /// `ledger`: of the route map; null for none.
+   explicit OptionSymbolSeq( uint32_t seqno, Quoin::Ptr<SequenceLedger> ledger = nullptr )
+         : ledger_( std::move( ledger ) ), seqno_( seqno ) {}
+   ~OptionSymbolSeq() override {
+      for( const auto & [ option, list ] : policySymbolList_ ) symbolsAreUsed( *list, false );
+   }
    uint32_t seqno() const noexcept { return seqno_; }
-   PLINTH_COLLECTION( policySymbolList, policySymbolListIs, policySymbolListDel, policySymbolListDelAll, Field::policySymbolList,
-                      typename OptionSymbolSeq::Lists );
+
+   const Lists & policySymbolList() const noexcept { return policySymbolList_; }
+   List policySymbolList( Option option ) const { return Plinth::memberOf( policySymbolList_, option ); }
+   // A list that is stored does not change any more. While a change is published, the ledger counts the old and the new symbols.
+   void policySymbolListIs( Option option, const List & list ) {
+      const List old = policySymbolList( option );
+      if( list ) symbolsAreUsed( *list, true );
+      Plinth::putMember( publisher_, kField, "policySymbolListIs", policySymbolList_, option, list );
+      if( old ) symbolsAreUsed( *old, false );
+   }
+   void policySymbolListDel( Option option ) {
+      const List old = policySymbolList( option );
+      Plinth::eraseMember( publisher_, kField, policySymbolList_, option );
+      if( old ) symbolsAreUsed( *old, false );
+   }
+   void policySymbolListDelAll() {
+      Plinth::eraseAllMembers( publisher_, kField, policySymbolList_, [ this ]( const List & list ) { symbolsAreUsed( *list, false ); } );
+   }
 
  private:
+   static constexpr auto kField = Quoin::FieldId( Field::policySymbolList );
+   void symbolsAreUsed( const PolicySymbolListOf<Option> & list, bool used ) const {
+      if( !ledger_ ) return;
+      for( const auto & symbol : list.policySymbol() ) used ? ledger_->symbolIs( symbol ) : ledger_->symbolDel( symbol );
+   }
+
+   Lists policySymbolList_;
+   Quoin::Ptr<SequenceLedger> ledger_;
    uint32_t seqno_;
 };
 using MatchSymbolSeq = OptionSymbolSeq<MatchOption>;
@@ -45,13 +75,27 @@ template <class Tag>
 class RouteMapSymbolSeq final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { symbol, currentVersion };
-   explicit RouteMapSymbolSeq( uint32_t seqno ) : seqno_( seqno ) {}
+   /// `ledger`: of the route map; null for none.
+   explicit RouteMapSymbolSeq( uint32_t seqno, Quoin::Ptr<SequenceLedger> ledger = nullptr )
+         : ledger_( std::move( ledger ) ), seqno_( seqno ) {}
+   ~RouteMapSymbolSeq() override {
+      if( ledger_ ) ledger_->symbolDel( symbol() );
+   }
    uint32_t seqno() const noexcept { return seqno_; }
-   PLINTH_ATTR( symbol, symbolIs, Field::symbol, Quoin::Ptr<const RouteMapSymbol> );
+
+   const Quoin::Ptr<const RouteMapSymbol> & symbol() const noexcept { return symbol_.value; }
+   void symbolIs( const Quoin::Ptr<const RouteMapSymbol> & symbol ) {
+      const auto old = this->symbol();
+      if( ledger_ ) ledger_->symbolIs( symbol );
+      if( symbol_.assign( Quoin::Ptr( symbol ) ) ) publisher_.publishChange( Quoin::FieldId( Field::symbol ) );
+      if( ledger_ ) ledger_->symbolDel( old );
+   }
    /// The version that the symbol's notifier had when the reference was configured.
    PLINTH_ATTR( currentVersion, currentVersionIs, Field::currentVersion, uint32_t );
 
  private:
+   Plinth::Attr<Quoin::Ptr<const RouteMapSymbol>> symbol_;
+   Quoin::Ptr<SequenceLedger> ledger_;
    uint32_t seqno_;
 };
 using SubRouteMapSymbolSeq = RouteMapSymbolSeq<struct SubRouteMapTag>;

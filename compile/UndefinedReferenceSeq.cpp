@@ -13,6 +13,9 @@ const Plinth::TraceHandle trace( "UndefinedReferenceSeq" );
 UndefinedReferenceSeq::~UndefinedReferenceSeq() = default;
 
 void UndefinedReferenceSeq::put( References & references, uint32_t seqno, UndefinedPolicyReferenceBitfield undefined ) {
+   const uint8_t old = Plinth::memberOf( references, seqno ).value;
+   if( undefined.value == old ) return;
+   for( size_t bit = 0; bit < uses_.size(); ++bit ) uses_[ bit ] += ( undefined.value >> bit & 1u ) - ( old >> bit & 1u );
    if( undefined.value != 0 )
       references.put( seqno, undefined );
    else
@@ -35,10 +38,8 @@ bool UndefinedReferenceSeq::shouldRemoveUndefinedReferenceForRouteMap( const Quo
 }
 
 void UndefinedReferenceSeq::inherit( References & references, uint32_t seqno, const Quoin::Ptr<const RouteMapStatus> & status ) {
-   if( shouldRemoveUndefinedReferenceForRouteMap( status ) )
-      references.erase( seqno );
-   else
-      references.put( seqno, status->undefinedReferences() );
+   put( references, seqno,
+        shouldRemoveUndefinedReferenceForRouteMap( status ) ? UndefinedPolicyReferenceBitfield() : status->undefinedReferences() );
 }
 
 void UndefinedReferenceSeq::updateSubRouteMapReference( uint32_t seqno, const Quoin::Ptr<const RouteMapStatus> & status ) {
@@ -61,8 +62,8 @@ bool UndefinedReferenceSeq::hasUndefinedReference() const noexcept {
 
 UndefinedPolicyReferenceBitfield UndefinedReferenceSeq::mergedUndefinedReferences() const {
    UndefinedPolicyReferenceBitfield merged;
-   for( const References * references : { &directSequenceReference_, &subRouteMapReference_, &aggRoleAttrMapReference_ } )
-      for( const auto & [ seqno, undefined ] : *references ) merged = merged | undefined;
+   for( size_t bit = 0; bit < uses_.size(); ++bit )
+      if( uses_[ bit ] != 0 ) merged.value |= static_cast<uint8_t>( 1u << bit );
    return merged;
 }
 

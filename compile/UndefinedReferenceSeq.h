@@ -1,6 +1,8 @@
 /// @file compile/UndefinedReferenceSeq.h
 #pragma once
 
+#include <array>
+
 #include "compile/ModifiedRouteMapSeqStatus.h"
 #include "policy/RouteMapStatus.h"
 
@@ -27,7 +29,7 @@ class ROUTEPOLICY_API UndefinedReferenceSeq final : public Quoin::Node {
                                                                                                                 \
  public:                                                                                                        \
    void fooIs( uint32_t seqno, UndefinedPolicyReferenceBitfield undefined ) { put( foo##_, seqno, undefined ); }\
-   void fooDel( uint32_t seqno ) { foo##_.erase( seqno ); }
+   void fooDel( uint32_t seqno ) { put( foo##_, seqno, {} ); }
 
    /// The undefined references of the sequence itself.
    UNDEFINED_REFERENCES( directSequenceReference, directSequenceReferenceIs, directSequenceReferenceDel );
@@ -53,8 +55,10 @@ class ROUTEPOLICY_API UndefinedReferenceSeq final : public Quoin::Node {
    UndefinedPolicyReferenceBitfield mergedUndefinedReferences() const;
 
  private:
-   static void put( References & references, uint32_t seqno, UndefinedPolicyReferenceBitfield undefined );
+   void put( References & references, uint32_t seqno, UndefinedPolicyReferenceBitfield undefined );
    void inherit( References & references, uint32_t seqno, const Quoin::Ptr<const RouteMapStatus> & status );
+
+   std::array<uint32_t, 8> uses_{};   // how many members of the three maps have each bit
 };
 
 }   // namespace Routing::Policy

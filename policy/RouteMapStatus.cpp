@@ -18,6 +18,19 @@ Quoin::Ptr<RouteMapStatus> RouteMapStatus::newFrom( const Quoin::Ptr<const Route
    return copy;
 }
 
+Quoin::Ptr<RouteMapStatus> RouteMapStatus::successorOf( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name,
+                                                        size_t added ) {
+   auto copy = Quoin::makeNode<RouteMapStatus>( name );
+   copy->updateFeaturesOnSeqStatusChangeIs( false );
+   if( src ) copy->seqStatus_ = src->seqStatus_;
+   copy->seqStatus_.reserve( copy->seqStatus_.count() + added );
+   if( !src ) return copy;
+   copy->featuresIs( src->features() );
+   copy->undefinedIs( src->undefined() );
+   copy->undefinedReferencesIs( src->undefinedReferences() );
+   return copy;
+}
+
 void RouteMapStatus::clone( const Zeugma::BaseNotifyingType & source ) {
    Quoin::ReleaseScope scope;   // a reaction may release this route map
    const auto & src = static_cast<const RouteMapStatus &>( source );

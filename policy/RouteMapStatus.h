@@ -24,6 +24,9 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    /// A new route map with this name and the other attributes of `src`. A null `src` gives the defaults. The features are computed once, at
    /// the end.
    static Quoin::Ptr<RouteMapStatus> newFrom( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name );
+   /// As newFrom(), but the features are those of `src`, and updateFeaturesOnSeqStatusChange is off: the caller changes sequences, and then
+   /// writes both. `added`: how many sequences will be added at most. Cost: one pass over the handles of the sequences.
+   static Quoin::Ptr<RouteMapStatus> successorOf( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name, size_t added );
    /// Copies all attributes but the name.
    void clone( const Zeugma::BaseNotifyingType & source ) override;
 

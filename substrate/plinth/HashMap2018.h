@@ -8,8 +8,8 @@
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
-#include <vector>
 
+#include "substrate/plinth/InlineRow.h"
 #include "substrate/plinth/Version.h"
 #include "substrate/quoin/Assert.h"
 
@@ -97,7 +97,7 @@ class HashCollection {
    class SafeIterator {
     public:
       explicit operator bool() const noexcept { return at_ < keys_.size(); }
-      const K & key() const noexcept { return keys_[ at_ ]; }
+      const K & key() const noexcept { return keys_.data()[ at_ ]; }
       void next() {
          ++at_;
          skipGone();
@@ -106,14 +106,13 @@ class HashCollection {
     private:
       friend class HashCollection;
       explicit SafeIterator( const HashCollection * map ) : hashMap_( map ) {
-         keys_.reserve( map->count() );
-         for( const auto & member : *map ) keys_.push_back( keyOf( member ) );
+         for( const auto & member : *map ) keys_.insert( keys_.size(), keyOf( member ) );
       }
       void skipGone() {
-         while( at_ < keys_.size() && !hashMap_->contains( keys_[ at_ ] ) ) ++at_;
+         while( at_ < keys_.size() && !hashMap_->contains( key() ) ) ++at_;
       }
       const HashCollection * hashMap_;
-      std::vector<K> keys_;
+      InlineRow<K, 4> keys_;
       size_t at_ = 0;
    };
 

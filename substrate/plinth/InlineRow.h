@@ -55,6 +55,17 @@ class InlineRow : private InlineRoom<T, Inline> {
    const T & back() const noexcept { return at_[ size_ - 1 ]; }
    T & operator[]( size_t index ) noexcept { return at_[ index ]; }
 
+   /// Makes room for `count` values in all. The next insertions up to this number need no memory.
+   void reserve( size_t count ) {
+      if( count <= capacity_ ) return;
+      const size_t grown = capacity_ + capacity_ * size_t( 3 ) / 5;
+      if( count < grown ) count = grown;
+      T * to = static_cast<T *>( ::operator new( count * sizeof( T ) ) );
+      moveTo( to );
+      if( onHeap() ) ::operator delete( at_ );
+      at_ = to;
+      capacity_ = static_cast<uint32_t>( count );
+   }
    /// Inserts `value` in front of the value at `index`; an `index` of size() appends.
    void insert( size_t index, T value ) {
       reserve( size_ + size_t( 1 ) );
@@ -79,16 +90,6 @@ class InlineRow : private InlineRoom<T, Inline> {
    void pushBack( V && value ) {   // the caller has reserved the room
       new( at_ + size_ ) T( std::forward<V>( value ) );
       ++size_;
-   }
-   void reserve( size_t count ) {
-      if( count <= capacity_ ) return;
-      const size_t grown = capacity_ + capacity_ * size_t( 3 ) / 5;
-      if( count < grown ) count = grown;
-      T * to = static_cast<T *>( ::operator new( count * sizeof( T ) ) );
-      moveTo( to );
-      if( onHeap() ) ::operator delete( at_ );
-      at_ = to;
-      capacity_ = static_cast<uint32_t>( count );
    }
    // Moves all values to `to` and destroys the originals.
    void moveTo( T * to ) noexcept {

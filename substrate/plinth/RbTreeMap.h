@@ -35,6 +35,9 @@ class RbTreeMap {
       return i != row_.end() && !( key < i->first ) ? &i->second : nullptr;
    }
 
+   /// Makes room for `count` members in all.
+   void reserve( size_t count ) { row_.reserve( count ); }
+
    /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
    bool put( const K & key, V value ) {
       auto i = row_.empty() || row_.back().first < key ? row_.end() : lowerBoundImpl( key );

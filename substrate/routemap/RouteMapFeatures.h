@@ -32,6 +32,8 @@ class ROUTEPOLICY_API RouteMapFeatures {
    constexpr bool has( Bit bit ) const noexcept { return bits_ & bit; }
    constexpr void bitIs( Bit bit, bool on ) noexcept { bits_ = on ? bits_ | bit : bits_ & ~uint32_t( bit ); }
 
+   /// Whether all bits of `other` are set.
+   constexpr bool includes( RouteMapFeatures other ) const noexcept { return ( other.bits_ & ~bits_ ) == 0; }
    /// Adds the bits of `other`.
    constexpr void updateFrom( RouteMapFeatures other ) noexcept { bits_ |= other.bits_; }
 

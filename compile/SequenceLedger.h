@@ -1,0 +1,55 @@
+/// @file compile/SequenceLedger.h
+/// What the sequences of one route map have recorded, and which symbols they watch, in sum. With it, the machine of the route map knows
+/// without a walk over all sequences that nothing waits.
+/// Threading: the activity thread.
+#pragma once
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "substrate/plinth/HashMap2018.h"
+#include "substrate/routemap/PolicySymbol.h"
+
+namespace Routing::Policy {
+
+/// The ledger of one route map. The records of its sequences write it; a record without a ledger works alone.
+class ROUTEPOLICY_API SequenceLedger final : public Quoin::Node {
+ public:
+   using Symbol = Quoin::Ptr<const Routing::RouteMap::PolicySymbol>;
+   ~SequenceLedger() override;
+
+   /// Enters a sequence whose records have changed.
+   void recordedIs( uint32_t seqno );
+   /// Whether a sequence that was entered is still modified, by `isModified( seqno )`. Deletes those that are not.
+   template <class IsModified>
+   bool findModified( IsModified && isModified ) {
+      last_.reset();
+      const auto found = std::ranges::find_if( recorded_, isModified );
+      return recorded_.erase( recorded_.begin(), found ) != recorded_.end();
+   }
+
+   /// Adds or removes one use of a symbol; null does nothing.
+   void symbolIs( const Symbol & symbol );
+   void symbolDel( const Symbol & symbol );
+   /// Whether every symbol in use is current. Cost: linear in the number of different symbols.
+   bool symbolsAreCurrent() const;
+
+ private:
+   std::vector<uint32_t> recorded_;   // ascending, as sequences are mostly compiled
+   std::optional<uint32_t> last_;     // the sequence that was entered last: it is in `recorded_`
+   Plinth::HashMap2018<Symbol, uint32_t> uses_;
+};
+
+/// The publisher of a record of changes: a change enters the sequence into the ledger.
+struct RecordPublisher {
+   Quoin::Ptr<SequenceLedger> ledger;   // null for none
+   uint32_t seqno;
+   void publishChange( Quoin::FieldId ) const {
+      if( ledger ) ledger->recordedIs( seqno );
+   }
+   void publishChangeRecursive( Quoin::FieldId field, const void *, const void *, Quoin::KeyIsEq ) const { publishChange( field ); }
+};
+
+}   // namespace Routing::Policy
