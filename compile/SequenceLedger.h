@@ -26,8 +26,8 @@ class ROUTEPOLICY_API SequenceLedger final : public Quoin::Node {
    template <class IsModified>
    bool findModified( IsModified && isModified ) {
       last_.reset();
-      const auto found = std::ranges::find_if( recorded_, isModified );
-      return recorded_.erase( recorded_.begin(), found ) != recorded_.end();
+      recorded_.erase( recorded_.begin(), std::ranges::find_if( recorded_, isModified ) );
+      return !recorded_.empty();
    }
 
    /// Adds or removes one use of a symbol; null does nothing.

@@ -41,8 +41,15 @@ class InlineRow : private InlineRoom<T, Inline> {
       for( const T & value : from ) pushBack( value );
    }
    InlineRow( InlineRow && from ) noexcept : InlineRow() { take( from ); }
-   InlineRow & operator=( InlineRow from ) noexcept {
-      swap( from );
+   // Not one assignment by value: the default assignment of an owner would then be noexcept, and could not report a failed copy.
+   InlineRow & operator=( const InlineRow & from ) {
+      InlineRow copy( from );
+      swap( copy );
+      return *this;
+   }
+   InlineRow & operator=( InlineRow && from ) noexcept {
+      InlineRow taken( std::move( from ) );
+      swap( taken );
       return *this;
    }
    ~InlineRow() { letGo(); }

@@ -21,7 +21,7 @@ CallOrder::Vertex & CallOrder::findOrMake( const String & name ) {
 }
 
 void CallOrder::release( Vertex & vertex ) {
-   if( vertex.callees.empty() && vertex.callers.empty() ) vertex_.erase( String( vertex.name ) );
+   if( vertex.callees.empty() && vertex.callers.empty() ) vertex_.erase( vertex_.find( vertex.name ) );
 }
 
 CallOrder::Place CallOrder::place( const String & name ) const {
