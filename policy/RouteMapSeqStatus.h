@@ -38,6 +38,8 @@ class ROUTEPOLICY_API RouteMapSeqStatus final : public Zeugma::BaseNotifyingType
    uint32_t seqno() const noexcept { return seqno_; }
 
    /// The route map that the sequence calls after its matchers; null for none.
+   /// A route map that calls itself can be stored. Evaluation ends the process at such a call; if the route map calls itself through
+   /// others, evaluation has no end. Compilation publishes no such route map.
    const Quoin::Ptr<const RouteMapStatus> & subRouteMap() const noexcept { return subRouteMap_.value; }
    void subRouteMapIs( Quoin::Ptr<const RouteMapStatus> map );   // out of line: the type is incomplete here
    const RouteMapStatus * subRouteMapRawPtr() const noexcept { return subRouteMap_.value.get(); }
@@ -52,7 +54,7 @@ class ROUTEPOLICY_API RouteMapSeqStatus final : public Zeugma::BaseNotifyingType
    void dumpState( const Zeugma::DumpContextPtr & ctx, unsigned indent ) const;
 
    /// The matchers by option. All must match; evaluation tries them in ascending order of option and stops at the first that does not
-   /// match.
+   /// match. The option decides the order and is named in logs; what is tested is up to the matcher, which may be of any class.
    PLINTH_COLLECTION( matcher, matcherIs, matcherDel, matcherDelAll, Field::matcher, Matchers );
    /// The setters by option. They run for a permitted route, in ascending order of option.
    PLINTH_COLLECTION( setter, setterIs, setterDel, setterDelAll, Field::setter, Setters );

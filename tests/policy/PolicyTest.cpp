@@ -1106,6 +1106,22 @@ TEST_F( PolicyEvalRolesDeathTest, aRouteMapThatCallsItselfEndsTheProcess ) {
    map->seqStatusDel( 10 );   // the two hold each other
 }
 
+// The class of a matcher is not checked: an agent stores its own matchers under any option.
+TEST( PolicyEval, aMatcherUnderTheOptionOfAnotherKindIsAskedAndTheOptionIsLogged ) {
+   const auto tag = makeNode<TagMatcher>( 7 );
+   const auto list = listOf( { { 4, routeMap( "RM", { seq( 10 ).match( tag, MatchOption::matchIpPrefixList ) } ) } } );
+   PolicyEval eval;
+   eval.contextIs( makeNode<PolicyEvalContext>() );
+   eval.shouldLogEvalIs( true );
+   MatchInput_ input;
+   Result_ result;
+   EXPECT_FALSE( eval.eval( &input, list, &result ) );
+   EXPECT_EQ( fieldsOf( *eval.context()->evaluationLogDeq() ), "10{failed matchIpPrefixList} deny default" );
+   input.tagIs( 7 );
+   EXPECT_TRUE( eval.eval( &input, list, &result ) );
+   EXPECT_EQ( fieldsOf( *eval.context()->evaluationLogDeq() ), "10{permit} permit" );
+}
+
 TEST_F( PolicyEvalRolesDeathTest, aContextWithoutAResultEndsTheProcess ) {
    const char * const text = "Assertion failed: gyreCtx->result()\n";
    gyre->hasResult = maint->hasResult = false;
