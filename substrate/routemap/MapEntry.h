@@ -48,7 +48,8 @@ class ROUTEPOLICY_API MapEntry final : public Quoin::NotifyingNode {
    PLINTH_ATTR( setFlags, setFlagsIs, Field::setFlags, SetFlags );
    /// Lines of free text by line number. A line that does not exist reads as empty.
    PLINTH_COLLECTION( description, descriptionIs, descriptionDel, descriptionDelAll, Field::description, Descriptions );
-   /// The administrative distance to set; 0 for none.
+   /// The administrative distance to set; 0 for none. A distance has 8 bits: compilation takes the low 8 bits of a greater value, so 300
+   /// sets 44. An agent refuses such a value where it reads it.
    PLINTH_ATTR( distance, distanceIs, Field::distance, uint32_t );
    /// The sequence number to which `continue` jumps. It takes effect only while `setFlags` contains `continueSeqSet`.
    PLINTH_ATTR( continueSeq, continueSeqIs, Field::continueSeq, uint32_t );

@@ -1,5 +1,6 @@
 #include "policy/DistanceSetter.h"
 
+#include <cstdint>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -59,6 +60,15 @@ TEST( DistanceSetter, hasNoFeaturesAndDoesNotDefer ) {
    setter->testFullSetValue( result );
    EXPECT_EQ( result.preference(), 1 );
    EXPECT_EQ( result.dps(), nullptr );
+}
+
+TEST( DistanceSetterDeathTest, aDistanceThatARouteCannotHoldEndsTheProcess ) {
+   for( const int64_t distance : { int64_t( 256 ), int64_t( 300 ), int64_t( -1 ), int64_t( 65536 ), INT64_MAX, INT64_MIN } )
+      EXPECT_DEATH( makeNode<DistanceSetter>( distance ), testing::HasSubstr( "Assertion failed: a distance is not in 0 to 255\n" ) )
+         << distance;
+   const uint32_t ofConfiguration = 300;
+   EXPECT_DEATH( makeNode<DistanceSetter>( ofConfiguration ), testing::HasSubstr( "a distance is not in 0 to 255" ) );
+   EXPECT_DEATH( makeNode<DistanceSetter>( UINT64_MAX ), testing::HasSubstr( "a distance is not in 0 to 255" ) );
 }
 
 }   // namespace
