@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "substrate/quoin/Assert.h"
+
 namespace Routing::Policy {
 
 using Quoin::Ptr;
@@ -9,12 +11,24 @@ using Quoin::String;
 using Routing::RouteMap::Config;
 using Routing::RouteMap::MapEntry;
 
+namespace {
+
+// Whether the symbol may belong to the route maps of this root. A symbol in no table may: nothing else finds it by its name.
+bool mayBeOf( const PolicyRoot & root, const RouteMapSymbol & symbol ) {
+   const auto * table = symbol.getDedupHashTable();
+   return !table || table == root.routeMapTable()->dedupHashTable().get() || table == root.peerFilterTable()->dedupHashTable().get();
+}
+
+}   // namespace
+
 CommonRmSeqConfigSymbolSm::CommonRmSeqConfigSymbolSm( const String & rmName, const Ptr<const MapEntry> & seqConfig,
                                                       const Ptr<RouteMapSymbol> & rmSymbol,
                                                       const Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
                                                       const Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
                                                       const Ptr<PolicyRoot> & policyRoot, const AgentOptions & options )
       : RmSeqConfigSymbolSmBase( rmName, seqConfig, rmSymbol, rmConfigSymbolReactor ) {
+   QUOIN_ASSERT( policyRoot && rmSymbol, "policyRoot && rmSymbol" );
+   QUOIN_ASSERT( mayBeOf( *policyRoot, *rmSymbol ), "the symbol of the route map belongs to another PolicyRoot" );
    handleInitialized();
    config_.machineIs( commonComponentRmSeqConfigSymbolSmFactory( rmName, seqConfig, rmSymbol, policyRoot, sequenceChange(),
                                                                  sequenceChangeSym(), routeMapOpModeNotifier, options.match ) );

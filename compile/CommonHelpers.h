@@ -23,6 +23,7 @@ struct AgentOptions {
 
 /// Compiles one sequence: joins the machines of its configuration, of its symbols and of the agent's set clauses. The machine of the symbols
 /// exists from the first clause that names a list or a route map.
+/// Errors: a symbol that belongs to a table of another root ends the process, because the callees and lists would never arrive.
 class ROUTEPOLICY_API CommonRmSeqConfigSymbolSm : public RmSeqConfigSymbolSmBase {
  public:
    CommonRmSeqConfigSymbolSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
@@ -60,7 +61,8 @@ class ROUTEPOLICY_API CommonRmSeqConfigFilterSm : public RmSeqConfigFilterSmBase
    Zeugma::NestedSm<CommonComponentRmSeqConfigFilterSm> filter_{ *this };
 };
 
-/// Creates the machines that compile sequences. The symbols of their lists are in the tables of `policyRoot`.
+/// Creates the machines that compile sequences. The symbols of their callees and lists are in the tables of `policyRoot`, which must be the
+/// root of the RouteMapConfigSm. Errors: with another root, the first sequence ends the process.
 class ROUTEPOLICY_API CommonRmConfigSymbolSmHelper final : public RmConfigSymbolSmHelperBase {
  public:
    explicit CommonRmConfigSymbolSmHelper( const Quoin::Ptr<PolicyRoot> & policyRoot, AgentOptions options = {} );

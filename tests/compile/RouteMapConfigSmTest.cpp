@@ -133,6 +133,19 @@ TEST_F( RouteMapConfigSmDeathTest, aNullArgumentEndsTheProcess ) {
    EXPECT_TRUE( machine );
 }
 
+TEST_F( RouteMapConfigSmDeathTest, aHelperOfAnotherRootEndsTheProcessAtTheFirstSequence ) {
+   const char * const text = "Assertion failed: the symbol of the route map belongs to another PolicyRoot\n";
+   symbolHelper = makeNode<CommonRmConfigSymbolSmHelper>( makeNode<PolicyRoot>() );
+   start();
+   raw->routeMapIs( "EMPTY" )->versionIs( 1 );
+   EXPECT_TRUE( status( "EMPTY" ) );
+   EXPECT_DEATH( raw->routeMapIs( "EMPTY" )->mapEntryIs( 10 ), text );
+   EXPECT_DEATH( add( "RM1" ), text );
+   symbolHelper = makeNode<CommonRmConfigSymbolSmHelper>( nullptr );
+   start();
+   EXPECT_DEATH( add( "RM1" ), "Assertion failed: policyRoot && rmSymbol\n" );
+}
+
 // ---- creating route maps
 
 TEST_F( RouteMapConfigSmTest, aRouteMapIsCreatedInTheWriteThatAddsIt ) {

@@ -38,6 +38,19 @@ class RouteMapConfigSymbolSmTest : public testing::Test {
 
 // --- construction
 
+TEST_F( RouteMapConfigSymbolSmTest, theCommonHelperTakesSymbolsOfItsRootAndSymbolsOfNoTable ) {
+   const auto route = agent.root->routeMapTable()->symbol( "A" ), filter = agent.root->peerFilterTable()->symbol( "A" );
+   for( const auto & symbol : { route, filter, routeMapSymbolFactory( "A" ) } ) {
+      const auto map = makeNode<Map>( "A" );
+      map->mapEntryIs( 10 );
+      map->versionIs( 1 );
+      const auto sm = routeMapConfigSymbolSmFactory( map, symbol, agent.root, rmConfigSymbolReactorFactory( "A" ), rm.helper, agent.opMode,
+                                                     agent.scheduler, nullptr );
+      ASSERT_TRUE( symbol->rmStatus() );
+      EXPECT_TRUE( symbol->rmStatus()->seqStatus( 10 ) );
+   }
+}
+
 TEST_F( RouteMapConfigSymbolSmTest, aMapWithoutSequencesIsPublishedByItsFirstVersion ) {
    EXPECT_EQ( rm.start(), 0 );
    EXPECT_EQ( rm.status(), nullptr );
