@@ -33,7 +33,7 @@ Quoin::Ptr<TagSetSymbol> getTagSetSymbol( Quoin::String name, const Quoin::Ptr<c
 RouteProto routeMapProtocolToRouteProto( Protocol protocol ) {
    static constexpr uint32_t kRouteProto[] = { 0, 1, 24, 31, 10, 4, 9, 15, 49, 52 };
    const unsigned number = unsigned( protocol );
-   QUOIN_ASSERT( number >= 1 && number < std::size( kRouteProto ), "0 && \"Unsupported RouteMap Protocol match option\"" );
+   QUOIN_ASSERT( isProtocol( number ), "0 && \"Unsupported RouteMap Protocol match option\"" );
    return RouteProto( kRouteProto[ number ] );
 }
 

@@ -19,7 +19,7 @@ getIpAccessListSymbol( Quoin::String name, const Quoin::Ptr<const Routing::Route
 ROUTEPOLICY_API Quoin::Ptr<Routing::RouteMap::TagSetSymbol>
 getTagSetSymbol( Quoin::String name, const Quoin::Ptr<const Routing::RouteMap::TagSetSymbolDedupTable> & table );
 
-/// The protocol of routes that a configured protocol means. Errors: a number outside 1 to 9 ends the process.
+/// The protocol of routes that a configured protocol means. Errors: a number outside 1 to 9 ends the process; see isProtocol().
 ROUTEPOLICY_API RouteProto routeMapProtocolToRouteProto( Routing::RouteMap::Protocol protocol );
 
 /// The row of an option whose clauses name a list. Errors: any other option ends the process.

@@ -21,6 +21,7 @@ struct CommListSet {
 
 /// The option and the operands of one match clause. Text: the option, followed by the name and the value of every operand that is set, such
 /// as "matchIpPrefixList listName PL1 invert-result".
+/// Errors: a rule of matchSourceProtocol whose low 8 bits are not a Protocol ends the process when it is compiled; see isProtocol().
 struct ROUTEPOLICY_API MatchRule {
    Quoin::String listName{};    // the name of the prefix list, access list or tag set that the rule refers to
    uint64_t numericValue = 0;   // the scalar operand: 32 bits of a tag or instance, or 8 bits of a Protocol

@@ -77,6 +77,10 @@ ROUTEPOLICY_API std::ostream & operator<<( std::ostream & os, SetOption option )
 
 /// The protocols that a clause can name. Agents define the meaning of the numbers.
 enum class Protocol : uint8_t { protocol1 = 1, protocol2, protocol3, protocol4, protocol5, protocol6, protocol7, protocol8, protocol9 };
+/// Whether a number is a Protocol: 1 to 9. An agent asks before it writes a number of its user into a MatchRule.
+constexpr bool isProtocol( uint64_t number ) noexcept {
+   return number >= uint64_t( Protocol::protocol1 ) && number <= uint64_t( Protocol::protocol9 );
+}
 
 /// The mode of the route map feature. This library stores it and does not use it.
 enum class RouteMapOpModeType : uint8_t {};

@@ -76,15 +76,18 @@ TEST( CommonComponent, aProtocolBecomesThatOfARoute ) {
    };
    const Row rows[] = { { 1, 1 }, { 2, 24 }, { 3, 31 }, { 4, 10 }, { 5, 4 }, { 6, 9 }, { 7, 15 }, { 8, 49 }, { 9, 52 } };
    for( const auto & row : rows ) {
+      EXPECT_TRUE( isProtocol( row.protocol ) ) << row.protocol;
       EXPECT_EQ( routeMapProtocolToRouteProto( Protocol( row.protocol ) ), Routing::RouteProto( row.route ) ) << row.protocol;
    }
 }
 
 TEST( CommonComponentDeathTest, anyOtherProtocolEndsTheProcess ) {
-   for( const unsigned protocol : { 0u, 10u, 11u, 24u, 127u, 128u, 255u } )
+   for( const unsigned protocol : { 0u, 10u, 11u, 24u, 127u, 128u, 255u } ) {
+      EXPECT_FALSE( isProtocol( protocol ) ) << protocol;
       EXPECT_DEATH( routeMapProtocolToRouteProto( Protocol( protocol ) ),
                     HasSubstr( "0 && \"Unsupported RouteMap Protocol match option\"" ) )
          << protocol;
+   }
 }
 
 // --- the matcher of a clause

@@ -144,4 +144,12 @@ TEST( RouteMapOpModeType, isPrintedAsItsNumberInDecimal ) {
    for( const unsigned number : { 0, 65, 255 } ) EXPECT_EQ( printed( RouteMapOpModeType( number ) ), std::to_string( number ) );
 }
 
+TEST( Protocol, aNumberIsOneOrNot ) {
+   for( unsigned number = 1; number <= 9; ++number ) EXPECT_TRUE( isProtocol( number ) ) << number;
+   for( const uint64_t number :
+        { uint64_t( 0 ), uint64_t( 10 ), uint64_t( 255 ), uint64_t( 257 ), ( uint64_t( 1 ) << 32 ) + 1, UINT64_MAX } )
+      EXPECT_FALSE( isProtocol( number ) ) << number;
+   static_assert( isProtocol( uint64_t( Protocol::protocol1 ) ) && isProtocol( uint64_t( Protocol::protocol9 ) ) );
+}
+
 }   // namespace
