@@ -44,7 +44,9 @@ class ROUTEPOLICY_API MatchInput_ {
    PLINTH_VALUE( metric, metricIs, {}, Zeugma::MaybeU63 );
    /// The protocol that the route comes from.
    PLINTH_VALUE( protocol, protocolIs, {}, RouteProto );
-   /// The destination of the route.
+   /// The destination of the route. Every value is allowed; IpGenPrefix::isCanonical() tells whether a prefix has bits after its length,
+   /// and subnet() clears these bits. Prefix lists ignore them: 10.0.0.1/8 matches as 10.0.0.0/8. So do the rules of access lists whose
+   /// source is a prefix; any other rule compares all bits of the address under its mask.
    PLINTH_VALUE( prefix, prefixIs, {}, Ferule::IpGenPrefix );
    /// The next hop of the route, before resolution.
    PLINTH_VALUE( nexthop, nexthopIs, {}, Ferule::IpGenAddr );

@@ -185,6 +185,26 @@ TEST( PrefixListMatcher, aDenyWithALowerNumberGovernsOverALongerPermit ) {
    EXPECT_TRUE( list.match( "10.1.1.0/24", true ) );
 }
 
+TEST( PrefixListMatcher, bitsAfterTheLengthAreIgnored ) {
+   const OnEveryRoad v4(
+      { "10 deny 10.0.0.0/8 ge 24 le 24", "20 permit 10.0.0.0/8 le 32", "30 permit 10.0.0.1/32", "40 permit 0.0.0.0/0" } );
+   const OnEveryRoad v6( { "10 permit 2001:db8::/32", "20 deny 2001:db8::/29 le 64" } );
+   const struct {
+      const char *with, *without;
+   } rows[] = { { "10.0.0.1/8", "10.0.0.0/8" },   { "10.255.255.255/9", "10.128.0.0/9" }, { "10.0.0.255/24", "10.0.0.0/24" },
+                { "10.0.0.1/31", "10.0.0.0/31" }, { "10.0.0.1/0", "0.0.0.0/0" },          { "11.0.0.1/8", "11.0.0.0/8" } };
+   for( const auto & row : rows ) {
+      ASSERT_FALSE( IpGenPrefix( row.with ).isCanonical() ) << row.with;
+      ASSERT_EQ( IpGenPrefix( row.with ).subnet(), IpGenPrefix( row.without ) );
+      EXPECT_EQ( v4.matchPrefix( row.with ), v4.matchPrefix( row.without ) ) << row.with;
+      EXPECT_EQ( v4.coveredBy( row.with ), v4.coveredBy( row.without ) ) << row.with;
+      EXPECT_EQ( v4.match( row.with ), v4.match( row.without ) ) << row.with;
+   }
+   EXPECT_EQ( v4.matchPrefix( "10.0.0.1/8" ), ( Tuple{ 20, Result::permit } ) );
+   EXPECT_EQ( v6.matchPrefix( "2001:db8::1/32" ), ( Tuple{ 10, Result::permit } ) );
+   EXPECT_EQ( v6.matchPrefix( "2001:db8::ffff/64" ), ( Tuple{ 20, Result::deny } ) );
+}
+
 TEST( PrefixListMatcher, aRangeThatExcludesTheLengthDoesNotGovern ) {
    const OnEveryRoad list( { "20 permit 10.0.0.0/8 le 32", "10 deny 10.1.0.0/16 ge 30 le 32" } );
    EXPECT_EQ( list.matchPrefix( "10.1.1.0/24" ), ( Tuple{ 20, Result::permit } ) );

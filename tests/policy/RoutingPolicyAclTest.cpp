@@ -150,6 +150,17 @@ TEST( IpAccessListMatcher, aMaskThatIsNoPrefixIsTestedWhole ) {
    for( const auto & row : rows ) EXPECT_EQ( match( accessList( row.rules ), row.asked ), row.matches ) << row.name;
 }
 
+TEST( IpAccessListMatcher, bitsAfterTheLengthCountForARuleThatIsNoPrefix ) {
+   const auto prefixes = accessList( { "10 deny 10.0.0.0/16", "20 permit 10.0.0.0/8", "30 deny 0.0.0.0/0" } );
+   for( const char * route : { "10.0.0.0/8", "10.0.0.1/8", "10.1.0.1/16" } ) EXPECT_TRUE( match( prefixes, route ) ) << route;
+   for( const char * route : { "10.0.0.0/16", "10.0.0.1/16", "11.0.0.1/8" } ) EXPECT_FALSE( match( prefixes, route ) ) << route;
+   const auto masks = accessList( { "10 permit 10.0.0.1 255.0.0.255" } );
+   EXPECT_TRUE( match( masks, "10.0.0.1/8" ) );
+   EXPECT_TRUE( match( masks, "10.9.9.1/16" ) );
+   EXPECT_FALSE( match( masks, "10.0.0.0/8" ) );
+   EXPECT_FALSE( match( masks, "10.0.0.2/8" ) );
+}
+
 TEST( IpAccessListMatcher, theOrderWithinANodeDoesNotMatter ) {
    std::vector<AclPrefixEntry> rules;
    for( const char * text : { "10 deny 10.0.0.0 255.0.255.0", "20 permit 10.0.0.0/8", "30 deny 10.0.0.0/8", "40 permit 10.5.5.5/8" } )
