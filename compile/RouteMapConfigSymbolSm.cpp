@@ -287,7 +287,10 @@ void RouteMapConfigSymbolSm::addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase
    if( left ) addPending( entry, left );
    sm.sequenceChange()->permitChangeIs( false );
    entry.seqStatus()->matchActionIs( seqConfig->permit() );
-   if( seqConfigSm_.find( seqno ).get() == &sm ) modifiedRmSeqStatusList_->seqStatusIs( entry );   // the sequence may have been deleted
+   if( seqConfigSm_.find( seqno ).get() == &sm )
+      modifiedRmSeqStatusList_->seqStatusIs( entry );
+   else
+      undefinedReferenceSeq_->removeSeq( seqno );   // a subscriber has deleted the sequence, and its references were entered afterwards
 }
 
 void RouteMapConfigSymbolSm::addMatcherChanges( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm,
@@ -433,8 +436,9 @@ void RouteMapConfigSymbolSm::handleRouteMapSymbolUpdateTask() {
 
 void RouteMapConfigSymbolSm::addPendingUpdate( uint32_t seqno ) {
    const Step step( *this );
+   const auto sm = seqConfigSm_.find( seqno );
    const auto pending = rmConfigSymbolReactor_->pendingUpdateDel( seqno );
-   if( pending->hasNoPendingChanges() || !seqConfigSm_.find( seqno ) ) {
+   if( pending->hasNoPendingChanges() || !sm || seqConfigSm_.find( seqno ) != sm ) {
       PLINTH_TRACE( trace, level8 ) << "seqno " << seqno << " has no changes";
       return;
    }

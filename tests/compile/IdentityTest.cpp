@@ -156,6 +156,27 @@ TEST_F( IdentityTest, aSequenceIsCreatedAnewInsideTheDeletionOfItsPendingUpdate 
    EXPECT_FALSE( status( "M" )->seqStatus( 10 )->subRouteMap() );
 }
 
+// The undefined references of the callee must not be entered for a sequence that was deleted meanwhile.
+TEST_F( IdentityTest, aSequenceIsDeletedWhileItsPendingUpdateIsApplied ) {
+   start();
+   const auto map = raw->routeMapIs( "M" );
+   raw->routeMapIs( "CALLEE" )->mapEntryIs( 10 )->subRouteMapIs( { "UNDEFINED", false } );
+   map->mapEntryIs( 10 )->subRouteMapIs( { "CALLEE", false } );
+   map->mapEntryIs( 20 );
+   raise( "M" );   // M waits for its callee
+   raise( "CALLEE" );
+   const auto & mailbox = *machine->rmConfigSymbolReactorColl()->reactor( "M" );
+   ASSERT_TRUE( mailbox.pendingUpdate( 10 ) );
+   const Reaction ofMailbox( mailbox,
+                             once( [ & ]( const auto & ) { return mailbox.pendingUpdate().empty(); }, [ & ] { map->mapEntryDel( 10 ); } ) );
+   map->mapEntry( 20 )->permitIs( deny );
+   raise( "M" );
+   run();
+   ASSERT_FALSE( map->mapEntry( 10 ) );
+   EXPECT_EQ( status( "M" )->seqStatus().count(), 1u );
+   EXPECT_EQ( status( "M" )->undefinedReferences().value, 0u );
+}
+
 TEST_F( IdentityTest, aRouteMapIsCreatedAnewBeforeTheMachineIsNotifiedOfItsDeletion ) {
    add( "A" );
    const auto isDeleted = [ this ]( const auto & ) { return raw->routeMap().empty(); };
