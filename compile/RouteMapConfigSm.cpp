@@ -188,19 +188,26 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
    else if( deferred_->isEdited() )
       deferred_->scheduleTask();   // the end of the scope schedules the task
    else
-      routeMapDeleteTask_->scheduleTask( Zeugma::Task::kFirstRank );
+      routeMapDeleteTask_->scheduleTask( Zeugma::Task::kLastRank );   // other tasks have their turn between two runs
 }
 
 // Publishes the deferred route maps and the callers that they affect, in the order of calls: all callees of a route map are published before
 // it. A run must not sort all names again: they are kept in order from run to run.
 void RouteMapConfigSm::handleDeferred( uint64_t & done ) {
    for( bool yields = false; !yields && goesOn(); ) {
+      if( publicationsOrderedAt_ != filteredRmConfig_->callOrder()->moves() ) orderPublications();
       for( const auto & name : deferred_->takeAll() ) publicationDue_.emplace( deferred_->turn( name ), name );
       if( publicationDue_.empty() ) return;
       const auto next = publicationDue_.extract( publicationDue_.begin() );
       if( const auto sm = routeMapConfigSymbolSm_.find( next.value().second ) ) sm->handleDeferred();
       yields = yieldsBehind( done );
    }
+}
+
+// An edit may have changed the order since the publications were listed.
+void RouteMapConfigSm::orderPublications() {
+   publicationsOrderedAt_ = filteredRmConfig_->callOrder()->moves();
+   for( const auto & [ turn, name ] : std::exchange( publicationDue_, {} ) ) publicationDue_.emplace( deferred_->turn( name ), name );
 }
 
 void RouteMapConfigSm::deleteRouteMap( const Quoin::String & rmName ) {

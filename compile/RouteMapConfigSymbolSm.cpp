@@ -172,6 +172,12 @@ void RouteMapConfigSymbolSm::handleRouteMapSeq( uint32_t seqno ) {
    if( seqConfig( seqno ) && !seqConfigSm_.find( seqno ) && !zombieReactors() ) createSeq( seqno );
 }
 
+void RouteMapConfigSymbolSm::seqConfigSmIs( uint32_t seqno, const Quoin::Ptr<RmSeqConfigSymbolSmBase> & sm ) {
+   if( sm && sm->rmConfigSymbolReactor() != rmConfigSymbolReactor_ ) asksSequences_ = true;
+   seqConfigSm_.put( seqno, sm );
+   rmConfigSymbolReactor_->ledger()->recordedIs( seqno );   // its records were written before it was found here
+}
+
 void RouteMapConfigSymbolSm::createSeq( uint32_t seqno ) {
    PLINTH_TRACE( trace, level8 ) << "creating seqno: " << seqno;
    const auto entry = seqConfig( seqno );
@@ -183,8 +189,7 @@ void RouteMapConfigSymbolSm::createSeq( uint32_t seqno ) {
    }
    seqConfigSmIs( seqno, sm );
    if( seqConfigSm_.find( seqno ) != sm ) return;
-   rmConfigSymbolReactor_->ledger()->recordedIs( seqno );   // its records were written before it was found here
-   undefinedReferenceSeq_->removeSeq( seqno );              // of a former sequence with this number and a pending tombstone
+   undefinedReferenceSeq_->removeSeq( seqno );   // of a former sequence with this number and a pending tombstone
    modifiedRmSeqStatusList_->seqStatusIs(
       ModifiedRouteMapSeqStatus( { seqno }, RouteMapSeqStatus::newFrom( nullptr, seqno ), sm->undefinedRefsTracker() ) );
 }
@@ -247,6 +252,7 @@ void RouteMapConfigSymbolSm::publishEmpty() {
 }
 
 bool RouteMapConfigSymbolSm::hasModifiedSequence() const {
+   if( asksSequences_ ) return std::ranges::any_of( seqConfigSm(), []( const auto & member ) { return member.second->isModified(); } );
    return rmConfigSymbolReactor_->ledger()->findModified( [ this ]( uint32_t seqno ) {
       const auto * sm = seqConfigSm().find( seqno );
       return sm && ( *sm )->isModified();
@@ -287,10 +293,12 @@ void RouteMapConfigSymbolSm::addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase
    if( left ) addPending( entry, left );
    sm.sequenceChange()->permitChangeIs( false );
    entry.seqStatus()->matchActionIs( seqConfig->permit() );
-   if( seqConfigSm_.find( seqno ).get() == &sm )
+   if( seqConfigSm_.find( seqno ).get() == &sm ) {
       modifiedRmSeqStatusList_->seqStatusIs( entry );
-   else
-      undefinedReferenceSeq_->removeSeq( seqno );   // a subscriber has deleted the sequence, and its references were entered afterwards
+   } else if( !seqConfigSm_.find( seqno ) ) {   // a subscriber has deleted the sequence; what was entered afterwards is deleted too
+      undefinedReferenceSeq_->removeSeq( seqno );
+      continueSeqMap()->continueSeqDel( seqno );
+   }
 }
 
 void RouteMapConfigSymbolSm::addMatcherChanges( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm,
@@ -498,7 +506,7 @@ bool RouteMapConfigSymbolSm::hasRmPolicySymbolProcessingCompleted() {
       PLINTH_TRACE( trace, level8 ) << "there are pending updates";
       return false;
    }
-   if( !hasModifiedSequence() && rmConfigSymbolReactor_->ledger()->symbolsAreCurrent() ) return true;
+   if( !asksSequences_ && !hasModifiedSequence() && rmConfigSymbolReactor_->ledger()->symbolsAreCurrent() ) return true;
    for( const auto & [ seqno, sm ] : seqConfigSm() ) {
       if( sm->isModified() ) {
          PLINTH_TRACE( trace, level8 ) << seqno << " has unprocessed modifications";

@@ -70,7 +70,7 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    /// Null if the route map has no such sequence.
    Quoin::Ptr<RmSeqConfigSymbolSmBase> seqConfigSm( uint32_t seqno ) const { return seqConfigSm_.find( seqno ); }
    /// Errors: MutatorArgNullPointerException on null.
-   void seqConfigSmIs( uint32_t seqno, const Quoin::Ptr<RmSeqConfigSymbolSmBase> & sm ) { seqConfigSm_.put( seqno, sm ); }
+   void seqConfigSmIs( uint32_t seqno, const Quoin::Ptr<RmSeqConfigSymbolSmBase> & sm );
    void seqConfigSmDel( uint32_t seqno ) { seqConfigSm_.erase( seqno ); }
    const Quoin::Ptr<UndefinedReferenceSeq> & undefinedReferenceSeq() const noexcept { return undefinedReferenceSeq_; }
    const Quoin::Ptr<ModifiedRouteMapSeqStatusList> & modifiedRmSeqStatusList() const noexcept { return modifiedRmSeqStatusList_; }
@@ -145,7 +145,8 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    Zeugma::NestedSms<uint32_t, RmSeqConfigSymbolSmBase> seqConfigSm_{ *this };
    Asked asked_ = Asked::nothing;   // requests during the step in progress
    bool inStep_ = false;
-   bool inTurn_ = false;   // in handleDeferred()
+   bool inTurn_ = false;          // in handleDeferred()
+   bool asksSequences_ = false;   // a sequence does not report to the ledger
 };
 
 /// Creates the machine and switches on its notification. The constructor compiles the route map.

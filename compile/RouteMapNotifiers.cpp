@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "substrate/quoin/Assert.h"
+
 namespace Routing::Policy {
 
 RouteMapUpdateNotifier::~RouteMapUpdateNotifier() = default;
@@ -14,7 +16,7 @@ void RouteMapUpdateNotifier::versionIs( uint32_t version ) {
    for( uint32_t published = version_ - 1; published != version_; ) {
       published = version_;
       publisher_.publishChange( Quoin::FieldId( Field::version ) );
-      retryAll();
+      Quoin::whole( "a reaction", [ this ] { retryAll(); } );
    }
    isPublishing_ = false;
 }

@@ -24,7 +24,7 @@ class ROUTEPOLICY_API BlockedCall {
 
  protected:
    BlockedCall() = default;
-   ~BlockedCall() = default;   // never deleted through this type
+   virtual ~BlockedCall() = default;   // never deleted through this type
 
  private:
    friend class RouteMapUpdateNotifier;

@@ -37,7 +37,7 @@ class ROUTEPOLICY_API SequenceLedger final : public Quoin::Node {
    bool symbolsAreCurrent() const;
 
  private:
-   std::vector<uint32_t> recorded_;   // ascending, as sequences are mostly compiled
+   std::vector<uint32_t> recorded_;   // ascending; sequences are mostly created in this order
    std::optional<uint32_t> last_;     // the sequence that was entered last: it is in `recorded_`
    Plinth::HashMap2018<Symbol, uint32_t> uses_;
 };

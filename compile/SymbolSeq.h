@@ -42,12 +42,14 @@ class OptionSymbolSeq final : public Quoin::NotifyingNode {
    List policySymbolList( Option option ) const { return Plinth::memberOf( policySymbolList_, option ); }
    // A list that is stored does not change any more. While a change is published, the ledger counts the old and the new symbols.
    void policySymbolListIs( Option option, const List & list ) {
+      const Quoin::ReleaseScope whole;   // a subscriber may release this object
       const List old = policySymbolList( option );
       if( list ) symbolsAreUsed( *list, true );
       Plinth::putMember( publisher_, kField, "policySymbolListIs", policySymbolList_, option, list );
       if( old ) symbolsAreUsed( *old, false );
    }
    void policySymbolListDel( Option option ) {
+      const Quoin::ReleaseScope whole;
       const List old = policySymbolList( option );
       Plinth::eraseMember( publisher_, kField, policySymbolList_, option );
       if( old ) symbolsAreUsed( *old, false );
@@ -70,6 +72,9 @@ class OptionSymbolSeq final : public Quoin::NotifyingNode {
 using MatchSymbolSeq = OptionSymbolSeq<MatchOption>;
 using SetSymbolSeq = OptionSymbolSeq<SetOption>;
 
+struct SubRouteMapTag;
+struct AggRoleAttrMapTag;
+
 /// A route map that one sequence refers to. `Tag` distinguishes the kinds of reference.
 template <class Tag>
 class RouteMapSymbolSeq final : public Quoin::NotifyingNode {
@@ -77,7 +82,7 @@ class RouteMapSymbolSeq final : public Quoin::NotifyingNode {
    enum class Field : Quoin::FieldId { symbol, currentVersion };
    /// `ledger`: of the route map; null for none.
    explicit RouteMapSymbolSeq( uint32_t seqno, Quoin::Ptr<SequenceLedger> ledger = nullptr )
-         : ledger_( std::move( ledger ) ), seqno_( seqno ) {}
+         : ledger_( isAwaited() ? std::move( ledger ) : nullptr ), seqno_( seqno ) {}
    ~RouteMapSymbolSeq() override {
       if( ledger_ ) ledger_->symbolDel( symbol() );
    }
@@ -85,6 +90,7 @@ class RouteMapSymbolSeq final : public Quoin::NotifyingNode {
 
    const Quoin::Ptr<const RouteMapSymbol> & symbol() const noexcept { return symbol_.value; }
    void symbolIs( const Quoin::Ptr<const RouteMapSymbol> & symbol ) {
+      const Quoin::ReleaseScope whole;   // a subscriber may release this object
       const auto old = this->symbol();
       if( ledger_ ) ledger_->symbolIs( symbol );
       if( symbol_.assign( Quoin::Ptr( symbol ) ) ) publisher_.publishChange( Quoin::FieldId( Field::symbol ) );
@@ -94,11 +100,14 @@ class RouteMapSymbolSeq final : public Quoin::NotifyingNode {
    PLINTH_ATTR( currentVersion, currentVersionIs, Field::currentVersion, uint32_t );
 
  private:
+   // Publication does not wait for the attribute map of an aggregate role.
+   static constexpr bool isAwaited() { return std::is_same_v<Tag, SubRouteMapTag>; }
+
    Plinth::Attr<Quoin::Ptr<const RouteMapSymbol>> symbol_;
    Quoin::Ptr<SequenceLedger> ledger_;
    uint32_t seqno_;
 };
-using SubRouteMapSymbolSeq = RouteMapSymbolSeq<struct SubRouteMapTag>;
-using AggRoleAttrMapSymbolSeq = RouteMapSymbolSeq<struct AggRoleAttrMapTag>;
+using SubRouteMapSymbolSeq = RouteMapSymbolSeq<SubRouteMapTag>;
+using AggRoleAttrMapSymbolSeq = RouteMapSymbolSeq<AggRoleAttrMapTag>;
 
 }   // namespace Routing::Policy

@@ -19,7 +19,7 @@ const K & keyOf( const Quoin::Change & change ) noexcept {
    return *static_cast<const K *>( change.key );
 }
 
-/// Watches one object through a const handle. It is a member of its owner; NotifieeConst is the same as a node.
+/// Watches one object through a const handle. It is a member of its owner; NotifieeConst is a Watch that is also a node.
 class ROUTEPOLICY_API Watch : private Quoin::Subscriber {
  public:
    /// The watched object, or null.

@@ -1,6 +1,7 @@
 #include "substrate/routemap/CallOrder.h"
 
 #include <algorithm>
+#include <new>
 #include <ranges>
 
 namespace Routing::RouteMap {
@@ -16,7 +17,10 @@ CallOrder::Vertex * CallOrder::find( const String & name ) const {
 
 CallOrder::Vertex & CallOrder::findOrMake( const String & name ) {
    const auto [ at, isNew ] = vertex_.try_emplace( name, name );
-   if( isNew ) at->second.place = ++last_;
+   if( isNew ) {
+      at->second.place = ++last_;
+      ++moves_;
+   }
    return at->second;
 }
 
@@ -31,16 +35,22 @@ CallOrder::Place CallOrder::place( const String & name ) const {
 
 void CallOrder::callIs( const String & caller, const String & callee ) {
    if( callee.empty() || !exists_ ) return;
+   try {
+      exists_ = add( caller, callee );
+   } catch( const std::bad_alloc & ) { exists_ = false; }
+   if( !exists_ ) vertex_.clear();
+}
+
+// Returns false if the call closes a cycle.
+bool CallOrder::add( const String & caller, const String & callee ) {
    Vertex & to = findOrMake( callee );
    Vertex & from = findOrMake( caller );
    const uint32_t * calls = from.callees.find( &to );
-   if( !calls && !makeRoom( from, to ) ) {
-      exists_ = false;
-      return vertex_.clear();
-   }
+   if( !calls && !makeRoom( from, to ) ) return false;
    const uint32_t count = calls ? *calls + 1 : 1;
    from.callees.put( &to, count );
    to.callers.put( &from, count );
+   return true;
 }
 
 void CallOrder::callDel( const String & caller, const String & callee ) {
@@ -134,6 +144,7 @@ bool CallOrder::makeRoom( Vertex & caller, Vertex & callee ) {
    if( &caller == &callee ) return false;
    Walk down = walkDown( callee, caller.place ), up = walkUp( caller, callee.place );
    if( search( down, up ) ) return false;
+   ++moves_;
    if( up.isDone() && up.isWhole() ) {
       for( auto * vertex : up.sorted() ) vertex->place = ++last_;
    } else if( down.isDone() && down.isWhole() ) {

@@ -31,7 +31,8 @@ class ROUTEPOLICY_API CallOrder final : public Quoin::Node {
    /// Deletes a call that was added.
    void callDel( const Quoin::String & caller, const Quoin::String & callee );
 
-   /// Whether the calls have an order. A cycle ends the order for good: reaches() and place() then have no meaning.
+   /// Whether the calls have an order. A cycle ends the order for good, and so does an addition that finds no memory: reaches() and place()
+   /// then have no meaning.
    bool exists() const noexcept { return exists_; }
    /// The number of times that the last call between two route maps was deleted. Until it changes, a call that would close a cycle would
    /// still close one.
@@ -40,6 +41,8 @@ class ROUTEPOLICY_API CallOrder final : public Quoin::Node {
    bool reaches( const Quoin::String & caller, const Quoin::String & callee ) const;
    /// The place of a route map. All route maps without calls, to them or from them, share one place.
    Place place( const Quoin::String & name ) const;
+   /// A number that increases whenever the place of a route map may have changed.
+   uint64_t moves() const noexcept { return moves_; }
 
  private:
    struct Vertex;
@@ -53,6 +56,7 @@ class ROUTEPOLICY_API CallOrder final : public Quoin::Node {
       uint64_t visitedBy = 0;   // the mark of the last walk that came here
    };
 
+   bool add( const Quoin::String & caller, const Quoin::String & callee );
    Vertex * find( const Quoin::String & name ) const;
    Vertex & findOrMake( const Quoin::String & name );
    void release( Vertex & vertex );
@@ -65,6 +69,7 @@ class ROUTEPOLICY_API CallOrder final : public Quoin::Node {
    mutable uint64_t marks_ = 0;
    Place first_ = 0, last_ = 0;   // all places are between them
    uint64_t deletions_ = 0;
+   uint64_t moves_ = 0;
    bool exists_ = true;
 };
 

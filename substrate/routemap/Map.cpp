@@ -11,7 +11,6 @@ void Map::unlink( MapEntry & entry ) {
    callChanged( entry.subRouteMap().name, {} );
 }
 
-// The new call is added first: an addition may fail for lack of memory.
 void Map::callChanged( const Quoin::String & from, const Quoin::String & to ) {
    if( !callOrder_ ) return;
    callOrder_->callIs( name_, to );

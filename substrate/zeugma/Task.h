@@ -97,8 +97,8 @@ struct ROUTEPOLICY_API TaskSchedulerRoot {
 /// One piece of work that can be scheduled again and again. Scheduling it twice before it runs gives one run.
 class ROUTEPOLICY_API Task final {
  public:
-   /// The rank of a task that runs before all other tasks of its priority.
-   static constexpr int64_t kFirstRank = std::numeric_limits<int64_t>::min();
+   /// The rank of a task that runs before, or after, all other due tasks of its priority.
+   static constexpr int64_t kFirstRank = std::numeric_limits<int64_t>::min(), kLastRank = std::numeric_limits<int64_t>::max();
 
    /// Errors: MutatorArgNullPointerException without a scheduler.
    Task( Quoin::Ptr<TaskScheduler> scheduler, TaskPriority priority, const Quoin::String & name, std::function<void()> handler );
@@ -114,7 +114,7 @@ class ROUTEPOLICY_API Task final {
    const Quoin::String & taskName() const noexcept { return name_; }
    const Quoin::Ptr<TaskScheduler> & taskScheduler() const noexcept { return scheduler_; }
    TaskPriority taskPriority() const noexcept { return priority_; }
-   /// Changes the priority. A due task moves to the end of the queue of its new priority.
+   /// Changes the priority. A due task is the last of its rank in its new priority.
    void taskPriorityIs( TaskPriority priority );
 
    bool taskCurrentlyRunning() const noexcept { return scheduler_->running() == this; }
