@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <new>
-#include <ranges>
 
 namespace Routing::RouteMap {
 
@@ -148,7 +147,8 @@ bool CallOrder::makeRoom( Vertex & caller, Vertex & callee ) {
    if( up.isDone() && up.isWhole() ) {
       for( auto * vertex : up.sorted() ) vertex->place = ++last_;
    } else if( down.isDone() && down.isWhole() ) {
-      for( auto * vertex : down.sorted() | std::views::reverse ) vertex->place = --first_;
+      const auto & sorted = down.sorted();
+      std::for_each( sorted.rbegin(), sorted.rend(), [ this ]( Vertex * vertex ) { vertex->place = --first_; } );
    } else {
       while( !down.isDone() ) down.meets( up );
       while( !up.isDone() ) up.meets( down );
