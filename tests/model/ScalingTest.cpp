@@ -588,14 +588,6 @@ TEST_P( Scaling, staysBelowTheLimit ) {
 
 INSTANTIATE_TEST_SUITE_P( Work, Scaling, testing::ValuesIn( kCases ), []( const auto & info ) { return std::string( info.param.name ); } );
 
-TEST( ScalingCounter, countsTheInstructionsOfEachCase ) {
-   switch( instructionCounter() ) {
-      case InstructionCounter::none: GTEST_SKIP() << "no instructions are counted: this build or this processor has no counter";
-      case InstructionCounter::steps: GTEST_SKIP() << "only the instructions of single changes are counted: the kernel offers no counter";
-      case InstructionCounter::hardware: break;
-   }
-}
-
 // Else a broken counter would show everything as constant.
 TEST( ScalingCounter, countsMoreWorkForMoreRounds ) {
    const auto allocating = []( size_t rounds ) {
