@@ -44,9 +44,9 @@ class ROUTEPOLICY_API Watch : private Quoin::Subscriber {
    void onChange( const Quoin::Change & change ) final;
    void subscribe();
 
-   Quoin::Ptr<const Quoin::Node> notifier_;
-   bool active_ = false;
+   bool active_ = false;   // the two fit into the base class
    bool missed_ = false;
+   Quoin::Ptr<const Quoin::Node> notifier_;
 };
 
 /// A reactor with owners of its own.

@@ -5,91 +5,94 @@
 
 namespace Quoin {
 
-struct Subscriber::List {
-#if defined( __GNUC__ ) && !defined( __clang__ )
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdangling-pointer"   // the cursor removes itself from the list in its destructor
-#endif
-   // One delivery in progress. Deliveries of one publisher can be nested, since a handler may write to the object that it watches.
-   struct Cursor {
-      List * list;         // null after the publisher was destroyed
-      Subscriber * next;   // the next subscriber to notify
-      Cursor * outer;
-      explicit Cursor( List & l ) : list( &l ), next( l.first ), outer( l.deliveries ) { l.deliveries = this; }
-      ~Cursor() {
-         if( list ) list->deliveries = outer;
+// One delivery in progress. Deliveries can be nested, since a handler may write. It ends with the subscriber that is the last one at its
+// beginning, because later subscribers are not notified of its change.
+class Publisher::Delivery {
+ public:
+   explicit Delivery( Subscriber & first ) noexcept : next_( &first ), last_( first.prev_ ), outer_( innermost ) { innermost = this; }
+   ~Delivery() { innermost = outer_; }
+   Delivery( const Delivery & ) = delete;
+   Delivery & operator=( const Delivery & ) = delete;
+
+   /// The next subscriber to notify; null behind the last one.
+   Subscriber * take() noexcept {
+      Subscriber * s = next_;
+      if( s ) leave( *s );
+      return s;
+   }
+
+   /// Takes a subscriber out of all deliveries in progress.
+   static void subscriberDel( Subscriber & s ) noexcept {
+      for( Delivery * d = innermost; d; d = d->outer_ ) {
+         if( d->next_ == &s )
+            d->leave( s );
+         else if( d->last_ == &s )
+            d->last_ = s.prev_;
       }
-   };
-#if defined( __GNUC__ ) && !defined( __clang__ )
-#pragma GCC diagnostic pop
-#endif
-
-   Subscriber * first = nullptr;
-   Subscriber * last = nullptr;
-   Cursor * deliveries = nullptr;
-   uint64_t published = 0;
-
-   void append( Subscriber * s ) {
-      s->list_ = this;
-      s->prev_ = last;
-      s->next_ = nullptr;
-      s->since_ = published;
-      ( last ? last->next_ : first ) = s;
-      last = s;
    }
 
-   void unlink( Subscriber * s ) noexcept {
-      for( Cursor * c = deliveries; c; c = c->outer )
-         if( c->next == s ) c->next = s->next_;
-      ( s->prev_ ? s->prev_->next_ : first ) = s->next_;
-      ( s->next_ ? s->next_->prev_ : last ) = s->prev_;
-      s->list_ = nullptr;
-      s->prev_ = s->next_ = nullptr;
-   }
+ private:
+   void leave( const Subscriber & s ) noexcept { next_ = &s == last_ ? nullptr : s.next_; }
+
+   [[gnu::tls_model( "initial-exec" )]] static constinit thread_local Delivery * innermost;
+   Subscriber * next_;
+   Subscriber * last_;
+   Delivery * outer_;
 };
+
+constinit thread_local Publisher::Delivery * Publisher::Delivery::innermost = nullptr;
 
 Subscriber::~Subscriber() {
    unsubscribe();
 }
 
 void Subscriber::unsubscribe() noexcept {
-   if( list_ ) list_->unlink( this );
+   if( publisher_ ) publisher_->unlink( *this );
 }
 
 Publisher::Publisher() noexcept = default;
 
 Publisher::~Publisher() {
-   if( !list_ ) return;
-   for( auto * c = list_->deliveries; c; c = c->outer ) {
-      c->next = nullptr;
-      c->list = nullptr;
-   }
-   while( list_->first ) list_->unlink( list_->first );
-   delete list_;
+   while( first_ ) unlink( *first_ );
+}
+
+void Publisher::append( Subscriber & subscriber ) noexcept {
+   subscriber.publisher_ = this;
+   subscriber.prev_ = first_ ? first_->prev_ : &subscriber;
+   subscriber.next_ = nullptr;
+   ( first_ ? first_->prev_->next_ : first_ ) = &subscriber;
+   first_->prev_ = &subscriber;
+}
+
+void Publisher::unlink( Subscriber & subscriber ) noexcept {
+   Delivery::subscriberDel( subscriber );
+   const bool isFirst = first_ == &subscriber;
+   ( isFirst ? first_ : subscriber.prev_->next_ ) = subscriber.next_;
+   if( subscriber.next_ )
+      subscriber.next_->prev_ = subscriber.prev_;
+   else if( first_ )
+      first_->prev_ = subscriber.prev_;
+   subscriber.publisher_ = nullptr;
+   subscriber.prev_ = subscriber.next_ = nullptr;
 }
 
 void Publisher::subscriberAdd( Subscriber * subscriber, bool active ) {
    if( !subscriber ) Plinth::throwMutatorArgNullPointerException( "Publisher::subscriberAdd" );
-   if( !list_ ) list_ = new Subscriber::List;
    subscriber->active_ = active;
-   if( subscriber->list_ == list_ ) return;
-   if( subscriber->list_ ) subscriber->list_->unlink( subscriber );
-   list_->append( subscriber );
+   if( subscriber->publisher_ == this ) return;
+   subscriber->unsubscribe();
+   append( *subscriber );
 }
 
 void Publisher::subscriberRemove( Subscriber * subscriber ) noexcept {
-   if( list_ && subscriber && subscriber->list_ == list_ ) list_->unlink( subscriber );
+   if( subscriber && subscriber->publisher_ == this ) unlink( *subscriber );
 }
 
 void Publisher::deliver( const Change & change ) noexcept {
-   Subscriber::List & list = *list_;
-   const uint64_t number = ++list.published;
-   Subscriber::List::Cursor cursor( list );
+   Delivery delivery( *first_ );
    whole( "a reaction", [ & ] {
-      while( Subscriber * s = cursor.next ) {
-         cursor.next = s->next_;
-         if( s->active_ && s->since_ < number ) s->onChange( change );   // the call may destroy the subscriber
-      }
+      while( Subscriber * s = delivery.take() )
+         if( s->active_ ) s->onChange( change );   // the call may destroy the subscriber and this publisher
    } );
 }
 

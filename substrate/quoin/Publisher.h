@@ -2,7 +2,8 @@
 /// A publisher notifies its subscribers that an attribute of an object has changed. Every notifying object has one publisher; state
 /// machines and other watchers are the subscribers.
 /// Ownership: neither side owns the other. When either side is destroyed, the subscription ends.
-/// Threading: one thread at a time. Cost: subscribing and unsubscribing are O(1); a publisher without subscribers is one null pointer.
+/// Threading: one thread at a time; a delivery and all that it causes run on one thread. Cost: subscribing and unsubscribing are O(1) and
+/// allocate nothing; a publisher is one pointer.
 /// Invariant: a subscriber is notified of a change if it is subscribed when the change is published, and still subscribed when its turn
 /// comes.
 #pragma once
@@ -40,7 +41,7 @@ class ROUTEPOLICY_API Subscriber {
    virtual void onChange( const Change & change ) = 0;
 
    /// Whether a subscription exists. It ends when the publisher is destroyed.
-   bool subscribed() const noexcept { return list_ != nullptr; }
+   bool subscribed() const noexcept { return publisher_ != nullptr; }
    /// Ends the subscription. Does nothing if no subscription exists.
    void unsubscribe() noexcept;
 
@@ -50,12 +51,10 @@ class ROUTEPOLICY_API Subscriber {
 
  private:
    friend class Publisher;
-   struct List;
-   List * list_ = nullptr;
-   Subscriber * prev_ = nullptr;
-   Subscriber * next_ = nullptr;
-   uint64_t since_ : 63 = 0;   // number of the last change published before this one subscribed
-   bool active_ : 1 = true;
+   Publisher * publisher_ = nullptr;
+   Subscriber * prev_ = nullptr;   // of the first subscriber: the last one
+   Subscriber * next_ = nullptr;   // of the last subscriber: null
+   bool active_ = true;
 };
 
 /// The list of an object's subscribers.
@@ -77,17 +76,23 @@ class ROUTEPOLICY_API Publisher {
 
    /// Notifies every subscriber, in the order of subscription, that `field` has changed.
    void publishChange( FieldId field ) noexcept {
-      if( list_ ) deliver( Change{ field } );
+      if( first_ ) deliver( Change{ field } );
    }
 
    /// Notifies every subscriber that the member under `key` of the collection `field` has changed. The arguments become the Change.
    void publishChangeRecursive( FieldId field, const void * key, const void * oldValue, KeyIsEq keyIsEq ) noexcept {
-      if( list_ ) deliver( Change{ field, key, oldValue, keyIsEq } );
+      if( first_ ) deliver( Change{ field, key, oldValue, keyIsEq } );
    }
 
  private:
+   friend class Subscriber;
+   class Delivery;
+
    void deliver( const Change & change ) noexcept;
-   Subscriber::List * list_ = nullptr;   // owned; created for the first subscriber
+   void append( Subscriber & subscriber ) noexcept;
+   void unlink( Subscriber & subscriber ) noexcept;
+
+   Subscriber * first_ = nullptr;
 };
 
 }   // namespace Quoin
