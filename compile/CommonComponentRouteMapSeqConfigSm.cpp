@@ -74,7 +74,11 @@ CommonComponentRmSeqConfigSymbolSm::CommonComponentRmSeqConfigSymbolSm(
         sequenceChange_( sequenceChange ),
         sequenceChangeSym_( sequenceChangeSym ),
         routeMapOpModeNotifier_( routeMapOpModeNotifier ) {
-   opModeReactor_.notifierIs( routeMapOpModeNotifier );
+   if( routeMapOpModeNotifier ) {
+      opModeReactor_ = std::make_unique<Zeugma::Reactor<CommonComponentRmSeqConfigSymbolSm>>(
+         *this, &CommonComponentRmSeqConfigSymbolSm::handleOpModeNotifier );
+      opModeReactor_->notifierIs( routeMapOpModeNotifier );
+   }
    handleInitialized();
 }
 

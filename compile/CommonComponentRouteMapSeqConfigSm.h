@@ -4,6 +4,8 @@
 /// Threading: the activity thread.
 #pragma once
 
+#include <memory>
+
 #include "compile/CommonComponent.h"
 #include "compile/RouteMapNotifiers.h"
 #include "substrate/plinth/Trace.h"
@@ -87,7 +89,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
    Quoin::Ptr<SequenceChange> sequenceChange_;
    Quoin::Ptr<SequenceChangeSymbol> sequenceChangeSym_;
    Quoin::Ptr<const RouteMapOpModeNotifier> routeMapOpModeNotifier_;
-   Zeugma::Reactor<CommonComponentRmSeqConfigSymbolSm> opModeReactor_{ *this, &CommonComponentRmSeqConfigSymbolSm::handleOpModeNotifier };
+   std::unique_ptr<Zeugma::Reactor<CommonComponentRmSeqConfigSymbolSm>> opModeReactor_;   // null without a notifier
    Routing::RouteMap::MapEntry::SetFlags currentSetFlags_ = 0;
 };
 

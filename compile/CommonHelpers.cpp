@@ -32,7 +32,9 @@ CommonRmSeqConfigSymbolSm::CommonRmSeqConfigSymbolSm( const String & rmName, con
    handleInitialized();
    config_.machineIs( commonComponentRmSeqConfigSymbolSmFactory( rmName, seqConfig, rmSymbol, policyRoot, sequenceChange(),
                                                                  sequenceChangeSym(), routeMapOpModeNotifier, options.match ) );
-   if( options.set ) setters_.machineIs( Zeugma::makeSm<SequenceSettersSm>( *this, options.set->of( rmName, seqno() ) ) );
+   if( !options.set ) return;
+   setters_ = std::make_unique<Zeugma::NestedSm<SequenceSettersSm>>( *this );
+   setters_->machineIs( Zeugma::makeSm<SequenceSettersSm>( *this, options.set->of( rmName, seqno() ) ) );
 }
 
 CommonRmSeqConfigSymbolSm::~CommonRmSeqConfigSymbolSm() {
@@ -40,9 +42,10 @@ CommonRmSeqConfigSymbolSm::~CommonRmSeqConfigSymbolSm() {
 }
 
 void CommonRmSeqConfigSymbolSm::handleSymbolNamed() {
-   if( symbols_.machine() ) return;
-   symbols_.machineIs( commonComponentSymbolSeqSmFactory( seqConfig(), rmSymbol(), matchSymSeq(), subRmSymSeq(), rmConfigSymbolReactor(),
-                                                          config_.machine()->routeMapOpModeNotifier(), ownOptions() ) );
+   if( symbols_ ) return;
+   symbols_ = std::make_unique<Zeugma::NestedSm<CommonComponentSymbolSeqSm>>( *this );
+   symbols_->machineIs( commonComponentSymbolSeqSmFactory( seqConfig(), rmSymbol(), matchSymSeq(), subRmSymSeq(), rmConfigSymbolReactor(),
+                                                           config_.machine()->routeMapOpModeNotifier(), ownOptions() ) );
 }
 
 CommonRmSeqConfigFilterSm::CommonRmSeqConfigFilterSm( const String & rmName, const Ptr<const MapEntry> & seqConfig,

@@ -41,8 +41,8 @@ class ROUTEPOLICY_API CommonRmSeqConfigSymbolSm : public RmSeqConfigSymbolSmBase
 
  private:
    Zeugma::NestedSm<CommonComponentRmSeqConfigSymbolSm> config_{ *this };
-   Zeugma::NestedSm<CommonComponentSymbolSeqSm> symbols_{ *this };
-   Zeugma::NestedSm<SequenceSettersSm> setters_{ *this };
+   std::unique_ptr<Zeugma::NestedSm<CommonComponentSymbolSeqSm>> symbols_;   // null until the first name
+   std::unique_ptr<Zeugma::NestedSm<SequenceSettersSm>> setters_;            // null without set clauses of the agent
 };
 
 /// Copies one sequence into the filtered configuration.

@@ -393,25 +393,26 @@ void RouteMapConfigSymbolSm::addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus 
 // Replaces the symbols that the sequence watches. The list of symbols of a clause is replaced as a whole. The symbols of a change that is
 // not applied yet stay recorded.
 void RouteMapConfigSymbolSm::addSymbols( RmSeqConfigSymbolSmBase & sm ) {
-   const auto add = [ &sm ]( auto option, const PolicySymbols & symbols, auto & symSeq ) {
+   const auto apply = [ &sm ]( auto option, const PolicySymbols & symbols, const auto & present, auto && record ) {
       if( symbols.empty() ) {
          PLINTH_TRACE( trace, level8 ) << option << " symbol is deleted";
-         return symSeq.policySymbolListDel( option );
+         if( present ) present->policySymbolListDel( option );
+         return;
       }
       sm.handleSymbolNamed();
       const auto list = makeNode<PolicySymbolListOf<decltype( option )>>( option );
       for( const auto & symbol : symbols ) list->policySymbolIs( symbol );
-      symSeq.policySymbolListIs( option, list );
+      record()->policySymbolListIs( option, list );
    };
    const auto changes = sm.sequenceChangeSym();
    for( auto i = changes->matcherChangeSymbol().safeIterator(); i; i.next() ) {
       if( sm.sequenceChange()->matcherChange().find( i.key() ) ) continue;
       const auto change = changes->matcherChangeSymbolDel( i.key() );
-      add( change->option(), change->matchSymbol(), *sm.matchSymSeq() );
+      apply( change->option(), change->matchSymbol(), sm.matchSymSeqIfAny(), [ &sm ] { return sm.matchSymSeq(); } );
    }
    for( auto i = changes->setterChangeSymbol().safeIterator(); i; i.next() ) {
       const auto change = changes->setterChangeSymbolDel( i.key() );
-      add( change->option(), change->setSymbol(), *sm.setSymSeq() );
+      apply( change->option(), change->setSymbol(), sm.setSymSeqIfAny(), [ &sm ] { return sm.setSymSeq(); } );
    }
 }
 
@@ -512,9 +513,9 @@ bool RouteMapConfigSymbolSm::hasRmPolicySymbolProcessingCompleted() {
          PLINTH_TRACE( trace, level8 ) << seqno << " has unprocessed modifications";
          return false;
       }
-      if( sm->matchSymSeq() && areAwaited( sm->matchSymSeq()->policySymbolList(), seqno ) ) return false;
-      if( sm->setSymSeq() && areAwaited( sm->setSymSeq()->policySymbolList(), seqno ) ) return false;
-      if( sm->subRmSymSeq() && isAwaited( sm->subRmSymSeq()->symbol() ) ) {
+      if( const auto & match = sm->matchSymSeqIfAny(); match && areAwaited( match->policySymbolList(), seqno ) ) return false;
+      if( const auto & set = sm->setSymSeqIfAny(); set && areAwaited( set->policySymbolList(), seqno ) ) return false;
+      if( const auto & sub = sm->subRmSymSeqIfAny(); sub && isAwaited( sub->symbol() ) ) {
          PLINTH_TRACE( trace, level8 ) << seqno << " sub-rm is not complete";
          return false;
       }

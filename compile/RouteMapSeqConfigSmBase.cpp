@@ -16,14 +16,9 @@ RmSeqConfigSymbolSmBase::RmSeqConfigSymbolSmBase( const Quoin::String & rmName, 
 RmSeqConfigSymbolSmBase::~RmSeqConfigSymbolSmBase() = default;
 
 void RmSeqConfigSymbolSmBase::handleInitialized() {
-   const uint32_t number = seqno();
-   sequenceChangeIs( number );
-   sequenceChangeSymIs( number );
+   sequenceChangeIs( seqno() );
+   sequenceChangeSymIs( seqno() );
    undefinedRefsTrackerIs();
-   matchSymSeqIs( number );
-   setSymSeqIs( number );
-   subRmSymSeqIs( number );
-   aggRoleAttrMapSymSeqIs( number );
 }
 
 bool RmSeqConfigSymbolSmBase::isModified() const {

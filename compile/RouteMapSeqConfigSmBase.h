@@ -60,22 +60,34 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
 #define SEQUENCE_RECORD( foo, fooIs, ... )                                                       \
  public:                                                                                         \
    const Quoin::Ptr<__VA_ARGS__> & foo() const noexcept { return foo##_; }                       \
-                                                                                                 \
+   SEQUENCE_RECORD_WRITER( foo, fooIs, __VA_ARGS__ )
+   // Such a record is created when it is first read, because most sequences need none. fooIfAny() is null if it was not read yet.
+#define LATE_SEQUENCE_RECORD( foo, fooIs, fooIfAny, ... )                                        \
+ public:                                                                                         \
+   const Quoin::Ptr<__VA_ARGS__> & foo() const {                                                 \
+      if( !foo##_ && sequenceChange_ ) foo##_ = newRecord<__VA_ARGS__>( seqno() );               \
+      return foo##_;                                                                             \
+   }                                                                                             \
+   const Quoin::Ptr<__VA_ARGS__> & fooIfAny() const noexcept { return foo##_; }                  \
+   SEQUENCE_RECORD_WRITER( foo, fooIs, __VA_ARGS__ )
+#define SEQUENCE_RECORD_WRITER( foo, fooIs, ... )                                                \
  private:                                                                                        \
-   Quoin::Ptr<__VA_ARGS__> foo##_;                                                               \
+   mutable Quoin::Ptr<__VA_ARGS__> foo##_;                                                       \
                                                                                                  \
  public:                                                                                         \
-   void fooIs( uint32_t seqno ) { foo##_ = Quoin::makeNode<__VA_ARGS__>( seqno, ledger() ); }
+   void fooIs( uint32_t seqno ) { foo##_ = newRecord<__VA_ARGS__>( seqno ); }
 
    /// The changes of the compiled sequence.
    SEQUENCE_RECORD( sequenceChange, sequenceChangeIs, SequenceChange );
    /// The changes of the symbols that the sequence watches.
    SEQUENCE_RECORD( sequenceChangeSym, sequenceChangeSymIs, SequenceChangeSymbol );
    /// The symbols that the sequence watches: of match clauses, of set clauses, and of the route maps that it refers to.
-   SEQUENCE_RECORD( matchSymSeq, matchSymSeqIs, MatchSymbolSeq );
-   SEQUENCE_RECORD( setSymSeq, setSymSeqIs, SetSymbolSeq );
-   SEQUENCE_RECORD( subRmSymSeq, subRmSymSeqIs, SubRouteMapSymbolSeq );
-   SEQUENCE_RECORD( aggRoleAttrMapSymSeq, aggRoleAttrMapSymSeqIs, AggRoleAttrMapSymbolSeq );
+   LATE_SEQUENCE_RECORD( matchSymSeq, matchSymSeqIs, matchSymSeqIfAny, MatchSymbolSeq );
+   LATE_SEQUENCE_RECORD( setSymSeq, setSymSeqIs, setSymSeqIfAny, SetSymbolSeq );
+   LATE_SEQUENCE_RECORD( subRmSymSeq, subRmSymSeqIs, subRmSymSeqIfAny, SubRouteMapSymbolSeq );
+   LATE_SEQUENCE_RECORD( aggRoleAttrMapSymSeq, aggRoleAttrMapSymSeqIs, aggRoleAttrMapSymSeqIfAny, AggRoleAttrMapSymbolSeq );
+#undef SEQUENCE_RECORD_WRITER
+#undef LATE_SEQUENCE_RECORD
 #undef SEQUENCE_RECORD
    // clang-format on
 
@@ -88,8 +100,9 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
    }
 
  private:
-   Quoin::Ptr<SequenceLedger> ledger() const {
-      return rmConfigSymbolReactor_ ? rmConfigSymbolReactor_->ledger() : nullptr;
+   template <class Record>
+   Quoin::Ptr<Record> newRecord( uint32_t seqno ) const {
+      return Quoin::makeNode<Record>( seqno, rmConfigSymbolReactor_ ? rmConfigSymbolReactor_->ledger() : nullptr );
    }
 
    Quoin::String rmName_;
