@@ -9,7 +9,7 @@
 #include <cstdint>
 
 #include "routepolicy_export.h"
-#include "substrate/quoin/ThreadControl.h"
+#include "substrate/quoin/UseCount.h"
 
 namespace Quoin {
 
@@ -34,31 +34,18 @@ class ROUTEPOLICY_API Node {
    virtual Publisher * publisher() const noexcept;
 
    /// Adds one use. Threading: as ThreadControl says.
-   void incUse() const noexcept {
-      if( ThreadControl::threaded() )
-         __atomic_fetch_add( &uses_, 1, __ATOMIC_RELAXED );
-      else
-         ++uses_;
-   }
+   void incUse() const noexcept { uses_.inc(); }
 
    /// Drops one use. Dropping the last use runs lastUserGone() and destroys the object.
    void decUseImpl() const noexcept {
-      if( ThreadControl::threaded() ) {
-         if( __atomic_fetch_sub( &uses_, 1, __ATOMIC_ACQ_REL ) == 1 ) release();
-      } else if( --uses_ == 0 ) {
-         release();
-      }
+      if( uses_.dec() ) release();
    }
 
    /// Adds one use and returns true, unless the count is 0 already; then returns false. For tables that hold nodes weakly.
-   bool incUseUnlessGone() const noexcept {
-      uint32_t now = useCount();
-      while( now != 0 && !__atomic_compare_exchange_n( &uses_, &now, now + 1, true, __ATOMIC_RELAXED, __ATOMIC_RELAXED ) ) {}
-      return now != 0;
-   }
+   bool incUseUnlessGone() const noexcept { return uses_.incUnlessGone(); }
 
    /// The present count of uses; only a snapshot when other threads hold the node.
-   uint32_t useCount() const noexcept { return __atomic_load_n( &uses_, __ATOMIC_RELAXED ); }
+   uint32_t useCount() const noexcept { return uses_.uses(); }
 
    /// The node's flag word, initially 0. A class may use the bits as it likes, except the three highest bits, which read as 0.
    uint32_t nodeFlag() const noexcept { return flags_ & kClassBits; }
@@ -68,7 +55,7 @@ class ROUTEPOLICY_API Node {
    void nodeFlagClear( uint32_t bits ) noexcept { flags_ &= ~( bits & kClassBits ); }
 
  protected:
-   Node() noexcept : uses_( 1 ), flags_( 0 ) {}
+   Node() noexcept = default;
 
  private:
    friend class ReleaseScope;
@@ -84,8 +71,8 @@ class ROUTEPOLICY_API Node {
    static constexpr uint32_t kInHook = 1u << 29;    // lastUserGone() is running
    static constexpr uint32_t kClassBits = kInHook - 1;
 
-   mutable uint32_t uses_;   // accessed by compiler built-ins: <atomic> would double the size of this header after preprocessing
-   mutable uint32_t flags_;
+   mutable UseCount uses_;
+   mutable uint32_t flags_ = 0;
 };
 
 /// Delays the destruction of nodes. While a ReleaseScope is open on a thread, a node that loses its last use on that thread is not

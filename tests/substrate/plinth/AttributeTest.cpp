@@ -564,7 +564,8 @@ TEST_F( ShelfTest, aReactionMayClearTheCollectionThatIsToldOf ) {
       watcher.reaction = {};
       shelf.nodeDelAll();
    };
-   shelf.nodeIs( named( longKey ) );
+   const auto held = named( longKey );   // its address is not used again
+   shelf.nodeIs( held );
    EXPECT_THAT( second.take(), ElementsAre( "node" + in + "0->null", "node" + in + "null->null" ) );
    watcher.reaction = [ this ] {
       watcher.reaction = {};
