@@ -30,11 +30,10 @@ CommonRmSeqConfigSymbolSm::CommonRmSeqConfigSymbolSm( const String & rmName, con
    QUOIN_ASSERT( policyRoot && rmSymbol, "policyRoot && rmSymbol" );
    QUOIN_ASSERT( mayBeOf( *policyRoot, *rmSymbol ), "the symbol of the route map belongs to another PolicyRoot" );
    handleInitialized();
-   config_.machineIs( commonComponentRmSeqConfigSymbolSmFactory( rmName, seqConfig, rmSymbol, policyRoot, sequenceChange(),
-                                                                 sequenceChangeSym(), routeMapOpModeNotifier, options.match ) );
+   config_.create( rmName, seqConfig, rmSymbol, policyRoot, sequenceChange(), sequenceChangeSym(), routeMapOpModeNotifier, options.match );
    if( !options.set ) return;
    setters_ = std::make_unique<Zeugma::NestedSm<SequenceSettersSm>>( *this );
-   setters_->machineIs( Zeugma::makeSm<SequenceSettersSm>( *this, options.set->of( rmName, seqno() ) ) );
+   setters_->create( *this, options.set->of( rmName, seqno() ) );
 }
 
 CommonRmSeqConfigSymbolSm::~CommonRmSeqConfigSymbolSm() {
@@ -44,8 +43,8 @@ CommonRmSeqConfigSymbolSm::~CommonRmSeqConfigSymbolSm() {
 void CommonRmSeqConfigSymbolSm::handleSymbolNamed() {
    if( symbols_ ) return;
    symbols_ = std::make_unique<Zeugma::NestedSm<CommonComponentSymbolSeqSm>>( *this );
-   symbols_->machineIs( commonComponentSymbolSeqSmFactory( seqConfig(), rmSymbol(), matchSymSeq(), subRmSymSeq(), rmConfigSymbolReactor(),
-                                                           config_.machine()->routeMapOpModeNotifier(), ownOptions() ) );
+   symbols_->create( seqConfig(), rmSymbol(), matchSymSeq(), subRmSymSeq(), rmConfigSymbolReactor(),
+                     config_.machine()->routeMapOpModeNotifier(), ownOptions() );
 }
 
 CommonRmSeqConfigFilterSm::CommonRmSeqConfigFilterSm( const String & rmName, const Ptr<const MapEntry> & seqConfig,
@@ -55,8 +54,8 @@ CommonRmSeqConfigFilterSm::CommonRmSeqConfigFilterSm( const String & rmName, con
                                                       std::span<const MatchOptionRow> ownOptions )
       : RmSeqConfigFilterSmBase( rmName, seqConfig, filteredSeqConfig, filteredRmConfig, routeMapBlockedSequenceList,
                                  routeMapUpdateNotifier ) {
-   filter_.machineIs( commonComponentRmSeqConfigFilterSmFactory( rmName, seqConfig, filteredSeqConfig, filteredRmConfig,
-                                                                 routeMapBlockedSequenceList, routeMapUpdateNotifier, ownOptions ) );
+   filter_.create( rmName, seqConfig, filteredSeqConfig, filteredRmConfig, routeMapBlockedSequenceList, routeMapUpdateNotifier,
+                   ownOptions );
 }
 
 CommonRmSeqConfigFilterSm::~CommonRmSeqConfigFilterSm() {

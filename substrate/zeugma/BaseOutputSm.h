@@ -25,6 +25,7 @@
 #pragma once
 
 #include <iosfwd>
+#include <optional>
 #include <utility>
 
 #include "routepolicy_export.h"
@@ -184,33 +185,30 @@ class NestedSms final : private SmPart {
    Machines machines_;
 };
 
-/// One optional nested machine.
+/// One nested machine, which is part of its owner's object and is created late or never.
 template <class Sm>
 class NestedSm final : private SmPart {
  public:
    explicit NestedSm( BaseOutputSm & owner ) noexcept : SmPart( owner ) {}
-   ~NestedSm() override { giveUp( machine_.get() ); }
-   /// The nested machine; null until the first machineIs().
-   const Quoin::Ptr<Sm> & machine() const noexcept { return machine_; }
-   /// Nests a machine, replacing the previous one, and switches it on. Errors: MutatorArgNullPointerException on null.
-   void machineIs( Quoin::Ptr<Sm> sm ) {
-      if( !sm ) Plinth::throwMutatorArgNullPointerException( "NestedSm::machineIs" );
-      if( sm == machine_ ) return;
-      const Quoin::Ptr<Sm> out = std::exchange( machine_, sm );
-      giveUp( out.get() );
-      takeIn( *sm );
+   /// The nested machine; null until create().
+   Sm * machine() noexcept { return machine_ ? &*machine_ : nullptr; }
+   const Sm * machine() const noexcept { return machine_ ? &*machine_ : nullptr; }
+   /// Creates the machine and switches it on. Called once.
+   template <class... Args>
+   void create( Args &&... args ) {
+      takeIn( machine_.emplace( std::forward<Args>( args )... ) );
    }
 
  private:
    void partNotificationActiveIs( bool active ) override {
-      if( const auto sm = machine_ ) sm->hasNotificationActiveIs( active );
+      if( machine_ ) machine_->hasNotificationActiveIs( active );
    }
    void partZombieIs( bool zombie ) override {
       if( machine_ ) machine_->plinthDoZombieReactors( zombie );
    }
    bool partChangeMissed() override { return false; }   // the nested machine handles its own missed changes
 
-   Quoin::Ptr<Sm> machine_;
+   std::optional<Sm> machine_;
 };
 
 }   // namespace Zeugma

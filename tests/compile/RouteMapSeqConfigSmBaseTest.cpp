@@ -213,10 +213,9 @@ class AgentSeqSm final : public RmSeqConfigSymbolSmBase {
                const Ptr<RmConfigSymbolReactor> & reactor, const Ptr<PolicyRoot> & root, const Ptr<const RouteMapOpModeNotifier> & mode )
          : RmSeqConfigSymbolSmBase( rmName, entry, rmSymbol, reactor ) {
       handleInitialized();
-      common_.machineIs(
-         commonComponentRmSeqConfigSymbolSmFactory( rmName, entry, rmSymbol, root, sequenceChange(), sequenceChangeSym(), mode ) );
-      symbols_.machineIs( commonComponentSymbolSeqSmFactory( entry, rmSymbol, matchSymSeq(), subRmSymSeq(), reactor, mode ) );
-      own_.machineIs( Zeugma::makeSm<AgentComponent>( entry, rmSymbol, sequenceChange() ) );
+      common_.create( rmName, entry, rmSymbol, root, sequenceChange(), sequenceChangeSym(), mode );
+      symbols_.create( entry, rmSymbol, matchSymSeq(), subRmSymSeq(), reactor, mode );
+      own_.create( entry, rmSymbol, sequenceChange() );
    }
    ~AgentSeqSm() override { stop(); }
    bool matchRuleSupported( MatchOption ) const override { return true; }

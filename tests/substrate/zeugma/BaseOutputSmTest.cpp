@@ -750,34 +750,32 @@ struct OneNestSm final : BaseOutputSm {
 TEST_F( NestedSmsTest, theOneMachineFollowsItsOwner ) {
    auto outer = makeNode<OneNestSm>();
    EXPECT_EQ( outer->nested.machine(), nullptr );
-   EXPECT_THROW( outer->nested.machineIs( nullptr ), Plinth::MutatorArgNullPointerException );
-   const auto one = makeNode<ProbeSm>( story );
-   outer->nested.machineIs( one );
-   EXPECT_EQ( outer->nested.machine(), one );
-   EXPECT_EQ( flagsOf( *one ), "on" ) << "also while its owner is being made";
+   outer->nested.create( story );
+   const ProbeSm & one = *outer->nested.machine();
+   EXPECT_EQ( flagsOf( one ), "on" ) << "also while its owner is being made";
    outer->hasNotificationActiveIs( true );
    outer->hasNotificationActiveIs( false );
-   EXPECT_EQ( flagsOf( *one ), "off" );
-   outer->nested.machineIs( one );
-   EXPECT_EQ( flagsOf( *one ), "off" ) << "the same one again is no news";
+   EXPECT_EQ( flagsOf( one ), "off" );
    outer->hasNotificationActiveIs( true );
-   EXPECT_EQ( flagsOf( *one ), "on" );
-   outer = nullptr;
-   EXPECT_EQ( flagsOf( *one ), "off zombie" );
-   EXPECT_EQ( one->useCount(), 1u );
+   EXPECT_EQ( flagsOf( one ), "on" );
+   outer->plinthDoZombieReactors( true );
+   EXPECT_EQ( flagsOf( one ), "on zombie" );
 }
 
-TEST_F( NestedSmsTest, theOneMachineIsGivenUpForAnother ) {
+TEST_F( NestedSmsTest, theOneMachineIsStoppedWithItsOwner ) {
+   auto outer = makeSm<OneNestSm>();
+   outer->nested.create( story );
+   const ProbeSm & one = *outer->nested.machine();
+   const Quoin::ReleaseScope keepsTheObjects;
+   outer = nullptr;
+   EXPECT_EQ( flagsOf( one ), "off zombie" );
+}
+
+TEST_F( NestedSmsTest, theOneMachineOfAnOwnerThatIsOffIsOff ) {
    const auto outer = makeSm<OneNestSm>();
-   const auto one = makeNode<ProbeSm>( story ), two = makeNode<ProbeSm>( story );
-   outer->nested.machineIs( one );
-   outer->nested.machineIs( two );
-   EXPECT_EQ( outer->nested.machine(), two );
-   EXPECT_EQ( flagsOf( *one ), "off zombie" );
-   EXPECT_EQ( flagsOf( *two ), "on" );
-   EXPECT_EQ( one->useCount(), 1u );
-   outer->plinthDoZombieReactors( true );
-   EXPECT_EQ( flagsOf( *two ), "on zombie" );
+   outer->hasNotificationActiveIs( false );
+   outer->nested.create( story );
+   EXPECT_EQ( flagsOf( *outer->nested.machine() ), "off" );
 }
 
 TEST_F( BaseOutputSmTest, nestedMachinesAreFoundByTheirKey ) {
