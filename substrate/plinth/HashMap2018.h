@@ -2,9 +2,11 @@
 /// The unordered collections: a map and a set. An attribute holds one when the order of its members does not matter.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <type_traits>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -26,7 +28,62 @@ struct KeyHash {
    }
 };
 
-/// The common part of the map and the set. `Table` is the standard container; the derived classes add look-up and insertion.
+/// The key of a member of a map or of a set.
+template <class K, class M>
+const K & keyOfMember( const M & member ) noexcept {
+   if constexpr( std::is_same_v<K, M> )
+      return member;
+   else
+      return member.first;
+}
+
+/// A table of few members in one row, for keys of an enumeration. It has what HashCollection uses of a standard table.
+template <class K, class M>
+class RowTable {
+ public:
+   using const_iterator = const M *;
+   size_t size() const noexcept { return row_.size(); }
+   bool empty() const noexcept { return row_.empty(); }
+   const M * begin() const noexcept { return row_.begin(); }
+   const M * end() const noexcept { return row_.end(); }
+   const M * cbegin() const noexcept { return begin(); }
+   const M * cend() const noexcept { return end(); }
+   M * find( const K & key ) { return &row_[ indexOf( key ) ]; }
+   const M * find( const K & key ) const { return begin() + indexOf( key ); }
+
+   std::pair<M *, bool> insert( M member ) {
+      const size_t at = indexOf( keyOfMember<K>( member ) );
+      const bool isNew = at == size();
+      if( isNew ) row_.insert( at, std::move( member ) );
+      return { &row_[ at ], isNew };
+   }
+   template <class V>
+   std::pair<M *, bool> try_emplace( const K & key, V && value ) {
+      return insert( M( key, std::forward<V>( value ) ) );
+   }
+   /// Removes the member under `key`, and returns a table with it.
+   RowTable extract( const K & key ) {
+      RowTable gone;
+      const size_t at = indexOf( key );
+      if( at == size() ) return gone;
+      gone.row_.insert( 0, std::move( row_[ at ] ) );
+      row_.erase( at );
+      return gone;
+   }
+
+ private:
+   size_t indexOf( const K & key ) const noexcept {
+      const auto at = std::find_if( begin(), end(), [ & ]( const M & member ) { return keyOfMember<K>( member ) == key; } );
+      return static_cast<size_t>( at - begin() );
+   }
+   InlineRow<M, 1> row_;
+};
+
+/// Which of the two tables serves the key.
+template <class K, class Row, class Buckets>
+using TableOf = std::conditional_t<std::is_enum_v<K>, Row, Buckets>;
+
+/// The common part of the map and the set. `Table` is the standard container or a RowTable; the derived classes add look-up and insertion.
 /// An empty collection is one null pointer: the machines of compile/ hold many collections, and most of these are empty most of the time.
 template <class K, class Table>
 class HashCollection {
@@ -106,7 +163,7 @@ class HashCollection {
     private:
       friend class HashCollection;
       explicit SafeIterator( const HashCollection * map ) : hashMap_( map ) {
-         for( const auto & member : *map ) keys_.insert( keys_.size(), keyOf( member ) );
+         for( const auto & member : *map ) keys_.insert( keys_.size(), keyOfMember<K>( member ) );
       }
       void skipGone() {
          while( at_ < keys_.size() && !hashMap_->contains( key() ) ) ++at_;
@@ -127,12 +184,16 @@ class HashCollection {
    /// Calls `insertInto( table )` and returns its answer.
    template <class InsertInto>
    auto insert( InsertInto && insertInto ) {
+      constexpr bool hasBuckets = requires( Table & table ) {
+         table.max_load_factor( 1 );
+      };
       if( table_ ) {
-         if( table_->size() == kFew ) table_->max_load_factor( 1 );
+         if constexpr( hasBuckets )
+            if( table_->size() == kFew ) table_->max_load_factor( 1 );
          return insertInto( *table_ );
       }
       auto table = std::make_unique<Table>();
-      table->max_load_factor( 12 );
+      if constexpr( hasBuckets ) table->max_load_factor( 12 );
       const auto inserted = insertInto( *table );
       table_ = std::move( table );   // only now: a failed insertion leaves an empty collection
       return inserted;
@@ -144,16 +205,11 @@ class HashCollection {
    // Most collections have one or two members. With a load factor of 12, these few share the one bucket inside the table object, so the
    // table allocates no array of buckets.
    static constexpr size_t kFew = 8;
-   static const K & keyOf( const K & key ) { return key; }
-   template <class V>
-   static const K & keyOf( const std::pair<const K, V> & member ) {
-      return member.first;
-   }
 };
 
 /// Values by key. Threading: any number of readers, or one writer.
 template <class K, class V, class Hash = KeyHash<K>, class IsEq = std::equal_to<K>>
-class HashMap2018 : public HashCollection<K, std::unordered_map<K, V, Hash, IsEq>> {
+class HashMap2018 : public HashCollection<K, TableOf<K, RowTable<K, std::pair<K, V>>, std::unordered_map<K, V, Hash, IsEq>>> {
  public:
    using Key = K;
    using Value = V;
@@ -179,7 +235,7 @@ class HashMap2018 : public HashCollection<K, std::unordered_map<K, V, Hash, IsEq
 
 /// A set of keys. Threading: any number of readers, or one writer.
 template <class K, class Hash = KeyHash<K>, class IsEq = std::equal_to<K>>
-class HashSet2018 : public HashCollection<K, std::unordered_set<K, Hash, IsEq>> {
+class HashSet2018 : public HashCollection<K, TableOf<K, RowTable<K, K>, std::unordered_set<K, Hash, IsEq>>> {
  public:
    using Key = K;
    /// Inserts the key. Returns false, and changes nothing, if the set contains it already.
