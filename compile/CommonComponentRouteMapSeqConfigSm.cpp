@@ -74,16 +74,16 @@ CommonComponentRmSeqConfigSymbolSm::CommonComponentRmSeqConfigSymbolSm(
         sequenceChange_( sequenceChange ),
         sequenceChangeSym_( sequenceChangeSym ),
         routeMapOpModeNotifier_( routeMapOpModeNotifier ) {
-   if( routeMapOpModeNotifier ) {
-      opModeReactor_ = std::make_unique<Zeugma::Reactor<CommonComponentRmSeqConfigSymbolSm>>(
-         *this, &CommonComponentRmSeqConfigSymbolSm::handleOpModeNotifier );
-      opModeReactor_->notifierIs( routeMapOpModeNotifier );
-   }
+   if( routeMapOpModeNotifier ) routeMapOpModeNotifier->publisher()->subscriberAdd( this );
    handleInitialized();
 }
 
 CommonComponentRmSeqConfigSymbolSm::~CommonComponentRmSeqConfigSymbolSm() {
    stop();
+}
+
+void CommonComponentRmSeqConfigSymbolSm::onChange( const Quoin::Change & ) {
+   if( hasNotificationActive() && !zombieReactors() ) handleRouteMapOpMode();
 }
 
 void CommonComponentRmSeqConfigSymbolSm::handlePermit() {

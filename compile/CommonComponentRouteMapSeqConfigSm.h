@@ -4,8 +4,6 @@
 /// Threading: the activity thread.
 #pragma once
 
-#include <memory>
-
 #include "compile/CommonComponent.h"
 #include "compile/RouteMapNotifiers.h"
 #include "substrate/plinth/Trace.h"
@@ -51,7 +49,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentR
 };
 
 /// Turns changes of a sequence into records for the next compilation of its route map. It never changes a published status.
-class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonComponentRmSeqConfigSmBase {
+class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonComponentRmSeqConfigSmBase, private Quoin::Subscriber {
  public:
    CommonComponentRmSeqConfigSymbolSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
                                        const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<PolicyRoot> & policyRoot,
@@ -82,14 +80,14 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
    Routing::RouteMap::MapEntry::SetFlags currentSetFlags() const noexcept { return currentSetFlags_; }
 
  private:
-   void handleOpModeNotifier( const Quoin::Change & ) { handleRouteMapOpMode(); }
+   // Of the mode. Not a Reactor, which is twice as large: a trace need not be made up for.
+   void onChange( const Quoin::Change & change ) override;
 
    Quoin::Ptr<RouteMapSymbol> rmSymbol_;
    Quoin::Ptr<PolicyRoot> policyRoot_;
    Quoin::Ptr<SequenceChange> sequenceChange_;
    Quoin::Ptr<SequenceChangeSymbol> sequenceChangeSym_;
    Quoin::Ptr<const RouteMapOpModeNotifier> routeMapOpModeNotifier_;
-   std::unique_ptr<Zeugma::Reactor<CommonComponentRmSeqConfigSymbolSm>> opModeReactor_;   // null without a notifier
    Routing::RouteMap::MapEntry::SetFlags currentSetFlags_ = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "compile/MatchOptions.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 #include "compile/CommonComponent.h"
@@ -30,7 +31,6 @@ constexpr MatchOptionRow agentOption( MatchOption option, const ListKind & list 
    return { .option = option, .list = &list };
 }
 
-// In ascending order of option: rows are found by binary search.
 constexpr MatchOptionRow kMatchOptions[] = {
    listOption<IpAccessListMatcher>( MatchOption::matchIpAccessList, kIpv4AccessLists ),
    listOption<PrefixListMatcher>( MatchOption::matchIpPrefixList, kIpv4PrefixLists ),
@@ -60,6 +60,13 @@ constexpr MatchOptionRow kMatchOptions[] = {
 
 static_assert( std::ranges::is_sorted( kMatchOptions, {}, &MatchOptionRow::option ) );
 
+// The place of each option's row plus one; 0 for an option without a row.
+constexpr auto kMatchOptionAt = [] {
+   std::array<uint8_t, 256> at{};
+   for( uint8_t i = 0; const auto & row : kMatchOptions ) at[ size_t( row.option ) ] = ++i;
+   return at;
+}();
+
 struct SetOptionRow {
    SetOption option;
    const ListKind * list;
@@ -73,14 +80,6 @@ constexpr SetOptionRow kSetOptions[] = {
    { SetOption::setLargeCommunityListAdditive, &kLargeCommunityLists },
    { SetOption::setLargeCommunityListDelete, &kLargeCommunityLists },
 };
-static_assert( std::ranges::is_sorted( kSetOptions, {}, &SetOptionRow::option ) );
-
-// Null if no row has the option.
-template <class Row, size_t Size, class Option>
-const Row * find( const Row ( &rows )[ Size ], Option option ) noexcept {
-   const auto * at = std::ranges::lower_bound( rows, option, {}, &Row::option );
-   return at != std::end( rows ) && at->option == option ? at : nullptr;
-}
 
 }   // namespace
 
@@ -89,13 +88,15 @@ std::span<const MatchOptionRow> commonMatchOptions() noexcept {
 }
 
 const MatchOptionRow * findMatchOption( MatchOption option, std::span<const MatchOptionRow> own ) noexcept {
-   const auto ofAgent = std::ranges::find( own, option, &MatchOptionRow::option );
-   return ofAgent != own.end() ? &*ofAgent : find( kMatchOptions, option );
+   for( const auto & row : own )
+      if( row.option == option ) return &row;
+   const size_t at = kMatchOptionAt[ size_t( option ) ];
+   return at != 0 ? &kMatchOptions[ at - 1 ] : nullptr;
 }
 
 const ListKind * listOfSetOption( SetOption option ) noexcept {
-   const auto * row = find( kSetOptions, option );
-   return row ? row->list : nullptr;
+   const auto * row = std::ranges::find( kSetOptions, option, &SetOptionRow::option );
+   return row != std::end( kSetOptions ) ? row->list : nullptr;
 }
 
 }   // namespace Routing::Policy
