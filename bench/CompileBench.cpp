@@ -1,9 +1,15 @@
-// How long does it take to compile a configuration, and to follow a change of a list? The yardstick of a large configuration is a small
-// one: the ratio shows whether the cost is linear.
+// How long does it take to compile a configuration, to follow a change of a list, to delete route maps, and to enter calls? The yardstick
+// of a large configuration is a small one: the ratio shows whether the cost is linear.
 
 #include <algorithm>
+#include <chrono>
+#include <ctime>
 #include <numeric>
 #include <random>
+
+#if defined( __GLIBC__ )
+#include <malloc.h>
+#endif
 
 #include "bench/Configurations.h"
 
@@ -31,11 +37,11 @@ class ChangingList {
 };
 
 // A pass answers 1 if all sequences are published. The agent is destroyed after the pass.
-Group::Way firstCompile( Group & group, size_t maps, size_t sequences ) {
+Group::Way firstCompile( Group & group, size_t maps, size_t sequences, Fill fill = fillTypical ) {
    const auto agent = std::make_shared<std::unique_ptr<Agent>>();
    return group.way(
       grouped( maps ) + " x " + grouped( sequences ), maps * sequences,
-      [ =, config = configOf( maps, sequences ) ] {
+      [ =, config = configOf( maps, sequences, fill ) ] {
          *agent = std::make_unique<Agent>( config );
          return ( *agent )->published( maps ) == maps * sequences;
       },
@@ -68,29 +74,75 @@ Group::Way takenDown( Group & group, size_t sequences ) {
       make );
 }
 
-// All route maps deleted at once, by the task. A pass answers 1 if none is left.
-Group::Way deleted( Group & group, size_t maps ) {
+// Runs tasks until none is due. Returns the longest run of the delete task, in milliseconds of processor time: other work on the machine
+// does not count.
+double longestDeletion( const Agent & agent ) {
+   const Zeugma::Task & task = *agent.machine->routeMapDeleteTask();
+   for( std::clock_t longest = 0;; ) {
+      const uint64_t runs = task.taskRuns();
+      const std::clock_t begun = std::clock();
+      if( !agent.scheduler->runOne() ) return 1e3 * double( longest ) / CLOCKS_PER_SEC;
+      if( task.taskRuns() != runs ) longest = std::max( longest, std::clock() - begun );
+   }
+}
+
+// All route maps deleted at once, by the task. A pass answers 1 if none is left. `longestRun`: of all passes.
+Group::Way deleted( Group & group, size_t maps, double & longestRun ) {
    const auto agent = std::make_shared<std::unique_ptr<Agent>>();
    const auto make = [ = ] { *agent = std::make_unique<Agent>( configOf( maps, 1 ) ); };
    make();
    return group.way(
       grouped( maps ) + " maps", maps,
-      [ =, name = mapName( maps / 2 ) ] {
+      [ =, name = mapName( maps / 2 ), &longestRun ] {
          const auto symbol = ( *agent )->root->routeMapTable()->symbol( name );
          ( *agent )->config->routeMapDelAll();
-         ( *agent )->settle();
+         longestRun = std::max( longestRun, longestDeletion( **agent ) );
          return ( *agent )->root->routeMapTable()->count() == 1 && !symbol->rmStatus();
       },
       make );
 }
 
+void printLongestRun( const char * question, size_t maps, double ms ) {
+   printRow( question, grouped( maps ), "ms", ms, "its quantum",
+             std::chrono::duration<double, std::milli>( Zeugma::TaskScheduler::kDefaultQuantum ).count() );
+}
+
+// Passes over 100,000 route maps leave a heap whose fragmentation would decide the rows of the smaller configurations: they come last.
 void measureDeletion() {
    if( !wanted( "route maps deleted" ) ) return;
-   Group group;
-   const auto few = deleted( group, 1'000 );
-   group.row( "route maps deleted, each", "100,000", deleted( group, 100'000 ), few );
-   group.run();
+   const auto compare = []( size_t maps, size_t fewMaps ) {
+      double longest = 0, longestFew = 0;
+      Group group;
+      const auto few = deleted( group, fewMaps, longestFew );
+      group.row( "route maps deleted, each", grouped( maps ), deleted( group, maps, longest ), few );
+      group.run();
+      if( fewMaps == 1'000 ) printLongestRun( "route maps deleted, longest run", fewMaps, longestFew );
+      printLongestRun( "route maps deleted, longest run", maps, longest );
+   };
+   compare( 10'000, 1'000 );
+   compare( 100'000, 10'000 );
 }
+
+#if defined( __GLIBC__ )
+// The allocator of glibc leaves small free blocks unmerged, and merges all of them inside one later free(). These rows make it merge each
+// block at once: they show the work of the task alone.
+void measureLongestDeletion() {
+   if( !wanted( "route maps deleted" ) ) return;
+   mallopt( M_MXFAST, 0 );
+   for( const size_t maps : { 10'000u, 100'000u } ) {
+      double longest = 0;
+      for( int pass = 0; pass < 3; ++pass ) {
+         const Agent agent( configOf( maps, 1 ) );
+         agent.config->routeMapDelAll();
+         longest = std::max( longest, longestDeletion( agent ) );
+      }
+      printLongestRun( "the same, free blocks merged at once", maps, longest );
+   }
+   mallopt( M_MXFAST, 16 * sizeof( size_t ) );   // the default
+}
+#else
+void measureLongestDeletion() {}
+#endif
 
 // Measured first and in a group of its own: passes over 100,000 sequences leave a heap whose fragmentation would decide these rows.
 void measureOneMap() {
@@ -98,6 +150,10 @@ void measureOneMap() {
    Group group;
    const auto sequences = firstCompile( group, 1, 1'000 );
    group.row( "first compile of one map, each sequence", "10,000", firstCompile( group, 1, 10'000 ), sequences );
+   const auto tags = firstCompile( group, 1, 1'000, fillTag );
+   group.row( "first compile, a tag and a distance each", "10,000", firstCompile( group, 1, 10'000, fillTag ), tags );
+   const auto lists = firstCompile( group, 1, 1'000, fillOwnList );
+   group.row( "first compile, a list of its own each", "10,000", firstCompile( group, 1, 10'000, fillOwnList ), lists );
    const auto live = enteredLive( group, 1'000 );
    group.row( "one map created live, each sequence", "10,000", enteredLive( group, 10'000 ), live );
    const auto down = takenDown( group, 1'000 );
@@ -124,13 +180,12 @@ void checkClones( const Agent & agent, ChangingList & list, size_t sequences ) {
    if( after == before || cloned != 1 || after->seqStatus().count() != sequences ) fail( "the change has cloned the wrong sequences" );
 }
 
-void measureListUnderLongMap() {
-   constexpr size_t kSequences = 10'000;
-   if( !wanted( "a list changed under a long map" ) ) return;
-   Agent agent( configOf( 1, kSequences ) );
+void measureListUnderLongMap( size_t sequences ) {
+   if( !wanted( "a list changed under a long map, " + grouped( sequences ) ) ) return;
+   Agent agent( configOf( 1, sequences ) );
    ChangingList list( agent );
    agent.settle();
-   checkClones( agent, list, kSequences );
+   checkClones( agent, list, sequences );
    std::vector<Ptr<const Routing::Policy::RouteMapSeqStatus>> row;
    for( const auto & [ seqno, sequence ] : agent.symbol( 0 )->rmStatus()->seqStatus() ) row.push_back( sequence );
    Group group;
@@ -138,7 +193,7 @@ void measureListUnderLongMap() {
       const auto made = row;
       return made.size();
    } );
-   group.row( "a list changed under a long map", grouped( kSequences ),
+   group.row( "a list changed under a long map", grouped( sequences ),
               group.way( "change", 1,
                          [ & ] {
                             list.change();
@@ -169,6 +224,73 @@ void measureSharedList() {
    Group group;
    const auto few = sharedList( group, 100 );
    group.row( "a list shared by maps changed, each map", "10,000", sharedList( group, 10'000 ), few );
+   group.run();
+}
+
+// ---- a status built by hand
+
+using Routing::Policy::RouteMapSeqStatus;
+using Routing::Policy::RouteMapStatus;
+using Handles = std::vector<Ptr<const RouteMapSeqStatus>>;
+
+enum class Order { ascending, descending };
+
+Handles sequencesOf( size_t count, Order order ) {
+   Handles sequences;
+   for( size_t i = 1; i <= count; ++i ) sequences.push_back( makeNode<RouteMapSeqStatus>( static_cast<uint32_t>( 10 * i ) ) );
+   if( order == Order::descending ) std::ranges::reverse( sequences );
+   return sequences;
+}
+
+// `updating`: each change computes the features, as the default is.
+Ptr<RouteMapStatus> statusOf( const Handles & sequences, bool updating ) {
+   auto status = makeNode<RouteMapStatus>( "ROUTE-MAP" );
+   status->updateFeaturesOnSeqStatusChangeIs( updating );
+   for( const auto & sequence : sequences ) status->seqStatusIs( sequence );
+   if( !updating ) status->updateFeatures();
+   return status;
+}
+
+// A pass answers 1 if all sequences are stored.
+Group::Way built( Group & group, size_t count, Order order, bool updating ) {
+   const auto status = std::make_shared<Ptr<RouteMapStatus>>();
+   return group.way(
+      grouped( count ) + " sequences", count,
+      [ =, sequences = sequencesOf( count, order ) ] {
+         *status = statusOf( sequences, updating );
+         return ( *status )->seqStatus().count() == count;
+      },
+      [ status ] { *status = nullptr; } );
+}
+
+// Deletes each sequence, the first one first. A pass answers 1 if none is left.
+Group::Way emptied( Group & group, size_t count ) {
+   const auto status = std::make_shared<Ptr<RouteMapStatus>>();
+   const auto make = [ =, sequences = sequencesOf( count, Order::ascending ) ] {
+      *status = statusOf( sequences, false );
+      ( *status )->updateFeaturesOnSeqStatusChangeIs( false );
+   };
+   make();
+   return group.way(
+      grouped( count ) + " sequences", count,
+      [ = ] {
+         for( size_t i = 1; i <= count; ++i ) ( *status )->seqStatusDel( static_cast<uint32_t>( 10 * i ) );
+         return ( *status )->seqStatus().empty();
+      },
+      make );
+}
+
+void measureStatusByHand() {
+   if( !wanted( "a status built by hand" ) ) return;
+   Group group;
+   const auto up = built( group, 1'000, Order::ascending, false );
+   group.row( "a status built by hand, ascending, each", "10,000", built( group, 10'000, Order::ascending, false ), up );
+   const auto down = built( group, 1'000, Order::descending, false );
+   group.row( "a status built by hand, descending, each", "10,000", built( group, 10'000, Order::descending, false ), down );
+   const auto front = emptied( group, 1'000 );
+   group.row( "a status emptied from the front, each", "10,000", emptied( group, 10'000 ), front );
+   const auto updating = built( group, 1'000, Order::ascending, true );
+   group.row( "a status built, features at each change, each", "10,000", built( group, 10'000, Order::ascending, true ), updating );
    group.run();
 }
 
@@ -286,9 +408,11 @@ void measureCalls() {
 void measureAll() {
    measureOneMap();
    measureManyMaps();
-   measureListUnderLongMap();
+   measureStatusByHand();
+   for( const size_t sequences : { 10'000u, 100'000u } ) measureListUnderLongMap( sequences );
    measureSharedList();
    measureDeletion();
+   measureLongestDeletion();
    measureCalls();
 }
 

@@ -28,7 +28,7 @@ inline Quoin::String mapName( size_t i ) {
 
 /// A typical sequence: it matches a list and a tag, and sets an attribute. The first sequence refers to the shared list, the others to one
 /// of a hundred lists.
-inline void fillSequence( const Ptr<Map> & map, uint32_t i ) {
+inline void fillTypical( const Ptr<Map> & map, uint32_t i ) {
    const auto entry = map->mapEntryIs( 10 * ( i + 1 ) );
    const std::string list = i == 0 ? kSharedList : "LIST-" + std::to_string( i % 100 );
    entry->matchRuleIs( { .listName = Quoin::String( list ), .option = MatchOption::matchIpPrefixList } );
@@ -36,14 +36,30 @@ inline void fillSequence( const Ptr<Map> & map, uint32_t i ) {
    entry->distanceIs( 1 + i % 255 );
 }
 
-inline void fillMap( const Ptr<Map> & map, size_t sequences ) {
-   for( size_t i = 0; i < sequences; ++i ) fillSequence( map, static_cast<uint32_t>( i ) );
+/// A sequence without a list: it matches a tag, and sets an attribute.
+inline void fillTag( const Ptr<Map> & map, uint32_t i ) {
+   const auto entry = map->mapEntryIs( 10 * ( i + 1 ) );
+   entry->matchRuleIs( { .numericValue = i, .option = MatchOption::matchTag } );
+   entry->distanceIs( 1 + i % 255 );
+}
+
+/// A sequence that matches a list to which no other sequence of its route map refers.
+inline void fillOwnList( const Ptr<Map> & map, uint32_t i ) {
+   const Quoin::String list( "OWN-LIST-" + std::to_string( i ) );
+   map->mapEntryIs( 10 * ( i + 1 ) )->matchRuleIs( { .listName = list, .option = MatchOption::matchIpPrefixList } );
+}
+
+/// Writes the sequence with this index.
+using Fill = void ( * )( const Ptr<Map> & map, uint32_t i );
+
+inline void fillMap( const Ptr<Map> & map, size_t sequences, Fill fill = fillTypical ) {
+   for( size_t i = 0; i < sequences; ++i ) fill( map, static_cast<uint32_t>( i ) );
    map->versionIs( map->version() + 1 );
 }
 
-inline Ptr<Config> configOf( size_t maps, size_t sequences ) {
+inline Ptr<Config> configOf( size_t maps, size_t sequences, Fill fill = fillTypical ) {
    auto config = makeNode<Config>();
-   for( size_t i = 0; i < maps; ++i ) fillMap( config->routeMapIs( mapName( i ) ), sequences );
+   for( size_t i = 0; i < maps; ++i ) fillMap( config->routeMapIs( mapName( i ) ), sequences, fill );
    return config;
 }
 

@@ -1,6 +1,7 @@
 // How much memory does an entry of a compiled prefix list take, and a compiled sequence? The benchmark counts the heap memory of the list
 // after its builder is deleted, including the word that the allocator keeps in front of each block. The yardstick is an array of the same
-// entries. For sequences, it counts the memory of the machines, and of the published status alone; the yardstick is their configuration.
+// entries. For sequences, it counts the memory and the blocks of the machines, and of the published status alone; the yardstick is their
+// configuration.
 // ROUTEPOLICY_BENCH_DATA names a routing table to measure in addition.
 
 #include <malloc.h>
@@ -14,6 +15,7 @@
 namespace {
 
 size_t heapBytes = 0;
+size_t heapBlocks = 0;
 
 size_t taken( void * block ) {
    return block ? malloc_usable_size( block ) + sizeof( size_t ) : 0;
@@ -22,11 +24,13 @@ size_t taken( void * block ) {
 void * counted( void * block ) {
    if( !block ) throw std::bad_alloc();
    heapBytes += taken( block );
+   ++heapBlocks;
    return block;
 }
 
 void release( void * block ) {
    heapBytes -= taken( block );
+   heapBlocks -= block != nullptr;
    std::free( block );
 }
 
@@ -96,24 +100,34 @@ void measureFamily( AddressFamily af, const std::string & name ) {
       if( const Prefixes table = readTable( data, af ); !table.empty() ) measure( name + " table whole", exactEntries( table ) );
 }
 
-void measureSequences() {
-   if( !wanted( "compiled sequence, bytes" ) ) return;
-   constexpr size_t kMaps = 1'000, kSequences = 10;
-   const auto each = []( size_t bytes ) { return double( bytes ) / double( kMaps * kSequences ); };
-   const size_t atFirst = heapBytes;
-   const auto config = configOf( kMaps, kSequences );
-   const size_t configured = heapBytes - atFirst;
+struct Heap {
+   size_t bytes = heapBytes, blocks = heapBlocks;
+};
+
+// Prints a row for the bytes of a sequence and a row for its blocks.
+void printSequence( const std::string & what, const char * of, size_t sequences, const Heap & before, const Heap & configured ) {
+   const Heap now;
+   const auto each = [ = ]( size_t n ) { return double( n ) / double( sequences ); };
+   printRow( what + ", bytes " + of, grouped( sequences ), "bytes", each( now.bytes - before.bytes ), "its configuration",
+             each( configured.bytes ) );
+   printRow( what + ", blocks " + of, grouped( sequences ), "blocks", each( now.blocks - before.blocks ), "its configuration",
+             each( configured.blocks ) );
+}
+
+void measureSequences( const std::string & what, size_t maps, size_t sequences, Fill fill ) {
+   if( !wanted( what + ", bytes" ) ) return;
+   Heap configured;
+   const auto config = configOf( maps, sequences, fill );
+   configured = { heapBytes - configured.bytes, heapBlocks - configured.blocks };
    std::vector<Ptr<const RouteMapStatus>> published;
-   published.reserve( kMaps );
-   const size_t before = heapBytes;
+   published.reserve( maps );
+   const Heap before;
    {
       Agent agent( config );
-      printRow( "compiled sequence, bytes with its machines", grouped( kMaps * kSequences ), "bytes", each( heapBytes - before ),
-                "its configuration", each( configured ) );
-      for( size_t i = 0; i < kMaps; ++i ) published.push_back( agent.symbol( i )->rmStatus() );
+      printSequence( what, "with its machines", maps * sequences, before, configured );
+      for( size_t i = 0; i < maps; ++i ) published.push_back( agent.symbol( i )->rmStatus() );
    }
-   printRow( "compiled sequence, bytes of published status", grouped( kMaps * kSequences ), "bytes", each( heapBytes - before ),
-             "its configuration", each( configured ) );
+   printSequence( what, "of published status", maps * sequences, before, configured );
 }
 
 void measureAccessList() {
@@ -129,7 +143,9 @@ void measureAccessList() {
 }
 
 void measureAll() {
-   measureSequences();
+   measureSequences( "compiled sequence", 1'000, 10, fillTypical );
+   measureSequences( "a tag and a distance", 1, 10'000, fillTag );
+   measureSequences( "a list of its own", 1, 10'000, fillOwnList );
    measureAccessList();
    measureFamily( AddressFamily::ipv4, "IPv4" );
    measureFamily( AddressFamily::ipv6, "IPv6" );
