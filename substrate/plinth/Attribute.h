@@ -93,9 +93,9 @@ void cloneMembers( Publisher & publisher, Quoin::FieldId field, Collection & to,
 }
 
 /// The node under `key`. If it does not exist, it is created from the key, linked by `link`, stored and published.
-template <class Publisher, class Collection, class Link = NoLink>
+template <class Publisher, class Collection, class Link>
 typename Collection::Value findOrMakeMember( Publisher & publisher, Quoin::FieldId field, Collection & collection,
-                                             const typename Collection::Key & key, Link && link = {} ) {
+                                             const typename Collection::Key & key, Link && link ) {
    if( auto * found = collection.find( key ) ) return *found;
    Quoin::ReleaseScope scope;   // a subscriber may drop the owner
    auto made = Quoin::makeNode<typename Collection::Value::element_type>( key );
@@ -198,27 +198,10 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
    }                                                                                                              \
    void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }
 
-/// A collection of nodes that the collection creates itself. `fooIs` takes a key and returns the node of that key; if the node does not
-/// exist, it is created from the key and published. `fooDel` returns the removed node, or null.
-#define PLINTH_MADE_NODES( foo, fooIs, fooDel, fooDelAll, field, ... )                                            \
- public:                                                                                                          \
-   const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
-   __VA_ARGS__::Value foo( const __VA_ARGS__::Key & key ) const { return ::Plinth::memberOf( foo##_, key ); }     \
-                                                                                                                  \
- private:                                                                                                         \
-   __VA_ARGS__ foo##_;                                                                                            \
-                                                                                                                  \
- public:                                                                                                          \
-   __VA_ARGS__::Value fooIs( __VA_ARGS__::Key key ) {                                                             \
-      return ::Plinth::findOrMakeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key );              \
-   }                                                                                                              \
-   __VA_ARGS__::Value fooDel( __VA_ARGS__::Key key ) {                                                            \
-      return ::Plinth::takeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key );                    \
-   }                                                                                                              \
-   void fooDelAll() { ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_ ); }
-
-/// As PLINTH_MADE_NODES, for an owner that its nodes know. The owner's function `link` is called for a node that was created, before it is
-/// published; `unlink` for a node that was removed, before the removal is published.
+/// A collection of nodes that the collection creates itself, and that know their owner. `fooIs` takes a key and returns the node of that
+/// key; if the node does not exist, it is created from the key and published. `fooDel` returns the removed node, or null. The owner's
+/// function `link` is called for a node that was created, before it is published; `unlink` for a node that was removed, before the removal
+/// is published.
 #define PLINTH_LINKED_NODES( foo, fooIs, fooDel, fooDelAll, field, link, unlink, ... )                            \
  public:                                                                                                          \
    const __VA_ARGS__ & foo() const noexcept { return foo##_; }                                                    \
@@ -230,16 +213,20 @@ void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
  public:                                                                                                          \
    __VA_ARGS__::Value fooIs( __VA_ARGS__::Key key ) {                                                             \
       return ::Plinth::findOrMakeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key,                \
-                                         [ this ]( const auto & node ) { link( *node ); } );                      \
+                                         [ & ]( const auto & node ) { link( *node ); } );                         \
    }                                                                                                              \
    __VA_ARGS__::Value fooDel( __VA_ARGS__::Key key ) {                                                            \
       return ::Plinth::takeMember( this->publisher_, ::Quoin::FieldId( field ), foo##_, key,                      \
-                                   [ this ]( const auto & node ) { unlink( *node ); } );                          \
+                                   [ & ]( const auto & node ) { unlink( *node ); } );                             \
    }                                                                                                              \
    void fooDelAll() {                                                                                             \
       ::Plinth::eraseAllMembers( this->publisher_, ::Quoin::FieldId( field ), foo##_,                             \
-                                 [ this ]( const auto & node ) { unlink( *node ); } );                            \
+                                 [ & ]( const auto & node ) { unlink( *node ); } );                               \
    }
+
+/// As PLINTH_LINKED_NODES, for nodes that do not know their owner.
+#define PLINTH_MADE_NODES( foo, fooIs, fooDel, fooDelAll, field, ... )                                            \
+   PLINTH_LINKED_NODES( foo, fooIs, fooDel, fooDelAll, field, ::Plinth::NoLink{}, ::Plinth::NoLink{}, __VA_ARGS__ )
 
 /// A set: readers `foo` of the whole and `fooHas` of one key; writers `fooIs`, `fooDel`, `fooDelAll`.
 #define PLINTH_SET( foo, fooHas, fooIs, fooDel, fooDelAll, field, ... )                                           \

@@ -657,6 +657,24 @@ TEST_F( ConfigEditTest, aPublicationThatOpensAndClosesAScopeHoldsNothingUp ) {
    EXPECT_TRUE( allCurrent() );
 }
 
+// E calls C, C calls D. When A is published, B has no call and is listed before D; then B calls E.
+TEST_F( ConfigEditTest, callsThatAPublicationAddsOrderTheRestAgain ) {
+   for( const char * name : { "A", "B", "D" } ) add( name );
+   add( "C", "D" );
+   add( "E", "C" );
+   start();
+   open();
+   for( const char * name : { "A", "B", "D" } ) edit( name );
+   close();
+   onPublished = [ this ]( const std::string & name ) {
+      EXPECT_EQ( name, "A" );
+      add( "B", "E" );
+   };
+   run();
+   EXPECT_EQ( take(), ( Counts{ { "A", 1 }, { "B", 1 }, { "C", 1 }, { "D", 1 }, { "E", 1 } } ) );
+   expectCallsAreUpToDate();
+}
+
 TEST_F( ConfigEditTest, theMachineMayBeDroppedByAPublication ) {
    for( const char * name : { "A", "B" } ) add( name );
    start();

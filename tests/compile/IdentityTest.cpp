@@ -84,9 +84,11 @@ TEST_F( IdentityTest, aSequenceIsReplacedWhileItsCopyIsCreated ) {
    expectFollowed( "M", 20 );
 }
 
-// The version must not reach a compiler that is not yet notified of what the copy holds.
+// The version must not reach a compiler that is not yet notified of what the copy holds: 10 would be published with the new 30.
 TEST_F( IdentityTest, aVersionThatIsRaisedInsideTheDeletionOfACopyWaits ) {
    start();
+   const auto kept = symbol( "M" );
+   const Reaction ofStatus( *kept->notifier(), [ & ]( const Quoin::Change & ) { EXPECT_EQ( kept->rmStatus()->seqStatus().count(), 1u ); } );
    std::unique_ptr<Reaction> first;
    const Reaction ofCopies( *filtered, [ & ]( const Quoin::Change & ) {
       if( first || !live( "M" ) ) return;

@@ -222,6 +222,19 @@ TEST_F( RouteMapConfigSmReactionTest, aSequenceMayBeReplacedInsideItsCreation ) 
    EXPECT_TRUE( lives( "M" ) );
 }
 
+TEST_F( RouteMapConfigSmReactionTest, aVersionRaisedInsideTheCreationOfACopyWaitsForTheCopy ) {
+   const auto map = add( "M" );
+   start();
+   const Reaction reaction( *filtered->routeMap( "M" ), once( [ & ] {
+      map->mapEntry( 20 )->permitIs( deny );
+      raise( "M" );
+   } ) );
+   map->mapEntryIs( 20 );
+   EXPECT_TRUE( lives( "M" ) );
+   ASSERT_TRUE( status( "M" )->seqStatus( 20 ) );
+   EXPECT_EQ( status( "M" )->seqStatus( 20 )->matchAction(), deny );
+}
+
 TEST_F( RouteMapConfigSmReactionTest, aSequenceMayBeReplacedInsideItsHelper ) {
    const auto map = add( "M" );
    start();

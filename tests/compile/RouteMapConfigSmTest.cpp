@@ -437,6 +437,19 @@ TEST_F( RouteMapConfigSmTest, theTaskYieldsBetweenTwoRouteMaps ) {
    for( const char * name : { "RM1", "RM2" } ) EXPECT_TRUE( whole( name, false ) );
 }
 
+TEST_F( RouteMapConfigSmTest, otherTasksRunBetweenTwoRunsOfTheTask ) {
+   for( const char * name : { "RM1", "RM2" } ) add( name );
+   start();
+   yieldAfterEach();
+   uint64_t runsBefore = 0;
+   Zeugma::Task other( scheduler, Zeugma::TaskPriority::routeMap, "Other", [ & ] { runsBefore = task().taskRuns(); } );
+   other.scheduleTask( 1 );
+   for( const char * name : { "RM1", "RM2" } ) del( name );
+   run();
+   EXPECT_EQ( runsBefore, 1u ) << "the first run has priority, the second has not";
+   EXPECT_EQ( task().taskRuns(), 2u );
+}
+
 TEST_F( RouteMapConfigSmTest, creationsRunAfterAllDeletions ) {
    for( const char * name : { "RM1", "RM2", "RM3" } ) add( name );
    start();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <utility>
@@ -42,9 +43,11 @@ class BareSeqSm final : public RmSeqConfigSymbolSmBase {
    void handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) override {
       applied.emplace_back( change.option(), symbols );
       if( rebuilt ) change.matcherIs( rebuilt );
+      if( const auto now = std::exchange( onApplied, {} ) ) now();
    }
    std::vector<std::pair<MatchOption, const MatcherChangeSymbol *>> applied;
-   Ptr<const Matcher> rebuilt;   // what a matcher change is given when it is applied
+   Ptr<const Matcher> rebuilt;        // what a matcher change is given when it is applied
+   std::function<void()> onApplied;   // once, when a matcher change is applied
 };
 
 /// Makes such sequences, and writes down what it is asked for.

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -124,6 +125,37 @@ TEST_F( RouteMapConfigSymbolSmGateTest, checksInOrderAndStopsAtTheFirstThatHolds
    }
    EXPECT_TRUE( rm.sm->hasRmPolicySymbolProcessingCompleted() );
    EXPECT_THAT( log.take(), IsEmpty() );
+}
+
+/// Creates sequences whose mailbox is not that of the route map; null for none.
+struct OtherReactorHelper final : RmConfigSymbolSmHelperBase {
+   explicit OtherReactorHelper( Ptr<RmConfigSymbolReactor> r ) : reactor( std::move( r ) ) {}
+   Ptr<RmSeqConfigSymbolSmBase> createSeqConfigSm( const String & rmName, const Ptr<const MapEntry> & seqConfig,
+                                                   const Ptr<RouteMapSymbol> & rmSymbol, const Ptr<RmConfigSymbolReactor> &,
+                                                   const Ptr<const RouteMapOpModeNotifier> & ) override {
+      return Zeugma::makeSm<BareSeqSm>( rmName, seqConfig, rmSymbol, reactor );
+   }
+   Ptr<RmConfigSymbolReactor> reactor;
+};
+
+TEST_F( RouteMapConfigSymbolSmGateTest, aSequenceWithAnotherMailboxIsAskedItself ) {
+   for( const auto & other : { Ptr<RmConfigSymbolReactor>(), rmConfigSymbolReactorFactory( "OTHER" ) } ) {
+      SCOPED_TRACE( other ? "another mailbox" : "no mailbox" );
+      Compiled one( agent, "ONE", makeNode<OtherReactorHelper>( other ) );
+      withSequences( one, { 10 } );
+      EXPECT_EQ( one.start(), 1 );
+      EXPECT_EQ( one.raise(), 0 ) << "nothing is recorded";
+      const auto sub = agent.root->routeMapTable()->symbol( "SUB" );
+      sub->statusCurrentIs( false );
+      one.map->mapEntry( 10 )->permitIs( deny );
+      one.bare( 10 ).sequenceChange()->permitChangeIs( true );
+      one.bare( 10 ).subRmSymSeq()->symbolIs( sub );
+      EXPECT_EQ( one.raise(), 0 ) << "the callee is not current";
+      EXPECT_FALSE( one.bare( 10 ).isModified() ) << "the change is applied";
+      sub->statusCurrentIs( true );
+      EXPECT_EQ( one.run(), 1 );
+      EXPECT_EQ( one.seq( 10 )->matchAction(), deny );
+   }
 }
 
 TEST_F( RouteMapConfigSymbolSmGateTest, anIncompleteListHoldsAChangeAndBothArePublishedOnce ) {

@@ -612,6 +612,24 @@ TEST_F( RouteMapConfigSymbolSmRecordsTest, theSymbolsOfAClauseAreReplacedByANewL
 
 // --- records of other route maps
 
+// The continue, and the undefined references of the callee, are applied after the clause whose subscriber deletes the sequence.
+TEST_F( RouteMapConfigSymbolSmRecordsTest, aSequenceDeletedWhileItsRecordsAreAppliedLeavesNothing ) {
+   begin();
+   const auto status = Fixtures::routeMap( "SUB" );
+   status->undefinedReferencesIs( { UndefinedPolicyReferenceBitfield::commListUndefined } );
+   const auto sub = agent.root->routeMapTable()->symbol( "SUB" );
+   sub->updateAndNotify( status );
+   rm.map->mapEntryIs( 20 );
+   sm( 20 ).sequenceChange()->matcherChangeIs( tagOption )->matcherIs( matcher() );
+   sm( 20 ).sequenceChange()->continueChangeIs( makeNode<ContinueChange>( true ) );
+   sm( 20 ).sequenceChangeSym()->subRouteMapChangeSymbolIs( subRouteMapChangeSymbolFactory( sub ) );
+   sm( 20 ).onApplied = [ & ] { rm.map->mapEntryDel( 20 ); };
+   EXPECT_EQ( rm.raise(), 1 );
+   EXPECT_THAT( rm.seqnos(), ElementsAre( 10 ) );
+   EXPECT_EQ( rm.undefined(), 0 );
+   EXPECT_TRUE( rm.sm->continueSeqMap()->continueSeq().empty() );
+}
+
 TEST_F( RouteMapConfigSymbolSmRecordsTest, aCalledMapIsStoredWithItsVersionAndItsUndefinedBits ) {
    begin();
    const auto sub = agent.root->routeMapTable()->symbol( "SUB" );

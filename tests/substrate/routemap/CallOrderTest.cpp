@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include "substrate/routemap/Config.h"
+#include "tests/substrate/zeugma/AllocationCount.h"
 
 namespace {
 
@@ -62,6 +63,25 @@ TEST( CallOrder, aCycleEndsTheOrder ) {
       order->callIs( "X", "Y" );
       EXPECT_FALSE( order->exists() );
    }
+}
+
+TEST( CallOrder, anAdditionThatFindsNoMemoryEndsTheOrder ) {
+   const Quoin::String caller( "B" ), callee( "C" );
+   size_t n = 0;
+   for( bool failed = true; failed; ++n ) {
+      const auto order = makeNode<CallOrder>();
+      order->callIs( "A", caller );
+      {
+         const AllocationFailure failure( n );
+         order->callIs( caller, callee );   // moves route maps
+         failed = failure.happened();
+      }
+      ASSERT_EQ( order->exists(), !failed ) << "allocation " << n;
+      order->callDel( caller, callee );
+      order->callIs( callee, "A" );   // no half of the former call closes a cycle
+      ASSERT_EQ( order->exists(), !failed ) << "allocation " << n;
+   }
+   EXPECT_GT( n, 5u );
 }
 
 /// Random calls that close no cycle, against the closure of all calls.
