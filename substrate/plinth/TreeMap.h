@@ -1,110 +1,372 @@
 /// @file substrate/plinth/TreeMap.h
-/// The ordered collection for members that are written in any order: a balanced tree. Configuration and state machines use it;
-/// plinth/RbTreeMap.h is the array for data that is written in order.
+/// The ordered collection for members that are written in any order. Configuration and state machines use it; plinth/RbTreeMap.h is the
+/// array for data that is written in order.
+///
+/// Members are stored in sorted blocks of up to 64, and the blocks in one sorted row: [ 10:a 20:b ... ] [ 650:c 660:d ... ]. A look-up is a
+/// binary search in the row, then in one block. An insertion or removal moves members of one block; now and then it splits a full block,
+/// joins two blocks or deletes an empty one, which moves the row. Insertions in ascending or descending order leave full blocks behind.
+/// The first block grows as its members come: a collection of a few members costs one small piece of memory, an empty one costs none.
+/// A copy shares the blocks of its original. The first write to a shared block copies that block.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <iterator>
+#include <new>
+#include <type_traits>
 #include <utility>
 
+#include "substrate/plinth/InlineRow.h"
 #include "substrate/plinth/Version.h"
+#include "substrate/quoin/Ptr.h"
+#include "substrate/quoin/ThreadControl.h"
 
 namespace Plinth {
 
-/// Members in ascending order of key, by the key's `<`. The interface is that of RbTreeMap. An insertion at any place costs O(log n), and
-/// a walk follows pointers. Threading: any number of readers, or one writer.
+/// Members in ascending order of key, by the key's `<`. The interface is that of RbTreeMap. A change invalidates pointers to members.
+/// Errors: std::bad_alloc; the collection is then unchanged. takeAll() and clear() need no memory. erase() needs memory only if the block of
+/// the member is shared with a copy.
+/// Threading: any number of readers, or one writer. This holds for each copy by itself; the use counts of shared blocks follow ThreadControl.
+/// Invariant: no block is empty; each block has room for 64 members, unless it is the only one.
 template <class K, class V>
 class TreeMap {
-   using Tree = std::map<K, V>;
+   class Block;
+   using Handle = Quoin::Ptr<Block>;
 
  public:
    using Key = K;
    using Value = V;
-   using Member = typename Tree::value_type;
+   using Member = std::pair<K, V>;
 
-   size_t count() const noexcept { return tree_.size(); }
-   bool empty() const noexcept { return tree_.empty(); }
+   TreeMap() = default;
+   TreeMap( const TreeMap & ) = default;
+   TreeMap( TreeMap && from ) noexcept
+         : row_( std::move( from.row_ ) ), count_( std::exchange( from.count_, 0 ) ), version_( std::move( from.version_ ) ) {}
+   TreeMap & operator=( const TreeMap & from ) { return *this = TreeMap( from ); }
+   TreeMap & operator=( TreeMap && from ) noexcept {
+      TreeMap other( std::move( from ) );   // receives the old members, which are destroyed when the new state is complete
+      row_.swap( other.row_ );
+      std::swap( count_, other.count_ );
+      ++version_;
+      return *this;
+   }
+   /// Destroys the members from the last to the first.
+   ~TreeMap() {
+      while( !row_.empty() ) row_.erase( row_.size() - 1 );
+   }
+
+   size_t count() const noexcept { return count_; }
+   bool empty() const noexcept { return count_ == 0; }
    /// Increases with every real change, and never otherwise.
    uint32_t version() const noexcept { return version_; }
 
-   /// The value under `key`, or null. Valid until this member is removed.
+   /// The value under `key`, or null. Valid until the next change.
    const V * find( const K & key ) const {
-      auto i = tree_.find( key );
-      return i == tree_.end() ? nullptr : &i->second;
+      const Member * found = memberAt( placeOf( key ), key );
+      return found ? &found->second : nullptr;
    }
 
    /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
    bool put( const K & key, V value ) {
-      auto [ i, inserted ] = tree_.try_emplace( key, value );
-      if( !inserted ) {
-         if( i->second == value ) return false;
-         std::swap( i->second, value );   // the old value is destroyed when the new state is complete
+      const Place at = placeOf( key );
+      if( const Member * found = memberAt( at, key ) ) {
+         if( found->second == value ) return false;
+         const Handle former = own( at.block, 0 );
+         std::swap( row_[ at.block ]->at( at.index ).second, value );   // the old value is destroyed when the new state is complete
+         ++version_;
+      } else {
+         insert( at, Member( key, std::move( value ) ) );   // built before any member moves: `key` may alias a member's key
       }
-      ++version_;
       return true;
    }
 
    /// Removes the member under `key`. Returns false if the key has no member.
    bool erase( const K & key ) {
-      auto gone = tree_.extract( key );   // as above
-      if( gone.empty() ) return false;
-      ++version_;
+      const Place at = placeOf( key );
+      if( !memberAt( at, key ) ) return false;
+      Handle former;
+      if( row_[ at.block ]->size() == 1 ) {
+         former = std::move( row_[ at.block ] );
+         row_.erase( at.block );
+         removed();
+      } else {
+         former = own( at.block, 0 );
+         [[maybe_unused]] const Member gone = row_[ at.block ]->take( at.index );   // as above
+         join( at.block );
+         removed();
+      }
       return true;
    }
 
    /// Empties the collection and returns its members.
-   Tree takeAll() {
-      Tree gone;
-      if( tree_.empty() ) return gone;
-      gone.swap( tree_ );
-      ++version_;
-      return gone;
-   }
-   void clear() { takeAll(); }
+   TreeMap takeAll() noexcept { return empty() ? TreeMap() : TreeMap( std::move( *this ) ); }
+   void clear() noexcept { takeAll(); }
 
-   /// A position in the collection. A change does not invalidate it: next() then continues at the next higher key. value() is valid only
-   /// while its member exists.
+   /// For range-for. Any change of the collection invalidates it.
+   class MemberIterator {
+    public:
+      using iterator_category = std::bidirectional_iterator_tag;
+      using value_type = Member;
+      using difference_type = std::ptrdiff_t;
+      using pointer = const Member *;
+      using reference = const Member &;
+
+      MemberIterator() = default;
+      const Member & operator*() const noexcept { return *at_; }
+      const Member * operator->() const noexcept { return at_; }
+      MemberIterator & operator++() noexcept {
+         if( ++at_ == end_ ) stand( block_ + 1, 0 );
+         return *this;
+      }
+      MemberIterator & operator--() noexcept {
+         if( !at_ || at_ == map_->blockAt( block_ ).begin() )
+            stand( block_ - 1, map_->blockAt( block_ - 1 ).size() - 1 );
+         else
+            --at_;
+         return *this;
+      }
+      MemberIterator operator++( int ) noexcept {
+         MemberIterator before( *this );
+         ++*this;
+         return before;
+      }
+      MemberIterator operator--( int ) noexcept {
+         MemberIterator before( *this );
+         --*this;
+         return before;
+      }
+      friend bool operator==( const MemberIterator & a, const MemberIterator & b ) noexcept { return a.at_ == b.at_; }
+
+    private:
+      friend class TreeMap;
+      MemberIterator( const TreeMap * map, size_t block, size_t index ) noexcept : map_( map ) { stand( block, index ); }
+      void stand( size_t block, size_t index ) noexcept {
+         block_ = block;
+         at_ = end_ = nullptr;
+         if( block == map_->row_.size() ) return;
+         at_ = map_->blockAt( block ).begin() + index;
+         end_ = map_->blockAt( block ).end();
+         if( at_ == end_ ) stand( block + 1, 0 );
+      }
+      const TreeMap * map_ = nullptr;
+      size_t block_ = 0;
+      const Member * at_ = nullptr;   // null after the last member
+      const Member * end_ = nullptr;
+   };
+
+   MemberIterator begin() const noexcept { return MemberIterator( this, 0, 0 ); }
+   MemberIterator end() const noexcept { return MemberIterator( this, row_.size(), 0 ); }
+   auto rbegin() const noexcept { return std::reverse_iterator( end() ); }
+   auto rend() const noexcept { return std::reverse_iterator( begin() ); }
+
+   /// A position in the collection. A change does not invalidate it: next() then continues at the next higher key. value() is the present
+   /// value of its member, which must exist; the reference is valid until the next change.
    class Iterator {
     public:
-      explicit operator bool() const noexcept { return member_ != nullptr; }
+      explicit operator bool() const noexcept { return at_.at_ != nullptr; }
       const K & key() const noexcept { return key_; }
-      const V & value() const noexcept { return member_->second; }
+      const V & value() const noexcept { return isCurrent() ? at_->second : *at_.map_->find( key_ ); }
       void next() {
-         if( version_ == map_->version_ ) [[likely]]
+         if( isCurrent() ) [[likely]]
             stand( ++at_ );
          else
-            stand( map_->tree_.upper_bound( key_ ) );
+            stand( at_.map_->above( key_ ) );
       }
 
     private:
       friend class TreeMap;
-      Iterator( const TreeMap * map, typename Tree::const_iterator at ) : map_( map ) { stand( at ); }
-      void stand( typename Tree::const_iterator at ) {
+      explicit Iterator( const MemberIterator & at ) { stand( at ); }
+      bool isCurrent() const noexcept { return version_ == at_.map_->version_; }
+      void stand( const MemberIterator & at ) {
          at_ = at;
-         version_ = map_->version_;
-         member_ = at == map_->tree_.end() ? nullptr : &*at;
-         if( member_ ) key_ = member_->first;
+         version_ = at.map_->version_;
+         if( *this ) key_ = at->first;
       }
-      const TreeMap * map_;
-      typename Tree::const_iterator at_;
-      const Member * member_ = nullptr;   // null after the last member
+      MemberIterator at_;
       uint32_t version_ = 0;
       K key_{};   // a copy: the member may be gone when next() needs it
    };
 
-   Iterator first() const { return Iterator( this, tree_.begin() ); }
+   Iterator first() const { return Iterator( begin() ); }
    /// The first member whose key is not less than `key`.
-   Iterator lowerBound( const K & key ) const { return Iterator( this, tree_.lower_bound( key ) ); }
-
-   /// For range-for. An iterator is valid while its member exists.
-   auto begin() const noexcept { return tree_.begin(); }
-   auto end() const noexcept { return tree_.end(); }
-   auto rbegin() const noexcept { return tree_.rbegin(); }
-   auto rend() const noexcept { return tree_.rend(); }
+   Iterator lowerBound( const K & key ) const { return Iterator( iteratorAt( placeOf( key ) ) ); }
 
  private:
-   Tree tree_;
+   static constexpr size_t kFull = 64;
+
+   // Up to kFull members, in one piece of memory. It is no Quoin::Node: a Quoin::ReleaseScope must not delay the end of its members.
+   class alignas( Member ) alignas( uint32_t ) Block {
+    public:
+      static Handle make( size_t capacity ) {
+         static_assert( std::is_nothrow_move_constructible_v<Member> && alignof( Member ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
+         return Handle::adopt( new( ::operator new( sizeof( Block ) + capacity * sizeof( Member ) ) ) Block( capacity ) );
+      }
+      Block( const Block & ) = delete;
+      Block & operator=( const Block & ) = delete;
+
+      void incUse() noexcept {
+         if( Quoin::ThreadControl::threaded() )
+            __atomic_fetch_add( &uses_, 1, __ATOMIC_RELAXED );
+         else
+            ++uses_;
+      }
+      void decUseImpl() noexcept {
+         if( ( Quoin::ThreadControl::threaded() ? __atomic_sub_fetch( &uses_, 1, __ATOMIC_ACQ_REL ) : --uses_ ) != 0 ) return;
+         while( size_ != 0 ) begin()[ --size_ ].~Member();
+         ::operator delete( this );
+      }
+      // Acquires what other threads did with their uses: the only user may write.
+      bool isShared() const noexcept { return __atomic_load_n( &uses_, __ATOMIC_ACQUIRE ) != 1; }
+
+      size_t size() const noexcept { return size_; }
+      size_t capacity() const noexcept { return capacity_; }
+      Member * begin() noexcept { return reinterpret_cast<Member *>( this + 1 ); }
+      Member * end() noexcept { return begin() + size_; }
+      Member & at( size_t index ) noexcept { return begin()[ index ]; }
+
+      // For these functions the caller has made the block its own, with room.
+      void insert( size_t index, Member && member ) noexcept {
+         for( size_t i = size_; i != index; --i ) relocate( begin() + i, begin() + i - 1 );
+         new( begin() + index ) Member( std::move( member ) );
+         ++size_;
+      }
+      Member take( size_t index ) noexcept {
+         Member taken( std::move( at( index ) ) );
+         at( index ).~Member();
+         --size_;
+         for( size_t i = index; i != size_; ++i ) relocate( begin() + i, begin() + i + 1 );
+         return taken;
+      }
+      // Moves the members from `index` on behind the members of `to`.
+      void moveTail( size_t index, Block & to ) noexcept {
+         for( size_t i = index; i != size_; ++i ) relocate( to.begin() + to.size_++, begin() + i );
+         size_ = static_cast<uint16_t>( index );
+      }
+
+    private:
+      explicit Block( size_t capacity ) noexcept : capacity_( static_cast<uint16_t>( capacity ) ) {}
+      static void relocate( Member * to, Member * from ) noexcept {
+         new( to ) Member( std::move( *from ) );
+         from->~Member();
+      }
+
+      uint32_t uses_ = 1;   // accessed as the count of Quoin::Node
+      uint16_t size_ = 0;
+      uint16_t capacity_;
+   };
+
+   struct Place {
+      size_t block, index;   // `index` may be the size of the block
+   };
+
+   Block & blockAt( size_t block ) const noexcept { return *row_.begin()[ block ]; }
+   MemberIterator iteratorAt( Place at ) const noexcept { return MemberIterator( this, at.block, at.index ); }
+
+   // The first number below `count` for which `isBefore` is false; `isBefore` is true for all lower numbers.
+   template <class IsBefore>
+   static size_t partitionPoint( size_t count, IsBefore isBefore ) {
+      size_t at = 0;
+      while( count != 0 ) {
+         const size_t half = count / 2;
+         if( isBefore( at + half ) ) {
+            at += half + 1;
+            count -= half + 1;
+         } else {
+            count = half;
+         }
+      }
+      return at;
+   }
+   // The last block that begins at or below `key`, or else the first block.
+   size_t blockOf( const K & key ) const {
+      return partitionPoint( row_.size() - 1, [ & ]( size_t i ) { return !( key < blockAt( i + 1 ).begin()->first ); } );
+   }
+   // The place where `key` is or belongs. The end is tried first: most members are appended, and looked up soon afterwards.
+   Place placeOf( const K & key ) const {
+      if( row_.empty() ) return { 0, 0 };
+      Block & last = *row_.back();
+      if( const K & highest = last.at( last.size() - 1 ).first; !( key < highest ) )
+         return { row_.size() - 1, last.size() - ( highest < key ? 0 : 1 ) };
+      const size_t block = blockOf( key );
+      Block & in = blockAt( block );
+      return { block, partitionPoint( in.size(), [ & ]( size_t i ) { return in.at( i ).first < key; } ) };
+   }
+   // The first member whose key is greater than `key`.
+   MemberIterator above( const K & key ) const {
+      if( row_.empty() ) return end();
+      const size_t block = blockOf( key );
+      Block & in = blockAt( block );
+      return { this, block, partitionPoint( in.size(), [ & ]( size_t i ) { return !( key < in.at( i ).first ); } ) };
+   }
+   // The member at the place of `key`; null if the key has none.
+   const Member * memberAt( Place at, const K & key ) const {
+      if( at.block == row_.size() || at.index == blockAt( at.block ).size() ) return nullptr;
+      const Member & member = blockAt( at.block ).at( at.index );
+      return key < member.first ? nullptr : &member;
+   }
+
+   // Makes a block this collection's own, with room for `count` members, and returns the former block if that took another one. It is the
+   // last step of a change that can fail: the version does not show it.
+   [[nodiscard]] Handle own( size_t block, size_t count ) {
+      Handle & now = row_[ block ];
+      const bool isShared = now->isShared();
+      if( !isShared && count <= now->capacity() ) return nullptr;
+      auto made = Block::make( count <= now->capacity() ? now->capacity() : std::min( 2 * now->capacity(), kFull ) );
+      if( isShared )
+         for( const Member & member : *now ) made->insert( made->size(), Member( member ) );
+      else
+         now->moveTail( 0, *made );
+      return std::exchange( now, std::move( made ) );
+   }
+
+   void insert( Place at, Member member ) {
+      Handle former;
+      const bool isFull = !row_.empty() && row_[ at.block ]->size() == kFull;
+      const bool isBehind = isFull && at.index == kFull;
+      if( isBehind && at.block + 1 != row_.size() && row_[ at.block + 1 ]->size() != kFull ) {
+         at = { at.block + 1, 0 };
+      } else if( isFull || row_.empty() ) {
+         auto made = Block::make( isFull ? kFull : 1 );
+         row_.reserve( row_.size() + 1 );
+         size_t place = at.block;   // in front of all
+         if( isBehind ) {
+            place = at.block + 1;
+            at = { place, 0 };
+         } else if( at.index != 0 ) {
+            former = own( at.block, kFull );
+            row_[ at.block ]->moveTail( kFull / 2, *made );
+            place = at.block + 1;
+            if( at.index > kFull / 2 ) at = { place, at.index - kFull / 2 };
+         }
+         row_.insert( place, std::move( made ) );
+      }
+      const Handle smaller = own( at.block, row_[ at.block ]->size() + 1 );
+      row_[ at.block ]->insert( at.index, std::move( member ) );
+      ++count_;
+      ++version_;
+   }
+
+   // Joins a block with its neighbour if both fill at most half a block together, and if this takes no copy.
+   void join( size_t block ) noexcept {
+      const auto joins = [ this ]( size_t left ) {
+         if( left + 1 >= row_.size() || row_[ left ]->size() + row_[ left + 1 ]->size() > kFull / 2 ) return false;
+         return !row_[ left ]->isShared() && !row_[ left + 1 ]->isShared();
+      };
+      if( block != 0 && joins( block - 1 ) )
+         --block;
+      else if( !joins( block ) )
+         return;
+      row_[ block + 1 ]->moveTail( 0, *row_[ block ] );
+      row_.erase( block + 1 );
+   }
+   void removed() noexcept {
+      --count_;
+      ++version_;
+   }
+
+   InlineRow<Handle, 1> row_;
+   uint32_t count_ = 0;
    Version version_;
 };
 

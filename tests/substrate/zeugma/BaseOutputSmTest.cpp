@@ -115,7 +115,7 @@ class GroupSm final : public BaseOutputSm {
  private:
    void scan() {
       handleLimit();
-      for( const auto & [ id, item ] : group_.item() ) handleItem( id );
+      for( auto i = group_.item().first(); i; i.next() ) handleItem( i.key() );
    }
    void handleChangeMissed() override {
       scan();
