@@ -585,10 +585,9 @@ void RouteMapConfigSymbolSm::updateUndefinedReferenceSeq( const ModifiedRouteMap
 // The features are those of the last generation and of the changed sequences, unless a changed sequence has lost a feature.
 Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::newRmStatus() {
    const auto & list = modifiedRmSeqStatusList_->seqStatus();
-   const auto isNew = [ this ]( const auto & entry ) { return !published( entry.first.seqno ); };
-   auto newStatus = RouteMapStatus::successorOf( rmSymbol_->rmStatus(), name(), size_t( std::ranges::count_if( list, isNew ) ) );
+   auto newStatus = RouteMapStatus::successorOf( rmSymbol_->rmStatus(), name() );
    RouteMapFeatures before, now;
-   for( auto i = list.rbegin(); i != list.rend(); ++i ) {   // ascending: a new sequence is appended
+   for( auto i = list.rbegin(); i != list.rend(); ++i ) {   // ascending: new sequences leave full blocks
       if( const auto old = published( i->first.seqno ) ) before.updateFrom( old->getFeatures() );
       if( !i->second.seqStatus() ) continue;
       now.updateFrom( i->second.seqStatus()->getFeatures() );

@@ -227,8 +227,9 @@ template <class Log>
 bool walkSequences( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched, Log log ) {
    bool continued = false;
    for( auto cursor = rmStatus.seqStatus().first(); cursor; ) {
-      const RouteMapSeqStatus & seq = *cursor.value();
-      log.visit( cursor.value() );
+      const auto & handle = ( *cursor ).second;
+      const RouteMapSeqStatus & seq = *handle;
+      log.visit( handle );
       const RouteMapStatus * sub;
       if( !matchersPass( context, input, seq, log ) ||
           ( ( sub = seq.subRouteMapRawPtr() ) && !sub->seqStatus().empty() &&

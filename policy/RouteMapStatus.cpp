@@ -18,13 +18,11 @@ Quoin::Ptr<RouteMapStatus> RouteMapStatus::newFrom( const Quoin::Ptr<const Route
    return copy;
 }
 
-Quoin::Ptr<RouteMapStatus> RouteMapStatus::successorOf( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name,
-                                                        size_t added ) {
+Quoin::Ptr<RouteMapStatus> RouteMapStatus::successorOf( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name ) {
    auto copy = Quoin::makeNode<RouteMapStatus>( name );
    copy->updateFeaturesOnSeqStatusChangeIs( false );
-   if( src ) copy->seqStatus_ = src->seqStatus_;
-   copy->seqStatus_.reserve( copy->seqStatus_.count() + added );
    if( !src ) return copy;
+   copy->seqStatus_ = src->seqStatus_;
    copy->featuresIs( src->features() );
    copy->undefinedIs( src->undefined() );
    copy->undefinedReferencesIs( src->undefinedReferences() );

@@ -9,6 +9,7 @@
 
 #include "policy/RouteMapSeqStatus.h"
 #include "policy/UndefinedPolicyReference.h"
+#include "substrate/plinth/TreeMap.h"
 
 namespace Routing::Policy {
 
@@ -16,7 +17,7 @@ namespace Routing::Policy {
 class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
  public:
    enum class Field : Quoin::FieldId { seqStatus, features, updateFeaturesOnSeqStatusChange, undefined, undefinedReferences };
-   using Sequences = Plinth::RbTreeMap<uint32_t, Quoin::Ptr<const RouteMapSeqStatus>>;
+   using Sequences = Plinth::TreeMap<uint32_t, Quoin::Ptr<const RouteMapSeqStatus>>;
 
    explicit RouteMapStatus( const Quoin::String & name ) : name_( name ) { undefinedReferences_.value.setAllUndefined(); }
    ~RouteMapStatus() override;
@@ -25,8 +26,8 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    /// the end.
    static Quoin::Ptr<RouteMapStatus> newFrom( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name );
    /// As newFrom(), but the features are those of `src`, and updateFeaturesOnSeqStatusChange is off: the caller changes sequences, and then
-   /// writes both. `added`: how many sequences will be added at most. Cost: one pass over the handles of the sequences.
-   static Quoin::Ptr<RouteMapStatus> successorOf( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name, size_t added );
+   /// writes both. It shares the blocks of the sequences with `src` until they change.
+   static Quoin::Ptr<RouteMapStatus> successorOf( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name );
    /// Copies all attributes but the name.
    void clone( const Zeugma::BaseNotifyingType & source ) override;
 
@@ -40,10 +41,8 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    const Sequences & seqStatus() const noexcept { return seqStatus_; }
    /// Null if no sequence has this number.
    Quoin::Ptr<const RouteMapSeqStatus> seqStatus( uint32_t seqno ) const { return Plinth::memberOf( seqStatus_, seqno ); }
-   /// Stores a sequence under its own number, in place of an existing one. The sequences are one sorted array: a caller that builds a long
-   /// route map stores ascending numbers, which are appended in O(1); any other insertion, and any deletion, moves the sequences after it.
-   /// While updateFeaturesOnSeqStatusChange is set, each change computes the features over all sequences. A caller that stores many
-   /// sequences turns it off, and calls updateFeatures() at the end.
+   /// Stores a sequence under its own number, in place of an existing one. While updateFeaturesOnSeqStatusChange is set, each change computes
+   /// the features over all sequences. A caller that stores many sequences turns it off, and calls updateFeatures() at the end.
    /// Errors: MutatorArgNullPointerException on null.
    void seqStatusIs( const Quoin::Ptr<const RouteMapSeqStatus> & seq );
    void seqStatusDel( uint32_t seqno );

@@ -20,7 +20,6 @@
 #include "substrate/plinth/InlineRow.h"
 #include "substrate/plinth/Version.h"
 #include "substrate/quoin/Ptr.h"
-#include "substrate/quoin/ThreadControl.h"
 
 namespace Plinth {
 
@@ -116,7 +115,8 @@ class TreeMap {
       const Member & operator*() const noexcept { return *at_; }
       const Member * operator->() const noexcept { return at_; }
       MemberIterator & operator++() noexcept {
-         if( ++at_ == end_ ) stand( block_ + 1, 0 );
+         if( ++at_ == end_ ) [[unlikely]]
+            stand( block_ + 1, 0 );
          return *this;
       }
       MemberIterator & operator--() noexcept {
@@ -142,12 +142,14 @@ class TreeMap {
       friend class TreeMap;
       MemberIterator( const TreeMap * map, size_t block, size_t index ) noexcept : map_( map ) { stand( block, index ); }
       void stand( size_t block, size_t index ) noexcept {
+         const size_t blocks = map_->row_.size();
+         if( block != blocks && index == map_->blockAt( block ).size() ) {
+            ++block;
+            index = 0;
+         }
          block_ = block;
-         at_ = end_ = nullptr;
-         if( block == map_->row_.size() ) return;
-         at_ = map_->blockAt( block ).begin() + index;
-         end_ = map_->blockAt( block ).end();
-         if( at_ == end_ ) stand( block + 1, 0 );
+         at_ = block != blocks ? map_->blockAt( block ).begin() + index : nullptr;
+         end_ = block != blocks ? map_->blockAt( block ).end() : nullptr;
       }
       const TreeMap * map_ = nullptr;
       size_t block_ = 0;
@@ -155,7 +157,14 @@ class TreeMap {
       const Member * end_ = nullptr;
    };
 
-   MemberIterator begin() const noexcept { return MemberIterator( this, 0, 0 ); }
+   MemberIterator begin() const noexcept {
+      MemberIterator first;
+      first.map_ = this;
+      if( row_.empty() ) return first;
+      first.at_ = blockAt( 0 ).begin();
+      first.end_ = blockAt( 0 ).end();
+      return first;
+   }
    MemberIterator end() const noexcept { return MemberIterator( this, row_.size(), 0 ); }
    auto rbegin() const noexcept { return std::reverse_iterator( end() ); }
    auto rend() const noexcept { return std::reverse_iterator( begin() ); }
@@ -166,29 +175,36 @@ class TreeMap {
     public:
       explicit operator bool() const noexcept { return at_.at_ != nullptr; }
       const K & key() const noexcept { return key_; }
-      const V & value() const noexcept { return isCurrent() ? at_->second : *at_.map_->find( key_ ); }
-      void next() {
+      const V & value() const noexcept {
          if( isCurrent() ) [[likely]]
-            stand( ++at_ );
+            return at_->second;
+         return *at_.map_->find( key_ );
+      }
+      /// The member without this look-up. Valid from next() until the next change.
+      const Member & operator*() const noexcept { return *at_; }
+      void next() {
+         if( isCurrent() && at_.at_ + 1 != at_.end_ ) [[likely]]
+            key_ = ( ++at_.at_ )->first;
          else
-            stand( at_.map_->above( key_ ) );
+            *this = after( *this );
       }
 
     private:
       friend class TreeMap;
-      explicit Iterator( const MemberIterator & at ) { stand( at ); }
+      explicit Iterator( const MemberIterator & at ) : at_( at ), version_( at.map_->version_ ) {
+         if( *this ) key_ = at_->first;
+      }
       bool isCurrent() const noexcept { return version_ == at_.map_->version_; }
-      void stand( const MemberIterator & at ) {
-         at_ = at;
-         version_ = at.map_->version_;
-         if( *this ) key_ = at->first;
+      // Takes and returns values: the iterator of a walk stays in registers.
+      [[gnu::noinline]] static Iterator after( Iterator from ) {
+         return Iterator( from.isCurrent() ? ++from.at_ : from.at_.map_->above( from.key_ ) );
       }
       MemberIterator at_;
-      uint32_t version_ = 0;
+      uint32_t version_;
       K key_{};   // a copy: the member may be gone when next() needs it
    };
 
-   Iterator first() const { return Iterator( begin() ); }
+   [[gnu::always_inline]] Iterator first() const { return Iterator( begin() ); }
    /// The first member whose key is not less than `key`.
    Iterator lowerBound( const K & key ) const { return Iterator( iteratorAt( placeOf( key ) ) ); }
 
@@ -205,19 +221,13 @@ class TreeMap {
       Block( const Block & ) = delete;
       Block & operator=( const Block & ) = delete;
 
-      void incUse() noexcept {
-         if( Quoin::ThreadControl::threaded() )
-            __atomic_fetch_add( &uses_, 1, __ATOMIC_RELAXED );
-         else
-            ++uses_;
-      }
+      void incUse() noexcept { uses_.inc(); }
       void decUseImpl() noexcept {
-         if( ( Quoin::ThreadControl::threaded() ? __atomic_sub_fetch( &uses_, 1, __ATOMIC_ACQ_REL ) : --uses_ ) != 0 ) return;
+         if( !uses_.dec() ) return;
          while( size_ != 0 ) begin()[ --size_ ].~Member();
          ::operator delete( this );
       }
-      // Acquires what other threads did with their uses: the only user may write.
-      bool isShared() const noexcept { return __atomic_load_n( &uses_, __ATOMIC_ACQUIRE ) != 1; }
+      bool isShared() const noexcept { return !uses_.isOne(); }
 
       size_t size() const noexcept { return size_; }
       size_t capacity() const noexcept { return capacity_; }
@@ -251,7 +261,7 @@ class TreeMap {
          from->~Member();
       }
 
-      uint32_t uses_ = 1;   // accessed as the count of Quoin::Node
+      Quoin::UseCount uses_;
       uint16_t size_ = 0;
       uint16_t capacity_;
    };
@@ -282,12 +292,13 @@ class TreeMap {
    size_t blockOf( const K & key ) const {
       return partitionPoint( row_.size() - 1, [ & ]( size_t i ) { return !( key < blockAt( i + 1 ).begin()->first ); } );
    }
-   // The place where `key` is or belongs. The end is tried first: most members are appended, and looked up soon afterwards.
+   // The place where `key` is or belongs. Both ends are tried first: most members are added there, and looked up soon afterwards.
    Place placeOf( const K & key ) const {
       if( row_.empty() ) return { 0, 0 };
       Block & last = *row_.back();
       if( const K & highest = last.at( last.size() - 1 ).first; !( key < highest ) )
          return { row_.size() - 1, last.size() - ( highest < key ? 0 : 1 ) };
+      if( !( blockAt( 0 ).at( 0 ).first < key ) ) return { 0, 0 };
       const size_t block = blockOf( key );
       Block & in = blockAt( block );
       return { block, partitionPoint( in.size(), [ & ]( size_t i ) { return in.at( i ).first < key; } ) };

@@ -28,6 +28,8 @@ class UseCount {
       while( now != 0 && !__atomic_compare_exchange_n( &uses_, &now, now + 1, true, __ATOMIC_RELAXED, __ATOMIC_RELAXED ) ) {}
       return now != 0;
    }
+   /// Whether one use is left. Its owner may then write: what other threads did with their uses has happened.
+   bool isOne() const noexcept { return __atomic_load_n( &uses_, __ATOMIC_ACQUIRE ) == 1; }
    /// The present number; only a snapshot when other threads hold uses.
    uint32_t uses() const noexcept { return __atomic_load_n( &uses_, __ATOMIC_RELAXED ); }
 
