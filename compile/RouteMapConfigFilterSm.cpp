@@ -91,13 +91,14 @@ void RouteMapConfigFilterSm::deleteSeq( uint32_t seqno ) {
 }
 
 void RouteMapConfigFilterSm::handleVersion() {
-   if( !routeMap() ) return;
-   const uint32_t from = filteredRmConfig_->version(), to = routeMap()->version();
-   if( from == to ) return;
+   if( !routeMap() || filteredRmConfig_->version() == routeMap()->version() ) return;
    if( copying_ != 0 ) {
       versionWaits_ = true;
       return;
    }
+   handleMissedSeqs( seqConfigSm() );   // a subscriber that was notified earlier of a new sequence may have changed the version
+   const uint32_t from = filteredRmConfig_->version(), to = routeMap()->version();
+   if( zombieReactors() || from == to ) return;
    if( !routeMapBlockedSequenceList_->sequence().empty() ) {
       PLINTH_TRACE( trace, level8 ) << "version update is deferred";
       return;

@@ -1,6 +1,8 @@
 /// @file compile/RouteMapConfigSmBase.h
 #pragma once
 
+#include <algorithm>
+
 #include "compile/ContinueSeqMap.h"
 #include "substrate/routemap/Map.h"
 #include "substrate/zeugma/BaseOutputSm.h"
@@ -29,9 +31,7 @@ class ROUTEPOLICY_API RouteMapConfigSmBase : public Zeugma::BaseOutputSm {
    virtual void handleInitialized();
 
    /// The configured sequence; null if it does not exist.
-   Quoin::Ptr<const Routing::RouteMap::MapEntry> seqConfig( uint32_t seqno ) const {
-      return routeMap_ ? routeMap_->mapEntry( seqno ) : nullptr;
-   }
+   Quoin::Ptr<const Routing::RouteMap::MapEntry> seqConfig( uint32_t seqno ) const;
 
  protected:
    /// Handles all sequences and the version again.
@@ -39,18 +39,31 @@ class ROUTEPOLICY_API RouteMapConfigSmBase : public Zeugma::BaseOutputSm {
    /// The same for the sequences that were created, deleted or replaced. `sms`: the machines of the sequences; they know their entry.
    template <class Sms>
    void handleMissedSeqs( const Sms & sms ) {
+      if( !routeMap_ || !isMissed( sms ) ) return;
       for( auto i = sms.first(); i; i.next() )
          if( const uint32_t seqno = i.key(); i.value()->seqConfig() != seqConfig( seqno ) ) handleRouteMapSeq( seqno );
-      if( !routeMap_ ) return;
       for( auto i = routeMap_->mapEntry().first(); i; i.next() )
          if( !sms.find( i.key() ) ) handleRouteMapSeq( i.key() );
    }
 
  private:
    void handleRouteMap( const Quoin::Change & change );
+   template <class Sms>
+   bool isMissed( const Sms & sms ) const {
+      return !std::ranges::equal( sms, routeMap_->mapEntry(), []( const auto & sm, const auto & entry ) {
+         return sm.first == entry.first && sm.second->seqConfig() == entry.second;
+      } );
+   }
+
+   // The last answer of seqConfig(): a handler asks several times for the sequence that it handles.
+   struct Found {
+      const Quoin::Ptr<Routing::RouteMap::MapEntry> * entry = nullptr;   // valid while the version is the same
+      uint32_t seqno = 0, version = 0;
+   };
 
    Quoin::Ptr<const Routing::RouteMap::Map> routeMap_;
    Quoin::Ptr<ContinueSeqMap> continueSeqMap_;
+   mutable Found found_;
    Zeugma::Reactor<RouteMapConfigSmBase> routeMapReactor_{ *this, &RouteMapConfigSmBase::handleRouteMap };
 };
 

@@ -72,6 +72,16 @@ TEST_F( IdentityTest, aSequenceIsCreatedAnewBeforeTheMachineIsNotifiedOfItsDelet
    expectFollowed( "M", 10 );
 }
 
+TEST_F( IdentityTest, aVersionThatIsRaisedBeforeTheMachineIsNotifiedOfASequenceIncludesIt ) {
+   const auto map = add( "M" );
+   const auto isCreated = [ & ]( const auto & ) { return map->mapEntry().count() == 2; };
+   const Reaction first( *map, once( isCreated, [ this ] { raise( "M" ); } ) );
+   start();
+   map->mapEntryIs( 20 );
+   run();
+   EXPECT_TRUE( status( "M" )->seqStatus( 20 ) );
+}
+
 TEST_F( IdentityTest, aSequenceIsReplacedWhileItsCopyIsCreated ) {
    const auto map = add( "M" );
    const auto isDeleted = [ & ]( const auto & ) { return map->mapEntry().count() == 1; };
