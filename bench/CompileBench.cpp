@@ -7,10 +7,6 @@
 #include <numeric>
 #include <random>
 
-#if defined( __GLIBC__ )
-#include <malloc.h>
-#endif
-
 #include "bench/Configurations.h"
 
 namespace {
@@ -122,27 +118,6 @@ void measureDeletion() {
    compare( 10'000, 1'000 );
    compare( 100'000, 10'000 );
 }
-
-#if defined( __GLIBC__ )
-// The allocator of glibc leaves small free blocks unmerged, and merges all of them inside one later free(). These rows make it merge each
-// block at once: they show the work of the task alone.
-void measureLongestDeletion() {
-   if( !wanted( "route maps deleted" ) ) return;
-   mallopt( M_MXFAST, 0 );
-   for( const size_t maps : { 10'000u, 100'000u } ) {
-      double longest = 0;
-      for( int pass = 0; pass < 3; ++pass ) {
-         const Agent agent( configOf( maps, 1 ) );
-         agent.config->routeMapDelAll();
-         longest = std::max( longest, longestDeletion( agent ) );
-      }
-      printLongestRun( "the same, free blocks merged at once", maps, longest );
-   }
-   mallopt( M_MXFAST, 16 * sizeof( size_t ) );   // the default
-}
-#else
-void measureLongestDeletion() {}
-#endif
 
 // Measured first and in a group of its own: passes over 100,000 sequences leave a heap whose fragmentation would decide these rows.
 void measureOneMap() {
@@ -412,7 +387,6 @@ void measureAll() {
    for( const size_t sequences : { 10'000u, 100'000u } ) measureListUnderLongMap( sequences );
    measureSharedList();
    measureDeletion();
-   measureLongestDeletion();
    measureCalls();
 }
 

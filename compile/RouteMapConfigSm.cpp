@@ -1,5 +1,7 @@
 #include "compile/RouteMapConfigSm.h"
 
+#include <new>
+
 #include "substrate/plinth/Trace.h"
 #include "substrate/quoin/Assert.h"
 #include "substrate/quoin/DisplayPointer.h"
@@ -15,6 +17,12 @@ namespace {
 
 const Plinth::TraceHandle trace( "RouteMapConfigSm" );
 const Trailmark::MsgDesc createTimer( "RouteMapConfigSm::routeMapConfigSymbolSmIs" );
+
+// Lets the C library join the small blocks that were freed lately: it does so when a block of this size is asked for. It would otherwise
+// join those of all runs of the delete task together, at the next large block that anybody asks for.
+void joinFreedBlocks() {
+   ::operator delete( ::operator new( 4096 ) );
+}
 
 }   // namespace
 
@@ -169,6 +177,7 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
    bool yields = false;
    while( !pendingDelete_.empty() && !yields && goesOn() ) {
       deleteRouteMap( pendingDelete_.begin()->first );
+      if( done % 64 == 0 ) joinFreedBlocks();
       yields = yieldsBehind( done );
    }
    while( !deferredCreates_.empty() && !yields && goesOn() ) {
