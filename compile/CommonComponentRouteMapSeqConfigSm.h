@@ -80,7 +80,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
    Routing::RouteMap::MapEntry::SetFlags currentSetFlags() const noexcept { return currentSetFlags_; }
 
  private:
-   // Of the mode. Not a Reactor, which is twice as large: a trace need not be made up for.
+   // The reaction to a change of the mode, which is only traced. A Reactor would take twice the memory, to repeat missed changes.
    void onChange( const Quoin::Change & change ) override;
 
    Quoin::Ptr<RouteMapSymbol> rmSymbol_;

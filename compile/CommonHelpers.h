@@ -6,6 +6,9 @@
 /// Threading: the activity thread.
 #pragma once
 
+#include <memory>
+#include <span>
+
 #include "compile/CommonComponentRmSeqConfigFilterSm.h"
 #include "compile/CommonComponentSymbolSeqSm.h"
 #include "compile/RouteMapConfigSymbolSm.h"

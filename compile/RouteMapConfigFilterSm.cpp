@@ -96,7 +96,7 @@ void RouteMapConfigFilterSm::handleVersion() {
       versionWaits_ = true;
       return;
    }
-   handleMissedSeqs( seqConfigSm() );   // a subscriber that was notified earlier of a new sequence may have changed the version
+   scanMissed();
    const uint32_t from = filteredRmConfig_->version(), to = routeMap()->version();
    if( zombieReactors() || from == to ) return;
    if( !routeMapBlockedSequenceList_->sequence().empty() ) {
@@ -107,6 +107,13 @@ void RouteMapConfigFilterSm::handleVersion() {
    const Quoin::Ptr<RouteMapUpdateNotifier> notifier = routeMapUpdateNotifier_;
    filteredRmConfig_->versionIs( to );
    notifier->versionInc( 1 );
+}
+
+// Inside the notification of a sequence or clause, a subscriber that is notified earlier than this machine may have changed the version.
+void RouteMapConfigFilterSm::scanMissed() {
+   if( !Quoin::Publisher::isNested() ) return;
+   handleMissedSeqs( seqConfigSm() );
+   for( auto i = seqConfigSm().first(); i && !zombieReactors(); i.next() ) Quoin::Ptr( i.value() )->scanAgain();
 }
 
 void RouteMapConfigFilterSm::handleChangeMissed() {

@@ -38,6 +38,7 @@ class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase
 
  private:
    void handleChangeMissed() override;
+   void scanMissed();
    void copySeq( uint32_t seqno );
    void createSeq( uint32_t seqno );
    void deleteSeq( uint32_t seqno );

@@ -18,10 +18,10 @@ namespace {
 const Plinth::TraceHandle trace( "RouteMapConfigSm" );
 const Trailmark::MsgDesc createTimer( "RouteMapConfigSm::routeMapConfigSymbolSmIs" );
 
-// Lets the C library join the small blocks that were freed lately: it does so when a block of this size is asked for. It would otherwise
-// join those of all runs of the delete task together, at the next large block that anybody asks for.
-void joinFreedBlocks() {
-   ::operator delete( ::operator new( 4096 ) );
+// Makes the C library join the small free blocks: it does so when a large block is requested. Without this call, one later request would
+// join the blocks of all runs of the delete task.
+void joinFreeBlocks() {
+   ::operator delete( ::operator new( 4096, std::nothrow ) );
 }
 
 }   // namespace
@@ -177,7 +177,7 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
    bool yields = false;
    while( !pendingDelete_.empty() && !yields && goesOn() ) {
       deleteRouteMap( pendingDelete_.begin()->first );
-      if( done % 64 == 0 ) joinFreedBlocks();
+      if( done % 64 == 0 ) joinFreeBlocks();
       yields = yieldsBehind( done );
    }
    while( !deferredCreates_.empty() && !yields && goesOn() ) {

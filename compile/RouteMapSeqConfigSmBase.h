@@ -61,7 +61,7 @@ class ROUTEPOLICY_API RmSeqConfigSymbolSmBase : public RmSeqConfigSmInterface {
  public:                                                                                         \
    const Quoin::Ptr<__VA_ARGS__> & foo() const noexcept { return foo##_; }                       \
    SEQUENCE_RECORD_WRITER( foo, fooIs, __VA_ARGS__ )
-   // Such a record is created when it is first read, because most sequences need none. fooIfAny() is null if it was not read yet.
+   // Such a record is created when it is first read, because most sequences need none. fooIfAny() does not create it.
 #define LATE_SEQUENCE_RECORD( foo, fooIs, fooIfAny, ... )                                        \
  public:                                                                                         \
    const Quoin::Ptr<__VA_ARGS__> & foo() const {                                                 \

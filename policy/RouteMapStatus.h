@@ -26,7 +26,7 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    /// the end.
    static Quoin::Ptr<RouteMapStatus> newFrom( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name );
    /// As newFrom(), but the features are those of `src`, and updateFeaturesOnSeqStatusChange is off: the caller changes sequences, and then
-   /// writes both. It shares the blocks of the sequences with `src` until they change.
+   /// writes both. The copy shares the blocks of sequences with `src`; a write copies one block.
    static Quoin::Ptr<RouteMapStatus> successorOf( const Quoin::Ptr<const RouteMapStatus> & src, const Quoin::String & name );
    /// Copies all attributes but the name.
    void clone( const Zeugma::BaseNotifyingType & source ) override;

@@ -48,7 +48,6 @@ class RowTable {
    const M * end() const noexcept { return row_.end(); }
    const M * cbegin() const noexcept { return begin(); }
    const M * cend() const noexcept { return end(); }
-   M * find( const K & key ) { return &row_[ indexOf( key ) ]; }
    const M * find( const K & key ) const { return begin() + indexOf( key ); }
 
    std::pair<M *, bool> insert( M member ) {
@@ -80,8 +79,8 @@ class RowTable {
 };
 
 /// Which of the two tables serves the key.
-template <class K, class Row, class Buckets>
-using TableOf = std::conditional_t<std::is_enum_v<K>, Row, Buckets>;
+template <class K, class IsEq, class Row, class Buckets>
+using TableOf = std::conditional_t<std::is_enum_v<K> && std::is_same_v<IsEq, std::equal_to<K>>, Row, Buckets>;
 
 /// The common part of the map and the set. `Table` is the standard container or a RowTable; the derived classes add look-up and insertion.
 /// An empty collection is one null pointer: the machines of compile/ hold many collections, and most of these are empty most of the time.
@@ -209,12 +208,12 @@ class HashCollection {
 
 /// Values by key. Threading: any number of readers, or one writer.
 template <class K, class V, class Hash = KeyHash<K>, class IsEq = std::equal_to<K>>
-class HashMap2018 : public HashCollection<K, TableOf<K, RowTable<K, std::pair<K, V>>, std::unordered_map<K, V, Hash, IsEq>>> {
+class HashMap2018 : public HashCollection<K, TableOf<K, IsEq, RowTable<K, std::pair<K, V>>, std::unordered_map<K, V, Hash, IsEq>>> {
  public:
    using Key = K;
    using Value = V;
 
-   /// The value under `key`, or null. Valid until this member is removed.
+   /// The value under `key`, or null. Valid until the next change.
    const V * find( const K & key ) const {
       if( !this->table_ ) return nullptr;
       auto i = this->table_->find( key );
@@ -235,7 +234,7 @@ class HashMap2018 : public HashCollection<K, TableOf<K, RowTable<K, std::pair<K,
 
 /// A set of keys. Threading: any number of readers, or one writer.
 template <class K, class Hash = KeyHash<K>, class IsEq = std::equal_to<K>>
-class HashSet2018 : public HashCollection<K, TableOf<K, RowTable<K, K>, std::unordered_set<K, Hash, IsEq>>> {
+class HashSet2018 : public HashCollection<K, TableOf<K, IsEq, RowTable<K, K>, std::unordered_set<K, Hash, IsEq>>> {
  public:
    using Key = K;
    /// Inserts the key. Returns false, and changes nothing, if the set contains it already.

@@ -44,7 +44,7 @@ class ROUTEPOLICY_API Watch : private Quoin::Subscriber {
    void onChange( const Quoin::Change & change ) final;
    void subscribe();
 
-   bool active_ = false;   // the two fit into the base class
+   bool active_ = false;   // both flags fit into the padding of the base class
    bool missed_ = false;
    Quoin::Ptr<const Quoin::Node> notifier_;
 };

@@ -1,9 +1,9 @@
 /// @file substrate/plinth/RbTreeMap.h
-/// The ordered collection: a map in ascending order of key. It holds the clauses and rules that evaluation walks for every route.
+/// The ordered collection: a map in ascending order of key. It holds the clauses that evaluation walks for every route.
 ///
 /// Members are stored in one sorted array of (key, value): 10:a 20:b 30:c. A walk reads memory in sequence, and a look-up is a binary
 /// search. Appending in order costs O(1); any other insertion or removal moves the members after it. This fits the use: the compiler
-/// writes these collections in order, and evaluation walks them for every route. plinth/TreeMap.h fits writes in any order.
+/// writes these collections in order, and evaluation walks them for every route. plinth/TreeMap.h fits many members, and writes in any order.
 #pragma once
 
 #include <cstddef>
@@ -34,9 +34,6 @@ class RbTreeMap {
       auto i = lowerBoundImpl( key );
       return i != row_.end() && !( key < i->first ) ? &i->second : nullptr;
    }
-
-   /// Makes room for `count` members in all.
-   void reserve( size_t count ) { row_.reserve( count ); }
 
    /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
    bool put( const K & key, V value ) {

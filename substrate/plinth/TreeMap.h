@@ -1,6 +1,6 @@
 /// @file substrate/plinth/TreeMap.h
-/// The ordered collection for members that are written in any order. Configuration and state machines use it; plinth/RbTreeMap.h is the
-/// array for data that is written in order.
+/// The ordered collection for many members, and for members that are written in any order: configuration, state machines, and the sequences
+/// of a published route map. plinth/RbTreeMap.h is the single array for the few clauses of a sequence.
 ///
 /// Members are stored in sorted blocks of up to 64, and the blocks in one sorted row: [ 10:a 20:b ... ] [ 650:c 660:d ... ]. A look-up is a
 /// binary search in the row, then in one block. An insertion or removal moves members of one block; now and then it splits a full block,
@@ -24,7 +24,7 @@
 namespace Plinth {
 
 /// Members in ascending order of key, by the key's `<`. The interface is that of RbTreeMap. A change invalidates pointers to members.
-/// Errors: std::bad_alloc; the collection is then unchanged. takeAll() and clear() need no memory. erase() needs memory only if the block of
+/// Errors: std::bad_alloc, and exceptions of the copy of a member in a shared block; the collection is then unchanged. takeAll() and clear() need no memory. erase() needs memory only if the block of
 /// the member is shared with a copy.
 /// Threading: any number of readers, or one writer. This holds for each copy by itself; the use counts of shared blocks follow ThreadControl.
 /// Invariant: no block is empty; each block has room for 64 members, unless it is the only one.
@@ -180,7 +180,7 @@ class TreeMap {
             return at_->second;
          return *at_.map_->find( key_ );
       }
-      /// The member without this look-up. Valid from next() until the next change.
+      /// The member. Valid only if the collection has not changed since first(), lowerBound() or next(); value() is valid always.
       const Member & operator*() const noexcept { return *at_; }
       void next() {
          if( isCurrent() && at_.at_ + 1 != at_.end_ ) [[likely]]
@@ -214,6 +214,7 @@ class TreeMap {
    // Up to kFull members, in one piece of memory. It is no Quoin::Node: a Quoin::ReleaseScope must not delay the end of its members.
    class alignas( Member ) alignas( uint32_t ) Block {
     public:
+      static constexpr bool kCopies = std::is_nothrow_copy_constructible_v<Member>;
       static Handle make( size_t capacity ) {
          static_assert( std::is_nothrow_move_constructible_v<Member> && alignof( Member ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
          return Handle::adopt( new( ::operator new( sizeof( Block ) + capacity * sizeof( Member ) ) ) Block( capacity ) );
@@ -252,6 +253,19 @@ class TreeMap {
       void moveTail( size_t index, Block & to ) noexcept {
          for( size_t i = index; i != size_; ++i ) relocate( to.begin() + to.size_++, begin() + i );
          size_ = static_cast<uint16_t>( index );
+      }
+      // Puts the members of `from` in front of the own members or behind them. A shared block keeps its members.
+      void join( Block & from, bool inFront ) noexcept {
+         if( inFront )
+            for( size_t i = size_; i-- != 0; ) relocate( begin() + i + from.size_, begin() + i );
+         Member * to = inFront ? begin() : end();
+         size_ = static_cast<uint16_t>( size_ + from.size_ );
+         if( !from.isShared() ) {
+            for( size_t i = 0; i != from.size_; ++i ) relocate( to++, from.begin() + i );
+            from.size_ = 0;
+         } else if constexpr( kCopies ) {
+            for( const Member & member : from ) new( to++ ) Member( member );
+         }
       }
 
     private:
@@ -358,18 +372,17 @@ class TreeMap {
       ++version_;
    }
 
-   // Joins a block with its neighbour if both fill at most half a block together, and if this takes no copy.
+   // Joins a block that was written with a neighbour, if both fill at most half a block together.
    void join( size_t block ) noexcept {
-      const auto joins = [ this ]( size_t left ) {
-         if( left + 1 >= row_.size() || row_[ left ]->size() + row_[ left + 1 ]->size() > kFull / 2 ) return false;
-         return !row_[ left ]->isShared() && !row_[ left + 1 ]->isShared();
+      const auto joins = [ this, block ]( size_t other ) {
+         if( other >= row_.size() || row_[ block ]->size() + row_[ other ]->size() > kFull / 2 ) return false;
+         return Block::kCopies || !row_[ other ]->isShared();
       };
-      if( block != 0 && joins( block - 1 ) )
-         --block;
-      else if( !joins( block ) )
-         return;
-      row_[ block + 1 ]->moveTail( 0, *row_[ block ] );
-      row_.erase( block + 1 );
+      const bool inFront = block != 0 && joins( block - 1 );
+      if( !inFront && !joins( block + 1 ) ) return;
+      const size_t other = inFront ? block - 1 : block + 1;
+      row_[ block ]->join( *row_[ other ], inFront );
+      row_.erase( other );
    }
    void removed() noexcept {
       --count_;

@@ -21,6 +21,8 @@ class Publisher::Delivery {
       return s;
    }
 
+   static bool isNested() noexcept { return innermost && innermost->outer_; }
+
    /// Takes a subscriber out of all deliveries in progress.
    static void subscriberDel( Subscriber & s ) noexcept {
       for( Delivery * d = innermost; d; d = d->outer_ ) {
@@ -34,6 +36,7 @@ class Publisher::Delivery {
  private:
    void leave( const Subscriber & s ) noexcept { next_ = &s == last_ ? nullptr : s.next_; }
 
+   // Static TLS, as the state of a release has it: each delivery writes the variable.
    [[gnu::tls_model( "initial-exec" )]] static constinit thread_local Delivery * innermost;
    Subscriber * next_;
    Subscriber * last_;
@@ -49,8 +52,6 @@ Subscriber::~Subscriber() {
 void Subscriber::unsubscribe() noexcept {
    if( publisher_ ) publisher_->unlink( *this );
 }
-
-Publisher::Publisher() noexcept = default;
 
 Publisher::~Publisher() {
    while( first_ ) unlink( *first_ );
@@ -86,6 +87,10 @@ void Publisher::subscriberAdd( Subscriber * subscriber, bool active ) {
 
 void Publisher::subscriberRemove( Subscriber * subscriber ) noexcept {
    if( subscriber && subscriber->publisher_ == this ) unlink( *subscriber );
+}
+
+bool Publisher::isNested() noexcept {
+   return Delivery::isNested();
 }
 
 void Publisher::deliver( const Change & change ) noexcept {

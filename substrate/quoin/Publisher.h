@@ -2,8 +2,8 @@
 /// A publisher notifies its subscribers that an attribute of an object has changed. Every notifying object has one publisher; state
 /// machines and other watchers are the subscribers.
 /// Ownership: neither side owns the other. When either side is destroyed, the subscription ends.
-/// Threading: one thread at a time; a delivery and all that it causes run on one thread. Cost: subscribing and unsubscribing are O(1) and
-/// allocate nothing; a publisher is one pointer.
+/// Threading: one thread at a time; a delivery and all that it causes run on one thread. Cost: subscribing and unsubscribing allocate
+/// nothing, and do not depend on the number of subscribers; unsubscribing visits the deliveries in progress. A publisher is one pointer.
 /// Invariant: a subscriber is notified of a change if it is subscribed when the change is published, and still subscribed when its turn
 /// comes.
 #pragma once
@@ -60,7 +60,7 @@ class ROUTEPOLICY_API Subscriber {
 /// The list of an object's subscribers.
 class ROUTEPOLICY_API Publisher {
  public:
-   Publisher() noexcept;
+   Publisher() noexcept = default;
    ~Publisher();
    Publisher( const Publisher & ) = delete;
    Publisher & operator=( const Publisher & ) = delete;
@@ -83,6 +83,10 @@ class ROUTEPOLICY_API Publisher {
    void publishChangeRecursive( FieldId field, const void * key, const void * oldValue, KeyIsEq keyIsEq ) noexcept {
       if( first_ ) deliver( Change{ field, key, oldValue, keyIsEq } );
    }
+
+   /// Whether a change is delivered inside the delivery of another one, on this thread: subscribers to the outer change may be notified
+   /// of it later than of the inner one.
+   static bool isNested() noexcept;
 
  private:
    friend class Subscriber;

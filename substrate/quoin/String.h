@@ -18,7 +18,7 @@
 namespace Quoin {
 
 /// An immutable text of any bytes, compared byte by byte. Copies share the bytes, because route maps, machines and matchers keep the same
-/// few names. Assignment replaces the whole value. Errors: std::bad_alloc; a copy allocates nothing.
+/// few names. Assignment replaces the whole value. Errors: std::bad_alloc; std::length_error above 4 GiB. A copy cannot fail.
 /// Threading: several threads may read and copy one value while no thread assigns it.
 class ROUTEPOLICY_API String {
  public:

@@ -1,5 +1,5 @@
 /// @file substrate/quoin/ThreadControl.h
-/// Decides at run time whether use counts of nodes are atomic. Quoin::Node asks it at every change of a count.
+/// Decides at run time whether use counts are atomic. Quoin::UseCount asks it at every change of a count.
 #pragma once
 
 #if __has_include( <sys/single_threaded.h> )

@@ -32,6 +32,7 @@
 #include "substrate/plinth/Exception.h"
 #include "substrate/plinth/NotifieeConst.h"
 #include "substrate/plinth/TreeMap.h"
+#include "substrate/quoin/Assert.h"
 #include "substrate/zeugma/DumpContext.h"
 
 namespace Zeugma {
@@ -49,6 +50,8 @@ class ROUTEPOLICY_API SmPart {
    virtual void partZombieIs( bool zombie ) = 0;
    /// Whether the part missed a change while its machine was under construction. Reading resets it to false.
    virtual bool partChangeMissed() = 0;
+   /// Follows BaseOutputSm::scanAgain() of the machine.
+   virtual void partScanAgain() {}
 
  protected:
    explicit SmPart( BaseOutputSm & owner ) noexcept;
@@ -84,6 +87,9 @@ class ROUTEPOLICY_API BaseOutputSm : public Quoin::Node {
    bool zombieReactors() const noexcept { return zombie_; }
    /// Marks the machine and its nested machines as stopping. A write of the present value does nothing, not even to the nested machines.
    void plinthDoZombieReactors( bool zombie );
+
+   /// The machine and its nested machines scan their inputs again, because changes may have been made of which they are not notified yet.
+   void scanAgain();
 
    /// Writes the state of the machine as lines of text; by default its printed identity. `indent` counts columns.
    virtual void dumpState( const DumpContextPtr & ctx, unsigned indent ) const;
@@ -181,11 +187,15 @@ class NestedSms final : private SmPart {
       for( auto i = machines_.first(); i; i.next() ) i.value()->plinthDoZombieReactors( zombie );
    }
    bool partChangeMissed() override { return false; }   // each nested machine handles its own missed changes
+   void partScanAgain() override {
+      for( auto i = machines_.first(); i; i.next() ) Quoin::Ptr<Sm>( i.value() )->scanAgain();
+   }
 
    Machines machines_;
 };
 
-/// One nested machine, which is part of its owner's object and is created late or never.
+/// One nested machine inside the object of its owner; create() constructs it.
+/// Ownership: the owner alone. A Ptr to the machine does not keep it: hold the owner instead.
 template <class Sm>
 class NestedSm final : private SmPart {
  public:
@@ -193,9 +203,10 @@ class NestedSm final : private SmPart {
    /// The nested machine; null until create().
    Sm * machine() noexcept { return machine_ ? &*machine_ : nullptr; }
    const Sm * machine() const noexcept { return machine_ ? &*machine_ : nullptr; }
-   /// Creates the machine and switches it on. Called once.
+   /// Creates the machine and switches it on. Errors: a second call ends the process.
    template <class... Args>
    void create( Args &&... args ) {
+      QUOIN_ASSERT( !machine_, "the nested machine exists" );
       takeIn( machine_.emplace( std::forward<Args>( args )... ) );
    }
 
@@ -207,6 +218,9 @@ class NestedSm final : private SmPart {
       if( machine_ ) machine_->plinthDoZombieReactors( zombie );
    }
    bool partChangeMissed() override { return false; }   // the nested machine handles its own missed changes
+   void partScanAgain() override {
+      if( machine_ ) machine_->scanAgain();
+   }
 
    std::optional<Sm> machine_;
 };

@@ -82,6 +82,15 @@ TEST_F( IdentityTest, aVersionThatIsRaisedBeforeTheMachineIsNotifiedOfASequenceI
    EXPECT_TRUE( status( "M" )->seqStatus( 20 ) );
 }
 
+TEST_F( IdentityTest, aVersionThatIsRaisedBeforeTheMachineIsNotifiedOfAClauseIncludesIt ) {
+   const auto map = add( "M" );
+   const Reaction first( *map->mapEntry( 10 ), once( []( const auto & ) { return true; }, [ this ] { raise( "M" ); } ) );
+   start();
+   map->mapEntry( 10 )->permitIs( deny );
+   run();
+   EXPECT_EQ( status( "M" )->seqStatus( 10 )->matchAction(), deny );
+}
+
 TEST_F( IdentityTest, aSequenceIsReplacedWhileItsCopyIsCreated ) {
    const auto map = add( "M" );
    const auto isDeleted = [ & ]( const auto & ) { return map->mapEntry().count() == 1; };

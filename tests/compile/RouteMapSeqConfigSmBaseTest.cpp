@@ -43,13 +43,14 @@ class RmSeqConfigSymbolSmBaseTest : public testing::Test {
    Ptr<RmSeqConfigSymbolSmBase> sm = makeNode<RmSeqConfigSymbolSmBase>( "RM1", entry, rmSymbol, reactor );
 };
 
-TEST_F( RmSeqConfigSymbolSmBaseTest, createsAllRecordsWithItsNumber ) {
+TEST_F( RmSeqConfigSymbolSmBaseTest, createsRecordsWithItsNumberWhenTheyAreFirstRead ) {
    for( const uint32_t seqno : { 10u, 0u, 4294967295u } ) {
       const auto made = makeNode<RmSeqConfigSymbolSmBase>( "RM1", makeNode<MapEntry>( seqno ), rmSymbol, reactor );
       EXPECT_FALSE( made->sequenceChange() || made->sequenceChangeSym() || made->undefinedRefsTracker() || made->matchSymSeq() ||
                     made->setSymSeq() || made->subRmSymSeq() || made->aggRoleAttrMapSymSeq() );
       EXPECT_FALSE( made->isModified() ) << "without records";
       made->handleInitialized();
+      EXPECT_FALSE( made->matchSymSeqIfAny() || made->setSymSeqIfAny() || made->subRmSymSeqIfAny() || made->aggRoleAttrMapSymSeqIfAny() );
       ASSERT_TRUE( made->undefinedRefsTracker() );
       EXPECT_TRUE( made->undefinedRefsTracker()->undefinedPrefixListMatchOption().empty() );
       EXPECT_EQ( made->sequenceChange()->seqno(), seqno );
@@ -58,6 +59,7 @@ TEST_F( RmSeqConfigSymbolSmBaseTest, createsAllRecordsWithItsNumber ) {
       EXPECT_EQ( made->setSymSeq()->seqno(), seqno );
       EXPECT_EQ( made->subRmSymSeq()->seqno(), seqno );
       EXPECT_EQ( made->aggRoleAttrMapSymSeq()->seqno(), seqno );
+      EXPECT_EQ( made->aggRoleAttrMapSymSeqIfAny(), made->aggRoleAttrMapSymSeq() );
       EXPECT_FALSE( made->isModified() );
    }
 }

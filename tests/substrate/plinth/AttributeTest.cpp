@@ -564,7 +564,7 @@ TEST_F( ShelfTest, aReactionMayClearTheCollectionThatIsToldOf ) {
       watcher.reaction = {};
       shelf.nodeDelAll();
    };
-   const auto held = named( longKey );   // its address is not used again
+   const auto held = named( longKey );   // keeps the node, so that no new node gets its address
    shelf.nodeIs( held );
    EXPECT_THAT( second.take(), ElementsAre( "node" + in + "0->null", "node" + in + "null->null" ) );
    watcher.reaction = [ this ] {

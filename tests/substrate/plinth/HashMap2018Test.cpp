@@ -363,6 +363,43 @@ void behavesAsTheModel( const std::vector<Step> & program ) {
    }
 }
 
+enum class Letter : uint8_t {};
+
+std::map<int, int> membersOfLetters( const auto & collection ) {
+   std::map<int, int> members;
+   for( const auto & [ letter, value ] : collection ) members.emplace( int( letter ), value );
+   return members;
+}
+
+// Keys of an enumeration have a table of their own.
+RC_GTEST_PROP( HashMap2018, withAKeyOfAnEnumerationBehavesAsTheModel, () ) {
+   HashMap2018<Letter, int> letters;
+   HashSet2018<Letter> set;
+   std::map<int, int> model;
+   for( const Step & step : *anyProgram() ) {
+      const auto letter = Letter( step.key );
+      const int key = int( letter );
+      if( step.kind == Step::put ) {
+         RC_ASSERT( set.put( letter ) == !model.contains( key ) );
+         RC_ASSERT( letters.put( letter, step.value ) == ( !model.contains( key ) || model[ key ] != step.value ) );
+         model[ key ] = step.value;
+      } else if( step.kind == Step::erase ) {
+         RC_ASSERT( set.erase( letter ) == model.contains( key ) );
+         RC_ASSERT( letters.erase( letter ) == model.contains( key ) );
+         model.erase( key );
+      } else if( step.kind == Step::takeAll ) {
+         set.clear();
+         RC_ASSERT( membersOfLetters( letters.takeAll() ) == model );
+         model.clear();
+      }
+      const auto * found = letters.find( letter );
+      RC_ASSERT( ( found ? *found : -1 ) == ( model.contains( key ) ? model[ key ] : -1 ) );
+      RC_ASSERT( letters.contains( letter ) == model.contains( key ) && set.contains( letter ) == model.contains( key ) );
+      RC_ASSERT( letters.count() == model.size() && set.count() == model.size() );
+      RC_ASSERT( membersOfLetters( letters ) == model );
+   }
+}
+
 RC_GTEST_PROP( HashMap2018, andTheSetBehaveAsTheModelInRandomPrograms, () ) {
    const auto program = *anyProgram();
    behavesAsTheModel<Map>( program );

@@ -11,7 +11,6 @@
 #include <random>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -175,6 +174,23 @@ TEST( TreeMap, aRemovalMovesAtMostOneBlockAndSparseBlocksAreJoined ) {
    }
 }
 
+TEST( TreeMap, sparseBlocksAreJoinedWhileACopySharesThem ) {
+   const int count = 20 * kBlock;
+   for( const auto & keys : { upTo( count ), downFrom( count ), shuffled( count ) } ) {
+      IntMap map = mapOf( upTo( count ) );
+      for( const int key : keys ) {
+         if( key % 50 == 0 ) continue;
+         const IntMap last = map;
+         ASSERT_TRUE( map.erase( key ) );
+         ASSERT_EQ( *last.find( key ), 10 * key );
+      }
+      const auto blocks = blocksOf( map );
+      for( size_t i = 1; i < blocks.size(); ++i ) EXPECT_GT( blocks[ i - 1 ] + blocks[ i ], kBlock / 2 ) << i;
+      EXPECT_EQ( map.count(), 26u );
+      for( const auto & [ key, value ] : map ) EXPECT_TRUE( key % 50 == 0 && value == 10 * key ) << key;
+   }
+}
+
 TEST( TreeMap, readsBackwardsToo ) {
    for( const int count : { 0, 1, 3, 64, 65, 200 } ) {
       SCOPED_TRACE( count );
@@ -298,27 +314,6 @@ TEST( TreeMap, takingAwayNeedsNoMemory ) {
    map.put( 1, 1 );
    EXPECT_GT( allocationCount(), before ) << "nothing is counted at all";
    EXPECT_EQ( membersOf( copy ), membersOf( other ) );
-}
-
-TEST( TreeMap, copiesAreReadAndDestroyedOnOtherThreads ) {
-   using Handles = TreeMap<int, std::shared_ptr<const int>>;
-   Handles map;
-   for( const int key : upTo( 300 ) ) map.put( key, std::make_shared<const int>( 0 ) );
-   std::vector<std::thread> threads;
-   for( int round = 1; round <= 200; ++round ) {
-      if( round % 10 == 0 )
-         threads.emplace_back( [ copy = map, round ]() mutable {
-            int sum = 0;
-            for( const auto & [ key, value ] : copy ) sum += *value;
-            EXPECT_EQ( sum, 300 * ( round - 1 ) );
-            copy.put( round, nullptr );
-            copy.clear();
-         } );
-      for( const int key : upTo( 300 ) ) map.put( key, std::make_shared<const int>( round ) );
-   }
-   for( auto & thread : threads ) thread.join();
-   EXPECT_EQ( map.count(), 300u );
-   EXPECT_EQ( **map.find( 20 ), 200 );
 }
 
 // ---- failures

@@ -1,13 +1,11 @@
 #include "substrate/quoin/Node.h"
 
 #include <algorithm>
-#include <atomic>
 #include <functional>
 #include <iterator>
 #include <map>
 #include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -484,81 +482,6 @@ TEST( ReleaseScope, mayBeOpenedByADestructor ) {
       }
       EXPECT_THAT( log, ElementsAre( "last user of a", "~Opener", "~a" ) );
    }
-}
-
-TEST( ReleaseScope, belongsToItsThread ) {
-   Log log;
-   ReleaseScope scope;
-   std::thread( [ & ] { makeNode<Item>( log, "a" ); } ).join();
-   EXPECT_THAT( log, ElementsAre( "last user of a", "~a" ) );
-}
-
-/// All threads set off at once, so that their work overlaps.
-class StartLine {
-   std::atomic<int> missing_;
-
- public:
-   explicit StartLine( int threads ) : missing_( threads ) {}
-   void wait() {
-      for( --missing_; missing_ > 0; ) std::this_thread::yield();
-   }
-};
-
-TEST( NodeThreads, hammeringLeavesAnExactCount ) {
-   constexpr int kThreads = 4;
-   Log log;
-   auto item = makeNode<Item>( log, "a" );
-   StartLine start( kThreads );
-   std::vector<std::thread> threads;
-   threads.reserve( kThreads );
-   for( int t = 0; t < kThreads; ++t )
-      threads.emplace_back( [ &start, held = item ] {
-         start.wait();
-         for( int i = 0; i < 300000; ++i ) {
-            held->incUse();
-            if( held->incUseUnlessGone() ) held->decUseImpl();
-            held->decUseImpl();
-         }
-      } );
-   for( auto & t : threads ) t.join();
-   EXPECT_THAT( log, IsEmpty() );
-   EXPECT_EQ( item->useCount(), 1u );
-}
-
-TEST( NodeThreads, theLastOfSeveralThreadsDestroysOnceAndSeesWhatAllHaveWritten ) {
-   constexpr int kThreads = 4, kNodes = 20000;
-   struct Shared : Node {
-      Shared( std::atomic<int> & g, std::atomic<int> & w ) : gone( g ), whole( w ) {}
-      ~Shared() override {
-         int sum = 0;
-         for( int v : written ) sum += v;   // plain memory: the counts alone make this safe
-         whole += sum == 1 + 2 + 3 + 4;
-      }
-      void lastUserGone() const override { ++gone; }
-      std::atomic<int> & gone;
-      std::atomic<int> & whole;
-      int written[ kThreads ] = {};
-   };
-   std::atomic<int> gone = 0, whole = 0;
-   std::vector<std::vector<Ptr<Shared>>> held( kThreads );
-   for( int n = 0; n < kNodes; ++n ) {
-      const auto node = makeNode<Shared>( gone, whole );
-      for( auto & h : held ) h.push_back( node );
-   }
-   StartLine start( kThreads );
-   std::vector<std::thread> threads;
-   threads.reserve( kThreads );
-   for( int t = 0; t < kThreads; ++t )
-      threads.emplace_back( [ &, t ] {
-         start.wait();
-         for( auto & node : held[ size_t( t ) ] ) {
-            node->written[ t ] = t + 1;
-            node = nullptr;
-         }
-      } );
-   for( auto & t : threads ) t.join();
-   EXPECT_EQ( gone, kNodes );
-   EXPECT_EQ( whole, kNodes );
 }
 
 /// A step of a random life of nodes that own each other.

@@ -34,6 +34,22 @@ TEST( String, defaultIsEmpty ) {
    EXPECT_EQ( s, String( "" ) );
 }
 
+TEST( String, copiesShareTheBytesWhichLiveAsLongAsOneOfThem ) {
+   String copy;
+   {
+      const String text( std::string( 100, 'x' ) );
+      copy = text;
+      const String third( copy );
+      EXPECT_EQ( copy.data(), text.data() );
+      EXPECT_EQ( third.data(), text.data() );
+   }
+   EXPECT_EQ( copy.view(), std::string( 100, 'x' ) );
+   String moved( std::move( copy ) );
+   moved = *&moved;
+   EXPECT_EQ( moved.view(), std::string( 100, 'x' ) );
+   EXPECT_NE( moved.data(), String( moved.data() ).data() ) << "equal texts that are no copies";
+}
+
 TEST( String, hashSpreads ) {
    std::set<uint32_t> hashes;
    for( int i = 0; i < 1000; ++i ) hashes.insert( String( "RM" + std::to_string( i ) ).hash() );
