@@ -587,12 +587,12 @@ Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::newRmStatus() {
    const auto & list = modifiedRmSeqStatusList_->seqStatus();
    auto newStatus = RouteMapStatus::successorOf( rmSymbol_->rmStatus(), name() );
    RouteMapFeatures before, now;
-   for( auto i = list.rbegin(); i != list.rend(); ++i ) {   // ascending: new sequences leave full blocks
-      if( const auto old = published( i->first.seqno ) ) before.updateFrom( old->getFeatures() );
-      if( !i->second.seqStatus() ) continue;
-      now.updateFrom( i->second.seqStatus()->getFeatures() );
-      newStatus->seqStatusIs( i->second.seqStatus() );
-   }
+   std::for_each( list.rbegin(), list.rend(), [ & ]( const auto & entry ) {   // ascending: new sequences leave full blocks
+      if( const auto old = published( entry.first.seqno ) ) before.updateFrom( old->getFeatures() );
+      if( !entry.second.seqStatus() ) return;
+      now.updateFrom( entry.second.seqStatus()->getFeatures() );
+      newStatus->seqStatusIs( entry.second.seqStatus() );
+   } );
    for( const auto & [ key, entry ] : list ) {
       if( !entry.seqStatus() ) {
          newStatus->seqStatusDel( key.seqno );

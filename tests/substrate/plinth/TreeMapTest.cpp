@@ -1,9 +1,11 @@
 #include "substrate/plinth/TreeMap.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <exception>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <numeric>
@@ -196,7 +198,7 @@ TEST( TreeMap, readsBackwardsToo ) {
       SCOPED_TRACE( count );
       const auto map = mapOf( shuffled( count ) );
       std::vector<int> keys;
-      for( auto i = map.rbegin(); i != map.rend(); ++i ) keys.push_back( i->first );
+      std::transform( map.rbegin(), map.rend(), std::back_inserter( keys ), []( const auto & member ) { return member.first; } );
       EXPECT_EQ( keys, downFrom( count ) );
       auto last = map.end();
       for( int key = count; key-- > 0; ) EXPECT_EQ( ( --last )->first, key );
@@ -289,14 +291,14 @@ TEST( TreeMap, aCopySharesTheBlocksAndAWriteCopiesOneOfThem ) {
 TEST( TreeMap, aCopyOfAFewMembersNeedsNoMemory ) {
    const auto map = mapOf( upTo( kBlock ) );
    const size_t before = allocationCount();
-   const auto copy = map, third = copy;
+   const std::array copies{ map, map };
    EXPECT_EQ( allocationCount(), before );
-   EXPECT_EQ( membersOf( third ), membersOf( map ) );
+   for( const auto & copy : copies ) EXPECT_EQ( membersOf( copy ), membersOf( map ) );
 }
 
 TEST( TreeMap, theLastHolderOfABlockWritesWithoutACopy ) {
    auto map = mapOf( upTo( kBlock ) );
-   { const auto copy = map; }
+   { const std::array copies{ map, map }; }
    const size_t before = allocationCount();
    map.put( 7, 0 );
    map.erase( 8 );
