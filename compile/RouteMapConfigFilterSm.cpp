@@ -54,7 +54,9 @@ void RouteMapConfigFilterSm::handleRouteMapSeq() {
 void RouteMapConfigFilterSm::handleRouteMapSeq( uint32_t seqno ) {
    ++copying_;
    copySeq( seqno );
-   if( --copying_ == 0 && std::exchange( versionWaits_, false ) && !zombieReactors() ) handleVersion();
+   if( --copying_ != 0 ) return;
+   if( routeMap() && routeMap()->mapEntry().count() == seqConfigSm().count() ) copiedAt_ = routeMap()->mapEntry().version();
+   if( std::exchange( versionWaits_, false ) && !zombieReactors() ) handleVersion();
 }
 
 void RouteMapConfigFilterSm::copySeq( uint32_t seqno ) {
@@ -96,7 +98,7 @@ void RouteMapConfigFilterSm::handleVersion() {
       versionWaits_ = true;
       return;
    }
-   scanMissed();
+   copyMissed();
    const uint32_t from = filteredRmConfig_->version(), to = routeMap()->version();
    if( zombieReactors() || from == to ) return;
    if( !routeMapBlockedSequenceList_->sequence().empty() ) {
@@ -109,11 +111,14 @@ void RouteMapConfigFilterSm::handleVersion() {
    notifier->versionInc( 1 );
 }
 
-// Inside the notification of a sequence or clause, a subscriber that is notified earlier than this machine may have changed the version.
-void RouteMapConfigFilterSm::scanMissed() {
-   if( !Quoin::Publisher::isNested() ) return;
+// Inside the notification of a sequence, a subscriber that is notified earlier than this machine may have changed the version.
+void RouteMapConfigFilterSm::copyMissed() {
+   if( copiedAt_ == routeMap()->mapEntry().version() ) return;
+   ++copying_;
    handleMissedSeqs( seqConfigSm() );
-   for( auto i = seqConfigSm().first(); i && !zombieReactors(); i.next() ) Quoin::Ptr( i.value() )->scanAgain();
+   --copying_;
+   versionWaits_ = false;
+   copiedAt_ = routeMap()->mapEntry().version();
 }
 
 void RouteMapConfigFilterSm::handleChangeMissed() {

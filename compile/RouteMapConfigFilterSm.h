@@ -38,7 +38,7 @@ class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase
 
  private:
    void handleChangeMissed() override;
-   void scanMissed();
+   void copyMissed();
    void copySeq( uint32_t seqno );
    void createSeq( uint32_t seqno );
    void deleteSeq( uint32_t seqno );
@@ -50,8 +50,9 @@ class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase
    Quoin::Ptr<RouteMapUpdateNotifier> routeMapUpdateNotifier_;
    Quoin::Ptr<RmConfigFilterSmHelperBase> filterHelper_;
    Quoin::Ptr<RouteMapBlockedSequenceList> routeMapBlockedSequenceList_;
-   uint32_t copying_ = 0;        // calls of handleRouteMapSeq() in progress
+   uint32_t copying_ = 0;        // calls of handleRouteMapSeq() and copyMissed() in progress
    bool versionWaits_ = false;   // for their end
+   uint32_t copiedAt_ = 0;       // the version of the collection of sequences when all of them were copied last
    Zeugma::Reactor<RouteMapConfigFilterSm> blockedListReactor_{ *this, &RouteMapConfigFilterSm::handleBlockedList };
 
    /// The machines by sequence number.

@@ -216,7 +216,7 @@ void RouteMapConfigSymbolSm::deleteSeq( uint32_t seqno ) {
 }
 
 Quoin::Ptr<const RouteMapSeqStatus> RouteMapConfigSymbolSm::published( uint32_t seqno ) const {
-   const auto & status = rmSymbol_->rmStatus();
+   const auto & status = taken_ ? taken_ : rmSymbol_->rmStatus();
    return status ? status->seqStatus( seqno ) : nullptr;
 }
 
@@ -616,6 +616,7 @@ Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::takeNextGeneration() {
    const Step step( *this );
    linkContinues();
    const auto newStatus = newRmStatus();
+   taken_ = newStatus;                            // a subscriber may delete a sequence of it
    modifiedRmSeqStatusList_->seqStatusDelAll();   // later changes belong to the generation after this one
    if( matchAggRoleUsers_ ) {
       if( newStatus->features().has( RouteMapFeatures::matchAggregateRole ) )
@@ -633,7 +634,9 @@ Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::takeNextGeneration() {
 void RouteMapConfigSymbolSm::updateRmStatusAndSymbol() {
    const Trailmark::BlockTimer timer( updateTimer );
    const auto symbol = rmSymbol_;   // a subscriber may release the machine
-   symbol->updateAndNotify( takeNextGeneration() );
+   const auto next = takeNextGeneration();
+   taken_ = nullptr;
+   symbol->updateAndNotify( next );
 }
 
 Quoin::Ptr<RouteMapConfigSymbolSm> routeMapConfigSymbolSmFactory(

@@ -139,6 +139,7 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    Quoin::Ptr<DeferredPublications> deferred_;               // may be null
    Quoin::Ptr<UndefinedReferenceSeq> undefinedReferenceSeq_;
    Quoin::Ptr<ModifiedRouteMapSeqStatusList> modifiedRmSeqStatusList_;
+   Quoin::Ptr<const RouteMapStatus> taken_;   // the generation that is complete and not published yet; null for none
    std::unique_ptr<Zeugma::Task> routeMapSymbolUpdateTask_;
    Zeugma::Reactor<RouteMapConfigSymbolSm> symbolReactorReactor_{ *this, &RouteMapConfigSymbolSm::handleReactor };
    Zeugma::Reactor<RouteMapConfigSymbolSm> awaitedReactor_{ *this, &RouteMapConfigSymbolSm::handleAwaited };   // see isAwaited()

@@ -21,8 +21,6 @@ class Publisher::Delivery {
       return s;
    }
 
-   static bool isNested() noexcept { return innermost && innermost->outer_; }
-
    /// Takes a subscriber out of all deliveries in progress.
    static void subscriberDel( Subscriber & s ) noexcept {
       for( Delivery * d = innermost; d; d = d->outer_ ) {
@@ -87,10 +85,6 @@ void Publisher::subscriberAdd( Subscriber * subscriber, bool active ) {
 
 void Publisher::subscriberRemove( Subscriber * subscriber ) noexcept {
    if( subscriber && subscriber->publisher_ == this ) unlink( *subscriber );
-}
-
-bool Publisher::isNested() noexcept {
-   return Delivery::isNested();
 }
 
 void Publisher::deliver( const Change & change ) noexcept {

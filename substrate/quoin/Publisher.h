@@ -84,10 +84,6 @@ class ROUTEPOLICY_API Publisher {
       if( first_ ) deliver( Change{ field, key, oldValue, keyIsEq } );
    }
 
-   /// Whether a change is delivered inside the delivery of another one, on this thread: subscribers to the outer change may be notified
-   /// of it later than of the inner one.
-   static bool isNested() noexcept;
-
  private:
    friend class Subscriber;
    class Delivery;

@@ -7,6 +7,8 @@
 
 namespace Quoin {
 
+String::String( const char * text ) : String( text ? std::string_view( text ) : throw std::logic_error( "Quoin::String: null" ) ) {}
+
 String::String( std::string_view text ) {
    if( text.empty() ) return;
    if( text.size() > std::numeric_limits<uint32_t>::max() ) throw std::length_error( "Quoin::String: the text is too long" );

@@ -23,7 +23,8 @@ namespace Quoin {
 class ROUTEPOLICY_API String {
  public:
    constexpr String() noexcept = default;
-   String( const char * text ) : String( std::string_view( text ) ) {}
+   /// Errors: std::logic_error on null.
+   String( const char * text );
    String( const std::string & text ) : String( std::string_view( text ) ) {}
    explicit String( std::string_view text );
    String( const String & other ) noexcept : text_( other.text_ ) {

@@ -8,7 +8,7 @@
 
 namespace Quoin {
 
-/// Starts at one use. Threading: as ThreadControl says. Compiler built-ins keep the header small: <atomic> would double it.
+/// Starts at one use. Threading: as ThreadControl says. Compiler built-ins keep the header small.
 class UseCount {
  public:
    void inc() noexcept {

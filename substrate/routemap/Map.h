@@ -20,7 +20,9 @@ class ROUTEPOLICY_API Map final : public Quoin::NotifyingNode {
    /// The key in the Config. Never changes.
    const Quoin::String & name() const noexcept { return name_; }
 
-   /// An agent writes it as the last step of a batch of edits. Any new value means that the route map is consistent again.
+   /// An agent writes it as the last step of a batch of edits. Any new value means that the route map is consistent again. A subscriber of
+   /// a sequence that writes it while it is notified of a changed clause may be earlier than the machines: this change is then published
+   /// with the next version.
    PLINTH_ATTR( version, versionIs, Field::version, uint32_t );
    /// The sequences by number.
    PLINTH_LINKED_NODES( mapEntry, mapEntryIs, mapEntryDel, mapEntryDelAll, Field::mapEntry, link, unlink, MapEntries );

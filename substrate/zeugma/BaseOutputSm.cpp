@@ -54,12 +54,6 @@ void BaseOutputSm::plinthDoZombieReactors( bool zombie ) {
    for( SmPart * part = first_; part; part = part->next_ ) part->partZombieIs( zombie );
 }
 
-void BaseOutputSm::scanAgain() {
-   const Quoin::ReleaseScope whole;   // a subscriber may drop the machine
-   handleChangeMissed();
-   for( SmPart * part = first_; part && !zombie_; part = part->next_ ) part->partScanAgain();
-}
-
 void BaseOutputSm::stop() {
    hasNotificationActiveIs( false );
    plinthDoZombieReactors( true );

@@ -50,8 +50,6 @@ class ROUTEPOLICY_API SmPart {
    virtual void partZombieIs( bool zombie ) = 0;
    /// Whether the part missed a change while its machine was under construction. Reading resets it to false.
    virtual bool partChangeMissed() = 0;
-   /// Follows BaseOutputSm::scanAgain() of the machine.
-   virtual void partScanAgain() {}
 
  protected:
    explicit SmPart( BaseOutputSm & owner ) noexcept;
@@ -87,9 +85,6 @@ class ROUTEPOLICY_API BaseOutputSm : public Quoin::Node {
    bool zombieReactors() const noexcept { return zombie_; }
    /// Marks the machine and its nested machines as stopping. A write of the present value does nothing, not even to the nested machines.
    void plinthDoZombieReactors( bool zombie );
-
-   /// The machine and its nested machines scan their inputs again, because changes may have been made of which they are not notified yet.
-   void scanAgain();
 
    /// Writes the state of the machine as lines of text; by default its printed identity. `indent` counts columns.
    virtual void dumpState( const DumpContextPtr & ctx, unsigned indent ) const;
@@ -187,9 +182,6 @@ class NestedSms final : private SmPart {
       for( auto i = machines_.first(); i; i.next() ) i.value()->plinthDoZombieReactors( zombie );
    }
    bool partChangeMissed() override { return false; }   // each nested machine handles its own missed changes
-   void partScanAgain() override {
-      for( auto i = machines_.first(); i; i.next() ) Quoin::Ptr<Sm>( i.value() )->scanAgain();
-   }
 
    Machines machines_;
 };
@@ -218,9 +210,6 @@ class NestedSm final : private SmPart {
       if( machine_ ) machine_->plinthDoZombieReactors( zombie );
    }
    bool partChangeMissed() override { return false; }   // the nested machine handles its own missed changes
-   void partScanAgain() override {
-      if( machine_ ) machine_->scanAgain();
-   }
 
    std::optional<Sm> machine_;
 };

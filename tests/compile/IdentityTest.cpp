@@ -82,13 +82,16 @@ TEST_F( IdentityTest, aVersionThatIsRaisedBeforeTheMachineIsNotifiedOfASequenceI
    EXPECT_TRUE( status( "M" )->seqStatus( 20 ) );
 }
 
-TEST_F( IdentityTest, aVersionThatIsRaisedBeforeTheMachineIsNotifiedOfAClauseIncludesIt ) {
-   const auto map = add( "M" );
-   const Reaction first( *map->mapEntry( 10 ), once( []( const auto & ) { return true; }, [ this ] { raise( "M" ); } ) );
+TEST_F( IdentityTest, aVersionThatIsRaisedInsideTheDeletionOfManySequencesNeedsNoMoreStack ) {
+   constexpr uint32_t kSequences = 20'000;
+   const auto map = add( "M", 1, 1 );
+   for( uint32_t seqno = 2; seqno <= kSequences; ++seqno ) map->mapEntryIs( seqno );
    start();
-   map->mapEntry( 10 )->permitIs( deny );
+   raise( "M" );
+   const Reaction reaction( *symbol( "M" )->notifier(), [ this ]( const Quoin::Change & ) { raise( "M" ); } );
+   map->mapEntryDelAll();
    run();
-   EXPECT_EQ( status( "M" )->seqStatus( 10 )->matchAction(), deny );
+   EXPECT_TRUE( status( "M" )->seqStatus().empty() );
 }
 
 TEST_F( IdentityTest, aSequenceIsReplacedWhileItsCopyIsCreated ) {

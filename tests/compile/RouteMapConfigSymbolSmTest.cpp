@@ -612,6 +612,18 @@ TEST_F( RouteMapConfigSymbolSmRecordsTest, theSymbolsOfAClauseAreReplacedByANewL
 
 // --- records of other route maps
 
+TEST_F( RouteMapConfigSymbolSmRecordsTest, aSequenceDeletedWhileItsFirstGenerationIsCompletedIsDeleted ) {
+   begin();
+   rm.map->mapEntryIs( 20 );
+   const auto & list = *rm.sm->modifiedRmSeqStatusList();
+   const Reaction reaction( list, [ & ]( const Quoin::Change & ) {
+      if( list.seqStatus().empty() ) rm.map->mapEntryDel( 20 );
+   } );
+   rm.raise();
+   EXPECT_THAT( rm.seqnos(), ElementsAre( 10 ) );
+   EXPECT_FALSE( rm.seq( 20 ) );
+}
+
 // The continue, and the undefined references of the callee, are applied after the clause whose subscriber deletes the sequence.
 TEST_F( RouteMapConfigSymbolSmRecordsTest, aSequenceDeletedWhileItsRecordsAreAppliedLeavesNothing ) {
    begin();

@@ -4,6 +4,7 @@
 #include <functional>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -48,6 +49,10 @@ TEST( String, copiesShareTheBytesWhichLiveAsLongAsOneOfThem ) {
    moved = *&moved;
    EXPECT_EQ( moved.view(), std::string( 100, 'x' ) );
    EXPECT_NE( moved.data(), String( moved.data() ).data() ) << "equal texts that are no copies";
+}
+
+TEST( String, aNullIsRefused ) {
+   EXPECT_THROW( String( static_cast<const char *>( nullptr ) ), std::logic_error );
 }
 
 TEST( String, hashSpreads ) {

@@ -389,7 +389,6 @@ struct Probe final : Zeugma::SmPart {
    void partNotificationActiveIs( bool active ) override { note( active ? "on" : "off" ); }
    void partZombieIs( bool zombie ) override { note( zombie ? "zombie" : "no zombie" ); }
    bool partChangeMissed() override { return std::exchange( missed, false ); }
-   void partScanAgain() override { note( "scans" ); }
    void note( const std::string & what ) const { story.note( name + " " + what + " (" + flagsOf( owner ) + ")" ); }
    BaseOutputSm & owner;
    Story & story;
@@ -777,18 +776,6 @@ TEST_F( NestedSmsTest, theOneMachineOfAnOwnerThatIsOffIsOff ) {
    outer->hasNotificationActiveIs( false );
    outer->nested.create( story );
    EXPECT_EQ( flagsOf( *outer->nested.machine() ), "off" );
-}
-
-TEST_F( NestedSmsTest, allNestedMachinesScanAgainWithTheirOwner ) {
-   const auto outer = makeSm<OneNestSm>();
-   outer->nested.create( story );
-   story.take();
-   outer->scanAgain();
-   EXPECT_THAT( story.take(), ElementsAre( "again", "a scans (on)", "b scans (on)" ) );
-   nest( 1 );
-   owner->scanAgain();
-   EXPECT_THAT( story.log,
-                ElementsAre( "owner again", "first scans (off)", "again", "a scans (off)", "b scans (off)", "last scans (off)" ) );
 }
 
 TEST_F( NestedSmsTest, theOneMachineIsCreatedOnce ) {
