@@ -46,8 +46,8 @@ void CommonComponentRmSeqConfigSmBase::handleChangeMissed() {
    forEachSupported( [ this ]( MatchOption option ) { handleMatchRule( option ); } );
 }
 
-void CommonComponentRmSeqConfigSmBase::traceHandler( const Plinth::TraceHandle & trace, const char * file, int line,
-                                                     const char * handler ) const {
+void CommonComponentRmSeqConfigSmBase::writeTrace( const Plinth::TraceHandle & trace, const char * file, int line,
+                                                   const char * handler ) const {
    PLINTH_TRACE( trace, level8 ) << file << ":" << line << " " << handler << " " << *this;
 }
 

@@ -38,10 +38,14 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSmBase : public CommonComponentR
    void handleChangeMissed() override;
    /// Traces the place of a handler and its machine. Every handler begins with it.
    void traceHandler( const Plinth::TraceHandle & trace, const char * file = __builtin_FILE(), int line = __builtin_LINE(),
-                      const char * handler = __builtin_FUNCTION() ) const;
+                      const char * handler = __builtin_FUNCTION() ) const {
+      if( trace.enabled( Plinth::TraceFacility::level8 ) ) [[unlikely]]
+         writeTrace( trace, file, line, handler );
+   }
 
  private:
    void handleSeqConfig( const Quoin::Change & change );
+   void writeTrace( const Plinth::TraceHandle & trace, const char * file, int line, const char * handler ) const;
 
    Quoin::String rmName_;
    Quoin::Ptr<const Routing::RouteMap::MapEntry> seqConfig_;

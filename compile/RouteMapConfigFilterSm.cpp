@@ -45,10 +45,6 @@ void RouteMapConfigFilterSm::handleInitialized() {
    RouteMapConfigSmBase::handleInitialized();
 }
 
-void RouteMapConfigFilterSm::handleRouteMapSeq() {
-   RouteMapConfigSmBase::handleRouteMapSeq();
-}
-
 // While sequences of the copy are created or deleted, their subscribers may change the version of the route map. The version is copied
 // when the copy is complete and all its subscribers are notified.
 void RouteMapConfigFilterSm::handleRouteMapSeq( uint32_t seqno ) {
@@ -61,11 +57,11 @@ void RouteMapConfigFilterSm::handleRouteMapSeq( uint32_t seqno ) {
 
 void RouteMapConfigFilterSm::copySeq( uint32_t seqno ) {
    const auto isFiltered = [ & ] { return filteredRmConfig_->mapEntry().find( seqno ) != nullptr; };
-   const auto sm = seqConfigSm_.find( seqno );
-   const bool isReplaced = sm && sm->seqConfig() != seqConfig( seqno );
-   if( isFiltered() && ( isReplaced || !seqConfig( seqno ) ) ) deleteSeq( seqno );
+   const auto * sm = seqConfigSm_.get( seqno );
+   const bool isReplaced = sm && sm->seqConfig().get() != seqConfigGet( seqno );
+   if( ( isReplaced || !seqConfigGet( seqno ) ) && isFiltered() ) deleteSeq( seqno );
    // A subscriber of the copy may have created the sequence, which is handled by now, or released this machine.
-   if( seqConfig( seqno ) && !isFiltered() && !zombieReactors() ) createSeq( seqno );
+   if( seqConfigGet( seqno ) && !isFiltered() && !zombieReactors() ) createSeq( seqno );
 }
 
 void RouteMapConfigFilterSm::createSeq( uint32_t seqno ) {
@@ -73,8 +69,11 @@ void RouteMapConfigFilterSm::createSeq( uint32_t seqno ) {
    const auto entry = seqConfig( seqno );
    const auto filteredEntry = filteredRmConfig_->mapEntryIs( seqno );
    // A subscriber of the copy may delete or replace the sequence: the new machine is then discarded.
-   const auto isOurs = [ & ] { return filteredRmConfig_->mapEntry( seqno ) == filteredEntry; };
-   const auto isStill = [ & ] { return seqConfig( seqno ) == entry && isOurs(); };
+   const auto isOurs = [ & ] {
+      const auto * copy = filteredRmConfig_->mapEntry().find( seqno );
+      return copy && *copy == filteredEntry;
+   };
+   const auto isStill = [ & ] { return seqConfigGet( seqno ) == entry.get() && isOurs(); };
    if( isStill() ) {
       const auto sm = filterHelper_->createSeqConfigSm( routeMap()->name(), entry, filteredEntry, filteredConfig_.get(),
                                                         routeMapBlockedSequenceList_, routeMapUpdateNotifier_ );
@@ -89,7 +88,7 @@ void RouteMapConfigFilterSm::deleteSeq( uint32_t seqno ) {
    PLINTH_TRACE( trace, level8 ) << "deleting seqno: " << seqno;
    const auto sm = seqConfigSm_.find( seqno );
    filteredRmConfig_->mapEntryDel( seqno );
-   if( seqConfigSm_.find( seqno ) == sm ) seqConfigSmDel( seqno );   // a blocked sequence stays in the list
+   if( seqConfigSm_.get( seqno ) == sm.get() ) seqConfigSmDel( seqno );   // a blocked sequence stays in the list
 }
 
 void RouteMapConfigFilterSm::handleVersion() {

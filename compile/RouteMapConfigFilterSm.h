@@ -22,7 +22,7 @@ class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase
    ~RouteMapConfigFilterSm() override;
 
    void handleRouteMapSeq( uint32_t seqno ) override;
-   void handleRouteMapSeq() override;
+   void handleRouteMapSeq() override { RouteMapConfigSmBase::handleRouteMapSeq(); }
    void handleVersion() override;
    void handleInitialized() override;
    void formatDerivedType( std::ostream & os ) const override;

@@ -11,12 +11,11 @@ RouteMapConfigSmBase::RouteMapConfigSmBase( const Quoin::Ptr<const Map> & routeM
 
 RouteMapConfigSmBase::~RouteMapConfigSmBase() = default;
 
-Quoin::Ptr<const MapEntry> RouteMapConfigSmBase::seqConfig( uint32_t seqno ) const {
-   if( !routeMap_ ) return nullptr;
+const MapEntry * RouteMapConfigSmBase::lookUp( uint32_t seqno ) const {
    const auto & entries = routeMap_->mapEntry();
-   if( !found_.entry || found_.seqno != seqno || found_.version != entries.version() )
-      found_ = { entries.find( seqno ), seqno, entries.version() };
-   return found_.entry ? Quoin::Ptr<const MapEntry>( *found_.entry ) : nullptr;
+   const auto * entry = entries.find( seqno );
+   found_ = { entry ? entry->get() : nullptr, seqno, entries.version() };
+   return found_.entry;
 }
 
 void RouteMapConfigSmBase::handleInitialized() {
@@ -27,7 +26,11 @@ void RouteMapConfigSmBase::handleInitialized() {
 
 void RouteMapConfigSmBase::handleRouteMapSeq() {
    if( !routeMap_ ) return;
-   for( auto i = routeMap_->mapEntry().first(); i; i.next() ) handleRouteMapSeq( i.key() );
+   const auto & entries = routeMap_->mapEntry();
+   for( auto i = entries.first(); i; i.next() ) {
+      found_ = { i.value().get(), i.key(), entries.version() };
+      handleRouteMapSeq( i.key() );
+   }
 }
 
 void RouteMapConfigSmBase::handleChangeMissed() {

@@ -31,7 +31,14 @@ class ROUTEPOLICY_API RouteMapConfigSmBase : public Zeugma::BaseOutputSm {
    virtual void handleInitialized();
 
    /// The configured sequence; null if it does not exist.
-   Quoin::Ptr<const Routing::RouteMap::MapEntry> seqConfig( uint32_t seqno ) const;
+   Quoin::Ptr<const Routing::RouteMap::MapEntry> seqConfig( uint32_t seqno ) const {
+      return Quoin::Ptr<const Routing::RouteMap::MapEntry>( seqConfigGet( seqno ) );
+   }
+   /// The same without a use of the sequence.
+   const Routing::RouteMap::MapEntry * seqConfigGet( uint32_t seqno ) const {
+      if( !routeMap_ ) return nullptr;
+      return found_.seqno == seqno && found_.version == routeMap_->mapEntry().version() ? found_.entry : lookUp( seqno );
+   }
 
  protected:
    /// Handles all sequences and the version again.
@@ -41,13 +48,14 @@ class ROUTEPOLICY_API RouteMapConfigSmBase : public Zeugma::BaseOutputSm {
    void handleMissedSeqs( const Sms & sms ) {
       if( !routeMap_ || !isMissed( sms ) ) return;
       for( auto i = sms.first(); i; i.next() )
-         if( const uint32_t seqno = i.key(); i.value()->seqConfig() != seqConfig( seqno ) ) handleRouteMapSeq( seqno );
+         if( const uint32_t seqno = i.key(); i.value()->seqConfig().get() != seqConfigGet( seqno ) ) handleRouteMapSeq( seqno );
       for( auto i = routeMap_->mapEntry().first(); i; i.next() )
          if( !sms.find( i.key() ) ) handleRouteMapSeq( i.key() );
    }
 
  private:
    void handleRouteMap( const Quoin::Change & change );
+   const Routing::RouteMap::MapEntry * lookUp( uint32_t seqno ) const;
    template <class Sms>
    bool isMissed( const Sms & sms ) const {
       return !std::ranges::equal( sms, routeMap_->mapEntry(), []( const auto & sm, const auto & entry ) {
@@ -55,9 +63,9 @@ class ROUTEPOLICY_API RouteMapConfigSmBase : public Zeugma::BaseOutputSm {
       } );
    }
 
-   // The last answer of seqConfig(): a handler asks several times for the sequence that it handles.
+   // The last answer of seqConfigGet(): a handler asks several times for the sequence that it handles.
    struct Found {
-      const Quoin::Ptr<Routing::RouteMap::MapEntry> * entry = nullptr;   // valid while the version is the same
+      const Routing::RouteMap::MapEntry * entry = nullptr;   // valid while the version is the same
       uint32_t seqno = 0, version = 0;
    };
 

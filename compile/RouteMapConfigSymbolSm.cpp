@@ -23,8 +23,26 @@ namespace {
 const Plinth::TraceHandle trace( "RouteMapConfigSymbolSm" );
 const Trailmark::MsgDesc updateTimer( "RouteMapConfigSymbolSm::updateRmStatusAndSymbol" );
 
-uint32_t versionOf( const PolicySymbol * symbol ) {
-   return symbol ? symbol->notifierVersion() : 0;
+// Whether any step of compilation may be traced. The traces tell first of the creation of all sequences, and then of their changes.
+bool isTraced() {
+   return std::ranges::any_of( Plinth::TraceHandle::all(),
+                               []( const auto * handle ) { return handle->level() != Plinth::TraceFacility::kOff; } );
+}
+
+template <class Option, class Clause>
+void traceClause( Option option, const Clause & clause ) {
+   PLINTH_TRACE( trace, level8 ) << option << ( clause ? " modified" : " deleted" );
+}
+
+// From now on, the sequence follows the route map of this symbol. Returns its present status, which the version is of.
+template <class SymbolSeq>
+Quoin::Ptr<const RouteMapStatus> follow( SymbolSeq & symbolSeq, const Quoin::Ptr<const RouteMapSymbol> & symbol, const char * kind ) {
+   const auto status = symbol ? symbol->rmStatus() : nullptr;
+   PLINTH_TRACE( trace, level8 ) << " changing " << kind << " symbol from=" << DisplayPointer::toString( symbolSeq.symbol().get() )
+                                 << " to=" << DisplayPointer::toString( symbol.get() );
+   symbolSeq.currentVersionIs( symbol ? symbol->notifierVersion() : 0 );
+   symbolSeq.symbolIs( symbol );
+   return status;
 }
 
 }   // namespace
@@ -74,8 +92,10 @@ void RouteMapConfigSymbolSm::handleInitialized() {
    // A sequence may have been deleted after an earlier machine published it, and before this machine was created.
    if( const auto status = rmSymbol_->rmStatus() )
       for( const auto & [ seqno, seqStatus ] : status->seqStatus() )
-         if( !seqConfig( seqno ) ) modifiedRmSeqStatusList_->seqStatusIs( ModifiedRouteMapSeqStatus( { seqno } ) );
+         if( !seqConfigGet( seqno ) ) modifiedRmSeqStatusList_->seqStatusIs( ModifiedRouteMapSeqStatus( { seqno } ) );
+   appliesAtOnce_ = !isTraced();
    RouteMapConfigSmBase::handleInitialized();
+   appliesAtOnce_ = false;
 }
 
 void RouteMapConfigSymbolSm::handleReactor( const Quoin::Change & change ) {
@@ -158,18 +178,14 @@ void RouteMapConfigSymbolSm::handleDeferred() {
 
 // ---- creation and deletion of sequences
 
-void RouteMapConfigSymbolSm::handleRouteMapSeq() {
-   RouteMapConfigSmBase::handleRouteMapSeq();
-}
-
 void RouteMapConfigSymbolSm::handleRouteMapSeq( uint32_t seqno ) {
    const auto isReplaced = [ & ] {
-      const auto sm = seqConfigSm_.find( seqno );
-      return sm && sm->seqConfig() != seqConfig( seqno );
+      const auto * sm = seqConfigSm_.get( seqno );
+      return sm && sm->seqConfig().get() != seqConfigGet( seqno );
    };
-   if( !seqConfig( seqno ) || isReplaced() ) deleteSeq( seqno );
+   if( !seqConfigGet( seqno ) || isReplaced() ) deleteSeq( seqno );
    // A subscriber of the publication may have created the sequence, which is handled by now, or released this machine.
-   if( seqConfig( seqno ) && !seqConfigSm_.find( seqno ) && !zombieReactors() ) createSeq( seqno );
+   if( seqConfigGet( seqno ) && !seqConfigSm_.get( seqno ) && !zombieReactors() ) createSeq( seqno );
 }
 
 void RouteMapConfigSymbolSm::seqConfigSmIs( uint32_t seqno, const Quoin::Ptr<RmSeqConfigSymbolSmBase> & sm ) {
@@ -183,15 +199,16 @@ void RouteMapConfigSymbolSm::createSeq( uint32_t seqno ) {
    const auto entry = seqConfig( seqno );
    const auto sm =
       rmConfigSymbolHelper_->createSeqConfigSm( routeMap()->name(), entry, rmSymbol_, rmConfigSymbolReactor_, routeMapOpModeNotifier_ );
-   if( seqConfig( seqno ) != entry ) {   // a subscriber may have deleted or replaced the sequence
+   if( seqConfigGet( seqno ) != entry.get() ) {   // a subscriber may have deleted or replaced the sequence
       if( rmSymbol_->rmStatus() ) maybeUpdateRmStatusAndSymbol();
       return;
    }
    seqConfigSmIs( seqno, sm );
-   if( seqConfigSm_.find( seqno ) != sm ) return;
+   if( seqConfigSm_.get( seqno ) != sm.get() ) return;
    undefinedReferenceSeq_->removeSeq( seqno );   // of a former sequence with this number and a pending tombstone
    modifiedRmSeqStatusList_->seqStatusIs(
       ModifiedRouteMapSeqStatus( { seqno }, RouteMapSeqStatus::newFrom( nullptr, seqno ), sm->undefinedRefsTracker() ) );
+   if( appliesAtOnce_ ) addChanges( seqno, *sm );   // while its records are in the cache
 }
 
 void RouteMapConfigSymbolSm::deleteSeq( uint32_t seqno ) {
@@ -199,7 +216,7 @@ void RouteMapConfigSymbolSm::deleteSeq( uint32_t seqno ) {
    seqConfigSmDel( seqno );
    continueSeqMap()->continueSeqDel( seqno );
    rmConfigSymbolReactor_->pendingUpdateDel( seqno );
-   if( seqConfigSm_.find( seqno ) ) return;   // a subscriber has created the sequence again, and its entry is in the list
+   if( seqConfigSm_.get( seqno ) ) return;   // a subscriber has created the sequence again, and its entry is in the list
    if( published( seqno ) ) {
       modifiedRmSeqStatusList_->seqStatusIs( ModifiedRouteMapSeqStatus( { seqno } ) );
    } else {   // never published
@@ -221,7 +238,7 @@ Quoin::Ptr<const RouteMapSeqStatus> RouteMapConfigSymbolSm::published( uint32_t 
 }
 
 Quoin::Ptr<SeqUndefinedReferencesOptionTracker> RouteMapConfigSymbolSm::trackerOf( uint32_t seqno ) const {
-   return seqConfigSm_.find( seqno )->undefinedRefsTracker();
+   return seqConfigSm_.get( seqno )->undefinedRefsTracker();
 }
 
 // ---- changes of the configuration
@@ -235,7 +252,7 @@ void RouteMapConfigSymbolSm::handleVersion() {
       if( rmConfigSymbolReactor_->pendingUpdate().empty() ) rmSymbol_->statusCurrentIs( true );
       return;
    }
-   addChangesToModifiedSeqStatusList();
+   if( !appliesAtOnce_ || hasModifiedSequence() ) addChangesToModifiedSeqStatusList();
    PLINTH_TRACE( trace, level8 ) << "changes added to " << name();
    maybeUpdateRmStatusAndSymbol();
 }
@@ -271,7 +288,7 @@ void RouteMapConfigSymbolSm::addChangesToModifiedSeqStatusList() {
    for( auto i = seqConfigSm().first(); i; i.next() ) {
       const auto sm = i.value();
       // The machine is yet to be notified that the sequence was deleted or replaced.
-      if( switchesOnNested() && sm->seqConfig() != seqConfig( i.key() ) ) continue;
+      if( switchesOnNested() && sm->seqConfig().get() != seqConfigGet( i.key() ) ) continue;
       addChanges( i.key(), *sm );
    }
 }
@@ -293,9 +310,11 @@ void RouteMapConfigSymbolSm::addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase
    if( left ) addPending( entry, left );
    sm.sequenceChange()->permitChangeIs( false );
    entry.seqStatus()->matchActionIs( seqConfig->permit() );
-   if( seqConfigSm_.find( seqno ).get() == &sm ) {
+   if( !sm.isModified() ) rmConfigSymbolReactor_->ledger()->appliedIs( seqno );
+   const auto * now = seqConfigSm_.get( seqno );
+   if( now == &sm ) {
       modifiedRmSeqStatusList_->seqStatusIs( entry );
-   } else if( !seqConfigSm_.find( seqno ) ) {   // a subscriber has deleted the sequence; what was entered afterwards is deleted too
+   } else if( !now ) {   // a subscriber has deleted the sequence; what was entered afterwards is deleted too
       undefinedReferenceSeq_->removeSeq( seqno );
       continueSeqMap()->continueSeqDel( seqno );
    }
@@ -303,19 +322,15 @@ void RouteMapConfigSymbolSm::addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase
 
 void RouteMapConfigSymbolSm::addMatcherChanges( ModifiedRouteMapSeqStatus & entry, RmSeqConfigSymbolSmBase & sm,
                                                 PendingSymbolUpdate * pending ) {
-   for( auto i = sm.sequenceChange()->matcherChange().safeIterator(); i; i.next() ) {
+   const auto changes = sm.sequenceChange();
+   for( auto i = changes->matcherChange().safeIterator(); i; i.next() ) {
       const MatchOption option = i.key();
-      const auto change = sm.sequenceChange()->matcherChange( option );
+      const auto change = changes->matcherChange( option );
       sm.handleMatcherApplied( *change, sm.sequenceChangeSym()->matcherChangeSymbol( option ).get() );
-      sm.sequenceChange()->matcherChangeDel( option );
+      changes->matcherChangeDel( option );
       if( pending ) pending->matcherChangeDel( option );   // the configuration has priority
-      if( change->matcher() ) {
-         PLINTH_TRACE( trace, level8 ) << option << " modified";
-         entry.seqStatus()->matcherIs( option, change->matcher() );
-      } else {
-         PLINTH_TRACE( trace, level8 ) << option << " deleted";
-         entry.seqStatus()->matcherDel( option );
-      }
+      traceClause( option, change->matcher() );
+      change->matcher() ? entry.seqStatus()->matcherIs( option, change->matcher() ) : entry.seqStatus()->matcherDel( option );
       entry.maybeSetUndefinedRefFlagFromMatcher( change );
    }
 }
@@ -326,13 +341,8 @@ void RouteMapConfigSymbolSm::addSetterChanges( ModifiedRouteMapSeqStatus & entry
       const SetOption option = i.key();
       const auto change = sm.sequenceChange()->setterChangeDel( option );
       if( pending ) pending->setterChangeDel( option );
-      if( change->setter() ) {
-         PLINTH_TRACE( trace, level8 ) << option << " modified";
-         entry.seqStatus()->setterIs( option, change->setter() );
-      } else {
-         PLINTH_TRACE( trace, level8 ) << option << " deleted";
-         entry.seqStatus()->setterDel( option );
-      }
+      traceClause( option, change->setter() );
+      change->setter() ? entry.seqStatus()->setterIs( option, change->setter() ) : entry.seqStatus()->setterDel( option );
       entry.maybeSetUndefinedRefFlagFromSetter( change );
    }
 }
@@ -357,18 +367,13 @@ void RouteMapConfigSymbolSm::addSubRouteMapChange( ModifiedRouteMapSeqStatus & e
    const auto change = sm.sequenceChangeSym()->subRouteMapChangeSymbol();
    if( !change ) return;
    sm.sequenceChangeSym()->subRouteMapChangeSymbolIs( nullptr );
-   const uint32_t seqno = entry.key().seqno;
-   const auto symbol = change->symbol();
-   const auto status = symbol ? symbol->rmStatus() : nullptr;
-   PLINTH_TRACE( trace, level8 ) << " changing sub-route-map symbol from=" << DisplayPointer::toString( sm.subRmSymSeq()->symbol().get() )
-                                 << " to=" << DisplayPointer::toString( symbol.get() );
+   const auto & symbol = change->symbol();
    if( symbol ) sm.handleSymbolNamed();
-   sm.subRmSymSeq()->currentVersionIs( versionOf( symbol.get() ) );
-   sm.subRmSymSeq()->symbolIs( symbol );
+   const auto status = follow( *sm.subRmSymSeq(), symbol, "sub-route-map" );
    entry.seqStatus()->subRouteMapIs( status );
    entry.seqStatus()->subInvertIs( symbol && invertResult );
    entry.setSubRouteMapUndefined( symbol && !status );
-   undefinedReferenceSeq_->updateSubRouteMapReference( seqno, status );
+   undefinedReferenceSeq_->updateSubRouteMapReference( entry.key().seqno, status );
    if( pending ) pending->hasSubRouteMapUpdateIs( false );
 }
 
@@ -377,13 +382,8 @@ void RouteMapConfigSymbolSm::addAggRoleAttrMapChange( ModifiedRouteMapSeqStatus 
    const auto change = sm.sequenceChangeSym()->aggRoleAttrMapChangeSymbol();
    if( !change ) return;
    sm.sequenceChangeSym()->aggRoleAttrMapChangeSymbolIs( nullptr );
-   const auto symbol = change->symbol();
-   const auto status = symbol ? symbol->rmStatus() : nullptr;
-   PLINTH_TRACE( trace, level8 ) << " changing AggRoleAttrMap symbol from="
-                                 << DisplayPointer::toString( sm.aggRoleAttrMapSymSeq()->symbol().get() )
-                                 << " to=" << DisplayPointer::toString( symbol.get() );
-   sm.aggRoleAttrMapSymSeq()->currentVersionIs( versionOf( symbol.get() ) );
-   sm.aggRoleAttrMapSymSeq()->symbolIs( symbol );
+   const auto & symbol = change->symbol();
+   const auto status = follow( *sm.aggRoleAttrMapSymSeq(), symbol, "AggRoleAttrMap" );
    entry.seqStatus()->aggRoleAttrMapIs( status );
    entry.setAggRoleAttrMapUndefined( symbol && !status );
    undefinedReferenceSeq_->updateAggRoleAttrMapReference( entry.key().seqno, status );
@@ -531,7 +531,7 @@ uint32_t RouteMapConfigSymbolSm::targetSeqnoForOrigin( uint32_t originSeqno ) co
    if( !continues ) return 0;
    const auto isKnown = [ this ]( uint32_t seqno ) { return modifiedRmSeqStatusList_->seqStatusGet( { seqno } ) || published( seqno ); };
    const uint32_t target = continues->target();
-   if( target != 0 ) return seqConfigSm_.find( target ) && isKnown( target ) ? target : 0;
+   if( target != 0 ) return seqConfigSm_.get( target ) && isKnown( target ) ? target : 0;
    if( originSeqno == std::numeric_limits<uint32_t>::max() ) return 0;   // no sequence can follow
    for( auto i = seqConfigSm().lowerBound( originSeqno + 1 ); i; i.next() )
       if( isKnown( i.key() ) ) return i.key();
@@ -578,10 +578,6 @@ void RouteMapConfigSymbolSm::linkContinues() {
    }
 }
 
-void RouteMapConfigSymbolSm::updateUndefinedReferenceSeq( const ModifiedRouteMapSeqStatus & entry ) {
-   undefinedReferenceSeq_->updateDirectSequenceReference( entry.key().seqno, entry );
-}
-
 // The features are those of the last generation and of the changed sequences, unless a changed sequence has lost a feature.
 Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::newRmStatus() {
    const auto & list = modifiedRmSeqStatusList_->seqStatus();
@@ -598,7 +594,7 @@ Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::newRmStatus() {
          newStatus->seqStatusDel( key.seqno );
          undefinedReferenceSeq_->removeSeq( key.seqno );
       } else if( entry.undefinedReferenceRequiresUpdate() ) {
-         updateUndefinedReferenceSeq( entry );
+         undefinedReferenceSeq_->updateDirectSequenceReference( key.seqno, entry );
       }
    }
    if( now.includes( before ) ) {

@@ -49,7 +49,7 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
 
    void formatDerivedType( std::ostream & os ) const override;
    void handleRouteMapSeq( uint32_t seqno ) override;
-   void handleRouteMapSeq() override;
+   void handleRouteMapSeq() override { RouteMapConfigSmBase::handleRouteMapSeq(); }
    void handleVersion() override;
    void handleInitialized() override;
    /// The work of the task: applies the pending updates, and publishes if possible.
@@ -125,7 +125,6 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    void updateRmStatusAndSymbol();
    void linkContinues();
    void maybeCloneSeqStatusToModifiedList( uint32_t seqno, uint32_t targetSeqno );
-   void updateUndefinedReferenceSeq( const ModifiedRouteMapSeqStatus & entry );
    Quoin::Ptr<RouteMapStatus> newRmStatus();
    Quoin::Ptr<RouteMapStatus> takeNextGeneration();
 
@@ -147,6 +146,7 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    Asked asked_ = Asked::nothing;   // requests during the step in progress
    bool inStep_ = false;
    bool inTurn_ = false;          // in handleDeferred()
+   bool appliesAtOnce_ = false;   // each new sequence, in the first compilation
    bool asksSequences_ = false;   // a sequence does not report to the ledger
 };
 

@@ -4,8 +4,7 @@ namespace Routing::Policy {
 
 SequenceLedger::~SequenceLedger() = default;
 
-void SequenceLedger::recordedIs( uint32_t seqno ) {
-   if( last_ == seqno ) return;
+void SequenceLedger::enter( uint32_t seqno ) {
    const auto at = recorded_.empty() || recorded_.back() < seqno ? recorded_.end() : std::ranges::lower_bound( recorded_, seqno );
    if( at == recorded_.end() || *at != seqno ) recorded_.insert( at, seqno );
    last_ = seqno;

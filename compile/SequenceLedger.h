@@ -21,7 +21,14 @@ class ROUTEPOLICY_API SequenceLedger final : public Quoin::Node {
    ~SequenceLedger() override;
 
    /// Enters a sequence whose records have changed.
-   void recordedIs( uint32_t seqno );
+   void recordedIs( uint32_t seqno ) {
+      if( last_ != seqno ) enter( seqno );
+   }
+   /// Deletes a sequence that is not modified any more, if it is the highest: the others are deleted by findModified().
+   void appliedIs( uint32_t seqno ) {
+      last_.reset();
+      if( !recorded_.empty() && recorded_.back() == seqno ) recorded_.pop_back();
+   }
    /// Whether a sequence that was entered is still modified, by `isModified( seqno )`. Deletes those that are not.
    template <class IsModified>
    bool findModified( IsModified && isModified ) {
@@ -37,6 +44,8 @@ class ROUTEPOLICY_API SequenceLedger final : public Quoin::Node {
    bool symbolsAreCurrent() const;
 
  private:
+   void enter( uint32_t seqno );
+
    std::vector<uint32_t> recorded_;   // ascending; sequences are mostly created in this order
    std::optional<uint32_t> last_;     // the sequence that was entered last: it is in `recorded_`
    Plinth::HashMap2018<Symbol, uint32_t> uses_;

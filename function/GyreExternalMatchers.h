@@ -14,6 +14,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -42,6 +43,18 @@ class ExternalListTable : public Plinth::DynArray<Quoin::Ptr<const Status>> {
    const Value * find( Key number ) const noexcept {
       const Value & status = ( *this )[ number ];
       return status ? &status : nullptr;
+   }
+   /// Stores a list; `list` is then the former one.
+   Plinth::Stored store( Key number, Value & list ) {
+      Value former = ( *this )[ number ];
+      if( !this->put( number, list ) ) return Plinth::Stored::nothing;
+      list = std::move( former );
+      return list ? Plinth::Stored::replaced : Plinth::Stored::added;
+   }
+   /// Removes the list of a number and returns it.
+   std::optional<Value> take( Key number ) {
+      Value former = ( *this )[ number ];
+      return this->erase( number ) ? std::optional<Value>( std::move( former ) ) : std::nullopt;
    }
    /// Empties the table and returns its former content.
    std::vector<std::pair<Key, Value>> takeAll() {

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "substrate/plinth/Exception.h"
+#include "substrate/plinth/Version.h"
 #include "substrate/quoin/Ptr.h"
 #include "substrate/quoin/Publisher.h"
 
@@ -57,8 +58,10 @@ void putMember( Publisher & publisher, Quoin::FieldId field, const char * mutato
                 const typename Collection::Key & key, typename Collection::Value value ) {
    if constexpr( requires { typename Collection::Value::element_type; } )
       if( !value ) throwMutatorArgNullPointerException( mutator );
-   const auto old = memberOf( collection, key );
-   if( collection.put( key, std::move( value ) ) ) publishMember( publisher, field, key, &old );
+   const Stored stored = collection.store( key, value );
+   if( stored == Stored::nothing ) return;
+   if( stored == Stored::added ) value = typename Collection::Value{};
+   publishMember( publisher, field, key, &value );
 }
 
 /// For collections whose owner does nothing when a member comes or goes.
@@ -69,8 +72,7 @@ struct NoLink {
 /// Removes the member under `key` and publishes the change. Does nothing if the key has no member.
 template <class Publisher, class Collection>
 void eraseMember( Publisher & publisher, Quoin::FieldId field, Collection & collection, const typename Collection::Key & key ) {
-   const auto old = memberOf( collection, key );
-   if( collection.erase( key ) ) publishMember( publisher, field, key, &old );
+   if( const auto old = collection.take( key ) ) publishMember( publisher, field, key, &*old );
 }
 
 /// Empties the collection first and then publishes the removal of every member, so no subscriber sees a half-empty collection. `unlink` is
@@ -110,11 +112,11 @@ typename Collection::Value findOrMakeMember( Publisher & publisher, Quoin::Field
 template <class Publisher, class Collection, class Unlink = NoLink>
 typename Collection::Value takeMember( Publisher & publisher, Quoin::FieldId field, Collection & collection,
                                        const typename Collection::Key & key, Unlink && unlink = {} ) {
-   auto old = memberOf( collection, key );
-   if( !collection.erase( key ) ) return old;
-   unlink( old );
-   publishMember( publisher, field, key, &old );
-   return old;
+   auto old = collection.take( key );
+   if( !old ) return {};
+   unlink( *old );
+   publishMember( publisher, field, key, &*old );
+   return *std::move( old );
 }
 
 // The same functions for a set, whose members are the keys themselves.
@@ -136,6 +138,7 @@ void eraseKey( Publisher & publisher, Quoin::FieldId field, Set & set, const K &
 /// Empties the set first and then publishes the removal of every key, as eraseAllMembers().
 template <class Publisher, class Set>
 void eraseAllKeys( Publisher & publisher, Quoin::FieldId field, Set & set ) {
+   if( set.empty() ) return;
    Quoin::ReleaseScope scope;
    for( const auto & key : set.takeAll() ) publisher.publishChangeRecursive( field, &key, nullptr, keyIsEq<typename Set::Key> );
 }

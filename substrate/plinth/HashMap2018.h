@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <type_traits>
 #include <unordered_map>
 #include <unordered_set>
@@ -50,22 +51,25 @@ class RowTable {
    const M * cend() const noexcept { return end(); }
    const M * find( const K & key ) const { return begin() + indexOf( key ); }
 
-   std::pair<M *, bool> insert( M member ) {
-      const size_t at = indexOf( keyOfMember<K>( member ) );
+   /// Adds a member of `key`, built from the key and `value`, unless the key has a member.
+   template <class... V>
+   std::pair<M *, bool> try_emplace( const K & key, V &&... value ) {
+      const size_t at = indexOf( key );
       const bool isNew = at == size();
-      if( isNew ) row_.insert( at, std::move( member ) );
+      if( isNew ) row_.insert( at, M( key, std::forward<V>( value )... ) );
       return { &row_[ at ], isNew };
    }
-   template <class V>
-   std::pair<M *, bool> try_emplace( const K & key, V && value ) {
-      return insert( M( key, std::forward<V>( value ) ) );
-   }
-   /// Removes the member under `key`, and returns a table with it.
-   RowTable extract( const K & key ) {
-      RowTable gone;
+   std::pair<M *, bool> insert( const M & key ) { return try_emplace( key ); }
+   /// What extract() has removed.
+   struct Extracted {
+      std::optional<M> member;
+      bool empty() const noexcept { return !member; }
+      auto & mapped() noexcept { return member->second; }
+   };
+   Extracted extract( const K & key ) {
       const size_t at = indexOf( key );
-      if( at == size() ) return gone;
-      gone.row_.insert( 0, std::move( row_[ at ] ) );
+      if( at == size() ) return {};
+      Extracted gone{ std::move( row_[ at ] ) };
       row_.erase( at );
       return gone;
    }
@@ -106,14 +110,7 @@ class HashCollection {
    bool contains( const K & key ) const { return table_ && table_->find( key ) != table_->end(); }
 
    /// Removes the member under `key`. Returns false if the key has no member.
-   bool erase( const K & key ) {
-      if( !table_ ) return false;
-      auto gone = table_->extract( key );   // destroyed when the new state is complete
-      if( gone.empty() ) return false;
-      if( table_->empty() ) table_.reset();
-      ++version_;
-      return true;
-   }
+   bool erase( const K & key ) { return !extract( key ).empty(); }
 
    /// Empties the collection and returns its members.
    Table takeAll() {
@@ -197,6 +194,15 @@ class HashCollection {
       table_ = std::move( table );   // only now: a failed insertion leaves an empty collection
       return inserted;
    }
+   /// Removes the member under `key`, and returns a node with it, which is destroyed when the new state is complete.
+   auto extract( const K & key ) {
+      if( !table_ ) return decltype( table_->extract( key ) )();
+      auto gone = table_->extract( key );
+      if( gone.empty() ) return gone;
+      if( table_->empty() ) table_.reset();
+      ++version_;
+      return gone;
+   }
    std::unique_ptr<Table> table_;   // null, or not empty
    Version version_;
 
@@ -221,14 +227,21 @@ class HashMap2018 : public HashCollection<K, TableOf<K, IsEq, RowTable<K, std::p
    }
 
    /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
-   bool put( const K & key, V value ) {
-      auto [ i, inserted ] = this->insert( [ & ]( auto & table ) { return table.try_emplace( key, value ); } );
+   bool put( const K & key, V value ) { return store( key, value ) != Stored::nothing; }
+   /// As put(). `value` is then the former value if it was replaced, and moved from if the key had no member.
+   Stored store( const K & key, V & value ) {
+      auto [ i, inserted ] = this->insert( [ & ]( auto & table ) { return table.try_emplace( key, std::move( value ) ); } );
       if( !inserted ) {
-         if( i->second == value ) return false;
+         if( i->second == value ) return Stored::nothing;
          std::swap( i->second, value );
       }
       ++this->version_;
-      return true;
+      return inserted ? Stored::added : Stored::replaced;
+   }
+   /// Removes the member under `key` and returns its value, which is destroyed when the new state is complete.
+   std::optional<V> take( const K & key ) {
+      auto member = this->extract( key );
+      return member.empty() ? std::nullopt : std::optional<V>( std::move( member.mapped() ) );
    }
 };
 

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <utility>
 
 #include "substrate/plinth/InlineRow.h"
@@ -36,27 +37,34 @@ class RbTreeMap {
    }
 
    /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
-   bool put( const K & key, V value ) {
+   bool put( const K & key, V value ) { return store( key, value ) != Stored::nothing; }
+   /// As put(). `value` is then the former value if it was replaced, and moved from if the key had no member.
+   Stored store( const K & key, V & value ) {
       auto i = row_.empty() || row_.back().first < key ? row_.end() : lowerBoundImpl( key );
       if( i == row_.end() || key < i->first ) {
-         row_.insert( indexOf( i ), Member( key, std::move( value ) ) );   // built before any member moves: `key` may alias a member's key
+         // The member is built before any other moves: `key` may alias a member's key.
+         row_.insert( indexOf( i ), Member( key, std::move( value ) ) );
       } else {
          V & stored = row_[ indexOf( i ) ].second;
-         if( stored == value ) return false;
-         std::swap( stored, value );   // the old value is destroyed when the new state is complete
+         if( stored == value ) return Stored::nothing;
+         std::swap( stored, value );   // the caller destroys the old value, when the new state is complete
+         ++version_;
+         return Stored::replaced;
       }
       ++version_;
-      return true;
+      return Stored::added;
    }
 
    /// Removes the member under `key`. Returns false if the key has no member.
-   bool erase( const K & key ) {
+   bool erase( const K & key ) { return take( key ).has_value(); }
+   /// Removes the member under `key` and returns its value, which is destroyed when the new state is complete.
+   std::optional<V> take( const K & key ) {
       auto i = lowerBoundImpl( key );
-      if( i == row_.end() || key < i->first ) return false;
-      [[maybe_unused]] const Member gone = std::move( row_[ indexOf( i ) ] );   // as above
+      if( i == row_.end() || key < i->first ) return {};
+      std::optional<V> gone( std::move( row_[ indexOf( i ) ].second ) );
       row_.erase( indexOf( i ) );
       ++version_;
-      return true;
+      return gone;
    }
 
    /// Empties the collection and returns its members.

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <iterator>
 #include <new>
+#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -67,35 +68,42 @@ class TreeMap {
    }
 
    /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
-   bool put( const K & key, V value ) {
+   bool put( const K & key, V value ) { return store( key, value ) != Stored::nothing; }
+   /// As put(). `value` is then the former value if it was replaced, and moved from if the key had no member.
+   Stored store( const K & key, V & value ) {
       const Place at = placeOf( key );
       if( const Member * found = memberAt( at, key ) ) {
-         if( found->second == value ) return false;
+         if( found->second == value ) return Stored::nothing;
          const Handle former = own( at.block, 0 );
-         std::swap( row_[ at.block ]->at( at.index ).second, value );   // the old value is destroyed when the new state is complete
+         std::swap( row_[ at.block ]->at( at.index ).second, value );   // the caller destroys the old value, when the new state is complete
          ++version_;
-      } else {
-         insert( at, Member( key, std::move( value ) ) );   // built before any member moves: `key` may alias a member's key
+         return Stored::replaced;
       }
-      return true;
+      insert( at, Member( key, std::move( value ) ) );   // built before any member moves: `key` may alias a member's key
+      return Stored::added;
    }
 
    /// Removes the member under `key`. Returns false if the key has no member.
-   bool erase( const K & key ) {
+   bool erase( const K & key ) { return take( key ).has_value(); }
+   /// Removes the member under `key` and returns its value, which is destroyed when the new state is complete.
+   std::optional<V> take( const K & key ) {
+      std::optional<V> gone;
       const Place at = placeOf( key );
-      if( !memberAt( at, key ) ) return false;
+      const Member * found = memberAt( at, key );
+      if( !found ) return gone;
       Handle former;
-      if( row_[ at.block ]->size() == 1 ) {
+      if( Block & block = *row_[ at.block ]; block.size() == 1 ) {
+         block.isShared() ? gone.emplace( found->second ) : gone.emplace( std::move( block.at( 0 ).second ) );
          former = std::move( row_[ at.block ] );
          row_.erase( at.block );
-         removed();
       } else {
          former = own( at.block, 0 );
-         [[maybe_unused]] const Member gone = row_[ at.block ]->take( at.index );   // as above
+         gone.emplace( row_[ at.block ]->take( at.index ).second );
          join( at.block );
-         removed();
       }
-      return true;
+      --count_;
+      ++version_;
+      return gone;
    }
 
    /// Empties the collection and returns its members.
@@ -232,21 +240,24 @@ class TreeMap {
 
       size_t size() const noexcept { return size_; }
       size_t capacity() const noexcept { return capacity_; }
-      Member * begin() noexcept { return reinterpret_cast<Member *>( this + 1 ); }
+      Member * begin() noexcept { return reinterpret_cast<Member *>( this + 1 ) + first_; }
       Member * end() noexcept { return begin() + size_; }
       Member & at( size_t index ) noexcept { return begin()[ index ]; }
 
       // For these functions the caller has made the block its own, with room.
-      void insert( size_t index, Member && member ) noexcept {
-         for( size_t i = size_; i != index; --i ) relocate( begin() + i, begin() + i - 1 );
-         new( begin() + index ) Member( std::move( member ) );
-         ++size_;
-      }
+      void insert( size_t index, Member && member ) noexcept { new( open( index, 1 ) ) Member( std::move( member ) ); }
+      // Leaves the room of an empty block in front: members will be added there.
+      void fillFromTheEnd() noexcept { first_ = capacity_; }
       Member take( size_t index ) noexcept {
          Member taken( std::move( at( index ) ) );
          at( index ).~Member();
          --size_;
-         for( size_t i = index; i != size_; ++i ) relocate( begin() + i, begin() + i + 1 );
+         if( index < size_ - index ) {
+            for( size_t i = index; i != 0; --i ) relocate( begin() + i, begin() + i - 1 );
+            ++first_;
+         } else {
+            for( size_t i = index; i != size_; ++i ) relocate( begin() + i, begin() + i + 1 );
+         }
          return taken;
       }
       // Moves the members from `index` on behind the members of `to`.
@@ -256,10 +267,7 @@ class TreeMap {
       }
       // Puts the members of `from` in front of the own members or behind them. A shared block keeps its members.
       void join( Block & from, bool inFront ) noexcept {
-         if( inFront )
-            for( size_t i = size_; i-- != 0; ) relocate( begin() + i + from.size_, begin() + i );
-         Member * to = inFront ? begin() : end();
-         size_ = static_cast<uint16_t>( size_ + from.size_ );
+         Member * to = open( inFront ? 0 : size_, from.size_ );
          if( !from.isShared() ) {
             for( size_t i = 0; i != from.size_; ++i ) relocate( to++, from.begin() + i );
             from.size_ = 0;
@@ -274,10 +282,30 @@ class TreeMap {
          new( to ) Member( std::move( *from ) );
          from->~Member();
       }
+      // Opens a gap at `index`, which the caller fills. Moves the members on that side of the gap where there is room; where there is room
+      // on both sides, the fewer ones.
+      Member * open( size_t index, size_t count ) noexcept {
+         const auto fits = [ & ]( size_t at ) { return at + size_ + count <= capacity_; };
+         if( count <= first_ && ( index < size_ - index || !fits( first_ ) ) ) {
+            for( size_t i = 0; i != index; ++i ) relocate( begin() + i - count, begin() + i );
+            first_ = static_cast<uint16_t>( first_ - count );
+         } else {
+            if( !fits( first_ ) ) moveToStart();
+            for( size_t i = size_; i != index; --i ) relocate( begin() + i + count - 1, begin() + i - 1 );
+         }
+         size_ = static_cast<uint16_t>( size_ + count );
+         return begin() + index;
+      }
+      void moveToStart() noexcept {
+         Member * from = begin();
+         first_ = 0;
+         for( size_t i = 0; i != size_; ++i ) relocate( begin() + i, from + i );
+      }
 
       Quoin::UseCount uses_;
       uint16_t size_ = 0;
       uint16_t capacity_;
+      uint16_t first_ = 0;   // the place of the first member: the rest of the room is in front of the members and behind them
    };
 
    struct Place {
@@ -358,7 +386,9 @@ class TreeMap {
          if( isBehind ) {
             place = at.block + 1;
             at = { place, 0 };
-         } else if( at.index != 0 ) {
+         } else if( at.index == 0 ) {
+            if( isFull ) made->fillFromTheEnd();
+         } else {
             former = own( at.block, kFull );
             row_[ at.block ]->moveTail( kFull / 2, *made );
             place = at.block + 1;
@@ -383,10 +413,6 @@ class TreeMap {
       const size_t other = inFront ? block - 1 : block + 1;
       row_[ block ]->join( *row_[ other ], inFront );
       row_.erase( other );
-   }
-   void removed() noexcept {
-      --count_;
-      ++version_;
    }
 
    InlineRow<Handle, 1> row_;

@@ -1,5 +1,5 @@
 /// @file substrate/plinth/Version.h
-/// The change counter of a collection. Iterators compare it to notice that their collection has changed.
+/// The change counter of a collection, which iterators compare to notice that their collection has changed; and the answer of its writer.
 #pragma once
 
 #include <cstdint>
@@ -30,5 +30,8 @@ class Version {
  private:
    uint32_t number_ = 0;
 };
+
+/// What the write of a member has done.
+enum class Stored : uint8_t { nothing, added, replaced };
 
 }   // namespace Plinth

@@ -147,9 +147,11 @@ class NestedSms final : private SmPart {
 
    const Machines & machines() const noexcept { return machines_; }
    /// The machine under `key`, or null.
-   Quoin::Ptr<Sm> find( const K & key ) const {
+   Quoin::Ptr<Sm> find( const K & key ) const { return Quoin::Ptr<Sm>( get( key ) ); }
+   /// The same without a use of the machine.
+   Sm * get( const K & key ) const {
       auto * found = machines_.find( key );
-      return found ? *found : nullptr;
+      return found ? found->get() : nullptr;
    }
    /// Nests a machine under `key`, replacing the previous one, and switches it on. Switching it on may remove it again.
    /// Errors: MutatorArgNullPointerException on null.

@@ -173,6 +173,16 @@ TEST_F( RouteMapConfigSymbolSmTest, createsOneMachinePerSequenceInAscendingOrder
    EXPECT_EQ( helper->asked.size(), 3u );
 }
 
+TEST_F( RouteMapConfigSymbolSmTest, tracesTheCreationOfAllSequencesBeforeTheirChanges ) {
+   for( const uint32_t seqno : { 10, 20 } ) entry( seqno )->matchRuleIs( matchTag( seqno ) );
+   TraceLog log( "RouteMapConfigSymbolSm" );
+   rm.start();
+   const auto traces = log.take();
+   ASSERT_GE( traces.size(), 3u );
+   EXPECT_THAT( Texts( traces.begin(), traces.begin() + 3 ),
+                ElementsAre( "creating seqno: 10", "creating seqno: 20", "matchTag modified" ) );
+}
+
 TEST_F( RouteMapConfigSymbolSmTest, aNewSequenceWaitsForTheVersion ) {
    rm.map->versionIs( 1 );
    rm.start();
