@@ -1,5 +1,7 @@
 #include "compile/CommonComponentRouteMapSeqConfigSm.h"
 
+#include <utility>
+
 #include "policy/DistanceSetter.h"
 #include "substrate/quoin/DisplayPointer.h"
 
@@ -106,10 +108,10 @@ void CommonComponentRmSeqConfigSymbolSm::handleContinueSeq() {
 
 void CommonComponentRmSeqConfigSymbolSm::handleSetFlags() {
    traceHandler( trace );
-   rmSymbol_->statusCurrentIs( false );
    const auto flags = seqConfig()->setFlags();
-   if( ( flags ^ currentSetFlags_ ) & MapEntry::continueSeqSet ) handleContinueSeq();
-   currentSetFlags_ = flags;
+   const bool isChanged = ( flags ^ std::exchange( currentSetFlags_, flags ) ) & MapEntry::continueSeqSet;
+   rmSymbol_->statusCurrentIs( false );   // a subscriber may write the flags again
+   if( isChanged ) handleContinueSeq();
 }
 
 void CommonComponentRmSeqConfigSymbolSm::handleDistance() {

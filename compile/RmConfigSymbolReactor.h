@@ -40,6 +40,16 @@ class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode 
       Plinth::putMember( publisher_, Quoin::FieldId( Field::pendingUpdate ), "", pendingUpdate_, seqno, made );
    }
 
+   /// Deletes the pending update of a sequence; does nothing if it does not exist. Calls `apply( update )` before the deletion is published,
+   /// because a subscriber may change a list of the update: what is compared with the changed list then includes the update.
+   template <class Apply>
+   void pendingUpdateApply( uint32_t seqno, const Apply & apply ) {
+      const auto update = pendingUpdate_.take( seqno );
+      if( !update ) return;
+      apply( *update );
+      Plinth::publishMember( publisher_, Quoin::FieldId( Field::pendingUpdate ), seqno, &*update );
+   }
+
    /// Adds to the counter, modulo 256.
    void reevaluateInc( uint8_t n ) { reevaluateIs( static_cast<uint8_t>( reevaluate() + n ) ); }
    /// Removes one clause from the pending update of a sequence. The update stays, even if it is empty.

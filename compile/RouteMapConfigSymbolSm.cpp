@@ -298,6 +298,9 @@ void RouteMapConfigSymbolSm::addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase
    const auto seqConfig = this->seqConfig( seqno );
    QUOIN_ASSERT( seqConfig, "seqConfig" );
    auto entry = getOrCreateModifiedSeqStatusEntry( seqno );
+   const auto store = [ & ] {
+      if( seqConfigSm_.get( seqno ) == &sm ) modifiedRmSeqStatusList_->seqStatusIs( entry );
+   };
    const auto pending = rmConfigSymbolReactor_->pendingUpdate( seqno );
    addMatcherChanges( entry, sm, pending.get() );
    addSetterChanges( entry, sm, pending.get() );
@@ -305,16 +308,15 @@ void RouteMapConfigSymbolSm::addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase
    addSubRouteMapChange( entry, sm, pending.get(), seqConfig->subRouteMap().invertResult );
    addAggRoleAttrMapChange( entry, sm, pending.get() );
    addSymbols( sm );
-   Quoin::Ptr<PendingSymbolUpdate> left = rmConfigSymbolReactor_->pendingUpdate( seqno );   // the calls above may have created it
-   rmConfigSymbolReactor_->pendingUpdateDel( seqno );
-   if( left ) addPending( entry, left );
+   rmConfigSymbolReactor_->pendingUpdateApply( seqno, [ & ]( const auto & left ) {   // the calls above may have created it
+      addPending( entry, left );
+      store();
+   } );
    sm.sequenceChange()->permitChangeIs( false );
    entry.seqStatus()->matchActionIs( seqConfig->permit() );
    if( !sm.isModified() ) rmConfigSymbolReactor_->ledger()->appliedIs( seqno );
-   const auto * now = seqConfigSm_.get( seqno );
-   if( now == &sm ) {
-      modifiedRmSeqStatusList_->seqStatusIs( entry );
-   } else if( !now ) {   // a subscriber has deleted the sequence; what was entered afterwards is deleted too
+   store();
+   if( !seqConfigSm_.get( seqno ) ) {   // a subscriber has deleted the sequence; what was entered afterwards is deleted too
       undefinedReferenceSeq_->removeSeq( seqno );
       continueSeqMap()->continueSeqDel( seqno );
    }
@@ -445,16 +447,16 @@ void RouteMapConfigSymbolSm::handleRouteMapSymbolUpdateTask() {
 
 void RouteMapConfigSymbolSm::addPendingUpdate( uint32_t seqno ) {
    const Step step( *this );
-   const auto sm = seqConfigSm_.find( seqno );
-   const auto pending = rmConfigSymbolReactor_->pendingUpdateDel( seqno );
-   if( pending->hasNoPendingChanges() || !sm || seqConfigSm_.find( seqno ) != sm ) {
-      PLINTH_TRACE( trace, level8 ) << "seqno " << seqno << " has no changes";
-      return;
-   }
-   auto entry = getOrCreateModifiedSeqStatusEntry( seqno );
-   addPending( entry, pending );
-   modifiedRmSeqStatusList_->seqStatusIs( entry );
-   PLINTH_TRACE( trace, level8 ) << "symbol updates added to " << name() << ", seqno " << seqno;
+   rmConfigSymbolReactor_->pendingUpdateApply( seqno, [ & ]( const auto & pending ) {
+      if( pending->hasNoPendingChanges() || !seqConfigSm_.get( seqno ) ) {
+         PLINTH_TRACE( trace, level8 ) << "seqno " << seqno << " has no changes";
+         return;
+      }
+      auto entry = getOrCreateModifiedSeqStatusEntry( seqno );
+      addPending( entry, pending );
+      modifiedRmSeqStatusList_->seqStatusIs( entry );
+      PLINTH_TRACE( trace, level8 ) << "symbol updates added to " << name() << ", seqno " << seqno;
+   } );
 }
 
 // ---- the decision to publish

@@ -417,6 +417,19 @@ TEST_F( CommonComponentRmSeqConfigSymbolSmTest, onlyTheContinueFlagOfAllFlagsIsR
    EXPECT_EQ( sm->currentSetFlags(), 0u );
 }
 
+TEST_F( CommonComponentRmSeqConfigSymbolSmTest, aContinueMayBeTakenBackWhileItIsRecorded ) {
+   makeDrained();
+   rmSymbol->statusCurrentIs( true );
+   const CompileFixtures::Reaction takesBack( *rmSymbol, [ this ]( const Quoin::Change & ) {
+      entry->continueSeqIs( 30 );
+      entry->setFlagsIs( 0 );
+   } );
+   entry->setFlagsIs( kContinue );
+   ASSERT_TRUE( change->continueChange() );
+   EXPECT_FALSE( change->continueChange()->enabled() );
+   EXPECT_EQ( sm->currentSetFlags(), 0u );
+}
+
 TEST_F( CommonComponentRmSeqConfigSymbolSmTest, aContinueAtCreationIsHandledTwiceAndRecordedOnce ) {
    for( const MapEntry::SetFlags flags : { kContinue, 1u } ) {
       entry->setFlagsIs( flags );

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -271,6 +272,30 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aClauseMayChangeWhileAChangeOfItsLis
       one.run();
       EXPECT_EQ( shapeOf( *one.status() ), row.otherList ? "10:1+0" : "10:0+0" );
       EXPECT_EQ( listOf( one.seq( 10 ) ), row.otherList ? other.symbol->status().get() : nullptr );
+      expectSettled( one );
+   }
+}
+
+// --- while an update is applied
+
+TEST_F( RouteMapConfigSymbolSmReactionTest, aListMayBeDeletedWhenItsUpdateLeavesTheMailbox ) {
+   for( const bool byVersion : { false, true } ) {
+      SCOPED_TRACE( byVersion ? "the version applies it" : "the task applies it" );
+      std::optional<List> found( std::in_place, agent, "FOUND" );
+      Compiled one( agent, "ONE" );
+      one.map->mapEntryIs( 10 )->matchRuleIs( matchPrefixList( "FOUND" ) );
+      one.start();
+      found->publish();
+      ASSERT_TRUE( one.reactor->pendingUpdate( 10 ) );
+      const Reaction leaves( *one.reactor, [ & ]( const Quoin::Change & ) {
+         if( !one.reactor->pendingUpdate( 10 ) ) found.reset();
+      } );
+      one.map->mapEntryIs( 20 );
+      byVersion ? one.raise() : one.run();
+      EXPECT_FALSE( found );
+      one.run();
+      one.raise();
+      EXPECT_EQ( listOf( one.seq( 10 ) ), nullptr ) << "as it was published before";
       expectSettled( one );
    }
 }
