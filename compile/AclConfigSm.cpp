@@ -26,14 +26,6 @@ AclConfigSm::AclConfigSm( const Quoin::Ptr<const Acl::Input::Config> & config,
    handleConfig();
 }
 
-AclConfigSm::~AclConfigSm() {
-   stop();
-}
-
-void AclConfigSm::formatDerivedType( std::ostream & os ) const {
-   os << "access-lists";
-}
-
 void AclConfigSm::handleChangeMissed() {
    const auto known = ipConfigSm_.find( AclType::ipv4 );
    const auto type = config_->aclType( AclType::ipv4 );

@@ -19,9 +19,9 @@ class ROUTEPOLICY_API AclConfigSm final : public Zeugma::BaseOutputSm {
    AclConfigSm( const Quoin::Ptr<const Acl::Input::Config> & config,
                 const Quoin::Ptr<const Routing::RouteMap::IpAccessListSymbolDedupTable> & dedupTable,
                 const Quoin::Ptr<Plinth::Clock> & clock );
-   ~AclConfigSm() override;
+   ~AclConfigSm() override { stop(); }
 
-   void formatDerivedType( std::ostream & os ) const override;
+   void formatDerivedType( std::ostream & os ) const override { os << "access-lists"; }
    /// Creates the machines of all configured types.
    void handleConfig();
    /// The reaction to a type that was created or deleted.

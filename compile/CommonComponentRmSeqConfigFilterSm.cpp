@@ -81,7 +81,7 @@ void CommonComponentRmSeqConfigFilterSm::handleMatchRule( MatchOption option ) {
    traceHandler( trace );
    const auto * rule = seqConfig()->matchRule().find( option );
    if( !rule ) return filteredSeqConfig_->matchRuleDel( option );
-   if( CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ) ) filteredSeqConfig_->matchRuleIs( *rule );
+   if( matchRuleSupported( option ) ) filteredSeqConfig_->matchRuleIs( *rule );
 }
 
 void CommonComponentRmSeqConfigFilterSm::handleSubRouteMap() {

@@ -80,10 +80,6 @@ CommonComponentRmSeqConfigSymbolSm::CommonComponentRmSeqConfigSymbolSm(
    handleInitialized();
 }
 
-CommonComponentRmSeqConfigSymbolSm::~CommonComponentRmSeqConfigSymbolSm() {
-   stop();
-}
-
 void CommonComponentRmSeqConfigSymbolSm::onChange( const Quoin::Change & ) {
    if( hasNotificationActive() && !zombieReactors() ) handleRouteMapOpMode();
 }
@@ -97,31 +93,32 @@ void CommonComponentRmSeqConfigSymbolSm::handleDescription( uint32_t ) {
    traceHandler( trace );
 }
 
+// Each handler records the change before it notifies the subscribers of the symbol: a version that one of them raises includes the change.
+
 void CommonComponentRmSeqConfigSymbolSm::handleContinueSeq() {
    traceHandler( trace );
-   rmSymbol_->statusCurrentIs( false );
    const bool enabled = seqConfig()->setFlags() & MapEntry::continueSeqSet;
    auto change = Quoin::makeNode<ContinueChange>( enabled );
    if( enabled ) change->continueSeqIs( seqConfig()->continueSeq() );
    sequenceChange_->continueChangeIs( change );
+   rmSymbol_->statusCurrentIs( false );
 }
 
 void CommonComponentRmSeqConfigSymbolSm::handleSetFlags() {
    traceHandler( trace );
    const auto flags = seqConfig()->setFlags();
    const bool isChanged = ( flags ^ std::exchange( currentSetFlags_, flags ) ) & MapEntry::continueSeqSet;
-   rmSymbol_->statusCurrentIs( false );   // a subscriber may write the flags again
-   if( isChanged ) handleContinueSeq();
+   isChanged ? handleContinueSeq() : rmSymbol_->statusCurrentIs( false );
 }
 
 void CommonComponentRmSeqConfigSymbolSm::handleDistance() {
    traceHandler( trace );
-   rmSymbol_->statusCurrentIs( false );
    const auto change = sequenceChange_->setterChangeIs( SetOption::setDistance );
-   const uint32_t distance = seqConfig()->distance();
-   if( distance == 0 ) return;   // a new record deletes the setter; a pending record keeps its setter
-   PLINTH_TRACE( trace, level8 ) << "Instantiating distanceSetter with " << distance;
-   change->setterIs( Quoin::makeNode<DistanceSetter>( static_cast<RoutePreference>( distance ) ) );
+   if( const uint32_t distance = seqConfig()->distance(); distance != 0 ) {
+      PLINTH_TRACE( trace, level8 ) << "Instantiating distanceSetter with " << distance;
+      change->setterIs( Quoin::makeNode<DistanceSetter>( static_cast<RoutePreference>( distance ) ) );
+   }   // else a new record deletes the setter, and a pending record keeps its setter
+   rmSymbol_->statusCurrentIs( false );
 }
 
 void CommonComponentRmSeqConfigSymbolSm::handleSubRouteMap() {
@@ -143,28 +140,26 @@ void CommonComponentRmSeqConfigSymbolSm::handleRouteMapOpMode() {
 
 void CommonComponentRmSeqConfigSymbolSm::handleMatchRule( MatchOption option ) {
    traceHandler( trace );
-   if( !CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ) ) return;
+   if( !matchRuleSupported( option ) ) return;
    const auto change = sequenceChange_->matcherChangeIs( option );
-   change->listIs( matchOption( option ).list );
-   sequenceChangeSym_->matcherChangeSymbolIs( option )->matchSymbolDelAll();
-   if( !seqConfig()->matchRule().find( option ) ) {
-      // A new record deletes the matcher. A pending record keeps its matcher if the option is common, and loses it if the option is the
-      // agent's.
-      if( isOwn( option ) ) change->matcherIs( nullptr );
+   const auto symbols = sequenceChangeSym_->matcherChangeSymbolIs( option );
+   symbols->matchSymbolDelAll();
+   if( const auto * rule = seqConfig()->matchRule().find( option ) ) {
+      matchRuleIs( *change, *symbols, *rule, *policyRoot_, ownOptions() );
+      rmSymbol_->statusCurrentIs( false );
+      if( !seqConfig()->matchRule().find( option ) ) change->matcherIs( nullptr );   // a subscriber has deleted the clause
       return;
    }
-   rmSymbol_->statusCurrentIs( false );
-   // A subscriber may have edited, compiled or deleted the sequence.
-   const auto * rule = seqConfig()->matchRule().find( option );
-   if( rule && !zombieReactors() )
-      matchRuleIs( *sequenceChange_->matcherChangeIs( option ), *sequenceChangeSym_->matcherChangeSymbolIs( option ), *rule, *policyRoot_,
-                   ownOptions() );
+   change->listIs( matchOption( option ).list );
+   // A new record deletes the matcher. A pending record keeps its matcher if the option is common, and loses it if the option is the
+   // agent's.
+   if( isOwn( option ) ) change->matcherIs( nullptr );
 }
 
 void CommonComponentRmSeqConfigSymbolSm::handleMatcherApplied( MatcherChange & change, const MatcherChangeSymbol * symbols ) const {
    const MatchOption option = change.option();
    const auto * rule = seqConfig()->matchRule().find( option );
-   if( !rule || !CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ) ) return;
+   if( !rule || !matchRuleSupported( option ) ) return;
    if( !symbols || symbols->matchSymbol().count() != 1 ) return;
    const auto & symbol = **symbols->matchSymbol().begin();
    const auto & row = listOptionRow( option, ownOptions() );

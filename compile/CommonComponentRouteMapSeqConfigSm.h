@@ -61,7 +61,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
                                        const Quoin::Ptr<SequenceChangeSymbol> & sequenceChangeSym,
                                        const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
                                        std::span<const MatchOptionRow> ownOptions = {} );
-   ~CommonComponentRmSeqConfigSymbolSm() override;
+   ~CommonComponentRmSeqConfigSymbolSm() override { stop(); }
 
    void handlePermit() override;
    void handleSubRouteMap() override;
@@ -84,7 +84,7 @@ class ROUTEPOLICY_API CommonComponentRmSeqConfigSymbolSm final : public CommonCo
    Routing::RouteMap::MapEntry::SetFlags currentSetFlags() const noexcept { return currentSetFlags_; }
 
  private:
-   // The reaction to a change of the mode, which is only traced. A Reactor would take twice the memory, to repeat missed changes.
+   // A change of the mode is only traced. A Reactor would also repeat missed changes, and needs twice the memory.
    void onChange( const Quoin::Change & change ) override;
 
    Quoin::Ptr<RouteMapSymbol> rmSymbol_;

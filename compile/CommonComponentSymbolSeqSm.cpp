@@ -24,8 +24,6 @@ const Trailmark::MsgDesc modifiedMsg( " RouteMapName={}, seqNum={}, match option
 
 }   // namespace
 
-PolicyMatchSymbolNotifierMap::~PolicyMatchSymbolNotifierMap() = default;
-
 CommonComponentSymbolSeqSm::CommonComponentSymbolSeqSm( const Quoin::Ptr<const MapEntry> & seqConfig,
                                                         const Quoin::Ptr<RouteMapSymbol> & rmSymbol,
                                                         const Quoin::Ptr<const MatchSymbolSeq> & matchSymbolSeq,
@@ -63,10 +61,6 @@ void CommonComponentSymbolSeqSm::handleChangeMissed() {
    refreshSubRouteMapSymbolNotifier();
 }
 
-void CommonComponentSymbolSeqSm::handleMatchSymbols( const Quoin::Change & change ) {
-   handleMatchSymbolSeq( Plinth::keyOf<MatchOption>( change ) );
-}
-
 // The sequence in the next generation, or else in the published one.
 Quoin::Ptr<const RouteMapSeqStatus> CommonComponentSymbolSeqSm::seqStatus() const {
    if( const auto & list = rmConfigSymbolReactor_->modifiedRmSeqStatusList() )
@@ -79,24 +73,17 @@ Quoin::Ptr<const RouteMapSeqStatus> CommonComponentSymbolSeqSm::seqStatus() cons
 
 void CommonComponentSymbolSeqSm::handleMatchSymbolSeq( MatchOption option ) {
    PLINTH_TRACE( trace, level8 ) << "match option: " << option;
-   if( !CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ) ) return;
+   if( !matchRuleSupported( option ) ) return;
    const auto list = matchSymbolSeq_ ? matchSymbolSeq_->policySymbolList( option ) : nullptr;
-   if( !list || list->policySymbol().empty() ) return matchSymbolNotifierCollDel( option );
+   if( !list || list->policySymbol().empty() ) {
+      matchSymbolNotifierColl_.erase( option );
+      return matchSymNotifierMapIs( option, nullptr );
+   }
    auto map = Quoin::makeNode<PolicyMatchSymbolNotifierMap>( option );
    for( const auto & symbol : list->policySymbol() )
       if( const auto & notifier = symbol->notifier() ) map->policyMatchSymbolNotifierIs( symbol, notifier );
-   matchSymbolNotifierCollIs( option, map );
-}
-
-void CommonComponentSymbolSeqSm::matchSymbolNotifierCollIs( MatchOption option,
-                                                            const Quoin::Ptr<const PolicyMatchSymbolNotifierMap> & map ) {
    matchSymbolNotifierColl_.put( option, map );
    matchSymNotifierMapIs( option, map );
-}
-
-void CommonComponentSymbolSeqSm::matchSymbolNotifierCollDel( MatchOption option ) {
-   matchSymbolNotifierColl_.erase( option );
-   matchSymNotifierMapIs( option, nullptr );
 }
 
 void CommonComponentSymbolSeqSm::matchSymNotifierMapIs( MatchOption option, const Quoin::Ptr<const PolicyMatchSymbolNotifierMap> & map ) {
@@ -120,13 +107,9 @@ void CommonComponentSymbolSeqSm::handleSubRouteMapSymbolSeq( const Quoin::Change
 
 void CommonComponentSymbolSeqSm::refreshSubRouteMapSymbolNotifier() {
    const auto symbol = subRouteMapSymbolSeq_ ? subRouteMapSymbolSeq_->symbol() : nullptr;
-   subRouteMapSymbolNotifierIs( symbol ? symbol->notifier() : nullptr );
-}
-
-void CommonComponentSymbolSeqSm::subRouteMapSymbolNotifierIs( const Quoin::Ptr<const PolicySymbolNotifier> & notifier ) {
-   subRouteMapSymbolNotifier_ = notifier;
-   subNotifierReactor_.notifierIs( notifier );
-   if( notifier ) handleSubRouteMapSymbol();
+   subRouteMapSymbolNotifier_ = symbol ? symbol->notifier() : nullptr;
+   subNotifierReactor_.notifierIs( subRouteMapSymbolNotifier_ );
+   if( subRouteMapSymbolNotifier_ ) handleSubRouteMapSymbol();
 }
 
 // ---- changes of the symbols
@@ -166,8 +149,7 @@ Quoin::Ptr<const PolicySymbol> CommonComponentSymbolSeqSm::matchSymbolOf( MatchO
 // The reaction to a list that has changed, or that the clause did not use before.
 void CommonComponentSymbolSeqSm::handleMatchedList( MatchOption option ) {
    const Trailmark::BlockTimer timer( handleVersionTimer );
-   QUOIN_ASSERT( CommonComponentRmSeqConfigSmInterface::matchRuleSupported( option ),
-                 "commonComponentSymbolSeqSm->matchRuleSupported( option )" );
+   QUOIN_ASSERT( matchRuleSupported( option ), "commonComponentSymbolSeqSm->matchRuleSupported( option )" );
    const auto matchSym = matchSymbolOf( option );
    if( !matchSym ) return;   // the configuration has priority
    Trailmark::defaultTrailmarkHandle().write( modifiedMsg, rmSymbol_->name(), seqno(), stringValue( option ) );
@@ -194,7 +176,7 @@ void MatchSymNotifierMap::notifierIs( const Quoin::Ptr<const PolicyMatchSymbolNo
 
 void MatchSymNotifierMap::handleChange( const Quoin::Change & change ) {
    const Quoin::ReleaseScope whole;
-   if( !parent_.hears() ) return;
+   if( !parent_.isNotified() ) return;
    const auto symbol = Plinth::keyOf<Symbol>( change );
    const auto & map = static_cast<const PolicyMatchSymbolNotifierMap &>( *notifier() );
    matchSymNotifierIs( symbol, map.policyMatchSymbolNotifier( symbol ) );
@@ -222,7 +204,7 @@ MatchSymNotifier::NestedSm_MatchSymNotifier( NestedSm_MatchSymNotifierMap & pare
 
 void MatchSymNotifier::handleChange( const Quoin::Change & ) {
    const Quoin::ReleaseScope whole;
-   if( parent_.parent_.hears() ) handleVersion();
+   if( parent_.parent_.isNotified() ) handleVersion();
 }
 
 void MatchSymNotifier::handleVersion() {

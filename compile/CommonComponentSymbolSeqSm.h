@@ -17,7 +17,6 @@ class ROUTEPOLICY_API PolicyMatchSymbolNotifierMap final : public Quoin::Notifyi
    enum class Field : Quoin::FieldId { policyMatchSymbolNotifier };
    using Notifiers = Plinth::HashMap2018<Symbol, Notifier>;
    explicit PolicyMatchSymbolNotifierMap( MatchOption option ) : option_( option ) {}
-   ~PolicyMatchSymbolNotifierMap() override;
    MatchOption option() const noexcept { return option_; }
    PLINTH_COLLECTION( policyMatchSymbolNotifier, policyMatchSymbolNotifierIs, policyMatchSymbolNotifierDel,
                       policyMatchSymbolNotifierDelAll, Field::policyMatchSymbolNotifier, Notifiers );
@@ -104,15 +103,12 @@ class ROUTEPOLICY_API CommonComponentSymbolSeqSm final : public CommonComponentR
 
  private:
    void handleChangeMissed() override;
-   void handleMatchSymbols( const Quoin::Change & change );
+   void handleMatchSymbols( const Quoin::Change & change ) { handleMatchSymbolSeq( Plinth::keyOf<MatchOption>( change ) ); }
    void handleSubRouteMapSymbolSeq( const Quoin::Change & change );
    void handleSubNotifier( const Quoin::Change & ) { handleSubRouteMapSymbol(); }
    void refreshSubRouteMapSymbolNotifier();
-   void subRouteMapSymbolNotifierIs( const Quoin::Ptr<const Routing::RouteMap::PolicySymbolNotifier> & notifier );
-   void matchSymbolNotifierCollIs( MatchOption option, const Quoin::Ptr<const PolicyMatchSymbolNotifierMap> & map );
-   void matchSymbolNotifierCollDel( MatchOption option );
    void matchSymNotifierMapIs( MatchOption option, const Quoin::Ptr<const PolicyMatchSymbolNotifierMap> & map );
-   bool hears() const noexcept { return !zombieReactors() && switchesOnNested(); }
+   bool isNotified() const noexcept { return !zombieReactors() && switchesOnNested(); }
    Quoin::Ptr<const Routing::RouteMap::PolicySymbol> matchSymbolOf( MatchOption option ) const;
    void handleMatchedList( MatchOption option );
    Quoin::Ptr<const RouteMapSeqStatus> seqStatus() const;

@@ -36,10 +36,6 @@ CommonRmSeqConfigSymbolSm::CommonRmSeqConfigSymbolSm( const String & rmName, con
    setters_->create( *this, options.set->of( rmName, seqno() ) );
 }
 
-CommonRmSeqConfigSymbolSm::~CommonRmSeqConfigSymbolSm() {
-   stop();
-}
-
 void CommonRmSeqConfigSymbolSm::handleSymbolNamed() {
    if( symbols_ ) return;
    symbols_ = std::make_unique<Zeugma::NestedSm<CommonComponentSymbolSeqSm>>( *this );
@@ -58,14 +54,8 @@ CommonRmSeqConfigFilterSm::CommonRmSeqConfigFilterSm( const String & rmName, con
                    ownOptions );
 }
 
-CommonRmSeqConfigFilterSm::~CommonRmSeqConfigFilterSm() {
-   stop();
-}
-
 CommonRmConfigSymbolSmHelper::CommonRmConfigSymbolSmHelper( const Ptr<PolicyRoot> & policyRoot, AgentOptions options )
       : policyRoot_( policyRoot ), options_( std::move( options ) ) {}
-
-CommonRmConfigSymbolSmHelper::~CommonRmConfigSymbolSmHelper() = default;
 
 Ptr<RmSeqConfigSymbolSmBase> CommonRmConfigSymbolSmHelper::createSeqConfigSm(
    const String & rmName, const Ptr<const MapEntry> & seqConfig, const Ptr<RouteMapSymbol> & rmSymbol,
@@ -73,8 +63,6 @@ Ptr<RmSeqConfigSymbolSmBase> CommonRmConfigSymbolSmHelper::createSeqConfigSm(
    return Zeugma::makeSm<CommonRmSeqConfigSymbolSm>( rmName, seqConfig, rmSymbol, rmConfigSymbolReactor, routeMapOpModeNotifier,
                                                      policyRoot_, options_ );
 }
-
-CommonRmConfigFilterSmHelper::~CommonRmConfigFilterSmHelper() = default;
 
 Ptr<RmSeqConfigFilterSmBase>
 CommonRmConfigFilterSmHelper::createSeqConfigSm( const String & rmName, const Ptr<const MapEntry> & seqConfig,

@@ -24,8 +24,8 @@ struct AgentOptions {
    Quoin::Ptr<SetterTable> set{};
 };
 
-/// Compiles one sequence: joins the machines of its configuration, of its symbols and of the agent's set clauses. The machine of the symbols
-/// exists from the first clause that names a list or a route map.
+/// Compiles one sequence: joins the machines of its configuration, of its symbols and of the agent's set clauses. The machine of the
+/// symbols exists from the first clause that names a list or a route map.
 /// Errors: a symbol that belongs to a table of another root ends the process, because the callees and lists would never arrive.
 class ROUTEPOLICY_API CommonRmSeqConfigSymbolSm : public RmSeqConfigSymbolSmBase {
  public:
@@ -33,7 +33,7 @@ class ROUTEPOLICY_API CommonRmSeqConfigSymbolSm : public RmSeqConfigSymbolSmBase
                               const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
                               const Quoin::Ptr<const RouteMapOpModeNotifier> & routeMapOpModeNotifier,
                               const Quoin::Ptr<PolicyRoot> & policyRoot, const AgentOptions & options = {} );
-   ~CommonRmSeqConfigSymbolSm() override;
+   ~CommonRmSeqConfigSymbolSm() override { stop(); }
    bool matchRuleSupported( MatchOption option ) const override { return config_.machine()->matchRuleSupported( option ); }
    /// The rows of the agent.
    std::span<const MatchOptionRow> ownOptions() const noexcept { return config_.machine()->ownOptions(); }
@@ -57,7 +57,7 @@ class ROUTEPOLICY_API CommonRmSeqConfigFilterSm : public RmSeqConfigFilterSmBase
                               const Quoin::Ptr<RouteMapBlockedSequenceList> & routeMapBlockedSequenceList,
                               const Quoin::Ptr<const RouteMapUpdateNotifier> & routeMapUpdateNotifier,
                               std::span<const MatchOptionRow> ownOptions = {} );
-   ~CommonRmSeqConfigFilterSm() override;
+   ~CommonRmSeqConfigFilterSm() override { stop(); }
    bool matchRuleSupported( MatchOption option ) const override { return filter_.machine()->matchRuleSupported( option ); }
 
  private:
@@ -69,7 +69,6 @@ class ROUTEPOLICY_API CommonRmSeqConfigFilterSm : public RmSeqConfigFilterSmBase
 class ROUTEPOLICY_API CommonRmConfigSymbolSmHelper final : public RmConfigSymbolSmHelperBase {
  public:
    explicit CommonRmConfigSymbolSmHelper( const Quoin::Ptr<PolicyRoot> & policyRoot, AgentOptions options = {} );
-   ~CommonRmConfigSymbolSmHelper() override;
    Quoin::Ptr<RmSeqConfigSymbolSmBase>
    createSeqConfigSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
                       const Quoin::Ptr<RouteMapSymbol> & rmSymbol, const Quoin::Ptr<RmConfigSymbolReactor> & rmConfigSymbolReactor,
@@ -84,7 +83,6 @@ class ROUTEPOLICY_API CommonRmConfigSymbolSmHelper final : public RmConfigSymbol
 class ROUTEPOLICY_API CommonRmConfigFilterSmHelper final : public RmConfigFilterSmHelperBase {
  public:
    explicit CommonRmConfigFilterSmHelper( std::span<const MatchOptionRow> ownOptions = {} ) noexcept : ownOptions_( ownOptions ) {}
-   ~CommonRmConfigFilterSmHelper() override;
    Quoin::Ptr<RmSeqConfigFilterSmBase>
    createSeqConfigSm( const Quoin::String & rmName, const Quoin::Ptr<const Routing::RouteMap::MapEntry> & seqConfig,
                       const Quoin::Ptr<Routing::RouteMap::MapEntry> & filteredSeqConfig, Routing::RouteMap::Config * filteredRmConfig,

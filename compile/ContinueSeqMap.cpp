@@ -2,9 +2,6 @@
 
 namespace Routing::Policy {
 
-PlinthContinueSeq::~PlinthContinueSeq() = default;
-ContinueSeqMap::~ContinueSeqMap() = default;
-
 uint32_t ContinueSeqMap::continueSeq( uint32_t seqno ) const {
    auto * member = members_.find( seqno );
    return member ? ( *member )->target() : 0;

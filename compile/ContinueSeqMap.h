@@ -15,7 +15,6 @@ namespace Routing::Policy {
 class ROUTEPOLICY_API PlinthContinueSeq final : public Plinth::PlainRecord {
  public:
    PlinthContinueSeq( uint32_t seqno, uint32_t target ) : seqno_( seqno ), target_( target ) {}
-   ~PlinthContinueSeq() override;
    uint32_t seqno() const noexcept { return seqno_; }
    uint32_t target() const noexcept { return target_; }
    void targetIs( uint32_t target ) noexcept { target_ = target; }
@@ -31,7 +30,6 @@ class ROUTEPOLICY_API ContinueSeqMap final : public Plinth::PlainRecord {
    using Members = Plinth::TreeMap<uint32_t, Quoin::Ptr<PlinthContinueSeq>>;
 
    explicit ContinueSeqMap( const Quoin::String & name ) : name_( name ) {}
-   ~ContinueSeqMap() override;
 
    /// The name of the route map.
    const Quoin::String & name() const noexcept { return name_; }

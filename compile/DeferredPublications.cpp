@@ -8,8 +8,6 @@ DeferredPublications::DeferredPublications( const Quoin::Ptr<const Routing::Rout
                                             const Quoin::Ptr<const Routing::RouteMap::Config> & filteredConfig )
       : config_( config ), filteredConfig_( filteredConfig ) {}
 
-DeferredPublications::~DeferredPublications() = default;
-
 void DeferredPublications::routeMapIs( const Quoin::String & name ) {
    routeMap_.insert( name );
    scheduleTask();

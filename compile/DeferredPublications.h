@@ -18,7 +18,6 @@ class ROUTEPOLICY_API DeferredPublications final : public Quoin::Node {
    /// `config` has the edit scopes, `filteredConfig` the order of calls.
    DeferredPublications( const Quoin::Ptr<const Routing::RouteMap::Config> & config,
                          const Quoin::Ptr<const Routing::RouteMap::Config> & filteredConfig );
-   ~DeferredPublications() override;
 
    /// The turn of a route map among those that wait for publication: callees are before their callers.
    Routing::RouteMap::CallOrder::Place turn( const Quoin::String & name ) const { return filteredConfig_->callOrder()->place( name ); }

@@ -11,7 +11,6 @@ using Acl::AclVersion;
 using Acl::MatchPermit;
 using Ferule::AddressFamily;
 using Ferule::Ip6AddrWithMask;
-using Ferule::IpAddrWithFullMask;
 using Ferule::IpGenAddrWithFullMask;
 using Ferule::IpGenPrefix;
 using Routing::RouteMap::AclEntryData;
@@ -26,27 +25,6 @@ const Plinth::TraceHandle permittedTrace( "AclToPrefix::PermittedPrefixes" );
 const Plinth::TraceHandle permitted6Trace( "AclToIp6Prefix::PermittedPrefixes" );
 
 using Trie = Quoin::Ptr<Routing::PatriciaTrieWithNodeData>;
-
-// A mask with a gap, or an address with bits outside the mask, is not a prefix. The node of such a rule is above all prefixes that the rule
-// can match. The entry keeps the address and the mask, and the walker tests them. The trie is a copy of the pointer: a receiver of the
-// trace may start another compilation.
-void addIp4AclEntryToTrie( const Trie trie, uint32_t seq, const IpAddrWithFullMask & source, const MatchPermit & permit ) {
-   QUOIN_ASSERT( trie, "trie" );
-   const IpGenAddrWithFullMask full( source );
-   const uint8_t length = full.leadingOnesOfMask();
-   const IpGenPrefix key = IpGenPrefix( full.address(), length ).subnet();
-   if( !full.validAsPrefix() ) PLINTH_TRACE( trace, level8 ) << "acl prefix is not contiguous, using contiguous prefix: " << key;
-   trie->routeIs( key, Quoin::makeNode<AclEntryData>( AclPrefixEntry{ seq, full, permit } ) );
-}
-
-void addIp6AclEntryToTrie( const Trie trie, uint32_t seq, Ip6AddrWithMask source, const MatchPermit & permit ) {
-   QUOIN_ASSERT( trie, "trie" );
-   if( const uint8_t longest = Ferule::addressBits( AddressFamily::ipv6 ); source.length > longest ) {
-      PLINTH_TRACE( trace, level8 ) << "acl mask is too long, using " << unsigned( longest ) << " bits of " << source.address;
-      source.length = longest;
-   }
-   trie->routeIs( IpGenPrefix( source.subnet() ), Quoin::makeNode<AclEntryData>( AclPrefixEntry{ seq, source, permit } ) );
-}
 
 MatchPermit permitOf( Acl::RuleAction action ) {
    return action == Acl::RuleAction::permit ? MatchPermit::permit : MatchPermit::deny;
@@ -68,14 +46,6 @@ IpAclConfigSm::IpAclConfigSm( const Quoin::String & name, const Quoin::Ptr<const
    QUOIN_ASSERT( ipAccessList_, "ipAccessList()" );
    listReactor_.notifierIs( ipAccessList_ );
    handleCurrVersion();
-}
-
-IpAclConfigSm::~IpAclConfigSm() {
-   stop();
-}
-
-void IpAclConfigSm::formatDerivedType( std::ostream & os ) const {
-   os << "access-list: " << name_;
 }
 
 void IpAclConfigSm::handleCurrVersion() {
@@ -159,12 +129,28 @@ void IpAclConfigSm::publish( const Quoin::Ptr<IpAccessListSymbol> & symbol ) {
    if( const auto notifier = symbol->notifier() ) notifier->versionInc( 1 );
 }
 
+// A mask with a gap, or an address with bits outside the mask, is not a prefix. The node of such a rule is above all prefixes that the rule
+// can match. The entry keeps the address and the mask, and the walker tests them.
 void IpAclConfigSm::testAddIpAclEntryToTrie( uint32_t seq, const Acl::IpRuleConfig & rule ) {
-   addIp4AclEntryToTrie( newTrie_, seq, rule.filter.source, permitOf( rule.action ) );
+   const Trie trie = newTrie_;   // a receiver of the trace may start another compilation
+   QUOIN_ASSERT( trie, "trie" );
+   const IpGenAddrWithFullMask full( rule.filter.source );
+   const IpGenPrefix key = IpGenPrefix( full.address(), full.leadingOnesOfMask() ).subnet();
+   const MatchPermit permit = permitOf( rule.action );
+   if( !full.validAsPrefix() ) PLINTH_TRACE( trace, level8 ) << "acl prefix is not contiguous, using contiguous prefix: " << key;
+   trie->routeIs( key, Quoin::makeNode<AclEntryData>( AclPrefixEntry{ seq, full, permit } ) );
 }
 
 void IpAclConfigSm::testAddIp6AclEntryToTrie( uint32_t seq, const Acl::Ip6RuleConfig & rule ) {
-   addIp6AclEntryToTrie( newTrie_, seq, rule.filter.source, permitOf( rule.action ) );
+   const Trie trie = newTrie_;
+   QUOIN_ASSERT( trie, "trie" );
+   Ip6AddrWithMask source = rule.filter.source;
+   const MatchPermit permit = permitOf( rule.action );
+   if( const uint8_t longest = Ferule::addressBits( AddressFamily::ipv6 ); source.length > longest ) {
+      PLINTH_TRACE( trace, level8 ) << "acl mask is too long, using " << unsigned( longest ) << " bits of " << source.address;
+      source.length = longest;
+   }
+   trie->routeIs( IpGenPrefix( source.subnet() ), Quoin::makeNode<AclEntryData>( AclPrefixEntry{ seq, source, permit } ) );
 }
 
 void IpAclConfigSm::getIpPfxFromRule( const Acl::IpRuleConfig & rule ) {

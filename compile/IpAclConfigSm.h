@@ -25,9 +25,9 @@ class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
                   const Quoin::Ptr<const Routing::RouteMap::AllIpAccessListSymbol> & ipAclSymbolTable,
                   const Quoin::Ptr<const Acl::AclConfig> & ipAccessList, const Quoin::Ptr<Plinth::Clock> & clock,
                   const Quoin::Ptr<Routing::RetiredTries> & retiredTries = nullptr );
-   ~IpAclConfigSm() override;
+   ~IpAclConfigSm() override { stop(); }
 
-   void formatDerivedType( std::ostream & os ) const override;
+   void formatDerivedType( std::ostream & os ) const override { os << "access-list: " << name_; }
    /// The reaction to a change of the list: begins a compilation if the list has rules.
    void handleIpAccessPrefixEntry();
    /// Begins a compilation at the first rule.

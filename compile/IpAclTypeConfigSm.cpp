@@ -34,18 +34,6 @@ IpAclTypeConfigSm::IpAclTypeConfigSm( const Quoin::Ptr<const Acl::Input::AclType
    handleIpAccessList();
 }
 
-IpAclTypeConfigSm::~IpAclTypeConfigSm() {
-   stop();
-}
-
-void IpAclTypeConfigSm::formatDerivedType( std::ostream & os ) const {
-   os << "access-lists: " << ipConfig_->type();
-}
-
-void IpAclTypeConfigSm::handleIpConfig( const Quoin::Change & change ) {
-   handleIpAccessList( Quoin::String( Plinth::keyOf<Quoin::String>( change ) ) );
-}
-
 // Handles each list that was created, deleted or replaced since the lists were read.
 void IpAclTypeConfigSm::handleChangeMissed() {
    for( auto i = ipAccessListConfigSm().first(); i; i.next() )

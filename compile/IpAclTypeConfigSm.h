@@ -20,9 +20,9 @@ class ROUTEPOLICY_API IpAclTypeConfigSm final : public Zeugma::BaseOutputSm {
                       const Quoin::Ptr<Routing::RouteMap::AllIpAccessListSymbol> & ipAclSymbolTable,
                       const Quoin::Ptr<const Routing::RouteMap::IpAccessListSymbolDedupTable> & dedupTable,
                       const Quoin::Ptr<Plinth::Clock> & clock, const Quoin::Ptr<Routing::RetiredTries> & retiredTries = nullptr );
-   ~IpAclTypeConfigSm() override;
+   ~IpAclTypeConfigSm() override { stop(); }
 
-   void formatDerivedType( std::ostream & os ) const override;
+   void formatDerivedType( std::ostream & os ) const override { os << "access-lists: " << ipConfig_->type(); }
    /// Adds all configured lists.
    void handleIpAccessList();
    /// The reaction to a list that was created or deleted.
@@ -36,7 +36,7 @@ class ROUTEPOLICY_API IpAclTypeConfigSm final : public Zeugma::BaseOutputSm {
 
  private:
    void handleChangeMissed() override;
-   void handleIpConfig( const Quoin::Change & change );
+   void handleIpConfig( const Quoin::Change & change ) { handleIpAccessList( Quoin::String( Plinth::keyOf<Quoin::String>( change ) ) ); }
    void deleteIpAccessList( const Quoin::String & name );
 
    Quoin::Ptr<const Acl::Input::AclTypeConfig> ipConfig_;

@@ -6,11 +6,7 @@
 
 namespace Routing::Policy {
 
-namespace {
-
 using Bit = UndefinedPolicyReferenceBitfield::Bit;
-
-}   // namespace
 
 SeqUndefinedReferencesOptionTracker & ModifiedRouteMapSeqStatus::tracker() const {
    QUOIN_ASSERT( undefinedRefsTracker_, "nullptr != undefinedRefsTracker_" );
@@ -23,35 +19,18 @@ void ModifiedRouteMapSeqStatus::found( Bit bit, bool undefined ) noexcept {
    undefinedReferences_.value = static_cast<uint8_t>( undefined ? undefinedReferences_.value | bit : undefinedReferences_.value & ~bit );
 }
 
-void ModifiedRouteMapSeqStatus::setSubRouteMapUndefined( bool undefined ) {
-   found( Bit::subRouteMapUndefined, undefined );
-}
-
-void ModifiedRouteMapSeqStatus::setAggRoleAttrMapUndefined( bool undefined ) {
-   found( Bit::aggRoleAttrMapUndefined, undefined );
-}
-
 void ModifiedRouteMapSeqStatus::setPrefixListUndefined( MatchOption option, bool undefined ) {
-   if( undefined )
-      tracker().undefinedPrefixListMatchOptionIs( option );
-   else
-      tracker().undefinedPrefixListMatchOptionDel( option );
+   undefined ? tracker().undefinedPrefixListMatchOptionIs( option ) : tracker().undefinedPrefixListMatchOptionDel( option );
    found( Bit::prefixListUndefined, !tracker().undefinedPrefixListMatchOption().empty() );
 }
 
 void ModifiedRouteMapSeqStatus::setCommListUndefinedFromMatcher( MatchOption option, bool undefined ) {
-   if( undefined )
-      tracker().undefinedCommListMatchOptionIs( option );
-   else
-      tracker().undefinedCommListMatchOptionDel( option );
+   undefined ? tracker().undefinedCommListMatchOptionIs( option ) : tracker().undefinedCommListMatchOptionDel( option );
    setCommListUndefined();
 }
 
 void ModifiedRouteMapSeqStatus::setCommListUndefinedFromSetter( SetOption option, bool undefined ) {
-   if( undefined )
-      tracker().undefinedCommListSetOptionIs( option );
-   else
-      tracker().undefinedCommListSetOptionDel( option );
+   undefined ? tracker().undefinedCommListSetOptionIs( option ) : tracker().undefinedCommListSetOptionDel( option );
    setCommListUndefined();
 }
 
@@ -65,10 +44,11 @@ void ModifiedRouteMapSeqStatus::maybeSetUndefinedRefFlagFromMatcher( const Quoin
    QUOIN_ASSERT( !row || row->isRecorded, "false" );
    const ListKind * list = matcherChange->list() ? matcherChange->list() : row ? row->list : nullptr;
    if( !list ) return;
-   const bool stands = matcherChange->matcher() != nullptr;
-   if( list->reportedAs.has( Bit::prefixListUndefined ) ) setPrefixListUndefined( option, stands && matcherChange->prefixListUndefined() );
+   const bool hasMatcher = matcherChange->matcher() != nullptr;
+   if( list->reportedAs.has( Bit::prefixListUndefined ) )
+      setPrefixListUndefined( option, hasMatcher && matcherChange->prefixListUndefined() );
    if( list->reportedAs.has( Bit::commListUndefined ) )
-      setCommListUndefinedFromMatcher( option, stands && matcherChange->commListUndefined() );
+      setCommListUndefinedFromMatcher( option, hasMatcher && matcherChange->commListUndefined() );
 }
 
 void ModifiedRouteMapSeqStatus::maybeSetUndefinedRefFlagFromSetter( const Quoin::Ptr<const SetterChange> & setterChange ) {
@@ -89,8 +69,6 @@ std::ostream & operator<<( std::ostream & os, const ModifiedRouteMapSeqStatus & 
 std::ostream & operator<<( std::ostream & os, UndefinedPolicyReferenceBitMask mask ) {
    return os << std::to_string( mask.value );
 }
-
-ModifiedRouteMapSeqStatusList::~ModifiedRouteMapSeqStatusList() = default;
 
 void ModifiedRouteMapSeqStatusList::seqStatusIs( const ModifiedRouteMapSeqStatus & entry ) {
    Plinth::putMember( publisher_, Quoin::FieldId( Field::seqStatus ), "seqStatusIs", entries_, entry.key(), entry );

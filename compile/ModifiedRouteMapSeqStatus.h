@@ -53,8 +53,8 @@ class ROUTEPOLICY_API ModifiedRouteMapSeqStatus {
  public:
    // Each function computes one bit again. The bits for lists come from the tracker, for the whole sequence. A tombstone has no tracker: a
    // call for lists ends the process.
-   void setSubRouteMapUndefined( bool undefined );
-   void setAggRoleAttrMapUndefined( bool undefined );
+   void setSubRouteMapUndefined( bool undefined ) { found( UndefinedPolicyReferenceBitfield::subRouteMapUndefined, undefined ); }
+   void setAggRoleAttrMapUndefined( bool undefined ) { found( UndefinedPolicyReferenceBitfield::aggRoleAttrMapUndefined, undefined ); }
    void setPrefixListUndefined( MatchOption option, bool undefined );
    void setCommListUndefinedFromMatcher( MatchOption option, bool undefined );
    void setCommListUndefinedFromSetter( SetOption option, bool undefined );
@@ -87,7 +87,6 @@ class ROUTEPOLICY_API ModifiedRouteMapSeqStatusList final : public Quoin::Notify
  public:
    enum class Field : Quoin::FieldId { seqStatus };
    using Entries = Plinth::TreeMap<DescendingSeqnoKey, ModifiedRouteMapSeqStatus>;
-   ~ModifiedRouteMapSeqStatusList() override;
 
    const Entries & seqStatus() const noexcept { return entries_; }
    /// The entry of a sequence; an empty entry if it does not exist.

@@ -4,8 +4,6 @@
 
 namespace Routing::Policy {
 
-PendingSymbolUpdate::~PendingSymbolUpdate() = default;
-
 bool PendingSymbolUpdate::hasNoPendingChanges() const noexcept {
    return matcherChange_.empty() && setterChange_.empty() && !hasSubRouteMapUpdate_ && !hasAggRoleAttrMapUpdate_;
 }

@@ -14,7 +14,6 @@ class ROUTEPOLICY_API PendingSymbolUpdate final : public Plinth::PlainRecord {
  public:
    enum class Field : Quoin::FieldId { matcherChange, setterChange };
    explicit PendingSymbolUpdate( uint32_t seqno ) : seqno_( seqno ) {}
-   ~PendingSymbolUpdate() override;
    uint32_t seqno() const noexcept { return seqno_; }
 
    PLINTH_MADE_NODES( matcherChange, matcherChangeIs, matcherChangeDel, matcherChangeDelAll, Field::matcherChange, MatcherChanges );

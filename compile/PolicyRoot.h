@@ -19,7 +19,7 @@ class ROUTEPOLICY_API PolicyRoot : public Quoin::Node {
    // clang-format off
 #define POLICY_ROOT_TABLE( foo, ... )                                                  \
  private:                                                                              \
-   Quoin::Ptr<__VA_ARGS__> foo##_;                                                     \
+   Quoin::Ptr<__VA_ARGS__> foo##_ = Quoin::makeNode<__VA_ARGS__>();                     \
                                                                                        \
  public:                                                                               \
    const Quoin::Ptr<__VA_ARGS__> & foo() const noexcept { return foo##_; }
@@ -39,9 +39,6 @@ class ROUTEPOLICY_API PolicyRoot : public Quoin::Node {
    POLICY_ROOT_TABLE( tagSetTable, Routing::RouteMap::TagSetSymbolDedupTable );
 #undef POLICY_ROOT_TABLE
    // clang-format on
-
- private:
-   void handleInitialized();
 };
 
 }   // namespace Routing::Policy

@@ -2,9 +2,6 @@
 
 namespace Routing::Policy {
 
-RmConfigSymbolReactor::~RmConfigSymbolReactor() = default;
-RmConfigSymbolReactorColl::~RmConfigSymbolReactorColl() = default;
-
 void RmConfigSymbolReactor::removePendingMatcherForSeq( uint32_t seqno, MatchOption option ) {
    if( const auto update = pendingUpdate( seqno ) ) update->matcherChangeDel( option );
 }

@@ -16,13 +16,12 @@ class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode 
    using PendingUpdates = Plinth::HashMap2018<uint32_t, Quoin::Ptr<PendingSymbolUpdate>>;
 
    explicit RmConfigSymbolReactor( const Quoin::String & name ) : name_( name ) {}
-   ~RmConfigSymbolReactor() override;
 
    /// The name of the route map.
    const Quoin::String & name() const noexcept { return name_; }
    /// The list in which the machine of the route map builds the next generation; null if the machine does not exist.
    PLINTH_VALUE( modifiedRmSeqStatusList, modifiedRmSeqStatusListIs, {}, Quoin::Ptr<const ModifiedRouteMapSeqStatusList> );
-   /// What the sequences have recorded, in sum.
+   /// What the sequences have recorded, together.
    const Quoin::Ptr<SequenceLedger> & ledger() const noexcept { return ledger_; }
    /// A counter. Each change of it compiles the route map again.
    PLINTH_ATTR( reevaluate, reevaluateIs, Field::reevaluate, uint8_t );
@@ -40,8 +39,8 @@ class ROUTEPOLICY_API RmConfigSymbolReactor final : public Quoin::NotifyingNode 
       Plinth::putMember( publisher_, Quoin::FieldId( Field::pendingUpdate ), "", pendingUpdate_, seqno, made );
    }
 
-   /// Deletes the pending update of a sequence; does nothing if it does not exist. Calls `apply( update )` before the deletion is published,
-   /// because a subscriber may change a list of the update: what is compared with the changed list then includes the update.
+   /// Deletes the pending update of a sequence; does nothing if it does not exist. Calls `apply( update )` before the deletion is
+   /// published, because a subscriber may change a list of the update: what is compared with the changed list then includes the update.
    template <class Apply>
    void pendingUpdateApply( uint32_t seqno, const Apply & apply ) {
       const auto update = pendingUpdate_.take( seqno );
@@ -66,7 +65,6 @@ class ROUTEPOLICY_API RmConfigSymbolReactorColl final : public Quoin::NotifyingN
  public:
    enum class Field : Quoin::FieldId { reactor };
    using Reactors = Plinth::HashMap2018<Quoin::String, Quoin::Ptr<RmConfigSymbolReactor>>;
-   ~RmConfigSymbolReactorColl() override;
    PLINTH_MADE_NODES( reactor, reactorIs, reactorDel, reactorDelAll, Field::reactor, Reactors );
 };
 

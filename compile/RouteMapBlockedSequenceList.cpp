@@ -2,8 +2,6 @@
 
 namespace Routing::Policy {
 
-RouteMapBlockedSequenceList::~RouteMapBlockedSequenceList() = default;
-
 void RouteMapBlockedSequenceList::sequenceIs( uint32_t seqno, bool blocked ) {
    Plinth::putMember( publisher_, Quoin::FieldId( Field::sequence ), "sequenceIs", sequence_, seqno, blocked );
 }

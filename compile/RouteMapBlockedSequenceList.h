@@ -9,14 +9,14 @@
 namespace Routing::Policy {
 
 /// The sequences of one route map whose call would close a cycle. The filter machines of the sequences write it; while it is not empty, the
-/// filtered route map keeps its version.
+/// filtered route map keeps its version. A sequence that is deleted while it is blocked stays in the list, until a sequence of this number
+/// is created again and its call is copied.
 /// Threading: the activity thread.
 class ROUTEPOLICY_API RouteMapBlockedSequenceList final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { sequence };
    using Sequences = Plinth::HashMap2018<uint32_t, bool>;
    explicit RouteMapBlockedSequenceList( const Quoin::String & name ) : name_( name ) {}
-   ~RouteMapBlockedSequenceList() override;
 
    /// The name of the route map.
    const Quoin::String & name() const noexcept { return name_; }

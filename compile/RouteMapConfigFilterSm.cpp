@@ -32,10 +32,6 @@ RouteMapConfigFilterSm::RouteMapConfigFilterSm( const Quoin::Ptr<const Map> & rm
    handleInitialized();
 }
 
-RouteMapConfigFilterSm::~RouteMapConfigFilterSm() {
-   stop();
-}
-
 void RouteMapConfigFilterSm::formatDerivedType( std::ostream & os ) const {
    os << "rmName: " << ( routeMap() ? routeMap()->name() : Quoin::String() );
 }
@@ -51,7 +47,9 @@ void RouteMapConfigFilterSm::handleRouteMapSeq( uint32_t seqno ) {
    ++copying_;
    copySeq( seqno );
    if( --copying_ != 0 ) return;
-   if( routeMap() && routeMap()->mapEntry().count() == seqConfigSm().count() ) copiedAt_ = routeMap()->mapEntry().version();
+   // One new change, of one sequence, is the change handled here. For any other number, copyMissed() compares.
+   if( routeMap() && routeMap()->mapEntry().version() == copiedAt_ + 1 && routeMap()->mapEntry().count() == seqConfigSm().count() )
+      ++copiedAt_;
    if( std::exchange( versionWaits_, false ) && !zombieReactors() ) handleVersion();
 }
 

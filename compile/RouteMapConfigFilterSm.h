@@ -19,7 +19,7 @@ class ROUTEPOLICY_API RouteMapConfigFilterSm final : public RouteMapConfigSmBase
                            const Quoin::Ptr<Routing::RouteMap::Config> & filteredConfig,
                            const Quoin::Ptr<RouteMapUpdateNotifier> & routeMapUpdateNotifier,
                            const Quoin::Ptr<RmConfigFilterSmHelperBase> & filterHelper );
-   ~RouteMapConfigFilterSm() override;
+   ~RouteMapConfigFilterSm() override { stop(); }
 
    void handleRouteMapSeq( uint32_t seqno ) override;
    void handleRouteMapSeq() override { RouteMapConfigSmBase::handleRouteMapSeq(); }

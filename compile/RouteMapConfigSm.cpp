@@ -128,25 +128,18 @@ void RouteMapConfigSm::createRouteMap( const Quoin::String & name ) {
    allRmSymbol_->symbolIs( symbol );
    if( filteredRmConfig_->routeMap().find( name ) ) return;   // a subscriber deleted and created it again
    const auto output = filteredRmConfig_->routeMapIs( name );
-   routeMapConfigFilterSmIs( input, output, filteredRmConfig_, routeMapUpdateNotifier_, rmConfigFilterHelper_ );
+   routeMapConfigFilterSm_.put(
+      name, Zeugma::makeSm<RouteMapConfigFilterSm>( input, output, filteredRmConfig_, routeMapUpdateNotifier_, rmConfigFilterHelper_ ) );
    const auto reactor = rmConfigSymbolReactorColl_->reactorIs( name );
    {
       const Trailmark::BlockTimer timer( createTimer );
       PLINTH_TRACE( trace, level8 ) << "creating routeMapConfigSymbolSm " << name;
-      routeMapConfigSymbolSmIs( output, symbol, policyRoot_, reactor, rmConfigSymbolHelper_, routeMapOpModeNotifier_,
-                                rmUpdateTaskScheduler_, matchAggRoleUsers_, deferred_ );
+      routeMapConfigSymbolSm_.put( name,
+                                   routeMapConfigSymbolSmFactory( output, symbol, policyRoot_, reactor, rmConfigSymbolHelper_,
+                                                                  routeMapOpModeNotifier_, rmUpdateTaskScheduler_, matchAggRoleUsers_,
+                                                                  deferred_ ) );
    }
    if( rmConfig_->routeMap( name ) != input ) handleRouteMap( name );   // it was deleted or replaced before its copy existed
-}
-
-template <class... Args>
-void RouteMapConfigSm::routeMapConfigFilterSmIs( const Quoin::Ptr<const Map> & input, const Args &... args ) {
-   routeMapConfigFilterSm_.put( input->name(), Zeugma::makeSm<RouteMapConfigFilterSm>( input, args... ) );
-}
-
-template <class... Args>
-void RouteMapConfigSm::routeMapConfigSymbolSmIs( const Quoin::Ptr<Map> & output, const Args &... args ) {
-   routeMapConfigSymbolSm_.put( output->name(), routeMapConfigSymbolSmFactory( output, args... ) );
 }
 
 void RouteMapConfigSm::pendingDeleteIs( const Quoin::String & name, bool value ) {
@@ -163,7 +156,7 @@ bool RouteMapConfigSm::goesOn() const {
 }
 
 // Counts one route map as done. Returns whether the task must yield.
-bool RouteMapConfigSm::yieldsBehind( uint64_t & done ) {
+bool RouteMapConfigSm::yieldsAfterOne( uint64_t & done ) {
    ++done;
    return routeMapDeleteTask_->taskShouldYield();
 }
@@ -178,7 +171,7 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
    while( !pendingDelete_.empty() && !yields && goesOn() ) {
       deleteRouteMap( pendingDelete_.begin()->first );
       if( done % 64 == 0 ) joinFreeBlocks();
-      yields = yieldsBehind( done );
+      yields = yieldsAfterOne( done );
    }
    while( !deferredCreates_.empty() && !yields && goesOn() ) {
       const Quoin::String name = deferredCreates_.begin()->first;
@@ -186,7 +179,7 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
       handleRouteMap( name );
       const bool isDeferredAgain = pendingDelete_.find( name );
       if( !isDeferredAgain ) deferredCreatesDel( name );
-      yields = yieldsBehind( done ) || isDeferredAgain;
+      yields = yieldsAfterOne( done ) || isDeferredAgain;
    }
    if( !yields && pendingDelete_.empty() && deferredCreates_.empty() ) handleDeferred( done );
    routeMapDeleteTask_->taskWorkCountInc( done );
@@ -200,31 +193,27 @@ void RouteMapConfigSm::handleRouteMapDeleteTask() {
       routeMapDeleteTask_->scheduleTask( Zeugma::Task::kLastRank );   // other tasks have their turn between two runs
 }
 
-// Publishes the deferred route maps and the callers that they affect, in the order of calls: all callees of a route map are published before
-// it. A run must not sort all names again: they are kept in order from run to run.
+// Publishes the deferred route maps and the callers that they affect, in the order of calls: all callees of a route map are published
+// before it. A run must not sort all names again: they are kept in order from run to run.
 void RouteMapConfigSm::handleDeferred( uint64_t & done ) {
    for( bool yields = false; !yields && goesOn(); ) {
-      if( publicationsOrderedAt_ != filteredRmConfig_->callOrder()->moves() ) orderPublications();
+      // An edit may have changed the order since the publications were listed.
+      if( const auto moves = filteredRmConfig_->callOrder()->moves(); std::exchange( publicationsOrderedAt_, moves ) != moves )
+         for( const auto & [ turn, name ] : std::exchange( publicationDue_, {} ) ) publicationDue_.emplace( deferred_->turn( name ), name );
       for( const auto & name : deferred_->takeAll() ) publicationDue_.emplace( deferred_->turn( name ), name );
       if( publicationDue_.empty() ) return;
       const auto next = publicationDue_.extract( publicationDue_.begin() );
       if( const auto sm = routeMapConfigSymbolSm_.find( next.value().second ) ) sm->handleDeferred();
-      yields = yieldsBehind( done );
+      yields = yieldsAfterOne( done );
    }
-}
-
-// An edit may have changed the order since the publications were listed.
-void RouteMapConfigSm::orderPublications() {
-   publicationsOrderedAt_ = filteredRmConfig_->callOrder()->moves();
-   for( const auto & [ turn, name ] : std::exchange( publicationDue_, {} ) ) publicationDue_.emplace( deferred_->turn( name ), name );
 }
 
 void RouteMapConfigSm::deleteRouteMap( const Quoin::String & rmName ) {
    const Quoin::String name = rmName;   // a copy: the argument is part of the pending deletion
    PLINTH_TRACE( trace, level8 ) << "deleting rmName: " << name;
    filteredRmConfig_->routeMapDel( name );
-   routeMapConfigFilterSmDel( name );
-   routeMapConfigSymbolSmDel( name );
+   routeMapConfigFilterSm_.erase( name );
+   routeMapConfigSymbolSm_.erase( name );
    rmConfigSymbolReactorColl_->reactorDel( name );
    const Quoin::Ptr<RouteMapSymbol> symbol = allRmSymbol_->symbol( name );
    allRmSymbol_->symbolDel( name );

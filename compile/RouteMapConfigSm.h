@@ -50,11 +50,11 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    /// deferred.
    void handleRouteMapDeleteTask();
 
-   /// Holds the configured, the copied and the published route maps against each other. Returns one line for each difference, such as
+   /// Compares the configured, the copied and the published route maps. Returns one line for each difference, such as
    /// "IN 10: another action is published". None is expected, with one exception: a match clause that was written and deleted between two
-   /// versions stays published, and is reported. What waits is not compared: a route map that waits for its version, for a list, for a
-   /// callee or for the delete task. A list whose status changed without a new version of its notifier counts as
-   /// outdated. For diagnosis and tests. Cost: linear in the configuration.
+   /// versions stays published, and is reported. Pending work is not compared: a route map that waits for its version, for a list, for a
+   /// callee or for the delete task. A list whose status changed without a new version of its notifier counts as outdated. For diagnosis
+   /// and tests. Cost: linear in the configuration.
    std::vector<std::string> verify() const;
 
    const Quoin::Ptr<const Routing::RouteMap::Config> & rmConfig() const noexcept { return rmConfig_; }
@@ -87,18 +87,11 @@ class ROUTEPOLICY_API RouteMapConfigSm final : public Zeugma::BaseOutputSm {
    void handleRmConfig( const Quoin::Change & change );
    void handleEdits();
    void handleDeferred( uint64_t & done );
-   void orderPublications();
    bool goesOn() const;
    void handleRouteMaps();
    void createRouteMap( const Quoin::String & name );
-   template <class... Args>
-   void routeMapConfigFilterSmIs( const Quoin::Ptr<const Routing::RouteMap::Map> & input, const Args &... args );
-   void routeMapConfigFilterSmDel( const Quoin::String & name ) { routeMapConfigFilterSm_.erase( name ); }
-   template <class... Args>
-   void routeMapConfigSymbolSmIs( const Quoin::Ptr<Routing::RouteMap::Map> & output, const Args &... args );
-   void routeMapConfigSymbolSmDel( const Quoin::String & name ) { routeMapConfigSymbolSm_.erase( name ); }
    void deleteRouteMap( const Quoin::String & name );
-   bool yieldsBehind( uint64_t & done );
+   bool yieldsAfterOne( uint64_t & done );
 
    Quoin::Ptr<const Routing::RouteMap::Config> rmConfig_;
    Quoin::Ptr<Routing::RouteMap::Config> filteredRmConfig_;

@@ -21,7 +21,7 @@ class ROUTEPOLICY_API RouteMapConfigSmBase : public Zeugma::BaseOutputSm {
    const Quoin::Ptr<const Routing::RouteMap::Map> & routeMap() const noexcept { return routeMap_; }
    const Quoin::Ptr<ContinueSeqMap> & continueSeqMap() const noexcept { return continueSeqMap_; }
 
-   /// The reaction to a sequence that was created or deleted. A look-up tells which of the two.
+   /// The reaction to a sequence that was created or deleted. A look-up shows which of the two.
    virtual void handleRouteMapSeq( uint32_t seqno ) = 0;
    /// Handles all sequences. The implementation of the base calls handleRouteMapSeq( seqno ) for each, in ascending order.
    virtual void handleRouteMapSeq() = 0;

@@ -23,18 +23,26 @@ namespace {
 const Plinth::TraceHandle trace( "RouteMapConfigSymbolSm" );
 const Trailmark::MsgDesc updateTimer( "RouteMapConfigSymbolSm::updateRmStatusAndSymbol" );
 
-// Whether any step of compilation may be traced. The traces tell first of the creation of all sequences, and then of their changes.
+// Whether steps of compilation may be traced. Traces list the creation of all sequences first, and then the changes of each.
 bool isTraced() {
    return std::ranges::any_of( Plinth::TraceHandle::all(),
-                               []( const auto * handle ) { return handle->level() != Plinth::TraceFacility::kOff; } );
+                               []( const auto * handle ) { return handle->enabled( Plinth::TraceFacility::level8 ); } );
 }
+
+// Holds a flag at true.
+struct Holding {
+   explicit Holding( bool & flag ) noexcept : flag_( flag ) { flag_ = true; }
+   ~Holding() { flag_ = false; }
+   bool & flag_;
+};
 
 template <class Option, class Clause>
 void traceClause( Option option, const Clause & clause ) {
    PLINTH_TRACE( trace, level8 ) << option << ( clause ? " modified" : " deleted" );
 }
 
-// From now on, the sequence follows the route map of this symbol. Returns its present status, which the version is of.
+// Lets a sequence follow the route map of `symbol`; null for none. Returns the present status of this route map; the stored version belongs
+// to this status.
 template <class SymbolSeq>
 Quoin::Ptr<const RouteMapStatus> follow( SymbolSeq & symbolSeq, const Quoin::Ptr<const RouteMapSymbol> & symbol, const char * kind ) {
    const auto status = symbol ? symbol->rmStatus() : nullptr;
@@ -77,10 +85,6 @@ RouteMapConfigSymbolSm::~RouteMapConfigSymbolSm() {
       rmConfigSymbolReactor_->modifiedRmSeqStatusListIs( nullptr );
 }
 
-void RouteMapConfigSymbolSm::formatDerivedType( std::ostream & os ) const {
-   os << "rmName: " << name();
-}
-
 void RouteMapConfigSymbolSm::handleInitialized() {
    modifiedRmSeqStatusList_ = makeNode<ModifiedRouteMapSeqStatusList>();
    rmConfigSymbolReactor_->modifiedRmSeqStatusListIs( modifiedRmSeqStatusList_ );
@@ -89,12 +93,10 @@ void RouteMapConfigSymbolSm::handleInitialized() {
                                       Quoin::String( "RouteMapSymbolUpdate_" ) + ( routeMap() ? routeMap()->name() : Quoin::String() ),
                                       [ this ] { handleRouteMapSymbolUpdateTask(); } );
    undefinedReferenceSeq_ = makeNode<UndefinedReferenceSeq>();
-   // A sequence may have been deleted after an earlier machine published it, and before this machine was created.
-   if( const auto status = rmSymbol_->rmStatus() )
-      for( const auto & [ seqno, seqStatus ] : status->seqStatus() )
-         if( !seqConfigGet( seqno ) ) modifiedRmSeqStatusList_->seqStatusIs( ModifiedRouteMapSeqStatus( { seqno } ) );
+   begunAt_ = routeMap() ? routeMap()->mapEntry().version() : 0;
    appliesAtOnce_ = !isTraced();
    RouteMapConfigSmBase::handleInitialized();
+   begunAt_.reset();
    appliesAtOnce_ = false;
 }
 
@@ -107,21 +109,10 @@ void RouteMapConfigSymbolSm::handleReactor( const Quoin::Change & change ) {
 
 // ---- one step at a time
 
-// While a Step exists, the next generation is incomplete. Subscribers may edit the route map meanwhile; their requests wait until the
-// generation is complete.
-class RouteMapConfigSymbolSm::Step {
- public:
-   explicit Step( RouteMapConfigSymbolSm & sm ) noexcept : sm_( sm ) { sm_.inStep_ = true; }
-   ~Step() { sm_.inStep_ = false; }
-
- private:
-   RouteMapConfigSymbolSm & sm_;
-};
-
 // Handles each sequence that was created or deleted since the sequences were read, and the pending updates.
 void RouteMapConfigSymbolSm::handleChangeMissed() {
    {
-      const Step step( *this );   // a publication between two sequences would show half of the changes
+      const Holding step( inStep_ );   // a publication between two sequences would show half of the changes
       handleMissedSeqs( seqConfigSm() );
    }
    handleVersion();
@@ -133,7 +124,7 @@ bool RouteMapConfigSymbolSm::putOff( Asked what ) noexcept {
    return inStep_;
 }
 
-void RouteMapConfigSymbolSm::doWhatWasPutOff() {
+void RouteMapConfigSymbolSm::handlePutOff() {
    const auto asked = std::exchange( asked_, Asked::nothing );
    if( asked == Asked::nothing || zombieReactors() ) return;
    if( !rmConfigSymbolReactor_->pendingUpdate().empty() ) scheduleUpdateTask();   // its run may have been deferred
@@ -164,11 +155,7 @@ void RouteMapConfigSymbolSm::scheduleUpdateTask() {
 
 void RouteMapConfigSymbolSm::handleDeferred() {
    const Quoin::Ptr<RouteMapConfigSymbolSm> self( this );
-   const struct Turn {
-      explicit Turn( bool & is ) : is_( is ) { is_ = true; }
-      ~Turn() { is_ = false; }
-      bool & is_;
-   } turn( inTurn_ );
+   const Holding turn( inTurn_ );
    if( zombieReactors() ) return;
    if( isFirstAndEmpty() )
       publishEmpty();
@@ -177,6 +164,18 @@ void RouteMapConfigSymbolSm::handleDeferred() {
 }
 
 // ---- creation and deletion of sequences
+
+void RouteMapConfigSymbolSm::handleRouteMapSeq() {
+   {
+      const Holding step( inStep_ );   // a publication between two sequences would show half of the changes
+      RouteMapConfigSmBase::handleRouteMapSeq();
+   }
+   if( !begunAt_ ) return handlePutOff();   // in the first compilation, handleVersion() follows
+   // A sequence may have been deleted after an earlier machine published it, and before this machine was created.
+   if( const auto status = rmSymbol_->rmStatus() )
+      for( const auto & [ seqno, seqStatus ] : status->seqStatus() )
+         if( !seqConfigGet( seqno ) ) modifiedRmSeqStatusList_->seqStatusIs( ModifiedRouteMapSeqStatus( { seqno } ) );
+}
 
 void RouteMapConfigSymbolSm::handleRouteMapSeq( uint32_t seqno ) {
    const auto isReplaced = [ & ] {
@@ -206,9 +205,9 @@ void RouteMapConfigSymbolSm::createSeq( uint32_t seqno ) {
    seqConfigSmIs( seqno, sm );
    if( seqConfigSm_.get( seqno ) != sm.get() ) return;
    undefinedReferenceSeq_->removeSeq( seqno );   // of a former sequence with this number and a pending tombstone
-   modifiedRmSeqStatusList_->seqStatusIs(
-      ModifiedRouteMapSeqStatus( { seqno }, RouteMapSeqStatus::newFrom( nullptr, seqno ), sm->undefinedRefsTracker() ) );
-   if( appliesAtOnce_ ) addChanges( seqno, *sm );   // while its records are in the cache
+   modifiedRmSeqStatusList_->seqStatusIs( copyOf( nullptr, seqno ) );
+   // While its records are in the cache. A subscriber of the list may have deleted or replaced the sequence.
+   if( appliesAtOnce_ && seqConfigGet( seqno ) == entry.get() ) addChanges( seqno, *sm );
 }
 
 void RouteMapConfigSymbolSm::deleteSeq( uint32_t seqno ) {
@@ -237,17 +236,19 @@ Quoin::Ptr<const RouteMapSeqStatus> RouteMapConfigSymbolSm::published( uint32_t 
    return status ? status->seqStatus( seqno ) : nullptr;
 }
 
-Quoin::Ptr<SeqUndefinedReferencesOptionTracker> RouteMapConfigSymbolSm::trackerOf( uint32_t seqno ) const {
-   return seqConfigSm_.get( seqno )->undefinedRefsTracker();
+ModifiedRouteMapSeqStatus RouteMapConfigSymbolSm::copyOf( const Quoin::Ptr<const RouteMapSeqStatus> & status, uint32_t seqno ) const {
+   return ModifiedRouteMapSeqStatus( { seqno }, RouteMapSeqStatus::newFrom( status, seqno ),
+                                     seqConfigSm_.get( seqno )->undefinedRefsTracker() );
 }
 
 // ---- changes of the configuration
 
 void RouteMapConfigSymbolSm::handleVersion() {
    if( putOff( Asked::compile ) ) return;
-   const bool nothingListed = modifiedRmSeqStatusList_->seqStatus().empty();
+   // A subscriber has created or deleted sequences during the first compilation: handleChangeMissed() follows.
+   if( begunAt_ && routeMap() && routeMap()->mapEntry().version() != *begunAt_ ) return rmSymbol_->statusCurrentIs( false );
    if( isFirstAndEmpty() ) return isDeferred() ? defer() : publishEmpty();
-   if( rmSymbol_->rmStatus() && !hasModifiedSequence() && nothingListed ) {
+   if( rmSymbol_->rmStatus() && !hasModifiedSequence() && modifiedRmSeqStatusList_->seqStatus().empty() ) {
       PLINTH_TRACE( trace, level8 ) << "No modified sequences, skipping symbol update";
       if( rmConfigSymbolReactor_->pendingUpdate().empty() ) rmSymbol_->statusCurrentIs( true );
       return;
@@ -278,13 +279,13 @@ bool RouteMapConfigSymbolSm::hasModifiedSequence() const {
 
 ModifiedRouteMapSeqStatus RouteMapConfigSymbolSm::getOrCreateModifiedSeqStatusEntry( uint32_t seqno ) const {
    if( const auto * listed = modifiedRmSeqStatusList_->seqStatusGet( { seqno } ); listed && listed->seqStatus() ) return *listed;
-   ModifiedRouteMapSeqStatus modifiedEntry( { seqno }, RouteMapSeqStatus::newFrom( published( seqno ), seqno ), trackerOf( seqno ) );
+   auto modifiedEntry = copyOf( published( seqno ), seqno );
    QUOIN_ASSERT( modifiedEntry.seqStatus() != nullptr, "modifiedEntry.seqStatus() != nullptr" );
    return modifiedEntry;
 }
 
 void RouteMapConfigSymbolSm::addChangesToModifiedSeqStatusList() {
-   const Step step( *this );
+   const Holding step( inStep_ );
    for( auto i = seqConfigSm().first(); i; i.next() ) {
       const auto sm = i.value();
       // The machine is yet to be notified that the sequence was deleted or replaced.
@@ -298,8 +299,9 @@ void RouteMapConfigSymbolSm::addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase
    const auto seqConfig = this->seqConfig( seqno );
    QUOIN_ASSERT( seqConfig, "seqConfig" );
    auto entry = getOrCreateModifiedSeqStatusEntry( seqno );
+   const auto isStill = [ & ] { return seqConfigSm_.get( seqno ) == &sm; };
    const auto store = [ & ] {
-      if( seqConfigSm_.get( seqno ) == &sm ) modifiedRmSeqStatusList_->seqStatusIs( entry );
+      if( isStill() ) modifiedRmSeqStatusList_->seqStatusIs( entry );
    };
    const auto pending = rmConfigSymbolReactor_->pendingUpdate( seqno );
    addMatcherChanges( entry, sm, pending.get() );
@@ -314,7 +316,7 @@ void RouteMapConfigSymbolSm::addChanges( uint32_t seqno, RmSeqConfigSymbolSmBase
    } );
    sm.sequenceChange()->permitChangeIs( false );
    entry.seqStatus()->matchActionIs( seqConfig->permit() );
-   if( !sm.isModified() ) rmConfigSymbolReactor_->ledger()->appliedIs( seqno );
+   if( isStill() && !sm.isModified() ) rmConfigSymbolReactor_->ledger()->appliedIs( seqno );
    store();
    if( !seqConfigSm_.get( seqno ) ) {   // a subscriber has deleted the sequence; what was entered afterwards is deleted too
       undefinedReferenceSeq_->removeSeq( seqno );
@@ -446,7 +448,7 @@ void RouteMapConfigSymbolSm::handleRouteMapSymbolUpdateTask() {
 }
 
 void RouteMapConfigSymbolSm::addPendingUpdate( uint32_t seqno ) {
-   const Step step( *this );
+   const Holding step( inStep_ );
    rmConfigSymbolReactor_->pendingUpdateApply( seqno, [ & ]( const auto & pending ) {
       if( pending->hasNoPendingChanges() || !seqConfigSm_.get( seqno ) ) {
          PLINTH_TRACE( trace, level8 ) << "seqno " << seqno << " has no changes";
@@ -475,7 +477,7 @@ void RouteMapConfigSymbolSm::maybeUpdateRmStatusAndSymbol() {
       rmSymbol_->statusCurrentIs( false );
       PLINTH_TRACE( trace, level8 ) << name() << " processing not complete";
    }
-   doWhatWasPutOff();
+   handlePutOff();
 }
 
 // Whether a symbol is not current. Publication then waits, and the machine watches the symbol until it is current.
@@ -549,8 +551,7 @@ void RouteMapConfigSymbolSm::maybeCloneSeqStatusToModifiedList( uint32_t seqno, 
    const bool targetIsReplaced = targetSeqno != 0 && modifiedRmSeqStatusList_->seqStatusGet( { targetSeqno } );
    const auto & linked = rmSeqStatus->continueSeq();
    if( !targetIsReplaced && ( !linked || linked->seqno() == targetSeqno ) ) return;
-   modifiedRmSeqStatusList_->seqStatusIs(
-      ModifiedRouteMapSeqStatus( { seqno }, RouteMapSeqStatus::newFrom( rmSeqStatus, seqno ), trackerOf( seqno ) ) );
+   modifiedRmSeqStatusList_->seqStatusIs( copyOf( rmSeqStatus, seqno ) );
 }
 
 // Links each sequence that continues to its target. The highest number is first: each target is final before a sequence links to it.
@@ -611,7 +612,7 @@ Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::newRmStatus() {
 
 // Completes the next generation and empties the list.
 Quoin::Ptr<RouteMapStatus> RouteMapConfigSymbolSm::takeNextGeneration() {
-   const Step step( *this );
+   const Holding step( inStep_ );
    linkContinues();
    const auto newStatus = newRmStatus();
    taken_ = newStatus;                            // a subscriber may delete a sequence of it

@@ -3,6 +3,8 @@
 /// machine is the second stage, after RouteMapConfigFilterSm.
 #pragma once
 
+#include <optional>
+
 #include "compile/DeferredPublications.h"
 #include "compile/PolicyRoot.h"
 #include "compile/RouteMapConfigSmBase.h"
@@ -29,8 +31,10 @@ class ROUTEPOLICY_API RmConfigSymbolSmHelperBase : public Quoin::Node {
 /// route map. RouteMapConfigSm owns this machine; RouteMapConfigFilterSm writes the copy.
 ///
 /// Changes arrive in two ways. Changes of the configuration are recorded per sequence; a new version of the route map applies all records.
-/// Changes of lists and callees become pending updates, which a task applies. Both ways build the next generation in a list of changed
-/// sequences. The machine publishes the generation when all lists and callees of the route map are current.
+/// The first compilation applies them without a new version, each sequence as soon as it is created, or, if traces are written, all
+/// sequences at the end. Changes of lists and callees become pending updates, which a task applies.
+/// Both ways build the next generation in a list of changed sequences. The machine publishes the generation when all lists and callees of
+/// the route map are current.
 /// Threading: the activity thread.
 class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase {
  public:
@@ -47,9 +51,9 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
 
    using SeqConfigSms = Zeugma::NestedSms<uint32_t, RmSeqConfigSymbolSmBase>::Machines;
 
-   void formatDerivedType( std::ostream & os ) const override;
+   void formatDerivedType( std::ostream & os ) const override { os << "rmName: " << name(); }
    void handleRouteMapSeq( uint32_t seqno ) override;
-   void handleRouteMapSeq() override { RouteMapConfigSmBase::handleRouteMapSeq(); }
+   void handleRouteMapSeq() override;
    void handleVersion() override;
    void handleInitialized() override;
    /// The work of the task: applies the pending updates, and publishes if possible.
@@ -86,7 +90,6 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
 
  private:
    enum class Asked : uint8_t { nothing, decision, compile };   // each value includes the previous one
-   class Step;
 
    void handleChangeMissed() override;
    void handleReactor( const Quoin::Change & change );
@@ -94,14 +97,14 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
 
    const Quoin::String & name() const noexcept { return rmSymbol_->name(); }
    Quoin::Ptr<const RouteMapSeqStatus> published( uint32_t seqno ) const;
-   Quoin::Ptr<SeqUndefinedReferencesOptionTracker> trackerOf( uint32_t seqno ) const;
+   ModifiedRouteMapSeqStatus copyOf( const Quoin::Ptr<const RouteMapSeqStatus> & status, uint32_t seqno ) const;
    bool putOff( Asked what ) noexcept;
    bool isDeferred() const noexcept;
    void defer();
    void scheduleUpdateTask();
    bool isFirstAndEmpty() const;
    void publishEmpty();
-   void doWhatWasPutOff();
+   void handlePutOff();
    void createSeq( uint32_t seqno );
    void deleteSeq( uint32_t seqno );
 
@@ -144,10 +147,12 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    Zeugma::Reactor<RouteMapConfigSymbolSm> awaitedReactor_{ *this, &RouteMapConfigSymbolSm::handleAwaited };   // see isAwaited()
    Zeugma::NestedSms<uint32_t, RmSeqConfigSymbolSmBase> seqConfigSm_{ *this };
    Asked asked_ = Asked::nothing;   // requests during the step in progress
+   // In a step, the next generation is incomplete. Subscribers may edit the route map; their requests wait for the end of the step.
    bool inStep_ = false;
-   bool inTurn_ = false;          // in handleDeferred()
-   bool appliesAtOnce_ = false;   // each new sequence, in the first compilation
-   bool asksSequences_ = false;   // a sequence does not report to the ledger
+   bool inTurn_ = false;               // in handleDeferred()
+   std::optional<uint32_t> begunAt_;   // during the first compilation: the version of the collection of sequences at its begin
+   bool appliesAtOnce_ = false;        // each new sequence, in the first compilation
+   bool asksSequences_ = false;        // a sequence does not report to the ledger
 };
 
 /// Creates the machine and switches on its notification. The constructor compiles the route map.

@@ -6,9 +6,6 @@
 
 namespace Routing::Policy {
 
-RouteMapUpdateNotifier::~RouteMapUpdateNotifier() = default;
-RouteMapOpModeNotifier::~RouteMapOpModeNotifier() = default;
-
 void RouteMapUpdateNotifier::versionIs( uint32_t version ) {
    if( version == std::exchange( version_, version ) || isPublishing_ ) return;
    const Quoin::ReleaseScope whole;   // a reaction may release it

@@ -37,7 +37,6 @@ class ROUTEPOLICY_API BlockedCall {
 class ROUTEPOLICY_API RouteMapUpdateNotifier final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { version };
-   ~RouteMapUpdateNotifier() override;
 
    uint32_t version() const noexcept { return version_; }
    /// The order of calls of the filtered configuration. With it, calls are checked again only after a call was deleted; without it (null),
@@ -69,7 +68,6 @@ class ROUTEPOLICY_API RouteMapOpModeNotifier final : public Quoin::NotifyingNode
  public:
    using RouteMapOpModeType = Routing::RouteMap::RouteMapOpModeType;
    enum class Field : Quoin::FieldId { routeMapOpMode };
-   ~RouteMapOpModeNotifier() override;
 
    RouteMapOpModeType routeMapOpMode() const noexcept { return routeMapOpMode_; }
    void routeMapOpModeIs( RouteMapOpModeType mode );

@@ -14,9 +14,6 @@ const Trailmark::MsgDesc updatedMsg( "{} updated to version {}" );
 
 }   // namespace
 
-RouteMapSymbol::~RouteMapSymbol() = default;
-AllRouteMapSymbol::~AllRouteMapSymbol() = default;
-
 void RouteMapSymbol::updateAndNotify( const Quoin::Ptr<const RouteMapStatus> & status ) {
    const Quoin::Ptr<RouteMapSymbol> self( this );   // a reaction may release the last reference
    if( status != rmStatus_ ) rmStatusIs( status );
@@ -32,7 +29,7 @@ Quoin::Ptr<RouteMapSymbol> RouteMapSymbol::dedup( const Quoin::Ptr<const RouteMa
 }
 
 uint32_t RouteMapSymbol::hashOf( const Quoin::String & name ) noexcept {
-   const uint32_t hash = 0 ^ name.hash();
+   const uint32_t hash = name.hash();
    Zeugma::HashMix mix;
    mix.mixBytes4( reinterpret_cast<const unsigned char *>( &hash ) );
    return mix;
@@ -40,10 +37,6 @@ uint32_t RouteMapSymbol::hashOf( const Quoin::String & name ) noexcept {
 
 uint32_t RouteMapSymbol::hash() const {
    return hashOf( name() );
-}
-
-bool RouteMapSymbol::compare( const Zeugma::DedupHandleBase * other ) const {
-   return PolicySymbol::compare( other );
 }
 
 Quoin::Ptr<RouteMapSymbol> routeMapSymbolFactory( const Quoin::String & name ) {

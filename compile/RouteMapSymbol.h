@@ -18,11 +18,10 @@ using RouteMapSymbolDedupTable = Routing::RouteMap::SymbolDedupTable<RouteMapSym
 class ROUTEPOLICY_API RouteMapSymbol final : public Routing::RouteMap::PolicySymbol {
  public:
    explicit RouteMapSymbol( const Quoin::String & name ) : PolicySymbol( name ) {}
-   ~RouteMapSymbol() override;
 
    /// The compiled route map; null while the name is undefined.
    const Quoin::Ptr<const RouteMapStatus> & rmStatus() const noexcept { return rmStatus_; }
-   /// Stores a status without notifying subscribers: for the first status.
+   /// Stores a status and notifies no subscriber. updateAndNotify() publishes.
    void rmStatusIs( const Quoin::Ptr<const RouteMapStatus> & status ) { rmStatus_ = status; }
    /// Stores the status, declares it current, and raises the version by one. The version rises even if the status is the same, since a
    /// callee may have changed.
@@ -34,7 +33,6 @@ class ROUTEPOLICY_API RouteMapSymbol final : public Routing::RouteMap::PolicySym
    // Hash and comparison use the name alone.
    static uint32_t hashOf( const Quoin::String & name ) noexcept;
    uint32_t hash() const override;
-   bool compare( const Zeugma::DedupHandleBase * other ) const override;
 
  private:
    Quoin::Ptr<const RouteMapStatus> rmStatus_;
@@ -45,7 +43,6 @@ class ROUTEPOLICY_API AllRouteMapSymbol final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { symbol };
    using Symbols = Plinth::HashMap2018<Quoin::String, Quoin::Ptr<RouteMapSymbol>>;
-   ~AllRouteMapSymbol() override;
 
    PLINTH_NODES( symbol, symbolIs, symbolDel, symbolDelAll, Field::symbol, name, Symbols );
 };

@@ -12,8 +12,10 @@ class ROUTEPOLICY_API RouteMapSymbolAndNotifier final : public Quoin::NotifyingN
    enum class Field : Quoin::FieldId { rmSymbol, rmSymbolNotifier };
 
    /// A null symbol leaves both null.
-   explicit RouteMapSymbolAndNotifier( const Quoin::Ptr<const RouteMapSymbol> & symbol );
-   ~RouteMapSymbolAndNotifier() override;
+   explicit RouteMapSymbolAndNotifier( const Quoin::Ptr<const RouteMapSymbol> & symbol ) {
+      rmSymbol_.value = symbol;
+      if( symbol ) rmSymbolNotifier_.value = symbol->notifier();
+   }
 
    // The old value is released after the publication.
    PLINTH_ATTR( rmSymbol, rmSymbolIs, Field::rmSymbol, Quoin::Ptr<const RouteMapSymbol> );

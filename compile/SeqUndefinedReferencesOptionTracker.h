@@ -16,7 +16,6 @@ class ROUTEPOLICY_API SeqUndefinedReferencesOptionTracker final : public Plinth:
    enum class Field : Quoin::FieldId { undefinedPrefixListMatchOption, undefinedCommListMatchOption, undefinedCommListSetOption };
    using MatchOptions = Plinth::HashSet2018<MatchOption>;
    using SetOptions = Plinth::HashSet2018<SetOption>;
-   ~SeqUndefinedReferencesOptionTracker() override;
 
    PLINTH_SET( undefinedPrefixListMatchOption, undefinedPrefixListMatchOptionHas, undefinedPrefixListMatchOptionIs,
                undefinedPrefixListMatchOptionDel, undefinedPrefixListMatchOptionDelAll, Field::undefinedPrefixListMatchOption,

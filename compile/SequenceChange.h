@@ -19,7 +19,6 @@ struct ListKind;
 class ROUTEPOLICY_API MatcherChange final : public Plinth::PlainRecord {
  public:
    explicit MatcherChange( MatchOption option ) : option_( option ) {}
-   ~MatcherChange() override;
    MatchOption option() const noexcept { return option_; }
    /// The new matcher; null if the clause was deleted.
    PLINTH_VALUE( matcher, matcherIs, {}, Quoin::Ptr<const Matcher> );
@@ -37,7 +36,6 @@ class ROUTEPOLICY_API MatcherChange final : public Plinth::PlainRecord {
 class ROUTEPOLICY_API SetterChange final : public Plinth::PlainRecord {
  public:
    explicit SetterChange( SetOption option ) : option_( option ) {}
-   ~SetterChange() override;
    SetOption option() const noexcept { return option_; }
    /// The new setter; null if the clause was deleted.
    PLINTH_VALUE( setter, setterIs, {}, Quoin::Ptr<const Setter> );
@@ -55,7 +53,6 @@ using SetterChanges = Plinth::HashMap2018<SetOption, Quoin::Ptr<SetterChange>>;
 class ROUTEPOLICY_API ContinueChange final : public Plinth::PlainRecord {
  public:
    explicit ContinueChange( bool enabled ) : enabled_( enabled ) {}
-   ~ContinueChange() override;
    /// Whether the sequence has a continue clause.
    PLINTH_VALUE( enabled, enabledIs, , bool );
    /// The target; 0 for the next sequence.
@@ -68,7 +65,6 @@ class ROUTEPOLICY_API SequenceChange final : public Plinth::PlainRecord {
    enum class Field : Quoin::FieldId { matcherChange, setterChange, continueChange, permitChange };
    /// `ledger`: of the route map; null for none.
    explicit SequenceChange( uint32_t seqno, Quoin::Ptr<SequenceLedger> ledger = nullptr ) : publisher_{ std::move( ledger ), seqno } {}
-   ~SequenceChange() override;
    uint32_t seqno() const noexcept { return publisher_.seqno; }
 
    /// The last change of each clause.

@@ -2,12 +2,6 @@
 
 namespace Routing::Policy {
 
-MatcherChangeSymbol::~MatcherChangeSymbol() = default;
-SetterChangeSymbol::~SetterChangeSymbol() = default;
-SubRouteMapChangeSymbol::~SubRouteMapChangeSymbol() = default;
-AggRoleAttrMapChangeSymbol::~AggRoleAttrMapChangeSymbol() = default;
-SequenceChangeSymbol::~SequenceChangeSymbol() = default;
-
 Quoin::Ptr<SequenceChangeSymbol> sequenceChangeSymbolFactory( uint32_t seqno ) {
    return Quoin::makeNode<SequenceChangeSymbol>( seqno );
 }

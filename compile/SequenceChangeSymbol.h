@@ -18,7 +18,6 @@ class ROUTEPOLICY_API MatcherChangeSymbol final : public Plinth::PlainRecord {
  public:
    enum class Field : Quoin::FieldId { matchSymbol };
    explicit MatcherChangeSymbol( MatchOption option ) : option_( option ) {}
-   ~MatcherChangeSymbol() override;
    MatchOption option() const noexcept { return option_; }
    PLINTH_SET( matchSymbol, matchSymbolHas, matchSymbolIs, matchSymbolDel, matchSymbolDelAll, Field::matchSymbol, PolicySymbols );
 
@@ -31,7 +30,6 @@ class ROUTEPOLICY_API SetterChangeSymbol final : public Plinth::PlainRecord {
  public:
    enum class Field : Quoin::FieldId { setSymbol };
    explicit SetterChangeSymbol( SetOption option ) : option_( option ) {}
-   ~SetterChangeSymbol() override;
    SetOption option() const noexcept { return option_; }
    PLINTH_SET( setSymbol, setSymbolHas, setSymbolIs, setSymbolDel, setSymbolDelAll, Field::setSymbol, PolicySymbols );
 
@@ -43,7 +41,6 @@ class ROUTEPOLICY_API SetterChangeSymbol final : public Plinth::PlainRecord {
 class ROUTEPOLICY_API SubRouteMapChangeSymbol final : public Plinth::PlainRecord {
  public:
    explicit SubRouteMapChangeSymbol( const Quoin::Ptr<const RouteMapSymbol> & symbol ) : symbol_( symbol ) {}
-   ~SubRouteMapChangeSymbol() override;
    PLINTH_VALUE( symbol, symbolIs, , Quoin::Ptr<const RouteMapSymbol> );
 };
 
@@ -51,7 +48,6 @@ class ROUTEPOLICY_API SubRouteMapChangeSymbol final : public Plinth::PlainRecord
 class ROUTEPOLICY_API AggRoleAttrMapChangeSymbol final : public Plinth::PlainRecord {
  public:
    explicit AggRoleAttrMapChangeSymbol( const Quoin::Ptr<const RouteMapSymbol> & symbol ) : symbol_( symbol ) {}
-   ~AggRoleAttrMapChangeSymbol() override;
    PLINTH_VALUE( symbol, symbolIs, , Quoin::Ptr<const RouteMapSymbol> );
 };
 
@@ -64,7 +60,6 @@ class ROUTEPOLICY_API SequenceChangeSymbol final : public Plinth::PlainRecord {
    /// `ledger`: of the route map; null for none.
    explicit SequenceChangeSymbol( uint32_t seqno, Quoin::Ptr<SequenceLedger> ledger = nullptr )
          : publisher_{ std::move( ledger ), seqno } {}
-   ~SequenceChangeSymbol() override;
    uint32_t seqno() const noexcept { return publisher_.seqno; }
 
    PLINTH_MADE_NODES( matcherChangeSymbol, matcherChangeSymbolIs, matcherChangeSymbolDel, matcherChangeSymbolDelAll,

@@ -2,8 +2,6 @@
 
 namespace Routing::Policy {
 
-SequenceLedger::~SequenceLedger() = default;
-
 void SequenceLedger::enter( uint32_t seqno ) {
    const auto at = recorded_.empty() || recorded_.back() < seqno ? recorded_.end() : std::ranges::lower_bound( recorded_, seqno );
    if( at == recorded_.end() || *at != seqno ) recorded_.insert( at, seqno );
@@ -16,6 +14,7 @@ void SequenceLedger::symbolIs( const Symbol & symbol ) {
 
 void SequenceLedger::symbolDel( const Symbol & symbol ) {
    if( !symbol ) return;
+   QUOIN_ASSERT( uses_.contains( symbol ), "uses_.contains( symbol )" );
    if( const uint32_t left = Plinth::memberOf( uses_, symbol ) - 1; left != 0 )
       uses_.put( symbol, left );
    else

@@ -1,6 +1,6 @@
 /// @file compile/SequenceLedger.h
-/// What the sequences of one route map have recorded, and which symbols they watch, in sum. With it, the machine of the route map knows
-/// without a walk over all sequences that nothing waits.
+/// Counts what the sequences of one route map have recorded, and which symbols they watch. With it, the machine of the route map decides
+/// without a walk over all sequences whether it can publish.
 /// Threading: the activity thread.
 #pragma once
 
@@ -18,7 +18,6 @@ namespace Routing::Policy {
 class ROUTEPOLICY_API SequenceLedger final : public Quoin::Node {
  public:
    using Symbol = Quoin::Ptr<const Routing::RouteMap::PolicySymbol>;
-   ~SequenceLedger() override;
 
    /// Enters a sequence whose records have changed.
    void recordedIs( uint32_t seqno ) {
@@ -29,7 +28,8 @@ class ROUTEPOLICY_API SequenceLedger final : public Quoin::Node {
       last_.reset();
       if( !recorded_.empty() && recorded_.back() == seqno ) recorded_.pop_back();
    }
-   /// Whether a sequence that was entered is still modified, by `isModified( seqno )`. Deletes those that are not.
+   /// Whether a sequence that was entered is still modified, by `isModified( seqno )`. Deletes the unmodified sequences in front of the
+   /// first modified one.
    template <class IsModified>
    bool findModified( IsModified && isModified ) {
       last_.reset();

@@ -8,10 +8,6 @@ SequenceSettersSm::SequenceSettersSm( const RmSeqConfigSymbolSmBase & sequence, 
    for( auto i = setters->setter().first(); i; i.next() ) recordClause( i.key() );
 }
 
-SequenceSettersSm::~SequenceSettersSm() {
-   stop();
-}
-
 // Records all current clauses and all deleted clauses.
 void SequenceSettersSm::handleChangeMissed() {
    auto options = recorded_;
@@ -20,14 +16,13 @@ void SequenceSettersSm::handleChangeMissed() {
 }
 
 void SequenceSettersSm::recordClause( SetOption option ) {
-   sequence_.rmSymbol()->statusCurrentIs( false );
-   if( zombieReactors() ) return;   // a subscriber of the symbol has deleted the sequence
    const auto setter = setters_->setter( option );
    if( setter )
       recorded_.insert( option );
    else
       recorded_.erase( option );
    sequence_.sequenceChange()->setterChangeIs( option )->setterIs( setter );
+   sequence_.rmSymbol()->statusCurrentIs( false );
 }
 
 }   // namespace Routing::Policy

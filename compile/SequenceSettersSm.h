@@ -14,7 +14,7 @@ namespace Routing::Policy {
 class ROUTEPOLICY_API SequenceSettersSm final : public Zeugma::BaseOutputSm {
  public:
    SequenceSettersSm( const RmSeqConfigSymbolSmBase & sequence, const Quoin::Ptr<const SequenceSetters> & setters );
-   ~SequenceSettersSm() override;
+   ~SequenceSettersSm() override { stop(); }
 
  private:
    void handleChangeMissed() override;

@@ -2,9 +2,6 @@
 
 namespace Routing::Policy {
 
-SequenceSetters::~SequenceSetters() = default;
-SetterTable::~SetterTable() = default;
-
 const Quoin::Ptr<SequenceSetters> & SetterTable::of( const Quoin::String & routeMap, uint32_t seqno ) {
    auto & setters = sequences_[ { routeMap, seqno } ];
    if( !setters ) setters = Quoin::makeNode<SequenceSetters>();

@@ -21,18 +21,16 @@ class ROUTEPOLICY_API SequenceSetters final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { setter };
    using Setters = Plinth::TreeMap<SetOption, Quoin::Ptr<const Setter>>;
-   ~SequenceSetters() override;
    PLINTH_COLLECTION( setter, setterIs, setterDel, setterDelAll, Field::setter, Setters );
 };
 
 /// The setters of all sequences. Each sequence has its own node: a write notifies only this sequence.
 class ROUTEPOLICY_API SetterTable final : public Quoin::Node {
  public:
-   ~SetterTable() override;
    /// The setters of a sequence. The first call creates the node; the sequence may still be undefined.
    const Quoin::Ptr<SequenceSetters> & of( const Quoin::String & routeMap, uint32_t seqno );
-   /// Deletes the node of a sequence that was deleted from the configuration. A sequence that still exists keeps the setters that it has, and
-   /// is not notified of later ones; to delete its setters, use `of( ... )->setterDelAll()`.
+   /// Deletes the node of a sequence that was deleted from the configuration. A sequence that still exists keeps the setters that it has,
+   /// and is not notified of later ones; to delete its setters, use `of( ... )->setterDelAll()`.
    void sequenceDel( const Quoin::String & routeMap, uint32_t seqno ) { sequences_.erase( { routeMap, seqno } ); }
    /// The number of sequences in the table.
    size_t count() const noexcept { return sequences_.size(); }

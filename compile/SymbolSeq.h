@@ -96,7 +96,7 @@ class RouteMapSymbolSeq final : public Quoin::NotifyingNode {
       if( symbol_.assign( Quoin::Ptr( symbol ) ) ) publisher_.publishChange( Quoin::FieldId( Field::symbol ) );
       if( ledger_ ) ledger_->symbolDel( old );
    }
-   /// The version that the symbol's notifier had when the reference was configured.
+   /// The version that the symbol's notifier had when the reference was applied.
    PLINTH_ATTR( currentVersion, currentVersionIs, Field::currentVersion, uint32_t );
 
  private:

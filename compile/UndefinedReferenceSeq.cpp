@@ -10,8 +10,6 @@ const Plinth::TraceHandle trace( "UndefinedReferenceSeq" );
 
 }   // namespace
 
-UndefinedReferenceSeq::~UndefinedReferenceSeq() = default;
-
 void UndefinedReferenceSeq::put( References & references, uint32_t seqno, UndefinedPolicyReferenceBitfield undefined ) {
    const uint8_t old = Plinth::memberOf( references, seqno ).value;
    if( undefined.value == old ) return;
@@ -37,17 +35,12 @@ bool UndefinedReferenceSeq::shouldRemoveUndefinedReferenceForRouteMap( const Quo
    return !status || status->undefinedReferences().value == 0;
 }
 
-void UndefinedReferenceSeq::inherit( References & references, uint32_t seqno, const Quoin::Ptr<const RouteMapStatus> & status ) {
-   put( references, seqno,
-        shouldRemoveUndefinedReferenceForRouteMap( status ) ? UndefinedPolicyReferenceBitfield() : status->undefinedReferences() );
-}
-
 void UndefinedReferenceSeq::updateSubRouteMapReference( uint32_t seqno, const Quoin::Ptr<const RouteMapStatus> & status ) {
-   inherit( subRouteMapReference_, seqno, status );
+   subRouteMapReferenceIs( seqno, status ? status->undefinedReferences() : UndefinedPolicyReferenceBitfield() );
 }
 
 void UndefinedReferenceSeq::updateAggRoleAttrMapReference( uint32_t seqno, const Quoin::Ptr<const RouteMapStatus> & status ) {
-   inherit( aggRoleAttrMapReference_, seqno, status );
+   aggRoleAttrMapReferenceIs( seqno, status ? status->undefinedReferences() : UndefinedPolicyReferenceBitfield() );
 }
 
 void UndefinedReferenceSeq::removeSeq( uint32_t seqno ) {

@@ -15,7 +15,6 @@ namespace Routing::Policy {
 class ROUTEPOLICY_API UndefinedReferenceSeq final : public Quoin::Node {
  public:
    using References = Plinth::HashMap2018<uint32_t, UndefinedPolicyReferenceBitfield>;   // by sequence number
-   ~UndefinedReferenceSeq() override;
 
    // clang-format off
    // Writing 0 deletes.
@@ -56,7 +55,6 @@ class ROUTEPOLICY_API UndefinedReferenceSeq final : public Quoin::Node {
 
  private:
    void put( References & references, uint32_t seqno, UndefinedPolicyReferenceBitfield undefined );
-   void inherit( References & references, uint32_t seqno, const Quoin::Ptr<const RouteMapStatus> & status );
 
    std::array<uint32_t, 8> uses_{};   // how many members of the three maps have each bit
 };

@@ -12,7 +12,7 @@ using Routing::RouteMap::MapEntry;
 
 namespace {
 
-// Holds the three stages of all route maps against each other: configured, copied (filtered), published.
+// Compares the three stages of all route maps: configured, copied (filtered), published.
 class Verification {
  public:
    explicit Verification( const RouteMapConfigSm & machine ) : machine_( machine ) {}

@@ -19,11 +19,10 @@ class MatchedRouteMapSequencesSnapshot;   // the same header: a match that may b
 
 /// Evaluates routes. An agent creates one PolicyEval and reuses it. Between calls, the object holds only its two attributes. Evaluation
 /// never changes the policy. Without a log, it allocates nothing while at most 16 sequences match.
-/// Errors: a null list, route map, match or result ends the process, except where null has a meaning; so does a route map that calls itself.
-/// An exception of a matcher or setter reaches the caller. Afterwards no setter is deferred, and no log that the evaluation installed remains
-/// in the context.
-/// Evaluation of callees (route maps that a sequence calls) is recursive: the stack of the thread limits the depth of calls (8 MB hold
-/// 20,000 levels).
+/// Errors: a null list, route map, match or result ends the process, except where null has a meaning; so does a route map that calls
+/// itself. An exception of a matcher or setter reaches the caller. Afterwards no setter is deferred, and no log that the evaluation
+/// installed remains in the context. Evaluation of callees (route maps that a sequence calls) is recursive: the stack of the thread limits
+/// the depth of calls (8 MB hold 20,000 levels).
 /// Threading: without a context, any number of threads may use one PolicyEval on one policy at once. With a context, only one thread may
 /// use it.
 class ROUTEPOLICY_API PolicyEval : public Quoin::Node {

@@ -41,8 +41,8 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    const Sequences & seqStatus() const noexcept { return seqStatus_; }
    /// Null if no sequence has this number.
    Quoin::Ptr<const RouteMapSeqStatus> seqStatus( uint32_t seqno ) const { return Plinth::memberOf( seqStatus_, seqno ); }
-   /// Stores a sequence under its own number, in place of an existing one. While updateFeaturesOnSeqStatusChange is set, each change computes
-   /// the features over all sequences. A caller that stores many sequences turns it off, and calls updateFeatures() at the end.
+   /// Stores a sequence under its own number, in place of an existing one. While updateFeaturesOnSeqStatusChange is set, each change
+   /// computes the features over all sequences. A caller that stores many sequences turns it off, and calls updateFeatures() at the end.
    /// Errors: MutatorArgNullPointerException on null.
    void seqStatusIs( const Quoin::Ptr<const RouteMapSeqStatus> & seq );
    void seqStatusDel( uint32_t seqno );

@@ -5,7 +5,8 @@
 ///    { "dst": "198.51.100.0/24", "protocol": "bgp", "nexthops": [ { "gateway": "192.0.2.1" }, { "gateway": "192.0.2.2" } ] }
 ///    { "type": "blackhole", "dst": "2001:db8::/32", "dev": "lo", "metric": 1024, "pref": "medium" }
 ///
-/// An entry is one route, with the first of its next hops and that one's interface: policy is applied to a route, not to each of its next hops.
+/// An entry is one route, with the first of its next hops and that one's interface: policy is applied to a route, not to each of its next
+/// hops.
 ///
 /// "dst" without a length is a host. The family of "default" follows from the entry, by the first of these that it has: the
 /// gateway's family; the other family than that of "via", which the tool prints only where next hop and route differ in family;

@@ -11,8 +11,8 @@
 /// RouteField.h, names and values follow; an AS path extends to the end of the line. Else the rest is a remark and is skipped. A # at the
 /// beginning of a column starts a comment. Both families may be mixed.
 ///
-/// A line that was probably meant otherwise is broken: a remark that begins with a word similar to a name ("metrc 5"), or an address without
-/// a length in front of what may be the length ("10.0.0.0 8", "10.0.0.0 255.0.0.0").
+/// A line that was probably meant otherwise is broken: a remark that begins with a word similar to a name ("metrc 5"), or an address
+/// without a length in front of what may be the length ("10.0.0.0 8", "10.0.0.0 255.0.0.0").
 #pragma once
 
 #include <string_view>

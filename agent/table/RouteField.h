@@ -16,8 +16,8 @@ namespace Agent {
 bool isFieldName( std::string_view key ) noexcept;
 /// "next-hop, tag, ...": all of them.
 std::string fieldNames();
-/// The attribute name that an unknown word in front of that value was probably meant to be: written in other case or without hyphens; or, if
-/// the value fits the attribute, mistyped by a letter or two, or the name that other tools use. Empty for no such name.
+/// The attribute name that an unknown word in front of that value was probably meant to be: written in other case or without hyphens; or,
+/// if the value fits the attribute, mistyped by a letter or two, or the name that other tools use. Empty for no such name.
 std::string_view fieldMeantBy( std::string_view word, std::string_view value );
 
 /// Sets one attribute. Returns nothing, or an error that begins with the key; the route does not change then.

@@ -49,9 +49,9 @@ struct Ip6RuleConfig {
 
 /// The rules of a list: the rule at each sequence number, and the content of each rule. An IPv4 list has only IPv4 rules, and an IPv6 list
 /// only IPv6 rules.
-/// A version without rules starts no compilation. So after `ipRuleDelAll()`, or with a new version without rules, route maps keep matching the
-/// rules that were compiled last. When the rules are deleted one by one, the deletions before the last one start a compilation, and route
-/// maps then match an empty list. A list that must not permit anything gets one rule that denies everything.
+/// A version without rules starts no compilation. So after `ipRuleDelAll()`, or with a new version without rules, route maps keep matching
+/// the rules that were compiled last. When the rules are deleted one by one, the deletions before the last one start a compilation, and
+/// route maps then match an empty list. A list that must not permit anything gets one rule that denies everything.
 class ROUTEPOLICY_API AclVersion final : public Quoin::NotifyingNode {
  public:
    enum class Field : Quoin::FieldId { ruleBySequence, ipRule, ip6Rule };

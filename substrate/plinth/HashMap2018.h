@@ -228,7 +228,7 @@ class HashMap2018 : public HashCollection<K, TableOf<K, IsEq, RowTable<K, std::p
 
    /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
    bool put( const K & key, V value ) { return store( key, value ) != Stored::nothing; }
-   /// As put(). `value` is then the former value if it was replaced, and moved from if the key had no member.
+   /// As put(). `value` is then the former value if it was replaced, and moved from if the key had no member or if memory ran out.
    Stored store( const K & key, V & value ) {
       auto [ i, inserted ] = this->insert( [ & ]( auto & table ) { return table.try_emplace( key, std::move( value ) ); } );
       if( !inserted ) {

@@ -3,7 +3,8 @@
 ///
 /// Members are stored in one sorted array of (key, value): 10:a 20:b 30:c. A walk reads memory in sequence, and a look-up is a binary
 /// search. Appending in order costs O(1); any other insertion or removal moves the members after it. This fits the use: the compiler
-/// writes these collections in order, and evaluation walks them for every route. plinth/TreeMap.h fits many members, and writes in any order.
+/// writes these collections in order, and evaluation walks them for every route. plinth/TreeMap.h fits many members, and writes in any
+/// order.
 #pragma once
 
 #include <cstddef>
@@ -38,7 +39,7 @@ class RbTreeMap {
 
    /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
    bool put( const K & key, V value ) { return store( key, value ) != Stored::nothing; }
-   /// As put(). `value` is then the former value if it was replaced, and moved from if the key had no member.
+   /// As put(). `value` is then the former value if it was replaced, and moved from if the key had no member or if memory ran out.
    Stored store( const K & key, V & value ) {
       auto i = row_.empty() || row_.back().first < key ? row_.end() : lowerBoundImpl( key );
       if( i == row_.end() || key < i->first ) {

@@ -1,6 +1,7 @@
 /// @file substrate/plinth/Trace.h
 /// Traces: lines of text about the steps of the library, selected by category and level. Compilation and pipelines write traces; a
-/// sink receives them, by default standard error. A trace never changes behaviour.
+/// sink receives them, by default standard error. Traces do not change behaviour, except the order of steps in the first
+/// compilation of a route map (compile/RouteMapConfigSymbolSm.h).
 ///
 ///    static Plinth::TraceHandle loopTrace( "RouteMapLoopDetect" );
 ///    PLINTH_TRACE( loopTrace, level8 ) << "detected loop at " << map->name();

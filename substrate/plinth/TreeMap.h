@@ -25,9 +25,10 @@
 namespace Plinth {
 
 /// Members in ascending order of key, by the key's `<`. The interface is that of RbTreeMap. A change invalidates pointers to members.
-/// Errors: std::bad_alloc, and exceptions of the copy of a member in a shared block; the collection is then unchanged. takeAll() and clear() need no memory. erase() needs memory only if the block of
-/// the member is shared with a copy.
-/// Threading: any number of readers, or one writer. This holds for each copy by itself; the use counts of shared blocks follow ThreadControl.
+/// Errors: std::bad_alloc, and exceptions of the copy of a member in a shared block; the collection is then unchanged. takeAll() and
+/// clear() need no memory. erase() and take() need memory only if the block of the member is shared with a copy.
+/// Threading: any number of readers, or one writer. This holds for each copy by itself; the use counts of shared blocks follow
+/// ThreadControl.
 /// Invariant: no block is empty; each block has room for 64 members, unless it is the only one.
 template <class K, class V>
 class TreeMap {
@@ -69,7 +70,7 @@ class TreeMap {
 
    /// Inserts or replaces. Returns false, and changes nothing, if the key has an equal value already.
    bool put( const K & key, V value ) { return store( key, value ) != Stored::nothing; }
-   /// As put(). `value` is then the former value if it was replaced, and moved from if the key had no member.
+   /// As put(). `value` is then the former value if it was replaced, and moved from if the key had no member or if memory ran out.
    Stored store( const K & key, V & value ) {
       const Place at = placeOf( key );
       if( const Member * found = memberAt( at, key ) ) {
@@ -220,11 +221,13 @@ class TreeMap {
    static constexpr size_t kFull = 64;
 
    // Up to kFull members, in one piece of memory. It is no Quoin::Node: a Quoin::ReleaseScope must not delay the end of its members.
-   class alignas( Member ) alignas( uint32_t ) Block {
+   class alignas( std::max( alignof( Member ),
+                            alignof( uint32_t ) ) ) Block {   // one alignas: some compilers read only the last of several
     public:
       static constexpr bool kCopies = std::is_nothrow_copy_constructible_v<Member>;
       static Handle make( size_t capacity ) {
          static_assert( std::is_nothrow_move_constructible_v<Member> && alignof( Member ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
+         static_assert( sizeof( Block ) % alignof( Member ) == 0 );
          return Handle::adopt( new( ::operator new( sizeof( Block ) + capacity * sizeof( Member ) ) ) Block( capacity ) );
       }
       Block( const Block & ) = delete;
@@ -282,24 +285,18 @@ class TreeMap {
          new( to ) Member( std::move( *from ) );
          from->~Member();
       }
-      // Opens a gap at `index`, which the caller fills. Moves the members on that side of the gap where there is room; where there is room
-      // on both sides, the fewer ones.
+      // Opens a gap at `index`, which the caller fills. Moves the members on one side of the gap: where there is room, or else the fewer
+      // ones. There is always room on one side: two blocks are joined only if they fill half of one.
       Member * open( size_t index, size_t count ) noexcept {
-         const auto fits = [ & ]( size_t at ) { return at + size_ + count <= capacity_; };
-         if( count <= first_ && ( index < size_ - index || !fits( first_ ) ) ) {
+         const bool isFullBehind = first_ + size_ + count > capacity_;
+         if( count <= first_ && ( isFullBehind || index < size_ - index ) ) {
             for( size_t i = 0; i != index; ++i ) relocate( begin() + i - count, begin() + i );
             first_ = static_cast<uint16_t>( first_ - count );
          } else {
-            if( !fits( first_ ) ) moveToStart();
             for( size_t i = size_; i != index; --i ) relocate( begin() + i + count - 1, begin() + i - 1 );
          }
          size_ = static_cast<uint16_t>( size_ + count );
          return begin() + index;
-      }
-      void moveToStart() noexcept {
-         Member * from = begin();
-         first_ = 0;
-         for( size_t i = 0; i != size_; ++i ) relocate( begin() + i, from + i );
       }
 
       Quoin::UseCount uses_;

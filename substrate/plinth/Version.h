@@ -1,5 +1,6 @@
 /// @file substrate/plinth/Version.h
-/// The change counter of a collection, which iterators compare to notice that their collection has changed; and the answer of its writer.
+/// The change counter of a collection, and the result of a write. Iterators compare the counter to notice that their collection has
+/// changed.
 #pragma once
 
 #include <cstdint>

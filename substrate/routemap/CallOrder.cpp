@@ -68,8 +68,8 @@ void CallOrder::callDel( const String & caller, const String & callee ) {
    release( to );
 }
 
-// One of the two walks of a search: down from the callee to all that it reaches, or up from the caller to all that reaches it. Only route maps
-// between the places of the two can be on a way from one to the other.
+// One of the two walks of a search: down from the callee to all that it reaches, or up from the caller to all that reaches it. Only route
+// maps between the places of the two can be on a way from one to the other.
 class CallOrder::Walk {
  public:
    Walk( Vertex & start, Calls Vertex::*calls, Place first, Place last, uint64_t mark )

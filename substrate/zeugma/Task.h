@@ -25,8 +25,8 @@ namespace Zeugma {
 
 class Task;
 
-/// The task with the lowest value runs first; among equal values, the task with the lowest rank; among equal ranks, the task that became due
-/// first.
+/// The task with the lowest value runs first; among equal values, the task with the lowest rank; among equal ranks, the task that became
+/// due first.
 enum class TaskPriority : uint8_t { urgent = 0, high = 1, normal = 2, routeMap = 3, low = 4, idle = 5 };
 
 /// The queue of due tasks.

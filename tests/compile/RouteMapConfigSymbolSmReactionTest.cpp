@@ -124,6 +124,87 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aNewMachineRemovesDeletedSequences )
    }
 }
 
+/// Calls a function before it creates the machine of a sequence.
+struct EditingHelper final : RmConfigSymbolSmHelperBase {
+   EditingHelper( const Agent & agent, std::function<void( uint32_t )> f ) : edit( std::move( f ) ), common( agent.root ) {}
+   Ptr<RmSeqConfigSymbolSmBase> createSeqConfigSm( const String & rmName, const Ptr<const MapEntry> & seqConfig,
+                                                   const Ptr<RouteMapSymbol> & rmSymbol, const Ptr<RmConfigSymbolReactor> & reactor,
+                                                   const Ptr<const RouteMapOpModeNotifier> & opMode ) override {
+      edit( seqConfig->seqno() );
+      return common.createSeqConfigSm( rmName, seqConfig, rmSymbol, reactor, opMode );
+   }
+   std::function<void( uint32_t )> edit;
+   CommonRmConfigSymbolSmHelper common;
+};
+
+TEST_F( RouteMapConfigSymbolSmReactionTest, anEarlierSequenceMayChangeWhileALaterOneIsCreated ) {
+   withSequences( rm, { 10, 20 } );
+   rm.helper = makeNode<EditingHelper>( agent, [ & ]( uint32_t seqno ) {
+      if( seqno == 20 ) entry( 10 )->distanceIs( 7 );
+   } );
+   EXPECT_EQ( rm.start(), 1 );
+   EXPECT_EQ( shapeOf( *rm.status() ), "10:0+1 20:0+0" );
+   expectSettled();
+}
+
+TEST_F( RouteMapConfigSymbolSmReactionTest, sequencesMayBeDeletedWhileOneIsCreated ) {
+   using Seqnos = std::vector<uint32_t>;
+   const struct {
+      const char * name;
+      Seqnos gone;
+      const char * shape;   // published once, and nothing else
+   } rows[] = {
+      { "all", { 10, 20, 30, 40 }, "" },
+      { "an earlier one", { 20 }, "10:0+1 30:0+1 40:0+1" },
+      { "the one", { 30 }, "10:0+1 20:0+1 40:0+1" },
+      { "a later one", { 40 }, "10:0+1 20:0+1 30:0+1" },
+   };
+   for( const bool restarts : { false, true } )
+      for( const auto & row : rows ) {
+         SCOPED_TRACE( row.name + std::string( restarts ? ", after a restart" : "" ) );
+         Compiled one( agent, "ONE" );
+         withSequences( one, { 10, 20, 30, 40 } );
+         if( restarts ) one.start();
+         one.sm = nullptr;
+         for( const uint32_t seqno : { 10, 20, 30, 40 } ) one.map->mapEntry( seqno )->distanceIs( 7 );
+         one.helper = makeNode<EditingHelper>( agent, [ & ]( uint32_t creating ) {
+            if( creating != 30 ) return;
+            for( const uint32_t seqno : row.gone ) one.map->mapEntryDel( seqno );
+            one.map->versionIs( 50 );
+         } );
+         const Generations published( one );
+         one.start();
+         one.run();
+         EXPECT_THAT( published.shapes, ElementsAre( row.shape ) );
+         expectSettled( one );
+      }
+}
+
+TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayBeDeletedOrReplacedWhenItIsListed ) {
+   for( const bool replaces : { false, true } ) {
+      SCOPED_TRACE( replaces ? "replaced" : "deleted" );
+      Compiled one( agent, "ONE" );
+      withSequences( one, { 10, 20, 30 } )->mapEntry( 20 )->permitIs( deny );
+      std::optional<Reaction> lists;
+      one.helper = makeNode<EditingHelper>( agent, [ & ]( uint32_t ) {
+         const auto & list = *one.reactor->modifiedRmSeqStatusList();
+         if( lists ) return;
+         lists.emplace( list, [ & ]( const Quoin::Change & ) {
+            if( !list.seqStatusGet( { 20 } ) ) return;
+            lists->function = {};
+            one.map->mapEntryDel( 20 );
+            if( replaces ) one.map->mapEntryIs( 20 )->distanceIs( 7 );
+         } );
+      } );
+      one.start();
+      one.run();
+      one.raise();
+      EXPECT_EQ( shapeOf( *one.status() ), replaces ? "10:0+0 20:0+1 30:0+0" : "10:0+0 30:0+0" );
+      if( replaces ) { EXPECT_EQ( one.seq( 20 )->matchAction(), permit ); }
+      expectSettled( one );
+   }
+}
+
 TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayBeDeletedWhileItsMachineIsCreated ) {
    withSequences( rm, { 5 } );
    rm.start();
@@ -278,6 +359,29 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, aClauseMayChangeWhileAChangeOfItsLis
 
 // --- while an update is applied
 
+TEST_F( RouteMapConfigSymbolSmReactionTest, aSequenceMayBeReplacedWhenItsUpdateLeavesTheMailbox ) {
+   List found( agent, "FOUND" ), other( agent, "OTHER" );
+   other.edit();   // the sequence waits for it
+   Compiled one( agent, "ONE" );
+   one.map->mapEntryIs( 10 )->matchRuleIs( matchPrefixList( "FOUND" ) );
+   one.start();
+   found.publish();
+   ASSERT_TRUE( one.reactor->pendingUpdate( 10 ) );
+   Reaction leaves( *one.reactor );
+   leaves.function = [ & ]( const Quoin::Change & ) {
+      if( one.reactor->pendingUpdate( 10 ) ) return;
+      leaves.function = {};
+      one.map->mapEntryDel( 10 );
+      one.map->mapEntryIs( 10 )->distanceIs( 7 );
+   };
+   one.map->mapEntryIs( 20 );
+   one.raise();
+   one.run();
+   one.raise();
+   EXPECT_EQ( shapeOf( *one.status() ), "10:0+1 20:0+0" );
+   expectSettled( one );
+}
+
 TEST_F( RouteMapConfigSymbolSmReactionTest, aListMayBeDeletedWhenItsUpdateLeavesTheMailbox ) {
    for( const bool byVersion : { false, true } ) {
       SCOPED_TRACE( byVersion ? "the version applies it" : "the task applies it" );
@@ -336,18 +440,16 @@ TEST_F( RouteMapConfigSymbolSmReactionTest, otherClausesMayBeAddedWhileOneIsReco
    expectSettled();
 }
 
-TEST_F( RouteMapConfigSymbolSmReactionTest, aVersionRaisedWhileAClauseIsRecordedKeepsTheClause ) {
+TEST_F( RouteMapConfigSymbolSmReactionTest, aVersionRaisedWhileAClauseIsRecordedIncludesTheClause ) {
    list.publish();
    for( const auto & rule : { matchTag( 5 ), matchPrefixList( "PL" ) } ) {
       SCOPED_TRACE( textOf( rule ) );
       Compiled one( agent, "ONE" );
       withSequences( one, { 10 } );
       one.start();
-      Once raises( *one.symbol, false, [ & ] { one.raise(); } );
+      Once raises( *one.symbol, false, [ & ] { EXPECT_EQ( one.raise(), 1 ); } );
       one.map->mapEntry( 10 )->matchRuleIs( rule );
       EXPECT_TRUE( raises.ran );
-      one.run();
-      one.raise();
       one.run();
       EXPECT_EQ( shapeOf( *one.status() ), "10:1+0" );
       EXPECT_EQ( listOf( one.seq( 10 ) ), rule.option == prefixListOption ? present() : nullptr );

@@ -31,11 +31,18 @@ TEST( IdentityModel, whatIsPublishedIsWhatIsConfigured ) {
    const uint64_t programs = told ? std::strtoull( told, nullptr, 10 ) : 2000 / kCaseShare;
    uint64_t edits = 0, inside = 0, done = 0;
    const auto begun = std::chrono::steady_clock::now();
-   Plinth::TraceHandle::sinkIs( []( const Plinth::TraceRecord & ) {} );
+   const struct Traces {
+      Traces() {
+         Plinth::TraceHandle::sinkIs( []( const Plinth::TraceRecord & ) {} );
+      }
+      ~Traces() {
+         Plinth::TraceHandle::sinkIs( nullptr );
+         levelIs( Plinth::TraceFacility::kOff );
+      }
+      void levelIs( int level ) const { Plinth::TraceHandle::levelIs( "RouteMapConfigSymbolSm", level ); }
+   } traces;
    forSomeCases( programs, [ & ]( Choices & random ) {
-      // If it is traced, a first compilation applies the changes of a sequence later.
-      const bool isTraced = random.oneIn( 16 );
-      Plinth::TraceHandle::levelIs( "RouteMapConfigSymbolSm", isTraced ? 0 : Plinth::TraceFacility::kOff );
+      traces.levelIs( random.oneIn( 16 ) ? 8 : Plinth::TraceFacility::kOff );   // a traced first compilation applies all records at its end
       EditProgram program( random );
       EXPECT_EQ( program.run( 40 ), "" );
       edits += program.edits();
@@ -47,8 +54,6 @@ TEST( IdentityModel, whatIsPublishedIsWhatIsConfigured ) {
          std::fflush( stdout );
       }
    } );
-   Plinth::TraceHandle::levelIs( "RouteMapConfigSymbolSm", Plinth::TraceFacility::kOff );
-   Plinth::TraceHandle::sinkIs( nullptr );
    if( !HasFailure() ) { EXPECT_GT( inside, 8 * programs ) << edits; }
 }
 
