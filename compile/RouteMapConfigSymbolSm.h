@@ -150,7 +150,7 @@ class ROUTEPOLICY_API RouteMapConfigSymbolSm final : public RouteMapConfigSmBase
    // In a step, the next generation is incomplete. Subscribers may edit the route map; their requests wait for the end of the step.
    bool inStep_ = false;
    bool inTurn_ = false;               // in handleDeferred()
-   std::optional<uint32_t> begunAt_;   // during the first compilation: the version of the collection of sequences at its begin
+   std::optional<uint32_t> begunAt_;   // during the first compilation: the version of the sequences at its start
    bool appliesAtOnce_ = false;        // each new sequence, in the first compilation
    bool asksSequences_ = false;        // a sequence does not report to the ledger
 };
