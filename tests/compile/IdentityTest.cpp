@@ -82,6 +82,28 @@ TEST_F( IdentityTest, aVersionThatIsRaisedBeforeTheMachineIsNotifiedOfASequenceI
    EXPECT_TRUE( status( "M" )->seqStatus( 20 ) );
 }
 
+TEST_F( IdentityTest, aVersionIncludesAReplacedSequenceThoughTheNumberOfSequencesIsRight ) {
+   const auto map = add( "M" );
+   add( "M", 1, 30 );
+   int step = 0;
+   const Reaction first( *map, [ & ]( const auto & ) {
+      switch( ++step ) {
+         case 1: map->mapEntryIs( 10 ); return;   // 10 was deleted
+         case 2:                                  // 10 was created again
+            map->mapEntry( 10 )->permitIs( deny );
+            map->mapEntryIs( 5 );   // the machine is notified of this one first
+            raise( "M" );
+            return;
+      }
+   } );
+   start();
+   map->mapEntryDel( 10 );
+   run();
+   ASSERT_TRUE( status( "M" )->seqStatus( 10 ) );
+   EXPECT_EQ( status( "M" )->seqStatus( 10 )->matchAction(), deny );
+   EXPECT_EQ( status( "M" )->seqStatus().count(), 3u );
+}
+
 TEST_F( IdentityTest, aVersionThatIsRaisedInsideTheDeletionOfManySequencesNeedsNoMoreStack ) {
    constexpr uint32_t kSequences = 20'000;
    const auto map = add( "M", 1, 1 );
