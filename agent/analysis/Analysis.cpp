@@ -237,7 +237,7 @@ class RouteMapWalk {
       const auto add = [ & ]( const Place & place, const std::string & what ) {
          findings_.push_back( { place, Kind::noEffect, fmt::format( "{} {} denies, so {}", name_, number, what ) } );
       };
-      if( !( sequence.set == SetClauses() ) ) add( sequence.place, "it sets nothing" );
+      if( !sequence.set.empty() ) add( sequence.place, "it sets nothing" );
       if( const auto & to = sequence.continueTo )
          add( to->place, to->target == 0 ? "it never continues" : fmt::format( "it never continues to {}", to->target ) );
    }

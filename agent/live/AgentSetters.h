@@ -45,7 +45,7 @@ class LocalPreferenceSetter final : public Setter {
 /// Replaces the communities of the route, or adds to them.
 class CommunitySetter final : public Setter {
  public:
-   explicit CommunitySetter( SetCommunity set ) : set_( std::move( set ) ) {}
+   explicit CommunitySetter( SetClause set ) : set_( std::move( set ) ) {}
    void setValue( Result_ * result ) const override {
       auto * r = agentResultOf( result );
       if( !r ) return;
@@ -65,7 +65,7 @@ class CommunitySetter final : public Setter {
    }
 
  private:
-   SetCommunity set_;
+   SetClause set_;
 };
 
 }   // namespace Agent

@@ -7,6 +7,7 @@
 #include "live/Differences.h"
 #include "live/OwnOptions.h"
 #include "policy/RouteMetricSetter.h"
+#include "text/SetForms.h"
 
 namespace Agent {
 
@@ -32,11 +33,13 @@ class SequenceEdit {
          else
             entry_.matchRuleDel( option );
       } );
-      setter<RouteMetricSetter>( SetOption::setMetric, was.set.metric, is.set.metric );
-      setter<TagSetter>( SetOption::setTag, was.set.tag, is.set.tag );
-      setter<LocalPreferenceSetter>( SetOption::setLocalPreference, was.set.localPreference, is.set.localPreference );
-      setter<CommunitySetter>( SetOption::setCommunity, was.set.community, is.set.community );
-      clause( was.set.distance, is.set.distance, [ & ] { entry_.distanceIs( is.set.distance.value_or( 0 ) ); } );
+      for( const auto & form : setForms() ) {
+         const auto * before = was.set.find( form.kind );
+         const auto * now = is.set.find( form.kind );
+         if( !differ( before, now ) ) continue;
+         ++edits_;
+         set( form.kind, now );
+      }
       clause( was.call, is.call, [ & ] {
          entry_.subRouteMapIs( is.call ? SubRouteMap{ is.call->name, is.call->invert } : SubRouteMap{} );
       } );
@@ -53,14 +56,24 @@ class SequenceEdit {
       ++edits_;
       write();
    }
-   template <class S, class T>
-   void setter( SetOption option, const std::optional<T> & was, const std::optional<T> & is ) {
-      clause( was, is, [ & ] {
-         if( is )
-            setters_.setterIs( option, makeNode<S>( *is ) );
+   // Null: the clause was deleted.
+   void set( SetKind kind, const SetClause * clause ) {
+      const auto setter = [ & ]( SetOption option, auto make ) {
+         if( clause )
+            setters_.setterIs( option, make() );
          else
             setters_.setterDel( option );
-      } );
+      };
+      const uint64_t number = clause ? clause->number : 0;
+      switch( kind ) {
+         case SetKind::metric: return setter( SetOption::setMetric, [ & ] { return makeNode<RouteMetricSetter>( number ); } );
+         case SetKind::distance: return entry_.distanceIs( static_cast<uint32_t>( number ) );
+         case SetKind::tag: return setter( SetOption::setTag, [ & ] { return makeNode<TagSetter>( static_cast<uint32_t>( number ) ); } );
+         case SetKind::localPreference:
+            return setter( SetOption::setLocalPreference,
+                           [ & ] { return makeNode<LocalPreferenceSetter>( static_cast<uint32_t>( number ) ); } );
+         case SetKind::community: return setter( SetOption::setCommunity, [ & ] { return makeNode<CommunitySetter>( *clause ); } );
+      }
    }
    void description( const std::string & text ) {
       if( text.empty() )

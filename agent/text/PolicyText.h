@@ -3,13 +3,16 @@
 /// texts are equal if they define the same policy; places are not compared.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
 #include <tuple>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "substrate/acl/MatchPermit.h"
@@ -93,24 +96,44 @@ struct MatchClause {
    friend bool operator==( const MatchClause &, const MatchClause & ) = default;
 };
 
-struct SetCommunity {
+enum class SetKind : uint8_t { metric, distance, tag, localPreference, community };
+
+/// One set clause; its kind decides which members are used.
+struct SetClause {
+   SetKind kind;
+   uint64_t number = 0;                  // a metric (below 2^63), a distance (1 to 255), a tag, a local preference
    std::vector<Community> communities;   // ascending, each once; empty: removes all
    bool additive = false;                // adds to the communities of the route
-   friend bool operator==( const SetCommunity &, const SetCommunity & ) = default;
+   Place place;                          // of the operand
+   friend bool operator==( const SetClause &, const SetClause & ) = default;
 };
 
-struct SetClauses {
-   std::optional<uint64_t> metric;   // below 2^63
-   std::optional<uint32_t> tag;
-   std::optional<uint32_t> localPreference;
-   std::optional<uint8_t> distance;   // 1 to 255
-   std::optional<SetCommunity> community;
-   struct Places {   // of the operands
-      Place metric, tag, localPreference, distance, community;
-      friend bool operator==( const Places &, const Places & ) = default;
-   };
-   Places places;
+/// The set clauses of a sequence, in the order of their lines; one of each kind.
+class SetClauses {
+ public:
+   SetClauses() = default;
+   SetClauses( std::initializer_list<SetClause> row ) : row_( row ) {}
+   auto begin() const noexcept { return row_.begin(); }
+   auto end() const noexcept { return row_.end(); }
+   bool empty() const noexcept { return row_.empty(); }
+   /// Null if the sequence has no clause of this kind.
+   const SetClause * find( SetKind kind ) const noexcept {
+      const auto at = std::ranges::find( row_, kind, &SetClause::kind );
+      return at == row_.end() ? nullptr : &*at;
+   }
+   /// Replaces the clause of the same kind; the new clause is the last one. An equal clause keeps its place.
+   void put( SetClause clause ) {
+      if( const auto * now = find( clause.kind ); now && *now == clause ) return;
+      erase( clause.kind );
+      row_.push_back( std::move( clause ) );
+   }
+   void erase( SetKind kind ) {
+      std::erase_if( row_, [ kind ]( const SetClause & clause ) { return clause.kind == kind; } );
+   }
    friend bool operator==( const SetClauses &, const SetClauses & ) = default;
+
+ private:
+   std::vector<SetClause> row_;
 };
 
 struct CallClause {

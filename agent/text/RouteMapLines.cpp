@@ -1,5 +1,6 @@
 #include "text/RouteMapLines.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
@@ -239,24 +240,23 @@ void RouteMapLines::readMatch( LineCursor & line, bool no ) {
       sequence_->match.erase( form.option );
 }
 
-template <class Value>
-void RouteMapLines::editSet( const SetForm<Value> & form, LineCursor & line, bool no ) {
-   auto & slot = sequence_->set.*form.value;
-   auto & slotPlace = sequence_->set.places.*form.place;
-   const Place now = line.place( line.peek() );
-   const bool had = slot.has_value();
-   const auto was = edit( slot, line, no, form.take );
-   if( was ) noteReplaced( *was, slotPlace, *slot, now, [ & ]( SequenceText & alone, const Value & v ) { alone.set.*form.value = v; } );
-   if( was || !had ) slotPlace = now;
-}
-
 void RouteMapLines::readSet( LineCursor & line, bool no ) {
-   const bool found = anySetForm( [ & ]( const auto & form ) {
-      if( !line.takeWords( form.word ) ) return false;
-      editSet( form, line, no );
-      return true;
+   const auto form = std::ranges::find_if( setForms(), [ & ]( const SetForm & f ) { return line.takeWords( f.word ); } );
+   if( form == setForms().end() ) throwExpected( alternatives( setWords() ), line.peek() );
+   auto & set = sequence_->set;
+   std::optional<SetClause> clause;
+   if( const auto * now = set.find( form->kind ) ) clause = *now;
+   const auto was = edit( clause, line, no, [ & ]( LineCursor & l ) {
+      SetClause said{ .kind = form->kind, .place = l.place( l.peek() ) };
+      form->take( l, said );
+      return said;
    } );
-   if( !found ) throwExpected( alternatives( setWords() ), line.peek() );
+   if( was )
+      noteReplaced( *was, was->place, *clause, clause->place, []( SequenceText & alone, const SetClause & c ) { alone.set.put( c ); } );
+   if( clause )
+      set.put( std::move( *clause ) );
+   else
+      set.erase( form->kind );
 }
 
 void RouteMapLines::readCall( LineCursor & line, bool no ) {

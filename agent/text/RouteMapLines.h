@@ -46,8 +46,6 @@ class RouteMapLines {
    void readOnMatch( LineCursor & line, bool no );
    void readDescription( LineCursor & line, bool no );
    ContinueClause takeTarget( LineCursor & line ) const;
-   template <class Value>
-   void editSet( const SetForm<Value> & form, LineCursor & line, bool no );
    template <class Read>
    void editContinue( LineCursor & line, bool no, Read read );
    /// Records a doubt if the open sequence had another clause from an earlier line of this file. `put` puts a clause into an otherwise

@@ -8,49 +8,64 @@
 
 namespace Agent {
 
-namespace SetOperands {
+namespace {
 
-uint64_t takeMetric( LineCursor & line ) {
+void takeMetric( LineCursor & line, SetClause & clause ) {
    const Token & token = line.peek();
    if( token.text.starts_with( '+' ) || token.text.starts_with( '-' ) )
       throw LineError{ token.column,
                        fmt::format( "expected a metric, found {}: relative metrics are not supported", inQuotes( token.text ) ) };
-   return takeNumber( line, "a metric", 0, Zeugma::MaybeU63::kAbsent - 1 );
+   clause.number = takeNumber( line, "a metric", 0, Zeugma::MaybeU63::kAbsent - 1 );
 }
 
-uint8_t takeDistance( LineCursor & line ) {
-   return static_cast<uint8_t>( takeNumber( line, "a distance", 1, 255 ) );
+void takeDistance( LineCursor & line, SetClause & clause ) {
+   clause.number = takeNumber( line, "a distance", 1, 255 );
 }
 
-uint32_t takeTag( LineCursor & line ) {
-   return takeNumber32( line, "a tag" );
+void takeTag( LineCursor & line, SetClause & clause ) {
+   clause.number = takeNumber32( line, "a tag" );
 }
 
-uint32_t takeLocalPreference( LineCursor & line ) {
-   return takeNumber32( line, "a local preference" );
+void takeLocalPreference( LineCursor & line, SetClause & clause ) {
+   clause.number = takeNumber32( line, "a local preference" );
 }
 
-SetCommunity takeCommunity( LineCursor & line ) {
-   SetCommunity set;
-   if( line.takeWords( "none" ) ) return set;
-   set.communities = takeCommunities( line, "additive", "" );
-   set.additive = line.takeWords( "additive" );
-   return set;
+std::string numberText( const SetClause & clause ) {
+   return std::to_string( clause.number );
 }
 
-std::string setCommunityText( const SetCommunity & set ) {
-   if( set.communities.empty() ) return "none";
-   return fmt::format( "{}{}", communitiesText( set.communities ), set.additive ? " additive" : "" );
+void takeCommunity( LineCursor & line, SetClause & clause ) {
+   if( line.takeWords( "none" ) ) return;
+   clause.communities = takeCommunities( line, "additive", "" );
+   clause.additive = line.takeWords( "additive" );
 }
 
-}   // namespace SetOperands
+std::string communityText( const SetClause & clause ) {
+   if( clause.communities.empty() ) return "none";
+   return fmt::format( "{}{}", communitiesText( clause.communities ), clause.additive ? " additive" : "" );
+}
+
+constexpr SetForm kForms[] = {
+   { SetKind::metric, "metric", takeMetric, numberText },
+   { SetKind::distance, "distance", takeDistance, numberText },
+   { SetKind::tag, "tag", takeTag, numberText },
+   { SetKind::localPreference, "local-preference", takeLocalPreference, numberText },
+   { SetKind::community, "community", takeCommunity, communityText },
+};
+
+}   // namespace
+
+std::span<const SetForm> setForms() noexcept {
+   return kForms;
+}
+
+const SetForm & setForm( SetKind kind ) noexcept {
+   return kForms[ size_t( kind ) ];
+}
 
 std::vector<std::string_view> setWords() {
    std::vector<std::string_view> words;
-   anySetForm( [ & ]( const auto & form ) {
-      words.push_back( form.word );
-      return false;
-   } );
+   for( const auto & form : kForms ) words.push_back( form.word );
    return words;
 }
 

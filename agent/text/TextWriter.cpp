@@ -121,10 +121,10 @@ void Lines::match( MatchOption option, const MatchClause & clause ) {
 }
 
 void Lines::set( const SetClauses & set ) {
-   anySetForm( [ & ]( const auto & form ) {
-      if( const auto & value = set.*form.value ) write( " set {} {}\n", form.word, form.text( *value ) );
-      return false;
-   } );
+   for( const auto & clause : set ) {
+      const SetForm & form = setForm( clause.kind );
+      write( " set {} {}\n", form.word, form.text( clause ) );
+   }
 }
 
 void Lines::sequence( const std::string & name, uint32_t number, const SequenceText & sequence ) {

@@ -14,6 +14,7 @@
 #include "substrate/routemap/PrefixListBuilder.h"
 #include "tests/agent/Golden.h"
 #include "tests/agent/RandomText.h"
+#include "text/SetForms.h"
 #include "text/TextWriter.h"
 
 namespace Agent {
@@ -315,13 +316,27 @@ TEST( LineLoader, setClausesAndActionsKnowWhoSaidThemLast ) {
                                    "route-map M deny 10\n" );
    const auto place = []( const Place & p ) { return std::array{ p.line, p.column }; };
    const SequenceText & sequence = text.routeMaps.at( "M" ).sequences.at( 10 );
-   EXPECT_THAT( place( sequence.set.places.metric ), ElementsAre( 7, 13 ) );
-   EXPECT_THAT( place( sequence.set.places.tag ), ElementsAre( 3, 11 ) );
-   EXPECT_THAT( place( sequence.set.places.localPreference ), ElementsAre( 4, 23 ) );
-   EXPECT_THAT( place( sequence.set.places.distance ), ElementsAre( 5, 15 ) );
-   EXPECT_THAT( place( sequence.set.places.community ), ElementsAre( 6, 16 ) );
+   EXPECT_THAT( place( sequence.set.find( SetKind::metric )->place ), ElementsAre( 7, 13 ) );
+   EXPECT_THAT( place( sequence.set.find( SetKind::tag )->place ), ElementsAre( 3, 11 ) );
+   EXPECT_THAT( place( sequence.set.find( SetKind::localPreference )->place ), ElementsAre( 4, 23 ) );
+   EXPECT_THAT( place( sequence.set.find( SetKind::distance )->place ), ElementsAre( 5, 15 ) );
+   EXPECT_THAT( place( sequence.set.find( SetKind::community )->place ), ElementsAre( 6, 16 ) );
    EXPECT_THAT( place( sequence.place ), ElementsAre( 1, 1 ) );
    EXPECT_THAT( place( sequence.actionPlace ), ElementsAre( 11, 1 ) );
+}
+
+TEST( LineLoader, setClausesKeepTheOrderOfTheirLines ) {
+   const auto kinds = []( const char * clauses ) {
+      const PolicyText text = loaded( "route-map M permit 10\n" + std::string( clauses ) );
+      std::string words;
+      for( const auto & clause : text.routeMaps.at( "M" ).sequences.at( 10 ).set )
+         words += std::string( words.empty() ? "" : " " ).append( setForm( clause.kind ).word );
+      return words;
+   };
+   EXPECT_EQ( kinds( " set tag 1\n set metric 1\n set community 1:1\n" ), "tag metric community" );
+   EXPECT_EQ( kinds( " set tag 1\n set metric 1\n set tag 1\n" ), "tag metric" ) << "the line changes nothing";
+   EXPECT_EQ( kinds( " set tag 1\n set metric 1\n set tag 2\n" ), "metric tag" ) << "another value";
+   EXPECT_EQ( kinds( " set tag 1\n set metric 1\n no set tag\n set tag 1\n" ), "metric tag" );
 }
 
 // "FILE:LINE:COLUMN NAME (LINE'S TEXT)".

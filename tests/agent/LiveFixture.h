@@ -49,6 +49,14 @@ inline MatchClause address( const char * a ) {
    return { {}, Ferule::IpGenAddr( a ), 0, false, {} };
 }
 
+// Set clauses.
+inline SetClause set( SetKind kind, uint64_t number ) {
+   return { .kind = kind, .number = number };
+}
+inline SetClause setCommunities( std::vector<Community> communities, bool additive = false ) {
+   return { .kind = SetKind::community, .communities = std::move( communities ), .additive = additive };
+}
+
 using Match = std::map<MatchOption, MatchClause>;
 inline SequenceText sequence( MatchPermit action, Match match = {}, SetClauses set = {} ) {
    SequenceText s;

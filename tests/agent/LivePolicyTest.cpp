@@ -229,24 +229,24 @@ struct SetRow {
 
 TEST( LivePolicy, setClausesChangeWhatTheySay ) {
    const SetRow rows[] = {
-      { "metric", { .metric = 5 }, []( ModelAnswer & a ) { a.metric = 5; } },
+      { "metric", { set( SetKind::metric, 5 ) }, []( ModelAnswer & a ) { a.metric = 5; } },
       { "the greatest metric",
-        { .metric = ( uint64_t( 1 ) << 63 ) - 1 },
+        { set( SetKind::metric, ( uint64_t( 1 ) << 63 ) - 1 ) },
         []( ModelAnswer & a ) { a.metric = ( uint64_t( 1 ) << 63 ) - 1; } },
-      { "tag", { .tag = 5 }, []( ModelAnswer & a ) { a.tag = 5; } },
-      { "local preference", { .localPreference = 5 }, []( ModelAnswer & a ) { a.localPreference = 5; } },
-      { "distance", { .distance = 255 }, []( ModelAnswer & a ) { a.distance = 255; } },
+      { "tag", { set( SetKind::tag, 5 ) }, []( ModelAnswer & a ) { a.tag = 5; } },
+      { "local preference", { set( SetKind::localPreference, 5 ) }, []( ModelAnswer & a ) { a.localPreference = 5; } },
+      { "distance", { set( SetKind::distance, 255 ) }, []( ModelAnswer & a ) { a.distance = 255; } },
       { "communities",
-        { .community = SetCommunity{ { community( 1, 1 ), community( 9, 9 ) }, false } },
+        { setCommunities( { community( 1, 1 ), community( 9, 9 ) } ) },
         []( ModelAnswer & a ) {
            a.communities = { community( 1, 1 ), community( 9, 9 ) };
         } },
       { "more communities",
-        { .community = SetCommunity{ { community( 1, 1 ), community( 2, 2 ), community( 9, 9 ) }, true } },
+        { setCommunities( { community( 1, 1 ), community( 2, 2 ), community( 9, 9 ) }, true ) },
         []( ModelAnswer & a ) {
            a.communities = { community( 1, 1 ), community( 2, 2 ), community( 3, 3 ), community( 9, 9 ) };
         } },
-      { "no communities", { .community = SetCommunity{} }, []( ModelAnswer & a ) { a.communities = {}; } },
+      { "no communities", { setCommunities( {} ) }, []( ModelAnswer & a ) { a.communities = {}; } },
    };
    const auto route = with( routeTo( "10.0.0.0/8" ), []( TableRoute & r ) {
       r.metric = 1;
@@ -414,12 +414,12 @@ TEST( LivePolicy, anEditReachesWhatStandsOnItOnce ) {
         },
         3,
         {} },
-      { "a clause", []( PolicyText & t ) { t.routeMaps[ "TOP" ].sequences[ 10 ].set.metric = 4; }, 1, { "TOP" } },
+      { "a clause", []( PolicyText & t ) { t.routeMaps[ "TOP" ].sequences[ 10 ].set.put( set( SetKind::metric, 4 ) ); }, 1, { "TOP" } },
       { "all at once",
         []( PolicyText & t ) {
            t.ipv4PrefixLists[ "P" ].lines.at( 5 ).le = 24;
            t.ipv4AccessLists[ "A" ].lines.at( 5 ).action = kDeny;
-           t.routeMaps[ "MIDDLE" ].sequences[ 10 ].set.tag = 4;
+           t.routeMaps[ "MIDDLE" ].sequences[ 10 ].set.put( set( SetKind::tag, 4 ) );
         },
         3, both },
       { "sequences go", []( PolicyText & t ) { t.routeMaps[ "MIDDLE" ].sequences.erase( 20 ); }, 1, both },

@@ -133,14 +133,20 @@ class PolicyModel {
    }
 
    static void apply( const SetClauses & set, ModelAnswer & answer ) {
-      if( set.metric ) answer.metric = *set.metric;
-      if( set.tag ) answer.tag = *set.tag;
-      if( set.localPreference ) answer.localPreference = *set.localPreference;
-      if( set.distance ) answer.distance = *set.distance;
-      if( !set.community ) return;
-      std::set<Community> all( set.community->communities.begin(), set.community->communities.end() );
-      if( set.community->additive ) all.insert( answer.communities.begin(), answer.communities.end() );
-      answer.communities.assign( all.begin(), all.end() );
+      for( const auto & clause : set ) {
+         const auto number = static_cast<uint32_t>( clause.number );
+         switch( clause.kind ) {
+            case SetKind::metric: answer.metric = clause.number; break;
+            case SetKind::tag: answer.tag = number; break;
+            case SetKind::localPreference: answer.localPreference = number; break;
+            case SetKind::distance: answer.distance = number; break;
+            case SetKind::community: {
+               std::set<Community> all( clause.communities.begin(), clause.communities.end() );
+               if( clause.additive ) all.insert( answer.communities.begin(), answer.communities.end() );
+               answer.communities.assign( all.begin(), all.end() );
+            }
+         }
+      }
    }
 
    // ---- match clauses

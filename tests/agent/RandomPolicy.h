@@ -180,24 +180,17 @@ class RandomPolicy {
          default: return changeMatch( s.match );
       }
    }
-   template <class T>
-   void changeOne( std::optional<T> & value, T to ) {
-      if( oneIn( 3 ) )
-         value.reset();
-      else
-         value = std::move( to );
-   }
    void changeSet( SetClauses & set ) {
-      switch( upTo( 4 ) ) {
-         case 0: return changeOne<uint64_t>( set.metric, upTo( 2 ) );
-         case 1: return changeOne<uint32_t>( set.tag, upTo( 3 ) );
-         case 2: return changeOne<uint32_t>( set.localPreference, upTo( 2 ) );
-         case 3: return changeOne<uint8_t>( set.distance, uint8_t( 1 + upTo( 254 ) ) );
-         default: {
-            const bool additive = oneIn( 2 );
-            return changeOne( set.community, SetCommunity{ communities(), additive } );
-         }
+      SetClause clause{ .kind = SetKind( upTo( 4 ) ) };
+      if( oneIn( 3 ) ) return set.erase( clause.kind );
+      switch( clause.kind ) {
+         case SetKind::metric:
+         case SetKind::localPreference: clause.number = upTo( 2 ); break;
+         case SetKind::tag: clause.number = upTo( 3 ); break;
+         case SetKind::distance: clause.number = 1 + upTo( 254 ); break;
+         case SetKind::community: clause.additive = oneIn( 2 ); clause.communities = communities();
       }
+      set.put( std::move( clause ) );
    }
    void changeMatch( Match & match ) {
       using O = MatchOption;

@@ -9,6 +9,7 @@
 #include "tests/model/RandomCases.h"
 #include "text/MatchForms.h"
 #include "text/PolicyText.h"
+#include "text/SetForms.h"
 
 namespace Agent {
 
@@ -142,11 +143,20 @@ class RandomText {
    }
    SetClauses setClauses() {
       SetClauses set;
-      if( oneIn( random_, 4 ) ) set.metric = coin() ? ( uint64_t( 1 ) << 63 ) - 1 : number32();
-      if( oneIn( random_, 4 ) ) set.tag = number32();
-      if( oneIn( random_, 4 ) ) set.localPreference = number32();
-      if( oneIn( random_, 4 ) ) set.distance = static_cast<uint8_t>( 1 + below( random_, 255 ) );
-      if( oneIn( random_, 4 ) ) set.community = coin() ? SetCommunity{ communities( 1 ), coin() } : SetCommunity{};
+      for( auto clauses = below( random_, 4 ); clauses; --clauses ) {
+         SetClause clause{ .kind = setForms()[ below( random_, setForms().size() ) ].kind };
+         switch( clause.kind ) {
+            case SetKind::metric: clause.number = coin() ? ( uint64_t( 1 ) << 63 ) - 1 : number32(); break;
+            case SetKind::distance: clause.number = 1 + below( random_, 255 ); break;
+            case SetKind::tag:
+            case SetKind::localPreference: clause.number = number32(); break;
+            case SetKind::community:
+               if( !coin() ) break;
+               clause.communities = communities( 1 );
+               clause.additive = coin();
+         }
+         set.put( clause );
+      }
       return set;
    }
    RouteMapText routeMap() {
