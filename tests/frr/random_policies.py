@@ -1,8 +1,8 @@
 """Random policies and tables for bgpd. The same seed gives the same lines.
 
 A policy deals with a few subjects: the attributes that its clauses match and set. So a match often sees what an earlier sequence has set.
-Every second policy has plain clauses only. One sequence has at most one clause of a kind: bgpd keeps the last of two, or refuses both.
-No map is called by a map below it: two maps that call each other end bgpd."""
+Two policies of five have plain clauses only; in two more, one subject has other clauses too. A sequence has at most one clause of a kind:
+bgpd keeps the last of two, or refuses both. No map is called by a map below it: two maps that call each other end bgpd."""
 import ipaddress, random
 from dataclasses import dataclass, field
 from harness import MAP, family
@@ -109,15 +109,20 @@ def prefix_entry( r, six, plain ):
    return ( str( network ), low, high ), text
 
 
-def access_entry( r, six, plain ):
+def access_entry( r, six, form ):
    if r.random() < .08:
       return 'any', 'any'
    address, length = prefix( r, six )
-   if not plain and not six and r.random() < .5:
-      wildcard = r.choice( [ None, '0.0.0.255', '0.0.255.255', '0.255.255.255', '0.0.1.0' ] )
-      return ( address, wildcard ), f'{address} {wildcard}' if wildcard else r.choice( [ '', 'host ' ] ) + address
+   if form == 'address':
+      address = ipaddress.ip_network( f'{address}/{min( length, 16 )}', False ).network_address   # of many routes
+      return address, r.choice( [ '', 'host ' ] ) + str( address )
+   if form == 'wildcard':
+      wildcard = ipaddress.ip_address( r.choice( [ '0.0.0.255', '0.0.255.255', '0.255.255.255', '0.0.1.0' ] ) )
+      if r.random() < .8:   # with bits under the wildcard, it matches nothing
+         address = ipaddress.ip_address( int( ipaddress.ip_address( address ) ) & ~int( wildcard ) )
+      return ( address, wildcard ), f'{address} {wildcard}'
    network = ipaddress.ip_network( f'{address}/{max( 8, length - r.choice( [ 0, 8, 12 ] ) )}', False )
-   exact = not plain and r.random() < .4
+   exact = form == 'exact' and r.random() < .7
    return ( str( network ), exact ), f'{network}' + ( ' exact-match' if exact else '' )
 
 
@@ -127,21 +132,28 @@ class Writer:
    def __init__( self, seed ):
       self.r = random.Random( seed )
       self.policy = Policy()
-      self.plain = self.r.random() < .5
+      self.plain = True   # of the subject in work
       self.names = {}    # by kind of list
 
    def write( self ):
       r = self.r
-      subjects = [ self.prefixes, *some( r, [ self.prefixes6, self.access, self.next_hops ], 0, 1 ),
+      subjects = [ self.prefixes, *some( r, [ self.prefixes6, self.access, self.next_hops ], 1, 1 ),
                    *some( r, [ self.metric, self.tag, self.preference, self.communities, self.as_paths ], 2, 3 ) ]
-      if not self.plain:
-         subjects += some( r, [ self.origin, self.large, self.extended, self.weight, self.rest, self.probability ], 1, 3 )
-      self.clauses = [ subject() for subject in subjects ]
+      others = [ self.origin, self.large, self.extended, self.weight, self.rest, self.probability ]
+      style = r.choice( [ 'plain', 'plain', 'one', 'one', 'all' ] )
+      if style == 'all' or style == 'one' and r.random() < .4:
+         subjects += some( r, others, 1, 3 if style == 'all' else 1 )
+      not_plain = { 'plain': [], 'one': [ r.choice( subjects ) ], 'all': subjects }[ style ]
+      self.clauses = [ self.clauses_of( subject, subject not in not_plain ) for subject in subjects ]
       maps = [ MAP, *( f'SUB{n}' for n in range( r.choice( [ 0, 1, 1, 2 ] ) ) ) ]
       for depth, name in enumerate( maps ):
          self.route_map( name, maps[ depth + 1: ], r.randint( 2, 6 ) if depth == 0 else r.randint( 1, 3 ) )
       self.policy.undo = [ f'no route-map {name}' for name in reversed( maps ) ] + self.policy.undo
       return self.policy
+
+   def clauses_of( self, subject, plain ):
+      self.plain = plain
+      return subject()
 
    def route_map( self, name, below, count ):
       r = self.r
@@ -159,8 +171,8 @@ class Writer:
 
    def some_of( self, which, count ):
       """Match clauses (0) or set clauses (1), of each kind one. The key of a clause is its kind."""
-      choices = [ choice for both in self.clauses for choice in both[ which ] ]
-      chosen = dict( self.r.choice( choices )() for _ in range( count if choices else 0 ) )
+      subjects = [ both[ which ] for both in self.clauses if both[ which ] ]
+      chosen = dict( self.r.choice( self.r.choice( subjects ) )() for _ in range( count if subjects else 0 ) )
       self.policy.lines += chosen.values()
 
    def define( self, kind, words_, name, made, undo = None ):
@@ -186,12 +198,13 @@ class Writer:
       return [ lambda: ( 'ipv6', 'match ipv6 address prefix-list ' + self.name_of( 'prefix6' ) ) ], []
 
    def access( self ):
-      def one( kind, line, name, six ):
-         made = entries( self.r, 1, 3, lambda: access_entry( self.r, six, self.plain ) )
+      form = 'prefix' if self.plain else self.r.choice( [ 'exact', 'address', 'wildcard' ] )
+      def one( kind, line, name, six, form ):
+         made = entries( self.r, 1, 3, lambda: access_entry( self.r, six, form ) )
          self.define( kind, line, name, made, [ f'no {line} {name} {entry}' for entry in made ] )
-      one( 'access4', 'access-list', self.r.choice( [ '10', 'A0' ] ), False )
-      one( 'access6', 'ipv6 access-list', 'A6', True )
-      return [ lambda: ( 'ip list', 'match ip address ' + self.name_of( 'access4' ) ),
+      one( 'access4', 'access-list', self.r.choice( [ '10', 'A0' ] ), False, form )
+      one( 'access6', 'ipv6 access-list', 'A6', True, 'exact' if form == 'exact' else 'prefix' )
+      return [ lambda: ( 'ip list', 'match ip address ' + self.name_of( 'access4' ) ) ] * 2 + [
                lambda: ( 'ipv6 list', 'match ipv6 address ' + self.name_of( 'access6' ) ) ], []
 
    def next_hops( self ):
@@ -230,21 +243,21 @@ class Writer:
       made = [ f'seq {5 * n + 5} {action( r )} {content()}' for n in range( r.randint( 1, 3 ) ) ]
       self.define( kind, words_, who, made )
 
-   def exactly( self ):
-      return ' exact-match' if not self.plain and self.r.random() < .3 else ''
+   def exactly( self, plain ):
+      return ' exact-match' if not plain and self.r.random() < .3 else ''
 
    def additive( self ):
       return self.r.choice( [ ' additive', '' ] )
 
    def communities( self ):
-      r = self.r
+      r, plain = self.r, self.plain
       standard = lambda: 'internet' if r.random() < .05 else words( some( r, COMMUNITIES, 1, 2 ) )
       for n in range( 2 ):
          self.list_of( 'community', 'bgp community-list', f'C{n}', 7 + n, standard, lambda: r.choice( COMMUNITY_EXPRESSIONS ) )
       sets = [ lambda: ( 'community', 'set community ' + words( some( r, COMMUNITIES, 1, 3 ) ) + self.additive() ) ] * 3
       sets += [ lambda: ( 'community', 'set community none' ) ]
       sets += self.plain_or( lambda: ( 'delete', f'set comm-list {self.name_of( "community" )} delete' ) ) * 2
-      return [ lambda: ( 'community', 'match community ' + self.name_of( 'community' ) + self.exactly() ) ] * 2, sets
+      return [ lambda: ( 'community', 'match community ' + self.name_of( 'community' ) + self.exactly( plain ) ) ] * 2, sets
 
    def as_paths( self ):
       r = self.r
@@ -260,10 +273,10 @@ class Writer:
       return [ lambda: ( 'origin', f'match origin {r.choice( ORIGINS )}' ) ], [ lambda: ( 'origin', f'set origin {r.choice( ORIGINS )}' ) ]
 
    def large( self ):
-      r = self.r
+      r, plain = self.r, self.plain
       self.list_of( 'large', 'bgp large-community-list', 'L0', 8, lambda: words( some( r, LARGE, 1, 2 ) ),
                     lambda: r.choice( LARGE_EXPRESSIONS ) )
-      return [ lambda: ( 'large', 'match large-community ' + self.name_of( 'large' ) + self.exactly() ) ], [
+      return [ lambda: ( 'large', 'match large-community ' + self.name_of( 'large' ) + self.exactly( plain ) ) ], [
          lambda: ( 'large', 'set large-community ' + words( some( r, LARGE, 1, 2 ) ) + self.additive() ),
          lambda: ( 'large', 'set large-community none' ),
          lambda: ( 'large delete', f'set large-comm-list {self.name_of( "large" )} delete' ) ]
