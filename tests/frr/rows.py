@@ -8,11 +8,11 @@ BUNDLES = {
 }
 ROUTES = [ { 'prefix': prefix, 'from': bundle } for prefix, bundle in (
    ( '10.0.0.0/8', 'a' ), ( '10.1.0.0/16', 'a' ), ( '10.0.0.0/16', 'a' ), ( '10.0.0.0/32', 'c' ), ( '172.16.1.0/24', 'b' ),
-   ( '172.16.1.10/32', 'b' ), ( '192.0.2.0/24', 'c' ), ( '2001:db8::/32', 'a' ), ( '2001:db8:1::/48', 'b' ) ) ]
+   ( '172.16.1.10/32', 'b' ), ( '192.0.2.0/24', 'c' ), ( '2001:db8::/32', 'a' ), ( '2001:db8:1::/48', 'b' ), ( '10.0.0.0/7', 'c' ) ) ]
 
 ALL = { route[ 'prefix' ] for route in ROUTES }
 A, B = ( { route[ 'prefix' ] for route in ROUTES if route[ 'from' ] == bundle } for bundle in 'ab' )
-TENS = { prefix for prefix in ALL if prefix.startswith( '10.' ) }
+TENS = { prefix for prefix in ALL if prefix.startswith( '10.' ) } - { '10.0.0.0/7' }   # what TEN permits
 ZEROS = { prefix for prefix in ALL if prefix.startswith( '10.0.0.0/' ) }
 OTHERS = ALL - TENS
 
@@ -70,8 +70,10 @@ ROWS = [
         [ 'access-list 10 permit 10.0.0.0', 'route-map M permit 10', 'match ip address 10' ], ZEROS ),
    Row( 'row-07b', '`access-list 10 permit host 10.0.0.0` in `match ip address 10`', 'compares the address alone: permits 10.0.0.0/8',
         [ 'access-list 10 permit host 10.0.0.0', 'route-map M permit 10', 'match ip address 10' ], ZEROS ),
-   Row( 'row-07c', '`access-list 10 permit 10.0.0.0 0.255.255.255` in `match ip address 10`', 'compares the address alone',
-        [ 'access-list 10 permit 10.0.0.0 0.255.255.255', 'route-map M permit 10', 'match ip address 10' ], TENS ),
+   Row( 'row-07c', '`access-list 10 permit 10.0.0.0 0.255.255.255` in `match ip address 10`',
+        'compares the address alone: permits 10.0.0.0/7',
+        [ 'access-list 10 permit 10.0.0.0 0.255.255.255', 'route-map M permit 10', 'match ip address 10' ],
+        TENS | { '10.0.0.0/7' } ),
    Row( 'row-07d', '`access-list 110 permit ip` with two addresses and their wildcards',
         'compares the address, and the netmask with the second',
         [ 'access-list 110 permit ip 10.0.0.0 0.0.255.255 any', 'access-list 110 permit ip host 172.16.1.0 host 255.255.255.0',
