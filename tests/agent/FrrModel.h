@@ -1,0 +1,255 @@
+/// @file tests/agent/FrrModel.h
+/// A naive evaluator of FRR's rules over a PolicyText: what the agent's answers are compared with. It follows the rules one after the
+/// other, on a copy of the route, and shares nothing with the library or the agent but the text. Recorded answers of bgpd check it.
+///
+///    const FrrModel model( text );
+///    if( model.hasAnswer( "IN" ) ) {
+///       const FrrAnswer answer = model.evaluate( "IN", route );
+///       answer.permitted; answer.route; ...
+///    }
+///
+/// A route map begins with the answer deny, and tries its sequences in ascending order:
+/// - A sequence that does not match sets the answer to deny.
+/// - A deny that matches denies. Its other clauses are ignored.
+/// - A permit that matches sets the answer to permit and applies its set clauses; all later match clauses see the changed route. Then the
+///   callee is evaluated, unless it is undefined. If the callee denies, the caller denies. Otherwise the sequence ends the route map, or
+///   continues: at the next sequence, or at the lowest one that is not below the target.
+/// The end of the route map returns the last answer.
+///
+/// Unlike FRR's, the text may have clauses of the native dialect: tag sets, instances, "invert". An exception says that one was met.
+#pragma once
+
+#include <regex.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "table/TableRoute.h"
+#include "tests/agent/FrrCommunity.h"
+#include "text/PolicyText.h"
+
+namespace Agent {
+
+struct FrrAnswer {
+   using Sequences = std::vector<std::pair<std::string, uint32_t>>;   // route map and number
+
+   bool permitted = false;
+   Sequences matched;   // the sequences that matched, in the order in which they were tried; the last one of a denied route may be a deny
+   TableRoute route;    // with all changes; of a denied route, as it came
+   std::optional<uint8_t> distance;   // if one was set
+   friend bool operator==( const FrrAnswer &, const FrrAnswer & ) = default;
+};
+
+/// Threading: one thread. `text` outlives this and does not change.
+class FrrModel {
+ public:
+   static constexpr unsigned kMostCalls = 10;   // deeper calls get different answers from one bgpd
+
+   explicit FrrModel( const PolicyText & text ) : text_( text ) {}
+
+   /// Whether FRR has an answer: the route map is defined, and no calls below it form a cycle or are nested deeper than kMostCalls.
+   bool hasAnswer( const std::string & routeMap ) const {
+      std::set<std::string> callers;
+      return text_.routeMaps.contains( routeMap ) && !callsDeeper( routeMap, kMostCalls, callers );
+   }
+
+   /// `routeMap` has an answer.
+   FrrAnswer evaluate( const std::string & routeMap, const TableRoute & route ) const {
+      FrrAnswer answer{ false, {}, route, {} };
+      answer.permitted = permits( routeMap, answer );
+      if( answer.permitted ) return answer;
+      return { false, std::move( answer.matched ), route, {} };
+   }
+
+ private:
+   // ---- route maps
+
+   bool callsDeeper( const std::string & name, unsigned most, std::set<std::string> & callers ) const {
+      if( !callers.insert( name ).second ) return true;
+      for( const auto & [ number, sequence ] : text_.routeMaps.at( name ).sequences )
+         if( sequence.action == MatchPermit::permit && sequence.call && text_.routeMaps.contains( sequence.call->name ) )
+            if( most == 0 || callsDeeper( sequence.call->name, most - 1, callers ) ) return true;
+      callers.erase( name );
+      return false;
+   }
+
+   bool permits( const std::string & name, FrrAnswer & working ) const {
+      const auto & sequences = text_.routeMaps.at( name ).sequences;
+      bool answer = false;
+      for( auto at = sequences.begin(); at != sequences.end(); ) {
+         const auto & [ number, sequence ] = *at;
+         if( !matches( sequence, working.route ) ) {
+            answer = false;
+            ++at;
+            continue;
+         }
+         working.matched.emplace_back( name, number );
+         if( sequence.action == MatchPermit::deny ) return false;
+         answer = true;
+         apply( sequence.set, working );
+         if( sequence.call ) {
+            if( sequence.call->invert ) refuse( "call ... invert" );
+            if( text_.routeMaps.contains( sequence.call->name ) && !permits( sequence.call->name, working ) ) return false;
+         }
+         if( !sequence.continueTo ) return true;
+         const uint32_t target = sequence.continueTo->target;   // 0: the next sequence
+         if( target != 0 && target <= number ) return true;     // bgpd refuses such a line
+         at = target == 0 ? std::next( at ) : sequences.lower_bound( target );
+      }
+      return answer;
+   }
+
+   static void apply( const SetClauses & set, FrrAnswer & working ) {
+      TableRoute & route = working.route;
+      if( set.metric ) route.metric = *set.metric;
+      if( set.tag ) route.tag = *set.tag;
+      if( set.localPreference ) route.localPreference = *set.localPreference;
+      if( set.distance ) working.distance = *set.distance;
+      if( set.community ) {
+         std::set<Community> all( set.community->communities.begin(), set.community->communities.end() );
+         if( set.community->additive ) all.insert( route.communities.begin(), route.communities.end() );
+         route.communities.assign( all.begin(), all.end() );
+      }
+   }
+
+   // ---- match clauses
+
+   [[noreturn]] static void refuse( const std::string & clause ) { throw std::invalid_argument( clause + " is not a clause of FRR" ); }
+
+   bool matches( const SequenceText & sequence, const TableRoute & route ) const {
+      return std::all_of( sequence.match.begin(), sequence.match.end(),
+                          [ & ]( const auto & clause ) { return holds( clause.first, clause.second, route ); } );
+   }
+
+   // The next hop of that family; all zero if the route has none. Every route in bgpd has one of each family.
+   static Ferule::IpGenAddr nextHop( const TableRoute & route, AddressFamily af ) {
+      return route.nextHop.af() == af ? route.nextHop : Ferule::IpGenAddr( af );
+   }
+
+   bool holds( MatchOption option, const MatchClause & clause, const TableRoute & route ) const {
+      const auto & name = clause.name;
+      const Ferule::IpGenPrefix & prefix = route.prefix;
+      if( clause.invert ) refuse( "match ... invert" );
+      if( option == kMatchIpv6AccessList ) return accessListPermits( text_.ipv6AccessLists, name, prefix );
+      switch( option ) {
+         case MatchOption::matchIpAccessList: return accessListPermits( text_.ipv4AccessLists, name, prefix );
+         case MatchOption::matchIpPrefixList: return prefixListPermits( text_.ipv4PrefixLists, name, prefix );
+         case MatchOption::matchIpv6PrefixList: return prefixListPermits( text_.ipv6PrefixLists, name, prefix );
+         case MatchOption::matchIpNexthopPrefixList: return prefixListPermits( text_.ipv4PrefixLists, name, hopAsPrefix( route ) );
+         case MatchOption::matchIpv6NexthopPrefixList: return prefixListPermits( text_.ipv6PrefixLists, name, hopAsPrefix( route ) );
+         case MatchOption::matchIpNexthop:
+            if( clause.address ) return *clause.address == nextHop( route, AddressFamily::ipv4 );
+            return accessListPermits( text_.ipv4AccessLists, name, hopAsPrefix( route ) );
+         case MatchOption::matchIpv6Nexthop:
+            if( clause.address ) return *clause.address == nextHop( route, AddressFamily::ipv6 );
+            return accessListPermits( text_.ipv6AccessLists, name, hopAsPrefix( route ) );
+         case MatchOption::matchTag: return clause.number == route.tag;
+         case MatchOption::matchMetric: return clause.number == route.metric.value();   // an absent one is 0
+         case MatchOption::matchSourceProtocol: return clause.number != 0 && clause.number == uint64_t( route.protocol );
+         case MatchOption::matchInterface: return !name.empty() && route.interface == name;
+         case MatchOption::matchCommunity: return communityListPermits( name, route.communities );
+         case MatchOption::matchAsPath: return asPathListPermits( name, route.asPath );
+         default: refuse( "match option " + std::to_string( unsigned( option ) ) );
+      }
+   }
+
+   // A list for next hops sees the next hop of the prefix's family, as a host. So a list of the other family never permits.
+   static Ferule::IpGenPrefix hopAsPrefix( const TableRoute & route ) { return Ferule::IpGenPrefix( nextHop( route, route.prefix.af() ) ); }
+
+   // ---- lists: the lowest line that matches decides; without one, or if the list is undefined, it does not permit
+
+   template <class Lists, class Matches>
+   static bool listPermits( const Lists & lists, const std::string & name, Matches && lineMatches ) {
+      const auto list = lists.find( name );
+      if( list == lists.end() ) return false;
+      for( const auto & [ number, line ] : list->second.lines )
+         if( lineMatches( line ) ) return line.action == MatchPermit::permit;
+      return false;
+   }
+
+   static bool agree( const Ferule::IpGenAddr & a, const Ferule::IpGenAddr & b, const Ferule::Bits128 & mask ) {
+      return a.af() == b.af() && ( ( a.bits().high ^ b.bits().high ) & mask.high ) == 0 &&
+         ( ( a.bits().low ^ b.bits().low ) & mask.low ) == 0;
+   }
+
+   static Ferule::Bits128 ones( unsigned length ) {
+      Ferule::Bits128 bits;
+      for( unsigned i = 0; i < length; ++i ) ( i < 64 ? bits.high : bits.low ) |= uint64_t( 1 ) << ( 63 - i % 64 );
+      return bits;
+   }
+
+   static bool prefixListPermits( const PolicyText::ByName<PrefixListText> & lists, const std::string & name,
+                                  const Ferule::IpGenPrefix & prefix ) {
+      const unsigned longest = prefix.af() == AddressFamily::ipv4 ? 32 : 128;
+      return listPermits( lists, name, [ & ]( const PrefixListLine & line ) {
+         const unsigned lowest = line.ge.value_or( line.prefix.length() );
+         const unsigned highest = line.le ? *line.le : line.ge ? longest : line.prefix.length();
+         return prefix.length() >= lowest && prefix.length() <= highest &&
+            agree( line.prefix.ipGenAddr(), prefix.ipGenAddr(), ones( line.prefix.length() ) );
+      } );
+   }
+
+   // A line with a prefix permits this prefix and the longer ones in it. A line with a wildcard compares the address alone. The text does
+   // not tell them apart: a mask that a prefix can have is taken for a prefix.
+   static bool accessListPermits( const PolicyText::ByName<AccessListText> & lists, const std::string & name,
+                                  const Ferule::IpGenPrefix & prefix ) {
+      return listPermits( lists, name, [ & ]( const AccessListLine & line ) {
+         const Ferule::Bits128 mask = line.source.mask();
+         unsigned length = 0;
+         while( length < 128 && ones( length ) != mask ) ++length;
+         const bool isPrefix = ones( length ) == mask;
+         if( isPrefix ) return prefix.length() >= length && agree( line.source.address(), prefix.ipGenAddr(), mask );
+         // Bits under the wildcard are taken from the route's address, but not from the address of the line.
+         const bool hasBitsUnderWildcard = !agree( line.source.address(), Ferule::IpGenAddr( prefix.af() ), ~mask );
+         return !hasBitsUnderWildcard && agree( line.source.address(), prefix.ipGenAddr(), mask );
+      } );
+   }
+
+   bool communityListPermits( const std::string & name, const std::vector<Community> & communities ) const {
+      const auto list = text_.communityLists.find( name );
+      const bool expanded = list != text_.communityLists.end() && list->second.expanded;
+      const auto has = [ & ]( Community c ) { return std::find( communities.begin(), communities.end(), c ) != communities.end(); };
+      return listPermits( text_.communityLists, name, [ & ]( const CommunityListLine & line ) {
+         return expanded ? expressionMatches( line.expression, frrCommunitiesText( communities ) )
+                         : std::all_of( line.communities.begin(), line.communities.end(), has );
+      } );
+   }
+
+   bool asPathListPermits( const std::string & name, const std::string & asPath ) const {
+      return listPermits( text_.asPathLists, name,
+                          [ & ]( const AsPathListLine & line ) { return expressionMatches( line.expression, asPath ); } );
+   }
+
+   // POSIX extended expressions, in which every "_" stands for what separates numbers.
+   bool expressionMatches( const std::string & expression, const std::string & text ) const {
+      auto & compiled = expressions_[ expression ];
+      if( !compiled ) {
+         std::string posix;
+         for( const char c : expression ) posix += c == '_' ? "(^|[,{}() ]|$)" : std::string( 1, c );
+         auto made = std::make_unique<regex_t>();
+         if( regcomp( made.get(), posix.c_str(), REG_EXTENDED | REG_NOSUB ) != 0 )
+            throw std::invalid_argument( expression + " is not an expression of FRR" );
+         compiled.reset( made.release() );
+      }
+      return regexec( compiled.get(), text.c_str(), 0, nullptr, 0 ) == 0;
+   }
+
+   struct Free {
+      void operator()( regex_t * expression ) const {
+         regfree( expression );
+         delete expression;
+      }
+   };
+
+   const PolicyText & text_;
+   mutable std::map<std::string, std::unique_ptr<regex_t, Free>> expressions_;   // compiled once: a table is long
+};
+
+}   // namespace Agent

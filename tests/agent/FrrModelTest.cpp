@@ -1,0 +1,259 @@
+// The naive evaluator of FRR's rules against what bgpd answered.
+#include "tests/agent/FrrModel.h"
+
+#include <gtest/gtest.h>
+#include <re2/re2.h>
+
+#include "tests/agent/FrrFixture.h"
+#include "text/LineLoader.h"
+
+namespace Agent {
+
+namespace {
+
+// ---- What cannot be compared yet. An entry that is no longer needed fails a test: delete it.
+
+struct Unread {
+   const char * what;
+   const char * reason;
+};
+
+// By name.
+constexpr Unread kUnreadRows[] = {
+   { "row-07", "the text does not tell an address from a prefix of length 32" },
+   { "row-07b", "the text does not tell \"host\" from a prefix of length 32" },
+   { "row-07c", "the text does not tell a wildcard from the length of a prefix" },
+   { "row-07d", "an access list of two addresses is skipped as a packet filter" },
+   { "row-07e", "the text does not tell a wildcard from the length of a prefix" },
+   { "row-10", "access-list ... exact-match is refused" },
+   { "row-10b", "match community ... exact-match is refused" },
+   { "row-10c", "match community ... exact-match is refused" },
+   { "row-11", "a prefix with host bits is refused" },
+   { "row-18", "a relative metric is refused" },
+   { "row-18b", "a relative metric is refused" },
+   { "row-20", "set comm-list ... delete is refused" },
+   { "row-20b", "set comm-list ... delete is refused" },
+   { "row-20c", "set comm-list ... delete is refused" },
+   { "row-20d", "set comm-list ... delete is refused" },
+   { "row-21b", "\"continue\" alone is read as \"on-match next\"" },
+   { "row-21c", "the line that bgpd refuses is an error" },
+   { "row-22", "a map that calls itself is held back; bgpd only refuses the line" },
+   { "row-23", "match community ... exact-match is refused" },
+   { "row-25", "set as-path is refused" },
+   { "row-25b", "set as-path is refused" },
+   { "row-26", "set extcommunity is refused" },
+};
+
+// By the lines of a random policy: expressions of RE2.
+constexpr Unread kUnreadLines[] = {
+   { R"(^ip(v6)? prefix-list .*(\.77|:4d)/)", "a prefix with host bits is refused" },
+   { R"(^(ipv6 )?access-list .* exact-match$)", "refused" },
+   { R"(^access-list \S+ seq \d+ \w+ (host )?[0-9.]+( [0-9.]+)?$)", "the text does not tell an address and its wildcard from a prefix" },
+   { R"(^bgp community-list \d)", "a numbered list is refused" },
+   { R"(^bgp large-community-list)", "not read" },
+   { R"(^bgp extcommunity-list)", "not read" },
+   { R"(^match community .* exact-match$)", "refused" },
+   { R"(^match extcommunity)", "refused" },
+   { R"(^match large-community)", "refused" },
+   { R"(^match local-preference)", "refused" },
+   { R"(^match origin)", "refused" },
+   { R"(^match probability)", "refused" },
+   { R"(^set aggregator)", "refused" },
+   { R"(^set as-path exclude)", "refused" },
+   { R"(^set as-path prepend \d)", "refused" },
+   { R"(^set as-path prepend last-as)", "refused" },
+   { R"(^set atomic-aggregate)", "refused" },
+   { R"(^set comm-list .* delete)", "refused" },
+   { R"(^set extcommunity)", "refused" },
+   { R"(^set ip next-hop)", "refused" },
+   { R"(^set ipv6 next-hop)", "refused" },
+   { R"(^set label-index)", "refused" },
+   { R"(^set large-comm-list)", "refused" },
+   { R"(^set large-community)", "refused" },
+   { R"(^set local-preference [+-])", "a relative preference is refused" },
+   { R"(^set metric [+-])", "a relative metric is refused" },
+   { R"(^set origin)", "refused" },
+   { R"(^set originator-id)", "refused" },
+   { R"(^set weight)", "refused" },
+};
+
+// ----
+
+/// Lines as the agent reads them.
+class Read {
+ public:
+   explicit Read( const std::vector<std::string> & lines ) {
+      std::string bytes;
+      for( const auto & line : lines ) bytes += line + "\n";
+      loader_.load( "p", bytes );
+   }
+   const PolicyText & text() const { return loader_.text(); }
+   /// Why not all lines were read; empty if they were.
+   std::string fault() const {
+      if( !loader_.errors().empty() ) return loader_.toString( loader_.errors().front() );
+      return text().skippedStanzas == 0 ? "" : std::to_string( text().skippedStanzas ) + " stanzas were skipped";
+   }
+
+ private:
+   LineLoader loader_;
+};
+
+std::string attributesText( const TableRoute & route ) {
+   return "metric " + std::string( route.metric.toStrep().view() ) + ", tag " + std::to_string( route.tag ) + ", local preference " +
+      ( route.localPreference ? std::to_string( *route.localPreference ) : "none" ) + ", communities " +
+      frrCommunitiesText( route.communities ) + ", AS path " + route.asPath + ", next hop " + std::string( route.nextHop.toStrep().view() );
+}
+
+/// The first difference between the model and bgpd; empty if there is none.
+std::string differenceOf( const PolicyText & text, const FrrTable & table, const FrrPolicy & policy ) {
+   const FrrModel model( text );
+   if( !model.hasAnswer( kFrrRouteMap ) ) return "the model has no answer";
+   for( size_t i = 0; i < table.routes.size(); ++i ) {
+      const FrrRoute & came = table.routes[ i ];
+      const auto & expected = policy.after[ i ];
+      const FrrAnswer answer = model.evaluate( kFrrRouteMap, came.route );
+      const FrrRoute becomes{ answer.route, came.others };   // what a TableRoute cannot hold does not change
+      if( answer.permitted == expected.has_value() && ( !expected || becomes == *expected ) ) continue;
+      const std::string ours = answer.permitted ? attributesText( answer.route ) : "denied";
+      const std::string theirs = expected ? attributesText( expected->route ) : "denied";
+      return std::string( came.route.prefix.toStrep().view() ) + "\n model " + ours + "\n bgpd  " + theirs;
+   }
+   return {};
+}
+
+/// Why the policy cannot be compared, or how the model differs from bgpd; empty if neither.
+std::string faultOf( const FrrTable & table, const FrrPolicy & policy ) {
+   const Read read( policy.lines );
+   const std::string fault = read.fault();
+   return fault.empty() ? differenceOf( read.text(), table, policy ) : fault;
+}
+
+std::string textOf( const FrrPolicy & policy ) {
+   std::string text = policy.name + ": " + policy.row + "\n";
+   for( const auto & line : policy.lines ) text += line + "\n";
+   return text;
+}
+
+TEST( FrrModel, answersTheRowsLikeBgpd ) {
+   std::map<std::string, std::string> unread;
+   for( const auto & [ what, reason ] : kUnreadRows ) unread[ what ] = reason;
+   for( const auto & file : frrRowFiles() ) {
+      const FrrFixture fixture = readFrrFixture( file );
+      const FrrTable & table = fixture.tables.at( 0 );
+      const FrrPolicy & policy = table.policies.at( 0 );
+      const std::string fault = faultOf( table, policy );
+      if( const auto listed = unread.extract( policy.name ) )
+         EXPECT_NE( fault, "" ) << policy.name << " is read and answered: delete it from kUnreadRows";
+      else
+         EXPECT_EQ( fault, "" ) << textOf( policy );
+   }
+   for( const auto & [ name, reason ] : unread ) ADD_FAILURE() << name << " does not exist";
+}
+
+class FrrRandomPolicies : public testing::Test {
+ protected:
+   /// The entries of kUnreadLines that a line of the policy matches.
+   std::set<size_t> unreadIn( const FrrPolicy & policy ) const {
+      std::set<size_t> found;
+      for( const auto & line : policy.lines )
+         for( size_t i = 0; i < std::size( kUnreadLines ); ++i )
+            if( RE2::PartialMatch( line, *expressions_[ i ] ) ) found.insert( i );
+      return found;
+   }
+   template <class Do>
+   void forEachPolicy( Do && act ) const {
+      for( const auto & table : fixture_.tables )
+         for( const auto & policy : table.policies ) act( table, policy );
+   }
+
+   const FrrFixture fixture_ = readFrrFixture( "random.json.gz" );
+   const std::vector<std::unique_ptr<RE2>> expressions_ = [] {
+      std::vector<std::unique_ptr<RE2>> made;
+      for( const auto & unread : kUnreadLines ) made.push_back( std::make_unique<RE2>( unread.what ) );
+      return made;
+   }();
+};
+
+TEST_F( FrrRandomPolicies, areAnsweredLikeBgpd ) {
+   size_t compared = 0;
+   forEachPolicy( [ & ]( const FrrTable & table, const FrrPolicy & policy ) {
+      if( !unreadIn( policy ).empty() ) return;
+      ++compared;
+      EXPECT_EQ( faultOf( table, policy ), "" ) << textOf( policy );
+   } );
+   RecordProperty( "compared", int( compared ) );
+   EXPECT_GE( compared, 150u );
+}
+
+TEST_F( FrrRandomPolicies, everyUnreadLineIsNeeded ) {
+   // Needed: the agent does not read such a line, or a policy with no other unread line is answered differently.
+   std::set<size_t> unneeded;
+   for( size_t i = 0; i < std::size( kUnreadLines ); ++i ) unneeded.insert( i );
+   forEachPolicy( [ & ]( const FrrTable & table, const FrrPolicy & policy ) {
+      for( const auto & line : policy.lines )
+         std::erase_if( unneeded, [ & ]( size_t i ) {
+            return RE2::PartialMatch( line, *expressions_[ i ] ) && !Read( { "route-map M permit 10", line } ).fault().empty();
+         } );
+      const auto found = unreadIn( policy );
+      if( found.size() == 1 && unneeded.contains( *found.begin() ) && !faultOf( table, policy ).empty() ) unneeded.erase( *found.begin() );
+   } );
+   for( const size_t i : unneeded ) ADD_FAILURE() << kUnreadLines[ i ].what << " is read and answered: delete it from kUnreadLines";
+}
+
+// ---- What has no answer of bgpd.
+
+PolicyText read( const std::vector<std::string> & lines ) {
+   return Read( lines ).text();
+}
+
+TEST( FrrModel, tenNestedCallsHaveAnAnswerElevenHaveNot ) {
+   std::vector<std::string> lines;
+   for( int i = 0; i < 11; ++i ) {
+      lines.push_back( "route-map M" + std::to_string( i ) + " permit 10" );
+      lines.push_back( "call M" + std::to_string( i + 1 ) );
+   }
+   lines.push_back( "route-map M11 permit 10" );
+   const PolicyText text = read( lines );
+   const FrrModel model( text );
+   EXPECT_TRUE( model.hasAnswer( "M1" ) );
+   EXPECT_FALSE( model.hasAnswer( "M0" ) );
+   EXPECT_TRUE( model.evaluate( "M1", {} ).permitted );
+   EXPECT_EQ( model.evaluate( "M1", {} ).matched.size(), 11u );
+}
+
+TEST( FrrModel, aCycleOfCallsHasNoAnswer ) {
+   const PolicyText text = read( { "route-map A permit 10", "call B", "route-map B permit 10", "call A", "route-map C permit 10", "call A",
+                                   "route-map D deny 10", "call A", "route-map E permit 10", "call D", "call UNDEFINED" } );
+   const FrrModel model( text );
+   for( const char * name : { "A", "B", "C", "UNDEFINED" } ) EXPECT_FALSE( model.hasAnswer( name ) ) << name;
+   // A deny ignores its call.
+   for( const char * name : { "D", "E" } ) EXPECT_TRUE( model.hasAnswer( name ) ) << name;
+}
+
+TEST( FrrModel, tellsTheSequencesThatMatched ) {
+   const PolicyText text = read( { "route-map M permit 10", "set tag 1", "call S", "on-match next", "route-map M deny 20", "match tag 9",
+                                   "route-map M permit 30", "match tag 2", "set distance 7", "route-map S permit 5", "set tag 2" } );
+   const FrrAnswer answer = FrrModel( text ).evaluate( "M", {} );
+   EXPECT_TRUE( answer.permitted );
+   EXPECT_EQ( answer.matched, ( FrrAnswer::Sequences{ { "M", 10 }, { "S", 5 }, { "M", 30 } } ) );
+   EXPECT_EQ( answer.route.tag, 2u );
+   EXPECT_EQ( answer.distance, 7 );
+}
+
+TEST( FrrModel, aDeniedRouteIsAsItCame ) {
+   const PolicyText text = read( { "route-map M permit 10", "set tag 1", "set distance 7", "on-match next", "route-map M deny 20" } );
+   const FrrAnswer answer = FrrModel( text ).evaluate( "M", {} );
+   EXPECT_EQ( answer, ( FrrAnswer{ false, { { "M", 10 }, { "M", 20 } }, {}, {} } ) );
+}
+
+TEST( FrrModel, aClauseThatFrrDoesNotHaveIsAnError ) {
+   for( const char * clause : { "match tag-set T", "match ospf-instance 1", "match isis-instance 1",
+                                "match ip address prefix-list P invert", "call S invert" } ) {
+      const PolicyText text = read( { "route-map M permit 10", clause } );
+      EXPECT_THROW( FrrModel( text ).evaluate( "M", {} ), std::invalid_argument ) << clause;
+   }
+}
+
+}   // namespace
+
+}   // namespace Agent
