@@ -38,7 +38,8 @@ std::string_view partsName( ThingKind kind ) {
 /// Everything that check reports about a policy.
 class Report {
  public:
-   explicit Report( const PolicyText & text ) : text_( text ), references_( text ), findings_( findingsOf( text, references_ ) ) {
+   Report( const PolicyText & text, Dialect dialect )
+         : text_( text ), references_( text ), findings_( findingsOf( text, references_ ) ), policy_( dialect ) {
       policy_.apply( text );
    }
 
@@ -115,7 +116,7 @@ class Report {
 int check( const CheckOptions & options, Console & console ) {
    const LineLoader loader = loadFiles( options.files, console );
    if( !reportErrors( loader, console, options.json ) ) return kExitError;
-   const Report report( loader.text() );
+   const Report report( loader.text(), options.dialect );
    if( options.json )
       console.line( jsonText( report.json() ) );
    else

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <exception>
 #include <functional>
+#include <map>
 #include <sstream>
 #include <system_error>
 #include <thread>
@@ -118,6 +119,12 @@ class CommandLine {
       mayNotBeEmpty( to.add_option( "-i,--in", tables, kTables ) ).type_name( "TABLE" )->allow_extra_args( false );
    }
    static void addJson( CLI::App & to, bool & json ) { to.add_flag( "--json", json, "Print JSON" ); }
+   static void addDialect( CLI::App & to, Dialect & dialect ) {
+      static const std::map<std::string, Dialect> kDialects = { { "frr", Dialect::frr }, { "native", Dialect::native } };
+      to.add_option( "--dialect", dialect, "Whose rules the policy follows: frr, or native (the rules of this library)" )
+         ->type_name( "NAME" )
+         ->transform( CLI::CheckedTransformer( kDialects ) );
+   }
    static void addThreads( CLI::App & to, unsigned & threads ) {
       mayNotBeEmpty( to.add_option( "--threads", threads, "Number of threads for evaluation; the output does not depend on it" ) )
          .check( CLI::Range( 1u, 256u ) );
@@ -140,6 +147,7 @@ class CommandLine {
                          return check( check_, console_ );
                       } );
       addFiles( c, check_.files );
+      addDialect( c, check_.dialect );
       addJson( c, check_.json );
    }
    void addEval() {
@@ -156,6 +164,7 @@ class CommandLine {
       addRouteMap( c, eval_.routeMap ).required();
       eval_.tables = { "-" };
       addTables( c, eval_.tables );
+      addDialect( c, eval_.dialect );
       addJson( c, eval_.json );
       addThreads( c, eval_.threads );
       c.add_flag( "--summary", eval_.summary, "Print counts only: of all routes, and for each sequence" );
@@ -177,6 +186,7 @@ class CommandLine {
       addWith( c );
       addRouteMap( c, explain_.routeMap ).required();
       addTables( c, explain_.tables );
+      addDialect( c, explain_.dialect );
       addJson( c, explain_.json );
       constexpr std::pair<const char *, const char *> fields[] = { { "next-hop", "ADDRESS" },     { "tag", "NUMBER" },
                                                                    { "metric", "NUMBER" },        { "protocol", "NAME" },
@@ -207,6 +217,7 @@ class CommandLine {
       addRouteMap( c, diff_.routeMap ).required();
       diff_.tables = { "-" };
       addTables( c, diff_.tables );
+      addDialect( c, diff_.dialect );
       addJson( c, diff_.json );
       addThreads( c, diff_.threads );
       mayNotBeEmpty( c.add_option( "--examples", diff_.examples, "Number of routes shown for each group" ) )
@@ -226,6 +237,7 @@ class CommandLine {
       addFiles( c, watch_.files );
       addRouteMap( c, watch_.routeMap, "The route map to evaluate over the table" );
       addTables( c, watch_.tables );
+      addDialect( c, watch_.dialect );
       addJson( c, watch_.json );
    }
    void addShow() {
@@ -243,6 +255,7 @@ class CommandLine {
       addWith( c );
       c.add_option( "NAME", show_.name, "A route map or a list; default: everything" );
       c.add_flag( "--verify", show_.verify, "Also compare the route maps in force with the configuration" );
+      addDialect( c, show_.dialect );
       addJson( c, show_.json );
    }
    void addUsedBy() {

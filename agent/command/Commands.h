@@ -11,12 +11,14 @@
 #include <vector>
 
 #include "command/Console.h"
+#include "text/Dialect.h"
 
 namespace Agent {
 
 struct CheckOptions {
    std::vector<std::string> files;
    bool json = false;
+   Dialect dialect = Dialect::native;
 };
 int check( const CheckOptions & options, Console & console );
 
@@ -28,6 +30,7 @@ struct EvalOptions {
    bool json = false;
    bool timing = false;
    unsigned threads = 1;
+   Dialect dialect = Dialect::native;
 };
 int eval( const EvalOptions & options, Console & console );
 
@@ -38,6 +41,7 @@ struct ExplainOptions {
    std::vector<std::pair<std::string, std::string>> fields;   // of the route: names as in table/RouteField.h, with values
    std::vector<std::string> tables;                           // if not empty, their routes of that prefix are explained instead
    bool json = false;
+   Dialect dialect = Dialect::native;
 };
 int explain( const ExplainOptions & options, Console & console );
 
@@ -49,6 +53,7 @@ struct DiffOptions {
    unsigned examples = 3;   // shown for each group
    bool json = false;
    unsigned threads = 1;
+   Dialect dialect = Dialect::native;
 };
 int diff( const DiffOptions & options, Console & console );
 
@@ -58,6 +63,7 @@ struct WatchOptions {
    std::vector<std::string> tables;
    bool json = false;
    std::chrono::milliseconds interval{ 250 };   // between two steps
+   Dialect dialect = Dialect::native;
 };
 /// Asks a command to stop, possibly from a signal handler.
 struct StopRequest {
@@ -72,6 +78,7 @@ struct ShowOptions {
    std::optional<std::string> name;   // of a list or a route map; none: everything
    bool json = false;
    bool verify = false;   // also compare the route maps in force with the configuration
+   Dialect dialect = Dialect::native;
 };
 int show( const ShowOptions & options, Console & console );
 

@@ -42,9 +42,9 @@ class DiffJob final : public RouteJob {
 int diff( const DiffOptions & options, Console & console ) {
    const LineLoader oldFiles = loadFiles( options.oldFiles, console );
    const LineLoader newFiles = loadFiles( options.newFiles, console );
-   const auto policies = livePoliciesOf( { &oldFiles, &newFiles }, console, options.json );
-   const RouteEvaluator before( routeMapOf( *policies[ 0 ], options.routeMap ) );
-   const RouteEvaluator after( routeMapOf( *policies[ 1 ], options.routeMap ) );
+   const auto policies = livePoliciesOf( { &oldFiles, &newFiles }, options.dialect, console, options.json );
+   const RouteEvaluator before( routeMapOf( *policies[ 0 ], options.routeMap ), options.dialect );
+   const RouteEvaluator after( routeMapOf( *policies[ 1 ], options.routeMap ), options.dialect );
    DiffJob job( before, after, options.examples );
    const auto run = runTables( { options.tables, options.threads }, job, console );
    console.write( options.json ? jsonText( job.differences.json( before, after ) ) + '\n'

@@ -106,8 +106,8 @@ std::string timingText( const TableRunSummary & run ) {
 }   // namespace
 
 int eval( const EvalOptions & options, Console & console ) {
-   const auto policy = livePolicyOf( options.files, console, options.json );
-   const RouteEvaluator evaluator( routeMapOf( *policy, options.routeMap ) );
+   const auto policy = livePolicyOf( options.files, options.dialect, console, options.json );
+   const RouteEvaluator evaluator( routeMapOf( *policy, options.routeMap ), options.dialect );
    EvalJob job( evaluator, options );
    const auto run = runTables( { options.tables, options.threads }, job, console );
    if( options.summary )

@@ -205,7 +205,7 @@ TableRoute routeOf( const ExplainOptions & options ) {
 
 int explain( const ExplainOptions & options, Console & console ) {
    const TableRoute route = routeOf( options );
-   const auto live = livePolicyOf( options.files, console, options.json );
+   const auto live = livePolicyOf( options.files, options.dialect, console, options.json );
    routeMapOf( *live, options.routeMap );
    const Explainer explainer( *live, options, console );
    if( options.tables.empty() ) {

@@ -1,6 +1,8 @@
 #include "command/RouteEvaluator.h"
 
 #include "command/PolicyFiles.h"
+#include "dialect/Numbers.h"
+#include "live/Step.h"
 #include "policy/DecisionObserver.h"
 #include "policy/MatchedRouteMapSequences.h"
 #include "text/Printable.h"
@@ -28,34 +30,53 @@ bool sameRoute( const AgentResult & a, const AgentResult & b ) {
       a.communities == b.communities;
 }
 
-RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap ) : routeMap_( routeMap ) {
+RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap, Dialect dialect ) : dialect_( dialect ), routeMap_( routeMap ) {
    addSequences( *routeMap_ );
 }
 
 void RouteEvaluator::addSequences( const RouteMapStatus & routeMap ) {
    const std::string name( routeMap.name().view() ), shown = printableName( name );
-   for( auto i = routeMap.seqStatus().first(); i; i.next() ) {
-      const bool isNew = indexOf_.emplace( i.value().get(), static_cast<uint32_t>( sequences_.size() ) ).second;
-      if( !isNew ) return;   // the route map has been visited already
-      sequences_.push_back( { name, shown, i.key(), i.value()->matchAction() == MatchPermit::permit } );
-   }
+   for( auto i = routeMap.seqStatus().first(); i; i.next() )
+      if( !addSequence( name, shown, *i.value() ) ) return;   // the route map has been visited already
    for( auto i = routeMap.seqStatus().first(); i; i.next() )
       if( const auto * called = i.value()->subRouteMapRawPtr() ) addSequences( *called );
 }
 
+// Returns false if the sequence has been added before. The compiled sequences of one operator's sequence share its index.
+bool RouteEvaluator::addSequence( const std::string & routeMap, const std::string & shownName, const RouteMapSeqStatus & sequence ) {
+   const bool isFrr = dialect_ == Dialect::frr;
+   const uint32_t number = isFrr ? operatorsNumber( sequence.seqno() ) : sequence.seqno();
+   if( isFrr && number == 0 ) return true;   // the end of the route map
+   const bool follows = isFrr && sequence.seqno() == afterCallNumber( number );
+   const auto index = static_cast<uint32_t>( follows ? sequences_.size() - 1 : sequences_.size() );
+   if( !indexOf_.emplace( &sequence, index ).second ) return false;
+   if( follows ) return true;
+   sequences_.push_back( { routeMap, shownName, number, sequence.matchAction() == MatchPermit::permit } );
+   if( const auto step = sequence.matcher( kMatchStep ) )
+      if( const auto & status = static_cast<const StepMatcher &>( *step ).status() ) indexOfStep_.emplace( &status->text(), index );
+   return true;
+}
+
 void RouteEvaluator::evaluate( const TableRoute & route, RouteAnswer & answer ) const {
    answer.sequences.clear();
-   const AgentRoute input( route );
+   answer.working.routeIs( route );
    MatchedRouteMapSequences matched;
    DecidingSequence deciding;
-   answer.permitted = eval_.evalRouteMapMatchers( &input, routeMap_.get(), &matched, deciding );
-   if( !answer.permitted ) {
-      if( deciding.sequence ) answer.sequences.push_back( indexOf_.find( deciding.sequence )->second );
-      return;
+   answer.permitted = eval_.evalRouteMapMatchers( &answer.working.input(), routeMap_.get(), &matched, deciding );
+   if( answer.permitted ) return permitted( matched, route, answer );
+   if( const auto found = indexOf_.find( deciding.sequence ); found != indexOf_.end() ) answer.sequences.push_back( found->second );
+}
+
+void RouteEvaluator::permitted( const Sequences & matched, const TableRoute & route, RouteAnswer & answer ) const {
+   if( dialect_ == Dialect::native ) {
+      for( const auto * sequence : matched ) answer.sequences.push_back( indexOf_.find( sequence )->second );
+      answer.result.routeIs( route );
+      eval_.applyPolicySetters( &matched, &answer.result );
+   } else {
+      for( const auto * step : answer.working.applied() ) answer.sequences.push_back( indexOfStep_.find( step )->second );
+      answer.result.routeIs( answer.working.route() );
+      answer.result.preferenceIs( answer.working.distance() );
    }
-   for( const auto * sequence : matched ) answer.sequences.push_back( indexOf_.find( sequence )->second );
-   answer.result.routeIs( route );
-   eval_.applyPolicySetters( &matched, &answer.result );
 }
 
 }   // namespace Agent

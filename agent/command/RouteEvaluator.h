@@ -6,8 +6,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "live/AgentRoute.h"
+#include "live/WorkingRoute.h"
 #include "policy/Policy.h"
+#include "text/Dialect.h"
 
 namespace Agent {
 
@@ -17,6 +18,7 @@ struct RouteAnswer {
    std::vector<uint32_t> sequences;   // indices of RouteEvaluator::sequences(): the sequences that apply, in order, or the one sequence
                                       // that denies; empty: no sequence matched, and the route is denied
    AgentResult result;                // of a permitted route
+   WorkingRoute working;              // of the evaluation
 };
 
 /// Whether two answers leave a route with the same attributes, of those that policy can change.
@@ -33,8 +35,8 @@ class RouteEvaluator {
       friend bool operator==( const Sequence &, const Sequence & ) = default;
    };
 
-   /// `routeMap` is not null.
-   explicit RouteEvaluator( const Quoin::Ptr<const Routing::Policy::RouteMapStatus> & routeMap );
+   /// `routeMap` is not null; it was compiled by the rules of `dialect`.
+   explicit RouteEvaluator( const Quoin::Ptr<const Routing::Policy::RouteMapStatus> & routeMap, Dialect dialect = Dialect::native );
 
    /// Cost: one evaluation; allocates nothing once `answer` has been used.
    void evaluate( const TableRoute & route, RouteAnswer & answer ) const;
@@ -42,12 +44,17 @@ class RouteEvaluator {
    const std::vector<Sequence> & sequences() const noexcept { return sequences_; }
 
  private:
+   using Sequences = Routing::Policy::MatchedRouteMapSequences;
    void addSequences( const Routing::Policy::RouteMapStatus & routeMap );
+   bool addSequence( const std::string & routeMap, const std::string & shownName, const Routing::Policy::RouteMapSeqStatus & sequence );
+   void permitted( const Sequences & matched, const TableRoute & route, RouteAnswer & answer ) const;
 
+   Dialect dialect_;
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMap_;
    Routing::Policy::PolicyEval eval_;   // without a context: any thread may use it
    std::vector<Sequence> sequences_;
-   std::unordered_map<const Routing::Policy::RouteMapSeqStatus *, uint32_t> indexOf_;
+   std::unordered_map<const Routing::Policy::RouteMapSeqStatus *, uint32_t> indexOf_;   // of sequences_; not of the end of a route map
+   std::unordered_map<const StepText *, uint32_t> indexOfStep_;
 };
 
 }   // namespace Agent

@@ -300,7 +300,7 @@ class Show {
 
 int show( const ShowOptions & options, Console & console ) {
    if( options.name && options.name->empty() ) throw CommandError{ "NAME is empty" };
-   const auto policy = livePolicyOf( options.files, console, options.json );
+   const auto policy = livePolicyOf( options.files, options.dialect, console, options.json );
    Show show( *policy, options.json, console );
    forEachThing( policy->text(), [ & ]( const Thing & thing, const auto & text ) {
       if( !options.name || *options.name == thing.name ) show.add( thing, text );

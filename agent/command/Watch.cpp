@@ -52,7 +52,7 @@ class KeepJob final : public RouteJob {
 
 class Watch {
  public:
-   Watch( const WatchOptions & options, Console & console ) : options_( options ), console_( console ) {
+   Watch( const WatchOptions & options, Console & console ) : options_( options ), console_( console ), policy_( options.dialect ) {
       if( std::find( options.files.begin(), options.files.end(), "-" ) != options.files.end() )
          throw CommandError{ "watch follows files and cannot follow standard input" };
       if( !options.tables.empty() && options.routeMap.empty() ) throw CommandError{ "--in needs --route-map" };
@@ -118,7 +118,7 @@ class Watch {
    // Null while the route map is not in force.
    void updateEvaluator() {
       const auto status = options_.routeMap.empty() ? nullptr : policy_.routeMap( options_.routeMap );
-      evaluator_ = status ? std::make_unique<RouteEvaluator>( status ) : nullptr;
+      evaluator_ = status ? std::make_unique<RouteEvaluator>( status, options_.dialect ) : nullptr;
       if( !status && !options_.routeMap.empty() )
          console_.message( fmt::format( "route map {} is not in force", printableName( options_.routeMap ) ) );
    }

@@ -12,18 +12,25 @@
 
 namespace Agent {
 
+class WorkingRoute;
+
 /// A route as policy reads it. Threading: a plain value; one evaluation reads it at a time.
 class AgentRoute final : public Routing::Policy::MatchInput_ {
  public:
    AgentRoute() = default;
    explicit AgentRoute( const TableRoute & route ) { routeIs( route ); }
+   /// The input of a working route, which owns it.
+   explicit AgentRoute( WorkingRoute & working ) noexcept : working_( &working ) {}
    /// `route` outlives this, or the next call. The attributes that the library reads are copied.
    void routeIs( const TableRoute & route );
    /// Call it after routeIs().
    const TableRoute & route() const noexcept { return *route_; }
+   /// The working route that a matcher may change; null for none.
+   WorkingRoute * working() const noexcept { return working_; }
 
  private:
    const TableRoute * route_ = nullptr;
+   WorkingRoute * working_ = nullptr;
 };
 
 /// The result of policy for a route. Starts with the attributes of the route; distance is 0, which means unchanged, until policy sets it.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "live/AgentRoute.h"
 #include "policy/Setter.h"
@@ -42,18 +43,20 @@ class LocalPreferenceSetter final : public Setter {
    uint32_t value_;
 };
 
-/// Replaces the communities of the route, or adds to them.
+/// Replaces the communities of a route, or adds to them. `communities`: ascending, each once.
+inline void communitiesAre( std::vector<Community> & communities, const SetClause & set ) {
+   if( !set.additive ) communities.clear();
+   for( const Community c : set.communities ) {
+      const auto place = std::lower_bound( communities.begin(), communities.end(), c );
+      if( place == communities.end() || *place != c ) communities.insert( place, c );
+   }
+}
+
 class CommunitySetter final : public Setter {
  public:
    explicit CommunitySetter( SetClause set ) : set_( std::move( set ) ) {}
    void setValue( Result_ * result ) const override {
-      auto * r = agentResultOf( result );
-      if( !r ) return;
-      if( !set_.additive ) r->communities.clear();
-      for( const Community c : set_.communities ) {
-         const auto place = std::lower_bound( r->communities.begin(), r->communities.end(), c );
-         if( place == r->communities.end() || *place != c ) r->communities.insert( place, c );
-      }
+      if( auto * r = agentResultOf( result ) ) communitiesAre( r->communities, set_ );
    }
    void formatDerivedType( std::ostream & os ) const override {
       os << "CommunitySetter";

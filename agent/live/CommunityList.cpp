@@ -5,10 +5,12 @@
 
 #include <fmt/format.h>
 
+#include "text/Community.h"
+
 namespace Agent {
 
-CommunityList::CommunityList( const Quoin::String & name, const CommunityListText & text )
-      : StandardCommListStatus( name ), expanded_( text.expanded ) {
+CommunityList::CommunityList( const Quoin::String & name, const CommunityListText & text, Dialect dialect )
+      : StandardCommListStatus( name ), expanded_( text.expanded ), hasNames_( dialect == Dialect::frr ) {
    lines_.reserve( text.lines.size() );
    for( const auto & [ number, line ] : text.lines ) {
       lines_.push_back( { line.action, line.communities, std::nullopt } );
@@ -19,8 +21,14 @@ CommunityList::CommunityList( const Quoin::String & name, const CommunityListTex
 bool CommunityList::permits( const TableRoute & route ) const {
    fmt::basic_memory_buffer<char, 1024> text;   // on the stack up to about eighty communities
    if( expanded_ )
-      for( const Community c : route.communities )
-         fmt::format_to( std::back_inserter( text ), "{}{}:{}", text.size() == 0 ? "" : " ", c >> 16, c & 0xffff );
+      for( const Community c : route.communities ) {
+         const auto to = std::back_inserter( text );
+         const std::string_view blank = text.size() == 0 ? "" : " ", name = hasNames_ ? wellKnownName( c ) : std::string_view();
+         if( name.empty() )
+            fmt::format_to( to, "{}{}:{}", blank, c >> 16, c & 0xffff );
+         else
+            fmt::format_to( to, "{}{}", blank, name );
+      }
    const auto matches = [ & ]( const Line & line ) {
       if( expanded_ ) return line.expression->matches( { text.data(), text.size() } );
       return std::includes( route.communities.begin(), route.communities.end(), line.communities.begin(), line.communities.end() );

@@ -4,6 +4,7 @@
 #include "compile/RouteMapConfigSm.h"
 #include "compile/SetterTable.h"
 #include "live/AgentRoot.h"
+#include "text/Dialect.h"
 
 namespace Agent {
 
@@ -12,6 +13,6 @@ namespace Agent {
 Quoin::Ptr<Routing::Policy::RouteMapConfigSm> compileRouteMaps( const Quoin::Ptr<const Routing::RouteMap::Config> & config,
                                                                 const Quoin::Ptr<Routing::Policy::SetterTable> & setters,
                                                                 const Quoin::Ptr<AgentRoot> & root,
-                                                                const Quoin::Ptr<Zeugma::TaskScheduler> & scheduler );
+                                                                const Quoin::Ptr<Zeugma::TaskScheduler> & scheduler, Dialect dialect );
 
 }   // namespace Agent

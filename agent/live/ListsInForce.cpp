@@ -21,6 +21,9 @@ bool isEmpty( const ListText<Line> & list ) {
 bool isEmpty( const TagSetText & set ) {
    return set.tags.empty();
 }
+bool isEmpty( const StepText & ) {
+   return false;
+}
 
 /// Calls `erase( name )` for each list that was removed, and `edit( name, was, is )` for each new or changed list. Returns the sum of their
 /// results.
@@ -75,15 +78,17 @@ size_t differentLines( const Text & was, const Text & is ) {
    return forEachDifference( was.lines, is.lines, []( const auto &... ) {} );
 }
 
-/// Edits a list that is published whole: a new `List` is created from its name and its text.
-template <class List>
-constexpr auto editWholeList = []( auto & list, const auto & was, const auto & is ) {
-   size_t edits = differentLines( was, is );
-   if constexpr( requires { is.expanded; } )
-      if( edits == 0 && was.expanded != is.expanded ) edits = 1;
-   if( edits != 0 ) list.publish( [ & ] { return makeNode<List>( list.symbol()->name(), is ); } );
-   return edits;
-};
+/// Edits a list that is published whole: a new `List` is created from its name, its text and `args`.
+template <class List, class... Args>
+auto editWholeList( Args... args ) {
+   return [ args... ]( auto & list, const auto & was, const auto & is ) {
+      size_t edits = differentLines( was, is );
+      if constexpr( requires { is.expanded; } )
+         if( edits == 0 && was.expanded != is.expanded ) edits = 1;
+      if( edits != 0 ) list.publish( [ & ] { return makeNode<List>( list.symbol()->name(), is, args... ); } );
+      return edits;
+   };
+}
 
 Acl::RuleAction ruleActionOf( MatchPermit action ) {
    return action == MatchPermit::permit ? Acl::RuleAction::permit : Acl::RuleAction::deny;
@@ -118,8 +123,9 @@ size_t editAccessLists( Acl::Input::AclTypeConfig & lists, const PolicyText::ByN
 
 }   // namespace
 
-ListsInForce::ListsInForce( const Ptr<AgentRoot> & root, const Ptr<Plinth::Clock> & clock )
+ListsInForce::ListsInForce( const Ptr<AgentRoot> & root, const Ptr<Plinth::Clock> & clock, Dialect dialect )
       : root_( root ),
+        dialect_( dialect ),
         ipv4Acls_( makeNode<Acl::Input::Config>() ),
         ipv6Acls_( makeNode<Acl::Input::AclTypeConfig>( Acl::AclType::ipv6 ) ),
         ipv4AclSm_( Zeugma::makeSm<AclConfigSm>( ipv4Acls_, root->ipv4AclListTable(), clock ) ),
@@ -134,8 +140,17 @@ size_t ListsInForce::apply( const PolicyText & before, const PolicyText & after 
       editProducers( ipv6PrefixLists_, before.ipv6PrefixLists, after.ipv6PrefixLists, editPrefixList, root.ipv6PrefixListTable(),
                      AddressFamily::ipv6 ) +
       editProducers( tagSets_, before.tagSets, after.tagSets, editTagSet, root.tagSetTable() ) +
-      editProducers( communityLists_, before.communityLists, after.communityLists, editWholeList<CommunityList>, root.commListTable() ) +
-      editProducers( asPathLists_, before.asPathLists, after.asPathLists, editWholeList<AsPathList>, root.asPathListTable() );
+      editProducers( communityLists_, before.communityLists, after.communityLists, editWholeList<CommunityList>( dialect_ ),
+                     root.commListTable() ) +
+      editProducers( asPathLists_, before.asPathLists, after.asPathLists, editWholeList<AsPathList>(), root.asPathListTable() );
+}
+
+size_t ListsInForce::applySteps( const PolicyText::ByName<StepText> & before, const PolicyText::ByName<StepText> & after ) {
+   const auto edit = []( auto & list, const StepText &, const StepText & is ) {
+      list.publish( [ & ] { return makeNode<Step>( list.symbol()->name(), is ); } );
+      return size_t( 1 );
+   };
+   return editProducers( steps_, before, after, edit, root_->stepTable() );
 }
 
 }   // namespace Agent

@@ -8,6 +8,7 @@
 #include "live/AgentRoot.h"
 #include "substrate/routemap/PrefixListProducer.h"
 #include "substrate/routemap/TagSetProducer.h"
+#include "text/Dialect.h"
 #include "text/PolicyText.h"
 
 namespace Agent {
@@ -16,12 +17,14 @@ namespace Agent {
 /// lists by their symbols. A list that the text does not contain, or a list without lines, is undefined. Threading: the activity thread.
 class ListsInForce {
  public:
-   ListsInForce( const Quoin::Ptr<AgentRoot> & root, const Quoin::Ptr<Plinth::Clock> & clock );
+   ListsInForce( const Quoin::Ptr<AgentRoot> & root, const Quoin::Ptr<Plinth::Clock> & clock, Dialect dialect );
 
    /// Applies the differences between two texts, and publishes each changed list once. Access lists are compiled in calls of the clock:
    /// they are complete when the clock has made its pending calls.
    /// Returns the number of lines, tags and whole lists that were written or removed.
    size_t apply( const PolicyText & before, const PolicyText & after );
+   /// The same for steps.
+   size_t applySteps( const PolicyText::ByName<StepText> & before, const PolicyText::ByName<StepText> & after );
 
  private:
    template <class Producer>
@@ -37,6 +40,7 @@ class ListsInForce {
    };
 
    Quoin::Ptr<AgentRoot> root_;
+   Dialect dialect_;
    Quoin::Ptr<Acl::Input::Config> ipv4Acls_;
    Quoin::Ptr<Acl::Input::AclTypeConfig> ipv6Acls_;
    Quoin::Ptr<Routing::Policy::AclConfigSm> ipv4AclSm_;
@@ -46,6 +50,7 @@ class ListsInForce {
    ByName<Routing::RouteMap::TagSetProducer> tagSets_;
    ByName<WholeListProducer<Routing::RouteMap::CommListStatus>> communityLists_;
    ByName<WholeListProducer<Routing::RouteMap::AsPathListStatus>> asPathLists_;
+   ByName<WholeListProducer<Step>> steps_;
 };
 
 }   // namespace Agent

@@ -3,6 +3,7 @@
 #include <thread>
 #include <utility>
 
+#include "dialect/FrrRules.h"
 #include "live/ListsInForce.h"
 #include "live/RouteMapsInForce.h"
 
@@ -15,6 +16,8 @@ using namespace Routing::Policy;
 
 class LivePolicy::Impl {
  public:
+   explicit Impl( Dialect dialect ) : dialect_( dialect ) {}
+
    // Nothing is published before all edits are written and the access lists are compiled, so that each route map is published once.
    ApplyReport apply( PolicyText text ) {
       const auto start = std::chrono::steady_clock::now();
@@ -22,7 +25,14 @@ class LivePolicy::Impl {
       {
          const auto edit = routeMaps_.editScope();
          report.edits = lists_.apply( text_, text );
-         report.edits += routeMaps_.apply( text_, text );
+         if( dialect_ == Dialect::native ) {
+            report.edits += routeMaps_.apply( text_.routeMaps, text.routeMaps );
+         } else {
+            CompiledRules rules = compileFrrRules( text );
+            report.edits += lists_.applySteps( rules_.steps, rules.steps );
+            report.edits += routeMaps_.apply( rules_.routeMaps, rules.routeMaps );
+            rules_ = std::move( rules );
+         }
          runClock();
       }
       text_ = std::move( text );
@@ -33,6 +43,7 @@ class LivePolicy::Impl {
       return report;
    }
 
+   Dialect dialect() const noexcept { return dialect_; }
    const PolicyText & text() const noexcept { return text_; }
    Ptr<PolicyRoot> root() const noexcept { return root_; }
    Ptr<const RouteMapStatus> routeMap( const std::string & name ) const { return routeMaps_.status( name ); }
@@ -46,19 +57,25 @@ class LivePolicy::Impl {
       }
    }
 
+   const Dialect dialect_;
    PolicyText text_;
+   CompiledRules rules_;   // of the dialect of FRR
    const Ptr<Clock> clock_ = makeNode<Plinth::RealClock>();
    const Ptr<Zeugma::TaskScheduler> scheduler_ = makeNode<Zeugma::TaskScheduler>();
    const Ptr<AgentRoot> root_ = makeNode<AgentRoot>();
-   ListsInForce lists_{ root_, clock_ };
-   RouteMapsInForce routeMaps_{ root_, scheduler_ };
+   ListsInForce lists_{ root_, clock_, dialect_ };
+   RouteMapsInForce routeMaps_{ root_, scheduler_, dialect_ };
 };
 
-LivePolicy::LivePolicy() : impl_( std::make_unique<Impl>() ) {}
+LivePolicy::LivePolicy( Dialect dialect ) : impl_( std::make_unique<Impl>( dialect ) ) {}
 LivePolicy::~LivePolicy() = default;
 
 ApplyReport LivePolicy::apply( PolicyText text ) {
    return impl_->apply( std::move( text ) );
+}
+
+Dialect LivePolicy::dialect() const noexcept {
+   return impl_->dialect();
 }
 
 const PolicyText & LivePolicy::text() const noexcept {

@@ -10,6 +10,7 @@
 
 #include "compile/PolicyRoot.h"
 #include "policy/RouteMapStatusList.h"
+#include "text/Dialect.h"
 #include "text/PolicyText.h"
 
 namespace Agent {
@@ -24,7 +25,7 @@ struct ApplyReport {
 /// Threading: the activity thread. Published objects are immutable and may be evaluated on any thread.
 class LivePolicy {
  public:
-   LivePolicy();
+   explicit LivePolicy( Dialect dialect = Dialect::native );
    ~LivePolicy();
    LivePolicy( const LivePolicy & ) = delete;
    LivePolicy & operator=( const LivePolicy & ) = delete;
@@ -33,6 +34,7 @@ class LivePolicy {
    /// pending. `text` must be free of errors. Cost: comparing both texts, compiling each differing sequence and list whole, and a walk over
    /// all calls.
    ApplyReport apply( PolicyText text );
+   Dialect dialect() const noexcept;
    /// The text in force.
    const PolicyText & text() const noexcept;
 

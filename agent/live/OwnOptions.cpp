@@ -2,6 +2,7 @@
 
 #include "live/AgentMatchers.h"
 #include "live/AgentRoot.h"
+#include "live/FrrMatchers.h"
 #include "policy/NexthopMatcher.h"
 #include "policy/PrefixListMatcher.h"
 #include "policy/RouteMetricMatcher.h"
@@ -19,37 +20,55 @@ namespace {
 constexpr uint64_t kNameIsAddress = 1;
 
 constexpr auto kIpv6AccessLists = listsIn<&AgentRoot::ipv6AclListTable>();
+constexpr auto kSteps = listsIn<&AgentRoot::stepTable>();
+
+// The matchers of the clauses that the dialects do not share.
+struct NativeMatchers {
+   using Metric = RouteMetricMatcher;
+   using NextHop = NexthopMatcher;
+   using NextHopAccessList = NexthopAccessListMatcher;
+   using NextHopPrefixList = NexthopPrefixListMatcher;
+};
+struct FrrMatchers {
+   using Metric = FrrMetricMatcher;
+   using NextHop = FrrNextHopMatcher;
+   using NextHopAccessList = FrrNextHopListMatcher<IpAccessListMatcher, Routing::RouteMap::IpAccessListStatus>;
+   using NextHopPrefixList = FrrNextHopListMatcher<PrefixListMatcher, Routing::RouteMap::PrefixListStatus>;
+};
 
 // The row of "match ip next-hop" and of its IPv6 form, which name an address or an access list.
-template <class S>
+template <class Matchers, class S>
 constexpr MatchOptionRow nexthopOption( MatchOption option, const ListKindOf<S> & list ) noexcept {
-   auto row = listOption<NexthopAccessListMatcher>( option, list );
+   auto row = listOption<typename Matchers::NextHopAccessList>( option, list );
    row.namesList = []( const MatchRule & rule ) { return rule.numericValue != kNameIsAddress; };
    row.makeMatcher = []( const MatchRule & rule, const ListKind::Symbol * symbol ) -> Ptr<const Matcher> {
-      if( !symbol ) return makeNode<NexthopMatcher>( Ferule::IpGenAddr( rule.listName.view() ) );
+      if( !symbol ) return makeNode<typename Matchers::NextHop>( Ferule::IpGenAddr( rule.listName.view() ) );
       const auto & named = static_cast<const S &>( *symbol );
-      return makeNode<NexthopAccessListMatcher>( named.name(), named.status() );
+      return makeNode<typename Matchers::NextHopAccessList>( named.name(), named.status() );
    };
    return row;
 }
 
+template <class Matchers>
 constexpr MatchOptionRow kOptions[] = {
    valueOption( MatchOption::matchInterface, []( const MatchRule & rule ) { return makeNode<InterfaceNameMatcher>( rule.listName ); } ),
    valueOption( MatchOption::matchMetric,
-                []( const MatchRule & rule ) { return makeNode<RouteMetricMatcher>( Zeugma::MaybeU63( rule.numericValue ) ); } ),
-   nexthopOption( MatchOption::matchIpNexthop, kIpv4AccessLists ),
-   nexthopOption( MatchOption::matchIpv6Nexthop, kIpv6AccessLists ),
-   listOption<NexthopPrefixListMatcher>( MatchOption::matchIpNexthopPrefixList, kIpv4PrefixLists ),
-   listOption<NexthopPrefixListMatcher>( MatchOption::matchIpv6NexthopPrefixList, kIpv6PrefixLists ),
+                []( const MatchRule & rule ) { return makeNode<typename Matchers::Metric>( Zeugma::MaybeU63( rule.numericValue ) ); } ),
+   nexthopOption<Matchers>( MatchOption::matchIpNexthop, kIpv4AccessLists ),
+   nexthopOption<Matchers>( MatchOption::matchIpv6Nexthop, kIpv6AccessLists ),
+   listOption<typename Matchers::NextHopPrefixList>( MatchOption::matchIpNexthopPrefixList, kIpv4PrefixLists ),
+   listOption<typename Matchers::NextHopPrefixList>( MatchOption::matchIpv6NexthopPrefixList, kIpv6PrefixLists ),
    listOption<IpAccessListMatcher>( kMatchIpv6AccessList, kIpv6AccessLists ),
    listOption<CommunityMatcher>( MatchOption::matchCommunity, kCommunityLists ),
    listOption<AsPathMatcher>( MatchOption::matchAsPath, kAsPathLists ),
+   listOption<StepMatcher>( kMatchStep, kSteps ),
 };
 
 }   // namespace
 
-std::span<const MatchOptionRow> ownMatchOptions() noexcept {
-   return kOptions;
+std::span<const MatchOptionRow> ownMatchOptions( Dialect dialect ) noexcept {
+   if( dialect == Dialect::frr ) return kOptions<FrrMatchers>;
+   return kOptions<NativeMatchers>;
 }
 
 MatchRule matchRuleOf( MatchOption option, const MatchClause & clause ) {

@@ -5,12 +5,13 @@
 #include <span>
 
 #include "compile/MatchOptions.h"
+#include "text/Dialect.h"
 #include "text/PolicyText.h"
 
 namespace Agent {
 
 /// A row for each match option. The root of their lists is an AgentRoot.
-std::span<const Routing::Policy::MatchOptionRow> ownMatchOptions() noexcept;
+std::span<const Routing::Policy::MatchOptionRow> ownMatchOptions( Dialect dialect = Dialect::native ) noexcept;
 
 /// A match clause in the form of a MapEntry.
 Routing::RouteMap::MatchRule matchRuleOf( MatchOption option, const MatchClause & clause );

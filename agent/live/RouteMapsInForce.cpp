@@ -93,17 +93,17 @@ class SequenceEdit {
 
 }   // namespace
 
-RouteMapsInForce::RouteMapsInForce( const Ptr<AgentRoot> & root, const Ptr<Zeugma::TaskScheduler> & scheduler )
+RouteMapsInForce::RouteMapsInForce( const Ptr<AgentRoot> & root, const Ptr<Zeugma::TaskScheduler> & scheduler, Dialect dialect )
       : config_( makeNode<Config>() ),
         setters_( makeNode<SetterTable>() ),
         root_( root ),
-        machine_( compileRouteMaps( config_, setters_, root, scheduler ) ) {}
+        machine_( compileRouteMaps( config_, setters_, root, scheduler, dialect ) ) {}
 
-size_t RouteMapsInForce::apply( const PolicyText & before, const PolicyText & after ) {
+size_t RouteMapsInForce::apply( const RouteMaps & before, const RouteMaps & after ) {
    static const RouteMapText kNone;
-   const auto heldBefore = std::exchange( heldBack_, routeMapsHeldBack( after.routeMaps ) );
+   const auto heldBefore = std::exchange( heldBack_, routeMapsHeldBack( after ) );
    size_t edits = 0;
-   forEachPair( before.routeMaps, after.routeMaps, [ & ]( const std::string & name, const RouteMapText * was, const RouteMapText * is ) {
+   forEachPair( before, after, [ & ]( const std::string & name, const RouteMapText * was, const RouteMapText * is ) {
       if( heldBefore.contains( name ) ) was = nullptr;
       if( heldBack_.contains( name ) ) is = nullptr;
       if( !differ( was, is ) ) return;

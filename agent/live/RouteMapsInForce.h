@@ -7,6 +7,7 @@
 
 #include "analysis/HeldBack.h"
 #include "live/CompileRouteMaps.h"
+#include "text/Dialect.h"
 #include "text/PolicyText.h"
 
 namespace Agent {
@@ -16,13 +17,14 @@ namespace Agent {
 /// Threading: the activity thread.
 class RouteMapsInForce {
  public:
-   RouteMapsInForce( const Quoin::Ptr<AgentRoot> & root, const Quoin::Ptr<Zeugma::TaskScheduler> & scheduler );
+   using RouteMaps = PolicyText::ByName<RouteMapText>;
+   RouteMapsInForce( const Quoin::Ptr<AgentRoot> & root, const Quoin::Ptr<Zeugma::TaskScheduler> & scheduler, Dialect dialect );
 
    /// While such a scope is open, no route map is published, whatever changes.
    Routing::RouteMap::ConfigEdit editScope() const { return Routing::RouteMap::ConfigEdit( config_ ); }
-   /// Applies the differences between two texts, and declares each changed route map consistent once. All are compiled when the scheduler
+   /// Applies the differences between two states, and declares each changed route map consistent once. All are compiled when the scheduler
    /// is idle. Returns the number of clauses, sequences and whole route maps that were written or removed.
-   size_t apply( const PolicyText & before, const PolicyText & after );
+   size_t apply( const RouteMaps & before, const RouteMaps & after );
    /// The route maps whose status was replaced or deleted since the last call; ascending.
    std::vector<std::string> republished();
    /// The compiled route map; null if it is undefined or held back.

@@ -13,8 +13,20 @@ struct WellKnown {
    Community community;
 };
 constexpr WellKnown kWellKnown[] = {
-   { "graceful-shutdown", 0xffff0000 }, { "blackhole", 0xffff029a }, { "no-export", 0xffffff01 },
-   { "no-advertise", 0xffffff02 },      { "local-AS", 0xffffff03 },  { "no-peer", 0xffffff04 },
+   { "graceful-shutdown", 0xffff0000 },
+   { "accept-own", 0xffff0001 },
+   { "route-filter-translated-v4", 0xffff0002 },
+   { "route-filter-v4", 0xffff0003 },
+   { "route-filter-translated-v6", 0xffff0004 },
+   { "route-filter-v6", 0xffff0005 },
+   { "llgr-stale", 0xffff0006 },
+   { "no-llgr", 0xffff0007 },
+   { "accept-own-nexthop", 0xffff0008 },
+   { "blackhole", 0xffff029a },
+   { "no-export", 0xffffff01 },
+   { "no-advertise", 0xffffff02 },
+   { "local-AS", 0xffffff03 },
+   { "no-peer", 0xffffff04 },
 };
 
 template <class Number>
@@ -39,9 +51,14 @@ std::optional<Community> communityOf( std::string_view text ) noexcept {
    return Community( *as ) << 16 | *value;
 }
 
-std::string communityText( Community community ) {
+std::string_view wellKnownName( Community community ) noexcept {
    for( const auto & known : kWellKnown )
-      if( community == known.community ) return std::string( known.name );
+      if( community == known.community ) return known.name;
+   return {};
+}
+
+std::string communityText( Community community ) {
+   if( const auto name = wellKnownName( community ); !name.empty() ) return std::string( name );
    return fmt::format( "{}:{}", community >> 16, community & 0xffff );
 }
 

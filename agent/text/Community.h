@@ -11,10 +11,12 @@
 
 namespace Agent {
 
-/// Nothing for a text that is not a community. Source of the names: RFC 1997, RFC 3765, RFC 7999, RFC 8326.
+/// Nothing for a text that is not a community. Source of the names: the IANA registry of well-known communities, as FRR spells them.
 std::optional<Community> communityOf( std::string_view text ) noexcept;
 /// The well-known name, or AS and value.
 std::string communityText( Community community );
+/// The well-known name; empty for none.
+std::string_view wellKnownName( Community community ) noexcept;
 /// All of them, with blanks between.
 std::string communitiesText( const std::vector<Community> & communities );
 

@@ -100,11 +100,11 @@ enum class SetKind : uint8_t { metric, distance, tag, localPreference, community
 
 /// One set clause; its kind decides which members are used.
 struct SetClause {
-   SetKind kind;
-   uint64_t number = 0;                  // a metric (below 2^63), a distance (1 to 255), a tag, a local preference
-   std::vector<Community> communities;   // ascending, each once; empty: removes all
-   bool additive = false;                // adds to the communities of the route
-   Place place;                          // of the operand
+   SetKind kind = SetKind::metric;
+   uint64_t number = 0;                    // a metric (below 2^63), a distance (1 to 255), a tag, a local preference
+   std::vector<Community> communities{};   // ascending, each once; empty: removes all
+   bool additive = false;                  // adds to the communities of the route
+   Place place{};                          // of the operand
    friend bool operator==( const SetClause &, const SetClause & ) = default;
 };
 

@@ -247,7 +247,8 @@ void RouteMapLines::readSet( LineCursor & line, bool no ) {
    std::optional<SetClause> clause;
    if( const auto * now = set.find( form->kind ) ) clause = *now;
    const auto was = edit( clause, line, no, [ & ]( LineCursor & l ) {
-      SetClause said{ .kind = form->kind, .place = l.place( l.peek() ) };
+      SetClause said{ form->kind };
+      said.place = l.place( l.peek() );
       form->take( l, said );
       return said;
    } );

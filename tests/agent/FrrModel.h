@@ -108,14 +108,19 @@ class FrrModel {
 
    static void apply( const SetClauses & set, FrrAnswer & working ) {
       TableRoute & route = working.route;
-      if( set.metric ) route.metric = *set.metric;
-      if( set.tag ) route.tag = *set.tag;
-      if( set.localPreference ) route.localPreference = *set.localPreference;
-      if( set.distance ) working.distance = *set.distance;
-      if( set.community ) {
-         std::set<Community> all( set.community->communities.begin(), set.community->communities.end() );
-         if( set.community->additive ) all.insert( route.communities.begin(), route.communities.end() );
-         route.communities.assign( all.begin(), all.end() );
+      for( const auto & clause : set ) {
+         const auto number = static_cast<uint32_t>( clause.number );
+         switch( clause.kind ) {
+            case SetKind::metric: route.metric = clause.number; break;
+            case SetKind::tag: route.tag = number; break;
+            case SetKind::localPreference: route.localPreference = number; break;
+            case SetKind::distance: working.distance = static_cast<uint8_t>( number ); break;
+            case SetKind::community: {
+               std::set<Community> all( clause.communities.begin(), clause.communities.end() );
+               if( clause.additive ) all.insert( route.communities.begin(), route.communities.end() );
+               route.communities.assign( all.begin(), all.end() );
+            }
+         }
       }
    }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <re2/re2.h>
 
+#include "tests/agent/FrrComparison.h"
 #include "tests/agent/FrrFixture.h"
 #include "text/LineLoader.h"
 
@@ -118,7 +119,12 @@ std::string differenceOf( const PolicyText & text, const FrrTable & table, const
       const std::string theirs = expected ? attributesText( expected->route ) : "denied";
       return std::string( came.route.prefix.toStrep().view() ) + "\n model " + ours + "\n bgpd  " + theirs;
    }
-   return {};
+   // And the agent answers like the model.
+   LivePolicy policyInForce( Dialect::frr );
+   policyInForce.apply( text );
+   std::vector<TableRoute> routes;
+   for( const auto & came : table.routes ) routes.push_back( came.route );
+   return differenceToModel( policyInForce, kFrrRouteMap, routes );
 }
 
 /// Why the policy cannot be compared, or how the model differs from bgpd; empty if neither.

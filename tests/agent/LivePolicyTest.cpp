@@ -272,7 +272,7 @@ TEST( LivePolicy, setClausesChangeWhatTheySay ) {
 
 TEST( LivePolicy, aCallPassesWhatTheOtherPermits ) {
    PolicyText text = textOf( calling( kPermit, "SUB" ) );
-   text.routeMaps[ "SUB" ].sequences[ 5 ] = sequence( kPermit, { { MatchOption::matchTag, number( 1 ) } }, { .metric = 9 } );
+   text.routeMaps[ "SUB" ].sequences[ 5 ] = sequence( kPermit, { { MatchOption::matchTag, number( 1 ) } }, { set( SetKind::metric, 9 ) } );
    const auto tagged = with( routeTo( "10.0.0.0/8" ), []( TableRoute & r ) { r.tag = 1; } );
    LivePolicy policy;
    policy.apply( text );
@@ -294,10 +294,10 @@ TEST( LivePolicy, aCallPassesWhatTheOtherPermits ) {
 }
 
 TEST( LivePolicy, aContinueGoesOnAndLosesItsTarget ) {
-   PolicyText text = textOf( sequence( kPermit, {}, { .tag = 1 } ) );
+   PolicyText text = textOf( sequence( kPermit, {}, { set( SetKind::tag, 1 ) } ) );
    auto & sequences = text.routeMaps[ "IN" ].sequences;
    sequences[ 20 ] = sequence( kDeny );
-   sequences[ 30 ] = sequence( kPermit, {}, { .metric = 3 } );
+   sequences[ 30 ] = sequence( kPermit, {}, { set( SetKind::metric, 3 ) } );
    sequences[ 10 ].continueTo = ContinueClause{ 30, {} };
    LivePolicy policy;
    policy.apply( text );

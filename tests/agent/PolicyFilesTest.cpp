@@ -25,7 +25,7 @@ CommandOutput loaded( std::string_view content ) {
 // The policy's own messages are others' matter: it is free of errors.
 CommandOutput inForce( std::string_view content, const std::function<void( const LivePolicy & )> & then ) {
    return outputOf( content, [ & ]( const std::string & file, Console & console ) {
-      then( *livePolicyOf( { file }, console, false ) );
+      then( *livePolicyOf( { file }, Dialect::native, console, false ) );
       return kExitOk;
    } );
 }

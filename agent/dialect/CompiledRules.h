@@ -1,0 +1,36 @@
+/// @file agent/dialect/CompiledRules.h
+/// A policy in the rules of the library, compiled from a policy in the operator's dialect. Plain values: LivePolicy compares two of them and
+/// edits the live configuration by their differences.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "text/PolicyText.h"
+
+namespace Agent {
+
+/// The match option of steps. It is the highest option that the library leaves free: a step is asked after all other matchers of a sequence.
+inline constexpr MatchOption kMatchStep{ 130 };
+
+/// What a compiled sequence does when all its other matches hold.
+struct StepText {
+   enum class Kind : uint8_t {
+      permits,    // applies the set clauses; the sequences behind it match the changed route
+      denies,     // marks the route as denied, for the callers of the route map
+      afterCall   // matches if the callee has denied the route
+   };
+   Kind kind = Kind::permits;
+   SetClauses set;
+   std::string routeMap;   // whose sequence it serves, with its number there; empty for steps that all route maps share
+   uint32_t number = 0;
+   friend bool operator==( const StepText &, const StepText & ) = default;
+};
+
+struct CompiledRules {
+   PolicyText::ByName<RouteMapText> routeMaps;
+   PolicyText::ByName<StepText> steps;   // by the name that clauses of kMatchStep have
+   friend bool operator==( const CompiledRules &, const CompiledRules & ) = default;
+};
+
+}   // namespace Agent

@@ -1,0 +1,67 @@
+/// @file tests/agent/FrrComparison.h
+/// The policy that is compiled from FRR's rules, compared with the naive evaluator of these rules.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "command/RouteEvaluator.h"
+#include "live/LivePolicy.h"
+#include "tests/agent/FrrModel.h"
+
+namespace Agent {
+
+/// What both answer, in one form: "permit 10.0.0.0/8 metric 5 ... by IN 10, SUB 5".
+struct ComparedAnswer {
+   bool permitted = false;
+   Zeugma::MaybeU63 metric;
+   uint32_t tag = 0;
+   std::optional<uint32_t> localPreference;
+   std::vector<Community> communities;
+   uint32_t distance = 0;
+   FrrAnswer::Sequences sequences;
+   friend bool operator==( const ComparedAnswer &, const ComparedAnswer & ) = default;
+
+   std::string text() const {
+      if( !permitted ) return "deny";
+      std::string text = "permit metric " + std::string( metric.toStrep().view() ) + " tag " + std::to_string( tag ) + " preference " +
+         ( localPreference ? std::to_string( *localPreference ) : "none" ) + " distance " + std::to_string( distance ) + " communities";
+      for( const Community c : communities ) text += " " + std::to_string( c >> 16 ) + ":" + std::to_string( c & 0xffff );
+      text += " by";
+      for( const auto & [ name, number ] : sequences ) text += " " + name + " " + std::to_string( number );
+      return text;
+   }
+};
+
+inline ComparedAnswer comparedAnswerOf( const FrrAnswer & answer ) {
+   if( !answer.permitted ) return {};
+   const TableRoute & route = answer.route;
+   return { true, route.metric, route.tag, route.localPreference, route.communities, answer.distance.value_or( 0 ), answer.matched };
+}
+
+inline ComparedAnswer comparedAnswerOf( const RouteEvaluator & evaluator, const TableRoute & route ) {
+   RouteAnswer answer;
+   evaluator.evaluate( route, answer );
+   if( !answer.permitted ) return {};
+   FrrAnswer::Sequences sequences;
+   for( const uint32_t i : answer.sequences )
+      sequences.emplace_back( evaluator.sequences()[ i ].routeMap, evaluator.sequences()[ i ].number );
+   const AgentResult & result = answer.result;
+   return { true, result.metric(), result.tag(), result.localPreference, result.communities, uint32_t( result.preference() ), sequences };
+}
+
+/// The first route that the policy in force answers differently; empty if there is none. The route map has an answer.
+inline std::string differenceToModel( const LivePolicy & policy, const std::string & routeMap, const std::vector<TableRoute> & routes ) {
+   const auto status = policy.routeMap( routeMap );
+   if( !status ) return routeMap + " is not in force";
+   const RouteEvaluator evaluator( status, Dialect::frr );
+   const FrrModel model( policy.text() );
+   for( const auto & route : routes ) {
+      const auto ours = comparedAnswerOf( evaluator, route ), expected = comparedAnswerOf( model.evaluate( routeMap, route ) );
+      if( !( ours == expected ) )
+         return std::string( route.prefix.toStrep().view() ) + "\n compiled " + ours.text() + "\n model    " + expected.text();
+   }
+   return {};
+}
+
+}   // namespace Agent
