@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "table/BgpJson.h"
 #include "table/BgpdumpLine.h"
 #include "table/IpRouteJson.h"
 #include "table/PrefixLine.h"
@@ -62,6 +63,7 @@ struct Reading final : TableHandler, FormHandler {
       mix( place.number );
    }
    void handleSkipped() override {}
+   void handleRemark( std::string_view text ) override { checkReason( text ); }
    void handleBroken( uint64_t entry, std::string_view reason ) override { handleBroken( Broken{ Broken::Unit::entry, entry, reason } ); }
 };
 
@@ -107,12 +109,14 @@ void fuzzLine( std::string_view line ) {
 }
 
 void fuzzJson( std::string_view bytes ) {
-   Reading reading;
-   MemorySource memory( bytes );
-   Input input( memory );
-   TextReader text( input, kLimits.maxLine );
-   const std::string fault = readIpRouteJson( text, kLimits.maxLine, reading );
-   if( !fault.empty() ) checkReason( fault );
+   for( const auto read : { readIpRouteJson, readBgpJson } ) {
+      Reading reading;
+      MemorySource memory( bytes );
+      Input input( memory );
+      TextReader text( input, kLimits.maxLine );
+      const std::string fault = read( text, kLimits.maxLine, reading );
+      if( !fault.empty() ) checkReason( fault );
+   }
 }
 
 }   // namespace

@@ -132,6 +132,7 @@ class Run final : public TableHandler {
    }
    void finishTable( const TableSummary & table ) {
       if( broken_ > kBrokenShown ) console_.message( fmt::format( "{}: and {} more", name_, broken_ - kBrokenShown ) );
+      if( !table.remark.empty() ) console_.message( fmt::format( "{}: {}", name_, table.remark ) );
       if( !table.fault.empty() ) {
          console_.message( fmt::format( "{}: reading stopped after {}: {}", name_, quantity( table.routes, "route" ), table.fault ) );
          summary.whole = false;

@@ -17,6 +17,8 @@ class FormHandler {
    virtual void handleSkipped() = 0;
    /// `number` counts as the form says; `reason` is printable.
    virtual void handleBroken( uint64_t number, std::string_view reason ) = 0;
+   /// What the whole table lacks; `text` is printable.
+   virtual void handleRemark( std::string_view text ) = 0;
 
  protected:
    ~FormHandler() = default;

@@ -1,10 +1,8 @@
 #include "table/IpRouteJson.h"
 
-#include <cstddef>
-#include <iterator>
-#include <nlohmann/json.hpp>
 #include <vector>
 
+#include "table/JsonEntries.h"
 #include "table/KernelProtocol.h"
 #include "table/LineResult.h"
 
@@ -15,38 +13,6 @@ namespace {
 using Ferule::AddressFamily;
 
 constexpr size_t kMaxWaiting = 4096;   // default routes of unknown family; a table has a handful
-
-/// The input of the parser: the characters of the document, until an entry is longer than allowed.
-struct EntryBytes {
-   TextReader & text;
-   size_t maxEntry;
-   size_t taken = 0;   // by the present entry
-   bool exhausted() const noexcept { return taken > maxEntry; }
-};
-
-class EntryIterator {
- public:
-   using iterator_category = std::input_iterator_tag;
-   using value_type = char;
-   using difference_type = std::ptrdiff_t;
-   using pointer = const char *;
-   using reference = char;
-
-   EntryIterator() = default;   // the end
-   explicit EntryIterator( EntryBytes & bytes ) : bytes_( &bytes ) {}
-
-   char operator*() const { return static_cast<char>( bytes_->text.peek() ); }
-   EntryIterator & operator++() {
-      bytes_->text.get();
-      ++bytes_->taken;
-      return *this;
-   }
-   friend bool operator==( const EntryIterator & a, const EntryIterator & b ) { return a.atEnd() == b.atEnd(); }
-
- private:
-   bool atEnd() const { return !bytes_ || bytes_->exhausted() || bytes_->text.peek() == TextReader::kEnd; }
-   EntryBytes * bytes_ = nullptr;
-};
 
 /// An optional text. clear() keeps the memory for the next entry.
 struct Member {
@@ -199,11 +165,9 @@ class EntryReader {
 };
 
 /// Follows the parser through the document and gathers each entry's members.
-class DocumentSax {
+class DocumentSax final : public JsonDocument {
  public:
-   using Json = nlohmann::json;
-
-   DocumentSax( EntryBytes & bytes, FormHandler & handler ) : bytes_( bytes ), reader_( handler ) {}
+   DocumentSax( EntryBytes & bytes, FormHandler & handler ) : JsonDocument( bytes ), reader_( handler ) {}
 
    /// Why the document could not be read to its end; empty if it was.
    std::string finish() {
@@ -219,13 +183,13 @@ class DocumentSax {
    bool binary( Json::binary_t & ) { return other(); }
 
    bool number_unsigned( Json::number_unsigned_t value ) {
-      if( skipped_ != 0 || level_ != Level::entry || key_ != Key::metric || value > kMax32 ) return other();
+      if( skipping() || level_ != Level::entry || key_ != Key::metric || value > kMax32 ) return other();
       entry_.metric = value;
       return true;
    }
 
    bool string( std::string & value ) {
-      if( skipped_ != 0 ) return true;
+      if( skipping() ) return true;
       switch( level_ ) {
          case Level::entry:
             switch( key_ ) {
@@ -253,7 +217,7 @@ class DocumentSax {
    }
 
    bool start_array( size_t ) {
-      if( skipped_ != 0 ) return skip();
+      if( skipping() ) return skip();
       if( level_ == Level::document ) {
          level_ = Level::list;
          return true;
@@ -277,12 +241,12 @@ class DocumentSax {
    }
 
    bool start_object( size_t ) {
-      if( skipped_ != 0 ) return skip();
+      if( skipping() ) return skip();
       switch( level_ ) {
          case Level::list:
             level_ = Level::entry;
             entry_.clear();
-            bytes_.taken = 0;
+            restartBytes();
             return true;
          case Level::entry:
             if( key_ != Key::via ) break;
@@ -310,31 +274,19 @@ class DocumentSax {
          default:
             level_ = Level::list;
             reader_.handleEntry( index_++, entry_ );
-            bytes_.taken = 0;
+            restartBytes();
       }
       return true;
    }
 
    bool key( const std::string & text ) {
-      if( skipped_ != 0 ) return true;
+      if( skipping() ) return true;
       key_ = keyOf( text );
       if( level_ == Level::entry ) {
          entry_.hasMembers = true;
          entry_.hasPref |= key_ == Key::pref;
       }
       return true;
-   }
-
-   bool parse_error( size_t, const std::string &, const Json::exception & e ) {
-      std::string_view text = e.what();   // "[json.exception.parse_error.101] parse error at line 1, column 5: syntax error ..."
-      if( const auto id = text.find( "] " ); text.starts_with( '[' ) && id != text.npos ) text.remove_prefix( id + 2 );
-      if( const auto place = text.find( ": " ); text.starts_with( "parse error at " ) && place != text.npos )
-         text.remove_prefix( place + 2 );
-      if( bytes_.exhausted() )
-         faultIs( "entry " + std::to_string( index_ ) + " is longer than " + std::to_string( bytes_.maxEntry ) + " bytes" );
-      else
-         faultIs( printable( text, 200 ) );
-      return false;
    }
 
  private:
@@ -354,14 +306,14 @@ class DocumentSax {
 
    // A value that none of the above used: ignored, or of a type that is not allowed in its place.
    bool other() {
-      if( skipped_ != 0 ) return true;
+      if( skipping() ) return true;
       switch( level_ ) {
          case Level::document: faultIs( "an array of routes is expected" ); return false;
          case Level::list:
             entry_.clear();
             entry_.faultIs( "not an object" );
             reader_.handleEntry( index_++, entry_ );
-            bytes_.taken = 0;
+            restartBytes();
             break;
          case Level::hops: entry_.faultIs( "\"nexthops\" holds a value that is not an object" ); break;
          case Level::hop:
@@ -385,28 +337,8 @@ class DocumentSax {
       return true;
    }
 
-   // Ignores the array or object that begins here.
-   bool skip() {
-      ++skipped_;
-      return true;
-   }
-   bool leaveSkipped() {
-      if( skipped_ == 0 ) return false;
-      --skipped_;
-      return true;
-   }
-
-   void faultIs( std::string text ) {
-      fault_ = "line " + std::to_string( bytes_.text.lineNumber() ) + ", column " + std::to_string( bytes_.text.column() ) + ": " +
-         std::move( text );
-   }
-
-   EntryBytes & bytes_;
    EntryReader reader_;
    Entry entry_;
-   std::string fault_;
-   uint64_t index_ = 0;
-   size_t skipped_ = 0;   // depth within an ignored array or object
    uint64_t hops_ = 0;
    Level level_ = Level::document;
    Key key_ = Key::other;
@@ -417,8 +349,7 @@ class DocumentSax {
 std::string readIpRouteJson( TextReader & text, size_t maxEntry, FormHandler & handler ) {
    EntryBytes bytes{ text, maxEntry };
    DocumentSax sax( bytes, handler );
-   constexpr bool kNothingBehind = false;   // another document may follow
-   nlohmann::json::sax_parse( EntryIterator( bytes ), EntryIterator(), &sax, nlohmann::json::input_format_t::json, kNothingBehind );
+   parseDocument( bytes, sax );
    return sax.finish();
 }
 

@@ -1,5 +1,6 @@
 #include "table/TableReader.h"
 
+#include "table/BgpJson.h"
 #include "table/BgpdumpLine.h"
 #include "table/IpRouteJson.h"
 #include "table/MrtReader.h"
@@ -38,12 +39,14 @@ class Reading final : private FormHandler {
       summary_.fault = Agent::readMrt( text_, limits_.maxRecord, *this );
    }
 
-   void readJson() {
+   // `first`: the first character of the first document.
+   void readJson( int first ) {
       summary_.form = TableForm::json;
       do {
-         summary_.fault = readIpRouteJson( text_, limits_.maxLine, *this );
+         summary_.fault = first == '{' ? readBgpJson( text_, limits_.maxLine, *this ) : readIpRouteJson( text_, limits_.maxLine, *this );
          while( isSpace( text_.peek() ) ) text_.get();
-      } while( summary_.fault.empty() && text_.peek() != TextReader::kEnd );
+         first = text_.peek();
+      } while( summary_.fault.empty() && first != TextReader::kEnd );
    }
 
  private:
@@ -63,6 +66,7 @@ class Reading final : private FormHandler {
       ++summary_.broken;
       handler_.handleBroken( { unitOf( summary_.form ), number, reason } );
    }
+   void handleRemark( std::string_view text ) override { summary_.remark = text; }
    static Broken::Unit unitOf( TableForm form ) noexcept {
       if( form == TableForm::mrt ) return Broken::Unit::record;
       return form == TableForm::json ? Broken::Unit::entry : Broken::Unit::line;
@@ -94,7 +98,7 @@ TableSummary readTable( ByteSource & source, TableHandler & handler, const Table
    if( isMrt )
       reading.readMrt();
    else if( first == '[' || first == '{' )
-      reading.readJson();
+      reading.readJson( first );
    else
       reading.readLines();
 

@@ -2,9 +2,9 @@
 /// Reads a routing table of any form that this folder knows, from any bytes: plain or compressed, lines, JSON or MRT.
 ///
 /// The content shows the form. An MRT file (MrtReader.h) begins with the header of a record, which no text does. If the first character of
-/// a text other than white space is a bracket or brace, the text is the JSON of `ip -j route` (IpRouteJson.h), possibly several documents;
-/// else it consists of lines. Each line is either of `bgpdump -m` (BgpdumpLine.h) or begins with a prefix (PrefixLine.h), so that such
-/// files may be joined. Blank lines and lines that begin with # are ignored.
+/// a text other than white space is a bracket, the text is the JSON of `ip -j route` (IpRouteJson.h); if it is a brace, the JSON of a BGP
+/// daemon (BgpJson.h); such documents may be joined. Else the text consists of lines. Each line is either of `bgpdump -m` (BgpdumpLine.h) or
+/// begins with a prefix (PrefixLine.h), so that such files may be joined. Blank lines and lines that begin with # are ignored.
 ///
 /// Routes are passed on as they are read; memory does not grow with the table. A broken line, entry or record is reported and skipped. A
 /// damaged stream, malformed JSON or an MRT record that is cut short ends the table there; the routes before it are valid.
@@ -54,7 +54,8 @@ struct TableSummary {
    uint64_t broken = 0;
    TableForm form = TableForm::empty;   // of the first line
    Compression compression = Compression::none;
-   std::string fault;   // why the table was not read to its end; empty if it was
+   std::string remark;   // what the whole table lacks; printable; empty for nothing
+   std::string fault;    // why the table was not read to its end; empty if it was
 };
 
 TableSummary readTable( ByteSource & source, TableHandler & handler, const TableLimits & limits = {} );

@@ -1,0 +1,122 @@
+#include "table/FrrPath.h"
+
+#include <algorithm>
+
+#include "text/Community.h"
+#include "text/Printable.h"
+
+namespace Agent {
+
+namespace {
+
+// The names that the daemon prints, but that a policy's text does not know. Source: the registry of well-known communities.
+constexpr struct {
+   std::string_view name;
+   uint32_t community;
+} kNames[] = {
+   { "internet", 0 },
+   { "accept-own", 0xffff0001 },
+   { "route-filter-translated-v4", 0xffff0002 },
+   { "route-filter-v4", 0xffff0003 },
+   { "route-filter-translated-v6", 0xffff0004 },
+   { "route-filter-v6", 0xffff0005 },
+   { "llgr-stale", 0xffff0006 },
+   { "no-llgr", 0xffff0007 },
+   { "accept-own-nexthop", 0xffff0008 },
+};
+
+std::optional<uint32_t> namedCommunity( std::string_view word ) {
+   if( const auto community = communityOf( word ) ) return community;
+   for( const auto & row : kNames )
+      if( word == row.name ) return row.community;
+   return std::nullopt;
+}
+
+// Why the text is not a list of communities; empty if it is.
+std::string readCommunities( std::string_view text, std::vector<uint32_t> & communities ) {
+   while( !text.empty() ) {
+      const auto word = text.substr( 0, text.find( ' ' ) );
+      text.remove_prefix( std::min( word.size() + 1, text.size() ) );
+      if( word.empty() ) continue;
+      const auto community = namedCommunity( word );
+      if( !community ) return "\"" + printable( word, 24 ) + "\": not a community";
+      communities.push_back( *community );
+   }
+   sortCommunities( communities );
+   return {};
+}
+
+}   // namespace
+
+void FrrPath::clear() {
+   asPath_.clear();
+   communities_.clear();
+   nextHop_.clear();
+   metric_.reset();
+   localPreference_.reset();
+   tag_.reset();
+   hasNextHop_ = isPath_ = isRemoved_ = isShort_ = false;
+   fault_.clear();
+}
+
+void FrrPath::valueIs( std::string_view at, const JsonValue & value ) {
+   if( at == "path" || at == "aspath.string" ) {
+      isPath_ = true;
+      isShort_ = at == "path";
+      textIs( asPath_, at, value );
+   } else if( at == "nexthops[].ip" || at == "nextHop" || at == "nextHopGlobal" ) {
+      isPath_ = true;
+      if( !hasNextHop_ ) textIs( nextHop_, at, value );
+      hasNextHop_ = true;
+   } else if( at == "origin" || at == "valid" ) {
+      isPath_ = true;
+   } else if( at == "removed" ) {
+      isPath_ = true;
+      isRemoved_ = value.isTrue();
+   } else if( at == "metric" ) {
+      numberIs( metric_, at, value );
+   } else if( at == "locPrf" ) {
+      numberIs( localPreference_, at, value );
+   } else if( at == "tag" ) {
+      numberIs( tag_, at, value );
+   } else if( at == "community.string" ) {
+      textIs( communities_, at, value );
+   }
+}
+
+LineResult FrrPath::route( TableRoute & route ) const {
+   if( !isPath_ ) return LineResult::nothing();
+   if( isRemoved_ ) return LineResult::skipped();
+   if( !fault_.empty() ) return LineResult::broken( fault_ );
+   std::string reason;
+   route.protocol = SourceProtocol::bgp;
+   if( metric_ ) route.metric = *metric_;
+   route.localPreference = localPreference_;
+   route.tag = tag_.value_or( 0 );
+   if( hasNextHop_ ) {
+      const auto nextHop = parseAddress( nextHop_, reason );
+      if( !nextHop ) return LineResult::broken( "next hop: " + reason );
+      route.nextHop = *nextHop;
+   }
+   if( asPath_ != "Local" ) route.asPath = asPath_;   // the daemon's word for an empty path
+   if( route.asPath.find_first_not_of( "0123456789 ,{}()[]" ) != std::string::npos )
+      return LineResult::broken( "\"" + printable( asPath_, 64 ) + "\": not an AS path" );
+   reason = readCommunities( communities_, route.communities );
+   return reason.empty() ? LineResult::route() : LineResult::broken( std::move( reason ) );
+}
+
+void FrrPath::textIs( std::string & text, std::string_view at, const JsonValue & value ) {
+   if( !value.isText() ) return faultIs( at, "not a string" );
+   text = value.text;
+}
+
+void FrrPath::numberIs( std::optional<uint32_t> & number, std::string_view at, const JsonValue & value ) {
+   number = value.number32();
+   if( !number ) faultIs( at, "not a number of 32 bits" );
+}
+
+void FrrPath::faultIs( std::string_view at, const char * what ) {
+   if( fault_.empty() ) fault_ = "\"" + std::string( at ) + "\": " + what;
+}
+
+}   // namespace Agent
