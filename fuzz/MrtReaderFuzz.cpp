@@ -38,6 +38,7 @@ struct Reading final : FormHandler {
       for( size_t i = 1; i < communities.size(); ++i ) check( communities[ i - 1 ] < communities[ i ], "communities ascend, each once" );
    }
    void handleSkipped() override {}
+   void handleUnknown() override {}
    void handleRemark( std::string_view ) override {}
    void handleBroken( uint64_t number, std::string_view reason ) override {
       check( number >= last && number != 0, "records count upwards" );

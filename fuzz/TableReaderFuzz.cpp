@@ -63,6 +63,7 @@ struct Reading final : TableHandler, FormHandler {
       mix( place.number );
    }
    void handleSkipped() override {}
+   void handleUnknown() override {}
    void handleRemark( std::string_view text ) override { checkReason( text ); }
    void handleBroken( uint64_t entry, std::string_view reason ) override { handleBroken( Broken{ Broken::Unit::entry, entry, reason } ); }
 };

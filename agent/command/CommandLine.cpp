@@ -154,7 +154,7 @@ class CommandLine {
    void addEval() {
       auto & c = add( "eval", "Evaluate a route map for each route of a table",
                       "Exit status: 0 done; 2 wrong arguments, errors in the policy, or a table that cannot be read to its end or has\n"
-                      "broken lines only.\n\n"
+                      "nothing that could be read.\n\n"
                       "Examples: routepolicy eval edge.conf --route-map EDGE-IN --in table.gz --summary\n"
                       "          bgpdump -m rib.bz2 | routepolicy eval edge.conf --route-map EDGE-IN --json",
                       [ this ] {

@@ -133,13 +133,16 @@ class Run final : public TableHandler {
    void finishTable( const TableSummary & table ) {
       if( broken_ > kBrokenShown ) console_.message( fmt::format( "{}: and {} more", name_, broken_ - kBrokenShown ) );
       if( !table.remark.empty() ) console_.message( fmt::format( "{}: {}", name_, table.remark ) );
-      if( !table.fault.empty() ) {
+      if( table.isNoTable ) {
+         console_.message( fmt::format( "{}: no route could be read: {}", name_, table.fault ) );
+         summary.whole = false;
+      } else if( !table.fault.empty() ) {
          console_.message( fmt::format( "{}: reading stopped after {}: {}", name_, quantity( table.routes, "route" ), table.fault ) );
          summary.whole = false;
       } else if( table.routes == 0 ) {
          const std::string skipped = table.skipped ? fmt::format( "; {} skipped", table.skipped ) : "";
          console_.message( fmt::format( "{}: contains no route{}", name_, skipped ) );
-         if( table.broken != 0 ) summary.whole = false;   // it is not a table
+         if( table.broken != 0 ) summary.whole = false;   // of the kernel: for a file that is a fault
       }
    }
    void finish() {

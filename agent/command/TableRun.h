@@ -37,7 +37,7 @@ class RouteJob {
 
 struct TableRunSummary {
    uint64_t routes = 0;
-   bool whole = true;           // every table was read to its end, and none has broken lines only
+   bool whole = true;           // every table was read to its end, and of each something was read
    double seconds = 0;          // total
    double secondsReading = 0;   // of the reading thread, without waiting for others
    double secondsPolicy = 0;    // spent in evaluate(), summed over the threads

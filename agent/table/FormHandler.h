@@ -15,6 +15,8 @@ class FormHandler {
    virtual void handleRoute( const TableRoute & route ) = 0;
    /// An entry that is well-formed, but no route.
    virtual void handleSkipped() = 0;
+   /// An entry of a kind that the reader does not know.
+   virtual void handleUnknown() = 0;
    /// `number` counts as the form says; `reason` is printable.
    virtual void handleBroken( uint64_t number, std::string_view reason ) = 0;
    /// What the whole table lacks; `text` is printable.

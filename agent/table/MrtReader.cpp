@@ -183,14 +183,14 @@ class RecordReader {
    }
 
    void read( uint32_t type, uint32_t subtype, std::string_view body ) {
-      if( type != kTableDumpV2 ) return handler_.handleSkipped();
+      if( type != kTableDumpV2 ) return handler_.handleUnknown();
       switch( subtype ) {
          case kPeerIndexTable: return readPeers( Cursor( body ) );
          case kRibIpv4Unicast: return readRib( Cursor( body ), AddressFamily::ipv4, false );
          case kRibIpv6Unicast: return readRib( Cursor( body ), AddressFamily::ipv6, false );
          case kRibIpv4UnicastAddPath: return readRib( Cursor( body ), AddressFamily::ipv4, true );
          case kRibIpv6UnicastAddPath: return readRib( Cursor( body ), AddressFamily::ipv6, true );
-         default: return handler_.handleSkipped();
+         default: return handler_.handleUnknown();
       }
    }
 

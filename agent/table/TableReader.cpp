@@ -11,6 +11,24 @@ namespace Agent {
 
 namespace {
 
+Broken::Unit unitOf( TableForm form ) noexcept {
+   if( form == TableForm::mrt ) return Broken::Unit::record;
+   return form == TableForm::json ? Broken::Unit::entry : Broken::Unit::line;
+}
+
+// Why bytes of which nothing was read are no table.
+std::string whyNoTable( const TableSummary & summary, bool isBlank ) {
+   if( summary.broken != 0 ) {
+      static constexpr const char * kUnits[] = { "line", "entry", "record" };
+      return std::string( "every " ) + kUnits[ size_t( unitOf( summary.form ) ) ] + " is broken";
+   }
+   switch( summary.form ) {
+      case TableForm::empty: return isBlank ? "it has blank lines and comments only" : "it is empty";
+      case TableForm::mrt: return "it has no record with routes of IPv4 or IPv6 unicast";
+      default: return "it has no entries";
+   }
+}
+
 class Reading final : private FormHandler {
  public:
    Reading( const Input & input, TextReader & text, TableHandler & handler, const TableLimits & limits, TableSummary & summary )
@@ -62,15 +80,15 @@ class Reading final : private FormHandler {
       handler_.handleRoute( route );
    }
    void handleSkipped() override { ++summary_.skipped; }
+   void handleUnknown() override {
+      ++summary_.skipped;
+      ++summary_.unknown;
+   }
    void handleBroken( uint64_t number, std::string_view reason ) override {
       ++summary_.broken;
       handler_.handleBroken( { unitOf( summary_.form ), number, reason } );
    }
    void handleRemark( std::string_view text ) override { summary_.remark = text; }
-   static Broken::Unit unitOf( TableForm form ) noexcept {
-      if( form == TableForm::mrt ) return Broken::Unit::record;
-      return form == TableForm::json ? Broken::Unit::entry : Broken::Unit::line;
-   }
 
    const Input & input_;
    TextReader & text_;
@@ -104,6 +122,10 @@ TableSummary readTable( ByteSource & source, TableHandler & handler, const Table
 
    summary.compression = input.compression();
    if( !input.fault().empty() ) summary.fault = input.fault();   // the cause of any other fault
+   if( summary.fault.empty() && summary.routes == 0 && summary.skipped == summary.unknown ) {
+      summary.fault = whyNoTable( summary, text.lineNumber() != 0 );
+      summary.isNoTable = true;
+   }
    return summary;
 }
 

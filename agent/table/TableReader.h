@@ -7,7 +7,8 @@
 /// begins with a prefix (PrefixLine.h), so that such files may be joined. Blank lines and lines that begin with # are ignored.
 ///
 /// Routes are passed on as they are read; memory does not grow with the table. A broken line, entry or record is reported and skipped. A
-/// damaged stream, malformed JSON or an MRT record that is cut short ends the table there; the routes before it are valid.
+/// damaged stream, malformed JSON or an MRT record that is cut short ends the table there; the routes before it are valid. Bytes of which
+/// nothing could be read, neither a route nor an entry that is skipped on purpose, are no table: this is a fault, too.
 /// Threading: one thread per call.
 #pragma once
 
@@ -51,11 +52,13 @@ struct TableLimits {
 struct TableSummary {
    uint64_t routes = 0;
    uint64_t skipped = 0;   // well-formed, but no routes: withdrawals, addresses of the host, other records
+   uint64_t unknown = 0;   // of the skipped: of kinds that are not read, such as other records
    uint64_t broken = 0;
    TableForm form = TableForm::empty;   // of the first line
    Compression compression = Compression::none;
-   std::string remark;   // what the whole table lacks; printable; empty for nothing
-   std::string fault;    // why the table was not read to its end; empty if it was
+   std::string remark;       // what the whole table lacks; printable; empty for nothing
+   std::string fault;        // why the table was not read to its end, or is no table; empty if it is one and was
+   bool isNoTable = false;   // the fault is that nothing was read, although the end was reached
 };
 
 TableSummary readTable( ByteSource & source, TableHandler & handler, const TableLimits & limits = {} );

@@ -14,6 +14,7 @@ struct Document final : FormHandler {
 
    void handleRoute( const TableRoute & route ) override { routes.push_back( route ); }
    void handleSkipped() override { ++skipped; }
+   void handleUnknown() override {}
    void handleRemark( std::string_view ) override {}
    void handleBroken( uint64_t entry, std::string_view reason ) override {
       broken.push_back( std::to_string( entry ) + ": " + std::string( reason ) );

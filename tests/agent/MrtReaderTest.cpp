@@ -423,6 +423,7 @@ struct Counting final : FormHandler {
    uint64_t routes = 0;
    void handleRoute( const TableRoute & ) override { ++routes; }
    void handleSkipped() override {}
+   void handleUnknown() override {}
    void handleRemark( std::string_view ) override {}
    void handleBroken( uint64_t, std::string_view ) override {}
 };

@@ -581,7 +581,7 @@ TEST( Program, brokenLinesAreToldAndSkipped ) {
    for( int i = 0; i < 1000; ++i ) many += "rubbish\n";
    const auto cut = runProgram( { "eval", kEdge, "-m", "EDGE-IN" }, many );
    EXPECT_EQ( linesOf( cut.err ).size(), 12u );
-   EXPECT_THAT( cut.err, EndsWith( "standard input: and 990 more\nstandard input: contains no route\n" ) );
+   EXPECT_THAT( cut.err, EndsWith( "standard input: and 990 more\nstandard input: no route could be read: every line is broken\n" ) );
 }
 
 TEST( Program, aTableWithoutARouteIsReported ) {
@@ -591,8 +591,13 @@ TEST( Program, aTableWithoutARouteIsReported ) {
    folder.write( "empty", "" );
    folder.write( "remarks", "# nothing yet\n" );
    folder.write( "withdrawn", "BGP4MP|1|W|192.0.2.9|64496|203.0.113.0/24\n" );
+   folder.write( "json", "[]\n" );
+   folder.write( "other.mrt", std::string( 4, '\0' ) + std::string( "\0\x0d\0\x06", 4 ) + std::string( 4, '\0' ) );
    const std::string broken = "DIR/bad: line 1: address \"rubbish\": not an address\n"
-                              "DIR/bad: line 3: address \"rubbish\": not an address\nDIR/bad: contains no route\n";
+                              "DIR/bad: line 3: address \"rubbish\": not an address\n"
+                              "DIR/bad: no route could be read: every line is broken\n";
+   const std::string empty = "DIR/empty: no route could be read: it is empty\n";
+   const std::string remarks = "DIR/remarks: no route could be read: it has blank lines and comments only\n";
    const struct {
       Arguments tables;
       int status;
@@ -600,12 +605,14 @@ TEST( Program, aTableWithoutARouteIsReported ) {
    } rows[] = {
       { { "DIR/good" }, 0, "" },
       { { "DIR/bad" }, 2, broken },
-      { { "DIR/empty" }, 0, "DIR/empty: contains no route\n" },
-      { { "DIR/remarks" }, 0, "DIR/remarks: contains no route\n" },
+      { { "DIR/empty" }, 2, empty },
+      { { "DIR/remarks" }, 2, remarks },
+      { { "DIR/json" }, 2, "DIR/json: no route could be read: it has no entries\n" },
+      { { "DIR/other.mrt" }, 2, "DIR/other.mrt: no route could be read: it has no record with routes of IPv4 or IPv6 unicast\n" },
       { { "DIR/withdrawn" }, 0, "DIR/withdrawn: contains no route; 1 skipped\n" },
       { { "DIR/good", "DIR/bad" }, 2, broken },
       { { "DIR/bad", "DIR/good" }, 2, broken },
-      { { "DIR/empty", "DIR/good", "DIR/remarks" }, 0, "DIR/empty: contains no route\nDIR/remarks: contains no route\n" },
+      { { "DIR/empty", "DIR/good", "DIR/remarks" }, 2, empty + remarks },
    };
    for( const auto & row : rows ) {
       Arguments tables;

@@ -76,6 +76,37 @@ TEST( TableReaderTest, formIsToldByTheContent ) {
    }
 }
 
+TEST( TableReaderTest, bytesOfWhichNothingIsReadAreNoTable ) {
+   const std::string record = std::string( 4, '\0' ) + std::string( "\0\x0d\0\x06", 4 ) + std::string( 4, '\0' );
+   struct Row {
+      const char * name;
+      std::string text;
+      std::string fault;   // empty: a table
+   };
+   const Row rows[] = {
+      { "nothing", "", "it is empty" },
+      { "blank lines", "\n \n", "it has blank lines and comments only" },
+      { "comments", "# a", "it has blank lines and comments only" },
+      { "broken lines", "what\nis this\n", "every line is broken" },
+      { "one broken line of two", "what\n10.0.0.0/8\n", "" },
+      { "withdrawals", "BGP4MP|1|W|192.0.2.9|64496|203.0.113.0/24\n", "" },
+      { "withdrawals and broken lines", "what\nBGP4MP|1|W|192.0.2.9|64496|203.0.113.0/24\n", "" },
+      { "no entries", "[]", "it has no entries" },
+      { "no entries in an object", "{}", "it has no entries" },
+      { "broken entries", "[5]", "every entry is broken" },
+      { "the host's own addresses", R"([{"type":"local","dst":"192.0.2.7"}])", "" },
+      { "other records", record + record, "it has no record with routes of IPv4 or IPv6 unicast" },
+   };
+   for( const auto & row : rows ) {
+      const auto table = readBack( row.text );
+      EXPECT_EQ( table.summary.fault, row.fault ) << row.name;
+      EXPECT_EQ( table.summary.isNoTable, !row.fault.empty() ) << row.name;
+   }
+   const auto damaged = readBack( compressed( "10.0.0.0/8\n", Compression::gzip ).substr( 0, 12 ) );
+   EXPECT_EQ( damaged.summary.fault, "gzip data is cut short" );
+   EXPECT_FALSE( damaged.summary.isNoTable ) << "what was cut off may hold routes";
+}
+
 TEST( TableReaderTest, brokenLinesAreCountedReportedAndSkipped ) {
    const auto table = readBack( "# numbers count every line\n"
                                 "10.0.0.0/8\n"
