@@ -11,12 +11,17 @@ namespace Agent {
 
 namespace {
 
-// The fields that are read, by position. Each ends with a bar.
+// The fields that are read, by position. Each ends with a bar. Those behind the prefix move by one where a path identifier follows it.
 enum Field : size_t { kRecord = 0, kKind = 2, kPrefix = 5, kPath = 6, kNextHop = 8, kLocalPreference = 9, kMed = 10, kCommunities = 11 };
-constexpr size_t kFieldCount = 14;
+constexpr size_t kFieldCount = 14;   // without a path identifier
+
+constexpr std::string_view kWithPathIdentifier = "_AP";
 
 bool isRecordName( std::string_view text ) noexcept {
-   return text == "TABLE_DUMP2" || text == "TABLE_DUMP" || text == "BGP4MP" || text == "BGP4MP_ET";
+   if( text.ends_with( kWithPathIdentifier ) ) text.remove_suffix( kWithPathIdentifier.size() );
+   for( const std::string_view name : { "TABLE_DUMP2", "TABLE_DUMP", "BGP4MP", "BGP4MP_ET", "BGP4MP_LOCAL", "BGP4MP_ET_LOCAL" } )
+      if( text == name ) return true;
+   return false;
 }
 
 // An empty field is absent.
@@ -51,13 +56,22 @@ bool looksLikeBgpdump( std::string_view line ) noexcept {
 
 LineResult parseBgpdumpLine( std::string_view line, TableRoute & route ) {
    std::array<std::string_view, kFieldCount> field{};
-   size_t ended = 0;   // complete fields; what follows the last one is ignored
+   size_t ended = 0;   // complete fields, without the path identifier; what follows the last one is ignored
+   bool hasPathIdentifier = false;
+   std::string_view pathIdentifier = "0";
    std::string_view rest = line;
    for( ; ended < kFieldCount; ++ended ) {
+      if( ended == kPath && hasPathIdentifier ) {
+         const auto bar = rest.find( '|' );
+         if( bar == rest.npos ) break;
+         pathIdentifier = rest.substr( 0, bar );
+         rest.remove_prefix( bar + 1 );
+      }
       const auto bar = rest.find( '|' );
       if( bar == rest.npos ) break;
       field[ ended ] = rest.substr( 0, bar );
       rest.remove_prefix( bar + 1 );
+      if( ended == kRecord ) hasPathIdentifier = field[ kRecord ].ends_with( kWithPathIdentifier );
    }
    const auto cutShort = [ & ]( size_t expected ) {
       return LineResult::broken( "cut short: " + std::to_string( ended ) + " of " + std::to_string( expected ) + " fields" );
@@ -79,6 +93,8 @@ LineResult parseBgpdumpLine( std::string_view line, TableRoute & route ) {
    if( kind != "B" && kind != "A" )
       return LineResult::broken( "kind \"" + printable( kind, 24 ) + "\": neither a table entry nor an announcement" );
    if( ended < kFieldCount ) return cutShort( kFieldCount );
+   if( !parseNumber( pathIdentifier, kMax32 ) )
+      return LineResult::broken( "path identifier \"" + printable( pathIdentifier, 24 ) + "\": not a number of 32 bits" );
 
    const auto prefix = parsePrefix( field[ kPrefix ], reason );
    if( !prefix ) return LineResult::broken( std::move( reason ) );

@@ -3,11 +3,12 @@
 ///
 ///    TABLE_DUMP2|time|B|peer address|peer AS|prefix|AS path|origin|next hop|local preference|MED|communities|atomic aggregate|aggregator|
 ///
-/// for an entry of a table, and the same with BGP4MP and A for an announcement. Withdrawals (W) and changes of a session (STATE)
-/// have fewer fields and are no routes. A local preference of 0 means absent, as the tool prints it. The tool also prints an absent MED as
-/// 0, but 0 is a valid MED as well: it stays 0 here, where MRT of the same table (MrtReader.h) may have none. The last number of the AS
-/// path, the origin AS of the route, becomes the tag: a table dump has no tags, and tag matchers need something to match. Words that are
-/// not communities, such as large communities, are skipped.
+/// for an entry of a table, and the same with BGP4MP and A for an announcement. With paths that have identifiers, the name of the record
+/// ends with _AP, and the identifier follows the prefix; it is not used. The names of updates also have _ET and _LOCAL. Withdrawals (W) and
+/// changes of a session (STATE) have fewer fields and are no routes. A local preference of 0 means absent, as the tool prints it. The tool
+/// also prints an absent MED as 0, but 0 is a valid MED as well: it stays 0 here, where MRT of the same table (MrtReader.h) may have none.
+/// The last number of the AS path, the origin AS of the route, becomes the tag: a table dump has no tags, and tag matchers need something
+/// to match. Words that are not communities, such as large communities, are skipped.
 #pragma once
 
 #include <string_view>

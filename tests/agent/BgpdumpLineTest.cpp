@@ -47,6 +47,29 @@ TEST( BgpdumpLineTest, otherRecordsThatAreRoutes ) {
    EXPECT_EQ( parseBgpdumpLine( with( "TABLE_DUMP2|1700000000|B", "BGP4MP_ET|1700000000.123|A" ), route ).kind, Kind::route );
 }
 
+TEST( BgpdumpLineTest, pathIdentifiers ) {
+   TableRoute expected;
+   ASSERT_EQ( parseBgpdumpLine( kLine, expected ).kind, Kind::route );
+   const std::string line =
+      with( "TABLE_DUMP2|1700000000|B|192.0.2.9|64496|198.51.100.0/24|", "TABLE_DUMP2_AP|1700000000|B|192.0.2.9|64496|198.51.100.0/24|7|" );
+   for( const std::string_view name : { "TABLE_DUMP2_AP", "BGP4MP_AP", "BGP4MP_ET_AP" } ) {
+      TableRoute route;
+      const auto result = parseBgpdumpLine( std::string( name ) + line.substr( line.find( '|' ) ), route );
+      EXPECT_EQ( result.kind, Kind::route ) << name << ": " << result.reason;
+      EXPECT_EQ( route, expected ) << name;
+   }
+   TableRoute route;
+   EXPECT_EQ( parseBgpdumpLine( "BGP4MP_LOCAL" + with( "TABLE_DUMP2", "" ), route ).kind, Kind::route );
+   EXPECT_EQ( parseBgpdumpLine( "BGP4MP_AP|1700000000|W|192.0.2.9|65001|198.51.1.0/24|1", route ).kind, Kind::skipped );
+   EXPECT_EQ( parseBgpdumpLine( "BGP4MP_AP|1700000000|W|192.0.2.9|65001|198.51.1.0/24|1|", route ).kind, Kind::skipped );
+   const auto mistaken = parseBgpdumpLine( with( "TABLE_DUMP2", "TABLE_DUMP2_AP" ), route );
+   EXPECT_EQ( mistaken.reason, "cut short: 13 of 14 fields" );
+   const auto twoPaths = parseBgpdumpLine( with( "TABLE_DUMP2", "TABLE_DUMP2_AP" ) + "|", route );
+   EXPECT_EQ( twoPaths.reason, "path identifier \"64496 64497 64500\": not a number of 32 bits" );
+   for( size_t size = 1; size < line.size(); ++size )
+      EXPECT_EQ( parseBgpdumpLine( line.substr( 0, size ), route ).kind, Kind::broken ) << line.substr( 0, size );
+}
+
 TEST( BgpdumpLineTest, fieldsBehindTheLastAreOfNoInterest ) {
    TableRoute route;
    EXPECT_EQ( parseBgpdumpLine( std::string( kLine ) + "64496:1:2|", route ).kind, Kind::route );
