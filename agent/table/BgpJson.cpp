@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "table/FrrPath.h"
+#include "table/GobgpPath.h"
 #include "table/JsonEntries.h"
 #include "table/LineResult.h"
 
@@ -51,7 +52,8 @@ class BgpDocument final : public JsonDocument {
             return enter( Level::scope );
          case Level::prefixes:
          case Level::paths:
-            path_.clear();
+            frr_.clear();
+            gobgp_.clear();
             at_.clear();
             if( level() == Level::prefixes ) hasOwnPaths_ = false;
             restartBytes();
@@ -68,6 +70,10 @@ class BgpDocument final : public JsonDocument {
       const Level left = level();
       frames_.pop_back();
       if( left == Level::path && !( level() == Level::prefixes && hasOwnPaths_ ) ) finishPath();
+      if( left == Level::object && level() == Level::array ) {
+         at_.resize( frames_.back().length );
+         gobgp_.elementEnds( at_ );
+      }
       return true;
    }
 
@@ -76,7 +82,10 @@ class BgpDocument final : public JsonDocument {
       switch( level() ) {
          case Level::document: faultIs( "an object with routes is expected" ); return false;
          case Level::scope:
-            if( key_ != "paths" ) return skip();   // of a single prefix
+            if( key_.find( '/' ) != key_.npos )
+               prefixIs( key_ );
+            else if( key_ != "paths" )   // of a single prefix
+               return skip();
             hasRoutes_ = true;
             return enter( Level::paths );
          case Level::prefixes: return enter( Level::paths );
@@ -150,7 +159,10 @@ class BgpDocument final : public JsonDocument {
          case Level::paths: broken( "not an object" ); break;
          case Level::array: at_.resize( frames_.back().length ); [[fallthrough]];
          case Level::path:
-         case Level::object: path_.valueIs( at_, value ); break;
+         case Level::object:
+            frr_.valueIs( at_, value );
+            gobgp_.valueIs( at_, value );
+            break;
       }
       return true;
    }
@@ -164,7 +176,7 @@ class BgpDocument final : public JsonDocument {
    void finishPath() {
       restartBytes();
       route_.clear();
-      const LineResult result = path_.route( route_ );
+      const LineResult result = gobgp_.isGiven() ? gobgp_.route( route_ ) : frr_.route( route_ );
       switch( result.kind ) {
          case LineResult::Kind::nothing: return;
          case LineResult::Kind::skipped: handler_.handleSkipped(); break;
@@ -172,7 +184,7 @@ class BgpDocument final : public JsonDocument {
          case LineResult::Kind::route:
             if( !prefix_ ) return broken( "" );
             route_.prefix = *prefix_;
-            hasShortPaths_ |= path_.isShort();
+            hasShortPaths_ |= frr_.isShort();
             handler_.handleRoute( route_ );
             break;
       }
@@ -197,7 +209,8 @@ class BgpDocument final : public JsonDocument {
    std::string prefixFault_;
    std::string warning_;
    std::optional<Ferule::IpGenPrefix> prefix_;
-   FrrPath path_;
+   FrrPath frr_;   // both read the path; what it has shows whose it is
+   GobgpPath gobgp_;
    TableRoute route_;
    bool hasMembers_ = false;
    bool hasRoutes_ = false;

@@ -7,6 +7,10 @@
 ///    { "receivedRoutes": { "198.51.100.0/24": PATH } }
 ///    { "prefix": "198.51.100.0/24", "paths": [ PATH ] }
 ///
+/// GoBGP prints with `gobgp global rib -j`, and for a neighbor's tables (GobgpPath.h)
+///
+///    { "198.51.100.0/24": [ PATH, PATH ], "203.0.113.0/24": [ PATH ] }
+///
 /// Each path is a route, in the order of the text. Paths are read one at a time, so that a table of any length needs the memory of one.
 #pragma once
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 
 #include "substrate/quoin/Exception.h"
 #include "table/TextReader.h"
@@ -63,6 +64,26 @@ std::optional<uint64_t> parseNumber( std::string_view text, uint64_t max ) noexc
 void sortCommunities( std::vector<uint32_t> & communities ) {
    std::sort( communities.begin(), communities.end() );
    communities.erase( std::unique( communities.begin(), communities.end() ), communities.end() );
+}
+
+const SegmentStyle * segmentStyle( uint32_t type ) noexcept {
+   static constexpr SegmentStyle kStyles[] = { { "{", ",", "}" }, { "", " ", "" }, { "(", " ", ")" }, { "[", ",", "]" } };
+   return type >= 1 && type <= std::size( kStyles ) ? &kStyles[ type - 1 ] : nullptr;
+}
+
+void appendNumber( std::string & text, uint32_t number ) {
+   char digits[ 10 ];
+   text.append( digits, std::to_chars( digits, digits + sizeof digits, number ).ptr );
+}
+
+void appendSegment( std::string & asPath, const SegmentStyle & style, const std::vector<uint32_t> & ases ) {
+   if( !asPath.empty() ) asPath += ' ';
+   asPath += style.open;
+   for( size_t i = 0; i < ases.size(); ++i ) {
+      if( i != 0 ) asPath += style.between;
+      appendNumber( asPath, ases[ i ] );
+   }
+   asPath += style.close;
 }
 
 uint32_t originAsOf( std::string_view asPath ) noexcept {

@@ -44,6 +44,16 @@ std::optional<uint64_t> parseNumber( std::string_view text, uint64_t max ) noexc
 /// Ascending, each once.
 void sortCommunities( std::vector<uint32_t> & communities );
 
+/// How the text of an AS path writes a segment: "1 2", "{1,2}" for a set, "(1 2)" and "[1,2]" within a confederation.
+struct SegmentStyle {
+   std::string_view open, between, close;
+};
+/// Null for a type that does not exist (RFC 4271 4.3, RFC 5065 3).
+const SegmentStyle * segmentStyle( uint32_t type ) noexcept;
+/// Appends a segment to the text of an AS path, behind a blank if it is not the first.
+void appendSegment( std::string & asPath, const SegmentStyle & style, const std::vector<uint32_t> & ases );
+void appendNumber( std::string & text, uint32_t number );
+
 /// The last AS in the text of an AS path; 0 if the path is empty or ends in a set.
 uint32_t originAsOf( std::string_view asPath ) noexcept;
 

@@ -1,6 +1,5 @@
 #include "table/MrtReader.h"
 
-#include <charconv>
 #include <optional>
 
 #include "table/LineResult.h"
@@ -56,11 +55,6 @@ std::string wrongSize( const char * attribute, size_t size ) {
    return std::string( attribute ) + " of " + std::to_string( size ) + " bytes";
 }
 
-void appendNumber( std::string & text, uint32_t number ) {
-   char digits[ 10 ];
-   text.append( digits, std::to_chars( digits, digits + sizeof digits, number ).ptr );
-}
-
 /// Reads path attributes (RFC 4271 4.3) into a route. Each function returns the error in its attribute, or nothing.
 class AttributeReader {
  public:
@@ -109,26 +103,22 @@ class AttributeReader {
 
    // ASes have four bytes here, whatever the session had (RFC 6396 4.3.4).
    std::string readAsPath( std::string_view value ) {
-      struct Style {
-         std::string_view open, between, close;
-      };
-      static constexpr Style kStyles[] = { { "{", ",", "}" }, { "", " ", "" }, { "(", " ", ")" }, { "[", ",", "]" } };
       std::string & text = route_.asPath;
       for( Cursor cursor( value ); cursor.left() != 0; ) {
          const uint32_t type = cursor.number( 1 );
          const uint32_t count = cursor.number( 1 );
          Cursor numbers( cursor.bytes( 4 * size_t( count ) ) );
          if( !cursor.suffices() ) return "AS_PATH ends inside a segment";
-         if( type < 1 || type > std::size( kStyles ) ) return "AS_PATH with a segment of type " + std::to_string( type );
+         const SegmentStyle * const style = segmentStyle( type );
+         if( !style ) return "AS_PATH with a segment of type " + std::to_string( type );
          if( count == 0 ) return "AS_PATH with an empty segment";
-         const Style & style = kStyles[ type - 1 ];
          if( !text.empty() ) text += ' ';
-         text += style.open;
+         text += style->open;
          for( uint32_t i = 0; i < count; ++i ) {
-            if( i != 0 ) text += style.between;
+            if( i != 0 ) text += style->between;
             appendNumber( text, numbers.number( 4 ) );
          }
-         text += style.close;
+         text += style->close;
       }
       route_.tag = originAsOf( text );
       return {};

@@ -83,6 +83,71 @@ TEST( BgpJsonTest, detailHasCommunitiesAndTags ) {
    EXPECT_EQ( table.routes[ 1 ].tag, 0u );
 }
 
+// As gobgp 3.10.0 prints it.
+constexpr std::string_view kGobgp =
+   R"({"10.1.0.0/16":[{"nlri":{"prefix":"10.1.0.0/16"},"age":1795364931,"best":true,"attrs":[{"type":1,"value":0},)"
+   R"({"type":2,"as_paths":[{"segment_type":2,"num":2,"asns":[65001,65002]}]},{"type":4,"metric":50},{"type":5,"value":200},)"
+   R"({"type":8,"communities":[4259840002,4259840001,4294967041]},{"type":32,"value":[{"ASN":65000,"LocalData1":1,"LocalData2":2}]},)"
+   R"({"type":3,"nexthop":"192.0.2.9"}],"stale":false},{"nlri":{"prefix":"10.1.0.0/16"},"age":1795364931,"best":false,"attrs":[)"
+   R"({"type":1,"value":2},{"type":2,"as_paths":[{"segment_type":2,"num":1,"asns":[65001]},{"segment_type":1,"num":2,"asns":[65003,65004]}]},)"
+   R"({"type":26,"value":[{"type":1,"metric":9}]},{"type":3,"nexthop":"192.0.2.10"}],"stale":false}],)"
+   R"("2001:db8:1::/48":[{"nlri":{"prefix":"2001:db8:1::/48"},"age":1795364931,"best":true,"attrs":[{"type":1,"value":2},)"
+   R"({"type":4,"metric":0},{"type":14,"nexthop":"2001:db8::9","afi":2,"safi":1,"value":[{"prefix":"2001:db8:1::/48"}]}],"stale":false}]})";
+
+TEST( BgpJsonTest, gobgpsAttributesAreTakenByTheirNumbers ) {
+   const auto table = readBack( kGobgp );
+   EXPECT_EQ( table.summary.form, TableForm::json );
+   EXPECT_EQ( table.summary.fault, "" );
+   EXPECT_EQ( table.summary.remark, "" );
+   EXPECT_EQ( table.broken, Strings() );
+   EXPECT_EQ( table.prefixes(), ( Strings{ "10.1.0.0/16", "10.1.0.0/16", "2001:db8:1::/48" } ) );
+   TableRoute expected;
+   expected.prefix = Ferule::IpGenPrefix( "10.1.0.0/16" );
+   expected.protocol = SourceProtocol::bgp;
+   expected.nextHop = Ferule::IpGenAddr( "192.0.2.9" );
+   expected.metric = 50;
+   expected.tag = 65002;
+   expected.localPreference = 200;
+   expected.asPath = "65001 65002";
+   expected.communities = { 65000u << 16 | 1, 65000u << 16 | 2, 0xffffff01 };
+   EXPECT_EQ( table.routes[ 0 ], expected );
+   expected.nextHop = Ferule::IpGenAddr( "192.0.2.10" );
+   expected.metric = {};
+   expected.tag = 0;
+   expected.localPreference.reset();
+   expected.asPath = "65001 {65003,65004}";
+   expected.communities.clear();
+   EXPECT_EQ( table.routes[ 1 ], expected ) << "the metric of another attribute is not the MED";
+   EXPECT_EQ( table.routes[ 2 ].nextHop, Ferule::IpGenAddr( "2001:db8::9" ) );
+   EXPECT_EQ( table.routes[ 2 ].metric, Zeugma::MaybeU63( 0 ) );
+}
+
+TEST( BgpJsonTest, brokenPathsOfGobgpTellTheReason ) {
+   struct Row {
+      const char * name;
+      std::string attributes;
+      std::string reason;   // empty: a route
+   };
+   const Row rows[] = {
+      { "none", "", "" },
+      { "unknown ones", R"({"type":99,"value":"x"},{"value":5},5)", "" },
+      { "MED", R"({"type":4})", "MED is not a number of 32 bits" },
+      { "local preference", R"({"type":5,"value":-1})", "local preference is not a number of 32 bits" },
+      { "community", R"({"type":8,"communities":[1,"no-export"]})", "a community is not a number of 32 bits" },
+      { "AS", R"({"type":2,"as_paths":[{"segment_type":2,"asns":[4294967296]}]})", "an AS is not a number of 32 bits" },
+      { "segment", R"({"type":2,"as_paths":[{"segment_type":5,"asns":[1]}]})", "a segment of the AS path has no type from 1 to 4" },
+      { "empty segment", R"({"type":2,"as_paths":[{"segment_type":2,"asns":[]}]})", "" },
+      { "next hop", R"({"type":3,"nexthop":"x"})", "next hop: address \"x\": not an address" },
+      { "next hop of another type", R"({"type":14,"nexthop":5})", "a next hop is not a string" },
+      { "in another attribute", R"({"type":17,"as_paths":[{"segment_type":5,"asns":["x"]}],"nexthop":5})", "" },
+   };
+   for( const auto & row : rows ) {
+      const auto table = readBack( R"({"10.0.0.0/8":[{"nlri":{"prefix":"10.0.0.0/8"},"attrs":[)" + row.attributes + "]}]}" );
+      EXPECT_EQ( table.broken, row.reason.empty() ? Strings() : Strings{ "entry 0: 10.0.0.0/8: " + row.reason } ) << row.name;
+      EXPECT_EQ( table.routes.size(), row.reason.empty() ? 1u : 0u ) << row.name;
+   }
+}
+
 TEST( BgpJsonTest, otherShapesOfADocument ) {
    struct Row {
       const char * name;
@@ -179,7 +244,7 @@ TEST( BgpJsonTest, aDocumentWithoutRoutesIsAFault ) {
 }
 
 TEST( BgpJsonTest, cutAndMalformedDocumentsTellThePlace ) {
-   for( const std::string_view whole : { kShort, kDetail } ) {
+   for( const std::string_view whole : { kShort, kDetail, kGobgp } ) {
       const auto text = whole.substr( 0, whole.rfind( '}' ) );
       for( size_t size = 1; size < text.size(); ++size )
          EXPECT_NE( readBack( text.substr( 0, size ) ).summary.fault, "" ) << text.substr( 0, size );
