@@ -2,6 +2,7 @@
 
 #include "table/BgpJson.h"
 #include "table/BgpdumpLine.h"
+#include "table/BirdText.h"
 #include "table/IpRouteJson.h"
 #include "table/MrtReader.h"
 #include "table/PrefixLine.h"
@@ -39,6 +40,7 @@ class Reading final : private FormHandler {
       while( text_.nextLine() ) {
          std::string_view line = text_.line();
          if( text_.lineNumber() == 1 && line.starts_with( kByteOrderMark ) ) line.remove_prefix( kByteOrderMark.size() );
+         if( summary_.form == TableForm::empty && looksLikeBird( line ) ) return readBird( line );
          const bool isBgpdump = looksLikeBgpdump( line );
          const LineResult result = parseLine( line, isBgpdump, route );
          if( result.kind != LineResult::Kind::nothing && summary_.form == TableForm::empty )
@@ -68,10 +70,28 @@ class Reading final : private FormHandler {
    }
 
  private:
-   LineResult parseLine( std::string_view line, bool isBgpdump, TableRoute & route ) const {
-      if( text_.lineTooLong() ) return LineResult::broken( "longer than " + std::to_string( limits_.maxLine ) + " bytes" );
+   void readBird( std::string_view firstLine ) {
+      summary_.form = TableForm::bird;
+      BirdText bird( *this );
+      bird.lineIs( text_.lineNumber(), firstLine );
+      while( text_.nextLine() ) {
+         if( auto reason = faultOfLine(); reason.empty() )
+            bird.lineIs( text_.lineNumber(), text_.line() );
+         else
+            bird.brokenLineIs( text_.lineNumber(), reason );
+      }
+      bird.finish( input_.fault() );
+   }
+
+   // Why the present line is not whole; empty if it is.
+   std::string faultOfLine() const {
+      if( text_.lineTooLong() ) return "longer than " + std::to_string( limits_.maxLine ) + " bytes";
       // Part of a line may look like a whole one: 128.0.0.0/1 is a prefix, but may have been 128.0.0.0/16.
-      if( !text_.lineTerminated() && !input_.fault().empty() ) return LineResult::broken( "cut short: " + input_.fault() );
+      if( !text_.lineTerminated() && !input_.fault().empty() ) return "cut short: " + input_.fault();
+      return {};
+   }
+   LineResult parseLine( std::string_view line, bool isBgpdump, TableRoute & route ) const {
+      if( auto reason = faultOfLine(); !reason.empty() ) return LineResult::broken( std::move( reason ) );
       return isBgpdump ? parseBgpdumpLine( line, route ) : parsePrefixLine( line, route );
    }
 

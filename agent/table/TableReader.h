@@ -3,8 +3,9 @@
 ///
 /// The content shows the form. An MRT file (MrtReader.h) begins with the header of a record, which no text does. If the first character of
 /// a text other than white space is a bracket, the text is the JSON of `ip -j route` (IpRouteJson.h); if it is a brace, the JSON of a BGP
-/// daemon (BgpJson.h); such documents may be joined. Else the text consists of lines. Each line is either of `bgpdump -m` (BgpdumpLine.h) or
-/// begins with a prefix (PrefixLine.h), so that such files may be joined. Blank lines and lines that begin with # are ignored.
+/// daemon (BgpJson.h); such documents may be joined. Else the text consists of lines. Each line is either of `bgpdump -m` (BgpdumpLine.h)
+/// or begins with a prefix (PrefixLine.h), so that such files may be joined. Blank lines and lines that begin with # are ignored. A first
+/// line that BIRD prints shows its format (BirdText.h).
 ///
 /// Routes are passed on as they are read; memory does not grow with the table. A broken line, entry or record is reported and skipped. A
 /// damaged stream, malformed JSON or an MRT record that is cut short ends the table there; the routes before it are valid. Bytes of which
@@ -22,7 +23,7 @@
 
 namespace Agent {
 
-enum class TableForm : uint8_t { empty, bgpdump, prefixes, json, mrt, kernel };
+enum class TableForm : uint8_t { empty, bgpdump, prefixes, bird, json, mrt, kernel };
 
 struct Broken {
    enum class Unit : uint8_t { line, entry, record, message };
