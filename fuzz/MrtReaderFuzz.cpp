@@ -1,4 +1,4 @@
-// Reads any bytes as records of an MRT file, and as the body of one record.
+// Reads any bytes as records of an MRT file, and as the body of one record of each type that is read.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -58,9 +58,9 @@ uint64_t read( std::string_view bytes ) {
 }
 
 // Reads `body` after a valid header, so that mutations need not keep the length field correct.
-void readBody( std::string_view body, char subtype ) {
+void readBody( std::string_view body, char type, char subtype ) {
    std::string record( 12, '\0' );
-   record[ 5 ] = 13;
+   record[ 5 ] = type;
    record[ 7 ] = subtype;
    record[ 10 ] = static_cast<char>( body.size() >> 8 );
    record[ 11 ] = static_cast<char>( body.size() );
@@ -76,6 +76,9 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size ) {
    looksLikeMrt( bytes );
    read( bytes );
    if( size > kMaxRecord ) return 0;
-   for( const char subtype : { 1, 2, 4, 8, 10 } ) readBody( bytes, subtype );
+   for( const char subtype : { 1, 2, 4, 8, 10 } ) readBody( bytes, 13, subtype );
+   for( const char subtype : { 1, 2 } ) readBody( bytes, 12, subtype );
+   for( const char subtype : { 0, 1, 4, 8, 9 } ) readBody( bytes, 16, subtype );
+   readBody( bytes, 17, 4 );
    return 0;
 }

@@ -24,10 +24,11 @@ namespace {
 
 constexpr char kAbout[] =
    "Checks a route policy, evaluates it over a routing table, explains its answers, and compares two versions of it.";
-constexpr char kTables[] = "A routing table: a file, - for standard input, or kernel for the routes of this machine. Format: lines of "
-                           "bgpdump -m, MRT TABLE_DUMP_V2, the JSON of ip -j route, FRR or GoBGP, birdc show route all, or one prefix per "
-                           "line; plain, gzip, bzip2 or xz. "
-                           "Repeat the option for several tables; they are read in that order";
+constexpr char kTables[] =
+   "A routing table: a file, - for standard input, or kernel for the routes of this machine. Format: lines of "
+   "bgpdump -m, MRT tables and updates, the JSON of ip -j route, FRR or GoBGP, birdc show route all, or one prefix per "
+   "line; plain, gzip, bzip2 or xz. "
+   "Repeat the option for several tables; they are read in that order";
 #define EXIT_STATUS "Exit status: 0 done; 2 wrong arguments, errors in the policy, or a file that cannot be read to its end.\n\n"
 
 StopRequest stopRequest;

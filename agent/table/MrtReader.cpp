@@ -1,5 +1,7 @@
 #include "table/MrtReader.h"
 
+#include <algorithm>
+#include <limits>
 #include <optional>
 
 #include "table/LineResult.h"
@@ -20,6 +22,19 @@ enum Subtype : uint16_t {
    kRibIpv6Unicast = 4,
    kRibIpv4UnicastAddPath = 8,
    kRibIpv6UnicastAddPath = 10
+};
+enum TableDumpSubtype : uint16_t { kTableDumpIpv4 = 1, kTableDumpIpv6 = 2 };
+enum Bgp4mpSubtype : uint16_t {
+   kStateChange = 0,
+   kMessage = 1,
+   kMessageAs4 = 4,
+   kStateChangeAs4 = 5,
+   kMessageLocal = 6,
+   kMessageAs4Local = 7,
+   kMessageAddPath = 8,
+   kMessageAs4AddPath = 9,
+   kMessageLocalAddPath = 10,
+   kMessageAs4LocalAddPath = 11
 };
 constexpr size_t kHeaderSize = 12;
 
@@ -55,10 +70,64 @@ std::string wrongSize( const char * attribute, size_t size ) {
    return std::string( attribute ) + " of " + std::to_string( size ) + " bytes";
 }
 
+/// Appends the text of an AS path of numbers with `width` bytes, up to `most` of its ASes. A set counts as one, segments of a confederation
+/// do not count (RFC 6793 4.2.3). Returns the error, or nothing.
+std::string appendPath( std::string & text, std::string_view value, size_t width, size_t most = std::numeric_limits<size_t>::max() ) {
+   enum SegmentType : uint8_t { kSet = 1, kSequence = 2 };
+   for( Cursor cursor( value ); cursor.left() != 0; ) {
+      const uint32_t type = cursor.number( 1 );
+      const uint32_t count = cursor.number( 1 );
+      Cursor numbers( cursor.bytes( width * count ) );
+      if( !cursor.suffices() ) return "AS_PATH ends inside a segment";
+      const SegmentStyle * const style = segmentStyle( type );
+      if( !style ) return "AS_PATH with a segment of type " + std::to_string( type );
+      if( count == 0 ) return "AS_PATH with an empty segment";
+      size_t taken = count;
+      if( type == kSet || type == kSequence ) {
+         if( most == 0 ) return {};
+         if( type == kSequence ) taken = std::min<size_t>( taken, most );
+         most -= type == kSet ? 1 : taken;
+      }
+      if( !text.empty() ) text += ' ';
+      text += style->open;
+      for( size_t i = 0; i < taken; ++i ) {
+         if( i != 0 ) text += style->between;
+         appendNumber( text, numbers.number( width ) );
+      }
+      text += style->close;
+   }
+   return {};
+}
+
+/// The number of ASes as appendPath() counts them; nothing for a malformed path.
+std::optional<size_t> lengthOfPath( std::string_view value, size_t width ) {
+   size_t length = 0;
+   for( Cursor cursor( value ); cursor.left() != 0; ) {
+      const uint32_t type = cursor.number( 1 );
+      const uint32_t count = cursor.number( 1 );
+      cursor.bytes( width * count );
+      if( !cursor.suffices() || !segmentStyle( type ) || count == 0 ) return std::nullopt;
+      length += type == 1 ? 1 : type == 2 ? count : 0;
+   }
+   return length;
+}
+
+/// What a message says of one family besides IPv4's own fields.
+struct FamilyPart {
+   bool given = false;
+   AddressFamily af = AddressFamily::unset;   // unset: not IPv4 or IPv6 unicast, and the rest is empty
+   IpGenAddr nextHop;
+   std::string_view prefixes;
+};
+
 /// Reads path attributes (RFC 4271 4.3) into a route. Each function returns the error in its attribute, or nothing.
 class AttributeReader {
  public:
-   explicit AttributeReader( TableRoute & route ) noexcept : route_( route ) {}
+   /// Of a table, each route has attributes of its own. A message has attributes for several families.
+   enum class From : uint8_t { table, message };
+
+   /// `asWidth`: the bytes of an AS number in an AS_PATH.
+   AttributeReader( TableRoute & route, From from, size_t asWidth ) noexcept : route_( route ), from_( from ), asWidth_( asWidth ) {}
 
    std::string read( std::string_view attributes ) {
       for( Cursor cursor( attributes ); cursor.left() != 0; ) {
@@ -69,15 +138,28 @@ class AttributeReader {
          if( !isFirst( type ) ) continue;   // RFC 7606 3 g
          if( std::string fault = readOne( type, value ); !fault.empty() ) return fault;
       }
-      return {};
+      return finishAsPath();
    }
+
+   /// Of a message.
+   const FamilyPart & announced() const noexcept { return announced_; }
+   const FamilyPart & withdrawn() const noexcept { return withdrawn_; }
 
  private:
    static constexpr uint32_t kExtendedLength = 0x10;
-   enum AttributeType : uint8_t { kAsPath = 2, kNextHop = 3, kMed = 4, kLocalPreference = 5, kCommunities = 8, kMpReach = 14 };
+   enum AttributeType : uint8_t {
+      kAsPath = 2,
+      kNextHop = 3,
+      kMed = 4,
+      kLocalPreference = 5,
+      kCommunities = 8,
+      kMpReach = 14,
+      kMpUnreach = 15,
+      kAs4Path = 17
+   };
 
    bool isFirst( uint32_t type ) noexcept {
-      if( type > kMpReach ) return true;   // ignored
+      if( type > kAs4Path ) return true;   // ignored
       const bool first = !( seen_ >> type & 1 );
       seen_ |= 1u << type;
       return first;
@@ -85,7 +167,8 @@ class AttributeReader {
 
    std::string readOne( uint32_t type, std::string_view value ) {
       switch( type ) {
-         case kAsPath: return readAsPath( value );
+         case kAsPath: asPath_ = value; return {};
+         case kAs4Path: as4Path_ = value; return {};
          case kNextHop: return readNextHop( value );
          case kMed:
             if( value.size() != 4 ) return wrongSize( "MED", value.size() );
@@ -96,58 +179,88 @@ class AttributeReader {
             route_.localPreference = Cursor( value ).number( 4 );
             return {};
          case kCommunities: return readCommunities( value );
-         case kMpReach: return readMpReach( value );
+         case kMpReach: return from_ == From::table ? readMpReachOfTable( value ) : readMpReach( value );
+         case kMpUnreach: return from_ == From::table ? std::string() : readMpUnreach( value );
          default: return {};
       }
    }
 
-   // ASes have four bytes here, whatever the session had (RFC 6396 4.3.4).
-   std::string readAsPath( std::string_view value ) {
+   // Where ASes have two bytes, AS4_PATH has the numbers that do not fit (RFC 6793 4.2.3): it replaces as much of the end of the path as it is
+   // long. It is ignored if it is malformed or longer than the path.
+   std::string finishAsPath() {
       std::string & text = route_.asPath;
-      for( Cursor cursor( value ); cursor.left() != 0; ) {
-         const uint32_t type = cursor.number( 1 );
-         const uint32_t count = cursor.number( 1 );
-         Cursor numbers( cursor.bytes( 4 * size_t( count ) ) );
-         if( !cursor.suffices() ) return "AS_PATH ends inside a segment";
-         const SegmentStyle * const style = segmentStyle( type );
-         if( !style ) return "AS_PATH with a segment of type " + std::to_string( type );
-         if( count == 0 ) return "AS_PATH with an empty segment";
-         if( !text.empty() ) text += ' ';
-         text += style->open;
-         for( uint32_t i = 0; i < count; ++i ) {
-            if( i != 0 ) text += style->between;
-            appendNumber( text, numbers.number( 4 ) );
-         }
-         text += style->close;
+      std::string fault;
+      const auto length = asWidth_ == 2 && !as4Path_.empty() ? lengthOfPath( asPath_, 2 ) : std::nullopt;
+      const auto length4 = length ? lengthOfPath( as4Path_, 4 ) : std::nullopt;
+      if( length4 && *length4 <= *length ) {
+         fault = appendPath( text, asPath_, 2, *length - *length4 );
+         if( fault.empty() ) fault = appendPath( text, as4Path_, 4 );
+      } else {
+         fault = appendPath( text, asPath_, asWidth_ );
       }
       route_.tag = originAsOf( text );
-      return {};
+      return fault;
    }
 
    std::string readNextHop( std::string_view value ) {
       if( value.size() != 4 ) return wrongSize( "NEXT_HOP", value.size() );
-      if( !( seen_ >> kMpReach & 1 ) ) route_.nextHop = addressOf( AddressFamily::ipv4, value );
+      if( from_ == From::message || !( seen_ >> kMpReach & 1 ) ) route_.nextHop = addressOf( AddressFamily::ipv4, value );
       return {};
    }
 
    // The short form is a next hop with its length (RFC 6396 4.3.4). In the long form (RFC 4760 3) two family numbers come first. The first
    // byte tells them apart: a family number starts with a zero byte, and a next hop is not empty.
-   std::string readMpReach( std::string_view value ) {
+   std::string readMpReachOfTable( std::string_view value ) {
       Cursor cursor( value );
       const bool whole = value.size() > 1 && value[ 0 ] == 0;
       if( whole ) cursor.bytes( 3 );
       const std::string_view nextHop = cursor.bytes( cursor.number( 1 ) );
       if( !cursor.suffices() ) return "MP_REACH_NLRI ends inside its next hop";
       if( !whole && cursor.left() != 0 ) return wrongSize( "MP_REACH_NLRI", value.size() );
-      switch( nextHop.size() ) {
-         case 0: route_.nextHop = {}; break;
-         case 4: route_.nextHop = addressOf( AddressFamily::ipv4, nextHop ); break;
+      return readNextHopOfFamily( nextHop, route_.nextHop );
+   }
+
+   static std::string readNextHopOfFamily( std::string_view bytes, IpGenAddr & nextHop ) {
+      switch( bytes.size() ) {
+         case 0: nextHop = {}; break;
+         case 4: nextHop = addressOf( AddressFamily::ipv4, bytes ); break;
          case 16:
          case 32:   // a link-local address after the global one
-            route_.nextHop = addressOf( AddressFamily::ipv6, nextHop.substr( 0, 16 ) );
+            nextHop = addressOf( AddressFamily::ipv6, bytes.substr( 0, 16 ) );
             break;
-         default: return wrongSize( "next hop", nextHop.size() );
+         default: return wrongSize( "next hop", bytes.size() );
       }
+      return {};
+   }
+
+   // Unset for other families than IPv4 and IPv6 unicast.
+   static AddressFamily takeFamily( Cursor & cursor ) noexcept {
+      const uint32_t family = cursor.number( 2 );
+      const bool isUnicast = cursor.number( 1 ) == 1;
+      if( !isUnicast || family < 1 || family > 2 ) return AddressFamily::unset;
+      return family == 1 ? AddressFamily::ipv4 : AddressFamily::ipv6;
+   }
+
+   // RFC 4760 3
+   std::string readMpReach( std::string_view value ) {
+      Cursor cursor( value );
+      announced_.given = true;
+      announced_.af = takeFamily( cursor );
+      const std::string_view nextHop = cursor.bytes( cursor.number( 1 ) );
+      cursor.bytes( 1 );   // reserved
+      if( !cursor.suffices() ) return "MP_REACH_NLRI ends inside its next hop";
+      if( announced_.af == AddressFamily::unset ) return {};
+      announced_.prefixes = cursor.bytes( cursor.left() );
+      return readNextHopOfFamily( nextHop, announced_.nextHop );
+   }
+
+   // RFC 4760 4
+   std::string readMpUnreach( std::string_view value ) {
+      Cursor cursor( value );
+      withdrawn_.given = true;
+      withdrawn_.af = takeFamily( cursor );
+      if( !cursor.suffices() ) return wrongSize( "MP_UNREACH_NLRI", value.size() );
+      if( withdrawn_.af != AddressFamily::unset ) withdrawn_.prefixes = cursor.bytes( cursor.left() );
       return {};
    }
 
@@ -159,10 +272,18 @@ class AttributeReader {
    }
 
    TableRoute & route_;
+   const From from_;
+   const size_t asWidth_;
+   std::string_view asPath_;
+   std::string_view as4Path_;
+   FamilyPart announced_;
+   FamilyPart withdrawn_;
    uint32_t seen_ = 0;   // a bit for each type
 };
 
 class RecordReader {
+   using From = AttributeReader::From;
+
  public:
    explicit RecordReader( FormHandler & handler ) : handler_( handler ) {}
 
@@ -173,7 +294,23 @@ class RecordReader {
    }
 
    void read( uint32_t type, uint32_t subtype, std::string_view body ) {
-      if( type != kTableDumpV2 ) return handler_.handleUnknown();
+      switch( type ) {
+         case kTableDump: return readTableDump( subtype, Cursor( body ) );
+         case kTableDumpV2: return readTableDumpV2( subtype, body );
+         case kBgp4mp: return readBgp4mp( subtype, Cursor( body ) );
+         case kBgp4mpEt: {
+            Cursor cursor( body );
+            cursor.bytes( 4 );   // microseconds
+            return readBgp4mp( subtype, cursor );
+         }
+         default: return handler_.handleUnknown();
+      }
+   }
+
+   void broken( const std::string & reason ) { handler_.handleBroken( number_, "at byte " + std::to_string( offset_ ) + ": " + reason ); }
+
+ private:
+   void readTableDumpV2( uint32_t subtype, std::string_view body ) {
       switch( subtype ) {
          case kPeerIndexTable: return readPeers( Cursor( body ) );
          case kRibIpv4Unicast: return readRib( Cursor( body ), AddressFamily::ipv4, false );
@@ -184,9 +321,114 @@ class RecordReader {
       }
    }
 
-   void broken( const std::string & reason ) { handler_.handleBroken( number_, "at byte " + std::to_string( offset_ ) + ": " + reason ); }
+   // One route a record; ASes have two bytes (RFC 6396 4.2).
+   void readTableDump( uint32_t subtype, Cursor body ) {
+      if( subtype != kTableDumpIpv4 && subtype != kTableDumpIpv6 ) return handler_.handleUnknown();
+      const auto af = subtype == kTableDumpIpv4 ? AddressFamily::ipv4 : AddressFamily::ipv6;
+      const size_t addressSize = Ferule::addressBits( af ) / 8;
+      body.bytes( 4 );   // view and sequence number
+      const std::string_view address = body.bytes( addressSize );
+      const uint32_t length = body.number( 1 );
+      body.bytes( 5 );                 // status and time
+      body.bytes( addressSize + 2 );   // the peer
+      const std::string_view attributes = body.bytes( body.number( 2 ) );
+      if( !body.suffices() ) return broken( "cut short" );
+      if( length > Ferule::addressBits( af ) ) return brokenLength( length, af );
+      route_.clear();
+      route_.prefix = prefixOf( af, address, length );
+      route_.protocol = SourceProtocol::bgp;
+      const std::string fault = AttributeReader( route_, From::table, 2 ).read( attributes );
+      if( !fault.empty() ) return broken( fault );
+      handler_.handleRoute( route_ );
+      if( body.left() != 0 ) broken( std::to_string( body.left() ) + " bytes after the attributes" );
+   }
 
- private:
+   // RFC 6396 4.4, RFC 8050 3
+   void readBgp4mp( uint32_t subtype, Cursor body ) {
+      switch( subtype ) {
+         case kStateChange:
+         case kStateChangeAs4: return handler_.handleSkipped();
+         case kMessage:
+         case kMessageLocal: return readMessage( body, 2, false );
+         case kMessageAs4:
+         case kMessageAs4Local: return readMessage( body, 4, false );
+         case kMessageAddPath:
+         case kMessageLocalAddPath: return readMessage( body, 2, true );
+         case kMessageAs4AddPath:
+         case kMessageAs4LocalAddPath: return readMessage( body, 4, true );
+         default: return handler_.handleUnknown();
+      }
+   }
+
+   void readMessage( Cursor body, size_t asWidth, bool hasPathIdentifiers ) {
+      constexpr uint32_t kHeadSize = 19;
+      enum MessageType : uint8_t { kUpdate = 2 };
+      body.bytes( 2 * asWidth + 2 );   // the ASes of both sides, and the interface
+      const uint32_t family = body.number( 2 );
+      if( body.suffices() && family != 1 && family != 2 ) return broken( "addresses of family " + std::to_string( family ) );
+      body.bytes( family == 1 ? 8 : 32 );   // the addresses of both sides
+      body.bytes( 16 );                     // the marker
+      const uint32_t size = body.number( 2 );
+      const uint32_t type = body.number( 1 );
+      if( !body.suffices() || size < kHeadSize || size - kHeadSize > body.left() ) return broken( "cut short inside its message" );
+      const std::string_view message = body.bytes( size - kHeadSize );
+      if( type != kUpdate ) return handler_.handleSkipped();
+      readUpdate( Cursor( message ), asWidth, hasPathIdentifiers );
+      if( body.left() != 0 ) broken( std::to_string( body.left() ) + " bytes after the message" );
+   }
+
+   // RFC 4271 4.3. Each announced prefix is a route; each withdrawn one is skipped, and so is a message without prefixes.
+   void readUpdate( Cursor message, size_t asWidth, bool hasPathIdentifiers ) {
+      const std::string_view withdrawn = message.bytes( message.number( 2 ) );
+      const std::string_view attributes = message.bytes( message.number( 2 ) );
+      if( !message.suffices() ) return broken( "cut short inside its message" );
+      const std::string_view announced = message.bytes( message.left() );
+      route_.clear();
+      route_.protocol = SourceProtocol::bgp;
+      AttributeReader reader( route_, From::message, asWidth );
+      const std::string fault = reader.read( attributes );
+      if( !fault.empty() ) return broken( fault );
+      const auto skip = [ this ]( const IpGenPrefix & ) { handler_.handleSkipped(); };
+      const auto take = [ this ]( const IpGenPrefix & prefix ) {
+         route_.prefix = prefix;
+         handler_.handleRoute( route_ );
+      };
+      forEachPrefix( withdrawn, AddressFamily::ipv4, hasPathIdentifiers, skip );
+      forEachPrefix( announced, AddressFamily::ipv4, hasPathIdentifiers, take );
+      forEachPrefix( reader.withdrawn().prefixes, reader.withdrawn().af, hasPathIdentifiers, skip );
+      route_.nextHop = reader.announced().nextHop;
+      forEachPrefix( reader.announced().prefixes, reader.announced().af, hasPathIdentifiers, take );
+      const bool isOther = [ & ] {
+         for( const auto * part : { &reader.withdrawn(), &reader.announced() } )
+            if( part->given && part->af == AddressFamily::unset ) return true;
+         return false;
+      }();
+      if( isOther )
+         handler_.handleUnknown();
+      else if( withdrawn.empty() && announced.empty() && reader.withdrawn().prefixes.empty() && reader.announced().prefixes.empty() )
+         handler_.handleSkipped();
+   }
+
+   template <class Action>
+   void forEachPrefix( std::string_view bytes, AddressFamily af, bool hasPathIdentifiers, const Action & action ) {
+      for( Cursor cursor( bytes ); cursor.left() != 0; ) {
+         if( hasPathIdentifiers ) cursor.bytes( 4 );
+         const uint32_t length = cursor.number( 1 );
+         if( length > Ferule::addressBits( af ) ) return brokenLength( length, af );
+         const std::string_view address = cursor.bytes( ( length + 7 ) / 8 );
+         if( !cursor.suffices() ) return broken( "cut short inside a prefix" );
+         action( prefixOf( af, address, length ) );
+      }
+   }
+
+   // Bits after the length are ignored.
+   static IpGenPrefix prefixOf( AddressFamily af, std::string_view bytes, uint32_t length ) {
+      return IpGenPrefix( addressOf( af, bytes ), static_cast<uint8_t>( length ) ).subnet();
+   }
+   void brokenLength( uint32_t length, AddressFamily af ) {
+      broken( "prefix length " + std::to_string( length ) + ": above " + std::to_string( Ferule::addressBits( af ) ) );
+   }
+
    // Only the number of peers is used: an entry must refer to one of them.
    void readPeers( Cursor body ) {
       peers_.reset();
@@ -205,13 +447,11 @@ class RecordReader {
    void readRib( Cursor body, AddressFamily af, bool hasPathIdentifiers ) {
       body.number( 4 );   // of the record among its kind
       const uint32_t length = body.number( 1 );
-      const uint32_t longest = Ferule::addressBits( af );
-      if( length > longest ) return broken( "prefix length " + std::to_string( length ) + ": above " + std::to_string( longest ) );
+      if( length > Ferule::addressBits( af ) ) return brokenLength( length, af );
       const std::string_view bytes = body.bytes( ( length + 7 ) / 8 );
       const uint32_t count = body.number( 2 );
       if( !body.suffices() ) return broken( "cut short inside its prefix" );
-      // Bits after the length, up to the end of the byte, are ignored.
-      const auto prefix = IpGenPrefix( addressOf( af, bytes ), static_cast<uint8_t>( length ) ).subnet();
+      const auto prefix = prefixOf( af, bytes, length );
       for( uint32_t i = 1; i <= count; ++i ) {
          const uint32_t peer = body.number( 2 );
          body.bytes( hasPathIdentifiers ? 8 : 4 );   // time, and path identifier
@@ -228,7 +468,7 @@ class RecordReader {
       route_.clear();
       route_.prefix = prefix;
       route_.protocol = SourceProtocol::bgp;
-      const std::string fault = AttributeReader( route_ ).read( attributes );
+      const std::string fault = AttributeReader( route_, From::table, 4 ).read( attributes );
       if( !fault.empty() ) return brokenEntry( entry, count, fault );
       handler_.handleRoute( route_ );
    }

@@ -1,10 +1,13 @@
 /// @file agent/table/MrtReader.h
-/// Routing tables as MRT files hold them (RFC 6396): records of the type TABLE_DUMP_V2 with
+/// Routing tables and updates as MRT files hold them (RFC 6396, and RFC 8050 for path identifiers): records of the types
 ///
-///    PEER_INDEX_TABLE, RIB_IPV4_UNICAST, RIB_IPV6_UNICAST, and the latter two with path identifiers (RFC 8050).
+///    TABLE_DUMP_V2   PEER_INDEX_TABLE, RIB_IPV4_UNICAST and RIB_IPV6_UNICAST, with path identifiers or without
+///    TABLE_DUMP      version 1: one route a record
+///    BGP4MP          and BGP4MP_ET: messages, of which updates of IPv4 and IPv6 unicast are read
 ///
-/// Each entry of such a RIB is one route: the prefix, the next hop, MED as metric, local preference, AS path and communities, and as
-/// tag the AS that the path ends in, as with BgpdumpLine.h. Records of other types and subtypes are skipped.
+/// Each entry of a table, and each prefix that an update announces, is one route: the prefix, the next hop, MED as metric, local preference,
+/// AS path and communities, and as tag the AS that the path ends in, as with BgpdumpLine.h. Prefixes that are withdrawn, other messages and
+/// changes of a session are skipped. Records of other types and subtypes, and other families, are unknown.
 ///
 /// No length in the bytes is trusted. A broken entry is reported and the next one is read. If the end of an entry cannot be determined, the
 /// rest of its record is skipped.

@@ -238,12 +238,13 @@ TEST( MrtReaderTest, attributeThatComesTwiceCountsOnceAndFirst ) {
 TEST( MrtReaderTest, otherRecordsAreSkippedAndCounted ) {
    std::string bytes = peers( 1 );
    for( const uint16_t subtype : { 0, 3, 5, 6, 7, 9, 11, 12, 65535 } ) bytes += record( kV2, subtype, "whatever" );
-   for( const uint16_t type : { 0, 11, 12, 16, 17, 32, 48, 65535 } ) bytes += record( type, kIpv4, "" );
+   for( const uint16_t type : { 0, 10, 11, 16, 17, 32, 48, 65535 } ) bytes += record( type, kIpv4, "" );
    const auto table = readBack( bytes + kGood );
    EXPECT_EQ( table.summary.skipped, 17u );
+   EXPECT_EQ( table.summary.unknown, 17u );
    EXPECT_EQ( table.broken, Strings() );
    EXPECT_EQ( table.prefixes(), Strings{ "198.51.100.0/24" } );
-   EXPECT_EQ( readBack( record( 16, 4, "message" ) + kGood ).routes.size(), 1u ) << "also as the first one";
+   EXPECT_EQ( readBack( record( 16, 2, "message" ) + kGood ).routes.size(), 1u ) << "also as the first one";
 }
 
 TEST( MrtReaderTest, brokenRecordsAndEntriesAreReportedAndTheOthersAreRead ) {
@@ -313,6 +314,225 @@ TEST( MrtReaderTest, brokenRecordsAndEntriesAreReportedAndTheOthersAreRead ) {
       EXPECT_EQ( table.routes.size(), 2 + row.routes );
       EXPECT_EQ( table.broken, Strings{ "record 2: at byte " + std::to_string( kGood.size() ) + ": " + row.reason } );
    }
+}
+
+constexpr uint16_t kMessage = 1, kMessageAs4 = 4, kMessageAs4AddPath = 9;
+
+// In front of a message: both ASes, the interface and both addresses.
+std::string sessionHead( size_t asWidth, uint16_t family = 1 ) {
+   return number( 64500, asWidth ) + number( 64501, asWidth ) + number( 0, 2 ) + number( family, 2 ) + number( 1, family == 1 ? 8 : 32 );
+}
+
+std::string bgpMessage( uint8_t type, std::string_view body ) {
+   return std::string( 16, '\xff' ) + number( 19 + body.size(), 2 ) + number( type, 1 ) + std::string( body );
+}
+
+std::string update( std::string_view withdrawn, std::string_view attributes, std::string_view announced ) {
+   return bgpMessage( 2, sized( withdrawn, 2 ) + sized( attributes, 2 ) + std::string( announced ) );
+}
+
+std::string updateRecord( std::string_view withdrawn, std::string_view attributes, std::string_view announced ) {
+   return record( 16, kMessageAs4, sessionHead( 4 ) + update( withdrawn, attributes, announced ) );
+}
+
+std::string segmentOfTwoBytes( uint8_t type, const std::vector<uint16_t> & path ) {
+   std::string bytes = number( type, 1 ) + number( path.size(), 1 );
+   for( const uint16_t as : path ) bytes += number( as, 2 );
+   return bytes;
+}
+
+constexpr std::string_view kTwoPrefixes = "\x18\xc6\x33\x64\x08\x0a"sv;   // 198.51.100.0/24, 10.0.0.0/8
+
+TEST( MrtReaderTest, tableDumpsOfVersionOneHaveOneRouteARecord ) {
+   const auto tableDump = []( uint16_t af, std::string_view address, uint8_t length, std::string_view attributes ) {
+      const std::string peer = number( 1, address.size() ) + number( 64500, 2 );
+      return record( 12, af,
+                     number( 0, 4 ) + std::string( address ) + number( length, 1 ) + number( 1, 5 ) + peer + sized( attributes, 2 ) );
+   };
+   const std::string path = attribute( 2, segmentOfTwoBytes( 2, { 64500, 23456 } ) );
+   const std::string address6 = "\x20\x01\x0d\xb8" + number( 0, 12 );
+   const auto table = readBack( tableDump( 1, "\xc6\x33\x64\x00"sv, 24, path + kNextHop + attribute( 17, segment( 2, { 4200000000 } ) ) ) +
+                                tableDump( 2, address6, 32, attribute( 14, "\x00\x02\x01"s + sized( kAddress6, 1 ) + "\0"s ) ) +
+                                tableDump( 1, "\0\0\0\0"sv, 33, "" ) + tableDump( 1, "\0\0\0\0"sv, 0, "x" ) + record( 12, 1, "short" ) +
+                                record( 12, 3, "" ) );
+   EXPECT_EQ( table.summary.fault, "" );
+   EXPECT_EQ( table.summary.unknown, 1u );
+   EXPECT_EQ( table.prefixes(), ( Strings{ "198.51.100.0/24", "2001:db8::/32" } ) );
+   EXPECT_EQ( table.routes[ 0 ].asPath, "64500 4200000000" );
+   EXPECT_EQ( table.routes[ 0 ].tag, 4200000000u );
+   EXPECT_EQ( table.routes[ 0 ].nextHop, Ferule::IpGenAddr( "192.0.2.9" ) );
+   EXPECT_EQ( table.routes[ 1 ].nextHop, Ferule::IpGenAddr( "2001:db8::9" ) );
+   ASSERT_EQ( table.broken.size(), 3u );
+   EXPECT_TRUE( table.broken[ 0 ].ends_with( ": prefix length 33: above 32" ) ) << table.broken[ 0 ];
+   EXPECT_TRUE( table.broken[ 1 ].ends_with( ": the attributes end inside an attribute" ) ) << table.broken[ 1 ];
+   EXPECT_TRUE( table.broken[ 2 ].ends_with( ": cut short" ) ) << table.broken[ 2 ];
+}
+
+TEST( MrtReaderTest, announcedPrefixesOfAnUpdateAreRoutes ) {
+   const std::string attributes = attribute( 2, segment( 2, { 64500, 64501 } ) ) + kNextHop + attribute( 4, number( 70, 4 ) );
+   const auto table = readBack( updateRecord( "\x08\x0b"sv, attributes, kTwoPrefixes ) );
+   EXPECT_EQ( table.summary.form, TableForm::mrt );
+   EXPECT_EQ( table.broken, Strings() );
+   EXPECT_EQ( table.summary.skipped, 1u ) << "the prefix that is withdrawn";
+   EXPECT_EQ( table.prefixes(), ( Strings{ "198.51.100.0/24", "10.0.0.0/8" } ) );
+   TableRoute expected;
+   expected.protocol = SourceProtocol::bgp;
+   expected.nextHop = Ferule::IpGenAddr( "192.0.2.9" );
+   expected.metric = 70;
+   expected.asPath = "64500 64501";
+   expected.tag = 64501;
+   for( const auto & route : table.routes ) {
+      expected.prefix = route.prefix;
+      EXPECT_EQ( route, expected );
+   }
+}
+
+TEST( MrtReaderTest, updatesOfEveryKindOfRecord ) {
+   const std::string four = attribute( 2, segment( 2, { 64500 } ) ) + kNextHop;
+   const std::string two = attribute( 2, segmentOfTwoBytes( 2, { 64500 } ) ) + kNextHop;
+   const std::string identified = "\0\0\0\x07\x08\x0a"s;
+   struct Row {
+      const char * name;
+      std::string record;
+   };
+   const Row rows[] = {
+      { "ASes of two bytes", record( 16, 1, sessionHead( 2 ) + update( "", two, "\x08\x0a"sv ) ) },
+      { "ASes of four bytes", record( 16, 4, sessionHead( 4 ) + update( "", four, "\x08\x0a"sv ) ) },
+      { "session over IPv6", record( 16, 4, sessionHead( 4, 2 ) + update( "", four, "\x08\x0a"sv ) ) },
+      { "sent, two bytes", record( 16, 6, sessionHead( 2 ) + update( "", two, "\x08\x0a"sv ) ) },
+      { "sent, four bytes", record( 16, 7, sessionHead( 4 ) + update( "", four, "\x08\x0a"sv ) ) },
+      { "path identifier, two bytes", record( 16, 8, sessionHead( 2 ) + update( "", two, identified ) ) },
+      { "path identifier, four bytes", record( 16, 9, sessionHead( 4 ) + update( "", four, identified ) ) },
+      { "sent, path identifier, two bytes", record( 16, 10, sessionHead( 2 ) + update( "", two, identified ) ) },
+      { "sent, path identifier, four bytes", record( 16, 11, sessionHead( 4 ) + update( "", four, identified ) ) },
+      { "with microseconds", record( 17, 4, number( 5, 4 ) + sessionHead( 4 ) + update( "", four, "\x08\x0a"sv ) ) },
+   };
+   for( const auto & row : rows ) {
+      const auto table = readBack( row.record );
+      EXPECT_EQ( table.broken, Strings() ) << row.name;
+      EXPECT_EQ( table.prefixes(), Strings{ "10.0.0.0/8" } ) << row.name;
+      EXPECT_EQ( table.routes.at( 0 ).asPath, "64500" ) << row.name;
+   }
+}
+
+TEST( MrtReaderTest, updatesOfOtherFamiliesThanTheirSession ) {
+   const auto reach = []( std::string_view family, std::string_view nextHop, std::string_view prefixes ) {
+      return attribute( 14, std::string( family ) + sized( nextHop, 1 ) + "\0"s + std::string( prefixes ) );
+   };
+   const std::string prefix6 = "\x20\x20\x01\x0d\xb8";
+   const auto both = readBack( updateRecord( "", reach( "\0\2\1"sv, kAddress6 + kLinkLocal, prefix6 ) + kNextHop, "\x08\x0a"sv ) );
+   EXPECT_EQ( both.prefixes(), ( Strings{ "10.0.0.0/8", "2001:db8::/32" } ) );
+   EXPECT_EQ( both.routes[ 0 ].nextHop, Ferule::IpGenAddr( "192.0.2.9" ) );
+   EXPECT_EQ( both.routes[ 1 ].nextHop, Ferule::IpGenAddr( "2001:db8::9" ) );
+
+   const auto withdrawn = readBack( updateRecord( "", attribute( 15, "\0\2\1"s + prefix6 + prefix6 ), "" ) + kGood );
+   EXPECT_EQ( withdrawn.summary.skipped, 2u );
+   EXPECT_EQ( withdrawn.summary.unknown, 0u );
+   const auto ends = readBack( updateRecord( "", "", "" ) + updateRecord( "", attribute( 15, "\0\2\1"sv ), "" ) + kGood );
+   EXPECT_EQ( ends.summary.skipped, 2u ) << "a message without prefixes ends a table";
+   EXPECT_EQ( ends.broken, Strings() );
+   for( const std::string_view family : { "\0\1\2"sv, "\0\2\x80"sv, "\0\x19\x46"sv, "\x40\x04\x47"sv } ) {
+      const auto other = readBack( updateRecord( "", reach( family, "12345", "whatever" ), "" ) );
+      EXPECT_EQ( other.summary.unknown, 1u );
+      EXPECT_EQ( other.broken, Strings() );
+      EXPECT_EQ( other.summary.fault, "it has no record with routes of IPv4 or IPv6 unicast" );
+   }
+}
+
+TEST( MrtReaderTest, otherMessagesAndChangesOfASessionAreSkipped ) {
+   const auto table = readBack( record( 16, 0, sessionHead( 2 ) + number( 5, 2 ) + number( 6, 2 ) ) +
+                                record( 16, 5, sessionHead( 4 ) + number( 5, 2 ) + number( 6, 2 ) ) +
+                                record( 16, kMessageAs4, sessionHead( 4 ) + bgpMessage( 4, "" ) ) +
+                                record( 16, kMessage, sessionHead( 2 ) + bgpMessage( 1, "whatever" ) ) );
+   EXPECT_EQ( table.summary.skipped, 4u );
+   EXPECT_EQ( table.summary.unknown, 0u );
+   EXPECT_EQ( table.summary.fault, "" );
+}
+
+TEST( MrtReaderTest, pathsOfTwoBytesAreCompletedByThoseOfFour ) {
+   struct Row {
+      const char * name;
+      std::string path;
+      std::string path4;
+      std::string text;
+   };
+   const Row rows[] = {
+      { "none", segmentOfTwoBytes( 2, { 1, 23456 } ), "", "1 23456" },
+      { "the end", segmentOfTwoBytes( 2, { 1, 23456, 2 } ), segment( 2, { 4200000000, 2 } ), "1 4200000000 2" },
+      { "all", segmentOfTwoBytes( 2, { 23456 } ), segment( 2, { 4200000000 } ), "4200000000" },
+      { "longer than the path", segmentOfTwoBytes( 2, { 23456 } ), segment( 2, { 1, 4200000000 } ), "23456" },
+      { "malformed", segmentOfTwoBytes( 2, { 23456 } ), "\x02\x01", "23456" },
+      { "a set counts as one", segmentOfTwoBytes( 2, { 1 } ) + segmentOfTwoBytes( 1, { 23456, 3 } ), segment( 1, { 4200000000, 3 } ),
+        "1 {4200000000,3}" },
+      { "a confederation does not count", segmentOfTwoBytes( 3, { 65010 } ) + segmentOfTwoBytes( 2, { 23456 } ),
+        segment( 2, { 4200000000 } ), "(65010) 4200000000" },
+      { "several segments", segmentOfTwoBytes( 2, { 1, 2 } ) + segmentOfTwoBytes( 2, { 23456 } ), segment( 2, { 4200000000 } ),
+        "1 2 4200000000" },
+   };
+   for( const auto & row : rows ) {
+      const std::string attributes = attribute( 2, row.path ) + ( row.path4.empty() ? "" : attribute( 17, row.path4 ) );
+      const auto table = readBack( record( 16, kMessage, sessionHead( 2 ) + update( "", attributes, "\x08\x0a"sv ) ) );
+      EXPECT_EQ( table.broken, Strings() ) << row.name;
+      ASSERT_EQ( table.routes.size(), 1u ) << row.name;
+      EXPECT_EQ( table.routes[ 0 ].asPath, row.text ) << row.name;
+   }
+   EXPECT_EQ( routeWith( attribute( 2, segment( 2, { 1 } ) ) + attribute( 17, segment( 2, { 2 } ) ) ).asPath, "1" )
+      << "four bytes are complete";
+}
+
+TEST( MrtReaderTest, brokenUpdatesAreReportedAndTheOthersAreRead ) {
+   const auto session = []( const std::string & message ) { return record( 16, kMessageAs4, sessionHead( 4 ) + message ); };
+   const std::string whole = update( "", kNextHop, kTwoPrefixes );
+   struct Row {
+      const char * name;
+      std::string record;
+      std::string reason;
+      size_t routes = 0;   // of the record itself
+   };
+   const Row rows[] = {
+      { "nothing", record( 16, 4, "" ), "cut short inside its message" },
+      { "microseconds only", record( 17, 4, "1234" ), "cut short inside its message" },
+      { "family", record( 16, 4, sessionHead( 4, 3 ) + whole ), "addresses of family 3" },
+      { "head", session( whole.substr( 0, 18 ) ), "cut short inside its message" },
+      { "message", session( whole.substr( 0, whole.size() - 1 ) ), "cut short inside its message" },
+      { "size below that of a head", session( std::string( 16, '\xff' ) + number( 18, 2 ) + "\2" ), "cut short inside its message" },
+      { "withdrawn prefixes", session( bgpMessage( 2, "\0\5"sv ) ), "cut short inside its message" },
+      { "attributes", session( bgpMessage( 2, "\0\0\0\5"sv ) ), "cut short inside its message" },
+      { "bytes behind the message", session( whole + "x" ), "1 bytes after the message", 2 },
+      { "MED", updateRecord( "", attribute( 4, "x" ), kTwoPrefixes ), "MED of 1 bytes" },
+      { "length of a prefix", updateRecord( "", "", "\x08\x0a\x21"sv ), "prefix length 33: above 32", 1 },
+      { "prefix", updateRecord( "", "", "\x08\x0a\x18\x0a"sv ), "cut short inside a prefix", 1 },
+      { "withdrawn prefix", updateRecord( "\x18\x0a"sv, "", "\x08\x0a"sv ), "cut short inside a prefix", 1 },
+      { "path identifier", record( 16, kMessageAs4AddPath, sessionHead( 4 ) + update( "", "", "\0\0\0"sv ) ), "cut short inside a prefix" },
+      { "MP_REACH_NLRI", updateRecord( "", attribute( 14, "\0\2\1\x10"sv ), "" ), "MP_REACH_NLRI ends inside its next hop" },
+      { "MP_UNREACH_NLRI", updateRecord( "", attribute( 15, "\0\2"sv ), "" ), "MP_UNREACH_NLRI of 2 bytes" },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.name );
+      const auto table = readBack( kGood + row.record + kGood );
+      EXPECT_EQ( table.summary.fault, "" );
+      EXPECT_EQ( table.routes.size(), 2 + row.routes );
+      EXPECT_EQ( table.broken, Strings{ "record 2: at byte " + std::to_string( kGood.size() ) + ": " + row.reason } );
+   }
+}
+
+// The files hold updates and tables of version 1, and what bgpdump 1.6.2 prints of them. Its text has no difference between a MED of 0 and none.
+TEST( MrtReaderTest, updatesAreAsPrinted ) {
+   const std::string corpus = "fuzz/corpus/";
+   std::vector<TableRoute> routes;
+   for( const char * name : { "table-dump-v1", "updates", "updates-path-identifiers" } ) {
+      FileSource source( corpus + "MrtReaderFuzz/" + name );
+      const auto table = readBack( source );
+      EXPECT_EQ( table.summary.fault, "" ) << name;
+      EXPECT_EQ( table.broken, Strings() ) << name;
+      routes.insert( routes.end(), table.routes.begin(), table.routes.end() );
+   }
+   for( auto & route : routes ) route.metric = route.metric.value();
+   FileSource source( corpus + "TableReaderFuzz/bgpdump-of-updates" );
+   const auto printed = readBack( source );
+   EXPECT_EQ( printed.broken, Strings() );
+   EXPECT_EQ( printed.routes.size(), 22u );
+   EXPECT_EQ( routes, printed.routes );
 }
 
 TEST( MrtReaderTest, missingPeersAreBroken ) {
