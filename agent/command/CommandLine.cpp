@@ -173,18 +173,21 @@ class CommandLine {
       c.add_flag( "--timing", eval_.timing, "Report the time spent on reading and on policy, on standard error" );
    }
    void addExplain() {
-      auto & c = add( "explain", "Explain why a route map permits or denies a route",
-                      "Exit status: 0 done; 2 wrong arguments, errors in the policy, or a prefix that is not in the table.\n\n"
-                      "Examples: routepolicy explain edge.conf --route-map EDGE-IN 198.51.100.0/24 --tag 64500\n"
-                      "          routepolicy explain edge.conf --route-map EDGE-IN 198.51.100.0/24 --in table.gz --json",
-                      [ this ] {
-                         takeWith( explain_.files );
-                         standardInputOnce( { &explain_.files, &explain_.tables } );
-                         return explain( explain_, console_ );
-                      } );
+      auto & c =
+         add( "explain", "Explain why a route map permits or denies a route",
+              "Exit status: 0 done; 2 wrong arguments, errors in the policy, or a prefix or an address that is not in the table.\n\n"
+              "Examples: routepolicy explain edge.conf --route-map EDGE-IN 198.51.100.0/24 --tag 64500\n"
+              "          routepolicy explain edge.conf --route-map EDGE-IN 198.51.100.0/24 --in table.gz --json",
+              [ this ] {
+                 takeWith( explain_.files );
+                 standardInputOnce( { &explain_.files, &explain_.tables } );
+                 return explain( explain_, console_ );
+              } );
       explain_.files.resize( 1 );
       addFile( c, "FILE", explain_.files[ 0 ], "The policy" );
-      mayNotBeEmpty( c.add_option( "PREFIX", explain_.prefix, "The prefix of the route" ) ).required();
+      mayNotBeEmpty( c.add_option( "PREFIX", explain_.prefix,
+                                   "The prefix of the route; with --in, an address stands for the longest prefix that contains it" ) )
+         .required();
       addWith( c );
       addRouteMap( c, explain_.routeMap ).required();
       addTables( c, explain_.tables );

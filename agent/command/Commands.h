@@ -39,7 +39,7 @@ struct ExplainOptions {
    std::string routeMap;
    std::string prefix;
    std::vector<std::pair<std::string, std::string>> fields;   // of the route: names as in table/RouteField.h, with values
-   std::vector<std::string> tables;                           // if not empty, their routes of that prefix are explained instead
+   std::vector<std::string> tables;   // if not empty, their routes of that prefix are explained instead; of an address, the longest match
    bool json = false;
    Dialect dialect = Dialect::native;
 };

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <utility>
+#include <vector>
 
 #include "analysis/References.h"
 #include "command/Commands.h"
@@ -187,6 +188,42 @@ class ExplainJob final : public RouteJob {
    Ferule::IpGenPrefix prefix_;
 };
 
+/// The routes of the longest prefix that contains an address.
+struct LongestMatch {
+   unsigned length = 0;
+   std::vector<TableRoute> routes;
+
+   void add( const TableRoute & route ) {
+      if( !routes.empty() && route.prefix.length() < length ) return;
+      if( route.prefix.length() > length ) routes.clear();
+      length = route.prefix.length();
+      routes.push_back( route );
+   }
+};
+
+struct MatchBatch final : BatchResult {
+   LongestMatch match;
+};
+
+/// Finds the longest match of an address.
+class MatchJob final : public RouteJob {
+ public:
+   explicit MatchJob( const Ferule::IpGenAddr & address ) : address_( address ) {}
+   std::unique_ptr<BatchResult> makeResult() override { return std::make_unique<MatchBatch>(); }
+   void evaluate( const TableRoute & route, BatchResult & result ) const override {
+      const bool contains =
+         route.prefix.af() == address_.af() && Ferule::IpGenPrefix( address_, route.prefix.length() ).subnet() == route.prefix;
+      if( contains ) static_cast<MatchBatch &>( result ).match.add( route );
+   }
+   void take( BatchResult & result ) override {
+      for( const auto & route : std::exchange( static_cast<MatchBatch &>( result ).match, {} ).routes ) match.add( route );
+   }
+   LongestMatch match;
+
+ private:
+   Ferule::IpGenAddr address_;
+};
+
 TableRoute routeOf( const ExplainOptions & options ) {
    if( !options.tables.empty() && !options.fields.empty() )
       throw CommandError{ fmt::format( "--{} cannot be used with --in, which takes the routes from a table",
@@ -212,6 +249,14 @@ int explain( const ExplainOptions & options, Console & console ) {
       console.write( explainer.answerTo( route ) );
       console.flush();
       return kExitOk;
+   }
+   if( options.prefix.find( '/' ) == options.prefix.npos ) {
+      MatchJob job( route.prefix.ipGenAddr() );
+      const auto run = runTables( { options.tables, 1 }, job, console );
+      for( const auto & found : job.match.routes ) console.write( explainer.answerTo( found ) );
+      console.flush();
+      if( job.match.routes.empty() ) throw CommandError{ fmt::format( "no route of the table contains {}", options.prefix ) };
+      return run.whole ? kExitOk : kExitError;
    }
    ExplainJob job( explainer, route.prefix );
    const auto run = runTables( { options.tables, 1 }, job, console );
