@@ -10,6 +10,7 @@
 #include <csignal>
 #include <exception>
 #include <functional>
+#include <limits>
 #include <map>
 #include <sstream>
 #include <system_error>
@@ -117,8 +118,12 @@ class CommandLine {
    static CLI::Option & addRouteMap( CLI::App & to, std::string & name, const char * about = "The route map to evaluate" ) {
       return mayNotBeEmpty( to.add_option( "-m,--route-map", name, about ) );
    }
-   static void addTables( CLI::App & to, std::vector<std::string> & tables ) {
+   static void addTables( CLI::App & to, std::vector<std::string> & tables, uint64_t & maxInput ) {
       mayNotBeEmpty( to.add_option( "-i,--in", tables, kTables ) ).type_name( "TABLE" )->allow_extra_args( false );
+      mayNotBeEmpty(
+         to.add_option( "--max-input", maxInput, "The longest table that is read whole, in bytes once unpacked; default 64 GiB" ) )
+         .type_name( "BYTES" )
+         ->check( CLI::Range( uint64_t( 1 ), std::numeric_limits<uint64_t>::max() ) );
    }
    static void addJson( CLI::App & to, bool & json ) { to.add_flag( "--json", json, "Print JSON" ); }
    static void addDialect( CLI::App & to, Dialect & dialect ) {
@@ -165,7 +170,7 @@ class CommandLine {
       addFiles( c, eval_.files );
       addRouteMap( c, eval_.routeMap ).required();
       eval_.tables = { "-" };
-      addTables( c, eval_.tables );
+      addTables( c, eval_.tables, eval_.maxInput );
       addDialect( c, eval_.dialect );
       addJson( c, eval_.json );
       addThreads( c, eval_.threads );
@@ -190,7 +195,7 @@ class CommandLine {
          .required();
       addWith( c );
       addRouteMap( c, explain_.routeMap ).required();
-      addTables( c, explain_.tables );
+      addTables( c, explain_.tables, explain_.maxInput );
       addDialect( c, explain_.dialect );
       addJson( c, explain_.json );
       constexpr std::pair<const char *, const char *> fields[] = { { "next-hop", "ADDRESS" },     { "tag", "NUMBER" },
@@ -221,7 +226,7 @@ class CommandLine {
       addWith( c );
       addRouteMap( c, diff_.routeMap ).required();
       diff_.tables = { "-" };
-      addTables( c, diff_.tables );
+      addTables( c, diff_.tables, diff_.maxInput );
       addDialect( c, diff_.dialect );
       addJson( c, diff_.json );
       addThreads( c, diff_.threads );
@@ -241,7 +246,7 @@ class CommandLine {
                       } );
       addFiles( c, watch_.files );
       addRouteMap( c, watch_.routeMap, "The route map to evaluate over the table" );
-      addTables( c, watch_.tables );
+      addTables( c, watch_.tables, watch_.maxInput );
       addDialect( c, watch_.dialect );
       addJson( c, watch_.json );
    }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "command/Console.h"
+#include "table/Input.h"
 #include "text/Dialect.h"
 
 namespace Agent {
@@ -31,6 +32,7 @@ struct EvalOptions {
    bool timing = false;
    unsigned threads = 1;
    Dialect dialect = Dialect::native;
+   uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
 int eval( const EvalOptions & options, Console & console );
 
@@ -42,6 +44,7 @@ struct ExplainOptions {
    std::vector<std::string> tables;   // if not empty, their routes of that prefix are explained instead; of an address, the longest match
    bool json = false;
    Dialect dialect = Dialect::native;
+   uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
 int explain( const ExplainOptions & options, Console & console );
 
@@ -54,6 +57,7 @@ struct DiffOptions {
    bool json = false;
    unsigned threads = 1;
    Dialect dialect = Dialect::native;
+   uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
 int diff( const DiffOptions & options, Console & console );
 
@@ -64,6 +68,7 @@ struct WatchOptions {
    bool json = false;
    std::chrono::milliseconds interval{ 250 };   // between two steps
    Dialect dialect = Dialect::native;
+   uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
 /// Asks a command to stop, possibly from a signal handler.
 struct StopRequest {

@@ -46,7 +46,7 @@ int diff( const DiffOptions & options, Console & console ) {
    const RouteEvaluator before( routeMapOf( *policies[ 0 ], options.routeMap ), options.dialect );
    const RouteEvaluator after( routeMapOf( *policies[ 1 ], options.routeMap ), options.dialect );
    DiffJob job( before, after, options.examples );
-   const auto run = runTables( { options.tables, options.threads }, job, console );
+   const auto run = runTables( { options.tables, options.threads, options.maxInput }, job, console );
    console.write( options.json ? jsonText( job.differences.json( before, after ) ) + '\n'
                                : job.differences.text( before, after, console ) );
    console.flush();

@@ -252,14 +252,14 @@ int explain( const ExplainOptions & options, Console & console ) {
    }
    if( options.prefix.find( '/' ) == options.prefix.npos ) {
       MatchJob job( route.prefix.ipGenAddr() );
-      const auto run = runTables( { options.tables, 1 }, job, console );
+      const auto run = runTables( { options.tables, 1, options.maxInput }, job, console );
       for( const auto & found : job.match.routes ) console.write( explainer.answerTo( found ) );
       console.flush();
       if( job.match.routes.empty() ) throw CommandError{ fmt::format( "no route of the table contains {}", options.prefix ) };
       return run.whole ? kExitOk : kExitError;
    }
    ExplainJob job( explainer, route.prefix );
-   const auto run = runTables( { options.tables, 1 }, job, console );
+   const auto run = runTables( { options.tables, 1, options.maxInput }, job, console );
    console.flush();
    if( !job.found ) throw CommandError{ fmt::format( "{} is not in the table", route.prefix.toStrep().view() ) };
    return run.whole ? kExitOk : kExitError;

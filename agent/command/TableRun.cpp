@@ -195,12 +195,12 @@ class Run final : public TableHandler {
    Workers workers_;   // deleted first: no batch is deleted while it is evaluated
 };
 
-void readOne( const std::string & table, Run & run, Console & console ) {
+void readOne( const std::string & table, uint64_t maxInput, Run & run, Console & console ) {
    run.tableIs( table == "kernel" ? "kernel" : displayName( table ) );
    if( table == "kernel" ) return run.finishTable( readKernelTable( run ) );
    if( table == "-" && isatty( STDIN_FILENO ) == 1 ) console.message( "reading routes from the terminal; end with Ctrl-D" );
    FileSource source = openFile( table );
-   run.finishTable( readTable( source, run ) );
+   run.finishTable( readTable( source, run, { .maxText = maxInput } ) );
 }
 
 }   // namespace
@@ -208,7 +208,7 @@ void readOne( const std::string & table, Run & run, Console & console ) {
 TableRunSummary runTables( const TableRunOptions & options, RouteJob & job, Console & console ) {
    const double begun = seconds();
    Run run( job, options.threads, console );
-   for( const auto & table : options.tables ) readOne( table, run, console );
+   for( const auto & table : options.tables ) readOne( table, options.maxInput, run, console );
    run.summary.secondsReading = seconds() - begun - run.secondsElsewhere;
    run.finish();   // evaluates the rest
    run.summary.seconds = seconds() - begun;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "command/Console.h"
+#include "table/Input.h"
 #include "table/TableRoute.h"
 
 namespace Agent {
@@ -15,6 +16,7 @@ namespace Agent {
 struct TableRunOptions {
    std::vector<std::string> tables;   // files, "-" for standard input, "kernel" for this machine's own
    unsigned threads = 1;
+   uint64_t maxInput = Input::kTableLimit;   // of each file once unpacked. Bytes
 };
 
 /// The result of one batch of routes: text for standard output; a derived class adds the values to sum.

@@ -92,7 +92,7 @@ class Watch {
    // With a part of a table, the reported changes would be incomplete.
    void readTables() {
       KeepJob job;
-      if( !options_.tables.empty() && !runTables( { options_.tables, 1 }, job, console_ ).whole )
+      if( !options_.tables.empty() && !runTables( { options_.tables, 1, options_.maxInput }, job, console_ ).whole )
          throw CommandError{ "watch needs the whole table" };
       routes_ = std::move( job.routes );
    }

@@ -47,13 +47,13 @@ _routepolicy_options() {
    local options=(--json -h --help)
    [[ $1 == @(check|eval|explain|diff|watch|show) ]] && options+=(--dialect)
    case $1 in
-      eval) options+=(-m --route-map -i --in --threads --summary --timing) ;;
+      eval) options+=(-m --route-map -i --in --max-input --threads --summary --timing) ;;
       explain)
-         options+=(-m --route-map -i --in --next-hop --tag --metric --protocol --interface --local-preference --community
+         options+=(-m --route-map -i --in --max-input --next-hop --tag --metric --protocol --interface --local-preference --community
             --ospf-instance --isis-instance --as-path --with)
          ;;
-      diff) options+=(-m --route-map -i --in --threads --examples --with) ;;
-      watch) options+=(-m --route-map -i --in) ;;
+      diff) options+=(-m --route-map -i --in --max-input --threads --examples --with) ;;
+      watch) options+=(-m --route-map -i --in --max-input) ;;
       show) options+=(--with --verify) ;;
       used-by) options+=(--with) ;;
       check) ;;
@@ -77,7 +77,7 @@ _routepolicy() {
    for ((i = 1; i < ${#COMP_WORDS[@]}; i++)); do
       word=${COMP_WORDS[i]}
       case $word in
-         -m | --route-map | -i | --in | --threads | --examples | --next-hop | --tag | --metric | --protocol | --interface | \
+         -m | --route-map | -i | --in | --max-input | --threads | --examples | --next-hop | --tag | --metric | --protocol | --interface | \
             --local-preference | --community | --ospf-instance | --isis-instance | --as-path)
             [[ ${COMP_WORDS[i + 1]-} == '=' ]] && ((i++))
             ((i++))
@@ -135,7 +135,7 @@ _routepolicy() {
          done
          return
          ;;
-      --threads | --examples | --next-hop | --tag | --metric | --local-preference | --community | --ospf-instance | --isis-instance | --as-path) return ;;
+      --max-input | --threads | --examples | --next-hop | --tag | --metric | --local-preference | --community | --ospf-instance | --isis-instance | --as-path) return ;;
    esac
 
    if [[ $cur == -* ]]; then

@@ -142,16 +142,30 @@ Compression compressionOf( std::string_view firstBytes ) noexcept {
    return Compression::none;
 }
 
-Input::Input( ByteSource & source, uint64_t maxBytes ) : source_( source ), stored_( kStoredCapacity ), bytesLeft_( maxBytes ) {}
+Input::Input( ByteSource & source, uint64_t maxBytes, uint64_t freeGrowth )
+      : source_( source ), stored_( kStoredCapacity ), maxBytes_( maxBytes ), freeGrowth_( freeGrowth ) {}
 
 Input::~Input() = default;
 
 size_t Input::read( char * to, size_t capacity ) {
+   if( plainBytes_ == maxBytes_ ) {
+      char further;
+      if( take( &further, 1 ) != 0 ) end( "the text is longer than the limit of " + std::to_string( maxBytes_ ) + " bytes" );
+      return 0;
+   }
+   const size_t count = take( to, std::min<uint64_t>( capacity, maxBytes_ - plainBytes_ ) );
+   plainBytes_ += count;
+   if( unpacker_ && plainBytes_ > freeGrowth_ && plainBytes_ / kMostGrowth > storedBytes_ )
+      end( std::string( stringValue( compression_ ) ) + " data unpacks to more than " + std::to_string( kMostGrowth ) + " times its size" );
+   return count;
+}
+
+// As read(), without limits.
+size_t Input::take( char * to, size_t capacity ) {
    char * out = to;
+   char * const outEnd = to + capacity;
    try {
       if( !started_ ) start();
-      if( !ended_ && bytesLeft_ == 0 ) end( "the text is longer than the limit" );
-      char * outEnd = to + std::min<uint64_t>( capacity, bytesLeft_ );
       while( out == to && !ended_ ) {
          if( unpacker_ ) {
             unpack( out, outEnd );
@@ -166,9 +180,7 @@ size_t Input::read( char * to, size_t capacity ) {
    } catch( const std::system_error & e ) { end( e.what() ); } catch( const std::bad_alloc & ) {
       end( "out of memory" );
    }
-   const size_t count = static_cast<size_t>( out - to );
-   bytesLeft_ -= count;
-   return count;
+   return static_cast<size_t>( out - to );
 }
 
 // Gathers the bytes that show the compression: a pipe may deliver them one at a time.
@@ -183,6 +195,7 @@ void Input::start() {
       }
       count += more;
    }
+   storedBytes_ = count;
    next_ = stored_.data();
    end_ = next_ + count;
    compression_ = compressionOf( { next_, count } );
@@ -195,6 +208,7 @@ bool Input::refill() {
    next_ = end_ = stored_.data();
    const size_t count = source_.read( stored_.data(), stored_.size() );
    end_ += count;
+   storedBytes_ += count;
    sourceEnded_ = count == 0;
    return count != 0;
 }

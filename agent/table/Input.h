@@ -54,13 +54,17 @@ class Unpacker;
 
 /// The plain bytes of a source.
 /// Joined streams are one text. Zeros after a gzip stream are ignored.
-/// A stream that is cut short or damaged, or a source that fails, ends the input with a fault; the bytes before it are valid.
+/// A stream that is cut short or damaged, or a source that fails, ends the input with a fault; the bytes before it are valid. So does a
+/// stream that unpacks to more than a thousand times its size, once it is long: a routing table shrinks to a tenth or so.
 class Input {
  public:
    static constexpr uint64_t kNoLimit = std::numeric_limits<uint64_t>::max();
+   static constexpr uint64_t kTableLimit = uint64_t( 64 ) << 30;   // of a table, unless the operator sets another
+   static constexpr uint64_t kMostGrowth = 1000;                   // plain bytes for one byte of a compressed stream
+   static constexpr uint64_t kFreeGrowth = uint64_t( 1 ) << 30;    // plain bytes that may exceed it
 
    /// The source outlives the input. `maxBytes`: an input with more plain bytes than this ends there with a fault.
-   explicit Input( ByteSource & source, uint64_t maxBytes = kNoLimit );
+   explicit Input( ByteSource & source, uint64_t maxBytes = kNoLimit, uint64_t freeGrowth = kFreeGrowth );
    ~Input();
    Input( const Input & ) = delete;
    Input & operator=( const Input & ) = delete;
@@ -74,6 +78,7 @@ class Input {
    const std::string & fault() const noexcept { return fault_; }
 
  private:
+   size_t take( char * to, size_t capacity );
    void start();
    bool refill();
    void unpack( char *& out, char * outEnd );
@@ -85,7 +90,10 @@ class Input {
    const char * end_ = nullptr;
    std::unique_ptr<Unpacker> unpacker_;   // null: plain
    std::string fault_;
-   uint64_t bytesLeft_;   // until the limit
+   const uint64_t maxBytes_;
+   const uint64_t freeGrowth_;
+   uint64_t plainBytes_ = 0;   // returned so far
+   uint64_t storedBytes_ = 0;
    Compression compression_ = Compression::none;
    bool started_ = false;
    bool sourceEnded_ = false;

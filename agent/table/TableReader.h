@@ -45,9 +45,9 @@ class TableHandler {
 };
 
 struct TableLimits {
-   size_t maxLine = size_t( 1 ) << 20;     // of a line, and of a JSON entry; longer ones are broken. Bytes
-   size_t maxRecord = size_t( 1 ) << 24;   // of an MRT record; longer ones are broken. Bytes
-   uint64_t maxText = Input::kNoLimit;     // of the whole table once unpacked. Bytes
+   size_t maxLine = size_t( 1 ) << 20;      // of a line, and of a JSON entry; longer ones are broken. Bytes
+   size_t maxRecord = size_t( 1 ) << 24;    // of an MRT record; longer ones are broken. Bytes
+   uint64_t maxText = Input::kTableLimit;   // of the whole table once unpacked. Bytes
 };
 
 struct TableSummary {

@@ -19,8 +19,9 @@ struct ReadResult {
    Compression compression;
 };
 
-ReadResult readAll( ByteSource & source, size_t chunk = 4096, uint64_t maxBytes = Input::kNoLimit ) {
-   Input input( source, maxBytes );
+ReadResult readAll( ByteSource & source, size_t chunk = 4096, uint64_t maxBytes = Input::kNoLimit,
+                    uint64_t freeGrowth = Input::kFreeGrowth ) {
+   Input input( source, maxBytes, freeGrowth );
    std::string text;
    std::vector<char> buffer( chunk );
    while( const size_t count = input.read( buffer.data(), buffer.size() ) ) text.append( buffer.data(), count );
@@ -229,7 +230,33 @@ TEST( InputTest, limitEndsTheInputWithAFault ) {
       const auto bytes = compressed( std::string( 10'000, '\n' ), how );
       const auto result = readAll( bytes, 4096, 5000 );
       EXPECT_EQ( result.text.size(), 5000u );
-      EXPECT_EQ( result.fault, "the text is longer than the limit" );
+      EXPECT_EQ( result.fault, "the text is longer than the limit of 5000 bytes" );
+      const auto whole = readAll( bytes, 4096, 10'000 );
+      EXPECT_EQ( whole.text.size(), 10'000u );
+      EXPECT_EQ( whole.fault, "" ) << "the limit itself is allowed";
+      EXPECT_EQ( readAll( bytes, 4096, 9'999 ).fault, "the text is longer than the limit of 9999 bytes" );
+      EXPECT_EQ( readAll( std::string_view( bytes ).substr( 0, bytes.size() - 1 ), 4096, 10'000 ).fault != "", how != Compression::none );
+   }
+}
+
+TEST( InputTest, aStreamThatUnpacksToAThousandTimesItsSizeEndsOnceItIsLong ) {
+   const std::string zeros( 20'000'000, '\0' );
+   for( const auto how : { Compression::gzip, Compression::bzip2, Compression::xz } ) {
+      SCOPED_TRACE( stringValue( how ) );
+      const auto bytes = compressed( zeros, how );
+      ASSERT_LT( bytes.size() * Input::kMostGrowth, zeros.size() );
+      MemorySource source( bytes );
+      const auto result = readAll( source, 4096, Input::kNoLimit, 1'000'000 );
+      EXPECT_EQ( result.fault, std::string( stringValue( how ) ) + " data unpacks to more than 1000 times its size" );
+      EXPECT_GE( result.text.size(), 1'000'000u );
+      EXPECT_LT( result.text.size(), zeros.size() );
+      EXPECT_EQ( readAll( bytes ).fault, "" ) << "a shorter one may grow";
+   }
+   const std::string text = longText();
+   for( const auto how : kCompressions ) {
+      const auto bytes = compressed( text, how );
+      MemorySource source( bytes );
+      EXPECT_EQ( readAll( source, 4096, Input::kNoLimit, 0 ).fault, "" ) << stringValue( how );
    }
 }
 

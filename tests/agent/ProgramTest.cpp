@@ -654,6 +654,24 @@ TEST( Program, aTableWithoutARouteIsReported ) {
    }
 }
 
+TEST( Program, aTableEndsAtTheLimit ) {
+   const std::string table = "10.0.0.0/8\n10.1.0.0/16\n";
+   for( const auto how : kCompressions ) {
+      const auto bytes = compressed( table, how );
+      const auto limited = runProgram( { "eval", kEdge, "-m", "EDGE-IN", "--max-input", "11" }, bytes );
+      EXPECT_EQ( limited.status, 2 );
+      EXPECT_EQ( linesOf( limited.out ).size(), 1u );
+      EXPECT_EQ( limited.err, "standard input: reading stopped after 1 route: the text is longer than the limit of 11 bytes\n" );
+      const auto whole = runProgram( { "eval", kEdge, "-m", "EDGE-IN", "--max-input", std::to_string( table.size() ) }, bytes );
+      EXPECT_EQ( whole.status, 0 ) << whole.err;
+      EXPECT_EQ( linesOf( whole.out ).size(), 2u );
+   }
+   const auto diff = runProgram( { "diff", kEdge, kEdge, "-m", "EDGE-IN", "--max-input", "11" }, table );
+   EXPECT_EQ( diff.status, 2 );
+   EXPECT_EQ( runProgram( { "explain", kEdge, "-m", "EDGE-IN", "10.1.0.0/16", "-i", "-", "--max-input", "11" }, table ).status, 2 );
+   EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "EDGE-IN", "--max-input", "0" }, table ).status, 2 );
+}
+
 TEST( Program, damagedTablesGiveWhatIsBeforeTheDamageAndEndWithTwo ) {
    const Folder folder;
    const std::string whole = expectedOfSample().text;
