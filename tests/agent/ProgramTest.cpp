@@ -558,28 +558,6 @@ TEST( Program, anEarlyEndOfATableIsReported ) {
    }
 }
 
-TEST( Program, anAddressStandsForTheLongestPrefixThatContainsIt ) {
-   const std::string table = "0.0.0.0/0 1\n198.0.0.0/8 2\n198.51.100.0/24 3\n198.51.0.0/16 4\n198.51.100.0/24 5\n198.51.100.0/25 6\n"
-                             "198.51.101.0/24 7\n2001:db8::/32 8\n";
-   const auto tagsOf = [ & ]( const std::string & prefix ) {
-      const auto output = runProgram( { "explain", kEdge, "-m", "EDGE-IN", prefix, "-i", "-" }, table );
-      std::string tags;
-      for( const auto & line : linesOf( output.out ) )
-         if( const auto at = line.find( ", tag " ); at != line.npos ) tags += line[ at + 6 ];
-      return std::to_string( output.status ) + " " + tags;
-   };
-   EXPECT_EQ( tagsOf( "198.51.100.200" ), "0 35" );
-   EXPECT_EQ( tagsOf( "198.51.100.1" ), "0 6" );
-   EXPECT_EQ( tagsOf( "198.51.102.1" ), "0 4" );
-   EXPECT_EQ( tagsOf( "10.0.0.1" ), "0 1" );
-   EXPECT_EQ( tagsOf( "2001:db8::1" ), "0 8" );
-   EXPECT_EQ( tagsOf( "198.51.100.0/24" ), "0 35" ) << "a prefix stands for itself";
-   EXPECT_EQ( tagsOf( "198.51.100.0/26" ), "2 " );
-   const auto none = runProgram( { "explain", kEdge, "-m", "EDGE-IN", "2001:db9::1", "-i", "-" }, table );
-   EXPECT_EQ( none.status, 2 );
-   EXPECT_EQ( none.err, "routepolicy: no route of the table contains 2001:db9::1\n" );
-}
-
 TEST( Program, zerosBehindACompressedTableAreNoDamage ) {
    const auto output = runProgram( { "eval", kEdge, "-m", "EDGE-IN" },
                                    compressed( contentOfFile( kTable ), Compression::gzip ) + std::string( 10240, '\0' ) );
@@ -652,24 +630,6 @@ TEST( Program, aTableWithoutARouteIsReported ) {
       EXPECT_EQ( diff.status, row.status ) << row.messages;
       EXPECT_EQ( diff.err, row.messages );
    }
-}
-
-TEST( Program, aTableEndsAtTheLimit ) {
-   const std::string table = "10.0.0.0/8\n10.1.0.0/16\n";
-   for( const auto how : kCompressions ) {
-      const auto bytes = compressed( table, how );
-      const auto limited = runProgram( { "eval", kEdge, "-m", "EDGE-IN", "--max-input", "11" }, bytes );
-      EXPECT_EQ( limited.status, 2 );
-      EXPECT_EQ( linesOf( limited.out ).size(), 1u );
-      EXPECT_EQ( limited.err, "standard input: reading stopped after 1 route: the text is longer than the limit of 11 bytes\n" );
-      const auto whole = runProgram( { "eval", kEdge, "-m", "EDGE-IN", "--max-input", std::to_string( table.size() ) }, bytes );
-      EXPECT_EQ( whole.status, 0 ) << whole.err;
-      EXPECT_EQ( linesOf( whole.out ).size(), 2u );
-   }
-   const auto diff = runProgram( { "diff", kEdge, kEdge, "-m", "EDGE-IN", "--max-input", "11" }, table );
-   EXPECT_EQ( diff.status, 2 );
-   EXPECT_EQ( runProgram( { "explain", kEdge, "-m", "EDGE-IN", "10.1.0.0/16", "-i", "-", "--max-input", "11" }, table ).status, 2 );
-   EXPECT_EQ( runProgram( { "eval", kEdge, "-m", "EDGE-IN", "--max-input", "0" }, table ).status, 2 );
 }
 
 TEST( Program, damagedTablesGiveWhatIsBeforeTheDamageAndEndWithTwo ) {
