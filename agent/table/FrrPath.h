@@ -28,7 +28,8 @@ class FrrPath {
    /// `at` is the place within the path, such as "metric" or "nexthops[].ip". Places that are of no interest are ignored.
    void valueIs( std::string_view at, const JsonValue & value );
 
-   /// Sets all but the prefix. The header that `detail` prints in front of the paths is nothing; a path that waits for its removal is skipped.
+   /// Sets all but the prefix. The header that `detail` prints in front of the paths is nothing; a path that waits for its removal is
+   /// skipped.
    LineResult route( TableRoute & route ) const;
    /// The path was printed without `detail`.
    bool isShort() const noexcept { return isShort_; }

@@ -1,9 +1,9 @@
 /// @file agent/table/GobgpPath.h
 /// One path of a prefix as `gobgp global rib -j` prints it: its attributes (RFC 4271 5) by their numbers,
 ///
-///    { "nlri": { "prefix": "198.51.100.0/24" }, "best": true, "attrs": [ { "type": 2, "as_paths": [ { "segment_type": 2, "asns": [ 65001 ] } ] },
-///      { "type": 3, "nexthop": "192.0.2.9" }, { "type": 4, "metric": 50 }, { "type": 5, "value": 200 },
-///      { "type": 8, "communities": [ 4259840001 ] } ], "stale": false }
+///    { "nlri": { "prefix": "198.51.100.0/24" }, "best": true, "attrs": [
+///      { "type": 2, "as_paths": [ { "segment_type": 2, "asns": [ 65001 ] } ] }, { "type": 3, "nexthop": "192.0.2.9" },
+///      { "type": 4, "metric": 50 }, { "type": 5, "value": 200 }, { "type": 8, "communities": [ 4259840001 ] } ], "stale": false }
 ///
 /// The daemon has no tags: the last AS of the path becomes the tag, as with BgpdumpLine.h.
 #pragma once

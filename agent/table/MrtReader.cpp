@@ -185,8 +185,8 @@ class AttributeReader {
       }
    }
 
-   // Where ASes have two bytes, AS4_PATH has the numbers that do not fit (RFC 6793 4.2.3): it replaces as much of the end of the path as it is
-   // long. It is ignored if it is malformed or longer than the path.
+   // Where ASes have two bytes, AS4_PATH has the numbers that do not fit (RFC 6793 4.2.3): it replaces as much of the end of the path as it
+   // is long. It is ignored if it is malformed or longer than the path.
    std::string finishAsPath() {
       std::string & text = route_.asPath;
       std::string fault;
