@@ -9,6 +9,8 @@
 
 #include "substrate/ferule/IpPrefix.h"
 #include "substrate/zeugma/MaybeU63.h"
+#include "text/LargeCommunity.h"
+#include "text/Origin.h"
 #include "text/SourceProtocol.h"
 
 namespace Agent {
@@ -23,9 +25,13 @@ struct TableRoute {
    SourceProtocol protocol = SourceProtocol::none;
    uint32_t ospfInstance = 0;   // only PrefixLine.h and the command line give instances
    uint32_t isisInstance = 0;
-   std::string interface;               // the first of several; empty for none
-   std::string asPath;                  // "64500 64501 {64502,64503}"; empty for none
-   std::vector<uint32_t> communities;   // ascending, each once; the AS in the upper half
+   std::string interface;                          // the first of several; empty for none
+   std::string asPath;                             // "64500 64501 {64502,64503}"; empty for none
+   std::vector<uint32_t> communities;              // ascending, each once; the AS in the upper half
+   std::vector<LargeCommunity> largeCommunities;   // ascending, each once
+   std::vector<uint64_t> extCommunities;           // the octets of each, in the order of the route
+   std::optional<Origin> origin;
+   Ferule::IpGenAddr peer;   // the neighbor that announced the route; without a family: the table does not tell it
    friend bool operator==( const TableRoute &, const TableRoute & ) = default;
    void clear() {
       const TableRoute fresh;
@@ -40,6 +46,10 @@ struct TableRoute {
       interface.clear();
       asPath.clear();
       communities.clear();
+      largeCommunities.clear();
+      extCommunities.clear();
+      origin.reset();
+      peer = fresh.peer;
    }
 };
 
