@@ -22,6 +22,7 @@
 namespace {
 
 using namespace Bench;
+using Agent::Dialect;
 using Agent::LineLoader;
 using Agent::LivePolicy;
 using Agent::PolicyText;
@@ -56,7 +57,7 @@ std::string routeMapFile( size_t sequences ) {
 }
 
 PolicyText loaded( const std::string & file ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "file", file );
    if( !loader.errors().empty() ) fail( loader.toString( loader.errors().front() ) );
    return loader.text();
@@ -79,7 +80,7 @@ const File kFiles[] = {
 Group::Way loading( Group & group, const File & file, size_t count ) {
    const auto text = std::make_shared<std::string>( file.make( count ) );
    return group.way( grouped( count ), count, [ text ] {
-      LineLoader loader;
+      LineLoader loader( Dialect::native );
       loader.load( "file", *text );
       return loader.errors().size();
    } );

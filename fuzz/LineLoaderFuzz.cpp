@@ -15,6 +15,7 @@
 
 namespace {
 
+using Agent::Dialect;
 using Agent::LineLoader;
 using Agent::Place;
 using Agent::PolicyText;
@@ -89,14 +90,14 @@ void checkAlike( const LineLoader & a, const LineLoader & b, const char * what )
 
 extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size ) {
    const std::string_view bytes( reinterpret_cast<const char *>( data ), size );
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "fuzz.conf", bytes );
    checkErrors( loader );
    const PolicyText once = loader.text();
    checkNotes( once, Lines( bytes ) );
 
    const std::string lines = Agent::writeText( once );
-   LineLoader again;
+   LineLoader again( Dialect::native );
    for( const char * file : { "fuzz.conf", "other.conf" } ) {
       again.load( file, lines );
       check( again.errors().empty(), "the written text is free of errors" );
@@ -107,7 +108,7 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size ) {
    for( const auto & doubt : again.text().doubts )
       check( doubt.kind == Agent::Doubt::Kind::netmask, "no written line is skipped or replaced" );
 
-   LineLoader twice;
+   LineLoader twice( Dialect::native );
    for( int i = 0; i < 2; ++i ) twice.load( "fuzz.conf", bytes );
    checkAlike( twice, loader, "a second reading changes nothing" );
    check( twice.text().files.size() == 1 && twice.text().lines == once.lines, "a second reading is none" );

@@ -114,7 +114,7 @@ class Report {
 }   // namespace
 
 int check( const CheckOptions & options, Console & console ) {
-   const LineLoader loader = loadFiles( options.files, console );
+   const LineLoader loader = loadFiles( options.files, options.dialect, console );
    if( !reportErrors( loader, console, options.json ) ) return kExitError;
    const Report report( loader.text(), options.dialect );
    if( options.json )

@@ -91,12 +91,14 @@ struct UsedByOptions {
    std::vector<std::string> files;
    std::string name;
    bool json = false;
+   Dialect dialect = Dialect::native;
 };
 int usedBy( const UsedByOptions & options, Console & console );
 
 struct NamesOptions {
    std::vector<std::string> files;
    bool routeMapsOnly = false;
+   Dialect dialect = Dialect::native;
 };
 /// Prints the names in the files, one per line, for the completion of command lines. Errors in the files are ignored.
 int names( const NamesOptions & options, Console & console );

@@ -92,8 +92,8 @@ std::string contentOf( const std::string & file, uint64_t limit ) {
    return content;
 }
 
-LineLoader loadFiles( const std::vector<std::string> & files, Console & console ) {
-   LineLoader loader;
+LineLoader loadFiles( const std::vector<std::string> & files, Dialect dialect, Console & console ) {
+   LineLoader loader( dialect );
    for( const auto & file : files ) loader.load( displayName( file ), contentOf( file ) );
    const PolicyText & text = loader.text();
    if( text.strayFiles.empty() ) return loader;
@@ -139,7 +139,7 @@ std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<c
 }
 
 std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Dialect dialect, Console & console, bool json ) {
-   const LineLoader loader = loadFiles( files, console );
+   const LineLoader loader = loadFiles( files, dialect, console );
    return std::move( livePoliciesOf( { &loader }, dialect, console, json ).front() );
 }
 

@@ -26,7 +26,7 @@ std::string displayName( const std::string & file );
 
 /// Reads the files as one configuration. Errors: CommandError for a file that cannot be read, and for files that have lines, but no line of
 /// a policy: other files were meant. Messages for each error and for each skipped line that looks like policy come first.
-LineLoader loadFiles( const std::vector<std::string> & files, Console & console );
+LineLoader loadFiles( const std::vector<std::string> & files, Dialect dialect, Console & console );
 
 /// Prints a message for each error of the texts; with `json` also one document on standard output. Returns whether there was no error.
 ///    {"errors":[{"file":"edge.conf","line":3,"column":12,"reason":"..."}]}

@@ -99,7 +99,7 @@ Json jsonOfUses( const Thing & thing, const std::vector<Use> & uses, const Polic
 
 int usedBy( const UsedByOptions & options, Console & console ) {
    if( options.name.empty() ) throw CommandError{ "NAME is empty" };
-   const LineLoader loader = loadFiles( options.files, console );
+   const LineLoader loader = loadFiles( options.files, options.dialect, console );
    if( !reportErrors( loader, console, options.json ) ) return kExitError;
    const PolicyText & text = loader.text();
    mentionSkippedLines( text, console );

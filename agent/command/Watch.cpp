@@ -57,7 +57,7 @@ class Watch {
          throw CommandError{ "watch follows files and cannot follow standard input" };
       if( !options.tables.empty() && options.routeMap.empty() ) throw CommandError{ "--in needs --route-map" };
       stamps_ = stamps();
-      const LineLoader loader = loadFiles( options.files, console );
+      const LineLoader loader = loadFiles( options.files, options.dialect, console );
       if( !reportErrors( loader, console, options.json ) ) throw CommandError{ "watch needs a policy without errors to start with" };
       mentionSkippedLines( loader.text(), console );
       const auto report = policy_.apply( loader.text() );
@@ -99,7 +99,7 @@ class Watch {
 
    void keep( const std::string & why ) { console_.message( why + "; the last good policy stays in force" ); }
    void reload() {
-      const LineLoader loader = loadFiles( options_.files, console_ );
+      const LineLoader loader = loadFiles( options_.files, options_.dialect, console_ );
       if( !reportErrors( loader, console_, options_.json ) ) return keep( quantity( loader.errors().size(), "error" ) );
       if( loader.text() == PolicyText() && !( policy_.text() == PolicyText() ) ) throw CommandError{ "the policy is empty now" };
       mentionSkippedLines( loader.text(), console_ );

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 namespace Agent {
 
@@ -10,5 +11,10 @@ enum class Dialect : uint8_t {
    frr,     // the rules of FRR
    native   // the rules of the library
 };
+
+/// Whether a dialect has what `only` that dialect has; none: both have it.
+constexpr bool isIn( Dialect dialect, std::optional<Dialect> only ) noexcept {
+   return only.value_or( dialect ) == dialect;
+}
 
 }   // namespace Agent

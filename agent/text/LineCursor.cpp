@@ -33,8 +33,13 @@ void throwExpected( std::string_view what, const Token & found ) {
                     fmt::format( "expected {}, found {}", what, found.text.empty() ? "the end of the line" : inQuotes( found.text ) ) };
 }
 
-LineCursor::LineCursor( std::string_view line, uint32_t file, uint32_t number ) noexcept
-      : line_( withoutTrailingBlanks( line ) ), file_( file ), number_( number ), next_( tokenAt( 0 ) ), start_( next_.column ) {}
+LineCursor::LineCursor( std::string_view line, uint32_t file, uint32_t number, Dialect dialect ) noexcept
+      : line_( withoutTrailingBlanks( line ) ),
+        file_( file ),
+        number_( number ),
+        dialect_( dialect ),
+        next_( tokenAt( 0 ) ),
+        start_( next_.column ) {}
 
 Token LineCursor::tokenAt( size_t at ) const noexcept {
    while( at < line_.size() && isBlank( line_[ at ] ) ) ++at;

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "text/Dialect.h"
 #include "text/Place.h"
 #include "text/Printable.h"
 
@@ -28,11 +29,13 @@ struct LineError {
 
 class LineCursor {
  public:
-   explicit LineCursor( std::string_view line, uint32_t file = 0, uint32_t number = 1 ) noexcept;
+   explicit LineCursor( std::string_view line, uint32_t file = 0, uint32_t number = 1, Dialect dialect = Dialect::native ) noexcept;
 
    /// The place of the line's first word, and of any word.
    Place place() const noexcept { return { file_, number_, start_ }; }
    Place place( const Token & token ) const noexcept { return { file_, number_, token.column }; }
+   /// Whose rules the line follows.
+   Dialect dialect() const noexcept { return dialect_; }
    bool indented() const noexcept { return start_ > 1; }
    bool atEnd() const noexcept { return next_.text.empty(); }
    const Token & peek() const noexcept { return next_; }
@@ -55,6 +58,7 @@ class LineCursor {
    std::string_view line_;   // ends with its last word
    uint32_t file_;
    uint32_t number_;
+   Dialect dialect_;
    Token next_;
    uint32_t start_;
 };

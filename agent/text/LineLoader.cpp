@@ -40,6 +40,7 @@ uint64_t secondHash( std::string_view bytes ) noexcept {
 /// after it. An indented line outside of any stanza is read like any other.
 class LineLoader::Reader {
  public:
+   explicit Reader( Dialect dialect ) : dialect_( dialect ) {}
    void load( const std::string & file, std::string_view bytes );
 
    PolicyText text;
@@ -53,6 +54,7 @@ class LineLoader::Reader {
    void skip( const LineCursor & line, bool endsSequence );
    void doubt( const LineCursor & line, bool endsSequence );
 
+   const Dialect dialect_;
    Doubts doubts_{ text.doubts };
    ListLines lists_{ text, doubts_ };
    RouteMapLines routeMaps_{ text.routeMaps, doubts_ };
@@ -89,7 +91,7 @@ void LineLoader::Reader::startFile( const std::string & file ) {
 }
 
 void LineLoader::Reader::readLine( std::string_view bytes ) {
-   LineCursor line( bytes, file_, ++number_ );
+   LineCursor line( bytes, file_, ++number_, dialect_ );
    if( line.atEnd() || line.peek().text.front() == '!' || line.peek().text.front() == '#' ) return;
    hasLines_ = true;
    try {
@@ -138,7 +140,7 @@ void LineLoader::Reader::doubt( const LineCursor & line, bool endsSequence ) {
       doubts_.skipped( line, endsSequence );
 }
 
-LineLoader::LineLoader() : reader_( std::make_unique<Reader>() ) {}
+LineLoader::LineLoader( Dialect dialect ) : reader_( std::make_unique<Reader>( dialect ) ) {}
 LineLoader::~LineLoader() = default;
 LineLoader::LineLoader( LineLoader && ) noexcept = default;
 LineLoader & LineLoader::operator=( LineLoader && ) noexcept = default;

@@ -7,13 +7,14 @@
 #include <string_view>
 #include <vector>
 
+#include "text/Dialect.h"
 #include "text/PolicyText.h"
 
 namespace Agent {
 
 /// Loads texts one after the other, as one configuration. Threading: one thread.
 ///
-///    LineLoader loader;
+///    LineLoader loader( Dialect::frr );
 ///    loader.load( "edge.conf", bytes );
 ///    if( loader.errors().empty() ) livePolicy.apply( loader.text() );
 ///
@@ -21,7 +22,8 @@ namespace Agent {
 /// A wrong line is an error and changes nothing either; reading continues with the next line.
 class LineLoader {
  public:
-   LineLoader();
+   /// Whose lines the texts have.
+   explicit LineLoader( Dialect dialect );
    ~LineLoader();
    LineLoader( LineLoader && ) noexcept;
    LineLoader & operator=( LineLoader && ) noexcept;

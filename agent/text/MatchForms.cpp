@@ -59,10 +59,10 @@ const MatchForm * matchForm( MatchOption option ) noexcept {
    return find( [ = ]( const MatchForm & form ) { return form.option == option; } );
 }
 
-std::vector<std::string_view> matchWordsBehind( std::string_view begun ) {
+std::vector<std::string_view> matchWordsBehind( std::string_view begun, std::optional<Dialect> dialect ) {
    std::vector<std::string_view> words;
    for( const auto & form : kForms ) {
-      if( !form.words.starts_with( begun ) ) continue;
+      if( !form.words.starts_with( begun ) || ( dialect && !isIn( *dialect, form.only ) ) ) continue;
       const auto rest = form.words.substr( begun.size() );
       const auto word = rest.substr( 0, rest.find( ' ' ) );
       if( std::ranges::find( words, word ) == words.end() ) words.push_back( word );

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "text/Dialect.h"
 #include "text/ThingKind.h"
 
 namespace Agent {
@@ -32,7 +33,8 @@ struct MatchForm {
    std::string_view what;   // the operand in error messages: "the name of a tag set"
    std::optional<ThingKind> refersTo{};
    Subject subject = Subject::other;
-   uint64_t max = 0;   // the highest number that the operand allows
+   uint64_t max = 0;                // the highest number that the operand allows
+   std::optional<Dialect> only{};   // the dialect that has the clause; none: both
 };
 
 /// All forms, one per option. If the words of one form begin with the words of another form, the longer form comes first.
@@ -40,7 +42,8 @@ std::span<const MatchForm> matchForms() noexcept;
 /// The form of an option; null if it has none.
 const MatchForm * matchForm( MatchOption option ) noexcept;
 /// The words that may follow `begun`, which is empty or ends with a blank: after "ip ", these are "address" and "next-hop".
-std::vector<std::string_view> matchWordsBehind( std::string_view begun );
+/// Of the clauses of that dialect, or of all clauses.
+std::vector<std::string_view> matchWordsBehind( std::string_view begun, std::optional<Dialect> dialect = std::nullopt );
 
 /// The family of the routes that the clause can match; none if it can match both families.
 std::optional<AddressFamily> familyOf( const MatchForm & form ) noexcept;

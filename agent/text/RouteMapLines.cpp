@@ -39,10 +39,11 @@ std::string onlyClause( const SequenceText & sequence ) {
 
 const MatchForm & takeMatchForm( LineCursor & line ) {
    for( const auto & form : matchForms() )
-      if( line.takeWords( form.words ) ) return form;
+      if( isIn( line.dialect(), form.only ) && line.takeWords( form.words ) ) return form;
    std::string begun;   // the words of the line with which a form begins
-   while( !matchWordsBehind( fmt::format( "{}{} ", begun, line.peek().text ) ).empty() ) begun += fmt::format( "{} ", line.take().text );
-   throwExpected( alternatives( matchWordsBehind( begun ) ), line.peek() );
+   while( !matchWordsBehind( fmt::format( "{}{} ", begun, line.peek().text ), line.dialect() ).empty() )
+      begun += fmt::format( "{} ", line.take().text );
+   throwExpected( alternatives( matchWordsBehind( begun, line.dialect() ) ), line.peek() );
 }
 
 bool isPrefix( std::string_view text ) {
@@ -241,8 +242,9 @@ void RouteMapLines::readMatch( LineCursor & line, bool no ) {
 }
 
 void RouteMapLines::readSet( LineCursor & line, bool no ) {
-   const auto form = std::ranges::find_if( setForms(), [ & ]( const SetForm & f ) { return line.takeWords( f.word ); } );
-   if( form == setForms().end() ) throwExpected( alternatives( setWords() ), line.peek() );
+   const auto form =
+      std::ranges::find_if( setForms(), [ & ]( const SetForm & f ) { return isIn( line.dialect(), f.only ) && line.takeWords( f.word ); } );
+   if( form == setForms().end() ) throwExpected( alternatives( setWords( line.dialect() ) ), line.peek() );
    auto & set = sequence_->set;
    std::optional<SetClause> clause;
    if( const auto * now = set.find( form->kind ) ) clause = *now;

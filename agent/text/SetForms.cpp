@@ -63,9 +63,10 @@ const SetForm & setForm( SetKind kind ) noexcept {
    return kForms[ size_t( kind ) ];
 }
 
-std::vector<std::string_view> setWords() {
+std::vector<std::string_view> setWords( Dialect dialect ) {
    std::vector<std::string_view> words;
-   for( const auto & form : kForms ) words.push_back( form.word );
+   for( const auto & form : kForms )
+      if( isIn( dialect, form.only ) ) words.push_back( form.word );
    return words;
 }
 

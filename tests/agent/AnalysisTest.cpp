@@ -164,7 +164,7 @@ TEST( Analysis, clausesThatCannotHoldTogether ) {
 }
 
 TEST( Analysis, findingsOfSeveralFilesComeInTheOrderOfTheFiles ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "b", "route-map Z permit 10\n call NOT-THERE\n" );
    loader.load( "a", "tag-set UNUSED 1\n" );
    const References references( loader.text() );

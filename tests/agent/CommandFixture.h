@@ -66,7 +66,7 @@ CommandOutput outputOf( std::string_view policy, Command command ) {
 
 /// The text of a policy that has no errors, in a file called "p".
 inline PolicyText textOf( std::string_view policy ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "p", policy );
    for( const auto & error : loader.errors() ) ADD_FAILURE() << loader.toString( error );
    return loader.text();

@@ -30,7 +30,7 @@ std::vector<std::string> doubtsOf( const PolicyText & text ) {
 }
 
 std::vector<std::string> doubtsOf( const Files & files ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    for( const auto & [ file, lines ] : files ) loader.load( file, lines );
    return doubtsOf( loader.text() );
 }

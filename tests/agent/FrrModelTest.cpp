@@ -96,7 +96,7 @@ class Read {
    }
 
  private:
-   LineLoader loader_;
+   LineLoader loader_{ Dialect::frr };
 };
 
 std::string attributesText( const TableRoute & route ) {

@@ -22,7 +22,7 @@ namespace {
 
 // The answer for a route with metric 1: "permit metric 5 by IN 10, SUB 20" or "deny by IN 10".
 std::string answerOf( const char * lines, const char * routeMap = "IN" ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::frr );
    loader.load( "test", lines );
    EXPECT_TRUE( loader.errors().empty() );
    LivePolicy policy( Dialect::frr );

@@ -31,7 +31,7 @@ std::vector<std::string> errorsOf( const LineLoader & loader ) {
 
 /// What is loaded of lines without an error.
 PolicyText loaded( std::string_view lines ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "a.conf", lines );
    EXPECT_THAT( errorsOf( loader ), ElementsAre() ) << lines;
    return loader.text();
@@ -75,7 +75,7 @@ void expectErrors( const char * name, const std::string & before ) {
    const PolicyText unchanged = loaded( before );
    const std::string place = "edge.conf:" + std::to_string( std::count( before.begin(), before.end(), '\n' ) + 1 ) + ":";
    expectGoldenTranscript( "wrong-lines.txt", name, [ & ]( const std::string & line ) {
-      LineLoader loader;
+      LineLoader loader( Dialect::native );
       loader.load( "edge.conf", before + line + "\n" );
       EXPECT_EQ( loader.text(), unchanged ) << line;
       std::string errors;
@@ -116,7 +116,7 @@ TEST( LineLoader, anyBytesAreShownAsTheyCanBePrinted ) {
       { "not UTF-8 in an expression", "bgp as-path access-list P permit \xff", "34: \"\\xff\" is not a regular expression: invalid UTF-8" },
    };
    for( const auto & row : rows ) {
-      LineLoader loader;
+      LineLoader loader( Dialect::native );
       loader.load( "a.conf", row.line );
       EXPECT_THAT( errorsOf( loader ), ElementsAre( "a.conf:1:" + row.error ) ) << row.name;
       EXPECT_EQ( loader.text(), PolicyText() ) << row.name;
@@ -126,7 +126,7 @@ TEST( LineLoader, anyBytesAreShownAsTheyCanBePrinted ) {
 }
 
 TEST( LineLoader, allErrorsComeInOneRunInTheOrderOfTheText ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load(
       "a.conf",
       "tag-set T x\nip prefix-list A permit any\n\nroute-map M permt 10\n match tag x\n match tag 5\n set weight 5\nend\ntag-set" );
@@ -136,7 +136,7 @@ TEST( LineLoader, allErrorsComeInOneRunInTheOrderOfTheText ) {
 }
 
 TEST( LineLoader, clausesOfAWrongSequenceGoNowhere ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load(
       "a.conf",
       "route-map M permit 10\n match tag 1\nroute-map M permit x\n match tag 2\n continue 1\nroute-map M permit 20\n match tag 3\n" );
@@ -164,7 +164,7 @@ TEST( LineLoader, veryLongLines ) {
    std::string tags = "tag-set T";
    for( int i = 0; i < 100000; ++i ) tags += " " + std::to_string( i );
    EXPECT_EQ( loaded( tags ).tagSets.at( "T" ).tags.size(), 100000u );
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "a.conf", "tag-set T" + words + "x" );
    EXPECT_THAT( errorsOf( loader ), ElementsAre( "a.conf:1:1000010: expected a tag from 0 to 4294967295, found \"x\"" ) );
 }
@@ -275,7 +275,7 @@ TEST( LineLoader, filtersOfPacketsAndSwitchesAreOtherStanzas ) {
 }
 
 TEST( LineLoader, severalFilesAreOneConfiguration ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "lists.conf", "ip prefix-list A permit 10.0.0.0/8\nroute-map M permit 10" );
    loader.load( "more.conf", " match tag 5\nip prefix-list A permit any\n" );
    EXPECT_EQ( writeText( loader.text() ),
@@ -289,7 +289,7 @@ TEST( LineLoader, severalFilesAreOneConfiguration ) {
 }
 
 TEST( LineLoader, thingsKnowWhereTheyStand ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "other.conf", "!\n" );
    loader.load( "a.conf",
                 "ip prefix-list A description d\nip prefix-list A permit any\ntag-set T 5\nroute-map M permit 10\n"
@@ -349,7 +349,7 @@ std::vector<std::string> applicationsOf( const PolicyText & text ) {
 }
 
 TEST( LineLoader, whatOtherStanzasApply ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "a.conf", kRouter );
    const std::vector<std::string> once = { "a.conf:21:31 EDGE (neighbor 10.0.0.2 route-map EDGE in)" };
    EXPECT_EQ( applicationsOf( loader.text() ), once );
@@ -358,7 +358,7 @@ TEST( LineLoader, whatOtherStanzasApply ) {
    loader.load( "b.conf", "table-map X\nroute-map M permit 10\n match ip address prefix-list A\nexit\ntable-map Y\n" );
    EXPECT_THAT( applicationsOf( loader.text() ), ElementsAre( once[ 0 ], "b.conf:1:11 X (table-map X)", "b.conf:5:11 Y (table-map Y)" ) );
 
-   LineLoader alike;   // what another file says is no repetition
+   LineLoader alike( Dialect::native );   // what another file says is no repetition
    for( const auto & [ file, lines ] : { std::pair( "a", "table-map X" ), std::pair( "b", "" ), std::pair( "b", "table-map X" ) } )
       alike.load( file, lines );
    EXPECT_THAT( applicationsOf( alike.text() ), ElementsAre( "a:1:11 X (table-map X)", "b:1:11 X (table-map X)" ) );
@@ -388,7 +388,7 @@ TEST( LineLoader, filesWithoutALineOfAPolicy ) {
       { "an application is no line of a policy", { { "a", "table-map X\n" } }, { 0 } },
    };
    for( const auto & row : rows ) {
-      LineLoader loader;
+      LineLoader loader( Dialect::native );
       for( const auto & [ file, lines ] : row.files ) loader.load( file, lines );
       EXPECT_EQ( loader.text().strayFiles, row.stray ) << row.name;
    }
@@ -421,7 +421,7 @@ TEST( LineLoader, loadingTheSameFileTwiceChangesNothing ) {
       { "a stray file", "10.0.0.0/8\n" },
    };
    for( const auto & row : rows ) {
-      LineLoader loader;
+      LineLoader loader( Dialect::native );
       loader.load( "a.conf", row.lines );
       const std::string once = everything( loader );
       loader.load( "a.conf", row.lines );
@@ -437,7 +437,7 @@ TEST( LineLoader, loadingTheSameFileTwiceChangesNothing ) {
 TEST( LineLoader, writtenLinesChangeNothingUnderAnyName ) {
    forRandomCases( 5, []( Random & random ) {
       const PolicyText text = RandomText( random ).next();
-      LineLoader loader;
+      LineLoader loader( Dialect::native );
       for( const char * file : { "a.conf", "a.conf", "b.conf" } ) loader.load( file, writeText( text ) );
       EXPECT_EQ( loader.text(), text );
       EXPECT_THAT( loader.text().files, ElementsAre( "a.conf", "b.conf" ) );
@@ -447,7 +447,7 @@ TEST( LineLoader, writtenLinesChangeNothingUnderAnyName ) {
 
 TEST( LineLoader, anyByteMakesAnotherFile ) {
    const std::string lines = "ip prefix-list A permit 10.0.0.0/8\nip prefix-list A deny any\n";
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "a.conf", lines );
    for( size_t at = 0; at < lines.size(); ++at ) {
       std::string other = lines;
@@ -542,7 +542,7 @@ TEST( LineLoader, prefixLinesAreJustThoseThatTheLibrarysBuilderTakes ) {
       if( oneIn( random, 2 ) ) entry.le = static_cast<uint32_t>( below( random, v6 ? 140 : 40 ) );
       Routing::RouteMap::PrefixListBuilder builder( "A", af );
       const bool can = !builder.entryIs( entry );
-      LineLoader loader;
+      LineLoader loader( Dialect::native );
       const std::string line = ( v6 ? "ipv6 prefix-list A seq " : "ip prefix-list A seq " ) + std::string( entry.toStrep().view() );
       loader.load( "a.conf", line );
       EXPECT_EQ( loader.errors().empty(), can ) << line;
@@ -568,7 +568,7 @@ TEST( LineLoader, randomLines ) {
          for( auto m = below( random, 8 ); m; --m ) lines += anyOf( random, words ) + ( oneIn( random, 20 ) ? "\t " : " " );
          lines += '\n';
       }
-      LineLoader loader;
+      LineLoader loader( Dialect::native );
       loader.load( "a.conf", lines );
       for( const auto & error : loader.errors() ) {
          EXPECT_GE( error.place.column, 1u );

@@ -17,7 +17,7 @@ constexpr char kOther[] = "! a router without a policy\nhostname edge\ninterface
 
 CommandOutput loaded( std::string_view content ) {
    return outputOf( content, []( const std::string & file, Console & console ) {
-      loadFiles( { file }, console );
+      loadFiles( { file }, Dialect::native, console );
       return kExitOk;
    } );
 }
@@ -58,7 +58,7 @@ TEST( PolicyFiles, everyFileMustContainALineOfAPolicy ) {
    const auto output = []( std::string_view first, std::string_view second ) {
       const PolicyFile other( first );
       auto loaded = outputOf( second, [ & ]( const std::string & file, Console & console ) {
-         loadFiles( { other.name(), file }, console );
+         loadFiles( { other.name(), file }, Dialect::native, console );
          return kExitOk;
       } );
       for( std::string * text : { &loaded.messages, &loaded.error } )

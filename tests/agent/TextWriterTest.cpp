@@ -12,7 +12,7 @@ namespace Agent {
 namespace {
 
 PolicyText loaded( const std::string & lines ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "a.conf", lines );
    for( const auto & error : loader.errors() ) ADD_FAILURE() << loader.toString( error );
    EXPECT_EQ( loader.text().skippedStanzas, 0u ) << lines;

@@ -61,7 +61,7 @@ class EditedFile {
       PolicyText text;
       for( int changes = 0; changes < 60; ++changes ) random_.change( text );
       const std::string written = writeText( text );
-      LineLoader loader;
+      LineLoader loader( Dialect::native );
       loader.load( "random.conf", written );
       if( !loader.errors().empty() ) return;   // it says more than lines can
       appendLines( pool_, written );
@@ -100,7 +100,7 @@ void checkRouteMap( const std::string & name, const LivePolicy & live, const Liv
 }
 
 void checkAgainstFreshLoad( const LivePolicy & live, const std::string & text, const std::vector<TableRoute> & routes ) {
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "edited.conf", text );
    ASSERT_TRUE( loader.errors().empty() );
    LivePolicy fresh;
@@ -118,7 +118,7 @@ void followEdits( uint32_t seed, int edits ) {
    LivePolicy live;
    int applied = 0, broken = 0;
    for( int step = 0; step < edits; ++step ) {
-      LineLoader loader;
+      LineLoader loader( Dialect::native );
       loader.load( "edited.conf", file.text() );
       if( loader.errors().empty() ) {
          live.apply( loader.text() );

@@ -70,7 +70,7 @@ void applyEdge( LivePolicy & policy ) {
    std::ifstream file( "agent/share/edge.conf", std::ios::binary );
    std::ostringstream content;
    content << file.rdbuf();
-   LineLoader loader;
+   LineLoader loader( Dialect::native );
    loader.load( "edge.conf", content.str() );
    ASSERT_TRUE( loader.errors().empty() );
    policy.apply( loader.text() );
