@@ -112,17 +112,18 @@ void findCycles( const References & references, Findings & findings ) {
 
 // The lowest route maps only: their callers, and the members of cycles, are held back with them.
 void findHeldBack( const PolicyText & text, Findings & findings ) {
-   const auto held = routeMapsHeldBack( text.routeMaps );
+   const auto held = routeMapsHeldBack( text.routeMaps, text.dialect );
    for( const auto & [ name, by ] : held ) {
       const CallClause * first = nullptr;   // not null after the loop
       bool callsHeldBack = false;
       for( const auto & [ number, sequence ] : text.routeMaps.at( name ).sequences ) {
-         if( !sequence.call || !text.routeMaps.contains( sequence.call->name ) ) continue;
-         if( !first ) first = &*sequence.call;
-         callsHeldBack |= held.contains( sequence.call->name );
+         const auto * call = followedCall( sequence, text.dialect );
+         if( !call || !text.routeMaps.contains( call->name ) ) continue;
+         if( !first ) first = call;
+         callsHeldBack |= held.contains( call->name );
       }
       if( callsHeldBack ) continue;
-      const std::string why = by == HeldBackBy::depth ? fmt::format( "its calls go deeper than {}", kDeepestCalls )
+      const std::string why = by == HeldBackBy::depth ? fmt::format( "its calls go deeper than {}", deepestCalls( text.dialect ) )
                                                       : fmt::format( "one evaluation may make more than {} calls", kMostCalls );
       findings.push_back( { first->place, by == HeldBackBy::depth ? Kind::tooDeep : Kind::tooManyCalls,
                             fmt::format( "{} is not in force, nor are its callers: {}", shown( name ), why ) } );
@@ -159,12 +160,13 @@ struct Contradiction {
 
 std::optional<Contradiction> contradictionIn( const PolicyText & text, const SequenceText & sequence ) {
    using Subject = MatchForm::Subject;
-   // The two subjects are separate: an IPv4 route may have an IPv6 next hop.
+   // The two subjects are separate: an IPv4 route may have an IPv6 next hop. To FRR, a route has a next hop of each family.
    for( const auto & [ subject, why ] : { std::pair( Subject::prefix, "no route belongs to both families" ),
                                           std::pair( Subject::nextHop, "no next hop belongs to both families" ) } ) {
       const auto * ipv4 = firstOf( sequence, subject, AddressFamily::ipv4 );
       const auto * ipv6 = firstOf( sequence, subject, AddressFamily::ipv6 );
-      if( ipv4 && ipv6 ) return Contradiction{ ipv4, ipv6, why };
+      const bool mayHold = subject == Subject::nextHop && text.dialect == Dialect::frr;
+      if( ipv4 && ipv6 && !mayHold ) return Contradiction{ ipv4, ipv6, why };
    }
    const auto tag = sequence.match.find( MatchOption::matchTag ), tagSet = sequence.match.find( MatchOption::matchTagSet );
    if( tag == sequence.match.end() || tagSet == sequence.match.end() ) return std::nullopt;
@@ -203,9 +205,11 @@ class RouteMapWalk {
    using Sequences = std::map<uint32_t, SequenceText>;
    using Sequence = Sequences::value_type;
 
-   // Whether a route may reach the sequence without matching it. A call of an undefined route map counts as absent.
+   // Whether a route may reach the sequence without matching it. A call of an undefined route map counts as absent; a call of FRR denies the
+   // route or lets the sequence match.
    bool maySkip( const SequenceText & sequence ) const {
-      return !sequence.match.empty() || ( sequence.call && text_.routeMaps.contains( sequence.call->name ) );
+      const bool callDecides = !isFrr_ && sequence.call && text_.routeMaps.contains( sequence.call->name );
+      return !sequence.match.empty() || callDecides;
    }
 
    // The sequence at which a permitted route continues; the end if it stops.
@@ -214,7 +218,8 @@ class RouteMapWalk {
       if( sequence.action == MatchPermit::deny || !sequence.continueTo ) return sequences_.end();
       const uint32_t target = sequence.continueTo->target;
       if( target == 0 ) return sequences_.upper_bound( number );
-      return target > number ? sequences_.find( target ) : sequences_.end();
+      if( target <= number ) return sequences_.end();
+      return isFrr_ ? sequences_.lower_bound( target ) : sequences_.find( target );
    }
 
    std::string whyNot( const Sequence & before ) const {
@@ -238,13 +243,14 @@ class RouteMapWalk {
          findings_.push_back( { place, Kind::noEffect, fmt::format( "{} {} denies, so {}", name_, number, what ) } );
       };
       if( !sequence.set.empty() ) add( sequence.place, "it sets nothing" );
+      if( sequence.call && isFrr_ ) add( sequence.call->place, "it calls nothing" );
       if( const auto & to = sequence.continueTo )
          add( to->place, to->target == 0 ? "it never continues" : fmt::format( "it never continues to {}", to->target ) );
    }
 
    void findMissingTarget( const Sequence & at ) {
       const auto & to = at.second.continueTo;
-      if( !to || to->target == 0 || sequences_.contains( to->target ) ) return;
+      if( !to || to->target == 0 || sequences_.contains( to->target ) || targetOf( at ) != sequences_.end() ) return;
       findings_.push_back(
          { to->place, Kind::missingTarget,
            fmt::format( "{} {} continues to {}, which does not exist: the route map ends there", name_, at.first, to->target ) } );
@@ -254,6 +260,7 @@ class RouteMapWalk {
    const std::string name_;
    const Sequences & sequences_;
    Findings & findings_;
+   const bool isFrr_ = text_.dialect == Dialect::frr;
    std::set<uint32_t> reached_;   // of the sequences not yet visited
 };
 
@@ -271,7 +278,8 @@ bool permits( const TagSetText & ) {
 }
 
 // No finding if no sequence needs a permit of it: an inverted clause always holds then, which may be meant.
-void addNeverPermits( const References & references, const Thing & thing, const Place & place, Findings & findings ) {
+void addNeverPermits( const PolicyText & text, const References & references, const Thing & thing, const Place & place,
+                      Findings & findings ) {
    std::vector<std::string> sequences;
    const Reference * last = nullptr;
    for( const auto * r : references.to( thing ) ) {
@@ -280,20 +288,25 @@ void addNeverPermits( const References & references, const Thing & thing, const 
       sequences.push_back( fmt::format( "{} {}", shown( r->routeMap ), r->sequence ) );
    }
    if( sequences.empty() ) return;
+   const bool denies = thing.kind == ThingKind::routeMap && text.dialect == Dialect::frr;   // the routes of its callers
+   const std::string_view verb = denies ? "permit" : "match";
    findings.push_back( { place, Kind::neverPermits,
-                         fmt::format( "{} permits nothing: {} never {}", textOf( thing ), joined( sequences, kMostNames, " and " ),
-                                      sequences.size() == 1 ? "matches" : "match" ) } );
+                         fmt::format( "{} permits nothing: {} never {}{}", textOf( thing ), joined( sequences, kMostNames, " and " ), verb,
+                                      sequences.size() > 1 ? ""
+                                         : denies          ? "s"
+                                                           : "es" ) } );
 }
 
 void findNeverPermits( const PolicyText & text, const References & references, Findings & findings ) {
    forEachThing( text, [ & ]( const Thing & thing, const auto & what ) {
-      if( !permits( what ) ) addNeverPermits( references, thing, what.place, findings );
+      if( !permits( what ) ) addNeverPermits( text, references, thing, what.place, findings );
    } );
 }
 
 // ---- prefix lists
 
-void findShadowed( ThingKind kind, const PolicyText::ByName<PrefixListText> & lists, const References & references, Findings & findings ) {
+void findShadowed( const PolicyText & text, ThingKind kind, const PolicyText::ByName<PrefixListText> & lists, const References & references,
+                   Findings & findings ) {
    const auto isPermit = []( const auto & line ) { return line.second.action == MatchPermit::permit; };
    for( const auto & [ name, list ] : lists ) {
       const Thing thing{ kind, name };
@@ -306,7 +319,7 @@ void findShadowed( ThingKind kind, const PolicyText::ByName<PrefixListText> & li
             { line->second.place, Kind::shadowed,
               fmt::format( "{} seq {} never decides: seq {} matches all its prefixes", textOf( thing ), shadowed.number, shadowed.by ) } );
       }
-      if( left == 0 && !none ) addNeverPermits( references, thing, list.place, findings );
+      if( left == 0 && !none ) addNeverPermits( text, references, thing, list.place, findings );
    }
 }
 
@@ -358,8 +371,8 @@ std::vector<Finding> findingsOf( const PolicyText & text, const References & ref
    findHeldBack( text, findings );
    findNeverPermits( text, references, findings );
    for( const auto & [ name, routeMap ] : text.routeMaps ) RouteMapWalk( text, name, routeMap, findings ).run();
-   findShadowed( ThingKind::ipv4PrefixList, text.ipv4PrefixLists, references, findings );
-   findShadowed( ThingKind::ipv6PrefixList, text.ipv6PrefixLists, references, findings );
+   findShadowed( text, ThingKind::ipv4PrefixList, text.ipv4PrefixLists, references, findings );
+   findShadowed( text, ThingKind::ipv6PrefixList, text.ipv6PrefixLists, references, findings );
    const auto where = []( const Finding & f ) { return std::tie( f.place.file, f.place.line, f.place.column ); };
    std::stable_sort( findings.begin(), findings.end(), [ & ]( const auto & a, const auto & b ) { return where( a ) < where( b ); } );
    return findings;

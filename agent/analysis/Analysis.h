@@ -17,7 +17,7 @@ struct Finding {
       wrongFamily,     // a clause names a list that is defined for the other family only
       unused,          // no clause names the list, and no other stanza contains its name
       cycle,           // route maps call each other in a cycle
-      tooDeep,         // the calls of the route map go deeper than kDeepestCalls
+      tooDeep,         // the calls of the route map go deeper than deepestCalls()
       tooManyCalls,    // one evaluation of the route map may make more than kMostCalls calls
       unreachable,     // no route reaches the sequence
       missingTarget,   // a sequence continues to a sequence that does not exist

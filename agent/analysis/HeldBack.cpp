@@ -8,7 +8,7 @@ namespace Agent {
 
 // A route map is settled once all its callees are; then each of its callers has one open call less. A route map that is never settled is
 // a member of a cycle, or calls one.
-std::map<std::string, HeldBackBy> routeMapsHeldBack( const PolicyText::ByName<RouteMapText> & routeMaps ) {
+std::map<std::string, HeldBackBy> routeMapsHeldBack( const PolicyText::ByName<RouteMapText> & routeMaps, Dialect dialect ) {
    struct Node {
       const std::string * name;
       size_t open = 0;     // its calls of route maps that are not settled
@@ -20,7 +20,8 @@ std::map<std::string, HeldBackBy> routeMapsHeldBack( const PolicyText::ByName<Ro
    for( const auto & [ name, routeMap ] : routeMaps ) nodes.emplace( name, Node{ &name, 0, 0, 0, {} } );
    for( const auto & [ name, routeMap ] : routeMaps )
       for( const auto & [ number, sequence ] : routeMap.sequences ) {
-         const auto called = sequence.call ? nodes.find( sequence.call->name ) : nodes.end();
+         const auto * call = followedCall( sequence, dialect );
+         const auto called = call ? nodes.find( call->name ) : nodes.end();
          if( called == nodes.end() ) continue;
          Node & caller = nodes.at( name );
          ++caller.open;
@@ -42,7 +43,7 @@ std::map<std::string, HeldBackBy> routeMapsHeldBack( const PolicyText::ByName<Ro
          caller->number = std::min( caller->number + 1 + node.number, kMostCalls + 1 );
          if( --caller->open != 0 ) continue;
          settled.push_back( caller );
-         if( caller->depth > kDeepestCalls )
+         if( caller->depth > deepestCalls( dialect ) )
             held.at( *caller->name ) = HeldBackBy::depth;
          else if( caller->number > kMostCalls )
             held.at( *caller->name ) = HeldBackBy::number;

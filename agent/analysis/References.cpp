@@ -151,7 +151,7 @@ void References::addSequence( const PolicyText & text, std::string_view routeMap
    };
    for( const auto & [ option, clause ] : sequence.match )
       if( const auto kind = thingNamedBy( option, clause ) ) add( option, *kind, clause );
-   if( sequence.call ) add( std::nullopt, ThingKind::routeMap, *sequence.call );
+   if( const auto * call = followedCall( sequence, text.dialect ) ) add( std::nullopt, ThingKind::routeMap, *call );
 }
 
 void References::addApplication( const PolicyText & text, const Application & application ) {

@@ -48,7 +48,7 @@ inline size_t sizeOf( const RouteMapText & routeMap ) noexcept {
    return routeMap.sequences.size();
 }
 
-/// One clause that names a thing.
+/// One clause that names a thing. A call that is not followed (followedCall()) is none.
 struct Reference {
    std::string_view routeMap;
    uint32_t sequence = 0;

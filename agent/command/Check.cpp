@@ -38,8 +38,8 @@ std::string_view partsName( ThingKind kind ) {
 /// Everything that check reports about a policy.
 class Report {
  public:
-   Report( const PolicyText & text, Dialect dialect )
-         : text_( text ), references_( text ), findings_( findingsOf( text, references_ ) ), policy_( dialect ) {
+   explicit Report( const PolicyText & text )
+         : text_( text ), references_( text ), findings_( findingsOf( text, references_ ) ), policy_( text.dialect ) {
       policy_.apply( text );
    }
 
@@ -116,7 +116,7 @@ class Report {
 int check( const CheckOptions & options, Console & console ) {
    const LineLoader loader = loadFiles( options.files, options.dialect, console );
    if( !reportErrors( loader, console, options.json ) ) return kExitError;
-   const Report report( loader.text(), options.dialect );
+   const Report report( loader.text() );
    if( options.json )
       console.line( jsonText( report.json() ) );
    else

@@ -279,6 +279,7 @@ class CommandLine {
       addFile( c, "FILE", usedBy_.files[ 0 ], "The policy" );
       addWith( c );
       c.add_option( "NAME", usedBy_.name, "A route map or a list" )->required();
+      addDialect( c, usedBy_.dialect );
       addJson( c, usedBy_.json );
    }
 

@@ -19,7 +19,7 @@ namespace Agent {
 struct CheckOptions {
    std::vector<std::string> files;
    bool json = false;
-   Dialect dialect = Dialect::native;
+   Dialect dialect = Dialect::frr;
 };
 int check( const CheckOptions & options, Console & console );
 
@@ -31,7 +31,7 @@ struct EvalOptions {
    bool json = false;
    bool timing = false;
    unsigned threads = 1;
-   Dialect dialect = Dialect::native;
+   Dialect dialect = Dialect::frr;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
 int eval( const EvalOptions & options, Console & console );
@@ -43,7 +43,7 @@ struct ExplainOptions {
    std::vector<std::pair<std::string, std::string>> fields;   // of the route: names as in table/RouteField.h, with values
    std::vector<std::string> tables;   // if not empty, their routes of that prefix are explained instead; of an address, the longest match
    bool json = false;
-   Dialect dialect = Dialect::native;
+   Dialect dialect = Dialect::frr;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
 int explain( const ExplainOptions & options, Console & console );
@@ -56,7 +56,7 @@ struct DiffOptions {
    unsigned examples = 3;   // shown for each group
    bool json = false;
    unsigned threads = 1;
-   Dialect dialect = Dialect::native;
+   Dialect dialect = Dialect::frr;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
 int diff( const DiffOptions & options, Console & console );
@@ -67,7 +67,7 @@ struct WatchOptions {
    std::vector<std::string> tables;
    bool json = false;
    std::chrono::milliseconds interval{ 250 };   // between two steps
-   Dialect dialect = Dialect::native;
+   Dialect dialect = Dialect::frr;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
 /// Asks a command to stop, possibly from a signal handler.
@@ -83,7 +83,7 @@ struct ShowOptions {
    std::optional<std::string> name;   // of a list or a route map; none: everything
    bool json = false;
    bool verify = false;   // also compare the route maps in force with the configuration
-   Dialect dialect = Dialect::native;
+   Dialect dialect = Dialect::frr;
 };
 int show( const ShowOptions & options, Console & console );
 
@@ -91,14 +91,14 @@ struct UsedByOptions {
    std::vector<std::string> files;
    std::string name;
    bool json = false;
-   Dialect dialect = Dialect::native;
+   Dialect dialect = Dialect::frr;
 };
 int usedBy( const UsedByOptions & options, Console & console );
 
 struct NamesOptions {
    std::vector<std::string> files;
    bool routeMapsOnly = false;
-   Dialect dialect = Dialect::native;
+   Dialect dialect = Dialect::frr;
 };
 /// Prints the names in the files, one per line, for the completion of command lines. Errors in the files are ignored.
 int names( const NamesOptions & options, Console & console );

@@ -42,7 +42,7 @@ class DiffJob final : public RouteJob {
 int diff( const DiffOptions & options, Console & console ) {
    const LineLoader oldFiles = loadFiles( options.oldFiles, options.dialect, console );
    const LineLoader newFiles = loadFiles( options.newFiles, options.dialect, console );
-   const auto policies = livePoliciesOf( { &oldFiles, &newFiles }, options.dialect, console, options.json );
+   const auto policies = livePoliciesOf( { &oldFiles, &newFiles }, console, options.json );
    const RouteEvaluator before( routeMapOf( *policies[ 0 ], options.routeMap ), options.dialect );
    const RouteEvaluator after( routeMapOf( *policies[ 1 ], options.routeMap ), options.dialect );
    DiffJob job( before, after, options.examples );

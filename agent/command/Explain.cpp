@@ -9,159 +9,65 @@
 #include "command/PolicyFiles.h"
 #include "command/RouteText.h"
 #include "command/TableRun.h"
+#include "command/Visits.h"
 #include "table/LineResult.h"
 #include "table/RouteField.h"
 #include "table/TextReader.h"
-#include "text/Printable.h"
-#include "text/TextWriter.h"
 
 namespace Agent {
 
 namespace {
 
-using namespace Routing::Policy;
-
-/// One evaluation, and its log.
-struct Explanation {
-   bool permitted = false;
-   AgentResult result;
-   PolicyEvalContext::FinishedLogPtr log;
-};
-
-Explanation explanationOf( const Quoin::Ptr<const RouteMapStatusList> & policy, const TableRoute & route ) {
-   Explanation e;
-   const AgentRoute input( route );
-   e.result.routeIs( route );
-   PolicyEval eval;
-   eval.contextIs( Quoin::makeNode<PolicyEvalContext>() );
-   eval.shouldLogEvalIs( true );
-   e.permitted = eval.eval( &input, policy, &e.result );
-   e.log = eval.context()->evaluationLogDeq();
-   return e;
-}
+using Routing::Policy::PolicyEvaluationLog;
 
 std::string routeText( const TableRoute & route ) {
    const std::string attributes = attributesOf( route );
    return std::string( route.prefix.toStrep().view() ) + ( attributes.empty() ? "" : ", " + attributes );
 }
 
-/// Puts an evaluation log into words, with the clauses of the policy's text.
-class LogText {
- public:
-   LogText( const PolicyText & policy, const References & references ) : policy_( policy ), references_( references ) {}
-
-   void routeMap( const PolicyEvaluationLog & log, size_t depth ) {
-      const std::string name( log.rmStatus()->name().view() );
-      line( depth,
-            fmt::format( "{} {}{}", printableName( name ), log.permitResult() ? "permits" : "denies",
-                         log.defaultDeny() ? ": no sequence matches" : "" ) );
-      for( auto i = log.rmStatus()->seqStatus().first(); i; i.next() )
-         if( const auto visited = log.seq( i.key() ) ) sequence( name, *i.value(), *visited, depth + 1 );
-   }
-   std::string take() { return std::move( text_ ); }
-
- private:
-   void sequence( const std::string & routeMap, const RouteMapSeqStatus & sequence, const SeqLog & visited, size_t depth ) {
-      const std::string head = fmt::format( "{:<5} {:<6}", visited.seqno(), stringValue( sequence.matchAction() ) );
-      if( visited.failedMatcher() != MatchOption::none )
-         return line( depth, fmt::format( "{}  does not hold: {}", head, clause( routeMap, visited.seqno(), visited.failedMatcher() ) ) );
-      const auto & sub = visited.subPolicyEvaluationLog();
-      const bool passes = !sub || sub->permitResult() != sequence.subInvert();
-      const std::string result = passes ? "matches" : "does not match";
-      line( depth,
-            head + "  " + result + remarks( routeMap, visited.seqno() ) +
-               ( passes ? whereItContinues( routeMap, sequence, visited ) : "" ) );
-      if( sub ) this->routeMap( *sub, depth + 1 );
-   }
-   const SequenceText * textOf( const std::string & routeMap, uint32_t number ) const {
-      const auto map = policy_.routeMaps.find( routeMap );
-      if( map == policy_.routeMaps.end() ) return nullptr;
-      const auto found = map->second.sequences.find( number );
-      return found == map->second.sequences.end() ? nullptr : &found->second;
-   }
-   std::string clause( const std::string & routeMap, uint32_t number, MatchOption option ) const {
-      const SequenceText * const text = textOf( routeMap, number );
-      if( !text || !text->match.contains( option ) ) return stringValue( option );
-      return printable( writeMatch( option, text->match.at( option ) ), 300 ) + missing( references_.in( routeMap, number, option ) );
-   }
-   // Says of an undefined reference that it is undefined; empty for a defined one.
-   std::string missing( const Reference * reference ) const {
-      if( !reference || reference->defined ) return {};
-      const auto other = inOtherFamily( reference->to.kind );
-      if( other && isDefined( policy_, { *other, reference->to.name } ) )
-         return fmt::format( ", which is defined for {} only", familyOf( *other ) );
-      return ", which is undefined";
-   }
-   // Of a sequence whose match clauses hold: its call, and the clauses with undefined references.
-   std::string remarks( const std::string & routeMap, uint32_t number ) const {
-      const SequenceText * const text = textOf( routeMap, number );
-      std::string all;
-      if( !text ) return all;
-      const auto add = [ & ]( const std::string & what ) { all += ( all.empty() ? ": " : "; " ) + what; };
-      for( const auto & [ option, match ] : text->match )
-         if( !missing( references_.in( routeMap, number, option ) ).empty() ) add( clause( routeMap, number, option ) );
-      if( text->call )
-         add( fmt::format( "it calls {}{}{}", printableName( text->call->name ),
-                           missing( references_.in( routeMap, number, std::nullopt ) ), text->call->invert ? ", inverted" : "" ) );
-      return all;
-   }
-   // A continue to a sequence that does not exist is not followed.
-   std::string whereItContinues( const std::string & routeMap, const RouteMapSeqStatus & sequence, const SeqLog & visited ) const {
-      if( visited.continueSeq() != 0 ) return fmt::format( "; continues at {}", visited.continueSeq() );
-      const SequenceText * const text = textOf( routeMap, visited.seqno() );
-      if( !text || !text->continueTo || text->continueTo->target == 0 || sequence.matchAction() == MatchPermit::deny ) return {};
-      if( textOf( routeMap, text->continueTo->target ) ) return {};
-      return fmt::format( "; ends here, as sequence {} does not exist", text->continueTo->target );
-   }
-   void line( size_t depth, const std::string & what ) { text_ += std::string( 3 * depth, ' ' ) + what + '\n'; }
-
-   const PolicyText & policy_;
-   const References & references_;
-   std::string text_;
-};
-
-std::string jsonOf( const TableRoute & route, const Explanation & e ) {
-   std::string text =
-      fmt::format( "{{\"prefix\":\"{}\",\"verdict\":\"{}\"", route.prefix.toStrep().view(), e.permitted ? "permit" : "deny" );
-   appendJsonAttributes( text, route );
-   if( e.permitted ) appendJsonChanges( text, route, e.result );
-   if( e.log ) {
-      Gloss::RendererV2 log;
-      e.log->toJson( &log );
-      text += fmt::format( ",\"{}\":{{{}}}", e.log->policyType(), validUtf8( log.text() ) );
-   }
-   return text + "}\n";
-}
-
 /// Explains the answers of one route map.
 class Explainer {
  public:
    Explainer( const LivePolicy & live, const ExplainOptions & options, const Console & console )
-         : text_( live.text() ),
+         : policy_( live.text() ),
            references_( live.text() ),
-           policy_( live.policy( options.routeMap ) ),
+           evaluator_( routeMapOf( live, options.routeMap ), live.text().dialect ),
            json_( options.json ),
            console_( console ) {}
 
    std::string answerTo( const TableRoute & route ) const {
-      const Explanation e = explanationOf( policy_, route );
-      return json_ ? jsonOf( route, e ) : textOf( route, e );
+      RouteAnswer answer;
+      evaluator_.evaluate( route, answer );
+      const auto log = evaluator_.logOf( route );
+      return json_ ? jsonText( route, answer, *log ) : text( route, answer, *log );
    }
 
  private:
-   std::string textOf( const TableRoute & route, const Explanation & e ) const {
-      const std::string changes = e.permitted ? changesOf( route, e.result ) : std::string();
-      std::string text = console_.strong(
-         fmt::format( "{}: {}{}{}", routeText( route ), e.permitted ? "permitted" : "denied", changes.empty() ? "" : ", with ", changes ) );
-      text += '\n';
-      LogText log( text_, references_ );
-      if( const auto * logged = dynamic_cast<const PolicyEvaluationLog *>( e.log.get() ) ) log.routeMap( *logged, 0 );
-      return text + log.take();
+   std::string text( const TableRoute & route, const RouteAnswer & answer, const PolicyEvaluationLog & log ) const {
+      const std::string changes = answer.permitted ? changesOf( route, answer.result ) : std::string();
+      const std::string head = fmt::format( "{}: {}{}{}", routeText( route ), answer.permitted ? "permitted" : "denied",
+                                            changes.empty() ? "" : ", with ", changes );
+      return console_.strong( head ) + '\n' + textOf( visitOf( log, policy_, references_ ) );
    }
 
-   const PolicyText & text_;
+   std::string jsonText( const TableRoute & route, const RouteAnswer & answer, const PolicyEvaluationLog & log ) const {
+      std::string text =
+         fmt::format( "{{\"prefix\":\"{}\",\"verdict\":\"{}\"", route.prefix.toStrep().view(), answer.permitted ? "permit" : "deny" );
+      appendJsonAttributes( text, route );
+      if( answer.permitted ) appendJsonChanges( text, route, answer.result );
+      return text + fmt::format( ",\"{}\":{}}}\n", log.policyType(), jsonTextOf( log ) );
+   }
+   // The library's own form shows compiled sequences.
+   std::string jsonTextOf( const PolicyEvaluationLog & log ) const {
+      if( policy_.dialect == Dialect::frr ) return Agent::jsonText( jsonOf( visitOf( log, policy_, references_ ) ) );
+      Gloss::RendererV2 members;
+      log.toJson( &members );
+      return fmt::format( "{{{}}}", validUtf8( members.text() ) );
+   }
+
+   const PolicyText & policy_;
    const References references_;
-   const Quoin::Ptr<const RouteMapStatusList> policy_;
+   const RouteEvaluator evaluator_;
    const bool json_;
    const Console & console_;
 };
@@ -243,7 +149,6 @@ TableRoute routeOf( const ExplainOptions & options ) {
 int explain( const ExplainOptions & options, Console & console ) {
    const TableRoute route = routeOf( options );
    const auto live = livePolicyOf( options.files, options.dialect, console, options.json );
-   routeMapOf( *live, options.routeMap );
    const Explainer explainer( *live, options, console );
    if( options.tables.empty() ) {
       console.write( explainer.answerTo( route ) );

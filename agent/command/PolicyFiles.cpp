@@ -54,10 +54,10 @@ Json jsonOfErrors( std::initializer_list<const LineLoader *> loaders ) {
    return { { "errors", std::move( errors ) } };
 }
 
-std::string reasonOf( HeldBackBy cause ) {
+std::string reasonOf( HeldBackBy cause, Dialect dialect ) {
    switch( cause ) {
       case HeldBackBy::cycle: return "its calls lead into a cycle";
-      case HeldBackBy::depth: return fmt::format( "its calls go deeper than {}", kDeepestCalls );
+      case HeldBackBy::depth: return fmt::format( "its calls go deeper than {}", deepestCalls( dialect ) );
       case HeldBackBy::number: return fmt::format( "one evaluation may make more than {} calls", kMostCalls );
    }
    return {};
@@ -124,15 +124,14 @@ void mentionSkippedLines( const PolicyText & text, Console & console ) {
                                  quantity( static_cast<uint64_t>( count ), "line" ), count == 1 ? "it looks" : "they look" ) );
 }
 
-std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Dialect dialect,
-                                                         Console & console, bool json ) {
+std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json ) {
    size_t errors = 0;
    for( const auto * loader : loaders ) errors += loader->errors().size();
    if( !reportErrors( loaders, console, json ) ) throw CommandError{ quantity( errors, "error" ) + ", nothing was applied" };
    std::vector<std::unique_ptr<LivePolicy>> policies;
    for( const auto * loader : loaders ) {
       mentionSkippedLines( loader->text(), console );
-      policies.push_back( std::make_unique<LivePolicy>( dialect ) );
+      policies.push_back( std::make_unique<LivePolicy>( loader->text().dialect ) );
       policies.back()->apply( loader->text() );
    }
    return policies;
@@ -140,15 +139,16 @@ std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<c
 
 std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Dialect dialect, Console & console, bool json ) {
    const LineLoader loader = loadFiles( files, dialect, console );
-   return std::move( livePoliciesOf( { &loader }, dialect, console, json ).front() );
+   return std::move( livePoliciesOf( { &loader }, console, json ).front() );
 }
 
 Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMapOf( const LivePolicy & policy, const std::string & name ) {
    if( auto status = policy.routeMap( name ) ) return status;
    const std::string shown = printableName( name );
-   const auto held = routeMapsHeldBack( policy.text().routeMaps );
+   const auto held = routeMapsHeldBack( policy.text().routeMaps, policy.text().dialect );
    if( const auto at = held.find( name ); at != held.end() )
-      throw CommandError{ fmt::format( "route map {} is not in force: {}; see \"routepolicy check\"", shown, reasonOf( at->second ) ) };
+      throw CommandError{ fmt::format( "route map {} is not in force: {}; see \"routepolicy check\"", shown,
+                                       reasonOf( at->second, policy.text().dialect ) ) };
    if( policy.text().routeMaps.empty() ) throw CommandError{ fmt::format( "unknown route map {}; the policy has none", shown ) };
    throw CommandError{ fmt::format( "unknown route map {}; the policy has {}", shown, allNames( policy.text() ) ) };
 }

@@ -40,8 +40,7 @@ void mentionSkippedLines( const PolicyText & text, Console & console );
 
 /// Compiles each of the loaded texts, in the order given. Errors: CommandError after the messages of reportErrors(), if any text has
 /// errors.
-std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Dialect dialect,
-                                                         Console & console, bool json );
+std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json );
 /// The policy of these files. Errors: as loadFiles() and livePoliciesOf().
 std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Dialect dialect, Console & console, bool json );
 

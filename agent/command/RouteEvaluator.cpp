@@ -5,6 +5,7 @@
 #include "live/Step.h"
 #include "policy/DecisionObserver.h"
 #include "policy/MatchedRouteMapSequences.h"
+#include "policy/RouteMapStatusList.h"
 #include "text/Printable.h"
 
 namespace Agent {
@@ -52,8 +53,7 @@ bool RouteEvaluator::addSequence( const std::string & routeMap, const std::strin
    if( !indexOf_.emplace( &sequence, index ).second ) return false;
    if( follows ) return true;
    sequences_.push_back( { routeMap, shownName, number, sequence.matchAction() == MatchPermit::permit } );
-   if( const auto step = sequence.matcher( kMatchStep ) )
-      if( const auto & status = static_cast<const StepMatcher &>( *step ).status() ) indexOfStep_.emplace( &status->text(), index );
+   if( const auto * step = stepOf( sequence ) ) indexOfStep_.emplace( step, index );
    return true;
 }
 
@@ -77,6 +77,19 @@ void RouteEvaluator::permitted( const Sequences & matched, const TableRoute & ro
       answer.result.routeIs( answer.working.route() );
       answer.result.preferenceIs( answer.working.distance() );
    }
+}
+
+Ptr<const PolicyEvaluationLog> RouteEvaluator::logOf( const TableRoute & route ) const {
+   WorkingRoute working;
+   working.routeIs( route );
+   PolicyEval eval;
+   eval.contextIs( Quoin::makeNode<PolicyEvalContext>() );
+   eval.shouldLogEvalIs( true );
+   const auto policy = Quoin::makeNode<RouteMapStatusList>();
+   policy->rmStatusIs( Routing::RouteMap::RmPrecedence::routeMapPrecedence, routeMap_ );
+   AgentResult result( route );
+   eval.eval( &working.input(), policy, &result );
+   return Quoin::dynamicPtrCast<const PolicyEvaluationLog>( eval.context()->evaluationLogDeq() );
 }
 
 }   // namespace Agent

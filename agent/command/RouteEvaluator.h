@@ -8,6 +8,7 @@
 
 #include "live/WorkingRoute.h"
 #include "policy/Policy.h"
+#include "policy/PolicyEvaluationLog.h"
 #include "text/Dialect.h"
 
 namespace Agent {
@@ -40,6 +41,8 @@ class RouteEvaluator {
 
    /// Cost: one evaluation; allocates nothing once `answer` has been used.
    void evaluate( const TableRoute & route, RouteAnswer & answer ) const;
+   /// The log of an evaluation. Not null.
+   Quoin::Ptr<const Routing::Policy::PolicyEvaluationLog> logOf( const TableRoute & route ) const;
    /// Every sequence of the route map and of its direct and indirect callees; the route maps in the order of their first call.
    const std::vector<Sequence> & sequences() const noexcept { return sequences_; }
 

@@ -10,13 +10,17 @@
 #include "command/Commands.h"
 #include "command/Json.h"
 #include "command/PolicyFiles.h"
+#include "dialect/Numbers.h"
+#include "live/Step.h"
 #include "text/Printable.h"
+#include "text/SetForms.h"
 #include "text/TextWriter.h"
 
 namespace Agent {
 
 namespace {
 
+using Routing::Policy::Matcher;
 using Routing::Policy::RouteMapSeqStatus;
 using Routing::Policy::RouteMapStatus;
 
@@ -41,9 +45,6 @@ std::string linesOf( const Thing & thing, const CommunityListText & list ) {
 }
 std::string linesOf( const Thing & thing, const AsPathListText & list ) {
    return writeAsPathList( std::string( thing.name ), list );
-}
-std::string linesOf( const Thing & thing, const RouteMapText & routeMap ) {
-   return writeRouteMap( std::string( thing.name ), routeMap );
 }
 
 Json jsonOfLines( const std::string & text ) {
@@ -102,8 +103,12 @@ struct CompiledSequence {
    std::string_view routeMap;
    const RouteMapSeqStatus & status;
    const References & references;
+   const StepText * step;   // null but for the dialect of FRR
 
-   const Reference * reference( std::optional<MatchOption> option ) const { return references.in( routeMap, status.seqno(), option ); }
+   uint32_t number() const { return operatorsNumberOf( status.seqno() ); }
+   /// The sequence at which it continues; 0 for none.
+   uint32_t continueTo() const { return status.continueSeq() ? operatorsNumberOf( status.continueSeq()->seqno() ) : 0; }
+   const Reference * reference( std::optional<MatchOption> option ) const { return references.in( routeMap, number(), option ); }
    bool isUndefined( MatchOption option ) const {
       const auto * r = reference( option );
       return r && !r->defined;
@@ -112,6 +117,22 @@ struct CompiledSequence {
       const auto * r = reference( option );
       return r && r->invert;
    }
+   // The matchers that the operator wrote.
+   template <class Do>
+   void forEachMatcher( Do && act ) const {
+      for( const auto & [ option, matcher ] : status.matcher() )
+         if( option != kMatchStep ) act( option, *matcher );
+   }
+   /// Calls `act( option, words )`.
+   template <class Do>
+   void forEachSetter( Do && act ) const {
+      for( const auto & [ option, setter ] : status.setter() ) act( stringValue( option ), wordsOf( *setter ) );
+      if( !step ) return;
+      for( const auto & clause : step->set ) act( setForm( clause.kind ).word, writeSet( clause ) );
+   }
+
+ private:
+   uint32_t operatorsNumberOf( uint32_t compiled ) const { return step ? operatorsNumber( compiled ) : compiled; }
 };
 
 void writeSequence( const CompiledSequence & sequence, Console & console ) {
@@ -119,31 +140,34 @@ void writeSequence( const CompiledSequence & sequence, Console & console ) {
    const auto part = [ & ]( std::string_view relation, const std::string & words, std::string_view more = {} ) {
       console.line( fmt::format( "!    {} {}{}", relation, printable( words, kLongestText ), more ) );
    };
-   console.line( fmt::format( "! {} {}", status.seqno(), stringValue( status.matchAction() ) ) );
-   for( const auto & [ option, matcher ] : status.matcher() )
-      part( "matches", wordsOf( *matcher ),
+   console.line( fmt::format( "! {} {}", sequence.number(), stringValue( status.matchAction() ) ) );
+   sequence.forEachMatcher( [ & ]( MatchOption option, const Matcher & matcher ) {
+      part( "matches", wordsOf( matcher ),
             fmt::format( "{}{}", sequence.isInverted( option ) ? " invert" : "", sequence.isUndefined( option ) ? " (undefined)" : "" ) );
+   } );
    if( const auto * call = sequence.reference( std::nullopt ) )
       console.line( fmt::format( "!    {}{}", clauseTextOf( *call ), call->defined ? "" : " (undefined)" ) );
-   for( const auto & [ option, setter ] : status.setter() ) part( "sets", wordsOf( *setter ) );
-   if( status.continueSeq() ) part( "continues to", std::to_string( status.continueSeq()->seqno() ) );
+   sequence.forEachSetter( [ & ]( std::string_view, const std::string & words ) { part( "sets", words ); } );
+   if( const uint32_t target = sequence.continueTo(); target != 0 ) part( "continues to", std::to_string( target ) );
 }
 
 Json jsonOfSequence( const CompiledSequence & sequence ) {
    const auto & status = sequence.status;
-   Json json = { { "number", status.seqno() }, { "action", stringValue( status.matchAction() ) } };
+   Json json = { { "number", sequence.number() }, { "action", stringValue( status.matchAction() ) } };
    json[ "matchers" ] = Json::array();
-   for( const auto & [ option, matcher ] : status.matcher() )
+   sequence.forEachMatcher( [ & ]( MatchOption option, const Matcher & matcher ) {
       json[ "matchers" ].push_back( { { "option", stringValue( option ) },
-                                      { "text", wordsOf( *matcher ) },
+                                      { "text", wordsOf( matcher ) },
                                       { "invert", sequence.isInverted( option ) },
                                       { "undefined", sequence.isUndefined( option ) } } );
+   } );
    json[ "setters" ] = Json::array();
-   for( const auto & [ option, setter ] : status.setter() )
-      json[ "setters" ].push_back( { { "option", stringValue( option ) }, { "text", wordsOf( *setter ) } } );
+   sequence.forEachSetter( [ & ]( std::string_view option, const std::string & words ) {
+      json[ "setters" ].push_back( { { "option", option }, { "text", words } } );
+   } );
    if( const auto * call = sequence.reference( std::nullopt ) )
       json[ "call" ] = { { "routeMap", call->to.name }, { "invert", call->invert }, { "undefined", !call->defined } };
-   if( status.continueSeq() ) json[ "continue" ] = status.continueSeq()->seqno();
+   if( const uint32_t target = sequence.continueTo(); target != 0 ) json[ "continue" ] = target;
    return json;
 }
 
@@ -236,8 +260,16 @@ class Show {
    template <class Text>
    void write( const Thing & thing, const Text & text ) {
       if( !first_ ) console_.line( "" );
-      console_.write( linesOf( thing, text ) );
+      console_.write( lines( thing, text ) );
       writeCompiled( thing, text );
+   }
+
+   template <class Text>
+   std::string lines( const Thing & thing, const Text & text ) const {
+      return linesOf( thing, text );
+   }
+   std::string lines( const Thing & thing, const RouteMapText & routeMap ) const {
+      return writeRouteMap( std::string( thing.name ), routeMap, policy_.text().dialect );
    }
 
    template <class Text>
@@ -254,7 +286,7 @@ class Show {
       const auto features = status->features().toStrep();
       console_.line( fmt::format( "! compiled; reads {}; {}; {}", features.empty() ? "no features" : features.view(),
                                   undefined_.textOf( thing.name ), usersText( thing, references_ ) ) );
-      for( const auto & [ number, sequence ] : status->seqStatus() ) writeSequence( { thing.name, *sequence, references_ }, console_ );
+      forEachSequence( thing.name, *status, [ & ]( const CompiledSequence & sequence ) { writeSequence( sequence, console_ ); } );
    }
 
    template <class Text>
@@ -263,7 +295,7 @@ class Show {
       addCompiled( json, thing, text );
       json[ "usedBy" ] = jsonOfUsers( thing, references_ );
       json[ "applied" ] = references_.applicationsOf( thing ).size();
-      json[ "text" ] = jsonOfLines( linesOf( thing, text ) );
+      json[ "text" ] = jsonOfLines( lines( thing, text ) );
       return json;
    }
    template <class Text>
@@ -283,8 +315,16 @@ class Show {
          json[ "undefined" ].push_back( { { "kind", nameOf( to.kind ) }, { "name", to.name } } );
       if( !status ) return;
       json[ "sequences" ] = Json::array();
-      for( const auto & [ number, sequence ] : status->seqStatus() )
-         json[ "sequences" ].push_back( jsonOfSequence( { thing.name, *sequence, references_ } ) );
+      forEachSequence( thing.name, *status,
+                       [ & ]( const CompiledSequence & sequence ) { json[ "sequences" ].push_back( jsonOfSequence( sequence ) ); } );
+   }
+
+   // Of the operator's sequences.
+   template <class Do>
+   void forEachSequence( std::string_view routeMap, const RouteMapStatus & status, Do && act ) const {
+      const bool isFrr = policy_.text().dialect == Dialect::frr;
+      for( const auto & [ compiled, sequence ] : status.seqStatus() )
+         if( !isFrr || isOperatorsSequence( compiled ) ) act( CompiledSequence{ routeMap, *sequence, references_, stepOf( *sequence ) } );
    }
 
    const LivePolicy & policy_;

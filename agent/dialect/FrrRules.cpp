@@ -74,9 +74,7 @@ class Compilation {
       return to;
    }
 
-   static void stepIs( SequenceText & sequence, std::string_view step ) {
-      sequence.match[ kMatchStep ].name = step;
-   }
+   static void stepIs( SequenceText & sequence, std::string_view step ) { sequence.match[ kMatchStep ].name = step; }
 
    static SequenceText denial( std::string_view step ) {
       SequenceText sequence;

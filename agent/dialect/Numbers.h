@@ -21,6 +21,10 @@ constexpr uint32_t compiledNumber( uint32_t number ) noexcept {
 constexpr uint32_t afterCallNumber( uint32_t number ) noexcept {
    return 4 * number + 1;
 }
+/// Whether a compiled sequence stands for the operator's sequence itself: not for its call, and not for the end.
+constexpr bool isOperatorsSequence( uint32_t compiled ) noexcept {
+   return compiled != kFence && compiled % 4 == 0;
+}
 /// The operator's sequence that a compiled sequence serves; 0 for the fence.
 constexpr uint32_t operatorsNumber( uint32_t compiled ) noexcept {
    return compiled == kFence ? 0 : compiled / 4;

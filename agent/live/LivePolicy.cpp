@@ -6,6 +6,7 @@
 #include "dialect/FrrRules.h"
 #include "live/ListsInForce.h"
 #include "live/RouteMapsInForce.h"
+#include "substrate/quoin/Assert.h"
 
 namespace Agent {
 
@@ -16,10 +17,11 @@ using namespace Routing::Policy;
 
 class LivePolicy::Impl {
  public:
-   explicit Impl( Dialect dialect ) : dialect_( dialect ) {}
+   explicit Impl( Dialect dialect ) : dialect_( dialect ) { text_.dialect = dialect; }
 
    // Nothing is published before all edits are written and the access lists are compiled, so that each route map is published once.
    ApplyReport apply( PolicyText text ) {
+      QUOIN_ASSERT( text.dialect == dialect_, "a policy in the dialect of the policy in force" );
       const auto start = std::chrono::steady_clock::now();
       ApplyReport report;
       {
@@ -43,7 +45,6 @@ class LivePolicy::Impl {
       return report;
    }
 
-   Dialect dialect() const noexcept { return dialect_; }
    const PolicyText & text() const noexcept { return text_; }
    Ptr<PolicyRoot> root() const noexcept { return root_; }
    Ptr<const RouteMapStatus> routeMap( const std::string & name ) const { return routeMaps_.status( name ); }
@@ -74,24 +75,12 @@ ApplyReport LivePolicy::apply( PolicyText text ) {
    return impl_->apply( std::move( text ) );
 }
 
-Dialect LivePolicy::dialect() const noexcept {
-   return impl_->dialect();
-}
-
 const PolicyText & LivePolicy::text() const noexcept {
    return impl_->text();
 }
 
 Ptr<const RouteMapStatus> LivePolicy::routeMap( const std::string & name ) const {
    return impl_->routeMap( name );
-}
-
-Ptr<const RouteMapStatusList> LivePolicy::policy( const std::string & name ) const {
-   const auto status = impl_->routeMap( name );
-   if( !status ) return nullptr;
-   const auto list = makeNode<RouteMapStatusList>();
-   list->rmStatusIs( Routing::RouteMap::RmPrecedence::routeMapPrecedence, status );
-   return list;
 }
 
 std::vector<std::string> LivePolicy::verify() const {

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "compile/PolicyRoot.h"
-#include "policy/RouteMapStatusList.h"
 #include "text/Dialect.h"
 #include "text/PolicyText.h"
 
@@ -31,17 +30,14 @@ class LivePolicy {
    LivePolicy & operator=( const LivePolicy & ) = delete;
 
    /// Turns the difference between the text in force and this one into edits of the live configuration, and runs the tasks until none is
-   /// pending. `text` must be free of errors. Cost: comparing both texts, compiling each differing sequence and list whole, and a walk over
-   /// all calls.
+   /// pending. `text` must be free of errors, and in the dialect of this policy. Cost: comparing both texts, compiling each differing
+   /// sequence and list whole, and a walk over all calls.
    ApplyReport apply( PolicyText text );
-   Dialect dialect() const noexcept;
    /// The text in force.
    const PolicyText & text() const noexcept;
 
    /// The compiled route map, for evaluation; null if it is undefined or held back (analysis/HeldBack.h).
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMap( const std::string & name ) const;
-   /// A list with only that route map; null as above.
-   Quoin::Ptr<const Routing::Policy::RouteMapStatusList> policy( const std::string & name ) const;
    /// Compares the route maps in force with the live configuration. Returns one line for each difference; none is expected.
    std::vector<std::string> verify() const;
    /// The directory of the symbols of all lists and route maps.

@@ -94,14 +94,15 @@ class SequenceEdit {
 }   // namespace
 
 RouteMapsInForce::RouteMapsInForce( const Ptr<AgentRoot> & root, const Ptr<Zeugma::TaskScheduler> & scheduler, Dialect dialect )
-      : config_( makeNode<Config>() ),
+      : dialect_( dialect ),
+        config_( makeNode<Config>() ),
         setters_( makeNode<SetterTable>() ),
         root_( root ),
         machine_( compileRouteMaps( config_, setters_, root, scheduler, dialect ) ) {}
 
 size_t RouteMapsInForce::apply( const RouteMaps & before, const RouteMaps & after ) {
    static const RouteMapText kNone;
-   const auto heldBefore = std::exchange( heldBack_, routeMapsHeldBack( after ) );
+   const auto heldBefore = std::exchange( heldBack_, routeMapsHeldBack( after, dialect_ ) );
    size_t edits = 0;
    forEachPair( before, after, [ & ]( const std::string & name, const RouteMapText * was, const RouteMapText * is ) {
       if( heldBefore.contains( name ) ) was = nullptr;

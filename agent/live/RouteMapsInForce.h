@@ -41,6 +41,7 @@ class RouteMapsInForce {
    size_t routeMapDel( const std::string & name );
    size_t routeMapIs( const std::string & name, const RouteMapText & was, const RouteMapText & is );
 
+   const Dialect dialect_;
    Quoin::Ptr<Routing::RouteMap::Config> config_;
    Quoin::Ptr<Routing::Policy::SetterTable> setters_;
    Quoin::Ptr<AgentRoot> root_;

@@ -50,4 +50,11 @@ class StepMatcher final : public Matcher {
    Quoin::Ptr<const Step> step_;   // null while it is undefined
 };
 
+/// The step of a compiled sequence; null for none. It lives as long as the sequence.
+inline const StepText * stepOf( const Routing::Policy::RouteMapSeqStatus & sequence ) {
+   const auto matcher = sequence.matcher( kMatchStep );
+   const auto step = matcher ? static_cast<const StepMatcher &>( *matcher ).status() : nullptr;
+   return step ? &step->text() : nullptr;
+}
+
 }   // namespace Agent

@@ -44,8 +44,7 @@ _routepolicy_names() {
 
 # The options of the command $1 that begin with $2.
 _routepolicy_options() {
-   local options=(--json -h --help)
-   [[ $1 == @(check|eval|explain|diff|watch|show) ]] && options+=(--dialect)
+   local options=(--dialect --json -h --help)
    case $1 in
       eval) options+=(-m --route-map -i --in --max-input --threads --summary --timing) ;;
       explain)

@@ -40,7 +40,7 @@ uint64_t secondHash( std::string_view bytes ) noexcept {
 /// after it. An indented line outside of any stanza is read like any other.
 class LineLoader::Reader {
  public:
-   explicit Reader( Dialect dialect ) : dialect_( dialect ) {}
+   explicit Reader( Dialect dialect ) { text.dialect = dialect; }
    void load( const std::string & file, std::string_view bytes );
 
    PolicyText text;
@@ -54,7 +54,6 @@ class LineLoader::Reader {
    void skip( const LineCursor & line, bool endsSequence );
    void doubt( const LineCursor & line, bool endsSequence );
 
-   const Dialect dialect_;
    Doubts doubts_{ text.doubts };
    ListLines lists_{ text, doubts_ };
    RouteMapLines routeMaps_{ text.routeMaps, doubts_ };
@@ -91,7 +90,7 @@ void LineLoader::Reader::startFile( const std::string & file ) {
 }
 
 void LineLoader::Reader::readLine( std::string_view bytes ) {
-   LineCursor line( bytes, file_, ++number_, dialect_ );
+   LineCursor line( bytes, file_, ++number_, text.dialect );
    if( line.atEnd() || line.peek().text.front() == '!' || line.peek().text.front() == '#' ) return;
    hasLines_ = true;
    try {

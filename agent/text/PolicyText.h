@@ -19,6 +19,7 @@
 #include "substrate/ferule/FullMask.h"
 #include "substrate/ferule/IpPrefix.h"
 #include "substrate/routemap/Options.h"
+#include "text/Dialect.h"
 #include "text/Place.h"
 
 namespace Agent {
@@ -161,6 +162,12 @@ struct SequenceText {
    friend bool operator==( const SequenceText &, const SequenceText & ) = default;
 };
 
+/// The call that the rules of the dialect follow; null for none. FRR ignores the call of a deny.
+inline const CallClause * followedCall( const SequenceText & sequence, Dialect dialect ) noexcept {
+   const bool isIgnored = dialect == Dialect::frr && sequence.action == MatchPermit::deny;
+   return sequence.call && !isIgnored ? &*sequence.call : nullptr;
+}
+
 struct RouteMapText {
    std::map<uint32_t, SequenceText> sequences;   // by number
    Place place;
@@ -210,6 +217,8 @@ struct PolicyText {
    ByName<CommunityListText> communityLists;
    ByName<AsPathListText> asPathLists;
    ByName<RouteMapText> routeMaps;
+
+   Dialect dialect = Dialect::native;   // whose rules the lines follow; not compared
 
    // About the files; not compared.
    std::vector<std::string> files;          // the files read, for places; one name for each text

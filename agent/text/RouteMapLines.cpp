@@ -31,8 +31,8 @@ std::optional<Clause> edit( std::optional<Clause> & slot, LineCursor & line, boo
 }
 
 // The text of the only clause of a sequence: "match tag 5".
-std::string onlyClause( const SequenceText & sequence ) {
-   const std::string lines = writeSequence( {}, 1, sequence );
+std::string onlyClause( const SequenceText & sequence, Dialect dialect ) {
+   const std::string lines = writeSequence( {}, 1, sequence, dialect );
    const size_t start = lines.find( '\n' ) + 2;   // after the line of the sequence and a blank
    return lines.substr( start, lines.size() - 1 - start );
 }
@@ -204,12 +204,13 @@ bool RouteMapLines::readClause( LineCursor & line ) {
 }
 
 template <class Clause, class Put>
-void RouteMapLines::noteReplaced( const Clause & was, const Place & before, const Clause & is, const Place & now, Put put ) {
+void RouteMapLines::noteReplaced( Dialect dialect, const Clause & was, const Place & before, const Clause & is, const Place & now,
+                                  Put put ) {
    if( sequence_ == &lost_ || !Doubts::isReplaced( before, now ) ) return;
    const auto text = [ & ]( const Clause & clause ) {
       SequenceText alone;
       put( alone, clause );
-      return onlyClause( alone );
+      return onlyClause( alone, dialect );
    };
    doubts_.replaced( fmt::format( "{} {}", name_, number_ ), text( was ), before, text( is ), now );
 }
@@ -233,7 +234,7 @@ void RouteMapLines::readMatch( LineCursor & line, bool no ) {
    if( at != sequence_->match.end() ) clause = at->second;
    const auto was = edit( clause, line, no, [ & ]( LineCursor & l ) { return takeMatchOperand( l, form ); } );
    if( was )
-      noteReplaced( *was, was->place, *clause, clause->place,
+      noteReplaced( line.dialect(), *was, was->place, *clause, clause->place,
                     [ & ]( SequenceText & alone, const MatchClause & c ) { alone.match.emplace( form.option, c ); } );
    if( clause )
       sequence_->match.insert_or_assign( form.option, std::move( *clause ) );
@@ -255,7 +256,8 @@ void RouteMapLines::readSet( LineCursor & line, bool no ) {
       return said;
    } );
    if( was )
-      noteReplaced( *was, was->place, *clause, clause->place, []( SequenceText & alone, const SetClause & c ) { alone.set.put( c ); } );
+      noteReplaced( line.dialect(), *was, was->place, *clause, clause->place,
+                    []( SequenceText & alone, const SetClause & c ) { alone.set.put( c ); } );
    if( clause )
       set.put( std::move( *clause ) );
    else
@@ -268,7 +270,9 @@ void RouteMapLines::readCall( LineCursor & line, bool no ) {
       const Token name = l.take( "the name of a route map" );
       return CallClause{ std::string( name.text ), l.takeWords( "invert" ), l.place( name ) };
    } );
-   if( was ) noteReplaced( *was, was->place, *call, call->place, []( SequenceText & alone, const CallClause & c ) { alone.call = c; } );
+   if( was )
+      noteReplaced( line.dialect(), *was, was->place, *call, call->place,
+                    []( SequenceText & alone, const CallClause & c ) { alone.call = c; } );
 }
 
 ContinueClause RouteMapLines::takeTarget( LineCursor & line ) const {
@@ -283,7 +287,8 @@ template <class Read>
 void RouteMapLines::editContinue( LineCursor & line, bool no, Read read ) {
    auto & to = sequence_->continueTo;
    if( const auto was = edit( to, line, no, read ) )
-      noteReplaced( *was, was->place, *to, to->place, []( SequenceText & alone, const ContinueClause & c ) { alone.continueTo = c; } );
+      noteReplaced( line.dialect(), *was, was->place, *to, to->place,
+                    []( SequenceText & alone, const ContinueClause & c ) { alone.continueTo = c; } );
 }
 
 void RouteMapLines::readContinue( LineCursor & line, bool no ) {

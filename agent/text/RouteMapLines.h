@@ -51,7 +51,7 @@ class RouteMapLines {
    /// Records a doubt if the open sequence had another clause from an earlier line of this file. `put` puts a clause into an otherwise
    /// empty sequence.
    template <class Clause, class Put>
-   void noteReplaced( const Clause & was, const Place & before, const Clause & is, const Place & now, Put put );
+   void noteReplaced( Dialect dialect, const Clause & was, const Place & before, const Clause & is, const Place & now, Put put );
 
    std::map<std::string, RouteMapText> & maps_;
    Doubts & doubts_;

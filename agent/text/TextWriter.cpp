@@ -21,6 +21,7 @@ constexpr size_t kTagsPerLine = 16;
 /// Collects the lines.
 class Lines {
  public:
+   explicit Lines( Dialect dialect = Dialect::native ) : dialect_( dialect ) {}
    template <class... Args>
    void write( fmt::format_string<Args...> format, const Args &... args ) {
       fmt::vformat_to( std::back_inserter( text_ ), fmt::string_view( format ), fmt::make_format_args( args... ) );
@@ -49,7 +50,9 @@ class Lines {
    void accessLine( const AccessListLine & line );
    void match( MatchOption option, const MatchClause & clause );
    void set( const SetClauses & set );
+   void continueTo( uint32_t target );
 
+   const Dialect dialect_;
    std::string text_;
 };
 
@@ -121,10 +124,13 @@ void Lines::match( MatchOption option, const MatchClause & clause ) {
 }
 
 void Lines::set( const SetClauses & set ) {
-   for( const auto & clause : set ) {
-      const SetForm & form = setForm( clause.kind );
-      write( " set {} {}\n", form.word, form.text( clause ) );
-   }
+   for( const auto & clause : set ) write( " set {}\n", writeSet( clause ) );
+}
+
+void Lines::continueTo( uint32_t target ) {
+   const bool isFrr = dialect_ == Dialect::frr;
+   if( target == 0 ) return write( " {}\n", isFrr ? "on-match next" : "continue" );
+   write( " {} {}\n", isFrr ? "on-match goto" : "continue", target );
 }
 
 void Lines::sequence( const std::string & name, uint32_t number, const SequenceText & sequence ) {
@@ -133,11 +139,7 @@ void Lines::sequence( const std::string & name, uint32_t number, const SequenceT
    for( const auto & [ option, clause ] : sequence.match ) match( option, clause );
    set( sequence.set );
    if( sequence.call ) write( " call {}{}\n", sequence.call->name, sequence.call->invert ? " invert" : "" );
-   if( !sequence.continueTo ) return;
-   if( sequence.continueTo->target == 0 )
-      write( " continue\n" );
-   else
-      write( " continue {}\n", sequence.continueTo->target );
+   if( sequence.continueTo ) continueTo( sequence.continueTo->target );
 }
 
 void Lines::routeMap( const std::string & name, const RouteMapText & map ) {
@@ -146,8 +148,8 @@ void Lines::routeMap( const std::string & name, const RouteMapText & map ) {
 
 // The lines that `write` produces.
 template <class Write>
-std::string linesOf( Write write ) {
-   Lines lines;
+std::string linesOf( Write write, Dialect dialect = Dialect::native ) {
+   Lines lines( dialect );
    write( lines );
    return lines.take();
 }
@@ -155,16 +157,18 @@ std::string linesOf( Write write ) {
 }   // namespace
 
 std::string writeText( const PolicyText & text ) {
-   return linesOf( [ & ]( Lines & lines ) {
-      for( const auto & [ name, list ] : text.ipv4PrefixLists ) lines.prefixList( AddressFamily::ipv4, name, list );
-      for( const auto & [ name, list ] : text.ipv6PrefixLists ) lines.prefixList( AddressFamily::ipv6, name, list );
-      for( const auto & [ name, list ] : text.ipv4AccessLists ) lines.accessList( AddressFamily::ipv4, name, list );
-      for( const auto & [ name, list ] : text.ipv6AccessLists ) lines.accessList( AddressFamily::ipv6, name, list );
-      for( const auto & [ name, set ] : text.tagSets ) lines.tagSet( name, set );
-      for( const auto & [ name, list ] : text.communityLists ) lines.communityList( name, list );
-      for( const auto & [ name, list ] : text.asPathLists ) lines.asPathList( name, list );
-      for( const auto & [ name, map ] : text.routeMaps ) lines.routeMap( name, map );
-   } );
+   return linesOf(
+      [ & ]( Lines & lines ) {
+         for( const auto & [ name, list ] : text.ipv4PrefixLists ) lines.prefixList( AddressFamily::ipv4, name, list );
+         for( const auto & [ name, list ] : text.ipv6PrefixLists ) lines.prefixList( AddressFamily::ipv6, name, list );
+         for( const auto & [ name, list ] : text.ipv4AccessLists ) lines.accessList( AddressFamily::ipv4, name, list );
+         for( const auto & [ name, list ] : text.ipv6AccessLists ) lines.accessList( AddressFamily::ipv6, name, list );
+         for( const auto & [ name, set ] : text.tagSets ) lines.tagSet( name, set );
+         for( const auto & [ name, list ] : text.communityLists ) lines.communityList( name, list );
+         for( const auto & [ name, list ] : text.asPathLists ) lines.asPathList( name, list );
+         for( const auto & [ name, map ] : text.routeMaps ) lines.routeMap( name, map );
+      },
+      text.dialect );
 }
 
 std::string writePrefixList( AddressFamily af, const std::string & name, const PrefixListText & list ) {
@@ -182,8 +186,8 @@ std::string writeCommunityList( const std::string & name, const CommunityListTex
 std::string writeAsPathList( const std::string & name, const AsPathListText & list ) {
    return linesOf( [ & ]( Lines & lines ) { lines.asPathList( name, list ); } );
 }
-std::string writeRouteMap( const std::string & name, const RouteMapText & map ) {
-   return linesOf( [ & ]( Lines & lines ) { lines.routeMap( name, map ); } );
+std::string writeRouteMap( const std::string & name, const RouteMapText & map, Dialect dialect ) {
+   return linesOf( [ & ]( Lines & lines ) { lines.routeMap( name, map ); }, dialect );
 }
 std::string writeMatch( MatchOption option, const MatchClause & clause ) {
    const MatchForm * const form = matchForm( option );
@@ -203,8 +207,13 @@ std::string writeMatch( MatchOption option, const MatchClause & clause ) {
    return line( clause.name );
 }
 
-std::string writeSequence( const std::string & name, uint32_t number, const SequenceText & sequence ) {
-   return linesOf( [ & ]( Lines & lines ) { lines.sequence( name, number, sequence ); } );
+std::string writeSet( const SetClause & clause ) {
+   const SetForm & form = setForm( clause.kind );
+   return fmt::format( "{} {}", form.word, form.text( clause ) );
+}
+
+std::string writeSequence( const std::string & name, uint32_t number, const SequenceText & sequence, Dialect dialect ) {
+   return linesOf( [ & ]( Lines & lines ) { lines.sequence( name, number, sequence ); }, dialect );
 }
 
 }   // namespace Agent

@@ -19,9 +19,11 @@ std::string writeAccessList( AddressFamily af, const std::string & name, const A
 std::string writeTagSet( const std::string & name, const TagSetText & set );
 std::string writeCommunityList( const std::string & name, const CommunityListText & list );
 std::string writeAsPathList( const std::string & name, const AsPathListText & list );
-std::string writeRouteMap( const std::string & name, const RouteMapText & map );
+std::string writeRouteMap( const std::string & name, const RouteMapText & map, Dialect dialect );
 /// Without a line end: "match tag 64500". Empty for an option that has no form.
 std::string writeMatch( MatchOption option, const MatchClause & clause );
-std::string writeSequence( const std::string & name, uint32_t number, const SequenceText & sequence );
+/// Without "set" and a line end: "metric 5".
+std::string writeSet( const SetClause & clause );
+std::string writeSequence( const std::string & name, uint32_t number, const SequenceText & sequence, Dialect dialect );
 
 }   // namespace Agent

@@ -128,7 +128,7 @@ RC_GTEST_PROP( Analysis, withTheirCallersAreAllThatIsHeldBackButForRings, () ) {
       }
    const auto text = textOf( policy );
    const References references( text );
-   const auto held = routeMapsHeldBack( text.routeMaps );
+   const auto held = routeMapsHeldBack( text.routeMaps, text.dialect );
    std::vector<std::string_view> next;
    for( const auto & f : findingsOf( text, references ) )
       if( f.kind == Finding::Kind::tooDeep || f.kind == Finding::Kind::tooManyCalls ) {

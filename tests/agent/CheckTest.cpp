@@ -18,6 +18,7 @@ constexpr char kGood[] = "hostname edge\n"
                          "route-map CUSTOMERS permit 10\n"
                          " match ip address prefix-list CUST\n"
                          "route-map EDGE-IN permit 10\n"
+                         " match tag 5\n"
                          " call CUSTOMERS\n"
                          "route-map EDGE-IN deny 20\n";
 constexpr char kCyclic[] = "route-map A permit 10\n call B\nroute-map B permit 20\n call A\nroute-map C permit 1\n match tag 5\n";
@@ -39,7 +40,7 @@ TEST( Check, jsonHasAllOfIt ) {
    const auto good = checked( kGood, true );
    EXPECT_EQ( good.status, kExitOk );
    EXPECT_EQ( nlohmann::json::parse( good.out ), nlohmann::json::parse( R"( {
-      "files": [ "FILE" ], "lines": 8, "skippedStanzas": 1,
+      "files": [ "FILE" ], "lines": 9, "skippedStanzas": 1,
       "counts": [ { "kind": "ip prefix-list", "count": 1, "parts": 2 }, { "kind": "route-map", "count": 2, "parts": 3 } ],
       "routeMaps": [
          { "name": "CUSTOMERS", "sequences": [ 10 ], "root": false, "applied": 0, "inForce": true, "features": "matchPrefixDependent" },

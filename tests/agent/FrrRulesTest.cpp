@@ -103,6 +103,8 @@ TEST( FrrRules, answersAsTheDaemon ) {
 
 // Takes away what only the native dialect has, and the wildcards that no prefix has.
 PolicyText inDialectOfFrr( PolicyText text ) {
+   text.dialect = Dialect::frr;
+   text.tagSets.clear();
    for( auto & [ name, list ] : text.ipv4AccessLists )
       std::erase_if( list.lines, []( const auto & line ) {
          const auto & source = line.second.source;

@@ -24,7 +24,7 @@ PolicyText::ByName<RouteMapText> routeMaps( const Calls & calls ) {
 
 std::set<std::string> heldBy( HeldBackBy cause, const PolicyText::ByName<RouteMapText> & maps ) {
    std::set<std::string> names;
-   for( const auto & [ name, by ] : routeMapsHeldBack( maps ) )
+   for( const auto & [ name, by ] : routeMapsHeldBack( maps, Dialect::native ) )
       if( by == cause ) names.insert( name );
    return names;
 }
@@ -57,7 +57,7 @@ TEST( HeldBack, callsMayNestAThousandDeep ) {
    calls.emplace_back( "M0", "M1001" );   // a short way besides the long one
    calls.emplace_back( "CALLER", "M0" );
    calls.emplace_back( "CALLER-OF-FEW", "M500" );
-   EXPECT_THAT( routeMapsHeldBack( routeMaps( calls ) ),
+   EXPECT_THAT( routeMapsHeldBack( routeMaps( calls ), Dialect::native ),
                 testing::ElementsAre( testing::Pair( "CALLER", HeldBackBy::depth ), testing::Pair( "M0", HeldBackBy::depth ),
                                       testing::Pair( "M1", HeldBackBy::depth ) ) );
 }
@@ -74,25 +74,26 @@ Calls layers( int count, int width ) {
 
 TEST( HeldBack, anEvaluationMayComeToAHundredThousandCalls ) {
    // 10 + 100 + 1,000 + 10,000 calls; ten times as many, and ten, from M0 on.
-   EXPECT_THAT( routeMapsHeldBack( routeMaps( layers( 4, 10 ) ) ), testing::IsEmpty() );
-   EXPECT_THAT( routeMapsHeldBack( routeMaps( layers( 5, 10 ) ) ), testing::ElementsAre( testing::Pair( "M0", HeldBackBy::number ) ) );
+   EXPECT_THAT( routeMapsHeldBack( routeMaps( layers( 4, 10 ) ), Dialect::native ), testing::IsEmpty() );
+   EXPECT_THAT( routeMapsHeldBack( routeMaps( layers( 5, 10 ) ), Dialect::native ),
+                testing::ElementsAre( testing::Pair( "M0", HeldBackBy::number ) ) );
 
    // Just as many as may be: 11,110 below M0, nine times and once more for M0 itself each, and one.
    Calls calls = layers( 4, 10 );
    calls.insert( calls.end(), 9, { "MOST", "M0" } );
    calls.emplace_back( "LEAF", "" );
    calls.insert( calls.end(), 100'000 - 9 * 11'111, { "MOST", "LEAF" } );
-   EXPECT_THAT( routeMapsHeldBack( routeMaps( calls ) ), testing::IsEmpty() );
+   EXPECT_THAT( routeMapsHeldBack( routeMaps( calls ), Dialect::native ), testing::IsEmpty() );
    calls.emplace_back( "MOST", "MISSING" );   // which counts for nothing
-   EXPECT_THAT( routeMapsHeldBack( routeMaps( calls ) ), testing::IsEmpty() );
+   EXPECT_THAT( routeMapsHeldBack( routeMaps( calls ), Dialect::native ), testing::IsEmpty() );
    calls.emplace_back( "MOST", "LEAF" );
    calls.emplace_back( "CALLER", "MOST" );
-   EXPECT_THAT( routeMapsHeldBack( routeMaps( calls ) ),
+   EXPECT_THAT( routeMapsHeldBack( routeMaps( calls ), Dialect::native ),
                 testing::ElementsAre( testing::Pair( "CALLER", HeldBackBy::number ), testing::Pair( "MOST", HeldBackBy::number ) ) );
 }
 
 TEST( HeldBack, numbersBeyondAnyAreCounted ) {
-   const auto held = routeMapsHeldBack( routeMaps( layers( 900, 3 ) ) );   // 3 to the power of 900
+   const auto held = routeMapsHeldBack( routeMaps( layers( 900, 3 ) ), Dialect::native );   // 3 to the power of 900
    EXPECT_EQ( held.size(), 890u );
    EXPECT_EQ( held.at( "M889" ), HeldBackBy::number );
    EXPECT_FALSE( held.contains( "M890" ) );   // 3 + 9 + ... + 3 to the power of 10
@@ -114,7 +115,7 @@ TEST( HeldBack, chainsMayBeLong ) {
    EXPECT_EQ( heldBy( HeldBackBy::depth, maps ).size(), 100'000 - 1'001u );   // M100000 is not there: M99999 calls nobody
    maps[ "M100000" ].sequences[ 10 ] = calling( kPermit, "M50000" );
    EXPECT_EQ( heldBy( HeldBackBy::cycle, maps ).size(), 100'001u );   // those behind M50000 lie on it, those before lead to it
-   EXPECT_EQ( routeMapsHeldBack( maps ).size(), 100'001u );
+   EXPECT_EQ( routeMapsHeldBack( maps, Dialect::native ).size(), 100'001u );
 }
 
 }   // namespace

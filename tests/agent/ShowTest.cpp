@@ -12,11 +12,13 @@ namespace {
 using nlohmann::json;
 
 CommandOutput shown( std::string_view policy, std::optional<std::string> name = std::nullopt, bool asJson = false ) {
-   return outputOf( policy, [ & ]( const std::string & file, Console & console ) { return show( { { file }, name, asJson }, console ); } );
+   return outputOf( policy, [ & ]( const std::string & file, Console & console ) {
+      return show( { .files = { file }, .name = name, .json = asJson, .dialect = Dialect::native }, console );
+   } );
 }
 CommandOutput used( std::string_view policy, const std::string & name, bool asJson = false ) {
    return outputOf( policy, [ & ]( const std::string & file, Console & console ) {
-      return usedBy( { { file }, name, asJson }, console );
+      return usedBy( { .files = { file }, .name = name, .json = asJson, .dialect = Dialect::native }, console );
    } );
 }
 

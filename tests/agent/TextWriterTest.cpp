@@ -103,8 +103,8 @@ TEST( TextWriter, thingsByThemselvesAreTheLinesOfTheWhole ) {
    for( const auto & [ name, list ] : text.asPathLists ) whole += writeAsPathList( name, list );
    for( const auto & [ name, map ] : text.routeMaps ) {
       std::string sequences;
-      for( const auto & [ number, sequence ] : map.sequences ) sequences += writeSequence( name, number, sequence );
-      EXPECT_EQ( writeRouteMap( name, map ), sequences );
+      for( const auto & [ number, sequence ] : map.sequences ) sequences += writeSequence( name, number, sequence, text.dialect );
+      EXPECT_EQ( writeRouteMap( name, map, text.dialect ), sequences );
       whole += sequences;
    }
    EXPECT_EQ( whole, kCanonical );

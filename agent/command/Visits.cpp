@@ -1,0 +1,178 @@
+#include "command/Visits.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "dialect/Numbers.h"
+#include "text/Printable.h"
+#include "text/TextWriter.h"
+
+namespace Agent {
+
+namespace {
+
+using namespace Routing::Policy;
+
+constexpr size_t kLongestClause = 300;
+
+// ---- from logs to visits
+
+class Teller {
+ public:
+   Teller( const PolicyText & policy, const References & references )
+         : policy_( policy ), references_( references ), isFrr_( policy.dialect == Dialect::frr ) {}
+
+   RouteMapVisit routeMap( const PolicyEvaluationLog & log ) const {
+      RouteMapVisit visit{ std::string( log.rmStatus()->name().view() ), log.permitResult() };
+      for( const auto & [ compiled, sequence ] : log.rmStatus()->seqStatus() ) {
+         const auto visited = log.seq( compiled );
+         if( !visited || ( isFrr_ && !isOperatorsSequence( compiled ) ) ) continue;
+         visit.sequences.push_back( this->sequence( visit.routeMap, *sequence, *visited ) );
+      }
+      if( !visit.permits ) visit.end = isFrr_ ? endOf( visit.sequences ) : log.defaultDeny() ? kNoMatch : "";
+      return visit;
+   }
+
+ private:
+   static constexpr const char * kNoMatch = "no sequence matches";
+
+   // Of a denied route in the dialect of FRR.
+   static std::string endOf( const std::vector<SequenceVisit> & sequences ) {
+      const auto matches = []( const SequenceVisit & visit ) { return visit.matches; };
+      if( !sequences.empty() && matches( sequences.back() ) ) return {};
+      const auto last = std::find_if( sequences.rbegin(), sequences.rend(), matches );
+      return last == sequences.rend() ? kNoMatch : fmt::format( "{} behind {}", kNoMatch, last->number );
+   }
+
+   SequenceVisit sequence( const std::string & routeMap, const RouteMapSeqStatus & status, const SeqLog & log ) const {
+      SequenceVisit visit{ .number = operatorsNumberOf( log.seqno() ), .action = status.matchAction() };
+      const SequenceText & text = policy_.routeMaps.at( routeMap ).sequences.at( visit.number );
+      if( log.failedMatcher() != MatchOption::none ) {
+         visit.fails = clause( routeMap, visit.number, text, log.failedMatcher() );
+         return visit;
+      }
+      const auto & sub = log.subPolicyEvaluationLog();
+      if( sub ) visit.callee.push_back( this->routeMap( *sub ) );
+      const bool calleeFits = !sub || sub->permitResult() != status.subInvert();
+      visit.matches = isFrr_ || calleeFits;
+      visit.remarks = remarks( routeMap, visit, text );
+      if( isFrr_ && visit.action == MatchPermit::permit ) visit.sets = setsOf( text );
+      if( calleeFits ) setContinue( visit, text, routeMap, operatorsNumberOf( log.continueSeq() ) );
+      return visit;
+   }
+   uint32_t operatorsNumberOf( uint32_t compiled ) const { return isFrr_ ? operatorsNumber( compiled ) : compiled; }
+
+   std::string clause( const std::string & routeMap, uint32_t number, const SequenceText & text, MatchOption option ) const {
+      const auto found = text.match.find( option );
+      if( found == text.match.end() ) return stringValue( option );
+      return printable( writeMatch( option, found->second ), kLongestClause ) + missing( references_.in( routeMap, number, option ) );
+   }
+   // Says of an undefined reference that it is undefined; empty for a defined one.
+   std::string missing( const Reference * reference ) const {
+      if( !reference || reference->defined ) return {};
+      const auto other = inOtherFamily( reference->to.kind );
+      if( other && isDefined( policy_, { *other, reference->to.name } ) )
+         return fmt::format( ", which is defined for {} only", familyOf( *other ) );
+      return ", which is undefined";
+   }
+
+   std::vector<std::string> remarks( const std::string & routeMap, const SequenceVisit & visit, const SequenceText & text ) const {
+      std::vector<std::string> all;
+      for( const auto & [ option, match ] : text.match )
+         if( !missing( references_.in( routeMap, visit.number, option ) ).empty() )
+            all.push_back( clause( routeMap, visit.number, text, option ) );
+      const bool calls = text.call && !( isFrr_ && visit.action == MatchPermit::deny );
+      if( calls )
+         all.push_back( fmt::format( "it calls {}{}{}{}", printableName( text.call->name ),
+                                     missing( references_.in( routeMap, visit.number, std::nullopt ) ),
+                                     text.call->invert ? ", inverted" : "", isDenied( visit ) ? ", which denies the route" : "" ) );
+      return all;
+   }
+   bool isDenied( const SequenceVisit & visit ) const { return isFrr_ && !visit.callee.empty() && !visit.callee.front().permits; }
+
+   static std::vector<std::string> setsOf( const SequenceText & text ) {
+      std::vector<std::string> sets;
+      for( const auto & clause : text.set ) sets.push_back( printable( writeSet( clause ), kLongestClause ) );
+      return sets;
+   }
+
+   void setContinue( SequenceVisit & visit, const SequenceText & text, const std::string & routeMap, uint32_t at ) const {
+      visit.continuesAt = at;
+      if( at != 0 || !text.continueTo || visit.action == MatchPermit::deny ) return;
+      const uint32_t target = text.continueTo->target;
+      if( isFrr_ )
+         visit.ends = "as no later sequence exists";
+      else if( target != 0 && !policy_.routeMaps.at( routeMap ).sequences.contains( target ) )
+         visit.ends = fmt::format( "as sequence {} does not exist", target );
+   }
+
+   const PolicyText & policy_;
+   const References & references_;
+   const bool isFrr_;
+};
+
+// ---- from visits to text
+
+class Lines {
+ public:
+   void routeMap( const RouteMapVisit & visit, size_t depth ) {
+      line( depth,
+            fmt::format( "{} {}{}{}", printableName( visit.routeMap ), visit.permits ? "permits" : "denies", visit.end.empty() ? "" : ": ",
+                         visit.end ) );
+      for( const auto & sequence : visit.sequences ) this->sequence( sequence, depth + 1 );
+   }
+   std::string take() { return std::move( text_ ); }
+
+ private:
+   void sequence( const SequenceVisit & visit, size_t depth ) {
+      line( depth, fmt::format( "{:<5} {:<6}  {}", visit.number, stringValue( visit.action ), resultOf( visit ) ) );
+      for( const auto & callee : visit.callee ) routeMap( callee, depth + 1 );
+   }
+   static std::string resultOf( const SequenceVisit & visit ) {
+      if( !visit.fails.empty() ) return "does not hold: " + visit.fails;
+      std::string text = visit.matches ? "matches" : "does not match";
+      std::vector<std::string> parts = visit.remarks;
+      if( !visit.sets.empty() ) parts.insert( parts.begin(), "sets " + joined( visit.sets, visit.sets.size(), ", " ) );
+      for( size_t i = 0; i < parts.size(); ++i ) text += ( i == 0 ? ": " : "; " ) + parts[ i ];
+      if( visit.continuesAt != 0 ) text += fmt::format( "; continues at {}", visit.continuesAt );
+      if( !visit.ends.empty() ) text += "; ends here, " + visit.ends;
+      return text;
+   }
+   void line( size_t depth, const std::string & what ) { text_ += std::string( 3 * depth, ' ' ) + what + '\n'; }
+
+   std::string text_;
+};
+
+Json jsonOf( const SequenceVisit & visit ) {
+   Json json = { { "action", stringValue( visit.action ) }, { "result", visit.matches } };
+   if( !visit.fails.empty() ) json[ "failing" ] = visit.fails;
+   if( !visit.remarks.empty() ) json[ "remarks" ] = visit.remarks;
+   if( !visit.sets.empty() ) json[ "sets" ] = visit.sets;
+   if( !visit.callee.empty() ) json[ "subRouteMap" ] = Agent::jsonOf( visit.callee.front() );
+   json[ "continue" ] = visit.continuesAt;
+   return json;
+}
+
+}   // namespace
+
+RouteMapVisit visitOf( const PolicyEvaluationLog & log, const PolicyText & policy, const References & references ) {
+   return Teller( policy, references ).routeMap( log );
+}
+
+std::string textOf( const RouteMapVisit & visit ) {
+   Lines lines;
+   lines.routeMap( visit, 0 );
+   return lines.take();
+}
+
+Json jsonOf( const RouteMapVisit & visit ) {
+   Json json = { { "rmname", visit.routeMap }, { "seqs", Json::object() } };
+   for( const auto & sequence : visit.sequences ) json[ "seqs" ][ std::to_string( sequence.number ) ] = jsonOf( sequence );
+   json[ "result" ] = visit.permits;
+   json[ "defaultDeny" ] = !visit.end.empty();
+   return json;
+}
+
+}   // namespace Agent
