@@ -330,6 +330,8 @@ Kind kindOf( Doubt::Kind kind ) noexcept {
       case Doubt::Kind::skipped: return Kind::skipped;
       case Doubt::Kind::replaced: return Kind::replaced;
       case Doubt::Kind::netmask: return Kind::netmask;
+      case Doubt::Kind::hostBits: return Kind::hostBits;
+      case Doubt::Kind::refused: return Kind::refused;
    }
    return {};
 }
@@ -357,6 +359,8 @@ std::string_view nameOf( Kind kind ) noexcept {
       case Kind::skipped: return "skipped";
       case Kind::replaced: return "replaced";
       case Kind::netmask: return "netmask";
+      case Kind::hostBits: return "host-bits";
+      case Kind::refused: return "refused";
    }
    return {};
 }

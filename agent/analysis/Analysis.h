@@ -28,14 +28,16 @@ struct Finding {
       // The loader's doubts (text/Doubts.h):
       skipped,    // a skipped line looks like policy
       replaced,   // a line replaces an earlier line of the same file
-      netmask     // a netmask in place of a wildcard
+      netmask,    // a netmask in place of a wildcard
+      hostBits,   // one bits behind the length of a prefix
+      refused     // FRR refuses the line: it has no effect
    };
    Place place;
    Kind kind = Kind::undefined;
    std::string text;   // one line, printable
 };
 /// The name of a kind in the output: "undefined", "wrong-family", "unused", "cycle", "too-deep", "too-many-calls", "unreachable",
-/// "missing-target", "contradiction", "shadowed", "never-permits", "no-effect", "skipped", "replaced", "netmask".
+/// "missing-target", "contradiction", "shadowed", "never-permits", "no-effect", "skipped", "replaced", "netmask", "host-bits", "refused".
 std::string_view nameOf( Finding::Kind kind ) noexcept;
 
 /// All findings, ordered by place. `references` must be the references of `text`. Cost: near linear in the text, unless route maps form

@@ -19,7 +19,7 @@ class CallGraph {
  public:
    explicit CallGraph( const References & references ) {
       for( const auto & reference : references.all() ) {
-         if( reference.option || !reference.defined ) continue;
+         if( !reference.isCall() || !reference.defined ) continue;
          const Node from = nodeOf( reference.routeMap ), to = nodeOf( reference.to.name );
          auto & references_ = calls_[ { from, to } ];
          if( references_.empty() ) {

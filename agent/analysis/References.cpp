@@ -10,6 +10,7 @@
 
 #include "text/MatchForms.h"
 #include "text/Printable.h"
+#include "text/SetForms.h"
 #include "text/Spelling.h"
 
 namespace Agent {
@@ -129,7 +130,9 @@ bool isDefined( const PolicyText & text, const Application & application ) {
 
 std::string clauseTextOf( const Reference & reference ) {
    const MatchForm * const form = reference.option ? matchForm( *reference.option ) : nullptr;
-   const std::string relation = form ? fmt::format( "matches {}", form->words ) : "calls";
+   const std::string relation = form ? fmt::format( "matches {}", form->words )
+      : reference.set                ? fmt::format( "sets {}", setForm( *reference.set ).words )
+                                     : "calls";
    return fmt::format( "{} {}{}", relation, shown( reference.to.name ), reference.invert ? " invert" : "" );
 }
 
@@ -145,13 +148,20 @@ References::References( const PolicyText & text ) {
 }
 
 void References::addSequence( const PolicyText & text, std::string_view routeMap, uint32_t number, const SequenceText & sequence ) {
-   const auto add = [ & ]( std::optional<MatchOption> option, ThingKind kind, const auto & clause ) {
-      const Thing to{ kind, clause.name };
-      all_.push_back( { routeMap, number, option, clause.invert, to, isDefined( text, to ), clause.place } );
+   const auto add = [ & ]( ThingKind kind, std::string_view name, const Place & place ) -> Reference & {
+      const Thing to{ kind, name };
+      return all_.emplace_back( Reference{ routeMap, number, {}, {}, false, to, isDefined( text, to ), place } );
    };
    for( const auto & [ option, clause ] : sequence.match )
-      if( const auto kind = thingNamedBy( option, clause ) ) add( option, *kind, clause );
-   if( const auto * call = followedCall( sequence, text.dialect ) ) add( std::nullopt, ThingKind::routeMap, *call );
+      if( const auto kind = thingNamedBy( option, clause ) ) {
+         Reference & reference = add( *kind, clause.name, clause.place );
+         reference.option = option;
+         reference.invert = clause.invert;
+      }
+   for( const auto & clause : sequence.set )
+      if( const auto kind = thingNamedBy( clause ) ) add( *kind, clause.word, clause.place ).set = clause.kind;
+   if( const auto * call = followedCall( sequence, text.dialect ) )
+      add( ThingKind::routeMap, call->name, call->place ).invert = call->invert;
 }
 
 void References::addApplication( const PolicyText & text, const Application & application ) {
@@ -191,7 +201,7 @@ const Reference * References::in( std::string_view routeMap, uint32_t sequence, 
    auto at = std::lower_bound( all_.begin(), all_.end(), place( routeMap, sequence ),
                                [ & ]( const Reference & r, const auto & key ) { return place( r.routeMap, r.sequence ) < key; } );
    for( ; at != all_.end() && place( at->routeMap, at->sequence ) == place( routeMap, sequence ); ++at )
-      if( at->option == option ) return &*at;
+      if( !at->set && at->option == option ) return &*at;
    return nullptr;
 }
 

@@ -52,13 +52,15 @@ inline size_t sizeOf( const RouteMapText & routeMap ) noexcept {
 struct Reference {
    std::string_view routeMap;
    uint32_t sequence = 0;
-   std::optional<MatchOption> option;   // of the match clause; none: a call
+   std::optional<MatchOption> option;   // of a match clause
+   std::optional<SetKind> set;          // of a set clause; without either, it is a call
    bool invert = false;
    Thing to;
    bool defined = false;
    Place place;   // of the name
+   bool isCall() const noexcept { return !option && !set; }
 };
-/// "matches ip address prefix-list CUSTOMERS invert", "calls CUSTOMERS"; printable.
+/// "matches ip address prefix-list CUSTOMERS invert", "sets comm-list CUSTOMERS", "calls CUSTOMERS"; printable.
 std::string clauseTextOf( const Reference & reference );
 /// The same after its sequence: "EDGE-IN 10 calls CUSTOMERS".
 std::string textOf( const Reference & reference );
@@ -81,7 +83,7 @@ class References {
    References( const References & ) = delete;
    References & operator=( const References & ) = delete;
 
-   /// Ordered by route map and sequence; within a sequence the match clauses by option, then the call.
+   /// Ordered by route map and sequence; within a sequence the match clauses by option, the set clauses, then the call.
    std::span<const Reference> all() const noexcept { return all_; }
    /// The references to one thing, in the same order.
    std::span<const Reference * const> to( const Thing & thing ) const;

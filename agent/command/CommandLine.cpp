@@ -132,6 +132,27 @@ class CommandLine {
          ->type_name( "NAME" )
          ->transform( CLI::CheckedTransformer( kDialects ) );
    }
+   // `take` returns what is wrong with a value.
+   template <class Take>
+   static void addRepeated( CLI::App & to, const char * name, const char * type, const char * about, Take take ) {
+      const auto each = [ name, take ]( const std::vector<std::string> & values ) {
+         for( const auto & value : values )
+            if( const auto wrong = take( value ) ) throw CommandError{ fmt::format( "{} {}", name, *wrong ) };
+      };
+      to.add_option_function<std::vector<std::string>>( name, each, about )->type_name( type )->allow_extra_args( false );
+   }
+   // What the routes do not tell.
+   template <class Options>
+   static void addUntold( CLI::App & to, Options & options ) {
+      addRepeated( to, "--set-attribute", "NAME=VALUE",
+                   "An attribute for each route that lacks it: names and values as in a table of prefixes",
+                   [ &options ]( const std::string & value ) { return options.defaults.add( value ); } );
+      addRepeated( to, "--assume", "CLAUSE=match|no-match",
+                   "The answer of a match clause, such as rpki or \"rpki valid\", that a route does not answer",
+                   [ &options ]( const std::string & value ) { return options.assumptions.add( value ); } );
+      addRepeated( to, "--daemon", "NAME", "The daemon of FRR that applies the route map; default bgpd",
+                   [ &options ]( const std::string & value ) { return options.assumptions.daemonIs( value ); } );
+   }
    static void addThreads( CLI::App & to, unsigned & threads ) {
       mayNotBeEmpty( to.add_option( "--threads", threads, "Number of threads for evaluation; the output does not depend on it" ) )
          .check( CLI::Range( 1u, 256u ) );
@@ -172,6 +193,7 @@ class CommandLine {
       eval_.tables = { "-" };
       addTables( c, eval_.tables, eval_.maxInput );
       addDialect( c, eval_.dialect );
+      addUntold( c, eval_ );
       addJson( c, eval_.json );
       addThreads( c, eval_.threads );
       c.add_flag( "--summary", eval_.summary, "Print counts only: of all routes, and for each sequence" );
@@ -197,12 +219,23 @@ class CommandLine {
       addRouteMap( c, explain_.routeMap ).required();
       addTables( c, explain_.tables, explain_.maxInput );
       addDialect( c, explain_.dialect );
+      addUntold( c, explain_ );
       addJson( c, explain_.json );
-      constexpr std::pair<const char *, const char *> fields[] = { { "next-hop", "ADDRESS" },     { "tag", "NUMBER" },
-                                                                   { "metric", "NUMBER" },        { "protocol", "NAME" },
-                                                                   { "interface", "NAME" },       { "local-preference", "NUMBER" },
-                                                                   { "community", "AS:N,AS:N" },  { "ospf-instance", "NUMBER" },
-                                                                   { "isis-instance", "NUMBER" }, { "as-path", "\"AS AS\"" } };
+      constexpr std::pair<const char *, const char *> fields[] = { { "next-hop", "ADDRESS" },
+                                                                   { "tag", "NUMBER" },
+                                                                   { "metric", "NUMBER" },
+                                                                   { "protocol", "NAME" },
+                                                                   { "interface", "NAME" },
+                                                                   { "local-preference", "NUMBER" },
+                                                                   { "community", "AS:N,AS:N" },
+                                                                   { "large-community", "AS:N:N,AS:N:N" },
+                                                                   { "extcommunity", "rt:AS:N,soo:AS:N" },
+                                                                   { "ospf-instance", "NUMBER" },
+                                                                   { "isis-instance", "NUMBER" },
+                                                                   { "origin", "NAME" },
+                                                                   { "peer", "ADDRESS" },
+                                                                   { "rpki", "STATE" },
+                                                                   { "as-path", "\"AS AS\"" } };
       for( const auto & [ key, type ] : fields )
          c.add_option_function<std::string>(
              std::string( "--" ) + key, [ this, k = std::string( key ) ]( const std::string & v ) { explain_.fields.emplace_back( k, v ); },
@@ -228,6 +261,7 @@ class CommandLine {
       diff_.tables = { "-" };
       addTables( c, diff_.tables, diff_.maxInput );
       addDialect( c, diff_.dialect );
+      addUntold( c, diff_ );
       addJson( c, diff_.json );
       addThreads( c, diff_.threads );
       mayNotBeEmpty( c.add_option( "--examples", diff_.examples, "Number of routes shown for each group" ) )
@@ -248,6 +282,7 @@ class CommandLine {
       addRouteMap( c, watch_.routeMap, "The route map to evaluate over the table" );
       addTables( c, watch_.tables, watch_.maxInput );
       addDialect( c, watch_.dialect );
+      addUntold( c, watch_ );
       addJson( c, watch_.json );
    }
    void addShow() {

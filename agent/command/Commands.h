@@ -11,7 +11,9 @@
 #include <vector>
 
 #include "command/Console.h"
+#include "dialect/Assumptions.h"
 #include "table/Input.h"
+#include "table/RouteField.h"
 #include "text/Dialect.h"
 
 namespace Agent {
@@ -32,6 +34,8 @@ struct EvalOptions {
    bool timing = false;
    unsigned threads = 1;
    Dialect dialect = Dialect::frr;
+   Assumptions assumptions;
+   RouteDefaults defaults;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
 int eval( const EvalOptions & options, Console & console );
@@ -44,6 +48,8 @@ struct ExplainOptions {
    std::vector<std::string> tables;   // if not empty, their routes of that prefix are explained instead; of an address, the longest match
    bool json = false;
    Dialect dialect = Dialect::frr;
+   Assumptions assumptions;
+   RouteDefaults defaults;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
 int explain( const ExplainOptions & options, Console & console );
@@ -57,6 +63,8 @@ struct DiffOptions {
    bool json = false;
    unsigned threads = 1;
    Dialect dialect = Dialect::frr;
+   Assumptions assumptions;
+   RouteDefaults defaults;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
 int diff( const DiffOptions & options, Console & console );
@@ -68,6 +76,8 @@ struct WatchOptions {
    bool json = false;
    std::chrono::milliseconds interval{ 250 };   // between two steps
    Dialect dialect = Dialect::frr;
+   Assumptions assumptions;
+   RouteDefaults defaults;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
 /// Asks a command to stop, possibly from a signal handler.

@@ -42,11 +42,11 @@ class DiffJob final : public RouteJob {
 int diff( const DiffOptions & options, Console & console ) {
    const LineLoader oldFiles = loadFiles( options.oldFiles, options.dialect, console );
    const LineLoader newFiles = loadFiles( options.newFiles, options.dialect, console );
-   const auto policies = livePoliciesOf( { &oldFiles, &newFiles }, console, options.json );
+   const auto policies = livePoliciesOf( { &oldFiles, &newFiles }, console, options.json, options.assumptions );
    const RouteEvaluator before( routeMapOf( *policies[ 0 ], options.routeMap ), options.dialect );
    const RouteEvaluator after( routeMapOf( *policies[ 1 ], options.routeMap ), options.dialect );
    DiffJob job( before, after, options.examples );
-   const auto run = runTables( { options.tables, options.threads, options.maxInput }, job, console );
+   const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults }, job, console );
    console.write( options.json ? jsonText( job.differences.json( before, after ) ) + '\n'
                                : job.differences.text( before, after, console ) );
    console.flush();

@@ -106,10 +106,10 @@ std::string timingText( const TableRunSummary & run ) {
 }   // namespace
 
 int eval( const EvalOptions & options, Console & console ) {
-   const auto policy = livePolicyOf( options.files, options.dialect, console, options.json );
+   const auto policy = livePolicyOf( options.files, options.dialect, console, options.json, options.assumptions );
    const RouteEvaluator evaluator( routeMapOf( *policy, options.routeMap ), options.dialect );
    EvalJob job( evaluator, options );
-   const auto run = runTables( { options.tables, options.threads, options.maxInput }, job, console );
+   const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults }, job, console );
    if( options.summary )
       console.write( options.json ? summaryJson( evaluator, job.counts ) : summaryText( evaluator, job.counts, console ) );
    console.flush();

@@ -38,7 +38,7 @@ class Explainer {
    std::string answerTo( const TableRoute & route ) const {
       RouteAnswer answer;
       evaluator_.evaluate( route, answer );
-      const auto log = evaluator_.logOf( route );
+      const auto log = evaluator_.logOf( route, answer.working );
       return json_ ? jsonText( route, answer, *log ) : text( route, answer, *log );
    }
 
@@ -47,7 +47,7 @@ class Explainer {
       const std::string changes = answer.permitted ? changesOf( route, answer.result ) : std::string();
       const std::string head = fmt::format( "{}: {}{}{}", routeText( route ), answer.permitted ? "permitted" : "denied",
                                             changes.empty() ? "" : ", with ", changes );
-      return console_.strong( head ) + '\n' + textOf( visitOf( log, policy_, references_ ) );
+      return console_.strong( head ) + '\n' + textOf( visitOf( log, answer.working, policy_, references_ ) );
    }
 
    std::string jsonText( const TableRoute & route, const RouteAnswer & answer, const PolicyEvaluationLog & log ) const {
@@ -55,11 +55,11 @@ class Explainer {
          fmt::format( "{{\"prefix\":\"{}\",\"verdict\":\"{}\"", route.prefix.toStrep().view(), answer.permitted ? "permit" : "deny" );
       appendJsonAttributes( text, route );
       if( answer.permitted ) appendJsonChanges( text, route, answer.result );
-      return text + fmt::format( ",\"{}\":{}}}\n", log.policyType(), jsonTextOf( log ) );
+      return text + fmt::format( ",\"{}\":{}}}\n", log.policyType(), jsonTextOf( log, answer.working ) );
    }
    // The library's own form shows compiled sequences.
-   std::string jsonTextOf( const PolicyEvaluationLog & log ) const {
-      if( policy_.dialect == Dialect::frr ) return Agent::jsonText( jsonOf( visitOf( log, policy_, references_ ) ) );
+   std::string jsonTextOf( const PolicyEvaluationLog & log, const WorkingRoute & working ) const {
+      if( policy_.dialect == Dialect::frr ) return Agent::jsonText( jsonOf( visitOf( log, working, policy_, references_ ) ) );
       Gloss::RendererV2 members;
       log.toJson( &members );
       return fmt::format( "{{{}}}", validUtf8( members.text() ) );
@@ -141,6 +141,7 @@ TableRoute routeOf( const ExplainOptions & options ) {
    route.prefix = *prefix;
    for( const auto & [ key, value ] : options.fields )
       if( const auto wrong = setField( route, key, value ) ) throw CommandError{ "--" + *wrong };
+   options.defaults.fill( route );
    return route;
 }
 
@@ -148,7 +149,7 @@ TableRoute routeOf( const ExplainOptions & options ) {
 
 int explain( const ExplainOptions & options, Console & console ) {
    const TableRoute route = routeOf( options );
-   const auto live = livePolicyOf( options.files, options.dialect, console, options.json );
+   const auto live = livePolicyOf( options.files, options.dialect, console, options.json, options.assumptions );
    const Explainer explainer( *live, options, console );
    if( options.tables.empty() ) {
       console.write( explainer.answerTo( route ) );
@@ -157,14 +158,14 @@ int explain( const ExplainOptions & options, Console & console ) {
    }
    if( options.prefix.find( '/' ) == options.prefix.npos ) {
       MatchJob job( route.prefix.ipGenAddr() );
-      const auto run = runTables( { options.tables, 1, options.maxInput }, job, console );
+      const auto run = runTables( { options.tables, 1, options.maxInput, options.defaults }, job, console );
       for( const auto & found : job.match.routes ) console.write( explainer.answerTo( found ) );
       console.flush();
       if( job.match.routes.empty() ) throw CommandError{ fmt::format( "no route of the table contains {}", options.prefix ) };
       return run.whole ? kExitOk : kExitError;
    }
    ExplainJob job( explainer, route.prefix );
-   const auto run = runTables( { options.tables, 1, options.maxInput }, job, console );
+   const auto run = runTables( { options.tables, 1, options.maxInput, options.defaults }, job, console );
    console.flush();
    if( !job.found ) throw CommandError{ fmt::format( "{} is not in the table", route.prefix.toStrep().view() ) };
    return run.whole ? kExitOk : kExitError;

@@ -124,22 +124,24 @@ void mentionSkippedLines( const PolicyText & text, Console & console ) {
                                  quantity( static_cast<uint64_t>( count ), "line" ), count == 1 ? "it looks" : "they look" ) );
 }
 
-std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json ) {
+std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json,
+                                                         const Assumptions & assumptions ) {
    size_t errors = 0;
    for( const auto * loader : loaders ) errors += loader->errors().size();
    if( !reportErrors( loaders, console, json ) ) throw CommandError{ quantity( errors, "error" ) + ", nothing was applied" };
    std::vector<std::unique_ptr<LivePolicy>> policies;
    for( const auto * loader : loaders ) {
       mentionSkippedLines( loader->text(), console );
-      policies.push_back( std::make_unique<LivePolicy>( loader->text().dialect ) );
+      policies.push_back( std::make_unique<LivePolicy>( loader->text().dialect, assumptions ) );
       policies.back()->apply( loader->text() );
    }
    return policies;
 }
 
-std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Dialect dialect, Console & console, bool json ) {
+std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Dialect dialect, Console & console, bool json,
+                                          const Assumptions & assumptions ) {
    const LineLoader loader = loadFiles( files, dialect, console );
-   return std::move( livePoliciesOf( { &loader }, console, json ).front() );
+   return std::move( livePoliciesOf( { &loader }, console, json, assumptions ).front() );
 }
 
 Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMapOf( const LivePolicy & policy, const std::string & name ) {

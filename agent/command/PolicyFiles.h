@@ -40,9 +40,11 @@ void mentionSkippedLines( const PolicyText & text, Console & console );
 
 /// Compiles each of the loaded texts, in the order given. Errors: CommandError after the messages of reportErrors(), if any text has
 /// errors.
-std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json );
+std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json,
+                                                         const Assumptions & assumptions = {} );
 /// The policy of these files. Errors: as loadFiles() and livePoliciesOf().
-std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Dialect dialect, Console & console, bool json );
+std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Dialect dialect, Console & console, bool json,
+                                          const Assumptions & assumptions = {} );
 
 /// The compiled route map of that name. Errors: CommandError if it is undefined, with the names that the policy has, or held back.
 Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMapOf( const LivePolicy & policy, const std::string & name );

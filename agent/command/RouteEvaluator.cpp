@@ -27,8 +27,7 @@ struct DecidingSequence final : DecisionObserver {
 }   // namespace
 
 bool sameRoute( const AgentResult & a, const AgentResult & b ) {
-   return a.preference() == b.preference() && a.metric() == b.metric() && a.tag() == b.tag() && a.localPreference == b.localPreference &&
-      a.communities == b.communities;
+   return a.preference() == b.preference() && a.metric() == b.metric() && a.tag() == b.tag() && a.route == b.route;
 }
 
 RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap, Dialect dialect ) : dialect_( dialect ), routeMap_( routeMap ) {
@@ -79,8 +78,7 @@ void RouteEvaluator::permitted( const Sequences & matched, const TableRoute & ro
    }
 }
 
-Ptr<const PolicyEvaluationLog> RouteEvaluator::logOf( const TableRoute & route ) const {
-   WorkingRoute working;
+Ptr<const PolicyEvaluationLog> RouteEvaluator::logOf( const TableRoute & route, WorkingRoute & working ) const {
    working.routeIs( route );
    PolicyEval eval;
    eval.contextIs( Quoin::makeNode<PolicyEvalContext>() );

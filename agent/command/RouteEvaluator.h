@@ -41,8 +41,8 @@ class RouteEvaluator {
 
    /// Cost: one evaluation; allocates nothing once `answer` has been used.
    void evaluate( const TableRoute & route, RouteAnswer & answer ) const;
-   /// The log of an evaluation. Not null.
-   Quoin::Ptr<const Routing::Policy::PolicyEvaluationLog> logOf( const TableRoute & route ) const;
+   /// Evaluates once more, and returns the log. Not null.
+   Quoin::Ptr<const Routing::Policy::PolicyEvaluationLog> logOf( const TableRoute & route, WorkingRoute & working ) const;
    /// Every sequence of the route map and of its direct and indirect callees; the route maps in the order of their first call.
    const std::vector<Sequence> & sequences() const noexcept { return sequences_; }
 

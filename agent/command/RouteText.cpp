@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cctype>
 #include <iterator>
 
 #include "table/TextReader.h"
@@ -25,11 +26,12 @@ std::string communityFigures( const std::vector<uint32_t> & communities ) {
 
 /// One attribute that policy can change, before and after; an empty text means absent.
 struct Attribute {
-   const char * name;
-   const char * key;   // in JSON
+   enum class Form : uint8_t { number, text, list };   // in JSON; a list of words
+   std::string name;
+   std::string key;   // in JSON
    std::string before;
    std::string after;
-   bool isList = false;   // of words
+   Form form = Form::number;
    bool changed() const { return before != after; }
 };
 
@@ -40,12 +42,57 @@ std::string numberOrNone( uint32_t number ) {
    return number ? std::to_string( number ) : std::string();
 }
 
-std::vector<Attribute> attributesOf( const AgentResult & from, const AgentResult & to ) {
-   return { { "distance", "distance", numberOrNone( uint32_t( from.preference() ) ), numberOrNone( uint32_t( to.preference() ) ) },
-            { "metric", "metric", decimal( from.metric() ), decimal( to.metric() ) },
-            { "tag", "tag", numberOrNone( from.tag() ), from.tag() ? std::to_string( to.tag() ) : numberOrNone( to.tag() ) },
-            { "local-preference", "localPreference", numberOrNone( from.localPreference ), numberOrNone( to.localPreference ) },
-            { "community", "communities", communityFigures( from.communities ), communityFigures( to.communities ), true } };
+std::string originText( const TableRoute & route ) {
+   return std::string( route.origin ? nameOf( *route.origin ) : "" );
+}
+std::string addressText( const Ferule::IpGenAddr & address ) {
+   return std::string( address.af() == Ferule::AddressFamily::unset ? "" : address.toStrep().view() );
+}
+template <class C>
+std::string wordsOf( const std::vector<C> & communities ) {
+   std::string text;
+   for( const C & c : communities ) text += ( text.empty() ? "" : " " ) + communityText( c );
+   return text;
+}
+
+// "sr-te color" is srTeColor.
+std::string jsonKeyOf( std::string_view name ) {
+   std::string key;
+   bool upper = false;
+   for( const char c : name ) {
+      const bool isLetter = c != ' ' && c != '-';
+      if( isLetter ) key += upper ? static_cast<char>( std::toupper( static_cast<unsigned char>( c ) ) ) : c;
+      upper = !isLetter;
+   }
+   return key;
+}
+
+std::vector<Attribute> attributesOf( const AgentResult & was, const AgentResult & is ) {
+   using Form = Attribute::Form;
+   const TableRoute & from = was.route;
+   const TableRoute & to = is.route;
+   std::vector<Attribute> all{
+      { "distance", "distance", numberOrNone( uint32_t( was.preference() ) ), numberOrNone( uint32_t( is.preference() ) ) },
+      { "metric", "metric", decimal( was.metric() ), decimal( is.metric() ) },
+      { "tag", "tag", numberOrNone( was.tag() ), was.tag() ? std::to_string( is.tag() ) : numberOrNone( is.tag() ) },
+      { "local-preference", "localPreference", numberOrNone( from.localPreference ), numberOrNone( to.localPreference ) },
+      { "next-hop", "nextHop", addressText( from.nextHop ), addressText( to.nextHop ), Form::text },
+      { "other next-hop", "otherNextHop", addressText( from.otherNextHop ), addressText( to.otherNextHop ), Form::text },
+      { "origin", "origin", originText( from ), originText( to ), Form::text },
+      { "as-path", "asPath", from.asPath, to.asPath, Form::text },
+      { "community", "communities", communityFigures( from.communities ), communityFigures( to.communities ), Form::list },
+      { "large-community", "largeCommunities", wordsOf( from.largeCommunities ), wordsOf( to.largeCommunities ), Form::list },
+      { "extcommunity", "extCommunities", wordsOf( from.extCommunities ), wordsOf( to.extCommunities ), Form::list }
+   };
+   const auto add = [ & ]( std::string_view name ) {
+      const auto * const before = from.other( name );
+      const auto * const after = to.other( name );
+      all.push_back( { std::string( name ), jsonKeyOf( name ), before ? *before : "", after ? *after : "", Form::text } );
+   };
+   for( const auto & other : from.others ) add( other.name );
+   for( const auto & other : to.others )
+      if( !from.other( other.name ) ) add( other.name );
+   return all;
 }
 
 std::string jsonList( const std::string & words ) {
@@ -60,7 +107,8 @@ std::string jsonList( const std::string & words ) {
 }
 
 std::string jsonValue( const Attribute & attribute, const std::string & value ) {
-   return attribute.isList ? jsonList( value ) : value.empty() ? "null" : value;
+   if( attribute.form == Attribute::Form::list ) return jsonList( value );
+   return value.empty() ? "null" : attribute.form == Attribute::Form::text ? jsonString( value ) : value;
 }
 
 }   // namespace
@@ -84,8 +132,8 @@ std::string changesOf( const AgentResult & from, const AgentResult & to ) {
       if( !a.changed() ) continue;
       if( !text.empty() ) text += ", ";
       text += a.name;
-      if( !a.before.empty() ) text += ' ' + a.before + " ->";
-      text += ' ' + ( a.after.empty() ? "none" : a.after );
+      if( !a.before.empty() ) text += ' ' + printable( a.before, kLongestText ) + " ->";
+      text += ' ' + ( a.after.empty() ? "none" : printable( a.after, kLongestText ) );
    }
    return text;
 }
@@ -103,10 +151,14 @@ std::string attributesOf( const TableRoute & route ) {
    add( "metric", decimal( route.metric ) );
    add( "tag", numberOrNone( route.tag ) );
    add( "local-preference", numberOrNone( route.localPreference ) );
+   add( "origin", originText( route ) );
    add( "community", communityFigures( route.communities ) );
+   add( "large-community", wordsOf( route.largeCommunities ) );
+   add( "extcommunity", wordsOf( route.extCommunities ) );
    add( "ospf-instance", numberOrNone( route.ospfInstance ) );
    add( "isis-instance", numberOrNone( route.isisInstance ) );
    add( "as-path", printable( route.asPath, kLongestText ) );
+   for( const auto & other : route.others ) add( other.name, printable( other.value, kLongestText ) );
    return text;
 }
 
@@ -170,9 +222,13 @@ void appendJsonAttributes( std::string & to, const TableRoute & route ) {
    if( route.tag ) add( "tag", std::to_string( route.tag ) );
    if( route.localPreference ) add( "localPreference", std::to_string( *route.localPreference ) );
    if( !route.communities.empty() ) add( "communities", jsonList( communityFigures( route.communities ) ) );
+   if( route.origin ) add( "origin", jsonString( nameOf( *route.origin ) ) );
+   if( !route.largeCommunities.empty() ) add( "largeCommunities", jsonList( wordsOf( route.largeCommunities ) ) );
+   if( !route.extCommunities.empty() ) add( "extCommunities", jsonList( wordsOf( route.extCommunities ) ) );
    if( route.ospfInstance ) add( "ospfInstance", std::to_string( route.ospfInstance ) );
    if( route.isisInstance ) add( "isisInstance", std::to_string( route.isisInstance ) );
    if( !route.asPath.empty() ) add( "asPath", jsonString( route.asPath ) );
+   for( const auto & other : route.others ) add( jsonKeyOf( other.name ), jsonString( other.value ) );
 }
 
 void appendJsonChanges( std::string & to, const TableRoute & route, const AgentResult & result ) {

@@ -40,7 +40,8 @@ std::string linesOf( const Thing & thing, const AccessListText & list ) {
 std::string linesOf( const Thing & thing, const TagSetText & set ) {
    return writeTagSet( std::string( thing.name ), set );
 }
-std::string linesOf( const Thing & thing, const CommunityListText & list ) {
+template <class C>
+std::string linesOf( const Thing & thing, const CommunityListTextOf<C> & list ) {
    return writeCommunityList( std::string( thing.name ), list );
 }
 std::string linesOf( const Thing & thing, const AsPathListText & list ) {
@@ -128,7 +129,7 @@ struct CompiledSequence {
    void forEachSetter( Do && act ) const {
       for( const auto & [ option, setter ] : status.setter() ) act( stringValue( option ), wordsOf( *setter ) );
       if( !step ) return;
-      for( const auto & clause : step->set ) act( setForm( clause.kind ).word, writeSet( clause ) );
+      for( const auto & clause : step->set ) act( setForm( clause.kind ).words, writeSet( clause ) );
    }
 
  private:
@@ -219,7 +220,8 @@ class Undefined {
 
 // ---- things
 
-std::string_view kindWord( const CommunityListText & list ) {
+template <class C>
+std::string_view kindWord( const CommunityListTextOf<C> & list ) {
    return list.expanded ? "expanded, " : "standard, ";
 }
 template <class Text>

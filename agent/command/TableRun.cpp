@@ -114,7 +114,8 @@ class Workers {
 /// Puts routes into batches, and takes the results in the order of the batches.
 class Run final : public TableHandler {
  public:
-   Run( RouteJob & job, unsigned threads, Console & console ) : job_( job ), console_( console ), workers_( job, threads ) {}
+   Run( RouteJob & job, const TableRunOptions & options, Console & console )
+         : job_( job ), defaults_( options.defaults ), console_( console ), workers_( job, options.threads ) {}
 
    void tableIs( const std::string & name ) {
       name_ = name;
@@ -122,7 +123,9 @@ class Run final : public TableHandler {
    }
    void handleRoute( const TableRoute & route ) override {
       Batch & batch = filling();
-      batch.routes[ batch.count++ ] = route;
+      TableRoute & kept = batch.routes[ batch.count++ ];
+      kept = route;
+      defaults_.fill( kept );
       ++summary.routes;
       if( batch.count == kBatch ) evaluateFilling();
    }
@@ -186,6 +189,7 @@ class Run final : public TableHandler {
    }
 
    RouteJob & job_;
+   const RouteDefaults & defaults_;
    Console & console_;
    std::string name_;
    uint64_t broken_ = 0;
@@ -207,7 +211,7 @@ void readOne( const std::string & table, uint64_t maxInput, Run & run, Console &
 
 TableRunSummary runTables( const TableRunOptions & options, RouteJob & job, Console & console ) {
    const double begun = seconds();
-   Run run( job, options.threads, console );
+   Run run( job, options, console );
    for( const auto & table : options.tables ) readOne( table, options.maxInput, run, console );
    run.summary.secondsReading = seconds() - begun - run.secondsElsewhere;
    run.finish();   // evaluates the rest

@@ -9,6 +9,7 @@
 
 #include "command/Console.h"
 #include "table/Input.h"
+#include "table/RouteField.h"
 #include "table/TableRoute.h"
 
 namespace Agent {
@@ -17,6 +18,7 @@ struct TableRunOptions {
    std::vector<std::string> tables;   // files, "-" for standard input, "kernel" for this machine's own
    unsigned threads = 1;
    uint64_t maxInput = Input::kTableLimit;   // of each file once unpacked. Bytes
+   RouteDefaults defaults{};                 // for the routes that lack them
 };
 
 /// The result of one batch of routes: text for standard output; a derived class adds the values to sum.

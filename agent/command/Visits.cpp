@@ -21,10 +21,14 @@ constexpr size_t kLongestClause = 300;
 
 class Teller {
  public:
-   Teller( const PolicyText & policy, const References & references )
-         : policy_( policy ), references_( references ), isFrr_( policy.dialect == Dialect::frr ) {}
+   Teller( const WorkingRoute & working, const PolicyText & policy, const References & references )
+         : failedTest_( working.failed().begin() ),
+           policy_( policy ),
+           references_( references ),
+           isFrr_( policy.dialect == Dialect::frr ) {}
 
-   RouteMapVisit routeMap( const PolicyEvaluationLog & log ) const {
+   /// Visits in the order of the evaluation: the failed tests have that order.
+   RouteMapVisit routeMap( const PolicyEvaluationLog & log ) {
       RouteMapVisit visit{ std::string( log.rmStatus()->name().view() ), log.permitResult() };
       for( const auto & [ compiled, sequence ] : log.rmStatus()->seqStatus() ) {
          const auto visited = log.seq( compiled );
@@ -46,11 +50,12 @@ class Teller {
       return last == sequences.rend() ? kNoMatch : fmt::format( "{} behind {}", kNoMatch, last->number );
    }
 
-   SequenceVisit sequence( const std::string & routeMap, const RouteMapSeqStatus & status, const SeqLog & log ) const {
+   SequenceVisit sequence( const std::string & routeMap, const RouteMapSeqStatus & status, const SeqLog & log ) {
       SequenceVisit visit{ .number = operatorsNumberOf( log.seqno() ), .action = status.matchAction() };
       const SequenceText & text = policy_.routeMaps.at( routeMap ).sequences.at( visit.number );
       if( log.failedMatcher() != MatchOption::none ) {
-         visit.fails = clause( routeMap, visit.number, text, log.failedMatcher() );
+         const bool isTest = isFrr_ && log.failedMatcher() == kMatchStep;
+         visit.fails = clause( routeMap, visit.number, text, isTest ? ( *failedTest_++ )->option : log.failedMatcher() );
          return visit;
       }
       const auto & sub = log.subPolicyEvaluationLog();
@@ -108,6 +113,7 @@ class Teller {
          visit.ends = fmt::format( "as sequence {} does not exist", target );
    }
 
+   std::vector<const StepTest *>::const_iterator failedTest_;   // the next one
    const PolicyText & policy_;
    const References & references_;
    const bool isFrr_;
@@ -157,8 +163,9 @@ Json jsonOf( const SequenceVisit & visit ) {
 
 }   // namespace
 
-RouteMapVisit visitOf( const PolicyEvaluationLog & log, const PolicyText & policy, const References & references ) {
-   return Teller( policy, references ).routeMap( log );
+RouteMapVisit visitOf( const PolicyEvaluationLog & log, const WorkingRoute & working, const PolicyText & policy,
+                       const References & references ) {
+   return Teller( working, policy, references ).routeMap( log );
 }
 
 std::string textOf( const RouteMapVisit & visit ) {

@@ -9,6 +9,7 @@
 
 #include "analysis/References.h"
 #include "command/Json.h"
+#include "live/WorkingRoute.h"
 #include "policy/PolicyEvaluationLog.h"
 
 namespace Agent {
@@ -35,8 +36,9 @@ struct SequenceVisit {
    std::vector<RouteMapVisit> callee{};   // one or none
 };
 
-/// `references`: of `policy`.
-RouteMapVisit visitOf( const Routing::Policy::PolicyEvaluationLog & log, const PolicyText & policy, const References & references );
+/// The evaluation with that log, which `working` was the input of. `references`: of `policy`.
+RouteMapVisit visitOf( const Routing::Policy::PolicyEvaluationLog & log, const WorkingRoute & working, const PolicyText & policy,
+                       const References & references );
 
 /// Lines: the route map; its sequences, indented; below each of them the visit of its callee.
 std::string textOf( const RouteMapVisit & visit );

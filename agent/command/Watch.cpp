@@ -14,6 +14,7 @@
 #include "command/PolicyFiles.h"
 #include "command/RouteText.h"
 #include "command/TableRun.h"
+#include "live/ValueTests.h"
 #include "text/Printable.h"
 
 namespace Agent {
@@ -52,7 +53,8 @@ class KeepJob final : public RouteJob {
 
 class Watch {
  public:
-   Watch( const WatchOptions & options, Console & console ) : options_( options ), console_( console ), policy_( options.dialect ) {
+   Watch( const WatchOptions & options, Console & console )
+         : options_( options ), console_( console ), policy_( options.dialect, options.assumptions ) {
       if( std::find( options.files.begin(), options.files.end(), "-" ) != options.files.end() )
          throw CommandError{ "watch follows files and cannot follow standard input" };
       if( !options.tables.empty() && options.routeMap.empty() ) throw CommandError{ "--in needs --route-map" };
@@ -76,9 +78,11 @@ class Watch {
       try {
          reload();
       } catch( const CommandError & e ) {
-         if( options_.json ) console_.line( jsonText( { { "errors", Json::array( { { { "reason", e.message } } } ) } } ) );
-         console_.flush();
+         reportError( e.message );
          keep( e.message );
+      } catch( const Unanswered & e ) {   // the policy is in force
+         reportError( e.what() );
+         console_.message( e.what() );
       }
    }
 
@@ -92,11 +96,15 @@ class Watch {
    // With a part of a table, the reported changes would be incomplete.
    void readTables() {
       KeepJob job;
-      if( !options_.tables.empty() && !runTables( { options_.tables, 1, options_.maxInput }, job, console_ ).whole )
+      if( !options_.tables.empty() && !runTables( { options_.tables, 1, options_.maxInput, options_.defaults }, job, console_ ).whole )
          throw CommandError{ "watch needs the whole table" };
       routes_ = std::move( job.routes );
    }
 
+   void reportError( const std::string & reason ) {
+      if( options_.json ) console_.line( jsonText( { { "errors", Json::array( { { { "reason", reason } } } ) } } ) );
+      console_.flush();
+   }
    void keep( const std::string & why ) { console_.message( why + "; the last good policy stays in force" ); }
    void reload() {
       const LineLoader loader = loadFiles( options_.files, options_.dialect, console_ );

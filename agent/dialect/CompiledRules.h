@@ -4,7 +4,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "text/PolicyText.h"
 
@@ -13,7 +15,26 @@ namespace Agent {
 /// The match option of steps. It is the highest option that the library leaves free: a step is asked after all other matchers of a sequence.
 inline constexpr MatchOption kMatchStep{ 130 };
 
-/// What a compiled sequence does when all its other matches hold.
+/// The lists that the set clauses of a step name: a step changes when one of them does. A list that is undefined has no lines.
+struct SetLists {
+   CommunityListText communities;
+   LargeCommunityListText largeCommunities;
+   ExtCommunityListText extCommunities;
+   AsPathListText ases;
+   friend bool operator==( const SetLists &, const SetLists & ) = default;
+};
+
+/// A match clause that the step tests.
+struct StepTest {
+   MatchOption option = MatchOption::none;
+   MatchClause clause;
+   std::optional<bool> assumed;   // the answer if the route has none
+   bool foreign = false;          // the daemon does not have the clause
+   std::string place;             // "edge.conf:12:3" if it may stay without an answer
+   friend bool operator==( const StepTest &, const StepTest & ) = default;
+};
+
+/// What a compiled sequence does when all its other matches and its tests hold.
 struct StepText {
    enum class Kind : uint8_t {
       permits,    // applies the set clauses; the sequences behind it match the changed route
@@ -21,7 +42,9 @@ struct StepText {
       afterCall   // matches if the callee has denied the route
    };
    Kind kind = Kind::permits;
+   std::vector<StepTest> tests;
    SetClauses set;
+   SetLists lists;
    std::string routeMap;   // whose sequence it serves, with its number there; empty for steps that all route maps share
    uint32_t number = 0;
    friend bool operator==( const StepText &, const StepText & ) = default;

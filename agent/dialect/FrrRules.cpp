@@ -8,6 +8,10 @@
 #include <fmt/format.h>
 
 #include "dialect/Numbers.h"
+#include "text/MatchForms.h"
+#include "text/Printable.h"
+#include "text/SetForms.h"
+#include "text/ValueOptions.h"
 
 namespace Agent {
 
@@ -19,7 +23,7 @@ constexpr std::string_view kAfterCall = "after a call";
 
 class Compilation {
  public:
-   explicit Compilation( const PolicyText & text ) : text_( text ) {
+   Compilation( const PolicyText & text, const Assumptions & assumptions ) : text_( text ), assumptions_( assumptions ) {
       for( const auto & [ name, map ] : text.routeMaps )
          for( const auto & [ number, sequence ] : map.sequences )
             if( calls( sequence ) ) called_.insert( sequence.call->name );
@@ -47,11 +51,8 @@ class Compilation {
       for( auto at = from.sequences.begin(); at != from.sequences.end(); ++at ) {
          const auto & [ number, sequence ] = *at;
          SequenceText & compiled = to.sequences[ compiledNumber( number ) ] = matchesOf( sequence );
-         if( sequence.action == MatchPermit::deny ) {
-            stepIs( compiled, kDenies );
-            continue;
-         }
-         stepIs( compiled, permitStep( name, number, sequence ) );
+         stepIs( compiled, stepOf( name, number, sequence ) );
+         if( sequence.action == MatchPermit::deny ) continue;
          if( const auto next = successor( from.sequences, at ); next != from.sequences.end() ) {
             compiled.continueTo = ContinueClause{ compiledNumber( next->first ), sequence.continueTo->place };
             continues = true;
@@ -64,11 +65,14 @@ class Compilation {
       return to;
    }
 
-   static SequenceText matchesOf( const SequenceText & from ) {
+   bool isForeign( const MatchForm * form ) const { return form && !isIn( assumptions_.daemon(), form->daemons ); }
+
+   SequenceText matchesOf( const SequenceText & from ) const {
       SequenceText to;
       to.action = from.action;
       to.description = from.description;
-      to.match = from.match;
+      for( const auto & clause : from.match )
+         if( !isValueOption( clause.first ) && !isForeign( matchForm( clause.first ) ) ) to.match.insert( clause );
       to.place = from.place;
       to.actionPlace = from.actionPlace;
       return to;
@@ -83,10 +87,51 @@ class Compilation {
       return sequence;
    }
 
-   std::string permitStep( const std::string & name, uint32_t number, const SequenceText & sequence ) {
+   // Returns the name of the step.
+   std::string stepOf( const std::string & name, uint32_t number, const SequenceText & sequence ) {
+      const bool denies = sequence.action == MatchPermit::deny;
+      auto tests = testsOf( sequence );
+      if( denies && tests.empty() ) return std::string( kDenies );
       std::string step = fmt::format( "{} {}", name, number );
-      rules_.steps[ step ] = { StepText::Kind::permits, sequence.set, name, number };
+      if( denies )
+         rules_.steps[ step ] = { StepText::Kind::denies, std::move( tests ), {}, {}, name, number };
+      else
+         rules_.steps[ step ] = { StepText::Kind::permits, std::move( tests ), sequence.set, listsOf( sequence.set ), name, number };
       return step;
+   }
+
+   SetLists listsOf( const SetClauses & set ) const {
+      SetLists lists;
+      const auto put = [ & ]( SetKind kind, auto & to, const auto & from ) {
+         const auto * const clause = set.find( kind );
+         if( !clause || !thingNamedBy( *clause ) ) return;
+         if( const auto found = from.find( clause->word ); found != from.end() ) to = found->second;
+      };
+      put( SetKind::commListDelete, lists.communities, text_.communityLists );
+      put( SetKind::largeCommListDelete, lists.largeCommunities, text_.largeCommunityLists );
+      put( SetKind::extCommListDelete, lists.extCommunities, text_.extCommunityLists );
+      put( SetKind::asPathExclude, lists.ases, text_.asPathLists );
+      return lists;
+   }
+
+   std::vector<StepTest> testsOf( const SequenceText & sequence ) const {
+      std::vector<StepTest> tests;
+      for( const auto & [ option, clause ] : sequence.match ) {
+         const auto * form = matchForm( option );
+         const bool foreign = isForeign( form );
+         const bool mayLackAnswer = form && form->field;
+         if( !foreign && !mayLackAnswer && !isValueOption( option ) ) continue;
+         StepTest test{ option, clause, {}, foreign, {} };
+         if( mayLackAnswer ) test.assumed = assumptions_.of( option, clause );
+         if( foreign || ( mayLackAnswer && !test.assumed ) ) test.place = placeOf( clause.place );
+         tests.push_back( std::move( test ) );
+      }
+      return tests;
+   }
+
+   std::string placeOf( const Place & place ) const {
+      if( place.file >= text_.files.size() ) return "policy";
+      return fmt::format( "{}:{}:{}", text_.files[ place.file ], place.line, place.column );
    }
 
    // Where the route map goes on behind a permit; the end if the permit ends it.
@@ -97,14 +142,15 @@ class Compilation {
    }
 
    const PolicyText & text_;
+   const Assumptions & assumptions_;
    std::set<std::string> called_;
    CompiledRules rules_;
 };
 
 }   // namespace
 
-CompiledRules compileFrrRules( const PolicyText & text ) {
-   return Compilation( text ).run();
+CompiledRules compileFrrRules( const PolicyText & text, const Assumptions & assumptions ) {
+   return Compilation( text, assumptions ).run();
 }
 
 }   // namespace Agent

@@ -1,6 +1,7 @@
 /// @file agent/dialect/FrrRules.h
 #pragma once
 
+#include "dialect/Assumptions.h"
 #include "dialect/CompiledRules.h"
 
 namespace Agent {
@@ -18,6 +19,6 @@ namespace Agent {
 ///
 /// A denial of a callee denies the whole evaluation, so nothing that was set has to be taken back. A route can come to the end with a
 /// denial only behind a sequence that did not match: a permit without a successor does not continue.
-CompiledRules compileFrrRules( const PolicyText & text );
+CompiledRules compileFrrRules( const PolicyText & text, const Assumptions & assumptions = {} );
 
 }   // namespace Agent

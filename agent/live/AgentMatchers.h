@@ -3,11 +3,13 @@
 /// null, and the matcher matches nothing. Threading: thread-safe.
 #pragma once
 
+#include <type_traits>
 #include <typeinfo>
 
 #include "live/AgentRoute.h"
 #include "live/AsPathList.h"
 #include "live/CommunityList.h"
+#include "live/ValueTests.h"
 #include "policy/Matcher.h"
 #include "policy/RoutingPolicyAcl.h"
 
@@ -54,16 +56,23 @@ class NexthopAccessListMatcher final : public Matcher {
    Quoin::Ptr<const Routing::Policy::IpAccessListMatcher> list_;
 };
 
-/// Matches if a list of this agent's own kind permits the route. Its table contains only such lists.
+/// Matches if a list of this agent's own kind permits the route. Its table contains only such lists. `comparison` is for lists of
+/// communities.
 template <class List, class ListStatus>
 class RouteListMatcher final : public Matcher {
  public:
-   RouteListMatcher( const Quoin::String & name, const Quoin::Ptr<const ListStatus> & status )
-         : name_( name ), status_( status ), list_( static_cast<const List *>( status.get() ) ) {}
+   RouteListMatcher( const Quoin::String & name, const Quoin::Ptr<const ListStatus> & status,
+                     ListComparison comparison = ListComparison::all )
+         : name_( name ), status_( status ), list_( static_cast<const List *>( status.get() ) ), comparison_( comparison ) {}
    const Quoin::Ptr<const ListStatus> & status() const noexcept { return status_; }
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const override {
       const auto * route = tableRouteOf( input );
-      return list_ && route && list_->permits( *route );
+      if( !list_ || !route ) return false;
+      if constexpr( std::is_same_v<List, AsPathList> ) expectKnown( *route, "as-path replace" );
+      if constexpr( requires { list_->permits( *route, comparison_ ); } )
+         return list_->permits( *route, comparison_ );
+      else
+         return list_->permits( *route );
    }
    void formatDerivedType( std::ostream & os ) const override { os << "RouteListMatcher list " << name_; }
 
@@ -71,8 +80,11 @@ class RouteListMatcher final : public Matcher {
    Quoin::String name_;
    Quoin::Ptr<const ListStatus> status_;
    const List * list_;   // the same
+   ListComparison comparison_;
 };
-using CommunityMatcher = RouteListMatcher<CommunityList, Routing::RouteMap::CommListStatus>;
+template <class C>
+using CommunityMatcherOf = RouteListMatcher<CommunityListOf<C>, Routing::RouteMap::CommListStatus>;
+using CommunityMatcher = CommunityMatcherOf<Community>;
 using AsPathMatcher = RouteListMatcher<AsPathList, Routing::RouteMap::AsPathListStatus>;
 
 }   // namespace Agent

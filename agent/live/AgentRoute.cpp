@@ -18,7 +18,7 @@ RouteProto routeProtoOf( SourceProtocol protocol ) {
          protos[ n ] = Routing::Policy::routeMapProtocolToRouteProto( Routing::RouteMap::Protocol( n ) );
       return protos;
    }();
-   return kProtos[ unsigned( protocol ) ];
+   return isNative( protocol ) ? kProtos[ unsigned( protocol ) ] : kProtos[ 0 ];
 }
 
 }   // namespace
@@ -34,13 +34,12 @@ void AgentRoute::routeIs( const TableRoute & route ) {
    isisInstanceIs( route.isisInstance );
 }
 
-void AgentResult::routeIs( const TableRoute & route ) {
+void AgentResult::routeIs( const TableRoute & from ) {
    deferredSetterDelAll();
    preferenceIs( 0 );
-   tagIs( route.tag );
-   metricIs( route.metric );
-   localPreference = route.localPreference;
-   communities = route.communities;
+   tagIs( from.tag );
+   metricIs( from.metric );
+   route = from;
 }
 
 }   // namespace Agent

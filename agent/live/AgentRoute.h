@@ -3,8 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
-#include <vector>
 
 #include "policy/MatchInput.h"
 #include "policy/Result.h"
@@ -38,12 +36,11 @@ class AgentRoute final : public Routing::Policy::MatchInput_ {
 class AgentResult final : public Routing::Policy::Result_ {
  public:
    AgentResult() = default;
-   explicit AgentResult( const TableRoute & route ) { routeIs( route ); }
+   explicit AgentResult( const TableRoute & from ) { routeIs( from ); }
    /// Starts again with the attributes of that route.
-   void routeIs( const TableRoute & route );
+   void routeIs( const TableRoute & from );
 
-   std::optional<uint32_t> localPreference;
-   std::vector<uint32_t> communities;   // ascending, each once
+   TableRoute route;   // with the attributes as they are now, but for a metric and a tag that the library's setters have set
 };
 
 }   // namespace Agent

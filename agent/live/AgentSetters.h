@@ -2,12 +2,11 @@
 /// The setters of this agent, beyond those of the library. Threading: setters run on several threads at once, each on its own result.
 #pragma once
 
-#include <algorithm>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "live/AgentRoute.h"
+#include "live/Change.h"
 #include "policy/Setter.h"
 #include "text/PolicyText.h"
 
@@ -31,33 +30,27 @@ class TagSetter final : public Setter {
    uint32_t tag_;
 };
 
-class LocalPreferenceSetter final : public Setter {
+/// Sets what the library does not know.
+class ChangeSetter : public Setter {
  public:
-   explicit LocalPreferenceSetter( uint32_t value ) noexcept : value_( value ) {}
+   explicit ChangeSetter( SetClause set ) : set_( std::move( set ) ) {}
    void setValue( Result_ * result ) const override {
-      if( auto * r = agentResultOf( result ) ) r->localPreference = value_;
+      if( auto * r = agentResultOf( result ) ) change( r->route, set_ );
    }
-   void formatDerivedType( std::ostream & os ) const override { os << "LocalPreferenceSetter " << std::to_string( value_ ); }
 
- private:
-   uint32_t value_;
+ protected:
+   SetClause set_;
 };
 
-/// Replaces the communities of a route, or adds to them. `communities`: ascending, each once.
-inline void communitiesAre( std::vector<Community> & communities, const SetClause & set ) {
-   if( !set.additive ) communities.clear();
-   for( const Community c : set.communities ) {
-      const auto place = std::lower_bound( communities.begin(), communities.end(), c );
-      if( place == communities.end() || *place != c ) communities.insert( place, c );
-   }
-}
-
-class CommunitySetter final : public Setter {
+class LocalPreferenceSetter final : public ChangeSetter {
  public:
-   explicit CommunitySetter( SetClause set ) : set_( std::move( set ) ) {}
-   void setValue( Result_ * result ) const override {
-      if( auto * r = agentResultOf( result ) ) communitiesAre( r->communities, set_ );
-   }
+   explicit LocalPreferenceSetter( uint32_t value ) : ChangeSetter( { .kind = SetKind::localPreference, .number = value } ) {}
+   void formatDerivedType( std::ostream & os ) const override { os << "LocalPreferenceSetter " << std::to_string( set_.number ); }
+};
+
+class CommunitySetter final : public ChangeSetter {
+ public:
+   using ChangeSetter::ChangeSetter;
    void formatDerivedType( std::ostream & os ) const override {
       os << "CommunitySetter";
       for( const Community c : set_.communities ) os << ' ' << std::to_string( c >> 16 ) << ':' << std::to_string( c & 0xffff );
@@ -66,9 +59,6 @@ class CommunitySetter final : public Setter {
       else if( set_.communities.empty() )
          os << " none";
    }
-
- private:
-   SetClause set_;
 };
 
 }   // namespace Agent

@@ -1,6 +1,7 @@
 /// @file agent/live/AsPathList.h
 #pragma once
 
+#include <string_view>
 #include <vector>
 
 #include "live/CompiledExpression.h"
@@ -14,8 +15,9 @@ namespace Agent {
 /// Threading: read-only.
 class AsPathList final : public Routing::RouteMap::AsPathListStatus {
  public:
-   AsPathList( const Quoin::String & name, const AsPathListText & text );
-   bool permits( const TableRoute & route ) const;
+   AsPathList( const Quoin::String & name, const AsPathListText & text, Dialect dialect = Dialect::native );
+   bool permits( const TableRoute & route ) const { return permits( route.asPath ); }
+   bool permits( std::string_view asPath ) const;
 
  private:
    struct Line {

@@ -4,6 +4,8 @@
 #include <memory>
 #include <string_view>
 
+#include "text/Dialect.h"
+
 namespace re2 {
 class RE2;
 }
@@ -14,7 +16,7 @@ namespace Agent {
 class CompiledExpression {
  public:
    /// `expression` is the text in the list. One that cannot be compiled matches nothing.
-   explicit CompiledExpression( std::string_view expression );
+   explicit CompiledExpression( std::string_view expression, Dialect dialect = Dialect::native );
    CompiledExpression( CompiledExpression && ) noexcept;
    ~CompiledExpression();
 
@@ -22,7 +24,7 @@ class CompiledExpression {
    bool matches( std::string_view text ) const;
 
  private:
-   std::unique_ptr<const re2::RE2> re2_;
+   std::unique_ptr<const re2::RE2> re2_;   // null if it cannot be translated
 };
 
 }   // namespace Agent

@@ -5,22 +5,33 @@
 #include <cstdint>
 #include <string>
 
+#include "live/AccessList.h"
 #include "live/AgentMatchers.h"
 #include "policy/PrefixListMatcher.h"
 
 namespace Agent {
 
 /// The next hop of a route in that family. FRR gives each route one of each family; it is zero if the route has none.
-inline Ferule::IpGenAddr frrNextHop( const MatchInput_ * input, AddressFamily af ) noexcept {
-   const auto & nextHop = input->getNexthop();
-   return nextHop.af() == af ? nextHop : Ferule::IpGenAddr( af );
+/// Errors: Unanswered if only the daemon knows it.
+inline Ferule::IpGenAddr frrNextHop( const TableRoute & route, AddressFamily af ) {
+   if( af == AddressFamily::ipv6 )
+      expectKnown( route, "ipv6 next-hop peer-address" );
+   else if( const auto * const value = route.other( "ip next-hop" ); value && *value != "unchanged" )
+      expectKnown( route, "ip next-hop" );
+   if( route.nextHop.af() == af ) return route.nextHop;
+   return route.otherNextHop.af() == af ? route.otherNextHop : Ferule::IpGenAddr( af );
+}
+inline Ferule::IpGenAddr frrNextHop( const MatchInput_ * input, AddressFamily af ) {
+   if( const auto * const route = tableRouteOf( input ) ) return frrNextHop( *route, af );
+   return input->getNexthop().af() == af ? input->getNexthop() : Ferule::IpGenAddr( af );
 }
 
-/// Matches a route with this metric. A route without a metric has the metric 0.
+/// Matches a route with this metric. A route without a metric has the metric 0. Errors: Unanswered.
 class FrrMetricMatcher final : public Matcher {
  public:
    explicit FrrMetricMatcher( Zeugma::MaybeU63 metric ) noexcept : metric_( metric.value() ) {}
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const override {
+      if( const auto * const route = tableRouteOf( input ) ) expectKnown( *route, "metric" );
       return input->getMetric().value() == metric_;
    }
    void formatDerivedType( std::ostream & os ) const override { os << "FrrMetricMatcher metric " << std::to_string( metric_ ); }
@@ -42,22 +53,61 @@ class FrrNextHopMatcher final : public Matcher {
    Ferule::IpGenAddr nextHop_;
 };
 
-/// Matches if a list permits the next hop as a host prefix. The list sees the next hop in the family of the route.
-template <class ListMatcher, class ListStatus>
-class FrrNextHopListMatcher final : public Matcher {
+/// Matches if an access list of FRR permits the prefix of the route.
+class FrrAccessListMatcher final : public Matcher {
  public:
-   FrrNextHopListMatcher( const Quoin::String & name, const Quoin::Ptr<const ListStatus> & status )
+   using Status = Routing::RouteMap::IpAccessListStatus;
+   FrrAccessListMatcher( const Quoin::String & name, const Quoin::Ptr<const Status> & status )
+         : name_( name ), list_( Quoin::staticPtrCast<const AccessList>( status ) ), status_( status ) {}
+   bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const override {
+      return list_ && list_->permits( input->prefix() );
+   }
+   const Quoin::String & name() const noexcept { return name_; }
+   const Quoin::Ptr<const Status> & status() const noexcept { return status_; }
+   void formatDerivedType( std::ostream & os ) const override { os << "FrrAccessListMatcher list " << name_; }
+
+ private:
+   Quoin::String name_;
+   Quoin::Ptr<const AccessList> list_;
+   Quoin::Ptr<const Status> status_;   // the same
+};
+
+/// Which address of a route a list gets.
+using FrrAddressOf = Ferule::IpGenAddr ( * )( const MatchInput_ * input );
+
+/// The next hop in the family of the route.
+inline Ferule::IpGenAddr frrNextHopOf( const MatchInput_ * input ) noexcept {
+   return frrNextHop( input, input->prefix().af() );
+}
+/// The neighbor that announced the route. A step asks whether the route tells it (live/ValueTests.h).
+inline Ferule::IpGenAddr frrPeerOf( const MatchInput_ * input ) noexcept {
+   const auto * route = tableRouteOf( input );
+   return route ? route->peer : Ferule::IpGenAddr();
+}
+
+/// Matches if a list permits an address of the route as a host prefix, or if the address is unknown.
+template <class ListMatcher, class ListStatus, FrrAddressOf addressOf>
+class FrrHostListMatcher final : public Matcher {
+ public:
+   FrrHostListMatcher( const Quoin::String & name, const Quoin::Ptr<const ListStatus> & status )
          : list_( Quoin::makeNode<ListMatcher>( name, status ) ) {}
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override {
+      const auto address = addressOf( input );
+      if( address == Ferule::IpGenAddr() ) return true;
       MatchInput_ host;
-      host.prefixIs( Ferule::IpGenPrefix( frrNextHop( input, input->prefix().af() ) ) );
+      host.prefixIs( Ferule::IpGenPrefix( address ) );
       return list_->match( &host, context );
    }
    const Quoin::Ptr<const ListStatus> & status() const noexcept { return list_->status(); }
-   void formatDerivedType( std::ostream & os ) const override { os << "FrrNextHopListMatcher list " << list_->name(); }
+   void formatDerivedType( std::ostream & os ) const override { os << "FrrHostListMatcher list " << list_->name(); }
 
  private:
    Quoin::Ptr<const ListMatcher> list_;
 };
+
+template <class ListMatcher, class ListStatus>
+using FrrNextHopListMatcher = FrrHostListMatcher<ListMatcher, ListStatus, frrNextHopOf>;
+template <class ListMatcher, class ListStatus>
+using FrrRouteSourceMatcher = FrrHostListMatcher<ListMatcher, ListStatus, frrPeerOf>;
 
 }   // namespace Agent

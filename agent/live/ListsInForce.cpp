@@ -1,5 +1,6 @@
 #include "live/ListsInForce.h"
 
+#include "live/AccessList.h"
 #include "live/AsPathList.h"
 #include "live/CommunityList.h"
 #include "live/Differences.h"
@@ -131,10 +132,19 @@ ListsInForce::ListsInForce( const Ptr<AgentRoot> & root, const Ptr<Plinth::Clock
         ipv4AclSm_( Zeugma::makeSm<AclConfigSm>( ipv4Acls_, root->ipv4AclListTable(), clock ) ),
         ipv6AclSm_( Zeugma::makeSm<IpAclTypeConfigSm>( ipv6Acls_, makeNode<AllIpAccessListSymbol>(), root->ipv6AclListTable(), clock ) ) {}
 
+size_t ListsInForce::applyAccessLists( const PolicyText & before, const PolicyText & after ) {
+   if( dialect_ == Dialect::native )
+      return editAccessLists( *ipv4Acls_->aclTypeIs( Acl::AclType::ipv4 ), before.ipv4AccessLists, after.ipv4AccessLists ) +
+         editAccessLists( *ipv6Acls_, before.ipv6AccessLists, after.ipv6AccessLists );
+   return editProducers( ipv4AccessLists_, before.ipv4AccessLists, after.ipv4AccessLists, editWholeList<AccessList>(),
+                         root_->ipv4AclListTable() ) +
+      editProducers( ipv6AccessLists_, before.ipv6AccessLists, after.ipv6AccessLists, editWholeList<AccessList>(),
+                     root_->ipv6AclListTable() );
+}
+
 size_t ListsInForce::apply( const PolicyText & before, const PolicyText & after ) {
    const AgentRoot & root = *root_;
-   return editAccessLists( *ipv4Acls_->aclTypeIs( Acl::AclType::ipv4 ), before.ipv4AccessLists, after.ipv4AccessLists ) +
-      editAccessLists( *ipv6Acls_, before.ipv6AccessLists, after.ipv6AccessLists ) +
+   return applyAccessLists( before, after ) +
       editProducers( ipv4PrefixLists_, before.ipv4PrefixLists, after.ipv4PrefixLists, editPrefixList, root.ipv4PrefixListTable(),
                      AddressFamily::ipv4 ) +
       editProducers( ipv6PrefixLists_, before.ipv6PrefixLists, after.ipv6PrefixLists, editPrefixList, root.ipv6PrefixListTable(),
@@ -142,7 +152,11 @@ size_t ListsInForce::apply( const PolicyText & before, const PolicyText & after 
       editProducers( tagSets_, before.tagSets, after.tagSets, editTagSet, root.tagSetTable() ) +
       editProducers( communityLists_, before.communityLists, after.communityLists, editWholeList<CommunityList>( dialect_ ),
                      root.commListTable() ) +
-      editProducers( asPathLists_, before.asPathLists, after.asPathLists, editWholeList<AsPathList>(), root.asPathListTable() );
+      editProducers( largeCommunityLists_, before.largeCommunityLists, after.largeCommunityLists,
+                     editWholeList<LargeCommunityList>( dialect_ ), root.largeCommListTable() ) +
+      editProducers( extCommunityLists_, before.extCommunityLists, after.extCommunityLists, editWholeList<ExtCommunityList>( dialect_ ),
+                     root.extCommListTable() ) +
+      editProducers( asPathLists_, before.asPathLists, after.asPathLists, editWholeList<AsPathList>( dialect_ ), root.asPathListTable() );
 }
 
 size_t ListsInForce::applySteps( const PolicyText::ByName<StepText> & before, const PolicyText::ByName<StepText> & after ) {

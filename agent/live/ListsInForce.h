@@ -19,7 +19,7 @@ class ListsInForce {
  public:
    ListsInForce( const Quoin::Ptr<AgentRoot> & root, const Quoin::Ptr<Plinth::Clock> & clock, Dialect dialect );
 
-   /// Applies the differences between two texts, and publishes each changed list once. Access lists are compiled in calls of the clock:
+   /// Applies the differences between two texts, and publishes each changed list once. Access lists of the library are compiled in calls of the clock:
    /// they are complete when the clock has made its pending calls.
    /// Returns the number of lines, tags and whole lists that were written or removed.
    size_t apply( const PolicyText & before, const PolicyText & after );
@@ -27,6 +27,7 @@ class ListsInForce {
    size_t applySteps( const PolicyText::ByName<StepText> & before, const PolicyText::ByName<StepText> & after );
 
  private:
+   size_t applyAccessLists( const PolicyText & before, const PolicyText & after );
    template <class Producer>
    using ByName = std::map<std::string, Producer>;
    /// The producer of a list whose status is created again at each edit.
@@ -45,10 +46,15 @@ class ListsInForce {
    Quoin::Ptr<Acl::Input::AclTypeConfig> ipv6Acls_;
    Quoin::Ptr<Routing::Policy::AclConfigSm> ipv4AclSm_;
    Quoin::Ptr<Routing::Policy::IpAclTypeConfigSm> ipv6AclSm_;
+   // Of the dialect of FRR.
+   ByName<WholeListProducer<Routing::RouteMap::IpAccessListStatus>> ipv4AccessLists_;
+   ByName<WholeListProducer<Routing::RouteMap::IpAccessListStatus>> ipv6AccessLists_;
    ByName<Routing::RouteMap::PrefixListProducer> ipv4PrefixLists_;
    ByName<Routing::RouteMap::PrefixListProducer> ipv6PrefixLists_;
    ByName<Routing::RouteMap::TagSetProducer> tagSets_;
    ByName<WholeListProducer<Routing::RouteMap::CommListStatus>> communityLists_;
+   ByName<WholeListProducer<Routing::RouteMap::CommListStatus>> largeCommunityLists_;
+   ByName<WholeListProducer<Routing::RouteMap::CommListStatus>> extCommunityLists_;
    ByName<WholeListProducer<Routing::RouteMap::AsPathListStatus>> asPathLists_;
    ByName<WholeListProducer<Step>> steps_;
 };

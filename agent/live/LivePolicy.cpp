@@ -17,7 +17,9 @@ using namespace Routing::Policy;
 
 class LivePolicy::Impl {
  public:
-   explicit Impl( Dialect dialect ) : dialect_( dialect ) { text_.dialect = dialect; }
+   Impl( Dialect dialect, Assumptions assumptions ) : dialect_( dialect ), assumptions_( std::move( assumptions ) ) {
+      text_.dialect = dialect;
+   }
 
    // Nothing is published before all edits are written and the access lists are compiled, so that each route map is published once.
    ApplyReport apply( PolicyText text ) {
@@ -30,7 +32,7 @@ class LivePolicy::Impl {
          if( dialect_ == Dialect::native ) {
             report.edits += routeMaps_.apply( text_.routeMaps, text.routeMaps );
          } else {
-            CompiledRules rules = compileFrrRules( text );
+            CompiledRules rules = compileFrrRules( text, assumptions_ );
             report.edits += lists_.applySteps( rules_.steps, rules.steps );
             report.edits += routeMaps_.apply( rules_.routeMaps, rules.routeMaps );
             rules_ = std::move( rules );
@@ -59,6 +61,7 @@ class LivePolicy::Impl {
    }
 
    const Dialect dialect_;
+   const Assumptions assumptions_;   // of the dialect of FRR
    PolicyText text_;
    CompiledRules rules_;   // of the dialect of FRR
    const Ptr<Clock> clock_ = makeNode<Plinth::RealClock>();
@@ -68,7 +71,7 @@ class LivePolicy::Impl {
    RouteMapsInForce routeMaps_{ root_, scheduler_, dialect_ };
 };
 
-LivePolicy::LivePolicy( Dialect dialect ) : impl_( std::make_unique<Impl>( dialect ) ) {}
+LivePolicy::LivePolicy( Dialect dialect, Assumptions assumptions ) : impl_( std::make_unique<Impl>( dialect, std::move( assumptions ) ) ) {}
 LivePolicy::~LivePolicy() = default;
 
 ApplyReport LivePolicy::apply( PolicyText text ) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "compile/PolicyRoot.h"
+#include "dialect/Assumptions.h"
 #include "text/Dialect.h"
 #include "text/PolicyText.h"
 
@@ -24,7 +25,7 @@ struct ApplyReport {
 /// Threading: the activity thread. Published objects are immutable and may be evaluated on any thread.
 class LivePolicy {
  public:
-   explicit LivePolicy( Dialect dialect = Dialect::native );
+   explicit LivePolicy( Dialect dialect = Dialect::native, Assumptions assumptions = {} );
    ~LivePolicy();
    LivePolicy( const LivePolicy & ) = delete;
    LivePolicy & operator=( const LivePolicy & ) = delete;

@@ -6,6 +6,7 @@
 #include "policy/NexthopMatcher.h"
 #include "policy/PrefixListMatcher.h"
 #include "policy/RouteMetricMatcher.h"
+#include "text/ValueOptions.h"
 
 namespace Agent {
 
@@ -26,13 +27,15 @@ constexpr auto kSteps = listsIn<&AgentRoot::stepTable>();
 struct NativeMatchers {
    using Metric = RouteMetricMatcher;
    using NextHop = NexthopMatcher;
+   using AccessList = IpAccessListMatcher;
    using NextHopAccessList = NexthopAccessListMatcher;
    using NextHopPrefixList = NexthopPrefixListMatcher;
 };
 struct FrrMatchers {
    using Metric = FrrMetricMatcher;
    using NextHop = FrrNextHopMatcher;
-   using NextHopAccessList = FrrNextHopListMatcher<IpAccessListMatcher, Routing::RouteMap::IpAccessListStatus>;
+   using AccessList = FrrAccessListMatcher;
+   using NextHopAccessList = FrrNextHopListMatcher<FrrAccessListMatcher, Routing::RouteMap::IpAccessListStatus>;
    using NextHopPrefixList = FrrNextHopListMatcher<PrefixListMatcher, Routing::RouteMap::PrefixListStatus>;
 };
 
@@ -49,6 +52,17 @@ constexpr MatchOptionRow nexthopOption( MatchOption option, const ListKindOf<S> 
    return row;
 }
 
+// The row of a list of communities, whose clause tells how it compares.
+template <class M, class S>
+constexpr MatchOptionRow comparedOption( MatchOption option, const ListKindOf<S> & list ) noexcept {
+   auto row = listOption<M>( option, list );
+   row.makeMatcher = []( const MatchRule & rule, const ListKind::Symbol * symbol ) -> Ptr<const Matcher> {
+      const auto & named = static_cast<const S &>( *symbol );
+      return makeNode<M>( named.name(), named.status(), ListComparison( rule.numericValue ) );
+   };
+   return row;
+}
+
 template <class Matchers>
 constexpr MatchOptionRow kOptions[] = {
    valueOption( MatchOption::matchInterface, []( const MatchRule & rule ) { return makeNode<InterfaceNameMatcher>( rule.listName ); } ),
@@ -58,9 +72,16 @@ constexpr MatchOptionRow kOptions[] = {
    nexthopOption<Matchers>( MatchOption::matchIpv6Nexthop, kIpv6AccessLists ),
    listOption<typename Matchers::NextHopPrefixList>( MatchOption::matchIpNexthopPrefixList, kIpv4PrefixLists ),
    listOption<typename Matchers::NextHopPrefixList>( MatchOption::matchIpv6NexthopPrefixList, kIpv6PrefixLists ),
-   listOption<IpAccessListMatcher>( kMatchIpv6AccessList, kIpv6AccessLists ),
-   listOption<CommunityMatcher>( MatchOption::matchCommunity, kCommunityLists ),
+   listOption<typename Matchers::AccessList>( MatchOption::matchIpAccessList, kIpv4AccessLists ),
+   listOption<typename Matchers::AccessList>( kMatchIpv6AccessList, kIpv6AccessLists ),
+   comparedOption<CommunityMatcherOf<Community>>( MatchOption::matchCommunity, kCommunityLists ),
+   comparedOption<CommunityMatcherOf<LargeCommunity>>( MatchOption::matchLargeCommunity, kLargeCommunityLists ),
+   comparedOption<CommunityMatcherOf<ExtCommunity>>( MatchOption::matchExtCommunity, kExtCommunityLists ),
    listOption<AsPathMatcher>( MatchOption::matchAsPath, kAsPathLists ),
+   listOption<FrrRouteSourceMatcher<typename Matchers::AccessList, Routing::RouteMap::IpAccessListStatus>>( kMatchRouteSource,
+                                                                                                            kIpv4AccessLists ),
+   listOption<FrrRouteSourceMatcher<PrefixListMatcher, Routing::RouteMap::PrefixListStatus>>( kMatchRouteSourcePrefixList,
+                                                                                              kIpv4PrefixLists ),
    listOption<StepMatcher>( kMatchStep, kSteps ),
 };
 

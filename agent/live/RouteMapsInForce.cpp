@@ -73,6 +73,7 @@ class SequenceEdit {
             return setter( SetOption::setLocalPreference,
                            [ & ] { return makeNode<LocalPreferenceSetter>( static_cast<uint32_t>( number ) ); } );
          case SetKind::community: return setter( SetOption::setCommunity, [ & ] { return makeNode<CommunitySetter>( *clause ); } );
+         default: return;   // of the dialect of FRR, where steps apply the set clauses
       }
    }
    void description( const std::string & text ) {

@@ -8,6 +8,8 @@
 
 #include "dialect/CompiledRules.h"
 #include "live/AgentMatchers.h"
+#include "live/Change.h"
+#include "live/ValueTests.h"
 #include "live/WorkingRoute.h"
 #include "substrate/routemap/ListSymbol.h"
 
@@ -16,11 +18,13 @@ namespace Agent {
 /// Threading: read-only.
 class Step final : public Routing::RouteMap::NamedListStatus {
  public:
-   Step( const Quoin::String & name, StepText text ) : NamedListStatus( name ), text_( std::move( text ) ) {}
+   Step( const Quoin::String & name, StepText text ) : NamedListStatus( name ), text_( std::move( text ) ), lists_( text_.lists ) {}
    const StepText & text() const noexcept { return text_; }
+   const CompiledSetLists & lists() const noexcept { return lists_; }
 
  private:
    StepText text_;
+   CompiledSetLists lists_;
 };
 
 using StepSymbol = Routing::RouteMap::ListSymbol<Step>;
@@ -28,7 +32,7 @@ using StepTable = Routing::RouteMap::SymbolDedupTable<StepSymbol>;
 
 /// The last matcher of a sequence that is compiled from FRR's rules. It relies on two rules of the library: the matchers of a sequence are
 /// asked in ascending order of their options, up to the first that does not match; and the callee is evaluated after them. It changes only
-/// the working route of its own evaluation. An input without a working route does not match.
+/// the working route of its own evaluation. An input without a working route does not match. Errors: Unanswered.
 class StepMatcher final : public Matcher {
  public:
    StepMatcher( const Quoin::String & name, const Quoin::Ptr<const Step> & step ) : name_( name ), step_( step ) {}
@@ -36,8 +40,9 @@ class StepMatcher final : public Matcher {
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const override {
       auto * route = workingRouteOf( input );
       if( !step_ || !route ) return false;
+      if( const auto * test = failedTest( step_->text(), route->route() ) ) return route->failedIs( *test ), false;
       switch( step_->text().kind ) {
-         case StepText::Kind::permits: route->stepIs( step_->text() ); return true;
+         case StepText::Kind::permits: route->stepIs( step_->text(), step_->lists() ); return true;
          case StepText::Kind::denies: route->deniedIs(); return true;
          case StepText::Kind::afterCall: return route->denied();
       }

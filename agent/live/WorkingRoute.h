@@ -7,6 +7,7 @@
 
 #include "dialect/CompiledRules.h"
 #include "live/AgentRoute.h"
+#include "live/Change.h"
 
 namespace Agent {
 
@@ -23,6 +24,7 @@ class WorkingRoute {
       distance_ = 0;
       denied_ = isChanged_ = false;
       applied_.clear();
+      failed_.clear();
    }
    /// The input for matchers.
    const AgentRoute & input() const noexcept { return input_; }
@@ -33,18 +35,22 @@ class WorkingRoute {
    /// The steps that have permitted the route, in their order. A caller is before its callee.
    const std::vector<const StepText *> & applied() const noexcept { return applied_; }
 
+   /// The tests that did not hold, one of each step that failed, in their order.
+   const std::vector<const StepTest *> & failed() const noexcept { return failed_; }
+
    /// Applies the set clauses of a step. `step` outlives the evaluation.
-   void stepIs( const StepText & step );
+   void stepIs( const StepText & step, const CompiledSetLists & lists );
    /// Whether a route map has denied the route. Its callers then deny it too.
    bool denied() const noexcept { return denied_; }
    void deniedIs() noexcept { denied_ = true; }
+   /// A test of a step does not hold. `test` outlives the evaluation.
+   void failedIs( const StepTest & test ) { failed_.push_back( &test ); }
 
  private:
-   void apply( const SetClause & clause );
-
    AgentRoute input_{ *this };
    TableRoute changed_;
    std::vector<const StepText *> applied_;
+   std::vector<const StepTest *> failed_;
    uint8_t distance_ = 0;
    bool denied_ = false;
    bool isChanged_ = false;   // `input_` reads `changed_`

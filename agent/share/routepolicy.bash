@@ -45,11 +45,12 @@ _routepolicy_names() {
 # The options of the command $1 that begin with $2.
 _routepolicy_options() {
    local options=(--dialect --json -h --help)
+   [[ $1 == @(eval|explain|diff|watch) ]] && options+=(--set-attribute --assume --daemon)
    case $1 in
       eval) options+=(-m --route-map -i --in --max-input --threads --summary --timing) ;;
       explain)
          options+=(-m --route-map -i --in --max-input --next-hop --tag --metric --protocol --interface --local-preference --community
-            --ospf-instance --isis-instance --as-path --with)
+            --large-community --extcommunity --ospf-instance --isis-instance --origin --peer --rpki --as-path --with)
          ;;
       diff) options+=(-m --route-map -i --in --max-input --threads --examples --with) ;;
       watch) options+=(-m --route-map -i --in --max-input) ;;
@@ -77,7 +78,7 @@ _routepolicy() {
       word=${COMP_WORDS[i]}
       case $word in
          -m | --route-map | -i | --in | --max-input | --threads | --examples | --next-hop | --tag | --metric | --protocol | --interface | \
-            --local-preference | --community | --ospf-instance | --isis-instance | --as-path)
+            --local-preference | --community | --large-community | --extcommunity | --ospf-instance | --isis-instance | --origin | --peer | --rpki | --as-path | --set-attribute | --assume | --daemon | --dialect)
             [[ ${COMP_WORDS[i + 1]-} == '=' ]] && ((i++))
             ((i++))
             ;;
@@ -127,6 +128,18 @@ _routepolicy() {
          _routepolicy_reply "$cur" connected static kernel bgp ospf ospf6 isis rip ripng
          return
          ;;
+      --daemon)
+         _routepolicy_reply "$cur" bgpd zebra pimd pim6d ospfd ospf6d isisd ripd ripngd eigrpd babeld
+         return
+         ;;
+      --origin)
+         _routepolicy_reply "$cur" igp egp incomplete
+         return
+         ;;
+      --rpki)
+         _routepolicy_reply "$cur" valid notfound invalid
+         return
+         ;;
       --interface)
          for word in /sys/class/net/*/; do
             word=${word%/}
@@ -134,7 +147,7 @@ _routepolicy() {
          done
          return
          ;;
-      --max-input | --threads | --examples | --next-hop | --tag | --metric | --local-preference | --community | --ospf-instance | --isis-instance | --as-path) return ;;
+      --max-input | --threads | --examples | --next-hop | --tag | --metric | --local-preference | --community | --large-community | --extcommunity | --ospf-instance | --isis-instance | --peer | --as-path | --set-attribute | --assume) return ;;
    esac
 
    if [[ $cur == -* ]]; then

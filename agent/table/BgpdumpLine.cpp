@@ -12,7 +12,17 @@ namespace Agent {
 namespace {
 
 // The fields that are read, by position. Each ends with a bar. Those behind the prefix move by one where a path identifier follows it.
-enum Field : size_t { kRecord = 0, kKind = 2, kPrefix = 5, kPath = 6, kNextHop = 8, kLocalPreference = 9, kMed = 10, kCommunities = 11 };
+enum Field : size_t {
+   kRecord = 0,
+   kKind = 2,
+   kPrefix = 5,
+   kPath = 6,
+   kOrigin = 7,
+   kNextHop = 8,
+   kLocalPreference = 9,
+   kMed = 10,
+   kCommunities = 11
+};
 constexpr size_t kFieldCount = 14;   // without a path identifier
 
 constexpr std::string_view kWithPathIdentifier = "_AP";
@@ -32,14 +42,18 @@ bool parseField32( std::string_view text, const char * name, std::optional<uint6
    return value.has_value();
 }
 
-// Skips words that are not communities, such as large communities.
-void readCommunities( std::string_view text, std::vector<uint32_t> & communities ) {
+// Skips words that are not communities.
+void readCommunities( std::string_view text, TableRoute & route ) {
    while( !text.empty() ) {
       const auto word = text.substr( 0, text.find( ' ' ) );
-      if( const auto community = communityOf( word ) ) communities.push_back( *community );
+      if( const auto community = communityOf( word ) )
+         route.communities.push_back( *community );
+      else if( const auto large = largeCommunityOf( word ) )
+         route.largeCommunities.push_back( *large );
       text.remove_prefix( std::min( word.size() + 1, text.size() ) );
    }
-   sortCommunities( communities );
+   sortCommunities( route.communities );
+   sortCommunities( route.largeCommunities );
 }
 
 }   // namespace
@@ -113,7 +127,8 @@ LineResult parseBgpdumpLine( std::string_view line, TableRoute & route ) {
    if( preference && *preference != 0 ) route.localPreference = static_cast<uint32_t>( *preference );
    route.asPath = field[ kPath ];
    route.tag = originAsOf( route.asPath );
-   readCommunities( field[ kCommunities ], route.communities );
+   route.origin = originOf( field[ kOrigin ] );
+   readCommunities( field[ kCommunities ], route );
    route.protocol = SourceProtocol::bgp;
    return LineResult::route();
 }

@@ -8,7 +8,7 @@
 /// changes of a session (STATE) have fewer fields and are no routes. A local preference of 0 means absent, as the tool prints it. The tool
 /// also prints an absent MED as 0, but 0 is a valid MED as well: it stays 0 here, where MRT of the same table (MrtReader.h) may have none.
 /// The last number of the AS path, the origin AS of the route, becomes the tag: a table dump has no tags, and tag matchers need something
-/// to match. Words that are not communities, such as large communities, are skipped.
+/// to match. The communities may be large ones, too; other words are skipped.
 #pragma once
 
 #include <string_view>

@@ -1,6 +1,8 @@
 #include "table/BirdText.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <iterator>
 #include <utility>
 
@@ -33,6 +35,36 @@ std::string_view takeWord( std::string_view & text ) {
    return word;
 }
 
+// Takes "(1, 2, 3)" off the text; nothing if it begins otherwise.
+std::optional<std::array<std::string, 3>> takeTriple( std::string_view & text ) {
+   skipBlanks( text );
+   const auto end = text.find( ')' );
+   if( !text.starts_with( '(' ) || end == text.npos ) return std::nullopt;
+   std::array<std::string, 3> triple;
+   auto inside = text.substr( 1, end - 1 );
+   for( auto & part : triple ) {
+      skipBlanks( inside );
+      part = inside.substr( 0, inside.find( ',' ) );
+      inside.remove_prefix( std::min( part.size() + 1, inside.size() ) );
+   }
+   if( !inside.empty() ) return std::nullopt;
+   text.remove_prefix( end + 1 );
+   return triple;
+}
+
+// Each with four octets, as "0x43000000".
+std::optional<ExtCommunity> genericCommunityOf( const std::string & high, const std::string & low ) {
+   const auto octets = []( std::string_view text ) -> std::optional<uint64_t> {
+      uint32_t number = 0;
+      const char * const end = text.data() + text.size();
+      if( !text.starts_with( "0x" ) || std::from_chars( text.data() + 2, end, number, 16 ).ptr != end ) return std::nullopt;
+      return number;
+   };
+   const auto first = octets( high ), second = octets( low );
+   if( !first || !second ) return std::nullopt;
+   return ExtCommunity( *first << 32 | *second );
+}
+
 }   // namespace
 
 bool looksLikeBird( std::string_view line ) noexcept {
@@ -57,6 +89,8 @@ void BirdText::lineIs( uint64_t number, std::string_view line ) {
       skipBlanks( line );
       if( last_ == Attribute::asPath ) readAsPath( line );
       if( last_ == Attribute::communities ) readCommunities( line );
+      if( last_ == Attribute::largeCommunities ) readLargeCommunities( line );
+      if( last_ == Attribute::extCommunities ) readExtCommunities( line );
       return;
    }
    last_ = Attribute::other;
@@ -133,6 +167,14 @@ void BirdText::readAttribute( std::string_view name, std::string_view value ) {
    } else if( name == "BGP.community" ) {
       last_ = Attribute::communities;
       readCommunities( value );
+   } else if( name == "BGP.large_community" ) {
+      last_ = Attribute::largeCommunities;
+      readLargeCommunities( value );
+   } else if( name == "BGP.ext_community" ) {
+      last_ = Attribute::extCommunities;
+      readExtCommunities( value );
+   } else if( name == "BGP.origin" ) {
+      route_.origin = originOf( value );
    }
 }
 
@@ -185,6 +227,29 @@ void BirdText::readCommunities( std::string_view value ) {
    }
 }
 
+// "(64500, 1, 2) (64500, 1, 3)"
+void BirdText::readLargeCommunities( std::string_view value ) {
+   for( auto triple = takeTriple( value ); triple; triple = takeTriple( value ) ) {
+      const auto & [ as, data1, data2 ] = *triple;
+      const auto community = largeCommunityOf( as + ':' + data1 + ':' + data2 );
+      if( !community ) return faultIs( "BGP.large_community: \"" + printable( as, 24 ) + ", ...\": not a community" );
+      route_.largeCommunities.push_back( *community );
+   }
+   if( !value.empty() ) faultIs( "BGP.large_community: \"" + printable( value, 24 ) + "\": not a community" );
+}
+
+// "(rt, 64500, 1) (ro, 192.0.2.1, 2) (generic, 0x43000000, 0x1)"
+void BirdText::readExtCommunities( std::string_view value ) {
+   for( auto triple = takeTriple( value ); triple; triple = takeTriple( value ) ) {
+      const auto & [ kind, first, second ] = *triple;
+      const auto community =
+         kind == "generic" ? genericCommunityOf( first, second ) : extCommunityOf( kind == "ro" ? "soo" : kind, first + ':' + second );
+      if( !community ) return faultIs( "BGP.ext_community: \"" + printable( kind, 24 ) + ", ...\": not a community" );
+      route_.extCommunities.push_back( *community );
+   }
+   if( !value.empty() ) faultIs( "BGP.ext_community: \"" + printable( value, 24 ) + "\": not a community" );
+}
+
 void BirdText::readNumber( std::optional<uint32_t> & number, const char * name, std::string_view value ) {
    const auto parsed = parseNumber( value, kMax32 );
    if( !parsed ) return faultIs( std::string( name ) + ": \"" + printable( value, 24 ) + "\": not a number of 32 bits" );
@@ -207,6 +272,7 @@ void BirdText::finishRoute() {
    if( metric_ ) route_.metric = *metric_;
    route_.tag = originAsOf( route_.asPath );
    sortCommunities( route_.communities );
+   sortCommunities( route_.largeCommunities );
    if( !hasType_ && !std::exchange( hasRemark_, true ) )
       handler_.handleRemark( "some routes have no attributes; `show route all` prints them" );
    handler_.handleRoute( route_ );

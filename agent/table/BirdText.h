@@ -46,7 +46,7 @@ class BirdText {
    void finish( const std::string & fault );
 
  private:
-   enum class Attribute : uint8_t { other, asPath, communities };
+   enum class Attribute : uint8_t { other, asPath, communities, largeCommunities, extCommunities };
 
    void beginRoute( std::string_view line );
    void readVia( std::string_view line );
@@ -54,6 +54,8 @@ class BirdText {
    void readSource( std::string_view value );
    void readAsPath( std::string_view value );
    void readCommunities( std::string_view value );
+   void readLargeCommunities( std::string_view value );
+   void readExtCommunities( std::string_view value );
    void readNumber( std::optional<uint32_t> & number, const char * name, std::string_view value );
    void faultIs( std::string fault );
    void finishRoute();

@@ -32,18 +32,28 @@ std::optional<uint32_t> namedCommunity( std::string_view word ) {
    return std::nullopt;
 }
 
-// Why the text is not a list of communities; empty if it is.
-std::string readCommunities( std::string_view text, std::vector<uint32_t> & communities ) {
+// Calls `take( word )` for each word.
+template <class Take>
+void forEachWord( std::string_view text, Take take ) {
    while( !text.empty() ) {
       const auto word = text.substr( 0, text.find( ' ' ) );
       text.remove_prefix( std::min( word.size() + 1, text.size() ) );
-      if( word.empty() ) continue;
-      const auto community = namedCommunity( word );
-      if( !community ) return "\"" + printable( word, 24 ) + "\": not a community";
-      communities.push_back( *community );
+      if( !word.empty() ) take( word );
    }
+}
+
+// Why the text is not a list of communities; empty if it is.
+template <class C, class Parse>
+std::string readCommunities( std::string_view text, std::vector<C> & communities, Parse parse ) {
+   std::string fault;
+   forEachWord( text, [ & ]( std::string_view word ) {
+      if( const auto community = parse( word ) )
+         communities.push_back( *community );
+      else if( fault.empty() )
+         fault = "\"" + printable( word, 24 ) + "\": not a community";
+   } );
    sortCommunities( communities );
-   return {};
+   return fault;
 }
 
 }   // namespace
@@ -51,6 +61,9 @@ std::string readCommunities( std::string_view text, std::vector<uint32_t> & comm
 void FrrPath::clear() {
    asPath_.clear();
    communities_.clear();
+   largeCommunities_.clear();
+   extCommunities_.clear();
+   origin_.reset();
    nextHop_.clear();
    metric_.reset();
    localPreference_.reset();
@@ -68,7 +81,10 @@ void FrrPath::valueIs( std::string_view at, const JsonValue & value ) {
       isPath_ = true;
       if( !hasNextHop_ ) textIs( nextHop_, at, value );
       hasNextHop_ = true;
-   } else if( at == "origin" || at == "valid" ) {
+   } else if( at == "origin" ) {
+      isPath_ = true;
+      origin_ = originOf( value.text );
+   } else if( at == "valid" ) {
       isPath_ = true;
    } else if( at == "removed" ) {
       isPath_ = true;
@@ -81,6 +97,10 @@ void FrrPath::valueIs( std::string_view at, const JsonValue & value ) {
       numberIs( tag_, at, value );
    } else if( at == "community.string" ) {
       textIs( communities_, at, value );
+   } else if( at == "largeCommunity.string" ) {
+      textIs( largeCommunities_, at, value );
+   } else if( at == "extendedCommunity.string" ) {
+      textIs( extCommunities_, at, value );
    }
 }
 
@@ -101,7 +121,12 @@ LineResult FrrPath::route( TableRoute & route ) const {
    if( asPath_ != "Local" ) route.asPath = asPath_;   // the daemon's word for an empty path
    if( route.asPath.find_first_not_of( "0123456789 ,{}()[]" ) != std::string::npos )
       return LineResult::broken( "\"" + printable( asPath_, 64 ) + "\": not an AS path" );
-   reason = readCommunities( communities_, route.communities );
+   route.origin = origin_;
+   forEachWord( extCommunities_, [ & ]( std::string_view word ) {
+      if( const auto community = extCommunityOf( word ) ) route.extCommunities.push_back( *community );
+   } );
+   reason = readCommunities( communities_, route.communities, namedCommunity );
+   if( reason.empty() ) reason = readCommunities( largeCommunities_, route.largeCommunities, largeCommunityOf );
    return reason.empty() ? LineResult::route() : LineResult::broken( std::move( reason ) );
 }
 

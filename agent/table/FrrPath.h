@@ -6,7 +6,8 @@
 ///      "nexthops": [ { "ip": "192.0.2.9" } ] }
 ///
 /// and as a route that a neighbor sent or receives: { "nextHop": "192.0.2.9", "metric": 50, "path": "65001 65002" }. Only `detail` prints
-/// communities and tags. A route without a tag has tag 0: unlike a table dump, the daemon knows tags.
+/// communities and tags. Extended communities that ExtCommunity.h cannot read are skipped. A route without a tag has tag 0: unlike a table
+/// dump, the daemon knows tags.
 ///
 /// Of several next hops the first is used, which is the global one of IPv6.
 #pragma once
@@ -41,7 +42,10 @@ class FrrPath {
 
    std::string asPath_;
    std::string communities_;
+   std::string largeCommunities_;
+   std::string extCommunities_;
    std::string nextHop_;
+   std::optional<Origin> origin_;
    std::optional<uint32_t> metric_;
    std::optional<uint32_t> localPreference_;
    std::optional<uint32_t> tag_;

@@ -4,7 +4,16 @@ namespace Agent {
 
 namespace {
 
-enum AttributeType : uint8_t { kAsPath = 2, kNextHop = 3, kMed = 4, kLocalPreference = 5, kCommunities = 8, kMpReach = 14 };
+enum AttributeType : uint8_t {
+   kOrigin = 1,
+   kAsPath = 2,
+   kNextHop = 3,
+   kMed = 4,
+   kLocalPreference = 5,
+   kCommunities = 8,
+   kMpReach = 14,
+   kLargeCommunities = 32
+};
 
 }   // namespace
 
@@ -15,6 +24,7 @@ void GobgpPath::Attribute::clear() {
    nextHop.clear();
    asPath.clear();
    communities.clear();
+   largeCommunities.clear();
    fault.clear();
 }
 
@@ -25,8 +35,10 @@ void GobgpPath::clear() {
    asPath_.clear();
    nextHop_.clear();
    communities_.clear();
+   largeCommunities_.clear();
    metric_.reset();
    localPreference_.reset();
+   origin_.reset();
    hasMpNextHop_ = isGiven_ = false;
    fault_.clear();
 }
@@ -52,6 +64,13 @@ void GobgpPath::valueIs( std::string_view at, const JsonValue & value ) {
          attribute_.communities.push_back( *community );
       else
          attribute_.fault = "a community is not a number of 32 bits";
+   } else if( at == "value[].ASN" ) {
+      attribute_.largeCommunities.emplace_back();
+      takePart( &LargeCommunity::globalAdministrator, value );
+   } else if( at == "value[].LocalData1" ) {
+      takePart( &LargeCommunity::localData1, value );
+   } else if( at == "value[].LocalData2" ) {
+      takePart( &LargeCommunity::localData2, value );
    } else if( at == "as_paths[].segment_type" ) {
       segmentType_ = value.number32();
    } else if( at == "as_paths[].asns[]" ) {
@@ -66,6 +85,15 @@ void GobgpPath::valueIs( std::string_view at, const JsonValue & value ) {
 void GobgpPath::elementEnds( std::string_view at ) {
    if( at == "attrs[].as_paths[]" ) finishSegment();
    if( at == "attrs[]" ) finishAttribute();
+}
+
+// Of the last large community, which begins with its AS.
+void GobgpPath::takePart( uint32_t LargeCommunity::*part, const JsonValue & value ) {
+   const auto number = value.number32();
+   if( number && !attribute_.largeCommunities.empty() )
+      attribute_.largeCommunities.back().*part = *number;
+   else
+      attribute_.fault = "a large community is not three numbers of 32 bits";
 }
 
 void GobgpPath::finishSegment() {
@@ -84,6 +112,12 @@ void GobgpPath::finishAttribute() {
       if( !number ) faultIs( std::string( name ) + " is not a number of 32 bits" );
    };
    switch( attribute_.type.value_or( 0 ) ) {
+      case kOrigin:
+         if( attribute_.value && *attribute_.value <= uint32_t( Origin::incomplete ) )
+            origin_ = Origin( *attribute_.value );
+         else
+            faultIs( "an origin is not a number from 0 to 2" );
+         break;
       case kAsPath:
          asPath_ = attribute_.asPath;
          faultIs( attribute_.fault );
@@ -103,6 +137,10 @@ void GobgpPath::finishAttribute() {
          communities_ = attribute_.communities;
          faultIs( attribute_.fault );
          break;
+      case kLargeCommunities:
+         largeCommunities_ = attribute_.largeCommunities;
+         faultIs( attribute_.fault );
+         break;
       default: break;
    }
    attribute_.clear();
@@ -119,10 +157,13 @@ LineResult GobgpPath::route( TableRoute & route ) const {
    }
    if( metric_ ) route.metric = *metric_;
    route.localPreference = localPreference_;
+   route.origin = origin_;
    route.asPath = asPath_;
    route.tag = originAsOf( asPath_ );
    route.communities = communities_;
    sortCommunities( route.communities );
+   route.largeCommunities = largeCommunities_;
+   sortCommunities( route.largeCommunities );
    return LineResult::route();
 }
 

@@ -1,9 +1,10 @@
 /// @file agent/table/GobgpPath.h
 /// One path of a prefix as `gobgp global rib -j` prints it: its attributes (RFC 4271 5) by their numbers,
 ///
-///    { "nlri": { "prefix": "198.51.100.0/24" }, "best": true, "attrs": [
+///    { "nlri": { "prefix": "198.51.100.0/24" }, "best": true, "attrs": [ { "type": 1, "value": 0 },
 ///      { "type": 2, "as_paths": [ { "segment_type": 2, "asns": [ 65001 ] } ] }, { "type": 3, "nexthop": "192.0.2.9" },
-///      { "type": 4, "metric": 50 }, { "type": 5, "value": 200 }, { "type": 8, "communities": [ 4259840001 ] } ], "stale": false }
+///      { "type": 4, "metric": 50 }, { "type": 5, "value": 200 }, { "type": 8, "communities": [ 4259840001 ] },
+///      { "type": 32, "value": [ { "ASN": 65000, "LocalData1": 1, "LocalData2": 2 } ] } ], "stale": false }
 ///
 /// The daemon has no tags: the last AS of the path becomes the tag, as with BgpdumpLine.h.
 #pragma once
@@ -34,6 +35,7 @@ class GobgpPath {
 
  private:
    void finishSegment();
+   void takePart( uint32_t LargeCommunity::*part, const JsonValue & value );
    void finishAttribute();
    void faultIs( std::string text );
 
@@ -44,6 +46,7 @@ class GobgpPath {
       std::string nextHop;
       std::string asPath;
       std::vector<uint32_t> communities;
+      std::vector<LargeCommunity> largeCommunities;
       std::string fault;   // the first one; it counts if the attribute is read
       void clear();
    };
@@ -54,8 +57,10 @@ class GobgpPath {
    std::string asPath_;
    std::string nextHop_;
    std::vector<uint32_t> communities_;
+   std::vector<LargeCommunity> largeCommunities_;
    std::optional<uint32_t> metric_;
    std::optional<uint32_t> localPreference_;
+   std::optional<Origin> origin_;
    bool hasMpNextHop_ = false;
    bool isGiven_ = false;
    std::string fault_;   // the first one

@@ -61,11 +61,6 @@ std::optional<uint64_t> parseNumber( std::string_view text, uint64_t max ) noexc
    return value;
 }
 
-void sortCommunities( std::vector<uint32_t> & communities ) {
-   std::sort( communities.begin(), communities.end() );
-   communities.erase( std::unique( communities.begin(), communities.end() ), communities.end() );
-}
-
 const SegmentStyle * segmentStyle( uint32_t type ) noexcept {
    static constexpr SegmentStyle kStyles[] = { { "{", ",", "}" }, { "", " ", "" }, { "(", " ", ")" }, { "[", ",", "]" } };
    return type >= 1 && type <= std::size( kStyles ) ? &kStyles[ type - 1 ] : nullptr;

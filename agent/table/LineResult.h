@@ -2,6 +2,7 @@
 /// The result of reading one line or entry of a table, and the fields that several forms share.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -42,7 +43,11 @@ Ferule::IpGenAddr addressOf( Ferule::AddressFamily af, std::string_view bytes ) 
 std::optional<uint64_t> parseNumber( std::string_view text, uint64_t max ) noexcept;
 
 /// Ascending, each once.
-void sortCommunities( std::vector<uint32_t> & communities );
+template <class C>
+void sortCommunities( std::vector<C> & communities ) {
+   std::ranges::sort( communities );
+   communities.erase( std::unique( communities.begin(), communities.end() ), communities.end() );
+}
 
 /// How the text of an AS path writes a segment: "1 2", "{1,2}" for a set, "(1 2)" and "[1,2]" within a confederation.
 struct SegmentStyle {

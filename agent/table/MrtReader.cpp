@@ -148,6 +148,7 @@ class AttributeReader {
  private:
    static constexpr uint32_t kExtendedLength = 0x10;
    enum AttributeType : uint8_t {
+      kOrigin = 1,
       kAsPath = 2,
       kNextHop = 3,
       kMed = 4,
@@ -155,18 +156,21 @@ class AttributeReader {
       kCommunities = 8,
       kMpReach = 14,
       kMpUnreach = 15,
-      kAs4Path = 17
+      kExtCommunities = 16,
+      kAs4Path = 17,
+      kLargeCommunities = 32
    };
 
    bool isFirst( uint32_t type ) noexcept {
-      if( type > kAs4Path ) return true;   // ignored
+      if( type > kLargeCommunities ) return true;   // ignored
       const bool first = !( seen_ >> type & 1 );
-      seen_ |= 1u << type;
+      seen_ |= uint64_t( 1 ) << type;
       return first;
    }
 
    std::string readOne( uint32_t type, std::string_view value ) {
       switch( type ) {
+         case kOrigin: return readOrigin( value );
          case kAsPath: asPath_ = value; return {};
          case kAs4Path: as4Path_ = value; return {};
          case kNextHop: return readNextHop( value );
@@ -179,6 +183,8 @@ class AttributeReader {
             route_.localPreference = Cursor( value ).number( 4 );
             return {};
          case kCommunities: return readCommunities( value );
+         case kExtCommunities: return readExtCommunities( value );
+         case kLargeCommunities: return readLargeCommunities( value );
          case kMpReach: return from_ == From::table ? readMpReachOfTable( value ) : readMpReach( value );
          case kMpUnreach: return from_ == From::table ? std::string() : readMpUnreach( value );
          default: return {};
@@ -271,6 +277,34 @@ class AttributeReader {
       return {};
    }
 
+   std::string readExtCommunities( std::string_view value ) {
+      if( value.size() % 8 != 0 ) return wrongSize( "EXTENDED_COMMUNITIES", value.size() );
+      for( Cursor cursor( value ); cursor.left() != 0; ) {
+         const uint64_t high = cursor.number( 4 );
+         route_.extCommunities.push_back( ExtCommunity( high << 32 | cursor.number( 4 ) ) );
+      }
+      return {};
+   }
+
+   std::string readLargeCommunities( std::string_view value ) {
+      if( value.size() % 12 != 0 ) return wrongSize( "LARGE_COMMUNITY", value.size() );
+      for( Cursor cursor( value ); cursor.left() != 0; ) {
+         auto & community = route_.largeCommunities.emplace_back();
+         for( auto * const part : { &community.globalAdministrator, &community.localData1, &community.localData2 } )
+            *part = cursor.number( 4 );
+      }
+      sortCommunities( route_.largeCommunities );
+      return {};
+   }
+
+   std::string readOrigin( std::string_view value ) {
+      if( value.size() != 1 ) return wrongSize( "ORIGIN", value.size() );
+      const uint32_t origin = Cursor( value ).number( 1 );
+      if( origin > uint32_t( Origin::incomplete ) ) return "ORIGIN of value " + std::to_string( origin );
+      route_.origin = Origin( origin );
+      return {};
+   }
+
    TableRoute & route_;
    const From from_;
    const size_t asWidth_;
@@ -278,7 +312,7 @@ class AttributeReader {
    std::string_view as4Path_;
    FamilyPart announced_;
    FamilyPart withdrawn_;
-   uint32_t seen_ = 0;   // a bit for each type
+   uint64_t seen_ = 0;   // a bit for each type
 };
 
 class RecordReader {

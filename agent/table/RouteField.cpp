@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <span>
+#include <type_traits>
 
 #include "table/LineResult.h"
 #include "table/TextReader.h"
@@ -22,12 +24,36 @@ std::string notANumber( std::string_view value, uint64_t max ) {
    return quoted( value ) + ": not a number from 0 to " + std::to_string( max );
 }
 
-Fault setNextHop( TableRoute & route, std::string_view value ) {
+std::string expectedOneOf( std::string_view value, std::span<const std::string_view> names ) {
+   std::string all;
+   for( const auto & name : names ) all.append( all.empty() ? "" : ", " ).append( name );
+   return quoted( value ) + ": expected one of " + all;
+}
+
+template <auto Address>   // of TableRoute
+Fault setAddress( TableRoute & route, std::string_view value ) {
    std::string reason;
    const auto address = parseAddress( value, reason );
    if( !address ) return reason;
-   route.nextHop = *address;
+   route.*Address = *address;
    return {};
+}
+
+// One of the names, which are in the order of the values.
+template <auto Keyword, const auto & names>   // of TableRoute
+Fault setKeyword( TableRoute & route, std::string_view value ) {
+   const auto at = std::ranges::find( names, value );
+   if( at == std::end( names ) ) return expectedOneOf( value, names );
+   using Value = std::remove_reference_t<decltype( *( route.*Keyword ) )>;
+   route.*Keyword = Value( at - std::begin( names ) );
+   return {};
+}
+constexpr std::string_view kOrigins[] = { "igp", "egp", "incomplete" };          // as in Origin
+constexpr std::string_view kRpkiStates[] = { "valid", "notfound", "invalid" };   // as in RpkiState
+
+Fault setPeer( TableRoute & route, std::string_view value ) {
+   if( value == "local" ) value = "0.0.0.0";
+   return setAddress<&TableRoute::peer>( route, value );
 }
 
 template <auto Number>   // of TableRoute
@@ -48,12 +74,7 @@ Fault setMetric( TableRoute & route, std::string_view value ) {
 
 Fault setProtocol( TableRoute & route, std::string_view value ) {
    const auto protocol = sourceProtocol( value );
-   if( !protocol ) {
-      std::string names;
-      for( auto p = SourceProtocol::connected; p <= SourceProtocol::ripng; p = SourceProtocol( uint8_t( p ) + 1 ) )
-         names.append( names.empty() ? "" : ", " ).append( nameOf( p ) );
-      return quoted( value ) + ": expected one of " + names;
-   }
+   if( !protocol ) { return expectedOneOf( value, sourceProtocolNames() ); }
    route.protocol = *protocol;
    return {};
 }
@@ -65,28 +86,47 @@ Fault setInterface( TableRoute & route, std::string_view value ) {
    return {};
 }
 
-Fault setCommunities( TableRoute & route, std::string_view value ) {
-   const auto each = [ &value ]( auto && take ) {
+// Values with commas between. Allocates nothing for a route that had as many.
+template <auto Member, auto Parse>
+Fault setCommunities( TableRoute & route, std::string_view value, const char * what ) {
+   const auto each = [ value ]( auto && take ) {
       for( size_t begin = 0; begin <= value.size(); ) {
          const auto word = value.substr( begin, value.find( ',', begin ) - begin );
-         if( !take( word ) ) return false;
+         if( !take( word, Parse( word ) ) ) return false;
          begin += word.size() + 1;
       }
       return true;
    };
    std::string_view wrong;
-   const auto isCommunity = [ & ]( std::string_view word ) {
+   const auto isCommunity = [ & ]( std::string_view word, const auto & community ) {
       wrong = word;
-      return communityOf( word ).has_value();
+      return community.has_value();
    };
-   if( !each( isCommunity ) ) return quoted( wrong ) + ": not a community, such as 64500:1 or no-export";
-   route.communities.clear();
-   each( [ & ]( std::string_view word ) {
-      route.communities.push_back( *communityOf( word ) );
+   if( !each( isCommunity ) ) return quoted( wrong ) + ": not " + what;
+   ( route.*Member ).clear();
+   each( [ & ]( std::string_view, const auto & community ) {
+      ( route.*Member ).push_back( *community );
       return true;
    } );
-   sortCommunities( route.communities );
    return {};
+}
+
+Fault setCommunity( TableRoute & route, std::string_view value ) {
+   auto fault = setCommunities<&TableRoute::communities, communityOf>( route, value, "a community, such as 64500:1 or no-export" );
+   sortCommunities( route.communities );
+   return fault;
+}
+
+Fault setLargeCommunity( TableRoute & route, std::string_view value ) {
+   auto fault = setCommunities<&TableRoute::largeCommunities, largeCommunityOf>( route, value, "a large community, such as 64500:1:2" );
+   sortCommunities( route.largeCommunities );
+   return fault;
+}
+
+constexpr std::optional<ExtCommunity> ( &kExtCommunityOf )( std::string_view ) = extCommunityOf;
+
+Fault setExtCommunity( TableRoute & route, std::string_view value ) {
+   return setCommunities<&TableRoute::extCommunities, kExtCommunityOf>( route, value, "an extended community, such as rt:64500:1" );
 }
 
 // With one blank between words, as in a table dump, so that expressions match it.
@@ -106,19 +146,31 @@ struct Field {
    std::string_view name;
    std::string_view letters;   // of the name
    Fault ( *set )( TableRoute & route, std::string_view value );
+   void ( *fill )( TableRoute & route, const TableRoute & from );   // takes the value of `from` if the route has none
 };
 
+template <auto Member>   // of TableRoute
+void fill( TableRoute & route, const TableRoute & from ) {
+   static const TableRoute kNone;
+   if( route.*Member == kNone.*Member ) route.*Member = from.*Member;
+}
+
 constexpr Field kFields[] = {
-   { "next-hop", "nexthop", setNextHop },
-   { "tag", "tag", setNumber<&TableRoute::tag> },
-   { "metric", "metric", setMetric },
-   { "protocol", "protocol", setProtocol },
-   { "interface", "interface", setInterface },
-   { "local-preference", "localpreference", setNumber<&TableRoute::localPreference> },
-   { "community", "community", setCommunities },
-   { "ospf-instance", "ospfinstance", setNumber<&TableRoute::ospfInstance> },
-   { "isis-instance", "isisinstance", setNumber<&TableRoute::isisInstance> },
-   { "as-path", "aspath", setAsPath },
+   { "next-hop", "nexthop", setAddress<&TableRoute::nextHop>, fill<&TableRoute::nextHop> },
+   { "tag", "tag", setNumber<&TableRoute::tag>, fill<&TableRoute::tag> },
+   { "metric", "metric", setMetric, fill<&TableRoute::metric> },
+   { "protocol", "protocol", setProtocol, fill<&TableRoute::protocol> },
+   { "interface", "interface", setInterface, fill<&TableRoute::interface> },
+   { "local-preference", "localpreference", setNumber<&TableRoute::localPreference>, fill<&TableRoute::localPreference> },
+   { "community", "community", setCommunity, fill<&TableRoute::communities> },
+   { "large-community", "largecommunity", setLargeCommunity, fill<&TableRoute::largeCommunities> },
+   { "extcommunity", "extcommunity", setExtCommunity, fill<&TableRoute::extCommunities> },
+   { "ospf-instance", "ospfinstance", setNumber<&TableRoute::ospfInstance>, fill<&TableRoute::ospfInstance> },
+   { "isis-instance", "isisinstance", setNumber<&TableRoute::isisInstance>, fill<&TableRoute::isisInstance> },
+   { "origin", "origin", setKeyword<&TableRoute::origin, kOrigins>, fill<&TableRoute::origin> },
+   { "peer", "peer", setPeer, fill<&TableRoute::peer> },
+   { "rpki", "rpki", setKeyword<&TableRoute::rpki, kRpkiStates>, fill<&TableRoute::rpki> },
+   { "as-path", "aspath", setAsPath, fill<&TableRoute::asPath> },
 };
 
 const Field * fieldOf( std::string_view name ) noexcept {
@@ -192,6 +244,19 @@ std::optional<std::string> setField( TableRoute & route, std::string_view key, s
    auto fault = field->set( route, value );
    if( fault ) fault->insert( 0, std::string( key ) + ": " );
    return fault;
+}
+
+std::optional<std::string> RouteDefaults::add( std::string_view attribute ) {
+   const size_t equals = attribute.find( '=' );
+   if( equals == attribute.npos ) return "expected NAME=VALUE, found " + quoted( attribute );
+   const auto name = attribute.substr( 0, equals );
+   auto fault = setField( values_, name, attribute.substr( equals + 1 ) );
+   if( !fault ) fills_.push_back( fieldOf( name )->fill );
+   return fault;
+}
+
+void RouteDefaults::fill( TableRoute & route ) const {
+   for( const auto fillOne : fills_ ) fillOne( route, values_ );
 }
 
 }   // namespace Agent

@@ -1,8 +1,8 @@
 #include "text/Community.h"
 
-#include <charconv>
-
 #include <fmt/format.h>
+
+#include "text/ParseWhole.h"
 
 namespace Agent {
 
@@ -28,15 +28,6 @@ constexpr WellKnown kWellKnown[] = {
    { "local-AS", 0xffffff03 },
    { "no-peer", 0xffffff04 },
 };
-
-template <class Number>
-std::optional<Number> parseWhole( std::string_view text ) noexcept {
-   Number number = 0;
-   const char * const end = text.data() + text.size();
-   const auto [ stop, error ] = std::from_chars( text.data(), end, number );
-   if( error != std::errc() || stop != end ) return std::nullopt;
-   return number;
-}
 
 }   // namespace
 

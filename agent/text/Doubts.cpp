@@ -167,22 +167,34 @@ void Doubts::replaced( std::string_view whose, std::string_view was, const Place
         fmt::format( "{} already has {} in line {}; {} replaces it", printable( whose ), inQuotes( was ), before.line, inQuotes( is ) ) } );
 }
 
-void Doubts::wildcard( const Place & place, uint32_t address, uint32_t bits ) {
-   const auto add = [ & ]( std::string what ) { doubts_.push_back( { Doubt::Kind::netmask, place, std::move( what ) } ); };
-   const auto text = []( uint32_t a ) { return std::string( Ferule::IpAddr( a ).toStrep().view() ); };
+void Doubts::refused( const LineCursor & line, std::string_view reason ) {
+   LineCursor words = line;
+   const std::string text = inQuotes( words.takeRest( "" ).text );
+   doubts_.push_back( { Doubt::Kind::refused, line.place(), fmt::format( "FRR refuses {}: {}; the line has no effect", text, reason ) } );
+}
+
+std::optional<Doubt> Doubts::wildcard( Dialect dialect, const Place & place, Ferule::IpAddr address, Ferule::IpAddr wildcard ) {
+   const auto text = []( Ferule::IpAddr a ) { return std::string( a.toStrep().view() ); };
+   const auto doubt = [ & ]( std::string what ) { return Doubt{ Doubt::Kind::netmask, place, std::move( what ) }; };
+   const bool isFrr = dialect == Dialect::frr;
+   const uint32_t bits = wildcard.value();
    const int ones = std::countl_one( bits );
-   if( ones + std::countr_zero( bits ) < 32 ) return;   // not leading ones
-   if( bits == 0 ) {
-      if( address == 0 )
-         add( "\"0.0.0.0\" is a wildcard here, so this line matches the address 0.0.0.0 only; write \"any\" to match every address" );
-   } else if( ones == 32 ) {
-      if( address != 0 )
-         add( fmt::format( "\"255.255.255.255\" is a wildcard here, so this line matches every address; write \"host {}\" to match one",
-                           text( address ) ) );
-   } else if( ones != 0 ) {
-      add( fmt::format( "\"{}\" is a wildcard here and looks like a netmask; the wildcard for that netmask is {}", text( bits ),
-                        text( ~bits ) ) );
+   if( ones + std::countr_zero( bits ) >= 32 ) {   // leading ones
+      if( bits == 0 && address.value() == 0 )
+         return doubt(
+            "\"0.0.0.0\" is a wildcard here, so this line matches the address 0.0.0.0 only; write \"any\" to match every address" );
+      if( ones == 32 && address.value() != 0 )
+         return doubt(
+            fmt::format( "\"255.255.255.255\" is a wildcard here, so this line matches {} address; write \"host {}\" to match one",
+                         isFrr ? "no" : "every", text( address ) ) );
+      if( ones != 0 && ones != 32 )
+         return doubt( fmt::format( "\"{}\" is a wildcard here and looks like a netmask; the wildcard for that netmask is {}",
+                                    text( wildcard ), text( Ferule::IpAddr( ~bits ) ) ) );
    }
+   if( !isFrr || ( address.value() & bits ) == 0 ) return std::nullopt;
+   return Doubt{ Doubt::Kind::hostBits, place,
+                 fmt::format( "\"{}\" is the wildcard of bits that are set in \"{}\", so this line matches no address", text( wildcard ),
+                              text( address ) ) };
 }
 
 }   // namespace Agent

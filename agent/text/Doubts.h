@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "text/LineCursor.h"
@@ -36,8 +37,13 @@ class Doubts {
    /// `whose` names the thing: "ip prefix-list CUSTOMERS". The three texts may contain any bytes.
    void replaced( std::string_view whose, std::string_view was, const Place & before, std::string_view is, const Place & now );
 
-   /// An address of an IPv4 access list and its wildcard: a doubt if the wildcard looks like a netmask, that is, consists of leading ones.
-   void wildcard( const Place & place, uint32_t address, uint32_t bits );
+   /// A line that FRR refuses.
+   void refused( const LineCursor & line, std::string_view reason );
+
+   /// An address of an IPv4 access list and its wildcard: a doubt if the wildcard looks like a netmask, that is, consists of leading ones;
+   /// in the dialect of FRR also if bits of the address are under the wildcard.
+   static std::optional<Doubt> wildcard( Dialect dialect, const Place & place, Ferule::IpAddr address, Ferule::IpAddr wildcard );
+   void add( Doubt doubt ) { doubts_.push_back( std::move( doubt ) ); }
 
  private:
    struct LookAlike {      // how a line begins that looks like a policy, and why it is none

@@ -3,6 +3,9 @@
 
 #include <compare>
 #include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace Agent {
 
@@ -13,5 +16,9 @@ struct LargeCommunity {
    uint32_t localData2 = 0;
    friend auto operator<=>( const LargeCommunity &, const LargeCommunity & ) = default;
 };
+
+/// Nothing for a text that is not a large community.
+std::optional<LargeCommunity> largeCommunityOf( std::string_view text ) noexcept;
+std::string communityText( const LargeCommunity & community );
 
 }   // namespace Agent

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "text/Operands.h"
+#include "text/ParseWhole.h"
 #include "text/TextWriter.h"
 
 namespace Agent {
@@ -30,7 +31,8 @@ std::string writeList( const PrefixListText & list ) {
 std::string writeList( const AccessListText & list ) {
    return writeAccessList( list.lines.begin()->second.source.address().af(), {}, list );
 }
-std::string writeList( CommunityListText list ) {
+template <class C>
+std::string writeList( CommunityListTextOf<C> list ) {
    list.expanded = !list.lines.begin()->second.expression.empty();
    return writeCommunityList( {}, list );
 }
@@ -49,7 +51,7 @@ std::string lineText( uint32_t number, const typename NumberedLists<List>::Line 
 }
 
 // "NAME [seq N] permit|deny CONTENT"; after "no" also "NAME" and "NAME seq N". `describing` is the word before a description; empty if
-// such lists have none.
+// such lists have none. Doubts of `readContent( line, said, noted )` count if the line has no error and is not removed.
 template <class List, class ReadContent>
 void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool no, std::string_view describing,
            ReadContent readContent ) {
@@ -57,18 +59,21 @@ void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool
    if( !describing.empty() && line.takeWords( describing ) ) return describe( lists, name, line, no );
 
    std::optional<uint32_t> number;
-   if( line.takeWords( "seq" ) ) number = takeSequenceNumber( line );
+   const bool mayBeZero = line.dialect() == Dialect::frr && describing.empty();   // of the lists of bgpd
+   if( line.takeWords( "seq" ) ) number = mayBeZero ? takeNumber32( line, "a sequence number" ) : takeSequenceNumber( line );
    if( no && line.atEnd() ) return number ? lists.removeNumber( name.text, *number, std::nullopt ) : lists.remove( name.text );
 
    typename NumberedLists<List>::Line said;
    said.action = takeAction( line );
    said.place = line.place();
-   readContent( line, said );
+   std::vector<Doubt> noted;
+   readContent( line, said, noted );
    line.expectEnd();
 
    if( no ) return number ? lists.removeNumber( name.text, *number, said ) : lists.removeLine( name.text, said );
+   for( auto & doubt : noted ) doubts.add( std::move( doubt ) );
    const Place place = said.place;
-   const auto added = lists.add( name.text, number, std::move( said ) );
+   const auto added = lists.add( name.text, number, std::move( said ), line.dialect() == Dialect::frr );
    if( !added.done )
       throw LineError{ name.column, fmt::format( "list {} has no number left for a line without \"seq\"", inQuotes( name.text ) ) };
    if( added.before && Doubts::isReplaced( added.before->place, place ) )
@@ -101,19 +106,26 @@ void expectNotBelow( const Bound & bound, uint32_t length, std::string_view what
       throw LineError{ bound.column, fmt::format( "\"{} {}\" is below {}, {}", bound.word, bound.length, length, what ) };
 }
 
+// A prefix without bits after its length. The dialect of FRR takes them away, with a doubt; the other one refuses them.
+Ferule::IpGenPrefix takeNetwork( LineCursor & line, AddressFamily af, std::vector<Doubt> & noted ) {
+   const Token token = line.peek();
+   const auto prefix = takePrefix( line, af, false );
+   if( prefix.isCanonical() ) return prefix;
+   std::string what =
+      fmt::format( "{} has bits set after its length; the network is {}", inQuotes( token.text ), prefix.subnet().toStrep().view() );
+   if( line.dialect() != Dialect::frr ) throw LineError{ token.column, std::move( what ) };
+   noted.push_back( { Doubt::Kind::hostBits, line.place( token ), std::move( what ) } );
+   return prefix.subnet();
+}
+
 // "any", or "PREFIX [ge N] [le N]" in any order. Accepts the same lines as the library's builder of prefix lists.
-void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said ) {
+void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said, std::vector<Doubt> & noted ) {
    if( line.takeWords( "any" ) ) {
       said.prefix = Ferule::IpGenPrefix( Ferule::IpGenAddr( af ), 0 );
       said.le = Ferule::addressBits( af );
       return;
    }
-   const Token token = line.peek();
-   said.prefix = takePrefix( line, af, false );
-   if( !said.prefix.isCanonical() )
-      throw LineError{ token.column,
-                       fmt::format( "{} has bits set after its length; the network is {}", inQuotes( token.text ),
-                                    said.prefix.subnet().toStrep().view() ) };
+   said.prefix = takeNetwork( line, af, noted );
 
    std::optional<Bound> ge, le;
    while( ( !ge && line.peek().text == "ge" ) || ( !le && line.peek().text == "le" ) ) {
@@ -133,16 +145,20 @@ void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said 
    }
 }
 
-/// An IPv4 address and its wildcard.
-struct Wildcard {
-   Place place;
-   uint32_t address = 0;
-   uint32_t bits = 0;
-};
+// ---- access lists of the native dialect
+
+using Source = Ferule::IpGenAddrWithFullMask;
+
+// The wildcard of an address that has been taken.
+Source takeWildcard( LineCursor & line, const Ferule::IpGenAddr & address, std::vector<Doubt> & noted ) {
+   const Place place = line.place( line.peek() );
+   const auto wildcard = takeAddress( line, address.af(), "a wildcard mask" );   // bits that do not count
+   if( auto doubt = Doubts::wildcard( line.dialect(), place, address.v4Addr(), wildcard.v4Addr() ) ) noted.push_back( std::move( *doubt ) );
+   return { address, Ferule::Bits128::leadingOnes( Ferule::addressBits( address.af() ) ) & ~wildcard.bits() };
+}
 
 // "any", "PREFIX", "[host] ADDRESS", and for IPv4 "ADDRESS WILDCARD".
-std::optional<Wildcard> readAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said ) {
-   std::optional<Wildcard> wildcard;
+void readAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said, std::vector<Doubt> & noted ) {
    const unsigned bits = Ferule::addressBits( af );
    if( line.takeWords( "any" ) ) {
       said.source = { Ferule::IpGenAddr( af ), {} };
@@ -151,17 +167,88 @@ std::optional<Wildcard> readAccessLine( LineCursor & line, AddressFamily af, Acc
    } else {
       const bool alone = line.peek().text.find( '/' ) == std::string_view::npos;
       const Ferule::IpGenPrefix prefix = takePrefix( line, af, true );
-      auto mask = Ferule::Bits128::leadingOnes( prefix.length() );
-      if( alone && af == AddressFamily::ipv4 && !line.atEnd() ) {
-         const auto upper = []( const Ferule::Bits128 & b ) { return static_cast<uint32_t>( b.high >> 32 ); };
-         const Place place = line.place( line.peek() );
-         const auto ones = takeAddress( line, af, "a wildcard mask" ).bits();   // bits that do not count
-         wildcard = { place, upper( prefix.ipGenAddr().bits() ), upper( ones ) };
-         mask = mask & ~ones;
-      }
-      said.source = { prefix.ipGenAddr(), mask };
+      said.source = { prefix.ipGenAddr(), Ferule::Bits128::leadingOnes( prefix.length() ) };
+      if( alone && af == AddressFamily::ipv4 && !line.atEnd() ) said.source = takeWildcard( line, prefix.ipGenAddr(), noted );
    }
-   return wildcard;
+}
+
+// ---- access lists of the dialect of FRR
+
+// "any", "host ADDRESS" or "ADDRESS WILDCARD".
+Source takeSource( LineCursor & line, std::vector<Doubt> & noted ) {
+   constexpr auto af = AddressFamily::ipv4;
+   if( line.takeWords( "any" ) ) return { Ferule::IpGenAddr( af ), {} };
+   if( line.takeWords( "host" ) ) return { takeAddress( line, af ), Ferule::Bits128::leadingOnes( Ferule::addressBits( af ) ) };
+   const auto address = takeAddress( line, af, "\"any\", \"host\" or an IPv4 address" );
+   return takeWildcard( line, address, noted );
+}
+
+// "any" or "PREFIX [exact-match]"; for IPv4 also "[host] ADDRESS", "ADDRESS WILDCARD" and "ip SOURCE NETMASK".
+void readFrrAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said, std::vector<Doubt> & noted ) {
+   using Compares = AccessListLine::Compares;
+   const bool isAddress = line.peek().text.find( '/' ) == std::string_view::npos;
+   said.compares = af == AddressFamily::ipv4 && isAddress ? Compares::address : Compares::covering;
+   if( line.takeWords( "any" ) ) {
+      said.compares = Compares::covering;
+      said.source = { Ferule::IpGenAddr( af ), {} };
+   } else if( said.compares == Compares::covering ) {
+      const auto prefix = takeNetwork( line, af, noted );
+      said.source = { prefix.ipGenAddr(), Ferule::Bits128::leadingOnes( prefix.length() ) };
+      if( line.takeWords( "exact-match" ) ) said.compares = Compares::exact;
+   } else if( line.takeWords( "ip" ) ) {
+      said.source = takeSource( line, noted );
+      said.netmask = takeSource( line, noted );
+   } else {
+      const bool isHost = line.takeWords( "host" );
+      const auto address = takeAddress( line, af );
+      said.source = { address, Ferule::Bits128::leadingOnes( Ferule::addressBits( af ) ) };
+      if( !isHost && !line.atEnd() ) said.source = takeWildcard( line, address, noted );
+      if( said.source.mask().none() && address.bits().none() ) said.compares = Compares::covering;   // as "any"
+   }
+}
+
+// ---- community lists
+
+// "standard" or "expanded". In the dialect of FRR, a number tells the kind, too, and is left as the name of the list.
+bool takeExpanded( LineCursor & line ) {
+   const auto text = line.peek().text;
+   const auto number = line.dialect() == Dialect::frr ? parseWhole<uint32_t>( text ) : std::nullopt;
+   if( number && *number >= 1 && *number <= 99 ) return false;
+   if( number && *number >= 100 && *number <= 500 ) return true;
+   if( line.takeWords( "expanded" ) ) return true;
+   if( !line.takeWords( "standard" ) ) throwExpected( alternatives( { "standard", "expanded" } ), line.peek() );
+   return false;
+}
+
+// The communities of a line; none for a line that matches all routes.
+std::vector<Community> takeListedCommunities( LineCursor & line ) {
+   constexpr std::string_view kAll = "internet";
+   bool all = false;   // in the dialect of FRR, also among others, and as a number
+   if( line.dialect() == Dialect::frr )
+      for( LineCursor words = line; !words.atEnd(); ) all |= words.take().text == kAll;
+   auto communities = takeCommunities( line, "", kAll );
+   all |= line.dialect() == Dialect::frr && !communities.empty() && communities.front() == 0;
+   if( all ) communities.clear();
+   return communities;
+}
+
+// ---- AS path lists
+
+void readAsPathLine( LineCursor & line, AsPathListLine & said, std::vector<Doubt> & ) {
+   const Token token = LineCursor( line ).takeRest( "a regular expression" );
+   const size_t at = token.text.find_first_not_of( "0123456789 $()*+,-.?[\\]^_{|}" );
+   if( line.dialect() == Dialect::frr && at != token.text.npos )   // FRR refuses such a line
+      throwExpected( "digits, blanks and operators of a regular expression",
+                     { token.text.substr( at, 1 ), token.column + static_cast<uint32_t>( at ) } );
+   said.expression = takeExpression( line );
+}
+
+template <AddressFamily af>
+void readAccessLineOf( LineCursor & line, AccessListLine & said, std::vector<Doubt> & noted ) {
+   if( line.dialect() == Dialect::frr )
+      readFrrAccessLine( line, af, said, noted );
+   else
+      readAccessLine( line, af, said, noted );
 }
 
 }   // namespace
@@ -174,12 +261,16 @@ ListLines::ListLines( PolicyText & text, Doubts & doubts )
         ipv4AccessLists_( "access-list", text.ipv4AccessLists ),
         ipv6AccessLists_( "ipv6 access-list", text.ipv6AccessLists ),
         communityLists_( "bgp community-list", text.communityLists ),
+        largeCommunityLists_( "bgp large-community-list", text.largeCommunityLists ),
+        extCommunityLists_( "bgp extcommunity-list", text.extCommunityLists ),
         asPathLists_( "bgp as-path access-list", text.asPathLists ) {}
 
 // In other dialects these words also begin packet filters, and a switch.
 bool ListLines::isOfOthers( LineCursor line ) {
    const bool no = line.takeWords( "no" );
-   if( line.takeWords( "ip prefix-list sequence-number" ) ) return line.atEnd();
+   const bool isFrr = line.dialect() == Dialect::frr;
+   if( line.takeWords( "ip prefix-list sequence-number" ) || ( isFrr && line.takeWords( "ipv6 prefix-list sequence-number" ) ) )
+      return line.atEnd();
    const bool ipv6 = line.takeWords( "ipv6 access-list" );
    if( !ipv6 && !line.takeWords( "access-list" ) ) return false;
    if( line.take().text.empty() ) return false;
@@ -188,6 +279,7 @@ bool ListLines::isOfOthers( LineCursor line ) {
    if( !line.takeWords( "permit" ) && !line.takeWords( "deny" ) ) return false;
    static constexpr std::string_view kProtocols[] = { "ip",  "ipv6", "tcp", "udp",  "icmp",  "icmpv6", "igmp",
                                                       "gre", "esp",  "ahp", "ospf", "eigrp", "pim" };
+   if( isFrr && line.peek().text == kProtocols[ 0 ] ) return ipv6;   // the others filter packets
    return std::ranges::find( kProtocols, line.peek().text ) != std::end( kProtocols );
 }
 
@@ -195,7 +287,9 @@ bool ListLines::read( LineCursor & line, bool no ) {
    struct Form {
       std::string_view words;
       void ( ListLines::*read )( LineCursor &, bool );
+      std::optional<Dialect> only{};   // the dialect that has the form; none: both
    };
+   static constexpr auto kFrr = Dialect::frr;
    static constexpr Form kForms[] = {
       { "ip prefix-list", &ListLines::readIpv4PrefixList },
       { "ipv6 prefix-list", &ListLines::readIpv6PrefixList },
@@ -203,10 +297,17 @@ bool ListLines::read( LineCursor & line, bool no ) {
       { "ipv6 access-list", &ListLines::readIpv6AccessList },
       { "tag-set", &ListLines::readTagSet },
       { "bgp community-list", &ListLines::readCommunityList },
+      { "bgp large-community-list", &ListLines::readLargeCommunityList, kFrr },
+      { "bgp extcommunity-list", &ListLines::readExtCommunityList, kFrr },
       { "bgp as-path", &ListLines::readAsPathList },
+      // Older spellings.
+      { "ip community-list", &ListLines::readCommunityList, kFrr },
+      { "ip large-community-list", &ListLines::readLargeCommunityList, kFrr },
+      { "ip extcommunity-list", &ListLines::readExtCommunityList, kFrr },
+      { "ip as-path", &ListLines::readAsPathList, kFrr },
    };
    for( const auto & form : kForms )
-      if( line.takeWords( form.words ) ) {
+      if( isIn( line.dialect(), form.only ) && line.takeWords( form.words ) ) {
          line.expectNoControlBytes();
          ( this->*form.read )( line, no );
          return true;
@@ -216,24 +317,20 @@ bool ListLines::read( LineCursor & line, bool no ) {
 
 void ListLines::readIpv4PrefixList( LineCursor & line, bool no ) {
    edit( ipv4PrefixLists_, doubts_, line, no, "description",
-         []( LineCursor & l, PrefixListLine & said ) { readPrefixLine( l, AddressFamily::ipv4, said ); } );
+         []( LineCursor & l, PrefixListLine & said, auto & noted ) { readPrefixLine( l, AddressFamily::ipv4, said, noted ); } );
 }
 
 void ListLines::readIpv6PrefixList( LineCursor & line, bool no ) {
    edit( ipv6PrefixLists_, doubts_, line, no, "description",
-         []( LineCursor & l, PrefixListLine & said ) { readPrefixLine( l, AddressFamily::ipv6, said ); } );
+         []( LineCursor & l, PrefixListLine & said, auto & noted ) { readPrefixLine( l, AddressFamily::ipv6, said, noted ); } );
 }
 
 void ListLines::readIpv4AccessList( LineCursor & line, bool no ) {
-   std::optional<Wildcard> wildcard;
-   edit( ipv4AccessLists_, doubts_, line, no, "remark",
-         [ & ]( LineCursor & l, AccessListLine & said ) { wildcard = readAccessLine( l, AddressFamily::ipv4, said ); } );
-   if( !no && wildcard ) doubts_.wildcard( wildcard->place, wildcard->address, wildcard->bits );
+   edit( ipv4AccessLists_, doubts_, line, no, "remark", readAccessLineOf<AddressFamily::ipv4> );
 }
 
 void ListLines::readIpv6AccessList( LineCursor & line, bool no ) {
-   edit( ipv6AccessLists_, doubts_, line, no, "remark",
-         []( LineCursor & l, AccessListLine & said ) { readAccessLine( l, AddressFamily::ipv6, said ); } );
+   edit( ipv6AccessLists_, doubts_, line, no, "remark", readAccessLineOf<AddressFamily::ipv6> );
 }
 
 void ListLines::readTagSet( LineCursor & line, bool no ) {
@@ -256,28 +353,40 @@ void ListLines::readTagSet( LineCursor & line, bool no ) {
    if( set.tags.empty() ) text_.tagSets.erase( at );
 }
 
-void ListLines::readCommunityList( LineCursor & line, bool no ) {
-   const bool expanded = line.peek().text == "expanded";
-   if( !expanded && line.peek().text != "standard" ) throwExpected( alternatives( { "standard", "expanded" } ), line.peek() );
-   const Token kind = line.take();
+template <class C, class Take>
+void ListLines::readCommunityList( NumberedLists<CommunityListTextOf<C>> & lists, LineCursor & line, bool no, Take takeStandard ) {
+   const Token kind = line.peek();
+   const bool expanded = takeExpanded( line );
    const Token name = line.peek();
-   if( const auto * const list = communityLists_.find( name.text ); list && list->expanded != expanded ) {
+   if( const auto * const list = lists.find( name.text ); list && list->expanded != expanded ) {
       if( no ) return;   // the list of this kind does not exist
       throw LineError{ kind.column,
                        fmt::format( "list {} is already {}", inQuotes( name.text ), list->expanded ? "expanded" : "standard" ) };
    }
-   edit( communityLists_, doubts_, line, no, "", [ expanded ]( LineCursor & l, CommunityListLine & said ) {
+   edit( lists, doubts_, line, no, "", [ & ]( LineCursor & l, CommunityListLineOf<C> & said, auto & ) {
       if( expanded )
          said.expression = takeExpression( l );
       else
-         said.communities = takeCommunities( l, "", "internet" );
+         said.communities = takeStandard( l );
    } );
-   if( auto * const list = communityLists_.find( name.text ) ) list->expanded = expanded;
+   if( auto * const list = lists.find( name.text ) ) list->expanded = expanded;
+}
+
+void ListLines::readCommunityList( LineCursor & line, bool no ) {
+   readCommunityList( communityLists_, line, no, takeListedCommunities );
+}
+
+void ListLines::readLargeCommunityList( LineCursor & line, bool no ) {
+   readCommunityList( largeCommunityLists_, line, no, []( LineCursor & l ) { return takeLargeCommunities( l, "" ); } );
+}
+
+void ListLines::readExtCommunityList( LineCursor & line, bool no ) {
+   readCommunityList( extCommunityLists_, line, no, []( LineCursor & l ) { return takeExtCommunities( l ); } );
 }
 
 void ListLines::readAsPathList( LineCursor & line, bool no ) {
    if( !line.takeWords( "access-list" ) ) throwExpected( alternatives( { "access-list" } ), line.peek() );
-   edit( asPathLists_, doubts_, line, no, "", []( LineCursor & l, AsPathListLine & said ) { said.expression = takeExpression( l ); } );
+   edit( asPathLists_, doubts_, line, no, "", readAsPathLine );
 }
 
 }   // namespace Agent

@@ -26,6 +26,10 @@ class ListLines {
    void readIpv6AccessList( LineCursor & line, bool no );
    void readTagSet( LineCursor & line, bool no );
    void readCommunityList( LineCursor & line, bool no );
+   void readLargeCommunityList( LineCursor & line, bool no );
+   void readExtCommunityList( LineCursor & line, bool no );
+   template <class C, class Take>
+   void readCommunityList( NumberedLists<CommunityListTextOf<C>> & lists, LineCursor & line, bool no, Take takeStandard );
    void readAsPathList( LineCursor & line, bool no );
 
    PolicyText & text_;
@@ -35,6 +39,8 @@ class ListLines {
    NumberedLists<AccessListText> ipv4AccessLists_;
    NumberedLists<AccessListText> ipv6AccessLists_;
    NumberedLists<CommunityListText> communityLists_;
+   NumberedLists<LargeCommunityListText> largeCommunityLists_;
+   NumberedLists<ExtCommunityListText> extCommunityLists_;
    NumberedLists<AsPathListText> asPathLists_;
 };
 

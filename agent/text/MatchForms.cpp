@@ -5,6 +5,8 @@
 
 #include "substrate/zeugma/MaybeU63.h"
 #include "text/Constants.h"
+#include "text/FormWords.h"
+#include "text/ValueOptions.h"
 
 namespace Agent {
 
@@ -17,12 +19,88 @@ constexpr std::string_view kPrefixList = "the name of a prefix list";
 constexpr std::string_view kAccessList = "the name of an access list";
 constexpr std::string_view kNextHop = "an address or the name of an access list";
 
+constexpr std::string_view kOrigins[] = { "igp", "egp", "incomplete" };          // as in Origin
+constexpr std::string_view kRpkiStates[] = { "valid", "notfound", "invalid" };   // as in RpkiState
+constexpr std::string_view kEvpnTypes[] = { "ead", "1", "macip", "2", "multicast", "3", "es", "4", "prefix", "5" };
+
 constexpr MatchForm number( std::string_view words, MatchOption option, std::string_view what, uint64_t max ) {
    return { .words = words, .option = option, .operand = Operand::number, .what = what, .max = max };
 }
 
+constexpr MatchForm only( Dialect dialect, MatchForm form ) {
+   form.only = dialect;
+   return form;
+}
+
+constexpr Daemons kBgpd = daemonsOf( Daemon::bgpd );
+constexpr Daemons kZebra = daemonsOf( Daemon::zebra );
+constexpr Daemons kPimd = daemonsOf( Daemon::pimd );
+
+// A clause that only these daemons have.
+constexpr MatchForm of( Daemons daemons, MatchForm form ) {
+   form.daemons = daemons;
+   return form;
+}
+
+// A clause of FRR alone; of bgpd unless it is told.
+constexpr MatchForm frr( std::string_view words, ValueOption option, Operand operand, std::string_view what = "" ) {
+   return of( kBgpd, { .words = words, .option = optionOf( option ), .operand = operand, .what = what, .only = Dialect::frr } );
+}
+constexpr MatchForm frrNumber( std::string_view words, ValueOption option, std::string_view what, uint64_t max ) {
+   return of( kBgpd, only( Dialect::frr, number( words, optionOf( option ), what, max ) ) );
+}
+constexpr MatchForm frrKeyword( std::string_view words, ValueOption option, std::span<const std::string_view> keywords ) {
+   auto form = frr( words, option, Operand::keyword );
+   form.keywords = keywords;
+   return form;
+}
+// A clause that not all routes answer.
+constexpr MatchForm toldBy( std::string_view field, MatchForm form ) {
+   form.field = field;
+   return form;
+}
+constexpr MatchForm assumed( MatchForm form ) {
+   return toldBy( "", form );
+}
+constexpr MatchForm communities( std::string_view words, MatchOption option, std::string_view what, ThingKind list ) {
+   return of( kBgpd, only( Dialect::frr, { words, option, Operand::comparedName, what, list } ) );
+}
+
 // clang-format off
 constexpr MatchForm kForms[] = {
+   of( kZebra, frrNumber( "ip address prefix-len", ValueOption::ipPrefixLength, "a length", 32 ) ),
+   of( kZebra, frrNumber( "ipv6 address prefix-len", ValueOption::ipv6PrefixLength, "a length", 128 ) ),
+   of( kZebra, frrNumber( "ip next-hop prefix-len", ValueOption::ipNextHopLength, "a length", 32 ) ),
+   of( kAllDaemons, frr( "ip next-hop type blackhole", ValueOption::ipNextHopBlackhole, Operand::none ) ),
+   of( kAllDaemons, frr( "ipv6 next-hop type blackhole", ValueOption::ipv6NextHopBlackhole, Operand::none ) ),
+   frr( "ip next-hop address", ValueOption::ipNextHopAddress, Operand::address, "an IPv4 address" ),
+   frr( "ipv6 next-hop address", ValueOption::ipv6NextHopAddress, Operand::address, "an IPv6 address" ),
+   toldBy( "peer", of( kBgpd, only( Dialect::frr, { "ip route-source prefix-list", kMatchRouteSourcePrefixList, Operand::name, kPrefixList, ThingKind::ipv4PrefixList } ) ) ),
+   toldBy( "peer", of( kBgpd, only( Dialect::frr, { "ip route-source", kMatchRouteSource, Operand::name, kAccessList, ThingKind::ipv4AccessList } ) ) ),
+   frrNumber( "local-preference", ValueOption::localPreference, "a local preference", kMax32 ),
+   toldBy( "origin", frrKeyword( "origin", ValueOption::origin, kOrigins ) ),
+   assumed( frrNumber( "probability", ValueOption::probability, "a percentage", 100 ) ),
+   of( daemonsOf( Daemon::zebra, Daemon::bgpd ), frr( "source-protocol", ValueOption::sourceProtocol, Operand::protocol ) ),
+   of( kZebra, frrNumber( "source-instance", ValueOption::sourceInstance, "an instance", 255 ) ),
+   toldBy( "peer", frr( "peer", ValueOption::peer, Operand::peer, "an address, a name or \"local\"" ) ),
+   toldBy( "rpki", frrKeyword( "rpki", ValueOption::rpki, kRpkiStates ) ),
+   frrKeyword( "rpki-extcommunity", ValueOption::rpkiExtCommunity, kRpkiStates ),
+   assumed( frr( "src-peer", ValueOption::sourcePeer, Operand::peer, "an address, a name or \"local\"" ) ),
+   assumed( frr( "source-vrf", ValueOption::sourceVrf, Operand::name, "the name of a VRF" ) ),
+   assumed( frr( "vrl-source-vrf", ValueOption::vrlSourceVrf, Operand::name, "the name of a VRF" ) ),
+   assumed( frrKeyword( "evpn route-type", ValueOption::evpnRouteType, kEvpnTypes ) ),
+   assumed( frrNumber( "evpn vni", ValueOption::evpnVni, "a VNI", 16777215 ) ),
+   assumed( frr( "evpn rd", ValueOption::evpnRd, Operand::name, "a route distinguisher" ) ),
+   assumed( frr( "evpn default-route", ValueOption::evpnDefaultRoute, Operand::none ) ),
+   assumed( frr( "alias", ValueOption::alias, Operand::name, "the alias of a community" ) ),
+   assumed( frr( "mac address", ValueOption::macAddress, Operand::name, "the name of a MAC access list" ) ),
+   assumed( of( kPimd, frr( "ip multicast-source", ValueOption::multicastSource, Operand::text, "an address or a prefix list" ) ) ),
+   assumed( of( kPimd, frr( "ip multicast-group", ValueOption::multicastGroup, Operand::text, "an address or a prefix list" ) ) ),
+   assumed( of( kPimd, frr( "ipv6 multicast-source", ValueOption::ipv6MulticastSource, Operand::text, "an address or a prefix list" ) ) ),
+   assumed( of( kPimd, frr( "ipv6 multicast-group", ValueOption::ipv6MulticastGroup, Operand::text, "an address or a prefix list" ) ) ),
+   assumed( of( kPimd, frr( "multicast-interface", ValueOption::multicastInterface, Operand::name, "the name of an interface" ) ) ),
+   assumed( of( kPimd, frr( "multicast-iif", ValueOption::multicastIif, Operand::name, "the name of an interface" ) ) ),
+   assumed( frr( "script", ValueOption::script, Operand::name, "the name of a script" ) ),
    { "ip address prefix-list", MatchOption::matchIpPrefixList, Operand::invertibleName, kPrefixList, ThingKind::ipv4PrefixList, Subject::prefix },
    { "ipv6 address prefix-list", MatchOption::matchIpv6PrefixList, Operand::invertibleName, kPrefixList, ThingKind::ipv6PrefixList, Subject::prefix },
    { "ip address", MatchOption::matchIpAccessList, Operand::name, kAccessList, ThingKind::ipv4AccessList, Subject::prefix },
@@ -32,14 +110,16 @@ constexpr MatchForm kForms[] = {
    { "ip next-hop", MatchOption::matchIpNexthop, Operand::nextHop, kNextHop, ThingKind::ipv4AccessList, Subject::nextHop },
    { "ipv6 next-hop", MatchOption::matchIpv6Nexthop, Operand::nextHop, kNextHop, ThingKind::ipv6AccessList, Subject::nextHop },
    number( "tag", MatchOption::matchTag, "a tag", kMax32 ),
-   { "tag-set", MatchOption::matchTagSet, Operand::name, "the name of a tag set", ThingKind::tagSet },
+   only( Dialect::native, { "tag-set", MatchOption::matchTagSet, Operand::name, "the name of a tag set", ThingKind::tagSet } ),
    number( "metric", MatchOption::matchMetric, "a metric", Zeugma::MaybeU63::kAbsent - 1 ),
-   { "source-protocol", MatchOption::matchSourceProtocol, Operand::protocol, "" },
-   number( "ospf-instance", MatchOption::matchOspfInstance, "an instance", kMax32 ),
-   number( "isis-instance", MatchOption::matchIsisInstance, "an instance", kMax32 ),
+   only( Dialect::native, { "source-protocol", MatchOption::matchSourceProtocol, Operand::protocol, "" } ),
+   only( Dialect::native, number( "ospf-instance", MatchOption::matchOspfInstance, "an instance", kMax32 ) ),
+   only( Dialect::native, number( "isis-instance", MatchOption::matchIsisInstance, "an instance", kMax32 ) ),
    { "interface", MatchOption::matchInterface, Operand::name, "the name of an interface" },
-   { "community", MatchOption::matchCommunity, Operand::name, "the name of a community list", ThingKind::communityList },
-   { "as-path", MatchOption::matchAsPath, Operand::name, "the name of an AS path list", ThingKind::asPathList },
+   of( kBgpd, { "community", MatchOption::matchCommunity, Operand::comparedName, "the name of a community list", ThingKind::communityList } ),
+   communities( "large-community", MatchOption::matchLargeCommunity, "the name of a large community list", ThingKind::largeCommunityList ),
+   communities( "extcommunity", MatchOption::matchExtCommunity, "the name of an extended community list", ThingKind::extCommunityList ),
+   of( kBgpd, { "as-path", MatchOption::matchAsPath, Operand::name, "the name of an AS path list", ThingKind::asPathList } ),
 };
 // clang-format on
 
@@ -60,14 +140,7 @@ const MatchForm * matchForm( MatchOption option ) noexcept {
 }
 
 std::vector<std::string_view> matchWordsBehind( std::string_view begun, std::optional<Dialect> dialect ) {
-   std::vector<std::string_view> words;
-   for( const auto & form : kForms ) {
-      if( !form.words.starts_with( begun ) || ( dialect && !isIn( *dialect, form.only ) ) ) continue;
-      const auto rest = form.words.substr( begun.size() );
-      const auto word = rest.substr( 0, rest.find( ' ' ) );
-      if( std::ranges::find( words, word ) == words.end() ) words.push_back( word );
-   }
-   return words;
+   return wordsBehind( kForms, begun, dialect );
 }
 
 std::optional<AddressFamily> familyOf( const MatchForm & form ) noexcept {

@@ -10,19 +10,32 @@
 #include <string_view>
 #include <vector>
 
+#include "text/Daemon.h"
 #include "text/Dialect.h"
 #include "text/ThingKind.h"
 
 namespace Agent {
 
+/// The word behind the name of a list; empty for none.
+constexpr std::string_view wordOf( ListComparison comparison ) noexcept {
+   constexpr std::string_view kWords[] = { "", "exact-match", "any" };
+   return kWords[ size_t( comparison ) ];
+}
+
 /// The form of one match clause.
 struct MatchForm {
    enum class Operand : uint8_t {
       name,
+      comparedName,     // "NAME"; in the dialect of FRR, "NAME [exact-match|any]"
       invertibleName,   // "NAME [invert]"
       nextHop,          // "[address] ADDRESS", or the name of an access list
       number,
-      protocol
+      protocol,
+      keyword,   // one of `keywords`; its index is the number of the clause
+      address,   // of the family of the clause
+      peer,      // "ADDRESS", "NAME" or "local"
+      text,      // the rest of the line
+      none
    };
    /// The part of a route that the clause tests, if it has forms for both families; `other` for all other clauses.
    enum class Subject : uint8_t { other, prefix, nextHop };
@@ -33,8 +46,12 @@ struct MatchForm {
    std::string_view what;   // the operand in error messages: "the name of a tag set"
    std::optional<ThingKind> refersTo{};
    Subject subject = Subject::other;
-   uint64_t max = 0;                // the highest number that the operand allows
+   uint64_t max = 0;   // the highest number that the operand allows
+   std::span<const std::string_view> keywords{};
    std::optional<Dialect> only{};   // the dialect that has the clause; none: both
+   /// The field of a route (table/RouteField.h) that answers the clause, or "" if only an assumption does. None: each route answers it.
+   std::optional<std::string_view> field{};
+   Daemons daemons = kAllDaemons;   // of FRR, that have the clause
 };
 
 /// All forms, one per option. If the words of one form begin with the words of another form, the longer form comes first.

@@ -34,14 +34,17 @@ inline size_t hashOf( const PrefixListLine & line ) {
    return mix;
 }
 inline size_t hashOf( const AccessListLine & line ) {
-   return line.source.hash() + unsigned( line.action );
+   return line.source.hash() + 2 * unsigned( line.compares ) + ( line.netmask ? line.netmask->hash() : 0 ) + unsigned( line.action );
 }
 inline size_t hashOf( const AsPathListLine & line ) {
    return std::hash<std::string>()( line.expression ) + unsigned( line.action );
 }
-inline size_t hashOf( const CommunityListLine & line ) {
+template <class C>
+size_t hashOf( const CommunityListLineOf<C> & line ) {
    Zeugma::HashMix mix( static_cast<uint32_t>( std::hash<std::string>()( line.expression ) ) + unsigned( line.action ) );
-   for( const Community c : line.communities ) mix.mixBytes4( reinterpret_cast<const unsigned char *>( &c ) );
+   static_assert( sizeof( C ) % 4 == 0 );
+   for( const C & c : line.communities )
+      for( size_t i = 0; i < sizeof c; i += 4 ) mix.mixBytes4( reinterpret_cast<const unsigned char *>( &c ) + i );
    return mix;
 }
 
@@ -99,7 +102,8 @@ class NumberedLists {
       std::optional<Line> before;   // the line that was replaced
    };
    /// Adds the line, under the next number if `number` is empty.
-   Added add( std::string_view name, std::optional<uint32_t> number, Line line );
+   /// `once`: a line that the list has under another number changes nothing.
+   Added add( std::string_view name, std::optional<uint32_t> number, Line line, bool once = false );
    void remove( std::string_view name );
    /// If `line` is given, has an effect only on an equal line.
    void removeNumber( std::string_view name, uint32_t number, const std::optional<Line> & line );
@@ -140,8 +144,9 @@ class NumberedLists {
 };
 
 template <class List>
-auto NumberedLists<List>::add( std::string_view name, std::optional<uint32_t> number, Line line ) -> Added {
+auto NumberedLists<List>::add( std::string_view name, std::optional<uint32_t> number, Line line, bool once ) -> Added {
    List * const list = find( name );
+   if( list && number && once && index().find( list->lines, line ).value_or( *number ) != *number ) return {};
    if( !number ) {
       if( list && index().find( list->lines, line ) ) return {};
       const uint32_t highest = list ? list->lines.rbegin()->first : 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <stdexcept>
 
 #include <fmt/format.h>
 #include <re2/re2.h>
@@ -9,6 +10,7 @@
 #include "substrate/quoin/Exception.h"
 #include "text/Community.h"
 #include "text/Expression.h"
+#include "text/ParseWhole.h"
 
 namespace Agent {
 
@@ -37,13 +39,19 @@ uint8_t parseLength( const Token & token, size_t slash, AddressFamily af ) {
 
 uint64_t takeNumber( LineCursor & line, std::string_view what, uint64_t min, uint64_t max ) {
    const Token & token = line.peek();
-   uint64_t number = 0;
-   const char * const end = token.text.data() + token.text.size();
-   const auto [ stop, error ] = std::from_chars( token.text.data(), end, number );
-   if( token.text.empty() || error != std::errc() || stop != end || number < min || number > max )
-      throwExpected( fmt::format( "{} from {} to {}", what, min, max ), token );
+   const auto number = parseWhole<uint64_t>( token.text );
+   if( !number || *number < min || *number > max ) throwExpected( fmt::format( "{} from {} to {}", what, min, max ), token );
    line.take();
-   return number;
+   return *number;
+}
+
+uint64_t takeSigned( LineCursor & line, char sign, std::string_view what, uint64_t min, uint64_t max ) {
+   const Token & token = line.peek();
+   const auto number = token.text.starts_with( sign ) ? parseWhole<uint64_t>( token.text.substr( 1 ) ) : std::nullopt;
+   if( !number || *number < min || *number > max )
+      throwExpected( fmt::format( "{} from {}{} to {}{}", what, sign, min, sign, max ), token );
+   line.take();
+   return *number;
 }
 
 MatchPermit takeAction( LineCursor & line ) {
@@ -92,6 +100,30 @@ Ferule::IpGenPrefix takePrefix( LineCursor & line, AddressFamily af, bool addres
    return Ferule::IpGenPrefix( *address );
 }
 
+namespace {
+
+// Values up to the end of the line or the word `until`. `read` makes a value of a word, or nothing if it is none.
+template <class Read>
+auto takeEach( LineCursor & line, std::string_view until, std::string_view what, Read read ) {
+   std::vector<typename decltype( read( std::string_view() ) )::value_type> values;
+   do {
+      const Token token = line.take( what );
+      const auto value = read( token.text );
+      if( !value ) throwExpected( what, token );
+      values.push_back( *value );
+   } while( !line.atEnd() && line.peek().text != until );
+   return values;
+}
+
+template <class C>
+std::vector<C> eachOnce( std::vector<C> values ) {
+   std::ranges::sort( values );
+   values.erase( std::unique( values.begin(), values.end() ), values.end() );
+   return values;
+}
+
+}   // namespace
+
 std::vector<Community> takeCommunities( LineCursor & line, std::string_view until, std::string_view matchesAll ) {
    constexpr std::string_view kWhat = "a community";
    std::vector<Community> communities;
@@ -102,18 +134,63 @@ std::vector<Community> takeCommunities( LineCursor & line, std::string_view unti
       if( !community ) throwExpected( kWhat, token );
       communities.push_back( *community );
    } while( !line.atEnd() && line.peek().text != until );
-   std::sort( communities.begin(), communities.end() );
-   communities.erase( std::unique( communities.begin(), communities.end() ), communities.end() );
-   return communities;
+   return eachOnce( std::move( communities ) );
 }
+
+std::vector<LargeCommunity> takeLargeCommunities( LineCursor & line, std::string_view until ) {
+   return eachOnce( takeEach( line, until, "a large community, such as 64500:1:2", largeCommunityOf ) );
+}
+
+std::vector<ExtCommunity> takeExtCommunities( LineCursor & line, std::string_view kind ) {
+   const auto what = fmt::format( "a value of \"{}\", such as {}", kind, kind == "color" ? "100" : "64500:1" );
+   return eachOnce( takeEach( line, "", what, [ = ]( std::string_view value ) { return extCommunityOf( kind, value ); } ) );
+}
+
+std::vector<ExtCommunity> takeExtCommunities( LineCursor & line ) {
+   constexpr std::string_view kWhat = "an extended community, such as \"rt 64500:1\"";
+   std::vector<ExtCommunity> communities;
+   do {
+      const Token kind = line.take( kWhat );
+      const auto community = extCommunityOf( kind.text, line.take( kWhat ).text );
+      if( !community ) throwExpected( kWhat, kind );
+      communities.push_back( *community );
+   } while( !line.atEnd() );
+   return eachOnce( std::move( communities ) );
+}
+
+std::vector<uint32_t> takeAses( LineCursor & line ) {
+   return takeEach( line, "", "an AS", []( std::string_view text ) -> std::optional<uint32_t> {
+      const auto dot = text.find( '.' );
+      const auto low = parseWhole<uint32_t>( text.substr( dot == text.npos ? 0 : dot + 1 ) );
+      const auto high = dot == text.npos ? std::optional<uint16_t>( 0 ) : parseWhole<uint16_t>( text.substr( 0, dot ) );
+      if( !low || !high || ( dot != text.npos && *low > 0xffff ) || ( *low | *high ) == 0 ) return std::nullopt;
+      return uint32_t( *high ) << 16 | *low;
+   } );
+}
+
+namespace {
+
+std::string takePosixExpression( const Token & token ) {
+   std::string fault;
+   try {
+      if( const auto compiled = compileExpression( token.text, Dialect::frr ); !compiled->ok() ) fault = compiled->error();
+   } catch( const std::invalid_argument & error ) { fault = error.what(); }
+   if( fault.empty() ) return std::string( token.text );
+   throw LineError{ token.column,
+                    fmt::format( "{} cannot be used as a regular expression: {}", inQuotes( token.text ), printable( fault ) ) };
+}
+
+}   // namespace
 
 std::string takeExpression( LineCursor & line ) {
    const Token token = line.takeRest( "a regular expression" );
+   if( line.dialect() == Dialect::frr ) return takePosixExpression( token );
    // Quotation marks or a remark, as other dialects have them, would be part of the expression, which then matches nothing.
    if( const size_t at = token.text.find_first_of( "\"!" ); at != token.text.npos )
       throw LineError{ token.column + static_cast<uint32_t>( at ),
                        fmt::format( "'{}' occurs in no AS path and no community: remove it from the expression", token.text[ at ] ) };
-   const RE2 compiled( expressionOf( token.text ), RE2::Quiet );
+   const auto re2 = compileExpression( token.text, line.dialect() );
+   const RE2 & compiled = *re2;
    if( compiled.ok() ) return std::string( token.text );
    // RE2 names the faulty part. If translation changed that part, the error is reported at the start of the expression.
    const size_t at = compiled.error_arg().empty() ? 0 : token.text.find( compiled.error_arg() );

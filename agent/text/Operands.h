@@ -15,6 +15,8 @@
 namespace Agent {
 
 uint64_t takeNumber( LineCursor & line, std::string_view what, uint64_t min, uint64_t max );
+/// A number behind that sign, without a blank between. Errors: LineError, too, if the sign does not come next.
+uint64_t takeSigned( LineCursor & line, char sign, std::string_view what, uint64_t min, uint64_t max );
 /// `what` names it: "a tag".
 inline uint32_t takeNumber32( LineCursor & line, std::string_view what ) {
    return static_cast<uint32_t>( takeNumber( line, what, 0, kMax32 ) );
@@ -42,6 +44,15 @@ Ferule::IpGenPrefix takePrefix( LineCursor & line, AddressFamily af, bool addres
 
 /// The communities up to the end of the line or the word `until`; ascending, each once. The word `matchesAll`, unless empty, adds none.
 std::vector<Community> takeCommunities( LineCursor & line, std::string_view until, std::string_view matchesAll );
+
+/// As above.
+std::vector<LargeCommunity> takeLargeCommunities( LineCursor & line, std::string_view until );
+/// Values behind the word of their kind: "65000:1 65000:2". Ascending, each once.
+std::vector<ExtCommunity> takeExtCommunities( LineCursor & line, std::string_view kind );
+/// Words and values: "rt 65000:1 soo 65000:2". Ascending, each once.
+std::vector<ExtCommunity> takeExtCommunities( LineCursor & line );
+/// ASes up to the end of the line, as "64500" or "1.10".
+std::vector<uint32_t> takeAses( LineCursor & line );
 
 /// The rest of the line. Errors: LineError if RE2 cannot compile it.
 std::string takeExpression( LineCursor & line );

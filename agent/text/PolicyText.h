@@ -20,6 +20,8 @@
 #include "substrate/ferule/IpPrefix.h"
 #include "substrate/routemap/Options.h"
 #include "text/Dialect.h"
+#include "text/ExtCommunity.h"
+#include "text/LargeCommunity.h"
 #include "text/Place.h"
 
 namespace Agent {
@@ -43,21 +45,29 @@ struct PrefixListLine {
 };
 
 struct AccessListLine {
+   /// What a line compares with the prefix of a route, beside the address under the mask.
+   enum class Compares : uint8_t {
+      mask,       // the length is not below the leading ones of the mask. The dialect of FRR has the others:
+      covering,   // it is a prefix: likewise
+      exact,      // it is a prefix: the length is the same
+      address     // no length. One bits of the address that are not in the mask agree with no address
+   };
    MatchPermit action = MatchPermit::permit;
    Ferule::IpGenAddrWithFullMask source;   // one bits of the mask must agree
    Place place;
-   friend bool operator==( const AccessListLine & a, const AccessListLine & b ) {
-      return a.action == b.action && a.source.address() == b.source.address() && a.source.mask() == b.source.mask();
-   }
+   Compares compares = Compares::mask;
+   std::optional<Ferule::IpGenAddrWithFullMask> netmask{};   // if it is there, compared with the netmask of the route in the same way
+   friend bool operator==( const AccessListLine &, const AccessListLine & ) = default;
 };
 
-/// Matches a route that has all the communities, or whose communities match the expression.
-struct CommunityListLine {
+/// Matches a route that has all the communities, or whose communities match the expression. There are lists of each kind of community.
+template <class C>
+struct CommunityListLineOf {
    MatchPermit action = MatchPermit::permit;
-   std::vector<Community> communities;   // of a standard list: ascending, each once
-   std::string expression;               // of an expanded list
+   std::vector<C> communities;   // of a standard list: ascending, each once
+   std::string expression;       // of an expanded list
    Place place;
-   friend bool operator==( const CommunityListLine &, const CommunityListLine & ) = default;
+   friend bool operator==( const CommunityListLineOf &, const CommunityListLineOf & ) = default;
 };
 
 struct AsPathListLine {
@@ -76,9 +86,13 @@ struct ListText {
    friend bool operator==( const ListText &, const ListText & ) = default;
 };
 
-struct CommunityListText : ListText<CommunityListLine> {
+/// How a match clause compares the communities of a route with those of a line.
+enum class ListComparison : uint8_t { all, exact, any };
+
+template <class C>
+struct CommunityListTextOf : ListText<CommunityListLineOf<C>> {
    bool expanded = false;
-   friend bool operator==( const CommunityListText &, const CommunityListText & ) = default;
+   friend bool operator==( const CommunityListTextOf &, const CommunityListTextOf & ) = default;
 };
 
 struct TagSetText {
@@ -91,21 +105,82 @@ struct TagSetText {
 struct MatchClause {
    std::string name;                           // of a list or tag set, or of an interface
    std::optional<Ferule::IpGenAddr> address;   // of "match ip next-hop ADDRESS"
-   uint64_t number = 0;                        // a metric, a tag, an instance, a protocol of SourceProtocol.h
+   uint64_t number = 0;                        // a metric, a tag, an instance, a protocol of SourceProtocol.h, a ListComparison
    bool invert = false;                        // of a prefix list
    Place place;                                // of the operand
    friend bool operator==( const MatchClause &, const MatchClause & ) = default;
 };
 
-enum class SetKind : uint8_t { metric, distance, tag, localPreference, community };
+/// A sequence has one clause of each kind.
+enum class SetKind : uint8_t {
+   metric,
+   distance,
+   tag,
+   localPreference,
+   community,
+   // Only the dialect of FRR has the following.
+   minMetric,
+   maxMetric,
+   origin,
+   asPathPrepend,
+   asPathExclude,
+   asPathReplace,
+   commListDelete,
+   largeCommunity,
+   largeCommListDelete,
+   extRouteTarget,
+   extSiteOfOrigin,
+   extNodeTarget,
+   extColor,
+   extNone,
+   extCommListDelete,
+   ipNextHop,
+   ipv6NextHopGlobal,
+   weight,
+   atomicAggregate,
+   aggregator,
+   originatorId,
+   labelIndex,
+   aigpMetric,
+   extBandwidth,
+   ipv6NextHopLocal,
+   ipv6NextHopPeer,
+   ipv6NextHopPreferGlobal,
+   ipv4VpnNextHop,
+   ipv6VpnNextHop,
+   table,
+   srTeColor,
+   src,
+   metricType,
+   forwardingAddress,
+   evpnGatewayIpv4,
+   evpnGatewayIpv6,
+   l3vpnEncapsulation
+};
+/// Whether a kind sets what no match clause reads: the operand is kept as a text.
+constexpr bool isCarried( SetKind kind ) noexcept {
+   return kind >= SetKind::weight;
+}
 
 /// One set clause; its kind decides which members are used.
 struct SetClause {
+   enum class Mode : uint8_t {
+      replaces,
+      adds,        // "+5": the number is added to the value of the route
+      subtracts,   // "-5"
+   };
+
    SetKind kind = SetKind::metric;
-   uint64_t number = 0;                    // a metric (below 2^63), a distance (1 to 255), a tag, a local preference
+   uint64_t number = 0;                    // a metric (below 2^63), a distance (up to 255), a tag, a local preference, an origin; how often
    std::vector<Community> communities{};   // ascending, each once; empty: removes all
    bool additive = false;                  // adds to the communities of the route
-   Place place{};                          // of the operand
+   Mode mode = Mode::replaces;
+   std::vector<uint32_t> ases{};                     // of an AS path
+   std::vector<LargeCommunity> largeCommunities{};   // as `communities`
+   std::vector<ExtCommunity> extCommunities{};       // ascending, each once
+   std::optional<Ferule::IpGenAddr> address{};       // a next hop
+   std::string word{};                               // the name of a list, a value that only the daemon knows, or a carried operand
+   Place place{};                                    // of the operand
    friend bool operator==( const SetClause &, const SetClause & ) = default;
 };
 
@@ -193,13 +268,21 @@ struct Doubt {
    enum class Kind : uint8_t {
       skipped,    // it looks like a line of a policy, but is none
       replaced,   // it replaces an earlier line of the same file
-      netmask     // a netmask in place of a wildcard
+      netmask,    // a netmask in place of a wildcard
+      hostBits,   // one bits behind the length of a prefix
+      refused     // FRR refuses it: it has no effect
    };
    Kind kind = Kind::skipped;
    Place place;
    std::string text;   // one line, printable
 };
 
+using CommunityListLine = CommunityListLineOf<Community>;
+using LargeCommunityListLine = CommunityListLineOf<LargeCommunity>;
+using ExtCommunityListLine = CommunityListLineOf<ExtCommunity>;
+using CommunityListText = CommunityListTextOf<Community>;
+using LargeCommunityListText = CommunityListTextOf<LargeCommunity>;
+using ExtCommunityListText = CommunityListTextOf<ExtCommunity>;
 using PrefixListText = ListText<PrefixListLine>;
 using AccessListText = ListText<AccessListLine>;
 using AsPathListText = ListText<AsPathListLine>;
@@ -215,6 +298,8 @@ struct PolicyText {
    ByName<AccessListText> ipv6AccessLists;
    ByName<TagSetText> tagSets;
    ByName<CommunityListText> communityLists;
+   ByName<LargeCommunityListText> largeCommunityLists;
+   ByName<ExtCommunityListText> extCommunityLists;
    ByName<AsPathListText> asPathLists;
    ByName<RouteMapText> routeMaps;
 
@@ -233,7 +318,7 @@ struct PolicyText {
    friend bool operator==( const PolicyText & a, const PolicyText & b ) {
       const auto all = []( const PolicyText & t ) {
          return std::tie( t.ipv4PrefixLists, t.ipv6PrefixLists, t.ipv4AccessLists, t.ipv6AccessLists, t.tagSets, t.communityLists,
-                          t.asPathLists, t.routeMaps );
+                          t.largeCommunityLists, t.extCommunityLists, t.asPathLists, t.routeMaps );
       };
       return all( a ) == all( b );
    }

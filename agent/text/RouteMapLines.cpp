@@ -1,15 +1,18 @@
 #include "text/RouteMapLines.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "text/FormWords.h"
 #include "text/MatchForms.h"
 #include "text/Operands.h"
 #include "text/SourceProtocol.h"
 #include "text/Spelling.h"
 #include "text/TextWriter.h"
+#include "text/ValueOptions.h"
 
 namespace Agent {
 
@@ -37,13 +40,30 @@ std::string onlyClause( const SequenceText & sequence, Dialect dialect ) {
    return lines.substr( start, lines.size() - 1 - start );
 }
 
+/// A line that FRR refuses: it has no effect.
+struct RefusedLine {
+   std::string_view reason;
+};
+
+// The first form whose words the line has, of those that a dialect has.
+const MatchForm * formOf( LineCursor line, Dialect dialect ) {
+   const auto forms = matchForms();
+   const auto at =
+      std::ranges::find_if( forms, [ & ]( const MatchForm & form ) { return isIn( dialect, form.only ) && line.takeWords( form.words ); } );
+   return at == forms.end() ? nullptr : &*at;
+}
+
 const MatchForm & takeMatchForm( LineCursor & line ) {
-   for( const auto & form : matchForms() )
-      if( isIn( line.dialect(), form.only ) && line.takeWords( form.words ) ) return form;
-   std::string begun;   // the words of the line with which a form begins
-   while( !matchWordsBehind( fmt::format( "{}{} ", begun, line.peek().text ), line.dialect() ).empty() )
-      begun += fmt::format( "{} ", line.take().text );
-   throwExpected( alternatives( matchWordsBehind( begun, line.dialect() ) ), line.peek() );
+   // "match ipv6 next-hop ADDRESS" names no list.
+   LineCursor behind = line;
+   if( line.dialect() == Dialect::frr && behind.takeWords( "ipv6 next-hop" ) && parseAddress( behind.peek().text ) ) {
+      line = behind;
+      return *matchForm( optionOf( ValueOption::ipv6NextHopAddress ) );
+   }
+   if( line.dialect() == Dialect::frr && !formOf( line, Dialect::frr ) )
+      if( const auto * form = formOf( line, Dialect::native ) )
+         throw LineError{ line.peek().column, fmt::format( "\"match {}\" is a clause of --dialect native", form->words ) };
+   return takeForm( line, matchForms() );
 }
 
 bool isPrefix( std::string_view text ) {
@@ -58,13 +78,13 @@ std::string_view takenName( const Token & token, const LineCursor & line ) {
 }
 
 void readNextHop( LineCursor & line, AddressFamily af, std::string_view what, MatchClause & clause ) {
-   if( line.takeWords( "address" ) ) {
+   if( line.dialect() == Dialect::native && line.takeWords( "address" ) ) {
       clause.place = line.place( line.peek() );
       clause.address = takeAddress( line, af );
       return;
    }
    const Token token = line.take( what );
-   clause.address = parseAddress( token.text );
+   if( line.dialect() == Dialect::native ) clause.address = parseAddress( token.text );   // FRR takes it for the name of a list
    if( clause.address )
       expectFamily( token, clause.address->af(), af, addressName( af ) );
    else if( isPrefix( token.text ) )
@@ -75,20 +95,38 @@ void readNextHop( LineCursor & line, AddressFamily af, std::string_view what, Ma
 
 uint64_t takeProtocol( LineCursor & line ) {
    const Token token = line.peek();
+   const bool isFrr = line.dialect() == Dialect::frr;
    const auto protocol = sourceProtocol( token.text );
-   if( !protocol )
-      throwExpected( alternatives( { "connected", "static", "kernel", "bgp", "ospf", "ospf6", "isis", "rip", "ripng" } ), token );
+   if( !protocol || ( !isFrr && !isNative( *protocol ) ) ) {
+      const auto names = sourceProtocolNames();
+      throwExpected( alternatives( { names.begin(), isFrr ? names.end() : names.begin() + uint8_t( SourceProtocol::ripng ) } ), token );
+   }
    line.take();
    return uint64_t( *protocol );
 }
 
+uint64_t takeComparison( LineCursor & line ) {
+   if( line.dialect() == Dialect::frr )
+      for( const auto comparison : { ListComparison::exact, ListComparison::any } )
+         if( line.takeWords( wordOf( comparison ) ) ) return uint64_t( comparison );
+   return uint64_t( ListComparison::all );
+}
+
+uint64_t takeKeyword( LineCursor & line, std::span<const std::string_view> keywords ) {
+   const auto at = std::ranges::find( keywords, line.peek().text );
+   if( at == keywords.end() ) throwExpected( alternatives( { keywords.begin(), keywords.end() } ), line.peek() );
+   line.take();
+   return static_cast<uint64_t>( at - keywords.begin() );
+}
+
 // These clauses cannot be inverted. To ignore "invert" would turn the verdict into its opposite.
 void refuseInvert( const LineCursor & line, std::string_view words ) {
-   if( line.peek().text == "invert" )
-      throw LineError{
-         line.peek().column,
-         fmt::format( "\"match {}\" cannot be inverted: \"invert\" is for \"match ip|ipv6 address prefix-list\" and \"call\" only", words )
-      };
+   if( line.peek().text != "invert" ) return;
+   if( line.dialect() == Dialect::frr ) throw LineError{ line.peek().column, "\"invert\" is a word of --dialect native" };
+   throw LineError{
+      line.peek().column,
+      fmt::format( "\"match {}\" cannot be inverted: \"invert\" is for \"match ip|ipv6 address prefix-list\" and \"call\" only", words )
+   };
 }
 
 MatchClause takeMatchOperand( LineCursor & line, const MatchForm & form ) {
@@ -100,16 +138,40 @@ MatchClause takeMatchOperand( LineCursor & line, const MatchForm & form ) {
          clause.name = takenName( token, line );
          break;
       }
+      case MatchForm::Operand::comparedName:
+         clause.name = line.take( form.what ).text;
+         clause.number = takeComparison( line );
+         break;
       case MatchForm::Operand::invertibleName:
          clause.name = line.take( form.what ).text;
-         clause.invert = line.takeWords( "invert" );
+         clause.invert = line.dialect() == Dialect::native && line.takeWords( "invert" );
          break;
       case MatchForm::Operand::nextHop: readNextHop( line, *familyOf( form ), form.what, clause ); break;
-      case MatchForm::Operand::number: clause.number = takeNumber( line, form.what, 0, form.max ); break;
+      case MatchForm::Operand::number:
+         if( form.option == MatchOption::matchTag && line.dialect() == Dialect::frr && line.takeWords( "untagged" ) ) break;
+         clause.number = takeNumber( line, form.what, 0, form.max );
+         break;
       case MatchForm::Operand::protocol: clause.number = takeProtocol( line ); break;
+      case MatchForm::Operand::keyword: clause.number = takeKeyword( line, form.keywords ); break;
+      case MatchForm::Operand::address:
+         clause.address = takeAddress( line, form.words.starts_with( "ipv6" ) ? AddressFamily::ipv6 : AddressFamily::ipv4 );
+         break;
+      case MatchForm::Operand::peer:
+         clause.name = line.take( form.what ).text;
+         if( ( clause.address = parseAddress( clause.name ) ) ) clause.name.clear();
+         break;
+      case MatchForm::Operand::text: clause.name = line.takeRest( form.what ).text; break;
+      case MatchForm::Operand::none: break;
    }
    refuseInvert( line, form.words );
    return clause;
+}
+
+// "route-map NAME optimization" of FRR changes no answer.
+bool takeOptimization( LineCursor & line ) {
+   if( line.dialect() != Dialect::frr || !line.takeWords( "optimization" ) ) return false;
+   line.expectEnd();
+   return true;
 }
 
 }   // namespace
@@ -126,10 +188,12 @@ bool RouteMapLines::read( LineCursor & line, bool no ) {
 void RouteMapLines::open( LineCursor & line ) {
    lost_ = {};
    sequence_ = &lost_;
+   name_ = {};
    number_ = 0;
 
    line.expectNoControlBytes();
    const Token name = line.take( "the name of a route map" );
+   if( takeOptimization( line ) ) return close();
    const MatchPermit action = takeAction( line );
    const uint32_t number = takeSequenceNumber( line );
    line.expectEnd();
@@ -159,6 +223,7 @@ void RouteMapLines::setAction( MatchPermit action, const Place & place ) {
 void RouteMapLines::remove( LineCursor & line ) {
    line.expectNoControlBytes();
    const Token name = line.take( "the name of a route map" );
+   if( takeOptimization( line ) ) return;
    std::optional<MatchPermit> action;
    if( !line.atEnd() ) action = takeAction( line );
    std::optional<uint32_t> number;
@@ -197,7 +262,9 @@ bool RouteMapLines::readClause( LineCursor & line ) {
    for( const auto & form : kForms )
       if( behind.takeWords( form.word ) ) {
          behind.expectNoControlBytes();
-         ( this->*form.read )( behind, no );
+         try {
+            ( this->*form.read )( behind, no );
+         } catch( const RefusedLine & refused ) { doubts_.refused( line, refused.reason ); }
          return true;
       }
    return false;
@@ -218,6 +285,7 @@ void RouteMapLines::noteReplaced( Dialect dialect, const Clause & was, const Pla
 bool RouteMapLines::isClause( LineCursor line ) {
    lost_ = {};
    sequence_ = &lost_;
+   name_ = {};
    number_ = 0;
    bool is = false;
    try {
@@ -243,16 +311,14 @@ void RouteMapLines::readMatch( LineCursor & line, bool no ) {
 }
 
 void RouteMapLines::readSet( LineCursor & line, bool no ) {
-   const auto form =
-      std::ranges::find_if( setForms(), [ & ]( const SetForm & f ) { return isIn( line.dialect(), f.only ) && line.takeWords( f.word ); } );
-   if( form == setForms().end() ) throwExpected( alternatives( setWords( line.dialect() ) ), line.peek() );
+   const SetForm & form = takeForm( line, setForms() );
    auto & set = sequence_->set;
    std::optional<SetClause> clause;
-   if( const auto * now = set.find( form->kind ) ) clause = *now;
+   if( const auto * now = set.find( form.kind ) ) clause = *now;
    const auto was = edit( clause, line, no, [ & ]( LineCursor & l ) {
-      SetClause said{ form->kind };
+      SetClause said{ form.kind };
       said.place = l.place( l.peek() );
-      form->take( l, said );
+      form.take( l, said, form );
       return said;
    } );
    if( was )
@@ -261,13 +327,17 @@ void RouteMapLines::readSet( LineCursor & line, bool no ) {
    if( clause )
       set.put( std::move( *clause ) );
    else
-      set.erase( form->kind );
+      set.erase( form.kind );
 }
 
 void RouteMapLines::readCall( LineCursor & line, bool no ) {
    auto & call = sequence_->call;
-   const auto was = edit( call, line, no, []( LineCursor & l ) {
+   const auto was = edit( call, line, no, [ & ]( LineCursor & l ) {
       const Token name = l.take( "the name of a route map" );
+      if( l.dialect() == Dialect::frr ) {
+         if( l.peek().text == "invert" ) throw LineError{ l.peek().column, "\"invert\" is a word of --dialect native" };
+         if( name.text == name_ && !no ) throw RefusedLine{ "a route map cannot call itself" };
+      }
       return CallClause{ std::string( name.text ), l.takeWords( "invert" ), l.place( name ) };
    } );
    if( was )
@@ -278,6 +348,7 @@ void RouteMapLines::readCall( LineCursor & line, bool no ) {
 ContinueClause RouteMapLines::takeTarget( LineCursor & line ) const {
    const Token token = line.peek();
    const uint32_t target = takeSequenceNumber( line );
+   if( target <= number_ && line.dialect() == Dialect::frr ) throw RefusedLine{ "the target is not above the sequence" };
    if( target <= number_ )
       throw LineError{ token.column, fmt::format( "expected a sequence number above {}, found {}", number_, inQuotes( token.text ) ) };
    return { target, line.place( token ) };
@@ -286,15 +357,21 @@ ContinueClause RouteMapLines::takeTarget( LineCursor & line ) const {
 template <class Read>
 void RouteMapLines::editContinue( LineCursor & line, bool no, Read read ) {
    auto & to = sequence_->continueTo;
-   if( const auto was = edit( to, line, no, read ) )
+   const auto checked = [ & ]( LineCursor & l ) {
+      const ContinueClause said = read( l );
+      const bool isDeny = sequence_->action == MatchPermit::deny;
+      if( isDeny && !no && l.dialect() == Dialect::frr ) throw RefusedLine{ "a deny cannot continue" };
+      return said;
+   };
+   if( const auto was = edit( to, line, no, checked ) )
       noteReplaced( line.dialect(), *was, was->place, *to, to->place,
                     []( SequenceText & alone, const ContinueClause & c ) { alone.continueTo = c; } );
 }
 
 void RouteMapLines::readContinue( LineCursor & line, bool no ) {
-   // "no continue" removes the clause, whatever its target; "continue" goes to the next sequence.
+   // "no continue" removes the clause, whatever its target; "continue" goes to the next sequence, but FRR's needs a target.
    editContinue( line, no, [ this ]( LineCursor & l ) {
-      if( l.atEnd() ) return ContinueClause{ 0, l.place() };
+      if( l.atEnd() && l.dialect() == Dialect::native ) return ContinueClause{ 0, l.place() };
       return takeTarget( l );
    } );
 }

@@ -2,31 +2,35 @@
 /// The set clauses of a route map. One row of a table gives the form of a clause; reading and writing use it.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "text/Dialect.h"
 #include "text/LineCursor.h"
-#include "text/PolicyText.h"
+#include "text/ThingKind.h"
 
 namespace Agent {
 
 struct SetForm {
    SetKind kind;
-   std::string_view word;                              // after "set"
-   void ( *take )( LineCursor & line, SetClause & );   // reads the operand. Errors: LineError
-   std::string ( *text )( const SetClause & );         // the operand as it is written
-   std::optional<Dialect> only{};                      // the dialect that has the clause; none: both
+   std::string_view words;                                              // after "set"
+   void ( *take )( LineCursor & line, SetClause &, const SetForm & );   // reads the operand. Errors: LineError
+   std::string ( *text )( const SetClause & );                          // the operand as it is written; may be empty
+   std::optional<Dialect> only{};                                       // the dialect that has the clause; none: both
+   std::string_view what{};                                             // a number in error messages: "a tag"
+   uint64_t min = 0;
+   uint64_t max = 0;
+   std::optional<ThingKind> refersTo{};   // the kind of list that the clause names
 };
 
 /// A row for each kind, in the order of the kinds.
 std::span<const SetForm> setForms() noexcept;
 const SetForm & setForm( SetKind kind ) noexcept;
 
-/// The words after "set" in that dialect.
-std::vector<std::string_view> setWords( Dialect dialect );
+/// The kind of list that a clause names; none if it has only a value.
+std::optional<ThingKind> thingNamedBy( const SetClause & clause ) noexcept;
 
 }   // namespace Agent

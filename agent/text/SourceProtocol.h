@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string_view>
 
 namespace Agent {
@@ -19,11 +20,26 @@ enum class SourceProtocol : uint8_t {
    ospf6 = 6,
    isis = 7,
    rip = 8,
-   ripng = 9
+   ripng = 9,
+   // Of FRR alone; the library has no number for them.
+   babel,
+   eigrp,
+   nhrp,
+   openfabric,
+   sharp,
+   table,
+   vnc,
+   vncDirect
 };
+/// The protocols that the library numbers.
+constexpr bool isNative( SourceProtocol protocol ) noexcept {
+   return protocol <= SourceProtocol::ripng;
+}
 
-/// "connected", "static", "kernel", "bgp", "ospf", "ospf6", "isis", "rip", "ripng"; "" for none.
+/// "connected", "static", "kernel", "bgp", "ospf", "ospf6", "isis", "rip", "ripng" and so on; "" for none.
 std::string_view nameOf( SourceProtocol protocol ) noexcept;
 std::optional<SourceProtocol> sourceProtocol( std::string_view name ) noexcept;
+/// All names, in the order of their numbers.
+std::span<const std::string_view> sourceProtocolNames() noexcept;
 
 }   // namespace Agent

@@ -18,6 +18,35 @@ namespace {
 
 constexpr size_t kTagsPerLine = 16;
 
+std::string_view wordsOf( const CommunityListText & ) {
+   return nameOf( ThingKind::communityList );
+}
+std::string_view wordsOf( const LargeCommunityListText & ) {
+   return nameOf( ThingKind::largeCommunityList );
+}
+std::string_view wordsOf( const ExtCommunityListText & ) {
+   return nameOf( ThingKind::extCommunityList );
+}
+
+// A community in a line of a list.
+std::string inListLine( Community community ) {
+   return communityText( community );
+}
+std::string inListLine( const LargeCommunity & community ) {
+   return communityText( community );
+}
+std::string inListLine( ExtCommunity community ) {
+   const auto [ kind, value ] = wordsOf( community );
+   return fmt::format( "{} {}", kind, value );
+}
+
+template <class C>
+std::string communitiesOf( const std::vector<C> & communities ) {
+   std::string text;
+   for( const C & community : communities ) text += ( text.empty() ? "" : " " ) + inListLine( community );
+   return text;
+}
+
 /// Collects the lines.
 class Lines {
  public:
@@ -40,7 +69,8 @@ class Lines {
    void prefixList( AddressFamily af, const std::string & name, const PrefixListText & list );
    void accessList( AddressFamily af, const std::string & name, const AccessListText & list );
    void tagSet( const std::string & name, const TagSetText & set );
-   void communityList( const std::string & name, const CommunityListText & list );
+   template <class C>
+   void communityList( const std::string & name, const CommunityListTextOf<C> & list );
    void asPathList( const std::string & name, const AsPathListText & list );
    void routeMap( const std::string & name, const RouteMapText & map );
    void sequence( const std::string & name, uint32_t number, const SequenceText & sequence );
@@ -55,6 +85,19 @@ class Lines {
    const Dialect dialect_;
    std::string text_;
 };
+
+bool isAny( const Ferule::IpGenAddrWithFullMask & source ) {
+   return source.mask().none() && source.address().bits().none();
+}
+
+// "any", "host ADDRESS" or "ADDRESS WILDCARD".
+std::string sourceText( const Ferule::IpGenAddrWithFullMask & source ) {
+   const auto address = source.address().toStrep();
+   if( isAny( source ) ) return "any";
+   if( source.leadingOnesOfMask() == Ferule::addressBits( source.address().af() ) ) return fmt::format( "host {}", address.view() );
+   const Ferule::IpAddr wildcard( ~static_cast<uint32_t>( source.mask().high >> 32 ) );
+   return fmt::format( "{} {}", address.view(), wildcard.toStrep().view() );
+}
 
 void Lines::prefixLine( const PrefixListLine & line ) {
    const AddressFamily af = line.prefix.af();
@@ -72,17 +115,18 @@ void Lines::prefixList( AddressFamily af, const std::string & name, const Prefix
 }
 
 void Lines::accessLine( const AccessListLine & line ) {
-   const auto & [ address, mask ] = std::pair( line.source.address(), line.source.mask() );
-   const unsigned bits = Ferule::addressBits( address.af() );
-   const unsigned length = line.source.leadingOnesOfMask();
-   if( mask.none() && address.bits().none() )
-      write( "any" );
-   else if( mask != Ferule::Bits128::leadingOnes( length ) )
-      write( "{} {}", address.toStrep().view(), Ferule::IpAddr( ~static_cast<uint32_t>( mask.high >> 32 ) ).toStrep().view() );
-   else if( length == bits )
-      write( "host {}", address.toStrep().view() );
+   using Compares = AccessListLine::Compares;
+   const auto & source = line.source;
+   const unsigned length = source.leadingOnesOfMask();
+   const bool isExact = line.compares == Compares::exact;
+   const bool isHost = length == Ferule::addressBits( source.address().af() ) && line.compares == Compares::mask;
+   const bool isPrefix = source.mask() == Ferule::Bits128::leadingOnes( length ) && line.compares != Compares::address && !isHost;
+   if( line.netmask )
+      write( "ip {} {}", sourceText( source ), sourceText( *line.netmask ) );
+   else if( isPrefix && ( isExact || !isAny( source ) ) )
+      write( "{}/{}{}", source.address().toStrep().view(), length, isExact ? " exact-match" : "" );
    else
-      write( "{}/{}", address.toStrep().view(), length );
+      write( "{}", sourceText( source ) );
 }
 
 void Lines::accessList( AddressFamily af, const std::string & name, const AccessListText & list ) {
@@ -102,15 +146,11 @@ void Lines::tagSet( const std::string & name, const TagSetText & set ) {
    if( onThisLine != 0 ) write( "\n" );
 }
 
-void Lines::communityList( const std::string & name, const CommunityListText & list ) {
-   writeList( fmt::format( "bgp community-list {} {}", list.expanded ? "expanded" : "standard", name ), list,
-              [ & ]( const CommunityListLine & line ) {
-                 if( list.expanded )
-                    write( "{}", line.expression );
-                 else if( line.communities.empty() )
-                    write( "internet" );
-                 else
-                    write( "{}", communitiesText( line.communities ) );
+template <class C>
+void Lines::communityList( const std::string & name, const CommunityListTextOf<C> & list ) {
+   writeList( fmt::format( "{} {} {}", wordsOf( list ), list.expanded ? "expanded" : "standard", name ), list,
+              [ & ]( const CommunityListLineOf<C> & line ) {
+                 write( "{}", list.expanded ? line.expression : line.communities.empty() ? "internet" : communitiesOf( line.communities ) );
               } );
 }
 
@@ -146,6 +186,26 @@ void Lines::routeMap( const std::string & name, const RouteMapText & map ) {
    for( const auto & [ number, sequence ] : map.sequences ) this->sequence( name, number, sequence );
 }
 
+std::string operandText( const MatchForm & form, const MatchClause & clause ) {
+   using Operand = MatchForm::Operand;
+   if( clause.address ) return std::string( clause.address->toStrep().view() );
+   switch( form.operand ) {
+      case Operand::number: return std::to_string( clause.number );
+      case Operand::protocol: return std::string( nameOf( SourceProtocol( clause.number ) ) );
+      case Operand::keyword: return std::string( form.keywords[ clause.number ] );
+      case Operand::invertibleName: return clause.name + ( clause.invert ? " invert" : "" );
+      case Operand::none: return {};
+      case Operand::comparedName:
+         return clause.name + ( clause.number == 0 ? "" : fmt::format( " {}", wordOf( ListComparison( clause.number ) ) ) );
+      case Operand::name:
+      case Operand::nextHop:
+      case Operand::peer:
+      case Operand::text:
+      case Operand::address: break;
+   }
+   return clause.name;
+}
+
 // The lines that `write` produces.
 template <class Write>
 std::string linesOf( Write write, Dialect dialect = Dialect::native ) {
@@ -165,6 +225,8 @@ std::string writeText( const PolicyText & text ) {
          for( const auto & [ name, list ] : text.ipv6AccessLists ) lines.accessList( AddressFamily::ipv6, name, list );
          for( const auto & [ name, set ] : text.tagSets ) lines.tagSet( name, set );
          for( const auto & [ name, list ] : text.communityLists ) lines.communityList( name, list );
+         for( const auto & [ name, list ] : text.largeCommunityLists ) lines.communityList( name, list );
+         for( const auto & [ name, list ] : text.extCommunityLists ) lines.communityList( name, list );
          for( const auto & [ name, list ] : text.asPathLists ) lines.asPathList( name, list );
          for( const auto & [ name, map ] : text.routeMaps ) lines.routeMap( name, map );
       },
@@ -180,9 +242,13 @@ std::string writeAccessList( AddressFamily af, const std::string & name, const A
 std::string writeTagSet( const std::string & name, const TagSetText & set ) {
    return linesOf( [ & ]( Lines & lines ) { lines.tagSet( name, set ); } );
 }
-std::string writeCommunityList( const std::string & name, const CommunityListText & list ) {
+template <class C>
+std::string writeCommunityList( const std::string & name, const CommunityListTextOf<C> & list ) {
    return linesOf( [ & ]( Lines & lines ) { lines.communityList( name, list ); } );
 }
+template std::string writeCommunityList( const std::string &, const CommunityListText & );
+template std::string writeCommunityList( const std::string &, const LargeCommunityListText & );
+template std::string writeCommunityList( const std::string &, const ExtCommunityListText & );
 std::string writeAsPathList( const std::string & name, const AsPathListText & list ) {
    return linesOf( [ & ]( Lines & lines ) { lines.asPathList( name, list ); } );
 }
@@ -192,24 +258,14 @@ std::string writeRouteMap( const std::string & name, const RouteMapText & map, D
 std::string writeMatch( MatchOption option, const MatchClause & clause ) {
    const MatchForm * const form = matchForm( option );
    if( !form ) return {};
-   const auto line = [ & ]( const auto & operand, std::string_view behind = {} ) {
-      return fmt::format( "match {} {}{}", form->words, operand, behind );
-   };
-   switch( form->operand ) {
-      case MatchForm::Operand::invertibleName: return line( clause.name, clause.invert ? " invert" : "" );
-      case MatchForm::Operand::nextHop:
-         if( clause.address ) return line( clause.address->toStrep().view() );
-         break;
-      case MatchForm::Operand::number: return line( clause.number );
-      case MatchForm::Operand::protocol: return line( nameOf( SourceProtocol( clause.number ) ) );
-      case MatchForm::Operand::name: break;
-   }
-   return line( clause.name );
+   const std::string operand = operandText( *form, clause );
+   return fmt::format( "match {}{}{}", form->words, operand.empty() ? "" : " ", operand );
 }
 
 std::string writeSet( const SetClause & clause ) {
    const SetForm & form = setForm( clause.kind );
-   return fmt::format( "{} {}", form.word, form.text( clause ) );
+   const std::string operand = form.text( clause );
+   return fmt::format( "{}{}{}", form.words, operand.empty() ? "" : " ", operand );
 }
 
 std::string writeSequence( const std::string & name, uint32_t number, const SequenceText & sequence, Dialect dialect ) {

@@ -6,18 +6,20 @@
 #include <cstdint>
 #include <string>
 
+#include "text/Dialect.h"
 #include "text/PolicyText.h"
 
 namespace Agent {
 
-/// The whole policy: lists first, then route maps.
+/// The whole policy: lists first, then route maps; in the words of that dialect.
 std::string writeText( const PolicyText & text );
 
 // The lines of one list, route map or sequence, each with its line end.
 std::string writePrefixList( AddressFamily af, const std::string & name, const PrefixListText & list );
 std::string writeAccessList( AddressFamily af, const std::string & name, const AccessListText & list );
 std::string writeTagSet( const std::string & name, const TagSetText & set );
-std::string writeCommunityList( const std::string & name, const CommunityListText & list );
+template <class C>
+std::string writeCommunityList( const std::string & name, const CommunityListTextOf<C> & list );
 std::string writeAsPathList( const std::string & name, const AsPathListText & list );
 std::string writeRouteMap( const std::string & name, const RouteMapText & map, Dialect dialect );
 /// Without a line end: "match tag 64500". Empty for an option that has no form.

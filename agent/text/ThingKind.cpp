@@ -21,6 +21,8 @@ constexpr Row kRows[] = {
    { ThingKind::ipv6AccessList, "ipv6 access-list", AddressFamily::ipv6, ThingKind::ipv4AccessList },
    { ThingKind::tagSet, "tag-set" },
    { ThingKind::communityList, "bgp community-list" },
+   { ThingKind::largeCommunityList, "bgp large-community-list" },
+   { ThingKind::extCommunityList, "bgp extcommunity-list" },
    { ThingKind::asPathList, "bgp as-path access-list" },
    { ThingKind::routeMap, "route-map" },
 };

@@ -18,6 +18,8 @@ enum class ThingKind : uint8_t {
    ipv6AccessList,
    tagSet,
    communityList,
+   largeCommunityList,
+   extCommunityList,
    asPathList,
    routeMap
 };
@@ -42,6 +44,8 @@ void forEachKind( const PolicyText & text, Visit && visit ) {
    visit( ThingKind::ipv6AccessList, text.ipv6AccessLists );
    visit( ThingKind::tagSet, text.tagSets );
    visit( ThingKind::communityList, text.communityLists );
+   visit( ThingKind::largeCommunityList, text.largeCommunityLists );
+   visit( ThingKind::extCommunityList, text.extCommunityLists );
    visit( ThingKind::asPathList, text.asPathLists );
    visit( ThingKind::routeMap, text.routeMaps );
 }

@@ -60,8 +60,8 @@ TEST( AgentResult, beginsWithWhatTheRouteHas ) {
    const AgentResult result( route );
    EXPECT_EQ( result.metric(), route.metric );
    EXPECT_EQ( result.tag(), 6u );
-   EXPECT_EQ( result.localPreference, 7u );
-   EXPECT_EQ( result.communities, route.communities );
+   EXPECT_EQ( result.route.localPreference, 7u );
+   EXPECT_EQ( result.route.communities, route.communities );
    EXPECT_EQ( result.preference(), 0 );
 }
 
@@ -71,8 +71,8 @@ TEST( AgentResult, startsOverWithAnotherRoute ) {
    result.routeIs( routeTo( "10.1.0.0/16" ) );
    EXPECT_FALSE( result.metric().present() );
    EXPECT_EQ( result.tag(), 0u );
-   EXPECT_EQ( result.localPreference, std::nullopt );
-   EXPECT_TRUE( result.communities.empty() );
+   EXPECT_EQ( result.route.localPreference, std::nullopt );
+   EXPECT_TRUE( result.route.communities.empty() );
    EXPECT_EQ( result.preference(), 0 );
 }
 

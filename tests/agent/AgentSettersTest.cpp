@@ -26,9 +26,9 @@ TEST( AgentSetters, communitiesTakeThePlaceOfOthersOrJoinThem ) {
    };
    for( const auto & row : rows ) {
       AgentResult result;
-      result.communities = has;
+      result.route.communities = has;
       CommunitySetter( setCommunities( row.communities, row.additive ) ).setValue( &result );
-      EXPECT_EQ( result.communities, row.expected ) << row.name;
+      EXPECT_EQ( result.route.communities, row.expected ) << row.name;
    }
 }
 

@@ -48,11 +48,12 @@ TEST( Analysis, aLongNameInAnApplicationIsCutShort ) {
 TEST( Analysis, doubtsAreFindingsWithTheirOwnTexts ) {
    auto text = textOf( "route-map A permit 10\n call B\n" );
    text.doubts = { { Doubt::Kind::netmask, { 0, 3, 1 }, "one" },
+                   { Doubt::Kind::hostBits, { 0, 4, 1 }, "four" },
                    { Doubt::Kind::skipped, { 0, 1, 9 }, "two" },
                    { Doubt::Kind::replaced, { 0, 2, 8 }, "three" } };
    EXPECT_THAT( findingsIn( text ),
                 testing::ElementsAre( "p:1:9: skipped: two", testing::StartsWith( "p:2:7: undefined: " ), "p:2:8: replaced: three",
-                                      "p:3:1: netmask: one" ) );
+                                      "p:3:1: netmask: one", "p:4:1: host-bits: four" ) );
 }
 
 TEST( Analysis, aListWhoseNameStandsInAnotherStanzaMayBeUsed ) {

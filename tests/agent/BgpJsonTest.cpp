@@ -53,6 +53,7 @@ TEST( BgpJsonTest, everyPathIsARouteInTheOrderOfTheText ) {
    expected.metric = 70;
    expected.localPreference = 200;
    expected.asPath = "65003 65004";
+   expected.origin = Origin::igp;
    EXPECT_EQ( table.routes[ 0 ], expected );
    EXPECT_EQ( table.routes[ 1 ].asPath, "65001 {65003,65004}" );
    EXPECT_FALSE( table.routes[ 1 ].metric.present() ) << "which the neighbor did not send";
@@ -77,6 +78,9 @@ TEST( BgpJsonTest, detailHasCommunitiesAndTags ) {
    expected.localPreference = 200;
    expected.asPath = "65001 65002";
    expected.communities = { 65000u << 16 | 1, 0xffff0001, 0xffffff01 };
+   expected.largeCommunities = { { 65000, 1, 2 } };
+   expected.extCommunities = { *extCommunityOf( "rt", "65000:7" ) };
+   expected.origin = Origin::igp;
    EXPECT_EQ( table.routes[ 0 ], expected );
    EXPECT_EQ( table.routes[ 1 ].metric, Zeugma::MaybeU63( 0 ) ) << "not that of a next hop";
    EXPECT_EQ( table.routes[ 1 ].asPath, "" ) << "Local is the word for an empty path";
@@ -110,6 +114,8 @@ TEST( BgpJsonTest, gobgpsAttributesAreTakenByTheirNumbers ) {
    expected.localPreference = 200;
    expected.asPath = "65001 65002";
    expected.communities = { 65000u << 16 | 1, 65000u << 16 | 2, 0xffffff01 };
+   expected.largeCommunities = { { 65000, 1, 2 } };
+   expected.origin = Origin::igp;
    EXPECT_EQ( table.routes[ 0 ], expected );
    expected.nextHop = Ferule::IpGenAddr( "192.0.2.10" );
    expected.metric = {};
@@ -117,6 +123,8 @@ TEST( BgpJsonTest, gobgpsAttributesAreTakenByTheirNumbers ) {
    expected.localPreference.reset();
    expected.asPath = "65001 {65003,65004}";
    expected.communities.clear();
+   expected.largeCommunities.clear();
+   expected.origin = Origin::incomplete;
    EXPECT_EQ( table.routes[ 1 ], expected ) << "the metric of another attribute is not the MED";
    EXPECT_EQ( table.routes[ 2 ].nextHop, Ferule::IpGenAddr( "2001:db8::9" ) );
    EXPECT_EQ( table.routes[ 2 ].metric, Zeugma::MaybeU63( 0 ) );

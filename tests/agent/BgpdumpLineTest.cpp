@@ -27,6 +27,7 @@ TEST( BgpdumpLineTest, tableEntry ) {
    EXPECT_EQ( route.localPreference, 100u );
    EXPECT_EQ( route.asPath, "64496 64497 64500" );
    EXPECT_EQ( route.communities, ( std::vector<uint32_t>{ 64496u << 16 | 1 } ) );
+   EXPECT_EQ( route.origin, Origin::igp );
    EXPECT_EQ( route.interface, "" );
 }
 

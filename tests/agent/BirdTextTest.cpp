@@ -26,6 +26,8 @@ constexpr std::string_view kAll = "BIRD 2.0.12 ready.\n"
                                   "\t\t(65535,65281)\n"
                                   "\tBGP.large_community: (65000, 1, 2)\n"
                                   "\t\t(65000, 1, 3)\n"
+                                  "\tBGP.ext_community: (rt, 65000, 7) (ro, 192.0.2.1, 1)\n"
+                                  "\t\t(generic, 0x43000000, 0x1)\n"
                                   "                     unicast [P 16:32:59.864 from 127.0.0.3] (100/?) [AS65004i]\n"
                                   "\tdev lo\n"
                                   "\tType: BGP univ\n"
@@ -72,11 +74,16 @@ TEST( BirdTextTest, routesOfAllTables ) {
    bgp.interface = "lo";
    bgp.asPath = "65001 65004";
    bgp.communities = { 65000u << 16 | 1, 65000u << 16 | 2, 0xffffff01 };
+   bgp.largeCommunities = { { 65000, 1, 2 }, { 65000, 1, 3 } };
+   bgp.extCommunities = { *extCommunityOf( "rt", "65000:7" ), *extCommunityOf( "soo", "192.0.2.1:1" ), ExtCommunity( 0x4300000000000001 ) };
+   bgp.origin = Origin::igp;
    EXPECT_EQ( table.routes[ 2 ], bgp );
    bgp.nextHop = Ferule::IpGenAddr( "192.0.2.9" );
    bgp.metric = {};
    bgp.asPath = "65003 65004";
    bgp.communities.clear();
+   bgp.largeCommunities.clear();
+   bgp.extCommunities.clear();
    EXPECT_EQ( table.routes[ 3 ], bgp ) << "of the same prefix, with nothing of the route before";
    EXPECT_EQ( table.routes[ 4 ].nextHop, Ferule::IpGenAddr( "2001:db8::9" ) );
    EXPECT_EQ( table.routes[ 4 ].metric, Zeugma::MaybeU63( 0 ) );

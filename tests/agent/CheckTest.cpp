@@ -109,8 +109,8 @@ TEST( Check, errorsInTheTextAreTheOnlyOutput ) {
 }
 
 TEST( Check, anyBytesInNamesLeaveTheOutputPrintable ) {
-   const char policy[] = "route-map A\xff\xc3 permit 10\n match tag-set \x80\xe2\x82\n";
-   EXPECT_THAT( checked( policy ).out, testing::HasSubstr( "undefined: A\\xff\\xc3 10 matches tag-set \\x80\\xe2\\x82: " ) );
+   const char policy[] = "route-map A\xff\xc3 permit 10\n match as-path \x80\xe2\x82\n";
+   EXPECT_THAT( checked( policy ).out, testing::HasSubstr( "undefined: A\\xff\\xc3 10 matches as-path \\x80\\xe2\\x82: " ) );
    const auto json = nlohmann::json::parse( checked( policy, true ).out );
    EXPECT_EQ( json[ "routeMaps" ][ 0 ][ "name" ], "A\xef\xbf\xbd\xef\xbf\xbd" );
 

@@ -33,6 +33,26 @@ TEST( CommunityList, aStandardLineAsksForAllOfItsCommunities ) {
    for( const auto & row : rows ) EXPECT_EQ( permits( text, carrying( row.has ) ), row.permitted ) << row.name;
 }
 
+TEST( CommunityList, aStandardLineAsksForJustItsCommunitiesOrForAnyOfThem ) {
+   CommunityListText text;
+   text.lines = { { 10, { kPermit, { 2, 4 }, {}, {} } } };
+   const auto list = Quoin::makeNode<CommunityList>( "L", text );
+   const struct {
+      std::vector<Community> has;
+      bool exact;
+      bool any;
+   } rows[] = {
+      { {}, false, false }, { { 2 }, false, true }, { { 2, 4 }, true, true }, { { 2, 3, 4 }, false, true }, { { 3, 5 }, false, false },
+   };
+   for( const auto & row : rows ) {
+      EXPECT_EQ( list->permits( carrying( row.has ), ListComparison::exact ), row.exact );
+      EXPECT_EQ( list->permits( carrying( row.has ), ListComparison::any ), row.any );
+   }
+   text.lines = { { 10, { kPermit, {}, {}, {} } } };   // internet
+   for( const auto comparison : { ListComparison::exact, ListComparison::any } )
+      EXPECT_TRUE( Quoin::makeNode<CommunityList>( "L", text )->permits( carrying( { 1 } ), comparison ) );
+}
+
 TEST( CommunityList, theLowestLineThatMatchesDecides ) {
    CommunityListText text;
    text.lines = { { 10, { kDeny, { 1 }, {}, {} } }, { 20, { kPermit, {}, {}, {} } }, { 30, { kDeny, { 2 }, {}, {} } } };

@@ -21,7 +21,7 @@ using Files = std::vector<std::pair<std::string, std::string>>;
 
 // "FILE:LINE:COLUMN KIND: TEXT".
 std::vector<std::string> doubtsOf( const PolicyText & text ) {
-   static constexpr const char * kKinds[] = { "skipped", "replaced", "netmask" };
+   static constexpr const char * kKinds[] = { "skipped", "replaced", "netmask", "host-bits" };
    std::vector<std::string> doubts;
    for( const auto & doubt : text.doubts )
       doubts.push_back( text.files[ doubt.place.file ] + ':' + std::to_string( doubt.place.line ) + ':' +

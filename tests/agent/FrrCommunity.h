@@ -3,6 +3,8 @@
 #pragma once
 
 #include <charconv>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -53,6 +55,69 @@ inline std::vector<Community> frrCommunitiesOf( std::string_view text ) {
       communities.push_back( community );
    }
    return communities;
+}
+
+// ---- large and extended communities, as numbers between colons
+
+/// "1.2.3.4" counts as one number.
+inline std::vector<uint64_t> frrNumbersOf( const std::string & word ) {
+   std::vector<uint64_t> numbers;
+   std::istringstream parts( word );
+   for( std::string part; std::getline( parts, part, ':' ); ) {
+      std::istringstream octets( part );
+      uint64_t number = 0;
+      for( std::string octet; std::getline( octets, octet, '.' ); ) number = number * 256 + std::stoull( octet );
+      numbers.push_back( number );
+   }
+   return numbers;
+}
+
+inline std::vector<LargeCommunity> frrLargeCommunitiesOf( const std::string & text ) {
+   std::vector<LargeCommunity> communities;
+   std::istringstream words( text );
+   for( std::string word; words >> word; ) {
+      const auto n = frrNumbersOf( word );
+      communities.push_back( { uint32_t( n.at( 0 ) ), uint32_t( n.at( 1 ) ), uint32_t( n.at( 2 ) ) } );
+   }
+   return communities;
+}
+
+inline std::string frrText( const LargeCommunity & c ) {
+   return std::to_string( c.globalAdministrator ) + ":" + std::to_string( c.localData1 ) + ":" + std::to_string( c.localData2 );
+}
+
+/// Route targets and sites of origin.
+inline std::vector<ExtCommunity> frrExtCommunitiesOf( const std::string & text ) {
+   std::vector<ExtCommunity> communities;
+   std::istringstream words( text );
+   for( std::string word; words >> word; ) {
+      const size_t colon = word.find( ':' );
+      const std::string kind = word.substr( 0, colon ), value = word.substr( colon + 1 );
+      const auto n = frrNumbersOf( value );
+      const bool isAddress = value.find( '.' ) != value.npos, isLong = n.at( 0 ) > 65535;
+      const uint64_t type = isAddress ? 1
+         : isLong                     ? 2
+                                      : 0,
+                     subtype = kind == "RT" ? 2
+         : kind == "SoO"                    ? 3
+                                            : throw std::runtime_error( word );
+      communities.push_back( ExtCommunity( type << 56 | subtype << 48 | n[ 0 ] << ( type == 0 ? 32 : 16 ) | n.at( 1 ) ) );
+   }
+   return communities;
+}
+
+inline std::string frrText( ExtCommunity community ) {
+   const auto octet = [ & ]( unsigned i ) { return uint64_t( community ) >> ( 56 - 8 * i ) & 255; };
+   std::string text = octet( 1 ) == 2 ? "RT:" : "SoO:";
+   if( octet( 0 ) == 1 )
+      for( unsigned i = 2; i < 6; ++i ) text += std::to_string( octet( i ) ) + ( i == 5 ? "" : "." );
+   else
+      text += std::to_string( uint64_t( community ) >> ( octet( 0 ) == 0 ? 32 : 16 ) & ( octet( 0 ) == 0 ? 0xffff : 0xffffffff ) );
+   return text + ":" + std::to_string( uint64_t( community ) & ( octet( 0 ) == 0 ? 0xffffffff : 0xffff ) );
+}
+
+inline std::string frrText( Community community ) {
+   return frrCommunitiesText( { community } );
 }
 
 }   // namespace Agent

@@ -6,28 +6,23 @@
 #include <vector>
 
 #include "command/RouteEvaluator.h"
+#include "command/RouteText.h"
 #include "live/LivePolicy.h"
 #include "tests/agent/FrrModel.h"
 
 namespace Agent {
 
-/// What both answer, in one form: "permit 10.0.0.0/8 metric 5 ... by IN 10, SUB 5".
+/// What both answer, in one form: "permit metric 5, ... by IN 10, SUB 5".
 struct ComparedAnswer {
    bool permitted = false;
-   Zeugma::MaybeU63 metric;
-   uint32_t tag = 0;
-   std::optional<uint32_t> localPreference;
-   std::vector<Community> communities;
+   TableRoute route;
    uint32_t distance = 0;
    FrrAnswer::Sequences sequences;
    friend bool operator==( const ComparedAnswer &, const ComparedAnswer & ) = default;
 
    std::string text() const {
       if( !permitted ) return "deny";
-      std::string text = "permit metric " + std::string( metric.toStrep().view() ) + " tag " + std::to_string( tag ) + " preference " +
-         ( localPreference ? std::to_string( *localPreference ) : "none" ) + " distance " + std::to_string( distance ) + " communities";
-      for( const Community c : communities ) text += " " + std::to_string( c >> 16 ) + ":" + std::to_string( c & 0xffff );
-      text += " by";
+      std::string text = "permit " + attributesOf( route ) + ", distance " + std::to_string( distance ) + " by";
       for( const auto & [ name, number ] : sequences ) text += " " + name + " " + std::to_string( number );
       return text;
    }
@@ -35,8 +30,7 @@ struct ComparedAnswer {
 
 inline ComparedAnswer comparedAnswerOf( const FrrAnswer & answer ) {
    if( !answer.permitted ) return {};
-   const TableRoute & route = answer.route;
-   return { true, route.metric, route.tag, route.localPreference, route.communities, answer.distance.value_or( 0 ), answer.matched };
+   return { true, answer.route, answer.distance.value_or( 0 ), answer.matched };
 }
 
 inline ComparedAnswer comparedAnswerOf( const RouteEvaluator & evaluator, const TableRoute & route ) {
@@ -46,8 +40,7 @@ inline ComparedAnswer comparedAnswerOf( const RouteEvaluator & evaluator, const 
    FrrAnswer::Sequences sequences;
    for( const uint32_t i : answer.sequences )
       sequences.emplace_back( evaluator.sequences()[ i ].routeMap, evaluator.sequences()[ i ].number );
-   const AgentResult & result = answer.result;
-   return { true, result.metric(), result.tag(), result.localPreference, result.communities, uint32_t( result.preference() ), sequences };
+   return { true, answer.result.route, uint32_t( answer.result.preference() ), sequences };
 }
 
 /// The first route that the policy in force answers differently; empty if there is none. The route map has an answer.

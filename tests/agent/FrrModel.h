@@ -33,6 +33,9 @@
 
 #include "table/TableRoute.h"
 #include "tests/agent/FrrCommunity.h"
+#include "tests/agent/FrrModelLists.h"
+#include "tests/agent/FrrModelMatches.h"
+#include "tests/agent/FrrModelSets.h"
 #include "text/PolicyText.h"
 
 namespace Agent {
@@ -106,22 +109,13 @@ class FrrModel {
       return answer;
    }
 
-   static void apply( const SetClauses & set, FrrAnswer & working ) {
-      TableRoute & route = working.route;
-      for( const auto & clause : set ) {
-         const auto number = static_cast<uint32_t>( clause.number );
-         switch( clause.kind ) {
-            case SetKind::metric: route.metric = clause.number; break;
-            case SetKind::tag: route.tag = number; break;
-            case SetKind::localPreference: route.localPreference = number; break;
-            case SetKind::distance: working.distance = static_cast<uint8_t>( number ); break;
-            case SetKind::community: {
-               std::set<Community> all( clause.communities.begin(), clause.communities.end() );
-               if( clause.additive ) all.insert( route.communities.begin(), route.communities.end() );
-               route.communities.assign( all.begin(), all.end() );
-            }
-         }
-      }
+   void apply( const SetClauses & set, FrrAnswer & working ) const {
+      const FrrModelSets sets( text_, matchesExpression() );
+      for( const auto & clause : set )
+         if( clause.kind == SetKind::distance )
+            working.distance = static_cast<uint8_t>( clause.number );
+         else
+            sets.apply( clause, working.route );
    }
 
    // ---- match clauses
@@ -135,13 +129,16 @@ class FrrModel {
 
    // The next hop of that family; all zero if the route has none. Every route in bgpd has one of each family.
    static Ferule::IpGenAddr nextHop( const TableRoute & route, AddressFamily af ) {
-      return route.nextHop.af() == af ? route.nextHop : Ferule::IpGenAddr( af );
+      for( const auto & hop : { route.nextHop, route.otherNextHop } )
+         if( hop.af() == af ) return hop;
+      return Ferule::IpGenAddr( af );
    }
 
    bool holds( MatchOption option, const MatchClause & clause, const TableRoute & route ) const {
       const auto & name = clause.name;
       const Ferule::IpGenPrefix & prefix = route.prefix;
       if( clause.invert ) refuse( "match ... invert" );
+      if( isValueOption( option ) ) return frrValueHolds( option, clause, route );
       if( option == kMatchIpv6AccessList ) return accessListPermits( text_.ipv6AccessLists, name, prefix );
       switch( option ) {
          case MatchOption::matchIpAccessList: return accessListPermits( text_.ipv4AccessLists, name, prefix );
@@ -159,7 +156,13 @@ class FrrModel {
          case MatchOption::matchMetric: return clause.number == route.metric.value();   // an absent one is 0
          case MatchOption::matchSourceProtocol: return clause.number != 0 && clause.number == uint64_t( route.protocol );
          case MatchOption::matchInterface: return !name.empty() && route.interface == name;
-         case MatchOption::matchCommunity: return communityListPermits( name, route.communities );
+         case MatchOption::matchCommunity: return communityListPermits( name, route.communities, clause.number );
+         case MatchOption::matchLargeCommunity:
+            return frrListPermits( text_.largeCommunityLists, name, route.largeCommunities, ListComparison( clause.number ),
+                                   matchesExpression() );
+         case MatchOption::matchExtCommunity:
+            return frrListPermits( text_.extCommunityLists, name, route.extCommunities, ListComparison( clause.number ),
+                                   matchesExpression() );
          case MatchOption::matchAsPath: return asPathListPermits( name, route.asPath );
          default: refuse( "match option " + std::to_string( unsigned( option ) ) );
       }
@@ -179,17 +182,6 @@ class FrrModel {
       return false;
    }
 
-   static bool agree( const Ferule::IpGenAddr & a, const Ferule::IpGenAddr & b, const Ferule::Bits128 & mask ) {
-      return a.af() == b.af() && ( ( a.bits().high ^ b.bits().high ) & mask.high ) == 0 &&
-         ( ( a.bits().low ^ b.bits().low ) & mask.low ) == 0;
-   }
-
-   static Ferule::Bits128 ones( unsigned length ) {
-      Ferule::Bits128 bits;
-      for( unsigned i = 0; i < length; ++i ) ( i < 64 ? bits.high : bits.low ) |= uint64_t( 1 ) << ( 63 - i % 64 );
-      return bits;
-   }
-
    static bool prefixListPermits( const PolicyText::ByName<PrefixListText> & lists, const std::string & name,
                                   const Ferule::IpGenPrefix & prefix ) {
       const unsigned longest = prefix.af() == AddressFamily::ipv4 ? 32 : 128;
@@ -197,39 +189,31 @@ class FrrModel {
          const unsigned lowest = line.ge.value_or( line.prefix.length() );
          const unsigned highest = line.le ? *line.le : line.ge ? longest : line.prefix.length();
          return prefix.length() >= lowest && prefix.length() <= highest &&
-            agree( line.prefix.ipGenAddr(), prefix.ipGenAddr(), ones( line.prefix.length() ) );
+            frrAgree( line.prefix.ipGenAddr(), prefix.ipGenAddr(), frrOnes( line.prefix.length() ) );
       } );
    }
 
-   // A line with a prefix permits this prefix and the longer ones in it. A line with a wildcard compares the address alone. The text does
-   // not tell them apart: a mask that a prefix can have is taken for a prefix.
    static bool accessListPermits( const PolicyText::ByName<AccessListText> & lists, const std::string & name,
                                   const Ferule::IpGenPrefix & prefix ) {
-      return listPermits( lists, name, [ & ]( const AccessListLine & line ) {
-         const Ferule::Bits128 mask = line.source.mask();
-         unsigned length = 0;
-         while( length < 128 && ones( length ) != mask ) ++length;
-         const bool isPrefix = ones( length ) == mask;
-         if( isPrefix ) return prefix.length() >= length && agree( line.source.address(), prefix.ipGenAddr(), mask );
-         // Bits under the wildcard are taken from the route's address, but not from the address of the line.
-         const bool hasBitsUnderWildcard = !agree( line.source.address(), Ferule::IpGenAddr( prefix.af() ), ~mask );
-         return !hasBitsUnderWildcard && agree( line.source.address(), prefix.ipGenAddr(), mask );
-      } );
+      return listPermits( lists, name, [ & ]( const AccessListLine & line ) { return frrAccessLineMatches( line, prefix ); } );
    }
 
-   bool communityListPermits( const std::string & name, const std::vector<Community> & communities ) const {
+   bool communityListPermits( const std::string & name, const std::vector<Community> & communities, uint64_t comparison ) const {
       const auto list = text_.communityLists.find( name );
       const bool expanded = list != text_.communityLists.end() && list->second.expanded;
-      const auto has = [ & ]( Community c ) { return std::find( communities.begin(), communities.end(), c ) != communities.end(); };
       return listPermits( text_.communityLists, name, [ & ]( const CommunityListLine & line ) {
          return expanded ? expressionMatches( line.expression, frrCommunitiesText( communities ) )
-                         : std::all_of( line.communities.begin(), line.communities.end(), has );
+                         : frrCommunitiesMatch( line.communities, communities, ListComparison( comparison ) );
       } );
    }
 
    bool asPathListPermits( const std::string & name, const std::string & asPath ) const {
       return listPermits( text_.asPathLists, name,
                           [ & ]( const AsPathListLine & line ) { return expressionMatches( line.expression, asPath ); } );
+   }
+
+   FrrMatchesExpression matchesExpression() const {
+      return [ this ]( const std::string & expression, const std::string & text ) { return expressionMatches( expression, text ); };
    }
 
    // POSIX extended expressions, in which every "_" stands for what separates numbers.

@@ -101,21 +101,33 @@ TEST( FrrRules, answersAsTheDaemon ) {
 
 // ---- random policies, edited at random, against the naive evaluator
 
-// Takes away what only the native dialect has, and the wildcards that no prefix has.
+// Makes the line one of FRR's, of a kind that depends on its number.
+void toLineOfFrr( uint32_t number, AccessListLine & line ) {
+   using Compares = AccessListLine::Compares;
+   const Ferule::Bits128 mask = line.source.mask(), address = line.source.address().bits();
+   const bool isPrefix = mask == Ferule::Bits128::leadingOnes( line.source.leadingOnesOfMask() );
+   const auto upper = []( const Ferule::Bits128 & bits ) { return Ferule::IpAddr( static_cast<uint32_t>( bits.high >> 32 ) ); };
+   line.compares = number % 10 != 0 || !isPrefix ? Compares::address : number % 20 == 0 ? Compares::exact : Compares::covering;
+   if( line.action == MatchPermit::permit ) line.source = { upper( address & mask ), mask };   // no bits under the wildcard
+   if( number % 15 == 0 )
+      line.netmask = Ferule::IpAddrWithFullMask{ upper( Ferule::Bits128::leadingOnes( 16 ) ), Ferule::IpAddr( 0xffff0000 ) };
+}
+
+// Takes away what only the native dialect has.
 PolicyText inDialectOfFrr( PolicyText text ) {
    text.dialect = Dialect::frr;
    text.tagSets.clear();
    for( auto & [ name, list ] : text.ipv4AccessLists )
-      std::erase_if( list.lines, []( const auto & line ) {
-         const auto & source = line.second.source;
-         return source.mask() != Ferule::Bits128::leadingOnes( source.leadingOnesOfMask() );
-      } );
+      for( auto & [ number, line ] : list.lines ) toLineOfFrr( number, line );
    for( auto & [ name, map ] : text.routeMaps )
       for( auto & [ number, sequence ] : map.sequences ) {
          if( sequence.call ) sequence.call->invert = false;
          for( const auto option : { MatchOption::matchTagSet, MatchOption::matchIsisInstance, MatchOption::matchOspfInstance } )
             sequence.match.erase( option );
-         for( auto & [ option, clause ] : sequence.match ) clause.invert = false;
+         for( auto & [ option, clause ] : sequence.match ) {
+            clause.invert = false;
+            if( option == MatchOption::matchCommunity ) clause.number = number / 10 % 3;   // a ListComparison
+         }
       }
    return text;
 }

@@ -330,7 +330,7 @@ TEST( LineLoader, setClausesKeepTheOrderOfTheirLines ) {
       const PolicyText text = loaded( "route-map M permit 10\n" + std::string( clauses ) );
       std::string words;
       for( const auto & clause : text.routeMaps.at( "M" ).sequences.at( 10 ).set )
-         words += std::string( words.empty() ? "" : " " ).append( setForm( clause.kind ).word );
+         words += std::string( words.empty() ? "" : " " ).append( setForm( clause.kind ).words );
       return words;
    };
    EXPECT_EQ( kinds( " set tag 1\n set metric 1\n set community 1:1\n" ), "tag metric community" );

@@ -110,8 +110,8 @@ inline ModelAnswer answerOf( const Quoin::Ptr<const Routing::Policy::RouteMapSta
    }
    answer.metric = result.metric();
    answer.tag = result.tag();
-   answer.localPreference = result.localPreference;
-   answer.communities = result.communities;
+   answer.localPreference = result.route.localPreference;
+   answer.communities = result.route.communities;
    answer.distance = result.preference();
    return answer;
 }

@@ -14,9 +14,9 @@ TEST( MatchForms, everyOptionHasOneForm ) {
       EXPECT_TRUE( options.insert( form.option ).second ) << form.words;
       EXPECT_EQ( matchForm( form.option ), &form ) << form.words;
    }
-   EXPECT_EQ( options.size(), 17u );
+   EXPECT_EQ( options.size(), 52u );
    EXPECT_EQ( matchForm( MatchOption::none ), nullptr );
-   EXPECT_EQ( matchForm( MatchOption::matchExtCommunity ), nullptr );
+   EXPECT_EQ( matchForm( MatchOption( 130 ) ), nullptr );
 }
 
 // Whoever reads takes the first form that a line begins with.

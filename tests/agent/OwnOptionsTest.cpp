@@ -7,6 +7,7 @@
 #include "live/AgentRoot.h"
 #include "tests/agent/LiveFixture.h"
 #include "text/MatchForms.h"
+#include "text/ValueOptions.h"
 
 namespace Agent {
 
@@ -22,11 +23,13 @@ TEST( OwnOptions, everyClauseThatCanBeWrittenIsCompiledOnce ) {
       EXPECT_TRUE( row.makeMatcher ) << row.option;
       EXPECT_EQ( matchForm( row.option ) == nullptr, row.option == kMatchStep ) << row.option << ": only a step can be written in no line";
       const auto * common = findMatchOption( row.option );
-      EXPECT_FALSE( common && common->makeMatcher ) << row.option << " is compiled by the library";
+      // FRR's access lists have a row of their own, so the other dialect has one, too.
+      const bool isLibrarys = common && common->makeMatcher && row.option != MatchOption::matchIpAccessList;
+      EXPECT_FALSE( isLibrarys ) << row.option << " is compiled by the library";
    }
    for( const auto & form : matchForms() ) {
       const auto * row = findMatchOption( form.option, ownMatchOptions() );
-      EXPECT_TRUE( row && row->makeMatcher ) << form.option;
+      EXPECT_EQ( row && row->makeMatcher, !isValueOption( form.option ) ) << form.option << ": only a value of FRR alone is left to steps";
    }
 }
 

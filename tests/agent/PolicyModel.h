@@ -21,6 +21,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -140,6 +141,7 @@ class PolicyModel {
             case SetKind::tag: answer.tag = number; break;
             case SetKind::localPreference: answer.localPreference = number; break;
             case SetKind::distance: answer.distance = number; break;
+            default: throw std::invalid_argument( "a set clause that the native dialect does not have" );
             case SetKind::community: {
                std::set<Community> all( clause.communities.begin(), clause.communities.end() );
                if( clause.additive ) all.insert( answer.communities.begin(), answer.communities.end() );

@@ -116,8 +116,8 @@ TEST( PrefixLineTest, brokenLinesTellTheReason ) {
       std::string_view line;
       std::string reason;
    };
-   const std::string noName = ": expected one of next-hop, tag, metric, protocol, interface, local-preference, community, ospf-instance, "
-                              "isis-instance, as-path";
+   const std::string noName = ": expected one of next-hop, tag, metric, protocol, interface, local-preference, community, large-community, "
+                              "extcommunity, ospf-instance, isis-instance, origin, peer, rpki, as-path";
    const Row rows[] = {
       { "foo", "address \"foo\": not an address" },
       { "10.0.0.0/8#x", "prefix length \"8#x\": not a decimal number" },

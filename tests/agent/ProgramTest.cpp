@@ -484,7 +484,7 @@ TEST( Program, everyCommandTellsErrorsAsOneDocumentToo ) {
 
 TEST( Program, checkEndsWithOneForFindings ) {
    const Folder folder;
-   folder.write( "a.conf", "ip prefix-list UNUSED permit 10.0.0.0/8\nroute-map A permit 10\n match tag-set GONE\n" );
+   folder.write( "a.conf", "ip prefix-list UNUSED permit 10.0.0.0/8\nroute-map A permit 10\n match as-path GONE\n" );
    const auto text = folder.run( { "check", "DIR/a.conf" } );
    EXPECT_EQ( text.status, 1 );
    EXPECT_THAT( text.out, HasSubstr( "DIR/a.conf:1:1: unused: " ) );
@@ -982,7 +982,7 @@ TEST( Program, anyBytesInNamesLeaveJsonValid ) {
    const Folder folder;
    for( const std::string name : { "caf\xc3\xa9", "bad\xff", "\"q\\" } ) {
       folder.write( "p.conf",
-                    "tag-set " + name + " 1\nroute-map " + name + " permit 10\n match tag-set " + name +
+                    "bgp as-path access-list " + name + " permit ^$\nroute-map " + name + " permit 10\n match as-path " + name +
                        "\nroute-map OUTER permit 10\n call " + name + "\n" );
       folder.write( "q.conf", "route-map " + name + " deny 10\n" );
       for( const Arguments & arguments :

@@ -188,7 +188,11 @@ class RandomPolicy {
          case SetKind::localPreference: clause.number = upTo( 2 ); break;
          case SetKind::tag: clause.number = upTo( 3 ); break;
          case SetKind::distance: clause.number = 1 + upTo( 254 ); break;
-         case SetKind::community: clause.additive = oneIn( 2 ); clause.communities = communities();
+         case SetKind::community:
+            clause.additive = oneIn( 2 );
+            clause.communities = communities();
+            break;
+         default: break;   // only of the dialect of FRR
       }
       set.put( std::move( clause ) );
    }

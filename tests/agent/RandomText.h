@@ -129,6 +129,7 @@ class RandomText {
       MatchClause clause;
       switch( form.operand ) {
          case MatchForm::Operand::invertibleName: clause.invert = coin(); [[fallthrough]];
+         case MatchForm::Operand::comparedName:
          case MatchForm::Operand::name: clause.name = reference(); break;
          case MatchForm::Operand::nextHop:
             if( coin() )
@@ -138,13 +139,18 @@ class RandomText {
             break;
          case MatchForm::Operand::number: clause.number = coin() ? form.max : number32(); break;
          case MatchForm::Operand::protocol: clause.number = 1 + below( random_, 9 ); break;
+         case MatchForm::Operand::keyword:
+         case MatchForm::Operand::address:
+         case MatchForm::Operand::peer:
+         case MatchForm::Operand::text:
+         case MatchForm::Operand::none: break;   // of FRR alone
       }
       return clause;
    }
    SetClauses setClauses() {
       SetClauses set;
       for( auto clauses = below( random_, 4 ); clauses; --clauses ) {
-         SetClause clause{ .kind = setForms()[ below( random_, setForms().size() ) ].kind };
+         SetClause clause{ .kind = SetKind( below( random_, size_t( SetKind::community ) + 1 ) ) };
          switch( clause.kind ) {
             case SetKind::metric: clause.number = coin() ? ( uint64_t( 1 ) << 63 ) - 1 : number32(); break;
             case SetKind::distance: clause.number = 1 + below( random_, 255 ); break;
@@ -154,6 +160,8 @@ class RandomText {
                if( !coin() ) break;
                clause.communities = communities( 1 );
                clause.additive = coin();
+               break;
+            default: continue;   // only of the dialect of FRR
          }
          set.put( clause );
       }
@@ -168,7 +176,7 @@ class RandomText {
          sequence.description = description();
          for( auto clauses = below( random_, 4 ); clauses; --clauses ) {
             const MatchForm & form = matchForms()[ below( random_, matchForms().size() ) ];
-            sequence.match[ form.option ] = matchClause( form );
+            if( isIn( Dialect::native, form.only ) ) sequence.match[ form.option ] = matchClause( form );
          }
          sequence.set = setClauses();
          if( oneIn( random_, 3 ) ) sequence.call = CallClause{ name(), coin(), {} };

@@ -75,7 +75,7 @@ TEST( Show, everyKindThatHasTheName ) {
 TEST( Show, theRouteMapsInForceAreTheConfiguredOnes ) {
    const auto verified = []( bool asJson ) {
       return outputOf( kPolicy, [ & ]( const std::string & file, Console & console ) {
-         return show( { .files = { file }, .name = "TAGS", .json = asJson, .verify = true }, console );
+         return show( { .files = { file }, .name = "TAGS", .json = asJson, .verify = true, .dialect = Dialect::native }, console );
       } );
    };
    expectGolden( "show.txt", "verified", verified( false ).out );

@@ -19,7 +19,8 @@ constexpr uint64_t kMismatchesShown = 5;
 
 ModelAnswer answerOf( const RouteEvaluator & evaluator, const RouteAnswer & answer, const TableRoute & route ) {
    const AgentResult result = answer.permitted ? answer.result : AgentResult( route );
-   ModelAnswer all{ answer.permitted, {}, result.metric(), result.tag(), result.localPreference, result.communities, result.preference() };
+   ModelAnswer all{ answer.permitted,   {}, result.metric(), result.tag(), result.route.localPreference, result.route.communities,
+                    result.preference() };
    for( const uint32_t i : answer.sequences ) {
       const auto & sequence = evaluator.sequences().at( i );
       EXPECT_EQ( answer.permitted, sequence.permits );

@@ -1,0 +1,133 @@
+#include "live/Change.h"
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "table/AsPath.h"
+#include "text/Constants.h"
+#include "text/SetForms.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr uint32_t kDefaultLocalPreference = 100;
+
+template <class List, class Text>
+Quoin::Ptr<const List> compiled( const Text & list ) {
+   if( list.lines.empty() ) return nullptr;
+   return Quoin::makeNode<List>( Quoin::String(), list, Dialect::frr );
+}
+
+// Of 32 bits; it stops at both ends.
+uint64_t changed( const SetClause & clause, uint64_t value ) noexcept {
+   switch( clause.mode ) {
+      case SetClause::Mode::adds: return std::min( value + clause.number, kMax32 );
+      case SetClause::Mode::subtracts: return value - std::min( value, clause.number );
+      case SetClause::Mode::replaces: break;
+   }
+   return clause.number;
+}
+
+void carry( TableRoute & route, const SetClause & clause ) {
+   route.otherIs( setForm( clause.kind ).words, clause.word.empty() ? "true" : clause.word );
+}
+
+void setMetric( TableRoute & route, const SetClause & clause ) {
+   if( !clause.word.empty() ) return carry( route, clause );
+   if( clause.mode == SetClause::Mode::replaces ) route.otherDel( setForm( clause.kind ).words );
+   route.metric = changed( clause, route.metric.value() );
+}
+
+// `communities`: ascending, each once.
+template <class C>
+void setCommunities( std::vector<C> & communities, const std::vector<C> & set, bool additive ) {
+   if( !additive ) communities.clear();
+   for( const C & community : set ) {
+      const auto place = std::ranges::lower_bound( communities, community );
+      if( place == communities.end() || *place != community ) communities.insert( place, community );
+   }
+}
+
+template <class C, class List>
+void deleteCommunities( std::vector<C> & communities, const Quoin::Ptr<const List> & list ) {
+   if( list ) std::erase_if( communities, [ & ]( const C & community ) { return list->deletes( community ); } );
+}
+
+void addExtCommunities( TableRoute & route, const SetClause & clause ) {
+   route.extCommunities.insert( route.extCommunities.end(), clause.extCommunities.begin(), clause.extCommunities.end() );
+}
+
+void deleteExtCommunities( TableRoute & route ) {
+   route.extCommunities.clear();
+   route.otherDel( setForm( SetKind::extBandwidth ).words );
+}
+
+void prepend( std::string & path, const SetClause & clause ) {
+   std::string front;
+   const auto add = [ & ]( std::string_view as ) { front.append( as ).append( " " ); };
+   for( const uint32_t as : clause.ases ) add( std::to_string( as ) );
+   const std::string_view first = firstAsOf( path );
+   for( uint64_t times = first.empty() ? 0 : clause.number; times; --times ) add( first );
+   path.insert( 0, front );
+   if( path.ends_with( ' ' ) ) path.pop_back();
+}
+
+void exclude( std::string & path, const SetClause & clause, const Quoin::Ptr<const AsPathList> & list ) {
+   if( clause.word.empty() && clause.ases.empty() ) return path.clear();
+   if( !clause.word.empty() && !list ) return;
+   path = asPathWithout( path, [ & ]( uint32_t as ) {
+      return list ? list->permits( std::to_string( as ) ) : std::ranges::find( clause.ases, as ) != clause.ases.end();
+   } );
+}
+
+// A route has a next hop of each family. The one that tables show stands in front.
+void setNextHop( TableRoute & route, const SetClause & clause ) {
+   if( !clause.address ) return carry( route, clause );
+   route.otherDel( setForm( clause.kind ).words );
+   const auto isUnset = route.nextHop.af() == AddressFamily::unset;
+   const auto shown = isUnset ? route.prefix.af() : route.nextHop.af();
+   ( shown == clause.address->af() ? route.nextHop : route.otherNextHop ) = *clause.address;
+}
+
+}   // namespace
+
+CompiledSetLists::CompiledSetLists( const SetLists & lists )
+      : communities( compiled<CommunityList>( lists.communities ) ),
+        largeCommunities( compiled<LargeCommunityList>( lists.largeCommunities ) ),
+        extCommunities( compiled<ExtCommunityList>( lists.extCommunities ) ),
+        ases( compiled<AsPathList>( lists.ases ) ) {}
+
+void change( TableRoute & route, const SetClause & clause, const CompiledSetLists & lists ) {
+   const auto number = static_cast<uint32_t>( clause.number );
+   switch( clause.kind ) {
+      case SetKind::distance: return;
+      case SetKind::metric: return setMetric( route, clause );
+      case SetKind::minMetric: route.metric = std::max( route.metric.value(), clause.number ); return;
+      case SetKind::maxMetric: route.metric = std::min( route.metric.value(), clause.number ); return;
+      case SetKind::tag: route.tag = number; return;
+      case SetKind::localPreference:
+         route.localPreference = static_cast<uint32_t>( changed( clause, route.localPreference.value_or( kDefaultLocalPreference ) ) );
+         return;
+      case SetKind::origin: route.origin = Origin( clause.number ); return;
+      case SetKind::community: return setCommunities( route.communities, clause.communities, clause.additive );
+      case SetKind::largeCommunity: return setCommunities( route.largeCommunities, clause.largeCommunities, clause.additive );
+      case SetKind::commListDelete: return deleteCommunities( route.communities, lists.communities );
+      case SetKind::largeCommListDelete: return deleteCommunities( route.largeCommunities, lists.largeCommunities );
+      case SetKind::extCommListDelete: return deleteCommunities( route.extCommunities, lists.extCommunities );
+      case SetKind::extRouteTarget:
+      case SetKind::extSiteOfOrigin:
+      case SetKind::extNodeTarget:
+      case SetKind::extColor: return addExtCommunities( route, clause );
+      case SetKind::extNone: return deleteExtCommunities( route );
+      case SetKind::asPathPrepend: return prepend( route.asPath, clause );
+      case SetKind::asPathExclude: return exclude( route.asPath, clause, lists.ases );
+      case SetKind::ipNextHop:
+      case SetKind::ipv6NextHopGlobal: return setNextHop( route, clause );
+      default: return carry( route, clause );
+   }
+}
+
+}   // namespace Agent
