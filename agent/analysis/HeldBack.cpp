@@ -39,7 +39,7 @@ std::map<std::string, HeldBackBy> routeMapsHeldBack( const PolicyText::ByName<Ro
       const Node & node = *settled.back();
       settled.pop_back();
       for( Node * caller : node.callers ) {
-         caller->depth = std::max( caller->depth, node.depth + 1 );
+         caller->depth = std::max( caller->depth, node.depth + !isOfFilters( *caller->name ) );
          caller->number = std::min( caller->number + 1 + node.number, kMostCalls + 1 );
          if( --caller->open != 0 ) continue;
          settled.push_back( caller );

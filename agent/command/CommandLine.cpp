@@ -115,8 +115,14 @@ class CommandLine {
          ->allow_extra_args( false );
    }
    void takeWith( Files & files ) const { files.insert( files.end(), with_.begin(), with_.end() ); }
-   static CLI::Option & addRouteMap( CLI::App & to, std::string & name, const char * about = "The route map to evaluate" ) {
-      return mayNotBeEmpty( to.add_option( "-m,--route-map", name, about ) );
+   static void addTarget( CLI::App & to, TargetOptions & target ) {
+      mayNotBeEmpty( to.add_option( "-m,--route-map", target.routeMap, "The route map to evaluate" ) ).type_name( "NAME" );
+      mayNotBeEmpty( to.add_option( "--neighbor", target.neighbor,
+                                    "In its place: what filters the routes of this BGP neighbor, or peer group, in this direction" ) )
+         .type_name( "NAME in|out" );
+      mayNotBeEmpty( to.add_option( "--vrf", target.vrf, "The VRF or view of the neighbor" ) ).type_name( "NAME" );
+      mayNotBeEmpty( to.add_option( "--prefix-list", target.prefixList, "In its place: this prefix list alone" ) ).type_name( "NAME" );
+      mayNotBeEmpty( to.add_option( "--access-list", target.accessList, "In its place: this access list alone" ) ).type_name( "NAME" );
    }
    static void addTables( CLI::App & to, std::vector<std::string> & tables, uint64_t & maxInput ) {
       mayNotBeEmpty( to.add_option( "-i,--in", tables, kTables ) ).type_name( "TABLE" )->allow_extra_args( false );
@@ -189,7 +195,7 @@ class CommandLine {
                          return eval( eval_, console_ );
                       } );
       addFiles( c, eval_.files );
-      addRouteMap( c, eval_.routeMap ).required();
+      addTarget( c, eval_.target );
       eval_.tables = { "-" };
       addTables( c, eval_.tables, eval_.maxInput );
       addDialect( c, eval_.dialect );
@@ -216,7 +222,7 @@ class CommandLine {
                                    "The prefix of the route; with --in, an address stands for the longest prefix that contains it" ) )
          .required();
       addWith( c );
-      addRouteMap( c, explain_.routeMap ).required();
+      addTarget( c, explain_.target );
       addTables( c, explain_.tables, explain_.maxInput );
       addDialect( c, explain_.dialect );
       addUntold( c, explain_ );
@@ -257,7 +263,7 @@ class CommandLine {
       addFile( c, "OLD", diff_.oldFiles[ 0 ], "The policy before the change" );
       addFile( c, "NEW", diff_.newFiles[ 0 ], "The policy after the change" );
       addWith( c );
-      addRouteMap( c, diff_.routeMap ).required();
+      addTarget( c, diff_.target );
       diff_.tables = { "-" };
       addTables( c, diff_.tables, diff_.maxInput );
       addDialect( c, diff_.dialect );
@@ -279,7 +285,7 @@ class CommandLine {
                          return watch( watch_, console_, stopRequest );
                       } );
       addFiles( c, watch_.files );
-      addRouteMap( c, watch_.routeMap, "The route map to evaluate over the table" );
+      addTarget( c, watch_.target );
       addTables( c, watch_.tables, watch_.maxInput );
       addDialect( c, watch_.dialect );
       addUntold( c, watch_ );

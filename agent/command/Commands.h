@@ -25,9 +25,18 @@ struct CheckOptions {
 };
 int check( const CheckOptions & options, Console & console );
 
+/// What is asked about: one of these.
+struct TargetOptions {
+   std::string routeMap;
+   std::pair<std::string, std::string> neighbor;   // its name, and "in" or "out"
+   std::string vrf;                                // of the neighbor; empty: the default one
+   std::string prefixList;
+   std::string accessList;
+};
+
 struct EvalOptions {
    std::vector<std::string> files;
-   std::string routeMap;
+   TargetOptions target;
    std::vector<std::string> tables;
    bool summary = false;
    bool json = false;
@@ -42,7 +51,7 @@ int eval( const EvalOptions & options, Console & console );
 
 struct ExplainOptions {
    std::vector<std::string> files;
-   std::string routeMap;
+   TargetOptions target;
    std::string prefix;
    std::vector<std::pair<std::string, std::string>> fields;   // of the route: names as in table/RouteField.h, with values
    std::vector<std::string> tables;   // if not empty, their routes of that prefix are explained instead; of an address, the longest match
@@ -57,7 +66,7 @@ int explain( const ExplainOptions & options, Console & console );
 struct DiffOptions {
    std::vector<std::string> oldFiles;
    std::vector<std::string> newFiles;
-   std::string routeMap;
+   TargetOptions target;
    std::vector<std::string> tables;
    unsigned examples = 3;   // shown for each group
    bool json = false;
@@ -71,7 +80,7 @@ int diff( const DiffOptions & options, Console & console );
 
 struct WatchOptions {
    std::vector<std::string> files;
-   std::string routeMap;   // empty: report publications only
+   TargetOptions target;   // none: report publications only
    std::vector<std::string> tables;
    bool json = false;
    std::chrono::milliseconds interval{ 250 };   // between two steps

@@ -3,6 +3,7 @@
 #include "command/Comparison.h"
 #include "command/PolicyFiles.h"
 #include "command/TableRun.h"
+#include "command/Target.h"
 
 namespace Agent {
 
@@ -40,11 +41,11 @@ class DiffJob final : public RouteJob {
 }   // namespace
 
 int diff( const DiffOptions & options, Console & console ) {
+   const Target target( options.target, options.dialect );
    const LineLoader oldFiles = loadFiles( options.oldFiles, options.dialect, console );
    const LineLoader newFiles = loadFiles( options.newFiles, options.dialect, console );
-   const auto policies = livePoliciesOf( { &oldFiles, &newFiles }, console, options.json, options.assumptions );
-   const RouteEvaluator before( routeMapOf( *policies[ 0 ], options.routeMap ), options.dialect );
-   const RouteEvaluator after( routeMapOf( *policies[ 1 ], options.routeMap ), options.dialect );
+   const auto policies = livePoliciesOf( { &oldFiles, &newFiles }, console, options.json, options.assumptions, &target );
+   const RouteEvaluator before = target.evaluator( *policies[ 0 ] ), after = target.evaluator( *policies[ 1 ] );
    DiffJob job( before, after, options.examples );
    const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults }, job, console );
    console.write( options.json ? jsonText( job.differences.json( before, after ) ) + '\n'

@@ -9,12 +9,13 @@
 #include "command/RouteEvaluator.h"
 #include "command/RouteText.h"
 #include "command/TableRun.h"
+#include "command/Target.h"
 
 namespace Agent {
 
 namespace {
 
-constexpr size_t kWidestName = 40;   // of the column in the summary; a longer name shifts its own row only
+constexpr size_t kWidestName = 60;   // of the column in the summary; a longer name shifts its own row only
 
 /// How many routes each sequence applied to or denied.
 struct Counts {
@@ -80,7 +81,7 @@ std::string summaryText( const RouteEvaluator & evaluator, const Counts & counts
    };
    for( size_t i = 0; i < counts.hits.size(); ++i ) {
       const auto & s = evaluator.sequences()[ i ];
-      row( s.shownName, std::to_string( s.number ), s.permits ? "permit" : "deny", counts.hits[ i ] );
+      row( s.shownName, s.number ? std::to_string( s.number ) : "", s.permits ? "permit" : "deny", counts.hits[ i ] );
    }
    row( "", "none", "deny", counts.noSequence );
    return text;
@@ -91,8 +92,8 @@ std::string summaryJson( const RouteEvaluator & evaluator, const Counts & counts
                                    counts.permitted + counts.denied, counts.permitted, counts.denied, counts.noSequence );
    for( size_t i = 0; i < counts.hits.size(); ++i ) {
       const auto & s = evaluator.sequences()[ i ];
-      fmt::format_to( std::back_inserter( text ), "{}{{\"routeMap\":{},\"sequence\":{},\"action\":\"{}\",\"routes\":{}}}", i ? "," : "",
-                      jsonString( s.routeMap ), s.number, s.permits ? "permit" : "deny", counts.hits[ i ] );
+      fmt::format_to( std::back_inserter( text ), "{}{{{},\"action\":\"{}\",\"routes\":{}}}", i ? "," : "", jsonMembersOf( s ),
+                      s.permits ? "permit" : "deny", counts.hits[ i ] );
    }
    return text + "]}\n";
 }
@@ -106,8 +107,9 @@ std::string timingText( const TableRunSummary & run ) {
 }   // namespace
 
 int eval( const EvalOptions & options, Console & console ) {
-   const auto policy = livePolicyOf( options.files, options.dialect, console, options.json, options.assumptions );
-   const RouteEvaluator evaluator( routeMapOf( *policy, options.routeMap ), options.dialect );
+   const Target target( options.target, options.dialect );
+   const auto policy = livePolicyOf( options.files, options.dialect, console, options.json, options.assumptions, &target );
+   const RouteEvaluator evaluator = target.evaluator( *policy );
    EvalJob job( evaluator, options );
    const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults }, job, console );
    if( options.summary )

@@ -9,6 +9,7 @@
 #include "command/PolicyFiles.h"
 #include "command/RouteText.h"
 #include "command/TableRun.h"
+#include "command/Target.h"
 #include "command/Visits.h"
 #include "table/LineResult.h"
 #include "table/RouteField.h"
@@ -25,13 +26,13 @@ std::string routeText( const TableRoute & route ) {
    return std::string( route.prefix.toStrep().view() ) + ( attributes.empty() ? "" : ", " + attributes );
 }
 
-/// Explains the answers of one route map.
+/// Explains the answers of one route map, or of the filters of a neighbor.
 class Explainer {
  public:
-   Explainer( const LivePolicy & live, const ExplainOptions & options, const Console & console )
+   Explainer( const LivePolicy & live, const Target & target, const ExplainOptions & options, const Console & console )
          : policy_( live.text() ),
            references_( live.text() ),
-           evaluator_( routeMapOf( live, options.routeMap ), live.text().dialect ),
+           evaluator_( target.evaluator( live ) ),
            json_( options.json ),
            console_( console ) {}
 
@@ -149,8 +150,9 @@ TableRoute routeOf( const ExplainOptions & options ) {
 
 int explain( const ExplainOptions & options, Console & console ) {
    const TableRoute route = routeOf( options );
-   const auto live = livePolicyOf( options.files, options.dialect, console, options.json, options.assumptions );
-   const Explainer explainer( *live, options, console );
+   const Target target( options.target, options.dialect );
+   const auto live = livePolicyOf( options.files, options.dialect, console, options.json, options.assumptions, &target );
+   const Explainer explainer( *live, target, options, console );
    if( options.tables.empty() ) {
       console.write( explainer.answerTo( route ) );
       console.flush();

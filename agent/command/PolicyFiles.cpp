@@ -3,16 +3,21 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <system_error>
 #include <utility>
 
 #include "analysis/HeldBack.h"
 #include "command/Json.h"
+#include "command/Target.h"
 #include "table/TextReader.h"
 #include "text/Printable.h"
 
 namespace Agent {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -41,6 +46,27 @@ void reportSkippedLines( const PolicyText & text, Console & console ) {
       console.message( fmt::format( "{}:{}:{}: {}", text.files[ doubt.place.file ], doubt.place.line, doubt.place.column, doubt.text ) );
    }
    if( count > kDoubtsShown ) console.message( fmt::format( "and {} more", count - kDoubtsShown ) );
+}
+
+// Files that were named. In a directory, the files of other daemons are expected.
+void mentionStrayFiles( const PolicyText & text, const std::vector<std::string> & given, Console & console ) {
+   for( const auto & file : given )
+      for( const uint32_t stray : text.strayFiles )
+         if( displayName( file ) == text.files[ stray ] )
+            console.message( fmt::format( "{}: contains no line of a policy (tables are given with --in)", text.files[ stray ] ) );
+}
+
+// The files of a router: frr.conf, or a file for each daemon; in the order of their names. Without any, the directory itself, which cannot
+// be read.
+std::vector<std::string> configurationIn( const fs::path & directory ) {
+   std::error_code ignored;
+   if( const fs::path all = directory / "frr.conf"; fs::is_regular_file( all, ignored ) ) return { all };
+   std::vector<std::string> files;
+   for( const auto & entry : fs::directory_iterator( directory, ignored ) )
+      if( entry.path().extension() == ".conf" && entry.is_regular_file( ignored ) ) files.push_back( entry.path() );
+   if( files.empty() ) return { directory };
+   std::ranges::sort( files );
+   return files;
 }
 
 Json jsonOfErrors( std::initializer_list<const LineLoader *> loaders ) {
@@ -92,11 +118,26 @@ std::string contentOf( const std::string & file, uint64_t limit ) {
    return content;
 }
 
-LineLoader loadFiles( const std::vector<std::string> & files, Dialect dialect, Console & console ) {
+std::vector<std::string> policyFilesOf( const std::vector<std::string> & given ) {
+   std::vector<std::string> files;
+   for( const auto & file : given )
+      if( std::error_code ignored; fs::is_directory( file, ignored ) )
+         std::ranges::move( configurationIn( file ), std::back_inserter( files ) );
+      else
+         files.push_back( file );
+   return files;
+}
+
+LineLoader loadFiles( const std::vector<std::string> & given, Dialect dialect, Console & console ) {
    LineLoader loader( dialect );
+   const auto files = policyFilesOf( given );
    for( const auto & file : files ) loader.load( displayName( file ), contentOf( file ) );
    const PolicyText & text = loader.text();
    if( text.strayFiles.empty() ) return loader;
+   if( text.strayFiles.size() < files.size() ) {
+      mentionStrayFiles( text, given, console );
+      return loader;
+   }
    reportErrors( loader, console, false );
    reportSkippedLines( text, console );
    std::string names;
@@ -125,7 +166,7 @@ void mentionSkippedLines( const PolicyText & text, Console & console ) {
 }
 
 std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json,
-                                                         const Assumptions & assumptions ) {
+                                                         const Assumptions & assumptions, const Target * target ) {
    size_t errors = 0;
    for( const auto * loader : loaders ) errors += loader->errors().size();
    if( !reportErrors( loaders, console, json ) ) throw CommandError{ quantity( errors, "error" ) + ", nothing was applied" };
@@ -133,15 +174,15 @@ std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<c
    for( const auto * loader : loaders ) {
       mentionSkippedLines( loader->text(), console );
       policies.push_back( std::make_unique<LivePolicy>( loader->text().dialect, assumptions ) );
-      policies.back()->apply( loader->text() );
+      policies.back()->apply( target ? target->in( loader->text() ) : loader->text() );
    }
    return policies;
 }
 
 std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Dialect dialect, Console & console, bool json,
-                                          const Assumptions & assumptions ) {
+                                          const Assumptions & assumptions, const Target * target ) {
    const LineLoader loader = loadFiles( files, dialect, console );
-   return std::move( livePoliciesOf( { &loader }, console, json, assumptions ).front() );
+   return std::move( livePoliciesOf( { &loader }, console, json, assumptions, target ).front() );
 }
 
 Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMapOf( const LivePolicy & policy, const std::string & name ) {

@@ -15,6 +15,8 @@
 
 namespace Agent {
 
+class Target;
+
 constexpr uint64_t kLongestFile = uint64_t( 1 ) << 30;   // bytes; a policy of 500,000 lines has 30 million
 
 /// "-" is standard input. Errors: CommandError that names the file.
@@ -24,9 +26,13 @@ std::string contentOf( const std::string & file, uint64_t limit = kLongestFile )
 /// The name of a file in messages.
 std::string displayName( const std::string & file );
 
-/// Reads the files as one configuration. Errors: CommandError for a file that cannot be read, and for files that have lines, but no line of
-/// a policy: other files were meant. Messages for each error and for each skipped line that looks like policy come first.
-LineLoader loadFiles( const std::vector<std::string> & files, Dialect dialect, Console & console );
+/// The same files; a directory is replaced by the files of a router's configuration in it: frr.conf, or else all files *.conf.
+std::vector<std::string> policyFilesOf( const std::vector<std::string> & given );
+
+/// Reads the files, and the files in directories, as one configuration. A message names each file that was given and has lines, but no line
+/// of a policy. Errors: CommandError for a file that cannot be read, and if no file has a line of a policy: other files were meant.
+/// Messages for each error and for each skipped line that looks like policy come first.
+LineLoader loadFiles( const std::vector<std::string> & given, Dialect dialect, Console & console );
 
 /// Prints a message for each error of the texts; with `json` also one document on standard output. Returns whether there was no error.
 ///    {"errors":[{"file":"edge.conf","line":3,"column":12,"reason":"..."}]}
@@ -38,13 +44,13 @@ inline bool reportErrors( const LineLoader & loader, Console & console, bool jso
 /// Prints a message if lines were skipped that look like policy. For commands that continue and do not list them.
 void mentionSkippedLines( const PolicyText & text, Console & console );
 
-/// Compiles each of the loaded texts, in the order given. Errors: CommandError after the messages of reportErrors(), if any text has
-/// errors.
+/// Compiles each of the loaded texts, in the order given, with the route map of the target. Errors: CommandError after the messages of
+/// reportErrors(), if any text has errors; as Target::in().
 std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json,
-                                                         const Assumptions & assumptions = {} );
+                                                         const Assumptions & assumptions = {}, const Target * target = nullptr );
 /// The policy of these files. Errors: as loadFiles() and livePoliciesOf().
 std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Dialect dialect, Console & console, bool json,
-                                          const Assumptions & assumptions = {} );
+                                          const Assumptions & assumptions = {}, const Target * target = nullptr );
 
 /// The compiled route map of that name. Errors: CommandError if it is undefined, with the names that the policy has, or held back.
 Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMapOf( const LivePolicy & policy, const std::string & name );

@@ -31,13 +31,14 @@ class RouteEvaluator {
    struct Sequence {
       std::string routeMap;
       std::string shownName;   // of the route map, printable and bounded
-      uint32_t number = 0;
+      uint32_t number = 0;     // 0: a filter of a neighbor, whose words `shownName` has
       bool permits = true;
       friend bool operator==( const Sequence &, const Sequence & ) = default;
    };
 
-   /// `routeMap` is not null; it was compiled by the rules of `dialect`.
-   explicit RouteEvaluator( const Quoin::Ptr<const Routing::Policy::RouteMapStatus> & routeMap, Dialect dialect = Dialect::native );
+   /// `routeMap` is not null; it was compiled by the rules of `dialect`. `filters`: its text, if it is a route map of dialect/NeighborMap.h.
+   explicit RouteEvaluator( const Quoin::Ptr<const Routing::Policy::RouteMapStatus> & routeMap, Dialect dialect = Dialect::native,
+                            const RouteMapText * filters = nullptr );
 
    /// Cost: one evaluation; allocates nothing once `answer` has been used.
    void evaluate( const TableRoute & route, RouteAnswer & answer ) const;
@@ -48,11 +49,16 @@ class RouteEvaluator {
 
  private:
    using Sequences = Routing::Policy::MatchedRouteMapSequences;
+   void addFilters( const RouteMapText & filters );
    void addSequences( const Routing::Policy::RouteMapStatus & routeMap );
+   void addCallees( const Routing::Policy::RouteMapStatus & routeMap );
    bool addSequence( const std::string & routeMap, const std::string & shownName, const Routing::Policy::RouteMapSeqStatus & sequence );
    void permitted( const Sequences & matched, const TableRoute & route, RouteAnswer & answer ) const;
+   template <class Indices, class Key>
+   static bool tell( const Indices & indices, const Key * sequence, RouteAnswer & answer );
 
    Dialect dialect_;
+   bool isOfFilters_;
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMap_;
    Routing::Policy::PolicyEval eval_;   // without a context: any thread may use it
    std::vector<Sequence> sequences_;

@@ -113,11 +113,20 @@ std::string jsonValue( const Attribute & attribute, const std::string & value ) 
 
 }   // namespace
 
+std::string jsonMembersOf( const RouteEvaluator::Sequence & sequence ) {
+   if( sequence.number == 0 ) return fmt::format( "\"filter\":{}", jsonString( sequence.shownName ) );
+   return fmt::format( "\"routeMap\":{},\"sequence\":{}", jsonString( sequence.routeMap ), sequence.number );
+}
+
 std::string textOf( const std::vector<RouteEvaluator::Sequence> & all, const std::vector<uint32_t> & indices ) {
    std::string text;
    const std::string * last = nullptr;
    for( const uint32_t i : indices ) {
       if( !text.empty() ) text += ", ";
+      if( all[ i ].number == 0 ) {
+         text += all[ i ].shownName;
+         continue;
+      }
       if( !last || *last != all[ i ].routeMap ) text += all[ i ].shownName + ' ';
       text += std::to_string( all[ i ].number );
       last = &all[ i ].routeMap;
@@ -200,7 +209,7 @@ void addChanges( Json & to, const TableRoute & route, const AgentResult & result
 
 void addSequences( Json & to, const std::vector<RouteEvaluator::Sequence> & all, const std::vector<uint32_t> & indices ) {
    Json & sequences = to[ "sequences" ] = Json::array();
-   for( const uint32_t i : indices ) sequences.push_back( { { "routeMap", all[ i ].routeMap }, { "sequence", all[ i ].number } } );
+   for( const uint32_t i : indices ) sequences.push_back( Json::parse( '{' + jsonMembersOf( all[ i ] ) + '}' ) );
 }
 
 std::string jsonString( std::string_view text ) {
@@ -249,11 +258,7 @@ void appendJsonChanges( std::string & to, const TableRoute & route, const AgentR
 
 void appendJsonSequences( std::string & to, const std::vector<RouteEvaluator::Sequence> & all, const std::vector<uint32_t> & indices ) {
    to += ",\"sequences\":[";
-   for( size_t i = 0; i < indices.size(); ++i ) {
-      const auto & sequence = all[ indices[ i ] ];
-      fmt::format_to( std::back_inserter( to ), "{}{{\"routeMap\":{},\"sequence\":{}}}", i ? "," : "", jsonString( sequence.routeMap ),
-                      sequence.number );
-   }
+   for( size_t i = 0; i < indices.size(); ++i ) to.append( i ? ",{" : "{" ).append( jsonMembersOf( all[ indices[ i ] ] ) ).append( "}" );
    to += ']';
 }
 

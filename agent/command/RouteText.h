@@ -10,6 +10,9 @@
 
 namespace Agent {
 
+/// A sequence as members of a JSON object: "routeMap":"EDGE-IN","sequence":30, or "filter":"prefix-list CUSTOMERS (ipv4 unicast, in)".
+std::string jsonMembersOf( const RouteEvaluator::Sequence & sequence );
+
 /// "EDGE-IN 30", and "CUSTOMERS 10, EDGE-IN 30, 60" for several; printable.
 std::string textOf( const std::vector<RouteEvaluator::Sequence> & all, const std::vector<uint32_t> & indices );
 

@@ -33,7 +33,10 @@ class Teller {
       for( const auto & [ compiled, sequence ] : log.rmStatus()->seqStatus() ) {
          const auto visited = log.seq( compiled );
          if( !visited || ( isFrr_ && !isOperatorsSequence( compiled ) ) ) continue;
-         visit.sequences.push_back( this->sequence( visit.routeMap, *sequence, *visited ) );
+         if( isOfFilters( visit.routeMap ) )
+            addFilter( visit, *visited );
+         else
+            visit.sequences.push_back( this->sequence( visit.routeMap, *sequence, *visited ) );
       }
       if( !visit.permits ) visit.end = isFrr_ ? endOf( visit.sequences ) : log.defaultDeny() ? kNoMatch : "";
       return visit;
@@ -41,6 +44,15 @@ class Teller {
 
  private:
    static constexpr const char * kNoMatch = "no sequence matches";
+
+   // A filter is told once: where it permits, or where it denies.
+   void addFilter( RouteMapVisit & visit, const SeqLog & log ) {
+      const SequenceText & text = policy_.routeMaps.at( visit.routeMap ).sequences.at( operatorsNumberOf( log.seqno() ) );
+      if( text.description.empty() || log.failedMatcher() != MatchOption::none ) return;
+      SequenceVisit filter{ .filter = text.description, .action = text.action, .matches = true };
+      if( const auto & sub = log.subPolicyEvaluationLog() ) filter.callee.push_back( routeMap( *sub ) );
+      visit.sequences.push_back( std::move( filter ) );
+   }
 
    // Of a denied route in the dialect of FRR.
    static std::string endOf( const std::vector<SequenceVisit> & sequences ) {
@@ -133,7 +145,12 @@ class Lines {
 
  private:
    void sequence( const SequenceVisit & visit, size_t depth ) {
-      line( depth, fmt::format( "{:<5} {:<6}  {}", visit.number, stringValue( visit.action ), resultOf( visit ) ) );
+      if( visit.filter.empty() )
+         line( depth, fmt::format( "{:<5} {:<6}  {}", visit.number, stringValue( visit.action ), resultOf( visit ) ) );
+      else if( visit.callee.empty() )
+         line( depth, fmt::format( "{} {}", visit.filter, visit.action == MatchPermit::permit ? "permits" : "denies" ) );
+      else
+         line( depth, visit.filter );
       for( const auto & callee : visit.callee ) routeMap( callee, depth + 1 );
    }
    static std::string resultOf( const SequenceVisit & visit ) {
@@ -176,7 +193,8 @@ std::string textOf( const RouteMapVisit & visit ) {
 
 Json jsonOf( const RouteMapVisit & visit ) {
    Json json = { { "rmname", visit.routeMap }, { "seqs", Json::object() } };
-   for( const auto & sequence : visit.sequences ) json[ "seqs" ][ std::to_string( sequence.number ) ] = jsonOf( sequence );
+   for( const auto & sequence : visit.sequences )
+      json[ "seqs" ][ sequence.filter.empty() ? std::to_string( sequence.number ) : sequence.filter ] = jsonOf( sequence );
    json[ "result" ] = visit.permits;
    json[ "defaultDeny" ] = !visit.end.empty();
    return json;

@@ -26,6 +26,7 @@ struct RouteMapVisit {
 
 struct SequenceVisit {
    uint32_t number = 0;
+   std::string filter{};   // of a route map of dialect/NeighborMap.h, in place of its number: "prefix-list CUSTOMERS (ipv4 unicast, in)"
    MatchPermit action = MatchPermit::permit;
    bool matches = false;
    std::string fails{};                   // the clause that does not hold: "match tag 5"; empty if all hold

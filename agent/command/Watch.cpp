@@ -14,6 +14,7 @@
 #include "command/PolicyFiles.h"
 #include "command/RouteText.h"
 #include "command/TableRun.h"
+#include "command/Target.h"
 #include "live/ValueTests.h"
 #include "text/Printable.h"
 
@@ -54,15 +55,19 @@ class KeepJob final : public RouteJob {
 class Watch {
  public:
    Watch( const WatchOptions & options, Console & console )
-         : options_( options ), console_( console ), policy_( options.dialect, options.assumptions ) {
+         : options_( options ),
+           console_( console ),
+           target_( options.target, options.dialect, false ),
+           policy_( options.dialect, options.assumptions ) {
       if( std::find( options.files.begin(), options.files.end(), "-" ) != options.files.end() )
          throw CommandError{ "watch follows files and cannot follow standard input" };
-      if( !options.tables.empty() && options.routeMap.empty() ) throw CommandError{ "--in needs --route-map" };
+      if( !options.tables.empty() && target_.empty() )
+         throw CommandError{ "--in needs --route-map, --neighbor, --prefix-list or --access-list" };
       stamps_ = stamps();
       const LineLoader loader = loadFiles( options.files, options.dialect, console );
       if( !reportErrors( loader, console, options.json ) ) throw CommandError{ "watch needs a policy without errors to start with" };
       mentionSkippedLines( loader.text(), console );
-      const auto report = policy_.apply( loader.text() );
+      const auto report = policy_.apply( target_.in( loader.text() ) );
       requireRouteMap();
       readTables();
       updateEvaluator();
@@ -89,7 +94,7 @@ class Watch {
  private:
    std::vector<Stamp> stamps() const {
       std::vector<Stamp> all;
-      for( const auto & file : options_.files ) all.push_back( stampOf( file ) );
+      for( const auto & file : policyFilesOf( options_.files ) ) all.push_back( stampOf( file ) );
       return all;
    }
 
@@ -111,7 +116,7 @@ class Watch {
       if( !reportErrors( loader, console_, options_.json ) ) return keep( quantity( loader.errors().size(), "error" ) );
       if( loader.text() == PolicyText() && !( policy_.text() == PolicyText() ) ) throw CommandError{ "the policy is empty now" };
       mentionSkippedLines( loader.text(), console_ );
-      const auto report = policy_.apply( loader.text() );
+      const auto report = policy_.apply( target_.in( loader.text() ) );
       if( evaluator_ ) last_ = std::move( evaluator_ );
       updateEvaluator();
       this->report( report, last_.get() );
@@ -119,16 +124,16 @@ class Watch {
 
    // At the start only: a name that is undefined then is probably mistyped. A route map that is held back or deleted may come back later.
    void requireRouteMap() const {
-      if( !options_.routeMap.empty() && !policy_.text().routeMaps.contains( options_.routeMap ) )
-         routeMapOf( policy_, options_.routeMap );   // throws the error
+      if( !target_.empty() && !policy_.text().routeMaps.contains( target_.routeMap() ) )
+         routeMapOf( policy_, target_.routeMap() );   // throws the error
    }
 
    // Null while the route map is not in force.
    void updateEvaluator() {
-      const auto status = options_.routeMap.empty() ? nullptr : policy_.routeMap( options_.routeMap );
-      evaluator_ = status ? std::make_unique<RouteEvaluator>( status, options_.dialect ) : nullptr;
-      if( !status && !options_.routeMap.empty() )
-         console_.message( fmt::format( "route map {} is not in force", printableName( options_.routeMap ) ) );
+      const bool isInForce = !target_.empty() && policy_.routeMap( target_.routeMap() );
+      evaluator_.reset( isInForce ? new RouteEvaluator( target_.evaluator( policy_ ) ) : nullptr );   // which cannot be moved
+      if( !isInForce && !target_.empty() )
+         console_.message( fmt::format( "route map {} is not in force", printableName( target_.routeMap() ) ) );
    }
 
    std::optional<Differences> differencesTo( const RouteEvaluator * before ) const {
@@ -166,6 +171,7 @@ class Watch {
 
    const WatchOptions & options_;
    Console & console_;
+   const Target target_;
    LivePolicy policy_;
    std::vector<Stamp> stamps_;   // at the last reload
    std::vector<Stamp> seen_;     // at the last step

@@ -34,7 +34,7 @@ _routepolicy_names() {
    local program=$1 start=$2 which=$3 file files=() names=() only=()
    for file in "${@:4}"; do
       file=$(_routepolicy_unquoted "$file")
-      [[ -f $file ]] && files+=("$file")
+      [[ -f $file || -d $file ]] && files+=("$file")
    done
    ((${#files[@]})) || return
    [[ $which == route-maps ]] && only=(--route-maps)
@@ -45,15 +45,15 @@ _routepolicy_names() {
 # The options of the command $1 that begin with $2.
 _routepolicy_options() {
    local options=(--dialect --json -h --help)
-   [[ $1 == @(eval|explain|diff|watch) ]] && options+=(--set-attribute --assume --daemon)
+   [[ $1 == @(eval|explain|diff|watch) ]] && options+=(-m --route-map --neighbor --vrf --prefix-list --access-list --set-attribute --assume --daemon)
    case $1 in
-      eval) options+=(-m --route-map -i --in --max-input --threads --summary --timing) ;;
+      eval) options+=(-i --in --max-input --threads --summary --timing) ;;
       explain)
-         options+=(-m --route-map -i --in --max-input --next-hop --tag --metric --protocol --interface --local-preference --community
+         options+=(-i --in --max-input --next-hop --tag --metric --protocol --interface --local-preference --community
             --large-community --extcommunity --ospf-instance --isis-instance --origin --peer --rpki --as-path --with)
          ;;
-      diff) options+=(-m --route-map -i --in --max-input --threads --examples --with) ;;
-      watch) options+=(-m --route-map -i --in --max-input) ;;
+      diff) options+=(-i --in --max-input --threads --examples --with) ;;
+      watch) options+=(-i --in --max-input) ;;
       show) options+=(--with --verify) ;;
       used-by) options+=(--with) ;;
       check) ;;
@@ -77,8 +77,13 @@ _routepolicy() {
    for ((i = 1; i < ${#COMP_WORDS[@]}; i++)); do
       word=${COMP_WORDS[i]}
       case $word in
-         -m | --route-map | -i | --in | --max-input | --threads | --examples | --next-hop | --tag | --metric | --protocol | --interface | \
-            --local-preference | --community | --large-community | --extcommunity | --ospf-instance | --isis-instance | --origin | --peer | --rpki | --as-path | --set-attribute | --assume | --daemon | --dialect)
+         --neighbor)
+            [[ ${COMP_WORDS[i + 1]-} == '=' ]] && ((i++))
+            ((i += 2))
+            ;;
+         -m | --route-map | --vrf | --prefix-list | --access-list | -i | --in | --max-input | --threads | --examples | --next-hop | --tag | \
+            --metric | --protocol | --interface | --local-preference | --community | --large-community | --extcommunity | --ospf-instance | --isis-instance | --origin | --peer | \
+            --rpki | --as-path | --set-attribute | --assume | --daemon | --dialect)
             [[ ${COMP_WORDS[i + 1]-} == '=' ]] && ((i++))
             ((i++))
             ;;
@@ -110,9 +115,17 @@ _routepolicy() {
       return
    fi
 
+   if ((COMP_CWORD > 2)) && [[ ${COMP_WORDS[COMP_CWORD - 2]} == --neighbor ]]; then
+      _routepolicy_reply "$cur" in out
+      return
+   fi
    case $prev in
       -m | --route-map)
          _routepolicy_names "$program" "$cur" route-maps "${files[@]}" "${with[@]}"
+         return
+         ;;
+      --prefix-list | --access-list)
+         _routepolicy_names "$program" "$cur" all "${files[@]}" "${with[@]}"
          return
          ;;
       -i | --in)
@@ -147,7 +160,8 @@ _routepolicy() {
          done
          return
          ;;
-      --max-input | --threads | --examples | --next-hop | --tag | --metric | --local-preference | --community | --large-community | --extcommunity | --ospf-instance | --isis-instance | --peer | --as-path | --set-attribute | --assume) return ;;
+      --neighbor | --vrf | --max-input | --threads | --examples | --next-hop | --tag | --metric | --local-preference | --community | --large-community | --extcommunity | \
+         --ospf-instance | --isis-instance | --peer | --as-path | --set-attribute | --assume) return ;;
    esac
 
    if [[ $cur == -* ]]; then

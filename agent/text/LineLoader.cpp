@@ -14,6 +14,7 @@
 #include "text/Doubts.h"
 #include "text/LineCursor.h"
 #include "text/ListLines.h"
+#include "text/NeighborLines.h"
 #include "text/RouteMapLines.h"
 
 namespace Agent {
@@ -57,6 +58,7 @@ class LineLoader::Reader {
    Doubts doubts_{ text.doubts };
    ListLines lists_{ text, doubts_ };
    RouteMapLines routeMaps_{ text.routeMaps, doubts_ };
+   NeighborLines neighbors_{ text.routers, doubts_ };
    std::set<std::tuple<std::string, size_t, size_t, uint64_t>> loaded_;   // name; size and two hashes of the bytes
    // The file and line being read.
    uint32_t file_ = 0;
@@ -87,6 +89,7 @@ void LineLoader::Reader::startFile( const std::string & file ) {
    number_ = 0;
    hasLines_ = hasPolicy_ = inOtherStanza_ = endedSequence_ = false;
    routeMaps_.close();
+   neighbors_.startFile();
 }
 
 void LineLoader::Reader::readLine( std::string_view bytes ) {
@@ -111,6 +114,7 @@ void LineLoader::Reader::readWords( LineCursor & line ) {
       routeMaps_.close();
    }
    if( ( line.indented() && inOtherStanza_ ) || !readPolicy( line ) ) return skip( line, wasOpen );
+   neighbors_.close();
    inOtherStanza_ = false;
    hasPolicy_ = true;
 }
@@ -123,6 +127,7 @@ bool LineLoader::Reader::readPolicy( LineCursor line ) {
 
 void LineLoader::Reader::skip( const LineCursor & line, bool endsSequence ) {
    addOtherWords( line, text.otherWords );
+   if( neighbors_.read( line ) ) hasPolicy_ = true;
    if( !addApplications( line, text.applications ) ) doubt( line, endsSequence );
    if( line.indented() && inOtherStanza_ ) return;
    ++text.skippedStanzas;

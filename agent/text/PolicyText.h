@@ -22,6 +22,7 @@
 #include "text/Dialect.h"
 #include "text/ExtCommunity.h"
 #include "text/LargeCommunity.h"
+#include "text/Neighbors.h"
 #include "text/Place.h"
 
 namespace Agent {
@@ -303,6 +304,8 @@ struct PolicyText {
    ByName<AsPathListText> asPathLists;
    ByName<RouteMapText> routeMaps;
 
+   // Which of them apply to which neighbor, by VRF; not compared.
+   ByName<BgpRouter> routers;
    Dialect dialect = Dialect::native;   // whose rules the lines follow; not compared
 
    // About the files; not compared.

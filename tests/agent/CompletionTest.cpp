@@ -86,6 +86,10 @@ TEST_F( Completion, offers ) {
       { "a further file", { "explain", kEdge, "--with", "agent/share/e" }, { kEdge } },
       { "names of a further file", { "show", "no/such.conf", "--with", kEdge, "R" }, { "RESERVED-AS" } },
       { "which is no name", { "show", "--with", "=", kEdge, kEdge, "R" }, { "RESERVED-AS" } },
+      { "the directions of a neighbor", { "eval", kEdge, "--neighbor", "192.0.2.1", "" }, { "in", "out" } },
+      { "not a neighbor", { "eval", kEdge, "--neighbor", "" }, {} },
+      { "a file behind a neighbor", { "eval", "--neighbor", "192.0.2.1", "in", "agent/share/e" }, { kEdge } },
+      { "a list", { "eval", kEdge, "--prefix-list", "LONG" }, { "LONG-V4", "LONG-V6" } },
       { "numbers are not completed", { "eval", kEdge, "--threads", "" }, {} },
    };
    for( const auto & row : rows ) EXPECT_EQ( offersFor( row.words ), row.offers ) << row.name;

@@ -157,8 +157,7 @@ TEST( FrrLines, wrongLines ) {
       { "bgp community-list 0 permit 65000:1", "f:1:20: expected \"standard\" or \"expanded\", found \"0\"" },
       { "bgp as-path access-list A permit (1)\\1",
         "f:1:34: \"(1)\\1\" cannot be used as a regular expression: \"\\1\" refers back to a part of the text, which is not supported" },
-      { "bgp as-path access-list A permit \"^1$\"",
-        "f:1:34: expected digits, blanks and operators of a regular expression, found \"\"\"" },
+      { "bgp as-path access-list A permit \"^1$\"", "f:1:34: expected digits, blanks and operators of a regular expression, found \"\"\"" },
       { "bgp as-path access-list A permit ^1$ !", "f:1:38: expected digits, blanks and operators of a regular expression, found \"!\"" },
       { "bgp as-path access-list A permit 65001(", "f:1:34: \"65001(\" cannot be used as a regular expression: \"(\" has no \")\"" },
    };

@@ -39,7 +39,7 @@ std::string explained( const char * routeMap, std::vector<std::pair<std::string,
                     [ & ]( const std::string & file, Console & console ) {
                        ExplainOptions options;
                        options.files = { file };
-                       options.routeMap = routeMap;
+                       options.target.routeMap = routeMap;
                        options.prefix = prefix;
                        options.fields = std::move( fields );
                        options.json = asJson;

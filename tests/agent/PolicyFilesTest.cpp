@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 
 #include "tests/agent/CommandFixture.h"
@@ -10,6 +12,7 @@
 namespace Agent {
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 constexpr char kPolicy[] = "route-map IN permit 10\n";
@@ -54,7 +57,7 @@ TEST( PolicyFiles, aFileWithoutALineOfAPolicyIsRefused ) {
    }
 }
 
-TEST( PolicyFiles, everyFileMustContainALineOfAPolicy ) {
+TEST( PolicyFiles, oneOfSeveralFilesMustContainALineOfAPolicy ) {
    const auto output = []( std::string_view first, std::string_view second ) {
       const PolicyFile other( first );
       auto loaded = outputOf( second, [ & ]( const std::string & file, Console & console ) {
@@ -68,14 +71,71 @@ TEST( PolicyFiles, everyFileMustContainALineOfAPolicy ) {
    const auto both = output( kOther, "hostname core\n" );
    EXPECT_EQ( both.error, "OTHER, FILE: contains no line of a policy (tables are given with --in)" );
    EXPECT_EQ( both.messages, "" );
-   for( const std::string_view second : { kPolicy, "! none yet\n", "tag-set A 5\nno tag-set A\n", "" } ) {
+   for( const std::string_view second : { kPolicy, "tag-set A 5\nno tag-set A\n", "rout-map A permit 10\ntag-set A x\n" } ) {
       const auto one = output( kOther, second );
-      EXPECT_EQ( one.error, "OTHER: contains no line of a policy (tables are given with --in)" ) << second;
-      EXPECT_EQ( one.messages, "" ) << second;
+      EXPECT_EQ( one.error, "" ) << second;
+      EXPECT_EQ( one.messages, "OTHER: contains no line of a policy (tables are given with --in)\n" ) << second;
    }
-   const auto wrong = output( kOther, "rout-map A permit 10\ntag-set A x\n" );   // lines within a policy are reported by other commands
-   EXPECT_EQ( wrong.error, "OTHER: contains no line of a policy (tables are given with --in)" );
-   EXPECT_EQ( wrong.messages, "FILE:2:11: expected a tag from 0 to 4294967295, found \"x\"\n" );
+}
+
+/// A directory with files.
+class Directory {
+ public:
+   Directory() {
+      if( !::mkdtemp( path_.data() ) ) throw std::runtime_error( "mkdtemp" );
+   }
+   ~Directory() { std::filesystem::remove_all( path_ ); }
+   const std::string & path() const { return path_; }
+   void add( const std::string & name, std::string_view content ) const { std::ofstream( path_ + '/' + name ) << content; }
+   // The names of the files that are read.
+   std::vector<std::string> files() const {
+      std::vector<std::string> names;
+      for( const auto & file : policyFilesOf( { path_ } ) ) names.push_back( file == path_ ? "DIR" : file.substr( path_.size() + 1 ) );
+      return names;
+   }
+
+ private:
+   std::string path_ = "/tmp/policy.XXXXXX";
+};
+
+TEST( PolicyFiles, theFilesOfADirectory ) {
+   const Directory directory;
+   EXPECT_THAT( directory.files(), ElementsAre( "DIR" ) );   // which cannot be read
+   directory.add( "zebra.conf", kOther );
+   directory.add( "bgpd.conf", kPolicy );
+   directory.add( "bgpd.conf.sav", "" );
+   directory.add( "daemons", "bgpd=yes\n" );
+   std::filesystem::create_directory( directory.path() + "/old.conf" );
+   EXPECT_THAT( directory.files(), ElementsAre( "bgpd.conf", "zebra.conf" ) );
+   directory.add( "frr.conf", kPolicy );
+   EXPECT_THAT( directory.files(), ElementsAre( "frr.conf" ) );
+   EXPECT_THAT( policyFilesOf( { "-", "edge.conf" } ), ElementsAre( "-", "edge.conf" ) );
+}
+
+TEST( PolicyFiles, aDirectoryIsOneConfiguration ) {
+   const Directory directory;
+   directory.add( "zebra.conf", kOther );
+   directory.add( "bgpd.conf", kPolicy );
+   const auto output = outputOf( "", [ & ]( const std::string &, Console & console ) {
+      const LineLoader loader = loadFiles( { directory.path() }, Dialect::frr, console );
+      EXPECT_EQ( loader.text().routeMaps.count( "IN" ), 1u );
+      return kExitOk;
+   } );
+   EXPECT_EQ( output.error, "" );
+   EXPECT_EQ( output.messages, "" );   // the file of another daemon is expected
+}
+
+TEST( PolicyFiles, aNeighborIsAPolicy ) {
+   const auto read = []( Dialect dialect ) {
+      return outputOf( "router bgp 65000\n neighbor 192.0.2.1 remote-as 65001\n",
+                       [ & ]( const std::string & file, Console & console ) {
+                          loadFiles( { file }, dialect, console );
+                          return kExitOk;
+                       } )
+         .error;
+   };
+   EXPECT_EQ( read( Dialect::frr ), "" );
+   EXPECT_EQ( read( Dialect::native ), "FILE: contains no line of a policy (tables are given with --in)" );
 }
 
 TEST( PolicyFiles, skippedLinesAreShownForAFileWithoutPolicy ) {

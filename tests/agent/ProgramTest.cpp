@@ -1018,11 +1018,11 @@ TEST( Program, namesArePrintedWithoutWhatATerminalMayObeyAndAtBoundedLength ) {
    EXPECT_EQ( folder.run( { "eval", "DIR/a.conf", "-m", "B", "--summary" }, "10.0.0.0/8\n" ).out,
               "1 route, 1 permitted, 0 denied\n"
               "\n"
-              "route map                                   sequence  action        routes\n"
-              "B                                                 10  permit             1\n" +
-                 shownHigh + "                                   10  permit             1\n" + shownWide +
+              "route map                                                       sequence  action        routes\n"
+              "B                                                                     10  permit             1\n" +
+                 shownHigh + "                                                       10  permit             1\n" + shownWide +
                  "          10  permit             1\n"
-                 "                                                none  deny               0\n" );
+                 "                                                                    none  deny               0\n" );
    EXPECT_EQ( folder.run( { "diff", "DIR/a.conf", "DIR/b.conf", "-m", "B" }, "10.0.0.0/8\n" ).out,
               "1 of 1 route changes\n\n1: permit by " + by + " -> deny by B 10\n   10.0.0.0/8  no longer permitted\n" );
    const auto document = json::parse( folder.run( { "eval", "DIR/a.conf", "-m", "B", "--json" }, "10.0.0.0/8\n" ).out );
