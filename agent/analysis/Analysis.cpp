@@ -238,9 +238,9 @@ class RouteMapWalk {
    }
 
    void findNoEffect( const Sequence & at ) {
-      const auto & [ number, sequence ] = at;
+      const SequenceText & sequence = at.second;
       const auto add = [ & ]( const Place & place, const std::string & what ) {
-         findings_.push_back( { place, Kind::noEffect, fmt::format( "{} {} denies, so {}", name_, number, what ) } );
+         findings_.push_back( { place, Kind::noEffect, fmt::format( "{} {} denies, so {}", name_, at.first, what ) } );
       };
       if( !sequence.set.empty() ) add( sequence.place, "it sets nothing" );
       if( sequence.call && isFrr_ ) add( sequence.call->place, "it calls nothing" );

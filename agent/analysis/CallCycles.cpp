@@ -137,7 +137,7 @@ class CycleSearch {
          if( groups_[ from ] != groups_[ to ] || covered_.contains( call ) ) continue;
          auto ring = pathInGroup( to, from );
          for( size_t i = 0; i < ring.size(); ++i ) covered_.emplace( ring[ i ], ring[ ( i + 1 ) % ring.size() ] );
-         std::ranges::rotate( ring, std::ranges::min_element( ring, {}, name ) );
+         std::rotate( ring.begin(), std::ranges::min_element( ring, {}, name ), ring.end() );
          rings.push_back( std::move( ring ) );
       }
       std::ranges::sort( rings,

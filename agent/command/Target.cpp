@@ -21,6 +21,7 @@ constexpr size_t kMostNames = 20;   // in one message
 template <class ByName>
 std::string namesIn( const ByName & things ) {
    std::vector<std::string> names;
+   names.reserve( things.size() );
    for( const auto & [ name, thing ] : things ) names.push_back( printableName( name ) );
    return joined( names, kMostNames, ", " );
 }

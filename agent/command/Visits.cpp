@@ -29,7 +29,9 @@ class Teller {
 
    /// Visits in the order of the evaluation: the failed tests have that order.
    RouteMapVisit routeMap( const PolicyEvaluationLog & log ) {
-      RouteMapVisit visit{ std::string( log.rmStatus()->name().view() ), log.permitResult() };
+      RouteMapVisit visit;
+      visit.routeMap = log.rmStatus()->name().view();
+      visit.permits = log.permitResult();
       for( const auto & [ compiled, sequence ] : log.rmStatus()->seqStatus() ) {
          const auto visited = log.seq( compiled );
          if( !visited || ( isFrr_ && !isOperatorsSequence( compiled ) ) ) continue;

@@ -20,8 +20,8 @@ struct SequenceVisit;
 struct RouteMapVisit {
    std::string routeMap;
    bool permits = false;
-   std::string end{};   // why its end denies the route: "no sequence matches"; empty if a sequence decides
-   std::vector<SequenceVisit> sequences{};
+   std::string end;   // why its end denies the route: "no sequence matches"; empty if a sequence decides
+   std::vector<SequenceVisit> sequences;
 };
 
 struct SequenceVisit {

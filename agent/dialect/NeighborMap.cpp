@@ -125,7 +125,7 @@ void addNeighborMap( PolicyText & text, const std::string & name, const BgpRoute
 void addFilterMap( PolicyText & text, const std::string & name, const NeighborFilters & filters ) {
    Sequences sequences( text );
    text.routeMaps[ name ] = sequences.run( [ & ]( const Family & family ) {
-      const std::string description = fmt::format( "{} ({})", printableName( name ), family.name );
+      std::string description = fmt::format( "{} ({})", printableName( name ), family.name );
       sequences.filter( family, filters, description, [ & ]( const FilterForm & ) { return description; } );
    } );
    addIpv4List( text );

@@ -83,9 +83,10 @@ void exclude( std::string & path, const SetClause & clause, const Quoin::Ptr<con
    } );
 }
 
-// A route has a next hop of each family. The one that tables show stands in front.
+// A route has a next hop of each family. The one that tables show stands in front. "set ip next-hop" does not change an IPv6 route.
 void setNextHop( TableRoute & route, const SetClause & clause ) {
    if( !clause.address ) return carry( route, clause );
+   if( clause.kind == SetKind::ipNextHop && route.prefix.af() == AddressFamily::ipv6 ) return;
    route.otherDel( setForm( clause.kind ).words );
    const auto isUnset = route.nextHop.af() == AddressFamily::unset;
    const auto shown = isUnset ? route.prefix.af() : route.nextHop.af();

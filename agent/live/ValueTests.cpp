@@ -99,8 +99,6 @@ Answer answerOf( MatchOption option, const MatchClause & clause, const TableRout
       case ValueOption::macAddress:
       case ValueOption::multicastSource:
       case ValueOption::multicastGroup:
-      case ValueOption::ipv6MulticastSource:
-      case ValueOption::ipv6MulticastGroup:
       case ValueOption::multicastInterface:
       case ValueOption::multicastIif:
       case ValueOption::script: break;

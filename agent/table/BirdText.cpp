@@ -6,6 +6,8 @@
 #include <iterator>
 #include <utility>
 
+#include <fmt/format.h>
+
 #include "text/Printable.h"
 
 namespace Agent {
@@ -231,7 +233,7 @@ void BirdText::readCommunities( std::string_view value ) {
 void BirdText::readLargeCommunities( std::string_view value ) {
    for( auto triple = takeTriple( value ); triple; triple = takeTriple( value ) ) {
       const auto & [ as, data1, data2 ] = *triple;
-      const auto community = largeCommunityOf( as + ':' + data1 + ':' + data2 );
+      const auto community = largeCommunityOf( fmt::format( "{}:{}:{}", as, data1, data2 ) );
       if( !community ) return faultIs( "BGP.large_community: \"" + printable( as, 24 ) + ", ...\": not a community" );
       route_.largeCommunities.push_back( *community );
    }
@@ -242,8 +244,8 @@ void BirdText::readLargeCommunities( std::string_view value ) {
 void BirdText::readExtCommunities( std::string_view value ) {
    for( auto triple = takeTriple( value ); triple; triple = takeTriple( value ) ) {
       const auto & [ kind, first, second ] = *triple;
-      const auto community =
-         kind == "generic" ? genericCommunityOf( first, second ) : extCommunityOf( kind == "ro" ? "soo" : kind, first + ':' + second );
+      const auto community = kind == "generic" ? genericCommunityOf( first, second )
+                                               : extCommunityOf( kind == "ro" ? "soo" : kind, fmt::format( "{}:{}", first, second ) );
       if( !community ) return faultIs( "BGP.ext_community: \"" + printable( kind, 24 ) + ", ...\": not a community" );
       route_.extCommunities.push_back( *community );
    }

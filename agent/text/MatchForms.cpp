@@ -96,8 +96,6 @@ constexpr MatchForm kForms[] = {
    assumed( frr( "mac address", ValueOption::macAddress, Operand::name, "the name of a MAC access list" ) ),
    assumed( of( kPimd, frr( "ip multicast-source", ValueOption::multicastSource, Operand::text, "an address or a prefix list" ) ) ),
    assumed( of( kPimd, frr( "ip multicast-group", ValueOption::multicastGroup, Operand::text, "an address or a prefix list" ) ) ),
-   assumed( of( kPimd, frr( "ipv6 multicast-source", ValueOption::ipv6MulticastSource, Operand::text, "an address or a prefix list" ) ) ),
-   assumed( of( kPimd, frr( "ipv6 multicast-group", ValueOption::ipv6MulticastGroup, Operand::text, "an address or a prefix list" ) ) ),
    assumed( of( kPimd, frr( "multicast-interface", ValueOption::multicastInterface, Operand::name, "the name of an interface" ) ) ),
    assumed( of( kPimd, frr( "multicast-iif", ValueOption::multicastIif, Operand::name, "the name of an interface" ) ) ),
    assumed( frr( "script", ValueOption::script, Operand::name, "the name of a script" ) ),

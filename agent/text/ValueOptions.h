@@ -37,8 +37,6 @@ enum class ValueOption : uint8_t {
    macAddress,
    multicastSource,
    multicastGroup,
-   ipv6MulticastSource,
-   ipv6MulticastGroup,
    multicastInterface,
    multicastIif,
    script

@@ -65,8 +65,6 @@ constexpr const char * kLines[] = {
    "match mac address MACS",
    "match ip multicast-source 192.0.2.1",
    "match ip multicast-group prefix-list GROUPS",
-   "match ipv6 multicast-source 2001:db8::1",
-   "match ipv6 multicast-group prefix-list GROUPS",
    "match multicast-interface eth0",
    "match multicast-iif eth0",
    "match script check",

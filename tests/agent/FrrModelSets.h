@@ -67,6 +67,7 @@ class FrrModelSets {
          }
          case SetKind::ipNextHop:
          case SetKind::ipv6NextHopGlobal:
+            if( clause.kind == SetKind::ipNextHop && route.prefix.af() == AddressFamily::ipv6 ) return;   // no effect
             ( clause.address->af() == route.prefix.af() ? route.nextHop : route.otherNextHop ) = *clause.address;
             return;
          case SetKind::weight: route.otherIs( "weight", clause.word ); return;

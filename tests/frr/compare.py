@@ -46,7 +46,6 @@ def ask_random( seed, policies, routes, file ):
             except Exception as error:
                raise RuntimeError( f'policy {name} of table {seed * 7919 + first}' ) from error
             recorded[ 'tables' ][ -1 ][ 'policies' ].append( { 'name': str( name ), 'configuration': policy.lines, 'after': after } )
-            # Here routepolicy is to be asked the same, and its answers compared with `after`.
             decisions += len( after )
             denied += after.count( None )
             changed += sum( bool( each ) for each in after )

@@ -209,6 +209,12 @@ ROWS = [
    Row( 'row-30e', '`match ip next-hop L`, L permits 0.0.0.0/32 exact-match', 'the next hop is a host',
         [ 'access-list L permit 0.0.0.0/32 exact-match', 'route-map M permit 10', 'match ip next-hop L' ],
         { prefix for prefix in ALL if ':' not in prefix } ),
+   Row( 'row-31', '`set ip next-hop A` of an IPv6 route', 'has no effect',
+        [ 'route-map M permit 10', 'set ip next-hop 192.0.2.9', 'on-match next', 'route-map M permit 20',
+          'match ip next-hop address 192.0.2.9' ], { prefix for prefix in ALL if ':' not in prefix } ),
+   Row( 'row-31b', '`set ipv6 next-hop global A` of an IPv4 route', 'is seen by a match of the address',
+        [ 'route-map M permit 10', 'set ipv6 next-hop global 2001:db8::9', 'on-match next', 'route-map M permit 20',
+          'match ipv6 next-hop address 2001:db8::9' ], ALL ),
 ]
 
 
