@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <map>
 #include <optional>
@@ -329,6 +330,7 @@ Kind kindOf( Doubt::Kind kind ) noexcept {
    switch( kind ) {
       case Doubt::Kind::skipped: return Kind::skipped;
       case Doubt::Kind::replaced: return Kind::replaced;
+      case Doubt::Kind::conflict: return Kind::conflict;
       case Doubt::Kind::netmask: return Kind::netmask;
       case Doubt::Kind::hostBits: return Kind::hostBits;
       case Doubt::Kind::refused: return Kind::refused;
@@ -358,11 +360,27 @@ std::string_view nameOf( Kind kind ) noexcept {
       case Kind::noEffect: return "no-effect";
       case Kind::skipped: return "skipped";
       case Kind::replaced: return "replaced";
+      case Kind::conflict: return "conflict";
       case Kind::netmask: return "netmask";
       case Kind::hostBits: return "host-bits";
       case Kind::refused: return "refused";
+      case Kind::unusedIgnore: return "unused-ignore";
    }
    return {};
+}
+
+std::span<const Kind> findingKinds() noexcept {
+   static constexpr auto kKinds = [] {
+      std::array<Kind, size_t( Kind::unusedIgnore ) + 1> kinds{};
+      for( size_t i = 0; i < kinds.size(); ++i ) kinds[ i ] = Kind( i );
+      return kinds;
+   }();
+   return kKinds;
+}
+
+void sortByPlace( std::vector<Finding> & findings ) {
+   const auto where = []( const Finding & f ) { return std::tie( f.place.file, f.place.line, f.place.column ); };
+   std::stable_sort( findings.begin(), findings.end(), [ & ]( const auto & a, const auto & b ) { return where( a ) < where( b ); } );
 }
 
 std::vector<Finding> findingsOf( const PolicyText & text, const References & references ) {
@@ -377,8 +395,7 @@ std::vector<Finding> findingsOf( const PolicyText & text, const References & ref
    for( const auto & [ name, routeMap ] : text.routeMaps ) RouteMapWalk( text, name, routeMap, findings ).run();
    findShadowed( text, ThingKind::ipv4PrefixList, text.ipv4PrefixLists, references, findings );
    findShadowed( text, ThingKind::ipv6PrefixList, text.ipv6PrefixLists, references, findings );
-   const auto where = []( const Finding & f ) { return std::tie( f.place.file, f.place.line, f.place.column ); };
-   std::stable_sort( findings.begin(), findings.end(), [ & ]( const auto & a, const auto & b ) { return where( a ) < where( b ); } );
+   sortByPlace( findings );
    return findings;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,17 +29,24 @@ struct Finding {
       // The loader's doubts (text/Doubts.h):
       skipped,    // a skipped line looks like policy
       replaced,   // a line replaces an earlier line of the same file
+      conflict,   // two files say a sequence differently
       netmask,    // a netmask in place of a wildcard
       hostBits,   // one bits behind the length of a prefix
-      refused     // FRR refuses the line: it has no effect
+      refused,    // FRR refuses the line: it has no effect
+      // The selection's (analysis/Ignored.h):
+      unusedIgnore   // a comment ignores a kind of finding that the line does not have
    };
    Place place;
    Kind kind = Kind::undefined;
    std::string text;   // one line, printable
 };
 /// The name of a kind in the output: "undefined", "wrong-family", "unused", "cycle", "too-deep", "too-many-calls", "unreachable",
-/// "missing-target", "contradiction", "shadowed", "never-permits", "no-effect", "skipped", "replaced", "netmask", "host-bits", "refused".
+/// "missing-target", "contradiction", "shadowed", "never-permits", "no-effect", "skipped", "replaced", "conflict", "netmask", "host-bits", "refused", "unused-ignore".
 std::string_view nameOf( Finding::Kind kind ) noexcept;
+
+/// All kinds, in their order.
+std::span<const Finding::Kind> findingKinds() noexcept;
+void sortByPlace( std::vector<Finding> & findings );
 
 /// All findings, ordered by place. `references` must be the references of `text`. Cost: near linear in the text, unless route maps form
 /// many cycles.

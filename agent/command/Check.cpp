@@ -1,10 +1,11 @@
 // routepolicy check: finds mistakes in a policy.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <iterator>
 #include <map>
 
-#include "analysis/Analysis.h"
+#include "analysis/Ignored.h"
 #include "command/Commands.h"
 #include "command/Json.h"
 #include "command/PolicyFiles.h"
@@ -38,19 +39,28 @@ std::string_view partsName( ThingKind kind ) {
 /// Everything that check reports about a policy.
 class Report {
  public:
-   explicit Report( const PolicyText & text )
-         : text_( text ), references_( text ), findings_( findingsOf( text, references_ ) ), policy_( text.dialect ) {
+   Report( const PolicyText & text, const CheckOptions & options )
+         : text_( text ),
+           references_( text ),
+           reported_( withoutIgnored( findingsOf( text, references_ ), text, options.ignore ) ),
+           policy_( text.dialect ) {
       policy_.apply( text );
    }
 
-   size_t findings() const noexcept { return findings_.size(); }
+   /// Whether there is a finding of these kinds; no kinds: of any.
+   bool has( const std::vector<Finding::Kind> & kinds ) const {
+      return std::ranges::any_of( reported_.findings, [ & ]( const Finding & finding ) {
+         return kinds.empty() || std::ranges::find( kinds, finding.kind ) != kinds.end();
+      } );
+   }
 
    void writeText( Console & console ) const {
       writeCounts( console );
       for( const auto & [ name, routeMap ] : text_.routeMaps ) console.line( lineOf( name, routeMap ) );
-      for( const auto & f : findings_ )
+      for( const auto & f : reported_.findings )
          console.line( fmt::format( "{}: {}: {}", placeText( text_, f.place ), console.strong( nameOf( f.kind ) ), f.text ) );
-      console.line( findings_.empty() ? "nothing found" : quantity( findings_.size(), "finding" ) );
+      const std::string found = reported_.findings.empty() ? "nothing found" : quantity( reported_.findings.size(), "finding" );
+      console.line( reported_.ignored == 0 ? found : fmt::format( "{}, {} ignored", found, reported_.ignored ) );
    }
 
    Json json() const {
@@ -61,12 +71,13 @@ class Report {
       json[ "routeMaps" ] = Json::array();
       for( const auto & [ name, routeMap ] : text_.routeMaps ) json[ "routeMaps" ].push_back( jsonOfRouteMap( name, routeMap ) );
       json[ "findings" ] = Json::array();
-      for( const auto & f : findings_ ) {
+      for( const auto & f : reported_.findings ) {
          Json finding = jsonOf( text_, f.place );
          finding[ "kind" ] = nameOf( f.kind );
          finding[ "text" ] = f.text;
          json[ "findings" ].push_back( std::move( finding ) );
       }
+      json[ "ignored" ] = reported_.ignored;
       return json;
    }
 
@@ -107,7 +118,7 @@ class Report {
 
    const PolicyText & text_;
    References references_;
-   std::vector<Finding> findings_;
+   ReportedFindings reported_;
    LivePolicy policy_;
 };
 
@@ -116,13 +127,13 @@ class Report {
 int check( const CheckOptions & options, Console & console ) {
    const LineLoader loader = loadFiles( options.files, options.dialect, console );
    if( !reportErrors( loader, console, options.json ) ) return kExitError;
-   const Report report( loader.text() );
+   const Report report( loader.text(), options );
    if( options.json )
       console.line( jsonText( report.json() ) );
    else
       report.writeText( console );
    console.flush();
-   return report.findings() ? kExitFindings : kExitOk;
+   return report.has( options.failOn ) ? kExitFindings : kExitOk;
 }
 
 }   // namespace Agent

@@ -134,9 +134,9 @@ class CommandLine {
    static void addJson( CLI::App & to, bool & json ) { to.add_flag( "--json", json, "Print JSON" ); }
    static void addDialect( CLI::App & to, Dialect & dialect ) {
       static const std::map<std::string, Dialect> kDialects = { { "frr", Dialect::frr }, { "native", Dialect::native } };
-      to.add_option( "--dialect", dialect, "Whose rules the policy follows: frr, or native (the rules of this library)" )
+      to.add_option( "--dialect", dialect, "Whose rules the policy follows: frr (the default), or native (the rules of this library)" )
          ->type_name( "NAME" )
-         ->transform( CLI::CheckedTransformer( kDialects ) );
+         ->transform( CLI::CheckedTransformer( kDialects ).description( "" ) );
    }
    // `take` returns what is wrong with a value.
    template <class Take>
@@ -158,6 +158,15 @@ class CommandLine {
                    [ &options ]( const std::string & value ) { return options.assumptions.add( value ); } );
       addRepeated( to, "--daemon", "NAME", "The daemon of FRR that applies the route map; default bgpd",
                    [ &options ]( const std::string & value ) { return options.assumptions.daemonIs( value ); } );
+   }
+   static void addKinds( CLI::App & to, const char * name, std::vector<Finding::Kind> & kinds, const char * about ) {
+      std::map<std::string, Finding::Kind> names;
+      for( const auto kind : findingKinds() ) names.emplace( nameOf( kind ), kind );
+      to.add_option( name, kinds, about )
+         ->type_name( "KIND" )
+         ->delimiter( ',' )
+         ->allow_extra_args( false )
+         ->transform( CLI::CheckedTransformer( names ).description( "" ) );
    }
    static void addThreads( CLI::App & to, unsigned & threads ) {
       mayNotBeEmpty( to.add_option( "--threads", threads, "Number of threads for evaluation; the output does not depend on it" ) )
@@ -181,6 +190,8 @@ class CommandLine {
                          return check( check_, console_ );
                       } );
       addFiles( c, check_.files );
+      addKinds( c, "--fail-on", check_.failOn, "End with status 1 only for findings of this kind; several with commas" );
+      addKinds( c, "--ignore", check_.ignore, "Leave out findings of this kind; several with commas" );
       addDialect( c, check_.dialect );
       addJson( c, check_.json );
    }

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "analysis/Analysis.h"
 #include "command/Console.h"
 #include "dialect/Assumptions.h"
 #include "table/Input.h"
@@ -22,6 +23,8 @@ struct CheckOptions {
    std::vector<std::string> files;
    bool json = false;
    Dialect dialect = Dialect::frr;
+   std::vector<Finding::Kind> failOn{};   // the exit status tells findings of these kinds only; none: of all
+   std::vector<Finding::Kind> ignore{};   // findings of these kinds are left out
 };
 int check( const CheckOptions & options, Console & console );
 

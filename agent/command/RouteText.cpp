@@ -164,6 +164,8 @@ std::string attributesOf( const TableRoute & route ) {
    add( "community", communityFigures( route.communities ) );
    add( "large-community", wordsOf( route.largeCommunities ) );
    add( "extcommunity", wordsOf( route.extCommunities ) );
+   add( "peer", addressText( route.peer ) );
+   add( "rpki", route.rpki ? nameOf( *route.rpki ) : std::string_view() );
    add( "ospf-instance", numberOrNone( route.ospfInstance ) );
    add( "isis-instance", numberOrNone( route.isisInstance ) );
    add( "as-path", printable( route.asPath, kLongestText ) );

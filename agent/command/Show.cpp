@@ -12,15 +12,16 @@
 #include "command/PolicyFiles.h"
 #include "dialect/Numbers.h"
 #include "live/Step.h"
+#include "text/MatchForms.h"
 #include "text/Printable.h"
 #include "text/SetForms.h"
 #include "text/TextWriter.h"
+#include "text/ValueOptions.h"
 
 namespace Agent {
 
 namespace {
 
-using Routing::Policy::Matcher;
 using Routing::Policy::RouteMapSeqStatus;
 using Routing::Policy::RouteMapStatus;
 
@@ -118,11 +119,16 @@ struct CompiledSequence {
       const auto * r = reference( option );
       return r && r->invert;
    }
-   // The matchers that the operator wrote.
+   /// Calls `act( option, its name, words )` for the clauses that the operator wrote.
    template <class Do>
    void forEachMatcher( Do && act ) const {
       for( const auto & [ option, matcher ] : status.matcher() )
-         if( option != kMatchStep ) act( option, *matcher );
+         if( option != kMatchStep ) act( option, std::string_view( stringValue( option ) ), wordsOf( *matcher ) );
+      if( !step ) return;
+      for( const auto & test : step->tests )
+         if( isValueOption( test.option ) )
+            act( test.option, matchForm( test.option )->words,
+                 writeMatch( test.option, test.clause ).substr( std::string_view( "match " ).size() ) );
    }
    /// Calls `act( option, words )`.
    template <class Do>
@@ -142,8 +148,8 @@ void writeSequence( const CompiledSequence & sequence, Console & console ) {
       console.line( fmt::format( "!    {} {}{}", relation, printable( words, kLongestText ), more ) );
    };
    console.line( fmt::format( "! {} {}", sequence.number(), stringValue( status.matchAction() ) ) );
-   sequence.forEachMatcher( [ & ]( MatchOption option, const Matcher & matcher ) {
-      part( "matches", wordsOf( matcher ),
+   sequence.forEachMatcher( [ & ]( MatchOption option, std::string_view, const std::string & words ) {
+      part( "matches", words,
             fmt::format( "{}{}", sequence.isInverted( option ) ? " invert" : "", sequence.isUndefined( option ) ? " (undefined)" : "" ) );
    } );
    if( const auto * call = sequence.reference( std::nullopt ) )
@@ -156,9 +162,9 @@ Json jsonOfSequence( const CompiledSequence & sequence ) {
    const auto & status = sequence.status;
    Json json = { { "number", sequence.number() }, { "action", stringValue( status.matchAction() ) } };
    json[ "matchers" ] = Json::array();
-   sequence.forEachMatcher( [ & ]( MatchOption option, const Matcher & matcher ) {
-      json[ "matchers" ].push_back( { { "option", stringValue( option ) },
-                                      { "text", wordsOf( matcher ) },
+   sequence.forEachMatcher( [ & ]( MatchOption option, std::string_view name, const std::string & words ) {
+      json[ "matchers" ].push_back( { { "option", name },
+                                      { "text", words },
                                       { "invert", sequence.isInverted( option ) },
                                       { "undefined", sequence.isUndefined( option ) } } );
    } );

@@ -57,7 +57,7 @@ Target::Target( const TargetOptions & options, Dialect dialect, bool required ) 
 void Target::takeNeighbor( const TargetOptions & options ) {
    const auto & [ name, direction ] = options.neighbor;
    if( name.empty() ) return;
-   if( dialect_ != Dialect::frr ) throw CommandError{ "--neighbor needs --dialect frr" };
+   if( dialect_ != Dialect::frr ) throw CommandError{ "--neighbor cannot be used with --dialect native: use --dialect frr" };
    const auto * const found = std::ranges::find( kDirections, direction, []( Direction d ) { return nameOf( d ); } );
    if( found == std::end( kDirections ) )
       throw CommandError{ fmt::format( "--neighbor: expected \"in\" or \"out\" behind the neighbor, found {}", inQuotes( direction ) ) };

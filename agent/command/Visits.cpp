@@ -64,22 +64,35 @@ class Teller {
       return last == sequences.rend() ? kNoMatch : fmt::format( "{} behind {}", kNoMatch, last->number );
    }
 
+   // Recursive over nested calls: what is big on the stack is elsewhere.
    SequenceVisit sequence( const std::string & routeMap, const RouteMapSeqStatus & status, const SeqLog & log ) {
-      SequenceVisit visit{ .number = operatorsNumberOf( log.seqno() ), .action = status.matchAction() };
-      const SequenceText & text = policy_.routeMaps.at( routeMap ).sequences.at( visit.number );
+      SequenceVisit visit;
+      visit.number = operatorsNumberOf( log.seqno() );
+      visit.action = status.matchAction();
       if( log.failedMatcher() != MatchOption::none ) {
-         const bool isTest = isFrr_ && log.failedMatcher() == kMatchStep;
-         visit.fails = clause( routeMap, visit.number, text, isTest ? ( *failedTest_++ )->option : log.failedMatcher() );
+         setFailure( visit, routeMap, log.failedMatcher() );
          return visit;
       }
       const auto & sub = log.subPolicyEvaluationLog();
       if( sub ) visit.callee.push_back( this->routeMap( *sub ) );
-      const bool calleeFits = !sub || sub->permitResult() != status.subInvert();
+      setMatch( visit, routeMap, !sub || sub->permitResult() != status.subInvert(), operatorsNumberOf( log.continueSeq() ) );
+      return visit;
+   }
+
+   void setFailure( SequenceVisit & visit, const std::string & routeMap, MatchOption option ) {
+      const bool isTest = isFrr_ && option == kMatchStep;
+      visit.fails = clause( routeMap, visit.number, textOf( routeMap, visit.number ), isTest ? ( *failedTest_++ )->option : option );
+   }
+   // The match clauses hold. `continueAt`: 0 for none.
+   void setMatch( SequenceVisit & visit, const std::string & routeMap, bool calleeFits, uint32_t continueAt ) const {
+      const SequenceText & text = textOf( routeMap, visit.number );
       visit.matches = isFrr_ || calleeFits;
       visit.remarks = remarks( routeMap, visit, text );
       if( isFrr_ && visit.action == MatchPermit::permit ) visit.sets = setsOf( text );
-      if( calleeFits ) setContinue( visit, text, routeMap, operatorsNumberOf( log.continueSeq() ) );
-      return visit;
+      if( calleeFits ) setContinue( visit, text, routeMap, continueAt );
+   }
+   const SequenceText & textOf( const std::string & routeMap, uint32_t number ) const {
+      return policy_.routeMaps.at( routeMap ).sequences.at( number );
    }
    uint32_t operatorsNumberOf( uint32_t compiled ) const { return isFrr_ ? operatorsNumber( compiled ) : compiled; }
 
@@ -137,23 +150,29 @@ class Teller {
 
 class Lines {
  public:
+   // Recursive, as above.
    void routeMap( const RouteMapVisit & visit, size_t depth ) {
-      line( depth,
-            fmt::format( "{} {}{}{}", printableName( visit.routeMap ), visit.permits ? "permits" : "denies", visit.end.empty() ? "" : ": ",
-                         visit.end ) );
-      for( const auto & sequence : visit.sequences ) this->sequence( sequence, depth + 1 );
+      head( visit, depth );
+      for( const auto & sequence : visit.sequences ) {
+         line( sequence, depth + 1 );
+         for( const auto & callee : sequence.callee ) routeMap( callee, depth + 2 );
+      }
    }
    std::string take() { return std::move( text_ ); }
 
  private:
-   void sequence( const SequenceVisit & visit, size_t depth ) {
+   void head( const RouteMapVisit & visit, size_t depth ) {
+      line( depth,
+            fmt::format( "{} {}{}{}", printableName( visit.routeMap ), visit.permits ? "permits" : "denies", visit.end.empty() ? "" : ": ",
+                         visit.end ) );
+   }
+   void line( const SequenceVisit & visit, size_t depth ) {
       if( visit.filter.empty() )
          line( depth, fmt::format( "{:<5} {:<6}  {}", visit.number, stringValue( visit.action ), resultOf( visit ) ) );
       else if( visit.callee.empty() )
          line( depth, fmt::format( "{} {}", visit.filter, visit.action == MatchPermit::permit ? "permits" : "denies" ) );
       else
          line( depth, visit.filter );
-      for( const auto & callee : visit.callee ) routeMap( callee, depth + 1 );
    }
    static std::string resultOf( const SequenceVisit & visit ) {
       if( !visit.fails.empty() ) return "does not hold: " + visit.fails;

@@ -8,7 +8,7 @@
 
 namespace Agent {
 
-/// The highest number of a sequence in the dialect of FRR.
+/// The highest number of a sequence in the dialect of FRR: readers of lines take no higher one.
 inline constexpr uint32_t kHighestNumber = 65535;
 /// The end of a compiled route map: a route that comes here is denied. It serves no sequence of the operator.
 inline constexpr uint32_t kFence = std::numeric_limits<uint32_t>::max();

@@ -33,7 +33,7 @@ class AccessList final : public Routing::RouteMap::IpAccessListStatus {
    };
    static Lengths lengthsOf( const AccessListLine & line );
 
-   Ferule::AddressFamily af_;
+   Ferule::AddressFamily af_ = Ferule::AddressFamily::unset;
    std::vector<Group> groups_;   // ascending by their lowest numbers
 };
 

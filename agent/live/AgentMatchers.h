@@ -69,6 +69,7 @@ class RouteListMatcher final : public Matcher {
       const auto * route = tableRouteOf( input );
       if( !list_ || !route ) return false;
       if constexpr( std::is_same_v<List, AsPathList> ) expectKnown( *route, "as-path replace" );
+      if constexpr( std::is_same_v<List, ExtCommunityList> ) expectKnown( *route, "extcommunity bandwidth" );
       if constexpr( requires { list_->permits( *route, comparison_ ); } )
          return list_->permits( *route, comparison_ );
       else

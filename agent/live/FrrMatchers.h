@@ -75,8 +75,8 @@ class FrrAccessListMatcher final : public Matcher {
 /// Which address of a route a list gets.
 using FrrAddressOf = Ferule::IpGenAddr ( * )( const MatchInput_ * input );
 
-/// The next hop in the family of the route.
-inline Ferule::IpGenAddr frrNextHopOf( const MatchInput_ * input ) noexcept {
+/// The next hop in the family of the route. Errors: Unanswered.
+inline Ferule::IpGenAddr frrNextHopOf( const MatchInput_ * input ) {
    return frrNextHop( input, input->prefix().af() );
 }
 /// The neighbor that announced the route. A step asks whether the route tells it (live/ValueTests.h).

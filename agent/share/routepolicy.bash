@@ -56,7 +56,7 @@ _routepolicy_options() {
       watch) options+=(-i --in --max-input) ;;
       show) options+=(--with --verify) ;;
       used-by) options+=(--with) ;;
-      check) ;;
+      check) options+=(--fail-on --ignore) ;;
       *) return ;;
    esac
    _routepolicy_reply "$2" "${options[@]}"
@@ -83,7 +83,8 @@ _routepolicy() {
             ;;
          -m | --route-map | --vrf | --prefix-list | --access-list | -i | --in | --max-input | --threads | --examples | --next-hop | --tag | \
             --metric | --protocol | --interface | --local-preference | --community | --large-community | --extcommunity | --ospf-instance | --isis-instance | --origin | --peer | \
-            --rpki | --as-path | --set-attribute | --assume | --daemon | --dialect)
+            --rpki | --as-path | --set-attribute | --assume | --daemon | --dialect | \
+            --fail-on | --ignore)
             [[ ${COMP_WORDS[i + 1]-} == '=' ]] && ((i++))
             ((i++))
             ;;
@@ -161,7 +162,7 @@ _routepolicy() {
          return
          ;;
       --neighbor | --vrf | --max-input | --threads | --examples | --next-hop | --tag | --metric | --local-preference | --community | --large-community | --extcommunity | \
-         --ospf-instance | --isis-instance | --peer | --as-path | --set-attribute | --assume) return ;;
+         --ospf-instance | --isis-instance | --peer | --as-path | --set-attribute | --assume | --fail-on | --ignore) return ;;
    esac
 
    if [[ $cur == -* ]]; then

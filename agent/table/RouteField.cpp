@@ -48,8 +48,7 @@ Fault setKeyword( TableRoute & route, std::string_view value ) {
    route.*Keyword = Value( at - std::begin( names ) );
    return {};
 }
-constexpr std::string_view kOrigins[] = { "igp", "egp", "incomplete" };          // as in Origin
-constexpr std::string_view kRpkiStates[] = { "valid", "notfound", "invalid" };   // as in RpkiState
+constexpr std::string_view kOrigins[] = { "igp", "egp", "incomplete" };   // as in Origin
 
 Fault setPeer( TableRoute & route, std::string_view value ) {
    if( value == "local" ) value = "0.0.0.0";

@@ -162,9 +162,11 @@ void Doubts::noteSkipped( const LookAlike & found, const Place & place ) {
 }
 
 void Doubts::replaced( std::string_view whose, std::string_view was, const Place & before, std::string_view is, const Place & now ) {
-   doubts_.push_back(
-      { Doubt::Kind::replaced, now,
-        fmt::format( "{} already has {} in line {}; {} replaces it", printable( whose ), inQuotes( was ), before.line, inQuotes( is ) ) } );
+   const bool isSame = before.file == now.file;
+   const std::string where = isSame ? "" : fmt::format( " of {}", printable( files_[ before.file ] ) );
+   doubts_.push_back( { isSame ? Doubt::Kind::replaced : Doubt::Kind::conflict, now,
+                        fmt::format( "{} already has {} in line {}{}; {} replaces it", printable( whose ), inQuotes( was ), before.line,
+                                     where, inQuotes( is ) ) } );
 }
 
 void Doubts::refused( const LineCursor & line, std::string_view reason ) {

@@ -18,8 +18,8 @@ namespace Agent {
 
 class Doubts {
  public:
-   /// `doubts` outlives this; nothing else adds to them.
-   explicit Doubts( std::vector<Doubt> & doubts ) : doubts_( doubts ) {}
+   /// Both outlive this; nothing else adds to the doubts.
+   Doubts( std::vector<Doubt> & doubts, const std::vector<std::string> & files ) : doubts_( doubts ), files_( files ) {}
    Doubts( const Doubts & ) = delete;
    Doubts & operator=( const Doubts & ) = delete;
 
@@ -32,8 +32,12 @@ class Doubts {
    /// Call it after the last line of a file.
    void endFile();
 
-   /// Whether a replacement is worth a doubt: a file that replaces its own earlier line. A replacement by another file is meant.
+   /// Whether the replacement of a line of a list is worth a doubt: a file replaces its own earlier line. Another file that does so means it.
    static bool isReplaced( const Place & before, const Place & now ) noexcept { return before.file == now.file && before.line < now.line; }
+   /// The same for a sequence. Two files that say it differently do not mean it.
+   static bool isReplacedInSequence( const Place & before, const Place & now ) noexcept {
+      return before.file != now.file || before.line < now.line;
+   }
    /// `whose` names the thing: "ip prefix-list CUSTOMERS". The three texts may contain any bytes.
    void replaced( std::string_view whose, std::string_view was, const Place & before, std::string_view is, const Place & now );
 
@@ -60,6 +64,7 @@ class Doubts {
    void noteSkipped( const LookAlike & found, const Place & place );
 
    std::vector<Doubt> & doubts_;
+   const std::vector<std::string> & files_;         // by the index in places
    std::unordered_map<std::string, Alike> alike_;   // of this file, by the beginning of the lines
 };
 

@@ -50,12 +50,13 @@ class LineLoader::Reader {
  private:
    void startFile( const std::string & file );
    void readLine( std::string_view bytes );
+   void readComment( LineCursor & line );
    void readWords( LineCursor & line );
    bool readPolicy( LineCursor line );
    void skip( const LineCursor & line, bool endsSequence );
    void doubt( const LineCursor & line, bool endsSequence );
 
-   Doubts doubts_{ text.doubts };
+   Doubts doubts_{ text.doubts, text.files };
    ListLines lists_{ text, doubts_ };
    RouteMapLines routeMaps_{ text.routeMaps, doubts_ };
    NeighborLines neighbors_{ text.routers, doubts_ };
@@ -63,7 +64,8 @@ class LineLoader::Reader {
    // The file and line being read.
    uint32_t file_ = 0;
    uint32_t number_ = 0;
-   bool hasLines_ = false;   // other than blanks and comments
+   std::vector<IgnoreComment> ignores_;   // of the comments above the next line
+   bool hasLines_ = false;                // other than blanks and comments
    bool hasPolicy_ = false;
    bool inOtherStanza_ = false;   // a stanza that has been counted
    bool endedSequence_ = false;   // that stanza ended a sequence
@@ -80,6 +82,7 @@ void LineLoader::Reader::load( const std::string & file, std::string_view bytes 
    }
    text.lines += number_;
    doubts_.endFile();
+   std::ranges::move( std::exchange( ignores_, {} ), std::back_inserter( text.ignores ) );
    if( hasLines_ && !hasPolicy_ ) text.strayFiles.push_back( file_ );
 }
 
@@ -94,7 +97,12 @@ void LineLoader::Reader::startFile( const std::string & file ) {
 
 void LineLoader::Reader::readLine( std::string_view bytes ) {
    LineCursor line( bytes, file_, ++number_, text.dialect );
-   if( line.atEnd() || line.peek().text.front() == '!' || line.peek().text.front() == '#' ) return;
+   if( line.atEnd() ) return;
+   if( line.peek().text.front() == '!' || line.peek().text.front() == '#' ) return readComment( line );
+   for( auto & ignore : std::exchange( ignores_, {} ) ) {
+      ignore.below = number_;
+      text.ignores.push_back( std::move( ignore ) );
+   }
    hasLines_ = true;
    try {
       readWords( line );
@@ -102,6 +110,16 @@ void LineLoader::Reader::readLine( std::string_view bytes ) {
       inOtherStanza_ = false;
       hasPolicy_ = true;
       errors.push_back( { { file_, number_, error.column }, std::move( error.reason ) } );
+   }
+}
+
+// "! routepolicy: ignore KIND, KIND" applies to the next line that is no comment.
+void LineLoader::Reader::readComment( LineCursor & line ) {
+   line.take();
+   if( !line.takeWords( "routepolicy: ignore" ) ) return;
+   while( !line.atEnd() ) {
+      const Token kind = line.take();
+      ignores_.push_back( { std::string( kind.text.substr( 0, kind.text.find( ',' ) ) ), line.place( kind ), 0 } );
    }
 }
 

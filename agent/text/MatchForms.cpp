@@ -6,6 +6,7 @@
 #include "substrate/zeugma/MaybeU63.h"
 #include "text/Constants.h"
 #include "text/FormWords.h"
+#include "text/RpkiState.h"
 #include "text/ValueOptions.h"
 
 namespace Agent {
@@ -19,8 +20,7 @@ constexpr std::string_view kPrefixList = "the name of a prefix list";
 constexpr std::string_view kAccessList = "the name of an access list";
 constexpr std::string_view kNextHop = "an address or the name of an access list";
 
-constexpr std::string_view kOrigins[] = { "igp", "egp", "incomplete" };          // as in Origin
-constexpr std::string_view kRpkiStates[] = { "valid", "notfound", "invalid" };   // as in RpkiState
+constexpr std::string_view kOrigins[] = { "igp", "egp", "incomplete" };   // as in Origin
 constexpr std::string_view kEvpnTypes[] = { "ead", "1", "macip", "2", "multicast", "3", "es", "4", "prefix", "5" };
 
 constexpr MatchForm number( std::string_view words, MatchOption option, std::string_view what, uint64_t max ) {

@@ -1,7 +1,11 @@
 #include "text/NeighborLines.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <utility>
+
+#include "text/Operands.h"
 
 namespace Agent {
 
@@ -18,6 +22,9 @@ bool isBeforeEbgpRequiresPolicy( std::string_view version ) {
    if( dot != end ) std::from_chars( dot + 1, end, minor );
    return major < 7 || ( major == 7 && minor < 4 );
 }
+
+// The first words of lines that leave the stanza, beside "router".
+constexpr std::string_view kOpeners[] = { "exit", "end", "vrf", "interface", "line", "key", "mpls", "bfd", "rpki", "segment-routing" };
 
 constexpr std::pair<std::string_view, AddressFamily> kFamilies[] = { { "ipv4", AddressFamily::ipv4 }, { "ipv6", AddressFamily::ipv6 } };
 
@@ -67,7 +74,7 @@ bool NeighborLines::readInRouter( LineCursor & line ) {
       readFamily( line );
    else if( line.takeWords( "exit-address-family" ) || ( inFamily_ && line.takeWords( "exit" ) ) )
       leaveFamily();
-   else if( !whole.indented() )
+   else if( std::ranges::find( kOpeners, whole.peek().text ) != std::end( kOpeners ) )
       close();
    return false;
 }
@@ -96,9 +103,12 @@ void NeighborLines::readNeighbor( const LineCursor & whole, LineCursor & line, b
    const std::string_view word = behind.take().text;
    if( word == "remote-as" || word == "peer-group" || word == "interface" || ( no && word.empty() ) ) {
       if( !no ) return create( name, line );
-      if( word == "peer-group" && !behind.atEnd() ) return leaveGroup( name );
-      router_->neighbors.erase( name );
-      return;
+      if( Neighbor * const member = router_->find( name ); word == "peer-group" && !behind.atEnd() ) {
+         if( member && leaveGroup( *member ) ) remove( name );
+         return;
+      }
+      if( word == "interface" && parseAddress( name ) ) return;   // where the session begins
+      return remove( name );
    }
    Neighbor * const neighbor = router_->find( name );
    if( !neighbor || !family_ ) return;
@@ -132,8 +142,19 @@ void NeighborLines::join( Neighbor & neighbor, const std::string & group ) {
       if( found->families[ family ].active ) neighbor.families[ family ].active.reset();
 }
 
-void NeighborLines::leaveGroup( const std::string & name ) {
-   if( Neighbor * const neighbor = router_->find( name ) ) neighbor->group.clear();
+// Also of a peer group.
+void NeighborLines::remove( const std::string & name ) {
+   auto & all = router_->neighbors;
+   for( auto at = all.begin(); at != all.end(); ) {
+      const bool goes = at->first == name || ( at->second.group == name && leaveGroup( at->second ) );
+      at = goes ? all.erase( at ) : std::next( at );
+   }
+}
+
+// Returns whether the neighbor is deleted with that: it had its AS from the group.
+bool NeighborLines::leaveGroup( Neighbor & neighbor ) {
+   neighbor.group.clear();
+   return neighbor.remoteAs.empty();
 }
 
 // The line of a peer group also replaces the earlier lines of its members.

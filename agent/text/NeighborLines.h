@@ -12,7 +12,8 @@
 
 namespace Agent {
 
-/// Only the dialect of FRR has it. Lines that it does not know, or that bgpd would refuse, change nothing. Indentation means nothing: words open and close a stanza.
+/// Only the dialect of FRR has it. Lines that it does not know, or that bgpd would refuse, change nothing. Indentation means nothing: words
+/// open and close a stanza.
 class NeighborLines {
  public:
    using Routers = std::map<std::string, BgpRouter>;   // by VRF; "" is the default one
@@ -40,7 +41,8 @@ class NeighborLines {
    void readNeighbor( const LineCursor & whole, LineCursor & line, bool no );
    void create( const std::string & name, LineCursor & line );
    void join( Neighbor & neighbor, const std::string & group );
-   void leaveGroup( const std::string & name );
+   void remove( const std::string & name );
+   static bool leaveGroup( Neighbor & neighbor );
    void setActive( const std::string & name, Neighbor & neighbor, bool active );
    void setFilter( const LineCursor & whole, LineCursor & line, const FilterForm & form, Neighbor & neighbor, bool no );
 

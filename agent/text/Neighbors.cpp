@@ -1,6 +1,7 @@
 #include "text/Neighbors.h"
 
 #include "text/Operands.h"
+#include "text/ParseWhole.h"
 
 namespace Agent {
 
@@ -11,10 +12,23 @@ Neighbor * BgpRouter::find( const std::string & name ) {
    return at == neighbors.end() ? nullptr : &at->second;
 }
 
+namespace {
+
+// "65546", or "1.10", which is the same AS. Any other text is kept.
+std::string plainAs( const std::string & as ) {
+   const size_t dot = as.find( '.' );
+   if( dot == as.npos ) return as;
+   const auto high = parseWhole<uint16_t>( std::string_view( as ).substr( 0, dot ) );
+   const auto low = parseWhole<uint16_t>( std::string_view( as ).substr( dot + 1 ) );
+   return high && low ? std::to_string( uint32_t( *high ) << 16 | *low ) : as;
+}
+
+}   // namespace
+
 bool BgpRouter::isExternal( const Neighbor & neighbor ) const {
    const Neighbor * const group = find( neighbor.group );
    const std::string & remote = neighbor.remoteAs.empty() && group ? group->remoteAs : neighbor.remoteAs;
-   return remote != "internal" && remote != as;
+   return remote != "internal" && plainAs( remote ) != plainAs( as );
 }
 
 bool BgpRouter::isActive( const Neighbor & neighbor, AddressFamily af ) const {

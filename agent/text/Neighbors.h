@@ -65,7 +65,7 @@ struct Neighbor {
 
 /// One "router bgp" stanza.
 struct BgpRouter {
-   std::string as;
+   std::string as;   // as the line tells it: "65546" or "1.10"
    bool ebgpRequiresPolicy = true;
    std::array<bool, 2> activeByDefault{ true, false };   // of neighbors created from now on, by family
    std::map<std::string, Neighbor> neighbors;            // and peer groups; an address in its shortest form

@@ -21,9 +21,9 @@ uint64_t takeSigned( LineCursor & line, char sign, std::string_view what, uint64
 inline uint32_t takeNumber32( LineCursor & line, std::string_view what ) {
    return static_cast<uint32_t>( takeNumber( line, what, 0, kMax32 ) );
 }
-/// The number of a line of a list, or of a sequence of a route map.
-inline uint32_t takeSequenceNumber( LineCursor & line ) {
-   return static_cast<uint32_t>( takeNumber( line, "a sequence number", 1, kMax32 ) );
+/// The number of a line of a list, or of a sequence of a route map; `max` is the highest.
+inline uint32_t takeSequenceNumber( LineCursor & line, uint64_t max = kMax32 ) {
+   return static_cast<uint32_t>( takeNumber( line, "a sequence number", 1, max ) );
 }
 
 MatchPermit takeAction( LineCursor & line );

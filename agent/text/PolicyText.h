@@ -271,7 +271,8 @@ struct Doubt {
       replaced,   // it replaces an earlier line of the same file
       netmask,    // a netmask in place of a wildcard
       hostBits,   // one bits behind the length of a prefix
-      refused     // FRR refuses it: it has no effect
+      refused,    // FRR refuses it: it has no effect
+      conflict    // it replaces a line of a sequence of another file
    };
    Kind kind = Kind::skipped;
    Place place;
@@ -287,6 +288,13 @@ using ExtCommunityListText = CommunityListTextOf<ExtCommunity>;
 using PrefixListText = ListText<PrefixListLine>;
 using AccessListText = ListText<AccessListLine>;
 using AsPathListText = ListText<AsPathListLine>;
+
+/// "! routepolicy: ignore KIND".
+struct IgnoreComment {
+   std::string kind;     // of findings
+   Place place;          // of the kind
+   uint32_t below = 0;   // the line to which it applies: the next line that is no comment; 0 for none
+};
 
 struct PolicyText {
    template <class Thing>
@@ -315,6 +323,7 @@ struct PolicyText {
    std::vector<uint32_t> strayFiles;        // indices of files that have lines, but no line of a policy; ascending
    std::vector<Application> applications;   // in the order of the text, like the doubts
    std::vector<Doubt> doubts;
+   std::vector<IgnoreComment> ignores;
    // The words of the skipped lines, except very long ones: an unknown stanza may apply a list in its own way.
    std::unordered_set<std::string> otherWords;
 

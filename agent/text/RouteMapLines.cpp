@@ -18,15 +18,16 @@ namespace Agent {
 
 namespace {
 
-// Edits a clause that a sequence has at most once. A line sets it; "no" removes it, or with an operand only if the operand is the same.
-// Returns the old clause if another one replaced it.
+// Edits a clause that a sequence has at most once. A line sets it; "no" removes it, in the native dialect with an operand only if the operand
+// is the same. Returns the old clause if another one replaced it.
 template <class Clause, class Read>
 std::optional<Clause> edit( std::optional<Clause> & slot, LineCursor & line, bool no, Read read ) {
    std::optional<Clause> said;
    if( !no || !line.atEnd() ) {
       said = read( line );
       line.expectEnd();
-      if( ( slot == said ) != no ) return std::nullopt;
+      const bool isAny = no && line.dialect() == Dialect::frr;
+      if( !isAny && ( slot == said ) != no ) return std::nullopt;
    }
    if( !no ) return std::exchange( slot, std::move( said ) );
    slot.reset();
@@ -38,6 +39,11 @@ std::string onlyClause( const SequenceText & sequence, Dialect dialect ) {
    const std::string lines = writeSequence( {}, 1, sequence, dialect );
    const size_t start = lines.find( '\n' ) + 2;   // after the line of the sequence and a blank
    return lines.substr( start, lines.size() - 1 - start );
+}
+
+// Of a sequence.
+constexpr uint64_t highestNumber( Dialect dialect ) noexcept {
+   return dialect == Dialect::frr ? 65535 : kMax32;
 }
 
 /// A line that FRR refuses: it has no effect.
@@ -195,7 +201,7 @@ void RouteMapLines::open( LineCursor & line ) {
    const Token name = line.take( "the name of a route map" );
    if( takeOptimization( line ) ) return close();
    const MatchPermit action = takeAction( line );
-   const uint32_t number = takeSequenceNumber( line );
+   const uint32_t number = takeSequenceNumber( line, highestNumber( line.dialect() ) );
    line.expectEnd();
 
    auto & [ key, map ] = *maps_.try_emplace( std::string( name.text ) ).first;
@@ -209,11 +215,13 @@ void RouteMapLines::open( LineCursor & line ) {
       sequence_->action = action;
    }
    setAction( action, line.place() );
+   if( action == MatchPermit::deny && line.dialect() == Dialect::frr )
+      sequence_->continueTo.reset();   // it has no effect, and FRR refuses it there
 }
 
 void RouteMapLines::setAction( MatchPermit action, const Place & place ) {
    if( sequence_->action == action ) return;
-   if( Doubts::isReplaced( sequence_->actionPlace, place ) )
+   if( Doubts::isReplacedInSequence( sequence_->actionPlace, place ) )
       doubts_.replaced( fmt::format( "{} {}", name_, number_ ), stringValue( sequence_->action ), sequence_->actionPlace,
                         stringValue( action ), place );
    sequence_->action = action;
@@ -227,7 +235,7 @@ void RouteMapLines::remove( LineCursor & line ) {
    std::optional<MatchPermit> action;
    if( !line.atEnd() ) action = takeAction( line );
    std::optional<uint32_t> number;
-   if( !line.atEnd() ) number = takeSequenceNumber( line );
+   if( !line.atEnd() ) number = takeSequenceNumber( line, highestNumber( line.dialect() ) );
    line.expectEnd();
 
    const auto at = maps_.find( std::string( name.text ) );
@@ -235,7 +243,8 @@ void RouteMapLines::remove( LineCursor & line ) {
    auto & sequences = at->second.sequences;
    if( number ) {
       const auto sequence = sequences.find( *number );
-      if( sequence != sequences.end() && sequence->second.action == *action ) sequences.erase( sequence );
+      const bool isAny = line.dialect() == Dialect::frr;   // the number counts, whatever the action
+      if( sequence != sequences.end() && ( isAny || sequence->second.action == *action ) ) sequences.erase( sequence );
    } else {
       std::erase_if( sequences, [ & ]( const auto & sequence ) { return !action || sequence.second.action == *action; } );
    }
@@ -273,7 +282,7 @@ bool RouteMapLines::readClause( LineCursor & line ) {
 template <class Clause, class Put>
 void RouteMapLines::noteReplaced( Dialect dialect, const Clause & was, const Place & before, const Clause & is, const Place & now,
                                   Put put ) {
-   if( sequence_ == &lost_ || !Doubts::isReplaced( before, now ) ) return;
+   if( sequence_ == &lost_ || !Doubts::isReplacedInSequence( before, now ) ) return;
    const auto text = [ & ]( const Clause & clause ) {
       SequenceText alone;
       put( alone, clause );
@@ -347,7 +356,7 @@ void RouteMapLines::readCall( LineCursor & line, bool no ) {
 
 ContinueClause RouteMapLines::takeTarget( LineCursor & line ) const {
    const Token token = line.peek();
-   const uint32_t target = takeSequenceNumber( line );
+   const uint32_t target = takeSequenceNumber( line, highestNumber( line.dialect() ) );
    if( target <= number_ && line.dialect() == Dialect::frr ) throw RefusedLine{ "the target is not above the sequence" };
    if( target <= number_ )
       throw LineError{ token.column, fmt::format( "expected a sequence number above {}, found {}", number_, inQuotes( token.text ) ) };

@@ -45,7 +45,7 @@ TEST( Check, jsonHasAllOfIt ) {
       "routeMaps": [
          { "name": "CUSTOMERS", "sequences": [ 10 ], "root": false, "applied": 0, "inForce": true, "features": "matchPrefixDependent" },
          { "name": "EDGE-IN", "sequences": [ 10, 20 ], "root": true, "applied": 0, "inForce": true, "features": "matchPrefixDependent" } ],
-      "findings": [] } )" ) );
+      "findings": [], "ignored": 0 } )" ) );
 
    const auto cyclic = checked( kCyclic, true );
    EXPECT_EQ( cyclic.status, kExitFindings );

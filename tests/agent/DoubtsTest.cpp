@@ -21,7 +21,7 @@ using Files = std::vector<std::pair<std::string, std::string>>;
 
 // "FILE:LINE:COLUMN KIND: TEXT".
 std::vector<std::string> doubtsOf( const PolicyText & text ) {
-   static constexpr const char * kKinds[] = { "skipped", "replaced", "netmask", "host-bits" };
+   static constexpr const char * kKinds[] = { "skipped", "replaced", "netmask", "host-bits", "refused", "conflict" };
    std::vector<std::string> doubts;
    for( const auto & doubt : text.doubts )
       doubts.push_back( text.files[ doubt.place.file ] + ':' + std::to_string( doubt.place.line ) + ':' +
@@ -178,13 +178,16 @@ TEST( Doubts, whatIsNotReplaced ) {
    for( const auto & lines : rows ) EXPECT_THAT( doubtsOf( lines ), IsEmpty() ) << lines;
 }
 
-TEST( Doubts, whatAnotherFileReplacesIsMeant ) {
-   const std::string before = sequence( " match tag 5\n set tag 5\n" ) + "ip prefix-list A seq 5 permit any\n",
-                     after = "\n\n\n\nroute-map M deny 10\n match tag 6\n set tag 6\nip prefix-list A seq 5 deny any\n";
+TEST( Doubts, aListThatAnotherFileReplacesIsMeantASequenceIsNot ) {
+   const std::string before = "ip prefix-list A seq 5 permit any\n", after = "\n\n\n\nip prefix-list A seq 5 deny any\n";
    EXPECT_THAT( doubtsOf( Files{ { "a", before }, { "b", after } } ), IsEmpty() );
    EXPECT_THAT( doubtsOf( Files{ { "a", before }, { "b", after }, { "a", before } } ), IsEmpty() );
-   expectGolden( "doubts/other-files.txt", "a file that replaces its own line behind another file",
-                 linesOfAll( doubtsOf( Files{ { "a", before }, { "b", after + "route-map M deny 10\n set tag 7\n" } } ) ) );
+   expectGolden( "doubts/other-files.txt", "two files that say a sequence differently",
+                 linesOfAll( doubtsOf( Files{ { "a", sequence( " match tag 5\n set tag 5\n" ) },
+                                              { "b", "route-map M deny 10\n match tag 6\n set tag 5\n" } } ) ) );
+   expectGolden(
+      "doubts/other-files.txt", "a file that replaces its own line behind another file",
+      linesOfAll( doubtsOf( Files{ { "a", before }, { "b", after + after + "ip prefix-list A seq 5 permit 10.0.0.0/8\n" } } ) ) );
 }
 
 TEST( Doubts, whatIsReplacedIsShownAsItCanBePrinted ) {

@@ -207,7 +207,7 @@ TEST( Target, errors ) {
               "unknown neighbor 192.0.2.7; the router has 192.0.2.1, 192.0.2.2, 2001:db8::1" );
    EXPECT_EQ( evaluated( neighbor( "192.0.2.1", "in", "BLUE" ) ).error, "--vrf: the policy has no \"router bgp\" of VRF BLUE" );
    EXPECT_EQ( evaluated( neighbor( "192.0.2.1", "in" ), []( EvalOptions & options ) { options.dialect = Dialect::native; } ).error,
-              "--neighbor needs --dialect frr" );
+              "--neighbor cannot be used with --dialect native: use --dialect frr" );
 }
 
 // The route map of a neighbor is no nested call: ten below it are followed.
