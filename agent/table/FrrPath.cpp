@@ -9,27 +9,9 @@ namespace Agent {
 
 namespace {
 
-// The names that the daemon prints, but that a policy's text does not know. Source: the registry of well-known communities.
-constexpr struct {
-   std::string_view name;
-   uint32_t community;
-} kNames[] = {
-   { "internet", 0 },
-   { "accept-own", 0xffff0001 },
-   { "route-filter-translated-v4", 0xffff0002 },
-   { "route-filter-v4", 0xffff0003 },
-   { "route-filter-translated-v6", 0xffff0004 },
-   { "route-filter-v6", 0xffff0005 },
-   { "llgr-stale", 0xffff0006 },
-   { "no-llgr", 0xffff0007 },
-   { "accept-own-nexthop", 0xffff0008 },
-};
-
+// The daemon prints this name, too, which a policy gives another meaning.
 std::optional<uint32_t> namedCommunity( std::string_view word ) {
-   if( const auto community = communityOf( word ) ) return community;
-   for( const auto & row : kNames )
-      if( word == row.name ) return row.community;
-   return std::nullopt;
+   return word == "internet" ? 0 : communityOf( word );
 }
 
 // Calls `take( word )` for each word.
