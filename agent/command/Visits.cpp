@@ -48,7 +48,7 @@ class Teller {
    static constexpr const char * kNoMatch = "no sequence matches";
 
    // A filter is told once: where it permits, or where it denies.
-   void addFilter( RouteMapVisit & visit, const SeqLog & log ) {
+   [[gnu::noinline]] void addFilter( RouteMapVisit & visit, const SeqLog & log ) {
       const SequenceText & text = policy_.routeMaps.at( visit.routeMap ).sequences.at( operatorsNumberOf( log.seqno() ) );
       if( text.description.empty() || log.failedMatcher() != MatchOption::none ) return;
       SequenceVisit filter{ .filter = text.description, .action = text.action, .matches = true };
@@ -57,14 +57,14 @@ class Teller {
    }
 
    // Of a denied route in the dialect of FRR.
-   static std::string endOf( const std::vector<SequenceVisit> & sequences ) {
+   [[gnu::noinline]] static std::string endOf( const std::vector<SequenceVisit> & sequences ) {
       const auto matches = []( const SequenceVisit & visit ) { return visit.matches; };
       if( !sequences.empty() && matches( sequences.back() ) ) return {};
       const auto last = std::find_if( sequences.rbegin(), sequences.rend(), matches );
       return last == sequences.rend() ? kNoMatch : fmt::format( "{} behind {}", kNoMatch, last->number );
    }
 
-   // Recursive over nested calls: what is big on the stack is elsewhere.
+   // Recursive over nested calls: what is big on the stack is in functions that are not inlined.
    SequenceVisit sequence( const std::string & routeMap, const RouteMapSeqStatus & status, const SeqLog & log ) {
       SequenceVisit visit;
       visit.number = operatorsNumberOf( log.seqno() );
@@ -79,12 +79,12 @@ class Teller {
       return visit;
    }
 
-   void setFailure( SequenceVisit & visit, const std::string & routeMap, MatchOption option ) {
+   [[gnu::noinline]] void setFailure( SequenceVisit & visit, const std::string & routeMap, MatchOption option ) {
       const bool isTest = isFrr_ && option == kMatchStep;
       visit.fails = clause( routeMap, visit.number, textOf( routeMap, visit.number ), isTest ? ( *failedTest_++ )->option : option );
    }
    // The match clauses hold. `continueAt`: 0 for none.
-   void setMatch( SequenceVisit & visit, const std::string & routeMap, bool calleeFits, uint32_t continueAt ) const {
+   [[gnu::noinline]] void setMatch( SequenceVisit & visit, const std::string & routeMap, bool calleeFits, uint32_t continueAt ) const {
       const SequenceText & text = textOf( routeMap, visit.number );
       visit.matches = isFrr_ || calleeFits;
       visit.remarks = remarks( routeMap, visit, text );
@@ -161,12 +161,12 @@ class Lines {
    std::string take() { return std::move( text_ ); }
 
  private:
-   void head( const RouteMapVisit & visit, size_t depth ) {
+   [[gnu::noinline]] void head( const RouteMapVisit & visit, size_t depth ) {
       line( depth,
             fmt::format( "{} {}{}{}", printableName( visit.routeMap ), visit.permits ? "permits" : "denies", visit.end.empty() ? "" : ": ",
                          visit.end ) );
    }
-   void line( const SequenceVisit & visit, size_t depth ) {
+   [[gnu::noinline]] void line( const SequenceVisit & visit, size_t depth ) {
       if( visit.filter.empty() )
          line( depth, fmt::format( "{:<5} {:<6}  {}", visit.number, stringValue( visit.action ), resultOf( visit ) ) );
       else if( visit.callee.empty() )
