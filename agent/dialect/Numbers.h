@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <limits>
 
+#include "text/Dialect.h"
+
 namespace Agent {
 
-/// The highest number of a sequence in the dialect of FRR: readers of lines take no higher one.
-inline constexpr uint32_t kHighestNumber = 65535;
 /// The end of a compiled route map: a route that comes here is denied. It serves no sequence of the operator.
 inline constexpr uint32_t kFence = std::numeric_limits<uint32_t>::max();
 
@@ -17,6 +17,7 @@ inline constexpr uint32_t kFence = std::numeric_limits<uint32_t>::max();
 constexpr uint32_t compiledNumber( uint32_t number ) noexcept {
    return 4 * number;
 }
+static_assert( compiledNumber( highestSequence( Dialect::frr ) ) / 4 == highestSequence( Dialect::frr ) );
 /// The compiled sequence that denies if the callee of the operator's sequence denies.
 constexpr uint32_t afterCallNumber( uint32_t number ) noexcept {
    return 4 * number + 1;

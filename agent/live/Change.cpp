@@ -13,8 +13,6 @@ namespace Agent {
 
 namespace {
 
-constexpr uint32_t kDefaultLocalPreference = 100;
-
 template <class List, class Text>
 Quoin::Ptr<const List> compiled( const Text & list ) {
    if( list.lines.empty() ) return nullptr;

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "live/FrrMatchers.h"
+#include "text/Constants.h"
 #include "text/MatchForms.h"
 #include "text/Printable.h"
 #include "text/TextWriter.h"
@@ -15,8 +16,6 @@ namespace Agent {
 namespace {
 
 using Answer = std::optional<bool>;   // nothing: the route does not tell it
-
-constexpr uint32_t kDefaultPreference = 100;
 
 bool isOf( const TableRoute & route, AddressFamily af ) noexcept {
    return route.prefix.af() == af;
@@ -73,7 +72,7 @@ Answer answerOf( MatchOption option, const MatchClause & clause, const TableRout
    if( option == kMatchRouteSource || option == kMatchRouteSourcePrefixList ) return hasSource( route );
    const uint64_t number = clause.number;
    switch( ValueOption( uint8_t( option ) ) ) {
-      case ValueOption::localPreference: return route.localPreference.value_or( kDefaultPreference ) == number;
+      case ValueOption::localPreference: return route.localPreference.value_or( kDefaultLocalPreference ) == number;
       case ValueOption::origin: return equals( route.origin, number );
       case ValueOption::probability: return probably( number );
       case ValueOption::ipPrefixLength: return hasLength( route, AddressFamily::ipv4, number );

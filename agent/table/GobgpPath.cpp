@@ -1,21 +1,10 @@
 #include "table/GobgpPath.h"
 
+#include "table/BgpAttribute.h"
+
 namespace Agent {
 
-namespace {
-
-enum AttributeType : uint8_t {
-   kOrigin = 1,
-   kAsPath = 2,
-   kNextHop = 3,
-   kMed = 4,
-   kLocalPreference = 5,
-   kCommunities = 8,
-   kMpReach = 14,
-   kLargeCommunities = 32
-};
-
-}   // namespace
+using namespace BgpAttribute;
 
 void GobgpPath::Attribute::clear() {
    type.reset();

@@ -4,12 +4,14 @@
 #include <limits>
 #include <optional>
 
+#include "table/BgpAttribute.h"
 #include "table/LineResult.h"
 
 namespace Agent {
 
 namespace {
 
+using namespace BgpAttribute;
 using Ferule::AddressFamily;
 using Ferule::IpGenAddr;
 using Ferule::IpGenPrefix;
@@ -147,19 +149,6 @@ class AttributeReader {
 
  private:
    static constexpr uint32_t kExtendedLength = 0x10;
-   enum AttributeType : uint8_t {
-      kOrigin = 1,
-      kAsPath = 2,
-      kNextHop = 3,
-      kMed = 4,
-      kLocalPreference = 5,
-      kCommunities = 8,
-      kMpReach = 14,
-      kMpUnreach = 15,
-      kExtCommunities = 16,
-      kAs4Path = 17,
-      kLargeCommunities = 32
-   };
 
    bool isFirst( uint32_t type ) noexcept {
       if( type > kLargeCommunities ) return true;   // ignored

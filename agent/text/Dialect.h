@@ -17,4 +17,9 @@ constexpr bool isIn( Dialect dialect, std::optional<Dialect> only ) noexcept {
    return only.value_or( dialect ) == dialect;
 }
 
+/// The highest number of a sequence of a route map.
+constexpr uint32_t highestSequence( Dialect dialect ) noexcept {
+   return dialect == Dialect::frr ? 65535 : 0xffffffff;
+}
+
 }   // namespace Agent

@@ -41,11 +41,6 @@ std::string onlyClause( const SequenceText & sequence, Dialect dialect ) {
    return lines.substr( start, lines.size() - 1 - start );
 }
 
-// Of a sequence.
-constexpr uint64_t highestNumber( Dialect dialect ) noexcept {
-   return dialect == Dialect::frr ? 65535 : kMax32;
-}
-
 /// A line that FRR refuses: it has no effect.
 struct RefusedLine {
    std::string_view reason;
@@ -201,7 +196,7 @@ void RouteMapLines::open( LineCursor & line ) {
    const Token name = line.take( "the name of a route map" );
    if( takeOptimization( line ) ) return close();
    const MatchPermit action = takeAction( line );
-   const uint32_t number = takeSequenceNumber( line, highestNumber( line.dialect() ) );
+   const uint32_t number = takeSequenceNumber( line, highestSequence( line.dialect() ) );
    line.expectEnd();
 
    auto & [ key, map ] = *maps_.try_emplace( std::string( name.text ) ).first;
@@ -235,7 +230,7 @@ void RouteMapLines::remove( LineCursor & line ) {
    std::optional<MatchPermit> action;
    if( !line.atEnd() ) action = takeAction( line );
    std::optional<uint32_t> number;
-   if( !line.atEnd() ) number = takeSequenceNumber( line, highestNumber( line.dialect() ) );
+   if( !line.atEnd() ) number = takeSequenceNumber( line, highestSequence( line.dialect() ) );
    line.expectEnd();
 
    const auto at = maps_.find( std::string( name.text ) );
@@ -356,7 +351,7 @@ void RouteMapLines::readCall( LineCursor & line, bool no ) {
 
 ContinueClause RouteMapLines::takeTarget( LineCursor & line ) const {
    const Token token = line.peek();
-   const uint32_t target = takeSequenceNumber( line, highestNumber( line.dialect() ) );
+   const uint32_t target = takeSequenceNumber( line, highestSequence( line.dialect() ) );
    if( target <= number_ && line.dialect() == Dialect::frr ) throw RefusedLine{ "the target is not above the sequence" };
    if( target <= number_ )
       throw LineError{ token.column, fmt::format( "expected a sequence number above {}, found {}", number_, inQuotes( token.text ) ) };

@@ -45,7 +45,7 @@ std::string answerOf( const char * lines, const char * routeMap = "IN" ) {
 }
 
 TEST( FrrRules, numbersTellTheOperatorsSequence ) {
-   for( const uint32_t number : { 1u, 10u, kHighestNumber } ) {
+   for( const uint32_t number : { 1u, 10u, highestSequence( Dialect::frr ) } ) {
       EXPECT_EQ( operatorsNumber( compiledNumber( number ) ), number );
       EXPECT_EQ( operatorsNumber( afterCallNumber( number ) ), number );
       EXPECT_LT( afterCallNumber( number ), compiledNumber( number + 1 ) );
