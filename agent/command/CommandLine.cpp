@@ -6,7 +6,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <atomic>
 #include <csignal>
 #include <exception>
 #include <functional>
@@ -32,11 +31,8 @@ constexpr char kTables[] =
    "Repeat the option for several tables; they are read in that order";
 #define EXIT_STATUS "Exit status: 0 done; 2 wrong arguments, errors in the policy, or a file that cannot be read to its end.\n\n"
 
-StopRequest stopRequest;
-
-void handleStop( int ) {
-   stopRequest.wanted = true;
-   if( !stopRequest.heard ) _exit( kExitOk );
+void stop( int ) {
+   _exit( kExitOk );
 }
 
 /// The command line: the options of all commands, and the command to run.
@@ -291,9 +287,9 @@ class CommandLine {
                       "Example: routepolicy watch edge.conf --route-map EDGE-IN --in table.gz",
                       [ this ] {
                          standardInputOnce( { &watch_.tables } );
-                         std::signal( SIGINT, handleStop );
-                         std::signal( SIGTERM, handleStop );
-                         return watch( watch_, console_, stopRequest );
+                         std::signal( SIGINT, stop );   // while it reads; then watch() takes them
+                         std::signal( SIGTERM, stop );
+                         return watch( watch_, console_ );
                       } );
       addFiles( c, watch_.files );
       addTarget( c, watch_.target );

@@ -3,7 +3,6 @@
 /// function returns the exit status. Errors: CommandError, ClosedPipe, std::system_error.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <optional>
 #include <string>
@@ -92,13 +91,8 @@ struct WatchOptions {
    RouteDefaults defaults;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
 };
-/// Asks a command to stop, possibly from a signal handler.
-struct StopRequest {
-   std::atomic<bool> wanted{ false };
-   std::atomic<bool> heard{ false };   // the command checks `wanted` from now on; before that, it may block on its input
-};
-/// Returns when it is asked to stop.
-int watch( const WatchOptions & options, Console & console, StopRequest & stop );
+/// Returns on SIGINT or SIGTERM. Until it has read its input, which may block, these do what the caller has set.
+int watch( const WatchOptions & options, Console & console );
 
 struct ShowOptions {
    std::vector<std::string> files;

@@ -3,9 +3,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <iterator>
 #include <optional>
-#include <thread>
 #include <tuple>
 #include <utility>
 
@@ -67,12 +68,13 @@ class Watch {
       const LineLoader loader = loadFiles( options.files, options.dialect, console );
       if( !reportErrors( loader, console, options.json ) ) throw CommandError{ "watch needs a policy without errors to start with" };
       mentionSkippedLines( loader.text(), console );
-      const auto report = policy_.apply( target_.in( loader.text() ) );
+      loaded_ = policy_.apply( target_.in( loader.text() ) );
       requireRouteMap();
       readTables();
       updateEvaluator();
-      this->report( report, nullptr );
    }
+
+   void begin() { report( loaded_, nullptr ); }
 
    /// Reloads the files if they have changed and did not change again since the last step: a file may still be being written.
    void step() {
@@ -173,6 +175,7 @@ class Watch {
    Console & console_;
    const Target target_;
    LivePolicy policy_;
+   ApplyReport loaded_;          // of the start
    std::vector<Stamp> stamps_;   // at the last reload
    std::vector<Stamp> seen_;     // at the last step
    std::vector<TableRoute> routes_;
@@ -180,15 +183,37 @@ class Watch {
    std::unique_ptr<RouteEvaluator> last_;   // the one before it; kept while the route map is not in force
 };
 
+/// SIGINT and SIGTERM, which wait for `within()` while it lives: no report is cut short.
+class HeldSignals {
+ public:
+   HeldSignals() {
+      sigemptyset( &held_ );
+      sigaddset( &held_, SIGINT );
+      sigaddset( &held_, SIGTERM );
+      pthread_sigmask( SIG_BLOCK, &held_, &before_ );
+   }
+   ~HeldSignals() { pthread_sigmask( SIG_SETMASK, &before_, nullptr ); }
+   HeldSignals( const HeldSignals & ) = delete;
+   HeldSignals & operator=( const HeldSignals & ) = delete;
+
+   /// Whether one of them came; waits that long for it, or until another signal.
+   bool within( std::chrono::milliseconds time ) const {
+      const timespec limit{ time.count() / 1000, time.count() % 1000 * 1'000'000 };
+      return sigtimedwait( &held_, nullptr, &limit ) > 0;
+   }
+
+ private:
+   sigset_t held_;
+   sigset_t before_;
+};
+
 }   // namespace
 
-int watch( const WatchOptions & options, Console & console, StopRequest & stop ) {
+int watch( const WatchOptions & options, Console & console ) {
    Watch watch( options, console );
-   stop.heard = true;
-   while( !stop.wanted ) {
-      std::this_thread::sleep_for( options.interval );
-      watch.step();
-   }
+   const HeldSignals stop;
+   watch.begin();
+   while( !stop.within( options.interval ) ) watch.step();
    return kExitOk;
 }
 
