@@ -207,7 +207,7 @@ void measureTable() {
    for( const auto & p : table ) text += textOf( p ) + '\n';
    LivePolicy policy;
    policy.apply( loaded( edgePolicy( table ) ) );
-   const Agent::RouteEvaluator evaluator( policy.routeMap( "IN" ) );
+   const Agent::RouteEvaluator evaluator( policy.routeMap( "IN" ), Agent::Dialect::native );
 
    const auto read = [ & ]( auto & handler ) {
       Agent::MemorySource source( text );

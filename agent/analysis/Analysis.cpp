@@ -364,6 +364,7 @@ std::string_view nameOf( Kind kind ) noexcept {
       case Kind::netmask: return "netmask";
       case Kind::hostBits: return "host-bits";
       case Kind::refused: return "refused";
+      case Kind::leftOut: return "left-out";
       case Kind::unusedIgnore: return "unused-ignore";
    }
    return {};
@@ -386,6 +387,7 @@ void sortByPlace( std::vector<Finding> & findings ) {
 std::vector<Finding> findingsOf( const PolicyText & text, const References & references ) {
    Findings findings;
    takeDoubts( text, findings );
+   for( const auto & line : text.leftOut ) findings.push_back( { line.error.place, Kind::leftOut, line.error.reason } );
    findUndefined( text, references, findings );
    findUndefinedApplications( text, findings );
    findUnused( text, references, findings );

@@ -1,5 +1,5 @@
 /// @file agent/analysis/Analysis.h
-/// Finds mistakes in a policy. It reads a text that a loader has read without errors; `routepolicy check` prints the findings.
+/// Finds mistakes in a policy. It reads a text that a loader has read; `routepolicy check` prints the findings.
 #pragma once
 
 #include <cstdint>
@@ -33,6 +33,8 @@ struct Finding {
       netmask,    // a netmask in place of a wildcard
       hostBits,   // one bits behind the length of a prefix
       refused,    // FRR refuses the line: it has no effect
+      // A lenient loader's:
+      leftOut,   // a wrong line
       // The selection's (analysis/Ignored.h):
       unusedIgnore   // a comment ignores a kind of finding that the line does not have
    };
@@ -41,7 +43,8 @@ struct Finding {
    std::string text;   // one line, printable
 };
 /// The name of a kind in the output: "undefined", "wrong-family", "unused", "cycle", "too-deep", "too-many-calls", "unreachable",
-/// "missing-target", "contradiction", "shadowed", "never-permits", "no-effect", "skipped", "replaced", "conflict", "netmask", "host-bits", "refused", "unused-ignore".
+/// "missing-target", "contradiction", "shadowed", "never-permits", "no-effect", "skipped", "replaced", "conflict", "netmask", "host-bits",
+/// "refused", "left-out", "unused-ignore".
 std::string_view nameOf( Finding::Kind kind ) noexcept;
 
 /// All kinds, in their order.

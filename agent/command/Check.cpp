@@ -125,7 +125,7 @@ class Report {
 }   // namespace
 
 int check( const CheckOptions & options, Console & console ) {
-   const LineLoader loader = loadFiles( options.files, options.dialect, console );
+   const LineLoader loader = loadFiles( options.files, options.dialect, options.lenient, console );
    if( !reportErrors( loader, console, options.json ) ) return kExitError;
    const Report report( loader.text(), options );
    if( options.json )

@@ -134,6 +134,11 @@ class CommandLine {
          ->type_name( "NAME" )
          ->transform( CLI::CheckedTransformer( kDialects ).description( "" ) );
    }
+   template <class Options>
+   static void addReading( CLI::App & to, Options & options ) {
+      addDialect( to, options.dialect );
+      to.add_flag( "--lenient", options.lenient, "Read a policy with wrong lines: leave these out, and mark what may depend on them" );
+   }
    // `take` returns what is wrong with a value.
    template <class Take>
    static void addRepeated( CLI::App & to, const char * name, const char * type, const char * about, Take take ) {
@@ -188,7 +193,7 @@ class CommandLine {
       addFiles( c, check_.files );
       addKinds( c, "--fail-on", check_.failOn, "End with status 1 only for findings of this kind; several with commas" );
       addKinds( c, "--ignore", check_.ignore, "Leave out findings of this kind; several with commas" );
-      addDialect( c, check_.dialect );
+      addReading( c, check_ );
       addJson( c, check_.json );
    }
    void addEval() {
@@ -205,7 +210,7 @@ class CommandLine {
       addTarget( c, eval_.target );
       eval_.tables = { "-" };
       addTables( c, eval_.tables, eval_.maxInput );
-      addDialect( c, eval_.dialect );
+      addReading( c, eval_ );
       addUntold( c, eval_ );
       addJson( c, eval_.json );
       addThreads( c, eval_.threads );
@@ -231,7 +236,7 @@ class CommandLine {
       addWith( c );
       addTarget( c, explain_.target );
       addTables( c, explain_.tables, explain_.maxInput );
-      addDialect( c, explain_.dialect );
+      addReading( c, explain_ );
       addUntold( c, explain_ );
       addJson( c, explain_.json );
       constexpr std::pair<const char *, const char *> fields[] = { { "next-hop", "ADDRESS" },
@@ -273,7 +278,7 @@ class CommandLine {
       addTarget( c, diff_.target );
       diff_.tables = { "-" };
       addTables( c, diff_.tables, diff_.maxInput );
-      addDialect( c, diff_.dialect );
+      addReading( c, diff_ );
       addUntold( c, diff_ );
       addJson( c, diff_.json );
       addThreads( c, diff_.threads );
@@ -294,7 +299,7 @@ class CommandLine {
       addFiles( c, watch_.files );
       addTarget( c, watch_.target );
       addTables( c, watch_.tables, watch_.maxInput );
-      addDialect( c, watch_.dialect );
+      addReading( c, watch_ );
       addUntold( c, watch_ );
       addJson( c, watch_.json );
    }
@@ -313,7 +318,7 @@ class CommandLine {
       addWith( c );
       c.add_option( "NAME", show_.name, "A route map or a list; default: everything" );
       c.add_flag( "--verify", show_.verify, "Also compare the route maps in force with the configuration" );
-      addDialect( c, show_.dialect );
+      addReading( c, show_ );
       addJson( c, show_.json );
    }
    void addUsedBy() {
@@ -327,7 +332,7 @@ class CommandLine {
       addFile( c, "FILE", usedBy_.files[ 0 ], "The policy" );
       addWith( c );
       c.add_option( "NAME", usedBy_.name, "A route map or a list" )->required();
-      addDialect( c, usedBy_.dialect );
+      addReading( c, usedBy_ );
       addJson( c, usedBy_.json );
    }
 

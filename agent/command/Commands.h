@@ -22,6 +22,7 @@ struct CheckOptions {
    std::vector<std::string> files;
    bool json = false;
    Dialect dialect = Dialect::frr;
+   bool lenient = false;                  // leaves wrong lines out; the same below
    std::vector<Finding::Kind> failOn{};   // the exit status tells findings of these kinds only; none: of all
    std::vector<Finding::Kind> ignore{};   // findings of these kinds are left out
 };
@@ -45,6 +46,7 @@ struct EvalOptions {
    bool timing = false;
    unsigned threads = 1;
    Dialect dialect = Dialect::frr;
+   bool lenient = false;
    Assumptions assumptions;
    RouteDefaults defaults;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
@@ -59,6 +61,7 @@ struct ExplainOptions {
    std::vector<std::string> tables;   // if not empty, their routes of that prefix are explained instead; of an address, the longest match
    bool json = false;
    Dialect dialect = Dialect::frr;
+   bool lenient = false;
    Assumptions assumptions;
    RouteDefaults defaults;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
@@ -74,6 +77,7 @@ struct DiffOptions {
    bool json = false;
    unsigned threads = 1;
    Dialect dialect = Dialect::frr;
+   bool lenient = false;
    Assumptions assumptions;
    RouteDefaults defaults;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
@@ -87,6 +91,7 @@ struct WatchOptions {
    bool json = false;
    std::chrono::milliseconds interval{ 250 };   // between two steps
    Dialect dialect = Dialect::frr;
+   bool lenient = false;
    Assumptions assumptions;
    RouteDefaults defaults;
    uint64_t maxInput = Input::kTableLimit;   // of a table once unpacked. Bytes
@@ -100,6 +105,7 @@ struct ShowOptions {
    bool json = false;
    bool verify = false;   // also compare the route maps in force with the configuration
    Dialect dialect = Dialect::frr;
+   bool lenient = false;
 };
 int show( const ShowOptions & options, Console & console );
 
@@ -108,6 +114,7 @@ struct UsedByOptions {
    std::string name;
    bool json = false;
    Dialect dialect = Dialect::frr;
+   bool lenient = false;
 };
 int usedBy( const UsedByOptions & options, Console & console );
 

@@ -65,6 +65,8 @@ std::vector<const Differences::Groups::value_type *> Differences::byCount() cons
 std::string Differences::text( const RouteEvaluator & before, const RouteEvaluator & after, const Console & console ) const {
    std::string text =
       fmt::format( "{} of {} change{}\n", changed_, quantity( routes_, "route" ), changed_ == 1 || routes_ == 1 ? "s" : "" );
+   if( !before.leftOut().empty() ) text += "before" + withoutText( before.leftOut() ) + '\n';
+   if( !after.leftOut().empty() ) text += "after" + withoutText( after.leftOut() ) + '\n';
    for( const auto * entry : byCount() ) {
       const auto & [ from, to ] = entry->first;
       const Group & group = entry->second;
@@ -94,6 +96,8 @@ Json Differences::json( const RouteEvaluator & before, const RouteEvaluator & af
       return json;
    };
    Json json = { { "routes", routes_ }, { "changed", changed_ }, { "groups", Json::array() } };
+   if( !before.leftOut().empty() ) json[ "leftOut" ][ "before" ] = before.leftOut();
+   if( !after.leftOut().empty() ) json[ "leftOut" ][ "after" ] = after.leftOut();
    for( const auto * entry : byCount() ) {
       const auto & [ from, to ] = entry->first;
       Json group = { { "routes", entry->second.count }, { "before", side( from, before ) }, { "after", side( to, after ) } };

@@ -42,8 +42,8 @@ class DiffJob final : public RouteJob {
 
 int diff( const DiffOptions & options, Console & console ) {
    const Target target( options.target, options.dialect );
-   const LineLoader oldFiles = loadFiles( options.oldFiles, options.dialect, console );
-   const LineLoader newFiles = loadFiles( options.newFiles, options.dialect, console );
+   const LineLoader oldFiles = loadFiles( options.oldFiles, options.dialect, options.lenient, console );
+   const LineLoader newFiles = loadFiles( options.newFiles, options.dialect, options.lenient, console );
    const auto policies = livePoliciesOf( { &oldFiles, &newFiles }, console, options.json, options.assumptions, &target );
    const RouteEvaluator before = target.evaluator( *policies[ 0 ] ), after = target.evaluator( *policies[ 1 ] );
    DiffJob job( before, after, options.examples );

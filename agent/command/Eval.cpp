@@ -71,8 +71,8 @@ class EvalJob final : public RouteJob {
 };
 
 std::string summaryText( const RouteEvaluator & evaluator, const Counts & counts, const Console & console ) {
-   std::string text = fmt::format( "{}, {} permitted, {} denied\n\n", quantity( counts.permitted + counts.denied, "route" ),
-                                   counts.permitted, counts.denied );
+   std::string text = fmt::format( "{}, {} permitted, {} denied{}\n\n", quantity( counts.permitted + counts.denied, "route" ),
+                                   counts.permitted, counts.denied, withoutText( evaluator.leftOut() ) );
    size_t width = std::string_view( "route map" ).size();
    for( const auto & s : evaluator.sequences() ) width = std::max( width, std::min( s.shownName.size(), kWidestName ) );
    text += console.strong( fmt::format( "{:<{}}  {:>10}  {:<6}  {:>12}", "route map", width, "sequence", "action", "routes" ) ) + '\n';
@@ -95,7 +95,9 @@ std::string summaryJson( const RouteEvaluator & evaluator, const Counts & counts
       fmt::format_to( std::back_inserter( text ), "{}{{{},\"action\":\"{}\",\"routes\":{}}}", i ? "," : "", jsonMembersOf( s ),
                       s.permits ? "permit" : "deny", counts.hits[ i ] );
    }
-   return text + "]}\n";
+   text += ']';
+   appendJsonLeftOut( text, evaluator.leftOut() );
+   return text + "}\n";
 }
 
 std::string timingText( const TableRunSummary & run ) {
@@ -108,7 +110,8 @@ std::string timingText( const TableRunSummary & run ) {
 
 int eval( const EvalOptions & options, Console & console ) {
    const Target target( options.target, options.dialect );
-   const auto policy = livePolicyOf( options.files, options.dialect, console, options.json, options.assumptions, &target );
+   const LineLoader loader = loadFiles( options.files, options.dialect, options.lenient, console );
+   const auto policy = livePolicyOf( loader, console, options.json, options.assumptions, &target );
    const RouteEvaluator evaluator = target.evaluator( *policy );
    EvalJob job( evaluator, options );
    const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults }, job, console );

@@ -46,8 +46,8 @@ class Explainer {
  private:
    std::string text( const TableRoute & route, const RouteAnswer & answer, const PolicyEvaluationLog & log ) const {
       const std::string changes = answer.permitted ? changesOf( route, answer.result ) : std::string();
-      const std::string head = fmt::format( "{}: {}{}{}", routeText( route ), answer.permitted ? "permitted" : "denied",
-                                            changes.empty() ? "" : ", with ", changes );
+      const std::string head = fmt::format( "{}: {}{}{}{}", routeText( route ), answer.permitted ? "permitted" : "denied",
+                                            changes.empty() ? "" : ", with ", changes, withoutText( evaluator_.leftOut() ) );
       return console_.strong( head ) + '\n' + textOf( visitOf( log, answer.working, policy_, references_ ) );
    }
 
@@ -56,6 +56,7 @@ class Explainer {
          fmt::format( "{{\"prefix\":\"{}\",\"verdict\":\"{}\"", route.prefix.toStrep().view(), answer.permitted ? "permit" : "deny" );
       appendJsonAttributes( text, route );
       if( answer.permitted ) appendJsonChanges( text, route, answer.result );
+      appendJsonLeftOut( text, evaluator_.leftOut() );
       return text + fmt::format( ",\"{}\":{}}}\n", log.policyType(), jsonTextOf( log, answer.working ) );
    }
    // The library's own form shows compiled sequences.
@@ -151,7 +152,8 @@ TableRoute routeOf( const ExplainOptions & options ) {
 int explain( const ExplainOptions & options, Console & console ) {
    const TableRoute route = routeOf( options );
    const Target target( options.target, options.dialect );
-   const auto live = livePolicyOf( options.files, options.dialect, console, options.json, options.assumptions, &target );
+   const LineLoader loader = loadFiles( options.files, options.dialect, options.lenient, console );
+   const auto live = livePolicyOf( loader, console, options.json, options.assumptions, &target );
    const Explainer explainer( *live, target, options, console );
    if( options.tables.empty() ) {
       console.write( explainer.answerTo( route ) );

@@ -8,7 +8,7 @@
 namespace Agent {
 
 int names( const NamesOptions & options, Console & console ) {
-   const LineLoader loader = loadFiles( options.files, options.dialect, console );
+   const LineLoader loader = loadFiles( options.files, options.dialect, true, console );
    const PolicyText & text = loader.text();
    std::set<std::string> all;
    forEachKind( text, [ & ]( ThingKind kind, const auto & things ) {

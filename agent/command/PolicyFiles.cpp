@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "analysis/Analysis.h"
 #include "analysis/HeldBack.h"
 #include "command/Json.h"
 #include "command/Target.h"
@@ -128,8 +129,8 @@ std::vector<std::string> policyFilesOf( const std::vector<std::string> & given )
    return files;
 }
 
-LineLoader loadFiles( const std::vector<std::string> & given, Dialect dialect, Console & console ) {
-   LineLoader loader( dialect );
+LineLoader loadFiles( const std::vector<std::string> & given, Dialect dialect, bool lenient, Console & console ) {
+   LineLoader loader( dialect, lenient );
    const auto files = policyFilesOf( given );
    for( const auto & file : files ) loader.load( displayName( file ), contentOf( file ) );
    const PolicyText & text = loader.text();
@@ -158,7 +159,9 @@ bool reportErrors( std::initializer_list<const LineLoader *> loaders, Console & 
    return none;
 }
 
-void mentionSkippedLines( const PolicyText & text, Console & console ) {
+void mentionUnreadLines( const PolicyText & text, Console & console ) {
+   for( const auto & line : text.leftOut )
+      console.message( fmt::format( "{}: left out: {}", placeText( text, line.error.place ), line.error.reason ) );
    const auto count = std::ranges::count( text.doubts, Doubt::Kind::skipped, &Doubt::kind );
    if( count == 0 ) return;
    console.message( fmt::format( "{} skipped although {} like policy; see \"routepolicy check\"",
@@ -172,16 +175,15 @@ std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<c
    if( !reportErrors( loaders, console, json ) ) throw CommandError{ quantity( errors, "error" ) + ", nothing was applied" };
    std::vector<std::unique_ptr<LivePolicy>> policies;
    for( const auto * loader : loaders ) {
-      mentionSkippedLines( loader->text(), console );
+      mentionUnreadLines( loader->text(), console );
       policies.push_back( std::make_unique<LivePolicy>( loader->text().dialect, assumptions ) );
       policies.back()->apply( target ? target->in( loader->text() ) : loader->text() );
    }
    return policies;
 }
 
-std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Dialect dialect, Console & console, bool json,
-                                          const Assumptions & assumptions, const Target * target ) {
-   const LineLoader loader = loadFiles( files, dialect, console );
+std::unique_ptr<LivePolicy> livePolicyOf( const LineLoader & loader, Console & console, bool json, const Assumptions & assumptions,
+                                          const Target * target ) {
    return std::move( livePoliciesOf( { &loader }, console, json, assumptions, target ).front() );
 }
 

@@ -31,8 +31,8 @@ std::vector<std::string> policyFilesOf( const std::vector<std::string> & given )
 
 /// Reads the files, and the files in directories, as one configuration. A message names each file that was given and has lines, but no line
 /// of a policy. Errors: CommandError for a file that cannot be read, and if no file has a line of a policy: other files were meant.
-/// Messages for each error and for each skipped line that looks like policy come first.
-LineLoader loadFiles( const std::vector<std::string> & given, Dialect dialect, Console & console );
+/// Messages for each error and for each skipped line that looks like policy come first. `lenient`: as LineLoader.
+LineLoader loadFiles( const std::vector<std::string> & given, Dialect dialect, bool lenient, Console & console );
 
 /// Prints a message for each error of the texts; with `json` also one document on standard output. Returns whether there was no error.
 ///    {"errors":[{"file":"edge.conf","line":3,"column":12,"reason":"..."}]}
@@ -41,16 +41,17 @@ inline bool reportErrors( const LineLoader & loader, Console & console, bool jso
    return reportErrors( { &loader }, console, json );
 }
 
-/// Prints a message if lines were skipped that look like policy. For commands that continue and do not list them.
-void mentionSkippedLines( const PolicyText & text, Console & console );
+/// Prints a message for each line that was left out, and one if lines were skipped that look like policy. For commands that do not list them
+/// as findings.
+void mentionUnreadLines( const PolicyText & text, Console & console );
 
 /// Compiles each of the loaded texts, in the order given, with the route map of the target. Errors: CommandError after the messages of
 /// reportErrors(), if any text has errors; as Target::in().
 std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json,
                                                          const Assumptions & assumptions = {}, const Target * target = nullptr );
-/// The policy of these files. Errors: as loadFiles() and livePoliciesOf().
-std::unique_ptr<LivePolicy> livePolicyOf( const std::vector<std::string> & files, Dialect dialect, Console & console, bool json,
-                                          const Assumptions & assumptions = {}, const Target * target = nullptr );
+/// The same for one text.
+std::unique_ptr<LivePolicy> livePolicyOf( const LineLoader & loader, Console & console, bool json, const Assumptions & assumptions = {},
+                                          const Target * target = nullptr );
 
 /// The compiled route map of that name. Errors: CommandError if it is undefined, with the names that the policy has, or held back.
 Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMapOf( const LivePolicy & policy, const std::string & name );

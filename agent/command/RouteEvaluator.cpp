@@ -1,5 +1,7 @@
 #include "command/RouteEvaluator.h"
 
+#include <utility>
+
 #include "command/PolicyFiles.h"
 #include "dialect/Numbers.h"
 #include "live/Step.h"
@@ -32,8 +34,9 @@ bool sameRoute( const AgentResult & a, const AgentResult & b ) {
    return a.preference() == b.preference() && a.metric() == b.metric() && a.tag() == b.tag() && a.route == b.route;
 }
 
-RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap, Dialect dialect, const RouteMapText * filters )
-      : dialect_( dialect ), isOfFilters_( filters ), routeMap_( routeMap ) {
+RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap, Dialect dialect, const RouteMapText * filters,
+                                std::vector<std::string> leftOut )
+      : dialect_( dialect ), isOfFilters_( filters ), routeMap_( routeMap ), leftOut_( std::move( leftOut ) ) {
    if( filters ) {
       addFilters( *filters );
       addCallees( *routeMap_ );

@@ -37,8 +37,9 @@ class RouteEvaluator {
    };
 
    /// `routeMap` is not null; it was compiled by the rules of `dialect`. `filters`: its text, if it is a route map of dialect/NeighborMap.h.
-   explicit RouteEvaluator( const Quoin::Ptr<const Routing::Policy::RouteMapStatus> & routeMap, Dialect dialect = Dialect::native,
-                            const RouteMapText * filters = nullptr );
+   /// `leftOut`: the places of the lines that a lenient loader left out and on which the answers may depend.
+   RouteEvaluator( const Quoin::Ptr<const Routing::Policy::RouteMapStatus> & routeMap, Dialect dialect,
+                   const RouteMapText * filters = nullptr, std::vector<std::string> leftOut = {} );
 
    /// Cost: one evaluation; allocates nothing once `answer` has been used.
    void evaluate( const TableRoute & route, RouteAnswer & answer ) const;
@@ -46,6 +47,7 @@ class RouteEvaluator {
    Quoin::Ptr<const Routing::Policy::PolicyEvaluationLog> logOf( const TableRoute & route, WorkingRoute & working ) const;
    /// Every sequence of the route map and of its direct and indirect callees; the route maps in the order of their first call.
    const std::vector<Sequence> & sequences() const noexcept { return sequences_; }
+   const std::vector<std::string> & leftOut() const noexcept { return leftOut_; }
 
  private:
    using Sequences = Routing::Policy::MatchedRouteMapSequences;
@@ -61,6 +63,7 @@ class RouteEvaluator {
    bool isOfFilters_;
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMap_;
    Routing::Policy::PolicyEval eval_;   // without a context: any thread may use it
+   std::vector<std::string> leftOut_;
    std::vector<Sequence> sequences_;
    std::unordered_map<const Routing::Policy::RouteMapSeqStatus *, uint32_t> indexOf_;   // of sequences_; not of the end of a route map
    std::unordered_map<const StepText *, uint32_t> indexOfStep_;

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <iterator>
 
+#include "analysis/References.h"
 #include "table/TextReader.h"
 
 namespace Agent {
@@ -12,6 +13,7 @@ namespace Agent {
 namespace {
 
 constexpr size_t kLongestText = 1000;   // of a text from a table
+constexpr size_t kMostPlaces = 3;       // in one line
 
 std::string decimal( Zeugma::MaybeU63 metric ) {
    return metric.present() ? std::to_string( metric.value() ) : std::string();
@@ -190,7 +192,12 @@ void appendLine( std::string & to, const RouteEvaluator & evaluator, const Table
    appendName( to, route );
    if( answer.permitted )
       if( const std::string changes = changesOf( route, answer.result ); !changes.empty() ) fmt::format_to( out, "  {}", changes );
-   fmt::format_to( out, "  by {}\n", answer.sequences.empty() ? "no sequence" : textOf( evaluator.sequences(), answer.sequences ) );
+   fmt::format_to( out, "  by {}{}\n", answer.sequences.empty() ? "no sequence" : textOf( evaluator.sequences(), answer.sequences ),
+                   withoutText( evaluator.leftOut() ) );
+}
+
+std::string withoutText( const std::vector<std::string> & leftOut ) {
+   return leftOut.empty() ? "" : ", without " + joined( leftOut, kMostPlaces, " and " );
 }
 
 void addName( Json & to, const TableRoute & route ) {
@@ -258,6 +265,10 @@ void appendJsonChanges( std::string & to, const TableRoute & route, const AgentR
    to += '}';
 }
 
+void appendJsonLeftOut( std::string & to, const std::vector<std::string> & leftOut ) {
+   if( !leftOut.empty() ) to += ",\"leftOut\":" + jsonText( leftOut );
+}
+
 void appendJsonSequences( std::string & to, const std::vector<RouteEvaluator::Sequence> & all, const std::vector<uint32_t> & indices ) {
    to += ",\"sequences\":[";
    for( size_t i = 0; i < indices.size(); ++i ) to.append( i ? ",{" : "{" ).append( jsonMembersOf( all[ indices[ i ] ] ) ).append( "}" );
@@ -270,6 +281,7 @@ void appendJson( std::string & to, const RouteEvaluator & evaluator, const Table
    fmt::format_to( std::back_inserter( to ), ",\"verdict\":\"{}\"", answer.permitted ? "permit" : "deny" );
    if( answer.permitted ) appendJsonChanges( to, route, answer.result );
    appendJsonSequences( to, evaluator.sequences(), answer.sequences );
+   appendJsonLeftOut( to, evaluator.leftOut() );
    to += '}';
 }
 

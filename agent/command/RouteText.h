@@ -33,14 +33,18 @@ void appendJsonName( std::string & to, const TableRoute & route );
 /// "permit  198.18.1.0/24 via 192.0.2.17  distance 20  by EDGE-IN 30"; appends, with a line end.
 void appendLine( std::string & to, const RouteEvaluator & evaluator, const TableRoute & route, const RouteAnswer & answer );
 
+/// ", without edge.conf:12": the lines that were left out, if any. At most three are told.
+std::string withoutText( const std::vector<std::string> & leftOut );
+
 /// The same as one JSON object; appends. By hand, as eval prints one for each route.
 ///    {"prefix":"198.18.1.0/24","nextHop":"192.0.2.17","verdict":"permit","changes":{"distance":{"to":20},
 ///     "metric":{"from":5,"to":10}},"sequences":[{"routeMap":"EDGE-IN","sequence":30}]}
-/// The members nextHop, changes and from are left out if the route has none.
+/// The members nextHop, changes and from are left out if the route has none. "leftOut":["edge.conf:12"] follows if lines were left out.
 void appendJson( std::string & to, const RouteEvaluator & evaluator, const TableRoute & route, const RouteAnswer & answer );
 /// Members of such an object, after other members.
 void appendJsonAttributes( std::string & to, const TableRoute & route );
 void appendJsonChanges( std::string & to, const TableRoute & route, const AgentResult & result );
+void appendJsonLeftOut( std::string & to, const std::vector<std::string> & leftOut );
 void appendJsonSequences( std::string & to, const std::vector<RouteEvaluator::Sequence> & all, const std::vector<uint32_t> & indices );
 
 // The same as members of a JSON document, for commands that print few of them.

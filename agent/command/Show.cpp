@@ -6,6 +6,7 @@
 #include <set>
 #include <sstream>
 
+#include "analysis/LeftOut.h"
 #include "analysis/References.h"
 #include "command/Commands.h"
 #include "command/Json.h"
@@ -270,6 +271,8 @@ class Show {
       if( !first_ ) console_.line( "" );
       console_.write( lines( thing, text ) );
       writeCompiled( thing, text );
+      if( const auto leftOut = leftOutAbout( policy_.text(), thing.name ); !leftOut.empty() )
+         console_.line( "! without " + joined( placesOf( policy_.text(), leftOut ), kMostNames, " and " ) );
    }
 
    template <class Text>
@@ -301,6 +304,8 @@ class Show {
    Json jsonOfThing( const Thing & thing, const Text & text ) const {
       Json json = { { "kind", nameOf( thing.kind ) }, { "name", thing.name } };
       addCompiled( json, thing, text );
+      if( const auto leftOut = leftOutAbout( policy_.text(), thing.name ); !leftOut.empty() )
+         json[ "leftOut" ] = placesOf( policy_.text(), leftOut );
       json[ "usedBy" ] = jsonOfUsers( thing, references_ );
       json[ "applied" ] = references_.applicationsOf( thing ).size();
       json[ "text" ] = jsonOfLines( lines( thing, text ) );
@@ -348,7 +353,8 @@ class Show {
 
 int show( const ShowOptions & options, Console & console ) {
    if( options.name && options.name->empty() ) throw CommandError{ "NAME is empty" };
-   const auto policy = livePolicyOf( options.files, options.dialect, console, options.json );
+   const LineLoader loader = loadFiles( options.files, options.dialect, options.lenient, console );
+   const auto policy = livePolicyOf( loader, console, options.json );
    Show show( *policy, options.json, console );
    forEachThing( policy->text(), [ & ]( const Thing & thing, const auto & text ) {
       if( !options.name || *options.name == thing.name ) show.add( thing, text );

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "analysis/LeftOut.h"
 #include "analysis/References.h"
 #include "command/Console.h"
 #include "command/PolicyFiles.h"
@@ -96,7 +97,9 @@ void Target::addList( PolicyText & text ) const {
 
 RouteEvaluator Target::evaluator( const LivePolicy & policy ) const {
    const auto status = routeMapOf( policy, routeMap_ );
-   return RouteEvaluator( status, dialect_, isFilters() ? &policy.text().routeMaps.at( routeMap_ ) : nullptr );
+   const PolicyText & text = policy.text();
+   return RouteEvaluator( status, dialect_, isFilters() ? &text.routeMaps.at( routeMap_ ) : nullptr,
+                          placesOf( text, leftOutOf( text, routeMap_ ) ) );
 }
 
 }   // namespace Agent

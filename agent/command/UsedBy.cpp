@@ -99,10 +99,10 @@ Json jsonOfUses( const Thing & thing, const std::vector<Use> & uses, const Polic
 
 int usedBy( const UsedByOptions & options, Console & console ) {
    if( options.name.empty() ) throw CommandError{ "NAME is empty" };
-   const LineLoader loader = loadFiles( options.files, options.dialect, console );
+   const LineLoader loader = loadFiles( options.files, options.dialect, options.lenient, console );
    if( !reportErrors( loader, console, options.json ) ) return kExitError;
    const PolicyText & text = loader.text();
-   mentionSkippedLines( text, console );
+   mentionUnreadLines( text, console );
    const References references( text );
    const auto things = thingsCalled( options.name, text, references );
    if( things.empty() ) throw CommandError{ unknownNameText( options.name, text ) };

@@ -65,9 +65,9 @@ class Watch {
       if( !options.tables.empty() && target_.empty() )
          throw CommandError{ "--in needs --route-map, --neighbor, --prefix-list or --access-list" };
       stamps_ = stamps();
-      const LineLoader loader = loadFiles( options.files, options.dialect, console );
+      const LineLoader loader = loadFiles( options.files, options.dialect, options.lenient, console );
       if( !reportErrors( loader, console, options.json ) ) throw CommandError{ "watch needs a policy without errors to start with" };
-      mentionSkippedLines( loader.text(), console );
+      mentionUnreadLines( loader.text(), console );
       loaded_ = policy_.apply( target_.in( loader.text() ) );
       requireRouteMap();
       readTables();
@@ -114,10 +114,10 @@ class Watch {
    }
    void keep( const std::string & why ) { console_.message( why + "; the last good policy stays in force" ); }
    void reload() {
-      const LineLoader loader = loadFiles( options_.files, options_.dialect, console_ );
+      const LineLoader loader = loadFiles( options_.files, options_.dialect, options_.lenient, console_ );
       if( !reportErrors( loader, console_, options_.json ) ) return keep( quantity( loader.errors().size(), "error" ) );
       if( loader.text() == PolicyText() && !( policy_.text() == PolicyText() ) ) throw CommandError{ "the policy is empty now" };
-      mentionSkippedLines( loader.text(), console_ );
+      mentionUnreadLines( loader.text(), console_ );
       const auto report = policy_.apply( target_.in( loader.text() ) );
       if( evaluator_ ) last_ = std::move( evaluator_ );
       updateEvaluator();

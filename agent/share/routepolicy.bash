@@ -44,7 +44,7 @@ _routepolicy_names() {
 
 # The options of the command $1 that begin with $2.
 _routepolicy_options() {
-   local options=(--dialect --json -h --help)
+   local options=(--dialect --lenient --json -h --help)
    [[ $1 == @(eval|explain|diff|watch) ]] && options+=(-m --route-map --neighbor --vrf --prefix-list --access-list --set-attribute --assume --daemon)
    case $1 in
       eval) options+=(-i --in --max-input --threads --summary --timing) ;;

@@ -41,7 +41,7 @@ uint64_t secondHash( std::string_view bytes ) noexcept {
 /// after it. An indented line outside of any stanza is read like any other.
 class LineLoader::Reader {
  public:
-   explicit Reader( Dialect dialect ) { text.dialect = dialect; }
+   Reader( Dialect dialect, bool lenient ) : lenient_( lenient ) { text.dialect = dialect; }
    void load( const std::string & file, std::string_view bytes );
 
    PolicyText text;
@@ -53,9 +53,11 @@ class LineLoader::Reader {
    void readComment( LineCursor & line );
    void readWords( LineCursor & line );
    bool readPolicy( LineCursor line );
+   void addError( LineCursor line, TextError error );
    void skip( const LineCursor & line, bool endsSequence );
    void doubt( const LineCursor & line, bool endsSequence );
 
+   const bool lenient_;
    Doubts doubts_{ text.doubts, text.files };
    ListLines lists_{ text, doubts_ };
    RouteMapLines routeMaps_{ text.routeMaps, doubts_ };
@@ -104,13 +106,27 @@ void LineLoader::Reader::readLine( std::string_view bytes ) {
       text.ignores.push_back( std::move( ignore ) );
    }
    hasLines_ = true;
+   const LineCursor start = line;
    try {
       readWords( line );
    } catch( LineError & error ) {
       inOtherStanza_ = false;
       hasPolicy_ = true;
-      errors.push_back( { { file_, number_, error.column }, std::move( error.reason ) } );
+      addError( start, { { file_, number_, error.column }, std::move( error.reason ) } );
    }
+}
+
+void LineLoader::Reader::addError( LineCursor line, TextError error ) {
+   if( !lenient_ ) return errors.push_back( std::move( error ) );
+   LeftOut out{ std::move( error ), {} };
+   const bool isClause = routeMaps_.isOpen() && line.peek().text != "route-map";
+   if( !isClause )
+      addOtherWords( line, out.names );
+   else if( routeMaps_.name().empty() )   // the line of its sequence is left out, too
+      out.names = text.leftOut.back().names;
+   else
+      out.names.emplace( routeMaps_.name() );
+   text.leftOut.push_back( std::move( out ) );
 }
 
 // "! routepolicy: ignore KIND, KIND" applies to the next line that is no comment.
@@ -162,7 +178,7 @@ void LineLoader::Reader::doubt( const LineCursor & line, bool endsSequence ) {
       doubts_.skipped( line, endsSequence );
 }
 
-LineLoader::LineLoader( Dialect dialect ) : reader_( std::make_unique<Reader>( dialect ) ) {}
+LineLoader::LineLoader( Dialect dialect, bool lenient ) : reader_( std::make_unique<Reader>( dialect, lenient ) ) {}
 LineLoader::~LineLoader() = default;
 LineLoader::LineLoader( LineLoader && ) noexcept = default;
 LineLoader & LineLoader::operator=( LineLoader && ) noexcept = default;

@@ -18,12 +18,13 @@ namespace Agent {
 ///    loader.load( "edge.conf", bytes );
 ///    if( loader.errors().empty() ) livePolicy.apply( loader.text() );
 ///
+/// A lenient loader has no errors: it leaves wrong lines out, and text().leftOut has them.
 /// A line without "seq" gets the next multiple of five above the highest number. A line that the list already has changes nothing.
 /// A wrong line is an error and changes nothing either; reading continues with the next line.
 class LineLoader {
  public:
-   /// Whose lines the texts have.
-   explicit LineLoader( Dialect dialect );
+   /// `dialect`: whose lines the texts have.
+   explicit LineLoader( Dialect dialect, bool lenient = false );
    ~LineLoader();
    LineLoader( LineLoader && ) noexcept;
    LineLoader & operator=( LineLoader && ) noexcept;

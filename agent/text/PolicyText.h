@@ -296,6 +296,13 @@ struct IgnoreComment {
    uint32_t below = 0;   // the line to which it applies: the next line that is no comment; 0 for none
 };
 
+/// A wrong line of a text that is read leniently.
+struct LeftOut {
+   TextError error;
+   // The names that it may be about: that of its route map, or else all its words.
+   std::unordered_set<std::string> names;
+};
+
 struct PolicyText {
    template <class Thing>
    using ByName = std::map<std::string, Thing>;
@@ -324,6 +331,7 @@ struct PolicyText {
    std::vector<Application> applications;   // in the order of the text, like the doubts
    std::vector<Doubt> doubts;
    std::vector<IgnoreComment> ignores;
+   std::vector<LeftOut> leftOut;   // in the order of the text
    // The words of the skipped lines, except very long ones: an unknown stanza may apply a list in its own way.
    std::unordered_set<std::string> otherWords;
 

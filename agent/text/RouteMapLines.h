@@ -29,6 +29,8 @@ class RouteMapLines {
 
    bool isOpen() const noexcept { return sequence_ != nullptr; }
    void close() noexcept { sequence_ = nullptr; }
+   /// The route map of the open sequence; empty if that line is wrong.
+   std::string_view name() const noexcept { return name_; }
    /// Whether the line would be a clause if a sequence were open. Call it while none is open.
    bool isClause( LineCursor line );
    /// Reads a clause into the open sequence, or closes the sequence at "exit", "exit-route-map" or "end"; false if the line begins

@@ -20,7 +20,7 @@ constexpr char kOther[] = "! a router without a policy\nhostname edge\ninterface
 
 CommandOutput loaded( std::string_view content ) {
    return outputOf( content, []( const std::string & file, Console & console ) {
-      loadFiles( { file }, Dialect::native, console );
+      loadFiles( { file }, Dialect::native, false, console );
       return kExitOk;
    } );
 }
@@ -28,7 +28,7 @@ CommandOutput loaded( std::string_view content ) {
 // The policy's own messages are others' matter: it is free of errors.
 CommandOutput inForce( std::string_view content, const std::function<void( const LivePolicy & )> & then ) {
    return outputOf( content, [ & ]( const std::string & file, Console & console ) {
-      then( *livePolicyOf( { file }, Dialect::native, console, false ) );
+      then( *livePolicyOf( loadFiles( { file }, Dialect::native, false, console ), console, false ) );
       return kExitOk;
    } );
 }
@@ -61,7 +61,7 @@ TEST( PolicyFiles, oneOfSeveralFilesMustContainALineOfAPolicy ) {
    const auto output = []( std::string_view first, std::string_view second ) {
       const PolicyFile other( first );
       auto loaded = outputOf( second, [ & ]( const std::string & file, Console & console ) {
-         loadFiles( { other.name(), file }, Dialect::native, console );
+         loadFiles( { other.name(), file }, Dialect::native, false, console );
          return kExitOk;
       } );
       for( std::string * text : { &loaded.messages, &loaded.error } )
@@ -117,7 +117,7 @@ TEST( PolicyFiles, aDirectoryIsOneConfiguration ) {
    directory.add( "zebra.conf", kOther );
    directory.add( "bgpd.conf", kPolicy );
    const auto output = outputOf( "", [ & ]( const std::string &, Console & console ) {
-      const LineLoader loader = loadFiles( { directory.path() }, Dialect::frr, console );
+      const LineLoader loader = loadFiles( { directory.path() }, Dialect::frr, false, console );
       EXPECT_EQ( loader.text().routeMaps.count( "IN" ), 1u );
       return kExitOk;
    } );
@@ -129,7 +129,7 @@ TEST( PolicyFiles, aNeighborIsAPolicy ) {
    const auto read = []( Dialect dialect ) {
       return outputOf( "router bgp 65000\n neighbor 192.0.2.1 remote-as 65001\n",
                        [ & ]( const std::string & file, Console & console ) {
-                          loadFiles( { file }, dialect, console );
+                          loadFiles( { file }, dialect, false, console );
                           return kExitOk;
                        } )
          .error;

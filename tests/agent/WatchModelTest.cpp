@@ -87,7 +87,7 @@ class EditedFile {
 void checkRouteMap( const std::string & name, const LivePolicy & live, const LivePolicy & fresh, const std::vector<TableRoute> & routes ) {
    ASSERT_TRUE( bool( live.routeMap( name ) ) == bool( fresh.routeMap( name ) ) );
    if( !live.routeMap( name ) ) return;
-   const RouteEvaluator now( live.routeMap( name ) ), expected( fresh.routeMap( name ) );
+   const RouteEvaluator now( live.routeMap( name ), Dialect::native ), expected( fresh.routeMap( name ), Dialect::native );
    ASSERT_TRUE( now.sequences() == expected.sequences() );
    RouteAnswer a, b;
    for( const auto & route : routes ) {

@@ -43,7 +43,7 @@ class Comparer final : public TableHandler {
  public:
    /// `policy` outlives this, and has the route map in force.
    Comparer( const LivePolicy & policy, const std::string & routeMap )
-         : routeMap_( routeMap ), model_( policy.text() ), evaluator_( policy.routeMap( routeMap ) ) {}
+         : routeMap_( routeMap ), model_( policy.text() ), evaluator_( policy.routeMap( routeMap ), policy.text().dialect ) {}
 
    void handleRoute( const TableRoute & route ) override {
       evaluator_.evaluate( route, answer_ );

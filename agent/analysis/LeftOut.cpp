@@ -1,0 +1,56 @@
+#include "analysis/LeftOut.h"
+
+#include <algorithm>
+#include <set>
+#include <string>
+
+#include <fmt/format.h>
+
+namespace Agent {
+
+namespace {
+
+using Names = std::set<std::string_view>;
+
+// Of the route map and its callees, and of what they name.
+Names namesReached( const References & references, std::string_view routeMap ) {
+   Names names{ routeMap }, routeMaps{ routeMap };
+   std::vector<std::string_view> next{ routeMap };
+   while( !next.empty() ) {
+      const auto found = std::ranges::equal_range( references.all(), next.back(), {}, &Reference::routeMap );
+      next.pop_back();
+      for( const auto & reference : found ) {
+         names.insert( reference.to.name );
+         if( reference.isCall() && routeMaps.insert( reference.to.name ).second ) next.push_back( reference.to.name );
+      }
+   }
+   return names;
+}
+
+std::vector<const LeftOut *> linesAbout( const PolicyText & text, const Names & names ) {
+   std::vector<const LeftOut *> lines;
+   for( const auto & line : text.leftOut )
+      if( std::ranges::any_of( line.names, [ & ]( const std::string & name ) { return names.contains( name ); } ) )
+         lines.push_back( &line );
+   return lines;
+}
+
+}   // namespace
+
+std::vector<const LeftOut *> leftOutOf( const PolicyText & text, std::string_view routeMap ) {
+   if( text.leftOut.empty() ) return {};
+   return linesAbout( text, namesReached( References( text ), routeMap ) );
+}
+
+std::vector<const LeftOut *> leftOutAbout( const PolicyText & text, std::string_view name ) {
+   return linesAbout( text, { name } );
+}
+
+std::vector<std::string> placesOf( const PolicyText & text, const std::vector<const LeftOut *> & lines ) {
+   std::vector<std::string> places;
+   for( const auto * line : lines )
+      places.push_back( fmt::format( "{}:{}", text.files[ line->error.place.file ], line->error.place.line ) );
+   return places;
+}
+
+}   // namespace Agent
