@@ -15,8 +15,10 @@
 #include <system_error>
 #include <thread>
 
+#include "analysis/References.h"
 #include "command/Commands.h"
 #include "table/TextReader.h"
+#include "text/Printable.h"
 
 namespace Agent {
 
@@ -128,11 +130,20 @@ class CommandLine {
          ->check( CLI::Range( uint64_t( 1 ), std::numeric_limits<uint64_t>::max() ) );
    }
    static void addJson( CLI::App & to, bool & json ) { to.add_flag( "--json", json, "Print JSON" ); }
+   // The value that `word` names. CLI11's own message tells the numbers of values, and may end inside a word.
+   template <class Value>
+   static Value named( const char * option, const std::string & word, const std::map<std::string, Value> & values ) {
+      if( const auto found = values.find( word ); found != values.end() ) return found->second;
+      std::vector<std::string> names;
+      for( const auto & [ name, value ] : values ) names.push_back( inQuotes( name ) );
+      throw CommandError{ fmt::format( "{}: expected {}, found {}", option, joined( names, names.size(), " or " ), inQuotes( word ) ) };
+   }
    static void addDialect( CLI::App & to, Dialect & dialect ) {
       static const std::map<std::string, Dialect> kDialects = { { "frr", Dialect::frr }, { "native", Dialect::native } };
-      to.add_option( "--dialect", dialect, "Whose rules the policy follows: frr (the default), or native (the rules of this library)" )
-         ->type_name( "NAME" )
-         ->transform( CLI::CheckedTransformer( kDialects ).description( "" ) );
+      to.add_option_function<std::string>(
+           "--dialect", [ &dialect ]( const std::string & word ) { dialect = named( "--dialect", word, kDialects ); },
+           "Whose rules the policy follows: frr (the default), or native (the rules of this library)" )
+         ->type_name( "NAME" );
    }
    template <class Options>
    static void addReading( CLI::App & to, Options & options ) {
@@ -161,13 +172,15 @@ class CommandLine {
                    [ &options ]( const std::string & value ) { return options.assumptions.daemonIs( value ); } );
    }
    static void addKinds( CLI::App & to, const char * name, std::vector<Finding::Kind> & kinds, const char * about ) {
-      std::map<std::string, Finding::Kind> names;
-      for( const auto kind : findingKinds() ) names.emplace( nameOf( kind ), kind );
-      to.add_option( name, kinds, about )
+      std::map<std::string, Finding::Kind> all;
+      for( const auto kind : findingKinds() ) all.emplace( nameOf( kind ), kind );
+      const auto take = [ name, all, &kinds ]( const std::vector<std::string> & words ) {
+         for( const auto & word : words ) kinds.push_back( named( name, word, all ) );
+      };
+      to.add_option_function<std::vector<std::string>>( name, take, about )
          ->type_name( "KIND" )
          ->delimiter( ',' )
-         ->allow_extra_args( false )
-         ->transform( CLI::CheckedTransformer( names ).description( "" ) );
+         ->allow_extra_args( false );
    }
    static void addThreads( CLI::App & to, unsigned & threads ) {
       mayNotBeEmpty( to.add_option( "--threads", threads, "Number of threads for evaluation; the output does not depend on it" ) )

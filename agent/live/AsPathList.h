@@ -15,7 +15,7 @@ namespace Agent {
 /// Threading: read-only.
 class AsPathList final : public Routing::RouteMap::AsPathListStatus {
  public:
-   AsPathList( const Quoin::String & name, const AsPathListText & text, Dialect dialect = Dialect::native );
+   AsPathList( const Quoin::String & name, const AsPathListText & text, Dialect dialect );
    bool permits( const TableRoute & route ) const { return permits( route.asPath ); }
    bool permits( std::string_view asPath ) const;
 

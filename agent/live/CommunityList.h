@@ -21,7 +21,7 @@ namespace Agent {
 template <class C>
 class CommunityListOf final : public Routing::RouteMap::CommListStatus {
  public:
-   CommunityListOf( const Quoin::String & name, const CommunityListTextOf<C> & text, Dialect dialect = Dialect::native );
+   CommunityListOf( const Quoin::String & name, const CommunityListTextOf<C> & text, Dialect dialect );
    bool permits( const TableRoute & route, ListComparison comparison = ListComparison::all ) const;
    /// Whether a set clause that names the list deletes the community.
    bool deletes( const C & community ) const { return permits( { &community, 1 }, ListComparison::any ); }

@@ -16,7 +16,7 @@ namespace Agent {
 class CompiledExpression {
  public:
    /// `expression` is the text in the list. One that cannot be compiled matches nothing.
-   explicit CompiledExpression( std::string_view expression, Dialect dialect = Dialect::native );
+   CompiledExpression( std::string_view expression, Dialect dialect );
    CompiledExpression( CompiledExpression && ) noexcept;
    ~CompiledExpression();
 

@@ -11,7 +11,7 @@
 namespace Agent {
 
 /// A row for each match option. The root of their lists is an AgentRoot.
-std::span<const Routing::Policy::MatchOptionRow> ownMatchOptions( Dialect dialect = Dialect::native ) noexcept;
+std::span<const Routing::Policy::MatchOptionRow> ownMatchOptions( Dialect dialect ) noexcept;
 
 /// A match clause in the form of a MapEntry.
 Routing::RouteMap::MatchRule matchRuleOf( MatchOption option, const MatchClause & clause );

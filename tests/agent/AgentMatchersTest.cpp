@@ -19,8 +19,8 @@ TEST( AgentMatchers, theInputOfAnotherAgentMatchesNothing ) {
    paths.lines = { { 5, { kPermit, ".*", {} } } };
    const Quoin::Ptr<const Matcher> matchers[] = {
       makeNode<InterfaceNameMatcher>( "eth0" ),
-      makeNode<CommunityMatcher>( "C", makeNode<CommunityList>( "C", communities ) ),
-      makeNode<AsPathMatcher>( "P", makeNode<AsPathList>( "P", paths ) ),
+      makeNode<CommunityMatcher>( "C", makeNode<CommunityList>( "C", communities, Dialect::native ) ),
+      makeNode<AsPathMatcher>( "P", makeNode<AsPathList>( "P", paths, Dialect::native ) ),
    };
    TableRoute route = routeTo( "10.0.0.0/8" );
    route.interface = "eth0";

@@ -11,7 +11,7 @@ namespace {
 TEST( AsPathList, theLowestLineThatMatchesDecides ) {
    AsPathListText text;
    text.lines = { { 10, { kDeny, "_65002_", {} } }, { 20, { kPermit, "^65001", {} } } };
-   const auto list = Quoin::makeNode<AsPathList>( "L", text );
+   const auto list = Quoin::makeNode<AsPathList>( "L", text, Dialect::native );
    const struct {
       const char * path;
       bool permitted;

@@ -16,7 +16,7 @@ TableRoute carrying( std::vector<Community> communities ) {
 }
 
 bool permits( const CommunityListText & text, const TableRoute & route ) {
-   return Quoin::makeNode<CommunityList>( "L", text )->permits( route );
+   return Quoin::makeNode<CommunityList>( "L", text, Dialect::native )->permits( route );
 }
 
 TEST( CommunityList, aStandardLineAsksForAllOfItsCommunities ) {
@@ -36,7 +36,7 @@ TEST( CommunityList, aStandardLineAsksForAllOfItsCommunities ) {
 TEST( CommunityList, aStandardLineAsksForJustItsCommunitiesOrForAnyOfThem ) {
    CommunityListText text;
    text.lines = { { 10, { kPermit, { 2, 4 }, {}, {} } } };
-   const auto list = Quoin::makeNode<CommunityList>( "L", text );
+   const auto list = Quoin::makeNode<CommunityList>( "L", text, Dialect::native );
    const struct {
       std::vector<Community> has;
       bool exact;
@@ -50,7 +50,7 @@ TEST( CommunityList, aStandardLineAsksForJustItsCommunitiesOrForAnyOfThem ) {
    }
    text.lines = { { 10, { kPermit, {}, {}, {} } } };   // internet
    for( const auto comparison : { ListComparison::exact, ListComparison::any } )
-      EXPECT_TRUE( Quoin::makeNode<CommunityList>( "L", text )->permits( carrying( { 1 } ), comparison ) );
+      EXPECT_TRUE( Quoin::makeNode<CommunityList>( "L", text, Dialect::native )->permits( carrying( { 1 } ), comparison ) );
 }
 
 TEST( CommunityList, theLowestLineThatMatchesDecides ) {
@@ -88,7 +88,7 @@ TEST( CommunityList, anExpandedLineReadsTheCommunitiesAsText ) {
 TEST( CommunityList, aStandardListIsAskedWithoutAllocating ) {
    CommunityListText text;
    text.lines = { { 10, { kPermit, { 1, 2 }, {}, {} } } };
-   const auto list = Quoin::makeNode<CommunityList>( "L", text );
+   const auto list = Quoin::makeNode<CommunityList>( "L", text, Dialect::native );
    const auto route = carrying( std::vector<Community>( 200, 1 ) );
    const size_t before = allocationCount();
    list->permits( route );

@@ -18,7 +18,7 @@ using Routing::RouteMap::MatchRule;
 
 TEST( OwnOptions, everyClauseThatCanBeWrittenIsCompiledOnce ) {
    std::set<MatchOption> own;
-   for( const auto & row : ownMatchOptions() ) {
+   for( const auto & row : ownMatchOptions( Dialect::native ) ) {
       EXPECT_TRUE( own.insert( row.option ).second ) << row.option << " has two rows";
       EXPECT_TRUE( row.makeMatcher ) << row.option;
       EXPECT_EQ( matchForm( row.option ) == nullptr, row.option == kMatchStep ) << row.option << ": only a step can be written in no line";
@@ -28,13 +28,13 @@ TEST( OwnOptions, everyClauseThatCanBeWrittenIsCompiledOnce ) {
       EXPECT_FALSE( isLibrarys ) << row.option << " is compiled by the library";
    }
    for( const auto & form : matchForms() ) {
-      const auto * row = findMatchOption( form.option, ownMatchOptions() );
+      const auto * row = findMatchOption( form.option, ownMatchOptions( Dialect::native ) );
       EXPECT_EQ( row && row->makeMatcher, !isValueOption( form.option ) ) << form.option << ": only a value of FRR alone is left to steps";
    }
 }
 
 TEST( OwnOptions, aNextHopIsAnAddressOrAListWhateverItsNameLooksLike ) {
-   const auto & row = *findMatchOption( MatchOption::matchIpNexthop, ownMatchOptions() );
+   const auto & row = *findMatchOption( MatchOption::matchIpNexthop, ownMatchOptions( Dialect::native ) );
    EXPECT_FALSE( row.namesList( matchRuleOf( row.option, address( "10.0.0.1" ) ) ) );
    EXPECT_TRUE( row.namesList( matchRuleOf( row.option, named( "10.0.0.1" ) ) ) );
 }

@@ -1056,6 +1056,16 @@ TEST( Program, bytesThatTerminalsObeyAreNoNames ) {
    }
 }
 
+TEST( Program, optionsThatTakeOneOfSomeWords ) {
+   EXPECT_EQ( runProgram( { "check", "--dialect", "foo", kEdge } ).err,
+              "routepolicy: --dialect: expected \"frr\" or \"native\", found \"foo\"\n" );
+   const auto kinds = runProgram( { "check", "--fail-on", "unused,foo", kEdge } );
+   EXPECT_EQ( kinds.status, 2 );
+   EXPECT_THAT( kinds.err, HasSubstr( "--fail-on: expected \"conflict\", " ) );
+   EXPECT_THAT( kinds.err, EndsWith( " or \"wrong-family\", found \"foo\"\n" ) );
+   EXPECT_EQ( runProgram( { "check", "--fail-on", "unused,shadowed", "--fail-on", "cycle", "--ignore", "skipped", kEdge } ).status, 0 );
+}
+
 // ---- help
 
 TEST( Program, helpOfEveryCommandHasAnExample ) {
