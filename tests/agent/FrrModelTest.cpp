@@ -97,6 +97,32 @@ TEST( FrrModel, answersRandomPoliciesLikeBgpd ) {
    EXPECT_GE( policies, answers ? 1u : 400u );
 }
 
+// From one random policy to the next: first all but its lists, then these too, so that every kind of clause is edited where it is in force.
+TEST( FrrModel, answersLikeAPolicyThatIsEdited ) {
+   constexpr size_t kRoutes = 20;
+   const FrrFixture fixture = readFrrFixture( "random.json.gz" );
+   LivePolicy edited( Dialect::frr );
+   size_t compared = 0;
+   for( const auto & table : fixture.tables ) {
+      std::vector<TableRoute> routes;
+      for( const auto & came : table.routes )
+         if( routes.size() < kRoutes ) routes.push_back( came.route );
+      for( const auto & policy : table.policies ) {
+         const Read next( policy.lines, policy.refused );
+         PolicyText mixed = edited.text();
+         mixed.routeMaps = next.text().routeMaps;
+         for( const auto & text : { mixed, next.text() } ) {
+            edited.apply( text );
+            if( !FrrModel( text ).hasAnswer( kFrrRouteMap ) ) continue;
+            ++compared;
+            ASSERT_EQ( differenceToModel( edited, kFrrRouteMap, routes ), "" ) << textOf( policy );
+         }
+         ASSERT_TRUE( edited.verify().empty() ) << textOf( policy );
+      }
+   }
+   EXPECT_GE( compared, 790u );
+}
+
 // ---- What has no answer of bgpd.
 
 PolicyText read( const std::vector<std::string> & lines ) {
