@@ -141,13 +141,13 @@ void LineLoader::Reader::readComment( LineCursor & line ) {
 
 void LineLoader::Reader::readWords( LineCursor & line ) {
    const bool wasOpen = routeMaps_.isOpen();
-   if( wasOpen ) {
-      if( routeMaps_.readClause( line ) ) return;
+   if( wasOpen && routeMaps_.readClause( line ) ) return;
+   if( !line.indented() ) routeMaps_.close();
+   if( ( line.indented() && inOtherStanza_ ) || !readPolicy( line ) ) {
       // To skip a mistyped or unsupported clause would silently change verdicts.
-      if( line.indented() ) throwExpected( "a clause of a route map", line.peek() );
-      routeMaps_.close();
+      if( routeMaps_.isOpen() ) throwExpected( "a clause of a route map", line.peek() );
+      return skip( line, wasOpen );
    }
-   if( ( line.indented() && inOtherStanza_ ) || !readPolicy( line ) ) return skip( line, wasOpen );
    neighbors_.close();
    inOtherStanza_ = false;
    hasPolicy_ = true;
@@ -156,7 +156,9 @@ void LineLoader::Reader::readWords( LineCursor & line ) {
 bool LineLoader::Reader::readPolicy( LineCursor line ) {
    if( ListLines::isOfOthers( line ) ) return false;
    const bool no = line.takeWords( "no" );
-   return lists_.read( line, no ) || routeMaps_.read( line, no );
+   if( !lists_.read( line, no ) ) return routeMaps_.read( line, no );
+   routeMaps_.close();
+   return true;
 }
 
 void LineLoader::Reader::skip( const LineCursor & line, bool endsSequence ) {

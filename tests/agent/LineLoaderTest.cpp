@@ -262,6 +262,16 @@ TEST( LineLoader, indentedLinesInNoStanzaAreReadAsTheyAre ) {
    EXPECT_EQ( text.skippedStanzas, 0u );
 }
 
+TEST( LineLoader, anIndentedLineOfAListEndsTheSequenceBeforeIt ) {
+   const PolicyText text = loaded( "route-map M permit 10\n match tag 5\n ip prefix-list A permit any\n route-map M permit 20\n set tag 7\n"
+                                   " ip prefix-list B permit any\n set tag 6\n" );
+   EXPECT_EQ( writeText( text ),
+              "ip prefix-list A seq 5 permit any\nip prefix-list B seq 5 permit any\n"
+              "route-map M permit 10\n match tag 5\nroute-map M permit 20\n set tag 7\n" );
+   ASSERT_EQ( text.doubts.size(), 1u );
+   EXPECT_EQ( text.doubts[ 0 ].place.line, 7u ) << "a clause outside of any sequence";
+}
+
 TEST( LineLoader, filtersOfPacketsAndSwitchesAreOtherStanzas ) {
    const PolicyText text = loaded( "access-list 101 permit ip any any\naccess-list 101 seq 5 deny tcp any any eq 22\n"
                                    "no access-list 102 permit udp any any\nipv6 access-list F\n permit ipv6 any any\n"
