@@ -313,7 +313,7 @@ TEST( Program, explainOfUndefinedAndInvertedClauses ) {
 }
 
 TEST( Program, explainObeysNoBytesOfATable ) {
-   const std::string table = "10.0.0.0/8 interface a\033[31m\nTABLE_DUMP2|1|B|x|1|10.0.0.0/8|1 \033[31m|IGP|192.0.2.1|0|0||NAG||\n";
+   const std::string table = "10.0.0.0/8 interface a\033[31m\nTABLE_DUMP2|1|B|192.0.2.1|1|10.0.0.0/8|1 \033[31m|IGP|192.0.2.1|0|0||NAG||\n";
    const auto output = runProgram( { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "-i", "-" }, table );
    EXPECT_EQ( output.status, 0 );
    EXPECT_THAT( output.out, Not( HasSubstr( "\033" ) ) );
