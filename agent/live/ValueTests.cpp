@@ -44,6 +44,12 @@ Answer peerIs( const MatchClause & clause, const TableRoute & route ) noexcept {
    return isZero( route.peer ) ? Answer( false ) : std::nullopt;   // an interface or a group of neighbors
 }
 
+// Of this router's own routes, no clause holds: the daemon has no address for itself.
+Answer sourcePeerIs( const MatchClause & clause, const TableRoute & route ) noexcept {
+   if( isPeer( route ) && ( isZero( route.peer ) || clause.name == "local" ) ) return false;
+   return peerIs( clause, route );
+}
+
 // The list itself is asked by a matcher of its own.
 Answer hasSource( const TableRoute & route ) noexcept {
    if( isOf( route, AddressFamily::ipv6 ) ) return false;
@@ -85,9 +91,9 @@ Answer answerOf( MatchOption option, const MatchClause & clause, const TableRout
       case ValueOption::sourceProtocol: return uint64_t( route.protocol ) == number;
       case ValueOption::sourceInstance: return route.ospfInstance == number;
       case ValueOption::peer: return peerIs( clause, route );
+      case ValueOption::sourcePeer: return sourcePeerIs( clause, route );
       case ValueOption::rpki: return equals( route.rpki, number );
       case ValueOption::rpkiExtCommunity: return hasState( route, number );
-      case ValueOption::sourcePeer:
       case ValueOption::sourceVrf:
       case ValueOption::vrlSourceVrf:
       case ValueOption::evpnRouteType:

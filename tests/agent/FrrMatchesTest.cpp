@@ -164,6 +164,8 @@ TEST( FrrMatches, aRouteAnswers ) {
       { "match source-protocol bgp", "10.0.0.0/8 protocol bgp", "10.0.0.0/8 protocol ospf" },
       { "match source-instance 3", "10.0.0.0/8 ospf-instance 3", "10.0.0.0/8", "zebra" },
       { "match peer 192.0.2.1", "10.0.0.0/8 peer 192.0.2.1", "10.0.0.0/8 peer 192.0.2.2" },
+      { "match src-peer 192.0.2.1", "10.0.0.0/8 peer 192.0.2.1", "10.0.0.0/8 peer 192.0.2.2" },
+      { "match src-peer 2001:db8::1", "10.0.0.0/8 peer 2001:db8::1", "10.0.0.0/8 peer local" },
       { "match peer local", "10.0.0.0/8 peer local", "10.0.0.0/8 peer 192.0.2.2" },
       { "match rpki invalid", "10.0.0.0/8 rpki invalid", "10.0.0.0/8 rpki notfound" },
       { "match ip route-source A", "10.0.0.0/8 peer 192.0.2.1", "10.0.0.0/8 peer 198.51.100.1" },
@@ -181,6 +183,10 @@ TEST( FrrMatches, aRouteAnswers ) {
          EXPECT_NE( answerOf( lines, row.not_, of( row.daemon ) ), action ) << row.clause << ": " << row.not_;
       }
    }
+   for( const char * source : { "src-peer local", "src-peer eth0", "peer eth0" } )
+      EXPECT_EQ( answerOf( mapWith( std::string( "match " ) + source ), "10.0.0.0/8 peer local" ), "deny" ) << source;
+   EXPECT_EQ( answerOf( mapWith( "match src-peer local" ), "10.0.0.0/8 peer 192.0.2.1" ), "deny" );
+   EXPECT_THAT( answerOf( mapWith( "match src-peer eth0" ), "10.0.0.0/8 peer 192.0.2.1" ), HasSubstr( "does not answer" ) );
    EXPECT_EQ( answerOf( mapWith( "match probability 0" ), "10.0.0.0/8" ), "deny" );
    EXPECT_EQ( answerOf( mapWith( "match probability 100" ), "10.0.0.0/8" ), "permit" );
    EXPECT_EQ( answerOf( mapWith( "match tag untagged" ), "10.0.0.0/8" ), "permit" );
@@ -219,8 +225,8 @@ TEST( FrrMatches, aRouteWithoutTheFieldHasNoAnswer ) {
    EXPECT_EQ( answerOf( mapWith( "match source-vrf RED" ), "10.0.0.0/8" ),
               "edge.conf:2:19: IN 10: 10.0.0.0/8 does not answer \"match source-vrf RED\"; use --assume \"source-vrf=match\" or "
               "\"source-vrf=no-match\"" );
-   for( const char * clause : { "match ip route-source A", "match peer eth0", "match peer 192.0.2.1", "match origin igp",
-                                "match probability 50", "match evpn vni 1", "match mac address M" } )
+   for( const char * clause : { "match ip route-source A", "match peer eth0", "match peer 192.0.2.1", "match src-peer 192.0.2.1",
+                                "match origin igp", "match probability 50", "match evpn vni 1", "match mac address M" } )
       EXPECT_THAT( answerOf( mapWith( clause ), "10.0.0.0/8" ), HasSubstr( "does not answer" ) ) << clause;
    // Nothing asks for it.
    EXPECT_EQ( answerOf( mapWith( "match rpki valid\n match metric 5" ), "10.0.0.0/8" ), "deny" );
