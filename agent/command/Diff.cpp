@@ -47,7 +47,7 @@ int diff( const DiffOptions & options, Console & console ) {
    const auto policies = livePoliciesOf( { &oldFiles, &newFiles }, console, options.json, options.assumptions, &target );
    const RouteEvaluator before = target.evaluator( *policies[ 0 ] ), after = target.evaluator( *policies[ 1 ] );
    DiffJob job( before, after, options.examples );
-   const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults }, job, console );
+   const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults, target.routes() }, job, console );
    console.write( options.json ? jsonText( job.differences.json( before, after ) ) + '\n'
                                : job.differences.text( before, after, console ) );
    console.flush();

@@ -111,7 +111,7 @@ int eval( const EvalOptions & options, Console & console ) {
    const auto policy = livePolicyOf( options.files, options.dialect, console, options.json, options.assumptions, &target );
    const RouteEvaluator evaluator = target.evaluator( *policy );
    EvalJob job( evaluator, options );
-   const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults }, job, console );
+   const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults, target.routes() }, job, console );
    if( options.summary )
       console.write( options.json ? summaryJson( evaluator, job.counts ) : summaryText( evaluator, job.counts, console ) );
    console.flush();

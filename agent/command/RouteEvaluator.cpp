@@ -32,8 +32,9 @@ bool sameRoute( const AgentResult & a, const AgentResult & b ) {
    return a.preference() == b.preference() && a.metric() == b.metric() && a.tag() == b.tag() && a.route == b.route;
 }
 
-RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap, Dialect dialect, const RouteMapText * filters )
-      : dialect_( dialect ), isOfFilters_( filters ), routeMap_( routeMap ) {
+RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap, Dialect dialect, const RouteMapText * filters,
+                                const std::optional<Ferule::IpGenAddr> & receiver )
+      : dialect_( dialect ), isOfFilters_( filters ), receiver_( receiver ), routeMap_( routeMap ) {
    if( filters ) {
       addFilters( *filters );
       addCallees( *routeMap_ );
@@ -86,7 +87,7 @@ bool RouteEvaluator::addSequence( const std::string & routeMap, const std::strin
 
 void RouteEvaluator::evaluate( const TableRoute & route, RouteAnswer & answer ) const {
    answer.sequences.clear();
-   answer.working.routeIs( route );
+   answer.working.routeIs( route, receiver() );
    MatchedRouteMapSequences matched;
    DecidingSequence deciding;
    answer.permitted = eval_.evalRouteMapMatchers( &answer.working.input(), routeMap_.get(), &matched, deciding );
@@ -115,7 +116,7 @@ void RouteEvaluator::permitted( const Sequences & matched, const TableRoute & ro
 }
 
 Ptr<const PolicyEvaluationLog> RouteEvaluator::logOf( const TableRoute & route, WorkingRoute & working ) const {
-   working.routeIs( route );
+   working.routeIs( route, receiver() );
    PolicyEval eval;
    eval.contextIs( Quoin::makeNode<PolicyEvalContext>() );
    eval.shouldLogEvalIs( true );

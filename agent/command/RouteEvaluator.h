@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -37,8 +38,9 @@ class RouteEvaluator {
    };
 
    /// `routeMap` is not null; it was compiled by the rules of `dialect`. `filters`: its text, if it is a route map of dialect/NeighborMap.h.
+   /// `receiver`: the neighbor that the routes are sent to, without a family if its address is unknown.
    explicit RouteEvaluator( const Quoin::Ptr<const Routing::Policy::RouteMapStatus> & routeMap, Dialect dialect = Dialect::native,
-                            const RouteMapText * filters = nullptr );
+                            const RouteMapText * filters = nullptr, const std::optional<Ferule::IpGenAddr> & receiver = {} );
 
    /// Cost: one evaluation; allocates nothing once `answer` has been used.
    void evaluate( const TableRoute & route, RouteAnswer & answer ) const;
@@ -48,6 +50,7 @@ class RouteEvaluator {
    const std::vector<Sequence> & sequences() const noexcept { return sequences_; }
 
  private:
+   const Ferule::IpGenAddr * receiver() const noexcept { return receiver_ ? &*receiver_ : nullptr; }
    using Sequences = Routing::Policy::MatchedRouteMapSequences;
    void addFilters( const RouteMapText & filters );
    void addSequences( const Routing::Policy::RouteMapStatus & routeMap );
@@ -59,6 +62,7 @@ class RouteEvaluator {
 
    Dialect dialect_;
    bool isOfFilters_;
+   std::optional<Ferule::IpGenAddr> receiver_;
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMap_;
    Routing::Policy::PolicyEval eval_;   // without a context: any thread may use it
    std::vector<Sequence> sequences_;

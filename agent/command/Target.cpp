@@ -96,7 +96,7 @@ void Target::addList( PolicyText & text ) const {
 
 RouteEvaluator Target::evaluator( const LivePolicy & policy ) const {
    const auto status = routeMapOf( policy, routeMap_ );
-   return RouteEvaluator( status, dialect_, isFilters() ? &policy.text().routeMaps.at( routeMap_ ) : nullptr );
+   return RouteEvaluator( status, dialect_, isFilters() ? &policy.text().routeMaps.at( routeMap_ ) : nullptr, routes().receiver() );
 }
 
 }   // namespace Agent

@@ -103,8 +103,8 @@ class Watch {
    // With a part of a table, the reported changes would be incomplete.
    void readTables() {
       KeepJob job;
-      if( !options_.tables.empty() && !runTables( { options_.tables, 1, options_.maxInput, options_.defaults }, job, console_ ).whole )
-         throw CommandError{ "watch needs the whole table" };
+      const TableRunOptions tables{ options_.tables, 1, options_.maxInput, options_.defaults, target_.routes() };
+      if( !options_.tables.empty() && !runTables( tables, job, console_ ).whole ) throw CommandError{ "watch needs the whole table" };
       routes_ = std::move( job.routes );
    }
 

@@ -199,11 +199,11 @@ TEST( FrrMatches, anExtendedCommunityTellsTheStateOfRpki ) {
    StepText step;
    step.tests.push_back( { optionOf( ValueOption::rpkiExtCommunity ), number( uint64_t( RpkiState::invalid ) ), {}, false, {} } );
    TableRoute route;
-   EXPECT_NE( failedTest( step, route ), nullptr );
+   EXPECT_NE( failedTest( step, AgentRoute( route ) ), nullptr );
    route.extCommunities = { ExtCommunity( 0x4300000000000001 ), ExtCommunity( 0x0002fc0000000002 ) };
-   EXPECT_NE( failedTest( step, route ), nullptr );
+   EXPECT_NE( failedTest( step, AgentRoute( route ) ), nullptr );
    route.extCommunities.push_back( ExtCommunity( 0x4300000000000002 ) );
-   EXPECT_EQ( failedTest( step, route ), nullptr );
+   EXPECT_EQ( failedTest( step, AgentRoute( route ) ), nullptr );
 }
 
 TEST( FrrMatches, aMatchSeesWhatWasSet ) {
