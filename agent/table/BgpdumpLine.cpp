@@ -131,7 +131,8 @@ LineResult parseBgpdumpLine( std::string_view line, TableRoute & route ) {
    }
    // A message that the router itself has sent does not tell the peer that announced the route.
    if( !field[ kPeer ].empty() && !isOfSent( field[ kRecord ] ) ) {
-      const auto peer = parseAddress( field[ kPeer ], reason );
+      const bool isNextHop = field[ kPeer ] == field[ kNextHop ];   // as in most tables
+      const auto peer = isNextHop ? route.nextHop : parseAddress( field[ kPeer ], reason );
       if( !peer ) return LineResult::broken( "peer: " + reason );
       route.peer = *peer;
    }
