@@ -402,6 +402,26 @@ TEST( Target, explainLeavesThemOut ) {
    EXPECT_TRUE( asked( in, "10.2.0.0/16", "192.0.2.1" ).out.starts_with( "10.2.0.0/16, peer 192.0.2.1: permitted\n" ) );
 }
 
+TEST( Target, explainTellsPeerAndStateAsJson ) {
+   const auto out = outputOf( kPeers, []( const std::string & file, Console & console ) {
+                       ExplainOptions options;
+                       options.files = { file };
+                       options.target.routeMap = "PEER";
+                       options.prefix = "10.0.0.0/8";
+                       options.fields = { { "peer", "2001:db8::1" }, { "rpki", "notfound" } };
+                       options.json = true;
+                       EXPECT_EQ( explain( options, console ), kExitOk );
+                       options.fields = { { "peer", "local" } };
+                       return explain( options, console );
+                    } ).out;
+   const auto first = nlohmann::json::parse( out.substr( 0, out.find( '\n' ) ) ),
+              second = nlohmann::json::parse( out.substr( out.find( '\n' ) ) );
+   EXPECT_EQ( first.at( "peer" ), "2001:db8::1" );
+   EXPECT_EQ( first.at( "rpki" ), "notfound" );
+   EXPECT_EQ( second.at( "peer" ), "0.0.0.0" );
+   EXPECT_FALSE( second.contains( "rpki" ) );
+}
+
 TEST( Target, diffLeavesThemOut ) {
    const PolicyFile other( std::string( kPeers ) + "route-map PEER deny 5\n" ), table( kRoutesOfPeers );
    const auto output = outputOf( kPeers, [ & ]( const std::string & file, Console & console ) {
