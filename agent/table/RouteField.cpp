@@ -1,7 +1,6 @@
 #include "table/RouteField.h"
 
 #include <algorithm>
-#include <limits>
 #include <span>
 #include <type_traits>
 
@@ -64,9 +63,8 @@ Fault setNumber( TableRoute & route, std::string_view value ) {
 }
 
 Fault setMetric( TableRoute & route, std::string_view value ) {
-   constexpr uint64_t kMax = Zeugma::MaybeU63::kAbsent - 1;
-   const auto metric = parseNumber( value, kMax );
-   if( !metric ) return notANumber( value, kMax );
+   const auto metric = parseNumber( value, kMax32 );
+   if( !metric ) return notANumber( value, kMax32 );
    route.metric = *metric;
    return {};
 }
@@ -130,7 +128,14 @@ Fault setExtCommunity( TableRoute & route, std::string_view value ) {
 
 // With one blank between words, as in a table dump, so that expressions match it.
 Fault setAsPath( TableRoute & route, std::string_view value ) {
+   constexpr std::string_view kDigits = "0123456789";
    if( value.find_first_not_of( "0123456789 \t{}()[]," ) != value.npos ) return quoted( value ) + ": not an AS path";
+   for( size_t begin = value.find_first_of( kDigits ); begin != value.npos; ) {
+      const size_t end = std::min( value.find_first_not_of( kDigits, begin ), value.size() );
+      const auto as = value.substr( begin, end - begin );
+      if( !parseNumber( as, kMax32 ) ) return "AS " + notANumber( as, kMax32 );
+      begin = value.find_first_of( kDigits, end );
+   }
    route.asPath.clear();
    for( const char c : value ) {
       const bool isBlank = isSpace( c );

@@ -24,8 +24,8 @@ TEST( RouteFieldTest, everyFieldSetsItsAttributeAlone ) {
    expected = {};
    expected.metric = 0;
    EXPECT_EQ( routeWith( "metric", "0" ), expected );
-   expected.metric = ( uint64_t( 1 ) << 63 ) - 1;
-   EXPECT_EQ( routeWith( "metric", "9223372036854775807" ), expected );
+   expected.metric = 4294967295;
+   EXPECT_EQ( routeWith( "metric", "4294967295" ), expected );
    expected = {};
    expected.protocol = SourceProtocol::fixed;
    EXPECT_EQ( routeWith( "protocol", "static" ), expected );
@@ -57,6 +57,7 @@ TEST( RouteFieldTest, everyFieldSetsItsAttributeAlone ) {
    expected.asPath = "64500 64501 {64502,64503} (65000) [65001,65002]";
    EXPECT_EQ( routeWith( "as-path", "  64500 64501\t {64502,64503} (65000) [65001,65002] " ), expected );
    EXPECT_EQ( routeWith( "as-path", "" ), TableRoute() );
+   EXPECT_EQ( routeWith( "as-path", "(0 4294967295)" ).asPath, "(0 4294967295)" );
    expected = {};
    expected.origin = Origin::incomplete;
    EXPECT_EQ( routeWith( "origin", "incomplete" ), expected );
@@ -76,7 +77,7 @@ TEST( RouteFieldTest, defaultsFillWhatARouteLacks ) {
         { "metric=5", "community=1:1,1:2", "peer=192.0.2.1", "as-path=64500 64501", "rpki=valid", "rpki=invalid" } )
       ASSERT_EQ( defaults.add( attribute ), std::nullopt ) << attribute;
    EXPECT_EQ( defaults.add( "metric" ), "expected NAME=VALUE, found \"metric\"" );
-   EXPECT_EQ( defaults.add( "metric=x" ), "metric: \"x\": not a number from 0 to 9223372036854775807" );
+   EXPECT_EQ( defaults.add( "metric=x" ), "metric: \"x\": not a number from 0 to 4294967295" );
    TableRoute route;
    route.metric = 0;
    route.communities = { 7 };
@@ -119,8 +120,8 @@ TEST( RouteFieldTest, wrongValueTellsTheReasonAndChangesNothing ) {
       { "next-hop", "10.0.0.0/8", "next-hop: address \"10.0.0.0/8\": not an address" },
       { "tag", "4294967296", "tag: \"4294967296\": not a number from 0 to 4294967295" },
       { "tag", "-1", "tag: \"-1\": not a number from 0 to 4294967295" },
-      { "metric", "9223372036854775808", "metric: \"9223372036854775808\": not a number from 0 to 9223372036854775807" },
-      { "metric", "", "metric: \"\": not a number from 0 to 9223372036854775807" },
+      { "metric", "4294967296", "metric: \"4294967296\": not a number from 0 to 4294967295" },
+      { "metric", "", "metric: \"\": not a number from 0 to 4294967295" },
       { "protocol", "egp", "protocol: \"egp\"" + protocols },
       { "protocol", "", "protocol: \"\"" + protocols },
       { "interface", "", "interface: \"\": not the name of an interface" },
@@ -134,6 +135,8 @@ TEST( RouteFieldTest, wrongValueTellsTheReasonAndChangesNothing ) {
       { "large-community", "1:2:3,1:2", "large-community: \"1:2\": not a large community, such as 64500:1:2" },
       { "extcommunity", "rt:1", "extcommunity: \"rt:1\": not an extended community, such as rt:64500:1" },
       { "origin", "bgp", "origin: \"bgp\": expected one of igp, egp, incomplete" },
+      { "as-path", "64500 {1,4294967296}", "as-path: AS \"4294967296\": not a number from 0 to 4294967295" },
+      { "as-path", "99999999999999999999 1", "as-path: AS \"99999999999999999999\": not a number from 0 to 4294967295" },
       { "as-path", "64500 AS64501", "as-path: \"64500 AS64501\": not an AS path" },
       { "as-path", "64500\n"sv, "as-path: \"64500\\x0a\": not an AS path" },
       { "weight", "5", "\"weight\"" + noName },
