@@ -1132,6 +1132,20 @@ TEST( Program, watchFollowsItsFileAndTellsWhatChanges ) {
    EXPECT_EQ( output.err, "" );
 }
 
+TEST( Program, watchTakesTheRoutesOfANeighbor ) {
+   const Folder folder;
+   folder.write( "edge.conf",
+                 "router bgp 1\n neighbor 192.0.2.1 remote-as 2\n neighbor 192.0.2.1 route-map IN in\nroute-map IN permit 10\n" );
+   folder.write( "table.txt", "10.0.0.0/8 peer 192.0.2.1\n10.1.0.0/16 peer 192.0.2.2\n10.2.0.0/16\n" );
+   Program watch( folder.call( { { "watch", "DIR/edge.conf", "--neighbor", "192.0.2.1", "in", "-i", "DIR/table.txt" } } ) );
+   watch.waitForOut( "published IN\n" );
+   folder.write( "edge.conf",
+                 "router bgp 1\n neighbor 192.0.2.1 remote-as 2\n neighbor 192.0.2.1 route-map IN in\nroute-map IN deny 10\n" );
+   watch.waitForOut( "2 of 2 routes change\n" );
+   watch.signal( SIGTERM );
+   EXPECT_THAT( watch.finish().err, HasSubstr( "table.txt: 1 route of other peers left out\n" ) );
+}
+
 TEST( Program, watchKeepsTheLastGoodPolicyBehindABrokenFile ) {
    const Folder folder;
    FollowedFile file( folder );
