@@ -41,6 +41,7 @@ class DiffJob final : public RouteJob {
 }   // namespace
 
 int diff( const DiffOptions & options, Console & console ) {
+   expectEffect( options.dialect, options.assumptions, options.defaults );
    const Target target( options.target, options.dialect );
    const LineLoader oldFiles = loadFiles( options.oldFiles, options.dialect, console );
    const LineLoader newFiles = loadFiles( options.newFiles, options.dialect, console );

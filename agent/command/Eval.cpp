@@ -107,6 +107,7 @@ std::string timingText( const TableRunSummary & run ) {
 }   // namespace
 
 int eval( const EvalOptions & options, Console & console ) {
+   expectEffect( options.dialect, options.assumptions, options.defaults );
    const Target target( options.target, options.dialect );
    const auto policy = livePolicyOf( options.files, options.dialect, console, options.json, options.assumptions, &target );
    const RouteEvaluator evaluator = target.evaluator( *policy );

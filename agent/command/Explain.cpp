@@ -149,6 +149,7 @@ TableRoute routeOf( const ExplainOptions & options ) {
 }   // namespace
 
 int explain( const ExplainOptions & options, Console & console ) {
+   expectEffect( options.dialect, options.assumptions, options.defaults );
    const TableRoute route = routeOf( options );
    const Target target( options.target, options.dialect );
    const auto live = livePolicyOf( options.files, options.dialect, console, options.json, options.assumptions, &target );

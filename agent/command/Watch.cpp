@@ -60,6 +60,7 @@ class Watch {
            console_( console ),
            target_( options.target, options.dialect, false ),
            policy_( options.dialect, options.assumptions ) {
+      expectEffect( options.dialect, options.assumptions, options.defaults );
       if( std::find( options.files.begin(), options.files.end(), "-" ) != options.files.end() )
          throw CommandError{ "watch follows files and cannot follow standard input" };
       if( !options.tables.empty() && target_.empty() )
@@ -68,6 +69,7 @@ class Watch {
       const LineLoader loader = loadFiles( options.files, options.dialect, console );
       if( !reportErrors( loader, console, options.json ) ) throw CommandError{ "watch needs a policy without errors to start with" };
       mentionSkippedLines( loader.text(), console );
+      mentionUnused( options.assumptions, { &loader }, console );
       loaded_ = policy_.apply( target_.in( loader.text() ) );
       requireRouteMap();
       readTables();

@@ -259,6 +259,10 @@ std::optional<std::string> RouteDefaults::add( std::string_view attribute ) {
    return fault;
 }
 
+bool RouteDefaults::has( std::string_view name ) const {
+   return std::ranges::find( fills_, fieldOf( name )->fill ) != fills_.end();
+}
+
 void RouteDefaults::fill( TableRoute & route ) const {
    for( const auto fillOne : fills_ ) fillOne( route, values_ );
 }

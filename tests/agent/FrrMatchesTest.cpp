@@ -260,6 +260,62 @@ TEST( FrrMatches, anAssumptionThatFitsNoClauseIsAnError ) {
       EXPECT_THAT( assumptions.add( wrong ).value_or( "" ), HasSubstr( "no clause that can be assumed begins with it" ) ) << wrong;
 }
 
+// Nothing would say that such an assumption answers no clause.
+TEST( FrrMatches, anAssumptionHasWordsThatAClauseCanHave ) {
+   const struct {
+      const char * assumption;
+      const char * wrong;
+   } rows[] = {
+      { "rpki vaild=match", "\"rpki vaild\": expected \"valid\", \"notfound\" or \"invalid\", found \"vaild\"" },
+      { "match rpki vaild=match", "\"rpki vaild\"" },
+      { "rpki valid now=match", "\"rpki valid now\"" },
+      { "origin ibgp=match", "\"origin ibgp\"" },
+      { "probability 101=match", "\"probability 101\"" },
+      { "evpn vni x=match", "\"evpn vni x\"" },
+      { "evpn default-route x=match", "\"evpn default-route x\"" },
+      { "source-vrf RED BLUE=match", "\"source-vrf RED BLUE\"" },
+      { "peer 192.0.2.1 192.0.2.2=match", "\"peer 192.0.2.1 192.0.2.2\"" },
+      { "rpki valid\n match rpki invalid=match", "\"rpki valid\\x0a match rpki invalid\"" },
+   };
+   for( const auto & row : rows ) {
+      Assumptions assumptions;
+      EXPECT_THAT( assumptions.add( row.assumption ).value_or( "" ), testing::StartsWith( row.wrong ) ) << row.assumption;
+      EXPECT_TRUE( assumptions.empty() ) << row.assumption;
+   }
+   // Each clause that a policy can have, in any spelling that the policy can have; and its first words.
+   for( const char * assumption : { "rpki=match",
+                                    "rpki valid=match",
+                                    "origin igp=match",
+                                    "probability 50=match",
+                                    "ip=match",
+                                    "evpn=match",
+                                    "evpn route-type=match",
+                                    "evpn route-type 2=match",
+                                    "evpn vni 100=match",
+                                    "evpn rd 192.0.2.1:7=match",
+                                    "evpn default-route=match",
+                                    "peer local=match",
+                                    "src-peer eth0=match",
+                                    "ip route-source A=match",
+                                    "ip route-source prefix-list=match",
+                                    "ip route-source prefix-list P=match",
+                                    "mac address M=match",
+                                    "ip multicast-group prefix-list GROUPS=match",
+                                    "script S=match",
+                                    "alias A=match" } )
+      EXPECT_EQ( Assumptions().add( assumption ), std::nullopt ) << assumption;
+   EXPECT_EQ( answerOf( mapWith( "match peer 2001:db8::1" ), "10.0.0.0/8", assuming( { "peer 2001:DB8:0::1=match" } ) ), "permit" );
+   EXPECT_EQ( answerOf( mapWith( "match rpki valid" ), "10.0.0.0/8", assuming( { "rpki   valid=match" } ) ), "permit" );
+}
+
+TEST( FrrMatches, assumptionsThatNoClauseUses ) {
+   const auto loader = loaded( mapWith( "match rpki valid\n match evpn vni 1" ) );
+   const auto unused = [ & ]( std::initializer_list<const char *> all ) { return assuming( all ).unusedIn( loader.text() ); };
+   EXPECT_EQ( unused( { "rpki=match", "rpki valid=match", "evpn=match", "evpn vni 1=match" } ), std::vector<std::string>() );
+   EXPECT_EQ( unused( { "rpki=match", "rpki invalid=match", "evpn vni 2=match", "peer=match" } ),
+              ( std::vector<std::string>{ "evpn vni 2", "peer", "rpki invalid" } ) );
+}
+
 TEST( FrrMatches, aMapThatIsNotAskedMayLackAnswers ) {
    const std::string lines = mapWith( "match metric 0" ) + "route-map OTHER permit 10\n match rpki valid\n";
    EXPECT_EQ( answerOf( lines, "10.0.0.0/8" ), "permit" );

@@ -76,6 +76,8 @@ TEST( RouteFieldTest, defaultsFillWhatARouteLacks ) {
    for( const char * attribute :
         { "metric=5", "community=1:1,1:2", "peer=192.0.2.1", "as-path=64500 64501", "rpki=valid", "rpki=invalid" } )
       ASSERT_EQ( defaults.add( attribute ), std::nullopt ) << attribute;
+   EXPECT_TRUE( defaults.has( "rpki" ) && defaults.has( "as-path" ) );
+   EXPECT_FALSE( defaults.has( "tag" ) );
    EXPECT_EQ( defaults.add( "metric" ), "expected NAME=VALUE, found \"metric\"" );
    EXPECT_EQ( defaults.add( "metric=x" ), "metric: \"x\": not a number from 0 to 4294967295" );
    TableRoute route;
