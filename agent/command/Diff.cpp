@@ -41,13 +41,14 @@ class DiffJob final : public RouteJob {
 }   // namespace
 
 int diff( const DiffOptions & options, Console & console ) {
+   expectEffect( options.dialect, options.assumptions, options.defaults );
    const Target target( options.target, options.dialect );
    const LineLoader oldFiles = loadFiles( options.oldFiles, options.dialect, options.lenient, console );
    const LineLoader newFiles = loadFiles( options.newFiles, options.dialect, options.lenient, console );
    const auto policies = livePoliciesOf( { &oldFiles, &newFiles }, console, options.json, options.assumptions, &target );
    const RouteEvaluator before = target.evaluator( *policies[ 0 ] ), after = target.evaluator( *policies[ 1 ] );
    DiffJob job( before, after, options.examples );
-   const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults }, job, console );
+   const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults, target.routes() }, job, console );
    console.write( options.json ? jsonText( job.differences.json( before, after ) ) + '\n'
                                : job.differences.text( before, after, console ) );
    console.flush();

@@ -109,12 +109,13 @@ std::string timingText( const TableRunSummary & run ) {
 }   // namespace
 
 int eval( const EvalOptions & options, Console & console ) {
+   expectEffect( options.dialect, options.assumptions, options.defaults );
    const Target target( options.target, options.dialect );
    const LineLoader loader = loadFiles( options.files, options.dialect, options.lenient, console );
    const auto policy = livePolicyOf( loader, console, options.json, options.assumptions, &target );
    const RouteEvaluator evaluator = target.evaluator( *policy );
    EvalJob job( evaluator, options );
-   const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults }, job, console );
+   const auto run = runTables( { options.tables, options.threads, options.maxInput, options.defaults, target.routes() }, job, console );
    if( options.summary )
       console.write( options.json ? summaryJson( evaluator, job.counts ) : summaryText( evaluator, job.counts, console ) );
    console.flush();

@@ -150,28 +150,34 @@ TableRoute routeOf( const ExplainOptions & options ) {
 }   // namespace
 
 int explain( const ExplainOptions & options, Console & console ) {
+   expectEffect( options.dialect, options.assumptions, options.defaults );
    const TableRoute route = routeOf( options );
    const Target target( options.target, options.dialect );
    const LineLoader loader = loadFiles( options.files, options.dialect, options.lenient, console );
    const auto live = livePolicyOf( loader, console, options.json, options.assumptions, &target );
    const Explainer explainer( *live, target, options, console );
+   const TableRunOptions tables{ options.tables, 1, options.maxInput, options.defaults, target.routes() };
    if( options.tables.empty() ) {
+      if( !tables.neighbor.has( route ) ) throw CommandError{ tables.neighbor.whyNot( route ) };
       console.write( explainer.answerTo( route ) );
       console.flush();
       return kExitOk;
    }
    if( options.prefix.find( '/' ) == options.prefix.npos ) {
       MatchJob job( route.prefix.ipGenAddr() );
-      const auto run = runTables( { options.tables, 1, options.maxInput, options.defaults }, job, console );
+      const auto run = runTables( tables, job, console );
       for( const auto & found : job.match.routes ) console.write( explainer.answerTo( found ) );
       console.flush();
-      if( job.match.routes.empty() ) throw CommandError{ fmt::format( "no route of the table contains {}", options.prefix ) };
+      if( job.match.routes.empty() )
+         throw CommandError{ fmt::format( "no {}route of the table contains {}", run.leftOut ? "remaining " : "", options.prefix ) };
       return run.whole ? kExitOk : kExitError;
    }
    ExplainJob job( explainer, route.prefix );
-   const auto run = runTables( { options.tables, 1, options.maxInput, options.defaults }, job, console );
+   const auto run = runTables( tables, job, console );
    console.flush();
-   if( !job.found ) throw CommandError{ fmt::format( "{} is not in the table", route.prefix.toStrep().view() ) };
+   if( !job.found )
+      throw CommandError{ fmt::format( "{} is not {}", route.prefix.toStrep().view(),
+                                       run.leftOut ? "among the remaining routes of the table" : "in the table" ) };
    return run.whole ? kExitOk : kExitError;
 }
 

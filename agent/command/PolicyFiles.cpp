@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -168,11 +169,37 @@ void mentionUnreadLines( const PolicyText & text, Console & console ) {
                                  quantity( static_cast<uint64_t>( count ), "line" ), count == 1 ? "it looks" : "they look" ) );
 }
 
+void expectEffect( Dialect dialect, const Assumptions & assumptions, const RouteDefaults & defaults ) {
+   if( dialect != Dialect::native ) return;
+   constexpr char kCannot[] = "cannot be used with --dialect native";
+   if( !assumptions.empty() ) throw CommandError{ fmt::format( "--assume {}: each route answers all of its clauses", kCannot ) };
+   if( assumptions.namesDaemon() )
+      throw CommandError{ fmt::format( "--daemon {}: only the dialect of FRR depends on the daemon", kCannot ) };
+   for( const char * name : { "peer", "rpki" } )
+      if( defaults.has( name ) )
+         throw CommandError{ fmt::format( "--set-attribute {} {}: only clauses of FRR test this attribute", name, kCannot ) };
+}
+
+void mentionUnused( const Assumptions & assumptions, std::initializer_list<const LineLoader *> loaders, Console & console ) {
+   std::set<std::string> unused;
+   bool isFirst = true;
+   for( const auto * loader : loaders ) {
+      const auto here = assumptions.unusedIn( loader->text() );
+      if( std::exchange( isFirst, false ) )
+         unused.insert( here.begin(), here.end() );
+      else
+         std::erase_if( unused, [ & ]( const std::string & words ) { return std::ranges::find( here, words ) == here.end(); } );
+   }
+   for( const auto & words : unused )
+      console.message( fmt::format( "--assume {}: no route map of the policy has such a clause", inQuotes( words ) ) );
+}
+
 std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json,
                                                          const Assumptions & assumptions, const Target * target ) {
    size_t errors = 0;
    for( const auto * loader : loaders ) errors += loader->errors().size();
    if( !reportErrors( loaders, console, json ) ) throw CommandError{ quantity( errors, "error" ) + ", nothing was applied" };
+   mentionUnused( assumptions, loaders, console );
    std::vector<std::unique_ptr<LivePolicy>> policies;
    for( const auto * loader : loaders ) {
       mentionUnreadLines( loader->text(), console );

@@ -11,6 +11,7 @@
 #include "command/Console.h"
 #include "live/LivePolicy.h"
 #include "table/Input.h"
+#include "table/RouteField.h"
 #include "text/LineLoader.h"
 
 namespace Agent {
@@ -45,8 +46,13 @@ inline bool reportErrors( const LineLoader & loader, Console & console, bool jso
 /// as findings.
 void mentionUnreadLines( const PolicyText & text, Console & console );
 
+/// Errors: CommandError if one of the options --assume, --daemon and --set-attribute has no effect in the dialect.
+void expectEffect( Dialect dialect, const Assumptions & assumptions, const RouteDefaults & defaults );
+/// Prints a message for each assumption that answers no clause of the texts.
+void mentionUnused( const Assumptions & assumptions, std::initializer_list<const LineLoader *> loaders, Console & console );
+
 /// Compiles each of the loaded texts, in the order given, with the route map of the target. Errors: CommandError after the messages of
-/// reportErrors(), if any text has errors; as Target::in().
+/// reportErrors(), if any text has errors; as Target::in(). Messages as mentionUnused().
 std::vector<std::unique_ptr<LivePolicy>> livePoliciesOf( std::initializer_list<const LineLoader *> loaders, Console & console, bool json,
                                                          const Assumptions & assumptions = {}, const Target * target = nullptr );
 /// The same for one text.

@@ -34,11 +34,14 @@ bool sameRoute( const AgentResult & a, const AgentResult & b ) {
    return a.preference() == b.preference() && a.metric() == b.metric() && a.tag() == b.tag() && a.route == b.route;
 }
 
-RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap, Dialect dialect, const RouteMapText * filters,
-                                std::vector<std::string> leftOut )
-      : dialect_( dialect ), isOfFilters_( filters ), routeMap_( routeMap ), leftOut_( std::move( leftOut ) ) {
-   if( filters ) {
-      addFilters( *filters );
+RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap, Dialect dialect, EvaluatorContext context )
+      : dialect_( dialect ),
+        isOfFilters_( context.filters ),
+        receiver_( context.receiver ),
+        leftOut_( std::move( context.leftOut ) ),
+        routeMap_( routeMap ) {
+   if( context.filters ) {
+      addFilters( *context.filters );
       addCallees( *routeMap_ );
    } else {
       addSequences( *routeMap_ );
@@ -89,7 +92,7 @@ bool RouteEvaluator::addSequence( const std::string & routeMap, const std::strin
 
 void RouteEvaluator::evaluate( const TableRoute & route, RouteAnswer & answer ) const {
    answer.sequences.clear();
-   answer.working.routeIs( route );
+   answer.working.routeIs( route, receiver() );
    MatchedRouteMapSequences matched;
    DecidingSequence deciding;
    answer.permitted = eval_.evalRouteMapMatchers( &answer.working.input(), routeMap_.get(), &matched, deciding );
@@ -118,7 +121,7 @@ void RouteEvaluator::permitted( const Sequences & matched, const TableRoute & ro
 }
 
 Ptr<const PolicyEvaluationLog> RouteEvaluator::logOf( const TableRoute & route, WorkingRoute & working ) const {
-   working.routeIs( route );
+   working.routeIs( route, receiver() );
    PolicyEval eval;
    eval.contextIs( Quoin::makeNode<PolicyEvalContext>() );
    eval.shouldLogEvalIs( true );

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -25,6 +26,13 @@ struct RouteAnswer {
 /// Whether two answers leave a route with the same attributes, of those that policy can change.
 bool sameRoute( const AgentResult & a, const AgentResult & b );
 
+/// What a route map is evaluated for.
+struct EvaluatorContext {
+   const RouteMapText * filters = nullptr;        // the text of the route map, if it is one of dialect/NeighborMap.h; read at construction
+   std::optional<Ferule::IpGenAddr> receiver{};   // the neighbor that the routes are sent to, without a family if its address is unknown
+   std::vector<std::string> leftOut{};            // the places of the left-out lines on which the answers may depend
+};
+
 /// Evaluates one compiled route map for routes. Threading: any number of threads may evaluate at once, each into its own answer.
 class RouteEvaluator {
  public:
@@ -36,10 +44,8 @@ class RouteEvaluator {
       friend bool operator==( const Sequence &, const Sequence & ) = default;
    };
 
-   /// `routeMap` is not null; it was compiled by the rules of `dialect`. `filters`: its text, if it is a route map of dialect/NeighborMap.h.
-   /// `leftOut`: the places of the lines that a lenient loader left out and on which the answers may depend.
-   RouteEvaluator( const Quoin::Ptr<const Routing::Policy::RouteMapStatus> & routeMap, Dialect dialect,
-                   const RouteMapText * filters = nullptr, std::vector<std::string> leftOut = {} );
+   /// `routeMap` is not null; it was compiled by the rules of `dialect`.
+   RouteEvaluator( const Quoin::Ptr<const Routing::Policy::RouteMapStatus> & routeMap, Dialect dialect, EvaluatorContext context = {} );
 
    /// Cost: one evaluation; allocates nothing once `answer` has been used.
    void evaluate( const TableRoute & route, RouteAnswer & answer ) const;
@@ -50,6 +56,7 @@ class RouteEvaluator {
    const std::vector<std::string> & leftOut() const noexcept { return leftOut_; }
 
  private:
+   const Ferule::IpGenAddr * receiver() const noexcept { return receiver_ ? &*receiver_ : nullptr; }
    using Sequences = Routing::Policy::MatchedRouteMapSequences;
    void addFilters( const RouteMapText & filters );
    void addSequences( const Routing::Policy::RouteMapStatus & routeMap );
@@ -61,9 +68,10 @@ class RouteEvaluator {
 
    Dialect dialect_;
    bool isOfFilters_;
+   std::optional<Ferule::IpGenAddr> receiver_;
+   std::vector<std::string> leftOut_;
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMap_;
    Routing::Policy::PolicyEval eval_;   // without a context: any thread may use it
-   std::vector<std::string> leftOut_;
    std::vector<Sequence> sequences_;
    std::unordered_map<const Routing::Policy::RouteMapSeqStatus *, uint32_t> indexOf_;   // of sequences_; not of the end of a route map
    std::unordered_map<const StepText *, uint32_t> indexOfStep_;

@@ -243,6 +243,8 @@ void appendJsonAttributes( std::string & to, const TableRoute & route ) {
    if( route.origin ) add( "origin", jsonString( nameOf( *route.origin ) ) );
    if( !route.largeCommunities.empty() ) add( "largeCommunities", jsonList( wordsOf( route.largeCommunities ) ) );
    if( !route.extCommunities.empty() ) add( "extCommunities", jsonList( wordsOf( route.extCommunities ) ) );
+   if( route.peer.af() != Ferule::AddressFamily{} ) add( "peer", jsonString( addressText( route.peer ) ) );
+   if( route.rpki ) add( "rpki", jsonString( nameOf( *route.rpki ) ) );
    if( route.ospfInstance ) add( "ospfInstance", std::to_string( route.ospfInstance ) );
    if( route.isisInstance ) add( "isisInstance", std::to_string( route.isisInstance ) );
    if( !route.asPath.empty() ) add( "asPath", jsonString( route.asPath ) );

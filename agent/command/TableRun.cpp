@@ -9,6 +9,7 @@
 #include <exception>
 #include <mutex>
 #include <new>
+#include <set>
 #include <system_error>
 #include <thread>
 
@@ -115,17 +116,24 @@ class Workers {
 class Run final : public TableHandler {
  public:
    Run( RouteJob & job, const TableRunOptions & options, Console & console )
-         : job_( job ), defaults_( options.defaults ), console_( console ), workers_( job, options.threads ) {}
+         : job_( job ),
+           defaults_( options.defaults ),
+           neighbor_( options.neighbor ),
+           console_( console ),
+           workers_( job, options.threads ) {}
 
    void tableIs( const std::string & name ) {
       name_ = name;
-      broken_ = 0;
+      broken_ = leftOut_ = 0;
+      otherPeers_.clear();
    }
    void handleRoute( const TableRoute & route ) override {
       Batch & batch = filling();
-      TableRoute & kept = batch.routes[ batch.count++ ];
+      TableRoute & kept = batch.routes[ batch.count ];
       kept = route;
       defaults_.fill( kept );
+      if( !neighbor_.has( kept ) ) return leaveOut( kept );
+      ++batch.count;
       ++summary.routes;
       if( batch.count == kBatch ) evaluateFilling();
    }
@@ -135,6 +143,8 @@ class Run final : public TableHandler {
    }
    void finishTable( const TableSummary & table ) {
       if( broken_ > kBrokenShown ) console_.message( fmt::format( "{}: and {} more", name_, broken_ - kBrokenShown ) );
+      summary.leftOut += leftOut_;
+      if( leftOut_ != 0 ) console_.message( fmt::format( "{}: {}", name_, neighbor_.textOf( leftOut_, table.routes, otherPeers_ ) ) );
       if( !table.remark.empty() ) console_.message( fmt::format( "{}: {}", name_, table.remark ) );
       if( table.isNoTable ) {
          console_.message( fmt::format( "{}: no route could be read: {}", name_, table.fault ) );
@@ -149,7 +159,7 @@ class Run final : public TableHandler {
       }
    }
    void finish() {
-      if( filling_ ) evaluateFilling();
+      if( filling_ && filling_->count != 0 ) evaluateFilling();
       while( !inProgress_.empty() ) takeFirst();
    }
 
@@ -157,6 +167,10 @@ class Run final : public TableHandler {
    double secondsElsewhere = 0;   // time of this thread that was not spent on reading
 
  private:
+   void leaveOut( const TableRoute & route ) {
+      if( ++leftOut_ % kBatch == 0 ) showProgress();
+      otherPeers_.insert( route.peer );
+   }
    Batch & filling() {
       if( filling_ ) return *filling_;
       if( idle_.empty() ) {
@@ -174,7 +188,10 @@ class Run final : public TableHandler {
       workers_.evaluate( *inProgress_.back() );
       while( inProgress_.size() > kBatchesAThread * workers_.count() ) takeFirst();
       secondsElsewhere += seconds() - begun;
-      console_.progress( fmt::format( "{}: {}", name_, quantity( summary.routes, "route" ) ) );
+      showProgress();
+   }
+   void showProgress() {
+      console_.progress( fmt::format( "{}: {}", name_, quantity( summary.routes + summary.leftOut + leftOut_, "route" ) ) );
    }
    void takeFirst() {
       auto batch = std::move( inProgress_.front() );
@@ -190,9 +207,12 @@ class Run final : public TableHandler {
 
    RouteJob & job_;
    const RouteDefaults & defaults_;
+   const NeighborRoutes & neighbor_;
    Console & console_;
    std::string name_;
    uint64_t broken_ = 0;
+   uint64_t leftOut_ = 0;   // of the table
+   std::set<Ferule::IpGenAddr> otherPeers_;
    std::unique_ptr<Batch> filling_;
    std::deque<std::unique_ptr<Batch>> inProgress_;
    std::vector<std::unique_ptr<Batch>> idle_;

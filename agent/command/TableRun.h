@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "command/Console.h"
+#include "command/NeighborRoutes.h"
 #include "table/Input.h"
 #include "table/RouteField.h"
 #include "table/TableRoute.h"
@@ -19,6 +20,7 @@ struct TableRunOptions {
    unsigned threads = 1;
    uint64_t maxInput = Input::kTableLimit;   // of each file once unpacked. Bytes
    RouteDefaults defaults{};                 // for the routes that lack them
+   NeighborRoutes neighbor{};                // the other routes are left out
 };
 
 /// The result of one batch of routes: text for standard output; a derived class adds the values to sum.
@@ -40,14 +42,16 @@ class RouteJob {
 };
 
 struct TableRunSummary {
-   uint64_t routes = 0;
+   uint64_t routes = 0;   // without those left out
+   uint64_t leftOut = 0;
    bool whole = true;           // every table was read to its end, and of each something was read
    double seconds = 0;          // total
    double secondsReading = 0;   // of the reading thread, without waiting for others
    double secondsPolicy = 0;    // spent in evaluate(), summed over the threads
 };
 
-/// Reads the tables one after the other. Prints messages for broken lines, for a table that ends early, and for a table without routes.
+/// Reads the tables one after the other. Prints messages for broken lines, for a table that ends early, for a table without routes, and
+/// for routes that are left out.
 /// The output, and the results that take() receives, do not depend on the number of threads.
 /// Errors: CommandError for a table that cannot be opened.
 TableRunSummary runTables( const TableRunOptions & options, RouteJob & job, Console & console );

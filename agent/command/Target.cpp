@@ -98,8 +98,10 @@ void Target::addList( PolicyText & text ) const {
 RouteEvaluator Target::evaluator( const LivePolicy & policy ) const {
    const auto status = routeMapOf( policy, routeMap_ );
    const PolicyText & text = policy.text();
-   return RouteEvaluator( status, dialect_, isFilters() ? &text.routeMaps.at( routeMap_ ) : nullptr,
-                          placesOf( text, leftOutOf( text, routeMap_ ) ) );
+   return RouteEvaluator( status, dialect_,
+                          { .filters = isFilters() ? &text.routeMaps.at( routeMap_ ) : nullptr,
+                            .receiver = routes().receiver(),
+                            .leftOut = placesOf( text, leftOutOf( text, routeMap_ ) ) } );
 }
 
 }   // namespace Agent

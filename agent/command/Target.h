@@ -4,6 +4,7 @@
 #include <string>
 
 #include "command/Commands.h"
+#include "command/NeighborRoutes.h"
 #include "command/RouteEvaluator.h"
 #include "live/LivePolicy.h"
 
@@ -20,6 +21,8 @@ class Target {
    bool empty() const noexcept { return routeMap_.empty(); }
    /// The name of the route map.
    const std::string & routeMap() const noexcept { return routeMap_; }
+   /// The routes that are asked about; without a neighbor, all.
+   NeighborRoutes routes() const { return neighbor_.empty() ? NeighborRoutes() : NeighborRoutes( neighbor_, direction_ ); }
    /// The text with this route map. Errors: CommandError if the neighbor or the list does not exist.
    PolicyText in( PolicyText text ) const;
    /// `policy` has a text from in(). Errors: as routeMapOf().

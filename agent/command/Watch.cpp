@@ -60,6 +60,7 @@ class Watch {
            console_( console ),
            target_( options.target, options.dialect, false ),
            policy_( options.dialect, options.assumptions ) {
+      expectEffect( options.dialect, options.assumptions, options.defaults );
       if( std::find( options.files.begin(), options.files.end(), "-" ) != options.files.end() )
          throw CommandError{ "watch follows files and cannot follow standard input" };
       if( !options.tables.empty() && target_.empty() )
@@ -68,6 +69,7 @@ class Watch {
       const LineLoader loader = loadFiles( options.files, options.dialect, options.lenient, console );
       if( !reportErrors( loader, console, options.json ) ) throw CommandError{ "watch needs a policy without errors to start with" };
       mentionUnreadLines( loader.text(), console );
+      mentionUnused( options.assumptions, { &loader }, console );
       loaded_ = policy_.apply( target_.in( loader.text() ) );
       requireRouteMap();
       readTables();
@@ -103,8 +105,8 @@ class Watch {
    // With a part of a table, the reported changes would be incomplete.
    void readTables() {
       KeepJob job;
-      if( !options_.tables.empty() && !runTables( { options_.tables, 1, options_.maxInput, options_.defaults }, job, console_ ).whole )
-         throw CommandError{ "watch needs the whole table" };
+      const TableRunOptions tables{ options_.tables, 1, options_.maxInput, options_.defaults, target_.routes() };
+      if( !options_.tables.empty() && !runTables( tables, job, console_ ).whole ) throw CommandError{ "watch needs the whole table" };
       routes_ = std::move( job.routes );
    }
 

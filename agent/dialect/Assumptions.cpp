@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "text/LineLoader.h"
 #include "text/MatchForms.h"
 #include "text/Printable.h"
 #include "text/TextWriter.h"
@@ -19,6 +20,20 @@ constexpr std::string_view kMatch = "match ";
 // Whether a text begins with these words.
 bool beginsWith( std::string_view text, std::string_view words ) {
    return text.starts_with( words ) && ( text.size() == words.size() || text[ words.size() ] == ' ' );
+}
+
+// Sets the words of a whole clause as writeMatch() writes them. Returns what is wrong with them.
+std::optional<std::string> normalize( std::string & words ) {
+   const auto isNoClause = [ & ] { return fmt::format( "{}: not a match clause", inQuotes( words ) ); };
+   if( words.find( '\n' ) != words.npos ) return isNoClause();
+   LineLoader loader( Dialect::frr );
+   loader.load( "", fmt::format( "route-map ASSUMED permit 1\n{}{}\n", kMatch, words ) );
+   if( !loader.errors().empty() ) return fmt::format( "{}: {}", inQuotes( words ), loader.errors().front().reason );
+   const auto & clauses = loader.text().routeMaps.at( "ASSUMED" ).sequences.at( 1 ).match;
+   if( clauses.size() != 1 ) return isNoClause();
+   const auto & [ option, clause ] = *clauses.begin();
+   words = writeMatch( option, clause ).substr( kMatch.size() );
+   return std::nullopt;
 }
 
 std::string clausesToAssume() {
@@ -42,8 +57,27 @@ std::optional<std::string> Assumptions::add( std::string_view assumption ) {
    } );
    if( words.empty() || !isKnown )
       return fmt::format( "{}: no clause that can be assumed begins with it; these can: {}", inQuotes( words ), clausesToAssume() );
-   byWords_.insert_or_assign( std::string( words ), answer == "match" );
+   const bool isBeginning =
+      std::ranges::any_of( matchForms(), [ & ]( const MatchForm & form ) { return form.field && beginsWith( form.words, words ); } );
+   std::string normal( words );
+   if( !isBeginning )
+      if( auto wrong = normalize( normal ) ) return wrong;
+   byWords_.insert_or_assign( std::move( normal ), answer == "match" );
    return std::nullopt;
+}
+
+std::vector<std::string> Assumptions::unusedIn( const PolicyText & text ) const {
+   std::vector<std::string> unused;
+   for( const auto & [ words, matches ] : byWords_ ) unused.push_back( words );
+   const auto use = [ & ]( const std::string & line ) {
+      std::erase_if( unused,
+                     [ & ]( const std::string & words ) { return beginsWith( std::string_view( line ).substr( kMatch.size() ), words ); } );
+   };
+   for( const auto & [ name, map ] : text.routeMaps )
+      for( const auto & [ number, sequence ] : map.sequences )
+         for( const auto & [ option, clause ] : sequence.match )
+            if( const auto * form = matchForm( option ); !unused.empty() && form && form->field ) use( writeMatch( option, clause ) );
+   return unused;
 }
 
 std::optional<std::string> Assumptions::daemonIs( std::string_view name ) {

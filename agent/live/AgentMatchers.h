@@ -19,9 +19,13 @@ using Routing::Policy::Matcher;
 using Routing::Policy::MatchInput_;
 using Routing::Policy::PolicyEvalContext;
 
-/// The table route that an input describes; null for an input of another agent.
+/// The route that an input describes; null for an input of another agent.
+inline const AgentRoute * agentRouteOf( const MatchInput_ * input ) noexcept {
+   return typeid( *input ) == typeid( AgentRoute ) ? static_cast<const AgentRoute *>( input ) : nullptr;
+}
 inline const TableRoute * tableRouteOf( const MatchInput_ * input ) noexcept {
-   return typeid( *input ) == typeid( AgentRoute ) ? &static_cast<const AgentRoute *>( input )->route() : nullptr;
+   const auto * const route = agentRouteOf( input );
+   return route ? &route->route() : nullptr;
 }
 
 /// Matches a route over this interface. A route without an interface matches none.

@@ -79,10 +79,10 @@ using FrrAddressOf = Ferule::IpGenAddr ( * )( const MatchInput_ * input );
 inline Ferule::IpGenAddr frrNextHopOf( const MatchInput_ * input ) {
    return frrNextHop( input, input->prefix().af() );
 }
-/// The neighbor that announced the route. A step asks whether the route tells it (live/ValueTests.h).
+/// The peer of the route. A step asks whether it is known (live/ValueTests.h).
 inline Ferule::IpGenAddr frrPeerOf( const MatchInput_ * input ) noexcept {
-   const auto * route = tableRouteOf( input );
-   return route ? route->peer : Ferule::IpGenAddr();
+   const auto * route = agentRouteOf( input );
+   return route ? route->peer() : Ferule::IpGenAddr();
 }
 
 /// Matches if a list permits an address of the route as a host prefix, or if the address is unknown.

@@ -40,7 +40,7 @@ class StepMatcher final : public Matcher {
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const override {
       auto * route = workingRouteOf( input );
       if( !step_ || !route ) return false;
-      if( const auto * test = failedTest( step_->text(), route->route() ) ) return route->failedIs( *test ), false;
+      if( const auto * test = failedTest( step_->text(), route->input() ) ) return route->failedIs( *test ), false;
       switch( step_->text().kind ) {
          case StepText::Kind::permits: route->stepIs( step_->text(), step_->lists() ); return true;
          case StepText::Kind::denies: route->deniedIs(); return true;

@@ -33,21 +33,27 @@ bool isBlackhole( const TableRoute & route, AddressFamily af ) {
    return isOf( route, af ) && isZero( frrNextHop( route, af ) );
 }
 
-bool isPeer( const TableRoute & route ) noexcept {
-   return route.peer != Ferule::IpGenAddr();
+bool isKnown( const Ferule::IpGenAddr & peer ) noexcept {
+   return peer != Ferule::IpGenAddr();
 }
 
-Answer peerIs( const MatchClause & clause, const TableRoute & route ) noexcept {
-   if( !isPeer( route ) ) return std::nullopt;
-   if( clause.address ) return route.peer == *clause.address;
-   if( clause.name == "local" ) return isZero( route.peer );
-   return isZero( route.peer ) ? Answer( false ) : std::nullopt;   // an interface or a group of neighbors
+Answer peerIs( const MatchClause & clause, const Ferule::IpGenAddr & peer ) noexcept {
+   if( !isKnown( peer ) ) return std::nullopt;
+   if( clause.address ) return peer == *clause.address;
+   if( clause.name == "local" ) return isZero( peer );
+   return isZero( peer ) ? Answer( false ) : std::nullopt;   // an interface or a group of neighbors
+}
+
+// Of this router's own routes, no clause holds: the daemon has no address for itself.
+Answer sourcePeerIs( const MatchClause & clause, const Ferule::IpGenAddr & source ) noexcept {
+   if( isKnown( source ) && ( isZero( source ) || clause.name == "local" ) ) return false;
+   return peerIs( clause, source );
 }
 
 // The list itself is asked by a matcher of its own.
-Answer hasSource( const TableRoute & route ) noexcept {
-   if( isOf( route, AddressFamily::ipv6 ) ) return false;
-   return isPeer( route ) ? Answer( !isZero( route.peer ) ) : std::nullopt;
+Answer hasSource( const AgentRoute & route ) noexcept {
+   if( isOf( route.route(), AddressFamily::ipv6 ) ) return false;
+   return isKnown( route.peer() ) ? Answer( !isZero( route.peer() ) ) : std::nullopt;
 }
 
 // The origin validation state. Source: RFC 8097.
@@ -68,8 +74,13 @@ Answer equals( const std::optional<Value> & value, uint64_t number ) noexcept {
    return value ? Answer( uint64_t( *value ) == number ) : std::nullopt;
 }
 
-Answer answerOf( MatchOption option, const MatchClause & clause, const TableRoute & route ) {
-   if( option == kMatchRouteSource || option == kMatchRouteSourcePrefixList ) return hasSource( route );
+bool testsSource( MatchOption option ) noexcept {
+   return option == kMatchRouteSource || option == kMatchRouteSourcePrefixList;
+}
+
+Answer answerOf( MatchOption option, const MatchClause & clause, const AgentRoute & input ) {
+   if( testsSource( option ) ) return hasSource( input );
+   const TableRoute & route = input.route();
    const uint64_t number = clause.number;
    switch( ValueOption( uint8_t( option ) ) ) {
       case ValueOption::localPreference: return route.localPreference.value_or( kDefaultLocalPreference ) == number;
@@ -84,10 +95,10 @@ Answer answerOf( MatchOption option, const MatchClause & clause, const TableRout
       case ValueOption::ipv6NextHopAddress: return frrNextHop( route, clause.address->af() ) == *clause.address;
       case ValueOption::sourceProtocol: return uint64_t( route.protocol ) == number;
       case ValueOption::sourceInstance: return route.ospfInstance == number;
-      case ValueOption::peer: return peerIs( clause, route );
+      case ValueOption::peer: return peerIs( clause, input.peer() );
+      case ValueOption::sourcePeer: return sourcePeerIs( clause, route.peer );
       case ValueOption::rpki: return equals( route.rpki, number );
       case ValueOption::rpkiExtCommunity: return hasState( route, number );
-      case ValueOption::sourcePeer:
       case ValueOption::sourceVrf:
       case ValueOption::vrlSourceVrf:
       case ValueOption::evpnRouteType:
@@ -106,12 +117,13 @@ Answer answerOf( MatchOption option, const MatchClause & clause, const TableRout
 }
 
 // What can answer the clause.
-std::string adviceFor( const MatchForm & form ) {
-   const std::string field = form.field->empty() ? "" : fmt::format( "--set-attribute {}=VALUE, or ", *form.field );
+std::string adviceFor( const MatchForm & form, const AgentRoute & route ) {
+   const bool isOfReceiver = route.receiver() && ( testsSource( form.option ) || form.option == optionOf( ValueOption::peer ) );
+   const std::string field = form.field->empty() || isOfReceiver ? "" : fmt::format( "--set-attribute {}=VALUE, or ", *form.field );
    return fmt::format( "use {}--assume \"{}=match\" or \"{}=no-match\"", field, form.words, form.words );
 }
 
-[[noreturn]] void throwUnanswered( const StepText & step, const StepTest & test, const TableRoute & route ) {
+[[noreturn]] void throwUnanswered( const StepText & step, const StepTest & test, const AgentRoute & route ) {
    const std::string where = fmt::format( "{}: {} {}: ", test.place, printableName( step.routeMap ), step.number );
    const std::string clause = printable( writeMatch( test.option, test.clause ), 300 );
    const MatchForm & form = *matchForm( test.option );
@@ -120,8 +132,8 @@ std::string adviceFor( const MatchForm & form ) {
       throw Unanswered(
          fmt::format( "{}\"{}\" is a clause of {}; use --daemon {} if it applies the route map", where, clause, daemon, daemon ) );
    }
-   throw Unanswered(
-      fmt::format( "{}{} does not answer \"{}\"; {}", where, std::string( route.prefix.toStrep().view() ), clause, adviceFor( form ) ) );
+   throw Unanswered( fmt::format( "{}{} does not answer \"{}\"; {}", where, std::string( route.route().prefix.toStrep().view() ), clause,
+                                  adviceFor( form, route ) ) );
 }
 
 }   // namespace
@@ -132,7 +144,7 @@ void expectKnown( const TableRoute & route, std::string_view words ) {
                                      std::string( route.prefix.toStrep().view() ), words, *value ) );
 }
 
-const StepTest * failedTest( const StepText & step, const TableRoute & route ) {
+const StepTest * failedTest( const StepText & step, const AgentRoute & route ) {
    const StepTest * unanswered = nullptr;
    for( const auto & test : step.tests ) {
       auto answer = test.foreign ? std::nullopt : answerOf( test.option, test.clause, route );

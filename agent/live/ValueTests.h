@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "dialect/CompiledRules.h"
-#include "table/TableRoute.h"
+#include "live/AgentRoute.h"
 
 namespace Agent {
 
@@ -20,6 +20,6 @@ void expectKnown( const TableRoute & route, std::string_view words );
 
 /// The first test of the step that does not hold for the route; null if all hold.
 /// Errors: Unanswered if all others hold and one cannot be answered.
-const StepTest * failedTest( const StepText & step, const TableRoute & route );
+const StepTest * failedTest( const StepText & step, const AgentRoute & route );
 
 }   // namespace Agent

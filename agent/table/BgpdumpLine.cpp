@@ -15,6 +15,7 @@ namespace {
 enum Field : size_t {
    kRecord = 0,
    kKind = 2,
+   kPeer = 3,
    kPrefix = 5,
    kPath = 6,
    kOrigin = 7,
@@ -27,11 +28,20 @@ constexpr size_t kFieldCount = 14;   // without a path identifier
 
 constexpr std::string_view kWithPathIdentifier = "_AP";
 
+std::string_view withoutPathIdentifier( std::string_view record ) noexcept {
+   if( record.ends_with( kWithPathIdentifier ) ) record.remove_suffix( kWithPathIdentifier.size() );
+   return record;
+}
+
 bool isRecordName( std::string_view text ) noexcept {
-   if( text.ends_with( kWithPathIdentifier ) ) text.remove_suffix( kWithPathIdentifier.size() );
+   text = withoutPathIdentifier( text );
    for( const std::string_view name : { "TABLE_DUMP2", "TABLE_DUMP", "BGP4MP", "BGP4MP_ET", "BGP4MP_LOCAL", "BGP4MP_ET_LOCAL" } )
       if( text == name ) return true;
    return false;
+}
+
+bool isOfSent( std::string_view record ) noexcept {
+   return withoutPathIdentifier( record ).ends_with( "_LOCAL" );
 }
 
 // An empty field is absent.
@@ -118,6 +128,13 @@ LineResult parseBgpdumpLine( std::string_view line, TableRoute & route ) {
       const auto nextHop = parseAddress( field[ kNextHop ], reason );
       if( !nextHop ) return LineResult::broken( "next hop: " + reason );
       route.nextHop = *nextHop;
+   }
+   // A message that the router itself has sent does not tell the peer that announced the route.
+   if( !field[ kPeer ].empty() && !isOfSent( field[ kRecord ] ) ) {
+      const bool isNextHop = field[ kPeer ] == field[ kNextHop ];   // as in most tables
+      const auto peer = isNextHop ? route.nextHop : parseAddress( field[ kPeer ], reason );
+      if( !peer ) return LineResult::broken( "peer: " + reason );
+      route.peer = *peer;
    }
    std::optional<uint64_t> med, preference;
    if( !parseField32( field[ kMed ], "MED", med, reason ) ||

@@ -116,9 +116,10 @@ void BirdText::finish( const std::string & fault ) {
 
 void BirdText::beginRoute( std::string_view line ) {
    hasRoute_ = true;
-   hasType_ = hasVia_ = hasBgpNextHop_ = false;
+   hasType_ = hasFrom_ = hasVia_ = hasBgpNextHop_ = false;
    last_ = Attribute::other;
    metric_.reset();
+   from_ = via_ = {};
    route_.clear();
    std::string reason;
    if( line.front() != ' ' ) {
@@ -130,7 +131,18 @@ void BirdText::beginRoute( std::string_view line ) {
    const auto type = takeWord( line );
    skipBlanks( line );
    const bool isType = std::find( std::begin( kTypes ), std::end( kTypes ), type ) != std::end( kTypes );
-   if( !isType || !line.starts_with( '[' ) ) faultIs( "\"" + printable( type, 24 ) + "\": not a type of route" );
+   if( !isType || !line.starts_with( '[' ) ) return faultIs( "\"" + printable( type, 24 ) + "\": not a type of route" );
+   readFrom( line.substr( 0, line.find( ']' ) ) );
+}
+
+// "[PEER1 16:32:59.868 from 192.0.2.1"
+void BirdText::readFrom( std::string_view origin ) {
+   const auto blank = origin.rfind( ' ' );
+   constexpr std::string_view kFrom = " from";
+   std::string reason;
+   if( blank == origin.npos || !origin.substr( 0, blank ).ends_with( kFrom ) ) return;
+   hasFrom_ = true;
+   if( const auto from = parseAddress( origin.substr( blank + 1 ), reason ) ) from_ = *from;
 }
 
 void BirdText::readVia( std::string_view line ) {
@@ -142,6 +154,7 @@ void BirdText::readVia( std::string_view line ) {
       std::string reason;
       const auto nextHop = parseAddress( word, reason );
       if( !nextHop ) return faultIs( "via: " + reason );
+      via_ = *nextHop;
       if( !hasBgpNextHop_ ) route_.nextHop = *nextHop;
       if( takeWord( line ) != "on" ) return;
       word = takeWord( line );
@@ -272,6 +285,7 @@ void BirdText::finishRoute() {
       return;
    }
    if( metric_ ) route_.metric = *metric_;
+   if( route_.protocol == SourceProtocol::bgp ) route_.peer = hasFrom_ ? from_ : via_;
    route_.tag = originAsOf( route_.asPath );
    sortCommunities( route_.communities );
    sortCommunities( route_.largeCommunities );

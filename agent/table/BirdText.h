@@ -16,7 +16,8 @@
 ///
 /// A line that does not begin with a tab begins a route; without a prefix, one of the same prefix. The lines of its attributes begin with
 /// one tab, and their continuations with two. The next hop is that of BGP, or of the first "via"; the metric is the MED. The last AS of the
-/// path becomes the tag, as with BgpdumpLine.h. Attributes of other protocols are not read.
+/// path becomes the tag, as with BgpdumpLine.h. Attributes of other protocols are not read. The peer of a BGP route is the address behind
+/// "from"; the daemon leaves it out if it is that of the first "via".
 ///
 /// A route is passed on when it is complete: when the next one begins. A broken line breaks its route, and is reported once.
 #pragma once
@@ -49,6 +50,7 @@ class BirdText {
    enum class Attribute : uint8_t { other, asPath, communities, largeCommunities, extCommunities };
 
    void beginRoute( std::string_view line );
+   void readFrom( std::string_view origin );
    void readVia( std::string_view line );
    void readAttribute( std::string_view name, std::string_view value );
    void readSource( std::string_view value );
@@ -66,11 +68,14 @@ class BirdText {
    TableRoute route_;
    bool hasRoute_ = false;   // route_ has begun
    bool hasType_ = false;    // it has attributes
+   bool hasFrom_ = false;
    bool hasVia_ = false;
    bool hasBgpNextHop_ = false;
    bool hasRemark_ = false;
    Attribute last_ = Attribute::other;   // that a continuation belongs to
    std::optional<uint32_t> metric_;
+   Ferule::IpGenAddr from_;
+   Ferule::IpGenAddr via_;
    std::string fault_;   // of the route; the first one
    uint64_t faultNumber_ = 0;
 };

@@ -47,6 +47,7 @@ void FrrPath::clear() {
    extCommunities_.clear();
    origin_.reset();
    nextHop_.clear();
+   peer_.clear();
    metric_.reset();
    localPreference_.reset();
    tag_.reset();
@@ -71,6 +72,8 @@ void FrrPath::valueIs( std::string_view at, const JsonValue & value ) {
    } else if( at == "removed" ) {
       isPath_ = true;
       isRemoved_ = value.isTrue();
+   } else if( at == "peerId" || at == "peer.peerId" ) {
+      if( value.isText() ) peer_ = value.text;
    } else if( at == "metric" ) {
       numberIs( metric_, at, value );
    } else if( at == "locPrf" ) {
@@ -100,6 +103,10 @@ LineResult FrrPath::route( TableRoute & route ) const {
       if( !nextHop ) return LineResult::broken( "next hop: " + reason );
       route.nextHop = *nextHop;
    }
+   if( peer_ == "(unspec)" )   // the daemon's word for itself
+      route.peer = Ferule::IpAddr();
+   else if( const auto peer = peer_.empty() ? std::nullopt : parseAddress( peer_, reason ) )
+      route.peer = *peer;
    if( asPath_ != "Local" ) route.asPath = asPath_;   // the daemon's word for an empty path
    if( route.asPath.find_first_not_of( "0123456789 ,{}()[]" ) != std::string::npos )
       return LineResult::broken( "\"" + printable( asPath_, 64 ) + "\": not an AS path" );

@@ -9,7 +9,8 @@
 /// communities and tags. Extended communities that ExtCommunity.h cannot read are skipped. A route without a tag has tag 0: unlike a table
 /// dump, the daemon knows tags.
 ///
-/// Of several next hops the first is used, which is the global one of IPv6.
+/// Of several next hops the first is used, which is the global one of IPv6. The peer is "peerId", or with `detail` "peer": { "peerId": ... },
+/// if it is an address; routes that a neighbor sent or receives have none.
 #pragma once
 
 #include <optional>
@@ -45,6 +46,7 @@ class FrrPath {
    std::string largeCommunities_;
    std::string extCommunities_;
    std::string nextHop_;
+   std::string peer_;
    std::optional<Origin> origin_;
    std::optional<uint32_t> metric_;
    std::optional<uint32_t> localPreference_;

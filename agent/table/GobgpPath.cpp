@@ -23,6 +23,7 @@ void GobgpPath::clear() {
    segment_.clear();
    asPath_.clear();
    nextHop_.clear();
+   peer_.clear();
    communities_.clear();
    largeCommunities_.clear();
    metric_.reset();
@@ -34,6 +35,7 @@ void GobgpPath::clear() {
 
 void GobgpPath::valueIs( std::string_view at, const JsonValue & value ) {
    if( at == "nlri.prefix" ) isGiven_ = true;
+   if( at == "neighbor-ip" && value.isText() ) peer_ = value.text;
    constexpr std::string_view kAttribute = "attrs[].";
    if( !at.starts_with( kAttribute ) ) return;
    at.remove_prefix( kAttribute.size() );
@@ -143,6 +145,10 @@ LineResult GobgpPath::route( TableRoute & route ) const {
       const auto nextHop = parseAddress( nextHop_, reason );
       if( !nextHop ) return LineResult::broken( "next hop: " + reason );
       route.nextHop = *nextHop;
+   }
+   if( !peer_.empty() ) {
+      std::string ignored;
+      if( const auto peer = parseAddress( peer_, ignored ) ) route.peer = *peer;
    }
    if( metric_ ) route.metric = *metric_;
    route.localPreference = localPreference_;

@@ -4,9 +4,10 @@
 ///    { "nlri": { "prefix": "198.51.100.0/24" }, "best": true, "attrs": [ { "type": 1, "value": 0 },
 ///      { "type": 2, "as_paths": [ { "segment_type": 2, "asns": [ 65001 ] } ] }, { "type": 3, "nexthop": "192.0.2.9" },
 ///      { "type": 4, "metric": 50 }, { "type": 5, "value": 200 }, { "type": 8, "communities": [ 4259840001 ] },
-///      { "type": 32, "value": [ { "ASN": 65000, "LocalData1": 1, "LocalData2": 2 } ] } ], "stale": false }
+///      { "type": 32, "value": [ { "ASN": 65000, "LocalData1": 1, "LocalData2": 2 } ] } ], "stale": false,
+///      "neighbor-ip": "192.0.2.9" }
 ///
-/// The daemon has no tags: the last AS of the path becomes the tag, as with BgpdumpLine.h.
+/// The daemon has no tags: the last AS of the path becomes the tag, as with BgpdumpLine.h. "neighbor-ip" is the peer, if it is an address.
 #pragma once
 
 #include <optional>
@@ -56,6 +57,7 @@ class GobgpPath {
 
    std::string asPath_;
    std::string nextHop_;
+   std::string peer_;
    std::vector<uint32_t> communities_;
    std::vector<LargeCommunity> largeCommunities_;
    std::optional<uint32_t> metric_;

@@ -20,6 +20,25 @@ std::string whyNot( std::string_view text, const char * reason ) {
    return "\"" + printable( text, kLongestText ) + "\": not an address";
 }
 
+// Most addresses of a table have this form, and a table has many. Nothing for any other text, which may be an address, too.
+std::optional<Ferule::IpGenAddr> dottedQuad( std::string_view text ) noexcept {
+   uint32_t address = 0, part = 0;
+   unsigned digits = 0, dots = 0;
+   for( const char c : text ) {
+      if( c >= '0' && c <= '9' ) {
+         if( digits != 0 && part == 0 ) return std::nullopt;
+         part = part * 10 + static_cast<uint32_t>( c - '0' );
+         if( ++digits > 3 || part > 255 ) return std::nullopt;
+      } else {
+         if( c != '.' || digits == 0 || ++dots > 3 ) return std::nullopt;
+         address = address << 8 | part;
+         part = digits = 0;
+      }
+   }
+   if( dots != 3 || digits == 0 ) return std::nullopt;
+   return Ferule::IpAddr( address << 8 | part );
+}
+
 template <class Value>
 std::optional<Value> parse( std::string_view text, std::string & reason ) {
    try {
@@ -42,6 +61,7 @@ std::optional<Ferule::IpGenPrefix> parsePrefix( std::string_view text, std::stri
 }
 
 std::optional<Ferule::IpGenAddr> parseAddress( std::string_view text, std::string & reason ) {
+   if( const auto address = dottedQuad( text ) ) return address;
    return parse<Ferule::IpGenAddr>( text, reason );
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <optional>
+#include <vector>
 
 #include "table/BgpAttribute.h"
 #include "table/LineResult.h"
@@ -352,14 +353,16 @@ class RecordReader {
       body.bytes( 4 );   // view and sequence number
       const std::string_view address = body.bytes( addressSize );
       const uint32_t length = body.number( 1 );
-      body.bytes( 5 );                 // status and time
-      body.bytes( addressSize + 2 );   // the peer
+      body.bytes( 5 );   // status and time
+      const std::string_view peer = body.bytes( addressSize );
+      body.bytes( 2 );   // its AS
       const std::string_view attributes = body.bytes( body.number( 2 ) );
       if( !body.suffices() ) return broken( "cut short" );
       if( length > Ferule::addressBits( af ) ) return brokenLength( length, af );
       route_.clear();
       route_.prefix = prefixOf( af, address, length );
       route_.protocol = SourceProtocol::bgp;
+      route_.peer = addressOf( af, peer );
       const std::string fault = AttributeReader( route_, From::table, 2 ).read( attributes );
       if( !fault.empty() ) return broken( fault );
       handler_.handleRoute( route_ );
@@ -372,43 +375,55 @@ class RecordReader {
          case kStateChange:
          case kStateChangeAs4: return handler_.handleSkipped();
          case kMessage:
-         case kMessageLocal: return readMessage( body, 2, false );
+         case kMessageLocal: return readMessage( body, { .asWidth = 2, .isSent = subtype == kMessageLocal } );
          case kMessageAs4:
-         case kMessageAs4Local: return readMessage( body, 4, false );
+         case kMessageAs4Local: return readMessage( body, { .isSent = subtype == kMessageAs4Local } );
          case kMessageAddPath:
-         case kMessageLocalAddPath: return readMessage( body, 2, true );
+         case kMessageLocalAddPath:
+            return readMessage( body, { .asWidth = 2, .hasPathIdentifiers = true, .isSent = subtype == kMessageLocalAddPath } );
          case kMessageAs4AddPath:
-         case kMessageAs4LocalAddPath: return readMessage( body, 4, true );
+         case kMessageAs4LocalAddPath:
+            return readMessage( body, { .hasPathIdentifiers = true, .isSent = subtype == kMessageAs4LocalAddPath } );
          default: return handler_.handleUnknown();
       }
    }
 
-   void readMessage( Cursor body, size_t asWidth, bool hasPathIdentifiers ) {
+   struct MessageForm {
+      size_t asWidth = 4;
+      bool hasPathIdentifiers = false;
+      bool isSent = false;   // to the peer, by this router
+   };
+
+   void readMessage( Cursor body, const MessageForm & form ) {
       constexpr uint32_t kHeadSize = 19;
       enum MessageType : uint8_t { kUpdate = 2 };
-      body.bytes( 2 * asWidth + 2 );   // the ASes of both sides, and the interface
+      body.bytes( 2 * form.asWidth + 2 );   // the ASes of both sides, and the interface
       const uint32_t family = body.number( 2 );
       if( body.suffices() && family != 1 && family != 2 ) return broken( "addresses of family " + std::to_string( family ) );
-      body.bytes( family == 1 ? 8 : 32 );   // the addresses of both sides
-      body.bytes( 16 );                     // the marker
+      const auto af = family == 1 ? AddressFamily::ipv4 : AddressFamily::ipv6;
+      const size_t addressSize = Ferule::addressBits( af ) / 8;
+      const std::string_view peer = body.bytes( addressSize );
+      body.bytes( addressSize );   // of this router
+      body.bytes( 16 );            // the marker
       const uint32_t size = body.number( 2 );
       const uint32_t type = body.number( 1 );
       if( !body.suffices() || size < kHeadSize || size - kHeadSize > body.left() ) return broken( "cut short inside its message" );
       const std::string_view message = body.bytes( size - kHeadSize );
       if( type != kUpdate ) return handler_.handleSkipped();
-      readUpdate( Cursor( message ), asWidth, hasPathIdentifiers );
+      readUpdate( Cursor( message ), form, form.isSent ? IpGenAddr() : addressOf( af, peer ) );
       if( body.left() != 0 ) broken( std::to_string( body.left() ) + " bytes after the message" );
    }
 
    // RFC 4271 4.3. Each announced prefix is a route; each withdrawn one is skipped, and so is a message without prefixes.
-   void readUpdate( Cursor message, size_t asWidth, bool hasPathIdentifiers ) {
+   void readUpdate( Cursor message, const MessageForm & form, const IpGenAddr & peer ) {
       const std::string_view withdrawn = message.bytes( message.number( 2 ) );
       const std::string_view attributes = message.bytes( message.number( 2 ) );
       if( !message.suffices() ) return broken( "cut short inside its message" );
       const std::string_view announced = message.bytes( message.left() );
       route_.clear();
       route_.protocol = SourceProtocol::bgp;
-      AttributeReader reader( route_, From::message, asWidth );
+      route_.peer = peer;
+      AttributeReader reader( route_, From::message, form.asWidth );
       const std::string fault = reader.read( attributes );
       if( !fault.empty() ) return broken( fault );
       const auto skip = [ this ]( const IpGenPrefix & ) { handler_.handleSkipped(); };
@@ -416,11 +431,11 @@ class RecordReader {
          route_.prefix = prefix;
          handler_.handleRoute( route_ );
       };
-      forEachPrefix( withdrawn, AddressFamily::ipv4, hasPathIdentifiers, skip );
-      forEachPrefix( announced, AddressFamily::ipv4, hasPathIdentifiers, take );
-      forEachPrefix( reader.withdrawn().prefixes, reader.withdrawn().af, hasPathIdentifiers, skip );
+      forEachPrefix( withdrawn, AddressFamily::ipv4, form.hasPathIdentifiers, skip );
+      forEachPrefix( announced, AddressFamily::ipv4, form.hasPathIdentifiers, take );
+      forEachPrefix( reader.withdrawn().prefixes, reader.withdrawn().af, form.hasPathIdentifiers, skip );
       route_.nextHop = reader.announced().nextHop;
-      forEachPrefix( reader.announced().prefixes, reader.announced().af, hasPathIdentifiers, take );
+      forEachPrefix( reader.announced().prefixes, reader.announced().af, form.hasPathIdentifiers, take );
       const bool isOther = [ & ] {
          for( const auto * part : { &reader.withdrawn(), &reader.announced() } )
             if( part->given && part->af == AddressFamily::unset ) return true;
@@ -452,19 +467,23 @@ class RecordReader {
       broken( "prefix length " + std::to_string( length ) + ": above " + std::to_string( Ferule::addressBits( af ) ) );
    }
 
-   // Only the number of peers is used: an entry must refer to one of them.
+   // The addresses of the peers. An entry must refer to one of them.
    void readPeers( Cursor body ) {
-      peers_.reset();
+      peers_.clear();
+      hasPeers_ = false;
       body.number( 4 );                 // the collector
       body.bytes( body.number( 2 ) );   // the name of its view
       const uint32_t count = body.number( 2 );
       for( uint32_t i = 0; i < count && body.suffices(); ++i ) {
          const uint32_t type = body.number( 1 );
-         body.bytes( 4 + ( type & 1 ? 16 : 4 ) + ( type & 2 ? 4 : 2 ) );   // identifier, address, AS
+         const auto af = type & 1 ? AddressFamily::ipv6 : AddressFamily::ipv4;
+         body.bytes( 4 );   // identifier
+         peers_.push_back( addressOf( af, body.bytes( Ferule::addressBits( af ) / 8 ) ) );
+         body.bytes( type & 2 ? 4 : 2 );   // AS
       }
       if( !body.suffices() ) return broken( "cut short inside its peers" );
       if( body.left() != 0 ) return broken( std::to_string( body.left() ) + " bytes after the last peer" );
-      peers_ = count;
+      hasPeers_ = true;
    }
 
    void readRib( Cursor body, AddressFamily af, bool hasPathIdentifiers ) {
@@ -486,11 +505,12 @@ class RecordReader {
    }
 
    void readEntry( const IpGenPrefix & prefix, uint32_t peer, std::string_view attributes, uint32_t entry, uint32_t count ) {
-      if( peers_ && peer >= *peers_ )
-         return brokenEntry( entry, count, "peer " + std::to_string( peer ) + " of " + std::to_string( *peers_ ) );
+      if( hasPeers_ && peer >= peers_.size() )
+         return brokenEntry( entry, count, "peer " + std::to_string( peer ) + " of " + std::to_string( peers_.size() ) );
       route_.clear();
       route_.prefix = prefix;
       route_.protocol = SourceProtocol::bgp;
+      if( hasPeers_ ) route_.peer = peers_[ peer ];
       const std::string fault = AttributeReader( route_, From::table, 4 ).read( attributes );
       if( !fault.empty() ) return brokenEntry( entry, count, fault );
       handler_.handleRoute( route_ );
@@ -503,7 +523,8 @@ class RecordReader {
    FormHandler & handler_;
    uint64_t number_ = 0;
    uint64_t offset_ = 0;
-   std::optional<uint32_t> peers_;   // their number; nothing until a complete peer table has been read
+   std::vector<IpGenAddr> peers_;
+   bool hasPeers_ = false;   // a complete peer table has been read
    TableRoute route_;
 };
 

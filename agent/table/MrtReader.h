@@ -6,8 +6,9 @@
 ///    BGP4MP          and BGP4MP_ET: messages, of which updates of IPv4 and IPv6 unicast are read
 ///
 /// Each entry of a table, and each prefix that an update announces, is one route: the prefix, the next hop, MED as metric, local
-/// preference, AS path and communities, and as tag the AS that the path ends in, as with BgpdumpLine.h. Prefixes that are withdrawn, other
-/// messages and changes of a session are skipped. Records of other types and subtypes, and other families, are unknown.
+/// preference, AS path and communities, the peer, and as tag the AS that the path ends in, as with BgpdumpLine.h. A message that the router
+/// itself has sent (LOCAL) does not tell the peer that announced its routes; neither does a table before its PEER_INDEX_TABLE. Prefixes
+/// that are withdrawn, other messages and changes of a session are skipped. Records of other types and subtypes, and other families, are unknown.
 ///
 /// No length in the bytes is trusted. A broken entry is reported and the next one is read. If the end of an entry cannot be determined, the
 /// rest of its record is skipped.

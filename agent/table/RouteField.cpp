@@ -1,7 +1,6 @@
 #include "table/RouteField.h"
 
 #include <algorithm>
-#include <limits>
 #include <span>
 #include <type_traits>
 
@@ -130,7 +129,14 @@ Fault setExtCommunity( TableRoute & route, std::string_view value ) {
 
 // With one blank between words, as in a table dump, so that expressions match it.
 Fault setAsPath( TableRoute & route, std::string_view value ) {
+   constexpr std::string_view kDigits = "0123456789";
    if( value.find_first_not_of( "0123456789 \t{}()[]," ) != value.npos ) return quoted( value ) + ": not an AS path";
+   for( size_t begin = value.find_first_of( kDigits ); begin != value.npos; ) {
+      const size_t end = std::min( value.find_first_not_of( kDigits, begin ), value.size() );
+      const auto as = value.substr( begin, end - begin );
+      if( !parseNumber( as, kMax32 ) ) return "AS " + notANumber( as, kMax32 );
+      begin = value.find_first_of( kDigits, end );
+   }
    route.asPath.clear();
    for( const char c : value ) {
       const bool isBlank = isSpace( c );
@@ -252,6 +258,10 @@ std::optional<std::string> RouteDefaults::add( std::string_view attribute ) {
    auto fault = setField( values_, name, attribute.substr( equals + 1 ) );
    if( !fault ) fills_.push_back( fieldOf( name )->fill );
    return fault;
+}
+
+bool RouteDefaults::has( std::string_view name ) const {
+   return std::ranges::find( fills_, fieldOf( name )->fill ) != fills_.end();
 }
 
 void RouteDefaults::fill( TableRoute & route ) const {

@@ -30,6 +30,8 @@ class RouteDefaults {
  public:
    /// Adds "NAME=VALUE". Returns an error as setField(); then it is not added.
    [[nodiscard]] std::optional<std::string> add( std::string_view attribute );
+   /// Whether the attribute with this name of a field was added.
+   bool has( std::string_view name ) const;
    void fill( TableRoute & route ) const;
 
  private:

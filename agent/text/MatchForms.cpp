@@ -85,7 +85,7 @@ constexpr MatchForm kForms[] = {
    toldBy( "peer", frr( "peer", ValueOption::peer, Operand::peer, "an address, a name or \"local\"" ) ),
    toldBy( "rpki", frrKeyword( "rpki", ValueOption::rpki, kRpkiStates ) ),
    frrKeyword( "rpki-extcommunity", ValueOption::rpkiExtCommunity, kRpkiStates ),
-   assumed( frr( "src-peer", ValueOption::sourcePeer, Operand::peer, "an address, a name or \"local\"" ) ),
+   toldBy( "peer", frr( "src-peer", ValueOption::sourcePeer, Operand::peer, "an address, a name or \"local\"" ) ),
    assumed( frr( "source-vrf", ValueOption::sourceVrf, Operand::name, "the name of a VRF" ) ),
    assumed( frr( "vrl-source-vrf", ValueOption::vrlSourceVrf, Operand::name, "the name of a VRF" ) ),
    assumed( frrKeyword( "evpn route-type", ValueOption::evpnRouteType, kEvpnTypes ) ),

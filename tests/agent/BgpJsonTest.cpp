@@ -54,12 +54,15 @@ TEST( BgpJsonTest, everyPathIsARouteInTheOrderOfTheText ) {
    expected.localPreference = 200;
    expected.asPath = "65003 65004";
    expected.origin = Origin::igp;
+   expected.peer = Ferule::IpGenAddr( "127.0.0.3" );
    EXPECT_EQ( table.routes[ 0 ], expected );
    EXPECT_EQ( table.routes[ 1 ].asPath, "65001 {65003,65004}" );
    EXPECT_FALSE( table.routes[ 1 ].metric.present() ) << "which the neighbor did not send";
    EXPECT_EQ( table.routes[ 1 ].localPreference, std::nullopt );
+   EXPECT_EQ( table.routes[ 1 ].peer, Ferule::IpGenAddr( "127.0.0.2" ) );
    EXPECT_EQ( table.routes[ 2 ].metric, Zeugma::MaybeU63( 0 ) );
    EXPECT_EQ( table.routes[ 2 ].asPath, "" );
+   EXPECT_EQ( table.routes[ 2 ].peer, Ferule::IpGenAddr() );
 }
 
 TEST( BgpJsonTest, detailHasCommunitiesAndTags ) {
@@ -81,10 +84,36 @@ TEST( BgpJsonTest, detailHasCommunitiesAndTags ) {
    expected.largeCommunities = { { 65000, 1, 2 } };
    expected.extCommunities = { *extCommunityOf( "rt", "65000:7" ) };
    expected.origin = Origin::igp;
+   expected.peer = Ferule::IpGenAddr( "0.0.0.0" );
    EXPECT_EQ( table.routes[ 0 ], expected );
    EXPECT_EQ( table.routes[ 1 ].metric, Zeugma::MaybeU63( 0 ) ) << "not that of a next hop";
    EXPECT_EQ( table.routes[ 1 ].asPath, "" ) << "Local is the word for an empty path";
    EXPECT_EQ( table.routes[ 1 ].tag, 0u );
+}
+
+TEST( BgpJsonTest, thePeerIsToldAsAnAddress ) {
+   const auto frr = []( std::string_view peer ) {
+      const auto table = readBack( "{\"routes\":{\"10.0.0.0/8\":[{\"valid\":true,\"path\":\"1\"" + std::string( peer ) + "}]}}" );
+      EXPECT_EQ( table.broken, Strings() ) << peer;
+      return table.routes.at( 0 ).peer;
+   };
+   EXPECT_EQ( frr( R"(,"peerId":"2001:db8::9")" ), Ferule::IpGenAddr( "2001:db8::9" ) );
+   EXPECT_EQ( frr( R"j(,"peerId":"(unspec)")j" ), Ferule::IpGenAddr( "0.0.0.0" ) ) << "this router";
+   EXPECT_EQ( frr( R"(,"peer":{"peerId":"192.0.2.9","routerId":"192.0.2.1"})" ), Ferule::IpGenAddr( "192.0.2.9" ) );
+   for( const char * none : { "", R"(,"peerId":"")", R"(,"peerId":"eth0")", R"(,"peerId":7)", R"(,"peer":{"routerId":"192.0.2.1"})" } )
+      EXPECT_EQ( frr( none ), Ferule::IpGenAddr() ) << none;
+
+   const auto gobgp = []( std::string_view peer ) {
+      const auto table = readBack( "{\"10.0.0.0/8\":[{\"nlri\":{\"prefix\":\"10.0.0.0/8\"},\"attrs\":[]" + std::string( peer ) + "}]}" );
+      EXPECT_EQ( table.broken, Strings() ) << peer;
+      return table.routes.at( 0 ).peer;
+   };
+   EXPECT_EQ( gobgp( R"(,"neighbor-ip":"192.0.2.9")" ), Ferule::IpGenAddr( "192.0.2.9" ) );
+   for( const char * none : { "", R"(,"neighbor-ip":"")", R"(,"neighbor-ip":"<nil>")", R"(,"neighbor-ip":null)" } )
+      EXPECT_EQ( gobgp( none ), Ferule::IpGenAddr() ) << none;
+   const auto two = readBack( R"({"10.0.0.0/8":[{"nlri":{"prefix":"10.0.0.0/8"},"attrs":[],"neighbor-ip":"192.0.2.9"},)"
+                              R"({"nlri":{"prefix":"10.0.0.0/8"},"attrs":[]}]})" );
+   EXPECT_EQ( two.routes.at( 1 ).peer, Ferule::IpGenAddr() ) << "with nothing of the route before";
 }
 
 // As gobgp 3.10.0 prints it.

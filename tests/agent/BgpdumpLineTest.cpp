@@ -23,6 +23,7 @@ TEST( BgpdumpLineTest, tableEntry ) {
    EXPECT_EQ( route.nextHop, Ferule::IpGenAddr( "192.0.2.9" ) );
    EXPECT_EQ( route.metric, Zeugma::MaybeU63( 70 ) );
    EXPECT_EQ( route.tag, 64500u );
+   EXPECT_EQ( route.peer, Ferule::IpGenAddr( "192.0.2.9" ) );
    EXPECT_EQ( route.protocol, SourceProtocol::bgp );
    EXPECT_EQ( route.localPreference, 100u );
    EXPECT_EQ( route.asPath, "64496 64497 64500" );
@@ -39,6 +40,7 @@ TEST( BgpdumpLineTest, ipv6Entry ) {
    EXPECT_EQ( route.nextHop, Ferule::IpGenAddr( "2001:db8::9" ) );
    EXPECT_EQ( route.metric, Zeugma::MaybeU63( 0 ) );
    EXPECT_EQ( route.tag, 64496u );
+   EXPECT_EQ( route.peer, Ferule::IpGenAddr( "2001:db8::9" ) );
 }
 
 TEST( BgpdumpLineTest, otherRecordsThatAreRoutes ) {
@@ -60,7 +62,12 @@ TEST( BgpdumpLineTest, pathIdentifiers ) {
       EXPECT_EQ( route, expected ) << name;
    }
    TableRoute route;
-   EXPECT_EQ( parseBgpdumpLine( "BGP4MP_LOCAL" + with( "TABLE_DUMP2", "" ), route ).kind, Kind::route );
+   for( const std::string sent : { "BGP4MP_LOCAL", "BGP4MP_ET_LOCAL" } ) {
+      EXPECT_EQ( parseBgpdumpLine( sent + with( "TABLE_DUMP2", "" ), route ).kind, Kind::route );
+      EXPECT_EQ( route.peer, Ferule::IpGenAddr() ) << "the neighbor that got the route has not announced it";
+   }
+   EXPECT_EQ( parseBgpdumpLine( with( "|B|192.0.2.9|", "|B||" ), route ).kind, Kind::route );
+   EXPECT_EQ( route.peer, Ferule::IpGenAddr() );
    EXPECT_EQ( parseBgpdumpLine( "BGP4MP_AP|1700000000|W|192.0.2.9|65001|198.51.1.0/24|1", route ).kind, Kind::skipped );
    EXPECT_EQ( parseBgpdumpLine( "BGP4MP_AP|1700000000|W|192.0.2.9|65001|198.51.1.0/24|1|", route ).kind, Kind::skipped );
    const auto mistaken = parseBgpdumpLine( with( "TABLE_DUMP2", "TABLE_DUMP2_AP" ), route );
@@ -200,6 +207,7 @@ TEST( BgpdumpLineTest, brokenFieldsTellTheReason ) {
       { "host bits", with( "198.51.100.0/24", "198.51.100.1/24" ),
         "198.51.100.1/24: bits are set after the prefix length; did you mean 198.51.100.0/24?" },
       { "next hop", with( "IGP|192.0.2.9", "IGP|192.0.2" ), "next hop: address \"192.0.2\": not an address" },
+      { "peer", with( "|B|192.0.2.9|", "|B|192.0.2|" ), "peer: address \"192.0.2\": not an address" },
       { "MED", with( "|70|", "|seventy|" ), "MED \"seventy\": not a number of 32 bits" },
       { "great MED", with( "|70|", "|4294967296|" ), "MED \"4294967296\": not a number of 32 bits" },
       { "local preference", with( "|100|", "|1e2|" ), "local preference \"1e2\": not a number of 32 bits" },

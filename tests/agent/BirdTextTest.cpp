@@ -77,6 +77,7 @@ TEST( BirdTextTest, routesOfAllTables ) {
    bgp.largeCommunities = { { 65000, 1, 2 }, { 65000, 1, 3 } };
    bgp.extCommunities = { *extCommunityOf( "rt", "65000:7" ), *extCommunityOf( "soo", "192.0.2.1:1" ), ExtCommunity( 0x4300000000000001 ) };
    bgp.origin = Origin::igp;
+   bgp.peer = Ferule::IpGenAddr( "127.0.0.2" );
    EXPECT_EQ( table.routes[ 2 ], bgp );
    bgp.nextHop = Ferule::IpGenAddr( "192.0.2.9" );
    bgp.metric = {};
@@ -84,6 +85,7 @@ TEST( BirdTextTest, routesOfAllTables ) {
    bgp.communities.clear();
    bgp.largeCommunities.clear();
    bgp.extCommunities.clear();
+   bgp.peer = Ferule::IpGenAddr( "127.0.0.3" );
    EXPECT_EQ( table.routes[ 3 ], bgp ) << "of the same prefix, with nothing of the route before";
    EXPECT_EQ( table.routes[ 4 ].nextHop, Ferule::IpGenAddr( "2001:db8::9" ) );
    EXPECT_EQ( table.routes[ 4 ].metric, Zeugma::MaybeU63( 0 ) );
@@ -123,6 +125,32 @@ TEST( BirdTextTest, asPaths ) {
       ASSERT_EQ( table.routes.size(), 1u ) << text;
       EXPECT_EQ( table.routes[ 0 ].asPath, path ) << text;
    }
+}
+
+TEST( BirdTextTest, thePeerOfABgpRoute ) {
+   struct Row {
+      const char * origin;   // in brackets
+      const char * lines;
+      std::string_view peer;
+   };
+   const Row rows[] = {
+      { "P 16:32:57 from 192.0.2.9", "\tvia 192.0.2.1 on eth0\n\tType: BGP univ\n", "192.0.2.9" },
+      { "P 16:32:57", "\tvia 192.0.2.1 on eth0\n\tvia 192.0.2.2 on eth0\n\tType: BGP univ\n", "192.0.2.1" },
+      { "P 16:32:57", "\tvia 192.0.2.1 on eth0\n\tType: BGP univ\n\tBGP.next_hop: 192.0.2.7\n", "192.0.2.1" },
+      { "P 2023-01-01 from 2001:db8::9", "\tdev lo\n\tType: BGP univ\n", "2001:db8::9" },
+      { "P 16:32:57", "\tdev lo\n\tType: BGP univ\n", "" },
+      { "P 16:32:57 from nowhere", "\tvia 192.0.2.1 on eth0\n\tType: BGP univ\n", "" },
+      { "P from 192.0.2.9", "\tvia 192.0.2.1 on eth0\n\tType: RIP univ\n", "" },
+      { "s4 16:32:57", "\tvia 192.0.2.1 on eth0\n\tType: static univ\n", "" },
+   };
+   std::string text = "Table t:\n";
+   for( const auto & row : rows ) text += std::string( "10.0.0.0/8 unicast [" ) + row.origin + "] * (100)\n" + row.lines;
+   const auto table = readBack( text );
+   EXPECT_EQ( table.broken, Strings() );
+   ASSERT_EQ( table.routes.size(), std::size( rows ) );
+   for( size_t i = 0; i < std::size( rows ); ++i )
+      EXPECT_EQ( table.routes[ i ].peer, rows[ i ].peer.empty() ? Ferule::IpGenAddr() : Ferule::IpGenAddr( rows[ i ].peer ) )
+         << rows[ i ].origin;
 }
 
 TEST( BirdTextTest, sources ) {

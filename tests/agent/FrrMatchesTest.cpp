@@ -164,6 +164,8 @@ TEST( FrrMatches, aRouteAnswers ) {
       { "match source-protocol bgp", "10.0.0.0/8 protocol bgp", "10.0.0.0/8 protocol ospf" },
       { "match source-instance 3", "10.0.0.0/8 ospf-instance 3", "10.0.0.0/8", "zebra" },
       { "match peer 192.0.2.1", "10.0.0.0/8 peer 192.0.2.1", "10.0.0.0/8 peer 192.0.2.2" },
+      { "match src-peer 192.0.2.1", "10.0.0.0/8 peer 192.0.2.1", "10.0.0.0/8 peer 192.0.2.2" },
+      { "match src-peer 2001:db8::1", "10.0.0.0/8 peer 2001:db8::1", "10.0.0.0/8 peer local" },
       { "match peer local", "10.0.0.0/8 peer local", "10.0.0.0/8 peer 192.0.2.2" },
       { "match rpki invalid", "10.0.0.0/8 rpki invalid", "10.0.0.0/8 rpki notfound" },
       { "match ip route-source A", "10.0.0.0/8 peer 192.0.2.1", "10.0.0.0/8 peer 198.51.100.1" },
@@ -181,6 +183,10 @@ TEST( FrrMatches, aRouteAnswers ) {
          EXPECT_NE( answerOf( lines, row.not_, of( row.daemon ) ), action ) << row.clause << ": " << row.not_;
       }
    }
+   for( const char * source : { "src-peer local", "src-peer eth0", "peer eth0" } )
+      EXPECT_EQ( answerOf( mapWith( std::string( "match " ) + source ), "10.0.0.0/8 peer local" ), "deny" ) << source;
+   EXPECT_EQ( answerOf( mapWith( "match src-peer local" ), "10.0.0.0/8 peer 192.0.2.1" ), "deny" );
+   EXPECT_THAT( answerOf( mapWith( "match src-peer eth0" ), "10.0.0.0/8 peer 192.0.2.1" ), HasSubstr( "does not answer" ) );
    EXPECT_EQ( answerOf( mapWith( "match probability 0" ), "10.0.0.0/8" ), "deny" );
    EXPECT_EQ( answerOf( mapWith( "match probability 100" ), "10.0.0.0/8" ), "permit" );
    EXPECT_EQ( answerOf( mapWith( "match tag untagged" ), "10.0.0.0/8" ), "permit" );
@@ -193,11 +199,11 @@ TEST( FrrMatches, anExtendedCommunityTellsTheStateOfRpki ) {
    StepText step;
    step.tests.push_back( { optionOf( ValueOption::rpkiExtCommunity ), number( uint64_t( RpkiState::invalid ) ), {}, false, {} } );
    TableRoute route;
-   EXPECT_NE( failedTest( step, route ), nullptr );
+   EXPECT_NE( failedTest( step, AgentRoute( route ) ), nullptr );
    route.extCommunities = { ExtCommunity( 0x4300000000000001 ), ExtCommunity( 0x0002fc0000000002 ) };
-   EXPECT_NE( failedTest( step, route ), nullptr );
+   EXPECT_NE( failedTest( step, AgentRoute( route ) ), nullptr );
    route.extCommunities.push_back( ExtCommunity( 0x4300000000000002 ) );
-   EXPECT_EQ( failedTest( step, route ), nullptr );
+   EXPECT_EQ( failedTest( step, AgentRoute( route ) ), nullptr );
 }
 
 TEST( FrrMatches, aMatchSeesWhatWasSet ) {
@@ -219,8 +225,8 @@ TEST( FrrMatches, aRouteWithoutTheFieldHasNoAnswer ) {
    EXPECT_EQ( answerOf( mapWith( "match source-vrf RED" ), "10.0.0.0/8" ),
               "edge.conf:2:19: IN 10: 10.0.0.0/8 does not answer \"match source-vrf RED\"; use --assume \"source-vrf=match\" or "
               "\"source-vrf=no-match\"" );
-   for( const char * clause : { "match ip route-source A", "match peer eth0", "match peer 192.0.2.1", "match origin igp",
-                                "match probability 50", "match evpn vni 1", "match mac address M" } )
+   for( const char * clause : { "match ip route-source A", "match peer eth0", "match peer 192.0.2.1", "match src-peer 192.0.2.1",
+                                "match origin igp", "match probability 50", "match evpn vni 1", "match mac address M" } )
       EXPECT_THAT( answerOf( mapWith( clause ), "10.0.0.0/8" ), HasSubstr( "does not answer" ) ) << clause;
    // Nothing asks for it.
    EXPECT_EQ( answerOf( mapWith( "match rpki valid\n match metric 5" ), "10.0.0.0/8" ), "deny" );
@@ -252,6 +258,62 @@ TEST( FrrMatches, anAssumptionThatFitsNoClauseIsAnError ) {
    EXPECT_EQ( assumptions.add( "rpki=yes" ), "expected CLAUSE=match or CLAUSE=no-match, found \"rpki=yes\"" );
    for( const char * wrong : { "rpk=match", "=match", "metric=match", "rpki-extcommunity=match" } )
       EXPECT_THAT( assumptions.add( wrong ).value_or( "" ), HasSubstr( "no clause that can be assumed begins with it" ) ) << wrong;
+}
+
+// Nothing would say that such an assumption answers no clause.
+TEST( FrrMatches, anAssumptionHasWordsThatAClauseCanHave ) {
+   const struct {
+      const char * assumption;
+      const char * wrong;
+   } rows[] = {
+      { "rpki vaild=match", "\"rpki vaild\": expected \"valid\", \"notfound\" or \"invalid\", found \"vaild\"" },
+      { "match rpki vaild=match", "\"rpki vaild\"" },
+      { "rpki valid now=match", "\"rpki valid now\"" },
+      { "origin ibgp=match", "\"origin ibgp\"" },
+      { "probability 101=match", "\"probability 101\"" },
+      { "evpn vni x=match", "\"evpn vni x\"" },
+      { "evpn default-route x=match", "\"evpn default-route x\"" },
+      { "source-vrf RED BLUE=match", "\"source-vrf RED BLUE\"" },
+      { "peer 192.0.2.1 192.0.2.2=match", "\"peer 192.0.2.1 192.0.2.2\"" },
+      { "rpki valid\n match rpki invalid=match", "\"rpki valid\\x0a match rpki invalid\"" },
+   };
+   for( const auto & row : rows ) {
+      Assumptions assumptions;
+      EXPECT_THAT( assumptions.add( row.assumption ).value_or( "" ), testing::StartsWith( row.wrong ) ) << row.assumption;
+      EXPECT_TRUE( assumptions.empty() ) << row.assumption;
+   }
+   // Each clause that a policy can have, in any spelling that the policy can have; and its first words.
+   for( const char * assumption : { "rpki=match",
+                                    "rpki valid=match",
+                                    "origin igp=match",
+                                    "probability 50=match",
+                                    "ip=match",
+                                    "evpn=match",
+                                    "evpn route-type=match",
+                                    "evpn route-type 2=match",
+                                    "evpn vni 100=match",
+                                    "evpn rd 192.0.2.1:7=match",
+                                    "evpn default-route=match",
+                                    "peer local=match",
+                                    "src-peer eth0=match",
+                                    "ip route-source A=match",
+                                    "ip route-source prefix-list=match",
+                                    "ip route-source prefix-list P=match",
+                                    "mac address M=match",
+                                    "ip multicast-group prefix-list GROUPS=match",
+                                    "script S=match",
+                                    "alias A=match" } )
+      EXPECT_EQ( Assumptions().add( assumption ), std::nullopt ) << assumption;
+   EXPECT_EQ( answerOf( mapWith( "match peer 2001:db8::1" ), "10.0.0.0/8", assuming( { "peer 2001:DB8:0::1=match" } ) ), "permit" );
+   EXPECT_EQ( answerOf( mapWith( "match rpki valid" ), "10.0.0.0/8", assuming( { "rpki   valid=match" } ) ), "permit" );
+}
+
+TEST( FrrMatches, assumptionsThatNoClauseUses ) {
+   const auto loader = loaded( mapWith( "match rpki valid\n match evpn vni 1" ) );
+   const auto unused = [ & ]( std::initializer_list<const char *> all ) { return assuming( all ).unusedIn( loader.text() ); };
+   EXPECT_EQ( unused( { "rpki=match", "rpki valid=match", "evpn=match", "evpn vni 1=match" } ), std::vector<std::string>() );
+   EXPECT_EQ( unused( { "rpki=match", "rpki invalid=match", "evpn vni 2=match", "peer=match" } ),
+              ( std::vector<std::string>{ "evpn vni 2", "peer", "rpki invalid" } ) );
 }
 
 TEST( FrrMatches, aMapThatIsNotAskedMayLackAnswers ) {

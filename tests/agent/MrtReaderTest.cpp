@@ -111,6 +111,7 @@ TEST( MrtReaderTest, everyAttributeOfARoute ) {
    expected.largeCommunities = { { 1, 2, 3 }, { 4, 5, 6 } };
    expected.extCommunities = { ExtCommunity( 0x0003fde800000001 ), ExtCommunity( 0x0002fde800000001 ) };
    expected.origin = Origin::igp;
+   expected.peer = Ferule::IpGenAddr( "::1" );
    EXPECT_EQ( table.routes, std::vector{ expected } );
 }
 
@@ -325,7 +326,9 @@ constexpr uint16_t kMessage = 1, kMessageAs4 = 4, kMessageAs4AddPath = 9;
 
 // In front of a message: both ASes, the interface and both addresses.
 std::string sessionHead( size_t asWidth, uint16_t family = 1 ) {
-   return number( 64500, asWidth ) + number( 64501, asWidth ) + number( 0, 2 ) + number( family, 2 ) + number( 1, family == 1 ? 8 : 32 );
+   const size_t size = family == 1 ? 4 : 16;
+   return number( 64500, asWidth ) + number( 64501, asWidth ) + number( 0, 2 ) + number( family, 2 ) + number( 5, size ) +
+      number( 1, size );
 }
 
 std::string bgpMessage( uint8_t type, std::string_view body ) {
@@ -366,7 +369,9 @@ TEST( MrtReaderTest, tableDumpsOfVersionOneHaveOneRouteARecord ) {
    EXPECT_EQ( table.routes[ 0 ].asPath, "64500 4200000000" );
    EXPECT_EQ( table.routes[ 0 ].tag, 4200000000u );
    EXPECT_EQ( table.routes[ 0 ].nextHop, Ferule::IpGenAddr( "192.0.2.9" ) );
+   EXPECT_EQ( table.routes[ 0 ].peer, Ferule::IpGenAddr( "0.0.0.1" ) );
    EXPECT_EQ( table.routes[ 1 ].nextHop, Ferule::IpGenAddr( "2001:db8::9" ) );
+   EXPECT_EQ( table.routes[ 1 ].peer, Ferule::IpGenAddr( "::1" ) );
    ASSERT_EQ( table.broken.size(), 3u );
    EXPECT_TRUE( table.broken[ 0 ].ends_with( ": prefix length 33: above 32" ) ) << table.broken[ 0 ];
    EXPECT_TRUE( table.broken[ 1 ].ends_with( ": the attributes end inside an attribute" ) ) << table.broken[ 1 ];
@@ -386,6 +391,7 @@ TEST( MrtReaderTest, announcedPrefixesOfAnUpdateAreRoutes ) {
    expected.metric = 70;
    expected.asPath = "64500 64501";
    expected.tag = 64501;
+   expected.peer = Ferule::IpGenAddr( "0.0.0.5" );
    for( const auto & route : table.routes ) {
       expected.prefix = route.prefix;
       EXPECT_EQ( route, expected );
@@ -397,7 +403,7 @@ TEST( MrtReaderTest, updatesOfEveryKindOfRecord ) {
    const std::string two = attribute( 2, segmentOfTwoBytes( 2, { 64500 } ) ) + kNextHop;
    const std::string identified = "\0\0\0\x07\x08\x0a"s;
    struct Row {
-      const char * name;
+      std::string_view name;
       std::string record;
    };
    const Row rows[] = {
@@ -417,6 +423,9 @@ TEST( MrtReaderTest, updatesOfEveryKindOfRecord ) {
       EXPECT_EQ( table.broken, Strings() ) << row.name;
       EXPECT_EQ( table.prefixes(), Strings{ "10.0.0.0/8" } ) << row.name;
       EXPECT_EQ( table.routes.at( 0 ).asPath, "64500" ) << row.name;
+      const auto peer =
+         row.name.starts_with( "sent" ) ? Ferule::IpGenAddr() : Ferule::IpGenAddr( row.name.ends_with( "IPv6" ) ? "::5" : "0.0.0.5" );
+      EXPECT_EQ( table.routes.at( 0 ).peer, peer ) << row.name;
    }
 }
 
@@ -542,9 +551,18 @@ TEST( MrtReaderTest, updatesAreAsPrinted ) {
       route.largeCommunities.clear();
    }
    FileSource source( corpus + "TableReaderFuzz/bgpdump-of-updates" );
-   const auto printed = readBack( source );
+   auto printed = readBack( source );
    EXPECT_EQ( printed.broken, Strings() );
-   EXPECT_EQ( printed.routes.size(), 22u );
+   ASSERT_EQ( printed.routes.size(), 22u );
+   ASSERT_EQ( routes.size(), 22u );
+   // Of the messages with path identifiers that the router itself has sent, the text tells the router as the peer.
+   size_t ofRouter = 0;
+   for( size_t i = 0; i < routes.size(); ++i )
+      if( auto & peer = printed.routes[ i ].peer; peer == Ferule::IpGenAddr( "192.0.2.1" ) && routes[ i ].peer == Ferule::IpGenAddr() ) {
+         peer = {};
+         ++ofRouter;
+      }
+   EXPECT_EQ( ofRouter, 2u );
    EXPECT_EQ( routes, printed.routes );
 }
 
@@ -557,6 +575,18 @@ TEST( MrtReaderTest, missingPeersAreBroken ) {
    EXPECT_EQ( readBack( of( 3 ) ).broken, Strings() ) << "without a table of peers nobody knows";
    EXPECT_EQ( readBack( peers( 1 ) + record( kV2, 1, "" ) + of( 3 ) ).broken.size(), 1u ) << "nor with a broken one";
    EXPECT_EQ( readBack( peers( 1 ) + peers( 9 ) + of( 3 ) ).broken, Strings() ) << "the latest counts";
+}
+
+TEST( MrtReaderTest, anEntryTellsItsPeer ) {
+   const auto of = []( uint16_t peer ) { return rib( 0, "", entries( { entry( "", peer ) } ) ); };
+   const auto table =
+      readBack( of( 1 ) + peers( 4 ) + of( 0 ) + of( 1 ) + of( 2 ) + of( 3 ) + peers( 1 ) + of( 0 ) + record( kV2, 1, "" ) + of( 0 ) );
+   std::vector<Ferule::IpGenAddr> told;
+   for( const auto & route : table.routes ) told.push_back( route.peer );
+   const Ferule::IpGenAddr none, router( "0.0.0.0" );
+   EXPECT_EQ( told,
+              ( std::vector{ none, router, Ferule::IpGenAddr( "::1" ), Ferule::IpGenAddr( "0.0.0.2" ), Ferule::IpGenAddr( "::3" ), router,
+                             none } ) );
 }
 
 TEST( MrtReaderTest, recordThatIsTooLongIsSkippedByItsLength ) {

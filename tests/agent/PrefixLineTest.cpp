@@ -145,6 +145,7 @@ TEST( PrefixLineTest, brokenLinesTellTheReason ) {
       { "0.0.0.0 0.0.0.0", "0.0.0.0 0.0.0.0: write 0.0.0.0/0 for a prefix" },
       { "10.0.0.1 255.255.255.255", "10.0.0.1 255.255.255.255: write 10.0.0.1/32 for a prefix" },
       { "10.0.0.0/8 next-hop tag 5", "next-hop: address \"tag\": not an address" },
+      { "10.0.0.0/8 as-path 64500 4294967296", "as-path: AS \"4294967296\": not a number from 0 to 4294967295" },
       { "10.0.0.0/8 as-path 64500 tag 5", "as-path: \" 64500 tag 5\": not an AS path" },
    };
    for( const auto & row : rows ) {

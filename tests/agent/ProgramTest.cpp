@@ -313,7 +313,7 @@ TEST( Program, explainOfUndefinedAndInvertedClauses ) {
 }
 
 TEST( Program, explainObeysNoBytesOfATable ) {
-   const std::string table = "10.0.0.0/8 interface a\033[31m\nTABLE_DUMP2|1|B|x|1|10.0.0.0/8|1 \033[31m|IGP|192.0.2.1|0|0||NAG||\n";
+   const std::string table = "10.0.0.0/8 interface a\033[31m\nTABLE_DUMP2|1|B|192.0.2.1|1|10.0.0.0/8|1 \033[31m|IGP|192.0.2.1|0|0||NAG||\n";
    const auto output = runProgram( { "explain", kEdge, "-m", "EDGE-IN", "10.0.0.0/8", "-i", "-" }, table );
    EXPECT_EQ( output.status, 0 );
    EXPECT_THAT( output.out, Not( HasSubstr( "\033" ) ) );
@@ -1140,6 +1140,20 @@ TEST( Program, watchFollowsItsFileAndTellsWhatChanges ) {
    const auto output = watch.finish();
    EXPECT_EQ( output.status, 0 );
    EXPECT_EQ( output.err, "" );
+}
+
+TEST( Program, watchTakesTheRoutesOfANeighbor ) {
+   const Folder folder;
+   folder.write( "edge.conf",
+                 "router bgp 1\n neighbor 192.0.2.1 remote-as 2\n neighbor 192.0.2.1 route-map IN in\nroute-map IN permit 10\n" );
+   folder.write( "table.txt", "10.0.0.0/8 peer 192.0.2.1\n10.1.0.0/16 peer 192.0.2.2\n10.2.0.0/16\n" );
+   Program watch( folder.call( { { "watch", "DIR/edge.conf", "--neighbor", "192.0.2.1", "in", "-i", "DIR/table.txt" } } ) );
+   watch.waitForOut( "published IN\n" );
+   folder.write( "edge.conf",
+                 "router bgp 1\n neighbor 192.0.2.1 remote-as 2\n neighbor 192.0.2.1 route-map IN in\nroute-map IN deny 10\n" );
+   watch.waitForOut( "2 of 2 routes change\n" );
+   watch.signal( SIGTERM );
+   EXPECT_THAT( watch.finish().err, HasSubstr( "table.txt: 1 route of other peers left out\n" ) );
 }
 
 TEST( Program, watchKeepsTheLastGoodPolicyBehindABrokenFile ) {

@@ -57,6 +57,7 @@ TEST( RouteFieldTest, everyFieldSetsItsAttributeAlone ) {
    expected.asPath = "64500 64501 {64502,64503} (65000) [65001,65002]";
    EXPECT_EQ( routeWith( "as-path", "  64500 64501\t {64502,64503} (65000) [65001,65002] " ), expected );
    EXPECT_EQ( routeWith( "as-path", "" ), TableRoute() );
+   EXPECT_EQ( routeWith( "as-path", "(0 4294967295)" ).asPath, "(0 4294967295)" );
    expected = {};
    expected.origin = Origin::incomplete;
    EXPECT_EQ( routeWith( "origin", "incomplete" ), expected );
@@ -134,6 +135,8 @@ TEST( RouteFieldTest, wrongValueTellsTheReasonAndChangesNothing ) {
       { "large-community", "1:2:3,1:2", "large-community: \"1:2\": not a large community, such as 64500:1:2" },
       { "extcommunity", "rt:1", "extcommunity: \"rt:1\": not an extended community, such as rt:64500:1" },
       { "origin", "bgp", "origin: \"bgp\": expected one of igp, egp, incomplete" },
+      { "as-path", "64500 {1,4294967296}", "as-path: AS \"4294967296\": not a number from 0 to 4294967295" },
+      { "as-path", "99999999999999999999 1", "as-path: AS \"99999999999999999999\": not a number from 0 to 4294967295" },
       { "as-path", "64500 AS64501", "as-path: \"64500 AS64501\": not an AS path" },
       { "as-path", "64500\n"sv, "as-path: \"64500\\x0a\": not an AS path" },
       { "weight", "5", "\"weight\"" + noName },

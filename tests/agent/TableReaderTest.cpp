@@ -62,10 +62,10 @@ TEST( TableReaderTest, formIsToldByTheContent ) {
       { "JSON behind a byte order mark", kMark + "[{\"dst\":\"10.0.0.0/8\"}]", TableForm::json, 1 },
       { "JSON that is no array", "{}", TableForm::json, 0 },
       { "prefixes behind a byte order mark", kMark + "10.0.0.0/8\n", TableForm::prefixes, 1 },
-      { "table dump behind a byte order mark", kMark + "TABLE_DUMP2|1|B|a|1|10.0.0.0/8|1|IGP|||||||\n", TableForm::bgpdump, 1 },
+      { "table dump behind a byte order mark", kMark + "TABLE_DUMP2|1|B|192.0.2.1|1|10.0.0.0/8|1|IGP|||||||\n", TableForm::bgpdump, 1 },
       { "comment with a bracket", "# [\n10.0.0.0/8\n", TableForm::prefixes, 1 },
       { "blank lines first", "\n\n10.0.0.0/8", TableForm::prefixes, 1 },
-      { "table dump behind comments", "# rib\nTABLE_DUMP2|1|B|a|1|10.0.0.0/8|1|IGP|||||||", TableForm::bgpdump, 1 },
+      { "table dump behind comments", "# rib\nTABLE_DUMP2|1|B|192.0.2.1|1|10.0.0.0/8|1|IGP|||||||", TableForm::bgpdump, 1 },
       { "broken table dump", "TABLE_DUMP2|", TableForm::bgpdump, 0 },
       { "anything else", "what is this\n", TableForm::prefixes, 0 },
    };

@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <nlohmann/json.hpp>
 
+#include "live/ValueTests.h"
 #include "tests/agent/CommandFixture.h"
 
 namespace Agent {
@@ -230,6 +232,208 @@ TEST( Target, theNeighborIsNoLevelOfCalls ) {
    EXPECT_TRUE( asked( "N" ).out.starts_with( "permit  10.0.0.0/8  by M0 10" ) ) << asked( "N" ).error;
    EXPECT_EQ( asked( "TOO-DEEP" ).error,
               "route map neighbor TOO-DEEP in is not in force: its calls go deeper than 10; see \"routepolicy check\"" );
+}
+
+constexpr char kPeers[] = "router bgp 65000\n"
+                          " no bgp ebgp-requires-policy\n"
+                          " neighbor 192.0.2.1 remote-as 65001\n"
+                          " neighbor 2001:db8::1 remote-as 65002\n"
+                          " neighbor GROUP peer-group\n"
+                          " neighbor eth0 interface remote-as 65003\n"
+                          " neighbor 192.0.2.1 route-map PEER in\n"
+                          " neighbor 192.0.2.1 route-map PEER out\n"
+                          " neighbor GROUP route-map PEER out\n"
+                          "route-map PEER permit 10\n"
+                          " match peer 192.0.2.1\n"
+                          "route-map PEER permit 20\n"
+                          " match src-peer 192.0.2.2\n"
+                          "route-map SOURCE permit 10\n"
+                          " match ip route-source NEAR\n"
+                          "access-list NEAR permit 192.0.2.1/32\n";
+constexpr char kRoutesOfPeers[] = "10.1.0.0/16 peer 192.0.2.1\n"
+                                  "10.2.0.0/16 peer 192.0.2.2\n"
+                                  "10.3.0.0/16 peer local\n"
+                                  "10.4.0.0/16 peer 192.0.2.2\n";
+
+CommandOutput askedOfPeers(
+   const TargetOptions & target, std::string_view routes, std::string_view policy = kPeers,
+   const std::function<void( EvalOptions & )> & set = []( EvalOptions & ) {} ) {
+   const PolicyFile table( routes );
+   auto output = outputOf( policy, [ & ]( const std::string & file, Console & console ) {
+      EvalOptions options;
+      options.files = { file };
+      options.target = target;
+      options.tables = { table.name() };
+      set( options );
+      return eval( options, console );
+   } );
+   output.messages = table.withoutName( output.messages );
+   return output;
+}
+
+TEST( Target, routesOfOtherPeersAreLeftOut ) {
+   const auto in = askedOfPeers( neighbor( "192.0.2.1", "in" ), kRoutesOfPeers );
+   EXPECT_EQ( in.out, "permit  10.1.0.0/16  by PEER 10\n" );
+   EXPECT_EQ( in.messages, "FILE: 3 routes of other peers left out\n" );
+   EXPECT_EQ( in.status, kExitOk );
+   const auto untold =
+      askedOfPeers( neighbor( "2001:DB8::1", "in" ), "10.1.0.0/16\n10.2.0.0/16 peer 2001:db8:0::1\n10.3.0.0/16 peer 192.0.2.1\n" );
+   EXPECT_EQ( untold.out,
+              "permit  10.1.0.0/16  by neighbor 2001:db8::1 (ipv4 unicast, in)\n"
+              "permit  10.2.0.0/16  by neighbor 2001:db8::1 (ipv4 unicast, in)\n" );
+   EXPECT_EQ( untold.messages, "FILE: 1 route of other peers left out\n" );
+}
+
+TEST( Target, aTableOfOtherPeersOnly ) {
+   const auto asked = askedOfPeers( neighbor( "2001:db8::1", "in" ), kRoutesOfPeers );
+   EXPECT_EQ( asked.out, "" );
+   EXPECT_EQ( asked.messages, "FILE: every route is of another peer than 2001:db8::1; the table has local, 192.0.2.1, 192.0.2.2\n" );
+   EXPECT_EQ( asked.status, kExitOk ) << "as a table without routes";
+   std::string many;
+   for( int i = 1; i < 9; ++i ) many += "10.0.0.0/8 peer 198.51.100." + std::to_string( i ) + '\n';
+   EXPECT_EQ( askedOfPeers( neighbor( "192.0.2.1", "in" ), many ).messages,
+              "FILE: every route is of another peer than 192.0.2.1; the table has 198.51.100.1, 198.51.100.2, 198.51.100.3, 198.51.100.4, "
+              "198.51.100.5 and 3 more\n" );
+   const auto empty = askedOfPeers( neighbor( "192.0.2.1", "in" ), "" );
+   EXPECT_EQ( empty.messages.find( "peer" ), std::string::npos ) << empty.messages;
+}
+
+TEST( Target, noRouteIsSentBack ) {
+   const auto out = askedOfPeers( neighbor( "192.0.2.1", "out" ), std::string( kRoutesOfPeers ) + "10.5.0.0/16\n" );
+   EXPECT_EQ( out.out,
+              "permit  10.2.0.0/16  by PEER 10\n"
+              "permit  10.3.0.0/16  by PEER 10\n"
+              "permit  10.4.0.0/16  by PEER 10\n"
+              "permit  10.5.0.0/16  by PEER 10\n" )
+      << "match peer tests the neighbor that gets the route";
+   EXPECT_EQ( out.messages,
+              "FILE: 1 route of neighbor 192.0.2.1 itself left out: bgpd sends no route back to the peer that announced it\n" );
+   const auto none = askedOfPeers( neighbor( "192.0.2.1", "out" ), "10.1.0.0/16 peer 192.0.2.1\n" );
+   EXPECT_EQ( none.messages,
+              "FILE: every route is of neighbor 192.0.2.1 itself: bgpd sends no route back to the peer that announced it\n" );
+   EXPECT_EQ( none.status, kExitOk );
+}
+
+TEST( Target, aNeighborWithoutAnAddressHasAllRoutes ) {
+   for( const char * direction : { "in", "out" } )
+      for( const char * name : { "GROUP", "eth0" } ) {
+         const auto asked = askedOfPeers( neighbor( name, direction ), kRoutesOfPeers, kPeers, []( EvalOptions & options ) {
+            options.summary = true;
+            EXPECT_EQ( options.assumptions.add( "peer=no-match" ), std::nullopt );
+         } );
+         EXPECT_TRUE( asked.out.starts_with( "4 routes" ) ) << name << direction << asked.error;
+         EXPECT_EQ( asked.messages, "" ) << name << direction;
+      }
+}
+
+TEST( Target, thePeerOfASentRouteIsItsReceiver ) {
+   const std::string source = "no route-map PEER\nroute-map PEER permit 10\n match ip route-source NEAR\n" + std::string( kPeers );
+   EXPECT_EQ( askedOfPeers( neighbor( "192.0.2.1", "out" ), "10.2.0.0/16 peer 192.0.2.2\n", source ).out,
+              "permit  10.2.0.0/16  by PEER 10\n" );
+   TargetOptions routeMap;
+   routeMap.routeMap = "SOURCE";
+   EXPECT_EQ( askedOfPeers( routeMap, "10.2.0.0/16 peer 192.0.2.2\n" ).out, "deny    10.2.0.0/16  by no sequence\n" );
+   routeMap.routeMap = "PEER";
+   EXPECT_EQ( askedOfPeers( routeMap, kRoutesOfPeers ).out,
+              "permit  10.1.0.0/16  by PEER 10\n"
+              "permit  10.2.0.0/16  by PEER 20\n"
+              "deny    10.3.0.0/16  by no sequence\n"
+              "permit  10.4.0.0/16  by PEER 20\n" );
+   // Which member of the group gets the route is unknown, whatever peer the route tells.
+   try {
+      askedOfPeers( neighbor( "GROUP", "out" ), kRoutesOfPeers );
+      ADD_FAILURE() << "no error";
+   } catch( const Unanswered & e ) {
+      EXPECT_EQ( std::string( e.what() ).substr( std::string( e.what() ).find( "PEER 10" ) ),
+                 "PEER 10: 10.1.0.0/16 does not answer \"match peer 192.0.2.1\"; use --assume \"peer=match\" or \"peer=no-match\"" );
+   }
+   testing::internal::GetCapturedStdout();
+   testing::internal::GetCapturedStderr();
+}
+
+TEST( Target, defaultsAreFilledInBeforeRoutesAreLeftOut ) {
+   const auto asked = askedOfPeers( neighbor( "192.0.2.1", "in" ), "10.1.0.0/16\n10.2.0.0/16 peer 192.0.2.1\n", kPeers,
+                                    []( EvalOptions & options ) { EXPECT_EQ( options.defaults.add( "peer=192.0.2.2" ), std::nullopt ); } );
+   EXPECT_EQ( asked.out, "permit  10.2.0.0/16  by PEER 10\n" );
+}
+
+TEST( Target, leavingOutDoesNotDependOnThreads ) {
+   std::string routes;
+   for( int i = 0; i < 10'000; ++i )
+      routes +=
+         "10." + std::to_string( i / 256 ) + '.' + std::to_string( i % 256 ) + ".0/24 peer 192.0.2." + std::to_string( i % 3 ) + '\n';
+   const auto asked = [ & ]( unsigned threads ) {
+      return askedOfPeers( neighbor( "192.0.2.1", "in" ), routes, kPeers, [ = ]( EvalOptions & options ) { options.threads = threads; } );
+   };
+   const auto one = asked( 1 ), three = asked( 3 );
+   EXPECT_EQ( std::ranges::count( one.out, '\n' ), 3333 );
+   EXPECT_EQ( one.messages, "FILE: 6667 routes of other peers left out\n" );
+   EXPECT_EQ( one.out, three.out );
+   EXPECT_EQ( one.messages, three.messages );
+}
+
+TEST( Target, explainLeavesThemOut ) {
+   const PolicyFile table( kRoutesOfPeers );
+   const auto asked = [ & ]( const TargetOptions & target, const char * prefix, const char * peer ) {
+      auto output = outputOf( kPeers, [ & ]( const std::string & file, Console & console ) {
+         ExplainOptions options;
+         options.files = { file };
+         options.target = target;
+         options.prefix = prefix;
+         if( peer )
+            options.fields = { { "peer", peer } };
+         else
+            options.tables = { table.name() };
+         return explain( options, console );
+      } );
+      output.messages = table.withoutName( output.messages );
+      return output;
+   };
+   const auto in = neighbor( "192.0.2.1", "in" ), out = neighbor( "192.0.2.1", "out" );
+   EXPECT_TRUE( asked( in, "10.1.0.0/16", nullptr ).out.starts_with( "10.1.0.0/16, peer 192.0.2.1: permitted\n" ) );
+   EXPECT_EQ( asked( in, "10.1.0.0/16", nullptr ).messages, "FILE: 3 routes of other peers left out\n" );
+   EXPECT_EQ( asked( in, "10.2.0.0/16", nullptr ).error, "10.2.0.0/16 is not among the remaining routes of the table" );
+   EXPECT_EQ( asked( in, "10.2.0.1", nullptr ).error, "no remaining route of the table contains 10.2.0.1" );
+   EXPECT_EQ( asked( in, "10.2.0.0/16", "192.0.2.2" ).error, "the route is of peer 192.0.2.2, not of neighbor 192.0.2.1" );
+   EXPECT_EQ( asked( in, "10.2.0.0/16", "local" ).error, "the route is of peer local, not of neighbor 192.0.2.1" );
+   EXPECT_EQ( asked( out, "10.2.0.0/16", "192.0.2.1" ).error,
+              "the route is of neighbor 192.0.2.1 itself: bgpd sends no route back to the peer that announced it" );
+   EXPECT_TRUE( asked( out, "10.2.0.0/16", "192.0.2.2" ).out.starts_with( "10.2.0.0/16, peer 192.0.2.2: permitted\n" ) );
+   EXPECT_TRUE( asked( in, "10.2.0.0/16", "192.0.2.1" ).out.starts_with( "10.2.0.0/16, peer 192.0.2.1: permitted\n" ) );
+}
+
+TEST( Target, explainTellsPeerAndStateAsJson ) {
+   const auto out = outputOf( kPeers, []( const std::string & file, Console & console ) {
+                       ExplainOptions options;
+                       options.files = { file };
+                       options.target.routeMap = "PEER";
+                       options.prefix = "10.0.0.0/8";
+                       options.fields = { { "peer", "2001:db8::1" }, { "rpki", "notfound" } };
+                       options.json = true;
+                       EXPECT_EQ( explain( options, console ), kExitOk );
+                       options.fields = { { "peer", "local" } };
+                       return explain( options, console );
+                    } ).out;
+   const auto first = nlohmann::json::parse( out.substr( 0, out.find( '\n' ) ) ),
+              second = nlohmann::json::parse( out.substr( out.find( '\n' ) ) );
+   EXPECT_EQ( first.at( "peer" ), "2001:db8::1" );
+   EXPECT_EQ( first.at( "rpki" ), "notfound" );
+   EXPECT_EQ( second.at( "peer" ), "0.0.0.0" );
+   EXPECT_FALSE( second.contains( "rpki" ) );
+}
+
+TEST( Target, diffLeavesThemOut ) {
+   const PolicyFile other( std::string( kPeers ) + "route-map PEER deny 5\n" ), table( kRoutesOfPeers );
+   const auto output = outputOf( kPeers, [ & ]( const std::string & file, Console & console ) {
+      DiffOptions options;
+      options.oldFiles = { file };
+      options.newFiles = { other.name() };
+      options.target = neighbor( "192.0.2.1", "in" );
+      options.tables = { table.name() };
+      return diff( options, console );
+   } );
+   EXPECT_TRUE( output.out.starts_with( "1 of 1 route changes\n" ) ) << output.out;
+   EXPECT_EQ( table.withoutName( output.messages ), "FILE: 3 routes of other peers left out\n" );
 }
 
 }   // namespace

@@ -71,6 +71,8 @@ TEST( UntoldProgram, wrongOptionsAreErrors ) {
       { { "--set-attribute", "rpki" }, "routepolicy: --set-attribute expected NAME=VALUE, found \"rpki\"\n" },
       { { "--set-attribute", "rpki=good" }, "routepolicy: --set-attribute rpki: \"good\": expected one of valid, notfound, invalid\n" },
       { { "--assume", "rpki" }, "routepolicy: --assume expected CLAUSE=match or CLAUSE=no-match, found \"rpki\"\n" },
+      { { "--assume", "rpki vaild=match" },
+        "routepolicy: --assume \"rpki vaild\": expected \"valid\", \"notfound\" or \"invalid\", found \"vaild\"\n" },
       { { "--daemon", "bird" },
         "routepolicy: --daemon expected one of bgpd, zebra, pimd, pim6d, ospfd, ospf6d, isisd, ripd, ripngd, eigrpd, babeld, found "
         "\"bird\"\n" },
@@ -80,6 +82,51 @@ TEST( UntoldProgram, wrongOptionsAreErrors ) {
       EXPECT_EQ( output.status, 2 );
       EXPECT_EQ( output.err, row.reason );
    }
+}
+
+TEST( UntoldProgram, optionsWithoutEffectAreErrors ) {
+   const PolicyFile policy( "route-map IN permit 10\n match metric 5\n" );
+   const struct {
+      std::vector<std::string> options;
+      std::string reason;
+   } rows[] = {
+      { { "--assume", "rpki=match" }, "--assume cannot be used with --dialect native: each route answers all of its clauses\n" },
+      { { "--daemon", "bgpd" }, "--daemon cannot be used with --dialect native: only the dialect of FRR depends on the daemon\n" },
+      { { "--set-attribute", "peer=192.0.2.1" },
+        "--set-attribute peer cannot be used with --dialect native: only clauses of FRR test this attribute\n" },
+      { { "--set-attribute", "rpki=valid" },
+        "--set-attribute rpki cannot be used with --dialect native: only clauses of FRR test this attribute\n" },
+   };
+   const std::vector<std::string> commands[] = { { "eval", policy.name() },
+                                                 { "explain", policy.name(), "10.0.0.0/8" },
+                                                 { "diff", policy.name(), policy.name() },
+                                                 { "watch", policy.name(), "-i", "-" } };
+   for( const auto & command : commands )
+      for( const auto & row : rows ) {
+         auto arguments = command;
+         arguments.insert( arguments.end(), { "--dialect", "native", "-m", "IN" } );
+         arguments.insert( arguments.end(), row.options.begin(), row.options.end() );
+         const auto output = runProgram( arguments, kRoutes );
+         EXPECT_EQ( output.status, 2 ) << command.front();
+         EXPECT_EQ( output.err, "routepolicy: " + row.reason ) << command.front();
+      }
+   const auto metric =
+      runProgram( { "eval", policy.name(), "--dialect", "native", "-m", "IN", "--set-attribute", "metric=5" }, "10.0.0.0/8\n" );
+   EXPECT_EQ( metric.out, "permit  10.0.0.0/8  by IN 10\n" );
+}
+
+TEST( UntoldProgram, anAssumptionThatNoClauseUsesIsMentioned ) {
+   const PolicyFile policy( kPolicy ), other( "route-map IN permit 10\n match peer 192.0.2.1\n" );
+   const auto output =
+      evalOf( policy, "OUT", { "--assume", "rpki valid=match", "--assume", "peer=match", "--assume", "rpki invalid=match" } );
+   EXPECT_EQ( output.status, 0 );
+   EXPECT_EQ( output.err,
+              "--assume \"peer\": no route map of the policy has such a clause\n"
+              "--assume \"rpki invalid\": no route map of the policy has such a clause\n" );
+   const auto diff = runProgram(
+      { "diff", policy.name(), other.name(), "-m", "IN", "--assume", "rpki=match", "--assume", "peer=match", "--assume", "evpn=match" },
+      kRoutes );
+   EXPECT_EQ( diff.err, "--assume \"evpn\": no route map of the policy has such a clause\n" );
 }
 
 TEST( UntoldProgram, diffTakesThemToo ) {

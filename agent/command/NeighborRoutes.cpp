@@ -1,0 +1,50 @@
+#include "command/NeighborRoutes.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+#include <vector>
+
+#include "analysis/References.h"
+#include "command/Console.h"
+#include "text/Operands.h"
+
+namespace Agent {
+
+namespace {
+
+constexpr size_t kMostPeers = 5;   // in one message
+constexpr char kNotSentBack[] = "bgpd sends no route back to the peer that announced it";
+
+std::string nameOf( const Ferule::IpGenAddr & peer ) {
+   return peer.bits().none() ? "local" : std::string( peer.toStrep().view() );
+}
+
+}   // namespace
+
+NeighborRoutes::NeighborRoutes( std::string name, Direction direction )
+      : name_( std::move( name ) ), address_( parseAddress( name_ ) ), direction_( direction ) {}
+
+std::optional<Ferule::IpGenAddr> NeighborRoutes::receiver() const noexcept {
+   if( direction_ == Direction::in ) return std::nullopt;
+   return address_.value_or( Ferule::IpGenAddr() );
+}
+
+std::string NeighborRoutes::whyNot( const TableRoute & route ) const {
+   if( direction_ == Direction::out ) return fmt::format( "the route is of neighbor {} itself: {}", name_, kNotSentBack );
+   return fmt::format( "the route is of peer {}, not of neighbor {}", nameOf( route.peer ), name_ );
+}
+
+std::string NeighborRoutes::textOf( uint64_t leftOut, uint64_t routes, const std::set<Ferule::IpGenAddr> & peers ) const {
+   const bool isAll = leftOut == routes;
+   if( direction_ == Direction::out ) {
+      if( isAll ) return fmt::format( "every route is of neighbor {} itself: {}", name_, kNotSentBack );
+      return fmt::format( "{} of neighbor {} itself left out: {}", quantity( leftOut, "route" ), name_, kNotSentBack );
+   }
+   if( !isAll ) return fmt::format( "{} of other peers left out", quantity( leftOut, "route" ) );
+   std::vector<std::string> names;
+   for( const auto & peer : peers ) names.push_back( nameOf( peer ) );
+   return fmt::format( "every route is of another peer than {}; the table has {}", name_, joined( names, kMostPeers, ", " ) );
+}
+
+}   // namespace Agent
