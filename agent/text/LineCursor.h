@@ -24,6 +24,11 @@ struct LineError {
    std::string reason;
 };
 
+/// A line that FRR refuses: it has no effect. Readers throw it before they change anything, too.
+struct RefusedLine {
+   std::string reason;
+};
+
 /// "expected WHAT, found ..." at that token.
 [[noreturn]] void throwExpected( std::string_view what, const Token & found );
 

@@ -139,8 +139,14 @@ void LineLoader::Reader::readWords( LineCursor & line ) {
 
 bool LineLoader::Reader::readPolicy( LineCursor line ) {
    if( ListLines::isOfOthers( line ) ) return false;
+   const LineCursor whole = line;
    const bool no = line.takeWords( "no" );
-   return lists_.read( line, no ) || routeMaps_.read( line, no );
+   try {
+      return lists_.read( line, no ) || routeMaps_.read( line, no );
+   } catch( const RefusedLine & refused ) {
+      doubts_.refused( whole, refused.reason );
+      return true;
+   }
 }
 
 void LineLoader::Reader::skip( const LineCursor & line, bool endsSequence ) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <iterator>
+#include <type_traits>
 #include <utility>
 
 #include <fmt/format.h>
@@ -50,6 +51,31 @@ std::string lineText( uint32_t number, const typename NumberedLists<List>::Line 
    return text.substr( start, text.size() - 1 - start );
 }
 
+template <class List>
+constexpr bool isPrefixList = std::is_same_v<List, PrefixListText>;
+// Whether FRR has the lists in bgpd alone.
+template <class List>
+constexpr bool isOfBgpd = !isPrefixList<List> && !std::is_same_v<List, AccessListText>;
+
+// Removes what the rest of a line behind "no" says, as FRR does it: of the number and the line `said`, prefix lists and access lists compare
+// the number if it is there, the others the line.
+template <class List>
+void removeAsFrr( NumberedLists<List> & lists, std::string_view name, std::optional<uint32_t> number,
+                  const std::optional<typename NumberedLists<List>::Line> & said ) {
+   if( !said && !number ) {
+      if( isOfBgpd<List> && !lists.find( name ) ) throw RefusedLine{ "the list does not exist" };
+      lists.remove( name );
+   } else if( !said && !isPrefixList<List> ) {
+      throw RefusedLine{ "the line is not complete" };
+   } else if( number && !isOfBgpd<List> ) {
+      lists.removeNumber( name, *number, std::nullopt );
+   } else if( !lists.removeLine( name, *said, std::is_same_v<List, AsPathListText> ) ) {
+      throw RefusedLine{ "the list has no such line" };
+   }
+}
+
+void becomeListed( AccessListLine & line, const AccessListLine * before );
+
 // "NAME [seq N] permit|deny CONTENT"; after "no" also "NAME" and "NAME seq N". `describing` is the word before a description; empty if
 // such lists have none. Doubts of `readContent( line, said, noted )` count if the line has no error and is not removed.
 template <class List, class ReadContent>
@@ -59,8 +85,9 @@ void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool
    if( !describing.empty() && line.takeWords( describing ) ) return describe( lists, name, line, no );
 
    std::optional<uint32_t> number;
-   const bool mayBeZero = line.dialect() == Dialect::frr && describing.empty();   // of the lists of bgpd
-   if( line.takeWords( "seq" ) ) number = mayBeZero ? takeNumber32( line, "a sequence number" ) : takeSequenceNumber( line );
+   const bool isFrr = line.dialect() == Dialect::frr;
+   if( line.takeWords( "seq" ) ) number = isFrr && isOfBgpd<List> ? takeNumber32( line, "a sequence number" ) : takeSequenceNumber( line );
+   if( no && line.atEnd() && isFrr ) return removeAsFrr( lists, name.text, number, {} );
    if( no && line.atEnd() ) return number ? lists.removeNumber( name.text, *number, std::nullopt ) : lists.remove( name.text );
 
    typename NumberedLists<List>::Line said;
@@ -70,10 +97,12 @@ void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool
    readContent( line, said, noted );
    line.expectEnd();
 
-   if( no ) return number ? lists.removeNumber( name.text, *number, said ) : lists.removeLine( name.text, said );
+   if( no && isFrr ) return removeAsFrr( lists, name.text, number, { said } );
+   if( no ) return number ? lists.removeNumber( name.text, *number, said ) : void( lists.removeLine( name.text, said ) );
    for( auto & doubt : noted ) doubts.add( std::move( doubt ) );
    const Place place = said.place;
-   const auto added = lists.add( name.text, number, std::move( said ), line.dialect() == Dialect::frr );
+   if constexpr( std::is_same_v<List, AccessListText> ) becomeListed( said, number ? lists.find( name.text, *number ) : nullptr );
+   const auto added = lists.add( name.text, number, std::move( said ), isFrr );
    if( !added.done )
       throw LineError{ name.column, fmt::format( "list {} has no number left for a line without \"seq\"", inQuotes( name.text ) ) };
    if( added.before && Doubts::isReplaced( added.before->place, place ) )
@@ -123,6 +152,7 @@ void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said,
    if( line.takeWords( "any" ) ) {
       said.prefix = Ferule::IpGenPrefix( Ferule::IpGenAddr( af ), 0 );
       said.le = Ferule::addressBits( af );
+      said.spelling.way = line.dialect() == Dialect::frr;
       return;
    }
    said.prefix = takeNetwork( line, af, noted );
@@ -174,9 +204,24 @@ void readAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said,
 
 // ---- access lists of the dialect of FRR
 
+// The ways to write what a line compares. "any" and "0.0.0.0/0" are two lines.
+enum Way : uint8_t {
+   kPrefixWay,
+   kOddPrefixWay,   // unlike FRR writes the prefix; a line that the list has is never so
+   kAnyWay,
+   kHostWay,
+   kWildcardWay,
+   kTwoWays   // and above: behind "ip"
+};
+
+constexpr Way wayBehindIp( Way source, Way netmask ) {
+   return Way( kTwoWays * ( 1 + source ) + netmask );
+}
+
 // "any", "host ADDRESS" or "ADDRESS WILDCARD".
-Source takeSource( LineCursor & line, std::vector<Doubt> & noted ) {
+Source takeSource( LineCursor & line, Way & way, std::vector<Doubt> & noted ) {
    constexpr auto af = AddressFamily::ipv4;
+   way = line.peek().text == "any" ? kAnyWay : line.peek().text == "host" ? kHostWay : kWildcardWay;
    if( line.takeWords( "any" ) ) return { Ferule::IpGenAddr( af ), {} };
    if( line.takeWords( "host" ) ) return { takeAddress( line, af ), Ferule::Bits128::leadingOnes( Ferule::addressBits( af ) ) };
    const auto address = takeAddress( line, af, "\"any\", \"host\" or an IPv4 address" );
@@ -187,24 +232,32 @@ Source takeSource( LineCursor & line, std::vector<Doubt> & noted ) {
 void readFrrAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said, std::vector<Doubt> & noted ) {
    using Compares = AccessListLine::Compares;
    const bool isAddress = line.peek().text.find( '/' ) == std::string_view::npos;
+   Way way = kPrefixWay;
    said.compares = af == AddressFamily::ipv4 && isAddress ? Compares::address : Compares::covering;
    if( line.takeWords( "any" ) ) {
       said.compares = Compares::covering;
       said.source = { Ferule::IpGenAddr( af ), {} };
+      way = kAnyWay;
    } else if( said.compares == Compares::covering ) {
+      const Token token = line.peek();
       const auto prefix = takeNetwork( line, af, noted );
+      if( prefix.toStrep().view() != token.text ) way = kOddPrefixWay;
       said.source = { prefix.ipGenAddr(), Ferule::Bits128::leadingOnes( prefix.length() ) };
       if( line.takeWords( "exact-match" ) ) said.compares = Compares::exact;
    } else if( line.takeWords( "ip" ) ) {
-      said.source = takeSource( line, noted );
-      said.netmask = takeSource( line, noted );
+      Way second;
+      said.source = takeSource( line, way, noted );
+      said.netmask = takeSource( line, second, noted );
+      way = wayBehindIp( way, second );
    } else {
       const bool isHost = line.takeWords( "host" );
       const auto address = takeAddress( line, af );
       said.source = { address, Ferule::Bits128::leadingOnes( Ferule::addressBits( af ) ) };
-      if( !isHost && !line.atEnd() ) said.source = takeWildcard( line, address, noted );
+      way = isHost || line.atEnd() ? kHostWay : kWildcardWay;
+      if( way == kWildcardWay ) said.source = takeWildcard( line, address, noted );
       if( said.source.mask().none() && address.bits().none() ) said.compares = Compares::covering;   // as "any"
    }
+   said.spelling.way = way;
 }
 
 // ---- community lists
@@ -241,6 +294,17 @@ void readAsPathLine( LineCursor & line, AsPathListLine & said, std::vector<Doubt
       throwExpected( "digits, blanks and operators of a regular expression",
                      { token.text.substr( at, 1 ), token.column + static_cast<uint32_t>( at ) } );
    said.expression = takeExpression( line );
+}
+
+// What a line becomes in the list, where it replaces the line `before`, if any. FRR keeps the netmask of that line if the new one has neither
+// a netmask nor a prefix.
+void becomeListed( AccessListLine & line, const AccessListLine * before ) {
+   uint8_t & way = line.spelling.way;
+   if( way == kOddPrefixWay ) way = kPrefixWay;
+   if( !before || !before->netmask || line.netmask || ( way != kHostWay && way != kWildcardWay ) ) return;
+   line.netmask = before->netmask;
+   line.compares = AccessListLine::Compares::address;
+   way = wayBehindIp( Way( way ), Way( before->spelling.way % kTwoWays ) );
 }
 
 template <AddressFamily af>
@@ -359,9 +423,10 @@ void ListLines::readCommunityList( NumberedLists<CommunityListTextOf<C>> & lists
    const bool expanded = takeExpanded( line );
    const Token name = line.peek();
    if( const auto * const list = lists.find( name.text ); list && list->expanded != expanded ) {
-      if( no ) return;   // the list of this kind does not exist
-      throw LineError{ kind.column,
-                       fmt::format( "list {} is already {}", inQuotes( name.text ), list->expanded ? "expanded" : "standard" ) };
+      if( no && line.dialect() == Dialect::native ) return;   // the list of this kind does not exist
+      if( !no )
+         throw LineError{ kind.column,
+                          fmt::format( "list {} is already {}", inQuotes( name.text ), list->expanded ? "expanded" : "standard" ) };
    }
    edit( lists, doubts_, line, no, "", [ & ]( LineCursor & l, CommunityListLineOf<C> & said, auto & ) {
       if( expanded )
@@ -369,7 +434,7 @@ void ListLines::readCommunityList( NumberedLists<CommunityListTextOf<C>> & lists
       else
          said.communities = takeStandard( l );
    } );
-   if( auto * const list = lists.find( name.text ) ) list->expanded = expanded;
+   if( auto * const list = no ? nullptr : lists.find( name.text ) ) list->expanded = expanded;
 }
 
 void ListLines::readCommunityList( LineCursor & line, bool no ) {
@@ -377,6 +442,9 @@ void ListLines::readCommunityList( LineCursor & line, bool no ) {
 }
 
 void ListLines::readLargeCommunityList( LineCursor & line, bool no ) {
+   // "no bgp large-community-list NAME".
+   if( LineCursor behind = line; no && !behind.take().text.empty() && behind.atEnd() )
+      return removeAsFrr( largeCommunityLists_, line.take().text, std::nullopt, std::nullopt );
    readCommunityList( largeCommunityLists_, line, no, []( LineCursor & l ) { return takeLargeCommunities( l, "" ); } );
 }
 

@@ -41,11 +41,6 @@ std::string onlyClause( const SequenceText & sequence, Dialect dialect ) {
    return lines.substr( start, lines.size() - 1 - start );
 }
 
-/// A line that FRR refuses: it has no effect.
-struct RefusedLine {
-   std::string_view reason;
-};
-
 // The first form whose words the line has, of those that a dialect has.
 const MatchForm * formOf( LineCursor line, Dialect dialect ) {
    const auto forms = matchForms();

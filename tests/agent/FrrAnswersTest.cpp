@@ -1,0 +1,63 @@
+// Lines at the edge of what FRR takes, against what bgpd made of them: which lines it refused, and what it had then.
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/agent/FrrFixture.h"
+#include "text/LineLoader.h"
+#include "text/TextWriter.h"
+
+namespace Agent {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+std::string joined( const Lines & lines ) {
+   std::string text;
+   for( const auto & line : lines ) text += line + '\n';
+   return text;
+}
+
+LineLoader loaded( const Lines & lines ) {
+   LineLoader loader( Dialect::frr );
+   loader.load( "f", joined( lines ) );
+   return loader;
+}
+
+// The numbers of the lines without effect: refused, or wrong.
+std::set<uint32_t> refusedBy( const LineLoader & loader ) {
+   std::set<uint32_t> numbers;
+   for( const auto & error : loader.errors() ) numbers.insert( error.place.line );
+   for( const auto & doubt : loader.text().doubts )
+      if( doubt.kind == Doubt::Kind::refused ) numbers.insert( doubt.place.line );
+   return numbers;
+}
+
+void expectAnswers( const char * name, size_t least ) {
+   const auto fixture = nlohmann::json::parse( plainBytesOf( kFrrFolder / "lines.json.gz" ) );
+   EXPECT_EQ( fixture.at( "daemon" ), "bgpd 8.4.4" );
+   const auto & cases = fixture.at( name );
+   EXPECT_GE( cases.size(), least );
+   for( const auto & recorded : cases ) {
+      const auto lines = recorded.at( "lines" ).get<Lines>();
+      const LineLoader agent = loaded( lines );
+      const LineLoader daemon = loaded( recorded.at( "shows" ).get<Lines>() );
+      EXPECT_EQ( daemon.errors().size(), 0u ) << joined( lines );
+      EXPECT_TRUE( agent.text() == daemon.text() ) << joined( lines ) << "becomes\n"
+                                                   << writeText( agent.text() ) << "in bgpd\n"
+                                                   << writeText( daemon.text() );
+      EXPECT_EQ( refusedBy( agent ), recorded.at( "refused" ).get<std::set<uint32_t>>() ) << joined( lines );
+   }
+}
+
+TEST( FrrAnswers, linesOfListsAreTakenBack ) {
+   expectAnswers( "removal", 390 );
+}
+
+}   // namespace
+}   // namespace Agent
