@@ -52,6 +52,7 @@ struct MatchForm {
    /// The field of a route (table/RouteField.h) that answers the clause, or "" if only an assumption does. None: each route answers it.
    std::optional<std::string_view> field{};
    Daemons daemons = kAllDaemons;   // of FRR, that have the clause
+   bool isRemovedWhole = false;     // FRR refuses "no" and the words without an operand
 };
 
 /// All forms, one per option. If the words of one form begin with the words of another form, the longer form comes first.

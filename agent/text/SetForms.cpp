@@ -21,6 +21,7 @@ constexpr std::string_view kDelete = "delete";
 constexpr std::string_view kAll = "all";
 constexpr std::string_view kAsPathList = "as-path-access-list";
 constexpr std::string_view kLastAs = "last-as";
+constexpr std::string_view kAs = "as";
 
 bool isFrr( const LineCursor & line ) noexcept {
    return line.dialect() == Dialect::frr;
@@ -247,7 +248,7 @@ constexpr std::string_view kMetricTypes[] = { "type-1", "type-2" };
 constexpr std::string_view kEncapsulations[] = { "gre" };
 
 void takeAggregator( LineCursor & line, SetClause & clause, const SetForm & form ) {
-   if( !line.takeWords( "as" ) ) throwExpected( inQuotes( "as" ), line.peek() );
+   if( !line.takeWords( kAs ) ) throwExpected( inQuotes( kAs ), line.peek() );
    const auto as = takeNumber( line, form.what, form.min, form.max );
    clause.word = fmt::format( "as {} {}", as, takeAddress( line, AddressFamily::ipv4 ).toStrep().view() );
 }
@@ -286,6 +287,15 @@ constexpr SetForm naming( SetForm form, std::string_view what, ThingKind kind ) 
    return form;
 }
 
+constexpr SetForm removed( SetForm::Removal removal, SetForm form, std::string_view bare = {} ) {
+   form.removal = removal;
+   form.bare = bare;
+   return form;
+}
+
+constexpr auto kAnyOperand = SetForm::Removal::anyOperand, kWholeOperand = SetForm::Removal::wholeOperand,
+               kNoOperand = SetForm::Removal::noOperand;
+
 constexpr SetForm deletes( SetKind kind, std::string_view words, std::string_view what, ThingKind list ) {
    return naming( frr( kind, words, takeListToDelete, listToDeleteText ), what, list );
 }
@@ -302,7 +312,7 @@ constexpr SetForm kForms[] = {
    number( frr( SetKind::minMetric, "min-metric", takeNumberOf, numberText ), "a metric", 0, kMax32 ),
    number( frr( SetKind::maxMetric, "max-metric", takeNumberOf, numberText ), "a metric", 0, kMax32 ),
    frr( SetKind::origin, "origin", takeOrigin, originText ),
-   frr( SetKind::asPathPrepend, "as-path prepend", takePrepend, prependText ),
+   removed( kAnyOperand, frr( SetKind::asPathPrepend, "as-path prepend", takePrepend, prependText ), kLastAs ),
    naming( frr( SetKind::asPathExclude, "as-path exclude", takeExclude, excludeText ), "", ThingKind::asPathList ),
    frr( SetKind::asPathReplace, "as-path replace", takeReplace ),
    deletes( SetKind::commListDelete, "comm-list", "the name of a community list", ThingKind::communityList ),
@@ -315,10 +325,10 @@ constexpr SetForm kForms[] = {
    frr( SetKind::extNone, "extcommunity none", takeNothing ),
    deletes( SetKind::extCommListDelete, "extended-comm-list", "the name of an extended community list", ThingKind::extCommunityList ),
    frr( SetKind::ipNextHop, "ip next-hop", takeIpNextHop, nextHopText ),
-   frr( SetKind::ipv6NextHopGlobal, "ipv6 next-hop global", takeIpv6NextHop, nextHopText ),
+   removed( kWholeOperand, frr( SetKind::ipv6NextHopGlobal, "ipv6 next-hop global", takeIpv6NextHop, nextHopText ) ),
    number( frr( SetKind::weight, "weight", takeCarriedNumber ), "a weight", 0, kMax32 ),
    frr( SetKind::atomicAggregate, "atomic-aggregate", takeNothing ),
-   number( frr( SetKind::aggregator, "aggregator", takeAggregator ), "an AS", 1, kMax32 ),
+   number( removed( kWholeOperand, frr( SetKind::aggregator, "aggregator", takeAggregator ), kAs ), "an AS", 1, kMax32 ),
    frr( SetKind::originatorId, "originator-id", takeCarriedAddress<kIpv4> ),
    number( frr( SetKind::labelIndex, "label-index", takeCarriedNumber ), "an index", 0, 1048560 ),
    number( frr( SetKind::aigpMetric, "aigp-metric", takeAigpMetric ), "a metric", 1, kMax32 ),
@@ -328,14 +338,14 @@ constexpr SetForm kForms[] = {
    frr( SetKind::ipv6NextHopPreferGlobal, "ipv6 next-hop prefer-global", takeNothing ),
    frr( SetKind::ipv4VpnNextHop, "ipv4 vpn next-hop", takeCarriedAnyAddress ),
    frr( SetKind::ipv6VpnNextHop, "ipv6 vpn next-hop", takeCarriedAnyAddress ),
-   number( frr( SetKind::table, "table", takeCarriedNumber ), "a table", 1, kMax32 ),
+   number( removed( kNoOperand, frr( SetKind::table, "table", takeCarriedNumber ) ), "a table", 1, kMax32 ),
    number( frr( SetKind::srTeColor, "sr-te color", takeCarriedNumber ), "a color", 1, kMax32 ),
    frr( SetKind::src, "src", takeCarriedAnyAddress ),
    frr( SetKind::metricType, "metric-type", takeCarriedWord<kMetricTypes> ),
    frr( SetKind::forwardingAddress, "forwarding-address", takeCarriedAddress<kIpv6> ),
-   frr( SetKind::evpnGatewayIpv4, "evpn gateway-ip ipv4", takeCarriedAddress<kIpv4> ),
-   frr( SetKind::evpnGatewayIpv6, "evpn gateway-ip ipv6", takeCarriedAddress<kIpv6> ),
-   frr( SetKind::l3vpnEncapsulation, "l3vpn next-hop encapsulation", takeCarriedWord<kEncapsulations> ),
+   removed( kWholeOperand, frr( SetKind::evpnGatewayIpv4, "evpn gateway-ip ipv4", takeCarriedAddress<kIpv4> ) ),
+   removed( kWholeOperand, frr( SetKind::evpnGatewayIpv6, "evpn gateway-ip ipv6", takeCarriedAddress<kIpv6> ) ),
+   removed( kWholeOperand, frr( SetKind::l3vpnEncapsulation, "l3vpn next-hop encapsulation", takeCarriedWord<kEncapsulations> ) ),
 };
 // clang-format on
 

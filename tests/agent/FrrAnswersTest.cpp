@@ -59,5 +59,9 @@ TEST( FrrAnswers, linesOfListsAreTakenBack ) {
    expectAnswers( "removal", 390 );
 }
 
+TEST( FrrAnswers, clausesAreTakenBack ) {
+   expectAnswers( "clauses", 370 );
+}
+
 }   // namespace
 }   // namespace Agent

@@ -85,14 +85,107 @@ for words, first, second, swapped, other in (
             f'standard {number}', f'expanded {number}', f'{number} seq 9 permit {first}' ) )
 REMOVAL += each( lists( 'bgp as-path access-list', 'L seq 9 permit ^1', 'L seq 3 deny ^1' ), 'no bgp as-path access-list L permit ^1', 'no bgp as-path access-list L deny ^1' )
 
-CASES = { 'removal': REMOVAL }
+# ---- clauses of a route map that "no" takes back
+
+# A clause; its words, and another clause like it, both behind "no".
+CLAUSES = (
+   ( 'match metric 5', 'match metric', 'match metric 6' ), ( 'match tag 5', 'match tag', 'match tag 6' ),
+   ( 'match local-preference 5', 'match local-preference', 'match local-preference 6' ),
+   ( 'match ip address prefix-list A', 'match ip address prefix-list', 'match ip address prefix-list B' ),
+   ( 'match ip address A', 'match ip address', 'match ip address B' ),
+   ( 'match ipv6 address prefix-list A', 'match ipv6 address prefix-list', 'match ipv6 address prefix-list B' ),
+   ( 'match ipv6 address A', 'match ipv6 address', 'match ipv6 address B' ), ( 'match ip next-hop A', 'match ip next-hop', 'match ip next-hop B' ),
+   ( 'match ip next-hop prefix-list A', 'match ip next-hop prefix-list', 'match ip next-hop prefix-list B' ),
+   ( 'match ip next-hop address 192.0.2.1', 'match ip next-hop address', 'match ip next-hop address 192.0.2.2' ),
+   ( 'match ip next-hop type blackhole', 'match ip next-hop type', 'match ip next-hop type' ),
+   ( 'match ipv6 next-hop type blackhole', 'match ipv6 next-hop type', 'match ipv6 next-hop type' ),
+   ( 'match ipv6 next-hop address 2001:db8::1', 'match ipv6 next-hop address', 'match ipv6 next-hop address 2001:db8::2' ),
+   ( 'match ipv6 next-hop 2001:db8::1', 'match ipv6 next-hop', 'match ipv6 next-hop 2001:db8::2' ),
+   ( 'match ipv6 next-hop A', 'match ipv6 next-hop', 'match ipv6 next-hop B' ),
+   ( 'match ipv6 next-hop prefix-list A', 'match ipv6 next-hop prefix-list', 'match ipv6 next-hop prefix-list B' ),
+   ( 'match ip route-source A', 'match ip route-source', 'match ip route-source B' ),
+   ( 'match ip route-source prefix-list A', 'match ip route-source prefix-list', 'match ip route-source prefix-list B' ),
+   ( 'match community A', 'match community', 'match community B' ),
+   ( 'match community A exact-match', 'match community A', 'match community B exact-match' ),
+   ( 'match large-community A', 'match large-community', 'match large-community B' ),
+   ( 'match large-community A exact-match', 'match large-community A', 'match large-community B exact-match' ),
+   ( 'match extcommunity A', 'match extcommunity', 'match extcommunity B' ), ( 'match as-path A', 'match as-path', 'match as-path B' ),
+   ( 'match origin igp', 'match origin', 'match origin egp' ), ( 'match probability 5', 'match probability', 'match probability 6' ),
+   ( 'match peer 192.0.2.1', 'match peer', 'match peer 192.0.2.2' ), ( 'match peer local', 'match peer', 'match peer 192.0.2.2' ),
+   ( 'match peer eth0', 'match peer', 'match peer local' ), ( 'match interface eth0', 'match interface', 'match interface eth1' ),
+   ( 'match source-vrf A', 'match source-vrf', 'match source-vrf B' ), ( 'match evpn vni 5', 'match evpn vni', 'match evpn vni 6' ),
+   ( 'match evpn route-type macip', 'match evpn route-type', 'match evpn route-type prefix' ),
+   ( 'match evpn default-route', 'match evpn', 'match evpn default-route' ), ( 'match mac address A', 'match mac address', 'match mac address B' ),
+   ( 'set metric 5', 'set metric', 'set metric 6' ), ( 'set metric +5', 'set metric', 'set metric -6' ),
+   ( 'set metric 5', 'set metric', 'set metric rtt' ), ( 'set metric rtt', 'set metric', 'set metric 5' ), ( 'set tag 5', 'set tag', 'set tag 6' ),
+   ( 'set distance 5', 'set distance', 'set distance 6' ), ( 'set local-preference 5', 'set local-preference', 'set local-preference +6' ),
+   ( 'set weight 5', 'set weight', 'set weight 6' ), ( 'set community 1:1', 'set community', 'set community 2:2' ),
+   ( 'set community 1:1 additive', 'set community', 'set community none' ), ( 'set community none', 'set community none', 'set community 1:1' ),
+   ( 'set large-community 1:1:1', 'set large-community', 'set large-community 2:2:2' ),
+   ( 'set large-community none', 'set large-community', 'set large-community none' ),
+   ( 'set large-community none', 'set large-community none', 'set large-community 1:1:1' ),
+   ( 'set comm-list A delete', 'set comm-list', 'set comm-list B delete' ), ( 'set comm-list A delete', 'set comm-list A', 'set comm-list delete' ),
+   ( 'set large-comm-list A delete', 'set large-comm-list', 'set large-comm-list B delete' ), ( 'set origin igp', 'set origin', 'set origin egp' ),
+   ( 'set as-path prepend 1', 'set as-path prepend', 'set as-path prepend 2' ),
+   ( 'set as-path prepend 1', 'set as-path prepend last-as', 'set as-path prepend last-as 2' ),
+   ( 'set as-path prepend last-as 3', 'set as-path prepend last-as', 'set as-path prepend 3' ),
+   ( 'set as-path prepend last-as 3', 'set as-path prepend', 'set as-path prepend last-as 2' ),
+   ( 'set as-path exclude 1', 'set as-path exclude', 'set as-path exclude 2' ),
+   ( 'set as-path replace any', 'set as-path replace', 'set as-path replace 5' ),
+   ( 'set extcommunity rt 1:1', 'set extcommunity rt', 'set extcommunity rt 1:2' ),
+   ( 'set extcommunity soo 1:1', 'set extcommunity soo', 'set extcommunity soo 1:2' ),
+   ( 'set extcommunity none', 'set extcommunity none', 'set extcommunity' ),
+   ( 'set extcommunity rt 1:1', 'set extcommunity', 'set extcommunity none' ),
+   ( 'set extcommunity bandwidth 5', 'set extcommunity bandwidth', 'set extcommunity bandwidth 6' ),
+   ( 'set extcommunity bandwidth cumulative', 'set extcommunity bandwidth', 'set extcommunity bandwidth num-multipaths non-transitive' ),
+   ( 'set ip next-hop 192.0.2.1', 'set ip next-hop', 'set ip next-hop 192.0.2.2' ),
+   ( 'set ip next-hop 192.0.2.1', 'set ip next-hop peer-address', 'set ip next-hop unchanged' ),
+   ( 'set ip next-hop peer-address', 'set ip next-hop', 'set ip next-hop 192.0.2.1' ),
+   ( 'set ip next-hop unchanged', 'set ip next-hop', 'set ip next-hop peer-address' ),
+   ( 'set ipv6 next-hop global 2001:db8::1', 'set ipv6 next-hop global', 'set ipv6 next-hop global 2001:db8::2' ),
+   ( 'set ipv6 next-hop local fe80::1', 'set ipv6 next-hop local', 'set ipv6 next-hop local fe80::2' ),
+   ( 'set ipv6 next-hop peer-address', 'set ipv6 next-hop peer-address', 'set ipv6 next-hop' ),
+   ( 'set ipv6 next-hop prefer-global', 'set ipv6 next-hop prefer-global', 'set ipv6 next-hop' ),
+   ( 'set atomic-aggregate', 'set atomic-aggregate', 'set atomic-aggregate x' ),
+   ( 'set aggregator as 5 192.0.2.1', 'set aggregator as', 'set aggregator as 6 192.0.2.2' ),
+   ( 'set aggregator as 5 192.0.2.1', 'set aggregator', 'set aggregator as 6' ),
+   ( 'set originator-id 192.0.2.1', 'set originator-id', 'set originator-id 192.0.2.2' ),
+   ( 'set label-index 5', 'set label-index', 'set label-index 6' ), ( 'set table 5', 'set table', 'set table 6' ),
+   ( 'set sr-te color 5', 'set sr-te color', 'set sr-te color 6' ),
+   ( 'set evpn gateway-ip ipv4 192.0.2.1', 'set evpn gateway-ip ipv4', 'set evpn gateway-ip ipv4 192.0.2.2' ),
+   ( 'set evpn gateway-ip ipv6 2001:db8::1', 'set evpn gateway-ip ipv6', 'set evpn gateway-ip ipv6 2001:db8::2' ),
+   ( 'set l3vpn next-hop encapsulation gre', 'set l3vpn next-hop encapsulation', 'set l3vpn next-hop encapsulation gre' ),
+   ( 'set ipv4 vpn next-hop 192.0.2.1', 'set ipv4 vpn next-hop', 'set ipv4 vpn next-hop 192.0.2.2' ),
+   ( 'set ipv6 vpn next-hop 2001:db8::1', 'set ipv6 vpn next-hop', 'set ipv6 vpn next-hop 2001:db8::2' ), ( 'call S', 'call', 'call T' ),
+   ( 'on-match next', 'on-match', 'on-match next' ), ( 'on-match next', 'on-match goto', 'on-match goto 30' ),
+   ( 'on-match goto 20', 'on-match goto', 'on-match goto 30' ), ( 'on-match goto 20', 'on-match next', 'on-match goto 5' ),
+   ( 'continue 20', 'continue', 'continue 30' ), ( 'continue 20', 'on-match goto', 'continue 5' ), ( 'on-match next', 'continue', 'continue 20' ),
+   ( 'on-match goto 20', 'continue', 'continue 30' ), ( 'on-match next', 'on-match goto', 'continue 20' ), )
+
+MAP = [ 'route-map M permit 10' ]
+BACK = [ [ *MAP, *lines ] for clause, *others in CLAUSES
+         for lines in ( [ clause, f'no {clause}' ], *( [ clause, f'no {other}' ] for other in others ), [ f'no {clause}' ] ) ]
+BACK += each( [ *MAP, 'set ip next-hop 192.0.2.1' ], 'no set ip next-hop 192.0.2.9', 'no set ip next-hop unchanged' )
+BACK += each( [ *MAP, 'match ipv6 next-hop A', 'match ipv6 next-hop address 2001:db8::1' ], 'no match ipv6 next-hop address', 'no match ipv6 next-hop',
+              'no match ipv6 next-hop 2001:db8::1' )
+BACK += each( [ *MAP, 'match ip next-hop A', 'match ip next-hop address 192.0.2.1', 'match ip next-hop prefix-list P', 'match ip next-hop type blackhole' ],
+              *lists( 'no match ip next-hop', 'A', 'address', 'prefix-list', 'type', 'B' ) )
+BACK += each( [ *MAP, 'match metric 5', 'route-map M deny 20', 'route-map N permit 10' ], *lists( 'no route-map', 'M', 'X', 'M permit', 'M deny', 'M permit 10', 'M deny 10',
+   'M permit 30', 'M permit 65536', 'M permit 0', 'X permit 10', 'M 10', 'M permit 10 x' ), *lists( 'route-map', 'M permit', 'M permit 0', 'M permit 65536', 'M permit 010',
+   'M Permit 10', 'M deny 10', 'M permit 10 x', 'M 10', 'M' ) )
+
+CASES = { 'removal': REMOVAL, 'clauses': BACK }
+
+
+def fails( _, status, text ):
+   return status not in ( 0, 1 ) or text.startswith( '%' )
 
 
 def ask( lines ):
    with frrd.Bgpd( '' ) as bgpd:
       answers = bgpd.ask( [ 'configure terminal', *lines, 'end' ] )[ 1:-1 ]
       shown = bgpd.show( 'show running-config' ).splitlines()
-   return { 'lines': lines, 'refused': [ number for number, ( _, status, _ ) in enumerate( answers, 1 ) if status not in ( 0, 1 ) ],
+   return { 'lines': lines, 'refused': [ number for number, answer in enumerate( answers, 1 ) if fails( *answer ) ],
             'shows': [ line for line in shown if line.startswith( KEPT ) ] }
 
 
