@@ -119,9 +119,11 @@ struct Bound {
 Bound takeBound( LineCursor & line, AddressFamily af ) {
    const auto word = line.take().text;
    const Token token = line.take( "a length" );
-   if( token.text.find_first_not_of( "0123456789" ) != token.text.npos ) throwExpected( "a length", token );
+   std::string_view digits = token.text;
+   if( line.dialect() == Dialect::frr && digits.starts_with( '+' ) ) digits.remove_prefix( 1 );
+   if( digits.empty() || digits.find_first_not_of( "0123456789" ) != digits.npos ) throwExpected( "a length", token );
    uint32_t length = 0;
-   const auto [ end, error ] = std::from_chars( token.text.data(), token.text.data() + token.text.size(), length );
+   const auto [ end, error ] = std::from_chars( digits.data(), digits.data() + digits.size(), length );
    const uint32_t bits = Ferule::addressBits( af );
    if( error != std::errc() || length > bits )
       throw LineError{ token.column,
@@ -445,6 +447,10 @@ void ListLines::readLargeCommunityList( LineCursor & line, bool no ) {
    // "no bgp large-community-list NAME".
    if( LineCursor behind = line; no && !behind.take().text.empty() && behind.atEnd() )
       return removeAsFrr( largeCommunityLists_, line.take().text, std::nullopt, std::nullopt );
+   if( LineCursor behind = line; !no && ( behind.takeWords( "standard" ) || behind.takeWords( "expanded" ) ) ) {
+      const std::string_view name = behind.peek().text;
+      if( !name.empty() && name.find_first_not_of( "0123456789" ) == name.npos ) throw RefusedLine{ "the name of the list is a number" };
+   }
    readCommunityList( largeCommunityLists_, line, no, []( LineCursor & l ) { return takeLargeCommunities( l, "" ); } );
 }
 

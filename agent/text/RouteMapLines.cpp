@@ -143,7 +143,15 @@ void refuseInvert( const LineCursor & line, std::string_view words ) {
    };
 }
 
-MatchClause takeMatchOperand( LineCursor & line, const MatchForm & form ) {
+// FRR refuses 0, or more than 32 bits, where the native dialect has them. It takes "no match metric 0".
+void refuseNumber( uint64_t number, const MatchForm & form, bool no ) {
+   const bool isMetric = form.option == MatchOption::matchMetric;
+   const bool beginsAt1 = isMetric || form.option == MatchOption::matchTag || form.option == optionOf( ValueOption::evpnVni );
+   if( number == 0 && beginsAt1 && !( no && isMetric ) ) throw RefusedLine{ "the number begins at 1" };
+   if( number > kMax32 ) throw RefusedLine{ "the number has more than 32 bits" };
+}
+
+MatchClause takeMatchOperand( LineCursor & line, const MatchForm & form, bool no ) {
    MatchClause clause;
    clause.place = line.place( line.peek() );
    switch( form.operand ) {
@@ -164,6 +172,7 @@ MatchClause takeMatchOperand( LineCursor & line, const MatchForm & form ) {
       case MatchForm::Operand::number:
          if( form.option == MatchOption::matchTag && line.dialect() == Dialect::frr && line.takeWords( "untagged" ) ) break;
          clause.number = takeNumber( line, form.what, 0, form.max );
+         if( line.dialect() == Dialect::frr ) refuseNumber( clause.number, form, no );
          break;
       case MatchForm::Operand::protocol: clause.number = takeProtocol( line ); break;
       case MatchForm::Operand::keyword: clause.number = takeKeyword( line, form.keywords ); break;
@@ -327,7 +336,7 @@ void RouteMapLines::readMatch( LineCursor & line, bool no ) {
    std::optional<MatchClause> clause;
    const auto at = sequence_->match.find( form.option );
    if( at != sequence_->match.end() ) clause = at->second;
-   const auto was = edit( clause, line, no, [ & ]( LineCursor & l ) { return takeMatchOperand( l, form ); } );
+   const auto was = edit( clause, line, no, [ & ]( LineCursor & l ) { return takeMatchOperand( l, form, no ); } );
    if( was )
       noteReplaced( line.dialect(), *was, was->place, *clause, clause->place,
                     [ & ]( SequenceText & alone, const MatchClause & c ) { alone.match.emplace( form.option, c ); } );
@@ -368,8 +377,12 @@ bool RouteMapLines::takeRemoval( LineCursor & line, const SetForm & form, const 
    SetClause said{ form.kind };
    if( !line.atEnd() ) {
       if( form.removal == SetForm::Removal::noOperand ) throw RefusedLine{ kTooLong };
-      form.take( line, said, form );
-      line.expectEnd();
+      try {
+         form.take( line, said, form );
+         line.expectEnd();
+      } catch( const RefusedLine & ) {
+         if( !form.removesRefused ) throw;
+      }
    } else if( form.removal == SetForm::Removal::wholeOperand ) {
       throw RefusedLine{ kIncomplete };
    }

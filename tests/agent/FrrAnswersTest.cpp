@@ -63,5 +63,9 @@ TEST( FrrAnswers, clausesAreTakenBack ) {
    expectAnswers( "clauses", 370 );
 }
 
+TEST( FrrAnswers, valuesAreTakenOrRefused ) {
+   expectAnswers( "values", 500 );
+}
+
 }   // namespace
 }   // namespace Agent

@@ -216,7 +216,8 @@ TEST( CommunityLists, ofLargeAndExtendedCommunitiesAreWrittenAsTheyAreRead ) {
    const Loaded loaded = load( lines );
    EXPECT_EQ( loaded.error, "" );
    EXPECT_EQ( writeText( loaded.text ), lines );
-   EXPECT_EQ( writeText( load( lines + "no bgp large-community-list standard L seq 7\n" ).text ).find( "seq 7" ), std::string::npos );
+   EXPECT_EQ( writeText( load( lines + "no bgp large-community-list standard L deny 64500:1:4\n" ).text ).find( "seq 7" ),
+              std::string::npos );
    // The native dialect does not read them.
    EXPECT_EQ( load( lines, Dialect::native ).text, PolicyText() );
    EXPECT_TRUE( load( lines, Dialect::native ).isSkipped );

@@ -174,7 +174,129 @@ BACK += each( [ *MAP, 'match metric 5', 'route-map M deny 20', 'route-map N perm
    'M permit 30', 'M permit 65536', 'M permit 0', 'X permit 10', 'M 10', 'M permit 10 x' ), *lists( 'route-map', 'M permit', 'M permit 0', 'M permit 65536', 'M permit 010',
    'M Permit 10', 'M deny 10', 'M permit 10 x', 'M 10', 'M' ) )
 
-CASES = { 'removal': REMOVAL, 'clauses': BACK }
+# ---- values: words, and what stands behind them. Not here: values that end bgpd, texts that it keeps and cannot
+# use, and lists whose kind it does not show
+
+CLAUSE_VALUES = {
+   'match metric': ( '1', '4294967295', '4294967296', '010', '+10', '-1', '0x10', '1.5' ),
+   'match tag': ( '0', '1', '4294967295', '4294967296', '010', '+10', '-1', '0x10', '1.5' ),
+   'match local-preference': ( '0', '1', '4294967295', '4294967296', '010', '+10', '-1', '0x10', '1.5' ),
+   'match probability': ( '0', '1', '100', '101', '050' ),
+   'match origin': ( 'igp', 'IGP', 'EGP', 'Incomplete' ),
+   'match peer': ( 'Local', '192.0.2.01', '2001:DB8::1', 'eth0', '0.0.0.0' ),
+   'match evpn vni': ( '0', '1', '16777215', '16777216', '05' ),
+   'match evpn route-type': ( 'ead', 'macip', 'multicast', 'es', 'prefix', 'Macip' ),
+   'match ip next-hop': ( 'address 192.0.2.1', 'address 0.0.0.0', 'address 224.0.0.1', 'address 255.255.255.255', 'address 192.0.2.01',
+      'address 127.0.0.1', 'type Blackhole' ),
+   'match ipv6 next-hop': ( 'address 2001:DB8::1', 'address ::', 'address ff02::1', 'address fe80::1' ),
+   'match community': ( 'A Exact-match', 'A exact-match x' ),
+   'match interface': ( '', ),
+   'match ip address': ( '10.0.0.0/8', ),
+   'match Metric': ( '5', ),
+   'set metric': ( '0', '1', '4294967295', '4294967296', '010', '+0', '-0', '+10', '-10', '+4294967295', '+4294967296', '-4294967295', '0x10', 'rtt',
+      '+rtt', '-rtt', 'RTT', '+ 5', '99999999999999999999', '' ),
+   'set tag': ( '0', '1', '4294967295', '4294967296', '010', '+0', '-0', '+10', '-10', '+4294967295', '+4294967296', '-4294967295', '0x10', 'rtt',
+      '+rtt', '-rtt', 'RTT', '+ 5', '99999999999999999999' ),
+   'set local-preference': ( '0', '1', '4294967295', '010', '+0', '-0', '+10', '-10', '+4294967295', '-4294967295' ),
+   'set weight': ( '0', '1', '4294967295', '4294967296', '010', '+0', '+10', '-10', '+4294967295', '+4294967296', '-4294967295', '0x10', 'rtt',
+      '+rtt', '-rtt', 'RTT', '+ 5', '99999999999999999999' ),
+   'set distance': ( '0', '1', '255', '256', '010' ),
+   'set origin': ( 'igp', 'egp', 'incomplete', 'IGP', 'Egp', 'INCOMPLETE' ),
+   'set as-path prepend': ( '0', '1', '4294967295', '4294967296', '010', '1 0', '65000 65000', 'last-as 0', 'last-as 1', 'last-as 10', 'last-as 11',
+      'last-as 010', 'Last-as 1', 'last-as', '' ),
+   'set as-path exclude': ( '0', '1', '4294967295', '4294967296', '01' ),
+   'set as-path replace': ( 'any', '0', '1', '4294967296', '01', 'Any' ),
+   'set community': ( '65537', '0', '4294967295', '4294967296', '1', '65535', '65536', '1:1', '0:0', '65535:65535', '65536:1', '1:65536', '01:01',
+      '001:1', '+1:1', 'internet', 'Internet', 'no-export', 'NO-EXPORT', 'No-Export', 'local-AS', 'local-as', 'LOCAL-AS', 'no-advertise',
+      'graceful-shutdown', 'blackhole', 'none', 'None', 'additive', '1:1 additive', 'additive 1:1', '1:1 Additive', '1:1 none', 'none additive',
+      '1:1 1:1', '1:1 additive 2:2', 'accept-own', 'accept-own-nexthop', 'no-peer', 'no-llgr', 'llgr-stale', 'route-filter-v4', '1:', '1:1:1', '' ),
+   'set large-community': ( '1:1:1', '0:0:0', '4294967295:4294967295:4294967295', '01:1:1', '1:1:1 additive', '1:1:1 1:1:1', 'none' ),
+   'set extcommunity rt': ( '1:1', '0:0', '65535:4294967295', '65536:65535', '4294967295:65535', '192.0.2.1:1', '192.0.2.1:65535', '01:1', '1:01',
+      '1:1 1:2', '1:1 1:1' ),
+   'set extcommunity soo': ( '1:1', '0:0', '65535:4294967295', '65536:65535', '4294967295:65535' ),
+   'set extcommunity bandwidth': ( '0', '1', '25600', '25601', '01', 'cumulative non-transitive', '5 non-transitive', 'Cumulative' ),
+   'set extcommunity RT': ( '1:1', ),
+   'set ip next-hop': ( '192.0.2.1', '0.0.0.0', '224.0.0.1', '239.255.255.255', '240.0.0.1', '255.255.255.255', '127.0.0.1', '10.0.0.01', '10.0.0',
+      '0.0.0.1', '169.254.1.1', 'Peer-address' ),
+   'set ipv6 next-hop global': ( '2001:db8::1', 'fe80::1', '::', '::1', 'ff02::1', '2001:DB8::1', '::ffff:1.2.3.4', 'fec0::1' ),
+   'set ipv6 next-hop local': ( 'fe80::1', '2001:db8::1', '::', 'ff02::1', 'FE80::1' ),
+   'set originator-id': ( '192.0.2.1', '0.0.0.0', '224.0.0.1', '239.255.255.255', '240.0.0.1', '255.255.255.255', '127.0.0.1', '10.0.0.01', '10.0.0',
+      '0.0.0.1', '169.254.1.1' ),
+   'set aggregator as': ( '0 192.0.2.1', '1 192.0.2.1', '4294967295 192.0.2.1', '4294967296 192.0.2.1', '01 192.0.2.1', '1 0.0.0.0', '1 224.0.0.1',
+      '1 255.255.255.255', '1.1 192.0.2.1' ),
+   'set label-index': ( '0', '1', '1048560', '1048561', '01' ),
+   'set table': ( '0', '1', '4294967295', '4294967296', '01' ),
+   'set sr-te color': ( '0', '1', '4294967295', '4294967296', '01' ),
+   'set ipv4 vpn next-hop': ( '192.0.2.1', '2001:db8::1', '0.0.0.0', '::' ),
+   'set ipv6 vpn next-hop': ( '192.0.2.1', '2001:db8::1', '0.0.0.0', '::' ),
+   'set evpn gateway-ip ipv4': ( '192.0.2.1', '0.0.0.0', '224.0.0.1', '239.255.255.255', '240.0.0.1', '255.255.255.255' ),
+   'set evpn gateway-ip ipv6': ( '2001:db8::1', 'fe80::1', '::', 'ff02::1' ),
+   'set l3vpn next-hop encapsulation': ( 'GRE', ),
+   'set atomic-aggregate': ( 'x', ),
+   'set comm-list': ( 'A', 'A Delete' ),
+   'set Metric': ( '5', ),
+   'call': ( '', 'S x' ),
+   'on-match': ( '', 'goto 10', 'goto 65535', 'goto 65536', 'goto 020', 'Next' ),
+   'continue': ( '', '020', '65536' ),
+   'description': ( '', ),
+}
+
+LIST_VALUES = {
+   'ip prefix-list': ( 'L seq 0 permit any', 'L seq 1 permit any', 'L seq 4294967295 permit any', 'L seq 4294967296 permit any',
+      'L seq 05 permit any', 'L permit 10.0.0.0/08', 'L permit 10.0.0.0/8 le 024', 'L permit 10.0.0.0/8 ge 024', 'L permit 10.0.0.0/33',
+      'L permit 10.0.0.0', 'L permit 10.0.0/8', 'L permit 010.0.0.0/8', 'L permit 10.0.0.0/8 ge 8', 'L permit 10.0.0.0/8 ge 7',
+      'L permit 10.0.0.0/8 le 7', 'L permit 10.0.0.0/8 le 8', 'L permit 10.0.0.0/8 ge 24 le 20', 'L permit 10.0.0.0/8 le 24 ge 20',
+      'L permit 10.0.0.0/8 ge 33', 'L permit 10.0.0.0/8 le 33', 'L permit 10.0.0.0/8 ge 24 le 24', 'L Permit any', 'L permit Any',
+      'L permit any le 24', 'L permit any ge 8', 'L permit 0.0.0.0/0 ge 0', 'L permit 0.0.0.0/0 le 0', 'L permit 10.0.0.0/+8',
+      'L permit 10.0.0.0/8 ge 9 ge 10', 'L permit 10.0.0.0/', 'L permit 10.0.0.0/0', 'L permit 255.255.255.255/32', 'L permit 10.0.0.0/8 x',
+      'L description', 'L permit 10.0.0.0/8 le +9', 'L permit 10.0.0.0/008' ),
+   'ipv6 prefix-list': ( 'L permit 2001:DB8::/32', 'L permit 2001:db8::/032', 'L permit 2001:db8::/129', 'L permit 2001:db8::',
+      'L permit ::/0 le 128', 'L permit ::/0 ge 0', 'L permit 2001:db8::/32 le 129', 'L permit 2001:db8::/32 ge 048', 'L permit ::ffff:10.0.0.0/104',
+      'L permit 10.0.0.0/8', 'L permit any le 48' ),
+   'access-list': ( 'L seq 0 permit any', 'L seq 1 permit any', 'L seq 4294967295 permit any', 'L seq 4294967296 permit any', 'L seq 05 permit any',
+      'L permit 10.0.0.0/08', 'L permit 10.0.0.0/33', 'L permit Any', 'L permit host 10.0.0.01', 'L permit 10.0.0.1',
+      'L permit 10.0.0.0 0.0.0.255 x', 'L permit 10.0.0.0/8 Exact-match', 'L permit host 10.0.0.0/8', 'L permit 0.0.0.0', 'L permit 255.255.255.255',
+      'L remark', 'L permit 10.0.0.0 0.255.0.255', 'L permit 2001:db8::/32' ),
+   'ipv6 access-list': ( 'L permit 2001:DB8::/32', 'L permit 2001:db8::/032', 'L permit 2001:db8::/129', 'L permit any exact-match', 'L permit ::/0',
+      'L seq 0 permit any' ),
+   'bgp community-list standard L': ( 'permit 65537', 'permit 0', 'permit 4294967295', 'permit 4294967296', 'permit 1', 'permit 65535',
+      'permit 65536', 'permit 1:1', 'permit 0:0', 'permit 65535:65535', 'permit 65536:1', 'permit 1:65536', 'permit 01:01', 'permit 001:1',
+      'permit +1:1', 'permit internet', 'permit Internet', 'permit no-export', 'permit NO-EXPORT', 'permit No-Export', 'permit local-AS',
+      'permit local-as', 'permit LOCAL-AS', 'permit no-advertise', 'permit graceful-shutdown', 'permit blackhole', 'permit none', 'permit None',
+      'permit additive', 'permit 1:1 additive', 'permit additive 1:1', 'permit 1:1 Additive', 'permit 1:1 none', 'permit none additive',
+      'permit 1:1 1:1', 'permit 1:1 additive 2:2', 'permit accept-own', 'permit accept-own-nexthop', 'permit no-peer', 'permit no-llgr',
+      'permit llgr-stale', 'permit route-filter-v4', 'permit 1:', 'permit 1:1:1', 'permit ', 'seq 0 permit 1:1', 'seq 1 permit 1:1',
+      'seq 4294967295 permit 1:1', 'seq 4294967296 permit 1:1', 'seq 05 permit 1:1' ),
+   'bgp large-community-list standard L': ( 'permit 1:1:1', 'permit 0:0:0', 'permit 4294967295:4294967295:4294967295', 'permit 4294967296:1:1',
+      'permit 1:4294967296:1', 'permit 01:1:1', 'permit 1:1', 'permit 1:1:1 additive', 'permit additive 1:1:1', 'permit 1:1:1 1:1:1', 'permit none',
+      'permit 1:1:1 none', 'permit 1:1:1:1' ),
+   'bgp extcommunity-list standard L': ( 'permit rt 1:1', 'permit rt 0:0', 'permit rt 65535:4294967295', 'permit rt 65536:65535',
+      'permit rt 4294967295:65535', 'permit rt 192.0.2.1:1', 'permit rt 192.0.2.1:65535', 'permit rt 01:1', 'permit rt 1:01', 'permit rt 1:1 1:2',
+      'permit rt 1:1 1:1', 'permit RT 1:1', 'permit 1:1', 'permit rt 1:1 soo 1:1', 'permit rt 1:1 1:2' ),
+   'bgp as-path access-list': ( 'L seq 0 permit 1', 'L seq 1 permit 1', 'L seq 4294967295 permit 1', 'L seq 4294967296 permit 1', '0 permit 1',
+      'L permit', 'L Permit 1', 'L permit a', 'L permit .*', 'L seq 05 permit 1', 'L permit 1 2', 'L permit (1', 'L permit [1', 'L permit 1{2,1}',
+      'L permit *', 'L permit 1**' ),
+}
+
+VALUES = [ [ *MAP, f'{words} {value}'.strip() ] for words, values in CLAUSE_VALUES.items() for value in values ]
+VALUES += [ [ f'{words} {value}'.strip() ] for words, values in LIST_VALUES.items() for value in values ]
+for kind, value in ( ( 'community', '1:1' ), ( 'large-community', '1:1:1' ), ( 'extcommunity', 'rt 1:1' ) ):
+   VALUES += [ [ f'bgp {kind}-list {name} permit {value}' ] for name in ( '0', '1', '01', '050', '99', '100', '500', '501', 'standard 5', 'standard 1a', 'expanded 150',
+      'expanded a1' ) ]
+VALUES += each( [], *lists( 'bgp large-community-list', 'expanded 5 permit 1:1:1', 'standard 150 permit 1:1:1', 'standard 0 permit 1:1:1' ) )
+VALUES += each( [ *MAP, 'match metric 5', 'match tag 5', 'match evpn vni 5' ], 'match metric 0', 'match tag 0', 'match evpn vni 0', 'no match metric 0', 'no match tag 0',
+                'no match evpn vni 0', 'no match metric 4294967296' )
+VALUES += each( [ *MAP, 'set community 1:1', 'set origin igp', 'set tag 5', 'set ipv6 next-hop global 2001:db8::1', 'set ipv6 next-hop local fe80::1',
+                  'set evpn gateway-ip ipv4 192.0.2.1', 'set ipv4 vpn next-hop 192.0.2.1' ],
+                *lists( 'no set', 'community 65537', 'origin IGP', 'tag 0', 'tag x', 'ipv6 next-hop global fe80::1', 'ipv6 next-hop local 2001:db8::1',
+                        'evpn gateway-ip ipv4 0.0.0.0', 'ipv4 vpn next-hop ::' ) )
+VALUES += each( [], *lists( 'bgp extcommunity-list standard L permit', 'RT 1:1', 'Rt 1:1', 'SoO 1:1', 'SOO 1:1' ), 'route-map M permit +20', 'ip prefix-list L seq +5 permit any',
+                'access-list L seq +5 permit any', 'bgp community-list standard L seq +5 permit 1:1', 'bgp as-path access-list L seq +5 permit 1',
+                'ip prefix-list L permit 10.0.0.0/8 ge +9 le +010' )
+VALUES += each( MAP, 'set distance +5', 'set label-index +5', 'set table +5', 'match probability +5', 'match evpn vni +5', 'on-match goto +20', 'continue +20',
+                'set as-path prepend last-as +2', 'set extcommunity bandwidth +5', 'set sr-te color +5', 'set aggregator as +5 192.0.2.1' )
+
+CASES = { 'removal': REMOVAL, 'clauses': BACK, 'values': VALUES }
 
 
 def fails( _, status, text ):
