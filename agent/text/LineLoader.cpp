@@ -55,6 +55,8 @@ class LineLoader::Reader {
    bool readPolicy( LineCursor line );
    void skip( const LineCursor & line, bool endsSequence );
    void doubt( const LineCursor & line, bool endsSequence );
+   void noteEnd( LineCursor line );
+   void notePolicy( const LineCursor & line );
 
    Doubts doubts_{ text.doubts, text.files };
    ListLines lists_{ text, doubts_ };
@@ -69,6 +71,7 @@ class LineLoader::Reader {
    bool hasPolicy_ = false;
    bool inOtherStanza_ = false;   // a stanza that has been counted
    bool endedSequence_ = false;   // that stanza ended a sequence
+   uint32_t endLine_ = 0;         // "end"; 0 for none, or if a line behind it has been told
 };
 
 void LineLoader::Reader::load( const std::string & file, std::string_view bytes ) {
@@ -91,6 +94,7 @@ void LineLoader::Reader::startFile( const std::string & file ) {
    text.files.push_back( file );
    number_ = 0;
    hasLines_ = hasPolicy_ = inOtherStanza_ = endedSequence_ = false;
+   endLine_ = 0;
    routeMaps_.close();
    neighbors_.startFile();
 }
@@ -104,6 +108,7 @@ void LineLoader::Reader::readLine( std::string_view bytes ) {
       text.ignores.push_back( std::move( ignore ) );
    }
    hasLines_ = true;
+   noteEnd( line );
    try {
       readWords( line );
    } catch( LineError & error ) {
@@ -134,7 +139,19 @@ void LineLoader::Reader::readWords( LineCursor & line ) {
    if( ( line.indented() && inOtherStanza_ ) || !readPolicy( line ) ) return skip( line, wasOpen );
    neighbors_.close();
    inOtherStanza_ = false;
+   notePolicy( line );
+}
+
+// What stands behind "end" depends on who reads the file.
+void LineLoader::Reader::noteEnd( LineCursor line ) {
+   if( text.dialect != Dialect::frr ) return;
+   if( line.takeWords( "end" ) && line.atEnd() && endLine_ == 0 ) endLine_ = number_;
+   if( line.takeWords( "configure terminal" ) ) endLine_ = 0;
+}
+
+void LineLoader::Reader::notePolicy( const LineCursor & line ) {
    hasPolicy_ = true;
+   if( endLine_ != 0 ) doubts_.behindEnd( line, std::exchange( endLine_, 0 ) );
 }
 
 bool LineLoader::Reader::readPolicy( LineCursor line ) {
@@ -151,7 +168,7 @@ bool LineLoader::Reader::readPolicy( LineCursor line ) {
 
 void LineLoader::Reader::skip( const LineCursor & line, bool endsSequence ) {
    addOtherWords( line, text.otherWords );
-   if( neighbors_.read( line ) ) hasPolicy_ = true;
+   if( neighbors_.read( line ) ) notePolicy( line );
    if( !addApplications( line, text.applications ) ) doubt( line, endsSequence );
    if( line.indented() && inOtherStanza_ ) return;
    ++text.skippedStanzas;

@@ -22,7 +22,7 @@ constexpr std::string_view kListName = "the name of a list";
 template <class List>
 void describe( NumberedLists<List> & lists, const Token & name, LineCursor & line, bool no ) {
    if( no ) return lists.undescribe( name.text );
-   lists.describe( name.text, line.takeRest( "a description" ).text, line.place() );
+   lists.describe( name.text, line.takeText( "a description" ), line.place() );
 }
 
 // The text of a list of one line.
@@ -291,7 +291,7 @@ std::vector<Community> takeListedCommunities( LineCursor & line ) {
 
 void readAsPathLine( LineCursor & line, AsPathListLine & said, std::vector<Doubt> & ) {
    const Token token = LineCursor( line ).takeRest( "a regular expression" );
-   const size_t at = token.text.find_first_not_of( "0123456789 $()*+,-.?[\\]^_{|}" );
+   const size_t at = token.text.find_first_not_of( "0123456789 \t$()*+,-.?[\\]^_{|}" );
    if( line.dialect() == Dialect::frr && at != token.text.npos )   // FRR refuses such a line
       throwExpected( "digits, blanks and operators of a regular expression",
                      { token.text.substr( at, 1 ), token.column + static_cast<uint32_t>( at ) } );

@@ -179,12 +179,12 @@ std::vector<uint32_t> takeAses( LineCursor & line ) {
 
 namespace {
 
-std::string takePosixExpression( const Token & token ) {
+std::string takePosixExpression( const Token & token, std::string text ) {
    std::string fault;
    try {
-      if( const auto compiled = compileExpression( token.text, Dialect::frr ); !compiled->ok() ) fault = compiled->error();
+      if( const auto compiled = compileExpression( text, Dialect::frr ); !compiled->ok() ) fault = compiled->error();
    } catch( const std::invalid_argument & error ) { fault = error.what(); }
-   if( fault.empty() ) return std::string( token.text );
+   if( fault.empty() ) return text;
    throw LineError{ token.column,
                     fmt::format( "{} cannot be used as a regular expression: {}", inQuotes( token.text ), printable( fault ) ) };
 }
@@ -192,8 +192,10 @@ std::string takePosixExpression( const Token & token ) {
 }   // namespace
 
 std::string takeExpression( LineCursor & line ) {
-   const Token token = line.takeRest( "a regular expression" );
-   if( line.dialect() == Dialect::frr ) return takePosixExpression( token );
+   constexpr std::string_view kWhat = "a regular expression";
+   const Token token = LineCursor( line ).takeRest( kWhat );
+   std::string text = line.takeText( kWhat );
+   if( line.dialect() == Dialect::frr ) return takePosixExpression( token, std::move( text ) );
    // Quotation marks or a remark, as other dialects have them, would be part of the expression, which then matches nothing.
    if( const size_t at = token.text.find_first_of( "\"!" ); at != token.text.npos )
       throw LineError{ token.column + static_cast<uint32_t>( at ),

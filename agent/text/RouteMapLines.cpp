@@ -463,7 +463,7 @@ void RouteMapLines::readDescription( LineCursor & line, bool no ) {
    if( no )
       sequence_->description.clear();
    else
-      sequence_->description = line.takeRest( "a description" ).text;
+      sequence_->description = line.takeText( "a description" );
 }
 
 }   // namespace Agent

@@ -67,5 +67,39 @@ TEST( FrrAnswers, valuesAreTakenOrRefused ) {
    expectAnswers( "values", 500 );
 }
 
+TEST( FrrAnswers, severalBlanksAreOne ) {
+   expectAnswers( "blanks", 13 );
+}
+
+// bgpd -f ignores what stands behind "end", until "configure terminal"; vtysh reads on.
+TEST( FrrAnswers, linesBehindEndAreTold ) {
+   const struct {
+      Lines lines;
+      std::string told;   // the line of the doubt; empty for none
+   } rows[] = {
+      { { "ip prefix-list A permit any", "end", "ip prefix-list B permit any", "ip prefix-list C permit any" }, "3" },
+      { { "route-map M permit 10", " match metric 5", " end", "!", "hostname x", "route-map N permit 10" }, "6" },
+      { { "router bgp 65000", "end", "router bgp 65001", " neighbor 192.0.2.1 remote-as 1" }, "4" },
+      { { "ip prefix-list A permit any", "end", "configure terminal", "ip prefix-list B permit any" }, "" },
+      { { "ip prefix-list A permit any", "end x", "ip prefix-list B permit any" }, "" },
+      { { "ip prefix-list A permit any", "end" }, "" },
+   };
+   for( const auto & row : rows ) {
+      std::string told;
+      for( const uint32_t line : refusedBy( loaded( row.lines ) ) ) told += std::to_string( line );
+      EXPECT_EQ( told, row.told ) << joined( row.lines );
+   }
+   LineLoader files = loaded( { "ip prefix-list A permit any", "end" } );
+   files.load( "g", "ip prefix-list B permit any\n" );
+   EXPECT_EQ( refusedBy( files ).size(), 0u ) << "another file begins anew";
+   EXPECT_EQ( files.text().ipv4PrefixLists.size(), 2u );
+   const LineLoader loader = loaded( rows[ 0 ].lines );
+   EXPECT_EQ( loader.text().ipv4PrefixLists.size(), 3u ) << "as vtysh does";
+   EXPECT_EQ(
+      loader.text().doubts.at( 0 ).text,
+      "behind \"end\" in line 2: vtysh reads this line and the rest of the file, as here; a daemon that reads the file itself ignores "
+      "them" );
+}
+
 }   // namespace
 }   // namespace Agent

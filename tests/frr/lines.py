@@ -296,7 +296,17 @@ VALUES += each( [], *lists( 'bgp extcommunity-list standard L permit', 'RT 1:1',
 VALUES += each( MAP, 'set distance +5', 'set label-index +5', 'set table +5', 'match probability +5', 'match evpn vni +5', 'on-match goto +20', 'continue +20',
                 'set as-path prepend last-as +2', 'set extcommunity bandwidth +5', 'set sr-te color +5', 'set aggregator as +5 192.0.2.1' )
 
-CASES = { 'removal': REMOVAL, 'clauses': BACK, 'values': VALUES }
+# ---- several blanks between words
+
+BLANKS = each( [], 'bgp community-list expanded L permit 65000:1   65000:2', 'bgp community-list expanded L permit  ^65000:1\t65000:2$  ',
+               'bgp large-community-list expanded L permit 1:1:1   1:1:2', 'bgp extcommunity-list expanded L permit RT:1:1 \t RT:1:2',
+               'bgp as-path access-list L permit ^1  2$', 'bgp as-path access-list L permit  _3\t4_', 'ip  prefix-list   L  permit   any',
+               'bgp community-list standard L permit  65000:1   65000:2' )
+BLANKS += each( [ 'bgp community-list expanded L permit _1  2_' ], 'bgp community-list expanded L permit _1 2_', 'no bgp community-list expanded L permit _1   2_' )
+BLANKS += each( [ 'ip prefix-list L permit any', 'access-list L permit any', 'route-map M permit 10' ], ' description  a   b', 'ip prefix-list L description  a   b',
+                'access-list L remark  a \t b' )
+
+CASES = { 'removal': REMOVAL, 'clauses': BACK, 'values': VALUES, 'blanks': BLANKS }
 
 
 def fails( _, status, text ):
