@@ -82,6 +82,7 @@ template <class List, class ReadContent>
 void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool no, std::string_view describing,
            ReadContent readContent ) {
    const Token name = line.take( kListName );
+   if( isPrefixList<List> && line.dialect() == Dialect::frr ) lists.keepDescribed();
    if( !describing.empty() && line.takeWords( describing ) ) return describe( lists, name, line, no );
 
    std::optional<uint32_t> number;

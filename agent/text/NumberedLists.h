@@ -7,7 +7,8 @@
 ///    permit 10.0.0.0/8                  already is line 5: changes nothing
 ///    seq 7 deny 10.1.0.0/16             replaces line 7
 ///
-/// Invariant: every list has a line. A description that comes before the first line is kept until that line comes.
+/// Invariant: every list has a line; a list that keepsDescribed() may have a description only. Any other description that comes before the
+/// first line is kept until that line comes.
 /// Cost per line: a look-up in a hash table and one in the map of lines.
 #pragma once
 
@@ -132,6 +133,9 @@ class NumberedLists {
 
    std::string_view words() const noexcept { return words_; }
 
+   /// Keeps lists that have a description and no line.
+   void keepDescribed() noexcept { keepsDescribed_ = true; }
+
    struct Added {
       bool done = true;             // false: no number is left
       std::optional<Line> before;   // the line that was replaced
@@ -176,6 +180,7 @@ class NumberedLists {
    std::unordered_map<std::string, Description> descriptions_;   // of lists without lines
    typename std::map<std::string, List>::iterator current_ = lists_.end();
    Index * index_ = nullptr;   // of the current list; null: not looked up yet
+   bool keepsDescribed_ = false;
 };
 
 template <class List>
@@ -184,7 +189,7 @@ auto NumberedLists<List>::add( std::string_view name, std::optional<uint32_t> nu
    if( list && number && once && index().find( list->lines, line ) ) return {};
    if( !number ) {
       if( list && index().find( list->lines, line ) ) return {};
-      const uint32_t highest = list ? list->lines.rbegin()->first : 0;
+      const uint32_t highest = list && !list->lines.empty() ? list->lines.rbegin()->first : 0;
       if( highest / kStep >= std::numeric_limits<uint32_t>::max() / kStep ) return { false, std::nullopt };
       number = ( highest / kStep + 1 ) * kStep;
    }
@@ -226,7 +231,7 @@ auto NumberedLists<List>::put( List & list, uint32_t number, Line line ) -> std:
 
 template <class List>
 void NumberedLists<List>::erase( List & list, typename std::map<uint32_t, Line>::iterator at ) {
-   if( list.lines.size() == 1 ) {
+   if( list.lines.size() == 1 && !( keepsDescribed_ && !list.description.empty() ) ) {
       remove( current_->first );
    } else {
       if( Index * const index = indexIfCreated() ) index->removed( at->first, at->second );
@@ -268,7 +273,9 @@ bool NumberedLists<List>::removeLine( std::string_view name, const Line & line, 
 
 template <class List>
 void NumberedLists<List>::describe( std::string_view name, std::string_view text, const Place & place ) {
-   if( List * const list = find( name ) )
+   List * list = find( name );
+   if( !list && keepsDescribed_ ) list = &findOrCreate( name, place );
+   if( list )
       list->description = text;
    else
       descriptions_[ std::string( name ) ] = { std::string( text ), place };
@@ -277,7 +284,10 @@ void NumberedLists<List>::describe( std::string_view name, std::string_view text
 template <class List>
 void NumberedLists<List>::undescribe( std::string_view name ) {
    descriptions_.erase( std::string( name ) );
-   if( List * const list = find( name ) ) list->description.clear();
+   List * const list = find( name );
+   if( !list ) return;
+   list->description.clear();
+   if( list->lines.empty() ) remove( name );
 }
 
 }   // namespace Agent

@@ -71,6 +71,10 @@ TEST( FrrAnswers, severalBlanksAreOne ) {
    expectAnswers( "blanks", 13 );
 }
 
+TEST( FrrAnswers, aPrefixListMayHaveADescriptionOnly ) {
+   expectAnswers( "described", 30 );
+}
+
 // bgpd -f ignores what stands behind "end", until "configure terminal"; vtysh reads on.
 TEST( FrrAnswers, linesBehindEndAreTold ) {
    const struct {

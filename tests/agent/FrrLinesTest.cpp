@@ -133,7 +133,7 @@ TEST( FrrLines, aLineThatTheListHasChangesNothing ) {
 TEST( FrrLines, linesWithoutEffect ) {
    const Loaded loaded = load( "ip prefix-list sequence-number\nno ipv6 prefix-list sequence-number\n"
                                "route-map M optimization\nno route-map M optimization\n"
-                               "ip prefix-list D description nothing else\naccess-list R remark nothing else\n" );
+                               "access-list R remark nothing else\n" );
    EXPECT_EQ( loaded.text, "" );
    EXPECT_THAT( loaded.errors, ElementsAre() );
    EXPECT_THAT( loaded.doubts, ElementsAre() );

@@ -306,7 +306,17 @@ BLANKS += each( [ 'bgp community-list expanded L permit _1  2_' ], 'bgp communit
 BLANKS += each( [ 'ip prefix-list L permit any', 'access-list L permit any', 'route-map M permit 10' ], ' description  a   b', 'ip prefix-list L description  a   b',
                 'access-list L remark  a \t b' )
 
-CASES = { 'removal': REMOVAL, 'clauses': BACK, 'values': VALUES, 'blanks': BLANKS }
+# ---- prefix lists that have a description and no line
+
+DESCRIBED = []
+for words, prefix in ( ( 'ip prefix-list', '10.0.0.0/8' ), ( 'ipv6 prefix-list', '2001:db8::/32' ) ):
+   DESCRIBED += each( lists( words, 'L description foo' ), *lists( words, 'L description bar', f'L permit {prefix}', f'L seq 3 permit {prefix}' ),
+                      *lists( f'no {words}', 'L', 'L description', 'L seq 5', 'X', f'L permit {prefix}' ), f'{words} M description foo' )
+   DESCRIBED += each( lists( words, 'L description foo', f'L seq 5 permit {prefix}' ), *lists( f'no {words}', 'L seq 5', f'L permit {prefix}', 'L description', 'L' ) )
+   DESCRIBED += each( [ *lists( words, 'L description foo', f'L seq 5 permit {prefix}' ), f'no {words} L seq 5' ], f'{words} L permit {prefix}', f'no {words} L description' )
+   DESCRIBED += each( [ *lists( words, f'L seq 5 permit {prefix}' ), f'no {words} L seq 5' ], f'{words} L description foo' )
+
+CASES = { 'removal': REMOVAL, 'clauses': BACK, 'values': VALUES, 'blanks': BLANKS, 'described': DESCRIBED }
 
 
 def fails( _, status, text ):
