@@ -278,13 +278,27 @@ bool permits( const TagSetText & ) {
    return true;
 }
 
+// FRR has prefix lists without lines. They match no prefix, but every next hop and every source.
+bool isMatchedWithoutLines( const PolicyText & text, const Reference & reference ) {
+   const auto isWithoutLines = [ name = std::string( reference.to.name ) ]( const PolicyText::ByName<PrefixListText> & lists ) {
+      const auto at = lists.find( name );
+      return at != lists.end() && at->second.lines.empty();
+   };
+   switch( reference.to.kind ) {
+      case ThingKind::ipv4PrefixList: return reference.option != MatchOption::matchIpPrefixList && isWithoutLines( text.ipv4PrefixLists );
+      case ThingKind::ipv6PrefixList: return reference.option != MatchOption::matchIpv6PrefixList && isWithoutLines( text.ipv6PrefixLists );
+      default: return false;
+   }
+}
+
 // No finding if no sequence needs a permit of it: an inverted clause always holds then, which may be meant.
 void addNeverPermits( const PolicyText & text, const References & references, const Thing & thing, const Place & place,
                       Findings & findings ) {
    std::vector<std::string> sequences;
    const Reference * last = nullptr;
    for( const auto * r : references.to( thing ) ) {
-      if( r->invert || ( last && last->routeMap == r->routeMap && last->sequence == r->sequence ) ) continue;
+      if( r->invert || isMatchedWithoutLines( text, *r ) || ( last && last->routeMap == r->routeMap && last->sequence == r->sequence ) )
+         continue;
       last = r;
       sequences.push_back( fmt::format( "{} {}", shown( r->routeMap ), r->sequence ) );
    }

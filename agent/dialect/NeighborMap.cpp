@@ -80,10 +80,12 @@ class Sequences {
 
    template <class Lists>
    void filterByList( const std::string & name, std::string description, const Lists & lists, MatchOption option ) {
-      if( !lists.contains( name ) ) {
+      const auto at = lists.find( name );
+      if( at == lists.end() ) {
          add( MatchPermit::deny, std::move( description ) + kUndefined );
          return;
       }
+      if( at->second.lines.empty() ) return;   // a prefix list with a description only permits all
       add( MatchPermit::permit, description ).match[ option ].name = name;
       continueTo( 2 );
       add( MatchPermit::deny, std::move( description ) );

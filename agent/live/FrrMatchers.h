@@ -85,6 +85,14 @@ inline Ferule::IpGenAddr frrPeerOf( const MatchInput_ * input ) noexcept {
    return route ? route->peer() : Ferule::IpGenAddr();
 }
 
+/// Whether FRR permits all routes of the list's family because the list has no line. A list that only matches prefixes permits none then.
+inline bool permitsAll( const Routing::RouteMap::PrefixListStatus * list, AddressFamily af ) {
+   return list && list->af() == af && list->trie().entryCount() == 0;
+}
+inline bool permitsAll( const Routing::RouteMap::IpAccessListStatus *, AddressFamily ) {
+   return false;
+}
+
 /// Matches if a list permits an address of the route as a host prefix, or if the address is unknown.
 template <class ListMatcher, class ListStatus, FrrAddressOf addressOf>
 class FrrHostListMatcher final : public Matcher {
@@ -92,6 +100,7 @@ class FrrHostListMatcher final : public Matcher {
    FrrHostListMatcher( const Quoin::String & name, const Quoin::Ptr<const ListStatus> & status )
          : list_( Quoin::makeNode<ListMatcher>( name, status ) ) {}
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override {
+      if( permitsAll( list_->status().get(), input->prefix().af() ) ) return true;
       const auto address = addressOf( input );
       if( address == Ferule::IpGenAddr() ) return true;
       MatchInput_ host;

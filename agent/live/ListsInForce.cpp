@@ -19,6 +19,10 @@ template <class Line>
 bool isEmpty( const ListText<Line> & list ) {
    return list.lines.empty();
 }
+// Some clauses of FRR match all routes with a prefix list that has a description only.
+bool isEmpty( const PrefixListText & list ) {
+   return list.lines.empty() && list.description.empty();
+}
 bool isEmpty( const TagSetText & set ) {
    return set.tags.empty();
 }
@@ -61,7 +65,7 @@ size_t editPrefixList( PrefixListProducer & list, const PrefixListText & was, co
          const auto error = list.entryIs( { seqno, line->action, line->prefix, line->ge, line->le } );
          QUOIN_ASSERT( !error, "a prefix list's line that is free of errors" );
       } );
-   if( edits != 0 ) list.publish();   // 0: only the description may have changed
+   if( edits != 0 || is.lines.empty() ) list.publish();   // else only the description may have changed
    return edits;
 }
 

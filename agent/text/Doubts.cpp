@@ -169,6 +169,14 @@ void Doubts::replaced( std::string_view whose, std::string_view was, const Place
                                      where, inQuotes( is ) ) } );
 }
 
+void Doubts::behindEnd( const LineCursor & line, uint32_t end ) {
+   doubts_.push_back(
+      { Doubt::Kind::refused, line.place(),
+        fmt::format( "behind \"end\" in line {}: vtysh reads this line and the rest of the file, as here; a daemon that reads "
+                     "the file itself ignores them",
+                     end ) } );
+}
+
 void Doubts::refused( const LineCursor & line, std::string_view reason ) {
    LineCursor words = line;
    const std::string text = inQuotes( words.takeRest( "" ).text );

@@ -41,6 +41,8 @@ class Doubts {
    /// `whose` names the thing: "ip prefix-list CUSTOMERS". The three texts may contain any bytes.
    void replaced( std::string_view whose, std::string_view was, const Place & before, std::string_view is, const Place & now );
 
+   /// The first line of a policy behind the line "end" of its file.
+   void behindEnd( const LineCursor & line, uint32_t end );
    /// A line that FRR refuses.
    void refused( const LineCursor & line, std::string_view reason );
 

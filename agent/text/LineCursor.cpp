@@ -78,6 +78,13 @@ Token LineCursor::takeRest( std::string_view what ) {
    return rest;
 }
 
+std::string LineCursor::takeText( std::string_view what ) {
+   if( dialect_ != Dialect::frr ) return std::string( takeRest( what ).text );
+   std::string text( take( what ).text );
+   while( !atEnd() ) text.append( 1, ' ' ).append( take().text );
+   return text;
+}
+
 void LineCursor::expectEnd() const {
    if( !atEnd() ) throwExpected( "the end of the line", next_ );
 }

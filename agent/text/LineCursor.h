@@ -24,6 +24,11 @@ struct LineError {
    std::string reason;
 };
 
+/// A line that FRR refuses: it has no effect. Readers throw it before they change anything, too.
+struct RefusedLine {
+   std::string reason;
+};
+
 /// "expected WHAT, found ..." at that token.
 [[noreturn]] void throwExpected( std::string_view what, const Token & found );
 
@@ -47,6 +52,8 @@ class LineCursor {
    bool takeWords( std::string_view words ) noexcept;
    /// The rest of the line from the next word to the last. Errors: LineError at the end of the line.
    Token takeRest( std::string_view what );
+   /// The same as a text; in the dialect of FRR with one blank between two words.
+   std::string takeText( std::string_view what );
    /// Errors: LineError if a word is left.
    void expectEnd() const;
    /// Errors: LineError at the first control character: a terminal might obey it. No line of a policy needs one.

@@ -56,6 +56,8 @@ class LineLoader::Reader {
    void addError( LineCursor line, TextError error );
    void skip( const LineCursor & line, bool endsSequence );
    void doubt( const LineCursor & line, bool endsSequence );
+   void noteEnd( LineCursor line );
+   void notePolicy( const LineCursor & line );
 
    const bool lenient_;
    Doubts doubts_{ text.doubts, text.files };
@@ -71,6 +73,7 @@ class LineLoader::Reader {
    bool hasPolicy_ = false;
    bool inOtherStanza_ = false;   // a stanza that has been counted
    bool endedSequence_ = false;   // that stanza ended a sequence
+   uint32_t endLine_ = 0;         // "end"; 0 for none, or if a line behind it has been told
 };
 
 void LineLoader::Reader::load( const std::string & file, std::string_view bytes ) {
@@ -93,6 +96,7 @@ void LineLoader::Reader::startFile( const std::string & file ) {
    text.files.push_back( file );
    number_ = 0;
    hasLines_ = hasPolicy_ = inOtherStanza_ = endedSequence_ = false;
+   endLine_ = 0;
    routeMaps_.close();
    neighbors_.startFile();
 }
@@ -106,6 +110,7 @@ void LineLoader::Reader::readLine( std::string_view bytes ) {
       text.ignores.push_back( std::move( ignore ) );
    }
    hasLines_ = true;
+   noteEnd( line );
    const LineCursor start = line;
    try {
       readWords( line );
@@ -150,20 +155,35 @@ void LineLoader::Reader::readWords( LineCursor & line ) {
    }
    neighbors_.close();
    inOtherStanza_ = false;
+   notePolicy( line );
+}
+
+// What stands behind "end" depends on who reads the file.
+void LineLoader::Reader::noteEnd( LineCursor line ) {
+   if( text.dialect != Dialect::frr ) return;
+   if( line.takeWords( "end" ) && line.atEnd() && endLine_ == 0 ) endLine_ = number_;
+   if( line.takeWords( "configure terminal" ) ) endLine_ = 0;
+}
+
+void LineLoader::Reader::notePolicy( const LineCursor & line ) {
    hasPolicy_ = true;
+   if( endLine_ != 0 ) doubts_.behindEnd( line, std::exchange( endLine_, 0 ) );
 }
 
 bool LineLoader::Reader::readPolicy( LineCursor line ) {
    if( ListLines::isOfOthers( line ) ) return false;
+   const LineCursor whole = line;
    const bool no = line.takeWords( "no" );
-   if( !lists_.read( line, no ) ) return routeMaps_.read( line, no );
-   routeMaps_.close();
+   try {
+      if( !lists_.read( line, no ) ) return routeMaps_.read( line, no );
+      routeMaps_.close();
+   } catch( const RefusedLine & refused ) { doubts_.refused( whole, refused.reason ); }
    return true;
 }
 
 void LineLoader::Reader::skip( const LineCursor & line, bool endsSequence ) {
    addOtherWords( line, text.otherWords );
-   if( neighbors_.read( line ) ) hasPolicy_ = true;
+   if( neighbors_.read( line ) ) notePolicy( line );
    if( !addApplications( line, text.applications ) ) doubt( line, endsSequence );
    if( line.indented() && inOtherStanza_ ) return;
    ++text.skippedStanzas;

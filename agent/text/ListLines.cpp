@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <iterator>
+#include <type_traits>
 #include <utility>
 
 #include <fmt/format.h>
@@ -21,7 +22,7 @@ constexpr std::string_view kListName = "the name of a list";
 template <class List>
 void describe( NumberedLists<List> & lists, const Token & name, LineCursor & line, bool no ) {
    if( no ) return lists.undescribe( name.text );
-   lists.describe( name.text, line.takeRest( "a description" ).text, line.place() );
+   lists.describe( name.text, line.takeText( "a description" ), line.place() );
 }
 
 // The text of a list of one line.
@@ -50,17 +51,44 @@ std::string lineText( uint32_t number, const typename NumberedLists<List>::Line 
    return text.substr( start, text.size() - 1 - start );
 }
 
+template <class List>
+constexpr bool isPrefixList = std::is_same_v<List, PrefixListText>;
+// Whether FRR has the lists in bgpd alone.
+template <class List>
+constexpr bool isOfBgpd = !isPrefixList<List> && !std::is_same_v<List, AccessListText>;
+
+// Removes what the rest of a line behind "no" says, as FRR does it: of the number and the line `said`, prefix lists and access lists compare
+// the number if it is there, the others the line.
+template <class List>
+void removeAsFrr( NumberedLists<List> & lists, std::string_view name, std::optional<uint32_t> number,
+                  const std::optional<typename NumberedLists<List>::Line> & said ) {
+   if( !said && !number ) {
+      if( isOfBgpd<List> && !lists.find( name ) ) throw RefusedLine{ "the list does not exist" };
+      lists.remove( name );
+   } else if( !said && !isPrefixList<List> ) {
+      throw RefusedLine{ "the line is not complete" };
+   } else if( number && !isOfBgpd<List> ) {
+      lists.removeNumber( name, *number, std::nullopt );
+   } else if( !lists.removeLine( name, *said, std::is_same_v<List, AsPathListText> ) ) {
+      throw RefusedLine{ "the list has no such line" };
+   }
+}
+
+void becomeListed( AccessListLine & line, const AccessListLine * before );
+
 // "NAME [seq N] permit|deny CONTENT"; after "no" also "NAME" and "NAME seq N". `describing` is the word before a description; empty if
 // such lists have none. Doubts of `readContent( line, said, noted )` count if the line has no error and is not removed.
 template <class List, class ReadContent>
 void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool no, std::string_view describing,
            ReadContent readContent ) {
    const Token name = line.take( kListName );
+   if( isPrefixList<List> && line.dialect() == Dialect::frr ) lists.keepDescribed();
    if( !describing.empty() && line.takeWords( describing ) ) return describe( lists, name, line, no );
 
    std::optional<uint32_t> number;
-   const bool mayBeZero = line.dialect() == Dialect::frr && describing.empty();   // of the lists of bgpd
-   if( line.takeWords( "seq" ) ) number = mayBeZero ? takeNumber32( line, "a sequence number" ) : takeSequenceNumber( line );
+   const bool isFrr = line.dialect() == Dialect::frr;
+   if( line.takeWords( "seq" ) ) number = isFrr && isOfBgpd<List> ? takeNumber32( line, "a sequence number" ) : takeSequenceNumber( line );
+   if( no && line.atEnd() && isFrr ) return removeAsFrr( lists, name.text, number, {} );
    if( no && line.atEnd() ) return number ? lists.removeNumber( name.text, *number, std::nullopt ) : lists.remove( name.text );
 
    typename NumberedLists<List>::Line said;
@@ -70,10 +98,12 @@ void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool
    readContent( line, said, noted );
    line.expectEnd();
 
-   if( no ) return number ? lists.removeNumber( name.text, *number, said ) : lists.removeLine( name.text, said );
+   if( no && isFrr ) return removeAsFrr( lists, name.text, number, { said } );
+   if( no ) return number ? lists.removeNumber( name.text, *number, said ) : void( lists.removeLine( name.text, said ) );
    for( auto & doubt : noted ) doubts.add( std::move( doubt ) );
    const Place place = said.place;
-   const auto added = lists.add( name.text, number, std::move( said ), line.dialect() == Dialect::frr );
+   if constexpr( std::is_same_v<List, AccessListText> ) becomeListed( said, number ? lists.find( name.text, *number ) : nullptr );
+   const auto added = lists.add( name.text, number, std::move( said ), isFrr );
    if( !added.done )
       throw LineError{ name.column, fmt::format( "list {} has no number left for a line without \"seq\"", inQuotes( name.text ) ) };
    if( added.before && Doubts::isReplaced( added.before->place, place ) )
@@ -90,9 +120,11 @@ struct Bound {
 Bound takeBound( LineCursor & line, AddressFamily af ) {
    const auto word = line.take().text;
    const Token token = line.take( "a length" );
-   if( token.text.find_first_not_of( "0123456789" ) != token.text.npos ) throwExpected( "a length", token );
+   std::string_view digits = token.text;
+   if( line.dialect() == Dialect::frr && digits.starts_with( '+' ) ) digits.remove_prefix( 1 );
+   if( digits.empty() || digits.find_first_not_of( "0123456789" ) != digits.npos ) throwExpected( "a length", token );
    uint32_t length = 0;
-   const auto [ end, error ] = std::from_chars( token.text.data(), token.text.data() + token.text.size(), length );
+   const auto [ end, error ] = std::from_chars( digits.data(), digits.data() + digits.size(), length );
    const uint32_t bits = Ferule::addressBits( af );
    if( error != std::errc() || length > bits )
       throw LineError{ token.column,
@@ -123,6 +155,7 @@ void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said,
    if( line.takeWords( "any" ) ) {
       said.prefix = Ferule::IpGenPrefix( Ferule::IpGenAddr( af ), 0 );
       said.le = Ferule::addressBits( af );
+      said.spelling.way = line.dialect() == Dialect::frr;
       return;
    }
    said.prefix = takeNetwork( line, af, noted );
@@ -174,9 +207,24 @@ void readAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said,
 
 // ---- access lists of the dialect of FRR
 
+// The ways to write what a line compares. "any" and "0.0.0.0/0" are two lines.
+enum Way : uint8_t {
+   kPrefixWay,
+   kOddPrefixWay,   // unlike FRR writes the prefix; a line that the list has is never so
+   kAnyWay,
+   kHostWay,
+   kWildcardWay,
+   kTwoWays   // and above: behind "ip"
+};
+
+constexpr Way wayBehindIp( Way source, Way netmask ) {
+   return Way( kTwoWays * ( 1 + source ) + netmask );
+}
+
 // "any", "host ADDRESS" or "ADDRESS WILDCARD".
-Source takeSource( LineCursor & line, std::vector<Doubt> & noted ) {
+Source takeSource( LineCursor & line, Way & way, std::vector<Doubt> & noted ) {
    constexpr auto af = AddressFamily::ipv4;
+   way = line.peek().text == "any" ? kAnyWay : line.peek().text == "host" ? kHostWay : kWildcardWay;
    if( line.takeWords( "any" ) ) return { Ferule::IpGenAddr( af ), {} };
    if( line.takeWords( "host" ) ) return { takeAddress( line, af ), Ferule::Bits128::leadingOnes( Ferule::addressBits( af ) ) };
    const auto address = takeAddress( line, af, "\"any\", \"host\" or an IPv4 address" );
@@ -187,24 +235,32 @@ Source takeSource( LineCursor & line, std::vector<Doubt> & noted ) {
 void readFrrAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said, std::vector<Doubt> & noted ) {
    using Compares = AccessListLine::Compares;
    const bool isAddress = line.peek().text.find( '/' ) == std::string_view::npos;
+   Way way = kPrefixWay;
    said.compares = af == AddressFamily::ipv4 && isAddress ? Compares::address : Compares::covering;
    if( line.takeWords( "any" ) ) {
       said.compares = Compares::covering;
       said.source = { Ferule::IpGenAddr( af ), {} };
+      way = kAnyWay;
    } else if( said.compares == Compares::covering ) {
+      const Token token = line.peek();
       const auto prefix = takeNetwork( line, af, noted );
+      if( prefix.toStrep().view() != token.text ) way = kOddPrefixWay;
       said.source = { prefix.ipGenAddr(), Ferule::Bits128::leadingOnes( prefix.length() ) };
       if( line.takeWords( "exact-match" ) ) said.compares = Compares::exact;
    } else if( line.takeWords( "ip" ) ) {
-      said.source = takeSource( line, noted );
-      said.netmask = takeSource( line, noted );
+      Way second;
+      said.source = takeSource( line, way, noted );
+      said.netmask = takeSource( line, second, noted );
+      way = wayBehindIp( way, second );
    } else {
       const bool isHost = line.takeWords( "host" );
       const auto address = takeAddress( line, af );
       said.source = { address, Ferule::Bits128::leadingOnes( Ferule::addressBits( af ) ) };
-      if( !isHost && !line.atEnd() ) said.source = takeWildcard( line, address, noted );
+      way = isHost || line.atEnd() ? kHostWay : kWildcardWay;
+      if( way == kWildcardWay ) said.source = takeWildcard( line, address, noted );
       if( said.source.mask().none() && address.bits().none() ) said.compares = Compares::covering;   // as "any"
    }
+   said.spelling.way = way;
 }
 
 // ---- community lists
@@ -236,11 +292,22 @@ std::vector<Community> takeListedCommunities( LineCursor & line ) {
 
 void readAsPathLine( LineCursor & line, AsPathListLine & said, std::vector<Doubt> & ) {
    const Token token = LineCursor( line ).takeRest( "a regular expression" );
-   const size_t at = token.text.find_first_not_of( "0123456789 $()*+,-.?[\\]^_{|}" );
+   const size_t at = token.text.find_first_not_of( "0123456789 \t$()*+,-.?[\\]^_{|}" );
    if( line.dialect() == Dialect::frr && at != token.text.npos )   // FRR refuses such a line
       throwExpected( "digits, blanks and operators of a regular expression",
                      { token.text.substr( at, 1 ), token.column + static_cast<uint32_t>( at ) } );
    said.expression = takeExpression( line );
+}
+
+// What a line becomes in the list, where it replaces the line `before`, if any. FRR keeps the netmask of that line if the new one has neither
+// a netmask nor a prefix.
+void becomeListed( AccessListLine & line, const AccessListLine * before ) {
+   uint8_t & way = line.spelling.way;
+   if( way == kOddPrefixWay ) way = kPrefixWay;
+   if( !before || !before->netmask || line.netmask || ( way != kHostWay && way != kWildcardWay ) ) return;
+   line.netmask = before->netmask;
+   line.compares = AccessListLine::Compares::address;
+   way = wayBehindIp( Way( way ), Way( before->spelling.way % kTwoWays ) );
 }
 
 template <AddressFamily af>
@@ -359,9 +426,10 @@ void ListLines::readCommunityList( NumberedLists<CommunityListTextOf<C>> & lists
    const bool expanded = takeExpanded( line );
    const Token name = line.peek();
    if( const auto * const list = lists.find( name.text ); list && list->expanded != expanded ) {
-      if( no ) return;   // the list of this kind does not exist
-      throw LineError{ kind.column,
-                       fmt::format( "list {} is already {}", inQuotes( name.text ), list->expanded ? "expanded" : "standard" ) };
+      if( no && line.dialect() == Dialect::native ) return;   // the list of this kind does not exist
+      if( !no )
+         throw LineError{ kind.column,
+                          fmt::format( "list {} is already {}", inQuotes( name.text ), list->expanded ? "expanded" : "standard" ) };
    }
    edit( lists, doubts_, line, no, "", [ & ]( LineCursor & l, CommunityListLineOf<C> & said, auto & ) {
       if( expanded )
@@ -369,7 +437,7 @@ void ListLines::readCommunityList( NumberedLists<CommunityListTextOf<C>> & lists
       else
          said.communities = takeStandard( l );
    } );
-   if( auto * const list = lists.find( name.text ) ) list->expanded = expanded;
+   if( auto * const list = no ? nullptr : lists.find( name.text ) ) list->expanded = expanded;
 }
 
 void ListLines::readCommunityList( LineCursor & line, bool no ) {
@@ -377,6 +445,13 @@ void ListLines::readCommunityList( LineCursor & line, bool no ) {
 }
 
 void ListLines::readLargeCommunityList( LineCursor & line, bool no ) {
+   // "no bgp large-community-list NAME".
+   if( LineCursor behind = line; no && !behind.take().text.empty() && behind.atEnd() )
+      return removeAsFrr( largeCommunityLists_, line.take().text, std::nullopt, std::nullopt );
+   if( LineCursor behind = line; !no && ( behind.takeWords( "standard" ) || behind.takeWords( "expanded" ) ) ) {
+      const std::string_view name = behind.peek().text;
+      if( !name.empty() && name.find_first_not_of( "0123456789" ) == name.npos ) throw RefusedLine{ "the name of the list is a number" };
+   }
    readCommunityList( largeCommunityLists_, line, no, []( LineCursor & l ) { return takeLargeCommunities( l, "" ); } );
 }
 

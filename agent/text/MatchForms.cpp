@@ -54,6 +54,10 @@ constexpr MatchForm frrKeyword( std::string_view words, ValueOption option, std:
    form.keywords = keywords;
    return form;
 }
+constexpr MatchForm removedWhole( MatchForm form ) {
+   form.isRemovedWhole = true;
+   return form;
+}
 // A clause that not all routes answer.
 constexpr MatchForm toldBy( std::string_view field, MatchForm form ) {
    form.field = field;
@@ -83,17 +87,17 @@ constexpr MatchForm kForms[] = {
    of( daemonsOf( Daemon::zebra, Daemon::bgpd ), frr( "source-protocol", ValueOption::sourceProtocol, Operand::protocol ) ),
    of( kZebra, frrNumber( "source-instance", ValueOption::sourceInstance, "an instance", 255 ) ),
    toldBy( "peer", frr( "peer", ValueOption::peer, Operand::peer, "an address, a name or \"local\"" ) ),
-   toldBy( "rpki", frrKeyword( "rpki", ValueOption::rpki, kRpkiStates ) ),
-   frrKeyword( "rpki-extcommunity", ValueOption::rpkiExtCommunity, kRpkiStates ),
+   toldBy( "rpki", removedWhole( frrKeyword( "rpki", ValueOption::rpki, kRpkiStates ) ) ),
+   removedWhole( frrKeyword( "rpki-extcommunity", ValueOption::rpkiExtCommunity, kRpkiStates ) ),
    toldBy( "peer", frr( "src-peer", ValueOption::sourcePeer, Operand::peer, "an address, a name or \"local\"" ) ),
-   assumed( frr( "source-vrf", ValueOption::sourceVrf, Operand::name, "the name of a VRF" ) ),
+   assumed( removedWhole( frr( "source-vrf", ValueOption::sourceVrf, Operand::name, "the name of a VRF" ) ) ),
    assumed( frr( "vrl-source-vrf", ValueOption::vrlSourceVrf, Operand::name, "the name of a VRF" ) ),
-   assumed( frrKeyword( "evpn route-type", ValueOption::evpnRouteType, kEvpnTypes ) ),
-   assumed( frrNumber( "evpn vni", ValueOption::evpnVni, "a VNI", 16777215 ) ),
+   assumed( removedWhole( frrKeyword( "evpn route-type", ValueOption::evpnRouteType, kEvpnTypes ) ) ),
+   assumed( removedWhole( frrNumber( "evpn vni", ValueOption::evpnVni, "a VNI", 16777215 ) ) ),
    assumed( frr( "evpn rd", ValueOption::evpnRd, Operand::name, "a route distinguisher" ) ),
    assumed( frr( "evpn default-route", ValueOption::evpnDefaultRoute, Operand::none ) ),
    assumed( frr( "alias", ValueOption::alias, Operand::name, "the alias of a community" ) ),
-   assumed( frr( "mac address", ValueOption::macAddress, Operand::name, "the name of a MAC access list" ) ),
+   assumed( removedWhole( frr( "mac address", ValueOption::macAddress, Operand::name, "the name of a MAC access list" ) ) ),
    assumed( of( kPimd, frr( "ip multicast-source", ValueOption::multicastSource, Operand::text, "an address or a prefix list" ) ) ),
    assumed( of( kPimd, frr( "ip multicast-group", ValueOption::multicastGroup, Operand::text, "an address or a prefix list" ) ) ),
    assumed( of( kPimd, frr( "multicast-interface", ValueOption::multicastInterface, Operand::name, "the name of an interface" ) ) ),

@@ -46,12 +46,13 @@ struct MatchForm {
    std::string_view what;   // the operand in error messages: "the name of a tag set"
    std::optional<ThingKind> refersTo{};
    Subject subject = Subject::other;
-   uint64_t max = 0;   // the highest number that the operand allows
+   uint64_t max = 0;   // the highest number that the operand allows; in the dialect of FRR, no number has more than 32 bits
    std::span<const std::string_view> keywords{};
    std::optional<Dialect> only{};   // the dialect that has the clause; none: both
    /// The field of a route (table/RouteField.h) that answers the clause, or "" if only an assumption does. None: each route answers it.
    std::optional<std::string_view> field{};
    Daemons daemons = kAllDaemons;   // of FRR, that have the clause
+   bool isRemovedWhole = false;     // FRR refuses "no" and the words without an operand
 };
 
 /// All forms, one per option. If the words of one form begin with the words of another form, the longer form comes first.

@@ -7,10 +7,12 @@
 ///    permit 10.0.0.0/8                  already is line 5: changes nothing
 ///    seq 7 deny 10.1.0.0/16             replaces line 7
 ///
-/// Invariant: every list has a line. A description that comes before the first line is kept until that line comes.
+/// Invariant: every list has a line; a list that keepsDescribed() may have a description only. Any other description that comes before the
+/// first line is kept until that line comes.
 /// Cost per line: a look-up in a hash table and one in the map of lines.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <map>
@@ -48,6 +50,26 @@ size_t hashOf( const CommunityListLineOf<C> & line ) {
    return mix;
 }
 
+/// Whether FRR takes both for the same line.
+template <class Line>
+bool isSameLine( const Line & a, const Line & b ) {
+   if constexpr( requires { a.spelling; } )
+      if( a.spelling.way != b.spelling.way ) return false;
+   return a == b;
+}
+
+/// Another line that FRR takes for this one if the list does not have this one.
+template <class Line>
+std::optional<Line> takenFor( const Line & ) {
+   return std::nullopt;
+}
+inline std::optional<AccessListLine> takenFor( const AccessListLine & line ) {
+   if( line.compares != AccessListLine::Compares::covering ) return std::nullopt;
+   AccessListLine exact = line;
+   exact.compares = AccessListLine::Compares::exact;
+   return exact;
+}
+
 /// Finds the numbers of the lines with a given content.
 template <class Line>
 class ContentIndex {
@@ -62,16 +84,22 @@ class ContentIndex {
       at->second.erase( number );
       if( at->second.empty() ) numbers_.erase( at );
    }
-   /// The lowest number of an equal line.
+   /// The lowest number of such a line.
    std::optional<uint32_t> find( const Lines & lines, const Line & line ) const {
-      const auto at = numbers_.find( hashOf( line ) );
-      if( at == numbers_.end() ) return std::nullopt;
-      for( const uint32_t number : at->second )
-         if( lines.at( number ) == line ) return number;
-      return std::nullopt;
+      const auto same = findSame( lines, line );
+      const auto other = same ? std::nullopt : takenFor( line );
+      return other ? findSame( lines, *other ) : same;
    }
 
  private:
+   std::optional<uint32_t> findSame( const Lines & lines, const Line & line ) const {
+      const auto at = numbers_.find( hashOf( line ) );
+      if( at == numbers_.end() ) return std::nullopt;
+      for( const uint32_t number : at->second )
+         if( isSameLine( lines.at( number ), line ) ) return number;
+      return std::nullopt;
+   }
+
    std::unordered_map<size_t, std::set<uint32_t>> numbers_;   // by hash
 };
 
@@ -95,20 +123,31 @@ class NumberedLists {
       return current_ == lists_.end() ? nullptr : &current_->second;
    }
 
+   /// Null for a line that does not exist. Valid until the line is deleted.
+   const Line * find( std::string_view name, uint32_t number ) {
+      const List * const list = find( name );
+      if( !list ) return nullptr;
+      const auto at = list->lines.find( number );
+      return at == list->lines.end() ? nullptr : &at->second;
+   }
+
    std::string_view words() const noexcept { return words_; }
+
+   /// Keeps lists that have a description and no line.
+   void keepDescribed() noexcept { keepsDescribed_ = true; }
 
    struct Added {
       bool done = true;             // false: no number is left
       std::optional<Line> before;   // the line that was replaced
    };
    /// Adds the line, under the next number if `number` is empty.
-   /// `once`: a line that the list has under another number changes nothing.
+   /// `once`: a line that the list has under any number changes nothing.
    Added add( std::string_view name, std::optional<uint32_t> number, Line line, bool once = false );
    void remove( std::string_view name );
    /// If `line` is given, has an effect only on an equal line.
    void removeNumber( std::string_view name, uint32_t number, const std::optional<Line> & line );
-   /// Removes the lowest line that is equal.
-   void removeLine( std::string_view name, const Line & line );
+   /// Removes the lowest line that is equal; false if the list has none. `anyAction`: an AS path list of FRR compares no actions.
+   bool removeLine( std::string_view name, const Line & line, bool anyAction = false );
 
    void describe( std::string_view name, std::string_view text, const Place & place );
    void undescribe( std::string_view name );
@@ -141,15 +180,16 @@ class NumberedLists {
    std::unordered_map<std::string, Description> descriptions_;   // of lists without lines
    typename std::map<std::string, List>::iterator current_ = lists_.end();
    Index * index_ = nullptr;   // of the current list; null: not looked up yet
+   bool keepsDescribed_ = false;
 };
 
 template <class List>
 auto NumberedLists<List>::add( std::string_view name, std::optional<uint32_t> number, Line line, bool once ) -> Added {
    List * const list = find( name );
-   if( list && number && once && index().find( list->lines, line ).value_or( *number ) != *number ) return {};
+   if( list && number && once && index().find( list->lines, line ) ) return {};
    if( !number ) {
       if( list && index().find( list->lines, line ) ) return {};
-      const uint32_t highest = list ? list->lines.rbegin()->first : 0;
+      const uint32_t highest = list && !list->lines.empty() ? list->lines.rbegin()->first : 0;
       if( highest / kStep >= std::numeric_limits<uint32_t>::max() / kStep ) return { false, std::nullopt };
       number = ( highest / kStep + 1 ) * kStep;
    }
@@ -178,19 +218,20 @@ auto NumberedLists<List>::put( List & list, uint32_t number, Line line ) -> std:
    if( at == list.lines.end() || at->first != number ) {
       if( index ) index->added( number, line );
       list.lines.emplace_hint( at, number, std::move( line ) );
-   } else if( !( at->second == line ) ) {
+   } else if( !isSameLine( at->second, line ) ) {
       if( index ) {
          index->removed( number, at->second );
          index->added( number, line );
       }
-      return std::exchange( at->second, std::move( line ) );
+      Line before = std::exchange( at->second, std::move( line ) );
+      if( !( before == at->second ) ) return before;
    }
    return std::nullopt;
 }
 
 template <class List>
 void NumberedLists<List>::erase( List & list, typename std::map<uint32_t, Line>::iterator at ) {
-   if( list.lines.size() == 1 ) {
+   if( list.lines.size() == 1 && !( keepsDescribed_ && !list.description.empty() ) ) {
       remove( current_->first );
    } else {
       if( Index * const index = indexIfCreated() ) index->removed( at->first, at->second );
@@ -217,15 +258,24 @@ void NumberedLists<List>::removeNumber( std::string_view name, uint32_t number, 
 }
 
 template <class List>
-void NumberedLists<List>::removeLine( std::string_view name, const Line & line ) {
+bool NumberedLists<List>::removeLine( std::string_view name, const Line & line, bool anyAction ) {
    List * const list = find( name );
-   if( !list ) return;
-   if( const auto number = index().find( list->lines, line ) ) erase( *list, list->lines.find( *number ) );
+   if( !list ) return false;
+   auto number = index().find( list->lines, line );
+   if( anyAction ) {
+      Line other = line;
+      other.action = line.action == MatchPermit::permit ? MatchPermit::deny : MatchPermit::permit;
+      if( const auto found = index().find( list->lines, other ) ) number = std::min( *found, number.value_or( *found ) );
+   }
+   if( number ) erase( *list, list->lines.find( *number ) );
+   return number.has_value();
 }
 
 template <class List>
 void NumberedLists<List>::describe( std::string_view name, std::string_view text, const Place & place ) {
-   if( List * const list = find( name ) )
+   List * list = find( name );
+   if( !list && keepsDescribed_ ) list = &findOrCreate( name, place );
+   if( list )
       list->description = text;
    else
       descriptions_[ std::string( name ) ] = { std::string( text ), place };
@@ -234,7 +284,10 @@ void NumberedLists<List>::describe( std::string_view name, std::string_view text
 template <class List>
 void NumberedLists<List>::undescribe( std::string_view name ) {
    descriptions_.erase( std::string( name ) );
-   if( List * const list = find( name ) ) list->description.clear();
+   List * const list = find( name );
+   if( !list ) return;
+   list->description.clear();
+   if( list->lines.empty() ) remove( name );
 }
 
 }   // namespace Agent

@@ -11,6 +11,7 @@
 #include "text/Community.h"
 #include "text/Expression.h"
 #include "text/ParseWhole.h"
+#include "text/Spelling.h"
 
 namespace Agent {
 
@@ -39,7 +40,8 @@ uint8_t parseLength( const Token & token, size_t slash, AddressFamily af ) {
 
 uint64_t takeNumber( LineCursor & line, std::string_view what, uint64_t min, uint64_t max ) {
    const Token & token = line.peek();
-   const auto number = parseWhole<uint64_t>( token.text );
+   const bool hasSign = line.dialect() == Dialect::frr && token.text.starts_with( '+' );   // which FRR skips
+   const auto number = parseWhole<uint64_t>( token.text.substr( hasSign ) );
    if( !number || *number < min || *number > max ) throwExpected( fmt::format( "{} from {} to {}", what, min, max ), token );
    line.take();
    return *number;
@@ -93,7 +95,12 @@ Ferule::IpGenPrefix takePrefix( LineCursor & line, AddressFamily af, bool addres
    const auto address = parseAddress( token.text.substr( 0, slash ) );
    if( !address ) throwExpected( prefixName( af ), token );
    expectFamily( token, address->af(), af, prefixName( af ) );
-   if( slash != token.text.npos ) return Ferule::IpGenPrefix( *address, parseLength( token, slash, af ) );
+   if( slash != token.text.npos ) {
+      const auto length = parseLength( token, slash, af );
+      const bool hasZeros = token.text[ slash + 1 ] == '0' && slash + 2 < token.text.size();
+      if( hasZeros && line.dialect() == Dialect::frr ) throw RefusedLine{ "the length of the prefix begins with a 0" };
+      return Ferule::IpGenPrefix( *address, length );
+   }
    if( !addressAlone )
       throw LineError{ token.column,
                        fmt::format( "expected {}, found {}, which has no length", prefixName( af ), inQuotes( token.text ) ) };
@@ -132,6 +139,8 @@ std::vector<Community> takeCommunities( LineCursor & line, std::string_view unti
       if( !matchesAll.empty() && token.text == matchesAll ) continue;
       const auto community = communityOf( token.text );
       if( !community ) throwExpected( kWhat, token );
+      if( line.dialect() == Dialect::frr && parseWhole<Community>( token.text ) )
+         throw RefusedLine{ "a community is two numbers, or a name" };
       communities.push_back( *community );
    } while( !line.atEnd() && line.peek().text != until );
    return eachOnce( std::move( communities ) );
@@ -151,7 +160,7 @@ std::vector<ExtCommunity> takeExtCommunities( LineCursor & line ) {
    std::vector<ExtCommunity> communities;
    do {
       const Token kind = line.take( kWhat );
-      const auto community = extCommunityOf( kind.text, line.take( kWhat ).text );
+      const auto community = extCommunityOf( lowerCase( kind.text ), line.take( kWhat ).text );
       if( !community ) throwExpected( kWhat, kind );
       communities.push_back( *community );
    } while( !line.atEnd() );
@@ -170,12 +179,12 @@ std::vector<uint32_t> takeAses( LineCursor & line ) {
 
 namespace {
 
-std::string takePosixExpression( const Token & token ) {
+std::string takePosixExpression( const Token & token, std::string text ) {
    std::string fault;
    try {
-      if( const auto compiled = compileExpression( token.text, Dialect::frr ); !compiled->ok() ) fault = compiled->error();
+      if( const auto compiled = compileExpression( text, Dialect::frr ); !compiled->ok() ) fault = compiled->error();
    } catch( const std::invalid_argument & error ) { fault = error.what(); }
-   if( fault.empty() ) return std::string( token.text );
+   if( fault.empty() ) return text;
    throw LineError{ token.column,
                     fmt::format( "{} cannot be used as a regular expression: {}", inQuotes( token.text ), printable( fault ) ) };
 }
@@ -183,8 +192,10 @@ std::string takePosixExpression( const Token & token ) {
 }   // namespace
 
 std::string takeExpression( LineCursor & line ) {
-   const Token token = line.takeRest( "a regular expression" );
-   if( line.dialect() == Dialect::frr ) return takePosixExpression( token );
+   constexpr std::string_view kWhat = "a regular expression";
+   const Token token = LineCursor( line ).takeRest( kWhat );
+   std::string text = line.takeText( kWhat );
+   if( line.dialect() == Dialect::frr ) return takePosixExpression( token, std::move( text ) );
    // Quotation marks or a remark, as other dialects have them, would be part of the expression, which then matches nothing.
    if( const size_t at = token.text.find_first_of( "\"!" ); at != token.text.npos )
       throw LineError{ token.column + static_cast<uint32_t>( at ),

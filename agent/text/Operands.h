@@ -1,5 +1,6 @@
 /// @file agent/text/Operands.h
-/// Reads the operands that lines of several kinds share. Each function takes its words off the line. Errors: LineError.
+/// Reads the operands that lines of several kinds share. Each function takes its words off the line. Errors: LineError; in the dialect of
+/// FRR also RefusedLine.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +15,7 @@
 
 namespace Agent {
 
+/// In the dialect of FRR, "+5" is 5.
 uint64_t takeNumber( LineCursor & line, std::string_view what, uint64_t min, uint64_t max );
 /// A number behind that sign, without a blank between. Errors: LineError, too, if the sign does not come next.
 uint64_t takeSigned( LineCursor & line, char sign, std::string_view what, uint64_t min, uint64_t max );

@@ -15,6 +15,13 @@ struct Place {
    friend constexpr bool operator==( const Place &, const Place & ) noexcept { return true; }
 };
 
+/// Which of several ways to write the same a line has. 0 for all lines of the native dialect.
+struct Spelling {
+   uint8_t way = 0;
+   // Like places.
+   friend constexpr bool operator==( const Spelling &, const Spelling & ) noexcept { return true; }
+};
+
 /// An error in a text, and its place.
 struct TextError {
    Place place;

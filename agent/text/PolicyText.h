@@ -42,6 +42,7 @@ struct PrefixListLine {
    std::optional<uint32_t> ge;
    std::optional<uint32_t> le;
    Place place;
+   Spelling spelling{};
    friend bool operator==( const PrefixListLine &, const PrefixListLine & ) = default;
 };
 
@@ -58,6 +59,7 @@ struct AccessListLine {
    Place place;
    Compares compares = Compares::mask;
    std::optional<Ferule::IpGenAddrWithFullMask> netmask{};   // if it is there, compared with the netmask of the route in the same way
+   Spelling spelling{};
    friend bool operator==( const AccessListLine &, const AccessListLine & ) = default;
 };
 

@@ -34,17 +34,15 @@ std::optional<Clause> edit( std::optional<Clause> & slot, LineCursor & line, boo
    return std::nullopt;
 }
 
+const std::string kIncomplete = "the line is not complete";
+const std::string kTooLong = "the line ends earlier behind \"no\"";
+
 // The text of the only clause of a sequence: "match tag 5".
 std::string onlyClause( const SequenceText & sequence, Dialect dialect ) {
    const std::string lines = writeSequence( {}, 1, sequence, dialect );
    const size_t start = lines.find( '\n' ) + 2;   // after the line of the sequence and a blank
    return lines.substr( start, lines.size() - 1 - start );
 }
-
-/// A line that FRR refuses: it has no effect.
-struct RefusedLine {
-   std::string_view reason;
-};
 
 // The first form whose words the line has, of those that a dialect has.
 const MatchForm * formOf( LineCursor line, Dialect dialect ) {
@@ -54,7 +52,22 @@ const MatchForm * formOf( LineCursor line, Dialect dialect ) {
    return at == forms.end() ? nullptr : &*at;
 }
 
-const MatchForm & takeMatchForm( LineCursor & line ) {
+const MatchForm & takeMatchForm( LineCursor & line, bool no ) {
+   // "no match ip next-hop type" removes "... type blackhole", "no match ipv6 next-hop address" the clause with an access list.
+   if( LineCursor behind = line; no && line.dialect() == Dialect::frr ) {
+      for( const auto option : { ValueOption::ipNextHopBlackhole, ValueOption::ipv6NextHopBlackhole } ) {
+         const MatchForm & form = *matchForm( optionOf( option ) );
+         if( behind.takeWords( form.words.substr( 0, form.words.rfind( ' ' ) ) ) && behind.atEnd() ) {
+            line = behind;
+            return form;
+         }
+         behind = line;
+      }
+      if( behind.takeWords( "ipv6 next-hop address" ) && behind.atEnd() ) {
+         line = behind;
+         return *matchForm( MatchOption::matchIpv6Nexthop );
+      }
+   }
    // "match ipv6 next-hop ADDRESS" names no list.
    LineCursor behind = line;
    if( line.dialect() == Dialect::frr && behind.takeWords( "ipv6 next-hop" ) && parseAddress( behind.peek().text ) ) {
@@ -130,7 +143,15 @@ void refuseInvert( const LineCursor & line, std::string_view words ) {
    };
 }
 
-MatchClause takeMatchOperand( LineCursor & line, const MatchForm & form ) {
+// FRR refuses 0, or more than 32 bits, where the native dialect has them. It takes "no match metric 0".
+void refuseNumber( uint64_t number, const MatchForm & form, bool no ) {
+   const bool isMetric = form.option == MatchOption::matchMetric;
+   const bool beginsAt1 = isMetric || form.option == MatchOption::matchTag || form.option == optionOf( ValueOption::evpnVni );
+   if( number == 0 && beginsAt1 && !( no && isMetric ) ) throw RefusedLine{ "the number begins at 1" };
+   if( number > kMax32 ) throw RefusedLine{ "the number has more than 32 bits" };
+}
+
+MatchClause takeMatchOperand( LineCursor & line, const MatchForm & form, bool no ) {
    MatchClause clause;
    clause.place = line.place( line.peek() );
    switch( form.operand ) {
@@ -151,6 +172,7 @@ MatchClause takeMatchOperand( LineCursor & line, const MatchForm & form ) {
       case MatchForm::Operand::number:
          if( form.option == MatchOption::matchTag && line.dialect() == Dialect::frr && line.takeWords( "untagged" ) ) break;
          clause.number = takeNumber( line, form.what, 0, form.max );
+         if( line.dialect() == Dialect::frr ) refuseNumber( clause.number, form, no );
          break;
       case MatchForm::Operand::protocol: clause.number = takeProtocol( line ); break;
       case MatchForm::Operand::keyword: clause.number = takeKeyword( line, form.keywords ); break;
@@ -229,6 +251,7 @@ void RouteMapLines::remove( LineCursor & line ) {
    if( takeOptimization( line ) ) return;
    std::optional<MatchPermit> action;
    if( !line.atEnd() ) action = takeAction( line );
+   if( action && line.atEnd() && line.dialect() == Dialect::frr ) throw RefusedLine{ kIncomplete };
    std::optional<uint32_t> number;
    if( !line.atEnd() ) number = takeSequenceNumber( line, highestSequence( line.dialect() ) );
    line.expectEnd();
@@ -247,6 +270,15 @@ void RouteMapLines::remove( LineCursor & line ) {
 }
 
 bool RouteMapLines::readClause( LineCursor & line ) {
+   try {
+      return readAnyClause( line );
+   } catch( const RefusedLine & refused ) {
+      doubts_.refused( line, refused.reason );
+      return true;
+   }
+}
+
+bool RouteMapLines::readAnyClause( LineCursor & line ) {
    struct Form {
       std::string_view word;
       void ( RouteMapLines::*read )( LineCursor &, bool );
@@ -266,9 +298,7 @@ bool RouteMapLines::readClause( LineCursor & line ) {
    for( const auto & form : kForms )
       if( behind.takeWords( form.word ) ) {
          behind.expectNoControlBytes();
-         try {
-            ( this->*form.read )( behind, no );
-         } catch( const RefusedLine & refused ) { doubts_.refused( line, refused.reason ); }
+         ( this->*form.read )( behind, no );
          return true;
       }
    return false;
@@ -293,18 +323,20 @@ bool RouteMapLines::isClause( LineCursor line ) {
    number_ = 0;
    bool is = false;
    try {
-      is = readClause( line ) && isOpen();   // "exit" closes it and is no clause
-   } catch( const LineError & ) {}
+      is = readAnyClause( line ) && isOpen();   // "exit" closes it and is no clause
+   } catch( const RefusedLine & ) { is = true; } catch( const LineError & ) {
+   }
    close();
    return is;
 }
 
 void RouteMapLines::readMatch( LineCursor & line, bool no ) {
-   const MatchForm & form = takeMatchForm( line );
+   const MatchForm & form = takeMatchForm( line, no );
+   if( no && form.isRemovedWhole && line.atEnd() && line.dialect() == Dialect::frr ) throw RefusedLine{ kIncomplete };
    std::optional<MatchClause> clause;
    const auto at = sequence_->match.find( form.option );
    if( at != sequence_->match.end() ) clause = at->second;
-   const auto was = edit( clause, line, no, [ & ]( LineCursor & l ) { return takeMatchOperand( l, form ); } );
+   const auto was = edit( clause, line, no, [ & ]( LineCursor & l ) { return takeMatchOperand( l, form, no ); } );
    if( was )
       noteReplaced( line.dialect(), *was, was->place, *clause, clause->place,
                     [ & ]( SequenceText & alone, const MatchClause & c ) { alone.match.emplace( form.option, c ); } );
@@ -319,6 +351,10 @@ void RouteMapLines::readSet( LineCursor & line, bool no ) {
    auto & set = sequence_->set;
    std::optional<SetClause> clause;
    if( const auto * now = set.find( form.kind ) ) clause = *now;
+   if( no && line.dialect() == Dialect::frr ) {
+      if( takeRemoval( line, form, clause ) ) set.erase( form.kind );
+      return;
+   }
    const auto was = edit( clause, line, no, [ & ]( LineCursor & l ) {
       SetClause said{ form.kind };
       said.place = l.place( l.peek() );
@@ -332,6 +368,26 @@ void RouteMapLines::readSet( LineCursor & line, bool no ) {
       set.put( std::move( *clause ) );
    else
       set.erase( form.kind );
+}
+
+// Takes what stands behind "no set" and the words of the form, in the dialect of FRR. Returns whether the clause goes.
+bool RouteMapLines::takeRemoval( LineCursor & line, const SetForm & form, const std::optional<SetClause> & clause ) {
+   LineCursor behind = line;
+   if( !form.bare.empty() && behind.takeWords( form.bare ) && behind.atEnd() ) return true;
+   SetClause said{ form.kind };
+   if( !line.atEnd() ) {
+      if( form.removal == SetForm::Removal::noOperand ) throw RefusedLine{ kTooLong };
+      try {
+         form.take( line, said, form );
+         line.expectEnd();
+      } catch( const RefusedLine & ) {
+         if( !form.removesRefused ) throw;
+      }
+   } else if( form.removal == SetForm::Removal::wholeOperand ) {
+      throw RefusedLine{ kIncomplete };
+   }
+   // An address and a word are two clauses in FRR.
+   return form.kind != SetKind::ipNextHop || !clause || clause->word.empty() == said.word.empty();
 }
 
 void RouteMapLines::readCall( LineCursor & line, bool no ) {
@@ -361,10 +417,15 @@ ContinueClause RouteMapLines::takeTarget( LineCursor & line ) const {
 template <class Read>
 void RouteMapLines::editContinue( LineCursor & line, bool no, Read read ) {
    auto & to = sequence_->continueTo;
+   if( no && line.dialect() == Dialect::frr ) {
+      read( line );
+      line.expectEnd();
+      return to.reset();
+   }
    const auto checked = [ & ]( LineCursor & l ) {
       const ContinueClause said = read( l );
       const bool isDeny = sequence_->action == MatchPermit::deny;
-      if( isDeny && !no && l.dialect() == Dialect::frr ) throw RefusedLine{ "a deny cannot continue" };
+      if( isDeny && l.dialect() == Dialect::frr ) throw RefusedLine{ "a deny cannot continue" };
       return said;
    };
    if( const auto was = edit( to, line, no, checked ) )
@@ -374,15 +435,23 @@ void RouteMapLines::editContinue( LineCursor & line, bool no, Read read ) {
 
 void RouteMapLines::readContinue( LineCursor & line, bool no ) {
    // "no continue" removes the clause, whatever its target; "continue" goes to the next sequence, but FRR's needs a target.
-   editContinue( line, no, [ this ]( LineCursor & l ) {
+   editContinue( line, no, [ this, no ]( LineCursor & l ) {
+      if( no && l.dialect() == Dialect::frr ) {
+         if( !l.atEnd() ) takeSequenceNumber( l, highestSequence( l.dialect() ) );
+         return ContinueClause();
+      }
       if( l.atEnd() && l.dialect() == Dialect::native ) return ContinueClause{ 0, l.place() };
       return takeTarget( l );
    } );
 }
 
 void RouteMapLines::readOnMatch( LineCursor & line, bool no ) {
-   editContinue( line, no, [ this ]( LineCursor & l ) {
+   editContinue( line, no, [ this, no ]( LineCursor & l ) {
       const Token word = l.peek();
+      if( no && l.dialect() == Dialect::frr && l.takeWords( "goto" ) ) {
+         if( !l.atEnd() ) throw RefusedLine{ kTooLong };
+         return ContinueClause();
+      }
       if( l.takeWords( "next" ) ) return ContinueClause{ 0, l.place( word ) };
       if( l.takeWords( "goto" ) ) return takeTarget( l );
       throwExpected( alternatives( { "next", "goto" } ), word );
@@ -390,10 +459,11 @@ void RouteMapLines::readOnMatch( LineCursor & line, bool no ) {
 }
 
 void RouteMapLines::readDescription( LineCursor & line, bool no ) {
+   if( no && !line.atEnd() && line.dialect() == Dialect::frr ) throw RefusedLine{ kTooLong };
    if( no )
       sequence_->description.clear();
    else
-      sequence_->description = line.takeRest( "a description" ).text;
+      sequence_->description = line.takeText( "a description" );
 }
 
 }   // namespace Agent

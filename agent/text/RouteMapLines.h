@@ -38,11 +38,14 @@ class RouteMapLines {
    bool readClause( LineCursor & line );
 
  private:
+   /// As readClause(). Errors: RefusedLine, too.
+   bool readAnyClause( LineCursor & line );
    void open( LineCursor & line );
    void setAction( MatchPermit action, const Place & place );
    void remove( LineCursor & line );
    void readMatch( LineCursor & line, bool no );
    void readSet( LineCursor & line, bool no );
+   bool takeRemoval( LineCursor & line, const SetForm & form, const std::optional<SetClause> & clause );
    void readCall( LineCursor & line, bool no );
    void readContinue( LineCursor & line, bool no );
    void readOnMatch( LineCursor & line, bool no );

@@ -21,6 +21,7 @@ constexpr std::string_view kDelete = "delete";
 constexpr std::string_view kAll = "all";
 constexpr std::string_view kAsPathList = "as-path-access-list";
 constexpr std::string_view kLastAs = "last-as";
+constexpr std::string_view kAs = "as";
 
 bool isFrr( const LineCursor & line ) noexcept {
    return line.dialect() == Dialect::frr;
@@ -74,6 +75,7 @@ void takeDistance( LineCursor & line, SetClause & clause, const SetForm & form )
 void takeTag( LineCursor & line, SetClause & clause, const SetForm & form ) {
    if( isFrr( line ) && line.takeWords( "untagged" ) ) return;
    takeNumberOf( line, clause, form );
+   if( isFrr( line ) && clause.number == 0 ) throw RefusedLine{ "tags begin at 1" };
 }
 
 std::string numberText( const SetClause & clause ) {
@@ -84,6 +86,7 @@ std::string numberText( const SetClause & clause ) {
 void takeOrigin( LineCursor & line, SetClause & clause, const SetForm & ) {
    const auto origin = originOf( line.peek().text );
    if( !origin ) throwExpected( alternatives( { "egp", "igp", "incomplete" } ), line.peek() );
+   if( line.peek().text != nameOf( *origin ) ) throw RefusedLine{ "the origin is written in lower case" };
    clause.number = uint64_t( *origin );
    line.take();
 }
@@ -105,6 +108,11 @@ void takeCommunity( LineCursor & line, SetClause & clause, const SetForm & ) {
    auto & communities = clause.communities = takeCommunities( line, clause.additive ? "" : "additive", hasInternet ? kInternet : "" );
    if( hasInternet && ( communities.empty() || communities.front() != 0 ) ) communities.insert( communities.begin(), 0 );
    if( line.takeWords( "additive" ) ) clause.additive = true;
+   if( !clause.additive || !isFrr( line ) || line.atEnd() ) return;
+   const auto more = takeCommunities( line, "", hasInternet ? kInternet : "" );   // behind "additive"
+   communities.insert( communities.end(), more.begin(), more.end() );
+   std::ranges::sort( communities );
+   communities.erase( std::unique( communities.begin(), communities.end() ), communities.end() );
 }
 
 std::string communityText( const SetClause & clause ) {
@@ -182,6 +190,10 @@ void takeReplace( LineCursor & line, SetClause & clause, const SetForm & ) {
 
 // ---- next hops
 
+bool isLinkLocal( const Ferule::IpGenAddr & address ) {
+   return address.af() == AddressFamily::ipv6 && address.bits().high >> 54 == 0xfe80 >> 6;
+}
+
 // An address that a route can be sent to. FRR refuses others.
 Ferule::IpGenAddr takeHop( LineCursor & line, AddressFamily af ) {
    const Token token = line.peek();
@@ -205,6 +217,7 @@ void takeIpNextHop( LineCursor & line, SetClause & clause, const SetForm & ) {
 
 void takeIpv6NextHop( LineCursor & line, SetClause & clause, const SetForm & ) {
    clause.address = takeHop( line, AddressFamily::ipv6 );
+   if( isLinkLocal( *clause.address ) || *clause.address == Ferule::IpGenAddr( "::1" ) ) throw RefusedLine{ "the address is not global" };
 }
 
 std::string nextHopText( const SetClause & clause ) {
@@ -228,6 +241,31 @@ void takeCarriedAddress( LineCursor & line, SetClause & clause, const SetForm & 
    clause.word = takeAddress( line, af ).toStrep().view();
 }
 
+void takeLinkLocal( LineCursor & line, SetClause & clause, const SetForm & ) {
+   const auto address = takeAddress( line, AddressFamily::ipv6 );
+   if( !isLinkLocal( address ) ) throw RefusedLine{ "the address is not link-local" };
+   clause.word = address.toStrep().view();
+}
+
+// As FRR has it: IPv4 neither 0.0.0.0 nor multicast nor reserved, IPv6 neither link-local nor multicast.
+template <AddressFamily af>
+void takeGateway( LineCursor & line, SetClause & clause, const SetForm & ) {
+   const auto address = takeAddress( line, af );
+   const auto high = address.bits().high;
+   const bool isUnusable = af == AddressFamily::ipv4 ? high == 0 || high >> 60 >= 0xe : isLinkLocal( address ) || high >> 56 == 0xff;
+   if( isUnusable ) throw RefusedLine{ "the address cannot be a gateway" };
+   clause.word = address.toStrep().view();
+}
+
+template <AddressFamily af>
+void takeVpnHop( LineCursor & line, SetClause & clause, const SetForm & ) {
+   const auto address = parseAddress( line.peek().text );
+   if( !address ) throwExpected( addressName( af ), line.peek() );
+   if( address->af() != af ) throw RefusedLine{ af == AddressFamily::ipv4 ? "the address is not IPv4" : "the address is not IPv6" };
+   clause.word = address->toStrep().view();
+   line.take();
+}
+
 // Of either family.
 void takeCarriedAnyAddress( LineCursor & line, SetClause & clause, const SetForm & ) {
    const auto address = parseAddress( line.peek().text );
@@ -247,7 +285,7 @@ constexpr std::string_view kMetricTypes[] = { "type-1", "type-2" };
 constexpr std::string_view kEncapsulations[] = { "gre" };
 
 void takeAggregator( LineCursor & line, SetClause & clause, const SetForm & form ) {
-   if( !line.takeWords( "as" ) ) throwExpected( inQuotes( "as" ), line.peek() );
+   if( !line.takeWords( kAs ) ) throwExpected( inQuotes( kAs ), line.peek() );
    const auto as = takeNumber( line, form.what, form.min, form.max );
    clause.word = fmt::format( "as {} {}", as, takeAddress( line, AddressFamily::ipv4 ).toStrep().view() );
 }
@@ -286,6 +324,20 @@ constexpr SetForm naming( SetForm form, std::string_view what, ThingKind kind ) 
    return form;
 }
 
+constexpr SetForm removed( SetForm::Removal removal, SetForm form, std::string_view bare = {} ) {
+   form.removal = removal;
+   form.bare = bare;
+   return form;
+}
+
+constexpr SetForm removesRefused( SetForm form ) {
+   form.removesRefused = true;
+   return form;
+}
+
+constexpr auto kAnyOperand = SetForm::Removal::anyOperand, kWholeOperand = SetForm::Removal::wholeOperand,
+               kNoOperand = SetForm::Removal::noOperand;
+
 constexpr SetForm deletes( SetKind kind, std::string_view words, std::string_view what, ThingKind list ) {
    return naming( frr( kind, words, takeListToDelete, listToDeleteText ), what, list );
 }
@@ -298,11 +350,11 @@ constexpr SetForm kForms[] = {
    number( { SetKind::distance, "distance", takeDistance, numberText }, "a distance", 1, 255 ),
    number( { SetKind::tag, "tag", takeTag, numberText }, "a tag", 0, kMax32 ),
    number( { SetKind::localPreference, "local-preference", takeLocalPreference, numberText }, "a local preference", 0, kMax32 ),
-   { SetKind::community, "community", takeCommunity, communityText },
+   removesRefused( { SetKind::community, "community", takeCommunity, communityText } ),
    number( frr( SetKind::minMetric, "min-metric", takeNumberOf, numberText ), "a metric", 0, kMax32 ),
    number( frr( SetKind::maxMetric, "max-metric", takeNumberOf, numberText ), "a metric", 0, kMax32 ),
    frr( SetKind::origin, "origin", takeOrigin, originText ),
-   frr( SetKind::asPathPrepend, "as-path prepend", takePrepend, prependText ),
+   removed( kAnyOperand, frr( SetKind::asPathPrepend, "as-path prepend", takePrepend, prependText ), kLastAs ),
    naming( frr( SetKind::asPathExclude, "as-path exclude", takeExclude, excludeText ), "", ThingKind::asPathList ),
    frr( SetKind::asPathReplace, "as-path replace", takeReplace ),
    deletes( SetKind::commListDelete, "comm-list", "the name of a community list", ThingKind::communityList ),
@@ -315,27 +367,27 @@ constexpr SetForm kForms[] = {
    frr( SetKind::extNone, "extcommunity none", takeNothing ),
    deletes( SetKind::extCommListDelete, "extended-comm-list", "the name of an extended community list", ThingKind::extCommunityList ),
    frr( SetKind::ipNextHop, "ip next-hop", takeIpNextHop, nextHopText ),
-   frr( SetKind::ipv6NextHopGlobal, "ipv6 next-hop global", takeIpv6NextHop, nextHopText ),
+   removesRefused( removed( kWholeOperand, frr( SetKind::ipv6NextHopGlobal, "ipv6 next-hop global", takeIpv6NextHop, nextHopText ) ) ),
    number( frr( SetKind::weight, "weight", takeCarriedNumber ), "a weight", 0, kMax32 ),
    frr( SetKind::atomicAggregate, "atomic-aggregate", takeNothing ),
-   number( frr( SetKind::aggregator, "aggregator", takeAggregator ), "an AS", 1, kMax32 ),
+   number( removed( kWholeOperand, frr( SetKind::aggregator, "aggregator", takeAggregator ), kAs ), "an AS", 1, kMax32 ),
    frr( SetKind::originatorId, "originator-id", takeCarriedAddress<kIpv4> ),
    number( frr( SetKind::labelIndex, "label-index", takeCarriedNumber ), "an index", 0, 1048560 ),
    number( frr( SetKind::aigpMetric, "aigp-metric", takeAigpMetric ), "a metric", 1, kMax32 ),
    number( frr( SetKind::extBandwidth, "extcommunity bandwidth", takeBandwidth ), "a bandwidth", 1, 25600 ),
-   frr( SetKind::ipv6NextHopLocal, "ipv6 next-hop local", takeCarriedAddress<kIpv6> ),
+   removesRefused( frr( SetKind::ipv6NextHopLocal, "ipv6 next-hop local", takeLinkLocal ) ),
    frr( SetKind::ipv6NextHopPeer, "ipv6 next-hop peer-address", takeNothing ),
    frr( SetKind::ipv6NextHopPreferGlobal, "ipv6 next-hop prefer-global", takeNothing ),
-   frr( SetKind::ipv4VpnNextHop, "ipv4 vpn next-hop", takeCarriedAnyAddress ),
-   frr( SetKind::ipv6VpnNextHop, "ipv6 vpn next-hop", takeCarriedAnyAddress ),
-   number( frr( SetKind::table, "table", takeCarriedNumber ), "a table", 1, kMax32 ),
+   removesRefused( frr( SetKind::ipv4VpnNextHop, "ipv4 vpn next-hop", takeVpnHop<kIpv4> ) ),
+   removesRefused( frr( SetKind::ipv6VpnNextHop, "ipv6 vpn next-hop", takeVpnHop<kIpv6> ) ),
+   number( removed( kNoOperand, frr( SetKind::table, "table", takeCarriedNumber ) ), "a table", 1, kMax32 ),
    number( frr( SetKind::srTeColor, "sr-te color", takeCarriedNumber ), "a color", 1, kMax32 ),
    frr( SetKind::src, "src", takeCarriedAnyAddress ),
    frr( SetKind::metricType, "metric-type", takeCarriedWord<kMetricTypes> ),
    frr( SetKind::forwardingAddress, "forwarding-address", takeCarriedAddress<kIpv6> ),
-   frr( SetKind::evpnGatewayIpv4, "evpn gateway-ip ipv4", takeCarriedAddress<kIpv4> ),
-   frr( SetKind::evpnGatewayIpv6, "evpn gateway-ip ipv6", takeCarriedAddress<kIpv6> ),
-   frr( SetKind::l3vpnEncapsulation, "l3vpn next-hop encapsulation", takeCarriedWord<kEncapsulations> ),
+   removed( kWholeOperand, frr( SetKind::evpnGatewayIpv4, "evpn gateway-ip ipv4", takeGateway<kIpv4> ) ),
+   removed( kWholeOperand, frr( SetKind::evpnGatewayIpv6, "evpn gateway-ip ipv6", takeGateway<kIpv6> ) ),
+   removed( kWholeOperand, frr( SetKind::l3vpnEncapsulation, "l3vpn next-hop encapsulation", takeCarriedWord<kEncapsulations> ) ),
 };
 // clang-format on
 

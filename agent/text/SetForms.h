@@ -24,6 +24,11 @@ struct SetForm {
    uint64_t min = 0;
    uint64_t max = 0;
    std::optional<ThingKind> refersTo{};   // the kind of list that the clause names
+   /// What FRR takes between "no" and the end of the line, beside the words of the clause.
+   enum class Removal : uint8_t { anyOperand, wholeOperand, noOperand };
+   Removal removal = Removal::anyOperand;
+   bool removesRefused = false;   // FRR takes values behind "no" that it refuses otherwise
+   std::string_view bare{};       // the word of the operand that may also stand alone behind "no"
 };
 
 /// A row for each kind, in the order of the kinds.

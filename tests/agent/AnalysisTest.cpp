@@ -9,6 +9,7 @@
 #include "analysis/HeldBack.h"
 #include "tests/agent/CommandFixture.h"
 #include "tests/agent/Golden.h"
+#include "text/LineLoader.h"
 
 namespace Agent {
 namespace {
@@ -54,6 +55,16 @@ TEST( Analysis, doubtsAreFindingsWithTheirOwnTexts ) {
    EXPECT_THAT( findingsIn( text ),
                 testing::ElementsAre( "p:1:9: skipped: two", testing::StartsWith( "p:2:7: undefined: " ), "p:2:8: replaced: three",
                                       "p:3:1: netmask: one", "p:4:1: host-bits: four" ) );
+}
+
+TEST( Analysis, aPrefixListWithADescriptionOnlyMatchesNoPrefix ) {
+   LineLoader loader( Dialect::frr );
+   loader.load( "p",
+                "ip prefix-list P description later\n"
+                "route-map A permit 10\n match ip address prefix-list P\n"
+                "route-map A permit 20\n match ip next-hop prefix-list P\n" );
+   EXPECT_THAT( findingsIn( loader.text() ),
+                testing::ElementsAre( "p:1:1: never-permits: ip prefix-list P permits nothing: A 10 never matches" ) );
 }
 
 TEST( Analysis, aListWhoseNameStandsInAnotherStanzaMayBeUsed ) {

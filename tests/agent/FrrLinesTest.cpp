@@ -39,7 +39,7 @@ access-list 10 seq 20 deny 10.9.9.9 0.255.255.255
 access-list 10 seq 25 permit 0.0.0.1 255.255.255.255
 access-list 10 seq 30 permit 0.0.0.0/0 exact-match
 access-list 10 seq 35 permit 10.0.0.0/8 exact-match
-access-list 10 seq 40 permit 10.0.0.0/8
+access-list 10 seq 40 permit 11.0.0.0/8
 access-list 10 seq 45 deny any
 access-list 110 seq 5 permit ip 10.0.0.0 0.0.255.255 any
 access-list 110 seq 10 permit ip host 172.16.1.0 host 255.255.255.0
@@ -112,6 +112,7 @@ TEST( FrrLines, bitsBehindTheLengthAreMaskedWithADoubt ) {
       ElementsAre( "25: \"172.16.1.10/24\" has bits set after its length; the network is 172.16.1.0/24",
                    "27: \"2001:db8::1/32\" has bits set after its length; the network is 2001:db8::/32",
                    "22: \"10.1.2.3/8\" has bits set after its length; the network is 10.0.0.0/8",
+                   "1: FRR refuses \"no ip prefix-list Q permit 172.16.1.10/24\": the list has no such line; the line has no effect",
                    "31: \"0.0.0.255\" is the wildcard of bits that are set in \"10.1.2.3\", so this line matches no address",
                    "31: \"255.255.255.255\" is a wildcard here, so this line matches no address; write \"host 10.1.2.0\" to match "
                    "one" ) );
@@ -132,7 +133,7 @@ TEST( FrrLines, aLineThatTheListHasChangesNothing ) {
 TEST( FrrLines, linesWithoutEffect ) {
    const Loaded loaded = load( "ip prefix-list sequence-number\nno ipv6 prefix-list sequence-number\n"
                                "route-map M optimization\nno route-map M optimization\n"
-                               "ip prefix-list D description nothing else\naccess-list R remark nothing else\n" );
+                               "access-list R remark nothing else\n" );
    EXPECT_EQ( loaded.text, "" );
    EXPECT_THAT( loaded.errors, ElementsAre() );
    EXPECT_THAT( loaded.doubts, ElementsAre() );

@@ -144,8 +144,8 @@ class FrrModel {
          case MatchOption::matchIpAccessList: return accessListPermits( text_.ipv4AccessLists, name, prefix );
          case MatchOption::matchIpPrefixList: return prefixListPermits( text_.ipv4PrefixLists, name, prefix );
          case MatchOption::matchIpv6PrefixList: return prefixListPermits( text_.ipv6PrefixLists, name, prefix );
-         case MatchOption::matchIpNexthopPrefixList: return prefixListPermits( text_.ipv4PrefixLists, name, hopAsPrefix( route ) );
-         case MatchOption::matchIpv6NexthopPrefixList: return prefixListPermits( text_.ipv6PrefixLists, name, hopAsPrefix( route ) );
+         case MatchOption::matchIpNexthopPrefixList: return hopListPermits( text_.ipv4PrefixLists, name, AddressFamily::ipv4, route );
+         case MatchOption::matchIpv6NexthopPrefixList: return hopListPermits( text_.ipv6PrefixLists, name, AddressFamily::ipv6, route );
          case MatchOption::matchIpNexthop:
             if( clause.address ) return *clause.address == nextHop( route, AddressFamily::ipv4 );
             return accessListPermits( text_.ipv4AccessLists, name, hopAsPrefix( route ) );
@@ -191,6 +191,14 @@ class FrrModel {
          return prefix.length() >= lowest && prefix.length() <= highest &&
             frrAgree( line.prefix.ipGenAddr(), prefix.ipGenAddr(), frrOnes( line.prefix.length() ) );
       } );
+   }
+
+   // A list that has a description and no line permits all routes of its family.
+   static bool hopListPermits( const PolicyText::ByName<PrefixListText> & lists, const std::string & name, AddressFamily af,
+                               const TableRoute & route ) {
+      const auto list = lists.find( name );
+      const bool isEmpty = list != lists.end() && list->second.lines.empty();
+      return isEmpty ? route.prefix.af() == af : prefixListPermits( lists, name, hopAsPrefix( route ) );
    }
 
    static bool accessListPermits( const PolicyText::ByName<AccessListText> & lists, const std::string & name,

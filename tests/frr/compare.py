@@ -1,6 +1,6 @@
 """Asks bgpd about the rows and about random policies; see scripts/compare-frr."""
 import argparse, sys, time
-import fixtures, frrd, neighbors, random_policies, rows
+import fixtures, frrd, lines, neighbors, random_policies, rows
 from harness import Table
 
 POLICIES_PER_TABLE = 50
@@ -65,11 +65,14 @@ def main():
    options.add_argument( '--record', metavar = 'FILE' )
    options.add_argument( '--record-rows', metavar = 'FOLDER' )
    options.add_argument( '--record-neighbors', metavar = 'FOLDER' )
+   options.add_argument( '--record-lines', metavar = 'FOLDER' )
    given = options.parse_args()
    print( frrd.version() )
    good = ask_rows( given.record_rows )
    if given.record_neighbors:
       neighbors.record( given.record_neighbors )
+   if given.record_lines:
+      lines.record( given.record_lines )
    ask_random( given.seed, given.policies, given.routes, given.record )
    return 0 if good else 1
 

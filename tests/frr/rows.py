@@ -15,8 +15,10 @@ A, B = ( { route[ 'prefix' ] for route in ROUTES if route[ 'from' ] == bundle } 
 TENS = { prefix for prefix in ALL if prefix.startswith( '10.' ) } - { '10.0.0.0/7' }   # what TEN permits
 ZEROS = { prefix for prefix in ALL if prefix.startswith( '10.0.0.0/' ) }
 OTHERS = ALL - TENS
+IPV4 = { prefix for prefix in ALL if ':' not in prefix }
 
 TEN = 'ip prefix-list TEN permit 10.0.0.0/8 le 32'
+DESCRIBED = 'ip prefix-list L description nothing else'
 MATCH_TEN = 'match ip address prefix-list TEN'
 
 NUMBERS = ' '.join( f'65535:{value}' for value in ( *range( 10 ), 666, *range( 65281, 65286 ) ) )
@@ -215,6 +217,13 @@ ROWS = [
    Row( 'row-31b', '`set ipv6 next-hop global A` of an IPv4 route', 'is seen by a match of the address',
         [ 'route-map M permit 10', 'set ipv6 next-hop global 2001:db8::9', 'on-match next', 'route-map M permit 20',
           'match ipv6 next-hop address 2001:db8::9' ], ALL ),
+   Row( 'row-32', '`match ip address prefix-list L`, where L has a description only', 'matches nothing',
+        [ DESCRIBED, 'route-map M permit 10', 'match ip address prefix-list L' ], set() ),
+   Row( 'row-32b', '`match ip next-hop prefix-list L`, where L has a description only', 'matches all IPv4 routes',
+        [ DESCRIBED, 'route-map M permit 10', 'match ip next-hop prefix-list L' ], IPV4 ),
+   Row( 'row-32c', '`match ipv6 next-hop prefix-list L`, where L has lost its lines and kept its description', 'matches all IPv6 routes',
+        [ 'ipv6 prefix-list L description nothing else', 'ipv6 prefix-list L seq 5 permit 2001:db8::/32', 'no ipv6 prefix-list L seq 5',
+          'route-map M permit 10', 'match ipv6 next-hop prefix-list L' ], ALL - IPV4 ),
 ]
 
 
