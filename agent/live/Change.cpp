@@ -30,7 +30,9 @@ uint64_t changed( const SetClause & clause, uint64_t value ) noexcept {
 }
 
 void carry( TableRoute & route, const SetClause & clause ) {
-   route.otherIs( setForm( clause.kind ).words, clause.word.empty() ? "true" : clause.word );
+   const SetForm & form = setForm( clause.kind );
+   const std::string operand = form.text( clause );
+   route.otherIs( form.words, operand.empty() ? "true" : operand );
 }
 
 void setMetric( TableRoute & route, const SetClause & clause ) {

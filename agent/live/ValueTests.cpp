@@ -97,6 +97,8 @@ Answer answerOf( MatchOption option, const MatchClause & clause, const AgentRout
       case ValueOption::sourceInstance: return route.ospfInstance == number;
       case ValueOption::peer: return peerIs( clause, input.peer() );
       case ValueOption::sourcePeer: return sourcePeerIs( clause, route.peer );
+      case ValueOption::communityLimit: return route.communities.size() <= number;
+      case ValueOption::extCommunityLimit: return route.extCommunities.size() <= number;
       case ValueOption::rpki: return equals( route.rpki, number );
       case ValueOption::rpkiExtCommunity: return hasState( route, number );
       case ValueOption::sourceVrf:

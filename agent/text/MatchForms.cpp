@@ -90,6 +90,8 @@ constexpr MatchForm kForms[] = {
    toldBy( "rpki", removedWhole( frrKeyword( "rpki", ValueOption::rpki, kRpkiStates ) ) ),
    removedWhole( frrKeyword( "rpki-extcommunity", ValueOption::rpkiExtCommunity, kRpkiStates ) ),
    toldBy( "peer", frr( "src-peer", ValueOption::sourcePeer, Operand::peer, "an address, a name or \"local\"" ) ),
+   frrNumber( "community-limit", ValueOption::communityLimit, "a number", 65535 ),
+   frrNumber( "extcommunity-limit", ValueOption::extCommunityLimit, "a number", 65535 ),
    assumed( removedWhole( frr( "source-vrf", ValueOption::sourceVrf, Operand::name, "the name of a VRF" ) ) ),
    assumed( frr( "vrl-source-vrf", ValueOption::vrlSourceVrf, Operand::name, "the name of a VRF" ) ),
    assumed( removedWhole( frrKeyword( "evpn route-type", ValueOption::evpnRouteType, kEvpnTypes ) ) ),

@@ -19,6 +19,7 @@ using Mode = SetClause::Mode;
 
 constexpr std::string_view kDelete = "delete";
 constexpr std::string_view kAll = "all";
+constexpr std::string_view kAny = "any";
 constexpr std::string_view kAsPathList = "as-path-access-list";
 constexpr std::string_view kLastAs = "last-as";
 constexpr std::string_view kAs = "as";
@@ -182,10 +183,22 @@ std::string excludeText( const SetClause & clause ) {
    return clause.ases.empty() ? std::string( kAll ) : asesText( clause );
 }
 
-// "any|AS [AS]".
+// "any|AS|as-path-access-list NAME [AS]". In front of the last AS, `ases` has what is replaced, unless a list says it; 0: any AS.
 void takeReplace( LineCursor & line, SetClause & clause, const SetForm & ) {
-   clause.word = line.takeWords( "any" ) ? "any" : std::to_string( takeNumber( line, "\"any\" or an AS", 1, kMax32 ) );
-   if( !line.atEnd() ) clause.word += fmt::format( " {}", takeNumber( line, "an AS", 1, kMax32 ) );
+   const auto takeAs = [ & ]( std::string_view what ) { clause.ases.push_back( uint32_t( takeNumber( line, what, 1, kMax32 ) ) ); };
+   if( line.takeWords( kAsPathList ) )
+      clause.word = line.take( "the name of an AS path list" ).text;
+   else if( line.takeWords( kAny ) )
+      clause.ases.push_back( 0 );
+   else
+      takeAs( "\"any\", \"as-path-access-list\" or an AS" );
+   if( !line.atEnd() ) takeAs( "an AS" );
+}
+
+std::string replaceText( const SetClause & clause ) {
+   std::string text = clause.word.empty() ? "" : fmt::format( "{} {}", kAsPathList, clause.word );
+   for( const uint32_t as : clause.ases ) text += ( text.empty() ? "" : " " ) + ( as ? std::to_string( as ) : std::string( kAny ) );
+   return text;
 }
 
 // ---- next hops
@@ -282,7 +295,7 @@ void takeCarriedWord( LineCursor & line, SetClause & clause, const SetForm & ) {
    line.take();
 }
 constexpr std::string_view kMetricTypes[] = { "type-1", "type-2" };
-constexpr std::string_view kEncapsulations[] = { "gre" };
+constexpr std::string_view kEncapsulations[] = { "gre", "gretap" };
 
 void takeAggregator( LineCursor & line, SetClause & clause, const SetForm & form ) {
    if( !line.takeWords( kAs ) ) throwExpected( inQuotes( kAs ), line.peek() );
@@ -356,7 +369,7 @@ constexpr SetForm kForms[] = {
    frr( SetKind::origin, "origin", takeOrigin, originText ),
    removed( kAnyOperand, frr( SetKind::asPathPrepend, "as-path prepend", takePrepend, prependText ), kLastAs ),
    naming( frr( SetKind::asPathExclude, "as-path exclude", takeExclude, excludeText ), "", ThingKind::asPathList ),
-   frr( SetKind::asPathReplace, "as-path replace", takeReplace ),
+   naming( frr( SetKind::asPathReplace, "as-path replace", takeReplace, replaceText ), "", ThingKind::asPathList ),
    deletes( SetKind::commListDelete, "comm-list", "the name of a community list", ThingKind::communityList ),
    frr( SetKind::largeCommunity, "large-community", takeLargeCommunity, largeCommunityText ),
    deletes( SetKind::largeCommListDelete, "large-comm-list", "the name of a large community list", ThingKind::largeCommunityList ),

@@ -25,8 +25,10 @@ enum class ValueOption : uint8_t {
    peer,
    rpki,
    rpkiExtCommunity,
-   // Nothing in a route answers these.
    sourcePeer,
+   communityLimit,
+   extCommunityLimit,
+   // Nothing in a route answers these.
    sourceVrf,
    vrlSourceVrf,
    evpnRouteType,

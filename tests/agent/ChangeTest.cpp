@@ -92,6 +92,7 @@ TEST( Change, tellsAValueThatOnlyADaemonKnowsByItsWords ) {
    EXPECT_EQ( changesBy( "set metric rtt" ), "metric rtt" );
    EXPECT_EQ( changesBy( "set ip next-hop peer-address" ), "ip next-hop peer-address" );
    EXPECT_EQ( changesBy( "set as-path replace any" ), "as-path replace any" );
+   EXPECT_EQ( changesBy( "set as-path replace as-path-access-list L 64501" ), "as-path replace as-path-access-list L 64501" );
    // Another sequence sets a value.
    EXPECT_EQ( changesBy( "set metric igp\non-match next\nroute-map M permit 20\nset metric 5" ), "metric 10 -> 5" );
    EXPECT_EQ( changesBy( "set ip next-hop unchanged\non-match next\nroute-map M permit 20\nset ip next-hop 192.0.2.1" ),

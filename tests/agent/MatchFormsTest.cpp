@@ -14,7 +14,7 @@ TEST( MatchForms, everyOptionHasOneForm ) {
       EXPECT_TRUE( options.insert( form.option ).second ) << form.words;
       EXPECT_EQ( matchForm( form.option ), &form ) << form.words;
    }
-   EXPECT_EQ( options.size(), 50u );
+   EXPECT_EQ( options.size(), 52u );
    EXPECT_EQ( matchForm( MatchOption::none ), nullptr );
    EXPECT_EQ( matchForm( MatchOption( 130 ) ), nullptr );
 }

@@ -396,12 +396,13 @@ TEST( Program, tagZeroIsAbsentBeforePolicyAndZeroIfPolicySetsIt ) {
       { "DIR/five.conf", "10.0.0.0/8 tag 7", "  tag 7 -> 5", R"({"tag":{"from":7,"to":5}})" },
    };
    for( const auto & row : rows ) {
-      EXPECT_EQ( folder.run( { "eval", row.policy, "-m", "A" }, row.route ).out,
+      EXPECT_EQ( folder.run( { "eval", "--dialect", "native", row.policy, "-m", "A" }, row.route ).out,
                  "permit  10.0.0.0/8" + std::string( row.text ) + "  by A 10\n" );
-      const auto document = json::parse( folder.run( { "eval", row.policy, "-m", "A", "--json" }, row.route ).out );
+      const auto document = json::parse( folder.run( { "eval", "--dialect", "native", row.policy, "-m", "A", "--json" }, row.route ).out );
       EXPECT_EQ( document.value( "changes", json() ), json::parse( row.changes ) ) << row.policy << ' ' << row.route;
    }
-   EXPECT_THAT( folder.run( { "diff", "DIR/five.conf", "DIR/zero.conf", "-m", "A" }, "10.0.0.0/8\n" ).out, EndsWith( "  tag 5 -> 0\n" ) );
+   EXPECT_THAT( folder.run( { "diff", "--dialect", "native", "DIR/five.conf", "DIR/zero.conf", "-m", "A" }, "10.0.0.0/8\n" ).out,
+                EndsWith( "  tag 5 -> 0\n" ) );
 }
 
 TEST( Program, diffShowsTheChangesOfARouteThatIsNoLongerPermitted ) {

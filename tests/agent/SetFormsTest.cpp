@@ -55,7 +55,10 @@ const char * const kClauses[] = {
    "set as-path exclude all",
    "set as-path exclude as-path-access-list L",
    "set as-path replace any",
+   "set as-path replace 64500",
    "set as-path replace 64500 64501",
+   "set as-path replace as-path-access-list L",
+   "set as-path replace as-path-access-list L 64501",
    "set comm-list L delete",
    "set large-community 64500:1:2 64500:1:3 additive",
    "set large-community none",
@@ -200,6 +203,7 @@ TEST( SetForms, clausesThatNameListsSayWhichKind ) {
       { "set large-comm-list L delete", ThingKind::largeCommunityList },
       { "set extended-comm-list L delete", ThingKind::extCommunityList },
       { "set as-path exclude as-path-access-list L", ThingKind::asPathList },
+      { "set as-path replace as-path-access-list L 64501", ThingKind::asPathList },
    };
    for( const auto & [ clause, kind ] : rows )
       EXPECT_EQ( thingNamedBy( *loadClause( clause ).text.routeMaps.at( "M" ).sequences.at( 10 ).set.begin() ), kind ) << clause;
