@@ -17,11 +17,12 @@ Names namesReached( const References & references, std::string_view routeMap ) {
    Names names{ routeMap }, routeMaps{ routeMap };
    std::vector<std::string_view> next{ routeMap };
    while( !next.empty() ) {
-      const auto found = std::ranges::equal_range( references.all(), next.back(), {}, &Reference::routeMap );
+      const auto caller = next.back();
       next.pop_back();
-      for( const auto & reference : found ) {
-         names.insert( reference.to.name );
-         if( reference.isCall() && routeMaps.insert( reference.to.name ).second ) next.push_back( reference.to.name );
+      auto at = std::ranges::lower_bound( references.all(), caller, {}, &Reference::routeMap );
+      for( ; at != references.all().end() && at->routeMap == caller; ++at ) {
+         names.insert( at->to.name );
+         if( at->isCall() && routeMaps.insert( at->to.name ).second ) next.push_back( at->to.name );
       }
    }
    return names;
@@ -48,6 +49,7 @@ std::vector<const LeftOut *> leftOutAbout( const PolicyText & text, std::string_
 
 std::vector<std::string> placesOf( const PolicyText & text, const std::vector<const LeftOut *> & lines ) {
    std::vector<std::string> places;
+   places.reserve( lines.size() );
    for( const auto * line : lines )
       places.push_back( fmt::format( "{}:{}", text.files[ line->error.place.file ], line->error.place.line ) );
    return places;

@@ -135,6 +135,7 @@ class CommandLine {
    static Value named( const char * option, const std::string & word, const std::map<std::string, Value> & values ) {
       if( const auto found = values.find( word ); found != values.end() ) return found->second;
       std::vector<std::string> names;
+      names.reserve( values.size() );
       for( const auto & [ name, value ] : values ) names.push_back( inQuotes( name ) );
       throw CommandError{ fmt::format( "{}: expected {}, found {}", option, joined( names, names.size(), " or " ), inQuotes( word ) ) };
    }

@@ -43,6 +43,7 @@ std::string NeighborRoutes::textOf( uint64_t leftOut, uint64_t routes, const std
    }
    if( !isAll ) return fmt::format( "{} of other peers left out", quantity( leftOut, "route" ) );
    std::vector<std::string> names;
+   names.reserve( peers.size() );
    for( const auto & peer : peers ) names.push_back( nameOf( peer ) );
    return fmt::format( "every route is of another peer than {}; the table has {}", name_, joined( names, kMostPeers, ", " ) );
 }
