@@ -1,5 +1,5 @@
 /// @file agent/analysis/Analysis.h
-/// Finds mistakes in a policy. It reads a text that a loader has read; `routepolicy check` prints the findings.
+/// Finds mistakes in a policy. `routepolicy check` prints the findings.
 #pragma once
 
 #include <cstdint>

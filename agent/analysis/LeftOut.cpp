@@ -12,10 +12,10 @@ namespace {
 
 using Names = std::set<std::string_view>;
 
-// Of the route map and its callees, and of what they name.
-Names namesReached( const References & references, std::string_view routeMap ) {
-   Names names{ routeMap }, routeMaps{ routeMap };
-   std::vector<std::string_view> next{ routeMap };
+// Also of callees, and of what the route maps among them name.
+Names namesReached( const References & references, const std::vector<std::string> & from ) {
+   Names names( from.begin(), from.end() ), routeMaps = names;
+   std::vector<std::string_view> next( from.begin(), from.end() );
    while( !next.empty() ) {
       const auto caller = next.back();
       next.pop_back();
@@ -38,9 +38,9 @@ std::vector<const LeftOut *> linesAbout( const PolicyText & text, const Names & 
 
 }   // namespace
 
-std::vector<const LeftOut *> leftOutOf( const PolicyText & text, std::string_view routeMap ) {
+std::vector<const LeftOut *> leftOutOf( const PolicyText & text, const std::vector<std::string> & names ) {
    if( text.leftOut.empty() ) return {};
-   return linesAbout( text, namesReached( References( text ), routeMap ) );
+   return linesAbout( text, namesReached( References( text ), names ) );
 }
 
 std::vector<const LeftOut *> leftOutAbout( const PolicyText & text, std::string_view name ) {

@@ -1,5 +1,5 @@
 /// @file agent/analysis/LeftOut.h
-/// What the lines that a lenient loader left out can change.
+/// Finds the lines, left out by a lenient loader, on which an answer may depend. The commands mark such answers.
 #pragma once
 
 #include <string>
@@ -10,9 +10,9 @@
 
 namespace Agent {
 
-/// The left-out lines on which the answers of a route map may depend: those about the route map itself, about a list that it names, or about
-/// a callee, direct or indirect. Ordered as in the text. Cost: one walk over the references, unless no line was left out.
-std::vector<const LeftOut *> leftOutOf( const PolicyText & text, std::string_view routeMap );
+/// The left-out lines on which the answers of these route maps and lists may depend: those about one of them, about a list that such a route
+/// map names, or about a callee, direct or indirect. Ordered as in the text. Cost: one walk over the references, unless no line was left out.
+std::vector<const LeftOut *> leftOutOf( const PolicyText & text, const std::vector<std::string> & names );
 
 /// The left-out lines about one thing.
 std::vector<const LeftOut *> leftOutAbout( const PolicyText & text, std::string_view name );

@@ -169,7 +169,7 @@ int explain( const ExplainOptions & options, Console & console ) {
       for( const auto & found : job.match.routes ) console.write( explainer.answerTo( found ) );
       console.flush();
       if( job.match.routes.empty() )
-         throw CommandError{ fmt::format( "no {}route of the table contains {}", run.leftOut ? "remaining " : "", options.prefix ) };
+         throw CommandError{ fmt::format( "no {}route of the table contains {}", run.leftOut ? "other " : "", options.prefix ) };
       return run.whole ? kExitOk : kExitError;
    }
    ExplainJob job( explainer, route.prefix );
@@ -177,7 +177,7 @@ int explain( const ExplainOptions & options, Console & console ) {
    console.flush();
    if( !job.found )
       throw CommandError{ fmt::format( "{} is not {}", route.prefix.toStrep().view(),
-                                       run.leftOut ? "among the remaining routes of the table" : "in the table" ) };
+                                       run.leftOut ? "among the other routes of the table" : "in the table" ) };
    return run.whole ? kExitOk : kExitError;
 }
 

@@ -8,6 +8,7 @@
 namespace Agent {
 
 int names( const NamesOptions & options, Console & console ) {
+   // Lenient: completion offers the names beside a wrong line, too.
    const LineLoader loader = loadFiles( options.files, options.dialect, true, console );
    const PolicyText & text = loader.text();
    std::set<std::string> all;

@@ -32,20 +32,21 @@ std::optional<Ferule::IpGenAddr> NeighborRoutes::receiver() const noexcept {
 
 std::string NeighborRoutes::whyNot( const TableRoute & route ) const {
    if( direction_ == Direction::out ) return fmt::format( "the route is of neighbor {} itself: {}", name_, kNotSentBack );
-   return fmt::format( "the route is of peer {}, not of neighbor {}", nameOf( route.peer ), name_ );
+   const std::string announcer = route.peer.bits().none() ? "this router" : "peer " + nameOf( route.peer );
+   return fmt::format( "{} announced the route, not neighbor {}", announcer, name_ );
 }
 
 std::string NeighborRoutes::textOf( uint64_t leftOut, uint64_t routes, const std::set<Ferule::IpGenAddr> & peers ) const {
    const bool isAll = leftOut == routes;
    if( direction_ == Direction::out ) {
       if( isAll ) return fmt::format( "every route is of neighbor {} itself: {}", name_, kNotSentBack );
-      return fmt::format( "{} of neighbor {} itself left out: {}", quantity( leftOut, "route" ), name_, kNotSentBack );
+      return fmt::format( "left out: {} of neighbor {} itself; {}", quantity( leftOut, "route" ), name_, kNotSentBack );
    }
-   if( !isAll ) return fmt::format( "{} of other peers left out", quantity( leftOut, "route" ) );
+   if( !isAll ) return fmt::format( "left out: {} of other peers", quantity( leftOut, "route" ) );
    std::vector<std::string> names;
    names.reserve( peers.size() );
    for( const auto & peer : peers ) names.push_back( nameOf( peer ) );
-   return fmt::format( "every route is of another peer than {}; the table has {}", name_, joined( names, kMostPeers, ", " ) );
+   return fmt::format( "no route is of neighbor {}; the peers of the table are {}", name_, joined( names, kMostPeers, ", " ) );
 }
 
 }   // namespace Agent

@@ -26,9 +26,9 @@ class NeighborRoutes {
    /// The neighbor that the routes are sent to, without a family if its address is unknown; nothing if they are not sent.
    std::optional<Ferule::IpGenAddr> receiver() const noexcept;
 
-   /// Why the neighbor does not have a route: "the route is of peer 192.0.2.2, not of neighbor 192.0.2.1".
+   /// Why the neighbor does not have a route: "peer 192.0.2.2 announced the route, not neighbor 192.0.2.1".
    std::string whyNot( const TableRoute & route ) const;
-   /// What is left out of a table with `routes` routes: "3 routes of other peers left out". `peers`: of the routes that are left out.
+   /// What is left out of a table with `routes` routes: "left out: 3 routes of other peers". `peers`: of the routes that are left out.
    std::string textOf( uint64_t leftOut, uint64_t routes, const std::set<Ferule::IpGenAddr> & peers ) const;
 
  private:

@@ -172,7 +172,7 @@ void mentionUnreadLines( const PolicyText & text, Console & console ) {
 void expectEffect( Dialect dialect, const Assumptions & assumptions, const RouteDefaults & defaults ) {
    if( dialect != Dialect::native ) return;
    constexpr char kCannot[] = "cannot be used with --dialect native";
-   if( !assumptions.empty() ) throw CommandError{ fmt::format( "--assume {}: each route answers all of its clauses", kCannot ) };
+   if( !assumptions.empty() ) throw CommandError{ fmt::format( "--assume {}: every route answers every clause of this dialect", kCannot ) };
    if( assumptions.namesDaemon() )
       throw CommandError{ fmt::format( "--daemon {}: only the dialect of FRR depends on the daemon", kCannot ) };
    for( const char * name : { "peer", "rpki" } )

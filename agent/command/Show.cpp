@@ -11,6 +11,7 @@
 #include "command/Commands.h"
 #include "command/Json.h"
 #include "command/PolicyFiles.h"
+#include "command/RouteText.h"
 #include "dialect/Numbers.h"
 #include "live/Step.h"
 #include "text/MatchForms.h"
@@ -271,8 +272,8 @@ class Show {
       if( !first_ ) console_.line( "" );
       console_.write( lines( thing, text ) );
       writeCompiled( thing, text );
-      if( const auto leftOut = leftOutAbout( policy_.text(), thing.name ); !leftOut.empty() )
-         console_.line( "! without " + joined( placesOf( policy_.text(), leftOut ), kMostNames, " and " ) );
+      const auto leftOut = placesOf( policy_.text(), leftOutAbout( policy_.text(), thing.name ) );
+      if( !leftOut.empty() ) console_.line( "! read" + withoutText( leftOut ) );
    }
 
    template <class Text>

@@ -125,7 +125,7 @@ class Run final : public TableHandler {
    void tableIs( const std::string & name ) {
       name_ = name;
       broken_ = leftOut_ = 0;
-      otherPeers_.clear();
+      peersLeftOut_.clear();
    }
    void handleRoute( const TableRoute & route ) override {
       Batch & batch = filling();
@@ -144,7 +144,7 @@ class Run final : public TableHandler {
    void finishTable( const TableSummary & table ) {
       if( broken_ > kBrokenShown ) console_.message( fmt::format( "{}: and {} more", name_, broken_ - kBrokenShown ) );
       summary.leftOut += leftOut_;
-      if( leftOut_ != 0 ) console_.message( fmt::format( "{}: {}", name_, neighbor_.textOf( leftOut_, table.routes, otherPeers_ ) ) );
+      if( leftOut_ != 0 ) console_.message( fmt::format( "{}: {}", name_, neighbor_.textOf( leftOut_, table.routes, peersLeftOut_ ) ) );
       if( !table.remark.empty() ) console_.message( fmt::format( "{}: {}", name_, table.remark ) );
       if( table.isNoTable ) {
          console_.message( fmt::format( "{}: no route could be read: {}", name_, table.fault ) );
@@ -169,7 +169,7 @@ class Run final : public TableHandler {
  private:
    void leaveOut( const TableRoute & route ) {
       if( ++leftOut_ % kBatch == 0 ) showProgress();
-      otherPeers_.insert( route.peer );
+      peersLeftOut_.insert( route.peer );
    }
    Batch & filling() {
       if( filling_ ) return *filling_;
@@ -212,7 +212,7 @@ class Run final : public TableHandler {
    std::string name_;
    uint64_t broken_ = 0;
    uint64_t leftOut_ = 0;   // of the table
-   std::set<Ferule::IpGenAddr> otherPeers_;
+   std::set<Ferule::IpGenAddr> peersLeftOut_;
    std::unique_ptr<Batch> filling_;
    std::deque<std::unique_ptr<Batch>> inProgress_;
    std::vector<std::unique_ptr<Batch>> idle_;

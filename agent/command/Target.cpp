@@ -95,13 +95,24 @@ void Target::addList( PolicyText & text ) const {
    addFilterMap( text, routeMap_, filters_ );
 }
 
+std::vector<std::string> Target::names( const PolicyText & text ) const {
+   std::vector<std::string> names{ routeMap_ };
+   if( neighbor_.empty() ) return names;
+   const BgpRouter & router = routerOf( text, vrf_ );
+   for( const auto af : { Ferule::AddressFamily::ipv4, Ferule::AddressFamily::ipv6 } ) {
+      const NeighborFilters filters = router.filters( *router.find( neighbor_ ), af, direction_ );
+      for( const auto & form : kFilterForms ) names.push_back( filters.*form.name );   // may be empty, which no line is about
+   }
+   return names;
+}
+
 RouteEvaluator Target::evaluator( const LivePolicy & policy ) const {
    const auto status = routeMapOf( policy, routeMap_ );
    const PolicyText & text = policy.text();
    return RouteEvaluator( status, dialect_,
                           { .filters = isFilters() ? &text.routeMaps.at( routeMap_ ) : nullptr,
                             .receiver = routes().receiver(),
-                            .leftOut = placesOf( text, leftOutOf( text, routeMap_ ) ) } );
+                            .leftOut = placesOf( text, leftOutOf( text, names( text ) ) ) } );
 }
 
 }   // namespace Agent

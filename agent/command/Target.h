@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "command/Commands.h"
 #include "command/NeighborRoutes.h"
@@ -32,6 +33,8 @@ class Target {
    void takeNeighbor( const TargetOptions & options );
    void addNeighbor( PolicyText & text ) const;
    void addList( PolicyText & text ) const;
+   /// Of what answers: the route map, and the filters of a neighbor, which may be undefined.
+   std::vector<std::string> names( const PolicyText & text ) const;
    bool isFilters() const noexcept { return !neighbor_.empty() || !( filters_ == NeighborFilters() ); }
 
    const Dialect dialect_;

@@ -185,7 +185,7 @@ class Watch {
    std::unique_ptr<RouteEvaluator> last_;   // the one before it; kept while the route map is not in force
 };
 
-/// SIGINT and SIGTERM, which wait for `within()` while it lives: no report is cut short.
+/// SIGINT and SIGTERM, which wait for `cameWithin()` while it lives: no report is cut short.
 class HeldSignals {
  public:
    HeldSignals() {
@@ -199,7 +199,7 @@ class HeldSignals {
    HeldSignals & operator=( const HeldSignals & ) = delete;
 
    /// Whether one of them came; waits that long for it, or until another signal.
-   bool within( std::chrono::milliseconds time ) const {
+   bool cameWithin( std::chrono::milliseconds time ) const {
       const timespec limit{ time.count() / 1000, time.count() % 1000 * 1'000'000 };
       return sigtimedwait( &held_, nullptr, &limit ) > 0;
    }
@@ -215,7 +215,7 @@ int watch( const WatchOptions & options, Console & console ) {
    Watch watch( options, console );
    const HeldSignals stop;
    watch.begin();
-   while( !stop.within( options.interval ) ) watch.step();
+   while( !stop.cameWithin( options.interval ) ) watch.step();
    return kExitOk;
 }
 

@@ -85,7 +85,7 @@ inline Ferule::IpGenAddr frrPeerOf( const MatchInput_ * input ) noexcept {
    return route ? route->peer() : Ferule::IpGenAddr();
 }
 
-/// Whether FRR permits all routes of the list's family because the list has no line. A list that only matches prefixes permits none then.
+/// Whether the list is a prefix list without a line: FRR lets every next hop and source of its family pass.
 inline bool permitsAll( const Routing::RouteMap::PrefixListStatus * list, AddressFamily af ) {
    return list && list->af() == af && list->trie().entryCount() == 0;
 }

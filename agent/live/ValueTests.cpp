@@ -119,10 +119,11 @@ Answer answerOf( MatchOption option, const MatchClause & clause, const AgentRout
 }
 
 // What can answer the clause.
-std::string adviceFor( const MatchForm & form, const AgentRoute & route ) {
+std::string adviceFor( const MatchForm & form, std::string_view clause, const AgentRoute & route ) {
    const bool isOfReceiver = route.receiver() && ( testsSource( form.option ) || form.option == optionOf( ValueOption::peer ) );
+   const auto assumed = clause.substr( clause.find( ' ' ) + 1 );   // behind "match"
    const std::string field = form.field->empty() || isOfReceiver ? "" : fmt::format( "--set-attribute {}=VALUE, or ", *form.field );
-   return fmt::format( "use {}--assume \"{}=match\" or \"{}=no-match\"", field, form.words, form.words );
+   return fmt::format( "use {}--assume \"{}=match\" or \"{}=no-match\"", field, assumed, assumed );
 }
 
 [[noreturn]] void throwUnanswered( const StepText & step, const StepTest & test, const AgentRoute & route ) {
@@ -135,7 +136,7 @@ std::string adviceFor( const MatchForm & form, const AgentRoute & route ) {
          fmt::format( "{}\"{}\" is a clause of {}; use --daemon {} if it applies the route map", where, clause, daemon, daemon ) );
    }
    throw Unanswered( fmt::format( "{}{} does not answer \"{}\"; {}", where, std::string( route.route().prefix.toStrep().view() ), clause,
-                                  adviceFor( form, route ) ) );
+                                  adviceFor( form, clause, route ) ) );
 }
 
 }   // namespace

@@ -26,8 +26,11 @@ struct LineError {
 
 /// A line that FRR refuses: it has no effect. Readers throw it before they change anything, too.
 struct RefusedLine {
-   std::string reason;
+   std::string_view reason;   // a literal
 };
+
+/// A reason for several lines.
+constexpr std::string_view kIncomplete = "the line is not complete";
 
 /// "expected WHAT, found ..." at that token.
 [[noreturn]] void throwExpected( std::string_view what, const Token & found );

@@ -57,7 +57,7 @@ class LineLoader::Reader {
    void skip( const LineCursor & line, bool endsSequence );
    void doubt( const LineCursor & line, bool endsSequence );
    void noteEnd( LineCursor line );
-   void notePolicy( const LineCursor & line );
+   void policyIs( const LineCursor & line );
 
    const bool lenient_;
    Doubts doubts_{ text.doubts, text.files };
@@ -73,7 +73,7 @@ class LineLoader::Reader {
    bool hasPolicy_ = false;
    bool inOtherStanza_ = false;   // a stanza that has been counted
    bool endedSequence_ = false;   // that stanza ended a sequence
-   uint32_t endLine_ = 0;         // "end"; 0 for none, or if a line behind it has been told
+   uint32_t endLine_ = 0;         // "end"; 0 for none, or if a line behind it has been reported
 };
 
 void LineLoader::Reader::load( const std::string & file, std::string_view bytes ) {
@@ -124,9 +124,10 @@ void LineLoader::Reader::readLine( std::string_view bytes ) {
 void LineLoader::Reader::addError( LineCursor line, TextError error ) {
    if( !lenient_ ) return errors.push_back( std::move( error ) );
    LeftOut out{ std::move( error ), {} };
-   const bool isClause = routeMaps_.isOpen() && line.peek().text != "route-map";
+   constexpr std::string_view kOthers[] = { "route-map", "ip", "ipv6", "access-list", "bgp" };
+   const bool isClause = routeMaps_.isOpen() && std::ranges::find( kOthers, line.peek().text ) == std::end( kOthers );
    if( !isClause )
-      addOtherWords( line, out.names );
+      while( !line.atEnd() ) out.names.emplace( line.take().text );
    else if( routeMaps_.name().empty() )   // the line of its sequence is left out, too
       out.names = text.leftOut.back().names;
    else
@@ -155,7 +156,7 @@ void LineLoader::Reader::readWords( LineCursor & line ) {
    }
    neighbors_.close();
    inOtherStanza_ = false;
-   notePolicy( line );
+   policyIs( line );
 }
 
 // What stands behind "end" depends on who reads the file.
@@ -165,7 +166,7 @@ void LineLoader::Reader::noteEnd( LineCursor line ) {
    if( line.takeWords( "configure terminal" ) ) endLine_ = 0;
 }
 
-void LineLoader::Reader::notePolicy( const LineCursor & line ) {
+void LineLoader::Reader::policyIs( const LineCursor & line ) {
    hasPolicy_ = true;
    if( endLine_ != 0 ) doubts_.behindEnd( line, std::exchange( endLine_, 0 ) );
 }
@@ -183,7 +184,7 @@ bool LineLoader::Reader::readPolicy( LineCursor line ) {
 
 void LineLoader::Reader::skip( const LineCursor & line, bool endsSequence ) {
    addOtherWords( line, text.otherWords );
-   if( neighbors_.read( line ) ) notePolicy( line );
+   if( neighbors_.read( line ) ) policyIs( line );
    if( !addApplications( line, text.applications ) ) doubt( line, endsSequence );
    if( line.indented() && inOtherStanza_ ) return;
    ++text.skippedStanzas;

@@ -18,12 +18,12 @@ namespace Agent {
 ///    loader.load( "edge.conf", bytes );
 ///    if( loader.errors().empty() ) livePolicy.apply( loader.text() );
 ///
-/// A lenient loader has no errors: it leaves wrong lines out, and text().leftOut has them.
 /// A line without "seq" gets the next multiple of five above the highest number. A line that the list already has changes nothing.
-/// A wrong line is an error and changes nothing either; reading continues with the next line.
+/// A wrong line changes nothing either, and reading continues with the next line. It is an error; a lenient loader has no errors, and puts
+/// the line into text().leftOut.
 class LineLoader {
  public:
-   /// `dialect`: whose lines the texts have.
+   /// `dialect`: whose lines the texts have. `lenient`: wrong lines are left out.
    explicit LineLoader( Dialect dialect, bool lenient = false );
    ~LineLoader();
    LineLoader( LineLoader && ) noexcept;

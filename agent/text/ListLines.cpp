@@ -57,8 +57,7 @@ constexpr bool isPrefixList = std::is_same_v<List, PrefixListText>;
 template <class List>
 constexpr bool isOfBgpd = !isPrefixList<List> && !std::is_same_v<List, AccessListText>;
 
-// Removes what the rest of a line behind "no" says, as FRR does it: of the number and the line `said`, prefix lists and access lists compare
-// the number if it is there, the others the line.
+// Removes as FRR does: from prefix lists and access lists by the number, if it is given; from all others by the content.
 template <class List>
 void removeAsFrr( NumberedLists<List> & lists, std::string_view name, std::optional<uint32_t> number,
                   const std::optional<typename NumberedLists<List>::Line> & said ) {
@@ -66,7 +65,7 @@ void removeAsFrr( NumberedLists<List> & lists, std::string_view name, std::optio
       if( isOfBgpd<List> && !lists.find( name ) ) throw RefusedLine{ "the list does not exist" };
       lists.remove( name );
    } else if( !said && !isPrefixList<List> ) {
-      throw RefusedLine{ "the line is not complete" };
+      throw RefusedLine{ kIncomplete };
    } else if( number && !isOfBgpd<List> ) {
       lists.removeNumber( name, *number, std::nullopt );
    } else if( !lists.removeLine( name, *said, std::is_same_v<List, AsPathListText> ) ) {
@@ -150,12 +149,15 @@ Ferule::IpGenPrefix takeNetwork( LineCursor & line, AddressFamily af, std::vecto
    return prefix.subnet();
 }
 
+// The spelling of "any": FRR has it beside "0.0.0.0/0 le 32" as a line of its own.
+constexpr uint8_t kWordAny = 1;
+
 // "any", or "PREFIX [ge N] [le N]" in any order. Accepts the same lines as the library's builder of prefix lists.
 void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said, std::vector<Doubt> & noted ) {
    if( line.takeWords( "any" ) ) {
       said.prefix = Ferule::IpGenPrefix( Ferule::IpGenAddr( af ), 0 );
       said.le = Ferule::addressBits( af );
-      said.spelling.way = line.dialect() == Dialect::frr;
+      if( line.dialect() == Dialect::frr ) said.spelling.way = kWordAny;
       return;
    }
    said.prefix = takeNetwork( line, af, noted );
@@ -210,7 +212,7 @@ void readAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said,
 // The ways to write what a line compares. "any" and "0.0.0.0/0" are two lines.
 enum Way : uint8_t {
    kPrefixWay,
-   kOddPrefixWay,   // unlike FRR writes the prefix; a line that the list has is never so
+   kOddPrefixWay,   // not as FRR writes the prefix; only while reading
    kAnyWay,
    kHostWay,
    kWildcardWay,

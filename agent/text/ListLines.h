@@ -16,7 +16,7 @@ class ListLines {
 
    /// Whether the line begins like a line of a list but belongs to something else, such as a packet filter.
    static bool isOfOthers( LineCursor line );
-   /// Reads the line if it begins with the words of a list; false if not. `no`: "no" stands before it. Errors: LineError.
+   /// Reads the line if it begins with the words of a list; false if not. `no`: "no" stands before it. Errors: LineError, RefusedLine.
    bool read( LineCursor & line, bool no );
 
  private:

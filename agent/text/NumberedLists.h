@@ -186,9 +186,8 @@ class NumberedLists {
 template <class List>
 auto NumberedLists<List>::add( std::string_view name, std::optional<uint32_t> number, Line line, bool once ) -> Added {
    List * const list = find( name );
-   if( list && number && once && index().find( list->lines, line ) ) return {};
+   if( list && ( once || !number ) && index().find( list->lines, line ) ) return {};
    if( !number ) {
-      if( list && index().find( list->lines, line ) ) return {};
       const uint32_t highest = list && !list->lines.empty() ? list->lines.rbegin()->first : 0;
       if( highest / kStep >= std::numeric_limits<uint32_t>::max() / kStep ) return { false, std::nullopt };
       number = ( highest / kStep + 1 ) * kStep;

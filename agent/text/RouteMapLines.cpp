@@ -34,8 +34,7 @@ std::optional<Clause> edit( std::optional<Clause> & slot, LineCursor & line, boo
    return std::nullopt;
 }
 
-const std::string kIncomplete = "the line is not complete";
-const std::string kTooLong = "the line ends earlier behind \"no\"";
+constexpr std::string_view kTooLong = "behind \"no\", nothing may follow these words";
 
 // The text of the only clause of a sequence: "match tag 5".
 std::string onlyClause( const SequenceText & sequence, Dialect dialect ) {
@@ -147,7 +146,7 @@ void refuseInvert( const LineCursor & line, std::string_view words ) {
 void refuseNumber( uint64_t number, const MatchForm & form, bool no ) {
    const bool isMetric = form.option == MatchOption::matchMetric;
    const bool beginsAt1 = isMetric || form.option == MatchOption::matchTag || form.option == optionOf( ValueOption::evpnVni );
-   if( number == 0 && beginsAt1 && !( no && isMetric ) ) throw RefusedLine{ "the number begins at 1" };
+   if( number == 0 && beginsAt1 && !( no && isMetric ) ) throw RefusedLine{ "the lowest number is 1" };
    if( number > kMax32 ) throw RefusedLine{ "the number has more than 32 bits" };
 }
 

@@ -24,7 +24,8 @@ class RouteMapLines {
    RouteMapLines( const RouteMapLines & ) = delete;
    RouteMapLines & operator=( const RouteMapLines & ) = delete;
 
-   /// Reads the line if it begins with "route-map"; false if not. `no`: "no" stands before it. Errors: LineError.
+   /// Reads the line if it begins with "route-map"; false if not. `no`: "no" stands before it.
+   /// Errors: LineError, RefusedLine.
    bool read( LineCursor & line, bool no );
 
    bool isOpen() const noexcept { return sequence_ != nullptr; }

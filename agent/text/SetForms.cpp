@@ -76,7 +76,7 @@ void takeDistance( LineCursor & line, SetClause & clause, const SetForm & form )
 void takeTag( LineCursor & line, SetClause & clause, const SetForm & form ) {
    if( isFrr( line ) && line.takeWords( "untagged" ) ) return;
    takeNumberOf( line, clause, form );
-   if( isFrr( line ) && clause.number == 0 ) throw RefusedLine{ "tags begin at 1" };
+   if( isFrr( line ) && clause.number == 0 ) throw RefusedLine{ "the lowest number is 1" };
 }
 
 std::string numberText( const SetClause & clause ) {
@@ -183,7 +183,7 @@ std::string excludeText( const SetClause & clause ) {
    return clause.ases.empty() ? std::string( kAll ) : asesText( clause );
 }
 
-// "any|AS|as-path-access-list NAME [AS]". In front of the last AS, `ases` has what is replaced, unless a list says it; 0: any AS.
+// "any|AS|as-path-access-list NAME [AS]". `ases`: what is replaced (0: any AS; absent if a list is named), then the new AS, if given.
 void takeReplace( LineCursor & line, SetClause & clause, const SetForm & ) {
    const auto takeAs = [ & ]( std::string_view what ) { clause.ases.push_back( uint32_t( takeNumber( line, what, 1, kMax32 ) ) ); };
    if( line.takeWords( kAsPathList ) )

@@ -225,10 +225,10 @@ Assumptions assuming( std::initializer_list<const char *> all ) {
 TEST( FrrMatches, aRouteWithoutTheFieldHasNoAnswer ) {
    EXPECT_EQ( answerOf( mapWith( "match rpki valid" ), "10.0.0.0/8" ),
               "edge.conf:2:13: IN 10: 10.0.0.0/8 does not answer \"match rpki valid\"; use --set-attribute rpki=VALUE, or "
-              "--assume \"rpki=match\" or \"rpki=no-match\"" );
+              "--assume \"rpki valid=match\" or \"rpki valid=no-match\"" );
    EXPECT_EQ( answerOf( mapWith( "match source-vrf RED" ), "10.0.0.0/8" ),
-              "edge.conf:2:19: IN 10: 10.0.0.0/8 does not answer \"match source-vrf RED\"; use --assume \"source-vrf=match\" or "
-              "\"source-vrf=no-match\"" );
+              "edge.conf:2:19: IN 10: 10.0.0.0/8 does not answer \"match source-vrf RED\"; use --assume \"source-vrf RED=match\" "
+              "or \"source-vrf RED=no-match\"" );
    for( const char * clause : { "match ip route-source A", "match peer eth0", "match peer 192.0.2.1", "match src-peer 192.0.2.1",
                                 "match origin igp", "match probability 50", "match evpn vni 1", "match mac address M" } )
       EXPECT_THAT( answerOf( mapWith( clause ), "10.0.0.0/8" ), HasSubstr( "does not answer" ) ) << clause;

@@ -62,7 +62,7 @@ TEST( Lenient, theOtherLinesAreRead ) {
 
 TEST( Lenient, aRouteMapDependsOnItsLinesItsListsAndItsCallees ) {
    const LineLoader loader = lenient( kPolicy );
-   const auto placesFor = [ & ]( const char * routeMap ) { return placesOf( loader.text(), leftOutOf( loader.text(), routeMap ) ); };
+   const auto placesFor = [ & ]( const char * routeMap ) { return placesOf( loader.text(), leftOutOf( loader.text(), { routeMap } ) ); };
    EXPECT_THAT( placesFor( "IN" ), ElementsAre( "p:2", "p:5" ) );
    EXPECT_THAT( placesFor( "TOP" ), ElementsAre( "p:10" ) );
    EXPECT_THAT( placesFor( "OTHER" ), ElementsAre( "p:16" ) ) << "all lines of the list are left out";
@@ -74,7 +74,31 @@ TEST( Lenient, aCalleeThatHasTheNameOfAList ) {
                                       "route-map TOP permit 10\n match ip address prefix-list SUB\n call SUB\n"
                                       "route-map SUB permit 10\n match as-path PATHS\n"
                                       "bgp as-path access-list PATHS permit (1\n" );
-   EXPECT_THAT( placesOf( loader.text(), leftOutOf( loader.text(), "TOP" ) ), ElementsAre( "p:7" ) );
+   EXPECT_THAT( placesOf( loader.text(), leftOutOf( loader.text(), { "TOP" } ) ), ElementsAre( "p:7" ) );
+}
+
+TEST( Lenient, whatALineIsAbout ) {
+   const std::string longName( 100, 'L' );
+   const auto names = []( const std::string & policy ) { return lenient( policy ).text().leftOut.back().names; };
+   EXPECT_THAT( names( "ip prefix-list " + longName + " permit 10.0.0.0/33\n" ), testing::Contains( longName ) );
+   EXPECT_THAT( names( "route-map M permit 10\n match as-path A B\n" ), ElementsAre( "M" ) );
+   EXPECT_THAT( names( "route-map M permit 10\n ip prefix-list P permit 10.0.0.0/33\n" ), testing::Contains( "P" ) );
+   EXPECT_THAT( names( "route-map M permt 10\n match as-path A B\n" ), testing::Contains( "M" ) );
+}
+
+TEST( Lenient, aNeighborWhoseListIsLeftOut ) {
+   const auto output = outputOf( "router bgp 1\n neighbor 192.0.2.1 remote-as 2\n neighbor 192.0.2.1 prefix-list P in\n"
+                                 "ip prefix-list P permit 10.0.0.0/33\nip prefix-list Q permit 10.0.0.0/33\n",
+                                 [ & ]( const std::string & file, Console & console ) {
+                                    const PolicyFile table( "10.0.0.0/8\n" );
+                                    EvalOptions options;
+                                    options.files = { file };
+                                    options.target.neighbor = { "192.0.2.1", "in" };
+                                    options.tables = { table.name() };
+                                    options.lenient = true;
+                                    return eval( options, console );
+                                 } );
+   EXPECT_EQ( output.out, "deny    10.0.0.0/8  by prefix-list P (ipv4 unicast, in), which is undefined, without FILE:4\n" );
 }
 
 TEST( Lenient, eachAnswerIsMarked ) {
@@ -165,7 +189,7 @@ TEST( Lenient, show ) {
                        } )
          .out;
    };
-   EXPECT_THAT( shown( "TEN", false ), EndsWith( "\n! without FILE:2\n" ) );
+   EXPECT_THAT( shown( "TEN", false ), EndsWith( "\n! read, without FILE:2\n" ) );
    EXPECT_THAT( shown( "TOP", false ), Not( HasSubstr( "without" ) ) );
    EXPECT_EQ( nlohmann::json::parse( shown( "IN", true ) )[ "things" ][ 0 ][ "leftOut" ], ( nlohmann::json{ "FILE:5" } ) );
 }

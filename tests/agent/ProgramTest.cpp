@@ -389,16 +389,18 @@ TEST( Program, tagZeroIsAbsentBeforePolicyAndZeroIfPolicySetsIt ) {
       const char * route;
       const char * text;
       const char * changes;
+      const char * dialect = "frr";
    } rows[] = {
-      { "DIR/zero.conf", "10.0.0.0/8 tag 5", "  tag 5 -> 0", R"({"tag":{"from":5,"to":0}})" },
-      { "DIR/zero.conf", "10.0.0.0/8", "", "null" },
+      { "DIR/zero.conf", "10.0.0.0/8 tag 5", "  tag 5 -> 0", R"({"tag":{"from":5,"to":0}})", "native" },
+      { "DIR/zero.conf", "10.0.0.0/8", "", "null", "native" },
       { "DIR/five.conf", "10.0.0.0/8", "  tag 5", R"({"tag":{"to":5}})" },
       { "DIR/five.conf", "10.0.0.0/8 tag 7", "  tag 7 -> 5", R"({"tag":{"from":7,"to":5}})" },
    };
    for( const auto & row : rows ) {
-      EXPECT_EQ( folder.run( { "eval", "--dialect", "native", row.policy, "-m", "A" }, row.route ).out,
+      EXPECT_EQ( folder.run( { "eval", "--dialect", row.dialect, row.policy, "-m", "A" }, row.route ).out,
                  "permit  10.0.0.0/8" + std::string( row.text ) + "  by A 10\n" );
-      const auto document = json::parse( folder.run( { "eval", "--dialect", "native", row.policy, "-m", "A", "--json" }, row.route ).out );
+      const auto document =
+         json::parse( folder.run( { "eval", "--dialect", row.dialect, row.policy, "-m", "A", "--json" }, row.route ).out );
       EXPECT_EQ( document.value( "changes", json() ), json::parse( row.changes ) ) << row.policy << ' ' << row.route;
    }
    EXPECT_THAT( folder.run( { "diff", "--dialect", "native", "DIR/five.conf", "DIR/zero.conf", "-m", "A" }, "10.0.0.0/8\n" ).out,
@@ -1154,7 +1156,7 @@ TEST( Program, watchTakesTheRoutesOfANeighbor ) {
                  "router bgp 1\n neighbor 192.0.2.1 remote-as 2\n neighbor 192.0.2.1 route-map IN in\nroute-map IN deny 10\n" );
    watch.waitForOut( "2 of 2 routes change\n" );
    watch.signal( SIGTERM );
-   EXPECT_THAT( watch.finish().err, HasSubstr( "table.txt: 1 route of other peers left out\n" ) );
+   EXPECT_THAT( watch.finish().err, HasSubstr( "table.txt: left out: 1 route of other peers\n" ) );
 }
 
 TEST( Program, watchKeepsTheLastGoodPolicyBehindABrokenFile ) {

@@ -274,25 +274,25 @@ CommandOutput askedOfPeers(
 TEST( Target, routesOfOtherPeersAreLeftOut ) {
    const auto in = askedOfPeers( neighbor( "192.0.2.1", "in" ), kRoutesOfPeers );
    EXPECT_EQ( in.out, "permit  10.1.0.0/16  by PEER 10\n" );
-   EXPECT_EQ( in.messages, "FILE: 3 routes of other peers left out\n" );
+   EXPECT_EQ( in.messages, "FILE: left out: 3 routes of other peers\n" );
    EXPECT_EQ( in.status, kExitOk );
    const auto untold =
       askedOfPeers( neighbor( "2001:DB8::1", "in" ), "10.1.0.0/16\n10.2.0.0/16 peer 2001:db8:0::1\n10.3.0.0/16 peer 192.0.2.1\n" );
    EXPECT_EQ( untold.out,
               "permit  10.1.0.0/16  by neighbor 2001:db8::1 (ipv4 unicast, in)\n"
               "permit  10.2.0.0/16  by neighbor 2001:db8::1 (ipv4 unicast, in)\n" );
-   EXPECT_EQ( untold.messages, "FILE: 1 route of other peers left out\n" );
+   EXPECT_EQ( untold.messages, "FILE: left out: 1 route of other peers\n" );
 }
 
 TEST( Target, aTableOfOtherPeersOnly ) {
    const auto asked = askedOfPeers( neighbor( "2001:db8::1", "in" ), kRoutesOfPeers );
    EXPECT_EQ( asked.out, "" );
-   EXPECT_EQ( asked.messages, "FILE: every route is of another peer than 2001:db8::1; the table has local, 192.0.2.1, 192.0.2.2\n" );
+   EXPECT_EQ( asked.messages, "FILE: no route is of neighbor 2001:db8::1; the peers of the table are local, 192.0.2.1, 192.0.2.2\n" );
    EXPECT_EQ( asked.status, kExitOk ) << "as a table without routes";
    std::string many;
    for( int i = 1; i < 9; ++i ) many += "10.0.0.0/8 peer 198.51.100." + std::to_string( i ) + '\n';
    EXPECT_EQ( askedOfPeers( neighbor( "192.0.2.1", "in" ), many ).messages,
-              "FILE: every route is of another peer than 192.0.2.1; the table has 198.51.100.1, 198.51.100.2, 198.51.100.3, 198.51.100.4, "
+              "FILE: no route is of neighbor 192.0.2.1; the peers of the table are 198.51.100.1, 198.51.100.2, 198.51.100.3, 198.51.100.4, "
               "198.51.100.5 and 3 more\n" );
    const auto empty = askedOfPeers( neighbor( "192.0.2.1", "in" ), "" );
    EXPECT_EQ( empty.messages.find( "peer" ), std::string::npos ) << empty.messages;
@@ -307,7 +307,7 @@ TEST( Target, noRouteIsSentBack ) {
               "permit  10.5.0.0/16  by PEER 10\n" )
       << "match peer tests the neighbor that gets the route";
    EXPECT_EQ( out.messages,
-              "FILE: 1 route of neighbor 192.0.2.1 itself left out: bgpd sends no route back to the peer that announced it\n" );
+              "FILE: left out: 1 route of neighbor 192.0.2.1 itself; bgpd sends no route back to the peer that announced it\n" );
    const auto none = askedOfPeers( neighbor( "192.0.2.1", "out" ), "10.1.0.0/16 peer 192.0.2.1\n" );
    EXPECT_EQ( none.messages,
               "FILE: every route is of neighbor 192.0.2.1 itself: bgpd sends no route back to the peer that announced it\n" );
@@ -345,7 +345,8 @@ TEST( Target, thePeerOfASentRouteIsItsReceiver ) {
       ADD_FAILURE() << "no error";
    } catch( const Unanswered & e ) {
       EXPECT_EQ( std::string( e.what() ).substr( std::string( e.what() ).find( "PEER 10" ) ),
-                 "PEER 10: 10.1.0.0/16 does not answer \"match peer 192.0.2.1\"; use --assume \"peer=match\" or \"peer=no-match\"" );
+                 "PEER 10: 10.1.0.0/16 does not answer \"match peer 192.0.2.1\"; use --assume \"peer 192.0.2.1=match\" or \"peer "
+                 "192.0.2.1=no-match\"" );
    }
    testing::internal::GetCapturedStdout();
    testing::internal::GetCapturedStderr();
@@ -367,7 +368,7 @@ TEST( Target, leavingOutDoesNotDependOnThreads ) {
    };
    const auto one = asked( 1 ), three = asked( 3 );
    EXPECT_EQ( std::ranges::count( one.out, '\n' ), 3333 );
-   EXPECT_EQ( one.messages, "FILE: 6667 routes of other peers left out\n" );
+   EXPECT_EQ( one.messages, "FILE: left out: 6667 routes of other peers\n" );
    EXPECT_EQ( one.out, three.out );
    EXPECT_EQ( one.messages, three.messages );
 }
@@ -391,11 +392,11 @@ TEST( Target, explainLeavesThemOut ) {
    };
    const auto in = neighbor( "192.0.2.1", "in" ), out = neighbor( "192.0.2.1", "out" );
    EXPECT_TRUE( asked( in, "10.1.0.0/16", nullptr ).out.starts_with( "10.1.0.0/16, peer 192.0.2.1: permitted\n" ) );
-   EXPECT_EQ( asked( in, "10.1.0.0/16", nullptr ).messages, "FILE: 3 routes of other peers left out\n" );
-   EXPECT_EQ( asked( in, "10.2.0.0/16", nullptr ).error, "10.2.0.0/16 is not among the remaining routes of the table" );
-   EXPECT_EQ( asked( in, "10.2.0.1", nullptr ).error, "no remaining route of the table contains 10.2.0.1" );
-   EXPECT_EQ( asked( in, "10.2.0.0/16", "192.0.2.2" ).error, "the route is of peer 192.0.2.2, not of neighbor 192.0.2.1" );
-   EXPECT_EQ( asked( in, "10.2.0.0/16", "local" ).error, "the route is of peer local, not of neighbor 192.0.2.1" );
+   EXPECT_EQ( asked( in, "10.1.0.0/16", nullptr ).messages, "FILE: left out: 3 routes of other peers\n" );
+   EXPECT_EQ( asked( in, "10.2.0.0/16", nullptr ).error, "10.2.0.0/16 is not among the other routes of the table" );
+   EXPECT_EQ( asked( in, "10.2.0.1", nullptr ).error, "no other route of the table contains 10.2.0.1" );
+   EXPECT_EQ( asked( in, "10.2.0.0/16", "192.0.2.2" ).error, "peer 192.0.2.2 announced the route, not neighbor 192.0.2.1" );
+   EXPECT_EQ( asked( in, "10.2.0.0/16", "local" ).error, "this router announced the route, not neighbor 192.0.2.1" );
    EXPECT_EQ( asked( out, "10.2.0.0/16", "192.0.2.1" ).error,
               "the route is of neighbor 192.0.2.1 itself: bgpd sends no route back to the peer that announced it" );
    EXPECT_TRUE( asked( out, "10.2.0.0/16", "192.0.2.2" ).out.starts_with( "10.2.0.0/16, peer 192.0.2.2: permitted\n" ) );
@@ -433,7 +434,7 @@ TEST( Target, diffLeavesThemOut ) {
       return diff( options, console );
    } );
    EXPECT_TRUE( output.out.starts_with( "1 of 1 route changes\n" ) ) << output.out;
-   EXPECT_EQ( table.withoutName( output.messages ), "FILE: 3 routes of other peers left out\n" );
+   EXPECT_EQ( table.withoutName( output.messages ), "FILE: left out: 3 routes of other peers\n" );
 }
 
 }   // namespace

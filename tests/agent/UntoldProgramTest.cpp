@@ -33,7 +33,7 @@ TEST( UntoldProgram, aClauseWithoutAnAnswerIsAnErrorOfItsRouteMap ) {
    EXPECT_EQ( output.status, 2 );
    EXPECT_EQ( output.err,
               "routepolicy: FILE:2:13: IN 10: 10.0.0.0/8 does not answer \"match rpki valid\"; use --set-attribute rpki=VALUE, or "
-              "--assume \"rpki=match\" or \"rpki=no-match\"\n" );
+              "--assume \"rpki valid=match\" or \"rpki valid=no-match\"\n" );
    EXPECT_EQ( evalOf( policy, "VRF" ).status, 2 );
    EXPECT_EQ( evalOf( policy, "OUT" ).status, 0 );
 }
@@ -90,7 +90,7 @@ TEST( UntoldProgram, optionsWithoutEffectAreErrors ) {
       std::vector<std::string> options;
       std::string reason;
    } rows[] = {
-      { { "--assume", "rpki=match" }, "--assume cannot be used with --dialect native: each route answers all of its clauses\n" },
+      { { "--assume", "rpki=match" }, "--assume cannot be used with --dialect native: every route answers every clause of this dialect\n" },
       { { "--daemon", "bgpd" }, "--daemon cannot be used with --dialect native: only the dialect of FRR depends on the daemon\n" },
       { { "--set-attribute", "peer=192.0.2.1" },
         "--set-attribute peer cannot be used with --dialect native: only clauses of FRR test this attribute\n" },
