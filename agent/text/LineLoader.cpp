@@ -53,7 +53,8 @@ class LineLoader::Reader {
    void readComment( LineCursor & line );
    void readWords( LineCursor & line );
    bool readPolicy( LineCursor line );
-   void addError( LineCursor line, TextError error );
+   void readOrLeaveOut( LineCursor & line );
+   void leaveOut( LineCursor line, TextError error, std::string_view openBefore );
    void skip( const LineCursor & line, bool endsSequence );
    void doubt( const LineCursor & line, bool endsSequence );
    void noteEnd( LineCursor line );
@@ -111,27 +112,41 @@ void LineLoader::Reader::readLine( std::string_view bytes ) {
    }
    hasLines_ = true;
    noteEnd( line );
+   readOrLeaveOut( line );
+}
+
+void LineLoader::Reader::readOrLeaveOut( LineCursor & line ) {
    const LineCursor start = line;
+   const std::string openBefore( routeMaps_.isOpen() ? routeMaps_.name() : std::string_view() );
+   const bool isLost = routeMaps_.isOpen() && openBefore.empty();
    try {
       readWords( line );
+      if( lenient_ && isLost && routeMaps_.isOpen() && routeMaps_.name().empty() )
+         leaveOut( start, { start.place(), "the line of its sequence is left out" }, openBefore );
    } catch( LineError & error ) {
       inOtherStanza_ = false;
       hasPolicy_ = true;
-      addError( start, { { file_, number_, error.column }, std::move( error.reason ) } );
+      TextError wrong{ { file_, number_, error.column }, std::move( error.reason ) };
+      if( lenient_ )
+         leaveOut( start, std::move( wrong ), openBefore );
+      else
+         errors.push_back( std::move( wrong ) );
    }
 }
 
-void LineLoader::Reader::addError( LineCursor line, TextError error ) {
-   if( !lenient_ ) return errors.push_back( std::move( error ) );
+// `openBefore`: the route map of the sequence that was open before the line; FRR adds the clauses behind a wrong "route-map" line to it.
+void LineLoader::Reader::leaveOut( LineCursor line, TextError error, std::string_view openBefore ) {
    LeftOut out{ std::move( error ), {} };
    constexpr std::string_view kOthers[] = { "route-map", "ip", "ipv6", "access-list", "bgp" };
-   const bool isClause = routeMaps_.isOpen() && std::ranges::find( kOthers, line.peek().text ) == std::end( kOthers );
-   if( !isClause )
-      while( !line.atEnd() ) out.names.emplace( line.take().text );
-   else if( routeMaps_.name().empty() )   // the line of its sequence is left out, too
+   LineCursor behindNo = line;
+   behindNo.takeWords( "no" );
+   const bool isClause = routeMaps_.isOpen() && std::ranges::find( kOthers, behindNo.peek().text ) == std::end( kOthers );
+   if( isClause && routeMaps_.name().empty() ) {   // the line of its sequence is left out, too
       out.names = text.leftOut.back().names;
-   else
-      out.names.emplace( routeMaps_.name() );
+   } else {
+      if( !openBefore.empty() ) out.names.emplace( openBefore );
+      while( !isClause && !line.atEnd() ) out.names.emplace( line.take().text );
+   }
    text.leftOut.push_back( std::move( out ) );
 }
 

@@ -18,7 +18,7 @@ namespace Agent {
 ///    loader.load( "edge.conf", bytes );
 ///    if( loader.errors().empty() ) livePolicy.apply( loader.text() );
 ///
-/// A line without "seq" gets the next multiple of five above the highest number. A line that the list already has changes nothing.
+/// A line without "seq" gets a number above the highest one. A line that the list already has changes nothing.
 /// A wrong line changes nothing either, and reading continues with the next line. It is an error; a lenient loader has no errors, and puts
 /// the line into text().leftOut.
 class LineLoader {

@@ -102,9 +102,15 @@ void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool
    for( auto & doubt : noted ) doubts.add( std::move( doubt ) );
    const Place place = said.place;
    if constexpr( std::is_same_v<List, AccessListText> ) becomeListed( said, number ? lists.find( name.text, *number ) : nullptr );
+   const auto hasNoneLeft = [ & ] {
+      return LineError{ name.column, fmt::format( "list {} has no number left for a line without \"seq\"", inQuotes( name.text ) ) };
+   };
+   if( !number && isFrr && !isOfBgpd<List> ) {   // five above the highest number, while bgpd's own lists get multiples of five
+      if( lists.highest( name.text ) > kMax32 - 5 ) throw hasNoneLeft();
+      number = lists.highest( name.text ) + 5;
+   }
    const auto added = lists.add( name.text, number, std::move( said ), isFrr );
-   if( !added.done )
-      throw LineError{ name.column, fmt::format( "list {} has no number left for a line without \"seq\"", inQuotes( name.text ) ) };
+   if( !added.done ) throw hasNoneLeft();
    if( added.before && Doubts::isReplaced( added.before->place, place ) )
       doubts.replaced( fmt::format( "{} {}", lists.words(), name.text ), lineText<List>( *number, *added.before ), added.before->place,
                        lineText<List>( *number, lists.find( name.text )->lines.at( *number ) ), place );

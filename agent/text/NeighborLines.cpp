@@ -168,11 +168,13 @@ void NeighborLines::setFilter( const LineCursor & whole, LineCursor & line, cons
    const Token name = line.take();
    for( const Direction direction : kDirections ) {
       if( !line.takeWords( nameOf( direction ) ) ) continue;
+      if( !line.atEnd() ) return doubts_.refused( whole, "a word stands behind the direction" );
       if( !no && form.excludes && !( router_->filters( neighbor, *family_, direction ).*form.excludes ).empty() )
          return doubts_.refused( whole, "a neighbor has a distribute list or a prefix list, not both" );
       neighbor.family( *family_ ).of( direction ).*form.name = no ? std::string_view() : name.text;
       return;
    }
+   doubts_.refused( whole, "behind the name stands neither \"in\" nor \"out\"" );
 }
 
 }   // namespace Agent

@@ -133,6 +133,12 @@ class NumberedLists {
 
    std::string_view words() const noexcept { return words_; }
 
+   /// The highest number of a line; 0 for none.
+   uint32_t highest( std::string_view name ) {
+      const List * const list = find( name );
+      return list && !list->lines.empty() ? list->lines.rbegin()->first : 0;
+   }
+
    /// Keeps lists that have a description and no line.
    void keepDescribed() noexcept { keepsDescribed_ = true; }
 
@@ -188,9 +194,9 @@ auto NumberedLists<List>::add( std::string_view name, std::optional<uint32_t> nu
    List * const list = find( name );
    if( list && ( once || !number ) && index().find( list->lines, line ) ) return {};
    if( !number ) {
-      const uint32_t highest = list && !list->lines.empty() ? list->lines.rbegin()->first : 0;
-      if( highest / kStep >= std::numeric_limits<uint32_t>::max() / kStep ) return { false, std::nullopt };
-      number = ( highest / kStep + 1 ) * kStep;
+      const uint32_t steps = highest( name ) / kStep;
+      if( steps >= std::numeric_limits<uint32_t>::max() / kStep ) return { false, std::nullopt };
+      number = ( steps + 1 ) * kStep;
    }
    const Place place = line.place;
    return { true, put( list ? *list : findOrCreate( name, place ), *number, std::move( line ) ) };

@@ -255,6 +255,7 @@ void RouteMapLines::remove( LineCursor & line ) {
    if( !line.atEnd() ) number = takeSequenceNumber( line, highestSequence( line.dialect() ) );
    line.expectEnd();
 
+   close();   // it may be the open sequence that goes
    const auto at = maps_.find( std::string( name.text ) );
    if( at == maps_.end() ) return;
    auto & sequences = at->second.sequences;
@@ -381,7 +382,10 @@ bool RouteMapLines::takeRemoval( LineCursor & line, const SetForm & form, const 
          line.expectEnd();
       } catch( const RefusedLine & ) {
          if( !form.removesRefused ) throw;
+      } catch( const LineError & ) {
+         if( !form.removesRefused ) throw;
       }
+      if( form.kind == SetKind::asPathPrepend && said.ases.size() > 1 ) throw RefusedLine{ kTooLong };
    } else if( form.removal == SetForm::Removal::wholeOperand ) {
       throw RefusedLine{ kIncomplete };
    }

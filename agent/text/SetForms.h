@@ -27,7 +27,7 @@ struct SetForm {
    /// What FRR takes between "no" and the end of the line, beside the words of the clause.
    enum class Removal : uint8_t { anyOperand, wholeOperand, noOperand };
    Removal removal = Removal::anyOperand;
-   bool removesRefused = false;   // FRR takes values behind "no" that it refuses otherwise
+   bool removesRefused = false;   // FRR takes operands behind "no" that it refuses otherwise
    std::string_view bare{};       // the word of the operand that may also stand alone behind "no"
 };
 

@@ -37,6 +37,56 @@ TEST( FrrRemoval, takesAClauseBackWhateverItsOperand ) {
    EXPECT_EQ( writeText( loaded( native + " no match metric 11\n", Dialect::native ).text() ), native );
 }
 
+TEST( FrrRemoval, takesAClauseBackWhateverItsWrongOperand ) {
+   const std::pair<const char *, const char *> rows[] = {
+      { "set community 1:1", "no set community foo" },
+      { "set large-community 1:1:1", "no set large-community 1:1" },
+      { "set metric 7", "no set metric RTT" },
+      { "set local-preference 7", "no set local-preference x" },
+      { "set ip next-hop 192.0.2.1", "no set ip next-hop 0.0.0.0" },
+      { "set extcommunity rt 1:1", "no set extcommunity rt x" },
+   };
+   for( const auto & [ clause, no ] : rows ) {
+      const auto loader = loaded( std::string( "route-map M permit 10\n" ) + clause + "\n" + no + "\n" );
+      EXPECT_TRUE( loader.errors().empty() ) << no;
+      EXPECT_EQ( writeText( loader.text() ), "route-map M permit 10\n" ) << no;
+   }
+}
+
+TEST( FrrRemoval, ofAPrependTakesOneAs ) {
+   const std::string prepends = "route-map M permit 10\n set as-path prepend 65000 65000\n";
+   EXPECT_EQ( writeText( loaded( prepends + " no set as-path prepend 65000 65000\n" ).text() ), prepends );
+   EXPECT_EQ( writeText( loaded( prepends + " no set as-path prepend 65000\n" ).text() ), "route-map M permit 10\n" );
+}
+
+TEST( FrrRemoval, ofTheOpenSequenceEndsIt ) {
+   EXPECT_EQ( writeText( loaded( "route-map M permit 10\n set community 1:1\n no route-map M permit 10\n set metric 5\n" ).text() ), "" );
+   EXPECT_EQ( writeText( loaded( "route-map M permit 10\n no route-map X\n set metric 5\n" ).text() ), "route-map M permit 10\n" )
+      << "also of another route map";
+}
+
+TEST( FrrRemoval, aLineWithoutANumberStandsFiveAboveTheHighest ) {
+   EXPECT_EQ( writeText( loaded( "ip prefix-list P seq 12 permit 10.0.0.0/8\nip prefix-list P permit 11.0.0.0/8\n"
+                                 "access-list A seq 12 permit 10.0.0.0/8\naccess-list A permit 11.0.0.0/8\n"
+                                 "bgp as-path access-list X seq 12 permit 1\nbgp as-path access-list X permit 2\n" )
+                            .text() ),
+              "ip prefix-list P seq 12 permit 10.0.0.0/8\nip prefix-list P seq 17 permit 11.0.0.0/8\n"
+              "access-list A seq 12 permit 10.0.0.0/8\naccess-list A seq 17 permit 11.0.0.0/8\n"
+              "bgp as-path access-list X seq 12 permit 1\nbgp as-path access-list X seq 15 permit 2\n" );
+   EXPECT_EQ( loaded( "ip prefix-list P seq 4294967291 permit any\nip prefix-list P permit 10.0.0.0/8\n" ).errors().size(), 1u );
+   EXPECT_EQ( loaded( "ip prefix-list P seq 4294967290 permit any\nip prefix-list P permit 10.0.0.0/8\n" ).errors().size(), 0u );
+}
+
+TEST( FrrRemoval, aNeighborsLineWithAnotherDirectionHasNoEffect ) {
+   for( const char * line : { "route-map R in x", "prefix-list P in out", "filter-list F IN", "distribute-list D" } ) {
+      const auto text = loaded( std::string( "router bgp 1\n neighbor 192.0.2.1 remote-as 2\n neighbor 192.0.2.1 " ) + line + "\n" ).text();
+      const auto & router = text.routers.at( "" );
+      EXPECT_EQ( router.filters( *router.find( "192.0.2.1" ), AddressFamily::ipv4, Direction::in ), NeighborFilters() ) << line;
+      ASSERT_EQ( text.doubts.size(), 1u ) << line;
+      EXPECT_EQ( text.doubts[ 0 ].kind, Doubt::Kind::refused ) << line;
+   }
+}
+
 TEST( FrrRemoval, takesASequenceBackWhateverItsAction ) {
    EXPECT_EQ( writeText( loaded( "route-map M deny 10\nno route-map M permit 10\nroute-map M permit 20\n" ).text() ),
               "route-map M permit 20\n" );

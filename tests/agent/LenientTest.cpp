@@ -64,9 +64,10 @@ TEST( Lenient, aRouteMapDependsOnItsLinesItsListsAndItsCallees ) {
    const LineLoader loader = lenient( kPolicy );
    const auto placesFor = [ & ]( const char * routeMap ) { return placesOf( loader.text(), leftOutOf( loader.text(), { routeMap } ) ); };
    EXPECT_THAT( placesFor( "IN" ), ElementsAre( "p:2", "p:5" ) );
-   EXPECT_THAT( placesFor( "TOP" ), ElementsAre( "p:10" ) );
+   EXPECT_THAT( placesFor( "TOP" ), ElementsAre( "p:10", "p:11", "p:12", "p:13" ) );
    EXPECT_THAT( placesFor( "OTHER" ), ElementsAre( "p:16" ) ) << "all lines of the list are left out";
-   EXPECT_THAT( placesFor( "BAD" ), ElementsAre( "p:11", "p:12" ) );
+   EXPECT_THAT( placesFor( "BAD" ), ElementsAre( "p:11", "p:12", "p:13" ) ) << "a clause of a line that is left out is so, too";
+   EXPECT_THAT( placesFor( "SUB" ), ElementsAre( "p:10", "p:11", "p:12", "p:13" ) ) << "FRR adds these clauses to it";
 }
 
 TEST( Lenient, aCalleeThatHasTheNameOfAList ) {
@@ -83,6 +84,7 @@ TEST( Lenient, whatALineIsAbout ) {
    EXPECT_THAT( names( "ip prefix-list " + longName + " permit 10.0.0.0/33\n" ), testing::Contains( longName ) );
    EXPECT_THAT( names( "route-map M permit 10\n match as-path A B\n" ), ElementsAre( "M" ) );
    EXPECT_THAT( names( "route-map M permit 10\n ip prefix-list P permit 10.0.0.0/33\n" ), testing::Contains( "P" ) );
+   EXPECT_THAT( names( "route-map M permit 10\n no ip prefix-list P seq x\n" ), testing::Contains( "P" ) );
    EXPECT_THAT( names( "route-map M permt 10\n match as-path A B\n" ), testing::Contains( "M" ) );
 }
 
@@ -137,8 +139,8 @@ TEST( Lenient, explain ) {
                        } )
          .out;
    };
-   EXPECT_THAT( explained( false ), StartsWith( "10.0.0.0/8: permitted, without FILE:10\n" ) );
-   EXPECT_EQ( nlohmann::json::parse( explained( true ) )[ "leftOut" ], ( nlohmann::json{ "FILE:10" } ) );
+   EXPECT_THAT( explained( false ), StartsWith( "10.0.0.0/8: permitted, without FILE:10, FILE:11, FILE:12 and 1 more\n" ) );
+   EXPECT_EQ( nlohmann::json::parse( explained( true ) )[ "leftOut" ], ( nlohmann::json{ "FILE:10", "FILE:11", "FILE:12", "FILE:13" } ) );
 }
 
 TEST( Lenient, diffMarksEachSide ) {

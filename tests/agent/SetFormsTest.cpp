@@ -109,8 +109,10 @@ TEST( SetForms, everyClauseIsWrittenAsItIsRead ) {
       EXPECT_EQ( loaded.error, "" ) << clause;
       EXPECT_EQ( writeText( loaded.text ), "route-map M permit 10\n " + clause + "\n" );
       for( const auto & set : loaded.text.routeMaps.at( "M" ).sequences.at( 10 ).set ) kinds.insert( set.kind );
-      // "no" with the clause removes it; FRR has "no set table" only.
-      const std::string back = clause.starts_with( "set table" ) ? "set table" : clause;
+      // "no" with the clause removes it; FRR has no operand of a table there, and one AS to prepend.
+      const std::string back = clause.starts_with( "set table" ) ? "set table"
+         : clause.starts_with( "set as-path prepend 64500" )     ? "set as-path prepend 64500"
+                                                                 : clause;
       EXPECT_EQ( writeText( load( "route-map M permit 10\n " + clause + "\n no " + back + "\n" ).text ), "route-map M permit 10\n" );
    }
    EXPECT_EQ( kinds.size(), setForms().size() ) << "a kind has no example";
