@@ -82,7 +82,7 @@ inline Ferule::IpGenAddr frrNextHopOf( const MatchInput_ * input ) {
 /// The peer of the route. A step asks whether it is known (live/ValueTests.h).
 inline Ferule::IpGenAddr frrPeerOf( const MatchInput_ * input ) noexcept {
    const auto * route = agentRouteOf( input );
-   return route ? route->peer() : Ferule::IpGenAddr();
+   return route ? route->route().peer : Ferule::IpGenAddr();
 }
 
 /// Matches if a list permits an address of the route as a host prefix, or if the address is unknown.
