@@ -6,25 +6,19 @@
 #include <string>
 
 #include "table/TableRoute.h"
-#include "text/Neighbors.h"
 
 namespace Agent {
 
-/// The routes of a table that a neighbor announces, or that are sent to it. A default one has all routes, and so has one whose neighbor is
-/// no address: an interface or a peer group. A route that does not tell its peer is always taken.
+/// The routes of a table that a neighbor announces. A default one has all routes, and so has one whose neighbor is no address: an interface
+/// or a peer group. A route that does not tell its peer is always taken.
 /// Threading: a plain value.
 class NeighborRoutes {
  public:
    NeighborRoutes() = default;
    /// `name` as neighborName() returns it.
-   NeighborRoutes( std::string name, Direction direction );
+   explicit NeighborRoutes( std::string name );
 
-   bool has( const TableRoute & route ) const noexcept {
-      if( !address_ || route.peer == Ferule::IpGenAddr() ) return true;
-      return ( route.peer == *address_ ) == ( direction_ == Direction::in );
-   }
-   /// The neighbor that the routes are sent to, without a family if its address is unknown; nothing if they are not sent.
-   std::optional<Ferule::IpGenAddr> receiver() const noexcept;
+   bool has( const TableRoute & route ) const noexcept { return !address_ || route.peer == Ferule::IpGenAddr() || route.peer == *address_; }
 
    /// Why the neighbor does not have a route: "peer 192.0.2.2 announced the route, not neighbor 192.0.2.1".
    std::string whyNot( const TableRoute & route ) const;
@@ -34,7 +28,6 @@ class NeighborRoutes {
  private:
    std::string name_;
    std::optional<Ferule::IpGenAddr> address_;
-   Direction direction_ = Direction::in;
 };
 
 }   // namespace Agent

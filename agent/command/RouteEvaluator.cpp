@@ -37,7 +37,7 @@ bool sameRoute( const AgentResult & a, const AgentResult & b ) {
 RouteEvaluator::RouteEvaluator( const Ptr<const RouteMapStatus> & routeMap, Dialect dialect, EvaluatorContext context )
       : dialect_( dialect ),
         isOfFilters_( context.filters ),
-        receiver_( context.receiver ),
+        isSent_( context.isSent ),
         leftOut_( std::move( context.leftOut ) ),
         routeMap_( routeMap ) {
    if( context.filters ) {
@@ -92,7 +92,7 @@ bool RouteEvaluator::addSequence( const std::string & routeMap, const std::strin
 
 void RouteEvaluator::evaluate( const TableRoute & route, RouteAnswer & answer ) const {
    answer.sequences.clear();
-   answer.working.routeIs( route, receiver() );
+   answer.working.routeIs( route, isSent_ );
    MatchedRouteMapSequences matched;
    DecidingSequence deciding;
    answer.permitted = eval_.evalRouteMapMatchers( &answer.working.input(), routeMap_.get(), &matched, deciding );
@@ -121,7 +121,7 @@ void RouteEvaluator::permitted( const Sequences & matched, const TableRoute & ro
 }
 
 Ptr<const PolicyEvaluationLog> RouteEvaluator::logOf( const TableRoute & route, WorkingRoute & working ) const {
-   working.routeIs( route, receiver() );
+   working.routeIs( route, isSent_ );
    PolicyEval eval;
    eval.contextIs( Quoin::makeNode<PolicyEvalContext>() );
    eval.shouldLogEvalIs( true );

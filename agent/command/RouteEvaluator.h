@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -28,9 +27,9 @@ bool sameRoute( const AgentResult & a, const AgentResult & b );
 
 /// What a route map is evaluated for.
 struct EvaluatorContext {
-   const RouteMapText * filters = nullptr;        // the text of the route map, if it is one of dialect/NeighborMap.h; read at construction
-   std::optional<Ferule::IpGenAddr> receiver{};   // the neighbor that the routes are sent to, without a family if its address is unknown
-   std::vector<std::string> leftOut{};            // the places of the left-out lines on which the answers may depend
+   const RouteMapText * filters = nullptr;   // the text of the route map, if it is one of dialect/NeighborMap.h; read at construction
+   bool isSent = false;                      // the routes are sent to a neighbor
+   std::vector<std::string> leftOut{};       // the places of the left-out lines on which the answers may depend
 };
 
 /// Evaluates one compiled route map for routes. Threading: any number of threads may evaluate at once, each into its own answer.
@@ -56,7 +55,6 @@ class RouteEvaluator {
    const std::vector<std::string> & leftOut() const noexcept { return leftOut_; }
 
  private:
-   const Ferule::IpGenAddr * receiver() const noexcept { return receiver_ ? &*receiver_ : nullptr; }
    using Sequences = Routing::Policy::MatchedRouteMapSequences;
    void addFilters( const RouteMapText & filters );
    void addSequences( const Routing::Policy::RouteMapStatus & routeMap );
@@ -68,7 +66,7 @@ class RouteEvaluator {
 
    Dialect dialect_;
    bool isOfFilters_;
-   std::optional<Ferule::IpGenAddr> receiver_;
+   bool isSent_;
    std::vector<std::string> leftOut_;
    Quoin::Ptr<const Routing::Policy::RouteMapStatus> routeMap_;
    Routing::Policy::PolicyEval eval_;   // without a context: any thread may use it

@@ -111,7 +111,7 @@ RouteEvaluator Target::evaluator( const LivePolicy & policy ) const {
    const PolicyText & text = policy.text();
    return RouteEvaluator( status, dialect_,
                           { .filters = isFilters() ? &text.routeMaps.at( routeMap_ ) : nullptr,
-                            .receiver = routes().receiver(),
+                            .isSent = direction_ == Direction::out,
                             .leftOut = placesOf( text, leftOutOf( text, names( text ) ) ) } );
 }
 

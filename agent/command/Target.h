@@ -8,6 +8,7 @@
 #include "command/NeighborRoutes.h"
 #include "command/RouteEvaluator.h"
 #include "live/LivePolicy.h"
+#include "text/Neighbors.h"
 
 namespace Agent {
 
@@ -22,8 +23,10 @@ class Target {
    bool empty() const noexcept { return routeMap_.empty(); }
    /// The name of the route map.
    const std::string & routeMap() const noexcept { return routeMap_; }
-   /// The routes that are asked about; without a neighbor, all.
-   NeighborRoutes routes() const { return neighbor_.empty() ? NeighborRoutes() : NeighborRoutes( neighbor_, direction_ ); }
+   /// The routes that are asked about: those that the neighbor announces. All routes without a neighbor, and those that are sent to one.
+   NeighborRoutes routes() const {
+      return neighbor_.empty() || direction_ == Direction::out ? NeighborRoutes() : NeighborRoutes( neighbor_ );
+   }
    /// The text with this route map. Errors: CommandError if the neighbor or the list does not exist.
    PolicyText in( PolicyText text ) const;
    /// `policy` has a text from in(). Errors: as routeMapOf().

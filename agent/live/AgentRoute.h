@@ -23,20 +23,16 @@ class AgentRoute final : public Routing::Policy::MatchInput_ {
    void routeIs( const TableRoute & route );
    /// Call it after routeIs().
    const TableRoute & route() const noexcept { return *route_; }
-   /// The neighbor that the route is sent to, without a family if its address is unknown; null if the route is not sent.
-   const Ferule::IpGenAddr * receiver() const noexcept { return receiver_; }
-   /// `receiver` outlives this, or the next call.
-   void receiverIs( const Ferule::IpGenAddr * receiver ) noexcept { receiver_ = receiver; }
-   /// The peer that match clauses test, as in bgpd: the neighbor that the route is sent to, or else the one that announced it. Without a
-   /// family: it is unknown.
-   const Ferule::IpGenAddr & peer() const noexcept { return receiver_ ? *receiver_ : route_->peer; }
+   /// Whether the route is sent to a neighbor. The clauses "match peer" and "match ip route-source" then never hold, as in bgpd 8.4.4.
+   bool isSent() const noexcept { return isSent_; }
+   void isSentIs( bool isSent ) noexcept { isSent_ = isSent; }
    /// The working route that a matcher may change; null for none.
    WorkingRoute * working() const noexcept { return working_; }
 
  private:
    const TableRoute * route_ = nullptr;
-   const Ferule::IpGenAddr * receiver_ = nullptr;
    WorkingRoute * working_ = nullptr;
+   bool isSent_ = false;
 };
 
 /// The result of policy for a route. Starts with the attributes of the route; distance is 0, which means unchanged, until policy sets it.

@@ -82,7 +82,7 @@ inline Ferule::IpGenAddr frrNextHopOf( const MatchInput_ * input ) {
 /// The peer of the route. A step asks whether it is known (live/ValueTests.h).
 inline Ferule::IpGenAddr frrPeerOf( const MatchInput_ * input ) noexcept {
    const auto * route = agentRouteOf( input );
-   return route ? route->peer() : Ferule::IpGenAddr();
+   return route ? route->route().peer : Ferule::IpGenAddr();
 }
 
 /// Whether the list is a prefix list without a line: FRR lets every next hop and source of its family pass.

@@ -52,8 +52,9 @@ Answer sourcePeerIs( const MatchClause & clause, const Ferule::IpGenAddr & sourc
 
 // The list itself is asked by a matcher of its own.
 Answer hasSource( const AgentRoute & route ) noexcept {
-   if( isOf( route.route(), AddressFamily::ipv6 ) ) return false;
-   return isKnown( route.peer() ) ? Answer( !isZero( route.peer() ) ) : std::nullopt;
+   if( route.isSent() || isOf( route.route(), AddressFamily::ipv6 ) ) return false;
+   const auto & peer = route.route().peer;
+   return isKnown( peer ) ? Answer( !isZero( peer ) ) : std::nullopt;
 }
 
 // The origin validation state. Source: RFC 8097.
@@ -95,7 +96,7 @@ Answer answerOf( MatchOption option, const MatchClause & clause, const AgentRout
       case ValueOption::ipv6NextHopAddress: return frrNextHop( route, clause.address->af() ) == *clause.address;
       case ValueOption::sourceProtocol: return uint64_t( route.protocol ) == number;
       case ValueOption::sourceInstance: return route.ospfInstance == number;
-      case ValueOption::peer: return peerIs( clause, input.peer() );
+      case ValueOption::peer: return input.isSent() ? Answer( false ) : peerIs( clause, route.peer );
       case ValueOption::sourcePeer: return sourcePeerIs( clause, route.peer );
       case ValueOption::communityLimit: return route.communities.size() <= number;
       case ValueOption::extCommunityLimit: return route.extCommunities.size() <= number;
@@ -119,10 +120,9 @@ Answer answerOf( MatchOption option, const MatchClause & clause, const AgentRout
 }
 
 // What can answer the clause.
-std::string adviceFor( const MatchForm & form, std::string_view clause, const AgentRoute & route ) {
-   const bool isOfReceiver = route.receiver() && ( testsSource( form.option ) || form.option == optionOf( ValueOption::peer ) );
+std::string adviceFor( const MatchForm & form, std::string_view clause ) {
    const auto assumed = clause.substr( clause.find( ' ' ) + 1 );   // behind "match"
-   const std::string field = form.field->empty() || isOfReceiver ? "" : fmt::format( "--set-attribute {}=VALUE, or ", *form.field );
+   const std::string field = form.field->empty() ? "" : fmt::format( "--set-attribute {}=VALUE, or ", *form.field );
    return fmt::format( "use {}--assume \"{}=match\" or \"{}=no-match\"", field, assumed, assumed );
 }
 
@@ -136,7 +136,7 @@ std::string adviceFor( const MatchForm & form, std::string_view clause, const Ag
          fmt::format( "{}\"{}\" is a clause of {}; use --daemon {} if it applies the route map", where, clause, daemon, daemon ) );
    }
    throw Unanswered( fmt::format( "{}{} does not answer \"{}\"; {}", where, std::string( route.route().prefix.toStrep().view() ), clause,
-                                  adviceFor( form, clause, route ) ) );
+                                  adviceFor( form, clause ) ) );
 }
 
 }   // namespace

@@ -18,10 +18,10 @@ class WorkingRoute {
    WorkingRoute() = default;
    WorkingRoute( const WorkingRoute & ) = delete;
    WorkingRoute & operator=( const WorkingRoute & ) = delete;
-   /// Begins an evaluation of this route, which outlives the evaluation, as `receiver` does; see AgentRoute.
-   void routeIs( const TableRoute & route, const Ferule::IpGenAddr * receiver = nullptr ) {
+   /// Begins an evaluation of this route, which outlives the evaluation. `isSent`: see AgentRoute.
+   void routeIs( const TableRoute & route, bool isSent = false ) {
       input_.routeIs( route );
-      input_.receiverIs( receiver );
+      input_.isSentIs( isSent );
       distance_ = 0;
       denied_ = isChanged_ = false;
       applied_.clear();

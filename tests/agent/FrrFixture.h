@@ -42,6 +42,7 @@ struct FrrPolicy {
 };
 
 struct FrrTable {
+   std::string neighbor;   // that the routes are sent to, where a file has tables of several
    std::vector<FrrRoute> routes;
    std::vector<FrrPolicy> policies;
 };
@@ -75,6 +76,8 @@ inline void setFrrAttribute( FrrRoute & to, const std::string & name, const nloh
       route.asPath = text();
    else if( name == "communities" )
       route.communities = frrCommunitiesOf( text() );
+   else if( name == "peer" )
+      route.peer = Ferule::IpGenAddr( text() );
    else if( name == "nextHop" )
       route.nextHop = gone ? Ferule::IpGenAddr() : Ferule::IpGenAddr( text() );
    else if( name == "largeCommunities" )
@@ -134,6 +137,7 @@ inline FrrFixture readFrrFixture( const std::string & file ) {
    FrrFixture fixture{ json.at( "daemon" ), {} };
    for( const auto & from : json.at( "tables" ) ) {
       FrrTable & table = fixture.tables.emplace_back();
+      table.neighbor = from.value( "neighbor", "" );
       for( const auto & came : from.at( "routes" ) ) {
          FrrRoute & route = table.routes.emplace_back();
          route.route.prefix = Ferule::IpGenPrefix( came.at( "prefix" ).get<std::string>() );

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "command/RouteEvaluator.h"
+#include "command/Target.h"
 #include "live/LivePolicy.h"
 #include "tests/agent/FrrFixture.h"
 #include "text/LineLoader.h"
@@ -31,14 +32,19 @@ PolicyText withNeighbor( PolicyText text, Direction direction, const std::string
 }
 
 // The first route that the agent answers differently; empty if there is none.
-std::string differenceOf( const FrrTable & table, const FrrPolicy & recorded, const LineLoader & loader, Direction direction ) {
+std::string differenceOf( const FrrTable & table, const FrrPolicy & recorded, const LineLoader & loader, Direction direction,
+                          const std::string & neighbor = kNeighbor ) {
    if( !loader.errors().empty() ) return loader.toString( loader.errors().front() );
    LivePolicy policy( Dialect::frr );
-   policy.apply( withNeighbor( loader.text(), direction ) );
-   const RouteEvaluator evaluator( policy.routeMap( "neighbor 127.0.0.2 " + std::string( nameOf( direction ) ) ), Dialect::frr );
+   policy.apply( withNeighbor( loader.text(), direction, neighbor ) );
+   TargetOptions options;
+   options.neighbor = { neighbor, std::string( nameOf( direction ) ) };
+   const Target target( options, Dialect::frr );
+   const RouteEvaluator evaluator = target.evaluator( policy );
    RouteAnswer answer;
    for( size_t i = 0; i < table.routes.size(); ++i ) {
       const TableRoute & route = table.routes[ i ].route;
+      if( !target.routes().has( route ) ) return std::string( route.prefix.toStrep().view() ) + ": left out";
       evaluator.evaluate( route, answer );
       const auto & expected = recorded.after[ i ];
       const bool same = answer.permitted == expected.has_value() &&
@@ -63,7 +69,22 @@ TEST( NeighborMap, answersAsBgpdDid ) {
             EXPECT_EQ( std::ranges::count_if( doubts, []( const Doubt & d ) { return d.kind == Doubt::Kind::refused; } ),
                        std::ssize( recorded.refused ) );
          }
-      EXPECT_EQ( cases, 66u );
+      EXPECT_EQ( cases, 75u );
+   }
+}
+
+// Two neighbors get the routes of the first and those of bgpd itself.
+TEST( NeighborMap, sendsAsBgpdDid ) {
+   const FrrFixture fixture = readFrrFixture( "neighbors-sent.json.gz" );
+   ASSERT_EQ( fixture.tables.size(), 2u );
+   for( const FrrTable & table : fixture.tables ) {
+      EXPECT_EQ( table.policies.size(), 11u );
+      for( const FrrPolicy & recorded : table.policies ) {
+         SCOPED_TRACE( recorded.name + " to " + table.neighbor + ": " + recorded.row );
+         EXPECT_EQ( differenceOf( table, recorded, loaded( recorded.lines ), Direction::out, table.neighbor ), "" );
+         EXPECT_EQ( std::ranges::count_if( recorded.after, []( const auto & after ) { return after.has_value(); } ),
+                    recorded.name == "match-nothing" ? 10 : 0 );
+      }
    }
 }
 

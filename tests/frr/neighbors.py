@@ -25,6 +25,8 @@ LISTS = [
 # The first lines of a stanza, if a case tells no others. No case needs the neighbor's own port, which the script adds.
 BEGIN = ( 'no bgp ebgp-requires-policy', f'neighbor {ADDRESS} remote-as 65001' )
 REQUIRES = BEGIN[ 1: ]
+OTHER, OTHER_AS = '127.0.0.3', 65009   # a second neighbor, which announces nothing
+BOTH = ( *BEGIN, f'neighbor {OTHER} remote-as {OTHER_AS}' )
 GROUP = ( 'neighbor G peer-group', f'neighbor {ADDRESS} peer-group G' )
 
 
@@ -60,17 +62,18 @@ def configuration( case ):
    return lines + [ 'exit', *case.end ]
 
 
-def started( case, port ):
-   """What bgpd reads: also the networks, and what makes a session over loopback quick."""
+def started( case, speakers ):
+   """What bgpd reads: also the networks, and what makes sessions over loopback quick."""
    lines = configuration( case )
    lines[ lines.index( 'router bgp 65000' ):0 ] = [ 'bgp route-map delay-timer 0', *NETWORK_MAPS ]
    at = lines.index( ' address-family ipv4 unicast' )
    networks = { af: [ f'  network {prefix} route-map {name}' for prefix, name in NETWORKS if ( ':' in prefix ) == ( af == 'ipv6' ) ] for af in FAMILIES }
    lines[ at:at ] = [ ' bgp router-id 192.0.2.254', ' coalesce-time 0', ' no bgp network import-check',
                       *( line_ for af in FAMILIES for line_ in ( f' address-family {af} unicast', *networks[ af ], ' exit-address-family' ) ),
-                      f' neighbor {ADDRESS} port {port}', f' neighbor {ADDRESS} timers connect 1', f' neighbor {ADDRESS} advertisement-interval 0' ]
+                      *( f' neighbor {each.address} {words}' for each in speakers
+                         for words in ( f'port {each.port}', 'timers connect 1', 'advertisement-interval 0' ) ) ]
    if not case.internal:
-      lines[ at:at ] = [ f' neighbor {ADDRESS} disable-connected-check' ]
+      lines[ at:at ] = [ f' neighbor {each.address} disable-connected-check' for each in speakers ]
    return '\n'.join( lines ) + '\n'
 
 
@@ -86,11 +89,13 @@ def table( bgpd, own ):
 
 
 def ask( case ):
-   """What becomes of the routes in each direction: "in" as bgpd shows the route, "out" the metric and the communities that it sends."""
+   """What becomes of the routes in each direction: "in" as bgpd shows the route, "out" the metric and the communities that it sends. "other":
+   what it sends to the second neighbor."""
    speaker = Speaker( 65000 if case.internal else 65001 )
+   speakers = [ speaker ] + ( [ Speaker( OTHER_AS, OTHER ) ] if case.begin == BOTH else [] )
    try:
-      with frrd.Bgpd( started( case, speaker.port ) ) as bgpd:
-         if not speaker.up.wait( 20 ):
+      with frrd.Bgpd( started( case, speakers ) ) as bgpd:
+         if not all( each.up.wait( 20 ) for each in speakers ):
             raise RuntimeError( f'{case.name}: no session' )
          speaker.send( b''.join( update( *each, 100 if case.internal else None ) for each in RECEIVED ) )
          time.sleep( 2 )   # quiet since long: all updates come within a tenth of this
@@ -98,9 +103,11 @@ def ask( case ):
             refused = log.read().count( 'can not co-exist' )
          if refused != len( case.refused ):
             raise RuntimeError( f'{case.name}: bgpd refused {refused} lines' )
-         return { 'in': table( bgpd, False ), 'own': table( bgpd, True ), 'out': speaker.received }
+         return { 'in': table( bgpd, False ), 'own': table( bgpd, True ), 'out': speaker.received,
+                  'other': speakers[ -1 ].received }
    finally:
-      speaker.close()
+      for each in speakers:
+         each.close()
 
 
 CASES = [
@@ -179,26 +186,61 @@ CASES = [
    Case( 'route-map-behind', 'may be defined behind the stanza', ipv4 = both( 'route-map LATER' ), end = ( 'route-map LATER permit 10', ' set metric 5' ) ),
 ]
 
+# Clauses that test the peer of a route, and what they hold for.
+PEER_LISTS = ( 'access-list AFIRST seq 5 permit 127.0.0.2/32', 'access-list AANY seq 5 permit any', 'access-list AOTHER seq 5 permit 127.0.0.3/32',
+               'ip prefix-list FIRST seq 5 permit 127.0.0.2/32', 'ip prefix-list ANY seq 5 permit any', 'ip prefix-list OTHER seq 5 permit 127.0.0.3/32' )
+PEER_CLAUSES = [
+   ( f'peer {ADDRESS}', 'in: the routes of the neighbor; out: nothing' ),
+   ( f'peer {OTHER}', 'nothing, also of the routes that are sent to this neighbor' ),
+   ( 'peer local', 'nothing, also of the own routes: these meet the clause in the route map of "network" only' ),
+   ( 'ip route-source AFIRST', 'in: the IPv4 routes of the neighbor; out: nothing' ),
+   ( 'ip route-source AOTHER', 'nothing' ),
+   ( 'ip route-source AANY', 'out: nothing, though the list permits every address' ),
+   ( 'ip route-source prefix-list FIRST', 'as an access list' ),
+   ( 'ip route-source prefix-list OTHER', 'nothing' ),
+   ( 'ip route-source prefix-list ANY', 'as an access list' ),
+]
 
-def recorded( direction, answers ):
-   """The routes come to the policy as they are in the table of the first case, which permits all."""
-   known = { 'in': ( 'metric', 'communities', 'asPath' ), 'out': ( 'metric', 'communities' ) }[ direction ]   # the path is sent with the own AS
-   came = answers[ 0 ][ 'in' if direction == 'in' else 'own' ]
+
+def peer_case( clause, says, begin, filters ):
+   return Case( 'match-' + clause.replace( ' ', '-' ), says, begin = begin, ipv4 = filters,
+                ipv6 = ( *( f'neighbor {each} activate' for each in ( ADDRESS, OTHER ) if begin == BOTH or each == ADDRESS ), *filters ),
+                lists = ( *PEER_LISTS, 'route-map PEER permit 10', *( [ 'match ' + clause ] if clause != 'nothing' else [] ) ) )
+
+
+CASES += [ peer_case( *each, BEGIN, both( 'route-map PEER' ) ) for each in PEER_CLAUSES ]
+# Two neighbors, to which the routes of one of them and those of bgpd itself are sent.
+SENT = [ peer_case( *each, BOTH, tuple( f'neighbor {to} route-map PEER out' for to in ( ADDRESS, OTHER ) ) )
+         for each in ( ( 'nothing', 'all routes, also back to the neighbor that announced them' ), *PEER_CLAUSES,
+                       ( 'peer G', 'nothing, like an address' ) ) ]
+
+
+def recorded( cases, answers, came, shown, known ):
+   """The routes come to the policy as `came` has them. `shown`: what an answer holds of them, with the attributes `known`."""
    routes = [ { 'prefix': prefix } for prefix in came ]
-   result = fixtures.table( routes, [ { name: all_[ name ] for name in ( *known, 'asPath' ) if name in all_ } for all_ in came.values() ] )
-   for case, answer in zip( CASES, answers ):
-      shown = [ answer[ direction ].get( prefix ) for prefix in came ]
-      before, after = ( [ each and { name: each[ name ] for name in known if name in each } for each in side ] for side in ( came.values(), shown ) )
+   result = fixtures.table( routes, [ { name: all_[ name ] for name in ( *known, 'asPath', 'peer' ) if name in all_ } for all_ in came.values() ] )
+   for case, answer in zip( cases, answers ):
+      is_ = [ answer[ shown ].get( prefix ) for prefix in came ]
+      before, after = ( [ each and { name: each[ name ] for name in known if name in each } for each in side ] for side in ( came.values(), is_ ) )
       result[ 'policies' ].append( { 'name': case.name, 'row': case.says, 'says': '', 'configuration': configuration( case ),
                                      'refused': case.refused, 'after': fixtures.after( before, after ) } )
    return result
 
 
+def write( path, cases, tables ):
+   decisions = [ after for table_ in tables for policy in table_[ 'policies' ] for after in policy[ 'after' ] ]
+   print( f'{os.path.basename( path )}: {len( cases )} policies, {len( decisions )} decisions, {decisions.count( None )} denied' )
+   fixtures.write( path, { 'daemon': frrd.version(), 'tables': tables } )
+
+
 def record( directory ):
+   """The routes of each fixture are as they are in the table of its first case, which permits all."""
    with ThreadPoolExecutor( 6 ) as pool:
-      answers = list( pool.map( ask, CASES ) )
-   for direction in ( 'in', 'out' ):
-      fixture = recorded( direction, answers )
-      decisions = [ after for policy in fixture[ 'policies' ] for after in policy[ 'after' ] ]
-      print( f'{len( CASES )} neighbors {direction}, {len( decisions )} decisions, {decisions.count( None )} denied' )
-      fixtures.write( f'{directory}/neighbors-{direction}.json.gz', { 'daemon': frrd.version(), 'tables': [ fixture ] } )
+      answers, sent = ( list( pool.map( ask, cases ) ) for cases in ( CASES, SENT ) )
+   received, own = ( { prefix: shown | { 'peer': peer } for prefix, shown in answers[ 0 ][ side ].items() }
+                     for side, peer in ( ( 'in', ADDRESS ), ( 'own', '0.0.0.0' ) ) )
+   # Paths are sent with the own AS. A metric that came from a neighbor is not sent.
+   write( f'{directory}/neighbors-in.json.gz', CASES, [ recorded( CASES, answers, received, 'in', ( 'metric', 'communities', 'asPath' ) ) ] )
+   write( f'{directory}/neighbors-out.json.gz', CASES, [ recorded( CASES, answers, own, 'out', ( 'metric', 'communities' ) ) ] )
+   write( f'{directory}/neighbors-sent.json.gz', SENT, [ { 'neighbor': to } | recorded( SENT, sent, received | own, shown, ( 'communities', ) )
+                                                        for to, shown in ( ( ADDRESS, 'out' ), ( OTHER, 'other' ) ) ] )

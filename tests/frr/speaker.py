@@ -1,4 +1,4 @@
-"""A BGP speaker on 127.0.0.2. bgpd connects to it, as it listens nowhere itself."""
+"""A BGP speaker on an address of the loopback. bgpd connects to it, as it listens nowhere itself."""
 import socket, struct, threading
 
 OPEN, UPDATE, NOTIFICATION, KEEPALIVE = 1, 2, 3, 4
@@ -69,10 +69,10 @@ def routes_of( body ):
 class Speaker:
    """Accepts one session, of both unicast families."""
 
-   def __init__( self, asn ):
-      self.asn, self.up, self.received = asn, threading.Event(), {}
+   def __init__( self, asn, address = ADDRESS ):
+      self.asn, self.address, self.up, self.received = asn, address, threading.Event(), {}
       self.listener = socket.socket()
-      self.listener.bind( ( ADDRESS, 0 ) )
+      self.listener.bind( ( address, 0 ) )
       self.listener.listen( 1 )
       self.port, self.session = self.listener.getsockname()[ 1 ], None
       threading.Thread( target = self.run, daemon = True ).start()
@@ -93,7 +93,7 @@ class Speaker:
       if kind == OPEN:
          capabilities = b''.join( struct.pack( '!BBHBB', 1, 4, number, 0, 1 ) for number, _ in UNICAST ) + struct.pack( '!BBI', 65, 4, self.asn )
          options = bytes( [ 2, len( capabilities ) ] ) + capabilities
-         self.session.sendall( message( OPEN, struct.pack( '!BHH4sB', 4, self.asn, 180, socket.inet_aton( ADDRESS ), len( options ) ) + options ) +
+         self.session.sendall( message( OPEN, struct.pack( '!BHH4sB', 4, self.asn, 180, socket.inet_aton( self.address ), len( options ) ) + options ) +
                                message( KEEPALIVE ) )
       elif kind == KEEPALIVE:
          self.up.set()
