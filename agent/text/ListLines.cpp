@@ -155,15 +155,11 @@ Ferule::IpGenPrefix takeNetwork( LineCursor & line, AddressFamily af, std::vecto
    return prefix.subnet();
 }
 
-// The spelling of "any": FRR has it beside "0.0.0.0/0 le 32" as a line of its own.
-constexpr uint8_t kWordAny = 1;
-
 // "any", or "PREFIX [ge N] [le N]" in any order. Accepts the same lines as the library's builder of prefix lists.
 void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said, std::vector<Doubt> & noted ) {
    if( line.takeWords( "any" ) ) {
       said.prefix = Ferule::IpGenPrefix( Ferule::IpGenAddr( af ), 0 );
       said.le = Ferule::addressBits( af );
-      if( line.dialect() == Dialect::frr ) said.spelling.way = kWordAny;
       return;
    }
    said.prefix = takeNetwork( line, af, noted );
@@ -184,6 +180,9 @@ void readPrefixLine( LineCursor & line, AddressFamily af, PrefixListLine & said,
          expectNotBelow( *le, said.prefix.length(), "the length of the prefix" );
       said.le = le->length;
    }
+   const bool saysAny =
+      said.prefix == Ferule::IpGenPrefix( Ferule::IpGenAddr( af ), 0 ) && !said.ge && said.le == Ferule::addressBits( af );
+   if( saysAny && line.dialect() == Dialect::frr ) said.spelling.way = Spelling::oddPrefix;
 }
 
 // ---- access lists of the native dialect
@@ -215,24 +214,10 @@ void readAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said,
 
 // ---- access lists of the dialect of FRR
 
-// The ways to write what a line compares. "any" and "0.0.0.0/0" are two lines.
-enum Way : uint8_t {
-   kPrefixWay,
-   kOddPrefixWay,   // not as FRR writes the prefix; only while reading
-   kAnyWay,
-   kHostWay,
-   kWildcardWay,
-   kTwoWays   // and above: behind "ip"
-};
-
-constexpr Way wayBehindIp( Way source, Way netmask ) {
-   return Way( kTwoWays * ( 1 + source ) + netmask );
-}
-
 // "any", "host ADDRESS" or "ADDRESS WILDCARD".
-Source takeSource( LineCursor & line, Way & way, std::vector<Doubt> & noted ) {
+Source takeSource( LineCursor & line, Spelling::Way & way, std::vector<Doubt> & noted ) {
    constexpr auto af = AddressFamily::ipv4;
-   way = line.peek().text == "any" ? kAnyWay : line.peek().text == "host" ? kHostWay : kWildcardWay;
+   way = line.peek().text == "any" ? Spelling::any : line.peek().text == "host" ? Spelling::host : Spelling::wildcard;
    if( line.takeWords( "any" ) ) return { Ferule::IpGenAddr( af ), {} };
    if( line.takeWords( "host" ) ) return { takeAddress( line, af ), Ferule::Bits128::leadingOnes( Ferule::addressBits( af ) ) };
    const auto address = takeAddress( line, af, "\"any\", \"host\" or an IPv4 address" );
@@ -243,29 +228,30 @@ Source takeSource( LineCursor & line, Way & way, std::vector<Doubt> & noted ) {
 void readFrrAccessLine( LineCursor & line, AddressFamily af, AccessListLine & said, std::vector<Doubt> & noted ) {
    using Compares = AccessListLine::Compares;
    const bool isAddress = line.peek().text.find( '/' ) == std::string_view::npos;
-   Way way = kPrefixWay;
+   auto way = Spelling::usual;
    said.compares = af == AddressFamily::ipv4 && isAddress ? Compares::address : Compares::covering;
    if( line.takeWords( "any" ) ) {
       said.compares = Compares::covering;
       said.source = { Ferule::IpGenAddr( af ), {} };
-      way = kAnyWay;
+      way = Spelling::any;
    } else if( said.compares == Compares::covering ) {
       const Token token = line.peek();
       const auto prefix = takeNetwork( line, af, noted );
-      if( prefix.toStrep().view() != token.text ) way = kOddPrefixWay;
+      if( prefix.toStrep().view() != token.text ) way = Spelling::oddPrefix;
       said.source = { prefix.ipGenAddr(), Ferule::Bits128::leadingOnes( prefix.length() ) };
       if( line.takeWords( "exact-match" ) ) said.compares = Compares::exact;
    } else if( line.takeWords( "ip" ) ) {
-      Way second;
+      auto second = Spelling::usual;
       said.source = takeSource( line, way, noted );
       said.netmask = takeSource( line, second, noted );
-      way = wayBehindIp( way, second );
+      said.spelling = Spelling::behindIp( way, second );
+      return;
    } else {
       const bool isHost = line.takeWords( "host" );
       const auto address = takeAddress( line, af );
       said.source = { address, Ferule::Bits128::leadingOnes( Ferule::addressBits( af ) ) };
-      way = isHost || line.atEnd() ? kHostWay : kWildcardWay;
-      if( way == kWildcardWay ) said.source = takeWildcard( line, address, noted );
+      way = isHost || line.atEnd() ? Spelling::host : Spelling::wildcard;
+      if( way == Spelling::wildcard ) said.source = takeWildcard( line, address, noted );
       if( said.source.mask().none() && address.bits().none() ) said.compares = Compares::covering;   // as "any"
    }
    said.spelling.way = way;
@@ -311,11 +297,11 @@ void readAsPathLine( LineCursor & line, AsPathListLine & said, std::vector<Doubt
 // a netmask nor a prefix.
 void becomeListed( AccessListLine & line, const AccessListLine * before ) {
    uint8_t & way = line.spelling.way;
-   if( way == kOddPrefixWay ) way = kPrefixWay;
-   if( !before || !before->netmask || line.netmask || ( way != kHostWay && way != kWildcardWay ) ) return;
+   if( way == Spelling::oddPrefix ) way = Spelling::usual;
+   if( !before || !before->netmask || line.netmask || ( way != Spelling::host && way != Spelling::wildcard ) ) return;
    line.netmask = before->netmask;
    line.compares = AccessListLine::Compares::address;
-   way = wayBehindIp( Way( way ), Way( before->spelling.way % kTwoWays ) );
+   line.spelling = Spelling::behindIp( line.spelling.source(), before->spelling.netmask() );
 }
 
 template <AddressFamily af>

@@ -15,13 +15,6 @@ struct Place {
    friend constexpr bool operator==( const Place &, const Place & ) noexcept { return true; }
 };
 
-/// In which of several ways a line says the same. 0 for all lines of the native dialect; the other values are those of ListLines.cpp.
-struct Spelling {
-   uint8_t way = 0;
-   // Spellings do not take part in comparisons of texts; the removal of a line compares them.
-   friend constexpr bool operator==( const Spelling &, const Spelling & ) noexcept { return true; }
-};
-
 /// An error in a text, and its place.
 struct TextError {
    Place place;

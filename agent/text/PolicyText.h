@@ -36,6 +36,25 @@ constexpr MatchOption kMatchIpv6AccessList{ 117 };
 
 using Community = uint32_t;   // the AS in its upper half
 
+/// In which of several ways a line of FRR says the same: FRR has each of them as a line of its own.
+struct Spelling {
+   enum Way : uint8_t {
+      usual,       // of a prefix list: any but the next; of an access list: a prefix
+      oddPrefix,   // of a prefix list: "any" as a prefix; of an access list, only while reading: a prefix not as FRR writes it
+      any,         // of an access list: the word
+      host,        // "host ADDRESS", or an address
+      wildcard,    // "ADDRESS WILDCARD"
+      ways         // and above: two of them, behind "ip"
+   };
+   uint8_t way = usual;
+
+   static constexpr Spelling behindIp( Way source, Way netmask ) noexcept { return { uint8_t( ways * ( 1 + source ) + netmask ) }; }
+   Way source() const noexcept { return Way( way < ways ? way : way / ways - 1 ); }
+   Way netmask() const noexcept { return Way( way % ways ); }
+   // Spellings do not take part in comparisons of texts; the removal of a line compares them.
+   friend constexpr bool operator==( const Spelling &, const Spelling & ) noexcept { return true; }
+};
+
 struct PrefixListLine {
    MatchPermit action = MatchPermit::permit;
    Ferule::IpGenPrefix prefix;   // no bit set after its length

@@ -91,17 +91,20 @@ bool isAny( const Ferule::IpGenAddrWithFullMask & source ) {
 }
 
 // "any", "host ADDRESS" or "ADDRESS WILDCARD".
-std::string sourceText( const Ferule::IpGenAddrWithFullMask & source ) {
+std::string sourceText( const Ferule::IpGenAddrWithFullMask & source, Spelling::Way way ) {
    const auto address = source.address().toStrep();
-   if( isAny( source ) ) return "any";
-   if( source.leadingOnesOfMask() == Ferule::addressBits( source.address().af() ) ) return fmt::format( "host {}", address.view() );
+   const bool isWildcard = way == Spelling::wildcard;
+   if( !isWildcard && isAny( source ) ) return "any";
+   if( !isWildcard && source.leadingOnesOfMask() == Ferule::addressBits( source.address().af() ) )
+      return fmt::format( "host {}", address.view() );
    const Ferule::IpAddr wildcard( ~static_cast<uint32_t>( source.mask().high >> 32 ) );
    return fmt::format( "{} {}", address.view(), wildcard.toStrep().view() );
 }
 
 void Lines::prefixLine( const PrefixListLine & line ) {
    const AddressFamily af = line.prefix.af();
-   if( line.prefix == Ferule::IpGenPrefix( Ferule::IpGenAddr( af ), 0 ) && !line.ge && line.le == Ferule::addressBits( af ) )
+   if( line.prefix == Ferule::IpGenPrefix( Ferule::IpGenAddr( af ), 0 ) && !line.ge && line.le == Ferule::addressBits( af ) &&
+       line.spelling.way == Spelling::usual )
       return write( "any" );
    write( "{}", line.prefix.toStrep().view() );
    if( line.ge ) write( " ge {}", *line.ge );
@@ -119,14 +122,16 @@ void Lines::accessLine( const AccessListLine & line ) {
    const auto & source = line.source;
    const unsigned length = source.leadingOnesOfMask();
    const bool isExact = line.compares == Compares::exact;
+   const auto way = line.spelling.source();
+   const bool isPrefixOfAll = line.compares == Compares::covering && way == Spelling::usual;
    const bool isHost = length == Ferule::addressBits( source.address().af() ) && line.compares == Compares::mask;
    const bool isPrefix = source.mask() == Ferule::Bits128::leadingOnes( length ) && line.compares != Compares::address && !isHost;
    if( line.netmask )
-      write( "ip {} {}", sourceText( source ), sourceText( *line.netmask ) );
-   else if( isPrefix && ( isExact || !isAny( source ) ) )
+      write( "ip {} {}", sourceText( source, way ), sourceText( *line.netmask, line.spelling.netmask() ) );
+   else if( isPrefix && way != Spelling::wildcard && ( isExact || !isAny( source ) || isPrefixOfAll ) )
       write( "{}/{}{}", source.address().toStrep().view(), length, isExact ? " exact-match" : "" );
    else
-      write( "{}", sourceText( source ) );
+      write( "{}", sourceText( source, way ) );
 }
 
 void Lines::accessList( AddressFamily af, const std::string & name, const AccessListText & list ) {

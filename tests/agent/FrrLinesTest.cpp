@@ -72,10 +72,10 @@ TEST( FrrLines, olderAndOtherSpellings ) {
       const char * is;
    } rows[] = {
       { "access-list 10 permit 10.0.0.0", "access-list 10 seq 5 permit host 10.0.0.0" },
-      { "access-list 10 permit 10.0.0.0 0.0.0.0", "access-list 10 seq 5 permit host 10.0.0.0" },
-      { "access-list 10 permit 0.0.0.0 255.255.255.255", "access-list 10 seq 5 permit any" },
-      { "access-list 10 permit 0.0.0.0/0", "access-list 10 seq 5 permit any" },
-      { "access-list 10 permit ip 0.0.0.0 255.255.255.255 any", "access-list 10 seq 5 permit ip any any" },
+      { "access-list 10 permit 10.0.0.0 0.0.0.0", "access-list 10 seq 5 permit 10.0.0.0 0.0.0.0" },
+      { "access-list 10 permit 0.0.0.0 255.255.255.255", "access-list 10 seq 5 permit 0.0.0.0 255.255.255.255" },
+      { "access-list 10 permit 0.0.0.0/0", "access-list 10 seq 5 permit 0.0.0.0/0" },
+      { "access-list 10 permit ip 0.0.0.0 255.255.255.255 any", "access-list 10 seq 5 permit ip 0.0.0.0 255.255.255.255 any" },
       { "bgp community-list 7 permit 65000:1", "bgp community-list standard 7 seq 5 permit 65000:1" },
       { "bgp community-list 500 permit .*", "bgp community-list expanded 500 seq 5 permit .*" },
       { "bgp community-list standard 500 permit 65000:1", "bgp community-list standard 500 seq 5 permit 65000:1" },
