@@ -1,5 +1,7 @@
 #include "table/LineResult.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <charconv>
 #include <iterator>
@@ -22,21 +24,12 @@ std::string whyNot( std::string_view text, const char * reason ) {
 
 // Most addresses of a table have this form, and a table has many. Nothing for any other text, which may be an address, too.
 std::optional<Ferule::IpGenAddr> dottedQuad( std::string_view text ) noexcept {
-   uint32_t address = 0, part = 0;
-   unsigned digits = 0, dots = 0;
-   for( const char c : text ) {
-      if( c >= '0' && c <= '9' ) {
-         if( digits != 0 && part == 0 ) return std::nullopt;
-         part = part * 10 + static_cast<uint32_t>( c - '0' );
-         if( ++digits > 3 || part > 255 ) return std::nullopt;
-      } else {
-         if( c != '.' || digits == 0 || ++dots > 3 ) return std::nullopt;
-         address = address << 8 | part;
-         part = digits = 0;
-      }
-   }
-   if( dots != 3 || digits == 0 ) return std::nullopt;
-   return Ferule::IpAddr( address << 8 | part );
+   char terminated[ INET_ADDRSTRLEN ] = {};
+   if( text.size() >= sizeof terminated || text.find( '\0' ) != text.npos ) return std::nullopt;
+   text.copy( terminated, text.size() );
+   in_addr address{};
+   if( inet_pton( AF_INET, terminated, &address ) != 1 ) return std::nullopt;
+   return Ferule::IpAddr( ntohl( address.s_addr ) );
 }
 
 template <class Value>

@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <string>
+
+#include "substrate/quoin/Exception.h"
+
 namespace Agent {
 namespace {
 
@@ -27,6 +32,19 @@ TEST( LineResultTest, prefixesThatAre ) {
       ASSERT_TRUE( prefix ) << row.text << ": " << reason;
       EXPECT_EQ( prefix->toStrep().view(), row.printed );
       EXPECT_EQ( reason, "" );
+   }
+}
+
+TEST( LineResultTest, addressesAreThoseOfTheValueClass ) {
+   for( const auto text : { "0.0.0.0"sv, "255.255.255.255"sv, "192.0.2.1"sv, "01.2.3.4"sv, "1.2.3.04"sv, "256.0.0.1"sv, "1.2.3"sv,
+                            "1.2.3.4."sv, "1..3.4"sv, ".1.2.3"sv, "1.2.3.4.5"sv, "1.2.3.4 "sv, "1.2.3.4\0"sv, "1.2.3.4\0005"sv, "1234"sv,
+                            "+1.2.3.4"sv, "2001:db8::1"sv, "::ffff:192.0.2.1"sv, ""sv } ) {
+      std::string reason;
+      std::optional<Ferule::IpGenAddr> expected;
+      try {
+         expected = Ferule::IpGenAddr( text );
+      } catch( const Quoin::RangeException & ) {}
+      EXPECT_EQ( parseAddress( text, reason ), expected ) << text;
    }
 }
 
