@@ -34,7 +34,6 @@ struct Attribute {
    std::string before;
    std::string after;
    Form form = Form::number;
-   bool changed() const { return before != after; }
 };
 
 std::string numberOrNone( const std::optional<uint32_t> & number ) {
@@ -69,31 +68,40 @@ std::string jsonKeyOf( std::string_view name ) {
    return key;
 }
 
-std::vector<Attribute> attributesOf( const AgentResult & was, const AgentResult & is ) {
+// Of most routes, policy changes one attribute or two: a text is made of these only.
+std::vector<Attribute> changesBetween( const AgentResult & was, const AgentResult & is ) {
    using Form = Attribute::Form;
    const TableRoute & from = was.route;
    const TableRoute & to = is.route;
-   std::vector<Attribute> all{
-      { "distance", "distance", numberOrNone( uint32_t( was.preference() ) ), numberOrNone( uint32_t( is.preference() ) ) },
-      { "metric", "metric", decimal( was.metric() ), decimal( is.metric() ) },
-      { "tag", "tag", numberOrNone( was.tag() ), was.tag() ? std::to_string( is.tag() ) : numberOrNone( is.tag() ) },
-      { "local-preference", "localPreference", numberOrNone( from.localPreference ), numberOrNone( to.localPreference ) },
-      { "next-hop", "nextHop", addressText( from.nextHop ), addressText( to.nextHop ), Form::text },
-      { "other next-hop", "otherNextHop", addressText( from.otherNextHop ), addressText( to.otherNextHop ), Form::text },
-      { "origin", "origin", originText( from ), originText( to ), Form::text },
-      { "as-path", "asPath", from.asPath, to.asPath, Form::text },
-      { "community", "communities", communityFigures( from.communities ), communityFigures( to.communities ), Form::list },
-      { "large-community", "largeCommunities", wordsOf( from.largeCommunities ), wordsOf( to.largeCommunities ), Form::list },
-      { "extcommunity", "extCommunities", wordsOf( from.extCommunities ), wordsOf( to.extCommunities ), Form::list }
+   std::vector<Attribute> all;
+   const auto add = [ & ]( std::string_view name, std::string_view key, const auto & before, const auto & after, auto textOf, Form form ) {
+      if( !( before == after ) ) all.push_back( { std::string( name ), std::string( key ), textOf( before ), textOf( after ), form } );
    };
-   const auto add = [ & ]( std::string_view name ) {
+   const auto number = []( const auto & n ) { return numberOrNone( n ); };
+   const auto words = []( const auto & communities ) { return wordsOf( communities ); };
+   const auto tag = [ & ]( uint32_t n ) { return was.tag() ? std::to_string( n ) : numberOrNone( n ); };   // a tag that goes is told as 0
+   const auto origin = []( const auto & o ) { return std::string( o ? nameOf( *o ) : "" ); };
+   const auto itself = []( const std::string & text ) { return text; };
+   add( "distance", "distance", uint32_t( was.preference() ), uint32_t( is.preference() ), number, Form::number );
+   add( "metric", "metric", was.metric(), is.metric(), decimal, Form::number );
+   add( "tag", "tag", was.tag(), is.tag(), tag, Form::number );
+   add( "local-preference", "localPreference", from.localPreference, to.localPreference, number, Form::number );
+   add( "next-hop", "nextHop", from.nextHop, to.nextHop, addressText, Form::text );
+   add( "other next-hop", "otherNextHop", from.otherNextHop, to.otherNextHop, addressText, Form::text );
+   add( "origin", "origin", from.origin, to.origin, origin, Form::text );
+   add( "as-path", "asPath", from.asPath, to.asPath, itself, Form::text );
+   add( "community", "communities", from.communities, to.communities, communityFigures, Form::list );
+   add( "large-community", "largeCommunities", from.largeCommunities, to.largeCommunities, words, Form::list );
+   add( "extcommunity", "extCommunities", from.extCommunities, to.extCommunities, words, Form::list );
+   const auto addOther = [ & ]( std::string_view name ) {
       const auto * const before = from.other( name );
       const auto * const after = to.other( name );
-      all.push_back( { std::string( name ), jsonKeyOf( name ), before ? *before : "", after ? *after : "", Form::text } );
+      if( !before || !after || *before != *after )
+         all.push_back( { std::string( name ), jsonKeyOf( name ), before ? *before : "", after ? *after : "", Form::text } );
    };
-   for( const auto & other : from.others ) add( other.name );
+   for( const auto & other : from.others ) addOther( other.name );
    for( const auto & other : to.others )
-      if( !from.other( other.name ) ) add( other.name );
+      if( !from.other( other.name ) ) addOther( other.name );
    return all;
 }
 
@@ -139,8 +147,7 @@ std::string textOf( const std::vector<RouteEvaluator::Sequence> & all, const std
 std::string changesOf( const AgentResult & from, const AgentResult & to ) {
    std::string text;
    if( sameRoute( from, to ) ) return text;
-   for( const auto & a : attributesOf( from, to ) ) {
-      if( !a.changed() ) continue;
+   for( const auto & a : changesBetween( from, to ) ) {
       if( !text.empty() ) text += ", ";
       text += a.name;
       if( !a.before.empty() ) text += ' ' + printable( a.before, kLongestText ) + " ->";
@@ -209,8 +216,7 @@ void addChanges( Json & to, const TableRoute & route, const AgentResult & result
    const AgentResult before( route );
    if( sameRoute( before, result ) ) return;
    Json & changes = to[ "changes" ] = Json::object();
-   for( const auto & a : attributesOf( before, result ) ) {
-      if( !a.changed() ) continue;
+   for( const auto & a : changesBetween( before, result ) ) {
       if( !a.before.empty() ) changes[ a.key ][ "from" ] = Json::parse( jsonValue( a, a.before ) );
       changes[ a.key ][ "to" ] = Json::parse( jsonValue( a, a.after ) );
    }
@@ -256,8 +262,7 @@ void appendJsonChanges( std::string & to, const TableRoute & route, const AgentR
    if( sameRoute( before, result ) ) return;
    to += ",\"changes\":{";
    bool first = true;
-   for( const auto & a : attributesOf( before, result ) ) {
-      if( !a.changed() ) continue;
+   for( const auto & a : changesBetween( before, result ) ) {
       to += first ? "\"" : ",\"";
       first = false;
       to.append( a.key ).append( "\":{" );
