@@ -106,6 +106,12 @@ void checkDialect( Dialect dialect, std::string_view bytes ) {
       check( doubt.kind == Agent::Doubt::Kind::netmask || doubt.kind == Agent::Doubt::Kind::hostBits,
              "no written line is skipped or replaced" );
 
+   LineLoader lenient( dialect, true );
+   lenient.load( "fuzz.conf", bytes );
+   check( lenient.errors().empty() && lenient.text() == once && lenient.text().leftOut.size() >= loader.errors().size(),
+          "a lenient loader leaves the wrong lines out and reads the others" );
+   for( const auto & line : lenient.text().leftOut ) checkText( line.error.reason, "the reason of a left-out line is printable" );
+
    LineLoader twice( dialect );
    for( int i = 0; i < 2; ++i ) twice.load( "fuzz.conf", bytes );
    checkAlike( twice, loader, "a second reading changes nothing" );

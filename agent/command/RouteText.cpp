@@ -43,8 +43,8 @@ std::string numberOrNone( uint32_t number ) {
    return number ? std::to_string( number ) : std::string();
 }
 
-std::string originText( const TableRoute & route ) {
-   return std::string( route.origin ? nameOf( *route.origin ) : "" );
+std::string originText( const std::optional<Origin> & origin ) {
+   return std::string( origin ? nameOf( *origin ) : "" );
 }
 std::string addressText( const Ferule::IpGenAddr & address ) {
    return std::string( address.af() == Ferule::AddressFamily::unset ? "" : address.toStrep().view() );
@@ -80,7 +80,6 @@ std::vector<Attribute> changesBetween( const AgentResult & was, const AgentResul
    const auto number = []( const auto & n ) { return numberOrNone( n ); };
    const auto words = []( const auto & communities ) { return wordsOf( communities ); };
    const auto tag = [ & ]( uint32_t n ) { return was.tag() ? std::to_string( n ) : numberOrNone( n ); };   // a tag that goes is told as 0
-   const auto origin = []( const auto & o ) { return std::string( o ? nameOf( *o ) : "" ); };
    const auto itself = []( const std::string & text ) { return text; };
    add( "distance", "distance", uint32_t( was.preference() ), uint32_t( is.preference() ), number, Form::number );
    add( "metric", "metric", was.metric(), is.metric(), decimal, Form::number );
@@ -88,7 +87,7 @@ std::vector<Attribute> changesBetween( const AgentResult & was, const AgentResul
    add( "local-preference", "localPreference", from.localPreference, to.localPreference, number, Form::number );
    add( "next-hop", "nextHop", from.nextHop, to.nextHop, addressText, Form::text );
    add( "other next-hop", "otherNextHop", from.otherNextHop, to.otherNextHop, addressText, Form::text );
-   add( "origin", "origin", from.origin, to.origin, origin, Form::text );
+   add( "origin", "origin", from.origin, to.origin, originText, Form::text );
    add( "as-path", "asPath", from.asPath, to.asPath, itself, Form::text );
    add( "community", "communities", from.communities, to.communities, communityFigures, Form::list );
    add( "large-community", "largeCommunities", from.largeCommunities, to.largeCommunities, words, Form::list );
@@ -169,7 +168,7 @@ std::string attributesOf( const TableRoute & route ) {
    add( "metric", decimal( route.metric ) );
    add( "tag", numberOrNone( route.tag ) );
    add( "local-preference", numberOrNone( route.localPreference ) );
-   add( "origin", originText( route ) );
+   add( "origin", originText( route.origin ) );
    add( "community", communityFigures( route.communities ) );
    add( "large-community", wordsOf( route.largeCommunities ) );
    add( "extcommunity", wordsOf( route.extCommunities ) );

@@ -2,6 +2,7 @@
 
 #include <iterator>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -153,10 +154,12 @@ void Lines::tagSet( const std::string & name, const TagSetText & set ) {
 
 template <class C>
 void Lines::communityList( const std::string & name, const CommunityListTextOf<C> & list ) {
-   writeList( fmt::format( "{} {} {}", wordsOf( list ), list.expanded ? "expanded" : "standard", name ), list,
-              [ & ]( const CommunityListLineOf<C> & line ) {
-                 write( "{}", list.expanded ? line.expression : line.communities.empty() ? "internet" : communitiesOf( line.communities ) );
-              } );
+   // A number tells the kind; FRR refuses both for a large community list.
+   const bool isNumbered = std::is_same_v<C, LargeCommunity> && name.find_first_not_of( "0123456789" ) == name.npos;
+   const std::string_view kind = isNumbered ? "" : list.expanded ? "expanded " : "standard ";
+   writeList( fmt::format( "{} {}{}", wordsOf( list ), kind, name ), list, [ & ]( const CommunityListLineOf<C> & line ) {
+      write( "{}", list.expanded ? line.expression : line.communities.empty() ? "internet" : communitiesOf( line.communities ) );
+   } );
 }
 
 void Lines::asPathList( const std::string & name, const AsPathListText & list ) {

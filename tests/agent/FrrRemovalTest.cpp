@@ -77,6 +77,11 @@ TEST( FrrRemoval, aLineWithoutANumberStandsFiveAboveTheHighest ) {
    EXPECT_EQ( loaded( "ip prefix-list P seq 4294967290 permit any\nip prefix-list P permit 10.0.0.0/8\n" ).errors().size(), 0u );
 }
 
+TEST( FrrRemoval, aNumberedListOfLargeCommunitiesIsWrittenWithoutItsKind ) {
+   const std::string lines = "bgp large-community-list 1 seq 5 permit 65001:1:1\nbgp large-community-list 100 seq 5 permit 1:.*\n";
+   EXPECT_EQ( writeText( loaded( lines ).text() ), lines );
+}
+
 TEST( FrrRemoval, aNeighborsLineWithAnotherDirectionHasNoEffect ) {
    for( const char * line : { "route-map R in x", "prefix-list P in out", "filter-list F IN", "distribute-list D" } ) {
       const auto text = loaded( std::string( "router bgp 1\n neighbor 192.0.2.1 remote-as 2\n neighbor 192.0.2.1 " ) + line + "\n" ).text();

@@ -235,7 +235,7 @@ TEST( CommunityLists, aNumberTellsTheKindOfList ) {
    EXPECT_EQ( loaded.error, "" );
    EXPECT_EQ( writeText( loaded.text ),
               "bgp community-list standard 1 seq 5 permit 64500:1\nbgp community-list expanded 500 seq 5 permit .*\n"
-              "bgp large-community-list standard 99 seq 5 permit 64500:1:2\n"
+              "bgp large-community-list 99 seq 5 permit 64500:1:2\n"
               "bgp extcommunity-list expanded 100 seq 5 permit RT:.*\n" );
    for( const char * line : { "bgp large-community-list 0 permit 1:1:1", "bgp large-community-list 501 permit 1:1:1",
                               "bgp large-community-list standard L permit 1:1", "bgp extcommunity-list standard L permit 64500:1",
