@@ -3,11 +3,15 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
+
+#include <fmt/format.h>
 
 #include "table/AsPath.h"
 #include "text/Constants.h"
 #include "text/SetForms.h"
+#include "text/TextWriter.h"
 
 namespace Agent {
 
@@ -35,10 +39,24 @@ void carry( TableRoute & route, const SetClause & clause ) {
    route.otherIs( form.words, operand.empty() ? "true" : operand );
 }
 
+// If only the daemon knows the value behind `words`, tells with them how the clause changes it.
+bool changesUnknown( TableRoute & route, std::string_view words, const SetClause & clause ) {
+   const std::string * const told = route.other( words );
+   if( told ) route.otherIs( words, fmt::format( "{}, then {}", *told, writeSet( clause ) ) );
+   return told;
+}
+
 void setMetric( TableRoute & route, const SetClause & clause ) {
+   const auto & words = setForm( SetKind::metric ).words;
    if( !clause.word.empty() ) return carry( route, clause );
-   if( clause.mode == SetClause::Mode::replaces ) route.otherDel( setForm( clause.kind ).words );
-   route.metric = changed( clause, route.metric.value() );
+   if( clause.kind == SetKind::metric && clause.mode == SetClause::Mode::replaces )
+      route.otherDel( words );
+   else if( changesUnknown( route, words, clause ) )
+      return;
+   const uint64_t metric = route.metric.value();
+   if( clause.kind == SetKind::metric ) route.metric = changed( clause, metric );
+   if( clause.kind == SetKind::minMetric ) route.metric = std::max( metric, clause.number );
+   if( clause.kind == SetKind::maxMetric ) route.metric = std::min( metric, clause.number );
 }
 
 // `communities`: ascending, each once.
@@ -76,11 +94,23 @@ void prepend( std::string & path, const SetClause & clause ) {
 }
 
 void exclude( std::string & path, const SetClause & clause, const Quoin::Ptr<const AsPathList> & list ) {
-   if( clause.word.empty() && clause.ases.empty() ) return path.clear();
    if( !clause.word.empty() && !list ) return;
    path = asPathWithout( path, [ & ]( uint32_t as ) {
       return list ? list->permits( std::to_string( as ) ) : std::ranges::find( clause.ases, as ) != clause.ases.end();
    } );
+}
+
+// "as-path prepend", "exclude" and "replace".
+void setAsPath( TableRoute & route, const SetClause & clause, const Quoin::Ptr<const AsPathList> & list ) {
+   const auto & replaced = setForm( SetKind::asPathReplace ).words;
+   if( clause.kind == SetKind::asPathExclude && clause.word.empty() && clause.ases.empty() ) {
+      route.asPath.clear();
+      route.otherDel( replaced );
+   } else if( !changesUnknown( route, replaced, clause ) ) {
+      if( clause.kind == SetKind::asPathPrepend ) prepend( route.asPath, clause );
+      if( clause.kind == SetKind::asPathExclude ) exclude( route.asPath, clause, list );
+      if( clause.kind == SetKind::asPathReplace ) carry( route, clause );
+   }
 }
 
 // A route has a next hop of each family. The one that tables show stands in front. "set ip next-hop" does not change an IPv6 route.
@@ -105,9 +135,9 @@ void change( TableRoute & route, const SetClause & clause, const CompiledSetList
    const auto number = static_cast<uint32_t>( clause.number );
    switch( clause.kind ) {
       case SetKind::distance: return;
-      case SetKind::metric: return setMetric( route, clause );
-      case SetKind::minMetric: route.metric = std::max( route.metric.value(), clause.number ); return;
-      case SetKind::maxMetric: route.metric = std::min( route.metric.value(), clause.number ); return;
+      case SetKind::metric:
+      case SetKind::minMetric:
+      case SetKind::maxMetric: return setMetric( route, clause );
       case SetKind::tag: route.tag = number; return;
       case SetKind::localPreference:
          route.localPreference = static_cast<uint32_t>( changed( clause, route.localPreference.value_or( kDefaultLocalPreference ) ) );
@@ -123,8 +153,9 @@ void change( TableRoute & route, const SetClause & clause, const CompiledSetList
       case SetKind::extNodeTarget:
       case SetKind::extColor: return addExtCommunities( route, clause );
       case SetKind::extNone: return deleteExtCommunities( route );
-      case SetKind::asPathPrepend: return prepend( route.asPath, clause );
-      case SetKind::asPathExclude: return exclude( route.asPath, clause, lists.ases );
+      case SetKind::asPathPrepend:
+      case SetKind::asPathExclude:
+      case SetKind::asPathReplace: return setAsPath( route, clause, lists.ases );
       case SetKind::ipNextHop:
       case SetKind::ipv6NextHopGlobal: return setNextHop( route, clause );
       default: return carry( route, clause );

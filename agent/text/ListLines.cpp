@@ -73,7 +73,28 @@ void removeAsFrr( NumberedLists<List> & lists, std::string_view name, std::optio
    }
 }
 
-void becomeListed( AccessListLine & line, const AccessListLine * before );
+// FRR keeps the netmask of the line `before`, which the line replaces, if the new one has neither a netmask nor a prefix.
+void keepNetmask( AccessListLine & line, const AccessListLine * before ) {
+   const auto way = line.spelling.way;
+   if( !before || !before->netmask || line.netmask || ( way != Spelling::host && way != Spelling::wildcard ) ) return;
+   line.netmask = before->netmask;
+   line.compares = AccessListLine::Compares::address;
+   line.spelling = Spelling::behindIp( line.spelling.source(), before->spelling.netmask() );
+}
+
+// Whether the list has the line already. FRR looks for a prefix as it is written, and refuses it if only the network is there.
+template <class List>
+bool isThere( NumberedLists<List> & lists, std::string_view name, std::optional<uint32_t> number,
+              typename NumberedLists<List>::Line & said ) {
+   if constexpr( std::is_same_v<List, AccessListText> )
+      if( said.spelling.way == Spelling::oddPrefix ) {
+         said.spelling.way = Spelling::usual;
+         const auto same = lists.numberOf( name, said );
+         if( same && same != number ) throw RefusedLine{ "the list has this prefix under another number" };
+         return false;
+      }
+   return lists.has( name, said );
+}
 
 // "NAME [seq N] permit|deny CONTENT"; after "no" also "NAME" and "NAME seq N". `describing` is the word before a description; empty if
 // such lists have none. Doubts of `readContent( line, said, noted )` count if the line has no error and is not removed.
@@ -100,8 +121,9 @@ void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool
    if( no && isFrr ) return removeAsFrr( lists, name.text, number, { said } );
    if( no ) return number ? lists.removeNumber( name.text, *number, said ) : void( lists.removeLine( name.text, said ) );
    for( auto & doubt : noted ) doubts.add( std::move( doubt ) );
+   if( ( isFrr || !number ) && isThere( lists, name.text, number, said ) ) return;
    const Place place = said.place;
-   if constexpr( std::is_same_v<List, AccessListText> ) becomeListed( said, number ? lists.find( name.text, *number ) : nullptr );
+   if constexpr( std::is_same_v<List, AccessListText> ) keepNetmask( said, number ? lists.find( name.text, *number ) : nullptr );
    const auto hasNoneLeft = [ & ] {
       return LineError{ name.column, fmt::format( "list {} has no number left for a line without \"seq\"", inQuotes( name.text ) ) };
    };
@@ -109,7 +131,7 @@ void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool
       if( lists.highest( name.text ) > kMax32 - 5 ) throw hasNoneLeft();
       number = lists.highest( name.text ) + 5;
    }
-   const auto added = lists.add( name.text, number, std::move( said ), isFrr );
+   const auto added = lists.add( name.text, number, std::move( said ) );
    if( !added.done ) throw hasNoneLeft();
    if( added.before && Doubts::isReplaced( added.before->place, place ) )
       doubts.replaced( fmt::format( "{} {}", lists.words(), name.text ), lineText<List>( *number, *added.before ), added.before->place,
@@ -291,17 +313,6 @@ void readAsPathLine( LineCursor & line, AsPathListLine & said, std::vector<Doubt
       throwExpected( "digits, blanks and operators of a regular expression",
                      { token.text.substr( at, 1 ), token.column + static_cast<uint32_t>( at ) } );
    said.expression = takeExpression( line );
-}
-
-// What a line becomes in the list, where it replaces the line `before`, if any. FRR keeps the netmask of that line if the new one has neither
-// a netmask nor a prefix.
-void becomeListed( AccessListLine & line, const AccessListLine * before ) {
-   uint8_t & way = line.spelling.way;
-   if( way == Spelling::oddPrefix ) way = Spelling::usual;
-   if( !before || !before->netmask || line.netmask || ( way != Spelling::host && way != Spelling::wildcard ) ) return;
-   line.netmask = before->netmask;
-   line.compares = AccessListLine::Compares::address;
-   line.spelling = Spelling::behindIp( line.spelling.source(), before->spelling.netmask() );
 }
 
 template <AddressFamily af>

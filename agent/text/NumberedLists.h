@@ -4,7 +4,6 @@
 ///    permit 10.0.0.0/8                  is line 5
 ///    seq 7 permit 10.1.0.0/16           is line 7
 ///    permit 10.2.0.0/16                 is line 10
-///    permit 10.0.0.0/8                  already is line 5: changes nothing
 ///    seq 7 deny 10.1.0.0/16             replaces line 7
 ///
 /// Invariant: every list has a line; a list that keepsDescribed() may have a description only. Any other description that comes before the
@@ -36,7 +35,7 @@ inline size_t hashOf( const PrefixListLine & line ) {
    return mix;
 }
 inline size_t hashOf( const AccessListLine & line ) {
-   return line.source.hash() + 2 * unsigned( line.compares ) + ( line.netmask ? line.netmask->hash() : 0 ) + unsigned( line.action );
+   return line.source.hash() + unsigned( line.action );   // the same for each line that hasTheWordsOf() this one
 }
 inline size_t hashOf( const AsPathListLine & line ) {
    return std::hash<std::string>()( line.expression ) + unsigned( line.action );
@@ -58,16 +57,17 @@ bool isSameLine( const Line & a, const Line & b ) {
    return a == b;
 }
 
-/// Another line that FRR takes for this one if the list does not have this one.
+/// Whether a line of a list has all words of `said`, and others. FRR then takes `said` for that line.
 template <class Line>
-std::optional<Line> takenFor( const Line & ) {
-   return std::nullopt;
+bool hasTheWordsOf( const Line &, const Line & ) {
+   return false;
 }
-inline std::optional<AccessListLine> takenFor( const AccessListLine & line ) {
-   if( line.compares != AccessListLine::Compares::covering ) return std::nullopt;
-   AccessListLine exact = line;
-   exact.compares = AccessListLine::Compares::exact;
-   return exact;
+inline bool hasTheWordsOf( const AccessListLine & listed, const AccessListLine & said ) {
+   using Compares = AccessListLine::Compares;
+   const auto way = said.spelling.way;
+   if( listed.action != said.action || listed.source != said.source || listed.spelling.source() != way ) return false;
+   if( way == Spelling::usual ) return listed.compares == Compares::exact && said.compares == Compares::covering;
+   return ( way == Spelling::host || way == Spelling::wildcard ) && listed.netmask;
 }
 
 /// Finds the numbers of the lines with a given content.
@@ -84,19 +84,23 @@ class ContentIndex {
       at->second.erase( number );
       if( at->second.empty() ) numbers_.erase( at );
    }
-   /// The lowest number of such a line.
+   /// The lowest number of the same line, or else of one that hasTheWordsOf() it.
    std::optional<uint32_t> find( const Lines & lines, const Line & line ) const {
       const auto same = findSame( lines, line );
-      const auto other = same ? std::nullopt : takenFor( line );
-      return other ? findSame( lines, *other ) : same;
+      return same ? same : findLonger( lines, line );
+   }
+   std::optional<uint32_t> findSame( const Lines & lines, const Line & line ) const { return find( lines, line, isSameLine<Line> ); }
+   std::optional<uint32_t> findLonger( const Lines & lines, const Line & line ) const {
+      return find( lines, line, []( const Line & listed, const Line & said ) { return hasTheWordsOf( listed, said ); } );
    }
 
  private:
-   std::optional<uint32_t> findSame( const Lines & lines, const Line & line ) const {
+   template <class Agrees>
+   std::optional<uint32_t> find( const Lines & lines, const Line & line, Agrees agrees ) const {
       const auto at = numbers_.find( hashOf( line ) );
       if( at == numbers_.end() ) return std::nullopt;
       for( const uint32_t number : at->second )
-         if( isSameLine( lines.at( number ), line ) ) return number;
+         if( agrees( lines.at( number ), line ) ) return number;
       return std::nullopt;
    }
 
@@ -146,9 +150,18 @@ class NumberedLists {
       bool done = true;             // false: no number is left
       std::optional<Line> before;   // the line that was replaced
    };
+   /// Whether the list has the line under any number, perhaps with more words.
+   bool has( std::string_view name, const Line & line ) {
+      const List * const list = find( name );
+      return list && index().find( list->lines, line );
+   }
+   /// The lowest number of this line.
+   std::optional<uint32_t> numberOf( std::string_view name, const Line & line ) {
+      const List * const list = find( name );
+      return list ? index().findSame( list->lines, line ) : std::nullopt;
+   }
    /// Adds the line, under the next number if `number` is empty.
-   /// `once`: a line that the list has under any number changes nothing.
-   Added add( std::string_view name, std::optional<uint32_t> number, Line line, bool once = false );
+   Added add( std::string_view name, std::optional<uint32_t> number, Line line );
    void remove( std::string_view name );
    /// If `line` is given, has an effect only on an equal line.
    void removeNumber( std::string_view name, uint32_t number, const std::optional<Line> & line );
@@ -190,9 +203,8 @@ class NumberedLists {
 };
 
 template <class List>
-auto NumberedLists<List>::add( std::string_view name, std::optional<uint32_t> number, Line line, bool once ) -> Added {
+auto NumberedLists<List>::add( std::string_view name, std::optional<uint32_t> number, Line line ) -> Added {
    List * const list = find( name );
-   if( list && ( once || !number ) && index().find( list->lines, line ) ) return {};
    if( !number ) {
       const uint32_t steps = highest( name ) / kStep;
       if( steps >= std::numeric_limits<uint32_t>::max() / kStep ) return { false, std::nullopt };

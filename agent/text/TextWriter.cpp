@@ -1,6 +1,8 @@
 #include "text/TextWriter.h"
 
+#include <algorithm>
 #include <iterator>
+#include <set>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -10,6 +12,7 @@
 
 #include "text/Community.h"
 #include "text/MatchForms.h"
+#include "text/NumberedLists.h"
 #include "text/SetForms.h"
 #include "text/SourceProtocol.h"
 
@@ -60,11 +63,13 @@ class Lines {
 
    template <class Line, class WriteContent>
    void writeList( std::string_view head, const ListText<Line> & list, WriteContent writeContent ) {
-      for( const auto & [ number, line ] : list.lines ) {
-         write( "{} seq {} {} ", head, number, stringValue( line.action ) );
-         writeContent( line );
-         write( "\n" );
-      }
+      for( const auto & [ number, line ] : list.lines ) writeLine( head, number, line, writeContent );
+   }
+   template <class Line, class WriteContent>
+   void writeLine( std::string_view head, uint32_t number, const Line & line, WriteContent writeContent ) {
+      write( "{} seq {} {} ", head, number, stringValue( line.action ) );
+      writeContent( line );
+      write( "\n" );
    }
 
    void prefixList( AddressFamily af, const std::string & name, const PrefixListText & list );
@@ -135,10 +140,26 @@ void Lines::accessLine( const AccessListLine & line ) {
       write( "{}", sourceText( source, way ) );
 }
 
+// The lines that FRR would take for an earlier line of the list.
+std::set<uint32_t> linesToReadFirst( const AccessListText & list ) {
+   using Line = AccessListLine;
+   const auto hasMoreWords = []( const auto & line ) { return line.second.netmask || line.second.compares == Line::Compares::exact; };
+   if( std::ranges::none_of( list.lines, hasMoreWords ) ) return {};
+   std::set<uint32_t> first;
+   const ContentIndex<Line> index( list.lines );
+   for( const auto & [ number, line ] : list.lines )
+      if( const auto longer = index.findLonger( list.lines, line ); longer && *longer < number ) first.insert( number );
+   return first;
+}
+
 void Lines::accessList( AddressFamily af, const std::string & name, const AccessListText & list ) {
    const auto head = fmt::format( "{}access-list {}", af == AddressFamily::ipv4 ? "" : "ipv6 ", name );
    if( !list.description.empty() ) write( "{} remark {}\n", head, list.description );
-   writeList( head, list, [ this ]( const AccessListLine & line ) { accessLine( line ); } );
+   const auto first = linesToReadFirst( list );
+   const auto writeContent = [ this ]( const AccessListLine & line ) { accessLine( line ); };
+   for( const uint32_t number : first ) writeLine( head, number, list.lines.at( number ), writeContent );
+   for( const auto & [ number, line ] : list.lines )
+      if( !first.contains( number ) ) writeLine( head, number, line, writeContent );
 }
 
 void Lines::tagSet( const std::string & name, const TagSetText & set ) {

@@ -99,6 +99,20 @@ TEST( Change, tellsAValueThatOnlyADaemonKnowsByItsWords ) {
               "next-hop 192.0.2.9 -> 192.0.2.1" );
 }
 
+TEST( Change, tellsWhatIsDoneToAValueThatOnlyADaemonKnows ) {
+   const auto apart = []( const std::string & first, const std::string & second ) {
+      return changesBy( first + "\non-match next\nroute-map M permit 20\n" + second );
+   };
+   EXPECT_EQ( changesBy( "set as-path replace any\nset as-path prepend 9 9" ), "as-path replace any, then as-path prepend 9 9" );
+   EXPECT_EQ( changesBy( "set as-path replace any\nset as-path exclude 65001" ), "as-path replace any, then as-path exclude 65001" );
+   EXPECT_EQ( apart( "set as-path replace any 7", "set as-path replace 7 8" ), "as-path replace any 7, then as-path replace 7 8" );
+   EXPECT_EQ( changesBy( "set as-path exclude 65001\nset as-path replace any" ),
+              "as-path 65001 65002 {65003,65001} 65001 -> 65002 {65003}, as-path replace any" );
+   EXPECT_EQ( apart( "set as-path replace any", "set as-path exclude all" ), "as-path 65001 65002 {65003,65001} 65001 -> none" );
+   EXPECT_EQ( apart( "set metric rtt", "set metric +5" ), "metric rtt, then metric +5" );
+   EXPECT_EQ( apart( "set metric rtt", "set min-metric 5" ), "metric rtt, then min-metric 5" );
+}
+
 TEST( Change, aMatchBehindAValueThatOnlyADaemonKnowsHasNoAnswer ) {
    const std::pair<const char *, const char *> rows[] = {
       { "set metric rtt", "match metric 5" },

@@ -3,6 +3,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -65,6 +66,25 @@ TEST( FrrAnswers, clausesAreTakenBack ) {
 
 TEST( FrrAnswers, valuesAreTakenOrRefused ) {
    expectAnswers( "values", 500 );
+}
+
+TEST( FrrAnswers, aLineOfAnAccessListMayStandInOtherWords ) {
+   expectAnswers( "spellings", 700 );
+}
+
+// FRR takes a line for an earlier one that has all its words.
+TEST( FrrAnswers, aLineThatWouldBeTakenForAnotherIsWrittenBeforeIt ) {
+   const std::pair<Lines, std::string> rows[] = {
+      { { "access-list L permit 10.0.0.0/8 exact-match", "access-list L permit 10.0.0.1/8" },
+        "access-list L seq 10 permit 10.0.0.0/8\naccess-list L seq 5 permit 10.0.0.0/8 exact-match\n" },
+      { { "access-list L seq 9 permit host 1.2.3.4", "access-list L seq 8 deny any", "access-list L seq 7 permit ip host 1.2.3.4 any" },
+        "access-list L seq 9 permit host 1.2.3.4\naccess-list L seq 7 permit ip host 1.2.3.4 any\naccess-list L seq 8 deny any\n" },
+   };
+   for( const auto & [ lines, written ] : rows ) {
+      const LineLoader loader = loaded( lines );
+      EXPECT_EQ( writeText( loader.text() ), written );
+      EXPECT_EQ( loaded( { written } ).text(), loader.text() );
+   }
 }
 
 TEST( FrrAnswers, severalBlanksAreOne ) {

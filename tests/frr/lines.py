@@ -316,7 +316,21 @@ for words, prefix in ( ( 'ip prefix-list', '10.0.0.0/8' ), ( 'ipv6 prefix-list',
    DESCRIBED += each( [ *lists( words, 'L description foo', f'L seq 5 permit {prefix}' ), f'no {words} L seq 5' ], f'{words} L permit {prefix}', f'no {words} L description' )
    DESCRIBED += each( [ *lists( words, f'L seq 5 permit {prefix}' ), f'no {words} L seq 5' ], f'{words} L description foo' )
 
-CASES = { 'removal': REMOVAL, 'clauses': BACK, 'values': VALUES, 'blanks': BLANKS, 'described': DESCRIBED }
+# ---- lines of access lists that are the same line in other words
+
+SOURCES = ( 'any', '0.0.0.0/0', '10.0.0.0/8', '10.0.0.1/8', '10.0.0.0/8 exact-match', '10.0.0.1/8 exact-match', '1.2.3.4', 'host 1.2.3.4', '1.2.3.4 0.0.0.0',
+            '12.0.0.0 0.255.255.255', '0.0.0.0 255.255.255.255', 'ip any any', 'ip host 1.2.3.4 any', 'ip 1.2.3.4 0.0.0.0 any',
+            'ip 12.0.0.0 0.255.255.255 host 255.0.0.0', 'ip 0.0.0.0 255.255.255.255 any' )
+SPELLINGS = []
+for source in SOURCES:
+   for other in SOURCES:
+      if other == '10.0.0.1/8' and source.endswith( 'exact-match' ):
+         continue   # bgpd shows two lines, but reads only the first of them again
+      SPELLINGS += [ lists( 'access-list', f'L permit {source}', f'L permit {other}' ),
+                     lists( 'access-list', f'L seq 5 permit {source}', f'L seq 5 permit {other}' ),
+                     [ *lists( 'access-list', f'L permit {source}', 'L permit 99.0.0.0/8' ), f'no access-list L permit {other}' ] ]
+
+CASES = { 'removal': REMOVAL, 'clauses': BACK, 'values': VALUES, 'blanks': BLANKS, 'described': DESCRIBED, 'spellings': SPELLINGS }
 
 
 def fails( _, status, text ):
