@@ -10,7 +10,6 @@
 
 #include "policy/PolicyEvalContext.h"
 #include "policy/PrefixListMatcher.h"
-#include "substrate/lists/PrefixListIndex.h"
 #include "tests/model/PrefixListModel.h"
 
 namespace {
@@ -84,7 +83,7 @@ void checkText( const PrefixListError & error, const PrefixListEntry & entry ) {
    for( const char c : text.view() ) check( c >= 0x20 && c < 0x7f, "an error is printable" );
 }
 
-// The same entries in a list without an index: entries that are added after trieIs() disable the index.
+// The same entries in a list that walks: entries are added after trieIs().
 Quoin::Ptr<const PrefixListStatus> walkedList( const PrefixListModel & model ) {
    auto entries = model.entries;
    std::sort( entries.begin(), entries.end(), []( const auto & a, const auto & b ) { return a.seqno > b.seqno; } );
@@ -94,7 +93,7 @@ Quoin::Ptr<const PrefixListStatus> walkedList( const PrefixListModel & model ) {
    for( const auto & e : entries )
       trie->routeIs( e.prefix,
                      Quoin::makeNode<PrefixListEntryData>( e.seqno, e.permit, e.prefix.length(), uint8_t( e.ge ), uint8_t( e.le ) ) );
-   check( entries.empty() || !status->index(), "a trie that has changed has no index" );
+   check( entries.empty() || !status->rows(), "the rows of a trie that has changed do not count" );
    return status;
 }
 
@@ -134,17 +133,17 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t * data, size_t size ) {
    }
 
    const auto list = builder.build();
-   check( list->index(), "a list that was built has an index" );
-   const PrefixListMatcher indexed( "indexed", list ), walked( "walked", walkedList( model ) );
+   check( list->rows(), "a list that was built has rows" );
+   const PrefixListMatcher rows( "rows", list ), walked( "walked", walkedList( model ) );
    const Quoin::Ptr<Routing::Policy::PolicyEvalContext> noContext;
    for( const auto & asked : questions ) {
       Routing::Policy::MatchInput_ route;
       route.prefixIs( asked );
       const auto answer = model.match( asked );
       const auto covered = tristate( model.coveredBy( asked ) );
-      check( indexed.matchPrefix( asked ) == answer, "the index answers like a scan" );
+      check( rows.matchPrefix( asked ) == answer, "the rows answer like a scan" );
       check( walked.matchPrefix( asked ) == answer, "a walk answers like a scan" );
-      check( indexed.coveredBy( &route, noContext ) == covered, "what covers a prefix is what a scan finds" );
+      check( rows.coveredBy( &route, noContext ) == covered, "what covers a prefix is what a scan finds" );
       check( walked.coveredBy( &route, noContext ) == covered, "whatever trie holds it" );
    }
    return 0;

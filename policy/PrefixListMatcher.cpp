@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include "substrate/lists/PrefixListIndex.h"
 #include "substrate/quoin/DisplayPointer.h"
 
 namespace Routing::Policy {
@@ -10,6 +9,7 @@ namespace Routing::Policy {
 namespace {
 
 using Result = PrefixListMatchResult;
+using RouteMap::PrefixListRows;
 
 // The use of the thread's context for one walk. The destructor clears the context.
 class Walk {
@@ -32,6 +32,16 @@ class Walk {
 
 bool canAnswer( const PrefixListStatus * status, const Ferule::IpGenPrefix & prefix ) {
    return status && status->af() == prefix.af();
+}
+
+// The rows that answer for a prefix; null if the walk must.
+const PrefixListRows * rowsFor( const PrefixListStatus * status, const Ferule::IpGenPrefix & prefix ) {
+   return canAnswer( status, prefix ) ? status->rows() : nullptr;
+}
+
+PrefixListMatchResultTuple tuple( const PrefixListRows::Answer & answer ) {
+   if( !answer.found ) return {};
+   return { answer.seqno, answer.permit ? Result::permit : Result::deny };
 }
 
 // Finds the entry of the trie that governs a prefix.
@@ -85,15 +95,13 @@ void PrefixListMatcherBase::formatDerivedType( std::ostream & os ) const {
 }
 
 PrefixListMatchResultTuple PrefixListMatcherBase::matchPrefix( const Ferule::IpGenPrefix & prefix ) const {
-   const auto * index = canAnswer( status_.get(), prefix ) ? status_->index() : nullptr;
-   if( !index ) return prefixListMatch( status_.get(), &prefix, matchWalker_.get() );
-   const auto answer = index->governing( status_->trie(), prefix );
-   if( !answer.found ) return {};
-   return { answer.seqno, answer.permit ? Result::permit : Result::deny };
+   const auto * const rows = rowsFor( status_.get(), prefix );
+   return rows ? tuple( rows->governing( prefix ) ) : prefixListMatch( status_.get(), &prefix, matchWalker_.get() );
 }
 
 PrefixListMatchResultTuple PrefixListMatcherBase::coveringPrefix( const Ferule::IpGenPrefix & prefix ) const {
-   return prefixListMatch( status_.get(), &prefix, coveredByWalker_.get() );
+   const auto * const rows = rowsFor( status_.get(), prefix );
+   return rows ? tuple( rows->covering( prefix ) ) : prefixListMatch( status_.get(), &prefix, coveredByWalker_.get() );
 }
 
 PrefixListMatcher::PrefixListMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status )

@@ -87,7 +87,7 @@ inline Ferule::IpGenAddr frrPeerOf( const MatchInput_ * input ) noexcept {
 
 /// Whether the list is a prefix list without a line: FRR lets every next hop and source of its family pass.
 inline bool permitsAll( const Routing::RouteMap::PrefixListStatus * list, AddressFamily af ) {
-   return list && list->af() == af && list->trie().entryCount() == 0;
+   return list && list->af() == af && list->entryCount() == 0;
 }
 inline bool permitsAll( const Routing::RouteMap::IpAccessListStatus *, AddressFamily ) {
    return false;

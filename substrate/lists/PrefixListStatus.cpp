@@ -1,36 +1,44 @@
 #include "substrate/lists/PrefixListStatus.h"
 
-#include "substrate/lists/PrefixListIndex.h"
 #include "substrate/plinth/Exception.h"
 
 namespace Routing::RouteMap {
 
 PrefixListEntryData::~PrefixListEntryData() = default;
 
-PrefixListStatus::PrefixListStatus( const Quoin::String & name, Ferule::AddressFamily af ) : af_( af ), name_( name ) {
-   trieIs( Quoin::makeNode<PatriciaTrieWithNodeData>( af, false ) );
+PrefixListStatus::PrefixListStatus( const Quoin::String & name, Ferule::AddressFamily af )
+      : af_( af ), rows_( Quoin::makeNode<PrefixListRows>( af ) ), name_( name ) {}
+
+PrefixListStatus::PrefixListStatus( const Quoin::String & name, const Quoin::Ptr<const PrefixListRows> & rows )
+      : af_( rows ? rows->af() : Ferule::AddressFamily::unset ), rows_( rows ), name_( name ) {
+   if( !rows ) Plinth::throwMutatorArgNullPointerException( "PrefixListStatus" );
 }
 
-PrefixListStatus::~PrefixListStatus() = default;
+PrefixListStatus::~PrefixListStatus() {
+   if( const auto * const made = made_.load( std::memory_order_relaxed ) ) made->decUseImpl();
+}
+
+const PatriciaTrieWithNodeData & PrefixListStatus::trie() const {
+   if( given_ ) return *given_;
+   const auto * made = made_.load( std::memory_order_acquire );
+   if( made ) return *made;
+   const auto trie = Quoin::makeNode<const PatriciaTrieWithNodeData>( af_, rows_ );
+   if( !made_.compare_exchange_strong( made, trie.get(), std::memory_order_acq_rel ) ) return *made;
+   trie->incUse();
+   return *trie;
+}
 
 void PrefixListStatus::trieIs( const Quoin::Ptr<const PatriciaTrieWithNodeData> & trie ) {
    if( !trie ) Plinth::throwMutatorArgNullPointerException( "PrefixListStatus::trieIs" );
-   index_ = PrefixListIndex::make( *trie );
-   trie_ = trie;
+   rows_ = PrefixListRows::ofTrie( *trie );
+   given_ = trie;
+   givenVersion_ = trie->version();
    af_ = trie->af();
 }
 
-const PrefixListIndex * PrefixListStatus::index() const noexcept {
-   return index_ && index_->current( *trie_ ) ? index_.get() : nullptr;
-}
-
 size_t PrefixListStatus::bytes() const noexcept {
-   size_t entries = 0;
-   trie_->visitAll( [ & ]( PatriciaTrieWithNodeData::Slot slot, PatriciaTrieWithNodeData::Slot, unsigned ) {
-      for( auto * entry = trie_->slotData( slot ); entry; entry = entry->next() ) ++entries;
-   } );
-   return sizeof *this + sizeof( PatriciaTrieWithNodeData ) + trie_->bytes() + ( index_ ? index_->bytes() : 0 ) +
-      entries * sizeof( PrefixListEntryData );
+   const size_t trie = given_ ? sizeof *given_ + given_->bytes() + given_->entryCount() * sizeof( PrefixListEntryData ) : 0;
+   return sizeof *this + ( rows_ ? sizeof *rows_ + rows_->bytes() : 0 ) + trie;
 }
 
 }   // namespace Routing::RouteMap

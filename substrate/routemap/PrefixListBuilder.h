@@ -3,27 +3,14 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 
 #include "routepolicy_export.h"
+#include "substrate/lists/PrefixListRowsEditor.h"
 #include "substrate/lists/PrefixListStatus.h"
+#include "substrate/routemap/NumberedEntries.h"
 
 namespace Routing::RouteMap {
-
-/// One entry as configured. Without bounds, it matches only its own prefix. With `ge` alone, it matches contained prefixes of length `ge`
-/// up to the bits of the family. With `le` alone, it matches contained prefixes from its own length up to `le`. With both, it matches
-/// contained prefixes of length `ge` to `le`.
-struct ROUTEPOLICY_API PrefixListEntry {
-   uint32_t seqno = 0;
-   Acl::MatchPermit action = Acl::MatchPermit::permit;
-   Ferule::IpGenPrefix prefix;
-   std::optional<uint32_t> ge;
-   std::optional<uint32_t> le;
-
-   /// The entry as text, such as "10 permit 10.0.0.0/8 ge 16 le 24".
-   Quoin::String toStrep() const;
-};
 
 /// The reason why an entry is refused.
 struct ROUTEPOLICY_API PrefixListError {
@@ -44,29 +31,34 @@ struct ROUTEPOLICY_API PrefixListError {
    Quoin::String toStrep() const;
 };
 
-/// Collects the entries of one list, in any order. Threading: one thread.
+/// Collects the entries of one list, in any order. The first build() makes the whole list; from then on, an edit changes its own part of it,
+/// and the statuses that were built share the rest. Cost of an edit and of a build: independent of the size of the list. Threading: one
+/// thread.
 class ROUTEPOLICY_API PrefixListBuilder {
  public:
-   PrefixListBuilder( const Quoin::String & name, Ferule::AddressFamily af ) : name_( name ), af_( af ) {}
+   PrefixListBuilder( const Quoin::String & name, Ferule::AddressFamily af ) : name_( name ), af_( af ), entries_( af ), rows_( af ) {}
 
-   /// Adds an entry. If the entry is refused, returns the reason and does not change the list.
+   /// Adds an entry. If the entry is refused, returns the reason and does not change the list. Errors: std::bad_alloc; the list is unchanged.
    [[nodiscard]] std::optional<PrefixListError> entryIs( const PrefixListEntry & entry );
-   /// Removes the entry with that sequence number. Returns false if it does not exist.
-   bool entryDel( uint32_t seqno ) { return entries_.erase( seqno ) != 0; }
+   /// Removes the entry with that sequence number. Returns false if it does not exist. Errors: std::bad_alloc; the list is unchanged.
+   bool entryDel( uint32_t seqno );
 
    size_t count() const noexcept { return entries_.size(); }
    /// The entries in ascending order of sequence number.
-   const std::map<uint32_t, PrefixListEntry> & entries() const noexcept { return entries_; }
+   const NumberedEntries & entries() const noexcept { return entries_; }
 
-   /// Compiles the present entries into a new status. The builder can be used further.
-   Quoin::Ptr<const PrefixListStatus> build() const;
+   /// Compiles the present entries into a new status. The builder can be used further. Errors: std::bad_alloc.
+   Quoin::Ptr<const PrefixListStatus> build();
 
  private:
    std::optional<PrefixListError::Reason> reasonAgainst( const PrefixListEntry & entry ) const;
+   void fill();
 
    Quoin::String name_;
    Ferule::AddressFamily af_;
-   std::map<uint32_t, PrefixListEntry> entries_;
+   NumberedEntries entries_;
+   PrefixListRowsEditor rows_;
+   bool isBehind_ = true;   // `rows_` is empty, and is filled by the next build()
 };
 
 }   // namespace Routing::RouteMap

@@ -23,7 +23,7 @@ class ROUTEPOLICY_API PrefixListProducer {
          : builder_( name, af ), publication_( table->symbol( name ) ) {}
 
    const Quoin::Ptr<PrefixListSymbol> & symbol() const noexcept { return publication_.symbol(); }
-   const std::map<uint32_t, PrefixListEntry> & entries() const noexcept { return builder_.entries(); }
+   const NumberedEntries & entries() const noexcept { return builder_.entries(); }
 
    /// Adds an entry and begins a change. If the entry is refused, returns the reason and does nothing else.
    [[nodiscard]] std::optional<PrefixListError> entryIs( const PrefixListEntry & entry );
@@ -31,7 +31,7 @@ class ROUTEPOLICY_API PrefixListProducer {
    bool entryDel( uint32_t seqno );
    /// Whether edits are pending.
    bool edited() const noexcept { return publication_.underWay(); }
-   /// Compiles the present entries and publishes the list. Cost: proportional to the whole list.
+   /// Compiles the present entries and publishes the list. Cost: at first, that of the whole list; later, that of the edits since.
    void publish() {
       publication_.publish( [ this ] { return builder_.build(); } );
    }

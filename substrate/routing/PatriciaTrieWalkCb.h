@@ -32,6 +32,7 @@ class ROUTEPOLICY_API PrefixData : public Quoin::Node {
 
  private:
    friend class PatriciaTrieWithNodeData;
+   friend class PrefixDataSource;
    static constexpr uint32_t kInChain = 1u << 28;   // of the node's flags
    Quoin::Ptr<const PrefixData> next_;
 };
@@ -43,6 +44,26 @@ class ROUTEPOLICY_API PatriciaTrieWalkCb : public Quoin::Node {
    /// Called for each prefix that the walk finds. `prefix` is the prefix in the trie, `data` the head of its chain. Returns true to
    /// continue the walk.
    virtual bool handlePrefixData( const Ferule::IpGenPrefix & prefix, const PrefixData * data ) = 0;
+};
+
+/// Data that is made when a walk asks for it. A trie may stand for such a source; see PatriciaTrieWithNodeData.
+/// Threading: walks run on any number of threads.
+class ROUTEPOLICY_API PrefixDataSource : public Quoin::Node {
+ public:
+   ~PrefixDataSource() override;
+   virtual size_t prefixCount() const noexcept = 0;
+   /// The number of data objects of all prefixes.
+   virtual size_t entryCount() const noexcept = 0;
+   /// As PatriciaTrieWithNodeData::ancestorWalk(), for a prefix of its family. The data that `walker` does not hold goes with the call.
+   virtual void ancestorWalk( const Ferule::IpGenPrefix & prefix, PatriciaTrieWalkCb * walker ) const = 0;
+
+ protected:
+   /// Returns the chain of `data` and, behind it, `rest`. `data` must be in no chain.
+   static Quoin::Ptr<const PrefixData> chained( const Quoin::Ptr<PrefixData> & data, Quoin::Ptr<const PrefixData> rest ) noexcept {
+      data->nodeFlagSet( PrefixData::kInChain );
+      data->next_ = std::move( rest );
+      return data;
+   }
 };
 
 }   // namespace Routing

@@ -1,7 +1,5 @@
 #include "substrate/routing/PatriciaTrieWithNodeData.h"
 
-#include <array>
-
 #include "substrate/plinth/Exception.h"
 #include "substrate/quoin/Assert.h"
 #include "substrate/quoin/BlockMemory.h"
@@ -10,31 +8,10 @@ namespace Routing {
 
 namespace {
 
-using Ferule::Bits128;
+using namespace SixBits;
 
 constexpr unsigned kLargeNodes = 1u << 16;   // about the size of a whole IPv4 table
 constexpr unsigned kLargeData = 1u << 19;
-
-// Six bits of an address from bit `depth` on; bits after the last bit are 0.
-inline unsigned sixBits( Bits128 bits, unsigned depth ) noexcept {
-   uint64_t v;
-   if( depth <= 58 )
-      v = bits.high >> ( 58 - depth );
-   else if( depth < 64 )
-      v = bits.high << ( depth - 58 ) | bits.low >> ( 122 - depth );
-   else
-      v = depth <= 122 ? bits.low >> ( 122 - depth ) : bits.low << ( depth - 122 );
-   return v & 63;
-}
-
-// The bits of `inner` for prefix lengths up to `r`; `r` is 0 to 5.
-constexpr uint64_t innerUpTo( unsigned r ) noexcept {
-   return ( uint64_t( 1 ) << ( ( 2u << r ) - 1 ) ) - 1;
-}
-
-inline bool samePrefix( Bits128 a, Bits128 b, unsigned length ) noexcept {
-   return ( ( a ^ b ) & Bits128::leadingOnes( length ) ).none();
-}
 
 }   // namespace
 
@@ -48,6 +25,7 @@ void PrefixData::operator delete( void * data ) noexcept {
 }
 
 PatriciaTrieWalkCb::~PatriciaTrieWalkCb() = default;
+PrefixDataSource::~PrefixDataSource() = default;
 PatriciaTrieHeir::~PatriciaTrieHeir() = default;
 
 PatriciaTrieWithNodeData::PatriciaTrieWithNodeData( Ferule::AddressFamily af, bool large ) : af_( af ) {
@@ -55,6 +33,12 @@ PatriciaTrieWithNodeData::PatriciaTrieWithNodeData( Ferule::AddressFamily af, bo
       nodes_.reserve( kLargeNodes );
       data_.reserve( kLargeData );
    }
+   nodes_.allocate( 1 );
+}
+
+PatriciaTrieWithNodeData::PatriciaTrieWithNodeData( Ferule::AddressFamily af, const Quoin::Ptr<const PrefixDataSource> & source )
+      : af_( af ), source_( source ) {
+   if( !source ) Plinth::throwMutatorArgNullPointerException( "PatriciaTrieWithNodeData" );
    nodes_.allocate( 1 );
 }
 
@@ -80,6 +64,7 @@ void PatriciaTrieWithNodeData::routeIs( const Ferule::IpGenPrefix & prefix, cons
    if( !data ) Plinth::throwMutatorArgNullPointerException( "PatriciaTrieWithNodeData::routeIs" );
    QUOIN_ASSERT( prefix.af() == af_ && prefix.length() <= Ferule::addressBits( af_ ), "prefix.af() == af_" );
    QUOIN_ASSERT( !data->inChain(), "!data->inChain()" );
+   QUOIN_ASSERT( !source_, "!source_" );
    const Bits128 bits = prefix.ipGenAddr().bits() & Bits128::leadingOnes( prefix.length() );
    ++version_;
    auto & head = data_[ slotIs( bits, prefix.length() ) ];
@@ -105,10 +90,10 @@ PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::slotIs( Bits128 bits, u
             throw;
          }
       }
-      const unsigned v = sixBits( bits, depth );
+      const unsigned v = SixBits::at( bits, depth );
       const TrieNode & node = nodes_[ at ];
       if( length <= depth + kStride || !( node.child >> v & 1 ) ) return place( nodes_[ at ], depth, bits, length, kNoSlot );
-      at = node.childBase + TrieNode::rank( node.child, v );
+      at = node.childBase + rank( node.child, v );
    }
 }
 
@@ -116,19 +101,19 @@ PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::slotIs( Bits128 bits, u
 // these six bits yet. `loneSlot` is the present slot of the prefix, or kNoSlot for a new prefix. Returns the slot. Nodes may move.
 PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::place( TrieNode & node, unsigned depth, Bits128 bits, unsigned length,
                                                                 Slot loneSlot ) {
-   const unsigned v = sixBits( bits, depth );
+   const unsigned v = SixBits::at( bits, depth );
    const unsigned r = length - depth;
    if( r > kStride ) {
       const Slot slot = loneSlot != kNoSlot ? loneSlot : data_.allocate( 1 );
       const size_t self = static_cast<size_t>( &node - nodes_.data() );
       const uint32_t base =
-         nodes_.grow( node.childBase, node.childCount(), TrieNode::rank( node.child, v ), TrieNode::makeLone( bits, length, slot ) );
+         nodes_.grow( node.childBase, node.childCount(), rank( node.child, v ), TrieNode::makeLone( bits, length, slot ) );
       nodes_[ self ].childBase = base;
       nodes_[ self ].child |= uint64_t( 1 ) << v;
       return slot;
    }
    const bool isFull = r == kStride;
-   const unsigned bit = isFull ? v : ( 1u << r ) - 1 + ( v >> ( kStride - r ) );
+   const unsigned bit = isFull ? v : innerBit( r, v );
    uint64_t & bitmap = isFull ? node.full : node.inner;
    const Slot slot = isFull ? node.fullSlot( bit ) : node.innerSlot( bit );
    if( bitmap >> bit & 1 ) return slot;
@@ -146,11 +131,6 @@ PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::place( TrieNode & node,
 // containing prefixes; false ends the descent. Calls `onLone( node )` for a lone node that contains the prefix; this is the last call.
 template <class OnNode, class OnLone>
 void PatriciaTrieWithNodeData::descend( Bits128 bits, unsigned length, OnNode && onNode, OnLone && onLone ) const {
-   static constexpr auto kInnerPath = [] {
-      std::array<uint64_t, 64> paths{};
-      for( unsigned v = 0; v < 64; ++v ) paths[ v ] = innerPath( v );
-      return paths;
-   }();
    const TrieNode * node = nodes_.data();
    Bits128 rest = bits;   // the bits from `depth` on
    for( unsigned depth = 0;; depth += kStride ) {
@@ -169,14 +149,15 @@ void PatriciaTrieWithNodeData::descend( Bits128 bits, unsigned length, OnNode &&
       const uint64_t upToV = node->child << ( 63 - v );   // the highest bit is v's
       if( !( upToV >> 63 ) ) return;
       node = nodes_.data() + ( node->childBase + static_cast<unsigned>( std::popcount( upToV ) ) - 1 );
-      rest = { rest.high << kStride | rest.low >> ( 64 - kStride ), rest.low << kStride };
+      rest = behind( rest );
    }
 }
 
 void PatriciaTrieWithNodeData::ancestorWalk( const Ferule::IpGenPrefix & prefix, PatriciaTrieWalkCb * walker ) const {
    if( prefix.af() != af_ ) return;
+   if( source_ ) return source_->ancestorWalk( prefix, walker );
    auto handle = [ & ]( Slot slot, unsigned length ) {
-      return walker->handlePrefixData( Ferule::IpGenPrefix( prefix.ipGenAddr(), uint8_t( length ) ).subnet(), slotData( slot ) );
+      return walker->handlePrefixData( Ferule::IpGenPrefix( prefix.ipGenAddr(), uint8_t( length ) ).subnet(), data_[ slot ].get() );
    };
    descend(
       prefix.ipGenAddr().bits(), prefix.length(),
@@ -190,25 +171,9 @@ void PatriciaTrieWithNodeData::ancestorWalk( const Ferule::IpGenPrefix & prefix,
       [ & ]( const TrieNode & lone ) { handle( lone.dataBase, lone.loneLength() ); } );
 }
 
-PatriciaTrieWithNodeData::Slot PatriciaTrieWithNodeData::longestMatch( const Ferule::IpGenPrefix & prefix ) const noexcept {
-   // Computing a slot costs more than testing bits, so only the slot of the last hit is computed.
-   const TrieNode * last = nullptr;
-   uint64_t lastHits = 0;
-   unsigned lastFull = 0;
-   Slot slot = kNoSlot;
-   descend(
-      prefix.ipGenAddr().bits(), prefix.length(),
-      [ & ]( const TrieNode & node, uint64_t hits, bool fullHit, unsigned v, unsigned ) {
-         if( hits || fullHit ) {
-            last = &node;
-            lastHits = fullHit ? 0 : hits;
-            lastFull = v;
-         }
-         return true;
-      },
-      [ & ]( const TrieNode & lone ) { slot = lone.dataBase; } );
-   if( slot != kNoSlot || !last ) return slot;
-   return lastHits ? last->innerSlot( static_cast<unsigned>( std::bit_width( lastHits ) ) - 1 ) : last->fullSlot( lastFull );
+Ferule::IpGenPrefix PatriciaTrieWithNodeData::prefix( Bits128 bits, unsigned length ) const noexcept {
+   if( af_ == Ferule::AddressFamily::ipv6 ) return Ferule::Ip6Prefix{ Ferule::Ip6Addr( bits ), uint8_t( length ) };
+   return Ferule::IpGenPrefix( Ferule::IpAddr( uint32_t( bits.high >> 32 ) ), uint8_t( length ) );
 }
 
 // A table of random prefixes needs two nodes per IPv4 prefix and up to eight per IPv6 prefix; an internet table needs far fewer.

@@ -21,6 +21,7 @@
 #include "routepolicy_export.h"
 #include "substrate/routing/Arena.h"
 #include "substrate/routing/PatriciaTrieWalkCb.h"
+#include "substrate/routing/SixBits.h"
 
 namespace Routing {
 
@@ -39,12 +40,15 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
  public:
    /// Creates an empty trie. `large` reserves memory for a whole IPv4 table at once.
    PatriciaTrieWithNodeData( Ferule::AddressFamily af, bool large );
+   /// Creates a trie that stands for `source`: only counts and ancestorWalk() have an answer, and nothing can be added.
+   /// Errors: MutatorArgNullPointerException on null.
+   PatriciaTrieWithNodeData( Ferule::AddressFamily af, const Quoin::Ptr<const PrefixDataSource> & source );
    ~PatriciaTrieWithNodeData() override;
 
    Ferule::AddressFamily af() const noexcept { return af_; }
-   size_t prefixCount() const noexcept { return prefixCount_; }
+   size_t prefixCount() const noexcept { return source_ ? source_->prefixCount() : prefixCount_; }
    /// The number of data objects in all chains.
-   size_t entryCount() const noexcept { return entryCount_; }
+   size_t entryCount() const noexcept { return source_ ? source_->entryCount() : entryCount_; }
    /// Increases with every change.
    uint32_t version() const noexcept { return version_; }
    /// The memory of the nodes and of the data array, without the data objects and the lists of free blocks.
@@ -73,27 +77,16 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    /// trie is empty. After the first call, the trie must not be used for anything else.
    bool letGo( size_t atMost ) noexcept;
 
-   /// An index into the data array. Structures beside the trie use slots to refer to prefixes. A slot is valid until the version changes.
-   using Slot = uint32_t;
-   static constexpr Slot kNoSlot = ~Slot( 0 );
-   /// One above the greatest slot. Free slots count too.
-   size_t slotCount() const noexcept { return data_.size(); }
-   /// The head of the chain in that slot; null for a free slot.
-   const PrefixData * slotData( Slot slot ) const noexcept { return data_[ slot ].get(); }
-
-   /// The slot of the longest prefix in the trie that equals or contains `prefix`; kNoSlot if none does.
-   /// `prefix` must be of this family.
-   Slot longestMatch( const Ferule::IpGenPrefix & prefix ) const noexcept;
-
-   /// Calls `visit( slot, parent, length )` for each prefix, a parent before its children. `parent` is the slot of the longest other prefix
-   /// that contains this prefix, or kNoSlot; `length` is the length of this prefix.
+   /// Calls `visit( prefix, head )` with the head of the chain at each prefix, in ascending order of the prefixes.
    template <class Visit>
    void visitAll( Visit && visit ) const {
-      visitNode( nodes_[ 0 ], 0, kNoSlot, visit );
+      visitNode( nodes_[ 0 ], 0, {}, visit );
    }
 
  private:
-   static constexpr unsigned kStride = 6;
+   using Slot = uint32_t;   // an index into the data array
+   static constexpr Slot kNoSlot = ~Slot( 0 );
+   static constexpr unsigned kStride = SixBits::kStride;
    static constexpr uint32_t kLone = ~uint32_t( 0 );
 
    struct TrieNode {
@@ -111,23 +104,11 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
       Ferule::Bits128 loneBits() const noexcept { return { inner, full }; }
       unsigned loneLength() const noexcept { return static_cast<unsigned>( child ); }
 
-      static unsigned rank( uint64_t bitmap, unsigned bit ) noexcept {
-         return static_cast<unsigned>( std::popcount( bitmap & ( ( uint64_t( 1 ) << bit ) - 1 ) ) );
-      }
-      unsigned dataCount() const noexcept { return static_cast<unsigned>( std::popcount( inner ) + std::popcount( full ) ); }
-      unsigned childCount() const noexcept { return static_cast<unsigned>( std::popcount( child ) ); }
-      Slot innerSlot( unsigned bit ) const noexcept { return dataBase + rank( inner, bit ); }
-      Slot fullSlot( unsigned v ) const noexcept { return dataBase + static_cast<Slot>( std::popcount( inner ) ) + rank( full, v ); }
+      unsigned dataCount() const noexcept { return SixBits::count( inner ) + SixBits::count( full ); }
+      unsigned childCount() const noexcept { return SixBits::count( child ); }
+      Slot innerSlot( unsigned bit ) const noexcept { return dataBase + SixBits::rank( inner, bit ); }
+      Slot fullSlot( unsigned v ) const noexcept { return dataBase + SixBits::count( inner ) + SixBits::rank( full, v ); }
    };
-
-   // The bits of `inner` for the prefixes of 0 to 5 bits that contain the six bits `v`.
-   static constexpr uint64_t innerPath( unsigned v ) noexcept {
-      uint64_t path = 0;
-      for( unsigned r = 0; r < kStride; ++r ) path |= uint64_t( 1 ) << ( ( 1u << r ) - 1 + ( v >> ( kStride - r ) ) );
-      return path;
-   }
-   // The number of bits of the prefix that the bit `bit` of `inner` marks.
-   static constexpr unsigned innerLength( unsigned bit ) noexcept { return static_cast<unsigned>( std::bit_width( bit + 1 ) ) - 1; }
 
    void lastUserGone() const override;
    template <class OnNode, class OnLone>
@@ -136,29 +117,18 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    Slot place( TrieNode & node, unsigned depth, Ferule::Bits128 bits, unsigned length, Slot loneSlot );
    TrieNode takeFrom( PatriciaTrieWithNodeData & from, const TrieNode & node ) noexcept;
 
+   Ferule::IpGenPrefix prefix( Ferule::Bits128 bits, unsigned length ) const noexcept;
+
    template <class Visit>
-   void visitNode( const TrieNode & node, unsigned depth, Slot above, Visit & visit ) const {
-      if( node.lone() ) return visit( node.dataBase, above, node.loneLength() );
-      // The parent of the prefix of `r` bits with the value `v`: the longest shorter prefix of this node, or the parent of the node.
-      auto parent = [ & ]( unsigned r, unsigned v ) {
-         const unsigned six = v << ( kStride - r );
-         const uint64_t shorter = node.inner & innerPath( six ) & ( ( uint64_t( 1 ) << ( ( 1u << r ) - 1 ) ) - 1 );
-         return shorter ? node.innerSlot( static_cast<unsigned>( std::bit_width( shorter ) ) - 1 ) : above;
-      };
-      for( uint64_t rest = node.inner; rest; rest &= rest - 1 ) {
-         const unsigned bit = static_cast<unsigned>( std::countr_zero( rest ) );
-         const unsigned r = innerLength( bit );
-         visit( node.innerSlot( bit ), parent( r, bit + 1 - ( 1u << r ) ), depth + r );
-      }
-      for( unsigned v = 0; v < 64; ++v ) {
-         const uint64_t bit = uint64_t( 1 ) << v;
-         if( !( ( node.full | node.child ) & bit ) ) continue;
-         Slot up = parent( kStride, v );
-         if( node.full & bit ) {
-            visit( node.fullSlot( v ), up, depth + kStride );
-            up = node.fullSlot( v );
-         }
-         if( node.child & bit ) visitNode( nodes_[ node.childBase + TrieNode::rank( node.child, v ) ], depth + kStride, up, visit );
+   void visitNode( const TrieNode & node, unsigned depth, Ferule::Bits128 bits, Visit & visit ) const {
+      if( node.lone() ) return visit( prefix( node.loneBits(), node.loneLength() ), data_[ node.dataBase ].get() );
+      for( unsigned v = 0; v < SixBits::kValues; ++v ) {
+         const Ferule::Bits128 here = bits ^ SixBits::placed( v, depth );
+         for( unsigned r = 0; r < kStride; ++r )
+            if( const unsigned bit = SixBits::innerBit( r, v ); SixBits::innerValue( bit ) == v && node.inner >> bit & 1 )
+               visit( prefix( here, depth + r ), data_[ node.innerSlot( bit ) ].get() );
+         if( node.full >> v & 1 ) visit( prefix( here, depth + kStride ), data_[ node.fullSlot( v ) ].get() );
+         if( node.child >> v & 1 ) visitNode( nodes_[ node.childBase + SixBits::rank( node.child, v ) ], depth + kStride, here, visit );
       }
    }
 
@@ -168,6 +138,7 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    Arena<TrieNode, 64> nodes_;                       // the first is the root
    Arena<Quoin::Ptr<const PrefixData>, 127> data_;   // heads of chains
    size_t entryCount_ = 0;
+   const Quoin::Ptr<const PrefixDataSource> source_;   // null: the trie has data of its own
    mutable Quoin::Ptr<PatriciaTrieHeir> heir_;   // null after the heir has received the trie
 };
 

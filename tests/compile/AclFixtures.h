@@ -76,12 +76,11 @@ inline std::vector<std::string> manyRules( unsigned n ) {
 /// Every rule of a trie by its number: "10 permit 10.1.2.3/8 at 10.0.0.0/8", address and mask as they came and the prefix that it stands at.
 inline std::vector<std::string> rulesOf( const PatriciaTrieWithNodeData & trie ) {
    std::multimap<uint32_t, std::string> rules;
-   trie.visitAll( [ & ]( auto slot, auto, unsigned length ) {
-      for( auto * e = static_cast<const AclEntryData *>( trie.slotData( slot ) ); e; e = e->nextEntry() ) {
-         const Ferule::IpGenPrefix at( e->source().address(), uint8_t( length ) );
+   trie.visitAll( [ & ]( const Ferule::IpGenPrefix & prefix, const Routing::PrefixData * head ) {
+      for( auto * e = static_cast<const AclEntryData *>( head ); e; e = e->nextEntry() ) {
          rules.emplace( e->seqno(),
                         std::to_string( e->seqno() ) + ( e->permit() == Acl::MatchPermit::permit ? " permit " : " deny " ) +
-                           std::string( e->source().toStrep().view() ) + " at " + std::string( at.subnet().toStrep().view() ) );
+                           std::string( e->source().toStrep().view() ) + " at " + std::string( prefix.toStrep().view() ) );
       }
    } );
    std::vector<std::string> texts;

@@ -589,7 +589,7 @@ TEST_F( IpAclTypeConfigSmTest, aLargeOldTrieIsFreedInSlices ) {
    runUntilIdle( *clock );
    auto old = status();
    Quoin::Ptr<const PatriciaTrieWithNodeData> trie( &old->trie() );
-   ASSERT_GT( trie->slotCount(), kRules / 2 );
+   ASSERT_GT( trie->prefixCount(), kRules / 2 );
    old = nullptr;
    type->aclDel( "A" );
    EXPECT_EQ( trie->useCount(), 1u );

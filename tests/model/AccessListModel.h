@@ -63,8 +63,8 @@ inline bool sameRule( const AclPrefixEntry & a, const AclPrefixEntry & b ) {
 /// Every rule of a compiled list, by its number.
 inline Rules rulesIn( const Routing::RouteMap::IpAccessListStatus & status ) {
    Rules rules;
-   status.trie().visitAll( [ & ]( auto slot, auto, unsigned ) {
-      const auto * first = static_cast<const Routing::RouteMap::AclEntryData *>( status.trie().slotData( slot ) );
+   status.trie().visitAll( [ & ]( const Ferule::IpGenPrefix &, const Routing::PrefixData * head ) {
+      const auto * first = static_cast<const Routing::RouteMap::AclEntryData *>( head );
       for( const auto * e = first; e; e = e->nextEntry() ) rules.push_back( { e->seqno(), e->source(), e->permit() } );
    } );
    std::ranges::sort( rules, {}, &AclPrefixEntry::seqno );

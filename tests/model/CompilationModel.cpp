@@ -870,8 +870,8 @@ std::optional<size_t> Program::prefixListOf( const std::unique_ptr<PrefixListPro
                                              EvaluationModel::Policy & policy ) const {
    if( !list || !list->symbol()->status() ) return {};
    EvaluationModel::PrefixList out{ family, {} };
-   for( const auto & [ seqno, entry ] : list->entries() )
-      out.entries.push_back( { seqno, entry.action == Acl::MatchPermit::permit, modelOf( entry.prefix ),
+   for( const auto & entry : list->entries() )
+      out.entries.push_back( { entry.seqno, entry.action == Acl::MatchPermit::permit, modelOf( entry.prefix ),
                                entry.ge ? std::optional<unsigned>( *entry.ge ) : std::nullopt,
                                entry.le ? std::optional<unsigned>( *entry.le ) : std::nullopt } );
    policy.prefixLists.push_back( out );
@@ -1146,7 +1146,7 @@ std::string Program::changeOfSequences( Lengths & lengths, unsigned i, unsigned 
       }
       case 1: {   // while a list is under way: when that lands
          if( !usesIt || v4_[ list ]->entries().empty() ) return {};
-         v4_[ list ]->entryDel( v4_[ list ]->entries().begin()->first );
+         v4_[ list ]->entryDel( ( *v4_[ list ]->entries().begin() ).seqno );
          flip( *entry );
          raiseOnce( *m );
          while( agent_.scheduler->runOne() ) {}

@@ -8,7 +8,6 @@
 #include <gmock/gmock.h>
 
 #include "policy/PrefixListMatcher.h"
-#include "substrate/lists/PrefixListIndex.h"
 #include "tests/model/RandomCases.h"
 #include "tests/policy/ListFixtures.h"
 
@@ -186,7 +185,7 @@ TEST( PrefixListModel, aBuiltListAnswersLikeALinearScanOfWhatItTook ) {
             EXPECT_EQ( builder.count(), model.entries.size() );
          }
          const auto list = builder.build();
-         EXPECT_NE( list->index(), nullptr );
+         EXPECT_NE( list->rows(), nullptr );
          expectSame(
             PrefixListMatcher( "list", list ), anyQuestions( random, prefixes, model.entries ), model.entries,
             [ & ]( const auto & asked ) { return model.match( asked ); },

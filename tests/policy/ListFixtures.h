@@ -92,16 +92,16 @@ inline Quoin::Ptr<PrefixListEntryData> plainEntry( const PrefixListModel::Entry 
 
 /// The roads on which a list answers. The answer is the same on all.
 enum class Road {
-   index,            // through the index
-   compactedIndex,   // the same over a compacted trie
+   rows,             // through the rows
+   compactedRows,    // the same of a compacted trie
    ownEntries,       // an agent's entry type: the walk
    filledAfter,      // a trie that got its entries after it was installed: the walk
    compactedAfter    // a trie that was compacted after it was installed: the walk
 };
-constexpr Road kRoads[] = { Road::index, Road::compactedIndex, Road::ownEntries, Road::filledAfter, Road::compactedAfter };
+constexpr Road kRoads[] = { Road::rows, Road::compactedRows, Road::ownEntries, Road::filledAfter, Road::compactedAfter };
 
 inline std::ostream & operator<<( std::ostream & os, Road road ) {
-   const char * const names[] = { "index", "compactedIndex", "ownEntries", "filledAfter", "compactedAfter" };
+   const char * const names[] = { "rows", "compactedRows", "ownEntries", "filledAfter", "compactedAfter" };
    return os << names[ size_t( road ) ];
 }
 
@@ -116,11 +116,11 @@ inline Quoin::Ptr<const PrefixListStatus> prefixListBy( Road road, const PrefixL
       else
          trie->routeIs( e.prefix, plainEntry( e ) );
    }
-   if( road == Road::compactedIndex ) trie->compact();
+   if( road == Road::compactedRows ) trie->compact();
    if( road != Road::filledAfter ) status->trieIs( trie );
    if( road == Road::compactedAfter ) trie->compact();
-   const bool walks = !model.entries.empty() && road != Road::index && road != Road::compactedIndex;
-   EXPECT_EQ( status->index() == nullptr, walks || road == Road::compactedAfter ) << road;
+   const bool walks = !model.entries.empty() && road != Road::rows && road != Road::compactedRows;
+   EXPECT_EQ( status->rows() == nullptr, walks || road == Road::compactedAfter ) << road;
    return status;
 }
 

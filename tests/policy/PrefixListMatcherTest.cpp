@@ -13,7 +13,6 @@
 #include <gmock/gmock.h>
 
 #include "policy/PrefixListWalker.h"
-#include "substrate/lists/PrefixListIndex.h"
 #include "substrate/quoin/DisplayPointer.h"
 #include "tests/policy/Fixtures.h"
 #include "tests/policy/ListFixtures.h"
@@ -143,7 +142,7 @@ TEST( PrefixListMatcher, anUndefinedListDoesNotLookAtThePrefixThatItAsksFor ) {
 TEST( PrefixListMatcher, aListOfTheOtherFamilyIsNotMatchedAndNotWalked ) {
    const auto sentinel = plainEntry( { 1, permit, IpGenPrefix(), 0, 0 } );
    const IpGenPrefix other;
-   for( const Road road : { Road::index, Road::ownEntries } ) {
+   for( const Road road : { Road::rows, Road::ownEntries } ) {
       PrefixListMatcher v4( "PL", prefixListBy( road, modelOf( { "10 permit 0.0.0.0/0 le 32" } ) ) );
       PrefixListMatcher v6( "PL", prefixListBy( road, modelOf( { "10 permit ::/0 le 128" } ) ) );
       auto & ctx = PrefixListWalkerCbCtx::ofThisThread();
@@ -350,7 +349,7 @@ TEST( PrefixListMatcher, theThreadIsCleanBehindEveryAnswer ) {
 
 TEST( PrefixListMatcher, whatAnotherWalkLeftDoesNotCount ) {
    const auto stale = plainEntry( { 1, deny, IpGenPrefix( "10.0.0.0/8" ), 0, 32 } );
-   for( const Road road : { Road::index, Road::ownEntries } ) {
+   for( const Road road : { Road::rows, Road::ownEntries } ) {
       const PrefixListMatcher matcher( "PL", prefixListBy( road, modelOf( { "10 permit 10.0.0.0/8 le 32" } ) ) );
       PrefixListWalkerCbCtx::ofThisThread().entry = stale;
       EXPECT_EQ( matcher.matchPrefix( IpGenPrefix( "10.1.0.0/16" ) ), ( Tuple{ 10, Result::permit } ) ) << road;
@@ -387,7 +386,8 @@ TEST( PrefixListMatcher, theThreadIsCleanBehindAnEntryThatThrows ) {
       { "resolved next hop", [ & ] { resolved.matchForTest( route, noContext ); } },
       { "router id", [ & ] { routerId.matchForTest( route, noContext ); } },
    };
-   const auto * entry = static_cast<const PrefixListEntryData *>( status->trie().slotData( 0 ) );
+   const Routing::PrefixData * entry = nullptr;
+   status->trie().visitAll( [ & ]( const IpGenPrefix &, const Routing::PrefixData * head ) { entry = head; } );
    const OnEveryRoad other( { "10 permit 0.0.0.0/0 le 32" } );
    for( const auto & row : rows ) {
       SCOPED_TRACE( row.name );
@@ -408,7 +408,7 @@ TEST( PrefixListMatcher, theThreadIsCleanBehindAGetterThatThrows ) {
       const Ptr<const ResolvedNexthopInfoSet> & getResolvedNexthopInfoSet() const override { no(); }
    } route;
    route.matchResolvedNexthopInfoIs( true );
-   for( const Road road : { Road::index, Road::ownEntries } ) {
+   for( const Road road : { Road::rows, Road::ownEntries } ) {
       const auto status = prefixListBy( road, modelOf( { "10 permit 0.0.0.0/0 le 32" } ) );
       const PrefixListMatcher prefix( "PL", status );
       const NexthopPrefixListMatcher nexthop( "PL", status );
@@ -655,7 +655,7 @@ TEST( PrefixListMatcherBase, matchingDoesNotAllocate ) {
 TEST( PrefixListMatcherBase, oneMatcherServesManyThreads ) {
    const auto model = modelOf(
       { "20 permit 10.0.0.0/8 le 32", "10 deny 10.1.0.0/16 le 32", "30 permit 10.2.0.0/16 le 24", "5 permit 10.1.128.0/17 ge 30" } );
-   for( const Road road : { Road::compactedIndex, Road::ownEntries } ) {
+   for( const Road road : { Road::compactedRows, Road::ownEntries } ) {
       const PrefixListMatcher matcher( "PL", prefixListBy( road, model ) );
       std::vector<std::pair<IpGenPrefix, Tuple>> expected;
       for( const char * asked : { "10.1.1.0/24", "10.2.0.0/16", "10.1.128.0/30", "11.0.0.0/8", "10.0.0.0/8", "10.3.0.0/32" } )
@@ -674,7 +674,7 @@ TEST( PrefixListMatcherBase, oneMatcherServesManyThreads ) {
       for( auto & thread : threads ) thread.join();
       EXPECT_EQ( wrong, 0 ) << road;
       const auto & trie = matcher.status()->trie();
-      trie.visitAll( [ & ]( PatriciaTrieWithNodeData::Slot slot, auto, auto ) { EXPECT_EQ( trie.slotData( slot )->useCount(), 1u ); } );
+      trie.visitAll( []( const IpGenPrefix &, const Routing::PrefixData * head ) { EXPECT_EQ( head->useCount(), 1u ); } );
    }
 }
 

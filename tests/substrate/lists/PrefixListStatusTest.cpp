@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "substrate/lists/PrefixListIndex.h"
 #include "substrate/plinth/Exception.h"
 #include "tests/policy/ListFixtures.h"
 
@@ -52,8 +51,8 @@ TEST( PrefixListEntryData, aBoundThatNoLengthReachesIsKeptAsSuch ) {
       const auto status = makeNode<PrefixListStatus>( "PL", AddressFamily::ipv4 );
       const auto trie = trieOfOne( entry );
       status->trieIs( trie );
-      EXPECT_EQ( status->index()->governing( *trie, IpGenPrefix( "10.0.0.0/8" ) ).found, row.admits8 );
-      EXPECT_EQ( status->index()->governing( *trie, IpGenPrefix( "10.0.0.0/32" ) ).found, row.admits32 );
+      EXPECT_EQ( status->rows()->governing( IpGenPrefix( "10.0.0.0/8" ) ).found, row.admits8 );
+      EXPECT_EQ( status->rows()->governing( IpGenPrefix( "10.0.0.0/32" ) ).found, row.admits32 );
    }
 }
 
@@ -81,7 +80,7 @@ TEST( PrefixListStatus, hasNoEntriesAtFirst ) {
       EXPECT_EQ( status->af(), af );
       EXPECT_EQ( status->trie().af(), af );
       EXPECT_EQ( status->trie().prefixCount(), 0u );
-      EXPECT_NE( status->index(), nullptr );
+      EXPECT_NE( status->rows(), nullptr );
    }
 }
 
@@ -101,7 +100,7 @@ TEST( PrefixListStatus, aNullTrieIsRaisedAndChangesNothing ) {
    const auto status = makeNode<PrefixListStatus>( "PL", AddressFamily::ipv6 );
    const auto trie = trieOfOne();
    status->trieIs( trie );
-   const auto * index = status->index();
+   const auto * rows = status->rows();
    try {
       status->trieIs( nullptr );
       FAIL() << "not raised";
@@ -109,41 +108,41 @@ TEST( PrefixListStatus, aNullTrieIsRaisedAndChangesNothing ) {
       EXPECT_STREQ( e.what(), "PrefixListStatus::trieIs: the argument is null" );
    }
    EXPECT_EQ( &status->trie(), trie.get() );
-   EXPECT_EQ( status->index(), index );
+   EXPECT_EQ( status->rows(), rows );
 }
 
-TEST( PrefixListStatus, hasAnIndexWhereOneCanAnswer ) {
+TEST( PrefixListStatus, hasRowsWhereTheyCanAnswer ) {
    const auto status = makeNode<PrefixListStatus>( "PL", AddressFamily::ipv4 );
    const auto trie = trieOfOne();
    status->trieIs( trie );
-   EXPECT_NE( status->index(), nullptr );
+   EXPECT_NE( status->rows(), nullptr );
 
    trie->routeIs( kEntry.prefix, plainEntry( kEntry ) );
-   EXPECT_EQ( status->index(), nullptr ) << "the trie has got an entry since";
+   EXPECT_EQ( status->rows(), nullptr ) << "the trie has got an entry since";
    status->trieIs( trie );
-   EXPECT_NE( status->index(), nullptr );
+   EXPECT_NE( status->rows(), nullptr );
 
    trie->compact();
-   EXPECT_EQ( status->index(), nullptr ) << "its places have moved since";
+   EXPECT_EQ( status->rows(), nullptr ) << "its places have moved since";
    status->trieIs( trie );
-   EXPECT_NE( status->index(), nullptr );
+   EXPECT_NE( status->rows(), nullptr );
 
    trie->routeIs( kEntry.prefix, makeNode<OwnEntry>( kEntry ) );
    status->trieIs( trie );
-   EXPECT_EQ( status->index(), nullptr ) << "an entry may decide late";
+   EXPECT_EQ( status->rows(), nullptr ) << "an entry may decide late";
    status->trieIs( trieOfOne() );
-   EXPECT_NE( status->index(), nullptr );
+   EXPECT_NE( status->rows(), nullptr );
 }
 
-// Two lists may share a trie; each has an index of its own.
+// Two lists may share a trie; each has rows of its own.
 TEST( PrefixListStatus, oneTrieMayServeSeveralLists ) {
    const auto trie = trieOfOne();
    const auto a = makeNode<PrefixListStatus>( "A", AddressFamily::ipv4 ), b = makeNode<PrefixListStatus>( "B", AddressFamily::ipv4 );
    a->trieIs( trie );
    trie->routeIs( kEntry.prefix, plainEntry( kEntry ) );
    b->trieIs( trie );
-   EXPECT_EQ( a->index(), nullptr );
-   EXPECT_NE( b->index(), nullptr );
+   EXPECT_EQ( a->rows(), nullptr );
+   EXPECT_NE( b->rows(), nullptr );
 }
 
 TEST( PrefixListStatus, itsMemoryGrowsWithEveryEntry ) {

@@ -9,7 +9,6 @@
 
 #include <gmock/gmock.h>
 
-#include "substrate/lists/PrefixListIndex.h"
 #include "tests/policy/Fixtures.h"
 #include "tests/policy/ListFixtures.h"
 
@@ -19,15 +18,12 @@ using namespace ListFixtures;
 using Routing::RouteMap::PrefixListError;
 using Reason = PrefixListError::Reason;
 
-/// All that a list holds, as "seqno permit prefix-length ge le", node by node and each chain in its order.
+/// All that a list holds, as "seqno permit prefix-length ge le", prefix by prefix and each chain in its order.
 std::vector<std::string> held( const PrefixListStatus & list ) {
    std::vector<std::string> texts;
-   list.trie().visitAll( [ & ]( PatriciaTrieWithNodeData::Slot slot, PatriciaTrieWithNodeData::Slot, unsigned length ) {
-      for( auto * e = static_cast<const PrefixListEntryData *>( list.trie().slotData( slot ) ); e; e = e->nextEntry() ) {
-         EXPECT_EQ( e->prefixLength(), length );
-         texts.push_back( std::to_string( e->seqno() ) + ( e->isPrefixEntryPermit() ? " permit " : " deny " ) + std::to_string( length ) +
-                          " " + std::to_string( e->ge() ) + " " + std::to_string( e->le() ) );
-      }
+   list.rows()->visitAll( [ & ]( const IpGenPrefix & prefix, const Routing::RouteMap::PrefixRow & row ) {
+      texts.push_back( std::to_string( row.seqno() ) + ( row.permit() ? " permit " : " deny " ) + std::to_string( prefix.length() ) + " " +
+                       std::to_string( row.ge() ) + " " + std::to_string( row.le() ) );
    } );
    return texts;
 }
@@ -119,7 +115,7 @@ TEST( PrefixListBuilder, anEntryThatCannotBeIsNamedAndLeavesTheListAsItWas ) {
       EXPECT_EQ( error->entry.toStrep(), row.entry );
       EXPECT_EQ( error->toStrep(), row.text );
       EXPECT_EQ( builder.count(), 1u );
-      EXPECT_EQ( builder.entries().at( 5 ).toStrep(), "5 permit 192.168.0.0/16 le 24" );
+      EXPECT_EQ( builder.entries().find( 5 )->toStrep(), "5 permit 192.168.0.0/16 le 24" );
       EXPECT_EQ( held( *builder.build() ), before );
    }
 }
@@ -232,10 +228,9 @@ TEST( PrefixListBuilder, eachChainAscendsWhateverTheOrderOfInsertion ) {
          held( *builder.build() ),
          testing::ElementsAre( "10 permit 8 8 8", "20 deny 8 8 24", "30 permit 8 32 32", "15 permit 16 16 16", "25 deny 16 16 32" ) );
       uint32_t last = 0;
-      for( const auto & [ seqno, entry ] : builder.entries() ) {
-         EXPECT_GT( seqno, last );
-         EXPECT_EQ( entry.seqno, seqno );
-         last = seqno;
+      for( const auto & entry : builder.entries() ) {
+         EXPECT_GT( entry.seqno, last );
+         last = entry.seqno;
       }
    } while( std::next_permutation( entries.begin(), entries.end(), byNumber ) );
 }
@@ -266,18 +261,17 @@ TEST( PrefixListBuilder, whatIsBuiltStaysAsItIsWhenTheBuilderGoesOn ) {
    EXPECT_THAT( held( *two ), testing::ElementsAre( "5 deny 8 8 8", "10 permit 8 8 8" ) );
 }
 
-TEST( PrefixListBuilder, givesTheListItsNameFamilyAndIndex ) {
+TEST( PrefixListBuilder, givesTheListItsNameAndFamily ) {
    for( const auto af : { AddressFamily::ipv4, AddressFamily::ipv6 } ) {
       const auto list = PrefixListBuilder( "PL", af ).build();
       EXPECT_EQ( list->name(), "PL" );
       EXPECT_EQ( list->af(), af );
       EXPECT_EQ( list->trie().prefixCount(), 0u );
-      EXPECT_NE( list->index(), nullptr );
+      EXPECT_NE( list->rows(), nullptr );
    }
    const auto list = prefixList( { "10 permit 10.0.0.0/8", "20 permit 10.0.0.0/8 le 32", "30 permit 11.0.0.0/8" } );
    EXPECT_EQ( list->trie().prefixCount(), 2u );
-   EXPECT_EQ( list->trie().slotCount(), 2u ) << "compact";
-   EXPECT_NE( list->index(), nullptr );
+   EXPECT_EQ( list->entryCount(), 3u );
 }
 
 TEST( PrefixListBuilder, aHundredThousandEntriesOfOnePrefixStandInOrder ) {
@@ -291,13 +285,11 @@ TEST( PrefixListBuilder, aHundredThousandEntriesOfOnePrefixStandInOrder ) {
    auto list = builder.build();
    EXPECT_EQ( list->trie().prefixCount(), 1u );
    uint32_t last = 0;
-   for( auto * d = static_cast<const PrefixListEntryData *>( list->trie().slotData( 0 ) ); d; d = d->nextEntry() )
-      ASSERT_EQ( d->seqno(), ++last );
+   list->rows()->visitAll( [ & ]( const IpGenPrefix &, const auto & row ) { last += row.seqno() == last + 1; } );
    EXPECT_EQ( last, kEntries );
    Routing::Policy::Fixtures::onSmallStack( [ gone = std::move( list ) ]() mutable { gone = nullptr; } );
 }
 
-// Past the number from which the trie takes its space at once.
 TEST( PrefixListBuilder, buildsALargeList ) {
    constexpr uint32_t kEntries = 200000;
    PrefixListBuilder builder( "PL", AddressFamily::ipv4 );
@@ -311,11 +303,11 @@ TEST( PrefixListBuilder, buildsALargeList ) {
    const auto list = builder.build();
    ASSERT_EQ( list->trie().prefixCount(), kEntries );
    for( uint32_t i = 0; i < kEntries; ++i ) {
-      const auto answer = list->index()->governing( list->trie(), IpGenPrefix( Ferule::IpAddr( i << 8 ), 24 ) );
+      const auto answer = list->rows()->governing( IpGenPrefix( Ferule::IpAddr( i << 8 ), 24 ) );
       ASSERT_EQ( answer.seqno, i + 1 );
       ASSERT_EQ( answer.permit, i % 3 != 0 );
    }
-   EXPECT_FALSE( list->index()->governing( list->trie(), IpGenPrefix( Ferule::IpAddr( kEntries << 8 ), 24 ) ).found );
+   EXPECT_FALSE( list->rows()->governing( IpGenPrefix( Ferule::IpAddr( kEntries << 8 ), 24 ) ).found );
 }
 
 }   // namespace

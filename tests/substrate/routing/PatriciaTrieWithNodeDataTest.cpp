@@ -35,8 +35,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-using Slot = PatriciaTrieWithNodeData::Slot;
-constexpr Slot kNoSlot = PatriciaTrieWithNodeData::kNoSlot;
 constexpr AddressFamily kFamilies[] = { AddressFamily::ipv4, AddressFamily::ipv6 };
 
 struct Item final : PrefixData {
@@ -103,6 +101,11 @@ struct Model {
    }
 };
 
+/// By address, the shorter of two first.
+bool isBefore( const IpGenPrefix & a, const IpGenPrefix & b ) {
+   return std::pair( a.ipGenAddr().bits(), a.length() ) < std::pair( b.ipGenAddr().bits(), b.length() );
+}
+
 /// Empty when the trie answers as the model, else what differs.
 std::string difference( const PatriciaTrieWithNodeData & trie, const Model & model, const std::vector<IpGenPrefix> & asked ) {
    const auto fault = [ & ]( const char * what, const IpGenPrefix & p ) {
@@ -116,40 +119,24 @@ std::string difference( const PatriciaTrieWithNodeData & trie, const Model & mod
       if( recorder->heads != expected ) return fault( "the ancestors", p );
       for( const auto & found : recorder->prefixes )
          if( found != IpGenPrefix( p.ipGenAddr(), found.length() ).subnet() ) return fault( "an ancestor's prefix", p );
-      const Slot longest = trie.longestMatch( p );
-      if( ( longest == kNoSlot ) != expected.empty() ) return fault( "whether there is a longest match", p );
-      if( longest != kNoSlot && trie.slotData( longest ) != expected.back() ) return fault( "the longest match", p );
    }
-   // Every prefix once, its parent before it, and every chain as it was entered.
-   std::map<const PrefixData *, Model::Key> keys;
-   for( const auto & [ key, chain ] : model.chains ) keys[ chain.back() ] = key;
-   std::map<Slot, const PrefixData *> seen;
+   // Every prefix once, in ascending order, and every chain as it was entered.
+   std::vector<IpGenPrefix> seen;
    std::string wrong;
-   trie.visitAll( [ & ]( Slot slot, Slot parent, unsigned length ) {
-      const auto * head = trie.slotData( slot );
-      const auto key = keys.find( head );
-      if( key == keys.end() ) {
-         wrong = "a visited head is not one";
+   trie.visitAll( [ & ]( const IpGenPrefix & prefix, const PrefixData * data ) {
+      if( !seen.empty() && !isBefore( seen.back(), prefix ) ) wrong = "the order of the visit";
+      seen.push_back( prefix );
+      const auto chain = model.chains.find( Model::keyOf( prefix, prefix.length() ) );
+      if( chain == model.chains.end() || prefix != prefix.subnet() || prefix.af() != trie.af() ) {
+         wrong = "a visited prefix";
          return;
       }
-      const auto [ modelLength, bits ] = key->second;
-      if( length != modelLength ) wrong = "a visited length";
-      if( slot >= trie.slotCount() ) wrong = "a slot beyond the count";
-      if( !seen.emplace( slot, head ).second ) wrong = "a slot visited twice";
-      const auto chain = model.chains.at( key->second );
-      const PrefixData * data = head;
-      for( auto i = chain.rbegin(); i != chain.rend(); ++i, data = data->next() )
-         if( data != *i ) {
-            wrong = "a chain";
-            return;
-         }
+      for( auto i = chain->second.rbegin(); i != chain->second.rend(); ++i ) {
+         if( data != *i ) wrong = "a chain";
+         if( !wrong.empty() ) return;
+         data = data->next();
+      }
       if( data ) wrong = "the end of a chain";
-      const PrefixData * above = nullptr;
-      for( unsigned l = 0; l < length; ++l )
-         if( auto i = model.chains.find( { l, bits & Ferule::Bits128::leadingOnes( l ) } ); i != model.chains.end() )
-            above = i->second.back();
-      if( ( parent == kNoSlot ) != !above ) wrong = "whether there is a parent";
-      if( parent != kNoSlot && ( !seen.contains( parent ) || seen[ parent ] != above ) ) wrong = "the parent";
    } );
    if( wrong.empty() && seen.size() != model.chains.size() ) wrong = "the number of prefixes visited";
    return wrong;
@@ -162,11 +149,9 @@ TEST( PatriciaTrieWithNodeData, isEmptyAtFirst ) {
          const auto trie = makeNode<PatriciaTrieWithNodeData>( af, large );
          EXPECT_EQ( trie->af(), af );
          EXPECT_EQ( trie->prefixCount(), 0u );
-         EXPECT_EQ( trie->slotCount(), 0u );
          const IpGenPrefix host( Ferule::IpGenAddr( af ), Ferule::addressBits( af ) );
          EXPECT_THAT( ancestors( *trie, host ), IsEmpty() );
-         EXPECT_EQ( trie->longestMatch( host ), kNoSlot );
-         trie->visitAll( []( Slot, Slot, unsigned ) { ADD_FAILURE() << "there is nothing to visit"; } );
+         trie->visitAll( []( const IpGenPrefix &, const PrefixData * ) { ADD_FAILURE() << "there is nothing to visit"; } );
          EXPECT_EQ( difference( *trie, {}, { host } ), "" );
       }
 }
@@ -228,7 +213,7 @@ TEST( PatriciaTrieWithNodeData, reservedSpaceThatIsNotNeededIsGivenBack ) {
    const auto trimmed = trie->bytes();
    trie->trim();
    EXPECT_EQ( trie->bytes(), trimmed );
-   for( uint32_t i = 0; i < 1000; ++i ) EXPECT_NE( trie->longestMatch( prefix( i ) ), kNoSlot );
+   EXPECT_EQ( trie->prefixCount(), 1000u );
 }
 
 TEST( PatriciaTrieWithNodeData, everyLengthOfOnePathIsThere ) {
@@ -363,7 +348,7 @@ TEST( PatriciaTrieWithNodeData, theVersionMovesWithEveryChangeAndNotOtherwise ) 
    trie->compact();
    EXPECT_TRUE( versions.insert( trie->version() ).second ) << "compact";
    ancestors( *trie, IpGenPrefix( "10.0.0.0/8" ) );
-   trie->visitAll( []( Slot, Slot, unsigned ) {} );
+   trie->visitAll( []( const IpGenPrefix &, const PrefixData * ) {} );
    EXPECT_TRUE( versions.contains( trie->version() ) );
 }
 
@@ -387,7 +372,6 @@ TEST( PatriciaTrieWithNodeData, compactKeepsAllAndGivesSpaceBack ) {
             const auto before = trie->bytes();
             trie->compact();
             EXPECT_LE( trie->bytes(), before );
-            EXPECT_EQ( trie->slotCount(), trie->prefixCount() ) << "no gaps";
             const auto once = trie->bytes();
             trie->compact();
             EXPECT_EQ( trie->bytes(), once );
@@ -514,10 +498,8 @@ TEST( PatriciaTrieWithNodeData, lookingDoesNotAllocate ) {
    const IpGenPrefix asked( "10.1.1.1/32" );
    const auto before = allocationCount();
    trie->ancestorWalk( asked, counter.get() );
-   const Slot slot = trie->longestMatch( asked );
    EXPECT_EQ( allocationCount(), before );
    EXPECT_EQ( counter->calls, 4 );
-   EXPECT_NE( slot, kNoSlot );
    trie->routeIs( IpGenPrefix( "10.1.1.2/32" ), makeNode<Item>() );
    EXPECT_GT( allocationCount(), before ) << "nothing is counted at all";
 }

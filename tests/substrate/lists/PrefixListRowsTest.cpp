@@ -1,4 +1,4 @@
-#include "substrate/lists/PrefixListIndex.h"
+#include "substrate/lists/PrefixListRows.h"
 
 #include <gmock/gmock.h>
 
@@ -9,13 +9,12 @@ namespace {
 
 using namespace ListFixtures;
 using Quoin::makeNode;
-using Routing::RouteMap::PrefixListIndex;
+using Routing::RouteMap::PrefixListRows;
 
 /// "10 permit", "20 deny", or "nothing".
-std::string governing( const PatriciaTrieWithNodeData & trie, const char * asked ) {
-   const auto index = PrefixListIndex::make( trie );
-   if( !index ) return "no index";
-   const auto answer = index->governing( trie, IpGenPrefix( asked ) );
+std::string governing( const PrefixListStatus & list, const char * asked ) {
+   if( !list.rows() ) return "no rows";
+   const auto answer = list.rows()->governing( IpGenPrefix( asked ) );
    if( !answer.found ) {
       EXPECT_EQ( answer.seqno, 0u );
       EXPECT_FALSE( answer.permit );
@@ -24,7 +23,7 @@ std::string governing( const PatriciaTrieWithNodeData & trie, const char * asked
    return std::to_string( answer.seqno ) + ( answer.permit ? " permit" : " deny" );
 }
 
-TEST( PrefixListIndex, theLowestNumberThatAdmitsTheLengthGoverns ) {
+TEST( PrefixListRows, theLowestNumberThatAdmitsTheLengthGoverns ) {
    const struct {
       const char * name;
       Texts entries;
@@ -78,17 +77,17 @@ TEST( PrefixListIndex, theLowestNumberThatAdmitsTheLengthGoverns ) {
       { "IPv6 beside", { "20 permit 2001:db8::/32 le 128", "10 deny 2001:db8::1/128" }, "2001:db8::2/128", "20 permit" },
       { "IPv6, all of the length", { "10 permit ::/0 ge 128" }, "ffff::/128", "10 permit" },
    };
-   for( const auto & row : rows ) EXPECT_EQ( governing( prefixList( row.entries )->trie(), row.asked ), row.answer ) << row.name;
+   for( const auto & row : rows ) EXPECT_EQ( governing( *prefixList( row.entries ), row.asked ), row.answer ) << row.name;
 }
 
-TEST( PrefixListIndex, bitsBehindTheLengthDoNotCount ) {
+TEST( PrefixListRows, bitsBehindTheLengthDoNotCount ) {
    const auto list = prefixList( { "10 permit 10.0.0.0/8 le 16", "5 deny 10.1.128.0/17" } );
-   EXPECT_EQ( governing( list->trie(), "10.1.255.255/16" ), "10 permit" );
-   EXPECT_EQ( governing( list->trie(), "10.1.255.255/17" ), "5 deny" );
+   EXPECT_EQ( governing( *list, "10.1.255.255/16" ), "10 permit" );
+   EXPECT_EQ( governing( *list, "10.1.255.255/17" ), "5 deny" );
 }
 
 // Numbers are unique within a list that was built; one that comes from elsewhere need not be.
-TEST( PrefixListIndex, ofEqualNumbersTheShortestPrefixGoverns ) {
+TEST( PrefixListRows, ofEqualNumbersTheShortestPrefixGoverns ) {
    for( const bool several : { false, true } ) {
       PrefixListModel model{ AddressFamily::ipv4, {} };
       for( const char * prefix : { "10.1.1.0/24", "10.0.0.0/8", "10.1.0.0/16" } ) {
@@ -96,39 +95,31 @@ TEST( PrefixListIndex, ofEqualNumbersTheShortestPrefixGoverns ) {
          model.entries.push_back( { 10, p.length() == 8 ? permit : deny, p, 0, 32 } );
          if( several ) model.entries.push_back( { 5, deny, p, 33, 33 } );   // admits nothing
       }
-      EXPECT_EQ( governing( prefixListBy( Road::index, model )->trie(), "10.1.1.0/24" ), "10 permit" );
+      EXPECT_EQ( governing( *prefixListBy( Road::rows, model ), "10.1.1.0/24" ), "10 permit" );
    }
 }
 
-TEST( PrefixListIndex, thereIsNoneWhereAnEntryMayDecideLate ) {
+TEST( PrefixListRows, thereIsNoneWhereAnEntryMayDecideLate ) {
    const PrefixListModel::Entry e{ 10, permit, IpGenPrefix( "10.0.0.0/8" ), 8, 8 };
    for( const int own : { 0, 1, 2 } ) {   // the place of the agent's own among three of one node
       const auto trie = makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
       trie->routeIs( IpGenPrefix( "0.0.0.0/0" ), plainEntry( e ) );
-      EXPECT_NE( PrefixListIndex::make( *trie ), nullptr );
+      EXPECT_NE( PrefixListRows::ofTrie( *trie ), nullptr );
       for( int i = 0; i < 3; ++i ) trie->routeIs( e.prefix, i == own ? makeNode<OwnEntry>( e ) : plainEntry( e ) );
-      EXPECT_EQ( PrefixListIndex::make( *trie ), nullptr ) << own;
+      EXPECT_EQ( PrefixListRows::ofTrie( *trie ), nullptr ) << own;
    }
 }
 
-TEST( PrefixListIndex, knowsWhetherItsTrieHasChanged ) {
-   const auto trie = makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
-   const auto index = PrefixListIndex::make( *trie );
-   EXPECT_TRUE( index->current( *trie ) );
-   trie->compact();
-   EXPECT_FALSE( index->current( *trie ) );
-}
-
-TEST( PrefixListIndex, lookingDoesNotAllocate ) {
+TEST( PrefixListRows, lookingDoesNotAllocate ) {
    const auto list =
       prefixList( { "30 permit 0.0.0.0/0 le 32", "20 deny 10.0.0.0/8 ge 30", "25 deny 10.0.0.0/8 ge 32", "40 deny 10.1.0.0/16" } );
-   ASSERT_NE( list->index(), nullptr );
+   ASSERT_NE( list->rows(), nullptr );
    const IpGenPrefix asked( "10.1.0.0/16" );
    const auto before = allocationCount();
-   const auto answer = list->index()->governing( list->trie(), asked );
+   const auto answer = list->rows()->governing( asked );
    EXPECT_EQ( allocationCount(), before );
    EXPECT_EQ( answer.seqno, 30u );
-   EXPECT_GT( list->index()->bytes(), 0u );
+   EXPECT_GT( list->rows()->bytes(), 0u );
 }
 
 }   // namespace

@@ -1,0 +1,119 @@
+/// @file substrate/lists/PrefixListRows.h
+/// The entries of a prefix list in the form that matchers look up: a trie of rows of eight bytes. One object is one generation of the list.
+/// It shares most of its memory with the generations before and after it: an edit copies the blocks on the path to its prefix only
+/// (see PrefixListRowsEditor). The nodes of the trie are in substrate/lists/PrefixRowNode.h.
+///
+/// A look-up goes from the root towards the prefix and keeps the fitting row with the lowest number; it reads three or four nodes in a
+/// whole IPv4 table, and no rows but those of prefixes that contain the searched one.
+///
+/// Ownership: shared by handle. Threading: immutable; any thread may drop the last use.
+/// Invariant: the answer equals the result of a walk over all containing prefixes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "routepolicy_export.h"
+#include "substrate/lists/PrefixRowNode.h"
+#include "substrate/routing/PatriciaTrieWithNodeData.h"
+
+namespace Routing::RouteMap {
+
+class PrefixRowLineage;
+
+/// One generation of the rows of a list.
+class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
+ public:
+   struct Counts {
+      size_t prefixes = 0;
+      size_t entries = 0;
+      size_t bytes = 0;
+   };
+   /// Creates a list without entries.
+   explicit PrefixListRows( Ferule::AddressFamily af );
+   /// For PrefixListRowsEditor: a generation with this trie.
+   PrefixListRows( Ferule::AddressFamily af, const PrefixRowNode & root, const Counts & counts, uint64_t generation,
+                   const Quoin::Ptr<PrefixRowLineage> & lineage ) noexcept;
+   ~PrefixListRows() override;
+
+   /// The rows of a trie; null if it has entries of a derived class, which may decide at evaluation time, or entries that stand at another
+   /// prefix than their own.
+   static Quoin::Ptr<const PrefixListRows> ofTrie( const PatriciaTrieWithNodeData & trie );
+
+   Ferule::AddressFamily af() const noexcept { return af_; }
+   size_t prefixCount() const noexcept override { return prefixCount_; }
+   size_t entryCount() const noexcept override { return entryCount_; }
+   /// The memory of the blocks, shared or not.
+   size_t bytes() const noexcept { return bytes_; }
+
+   /// The governing entry, if one was found.
+   struct Answer {
+      uint32_t seqno = 0;
+      bool found = false;
+      bool permit = false;
+   };
+   /// Finds, among the entries whose prefix contains `prefix` and whose bounds admit its length, the entry with the lowest sequence number.
+   /// `prefix` must be of this family.
+   Answer governing( const Ferule::IpGenPrefix & prefix ) const noexcept;
+   /// The same, but any bounds admit any length: of each containing prefix the first entry counts.
+   Answer covering( const Ferule::IpGenPrefix & prefix ) const noexcept;
+
+   void ancestorWalk( const Ferule::IpGenPrefix & prefix, PatriciaTrieWalkCb * walker ) const override;
+
+   /// Calls `visit( prefix, row )` for each row, in ascending order of the prefixes; those of one prefix in their order.
+   template <class Visit>
+   void visitAll( Visit && visit ) const {
+      visitNode( root_, 0, {}, visit );
+   }
+
+ private:
+   friend class PrefixRowLineage;
+   friend class PrefixListRowsEditor;
+   struct Retired {
+      void * block;
+      uint64_t birth;   // the first generation that had it
+   };
+   Ferule::IpGenPrefix prefix( Ferule::Bits128 bits, unsigned length ) const noexcept;
+   template <class OnPlace, class OnLone>
+   void descend( const Ferule::IpGenPrefix & prefix, OnPlace && onPlace, OnLone && onLone ) const;
+
+   template <class Visit>
+   void visitNode( const PrefixRowNode & node, unsigned depth, Ferule::Bits128 bits, Visit & visit ) const;
+
+   PrefixRowNode root_;
+   const Ferule::AddressFamily af_;
+   const size_t prefixCount_ = 0;
+   const size_t entryCount_ = 0;
+   const size_t bytes_ = 0;
+   const uint64_t generation_ = 0;
+
+   // Guarded by the lineage. The generation before and the one behind, of those that are in use.
+   const Quoin::Ptr<PrefixRowLineage> lineage_;
+   PrefixListRows * older_ = nullptr;
+   PrefixListRows * younger_ = nullptr;
+   std::vector<Retired> retired_;   // the blocks that this generation has, and the one behind has not
+};
+
+template <class Visit>
+void PrefixListRows::visitNode( const PrefixRowNode & node, unsigned depth, Ferule::Bits128 bits, Visit & visit ) const {
+   const auto visitRow = [ & ]( const Ferule::IpGenPrefix & at ) {
+      return [ & visit, at ]( const PrefixRow & row ) {
+         visit( at, row.bare() );
+         return false;
+      };
+   };
+   if( node.isEmpty() ) return;
+   if( node.isLone() ) return node.visitLoneRows( visitRow( prefix( node.loneBits(), node.loneLength() ) ) );
+   for( unsigned v = 0; v < SixBits::kValues; ++v ) {
+      const Ferule::Bits128 here = bits ^ SixBits::placed( v, depth );
+      for( unsigned r = 0; r <= SixBits::kStride; ++r ) {
+         const bool isFirstOfIts = r == SixBits::kStride || v % ( 1u << ( SixBits::kStride - r ) ) == 0;
+         const unsigned place = PrefixRowNode::place( r, v );
+         if( isFirstOfIts && node.hasPlace( place ) ) node.visitRows( place, visitRow( prefix( here, depth + r ) ) );
+      }
+      if( node.hasChild( v ) ) visitNode( node.children()[ node.childIndex( v ) ], depth + SixBits::kStride, here, visit );
+   }
+}
+
+}   // namespace Routing::RouteMap

@@ -1,0 +1,85 @@
+/// @file substrate/lists/PrefixListRowsEditor.h
+/// Makes the generations of the rows of one list. PrefixListBuilder edits with it; readers see PrefixListRows only.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <utility>
+#include <vector>
+
+#include "substrate/lists/PrefixListRows.h"
+
+namespace Routing::RouteMap {
+
+/// A trie under construction. What a published generation has is copied before it is changed: the blocks on the path to the prefix.
+/// Cost of an edit: that of the path, whatever the size of the list. Threading: one thread; published generations go on elsewhere.
+class ROUTEPOLICY_API PrefixListRowsEditor {
+ public:
+   using Bits128 = Ferule::Bits128;
+   /// A row and its prefix.
+   struct Item {
+      Bits128 bits;   // no bit after the length is set
+      unsigned length;
+      PrefixRow row;
+   };
+
+   explicit PrefixListRowsEditor( Ferule::AddressFamily af );
+   ~PrefixListRowsEditor();
+   PrefixListRowsEditor( const PrefixListRowsEditor & ) = delete;
+   PrefixListRowsEditor & operator=( const PrefixListRowsEditor & ) = delete;
+
+   size_t entryCount() const noexcept { return counts_.entries; }
+
+   /// Adds a row; its prefix has none with this number yet. Errors: std::bad_alloc, and the rows are unchanged.
+   void rowIs( const Item & item );
+   /// Removes the row with this number at a prefix; false if there is none. Errors: std::bad_alloc, and the rows are unchanged.
+   bool rowDel( Bits128 bits, unsigned length, uint32_t seqno );
+   /// Fills an editor without rows, and lays out the trie in the order of a walk. `item( i )` for 0 to count - 1 is in ascending order of
+   /// prefixes, and gives the rows of a prefix in the order in which a look-up tries them. Errors: std::bad_alloc, and there are no rows.
+   void rowsAre( size_t count, const std::function<Item( size_t )> & item );
+   /// Removes all rows. Errors: std::bad_alloc, and the rows are unchanged.
+   void clear();
+
+   /// The present rows as a generation. Errors: std::bad_alloc.
+   Quoin::Ptr<const PrefixListRows> publish();
+
+ private:
+   using Node = PrefixRowNode;
+   // Elements of a block to leave out and to make room for, at an index.
+   struct Splice {
+      unsigned at = 0;
+      unsigned out = 0;
+      unsigned in = 0;
+   };
+   void reserve( size_t n );
+   Node * allocate( unsigned children, unsigned rows, unsigned further );
+   void retire( const Node & node ) noexcept;
+   void blockIs( Node & node, Node next, const Node * block ) noexcept;
+   void own( Node & node );
+   void splice( Node & node, const Node & bitmaps, Splice children, Splice rows, Splice further );
+
+   void addChild( Node & node, unsigned v, const Node & child );
+   void delChild( Node & node, unsigned v );
+   void addRow( Node & node, unsigned place, PrefixRow row );
+   void addRowsOf( Node & node, unsigned place, const std::vector<PrefixRow> & rows );
+   void delRow( Node & node, unsigned place, uint32_t seqno );
+   static std::vector<PrefixRow> loneRows( const Node & node );
+   void loneRowsAre( Node & node, const std::vector<PrefixRow> & rows );
+   void addLoneRow( Node & node, const PrefixRow & row );
+   void delLoneRow( Node & node, uint32_t seqno );
+
+   void expand( Node & node, unsigned depth );
+   void tidy( Node & node, unsigned depth, Bits128 bits );
+   bool hasRow( Bits128 bits, unsigned length, uint32_t seqno ) const;
+   void build( Node & node, size_t from, size_t to, unsigned depth, const std::function<Item( size_t )> & item );
+   void drop( Node & node ) noexcept;
+
+   const Ferule::AddressFamily af_;
+   Quoin::Ptr<PrefixRowLineage> lineage_;
+   Node root_;
+   PrefixListRows::Counts counts_;
+   uint64_t generation_ = 1;   // the one that publish() makes next
+   std::vector<PrefixListRows::Retired> retired_;   // blocks of published generations that the present rows do not have
+};
+
+}   // namespace Routing::RouteMap
