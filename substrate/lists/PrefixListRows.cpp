@@ -39,14 +39,16 @@ class Best {
 PrefixListRows::PrefixListRows( Ferule::AddressFamily af ) : af_( af ) {}
 
 PrefixListRows::PrefixListRows( Ferule::AddressFamily af, const PrefixRowNode & root, const Counts & counts, uint64_t generation,
-                                const Quoin::Ptr<PrefixRowLineage> & lineage ) noexcept
+                                const Quoin::Ptr<PrefixRowLineage> & lineage, std::vector<Retired> & retired )
       : root_( root ),
         af_( af ),
         prefixCount_( counts.prefixes ),
         entryCount_( counts.entries ),
         bytes_( counts.bytes ),
         generation_( generation ),
-        lineage_( lineage ) {}
+        lineage_( lineage ) {
+   lineage->publishedIs( *this, retired );
+}
 
 PrefixListRows::~PrefixListRows() {
    if( lineage_ ) lineage_->generationDel( *this );

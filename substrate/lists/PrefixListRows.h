@@ -32,9 +32,13 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
    };
    /// Creates a list without entries.
    explicit PrefixListRows( Ferule::AddressFamily af );
-   /// For PrefixListRowsEditor: a generation with this trie.
+   struct Retired {
+      void * block;
+      uint64_t birth;   // the first generation that had it
+   };
+   /// For PrefixListRowsEditor: the next generation, with this trie. `retired`: the blocks that it does not share with the one before.
    PrefixListRows( Ferule::AddressFamily af, const PrefixRowNode & root, const Counts & counts, uint64_t generation,
-                   const Quoin::Ptr<PrefixRowLineage> & lineage ) noexcept;
+                   const Quoin::Ptr<PrefixRowLineage> & lineage, std::vector<Retired> & retired );
    ~PrefixListRows() override;
 
    /// The rows of a trie; null if it has entries of a derived class, which may decide at evaluation time, or entries that stand at another
@@ -69,11 +73,6 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
 
  private:
    friend class PrefixRowLineage;
-   friend class PrefixListRowsEditor;
-   struct Retired {
-      void * block;
-      uint64_t birth;   // the first generation that had it
-   };
    Ferule::IpGenPrefix prefix( Ferule::Bits128 bits, unsigned length ) const noexcept;
    template <class OnPlace, class OnLone>
    void descend( const Ferule::IpGenPrefix & prefix, OnPlace && onPlace, OnLone && onLone ) const;

@@ -45,19 +45,8 @@ PrefixListRowsEditor::~PrefixListRowsEditor() {
    lineage_->editorDel( root_, retired_ );
 }
 
-void PrefixListRowsEditor::clear() {
-   const auto fresh = Quoin::makeNode<PrefixRowLineage>();
-   lineage_->editorDel( root_, retired_ );
-   lineage_ = fresh;
-   root_ = {};
-   counts_ = {};
-   generation_ = 1;
-   retired_.clear();
-}
-
 Quoin::Ptr<const PrefixListRows> PrefixListRowsEditor::publish() {
-   const auto rows = Quoin::makeNode<PrefixListRows>( af_, root_, counts_, generation_, lineage_ );
-   lineage_->publishedIs( *rows, retired_ );
+   const auto rows = Quoin::makeNode<PrefixListRows>( af_, root_, counts_, generation_, lineage_, retired_ );
    ++generation_;
    return rows;
 }

@@ -37,8 +37,6 @@ class ROUTEPOLICY_API PrefixListRowsEditor {
    /// Fills an editor without rows, and lays out the trie in the order of a walk. `item( i )` for 0 to count - 1 is in ascending order of
    /// prefixes, and gives the rows of a prefix in the order in which a look-up tries them. Errors: std::bad_alloc, and there are no rows.
    void rowsAre( size_t count, const std::function<Item( size_t )> & item );
-   /// Removes all rows. Errors: std::bad_alloc, and the rows are unchanged.
-   void clear();
 
    /// The present rows as a generation. Errors: std::bad_alloc.
    Quoin::Ptr<const PrefixListRows> publish();

@@ -1,15 +1,17 @@
 #include "substrate/lists/PrefixRowLineage.h"
 
-#include <atomic>
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
+#include "substrate/lists/RetiredPrefixRows.h"
 #include "substrate/quoin/Assert.h"
 
 namespace Routing::RouteMap {
 
 namespace {
 
-constexpr size_t kSmall = 8192;   // entries; the blocks of so many are freed at once
+constexpr size_t kSmall = 8192;   // entries, or blocks; so many are freed at once
 
 // Frees the blocks of a trie that are younger than the generation `shared`, which has all others.
 void freeYounger( const PrefixRowNode & node, uint64_t shared ) noexcept {
@@ -18,79 +20,44 @@ void freeYounger( const PrefixRowNode & node, uint64_t shared ) noexcept {
    ::operator delete( node.children() );
 }
 
-// The tries of RetiredPrefixRows, as nodes whose blocks are not freed yet.
-struct Waiting {
-   std::mutex mutex;
-   std::vector<PrefixRowNode> nodes;
-   std::atomic<bool> any = false;
-
-   ~Waiting() {
-      for( const auto & node : nodes ) freeYounger( node, 0 );
-   }
-};
-
-Waiting & waiting() {
-   static Waiting tries;
-   return tries;
-}
-
 }   // namespace
-
-bool RetiredPrefixRows::letGo( size_t atMost ) noexcept {
-   Waiting & tries = waiting();
-   if( !tries.any.load( std::memory_order_relaxed ) ) return true;
-   const std::lock_guard lock( tries.mutex );
-   auto & nodes = tries.nodes;
-   Quoin::whole( "a release", [ & ] {
-      for( ; atMost != 0 && !nodes.empty(); --atMost ) {
-         const PrefixRowNode node = nodes.back();
-         nodes.pop_back();
-         for( unsigned i = 0; i < node.childCount(); ++i )
-            if( const auto & child = node.children()[ i ]; child.hasBlock() ) nodes.push_back( child );
-         ::operator delete( node.children() );
-      }
-   } );
-   tries.any.store( !nodes.empty(), std::memory_order_relaxed );
-   return nodes.empty();
-}
-
-void RetiredPrefixRows::take( const PrefixRowNode & root ) noexcept {
-   Waiting & tries = waiting();
-   const std::lock_guard lock( tries.mutex );
-   Quoin::whole( "a release", [ & ] { tries.nodes.push_back( root ); } );
-   tries.any.store( true, std::memory_order_relaxed );
-}
 
 PrefixRowLineage::~PrefixRowLineage() = default;
 
-// `to`: the youngest generation in use that may have the blocks; null for none.
-void PrefixRowLineage::handOver( PrefixListRows * to, const std::vector<Retired> & retired ) noexcept {
-   Quoin::whole( "a release", [ & ] {
-      for( const auto & block : retired )
-         if( to && block.birth <= to->generation_ )
-            to->retired_.push_back( block );
-         else
-            ::operator delete( block.block );
-   } );
+// Frees blocks, or leaves them to the youngest generation in use that may have them; null for none.
+void PrefixRowLineage::handOver( PrefixListRows * to, std::vector<Retired> & retired ) noexcept {
+   if( to )
+      Quoin::whole( "a release", [ & ] {
+         const auto isOf = [ = ]( const Retired & block ) { return block.birth <= to->generation_; };
+         std::ranges::copy_if( retired, std::back_inserter( to->retired_ ), isOf );
+         std::erase_if( retired, isOf );
+      } );
+   if( retired.size() > kSmall ) return RetiredPrefixRows::take( std::exchange( retired, {} ) );
+   for( const auto & block : retired ) ::operator delete( block.block );
+   retired.clear();
 }
 
-// `heir`: the youngest generation in use, which now owns what it has of the trie; null for none.
-void PrefixRowLineage::release( const PrefixRowNode & root, size_t entries, const PrefixListRows * heir ) noexcept {
-   if( heir || entries <= kSmall || !root.hasBlock() )
-      freeYounger( root, heir ? heir->generation_ : 0 );
-   else
+// The youngest trie goes. `heir`: the youngest generation in use, which owns its whole trie from now on; null for none.
+void PrefixRowLineage::release( const PrefixRowNode & root, size_t entries, PrefixListRows * heir ) noexcept {
+   if( heir ) {
+      freeYounger( root, heir->generation_ );
+      heir->retired_.clear();
+   } else if( entries <= kSmall || !root.hasBlock() ) {
+      freeYounger( root, 0 );
+   } else {
       RetiredPrefixRows::take( root );
+   }
 }
 
-void PrefixRowLineage::publishedIs( PrefixListRows & generation, std::vector<Retired> & retired ) noexcept {
+void PrefixRowLineage::publishedIs( PrefixListRows & generation, std::vector<Retired> & retired ) {
    {
       const std::lock_guard lock( mutex_ );
+      if( youngest_ ) youngest_->retired_.reserve( youngest_->retired_.size() + retired.size() );   // nothing fails behind this
       handOver( youngest_, retired );
       generation.older_ = youngest_;
       if( youngest_ ) youngest_->younger_ = &generation;
       youngest_ = &generation;
    }
-   retired.clear();
    RetiredPrefixRows::letGo();
 }
 
@@ -106,7 +73,6 @@ void PrefixRowLineage::generationDel( PrefixListRows & generation ) noexcept {
       handOver( older, generation.retired_ );
       if( !generation.younger_ && !isEdited_ ) {
          release( generation.root_, generation.entryCount_, older );
-         if( older ) older->retired_.clear();   // they are in its trie, which it owns now
       }
    }
    RetiredPrefixRows::letGo();

@@ -7,8 +7,8 @@
 ///    block A            +----+              born in 1, retired behind 2: freed when 1 and 2 are gone
 ///    block B                 +----+----+    born in 2, in use
 ///
-/// A generation that goes hands its retired blocks to the next older one that is in use and has them, and frees the others. The youngest
-/// owns the whole trie. Cost: what the generation does not share.
+/// A generation that goes hands its retired blocks to the next older one that is in use and has them, and frees the others. The youngest one,
+/// which is the editor's while there is an editor, owns its whole trie. Cost: what the generation does not share.
 /// Threading: any thread.
 #pragma once
 
@@ -24,33 +24,21 @@ class PrefixRowLineage final : public Quoin::Node {
    using Retired = PrefixListRows::Retired;
    ~PrefixRowLineage() override;
 
-   /// A new youngest generation. `retired`: what it does not share with the one before; empty afterwards.
-   void publishedIs( PrefixListRows & generation, std::vector<Retired> & retired ) noexcept;
+   /// A new youngest generation. `retired`: what it does not share with the one before; empty afterwards. Errors: std::bad_alloc, and nothing
+   /// has changed.
+   void publishedIs( PrefixListRows & generation, std::vector<Retired> & retired );
    /// A generation has lost its last use.
    void generationDel( PrefixListRows & generation ) noexcept;
    /// The editor is gone, with what it has not published: a trie, and the blocks that it has retired.
    void editorDel( const PrefixRowNode & root, const std::vector<Retired> & retired ) noexcept;
 
  private:
-   static void handOver( PrefixListRows * to, const std::vector<Retired> & retired ) noexcept;
-   static void release( const PrefixRowNode & root, size_t entries, const PrefixListRows * heir ) noexcept;
+   static void handOver( PrefixListRows * to, std::vector<Retired> & retired ) noexcept;
+   static void release( const PrefixRowNode & root, size_t entries, PrefixListRows * heir ) noexcept;
 
    std::mutex mutex_;
    PrefixListRows * youngest_ = nullptr;   // of the published ones
    bool isEdited_ = true;                  // the editor has the youngest trie
-};
-
-/// Tries that nobody uses any more, and that are too large to free at once. Every release and publication of rows frees a part of them;
-/// an agent may call letGo() when it is idle. Threading: any thread.
-class ROUTEPOLICY_API RetiredPrefixRows {
- public:
-   /// Frees at most `atMost` blocks. Returns whether none is left. 10,000 blocks take less than a millisecond.
-   static bool letGo( size_t atMost = kAtOnce ) noexcept;
-
- private:
-   friend class PrefixRowLineage;
-   static constexpr size_t kAtOnce = 4096;
-   static void take( const PrefixRowNode & root ) noexcept;
 };
 
 }   // namespace Routing::RouteMap
