@@ -11,6 +11,7 @@
 #include "bench/AccessLists.h"
 #include "bench/Configurations.h"
 #include "bench/Policies.h"
+#include "substrate/lists/RetiredPrefixRows.h"
 
 namespace {
 
@@ -75,8 +76,14 @@ struct BareIpv6 {
 };
 static_assert( sizeof( BareIpv4 ) == 12 && sizeof( BareIpv6 ) == 24 );
 
+// Lists of earlier rows may not be freed yet.
+void releaseAll() {
+   while( !Routing::RouteMap::RetiredPrefixRows::letGo() ) {}
+}
+
 void measure( const std::string & question, const Entries & entries ) {
    const std::string size = grouped( entries.size() );
+   releaseAll();
    const size_t before = heapBytes;
    const auto list = listOf( entries );
    const size_t held = heapBytes - before;
@@ -98,6 +105,21 @@ void measureFamily( AddressFamily af, const std::string & name ) {
    const char * data = std::getenv( "ROUTEPOLICY_BENCH_DATA" );
    if( data && wanted( name + " table whole, bytes an entry" ) )
       if( const Prefixes table = readTable( data, af ); !table.empty() ) measure( name + " table whole", exactEntries( table ) );
+}
+
+// A list under edit: what was configured, and what is published.
+void measureEdited() {
+   constexpr uint32_t kEntries = 5'000'000;
+   if( !wanted( "a list with its builder, bytes an entry" ) ) return;
+   releaseAll();
+   const size_t before = heapBytes;
+   Routing::RouteMap::PrefixListBuilder builder( "list", AddressFamily::ipv4 );
+   for( uint32_t i = 0; i < kEntries; ++i )
+      if( builder.entryIs( { i, Acl::MatchPermit::permit, prefixOf( AddressFamily::ipv4, { uint64_t( i ) << 40, 0 }, 24 ), {}, {} } ) )
+         fail( "an entry is refused" );
+   const auto list = builder.build();
+   printRow( "a list with its builder, bytes an entry", grouped( kEntries ), "bytes", double( heapBytes - before ) / kEntries,
+             "array of bare entries", sizeof( BareIpv4 ) );
 }
 
 struct Heap {
@@ -147,6 +169,7 @@ void measureAll() {
    measureSequences( "a tag and a distance", 1, 10'000, fillTag );
    measureSequences( "a list of its own", 1, 10'000, fillOwnList );
    measureAccessList();
+   measureEdited();
    measureFamily( AddressFamily::ipv4, "IPv4" );
    measureFamily( AddressFamily::ipv6, "IPv6" );
 }

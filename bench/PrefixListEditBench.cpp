@@ -1,0 +1,123 @@
+// What does a change of a prefix list cost, from the edit to the published list? How long is it built, and how long does a thread stand still
+// that drops the last use of a large one?
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <vector>
+
+#include "bench/Policies.h"
+#include "substrate/lists/RetiredPrefixRows.h"
+#include "substrate/routemap/PrefixListProducer.h"
+
+namespace {
+
+using namespace Bench;
+using Routing::RouteMap::PrefixListBuilder;
+using Routing::RouteMap::PrefixListProducer;
+using Routing::RouteMap::PrefixListSymbolDedupTable;
+using Routing::RouteMap::RetiredPrefixRows;
+
+constexpr size_t kChanges = 20'000;   // per pass, for every size
+
+Entries generatedEntries( size_t size ) {
+   Random random( 20 + size );
+   return writtenEntries( generatedTable( AddressFamily::ipv4, size, random ), random );
+}
+
+/// A published list, whose entries change their action one after the other.
+class Edited {
+ public:
+   explicit Edited( size_t size )
+         : producer_( Quoin::makeNode<PrefixListSymbolDedupTable>(), "list", AddressFamily::ipv4 ), entries_( generatedEntries( size ) ) {
+      for( const auto & e : entries_ ) put( e );
+      producer_.publish();
+   }
+   uint64_t change() {
+      for( size_t i = 0; i < kChanges; ++i ) {
+         auto & e = entries_[ random_.below( entries_.size() ) ];
+         e.action = e.action == Acl::MatchPermit::permit ? Acl::MatchPermit::deny : Acl::MatchPermit::permit;
+         if( !producer_.entryDel( e.seqno ) ) fail( "an entry is missing" );
+         put( e );
+         producer_.publish();
+      }
+      return kChanges;
+   }
+
+ private:
+   void put( const Routing::RouteMap::PrefixListEntry & entry ) {
+      if( producer_.entryIs( entry ) ) fail( "an entry is refused" );
+   }
+
+   PrefixListProducer producer_;
+   Entries entries_;
+   Random random_{ 1 };
+};
+
+void measureChanges() {
+   if( !wanted( "one change" ) ) return;
+   Group group;
+   const auto way = [ & ]( size_t size ) {
+      return group.way( "a list of " + grouped( size ), kChanges,
+                        [ edited = std::make_shared<Edited>( size ) ] { return edited->change(); } );
+   };
+   const auto least = way( 100 );
+   for( const size_t size : { 10'000u, 1'000'000u } ) group.row( "one change, published", grouped( size ), way( size ), least );
+   group.run();
+}
+
+void measureBuild( size_t size ) {
+   if( !wanted( "build" ) ) return;
+   const Entries entries = generatedEntries( size );
+   const auto build = [ & ]() -> uint64_t {
+      PrefixListBuilder builder( "list", AddressFamily::ipv4 );
+      for( const auto & e : entries )
+         if( builder.entryIs( e ) ) fail( "an entry is refused" );
+      return builder.build()->entryCount();
+   };
+   const auto sort = [ & ]() -> uint64_t {
+      Entries sorted = entries;
+      std::ranges::sort( sorted, {}, []( const auto & e ) { return e.prefix; } );
+      return sorted.size();
+   };
+   const auto empty = [] {
+      while( !RetiredPrefixRows::letGo() ) {}
+   };
+   Group group;
+   group.row( "build in random order, each entry", grouped( size ), group.way( "list", size, build, empty ),
+              group.way( "sorting the entries", size, sort ) );
+   group.run();
+}
+
+double microseconds( const std::function<void()> & work ) {
+   const auto begin = std::chrono::steady_clock::now();
+   work();
+   return std::chrono::duration<double, std::micro>( std::chrono::steady_clock::now() - begin ).count();
+}
+
+// The longest pause of a thread: that of the last user, or of a later call that frees a part.
+void measureRelease( size_t size ) {
+   if( !wanted( "release" ) ) return;
+   Entries entries( size );
+   for( size_t i = 0; i < size; ++i ) entries[ i ] = { uint32_t( i ), Acl::MatchPermit::permit, prefixOf( AddressFamily::ipv4, { i << 40, 0 }, 24 ), {}, {} };
+   auto list = listOf( entries );
+   double longest = microseconds( [ & ] { list = nullptr; } );
+   for( bool isEmpty = false; !isEmpty; )
+      longest = std::max( longest, microseconds( [ & ] { isEmpty = RetiredPrefixRows::letGo(); } ) );
+   const double array = microseconds( [ & ] { Entries().swap( entries ); } );
+   printRow( "release, the longest pause", grouped( size ), "us", longest, "an array of the entries", array );
+}
+
+void measureAll() {
+   measureChanges();
+   measureBuild( 100'000 );
+   measureBuild( 500'000 );
+   measureRelease( 1'000'000 );
+   measureRelease( 5'000'000 );
+}
+
+}   // namespace
+
+int main( int argc, char ** argv ) {
+   return Bench::benchMain( argc, argv, measureAll );
+}
