@@ -1,4 +1,4 @@
-// What does a change of a prefix list cost, from the edit to the published list? How long is it built, and how long does a thread stand still
+// What does a change of a prefix list cost, from the edit until the route map that refers to the list is in force? How long is it built, and how long does a thread stand still
 // that drops the last use of a large one?
 
 #include <algorithm>
@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "bench/Configurations.h"
 #include "bench/Policies.h"
 #include "substrate/lists/RetiredPrefixRows.h"
 #include "substrate/routemap/PrefixListProducer.h"
@@ -15,7 +16,6 @@ namespace {
 using namespace Bench;
 using Routing::RouteMap::PrefixListBuilder;
 using Routing::RouteMap::PrefixListProducer;
-using Routing::RouteMap::PrefixListSymbolDedupTable;
 using Routing::RouteMap::RetiredPrefixRows;
 
 constexpr size_t kChanges = 20'000;   // per pass, for every size
@@ -25,31 +25,36 @@ Entries generatedEntries( size_t size ) {
    return writtenEntries( generatedTable( AddressFamily::ipv4, size, random ), random );
 }
 
-/// A published list, whose entries change their action one after the other.
+/// A list under a route map. Its entries change their action in random order.
 class Edited {
  public:
    explicit Edited( size_t size )
-         : producer_( Quoin::makeNode<PrefixListSymbolDedupTable>(), "list", AddressFamily::ipv4 ), entries_( generatedEntries( size ) ) {
+         : agent_( configOf( 1, 1 ) ),
+           list_( agent_.root->ipv4PrefixListTable(), kSharedList, AddressFamily::ipv4 ),
+           entries_( generatedEntries( size ) ) {
       for( const auto & e : entries_ ) put( e );
-      producer_.publish();
+      list_.publish();
+      agent_.settle();
    }
    uint64_t change() {
       for( size_t i = 0; i < kChanges; ++i ) {
          auto & e = entries_[ random_.below( entries_.size() ) ];
          e.action = e.action == Acl::MatchPermit::permit ? Acl::MatchPermit::deny : Acl::MatchPermit::permit;
-         if( !producer_.entryDel( e.seqno ) ) fail( "an entry is missing" );
+         if( !list_.entryDel( e.seqno ) ) fail( "an entry is missing" );
          put( e );
-         producer_.publish();
+         list_.publish();
+         agent_.settle();
       }
       return kChanges;
    }
 
  private:
    void put( const Routing::RouteMap::PrefixListEntry & entry ) {
-      if( producer_.entryIs( entry ) ) fail( "an entry is refused" );
+      if( list_.entryIs( entry ) ) fail( "an entry is refused" );
    }
 
-   PrefixListProducer producer_;
+   Agent agent_;
+   PrefixListProducer list_;
    Entries entries_;
    Random random_{ 1 };
 };
@@ -62,7 +67,7 @@ void measureChanges() {
                         [ edited = std::make_shared<Edited>( size ) ] { return edited->change(); } );
    };
    const auto least = way( 100 );
-   for( const size_t size : { 10'000u, 1'000'000u } ) group.row( "one change, published", grouped( size ), way( size ), least );
+   for( const size_t size : { 10'000u, 1'000'000u } ) group.row( "one change, in force", grouped( size ), way( size ), least );
    group.run();
 }
 
@@ -99,11 +104,11 @@ double microseconds( const std::function<void()> & work ) {
 void measureRelease( size_t size ) {
    if( !wanted( "release" ) ) return;
    Entries entries( size );
-   for( size_t i = 0; i < size; ++i ) entries[ i ] = { uint32_t( i ), Acl::MatchPermit::permit, prefixOf( AddressFamily::ipv4, { i << 40, 0 }, 24 ), {}, {} };
+   for( size_t i = 0; i < size; ++i )
+      entries[ i ] = { uint32_t( i ), Acl::MatchPermit::permit, prefixOf( AddressFamily::ipv4, { i << 40, 0 }, 24 ), {}, {} };
    auto list = listOf( entries );
    double longest = microseconds( [ & ] { list = nullptr; } );
-   for( bool isEmpty = false; !isEmpty; )
-      longest = std::max( longest, microseconds( [ & ] { isEmpty = RetiredPrefixRows::letGo(); } ) );
+   for( bool isEmpty = false; !isEmpty; ) longest = std::max( longest, microseconds( [ & ] { isEmpty = RetiredPrefixRows::letGo(); } ) );
    const double array = microseconds( [ & ] { Entries().swap( entries ); } );
    printRow( "release, the longest pause", grouped( size ), "us", longest, "an array of the entries", array );
 }

@@ -97,7 +97,7 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
 template <class Visit>
 void PrefixListRows::visitNode( const PrefixRowNode & node, unsigned depth, Ferule::Bits128 bits, Visit & visit ) const {
    const auto visitRow = [ & ]( const Ferule::IpGenPrefix & at ) {
-      return [ & visit, at ]( const PrefixRow & row ) {
+      return [ &visit, at ]( const PrefixRow & row ) {
          visit( at, row.bare() );
          return false;
       };

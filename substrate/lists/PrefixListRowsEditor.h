@@ -76,7 +76,7 @@ class ROUTEPOLICY_API PrefixListRowsEditor {
    Quoin::Ptr<PrefixRowLineage> lineage_;
    Node root_;
    PrefixListRows::Counts counts_;
-   uint64_t generation_ = 1;   // the one that publish() makes next
+   uint64_t generation_ = 1;                        // the one that publish() makes next
    std::vector<PrefixListRows::Retired> retired_;   // blocks of published generations that the present rows do not have
 };
 

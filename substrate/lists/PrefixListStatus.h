@@ -47,7 +47,7 @@ class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
    Ferule::AddressFamily af_;
    uint32_t givenVersion_ = 0;
    Quoin::Ptr<const PrefixListRows> rows_;
-   Quoin::Ptr<const PatriciaTrieWithNodeData> given_;   // by trieIs()
+   Quoin::Ptr<const PatriciaTrieWithNodeData> given_;                        // by trieIs()
    mutable std::atomic<const PatriciaTrieWithNodeData *> made_{ nullptr };   // stands for the rows; it has a use
    Quoin::String name_;
 };

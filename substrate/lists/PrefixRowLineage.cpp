@@ -71,9 +71,7 @@ void PrefixRowLineage::generationDel( PrefixListRows & generation ) noexcept {
       else
          youngest_ = older;
       handOver( older, generation.retired_ );
-      if( !generation.younger_ && !isEdited_ ) {
-         release( generation.root_, generation.entryCount_, older );
-      }
+      if( !generation.younger_ && !isEdited_ ) { release( generation.root_, generation.entryCount_, older ); }
    }
    RetiredPrefixRows::letGo();
 }

@@ -17,9 +17,6 @@ struct Waiting {
    std::vector<std::vector<PrefixListRows::Retired>> blocks;
    std::atomic<bool> any = false;
 
-   ~Waiting() {
-      while( !freeSome( ~size_t( 0 ) ) ) {}
-   }
    bool freeSome( size_t atMost ) noexcept {
       for( ; atMost != 0 && !nodes.empty(); --atMost ) {
          const PrefixRowNode node = nodes.back();
@@ -40,8 +37,9 @@ struct Waiting {
    }
 };
 
+// Never destroyed: lists may go at the very end of the process.
 Waiting & waiting() {
-   static Waiting rows;
+   static Waiting & rows = *new Waiting;
    return rows;
 }
 

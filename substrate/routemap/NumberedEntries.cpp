@@ -42,7 +42,8 @@ std::optional<PrefixListEntry> NumberedEntries::find( uint32_t seqno ) const noe
 
 void NumberedEntries::insert( const PrefixListEntry & entry ) {
    size_t at = pieces_.empty() ? 0 : pieceOf( entry.seqno );
-   if( pieces_.empty() || ( at + 1 == pieces_.size() && pieces_[ at ].size() == kMost * width_ && pieces_[ at ].end()[ -long( width_ ) ] < entry.seqno ) ) {
+   if( pieces_.empty() ||
+       ( at + 1 == pieces_.size() && pieces_[ at ].size() == kMost * width_ && pieces_[ at ].end()[ -long( width_ ) ] < entry.seqno ) ) {
       Piece piece( width_ );   // behind a full last piece: lists are often written in the order of their numbers
       write( entry, piece.data() );
       pieces_.push_back( std::move( piece ) );
@@ -110,7 +111,9 @@ PrefixListEntry NumberedEntries::entry( Position words ) const noexcept {
    if( width_ == 3 )
       entry.prefix = Ferule::IpGenPrefix( Ferule::IpAddr( words[ 2 ] ), length );
    else
-      entry.prefix = Ferule::Ip6Prefix{ Ferule::Ip6Addr( Ferule::Bits128{ uint64_t( words[ 2 ] ) << 32 | words[ 3 ], uint64_t( words[ 4 ] ) << 32 | words[ 5 ] } ), length };
+      entry.prefix = Ferule::Ip6Prefix{
+         Ferule::Ip6Addr( Ferule::Bits128{ uint64_t( words[ 2 ] ) << 32 | words[ 3 ], uint64_t( words[ 4 ] ) << 32 | words[ 5 ] } ), length
+      };
    return entry;
 }
 

@@ -139,7 +139,7 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    Arena<Quoin::Ptr<const PrefixData>, 127> data_;   // heads of chains
    size_t entryCount_ = 0;
    const Quoin::Ptr<const PrefixDataSource> source_;   // null: the trie has data of its own
-   mutable Quoin::Ptr<PatriciaTrieHeir> heir_;   // null after the heir has received the trie
+   mutable Quoin::Ptr<PatriciaTrieHeir> heir_;         // null after the heir has received the trie
 };
 
 }   // namespace Routing

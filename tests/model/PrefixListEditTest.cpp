@@ -41,7 +41,8 @@ std::vector<std::string> textsOf( const PrefixListRows & rows ) {
 
 std::vector<std::string> textsOf( const PrefixListModel & model ) {
    auto entries = model.entries;
-   std::ranges::sort( entries, {}, []( const Entry & e ) { return std::tuple( e.prefix.ipGenAddr().bits(), e.prefix.length(), e.seqno ); } );
+   std::ranges::sort( entries, {},
+                      []( const Entry & e ) { return std::tuple( e.prefix.ipGenAddr().bits(), e.prefix.length(), e.seqno ); } );
    std::vector<std::string> texts;
    for( const auto & e : entries ) texts.push_back( textOf( e.seqno, e.permit == permit, e.prefix, e.ge, e.le ) );
    return texts;
@@ -164,9 +165,11 @@ TEST( PrefixListEdit, eachGenerationAnswersLikeALinearListOfItsTime ) {
 // Every allocation of a sequence of edits fails once.
 TEST( PrefixListEdit, anEditThatFindsNoMemoryChangesNothing ) {
    for( const auto af : kFamilies ) {
-      const std::vector<const char *> prefixes = af == AddressFamily::ipv4
-         ? std::vector{ "10.0.0.0/8", "10.1.0.0/16", "10.1.0.0/16", "10.1.1.0/24", "10.1.1.1/32", "10.1.1.1/32", "0.0.0.0/0", "10.1.1.2/32" }
-         : std::vector{ "2001:db8::/32", "2001:db8::/32", "2001:db8:1::/48", "2001:db8::1/128", "2001:db8::1/128", "::/0", "2001:db8::2/128" };
+      const std::vector<const char *> prefixes =
+         af == AddressFamily::ipv4 ? std::vector{ "10.0.0.0/8",  "10.1.0.0/16", "10.1.0.0/16", "10.1.1.0/24",
+                                                  "10.1.1.1/32", "10.1.1.1/32", "0.0.0.0/0",   "10.1.1.2/32" }
+                                   : std::vector{ "2001:db8::/32",   "2001:db8::/32", "2001:db8:1::/48", "2001:db8::1/128",
+                                                  "2001:db8::1/128", "::/0",          "2001:db8::2/128" };
       bool failed = true;
       size_t n = 0;
       for( ; failed; ++n ) {

@@ -92,11 +92,11 @@ inline Quoin::Ptr<PrefixListEntryData> plainEntry( const PrefixListModel::Entry 
 
 /// The roads on which a list answers. The answer is the same on all.
 enum class Road {
-   rows,             // through the rows
-   compactedRows,    // the same of a compacted trie
-   ownEntries,       // an agent's entry type: the walk
-   filledAfter,      // a trie that got its entries after it was installed: the walk
-   compactedAfter    // a trie that was compacted after it was installed: the walk
+   rows,            // through the rows
+   compactedRows,   // the same of a compacted trie
+   ownEntries,      // an agent's entry type: the walk
+   filledAfter,     // a trie that got its entries after it was installed: the walk
+   compactedAfter   // a trie that was compacted after it was installed: the walk
 };
 constexpr Road kRoads[] = { Road::rows, Road::compactedRows, Road::ownEntries, Road::filledAfter, Road::compactedAfter };
 

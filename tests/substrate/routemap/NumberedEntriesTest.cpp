@@ -61,7 +61,8 @@ TEST( NumberedEntries, holdWhatAMapHolds ) {
 
 TEST( NumberedEntries, areInTheOrderOfPrefixesOnRequest ) {
    NumberedEntries entries( AddressFamily::ipv6 );
-   for( const char * e : { "5 permit 2001:db8::/48", "10 permit ::/0", "3 deny 2001:db8::/48", "7 permit 2001:db8::/32", "1 permit 2001:db8:0:0:1::/80" } )
+   for( const char * e :
+        { "5 permit 2001:db8::/48", "10 permit ::/0", "3 deny 2001:db8::/48", "7 permit 2001:db8::/32", "1 permit 2001:db8:0:0:1::/80" } )
       entries.insert( prefixListEntry( e ) );
    std::string numbers;
    for( const auto position : entries.inOrderOfPrefixes() ) numbers += std::to_string( entries.entry( position ).seqno ) + ' ';
