@@ -1,4 +1,11 @@
-// How long does it take to compile an access list in slices, how long is the longest slice, and what does the list cost per route?
+// How long does it take to compile an access list in slices, how long is the longest slice, and what does the list cost per route: on one
+// thread, on two threads that share the list, and if the masks of the rules have gaps?
+
+#include <time.h>
+
+#include <array>
+#include <barrier>
+#include <thread>
 
 #include "bench/AccessLists.h"
 #include "bench/Yardsticks.h"
@@ -70,9 +77,104 @@ void measureMatch( size_t count ) {
    group.run();
 }
 
+// The processor time of this thread. Unit: nanoseconds.
+double threadNs() {
+   timespec t;
+   clock_gettime( CLOCK_THREAD_CPUTIME_ID, &t );
+   return double( t.tv_sec ) * 1e9 + double( t.tv_nsec );
+}
+
+// The time of a question on each of `threads` threads that start together. Other programs may keep one of the threads waiting, so that the
+// threads do not disturb each other in this turn: the median of many turns counts.
+double nsPerQuestion( size_t threads, size_t asked, const std::function<uint64_t()> & pass ) {
+   std::vector<double> turns;
+   for( int turn = 0; turn < 15; ++turn ) {
+      std::barrier start( static_cast<std::ptrdiff_t>( threads ) );
+      std::vector<double> ns( threads );
+      std::vector<std::thread> running;
+      for( size_t t = 0; t < threads; ++t )
+         running.emplace_back( [ &, t ] {
+            start.arrive_and_wait();
+            const double begun = threadNs();
+            benchmark::DoNotOptimize( pass() );
+            ns[ t ] = threadNs() - begun;
+         } );
+      for( auto & thread : running ) thread.join();
+      turns.insert( turns.end(), ns.begin(), ns.end() );
+   }
+   std::nth_element( turns.begin(), turns.begin() + static_cast<std::ptrdiff_t>( turns.size() / 2 ), turns.end() );
+   return turns[ turns.size() / 2 ] / double( asked );
+}
+
+void measureThreads( size_t count ) {
+   if( !wanted( "an access list, match, on each of two threads" ) ) return;
+   const Prefixes table = rules( count );
+   const CompiledAcl list( table );
+   const IpAccessListMatcher matcher( "ACL", list.status() );
+   const size_t asked = std::max<size_t>( table.size(), 2'000'000 );
+   const auto pass = [ & ] {
+      MatchInput_ input;
+      Quoin::Ptr<Routing::Policy::PolicyEvalContext> none;
+      return overlapped( asked, [ & ]( size_t i ) -> size_t {
+         input.prefixIs( table[ i % table.size() ] );
+         return matcher.match( &input, none );
+      } );
+   };
+   printRow( "an access list, match, on each of two threads", grouped( count ), "ns", nsPerQuestion( 2, asked, pass ), "one thread",
+             nsPerQuestion( 1, asked, pass ) );
+}
+
+// Random sources with a few masks, most of which have gaps.
+Sources gappedSources( size_t count, Random & random ) {
+   static constexpr std::array<uint32_t, 8> kMasks = { 0xFF00FFFF, 0xFFFF00FF, 0x00FFFFFF, 0xFFF0F0FF,
+                                                       0x0FFFFFF0, 0xFFFFFF0F, 0xF0FFFFFF, 0xFFFFFF00 };
+   Sources sources;
+   for( size_t i = 0; i < count; ++i ) {
+      const uint32_t mask = kMasks[ random.below( kMasks.size() ) ];
+      sources.push_back( { Ferule::IpAddr( uint32_t( random.bits() ) & mask ), Ferule::IpAddr( mask ) } );
+   }
+   return sources;
+}
+
+void measureGapped( size_t count ) {
+   if( !wanted( "an access list of gapped masks, match, " + grouped( count ) ) ) return;
+   Random random( 42 );
+   const Sources sources = gappedSources( count, random );
+   const CompiledAcl list( sources );
+   const IpAccessListMatcher matcher( "ACL", list.status() );
+   std::vector<uint32_t> asked;   // half of them match a rule
+   while( asked.size() < 200 ) {
+      const auto & source = sources[ random.below( sources.size() ) ];
+      const uint32_t any = uint32_t( random.bits() );
+      asked.push_back( asked.size() % 2 ? any : source.address.value() | ( any & ~source.mask.value() ) );
+   }
+   Group group;
+   const auto linear = group.way( "the rules in order", asked.size(), [ & ] {
+      return chained( asked.size(), [ & ]( size_t i ) -> size_t {
+         for( size_t rule = 0; rule < sources.size(); ++rule )
+            if( ( ( asked[ i ] ^ sources[ rule ].address.value() ) & sources[ rule ].mask.value() ) == 0 ) return permitsAt( rule );
+         return 0;
+      } );
+   } );
+   group.row( "an access list of gapped masks, match, chained", grouped( count ),
+              group.way( "matcher", asked.size(),
+                         [ & ] {
+                            MatchInput_ input;
+                            Quoin::Ptr<Routing::Policy::PolicyEvalContext> none;
+                            return chained( asked.size(), [ & ]( size_t i ) -> size_t {
+                               input.prefixIs( IpGenPrefix( Ferule::IpAddr( asked[ i ] ), 32 ) );
+                               return matcher.match( &input, none );
+                            } );
+                         } ),
+              linear );
+   group.run();
+}
+
 void measureAll() {
    measureCompilation();
    for( const size_t count : { 10u, 10'000u, 1'000'000u } ) measureMatch( count );
+   for( const size_t count : { 10u, 10'000u } ) measureThreads( count );
+   for( const size_t count : { 10'000u, 1'000'000u } ) measureGapped( count );
 }
 
 }   // namespace

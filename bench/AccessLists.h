@@ -18,16 +18,23 @@ inline bool permitsAt( size_t i ) {
    return i % 3 != 2;
 }
 
-/// The rules of a list: one rule per prefix, in the order of the prefixes.
-inline Ptr<const Acl::AclVersion> versionOf( const Prefixes & prefixes ) {
+using Sources = std::vector<Ferule::IpAddrWithFullMask>;
+
+inline Sources sourcesOf( const Prefixes & prefixes ) {
+   Sources sources;
+   for( const auto & p : prefixes )
+      sources.push_back(
+         { p.ipGenAddr().v4Addr(), Ferule::IpAddr( static_cast<uint32_t>( Bits128::leadingOnes( p.length() ).high >> 32 ) ) } );
+   return sources;
+}
+
+/// The rules of a list: one rule per source, in the order of the sources.
+inline Ptr<const Acl::AclVersion> versionOf( const Sources & sources ) {
    auto version = makeNode<Acl::AclVersion>();
-   for( size_t i = 0; i < prefixes.size(); ++i ) {
+   for( size_t i = 0; i < sources.size(); ++i ) {
       const auto id = static_cast<uint32_t>( i );
-      const auto & p = prefixes[ i ];
-      const Ferule::IpAddr mask( static_cast<uint32_t>( Bits128::leadingOnes( p.length() ).high >> 32 ) );
-      version->ipRuleIs( id,
-                         { .action = permitsAt( i ) ? Acl::RuleAction::permit : Acl::RuleAction::deny,
-                           .filter = { .source = { p.ipGenAddr().v4Addr(), mask } } } );
+      version->ipRuleIs(
+         id, { .action = permitsAt( i ) ? Acl::RuleAction::permit : Acl::RuleAction::deny, .filter = { .source = sources[ i ] } } );
       version->ruleBySequenceIs( 10 * ( id + 1 ), id );
    }
    return version;
@@ -36,8 +43,9 @@ inline Ptr<const Acl::AclVersion> versionOf( const Prefixes & prefixes ) {
 /// One access list and the machine that compiles it.
 class CompiledAcl {
  public:
-   explicit CompiledAcl( const Prefixes & prefixes ) {
-      types->aclTypeIs( Acl::AclType::ipv4 )->aclIs( "ACL" )->currVersionIs( versionOf( prefixes ) );
+   explicit CompiledAcl( const Prefixes & prefixes ) : CompiledAcl( sourcesOf( prefixes ) ) {}
+   explicit CompiledAcl( const Sources & sources ) {
+      types->aclTypeIs( Acl::AclType::ipv4 )->aclIs( "ACL" )->currVersionIs( versionOf( sources ) );
       machine = Zeugma::makeSm<Routing::Policy::AclConfigSm>( types, table, clock );
       run();
    }

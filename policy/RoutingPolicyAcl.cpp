@@ -1,8 +1,57 @@
 #include "policy/RoutingPolicyAcl.h"
 
+#include <typeinfo>
+
 #include "substrate/quoin/DisplayPointer.h"
 
 namespace Routing::Policy {
+
+namespace {
+
+// Returns the rule that governs among `best`, which may be null, and the rules of a chain.
+const AclEntryData * governing( const AclEntryData * best, const Routing::PrefixData * chain, const Ferule::IpGenPrefix & asked ) {
+   for( auto * entry = static_cast<const AclEntryData *>( chain ); entry; entry = entry->nextEntry() ) {
+      // A source that is a prefix matches if its node is above the prefix. For any other mask, the node only says that the leading ones
+      // match.
+      if( !entry->source().validAsPrefix() && !entry->source().contains( asked.ipGenAddr() ) ) continue;
+      if( !best || entry->seqno() < best->seqno() ) best = entry;
+   }
+   return best;
+}
+
+// Finds the governing rule without a handle of it. The walk runs no code of an agent, so nothing can release the rules in the meantime.
+class GoverningRule final : public Routing::PatriciaTrieWalkCb {
+ public:
+   explicit GoverningRule( const Ferule::IpGenPrefix & asked ) : asked_( asked ) {}
+   bool handlePrefixData( const Ferule::IpGenPrefix &, const Routing::PrefixData * data ) override {
+      rule_ = governing( rule_, data, asked_ );
+      return true;
+   }
+   const AclEntryData * rule() const noexcept { return rule_; }
+
+ private:
+   const Ferule::IpGenPrefix & asked_;
+   const AclEntryData * rule_ = nullptr;
+};
+
+// The use of the thread's context for one match. Both ends clear the context.
+class CleanContext {
+ public:
+   CleanContext() { clear(); }
+   ~CleanContext() { clear(); }
+   CleanContext( const CleanContext & ) = delete;
+   CleanContext & operator=( const CleanContext & ) = delete;
+   IpAccessListWalkerCbCtx * operator->() const noexcept { return &ctx_; }
+
+ private:
+   void clear() const noexcept {
+      ctx_.prefix = nullptr;
+      ctx_.entry = nullptr;
+   }
+   IpAccessListWalkerCbCtx & ctx_ = IpAccessListWalkerCbCtx::ofThisThread();
+};
+
+}   // namespace
 
 IpAccessListWalkerCbCtx & IpAccessListWalkerCbCtx::ofThisThread() {
    static thread_local IpAccessListWalkerCbCtx ctx;
@@ -15,13 +64,8 @@ IpAccessListMatcher::~IpAccessListMatcher() = default;
 
 bool IpAccessListWalkerCb::handlePrefixData( const Ferule::IpGenPrefix &, const Routing::PrefixData * data ) {
    auto & ctx = IpAccessListWalkerCbCtx::ofThisThread();
-   for( auto * entry = static_cast<const AclEntryData *>( data ); entry; entry = entry->nextEntry() ) {
-      // A source that is a prefix matches if its node is above the prefix. For any other mask, the node only says that the leading ones
-      // match.
-      if( !entry->source().validAsPrefix() && !entry->source().contains( ctx.prefix->ipGenAddr() ) ) continue;
-      if( ctx.entry && ctx.entry->seqno() <= entry->seqno() ) continue;
-      ctx.entry = Quoin::Ptr( entry );
-   }
+   if( !data ) return true;
+   if( const auto * rule = governing( ctx.entry.get(), data, *ctx.prefix ); rule != ctx.entry.get() ) ctx.entry = Quoin::Ptr( rule );
    return true;
 }
 
@@ -35,22 +79,25 @@ IpAccessListMatcher::IpAccessListMatcher( const Quoin::String & name, const Quoi
       : name_( name ), status_( status ), walker_( Quoin::makeNode<IpAccessListWalkerCb>() ) {}
 
 bool IpAccessListMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
-   // Keeps both alive: a getter or a rule may replace this matcher during the call.
+   const Quoin::ReleaseScope keep;   // the getter may release this matcher
+   const Ferule::IpGenPrefix * prefix = input->getPrefixPointer();
+   if( !status_ || status_->trie().af() != prefix->af() ) return false;
+   CleanContext ctx;
+   GoverningRule governing( *prefix );
+   status_->trie().ancestorWalk( *prefix, &governing );
+   if( !governing.rule() ) return false;
+   if( typeid( *governing.rule() ) != typeid( AclEntryData ) ) return matchByWalk( *prefix );
+   return governing.rule()->AclEntryData::permit() == Acl::MatchPermit::permit;
+}
+
+// A rule of an agent's own class decides in permit(), which may release the list, or look at the thread's context.
+bool IpAccessListMatcher::matchByWalk( const Ferule::IpGenPrefix & prefix ) const {
    const auto status = status_;
    const auto walker = walker_;
-   const Ferule::IpGenPrefix * prefix = input->getPrefixPointer();
-   if( !status || status->trie().af() != prefix->af() ) return false;
-   struct Walk {
-      IpAccessListWalkerCbCtx & ctx;
-      ~Walk() {
-         ctx.prefix = nullptr;
-         ctx.entry = nullptr;
-      }
-   } walk{ IpAccessListWalkerCbCtx::ofThisThread() };
-   walk.ctx.prefix = prefix;
-   walk.ctx.entry = nullptr;
-   status->trie().ancestorWalk( *prefix, walker.get() );
-   return walk.ctx.entry && walk.ctx.entry->permit() == Acl::MatchPermit::permit;
+   CleanContext ctx;
+   ctx->prefix = &prefix;
+   status->trie().ancestorWalk( prefix, walker.get() );
+   return ctx->entry && ctx->entry->permit() == Acl::MatchPermit::permit;
 }
 
 RouteMapFeatures IpAccessListMatcher::getFeatures() const {

@@ -65,6 +65,8 @@ class ROUTEPOLICY_API IpAccessListMatcher final : public Matcher {
    void formatDerivedType( std::ostream & os ) const override;
 
  private:
+   bool matchByWalk( const Ferule::IpGenPrefix & prefix ) const;
+
    Quoin::String name_;
    Quoin::Ptr<const IpAccessListStatus> status_;
    Quoin::Ptr<IpAccessListWalkerCb> walker_;

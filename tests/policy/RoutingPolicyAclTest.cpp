@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <functional>
 #include <iomanip>
 #include <memory>
@@ -326,6 +327,25 @@ TEST( IpAccessListMatcher, matchingDoesNotAllocate ) {
    EXPECT_FALSE( b );
    const auto something = makeNode<IpAccessListStatus>( "another" );
    EXPECT_GT( allocationCount(), before ) << "nothing is counted at all";
+}
+
+// A use count that every match updates would pass from processor to processor. A thread of its own builds the list, because a thread that
+// has allocated entries before goes on in a block of that time.
+TEST( IpAccessListMatcherDeathTest, matchingWritesNothingThatThreadsShare ) {
+   const auto answersFromReadOnlyMemory = [] {
+      Ptr<const IpAccessListMatcher> matcher;
+      std::thread( [ & ] {
+         ProtectableMemory memory;
+         const auto list = accessList( { "10 deny 10.0.0.0 255.0.255.0", "20 permit 10.1.0.0/16", "30 deny 10.0.0.0/8" } );
+         matcher = makeNode<IpAccessListMatcher>( "ACL", list );
+         memory.readOnlyIs();
+         const auto denied = routeTo( "10.1.0.0/24" ), permitted = routeTo( "10.1.1.0/24" ), elsewhere = routeTo( "11.0.0.0/8" );
+         const bool right =
+            !matcher->match( &denied, noContext ) && matcher->match( &permitted, noContext ) && !matcher->match( &elsewhere, noContext );
+         std::_Exit( right ? 0 : 1 );   // the list cannot be released any more
+      } ).join();
+   };
+   EXPECT_EXIT( answersFromReadOnlyMemory(), testing::ExitedWithCode( 0 ), "" );
 }
 
 TEST( IpAccessListMatcher, oneMatcherServesManyThreads ) {

@@ -1,5 +1,7 @@
 #include "tests/substrate/zeugma/AllocationCount.h"
 
+#include <sys/mman.h>
+
 #include <cstdlib>
 #include <new>
 
@@ -8,14 +10,28 @@ namespace {
 constinit thread_local size_t count = 0;
 constinit thread_local size_t failing = 0;   // calls until one fails, that one included; 0 for none
 
+constexpr size_t kProtectableBytes = size_t( 64 ) << 20;
+std::byte * protectable = nullptr;                   // of the process: another thread may free what is in it
+constinit thread_local size_t protectableUsed = 0;   // 0: this thread does not allocate there
+
 void * allocate( size_t size ) noexcept {
    ++count;
    if( failing != 0 && --failing == 0 ) return nullptr;
+   if( protectableUsed != 0 ) {
+      void * const place = protectable + protectableUsed;
+      protectableUsed += ( size + alignof( std::max_align_t ) ) / alignof( std::max_align_t ) * alignof( std::max_align_t );
+      return protectableUsed <= kProtectableBytes ? place : nullptr;
+   }
    return std::malloc( size ? size : 1 );
 }
 void * allocateOrThrow( size_t size ) {
    if( void * p = allocate( size ) ) return p;
    throw std::bad_alloc();
+}
+
+void release( void * p ) noexcept {
+   if( protectable && p >= protectable && p < protectable + kProtectableBytes ) return;
+   std::free( p );
 }
 
 }   // namespace
@@ -34,6 +50,20 @@ bool AllocationFailure::happened() const noexcept {
    return failing == 0;
 }
 
+ProtectableMemory::ProtectableMemory() {
+   void * const memory = mmap( nullptr, kProtectableBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0 );
+   if( memory == MAP_FAILED ) throw std::bad_alloc();
+   protectable = static_cast<std::byte *>( memory );
+   protectableUsed = alignof( std::max_align_t );
+}
+ProtectableMemory::~ProtectableMemory() {
+   protectableUsed = 0;   // the memory stays, since its objects do
+}
+void ProtectableMemory::readOnlyIs() {
+   protectableUsed = 0;
+   if( mprotect( protectable, kProtectableBytes, PROT_READ ) != 0 ) std::abort();
+}
+
 // All that come in pairs with each other, so that a sanitizer sees no stranger's memory freed.
 void * operator new( size_t size ) {
    return allocateOrThrow( size );
@@ -48,20 +78,20 @@ void * operator new[]( size_t size, const std::nothrow_t & ) noexcept {
    return allocate( size );
 }
 void operator delete( void * p ) noexcept {
-   std::free( p );
+   release( p );
 }
 void operator delete[]( void * p ) noexcept {
-   std::free( p );
+   release( p );
 }
 void operator delete( void * p, size_t ) noexcept {
-   std::free( p );
+   release( p );
 }
 void operator delete[]( void * p, size_t ) noexcept {
-   std::free( p );
+   release( p );
 }
 void operator delete( void * p, const std::nothrow_t & ) noexcept {
-   std::free( p );
+   release( p );
 }
 void operator delete[]( void * p, const std::nothrow_t & ) noexcept {
-   std::free( p );
+   release( p );
 }
