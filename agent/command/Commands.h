@@ -89,7 +89,8 @@ struct WatchOptions {
    TargetOptions target;   // none: report publications only
    std::vector<std::string> tables;
    bool json = false;
-   std::chrono::milliseconds interval{ 250 };   // between two steps
+   std::chrono::milliseconds interval{ 250 };   // a change that lasts is complete when nothing happened in this time
+   std::chrono::milliseconds untold{ 2000 };    // between two looks at files whose changes the kernel tells
    Dialect dialect = Dialect::frr;
    bool lenient = false;
    Assumptions assumptions;

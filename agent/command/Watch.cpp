@@ -1,17 +1,24 @@
 // routepolicy watch: follows the files of a policy and reports what each change does.
 #include <fmt/format.h>
+#include <poll.h>
+#include <sys/signalfd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <iterator>
 #include <optional>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
 #include "command/Commands.h"
 #include "command/Comparison.h"
+#include "command/FileEvents.h"
 #include "command/PolicyFiles.h"
 #include "command/RouteText.h"
 #include "command/TableRun.h"
@@ -23,7 +30,10 @@ namespace Agent {
 
 namespace {
 
+using std::chrono::milliseconds;
+
 constexpr size_t kExamples = 3;
+constexpr milliseconds kTogether{ 20 };   // files that are saved within this time of each other belong together
 
 /// Changes whenever the file changes; nothing for a file that does not exist.
 using Stamp = std::optional<std::tuple<int64_t, int64_t, uint64_t, uint64_t>>;
@@ -65,6 +75,10 @@ class Watch {
          throw CommandError{ "watch follows files and cannot follow standard input" };
       if( !options.tables.empty() && target_.empty() )
          throw CommandError{ "--in needs --route-map, --neighbor, --prefix-list or --access-list" };
+      follow();   // before the first look: no change is missed
+      if( !events_.fault().empty() )
+         console.message( fmt::format( "cannot be notified of changes (inotify): {}; the files are looked at every {} ms", events_.fault(),
+                                       options.interval.count() ) );
       stamps_ = stamps();
       const LineLoader loader = loadFiles( options.files, options.dialect, options.lenient, console );
       if( !reportErrors( loader, console, options.json ) ) throw CommandError{ "watch needs a policy without errors to start with" };
@@ -78,11 +92,19 @@ class Watch {
 
    void begin() { report( loaded_, nullptr ); }
 
-   /// Reloads the files if they have changed and did not change again since the last step: a file may still be being written.
+   /// Reloads the files if they have changed and the change is complete. A change is complete when the kernel tells so, or when nothing
+   /// changes any more for one interval.
    void step() {
+      const bool isTold = events_.take();
+      follow();
       auto now = stamps();
-      const bool settled = now == std::exchange( seen_, now );
-      if( !settled || now == stamps_ ) return;
+      const bool isQuiet = now == std::exchange( seen_, now ) && !isTold;
+      isChanged_ = isChanged_ || isTold;
+      isPending_ = isChanged_ || now != stamps_;
+      const bool isComplete = isTold && !events_.inProgress() && now.size() == 1;
+      if( !isPending_ || !( isQuiet || isComplete ) ) return;
+      events_.endProgress();
+      isChanged_ = isPending_ = false;
       stamps_ = std::move( now );
       try {
          reload();
@@ -95,7 +117,21 @@ class Watch {
       }
    }
 
+   /// Readable when the next step is due before wait() has passed; below 0 for never.
+   int events() const noexcept { return events_.fd(); }
+   /// The time to the next step, if nothing happens before.
+   milliseconds wait() const noexcept {
+      if( isPending_ ) return isChanged_ && !events_.inProgress() ? kTogether : options_.interval;
+      return events_.watchAll() ? options_.untold : options_.interval;
+   }
+
  private:
+   void follow() {
+      auto files = policyFilesOf( options_.files );
+      for( const auto & given : options_.files )   // of a directory: any new file may count
+         if( std::error_code ignored; std::filesystem::is_directory( given, ignored ) ) files.push_back( given + "/frr.conf" );
+      events_.filesAre( files );
+   }
    std::vector<Stamp> stamps() const {
       std::vector<Stamp> all;
       for( const auto & file : policyFilesOf( options_.files ) ) all.push_back( stampOf( file ) );
@@ -177,9 +213,12 @@ class Watch {
    Console & console_;
    const Target target_;
    LivePolicy policy_;
-   ApplyReport loaded_;          // of the start
+   ApplyReport loaded_;   // of the start
+   FileEvents events_;
    std::vector<Stamp> stamps_;   // at the last reload
    std::vector<Stamp> seen_;     // at the last step
+   bool isChanged_ = false;      // the kernel has told a change since the last reload
+   bool isPending_ = false;      // a change waits for its end
    std::vector<TableRoute> routes_;
    std::unique_ptr<RouteEvaluator> evaluator_;
    std::unique_ptr<RouteEvaluator> last_;   // the one before it; kept while the route map is not in force
@@ -193,20 +232,28 @@ class HeldSignals {
       sigaddset( &held_, SIGINT );
       sigaddset( &held_, SIGTERM );
       pthread_sigmask( SIG_BLOCK, &held_, &before_ );
+      signals_ = signalfd( -1, &held_, SFD_CLOEXEC );
+      if( signals_ < 0 ) throw std::system_error( errno, std::generic_category(), "signals" );
    }
-   ~HeldSignals() { pthread_sigmask( SIG_SETMASK, &before_, nullptr ); }
+   ~HeldSignals() {
+      close( signals_ );
+      pthread_sigmask( SIG_SETMASK, &before_, nullptr );
+   }
    HeldSignals( const HeldSignals & ) = delete;
    HeldSignals & operator=( const HeldSignals & ) = delete;
 
-   /// Whether one of them came; waits that long for it, or until another signal.
-   bool cameWithin( std::chrono::milliseconds time ) const {
-      const timespec limit{ time.count() / 1000, time.count() % 1000 * 1'000'000 };
-      return sigtimedwait( &held_, nullptr, &limit ) > 0;
+   /// Whether one of them came; waits that long for it, or until `events` is readable, or until another signal.
+   bool cameWithin( milliseconds time, int events ) const {
+      pollfd fds[] = { { signals_, POLLIN, 0 }, { events, POLLIN, 0 } };
+      poll( fds, std::size( fds ), static_cast<int>( time.count() ) );
+      constexpr timespec kNow{};
+      return sigtimedwait( &held_, nullptr, &kNow ) > 0;
    }
 
  private:
    sigset_t held_;
    sigset_t before_;
+   int signals_;   // readable when one of them came
 };
 
 }   // namespace
@@ -215,7 +262,7 @@ int watch( const WatchOptions & options, Console & console ) {
    Watch watch( options, console );
    const HeldSignals stop;
    watch.begin();
-   while( !stop.cameWithin( options.interval ) ) watch.step();
+   while( !stop.cameWithin( watch.wait(), watch.events() ) ) watch.step();
    return kExitOk;
 }
 

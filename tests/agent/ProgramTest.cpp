@@ -1190,6 +1190,36 @@ TEST( Program, watchKeepsTheLastGoodPolicyBehindABrokenFile ) {
    EXPECT_EQ( watch.finish().status, 0 );
 }
 
+TEST( Program, watchFollowsDirectoriesLinksAndSeveralFiles ) {
+   const Folder folder;
+   const auto policyOf = []( const std::string & name ) { return "route-map " + name + " permit 10\n"; };
+   for( const char * directory : { "one", "two" } ) std::filesystem::create_directory( folder( directory ) );
+   folder.write( "one/a.conf", policyOf( "ONE" ) );
+   folder.write( "two/a.conf", policyOf( "TWO" ) );
+   folder.write( "edge.conf", policyOf( "EDGE" ) );
+   std::filesystem::create_directory_symlink( "one", folder( "now" ) );
+   Program watch( folder.call( { { "watch", "DIR/now", "DIR/edge.conf" } } ) );
+   watch.waitForOut( "   published EDGE\n   published ONE\n" );
+
+   folder.write( "one/b.conf", policyOf( "NEW" ) );
+   watch.waitForOut( "   published NEW\n" );
+   std::filesystem::create_directory_symlink( "two", folder( "next" ) );
+   std::filesystem::rename( folder( "next" ), folder( "now" ) );
+   watch.waitForOut( "   withdrawn NEW\n   withdrawn ONE\n   published TWO\n" );
+   folder.write( "two/frr.conf", policyOf( "FRR" ) );
+   watch.waitForOut( "   published FRR\n   withdrawn TWO\n" );
+
+   std::filesystem::remove_all( folder( "two" ) );
+   watch.waitForErr( "the last good policy stays in force\n" );
+   std::filesystem::create_directory( folder( "two" ) );
+   folder.write( "two/frr.conf", policyOf( "BACK" ) );
+   watch.waitForOut( "   published BACK\n   withdrawn FRR\n" );
+   folder.write( "edge.conf", policyOf( "LAST" ) );
+   watch.waitForOut( "   withdrawn EDGE\n   published LAST\n" );
+   watch.signal( SIGTERM );
+   EXPECT_EQ( watch.finish().status, 0 );
+}
+
 TEST( Program, watchTellsInJsonLines ) {
    const Folder folder;
    FollowedFile file( folder );
