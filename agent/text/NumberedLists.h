@@ -20,6 +20,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "substrate/zeugma/HashMix.h"
@@ -143,6 +144,14 @@ class NumberedLists {
       return list && !list->lines.empty() ? list->lines.rbegin()->first : 0;
    }
 
+   /// From now on, the order of the lines of this list matters.
+   void ordered( std::string_view name ) {
+      if( List * const list = find( name ) )
+         list->anyOrder.value = false;
+      else
+         ordered_.emplace( name );
+   }
+
    /// Keeps lists that have a description and no line.
    void keepDescribed() noexcept { keepsDescribed_ = true; }
 
@@ -197,6 +206,7 @@ class NumberedLists {
    std::map<std::string, List> & lists_;
    std::unordered_map<std::string, Index> indexes_;
    std::unordered_map<std::string, Description> descriptions_;   // of lists without lines
+   std::unordered_set<std::string> ordered_;                     // undefined lists, some of which were defined, of ordered()
    typename std::map<std::string, List>::iterator current_ = lists_.end();
    Index * index_ = nullptr;   // of the current list; null: not looked up yet
    bool keepsDescribed_ = false;
@@ -220,6 +230,7 @@ List & NumberedLists<List>::findOrCreate( std::string_view name, const Place & p
    index_ = nullptr;
    List & list = current_->second;
    list.place = place;
+   list.anyOrder.value = !ordered_.contains( current_->first );
    if( const auto at = descriptions_.find( current_->first ); at != descriptions_.end() ) {
       list.description = std::move( at->second.text );
       list.place = at->second.place;
@@ -235,7 +246,10 @@ auto NumberedLists<List>::put( List & list, uint32_t number, Line line ) -> std:
    if( at == list.lines.end() || at->first != number ) {
       if( index ) index->added( number, line );
       list.lines.emplace_hint( at, number, std::move( line ) );
-   } else if( !isSameLine( at->second, line ) ) {
+      return std::nullopt;
+   }
+   list.anyOrder.value = false;
+   if( !isSameLine( at->second, line ) ) {
       if( index ) {
          index->removed( number, at->second );
          index->added( number, line );
@@ -259,6 +273,7 @@ void NumberedLists<List>::erase( List & list, typename std::map<uint32_t, Line>:
 template <class List>
 void NumberedLists<List>::remove( std::string_view name ) {
    descriptions_.erase( std::string( name ) );
+   ordered_.emplace( name );
    if( !find( name ) ) return;
    indexes_.erase( current_->first );
    lists_.erase( current_ );
