@@ -22,6 +22,7 @@
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "substrate/zeugma/HashMix.h"
 #include "text/PolicyText.h"
@@ -71,7 +72,8 @@ inline bool hasTheWordsOf( const AccessListLine & listed, const AccessListLine &
    return ( way == Spelling::host || way == Spelling::wildcard ) && listed.netmask;
 }
 
-/// Finds the numbers of the lines with a given content.
+/// Finds the numbers of the lines with a given content. A row of slots, at most half of them used, has a line of each hash; each other line
+/// of the same hash takes more memory.
 template <class Line>
 class ContentIndex {
  public:
@@ -79,11 +81,25 @@ class ContentIndex {
    explicit ContentIndex( const Lines & lines ) {
       for( const auto & [ number, line ] : lines ) added( number, line );
    }
-   void added( uint32_t number, const Line & line ) { numbers_[ hashOf( line ) ].insert( number ); }
+   void added( uint32_t number, const Line & line ) {
+      if( 2 * ++used_ > slots_.size() ) grow();
+      const uint32_t hash = slotHashOf( line );
+      if( Slot & slot = slots_[ find( hash ) ]; slot.hash == 0 )
+         slot = { hash, number };
+      else
+         others_[ hash ].insert( number );
+   }
    void removed( uint32_t number, const Line & line ) {
-      const auto at = numbers_.find( hashOf( line ) );
-      at->second.erase( number );
-      if( at->second.empty() ) numbers_.erase( at );
+      --used_;
+      const uint32_t hash = slotHashOf( line );
+      const size_t at = find( hash );
+      const auto others = others_.find( hash );
+      if( others == others_.end() ) return erase( at );
+      if( slots_[ at ].number == number )
+         slots_[ at ].number = others->second.extract( others->second.begin() ).value();
+      else
+         others->second.erase( number );
+      if( others->second.empty() ) others_.erase( others );
    }
    /// The lowest number of the same line, or else of one that hasTheWordsOf() it.
    std::optional<uint32_t> find( const Lines & lines, const Line & line ) const {
@@ -96,16 +112,57 @@ class ContentIndex {
    }
 
  private:
-   template <class Agrees>
-   std::optional<uint32_t> find( const Lines & lines, const Line & line, Agrees agrees ) const {
-      const auto at = numbers_.find( hashOf( line ) );
-      if( at == numbers_.end() ) return std::nullopt;
-      for( const uint32_t number : at->second )
-         if( agrees( lines.at( number ), line ) ) return number;
-      return std::nullopt;
+   struct Slot {
+      uint32_t hash = 0;   // 0: not used
+      uint32_t number = 0;
+   };
+
+   static uint32_t slotHashOf( const Line & line ) { return std::max<uint32_t>( 1, static_cast<uint32_t>( hashOf( line ) ) ); }
+   size_t home( uint32_t hash ) const noexcept { return ( hash * 0x9e3779b97f4a7c15u ) >> shift_; }
+   size_t next( size_t at ) const noexcept { return ( at + 1 ) % slots_.size(); }
+   // The slot of this hash, or the unused one in which it belongs.
+   size_t find( uint32_t hash ) const noexcept {
+      size_t at = home( hash );
+      while( slots_[ at ].hash != 0 && slots_[ at ].hash != hash ) at = next( at );
+      return at;
+   }
+   void grow() {
+      const auto before = std::exchange( slots_, std::vector<Slot>( 2 * slots_.size() ) );
+      --shift_;
+      for( const Slot & slot : before )
+         if( slot.hash != 0 ) slots_[ find( slot.hash ) ] = slot;
+   }
+   // The slots behind move up, so that each is found from its home.
+   void erase( size_t hole ) {
+      const size_t last = slots_.size() - 1;
+      slots_[ hole ] = {};
+      for( size_t at = next( hole ); slots_[ at ].hash != 0; at = next( at ) )
+         if( ( ( at - home( slots_[ at ].hash ) ) & last ) >= ( ( at - hole ) & last ) ) {
+            slots_[ hole ] = std::exchange( slots_[ at ], {} );
+            hole = at;
+         }
    }
 
-   std::unordered_map<size_t, std::set<uint32_t>> numbers_;   // by hash
+   template <class Agrees>
+   std::optional<uint32_t> find( const Lines & lines, const Line & line, Agrees agrees ) const {
+      const uint32_t hash = slotHashOf( line );
+      const Slot & slot = slots_[ find( hash ) ];
+      if( slot.hash == 0 ) return std::nullopt;
+      std::optional<uint32_t> found;
+      if( agrees( lines.at( slot.number ), line ) ) found = slot.number;
+      if( const auto others = others_.find( hash ); others != others_.end() )
+         for( const uint32_t number : others->second ) {
+            if( found && *found < number ) break;
+            if( agrees( lines.at( number ), line ) ) return number;
+         }
+      return found;
+   }
+
+   static constexpr unsigned kFirstBits = 4;
+   std::vector<Slot> slots_ = std::vector<Slot>( size_t( 1 ) << kFirstBits );
+   unsigned shift_ = 64 - kFirstBits;                          // slots_ has 2 ^ ( 64 - shift_ ) members
+   size_t used_ = 0;                                           // lines
+   std::unordered_map<uint32_t, std::set<uint32_t>> others_;   // by hash: lines whose hash a slot has already
 };
 
 template <class List>
