@@ -50,14 +50,6 @@ void reportSkippedLines( const PolicyText & text, Console & console ) {
    if( count > kDoubtsShown ) console.message( fmt::format( "and {} more", count - kDoubtsShown ) );
 }
 
-// Files that were named. In a directory, the files of other daemons are expected.
-void mentionStrayFiles( const PolicyText & text, const std::vector<std::string> & given, Console & console ) {
-   for( const auto & file : given )
-      for( const uint32_t stray : text.strayFiles )
-         if( displayName( file ) == text.files[ stray ] )
-            console.message( fmt::format( "{}: contains no line of a policy (tables are given with --in)", text.files[ stray ] ) );
-}
-
 // The files of a router: frr.conf, or a file for each daemon; in the order of their names. Without any, the directory itself, which cannot
 // be read.
 std::vector<std::string> configurationIn( const fs::path & directory ) {
@@ -109,6 +101,8 @@ std::string contentOf( const std::string & file, uint64_t limit ) {
    FileSource source = openFile( file );
    Input input( source, limit + 1 );
    std::string content;
+   std::error_code ignored;
+   if( const auto stored = fs::file_size( file, ignored ); !ignored ) content.reserve( std::min<uint64_t>( stored, limit ) + kPiece );
    size_t size = 0;
    for( size_t count = 1; count != 0; size += count ) {
       content.resize( size + kPiece );
@@ -130,10 +124,28 @@ std::vector<std::string> policyFilesOf( const std::vector<std::string> & given )
    return files;
 }
 
+// Files that were named. In a directory, the files of other daemons are expected.
+void mentionStrayFiles( const PolicyText & text, const std::vector<std::string> & given, Console & console ) {
+   for( const auto & file : given )
+      for( const uint32_t stray : text.strayFiles )
+         if( displayName( file ) == text.files[ stray ] )
+            console.message( fmt::format( "{}: contains no line of a policy (tables are given with --in)", text.files[ stray ] ) );
+}
+
+std::vector<SourceFile> readFiles( const std::vector<std::string> & given ) {
+   std::vector<SourceFile> files;
+   for( const auto & file : policyFilesOf( given ) ) files.push_back( { displayName( file ), contentOf( file ) } );
+   return files;
+}
+
 LineLoader loadFiles( const std::vector<std::string> & given, Dialect dialect, bool lenient, Console & console ) {
+   return loadFiles( readFiles( given ), given, dialect, lenient, console );
+}
+
+LineLoader loadFiles( const std::vector<SourceFile> & files, const std::vector<std::string> & given, Dialect dialect, bool lenient,
+                      Console & console ) {
    LineLoader loader( dialect, lenient );
-   const auto files = policyFilesOf( given );
-   for( const auto & file : files ) loader.load( displayName( file ), contentOf( file ) );
+   for( const auto & file : files ) loader.load( file.name, file.bytes );
    const PolicyText & text = loader.text();
    if( text.strayFiles.empty() ) return loader;
    if( text.strayFiles.size() < files.size() ) {

@@ -35,6 +35,14 @@ std::vector<std::string> policyFilesOf( const std::vector<std::string> & given )
 /// Messages for each error and for each skipped line that looks like policy come first. `lenient`: as LineLoader.
 LineLoader loadFiles( const std::vector<std::string> & given, Dialect dialect, bool lenient, Console & console );
 
+/// The first half of loadFiles(): the files' names and bytes. Errors: as contentOf().
+std::vector<SourceFile> readFiles( const std::vector<std::string> & given );
+/// The second half.
+LineLoader loadFiles( const std::vector<SourceFile> & files, const std::vector<std::string> & given, Dialect dialect, bool lenient,
+                      Console & console );
+/// Prints a message for each file that was given and has lines, but no line of a policy.
+void mentionStrayFiles( const PolicyText & text, const std::vector<std::string> & given, Console & console );
+
 /// Prints a message for each error of the texts; with `json` also one document on standard output. Returns whether there was no error.
 ///    {"errors":[{"file":"edge.conf","line":3,"column":12,"reason":"..."}]}
 bool reportErrors( std::initializer_list<const LineLoader *> loaders, Console & console, bool json );

@@ -24,6 +24,7 @@
 #include "command/TableRun.h"
 #include "command/Target.h"
 #include "live/ValueTests.h"
+#include "text/LineEdits.h"
 #include "text/Printable.h"
 
 namespace Agent {
@@ -80,11 +81,12 @@ class Watch {
          console.message( fmt::format( "cannot be notified of changes (inotify): {}; the files are looked at every {} ms", events_.fault(),
                                        options.interval.count() ) );
       stamps_ = stamps();
-      const LineLoader loader = loadFiles( options.files, options.dialect, options.lenient, console );
+      auto files = readFiles( options.files );
+      LineLoader loader = loadFiles( files, options.files, options.dialect, options.lenient, console );
       if( !reportErrors( loader, console, options.json ) ) throw CommandError{ "watch needs a policy without errors to start with" };
       mentionUnreadLines( loader.text(), console );
       mentionUnused( options.assumptions, { &loader }, console );
-      loaded_ = policy_.apply( target_.in( loader.text() ) );
+      loaded_ = apply( loader, std::move( files ) );
       requireRouteMap();
       readTables();
       updateEvaluator();
@@ -152,11 +154,28 @@ class Watch {
    }
    void keep( const std::string & why ) { console_.message( why + "; the last good policy stays in force" ); }
    void reload() {
-      const LineLoader loader = loadFiles( options_.files, options_.dialect, options_.lenient, console_ );
+      auto files = readFiles( options_.files );
+      if( const auto edit = lines_->editTo( policy_.text(), files ) ) return inForce( apply( *edit, std::move( files ) ) );
+      LineLoader loader = loadFiles( files, options_.files, options_.dialect, options_.lenient, console_ );
       if( !reportErrors( loader, console_, options_.json ) ) return keep( quantity( loader.errors().size(), "error" ) );
       if( loader.text() == PolicyText() && !( policy_.text() == PolicyText() ) ) throw CommandError{ "the policy is empty now" };
       mentionUnreadLines( loader.text(), console_ );
-      const auto report = policy_.apply( target_.in( loader.text() ) );
+      inForce( apply( loader, std::move( files ) ) );
+   }
+   ApplyReport apply( LineLoader & loader, std::vector<SourceFile> files ) {
+      auto report = policy_.apply( target_.in( loader.takeText() ) );
+      lines_.emplace( policy_.text(), std::move( files ) );
+      return report;
+   }
+   // With the messages that loading gives.
+   ApplyReport apply( const TextEdit & edit, std::vector<SourceFile> files ) {
+      auto report = policy_.applyEdit( edit );
+      lines_->filesAre( edit, std::move( files ) );
+      mentionStrayFiles( policy_.text(), options_.files, console_ );
+      mentionUnreadLines( policy_.text(), console_ );
+      return report;
+   }
+   void inForce( const ApplyReport & report ) {
       if( evaluator_ ) last_ = std::move( evaluator_ );
       updateEvaluator();
       this->report( report, last_.get() );
@@ -213,7 +232,8 @@ class Watch {
    Console & console_;
    const Target target_;
    LivePolicy policy_;
-   ApplyReport loaded_;   // of the start
+   std::optional<LineEdits> lines_;   // of the files in force
+   ApplyReport loaded_;               // of the start
    FileEvents events_;
    std::vector<Stamp> stamps_;   // at the last reload
    std::vector<Stamp> seen_;     // at the last step

@@ -5,6 +5,7 @@
 #include "live/CommunityList.h"
 #include "live/Differences.h"
 #include "substrate/quoin/Assert.h"
+#include "text/LineEdits.h"
 
 namespace Agent {
 
@@ -57,16 +58,37 @@ size_t editProducers( Producers & producers, const PolicyText::ByName<Text> & be
       } );
 }
 
+// Either line may be null.
+void editLine( PrefixListProducer & list, uint32_t seqno, const PrefixListLine * was, const PrefixListLine * is ) {
+   if( was ) list.entryDel( seqno );
+   if( !is ) return;
+   const auto error = list.entryIs( { seqno, is->action, is->prefix, is->ge, is->le } );
+   QUOIN_ASSERT( !error, "a prefix list's line that is free of errors" );
+}
+
 size_t editPrefixList( PrefixListProducer & list, const PrefixListText & was, const PrefixListText & is ) {
    const size_t edits =
       forEachDifference( was.lines, is.lines, [ & ]( uint32_t seqno, const PrefixListLine * old, const PrefixListLine * line ) {
-         if( old ) list.entryDel( seqno );
-         if( !line ) return;
-         const auto error = list.entryIs( { seqno, line->action, line->prefix, line->ge, line->le } );
-         QUOIN_ASSERT( !error, "a prefix list's line that is free of errors" );
+         editLine( list, seqno, old, line );
       } );
    if( edits != 0 || is.lines.empty() ) list.publish();   // else only the description may have changed
    return edits;
+}
+
+size_t editPrefixLists( std::map<std::string, PrefixListProducer> & producers, const PolicyText::ByName<PrefixListEdit> & edits ) {
+   size_t count = 0;
+   for( const auto & [ name, edit ] : edits ) {
+      PrefixListProducer & list = producers.at( name );
+      size_t ofList = 0;
+      for( const auto & [ seqno, change ] : edit.lines ) {
+         if( change.was == change.is ) continue;
+         ++ofList;
+         editLine( list, seqno, change.was ? &*change.was : nullptr, change.is ? &*change.is : nullptr );
+      }
+      if( ofList != 0 ) list.publish();
+      count += ofList;
+   }
+   return count;
 }
 
 size_t editTagSet( TagSetProducer & set, const TagSetText & was, const TagSetText & is ) {
@@ -161,6 +183,10 @@ size_t ListsInForce::apply( const PolicyText & before, const PolicyText & after 
       editProducers( extCommunityLists_, before.extCommunityLists, after.extCommunityLists, editWholeList<ExtCommunityList>( dialect_ ),
                      root.extCommListTable() ) +
       editProducers( asPathLists_, before.asPathLists, after.asPathLists, editWholeList<AsPathList>( dialect_ ), root.asPathListTable() );
+}
+
+size_t ListsInForce::apply( const TextEdit & edit ) {
+   return editPrefixLists( ipv4PrefixLists_, edit.ipv4PrefixLists ) + editPrefixLists( ipv6PrefixLists_, edit.ipv6PrefixLists );
 }
 
 size_t ListsInForce::applySteps( const PolicyText::ByName<StepText> & before, const PolicyText::ByName<StepText> & after ) {

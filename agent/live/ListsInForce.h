@@ -13,6 +13,8 @@
 
 namespace Agent {
 
+struct TextEdit;
+
 /// Keeps the lists and tag sets of the policy in force compiled. LivePolicy passes each new text to it; route maps refer to the compiled
 /// lists by their symbols. A list that the text does not contain, or a list without lines, is undefined. Threading: the activity thread.
 class ListsInForce {
@@ -23,7 +25,9 @@ class ListsInForce {
    /// they are complete when the clock has made its pending calls.
    /// Returns the number of lines, tags and whole lists that were written or removed.
    size_t apply( const PolicyText & before, const PolicyText & after );
-   /// The same for steps.
+   /// Applies an edit of the text in force. It costs what the edited lists take to publish.
+   size_t apply( const TextEdit & edit );
+   /// As the first, for steps.
    size_t applySteps( const PolicyText::ByName<StepText> & before, const PolicyText::ByName<StepText> & after );
 
  private:

@@ -7,6 +7,7 @@
 #include "live/ListsInForce.h"
 #include "live/RouteMapsInForce.h"
 #include "substrate/quoin/Assert.h"
+#include "text/LineEdits.h"
 
 namespace Agent {
 
@@ -21,30 +22,22 @@ class LivePolicy::Impl {
       text_.dialect = dialect;
    }
 
-   // Nothing is published before all edits are written and the access lists are compiled, so that each route map is published once.
    ApplyReport apply( PolicyText text ) {
       QUOIN_ASSERT( text.dialect == dialect_, "a policy in the dialect of the policy in force" );
-      const auto start = std::chrono::steady_clock::now();
-      ApplyReport report;
-      {
-         const auto edit = routeMaps_.editScope();
-         report.edits = lists_.apply( text_, text );
-         if( dialect_ == Dialect::native ) {
-            report.edits += routeMaps_.apply( text_.routeMaps, text.routeMaps );
-         } else {
-            CompiledRules rules = compileFrrRules( text, assumptions_ );
-            report.edits += lists_.applySteps( rules_.steps, rules.steps );
-            report.edits += routeMaps_.apply( rules_.routeMaps, rules.routeMaps );
-            rules_ = std::move( rules );
-         }
-         runClock();
-      }
-      text_ = std::move( text );
-      scheduler_->runUntilIdle();
-      report.republished = routeMaps_.republished();
-      runClock();   // deletes the large lists that were released
-      report.took = std::chrono::steady_clock::now() - start;
-      return report;
+      return publish( [ & ] {
+         const size_t edits = lists_.apply( text_, text );
+         std::swap( text_, text );
+         return edits + ( dialect_ == Dialect::native ? routeMaps_.apply( text.routeMaps, text_.routeMaps ) : applyRules() );
+      } );
+   }
+
+   ApplyReport applyEdit( const TextEdit & edit ) {
+      return publish( [ & ] {
+         const size_t edits = lists_.apply( edit );
+         Agent::apply( edit, text_ );
+         // Steps tell places; route maps have not changed in any other way.
+         return edits + ( dialect_ == Dialect::native || edit.moves.empty() ? 0 : applyRules() );
+      } );
    }
 
    const PolicyText & text() const noexcept { return text_; }
@@ -53,6 +46,30 @@ class LivePolicy::Impl {
    std::vector<std::string> verify() const { return routeMaps_.verify(); }
 
  private:
+   // Nothing is published before all edits are written and the access lists are compiled, so that each route map is published once.
+   template <class Write>
+   ApplyReport publish( Write write ) {
+      const auto start = std::chrono::steady_clock::now();
+      ApplyReport report;
+      {
+         const auto edit = routeMaps_.editScope();
+         report.edits = write();
+         runClock();
+      }
+      scheduler_->runUntilIdle();
+      report.republished = routeMaps_.republished();
+      runClock();   // deletes the large lists that were released
+      report.took = std::chrono::steady_clock::now() - start;
+      return report;
+   }
+
+   size_t applyRules() {
+      CompiledRules rules = compileFrrRules( text_, assumptions_ );
+      std::swap( rules_, rules );
+      const size_t edits = lists_.applySteps( rules.steps, rules_.steps );
+      return edits + routeMaps_.apply( rules.routeMaps, rules_.routeMaps );
+   }
+
    void runClock() {
       for( auto wait = clock_->untilNextCall(); wait != Clock::kNever; wait = clock_->untilNextCall() ) {
          if( wait > Clock::Seconds( 0 ) ) std::this_thread::sleep_for( wait );
@@ -76,6 +93,10 @@ LivePolicy::~LivePolicy() = default;
 
 ApplyReport LivePolicy::apply( PolicyText text ) {
    return impl_->apply( std::move( text ) );
+}
+
+ApplyReport LivePolicy::applyEdit( const TextEdit & edit ) {
+   return impl_->applyEdit( edit );
 }
 
 const PolicyText & LivePolicy::text() const noexcept {

@@ -15,6 +15,8 @@
 
 namespace Agent {
 
+struct TextEdit;   // text/LineEdits.h
+
 /// The result of LivePolicy::apply().
 struct ApplyReport {
    size_t edits = 0;                       // writes to the live configuration; 0 if the text is in force already
@@ -34,6 +36,9 @@ class LivePolicy {
    /// pending. `text` must be free of errors, and in the dialect of this policy. Cost: comparing both texts, compiling each differing
    /// sequence and list whole, and a walk over all calls.
    ApplyReport apply( PolicyText text );
+   /// The same for an edit of the text in force. Cost: that of the edit, of publishing the edited lists, and, if lines have moved, a walk over
+   /// all places and route maps.
+   ApplyReport applyEdit( const TextEdit & edit );
    /// The text in force.
    const PolicyText & text() const noexcept;
 

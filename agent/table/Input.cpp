@@ -169,6 +169,12 @@ size_t Input::take( char * to, size_t capacity ) {
       while( out == to && !ended_ ) {
          if( unpacker_ ) {
             unpack( out, outEnd );
+         } else if( next_ == end_ && capacity >= stored_.size() ) {   // large pieces are not copied
+            const size_t count = sourceEnded_ ? 0 : source_.read( to, capacity );
+            storedBytes_ += count;
+            out += count;
+            sourceEnded_ = count == 0;
+            if( sourceEnded_ ) end();
          } else if( next_ != end_ || refill() ) {
             const size_t count = static_cast<size_t>( std::min( end_ - next_, outEnd - out ) );
             out = std::copy_n( next_, count, out );

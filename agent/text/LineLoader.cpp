@@ -229,6 +229,12 @@ const PolicyText & LineLoader::text() const noexcept {
    return reader_->text;
 }
 
+PolicyText LineLoader::takeText() noexcept {
+   PolicyText text = std::move( reader_->text );
+   reader_.reset();
+   return text;
+}
+
 const std::vector<TextError> & LineLoader::errors() const noexcept {
    return reader_->errors;
 }

@@ -12,6 +12,12 @@
 
 namespace Agent {
 
+/// A file of a policy, as it was read.
+struct SourceFile {
+   std::string name;   // as in errors, and in PolicyText::files
+   std::string bytes;
+};
+
 /// Loads texts one after the other, as one configuration. Threading: one thread.
 ///
 ///    LineLoader loader( Dialect::frr );
@@ -34,6 +40,8 @@ class LineLoader {
    void load( const std::string & file, std::string_view bytes );
 
    const PolicyText & text() const noexcept;
+   /// Moves the text out, and releases what else was needed for loading. Afterwards, the loader can only be destroyed.
+   PolicyText takeText() noexcept;
    /// In the order of the text.
    const std::vector<TextError> & errors() const noexcept;
    /// "FILE:LINE:COLUMN: REASON".

@@ -103,11 +103,13 @@ void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool
            ReadContent readContent ) {
    const Token name = line.take( kListName );
    if( isPrefixList<List> && line.dialect() == Dialect::frr ) lists.keepDescribed();
+   if( no ) lists.ordered( name.text );
    if( !describing.empty() && line.takeWords( describing ) ) return describe( lists, name, line, no );
 
    std::optional<uint32_t> number;
    const bool isFrr = line.dialect() == Dialect::frr;
    if( line.takeWords( "seq" ) ) number = isFrr && isOfBgpd<List> ? takeNumber32( line, "a sequence number" ) : takeSequenceNumber( line );
+   const bool saysNumber = number.has_value();
    if( no && line.atEnd() && isFrr ) return removeAsFrr( lists, name.text, number, {} );
    if( no && line.atEnd() ) return number ? lists.removeNumber( name.text, *number, std::nullopt ) : lists.remove( name.text );
 
@@ -121,7 +123,7 @@ void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool
    if( no && isFrr ) return removeAsFrr( lists, name.text, number, { said } );
    if( no ) return number ? lists.removeNumber( name.text, *number, said ) : void( lists.removeLine( name.text, said ) );
    for( auto & doubt : noted ) doubts.add( std::move( doubt ) );
-   if( ( isFrr || !number ) && isThere( lists, name.text, number, said ) ) return;
+   if( ( isFrr || !number ) && isThere( lists, name.text, number, said ) ) return lists.ordered( name.text );
    const Place place = said.place;
    if constexpr( std::is_same_v<List, AccessListText> ) keepNetmask( said, number ? lists.find( name.text, *number ) : nullptr );
    const auto hasNoneLeft = [ & ] {
@@ -131,6 +133,7 @@ void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool
       if( lists.highest( name.text ) > kMax32 - 5 ) throw hasNoneLeft();
       number = lists.highest( name.text ) + 5;
    }
+   if( !saysNumber ) lists.ordered( name.text );
    const auto added = lists.add( name.text, number, std::move( said ) );
    if( !added.done ) throw hasNoneLeft();
    if( added.before && Doubts::isReplaced( added.before->place, place ) )

@@ -20,7 +20,9 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "substrate/zeugma/HashMix.h"
 #include "text/PolicyText.h"
@@ -70,7 +72,8 @@ inline bool hasTheWordsOf( const AccessListLine & listed, const AccessListLine &
    return ( way == Spelling::host || way == Spelling::wildcard ) && listed.netmask;
 }
 
-/// Finds the numbers of the lines with a given content.
+/// Finds the numbers of the lines with a given content. A row of slots, at most half of them used, has a line of each hash; each other line
+/// of the same hash takes more memory.
 template <class Line>
 class ContentIndex {
  public:
@@ -78,11 +81,25 @@ class ContentIndex {
    explicit ContentIndex( const Lines & lines ) {
       for( const auto & [ number, line ] : lines ) added( number, line );
    }
-   void added( uint32_t number, const Line & line ) { numbers_[ hashOf( line ) ].insert( number ); }
+   void added( uint32_t number, const Line & line ) {
+      if( 2 * ++used_ > slots_.size() ) grow();
+      const uint32_t hash = slotHashOf( line );
+      if( Slot & slot = slots_[ find( hash ) ]; slot.hash == 0 )
+         slot = { hash, number };
+      else
+         others_[ hash ].insert( number );
+   }
    void removed( uint32_t number, const Line & line ) {
-      const auto at = numbers_.find( hashOf( line ) );
-      at->second.erase( number );
-      if( at->second.empty() ) numbers_.erase( at );
+      --used_;
+      const uint32_t hash = slotHashOf( line );
+      const size_t at = find( hash );
+      const auto others = others_.find( hash );
+      if( others == others_.end() ) return erase( at );
+      if( slots_[ at ].number == number )
+         slots_[ at ].number = others->second.extract( others->second.begin() ).value();
+      else
+         others->second.erase( number );
+      if( others->second.empty() ) others_.erase( others );
    }
    /// The lowest number of the same line, or else of one that hasTheWordsOf() it.
    std::optional<uint32_t> find( const Lines & lines, const Line & line ) const {
@@ -95,16 +112,57 @@ class ContentIndex {
    }
 
  private:
-   template <class Agrees>
-   std::optional<uint32_t> find( const Lines & lines, const Line & line, Agrees agrees ) const {
-      const auto at = numbers_.find( hashOf( line ) );
-      if( at == numbers_.end() ) return std::nullopt;
-      for( const uint32_t number : at->second )
-         if( agrees( lines.at( number ), line ) ) return number;
-      return std::nullopt;
+   struct Slot {
+      uint32_t hash = 0;   // 0: not used
+      uint32_t number = 0;
+   };
+
+   static uint32_t slotHashOf( const Line & line ) { return std::max<uint32_t>( 1, static_cast<uint32_t>( hashOf( line ) ) ); }
+   size_t home( uint32_t hash ) const noexcept { return ( hash * 0x9e3779b97f4a7c15u ) >> shift_; }
+   size_t next( size_t at ) const noexcept { return ( at + 1 ) % slots_.size(); }
+   // The slot of this hash, or the unused one in which it belongs.
+   size_t find( uint32_t hash ) const noexcept {
+      size_t at = home( hash );
+      while( slots_[ at ].hash != 0 && slots_[ at ].hash != hash ) at = next( at );
+      return at;
+   }
+   void grow() {
+      const auto before = std::exchange( slots_, std::vector<Slot>( 2 * slots_.size() ) );
+      --shift_;
+      for( const Slot & slot : before )
+         if( slot.hash != 0 ) slots_[ find( slot.hash ) ] = slot;
+   }
+   // The slots behind move up, so that each is found from its home.
+   void erase( size_t hole ) {
+      const size_t last = slots_.size() - 1;
+      slots_[ hole ] = {};
+      for( size_t at = next( hole ); slots_[ at ].hash != 0; at = next( at ) )
+         if( ( ( at - home( slots_[ at ].hash ) ) & last ) >= ( ( at - hole ) & last ) ) {
+            slots_[ hole ] = std::exchange( slots_[ at ], {} );
+            hole = at;
+         }
    }
 
-   std::unordered_map<size_t, std::set<uint32_t>> numbers_;   // by hash
+   template <class Agrees>
+   std::optional<uint32_t> find( const Lines & lines, const Line & line, Agrees agrees ) const {
+      const uint32_t hash = slotHashOf( line );
+      const Slot & slot = slots_[ find( hash ) ];
+      if( slot.hash == 0 ) return std::nullopt;
+      std::optional<uint32_t> found;
+      if( agrees( lines.at( slot.number ), line ) ) found = slot.number;
+      if( const auto others = others_.find( hash ); others != others_.end() )
+         for( const uint32_t number : others->second ) {
+            if( found && *found < number ) break;
+            if( agrees( lines.at( number ), line ) ) return number;
+         }
+      return found;
+   }
+
+   static constexpr unsigned kFirstBits = 4;
+   std::vector<Slot> slots_ = std::vector<Slot>( size_t( 1 ) << kFirstBits );
+   unsigned shift_ = 64 - kFirstBits;                          // slots_ has 2 ^ ( 64 - shift_ ) members
+   size_t used_ = 0;                                           // lines
+   std::unordered_map<uint32_t, std::set<uint32_t>> others_;   // by hash: lines whose hash a slot has already
 };
 
 template <class List>
@@ -141,6 +199,14 @@ class NumberedLists {
    uint32_t highest( std::string_view name ) {
       const List * const list = find( name );
       return list && !list->lines.empty() ? list->lines.rbegin()->first : 0;
+   }
+
+   /// From now on, the order of the lines of this list matters.
+   void ordered( std::string_view name ) {
+      if( List * const list = find( name ) )
+         list->anyOrder.value = false;
+      else
+         ordered_.emplace( name );
    }
 
    /// Keeps lists that have a description and no line.
@@ -197,6 +263,7 @@ class NumberedLists {
    std::map<std::string, List> & lists_;
    std::unordered_map<std::string, Index> indexes_;
    std::unordered_map<std::string, Description> descriptions_;   // of lists without lines
+   std::unordered_set<std::string> ordered_;                     // undefined lists, some of which were defined, of ordered()
    typename std::map<std::string, List>::iterator current_ = lists_.end();
    Index * index_ = nullptr;   // of the current list; null: not looked up yet
    bool keepsDescribed_ = false;
@@ -220,6 +287,7 @@ List & NumberedLists<List>::findOrCreate( std::string_view name, const Place & p
    index_ = nullptr;
    List & list = current_->second;
    list.place = place;
+   list.anyOrder.value = !ordered_.contains( current_->first );
    if( const auto at = descriptions_.find( current_->first ); at != descriptions_.end() ) {
       list.description = std::move( at->second.text );
       list.place = at->second.place;
@@ -235,7 +303,10 @@ auto NumberedLists<List>::put( List & list, uint32_t number, Line line ) -> std:
    if( at == list.lines.end() || at->first != number ) {
       if( index ) index->added( number, line );
       list.lines.emplace_hint( at, number, std::move( line ) );
-   } else if( !isSameLine( at->second, line ) ) {
+      return std::nullopt;
+   }
+   list.anyOrder.value = false;
+   if( !isSameLine( at->second, line ) ) {
       if( index ) {
          index->removed( number, at->second );
          index->added( number, line );
@@ -259,6 +330,7 @@ void NumberedLists<List>::erase( List & list, typename std::map<uint32_t, Line>:
 template <class List>
 void NumberedLists<List>::remove( std::string_view name ) {
    descriptions_.erase( std::string( name ) );
+   ordered_.emplace( name );
    if( !find( name ) ) return;
    indexes_.erase( current_->first );
    lists_.erase( current_ );

@@ -99,12 +99,21 @@ struct AsPathListLine {
    friend bool operator==( const AsPathListLine &, const AsPathListLine & ) = default;
 };
 
+/// Whether the lines of a list would mean the same in any order in the text: each adds a line under a number of its own, and each line has a
+/// content of its own, which FRR asks for.
+struct AnyOrder {
+   bool value = false;
+   // It does not take part in comparisons of texts.
+   friend constexpr bool operator==( const AnyOrder &, const AnyOrder & ) noexcept { return true; }
+};
+
 /// A list of numbered lines. The lowest line that matches decides.
 template <class Line>
 struct ListText {
    std::map<uint32_t, Line> lines;   // by sequence number
    std::string description;
-   Place place;   // of its first line or description
+   Place place;         // of its first line or description
+   AnyOrder anyOrder;   // told by the loader
    friend bool operator==( const ListText &, const ListText & ) = default;
 };
 
@@ -212,7 +221,9 @@ class SetClauses {
    SetClauses() = default;
    SetClauses( std::initializer_list<SetClause> row ) : row_( row ) {}
    auto begin() const noexcept { return row_.begin(); }
+   auto begin() noexcept { return row_.begin(); }
    auto end() const noexcept { return row_.end(); }
+   auto end() noexcept { return row_.end(); }
    bool empty() const noexcept { return row_.empty(); }
    /// Null if the sequence has no clause of this kind.
    const SetClause * find( SetKind kind ) const noexcept {

@@ -1220,6 +1220,27 @@ TEST( Program, watchFollowsDirectoriesLinksAndSeveralFiles ) {
    EXPECT_EQ( watch.finish().status, 0 );
 }
 
+TEST( Program, watchTellsTheNewPlacesBehindAnAddedLine ) {
+   const Folder folder;
+   const auto policyOf = []( const std::string & lines ) {
+      return "ip prefix-list A seq 5 permit 10.0.0.0/8\n" + lines + "route-map M permit 10\n match ip address prefix-list A\nroute-map\n";
+   };
+   folder.write( "edge.conf", policyOf( "" ) );
+   folder.write( "table.txt", "10.0.0.0/8\n10.1.0.0/16\n" );
+   Program watch( folder.call( { { "watch", "--lenient", "DIR/edge.conf", "-m", "M", "-i", "DIR/table.txt" } } ) );
+   watch.waitForOut( "published M\n" );
+   folder.write( "edge.conf", policyOf( "ip prefix-list A seq 10 permit 10.1.0.0/16\n" ) );
+   watch.waitForOut( "newly permitted\n" );
+   watch.waitForErr( "edge.conf:5:10: left out" );
+   EXPECT_THAT( watch.err(), HasSubstr( "edge.conf:4:10: left out" ) );
+   EXPECT_THAT( watch.out(),
+                HasSubstr( "\nbefore, without " + folder( "edge.conf" ) + ":4\nafter, without " + folder( "edge.conf" ) + ":5\n" ) );
+   folder.write( "edge.conf", policyOf( "ip prefix-list A seq 10 deny 10.1.0.0/16\n" ) );
+   watch.waitForOut( "no longer permitted\n" );
+   watch.signal( SIGTERM );
+   EXPECT_EQ( watch.finish().status, 0 );
+}
+
 TEST( Program, watchTellsInJsonLines ) {
    const Folder folder;
    FollowedFile file( folder );

@@ -1,0 +1,317 @@
+// The edit of a few lines, against the files read afresh.
+#include "text/LineEdits.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "analysis/Analysis.h"
+#include "command/RouteEvaluator.h"
+#include "live/LivePolicy.h"
+#include "live/ValueTests.h"
+#include "tests/agent/RandomPolicy.h"
+#include "tests/model/RandomCases.h"
+#include "text/LineLoader.h"
+#include "text/Places.h"
+#include "text/TextWriter.h"
+
+namespace Agent {
+namespace {
+
+using Files = std::vector<SourceFile>;
+using Lines = std::vector<std::string>;
+
+std::string joined( const Lines & lines ) {
+   std::string text;
+   for( const auto & line : lines ) text += line + '\n';
+   return text;
+}
+
+LineLoader loaded( const Files & files, Dialect dialect, bool lenient = false ) {
+   LineLoader loader( dialect, lenient );
+   for( const auto & file : files ) loader.load( file.name, file.bytes );
+   return loader;
+}
+
+/// Everything in a text, with all places, and what an operator sees of it.
+std::string dumpOf( PolicyText text ) {
+   std::string dump = writeText( text );
+   for( const auto * lists : { &text.ipv4PrefixLists, &text.ipv6PrefixLists } )
+      for( const auto & [ name, list ] : *lists ) dump += fmt::format( "{} {} {}\n", name, list.description, list.anyOrder.value );
+   for( const auto & finding : findingsOf( text, References( text ) ) )
+      dump += fmt::format( "{}: {}: {}\n", placeText( text, finding.place ), nameOf( finding.kind ), finding.text );
+   for( const auto & [ vrf, router ] : text.routers )
+      for( const auto & [ name, neighbor ] : router.neighbors )
+         for( const auto & family : neighbor.families ) dump += fmt::format( "{} {}\n", name, family.filters[ 0 ].prefixList );
+   for( const auto & application : text.applications ) dump += application.line + '\n';
+   for( const auto & doubt : text.doubts ) dump += doubt.text + '\n';
+   for( const auto & line : text.leftOut ) dump += line.error.reason + '\n';
+   for( const uint32_t file : text.strayFiles ) dump += fmt::format( "stray {}\n", file );
+   std::vector<std::string> words( text.otherWords.begin(), text.otherWords.end() );
+   std::ranges::sort( words );
+   dump += fmt::format( "{} lines, {} stanzas, {} words {}\n", text.lines, text.skippedStanzas, words.size(), joined( words ) );
+   forEachPlace( text, [ & ]( const Place & place ) { dump += fmt::format( "{}:{}:{} ", place.file, place.line, place.column ); } );
+   return dump;
+}
+
+/// Files of simple lines and of all others that may stand between these.
+class RandomFiles {
+ public:
+   RandomFiles( Random & random, Dialect dialect ) : random_( random ), dialect_( dialect ) {
+      for( auto n = 1 + below( random_, 2 ); n; --n ) {
+         auto & lines = lines_.emplace_back();
+         for( auto m = 5 + below( random_, 30 ); m; --m ) lines.push_back( line( 20 ) );
+      }
+   }
+   Files files() const {
+      Files files;
+      for( size_t i = 0; i < lines_.size(); ++i ) files.push_back( { fmt::format( "f{}", i ), joined( lines_[ i ] ) } );
+      if( !hasLastEnd_ && !files.back().bytes.empty() ) files.back().bytes.pop_back();
+      return files;
+   }
+   void edit() {
+      for( auto n = 1 + below( random_, 3 ); n; --n ) {
+         Lines & lines = lines_[ below( random_, lines_.size() ) ];
+         const size_t at = below( random_, lines.size() + 1 ), from = below( random_, lines.size() + 1 );
+         const auto place = lines.begin() + static_cast<std::ptrdiff_t>( at );
+         if( oneIn( random_, 3 ) || at == lines.size() ) {
+            lines.insert( place, oneIn( random_, 8 ) && from < lines.size() ? lines[ from ] : line( 60 ) );
+         } else if( oneIn( random_, 3 ) ) {
+            lines.erase( place );
+         } else if( from < lines.size() && oneIn( random_, 6 ) ) {
+            std::swap( lines[ from ], lines[ at ] );
+         } else {
+            *place = line( 60 );
+         }
+      }
+      if( oneIn( random_, 20 ) ) hasLastEnd_ = !hasLastEnd_;
+   }
+
+ private:
+   std::string anyWord( const std::vector<std::string> & row ) { return anyOf( random_, row ); }
+   std::string prefix( bool ipv4 ) {
+      if( !ipv4 ) return fmt::format( "2001:db8:{}::/{}", below( random_, 30 ), 48 + below( random_, 4 ) );
+      return fmt::format( "10.{}.0.0/{}{}", below( random_, 60 ), 16 + below( random_, 2 ), oneIn( random_, 4 ) ? " le 24" : "" );
+   }
+   // One in `oddOneIn` is not simple.
+   std::string line( uint64_t oddOneIn ) {
+      const bool ipv4 = !oneIn( random_, 4 );
+      const std::string list = ( ipv4 ? "ip prefix-list " : "ipv6 prefix-list " ) + anyWord( { "A", "B" } );
+      const std::string seq = fmt::format( " seq {}", 1 + below( random_, 400 ) );
+      const std::string content = anyWord( { " permit ", " deny " } ) + prefix( ipv4 );
+      if( !oneIn( random_, oddOneIn ) ) return list + seq + content;
+      switch( below( random_, 20 ) ) {
+         case 0: return list + content;
+         case 1: return "no " + list + anyWord( { "", seq, seq + content, content } );
+         case 2: return list + " description " + anyWord( { "one", "two" } );
+         case 3: return "no " + list + " description";
+         case 4: return " " + list + seq + content;
+         case 5: return list + seq + " permit 10.0.0.1/8";
+         case 6: return dialect_ == Dialect::frr ? list + seq + " permit any" : "";
+         case 7: return "!";
+         case 8: return "! routepolicy: ignore shadowed";
+         case 9: return "route-map M permit 10";
+         case 10:
+            return fmt::format( "route-map {} {} {}", anyWord( { "M", "N" } ), anyWord( { "permit", "deny" } ),
+                                10 * ( 1 + below( random_, 3 ) ) );
+         case 11: return " match ip address prefix-list " + anyWord( { "A", "B" } );
+         case 12: return " match ipv6 address prefix-list " + anyWord( { "A", "B" } );
+         case 13: return " set metric 5";
+         case 14: return dialect_ == Dialect::frr ? " match probability 5" : " call N";
+         case 15:
+            return anyWord( { "router bgp 1", " neighbor 192.0.2.1 prefix-list A in", " neighbor 192.0.2.1 remote-as 2", "hostname x" } );
+         case 16: return anyWord( { "end", "exit", "configure terminal", "ip prefixlist A permit 10.0.0.0/8" } );
+         case 17: return "access-list 1 permit 10.0.0.0 0.255.255.255";
+         case 18: return anyWord( { "", list, list + seq, "\t" + list + seq + content + "\r", list + seq + content + " bogus" } );
+         default: return list + seq + content + "\r";
+      }
+   }
+
+   Random & random_;
+   const Dialect dialect_;
+   std::vector<Lines> lines_;
+   bool hasLastEnd_ = true;
+};
+
+void expectSameRouteMap( const std::string & name, const LivePolicy & a, const LivePolicy & b, Dialect dialect ) {
+   ASSERT_EQ( bool( a.routeMap( name ) ), bool( b.routeMap( name ) ) ) << name;
+   if( !a.routeMap( name ) ) return;
+   const RouteEvaluator evaluatorA( a.routeMap( name ), dialect ), evaluatorB( b.routeMap( name ), dialect );
+   for( uint32_t i = 0; i < 60; ++i ) {
+      TableRoute route;
+      route.prefix = Ferule::IpGenPrefix( fmt::format( "10.{}.0.0/{}", i, 16 + i % 3 ) );
+      const auto answerOf = [ & ]( const RouteEvaluator & evaluator ) {
+         RouteAnswer answer;
+         try {
+            evaluator.evaluate( route, answer );
+         } catch( const Unanswered & e ) { return std::string( e.what() ); }
+         return fmt::format( "{} {}", answer.permitted, fmt::join( answer.sequences, " " ) );
+      };
+      ASSERT_EQ( answerOf( evaluatorA ), answerOf( evaluatorB ) );
+   }
+}
+
+struct Counts {
+   size_t edits = 0;
+   size_t loads = 0;
+};
+
+// `edited` takes edits where it can, `whole` each text.
+void follow( Random & random, Dialect dialect, bool lenient, Counts & counts ) {
+   RandomFiles files( random, dialect );
+   LivePolicy edited( dialect ), whole( dialect );
+   std::optional<LineEdits> lines;
+   for( int step = 0; step < 40; ++step, files.edit() ) {
+      const LineLoader fresh = loaded( files.files(), dialect, lenient );
+      const auto edit = lines ? lines->editTo( edited.text(), files.files() ) : std::nullopt;
+      if( !fresh.errors().empty() ) {
+         ASSERT_FALSE( edit ) << joined( { files.files()[ 0 ].bytes } );
+         continue;
+      }
+      const ApplyReport expected = whole.apply( fresh.text() );
+      const ApplyReport report = edit ? edited.applyEdit( *edit ) : edited.apply( fresh.text() );
+      if( edit )
+         lines->filesAre( *edit, files.files() );
+      else
+         lines.emplace( edited.text(), files.files() );
+      ++( edit ? counts.edits : counts.loads );
+      ASSERT_EQ( dumpOf( edited.text() ), dumpOf( fresh.text() ) ) << files.files()[ 0 ].bytes;
+      ASSERT_TRUE( edited.text() == fresh.text() );
+      ASSERT_EQ( report.edits, expected.edits );
+      ASSERT_EQ( report.republished, expected.republished );
+      for( const char * name : { "M", "N" } ) expectSameRouteMap( name, edited, whole, dialect );
+      ASSERT_TRUE( edited.verify().empty() );
+   }
+}
+
+TEST( LineEditsModel, anEditEndsWhereTheFilesReadAfreshDo ) {
+   Counts counts;
+   forRandomCases(
+      2, [ & ]( Random & random ) { follow( random, oneIn( random, 2 ) ? Dialect::frr : Dialect::native, oneIn( random, 2 ), counts ); } );
+   EXPECT_GT( counts.edits, counts.loads / 10 );
+}
+
+// ---- what is an edit
+
+struct EditCase {
+   const char * what;
+   std::vector<std::string> before;
+   std::vector<std::string> after;
+   bool isEdit = true;
+};
+
+void expectEdit( const EditCase & c, Dialect dialect, bool lenient = false ) {
+   SCOPED_TRACE( c.what );
+   const Files before{ { "f", joined( c.before ) } }, after{ { "f", joined( c.after ) } };
+   PolicyText text = loaded( before, dialect, lenient ).takeText();
+   const auto edit = LineEdits( text, before ).editTo( text, after );
+   ASSERT_EQ( edit.has_value(), c.isEdit );
+   if( !edit ) return;
+   apply( *edit, text );
+   EXPECT_EQ( dumpOf( text ), dumpOf( loaded( after, dialect, lenient ).takeText() ) );
+}
+
+constexpr char k5[] = "ip prefix-list A seq 5 permit 10.5.0.0/16";
+constexpr char k6[] = "ip prefix-list A seq 6 permit 10.6.0.0/16";
+constexpr char k7[] = "ip prefix-list A seq 7 permit 10.7.0.0/16";
+constexpr char k7b[] = "ip prefix-list A seq 7 deny 10.77.0.0/16";
+constexpr char kB[] = "ip prefix-list B seq 7 permit 10.7.0.0/16";
+constexpr char kOne[] = "ip prefix-list A description one";
+constexpr char kTwo[] = "ip prefix-list A description two";
+constexpr char kMap[] = "route-map M permit 10";
+constexpr char kMatch[] = " match ip address prefix-list A";
+
+TEST( LineEdits, simpleLinesAreAnEdit ) {
+   const EditCase cases[] = {
+      { "nothing", { k5, k6 }, { k5, k6 } },
+      { "a line", { k5, k7, kMap, kMatch }, { k5, k7b, kMap, kMatch } },
+      { "the first line", { k7, k6, kMap }, { k7b, k6, kMap } },
+      { "added", { k5, kMap, kMatch }, { k5, k7, kMap, kMatch } },
+      { "removed", { k5, k7, k6, kMap, kMatch }, { k5, k6, kMap, kMatch } },
+      { "moved", { k5, k6, k7, kMap }, { k5, k7, k6, kMap } },
+      { "another list", { k5, k7, kB }, { k5, k7, "ip prefix-list B seq 7 deny 10.7.0.0/16" } },
+      { "in two places", { k5, kMap, k6, kMap, k7 }, { "ip prefix-list A seq 5 deny 10.1.0.0/16", kMap, k6, kMap, k7b } },
+      { "behind a route map", { k5, kMap, kMatch, k7 }, { k5, kMap, kMatch, k7b } },
+      { "below a comment", { k6, "! routepolicy: ignore shadowed", k5 }, { k6, "! routepolicy: ignore shadowed", k7 } },
+      { "two contents exchanged",
+        { k5, k6, k7 },
+        { k5, "ip prefix-list A seq 6 permit 10.7.0.0/16", "ip prefix-list A seq 7 permit 10.6.0.0/16" } },
+   };
+   for( const auto & c : cases )
+      for( const auto dialect : { Dialect::frr, Dialect::native } ) expectEdit( c, dialect );
+}
+
+TEST( LineEdits, otherLinesAreLoaded ) {
+   const EditCase cases[] = {
+      { "a new list", { k5 }, { k5, kB }, false },
+      { "the last line of a list", { k5, kB }, { k5 }, false },
+      { "without a number", { k5, k6 }, { k5, "ip prefix-list A permit 10.9.0.0/16" }, false },
+      { "a list with a line without a number",
+        { k5, "ip prefix-list A permit 10.9.0.0/16" },
+        { k6, "ip prefix-list A permit 10.9.0.0/16" },
+        false },
+      { "a number that exists", { k5, k6 }, { k5, k6, "ip prefix-list A seq 5 deny 10.9.0.0/16" }, false },
+      { "a number that a line of another place has", { k5, k6, k7 }, { k5, k7b, k7 }, false },
+      { "a list with a line twice", { k5, k5, k6 }, { k5, k5, k7 }, false },
+      { "a list with a removed line", { k5, k6, "no ip prefix-list A seq 5" }, { k5, k7, "no ip prefix-list A seq 5" }, false },
+      { "above the removal of a list", { kB, "no ip prefix-list A", k5 }, { kB, k7, "no ip prefix-list A", k5 }, false },
+      { "indented", { k5, k6 }, { k5, " ip prefix-list A seq 7 permit 10.7.0.0/16" }, false },
+      { "a clause", { k5, kMap, kMatch }, { k5, kMap, " match ip address prefix-list B" }, false },
+      { "inside a sequence", { k5, kMap, " set metric 5" }, { k5, kMap, k6, " set metric 5" }, false },
+      { "wrong", { k5, k6 }, { k5, "ip prefix-list A seq 7 permit 10.7.0.0/99" }, false },
+      { "below a skipped line", { k5, "ip prefixlist", k6 }, { k5, "ip prefixlist", k7, k6 }, false },
+      { "all lines of a list with a description", { kOne, k5, kMap }, { kOne, kMap }, false },
+   };
+   for( const auto & c : cases )
+      for( const auto dialect : { Dialect::frr, Dialect::native } ) expectEdit( c, dialect );
+}
+
+TEST( LineEdits, theNativeDialectKeepsDescriptionsAboveTheFirstLine ) {
+   EditCase c{ "among descriptions", { kOne, kB, kTwo, k5 }, { kOne, kB, k7, kTwo, k5 }, false };
+   expectEdit( c, Dialect::native );
+   c.isEdit = true;
+   expectEdit( c, Dialect::frr );
+}
+
+TEST( LineEdits, aLineBelowAWrongOneIsLoaded ) {
+   const std::string wrong = std::string( k6 ) + " bogus", neighbor = " neighbor 192.0.2.1 prefix-list A in";
+   const EditCase c{ "it ends the stanza", { k5, "router bgp 1", wrong, neighbor }, { k5, "router bgp 1", wrong, k7, neighbor }, false };
+   expectEdit( c, Dialect::frr, true );
+}
+
+TEST( LineEdits, aLineThatWasRemovedMayComeBack ) {
+   const Files with{ { "f", joined( { k5, k6, k7 } ) } }, without{ { "f", joined( { k5, k7 } ) } };
+   PolicyText text = loaded( with, Dialect::frr ).takeText();
+   LineEdits edits( text, with );
+   for( const Files * next : { &without, &with, &without } ) {
+      const auto edit = edits.editTo( text, *next );
+      ASSERT_TRUE( edit );
+      apply( *edit, text );
+      edits.filesAre( *edit, *next );
+   }
+   EXPECT_EQ( dumpOf( text ), dumpOf( loaded( without, Dialect::frr ).takeText() ) );
+}
+
+TEST( LineEdits, frrRefusesTheSameContentUnderAnotherNumber ) {
+   const EditCase twice{ "the content of line 6", { k5, k6 }, { k5, k6, "ip prefix-list A seq 9 permit 10.5.0.0/16" }, false };
+   expectEdit( twice, Dialect::frr );
+   EditCase allowed = twice;
+   allowed.isEdit = true;
+   expectEdit( allowed, Dialect::native );
+}
+
+TEST( LineEdits, theFilesMustBeTheSame ) {
+   const Files files{ { "a", std::string( k5 ) + "\n" }, { "b", std::string( kMap ) + "\n" } };
+   const PolicyText text = loaded( files, Dialect::frr ).takeText();
+   const LineEdits edits( text, files );
+   EXPECT_TRUE( edits.editTo( text, files ) );
+   EXPECT_FALSE( edits.editTo( text, { files[ 0 ] } ) );
+   EXPECT_FALSE( edits.editTo( text, { files[ 1 ], files[ 0 ] } ) );
+   const Files twice{ files[ 0 ], files[ 0 ] };
+   const PolicyText once = loaded( twice, Dialect::frr ).takeText();
+   EXPECT_FALSE( LineEdits( once, twice ).editTo( once, twice ) ) << "the second is not read";
+}
+
+}   // namespace
+}   // namespace Agent
