@@ -76,7 +76,7 @@ struct BareIpv6 {
 };
 static_assert( sizeof( BareIpv4 ) == 12 && sizeof( BareIpv6 ) == 24 );
 
-// Lists of earlier rows may not be freed yet.
+// Lists that were measured before may not be freed yet.
 void releaseAll() {
    while( !Routing::RouteMap::RetiredPrefixRows::letGo() ) {}
 }

@@ -1,5 +1,5 @@
-// What does a change of a prefix list cost, from the edit until the route map that refers to the list is in force? How long is it built, and how long does a thread stand still
-// that drops the last use of a large one?
+// What does a change of a prefix list cost, from the edit until the route map that refers to the list is in force? What does the first build
+// cost, and how long is the pause of a thread that drops the last use of a large list?
 
 #include <algorithm>
 #include <chrono>

@@ -11,7 +11,7 @@ using RouteMap::PrefixListEntryData;
 using RouteMap::PrefixListStatus;
 
 /// The state of the walk in progress on this thread. Walkers have no fields, so that all threads can share one. A walk must not start
-/// another walk. A look-up through the index of the list does not use this state.
+/// another walk. A look-up through the rows of the list does not use this state.
 /// Invariant: empty between walks, also after a throw.
 struct ROUTEPOLICY_API PrefixListWalkerCbCtx {
    const Ferule::IpGenPrefix * prefix = nullptr;   // the prefix to look up; not owned

@@ -75,12 +75,13 @@ class ROUTEPOLICY_API IpGenPrefix : public IpGenPrefixBase {
    /// Errors: RangeException, also for a length above the bits of the family.
    explicit IpGenPrefix( std::string_view text );
 
-   /// The same prefix with the bits after the length cleared.
-   constexpr IpGenPrefix subnet() const noexcept {
-      const Bits128 bits = addr_.bits() & Bits128::leadingOnes( length() );
-      if( af() == AddressFamily::ipv6 ) return Ip6Prefix{ Ip6Addr( bits ), length() };
-      return af() == AddressFamily::ipv4 ? IpGenPrefix( IpAddr( uint32_t( bits.high >> 32 ) ), length() ) : IpGenPrefix();
+   /// The prefix of these bits; unset if the family is.
+   static constexpr IpGenPrefix of( AddressFamily af, Bits128 bits, unsigned length ) noexcept {
+      if( af == AddressFamily::ipv6 ) return Ip6Prefix{ Ip6Addr( bits ), uint8_t( length ) };
+      return af == AddressFamily::ipv4 ? IpGenPrefix( IpAddr( uint32_t( bits.high >> 32 ) ), uint8_t( length ) ) : IpGenPrefix();
    }
+   /// The same prefix with the bits after the length cleared.
+   constexpr IpGenPrefix subnet() const noexcept { return of( af(), addr_.bits() & Bits128::leadingOnes( length() ), length() ); }
 
    static bool isEq( const void * a, const void * b ) noexcept { return Quoin::isEqOf<IpGenPrefix>( a, b ); }
    uint32_t hash() const noexcept;

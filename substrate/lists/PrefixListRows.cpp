@@ -47,16 +47,11 @@ PrefixListRows::PrefixListRows( Ferule::AddressFamily af, const PrefixRowNode & 
         bytes_( counts.bytes ),
         generation_( generation ),
         lineage_( lineage ) {
-   lineage->publishedIs( *this, retired );
+   lineage->generationIs( *this, retired );
 }
 
 PrefixListRows::~PrefixListRows() {
    if( lineage_ ) lineage_->generationDel( *this );
-}
-
-Ferule::IpGenPrefix PrefixListRows::prefix( Bits128 bits, unsigned length ) const noexcept {
-   if( af_ == Ferule::AddressFamily::ipv6 ) return Ferule::Ip6Prefix{ Ferule::Ip6Addr( bits ), uint8_t( length ) };
-   return Ferule::IpGenPrefix( Ferule::IpAddr( uint32_t( bits.high >> 32 ) ), uint8_t( length ) );
 }
 
 // Goes down towards a prefix, through the prefixes that contain it, the shortest first. Calls `onPlace( node, place, length )` for a prefix
@@ -84,7 +79,7 @@ inline void PrefixListRows::descend( const Ferule::IpGenPrefix & prefix, OnPlace
       if( node->full >> v & 1 && !onPlace( *node, PrefixRowNode::kFullPlace + v, depth + kStride ) ) return;
       if( left == kStride || !node->hasChild( v ) ) return;
       node = node->children() + node->childIndex( v );
-      rest = SixBits::behind( rest );
+      rest = SixBits::after( rest );
    }
 }
 
@@ -150,6 +145,7 @@ void PrefixListRows::ancestorWalk( const Ferule::IpGenPrefix & prefix, PatriciaT
 }
 
 Quoin::Ptr<const PrefixListRows> PrefixListRows::ofTrie( const PatriciaTrieWithNodeData & trie ) {
+   if( trie.source() ) return Quoin::Ptr( dynamic_cast<const PrefixListRows *>( trie.source().get() ) );
    bool isPlain = true;
    std::vector<PrefixListRowsEditor::Item> items;
    items.reserve( trie.entryCount() );

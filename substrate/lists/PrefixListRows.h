@@ -25,24 +25,26 @@ class PrefixRowLineage;
 /// One generation of the rows of a list.
 class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
  public:
+   /// How much a trie holds.
    struct Counts {
       size_t prefixes = 0;
       size_t entries = 0;
-      size_t bytes = 0;
+      size_t bytes = 0;   // of the blocks
+   };
+   /// A block that an edit has replaced.
+   struct Retired {
+      void * block;
+      uint64_t birth;   // the first generation that has it
    };
    /// Creates a list without entries.
    explicit PrefixListRows( Ferule::AddressFamily af );
-   struct Retired {
-      void * block;
-      uint64_t birth;   // the first generation that had it
-   };
-   /// For PrefixListRowsEditor: the next generation, with this trie. `retired`: the blocks that it does not share with the one before.
+   /// For PrefixListRowsEditor: the next generation, with this trie. `retired`: the blocks that only older generations have.
    PrefixListRows( Ferule::AddressFamily af, const PrefixRowNode & root, const Counts & counts, uint64_t generation,
                    const Quoin::Ptr<PrefixRowLineage> & lineage, std::vector<Retired> & retired );
    ~PrefixListRows() override;
 
-   /// The rows of a trie; null if it has entries of a derived class, which may decide at evaluation time, or entries that stand at another
-   /// prefix than their own.
+   /// The rows of a trie; null if it has entries of a derived class, which may decide at evaluation time, or entries at a prefix of another
+   /// length than their own.
    static Quoin::Ptr<const PrefixListRows> ofTrie( const PatriciaTrieWithNodeData & trie );
 
    Ferule::AddressFamily af() const noexcept { return af_; }
@@ -73,7 +75,6 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
 
  private:
    friend class PrefixRowLineage;
-   Ferule::IpGenPrefix prefix( Ferule::Bits128 bits, unsigned length ) const noexcept;
    template <class OnPlace, class OnLone>
    void descend( const Ferule::IpGenPrefix & prefix, OnPlace && onPlace, OnLone && onLone ) const;
 
@@ -87,11 +88,11 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
    const size_t bytes_ = 0;
    const uint64_t generation_ = 0;
 
-   // Guarded by the lineage. The generation before and the one behind, of those that are in use.
+   // Guarded by the lineage. The next older and the next newer generation of those in use.
    const Quoin::Ptr<PrefixRowLineage> lineage_;
    PrefixListRows * older_ = nullptr;
-   PrefixListRows * younger_ = nullptr;
-   std::vector<Retired> retired_;   // the blocks that this generation has, and the one behind has not
+   PrefixListRows * newer_ = nullptr;
+   std::vector<Retired> retired_;   // blocks that this generation has, and the next newer one does not
 };
 
 template <class Visit>
@@ -103,13 +104,13 @@ void PrefixListRows::visitNode( const PrefixRowNode & node, unsigned depth, Feru
       };
    };
    if( node.isEmpty() ) return;
-   if( node.isLone() ) return node.visitLoneRows( visitRow( prefix( node.loneBits(), node.loneLength() ) ) );
+   if( node.isLone() ) return node.visitLoneRows( visitRow( Ferule::IpGenPrefix::of( af_, node.loneBits(), node.loneLength() ) ) );
    for( unsigned v = 0; v < SixBits::kValues; ++v ) {
       const Ferule::Bits128 here = bits ^ SixBits::placed( v, depth );
       for( unsigned r = 0; r <= SixBits::kStride; ++r ) {
          const bool isFirstOfIts = r == SixBits::kStride || v % ( 1u << ( SixBits::kStride - r ) ) == 0;
          const unsigned place = PrefixRowNode::place( r, v );
-         if( isFirstOfIts && node.hasPlace( place ) ) node.visitRows( place, visitRow( prefix( here, depth + r ) ) );
+         if( isFirstOfIts && node.hasPlace( place ) ) node.visitRows( place, visitRow( Ferule::IpGenPrefix::of( af_, here, depth + r ) ) );
       }
       if( node.hasChild( v ) ) visitNode( node.children()[ node.childIndex( v ) ], depth + SixBits::kStride, here, visit );
    }

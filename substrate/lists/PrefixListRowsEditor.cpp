@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <new>
+#include <stdexcept>
 
 #include "substrate/lists/PrefixRowLineage.h"
 #include "substrate/quoin/Assert.h"
@@ -15,6 +16,10 @@ using SixBits::kStride;
 
 constexpr unsigned kMostFurther = ( 1u << 24 ) - 1;
 constexpr size_t kDeepest = 128 / kStride + 1;   // nodes on a path
+
+[[noreturn]] void throwTooMany() {
+   throw std::length_error( "more than 16777215 entries of a prefix list are at one prefix" );
+}
 
 unsigned furtherCount( const PrefixRowNode & node ) {
    return node.hasBlock() ? static_cast<unsigned>( node.header().further ) : 0;
@@ -42,7 +47,7 @@ bool isSame( const PrefixListRowsEditor::Item & a, const PrefixListRowsEditor::I
 PrefixListRowsEditor::PrefixListRowsEditor( Ferule::AddressFamily af ) : af_( af ), lineage_( Quoin::makeNode<PrefixRowLineage>() ) {}
 
 PrefixListRowsEditor::~PrefixListRowsEditor() {
-   lineage_->editorDel( root_, retired_ );
+   lineage_->editorDel( root_, counts_.bytes, retired_ );
 }
 
 Quoin::Ptr<const PrefixListRows> PrefixListRowsEditor::publish() {
@@ -103,7 +108,7 @@ void PrefixListRowsEditor::splice( Node & node, const Node & bitmaps, Splice chi
    };
    Node next{ bitmaps.inner, bitmaps.full, bitmaps.child, 0 };
    const unsigned hadFurther = furtherCount( node ), nowFurther = hadFurther - further.out + further.in;
-   QUOIN_ASSERT( nowFurther <= kMostFurther, "nowFurther <= kMostFurther" );
+   if( nowFurther > kMostFurther ) throwTooMany();
    if( next.childCount() == 0 && next.firstCount() == 0 ) return blockIs( node, {}, nullptr );
    Node * const block = allocate( next.childCount(), next.firstCount(), nowFurther );
    auto * const newRows = reinterpret_cast<PrefixRow *>( block + next.childCount() ) + 1;
@@ -166,7 +171,7 @@ void PrefixListRowsEditor::delRow( Node & node, unsigned place, uint32_t seqno )
 // Gives a lone node these rows, of which there is at least one.
 void PrefixListRowsEditor::loneRowsAre( Node & node, const std::vector<PrefixRow> & rows ) {
    if( rows.size() == 1 ) return blockIs( node, Node::lone( node.loneBits(), node.loneLength(), rows.front().bare().word() ), nullptr );
-   QUOIN_ASSERT( rows.size() <= kMostFurther, "rows.size() <= kMostFurther" );
+   if( rows.size() > kMostFurther ) throwTooMany();
    Node * const block = allocate( 0, 0, static_cast<unsigned>( rows.size() ) );
    std::ranges::transform( rows, reinterpret_cast<PrefixRow *>( block ) + 1, &PrefixRow::bare );
    blockIs( node, Node::lone( node.loneBits(), node.loneLength(), Node::kLoneRows ), block );

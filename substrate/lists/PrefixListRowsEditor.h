@@ -12,7 +12,8 @@
 namespace Routing::RouteMap {
 
 /// A trie under construction. What a published generation has is copied before it is changed: the blocks on the path to the prefix.
-/// Cost of an edit: that of the path, whatever the size of the list. Threading: one thread; published generations go on elsewhere.
+/// Cost of an edit: that of the path, and of the entries at the prefixes of one node, whatever the size of the list. More than 16,777,215
+/// entries at one prefix are refused with std::length_error. Threading: one thread; other threads may use the published generations.
 class ROUTEPOLICY_API PrefixListRowsEditor {
  public:
    using Bits128 = Ferule::Bits128;
@@ -28,11 +29,9 @@ class ROUTEPOLICY_API PrefixListRowsEditor {
    PrefixListRowsEditor( const PrefixListRowsEditor & ) = delete;
    PrefixListRowsEditor & operator=( const PrefixListRowsEditor & ) = delete;
 
-   size_t entryCount() const noexcept { return counts_.entries; }
-
    /// Adds a row; its prefix has none with this number yet. Errors: std::bad_alloc, and the rows are unchanged.
    void rowIs( const Item & item );
-   /// Removes the row with this number at a prefix; false if there is none. Errors: std::bad_alloc, and the rows are unchanged.
+   /// Removes the row with this number at a prefix; false if it does not exist. Errors: std::bad_alloc, and the rows are unchanged.
    bool rowDel( Bits128 bits, unsigned length, uint32_t seqno );
    /// Fills an editor without rows, and lays out the trie in the order of a walk. `item( i )` for 0 to count - 1 is in ascending order of
    /// prefixes, and gives the rows of a prefix in the order in which a look-up tries them. Errors: std::bad_alloc, and there are no rows.

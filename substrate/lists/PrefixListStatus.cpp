@@ -4,8 +4,6 @@
 
 namespace Routing::RouteMap {
 
-PrefixListEntryData::~PrefixListEntryData() = default;
-
 PrefixListStatus::PrefixListStatus( const Quoin::String & name, Ferule::AddressFamily af )
       : af_( af ), rows_( Quoin::makeNode<PrefixListRows>( af ) ), name_( name ) {}
 

@@ -25,15 +25,15 @@ class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
 
    const Quoin::String & name() const noexcept { return name_; }
    Ferule::AddressFamily af() const noexcept { return af_; }
-   /// The entries as a trie. Unless trieIs() has set it, its walk makes the entry objects that it hands out.
+   /// The entries as a trie. If trieIs() has not set it, each walk makes the entry objects that it hands out. Errors: std::bad_alloc.
    const PatriciaTrieWithNodeData & trie() const;
 
-   /// Sets the entries, and makes rows of them, which speed up look-ups. All data of the trie must be PrefixListEntryData. A later change of
-   /// the trie takes effect, but the rows no longer count: look-ups then walk the trie. Cost: proportional to the whole list.
+   /// Sets the entries, and makes rows of them, which speed up look-ups. All data of the trie must be PrefixListEntryData. A later change
+   /// of the trie takes effect, but the rows no longer count: look-ups then walk the trie. Cost: proportional to the whole list.
    /// Errors: MutatorArgNullPointerException on null.
    void trieIs( const Quoin::Ptr<const PatriciaTrieWithNodeData> & trie );
 
-   /// The entries as rows; null if the trie has entries of a derived class, which may decide at evaluation time, or changed after trieIs().
+   /// The entries as rows; null if the trie has changed after trieIs(), or has no rows (see PrefixListRows::ofTrie()).
    const PrefixListRows * rows() const noexcept {
       return rows_ && ( !given_ || given_->version() == givenVersion_ ) ? rows_.get() : nullptr;
    }
@@ -48,7 +48,7 @@ class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
    uint32_t givenVersion_ = 0;
    Quoin::Ptr<const PrefixListRows> rows_;
    Quoin::Ptr<const PatriciaTrieWithNodeData> given_;                        // by trieIs()
-   mutable std::atomic<const PatriciaTrieWithNodeData *> made_{ nullptr };   // stands for the rows; it has a use
+   mutable std::atomic<const PatriciaTrieWithNodeData *> made_{ nullptr };   // created by the first trie(); holds one use
    Quoin::String name_;
 };
 

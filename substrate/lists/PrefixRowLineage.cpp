@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <utility>
 
 #include "substrate/lists/RetiredPrefixRows.h"
 #include "substrate/quoin/Assert.h"
@@ -11,7 +10,8 @@ namespace Routing::RouteMap {
 
 namespace {
 
-constexpr size_t kSmall = 8192;   // entries, or blocks; so many are freed at once
+constexpr size_t kSmall = 8192;   // blocks that are freed at once
+constexpr size_t kSmallBytes = kSmall * 64;
 
 // Frees the blocks of a trie that are younger than the generation `shared`, which has all others.
 void freeYounger( const PrefixRowNode & node, uint64_t shared ) noexcept {
@@ -24,11 +24,12 @@ void freeYounger( const PrefixRowNode & node, uint64_t shared ) noexcept {
 
 PrefixRowLineage::~PrefixRowLineage() = default;
 
-// Frees blocks, or leaves them to the youngest generation in use that may have them; null for none.
+// Frees blocks, or leaves them to the newest generation in use that may have them; null for none.
 void PrefixRowLineage::handOver( PrefixListRows * to, std::vector<Retired> & retired ) noexcept {
    if( to )
       Quoin::whole( "a release", [ & ] {
          const auto isOf = [ = ]( const Retired & block ) { return block.birth <= to->generation_; };
+         if( to->retired_.empty() && std::ranges::all_of( retired, isOf ) ) return to->retired_.swap( retired );
          std::ranges::copy_if( retired, std::back_inserter( to->retired_ ), isOf );
          std::erase_if( retired, isOf );
       } );
@@ -37,52 +38,56 @@ void PrefixRowLineage::handOver( PrefixListRows * to, std::vector<Retired> & ret
    retired.clear();
 }
 
-// The youngest trie goes. `heir`: the youngest generation in use, which owns its whole trie from now on; null for none.
-void PrefixRowLineage::release( const PrefixRowNode & root, size_t entries, PrefixListRows * heir ) noexcept {
-   if( heir ) {
-      freeYounger( root, heir->generation_ );
-      heir->retired_.clear();
-   } else if( entries <= kSmall || !root.hasBlock() ) {
-      freeYounger( root, 0 );
-   } else {
-      RetiredPrefixRows::take( root );
-   }
+// The newest trie is released. `heir`: the newest generation in use, which owns its whole trie from now on; null for none.
+void PrefixRowLineage::release( const PrefixRowNode & root, size_t bytes, PrefixListRows * heir ) noexcept {
+   if( heir ) heir->retired_.clear();
+   if( bytes > kSmallBytes && !heir )
+      RetiredPrefixRows::take( root, nullptr, 0 );
+   else if( bytes > kSmallBytes && heir->incUseUnlessGone() )   // it must not free what it shares before the other blocks are freed
+      RetiredPrefixRows::take( root, heir, heir->generation_ );
+   else
+      freeYounger( root, heir ? heir->generation_ : 0 );
 }
 
-void PrefixRowLineage::publishedIs( PrefixListRows & generation, std::vector<Retired> & retired ) {
+void PrefixRowLineage::generationIs( PrefixListRows & generation, std::vector<Retired> & retired ) {
    {
       const std::lock_guard lock( mutex_ );
-      if( youngest_ ) youngest_->retired_.reserve( youngest_->retired_.size() + retired.size() );   // nothing fails behind this
-      handOver( youngest_, retired );
-      generation.older_ = youngest_;
-      if( youngest_ ) youngest_->younger_ = &generation;
-      youngest_ = &generation;
+      if( newest_ ) {
+         auto & olds = newest_->retired_;
+         if( olds.capacity() - olds.size() < retired.size() )
+            olds.reserve( 2 * olds.size() + retired.size() );   // nothing fails from here on
+      }
+      handOver( newest_, retired );
+      generation.older_ = newest_;
+      if( newest_ ) newest_->newer_ = &generation;
+      newest_ = &generation;
    }
    RetiredPrefixRows::letGo();
 }
 
 void PrefixRowLineage::generationDel( PrefixListRows & generation ) noexcept {
    {
-      const std::lock_guard lock( mutex_ );   // also while the trie is walked: no other generation frees what this one shares with it
+      const std::lock_guard lock( mutex_ );   // also while a trie is walked: no other generation frees what this one shares with it
       PrefixListRows * const older = generation.older_;
-      if( older ) older->younger_ = generation.younger_;
-      if( generation.younger_ )
-         generation.younger_->older_ = older;
+      if( older ) older->newer_ = generation.newer_;
+      if( generation.newer_ )
+         generation.newer_->older_ = older;
       else
-         youngest_ = older;
+         newest_ = older;
       handOver( older, generation.retired_ );
-      if( !generation.younger_ && !isEdited_ ) { release( generation.root_, generation.entryCount_, older ); }
+      if( !generation.newer_ && !isEdited_ ) release( generation.root_, generation.bytes_, older );
    }
    RetiredPrefixRows::letGo();
 }
 
-void PrefixRowLineage::editorDel( const PrefixRowNode & root, const std::vector<Retired> & retired ) noexcept {
+void PrefixRowLineage::editorDel( const PrefixRowNode & root, size_t bytes, std::vector<Retired> & retired ) noexcept {
    {
       const std::lock_guard lock( mutex_ );
       isEdited_ = false;
-      for( const auto & block : retired )   // the youngest generation that has a block still has it
-         if( !youngest_ || block.birth > youngest_->generation_ ) ::operator delete( block.block );
-      release( root, ~size_t( 0 ), youngest_ );
+      // The newest generation that has a block keeps it.
+      if( newest_ ) std::erase_if( retired, [ this ]( const Retired & block ) { return block.birth <= newest_->generation_; } );
+      handOver( nullptr, retired );
+      release( root, bytes, newest_ );
    }
    RetiredPrefixRows::letGo();
 }

@@ -1,15 +1,17 @@
 /// @file substrate/lists/PrefixRowLineage.h
-/// Who still needs which block. The generations of one list and the editor that makes them share blocks, and the blocks have no use counts:
-/// an edit would have to write the count of every block beside its path. Instead, generations follow each other in one line. A block is
-/// born in one generation and retired by an edit after another one, and exactly the generations between the two have it.
+/// The line of generations of one prefix list. It decides when a block that generations share is freed.
+/// PrefixListRowsEditor makes the generations; PrefixListRows reports its own end.
+///
+/// Blocks have no use counts: an edit would have to write the count of every block beside its path. Instead, generations follow each other
+/// in one line. A block is born in one generation and retired by an edit after another one, and exactly the generations from the first to the
+/// second have it.
 ///
 ///    generation         1    2    3    4
-///    block A            +----+              born in 1, retired behind 2: freed when 1 and 2 are gone
+///    block A            +----+              born in 1, retired after 2: freed when 1 and 2 are released
 ///    block B                 +----+----+    born in 2, in use
 ///
-/// A generation that goes hands its retired blocks to the next older one that is in use and has them, and frees the others. The youngest one,
-/// which is the editor's while there is an editor, owns its whole trie. Cost: what the generation does not share.
-/// Threading: any thread.
+/// A generation that is released hands its retired blocks to the next older one that is in use and has them; the others are freed. The
+/// newest one, which is the editor's while there is an editor, owns its whole trie.
 #pragma once
 
 #include <mutex>
@@ -19,26 +21,28 @@
 
 namespace Routing::RouteMap {
 
+/// The generations in use, and whether an editor makes more. Cost of a release: the blocks that the generation does not share; if they are
+/// many, RetiredPrefixRows frees them later. Threading: any thread.
 class PrefixRowLineage final : public Quoin::Node {
  public:
    using Retired = PrefixListRows::Retired;
    ~PrefixRowLineage() override;
 
-   /// A new youngest generation. `retired`: what it does not share with the one before; empty afterwards. Errors: std::bad_alloc, and nothing
-   /// has changed.
-   void publishedIs( PrefixListRows & generation, std::vector<Retired> & retired );
-   /// A generation has lost its last use.
+   /// Adds the newest generation. `retired`: the blocks that only older ones have; empty afterwards. Errors: std::bad_alloc, and nothing has
+   /// changed.
+   void generationIs( PrefixListRows & generation, std::vector<Retired> & retired );
+   /// Removes a generation that has lost its last use.
    void generationDel( PrefixListRows & generation ) noexcept;
-   /// The editor is gone, with what it has not published: a trie, and the blocks that it has retired.
-   void editorDel( const PrefixRowNode & root, const std::vector<Retired> & retired ) noexcept;
+   /// Removes the editor, with what it has not published: a trie, and the blocks that it has retired.
+   void editorDel( const PrefixRowNode & root, size_t bytes, std::vector<Retired> & retired ) noexcept;
 
  private:
    static void handOver( PrefixListRows * to, std::vector<Retired> & retired ) noexcept;
-   static void release( const PrefixRowNode & root, size_t entries, PrefixListRows * heir ) noexcept;
+   static void release( const PrefixRowNode & root, size_t bytes, PrefixListRows * heir ) noexcept;
 
    std::mutex mutex_;
-   PrefixListRows * youngest_ = nullptr;   // of the published ones
-   bool isEdited_ = true;                  // the editor has the youngest trie
+   PrefixListRows * newest_ = nullptr;   // of the published ones
+   bool isEdited_ = true;                // the editor has the newest trie
 };
 
 }   // namespace Routing::RouteMap

@@ -1,5 +1,5 @@
 /// @file substrate/lists/PrefixRowNode.h
-/// The nodes of the trie of PrefixListRows, and the blocks in which they stand.
+/// The nodes of the trie of PrefixListRows, and the blocks that hold them.
 ///
 /// A node is one of these:
 ///    inner node   three bitmaps (see substrate/routing/SixBits.h; `child` marks the six bits below which the trie goes on), and a block:
@@ -8,8 +8,8 @@
 ///    lone row     a subtree with one prefix, which has one row: the prefix and the row itself
 ///    lone rows    a subtree with one prefix, which has several rows: the prefix, and a block of a header and the rows
 ///
-/// The rows of a prefix stand in the order in which a look-up tries them. The trie of a given set of rows has one form only.
-/// Threading: a block that several generations share is not written.
+/// The rows of a prefix are in the order in which a look-up tries them. The trie of a given set of rows has one form only, unless memory was
+/// short during an edit; look-ups do not depend on it. Threading: a block that several generations share is not written.
 #pragma once
 
 #include <cstddef>
@@ -20,18 +20,19 @@
 
 namespace Routing::RouteMap {
 
-/// The part of a block that stands in front of its rows.
+/// The part of a block in front of its rows.
 struct PrefixRowHeader {
    uint64_t birth : 40;     // the generation that the block was made in
    uint64_t further : 24;   // the number of further rows; in a block of lone rows, of all rows
 };
 
+/// A node of one of the three kinds.
 struct PrefixRowNode {
    using Bits128 = Ferule::Bits128;
    static constexpr unsigned kFullPlace = 64;   // the place of a prefix of six bits; see place()
    static constexpr uint64_t kLoneRows = 2;     // in `tail`, beside the address of a block
 
-   // Of a lone node: the address, and the length of the prefix.
+   // Of a lone node, the first three are the address and the length of the prefix.
    uint64_t inner = 0;
    uint64_t full = 0;
    uint64_t child = 0;

@@ -10,21 +10,39 @@ namespace Routing::RouteMap {
 
 namespace {
 
-// What RetiredPrefixRows has not freed yet: nodes with all that is below them, and single blocks.
+// A trie that is released: the nodes whose blocks are not freed yet, and with them all that is below.
+struct Trie {
+   std::vector<PrefixRowNode> nodes;
+   const PrefixListRows * heir;
+   uint64_t shared;
+
+   // Frees the block of one node.
+   void freeOne() {
+      const PrefixRowNode node = nodes.back();
+      nodes.pop_back();
+      for( unsigned i = 0; i < node.childCount(); ++i ) add( node.children()[ i ] );
+      ::operator delete( node.children() );
+   }
+   void add( const PrefixRowNode & node ) {
+      if( node.hasBlock() && node.header().birth > shared ) nodes.push_back( node );
+   }
+};
+
+// All that is not freed yet.
 struct Waiting {
    std::mutex mutex;
-   std::vector<PrefixRowNode> nodes;
+   std::vector<Trie> tries;
    std::vector<std::vector<PrefixListRows::Retired>> blocks;
    std::atomic<bool> any = false;
 
-   bool freeSome( size_t atMost ) noexcept {
-      for( ; atMost != 0 && !nodes.empty(); --atMost ) {
-         const PrefixRowNode node = nodes.back();
-         nodes.pop_back();
-         for( unsigned i = 0; i < node.childCount(); ++i )
-            if( const auto & child = node.children()[ i ]; child.hasBlock() )
-               Quoin::whole( "a release", [ & ] { nodes.push_back( child ); } );
-         ::operator delete( node.children() );
+   // The heirs of finished tries are added to `heirs`.
+   void freeSome( size_t atMost, std::vector<const PrefixListRows *> & heirs ) {
+      for( ; atMost != 0 && !tries.empty(); --atMost ) {
+         Trie & trie = tries.back();
+         if( !trie.nodes.empty() ) trie.freeOne();
+         if( !trie.nodes.empty() ) continue;
+         if( trie.heir ) heirs.push_back( trie.heir );
+         tries.pop_back();
       }
       for( ; atMost != 0 && !blocks.empty(); --atMost ) {
          auto & last = blocks.back();
@@ -32,12 +50,11 @@ struct Waiting {
          last.pop_back();
          if( last.empty() ) blocks.pop_back();
       }
-      any.store( !nodes.empty() || !blocks.empty(), std::memory_order_relaxed );
-      return !any;
+      any.store( !tries.empty() || !blocks.empty(), std::memory_order_relaxed );
    }
 };
 
-// Never destroyed: lists may go at the very end of the process.
+// Never destroyed: lists may be released at the very end of the process.
 Waiting & waiting() {
    static Waiting & rows = *new Waiting;
    return rows;
@@ -48,14 +65,24 @@ Waiting & waiting() {
 bool RetiredPrefixRows::letGo( size_t atMost ) noexcept {
    Waiting & rows = waiting();
    if( !rows.any.load( std::memory_order_relaxed ) ) return true;
-   const std::lock_guard lock( rows.mutex );
-   return rows.freeSome( atMost );
+   std::vector<const PrefixListRows *> heirs;
+   {
+      const std::unique_lock lock( rows.mutex, std::try_to_lock );
+      if( !lock ) return false;
+      Quoin::whole( "a release", [ & ] { rows.freeSome( atMost, heirs ); } );
+   }
+   for( const auto * heir : heirs ) heir->decUseImpl();   // may release it, and wait for it here again
+   return !rows.any.load( std::memory_order_relaxed );
 }
 
-void RetiredPrefixRows::take( const PrefixRowNode & root ) noexcept {
+void RetiredPrefixRows::take( const PrefixRowNode & root, const PrefixListRows * heir, uint64_t shared ) noexcept {
    Waiting & rows = waiting();
    const std::lock_guard lock( rows.mutex );
-   Quoin::whole( "a release", [ & ] { rows.nodes.push_back( root ); } );
+   Quoin::whole( "a release", [ & ] {
+      Trie trie{ {}, heir, shared };
+      trie.add( root );
+      rows.tries.push_back( std::move( trie ) );
+   } );
    rows.any.store( true, std::memory_order_relaxed );
 }
 

@@ -1,8 +1,9 @@
 /// @file substrate/lists/RetiredPrefixRows.h
-/// The end of large prefix lists: to free millions of blocks at once would stop a thread for long.
+/// Frees the blocks of released prefix lists step by step, because freeing millions of them at once would block the thread for long.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "routepolicy_export.h"
@@ -10,17 +11,18 @@
 
 namespace Routing::RouteMap {
 
-/// Blocks that nobody uses any more, and that are too many to free at once. Every release and publication of rows frees a part of them;
-/// an agent may call letGo() when it is idle. Threading: any thread.
+/// The blocks that are released and not freed yet. Each later release and publication of a prefix list frees a part of them; an agent may
+/// call letGo() when it is idle. Threading: any thread.
 class ROUTEPOLICY_API RetiredPrefixRows {
  public:
-   /// Frees at most `atMost` blocks. Returns whether none is left. 10,000 blocks take less than a millisecond.
+   /// Frees at most `atMost` blocks. Returns whether none is left; false, too, if another thread is freeing blocks at this moment.
    static bool letGo( size_t atMost = kAtOnce ) noexcept;
 
  private:
    friend class PrefixRowLineage;
-   static constexpr size_t kAtOnce = 4096;
-   static void take( const PrefixRowNode & root ) noexcept;   // with all that is below it
+   static constexpr size_t kAtOnce = 4096;   // takes a fraction of a millisecond
+   // A trie but for the blocks that were born in generation `shared` or before. `heir` has those; one of its uses is taken over. May be null.
+   static void take( const PrefixRowNode & root, const PrefixListRows * heir, uint64_t shared ) noexcept;
    static void take( std::vector<PrefixListRows::Retired> blocks ) noexcept;
 };
 

@@ -6,12 +6,14 @@ namespace Routing::RouteMap {
 
 namespace {
 
+constexpr size_t kIpv4Width = 3, kIpv6Width = 6;   // words of an entry
 // The second word of an entry: length, `ge`, `le`, and these flags.
 constexpr uint32_t kPermit = 1, kHasGe = 2, kHasLe = 4;
 
 }   // namespace
 
-NumberedEntries::NumberedEntries( Ferule::AddressFamily af ) : af_( af ), width_( af == Ferule::AddressFamily::ipv6 ? 6 : 3 ) {}
+NumberedEntries::NumberedEntries( Ferule::AddressFamily af )
+      : af_( af ), width_( af == Ferule::AddressFamily::ipv6 ? kIpv6Width : kIpv4Width ) {}
 
 // The last piece that begins at or below the number; the first one if none does.
 size_t NumberedEntries::pieceOf( uint32_t seqno ) const noexcept {
@@ -102,18 +104,14 @@ std::vector<NumberedEntries::Position> NumberedEntries::inOrderOfPrefixes() cons
 
 PrefixListEntry NumberedEntries::entry( Position words ) const noexcept {
    const uint32_t lengths = words[ 1 ];
-   const auto length = uint8_t( lengths >> 24 );
    PrefixListEntry entry;
    entry.seqno = words[ 0 ];
    entry.action = lengths & kPermit ? Acl::MatchPermit::permit : Acl::MatchPermit::deny;
    if( lengths & kHasGe ) entry.ge = lengths >> 16 & 255;
    if( lengths & kHasLe ) entry.le = lengths >> 8 & 255;
-   if( width_ == 3 )
-      entry.prefix = Ferule::IpGenPrefix( Ferule::IpAddr( words[ 2 ] ), length );
-   else
-      entry.prefix = Ferule::Ip6Prefix{
-         Ferule::Ip6Addr( Ferule::Bits128{ uint64_t( words[ 2 ] ) << 32 | words[ 3 ], uint64_t( words[ 4 ] ) << 32 | words[ 5 ] } ), length
-      };
+   Ferule::Bits128 bits{ uint64_t( words[ 2 ] ) << 32, 0 };
+   if( width_ == kIpv6Width ) bits = { bits.high | words[ 3 ], uint64_t( words[ 4 ] ) << 32 | words[ 5 ] };
+   entry.prefix = Ferule::IpGenPrefix::of( af_, bits, lengths >> 24 );
    return entry;
 }
 
@@ -123,7 +121,7 @@ void NumberedEntries::write( const PrefixListEntry & entry, uint32_t * words ) c
    words[ 1 ] = uint32_t( entry.prefix.length() ) << 24 | entry.ge.value_or( 0 ) << 16 | entry.le.value_or( 0 ) << 8 |
       ( entry.action == Acl::MatchPermit::permit ? kPermit : 0 ) | ( entry.ge ? kHasGe : 0 ) | ( entry.le ? kHasLe : 0 );
    words[ 2 ] = uint32_t( bits.high >> 32 );
-   if( width_ == 3 ) return;
+   if( width_ != kIpv6Width ) return;
    words[ 3 ] = uint32_t( bits.high );
    words[ 4 ] = uint32_t( bits.low >> 32 );
    words[ 5 ] = uint32_t( bits.low );

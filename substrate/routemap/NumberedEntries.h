@@ -1,10 +1,9 @@
 /// @file substrate/routemap/NumberedEntries.h
-/// The configured entries of a prefix list, by sequence number, in little memory: 12 bytes for an IPv4 entry, 24 for an IPv6 entry.
-/// PrefixListBuilder holds them beside the trie, which knows prefixes only.
+/// The configured entries of a prefix list, by sequence number. PrefixListBuilder holds them beside the trie, which knows prefixes only.
+/// Memory: 12 bytes for an IPv4 entry and 24 for an IPv6 entry that are added in the order of their numbers, up to twice as much otherwise.
 #pragma once
 
 #include <cstdint>
-#include <iterator>
 #include <optional>
 #include <vector>
 
@@ -13,8 +12,8 @@
 
 namespace Routing::RouteMap {
 
-/// A sorted sequence in pieces of at most 512 entries. Insertion and removal cost the same in a list of any size. Iterators give entries by
-/// value. Threading: one writer, or any number of readers.
+/// A sorted sequence in pieces of at most 512 entries. An insertion or removal moves entries of one piece; one in some hundreds also moves the
+/// row of pieces. Iterators give entries by value. Threading: one writer, or any number of readers.
 class ROUTEPOLICY_API NumberedEntries {
  public:
    explicit NumberedEntries( Ferule::AddressFamily af );
@@ -22,11 +21,11 @@ class ROUTEPOLICY_API NumberedEntries {
    size_t size() const noexcept { return size_; }
    bool empty() const noexcept { return size_ == 0; }
    bool contains( uint32_t seqno ) const noexcept { return find( seqno ).has_value(); }
-   /// The entry with that number, if there is one.
+   /// The entry with that number; nothing if it does not exist.
    std::optional<PrefixListEntry> find( uint32_t seqno ) const noexcept;
    /// Adds an entry whose number is not there yet. Its bounds are at most 255. Errors: std::bad_alloc, and nothing has changed.
    void insert( const PrefixListEntry & entry );
-   /// Removes an entry; false if there is none with that number.
+   /// Removes an entry; false if no entry has that number.
    bool erase( uint32_t seqno ) noexcept;
 
    /// The entries in ascending order of their prefixes, those of one prefix in the order of their numbers; for entry(). Valid until the next
@@ -56,12 +55,6 @@ class ROUTEPOLICY_API NumberedEntries {
 /// Goes through the entries in ascending order of their numbers.
 class NumberedEntries::Iterator {
  public:
-   using iterator_category = std::input_iterator_tag;
-   using value_type = PrefixListEntry;
-   using difference_type = std::ptrdiff_t;
-   using pointer = const PrefixListEntry *;
-   using reference = PrefixListEntry;
-
    Iterator( const NumberedEntries & entries, size_t piece ) noexcept : entries_( &entries ), piece_( piece ) {}
    PrefixListEntry operator*() const noexcept { return entries_->entry( entries_->pieces_[ piece_ ].data() + word_ ); }
    Iterator & operator++() noexcept {

@@ -60,9 +60,10 @@ std::optional<PrefixListError::Reason> PrefixListBuilder::reasonAgainst( const P
 std::optional<PrefixListError> PrefixListBuilder::entryIs( const PrefixListEntry & entry ) {
    if( auto reason = reasonAgainst( entry ) ) return PrefixListError{ *reason, name_, entry };
    entries_.insert( entry );
-   if( isBehind_ ) return std::nullopt;
+   noteEdit();
+   if( !rows_ ) return std::nullopt;
    try {
-      rows_.rowIs( itemOf( entry ) );
+      rows_->rowIs( itemOf( entry ) );
    } catch( ... ) {
       entries_.erase( entry.seqno );
       throw;
@@ -73,25 +74,33 @@ std::optional<PrefixListError> PrefixListBuilder::entryIs( const PrefixListEntry
 bool PrefixListBuilder::entryDel( uint32_t seqno ) {
    const auto entry = entries_.find( seqno );
    if( !entry ) return false;
-   if( !isBehind_ ) {
+   noteEdit();
+   if( rows_ ) {
       const Item item = itemOf( *entry );
-      rows_.rowDel( item.bits, item.length, seqno );
+      rows_->rowDel( item.bits, item.length, seqno );
    }
    entries_.erase( seqno );
-   isBehind_ |= entries_.empty();
    return true;
 }
 
-// Lays out all rows in the order of their prefixes.
-void PrefixListBuilder::fill() {
+void PrefixListBuilder::noteEdit() noexcept {
+   if( ++edits_ > built_ ) rows_ = nullptr;
+}
+
+// Makes all rows, in the order of their prefixes.
+void PrefixListBuilder::layOut() {
+   auto rows = std::make_unique<PrefixListRowsEditor>( af_ );
    const auto order = entries_.inOrderOfPrefixes();
-   rows_.rowsAre( order.size(), [ & ]( size_t i ) { return itemOf( entries_.entry( order[ i ] ) ); } );
-   isBehind_ = false;
+   rows->rowsAre( order.size(), [ & ]( size_t i ) { return itemOf( entries_.entry( order[ i ] ) ); } );
+   rows_ = std::move( rows );
 }
 
 Quoin::Ptr<const PrefixListStatus> PrefixListBuilder::build() {
-   if( isBehind_ && !entries_.empty() ) fill();
-   return Quoin::makeNode<PrefixListStatus>( name_, rows_.publish() );
+   if( !rows_ ) layOut();
+   auto status = Quoin::makeNode<PrefixListStatus>( name_, rows_->publish() );
+   built_ = entries_.size();
+   edits_ = 0;
+   return status;
 }
 
 }   // namespace Routing::RouteMap

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 #include "routepolicy_export.h"
@@ -31,16 +32,19 @@ struct ROUTEPOLICY_API PrefixListError {
    Quoin::String toStrep() const;
 };
 
-/// Collects the entries of one list, in any order. The first build() makes the whole list; from then on, an edit changes its own part of it,
-/// and the statuses that were built share the rest. Cost of an edit and of a build: independent of the size of the list. Threading: one
-/// thread.
+/// Collects the entries of one list, in any order. An edit changes its own part of the list, and the statuses that were built share the rest:
+/// its cost does not depend on the size of the list, and that of build() is small. If there are more edits since the last build() than the
+/// list had entries, as when it is filled, build() lays out the whole list, which is cheaper, and makes look-ups faster.
+/// Threading: one thread.
 class ROUTEPOLICY_API PrefixListBuilder {
  public:
-   PrefixListBuilder( const Quoin::String & name, Ferule::AddressFamily af ) : name_( name ), af_( af ), entries_( af ), rows_( af ) {}
+   PrefixListBuilder( const Quoin::String & name, Ferule::AddressFamily af ) : name_( name ), af_( af ), entries_( af ) {}
 
-   /// Adds an entry. If the entry is refused, returns the reason and does not change the list. Errors: std::bad_alloc; the list is unchanged.
+   /// Adds an entry. If the entry is refused, returns the reason and does not change the list. Errors: std::bad_alloc; the list is
+   /// unchanged.
    [[nodiscard]] std::optional<PrefixListError> entryIs( const PrefixListEntry & entry );
-   /// Removes the entry with that sequence number. Returns false if it does not exist. Errors: std::bad_alloc; the list is unchanged.
+   /// Removes the entry with that sequence number. Returns false if it does not exist. Errors: std::bad_alloc; the list
+   /// is unchanged.
    bool entryDel( uint32_t seqno );
 
    size_t count() const noexcept { return entries_.size(); }
@@ -52,13 +56,15 @@ class ROUTEPOLICY_API PrefixListBuilder {
 
  private:
    std::optional<PrefixListError::Reason> reasonAgainst( const PrefixListEntry & entry ) const;
-   void fill();
+   void noteEdit() noexcept;
+   void layOut();
 
    Quoin::String name_;
    Ferule::AddressFamily af_;
    NumberedEntries entries_;
-   PrefixListRowsEditor rows_;
-   bool isBehind_ = true;   // `rows_` is empty, and is filled by the next build()
+   std::unique_ptr<PrefixListRowsEditor> rows_;   // null: the next build() makes them of the entries
+   size_t built_ = 0;                             // entries at the last build()
+   size_t edits_ = 0;                             // since then
 };
 
 }   // namespace Routing::RouteMap

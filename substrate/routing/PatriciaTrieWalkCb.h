@@ -41,8 +41,8 @@ class ROUTEPOLICY_API PrefixData : public Quoin::Node {
 class ROUTEPOLICY_API PatriciaTrieWalkCb : public Quoin::Node {
  public:
    ~PatriciaTrieWalkCb() override;
-   /// Called for each prefix that the walk finds. `prefix` is the prefix in the trie, `data` the head of its chain. Returns true to
-   /// continue the walk.
+   /// Called for each prefix that the walk finds. `prefix` is the prefix in the trie, `data` the head of its chain, which is valid during the
+   /// call; a handle keeps it. Returns true to continue the walk.
    virtual bool handlePrefixData( const Ferule::IpGenPrefix & prefix, const PrefixData * data ) = 0;
 };
 

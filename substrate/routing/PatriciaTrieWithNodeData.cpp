@@ -149,7 +149,7 @@ void PatriciaTrieWithNodeData::descend( Bits128 bits, unsigned length, OnNode &&
       const uint64_t upToV = node->child << ( 63 - v );   // the highest bit is v's
       if( !( upToV >> 63 ) ) return;
       node = nodes_.data() + ( node->childBase + static_cast<unsigned>( std::popcount( upToV ) ) - 1 );
-      rest = behind( rest );
+      rest = after( rest );
    }
 }
 
@@ -169,11 +169,6 @@ void PatriciaTrieWithNodeData::ancestorWalk( const Ferule::IpGenPrefix & prefix,
          return !fullHit || handle( node.fullSlot( v ), depth + kStride );
       },
       [ & ]( const TrieNode & lone ) { handle( lone.dataBase, lone.loneLength() ); } );
-}
-
-Ferule::IpGenPrefix PatriciaTrieWithNodeData::prefix( Bits128 bits, unsigned length ) const noexcept {
-   if( af_ == Ferule::AddressFamily::ipv6 ) return Ferule::Ip6Prefix{ Ferule::Ip6Addr( bits ), uint8_t( length ) };
-   return Ferule::IpGenPrefix( Ferule::IpAddr( uint32_t( bits.high >> 32 ) ), uint8_t( length ) );
 }
 
 // A table of random prefixes needs two nodes per IPv4 prefix and up to eight per IPv6 prefix; an internet table needs far fewer.

@@ -1,6 +1,6 @@
 /// @file substrate/routing/PatriciaTrieWithNodeData.h
 /// A map from prefixes of one family to chains of data, built to find all prefixes that contain a given prefix with few memory accesses.
-/// Compiled prefix lists and access lists store their entries and rules in it.
+/// Compiled access lists store their rules in it, and agents their own entries of prefix lists.
 ///
 /// A node covers 6 bits of the address. It has three bitmaps: `inner` marks the prefixes that end after 0 to 5 of these bits, `full` the
 /// prefixes that end after all 6, and `child` the values of the 6 bits below which the trie continues. The children of a node form one
@@ -19,6 +19,7 @@
 #include <cstdint>
 
 #include "routepolicy_export.h"
+#include "substrate/quoin/Assert.h"
 #include "substrate/routing/Arena.h"
 #include "substrate/routing/PatriciaTrieWalkCb.h"
 #include "substrate/routing/SixBits.h"
@@ -40,8 +41,8 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
  public:
    /// Creates an empty trie. `large` reserves memory for a whole IPv4 table at once.
    PatriciaTrieWithNodeData( Ferule::AddressFamily af, bool large );
-   /// Creates a trie that stands for `source`: only counts and ancestorWalk() have an answer, and nothing can be added.
-   /// Errors: MutatorArgNullPointerException on null.
+   /// Creates a trie whose data `source` makes during each walk. It has the counts and ancestorWalk() of the source; nothing can be added, and
+   /// visitAll() ends the process. Errors: MutatorArgNullPointerException on null.
    PatriciaTrieWithNodeData( Ferule::AddressFamily af, const Quoin::Ptr<const PrefixDataSource> & source );
    ~PatriciaTrieWithNodeData() override;
 
@@ -60,8 +61,11 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    /// ends if the prefix is of another family or too long for the family, or if `data` is in a chain already.
    void routeIs( const Ferule::IpGenPrefix & prefix, const Quoin::Ptr<PrefixData> & data );
 
+   /// The source of the data; null if the trie has data of its own.
+   const Quoin::Ptr<const PrefixDataSource> & source() const noexcept { return source_; }
+
    /// Calls `walker` for each prefix in the trie that equals or contains `prefix`, the shortest first, until `walker` returns false.
-   /// Does nothing for a prefix of another family.
+   /// Does nothing for a prefix of another family. Errors: with a source, std::bad_alloc.
    void ancestorWalk( const Ferule::IpGenPrefix & prefix, PatriciaTrieWalkCb * walker ) const;
 
    /// Reserves memory for about that many prefixes, so that insertions seldom have to move the arrays. Errors: std::bad_alloc.
@@ -80,6 +84,7 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    /// Calls `visit( prefix, head )` with the head of the chain at each prefix, in ascending order of the prefixes.
    template <class Visit>
    void visitAll( Visit && visit ) const {
+      QUOIN_ASSERT( !source_, "!source_" );
       visitNode( nodes_[ 0 ], 0, {}, visit );
    }
 
@@ -117,17 +122,16 @@ class ROUTEPOLICY_API PatriciaTrieWithNodeData final : public Quoin::Node {
    Slot place( TrieNode & node, unsigned depth, Ferule::Bits128 bits, unsigned length, Slot loneSlot );
    TrieNode takeFrom( PatriciaTrieWithNodeData & from, const TrieNode & node ) noexcept;
 
-   Ferule::IpGenPrefix prefix( Ferule::Bits128 bits, unsigned length ) const noexcept;
-
    template <class Visit>
    void visitNode( const TrieNode & node, unsigned depth, Ferule::Bits128 bits, Visit & visit ) const {
-      if( node.lone() ) return visit( prefix( node.loneBits(), node.loneLength() ), data_[ node.dataBase ].get() );
+      using Ferule::IpGenPrefix;
+      if( node.lone() ) return visit( IpGenPrefix::of( af_, node.loneBits(), node.loneLength() ), data_[ node.dataBase ].get() );
       for( unsigned v = 0; v < SixBits::kValues; ++v ) {
          const Ferule::Bits128 here = bits ^ SixBits::placed( v, depth );
          for( unsigned r = 0; r < kStride; ++r )
             if( const unsigned bit = SixBits::innerBit( r, v ); SixBits::innerValue( bit ) == v && node.inner >> bit & 1 )
-               visit( prefix( here, depth + r ), data_[ node.innerSlot( bit ) ].get() );
-         if( node.full >> v & 1 ) visit( prefix( here, depth + kStride ), data_[ node.fullSlot( v ) ].get() );
+               visit( IpGenPrefix::of( af_, here, depth + r ), data_[ node.innerSlot( bit ) ].get() );
+         if( node.full >> v & 1 ) visit( IpGenPrefix::of( af_, here, depth + kStride ), data_[ node.fullSlot( v ) ].get() );
          if( node.child >> v & 1 ) visitNode( nodes_[ node.childBase + SixBits::rank( node.child, v ) ], depth + kStride, here, visit );
       }
    }

@@ -37,7 +37,7 @@ constexpr Bits128 placed( unsigned v, unsigned depth ) noexcept {
 }
 
 /// The bits of an address after the first six.
-constexpr Bits128 behind( Bits128 bits ) noexcept {
+constexpr Bits128 after( Bits128 bits ) noexcept {
    return { bits.high << kStride | bits.low >> ( 64 - kStride ), bits.low << kStride };
 }
 

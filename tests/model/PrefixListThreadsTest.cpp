@@ -1,5 +1,6 @@
 // Readers of a prefix list on other threads, while new generations come and old ones go.
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -35,9 +36,16 @@ TEST( PrefixListThreads, oldGenerationsAnswerWhileNewOnesCome ) {
    std::atomic<int> wrong = 0;
    std::atomic<size_t> asked = 0;
 
-   PrefixListBuilder builder( "list", AddressFamily::ipv4 );
-   for( uint32_t i = 1; i < kPrefixes; ++i ) ASSERT_EQ( builder.entryIs( { i, permit, prefixAt( i ), {}, {} } ), std::nullopt );
-   present = { builder.build(), 0 };
+   std::unique_ptr<PrefixListBuilder> builder;
+   const auto refill = [ & ]( uint32_t missing ) {
+      builder = std::make_unique<PrefixListBuilder>( "list", AddressFamily::ipv4 );
+      for( uint32_t i = 0; i < kPrefixes; ++i ) {
+         if( i == missing ) continue;
+         EXPECT_EQ( builder->entryIs( { i, permit, prefixAt( i ), {}, {} } ), std::nullopt );
+      }
+      return Published{ builder->build(), missing };
+   };
+   present = refill( 0 );
 
    std::vector<std::thread> readers;
    for( uint32_t t = 0; t < 2; ++t )
@@ -64,15 +72,28 @@ TEST( PrefixListThreads, oldGenerationsAnswerWhileNewOnesCome ) {
    for( uint32_t i = 1; i < 3000; ++i ) {
       const uint32_t missing = i * 31 % kPrefixes, before = present.missing;
       if( missing == before ) continue;
-      EXPECT_TRUE( builder.entryDel( missing ) );
-      EXPECT_EQ( builder.entryIs( { before, permit, prefixAt( before ), {}, {} } ), std::nullopt );
-      Published next{ builder.build(), missing };
+      EXPECT_TRUE( builder->entryDel( missing ) );
+      EXPECT_EQ( builder->entryIs( { before, permit, prefixAt( before ), {}, {} } ), std::nullopt );
+      Published next{ builder->build(), missing };
+      if( i % 100 == 0 ) next = refill( missing );   // the readers have the last generations of the list before
       const std::lock_guard lock( mutex );
       std::swap( present, next );
    }
    ends = true;
    for( auto & reader : readers ) reader.join();
    EXPECT_EQ( wrong, 0 );
+}
+
+TEST( PrefixListThreads, oneTrieIsMadeForAllWhoAskForIt ) {
+   for( int i = 0; i < 100; ++i ) {
+      const auto list = prefixList( { "10 permit 10.0.0.0/8" } );
+      const PatriciaTrieWithNodeData * seen[ 2 ] = {};
+      std::vector<std::thread> threads;
+      for( auto & mine : seen ) threads.emplace_back( [ & ] { mine = &list->trie(); } );
+      for( auto & thread : threads ) thread.join();
+      EXPECT_EQ( seen[ 0 ], seen[ 1 ] );
+      EXPECT_EQ( seen[ 0 ]->useCount(), 1u );
+   }
 }
 
 }   // namespace

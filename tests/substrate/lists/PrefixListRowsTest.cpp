@@ -103,11 +103,18 @@ TEST( PrefixListRows, thereIsNoneWhereAnEntryMayDecideLate ) {
    const PrefixListModel::Entry e{ 10, permit, IpGenPrefix( "10.0.0.0/8" ), 8, 8 };
    for( const int own : { 0, 1, 2 } ) {   // the place of the agent's own among three of one node
       const auto trie = makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
-      trie->routeIs( IpGenPrefix( "0.0.0.0/0" ), plainEntry( e ) );
+      trie->routeIs( IpGenPrefix( "0.0.0.0/0" ), plainEntry( { 10, permit, IpGenPrefix( "0.0.0.0/0" ), 8, 8 } ) );
       EXPECT_NE( PrefixListRows::ofTrie( *trie ), nullptr );
       for( int i = 0; i < 3; ++i ) trie->routeIs( e.prefix, i == own ? makeNode<OwnEntry>( e ) : plainEntry( e ) );
       EXPECT_EQ( PrefixListRows::ofTrie( *trie ), nullptr ) << own;
    }
+}
+
+// Coverage reads the length of the entry itself, so such an entry needs the walk.
+TEST( PrefixListRows, thereAreNoneIfAnEntryIsAtAPrefixOfAnotherLength ) {
+   const auto trie = makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
+   trie->routeIs( IpGenPrefix( "10.0.0.0/8" ), plainEntry( { 10, permit, IpGenPrefix( "10.0.0.0/16" ), 8, 8 } ) );
+   EXPECT_EQ( PrefixListRows::ofTrie( *trie ), nullptr );
 }
 
 TEST( PrefixListRows, lookingDoesNotAllocate ) {

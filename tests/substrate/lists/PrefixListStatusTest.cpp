@@ -145,6 +145,16 @@ TEST( PrefixListStatus, oneTrieMayServeSeveralLists ) {
    EXPECT_NE( b->rows(), nullptr );
 }
 
+// The trie of a list that was built makes its entries during a walk.
+TEST( PrefixListStatus, theTrieOfABuiltListServesAnotherListToo ) {
+   const auto built = prefixList( { "10 permit 10.0.0.0/8 le 24", "20 deny 10.1.0.0/16" } );
+   const auto other = makeNode<PrefixListStatus>( "other", AddressFamily::ipv6 );
+   other->trieIs( Quoin::Ptr( &built->trie() ) );
+   EXPECT_EQ( other->af(), AddressFamily::ipv4 );
+   EXPECT_EQ( other->entryCount(), 2u );
+   EXPECT_EQ( other->rows(), built->rows() );
+}
+
 TEST( PrefixListStatus, itsMemoryGrowsWithEveryEntry ) {
    const auto status = makeNode<PrefixListStatus>( "PL", AddressFamily::ipv4 );
    const auto trie = trieOfOne();
