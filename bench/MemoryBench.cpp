@@ -6,6 +6,7 @@
 
 #include <malloc.h>
 
+#include <algorithm>
 #include <new>
 
 #include "bench/AccessLists.h"
@@ -152,23 +153,31 @@ void measureSequences( const std::string & what, size_t maps, size_t sequences, 
    printSequence( what, "of published status", maps * sequences, before, configured );
 }
 
-void measureAccessList() {
-   constexpr size_t kRules = 1'000'000;
-   if( !wanted( "access list, bytes a rule" ) ) return;
-   Random random( 40 + kRules );
-   CompiledAcl list( generatedTable( AddressFamily::ipv4, kRules, random ) );
+void measureAccessList( const std::string & question, const Prefixes & table ) {
+   if( !wanted( question + ", bytes a rule" ) ) return;
+   CompiledAcl list( table );
    const size_t before = heapBytes;
    list.table->symbol( "ACL" )->statusIs( nullptr );
    list.run();   // destroys the list, step by step
-   printRow( "access list, bytes a rule", grouped( kRules ), "bytes", double( before - heapBytes ) / double( kRules ),
+   printRow( question + ", bytes a rule", grouped( table.size() ), "bytes", double( before - heapBytes ) / double( table.size() ),
              "array of bare entries", sizeof( BareIpv4 ) );
+}
+
+void measureAccessLists() {
+   constexpr size_t kRules = 1'000'000;
+   Random random( 40 + kRules );
+   Prefixes table = generatedTable( AddressFamily::ipv4, kRules, random );
+   measureAccessList( "access list", table );
+   // No rule is inside the prefix of an earlier rule, so a match depends on each of them.
+   std::stable_sort( table.begin(), table.end(), []( const auto & a, const auto & b ) { return a.length() > b.length(); } );
+   measureAccessList( "access list, longest first", table );
 }
 
 void measureAll() {
    measureSequences( "compiled sequence", 1'000, 10, fillTypical );
    measureSequences( "a tag and a distance", 1, 10'000, fillTag );
    measureSequences( "a list of its own", 1, 10'000, fillOwnList );
-   measureAccessList();
+   measureAccessLists();
    measureEdited();
    measureFamily( AddressFamily::ipv4, "IPv4" );
    measureFamily( AddressFamily::ipv6, "IPv6" );

@@ -2,6 +2,7 @@
 
 #include "substrate/acl/AclIp6Prefix.h"
 #include "substrate/acl/AclPrefix.h"
+#include "substrate/lists/AccessListRules.h"
 #include "substrate/plinth/Trace.h"
 #include "substrate/quoin/Assert.h"
 
@@ -13,7 +14,7 @@ using Ferule::AddressFamily;
 using Ferule::Ip6AddrWithMask;
 using Ferule::IpGenAddrWithFullMask;
 using Ferule::IpGenPrefix;
-using Routing::RouteMap::AclEntryData;
+using Routing::RouteMap::AccessListRules;
 using Routing::RouteMap::AllIpAccessListSymbol;
 using Routing::RouteMap::IpAccessListStatus;
 using Routing::RouteMap::IpAccessListSymbol;
@@ -23,8 +24,6 @@ namespace {
 const Plinth::TraceHandle trace( "IpAclConfigSm" );
 const Plinth::TraceHandle permittedTrace( "AclToPrefix::PermittedPrefixes" );
 const Plinth::TraceHandle permitted6Trace( "AclToIp6Prefix::PermittedPrefixes" );
-
-using Trie = Quoin::Ptr<Routing::PatriciaTrieWithNodeData>;
 
 MatchPermit permitOf( Acl::RuleAction action ) {
    return action == Acl::RuleAction::permit ? MatchPermit::permit : MatchPermit::deny;
@@ -65,8 +64,21 @@ bool IpAclConfigSm::hasRules( const AclVersion & version ) const {
 
 void IpAclConfigSm::handleIpAccessListVersion() {
    pauseAt( 0 );
-   newTrie_ = Quoin::makeNode<Routing::PatriciaTrieWithNodeData>( isIpv4() ? AddressFamily::ipv4 : AddressFamily::ipv6, false );
-   if( retiredTries_ ) newTrie_->heirIs( retiredTries_->heir() );
+   ++compilation_;
+   newRules_ = isIpv4() ? Quoin::makeNode<AccessListRules>() : nullptr;
+   newTrie_ = nullptr;
+   if( !isIpv4() ) newTrieIs( Quoin::makeNode<Routing::PatriciaTrieWithNodeData>( AddressFamily::ipv6, false ) );
+}
+
+void IpAclConfigSm::newTrieIs( const Quoin::Ptr<Routing::PatriciaTrieWithNodeData> & trie ) const {
+   if( retiredTries_ ) trie->heirIs( retiredTries_->heir() );
+   newTrie_ = trie;
+   newRules_ = nullptr;
+}
+
+const Quoin::Ptr<Routing::PatriciaTrieWithNodeData> & IpAclConfigSm::newTrie() const {
+   if( newRules_ ) newTrieIs( newRules_->makeTrie() );
+   return newTrie_;
 }
 
 void IpAclConfigSm::processClock() {
@@ -86,7 +98,7 @@ void IpAclConfigSm::processClock() {
 bool IpAclConfigSm::addRules( const AclVersion & version ) {
    const auto & clock = *clock_.clock();
    const Seconds deadline = clock.now() + clockQuantum_;
-   const auto isStill = [ this, trie = newTrie_ ] { return newTrie_ == trie && !zombieReactors(); };
+   const auto isStill = [ this, compilation = compilation_ ] { return compilation_ == compilation && !zombieReactors(); };
    uint32_t done = 0;
    for( auto i = version.ruleBySequence().lowerBound( bookmark_ ); i; i.next() ) {
       const uint32_t seq = i.key();
@@ -119,38 +131,53 @@ void IpAclConfigSm::addRule( const AclVersion & version, uint32_t seq, AclVersio
 
 void IpAclConfigSm::publish( const Quoin::Ptr<IpAccessListSymbol> & symbol ) {
    // A subscriber may begin the next compilation.
-   const Trie trie = std::exchange( newTrie_, nullptr );
+   const auto rules = std::exchange( newRules_, nullptr );
+   const auto trie = std::exchange( newTrie_, nullptr );
    pset_ = nullptr;
-   if( !symbol || !trie ) return;
-   trie->trim();
-   const auto status = Quoin::makeNode<IpAccessListStatus>( name_ );
-   status->trieIs( trie );
+   if( !symbol || ( !rules && !trie ) ) return;
+   Quoin::Ptr<IpAccessListStatus> status;
+   if( rules ) {
+      rules->trim();
+      if( retiredTries_ && rules->count() > Routing::RetiredTries::kSmall ) rules->heirIs( retiredTries_->heir() );
+      status = Quoin::makeNode<IpAccessListStatus>( name_, rules, retiredTries_ ? retiredTries_->heir() : nullptr );
+   } else {
+      trie->trim();
+      status = Quoin::makeNode<IpAccessListStatus>( name_ );
+      status->trieIs( trie );
+   }
    symbol->statusIs( status );
    if( const auto notifier = symbol->notifier() ) notifier->versionInc( 1 );
 }
 
 // A mask with a gap, or an address with bits outside the mask, is not a prefix. The node of such a rule is above all prefixes that the rule
-// can match. The entry keeps the address and the mask, and the walker tests them.
+// can match. The entry keeps the address and the mask, and a match tests them.
 void IpAclConfigSm::testAddIpAclEntryToTrie( uint32_t seq, const Acl::IpRuleConfig & rule ) {
-   const Trie trie = newTrie_;   // a receiver of the trace may start another compilation
-   QUOIN_ASSERT( trie, "trie" );
+   QUOIN_ASSERT( isCompiling(), "trie" );
    const IpGenAddrWithFullMask full( rule.filter.source );
-   const IpGenPrefix key = IpGenPrefix( full.address(), full.leadingOnesOfMask() ).subnet();
    const MatchPermit permit = permitOf( rule.action );
-   if( !full.validAsPrefix() ) PLINTH_TRACE( trace, level8 ) << "acl prefix is not contiguous, using contiguous prefix: " << key;
-   trie->routeIs( key, Quoin::makeNode<AclEntryData>( AclPrefixEntry{ seq, full, permit } ) );
+   const uint32_t compilation = compilation_;   // a receiver of the trace may start another compilation
+   if( !full.validAsPrefix() ) {
+      const IpGenPrefix key = IpGenPrefix( full.address(), full.leadingOnesOfMask() ).subnet();
+      PLINTH_TRACE( trace, level8 ) << "acl prefix is not contiguous, using contiguous prefix: " << key;
+   }
+   if( compilation_ == compilation ) addToList( { seq, full, permit } );
 }
 
 void IpAclConfigSm::testAddIp6AclEntryToTrie( uint32_t seq, const Acl::Ip6RuleConfig & rule ) {
-   const Trie trie = newTrie_;
-   QUOIN_ASSERT( trie, "trie" );
+   QUOIN_ASSERT( isCompiling(), "trie" );
    Ip6AddrWithMask source = rule.filter.source;
    const MatchPermit permit = permitOf( rule.action );
+   const uint32_t compilation = compilation_;
    if( const uint8_t longest = Ferule::addressBits( AddressFamily::ipv6 ); source.length > longest ) {
       PLINTH_TRACE( trace, level8 ) << "acl mask is too long, using " << unsigned( longest ) << " bits of " << source.address;
       source.length = longest;
    }
-   trie->routeIs( IpGenPrefix( source.subnet() ), Quoin::makeNode<AclEntryData>( AclPrefixEntry{ seq, source, permit } ) );
+   if( compilation_ == compilation ) addToList( { seq, source, permit } );
+}
+
+void IpAclConfigSm::addToList( const AclPrefixEntry & rule ) {
+   const bool fits = newRules_ && rule.source.address().af() == AddressFamily::ipv4;
+   if( !fits || !newRules_->add( rule ) ) Routing::RouteMap::addRule( *newTrie(), rule );
 }
 
 void IpAclConfigSm::getIpPfxFromRule( const Acl::IpRuleConfig & rule ) {

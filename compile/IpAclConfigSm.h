@@ -3,6 +3,7 @@
 
 #include "substrate/acl/AclConfig.h"
 #include "substrate/ferule/IpGenPrefixSet.h"
+#include "substrate/lists/AccessListRules.h"
 #include "substrate/plinth/Clock.h"
 #include "substrate/routemap/AllIpAccessListSymbol.h"
 #include "substrate/routing/RetiredTries.h"
@@ -10,9 +11,10 @@
 
 namespace Routing::Policy {
 
-/// Compiles one access list into a trie, in slices of time, and publishes the complete trie through the symbol of the list.
-/// IpAclTypeConfigSm owns this machine; the matchers of route maps read the trie. A change of the list restarts the compilation; until it
-/// ends, evaluation reads the old trie. The trie holds only the source of a filter: every other condition of a rule is ignored.
+/// Compiles one access list in slices of time, and publishes the complete list through its symbol: an IPv4 list as AccessListRules, an IPv6
+/// list as a trie. IpAclTypeConfigSm owns this machine; the matchers of route maps read the list. A change of the list restarts the
+/// compilation; until it ends, evaluation reads the old list. It holds only the source of a filter: every other condition of a rule is
+/// ignored.
 /// Threading: the activity thread.
 class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
  public:
@@ -49,14 +51,18 @@ class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
    /// The length of a slice. Unit: seconds. Default: 0.01, a tolerable delay for the loop of an agent.
    Seconds clockQuantum() const noexcept { return clockQuantum_; }
    void clockQuantumIs( Seconds quantum ) noexcept { clockQuantum_ = quantum; }
-   /// The trie in construction; null if no compilation is in progress.
-   const Quoin::Ptr<Routing::PatriciaTrieWithNodeData> & newTrie() const noexcept { return newTrie_; }
+   /// The trie in construction; null if no compilation is in progress. An IPv4 list becomes a trie when this function is called during its
+   /// compilation, and stays one: it is then larger and slower. Errors: std::bad_alloc.
+   const Quoin::Ptr<Routing::PatriciaTrieWithNodeData> & newTrie() const;
+   /// Whether a compilation is in progress.
+   bool isCompiling() const noexcept { return newRules_ || newTrie_; }
    /// The result of the last inspection below; null before the first inspection and after the end of a compilation.
    const Quoin::Ptr<Ferule::IpGenPrefixSet> & pset() const noexcept { return pset_; }
    /// Whether the list was read for the first time.
    bool initialized() const noexcept { return initialized_; }
 
-   // Inspections, for tests. The first two insert one rule into `newTrie`; a null trie, or a trie of the other family, ends the process.
+   // Inspections, for tests. The first two add one rule to the list in construction; the process ends if no compilation is in progress, or
+   // if the list is of the other family.
    // The other two compute the prefixes that a rule permits.
    void testAddIpAclEntryToTrie( uint32_t seq, const Acl::IpRuleConfig & rule );
    void testAddIp6AclEntryToTrie( uint32_t seq, const Acl::Ip6RuleConfig & rule );
@@ -82,6 +88,8 @@ class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
    bool addRules( const Acl::AclVersion & version );
    void pauseAt( uint32_t seq );
    void addRule( const Acl::AclVersion & version, uint32_t seq, Acl::AclVersion::RuleId id );
+   void addToList( const AclPrefixEntry & rule );
+   void newTrieIs( const Quoin::Ptr<Routing::PatriciaTrieWithNodeData> & trie ) const;
    void publish( const Quoin::Ptr<Routing::RouteMap::IpAccessListSymbol> & symbol );
 
    Quoin::String name_;
@@ -93,7 +101,10 @@ class ROUTEPOLICY_API IpAclConfigSm final : public Zeugma::BaseOutputSm {
    uint32_t bookmarkSeq_ = 0;
    uint32_t bookmark_ = 0;
    Seconds clockQuantum_{ 0.01 };
-   Quoin::Ptr<Routing::PatriciaTrieWithNodeData> newTrie_;
+   uint32_t compilation_ = 0;   // counts the compilations
+   // The list in construction: rules, or a trie; neither if no compilation is in progress.
+   mutable Quoin::Ptr<Routing::RouteMap::AccessListRules> newRules_;
+   mutable Quoin::Ptr<Routing::PatriciaTrieWithNodeData> newTrie_;
    Quoin::Ptr<Ferule::IpGenPrefixSet> pset_;
    bool initialized_ = false;
    Zeugma::Reactor<IpAclConfigSm> listReactor_{ *this, &IpAclConfigSm::handleList };

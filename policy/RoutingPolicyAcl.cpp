@@ -2,11 +2,14 @@
 
 #include <typeinfo>
 
+#include "substrate/lists/AccessListRules.h"
 #include "substrate/quoin/DisplayPointer.h"
 
 namespace Routing::Policy {
 
 namespace {
+
+using Ferule::AddressFamily;
 
 // Returns the rule that governs among `best`, which may be null, and the rules of a chain.
 const AclEntryData * governing( const AclEntryData * best, const Routing::PrefixData * chain, const Ferule::IpGenPrefix & asked ) {
@@ -81,8 +84,11 @@ IpAccessListMatcher::IpAccessListMatcher( const Quoin::String & name, const Quoi
 bool IpAccessListMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
    const Quoin::ReleaseScope keep;   // the getter may release this matcher
    const Ferule::IpGenPrefix * prefix = input->getPrefixPointer();
-   if( !status_ || status_->trie().af() != prefix->af() ) return false;
+   if( !status_ ) return false;
+   const auto * rules = status_->rules();
+   if( ( rules ? AddressFamily::ipv4 : status_->trie().af() ) != prefix->af() ) return false;
    CleanContext ctx;
+   if( rules ) return rules->permits( *prefix );
    GoverningRule governing( *prefix );
    status_->trie().ancestorWalk( *prefix, &governing );
    if( !governing.rule() ) return false;

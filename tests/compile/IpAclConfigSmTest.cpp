@@ -950,6 +950,50 @@ TEST_F( IpAclConfigSmDeathTest, nullsEndTheProcess ) {
    EXPECT_THROW( makeNode<IpAclConfigSm>( "A", type, symbols, list, nullptr ), Plinth::MutatorArgNullPointerException );
 }
 
+// ---- the form of the list
+
+TEST_F( IpAclConfigSmTest, anInspectedListBecomesATrieAndHasTheSameRules ) {
+   const Log texts{ "10 permit 10.0.0.0/8", "20 deny 10.1.2.3 255.0.255.0", "30 deny 10.1.0.0/16" };
+   for( const int inspectedAfter : { 0, 1, 2, 3 } ) {
+      SCOPED_TRACE( inspectedAfter );
+      startSliced( texts );
+      for( int i = 0; i < inspectedAfter; ++i ) clock->callDue();
+      const auto held = sm->newTrie();
+      EXPECT_EQ( held != nullptr, inspectedAfter != 3 );
+      runUntilIdle( *clock );
+      EXPECT_EQ( status()->rules() != nullptr, inspectedAfter == 3 );
+      if( held ) { EXPECT_EQ( &status()->trie(), held.get() ); }
+      EXPECT_THAT( rules(),
+                   ElementsAre( "10 permit 10.0.0.0/8 at 10.0.0.0/8", "20 deny 10.1.2.3/255.0.255.0 at 10.0.0.0/8",
+                                "30 deny 10.1.0.0/16 at 10.1.0.0/16" ) );
+      EXPECT_TRUE( listPermits( status(), "10.1.2.0/24" ) );
+   }
+}
+
+TEST_F( IpAclConfigSmTest, aRuleThatIsAddedOutOfOrderCounts ) {
+   startSliced( Log{ "10 deny 10.0.0.0/8", "20 permit 0.0.0.0/0" } );
+   clock->callDue();
+   sm->testAddIpAclEntryToTrie( 5, ipRule( "5 permit 10.1.0.0/16" ) );
+   runUntilIdle( *clock );
+   EXPECT_EQ( rules().size(), 3u );
+   EXPECT_TRUE( listPermits( status(), "10.1.0.0/16" ) );
+   EXPECT_FALSE( listPermits( status(), "10.2.0.0/16" ) );
+}
+
+TEST_F( IpAclConfigSmTest, aLargeOldListIsFreedInSlices ) {
+   const auto retired = makeNode<Routing::RetiredTries>( clock );
+   for( const unsigned count : { unsigned( Routing::RetiredTries::kSmall ), unsigned( Routing::RetiredTries::kSmall ) + 1 } ) {
+      list->currVersionIs( aclVersion( manyRules( count ) ) );
+      sm = Zeugma::makeSm<IpAclConfigSm>( "A", type, symbols, list, clock, retired );
+      runUntilIdle( *clock );
+      ASSERT_TRUE( status()->rules() );
+      symbol()->statusIs( nullptr );   // drops the last use
+      EXPECT_EQ( retired->count(), count > Routing::RetiredTries::kSmall ? 1u : 0u );
+      runUntilIdle( *clock );
+      EXPECT_EQ( retired->count(), 0u );
+   }
+}
+
 // ---- the end
 
 TEST_F( IpAclConfigSmTest, aMachineReleasedBetweenSlicesDropsItsTrie ) {

@@ -593,7 +593,8 @@ TEST_F( IpAclTypeConfigSmTest, aLargeOldTrieIsFreedInSlices ) {
    old = nullptr;
    type->aclDel( "A" );
    EXPECT_EQ( trie->useCount(), 1u );
-   EXPECT_TRUE( nothingDue( *clock ) );
+   EXPECT_FALSE( nothingDue( *clock ) ) << "the list itself";
+   runUntilIdle( *clock );
    trie = nullptr;
    EXPECT_FALSE( nothingDue( *clock ) ) << "it is taken apart at the next turn";
    runUntilIdle( *clock );

@@ -15,6 +15,7 @@ namespace {
 using namespace ListFixtures;
 using Ferule::Bits128;
 using Routing::Policy::IpAccessListMatcher;
+using Routing::RouteMap::Ip4PrefixIndex;
 
 constexpr AddressFamily kFamilies[] = { AddressFamily::ipv4, AddressFamily::ipv6 };
 
@@ -66,6 +67,28 @@ std::vector<AclPrefixEntry> anyRules( Random & random, RandomPrefixes & prefixes
    return rules;
 }
 
+// Many rules in a small space, so that they share nodes of the index: few masks, and addresses that differ in few bits.
+TEST( AccessListModel, aLargeCompiledListAnswersLikeALinearScan ) {
+   forRandomCases( 20, []( Random & random ) {
+      std::vector<uint32_t> masks;
+      while( masks.size() < 6 )
+         masks.push_back( Ip4PrefixIndex::Prefix::maskOf( unsigned( below( random, 33 ) ) ) ^
+                          ( oneIn( random, 2 ) ? uint32_t( random() ) & uint32_t( random() ) : 0 ) );
+      const uint32_t changing = uint32_t( random() ) & ( oneIn( random, 2 ) ? ~uint32_t( 0 ) : uint32_t( random() ) );
+      const auto address = [ & ] { return Ferule::IpAddr( 0x0A000000 ^ ( uint32_t( random() ) & changing ) ); };
+      AccessListModel model{ AddressFamily::ipv4, {} };
+      for( uint32_t seqno = 0; seqno < 1000; ++seqno )
+         model.rules.push_back( { seqno, Ferule::IpAddrWithFullMask{ address(), Ferule::IpAddr( anyOf( random, masks ) ) },
+                                  oneIn( random, 2 ) ? permit : deny } );
+      const auto list = compiledAccessListOf( model.rules );
+      for( int n = 0; n < 200; ++n ) {
+         const IpGenPrefix asked( address(), uint8_t( below( random, 33 ) ) );
+         const auto * best = model.governing( asked );
+         ASSERT_EQ( list->rules()->governing( asked ), best ? std::optional<size_t>( best->seqno ) : std::nullopt ) << asked;
+      }
+   } );
+}
+
 TEST( AccessListModel, aListAnswersLikeALinearScan ) {
    for( const auto af : kFamilies )
       forRandomCases( 150, [ af ]( Random & random ) {
@@ -75,11 +98,15 @@ TEST( AccessListModel, aListAnswersLikeALinearScan ) {
          while( questions.size() < 10 )
             questions.push_back( model.rules.empty() || oneIn( random, 4 ) ? prefixes.withHostBits()
                                                                            : prefixes.around( keyOf( anyOf( random, model.rules ) ) ) );
-         for( const bool compacted : { false, true } ) {
-            const IpAccessListMatcher matcher( "acl", accessListOf( af, model.rules, compacted ) );
+         std::vector<std::pair<const char *, Quoin::Ptr<const IpAccessListStatus>>> lists{
+            { "a trie", accessListOf( af, model.rules ) }, { "a compacted trie", accessListOf( af, model.rules, true ) }
+         };
+         if( af == AddressFamily::ipv4 ) lists.emplace_back( "compiled", compiledAccessListOf( model.rules ) );
+         for( const auto & [ form, list ] : lists ) {
+            const IpAccessListMatcher matcher( "acl", list );
             for( const auto & asked : questions )
                EXPECT_EQ( matcher.matchForTest( routeTo( asked ), noContext ), model.match( asked ) )
-                  << asked << ( compacted ? ", compacted" : "" ) << textOf( model.rules );
+                  << asked << ", " << form << textOf( model.rules );
          }
       } );
 }

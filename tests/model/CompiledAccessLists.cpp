@@ -132,7 +132,7 @@ void AccessLists::check( const Ferule::IpGenPrefix & asked ) const {
       ASSERT_EQ( sm != nullptr, machine_ && list.twin.real );
       if( !sm ) continue;
       ASSERT_EQ( sm->bookmark(), list.twin.bookmark );
-      ASSERT_EQ( sm->newTrie() != nullptr, list.twin.compiling );
+      ASSERT_EQ( sm->isCompiling(), list.twin.compiling );
    }
    if( !machine_ ) return;
    EXPECT_EQ( machine_->ipAclSymbolTable()->symbol().count(), held );

@@ -17,6 +17,7 @@
 
 #include "policy/MatchInput.h"
 #include "policy/PolicyEvalContext.h"
+#include "substrate/lists/AccessListRules.h"
 #include "substrate/lists/IpAccessListStatus.h"
 #include "substrate/routemap/PrefixListBuilder.h"
 #include "tests/model/PrefixListModel.h"
@@ -27,6 +28,7 @@ using Ferule::AddressFamily;
 using Ferule::IpGenPrefix;
 using Routing::PatriciaTrieWithNodeData;
 using Routing::Policy::MatchInput_;
+using Routing::RouteMap::AccessListRules;
 using Routing::RouteMap::AclEntryData;
 using Routing::RouteMap::IpAccessListStatus;
 using Routing::RouteMap::PrefixListBuilder;
@@ -153,7 +155,16 @@ inline Quoin::Ptr<IpAccessListStatus> accessListOf( AddressFamily af, const std:
    return status;
 }
 
-/// The same out of texts. The family is that of the first rule, IPv4 if there is none.
+/// A list of the same IPv4 rules, as a machine compiles it.
+inline Quoin::Ptr<IpAccessListStatus> compiledAccessListOf( std::vector<AclPrefixEntry> inOrder ) {
+   std::sort( inOrder.begin(), inOrder.end(), []( const auto & a, const auto & b ) { return a.seqno < b.seqno; } );
+   const auto rules = Quoin::makeNode<AccessListRules>();
+   for( const auto & rule : inOrder ) EXPECT_TRUE( rules->add( rule ) ) << rule.seqno;
+   rules->trim();
+   return Quoin::makeNode<IpAccessListStatus>( "acl", rules );
+}
+
+/// The same as accessListOf() out of texts. The family is that of the first rule, IPv4 if there is none.
 inline Quoin::Ptr<IpAccessListStatus> accessList( Texts texts ) {
    std::vector<AclPrefixEntry> rules;
    for( const char * text : texts ) rules.push_back( accessListRule( text ) );

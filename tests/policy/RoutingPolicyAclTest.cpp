@@ -33,6 +33,15 @@ bool match( const Ptr<const IpAccessListStatus> & list, const char * asked ) {
    return IpAccessListMatcher( "ACL", list ).matchForTest( routeTo( asked ), noContext );
 }
 
+/// The list of these rules in each form that it can have.
+std::vector<Ptr<const IpAccessListStatus>> eachForm( Texts texts ) {
+   std::vector<Ptr<const IpAccessListStatus>> forms{ accessList( texts ) };
+   std::vector<AclPrefixEntry> rules;
+   for( const char * text : texts ) rules.push_back( accessListRule( text ) );
+   if( forms[ 0 ]->trie().af() == AddressFamily::ipv4 ) forms.push_back( compiledAccessListOf( rules ) );
+   return forms;
+}
+
 /// A rule that decides late.
 struct OwnRule final : AclEntryData {
    OwnRule( const AclPrefixEntry & rule, std::function<Acl::MatchPermit()> d ) : AclEntryData( rule ), decide( std::move( d ) ) {}
@@ -78,8 +87,10 @@ TEST( IpAccessListMatcher, aListOfTheOtherFamilyMatchesNothingAndIsNotWalked ) {
    auto & ctx = IpAccessListWalkerCbCtx::ofThisThread();
    ctx.prefix = &other;
    ctx.entry = sentinel;
-   EXPECT_FALSE( match( accessList( { "10 permit 0.0.0.0/0" } ), "2001:db8::/32" ) );
-   EXPECT_FALSE( match( accessList( { "10 permit 0.0.0.0/0" } ), "::/0" ) );
+   for( const auto & list : eachForm( { "10 permit 0.0.0.0/0" } ) ) {
+      EXPECT_FALSE( match( list, "2001:db8::/32" ) );
+      EXPECT_FALSE( match( list, "::/0" ) );
+   }
    EXPECT_FALSE( match( accessList( { "10 permit ::/0" } ), "10.0.0.0/8" ) );
    EXPECT_FALSE( match( nullptr, "10.0.0.0/8" ) );
    EXPECT_FALSE( IpAccessListMatcher( "ACL", accessList( { "10 permit 0.0.0.0/0" } ) ).matchForTest( MatchInput_(), noContext ) )
@@ -120,7 +131,8 @@ TEST( IpAccessListMatcher, theLowestNumberThatCoversTheRouteGoverns ) {
       { "IPv6 with host bits", { "10 permit 2001:db8::1/32" }, "2001:db8:2::/48", true },
       { "IPv6 with host bits, elsewhere", { "10 permit 2001:db8::1/32" }, "2001:db9::/48", false },
    };
-   for( const auto & row : rows ) EXPECT_EQ( match( accessList( row.rules ), row.asked ), row.matches ) << row.name;
+   for( const auto & row : rows )
+      for( const auto & list : eachForm( row.rules ) ) EXPECT_EQ( match( list, row.asked ), row.matches ) << row.name;
 }
 
 TEST( IpAccessListMatcher, aMaskThatIsNoPrefixIsTestedWhole ) {
@@ -148,18 +160,21 @@ TEST( IpAccessListMatcher, aMaskThatIsNoPrefixIsTestedWhole ) {
       { "the last bit alone", { "10 permit 0.0.0.1 0.0.0.1" }, "10.0.0.1/32", true },
       { "the last bit alone, not set", { "10 permit 0.0.0.1 0.0.0.1" }, "10.0.0.2/32", false },
    };
-   for( const auto & row : rows ) EXPECT_EQ( match( accessList( row.rules ), row.asked ), row.matches ) << row.name;
+   for( const auto & row : rows )
+      for( const auto & list : eachForm( row.rules ) ) EXPECT_EQ( match( list, row.asked ), row.matches ) << row.name;
 }
 
 TEST( IpAccessListMatcher, bitsAfterTheLengthCountForARuleThatIsNoPrefix ) {
-   const auto prefixes = accessList( { "10 deny 10.0.0.0/16", "20 permit 10.0.0.0/8", "30 deny 0.0.0.0/0" } );
-   for( const char * route : { "10.0.0.0/8", "10.0.0.1/8", "10.1.0.1/16" } ) EXPECT_TRUE( match( prefixes, route ) ) << route;
-   for( const char * route : { "10.0.0.0/16", "10.0.0.1/16", "11.0.0.1/8" } ) EXPECT_FALSE( match( prefixes, route ) ) << route;
-   const auto masks = accessList( { "10 permit 10.0.0.1 255.0.0.255" } );
-   EXPECT_TRUE( match( masks, "10.0.0.1/8" ) );
-   EXPECT_TRUE( match( masks, "10.9.9.1/16" ) );
-   EXPECT_FALSE( match( masks, "10.0.0.0/8" ) );
-   EXPECT_FALSE( match( masks, "10.0.0.2/8" ) );
+   for( const auto & prefixes : eachForm( { "10 deny 10.0.0.0/16", "20 permit 10.0.0.0/8", "30 deny 0.0.0.0/0" } ) ) {
+      for( const char * route : { "10.0.0.0/8", "10.0.0.1/8", "10.1.0.1/16" } ) EXPECT_TRUE( match( prefixes, route ) ) << route;
+      for( const char * route : { "10.0.0.0/16", "10.0.0.1/16", "11.0.0.1/8" } ) EXPECT_FALSE( match( prefixes, route ) ) << route;
+   }
+   for( const auto & masks : eachForm( { "10 permit 10.0.0.1 255.0.0.255" } ) ) {
+      EXPECT_TRUE( match( masks, "10.0.0.1/8" ) );
+      EXPECT_TRUE( match( masks, "10.9.9.1/16" ) );
+      EXPECT_FALSE( match( masks, "10.0.0.0/8" ) );
+      EXPECT_FALSE( match( masks, "10.0.0.2/8" ) );
+   }
 }
 
 TEST( IpAccessListMatcher, theOrderWithinANodeDoesNotMatter ) {
@@ -251,12 +266,14 @@ TEST( IpAccessListMatcher, theThreadIsCleanBehindEveryAnswer ) {
 
 TEST( IpAccessListMatcher, whatAnotherWalkLeftDoesNotCount ) {
    const auto stale = makeNode<AclEntryData>( accessListRule( "1 deny 10.0.0.0/8" ) );
-   IpAccessListWalkerCbCtx::ofThisThread().entry = stale;
-   EXPECT_TRUE( match( accessList( { "10 permit 10.0.0.0/8" } ), "10.0.0.0/8" ) );
    const auto permits = makeNode<AclEntryData>( accessListRule( "1 permit 10.0.0.0/8" ) );
-   IpAccessListWalkerCbCtx::ofThisThread().entry = permits;
-   EXPECT_FALSE( match( accessList( { "10 permit 10.0.0.0/8" } ), "11.0.0.0/8" ) );
-   expectCleanThread();
+   for( const auto & list : eachForm( { "10 permit 10.0.0.0/8" } ) ) {
+      IpAccessListWalkerCbCtx::ofThisThread().entry = stale;
+      EXPECT_TRUE( match( list, "10.0.0.0/8" ) );
+      IpAccessListWalkerCbCtx::ofThisThread().entry = permits;
+      EXPECT_FALSE( match( list, "11.0.0.0/8" ) );
+      expectCleanThread();
+   }
 }
 
 TEST( IpAccessListMatcher, theThreadIsCleanBehindARuleThatThrows ) {
@@ -316,15 +333,18 @@ TEST( IpAccessListMatcher, readsTheRouteThroughItsGetterOnce ) {
 }
 
 TEST( IpAccessListMatcher, matchingDoesNotAllocate ) {
-   const IpAccessListMatcher matcher(
-      "ACL", accessList( { "10 deny 10.0.0.0 255.0.255.0", "30 permit 10.0.0.0/8", "20 permit 10.1.0.0/16", "5 deny 1.2.3.4/6" } ) );
-   const auto route = routeTo( "10.1.1.0/24" ), elsewhere = routeTo( "192.0.2.0/24" );
-   matcher.match( &route, noContext );   // the thread's context is made for the first walk
+   for( const auto & list :
+        eachForm( { "10 deny 10.0.0.0 255.0.255.0", "30 permit 10.0.0.0/8", "20 permit 10.1.0.0/16", "5 deny 1.2.3.4/6" } ) ) {
+      const IpAccessListMatcher matcher( "ACL", list );
+      const auto route = routeTo( "10.1.1.0/24" ), elsewhere = routeTo( "192.0.2.0/24" );
+      matcher.match( &route, noContext );   // the thread's context is made for the first walk
+      const auto before = allocationCount();
+      const bool a = matcher.match( &route, noContext ), b = matcher.match( &elsewhere, noContext );
+      EXPECT_EQ( allocationCount(), before );
+      EXPECT_TRUE( a );
+      EXPECT_FALSE( b );
+   }
    const auto before = allocationCount();
-   const bool a = matcher.match( &route, noContext ), b = matcher.match( &elsewhere, noContext );
-   EXPECT_EQ( allocationCount(), before );
-   EXPECT_TRUE( a );
-   EXPECT_FALSE( b );
    const auto something = makeNode<IpAccessListStatus>( "another" );
    EXPECT_GT( allocationCount(), before ) << "nothing is counted at all";
 }
@@ -332,11 +352,13 @@ TEST( IpAccessListMatcher, matchingDoesNotAllocate ) {
 // A use count that every match updates would pass from processor to processor. A thread of its own builds the list, because a thread that
 // has allocated entries before goes on in a block of that time.
 TEST( IpAccessListMatcherDeathTest, matchingWritesNothingThatThreadsShare ) {
-   const auto answersFromReadOnlyMemory = [] {
+   const auto answersFromReadOnlyMemory = []( bool compiled ) {
       Ptr<const IpAccessListMatcher> matcher;
       std::thread( [ & ] {
          ProtectableMemory memory;
-         const auto list = accessList( { "10 deny 10.0.0.0 255.0.255.0", "20 permit 10.1.0.0/16", "30 deny 10.0.0.0/8" } );
+         const std::vector<AclPrefixEntry> rules{ accessListRule( "10 deny 10.0.0.0 255.0.255.0" ),
+                                                  accessListRule( "20 permit 10.1.0.0/16" ), accessListRule( "30 deny 10.0.0.0/8" ) };
+         const auto list = compiled ? compiledAccessListOf( rules ) : accessListOf( AddressFamily::ipv4, rules );
          matcher = makeNode<IpAccessListMatcher>( "ACL", list );
          memory.readOnlyIs();
          const auto denied = routeTo( "10.1.0.0/24" ), permitted = routeTo( "10.1.1.0/24" ), elsewhere = routeTo( "11.0.0.0/8" );
@@ -345,7 +367,8 @@ TEST( IpAccessListMatcherDeathTest, matchingWritesNothingThatThreadsShare ) {
          std::_Exit( right ? 0 : 1 );   // the list cannot be released any more
       } ).join();
    };
-   EXPECT_EXIT( answersFromReadOnlyMemory(), testing::ExitedWithCode( 0 ), "" );
+   EXPECT_EXIT( answersFromReadOnlyMemory( false ), testing::ExitedWithCode( 0 ), "" );
+   EXPECT_EXIT( answersFromReadOnlyMemory( true ), testing::ExitedWithCode( 0 ), "" );
 }
 
 TEST( IpAccessListMatcher, oneMatcherServesManyThreads ) {
