@@ -12,7 +12,8 @@
 ///    30 deny 10.0.0.0/8           10.1.1.0/24: longest match 10; the group begins with 40, so 10 governs
 ///    40 permit 0.0.5.0 0.0.255.0
 ///
-/// A rule takes 12 bytes and its share of the index, usually 4 to 12 bytes. Ownership: shared by handle. Threading: any number of readers, or one writer.
+/// A rule takes 12 bytes and its share of the index, usually 4 to 12 bytes. Ownership: shared by handle. Threading: any number of readers, or
+/// one writer.
 #pragma once
 
 #include <optional>
