@@ -4,10 +4,12 @@
 #include <algorithm>
 #include <set>
 
+#include "analysis/LeftOut.h"
 #include "analysis/References.h"
 #include "command/Commands.h"
 #include "command/Json.h"
 #include "command/PolicyFiles.h"
+#include "command/RouteText.h"
 
 namespace Agent {
 
@@ -47,6 +49,13 @@ std::vector<Use> usesOf( const Thing & thing, const References & references ) {
    return uses;
 }
 
+// Any line that was left out may be a use.
+std::vector<std::string> allLeftOut( const PolicyText & text ) {
+   std::vector<const LeftOut *> lines;
+   for( const auto & line : text.leftOut ) lines.push_back( &line );
+   return placesOf( text, lines );
+}
+
 // "edge.conf:14: neighbor 192.0.2.1 route-map EDGE-IN in"
 std::string lineOf( const PolicyText & text, const Application & application ) {
    const Place & place = application.place;
@@ -56,7 +65,7 @@ std::string lineOf( const PolicyText & text, const Application & application ) {
 
 void writeText( const Thing & thing, const std::vector<Use> & uses, const PolicyText & text, Console & console ) {
    console.line( console.strong( textOf( thing ) ) + ( isDefined( text, thing ) ? "" : " (undefined)" ) +
-                 ( uses.empty() ? ": unused" : "" ) );
+                 ( uses.empty() ? ": unused" : "" ) + withoutText( allLeftOut( text ) ) );
    for( const auto & use : uses )
       console.line( fmt::format( "{:{}}{}{}", "", 3 * std::min( use.depth, kDeepestIndent ),
                                  use.reference ? textOf( *use.reference ) : lineOf( text, *use.application ),
@@ -107,6 +116,7 @@ int usedBy( const UsedByOptions & options, Console & console ) {
    const auto things = thingsCalled( options.name, text, references );
    if( things.empty() ) throw CommandError{ unknownNameText( options.name, text ) };
    Json json = { { "name", options.name }, { "things", Json::array() } };
+   if( !text.leftOut.empty() ) json[ "leftOut" ] = allLeftOut( text );
    for( const auto & thing : things ) {
       const auto uses = usesOf( thing, references );
       if( options.json )

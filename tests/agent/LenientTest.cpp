@@ -88,6 +88,23 @@ TEST( Lenient, whatALineIsAbout ) {
    EXPECT_THAT( names( "route-map M permt 10\n match as-path A B\n" ), testing::Contains( "M" ) );
 }
 
+TEST( Lenient, aListThatALineMayUseThatIsLeftOut ) {
+   const auto uses = []( bool json ) {
+      return outputOf( "ip prefix-list P permit any\nroute-map M permit 10\n match ip address prefix-list P Q\n",
+                       [ & ]( const std::string & file, Console & console ) {
+                          UsedByOptions options;
+                          options.files = { file };
+                          options.name = "P";
+                          options.json = json;
+                          options.lenient = true;
+                          return usedBy( options, console );
+                       } )
+         .out;
+   };
+   EXPECT_EQ( uses( false ), "ip prefix-list P: unused, without FILE:3\n" );
+   EXPECT_THAT( uses( true ), testing::HasSubstr( R"("leftOut":["FILE:3"])" ) );
+}
+
 TEST( Lenient, aNeighborWhoseListIsLeftOut ) {
    const auto output = outputOf( "router bgp 1\n neighbor 192.0.2.1 remote-as 2\n neighbor 192.0.2.1 prefix-list P in\n"
                                  "ip prefix-list P permit 10.0.0.0/33\nip prefix-list Q permit 10.0.0.0/33\n",
