@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "routepolicy_export.h"
+
 namespace Routing::RouteMap {
 
 /// A chunk has 2 to the power of `Bits` elements. Threading: any number of readers, or one writer.

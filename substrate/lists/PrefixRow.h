@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "routepolicy_export.h"
+
 namespace Routing::RouteMap {
 
 /// The number, the action and the bounds of an entry.
