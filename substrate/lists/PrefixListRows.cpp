@@ -34,6 +34,30 @@ class Best {
    bool permit_ = false;
 };
 
+// Visits the rows of a near child whose prefixes contain `prefix`; see descend(). `rest`: the bits of the prefix from `depth` on.
+template <class Visit>
+inline void visitNear( const PrefixRowNode & node, unsigned v, unsigned depth, const Ferule::IpGenPrefix & prefix, uint64_t rest,
+                       Visit && visit ) {
+   const PrefixRowSlot slot = node.slot( PrefixRowNode::kNearPlace + v );
+   const unsigned left = prefix.length() - depth;
+   const auto address = static_cast<unsigned>( rest >> ( 64 - PrefixRest::kMostBits ) );
+   const auto visitShort = [ & ]( PrefixRow row ) {
+      const unsigned length = PrefixRest::length( row.note() );
+      return length <= left && PrefixRest::contains( row.note(), address ) && visit( row, depth + length );
+   };
+   const auto visitLong = [ & ]( const uint64_t * words ) {
+      const PrefixRow row( *words );
+      const Bits128 bits{ words[ 1 ], slot.step() == 3 ? words[ 2 ] : 0 };
+      return row.note() <= prefix.length() && SixBits::samePrefix( bits, prefix.ipGenAddr().bits(), row.note() ) &&
+         visit( row, row.note() );
+   };
+   if( slot.isRow() ) return void( visitShort( PrefixRow( slot.word() ) ) );
+   const uint64_t * row = node.slots() + slot.at();
+   const uint64_t * const end = row + slot.words();
+   for( ; row != end; row += slot.step() )
+      if( ( slot.step() == 1 ? visitShort( PrefixRow( *row ) ) : visitLong( row ) ) && slot.isOnePrefix() ) return;
+}
+
 }   // namespace
 
 PrefixListRows::PrefixListRows( Ferule::AddressFamily af ) : af_( af ) {}
@@ -54,104 +78,82 @@ PrefixListRows::~PrefixListRows() {
    if( lineage_ ) lineage_->generationDel( *this );
 }
 
-// Goes down towards a prefix, through the prefixes that contain it, the shortest first. Calls `onPlace( node, place, length )` for a prefix
-// in an inner node, and `onLone( node )` for that of a lone node, until one of them returns false.
-template <class OnPlace, class OnLone>
-inline void PrefixListRows::descend( const Ferule::IpGenPrefix & prefix, OnPlace && onPlace, OnLone && onLone ) const {
-   const Bits128 bits = prefix.ipGenAddr().bits();
+// Calls `visit( row, length )` for the rows of the prefixes that contain `prefix`, the shortest prefix first. If `visit` returns true, further
+// rows of this prefix may be left out. Unless `anyBounds`, rows that do not admit the length may be left out, too.
+template <bool anyBounds, class Visit>
+inline void PrefixListRows::descend( const Ferule::IpGenPrefix & prefix, Visit && visit ) const {
    const unsigned length = prefix.length();
    const PrefixRowNode * node = &root_;
-   Bits128 rest = bits;   // the bits from `depth` on
+   Bits128 rest = prefix.ipGenAddr().bits();   // the bits from `depth` on
    for( unsigned depth = 0;; depth += kStride ) {
-      if( node->isLone() ) {
-         if( node->loneLength() <= length && SixBits::samePrefix( node->loneBits(), bits, node->loneLength() ) ) onLone( *node );
-         return;
-      }
       const auto v = static_cast<unsigned>( rest.high >> ( 64 - kStride ) );
       const unsigned left = length - depth;
       uint64_t hits = node->inner & SixBits::kInnerPath[ v ];
       if( left < kStride ) hits &= SixBits::innerUpTo( left );
+      if( !anyBounds && !node->reaches() ) hits &= left < kStride ? uint64_t( 1 ) << SixBits::innerBit( left, v ) : 0;
       for( ; hits; hits &= hits - 1 ) {
          const auto place = static_cast<unsigned>( std::countr_zero( hits ) );
-         if( !onPlace( *node, place, depth + SixBits::innerLength( place ) ) ) return;
+         node->visitInner( place, [ & ]( const PrefixRow & row ) { return visit( row, depth + SixBits::innerLength( place ) ); } );
       }
       if( left < kStride ) return;
-      if( node->full >> v & 1 && !onPlace( *node, PrefixRowNode::kFullPlace + v, depth + kStride ) ) return;
-      if( left == kStride || !node->hasChild( v ) ) return;
-      node = node->children() + node->childIndex( v );
       rest = SixBits::after( rest );
+      if( node->isNear( v ) ) return visitNear( *node, v, depth + kStride, prefix, rest.high, visit );
+      if( !node->isWide( v ) ) return;
+      node = &node->child( v );
    }
 }
 
 PrefixListRows::Answer PrefixListRows::governing( const Ferule::IpGenPrefix & prefix ) const noexcept {
    Best best;
    const unsigned length = prefix.length();
-   const auto offer = [ & ]( const PrefixRow & row ) {
+   descend<false>( prefix, [ & ]( const PrefixRow & row, unsigned ) {
       if( !row.admits( length ) ) return false;
       best.offer( row );
       return true;
-   };
-   descend(
-      prefix,
-      [ & ]( const PrefixRowNode & node, unsigned place, unsigned ) {
-         node.visitRows( place, offer );
-         return true;
-      },
-      [ & ]( const PrefixRowNode & node ) { node.visitLoneRows( offer ); } );
+   } );
    return best.answer();
 }
 
 PrefixListRows::Answer PrefixListRows::covering( const Ferule::IpGenPrefix & prefix ) const noexcept {
    Best best;
-   const auto offer = [ & ]( const PrefixRow & row ) {
+   descend<true>( prefix, [ & ]( const PrefixRow & row, unsigned ) {
       best.offer( row );
       return true;
-   };
-   descend(
-      prefix,
-      [ & ]( const PrefixRowNode & node, unsigned place, unsigned ) {
-         node.visitRows( place, offer );
-         return true;
-      },
-      [ & ]( const PrefixRowNode & node ) { node.visitLoneRows( offer ); } );
+   } );
    return best.answer();
 }
 
 void PrefixListRows::ancestorWalk( const Ferule::IpGenPrefix & prefix, PatriciaTrieWalkCb * walker ) const {
-   std::vector<PrefixRow> rows;
-   const auto collect = [ & ]( const PrefixRow & row ) {
-      rows.push_back( row );
+   std::vector<std::pair<PrefixRow, unsigned>> rows;
+   descend<true>( prefix, [ & ]( const PrefixRow & row, unsigned length ) {
+      rows.emplace_back( row, length );
       return false;
-   };
-   const auto handle = [ & ]( unsigned length ) {
+   } );
+   for( auto next = rows.begin(); next != rows.end(); ) {
+      const unsigned length = next->second;
+      const auto first = next;
+      next = std::find_if( first, rows.end(), [ = ]( const auto & row ) { return row.second != length; } );
       Quoin::Ptr<const PrefixData> chain;
-      for( ; !rows.empty(); rows.pop_back() ) {
-         const PrefixRow & row = rows.back();
+      for( auto at = next; at != first; ) {
+         const PrefixRow & row = ( --at )->first;
          const auto action = row.permit() ? Acl::MatchPermit::permit : Acl::MatchPermit::deny;
          chain = chained( Quoin::makeNode<PrefixListEntryData>( row.seqno(), action, uint8_t( length ), row.ge(), row.le() ), chain );
       }
-      return walker->handlePrefixData( Ferule::IpGenPrefix( prefix.ipGenAddr(), uint8_t( length ) ).subnet(), chain.get() );
-   };
-   descend(
-      prefix,
-      [ & ]( const PrefixRowNode & node, unsigned place, unsigned length ) {
-         node.visitRows( place, collect );
-         return handle( length );
-      },
-      [ & ]( const PrefixRowNode & node ) {
-         node.visitLoneRows( collect );
-         handle( node.loneLength() );
-      } );
+      if( !walker->handlePrefixData( Ferule::IpGenPrefix( prefix.ipGenAddr(), uint8_t( length ) ).subnet(), chain.get() ) ) return;
+   }
 }
 
 Quoin::Ptr<const PrefixListRows> PrefixListRows::ofTrie( const PatriciaTrieWithNodeData & trie ) {
    if( trie.source() ) return Quoin::Ptr( dynamic_cast<const PrefixListRows *>( trie.source().get() ) );
-   bool isPlain = true;
+   bool isPlain = true;   // and in the order of a list that was built
    std::vector<PrefixListRowsEditor::Item> items;
    items.reserve( trie.entryCount() );
    trie.visitAll( [ & ]( const Ferule::IpGenPrefix & prefix, const PrefixData * head ) {
+      uint32_t lowest = 0;
       for( auto * entry = static_cast<const PrefixListEntryData *>( head ); entry; entry = entry->nextEntry() ) {
-         isPlain &= typeid( *entry ) == typeid( PrefixListEntryData ) && entry->prefixLength() == prefix.length();
+         isPlain &=
+            typeid( *entry ) == typeid( PrefixListEntryData ) && entry->prefixLength() == prefix.length() && entry->seqno() >= lowest;
+         lowest = entry->seqno();
          items.push_back( { prefix.ipGenAddr().bits(), prefix.length(),
                             PrefixRow( entry->seqno(), entry->PrefixListEntryData::isPrefixEntryPermit(), uint8_t( entry->ge() ),
                                        uint8_t( entry->le() ) ) } );

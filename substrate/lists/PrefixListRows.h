@@ -3,8 +3,8 @@
 /// It shares most of its memory with the generations before and after it: an edit copies the blocks on the path to its prefix only
 /// (see PrefixListRowsEditor). The nodes of the trie are in substrate/lists/PrefixRowNode.h.
 ///
-/// A look-up goes from the root towards the prefix and keeps the fitting row with the lowest number; it reads three or four nodes in a
-/// whole IPv4 table, and no rows but those of prefixes that contain the searched one.
+/// A look-up goes from the root towards the prefix and keeps the fitting row with the lowest number; it reads at most four nodes of an IPv4
+/// list, and the rows of prefixes that contain the searched one or are near it.
 ///
 /// Ownership: shared by handle. Threading: immutable; any thread may drop the last use.
 /// Invariant: the answer equals the result of a walk over all containing prefixes.
@@ -43,8 +43,8 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
                    const Quoin::Ptr<PrefixRowLineage> & lineage, std::vector<Retired> & retired );
    ~PrefixListRows() override;
 
-   /// The rows of a trie; null if it has entries of a derived class, which may decide at evaluation time, or entries at a prefix of another
-   /// length than their own.
+   /// The rows of a trie; null if it has entries of a derived class, which may decide at evaluation time, entries at a prefix of another length
+   /// than their own, or a chain whose numbers do not ascend.
    static Quoin::Ptr<const PrefixListRows> ofTrie( const PatriciaTrieWithNodeData & trie );
 
    Ferule::AddressFamily af() const noexcept { return af_; }
@@ -75,8 +75,8 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
 
  private:
    friend class PrefixRowLineage;
-   template <class OnPlace, class OnLone>
-   void descend( const Ferule::IpGenPrefix & prefix, OnPlace && onPlace, OnLone && onLone ) const;
+   template <bool anyBounds, class Visit>
+   void descend( const Ferule::IpGenPrefix & prefix, Visit && visit ) const;
 
    template <class Visit>
    void visitNode( const PrefixRowNode & node, unsigned depth, Ferule::Bits128 bits, Visit & visit ) const;
@@ -97,23 +97,11 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
 
 template <class Visit>
 void PrefixListRows::visitNode( const PrefixRowNode & node, unsigned depth, Ferule::Bits128 bits, Visit & visit ) const {
-   const auto visitRow = [ & ]( const Ferule::IpGenPrefix & at ) {
-      return [ &visit, at ]( const PrefixRow & row ) {
-         visit( at, row.bare() );
-         return false;
-      };
-   };
    if( node.isEmpty() ) return;
-   if( node.isLone() ) return node.visitLoneRows( visitRow( Ferule::IpGenPrefix::of( af_, node.loneBits(), node.loneLength() ) ) );
-   for( unsigned v = 0; v < SixBits::kValues; ++v ) {
-      const Ferule::Bits128 here = bits ^ SixBits::placed( v, depth );
-      for( unsigned r = 0; r <= SixBits::kStride; ++r ) {
-         const bool isFirstOfIts = r == SixBits::kStride || v % ( 1u << ( SixBits::kStride - r ) ) == 0;
-         const unsigned place = PrefixRowNode::place( r, v );
-         if( isFirstOfIts && node.hasPlace( place ) ) node.visitRows( place, visitRow( Ferule::IpGenPrefix::of( af_, here, depth + r ) ) );
-      }
-      if( node.hasChild( v ) ) visitNode( node.children()[ node.childIndex( v ) ], depth + SixBits::kStride, here, visit );
-   }
+   node.visitAll(
+      bits, depth,
+      [ & ]( const PrefixRow & row, Ferule::Bits128 at, unsigned length ) { visit( Ferule::IpGenPrefix::of( af_, at, length ), row ); },
+      [ & ]( unsigned v, Ferule::Bits128 here ) { visitNode( node.child( v ), depth + SixBits::kStride, here, visit ); } );
 }
 
 }   // namespace Routing::RouteMap

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <new>
+#include <span>
 #include <stdexcept>
+#include <tuple>
 
 #include "substrate/lists/PrefixRowLineage.h"
 #include "substrate/quoin/Assert.h"
@@ -12,34 +14,97 @@ namespace Routing::RouteMap {
 
 namespace {
 
+using Item = PrefixListRowsEditor::Item;
 using SixBits::kStride;
 
-constexpr unsigned kMostFurther = ( 1u << 24 ) - 1;
+constexpr unsigned kNearPlace = PrefixRowNode::kNearPlace;
+constexpr unsigned kPlaces = kNearPlace + SixBits::kValues;
 constexpr size_t kDeepest = 128 / kStride + 1;   // nodes on a path
 
-[[noreturn]] void throwTooMany() {
-   throw std::length_error( "more than 16777215 entries of a prefix list are at one prefix" );
+void checkRunWords( size_t words ) {
+   if( words > ( 1u << 24 ) - 1 ) throw std::length_error( "too many entries of a prefix list are at one prefix" );
 }
 
-unsigned furtherCount( const PrefixRowNode & node ) {
-   return node.hasBlock() ? static_cast<unsigned>( node.header().further ) : 0;
+unsigned placeOf( unsigned r, unsigned v ) {
+   return r < kStride ? SixBits::innerBit( r, v ) : kNearPlace + v;
 }
 
 PrefixRowNode withPlace( PrefixRowNode node, unsigned place, bool has ) {
-   uint64_t & bitmap = place < PrefixRowNode::kFullPlace ? node.inner : node.full;
+   uint64_t & bitmap = place < kNearPlace ? node.inner : node.near;
    const uint64_t bit = uint64_t( 1 ) << place % 64;
    bitmap = has ? bitmap | bit : bitmap & ~bit;
    return node;
 }
 
-PrefixRowNode withChild( PrefixRowNode node, unsigned v, bool has ) {
+PrefixRowNode withWide( PrefixRowNode node, unsigned v, bool has ) {
    const uint64_t bit = uint64_t( 1 ) << v;
-   node.child = has ? node.child | bit : node.child & ~bit;
+   node.wide = has ? node.wide | bit : node.wide & ~bit;
    return node;
 }
 
-bool isSame( const PrefixListRowsEditor::Item & a, const PrefixListRowsEditor::Item & b ) {
+bool isSame( const Item & a, const Item & b ) {
    return a.length == b.length && a.bits == b.bits;
+}
+
+auto inOrder( const Item & item ) {
+   return std::tuple( item.bits, item.length, item.row.seqno() );
+}
+
+// The words that a row of a run takes.
+unsigned stepOf( std::span<const Item> items, unsigned place, unsigned depth ) {
+   const auto isShort = [ = ]( const Item & item ) { return item.length <= depth + kStride + PrefixRest::kMostBits; };
+   if( place < kNearPlace || std::ranges::all_of( items, isShort ) ) return 1;
+   return std::ranges::all_of( items, []( const Item & item ) { return item.bits.low == 0; } ) ? 2 : 3;
+}
+
+// What the slot of a place has to be for these rows. If it is a run, its words are added to `runs`; it begins `at` words behind the first slot.
+PrefixRowSlot encoded( std::span<const Item> items, unsigned place, unsigned depth, size_t at, std::vector<uint64_t> & runs ) {
+   const unsigned step = stepOf( items, place, depth );
+   const auto rowOf = [ & ]( const Item & item ) {
+      if( step > 1 ) return item.row.with( item.length ).word();
+      if( place < kNearPlace ) return item.row.bare().word();
+      const uint64_t rest = SixBits::from( item.bits, depth + kStride ) >> ( 64 - PrefixRest::kMostBits );
+      return item.row.with( PrefixRest::note( unsigned( rest ), item.length - depth - kStride ) ).word();
+   };
+   if( items.size() == 1 && step == 1 ) return PrefixRowSlot( rowOf( items.front() ) );
+   for( const Item & item : items ) {
+      runs.push_back( rowOf( item ) );
+      if( step > 1 ) runs.push_back( item.bits.high );
+      if( step > 2 ) runs.push_back( item.bits.low );
+   }
+   return PrefixRowSlot::run( unsigned( at ), unsigned( items.size() ), step, isSame( items.front(), items.back() ) );
+}
+
+// Whether a row of an inner prefix may admit a length other than that of its prefix.
+bool reaches( const PrefixRowNode & node, unsigned depth ) {
+   bool does = false;
+   for( uint64_t left = node.inner & ~PrefixRowNode::kReaches; left && !does; left &= left - 1 ) {
+      const auto place = static_cast<unsigned>( std::countr_zero( left ) );
+      const unsigned length = depth + SixBits::innerLength( place );
+      node.visitInner( place, [ & ]( PrefixRow row ) { return does = row.ge() != length || row.le() != length; } );
+   }
+   return does;
+}
+
+// The index of the first run of the slots from `slot` on.
+unsigned runIndex( const PrefixRowNode & node, unsigned slot ) {
+   const unsigned count = node.slotCount();
+   for( ; slot < count; ++slot )
+      if( const PrefixRowSlot s( node.slots()[ slot ] ); !s.isRow() ) return s.at() - count;
+   return node.isEmpty() ? 0 : node.header().runWords;
+}
+
+size_t rowCount( const PrefixRowNode & node ) {
+   size_t rows = 0;
+   for( const uint64_t word : std::span( node.slots(), node.slotCount() ) )
+      rows += PrefixRowSlot( word ).isRow() ? 1 : PrefixRowSlot( word ).rows();
+   return rows;
+}
+
+bool hasOnePrefix( const PrefixRowNode & node ) {
+   if( node.wide || node.slotCount() != 1 ) return false;
+   const PrefixRowSlot slot( *node.slots() );
+   return slot.isRow() || slot.isOnePrefix();
 }
 
 }   // namespace
@@ -64,282 +129,183 @@ void PrefixListRowsEditor::reserve( size_t n ) {
 }
 
 // A block of the present generation, and room to retire another one.
-PrefixListRowsEditor::Node * PrefixListRowsEditor::allocate( unsigned children, unsigned rows, unsigned further ) {
+uint64_t * PrefixListRowsEditor::allocate( unsigned children, unsigned slots, unsigned runWords ) {
    reserve( 1 );
-   const size_t bytes = children * sizeof( Node ) + sizeof( PrefixRowHeader ) + ( rows + further ) * sizeof( PrefixRow );
-   auto * const block = static_cast<Node *>( ::operator new( bytes ) );
-   new( block + children ) PrefixRowHeader{ generation_, further };
+   const size_t bytes = children * sizeof( Node ) + sizeof( PrefixRowHeader ) + ( slots + runWords ) * sizeof( uint64_t );
+   auto * const header = reinterpret_cast<uint64_t *>( static_cast<Node *>( ::operator new( bytes ) ) + children );
+   new( header ) PrefixRowHeader{ generation_, runWords };
    counts_.bytes += bytes;
-   return block;
+   return header;
 }
 
 // The present rows no longer have the block of the node.
 void PrefixListRowsEditor::retire( const Node & node ) noexcept {
-   if( !node.hasBlock() ) return;
+   if( node.isEmpty() ) return;
    counts_.bytes -= node.blockBytes();
    if( node.header().birth == generation_ )
-      ::operator delete( node.children() );
+      ::operator delete( node.memory() );
    else
-      retired_.push_back( { node.children(), node.header().birth } );
+      retired_.push_back( { node.memory(), node.header().birth } );
 }
 
-void PrefixListRowsEditor::blockIs( Node & node, Node next, const Node * block ) noexcept {
-   next.tail |= reinterpret_cast<uint64_t>( block );
+void PrefixListRowsEditor::blockIs( Node & node, Node next, uint64_t * block ) noexcept {
+   next.block = block;
    retire( node );
    node = next;
 }
 
 // Makes the block of a node one that may be written.
 void PrefixListRowsEditor::own( Node & node ) {
-   if( !node.hasBlock() || node.header().birth == generation_ ) return;
-   Node next = node;
-   next.tail &= Node::kLoneRows;
-   Node * const block = allocate( node.childCount(), node.firstCount(), furtherCount( node ) );
-   std::copy_n( node.children(), node.childCount(), block );
-   std::copy_n( node.rows(), node.rowCount(), reinterpret_cast<PrefixRow *>( block + node.childCount() ) + 1 );
-   blockIs( node, next, block );
+   if( node.header().birth != generation_ ) splice( node, node, {}, {}, {} );
 }
 
-// Gives an inner node these bitmaps, and a block with the elements of the present one but for those that go; those that come are not set.
-void PrefixListRowsEditor::splice( Node & node, const Node & bitmaps, Splice children, Splice rows, Splice further ) {
+// Gives a node these bitmaps, and a block with the elements of the present one but for those that go; those that come are not set.
+void PrefixListRowsEditor::splice( Node & node, const Node & bitmaps, Splice children, Splice slots, Splice runs ) {
    const auto copy = []( const auto * from, unsigned count, const Splice & change, auto * to ) {
       std::copy_n( from, change.at, to );
       std::copy( from + change.at + change.out, from + count, to + change.at + change.in );
    };
-   Node next{ bitmaps.inner, bitmaps.full, bitmaps.child, 0 };
-   const unsigned hadFurther = furtherCount( node ), nowFurther = hadFurther - further.out + further.in;
-   if( nowFurther > kMostFurther ) throwTooMany();
-   if( next.childCount() == 0 && next.firstCount() == 0 ) return blockIs( node, {}, nullptr );
-   Node * const block = allocate( next.childCount(), next.firstCount(), nowFurther );
-   auto * const newRows = reinterpret_cast<PrefixRow *>( block + next.childCount() ) + 1;
-   if( node.hasBlock() ) {
-      copy( node.children(), node.childCount(), children, block );
-      copy( node.rows(), node.firstCount(), rows, newRows );
-      copy( node.furtherRows(), hadFurther, further, newRows + next.firstCount() );
+   const unsigned hadWords = node.isEmpty() ? 0 : unsigned( node.header().runWords );
+   const size_t words = size_t( hadWords ) - runs.out + runs.in;
+   checkRunWords( words );
+   if( bitmaps.wideCount() == 0 && bitmaps.slotCount() == 0 ) return blockIs( node, {}, nullptr );
+   const unsigned had = node.slotCount(), has = bitmaps.slotCount();
+   Node next = bitmaps;
+   next.block = allocate( next.wideCount(), has, unsigned( words ) );
+   if( !node.isEmpty() ) {
+      copy( node.children(), node.wideCount(), children, next.children() );
+      copy( node.slots(), had, slots, next.slots() );
+      copy( node.runs(), hadWords, runs, next.runs() );
+      for( unsigned i = 0; i < has; ++i ) {
+         const PrefixRowSlot s( next.slots()[ i ] );
+         if( ( i >= slots.at && i < slots.at + slots.in ) || s.isRow() ) continue;
+         const unsigned at = s.at() - had;
+         next.slots()[ i ] = s.movedTo( has + ( at < runs.at ? at : at - runs.out + runs.in ) ).word();
+      }
    }
-   blockIs( node, next, block );
+   blockIs( node, next, next.block );
 }
 
-// ---- inner nodes
-
-void PrefixListRowsEditor::addChild( Node & node, unsigned v, const Node & child ) {
-   splice( node, withChild( node, v, true ), { node.childIndex( v ), 0, 1 }, {}, {} );
-   node.children()[ node.childIndex( v ) ] = child;
-}
-
-void PrefixListRowsEditor::delChild( Node & node, unsigned v ) {
-   splice( node, withChild( node, v, false ), { node.childIndex( v ), 1, 0 }, {}, {} );
-}
-
-void PrefixListRowsEditor::addRow( Node & node, unsigned place, PrefixRow row ) {
-   const unsigned index = node.rowIndex( place );
-   if( !node.hasPlace( place ) ) {
-      splice( node, withPlace( node, place, true ), {}, { index, 0, 1 }, {} );
-      node.rows()[ index ] = row.bare();
-      return;
+// Gives a node these bitmaps. They differ at `place`, where these rows are from now on, and at one of the wide children.
+void PrefixListRowsEditor::change( Node & node, const Node & bitmaps, Splice children, unsigned place, unsigned depth,
+                                   const Items & items ) {
+   const unsigned index = node.slotIndex( place );
+   const bool had = node.hasPlace( place ), has = bitmaps.hasPlace( place );
+   const unsigned run = runIndex( node, index );
+   std::vector<uint64_t> words;
+   PrefixRowSlot slot( PrefixRow::kIsRow );
+   if( has ) slot = encoded( items, place, depth, bitmaps.slotCount() + run, words );
+   splice( node, bitmaps, children, { index, had, has }, { run, had ? node.slot( place ).words() : 0, unsigned( words.size() ) } );
+   if( has ) {
+      node.slots()[ index ] = slot.word();
+      std::ranges::copy( words, node.runs() + run );
    }
-   PrefixRow first = node.rows()[ index ];
-   unsigned further = node.furtherIndex( place );
-   if( row.seqno() < first.seqno() )
-      std::swap( row, first );
+   if( place < kNearPlace ) node.inner = ( node.inner & ~Node::kReaches ) | ( reaches( node, depth ) ? Node::kReaches : 0 );
+}
+
+// ---- the rows of a place
+
+// `bits`: an address below the node.
+PrefixListRowsEditor::Items PrefixListRowsEditor::itemsOf( const Node & node, unsigned place, unsigned depth, Bits128 bits ) {
+   Items items;
+   if( node.hasPlace( place ) )
+      node.visitPlace( place, bits & Bits128::leadingOnes( depth ), depth, [ & ]( PrefixRow row, Bits128 at, unsigned length ) {
+         items.push_back( { at, length, row } );
+      } );
+   return items;
+}
+
+void PrefixListRowsEditor::itemsAre( Node & node, unsigned place, unsigned depth, const Items & items ) {
+   if( place >= kNearPlace && items.size() > Node::kMostNear && !isSame( items.front(), items.back() ) )
+      widen( node, place - kNearPlace, depth, items );
    else
-      while( further < furtherCount( node ) && node.furtherRows()[ further ].place() == place &&
-             node.furtherRows()[ further ].seqno() < row.seqno() )
-         ++further;
-   splice( node, node, {}, {}, { further, 0, 1 } );
-   node.rows()[ index ] = first.bare().withMore( true );
-   node.furtherRows()[ further ] = row.bare().at( place );
+      change( node, withPlace( node, place, !items.empty() ), {}, place, depth, items );
 }
 
-void PrefixListRowsEditor::delRow( Node & node, unsigned place, uint32_t seqno ) {
-   const unsigned index = node.rowIndex( place );
-   PrefixRow first = node.rows()[ index ];
-   if( !first.hasMore() ) return splice( node, withPlace( node, place, false ), {}, { index, 1, 0 }, {} );
-   unsigned further = node.furtherIndex( place );
-   if( first.seqno() == seqno )
-      first = node.furtherRows()[ further ];
-   else
-      while( node.furtherRows()[ further ].seqno() != seqno ) ++further;
-   splice( node, node, {}, {}, { further, 1, 0 } );
-   const unsigned left = node.furtherIndex( place );
-   const bool hasMore = left < furtherCount( node ) && node.furtherRows()[ left ].place() == place;
-   node.rows()[ index ] = first.bare().withMore( hasMore );
-}
-
-// ---- lone nodes
-
-// Gives a lone node these rows, of which there is at least one.
-void PrefixListRowsEditor::loneRowsAre( Node & node, const std::vector<PrefixRow> & rows ) {
-   if( rows.size() == 1 ) return blockIs( node, Node::lone( node.loneBits(), node.loneLength(), rows.front().bare().word() ), nullptr );
-   if( rows.size() > kMostFurther ) throwTooMany();
-   Node * const block = allocate( 0, 0, static_cast<unsigned>( rows.size() ) );
-   std::ranges::transform( rows, reinterpret_cast<PrefixRow *>( block ) + 1, &PrefixRow::bare );
-   blockIs( node, Node::lone( node.loneBits(), node.loneLength(), Node::kLoneRows ), block );
-}
-
-std::vector<PrefixRow> PrefixListRowsEditor::loneRows( const Node & node ) {
-   std::vector<PrefixRow> rows;
-   node.visitLoneRows( [ & ]( const PrefixRow & row ) {
-      rows.push_back( row );
-      return false;
-   } );
-   return rows;
-}
-
-void PrefixListRowsEditor::addLoneRow( Node & node, const PrefixRow & row ) {
-   auto rows = loneRows( node );
-   rows.insert( std::ranges::upper_bound( rows, row.seqno(), {}, &PrefixRow::seqno ), row );
-   loneRowsAre( node, rows );
-}
-
-void PrefixListRowsEditor::delLoneRow( Node & node, uint32_t seqno ) {
-   auto rows = loneRows( node );
-   std::erase_if( rows, [ = ]( const PrefixRow & row ) { return row.seqno() == seqno; } );
-   if( rows.empty() ) return blockIs( node, {}, nullptr );
-   loneRowsAre( node, rows );
-}
-
-// Makes a lone node an inner node of the same prefix.
-void PrefixListRowsEditor::expand( Node & node, unsigned depth ) {
-   Node inner;
-   const unsigned v = SixBits::at( node.loneBits(), depth );
-   const unsigned left = node.loneLength() - depth;
-   if( left > kStride ) {
-      addChild( inner, v, node );
-      node = inner;
-      return;
+// Makes a near child a wide one with these rows.
+void PrefixListRowsEditor::widen( Node & node, unsigned v, unsigned depth, const Items & items ) {
+   Node child;
+   try {
+      build( child, 0, items.size(), depth + kStride, [ & ]( size_t i ) { return items[ i ]; } );
+      const Node bitmaps = withWide( withPlace( node, kNearPlace + v, false ), v, true );
+      change( node, bitmaps, { SixBits::rank( node.wide, v ), 0, 1 }, kNearPlace + v, depth, {} );
+   } catch( ... ) {
+      drop( child );
+      throw;
    }
-   const auto rows = loneRows( node );
-   addRowsOf( inner, Node::place( left, v ), rows );
-   retire( node );
-   node = inner;
+   node.child( v ) = child;
 }
 
-// Gives an inner node all rows of a place that it does not have yet.
-void PrefixListRowsEditor::addRowsOf( Node & node, unsigned place, const std::vector<PrefixRow> & rows ) {
-   reserve( 2 );
-   const auto further = static_cast<unsigned>( rows.size() - 1 );
-   const unsigned index = node.rowIndex( place ), at = node.hasBlock() ? node.furtherIndex( place ) : 0;
-   splice( node, withPlace( node, place, true ), {}, { index, 0, 1 }, { at, 0, further } );
-   node.rows()[ index ] = rows.front().bare().withMore( further != 0 );
-   for( unsigned i = 0; i < further; ++i ) node.furtherRows()[ at + i ] = rows[ i + 1 ].bare().at( place );
+// Makes a wide child a near one if it has few rows; false if it has more. There is room to retire a block.
+bool PrefixListRowsEditor::narrow( Node & node, unsigned v, unsigned depth, Bits128 bits ) {
+   const Node child = node.child( v );
+   Items items;
+   if( !child.isEmpty() ) {
+      if( child.wide || ( rowCount( child ) > Node::kMostNear && !hasOnePrefix( child ) ) ) return false;
+      child.visitAll(
+         bits & Bits128::leadingOnes( depth + kStride ), depth + kStride,
+         [ & ]( PrefixRow row, Bits128 at, unsigned length ) {
+            items.push_back( { at, length, row } );
+         },
+         []( unsigned, Bits128 ) {} );
+   }
+   const Node bitmaps = withWide( withPlace( node, kNearPlace + v, !items.empty() ), v, false );
+   change( node, bitmaps, { SixBits::rank( node.wide, v ), 1, 0 }, kNearPlace + v, depth, items );
+   retire( child );
+   return true;
 }
 
 // ---- edits
 
 void PrefixListRowsEditor::rowIs( const Item & item ) {
-   const auto [ bits, length, row ] = item;
    Node * node = &root_;
-   unsigned depth = 0;
-   for( ;; depth += kStride ) {
-      if( node->isEmpty() ) {
-         *node = Node::lone( bits, length, row.bare().word() );
-         ++counts_.prefixes;
-         break;
-      }
-      if( node->isLone() && node->loneLength() == length && node->loneBits() == bits ) {
-         addLoneRow( *node, row );
-         break;
-      }
-      if( node->isLone() ) expand( *node, depth );
-      const unsigned v = SixBits::at( bits, depth );
-      const unsigned left = length - depth;
-      if( left <= kStride ) {
-         const unsigned place = Node::place( left, v );
-         const bool isNew = !node->hasPlace( place );
-         addRow( *node, place, row );
-         counts_.prefixes += isNew;
-         break;
-      }
-      if( !node->hasChild( v ) ) {
-         addChild( *node, v, Node::lone( bits, length, row.bare().word() ) );
-         ++counts_.prefixes;
-         break;
-      }
+   unsigned depth = 0, v = SixBits::at( item.bits, 0 );
+   for( ; item.length - depth >= kStride && node->isWide( v ); v = SixBits::at( item.bits, depth ) ) {
       own( *node );
-      node = node->children() + node->childIndex( v );
+      node = &node->child( v );
+      depth += kStride;
    }
+   const unsigned place = placeOf( item.length - depth, v );
+   Items items = itemsOf( *node, place, depth, item.bits );
+   const bool isNew = std::ranges::none_of( items, [ & ]( const Item & other ) { return isSame( item, other ); } );
+   items.insert( std::ranges::upper_bound( items, inOrder( item ), {}, inOrder ), item );
+   itemsAre( *node, place, depth, items );
+   counts_.prefixes += isNew;
    ++counts_.entries;
 }
 
-bool PrefixListRowsEditor::hasRow( Bits128 bits, unsigned length, uint32_t seqno ) const {
-   bool has = false;
-   const auto look = [ & ]( const PrefixRow & row ) { return has = row.seqno() == seqno; };
-   const Node * node = &root_;
-   for( unsigned depth = 0;; depth += kStride ) {
-      if( node->isEmpty() ) return false;
-      if( node->isLone() ) {
-         if( node->loneLength() == length && node->loneBits() == bits ) node->visitLoneRows( look );
-         return has;
-      }
-      const unsigned v = SixBits::at( bits, depth );
-      const unsigned left = length - depth;
-      if( left <= kStride ) {
-         const unsigned place = Node::place( left, v );
-         if( node->hasPlace( place ) ) node->visitRows( place, look );
-         return has;
-      }
-      if( !node->hasChild( v ) ) return false;
-      node = node->children() + node->childIndex( v );
-   }
-}
-
 bool PrefixListRowsEditor::rowDel( Bits128 bits, unsigned length, uint32_t seqno ) {
-   if( !hasRow( bits, length, seqno ) ) return false;
-   reserve( 4 * kDeepest );
-   std::array<Node *, kDeepest> path;   // the inner nodes above the one that has the prefix
-   size_t steps = 0;
+   const Node * found = &root_;
+   unsigned depth = 0, v = SixBits::at( bits, 0 );
+   for( ; length - depth >= kStride && found->isWide( v ); v = SixBits::at( bits, depth ) ) {
+      found = &found->child( v );
+      depth += kStride;
+   }
+   const unsigned place = placeOf( length - depth, v );
+   Items items = itemsOf( *found, place, depth, bits );
+   const auto isAt = [ & ]( const Item & other ) { return other.length == length && other.bits == bits; };
+   const auto row = std::ranges::find_if( items, [ & ]( const Item & other ) { return isAt( other ) && other.row.seqno() == seqno; } );
+   if( row == items.end() ) return false;
+   items.erase( row );
+
+   reserve( 3 * kDeepest );
+   std::array<Node *, kDeepest> path;   // the nodes above
    Node * node = &root_;
-   unsigned depth = 0;
-   for( ; !node->isLone() && length - depth > kStride; depth += kStride ) {
+   for( unsigned above = 0; above < depth; above += kStride ) {
       own( *node );
-      path[ steps++ ] = node;
-      node = node->children() + node->childIndex( SixBits::at( bits, depth ) );
+      path[ above / kStride ] = node;
+      node = &node->child( SixBits::at( bits, above ) );
    }
-   if( node->isLone() ) {
-      delLoneRow( *node, seqno );
-      counts_.prefixes -= node->isEmpty();
-   } else {
-      const unsigned place = Node::place( length - depth, SixBits::at( bits, depth ) );
-      delRow( *node, place, seqno );
-      counts_.prefixes -= !node->hasPlace( place );
-   }
+   itemsAre( *node, place, depth, items );
+   counts_.prefixes -= std::ranges::none_of( items, isAt );
    --counts_.entries;
    try {
-      tidy( *node, depth, bits );
-      for( ; steps != 0; --steps ) {
-         depth -= kStride;
-         Node & above = *path[ steps - 1 ];
-         const unsigned v = SixBits::at( bits, depth );
-         if( above.children()[ above.childIndex( v ) ].isEmpty() ) delChild( above, v );
-         tidy( above, depth, bits );
+      for( ; depth != 0; depth -= kStride ) {
+         const unsigned above = depth - kStride;
+         if( !narrow( *path[ above / kStride ], SixBits::at( bits, above ), above, bits ) ) break;
       }
    } catch( const std::bad_alloc & ) {}   // the rows are right; some nodes are more than there need be
    return true;
-}
-
-// Makes an inner node a lone one if it has one prefix only. `bits`: an address below the node.
-void PrefixListRowsEditor::tidy( Node & node, unsigned depth, Bits128 bits ) {
-   if( node.isEmpty() || node.isLone() ) return;
-   if( node.childCount() == 0 && node.firstCount() == 1 ) {
-      const bool isFull = node.full != 0;
-      const auto bit = static_cast<unsigned>( std::countr_zero( isFull ? node.full : node.inner ) );
-      const unsigned v = isFull ? bit : SixBits::innerValue( bit );
-      std::vector<PrefixRow> rows;
-      node.visitRows( isFull ? Node::kFullPlace + bit : bit, [ & ]( const PrefixRow & row ) {
-         rows.push_back( row );
-         return false;
-      } );
-      Node lone = Node::lone( ( bits & Bits128::leadingOnes( depth ) ) ^ SixBits::placed( v, depth ),
-                              depth + ( isFull ? kStride : SixBits::innerLength( bit ) ), PrefixRow::kIsRow );
-      loneRowsAre( lone, rows );
-      retire( node );
-      node = lone;
-   } else if( node.firstCount() == 0 && node.childCount() == 1 && node.children()->isLone() ) {
-      const Node child = *node.children();
-      retire( node );
-      node = child;
-   }
 }
 
 // ---- all rows at once
@@ -348,77 +314,75 @@ void PrefixListRowsEditor::rowsAre( size_t count, const std::function<Item( size
    QUOIN_ASSERT( root_.isEmpty(), "root_.isEmpty()" );
    if( count == 0 ) return;
    try {
-      build( root_, 0, count, 0, item );
+      counts_.prefixes = build( root_, 0, count, 0, item );
    } catch( ... ) {
       drop( root_ );
-      counts_ = {};
       throw;
    }
    counts_.entries = count;
 }
 
 void PrefixListRowsEditor::drop( Node & node ) noexcept {
-   if( node.hasBlock() )
-      for( unsigned i = 0; i < node.childCount(); ++i ) drop( node.children()[ i ] );
+   if( !node.isEmpty() )
+      for( unsigned i = 0; i < node.wideCount(); ++i ) drop( node.children()[ i ] );
    blockIs( node, {}, nullptr );
 }
 
-// Makes an empty node the trie of the rows `from` to `to` - 1, which agree in their first `depth` bits.
-void PrefixListRowsEditor::build( Node & node, size_t from, size_t to, unsigned depth, const std::function<Item( size_t )> & item ) {
+// Makes an empty node the trie of the rows `from` to `to` - 1, which agree in their first `depth` bits. Returns the number of prefixes.
+size_t PrefixListRowsEditor::build( Node & node, size_t from, size_t to, unsigned depth, const std::function<Item( size_t )> & item ) {
    struct Run {
       size_t from = 0, to = 0;
    };
-   const Item first = item( from );
-   if( isSame( first, item( to - 1 ) ) ) {
-      std::vector<PrefixRow> rows;
-      for( size_t i = from; i < to; ++i ) rows.push_back( item( i ).row );
-      Node lone = Node::lone( first.bits, first.length, PrefixRow::kIsRow );
-      loneRowsAre( lone, rows );
-      node = lone;
-      ++counts_.prefixes;
-      return;
-   }
-   std::array<Run, 2 * SixBits::kValues> rows;   // by place
+   std::array<Run, kPlaces> slots;
    std::array<Run, SixBits::kValues> children;
    Node bitmaps;
-   unsigned further = 0;
    for( size_t i = from; i < to; ) {
       const Item head = item( i );
       const unsigned v = SixBits::at( head.bits, depth );
+      const unsigned place = placeOf( std::min( head.length - depth, kStride ), v );
       size_t end = i + 1;
-      if( head.length - depth <= kStride ) {
-         while( end < to && isSame( head, item( end ) ) ) ++end;
-         const unsigned place = Node::place( head.length - depth, v );
+      for( size_t beyond = to; end < beyond; ) {
+         const size_t middle = ( end + beyond ) / 2;
+         const Item other = item( middle );
+         if( place < kNearPlace ? isSame( head, other ) : SixBits::at( other.bits, depth ) == v )
+            end = middle + 1;
+         else
+            beyond = middle;
+      }
+      if( place < kNearPlace || end - i <= Node::kMostNear || isSame( head, item( end - 1 ) ) ) {
          bitmaps = withPlace( bitmaps, place, true );
-         rows[ place ] = { i, end };
-         further += static_cast<unsigned>( end - i - 1 );
+         slots[ place ] = { i, end };
       } else {
-         for( size_t beyond = to; end < beyond; ) {
-            const size_t middle = ( end + beyond ) / 2;
-            if( SixBits::at( item( middle ).bits, depth ) == v )
-               end = middle + 1;
-            else
-               beyond = middle;
-         }
-         bitmaps = withChild( bitmaps, v, true );
+         bitmaps = withWide( bitmaps, v, true );
          children[ v ] = { i, end };
       }
       i = end;
    }
-   splice( node, bitmaps, { 0, 0, bitmaps.childCount() }, { 0, 0, bitmaps.firstCount() }, { 0, 0, further } );
-   std::fill_n( node.children(), node.childCount(), Node{} );
-   counts_.prefixes += node.firstCount();
-   PrefixRow * row = node.rows();
-   PrefixRow * more = node.furtherRows();
-   for( unsigned place = 0; place < rows.size(); ++place ) {
-      const auto [ begin, end ] = rows[ place ];
+
+   size_t prefixes = 0;
+   std::vector<uint64_t> slotWords, runs;
+   Items items;
+   for( unsigned n = 0; n < kPlaces; ++n ) {
+      const unsigned place = ( n + kNearPlace ) % kPlaces;   // near children stand first
+      const auto [ begin, end ] = slots[ place ];
       if( begin == end ) continue;
-      *row++ = item( begin ).row.bare().withMore( end - begin > 1 );
-      for( size_t i = begin + 1; i < end; ++i ) *more++ = item( i ).row.bare().at( place );
+      items.clear();
+      for( size_t i = begin; i < end; ++i ) {
+         items.push_back( item( i ) );
+         prefixes += i == begin || !isSame( items[ items.size() - 2 ], items.back() );
+      }
+      slotWords.push_back( encoded( items, place, depth, bitmaps.slotCount() + runs.size(), runs ).word() );
    }
+   checkRunWords( runs.size() );
+   splice( node, bitmaps, { 0, 0, bitmaps.wideCount() }, { 0, 0, bitmaps.slotCount() }, { 0, 0, unsigned( runs.size() ) } );
+   std::fill_n( node.children(), node.wideCount(), Node{} );
+   std::ranges::copy( slotWords, node.slots() );
+   std::ranges::copy( runs, node.runs() );
+   if( reaches( node, depth ) ) node.inner |= Node::kReaches;
    Node * child = node.children();
    for( const auto & [ begin, end ] : children )
-      if( begin != end ) build( *child++, begin, end, depth + kStride, item );
+      if( begin != end ) prefixes += build( *child++, begin, end, depth + kStride, item );
+   return prefixes;
 }
 
 }   // namespace Routing::RouteMap

@@ -12,8 +12,8 @@
 namespace Routing::RouteMap {
 
 /// A trie under construction. What a published generation has is copied before it is changed: the blocks on the path to the prefix.
-/// Cost of an edit: that of the path, and of the entries at the prefixes of one node, whatever the size of the list. More than 16,777,215
-/// entries at one prefix are refused with std::length_error. Threading: one thread; other threads may use the published generations.
+/// Cost of an edit: that of the path, and of the entries at the prefixes of one node, whatever the size of the list. More entries at one prefix
+/// than five million may be refused with std::length_error. Threading: one thread; other threads may use the published generations.
 class ROUTEPOLICY_API PrefixListRowsEditor {
  public:
    using Bits128 = Ferule::Bits128;
@@ -42,6 +42,7 @@ class ROUTEPOLICY_API PrefixListRowsEditor {
 
  private:
    using Node = PrefixRowNode;
+   using Items = std::vector<Item>;
    // Elements of a block to leave out and to make room for, at an index.
    struct Splice {
       unsigned at = 0;
@@ -49,26 +50,18 @@ class ROUTEPOLICY_API PrefixListRowsEditor {
       unsigned in = 0;
    };
    void reserve( size_t n );
-   Node * allocate( unsigned children, unsigned rows, unsigned further );
+   uint64_t * allocate( unsigned children, unsigned slots, unsigned runWords );
    void retire( const Node & node ) noexcept;
-   void blockIs( Node & node, Node next, const Node * block ) noexcept;
+   void blockIs( Node & node, Node next, uint64_t * block ) noexcept;
    void own( Node & node );
-   void splice( Node & node, const Node & bitmaps, Splice children, Splice rows, Splice further );
+   void splice( Node & node, const Node & bitmaps, Splice children, Splice slots, Splice runs );
+   void change( Node & node, const Node & bitmaps, Splice children, unsigned place, unsigned depth, const Items & items );
 
-   void addChild( Node & node, unsigned v, const Node & child );
-   void delChild( Node & node, unsigned v );
-   void addRow( Node & node, unsigned place, PrefixRow row );
-   void addRowsOf( Node & node, unsigned place, const std::vector<PrefixRow> & rows );
-   void delRow( Node & node, unsigned place, uint32_t seqno );
-   static std::vector<PrefixRow> loneRows( const Node & node );
-   void loneRowsAre( Node & node, const std::vector<PrefixRow> & rows );
-   void addLoneRow( Node & node, const PrefixRow & row );
-   void delLoneRow( Node & node, uint32_t seqno );
-
-   void expand( Node & node, unsigned depth );
-   void tidy( Node & node, unsigned depth, Bits128 bits );
-   bool hasRow( Bits128 bits, unsigned length, uint32_t seqno ) const;
-   void build( Node & node, size_t from, size_t to, unsigned depth, const std::function<Item( size_t )> & item );
+   static Items itemsOf( const Node & node, unsigned place, unsigned depth, Bits128 bits );
+   void itemsAre( Node & node, unsigned place, unsigned depth, const Items & items );
+   void widen( Node & node, unsigned v, unsigned depth, const Items & items );
+   bool narrow( Node & node, unsigned v, unsigned depth, Bits128 bits );
+   size_t build( Node & node, size_t from, size_t to, unsigned depth, const std::function<Item( size_t )> & item );
    void drop( Node & node ) noexcept;
 
    const Ferule::AddressFamily af_;

@@ -1,7 +1,8 @@
 /// @file substrate/lists/PrefixRow.h
-/// One entry of a compiled prefix list in eight bytes. The prefix itself is the place of the row in its trie.
+/// One entry of a compiled prefix list in eight bytes. Most of the prefix is the place of the row in its trie.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 
 #include "routepolicy_export.h"
@@ -23,24 +24,45 @@ class PrefixRow {
 
    // ---- for the trie
 
-   static constexpr uint64_t kIsRow = 1;   // a word with this bit is a row, and not the address of a block
+   static constexpr uint64_t kIsRow = 1;   // a word with this bit is a row
    explicit constexpr PrefixRow( uint64_t word ) noexcept : word_( word ) {}
    constexpr uint64_t word() const noexcept { return word_; }
-   /// Whether the prefix has further rows. The first row of a prefix knows it.
-   constexpr bool hasMore() const noexcept { return word_ & kMore; }
-   constexpr PrefixRow withMore( bool more ) const noexcept { return PrefixRow( ( word_ & ~kMore ) | ( more ? kMore : 0 ) ); }
-   /// Which prefix of its node a further row belongs to; of any other row 0.
-   constexpr unsigned place() const noexcept { return word_ >> 8 & 255; }
-   constexpr PrefixRow at( unsigned place ) const noexcept { return PrefixRow( ( word_ & ~uint64_t( 0xFF00 ) ) | uint64_t( place ) << 8 ); }
-   /// The row alone, without what the trie adds.
-   constexpr PrefixRow bare() const noexcept { return at( 0 ).withMore( false ); }
+   /// What the trie notes beside the entry, below 2^14; else 0.
+   constexpr unsigned note() const noexcept { return word_ >> 2 & kNote; }
+   constexpr PrefixRow with( unsigned note ) const noexcept { return PrefixRow( bare().word_ | uint64_t( note ) << 2 ); }
+   /// The row alone, without a note.
+   constexpr PrefixRow bare() const noexcept { return PrefixRow( word_ & ~( kNote << 2 ) ); }
 
  private:
    static constexpr uint64_t kPermit = 2;
-   static constexpr uint64_t kMore = 4;
+   static constexpr uint64_t kNote = ( 1 << 14 ) - 1;
 
    uint64_t word_;
 };
 static_assert( sizeof( PrefixRow ) == 8 );
+
+/// The end of a prefix, behind the bits that its place in the trie tells, as the note of a row: up to 13 bits, then a one bit, then zeros.
+namespace PrefixRest {
+
+constexpr unsigned kMostBits = 13;
+
+/// The note for the first `length` of the 13 bits `bits`.
+constexpr unsigned note( unsigned bits, unsigned length ) noexcept {
+   return bits << 1 | 1u << ( kMostBits - length );
+}
+constexpr unsigned length( unsigned note ) noexcept {
+   return kMostBits - static_cast<unsigned>( std::countr_zero( note ) );
+}
+/// The 13 bits; those after the length are 0.
+constexpr unsigned bits( unsigned note ) noexcept {
+   return ( note & ( note - 1 ) ) >> 1;
+}
+/// Whether an address whose next 13 bits are `address` is inside.
+constexpr bool contains( unsigned note, unsigned address ) noexcept {
+   const unsigned low = note & ( 0 - note );   // the one bit behind the prefix
+   return ( ( note ^ address << 1 ) & ( 0 - low ) & ~low ) == 0;
+}
+
+}   // namespace PrefixRest
 
 }   // namespace Routing::RouteMap

@@ -15,9 +15,9 @@ constexpr size_t kSmallBytes = kSmall * 64;
 
 // Frees the blocks of a trie that are younger than the generation `shared`, which has all others.
 void freeYounger( const PrefixRowNode & node, uint64_t shared ) noexcept {
-   if( !node.hasBlock() || node.header().birth <= shared ) return;
-   for( unsigned i = 0; i < node.childCount(); ++i ) freeYounger( node.children()[ i ], shared );
-   ::operator delete( node.children() );
+   if( node.isEmpty() || node.header().birth <= shared ) return;
+   for( unsigned i = 0; i < node.wideCount(); ++i ) freeYounger( node.children()[ i ], shared );
+   ::operator delete( node.memory() );
 }
 
 }   // namespace

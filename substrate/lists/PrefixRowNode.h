@@ -1,15 +1,24 @@
 /// @file substrate/lists/PrefixRowNode.h
 /// The nodes of the trie of PrefixListRows, and the blocks that hold them.
 ///
-/// A node is one of these:
-///    inner node   three bitmaps (see substrate/routing/SixBits.h; `child` marks the six bits below which the trie goes on), and a block:
-///                 the nodes of the children, a header, the first row of each prefix that ends here, and the further rows of these
-///                 prefixes. The index of a child or a first row is the number of one bits in front of its bit.
-///    lone row     a subtree with one prefix, which has one row: the prefix and the row itself
-///    lone rows    a subtree with one prefix, which has several rows: the prefix, and a block of a header and the rows
+/// A node covers six bits of the address. What is below one value of the six bits is a child. Three bitmaps tell what there is:
+///    `inner`  the prefixes that end behind 0 to 5 of the bits (see substrate/routing/SixBits.h)
+///    `near`   the children with few rows, or with one prefix: their rows stand in the block of this node
+///    `wide`   the other children, which are nodes
 ///
-/// The rows of a prefix are in the order in which a look-up tries them. The trie of a given set of rows has one form only, unless memory was
-/// short during an edit; look-ups do not depend on it. Threading: a block that several generations share is not written.
+/// The block of a node has, one behind the other:
+///    nodes    one for each wide child
+///    header
+///    slots    one word for each near child, and then for each inner prefix: its only row, or where its run of rows is
+///    runs     the rows of the other slots, in the order of the slots
+/// The index of a node or a slot is the number of one bits in front of its bit.
+///
+/// The rows of a run are in ascending order of their prefixes; those of one prefix are in the order in which a look-up tries them. A row of a
+/// near child needs the rest of its prefix. If it is short, it is the row's note (PrefixRest). The rows of other runs are followed by the address, in one
+/// word or two, and have the length of the prefix as their note.
+///
+/// The trie of a given set of rows has one form only, unless memory was short during an edit; look-ups do not depend on it. Threading: a block
+/// that several generations share is not written.
 #pragma once
 
 #include <cstddef>
@@ -20,84 +29,123 @@
 
 namespace Routing::RouteMap {
 
-/// The part of a block in front of its rows.
+/// The part of a block in front of its slots.
 struct PrefixRowHeader {
-   uint64_t birth : 40;     // the generation that the block was made in
-   uint64_t further : 24;   // the number of further rows; in a block of lone rows, of all rows
+   uint64_t birth : 40;      // the generation that the block was made in
+   uint64_t runWords : 24;   // the size of the runs
 };
 
-/// A node of one of the three kinds.
+/// A word of a block: a row, or a run of rows.
+class PrefixRowSlot {
+ public:
+   explicit constexpr PrefixRowSlot( uint64_t word ) noexcept : word_( word ) {}
+   /// A run of rows. `at`: its index, counted in words from the first slot. `step`: the words of a row, 1 to 3.
+   static constexpr PrefixRowSlot run( unsigned at, unsigned rows, unsigned step, bool isOnePrefix ) noexcept {
+      return PrefixRowSlot( uint64_t( at ) << 32 | uint64_t( rows ) << 4 | uint64_t( isOnePrefix ) << 3 | step << 1 );
+   }
+   constexpr bool isRow() const noexcept { return word_ & PrefixRow::kIsRow; }
+   constexpr uint64_t word() const noexcept { return word_; }
+   constexpr PrefixRowSlot movedTo( unsigned at ) const noexcept {
+      return PrefixRowSlot( uint64_t( at ) << 32 | static_cast<uint32_t>( word_ ) );
+   }
+   // Of a run.
+   constexpr unsigned at() const noexcept { return static_cast<unsigned>( word_ >> 32 ); }
+   constexpr unsigned rows() const noexcept { return word_ >> 4 & 0xFFF'FFFF; }
+   constexpr bool isOnePrefix() const noexcept { return word_ & 8; }
+   constexpr unsigned step() const noexcept { return word_ >> 1 & 3; }
+   constexpr unsigned words() const noexcept { return isRow() ? 0 : rows() * step(); }
+
+ private:
+   uint64_t word_;
+};
+
+/// A node.
 struct PrefixRowNode {
    using Bits128 = Ferule::Bits128;
-   static constexpr unsigned kFullPlace = 64;   // the place of a prefix of six bits; see place()
-   static constexpr uint64_t kLoneRows = 2;     // in `tail`, beside the address of a block
+   static constexpr unsigned kMostNear = 8;     // rows of a near child with several prefixes
+   static constexpr unsigned kNearPlace = 64;   // the places of slots: the bits of `inner`, and this plus the six bits of a near child
+   static constexpr uint64_t kReaches = uint64_t( 1 ) << 63;   // in `inner`: not all inner rows admit the length of their own prefix only
 
-   // Of a lone node, the first three are the address and the length of the prefix.
    uint64_t inner = 0;
-   uint64_t full = 0;
-   uint64_t child = 0;
-   uint64_t tail = 0;   // a row, or the address of the block; 0 of a node without anything
+   uint64_t near = 0;
+   uint64_t wide = 0;
+   uint64_t * block = nullptr;   // the address of the header; null of a node without anything
 
-   static PrefixRowNode lone( Bits128 bits, unsigned length, uint64_t tail ) noexcept { return { bits.high, bits.low, length, tail }; }
-   bool isLone() const noexcept { return tail & ( PrefixRow::kIsRow | kLoneRows ); }
-   bool hasBlock() const noexcept { return tail != 0 && !( tail & PrefixRow::kIsRow ); }
-   bool isEmpty() const noexcept { return tail == 0; }
+   bool isEmpty() const noexcept { return block == nullptr; }
+   bool isNear( unsigned v ) const noexcept { return near >> v & 1; }
+   bool isWide( unsigned v ) const noexcept { return wide >> v & 1; }
+   bool reaches() const noexcept { return inner & kReaches; }
+   unsigned wideCount() const noexcept { return SixBits::count( wide ); }
+   unsigned slotCount() const noexcept { return SixBits::count( near ) + SixBits::count( inner & ~kReaches ); }
 
-   Bits128 loneBits() const noexcept { return { inner, full }; }
-   unsigned loneLength() const noexcept { return static_cast<unsigned>( child ); }
-
-   unsigned childCount() const noexcept { return isLone() ? 0 : SixBits::count( child ); }
-   unsigned firstCount() const noexcept { return isLone() ? 0 : SixBits::count( inner ) + SixBits::count( full ); }
-   unsigned childIndex( unsigned v ) const noexcept { return SixBits::rank( child, v ); }
-   bool hasChild( unsigned v ) const noexcept { return child >> v & 1; }
-
-   /// The place of the prefix whose last bits in this node are the first `r` of the six bits `v`.
-   static constexpr unsigned place( unsigned r, unsigned v ) noexcept {
-      return r == SixBits::kStride ? kFullPlace + v : SixBits::innerBit( r, v );
-   }
-   bool hasPlace( unsigned place ) const noexcept { return ( place < kFullPlace ? inner >> place : full >> ( place - kFullPlace ) ) & 1; }
-   unsigned rowIndex( unsigned place ) const noexcept {
-      return place < kFullPlace ? SixBits::rank( inner, place ) : SixBits::count( inner ) + SixBits::rank( full, place - kFullPlace );
+   bool hasPlace( unsigned place ) const noexcept { return place < kNearPlace ? inner >> place & 1 : isNear( place - kNearPlace ); }
+   unsigned slotIndex( unsigned place ) const noexcept {
+      return place < kNearPlace ? SixBits::count( near ) + SixBits::rank( inner, place ) : SixBits::rank( near, place - kNearPlace );
    }
 
-   // Of a node with a block.
-   PrefixRowNode * children() const noexcept { return reinterpret_cast<PrefixRowNode *>( tail & ~kLoneRows ); }
-   PrefixRowHeader & header() const noexcept { return *reinterpret_cast<PrefixRowHeader *>( children() + childCount() ); }
-   PrefixRow * rows() const noexcept { return reinterpret_cast<PrefixRow *>( &header() + 1 ); }
-   PrefixRow * furtherRows() const noexcept { return rows() + firstCount(); }
-   unsigned rowCount() const noexcept { return firstCount() + static_cast<unsigned>( header().further ); }
+   // Of a node that is not empty.
+   PrefixRowNode * children() const noexcept { return reinterpret_cast<PrefixRowNode *>( block ) - wideCount(); }
+   PrefixRowNode & child( unsigned v ) const noexcept {
+      return *( reinterpret_cast<PrefixRowNode *>( block ) - SixBits::count( wide >> v ) );
+   }
+   PrefixRowHeader & header() const noexcept { return *reinterpret_cast<PrefixRowHeader *>( block ); }
+   uint64_t * slots() const noexcept { return block + 1; }
+   uint64_t * runs() const noexcept { return slots() + slotCount(); }
+   PrefixRowSlot slot( unsigned place ) const noexcept { return PrefixRowSlot( slots()[ slotIndex( place ) ] ); }
+   void * memory() const noexcept { return children(); }
    size_t blockBytes() const noexcept {
-      return childCount() * sizeof( PrefixRowNode ) + sizeof( PrefixRowHeader ) + rowCount() * sizeof( PrefixRow );
+      return wideCount() * sizeof( PrefixRowNode ) + sizeof( PrefixRowHeader ) + ( slotCount() + header().runWords ) * sizeof( uint64_t );
    }
 
-   /// The index in furtherRows() of the first row of `place`, or of where it would stand.
-   unsigned furtherIndex( unsigned place ) const noexcept {
-      unsigned low = 0, high = static_cast<unsigned>( header().further );
-      while( low < high ) {
-         const unsigned middle = ( low + high ) / 2;
-         if( furtherRows()[ middle ].place() < place )
-            low = middle + 1;
-         else
-            high = middle;
+   /// Calls `visit( row )` for each row of an inner prefix, until `visit` returns true.
+   template <class Visit>
+   void visitInner( unsigned place, Visit && visit ) const {
+      const PrefixRowSlot s = slot( place );
+      if( s.isRow() ) return void( visit( PrefixRow( s.word() ) ) );
+      const uint64_t * row = slots() + s.at();
+      for( const uint64_t * const end = row + s.rows(); row != end; ++row )
+         if( visit( PrefixRow( *row ) ) ) return;
+   }
+
+   /// Calls `onRow( row, bits, length )` for each row of this block, with the bits and the length of its prefix, and `onWide( v, bits )` for each
+   /// wide child; all in ascending order. `bits`: those in front of the node; `depth`: their number.
+   template <class OnRow, class OnWide>
+   void visitAll( Bits128 bits, unsigned depth, OnRow && onRow, OnWide && onWide ) const {
+      for( unsigned v = 0; v < SixBits::kValues; ++v ) {
+         const Bits128 here = bits ^ SixBits::placed( v, depth );
+         for( unsigned r = 0; r < SixBits::kStride; ++r ) {
+            const unsigned place = SixBits::innerBit( r, v );
+            if( SixBits::innerValue( place ) == v && hasPlace( place ) ) visitPlace( place, bits, depth, onRow );
+         }
+         if( isNear( v ) ) visitPlace( kNearPlace + v, bits, depth, onRow );
+         if( isWide( v ) ) onWide( v, here );
       }
-      return low;
    }
-
-   /// Calls `visit( row )` for each row of a prefix that ends in this node, until `visit` returns true.
-   template <class Visit>
-   void visitRows( unsigned place, Visit && visit ) const {
-      const PrefixRow first = rows()[ rowIndex( place ) ];
-      if( visit( first ) || !first.hasMore() ) return;
-      const PrefixRow * const end = furtherRows() + header().further;
-      for( const PrefixRow * row = furtherRows() + furtherIndex( place ); row != end && row->place() == place; ++row )
-         if( visit( *row ) ) return;
-   }
-   /// The same for the rows of a lone node.
-   template <class Visit>
-   void visitLoneRows( Visit && visit ) const {
-      if( !hasBlock() ) return void( visit( PrefixRow( tail ) ) );
-      for( const PrefixRow * row = rows(); row != rows() + header().further; ++row )
-         if( visit( *row ) ) return;
+   /// The same for the rows of one place.
+   template <class OnRow>
+   void visitPlace( unsigned place, Bits128 bits, unsigned depth, OnRow && onRow ) const {
+      if( place < kNearPlace ) {
+         const Bits128 here = bits ^ SixBits::placed( SixBits::innerValue( place ), depth );
+         visitInner( place, [ & ]( PrefixRow row ) {
+            onRow( row, here, depth + SixBits::innerLength( place ) );
+            return false;
+         } );
+         return;
+      }
+      const Bits128 here = bits ^ SixBits::placed( place - kNearPlace, depth );
+      const auto visitShort = [ & ]( PrefixRow row ) {
+         const uint64_t rest = PrefixRest::bits( row.note() );
+         onRow( row.bare(), here ^ SixBits::behind( depth + SixBits::kStride, rest << ( 64 - PrefixRest::kMostBits ) ),
+                depth + SixBits::kStride + PrefixRest::length( row.note() ) );
+      };
+      const PrefixRowSlot s = slot( place );
+      if( s.isRow() ) return visitShort( PrefixRow( s.word() ) );
+      const uint64_t * row = slots() + s.at();
+      for( unsigned i = 0; i < s.rows(); ++i, row += s.step() )
+         if( s.step() == 1 )
+            visitShort( PrefixRow( *row ) );
+         else
+            onRow( PrefixRow( *row ).bare(), Bits128{ row[ 1 ], s.step() == 3 ? row[ 2 ] : 0 }, PrefixRow( *row ).note() );
    }
 };
 static_assert( sizeof( PrefixRowNode ) == 32 && sizeof( PrefixRowHeader ) == 8 );

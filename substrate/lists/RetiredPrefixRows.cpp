@@ -20,11 +20,11 @@ struct Trie {
    void freeOne() {
       const PrefixRowNode node = nodes.back();
       nodes.pop_back();
-      for( unsigned i = 0; i < node.childCount(); ++i ) add( node.children()[ i ] );
-      ::operator delete( node.children() );
+      for( unsigned i = 0; i < node.wideCount(); ++i ) add( node.children()[ i ] );
+      ::operator delete( node.memory() );
    }
    void add( const PrefixRowNode & node ) {
-      if( node.hasBlock() && node.header().birth > shared ) nodes.push_back( node );
+      if( !node.isEmpty() && node.header().birth > shared ) nodes.push_back( node );
    }
 };
 

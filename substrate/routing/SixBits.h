@@ -16,24 +16,24 @@ using Ferule::Bits128;
 constexpr unsigned kStride = 6;
 constexpr unsigned kValues = 1u << kStride;
 
-/// Six bits of an address from bit `depth` on; bits after the last bit are 0.
-inline unsigned at( Bits128 bits, unsigned depth ) noexcept {
-   uint64_t v;
-   if( depth <= 58 )
-      v = bits.high >> ( 58 - depth );
-   else if( depth < 64 )
-      v = bits.high << ( depth - 58 ) | bits.low >> ( 122 - depth );
-   else
-      v = depth <= 122 ? bits.low >> ( 122 - depth ) : bits.low << ( depth - 122 );
-   return v & 63;
+/// 64 bits of an address from bit `depth` on, below 128; bits after the last bit are 0.
+constexpr uint64_t from( Bits128 bits, unsigned depth ) noexcept {
+   if( depth >= 64 ) return bits.low << ( depth - 64 );
+   return depth == 0 ? bits.high : bits.high << depth | bits.low >> ( 64 - depth );
+}
+/// Six bits of an address from bit `depth` on.
+constexpr unsigned at( Bits128 bits, unsigned depth ) noexcept {
+   return static_cast<unsigned>( from( bits, depth ) >> ( 64 - kStride ) );
 }
 
+/// An address that has these 64 bits from bit `depth` on, below 128, and no other.
+constexpr Bits128 behind( unsigned depth, uint64_t bits ) noexcept {
+   if( depth >= 64 ) return { 0, bits >> ( depth - 64 ) };
+   return { bits >> depth, depth == 0 ? 0 : bits << ( 64 - depth ) };
+}
 /// An address that has the six bits `v` from bit `depth` on, and no other.
 constexpr Bits128 placed( unsigned v, unsigned depth ) noexcept {
-   const uint64_t six = v;
-   if( depth <= 58 ) return { six << ( 58 - depth ), 0 };
-   if( depth < 64 ) return { six >> ( depth - 58 ), six << ( 122 - depth ) };
-   return { 0, depth <= 122 ? six << ( 122 - depth ) : six >> ( depth - 122 ) };
+   return behind( depth, uint64_t( v ) << ( 64 - kStride ) );
 }
 
 /// The bits of an address after the first six.

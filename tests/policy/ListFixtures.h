@@ -4,9 +4,11 @@
 ///    auto acl = accessList( { "10 permit 10.0.0.0 255.0.255.0", "20 deny 10.0.0.0/8" } );
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
+#include <map>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -107,6 +109,15 @@ inline std::ostream & operator<<( std::ostream & os, Road road ) {
    return os << names[ size_t( road ) ];
 }
 
+/// Whether each chain of the trie of prefixListBy() ascends.
+inline bool chainsAscend( const PrefixListModel & model ) {
+   std::map<IpGenPrefix, uint32_t> lowest;
+   return std::ranges::all_of( model.entries, [ & ]( const auto & e ) {
+      const auto [ at, isFirst ] = lowest.try_emplace( e.prefix, e.seqno );
+      return e.seqno <= std::exchange( at->second, e.seqno );
+   } );
+}
+
 /// A list whose trie gets the entries in their order, so that of one prefix the last stands first in the chain.
 inline Quoin::Ptr<const PrefixListStatus> prefixListBy( Road road, const PrefixListModel & model ) {
    const auto trie = Quoin::makeNode<PatriciaTrieWithNodeData>( model.af, false );
@@ -121,7 +132,8 @@ inline Quoin::Ptr<const PrefixListStatus> prefixListBy( Road road, const PrefixL
    if( road == Road::compactedRows ) trie->compact();
    if( road != Road::filledAfter ) status->trieIs( trie );
    if( road == Road::compactedAfter ) trie->compact();
-   const bool walks = !model.entries.empty() && road != Road::rows && road != Road::compactedRows;
+   const bool hasRows = ( road == Road::rows || road == Road::compactedRows ) && chainsAscend( model );
+   const bool walks = !model.entries.empty() && !hasRows;
    EXPECT_EQ( status->rows() == nullptr, walks || road == Road::compactedAfter ) << road;
    return status;
 }

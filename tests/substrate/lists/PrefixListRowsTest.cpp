@@ -117,6 +117,16 @@ TEST( PrefixListRows, thereAreNoneIfAnEntryIsAtAPrefixOfAnotherLength ) {
    EXPECT_EQ( PrefixListRows::ofTrie( *trie ), nullptr );
 }
 
+// The first entry of a chain that admits the length counts, which only the walk can tell here.
+TEST( PrefixListRows, thereAreNoneIfAChainDoesNotAscend ) {
+   for( const uint32_t first : { 10u, 11u, 12u } ) {
+      const auto trie = makeNode<PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
+      for( const uint32_t seqno : { 11u, first } )
+         trie->routeIs( IpGenPrefix( "10.0.0.0/8" ), plainEntry( { seqno, permit, IpGenPrefix( "10.0.0.0/8" ), 8, 8 } ) );
+      EXPECT_EQ( PrefixListRows::ofTrie( *trie ) != nullptr, first <= 11 ) << first;
+   }
+}
+
 TEST( PrefixListRows, lookingDoesNotAllocate ) {
    const auto list =
       prefixList( { "30 permit 0.0.0.0/0 le 32", "20 deny 10.0.0.0/8 ge 30", "25 deny 10.0.0.0/8 ge 32", "40 deny 10.1.0.0/16" } );
