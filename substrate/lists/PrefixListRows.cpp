@@ -78,8 +78,8 @@ PrefixListRows::~PrefixListRows() {
    if( lineage_ ) lineage_->generationDel( *this );
 }
 
-// Calls `visit( row, length )` for the rows of the prefixes that contain `prefix`, the shortest prefix first. If `visit` returns true, further
-// rows of this prefix may be left out. Unless `anyBounds`, rows that do not admit the length may be left out, too.
+// Calls `visit( row, length )` for the rows of the prefixes that contain `prefix`, the shortest prefix first. If `visit` returns true,
+// further rows of this prefix may be left out. Unless `anyBounds`, rows that do not admit the length may be left out, too.
 template <bool anyBounds, class Visit>
 inline void PrefixListRows::descend( const Ferule::IpGenPrefix & prefix, Visit && visit ) const {
    const unsigned length = prefix.length();

@@ -43,8 +43,8 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
                    const Quoin::Ptr<PrefixRowLineage> & lineage, std::vector<Retired> & retired );
    ~PrefixListRows() override;
 
-   /// The rows of a trie; null if it has entries of a derived class, which may decide at evaluation time, entries at a prefix of another length
-   /// than their own, or a chain whose numbers do not ascend.
+   /// The rows of a trie; null if it has entries of a derived class, which may decide at evaluation time, entries at a prefix of another
+   /// length than their own, or a chain whose numbers do not ascend.
    static Quoin::Ptr<const PrefixListRows> ofTrie( const PatriciaTrieWithNodeData & trie );
 
    Ferule::AddressFamily af() const noexcept { return af_; }

@@ -57,7 +57,8 @@ unsigned stepOf( std::span<const Item> items, unsigned place, unsigned depth ) {
    return std::ranges::all_of( items, []( const Item & item ) { return item.bits.low == 0; } ) ? 2 : 3;
 }
 
-// What the slot of a place has to be for these rows. If it is a run, its words are added to `runs`; it begins `at` words behind the first slot.
+// What the slot of a place has to be for these rows. If it is a run, its words are added to `runs`; it begins `at` words behind the first
+// slot.
 PrefixRowSlot encoded( std::span<const Item> items, unsigned place, unsigned depth, size_t at, std::vector<uint64_t> & runs ) {
    const unsigned step = stepOf( items, place, depth );
    const auto rowOf = [ & ]( const Item & item ) {

@@ -12,8 +12,8 @@
 namespace Routing::RouteMap {
 
 /// A trie under construction. What a published generation has is copied before it is changed: the blocks on the path to the prefix.
-/// Cost of an edit: that of the path, and of the entries at the prefixes of one node, whatever the size of the list. More entries at one prefix
-/// than five million may be refused with std::length_error. Threading: one thread; other threads may use the published generations.
+/// Cost of an edit: that of the path, and of the entries at the prefixes of one node, whatever the size of the list. More entries at one
+/// prefix than five million may be refused with std::length_error. Threading: one thread; other threads may use the published generations.
 class ROUTEPOLICY_API PrefixListRowsEditor {
  public:
    using Bits128 = Ferule::Bits128;

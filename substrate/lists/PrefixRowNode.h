@@ -13,12 +13,12 @@
 ///    runs     the rows of the other slots, in the order of the slots
 /// The index of a node or a slot is the number of one bits in front of its bit.
 ///
-/// The rows of a run are in ascending order of their prefixes; those of one prefix are in the order in which a look-up tries them. A row of a
-/// near child needs the rest of its prefix. If it is short, it is the row's note (PrefixRest). The rows of other runs are followed by the address, in one
-/// word or two, and have the length of the prefix as their note.
+/// The rows of a run are in ascending order of their prefixes; those of one prefix are in ascending order of their numbers. A row of a near
+/// child needs the rest of its prefix. If that is short for all rows of the child, it is the note of the row (PrefixRest). Otherwise each row
+/// has the length of its prefix as its note, and is followed by the address, in one word or two.
 ///
-/// The trie of a given set of rows has one form only, unless memory was short during an edit; look-ups do not depend on it. Threading: a block
-/// that several generations share is not written.
+/// The trie of a given set of rows has one form only, unless memory was short during an edit; look-ups do not depend on it. Threading: a
+/// block that several generations share is not written.
 #pragma once
 
 #include <cstddef>
@@ -48,7 +48,7 @@ class PrefixRowSlot {
    constexpr PrefixRowSlot movedTo( unsigned at ) const noexcept {
       return PrefixRowSlot( uint64_t( at ) << 32 | static_cast<uint32_t>( word_ ) );
    }
-   // Of a run.
+   // The following is for runs; words() is 0 for a row.
    constexpr unsigned at() const noexcept { return static_cast<unsigned>( word_ >> 32 ); }
    constexpr unsigned rows() const noexcept { return word_ >> 4 & 0xFFF'FFFF; }
    constexpr bool isOnePrefix() const noexcept { return word_ & 8; }
@@ -107,8 +107,8 @@ struct PrefixRowNode {
          if( visit( PrefixRow( *row ) ) ) return;
    }
 
-   /// Calls `onRow( row, bits, length )` for each row of this block, with the bits and the length of its prefix, and `onWide( v, bits )` for each
-   /// wide child; all in ascending order. `bits`: those in front of the node; `depth`: their number.
+   /// Calls `onRow( row, bits, length )` for each row of this block, with the bits and the length of its prefix, and `onWide( v, bits )` for
+   /// each wide child; all in ascending order. `bits`: those in front of the node; `depth`: their number.
    template <class OnRow, class OnWide>
    void visitAll( Bits128 bits, unsigned depth, OnRow && onRow, OnWide && onWide ) const {
       for( unsigned v = 0; v < SixBits::kValues; ++v ) {
