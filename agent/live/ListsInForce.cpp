@@ -1,5 +1,8 @@
 #include "live/ListsInForce.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "live/AccessList.h"
 #include "live/AsPathList.h"
 #include "live/CommunityList.h"
@@ -105,15 +108,57 @@ size_t differentLines( const Text & was, const Text & is ) {
    return forEachDifference( was.lines, is.lines, []( const auto &... ) {} );
 }
 
-/// Edits a list that is published whole: a new `List` is created from its name, its text and `args`.
-template <class List, class... Args>
-auto editWholeList( Args... args ) {
-   return [ args... ]( auto & list, const auto & was, const auto & is ) {
-      size_t edits = differentLines( was, is );
-      if constexpr( requires { is.expanded; } )
-         if( edits == 0 && was.expanded != is.expanded ) edits = 1;
-      if( edits != 0 ) list.publish( [ & ] { return makeNode<List>( list.symbol()->name(), is, args... ); } );
-      return edits;
+size_t editAccessList( auto & list, const AccessListText & was, const AccessListText & is ) {
+   const size_t edits = differentLines( was, is );
+   if( edits != 0 ) list.publish( [ & ] { return makeNode<AccessList>( list.symbol()->name(), is ); } );
+   return edits;
+}
+
+// A line of a list before and after an edit; one of them may be null.
+template <class Line>
+struct LineChange {
+   uint32_t number;
+   const Line * was;
+   const Line * is;
+};
+
+/// Publishes the next generation of a `List`, which shares the other lines.
+template <class List, class Line>
+void publishChanges( auto & list, const std::vector<LineChange<Line>> & changes ) {
+   list.publish( [ & ] {
+      const auto & symbol = *list.symbol();
+      auto next = makeNode<List>( symbol.name(), static_cast<const List &>( *symbol.status() ) );
+      for( const auto & change : changes ) {
+         if( change.was ) next->lineDel( change.number, *change.was );
+         if( change.is ) next->lineIs( change.number, *change.is );
+      }
+      return next;
+   } );
+}
+
+template <class Text>
+bool areOfOneKind( const Text & a, const Text & b ) {
+   if constexpr( requires { a.expanded; } )
+      return a.expanded == b.expanded;
+   else
+      return true;
+}
+
+/// Edits a `List` of which an edit changes some lines only.
+template <class List>
+auto editLines( Dialect dialect ) {
+   return [ dialect ]<class Text>( auto & list, const Text & was, const Text & is ) {
+      using Line = typename decltype( was.lines )::mapped_type;
+      std::vector<LineChange<Line>> changes;
+      forEachDifference( was.lines, is.lines, [ & ]( uint32_t number, const Line * old, const Line * line ) {
+         changes.push_back( { number, old, line } );
+      } );
+      const bool sameKind = areOfOneKind( was, is );
+      if( was.lines.empty() || !sameKind )
+         list.publish( [ & ] { return makeNode<List>( list.symbol()->name(), is, dialect ); } );
+      else if( !changes.empty() )
+         publishChanges<List>( list, changes );
+      return sameKind ? changes.size() : std::max<size_t>( changes.size(), 1 );
    };
 }
 
@@ -162,10 +207,12 @@ size_t ListsInForce::applyAccessLists( const PolicyText & before, const PolicyTe
    if( dialect_ == Dialect::native )
       return editAccessLists( *ipv4Acls_->aclTypeIs( Acl::AclType::ipv4 ), before.ipv4AccessLists, after.ipv4AccessLists ) +
          editAccessLists( *ipv6Acls_, before.ipv6AccessLists, after.ipv6AccessLists );
-   return editProducers( ipv4AccessLists_, before.ipv4AccessLists, after.ipv4AccessLists, editWholeList<AccessList>(),
-                         root_->ipv4AclListTable() ) +
-      editProducers( ipv6AccessLists_, before.ipv6AccessLists, after.ipv6AccessLists, editWholeList<AccessList>(),
-                     root_->ipv6AclListTable() );
+   return editProducers(
+             ipv4AccessLists_, before.ipv4AccessLists, after.ipv4AccessLists,
+             []( auto & list, const auto & was, const auto & is ) { return editAccessList( list, was, is ); }, root_->ipv4AclListTable() ) +
+      editProducers(
+             ipv6AccessLists_, before.ipv6AccessLists, after.ipv6AccessLists,
+             []( auto & list, const auto & was, const auto & is ) { return editAccessList( list, was, is ); }, root_->ipv6AclListTable() );
 }
 
 size_t ListsInForce::apply( const PolicyText & before, const PolicyText & after ) {
@@ -176,13 +223,13 @@ size_t ListsInForce::apply( const PolicyText & before, const PolicyText & after 
       editProducers( ipv6PrefixLists_, before.ipv6PrefixLists, after.ipv6PrefixLists, editPrefixList, root.ipv6PrefixListTable(),
                      AddressFamily::ipv6 ) +
       editProducers( tagSets_, before.tagSets, after.tagSets, editTagSet, root.tagSetTable() ) +
-      editProducers( communityLists_, before.communityLists, after.communityLists, editWholeList<CommunityList>( dialect_ ),
+      editProducers( communityLists_, before.communityLists, after.communityLists, editLines<CommunityList>( dialect_ ),
                      root.commListTable() ) +
-      editProducers( largeCommunityLists_, before.largeCommunityLists, after.largeCommunityLists,
-                     editWholeList<LargeCommunityList>( dialect_ ), root.largeCommListTable() ) +
-      editProducers( extCommunityLists_, before.extCommunityLists, after.extCommunityLists, editWholeList<ExtCommunityList>( dialect_ ),
+      editProducers( largeCommunityLists_, before.largeCommunityLists, after.largeCommunityLists, editLines<LargeCommunityList>( dialect_ ),
+                     root.largeCommListTable() ) +
+      editProducers( extCommunityLists_, before.extCommunityLists, after.extCommunityLists, editLines<ExtCommunityList>( dialect_ ),
                      root.extCommListTable() ) +
-      editProducers( asPathLists_, before.asPathLists, after.asPathLists, editWholeList<AsPathList>( dialect_ ), root.asPathListTable() );
+      editProducers( asPathLists_, before.asPathLists, after.asPathLists, editLines<AsPathList>( dialect_ ), root.asPathListTable() );
 }
 
 size_t ListsInForce::apply( const TextEdit & edit ) {
