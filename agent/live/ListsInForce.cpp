@@ -78,20 +78,39 @@ size_t editPrefixList( PrefixListProducer & list, const PrefixListText & was, co
    return edits;
 }
 
-size_t editPrefixLists( std::map<std::string, PrefixListProducer> & producers, const PolicyText::ByName<PrefixListEdit> & edits ) {
+// A line of a list before and after an edit; one of them may be null.
+template <class Line>
+struct LineChange {
+   uint32_t number;
+   const Line * was;
+   const Line * is;
+};
+template <class Line>
+using LineChanges = std::vector<LineChange<Line>>;
+
+template <class Line>
+LineChanges<Line> changesOf( const ListEdit<Line> & edit ) {
+   LineChanges<Line> changes;
+   for( const auto & [ number, change ] : edit.lines )
+      if( change.was != change.is ) changes.push_back( { number, change.was ? &*change.was : nullptr, change.is ? &*change.is : nullptr } );
+   return changes;
+}
+
+/// Calls `publish( producer, changes )` for each list with changes. Returns their sum.
+template <class Producers, class Line, class Publish>
+size_t applyEdits( Producers & producers, const PolicyText::ByName<ListEdit<Line>> & edits, Publish publish ) {
    size_t count = 0;
    for( const auto & [ name, edit ] : edits ) {
-      PrefixListProducer & list = producers.at( name );
-      size_t ofList = 0;
-      for( const auto & [ seqno, change ] : edit.lines ) {
-         if( change.was == change.is ) continue;
-         ++ofList;
-         editLine( list, seqno, change.was ? &*change.was : nullptr, change.is ? &*change.is : nullptr );
-      }
-      if( ofList != 0 ) list.publish();
-      count += ofList;
+      const auto changes = changesOf( edit );
+      if( !changes.empty() ) publish( producers.at( name ), changes );
+      count += changes.size();
    }
    return count;
+}
+
+void publishPrefixList( PrefixListProducer & list, const LineChanges<PrefixListLine> & changes ) {
+   for( const auto & change : changes ) editLine( list, change.number, change.was, change.is );
+   list.publish();
 }
 
 size_t editTagSet( TagSetProducer & set, const TagSetText & was, const TagSetText & is ) {
@@ -114,17 +133,9 @@ size_t editAccessList( auto & list, const AccessListText & was, const AccessList
    return edits;
 }
 
-// A line of a list before and after an edit; one of them may be null.
-template <class Line>
-struct LineChange {
-   uint32_t number;
-   const Line * was;
-   const Line * is;
-};
-
 /// Publishes the next generation of a `List`, which shares the other lines.
-template <class List, class Line>
-void publishChanges( auto & list, const std::vector<LineChange<Line>> & changes ) {
+template <class List>
+constexpr auto publishChanges = []( auto & list, const auto & changes ) {
    list.publish( [ & ] {
       const auto & symbol = *list.symbol();
       auto next = makeNode<List>( symbol.name(), static_cast<const List &>( *symbol.status() ) );
@@ -134,7 +145,7 @@ void publishChanges( auto & list, const std::vector<LineChange<Line>> & changes 
       }
       return next;
    } );
-}
+};
 
 template <class Text>
 bool areOfOneKind( const Text & a, const Text & b ) {
@@ -149,7 +160,7 @@ template <class List>
 auto editLines( Dialect dialect ) {
    return [ dialect ]<class Text>( auto & list, const Text & was, const Text & is ) {
       using Line = typename decltype( was.lines )::mapped_type;
-      std::vector<LineChange<Line>> changes;
+      LineChanges<Line> changes;
       forEachDifference( was.lines, is.lines, [ & ]( uint32_t number, const Line * old, const Line * line ) {
          changes.push_back( { number, old, line } );
       } );
@@ -233,7 +244,12 @@ size_t ListsInForce::apply( const PolicyText & before, const PolicyText & after 
 }
 
 size_t ListsInForce::apply( const TextEdit & edit ) {
-   return editPrefixLists( ipv4PrefixLists_, edit.ipv4PrefixLists ) + editPrefixLists( ipv6PrefixLists_, edit.ipv6PrefixLists );
+   return applyEdits( ipv4PrefixLists_, edit.ipv4PrefixLists, publishPrefixList ) +
+      applyEdits( ipv6PrefixLists_, edit.ipv6PrefixLists, publishPrefixList ) +
+      applyEdits( communityLists_, edit.communityLists, publishChanges<CommunityList> ) +
+      applyEdits( largeCommunityLists_, edit.largeCommunityLists, publishChanges<LargeCommunityList> ) +
+      applyEdits( extCommunityLists_, edit.extCommunityLists, publishChanges<ExtCommunityList> ) +
+      applyEdits( asPathLists_, edit.asPathLists, publishChanges<AsPathList> );
 }
 
 size_t ListsInForce::applySteps( const PolicyText::ByName<StepText> & before, const PolicyText::ByName<StepText> & after ) {
