@@ -298,6 +298,22 @@ TEST( LineEdits, linesOfCommunityAndAsPathListsAreAnEditToo ) {
    }
 }
 
+TEST( LineEdits, setClausesHaveTheEditedList ) {
+   constexpr char kList[] = "bgp community-list standard C seq 5 permit 1:5", kDeletes[] = " set comm-list C delete";
+   const Files before{ { "f", joined( { kList, kMap, kDeletes } ) } };
+   const Files after{ { "f", joined( { "bgp community-list standard C seq 5 permit 1:6", kMap, kDeletes } ) } };
+   LivePolicy policy( Dialect::frr );
+   policy.apply( loaded( before, Dialect::frr ).text() );
+   const auto edit = LineEdits( policy.text(), before ).editTo( policy.text(), after );
+   ASSERT_TRUE( edit );
+   policy.applyEdit( *edit );
+   TableRoute route;
+   route.communities = { 1 << 16 | 5, 1 << 16 | 6 };
+   RouteAnswer answer;
+   RouteEvaluator( policy.routeMap( "M" ), Dialect::frr ).evaluate( route, answer );
+   EXPECT_EQ( answer.result.route.communities, std::vector<Community>{ 1 << 16 | 5 } );
+}
+
 TEST( LineEdits, aListThatKeepsItsKindIsEdited ) {
    constexpr char kStandard[] = "bgp community-list standard C seq 5 permit 1:5",
                   kOther[] = "bgp community-list standard C seq 6 permit 1:6";
