@@ -1,6 +1,7 @@
-// What does the agent cost: how long does it take to read a policy, to apply it as a whole and line by line, and to read a table? The
-// yardstick is the cost of evaluating the routes.
+// What does the agent cost: how long does it take to read a policy, to apply it as a whole and line by line, to match its community lists and
+// AS path lists, and to read a table? The yardstick of a table is the cost of evaluating the routes.
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,8 +16,11 @@
 #include "bench/Tables.h"
 #include "command/RouteEvaluator.h"
 #include "command/TableRun.h"
+#include "live/AsPathList.h"
+#include "live/CommunityList.h"
 #include "live/LivePolicy.h"
 #include "table/TableReader.h"
+#include "text/LineEdits.h"
 #include "text/LineLoader.h"
 
 namespace {
@@ -137,6 +141,145 @@ void measureOneChange() {
    }
 }
 
+// ---- community lists and AS path lists
+
+/// Lists of many lines, each of which asks for one thing.
+struct Communities {
+   using List = Agent::CommunityList;
+   static constexpr const char * kWhat = "a community list";
+   static constexpr auto kOption = Agent::MatchOption::matchCommunity;
+   static constexpr auto kLists = &PolicyText::communityLists;
+   static constexpr auto kEdits = &Agent::TextEdit::communityLists;
+   static Agent::CommunityListLine line( uint32_t i ) { return { Agent::MatchPermit::permit, { i }, {}, {} }; }
+   /// A route with ten communities, one of which is `i`; only line `i` has one of these.
+   static TableRoute route( uint32_t i ) {
+      TableRoute route;
+      for( uint32_t k = 1; k < 10; ++k ) route.communities.push_back( 0xf000'0000u + 10 * i + k );
+      route.communities.push_back( i );
+      return route;
+   }
+   static bool matches( const Agent::CommunityListLine & line, const TableRoute & route ) {
+      return std::ranges::all_of( line.communities,
+                                  [ & ]( Agent::Community c ) { return std::ranges::count( route.communities, c ) != 0; } );
+   }
+};
+struct Paths {
+   using List = Agent::AsPathList;
+   static constexpr const char * kWhat = "an AS path list";
+   static constexpr auto kOption = Agent::MatchOption::matchAsPath;
+   static constexpr auto kLists = &PolicyText::asPathLists;
+   static constexpr auto kEdits = &Agent::TextEdit::asPathLists;
+   static Agent::AsPathListLine line( uint32_t i ) { return { Agent::MatchPermit::permit, '_' + std::to_string( i ) + '_', {} }; }
+   /// A route with a path of five ASes, one of which is `i`.
+   static TableRoute route( uint32_t i ) {
+      TableRoute route;
+      route.asPath = "4200000001 4200000002 4200000003 " + std::to_string( i ) + " 4200000004";
+      return route;
+   }
+   static bool matches( const Agent::AsPathListLine & line, const TableRoute & route ) {
+      const std::string as = line.expression.substr( 1, line.expression.size() - 2 );
+      return ( ' ' + route.asPath + ' ' ).find( ' ' + as + ' ' ) != std::string::npos;
+   }
+};
+
+template <class Kind>
+PolicyText listOf( size_t size ) {
+   PolicyText text;
+   auto & lines = ( text.*Kind::kLists )[ "LIST" ].lines;
+   for( uint32_t i = 1; i <= size; ++i ) lines.emplace( 5 * i, Kind::line( i ) );
+   return text;
+}
+
+/// The heap memory in use.
+size_t heapBytes() {
+   return mallinfo2().uordblks;
+}
+
+template <class Kind>
+void measureMemory( size_t size ) {
+   if( !wanted( std::string( Kind::kWhat ) + ", bytes" ) ) return;
+   const size_t none = heapBytes();
+   const PolicyText text = listOf<Kind>( size );
+   const size_t before = heapBytes();
+   const auto list = Quoin::makeNode<typename Kind::List>( "LIST", ( text.*Kind::kLists ).at( "LIST" ), Dialect::native );
+   const auto each = [ = ]( size_t bytes ) { return double( bytes ) / double( size ); };
+   printRow( std::string( Kind::kWhat ) + ", bytes a line", grouped( size ), "bytes", each( heapBytes() - before ), "its text",
+             each( before - none ) );
+}
+
+// Half of the routes match a line.
+template <class Kind>
+void measureMatch( size_t size, size_t asked ) {
+   const std::string question = std::string( Kind::kWhat ) + ", match";
+   if( !wanted( question ) ) return;
+   const PolicyText text = listOf<Kind>( size );
+   const auto & listText = ( text.*Kind::kLists ).at( "LIST" );
+   const auto list = Quoin::makeNode<typename Kind::List>( "LIST", listText, Dialect::native );
+   Random random( 70 );
+   std::vector<TableRoute> routes;
+   for( size_t i = 0; i < asked; ++i ) routes.push_back( Kind::route( uint32_t( 1 + random.below( 2 * size ) ) ) );
+   Group group;
+   const auto ours = group.way(
+      "list", asked, [ & ] { return overlapped( asked, [ & ]( size_t i ) -> size_t { return list->permits( routes[ i ] ); } ); } );
+   const auto walk = group.way( "a walk over the lines", asked, [ & ] {
+      return overlapped( asked, [ & ]( size_t i ) -> size_t {
+         return std::ranges::any_of( listText.lines, [ & ]( const auto & line ) { return Kind::matches( line.second, routes[ i ] ); } );
+      } );
+   } );
+   group.row( question, grouped( size ), ours, walk );
+   group.run();
+}
+
+/// A list under a route map. The action of a random line changes.
+template <class Kind>
+class EditedList {
+ public:
+   explicit EditedList( size_t size ) : size_( size ) {
+      PolicyText text = listOf<Kind>( size );
+      text.routeMaps[ "MAP" ].sequences[ 10 ].match[ Kind::kOption ].name = "LIST";
+      policy_.apply( std::move( text ) );
+   }
+   uint64_t change() {
+      for( size_t i = 0; i < kChanges; ++i ) {
+         const auto number = uint32_t( 5 * ( 1 + random_.below( size_ ) ) );
+         Agent::TextEdit edit;
+         auto & changed = ( edit.*Kind::kEdits )[ "LIST" ].lines[ number ];
+         changed.was = changed.is = ( policy_.text().*Kind::kLists ).at( "LIST" ).lines.at( number );
+         changed.is->action = changed.was->action == Agent::MatchPermit::permit ? Agent::MatchPermit::deny : Agent::MatchPermit::permit;
+         if( policy_.applyEdit( edit ).edits != 1 ) fail( "a line did not change" );
+      }
+      return kChanges;
+   }
+   static constexpr size_t kChanges = 2'000;
+
+ private:
+   const size_t size_;
+   LivePolicy policy_;
+   Random random_{ 1 };
+};
+
+template <class Kind>
+void measureListChanges() {
+   const std::string question = std::string( Kind::kWhat ) + ", one change, in force";
+   if( !wanted( question ) ) return;
+   Group group;
+   const auto way = [ & ]( size_t size ) {
+      return group.way( "a list of " + grouped( size ), EditedList<Kind>::kChanges,
+                        [ edited = std::make_shared<EditedList<Kind>>( size ) ] { return edited->change(); } );
+   };
+   const auto least = way( 100 );
+   for( const size_t size : { 10'000u, 100'000u } ) group.row( question, grouped( size ), way( size ), least );
+   group.run();
+}
+
+template <class Kind>
+void measureLists() {
+   measureMatch<Kind>( 10, 1'000 );
+   measureMatch<Kind>( 100'000, 100 );
+   measureMemory<Kind>( 100'000 );
+   measureListChanges<Kind>();
+}
+
 /// Only counts the routes.
 class Counting final : public Agent::TableHandler {
  public:
@@ -249,6 +392,8 @@ void measureAll() {
    measureFiles( "load: ", kFiles, loading );
    measureFiles( "applied: ", std::span( kFiles ).first( kTexts ), puttingIntoForce );
    measureOneChange();
+   measureLists<Communities>();
+   measureLists<Paths>();
    measureTable();
 }
 

@@ -1,6 +1,6 @@
 // How much memory does an entry of a compiled prefix list take, and a compiled sequence? The benchmark counts the heap memory of the list
 // after its builder is deleted, including the word that the allocator keeps in front of each block. The yardstick is an array of the same
-// entries. For sequences, it counts the memory and the blocks of the machines, and of the published status alone; the yardstick is their
+// entries. A tag set is counted as it is published. For sequences, it counts the memory and the blocks of the machines, and of the published status alone; the yardstick is their
 // configuration.
 // ROUTEPOLICY_BENCH_DATA names a routing table to measure in addition.
 
@@ -123,6 +123,17 @@ void measureEdited() {
              "array of bare entries", sizeof( BareIpv4 ) );
 }
 
+void measureTags( size_t size ) {
+   const std::string question = "a tag set, bytes a tag";
+   if( !wanted( question ) ) return;
+   Random random( 60 + size );
+   const size_t before = heapBytes;
+   const auto set = makeNode<Routing::RouteMap::TagSetStatus>( "set" );
+   while( set->tag().count() < size ) set->tagIs( Routing::RouteTag( random.bits() ) );
+   printRow( question, grouped( size ), "bytes", double( heapBytes - before ) / double( size ), "array of tags",
+             sizeof( Routing::RouteTag ) );
+}
+
 struct Heap {
    size_t bytes = heapBytes, blocks = heapBlocks;
 };
@@ -179,6 +190,7 @@ void measureAll() {
    measureSequences( "a list of its own", 1, 10'000, fillOwnList );
    measureAccessLists();
    measureEdited();
+   for( const size_t size : { 10u, 1'000u, 100'000u } ) measureTags( size );
    measureFamily( AddressFamily::ipv4, "IPv4" );
    measureFamily( AddressFamily::ipv6, "IPv6" );
 }

@@ -1,10 +1,10 @@
 /// @file agent/live/AsPathList.h
 #pragma once
 
+#include <cstdint>
 #include <string_view>
-#include <vector>
 
-#include "live/CompiledExpression.h"
+#include "live/ExpressionLines.h"
 #include "substrate/lists/ListStatus.h"
 #include "table/TableRoute.h"
 #include "text/PolicyText.h"
@@ -12,19 +12,23 @@
 namespace Agent {
 
 /// A compiled AS path list: the lowest line whose expression matches the text of the route's AS path decides; if none, the list denies.
-/// Threading: read-only.
+/// Threading: read-only once published.
 class AsPathList final : public Routing::RouteMap::AsPathListStatus {
  public:
    AsPathList( const Quoin::String & name, const AsPathListText & text, Dialect dialect );
+   /// The next generation, to be edited. Its lines are those of `from`, and share the memory.
+   AsPathList( const Quoin::String & name, const AsPathList & from ) : AsPathListStatus( name ), lines_( from.lines_ ) {}
+
    bool permits( const TableRoute & route ) const { return permits( route.asPath ); }
-   bool permits( std::string_view asPath ) const;
+   bool permits( std::string_view asPath ) const { return lines_.permits( asPath ); }
+
+   /// Adds a line; the number is free.
+   void lineIs( uint32_t number, const AsPathListLine & line ) { lines_.put( number, line.action, line.expression ); }
+   /// Removes this line.
+   void lineDel( uint32_t number, const AsPathListLine & line ) { lines_.erase( number, line.expression ); }
 
  private:
-   struct Line {
-      MatchPermit action;
-      CompiledExpression expression;
-   };
-   std::vector<Line> lines_;
+   ExpressionLines lines_;
 };
 
 }   // namespace Agent

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -32,14 +33,16 @@ void append( Text & text, const C & community, bool ) {
    text.append( communityText( community ) );
 }
 
+/// Whether a line that has `own`, a community of the route, matches the route. `others` are its other communities.
 template <class C>
-bool matchesStandard( std::span<const C> route, const std::vector<C> & line, ListComparison comparison ) {
+bool matchesStandard( std::span<const C> route, const C & own, const std::vector<C> & others, ListComparison comparison ) {
    const auto isIn = []( const auto & all ) {
       return [ & ]( const C & community ) { return std::ranges::find( all, community ) != std::ranges::end( all ); };
    };
-   if( line.empty() ) return true;
-   if( comparison == ListComparison::any ) return std::ranges::any_of( line, isIn( route ) );
-   return std::ranges::all_of( line, isIn( route ) ) && ( comparison == ListComparison::all || std::ranges::all_of( route, isIn( line ) ) );
+   if( comparison == ListComparison::any ) return true;
+   if( !std::ranges::all_of( others, isIn( route ) ) ) return false;
+   return comparison == ListComparison::all ||
+      std::ranges::all_of( route, [ & ]( const C & community ) { return community == own || isIn( others )( community ); } );
 }
 
 const std::vector<Community> & communitiesOf( const TableRoute & route, Community ) noexcept {
@@ -56,12 +59,34 @@ const std::vector<ExtCommunity> & communitiesOf( const TableRoute & route, ExtCo
 
 template <class C>
 CommunityListOf<C>::CommunityListOf( const Quoin::String & name, const CommunityListTextOf<C> & text, Dialect dialect )
-      : CommListStatus( name ), expanded_( text.expanded ), hasNames_( dialect == Dialect::frr ) {
-   lines_.reserve( text.lines.size() );
-   for( const auto & [ number, line ] : text.lines ) {
-      lines_.push_back( { line.action, line.communities, std::nullopt } );
-      if( expanded_ ) lines_.back().expression.emplace( line.expression, dialect );
+      : CommListStatus( name ), expanded_( text.expanded ), hasNames_( dialect == Dialect::frr ), expressions_( dialect ) {
+   for( const auto & [ number, line ] : text.lines ) lineIs( number, line );
+}
+
+template <class C>
+CommunityListOf<C>::CommunityListOf( const Quoin::String & name, const CommunityListOf & from )
+      : CommListStatus( name ),
+        expanded_( from.expanded_ ),
+        hasNames_( from.hasNames_ ),
+        standard_( from.standard_ ),
+        expressions_( from.expressions_ ) {}
+
+template <class C>
+void CommunityListOf<C>::lineIs( uint32_t number, const CommunityListLineOf<C> & line ) {
+   if( expanded_ ) return expressions_.put( number, line.action, line.expression );
+   if( line.communities.empty() ) return standard_.putOther( number, { line.action } );
+   for( const C & community : line.communities ) {
+      std::vector<C> others;
+      std::ranges::remove_copy( line.communities, std::back_inserter( others ), community );
+      standard_.put( community, number, { line.action, std::move( others ) } );
    }
+}
+
+template <class C>
+void CommunityListOf<C>::lineDel( uint32_t number, const CommunityListLineOf<C> & line ) {
+   if( expanded_ ) return expressions_.erase( number, line.expression );
+   if( line.communities.empty() ) return standard_.eraseOther( number );
+   for( const C & community : line.communities ) standard_.erase( community, number );
 }
 
 template <class C>
@@ -71,16 +96,24 @@ bool CommunityListOf<C>::permits( const TableRoute & route, ListComparison compa
 
 template <class C>
 bool CommunityListOf<C>::permits( std::span<const C> communities, ListComparison comparison ) const {
+   if( !expanded_ ) return permitsStandard( communities, comparison );
    Text text;
-   if( expanded_ )
-      for( const C & community : communities ) {
-         if( text.size() != 0 ) text.push_back( ' ' );
-         append( text, community, hasNames_ );
-      }
-   const auto line = std::ranges::find_if( lines_, [ & ]( const Line & l ) {
-      return expanded_ ? l.expression->matches( { text.data(), text.size() } ) : matchesStandard( communities, l.communities, comparison );
-   } );
-   return line != lines_.end() && line->action == MatchPermit::permit;
+   for( const C & community : communities ) {
+      if( text.size() != 0 ) text.push_back( ' ' );
+      append( text, community, hasNames_ );
+   }
+   return expressions_.permits( { text.data(), text.size() } );
+}
+
+template <class C>
+bool CommunityListOf<C>::permitsStandard( std::span<const C> communities, ListComparison comparison ) const {
+   LowestLine lowest;
+   lowest.seek( standard_.others(), []( const OpenLine & ) { return true; } );
+   for( const C & community : communities )
+      if( const auto * const lines = standard_.find( community ) )
+         lowest.seek( *lines,
+                      [ & ]( const StandardLine & line ) { return matchesStandard( communities, community, line.others, comparison ); } );
+   return lowest.permits();
 }
 
 template class CommunityListOf<Community>;

@@ -1,11 +1,12 @@
 /// @file agent/live/CommunityList.h
 #pragma once
 
-#include <optional>
+#include <cstdint>
 #include <span>
 #include <vector>
 
-#include "live/CompiledExpression.h"
+#include "live/ExpressionLines.h"
+#include "live/IndexedLines.h"
 #include "substrate/lists/ListStatus.h"
 #include "table/TableRoute.h"
 #include "text/Dialect.h"
@@ -17,26 +18,43 @@ namespace Agent {
 /// matches a route that has all its communities, or exactly these, or any of them; a line without communities matches every route. An
 /// expanded line matches if its expression matches the communities of the route, as "64500:1 64500:2"; in the dialect of FRR, well-known
 /// communities have their names there.
-/// Threading: read-only.
+/// A standard line is looked up for each community of the route.
+/// Threading: read-only once published.
 template <class C>
 class CommunityListOf final : public Routing::RouteMap::CommListStatus {
  public:
    CommunityListOf( const Quoin::String & name, const CommunityListTextOf<C> & text, Dialect dialect );
+   /// The next generation, to be edited. Its lines are those of `from`, and share the memory.
+   CommunityListOf( const Quoin::String & name, const CommunityListOf & from );
+
    bool permits( const TableRoute & route, ListComparison comparison = ListComparison::all ) const;
    /// Whether a set clause that names the list deletes the community.
    bool deletes( const C & community ) const { return permits( { &community, 1 }, ListComparison::any ); }
 
+   /// Adds a line; the number is free.
+   void lineIs( uint32_t number, const CommunityListLineOf<C> & line );
+   /// Removes this line.
+   void lineDel( uint32_t number, const CommunityListLineOf<C> & line );
+
  private:
-   struct Line {
+   // Under one of its communities.
+   struct StandardLine {
       MatchPermit action;
-      std::vector<C> communities;
-      std::optional<CompiledExpression> expression;
+      std::vector<C> others;   // the other ones
+      friend bool operator==( const StandardLine &, const StandardLine & ) = default;
+   };
+   // It matches all routes.
+   struct OpenLine {
+      MatchPermit action;
+      friend bool operator==( const OpenLine &, const OpenLine & ) = default;
    };
    bool permits( std::span<const C> communities, ListComparison comparison ) const;
+   bool permitsStandard( std::span<const C> communities, ListComparison comparison ) const;
 
    bool expanded_;
    bool hasNames_;   // in the text that expressions match
-   std::vector<Line> lines_;
+   IndexedLines<C, StandardLine, OpenLine> standard_;
+   ExpressionLines expressions_;
 };
 
 using CommunityList = CommunityListOf<Community>;

@@ -13,8 +13,6 @@ CompiledExpression::CompiledExpression( std::string_view expression, Dialect dia
       re2_ = compileExpression( expression, dialect );
    } catch( const std::invalid_argument & ) {}
 }
-CompiledExpression::CompiledExpression( CompiledExpression && ) noexcept = default;
-CompiledExpression::~CompiledExpression() = default;
 
 bool CompiledExpression::matches( std::string_view text ) const {
    return re2_ && re2_->ok() && re2::RE2::PartialMatch( re2::StringPiece( text.data(), text.size() ), *re2_ );

@@ -1,5 +1,8 @@
 #include "live/ListsInForce.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "live/AccessList.h"
 #include "live/AsPathList.h"
 #include "live/CommunityList.h"
@@ -75,20 +78,39 @@ size_t editPrefixList( PrefixListProducer & list, const PrefixListText & was, co
    return edits;
 }
 
-size_t editPrefixLists( std::map<std::string, PrefixListProducer> & producers, const PolicyText::ByName<PrefixListEdit> & edits ) {
+// A line of a list before and after an edit; one of them may be null.
+template <class Line>
+struct LineChange {
+   uint32_t number;
+   const Line * was;
+   const Line * is;
+};
+template <class Line>
+using LineChanges = std::vector<LineChange<Line>>;
+
+template <class Line>
+LineChanges<Line> changesOf( const ListEdit<Line> & edit ) {
+   LineChanges<Line> changes;
+   for( const auto & [ number, change ] : edit.lines )
+      if( change.was != change.is ) changes.push_back( { number, change.was ? &*change.was : nullptr, change.is ? &*change.is : nullptr } );
+   return changes;
+}
+
+/// Calls `publish( producer, changes )` for each list with changes. Returns their sum.
+template <class Producers, class Line, class Publish>
+size_t applyEdits( Producers & producers, const PolicyText::ByName<ListEdit<Line>> & edits, Publish publish ) {
    size_t count = 0;
    for( const auto & [ name, edit ] : edits ) {
-      PrefixListProducer & list = producers.at( name );
-      size_t ofList = 0;
-      for( const auto & [ seqno, change ] : edit.lines ) {
-         if( change.was == change.is ) continue;
-         ++ofList;
-         editLine( list, seqno, change.was ? &*change.was : nullptr, change.is ? &*change.is : nullptr );
-      }
-      if( ofList != 0 ) list.publish();
-      count += ofList;
+      const auto changes = changesOf( edit );
+      if( !changes.empty() ) publish( producers.at( name ), changes );
+      count += changes.size();
    }
    return count;
+}
+
+void publishPrefixList( PrefixListProducer & list, const LineChanges<PrefixListLine> & changes ) {
+   for( const auto & change : changes ) editLine( list, change.number, change.was, change.is );
+   list.publish();
 }
 
 size_t editTagSet( TagSetProducer & set, const TagSetText & was, const TagSetText & is ) {
@@ -105,15 +127,49 @@ size_t differentLines( const Text & was, const Text & is ) {
    return forEachDifference( was.lines, is.lines, []( const auto &... ) {} );
 }
 
-/// Edits a list that is published whole: a new `List` is created from its name, its text and `args`.
-template <class List, class... Args>
-auto editWholeList( Args... args ) {
-   return [ args... ]( auto & list, const auto & was, const auto & is ) {
-      size_t edits = differentLines( was, is );
-      if constexpr( requires { is.expanded; } )
-         if( edits == 0 && was.expanded != is.expanded ) edits = 1;
-      if( edits != 0 ) list.publish( [ & ] { return makeNode<List>( list.symbol()->name(), is, args... ); } );
-      return edits;
+size_t editAccessList( auto & list, const AccessListText & was, const AccessListText & is ) {
+   const size_t edits = differentLines( was, is );
+   if( edits != 0 ) list.publish( [ & ] { return makeNode<AccessList>( list.symbol()->name(), is ); } );
+   return edits;
+}
+
+/// Publishes the next generation of a `List`, which shares the other lines.
+template <class List>
+constexpr auto publishChanges = []( auto & list, const auto & changes ) {
+   list.publish( [ & ] {
+      const auto & symbol = *list.symbol();
+      auto next = makeNode<List>( symbol.name(), static_cast<const List &>( *symbol.status() ) );
+      for( const auto & change : changes ) {
+         if( change.was ) next->lineDel( change.number, *change.was );
+         if( change.is ) next->lineIs( change.number, *change.is );
+      }
+      return next;
+   } );
+};
+
+template <class Text>
+bool areOfOneKind( const Text & a, const Text & b ) {
+   if constexpr( requires { a.expanded; } )
+      return a.expanded == b.expanded;
+   else
+      return true;
+}
+
+/// Edits a `List` of which an edit changes some lines only.
+template <class List>
+auto editLines( Dialect dialect ) {
+   return [ dialect ]<class Text>( auto & list, const Text & was, const Text & is ) {
+      using Line = typename decltype( was.lines )::mapped_type;
+      LineChanges<Line> changes;
+      forEachDifference( was.lines, is.lines, [ & ]( uint32_t number, const Line * old, const Line * line ) {
+         changes.push_back( { number, old, line } );
+      } );
+      const bool sameKind = areOfOneKind( was, is );
+      if( was.lines.empty() || !sameKind )
+         list.publish( [ & ] { return makeNode<List>( list.symbol()->name(), is, dialect ); } );
+      else if( !changes.empty() )
+         publishChanges<List>( list, changes );
+      return sameKind ? changes.size() : std::max<size_t>( changes.size(), 1 );
    };
 }
 
@@ -162,10 +218,12 @@ size_t ListsInForce::applyAccessLists( const PolicyText & before, const PolicyTe
    if( dialect_ == Dialect::native )
       return editAccessLists( *ipv4Acls_->aclTypeIs( Acl::AclType::ipv4 ), before.ipv4AccessLists, after.ipv4AccessLists ) +
          editAccessLists( *ipv6Acls_, before.ipv6AccessLists, after.ipv6AccessLists );
-   return editProducers( ipv4AccessLists_, before.ipv4AccessLists, after.ipv4AccessLists, editWholeList<AccessList>(),
-                         root_->ipv4AclListTable() ) +
-      editProducers( ipv6AccessLists_, before.ipv6AccessLists, after.ipv6AccessLists, editWholeList<AccessList>(),
-                     root_->ipv6AclListTable() );
+   return editProducers(
+             ipv4AccessLists_, before.ipv4AccessLists, after.ipv4AccessLists,
+             []( auto & list, const auto & was, const auto & is ) { return editAccessList( list, was, is ); }, root_->ipv4AclListTable() ) +
+      editProducers(
+             ipv6AccessLists_, before.ipv6AccessLists, after.ipv6AccessLists,
+             []( auto & list, const auto & was, const auto & is ) { return editAccessList( list, was, is ); }, root_->ipv6AclListTable() );
 }
 
 size_t ListsInForce::apply( const PolicyText & before, const PolicyText & after ) {
@@ -176,17 +234,22 @@ size_t ListsInForce::apply( const PolicyText & before, const PolicyText & after 
       editProducers( ipv6PrefixLists_, before.ipv6PrefixLists, after.ipv6PrefixLists, editPrefixList, root.ipv6PrefixListTable(),
                      AddressFamily::ipv6 ) +
       editProducers( tagSets_, before.tagSets, after.tagSets, editTagSet, root.tagSetTable() ) +
-      editProducers( communityLists_, before.communityLists, after.communityLists, editWholeList<CommunityList>( dialect_ ),
+      editProducers( communityLists_, before.communityLists, after.communityLists, editLines<CommunityList>( dialect_ ),
                      root.commListTable() ) +
-      editProducers( largeCommunityLists_, before.largeCommunityLists, after.largeCommunityLists,
-                     editWholeList<LargeCommunityList>( dialect_ ), root.largeCommListTable() ) +
-      editProducers( extCommunityLists_, before.extCommunityLists, after.extCommunityLists, editWholeList<ExtCommunityList>( dialect_ ),
+      editProducers( largeCommunityLists_, before.largeCommunityLists, after.largeCommunityLists, editLines<LargeCommunityList>( dialect_ ),
+                     root.largeCommListTable() ) +
+      editProducers( extCommunityLists_, before.extCommunityLists, after.extCommunityLists, editLines<ExtCommunityList>( dialect_ ),
                      root.extCommListTable() ) +
-      editProducers( asPathLists_, before.asPathLists, after.asPathLists, editWholeList<AsPathList>( dialect_ ), root.asPathListTable() );
+      editProducers( asPathLists_, before.asPathLists, after.asPathLists, editLines<AsPathList>( dialect_ ), root.asPathListTable() );
 }
 
 size_t ListsInForce::apply( const TextEdit & edit ) {
-   return editPrefixLists( ipv4PrefixLists_, edit.ipv4PrefixLists ) + editPrefixLists( ipv6PrefixLists_, edit.ipv6PrefixLists );
+   return applyEdits( ipv4PrefixLists_, edit.ipv4PrefixLists, publishPrefixList ) +
+      applyEdits( ipv6PrefixLists_, edit.ipv6PrefixLists, publishPrefixList ) +
+      applyEdits( communityLists_, edit.communityLists, publishChanges<CommunityList> ) +
+      applyEdits( largeCommunityLists_, edit.largeCommunityLists, publishChanges<LargeCommunityList> ) +
+      applyEdits( extCommunityLists_, edit.extCommunityLists, publishChanges<ExtCommunityList> ) +
+      applyEdits( asPathLists_, edit.asPathLists, publishChanges<AsPathList> );
 }
 
 size_t ListsInForce::applySteps( const PolicyText::ByName<StepText> & before, const PolicyText::ByName<StepText> & after ) {

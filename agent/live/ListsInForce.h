@@ -34,13 +34,13 @@ class ListsInForce {
    size_t applyAccessLists( const PolicyText & before, const PolicyText & after );
    template <class Producer>
    using ByName = std::map<std::string, Producer>;
-   /// The producer of a list whose status is created again at each edit.
+   /// The producer of a list whose statuses the agent creates.
    template <class Status>
-   class WholeListProducer : public Routing::RouteMap::ListPublication<Status> {
+   class ListProducer : public Routing::RouteMap::ListPublication<Status> {
       using Base = Routing::RouteMap::ListPublication<Status>;
 
     public:
-      WholeListProducer( const Quoin::Ptr<Routing::RouteMap::SymbolDedupTable<typename Base::Symbol>> & table, const Quoin::String & name )
+      ListProducer( const Quoin::Ptr<Routing::RouteMap::SymbolDedupTable<typename Base::Symbol>> & table, const Quoin::String & name )
             : Base( table->symbol( name ) ) {}
    };
 
@@ -51,16 +51,16 @@ class ListsInForce {
    Quoin::Ptr<Routing::Policy::AclConfigSm> ipv4AclSm_;
    Quoin::Ptr<Routing::Policy::IpAclTypeConfigSm> ipv6AclSm_;
    // Of the dialect of FRR.
-   ByName<WholeListProducer<Routing::RouteMap::IpAccessListStatus>> ipv4AccessLists_;
-   ByName<WholeListProducer<Routing::RouteMap::IpAccessListStatus>> ipv6AccessLists_;
+   ByName<ListProducer<Routing::RouteMap::IpAccessListStatus>> ipv4AccessLists_;
+   ByName<ListProducer<Routing::RouteMap::IpAccessListStatus>> ipv6AccessLists_;
    ByName<Routing::RouteMap::PrefixListProducer> ipv4PrefixLists_;
    ByName<Routing::RouteMap::PrefixListProducer> ipv6PrefixLists_;
    ByName<Routing::RouteMap::TagSetProducer> tagSets_;
-   ByName<WholeListProducer<Routing::RouteMap::CommListStatus>> communityLists_;
-   ByName<WholeListProducer<Routing::RouteMap::CommListStatus>> largeCommunityLists_;
-   ByName<WholeListProducer<Routing::RouteMap::CommListStatus>> extCommunityLists_;
-   ByName<WholeListProducer<Routing::RouteMap::AsPathListStatus>> asPathLists_;
-   ByName<WholeListProducer<Step>> steps_;
+   ByName<ListProducer<Routing::RouteMap::CommListStatus>> communityLists_;
+   ByName<ListProducer<Routing::RouteMap::CommListStatus>> largeCommunityLists_;
+   ByName<ListProducer<Routing::RouteMap::CommListStatus>> extCommunityLists_;
+   ByName<ListProducer<Routing::RouteMap::AsPathListStatus>> asPathLists_;
+   ByName<ListProducer<Step>> steps_;
 };
 
 }   // namespace Agent

@@ -1,5 +1,6 @@
 #include "live/LivePolicy.h"
 
+#include <algorithm>
 #include <thread>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include "live/RouteMapsInForce.h"
 #include "substrate/quoin/Assert.h"
 #include "text/LineEdits.h"
+#include "text/SetForms.h"
 
 namespace Agent {
 
@@ -35,8 +37,7 @@ class LivePolicy::Impl {
       return publish( [ & ] {
          const size_t edits = lists_.apply( edit );
          Agent::apply( edit, text_ );
-         // Steps tell places; route maps have not changed in any other way.
-         return edits + ( dialect_ == Dialect::native || edit.moves.empty() ? 0 : applyRules() );
+         return edits + ( dialect_ == Dialect::frr && changesSteps( edit ) ? applyRules() : 0 );
       } );
    }
 
@@ -61,6 +62,16 @@ class LivePolicy::Impl {
       runClock();   // deletes the large lists that were released
       report.took = std::chrono::steady_clock::now() - start;
       return report;
+   }
+
+   // Steps tell places, and have copies of the lists that their set clauses name; route maps have not changed in any other way.
+   bool changesSteps( const TextEdit & edit ) const {
+      const bool mayBeCopied =
+         !( edit.communityLists.empty() && edit.largeCommunityLists.empty() && edit.extCommunityLists.empty() && edit.asPathLists.empty() );
+      return !edit.moves.empty() ||
+         ( mayBeCopied && std::ranges::any_of( rules_.steps, []( const auto & step ) {
+              return std::ranges::any_of( step.second.set, []( const SetClause & clause ) { return thingNamedBy( clause ).has_value(); } );
+           } ) );
    }
 
    size_t applyRules() {

@@ -277,6 +277,15 @@ std::string posixExpressionOf( std::string_view text ) {
    return PosixExpression( posix ).run();
 }
 
+std::optional<WordExpression> wordExpressionOf( std::string_view expression ) noexcept {
+   const auto isOf = []( char c, char anchor ) { return c == '_' || c == anchor; };
+   if( expression.size() < 2 || !isOf( expression.front(), '^' ) || !isOf( expression.back(), '$' ) ) return std::nullopt;
+   const WordExpression found{ expression.substr( 1, expression.size() - 2 ), expression.front() == '^', expression.back() == '$' };
+   if( found.word.empty() && !( found.begins && found.ends ) ) return std::nullopt;
+   const auto isPlain = []( char c ) { return c != '_' && ( isWordCharacter( static_cast<unsigned char>( c ) ) || c == ':' || c == '-' ); };
+   return std::ranges::all_of( found.word, isPlain ) ? std::optional( found ) : std::nullopt;
+}
+
 std::unique_ptr<const re2::RE2> compileExpression( std::string_view text, Dialect dialect ) {
    RE2::Options options( RE2::Quiet );
    if( dialect == Dialect::native ) return std::make_unique<const RE2>( expressionOf( text ), options );

@@ -2,7 +2,9 @@
 /// The regular expressions of community and AS path lists.
 #pragma once
 
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -24,5 +26,39 @@ std::string posixExpressionOf( std::string_view text );
 
 /// Compiles it. Errors: std::invalid_argument as above; others are those of RE2.
 std::unique_ptr<const re2::RE2> compileExpression( std::string_view text, Dialect dialect );
+
+/// An expression that asks for one word of a text: "_64500_", "^64500_", "_64500$", "^64500$" or "^$". Both dialects read these in the same
+/// way, except for what separates words.
+struct WordExpression {
+   std::string_view word;   // letters, digits, ":" and "-"
+   bool begins;             // the word begins the text
+   bool ends;               // it ends the text
+};
+/// Nothing for any other expression.
+std::optional<WordExpression> wordExpressionOf( std::string_view expression ) noexcept;
+
+/// Whether "_" matches the character.
+constexpr bool separatesWords( char c, Dialect dialect ) noexcept {
+   switch( c ) {
+      case ' ':
+      case ',':
+      case '{':
+      case '}':
+      case '(':
+      case ')': return true;
+      case '[':
+      case ']': return dialect == Dialect::native;
+      default: return false;
+   }
+}
+/// Calls `visit( word, begins, ends )` for each word of the text, and once for an empty text. A WordExpression matches the text if it asks for
+/// one of these.
+template <class Visit>
+void forEachWord( std::string_view text, Dialect dialect, Visit && visit ) {
+   for( size_t at = 0, end = 0; end <= text.size(); at = ++end ) {
+      while( end < text.size() && !separatesWords( text[ end ], dialect ) ) ++end;
+      if( end != at || text.empty() ) visit( text.substr( at, end - at ), at == 0, end == text.size() );
+   }
+}
 
 }   // namespace Agent

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -14,6 +15,9 @@ struct LargeCommunity {
    uint32_t globalAdministrator = 0;   // an AS
    uint32_t localData1 = 0;
    uint32_t localData2 = 0;
+   size_t hash() const noexcept {
+      return static_cast<size_t>( ( globalAdministrator * uint64_t( 0x9e3779b97f4a7c15 ) + localData1 ) * 0x9e3779b97f4a7c15 + localData2 );
+   }
    friend auto operator<=>( const LargeCommunity &, const LargeCommunity & ) = default;
 };
 

@@ -14,8 +14,9 @@ namespace Agent {
 
 namespace {
 
-using PrefixLists = PolicyText::ByName<PrefixListText>;
-using Edits = PolicyText::ByName<PrefixListEdit>;
+using Row = std::vector<uint32_t>;
+template <class Thing>
+using ByName = PolicyText::ByName<Thing>;
 
 constexpr size_t kMostChanged = size_t( 1 ) << 20;   // bytes of changed lines; beyond, the files are loaded
 
@@ -23,15 +24,48 @@ bool isBefore( const Place & a, const Place & b ) noexcept {
    return std::tie( a.file, a.line ) < std::tie( b.file, b.line );
 }
 
-// "ip prefix-list NAME seq ...", not indented.
+// Calls `f` with the lists of each kind whose lines may be edited, out of each of `parts`.
+template <class F, class... Parts>
+void forEachKind( F && f, Parts &... parts ) {
+   f( parts.ipv4PrefixLists... );
+   f( parts.ipv6PrefixLists... );
+   f( parts.communityLists... );
+   f( parts.largeCommunityLists... );
+   f( parts.extCommunityLists... );
+   f( parts.asPathLists... );
+}
+
+// The same up to the first `f` that returns false. Returns whether all returned true.
+template <class F, class... Parts>
+bool allOfKinds( F && f, Parts &... parts ) {
+   bool all = true;
+   forEachKind( [ & ]( auto &... lists ) { all = all && f( lists... ); }, parts... );
+   return all;
+}
+
+template <class Text>
+bool isExpanded( const Text & list ) {
+   if constexpr( requires { list.expanded; } )
+      return list.expanded;
+   else
+      return false;
+}
+
+// "ip prefix-list NAME seq ..." or that of another list, not indented.
 bool addsNumbered( std::string_view bytes ) {
    LineCursor line( bytes.substr( 0, bytes.find( '\n' ) ) );
-   if( line.indented() || ( !line.takeWords( "ip prefix-list" ) && !line.takeWords( "ipv6 prefix-list" ) ) ) return false;
+   const auto takesOne = [ & ]( auto... words ) { return ( line.takeWords( words ) || ... ); };
+   if( line.indented() ) return false;
+   if( takesOne( "bgp community-list", "bgp large-community-list", "bgp extcommunity-list", "ip community-list", "ip large-community-list",
+                 "ip extcommunity-list" ) )
+      takesOne( "standard", "expanded" );   // a number may tell the kind
+   else if( !takesOne( "ip prefix-list", "ipv6 prefix-list", "bgp as-path access-list", "ip as-path access-list" ) )
+      return false;
    line.take();
    return line.takeWords( "seq" );
 }
 
-// The prefix lists of these lines; nothing if a line does something else than to add one more numbered line to a prefix list.
+// The lists of these lines; nothing if a line does something else than to add one more numbered line to a list.
 std::optional<PolicyText> readNumbered( std::string_view lines, Dialect dialect ) {
    for( std::string_view rest = lines; !rest.empty(); rest.remove_prefix( std::min( rest.find( '\n' ), rest.size() - 1 ) + 1 ) )
       if( !addsNumbered( rest ) ) return std::nullopt;
@@ -40,30 +74,52 @@ std::optional<PolicyText> readNumbered( std::string_view lines, Dialect dialect 
    const PolicyText & text = loader.text();
    if( !loader.errors().empty() || !text.doubts.empty() ) return std::nullopt;
    size_t count = 0;
-   for( const auto * lists : { &text.ipv4PrefixLists, &text.ipv6PrefixLists } )
-      for( const auto & [ name, list ] : *lists ) {
-         if( !list.anyOrder.value ) return std::nullopt;
-         count += list.lines.size();
-      }
-   return count == countLines( lines ) ? std::optional( text ) : std::nullopt;
+   const bool areInAnyOrder = allOfKinds(
+      [ & ]( const auto & lists ) {
+         for( const auto & [ name, list ] : lists ) {
+            if( !list.anyOrder.value ) return false;
+            count += list.lines.size();
+         }
+         return true;
+      },
+      text );
+   return areInAnyOrder && count == countLines( lines ) ? std::optional( text ) : std::nullopt;
 }
 
-// Adds the lines of a hunk, whose first one is line `first` of the file. False: a line of this number is there already.
-bool addLines( const PrefixLists & lists, std::optional<PrefixListLine> PrefixListEdit::Change::*side, uint32_t file, uint32_t first,
-               Edits & edits ) {
-   for( const auto & [ name, list ] : lists )
+// Adds the lines of a hunk, whose first one is line `first` of the file. False: a line of this number is there already, or the kind of a
+// community list changes.
+template <class Text, class Line>
+bool addLines( const ByName<Text> & lists, std::optional<Line> ListEdit<Line>::Change::*side, uint32_t file, uint32_t first,
+               ByName<ListEdit<Line>> & edits ) {
+   for( const auto & [ name, list ] : lists ) {
+      auto & edit = edits[ name ];
+      if( edit.lines.empty() ) edit.expanded = isExpanded( list );
+      if( edit.expanded != isExpanded( list ) ) return false;
       for( const auto & [ number, line ] : list.lines ) {
-         auto & slot = edits[ name ].lines[ number ].*side;
+         auto & slot = edit.lines[ number ].*side;
          if( slot ) return false;
          slot = line;
          slot->place.file = file;
          slot->place.line += first - 1;
       }
+   }
    return true;
 }
 
+// Adds the lines of a hunk.
+bool addHunk( const PolicyText & before, const PolicyText & after, uint32_t file, const Hunk & hunk, TextEdit & edit ) {
+   return allOfKinds(
+      [ & ]<class Line>( const auto & was, const auto & is, ByName<ListEdit<Line>> & edits ) {
+         using Change = typename ListEdit<Line>::Change;
+         return addLines( was, &Change::was, file, hunk.lineBefore, edits ) && addLines( is, &Change::is, file, hunk.lineAfter, edits );
+      },
+      before, after, edit );
+}
+
 // Whether the list has all lines that were, and no other line of the new numbers; and lines in the end.
-bool fits( const PrefixListEdit & edit, const PrefixListText & list ) {
+template <class Line, class Text>
+bool fits( const ListEdit<Line> & edit, const Text & list ) {
+   if( edit.expanded != isExpanded( list ) ) return false;
    size_t size = list.lines.size();
    for( const auto & [ number, change ] : edit.lines ) {
       const auto at = list.lines.find( number );
@@ -74,7 +130,8 @@ bool fits( const PrefixListEdit & edit, const PrefixListText & list ) {
 }
 
 // The place of the list behind the edit: that of its first line or description. Nothing if the edit alone does not tell it.
-std::optional<Place> placeBehind( const PrefixListEdit & edit, const PrefixListText & list, const LineMoves & moves ) {
+template <class Line>
+std::optional<Place> placeBehind( const ListEdit<Line> & edit, const ListText<Line> & list, const LineMoves & moves ) {
    const Place * lowest = nullptr;
    bool isRemoved = false;
    for( const auto & [ number, change ] : edit.lines ) {
@@ -88,22 +145,85 @@ std::optional<Place> placeBehind( const PrefixListEdit & edit, const PrefixListT
    return isFirst && list.description.empty() ? std::optional( *lowest ) : std::nullopt;
 }
 
-uint32_t contentOf( const PrefixListLine & line ) {
+template <class Line>
+uint32_t contentOf( const Line & line ) {
    return static_cast<uint32_t>( hashOf( line ) );
 }
 
 // The contents of one side of the changed lines, ascending.
-std::vector<uint32_t> contentsOf( const PrefixListEdit & edit, std::optional<PrefixListLine> PrefixListEdit::Change::*side ) {
-   std::vector<uint32_t> contents;
+template <class Line>
+Row contentsOf( const ListEdit<Line> & edit, std::optional<Line> ListEdit<Line>::Change::*side ) {
+   Row contents;
    for( const auto & [ number, change ] : edit.lines )
       if( const auto & line = change.*side ) contents.push_back( contentOf( *line ) );
    std::ranges::sort( contents );
    return contents;
 }
+template <class Line>
+Row contentsBefore( const ListEdit<Line> & edit ) {
+   return contentsOf( edit, &ListEdit<Line>::Change::was );
+}
+template <class Line>
+Row contentsBehind( const ListEdit<Line> & edit ) {
+   return contentsOf( edit, &ListEdit<Line>::Change::is );
+}
 
-void apply( const Edits & edits, PrefixLists & lists ) {
+template <class Text>
+ByName<Row> contentsOf( const ByName<Text> & lists ) {
+   ByName<Row> contents;
+   for( const auto & [ name, list ] : lists ) {
+      if( !list.anyOrder.value ) continue;
+      auto & hashes = contents[ name ];
+      hashes.reserve( list.lines.size() );
+      for( const auto & line : list.lines ) hashes.push_back( contentOf( line.second ) );
+      std::ranges::sort( hashes );
+   }
+   return contents;
+}
+
+// Whether each line of the list has a content of its own behind the edit.
+template <class Line>
+bool areNew( const ListEdit<Line> & edit, const Row & contents ) {
+   const auto was = contentsBefore( edit ), is = contentsBehind( edit );
+   if( std::ranges::adjacent_find( is ) != is.end() ) return false;
+   const auto countIn = []( const Row & row, uint32_t content ) {
+      const auto [ first, last ] = std::equal_range( row.begin(), row.end(), content );
+      return last - first;
+   };
+   return std::ranges::all_of( is, [ & ]( uint32_t content ) { return countIn( contents, content ) == countIn( was, content ); } );
+}
+
+template <class Line>
+void replace( const ByName<ListEdit<Line>> & edits, ByName<Row> & contents ) {
    for( const auto & [ name, edit ] : edits ) {
-      PrefixListText & list = lists.at( name );
+      auto & all = contents.at( name );
+      const auto was = contentsBefore( edit ), is = contentsBehind( edit );
+      Row kept, next;
+      std::ranges::set_difference( all, was, std::back_inserter( kept ) );
+      std::ranges::merge( kept, is, std::back_inserter( next ) );
+      all = std::move( next );
+   }
+}
+
+// Finds the places of the lists behind the edits. False: an edit does not fit its list, or needs the other lines to be read. `contents`: null
+// if lists may have a content twice.
+template <class Text, class Line>
+bool complete( const ByName<Text> & lists, const ByName<Row> * contents, const LineMoves & moves, ByName<ListEdit<Line>> & edits ) {
+   for( auto & [ name, edit ] : edits ) {
+      const auto list = lists.find( name );
+      if( list == lists.end() || !fits( edit, list->second ) ) return false;
+      if( contents && !areNew( edit, contents->at( name ) ) ) return false;
+      const auto place = placeBehind<Line>( edit, list->second, moves );
+      if( !place ) return false;
+      edit.place = *place;
+   }
+   return true;
+}
+
+template <class Line, class Text>
+void applyTo( ByName<Text> & lists, const ByName<ListEdit<Line>> & edits ) {
+   for( const auto & [ name, edit ] : edits ) {
+      Text & list = lists.at( name );
       for( const auto & [ number, change ] : edit.lines )
          if( change.is )
             list.lines.insert_or_assign( number, *change.is );
@@ -132,8 +252,7 @@ void apply( const TextEdit & edit, PolicyText & text ) {
       forEachPlace( text, [ & ]( Place & place ) {
          if( place.line != 0 ) place = edit.moves( place );
       } );
-   apply( edit.ipv4PrefixLists, text.ipv4PrefixLists );
-   apply( edit.ipv6PrefixLists, text.ipv6PrefixLists );
+   forEachKind( []( auto & lists, const auto & edits ) { applyTo( lists, edits ); }, text, edit );
    text.lines = static_cast<uint64_t>( static_cast<int64_t>( text.lines ) + edit.lines );
 }
 
@@ -141,21 +260,8 @@ LineEdits::LineEdits( const PolicyText & text, std::vector<SourceFile> files ) :
    std::set<std::string_view> names;
    for( const auto & file : files_ ) names.insert( file.name );
    areDistinct_ = names.size() == files_.size() && std::ranges::equal( files_, text.files, {}, &SourceFile::name );
-   if( dialect_ != Dialect::frr ) return;
-   ipv4Contents_ = contentsOf( text.ipv4PrefixLists );
-   ipv6Contents_ = contentsOf( text.ipv6PrefixLists );
-}
-
-LineEdits::Contents LineEdits::contentsOf( const PrefixLists & lists ) {
-   Contents contents;
-   for( const auto & [ name, list ] : lists ) {
-      if( !list.anyOrder.value ) continue;
-      auto & hashes = contents[ name ];
-      hashes.reserve( list.lines.size() );
-      for( const auto & line : list.lines ) hashes.push_back( contentOf( line.second ) );
-      std::ranges::sort( hashes );
-   }
-   return contents;
+   if( dialect_ == Dialect::frr )
+      forEachKind( []( const auto & lists, auto & contents ) { contents = contentsOf( lists ); }, text, contents_ );
 }
 
 std::optional<TextEdit> LineEdits::editTo( const PolicyText & text, const std::vector<SourceFile> & next ) const {
@@ -168,8 +274,10 @@ std::optional<TextEdit> LineEdits::editTo( const PolicyText & text, const std::v
       return doubt.kind == Doubt::Kind::replaced || doubt.kind == Doubt::Kind::conflict || doubt.kind == Doubt::Kind::refused;
    };
    if( !edit.moves.empty() && std::ranges::any_of( text.doubts, tellsLines ) ) return std::nullopt;
-   const bool isComplete = complete( text.ipv4PrefixLists, ipv4Contents_, edit.moves, edit.ipv4PrefixLists ) &&
-      complete( text.ipv6PrefixLists, ipv6Contents_, edit.moves, edit.ipv6PrefixLists );
+   const bool isComplete =
+      allOfKinds( [ & ]( const auto & lists, const auto & contents,
+                         auto & edits ) { return complete( lists, dialect_ == Dialect::frr ? &contents : nullptr, edit.moves, edits ); },
+                  text, contents_, edit );
    return isComplete ? std::optional( std::move( edit ) ) : std::nullopt;
 }
 
@@ -188,13 +296,7 @@ bool LineEdits::addFile( const PolicyText & text, uint32_t file, std::string_vie
          if( above.empty() || !readNumbered( above, text.dialect ) ) return false;
       }
       const auto before = readNumbered( hunk.before, text.dialect ), after = readNumbered( hunk.after, text.dialect );
-      using Change = PrefixListEdit::Change;
-      const bool isAdded = before && after &&
-         addLines( before->ipv4PrefixLists, &Change::was, file, hunk.lineBefore, edit.ipv4PrefixLists ) &&
-         addLines( before->ipv6PrefixLists, &Change::was, file, hunk.lineBefore, edit.ipv6PrefixLists ) &&
-         addLines( after->ipv4PrefixLists, &Change::is, file, hunk.lineAfter, edit.ipv4PrefixLists ) &&
-         addLines( after->ipv6PrefixLists, &Change::is, file, hunk.lineAfter, edit.ipv6PrefixLists );
-      if( !isAdded ) return false;
+      if( !before || !after || !addHunk( *before, *after, file, hunk, edit ) ) return false;
       const int64_t by = int64_t( countLines( hunk.after ) ) - countLines( hunk.before );
       if( by != 0 ) edit.moves.add( file, hunk.lineBefore + countLines( hunk.before ), moved += by );
    }
@@ -202,46 +304,9 @@ bool LineEdits::addFile( const PolicyText & text, uint32_t file, std::string_vie
    return true;
 }
 
-// False: an edit does not fit its list, or needs the other lines to be read.
-bool LineEdits::complete( const PrefixLists & lists, const Contents & contents, const LineMoves & moves, Edits & edits ) const {
-   for( auto & [ name, edit ] : edits ) {
-      const auto list = lists.find( name );
-      if( list == lists.end() || !fits( edit, list->second ) ) return false;
-      if( dialect_ == Dialect::frr && !areNew( edit, contents.at( name ) ) ) return false;
-      const auto place = placeBehind( edit, list->second, moves );
-      if( !place ) return false;
-      edit.place = *place;
-   }
-   return true;
-}
-
-// Whether each line of the list has a content of its own behind the edit.
-bool LineEdits::areNew( const PrefixListEdit & edit, const std::vector<uint32_t> & contents ) {
-   const auto was = Agent::contentsOf( edit, &PrefixListEdit::Change::was ), is = Agent::contentsOf( edit, &PrefixListEdit::Change::is );
-   if( std::ranges::adjacent_find( is ) != is.end() ) return false;
-   const auto countIn = []( const std::vector<uint32_t> & row, uint32_t content ) {
-      const auto [ first, last ] = std::equal_range( row.begin(), row.end(), content );
-      return last - first;
-   };
-   return std::ranges::all_of( is, [ & ]( uint32_t content ) { return countIn( contents, content ) == countIn( was, content ); } );
-}
-
 void LineEdits::filesAre( const TextEdit & edit, std::vector<SourceFile> next ) {
    files_ = std::move( next );
-   if( dialect_ != Dialect::frr ) return;
-   replace( edit.ipv4PrefixLists, ipv4Contents_ );
-   replace( edit.ipv6PrefixLists, ipv6Contents_ );
-}
-
-void LineEdits::replace( const Edits & edits, Contents & contents ) {
-   for( const auto & [ name, edit ] : edits ) {
-      auto & all = contents.at( name );
-      const auto was = Agent::contentsOf( edit, &PrefixListEdit::Change::was ), is = Agent::contentsOf( edit, &PrefixListEdit::Change::is );
-      std::vector<uint32_t> kept, next;
-      std::ranges::set_difference( all, was, std::back_inserter( kept ) );
-      std::ranges::merge( kept, is, std::back_inserter( next ) );
-      all = std::move( next );
-   }
+   if( dialect_ == Dialect::frr ) forEachKind( []( const auto & edits, auto & contents ) { replace( edits, contents ); }, edit, contents_ );
 }
 
 }   // namespace Agent

@@ -5,8 +5,8 @@
 ///    ip prefix-list BIG seq 15 permit 10.2.0.0/16        becomes     ip prefix-list BIG seq 15 permit 10.9.0.0/16
 ///    ip prefix-list BIG seq 20 permit 10.3.0.0/16                    ip prefix-list BIG seq 20 permit 10.3.0.0/16
 ///
-/// is the edit of line 15 of BIG. All changed lines, of before and of after, must add a numbered line to a prefix list that keeps its lines
-/// in any order (AnyOrder). Such a line ends any stanza and any sequence above. So if such a line stands above the changed ones as well, or
+/// is the edit of line 15 of BIG. All changed lines, of before and of after, must add a numbered line to a prefix list, a community list or
+/// an AS path list that keeps its lines in any order (AnyOrder). Such a line ends any stanza and any sequence above. So if such a line stands above the changed ones as well, or
 /// in place of the first of them, no other line of the files can mean something else than before.
 #pragma once
 
@@ -40,20 +40,29 @@ class LineMoves {
    std::vector<Move> moves_;
 };
 
-/// The changed lines of one prefix list; the list has lines before and after.
-struct PrefixListEdit {
+/// The changed lines of one list; the list has lines before and after.
+template <class Line>
+struct ListEdit {
    struct Change {
-      std::optional<PrefixListLine> was;   // nothing: added
-      std::optional<PrefixListLine> is;    // nothing: removed. An equal line has another place only
+      std::optional<Line> was;   // nothing: added
+      std::optional<Line> is;    // nothing: removed. An equal line has another place only
    };
    std::map<uint32_t, Change> lines;   // by number
+   bool expanded = false;              // of a community list, which keeps its kind
    Place place;                        // of the list
 };
 
 /// The difference of two texts.
 struct TextEdit {
-   PolicyText::ByName<PrefixListEdit> ipv4PrefixLists;
-   PolicyText::ByName<PrefixListEdit> ipv6PrefixLists;
+   template <class Line>
+   using ByName = PolicyText::ByName<ListEdit<Line>>;
+   // Named as in PolicyText.
+   ByName<PrefixListLine> ipv4PrefixLists;
+   ByName<PrefixListLine> ipv6PrefixLists;
+   ByName<CommunityListLine> communityLists;
+   ByName<LargeCommunityListLine> largeCommunityLists;
+   ByName<ExtCommunityListLine> extCommunityLists;
+   ByName<AsPathListLine> asPathLists;
    LineMoves moves;
    int64_t lines = 0;   // added
 };
@@ -73,20 +82,17 @@ class LineEdits {
    void filesAre( const TextEdit & edit, std::vector<SourceFile> next );
 
  private:
-   using Contents = PolicyText::ByName<std::vector<uint32_t>>;   // hashes of the lines of each list, ascending
-   static Contents contentsOf( const PolicyText::ByName<PrefixListText> & lists );
-   static bool areNew( const PrefixListEdit & edit, const std::vector<uint32_t> & contents );
-   static void replace( const PolicyText::ByName<PrefixListEdit> & edits, Contents & contents );
+   // Hashes of the lines of each list, ascending.
+   using Row = std::vector<uint32_t>;
+   struct Contents {
+      PolicyText::ByName<Row> ipv4PrefixLists, ipv6PrefixLists, communityLists, largeCommunityLists, extCommunityLists, asPathLists;
+   };
    bool addFile( const PolicyText & text, uint32_t file, std::string_view next, TextEdit & edit ) const;
-   bool complete( const PolicyText::ByName<PrefixListText> & lists, const Contents & contents, const LineMoves & moves,
-                  PolicyText::ByName<PrefixListEdit> & edits ) const;
 
    Dialect dialect_;
    std::vector<SourceFile> files_;
-   bool areDistinct_;   // each file is one of the text
-   // In the dialect of FRR, which refuses a second line of the same content.
-   Contents ipv4Contents_;
-   Contents ipv6Contents_;
+   bool areDistinct_;    // each file is one of the text
+   Contents contents_;   // in the dialect of FRR, which refuses a second line of the same content
 };
 
 }   // namespace Agent

@@ -6,6 +6,8 @@ TagSetStatus::TagSetStatus( const Quoin::String & name, std::initializer_list<Ro
    for( RouteTag tag : tags ) tag_.put( tag );
 }
 
+TagSetStatus::TagSetStatus( const Quoin::String & name, const Tags & tags ) : name_( name ), tag_( tags ) {}
+
 TagSetStatus::~TagSetStatus() = default;
 
 }   // namespace Routing::RouteMap

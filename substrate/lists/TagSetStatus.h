@@ -6,7 +6,7 @@
 #include <initializer_list>
 
 #include "routepolicy_export.h"
-#include "substrate/plinth/HashMap2018.h"
+#include "substrate/plinth/HashTrie.h"
 #include "substrate/quoin/Node.h"
 #include "substrate/quoin/String.h"
 #include "substrate/routing/RouteTypes.h"
@@ -16,11 +16,15 @@ namespace Routing::RouteMap {
 /// A name and a set of tags.
 class ROUTEPOLICY_API TagSetStatus : public Quoin::Node {
  public:
+   /// A copy shares its memory.
+   using Tags = Plinth::SharedHashSet<RouteTag>;
+
    explicit TagSetStatus( const Quoin::String & name, std::initializer_list<RouteTag> tags = {} );
+   TagSetStatus( const Quoin::String & name, const Tags & tags );
    ~TagSetStatus() override;
 
    const Quoin::String & name() const noexcept { return name_; }
-   const Plinth::HashSet2018<RouteTag> & tag() const noexcept { return tag_; }
+   const Tags & tag() const noexcept { return tag_; }
    /// Adds a tag. Returns false if the set contains it already.
    bool tagIs( RouteTag tag ) { return tag_.put( tag ); }
    /// Removes a tag. Returns false if the set does not contain it.
@@ -28,7 +32,7 @@ class ROUTEPOLICY_API TagSetStatus : public Quoin::Node {
 
  private:
    Quoin::String name_;
-   Plinth::HashSet2018<RouteTag> tag_;
+   Tags tag_;
 };
 
 }   // namespace Routing::RouteMap

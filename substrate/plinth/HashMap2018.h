@@ -50,6 +50,7 @@ class RowTable {
    const M * cbegin() const noexcept { return begin(); }
    const M * cend() const noexcept { return end(); }
    const M * find( const K & key ) const { return begin() + indexOf( key ); }
+   bool contains( const K & key ) const { return find( key ) != end(); }
 
    /// Adds a member of `key`, built from the key and `value`, unless the key has a member.
    template <class... V>
@@ -86,7 +87,7 @@ class RowTable {
 template <class K, class IsEq, class Row, class Buckets>
 using TableOf = std::conditional_t<std::is_enum_v<K> && std::is_same_v<IsEq, std::equal_to<K>>, Row, Buckets>;
 
-/// The common part of the map and the set. `Table` is the standard container or a RowTable; the derived classes add look-up and insertion.
+/// The common part of the map and the set. `Table` is the standard container, a RowTable or a HashTrie; the derived classes add look-up and insertion.
 /// An empty collection is one null pointer: the machines of compile/ hold many collections, and most of these are empty most of the time.
 template <class K, class Table>
 class HashCollection {
@@ -107,7 +108,7 @@ class HashCollection {
    bool empty() const noexcept { return !table_; }
    /// Increases with every real change, and never otherwise.
    uint32_t version() const noexcept { return version_; }
-   bool contains( const K & key ) const { return table_ && table_->find( key ) != table_->end(); }
+   bool contains( const K & key ) const { return table_ && table_->contains( key ); }
 
    /// Removes the member under `key`. Returns false if the key has no member.
    bool erase( const K & key ) { return !extract( key ).empty(); }
@@ -246,8 +247,9 @@ class HashMap2018 : public HashCollection<K, TableOf<K, IsEq, RowTable<K, std::p
 };
 
 /// A set of keys. Threading: any number of readers, or one writer.
-template <class K, class Hash = KeyHash<K>, class IsEq = std::equal_to<K>>
-class HashSet2018 : public HashCollection<K, TableOf<K, IsEq, RowTable<K, K>, std::unordered_set<K, Hash, IsEq>>> {
+template <class K, class Hash = KeyHash<K>, class IsEq = std::equal_to<K>,
+          class Table = TableOf<K, IsEq, RowTable<K, K>, std::unordered_set<K, Hash, IsEq>>>
+class HashSet2018 : public HashCollection<K, Table> {
  public:
    using Key = K;
    /// Inserts the key. Returns false, and changes nothing, if the set contains it already.

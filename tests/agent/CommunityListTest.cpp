@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <type_traits>
+#include <vector>
+
 #include "tests/agent/LiveFixture.h"
+#include "tests/model/RandomCases.h"
 #include "tests/substrate/zeugma/AllocationCount.h"
 
 namespace Agent {
@@ -82,6 +87,109 @@ TEST( CommunityList, anExpandedLineReadsTheCommunitiesAsText ) {
       text.expanded = true;
       text.lines = { { 10, { kPermit, {}, row.expression, {} } } };
       EXPECT_EQ( permits( text, carrying( row.has ) ), row.permitted ) << row.expression;
+   }
+}
+
+// ---- against a walk over all lines
+
+template <class C>
+C someCommunity( Random & random ) {
+   const auto n = static_cast<uint32_t>( below( random, 12 ) );
+   if constexpr( std::is_same_v<C, LargeCommunity> )
+      return { n % 3, n / 3 % 2, n / 6 };
+   else
+      return C( n );
+}
+
+/// `most`: so many, or fewer.
+template <class C>
+std::vector<C> someCommunities( Random & random, uint64_t most ) {
+   std::vector<C> communities;
+   for( auto n = below( random, most + 1 ); n; --n ) communities.push_back( someCommunity<C>( random ) );
+   return communities;
+}
+
+template <class C>
+bool permitsInTurn( const CommunityListTextOf<C> & list, const std::vector<C> & route, ListComparison comparison ) {
+   const auto isIn = []( const auto & all ) { return [ & ]( const C & c ) { return std::ranges::count( all, c ) != 0; }; };
+   for( const auto & [ number, line ] : list.lines ) {
+      const bool hasAll = std::ranges::all_of( line.communities, isIn( route ) );
+      const bool matches = comparison == ListComparison::any ? std::ranges::any_of( line.communities, isIn( route ) )
+         : comparison == ListComparison::all                 ? hasAll
+                                                             : hasAll && std::ranges::all_of( route, isIn( line.communities ) );
+      if( line.communities.empty() || matches ) return line.action == kPermit;
+   }
+   return false;
+}
+
+std::vector<Community> & communitiesOf( TableRoute & route, Community ) {
+   return route.communities;
+}
+std::vector<LargeCommunity> & communitiesOf( TableRoute & route, LargeCommunity ) {
+   return route.largeCommunities;
+}
+std::vector<ExtCommunity> & communitiesOf( TableRoute & route, ExtCommunity ) {
+   return route.extCommunities;
+}
+
+template <class C>
+void editAtRandom( Random & random ) {
+   using List = CommunityListOf<C>;
+   struct Generation {
+      CommunityListTextOf<C> text;
+      Quoin::Ptr<const List> list;
+   };
+   std::vector<Generation> generations{ { {}, Quoin::makeNode<List>( "L", CommunityListTextOf<C>(), Dialect::native ) } };
+   for( int step = 0; step < 30; ++step ) {
+      Generation next = generations.back();
+      const auto list = Quoin::makeNode<List>( "L", *next.list );
+      for( auto edits = 1 + below( random, 3 ); edits; --edits ) {
+         const auto number = static_cast<uint32_t>( below( random, 10 ) );
+         if( const auto at = next.text.lines.find( number ); at != next.text.lines.end() ) {
+            list->lineDel( number, at->second );
+            next.text.lines.erase( at );
+         } else {
+            auto communities = someCommunities<C>( random, 3 );
+            std::ranges::sort( communities );
+            communities.erase( std::unique( communities.begin(), communities.end() ), communities.end() );
+            const CommunityListLineOf<C> line{ oneIn( random, 2 ) ? kPermit : kDeny, communities, {}, {} };
+            list->lineIs( number, line );
+            next.text.lines.emplace( number, line );
+         }
+      }
+      next.list = list;
+      generations.push_back( next );
+      if( generations.size() > 3 ) generations.erase( generations.begin() );
+      TableRoute route;
+      const auto & communities = communitiesOf( route, C() ) = someCommunities<C>( random, 5 );
+      for( const auto & generation : generations ) {
+         for( const auto comparison : { ListComparison::all, ListComparison::exact, ListComparison::any } )
+            ASSERT_EQ( generation.list->permits( route, comparison ), permitsInTurn( generation.text, communities, comparison ) );
+         const C one = someCommunity<C>( random );
+         ASSERT_EQ( generation.list->deletes( one ), permitsInTurn( generation.text, { one }, ListComparison::any ) );
+      }
+   }
+}
+
+TEST( CommunityListModel, eachGenerationAnswersLikeAWalkOverItsLines ) {
+   forRandomCases( 1, editAtRandom<Community> );
+   forRandomCases( 1, editAtRandom<LargeCommunity> );
+   forRandomCases( 1, editAtRandom<ExtCommunity> );
+}
+
+// An edit of a long list creates what stands beside the line, whatever the number of lines.
+TEST( CommunityList, aGenerationSharesTheOtherLines ) {
+   for( const uint32_t size : { 1000u, 20'000u } ) {
+      CommunityListText text;
+      for( uint32_t i = 0; i < size; ++i ) text.lines.emplace( i, CommunityListLine{ kPermit, { i }, {}, {} } );
+      const auto list = Quoin::makeNode<CommunityList>( "L", text, Dialect::native );
+      const auto before = allocationCount();
+      const auto next = Quoin::makeNode<CommunityList>( "L", *list );
+      next->lineDel( 5, text.lines.at( 5 ) );
+      EXPECT_LT( allocationCount() - before, 12u ) << size;
+      EXPECT_TRUE( list->deletes( 5 ) );
+      EXPECT_FALSE( next->deletes( 5 ) );
+      EXPECT_TRUE( next->deletes( size - 1 ) );
    }
 }
 

@@ -18,11 +18,12 @@ TEST( CompiledExpression, whatCannotBeCompiledMatchesNothing ) {
    EXPECT_FALSE( CompiledExpression( "(", Dialect::native ).matches( "(" ) );
 }
 
-TEST( CompiledExpression, movesWithWhatItHasCompiled ) {
-   CompiledExpression from( "^1$", Dialect::native );
-   const CompiledExpression to( std::move( from ) );
-   EXPECT_TRUE( to.matches( "1" ) );
-   EXPECT_FALSE( to.matches( "11" ) );
+TEST( CompiledExpression, copiesAreEqual ) {
+   const CompiledExpression one( "^1$", Dialect::native ), copy( one );
+   EXPECT_TRUE( copy.matches( "1" ) );
+   EXPECT_FALSE( copy.matches( "11" ) );
+   EXPECT_EQ( copy, one );
+   EXPECT_NE( CompiledExpression( "^1$", Dialect::native ), one );
 }
 
 }   // namespace

@@ -37,8 +37,15 @@ LineLoader loaded( const Files & files, Dialect dialect, bool lenient = false ) 
 /// Everything in a text, with all places, and what an operator sees of it.
 std::string dumpOf( PolicyText text ) {
    std::string dump = writeText( text );
-   for( const auto * lists : { &text.ipv4PrefixLists, &text.ipv6PrefixLists } )
-      for( const auto & [ name, list ] : *lists ) dump += fmt::format( "{} {} {}\n", name, list.description, list.anyOrder.value );
+   const auto add = [ & ]( const auto & lists ) {
+      for( const auto & [ name, list ] : lists ) dump += fmt::format( "{} {} {}\n", name, list.description, list.anyOrder.value );
+   };
+   add( text.ipv4PrefixLists );
+   add( text.ipv6PrefixLists );
+   add( text.communityLists );
+   add( text.largeCommunityLists );
+   add( text.extCommunityLists );
+   add( text.asPathLists );
    for( const auto & finding : findingsOf( text, References( text ) ) )
       dump += fmt::format( "{}: {}: {}\n", placeText( text, finding.place ), nameOf( finding.kind ), finding.text );
    for( const auto & [ vrf, router ] : text.routers )
@@ -94,14 +101,37 @@ class RandomFiles {
       if( !ipv4 ) return fmt::format( "2001:db8:{}::/{}", below( random_, 30 ), 48 + below( random_, 4 ) );
       return fmt::format( "10.{}.0.0/{}{}", below( random_, 60 ), 16 + below( random_, 2 ), oneIn( random_, 4 ) ? " le 24" : "" );
    }
+   std::string number() { return std::to_string( below( random_, 60 ) ); }
+   std::string word() { return anyWord( { "_", "^" } ) + number() + anyWord( { "_", "$", "" } ); }
+   struct Words {
+      std::string list;      // "ip prefix-list A"
+      std::string content;   // "10.0.0.0/8"
+   };
+   Words words() {
+      const bool isFrr = dialect_ == Dialect::frr;
+      switch( below( random_, isFrr ? 10 : 8 ) ) {
+         case 0:
+         case 1: return { "ipv6 prefix-list " + anyWord( { "A", "B" } ), prefix( false ) };
+         case 2: return { "bgp community-list standard " + anyWord( { "A", "C" } ), "1:" + number() + anyWord( { "", " 2:1" } ) };
+         case 3: return { "bgp community-list expanded E", word() };
+         case 4:
+            return { anyWord( { "bgp as-path access-list P", isFrr ? "ip as-path access-list P" : "bgp as-path access-list P" } ), word() };
+         case 8: return { "bgp large-community-list standard " + anyWord( { "A", "C" } ), "1:2:" + number() };
+         case 9:
+            return anyOf( random_,
+                          std::vector<Words>{ { "bgp extcommunity-list standard C", "rt 1:" + number() },
+                                              { "bgp community-list 7", "7:" + number() },
+                                              { "ip community-list standard C", "1:" + number() } } );
+         default: return { "ip prefix-list " + anyWord( { "A", "B" } ), prefix( true ) };
+      }
+   }
    // One in `oddOneIn` is not simple.
    std::string line( uint64_t oddOneIn ) {
-      const bool ipv4 = !oneIn( random_, 4 );
-      const std::string list = ( ipv4 ? "ip prefix-list " : "ipv6 prefix-list " ) + anyWord( { "A", "B" } );
+      const auto [ list, value ] = words();
       const std::string seq = fmt::format( " seq {}", 1 + below( random_, 400 ) );
-      const std::string content = anyWord( { " permit ", " deny " } ) + prefix( ipv4 );
+      const std::string content = anyWord( { " permit ", " deny " } ) + value;
       if( !oneIn( random_, oddOneIn ) ) return list + seq + content;
-      switch( below( random_, 20 ) ) {
+      switch( below( random_, 24 ) ) {
          case 0: return list + content;
          case 1: return "no " + list + anyWord( { "", seq, seq + content, content } );
          case 2: return list + " description " + anyWord( { "one", "two" } );
@@ -124,6 +154,10 @@ class RandomFiles {
          case 16: return anyWord( { "end", "exit", "configure terminal", "ip prefixlist A permit 10.0.0.0/8" } );
          case 17: return "access-list 1 permit 10.0.0.0 0.255.255.255";
          case 18: return anyWord( { "", list, list + seq, "\t" + list + seq + content + "\r", list + seq + content + " bogus" } );
+         case 19: return " match community " + anyWord( { "A", "C", "E" } );
+         case 20: return " match as-path P";
+         case 21: return dialect_ == Dialect::frr ? " set comm-list " + anyWord( { "A", "C", "E" } ) + " delete" : "";
+         case 22: return "bgp community-list expanded C" + seq + " permit 1:1";   // the kind of another list
          default: return list + seq + content + "\r";
       }
    }
@@ -141,12 +175,15 @@ void expectSameRouteMap( const std::string & name, const LivePolicy & a, const L
    for( uint32_t i = 0; i < 60; ++i ) {
       TableRoute route;
       route.prefix = Ferule::IpGenPrefix( fmt::format( "10.{}.0.0/{}", i, 16 + i % 3 ) );
+      route.communities = { 1 << 16 | i, 2 << 16 | 1 };
+      route.asPath = fmt::format( "{} {}", i, i / 2 );
       const auto answerOf = [ & ]( const RouteEvaluator & evaluator ) {
          RouteAnswer answer;
          try {
             evaluator.evaluate( route, answer );
          } catch( const Unanswered & e ) { return std::string( e.what() ); }
-         return fmt::format( "{} {}", answer.permitted, fmt::join( answer.sequences, " " ) );
+         return fmt::format( "{} {} {}", answer.permitted, fmt::join( answer.sequences, " " ),
+                             fmt::join( answer.result.route.communities, " " ) );
       };
       ASSERT_EQ( answerOf( evaluatorA ), answerOf( evaluatorB ) );
    }
@@ -240,6 +277,52 @@ TEST( LineEdits, simpleLinesAreAnEdit ) {
    };
    for( const auto & c : cases )
       for( const auto dialect : { Dialect::frr, Dialect::native } ) expectEdit( c, dialect );
+}
+
+TEST( LineEdits, linesOfCommunityAndAsPathListsAreAnEditToo ) {
+   const char * const kLists[][ 2 ] = { { "bgp community-list standard C", "1:" },
+                                        { "bgp community-list expanded C", "_1:" },
+                                        { "bgp as-path access-list C", "_65" },
+                                        { "bgp large-community-list standard C", "1:1:" },
+                                        { "bgp extcommunity-list standard C", "rt 1:" },
+                                        { "ip community-list 5", "1:" },
+                                        { "ip as-path access-list C", "^" } };
+   for( const auto & [ list, content ] : kLists ) {
+      const auto line = [ & ]( int number, int value ) { return fmt::format( "{} seq {} permit {}{}", list, number, content, value ); };
+      const EditCase edit{ list, { line( 5, 5 ), line( 7, 7 ), kMap }, { line( 5, 5 ), line( 7, 8 ), line( 9, 7 ), kMap } };
+      expectEdit( edit, Dialect::frr );
+      const EditCase twice{ list, { line( 5, 5 ), line( 7, 7 ) }, { line( 5, 5 ), line( 7, 5 ) }, false };
+      expectEdit( twice, Dialect::frr );
+      const EditCase unnumbered{ list, { line( 5, 5 ), k5 }, { line( 5, 5 ), fmt::format( "{} permit {}8", list, content ), k5 }, false };
+      expectEdit( unnumbered, Dialect::frr );
+   }
+}
+
+TEST( LineEdits, setClausesHaveTheEditedList ) {
+   constexpr char kList[] = "bgp community-list standard C seq 5 permit 1:5", kDeletes[] = " set comm-list C delete";
+   const Files before{ { "f", joined( { kList, kMap, kDeletes } ) } };
+   const Files after{ { "f", joined( { "bgp community-list standard C seq 5 permit 1:6", kMap, kDeletes } ) } };
+   LivePolicy policy( Dialect::frr );
+   policy.apply( loaded( before, Dialect::frr ).text() );
+   const auto edit = LineEdits( policy.text(), before ).editTo( policy.text(), after );
+   ASSERT_TRUE( edit );
+   policy.applyEdit( *edit );
+   TableRoute route;
+   route.communities = { 1 << 16 | 5, 1 << 16 | 6 };
+   RouteAnswer answer;
+   RouteEvaluator( policy.routeMap( "M" ), Dialect::frr ).evaluate( route, answer );
+   EXPECT_EQ( answer.result.route.communities, std::vector<Community>{ 1 << 16 | 5 } );
+}
+
+TEST( LineEdits, aListThatKeepsItsKindIsEdited ) {
+   constexpr char kStandard[] = "bgp community-list standard C seq 5 permit 1:5",
+                  kOther[] = "bgp community-list standard C seq 6 permit 1:6";
+   constexpr char kExpanded[] = "bgp community-list expanded C seq 6 permit 1:6";
+   for( const auto dialect : { Dialect::frr, Dialect::native } ) {
+      expectEdit( { "the only line", { k5, kOther }, { k5, kExpanded }, false }, dialect );
+      expectEdit( { "one of two", { kStandard, kOther }, { kStandard, kExpanded }, false }, dialect );
+      expectEdit( { "one more", { k5, kStandard }, { k5, kExpanded, kStandard }, false }, dialect );
+   }
 }
 
 TEST( LineEdits, otherLinesAreLoaded ) {

@@ -46,7 +46,7 @@ TEST_F( TagSetProducerTest, anEditThatChangesNothingBeginsNothing ) {
    EXPECT_FALSE( set->tagDel( 8 ) );
    EXPECT_FALSE( set->edited() );
    EXPECT_THAT( watcher.take(), IsEmpty() );
-   EXPECT_THAT( set->tags(), ElementsAre( 7 ) );
+   EXPECT_TRUE( set->tags().count() == 1 && set->tags().contains( 7 ) );
 }
 
 TEST_F( TagSetProducerTest, theNameIsUndefinedAgainWhenItGoes ) {
