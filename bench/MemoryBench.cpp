@@ -1,7 +1,7 @@
 // How much memory does an entry of a compiled prefix list take, and a compiled sequence? The benchmark counts the heap memory of the list
 // after its builder is deleted, including the word that the allocator keeps in front of each block. The yardstick is an array of the same
-// entries. A tag set is counted as it is published. For sequences, it counts the memory and the blocks of the machines, and of the published status alone; the yardstick is their
-// configuration.
+// entries. A tag set is counted as it is published. For sequences, it counts the memory and the blocks of the machines, and of the published
+// status alone; the yardstick is their configuration.
 // ROUTEPOLICY_BENCH_DATA names a routing table to measure in addition.
 
 #include <malloc.h>

@@ -20,15 +20,21 @@ constexpr uint32_t kComplete = IN_CLOSE_WRITE | IN_MOVED_TO;
 constexpr uint32_t kInProgress = IN_MODIFY | IN_CREATE | IN_DELETE | IN_MOVED_FROM;
 constexpr uint32_t kOfDirectory = IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 
+// The components that name something.
+std::deque<fs::path> namesOf( const fs::path & path ) {
+   std::deque<fs::path> names( path.begin(), path.end() );
+   std::erase_if( names, []( const fs::path & name ) { return name.empty() || name == "." || name == "/"; } );
+   return names;
+}
+
 // Calls `visit( directory, name )` for each name that leads to the file: its own, and those of the symbolic links on the way.
 template <class Visit>
 void forEachName( const fs::path & file, Visit && visit ) {
    fs::path directory = file.is_absolute() ? "/" : ".";
-   std::deque<fs::path> rest( file.begin(), file.end() );
+   std::deque<fs::path> rest = namesOf( file );
    for( int links = 0; !rest.empty() && links <= kMostLinks; ) {
       const fs::path name = rest.front();
       rest.pop_front();
-      if( name.empty() || name == "." || name == "/" ) continue;
       const fs::path path = directory / name;
       std::error_code fault;
       const fs::path target = fs::read_symlink( path, fault );
@@ -36,7 +42,8 @@ void forEachName( const fs::path & file, Visit && visit ) {
       if( isLink || rest.empty() ) visit( directory.string(), name.string() );
       if( isLink ) {
          ++links;
-         rest.insert( rest.begin(), target.begin(), target.end() );
+         const auto names = namesOf( target );
+         rest.insert( rest.begin(), names.begin(), names.end() );
       }
       if( !isLink )
          directory = path;
@@ -60,7 +67,7 @@ void FileEvents::filesAre( const std::vector<std::string> & files ) {
    const auto before = std::exchange( watches_, {} );
    names_.clear();
    fault_.clear();
-   watchAll_ = true;
+   watchesAll_ = true;
    for( const auto & file : files )
       forEachName( file, [ & ]( const std::string & directory, const std::string & name ) { watch( directory, name ); } );
    std::set<int> used;
@@ -74,7 +81,7 @@ void FileEvents::watch( const std::string & directory, const std::string & name 
    if( at == watches_.end() ) {
       const int watch = inotify_add_watch( fd_, directory.c_str(), kComplete | kInProgress | kOfDirectory );
       if( watch < 0 ) {
-         watchAll_ = false;
+         watchesAll_ = false;
          if( errno != ENOENT && errno != ENOTDIR ) fault_ = std::generic_category().message( errno );
          return;
       }

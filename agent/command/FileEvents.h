@@ -1,4 +1,5 @@
 /// @file agent/command/FileEvents.h
+/// The saves of files, told by the kernel (inotify). `watch` asks it whether the files of a policy must be read again.
 #pragma once
 
 #include <map>
@@ -21,10 +22,11 @@ class FileEvents {
    FileEvents( const FileEvents & ) = delete;
    FileEvents & operator=( const FileEvents & ) = delete;
 
-   /// Follows these files, or the directories at these paths, from now on. Events that have not been taken are kept. A path may be missing.
+   /// Follows these files from now on. Events that have not been taken are kept. A path may be missing, or name a directory: then its deletion
+   /// and its creation are told, not what happens inside.
    void filesAre( const std::vector<std::string> & files );
    /// Whether all directories are watched: none is missing.
-   bool watchAll() const noexcept { return watchAll_; }
+   bool watchesAll() const noexcept { return watchesAll_; }
    /// Why the kernel watches nothing, or not everything, although the directories exist; empty if it does.
    const std::string & fault() const noexcept { return fault_; }
    /// Readable while events wait to be taken; below 0 for none at all.
@@ -32,7 +34,8 @@ class FileEvents {
 
    /// Takes the events that wait. Returns whether one of the files may have changed.
    bool take();
-   /// Whether a file changes at this moment: it was written and is not closed, or was deleted or created.
+   /// Whether a file changes at this moment: it was written and is not closed, or was deleted or created. This may stay true: the caller sets
+   /// a limit, and then calls endProgress().
    bool inProgress() const noexcept { return !inProgress_.empty(); }
    /// The changes in progress count as complete.
    void endProgress() { inProgress_.clear(); }
@@ -45,7 +48,7 @@ class FileEvents {
    std::map<std::string, int> watches_;   // by directory
    std::set<Name> names_;
    std::set<Name> inProgress_;
-   bool watchAll_ = false;
+   bool watchesAll_ = false;
    std::string fault_;
 };
 

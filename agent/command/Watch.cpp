@@ -124,7 +124,7 @@ class Watch {
    /// The time to the next step, if nothing happens before.
    milliseconds wait() const noexcept {
       if( isPending_ ) return isChanged_ && !events_.inProgress() ? kTogether : options_.interval;
-      return events_.watchAll() ? options_.untold : options_.interval;
+      return events_.watchesAll() ? options_.untold : options_.interval;
    }
 
  private:

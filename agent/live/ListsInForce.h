@@ -21,8 +21,8 @@ class ListsInForce {
  public:
    ListsInForce( const Quoin::Ptr<AgentRoot> & root, const Quoin::Ptr<Plinth::Clock> & clock, Dialect dialect );
 
-   /// Applies the differences between two texts, and publishes each changed list once. Access lists of the library are compiled in calls of the clock:
-   /// they are complete when the clock has made its pending calls.
+   /// Applies the differences between two texts, and publishes each changed list once. Access lists of the library are compiled in calls of
+   /// the clock: they are complete when the clock has made its pending calls.
    /// Returns the number of lines, tags and whole lists that were written or removed.
    size_t apply( const PolicyText & before, const PolicyText & after );
    /// Applies an edit of the text in force. It costs what the edited lists take to publish.

@@ -6,8 +6,8 @@
 ///    ip prefix-list BIG seq 20 permit 10.3.0.0/16                    ip prefix-list BIG seq 20 permit 10.3.0.0/16
 ///
 /// is the edit of line 15 of BIG. All changed lines, of before and of after, must add a numbered line to a prefix list, a community list or
-/// an AS path list that keeps its lines in any order (AnyOrder). Such a line ends any stanza and any sequence above. So if such a line stands above the changed ones as well, or
-/// in place of the first of them, no other line of the files can mean something else than before.
+/// an AS path list that keeps its lines in any order (AnyOrder). Such a line ends any stanza and any sequence above. So if such a line stands
+/// above the changed ones as well, or in place of the first of them, no other line of the files can mean something else than before.
 #pragma once
 
 #include <cstdint>

@@ -8,7 +8,7 @@
 /// order of their first rules, until the best rule so far comes before the next group. Example, with the indexed rules in brackets:
 ///
 ///    10 permit 10.1.0.0/16        prefixes [10] [30]
-///    20 deny 10.1.1.0/24          mask 255.0.255.0: [40]
+///    20 deny 10.1.1.0/24          mask 0.0.255.0: [40]
 ///    30 deny 10.0.0.0/8           10.1.1.0/24: longest match 10; the group begins with 40, so 10 governs
 ///    40 permit 0.0.5.0 0.0.255.0
 ///

@@ -1,14 +1,14 @@
 /// @file substrate/lists/Ip4PrefixIndex.h
-/// Finds the longest of many IPv4 prefixes that contains a prefix. It holds a number for each prefix, but not the prefix: whoever uses the
-/// index has the prefixes anyway. AccessListRules finds its rules with it.
+/// Finds the longest of many IPv4 prefixes that contains a prefix. It holds a number for each prefix, but not the prefix, which its
+/// user stores. AccessListRules finds its rules with it.
 ///
 /// A node covers four bits of the address. It is a few words in a row: two bitmaps, then an element for each of their bits. `inner` marks
 /// the prefixes that end after 0 to 3 of these bits, and their elements are numbers. `child` marks the values of the four bits below which
 /// the index goes on; if with a single prefix, the element is the number of that prefix (a leaf), otherwise it refers to a node. Example:
-/// 10.0.0.0/8 with the number 0 and 10.1.1.0/24 with the number 1 (8 words):
+/// 10.1.1.0/24 with the number 0, then 10.0.0.0/8 with the number 1 (7 words):
 ///
 ///    bits   0000 | 1010 | 0000 ...
-///    root   child 0000 -> node, child 1010 -> node, inner "" (the /8): 0, child 0000: 1, a leaf
+///    root   child 0000 -> node, child 1010 -> node, inner "" (the /8): 1, child 0000: 0, a leaf
 ///
 /// A prefix thus takes 4 bytes, and 8 bytes more for each node that has to tell it from others: 9 bytes in all in a list of 1,000,000.
 #pragma once

@@ -3,8 +3,8 @@
 /// It shares most of its memory with the generations before and after it: an edit copies the blocks on the path to its prefix only
 /// (see PrefixListRowsEditor). The nodes of the trie are in substrate/lists/PrefixRowNode.h.
 ///
-/// A look-up goes from the root towards the prefix and keeps the fitting row with the lowest number; it reads at most four nodes of an IPv4
-/// list, and the rows of prefixes that contain the searched one or are near it.
+/// A look-up goes from the root towards the prefix and keeps the fitting row with the lowest number; it reads at most six nodes of an
+/// IPv4 list, four if no prefix is longer than /24, and the rows of prefixes that contain the searched one or are near it.
 ///
 /// Ownership: shared by handle. Threading: immutable; any thread may drop the last use.
 /// Invariant: the answer equals the result of a walk over all containing prefixes.

@@ -22,7 +22,7 @@ constexpr unsigned kPlaces = kNearPlace + SixBits::kValues;
 constexpr size_t kDeepest = 128 / kStride + 1;   // nodes on a path
 
 void checkRunWords( size_t words ) {
-   if( words > ( 1u << 24 ) - 1 ) throw std::length_error( "too many entries of a prefix list are at one prefix" );
+   if( words > ( 1u << 24 ) - 1 ) throw std::length_error( "too many entries of a prefix list are in one node" );
 }
 
 unsigned placeOf( unsigned r, unsigned v ) {
@@ -129,7 +129,7 @@ void PrefixListRowsEditor::reserve( size_t n ) {
    if( retired_.capacity() - retired_.size() < n ) retired_.reserve( 2 * retired_.size() + n );
 }
 
-// A block of the present generation, and room to retire another one.
+// A block of the present generation, and room to retire another one. Its elements are still to be written.
 uint64_t * PrefixListRowsEditor::allocate( unsigned children, unsigned slots, unsigned runWords ) {
    reserve( 1 );
    const size_t bytes = children * sizeof( Node ) + sizeof( PrefixRowHeader ) + ( slots + runWords ) * sizeof( uint64_t );
@@ -149,18 +149,18 @@ void PrefixListRowsEditor::retire( const Node & node ) noexcept {
       retired_.push_back( { node.memory(), node.header().birth } );
 }
 
-void PrefixListRowsEditor::blockIs( Node & node, Node next, uint64_t * block ) noexcept {
-   next.block = block;
+void PrefixListRowsEditor::replace( Node & node, const Node & next ) noexcept {
    retire( node );
    node = next;
 }
 
 // Makes the block of a node one that may be written.
-void PrefixListRowsEditor::own( Node & node ) {
+void PrefixListRowsEditor::makeWritable( Node & node ) {
    if( node.header().birth != generation_ ) splice( node, node, {}, {}, {} );
 }
 
-// Gives a node these bitmaps, and a block with the elements of the present one but for those that go; those that come are not set.
+// Moves the node to a new block for these bitmaps. Copies all elements, but leaves out `out` of them and leaves a gap of `in` at each splice.
+// The caller fills the gaps.
 void PrefixListRowsEditor::splice( Node & node, const Node & bitmaps, Splice children, Splice slots, Splice runs ) {
    const auto copy = []( const auto * from, unsigned count, const Splice & change, auto * to ) {
       std::copy_n( from, change.at, to );
@@ -169,7 +169,7 @@ void PrefixListRowsEditor::splice( Node & node, const Node & bitmaps, Splice chi
    const unsigned hadWords = node.isEmpty() ? 0 : unsigned( node.header().runWords );
    const size_t words = size_t( hadWords ) - runs.out + runs.in;
    checkRunWords( words );
-   if( bitmaps.wideCount() == 0 && bitmaps.slotCount() == 0 ) return blockIs( node, {}, nullptr );
+   if( bitmaps.wideCount() == 0 && bitmaps.slotCount() == 0 ) return replace( node, {} );
    const unsigned had = node.slotCount(), has = bitmaps.slotCount();
    Node next = bitmaps;
    next.block = allocate( next.wideCount(), has, unsigned( words ) );
@@ -184,11 +184,12 @@ void PrefixListRowsEditor::splice( Node & node, const Node & bitmaps, Splice chi
          next.slots()[ i ] = s.movedTo( has + ( at < runs.at ? at : at - runs.out + runs.in ) ).word();
       }
    }
-   blockIs( node, next, next.block );
+   replace( node, next );
 }
 
-// Gives a node these bitmaps. They differ at `place`, where these rows are from now on, and at one of the wide children.
-void PrefixListRowsEditor::change( Node & node, const Node & bitmaps, Splice children, unsigned place, unsigned depth,
+// Gives a place of the node these rows; none: the place goes. `bitmaps`: those of the node afterwards. `children`: the wide child that comes
+// or goes with it.
+void PrefixListRowsEditor::slotIs( Node & node, const Node & bitmaps, Splice children, unsigned place, unsigned depth,
                                    const Items & items ) {
    const unsigned index = node.slotIndex( place );
    const bool had = node.hasPlace( place ), has = bitmaps.hasPlace( place );
@@ -216,11 +217,11 @@ PrefixListRowsEditor::Items PrefixListRowsEditor::itemsOf( const Node & node, un
    return items;
 }
 
-void PrefixListRowsEditor::itemsAre( Node & node, unsigned place, unsigned depth, const Items & items ) {
+void PrefixListRowsEditor::placeIs( Node & node, unsigned place, unsigned depth, const Items & items ) {
    if( place >= kNearPlace && items.size() > Node::kMostNear && !isSame( items.front(), items.back() ) )
       widen( node, place - kNearPlace, depth, items );
    else
-      change( node, withPlace( node, place, !items.empty() ), {}, place, depth, items );
+      slotIs( node, withPlace( node, place, !items.empty() ), {}, place, depth, items );
 }
 
 // Makes a near child a wide one with these rows.
@@ -229,9 +230,9 @@ void PrefixListRowsEditor::widen( Node & node, unsigned v, unsigned depth, const
    try {
       build( child, 0, items.size(), depth + kStride, [ & ]( size_t i ) { return items[ i ]; } );
       const Node bitmaps = withWide( withPlace( node, kNearPlace + v, false ), v, true );
-      change( node, bitmaps, { SixBits::rank( node.wide, v ), 0, 1 }, kNearPlace + v, depth, {} );
+      slotIs( node, bitmaps, { SixBits::rank( node.wide, v ), 0, 1 }, kNearPlace + v, depth, {} );
    } catch( ... ) {
-      drop( child );
+      deleteTrie( child );
       throw;
    }
    node.child( v ) = child;
@@ -251,7 +252,7 @@ bool PrefixListRowsEditor::narrow( Node & node, unsigned v, unsigned depth, Bits
          []( unsigned, Bits128 ) {} );
    }
    const Node bitmaps = withWide( withPlace( node, kNearPlace + v, !items.empty() ), v, false );
-   change( node, bitmaps, { SixBits::rank( node.wide, v ), 1, 0 }, kNearPlace + v, depth, items );
+   slotIs( node, bitmaps, { SixBits::rank( node.wide, v ), 1, 0 }, kNearPlace + v, depth, items );
    retire( child );
    return true;
 }
@@ -262,7 +263,7 @@ void PrefixListRowsEditor::rowIs( const Item & item ) {
    Node * node = &root_;
    unsigned depth = 0, v = SixBits::at( item.bits, 0 );
    for( ; item.length - depth >= kStride && node->isWide( v ); v = SixBits::at( item.bits, depth ) ) {
-      own( *node );
+      makeWritable( *node );
       node = &node->child( v );
       depth += kStride;
    }
@@ -270,7 +271,7 @@ void PrefixListRowsEditor::rowIs( const Item & item ) {
    Items items = itemsOf( *node, place, depth, item.bits );
    const bool isNew = std::ranges::none_of( items, [ & ]( const Item & other ) { return isSame( item, other ); } );
    items.insert( std::ranges::upper_bound( items, inOrder( item ), {}, inOrder ), item );
-   itemsAre( *node, place, depth, items );
+   placeIs( *node, place, depth, items );
    counts_.prefixes += isNew;
    ++counts_.entries;
 }
@@ -293,11 +294,11 @@ bool PrefixListRowsEditor::rowDel( Bits128 bits, unsigned length, uint32_t seqno
    std::array<Node *, kDeepest> path;   // the nodes above
    Node * node = &root_;
    for( unsigned above = 0; above < depth; above += kStride ) {
-      own( *node );
+      makeWritable( *node );
       path[ above / kStride ] = node;
       node = &node->child( SixBits::at( bits, above ) );
    }
-   itemsAre( *node, place, depth, items );
+   placeIs( *node, place, depth, items );
    counts_.prefixes -= std::ranges::none_of( items, isAt );
    --counts_.entries;
    try {
@@ -305,7 +306,7 @@ bool PrefixListRowsEditor::rowDel( Bits128 bits, unsigned length, uint32_t seqno
          const unsigned above = depth - kStride;
          if( !narrow( *path[ above / kStride ], SixBits::at( bits, above ), above, bits ) ) break;
       }
-   } catch( const std::bad_alloc & ) {}   // the rows are right; some nodes are more than there need be
+   } catch( const std::exception & ) {}   // the rows are right; only the trie is larger than it need be
    return true;
 }
 
@@ -317,16 +318,16 @@ void PrefixListRowsEditor::rowsAre( size_t count, const std::function<Item( size
    try {
       counts_.prefixes = build( root_, 0, count, 0, item );
    } catch( ... ) {
-      drop( root_ );
+      deleteTrie( root_ );
       throw;
    }
    counts_.entries = count;
 }
 
-void PrefixListRowsEditor::drop( Node & node ) noexcept {
+void PrefixListRowsEditor::deleteTrie( Node & node ) noexcept {
    if( !node.isEmpty() )
-      for( unsigned i = 0; i < node.wideCount(); ++i ) drop( node.children()[ i ] );
-   blockIs( node, {}, nullptr );
+      for( unsigned i = 0; i < node.wideCount(); ++i ) deleteTrie( node.children()[ i ] );
+   replace( node, {} );
 }
 
 // Makes an empty node the trie of the rows `from` to `to` - 1, which agree in their first `depth` bits. Returns the number of prefixes.

@@ -1,10 +1,10 @@
 /// @file substrate/lists/PrefixListRowsEditor.h
-/// Makes the generations of the rows of one list. PrefixListBuilder edits with it; readers see PrefixListRows only.
+/// The trie of a prefix list while it is edited. PrefixListBuilder edits it; publish() creates the generation (PrefixListRows) that readers
+/// use.
 #pragma once
 
 #include <cstdint>
 #include <functional>
-#include <utility>
 #include <vector>
 
 #include "substrate/lists/PrefixListRows.h"
@@ -12,8 +12,8 @@
 namespace Routing::RouteMap {
 
 /// A trie under construction. What a published generation has is copied before it is changed: the blocks on the path to the prefix.
-/// Cost of an edit: that of the path, and of the entries at the prefixes of one node, whatever the size of the list. More entries at one
-/// prefix than five million may be refused with std::length_error. Threading: one thread; other threads may use the published generations.
+/// Cost of an edit: that of the path, and of the entries at the prefixes of one node, whatever the size of the list.
+/// Threading: one thread; other threads may use the published generations.
 class ROUTEPOLICY_API PrefixListRowsEditor {
  public:
    using Bits128 = Ferule::Bits128;
@@ -29,12 +29,13 @@ class ROUTEPOLICY_API PrefixListRowsEditor {
    PrefixListRowsEditor( const PrefixListRowsEditor & ) = delete;
    PrefixListRowsEditor & operator=( const PrefixListRowsEditor & ) = delete;
 
-   /// Adds a row; its prefix has none with this number yet. Errors: std::bad_alloc, and the rows are unchanged.
+   /// Adds a row; its prefix has none with this number yet. Errors: std::bad_alloc, and std::length_error if the rows in one node need more
+   /// than 2^24 words, which is at least 5.5 million rows; the rows are unchanged.
    void rowIs( const Item & item );
    /// Removes the row with this number at a prefix; false if it does not exist. Errors: std::bad_alloc, and the rows are unchanged.
    bool rowDel( Bits128 bits, unsigned length, uint32_t seqno );
    /// Fills an editor without rows, and lays out the trie in the order of a walk. `item( i )` for 0 to count - 1 is in ascending order of
-   /// prefixes, and gives the rows of a prefix in the order in which a look-up tries them. Errors: std::bad_alloc, and there are no rows.
+   /// prefixes, and gives the rows of a prefix in ascending order of their numbers. Errors: as rowIs(), and there are no rows.
    void rowsAre( size_t count, const std::function<Item( size_t )> & item );
 
    /// The present rows as a generation. Errors: std::bad_alloc.
@@ -52,17 +53,17 @@ class ROUTEPOLICY_API PrefixListRowsEditor {
    void reserve( size_t n );
    uint64_t * allocate( unsigned children, unsigned slots, unsigned runWords );
    void retire( const Node & node ) noexcept;
-   void blockIs( Node & node, Node next, uint64_t * block ) noexcept;
-   void own( Node & node );
+   void replace( Node & node, const Node & next ) noexcept;
+   void makeWritable( Node & node );
    void splice( Node & node, const Node & bitmaps, Splice children, Splice slots, Splice runs );
-   void change( Node & node, const Node & bitmaps, Splice children, unsigned place, unsigned depth, const Items & items );
+   void slotIs( Node & node, const Node & bitmaps, Splice children, unsigned place, unsigned depth, const Items & items );
 
    static Items itemsOf( const Node & node, unsigned place, unsigned depth, Bits128 bits );
-   void itemsAre( Node & node, unsigned place, unsigned depth, const Items & items );
+   void placeIs( Node & node, unsigned place, unsigned depth, const Items & items );
    void widen( Node & node, unsigned v, unsigned depth, const Items & items );
    bool narrow( Node & node, unsigned v, unsigned depth, Bits128 bits );
    size_t build( Node & node, size_t from, size_t to, unsigned depth, const std::function<Item( size_t )> & item );
-   void drop( Node & node ) noexcept;
+   void deleteTrie( Node & node ) noexcept;
 
    const Ferule::AddressFamily af_;
    Quoin::Ptr<PrefixRowLineage> lineage_;

@@ -35,7 +35,8 @@ void PrefixListStatus::trieIs( const Quoin::Ptr<const PatriciaTrieWithNodeData> 
 }
 
 size_t PrefixListStatus::bytes() const noexcept {
-   const size_t trie = given_ ? sizeof *given_ + given_->bytes() + given_->entryCount() * sizeof( PrefixListEntryData ) : 0;
+   const size_t trie =
+      given_ ? sizeof *given_ + given_->bytes() + ( given_->source() ? 0 : given_->entryCount() * sizeof( PrefixListEntryData ) ) : 0;
    return sizeof *this + ( rows_ ? sizeof *rows_ + rows_->bytes() : 0 ) + trie;
 }
 

@@ -25,7 +25,7 @@ class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
 
    const Quoin::String & name() const noexcept { return name_; }
    Ferule::AddressFamily af() const noexcept { return af_; }
-   /// The entries as a trie. If trieIs() has not set it, each walk makes the entry objects that it hands out. Errors: std::bad_alloc.
+   /// The entries as a trie. If trieIs() has not set it, each walk creates the entry objects that it hands out. Errors: std::bad_alloc.
    const PatriciaTrieWithNodeData & trie() const;
 
    /// Sets the entries, and makes rows of them, which speed up look-ups. All data of the trie must be PrefixListEntryData. A later change
@@ -39,8 +39,8 @@ class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
    }
    size_t entryCount() const noexcept { return given_ ? given_->entryCount() : rows_->entryCount(); }
 
-   /// The memory of the list, including what it shares with its other generations. Each entry object counts with the size of
-   /// PrefixListEntryData.
+   /// The memory of the list, including what it shares with its other generations. Each entry object of a trie by trieIs() counts
+   /// with the size of PrefixListEntryData.
    size_t bytes() const noexcept;
 
  private:

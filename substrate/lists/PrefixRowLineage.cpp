@@ -24,14 +24,17 @@ void freeYounger( const PrefixRowNode & node, uint64_t shared ) noexcept {
 
 PrefixRowLineage::~PrefixRowLineage() = default;
 
-// Frees blocks, or leaves them to the newest generation in use that may have them; null for none.
-void PrefixRowLineage::handOver( PrefixListRows * to, std::vector<Retired> & retired ) noexcept {
-   if( to )
+// Frees blocks, or leaves them to the heir, the newest generation in use that may have them; null for none.
+void PrefixRowLineage::handOver( PrefixListRows * heir, std::vector<Retired> & retired ) noexcept {
+   if( heir )
       Quoin::whole( "a release", [ & ] {
-         const auto isOf = [ = ]( const Retired & block ) { return block.birth <= to->generation_; };
-         if( to->retired_.empty() && std::ranges::all_of( retired, isOf ) ) return to->retired_.swap( retired );
-         std::ranges::copy_if( retired, std::back_inserter( to->retired_ ), isOf );
-         std::erase_if( retired, isOf );
+         const auto isOf = [ = ]( const Retired & block ) { return block.birth <= heir->generation_; };
+         if( heir->retired_.empty() && std::ranges::all_of( retired, isOf ) ) {
+            heir->retired_.swap( retired );   // retired is empty now
+         } else {
+            std::ranges::copy_if( retired, std::back_inserter( heir->retired_ ), isOf );
+            std::erase_if( retired, isOf );
+         }
       } );
    if( retired.size() > kSmall ) return RetiredPrefixRows::take( std::exchange( retired, {} ) );
    for( const auto & block : retired ) ::operator delete( block.block );
@@ -40,12 +43,12 @@ void PrefixRowLineage::handOver( PrefixListRows * to, std::vector<Retired> & ret
 
 // The newest trie is released. `heir`: the newest generation in use, which owns its whole trie from now on; null for none.
 void PrefixRowLineage::release( const PrefixRowNode & root, size_t bytes, PrefixListRows * heir ) noexcept {
-   if( heir ) heir->retired_.clear();
+   if( heir ) heir->retired_.clear();   // they are blocks of its trie, which it owns now
    if( bytes > kSmallBytes && !heir )
       RetiredPrefixRows::take( root, nullptr, 0 );
    else if( bytes > kSmallBytes && heir->incUseUnlessGone() )   // it must not free what it shares before the other blocks are freed
       RetiredPrefixRows::take( root, heir, heir->generation_ );
-   else
+   else   // also if the heir is being released: it waits for our lock, and frees the rest
       freeYounger( root, heir ? heir->generation_ : 0 );
 }
 

@@ -22,7 +22,8 @@
 namespace Routing::RouteMap {
 
 /// The generations in use, and whether an editor makes more. Cost of a release: the blocks that the generation does not share; if they are
-/// many, RetiredPrefixRows frees them later. Threading: any thread.
+/// many, RetiredPrefixRows frees them later. If a release finds no memory to note what it shares or leaves, the process ends. Threading: any
+/// thread.
 class PrefixRowLineage final : public Quoin::Node {
  public:
    using Retired = PrefixListRows::Retired;
@@ -37,7 +38,7 @@ class PrefixRowLineage final : public Quoin::Node {
    void editorDel( const PrefixRowNode & root, size_t bytes, std::vector<Retired> & retired ) noexcept;
 
  private:
-   static void handOver( PrefixListRows * to, std::vector<Retired> & retired ) noexcept;
+   static void handOver( PrefixListRows * heir, std::vector<Retired> & retired ) noexcept;
    static void release( const PrefixRowNode & root, size_t bytes, PrefixListRows * heir ) noexcept;
 
    std::mutex mutex_;

@@ -1,17 +1,24 @@
 /// @file substrate/lists/PrefixRowNode.h
 /// The nodes of the trie of PrefixListRows, and the blocks that hold them.
 ///
-/// A node covers six bits of the address. What is below one value of the six bits is a child. Three bitmaps tell what there is:
-///    `inner`  the prefixes that end behind 0 to 5 of the bits (see substrate/routing/SixBits.h)
-///    `near`   the children with few rows, or with one prefix: their rows stand in the block of this node
-///    `wide`   the other children, which are nodes
+/// A node covers six bits of the address. Three bitmaps mark what it has:
+///    `inner`  prefixes that end after 0 to 5 of these bits (see substrate/routing/SixBits.h)
+///    `near`   values of the six bits below which few rows stand, or one prefix: these rows are in the block of this node
+///    `wide`   values of the six bits below which more rows stand: each has a node of its own
 ///
 /// The block of a node has, one behind the other:
 ///    nodes    one for each wide child
 ///    header
 ///    slots    one word for each near child, and then for each inner prefix: its only row, or where its run of rows is
 ///    runs     the rows of the other slots, in the order of the slots
-/// The index of a node or a slot is the number of one bits in front of its bit.
+/// The index of a node or a slot is the number of one bits in front of its bit. Example: 10 permit 0.0.0.0/0 le 32, 20 permit 10.0.0.0/8,
+/// 30 deny 10.1.0.0/16
+///    root     inner "" (the /0), near 000010 (both others)
+///    block    header | slot of 000010: two rows from word 2 on | slot of "": row 10 | row 20, rest 10 | row 30, rest 1000000001
+///
+/// The words:
+///    row      63..32 number | 31..24 ge | 23..16 le | 15..2 note | 1 permit        | 0 one
+///    run      63..32 at     | 31..4 rows            | 3 one prefix | 2..1 step     | 0 zero
 ///
 /// The rows of a run are in ascending order of their prefixes; those of one prefix are in ascending order of their numbers. A row of a near
 /// child needs the rest of its prefix. If that is short for all rows of the child, it is the note of the row (PrefixRest). Otherwise each row
@@ -63,7 +70,7 @@ class PrefixRowSlot {
 struct PrefixRowNode {
    using Bits128 = Ferule::Bits128;
    static constexpr unsigned kMostNear = 8;     // rows of a near child with several prefixes
-   static constexpr unsigned kNearPlace = 64;   // the places of slots: the bits of `inner`, and this plus the six bits of a near child
+   static constexpr unsigned kNearPlace = 64;   // a place names a slot: a bit of `inner`, or this plus the six bits of a near child
    static constexpr uint64_t kReaches = uint64_t( 1 ) << 63;   // in `inner`: not all inner rows admit the length of their own prefix only
 
    uint64_t inner = 0;

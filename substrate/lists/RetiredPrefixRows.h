@@ -11,8 +11,9 @@
 
 namespace Routing::RouteMap {
 
-/// The blocks that are released and not freed yet. Each later release and publication of a prefix list frees a part of them; an agent may
-/// call letGo() when it is idle. Threading: any thread.
+/// The blocks that are released and not freed yet. Each later release and publication of any prefix list frees a part of them; they wait as
+/// long as there is none, unless an agent calls letGo() when it is idle. Threading: any thread, because any thread may drop the last use of a
+/// list; RetiredTries serves one thread and its clock.
 class ROUTEPOLICY_API RetiredPrefixRows {
  public:
    /// Frees at most `atMost` blocks. Returns whether none is left; false, too, if another thread is freeing blocks at this moment.

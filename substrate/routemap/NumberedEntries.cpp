@@ -45,7 +45,7 @@ std::optional<PrefixListEntry> NumberedEntries::find( uint32_t seqno ) const noe
 void NumberedEntries::insert( const PrefixListEntry & entry ) {
    size_t at = pieces_.empty() ? 0 : pieceOf( entry.seqno );
    if( pieces_.empty() ||
-       ( at + 1 == pieces_.size() && pieces_[ at ].size() == kMost * width_ && pieces_[ at ].end()[ -long( width_ ) ] < entry.seqno ) ) {
+       ( at + 1 == pieces_.size() && pieces_[ at ].size() == kMost * width_ && pieces_[ at ][ ( kMost - 1 ) * width_ ] < entry.seqno ) ) {
       Piece piece( width_ );   // behind a full last piece: lists are often written in the order of their numbers
       write( entry, piece.data() );
       pieces_.push_back( std::move( piece ) );
@@ -54,7 +54,6 @@ void NumberedEntries::insert( const PrefixListEntry & entry ) {
    }
    if( pieces_[ at ].size() == kMost * width_ ) {
       const size_t half = kMost / 2 * width_;
-      pieces_.reserve( pieces_.size() + 1 );
       pieces_.insert( pieces_.begin() + long( at ) + 1, Piece( pieces_[ at ].begin() + long( half ), pieces_[ at ].end() ) );
       pieces_[ at ].resize( half );
       if( pieces_[ at + 1 ].front() < entry.seqno ) ++at;
@@ -74,16 +73,22 @@ bool NumberedEntries::erase( uint32_t seqno ) noexcept {
    if( word == piece.size() || piece[ word ] != seqno ) return false;
    piece.erase( piece.begin() + long( word ), piece.begin() + long( word + width_ ) );
    --size_;
-   if( piece.empty() ) {
+   if( piece.empty() )
       pieces_.erase( pieces_.begin() + long( at ) );
-   } else if( at + 1 < pieces_.size() ) {
-      const Piece & next = pieces_[ at + 1 ];
-      const size_t both = piece.size() + next.size();
-      if( both <= kMost / 2 * width_ && both <= piece.capacity() ) {   // sparse pieces would keep their memory
-         piece.insert( piece.end(), next.begin(), next.end() );
-         pieces_.erase( pieces_.begin() + long( at ) + 1 );
-      }
-   }
+   else if( !join( at ) && at != 0 )
+      join( at - 1 );
+   return true;
+}
+
+// Joins a piece and the next one if both together are sparse: sparse pieces would keep their memory.
+bool NumberedEntries::join( size_t at ) noexcept {
+   if( at + 1 >= pieces_.size() ) return false;
+   Piece & piece = pieces_[ at ];
+   const Piece & next = pieces_[ at + 1 ];
+   const size_t both = piece.size() + next.size();
+   if( both > kMost / 2 * width_ || both > piece.capacity() ) return false;
+   piece.insert( piece.end(), next.begin(), next.end() );
+   pieces_.erase( pieces_.begin() + long( at ) + 1 );
    return true;
 }
 

@@ -1,6 +1,7 @@
 /// @file substrate/routemap/NumberedEntries.h
 /// The configured entries of a prefix list, by sequence number. PrefixListBuilder holds them beside the trie, which knows prefixes only.
-/// Memory: 12 bytes for an IPv4 entry and 24 for an IPv6 entry that are added in the order of their numbers, up to twice as much otherwise.
+/// Memory: 12 bytes for an IPv4 entry and 24 for an IPv6 entry that are added in the order of their numbers, up to twice as
+/// much in another order, and up to four times after removals.
 #pragma once
 
 #include <cstdint>
@@ -28,8 +29,8 @@ class ROUTEPOLICY_API NumberedEntries {
    /// Removes an entry; false if no entry has that number.
    bool erase( uint32_t seqno ) noexcept;
 
-   /// The entries in ascending order of their prefixes, those of one prefix in the order of their numbers; for entry(). Valid until the next
-   /// change. Errors: std::bad_alloc.
+   /// The positions of all entries, in ascending order of their prefixes, then of their numbers; for entry(). Valid until the next change.
+   /// Errors: std::bad_alloc.
    using Position = const uint32_t *;
    std::vector<Position> inOrderOfPrefixes() const;
    PrefixListEntry entry( Position position ) const noexcept;
@@ -44,6 +45,7 @@ class ROUTEPOLICY_API NumberedEntries {
 
    size_t pieceOf( uint32_t seqno ) const noexcept;
    size_t indexIn( const Piece & piece, uint32_t seqno ) const noexcept;
+   bool join( size_t at ) noexcept;
    void write( const PrefixListEntry & entry, uint32_t * words ) const noexcept;
 
    const Ferule::AddressFamily af_;

@@ -40,8 +40,8 @@ class ROUTEPOLICY_API PrefixListBuilder {
  public:
    PrefixListBuilder( const Quoin::String & name, Ferule::AddressFamily af ) : name_( name ), af_( af ), entries_( af ) {}
 
-   /// Adds an entry. If the entry is refused, returns the reason and does not change the list. Errors: std::bad_alloc; the list is
-   /// unchanged.
+   /// Adds an entry. If the entry is refused, returns the reason and does not change the list. Errors: std::bad_alloc, and
+   /// std::length_error for more than five million entries at one prefix or near it; the list is unchanged.
    [[nodiscard]] std::optional<PrefixListError> entryIs( const PrefixListEntry & entry );
    /// Removes the entry with that sequence number. Returns false if it does not exist. Errors: std::bad_alloc; the list
    /// is unchanged.
@@ -51,7 +51,7 @@ class ROUTEPOLICY_API PrefixListBuilder {
    /// The entries in ascending order of sequence number.
    const NumberedEntries & entries() const noexcept { return entries_; }
 
-   /// Compiles the present entries into a new status. The builder can be used further. Errors: std::bad_alloc.
+   /// Compiles the present entries into a new status. The builder can be used further. Errors: as entryIs().
    Quoin::Ptr<const PrefixListStatus> build();
 
  private:
@@ -62,7 +62,7 @@ class ROUTEPOLICY_API PrefixListBuilder {
    Quoin::String name_;
    Ferule::AddressFamily af_;
    NumberedEntries entries_;
-   std::unique_ptr<PrefixListRowsEditor> rows_;   // null: the next build() makes them of the entries
+   std::unique_ptr<PrefixListRowsEditor> rows_;   // null: the next build() lays out all entries
    size_t built_ = 0;                             // entries at the last build()
    size_t edits_ = 0;                             // since then
 };

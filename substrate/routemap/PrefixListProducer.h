@@ -31,7 +31,8 @@ class ROUTEPOLICY_API PrefixListProducer {
    bool entryDel( uint32_t seqno );
    /// Whether edits are pending.
    bool edited() const noexcept { return publication_.underWay(); }
-   /// Compiles the present entries and publishes the list. Cost: at first, that of the whole list; later, that of the edits since.
+   /// Compiles the present entries and publishes the list. Cost: that of the edits since the last publish(); that of the
+   /// whole list at first, or if there were more edits than entries. Errors: as PrefixListBuilder::build(); nothing is published.
    void publish() {
       publication_.publish( [ this ] { return builder_.build(); } );
    }

@@ -1,6 +1,6 @@
 /// @file substrate/routing/SixBits.h
-/// The arithmetic of tries whose nodes cover six bits of an address. A node marks in two bitmaps the prefixes that end in it: `inner` those
-/// after 0 to 5 of its bits, `full` those after all six.
+/// The arithmetic of tries whose nodes cover six bits of an address. The bitmap `inner` of a node marks the prefixes that end after 0 to 5 of
+/// these bits; each trie says for itself where the other prefixes stand.
 #pragma once
 
 #include <array>

@@ -51,7 +51,7 @@ TEST_F( Events, aCompleteSaveIsTold ) {
    };
    FileEvents events;
    follow( events, "followed" );
-   ASSERT_TRUE( events.watchAll() );
+   ASSERT_TRUE( events.watchesAll() );
    for( const auto & [ what, save, isTold, inProgress ] : saves ) {
       save();
       EXPECT_EQ( events.take(), isTold ) << what;
@@ -85,7 +85,7 @@ TEST_F( Events, eachLinkOnTheWayIsFollowed ) {
    fs::create_symlink( path( "now/policy" ), path( "link" ) );
    FileEvents events;
    follow( events, "link" );
-   ASSERT_TRUE( events.watchAll() );
+   ASSERT_TRUE( events.watchesAll() );
    const auto isTold = [ & ]( const char * what, bool told ) {
       EXPECT_EQ( events.take(), told ) << what;
       follow( events, "link" );
@@ -112,20 +112,31 @@ TEST_F( Events, aDirectoryThatComesBackIsFollowedAgain ) {
    fs::remove_all( path( "inner" ) );
    EXPECT_TRUE( events.take() );
    follow( events, "inner/policy" );
-   EXPECT_FALSE( events.watchAll() );
+   EXPECT_FALSE( events.watchesAll() );
    EXPECT_EQ( events.fault(), "" );
    fs::create_directories( path( "inner" ) );
    follow( events, "inner/policy" );
-   EXPECT_TRUE( events.watchAll() );
+   EXPECT_TRUE( events.watchesAll() );
    write( "inner/policy" );
    EXPECT_TRUE( events.take() );
+}
+
+TEST_F( Events, aPathMayEndBehindASlash ) {
+   for( const char * name : { "inner/", "inner/." } ) {
+      fs::create_directories( path( "inner" ) );
+      FileEvents events;
+      follow( events, name );
+      EXPECT_TRUE( events.watchesAll() );
+      fs::remove_all( path( "inner" ) );
+      EXPECT_TRUE( events.take() ) << name;
+   }
 }
 
 TEST_F( Events, aLinkToItselfEnds ) {
    fs::create_symlink( "loop", path( "loop" ) );
    FileEvents events;
    follow( events, "loop" );
-   EXPECT_TRUE( events.watchAll() );
+   EXPECT_TRUE( events.watchesAll() );
 }
 
 TEST_F( Events, theReasonIsToldIfTheKernelHasNoMoreOfThem ) {
@@ -138,7 +149,7 @@ TEST_F( Events, theReasonIsToldIfTheKernelHasNoMoreOfThem ) {
    EXPECT_LT( events.fd(), 0 );
    EXPECT_NE( events.fault(), "" );
    follow( events, "followed" );
-   EXPECT_FALSE( events.watchAll() );
+   EXPECT_FALSE( events.watchesAll() );
    EXPECT_FALSE( events.take() );
 }
 

@@ -153,6 +153,8 @@ TEST( PrefixListStatus, theTrieOfABuiltListServesAnotherListToo ) {
    EXPECT_EQ( other->af(), AddressFamily::ipv4 );
    EXPECT_EQ( other->entryCount(), 2u );
    EXPECT_EQ( other->rows(), built->rows() );
+   EXPECT_LT( other->bytes(), built->bytes() + sizeof( PatriciaTrieWithNodeData ) + 2 * sizeof( PrefixListEntryData ) )
+      << "it has no entries";
 }
 
 TEST( PrefixListStatus, itsMemoryGrowsWithEveryEntry ) {
