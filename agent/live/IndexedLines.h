@@ -38,7 +38,8 @@ class LowestLine {
 };
 
 /// Lines that can match only a route that has a certain key, by this key, and all other lines. A line may be under several keys. A copy
-/// shares the memory; an edit of a copy copies what stands beside the edited line. Errors: std::bad_alloc; the lines are unchanged. Threading: any number of readers, or one writer.
+/// shares the memory; an edit of a copy copies what stands beside the edited line. Errors: std::bad_alloc; the lines are unchanged.
+/// Threading: any number of readers, or one writer.
 template <class Key, class Line, class OtherLine>
 class IndexedLines {
  public:
