@@ -34,10 +34,10 @@ class LivePolicy {
 
    /// Turns the difference between the text in force and this one into edits of the live configuration, and runs the tasks until none is
    /// pending. `text` must be free of errors, and in the dialect of this policy. Cost: comparing both texts, compiling each differing
-   /// sequence and list whole, and a walk over all calls.
+   /// sequence, each differing line of a list, and differing access lists whole, and a walk over all calls.
    ApplyReport apply( PolicyText text );
    /// The same for an edit of the text in force. Cost: that of the edit, of publishing the edited lists, and, if lines have moved, a walk over
-   /// all places and route maps.
+   /// all places and route maps. In the dialect of FRR, that of compiling all route maps if a list changes that a set clause may name.
    ApplyReport applyEdit( const TextEdit & edit );
    /// The text in force.
    const PolicyText & text() const noexcept;

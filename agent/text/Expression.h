@@ -51,8 +51,8 @@ constexpr bool separatesWords( char c, Dialect dialect ) noexcept {
       default: return false;
    }
 }
-/// Calls `visit( word, begins, ends )` for each word of the text, and once for an empty text. A WordExpression matches the text if it asks for
-/// one of these.
+/// Calls `visit( word, begins, ends )` for each word of the text, and once for an empty text. A WordExpression matches the text if it asks
+/// for one of these.
 template <class Visit>
 void forEachWord( std::string_view text, Dialect dialect, Visit && visit ) {
    for( size_t at = 0, end = 0; end <= text.size(); at = ++end ) {

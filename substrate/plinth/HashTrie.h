@@ -192,7 +192,8 @@ class HashTrie {
    const_iterator cend() const noexcept { return end(); }
 
  private:
-   // In one piece of memory with its children and members. It is no Quoin::Node: a Quoin::ReleaseScope must not delay the end of its members.
+   // In one piece of memory with its children and members. It is no Quoin::Node: a Quoin::ReleaseScope must not delay the end of its
+   // members.
    class Node {
     public:
       /// A node with these slots. It takes the members and children of `from`, which may be null, from a node that is not shared, and copies
