@@ -61,10 +61,12 @@ class IndexedLines {
       }
    }
    void erase( const Key & key, uint32_t number ) {
-      auto * const found = lines_.own( key );
-      if( !found ) return;
-      found->second.erase( number );
-      if( found->second.empty() ) lines_.extract( key );
+      const auto * const found = find( key );
+      if( !found || !found->find( number ) ) return;
+      if( found->count() == 1 )
+         lines_.extract( key );
+      else
+         lines_.own( key )->second.erase( number );
    }
    void putOther( uint32_t number, OtherLine line ) { others_.put( number, std::move( line ) ); }
    void eraseOther( uint32_t number ) { others_.erase( number ); }

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <new>
 #include <type_traits>
 #include <vector>
 
@@ -190,6 +192,44 @@ TEST( CommunityList, aGenerationSharesTheOtherLines ) {
       EXPECT_TRUE( list->deletes( 5 ) );
       EXPECT_FALSE( next->deletes( 5 ) );
       EXPECT_TRUE( next->deletes( size - 1 ) );
+   }
+}
+
+TEST( CommunityList, anEditThatFindsNoMemoryChangesNothing ) {
+   CommunityListText text;
+   for( uint32_t i = 0; i < 100; ++i ) text.lines.emplace( i, CommunityListLine{ kPermit, { i % 50 }, {}, {} } );
+   const auto list = Quoin::makeNode<CommunityList>( "L", text, Dialect::native );
+   const CommunityListLine known{ kDeny, { 7 }, {}, {} }, unknown{ kDeny, { 1000 }, {}, {} }, open{ kDeny, {}, {}, {} };
+   const std::function<void( CommunityList & )> edits[] = {
+      [ & ]( CommunityList & l ) { l.lineIs( 200, unknown ); },
+      [ & ]( CommunityList & l ) { l.lineIs( 200, known ); },
+      [ & ]( CommunityList & l ) { l.lineIs( 200, open ); },
+      [ & ]( CommunityList & l ) { l.lineDel( 7, text.lines.at( 7 ) ); },
+      [ & ]( CommunityList & l ) { l.lineDel( 57, text.lines.at( 57 ) ); },
+   };
+   const auto deleted = []( const CommunityList & l ) {
+      std::vector<uint32_t> communities;
+      for( uint32_t i = 0; i < 1001; ++i )
+         if( l.deletes( i ) ) communities.push_back( i );
+      return communities;
+   };
+   const auto before = deleted( *list );
+   for( const auto & edit : edits ) {
+      size_t failures = 0;
+      for( bool failed = true; failed; ) {
+         const auto next = Quoin::makeNode<CommunityList>( "L", *list );
+         failed = false;
+         try {
+            const AllocationFailure failure( failures );
+            edit( *next );
+         } catch( const std::bad_alloc & ) {
+            failed = true;
+            ++failures;
+            ASSERT_EQ( deleted( *next ), before );
+         }
+         ASSERT_EQ( deleted( *list ), before );
+      }
+      EXPECT_GT( failures, 0u );
    }
 }
 
