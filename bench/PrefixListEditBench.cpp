@@ -94,31 +94,40 @@ void measureBuild( size_t size ) {
    group.run();
 }
 
+std::vector<char> reserve;   // that the compiler cannot leave out
+
 double microseconds( const std::function<void()> & work ) {
    const auto begin = std::chrono::steady_clock::now();
    work();
    return std::chrono::duration<double, std::micro>( std::chrono::steady_clock::now() - begin ).count();
 }
 
-// The longest pause of a thread: that of the last user, or of a later call that frees a part.
-void measureRelease( size_t size ) {
-   if( !wanted( "release" ) ) return;
+// The longest pause of a thread: that of the last user, of a later call that frees a part, or of a request to the heap after that.
+void measureRelease( const std::string & question, size_t size, const std::function<IpGenPrefix( size_t )> & prefix ) {
+   if( !wanted( question ) ) return;
    Entries entries( size );
-   for( size_t i = 0; i < size; ++i )
-      entries[ i ] = { uint32_t( i ), Acl::MatchPermit::permit, prefixOf( AddressFamily::ipv4, { i << 40, 0 }, 24 ), {}, {} };
+   for( size_t i = 0; i < size; ++i ) entries[ i ] = { uint32_t( i ), Acl::MatchPermit::permit, prefix( i ), {}, {} };
    auto list = listOf( entries );
    double longest = microseconds( [ & ] { list = nullptr; } );
    for( bool isEmpty = false; !isEmpty; ) longest = std::max( longest, microseconds( [ & ] { isEmpty = RetiredPrefixRows::letGo(); } ) );
+   longest = std::max( longest, microseconds( [] { std::vector<char>( 1 << 16, 'x' ).swap( reserve ); } ) );
    const double array = microseconds( [ & ] { Entries().swap( entries ); } );
-   printRow( "release, the longest pause", grouped( size ), "us", longest, "an array of the entries", array );
+   printRow( question, grouped( size ), "us", longest, "an array of the entries", array );
+}
+
+void measureReleases() {
+   const auto dense = []( size_t i ) { return prefixOf( AddressFamily::ipv4, { i << 40, 0 }, 24 ); };
+   for( const size_t size : { 1'000'000u, 5'000'000u } ) measureRelease( "release, the longest pause", size, dense );
+   // Blocks of 80 bytes: so many small ones are the worst case of many heaps.
+   const auto small = []( size_t i ) { return prefixOf( AddressFamily::ipv6, { ( i / 9 ) << 34 | ( i % 9 ) << 28, 0 }, 36 ); };
+   measureRelease( "release of small blocks, the longest pause", 5'000'000, small );
 }
 
 void measureAll() {
    measureChanges();
    measureBuild( 100'000 );
    measureBuild( 500'000 );
-   measureRelease( 1'000'000 );
-   measureRelease( 5'000'000 );
+   measureReleases();
 }
 
 }   // namespace

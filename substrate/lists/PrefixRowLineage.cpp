@@ -11,6 +11,7 @@ namespace Routing::RouteMap {
 namespace {
 
 constexpr size_t kSmall = 8192;   // blocks that are freed at once
+constexpr size_t kMany = 256;     // and so many that the heap should join them
 constexpr size_t kSmallBytes = kSmall * 64;
 
 // Frees the blocks of a trie that are younger than the generation `shared`, which has all others.
@@ -38,6 +39,7 @@ void PrefixRowLineage::handOver( PrefixListRows * heir, std::vector<Retired> & r
       } );
    if( retired.size() > kSmall ) return RetiredPrefixRows::take( std::exchange( retired, {} ) );
    for( const auto & block : retired ) ::operator delete( block.block );
+   if( retired.size() > kMany ) RetiredPrefixRows::joinFreed();
    retired.clear();
 }
 

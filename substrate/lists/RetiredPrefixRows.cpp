@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "substrate/quoin/Assert.h"
@@ -71,8 +72,14 @@ bool RetiredPrefixRows::letGo( size_t atMost ) noexcept {
       if( !lock ) return false;
       Quoin::whole( "a release", [ & ] { rows.freeSome( atMost, heirs ); } );
    }
+   joinFreed();
    for( const auto * heir : heirs ) heir->decUseImpl();   // may release it, and wait for it here again
    return !rows.any.load( std::memory_order_relaxed );
+}
+
+void RetiredPrefixRows::joinFreed() noexcept {
+   void * volatile large = ::operator new( 4096, std::nothrow );   // volatile: or the compiler would leave out both calls
+   ::operator delete( large );
 }
 
 void RetiredPrefixRows::take( const PrefixRowNode & root, const PrefixListRows * heir, uint64_t shared ) noexcept {

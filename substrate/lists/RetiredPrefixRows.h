@@ -25,6 +25,9 @@ class ROUTEPOLICY_API RetiredPrefixRows {
    // A trie but for the blocks that were born in generation `shared` or before. `heir` has those; one of its uses is taken over. May be null.
    static void take( const PrefixRowNode & root, const PrefixListRows * heir, uint64_t shared ) noexcept;
    static void take( std::vector<PrefixListRows::Retired> blocks ) noexcept;
+   // To be called when many blocks were freed. The heap may keep small freed blocks apart, and join all of them at the next large request,
+   // which then takes as long as they are many. This is such a request, made while they are few.
+   static void joinFreed() noexcept;
 };
 
 }   // namespace Routing::RouteMap
