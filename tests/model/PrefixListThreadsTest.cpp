@@ -1,13 +1,12 @@
 // Readers of a prefix list on other threads, while new generations come and old ones go.
-#include <atomic>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "policy/PrefixListMatcher.h"
+#include "tests/model/GenerationReaders.h"
 #include "tests/model/RandomCases.h"
 #include "tests/policy/ListFixtures.h"
 
@@ -23,19 +22,7 @@ IpGenPrefix prefixAt( uint32_t i ) {
    return IpGenPrefix( Ferule::IpAddr( 0x0a000000 + ( i << 8 ) ), 24 );
 }
 
-/// A list, and the prefix that it alone has not.
-struct Published {
-   Quoin::Ptr<const PrefixListStatus> list;
-   uint32_t missing = 0;
-};
-
 TEST( PrefixListThreads, oldGenerationsAnswerWhileNewOnesCome ) {
-   std::mutex mutex;
-   Published present;
-   std::atomic<bool> ends = false;
-   std::atomic<int> wrong = 0;
-   std::atomic<size_t> asked = 0;
-
    std::unique_ptr<PrefixListBuilder> builder;
    const auto refill = [ & ]( uint32_t missing ) {
       builder = std::make_unique<PrefixListBuilder>( "list", AddressFamily::ipv4 );
@@ -43,45 +30,25 @@ TEST( PrefixListThreads, oldGenerationsAnswerWhileNewOnesCome ) {
          if( i == missing ) continue;
          EXPECT_EQ( builder->entryIs( { i, permit, prefixAt( i ), {}, {} } ), std::nullopt );
       }
-      return Published{ builder->build(), missing };
+      return Generation<PrefixListStatus>{ builder->build(), missing };
    };
-   present = refill( 0 );
-
-   std::vector<std::thread> readers;
-   for( uint32_t t = 0; t < 2; ++t )
-      readers.emplace_back( [ &, t ] {
-         std::vector<Published> held( 5 );   // some are the last users of their generation
-         for( uint32_t i = t; !ends || asked < 1000; ++i ) {
-            Published & mine = held[ i % held.size() ];
-            {
-               Published taken;
-               {
-                  const std::lock_guard lock( mutex );
-                  taken = present;
-               }
-               std::swap( mine, taken );
-            }
-            const PrefixListMatcher matcher( "list", mine.list );
-            wrong += matcher.matchPrefix( prefixAt( mine.missing ) ).result != PrefixListMatchResult::notMatched;
-            const uint32_t other = i * 7919 % kPrefixes;
-            if( other != mine.missing ) wrong += matcher.matchPrefix( prefixAt( other ) ).seqNo != other;
-            ++asked;
-         }
-      } );
+   GenerationReaders<PrefixListStatus> readers( refill( 0 ), []( const auto & generation, uint32_t i ) {
+      const PrefixListMatcher matcher( "list", generation.list );
+      const uint32_t other = i * 7919 % kPrefixes;
+      return ( matcher.matchPrefix( prefixAt( generation.missing ) ).result != PrefixListMatchResult::notMatched ) +
+         ( other != generation.missing && matcher.matchPrefix( prefixAt( other ) ).seqNo != other );
+   } );
 
    for( uint32_t i = 1; i < 3000; ++i ) {
-      const uint32_t missing = i * 31 % kPrefixes, before = present.missing;
+      const uint32_t missing = i * 31 % kPrefixes, before = readers.missing();
       if( missing == before ) continue;
       EXPECT_TRUE( builder->entryDel( missing ) );
       EXPECT_EQ( builder->entryIs( { before, permit, prefixAt( before ), {}, {} } ), std::nullopt );
-      Published next{ builder->build(), missing };
+      Generation<PrefixListStatus> next{ builder->build(), missing };
       if( i % 100 == 0 ) next = refill( missing );   // the readers have the last generations of the list before
-      const std::lock_guard lock( mutex );
-      std::swap( present, next );
+      readers.presentIs( std::move( next ) );
    }
-   ends = true;
-   for( auto & reader : readers ) reader.join();
-   EXPECT_EQ( wrong, 0 );
+   EXPECT_EQ( readers.end(), 0 );
 }
 
 TEST( PrefixListThreads, oneTrieIsMadeForAllWhoAskForIt ) {
