@@ -52,24 +52,29 @@ TEST( PrefixListThreads, oldGenerationsAnswerWhileNewOnesCome ) {
    EXPECT_EQ( readers.end(), 0 );
 }
 
-// Lists so large that they are freed in slices, by this thread and by the readers; some of their blocks are shared.
+// Nine prefixes in each block.
+IpGenPrefix sparsePrefixAt( uint32_t i ) {
+   return IpGenPrefix( Ferule::IpAddr( i / 9 << 14 | i % 9 << 8 ), 24 );
+}
+
+// Lists of so many blocks that they are freed in slices, by this thread and by the readers; some of their blocks are shared.
 TEST( PrefixListThreads, largeListsAreReleasedOnAnyThread ) {
    constexpr uint32_t kLarge = 100'000;
    GenerationReaders<PrefixListStatus> readers( { prefixList( {} ), 0 }, []( const auto & generation, uint32_t i ) {
       if( generation.missing == 0 ) return 0;   // the empty list
       const PrefixListMatcher matcher( "list", generation.list );
       const uint32_t other = i * 7919 % kLarge;
-      return ( matcher.matchPrefix( prefixAt( generation.missing ) ).result != PrefixListMatchResult::notMatched ) +
-         ( other > 10 && matcher.matchPrefix( prefixAt( other ) ).seqNo != other );
+      return ( matcher.matchPrefix( sparsePrefixAt( generation.missing ) ).result != PrefixListMatchResult::notMatched ) +
+         ( other > 10 && matcher.matchPrefix( sparsePrefixAt( other ) ).seqNo != other );
    } );
    for( uint32_t round = 1; round < 5; ++round ) {
       PrefixListBuilder builder( "list", AddressFamily::ipv4 );
       for( uint32_t i = 0; i < kLarge; ++i )
-         if( i != round ) { ASSERT_EQ( builder.entryIs( { i, permit, prefixAt( i ), {}, {} } ), std::nullopt ); }
+         if( i != round ) { ASSERT_EQ( builder.entryIs( { i, permit, sparsePrefixAt( i ), {}, {} } ), std::nullopt ); }
       readers.presentIs( { builder.build(), round } );
       for( uint32_t i = 11; i < kLarge; i += 2 ) {   // a new path to most blocks
          ASSERT_TRUE( builder.entryDel( i ) );
-         ASSERT_EQ( builder.entryIs( { i, deny, prefixAt( i ), {}, {} } ), std::nullopt );
+         ASSERT_EQ( builder.entryIs( { i, deny, sparsePrefixAt( i ), {}, {} } ), std::nullopt );
       }
       readers.presentIs( { builder.build(), round } );
    }
