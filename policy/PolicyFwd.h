@@ -14,6 +14,7 @@ class ResolvedNexthopInfoSet;
 class Result_;
 
 // Compiled policy.
+class PublishedPolicy;
 class RouteMapStatusList;
 class RouteMapStatus;
 class RouteMapSeqStatus;

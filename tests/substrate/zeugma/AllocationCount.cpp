@@ -14,18 +14,25 @@ constexpr size_t kProtectableBytes = size_t( 64 ) << 20;
 std::byte * protectable = nullptr;                   // of the process: another thread may free what is in it
 constinit thread_local size_t protectableUsed = 0;   // 0: this thread does not allocate there
 
-void * allocate( size_t size ) noexcept {
+constexpr size_t kAlignment = alignof( std::max_align_t );
+
+constexpr size_t roundedUp( size_t size, size_t alignment ) noexcept {
+   return ( size + alignment - 1 ) / alignment * alignment;
+}
+
+void * allocate( size_t size, size_t alignment = kAlignment ) noexcept {
    ++count;
    if( failing != 0 && --failing == 0 ) return nullptr;
    if( protectableUsed != 0 ) {
-      void * const place = protectable + protectableUsed;
-      protectableUsed += ( size + alignof( std::max_align_t ) ) / alignof( std::max_align_t ) * alignof( std::max_align_t );
-      return protectableUsed <= kProtectableBytes ? place : nullptr;
+      const size_t place = roundedUp( protectableUsed, alignment );
+      protectableUsed = roundedUp( place + size + 1, kAlignment );
+      return protectableUsed <= kProtectableBytes ? protectable + place : nullptr;
    }
-   return std::malloc( size ? size : 1 );
+   if( size == 0 ) size = 1;
+   return alignment <= kAlignment ? std::malloc( size ) : std::aligned_alloc( alignment, roundedUp( size, alignment ) );
 }
-void * allocateOrThrow( size_t size ) {
-   if( void * p = allocate( size ) ) return p;
+void * allocateOrThrow( size_t size, size_t alignment = kAlignment ) {
+   if( void * p = allocate( size, alignment ) ) return p;
    throw std::bad_alloc();
 }
 
@@ -54,7 +61,7 @@ ProtectableMemory::ProtectableMemory() {
    void * const memory = mmap( nullptr, kProtectableBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0 );
    if( memory == MAP_FAILED ) throw std::bad_alloc();
    protectable = static_cast<std::byte *>( memory );
-   protectableUsed = alignof( std::max_align_t );
+   protectableUsed = kAlignment;
 }
 ProtectableMemory::~ProtectableMemory() {
    protectableUsed = 0;   // the memory stays, since its objects do
@@ -76,6 +83,15 @@ void * operator new( size_t size, const std::nothrow_t & ) noexcept {
 }
 void * operator new[]( size_t size, const std::nothrow_t & ) noexcept {
    return allocate( size );
+}
+void * operator new( size_t size, std::align_val_t alignment ) {
+   return allocateOrThrow( size, size_t( alignment ) );
+}
+void operator delete( void * p, std::align_val_t ) noexcept {
+   release( p );
+}
+void operator delete( void * p, size_t, std::align_val_t ) noexcept {
+   release( p );
 }
 void operator delete( void * p ) noexcept {
    release( p );
