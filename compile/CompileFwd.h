@@ -11,6 +11,7 @@ namespace Routing::Policy {
 class PolicyRoot;
 class RouteMapSymbol;
 class AllRouteMapSymbol;
+class PublishedRouteMap;
 
 // Machines.
 class RouteMapConfigSm;
