@@ -1,13 +1,10 @@
 // How long does it take to compile an access list in slices, how long is the longest slice, and what does the list cost per route: on one
 // thread, on two threads that share the list, and if the masks of the rules have gaps?
 
-#include <time.h>
-
 #include <array>
-#include <barrier>
-#include <thread>
 
 #include "bench/AccessLists.h"
+#include "bench/Threads.h"
 #include "bench/Yardsticks.h"
 #include "policy/PolicyEvalContext.h"
 #include "policy/RoutingPolicyAcl.h"
@@ -75,35 +72,6 @@ void measureMatch( const std::string & question, const Prefixes & table ) {
                          } ),
               yardstick );
    group.run();
-}
-
-// The processor time of this thread. Unit: nanoseconds.
-double threadNs() {
-   timespec t;
-   clock_gettime( CLOCK_THREAD_CPUTIME_ID, &t );
-   return double( t.tv_sec ) * 1e9 + double( t.tv_nsec );
-}
-
-// The time of a question on each of `threads` threads that start together. Other programs may keep one of the threads waiting, so that the
-// threads do not disturb each other in this turn: the median of many turns counts.
-double nsPerQuestion( size_t threads, size_t asked, const std::function<uint64_t()> & pass ) {
-   std::vector<double> turns;
-   for( int turn = 0; turn < 15; ++turn ) {
-      std::barrier start( static_cast<std::ptrdiff_t>( threads ) );
-      std::vector<double> ns( threads );
-      std::vector<std::thread> running;
-      for( size_t t = 0; t < threads; ++t )
-         running.emplace_back( [ &, t ] {
-            start.arrive_and_wait();
-            const double begun = threadNs();
-            benchmark::DoNotOptimize( pass() );
-            ns[ t ] = threadNs() - begun;
-         } );
-      for( auto & thread : running ) thread.join();
-      turns.insert( turns.end(), ns.begin(), ns.end() );
-   }
-   std::nth_element( turns.begin(), turns.begin() + static_cast<std::ptrdiff_t>( turns.size() / 2 ), turns.end() );
-   return turns[ turns.size() / 2 ] / double( asked );
 }
 
 void measureThreads( size_t count ) {

@@ -1,12 +1,15 @@
-// What does it cost to notify subscribers of a change, and to find or create a symbol?
+// What does it cost to notify subscribers of a change, to find or create a symbol, and to take the current policy on an evaluation thread?
 
 #include <memory>
+#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "bench/Measure.h"
+#include "bench/Threads.h"
 #include "compile/RouteMapSymbol.h"
+#include "policy/PublishedPolicy.h"
 #include "substrate/plinth/NotifieeConst.h"
 #include "substrate/quoin/NotifyingNode.h"
 #include "substrate/zeugma/Task.h"
@@ -171,10 +174,37 @@ void measureTasks() {
    group.run();
 }
 
+void measureReaders() {
+   if( !wanted( "the current policy taken" ) ) return;
+   constexpr size_t kTaken = 1'000'000;
+   using Routing::Policy::PublishedPolicy;
+   PublishedPolicy published;
+   published.policyIs( Quoin::makeNode<Routing::Policy::RouteMapStatusList>() );
+   const auto read = [ & ] {
+      PublishedPolicy::Reader reader( published );
+      return overlapped( kTaken, [ & ]( size_t ) -> size_t { return bool( reader.policy() ); } );
+   };
+   std::mutex mutex;
+   const auto handle = published.policy();
+   const auto copy = [ & ] {
+      return overlapped( kTaken, [ & ]( size_t ) -> size_t {
+         const auto held = [ & ] {
+            const std::lock_guard lock( mutex );
+            return handle;
+         }();
+         return bool( held );
+      } );
+   };
+   for( const size_t threads : { 1, 2 } )
+      printRow( "the current policy taken, on each thread", grouped( threads ), "ns", nsPerQuestion( threads, kTaken, read ),
+                "a handle copied in a mutex", nsPerQuestion( threads, kTaken, copy ) );
+}
+
 void measureAll() {
    for( const size_t subscribers : { 1, 100, 100'000 } ) measurePublication( subscribers );
    for( const size_t symbols : { 100, 100'000 } ) measureSymbols( symbols );
    measureTasks();
+   measureReaders();
 }
 
 }   // namespace
