@@ -43,22 +43,27 @@ struct Answers {
 struct Report {
    size_t mixed = 0;   // the number of passes that saw a part of an edit
    Answers last;
+
+   void add( const Answers & answers ) {
+      mixed += !answers.ofOnePolicy();
+      last = answers;
+   }
 };
 
 /// An evaluation thread: evaluates all routes again and again, until the agent stops.
 Report evaluate( const PublishedPolicy & published, const std::vector<MatchInput_> & routes, const std::atomic<bool> & stopping ) {
-   const PolicyEval eval;   // without a context
-   PublishedPolicy::Reader reader( published );
    Report report;
+   const PolicyEval eval;                         // without a context
+   PublishedPolicy::Reader reader( published );   // of this thread
    for( bool isLast = false; !isLast; ) {
       isLast = stopping;
-      report.last = {};
-      const auto & policy = reader.policy();   // once for all routes of this pass
+      const auto & policy = reader.policy();   // once for each pass over the routes
+      Answers answers;
       for( const auto & route : routes ) {
          Result_ result;
-         if( eval.eval( &route, policy, &result ) ) report.last.add( result );
+         if( eval.eval( &route, policy, &result ) ) answers.add( result );
       }
-      report.mixed += !report.last.ofOnePolicy();
+      report.add( answers );
    }
    return report;
 }
