@@ -191,11 +191,13 @@ TEST_F( PublishedPolicyTest, readersMayOutliveIt ) {
    std::optional<Reader> old( std::in_place, *published ), current( std::in_place, *published );
    Reader released( *published );
    publish( "B" );
+   released.policy();
    publish( "C" );
    current->policy();
    released.policy();
+   EXPECT_THAT( ended, IsEmpty() );
    published.reset();
-   EXPECT_THAT( ended, ElementsAre( "B" ) );
+   EXPECT_THAT( ended, ElementsAre( "B" ) ) << "its readers need not free it";
    EXPECT_EQ( current->policy().get(), newest );
    current.reset();
    EXPECT_EQ( old->policy().get(), newest ) << "the last policy stays current";
