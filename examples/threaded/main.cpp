@@ -118,7 +118,7 @@ int main() {
 
    for( uint8_t n = 1; n <= kEdits; ++n ) {
       agent.edit( n );
-      std::this_thread::sleep_for( std::chrono::milliseconds( 1 ) );
+      std::this_thread::sleep_for( std::chrono::milliseconds( 1 ) );   // the threads evaluate meanwhile; no result depends on it
    }
    stopping = true;
    for( auto & thread : threads ) thread.join();
