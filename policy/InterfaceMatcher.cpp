@@ -12,4 +12,8 @@ RouteMapFeatures InterfaceMatcher::getFeatures() const {
    return RouteMapFeatures::matchInterface;
 }
 
+void InterfaceMatcher::keys( MatchKeys & keys ) const {
+   keys.skippable();
+}
+
 }   // namespace Routing::Policy

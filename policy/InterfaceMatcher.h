@@ -12,6 +12,7 @@ class ROUTEPOLICY_API InterfaceMatcher final : public SimpleMatcher<Ferule::Intf
    explicit InterfaceMatcher( Ferule::IntfId intf ) : SimpleMatcher( "InterfaceMatcher interface ", intf ) {}
    Ferule::IntfId intf() const noexcept { return value(); }
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
+   void keys( MatchKeys & keys ) const override;
    RouteMapFeatures getFeatures() const override;
 };
 

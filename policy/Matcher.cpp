@@ -14,6 +14,8 @@ RouteMapFeatures Matcher::getFeatures() const {
    return {};
 }
 
+void Matcher::keys( MatchKeys & ) const {}
+
 Quoin::String Matcher::toStrep() const {
    Quoin::TextStream os;
    formatDerivedType( os );

@@ -16,6 +16,7 @@
 namespace Routing::Policy {
 
 class MatchInput_;
+class MatchKeys;
 class PolicyEvalContext;
 
 /// The base of all matchers.
@@ -30,6 +31,9 @@ class ROUTEPOLICY_API Matcher : public Quoin::Node {
    virtual RouteMapFeatures getFeatures() const;
    /// Prints the text of the derived matcher.
    virtual void formatDerivedType( std::ostream & os ) const = 0;
+   /// Tells which routes can match, so that evaluation asks the matcher about these only (policy/MatchKeys.h). The base tells nothing: the
+   /// matcher is asked about every route that comes to it.
+   virtual void keys( MatchKeys & keys ) const;
 
    /// The text of the matcher, for debugging.
    Quoin::String toStrep() const;

@@ -16,4 +16,8 @@ bool NexthopPrefixMatcher::match( const MatchInput_ * input, const Quoin::Ptr<Po
    return false;
 }
 
+void NexthopPrefixMatcher::keys( MatchKeys & keys ) const {
+   keys.skippable();
+}
+
 }   // namespace Routing::Policy

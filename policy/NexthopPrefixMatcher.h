@@ -11,6 +11,7 @@ class ROUTEPOLICY_API NexthopPrefixMatcher final : public SimpleMatcher<Ferule::
    explicit NexthopPrefixMatcher( const Ferule::IpGenPrefix & prefix ) : SimpleMatcher( "NexthopPrefixMatcher prefix ", prefix ) {}
    const Ferule::IpGenPrefix & prefix() const noexcept { return value(); }
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
+   void keys( MatchKeys & keys ) const override;
 };
 
 }   // namespace Routing::Policy

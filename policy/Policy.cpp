@@ -7,6 +7,8 @@
 
 #include "policy/DecisionObserver.h"
 #include "policy/MatchedRouteMapSequences.h"
+#include "policy/PlanSearch.h"
+#include "substrate/plinth/InlineRow.h"
 #include "substrate/quoin/Assert.h"
 #include "substrate/trailmark/Trailmark.h"
 
@@ -40,7 +42,7 @@ struct NoObserver {
 // The log of a walk without one: discards every record.
 struct NoLog {
    static NoObserver callee( const RouteMapSeqStatus &, bool ) { return {}; }
-   void visit( const Quoin::Ptr<const RouteMapSeqStatus> & ) {}
+   void visit( const RouteMapSeqStatus & ) {}
    void matcherFailed( MatchOption ) {}
    struct Call {
       explicit Call( NoLog & ) {}
@@ -57,9 +59,9 @@ class WriteLog {
  public:
    WriteLog( PolicyEvalContext & context, PolicyEvaluationLog & log ) : context_( context ), log_( log ) {}
    static NoObserver callee( const RouteMapSeqStatus &, bool ) { return {}; }
-   void visit( const Quoin::Ptr<const RouteMapSeqStatus> & seq ) {
-      seq_ = log_.addSeq( seq );
-      if( seq->matcher().empty() ) seq_->hadNoMatchersIs( true );
+   void visit( const RouteMapSeqStatus & seq ) {
+      seq_ = log_.addSeq( Quoin::Ptr( &seq ) );
+      if( seq.matcher().empty() ) seq_->hadNoMatchersIs( true );
    }
    void matcherFailed( MatchOption option ) { seq_->failedMatcherIs( option ); }
    // The call of another route map. Its log is on top of the stack during the call; the destructor removes the log also after a throw.
@@ -138,9 +140,9 @@ template <class Log>
 class Noting : public Log {
  public:
    Noting( Log log, Observed & observer ) : Log( std::move( log ) ), observer_( observer ) {}
-   void visit( const Quoin::Ptr<const RouteMapSeqStatus> & seq ) {
+   void visit( const RouteMapSeqStatus & seq ) {
       Log::visit( seq );
-      visited_ = seq.get();
+      visited_ = &seq;
    }
    void deny() {
       Log::deny();
@@ -167,10 +169,8 @@ Noting<Log> noting( Log log, std::reference_wrapper<Observed> observer ) {
 }
 
 using ContextPtr = Quoin::Ptr<PolicyEvalContext>;
-using Matched = boost::container::small_vector_base<const RouteMapSeqStatus *>;   // of any inline capacity
-// For a match that never leaves this file. Sixteen inline entries cover ordinary policies with callees, continues and several list
-// entries.
-using LocalMatched = boost::container::small_vector<const RouteMapSeqStatus *, 16>;
+// The sequences that permitted. Sixteen inline entries cover ordinary policies with callees, continues and several list entries.
+using Matched = Plinth::InlineRow<const RouteMapSeqStatus *, 16>;
 
 // A function of its own, so that the timer takes no space in the stack frame of the path without timers.
 template <class Stage>
@@ -187,17 +187,32 @@ inline auto timed( const ContextPtr & context, const Trailmark::MsgDesc & messag
    return underTimer( message, stage );
 }
 
+// One evaluation: what all its route maps share.
+struct Evaluation {
+   Evaluation( const ContextPtr & c, const MatchInput_ * i ) noexcept : context( c ), input( i ), route( i ) {}
+
+   const ContextPtr & context;
+   const MatchInput_ * input;
+   PlannedRoute route;
+   Matched matched;
+};
+
 // ---- one route map
 
 template <class Observer>
-bool evalRouteMap( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
-                   Observer observer );
+bool evalRouteMap( Evaluation & eval, const RouteMapStatus & rmStatus, Observer observer );
 
-// Whether all matchers match. Stops at the first that does not.
-template <class Log>
-inline bool matchersPass( const ContextPtr & context, const MatchInput_ * input, const RouteMapSeqStatus & seq, Log & log ) {
+// How the walk over all sequences finds a sequence. PlanSearch is the other way.
+struct InTurn {
+   static bool hasAnswered( MatchOption ) { return false; }
+};
+
+// Whether all matchers match that are not answered yet. Stops at the first that does not.
+template <class Log, class By>
+inline bool matchersPass( Evaluation & eval, const RouteMapSeqStatus & seq, const By & by, Log & log ) {
    for( auto i = seq.matcher().first(); i; i.next() ) {
-      if( i.value()->match( input, context ) ) continue;
+      if( by.hasAnswered( i.key() ) ) continue;
+      if( i.value()->match( eval.input, eval.context ) ) continue;
       log.matcherFailed( i.key() );
       return false;
    }
@@ -207,71 +222,116 @@ inline bool matchersPass( const ContextPtr & context, const MatchInput_ * input,
 // Whether the callee lets the sequence match. The sequences of the callee stay in `matched` only if it permitted and is not
 // inverted.
 template <class Log>
-bool subRouteMapPasses( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus,
-                        const RouteMapSeqStatus & seq, const RouteMapStatus & sub, Matched & matched, Log & log ) {
+bool subRouteMapPasses( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapSeqStatus & seq, const RouteMapStatus & sub,
+                        Log & log ) {
    QUOIN_ASSERT( &sub != &rmStatus, "a route map calls itself" );
-   return timed( context, evalSubRouteMapMatchersMsg, [ & ] {
-      const size_t matchedBefore = matched.size();
+   return timed( eval.context, evalSubRouteMapMatchersMsg, [ & ] {
+      const size_t matchedBefore = eval.matched.size();
       const bool inverted = seq.subInvert();
       typename Log::Call call( log );
-      const bool subResult = evalRouteMap( context, input, sub, matched, log.callee( seq, inverted ) );
+      const bool subResult = evalRouteMap( eval, sub, log.callee( seq, inverted ) );
       call.returned( subResult, inverted );
-      if( !subResult || inverted ) matched.resize( matchedBefore );
+      if( !subResult || inverted ) eval.matched.shrinkTo( matchedBefore );
       return subResult != inverted;
    } );
 }
 
-// Walks the sequences of one route map, the same way with and without a log and an observer: `Log` is NoLog, WriteLog, or Noting over one
-// of them.
+// What a visited sequence means for the walk.
+enum class Next : uint8_t { sequence, deny, permit, target };
+
+template <class Log, class By>
+inline Next visit( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapSeqStatus & seq, const By & by, Log & log ) {
+   log.visit( seq );
+   if( !matchersPass( eval, seq, by, log ) ) return Next::sequence;
+   const RouteMapStatus * const sub = seq.subRouteMapRawPtr();
+   if( sub && !sub->seqStatus().empty() && !subRouteMapPasses( eval, rmStatus, seq, *sub, log ) ) return Next::sequence;
+   if( seq.matchAction() == Acl::MatchPermit::deny ) {   // also after a continue
+      log.deny();
+      return Next::deny;
+   }
+   log.permit();
+   eval.matched.append( &seq );
+   const RouteMapSeqStatus * const target = seq.continueSeq().get();
+   if( !target ) return Next::permit;
+   log.continueTo( target->seqno() );
+   return Next::target;
+}
+
+// Walks the sequences of one route map from `cursor` on, the same way with and without a log and an observer: `Log` is NoLog, WriteLog, or
+// Noting over one of them. `continued`: whether a sequence in front of them has permitted.
 template <class Log>
-bool walkSequences( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched, Log log ) {
+bool walkSequences( Evaluation & eval, const RouteMapStatus & rmStatus, RouteMapStatus::Sequences::Iterator cursor, bool continued,
+                    Log & log ) {
+   while( cursor ) {
+      const RouteMapSeqStatus & seq = *( *cursor ).second;
+      switch( visit( eval, rmStatus, seq, InTurn(), log ) ) {
+         case Next::sequence: cursor.next(); break;
+         case Next::deny: return false;
+         case Next::permit: return true;
+         case Next::target:   // a deleted target means the next higher sequence
+            cursor = rmStatus.seqStatus().lowerBound( seq.continueSeq()->seqno() );
+            continued = true;
+      }
+   }
+   if( !continued ) log.defaultDeny();
+   return continued;
+}
+
+template <class Log>
+bool walkAll( Evaluation & eval, const RouteMapStatus & rmStatus, Log log ) {
+   return walkSequences( eval, rmStatus, rmStatus.seqStatus().first(), false, log );
+}
+
+// The first sequence whose number is higher.
+RouteMapStatus::Sequences::Iterator above( const RouteMapStatus & rmStatus, uint32_t seqno ) {
+   auto cursor = rmStatus.seqStatus().lowerBound( seqno );
+   if( cursor && cursor.key() == seqno ) cursor.next();
+   return cursor;
+}
+
+// The same walk, but it visits only the sequences that the plan finds. If a matcher changes the policy, or a sequence continues backwards,
+// it goes on without the plan.
+template <class Log>
+bool walkPlan( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapPlan & plan, Log log ) {
+   PlanSearch search( rmStatus, plan, eval.route );
    bool continued = false;
-   for( auto cursor = rmStatus.seqStatus().first(); cursor; ) {
-      const auto & handle = ( *cursor ).second;
-      const RouteMapSeqStatus & seq = *handle;
-      log.visit( handle );
-      const RouteMapStatus * sub;
-      if( !matchersPass( context, input, seq, log ) ||
-          ( ( sub = seq.subRouteMapRawPtr() ) && !sub->seqStatus().empty() &&
-            !subRouteMapPasses( context, input, rmStatus, seq, *sub, matched, log ) ) ) {
-         cursor.next();
-         continue;
+   for( const PlanStep * step = search.from( 0 ); step; ) {
+      const uint32_t seqno = step->seqno;
+      uint32_t from = seqno + 1;   // 0 behind the highest number
+      const Next next = visit( eval, rmStatus, *step->seq, search, log );
+      if( next == Next::deny ) return false;
+      if( next == Next::permit ) return true;
+      if( next == Next::target ) {
+         from = step->seq->continueSeq()->seqno();
+         continued = true;
       }
-      if( seq.matchAction() == Acl::MatchPermit::deny ) {   // also after a continue
-         log.deny();
-         return false;
-      }
-      log.permit();
-      matched.push_back( &seq );
-      const RouteMapSeqStatus * target = seq.continueSeq().get();
-      if( !target ) return true;
-      log.continueTo( target->seqno() );
-      continued = true;
-      cursor = rmStatus.seqStatus().lowerBound( target->seqno() );   // a deleted target means the next higher sequence
+      if( from <= seqno || !search.isCurrent() ) [[unlikely]]
+         return walkSequences( eval, rmStatus, next == Next::target ? rmStatus.seqStatus().lowerBound( from ) : above( rmStatus, seqno ),
+                               continued, log );
+      step = search.from( from );
    }
    if( !continued ) log.defaultDeny();
    return continued;
 }
 
 template <class Observer>
-bool evalRouteMapInContext( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
-                            typename Observer::Ref observer ) {
-   return timed( context, evalRouteMapMatchersMsg, [ &, observer ] {
-      if( context->log() )
-         if( auto log = context->callStackPeek() )
-            return walkSequences( context, input, rmStatus, matched, noting( WriteLog( *context, *log ), observer ) );
-      return walkSequences( context, input, rmStatus, matched, noting( NoLog{}, observer ) );
+bool evalRouteMapInContext( Evaluation & eval, const RouteMapStatus & rmStatus, typename Observer::Ref observer ) {
+   return timed( eval.context, evalRouteMapMatchersMsg, [ &, observer ] {
+      if( eval.context->log() )
+         if( auto log = eval.context->callStackPeek() )
+            return walkAll( eval, rmStatus, noting( WriteLog( *eval.context, *log ), observer ) );
+      return walkAll( eval, rmStatus, noting( NoLog{}, observer ) );
    } );
 }
 
 // Without a context, no timer and no log is possible. Almost every route takes this path.
 template <class Observer>
-inline bool evalRouteMap( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus & rmStatus, Matched & matched,
-                          Observer observer ) {
-   if( !context ) [[likely]]
-      return observer.ended( rmStatus,
-                             walkSequences( context, input, rmStatus, matched, noting( NoLog{}, typename Observer::Ref( observer ) ) ) );
-   return observer.ended( rmStatus, evalRouteMapInContext<Observer>( context, input, rmStatus, matched, observer ) );
+inline bool evalRouteMap( Evaluation & eval, const RouteMapStatus & rmStatus, Observer observer ) {
+   if( eval.context ) [[unlikely]]
+      return observer.ended( rmStatus, evalRouteMapInContext<Observer>( eval, rmStatus, observer ) );
+   const auto log = noting( NoLog{}, typename Observer::Ref( observer ) );
+   const RouteMapPlan * const plan = rmStatus.plan();
+   return observer.ended( rmStatus, plan ? walkPlan( eval, rmStatus, *plan, log ) : walkAll( eval, rmStatus, log ) );
 }
 
 // ---- setters
@@ -287,7 +347,8 @@ void applyDeferredSetters( Result_ & result ) {
    }
 }
 
-void applySetters( const ContextPtr & context, const Matched & matched, Result_ & result ) {
+template <class MatchedSequences>
+void applySetters( const ContextPtr & context, const MatchedSequences & matched, Result_ & result ) {
    try {
       timed( context, applyPolicySettersMsg, [ & ] {
          for( const RouteMapSeqStatus * seq : matched )
@@ -303,38 +364,38 @@ void applySetters( const ContextPtr & context, const Matched & matched, Result_ 
 
 // ---- a list
 
-bool evalFunction( const PolicyEval & eval, const Gyre::FunctionStatusBase & function, RmPrecedence p, Matched & matched,
+bool evalFunction( Evaluation & eval, bool shouldLog, const Gyre::FunctionStatusBase & function, RmPrecedence p,
                    const Gyre::Eval::GyreEvalContextMap * gyreCtxMap ) {
    if( function.undefined() ) return false;
    const auto gyreCtx = gyreCtxMap ? gyreCtxMap->context( p ) : nullptr;
    QUOIN_ASSERT( gyreCtx && gyreCtx->result(), "gyreCtx->result()" );
-   applySetters( eval.context(), matched, *gyreCtx->result() );
-   matched.clear();   // their setters must not run twice
-   gyreCtx->shouldLogEvalIs( eval.shouldLogEval() );
+   applySetters( eval.context, eval.matched, *gyreCtx->result() );
+   eval.matched.shrinkTo( 0 );   // their setters must not run twice
+   gyreCtx->shouldLogEvalIs( shouldLog );
    struct Flag {
       Gyre::Eval::EvalContextBase & context;
       bool on;
       ~Flag() {
          if( on ) context.shouldLogEvalIs( false );
       }
-   } flag{ *gyreCtx, eval.shouldLogEval() };
+   } flag{ *gyreCtx, shouldLog };
    const auto code = function.aet()->evaluate( gyreCtx );
    if( flag.on ) {
       auto log = gyreCtx->takeEvaluationLog();   // null if the context keeps no log
-      if( log && eval.context() ) eval.context()->evaluationLogEnq( log );
+      if( log && eval.context ) eval.context->evaluationLogEnq( log );
    }
    return code == Gyre::Eval::ResultCode::permit;
 }
 
 template <class Observer>
-bool evalListEntry( const PolicyEval & eval, const MatchInput_ * input, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status,
-                    Matched & matched, Observer observer ) {
+bool evalListEntry( Evaluation & eval, bool shouldLog, RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & status,
+                    Observer observer ) {
    if( status->seqStatus().empty() ) return true;   // a route map without sequences does not affect the answer
-   const ContextPtr & context = eval.context();
-   if( !context ) return evalRouteMap( context, input, *status, matched, observer.entry( p ) );
-   if( !eval.shouldLogEval() || p != RmPrecedence::routeMapPrecedence ) {
+   const ContextPtr & context = eval.context;
+   if( !context ) return evalRouteMap( eval, *status, observer.entry( p ) );
+   if( !shouldLog || p != RmPrecedence::routeMapPrecedence ) {
       const PolicyEvalContext::LogPause pause( context );   // a log of the client does not record lists
-      return evalRouteMap( context, input, *status, matched, observer.entry( p ) );
+      return evalRouteMap( eval, *status, observer.entry( p ) );
    }
    // The destructor uninstalls the log, also after a throw. Only a finished log is queued.
    struct Installed {
@@ -343,14 +404,14 @@ bool evalListEntry( const PolicyEval & eval, const MatchInput_ * input, RmPreced
    } installed{ context };
    const auto log = Quoin::makeNode<PolicyEvaluationLog>( status );
    installed.context->logIs( log );
-   const bool permit = evalRouteMap( context, input, *status, matched, observer.entry( p ) );
+   const bool permit = evalRouteMap( eval, *status, observer.entry( p ) );
    installed.context->evaluationLogEnq( log );
    return permit;
 }
 
 template <class Observer>
-bool evalWholeList( const PolicyEval & eval, const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
-                    const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) {
+bool evalWholeList( Evaluation & eval, bool shouldLog, const RouteMapStatusList & list, const Gyre::Eval::GyreEvalContextMap * gyreCtxMap,
+                    Observer observer ) {
    const bool gyrePresent = bool( list.gyreStatus() );
    QUOIN_ASSERT( !gyrePresent || gyreCtxMap, "!gyrePresent || gyreCtxMap" );
 
@@ -367,7 +428,7 @@ bool evalWholeList( const PolicyEval & eval, const MatchInput_ * input, const Ro
       for( Role & role : roles ) {
          if( !role.pending || precedence < role.before ) continue;
          role.pending = false;
-         const bool permitted = evalFunction( eval, *role.function, role.precedence, matched, gyreCtxMap );
+         const bool permitted = evalFunction( eval, shouldLog, *role.function, role.precedence, gyreCtxMap );
          if( !observer.entry( role.precedence ).ended( *role.function, permitted ) ) return false;
       }
       return true;
@@ -383,43 +444,71 @@ bool evalWholeList( const PolicyEval & eval, const MatchInput_ * input, const Ro
       i = list.rmStatus().lowerBound( p );   // the function may have changed the list
       if( !i ) break;
       if( i.key() != p ) continue;
-      if( !displaced( p ) && !evalListEntry( eval, input, p, i.value(), matched, observer ) ) return false;
+      if( !displaced( p ) && !evalListEntry( eval, shouldLog, p, i.value(), observer ) ) return false;
       i.next();
    }
    return runPending( ~0u );
 }
 
 template <class Observer>
-bool evalList( const PolicyEval & eval, const MatchInput_ * input, const RouteMapStatusList & list, Matched & matched,
-               const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) {
-   if( !eval.context() && !list.gyreStatus() && !list.gyreStatusMaint() ) [[likely]] {
+bool evalList( Evaluation & eval, bool shouldLog, const RouteMapStatusList & list, const Gyre::Eval::GyreEvalContextMap * gyreCtxMap,
+               Observer observer ) {
+   if( !eval.context && !list.gyreStatus() && !list.gyreStatusMaint() ) [[likely]] {
       for( auto i = list.rmStatus().first(); i; i.next() )
-         if( !i.value()->seqStatus().empty() && !evalRouteMap( eval.context(), input, *i.value(), matched, observer.entry( i.key() ) ) )
-            return false;
+         if( !i.value()->seqStatus().empty() && !evalRouteMap( eval, *i.value(), observer.entry( i.key() ) ) ) return false;
       return true;
    }
-   return timed( eval.context(), evalPolicyMatchersMsg,
-                 [ &, observer ] { return evalWholeList( eval, input, list, matched, gyreCtxMap, observer ); } );
+   return timed( eval.context, evalPolicyMatchersMsg,
+                 [ &, observer ] { return evalWholeList( eval, shouldLog, list, gyreCtxMap, observer ); } );
+}
+
+// Evaluates with the matched sequences of the caller, which are unchanged after a throw.
+template <class Evaluate>
+bool intoMatched( MatchedRouteMapSequences & callers, Evaluation & eval, Evaluate evaluate ) {
+   for( const auto * seq : callers ) eval.matched.append( seq );
+   const bool permitted = evaluate();
+   callers.assign( eval.matched.begin(), eval.matched.end() );
+   return permitted;
 }
 
 template <class Observer>
-inline bool evalAndSet( const PolicyEval & eval, const MatchInput_ * input, const RouteMapStatusList & list, Result_ & result,
-                        Observer observer ) {
+inline bool evalOneRouteMap( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus * rmStatus,
+                             MatchedRouteMapSequences * matched, Observer observer ) {
+   QUOIN_ASSERT( rmStatus && matched, "rmStatus && matched" );
+   Quoin::ReleaseScope scope;   // a matcher may release the policy during the walk
+   Evaluation eval( context, input );
+   return intoMatched( *matched, eval, [ & ] { return evalRouteMap( eval, *rmStatus, observer ); } );
+}
+
+template <class Observer>
+inline bool evalListMatchers( const PolicyEval & policyEval, const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
+                              MatchedRouteMapSequences * matched, const PolicyEval::ContextMap & gyreCtxMap, Observer observer ) {
+   QUOIN_ASSERT( list && matched, "list && matched" );
    Quoin::ReleaseScope scope;
-   LocalMatched matched;
-   if( !evalList( eval, input, list, matched, nullptr, observer ) ) return false;
-   applySetters( eval.context(), matched, result );
+   Evaluation eval( policyEval.context(), input );
+   return intoMatched( *matched, eval, [ & ] { return evalList( eval, policyEval.shouldLogEval(), *list, gyreCtxMap.get(), observer ); } );
+}
+
+template <class Observer>
+inline bool evalAndSet( const PolicyEval & policyEval, const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
+                        Result_ * result, Observer observer ) {
+   QUOIN_ASSERT( list && result, "list && result" );
+   Quoin::ReleaseScope scope;
+   Evaluation eval( policyEval.context(), input );
+   if( !evalList( eval, policyEval.shouldLogEval(), *list, nullptr, observer ) ) return false;
+   applySetters( eval.context, eval.matched, *result );
    return true;
 }
 
+// As a list with one entry.
 template <class Observer>
-inline bool evalAsOnlyEntry( const PolicyEval & eval, const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input,
+inline bool evalAsOnlyEntry( const PolicyEval & policyEval, const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input,
                              Observer observer ) {
    Quoin::ReleaseScope scope;
-   RouteMapStatusList list;
-   list.rmStatusIs( RmPrecedence::routeMapPrecedence, rmStatus );
-   LocalMatched matched;
-   return evalList( eval, input, list, matched, nullptr, observer );
+   Evaluation eval( policyEval.context(), input );
+   return timed( eval.context, evalPolicyMatchersMsg, [ & ] {
+      return !rmStatus || evalListEntry( eval, policyEval.shouldLogEval(), RmPrecedence::routeMapPrecedence, rmStatus, observer );
+   } );
 }
 
 }   // namespace
@@ -431,16 +520,12 @@ PolicyEval::~PolicyEval() = default;
 
 bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus,
                                        MatchedRouteMapSequences * matched ) const {
-   QUOIN_ASSERT( rmStatus && matched, "rmStatus && matched" );
-   Quoin::ReleaseScope scope;   // a matcher may release the policy during the walk
-   return evalRouteMap( context_, input, *rmStatus, *matched, NoObserver{} );
+   return evalOneRouteMap( context_, input, rmStatus, matched, NoObserver{} );
 }
 
 bool PolicyEval::evalRouteMapMatchers( const MatchInput_ * input, const RouteMapStatus * rmStatus, MatchedRouteMapSequences * matched,
                                        DecisionObserver & observer ) const {
-   QUOIN_ASSERT( rmStatus && matched, "rmStatus && matched" );
-   Quoin::ReleaseScope scope;
-   return evalRouteMap( context_, input, *rmStatus, *matched, Observed( observer ) );
+   return evalOneRouteMap( context_, input, rmStatus, matched, Observed( observer ) );
 }
 
 // ---- setters
@@ -457,48 +542,42 @@ Quoin::Ptr<const MatchedRouteMapSequencesSnapshot>
 PolicyEval::evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const {
    QUOIN_ASSERT( rmStatus, "rmStatus" );
    Quoin::ReleaseScope scope;
-   LocalMatched matched;
-   if( !evalRouteMap( context_, &input, *rmStatus, matched, NoObserver{} ) ) return nullptr;
+   Evaluation eval( context_, &input );
+   if( !evalRouteMap( eval, *rmStatus, NoObserver{} ) ) return nullptr;
    auto snapshot = Quoin::makeNode<MatchedRouteMapSequencesSnapshot>();
    uint32_t index = 0;
-   for( const RouteMapSeqStatus * seq : matched ) snapshot->seqStatusIs( ++index, Quoin::Ptr( seq ) );
+   for( const RouteMapSeqStatus * seq : eval.matched ) snapshot->seqStatusIs( ++index, Quoin::Ptr( seq ) );
    return snapshot;
 }
 
 void PolicyEval::applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> & snapshot, const Result_ & result ) {
    if( !snapshot ) return;   // a deny: nothing to apply
    Quoin::ReleaseScope scope;
-   LocalMatched matched;
-   for( auto i = snapshot->seqStatus().first(); i; i.next() ) matched.push_back( i.value().get() );
+   Matched matched;
+   for( auto i = snapshot->seqStatus().first(); i; i.next() ) matched.append( i.value().get() );
    applySetters( context_, matched, const_cast<Result_ &>( result ) );
 }
 
 // ---- a list
 
 bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result ) const {
-   QUOIN_ASSERT( list && result, "list && result" );
-   return evalAndSet( *this, input, *list, *result, NoObserver{} );
+   return evalAndSet( *this, input, list, result, NoObserver{} );
 }
 
 bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result,
                        DecisionObserver & observer ) const {
-   QUOIN_ASSERT( list && result, "list && result" );
-   return evalAndSet( *this, input, *list, *result, Observed( observer ) );
+   return evalAndSet( *this, input, list, result, Observed( observer ) );
 }
 
 bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
                                      MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap ) const {
-   QUOIN_ASSERT( list && matched, "list && matched" );
-   Quoin::ReleaseScope scope;
-   return evalList( *this, input, *list, *matched, gyreCtxMap.get(), NoObserver{} );
+   return evalListMatchers( *this, input, list, matched, gyreCtxMap, NoObserver{} );
 }
 
 bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
                                      MatchedRouteMapSequences * matched, const ContextMap & gyreCtxMap,
                                      DecisionObserver & observer ) const {
-   QUOIN_ASSERT( list && matched, "list && matched" );
-   Quoin::ReleaseScope scope;
-   return evalList( *this, input, *list, *matched, gyreCtxMap.get(), Observed( observer ) );
+   return evalListMatchers( *this, input, list, matched, gyreCtxMap, Observed( observer ) );
 }
 
 bool PolicyEval::evalPeerFilter( const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input ) const {
@@ -516,8 +595,8 @@ bool PolicyEval::evalGyre( const Quoin::Ptr<const Gyre::FunctionStatusBase> & fu
    RouteMapStatusList list;
    list.gyreStatusIs( function );
    const auto map = Gyre::Eval::GyreEvalContextMap::getGyreEvalContextMapWithOneEntry( RmPrecedence::routeMapPrecedence, ctx );
-   LocalMatched matched;
-   return evalList( *this, nullptr, list, matched, map.get(), NoObserver{} );
+   Evaluation eval( context_, nullptr );
+   return evalList( eval, shouldLogEval_, list, map.get(), NoObserver{} );
 }
 
 // ---- logs

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "policy/MatchKeys.h"
 #include "substrate/quoin/DisplayPointer.h"
 
 namespace Routing::Policy {
@@ -169,6 +170,19 @@ bool RouterIdMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyE
 
 RouteMapFeatures RouterIdMatcher::getFeatures() const {
    return RouteMapFeatures::matchRouterId;
+}
+
+// A list that was given as a trie may have, or receive, entries of an agent's own class, which may do anything.
+void PrefixListMatcherBase::keys( MatchKeys & keys ) const {
+   if( status_ && !status_->ownRows() ) return;
+   if( status_ ) keys.dependsOn( status_->seal() );
+   keys.skippable();
+}
+
+void PrefixListMatcher::keys( MatchKeys & keys ) const {
+   PrefixListMatcherBase::keys( keys );
+   keys.dependsOn( seal() );
+   if( keys.isSkippable() && !invertResult() ) keys.listIs( status().get() );
 }
 
 }   // namespace Routing::Policy

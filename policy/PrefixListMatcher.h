@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <ostream>
+#include <utility>
 
 #include "policy/MatchInput.h"
 #include "policy/Matcher.h"
@@ -41,8 +42,11 @@ class ROUTEPOLICY_API PrefixListMatcherBase : public Matcher {
    const Quoin::Ptr<const PrefixListStatus> & status() const noexcept { return status_; }
    /// Inverts the answer. Only PrefixListMatcher reads it.
    bool invertResult() const noexcept { return invertResult_; }
-   void invertResultIs( bool invert ) { invertResult_ = invert; }
+   void invertResultIs( bool invert ) {
+      if( std::exchange( invertResult_, invert ) != invert ) seal_.changed();
+   }
    void formatDerivedType( std::ostream & os ) const final;
+   void keys( MatchKeys & keys ) const override;
 
    /// The answer of the list for a prefix. An entry matches if it covers the prefix and its range admits the length.
    PrefixListMatchResultTuple matchPrefix( const Ferule::IpGenPrefix & prefix ) const;
@@ -52,9 +56,11 @@ class ROUTEPOLICY_API PrefixListMatcherBase : public Matcher {
    PrefixListMatcherBase( const char * opening, const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
    /// As matchPrefix(), but the ranges of the entries are ignored: an entry matches if it covers the prefix.
    PrefixListMatchResultTuple coveringPrefix( const Ferule::IpGenPrefix & prefix ) const;
+   const Quoin::Seal & seal() const noexcept { return seal_; }
 
  private:
    bool invertResult_ = false;
+   Quoin::Seal seal_;
    const char * opening_;
    Quoin::String name_;
    Quoin::Ptr<const PrefixListStatus> status_;
@@ -68,6 +74,7 @@ class ROUTEPOLICY_API PrefixListMatcher final : public PrefixListMatcherBase {
  public:
    PrefixListMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
+   void keys( MatchKeys & keys ) const override;
    RouteMapFeatures getFeatures() const override;
 
    /// True: permit. False: deny. No value: no entry matches the route. `invertResult` has no effect.

@@ -1,5 +1,9 @@
 #include "policy/RouteMapStatus.h"
 
+#include <exception>
+#include <unordered_set>
+#include <vector>
+
 namespace Routing::Policy {
 
 namespace {
@@ -23,6 +27,7 @@ Quoin::Ptr<RouteMapStatus> RouteMapStatus::successorOf( const Quoin::Ptr<const R
    copy->updateFeaturesOnSeqStatusChangeIs( false );
    if( !src ) return copy;
    copy->seqStatus_ = src->seqStatus_;
+   copy->base_.exchange( Quoin::Ptr( src->plan() ) );
    copy->featuresIs( src->features() );
    copy->undefinedIs( src->undefined() );
    copy->undefinedReferencesIs( src->undefinedReferences() );
@@ -63,6 +68,7 @@ void RouteMapStatus::seqStatusIs( const Quoin::Ptr<const RouteMapSeqStatus> & se
    const uint32_t seqno = seq->seqno();
    const auto old = seqStatus( seqno );
    if( !seqStatus_.put( seqno, seq ) ) return;
+   plan_.exchange( nullptr );   // also as a base: it would keep what was removed
    handleSeqStatus();
    Plinth::publishMember( publisher_, kSeqStatus, seqno, &old );
 }
@@ -71,6 +77,7 @@ void RouteMapStatus::seqStatusDel( uint32_t seqno ) {
    Quoin::ReleaseScope scope;
    const auto old = seqStatus( seqno );
    if( !seqStatus_.erase( seqno ) ) return;
+   plan_.exchange( nullptr );   // also as a base: it would keep what was removed
    handleSeqStatus();
    Plinth::publishMember( publisher_, kSeqStatus, seqno, &old );
 }
@@ -79,6 +86,7 @@ void RouteMapStatus::seqStatusDelAll() {
    if( seqStatus_.empty() ) return;
    Quoin::ReleaseScope scope;
    const auto gone = seqStatus_.takeAll();
+   plan_.exchange( nullptr );   // also as a base: it would keep what was removed
    handleSeqStatus();
    for( const auto & [ seqno, seq ] : gone ) Plinth::publishMember( publisher_, kSeqStatus, seqno, &seq );
 }
@@ -93,6 +101,28 @@ void RouteMapStatus::updateFeatures() {
    for( const auto & [ seqno, seq ] : seqStatus_ ) all.updateFrom( seq->getFeatures() );
    featuresIs( all );
    updateFeaturesOnSeqStatusChangeIs( true );
+}
+
+void RouteMapStatus::makePlan() const noexcept {
+   try {
+      std::vector<const RouteMapStatus *> left = { this };
+      std::unordered_set<const RouteMapStatus *> seen = { this };
+      while( !left.empty() ) {
+         const RouteMapStatus & next = *left.back();
+         left.pop_back();
+         if( next.plan() ) continue;
+         std::vector<const RouteMapStatus *> callees;
+         next.planOne( callees );
+         for( const auto * callee : callees )
+            if( seen.insert( callee ).second ) left.push_back( callee );
+      }
+   } catch( const std::exception & ) {}   // evaluation walks
+}
+
+void RouteMapStatus::planOne( std::vector<const RouteMapStatus *> & callees ) const {
+   const auto base = base_.exchange( nullptr );
+   const auto * const outdated = plan_.get();
+   plan_.replace( outdated, RouteMapPlan::of( seqStatus_, base, callees ) );   // unless another thread was faster
 }
 
 void RouteMapStatus::undefinedIs( bool undefined ) {

@@ -7,9 +7,11 @@
 /// updateFeaturesOnSeqStatusChange is turned off.
 #pragma once
 
+#include "policy/RouteMapPlan.h"
 #include "policy/RouteMapSeqStatus.h"
 #include "policy/UndefinedPolicyReference.h"
 #include "substrate/plinth/TreeMap.h"
+#include "substrate/quoin/AtomicPtr.h"
 
 namespace Routing::Policy {
 
@@ -17,7 +19,7 @@ namespace Routing::Policy {
 class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
  public:
    enum class Field : Quoin::FieldId { seqStatus, features, updateFeaturesOnSeqStatusChange, undefined, undefinedReferences };
-   using Sequences = Plinth::TreeMap<uint32_t, Quoin::Ptr<const RouteMapSeqStatus>>;
+   using Sequences = RouteMapPlan::Sequences;
 
    explicit RouteMapStatus( const Quoin::String & name ) : name_( name ) { undefinedReferences_.value.setAllUndefined(); }
    ~RouteMapStatus() override;
@@ -52,6 +54,16 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    /// Computes `features` over the sequences, and sets updateFeaturesOnSeqStatusChange.
    void updateFeatures();
 
+   /// Makes the plan of the route map, and those of the route maps that it calls, unless they exist. Compilation and RouteMapStatusList call
+   /// it; evaluation works without a plan, only slower. Cost: what differs from the plan of the generation that this one was copied from.
+   /// Without the memory for a plan, there is none.
+   void makePlan() const noexcept;
+   /// The plan; null if it was not made, or if the route map, a sequence, or a list that the plan has read was changed afterwards.
+   const RouteMapPlan * plan() const noexcept {
+      const auto * const plan = plan_.get();
+      return plan && plan->isCurrent() ? plan : nullptr;
+   }
+
    /// Prints the attributes and the sequences.
    void dumpState( const Zeugma::DumpContextPtr & ctx, unsigned indent ) const;
 
@@ -68,10 +80,14 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    void updateFeaturesOnSeqStatusChangeIs( bool update );
 
  private:
+   void planOne( std::vector<const RouteMapStatus *> & callees ) const;
+
    bool updateFeaturesOnSeqStatusChange_ : 1 = true;
    bool undefined_ : 1 = false;
    Quoin::String name_;
    Sequences seqStatus_;
+   mutable Quoin::AtomicPtr<const RouteMapPlan> plan_;
+   mutable Quoin::AtomicPtr<const RouteMapPlan> base_;   // the plan of the generation that this one was copied from
 };
 
 }   // namespace Routing::Policy

@@ -21,6 +21,7 @@ Quoin::Ptr<RouteMapStatusList> RouteMapStatusList::copy() const {
 void RouteMapStatusList::rmStatusIs( RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & s ) {
    Quoin::ReleaseScope scope;   // a reaction may release this list
    const auto old = rmStatus( p );
+   if( s ) s->makePlan();
    if( !( s ? rmStatus_.put( p, s ) : rmStatus_.erase( p ) ) ) return;
    updateFeatures();
    publisher_.publishChangeRecursive( Quoin::FieldId( Field::rmStatus ), &p, &old, RmPrecedence::isEq );

@@ -8,6 +8,7 @@
 
 #include "policy/RouteMapStatus.h"
 #include "substrate/gyre/FunctionStatusBase.h"
+#include "substrate/quoin/NotifyingNode.h"
 
 namespace Routing::Policy {
 

@@ -6,7 +6,7 @@
 namespace Routing::Policy {
 
 /// Matches a route with this metric. An absent metric matches routes without a metric.
-class ROUTEPOLICY_API RouteMetricMatcher final : public EqualMatcher<Zeugma::MaybeU63, &MatchInput_::getMetric> {
+class ROUTEPOLICY_API RouteMetricMatcher final : public EqualMatcher<Zeugma::MaybeU63, &MatchInput_::getMetric, &MatchKey::metric> {
  public:
    explicit RouteMetricMatcher( Zeugma::MaybeU63 metric ) : EqualMatcher( "RouteMetricMatcher metric ", metric ) {}
    Zeugma::MaybeU63 metric() const noexcept { return value(); }

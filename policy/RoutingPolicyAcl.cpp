@@ -2,6 +2,7 @@
 
 #include <typeinfo>
 
+#include "policy/MatchKeys.h"
 #include "substrate/lists/AccessListRules.h"
 #include "substrate/quoin/DisplayPointer.h"
 
@@ -112,6 +113,10 @@ RouteMapFeatures IpAccessListMatcher::getFeatures() const {
 
 void IpAccessListMatcher::formatDerivedType( std::ostream & os ) const {
    os << "IpAccessListMatcher prefix-list " << name_ << ";" << status_;
+}
+
+void IpAccessListMatcher::keys( MatchKeys & keys ) const {
+   if( !status_ || status_->rules() ) keys.skippable();   // a rule of an agent's own class may do anything
 }
 
 }   // namespace Routing::Policy

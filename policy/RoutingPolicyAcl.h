@@ -61,6 +61,7 @@ class ROUTEPOLICY_API IpAccessListMatcher final : public Matcher {
    const Quoin::Ptr<const IpAccessListStatus> & status() const noexcept { return status_; }
 
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
+   void keys( MatchKeys & keys ) const override;
    RouteMapFeatures getFeatures() const override;
    void formatDerivedType( std::ostream & os ) const override;
 

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "policy/MatchInput.h"
+#include "policy/MatchKeys.h"
 #include "policy/Matcher.h"
 
 namespace Routing::Policy {
@@ -41,11 +42,16 @@ class SimpleMatcher : public Matcher {
    Value value_;
 };
 
-/// Matches a route whose field equals the value. `Get` is the virtual getter of the field.
-template <class Value, Value ( MatchInput_::*Get )() const>
+/// Matches a route whose field equals the value. `Get` is the virtual getter of the field, `key` makes the key of a value.
+template <class Value, Value ( MatchInput_::*Get )() const, auto key>
 class EqualMatcher : public SimpleMatcher<Value> {
  public:
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const final { return ( input->*Get )() == this->value(); }
+   void keys( MatchKeys & keys ) const final {
+      const MatchKey own = key( this->value() );
+      keys.keyIs( own );
+      if( own.attribute != MatchKey::Attribute::nexthop ) keys.exact();
+   }
 
  protected:
    using SimpleMatcher<Value>::SimpleMatcher;

@@ -2,24 +2,24 @@
 
 namespace Routing::Policy {
 
-namespace {
-
-// The configured protocol that the protocol of a route counts as.
-RouteProto folded( RouteProto protocol ) {
-   switch( uint32_t( protocol ) ) {
+RouteProto SourceProtoMatcher::configured( RouteProto ofRoute ) noexcept {
+   switch( uint32_t( ofRoute ) ) {
       case 20: return RouteProto( 10 );
       case 5:
       case 6: return RouteProto( 31 );
       case 25:
       case 30: return RouteProto( 24 );
-      default: return protocol;
+      default: return ofRoute;
    }
 }
 
-}   // namespace
-
 bool SourceProtoMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const {
-   return folded( input->getProtocol() ) == protocol();
+   return configured( input->getProtocol() ) == protocol();
+}
+
+void SourceProtoMatcher::keys( MatchKeys & keys ) const {
+   keys.keyIs( MatchKey::protocol( protocol() ) );
+   keys.exact();
 }
 
 }   // namespace Routing::Policy

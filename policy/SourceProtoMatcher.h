@@ -11,7 +11,10 @@ class ROUTEPOLICY_API SourceProtoMatcher final : public SimpleMatcher<RouteProto
  public:
    explicit SourceProtoMatcher( RouteProto protocol ) : SimpleMatcher( "SourceProtoMatcher protocol ", protocol ) {}
    RouteProto protocol() const noexcept { return value(); }
+   /// The configured protocol that the protocol of a route counts as.
+   static RouteProto configured( RouteProto ofRoute ) noexcept;
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
+   void keys( MatchKeys & keys ) const override;
 };
 
 }   // namespace Routing::Policy

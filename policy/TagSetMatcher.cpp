@@ -1,5 +1,6 @@
 #include "policy/TagSetMatcher.h"
 
+#include "policy/MatchKeys.h"
 #include "substrate/quoin/DisplayPointer.h"
 
 namespace Routing::Policy {
@@ -10,6 +11,15 @@ bool TagSetMatcher::match( const MatchInput_ * input, const Quoin::Ptr<PolicyEva
 
 void TagSetMatcher::formatDerivedType( std::ostream & os ) const {
    os << "TagSetMatcher tag set" << name_ << ";" << status_;
+}
+
+void TagSetMatcher::keys( MatchKeys & keys ) const {
+   if( !status_ ) return keys.nothing();
+   keys.dependsOn( status_->seal() );
+   if( status_->tag().count() > MatchKeys::kMost ) return keys.skippable();
+   keys.nothing();
+   for( const RouteTag tag : status_->tag() ) keys.keyIs( MatchKey::tag( tag ) );
+   keys.exact();
 }
 
 }   // namespace Routing::Policy

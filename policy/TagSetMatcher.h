@@ -19,6 +19,7 @@ class ROUTEPOLICY_API TagSetMatcher final : public Matcher {
    const Quoin::Ptr<const TagSetStatus> & status() const noexcept { return status_; }
 
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
+   void keys( MatchKeys & keys ) const override;
    void formatDerivedType( std::ostream & os ) const override;
 
  private:

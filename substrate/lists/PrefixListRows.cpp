@@ -114,6 +114,17 @@ PrefixListRows::Answer PrefixListRows::governing( const Ferule::IpGenPrefix & pr
    return best.answer();
 }
 
+PrefixListRows::Answer PrefixListRows::governing( const Ferule::IpGenPrefix & prefix, uint32_t from ) const noexcept {
+   Best best;
+   const unsigned length = prefix.length();
+   descend<false>( prefix, [ & ]( const PrefixRow & row, unsigned ) {
+      if( row.seqno() < from || !row.admits( length ) ) return false;
+      best.offer( row );
+      return true;
+   } );
+   return best.answer();
+}
+
 PrefixListRows::Answer PrefixListRows::covering( const Ferule::IpGenPrefix & prefix ) const noexcept {
    Best best;
    descend<true>( prefix, [ & ]( const PrefixRow & row, unsigned ) {

@@ -62,6 +62,8 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
    /// Finds, among the entries whose prefix contains `prefix` and whose bounds admit its length, the entry with the lowest sequence number.
    /// `prefix` must be of this family.
    Answer governing( const Ferule::IpGenPrefix & prefix ) const noexcept;
+   /// The same among the entries whose number is `from` or higher.
+   Answer governing( const Ferule::IpGenPrefix & prefix, uint32_t from ) const noexcept;
    /// The same, but any bounds admit any length: of each containing prefix the first entry counts.
    Answer covering( const Ferule::IpGenPrefix & prefix ) const noexcept;
 

@@ -276,7 +276,9 @@ void PrefixListRowsEditor::rowIs( const Item & item ) {
    ++counts_.entries;
 }
 
-bool PrefixListRowsEditor::rowDel( Bits128 bits, unsigned length, uint32_t seqno ) {
+bool PrefixListRowsEditor::rowDel( const Item & item ) {
+   const Bits128 bits = item.bits;
+   const unsigned length = item.length;
    const Node * found = &root_;
    unsigned depth = 0, v = SixBits::at( bits, 0 );
    for( ; length - depth >= kStride && found->isWide( v ); v = SixBits::at( bits, depth ) ) {
@@ -285,8 +287,7 @@ bool PrefixListRowsEditor::rowDel( Bits128 bits, unsigned length, uint32_t seqno
    }
    const unsigned place = placeOf( length - depth, v );
    Items items = itemsOf( *found, place, depth, bits );
-   const auto isAt = [ & ]( const Item & other ) { return other.length == length && other.bits == bits; };
-   const auto row = std::ranges::find_if( items, [ & ]( const Item & other ) { return isAt( other ) && other.row.seqno() == seqno; } );
+   const auto row = std::ranges::find( items, item );
    if( row == items.end() ) return false;
    items.erase( row );
 
@@ -299,7 +300,7 @@ bool PrefixListRowsEditor::rowDel( Bits128 bits, unsigned length, uint32_t seqno
       node = &node->child( SixBits::at( bits, above ) );
    }
    placeIs( *node, place, depth, items );
-   counts_.prefixes -= std::ranges::none_of( items, isAt );
+   counts_.prefixes -= std::ranges::none_of( items, [ & ]( const Item & other ) { return isSame( item, other ); } );
    --counts_.entries;
    try {
       for( ; depth != 0; depth -= kStride ) {

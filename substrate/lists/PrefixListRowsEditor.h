@@ -22,6 +22,7 @@ class ROUTEPOLICY_API PrefixListRowsEditor {
       Bits128 bits;   // no bit after the length is set
       unsigned length;
       PrefixRow row;
+      friend bool operator==( const Item &, const Item & ) = default;
    };
 
    explicit PrefixListRowsEditor( Ferule::AddressFamily af );
@@ -29,11 +30,11 @@ class ROUTEPOLICY_API PrefixListRowsEditor {
    PrefixListRowsEditor( const PrefixListRowsEditor & ) = delete;
    PrefixListRowsEditor & operator=( const PrefixListRowsEditor & ) = delete;
 
-   /// Adds a row; its prefix has none with this number yet. Errors: std::bad_alloc, and std::length_error if the rows in one node need more
+   /// Adds a row. Rows of one prefix may have the same number. Errors: std::bad_alloc, and std::length_error if the rows in one node need more
    /// than 2^24 words, which is at least 5.5 million rows; the rows are unchanged.
    void rowIs( const Item & item );
-   /// Removes the row with this number at a prefix; false if it does not exist. Errors: std::bad_alloc, and the rows are unchanged.
-   bool rowDel( Bits128 bits, unsigned length, uint32_t seqno );
+   /// Removes a row that is equal to this one; false if it does not exist. Errors: std::bad_alloc, and the rows are unchanged.
+   bool rowDel( const Item & item );
    /// Fills an editor without rows, and lays out the trie in the order of a walk. `item( i )` for 0 to count - 1 is in ascending order of
    /// prefixes, and gives the rows of a prefix in ascending order of their numbers. Errors: as rowIs(), and there are no rows.
    void rowsAre( size_t count, const std::function<Item( size_t )> & item );

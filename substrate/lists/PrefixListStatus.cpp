@@ -12,18 +12,12 @@ PrefixListStatus::PrefixListStatus( const Quoin::String & name, const Quoin::Ptr
    if( !rows ) Plinth::throwMutatorArgNullPointerException( "PrefixListStatus" );
 }
 
-PrefixListStatus::~PrefixListStatus() {
-   if( const auto * const made = made_.load( std::memory_order_relaxed ) ) made->decUseImpl();
-}
+PrefixListStatus::~PrefixListStatus() = default;
 
 const PatriciaTrieWithNodeData & PrefixListStatus::trie() const {
    if( given_ ) return *given_;
-   const auto * made = made_.load( std::memory_order_acquire );
-   if( made ) return *made;
-   const auto trie = Quoin::makeNode<const PatriciaTrieWithNodeData>( af_, rows_ );
-   if( !made_.compare_exchange_strong( made, trie.get(), std::memory_order_acq_rel ) ) return *made;
-   trie->incUse();
-   return *trie;
+   if( !made_.get() ) made_.replace( nullptr, Quoin::makeNode<const PatriciaTrieWithNodeData>( af_, rows_ ) );
+   return *made_.get();
 }
 
 void PrefixListStatus::trieIs( const Quoin::Ptr<const PatriciaTrieWithNodeData> & trie ) {
@@ -32,6 +26,7 @@ void PrefixListStatus::trieIs( const Quoin::Ptr<const PatriciaTrieWithNodeData> 
    given_ = trie;
    givenVersion_ = trie->version();
    af_ = trie->af();
+   seal_.changed();
 }
 
 size_t PrefixListStatus::bytes() const noexcept {

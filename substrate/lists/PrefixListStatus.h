@@ -3,12 +3,13 @@
 /// Ownership: shared by handle; a matcher holds the list that it was created with. Threading: read-only once published.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
 #include "routepolicy_export.h"
 #include "substrate/lists/PrefixListEntryData.h"
 #include "substrate/lists/PrefixListRows.h"
+#include "substrate/quoin/AtomicPtr.h"
+#include "substrate/quoin/Seal.h"
 #include "substrate/quoin/String.h"
 #include "substrate/routing/PatriciaTrieWithNodeData.h"
 
@@ -37,6 +38,9 @@ class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
    const PrefixListRows * rows() const noexcept {
       return rows_ && ( !given_ || given_->version() == givenVersion_ ) ? rows_.get() : nullptr;
    }
+   /// The rows that no later change of a trie can make useless; null if trieIs() has set the entries. trieIs() is the only change.
+   const PrefixListRows * ownRows() const noexcept { return given_ ? nullptr : rows_.get(); }
+   const Quoin::Seal & seal() const noexcept { return seal_; }
    size_t entryCount() const noexcept { return given_ ? given_->entryCount() : rows_->entryCount(); }
 
    /// The memory of the list, including what it shares with its other generations. Each entry object of a trie by trieIs() counts
@@ -45,10 +49,11 @@ class ROUTEPOLICY_API PrefixListStatus : public Quoin::Node {
 
  private:
    Ferule::AddressFamily af_;
+   Quoin::Seal seal_;
    uint32_t givenVersion_ = 0;
    Quoin::Ptr<const PrefixListRows> rows_;
-   Quoin::Ptr<const PatriciaTrieWithNodeData> given_;                        // by trieIs()
-   mutable std::atomic<const PatriciaTrieWithNodeData *> made_{ nullptr };   // created by the first trie(); holds one use
+   Quoin::Ptr<const PatriciaTrieWithNodeData> given_;                // by trieIs()
+   mutable Quoin::AtomicPtr<const PatriciaTrieWithNodeData> made_;   // created by the first trie()
    Quoin::String name_;
 };
 

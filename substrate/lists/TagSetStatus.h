@@ -8,6 +8,7 @@
 #include "routepolicy_export.h"
 #include "substrate/plinth/HashTrie.h"
 #include "substrate/quoin/Node.h"
+#include "substrate/quoin/Seal.h"
 #include "substrate/quoin/String.h"
 #include "substrate/routing/RouteTypes.h"
 
@@ -26,11 +27,18 @@ class ROUTEPOLICY_API TagSetStatus : public Quoin::Node {
    const Quoin::String & name() const noexcept { return name_; }
    const Tags & tag() const noexcept { return tag_; }
    /// Adds a tag. Returns false if the set contains it already.
-   bool tagIs( RouteTag tag ) { return tag_.put( tag ); }
+   bool tagIs( RouteTag tag ) { return noteChange( tag_.put( tag ) ); }
    /// Removes a tag. Returns false if the set does not contain it.
-   bool tagDel( RouteTag tag ) { return tag_.erase( tag ); }
+   bool tagDel( RouteTag tag ) { return noteChange( tag_.erase( tag ) ); }
+   const Quoin::Seal & seal() const noexcept { return seal_; }
 
  private:
+   bool noteChange( bool hasChanged ) noexcept {
+      if( hasChanged ) seal_.changed();
+      return hasChanged;
+   }
+
+   Quoin::Seal seal_;
    Quoin::String name_;
    Tags tag_;
 };

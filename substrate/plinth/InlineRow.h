@@ -81,6 +81,15 @@ class InlineRow : private InlineRoom<T, Inline> {
       for( size_t i = size_ - size_t( 2 ); i > index; --i ) at_[ i ] = std::move( at_[ i - 1 ] );
       at_[ index ] = std::move( value );
    }
+   void append( T value ) {
+      if( size_ == capacity_ ) [[unlikely]]
+         reserve( size_ + size_t( 1 ) );
+      pushBack( std::move( value ) );
+   }
+   /// Removes the values from `size` on.
+   void shrinkTo( size_t size ) noexcept {
+      while( size_ > size ) at_[ --size_ ].~T();
+   }
    void erase( size_t index ) noexcept {
       for( size_t i = index + 1; i < size_; ++i ) at_[ i - 1 ] = std::move( at_[ i ] );
       at_[ --size_ ].~T();

@@ -149,6 +149,7 @@ class TreeMap {
 
     private:
       friend class TreeMap;
+      void toNextBlock() noexcept { stand( block_ + 1, 0 ); }
       MemberIterator( const TreeMap * map, size_t block, size_t index ) noexcept : map_( map ) { stand( block, index ); }
       void stand( size_t block, size_t index ) noexcept {
          const size_t blocks = map_->row_.size();
@@ -177,6 +178,29 @@ class TreeMap {
    MemberIterator end() const noexcept { return MemberIterator( this, row_.size(), 0 ); }
    auto rbegin() const noexcept { return std::reverse_iterator( end() ); }
    auto rend() const noexcept { return std::reverse_iterator( begin() ); }
+
+   /// Calls `visit( old, now )` with the members of each key whose values differ; null for a key that one collection does not have. Blocks
+   /// that both share are passed over: the cost is that of the blocks that differ, and a step for each other block.
+   template <class Visit>
+   static void differences( const TreeMap & before, const TreeMap & after, Visit && visit ) {
+      MemberIterator a = before.begin(), b = after.begin();
+      while( a.at_ || b.at_ ) {
+         if( a.at_ && b.at_ && a.at_ == b.at_ ) {   // the same member of the same block
+            a.toNextBlock();
+            b.toNextBlock();
+         } else if( !b.at_ || ( a.at_ && a->first < b->first ) ) {
+            visit( &*a, static_cast<const Member *>( nullptr ) );
+            ++a;
+         } else if( !a.at_ || b->first < a->first ) {
+            visit( static_cast<const Member *>( nullptr ), &*b );
+            ++b;
+         } else {
+            if( !( a->second == b->second ) ) visit( &*a, &*b );
+            ++a;
+            ++b;
+         }
+      }
+   }
 
    /// A position in the collection. A change does not invalidate it: next() then continues at the next higher key. value() is the present
    /// value of its member, which must exist; the reference is valid until the next change.

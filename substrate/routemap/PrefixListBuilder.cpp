@@ -75,10 +75,7 @@ bool PrefixListBuilder::entryDel( uint32_t seqno ) {
    const auto entry = entries_.find( seqno );
    if( !entry ) return false;
    noteEdit();
-   if( rows_ ) {
-      const Item item = itemOf( *entry );
-      rows_->rowDel( item.bits, item.length, seqno );
-   }
+   if( rows_ ) rows_->rowDel( itemOf( *entry ) );
    entries_.erase( seqno );
    return true;
 }

@@ -4,4 +4,8 @@ namespace Zeugma {
 
 BaseNotifyingType::~BaseNotifyingType() = default;
 
+Quoin::Publisher * BaseNotifyingType::publisher() const noexcept {
+   return &publisher_;
+}
+
 }   // namespace Zeugma

@@ -1,0 +1,85 @@
+/// @file policy/MatchKeys.h
+/// What a matcher tells the plan of its route map (policy/RouteMapPlan.h) about the routes that it can match. The plan looks a route up by
+/// these keys, and evaluation then does not ask the matchers of a sequence that cannot match.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "routepolicy_export.h"
+#include "substrate/quoin/Seal.h"
+#include "substrate/routing/RouteTypes.h"
+#include "substrate/zeugma/MaybeU63.h"
+
+namespace Routing::RouteMap {
+class PrefixListStatus;
+}
+namespace Ferule {
+class IpGenAddr;
+}
+
+namespace Routing::Policy {
+
+class MatchInput_;
+
+/// An attribute of a route with one value.
+struct ROUTEPOLICY_API MatchKey {
+   /// The attributes that a plan can look up. `protocol` is the configured protocol that the protocol of the route counts as.
+   enum class Attribute : uint8_t { tag, metric, protocol, nexthop, ospfInstance, isisInstance };
+   static constexpr unsigned kAttributes = 6;
+
+   uint64_t value;
+   Attribute attribute;
+
+   static MatchKey tag( RouteTag tag ) noexcept { return { tag, Attribute::tag }; }
+   static MatchKey metric( Zeugma::MaybeU63 metric ) noexcept {
+      return { metric.present() ? metric.value() : Zeugma::MaybeU63::kAbsent, Attribute::metric };
+   }
+   static MatchKey protocol( RouteProto configured ) noexcept { return { uint64_t( configured ), Attribute::protocol }; }
+   /// Different next hops may have the same key.
+   static MatchKey nexthop( const Ferule::IpGenAddr & nexthop ) noexcept;
+   static MatchKey ospfInstance( uint32_t instance ) noexcept { return { instance, Attribute::ospfInstance }; }
+   static MatchKey isisInstance( uint32_t instance ) noexcept { return { instance, Attribute::isisInstance }; }
+   /// The key of a route.
+   static MatchKey of( const MatchInput_ & input, Attribute attribute );
+
+   friend bool operator==( const MatchKey &, const MatchKey & ) = default;
+   size_t hash() const noexcept { return size_t( value ) * 0x9e3779b97f4a7c15u + size_t( attribute ); }
+};
+
+/// Collects what one matcher tells. A matcher that tells nothing is asked whenever the walk over all sequences would ask it.
+/// Threading: one thread; the matcher must not keep it.
+class ROUTEPOLICY_API MatchKeys {
+ public:
+   static constexpr size_t kMost = 64;   // keys of one matcher that a plan looks up
+   /// The matcher need not be asked about a route that its sequence cannot match for other reasons: asking it has no effect but the answer.
+   /// The functions below imply this.
+   void skippable() noexcept { isSkippable_ = true; }
+   /// The matcher matches only routes with this key, or with one of the other keys that it tells. At most kMost keys are useful.
+   void keyIs( const MatchKey & key );
+   /// The matcher matches only routes whose prefix this list permits. Null: an undefined list, which permits nothing.
+   void listIs( const RouteMap::PrefixListStatus * list );
+   /// The matcher matches no route.
+   void nothing() noexcept;
+   /// The matcher matches every route with one of the keys that it tells.
+   void exact() noexcept { isExact_ = true; }
+   /// The answer changes if the object with this seal does.
+   void dependsOn( const Quoin::Seal & seal ) const noexcept { seal.close(); }
+
+   bool isSkippable() const noexcept { return isSkippable_; }
+   /// Whether only some routes match: those with one of keys(), or those that list() permits. If neither exists, no route matches.
+   bool isSelective() const noexcept { return isSelective_; }
+   bool isExact() const noexcept { return isExact_; }
+   const std::vector<MatchKey> & keys() const noexcept { return keys_; }
+   const RouteMap::PrefixListStatus * list() const noexcept { return list_; }
+
+ private:
+   std::vector<MatchKey> keys_;
+   const RouteMap::PrefixListStatus * list_ = nullptr;
+   bool isSkippable_ = false;
+   bool isSelective_ = false;
+   bool isExact_ = false;
+};
+
+}   // namespace Routing::Policy

@@ -1,0 +1,106 @@
+/// @file policy/RouteMapPlan.h
+/// Tells which sequences of a route map can match a route. Evaluation without a context asks these sequences only, in ascending order. The
+/// walk over all sequences is the definition of an evaluation; a plan skips work.
+///
+/// A plan finds each sequence in one way, by the clause that the fewest routes are expected to pass (Matcher::keys()):
+///    keys      a clause that asks for equality: a hash table has the sequences of each key
+///    prefixes  a prefix list with up to kMostEntries entries: the permit entries of all these lists are rows of one trie, which have the
+///              number of the sequence in place of their own. The governing row of a prefix is the first sequence that can match.
+///    always    none of these: each route may match
+/// Example: 10 match tag 5 | 20 match prefix-list A, which is 10.0.0.0/8 le 32 and 192.0.2.0/24 | 30 match tag 5 | 40
+///    keys      { tag 5: 10 30 }
+///    prefixes  { 10.0.0.0/8 le 32: 20, 192.0.2.0/24: 20 }
+///    always    { 40 }
+///    a route 10.1.0.0/16 with tag 7 can match 20 and 40 only; for 20, the list is not asked again, because it has no deny entry
+///
+/// Ownership: shares the sequences. RouteMapStatus shares the plan. Threading: immutable; any thread may drop the last use.
+/// Invariant: every sequence that matches a route is found for it, as long as the plan is current.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "policy/MatchKeys.h"
+#include "policy/RouteMapSeqStatus.h"
+#include "substrate/lists/PrefixListRows.h"
+#include "substrate/plinth/HashTrie.h"
+#include "substrate/plinth/TreeMap.h"
+#include "substrate/quoin/Seal.h"
+
+namespace Routing::Policy {
+
+class RouteMapPlanner;
+class RouteMapStatus;
+
+/// A sequence that a plan finds.
+struct PlanStep {
+   const RouteMapSeqStatus * seq = nullptr;
+   uint32_t seqno = 0;
+   MatchOption option = MatchOption::none;   // of the clause by which it is found
+   bool isAnswered = false;                  // every route for which it is found passes this clause
+
+   friend bool operator==( const PlanStep &, const PlanStep & ) = default;
+};
+
+/// Some steps in ascending order of their numbers. Copies share them.
+class ROUTEPOLICY_API PlanSteps {
+ public:
+   PlanSteps() noexcept = default;
+   explicit PlanSteps( std::vector<PlanStep> steps );
+   std::span<const PlanStep> all() const noexcept {
+      return more_ ? std::span<const PlanStep>( more_->steps ) : std::span<const PlanStep>( &one_, one_.seq ? 1 : 0 );
+   }
+   /// The same steps with this one, in place of one with its number. Errors: std::bad_alloc.
+   PlanSteps with( const PlanStep & step ) const;
+   PlanSteps without( uint32_t seqno ) const;
+
+ private:
+   struct More final : Quoin::Node {
+      explicit More( std::vector<PlanStep> s ) noexcept : steps( std::move( s ) ) {}
+      std::vector<PlanStep> steps;
+   };
+   PlanStep one_;   // without `more_`
+   Quoin::Ptr<const More> more_;
+};
+
+/// The plan of one generation of a route map.
+class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
+ public:
+   using Sequences = Plinth::TreeMap<uint32_t, Quoin::Ptr<const RouteMapSeqStatus>>;
+   using Keyed = std::pair<MatchKey, PlanSteps>;
+   static constexpr size_t kMostEntries = 1024;   // a larger list is asked itself: its entries would be stored twice
+
+   /// What a plan consists of.
+   struct Content {
+      Sequences sequences;
+      Plinth::TreeMap<uint32_t, PlanStep> always;
+      Plinth::HashTrie<MatchKey, Keyed> keys;
+      std::array<uint32_t, MatchKey::kAttributes> keyCounts{};            // the keys of each attribute
+      Plinth::HashTrie<uint32_t, std::pair<uint32_t, PlanStep>> listed;   // the sequences of `rows`, by number
+      std::array<Quoin::Ptr<const RouteMap::PrefixListRows>, 2> rows;     // IPv4, IPv6; null if there are none
+   };
+
+   /// The plan of these sequences. If `base` is the newest plan of a line, only what differs from it is made anew; `base` may be null.
+   /// `callees` receives the route maps that changed sequences call. Errors: std::bad_alloc, std::length_error.
+   static Quoin::Ptr<const RouteMapPlan> of( const Sequences & sequences, const Quoin::Ptr<const RouteMapPlan> & base,
+                                             std::vector<const RouteMapStatus *> & callees );
+   /// For RouteMapPlanner. `seals`: Seal::broken() before it read anything.
+   RouteMapPlan( const Content & content, const Quoin::Ptr<RouteMapPlanner> & planner, uint64_t seals );
+   ~RouteMapPlan() override;
+
+   /// Whether nothing that the plan was made from has changed.
+   bool isCurrent() const noexcept { return seals_ == Quoin::Seal::broken(); }
+   const Content & content() const noexcept { return content_; }
+
+ private:
+   friend class RouteMapPlanner;
+   const Content content_;
+   const uint64_t seals_;
+   const Quoin::Ptr<RouteMapPlanner> planner_;
+};
+
+}   // namespace Routing::Policy

@@ -1,0 +1,221 @@
+#include "policy/RouteMapPlanner.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <tuple>
+
+#include "policy/RouteMapStatus.h"
+#include "substrate/lists/PrefixListStatus.h"
+
+namespace Routing::Policy {
+
+namespace {
+
+using Ferule::AddressFamily;
+using RouteMap::PrefixRow;
+using Item = RouteMap::PrefixListRowsEditor::Item;
+
+constexpr std::array kFamilies = { AddressFamily::ipv4, AddressFamily::ipv6 };
+
+// By prefix and number first, as a trie needs them.
+auto inOrder( const Item & item ) {
+   return std::tuple( item.bits, item.length, item.row.seqno(), item.row.word() );
+}
+
+auto inOrderOfKeys( const MatchKey & key ) {
+   return std::tuple( key.attribute, key.value );
+}
+
+// How well a clause tells sequences apart; 0: not at all.
+enum class Selects : uint8_t { nothing, protocol, prefixes, value, allFromNone };
+
+// The entries of a list that a plan can use; null if there is none, or too many entries.
+const RouteMap::PrefixListRows * smallList( const MatchKeys & told ) {
+   const auto * const rows = told.list() ? told.list()->ownRows() : nullptr;
+   return rows && rows->entryCount() <= RouteMapPlan::kMostEntries ? rows : nullptr;
+}
+
+Selects selects( const MatchKeys & told ) {
+   if( !told.isSelective() ) return Selects::nothing;
+   if( told.list() ) return smallList( told ) ? Selects::prefixes : Selects::nothing;
+   if( told.keys().empty() ) return Selects::allFromNone;
+   if( told.keys().size() > MatchKeys::kMost ) return Selects::nothing;
+   const bool isCoarse =
+      std::ranges::any_of( told.keys(), []( const MatchKey & key ) { return key.attribute == MatchKey::Attribute::protocol; } );
+   return isCoarse ? Selects::protocol : Selects::value;
+}
+
+}   // namespace
+
+// ---- one sequence
+
+// A matcher that tells nothing is asked as the walk would ask it. Therefore no clause behind it may be looked up in front of it.
+RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq ) {
+   Way way;
+   way.step = { &seq, seq.seqno() };
+   MatchKeys best;
+   for( const auto & [ option, matcher ] : seq.matcher() ) {
+      MatchKeys told;
+      matcher->keys( told );
+      if( selects( told ) > selects( best ) ) {
+         best = told;
+         way.step.option = option;
+      }
+      if( !told.isSkippable() ) break;
+   }
+   if( selects( best ) == Selects::nothing ) return way;
+   if( const auto * const list = smallList( best ) ) {
+      byList( way, *list );
+   } else {
+      way.isAlways = false;
+      way.step.isAnswered = best.isExact();
+      way.keys = best.keys();
+      std::ranges::sort( way.keys, {}, inOrderOfKeys );
+      way.keys.erase( std::ranges::unique( way.keys ).begin(), way.keys.end() );
+   }
+   return way;
+}
+
+// By the permit entries of a list. If they permit nearly every prefix, they tell nothing.
+void RouteMapPlanner::byList( Way & way, const RouteMap::PrefixListRows & list ) {
+   bool hasDeny = false, permitsAll = false;
+   list.visitAll( [ & ]( const Ferule::IpGenPrefix & prefix, PrefixRow row ) {
+      hasDeny |= !row.permit();
+      if( !row.permit() ) return;
+      permitsAll |= prefix.length() == 0 && row.ge() != row.le();
+      way.rows.push_back( { prefix.ipGenAddr().bits(), prefix.length(), PrefixRow( way.step.seqno, true, row.ge(), row.le() ) } );
+   } );
+   if( permitsAll ) return way.rows.clear();
+   if( !std::ranges::is_sorted( way.rows, {}, inOrder ) ) std::ranges::sort( way.rows, {}, inOrder );
+   way.family = list.af() == AddressFamily::ipv4 ? 0 : 1;
+   way.isAlways = false;
+   way.step.isAnswered = !hasDeny;
+}
+
+void RouteMapPlanner::add( const Way & way ) {
+   const PlanStep & step = way.step;
+   if( way.isAlways ) return void( content_.always.put( step.seqno, step ) );
+   for( const MatchKey & key : way.keys ) {
+      const auto * const found = content_.keys.findMember( key );
+      keyIs( key, found ? found->second.with( step ) : PlanSteps( { step } ) );
+   }
+   rowsChange( way.family, {}, way.rows );
+   if( !way.rows.empty() ) content_.listed.insert( { step.seqno, step } );
+}
+
+void RouteMapPlanner::remove( const Way & way ) {
+   const uint32_t seqno = way.step.seqno;
+   if( way.isAlways ) return void( content_.always.erase( seqno ) );
+   for( const MatchKey & key : way.keys ) keyIs( key, content_.keys.findMember( key )->second.without( seqno ) );
+   rowsChange( way.family, way.rows, {} );
+   content_.listed.extract( seqno );
+}
+
+void RouteMapPlanner::keyIs( const MatchKey & key, const PlanSteps & steps ) {
+   uint32_t & count = content_.keyCounts[ size_t( key.attribute ) ];
+   if( steps.all().empty() ) {
+      content_.keys.extract( key );
+      --count;
+   } else if( auto * const own = content_.keys.own( key ) ) {
+      own->second = steps;
+   } else {
+      content_.keys.insert( { key, steps } );
+      ++count;
+   }
+}
+
+RouteMapPlanner::Editor & RouteMapPlanner::editor( unsigned family ) {
+   auto & editor = editors_[ family ];
+   if( !editor ) editor = std::make_unique<Editor>( kFamilies[ family ] );
+   return *editor;
+}
+
+void RouteMapPlanner::rowsChange( unsigned family, const Rows & before, const Rows & after ) {
+   Rows gone, come;
+   std::ranges::set_difference( before, after, std::back_inserter( gone ), {}, inOrder, inOrder );
+   std::ranges::set_difference( after, before, std::back_inserter( come ), {}, inOrder, inOrder );
+   for( const Item & item : gone ) editor( family ).rowDel( item );
+   for( const Item & item : come ) editor( family ).rowIs( item );
+   rowCounts_[ family ] += come.size() - gone.size();
+   rowsChanged_[ family ] |= !gone.empty() || !come.empty();
+}
+
+// ---- all sequences
+
+// In the order in which look-ups will visit it, and without a copy for each sequence of a key.
+void RouteMapPlanner::build( const RouteMapPlan::Sequences & sequences, Callees & callees ) {
+   std::array<Rows, 2> rows;
+   std::map<decltype( inOrderOfKeys( {} ) ), std::vector<PlanStep>> keyed;
+   for( const auto & [ seqno, seq ] : sequences ) {
+      if( seq->subRouteMapRawPtr() ) callees.push_back( seq->subRouteMapRawPtr() );
+      seq->seal().close();
+      const Way way = wayTo( *seq );
+      if( way.isAlways ) content_.always.put( seqno, way.step );
+      for( const MatchKey & key : way.keys ) keyed[ inOrderOfKeys( key ) ].push_back( way.step );
+      if( !way.rows.empty() ) content_.listed.insert( { seqno, way.step } );
+      rows[ way.family ].insert( rows[ way.family ].end(), way.rows.begin(), way.rows.end() );
+   }
+   for( auto & [ key, steps ] : keyed ) keyIs( { std::get<1>( key ), std::get<0>( key ) }, PlanSteps( std::move( steps ) ) );
+   for( unsigned family = 0; family < rows.size(); ++family ) {
+      const Rows & all = rows[ family ];
+      if( all.empty() ) continue;
+      std::ranges::sort( rows[ family ], {}, inOrder );
+      editor( family ).rowsAre( all.size(), [ & ]( size_t i ) { return all[ i ]; } );
+      rowCounts_[ family ] = all.size();
+      rowsChanged_[ family ] = true;
+   }
+   content_.sequences = sequences;
+}
+
+void RouteMapPlanner::edit( const RouteMapPlan::Sequences & sequences, Callees & callees ) {
+   using Member = RouteMapPlan::Sequences::Member;
+   RouteMapPlan::Sequences::differences( content_.sequences, sequences, [ & ]( const Member * before, const Member * after ) {
+      if( after ) {
+         if( after->second->subRouteMapRawPtr() ) callees.push_back( after->second->subRouteMapRawPtr() );
+         after->second->seal().close();
+      }
+      if( !before ) return add( wayTo( *after->second ) );
+      const Way old = wayTo( *before->second );
+      if( !after ) return remove( old );
+      const Way now = wayTo( *after->second );
+      if( old.rows.empty() || now.rows.empty() || old.family != now.family ) {
+         remove( old );
+         add( now );
+      } else {
+         rowsChange( now.family, old.rows, now.rows );
+         content_.listed.own( now.step.seqno )->second = now.step;
+      }
+   } );
+   content_.sequences = sequences;
+}
+
+// ---- plans
+
+Quoin::Ptr<const RouteMapPlan> RouteMapPlanner::publish( uint64_t seals ) {
+   for( unsigned family = 0; family < editors_.size(); ++family )
+      if( std::exchange( rowsChanged_[ family ], false ) )
+         content_.rows[ family ] = rowCounts_[ family ] ? editors_[ family ]->publish() : nullptr;
+   auto plan = Quoin::makeNode<RouteMapPlan>( content_, Quoin::Ptr( this ), seals );
+   newest_ = plan.get();
+   return plan;
+}
+
+Quoin::Ptr<const RouteMapPlan> RouteMapPlanner::plan( const RouteMapPlan::Sequences & sequences,
+                                                      const Quoin::Ptr<const RouteMapPlan> & base, Callees & callees ) {
+   const uint64_t seals = Quoin::Seal::broken();
+   if( base && base->isCurrent() ) {
+      RouteMapPlanner & planner = *base->planner_;
+      const std::unique_lock lock( planner.mutex_, std::try_to_lock );
+      if( lock && planner.newest_ == base.get() ) {
+         planner.newest_ = nullptr;
+         planner.edit( sequences, callees );
+         return planner.publish( seals );
+      }
+   }
+   const auto planner = Quoin::makeNode<RouteMapPlanner>();
+   planner->build( sequences, callees );
+   return planner->publish( seals );
+}
+
+}   // namespace Routing::Policy
