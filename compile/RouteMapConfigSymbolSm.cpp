@@ -634,6 +634,7 @@ void RouteMapConfigSymbolSm::updateRmStatusAndSymbol() {
    const Trailmark::BlockTimer timer( updateTimer );
    const auto symbol = rmSymbol_;   // a subscriber may release the machine
    const auto next = takeNextGeneration();
+   next->makePlan();
    taken_ = nullptr;
    symbol->updateAndNotify( next );
 }
