@@ -45,7 +45,7 @@ struct ROUTEPOLICY_API MatchKey {
    static MatchKey of( const MatchInput_ & input, Attribute attribute );
 
    friend bool operator==( const MatchKey &, const MatchKey & ) = default;
-   size_t hash() const noexcept { return size_t( value ) * 0x9e3779b97f4a7c15u + size_t( attribute ); }
+   size_t hash() const noexcept { return size_t( value ) ^ size_t( attribute ) << 56; }
 };
 
 /// Collects what one matcher tells. A matcher that tells nothing is asked whenever the walk over all sequences would ask it.

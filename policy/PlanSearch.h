@@ -2,8 +2,11 @@
 /// Finds the sequences that can match one route, by the plan of a route map. Evaluation uses it.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
+#include <span>
 
 #include "policy/MatchInput.h"
 #include "policy/RouteMapStatus.h"
@@ -35,68 +38,70 @@ class PlannedRoute {
    std::array<MatchKey, MatchKey::kAttributes> keys_;   // those of `read_`
 };
 
-/// The steps of one route, in ascending order of their numbers. The route map and the plan must outlive it.
+/// The first of two steps; each may be null.
+inline const PlanStep * firstOf( const PlanStep * a, const PlanStep * b ) noexcept {
+   return !a || ( b && b->seqno < a->seqno ) ? b : a;
+}
+
+/// The first step of a route; null if there is none. For most routes it decides, and no PlanSearch is needed.
+inline const PlanStep * firstStep( const RouteMapPlan & plan, PlannedRoute & route ) {
+   const PlanStep * first = plan.firstAlways();
+   for( unsigned left = plan.keyed(); left != 0; left &= left - 1 )
+      if( const auto * const steps = plan.keyed( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
+         first = firstOf( first, &steps->all().front() );
+   return plan.hasRows() ? firstOf( first, plan.listedFrom( 0, route.prefix() ) ) : first;
+}
+
+/// The steps of one route, in ascending order of their numbers. The plan must outlive it.
 class PlanSearch {
  public:
-   PlanSearch( const RouteMapStatus & routeMap, const RouteMapPlan & plan, PlannedRoute & route )
-         : routeMap_( routeMap ), plan_( plan ), content_( plan.content() ), always_( content_.always.first() ) {
-      for( size_t i = 0; i < content_.keyCounts.size(); ++i ) {
-         if( content_.keyCounts[ i ] == 0 ) continue;
-         const auto * const found = content_.keys.findMember( route.key( MatchKey::Attribute( i ) ) );
-         if( !found ) continue;
-         const auto steps = found->second.all();
-         runs_[ runCount_++ ] = { steps.data(), steps.data() + steps.size() };
-      }
-      if( content_.rows[ 0 ] || content_.rows[ 1 ] ) prefixIs( route.prefix() );
+   PlanSearch( const RouteMapPlan & plan, PlannedRoute & route ) : plan_( plan ), always_( plan.content().always.begin() ) {
+      for( unsigned left = plan.keyed(); left != 0; left &= left - 1 )
+         if( const auto * const steps = plan.keyed( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
+            runs_[ runCount_++ ] = Run( steps->all() );
+      if( plan.hasRows() ) prefix_ = &route.prefix();
    }
 
    /// The first step whose number is `seqno` or higher; null if there is none. `seqno` must not decrease from call to call.
-   const PlanStep * from( uint32_t seqno ) { return found_ = find( seqno ); }
-   /// Whether the route passes the clause of this option, as the plan knows of the step that it found last.
-   bool hasAnswered( MatchOption option ) const noexcept { return found_->isAnswered && found_->option == option && isCurrent(); }
-   /// Whether the plan is still that of the route map: a matcher may have changed the policy.
-   bool isCurrent() const noexcept { return routeMap_.plan() == &plan_; }
+   const PlanStep * from( uint32_t seqno ) {
+      const PlanStep * first = alwaysFrom( seqno );
+      for( unsigned i = 0; i < runCount_; ++i ) first = firstOf( first, runs_[ i ].from( seqno ) );
+      return firstOf( first, listedFrom( seqno ) );
+   }
 
  private:
-   const PlanStep * find( uint32_t seqno ) {
-      const PlanStep * next = nullptr;
-      if( always_ && always_.key() < seqno ) always_.next();
-      if( always_ && always_.key() < seqno ) always_ = content_.always.lowerBound( seqno );
-      if( always_ ) next = &( *always_ ).second;
-      for( unsigned i = 0; i < runCount_; ++i ) {
-         Run & run = runs_[ i ];
-         while( run.at != run.end && run.at->seqno < seqno ) ++run.at;
-         if( run.at != run.end && ( !next || run.at->seqno < next->seqno ) ) next = run.at;
+   // The steps of one key.
+   class Run {
+    public:
+      Run() noexcept = default;
+      explicit Run( std::span<const PlanStep> steps ) noexcept : at_( steps.data() ), end_( at_ + steps.size() ) {}
+      const PlanStep * from( uint32_t seqno ) noexcept {
+         if( at_ != end_ && at_->seqno < seqno ) at_ = std::ranges::lower_bound( at_ + 1, end_, seqno, {}, &PlanStep::seqno );
+         return at_ != end_ ? at_ : nullptr;
       }
-      if( rows_ && ( !listed_ || listed_->seqno < seqno ) ) listedIs( seqno );
-      if( listed_ && ( !next || listed_->seqno < next->seqno ) ) next = listed_;
-      return next;
-   }
 
-   struct Run {
-      const PlanStep * at;
-      const PlanStep * end;
+    private:
+      const PlanStep * at_;
+      const PlanStep * end_;
    };
-   void prefixIs( const Ferule::IpGenPrefix & prefix ) {
-      prefix_ = &prefix;
-      if( prefix.af() == Ferule::AddressFamily::ipv4 ) rows_ = content_.rows[ 0 ].get();
-      if( prefix.af() == Ferule::AddressFamily::ipv6 ) rows_ = content_.rows[ 1 ].get();
+
+   const PlanStep * alwaysFrom( uint32_t seqno ) {
+      if( always_ && always_->first < seqno && ++always_ && always_->first < seqno ) always_ = plan_.content().always.membersFrom( seqno );
+      return always_ ? &always_->second : nullptr;
    }
-   void listedIs( uint32_t seqno ) {
-      const auto row = rows_->governing( *prefix_, seqno );
-      listed_ = row.found ? &content_.listed.findMember( row.seqno )->second : nullptr;
-      if( !listed_ ) rows_ = nullptr;
+   const PlanStep * listedFrom( uint32_t seqno ) {
+      if( prefix_ && ( !listed_ || listed_->seqno < seqno ) ) {
+         listed_ = plan_.listedFrom( seqno, *prefix_ );
+         if( !listed_ ) prefix_ = nullptr;
+      }
+      return listed_;
    }
 
-   const RouteMapStatus & routeMap_;
    const RouteMapPlan & plan_;
-   const RouteMapPlan::Content & content_;
-   const PlanStep * found_ = nullptr;
-   Plinth::TreeMap<uint32_t, PlanStep>::Iterator always_;
+   Plinth::TreeMap<uint32_t, PlanStep>::MemberIterator always_;
    std::array<Run, MatchKey::kAttributes> runs_;   // the first `runCount_`
    unsigned runCount_ = 0;
-   const RouteMap::PrefixListRows * rows_ = nullptr;   // null if they have no further step
-   const Ferule::IpGenPrefix * prefix_ = nullptr;
+   const Ferule::IpGenPrefix * prefix_ = nullptr;   // null if no list has a further step
    const PlanStep * listed_ = nullptr;
 };
 

@@ -202,9 +202,17 @@ struct Evaluation {
 template <class Observer>
 bool evalRouteMap( Evaluation & eval, const RouteMapStatus & rmStatus, Observer observer );
 
-// How the walk over all sequences finds a sequence. PlanSearch is the other way.
+// How a sequence was found: by the walk over all sequences, which knows nothing of it, or by the plan.
 struct InTurn {
    static bool hasAnswered( MatchOption ) { return false; }
+};
+struct ByPlan {
+   // Whether the route passes the clause of this option. A matcher in front of it may have changed the policy.
+   bool hasAnswered( MatchOption option ) const noexcept { return step.isAnswered && step.option == option && routeMap.plan() == &plan; }
+
+   const RouteMapStatus & routeMap;
+   const RouteMapPlan & plan;
+   const PlanStep & step;
 };
 
 // Whether all matchers match that are not answered yet. Stops at the first that does not.
@@ -278,8 +286,26 @@ bool walkSequences( Evaluation & eval, const RouteMapStatus & rmStatus, RouteMap
 }
 
 template <class Log>
-bool walkAll( Evaluation & eval, const RouteMapStatus & rmStatus, Log log ) {
+[[gnu::noinline]] bool walkAll( Evaluation & eval, const RouteMapStatus & rmStatus, Log log ) {
    return walkSequences( eval, rmStatus, rmStatus.seqStatus().first(), false, log );
+}
+
+// As visit(), of a sequence that the plan has found.
+template <class Log>
+inline Next visitDecided( Evaluation & eval, const PlanStep & step, Log & log ) {
+   log.visit( *step.seq );
+   if( step.left == PlanStep::Left::deny ) {
+      log.deny();
+      return Next::deny;
+   }
+   log.permit();
+   eval.matched.append( step.seq );
+   return Next::permit;
+}
+template <class Log>
+inline Next visitFound( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapPlan & plan, const PlanStep & step, Log & log ) {
+   if( step.left != PlanStep::Left::evaluation ) return visitDecided( eval, step, log );
+   return visit( eval, rmStatus, *step.seq, ByPlan{ rmStatus, plan, step }, log );
 }
 
 // The first sequence whose number is higher.
@@ -289,33 +315,47 @@ RouteMapStatus::Sequences::Iterator above( const RouteMapStatus & rmStatus, uint
    return cursor;
 }
 
-// The same walk, but it visits only the sequences that the plan finds. If a matcher changes the policy, or a sequence continues backwards,
-// it goes on without the plan.
+// Visits the sequences that the plan finds, from `step` on.
 template <class Log>
-bool walkPlan( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapPlan & plan, Log log ) {
-   PlanSearch search( rmStatus, plan, eval.route );
-   bool continued = false;
-   for( const PlanStep * step = search.from( 0 ); step; ) {
+[[gnu::noinline]] bool walkPlanFrom( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapPlan & plan, const PlanStep * step,
+                                     Log & log ) {
+   Next next = visitFound( eval, rmStatus, plan, *step, log );
+   if( next == Next::deny ) return false;
+   if( next == Next::permit ) return true;
+   PlanSearch search( plan, eval.route );
+   for( bool continued = false;; ) {
+      continued |= next == Next::target;
       const uint32_t seqno = step->seqno;
-      uint32_t from = seqno + 1;   // 0 behind the highest number
-      const Next next = visit( eval, rmStatus, *step->seq, search, log );
-      if( next == Next::deny ) return false;
-      if( next == Next::permit ) return true;
-      if( next == Next::target ) {
-         from = step->seq->continueSeq()->seqno();
-         continued = true;
-      }
-      if( from <= seqno || !search.isCurrent() ) [[unlikely]]
+      const uint32_t from = next == Next::target ? step->seq->continueSeq()->seqno() : seqno + 1;   // 0 behind the highest number
+      // If a matcher has changed the policy, or a sequence continues backwards, the plan does not help.
+      if( from <= seqno || rmStatus.plan() != &plan ) [[unlikely]]
          return walkSequences( eval, rmStatus, next == Next::target ? rmStatus.seqStatus().lowerBound( from ) : above( rmStatus, seqno ),
                                continued, log );
       step = search.from( from );
+      if( !step ) {
+         if( !continued ) log.defaultDeny();
+         return continued;
+      }
+      next = visitFound( eval, rmStatus, plan, *step, log );
+      if( next == Next::deny ) return false;
+      if( next == Next::permit ) return true;
    }
-   if( !continued ) log.defaultDeny();
-   return continued;
+}
+
+// The same walk as walkSequences(), but it visits only the sequences that the plan finds. Most routes end at the first one.
+template <class Log>
+inline bool walkPlan( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapPlan & plan, Log log ) {
+   const PlanStep * const step = firstStep( plan, eval.route );
+   if( !step ) {
+      log.defaultDeny();
+      return false;
+   }
+   if( step->left == PlanStep::Left::evaluation ) return walkPlanFrom( eval, rmStatus, plan, step, log );
+   return visitDecided( eval, *step, log ) == Next::permit;
 }
 
 template <class Observer>
-bool evalRouteMapInContext( Evaluation & eval, const RouteMapStatus & rmStatus, typename Observer::Ref observer ) {
+[[gnu::noinline]] bool evalRouteMapInContext( Evaluation & eval, const RouteMapStatus & rmStatus, typename Observer::Ref observer ) {
    return timed( eval.context, evalRouteMapMatchersMsg, [ &, observer ] {
       if( eval.context->log() )
          if( auto log = eval.context->callStackPeek() )
@@ -348,7 +388,7 @@ void applyDeferredSetters( Result_ & result ) {
 }
 
 template <class MatchedSequences>
-void applySetters( const ContextPtr & context, const MatchedSequences & matched, Result_ & result ) {
+[[gnu::noinline]] void runSetters( const ContextPtr & context, const MatchedSequences & matched, Result_ & result ) {
    try {
       timed( context, applyPolicySettersMsg, [ & ] {
          for( const RouteMapSeqStatus * seq : matched )
@@ -360,6 +400,12 @@ void applySetters( const ContextPtr & context, const MatchedSequences & matched,
       if( result.dps() ) result.dps()->setters().clear();   // the setters belong to the policy, which the result may outlive
       throw;
    }
+}
+
+template <class MatchedSequences>
+inline void applySetters( const ContextPtr & context, const MatchedSequences & matched, Result_ & result ) {
+   const auto hasNone = []( const RouteMapSeqStatus * seq ) { return seq->setter().empty(); };
+   if( context || result.dps() || !std::all_of( matched.begin(), matched.end(), hasNone ) ) runSetters( context, matched, result );
 }
 
 // ---- a list
@@ -450,16 +496,22 @@ bool evalWholeList( Evaluation & eval, bool shouldLog, const RouteMapStatusList 
    return runPending( ~0u );
 }
 
+// With a context or functions.
 template <class Observer>
-bool evalList( Evaluation & eval, bool shouldLog, const RouteMapStatusList & list, const Gyre::Eval::GyreEvalContextMap * gyreCtxMap,
-               Observer observer ) {
-   if( !eval.context && !list.gyreStatus() && !list.gyreStatusMaint() ) [[likely]] {
-      for( auto i = list.rmStatus().first(); i; i.next() )
-         if( !i.value()->seqStatus().empty() && !evalRouteMap( eval, *i.value(), observer.entry( i.key() ) ) ) return false;
-      return true;
-   }
+[[gnu::noinline]] bool evalFullList( Evaluation & eval, bool shouldLog, const RouteMapStatusList & list,
+                                     const Gyre::Eval::GyreEvalContextMap * gyreCtxMap, Observer observer ) {
    return timed( eval.context, evalPolicyMatchersMsg,
                  [ &, observer ] { return evalWholeList( eval, shouldLog, list, gyreCtxMap, observer ); } );
+}
+
+template <class Observer>
+inline bool evalList( Evaluation & eval, bool shouldLog, const RouteMapStatusList & list, const Gyre::Eval::GyreEvalContextMap * gyreCtxMap,
+                      Observer observer ) {
+   if( eval.context || list.gyreStatus() || list.gyreStatusMaint() ) [[unlikely]]
+      return evalFullList( eval, shouldLog, list, gyreCtxMap, observer );
+   for( auto i = list.rmStatus().first(); i; i.next() )
+      if( !i.value()->seqStatus().empty() && !evalRouteMap( eval, *i.value(), observer.entry( i.key() ) ) ) return false;
+   return true;
 }
 
 // Evaluates with the matched sequences of the caller, which are unchanged after a throw.

@@ -6,6 +6,16 @@
 
 namespace Routing::Policy {
 
+namespace {
+
+unsigned keyedOf( const std::array<uint32_t, MatchKey::kAttributes> & counts ) noexcept {
+   unsigned bits = 0;
+   for( size_t i = 0; i < counts.size(); ++i ) bits |= unsigned( counts[ i ] != 0 ) << i;
+   return bits;
+}
+
+}   // namespace
+
 PlanSteps::PlanSteps( std::vector<PlanStep> steps ) {
    if( steps.size() == 1 )
       one_ = steps.front();
@@ -32,9 +42,24 @@ PlanSteps PlanSteps::without( uint32_t seqno ) const {
 }
 
 RouteMapPlan::RouteMapPlan( const Content & content, const Quoin::Ptr<RouteMapPlanner> & planner, uint64_t seals )
-      : content_( content ), seals_( seals ), planner_( planner ) {}
+      : content_( content ),
+        keyed_( keyedOf( content.keyCounts ) ),
+        firstAlways_( content_.always.empty() ? nullptr : &content_.always.begin()->second ),
+        onlyListed_( content_.listed.size() == 1 ? &content_.listed.begin()->second : nullptr ),
+        seals_( seals ),
+        planner_( planner ) {}
 
 RouteMapPlan::~RouteMapPlan() = default;
+
+const PlanStep * RouteMapPlan::listedFrom( uint32_t seqno, const Ferule::IpGenPrefix & prefix ) const noexcept {
+   const bool isIpv6 = prefix.af() == Ferule::AddressFamily::ipv6;
+   if( !isIpv6 && prefix.af() != Ferule::AddressFamily::ipv4 ) return nullptr;
+   const auto * const rows = content_.rows[ isIpv6 ].get();
+   if( !rows ) return nullptr;
+   const auto row = seqno == 0 ? rows->governing( prefix ) : rows->governing( prefix, seqno );
+   if( !row.found ) return nullptr;
+   return onlyListed_ ? onlyListed_ : &content_.listed.findMember( row.seqno )->second;
+}
 
 Quoin::Ptr<const RouteMapPlan> RouteMapPlan::of( const Sequences & sequences, const Quoin::Ptr<const RouteMapPlan> & base,
                                                  std::vector<const RouteMapStatus *> & callees ) {

@@ -38,10 +38,17 @@ class RouteMapStatus;
 
 /// A sequence that a plan finds.
 struct PlanStep {
+   // What remains to be done for a route for which the sequence is found.
+   enum class Left : uint8_t {
+      evaluation,   // of the clauses, except the answered one, and of the rest of the sequence
+      permit,       // none: the sequence permits the route, which ends the route map
+      deny
+   };
    const RouteMapSeqStatus * seq = nullptr;
    uint32_t seqno = 0;
    MatchOption option = MatchOption::none;   // of the clause by which it is found
    bool isAnswered = false;                  // every route for which it is found passes this clause
+   Left left = Left::evaluation;
 
    friend bool operator==( const PlanStep &, const PlanStep & ) = default;
 };
@@ -95,10 +102,25 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    /// Whether nothing that the plan was made from has changed.
    bool isCurrent() const noexcept { return seals_ == Quoin::Seal::broken(); }
    const Content & content() const noexcept { return content_; }
+   /// The attributes that have keys, as bits: 1 << attribute.
+   unsigned keyed() const noexcept { return keyed_; }
+   /// The steps of a key; null if it has none.
+   const PlanSteps * keyed( const MatchKey & key ) const noexcept {
+      const auto * const found = content_.keys.findMember( key );
+      return found ? &found->second : nullptr;
+   }
+   bool hasRows() const noexcept { return content_.rows[ 0 ] || content_.rows[ 1 ]; }
+   /// The first step with this number or a higher one that a prefix list finds; null if there is none.
+   const PlanStep * listedFrom( uint32_t seqno, const Ferule::IpGenPrefix & prefix ) const noexcept;
+   /// The first step that is found for each route; null if there is none.
+   const PlanStep * firstAlways() const noexcept { return firstAlways_; }
 
  private:
    friend class RouteMapPlanner;
    const Content content_;
+   const unsigned keyed_;
+   const PlanStep * const firstAlways_;
+   const PlanStep * const onlyListed_;   // null if there are more
    const uint64_t seals_;
    const Quoin::Ptr<RouteMapPlanner> planner_;
 };

@@ -46,6 +46,14 @@ Selects selects( const MatchKeys & told ) {
    return isCoarse ? Selects::protocol : Selects::value;
 }
 
+PlanStep::Left leftOf( const PlanStep & step ) {
+   const RouteMapSeqStatus & seq = *step.seq;
+   const size_t answered = step.isAnswered ? 1 : 0;
+   if( seq.matcher().count() != answered || seq.subRouteMapRawPtr() ) return PlanStep::Left::evaluation;
+   if( seq.matchAction() == Acl::MatchPermit::deny ) return PlanStep::Left::deny;
+   return seq.continueSeq() ? PlanStep::Left::evaluation : PlanStep::Left::permit;
+}
+
 }   // namespace
 
 // ---- one sequence
@@ -64,16 +72,16 @@ RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq ) {
       }
       if( !told.isSkippable() ) break;
    }
-   if( selects( best ) == Selects::nothing ) return way;
    if( const auto * const list = smallList( best ) ) {
       byList( way, *list );
-   } else {
+   } else if( selects( best ) != Selects::nothing ) {
       way.isAlways = false;
       way.step.isAnswered = best.isExact();
       way.keys = best.keys();
       std::ranges::sort( way.keys, {}, inOrderOfKeys );
       way.keys.erase( std::ranges::unique( way.keys ).begin(), way.keys.end() );
    }
+   way.step.left = leftOf( way.step );
    return way;
 }
 

@@ -83,7 +83,7 @@ class InlineRow : private InlineRoom<T, Inline> {
    }
    void append( T value ) {
       if( size_ == capacity_ ) [[unlikely]]
-         reserve( size_ + size_t( 1 ) );
+         grow();
       pushBack( std::move( value ) );
    }
    /// Removes the values from `size` on.
@@ -107,6 +107,7 @@ class InlineRow : private InlineRoom<T, Inline> {
       new( at_ + size_ ) T( std::forward<V>( value ) );
       ++size_;
    }
+   [[gnu::noinline]] void grow() { reserve( size_ + size_t( 1 ) ); }
    // Moves all values to `to` and destroys the originals.
    void moveTo( T * to ) noexcept {
       static_assert( std::is_nothrow_move_constructible_v<T> && alignof( T ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );

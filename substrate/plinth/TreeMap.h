@@ -121,6 +121,7 @@ class TreeMap {
       using reference = const Member &;
 
       MemberIterator() = default;
+      explicit operator bool() const noexcept { return at_ != nullptr; }   // whether there is a member
       const Member & operator*() const noexcept { return *at_; }
       const Member * operator->() const noexcept { return at_; }
       MemberIterator & operator++() noexcept {
@@ -239,7 +240,8 @@ class TreeMap {
 
    [[gnu::always_inline]] Iterator first() const { return Iterator( begin() ); }
    /// The first member whose key is not less than `key`.
-   Iterator lowerBound( const K & key ) const { return Iterator( iteratorAt( placeOf( key ) ) ); }
+   Iterator lowerBound( const K & key ) const { return Iterator( membersFrom( key ) ); }
+   MemberIterator membersFrom( const K & key ) const { return iteratorAt( placeOf( key ) ); }
 
  private:
    static constexpr size_t kFull = 64;
