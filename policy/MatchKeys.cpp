@@ -29,13 +29,19 @@ void MatchKeys::keyIs( const MatchKey & key ) {
 }
 
 void MatchKeys::listIs( const RouteMap::PrefixListStatus * list ) {
-   list_ = list;
    isSkippable_ = isSelective_ = true;
-   if( list ) dependsOn( list->seal() );
+   if( !list ) return;
+   hasTwoLists_ |= list_ && list_ != list;
+   list_ = list;
+   dependsOn( list->seal() );
 }
 
 void MatchKeys::nothing() noexcept {
    isSkippable_ = isSelective_ = true;
+}
+
+bool MatchKeys::isSelective() const noexcept {
+   return isSelective_ && !hasTwoLists_ && !( list_ && !keys_.empty() ) && keys_.size() <= kMost;
 }
 
 }   // namespace Routing::Policy

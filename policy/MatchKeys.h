@@ -56,20 +56,22 @@ class ROUTEPOLICY_API MatchKeys {
    /// The matcher need not be asked about a route that its sequence cannot match for other reasons: asking it has no effect but the answer.
    /// The functions below imply this.
    void skippable() noexcept { isSkippable_ = true; }
-   /// The matcher matches only routes with this key, or with one of the other keys that it tells. At most kMost keys are useful.
+   /// The matcher matches only routes with this key, or with one of the other keys that it tells. A plan looks up at most kMost keys.
    void keyIs( const MatchKey & key );
-   /// The matcher matches only routes whose prefix this list permits. Null: an undefined list, which permits nothing.
+   /// The matcher matches only routes whose prefix this list permits. Null: an undefined list, which permits nothing. A plan looks up one
+   /// list, and none beside keys.
    void listIs( const RouteMap::PrefixListStatus * list );
    /// The matcher matches no route.
    void nothing() noexcept;
-   /// The matcher matches every route with one of the keys that it tells.
+   /// The matcher matches every route that has one of its keys, or that its list permits.
    void exact() noexcept { isExact_ = true; }
    /// The answer changes if the object with this seal does.
    void dependsOn( const Quoin::Seal & seal ) const noexcept { seal.close(); }
 
    bool isSkippable() const noexcept { return isSkippable_; }
-   /// Whether only some routes match: those with one of keys(), or those that list() permits. If neither exists, no route matches.
-   bool isSelective() const noexcept { return isSelective_; }
+   /// Whether a plan can look up the routes that match: those with one of keys(), or those that list() permits. If neither exists, no
+   /// route matches.
+   bool isSelective() const noexcept;
    bool isExact() const noexcept { return isExact_; }
    const std::vector<MatchKey> & keys() const noexcept { return keys_; }
    const RouteMap::PrefixListStatus * list() const noexcept { return list_; }
@@ -80,6 +82,7 @@ class ROUTEPOLICY_API MatchKeys {
    bool isSkippable_ = false;
    bool isSelective_ = false;
    bool isExact_ = false;
+   bool hasTwoLists_ = false;
 };
 
 }   // namespace Routing::Policy

@@ -10,10 +10,11 @@
 
 #include "policy/MatchInput.h"
 #include "policy/RouteMapStatus.h"
+#include "substrate/plinth/InlineRow.h"
 
 namespace Routing::Policy {
 
-/// The keys of a route. Each getter is called at most once, when a plan first needs it.
+/// What plans ask about a route. Each getter is called at most once, when a plan first needs it.
 class PlannedRoute {
  public:
    explicit PlannedRoute( const MatchInput_ * input ) noexcept : input_( input ) {}
@@ -30,12 +31,27 @@ class PlannedRoute {
       if( !prefix_ ) prefix_ = input_->getPrefixPointer();
       return *prefix_;
    }
+   /// Whether a list permits the prefix. The last answers are kept: sequences that a plan finds one by one may have the same list.
+   bool isPermittedBy( const RouteMap::PrefixListRows & list ) {
+      for( unsigned i = 0; i < std::min( asked_, kAnswers ); ++i )
+         if( answers_[ i ].list == &list ) return answers_[ i ].permit;
+      const bool permit = list.af() == prefix().af() && list.governing( prefix() ).permit;
+      answers_[ asked_++ % kAnswers ] = { &list, permit };
+      return permit;
+   }
 
  private:
+   struct ListAnswer {
+      const RouteMap::PrefixListRows * list;
+      bool permit;
+   };
+   static constexpr unsigned kAnswers = 8;
    const MatchInput_ * input_;
    const Ferule::IpGenPrefix * prefix_ = nullptr;
    unsigned read_ = 0;
    std::array<MatchKey, MatchKey::kAttributes> keys_;   // those of `read_`
+   unsigned asked_ = 0;
+   std::array<ListAnswer, kAnswers> answers_;   // the last of them
 };
 
 /// The first of two steps; each may be null.
@@ -49,31 +65,43 @@ inline const PlanStep * firstStep( const RouteMapPlan & plan, PlannedRoute & rou
    for( unsigned left = plan.keyed(); left != 0; left &= left - 1 )
       if( const auto * const steps = plan.keyed( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
          first = firstOf( first, &steps->all().front() );
-   return plan.hasRows() ? firstOf( first, plan.listedFrom( 0, route.prefix() ) ) : first;
+   if( plan.hasRows() ) first = firstOf( first, plan.listedFrom( 0, route.prefix() ) );
+   if( plan.content().asked.empty() ) return first;
+   for( const auto & [ seqno, asked ] : plan.content().asked ) {
+      if( first && first->seqno < seqno ) break;
+      if( route.isPermittedBy( *asked.rows ) ) return &asked.steps.all().front();
+   }
+   return first;
 }
 
 /// The steps of one route, in ascending order of their numbers. The plan must outlive it.
 class PlanSearch {
  public:
-   PlanSearch( const RouteMapPlan & plan, PlannedRoute & route ) : plan_( plan ), always_( plan.content().always.begin() ) {
+   PlanSearch( const RouteMapPlan & plan, PlannedRoute & route )
+         : plan_( plan ), route_( route ), always_( plan.content().always.begin() ), asked_( plan.content().asked.begin() ) {
       for( unsigned left = plan.keyed(); left != 0; left &= left - 1 )
          if( const auto * const steps = plan.keyed( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
-            runs_[ runCount_++ ] = Run( steps->all() );
+            runs_.append( Run( steps->all() ) );
       if( plan.hasRows() ) prefix_ = &route.prefix();
    }
 
    /// The first step whose number is `seqno` or higher; null if there is none. `seqno` must not decrease from call to call.
    const PlanStep * from( uint32_t seqno ) {
       const PlanStep * first = alwaysFrom( seqno );
-      for( unsigned i = 0; i < runCount_; ++i ) first = firstOf( first, runs_[ i ].from( seqno ) );
-      return firstOf( first, listedFrom( seqno ) );
+      for( size_t i = 0; i < runs_.size(); ++i ) first = firstOf( first, runs_[ i ].from( seqno ) );
+      first = firstOf( first, listedFrom( seqno ) );
+      for( ; asked_ && ( !first || asked_->first < first->seqno ); ++asked_ ) {
+         if( !route_.isPermittedBy( *asked_->second.rows ) ) continue;
+         runs_.append( Run( asked_->second.steps.all() ) );
+         first = firstOf( first, runs_[ runs_.size() - 1 ].from( seqno ) );
+      }
+      return first;
    }
 
  private:
-   // The steps of one key.
+   // The steps of one key or large list.
    class Run {
     public:
-      Run() noexcept = default;
       explicit Run( std::span<const PlanStep> steps ) noexcept : at_( steps.data() ), end_( at_ + steps.size() ) {}
       const PlanStep * from( uint32_t seqno ) noexcept {
          if( at_ != end_ && at_->seqno < seqno ) at_ = std::ranges::lower_bound( at_ + 1, end_, seqno, {}, &PlanStep::seqno );
@@ -98,9 +126,10 @@ class PlanSearch {
    }
 
    const RouteMapPlan & plan_;
+   PlannedRoute & route_;
    Plinth::TreeMap<uint32_t, PlanStep>::MemberIterator always_;
-   std::array<Run, MatchKey::kAttributes> runs_;   // the first `runCount_`
-   unsigned runCount_ = 0;
+   Plinth::TreeMap<uint32_t, RouteMapPlan::Asked>::MemberIterator asked_;   // the lists that are not asked yet
+   Plinth::InlineRow<Run, 16> runs_;
    const Ferule::IpGenPrefix * prefix_ = nullptr;   // null if no list has a further step
    const PlanStep * listed_ = nullptr;
 };

@@ -182,7 +182,9 @@ void PrefixListMatcherBase::keys( MatchKeys & keys ) const {
 void PrefixListMatcher::keys( MatchKeys & keys ) const {
    PrefixListMatcherBase::keys( keys );
    keys.dependsOn( seal() );
-   if( keys.isSkippable() && !invertResult() ) keys.listIs( status().get() );
+   if( !keys.isSkippable() || invertResult() ) return;
+   keys.listIs( status().get() );
+   keys.exact();
 }
 
 }   // namespace Routing::Policy

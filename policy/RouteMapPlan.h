@@ -6,6 +6,7 @@
 ///    keys      a clause that asks for equality: a hash table has the sequences of each key
 ///    prefixes  a prefix list with up to kMostEntries entries: the permit entries of all these lists are rows of one trie, which have the
 ///              number of the sequence in place of their own. The governing row of a prefix is the first sequence that can match.
+///    asked     a larger prefix list: it is asked itself, once for all its sequences, if the route comes to the first of them
 ///    always    none of these: each route may match
 /// Example: 10 match tag 5 | 20 match prefix-list A, which is 10.0.0.0/8 le 32 and 192.0.2.0/24 | 30 match tag 5 | 40
 ///    keys      { tag 5: 10 30 }
@@ -17,6 +18,7 @@
 /// Invariant: every sequence that matches a route is found for it, as long as the plan is current.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -65,6 +67,8 @@ class ROUTEPOLICY_API PlanSteps {
    PlanSteps with( const PlanStep & step ) const;
    PlanSteps without( uint32_t seqno ) const;
 
+   friend bool operator==( const PlanSteps & a, const PlanSteps & b ) noexcept { return std::ranges::equal( a.all(), b.all() ); }
+
  private:
    struct More final : Quoin::Node {
       explicit More( std::vector<PlanStep> s ) noexcept : steps( std::move( s ) ) {}
@@ -79,7 +83,15 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
  public:
    using Sequences = Plinth::TreeMap<uint32_t, Quoin::Ptr<const RouteMapSeqStatus>>;
    using Keyed = std::pair<MatchKey, PlanSteps>;
-   static constexpr size_t kMostEntries = 1024;   // a larger list is asked itself: its entries would be stored twice
+   static constexpr size_t kMostEntries = 1024;   // the entries of larger lists would be stored twice
+
+   /// The sequences with one large list.
+   struct Asked {
+      const RouteMap::PrefixListRows * rows = nullptr;
+      PlanSteps steps;
+
+      friend bool operator==( const Asked &, const Asked & ) = default;
+   };
 
    /// What a plan consists of.
    struct Content {
@@ -89,6 +101,7 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
       std::array<uint32_t, MatchKey::kAttributes> keyCounts{};            // the keys of each attribute
       Plinth::HashTrie<uint32_t, std::pair<uint32_t, PlanStep>> listed;   // the sequences of `rows`, by number
       std::array<Quoin::Ptr<const RouteMap::PrefixListRows>, 2> rows;     // IPv4, IPv6; null if there are none
+      Plinth::TreeMap<uint32_t, Asked> asked;                             // by the number of the first step
    };
 
    /// The plan of these sequences. If `base` is the newest plan of a line, only what differs from it is made anew; `base` may be null.

@@ -28,22 +28,14 @@ auto inOrderOfKeys( const MatchKey & key ) {
 }
 
 // How well a clause tells sequences apart; 0: not at all.
-enum class Selects : uint8_t { nothing, protocol, prefixes, value, allFromNone };
-
-// The entries of a list that a plan can use; null if there is none, or too many entries.
-const RouteMap::PrefixListRows * smallList( const MatchKeys & told ) {
-   const auto * const rows = told.list() ? told.list()->ownRows() : nullptr;
-   return rows && rows->entryCount() <= RouteMapPlan::kMostEntries ? rows : nullptr;
-}
+enum class Selects : uint8_t { nothing, protocol, list, value, allFromNone };
 
 Selects selects( const MatchKeys & told ) {
    if( !told.isSelective() ) return Selects::nothing;
-   if( told.list() ) return smallList( told ) ? Selects::prefixes : Selects::nothing;
+   if( told.list() ) return told.list()->ownRows() ? Selects::list : Selects::nothing;
    if( told.keys().empty() ) return Selects::allFromNone;
-   if( told.keys().size() > MatchKeys::kMost ) return Selects::nothing;
-   const bool isCoarse =
-      std::ranges::any_of( told.keys(), []( const MatchKey & key ) { return key.attribute == MatchKey::Attribute::protocol; } );
-   return isCoarse ? Selects::protocol : Selects::value;
+   const auto isProtocol = []( const MatchKey & key ) { return key.attribute == MatchKey::Attribute::protocol; };
+   return std::ranges::any_of( told.keys(), isProtocol ) ? Selects::protocol : Selects::value;
 }
 
 PlanStep::Left leftOf( const PlanStep & step ) {
@@ -72,21 +64,30 @@ RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq ) {
       }
       if( !told.isSkippable() ) break;
    }
-   if( const auto * const list = smallList( best ) ) {
-      byList( way, *list );
-   } else if( selects( best ) != Selects::nothing ) {
-      way.isAlways = false;
-      way.step.isAnswered = best.isExact();
-      way.keys = best.keys();
-      std::ranges::sort( way.keys, {}, inOrderOfKeys );
-      way.keys.erase( std::ranges::unique( way.keys ).begin(), way.keys.end() );
-   }
+   if( selects( best ) == Selects::list )
+      byList( way, *best.list()->ownRows(), best.isExact() );
+   else if( selects( best ) != Selects::nothing )
+      byKeys( way, best );
    way.step.left = leftOf( way.step );
    return way;
 }
 
-// By the permit entries of a list. If they permit nearly every prefix, they tell nothing.
-void RouteMapPlanner::byList( Way & way, const RouteMap::PrefixListRows & list ) {
+void RouteMapPlanner::byKeys( Way & way, const MatchKeys & told ) {
+   way.isAlways = false;
+   way.step.isAnswered = told.isExact();
+   way.keys = told.keys();
+   std::ranges::sort( way.keys, {}, inOrderOfKeys );
+   way.keys.erase( std::ranges::unique( way.keys ).begin(), way.keys.end() );
+}
+
+// By the permit entries of a small list. If they permit nearly every prefix, they tell nothing.
+void RouteMapPlanner::byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact ) {
+   if( list.entryCount() > RouteMapPlan::kMostEntries ) {
+      way.asked = &list;
+      way.isAlways = false;
+      way.step.isAnswered = isExact;
+      return;
+   }
    bool hasDeny = false, permitsAll = false;
    list.visitAll( [ & ]( const Ferule::IpGenPrefix & prefix, PrefixRow row ) {
       hasDeny |= !row.permit();
@@ -98,7 +99,7 @@ void RouteMapPlanner::byList( Way & way, const RouteMap::PrefixListRows & list )
    if( !std::ranges::is_sorted( way.rows, {}, inOrder ) ) std::ranges::sort( way.rows, {}, inOrder );
    way.family = list.af() == AddressFamily::ipv4 ? 0 : 1;
    way.isAlways = false;
-   way.step.isAnswered = !hasDeny;
+   way.step.isAnswered = isExact && !hasDeny;
 }
 
 void RouteMapPlanner::add( const Way & way ) {
@@ -110,6 +111,7 @@ void RouteMapPlanner::add( const Way & way ) {
    }
    rowsChange( way.family, {}, way.rows );
    if( !way.rows.empty() ) content_.listed.insert( { step.seqno, step } );
+   if( way.asked ) askedIs( way.asked, stepsOf( way.asked ), stepsOf( way.asked ).with( step ) );
 }
 
 void RouteMapPlanner::remove( const Way & way ) {
@@ -118,6 +120,7 @@ void RouteMapPlanner::remove( const Way & way ) {
    for( const MatchKey & key : way.keys ) keyIs( key, content_.keys.findMember( key )->second.without( seqno ) );
    rowsChange( way.family, way.rows, {} );
    content_.listed.extract( seqno );
+   if( way.asked ) askedIs( way.asked, stepsOf( way.asked ), stepsOf( way.asked ).without( seqno ) );
 }
 
 void RouteMapPlanner::keyIs( const MatchKey & key, const PlanSteps & steps ) {
@@ -131,6 +134,18 @@ void RouteMapPlanner::keyIs( const MatchKey & key, const PlanSteps & steps ) {
       content_.keys.insert( { key, steps } );
       ++count;
    }
+}
+
+// Large lists are few.
+PlanSteps RouteMapPlanner::stepsOf( const RouteMap::PrefixListRows * rows ) const {
+   for( const auto & [ seqno, asked ] : content_.asked )
+      if( asked.rows == rows ) return asked.steps;
+   return {};
+}
+
+void RouteMapPlanner::askedIs( const RouteMap::PrefixListRows * rows, const PlanSteps & before, const PlanSteps & after ) {
+   if( !before.all().empty() ) content_.asked.erase( before.all().front().seqno );
+   if( !after.all().empty() ) content_.asked.put( after.all().front().seqno, { rows, after } );
 }
 
 RouteMapPlanner::Editor & RouteMapPlanner::editor( unsigned family ) {
@@ -155,6 +170,7 @@ void RouteMapPlanner::rowsChange( unsigned family, const Rows & before, const Ro
 void RouteMapPlanner::build( const RouteMapPlan::Sequences & sequences, Callees & callees ) {
    std::array<Rows, 2> rows;
    std::map<decltype( inOrderOfKeys( {} ) ), std::vector<PlanStep>> keyed;
+   std::map<const RouteMap::PrefixListRows *, std::vector<PlanStep>> asked;
    for( const auto & [ seqno, seq ] : sequences ) {
       if( seq->subRouteMapRawPtr() ) callees.push_back( seq->subRouteMapRawPtr() );
       seq->seal().close();
@@ -162,9 +178,11 @@ void RouteMapPlanner::build( const RouteMapPlan::Sequences & sequences, Callees 
       if( way.isAlways ) content_.always.put( seqno, way.step );
       for( const MatchKey & key : way.keys ) keyed[ inOrderOfKeys( key ) ].push_back( way.step );
       if( !way.rows.empty() ) content_.listed.insert( { seqno, way.step } );
+      if( way.asked ) asked[ way.asked ].push_back( way.step );
       rows[ way.family ].insert( rows[ way.family ].end(), way.rows.begin(), way.rows.end() );
    }
    for( auto & [ key, steps ] : keyed ) keyIs( { std::get<1>( key ), std::get<0>( key ) }, PlanSteps( std::move( steps ) ) );
+   for( auto & [ list, steps ] : asked ) askedIs( list, {}, PlanSteps( std::move( steps ) ) );
    for( unsigned family = 0; family < rows.size(); ++family ) {
       const Rows & all = rows[ family ];
       if( all.empty() ) continue;

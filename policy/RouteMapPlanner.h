@@ -32,15 +32,19 @@ class RouteMapPlanner final : public Quoin::Node {
       std::vector<MatchKey> keys;
       unsigned family = 0;   // of the rows: an index of Content::rows
       Rows rows;             // in order
+      const RouteMap::PrefixListRows * asked = nullptr;
    };
 
    static Way wayTo( const RouteMapSeqStatus & seq );
-   static void byList( Way & way, const RouteMap::PrefixListRows & list );
+   static void byKeys( Way & way, const MatchKeys & told );
+   static void byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact );
    void build( const RouteMapPlan::Sequences & sequences, Callees & callees );
    void edit( const RouteMapPlan::Sequences & sequences, Callees & callees );
    void add( const Way & way );
    void remove( const Way & way );
    void keyIs( const MatchKey & key, const PlanSteps & steps );
+   void askedIs( const RouteMap::PrefixListRows * rows, const PlanSteps & before, const PlanSteps & after );
+   PlanSteps stepsOf( const RouteMap::PrefixListRows * rows ) const;
    void rowsChange( unsigned family, const Rows & before, const Rows & after );
    Editor & editor( unsigned family );
    Quoin::Ptr<const RouteMapPlan> publish( uint64_t seals );
