@@ -7,6 +7,7 @@
 #include "bench/Yardsticks.h"
 #include "policy/DecisionObserver.h"
 #include "policy/Policy.h"
+#include "policy/TagMatcher.h"
 
 namespace Bench {
 
@@ -44,6 +45,59 @@ inline Quoin::Ptr<const RouteMapStatus> mapWithList( const std::string & name, c
    auto map = Quoin::makeNode<RouteMapStatus>( name );
    map->seqStatusIs( sequence( 10, prefixListOption( list->af() ), Quoin::makeNode<PrefixListMatcher>( "list", list ) ) );
    return map;
+}
+
+/// A route map without sequences. The caller computes its features after the last sequence.
+inline Quoin::Ptr<RouteMapStatus> emptyMap( const std::string & name ) {
+   auto map = Quoin::makeNode<RouteMapStatus>( name );
+   map->updateFeaturesOnSeqStatusChangeIs( false );
+   return map;
+}
+
+/// Every third sequence denies.
+inline Acl::MatchPermit actionAt( size_t i ) {
+   return i % 3 == 2 ? Acl::MatchPermit::deny : Acl::MatchPermit::permit;
+}
+
+using Tags = std::vector<Routing::RouteTag>;
+
+/// Different tags in random order.
+inline Tags someTags( size_t count, Random & random ) {
+   Tags tags;
+   for( size_t i = 0; i < count; ++i ) tags.push_back( uint32_t( 1000 + 7 * i ) );
+   shuffle( tags, random );
+   return tags;
+}
+
+/// A route map with one sequence for each matcher.
+inline Quoin::Ptr<const RouteMapStatus> mapOf( MatchOption option, const std::vector<Quoin::Ptr<const Matcher>> & matchers ) {
+   auto map = emptyMap( "map" );
+   for( const auto & matcher : matchers ) {
+      const size_t i = map->seqStatus().count();
+      auto seq = sequence( uint32_t( 10 * ( i + 1 ) ), option, matcher );
+      seq->matchActionIs( actionAt( i ) );
+      map->seqStatusIs( seq );
+   }
+   map->updateFeatures();
+   return map;
+}
+
+inline Quoin::Ptr<const RouteMapStatus> mapOfTags( const Tags & tags ) {
+   std::vector<Quoin::Ptr<const Matcher>> matchers;
+   for( const auto tag : tags ) matchers.push_back( Quoin::makeNode<Routing::Policy::TagMatcher>( tag ) );
+   return mapOf( MatchOption::matchTag, matchers );
+}
+
+constexpr size_t kListEntries = 10;
+
+/// A route map with one sequence for each list of ten of the prefixes.
+inline Quoin::Ptr<const RouteMapStatus> mapOfLists( const Prefixes & prefixes ) {
+   std::vector<Quoin::Ptr<const Matcher>> matchers;
+   for( size_t at = 0; at < prefixes.size(); at += kListEntries ) {
+      const auto from = prefixes.begin() + long( at );
+      matchers.push_back( Quoin::makeNode<PrefixListMatcher>( "list", listOf( exactEntries( Prefixes( from, from + kListEntries ) ) ) ) );
+   }
+   return mapOf( prefixListOption( prefixes.front().af() ), matchers );
 }
 
 /// A point of application with one route map, and the objects that an agent keeps to evaluate routes there.

@@ -1,105 +1,233 @@
-// What do sequences, calls of route maps and tag sets cost per route? Each route is one PolicyEval::eval() of a list with one route map.
+// What does a route cost in a route map, against the number of its sequences, and how much of it does the plan of the route map save?
+// Each route is one PolicyEval::eval() of a list with one route map.
 
+#include <array>
 #include <memory>
-#include <unordered_set>
+#include <unordered_map>
 
 #include "bench/Policies.h"
+#include "policy/NexthopMatcher.h"
+#include "policy/PolicyEvalContext.h"
+#include "policy/RouteMetricMatcher.h"
 #include "policy/TagMatcher.h"
-#include "policy/TagSetMatcher.h"
 
 namespace {
 
 using namespace Bench;
-using Tags = std::vector<Routing::RouteTag>;
+using Acl::MatchPermit;
+using Quoin::makeNode;
+using Quoin::Ptr;
+using Sequence = Ptr<RouteMapSeqStatus>;
 
-// A route map with one sequence per tag.
-Quoin::Ptr<const RouteMapStatus> mapOfTags( const Tags & tags ) {
-   auto map = Quoin::makeNode<RouteMapStatus>( "tags" );
-   map->updateFeaturesOnSeqStatusChangeIs( false );
-   for( const auto tag : tags )
-      map->seqStatusIs( sequence( 10 * uint32_t( map->seqStatus().count() + 1 ), MatchOption::matchTag,
-                                  Quoin::makeNode<Routing::Policy::TagMatcher>( tag ) ) );
-   map->updateFeatures();
-   return map;
+constexpr size_t kRoutes = 1 << 16;
+
+// The walk over all sequences answers fewer routes: it takes too long for all.
+size_t walkedRoutes( size_t sequences ) {
+   return std::min( kRoutes, 2'000'000 / sequences );
 }
 
-// Different tags in random order.
-Tags someTags( size_t count, Random & random ) {
-   Tags tags;
-   for( size_t i = 0; i < count; ++i ) tags.push_back( uint32_t( 1000 + 7 * i ) );
-   shuffle( tags, random );
-   return tags;
+struct Yardstick {
+   std::string name;
+   std::function<uint64_t( size_t )> pass;   // asks all routes; returns the checksum of this many
+};
+
+template <class Ask>
+Yardstick yardstick( std::string name, Ask ask ) {
+   return { std::move( name ), [ = ]( size_t compared ) { return overlapped( kRoutes, compared, ask ); } };
 }
 
-auto tagQuestion( Point & point, const Tags & queries ) {
-   return [ & ]( size_t i ) -> size_t {
-      point.input().tagIs( queries[ i ] );
-      return point.permits();
-   };
-}
-
-// Compares a walk over sequences with a walk over an array.
-void measureSequences() {
-   for( const size_t size : { 10u, 100u, 1'000u } ) {
-      Random random( size );
-      const Tags tags = someTags( size, random );
-      Point point( mapOfTags( tags ) );
-      const size_t n = 1'000'000 / size;
-      struct Case {
-         const char * name;
-         std::function<Routing::RouteTag()> query;
+// Compares evaluation with the yardsticks, and with the walk over all sequences. `fill( input, i )` writes the route with index i.
+template <class Fill>
+void compare( const std::string & question, const std::string & size, const Ptr<const RouteMapStatus> & map, Fill fill,
+              const std::vector<Yardstick> & yardsticks ) {
+   Point planned( map ), walking( map );
+   walking.evaluator().contextIs( makeNode<Routing::Policy::PolicyEvalContext>() );
+   const auto askedAt = [ &fill ]( Point & point ) {
+      return [ & ]( size_t i ) -> size_t {
+         fill( point.input(), i );
+         return point.permits();
       };
-      const Case cases[] = { { "sequences, the last matches", [ & ] { return tags.back(); } },
-                             { "sequences, a random one matches", [ & ] { return tags[ random.below( size ) ]; } },
-                             { "sequences, none matches", [] { return 1u; } } };
-      for( const auto & c : cases ) {
-         if( !wanted( std::string( c.name ) + ", " + grouped( size ) ) ) continue;
-         Tags queries( n );
-         for( auto & q : queries ) q = c.query();
-         Group group;
-         const auto ours = group.way( "evaluation", n, [ & ] { return overlapped( n, tagQuestion( point, queries ) ); } );
-         const auto loop = group.way( "loop over an array", n, [ & ] {
-            return overlapped( n, [ & ]( size_t i ) -> size_t {
-               for( const auto tag : tags )
-                  if( tag == queries[ i ] ) return true;
-               return false;
-            } );
-         } );
-         group.row( c.name, grouped( size ), ours, loop );
-         group.run();
-      }
+   };
+   const auto evaluation = yardstick( "evaluation", askedAt( planned ) );
+   const size_t walked = walkedRoutes( map->seqStatus().count() );
+   Group group;
+   const auto ours = group.way( evaluation.name, kRoutes, [ & ] { return evaluation.pass( walked ); } );
+   for( const auto & y : yardsticks ) {
+      if( y.pass( kRoutes ) != evaluation.pass( kRoutes ) ) fail( question + ": " + y.name + " answers differently" );
+      group.row( question, size, ours, group.way( y.name, kRoutes, [ & ] { return y.pass( walked ); } ) );
    }
+   group.row( question, size, ours, group.way( "plain walk", walked, [ & ] { return overlapped( walked, askedAt( walking ) ); } ) );
+   group.run();
+   if( !map->plan() ) fail( question + ": the plan is outdated" );
 }
 
-// Compares a thousand sequences with one tag each, and one sequence with a set of a thousand tags.
-void measureTagSet() {
-   if( !wanted( "one of many tags" ) ) return;
-   Random random( 4 );
-   const Tags tags = someTags( 1'000, random );
-   Tags queries( 1 << 14 );
-   for( auto & q : queries ) q = random.below( 2 ) ? tags[ random.below( tags.size() ) ] : uint32_t( 1001 + 7 * random.below( 1'000 ) );
+void measureTags( size_t size ) {
+   const std::string question = "sequences by tag";
+   if( !wanted( question + ", " + grouped( size ) ) ) return;
+   Random random( size );
+   const Tags tags = someTags( size, random );
+   const auto map = mapOfTags( tags );
+   std::unordered_map<Routing::RouteTag, bool> permits;
+   for( size_t i = 0; i < size; ++i ) permits[ tags[ i ] ] = actionAt( i ) == MatchPermit::permit;
+   Tags routes( kRoutes );
+   for( auto & tag : routes ) tag = tags[ random.below( size ) ];
+   compare( question, grouped( size ), map, [ & ]( MatchInput_ & input, size_t i ) { input.tagIs( routes[ i ] ); },
+            { yardstick( "hash probe", [ & ]( size_t i ) -> size_t { return permits.find( routes[ i ] )->second; } ) } );
+}
 
-   Point walk( mapOfTags( tags ) );
-   auto set = Quoin::makeNode<Routing::RouteMap::TagSetStatus>( "set" );
-   for( const auto tag : tags ) set->tagIs( tag );
-   auto map = Quoin::makeNode<RouteMapStatus>( "set" );
-   map->seqStatusIs( sequence( 10, MatchOption::matchTagSet, Quoin::makeNode<Routing::Policy::TagSetMatcher>( "set", set ) ) );
-   Point inSet( map );
-   const std::unordered_set<Routing::RouteTag> hash( tags.begin(), tags.end() );
+// The yardsticks for prefixes that one list answers too.
+std::vector<Yardstick> trieAndTable( const PrefixListMatcher & trie, const Table24x8 & table, const Prefixes & routes ) {
+   return { yardstick( "one trie",
+                       [ & ]( size_t i ) -> size_t { return trie.matchPrefix( routes[ i ] ).result == PrefixListMatchResult::permit; } ),
+            yardstick( "24-8 table", [ & ]( size_t i ) -> size_t { return table( routes[ i ] ); } ) };
+}
 
-   Group group;
-   const size_t n = queries.size();
-   const auto bySequences = group.way( "a sequence for each tag", n, [ & ] { return overlapped( n, tagQuestion( walk, queries ) ); } );
-   const auto bySet = group.way( "evaluation", n, [ & ] { return overlapped( n, tagQuestion( inSet, queries ) ); } );
-   const auto byHash =
-      group.way( "std::unordered_set", n, [ & ] { return overlapped( n, [ & ]( size_t i ) { return hash.count( queries[ i ] ); } ); } );
-   group.row( "one of many tags, a tag set", "1,000", bySet, byHash );
-   group.row( "one of many tags, a tag set", "1,000", bySet, bySequences );
-   group.run();
+auto prefixOfRoute( const Prefixes & routes ) {
+   return [ & ]( MatchInput_ & input, size_t i ) { input.prefixIs( routes[ i ] ); };
+}
+
+void measureLists( size_t size ) {
+   const std::string question = "sequences by list of 10";
+   if( !wanted( question + ", " + grouped( size ) ) ) return;
+   Random random( size );
+   const auto prefixes = generatedTable( AddressFamily::ipv4, kListEntries * size, random );
+   const auto map = mapOfLists( prefixes );
+   Entries merged = exactEntries( prefixes );
+   for( size_t i = 0; i < merged.size(); ++i ) merged[ i ].action = actionAt( i / kListEntries );
+   Prefixes routes( kRoutes );
+   for( auto & p : routes ) p = prefixes[ random.below( prefixes.size() ) ];
+   const PrefixListMatcher trie( "list", listOf( merged ) );
+   const Table24x8 table( merged );
+   compare( question, grouped( size ), map, prefixOfRoute( routes ), trieAndTable( trie, table, routes ) );
+}
+
+// A policy with clauses of many kinds, as people write it, and routes for it.
+class MixedPolicy {
+ public:
+   struct Route {
+      IpGenPrefix prefix;
+      Routing::RouteTag tag;
+      Zeugma::MaybeU63 metric;
+      Ferule::IpGenAddr nexthop;
+   };
+   explicit MixedPolicy( size_t size )
+         : random_( size ), prefixes_( generatedTable( AddressFamily::ipv4, kListEntries * size + 1'000, random_ ) ) {
+      for( auto & callee : callees_ ) callee = calleeOf( 3 );
+      std::vector<Sequence> sequences;
+      for( size_t i = 0; i < size; ++i ) sequences.push_back( sequenceOf( uint32_t( 10 * ( i + 1 ) ) ) );
+      for( size_t i = 0; i + kFarthest < size; ++i )
+         if( sequences[ i ]->matchAction() == MatchPermit::permit && random_.below( 100 ) < 10 )   // half of the sequences permit
+            sequences[ i ]->continueSeqIs( sequences[ i + 1 + random_.below( kFarthest ) ] );
+      for( const auto & seq : sequences ) map_->seqStatusIs( seq );
+      map_->updateFeatures();
+   }
+   Ptr<const RouteMapStatus> map() const { return map_; }
+   // Four routes in five are made for a sequence at random. The others match no sequence, except by chance.
+   Route route() {
+      if( random_.below( 5 ) ) return matched_[ random_.below( matched_.size() ) ];
+      return unmatched();
+   }
+
+ private:
+   static constexpr size_t kFarthest = 10;   // that a continue skips
+
+   Route unmatched() { return { randomPrefix( AddressFamily::ipv4, random_ ), 0, {}, {} }; }
+   // 40 % by a list, 35 % by a tag, 10 % by a metric or a next hop, 10 % by a list and a tag, 5 % by a call.
+   Sequence sequenceOf( uint32_t seqno ) {
+      auto seq = makeNode<RouteMapSeqStatus>( seqno );
+      if( random_.below( 2 ) ) seq->matchActionIs( MatchPermit::deny );
+      Route route = unmatched();
+      const size_t draw = random_.below( 100 );
+      if( draw < 40 )
+         byList( *seq, route );
+      else if( draw < 75 )
+         byTag( *seq, route );
+      else if( draw < 80 )
+         byMetric( *seq, route );
+      else if( draw < 85 )
+         byNexthop( *seq, route );
+      else if( draw < 95 )
+         byList( *seq, route ), byTag( *seq, route );
+      else
+         return seq->subRouteMapIs( callees_[ random_.below( callees_.size() ) ] ), seq;
+      matched_.push_back( route );
+      return seq;
+   }
+   // A small route map, in which each sequence has a tag.
+   Ptr<const RouteMapStatus> calleeOf( uint32_t size ) {
+      auto map = makeNode<RouteMapStatus>( "callee" );
+      for( uint32_t i = 1; i <= size; ++i ) {
+         auto seq = makeNode<RouteMapSeqStatus>( 10 * i );
+         Route route = unmatched();
+         byTag( *seq, route );
+         matched_.push_back( route );
+         map->seqStatusIs( seq );
+      }
+      return map;
+   }
+   void byList( RouteMapSeqStatus & seq, Route & route ) {
+      const Entries entries = writtenEntries( Prefixes( prefixes_.end() - kListEntries, prefixes_.end() ), random_ );
+      prefixes_.resize( prefixes_.size() - kListEntries );
+      route.prefix = entries[ random_.below( entries.size() ) ].prefix;
+      seq.matcherIs( MatchOption::matchIpPrefixList, makeNode<PrefixListMatcher>( "list", listOf( entries ) ) );
+   }
+   void byTag( RouteMapSeqStatus & seq, Route & route ) {
+      route.tag = ++last_;
+      seq.matcherIs( MatchOption::matchTag, makeNode<Routing::Policy::TagMatcher>( route.tag ) );
+   }
+   void byMetric( RouteMapSeqStatus & seq, Route & route ) {
+      route.metric = Zeugma::MaybeU63( ++last_ );
+      seq.matcherIs( MatchOption::matchMetric, makeNode<Routing::Policy::RouteMetricMatcher>( route.metric ) );
+   }
+   void byNexthop( RouteMapSeqStatus & seq, Route & route ) {
+      route.nexthop = Ferule::IpGenAddr( Ferule::IpAddr( 0x0A00'0000u + ++last_ ) );
+      seq.matcherIs( MatchOption::matchIpNexthop, makeNode<Routing::Policy::NexthopMatcher>( route.nexthop ) );
+   }
+
+   Random random_;
+   Prefixes prefixes_;   // that no list has yet
+   uint32_t last_ = 0;   // tag, metric or next hop
+   std::vector<Route> matched_;
+   std::array<Ptr<const RouteMapStatus>, 10> callees_;
+   Ptr<RouteMapStatus> map_ = emptyMap( "mixed" );
+};
+
+void measureMixed( size_t size ) {
+   const std::string question = "sequences of a mixed policy";
+   if( !wanted( question + ", " + grouped( size ) ) ) return;
+   MixedPolicy policy( size );
+   std::vector<MixedPolicy::Route> routes;
+   while( routes.size() < kRoutes ) routes.push_back( policy.route() );
+   const auto fill = [ & ]( MatchInput_ & input, size_t i ) {
+      input.prefixIs( routes[ i ].prefix );
+      input.tagIs( routes[ i ].tag );
+      input.metricIs( routes[ i ].metric );
+      input.nexthopIs( routes[ i ].nexthop );
+   };
+   compare( question, grouped( size ), policy.map(), fill, {} );
+}
+
+bool permitsAll( const MatchInput_ & ) {
+   return true;
+}
+
+// The fixed cost of an evaluation.
+void measureFixed() {
+   const std::string question = "a sequence that matches all";
+   if( !wanted( question ) ) return;
+   auto map = makeNode<RouteMapStatus>( "all" );
+   map->seqStatusIs( makeNode<RouteMapSeqStatus>( 10 ) );
+   bool ( *volatile function )( const MatchInput_ & ) = permitsAll;
+   MatchInput_ route;
+   const auto fill = []( MatchInput_ & input, size_t i ) { input.tagIs( uint32_t( i ) ); };
+   compare( question, "1", map, fill, { yardstick( "function pointer", [ & ]( size_t i ) -> size_t {
+               fill( route, i );
+               return function( route );
+            } ) } );
 }
 
 // Looks up the prefixes of a table in ten wide blocks, as in a filter of bogons.
-void measureFilter( const Prefixes & table, const std::string & size ) {
+void measureFilter() {
    const std::string question = "a filter of 10 blocks";
    if( !wanted( question ) ) return;
    Random random( 5 );
@@ -108,23 +236,15 @@ void measureFilter( const Prefixes & table, const std::string & size ) {
       b.prefix = IpGenPrefix( b.prefix.ipGenAddr(), uint8_t( 8 + random.below( 9 ) ) ).subnet();
       b.le = 32;
    }
+   const auto routes = generatedTable( AddressFamily::ipv4, kRoutes, random );
    const auto list = listOf( blocks );
-   Point point( mapWithList( "filter", list ) );
    const LinearList linear( blocks );
-   const Table24x8 ideal( blocks );
-
-   Group group;
-   const size_t n = table.size();
-   auto evaluate = [ & ]( size_t i ) -> size_t { return point.permits( table[ i ] ); };
-   auto scan = [ & ]( size_t i ) -> size_t { return linear( table[ i ] ).result == PrefixListMatchResult::permit; };
-   auto readIdeal = [ & ]( size_t i ) -> size_t { return ideal( table[ i ] ); };
-   const auto evalChained = group.way( "evaluation", n, [ & ] { return chained( n, evaluate ); } );
-   const auto evalOverlapped = group.way( "evaluation", n, [ & ] { return overlapped( n, evaluate ); } );
-   group.row( question + ", chained", size, evalChained, group.way( "linear scan", n, [ & ] { return chained( n, scan ); } ) );
-   group.row( question + ", overlapped", size, evalOverlapped, group.way( "linear scan", n, [ & ] { return overlapped( n, scan ); } ) );
-   group.row( question + ", chained", size, evalChained, group.way( "24-8 table", n, [ & ] { return chained( n, readIdeal ); } ) );
-   group.row( question + ", overlapped", size, evalOverlapped, group.way( "24-8 table", n, [ & ] { return overlapped( n, readIdeal ); } ) );
-   group.run();
+   const Table24x8 table( blocks );
+   const PrefixListMatcher trie( "list", list );
+   auto yardsticks = trieAndTable( trie, table, routes );
+   yardsticks.push_back(
+      yardstick( "linear scan", [ & ]( size_t i ) -> size_t { return linear( routes[ i ] ).result == PrefixListMatchResult::permit; } ) );
+   compare( question, "10", mapWithList( "filter", list ), prefixOfRoute( routes ), yardsticks );
 }
 
 // Calls three route maps in turn, each with its own list. Half of the routes are in the last list, the others in none, so each evaluation
@@ -134,44 +254,23 @@ void measureSubRouteMaps() {
    if( !wanted( question ) ) return;
    constexpr size_t kEntries = 1'000;
    Random random( 6 );
-   const auto table = generatedTable( AddressFamily::ipv4, 1 << 16, random );
-   std::vector<LinearList> linear;
-   std::vector<std::unique_ptr<Table24x8>> ideal;
-   auto map = Quoin::makeNode<RouteMapStatus>( "caller" );
+   const auto prefixes = generatedTable( AddressFamily::ipv4, 1 << 16, random );
+   std::vector<std::unique_ptr<Table24x8>> tables;
+   auto map = makeNode<RouteMapStatus>( "caller" );
    Entries entries;
    for( size_t i = 0; i < 3; ++i ) {
-      const auto from = table.begin() + long( i * kEntries );
+      const auto from = prefixes.begin() + long( i * kEntries );
       entries = exactEntries( Prefixes( from, from + kEntries ) );
-      linear.emplace_back( entries );
-      ideal.push_back( std::make_unique<Table24x8>( entries ) );
-      auto seq = Quoin::makeNode<RouteMapSeqStatus>( uint32_t( 10 * ( i + 1 ) ) );
+      tables.push_back( std::make_unique<Table24x8>( entries ) );
+      auto seq = makeNode<RouteMapSeqStatus>( uint32_t( 10 * ( i + 1 ) ) );
       seq->subRouteMapIs( mapWithList( "sub", listOf( entries ) ) );
       map->seqStatusIs( seq );
    }
-   Point point( map );
-   const Prefixes queries = queriesFor( entries, Prefixes( table.begin() + 3 * kEntries, table.end() ), 1 << 16, random );
-
-   Group group;
-   const size_t n = queries.size();
-   const std::string size = "3 x 1,000";
-   auto evaluate = [ & ]( size_t i ) -> size_t { return point.permits( queries[ i ] ); };
-   auto scan = [ & ]( size_t i ) -> size_t {
-      for( const auto & l : linear )
-         if( l( queries[ i ] ).result == PrefixListMatchResult::permit ) return true;
-      return false;
+   const Prefixes routes = queriesFor( entries, Prefixes( prefixes.begin() + 3 * kEntries, prefixes.end() ), kRoutes, random );
+   const auto readTables = [ & ]( size_t i ) -> size_t {
+      return std::ranges::any_of( tables, [ & ]( const auto & table ) { return ( *table )( routes[ i ] ); } );
    };
-   auto readIdeal = [ & ]( size_t i ) -> size_t {
-      for( const auto & t : ideal )
-         if( ( *t )( queries[ i ] ) ) return true;
-      return false;
-   };
-   const auto evalChained = group.way( "evaluation", n, [ & ] { return chained( n, evaluate ); } );
-   const auto evalOverlapped = group.way( "evaluation", n, [ & ] { return overlapped( n, evaluate ); } );
-   group.row( question + ", overlapped", size, evalOverlapped, group.way( "3 linear scans", n, [ & ] { return overlapped( n, scan ); } ) );
-   group.row( question + ", chained", size, evalChained, group.way( "3 24-8 tables", n, [ & ] { return chained( n, readIdeal ); } ) );
-   group.row( question + ", overlapped", size, evalOverlapped,
-              group.way( "3 24-8 tables", n, [ & ] { return overlapped( n, readIdeal ); } ) );
-   group.run();
+   compare( question, "3 x 1,000", map, prefixOfRoute( routes ), { yardstick( "3 24-8 tables", readTables ) } );
 }
 
 // Stores the decision of an evaluation.
@@ -208,7 +307,12 @@ void measureObserver() {
             return point.permits( chain ) && chain.size() == 1;
          } );
       } );
-      const auto plain = group.way( "evaluation", n, [ & ] { return overlapped( n, tagQuestion( point, queries ) ); } );
+      const auto plain = group.way( "evaluation", n, [ & ] {
+         return overlapped( n, [ & ]( size_t i ) -> size_t {
+            point.input().tagIs( queries[ i ] );
+            return point.permits();
+         } );
+      } );
       group.row( question, grouped( size ), observed, plain );
       group.row( question + ", as a chain", grouped( size ), chain, plain );
       group.run();
@@ -216,12 +320,13 @@ void measureObserver() {
 }
 
 void measureAll() {
-   measureSequences();
-   measureObserver();
-   measureTagSet();
-   Random random( 3 );
-   measureFilter( generatedTable( AddressFamily::ipv4, 1 << 16, random ), "10" );
+   measureFixed();
+   for( const size_t size : { 10u, 100u, 1'000u, 10'000u } ) measureTags( size );
+   for( const size_t size : { 10u, 100u, 1'000u, 10'000u } ) measureLists( size );
+   for( const size_t size : { 10u, 100u, 1'000u, 10'000u } ) measureMixed( size );
+   measureFilter();
    measureSubRouteMaps();
+   measureObserver();
 }
 
 }   // namespace
