@@ -110,9 +110,8 @@ class MixedPolicy {
       Zeugma::MaybeU63 metric;
       Ferule::IpGenAddr nexthop;
    };
-   explicit MixedPolicy( size_t size )
-         : random_( size ), prefixes_( generatedTable( AddressFamily::ipv4, kListEntries * size + 1'000, random_ ) ) {
-      for( auto & callee : callees_ ) callee = calleeOf( 3 );
+   explicit MixedPolicy( size_t size ) : random_( size ), prefixes_( generatedTable( AddressFamily::ipv4, kListEntries * size, random_ ) ) {
+      for( auto & callee : callees_ ) callee = newCallee();
       std::vector<Sequence> sequences;
       for( size_t i = 0; i < size; ++i ) sequences.push_back( sequenceOf( uint32_t( 10 * ( i + 1 ) ) ) );
       for( size_t i = 0; i + kFarthest < size; ++i )
@@ -132,38 +131,39 @@ class MixedPolicy {
    static constexpr size_t kFarthest = 10;   // that a continue skips
 
    Route unmatched() { return { randomPrefix( AddressFamily::ipv4, random_ ), 0, {}, {} }; }
-   // 40 % by a list, 35 % by a tag, 10 % by a metric or a next hop, 10 % by a list and a tag, 5 % by a call.
+   // 40 % by a list, 10 % by a list and a tag, 35 % by a tag, 10 % by a metric or a next hop, 5 % by a call.
    Sequence sequenceOf( uint32_t seqno ) {
       auto seq = makeNode<RouteMapSeqStatus>( seqno );
       if( random_.below( 2 ) ) seq->matchActionIs( MatchPermit::deny );
       Route route = unmatched();
       const size_t draw = random_.below( 100 );
-      if( draw < 40 )
-         byList( *seq, route );
-      else if( draw < 75 )
-         byTag( *seq, route );
-      else if( draw < 80 )
-         byMetric( *seq, route );
-      else if( draw < 85 )
-         byNexthop( *seq, route );
-      else if( draw < 95 )
-         byList( *seq, route ), byTag( *seq, route );
-      else
-         return seq->subRouteMapIs( callees_[ random_.below( callees_.size() ) ] ), seq;
+      if( draw < 50 ) byList( *seq, route );
+      if( draw >= 40 && draw < 85 ) byTag( *seq, route );
+      if( draw >= 85 && draw < 90 ) byMetric( *seq, route );
+      if( draw >= 90 && draw < 95 ) byNexthop( *seq, route );
+      if( draw >= 95 ) byCall( *seq, route );
       matched_.push_back( route );
       return seq;
    }
    // A small route map, in which each sequence has a tag.
-   Ptr<const RouteMapStatus> calleeOf( uint32_t size ) {
-      auto map = makeNode<RouteMapStatus>( "callee" );
-      for( uint32_t i = 1; i <= size; ++i ) {
-         auto seq = makeNode<RouteMapSeqStatus>( 10 * i );
-         Route route = unmatched();
-         byTag( *seq, route );
-         matched_.push_back( route );
-         map->seqStatusIs( seq );
+   struct Callee {
+      Ptr<RouteMapStatus> map = makeNode<RouteMapStatus>( "callee" );
+      Route route;   // matches its last sequence
+   };
+   Callee newCallee() {
+      Callee callee;
+      for( uint32_t seqno = 1; seqno <= 3; ++seqno ) {
+         auto seq = makeNode<RouteMapSeqStatus>( seqno );
+         callee.route = unmatched();
+         byTag( *seq, callee.route );
+         callee.map->seqStatusIs( seq );
       }
-      return map;
+      return callee;
+   }
+   void byCall( RouteMapSeqStatus & seq, Route & route ) {
+      const Callee & callee = callees_[ random_.below( callees_.size() ) ];
+      seq.subRouteMapIs( callee.map );
+      route = callee.route;
    }
    void byList( RouteMapSeqStatus & seq, Route & route ) {
       const Entries entries = writtenEntries( Prefixes( prefixes_.end() - kListEntries, prefixes_.end() ), random_ );
@@ -188,7 +188,7 @@ class MixedPolicy {
    Prefixes prefixes_;   // that no list has yet
    uint32_t last_ = 0;   // tag, metric or next hop
    std::vector<Route> matched_;
-   std::array<Ptr<const RouteMapStatus>, 10> callees_;
+   std::array<Callee, 10> callees_;
    Ptr<RouteMapStatus> map_ = emptyMap( "mixed" );
 };
 
