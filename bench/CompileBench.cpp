@@ -8,6 +8,7 @@
 #include <random>
 
 #include "bench/Configurations.h"
+#include "bench/Tables.h"
 
 namespace {
 
@@ -177,6 +178,102 @@ void measureListUnderLongMap( size_t sequences ) {
                          } ),
               copy );
    group.run();
+}
+
+/// A route map under edit. `edit` changes one sequence, and may be repeated.
+class EditedMap {
+ public:
+   EditedMap( size_t sequences, Fill fill ) : agent( configOf( 1, sequences, fill ) ) {}
+   Ptr<const Routing::Policy::RouteMapStatus> status() const { return agent.symbol( 0 )->rmStatus(); }
+
+   Agent agent;
+   std::function<void()> edit;
+};
+
+// One edit, until its generation is published. A pass answers 1 if it is published with its plan.
+Group::Way edited( Group & group, EditedMap & map ) {
+   return group.way( "in force", 1, [ &map ]() -> uint64_t {
+      const auto before = map.status();
+      map.edit();
+      map.agent.settle();
+      const auto after = map.status();
+      return after && after != before && after->plan();
+   } );
+}
+
+// The part of the plan in this edit: plans are made in turn for two generations, each from the plan before. A pass answers 1 if the plan
+// before could serve.
+Group::Way planned( Group & group, EditedMap & map ) {
+   using Routing::Policy::RouteMapPlan;
+   struct Turn {
+      Ptr<const Routing::Policy::RouteMapStatus> now, next;
+      std::vector<const Routing::Policy::RouteMapStatus *> callees;
+      Ptr<const RouteMapPlan> plan = RouteMapPlan::of( now->seqStatus(), nullptr, callees );
+   };
+   const auto now = map.status();
+   map.edit();
+   map.agent.settle();
+   return group.way( "of this, the plan", 1, [ turn = std::make_shared<Turn>( now, map.status() ) ]() -> uint64_t {
+      std::swap( turn->now, turn->next );
+      turn->callees.clear();
+      const bool serves = turn->plan->isCurrent();
+      turn->plan = RouteMapPlan::of( turn->now->seqStatus(), turn->plan, turn->callees );
+      return serves;
+   } );
+}
+
+void measureEdit( const std::string & question, size_t sequences, EditedMap & map ) {
+   Group group;
+   const auto plan = planned( group, map );
+   group.row( question, grouped( sequences ), edited( group, map ), plan );
+   group.run();
+}
+
+// One entry of ten changes in the list of the middle sequence.
+void measureEditOfEntry( size_t sequences ) {
+   const std::string question = "an entry edited under sequences by list";
+   if( !wanted( question + ", " + grouped( sequences ) ) ) return;
+   EditedMap map( sequences, fillOwnList );
+   Random random( sequences );
+   const auto prefixes = generatedTable( Ferule::AddressFamily::ipv4, 10 * sequences, random );
+   std::vector<std::unique_ptr<PrefixListProducer>> lists;
+   const auto put = [ & ]( size_t i, std::optional<uint8_t> le ) {
+      if( lists[ i / 10 ]->entryIs( { uint32_t( i % 10 ), Acl::MatchPermit::permit, prefixes[ i ], {}, le } ) )
+         fail( "an entry is refused" );
+   };
+   for( size_t i = 0; i < prefixes.size(); ++i ) {
+      if( i % 10 == 0 )
+         lists.push_back( std::make_unique<PrefixListProducer>(
+            map.agent.root->ipv4PrefixListTable(), Quoin::String( "OWN-LIST-" + std::to_string( i / 10 ) ), Ferule::AddressFamily::ipv4 ) );
+      put( i, {} );
+      if( i % 10 == 9 ) lists.back()->publish();
+   }
+   map.agent.settle();
+   map.edit = [ &, at = prefixes.size() / 2, longer = false ]() mutable {
+      auto & list = *lists[ at / 10 ];
+      list.entryDel( uint32_t( at % 10 ) );
+      put( at, ( longer = !longer ) ? std::optional<uint8_t>( 32 ) : std::nullopt );
+      list.publish();
+   };
+   measureEdit( question, sequences, map );
+}
+
+// The tag of the middle sequence changes.
+void measureEditOfSequence( size_t sequences ) {
+   const std::string question = "a sequence edited among sequences by tag";
+   if( !wanted( question + ", " + grouped( sequences ) ) ) return;
+   EditedMap map( sequences, fillTag );
+   map.edit = [ &, entry = 10 * uint32_t( sequences / 2 ), tag = uint32_t( sequences ) ]() mutable {
+      const auto config = map.agent.config->routeMapIs( mapName( 0 ) );
+      config->mapEntryIs( entry )->matchRuleIs( { .numericValue = ++tag, .option = MatchOption::matchTag } );
+      config->versionIs( config->version() + 1 );
+   };
+   measureEdit( question, sequences, map );
+}
+
+void measureEdits( size_t sequences ) {
+   measureEditOfEntry( sequences );
+   measureEditOfSequence( sequences );
 }
 
 Group::Way sharedList( Group & group, size_t maps ) {
@@ -384,7 +481,8 @@ void measureAll() {
    measureOneMap();
    measureManyMaps();
    measureStatusByHand();
-   for( const size_t sequences : { 10'000u, 100'000u } ) measureListUnderLongMap( sequences );
+   measureListUnderLongMap( 100'000 );
+   for( const size_t sequences : { 100u, 1'000u, 10'000u } ) measureEdits( sequences );
    measureSharedList();
    measureDeletion();
    measureCalls();

@@ -67,7 +67,8 @@ void measureChanges() {
                         [ edited = std::make_shared<Edited>( size ) ] { return edited->change(); } );
    };
    const auto least = way( 100 );
-   for( const size_t size : { 10'000u, 1'000'000u } ) group.row( "one change, in force", grouped( size ), way( size ), least );
+   for( const size_t size : { 1'000u, 10'000u, 100'000u, 1'000'000u } )
+      group.row( "one change, in force", grouped( size ), way( size ), least );
    group.run();
 }
 
