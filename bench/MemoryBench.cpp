@@ -1,7 +1,7 @@
 // How much memory does an entry of a compiled prefix list take, and a compiled sequence? The benchmark counts the heap memory of the list
 // after its builder is deleted, including the word that the allocator keeps in front of each block. The yardstick is an array of the same
 // entries. A tag set is counted as it is published. For sequences, it counts the memory and the blocks of the machines, and of the published
-// status alone; the yardstick is their configuration.
+// status alone; the yardstick is their configuration. The plan of a route map is counted by itself, with all that only its planner uses.
 // ROUTEPOLICY_BENCH_DATA names a routing table to measure in addition.
 
 #include <malloc.h>
@@ -164,6 +164,31 @@ void measureSequences( const std::string & what, size_t maps, size_t sequences, 
    printSequence( what, "of published status", maps * sequences, before, configured );
 }
 
+// Prints a row for the bytes of the plan of a route map. `count`: the sequences, or the entries of their lists.
+void measurePlan( const std::string & question, const Ptr<const RouteMapStatus> & map, size_t count, const char * yardstick,
+                  size_t bytes ) {
+   const size_t before = heapBytes;
+   map->makePlan();
+   if( !map->plan() ) fail( question + ": no plan" );
+   printRow( question, grouped( count ), "bytes", double( heapBytes - before ) / double( count ), yardstick, double( bytes ) );
+}
+
+void measurePlans() {
+   constexpr size_t kSequences = 10'000;
+   struct TagAndSequence {
+      Routing::RouteTag tag;
+      const void * sequence;
+   };
+   const std::string byTag = "plan of sequences by tag, bytes a sequence", byList = "plan of lists of 10, bytes an entry";
+   Random random( kSequences );
+   if( wanted( byTag ) )
+      measurePlan( byTag, mapOfTags( someTags( kSequences, random ) ), kSequences, "array of tags and sequences",
+                   sizeof( TagAndSequence ) );
+   if( !wanted( byList ) ) return;
+   const auto prefixes = generatedTable( AddressFamily::ipv4, kListEntries * kSequences, random );
+   measurePlan( byList, mapOfLists( prefixes ), prefixes.size(), "array of bare entries", sizeof( BareIpv4 ) );
+}
+
 void measureAccessList( const std::string & question, const Prefixes & table ) {
    if( !wanted( question + ", bytes a rule" ) ) return;
    CompiledAcl list( table );
@@ -188,6 +213,7 @@ void measureAll() {
    measureSequences( "compiled sequence", 1'000, 10, fillTypical );
    measureSequences( "a tag and a distance", 1, 10'000, fillTag );
    measureSequences( "a list of its own", 1, 10'000, fillOwnList );
+   measurePlans();
    measureAccessLists();
    measureEdited();
    for( const size_t size : { 10u, 1'000u, 100'000u } ) measureTags( size );
