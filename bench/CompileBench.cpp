@@ -208,12 +208,15 @@ Group::Way planned( Group & group, EditedMap & map ) {
    struct Turn {
       Ptr<const Routing::Policy::RouteMapStatus> now, next;
       std::vector<const Routing::Policy::RouteMapStatus *> callees;
-      Ptr<const RouteMapPlan> plan = RouteMapPlan::of( now->seqStatus(), nullptr, callees );
+      Ptr<const RouteMapPlan> plan;
    };
-   const auto now = map.status();
+   const auto turn = std::make_shared<Turn>();
+   turn->now = map.status();
+   turn->plan = RouteMapPlan::of( turn->now->seqStatus(), nullptr, turn->callees );
    map.edit();
    map.agent.settle();
-   return group.way( "of this, the plan", 1, [ turn = std::make_shared<Turn>( now, map.status() ) ]() -> uint64_t {
+   turn->next = map.status();
+   return group.way( "of this, the plan", 1, [ turn ]() -> uint64_t {
       std::swap( turn->now, turn->next );
       turn->callees.clear();
       const bool serves = turn->plan->isCurrent();
