@@ -17,7 +17,9 @@ namespace Routing::Policy {
 /// What plans ask about a route. Each getter is called at most once, when a plan first needs it.
 class PlannedRoute {
  public:
-   explicit PlannedRoute( const MatchInput_ * input ) noexcept : input_( input ) {}
+   /// `visitsCalls`: an observer hears of each callee, also of one that cannot permit the route.
+   PlannedRoute( const MatchInput_ * input, bool visitsCalls ) noexcept : input_( input ), visitsCalls_( visitsCalls ) {}
+   bool visitsCalls() const noexcept { return visitsCalls_; }
    const MatchKey & key( MatchKey::Attribute attribute ) {
       MatchKey & key = keys_[ size_t( attribute ) ];
       const unsigned bit = 1u << unsigned( attribute );
@@ -47,6 +49,7 @@ class PlannedRoute {
    };
    static constexpr unsigned kAnswers = 8;
    const MatchInput_ * input_;
+   const bool visitsCalls_;
    const Ferule::IpGenPrefix * prefix_ = nullptr;
    unsigned read_ = 0;
    std::array<MatchKey, MatchKey::kAttributes> keys_;   // those of `read_`
@@ -66,6 +69,7 @@ inline const PlanStep * firstStep( const RouteMapPlan & plan, PlannedRoute & rou
       if( const auto * const steps = plan.keyed( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
          first = firstOf( first, &steps->all().front() );
    if( plan.hasRows() ) first = firstOf( first, plan.listedFrom( 0, route.prefix() ) );
+   if( route.visitsCalls() && !plan.content().calls.empty() ) first = firstOf( first, &plan.content().calls.begin()->second );
    if( plan.content().asked.empty() ) return first;
    for( const auto & [ seqno, asked ] : plan.content().asked ) {
       if( first && first->seqno < seqno ) break;
@@ -79,6 +83,7 @@ class PlanSearch {
  public:
    PlanSearch( const RouteMapPlan & plan, PlannedRoute & route )
          : plan_( plan ), route_( route ), always_( plan.content().always.begin() ), asked_( plan.content().asked.begin() ) {
+      if( route.visitsCalls() ) calls_ = plan.content().calls.begin();
       for( unsigned left = plan.keyed(); left != 0; left &= left - 1 )
          if( const auto * const steps = plan.keyed( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
             runs_.append( Run( steps->all() ) );
@@ -87,7 +92,7 @@ class PlanSearch {
 
    /// The first step whose number is `seqno` or higher; null if there is none. `seqno` must not decrease from call to call.
    const PlanStep * from( uint32_t seqno ) {
-      const PlanStep * first = alwaysFrom( seqno );
+      const PlanStep * first = firstOf( at( always_, plan_.content().always, seqno ), at( calls_, plan_.content().calls, seqno ) );
       for( size_t i = 0; i < runs_.size(); ++i ) first = firstOf( first, runs_[ i ].from( seqno ) );
       first = firstOf( first, listedFrom( seqno ) );
       for( ; asked_ && ( !first || asked_->first < first->seqno ); ++asked_ ) {
@@ -113,9 +118,10 @@ class PlanSearch {
       const PlanStep * end_;
    };
 
-   const PlanStep * alwaysFrom( uint32_t seqno ) {
-      if( always_ && always_->first < seqno && ++always_ && always_->first < seqno ) always_ = plan_.content().always.membersFrom( seqno );
-      return always_ ? &always_->second : nullptr;
+   using Steps = Plinth::TreeMap<uint32_t, PlanStep>;
+   static const PlanStep * at( Steps::MemberIterator & i, const Steps & steps, uint32_t seqno ) {
+      if( i && i->first < seqno && ++i && i->first < seqno ) i = steps.membersFrom( seqno );
+      return i ? &i->second : nullptr;
    }
    const PlanStep * listedFrom( uint32_t seqno ) {
       if( prefix_ && ( !listed_ || listed_->seqno < seqno ) ) {
@@ -127,7 +133,8 @@ class PlanSearch {
 
    const RouteMapPlan & plan_;
    PlannedRoute & route_;
-   Plinth::TreeMap<uint32_t, PlanStep>::MemberIterator always_;
+   Steps::MemberIterator always_;
+   Steps::MemberIterator calls_;   // stays at no member unless the route visits calls
    Plinth::TreeMap<uint32_t, RouteMapPlan::Asked>::MemberIterator asked_;   // the lists that are not asked yet
    Plinth::InlineRow<Run, 16> runs_;
    const Ferule::IpGenPrefix * prefix_ = nullptr;   // null if no list has a further step

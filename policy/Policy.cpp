@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <type_traits>
 #include <unordered_set>
 #include <utility>
 
@@ -189,7 +190,9 @@ inline auto timed( const ContextPtr & context, const Trailmark::MsgDesc & messag
 
 // One evaluation: what all its route maps share.
 struct Evaluation {
-   Evaluation( const ContextPtr & c, const MatchInput_ * i ) noexcept : context( c ), input( i ), route( i ) {}
+   template <class Observer>
+   Evaluation( const ContextPtr & c, const MatchInput_ * i, const Observer & ) noexcept
+         : context( c ), input( i ), route( i, !std::is_same_v<Observer, NoObserver> ) {}
 
    const ContextPtr & context;
    const MatchInput_ * input;
@@ -528,7 +531,7 @@ inline bool evalOneRouteMap( const ContextPtr & context, const MatchInput_ * inp
                              MatchedRouteMapSequences * matched, Observer observer ) {
    QUOIN_ASSERT( rmStatus && matched, "rmStatus && matched" );
    Quoin::ReleaseScope scope;   // a matcher may release the policy during the walk
-   Evaluation eval( context, input );
+   Evaluation eval( context, input, observer );
    return intoMatched( *matched, eval, [ & ] { return evalRouteMap( eval, *rmStatus, observer ); } );
 }
 
@@ -537,7 +540,7 @@ inline bool evalListMatchers( const PolicyEval & policyEval, const MatchInput_ *
                               MatchedRouteMapSequences * matched, const PolicyEval::ContextMap & gyreCtxMap, Observer observer ) {
    QUOIN_ASSERT( list && matched, "list && matched" );
    Quoin::ReleaseScope scope;
-   Evaluation eval( policyEval.context(), input );
+   Evaluation eval( policyEval.context(), input, observer );
    return intoMatched( *matched, eval, [ & ] { return evalList( eval, policyEval.shouldLogEval(), *list, gyreCtxMap.get(), observer ); } );
 }
 
@@ -546,7 +549,7 @@ inline bool evalAndSet( const PolicyEval & policyEval, const MatchInput_ * input
                         Result_ * result, Observer observer ) {
    QUOIN_ASSERT( list && result, "list && result" );
    Quoin::ReleaseScope scope;
-   Evaluation eval( policyEval.context(), input );
+   Evaluation eval( policyEval.context(), input, observer );
    if( !evalList( eval, policyEval.shouldLogEval(), *list, nullptr, observer ) ) return false;
    applySetters( eval.context, eval.matched, *result );
    return true;
@@ -557,7 +560,7 @@ template <class Observer>
 inline bool evalAsOnlyEntry( const PolicyEval & policyEval, const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input,
                              Observer observer ) {
    Quoin::ReleaseScope scope;
-   Evaluation eval( policyEval.context(), input );
+   Evaluation eval( policyEval.context(), input, observer );
    return timed( eval.context, evalPolicyMatchersMsg, [ & ] {
       return !rmStatus || evalListEntry( eval, policyEval.shouldLogEval(), RmPrecedence::routeMapPrecedence, rmStatus, observer );
    } );
@@ -594,7 +597,7 @@ Quoin::Ptr<const MatchedRouteMapSequencesSnapshot>
 PolicyEval::evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const {
    QUOIN_ASSERT( rmStatus, "rmStatus" );
    Quoin::ReleaseScope scope;
-   Evaluation eval( context_, &input );
+   Evaluation eval( context_, &input, NoObserver{} );
    if( !evalRouteMap( eval, *rmStatus, NoObserver{} ) ) return nullptr;
    auto snapshot = Quoin::makeNode<MatchedRouteMapSequencesSnapshot>();
    uint32_t index = 0;
@@ -647,7 +650,7 @@ bool PolicyEval::evalGyre( const Quoin::Ptr<const Gyre::FunctionStatusBase> & fu
    RouteMapStatusList list;
    list.gyreStatusIs( function );
    const auto map = Gyre::Eval::GyreEvalContextMap::getGyreEvalContextMapWithOneEntry( RmPrecedence::routeMapPrecedence, ctx );
-   Evaluation eval( context_, nullptr );
+   Evaluation eval( context_, nullptr, NoObserver{} );
    return evalList( eval, shouldLogEval_, list, map.get(), NoObserver{} );
 }
 

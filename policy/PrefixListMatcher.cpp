@@ -173,15 +173,14 @@ RouteMapFeatures RouterIdMatcher::getFeatures() const {
 }
 
 // A list that was given as a trie may have, or receive, entries of an agent's own class, which may do anything.
-void PrefixListMatcherBase::keys( MatchKeys & keys ) const {
-   if( status_ && !status_->ownRows() ) return;
+void PrefixListMatcherBase::tellSkippable( MatchKeys & keys ) const {
+   keys.dependsOn( seal_ );
    if( status_ ) keys.dependsOn( status_->seal() );
-   keys.skippable();
+   if( !status_ || status_->ownRows() ) keys.skippable();
 }
 
 void PrefixListMatcher::keys( MatchKeys & keys ) const {
-   PrefixListMatcherBase::keys( keys );
-   keys.dependsOn( seal() );
+   tellSkippable( keys );
    if( !keys.isSkippable() || invertResult() ) return;
    keys.listIs( status().get() );
    keys.exact();

@@ -46,7 +46,6 @@ class ROUTEPOLICY_API PrefixListMatcherBase : public Matcher {
       if( std::exchange( invertResult_, invert ) != invert ) seal_.changed();
    }
    void formatDerivedType( std::ostream & os ) const final;
-   void keys( MatchKeys & keys ) const override;
 
    /// The answer of the list for a prefix. An entry matches if it covers the prefix and its range admits the length.
    PrefixListMatchResultTuple matchPrefix( const Ferule::IpGenPrefix & prefix ) const;
@@ -56,7 +55,8 @@ class ROUTEPOLICY_API PrefixListMatcherBase : public Matcher {
    PrefixListMatcherBase( const char * opening, const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
    /// As matchPrefix(), but the ranges of the entries are ignored: an entry matches if it covers the prefix.
    PrefixListMatchResultTuple coveringPrefix( const Ferule::IpGenPrefix & prefix ) const;
-   const Quoin::Seal & seal() const noexcept { return seal_; }
+   /// For keys(): tells that the matcher does no more than ask the list.
+   void tellSkippable( MatchKeys & keys ) const;
 
  private:
    bool invertResult_ = false;
@@ -92,6 +92,7 @@ class ROUTEPOLICY_API NexthopPrefixListMatcher final : public PrefixListMatcherB
  public:
    NexthopPrefixListMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
+   void keys( MatchKeys & keys ) const override { tellSkippable( keys ); }
 };
 
 /// Matches a route by the addresses that its next hop resolves to. Among the addresses that an entry of the list matches, the lowest
@@ -100,6 +101,7 @@ class ROUTEPOLICY_API ResolvedNexthopPfxListMatcher final : public PrefixListMat
  public:
    ResolvedNexthopPfxListMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
+   void keys( MatchKeys & keys ) const override { tellSkippable( keys ); }
    RouteMapFeatures getFeatures() const override;
 };
 
@@ -108,6 +110,7 @@ class ROUTEPOLICY_API RouterIdMatcher final : public PrefixListMatcherBase {
  public:
    RouterIdMatcher( const Quoin::String & name, const Quoin::Ptr<const PrefixListStatus> & status );
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & context ) const override;
+   void keys( MatchKeys & keys ) const override { tellSkippable( keys ); }
    RouteMapFeatures getFeatures() const override;
 };
 

@@ -25,6 +25,7 @@ PlanSteps::PlanSteps( std::vector<PlanStep> steps ) {
 
 PlanSteps PlanSteps::with( const PlanStep & step ) const {
    const auto now = all();
+   if( now.empty() || ( now.size() == 1 && now.front().seqno == step.seqno ) ) return PlanSteps( step );
    const auto at = std::ranges::lower_bound( now, step.seqno, {}, &PlanStep::seqno );
    std::vector<PlanStep> steps;
    steps.reserve( now.size() + 1 );

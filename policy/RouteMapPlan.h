@@ -8,6 +8,7 @@
 ///              number of the sequence in place of their own. The governing row of a prefix is the first sequence that can match.
 ///    asked     a larger prefix list: it is asked itself, once for all its sequences, if the route comes to the first of them
 ///    always    none of these: each route may match
+/// A sequence without such a clause that calls a small route map is found by all ways that lead to a permit of that route map.
 /// Example: 10 match tag 5 | 20 match prefix-list A, which is 10.0.0.0/8 le 32 and 192.0.2.0/24 | 30 match tag 5 | 40
 ///    keys      { tag 5: 10 30 }
 ///    prefixes  { 10.0.0.0/8 le 32: 20, 192.0.2.0/24: 20 }
@@ -59,6 +60,7 @@ struct PlanStep {
 class ROUTEPOLICY_API PlanSteps {
  public:
    PlanSteps() noexcept = default;
+   explicit PlanSteps( const PlanStep & step ) noexcept : one_( step ) {}
    explicit PlanSteps( std::vector<PlanStep> steps );
    std::span<const PlanStep> all() const noexcept {
       return more_ ? std::span<const PlanStep>( more_->steps ) : std::span<const PlanStep>( &one_, one_.seq ? 1 : 0 );
@@ -83,7 +85,9 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
  public:
    using Sequences = Plinth::TreeMap<uint32_t, Quoin::Ptr<const RouteMapSeqStatus>>;
    using Keyed = std::pair<MatchKey, PlanSteps>;
-   static constexpr size_t kMostEntries = 1024;   // the entries of larger lists would be stored twice
+   static constexpr size_t kMostEntries = 1024;     // the entries of larger lists would be stored twice
+   static constexpr unsigned kMostCalled = 64;      // sequences of a callee, with those of its callees
+   static constexpr size_t kMostCalledRows = 128;   // each caller stores them
 
    /// The sequences with one large list.
    struct Asked {
@@ -102,6 +106,7 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
       Plinth::HashTrie<uint32_t, std::pair<uint32_t, PlanStep>> listed;   // the sequences of `rows`, by number
       std::array<Quoin::Ptr<const RouteMap::PrefixListRows>, 2> rows;     // IPv4, IPv6; null if there are none
       Plinth::TreeMap<uint32_t, Asked> asked;                             // by the number of the first step
+      Plinth::TreeMap<uint32_t, PlanStep> calls;   // the steps that are found by the ways of a callee; an observer hears of each call
    };
 
    /// The plan of these sequences. If `base` is the newest plan of a line, only what differs from it is made anew; `base` may be null.

@@ -27,6 +27,14 @@ auto inOrderOfKeys( const MatchKey & key ) {
    return std::tuple( key.attribute, key.value );
 }
 
+// Without duplicates.
+template <class T, class Order>
+std::vector<T> sorted( std::vector<T> values, Order order ) {
+   std::ranges::sort( values, {}, order );
+   values.erase( std::ranges::unique( values ).begin(), values.end() );
+   return values;
+}
+
 // How well a clause tells sequences apart; 0: not at all.
 enum class Selects : uint8_t { nothing, protocol, list, value, allFromNone };
 
@@ -51,23 +59,26 @@ PlanStep::Left leftOf( const PlanStep & step ) {
 // ---- one sequence
 
 // A matcher that tells nothing is asked as the walk would ask it. Therefore no clause behind it may be looked up in front of it.
-RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq ) {
+RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq, unsigned mostCalled ) {
    Way way;
    way.step = { &seq, seq.seqno() };
    MatchKeys best;
    for( const auto & [ option, matcher ] : seq.matcher() ) {
       MatchKeys told;
       matcher->keys( told );
-      if( selects( told ) > selects( best ) ) {
-         best = told;
+      const bool isSkippable = told.isSkippable();
+      if( way.isSkippable && selects( told ) > selects( best ) ) {
+         best = std::move( told );
          way.step.option = option;
       }
-      if( !told.isSkippable() ) break;
+      way.isSkippable &= isSkippable;
    }
    if( selects( best ) == Selects::list )
       byList( way, *best.list()->ownRows(), best.isExact() );
    else if( selects( best ) != Selects::nothing )
       byKeys( way, best );
+   const RouteMapStatus * const callee = seq.subRouteMapRawPtr();
+   if( callee && !byCallee( way, *callee, mostCalled ) ) way.isSkippable = false;
    way.step.left = leftOf( way.step );
    return way;
 }
@@ -75,9 +86,7 @@ RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq ) {
 void RouteMapPlanner::byKeys( Way & way, const MatchKeys & told ) {
    way.isAlways = false;
    way.step.isAnswered = told.isExact();
-   way.keys = told.keys();
-   std::ranges::sort( way.keys, {}, inOrderOfKeys );
-   way.keys.erase( std::ranges::unique( way.keys ).begin(), way.keys.end() );
+   way.keys = sorted( told.keys(), inOrderOfKeys );
 }
 
 // By the permit entries of a small list. If they permit nearly every prefix, they tell nothing.
@@ -89,38 +98,70 @@ void RouteMapPlanner::byList( Way & way, const RouteMap::PrefixListRows & list, 
       return;
    }
    bool hasDeny = false, permitsAll = false;
+   Rows rows;
    list.visitAll( [ & ]( const Ferule::IpGenPrefix & prefix, PrefixRow row ) {
       hasDeny |= !row.permit();
       if( !row.permit() ) return;
       permitsAll |= prefix.length() == 0 && row.ge() != row.le();
-      way.rows.push_back( { prefix.ipGenAddr().bits(), prefix.length(), PrefixRow( way.step.seqno, true, row.ge(), row.le() ) } );
+      rows.push_back( { prefix.ipGenAddr().bits(), prefix.length(), PrefixRow( way.step.seqno, true, row.ge(), row.le() ) } );
    } );
-   if( permitsAll ) return way.rows.clear();
-   if( !std::ranges::is_sorted( way.rows, {}, inOrder ) ) std::ranges::sort( way.rows, {}, inOrder );
-   way.family = list.af() == AddressFamily::ipv4 ? 0 : 1;
+   if( permitsAll ) return;
+   if( !std::ranges::is_sorted( rows, {}, inOrder ) ) std::ranges::sort( rows, {}, inOrder );
+   way.rows[ list.af() == AddressFamily::ipv6 ] = std::move( rows );
    way.isAlways = false;
    way.step.isAnswered = isExact && !hasDeny;
 }
 
-void RouteMapPlanner::add( const Way & way ) {
-   const PlanStep & step = way.step;
-   if( way.isAlways ) return void( content_.always.put( step.seqno, step ) );
-   for( const MatchKey & key : way.keys ) {
-      const auto * const found = content_.keys.findMember( key );
-      keyIs( key, found ? found->second.with( step ) : PlanSteps( { step } ) );
+// By all ways that lead to a permit of the callee, unless the sequence is found by a clause of its own. Returns whether no matcher of the
+// callee need be asked about other routes.
+bool RouteMapPlanner::byCallee( Way & way, const RouteMapStatus & callee, unsigned mostCalled ) {
+   const auto & sequences = callee.seqStatus();
+   if( sequences.count() > mostCalled ) return false;
+   callee.seal().close();
+   if( sequences.empty() ) return true;   // is not called
+   Way all;
+   bool isFound = way.isAlways && way.isSkippable && !way.step.seq->subInvert();
+   for( const auto & [ seqno, seq ] : sequences ) {
+      seq->seal().close();
+      const Way one = wayTo( *seq, --mostCalled );
+      if( !one.isSkippable ) return false;
+      if( seq->matchAction() == Acl::MatchPermit::deny ) continue;
+      isFound &= !one.isAlways && !one.asked;
+      all.keys.insert( all.keys.end(), one.keys.begin(), one.keys.end() );
+      for( unsigned family = 0; family < all.rows.size(); ++family )
+         for( Item item : one.rows[ family ] ) {
+            item.row = PrefixRow( way.step.seqno, true, item.row.ge(), item.row.le() );
+            all.rows[ family ].push_back( item );
+         }
+      isFound &= all.keys.size() <= MatchKeys::kMost && all.rows[ 0 ].size() + all.rows[ 1 ].size() <= RouteMapPlan::kMostCalledRows;
    }
-   rowsChange( way.family, {}, way.rows );
-   if( !way.rows.empty() ) content_.listed.insert( { step.seqno, step } );
-   if( way.asked ) askedIs( way.asked, stepsOf( way.asked ), stepsOf( way.asked ).with( step ) );
+   if( !isFound ) return true;
+   way.isAlways = false;
+   way.isCall = true;
+   way.keys = sorted( all.keys, inOrderOfKeys );
+   for( unsigned family = 0; family < all.rows.size(); ++family ) way.rows[ family ] = sorted( all.rows[ family ], inOrder );
+   return true;
 }
 
-void RouteMapPlanner::remove( const Way & way ) {
+void RouteMapPlanner::addSteps( const Way & way ) {
+   const PlanStep & step = way.step;
+   if( way.isAlways ) content_.always.put( step.seqno, step );
+   for( const MatchKey & key : way.keys ) {
+      const auto * const found = content_.keys.findMember( key );
+      keyIs( key, found ? found->second.with( step ) : PlanSteps( step ) );
+   }
+   if( way.isListed() ) listedIs( step );
+   if( way.asked ) askedIs( way.asked, stepsOf( way.asked ), stepsOf( way.asked ).with( step ) );
+   if( way.isCall ) content_.calls.put( step.seqno, step );
+}
+
+void RouteMapPlanner::removeSteps( const Way & way ) {
    const uint32_t seqno = way.step.seqno;
-   if( way.isAlways ) return void( content_.always.erase( seqno ) );
+   if( way.isAlways ) content_.always.erase( seqno );
    for( const MatchKey & key : way.keys ) keyIs( key, content_.keys.findMember( key )->second.without( seqno ) );
-   rowsChange( way.family, way.rows, {} );
-   content_.listed.extract( seqno );
+   if( way.isListed() ) content_.listed.extract( seqno );
    if( way.asked ) askedIs( way.asked, stepsOf( way.asked ), stepsOf( way.asked ).without( seqno ) );
+   if( way.isCall ) content_.calls.erase( seqno );
 }
 
 void RouteMapPlanner::keyIs( const MatchKey & key, const PlanSteps & steps ) {
@@ -134,6 +175,13 @@ void RouteMapPlanner::keyIs( const MatchKey & key, const PlanSteps & steps ) {
       content_.keys.insert( { key, steps } );
       ++count;
    }
+}
+
+void RouteMapPlanner::listedIs( const PlanStep & step ) {
+   if( auto * const own = content_.listed.own( step.seqno ) )
+      own->second = step;
+   else
+      content_.listed.insert( { step.seqno, step } );
 }
 
 // Large lists are few.
@@ -166,20 +214,30 @@ void RouteMapPlanner::rowsChange( unsigned family, const Rows & before, const Ro
 
 // ---- all sequences
 
+// A late change of what the plan reads must be noticed.
+void RouteMapPlanner::seal( const RouteMapSeqStatus & seq, Callees & callees ) const {
+   seq.seal().close();
+   if( const auto * const callee = seq.subRouteMapRawPtr() ) {
+      callee->seal().close();
+      callees.push_back( callee );
+   }
+}
+
 // In the order in which look-ups will visit it, and without a copy for each sequence of a key.
 void RouteMapPlanner::build( const RouteMapPlan::Sequences & sequences, Callees & callees ) {
    std::array<Rows, 2> rows;
    std::map<decltype( inOrderOfKeys( {} ) ), std::vector<PlanStep>> keyed;
    std::map<const RouteMap::PrefixListRows *, std::vector<PlanStep>> asked;
    for( const auto & [ seqno, seq ] : sequences ) {
-      if( seq->subRouteMapRawPtr() ) callees.push_back( seq->subRouteMapRawPtr() );
-      seq->seal().close();
+      seal( *seq, callees );
       const Way way = wayTo( *seq );
       if( way.isAlways ) content_.always.put( seqno, way.step );
       for( const MatchKey & key : way.keys ) keyed[ inOrderOfKeys( key ) ].push_back( way.step );
-      if( !way.rows.empty() ) content_.listed.insert( { seqno, way.step } );
+      if( way.isListed() ) listedIs( way.step );
       if( way.asked ) asked[ way.asked ].push_back( way.step );
-      rows[ way.family ].insert( rows[ way.family ].end(), way.rows.begin(), way.rows.end() );
+      if( way.isCall ) content_.calls.put( seqno, way.step );
+      for( unsigned family = 0; family < rows.size(); ++family )
+         rows[ family ].insert( rows[ family ].end(), way.rows[ family ].begin(), way.rows[ family ].end() );
    }
    for( auto & [ key, steps ] : keyed ) keyIs( { std::get<1>( key ), std::get<0>( key ) }, PlanSteps( std::move( steps ) ) );
    for( auto & [ list, steps ] : asked ) askedIs( list, {}, PlanSteps( std::move( steps ) ) );
@@ -197,21 +255,12 @@ void RouteMapPlanner::build( const RouteMapPlan::Sequences & sequences, Callees 
 void RouteMapPlanner::edit( const RouteMapPlan::Sequences & sequences, Callees & callees ) {
    using Member = RouteMapPlan::Sequences::Member;
    RouteMapPlan::Sequences::differences( content_.sequences, sequences, [ & ]( const Member * before, const Member * after ) {
-      if( after ) {
-         if( after->second->subRouteMapRawPtr() ) callees.push_back( after->second->subRouteMapRawPtr() );
-         after->second->seal().close();
-      }
-      if( !before ) return add( wayTo( *after->second ) );
-      const Way old = wayTo( *before->second );
-      if( !after ) return remove( old );
-      const Way now = wayTo( *after->second );
-      if( old.rows.empty() || now.rows.empty() || old.family != now.family ) {
-         remove( old );
-         add( now );
-      } else {
-         rowsChange( now.family, old.rows, now.rows );
-         content_.listed.own( now.step.seqno )->second = now.step;
-      }
+      const Way old = before ? wayTo( *before->second ) : Way();
+      if( after ) seal( *after->second, callees );
+      const Way now = after ? wayTo( *after->second ) : Way();
+      for( unsigned family = 0; family < old.rows.size(); ++family ) rowsChange( family, old.rows[ family ], now.rows[ family ] );
+      if( before && !( after && old.isLike( now ) ) ) removeSteps( old );
+      if( after ) addSteps( now );
    } );
    content_.sequences = sequences;
 }

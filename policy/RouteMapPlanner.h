@@ -29,19 +29,30 @@ class RouteMapPlanner final : public Quoin::Node {
    struct Way {
       PlanStep step;
       bool isAlways = true;
+      bool isSkippable = true;   // no matcher need be asked about a route for which the sequence is not found
+      bool isCall = false;
       std::vector<MatchKey> keys;
-      unsigned family = 0;   // of the rows: an index of Content::rows
-      Rows rows;             // in order
+      std::array<Rows, 2> rows;   // in order, as Content::rows
       const RouteMap::PrefixListRows * asked = nullptr;
+
+      bool isListed() const noexcept { return !rows[ 0 ].empty() || !rows[ 1 ].empty(); }
+      // Whether the steps are in the same places.
+      bool isLike( const Way & other ) const noexcept {
+         return isAlways == other.isAlways && isCall == other.isCall && keys == other.keys && isListed() == other.isListed() &&
+                asked == other.asked;
+      }
    };
 
-   static Way wayTo( const RouteMapSeqStatus & seq );
+   static Way wayTo( const RouteMapSeqStatus & seq, unsigned mostCalled = RouteMapPlan::kMostCalled );
    static void byKeys( Way & way, const MatchKeys & told );
    static void byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact );
+   static bool byCallee( Way & way, const RouteMapStatus & callee, unsigned mostCalled );
    void build( const RouteMapPlan::Sequences & sequences, Callees & callees );
    void edit( const RouteMapPlan::Sequences & sequences, Callees & callees );
-   void add( const Way & way );
-   void remove( const Way & way );
+   void seal( const RouteMapSeqStatus & seq, Callees & callees ) const;
+   void addSteps( const Way & way );
+   void removeSteps( const Way & way );
+   void listedIs( const PlanStep & step );
    void keyIs( const MatchKey & key, const PlanSteps & steps );
    void askedIs( const RouteMap::PrefixListRows * rows, const PlanSteps & before, const PlanSteps & after );
    PlanSteps stepsOf( const RouteMap::PrefixListRows * rows ) const;

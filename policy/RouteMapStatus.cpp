@@ -119,10 +119,12 @@ void RouteMapStatus::makePlan() const noexcept {
    } catch( const std::exception & ) {}   // evaluation walks
 }
 
+// Another thread may evaluate by an outdated plan, or make the same plan.
 void RouteMapStatus::planOne( std::vector<const RouteMapStatus *> & callees ) const {
    const auto base = base_.exchange( nullptr );
    const auto * const outdated = plan_.get();
-   plan_.replace( outdated, RouteMapPlan::of( seqStatus_, base, callees ) );   // unless another thread was faster
+   if( outdated && Quoin::ThreadControl::threaded() ) return;
+   plan_.replace( outdated, RouteMapPlan::of( seqStatus_, base, callees ) );
 }
 
 void RouteMapStatus::undefinedIs( bool undefined ) {

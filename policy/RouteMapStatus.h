@@ -57,8 +57,11 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    /// Makes the plan of the route map, and those of the route maps that it calls, unless they exist. Compilation and RouteMapStatusList call
    /// it; evaluation works without a plan, only slower. Cost: what differs from the plan of the generation that this one was copied from.
    /// Without the memory for a plan, there is none.
+   /// Threading: any. In a process with several threads, a plan is made once: an outdated plan is not replaced, because another thread may
+   /// evaluate by it.
    void makePlan() const noexcept;
-   /// The plan; null if it was not made, or if the route map, a sequence, or a list that the plan has read was changed afterwards.
+   /// The plan; null if it was not made, or if it is outdated. A plan is outdated once a sequence, a called route map or a list that any plan
+   /// of the process has read is changed in place. Compilation never does that: it publishes new objects.
    const RouteMapPlan * plan() const noexcept {
       const auto * const plan = plan_.get();
       return plan && plan->isCurrent() ? plan : nullptr;

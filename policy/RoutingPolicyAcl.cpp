@@ -116,6 +116,7 @@ void IpAccessListMatcher::formatDerivedType( std::ostream & os ) const {
 }
 
 void IpAccessListMatcher::keys( MatchKeys & keys ) const {
+   if( status_ ) keys.dependsOn( status_->seal() );
    if( !status_ || status_->rules() ) keys.skippable();   // a rule of an agent's own class may do anything
 }
 

@@ -29,6 +29,7 @@ void IpAccessListStatus::trieIs( const Quoin::Ptr<const PatriciaTrieWithNodeData
    trie_.store( trie.get(), std::memory_order_release );
    trieUse_ = trie;
    rules_ = nullptr;
+   seal_.changed();
 }
 
 const PatriciaTrieWithNodeData & IpAccessListStatus::createTrie() const {

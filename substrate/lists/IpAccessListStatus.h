@@ -8,6 +8,7 @@
 
 #include "routepolicy_export.h"
 #include "substrate/acl/AclPrefixEntry.h"
+#include "substrate/quoin/Seal.h"
 #include "substrate/quoin/String.h"
 #include "substrate/routing/PatriciaTrieWithNodeData.h"
 
@@ -59,10 +60,13 @@ class ROUTEPOLICY_API IpAccessListStatus : public Quoin::Node {
    void trieIs( const Quoin::Ptr<const PatriciaTrieWithNodeData> & trie );
    /// The rules for a match; null if the list was given as a trie.
    const AccessListRules * rules() const noexcept { return rules_.get(); }
+   /// trieIs() is the only change.
+   const Quoin::Seal & seal() const noexcept { return seal_; }
 
  private:
    const PatriciaTrieWithNodeData & createTrie() const;
 
+   Quoin::Seal seal_;
    Quoin::String name_;
    Quoin::Ptr<const AccessListRules> rules_;
    Quoin::Ptr<PatriciaTrieHeir> heir_;
