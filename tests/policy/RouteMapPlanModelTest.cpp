@@ -256,5 +256,74 @@ TEST( RouteMapPlanModel, aPolicyMayChangeWhileItIsEvaluated ) {
    } );
 }
 
+// ---- single cases
+
+Ptr<RouteMapStatus> mapOf( const Ptr<const RouteMapSeqStatus> & seq ) {
+   const auto map = makeNode<RouteMapStatus>( "M" );
+   map->seqStatusIs( seq );
+   map->makePlan();
+   return map;
+}
+
+Ptr<RouteMapSeqStatus> seqOf( uint32_t seqno, const Ptr<const Matcher> & matcher, MatchOption option = MatchOption::matchTag ) {
+   const auto seq = makeNode<RouteMapSeqStatus>( seqno );
+   seq->matcherIs( option, matcher );
+   return seq;
+}
+
+// A matcher that tells a list may match a part of what the list permits, unless it is exact.
+TEST( RouteMapPlanModel, DISABLED_aMatcherMayMatchLessThanItsListPermits ) {
+   const auto list = ListFixtures::prefixList( { "10 permit 10.0.0.0/8" } );
+   const auto map = mapOf( seqOf(
+      10,
+      makeNode<TellingMatcher>( [ & ]( MatchKeys & keys ) { keys.listIs( list.get() ); }, []( const MatchInput_ & ) { return false; } ) ) );
+   Journal journal;
+   for( const Way way : { Way::map, Way::mapObserved } )
+      expectAsTheWalk( { map, nullptr }, way, ListFixtures::routeTo( "10.0.0.0/8" ), journal );
+}
+
+TEST( RouteMapPlanModel, DISABLED_aCalleeThatHasChangedHasAPlanAgain ) {
+   const auto callee = mapOf( seqOf( 10, makeNode<TagMatcher>( 1u ) ) );
+   const auto caller = makeNode<RouteMapSeqStatus>( 10 );
+   caller->subRouteMapIs( callee );
+   const auto map = mapOf( caller );
+   ASSERT_TRUE( callee->plan() );
+   callee->seqStatusIs( seqOf( 20, makeNode<TagMatcher>( 2u ) ) );
+   EXPECT_FALSE( callee->plan() );
+   makeNode<RouteMapStatusList>()->rmStatusIs( RmPrecedence::routeMapPrecedence, map );
+   EXPECT_TRUE( map->plan() );
+   EXPECT_TRUE( callee->plan() );
+}
+
+// An agent's matcher that is derived from a class of the library and does not override keys().
+TEST( RouteMapPlanModel, DISABLED_aDerivedMatcherThatTellsNothingIsAsked ) {
+   struct OwnListMatcher final : PrefixListMatcherBase {
+      OwnListMatcher( Journal & j, const Ptr<const PrefixListStatus> & list ) : PrefixListMatcherBase( "own ", "L", list ), journal( j ) {}
+      bool match( const MatchInput_ *, const Ptr<PolicyEvalContext> & ) const override {
+         journal.note( Journal::What::asked, this );
+         return true;
+      }
+      Journal & journal;
+   };
+   Journal journal;
+   const auto seq = seqOf( 10, makeNode<OwnListMatcher>( journal, ListFixtures::prefixList( { "10 permit 10.0.0.0/8" } ) ) );
+   seq->matcherIs( MatchOption::matchTagSet, makeNode<TagMatcher>( 5u ) );   // the later option
+   expectAsTheWalk( { mapOf( seq ), nullptr }, Way::map, ListFixtures::routeTo( "10.0.0.0/8" ), journal );
+}
+
+// An access list gets rules of an agent's own class after the plan was made.
+TEST( RouteMapPlanModel, DISABLED_rulesOfAnAgentThatComeLateAreAsked ) {
+   Journal journal;
+   const auto rule = ListFixtures::accessListRule( "10 permit 10.0.0.0/8" );
+   const auto list = ListFixtures::compiledAccessListOf( { rule } );
+   const auto seq = seqOf( 10, makeNode<IpAccessListMatcher>( "A", list ) );
+   seq->matcherIs( MatchOption::matchTagSet, makeNode<TagMatcher>( 5u ) );
+   const auto map = mapOf( seq );
+   const auto trie = makeNode<Routing::PatriciaTrieWithNodeData>( AddressFamily::ipv4, false );
+   trie->routeIs( ListFixtures::keyOf( rule ), makeNode<OwnRule>( rule, journal ) );
+   list->trieIs( trie );
+   expectAsTheWalk( { map, nullptr }, Way::map, ListFixtures::routeTo( "10.0.0.0/8" ), journal );
+}
+
 }   // namespace
 }   // namespace PlanTest
