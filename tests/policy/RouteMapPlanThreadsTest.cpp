@@ -16,16 +16,15 @@ using namespace EvalTest;
 // its plan; a thread that evaluates by the former plan still reads it. The address sanitizer sees it.
 TEST( RouteMapPlanThreads, DISABLED_aReplacedPlanLivesAsLongAsAnEvaluationUsesIt ) {
    std::binary_semaphore isInside( 0 ), mayGoOn( 0 );
-   const auto map = routeMap( "M",
-                              { seq( 10 ).match( matcher( false,
-                                                          [ & ] {
-                                                             isInside.release();
-                                                             mayGoOn.acquire();
-                                                          } ) ),
-                                seq( 20 ).match( makeNode<TagMatcher>( 0u ) ) } );
+   const auto waits = matcher( true, [ & ] {
+      isInside.release();
+      mayGoOn.acquire();
+   } );
+   const auto map = routeMap( "M", { seq( 10 ).match( waits ).match( makeNode<TagMatcher>( 0u ), MatchOption::matchTagSet ) } );
    const auto list = listOf( { { 4, map } } );
+   const MatchInput_ input;
    bool permitted = false;
-   std::thread reader( [ & ] { permitted = makeNode<PolicyEval>()->evalPeerFilter( map, std::make_unique<MatchInput_>().get() ); } );
+   std::thread reader( [ & ] { permitted = makeNode<PolicyEval>()->evalPeerFilter( map, &input ); } );
    isInside.acquire();
    const auto other = seq( 10 );
    listOf( { { 4, routeMap( "OTHER", { other } ) } } );
