@@ -86,6 +86,8 @@ class Line {
       for( const auto & [ map, content ] : kept_ ) {
          ASSERT_TRUE( map->plan() );
          expectEqual( PlainContent( map->plan()->content() ), content );
+         for( const auto & [ seqno, seq ] : map->seqStatus() )
+            if( const auto & callee = seq->subRouteMap() ) { EXPECT_TRUE( callee->plan() ) << seqno; }
          ask( policy_, { map, policy_.listOf( map ) }, 3 );
       }
    }
@@ -210,12 +212,15 @@ const std::pair<const char *, Change> kChanges[] = {
 TEST( RouteMapPlanModel, aChangeThatComesLateTakesEffect ) {
    forRandomCases( 10, []( Random & random ) {
       RandomPolicy policy( random );
-      const auto map = policy.topMap();
+      Ptr<RouteMapStatus> map = policy.topMap();
       Policies policies{ map, policy.listOf( map ) };
-      for( int i = 0; i < 20 && random.step() && !caseFailed(); ++i ) {
-         const auto & [ name, change ] = kChanges[ policy.pick( unsigned( std::size( kChanges ) ) ) ];
+      const auto change = [ & ] {
+         const auto & [ name, make ] = kChanges[ policy.pick( unsigned( std::size( kChanges ) ) ) ];
          random.say( name );
-         change( policy );
+         make( policy );
+      };
+      for( int i = 0; i < 20 && random.step() && !caseFailed(); ++i ) {
+         change();
          for( const auto & any : policy.maps() )
             if( any->plan() ) expectPlanned( *any );
          ask( policy, policies, 3 );
@@ -223,6 +228,13 @@ TEST( RouteMapPlanModel, aChangeThatComesLateTakesEffect ) {
          policies.list = policy.listOf( map );
          expectPlanned( *map );
          ask( policy, policies, 3 );
+         const auto next = RouteMapStatus::successorOf( map, "M" );
+         if( policy.chance( 2 ) ) next->seqStatusIs( policy.sequence( policy.seqno(), 0 ) );
+         if( policy.chance( 2 ) ) change();   // what the next plan is made of is outdated then
+         policies = { next, policy.listOf( next ) };
+         expectPlanned( *next );
+         ask( policy, policies, 3 );
+         map = next;
       }
    } );
 }
@@ -269,6 +281,77 @@ Ptr<RouteMapSeqStatus> seqOf( uint32_t seqno, const Ptr<const Matcher> & matcher
    const auto seq = makeNode<RouteMapSeqStatus>( seqno );
    seq->matcherIs( option, matcher );
    return seq;
+}
+
+/// A sequence with this matcher alone, in a plan: is it among those that any route may match, how many keys and rows find it?
+struct Found {
+   bool always;
+   size_t keys, rows;
+   bool isAnswered;
+   friend bool operator==( const Found &, const Found & ) = default;
+   friend std::ostream & operator<<( std::ostream & os, const Found & f ) {
+      return os << ( f.always ? "always " : "" ) << f.keys << " keys, " << f.rows << " rows" << ( f.isAnswered ? ", answered" : "" );
+   }
+};
+
+Found foundBy( const Ptr<const Matcher> & matcher ) {
+   const auto map = mapOf( seqOf( 10, matcher ) );
+   const PlainContent content( map->plan()->content() );
+   const PlanStep step = !content.always.empty() ? content.always.at( 10 )
+      : !content.listed.empty()                  ? content.listed.at( 10 )
+      : !content.keys.empty()                    ? content.keys.begin()->second.front()
+                                                 : PlanStep();
+   return { !content.always.empty(), content.keys.size(), content.rows[ 0 ].size() + content.rows[ 1 ].size(), step.isAnswered };
+}
+
+Ptr<const Matcher> listOfEntries( uint32_t count ) {
+   PrefixListBuilder builder( "L", AddressFamily::ipv4 );
+   for( uint32_t i = 0; i < count; ++i )
+      EXPECT_FALSE( builder.entryIs( { i, permit, prefixOf( AddressFamily::ipv4, { uint64_t( i ) << 40, 0 }, 24 ), {}, {} } ) );
+   return makeNode<PrefixListMatcher>( "L", builder.build() );
+}
+
+Ptr<const Matcher> setOf( uint32_t tags ) {
+   const auto set = makeNode<TagSetStatus>( "T" );
+   for( uint32_t i = 0; i < tags; ++i ) set->tagIs( i );
+   return makeNode<TagSetMatcher>( "T", set );
+}
+
+TEST( RouteMapPlanModel, aSequenceIsFoundByAsLittleAsPossible ) {
+   const auto list = []( ListFixtures::Texts texts ) { return makeNode<PrefixListMatcher>( "L", ListFixtures::prefixList( texts ) ); };
+   const struct {
+      const char * name;
+      Ptr<const Matcher> matcher;
+      Found found;
+   } rows[] = {
+      { "a tag", makeNode<TagMatcher>( 5u ), { false, 1, 0, true } },
+      { "a next hop, which has no key of its own", makeNode<NexthopMatcher>( IpGenAddr( "10.0.0.1" ) ), { false, 1, 0, false } },
+      { "an empty set", setOf( 0 ), { false, 0, 0, false } },
+      { "as many tags as can be", setOf( 64 ), { false, 64, 0, true } },
+      { "a tag too many", setOf( 65 ), { true, 0, 0, false } },
+      { "an empty list", listOfEntries( 0 ), { false, 0, 0, false } },
+      { "as many entries as can be", listOfEntries( 1024 ), { false, 0, 1024, true } },
+      { "an entry too many", listOfEntries( 1025 ), { true, 0, 0, false } },
+      { "an undefined list", makeNode<PrefixListMatcher>( "L", nullptr ), { false, 0, 0, false } },
+      { "permit entries only", list( { "1 permit 10.0.0.0/8", "2 permit 10.0.0.0/8" } ), { false, 0, 2, true } },
+      { "with a deny entry", list( { "1 deny 10.1.0.0/16", "2 permit 10.0.0.0/8 le 24" } ), { false, 0, 1, false } },
+      { "the default route", list( { "1 permit 0.0.0.0/0" } ), { false, 0, 1, true } },
+      { "every route", list( { "1 permit 0.0.0.0/0 le 32" } ), { true, 0, 0, false } },
+      { "IPv6", list( { "1 permit 2001:db8::/32" } ), { false, 0, 1, true } },
+   };
+   for( const auto & row : rows ) EXPECT_EQ( foundBy( row.matcher ), row.found ) << row.name;
+}
+
+TEST( RouteMapPlanModel, aPlanOfWhatChangesMeanwhileIsNotUsed ) {
+   const auto set = makeNode<TagSetStatus>( "T", std::initializer_list<Routing::RouteTag>{ 1 } );
+   const auto map = mapOf( seqOf( 10, makeNode<TagSetMatcher>( "T", set ) ) );
+   map->seqStatusIs( seqOf( 20,
+                            makeNode<TellingMatcher>( [ & ]( MatchKeys & keys ) { keys.skippable(), set->tagIs( 2 ); },
+                                                      []( const MatchInput_ & ) { return false; } ) ) );
+   map->makePlan();
+   EXPECT_FALSE( map->plan() );
+   map->makePlan();
+   expectPlanned( *map );
 }
 
 // A matcher that tells a list may match a part of what the list permits, unless it is exact.
