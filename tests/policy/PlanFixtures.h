@@ -155,7 +155,7 @@ inline PlainContent freshContent( const RouteMapStatus & map ) {
    return PlainContent( RouteMapPlan::of( map.seqStatus(), nullptr, callees )->content() );
 }
 
-/// Every number in the rows and the counts is that of the sequences.
+/// The plan exists, and is that of the present sequences.
 inline void expectPlanned( const RouteMapStatus & map ) {
    ASSERT_TRUE( map.plan() ) << map.name();
    expectEqual( PlainContent( map.plan()->content() ), freshContent( map ) );

@@ -179,7 +179,7 @@ class RandomPolicy {
    // The last two have the same key.
    IpGenAddr nexthop() {
       return random_.anyOf<IpGenAddr>(
-         { {}, IpGenAddr( "10.0.0.1" ), IpGenAddr( "10.0.0.2" ), IpGenAddr( "2001::1" ), IpGenAddr( "1::2001" ) } );
+         { {}, IpGenAddr( "10.0.0.1" ), IpGenAddr( "10.0.0.2" ), IpGenAddr( "0:0:0:1::2" ), IpGenAddr( "0:0:0:2::1" ) } );
    }
 
    MatchInput_ route() {
@@ -455,6 +455,7 @@ class RandomPolicy {
          default: return makeNode<TellingMatcher>( []( MatchKeys & keys ) { keys.skippable(); }, isPart );
       }
    }
+   // Switch it on when DISABLED_aMatcherMayMatchLessThanItsListPermits passes.
    static constexpr bool kNarrowsLists = false;
 
    Random & random_;
