@@ -54,6 +54,7 @@ class ROUTEPOLICY_API MatchKeys {
  public:
    static constexpr size_t kMost = 64;   // keys of one matcher that a plan looks up
    /// The matcher need not be asked about a route that its sequence cannot match for other reasons: asking it has no effect but the answer.
+   /// It must not change the route.
    /// The functions below imply this.
    void skippable() noexcept { isSkippable_ = true; }
    /// The matcher matches only routes with this key, or with one of the other keys that it tells. A plan looks up at most kMost keys.

@@ -14,12 +14,17 @@
 
 namespace Routing::Policy {
 
-/// What plans ask about a route. Each getter is called at most once, when a plan first needs it.
+/// What plans ask about a route. Each getter is called at most once, when a plan first needs it, until forget().
 class PlannedRoute {
  public:
    /// `visitsCalls`: an observer hears of each callee, also of one that cannot permit the route.
    PlannedRoute( const MatchInput_ * input, bool visitsCalls ) noexcept : input_( input ), visitsCalls_( visitsCalls ) {}
    bool visitsCalls() const noexcept { return visitsCalls_; }
+   /// The route may have changed.
+   void forget() noexcept {
+      prefix_ = nullptr;
+      read_ = asked_ = 0;
+   }
    const MatchKey & key( MatchKey::Attribute attribute ) {
       MatchKey & key = keys_[ size_t( attribute ) ];
       const unsigned bit = 1u << unsigned( attribute );

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <type_traits>
 #include <unordered_set>
 #include <utility>
@@ -208,10 +209,14 @@ bool evalRouteMap( Evaluation & eval, const RouteMapStatus & rmStatus, Observer 
 // How a sequence was found: by the walk over all sequences, which knows nothing of it, or by the plan.
 struct InTurn {
    static bool hasAnswered( MatchOption ) { return false; }
+   static bool isPure() { return false; }
 };
 struct ByPlan {
    // Whether the route passes the clause of this option. A matcher in front of it may have changed the policy.
    bool hasAnswered( MatchOption option ) const noexcept { return step.isAnswered && step.option == option && routeMap.plan() == &plan; }
+
+   // Whether the route is the same afterwards.
+   bool isPure() const noexcept { return step.isPure; }
 
    const RouteMapStatus & routeMap;
    const RouteMapPlan & plan;
@@ -253,7 +258,9 @@ enum class Next : uint8_t { sequence, deny, permit, target };
 template <class Log, class By>
 inline Next visit( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapSeqStatus & seq, const By & by, Log & log ) {
    log.visit( seq );
-   if( !matchersPass( eval, seq, by, log ) ) return Next::sequence;
+   const bool passes = matchersPass( eval, seq, by, log );
+   if( !by.isPure() ) eval.route.forget();
+   if( !passes ) return Next::sequence;
    const RouteMapStatus * const sub = seq.subRouteMapRawPtr();
    if( sub && !sub->seqStatus().empty() && !subRouteMapPasses( eval, rmStatus, seq, *sub, log ) ) return Next::sequence;
    if( seq.matchAction() == Acl::MatchPermit::deny ) {   // also after a continue
@@ -322,11 +329,11 @@ RouteMapStatus::Sequences::Iterator above( const RouteMapStatus & rmStatus, uint
 template <class Log>
 [[gnu::noinline]] bool walkPlanFrom( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapPlan & plan, const PlanStep * step,
                                      Log & log ) {
-   Next next = visitFound( eval, rmStatus, plan, *step, log );
-   if( next == Next::deny ) return false;
-   if( next == Next::permit ) return true;
-   PlanSearch search( plan, eval.route );
+   std::optional<PlanSearch> search;
    for( bool continued = false;; ) {
+      const Next next = visitFound( eval, rmStatus, plan, *step, log );
+      if( next == Next::deny ) return false;
+      if( next == Next::permit ) return true;
       continued |= next == Next::target;
       const uint32_t seqno = step->seqno;
       const uint32_t from = next == Next::target ? step->seq->continueSeq()->seqno() : seqno + 1;   // 0 behind the highest number
@@ -334,14 +341,12 @@ template <class Log>
       if( from <= seqno || rmStatus.plan() != &plan ) [[unlikely]]
          return walkSequences( eval, rmStatus, next == Next::target ? rmStatus.seqStatus().lowerBound( from ) : above( rmStatus, seqno ),
                                continued, log );
-      step = search.from( from );
+      if( !search || !step->isPure ) search.emplace( plan, eval.route );
+      step = search->from( from );
       if( !step ) {
          if( !continued ) log.defaultDeny();
          return continued;
       }
-      next = visitFound( eval, rmStatus, plan, *step, log );
-      if( next == Next::deny ) return false;
-      if( next == Next::permit ) return true;
    }
 }
 
@@ -429,6 +434,7 @@ bool evalFunction( Evaluation & eval, bool shouldLog, const Gyre::FunctionStatus
       }
    } flag{ *gyreCtx, shouldLog };
    const auto code = function.aet()->evaluate( gyreCtx );
+   eval.route.forget();
    if( flag.on ) {
       auto log = gyreCtx->takeEvaluationLog();   // null if the context keeps no log
       if( log && eval.context ) eval.context->evaluationLogEnq( log );

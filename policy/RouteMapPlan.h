@@ -51,6 +51,7 @@ struct PlanStep {
    uint32_t seqno = 0;
    MatchOption option = MatchOption::none;   // of the clause by which it is found
    bool isAnswered = false;                  // every route for which it is found passes this clause
+   bool isPure = true;                       // no matcher of it or its callee tells nothing: none changes the route
    Left left = Left::evaluation;
 
    friend bool operator==( const PlanStep &, const PlanStep & ) = default;

@@ -79,6 +79,7 @@ RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq, unsi
       byKeys( way, best );
    const RouteMapStatus * const callee = seq.subRouteMapRawPtr();
    if( callee && !byCallee( way, *callee, mostCalled ) ) way.isSkippable = false;
+   way.step.isPure = way.isSkippable;
    way.step.left = leftOf( way.step );
    return way;
 }

@@ -456,7 +456,7 @@ class RandomPolicy {
       }
    }
    // Switch it on when DISABLED_aMatcherMayMatchLessThanItsListPermits passes.
-   static constexpr bool kNarrowsLists = false;
+   static constexpr bool kNarrowsLists = true;
 
    Random & random_;
    Journal journal_;
