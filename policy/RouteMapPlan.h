@@ -87,7 +87,8 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    using Sequences = Plinth::TreeMap<uint32_t, Quoin::Ptr<const RouteMapSeqStatus>>;
    using Keyed = std::pair<MatchKey, PlanSteps>;
    static constexpr size_t kMostEntries = 1024;     // the entries of larger lists would be stored twice
-   static constexpr unsigned kMostCalled = 64;      // sequences of a callee, with those of its callees
+   static constexpr size_t kMostCalled = 64;        // sequences of a callee, with those of its callees
+   static constexpr unsigned kMostCalls = 3;        // from a sequence to a callee of callees
    static constexpr size_t kMostCalledRows = 128;   // each caller stores them
 
    /// The sequences with one large list.

@@ -58,8 +58,13 @@ PlanStep::Left leftOf( const PlanStep & step ) {
 
 // ---- one sequence
 
+RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq ) {
+   Limits limits;
+   return wayTo( seq, limits );
+}
+
 // A matcher that tells nothing is asked as the walk would ask it. Therefore no clause behind it may be looked up in front of it.
-RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq, unsigned mostCalled ) {
+RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq, Limits & limits ) {
    Way way;
    way.step = { &seq, seq.seqno() };
    MatchKeys best;
@@ -78,7 +83,7 @@ RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq, unsi
    else if( selects( best ) != Selects::nothing )
       byKeys( way, best );
    const RouteMapStatus * const callee = seq.subRouteMapRawPtr();
-   if( callee && !byCallee( way, *callee, mostCalled ) ) way.isSkippable = false;
+   if( callee && !byCallee( way, *callee, limits ) ) way.isSkippable = false;
    way.step.isPure = way.isSkippable;
    way.step.left = leftOf( way.step );
    return way;
@@ -115,16 +120,18 @@ void RouteMapPlanner::byList( Way & way, const RouteMap::PrefixListRows & list, 
 
 // By all ways that lead to a permit of the callee, unless the sequence is found by a clause of its own. Returns whether no matcher of the
 // callee need be asked about other routes.
-bool RouteMapPlanner::byCallee( Way & way, const RouteMapStatus & callee, unsigned mostCalled ) {
+bool RouteMapPlanner::byCallee( Way & way, const RouteMapStatus & callee, Limits & limits ) {
    const auto & sequences = callee.seqStatus();
-   if( sequences.count() > mostCalled ) return false;
+   if( sequences.count() > limits.sequences || limits.calls == 0 ) return false;
    callee.seal().close();
    if( sequences.empty() ) return true;   // is not called
+   limits.sequences -= sequences.count();
+   --limits.calls;
    Way all;
    bool isFound = way.isAlways && way.isSkippable && !way.step.seq->subInvert();
    for( const auto & [ seqno, seq ] : sequences ) {
       seq->seal().close();
-      const Way one = wayTo( *seq, --mostCalled );
+      const Way one = wayTo( *seq, limits );
       if( !one.isSkippable ) return false;
       if( seq->matchAction() == Acl::MatchPermit::deny ) continue;
       isFound &= !one.isAlways && !one.asked;
@@ -136,6 +143,7 @@ bool RouteMapPlanner::byCallee( Way & way, const RouteMapStatus & callee, unsign
          }
       isFound &= all.keys.size() <= MatchKeys::kMost && all.rows[ 0 ].size() + all.rows[ 1 ].size() <= RouteMapPlan::kMostCalledRows;
    }
+   ++limits.calls;
    if( !isFound ) return true;
    way.isAlways = false;
    way.isCall = true;

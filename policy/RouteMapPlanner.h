@@ -43,10 +43,17 @@ class RouteMapPlanner final : public Quoin::Node {
       }
    };
 
-   static Way wayTo( const RouteMapSeqStatus & seq, unsigned mostCalled = RouteMapPlan::kMostCalled );
+   // What may still be read of callees. Each sequence begins anew.
+   struct Limits {
+      size_t sequences = RouteMapPlan::kMostCalled;
+      unsigned calls = RouteMapPlan::kMostCalls;
+   };
+
+   static Way wayTo( const RouteMapSeqStatus & seq );
+   static Way wayTo( const RouteMapSeqStatus & seq, Limits & limits );
    static void byKeys( Way & way, const MatchKeys & told );
    static void byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact );
-   static bool byCallee( Way & way, const RouteMapStatus & callee, unsigned mostCalled );
+   static bool byCallee( Way & way, const RouteMapStatus & callee, Limits & limits );
    void build( const RouteMapPlan::Sequences & sequences, Callees & callees );
    void edit( const RouteMapPlan::Sequences & sequences, Callees & callees );
    void seal( const RouteMapSeqStatus & seq, Callees & callees ) const;
