@@ -139,7 +139,7 @@ class PlanSearch {
    const RouteMapPlan & plan_;
    PlannedRoute & route_;
    Steps::MemberIterator always_;
-   Steps::MemberIterator calls_;   // stays at no member unless the route visits calls
+   Steps::MemberIterator calls_;                                            // stays at no member unless the route visits calls
    Plinth::TreeMap<uint32_t, RouteMapPlan::Asked>::MemberIterator asked_;   // the lists that are not asked yet
    Plinth::InlineRow<Run, 16> runs_;
    const Ferule::IpGenPrefix * prefix_ = nullptr;   // null if no list has a further step

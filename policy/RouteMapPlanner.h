@@ -39,7 +39,7 @@ class RouteMapPlanner final : public Quoin::Node {
       // Whether the steps are in the same places.
       bool isLike( const Way & other ) const noexcept {
          return isAlways == other.isAlways && isCall == other.isCall && keys == other.keys && isListed() == other.isListed() &&
-                asked == other.asked;
+            asked == other.asked;
       }
    };
 

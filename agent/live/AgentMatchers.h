@@ -3,6 +3,7 @@
 /// null, and the matcher matches nothing. Threading: thread-safe.
 #pragma once
 
+#include <string_view>
 #include <type_traits>
 #include <typeinfo>
 
@@ -10,6 +11,7 @@
 #include "live/AsPathList.h"
 #include "live/CommunityList.h"
 #include "live/ValueTests.h"
+#include "policy/MatchKeys.h"
 #include "policy/Matcher.h"
 #include "policy/RoutingPolicyAcl.h"
 
@@ -17,6 +19,7 @@ namespace Agent {
 
 using Routing::Policy::Matcher;
 using Routing::Policy::MatchInput_;
+using Routing::Policy::MatchKeys;
 using Routing::Policy::PolicyEvalContext;
 
 /// The route that an input describes; null for an input of another agent.
@@ -36,6 +39,7 @@ class InterfaceNameMatcher final : public Matcher {
       const auto * route = tableRouteOf( input );
       return route && !route->interface.empty() && route->interface == name_.view();
    }
+   void keys( MatchKeys & keys ) const override { keys.skippable(); }
    void formatDerivedType( std::ostream & os ) const override { os << "InterfaceNameMatcher interface " << name_; }
 
  private:
@@ -54,6 +58,7 @@ class NexthopAccessListMatcher final : public Matcher {
       return list_->match( &host, context );
    }
    const Quoin::Ptr<const Status> & status() const noexcept { return list_->status(); }
+   void keys( MatchKeys & keys ) const override { list_->keys( keys ); }
    void formatDerivedType( std::ostream & os ) const override { os << "NexthopAccessListMatcher access-list " << list_->name(); }
 
  private:
@@ -72,16 +77,24 @@ class RouteListMatcher final : public Matcher {
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const override {
       const auto * route = tableRouteOf( input );
       if( !list_ || !route ) return false;
-      if constexpr( std::is_same_v<List, AsPathList> ) expectKnown( *route, "as-path replace" );
-      if constexpr( std::is_same_v<List, ExtCommunityList> ) expectKnown( *route, "extcommunity bandwidth" );
+      if constexpr( kNeedsKnown ) expectKnown( *route, kSetBy );
       if constexpr( requires { list_->permits( *route, comparison_ ); } )
          return list_->permits( *route, comparison_ );
       else
          return list_->permits( *route );
    }
+   void keys( MatchKeys & keys ) const override {
+      if( !kNeedsKnown ) keys.skippable();   // the others throw
+   }
    void formatDerivedType( std::ostream & os ) const override { os << "RouteListMatcher list " << name_; }
 
  private:
+   // The set clause that may set what the list tests to a value that only the daemon knows; empty for none.
+   static constexpr std::string_view kSetBy = std::is_same_v<List, AsPathList> ? "as-path replace"
+      : std::is_same_v<List, ExtCommunityList>                                 ? "extcommunity bandwidth"
+                                                                               : "";
+   static constexpr bool kNeedsKnown = !kSetBy.empty();
+
    Quoin::String name_;
    Quoin::Ptr<const ListStatus> status_;
    const List * list_;   // the same

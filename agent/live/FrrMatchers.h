@@ -62,6 +62,7 @@ class FrrAccessListMatcher final : public Matcher {
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const override {
       return list_ && list_->permits( input->prefix() );
    }
+   void keys( MatchKeys & keys ) const override { keys.skippable(); }
    const Quoin::String & name() const noexcept { return name_; }
    const Quoin::Ptr<const Status> & status() const noexcept { return status_; }
    void formatDerivedType( std::ostream & os ) const override { os << "FrrAccessListMatcher list " << name_; }
