@@ -82,8 +82,9 @@ TEST( Matcher, virtualOperationsStandInSlotOrder ) {
    if( slotOf( &Matcher::match ) < 0 ) GTEST_SKIP() << "this platform does not tell";
    const std::vector<long> slots = { slotOf( &Matcher::lastUserGone ), slotOf( &Matcher::publisher ),
                                      slotOf( &Matcher::match ),        slotOf( &Matcher::matchForTest ),
-                                     slotOf( &Matcher::getFeatures ),  slotOf( &Matcher::formatDerivedType ) };
-   EXPECT_THAT( slots, testing::ElementsAre( 2, 3, 4, 5, 6, 7 ) );
+                                     slotOf( &Matcher::getFeatures ),  slotOf( &Matcher::formatDerivedType ),
+                                     slotOf( &Matcher::keys ) };
+   EXPECT_THAT( slots, testing::ElementsAre( 2, 3, 4, 5, 6, 7, 8 ) );
    EXPECT_EQ( slotOf( &Matcher::toStrep ), -1 );
 }
 
