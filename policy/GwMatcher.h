@@ -3,6 +3,7 @@
 
 #include <ostream>
 
+#include "policy/MatchKeys.h"
 #include "policy/Matcher.h"
 
 namespace Routing::Policy {
@@ -11,6 +12,7 @@ namespace Routing::Policy {
 class ROUTEPOLICY_API GwMatcher final : public Matcher {
  public:
    bool match( const MatchInput_ *, const Quoin::Ptr<PolicyEvalContext> & ) const override { return false; }
+   void keys( MatchKeys & keys ) const override { keys.nothing(); }
    void formatDerivedType( std::ostream & os ) const override { os << "GwMatcher Not implemented yet"; }
 };
 

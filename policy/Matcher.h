@@ -32,7 +32,8 @@ class ROUTEPOLICY_API Matcher : public Quoin::Node {
    /// Prints the text of the derived matcher.
    virtual void formatDerivedType( std::ostream & os ) const = 0;
    /// Tells which routes can match, so that evaluation asks the matcher about these only (policy/MatchKeys.h). The base tells nothing: the
-   /// matcher is asked about every route that comes to it, and may change the route.
+   /// matcher is asked about every route that comes to it, and may change the route. What a matcher tells must stay the same until a change
+   /// of an object whose seal it has named with MatchKeys::dependsOn().
    virtual void keys( MatchKeys & keys ) const;
 
    /// The text of the matcher, for debugging.

@@ -70,8 +70,8 @@ inline const PlanStep * firstOf( const PlanStep * a, const PlanStep * b ) noexce
 /// The first step of a route; null if there is none. For most routes it decides, and no PlanSearch is needed.
 inline const PlanStep * firstStep( const RouteMapPlan & plan, PlannedRoute & route ) {
    const PlanStep * first = plan.firstAlways();
-   for( unsigned left = plan.keyed(); left != 0; left &= left - 1 )
-      if( const auto * const steps = plan.keyed( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
+   for( unsigned left = plan.keyedAttributes(); left != 0; left &= left - 1 )
+      if( const auto * const steps = plan.keyedBy( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
          first = firstOf( first, &steps->all().front() );
    if( plan.hasRows() ) first = firstOf( first, plan.listedFrom( 0, route.prefix() ) );
    if( route.visitsCalls() && !plan.content().calls.empty() ) first = firstOf( first, &plan.content().calls.begin()->second );
@@ -89,8 +89,8 @@ class PlanSearch {
    PlanSearch( const RouteMapPlan & plan, PlannedRoute & route )
          : plan_( plan ), route_( route ), always_( plan.content().always.begin() ), asked_( plan.content().asked.begin() ) {
       if( route.visitsCalls() ) calls_ = plan.content().calls.begin();
-      for( unsigned left = plan.keyed(); left != 0; left &= left - 1 )
-         if( const auto * const steps = plan.keyed( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
+      for( unsigned left = plan.keyedAttributes(); left != 0; left &= left - 1 )
+         if( const auto * const steps = plan.keyedBy( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
             runs_.append( Run( steps->all() ) );
       if( plan.hasRows() ) prefix_ = &route.prefix();
    }

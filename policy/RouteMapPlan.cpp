@@ -8,7 +8,7 @@ namespace Routing::Policy {
 
 namespace {
 
-unsigned keyedOf( const std::array<uint32_t, MatchKey::kAttributes> & counts ) noexcept {
+unsigned attributesOf( const std::array<uint32_t, MatchKey::kAttributes> & counts ) noexcept {
    unsigned bits = 0;
    for( size_t i = 0; i < counts.size(); ++i ) bits |= unsigned( counts[ i ] != 0 ) << i;
    return bits;
@@ -44,7 +44,7 @@ PlanSteps PlanSteps::without( uint32_t seqno ) const {
 
 RouteMapPlan::RouteMapPlan( const Content & content, const Quoin::Ptr<RouteMapPlanner> & planner, uint64_t seals )
       : content_( content ),
-        keyed_( keyedOf( content.keyCounts ) ),
+        keyedAttributes_( attributesOf( content.keyCounts ) ),
         firstAlways_( content_.always.empty() ? nullptr : &content_.always.begin()->second ),
         onlyListed_( content_.listed.size() == 1 ? &content_.listed.begin()->second : nullptr ),
         seals_( seals ),

@@ -123,9 +123,9 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    bool isCurrent() const noexcept { return seals_ == Quoin::Seal::broken(); }
    const Content & content() const noexcept { return content_; }
    /// The attributes that have keys, as bits: 1 << attribute.
-   unsigned keyed() const noexcept { return keyed_; }
+   unsigned keyedAttributes() const noexcept { return keyedAttributes_; }
    /// The steps of a key; null if it has none.
-   const PlanSteps * keyed( const MatchKey & key ) const noexcept {
+   const PlanSteps * keyedBy( const MatchKey & key ) const noexcept {
       const auto * const found = content_.keys.findMember( key );
       return found ? &found->second : nullptr;
    }
@@ -138,7 +138,7 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
  private:
    friend class RouteMapPlanner;
    const Content content_;
-   const unsigned keyed_;
+   const unsigned keyedAttributes_;
    const PlanStep * const firstAlways_;
    const PlanStep * const onlyListed_;   // null if there are more
    const uint64_t seals_;

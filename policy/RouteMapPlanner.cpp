@@ -4,9 +4,11 @@
 #include <iterator>
 #include <map>
 #include <tuple>
+#include <utility>
 
 #include "policy/RouteMapStatus.h"
 #include "substrate/lists/PrefixListStatus.h"
+#include "substrate/quoin/Assert.h"
 
 namespace Routing::Policy {
 
@@ -58,11 +60,6 @@ PlanStep::Left leftOf( const PlanStep & step ) {
 
 // ---- one sequence
 
-RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq ) {
-   Limits limits;
-   return wayTo( seq, limits );
-}
-
 // A matcher that tells nothing is asked as the walk would ask it. Therefore no clause behind it may be looked up in front of it.
 RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq, Limits & limits ) {
    Way way;
@@ -79,7 +76,7 @@ RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq, Limi
       way.isSkippable &= isSkippable;
    }
    if( selects( best ) == Selects::list )
-      byList( way, *best.list()->ownRows(), best.isExact() );
+      byList( way, *best.list()->ownRows(), best.isExact(), limits );
    else if( selects( best ) != Selects::nothing )
       byKeys( way, best );
    const RouteMapStatus * const callee = seq.subRouteMapRawPtr();
@@ -89,6 +86,11 @@ RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq, Limi
    return way;
 }
 
+RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq ) {
+   Limits limits;
+   return wayTo( seq, limits );
+}
+
 void RouteMapPlanner::byKeys( Way & way, const MatchKeys & told ) {
    way.isAlways = false;
    way.step.isAnswered = told.isExact();
@@ -96,8 +98,8 @@ void RouteMapPlanner::byKeys( Way & way, const MatchKeys & told ) {
 }
 
 // By the permit entries of a small list. If they permit nearly every prefix, they tell nothing.
-void RouteMapPlanner::byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact ) {
-   if( list.entryCount() > RouteMapPlan::kMostEntries ) {
+void RouteMapPlanner::byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact, const Limits & limits ) {
+   if( list.entryCount() > limits.entries ) {
       way.asked = &list;
       way.isAlways = false;
       way.step.isAnswered = isExact;
@@ -129,8 +131,10 @@ bool RouteMapPlanner::byCallee( Way & way, const RouteMapStatus & callee, Limits
    --limits.calls;
    Way all;
    bool isFound = way.isAlways && way.isSkippable && !way.step.seq->subInvert();
+   limits.entries = std::min( limits.entries, RouteMapPlan::kMostCalledRows );
    for( const auto & [ seqno, seq ] : sequences ) {
       seq->seal().close();
+      if( !isFound ) limits.entries = 0;   // only the matchers are still of interest
       const Way one = wayTo( *seq, limits );
       if( !one.isSkippable ) return false;
       if( seq->matchAction() == Acl::MatchPermit::deny ) continue;
@@ -147,8 +151,8 @@ bool RouteMapPlanner::byCallee( Way & way, const RouteMapStatus & callee, Limits
    if( !isFound ) return true;
    way.isAlways = false;
    way.isCall = true;
-   way.keys = sorted( all.keys, inOrderOfKeys );
-   for( unsigned family = 0; family < all.rows.size(); ++family ) way.rows[ family ] = sorted( all.rows[ family ], inOrder );
+   way.keys = sorted( std::move( all.keys ), inOrderOfKeys );
+   for( unsigned family = 0; family < all.rows.size(); ++family ) way.rows[ family ] = sorted( std::move( all.rows[ family ] ), inOrder );
    return true;
 }
 
@@ -167,7 +171,11 @@ void RouteMapPlanner::addSteps( const Way & way ) {
 void RouteMapPlanner::removeSteps( const Way & way ) {
    const uint32_t seqno = way.step.seqno;
    if( way.isAlways ) content_.always.erase( seqno );
-   for( const MatchKey & key : way.keys ) keyIs( key, content_.keys.findMember( key )->second.without( seqno ) );
+   for( const MatchKey & key : way.keys ) {
+      const auto * const found = content_.keys.findMember( key );
+      QUOIN_ASSERT( found, "the keys of a matcher have changed" );
+      keyIs( key, found->second.without( seqno ) );
+   }
    if( way.isListed() ) content_.listed.extract( seqno );
    if( way.asked ) askedIs( way.asked, stepsOf( way.asked ), stepsOf( way.asked ).without( seqno ) );
    if( way.isCall ) content_.calls.erase( seqno );

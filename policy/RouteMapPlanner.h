@@ -43,16 +43,17 @@ class RouteMapPlanner final : public Quoin::Node {
       }
    };
 
-   // What may still be read of callees. Each sequence begins anew.
+   // How much may still be read. Each sequence of the route map begins anew.
    struct Limits {
-      size_t sequences = RouteMapPlan::kMostCalled;
+      size_t entries = RouteMapPlan::kMostEntries;    // of one list
+      size_t sequences = RouteMapPlan::kMostCalled;   // of callees
       unsigned calls = RouteMapPlan::kMostCalls;
    };
 
    static Way wayTo( const RouteMapSeqStatus & seq );
    static Way wayTo( const RouteMapSeqStatus & seq, Limits & limits );
    static void byKeys( Way & way, const MatchKeys & told );
-   static void byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact );
+   static void byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact, const Limits & limits );
    static bool byCallee( Way & way, const RouteMapStatus & callee, Limits & limits );
    void build( const RouteMapPlan::Sequences & sequences, Callees & callees );
    void edit( const RouteMapPlan::Sequences & sequences, Callees & callees );

@@ -104,6 +104,7 @@ void RouteMapStatus::updateFeatures() {
 }
 
 void RouteMapStatus::makePlan() const noexcept {
+   if( plan() ) return;
    try {
       std::vector<const RouteMapStatus *> left = { this };
       std::unordered_set<const RouteMapStatus *> seen = { this };
