@@ -98,7 +98,7 @@ class PlanSearch {
    /// The first step whose number is `seqno` or higher; null if there is none. `seqno` must not decrease from call to call.
    const PlanStep * from( uint32_t seqno ) {
       const PlanStep * first = firstOf( at( always_, plan_.content().always, seqno ), at( calls_, plan_.content().calls, seqno ) );
-      for( size_t i = 0; i < runs_.size(); ++i ) first = firstOf( first, runs_[ i ].from( seqno ) );
+      for( Run & run : runs_ ) first = firstOf( first, run.from( seqno ) );
       first = firstOf( first, listedFrom( seqno ) );
       for( ; asked_ && ( !first || asked_->first < first->seqno ); ++asked_ ) {
          if( !route_.isPermittedBy( *asked_->second.rows ) ) continue;

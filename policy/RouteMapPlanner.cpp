@@ -33,7 +33,7 @@ auto inOrderOfKeys( const MatchKey & key ) {
 template <class T, class Order>
 std::vector<T> sorted( std::vector<T> values, Order order ) {
    std::ranges::sort( values, {}, order );
-   values.erase( std::ranges::unique( values ).begin(), values.end() );
+   values.erase( std::unique( values.begin(), values.end() ), values.end() );
    return values;
 }
 

@@ -20,7 +20,7 @@ namespace Plinth {
 template <class T, size_t Inline>
 struct InlineRoom {
    T * room() noexcept { return reinterpret_cast<T *>( bytes ); }
-   alignas( T ) unsigned char bytes[ Inline * sizeof( T ) ];
+   alignas( T ) unsigned char bytes[ Inline * sizeof( T ) ];   // NOLINT(bugprone-sizeof-expression): T may be a pointer
 };
 template <class T>
 struct InlineRoom<T, 0> {
@@ -61,13 +61,15 @@ class InlineRow : private InlineRoom<T, Inline> {
    const T * end() const noexcept { return at_ + size_; }
    const T & back() const noexcept { return at_[ size_ - 1 ]; }
    T & operator[]( size_t index ) noexcept { return at_[ index ]; }
+   T * begin() noexcept { return at_; }
+   T * end() noexcept { return at_ + size_; }
 
    /// Makes room for `count` values in all. The next insertions up to this number need no memory.
    void reserve( size_t count ) {
       if( count <= capacity_ ) return;
       const size_t grown = capacity_ + capacity_ * size_t( 3 ) / 5;
       if( count < grown ) count = grown;
-      T * to = static_cast<T *>( ::operator new( count * sizeof( T ) ) );
+      T * to = static_cast<T *>( ::operator new( count * sizeof( T ) ) );   // NOLINT(bugprone-sizeof-expression): T may be a pointer
       moveTo( to );
       if( onHeap() ) ::operator delete( at_ );
       at_ = to;
