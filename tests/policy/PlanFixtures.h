@@ -122,6 +122,9 @@ struct PlainContent {
       for( const auto & [ key, steps ] : content.keys )
          keys.emplace( std::tuple( key.attribute, key.value ), std::vector( steps.all().begin(), steps.all().end() ) );
       for( const auto & [ seqno, step ] : content.listed ) listed.emplace( seqno, step );
+      for( const auto & [ seqno, list ] : content.asked )
+         asked.emplace( seqno, std::pair( list.rows, std::vector( list.steps.all().begin(), list.steps.all().end() ) ) );
+      for( const auto & [ seqno, step ] : content.calls ) calls.emplace( seqno, step );
       for( size_t family = 0; family < rows.size(); ++family ) {
          if( !content.rows[ family ] ) continue;
          content.rows[ family ]->visitAll( [ & ]( const Ferule::IpGenPrefix & prefix, Routing::RouteMap::PrefixRow row ) {
@@ -134,7 +137,8 @@ struct PlainContent {
    }
 
    std::vector<std::pair<uint32_t, const RouteMapSeqStatus *>> sequences;
-   std::map<uint32_t, PlanStep> always, listed;
+   std::map<uint32_t, PlanStep> always, listed, calls;
+   std::map<uint32_t, std::pair<const Routing::RouteMap::PrefixListRows *, std::vector<PlanStep>>> asked;
    std::map<std::tuple<MatchKey::Attribute, uint64_t>, std::vector<PlanStep>> keys;
    std::array<uint32_t, MatchKey::kAttributes> keyCounts;
    std::array<std::vector<std::tuple<uint64_t, uint64_t, unsigned, uint64_t>>, 2> rows;
@@ -144,6 +148,8 @@ inline void expectEqual( const PlainContent & a, const PlainContent & b ) {
    EXPECT_TRUE( a.sequences == b.sequences );
    EXPECT_TRUE( a.always == b.always );
    EXPECT_TRUE( a.listed == b.listed );
+   EXPECT_TRUE( a.asked == b.asked );
+   EXPECT_TRUE( a.calls == b.calls );
    EXPECT_TRUE( a.keys == b.keys );
    EXPECT_EQ( a.keyCounts, b.keyCounts );
    EXPECT_EQ( a.rows, b.rows );

@@ -3,10 +3,14 @@
 //    RC_PARAMS="max_success=1000"   ten times as many
 #include "policy/RouteMapPlan.h"
 
+#include "tests/policy/EvalFixtures.h"
 #include "tests/policy/RandomPolicy.h"
 
 namespace PlanTest {
 namespace {
+
+using EvalTest::routeMap;
+using EvalTest::seq;
 
 Way anyWay( RandomPolicy & policy ) {
    return Way( policy.pick( kWays ) );
@@ -283,25 +287,35 @@ Ptr<RouteMapSeqStatus> seqOf( uint32_t seqno, const Ptr<const Matcher> & matcher
    return seq;
 }
 
-/// A sequence with this matcher alone, in a plan: is it among those that any route may match, how many keys and rows find it?
-struct Found {
-   bool always;
-   size_t keys, rows;
-   bool isAnswered;
-   friend bool operator==( const Found &, const Found & ) = default;
-   friend std::ostream & operator<<( std::ostream & os, const Found & f ) {
-      return os << ( f.always ? "always " : "" ) << f.keys << " keys, " << f.rows << " rows" << ( f.isAnswered ? ", answered" : "" );
-   }
-};
-
-Found foundBy( const Ptr<const Matcher> & matcher ) {
-   const auto map = mapOf( seqOf( 10, matcher ) );
+/// How the plan of a map with this sequence alone finds the sequence, and what then remains to be done.
+std::string foundBy( const Ptr<const RouteMapSeqStatus> & seq ) {
+   const auto map = mapOf( seq );
    const PlainContent content( map->plan()->content() );
-   const PlanStep step = !content.always.empty() ? content.always.at( 10 )
-      : !content.listed.empty()                  ? content.listed.at( 10 )
-      : !content.keys.empty()                    ? content.keys.begin()->second.front()
-                                                 : PlanStep();
-   return { !content.always.empty(), content.keys.size(), content.rows[ 0 ].size() + content.rows[ 1 ].size(), step.isAnswered };
+   std::vector<PlanStep> steps;
+   std::string text;
+   const auto add = [ & ]( const std::string & word ) { text += ( text.empty() ? "" : ", " ) + word; };
+   const auto ofMap = [ & ]( const std::map<uint32_t, PlanStep> & found, const char * word ) {
+      if( found.empty() ) return;
+      if( *word ) add( word );
+      steps.push_back( found.at( seq->seqno() ) );
+   };
+   ofMap( content.always, "always" );
+   if( !content.keys.empty() ) add( std::to_string( content.keys.size() ) + " keys" );
+   for( const auto & [ key, found ] : content.keys ) steps.insert( steps.end(), found.begin(), found.end() );
+   ofMap( content.listed, "" );
+   if( const size_t rows = content.rows[ 0 ].size() + content.rows[ 1 ].size() ) add( std::to_string( rows ) + " rows" );
+   for( const auto & [ seqno, list ] : content.asked ) {
+      add( "asked" );
+      steps.insert( steps.end(), list.second.begin(), list.second.end() );
+   }
+   ofMap( content.calls, "called" );
+   if( steps.empty() ) return "never";
+   const PlanStep & step = steps.front();
+   EXPECT_EQ( size_t( std::ranges::count( steps, step ) ), steps.size() ) << "one sequence has one step";
+   if( step.isAnswered ) add( "answered" );
+   if( !step.isPure ) add( "impure" );
+   if( step.left != PlanStep::Left::evaluation ) add( step.left == PlanStep::Left::permit ? "permits" : "denies" );
+   return text;
 }
 
 Ptr<const Matcher> listOfEntries( uint32_t count ) {
@@ -311,44 +325,174 @@ Ptr<const Matcher> listOfEntries( uint32_t count ) {
    return makeNode<PrefixListMatcher>( "L", builder.build() );
 }
 
+Ptr<const Matcher> listOf( ListFixtures::Texts texts ) {
+   return makeNode<PrefixListMatcher>( "L", ListFixtures::prefixList( texts ) );
+}
+
+Ptr<const Matcher> tagOf( Routing::RouteTag tag ) {
+   return makeNode<TagMatcher>( tag );
+}
+
 Ptr<const Matcher> setOf( uint32_t tags ) {
    const auto set = makeNode<TagSetStatus>( "T" );
    for( uint32_t i = 0; i < tags; ++i ) set->tagIs( i );
    return makeNode<TagSetMatcher>( "T", set );
 }
 
+Ptr<const Matcher> keysOf( uint32_t count ) {
+   return makeNode<TellingMatcher>(
+      [ count ]( MatchKeys & told ) {
+         for( uint32_t i = 0; i < count; ++i ) told.keyIs( MatchKey::tag( i ) );
+      },
+      [ count ]( const MatchInput_ & input ) { return input.getTag() < count; } );
+}
+
+Ptr<const Matcher> skippable() {
+   return makeNode<TellingMatcher>( []( MatchKeys & keys ) { keys.skippable(); }, []( const MatchInput_ & ) { return true; } );
+}
+
 TEST( RouteMapPlanModel, aSequenceIsFoundByAsLittleAsPossible ) {
-   const auto list = []( ListFixtures::Texts texts ) { return makeNode<PrefixListMatcher>( "L", ListFixtures::prefixList( texts ) ); };
-   const auto keys = []( uint32_t count ) {
-      return makeNode<TellingMatcher>(
-         [ count ]( MatchKeys & told ) {
-            for( uint32_t i = 0; i < count; ++i ) told.keyIs( MatchKey::tag( i ) );
-         },
-         [ count ]( const MatchInput_ & input ) { return input.getTag() < count; } );
-   };
    const struct {
       const char * name;
       Ptr<const Matcher> matcher;
-      Found found;
+      const char * found;
    } rows[] = {
-      { "a tag", makeNode<TagMatcher>( 5u ), { false, 1, 0, true } },
-      { "a next hop, which has no key of its own", makeNode<NexthopMatcher>( IpGenAddr( "10.0.0.1" ) ), { false, 1, 0, false } },
-      { "an empty set", setOf( 0 ), { false, 0, 0, false } },
-      { "as many tags as can be", setOf( 64 ), { false, 64, 0, true } },
-      { "a tag too many", setOf( 65 ), { true, 0, 0, false } },
-      { "as many keys of an agent's matcher as can be", keys( 64 ), { false, 64, 0, false } },
-      { "a key too many", keys( 65 ), { true, 0, 0, false } },
-      { "an empty list", listOfEntries( 0 ), { false, 0, 0, false } },
-      { "as many entries as can be", listOfEntries( 1024 ), { false, 0, 1024, true } },
-      { "an entry too many", listOfEntries( 1025 ), { true, 0, 0, false } },
-      { "an undefined list", makeNode<PrefixListMatcher>( "L", nullptr ), { false, 0, 0, false } },
-      { "permit entries only", list( { "1 permit 10.0.0.0/8", "2 permit 10.0.0.0/8" } ), { false, 0, 2, true } },
-      { "with a deny entry", list( { "1 deny 10.1.0.0/16", "2 permit 10.0.0.0/8 le 24" } ), { false, 0, 1, false } },
-      { "the default route", list( { "1 permit 0.0.0.0/0" } ), { false, 0, 1, true } },
-      { "every route", list( { "1 permit 0.0.0.0/0 le 32" } ), { true, 0, 0, false } },
-      { "IPv6", list( { "1 permit 2001:db8::/32" } ), { false, 0, 1, true } },
+      { "a tag", tagOf( 5 ), "1 keys, answered, permits" },
+      { "a next hop, which has no key of its own", makeNode<NexthopMatcher>( IpGenAddr( "10.0.0.1" ) ), "1 keys" },
+      { "an empty set", setOf( 0 ), "never" },
+      { "as many tags as can be", setOf( 64 ), "64 keys, answered, permits" },
+      { "a tag too many", setOf( 65 ), "always" },
+      { "as many keys of an agent's matcher as can be", keysOf( 64 ), "64 keys" },
+      { "a key too many", keysOf( 65 ), "always" },
+      { "an empty list", listOfEntries( 0 ), "never" },
+      { "as many entries as can be", listOfEntries( 1024 ), "1024 rows, answered, permits" },
+      { "an entry too many", listOfEntries( 1025 ), "asked, answered, permits" },
+      { "an undefined list", makeNode<PrefixListMatcher>( "L", nullptr ), "never" },
+      { "permit entries only", listOf( { "1 permit 10.0.0.0/8", "2 permit 10.0.0.0/8" } ), "2 rows, answered, permits" },
+      { "with a deny entry", listOf( { "1 deny 10.1.0.0/16", "2 permit 10.0.0.0/8 le 24" } ), "1 rows" },
+      { "the default route", listOf( { "1 permit 0.0.0.0/0" } ), "1 rows, answered, permits" },
+      { "every route", listOf( { "1 permit 0.0.0.0/0 le 32" } ), "always" },
+      { "IPv6", listOf( { "1 permit 2001:db8::/32" } ), "1 rows, answered, permits" },
+      { "a matcher that tells nothing", EvalTest::matcher( true ), "always, impure" },
+      { "no matcher need be asked", skippable(), "always" },
    };
-   for( const auto & row : rows ) EXPECT_EQ( foundBy( row.matcher ), row.found ) << row.name;
+   for( const auto & row : rows ) EXPECT_EQ( foundBy( seqOf( 10, row.matcher ) ), row.found ) << row.name;
+}
+
+TEST( RouteMapPlanModel, whatRemainsOfASequence ) {
+   const auto callee = routeMap( "C", { seq( 1 ).match( tagOf( 1 ) ) } );
+   const auto tag = [] { return seq( 10 ).match( tagOf( 5 ) ); };
+   const auto later = MatchOption::matchTagSet;
+   const struct {
+      const char * name;
+      Ptr<const RouteMapSeqStatus> seq;
+      const char * found;
+   } rows[] = {
+      { "a tag", tag(), "1 keys, answered, permits" },
+      { "a deny", tag().deny(), "1 keys, answered, denies" },
+      { "a continue", tag().continueTo( 20 ), "1 keys, answered" },
+      { "a continue of a deny, which ends the route map", tag().deny().continueTo( 20 ), "1 keys, answered, denies" },
+      { "a call", tag().call( callee ), "1 keys, answered" },
+      { "a call and a deny", tag().deny().call( callee ), "1 keys, answered" },
+      { "a second clause", tag().match( tagOf( 5 ), later ), "1 keys, answered" },
+      { "a deny with a second clause", tag().deny().match( tagOf( 5 ), later ), "1 keys, answered" },
+      { "no clause", seq( 10 ), "always, permits" },
+      { "no clause, and a deny", seq( 10 ).deny(), "always, denies" },
+      { "no clause, and a continue", seq( 10 ).continueTo( 20 ), "always" },
+      { "one clause that is not answered", seq( 10 ).match( keysOf( 1 ) ), "1 keys" },
+      { "behind the clause, a matcher that tells nothing", tag().match( EvalTest::matcher( true ), later ), "1 keys, answered, impure" },
+      { "in front of the clause", seq( 10 ).match( EvalTest::matcher( true ) ).match( tagOf( 5 ), later ), "always, impure" },
+   };
+   for( const auto & row : rows ) EXPECT_EQ( foundBy( row.seq ), row.found ) << row.name;
+}
+
+TEST( RouteMapPlanModel, aCallIsFoundByTheWaysOfItsCallee ) {
+   const auto of = []( std::initializer_list<Ptr<const Matcher>> matchers ) {   // a sequence for each
+      const auto map = makeNode<RouteMapStatus>( "C" );
+      uint32_t seqno = 0;
+      for( const auto & matcher : matchers ) map->seqStatusIs( seqOf( ++seqno, matcher ) );
+      return map;
+   };
+   const auto ofSequences = [ & ]( uint32_t count ) {
+      const auto map = makeNode<RouteMapStatus>( "C" );
+      for( uint32_t i = 1; i <= count; ++i ) map->seqStatusIs( seqOf( i, tagOf( 1 ) ) );
+      return map;
+   };
+   const auto calling = []( const Ptr<const RouteMapStatus> & callee ) { return seq( 10 ).call( callee ); };
+   const auto tag1 = tagOf( 1 ), tag2 = tagOf( 2 ), ownOne = Ptr<const Matcher>( EvalTest::matcher( true ) );
+   const auto one = listOf( { "1 permit 10.0.0.0/8" } ), ipv6 = listOf( { "1 permit 2001:db8::/32" } ),
+              other = listOf( { "1 deny 10.1.0.0/16", "2 permit 10.0.0.0/8 le 24" } );
+   const auto later = MatchOption::matchTagSet;
+   const struct {
+      const char * name;
+      Ptr<const RouteMapSeqStatus> seq;
+      const char * found;
+   } rows[] = {
+      { "tags", calling( of( { tag1, tag2 } ) ), "2 keys, called" },
+      { "a tag twice", calling( of( { tag1, tag1 } ) ), "1 keys, called" },
+      { "lists", calling( of( { one, other } ) ), "2 rows, called" },
+      { "a list twice", calling( of( { one, one } ) ), "1 rows, called" },
+      { "lists of both families", calling( of( { one, ipv6 } ) ), "2 rows, called" },
+      { "a tag and a list", calling( of( { tag1, one } ) ), "1 keys, 1 rows, called" },
+      { "a deny of the caller", calling( of( { tag1 } ) ).deny(), "1 keys, called" },
+      { "a continue of the caller", calling( of( { tag1 } ) ).continueTo( 20 ), "1 keys, called" },
+      { "a sequence that always matches", calling( routeMap( "C", { seq( 1 ).match( tag1 ), seq( 2 ) } ) ), "always" },
+      { "a deny", calling( routeMap( "C", { seq( 1 ).match( tag1 ).deny(), seq( 2 ).match( tag2 ) } ) ), "1 keys, called" },
+      { "a deny of each route", calling( routeMap( "C", { seq( 1 ).deny(), seq( 2 ).match( tag2 ) } ) ), "1 keys, called" },
+      { "denies only", calling( routeMap( "C", { seq( 1 ).match( tag1 ).deny(), seq( 2 ).deny() } ) ), "called" },
+      { "a continue", calling( routeMap( "C", { seq( 1 ).match( tag1 ).continueTo( 2 ), seq( 2 ).match( tag2 ) } ) ), "2 keys, called" },
+      { "an inverted call", seq( 10 ).callInverted( of( { tag1 } ) ), "always" },
+      { "an inverted call beside a tag", seq( 10 ).match( tag2 ).callInverted( of( { tag1 } ) ), "1 keys, answered" },
+      { "as many sequences as can be", calling( ofSequences( 64 ) ), "1 keys, called" },
+      { "a sequence too many", calling( ofSequences( 65 ) ), "always, impure" },
+      { "as many keys as can be", calling( of( { setOf( 63 ), tag1 } ) ), "63 keys, called" },
+      { "a key too many", calling( of( { setOf( 64 ), tag1 } ) ), "always" },
+      { "as many rows as can be", calling( of( { listOfEntries( 127 ), ipv6 } ) ), "128 rows, called" },
+      { "a row too many", calling( of( { listOfEntries( 128 ), ipv6 } ) ), "always" },
+      { "a large list", calling( of( { listOfEntries( 1025 ) } ) ), "always" },
+      { "a large list of a deny", calling( routeMap( "C", { seq( 1 ).match( listOfEntries( 1025 ) ).deny() } ) ), "called" },
+      { "a matcher that tells nothing", calling( of( { tag1, ownOne } ) ), "always, impure" },
+      { "a matcher that tells nothing, of a deny", calling( routeMap( "C", { seq( 1 ).match( ownOne ).deny() } ) ), "always, impure" },
+      { "the same behind a tag", calling( routeMap( "C", { seq( 1 ).match( tag1 ).match( ownOne, later ) } ) ), "always, impure" },
+      { "the same if the caller has a tag", seq( 10 ).match( tag2 ).call( of( { ownOne } ) ), "1 keys, answered, impure" },
+      { "a matcher of the caller that tells nothing", calling( of( { tag1 } ) ).match( ownOne ), "always, impure" },
+      { "a matcher of the caller that need not be asked", calling( of( { tag1 } ) ).match( skippable() ), "1 keys, called" },
+      { "a list of the caller that permits every route", calling( of( { tag1 } ) ).match( listOf( { "1 permit 0.0.0.0/0 le 32" } ) ),
+        "1 keys, called" },
+      { "a tag of the caller", calling( of( { tag1 } ) ).match( tag2 ), "1 keys, answered" },
+      { "a large list of the caller", calling( of( { tag1 } ) ).match( listOfEntries( 1025 ) ), "asked, answered" },
+      { "no sequences", calling( of( {} ) ), "always" },
+      { "a callee of the callee", calling( routeMap( "C", { calling( of( { tag1, one } ) ) } ) ), "1 keys, 1 rows, called" },
+      { "an inverted callee of the callee", calling( routeMap( "C", { seq( 1 ).callInverted( of( { tag1 } ) ) } ) ), "always" },
+      { "an empty callee of the callee", calling( routeMap( "C", { seq( 1 ).match( tag1 ).call( of( {} ) ) } ) ), "1 keys, called" },
+      { "a callee of the callee with a matcher that tells nothing",
+        calling( routeMap( "C", { seq( 1 ).match( tag1 ).call( of( { ownOne } ) ) } ) ), "always, impure" },
+      { "a callee of the callee with as many sequences as can be", calling( routeMap( "C", { calling( ofSequences( 63 ) ) } ) ),
+        "1 keys, called" },
+      { "a sequence too many in the callee of the callee", calling( routeMap( "C", { calling( ofSequences( 64 ) ) } ) ), "always, impure" },
+   };
+   for( const auto & row : rows ) EXPECT_EQ( foundBy( row.seq ), row.found ) << row.name;
+}
+
+// A plan reads the callees of the callees, too.
+TEST( RouteMapPlanModel, aLateChangeOfACalleeOutdatesThePlan ) {
+   for( int change = 0; change < 4; ++change ) {
+      const auto innerSeq = seq( 1 ).match( tagOf( 1 ) ), outerSeq = seq( 1 );
+      const auto inner = routeMap( "I", { innerSeq } );
+      outerSeq.get()->subRouteMapIs( inner );
+      const auto outer = routeMap( "O", { outerSeq } );
+      const auto map = routeMap( "M", { seq( 10 ).call( outer ) } );
+      std::vector<const RouteMapStatus *> callees;
+      const auto plan = RouteMapPlan::of( map->seqStatus(), nullptr, callees );
+      ASSERT_TRUE( plan->isCurrent() );
+      switch( change ) {
+         case 0: outer->seqStatusIs( seq( 2 ) ); break;
+         case 1: outerSeq.get()->subInvertIs( true ); break;
+         case 2: inner->seqStatusIs( seq( 2 ) ); break;
+         default: innerSeq.get()->matcherDelAll();
+      }
+      EXPECT_FALSE( plan->isCurrent() ) << change;
+   }
 }
 
 TEST( RouteMapPlanModel, aPlanOfWhatChangesMeanwhileIsNotUsed ) {
