@@ -18,14 +18,37 @@ Way anyWay( RandomPolicy & policy ) {
 
 // One route in one way, without and with a plan.
 void askOnce( RandomPolicy & policy, const Policies & policies ) {
-   const auto route = policy.route();
-   const LateInput late( route );
-   const MatchInput_ & input = policy.chance( 2 ) ? late : route;
-   expectAsTheWalk( policies, anyWay( policy ), input, policy.journal(), [ & ] { policy.restart(); } );
+   MatchInput_ route = policy.route();
+   LateInput late( route );
+   const bool isLate = policy.chance( 2 );
+   policy.routeIs( isLate ? late.late : route );
+   expectAsTheWalk( policies, anyWay( policy ), isLate ? static_cast<const MatchInput_ &>( late ) : route, policy.journal(),
+                    [ & ] { policy.restart(); } );
 }
 
 void ask( RandomPolicy & policy, const Policies & policies, int routes ) {
    while( routes-- && !caseFailed() ) askOnce( policy, policies );
+}
+
+Ptr<RouteMapStatus> mapOf( const Ptr<const RouteMapSeqStatus> & seq ) {
+   const auto map = makeNode<RouteMapStatus>( "M" );
+   map->seqStatusIs( seq );
+   map->makePlan();
+   return map;
+}
+
+Ptr<RouteMapSeqStatus> seqOf( uint32_t seqno, const Ptr<const Matcher> & matcher, MatchOption option = MatchOption::matchTag ) {
+   const auto seq = makeNode<RouteMapSeqStatus>( seqno );
+   seq->matcherIs( option, matcher );
+   return seq;
+}
+
+// All plans are outdated; some maps get plans again, with their callees. The others are walked.
+void outdatePlans( RandomPolicy & policy ) {
+   const auto other = mapOf( seqOf( 10, makeNode<TagMatcher>( 1u ) ) );
+   other->seqStatusDelAll();
+   for( const auto & map : policy.maps() )
+      if( policy.chance( 2 ) ) map->makePlan();
 }
 
 // What a failed case shows of a map.
@@ -40,7 +63,7 @@ void sayMap( Random & random, const RouteMapStatus & map ) {
 }
 
 TEST( RouteMapPlanModel, evaluationIsThatOfTheWalk ) {
-   forRandomCases( 30, []( Random & random ) {
+   forRandomCases( 15, []( Random & random ) {
       RandomPolicy policy( random );
       for( const auto & callee : policy.maps() ) callee->makePlan();
       for( int i = 0; i < 5 && random.step(); ++i ) {
@@ -48,7 +71,10 @@ TEST( RouteMapPlanModel, evaluationIsThatOfTheWalk ) {
          sayMap( random, *map );
          const Policies policies{ map, policy.listOf( map ) };
          ASSERT_TRUE( map->plan() );
-         ask( policy, policies, 50 );
+         ask( policy, policies, 40 );
+         if( !policy.chance( 3 ) ) continue;
+         outdatePlans( policy );
+         ask( policy, policies, 10 );
       }
    } );
 }
@@ -101,6 +127,8 @@ class Line {
          case 0: return map.seqStatusDel( policy_.seqno() );
          case 1: return policy_.chance( 10 ) ? map.seqStatusDelAll() : map.seqStatusDel( policy_.seqno() );
          case 2: {
+            if( policy_.chance( 4 ) )
+               return replace<PrefixListMatcher>( map, anyOf( random_, policy_.larges() ).get(), anyOf( random_, policy_.larges() ) );
             const auto old = policy_.lists();
             const auto i = policy_.editList();
             return replace<PrefixListMatcher>( map, old[ i ].get(), policy_.lists()[ i ] );
@@ -141,7 +169,7 @@ class Line {
 };
 
 TEST( RouteMapPlanModel, aPlanMadeFromAnotherIsThatMadeOfNothing ) {
-   forRandomCases( 5, []( Random & random ) {
+   forRandomCases( 4, []( Random & random ) {
       Line line( random );
       for( int i = 0; i < 40 && random.step() && !caseFailed(); ++i ) line.step();
    } );
@@ -195,7 +223,7 @@ const std::pair<const char *, Change> kChanges[] = {
      []( RandomPolicy & p ) {
         const auto & list = anyOf( p.random(), p.lists() );
         const auto trie = makeNode<Routing::PatriciaTrieWithNodeData>( list->af(), false );
-        const auto prefix = p.network( list->af() );
+        const auto prefix = p.networkOf( list->af() );
         trie->routeIs( prefix, ListFixtures::plainEntry( { 5, permit, prefix, prefix.length(), Ferule::addressBits( list->af() ) } ) );
         list->trieIs( trie );
      } },
@@ -214,7 +242,7 @@ const std::pair<const char *, Change> kChanges[] = {
 };
 
 TEST( RouteMapPlanModel, aChangeThatComesLateTakesEffect ) {
-   forRandomCases( 10, []( Random & random ) {
+   forRandomCases( 6, []( Random & random ) {
       RandomPolicy policy( random );
       Ptr<RouteMapStatus> map = policy.topMap();
       Policies policies{ map, policy.listOf( map ) };
@@ -255,8 +283,9 @@ TEST( RouteMapPlanModel, aPolicyMayChangeWhileItIsEvaluated ) {
          policy.nameAll();
       }
       std::vector<uint64_t> ask( bool byWalk ) {
+         auto route = policy.route();
+         policy.routeIs( route );
          policy.restart();
-         const auto route = policy.route();
          if( policy.chance( 3 ) ) map->makePlan();
          return outcomeOf( byWalk, anyWay( policy ), { map, list }, route, policy.journal() );
       }
@@ -265,7 +294,7 @@ TEST( RouteMapPlanModel, aPolicyMayChangeWhileItIsEvaluated ) {
       Ptr<RouteMapStatus> map;
       Ptr<RouteMapStatusList> list;
    };
-   forRandomCases( 20, []( Random & random ) {
+   forRandomCases( 15, []( Random & random ) {
       const uint64_t seed = random();
       Changing planned( seed ), walked( seed );
       for( int i = 0; i < 10 && random.step() && !caseFailed(); ++i ) EXPECT_EQ( planned.ask( false ), walked.ask( true ) );
@@ -273,19 +302,6 @@ TEST( RouteMapPlanModel, aPolicyMayChangeWhileItIsEvaluated ) {
 }
 
 // ---- single cases
-
-Ptr<RouteMapStatus> mapOf( const Ptr<const RouteMapSeqStatus> & seq ) {
-   const auto map = makeNode<RouteMapStatus>( "M" );
-   map->seqStatusIs( seq );
-   map->makePlan();
-   return map;
-}
-
-Ptr<RouteMapSeqStatus> seqOf( uint32_t seqno, const Ptr<const Matcher> & matcher, MatchOption option = MatchOption::matchTag ) {
-   const auto seq = makeNode<RouteMapSeqStatus>( seqno );
-   seq->matcherIs( option, matcher );
-   return seq;
-}
 
 /// How the plan of a map with this sequence alone finds the sequence, and what then remains to be done.
 std::string foundBy( const Ptr<const RouteMapSeqStatus> & seq ) {
@@ -545,6 +561,47 @@ TEST( RouteMapPlanModel, aDerivedMatcherThatTellsNothingIsAsked ) {
    const auto seq = seqOf( 10, makeNode<OwnListMatcher>( journal, ListFixtures::prefixList( { "10 permit 10.0.0.0/8" } ) ) );
    seq->matcherIs( MatchOption::matchTagSet, makeNode<TagMatcher>( 5u ) );   // the later option
    expectAsTheWalk( { mapOf( seq ), nullptr }, Way::map, ListFixtures::routeTo( "10.0.0.0/8" ), journal );
+}
+
+// More large lists than an evaluation remembers answers of; the callee asks all of them again.
+TEST( RouteMapPlanModel, anEvaluationMayAskManyLargeLists ) {
+   const auto callee = makeNode<RouteMapStatus>( "C" ), map = makeNode<RouteMapStatus>( "M" );
+   for( uint32_t i = 0; i < 12; ++i ) {
+      PrefixListBuilder builder( "L", AddressFamily::ipv4 );
+      EXPECT_FALSE( builder.entryIs( { 0, i % 3 ? deny : permit, prefixOf( AddressFamily::ipv4, { 10ull << 56, 0 }, 8 ), {}, {} } ) );
+      for( uint32_t n = 1; n <= RouteMapPlan::kMostEntries; ++n )
+         EXPECT_FALSE( builder.entryIs( { n, permit, prefixOf( AddressFamily::ipv4, { uint64_t( n ) << 40, 0 }, 24 ), {}, {} } ) );
+      const auto list = makeNode<PrefixListMatcher>( "L", builder.build() );
+      for( const auto & m : { callee, map } ) m->seqStatusIs( seq( i ).match( list ).continueTo( i + 1 ) );
+   }
+   map->seqStatusIs( seq( 50 ).call( callee ) );
+   map->makePlan();
+   ASSERT_EQ( map->plan()->content().asked.count(), 12u );
+   Journal journal;
+   for( const char * prefix : { "10.0.0.0/8", "0.0.1.0/24", "192.0.2.0/24" } )
+      expectAsTheWalk( { map, nullptr }, Way::map, ListFixtures::routeTo( prefix ), journal );
+}
+
+// A function of the agent runs between two route maps.
+TEST( RouteMapPlanModel, aFunctionMayChangeTheRoute ) {
+   MatchInput_ route;
+   EvalTest::Journal calls;
+   const auto body = makeNode<EvalTest::FakeFunction>( calls, EvalTest::kPermit );
+   body->during = [ & ] { route.tagIs( 2 ); };
+   const auto list =
+      EvalTest::listOf( { { 3, routeMap( "BEFORE", { seq( 10 ).match( tagOf( 1 ) ) } ) },
+                          { 5, routeMap( "AFTER", { seq( 10 ).match( tagOf( 1 ) ).deny(), seq( 20 ).match( tagOf( 2 ) ) } ) } } );
+   list->gyreStatusIs( EvalTest::function( "F", body ) );
+   const auto contexts = Gyre::Eval::GyreEvalContextMap::getGyreEvalContextMapWithOneEntry( RmPrecedence::routeMapPrecedence,
+                                                                                            makeNode<EvalTest::FakeContext>( calls, "F" ) );
+   for( const bool byWalk : { false, true } ) {
+      const auto eval = makeNode<PolicyEval>();
+      if( byWalk ) eval->contextIs( makeNode<PolicyEvalContext>() );
+      route.tagIs( 1 );
+      MatchedRouteMapSequences matched;
+      EXPECT_TRUE( eval->evalPolicyMatchers( &route, list, &matched, contexts ) ) << byWalk;
+      EXPECT_EQ( EvalTest::seqnosOf( matched ), std::vector<uint32_t>{ 20 } ) << byWalk;
+   }
 }
 
 // An access list gets rules of an agent's own class after the plan was made.
