@@ -13,11 +13,13 @@
 #include "substrate/routemap/PrefixListProducer.h"
 #include "tests/compile/Reaction.h"
 #include "tests/compile/RouteMapConfigSmFixtures.h"
+#include "tests/policy/Fixtures.h"
 
 namespace Routing::Policy {
 namespace {
 
 using namespace CompileFixtures;
+using Fixtures::EndMatcher;
 using Quoin::makeNode;
 using Quoin::Ptr;
 using Reader = PublishedPolicy::Reader;
@@ -219,15 +221,6 @@ TEST_F( PublishedRouteMapTest, mayBeDestroyedInsideThePublication ) {
    run();
    EXPECT_FALSE( point );
 }
-
-/// Runs `atEnd` in its destructor.
-struct EndMatcher final : Matcher {
-   explicit EndMatcher( std::function<void()> f ) : atEnd( std::move( f ) ) {}
-   ~EndMatcher() override { atEnd(); }
-   bool match( const MatchInput_ *, const Ptr<PolicyEvalContext> & ) const override { return true; }
-   void formatDerivedType( std::ostream & ) const override {}
-   std::function<void()> atEnd;
-};
 
 TEST_F( PublishedRouteMapTest, theEndOfAnOldPolicyMayDestroyIt ) {
    const auto in = symbol( "IN" );

@@ -48,6 +48,15 @@ struct FixedMatcher final : Matcher {
    mutable std::atomic<int> matched = 0, featuresRead = 0;
 };
 
+/// Runs `atEnd` in its destructor.
+struct EndMatcher final : Matcher {
+   explicit EndMatcher( std::function<void()> f ) : atEnd( std::move( f ) ) {}
+   ~EndMatcher() override { atEnd(); }
+   bool match( const MatchInput_ *, const Quoin::Ptr<PolicyEvalContext> & ) const override { return true; }
+   void formatDerivedType( std::ostream & os ) const override { os << "EndMatcher"; }
+   std::function<void()> atEnd;
+};
+
 /// Writes its name into a log when it runs. A deferring one registers itself, and writes "late " and its name in its late half.
 struct RecordingSetter final : Setter {
    using Log = std::vector<std::string>;

@@ -17,6 +17,7 @@
 namespace {
 
 using namespace EvalTest;
+using Fixtures::EndMatcher;
 using Reader = PublishedPolicy::Reader;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -24,15 +25,6 @@ using testing::IsEmpty;
 static_assert( !std::is_copy_constructible_v<PublishedPolicy> && !std::is_copy_assignable_v<PublishedPolicy> );
 static_assert( !std::is_copy_constructible_v<Reader> && !std::is_copy_assignable_v<Reader> );
 static_assert( noexcept( std::declval<Reader &>().policy() ) && std::is_nothrow_constructible_v<Reader, const PublishedPolicy &> );
-
-/// Runs `atEnd` in its destructor.
-struct EndMatcher final : Matcher {
-   explicit EndMatcher( std::function<void()> f ) : atEnd( std::move( f ) ) {}
-   ~EndMatcher() override { atEnd(); }
-   bool match( const MatchInput_ *, const Ptr<PolicyEvalContext> & ) const override { return true; }
-   void formatDerivedType( std::ostream & os ) const override { os << "EndMatcher"; }
-   std::function<void()> atEnd;
-};
 
 Ptr<RouteMapStatusList> policyWithEnd( std::function<void()> atEnd ) {
    return listOf( { { 4, routeMap( "RM", { seq( 10 ).match( makeNode<EndMatcher>( std::move( atEnd ) ) ) } ) } } );

@@ -37,7 +37,8 @@ class RandomPolicy : public RandomLists {
 
    explicit RandomPolicy( Random & random ) : RandomLists( random ) {
       for( unsigned level = kLevels; level; --level )
-         for( int i = 0; i < 2; ++i ) maps_[ level ].push_back( map( level, chance( 12 ) ? RouteMapPlan::kMostCalled - 2 + pick( 8 ) : pick( 5 ) ) );
+         for( int i = 0; i < 2; ++i )
+            maps_[ level ].push_back( map( level, chance( 12 ) ? RouteMapPlan::kMostCalled - 2 + pick( 8 ) : pick( 5 ) ) );
    }
 
    /// The matchers that change a route change this one. It must live until the next call.
