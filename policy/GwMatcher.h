@@ -12,7 +12,7 @@ namespace Routing::Policy {
 class ROUTEPOLICY_API GwMatcher final : public Matcher {
  public:
    bool match( const MatchInput_ *, const Quoin::Ptr<PolicyEvalContext> & ) const override { return false; }
-   void keys( MatchKeys & keys ) const override { keys.nothing(); }
+   void keys( MatchKeys & keys ) const override { keys.noRoute(); }
    void formatDerivedType( std::ostream & os ) const override { os << "GwMatcher Not implemented yet"; }
 };
 

@@ -1,6 +1,7 @@
 /// @file policy/MatchInput.h
 /// A route as an agent describes it to policy: matchers read it during an evaluation. An agent may derive a class that computes fields on
-/// demand: matchers read the route through the virtual getters, and read only the three switches at the end directly.
+/// demand: matchers read the route through the virtual getters, and read only the three switches at the end directly. The plan of a route
+/// map calls a getter at most once, and may call one whose field no visited sequence tests.
 /// Threading: a plain value. One evaluation reads it at a time, unless the getters of a derived class are thread-safe.
 #pragma once
 

@@ -36,7 +36,7 @@ void MatchKeys::listIs( const RouteMap::PrefixListStatus * list ) {
    dependsOn( list->seal() );
 }
 
-void MatchKeys::nothing() noexcept {
+void MatchKeys::noRoute() noexcept {
    isSkippable_ = isSelective_ = true;
 }
 

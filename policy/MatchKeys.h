@@ -60,10 +60,10 @@ class ROUTEPOLICY_API MatchKeys {
    /// The matcher matches only routes with this key, or with one of the other keys that it tells. A plan looks up at most kMost keys.
    void keyIs( const MatchKey & key );
    /// The matcher matches only routes whose prefix this list permits. Null: an undefined list, which permits nothing. A plan looks up one
-   /// list, and none beside keys.
+   /// list, and none beside keys. The matcher must hold the list as long as it lives.
    void listIs( const RouteMap::PrefixListStatus * list );
    /// The matcher matches no route.
-   void nothing() noexcept;
+   void noRoute() noexcept;
    /// The matcher matches every route that has one of its keys, or that its list permits.
    void exact() noexcept { isExact_ = true; }
    /// The answer changes if the object with this seal does.

@@ -10,7 +10,6 @@
 
 #include "policy/MatchInput.h"
 #include "policy/RouteMapStatus.h"
-#include "substrate/plinth/InlineRow.h"
 
 namespace Routing::Policy {
 
@@ -70,6 +69,7 @@ inline const PlanStep * firstOf( const PlanStep * a, const PlanStep * b ) noexce
 /// The first step of a route; null if there is none. For most routes it decides, and no PlanSearch is needed.
 inline const PlanStep * firstStep( const RouteMapPlan & plan, PlannedRoute & route ) {
    const PlanStep * first = plan.firstAlways();
+   if( plan.beginsAlways() ) return first;
    for( unsigned left = plan.keyedAttributes(); left != 0; left &= left - 1 )
       if( const auto * const steps = plan.keyedBy( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
          first = firstOf( first, &steps->all().front() );
@@ -83,7 +83,8 @@ inline const PlanStep * firstStep( const RouteMapPlan & plan, PlannedRoute & rou
    return first;
 }
 
-/// The steps of one route, in ascending order of their numbers. The plan must outlive it.
+/// The steps of one route, in ascending order of their numbers. The plan must outlive it. A search is for routes that few sequences match:
+/// it ends early if many find the route and do not decide.
 class PlanSearch {
  public:
    PlanSearch( const RouteMapPlan & plan, PlannedRoute & route )
@@ -91,27 +92,32 @@ class PlanSearch {
       if( route.visitsCalls() ) calls_ = plan.content().calls.begin();
       for( unsigned left = plan.keyedAttributes(); left != 0; left &= left - 1 )
          if( const auto * const steps = plan.keyedBy( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
-            runs_.append( Run( steps->all() ) );
+            runs_[ runCount_++ ] = Run( steps->all() );
       if( plan.hasRows() ) prefix_ = &route.prefix();
    }
 
-   /// The first step whose number is `seqno` or higher; null if there is none. `seqno` must not decrease from call to call.
+   /// The first step whose number is `seqno` or higher; null if there is none, or if the search has ended early. `seqno` must not decrease
+   /// from call to call.
    const PlanStep * from( uint32_t seqno ) {
       const PlanStep * first = firstOf( at( always_, plan_.content().always, seqno ), at( calls_, plan_.content().calls, seqno ) );
-      for( Run & run : runs_ ) first = firstOf( first, run.from( seqno ) );
+      for( unsigned i = 0; i != runCount_; ++i ) first = firstOf( first, runs_[ i ].from( seqno ) );
       first = firstOf( first, listedFrom( seqno ) );
       for( ; asked_ && ( !first || asked_->first < first->seqno ); ++asked_ ) {
          if( !route_.isPermittedBy( *asked_->second.rows ) ) continue;
-         runs_.append( Run( asked_->second.steps.all() ) );
-         first = firstOf( first, runs_[ runs_.size() - 1 ].from( seqno ) );
+         if( runCount_ == kMostRuns ) hasEndedEarly_ = true;
+         if( hasEndedEarly_ ) break;
+         runs_[ runCount_++ ] = Run( asked_->second.steps.all() );
+         first = firstOf( first, runs_[ runCount_ - 1 ].from( seqno ) );
       }
-      return first;
+      return hasEndedEarly_ ? nullptr : first;
    }
+   bool hasEndedEarly() const noexcept { return hasEndedEarly_; }
 
  private:
    // The steps of one key or large list.
    class Run {
     public:
+      Run() noexcept = default;
       explicit Run( std::span<const PlanStep> steps ) noexcept : at_( steps.data() ), end_( at_ + steps.size() ) {}
       const PlanStep * from( uint32_t seqno ) noexcept {
          if( at_ != end_ && at_->seqno < seqno ) at_ = std::ranges::lower_bound( at_ + 1, end_, seqno, {}, &PlanStep::seqno );
@@ -130,6 +136,7 @@ class PlanSearch {
    }
    const PlanStep * listedFrom( uint32_t seqno ) {
       if( prefix_ && ( !listed_ || listed_->seqno < seqno ) ) {
+         hasEndedEarly_ |= ++looksIntoRows_ > kMostLooks;   // each passes over the rows of the sequences in front
          listed_ = plan_.listedFrom( seqno, *prefix_ );
          if( !listed_ ) prefix_ = nullptr;
       }
@@ -141,7 +148,12 @@ class PlanSearch {
    Steps::MemberIterator always_;
    Steps::MemberIterator calls_;                                            // stays at no member unless the route visits calls
    Plinth::TreeMap<uint32_t, RouteMapPlan::Asked>::MemberIterator asked_;   // the lists that are not asked yet
-   Plinth::InlineRow<Run, 16> runs_;
+   static constexpr unsigned kMostRuns = 16;
+   static constexpr unsigned kMostLooks = 16;
+   std::array<Run, kMostRuns> runs_;   // the first `runCount_`
+   unsigned runCount_ = 0;
+   unsigned looksIntoRows_ = 0;
+   bool hasEndedEarly_ = false;
    const Ferule::IpGenPrefix * prefix_ = nullptr;   // null if no list has a further step
    const PlanStep * listed_ = nullptr;
 };

@@ -212,14 +212,11 @@ struct InTurn {
    static bool isPure() { return false; }
 };
 struct ByPlan {
-   // Whether the route passes the clause of this option. A matcher in front of it may have changed the policy.
-   bool hasAnswered( MatchOption option ) const noexcept { return step.isAnswered && step.option == option && routeMap.plan() == &plan; }
-
+   // Whether the route passes the clause of this option. All matchers in front of it are skippable.
+   bool hasAnswered( MatchOption option ) const noexcept { return step.isAnswered && step.option == option; }
    // Whether the route is the same afterwards.
    bool isPure() const noexcept { return step.isPure; }
 
-   const RouteMapStatus & routeMap;
-   const RouteMapPlan & plan;
    const PlanStep & step;
 };
 
@@ -300,7 +297,7 @@ template <class Log>
    return walkSequences( eval, rmStatus, rmStatus.seqStatus().first(), false, log );
 }
 
-// As visit(), of a sequence that the plan has found.
+// As visit(), of a sequence that the plan has found and about which nothing is left to ask.
 template <class Log>
 inline Next visitDecided( Evaluation & eval, const PlanStep & step, Log & log ) {
    log.visit( *step.seq );
@@ -312,42 +309,47 @@ inline Next visitDecided( Evaluation & eval, const PlanStep & step, Log & log ) 
    eval.matched.append( step.seq );
    return Next::permit;
 }
+// As visit(), of a sequence that the plan has found.
 template <class Log>
-inline Next visitFound( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapPlan & plan, const PlanStep & step, Log & log ) {
+inline Next visitFound( Evaluation & eval, const RouteMapStatus & rmStatus, const PlanStep & step, Log & log ) {
    if( step.left != PlanStep::Left::evaluation ) return visitDecided( eval, step, log );
-   return visit( eval, rmStatus, *step.seq, ByPlan{ rmStatus, plan, step }, log );
+   return visit( eval, rmStatus, *step.seq, ByPlan{ step }, log );
 }
 
-// The first sequence whose number is higher.
-RouteMapStatus::Sequences::Iterator above( const RouteMapStatus & rmStatus, uint32_t seqno ) {
-   auto cursor = rmStatus.seqStatus().lowerBound( seqno );
-   if( cursor && cursor.key() == seqno ) cursor.next();
-   return cursor;
+// Goes on behind `step`, after a visit that has not ended the walk.
+template <class Log>
+[[gnu::noinline]] bool walkPlanBehind( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapPlan & plan, const PlanStep * step,
+                                       Next next, Log & log ) {
+   std::optional<PlanSearch> search;
+   bool continued = false;
+   for( ;; ) {
+      continued |= next == Next::target;
+      const uint32_t seqno = step->seqno;
+      const uint32_t from = next == Next::target ? step->seq->continueSeq()->seqno() : seqno + 1;
+      if( from == 0 && next != Next::target ) break;   // behind the highest number
+      // If a matcher has changed the policy, or a sequence continues backwards, the plan does not help.
+      const bool canSearch = from > seqno && rmStatus.plan() == &plan;
+      if( canSearch && ( !search || !step->isPure ) ) search.emplace( plan, eval.route );
+      step = canSearch ? search->from( from ) : nullptr;
+      if( !canSearch || search->hasEndedEarly() ) [[unlikely]]
+         return walkSequences( eval, rmStatus, rmStatus.seqStatus().lowerBound( from ), continued, log );
+      if( !step ) break;
+      next = visitFound( eval, rmStatus, *step, log );
+      if( next == Next::deny ) return false;
+      if( next == Next::permit ) return true;
+   }
+   if( !continued ) log.defaultDeny();
+   return continued;
 }
 
-// Visits the sequences that the plan finds, from `step` on.
+// Visits the sequences that the plan finds, from `step` on. The search is not in the stack frame of the first visit, which may be a call.
 template <class Log>
 [[gnu::noinline]] bool walkPlanFrom( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapPlan & plan, const PlanStep * step,
                                      Log & log ) {
-   std::optional<PlanSearch> search;
-   for( bool continued = false;; ) {
-      const Next next = visitFound( eval, rmStatus, plan, *step, log );
-      if( next == Next::deny ) return false;
-      if( next == Next::permit ) return true;
-      continued |= next == Next::target;
-      const uint32_t seqno = step->seqno;
-      const uint32_t from = next == Next::target ? step->seq->continueSeq()->seqno() : seqno + 1;   // 0 behind the highest number
-      // If a matcher has changed the policy, or a sequence continues backwards, the plan does not help.
-      if( from <= seqno || rmStatus.plan() != &plan ) [[unlikely]]
-         return walkSequences( eval, rmStatus, next == Next::target ? rmStatus.seqStatus().lowerBound( from ) : above( rmStatus, seqno ),
-                               continued, log );
-      if( !search || !step->isPure ) search.emplace( plan, eval.route );
-      step = search->from( from );
-      if( !step ) {
-         if( !continued ) log.defaultDeny();
-         return continued;
-      }
-   }
+   const Next next = visitFound( eval, rmStatus, *step, log );
+   if( next == Next::deny ) return false;
+   if( next == Next::permit ) return true;
+   return walkPlanBehind( eval, rmStatus, plan, step, next, log );
 }
 
 // The same walk as walkSequences(), but it visits only the sequences that the plan finds. Most routes end at the first one.

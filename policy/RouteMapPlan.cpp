@@ -46,6 +46,7 @@ RouteMapPlan::RouteMapPlan( const Content & content, const Quoin::Ptr<RouteMapPl
       : content_( content ),
         keyedAttributes_( attributesOf( content.keyCounts ) ),
         firstAlways_( content_.always.empty() ? nullptr : &content_.always.begin()->second ),
+        beginsAlways_( firstAlways_ && firstAlways_->seqno == ( *content_.sequences.begin() ).first ),
         onlyListed_( content_.listed.size() == 1 ? &content_.listed.begin()->second : nullptr ),
         seals_( seals ),
         planner_( planner ) {}

@@ -51,7 +51,7 @@ struct PlanStep {
    uint32_t seqno = 0;
    MatchOption option = MatchOption::none;   // of the clause by which it is found
    bool isAnswered = false;                  // every route for which it is found passes this clause
-   bool isPure = true;                       // no matcher of it or its callee tells nothing: none changes the route
+   bool isPure = true;                       // all its matchers, and those of its callee, are skippable: none changes the route
    Left left = Left::evaluation;
 
    friend bool operator==( const PlanStep &, const PlanStep & ) = default;
@@ -86,7 +86,7 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
  public:
    using Sequences = Plinth::TreeMap<uint32_t, Quoin::Ptr<const RouteMapSeqStatus>>;
    using Keyed = std::pair<MatchKey, PlanSteps>;
-   static constexpr size_t kMostEntries = 1024;     // the entries of larger lists would be stored twice
+   static constexpr size_t kMostEntries = 128;      // each sequence of the list stores them
    static constexpr size_t kMostCalled = 64;        // sequences of a callee, with those of its callees
    static constexpr unsigned kMostCalls = 3;        // from a sequence to a callee of callees
    static constexpr size_t kMostCalledRows = 128;   // each caller stores them
@@ -108,10 +108,10 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
       Plinth::HashTrie<uint32_t, std::pair<uint32_t, PlanStep>> listed;   // the sequences of `rows`, by number
       std::array<Quoin::Ptr<const RouteMap::PrefixListRows>, 2> rows;     // IPv4, IPv6; null if there are none
       Plinth::TreeMap<uint32_t, Asked> asked;                             // by the number of the first step
-      Plinth::TreeMap<uint32_t, PlanStep> calls;   // the steps that are found by the ways of a callee; an observer hears of each call
+      Plinth::TreeMap<uint32_t, PlanStep> calls;   // also found by keys or rows; for observers, which are told of each call
    };
 
-   /// The plan of these sequences. If `base` is the newest plan of a line, only what differs from it is made anew; `base` may be null.
+   /// The plan of these sequences. If `base` is the newest plan of its planner, only what differs from it is created; `base` may be null.
    /// `callees` receives the route maps that changed sequences call. Errors: std::bad_alloc, std::length_error.
    static Quoin::Ptr<const RouteMapPlan> of( const Sequences & sequences, const Quoin::Ptr<const RouteMapPlan> & base,
                                              std::vector<const RouteMapStatus *> & callees );
@@ -134,12 +134,15 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    const PlanStep * listedFrom( uint32_t seqno, const Ferule::IpGenPrefix & prefix ) const noexcept;
    /// The first step that is found for each route; null if there is none.
    const PlanStep * firstAlways() const noexcept { return firstAlways_; }
+   /// Whether it is that of the first sequence: no look-up can find another one in front of it.
+   bool beginsAlways() const noexcept { return beginsAlways_; }
 
  private:
    friend class RouteMapPlanner;
    const Content content_;
    const unsigned keyedAttributes_;
    const PlanStep * const firstAlways_;
+   const bool beginsAlways_;
    const PlanStep * const onlyListed_;   // null if there are more
    const uint64_t seals_;
    const Quoin::Ptr<RouteMapPlanner> planner_;

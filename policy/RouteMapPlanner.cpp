@@ -38,12 +38,12 @@ std::vector<T> sorted( std::vector<T> values, Order order ) {
 }
 
 // How well a clause tells sequences apart; 0: not at all.
-enum class Selects : uint8_t { nothing, protocol, list, value, allFromNone };
+enum class Selects : uint8_t { nothing, protocol, list, value, noRoute };
 
 Selects selects( const MatchKeys & told ) {
    if( !told.isSelective() ) return Selects::nothing;
    if( told.list() ) return told.list()->ownRows() ? Selects::list : Selects::nothing;
-   if( told.keys().empty() ) return Selects::allFromNone;
+   if( told.keys().empty() ) return Selects::noRoute;
    const auto isProtocol = []( const MatchKey & key ) { return key.attribute == MatchKey::Attribute::protocol; };
    return std::ranges::any_of( told.keys(), isProtocol ) ? Selects::protocol : Selects::value;
 }
@@ -99,6 +99,7 @@ void RouteMapPlanner::byKeys( Way & way, const MatchKeys & told ) {
 
 // By the permit entries of a small list. If they permit nearly every prefix, they tell nothing.
 void RouteMapPlanner::byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact, const Limits & limits ) {
+   if( list.af() != AddressFamily::ipv4 && list.af() != AddressFamily::ipv6 ) return;
    if( list.entryCount() > limits.entries ) {
       way.asked = &list;
       way.isAlways = false;
@@ -124,9 +125,10 @@ void RouteMapPlanner::byList( Way & way, const RouteMap::PrefixListRows & list, 
 // callee need be asked about other routes.
 bool RouteMapPlanner::byCallee( Way & way, const RouteMapStatus & callee, Limits & limits ) {
    const auto & sequences = callee.seqStatus();
-   if( sequences.count() > limits.sequences || limits.calls == 0 ) return false;
    callee.seal().close();
+   if( sequences.count() > limits.sequences || limits.calls == 0 ) return false;
    if( sequences.empty() ) return true;   // is not called
+   const Limits before = limits;
    limits.sequences -= sequences.count();
    --limits.calls;
    Way all;
@@ -147,7 +149,7 @@ bool RouteMapPlanner::byCallee( Way & way, const RouteMapStatus & callee, Limits
          }
       isFound &= all.keys.size() <= MatchKeys::kMost && all.rows[ 0 ].size() + all.rows[ 1 ].size() <= RouteMapPlan::kMostCalledRows;
    }
-   ++limits.calls;
+   limits = { before.entries, limits.sequences, before.calls };
    if( !isFound ) return true;
    way.isAlways = false;
    way.isCall = true;
@@ -269,6 +271,14 @@ void RouteMapPlanner::build( const RouteMapPlan::Sequences & sequences, Callees 
    content_.sequences = sequences;
 }
 
+// Many changes, as after an edit of the configuration, cost more than a new plan: the steps of one key are copied for each.
+bool RouteMapPlanner::hasFewChanges( const RouteMapPlan::Sequences & sequences ) const {
+   constexpr size_t kMany = 1000;
+   size_t changes = 0;
+   RouteMapPlan::Sequences::differences( content_.sequences, sequences, [ & ]( auto, auto ) { ++changes; } );
+   return changes <= kMany;
+}
+
 void RouteMapPlanner::edit( const RouteMapPlan::Sequences & sequences, Callees & callees ) {
    using Member = RouteMapPlan::Sequences::Member;
    RouteMapPlan::Sequences::differences( content_.sequences, sequences, [ & ]( const Member * before, const Member * after ) {
@@ -299,7 +309,7 @@ Quoin::Ptr<const RouteMapPlan> RouteMapPlanner::plan( const RouteMapPlan::Sequen
    if( base && base->isCurrent() ) {
       RouteMapPlanner & planner = *base->planner_;
       const std::unique_lock lock( planner.mutex_, std::try_to_lock );
-      if( lock && planner.newest_ == base.get() ) {
+      if( lock && planner.newest_ == base.get() && planner.hasFewChanges( sequences ) ) {
          planner.newest_ = nullptr;
          planner.edit( sequences, callees );
          return planner.publish( seals );

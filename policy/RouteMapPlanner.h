@@ -55,6 +55,7 @@ class RouteMapPlanner final : public Quoin::Node {
    static void byKeys( Way & way, const MatchKeys & told );
    static void byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact, const Limits & limits );
    static bool byCallee( Way & way, const RouteMapStatus & callee, Limits & limits );
+   bool hasFewChanges( const RouteMapPlan::Sequences & sequences ) const;
    void build( const RouteMapPlan::Sequences & sequences, Callees & callees );
    void edit( const RouteMapPlan::Sequences & sequences, Callees & callees );
    void seal( const RouteMapSeqStatus & seq, Callees & callees ) const;

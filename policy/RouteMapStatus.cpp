@@ -1,6 +1,5 @@
 #include "policy/RouteMapStatus.h"
 
-#include <exception>
 #include <unordered_set>
 #include <vector>
 
@@ -68,7 +67,7 @@ void RouteMapStatus::seqStatusIs( const Quoin::Ptr<const RouteMapSeqStatus> & se
    const uint32_t seqno = seq->seqno();
    const auto old = seqStatus( seqno );
    if( !seqStatus_.put( seqno, seq ) ) return;
-   plan_.exchange( nullptr );   // also as a base: it would keep what was removed
+   dropPlan();
    handleSeqStatus();
    Plinth::publishMember( publisher_, kSeqStatus, seqno, &old );
 }
@@ -77,7 +76,7 @@ void RouteMapStatus::seqStatusDel( uint32_t seqno ) {
    Quoin::ReleaseScope scope;
    const auto old = seqStatus( seqno );
    if( !seqStatus_.erase( seqno ) ) return;
-   plan_.exchange( nullptr );   // also as a base: it would keep what was removed
+   dropPlan();
    handleSeqStatus();
    Plinth::publishMember( publisher_, kSeqStatus, seqno, &old );
 }
@@ -86,7 +85,7 @@ void RouteMapStatus::seqStatusDelAll() {
    if( seqStatus_.empty() ) return;
    Quoin::ReleaseScope scope;
    const auto gone = seqStatus_.takeAll();
-   plan_.exchange( nullptr );   // also as a base: it would keep what was removed
+   dropPlan();
    handleSeqStatus();
    for( const auto & [ seqno, seq ] : gone ) Plinth::publishMember( publisher_, kSeqStatus, seqno, &seq );
 }
@@ -117,7 +116,11 @@ void RouteMapStatus::makePlan() const noexcept {
          for( const auto * callee : callees )
             if( seen.insert( callee ).second ) left.push_back( callee );
       }
-   } catch( const std::exception & ) {}   // evaluation walks
+   } catch( ... ) {}   // evaluation walks
+}
+
+void RouteMapStatus::dropPlan() noexcept {
+   plan_.exchange( nullptr );
 }
 
 // Another thread may evaluate by an outdated plan, or make the same plan.

@@ -84,6 +84,7 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
 
  private:
    void planOne( std::vector<const RouteMapStatus *> & callees ) const;
+   void dropPlan() noexcept;   // it would keep what is removed
 
    bool updateFeaturesOnSeqStatusChange_ : 1 = true;
    bool undefined_ : 1 = false;

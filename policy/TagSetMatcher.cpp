@@ -14,10 +14,10 @@ void TagSetMatcher::formatDerivedType( std::ostream & os ) const {
 }
 
 void TagSetMatcher::keys( MatchKeys & keys ) const {
-   if( !status_ ) return keys.nothing();
+   if( !status_ ) return keys.noRoute();
    keys.dependsOn( status_->seal() );
    if( status_->tag().count() > MatchKeys::kMost ) return keys.skippable();
-   keys.nothing();
+   keys.noRoute();   // unless the set has a tag
    for( const RouteTag tag : status_->tag() ) keys.keyIs( MatchKey::tag( tag ) );
    keys.exact();
 }

@@ -61,8 +61,6 @@ class InlineRow : private InlineRoom<T, Inline> {
    const T * end() const noexcept { return at_ + size_; }
    const T & back() const noexcept { return at_[ size_ - 1 ]; }
    T & operator[]( size_t index ) noexcept { return at_[ index ]; }
-   T * begin() noexcept { return at_; }
-   T * end() noexcept { return at_ + size_; }
 
    /// Makes room for `count` values in all. The next insertions up to this number need no memory.
    void reserve( size_t count ) {

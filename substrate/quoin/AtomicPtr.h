@@ -22,9 +22,9 @@ class AtomicPtr {
    /// Stores a handle and returns the former one.
    Ptr<T> exchange( Ptr<T> next ) noexcept { return Ptr<T>::adopt( node_.exchange( next.detach(), std::memory_order_acq_rel ) ); }
    /// Stores `next` if the node is `expected`, and drops the use of that. Returns whether it did.
-   bool replace( T * expected, const Ptr<T> & next ) noexcept {
+   bool replace( T * expected, Ptr<T> next ) noexcept {
       if( !node_.compare_exchange_strong( expected, next.get(), std::memory_order_acq_rel ) ) return false;
-      (void)Ptr<T>( next ).detach();
+      (void)next.detach();
       Ptr<T>::adopt( expected );
       return true;
    }

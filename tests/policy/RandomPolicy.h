@@ -251,7 +251,7 @@ class RandomPolicy : public RandomLists {
            []( const MatchInput_ & input, const MatchInput_ & ) { return input.getTag() >= 2; } },
          { []( MatchKeys & keys, const MatchInput_ & ) { kTellTags( keys, MatchKeys::kMost + 1 ); },
            []( const MatchInput_ & input, const MatchInput_ & ) { return input.getTag() >= 2; } },
-         { []( MatchKeys & keys, const MatchInput_ & ) { keys.nothing(); },
+         { []( MatchKeys & keys, const MatchInput_ & ) { keys.noRoute(); },
            []( const MatchInput_ &, const MatchInput_ & ) { return false; } },
          // A protocol, which selects worse than a list.
          { []( MatchKeys & keys, const MatchInput_ & ) {

@@ -381,8 +381,8 @@ TEST( RouteMapPlanModel, aSequenceIsFoundByAsLittleAsPossible ) {
       { "as many keys of an agent's matcher as can be", keysOf( 64 ), "64 keys" },
       { "a key too many", keysOf( 65 ), "always" },
       { "an empty list", listOfEntries( 0 ), "never" },
-      { "as many entries as can be", listOfEntries( 1024 ), "1024 rows, answered, permits" },
-      { "an entry too many", listOfEntries( 1025 ), "asked, answered, permits" },
+      { "as many entries as can be", listOfEntries( 128 ), "128 rows, answered, permits" },
+      { "an entry too many", listOfEntries( 129 ), "asked, answered, permits" },
       { "an undefined list", makeNode<PrefixListMatcher>( "L", nullptr ), "never" },
       { "permit entries only", listOf( { "1 permit 10.0.0.0/8", "2 permit 10.0.0.0/8" } ), "2 rows, answered, permits" },
       { "with a deny entry", listOf( { "1 deny 10.1.0.0/16", "2 permit 10.0.0.0/8 le 24" } ), "1 rows" },
@@ -465,8 +465,8 @@ TEST( RouteMapPlanModel, aCallIsFoundByTheWaysOfItsCallee ) {
       { "a key too many", calling( of( { setOf( 64 ), tag1 } ) ), "always" },
       { "as many rows as can be", calling( of( { listOfEntries( 127 ), ipv6 } ) ), "128 rows, called" },
       { "a row too many", calling( of( { listOfEntries( 128 ), ipv6 } ) ), "always" },
-      { "a large list", calling( of( { listOfEntries( 1025 ) } ) ), "always" },
-      { "a large list of a deny", calling( routeMap( "C", { seq( 1 ).match( listOfEntries( 1025 ) ).deny() } ) ), "called" },
+      { "a large list", calling( of( { listOfEntries( 129 ) } ) ), "always" },
+      { "a large list of a deny", calling( routeMap( "C", { seq( 1 ).match( listOfEntries( 129 ) ).deny() } ) ), "called" },
       { "a matcher that tells nothing", calling( of( { tag1, ownOne } ) ), "always, impure" },
       { "a matcher that tells nothing, of a deny", calling( routeMap( "C", { seq( 1 ).match( ownOne ).deny() } ) ), "always, impure" },
       { "the same behind a tag", calling( routeMap( "C", { seq( 1 ).match( tag1 ).match( ownOne, later ) } ) ), "always, impure" },
@@ -476,7 +476,7 @@ TEST( RouteMapPlanModel, aCallIsFoundByTheWaysOfItsCallee ) {
       { "a list of the caller that permits every route", calling( of( { tag1 } ) ).match( listOf( { "1 permit 0.0.0.0/0 le 32" } ) ),
         "1 keys, called" },
       { "a tag of the caller", calling( of( { tag1 } ) ).match( tag2 ), "1 keys, answered" },
-      { "a large list of the caller", calling( of( { tag1 } ) ).match( listOfEntries( 1025 ) ), "asked, answered" },
+      { "a large list of the caller", calling( of( { tag1 } ) ).match( listOfEntries( 129 ) ), "asked, answered" },
       { "no sequences", calling( of( {} ) ), "always" },
       { "a callee of the callee", calling( routeMap( "C", { calling( of( { tag1, one } ) ) } ) ), "1 keys, 1 rows, called" },
       { "an inverted callee of the callee", calling( routeMap( "C", { seq( 1 ).callInverted( of( { tag1 } ) ) } ) ), "always" },
@@ -563,10 +563,11 @@ TEST( RouteMapPlanModel, aDerivedMatcherThatTellsNothingIsAsked ) {
    expectAsTheWalk( { mapOf( seq ), nullptr }, Way::map, ListFixtures::routeTo( "10.0.0.0/8" ), journal );
 }
 
-// More large lists than an evaluation remembers answers of; the callee asks all of them again.
+// More large lists than an evaluation remembers answers of, and for one prefix more that permit it than a search can hold; the callee asks
+// all of them again.
 TEST( RouteMapPlanModel, anEvaluationMayAskManyLargeLists ) {
    const auto callee = makeNode<RouteMapStatus>( "C" ), map = makeNode<RouteMapStatus>( "M" );
-   for( uint32_t i = 0; i < 12; ++i ) {
+   for( uint32_t i = 0; i < 24; ++i ) {
       PrefixListBuilder builder( "L", AddressFamily::ipv4 );
       EXPECT_FALSE( builder.entryIs( { 0, i % 3 ? deny : permit, prefixOf( AddressFamily::ipv4, { 10ull << 56, 0 }, 8 ), {}, {} } ) );
       for( uint32_t n = 1; n <= RouteMapPlan::kMostEntries; ++n )
@@ -576,10 +577,48 @@ TEST( RouteMapPlanModel, anEvaluationMayAskManyLargeLists ) {
    }
    map->seqStatusIs( seq( 50 ).call( callee ) );
    map->makePlan();
-   ASSERT_EQ( map->plan()->content().asked.count(), 12u );
+   ASSERT_EQ( map->plan()->content().asked.count(), 24u );
    Journal journal;
    for( const char * prefix : { "10.0.0.0/8", "0.0.1.0/24", "192.0.2.0/24" } )
       expectAsTheWalk( { map, nullptr }, Way::map, ListFixtures::routeTo( prefix ), journal );
+}
+
+// The list of a sequence finds it, but its tag decides: a search that finds too many such sequences gives way to the walk.
+TEST( RouteMapPlanModel, manySequencesMayHaveOneList ) {
+   const auto list = makeNode<PrefixListMatcher>( "L", ListFixtures::prefixList( { "10 permit 10.0.0.0/8 le 32" } ) );
+   const auto own = []( uint32_t value ) {   // has no keys: the list finds the sequence
+      return makeNode<TellingMatcher>( []( MatchKeys & keys ) { keys.skippable(); },
+                                       [ value ]( const MatchInput_ & input ) { return input.getTag() == value; } );
+   };
+   const auto map = makeNode<RouteMapStatus>( "M" );
+   for( uint32_t i = 0; i < 40; ++i ) {
+      const auto sequence = seqOf( i, list, MatchOption::matchIpPrefixList );
+      sequence->matcherIs( MatchOption::matchTagSet, own( i ) );
+      if( i % 8 == 0 ) sequence->continueSeqIs( seqOf( i + 2, own( 0 ) ) );
+      map->seqStatusIs( sequence );
+   }
+   map->makePlan();
+   Journal journal;
+   for( uint32_t tag = 0; tag <= 40; ++tag )
+      for( const char * prefix : { "10.1.0.0/16", "192.0.2.0/24" } ) {
+         auto route = ListFixtures::routeTo( prefix );
+         route.tagIs( tag );
+         expectAsTheWalk( { map, nullptr }, Way::map, route, journal );
+      }
+}
+
+// A getter of an agent may be expensive, or throw.
+TEST( RouteMapPlanModel, noGetterIsCalledBehindAFirstSequenceWithoutClauses ) {
+   struct Silent final : MatchInput_ {
+      Routing::RouteTag getTag() const override { throw std::runtime_error( "no tag" ); }
+   };
+   const auto map = makeNode<RouteMapStatus>( "M" );
+   map->seqStatusIs( makeNode<RouteMapSeqStatus>( 10 ) );
+   map->seqStatusIs( seqOf( 20, tagOf( 1 ) ) );
+   map->makePlan();
+   ASSERT_TRUE( map->plan() );
+   MatchedRouteMapSequences matched;
+   EXPECT_TRUE( makeNode<PolicyEval>()->evalRouteMapMatchers( std::make_unique<Silent>().get(), map.get(), &matched ) );
 }
 
 // A function of the agent runs between two route maps.
