@@ -135,7 +135,7 @@ class RandomLists {
       for( const auto & rule : rules ) trie->routeIs( ListFixtures::keyOf( rule ), makeNode<OwnRule>( rule, journal_ ) );
       const auto status = makeNode<IpAccessListStatus>( "A" );
       status->trieIs( trie );
-      ownAccessLists_.push_back( status );
+      ownAccessLists_.emplace_back( status );
       return status;
    }
 
@@ -190,7 +190,7 @@ class RandomLists {
          trie->routeIs( prefix,
                         makeNode<ListFixtures::OwnEntry>( PrefixListModel::Entry{ i, permit, prefix, prefix.length(), 32 }, note ) );
       }
-      const auto list = makeNode<PrefixListStatus>( "L", AddressFamily::ipv4 );
+      auto list = makeNode<PrefixListStatus>( "L", AddressFamily::ipv4 );
       list->trieIs( trie );
       return list;
    }

@@ -105,7 +105,7 @@ class RandomPolicy : public RandomLists {
    }
 
    Ptr<RouteMapSeqStatus> sequence( uint32_t seqno, unsigned level ) {
-      const auto seq = makeNode<RouteMapSeqStatus>( seqno );
+      auto seq = makeNode<RouteMapSeqStatus>( seqno );
       if( chance( 3 ) ) seq->matchActionIs( deny );
       const bool calls = level < kLevels && ( callsOften_ ? !chance( 4 ) : chance( 3 ) );
       const bool isFoundByCallee = calls && callsOften_ && chance( 2 );
@@ -122,7 +122,7 @@ class RandomPolicy : public RandomLists {
    }
 
    Ptr<RouteMapStatus> map( unsigned level, unsigned size ) {
-      const auto map = makeNode<RouteMapStatus>( "M" );
+      auto map = makeNode<RouteMapStatus>( "M" );
       isPlain_ = level != 0 && chance( callsOften_ ? 2 : 6 );
       for( unsigned i = 0; i < size; ++i ) map->seqStatusIs( sequence( size > 60 ? 3 * i : seqno(), level ) );
       isPlain_ = false;
@@ -131,7 +131,7 @@ class RandomPolicy : public RandomLists {
    }
    Ptr<RouteMapStatus> topMap() { return map( 0, chance( 40 ) ? 300 : chance( 4 ) ? pick( 41 ) : pick( 10 ) ); }
    Ptr<RouteMapStatusList> listOf( const Ptr<const RouteMapStatus> & map ) {
-      const auto list = makeNode<RouteMapStatusList>();
+      auto list = makeNode<RouteMapStatusList>();
       for( auto n = pick( 3 ); n; --n )
          list->rmStatusIs( RmPrecedence( uint8_t( pick( 8 ) ) ), anyOf( random_, maps_[ 1 + pick( kLevels ) ] ) );
       list->rmStatusIs( RmPrecedence( uint8_t( pick( 8 ) ) ), map );
@@ -157,7 +157,7 @@ class RandomPolicy : public RandomLists {
    }
    template <class T>
    Ptr<const Matcher> listMatcher() {
-      const auto matcher = makeNode<T>( "L", list() );
+      auto matcher = makeNode<T>( "L", list() );
       if( chance( 5 ) ) matcher->invertResultIs( true );
       return matcher;
    }

@@ -31,14 +31,14 @@ void ask( RandomPolicy & policy, const Policies & policies, int routes ) {
 }
 
 Ptr<RouteMapStatus> mapOf( const Ptr<const RouteMapSeqStatus> & seq ) {
-   const auto map = makeNode<RouteMapStatus>( "M" );
+   auto map = makeNode<RouteMapStatus>( "M" );
    map->seqStatusIs( seq );
    map->makePlan();
    return map;
 }
 
 Ptr<RouteMapSeqStatus> seqOf( uint32_t seqno, const Ptr<const Matcher> & matcher, MatchOption option = MatchOption::matchTag ) {
-   const auto seq = makeNode<RouteMapSeqStatus>( seqno );
+   auto seq = makeNode<RouteMapSeqStatus>( seqno );
    seq->matcherIs( option, matcher );
    return seq;
 }
@@ -158,7 +158,7 @@ class Line {
             if( !user || user->status().get() != old ) continue;
             const auto next = RouteMapSeqStatus::newFrom( seq, seqno );
             next->matcherIs( option, makeNode<T>( user->name(), now ) );
-            changed.push_back( next );
+            changed.emplace_back( next );
          }
       for( const auto & seq : changed ) map.seqStatusIs( seq );
    }
@@ -276,7 +276,7 @@ TEST( RouteMapPlanModel, aPolicyMayChangeWhileItIsEvaluated ) {
    struct Changing {
       explicit Changing( uint64_t seed ) : random( seed ) {
          std::vector<RandomPolicy::Change> changes;
-         for( const auto & [ name, change ] : kChanges ) changes.push_back( change );
+         for( const auto & [ name, change ] : kChanges ) changes.emplace_back( change );
          policy.changesAre( changes );
          map = policy.map( 0, 4 + policy.pick( 20 ) );
          list = policy.listOf( map );
@@ -424,13 +424,13 @@ TEST( RouteMapPlanModel, whatRemainsOfASequence ) {
 
 TEST( RouteMapPlanModel, aCallIsFoundByTheWaysOfItsCallee ) {
    const auto of = []( std::initializer_list<Ptr<const Matcher>> matchers ) {   // a sequence for each
-      const auto map = makeNode<RouteMapStatus>( "C" );
+      auto map = makeNode<RouteMapStatus>( "C" );
       uint32_t seqno = 0;
       for( const auto & matcher : matchers ) map->seqStatusIs( seqOf( ++seqno, matcher ) );
       return map;
    };
    const auto ofSequences = [ & ]( uint32_t count ) {
-      const auto map = makeNode<RouteMapStatus>( "C" );
+      auto map = makeNode<RouteMapStatus>( "C" );
       for( uint32_t i = 1; i <= count; ++i ) map->seqStatusIs( seqOf( i, tagOf( 1 ) ) );
       return map;
    };
