@@ -61,7 +61,7 @@ PlanStep::Left leftOf( const PlanStep & step ) {
 // ---- one sequence
 
 // A matcher that tells nothing is asked as the walk would ask it. Therefore no clause behind it may be looked up in front of it.
-RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq, Limits & limits ) {
+PlanInWork::Way PlanInWork::wayTo( const RouteMapSeqStatus & seq, Limits & limits ) {
    Way way;
    way.step = { &seq, seq.seqno() };
    MatchKeys best;
@@ -86,19 +86,19 @@ RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq, Limi
    return way;
 }
 
-RouteMapPlanner::Way RouteMapPlanner::wayTo( const RouteMapSeqStatus & seq ) {
+PlanInWork::Way PlanInWork::wayTo( const RouteMapSeqStatus & seq ) {
    Limits limits;
    return wayTo( seq, limits );
 }
 
-void RouteMapPlanner::byKeys( Way & way, const MatchKeys & told ) {
+void PlanInWork::byKeys( Way & way, const MatchKeys & told ) {
    way.isAlways = false;
    way.step.isAnswered = told.isExact();
    way.keys = sorted( told.keys(), inOrderOfKeys );
 }
 
 // By the permit entries of a small list. If they permit nearly every prefix, they tell nothing.
-void RouteMapPlanner::byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact, const Limits & limits ) {
+void PlanInWork::byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact, const Limits & limits ) {
    if( list.af() != AddressFamily::ipv4 && list.af() != AddressFamily::ipv6 ) return;
    if( list.entryCount() > limits.entries ) {
       way.asked = &list;
@@ -123,7 +123,7 @@ void RouteMapPlanner::byList( Way & way, const RouteMap::PrefixListRows & list, 
 
 // By all ways that lead to a permit of the callee, unless the sequence is found by a clause of its own. Returns whether no matcher of the
 // callee need be asked about other routes.
-bool RouteMapPlanner::byCallee( Way & way, const RouteMapStatus & callee, Limits & limits ) {
+bool PlanInWork::byCallee( Way & way, const RouteMapStatus & callee, Limits & limits ) {
    const auto & sequences = callee.seqStatus();
    callee.seal().close();
    if( sequences.count() > limits.sequences || limits.calls == 0 ) return false;
@@ -158,7 +158,7 @@ bool RouteMapPlanner::byCallee( Way & way, const RouteMapStatus & callee, Limits
    return true;
 }
 
-void RouteMapPlanner::addSteps( const Way & way ) {
+void PlanInWork::addSteps( const Way & way ) {
    const PlanStep & step = way.step;
    if( way.isAlways ) content_.always.put( step.seqno, step );
    for( const MatchKey & key : way.keys ) {
@@ -170,7 +170,7 @@ void RouteMapPlanner::addSteps( const Way & way ) {
    if( way.isCall ) content_.calls.put( step.seqno, step );
 }
 
-void RouteMapPlanner::removeSteps( const Way & way ) {
+void PlanInWork::removeSteps( const Way & way ) {
    const uint32_t seqno = way.step.seqno;
    if( way.isAlways ) content_.always.erase( seqno );
    for( const MatchKey & key : way.keys ) {
@@ -183,7 +183,7 @@ void RouteMapPlanner::removeSteps( const Way & way ) {
    if( way.isCall ) content_.calls.erase( seqno );
 }
 
-void RouteMapPlanner::keyIs( const MatchKey & key, const PlanSteps & steps ) {
+void PlanInWork::keyIs( const MatchKey & key, const PlanSteps & steps ) {
    uint32_t & count = content_.keyCounts[ size_t( key.attribute ) ];
    if( steps.all().empty() ) {
       content_.keys.extract( key );
@@ -196,7 +196,7 @@ void RouteMapPlanner::keyIs( const MatchKey & key, const PlanSteps & steps ) {
    }
 }
 
-void RouteMapPlanner::listedIs( const PlanStep & step ) {
+void PlanInWork::listedIs( const PlanStep & step ) {
    if( auto * const own = content_.listed.own( step.seqno ) )
       own->second = step;
    else
@@ -204,24 +204,24 @@ void RouteMapPlanner::listedIs( const PlanStep & step ) {
 }
 
 // Large lists are few.
-PlanSteps RouteMapPlanner::stepsOf( const RouteMap::PrefixListRows * rows ) const {
+PlanSteps PlanInWork::stepsOf( const RouteMap::PrefixListRows * rows ) const {
    for( const auto & [ seqno, asked ] : content_.asked )
       if( asked.rows == rows ) return asked.steps;
    return {};
 }
 
-void RouteMapPlanner::askedIs( const RouteMap::PrefixListRows * rows, const PlanSteps & before, const PlanSteps & after ) {
+void PlanInWork::askedIs( const RouteMap::PrefixListRows * rows, const PlanSteps & before, const PlanSteps & after ) {
    if( !before.all().empty() ) content_.asked.erase( before.all().front().seqno );
    if( !after.all().empty() ) content_.asked.put( after.all().front().seqno, { rows, after } );
 }
 
-RouteMapPlanner::Editor & RouteMapPlanner::editor( unsigned family ) {
+PlanInWork::Editor & PlanInWork::editor( unsigned family ) {
    auto & editor = editors_[ family ];
    if( !editor ) editor = std::make_unique<Editor>( kFamilies[ family ] );
    return *editor;
 }
 
-void RouteMapPlanner::rowsChange( unsigned family, const Rows & before, const Rows & after ) {
+void PlanInWork::rowsChange( unsigned family, const Rows & before, const Rows & after ) {
    Rows gone, come;
    std::ranges::set_difference( before, after, std::back_inserter( gone ), {}, inOrder, inOrder );
    std::ranges::set_difference( after, before, std::back_inserter( come ), {}, inOrder, inOrder );
@@ -234,7 +234,7 @@ void RouteMapPlanner::rowsChange( unsigned family, const Rows & before, const Ro
 // ---- all sequences
 
 // A late change of what the plan reads must be noticed.
-void RouteMapPlanner::seal( const RouteMapSeqStatus & seq, Callees & callees ) const {
+void PlanInWork::seal( const RouteMapSeqStatus & seq, Callees & callees ) const {
    seq.seal().close();
    if( const auto * const callee = seq.subRouteMapRawPtr() ) {
       callee->seal().close();
@@ -243,7 +243,7 @@ void RouteMapPlanner::seal( const RouteMapSeqStatus & seq, Callees & callees ) c
 }
 
 // In the order in which look-ups will visit it, and without a copy for each sequence of a key.
-void RouteMapPlanner::build( const RouteMapPlan::Sequences & sequences, Callees & callees ) {
+void PlanInWork::build( const RouteMapPlan::Sequences & sequences, Callees & callees ) {
    std::array<Rows, 2> rows;
    std::map<decltype( inOrderOfKeys( {} ) ), std::vector<PlanStep>> keyed;
    std::map<const RouteMap::PrefixListRows *, std::vector<PlanStep>> asked;
@@ -272,14 +272,14 @@ void RouteMapPlanner::build( const RouteMapPlan::Sequences & sequences, Callees 
 }
 
 // Many changes, as after an edit of the configuration, cost more than a new plan: the steps of one key are copied for each.
-bool RouteMapPlanner::hasFewChanges( const RouteMapPlan::Sequences & sequences ) const {
+bool PlanInWork::hasFewChanges( const RouteMapPlan::Sequences & sequences ) const {
    constexpr size_t kMany = 1000;
    size_t changes = 0;
    RouteMapPlan::Sequences::differences( content_.sequences, sequences, [ & ]( auto, auto ) { ++changes; } );
    return changes <= kMany;
 }
 
-void RouteMapPlanner::edit( const RouteMapPlan::Sequences & sequences, Callees & callees ) {
+void PlanInWork::edit( const RouteMapPlan::Sequences & sequences, Callees & callees ) {
    using Member = RouteMapPlan::Sequences::Member;
    RouteMapPlan::Sequences::differences( content_.sequences, sequences, [ & ]( const Member * before, const Member * after ) {
       const Way old = before ? wayTo( *before->second ) : Way();
@@ -292,32 +292,27 @@ void RouteMapPlanner::edit( const RouteMapPlan::Sequences & sequences, Callees &
    content_.sequences = sequences;
 }
 
-// ---- plans
-
-Quoin::Ptr<const RouteMapPlan> RouteMapPlanner::publish( uint64_t seals ) {
+const RouteMapPlan::Content & PlanInWork::content() {
    for( unsigned family = 0; family < editors_.size(); ++family )
       if( std::exchange( rowsChanged_[ family ], false ) )
          content_.rows[ family ] = rowCounts_[ family ] ? editors_[ family ]->publish() : nullptr;
-   auto plan = Quoin::makeNode<RouteMapPlan>( content_, Quoin::Ptr( this ), seals );
-   newest_ = plan.get();
-   return plan;
+   return content_;
 }
 
+// ---- plans
+
 Quoin::Ptr<const RouteMapPlan> RouteMapPlanner::plan( const RouteMapPlan::Sequences & sequences,
-                                                      const Quoin::Ptr<const RouteMapPlan> & base, Callees & callees ) {
+                                                      const Quoin::Ptr<const RouteMapPlan> & base, PlanInWork::Callees & callees ) {
    const uint64_t seals = Quoin::Seal::broken();
-   if( base && base->isCurrent() ) {
-      RouteMapPlanner & planner = *base->planner_;
-      const std::unique_lock lock( planner.mutex_, std::try_to_lock );
-      if( lock && planner.newest_ == base.get() && planner.hasFewChanges( sequences ) ) {
-         planner.newest_ = nullptr;
-         planner.edit( sequences, callees );
-         return planner.publish( seals );
-      }
+   auto work = base && base->isCurrent() ? base->planner_->take() : nullptr;
+   if( work && work->hasFewChanges( sequences ) ) {
+      work->edit( sequences, callees );
+   } else {
+      work = std::make_unique<PlanInWork>();
+      work->build( sequences, callees );
    }
-   const auto planner = Quoin::makeNode<RouteMapPlanner>();
-   planner->build( sequences, callees );
-   return planner->publish( seals );
+   const RouteMapPlan::Content & content = work->content();
+   return Quoin::makeNode<RouteMapPlan>( content, Quoin::makeNode<RouteMapPlanner>( std::move( work ) ), seals );
 }
 
 }   // namespace Routing::Policy

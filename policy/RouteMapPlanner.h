@@ -1,11 +1,13 @@
 /// @file policy/RouteMapPlanner.h
 /// Makes the plans of the generations of one route map (policy/RouteMapPlan.h), each from the one before.
-/// Ownership: its plans share it. Threading: one thread makes plans at a time.
+/// Ownership: each plan has a planner, and the working content goes from the planner of one plan to that of the next. If an old plan kept it,
+/// an old generation would hold the newest one, which may call that old generation. Threading: any.
 #pragma once
 
 #include <array>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "policy/RouteMapPlan.h"
@@ -13,14 +15,18 @@
 
 namespace Routing::Policy {
 
-/// The content of the newest plan, and the trie of its prefixes while it is edited.
-/// Invariant: between two plans, the content is that of the newest plan, unless an edit has failed.
-class RouteMapPlanner final : public Quoin::Node {
+/// The content of a plan, and the tries of its prefixes, to be edited into those of the next plan.
+class PlanInWork {
  public:
    using Callees = std::vector<const RouteMapStatus *>;
-   /// See RouteMapPlan::of().
-   static Quoin::Ptr<const RouteMapPlan> plan( const RouteMapPlan::Sequences & sequences, const Quoin::Ptr<const RouteMapPlan> & base,
-                                               Callees & callees );
+
+   bool hasFewChanges( const RouteMapPlan::Sequences & sequences ) const;
+   // For a new object.
+   void build( const RouteMapPlan::Sequences & sequences, Callees & callees );
+   // Errors: as RouteMapPlan::of(); the object is then useless.
+   void edit( const RouteMapPlan::Sequences & sequences, Callees & callees );
+   // Brings the tries up to date.
+   const RouteMapPlan::Content & content();
 
  private:
    using Editor = RouteMap::PrefixListRowsEditor;
@@ -55,9 +61,6 @@ class RouteMapPlanner final : public Quoin::Node {
    static void byKeys( Way & way, const MatchKeys & told );
    static void byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact, const Limits & limits );
    static bool byCallee( Way & way, const RouteMapStatus & callee, Limits & limits );
-   bool hasFewChanges( const RouteMapPlan::Sequences & sequences ) const;
-   void build( const RouteMapPlan::Sequences & sequences, Callees & callees );
-   void edit( const RouteMapPlan::Sequences & sequences, Callees & callees );
    void seal( const RouteMapSeqStatus & seq, Callees & callees ) const;
    void addSteps( const Way & way );
    void removeSteps( const Way & way );
@@ -67,14 +70,30 @@ class RouteMapPlanner final : public Quoin::Node {
    PlanSteps stepsOf( const RouteMap::PrefixListRows * rows ) const;
    void rowsChange( unsigned family, const Rows & before, const Rows & after );
    Editor & editor( unsigned family );
-   Quoin::Ptr<const RouteMapPlan> publish( uint64_t seals );
 
-   std::mutex mutex_;
    RouteMapPlan::Content content_;
    std::array<std::unique_ptr<Editor>, 2> editors_;
    std::array<size_t, 2> rowCounts_{};
    std::array<bool, 2> rowsChanged_{};
-   const RouteMapPlan * newest_ = nullptr;   // null while an edit is in progress, and after one has failed
+};
+
+/// The planner of one plan.
+class RouteMapPlanner final : public Quoin::Node {
+ public:
+   explicit RouteMapPlanner( std::unique_ptr<PlanInWork> work ) noexcept : work_( std::move( work ) ) {}
+   /// See RouteMapPlan::of().
+   static Quoin::Ptr<const RouteMapPlan> plan( const RouteMapPlan::Sequences & sequences, const Quoin::Ptr<const RouteMapPlan> & base,
+                                               PlanInWork::Callees & callees );
+
+ private:
+   // Null after the first call.
+   std::unique_ptr<PlanInWork> take() {
+      const std::lock_guard lock( mutex_ );
+      return std::move( work_ );
+   }
+
+   std::mutex mutex_;
+   std::unique_ptr<PlanInWork> work_;
 };
 
 }   // namespace Routing::Policy
