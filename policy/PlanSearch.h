@@ -16,7 +16,7 @@ namespace Routing::Policy {
 /// What plans ask about a route. Each getter is called at most once, when a plan first needs it, until forget().
 class PlannedRoute {
  public:
-   /// `visitsCalls`: an observer hears of each callee, also of one that cannot permit the route.
+   /// `visitsCalls`: visits each call, also of a route map that cannot permit the route. Observers are notified of each call.
    PlannedRoute( const MatchInput_ * input, bool visitsCalls ) noexcept : input_( input ), visitsCalls_( visitsCalls ) {}
    bool visitsCalls() const noexcept { return visitsCalls_; }
    /// The route may have changed.

@@ -10,7 +10,6 @@
 #include "policy/DecisionObserver.h"
 #include "policy/MatchedRouteMapSequences.h"
 #include "policy/PlanSearch.h"
-#include "substrate/plinth/InlineRow.h"
 #include "substrate/quoin/Assert.h"
 #include "substrate/trailmark/Trailmark.h"
 
@@ -171,8 +170,9 @@ Noting<Log> noting( Log log, std::reference_wrapper<Observed> observer ) {
 }
 
 using ContextPtr = Quoin::Ptr<PolicyEvalContext>;
-// The sequences that permitted. Sixteen inline entries cover ordinary policies with callees, continues and several list entries.
-using Matched = Plinth::InlineRow<const RouteMapSeqStatus *, 16>;
+using Matched = boost::container::small_vector_base<const RouteMapSeqStatus *>;   // of any inline capacity
+// Sixteen inline entries cover ordinary policies with callees, continues and several list entries.
+using LocalMatched = boost::container::small_vector<const RouteMapSeqStatus *, 16>;
 
 // A function of its own, so that the timer takes no space in the stack frame of the path without timers.
 template <class Stage>
@@ -192,13 +192,13 @@ inline auto timed( const ContextPtr & context, const Trailmark::MsgDesc & messag
 // One evaluation: what all its route maps share.
 struct Evaluation {
    template <class Observer>
-   Evaluation( const ContextPtr & c, const MatchInput_ * i, const Observer & ) noexcept
-         : context( c ), input( i ), route( i, !std::is_same_v<Observer, NoObserver> ) {}
+   Evaluation( const ContextPtr & c, const MatchInput_ * i, Matched & m, const Observer & ) noexcept
+         : context( c ), input( i ), matched( m ), route( i, !std::is_same_v<Observer, NoObserver> ) {}
 
    const ContextPtr & context;
    const MatchInput_ * input;
+   Matched & matched;   // the sequences that have permitted
    PlannedRoute route;
-   Matched matched;
 };
 
 // ---- one route map
@@ -244,7 +244,7 @@ bool subRouteMapPasses( Evaluation & eval, const RouteMapStatus & rmStatus, cons
       typename Log::Call call( log );
       const bool subResult = evalRouteMap( eval, sub, log.callee( seq, inverted ) );
       call.returned( subResult, inverted );
-      if( !subResult || inverted ) eval.matched.shrinkTo( matchedBefore );
+      if( !subResult || inverted ) eval.matched.resize( matchedBefore );
       return subResult != inverted;
    } );
 }
@@ -265,7 +265,7 @@ inline Next visit( Evaluation & eval, const RouteMapStatus & rmStatus, const Rou
       return Next::deny;
    }
    log.permit();
-   eval.matched.append( &seq );
+   eval.matched.push_back( &seq );
    const RouteMapSeqStatus * const target = seq.continueSeq().get();
    if( !target ) return Next::permit;
    log.continueTo( target->seqno() );
@@ -306,7 +306,7 @@ inline Next visitDecided( Evaluation & eval, const PlanStep & step, Log & log ) 
       return Next::deny;
    }
    log.permit();
-   eval.matched.append( step.seq );
+   eval.matched.push_back( step.seq );
    return Next::permit;
 }
 // As visit(), of a sequence that the plan has found.
@@ -397,8 +397,7 @@ void applyDeferredSetters( Result_ & result ) {
    }
 }
 
-template <class MatchedSequences>
-[[gnu::noinline]] void runSetters( const ContextPtr & context, const MatchedSequences & matched, Result_ & result ) {
+[[gnu::noinline]] void runSetters( const ContextPtr & context, const Matched & matched, Result_ & result ) {
    try {
       timed( context, applyPolicySettersMsg, [ & ] {
          for( const RouteMapSeqStatus * seq : matched )
@@ -412,8 +411,7 @@ template <class MatchedSequences>
    }
 }
 
-template <class MatchedSequences>
-inline void applySetters( const ContextPtr & context, const MatchedSequences & matched, Result_ & result ) {
+inline void applySetters( const ContextPtr & context, const Matched & matched, Result_ & result ) {
    const auto hasNone = []( const RouteMapSeqStatus * seq ) { return seq->setter().empty(); };
    if( context || result.dps() || !std::all_of( matched.begin(), matched.end(), hasNone ) ) runSetters( context, matched, result );
 }
@@ -426,7 +424,7 @@ bool evalFunction( Evaluation & eval, bool shouldLog, const Gyre::FunctionStatus
    const auto gyreCtx = gyreCtxMap ? gyreCtxMap->context( p ) : nullptr;
    QUOIN_ASSERT( gyreCtx && gyreCtx->result(), "gyreCtx->result()" );
    applySetters( eval.context, eval.matched, *gyreCtx->result() );
-   eval.matched.shrinkTo( 0 );   // their setters must not run twice
+   eval.matched.clear();   // their setters must not run twice
    gyreCtx->shouldLogEvalIs( shouldLog );
    struct Flag {
       Gyre::Eval::EvalContextBase & context;
@@ -525,22 +523,13 @@ inline bool evalList( Evaluation & eval, bool shouldLog, const RouteMapStatusLis
    return true;
 }
 
-// Evaluates with the matched sequences of the caller, which are unchanged after a throw.
-template <class Evaluate>
-bool intoMatched( MatchedRouteMapSequences & callers, Evaluation & eval, Evaluate evaluate ) {
-   for( const auto * seq : callers ) eval.matched.append( seq );
-   const bool permitted = evaluate();
-   callers.assign( eval.matched.begin(), eval.matched.end() );
-   return permitted;
-}
-
 template <class Observer>
 inline bool evalOneRouteMap( const ContextPtr & context, const MatchInput_ * input, const RouteMapStatus * rmStatus,
                              MatchedRouteMapSequences * matched, Observer observer ) {
    QUOIN_ASSERT( rmStatus && matched, "rmStatus && matched" );
    Quoin::ReleaseScope scope;   // a matcher may release the policy during the walk
-   Evaluation eval( context, input, observer );
-   return intoMatched( *matched, eval, [ & ] { return evalRouteMap( eval, *rmStatus, observer ); } );
+   Evaluation eval( context, input, *matched, observer );
+   return evalRouteMap( eval, *rmStatus, observer );
 }
 
 template <class Observer>
@@ -548,8 +537,8 @@ inline bool evalListMatchers( const PolicyEval & policyEval, const MatchInput_ *
                               MatchedRouteMapSequences * matched, const PolicyEval::ContextMap & gyreCtxMap, Observer observer ) {
    QUOIN_ASSERT( list && matched, "list && matched" );
    Quoin::ReleaseScope scope;
-   Evaluation eval( policyEval.context(), input, observer );
-   return intoMatched( *matched, eval, [ & ] { return evalList( eval, policyEval.shouldLogEval(), *list, gyreCtxMap.get(), observer ); } );
+   Evaluation eval( policyEval.context(), input, *matched, observer );
+   return evalList( eval, policyEval.shouldLogEval(), *list, gyreCtxMap.get(), observer );
 }
 
 template <class Observer>
@@ -557,7 +546,8 @@ inline bool evalAndSet( const PolicyEval & policyEval, const MatchInput_ * input
                         Result_ * result, Observer observer ) {
    QUOIN_ASSERT( list && result, "list && result" );
    Quoin::ReleaseScope scope;
-   Evaluation eval( policyEval.context(), input, observer );
+   LocalMatched matched;
+   Evaluation eval( policyEval.context(), input, matched, observer );
    if( !evalList( eval, policyEval.shouldLogEval(), *list, nullptr, observer ) ) return false;
    applySetters( eval.context, eval.matched, *result );
    return true;
@@ -568,7 +558,8 @@ template <class Observer>
 inline bool evalAsOnlyEntry( const PolicyEval & policyEval, const Quoin::Ptr<const RouteMapStatus> & rmStatus, const MatchInput_ * input,
                              Observer observer ) {
    Quoin::ReleaseScope scope;
-   Evaluation eval( policyEval.context(), input, observer );
+   LocalMatched matched;
+   Evaluation eval( policyEval.context(), input, matched, observer );
    return timed( eval.context, evalPolicyMatchersMsg, [ & ] {
       return !rmStatus || evalListEntry( eval, policyEval.shouldLogEval(), RmPrecedence::routeMapPrecedence, rmStatus, observer );
    } );
@@ -605,7 +596,8 @@ Quoin::Ptr<const MatchedRouteMapSequencesSnapshot>
 PolicyEval::evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin::Ptr<const RouteMapStatus> & rmStatus ) const {
    QUOIN_ASSERT( rmStatus, "rmStatus" );
    Quoin::ReleaseScope scope;
-   Evaluation eval( context_, &input, NoObserver{} );
+   LocalMatched matched;
+   Evaluation eval( context_, &input, matched, NoObserver{} );
    if( !evalRouteMap( eval, *rmStatus, NoObserver{} ) ) return nullptr;
    auto snapshot = Quoin::makeNode<MatchedRouteMapSequencesSnapshot>();
    uint32_t index = 0;
@@ -616,8 +608,8 @@ PolicyEval::evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin
 void PolicyEval::applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRouteMapSequencesSnapshot> & snapshot, const Result_ & result ) {
    if( !snapshot ) return;   // a deny: nothing to apply
    Quoin::ReleaseScope scope;
-   Matched matched;
-   for( auto i = snapshot->seqStatus().first(); i; i.next() ) matched.append( i.value().get() );
+   LocalMatched matched;
+   for( auto i = snapshot->seqStatus().first(); i; i.next() ) matched.push_back( i.value().get() );
    applySetters( context_, matched, const_cast<Result_ &>( result ) );
 }
 
@@ -658,7 +650,8 @@ bool PolicyEval::evalGyre( const Quoin::Ptr<const Gyre::FunctionStatusBase> & fu
    RouteMapStatusList list;
    list.gyreStatusIs( function );
    const auto map = Gyre::Eval::GyreEvalContextMap::getGyreEvalContextMapWithOneEntry( RmPrecedence::routeMapPrecedence, ctx );
-   Evaluation eval( context_, nullptr, NoObserver{} );
+   LocalMatched matched;
+   Evaluation eval( context_, nullptr, matched, NoObserver{} );
    return evalList( eval, shouldLogEval_, list, map.get(), NoObserver{} );
 }
 

@@ -616,12 +616,13 @@ TEST( Decision, reportingAllocatesNothing ) {
 
 TEST( Decision, aLongChainAllocatesOnlyUntilOneAsLongWasKept ) {
    Ptr<RouteMapStatus> map = routeMap( "RM", { seq( 1 ) } );
-   for( uint32_t i = 2; i <= 100; ++i )   // few sequences permit: an evaluation has room for sixteen
-      map = routeMap( "RM", { i % 2 ? seq( i ).callInverted( map ) : seq( i ).call( map ).deny() } );
+   for( uint32_t i = 2; i <= 100; ++i ) map = routeMap( "RM", { seq( i ).call( map ) } );
+   const auto list = listOf( { { 4, map } } );
    const MatchInput_ input;
    const PolicyEval eval;
    DecisionChain chain;
    MatchedRouteMapSequences matched;
+   matched.reserve( 100 );
    const auto evaluate = [ & ] {
       chain.clear();
       matched.clear();
