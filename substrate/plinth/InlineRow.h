@@ -20,7 +20,7 @@ namespace Plinth {
 template <class T, size_t Inline>
 struct InlineRoom {
    T * room() noexcept { return reinterpret_cast<T *>( bytes ); }
-   alignas( T ) unsigned char bytes[ Inline * sizeof( T ) ];   // NOLINT(bugprone-sizeof-expression): T may be a pointer
+   alignas( T ) unsigned char bytes[ Inline * sizeof( T ) ];
 };
 template <class T>
 struct InlineRoom<T, 0> {
@@ -67,7 +67,7 @@ class InlineRow : private InlineRoom<T, Inline> {
       if( count <= capacity_ ) return;
       const size_t grown = capacity_ + capacity_ * size_t( 3 ) / 5;
       if( count < grown ) count = grown;
-      T * to = static_cast<T *>( ::operator new( count * sizeof( T ) ) );   // NOLINT(bugprone-sizeof-expression): T may be a pointer
+      T * to = static_cast<T *>( ::operator new( count * sizeof( T ) ) );
       moveTo( to );
       if( onHeap() ) ::operator delete( at_ );
       at_ = to;
@@ -80,15 +80,6 @@ class InlineRow : private InlineRoom<T, Inline> {
       pushBack( std::move( at_[ size_ - 1 ] ) );
       for( size_t i = size_ - size_t( 2 ); i > index; --i ) at_[ i ] = std::move( at_[ i - 1 ] );
       at_[ index ] = std::move( value );
-   }
-   void append( T value ) {
-      if( size_ == capacity_ ) [[unlikely]]
-         grow();
-      pushBack( std::move( value ) );
-   }
-   /// Removes the values from `size` on.
-   void shrinkTo( size_t size ) noexcept {
-      while( size_ > size ) at_[ --size_ ].~T();
    }
    void erase( size_t index ) noexcept {
       for( size_t i = index + 1; i < size_; ++i ) at_[ i - 1 ] = std::move( at_[ i ] );
@@ -107,7 +98,6 @@ class InlineRow : private InlineRoom<T, Inline> {
       new( at_ + size_ ) T( std::forward<V>( value ) );
       ++size_;
    }
-   [[gnu::noinline]] void grow() { reserve( size_ + size_t( 1 ) ); }
    // Moves all values to `to` and destroys the originals.
    void moveTo( T * to ) noexcept {
       static_assert( std::is_nothrow_move_constructible_v<T> && alignof( T ) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__ );
