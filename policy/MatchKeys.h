@@ -45,7 +45,6 @@ struct ROUTEPOLICY_API MatchKey {
    static MatchKey of( const MatchInput_ & input, Attribute attribute );
 
    friend bool operator==( const MatchKey &, const MatchKey & ) = default;
-   size_t hash() const noexcept { return size_t( value ) ^ size_t( attribute ) << 56; }
 };
 
 /// Collects what one matcher tells. A matcher that tells nothing is asked whenever the walk over all sequences would ask it.

@@ -18,17 +18,27 @@ class PlannedRoute {
  public:
    /// `visitsCalls`: visits each call, also of a route map that cannot permit the route. Observers are notified of each call.
    PlannedRoute( const MatchInput_ * input, bool visitsCalls ) noexcept : input_( input ), visitsCalls_( visitsCalls ) {}
+   const MatchInput_ * input() const noexcept { return input_; }
    bool visitsCalls() const noexcept { return visitsCalls_; }
    /// The route may have changed.
    void forget() noexcept {
       prefix_ = nullptr;
       read_ = asked_ = 0;
+      lookedInto_ = nullptr;
    }
-   const MatchKey & key( MatchKey::Attribute attribute ) {
-      MatchKey & key = keys_[ size_t( attribute ) ];
+   /// Keeps the first step of the route in a plan.
+   void firstIs( const RouteMapPlan & plan, const PlanStep * first ) noexcept {
+      lookedInto_ = &plan;
+      first_ = first;
+   }
+   bool knowsFirst( const RouteMapPlan & plan ) const noexcept { return lookedInto_ == &plan; }
+   const PlanStep * first() const noexcept { return first_; }
+   /// The value of the route's key.
+   uint64_t key( MatchKey::Attribute attribute ) {
+      uint64_t & key = keys_[ size_t( attribute ) ];
       const unsigned bit = 1u << unsigned( attribute );
       if( !( read_ & bit ) ) {
-         key = MatchKey::of( *input_, attribute );
+         key = MatchKey::of( *input_, attribute ).value;
          read_ |= bit;
       }
       return key;
@@ -55,8 +65,10 @@ class PlannedRoute {
    const MatchInput_ * input_;
    const bool visitsCalls_;
    const Ferule::IpGenPrefix * prefix_ = nullptr;
+   const RouteMapPlan * lookedInto_ = nullptr;
+   const PlanStep * first_;   // of the route in that plan
    unsigned read_ = 0;
-   std::array<MatchKey, MatchKey::kAttributes> keys_;   // those of `read_`
+   std::array<uint64_t, MatchKey::kAttributes> keys_;   // those of `read_`
    unsigned asked_ = 0;
    std::array<ListAnswer, kAnswers> answers_;   // the last of them
 };
@@ -66,21 +78,27 @@ inline const PlanStep * firstOf( const PlanStep * a, const PlanStep * b ) noexce
    return !a || ( b && b->seqno < a->seqno ) ? b : a;
 }
 
-/// The first step of a route; null if there is none. For most routes it decides, and no PlanSearch is needed.
-inline const PlanStep * firstStep( const RouteMapPlan & plan, PlannedRoute & route ) {
-   const PlanStep * first = plan.firstAlways();
-   if( plan.beginsAlways() ) return first;
-   for( unsigned left = plan.keyedAttributes(); left != 0; left &= left - 1 )
-      if( const auto * const steps = plan.keyedBy( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
-         first = firstOf( first, &steps->all().front() );
+// The first of `first`, which is found for each route or by a key, and the steps that are found in the other ways.
+[[gnu::noinline]] inline const PlanStep * firstOfOthers( const RouteMapPlan & plan, PlannedRoute & route, const PlanStep * first ) {
    if( plan.hasRows() ) first = firstOf( first, plan.listedFrom( 0, route.prefix() ) );
    if( route.visitsCalls() && !plan.content().calls.empty() ) first = firstOf( first, &plan.content().calls.begin()->second );
-   if( plan.content().asked.empty() ) return first;
    for( const auto & [ seqno, asked ] : plan.content().asked ) {
       if( first && first->seqno < seqno ) break;
-      if( route.isPermittedBy( *asked.rows ) ) return &asked.steps.all().front();
+      if( route.isPermittedBy( *asked.rows ) ) return &asked.steps.front();
    }
    return first;
+}
+
+/// The first step of a route; null if there is none. For most routes it decides, and no PlanSearch is needed.
+[[gnu::always_inline]] inline const PlanStep * firstStep( const RouteMapPlan & plan, PlannedRoute & route ) {
+   if( route.knowsFirst( plan ) ) return route.first();
+   const PlanStep * first = plan.firstAlways();
+   if( plan.beginsAlways() ) return first;
+   for( unsigned left = plan.keyedAttributes(); left != 0; left &= left - 1 ) {
+      const auto attribute = MatchKey::Attribute( std::countr_zero( left ) );
+      if( const auto * const steps = plan.keyedBy( attribute, route.key( attribute ) ) ) first = firstOf( first, &steps->front() );
+   }
+   return plan.hasOtherWays() ? firstOfOthers( plan, route, first ) : first;
 }
 
 /// The steps of one route, in ascending order of their numbers. The plan must outlive it. A search is for routes that few sequences match:
@@ -90,9 +108,10 @@ class PlanSearch {
    PlanSearch( const RouteMapPlan & plan, PlannedRoute & route )
          : plan_( plan ), route_( route ), always_( plan.content().always.begin() ), asked_( plan.content().asked.begin() ) {
       if( route.visitsCalls() ) calls_ = plan.content().calls.begin();
-      for( unsigned left = plan.keyedAttributes(); left != 0; left &= left - 1 )
-         if( const auto * const steps = plan.keyedBy( route.key( MatchKey::Attribute( std::countr_zero( left ) ) ) ) )
-            runs_[ runCount_++ ] = Run( steps->all() );
+      for( unsigned left = plan.keyedAttributes(); left != 0; left &= left - 1 ) {
+         const auto attribute = MatchKey::Attribute( std::countr_zero( left ) );
+         if( const auto * const steps = plan.keyedBy( attribute, route.key( attribute ) ) ) runs_[ runCount_++ ] = Run( steps->all() );
+      }
       if( plan.hasRows() ) prefix_ = &route.prefix();
    }
 

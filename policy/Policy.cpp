@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <optional>
+#include <span>
 #include <type_traits>
 #include <unordered_set>
 #include <utility>
@@ -191,15 +192,14 @@ inline auto timed( const ContextPtr & context, const Trailmark::MsgDesc & messag
 
 // One evaluation: what all its route maps share.
 struct Evaluation {
-   template <class Observer>
-   Evaluation( const ContextPtr & c, const MatchInput_ * i, Matched & m, const Observer & ) noexcept
-         : context( c ), input( i ), matched( m ), route( i, !std::is_same_v<Observer, NoObserver> ) {}
-
    const ContextPtr & context;
-   const MatchInput_ * input;
    Matched & matched;   // the sequences that have permitted
-   PlannedRoute route;
+   PlannedRoute & route;
 };
+
+// Observers are notified of each call.
+template <class Observer>
+constexpr bool visitsCalls = !std::is_same_v<Observer, NoObserver>;
 
 // ---- one route map
 
@@ -225,7 +225,7 @@ template <class Log, class By>
 inline bool matchersPass( Evaluation & eval, const RouteMapSeqStatus & seq, const By & by, Log & log ) {
    for( auto i = seq.matcher().first(); i; i.next() ) {
       if( by.hasAnswered( i.key() ) ) continue;
-      if( i.value()->match( eval.input, eval.context ) ) continue;
+      if( i.value()->match( eval.route.input(), eval.context ) ) continue;
       log.matcherFailed( i.key() );
       return false;
    }
@@ -397,7 +397,7 @@ void applyDeferredSetters( Result_ & result ) {
    }
 }
 
-[[gnu::noinline]] void runSetters( const ContextPtr & context, const Matched & matched, Result_ & result ) {
+[[gnu::noinline]] void runSetters( const ContextPtr & context, std::span<const RouteMapSeqStatus * const> matched, Result_ & result ) {
    try {
       timed( context, applyPolicySettersMsg, [ & ] {
          for( const RouteMapSeqStatus * seq : matched )
@@ -413,7 +413,8 @@ void applyDeferredSetters( Result_ & result ) {
 
 inline void applySetters( const ContextPtr & context, const Matched & matched, Result_ & result ) {
    const auto hasNone = []( const RouteMapSeqStatus * seq ) { return seq->setter().empty(); };
-   if( context || result.dps() || !std::all_of( matched.begin(), matched.end(), hasNone ) ) runSetters( context, matched, result );
+   if( context || result.dps() || !std::ranges::all_of( matched, hasNone ) )
+      runSetters( context, { matched.data(), matched.size() }, result );
 }
 
 // ---- a list
@@ -528,7 +529,8 @@ inline bool evalOneRouteMap( const ContextPtr & context, const MatchInput_ * inp
                              MatchedRouteMapSequences * matched, Observer observer ) {
    QUOIN_ASSERT( rmStatus && matched, "rmStatus && matched" );
    Quoin::ReleaseScope scope;   // a matcher may release the policy during the walk
-   Evaluation eval( context, input, *matched, observer );
+   PlannedRoute route( input, visitsCalls<Observer> );
+   Evaluation eval{ context, *matched, route };
    return evalRouteMap( eval, *rmStatus, observer );
 }
 
@@ -537,20 +539,43 @@ inline bool evalListMatchers( const PolicyEval & policyEval, const MatchInput_ *
                               MatchedRouteMapSequences * matched, const PolicyEval::ContextMap & gyreCtxMap, Observer observer ) {
    QUOIN_ASSERT( list && matched, "list && matched" );
    Quoin::ReleaseScope scope;
-   Evaluation eval( policyEval.context(), input, *matched, observer );
+   PlannedRoute route( input, visitsCalls<Observer> );
+   Evaluation eval{ policyEval.context(), *matched, route };
    return evalList( eval, policyEval.shouldLogEval(), *list, gyreCtxMap.get(), observer );
 }
 
 template <class Observer>
-inline bool evalAndSet( const PolicyEval & policyEval, const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
-                        Result_ * result, Observer observer ) {
-   QUOIN_ASSERT( list && result, "list && result" );
-   Quoin::ReleaseScope scope;
+[[gnu::noinline]] bool evalAndSet( const PolicyEval & policyEval, PlannedRoute & route, const RouteMapStatusList & list, Result_ & result,
+                                   Observer observer ) {
    LocalMatched matched;
-   Evaluation eval( policyEval.context(), input, matched, observer );
-   if( !evalList( eval, policyEval.shouldLogEval(), *list, nullptr, observer ) ) return false;
-   applySetters( eval.context, eval.matched, *result );
+   Evaluation eval{ policyEval.context(), matched, route };
+   if( !evalList( eval, policyEval.shouldLogEval(), list, nullptr, observer ) ) return false;
+   applySetters( eval.context, eval.matched, result );
    return true;
+}
+
+// The plan of the only route map; null if the list has more, or if that has no plan or no sequence.
+inline const RouteMapPlan * onlyPlan( const RouteMapStatusList & list ) {
+   if( list.rmStatus().count() != 1 || list.gyreStatus() || list.gyreStatusMaint() ) return nullptr;
+   const RouteMapStatus & only = *list.rmStatus().begin()->second;
+   return only.seqStatus().empty() ? nullptr : only.plan();
+}
+
+// Most points of application have one route map, and its plan alone decides about most routes: then nothing is collected.
+inline bool evalShortly( const PolicyEval & policyEval, PlannedRoute & route, const RouteMapStatusList & list, Result_ & result ) {
+   const RouteMapPlan * const plan = policyEval.context() ? nullptr : onlyPlan( list );
+   if( !plan ) return evalAndSet( policyEval, route, list, result, NoObserver{} );
+   const PlanStep * const step = firstStep( *plan, route );
+   if( !step ) return false;
+   const bool isDecided = step->left >= PlanStep::Left::deny;
+   if( isDecided && !result.dps() ) return step->left == PlanStep::Left::permit;   // the processor could not foresee a branch
+   if( step->left == PlanStep::Left::deny ) return false;
+   if( step->left == PlanStep::Left::setters ) {
+      runSetters( policyEval.context(), { &step->seq, 1 }, result );
+      return true;
+   }
+   route.firstIs( *plan, step );
+   return evalAndSet( policyEval, route, list, result, NoObserver{} );
 }
 
 // As a list with one entry.
@@ -559,7 +584,8 @@ inline bool evalAsOnlyEntry( const PolicyEval & policyEval, const Quoin::Ptr<con
                              Observer observer ) {
    Quoin::ReleaseScope scope;
    LocalMatched matched;
-   Evaluation eval( policyEval.context(), input, matched, observer );
+   PlannedRoute route( input, visitsCalls<Observer> );
+   Evaluation eval{ policyEval.context(), matched, route };
    return timed( eval.context, evalPolicyMatchersMsg, [ & ] {
       return !rmStatus || evalListEntry( eval, policyEval.shouldLogEval(), RmPrecedence::routeMapPrecedence, rmStatus, observer );
    } );
@@ -597,7 +623,8 @@ PolicyEval::evalRouteMapMatchersSnapshot( const MatchInput_ & input, const Quoin
    QUOIN_ASSERT( rmStatus, "rmStatus" );
    Quoin::ReleaseScope scope;
    LocalMatched matched;
-   Evaluation eval( context_, &input, matched, NoObserver{} );
+   PlannedRoute route( &input, visitsCalls<NoObserver> );
+   Evaluation eval{ context_, matched, route };
    if( !evalRouteMap( eval, *rmStatus, NoObserver{} ) ) return nullptr;
    auto snapshot = Quoin::makeNode<MatchedRouteMapSequencesSnapshot>();
    uint32_t index = 0;
@@ -616,12 +643,18 @@ void PolicyEval::applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRoute
 // ---- a list
 
 bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result ) const {
-   return evalAndSet( *this, input, list, result, NoObserver{} );
+   QUOIN_ASSERT( list && result, "list && result" );
+   Quoin::ReleaseScope scope;
+   PlannedRoute route( input, visitsCalls<NoObserver> );
+   return evalShortly( *this, route, *list, *result );
 }
 
 bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result,
                        DecisionObserver & observer ) const {
-   return evalAndSet( *this, input, list, result, Observed( observer ) );
+   QUOIN_ASSERT( list && result, "list && result" );
+   Quoin::ReleaseScope scope;
+   PlannedRoute route( input, visitsCalls<Observed> );
+   return evalAndSet( *this, route, *list, *result, Observed( observer ) );
 }
 
 bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,
@@ -651,7 +684,8 @@ bool PolicyEval::evalGyre( const Quoin::Ptr<const Gyre::FunctionStatusBase> & fu
    list.gyreStatusIs( function );
    const auto map = Gyre::Eval::GyreEvalContextMap::getGyreEvalContextMapWithOneEntry( RmPrecedence::routeMapPrecedence, ctx );
    LocalMatched matched;
-   Evaluation eval( context_, nullptr, matched, NoObserver{} );
+   PlannedRoute route( nullptr, visitsCalls<NoObserver> );
+   Evaluation eval{ context_, matched, route };
    return evalList( eval, shouldLogEval_, list, map.get(), NoObserver{} );
 }
 

@@ -8,19 +8,18 @@ namespace Routing::Policy {
 
 namespace {
 
-unsigned attributesOf( const std::array<uint32_t, MatchKey::kAttributes> & counts ) noexcept {
+unsigned attributesOf( const RouteMapPlan::Content & content ) noexcept {
    unsigned bits = 0;
-   for( size_t i = 0; i < counts.size(); ++i ) bits |= unsigned( counts[ i ] != 0 ) << i;
+   for( size_t i = 0; i < content.keys.size(); ++i ) bits |= unsigned( !content.keys[ i ].empty() ) << i;
    return bits;
 }
 
 }   // namespace
 
 PlanSteps::PlanSteps( std::vector<PlanStep> steps ) {
-   if( steps.size() == 1 )
-      one_ = steps.front();
-   else if( !steps.empty() )
-      more_ = Quoin::makeNode<More>( std::move( steps ) );
+   if( steps.empty() ) return;
+   first_ = steps.front();
+   if( steps.size() > 1 ) more_ = Quoin::makeNode<More>( std::move( steps ) );
 }
 
 PlanSteps PlanSteps::with( const PlanStep & step ) const {
@@ -44,9 +43,10 @@ PlanSteps PlanSteps::without( uint32_t seqno ) const {
 
 RouteMapPlan::RouteMapPlan( const Content & content, const Quoin::Ptr<RouteMapPlanner> & planner, uint64_t seals )
       : content_( content ),
-        keyedAttributes_( attributesOf( content.keyCounts ) ),
+        keyedAttributes_( attributesOf( content ) ),
         firstAlways_( content_.always.empty() ? nullptr : &content_.always.begin()->second ),
         beginsAlways_( firstAlways_ && firstAlways_->seqno == ( *content_.sequences.begin() ).first ),
+        hasOtherWays_( hasRows() || !content_.asked.empty() || !content_.calls.empty() ),
         onlyListed_( content_.listed.size() == 1 ? &content_.listed.begin()->second : nullptr ),
         seals_( seals ),
         planner_( planner ) {}

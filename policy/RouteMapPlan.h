@@ -44,8 +44,9 @@ struct PlanStep {
    // What remains to be done for a route for which the sequence is found.
    enum class Left : uint8_t {
       evaluation,   // of the clauses, except the answered one, and of the rest of the sequence
-      permit,       // none: the sequence permits the route, which ends the route map
-      deny
+      setters,      // nothing else: the sequence permits the route, which ends the route map
+      deny,         // nothing
+      permit        // nothing, and it has no setters
    };
    const RouteMapSeqStatus * seq = nullptr;
    uint32_t seqno = 0;
@@ -61,11 +62,13 @@ struct PlanStep {
 class ROUTEPOLICY_API PlanSteps {
  public:
    PlanSteps() noexcept = default;
-   explicit PlanSteps( const PlanStep & step ) noexcept : one_( step ) {}
+   explicit PlanSteps( const PlanStep & step ) noexcept : first_( step ) {}
    explicit PlanSteps( std::vector<PlanStep> steps );
    std::span<const PlanStep> all() const noexcept {
-      return more_ ? std::span<const PlanStep>( more_->steps ) : std::span<const PlanStep>( &one_, one_.seq ? 1 : 0 );
+      return more_ ? std::span<const PlanStep>( more_->steps ) : std::span<const PlanStep>( &first_, first_.seq ? 1 : 0 );
    }
+   /// The first of at least one.
+   const PlanStep & front() const noexcept { return first_; }
    /// The same steps with this one, in place of one with its number. Errors: std::bad_alloc.
    PlanSteps with( const PlanStep & step ) const;
    PlanSteps without( uint32_t seqno ) const;
@@ -77,15 +80,15 @@ class ROUTEPOLICY_API PlanSteps {
       explicit More( std::vector<PlanStep> s ) noexcept : steps( std::move( s ) ) {}
       std::vector<PlanStep> steps;
    };
-   PlanStep one_;   // without `more_`
-   Quoin::Ptr<const More> more_;
+   PlanStep first_;
+   Quoin::Ptr<const More> more_;   // all, if there are several
 };
 
 /// The plan of one generation of a route map.
 class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
  public:
    using Sequences = Plinth::TreeMap<uint32_t, Quoin::Ptr<const RouteMapSeqStatus>>;
-   using Keyed = std::pair<MatchKey, PlanSteps>;
+   using Keyed = std::pair<uint64_t, PlanSteps>;    // with the value of the key
    static constexpr size_t kMostEntries = 128;      // each sequence of the list stores them
    static constexpr size_t kMostCalled = 64;        // sequences of a callee, with those of its callees
    static constexpr unsigned kMostCalls = 3;        // from a sequence to a callee of callees
@@ -103,11 +106,10 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    struct Content {
       Sequences sequences;
       Plinth::TreeMap<uint32_t, PlanStep> always;
-      Plinth::HashTrie<MatchKey, Keyed> keys;
-      std::array<uint32_t, MatchKey::kAttributes> keyCounts{};            // the keys of each attribute
-      Plinth::HashTrie<uint32_t, std::pair<uint32_t, PlanStep>> listed;   // the sequences of `rows`, by number
-      std::array<Quoin::Ptr<const RouteMap::PrefixListRows>, 2> rows;     // IPv4, IPv6; null if there are none
-      Plinth::TreeMap<uint32_t, Asked> asked;                             // by the number of the first step
+      std::array<Plinth::HashTrie<uint64_t, Keyed>, MatchKey::kAttributes> keys;   // of each attribute
+      Plinth::HashTrie<uint32_t, std::pair<uint32_t, PlanStep>> listed;            // the sequences of `rows`, by number
+      std::array<Quoin::Ptr<const RouteMap::PrefixListRows>, 2> rows;              // IPv4, IPv6; null if there are none
+      Plinth::TreeMap<uint32_t, Asked> asked;                                      // by the number of the first step
       Plinth::TreeMap<uint32_t, PlanStep> calls;   // also found by keys or rows; for observers, which are told of each call
    };
 
@@ -124,9 +126,11 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    const Content & content() const noexcept { return content_; }
    /// The attributes that have keys, as bits: 1 << attribute.
    unsigned keyedAttributes() const noexcept { return keyedAttributes_; }
+   /// Whether it has more than steps for each route and for keys.
+   bool hasOtherWays() const noexcept { return hasOtherWays_; }
    /// The steps of a key; null if it has none.
-   const PlanSteps * keyedBy( const MatchKey & key ) const noexcept {
-      const auto * const found = content_.keys.findMember( key );
+   const PlanSteps * keyedBy( MatchKey::Attribute attribute, uint64_t value ) const noexcept {
+      const auto * const found = content_.keys[ size_t( attribute ) ].findMember( value );
       return found ? &found->second : nullptr;
    }
    bool hasRows() const noexcept { return content_.rows[ 0 ] || content_.rows[ 1 ]; }
@@ -143,6 +147,7 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    const unsigned keyedAttributes_;
    const PlanStep * const firstAlways_;
    const bool beginsAlways_;
+   const bool hasOtherWays_;
    const PlanStep * const onlyListed_;   // null if there are more
    const uint64_t seals_;
    const Quoin::Ptr<RouteMapPlanner> planner_;

@@ -53,7 +53,8 @@ PlanStep::Left leftOf( const PlanStep & step ) {
    const size_t answered = step.isAnswered ? 1 : 0;
    if( seq.matcher().count() != answered || seq.subRouteMapRawPtr() ) return PlanStep::Left::evaluation;
    if( seq.matchAction() == Acl::MatchPermit::deny ) return PlanStep::Left::deny;
-   return seq.continueSeq() ? PlanStep::Left::evaluation : PlanStep::Left::permit;
+   if( seq.continueSeq() ) return PlanStep::Left::evaluation;
+   return seq.setter().empty() ? PlanStep::Left::permit : PlanStep::Left::setters;
 }
 
 }   // namespace
@@ -162,7 +163,7 @@ void PlanInWork::addSteps( const Way & way ) {
    const PlanStep & step = way.step;
    if( way.isAlways ) content_.always.put( step.seqno, step );
    for( const MatchKey & key : way.keys ) {
-      const auto * const found = content_.keys.findMember( key );
+      const auto * const found = keysLike( key ).findMember( key.value );
       keyIs( key, found ? found->second.with( step ) : PlanSteps( step ) );
    }
    if( way.isListed() ) listedIs( step );
@@ -174,7 +175,7 @@ void PlanInWork::removeSteps( const Way & way ) {
    const uint32_t seqno = way.step.seqno;
    if( way.isAlways ) content_.always.erase( seqno );
    for( const MatchKey & key : way.keys ) {
-      const auto * const found = content_.keys.findMember( key );
+      const auto * const found = keysLike( key ).findMember( key.value );
       QUOIN_ASSERT( found, "the keys of a matcher have changed" );
       keyIs( key, found->second.without( seqno ) );
    }
@@ -184,16 +185,13 @@ void PlanInWork::removeSteps( const Way & way ) {
 }
 
 void PlanInWork::keyIs( const MatchKey & key, const PlanSteps & steps ) {
-   uint32_t & count = content_.keyCounts[ size_t( key.attribute ) ];
-   if( steps.all().empty() ) {
-      content_.keys.extract( key );
-      --count;
-   } else if( auto * const own = content_.keys.own( key ) ) {
+   auto & keys = keysLike( key );
+   if( steps.all().empty() )
+      keys.extract( key.value );
+   else if( auto * const own = keys.own( key.value ) )
       own->second = steps;
-   } else {
-      content_.keys.insert( { key, steps } );
-      ++count;
-   }
+   else
+      keys.insert( { key.value, steps } );
 }
 
 void PlanInWork::listedIs( const PlanStep & step ) {

@@ -65,6 +65,7 @@ class PlanInWork {
    void addSteps( const Way & way );
    void removeSteps( const Way & way );
    void listedIs( const PlanStep & step );
+   auto & keysLike( const MatchKey & key ) noexcept { return content_.keys[ size_t( key.attribute ) ]; }   // of its attribute
    void keyIs( const MatchKey & key, const PlanSteps & steps );
    void askedIs( const RouteMap::PrefixListRows * rows, const PlanSteps & before, const PlanSteps & after );
    PlanSteps stepsOf( const RouteMap::PrefixListRows * rows ) const;
