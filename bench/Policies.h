@@ -112,6 +112,18 @@ class Point {
    PolicyEval & evaluator() noexcept { return eval_; }
    bool permits() { return eval_.eval( &input_, list_, &result_ ); }
    bool permits( Routing::Policy::DecisionObserver & observer ) { return eval_.eval( &input_, list_, &result_, observer ); }
+   /// Routes with these prefixes, evaluated in one batch.
+   std::span<const PolicyEval::BatchRoute> evaluated( std::span<const IpGenPrefix> prefixes ) {
+      inputs_.resize( prefixes.size() );
+      results_.resize( prefixes.size() );
+      routes_.resize( prefixes.size() );
+      for( size_t i = 0; i < prefixes.size(); ++i ) {
+         inputs_[ i ].prefixIs( prefixes[ i ] );
+         routes_[ i ] = { &inputs_[ i ], &results_[ i ] };
+      }
+      eval_.evalBatch( routes_, list_ );
+      return routes_;
+   }
    bool permits( const IpGenPrefix & p ) {
       input_.prefixIs( p );
       return permits();
@@ -122,6 +134,9 @@ class Point {
    PolicyEval eval_;
    MatchInput_ input_;
    Result_ result_;
+   std::vector<MatchInput_> inputs_;
+   std::vector<Result_> results_;
+   std::vector<PolicyEval::BatchRoute> routes_;
 };
 
 }   // namespace Bench

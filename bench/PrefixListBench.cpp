@@ -43,12 +43,22 @@ void measure( const std::string & question, const Entries & entries, const Prefi
    const auto evalOverlapped = group.way( "evaluation", n, [ & ] { return overlapped( n, evaluate ); } );
    const auto bareChained = group.way( "look-up", n, [ & ] { return chained( n, lookUp ); } );
    const auto bareOverlapped = group.way( "look-up", n, [ & ] { return overlapped( n, lookUp ); } );
+   const auto evalBatches = group.way( "evaluation in batches", n, [ & ] {
+      uint64_t sum = 0;
+      for( std::span left( queries ); !left.empty(); ) {
+         const auto next = left.first( std::min<size_t>( left.size(), 64 ) );
+         for( const auto & route : point.evaluated( next ) ) sum = mixed( sum, route.permitted );
+         left = left.subspan( next.size() );
+      }
+      return sum;
+   } );
    const std::string idealName = table ? "24-8 table" : "hash table per length";
    const auto idealChained = group.way( idealName, n, [ & ] { return table ? chained( n, readTable24x8 ) : chained( n, askHash ); } );
    const auto idealOverlapped =
       group.way( idealName, n, [ & ] { return table ? overlapped( n, readTable24x8 ) : overlapped( n, askHash ); } );
    group.row( question + ", evaluation, chained", size, evalChained, idealChained );
    group.row( question + ", evaluation, overlapped", size, evalOverlapped, idealOverlapped );
+   group.row( question + ", evaluation, in batches", size, evalBatches, evalOverlapped );
    group.row( question + ", look-up, chained", size, bareChained, idealChained );
    group.row( question + ", look-up, overlapped", size, bareOverlapped, idealOverlapped );
    if( entries.size() <= 1000 )

@@ -43,6 +43,7 @@ class PlannedRoute {
       }
       return key;
    }
+   void prefixIs( const Ferule::IpGenPrefix * prefix ) noexcept { prefix_ = prefix; }
    const Ferule::IpGenPrefix & prefix() {
       if( !prefix_ ) prefix_ = input_->getPrefixPointer();
       return *prefix_;
@@ -80,6 +81,7 @@ inline const PlanStep * firstOf( const PlanStep * a, const PlanStep * b ) noexce
 
 // The first of `first`, which is found for each route or by a key, and the steps that are found in the other ways.
 [[gnu::noinline]] inline const PlanStep * firstOfOthers( const RouteMapPlan & plan, PlannedRoute & route, const PlanStep * first ) {
+   if( plan.onlyList() ) return plan.firstByOnlyList( route.isPermittedBy( *plan.onlyList() ) );
    if( plan.hasRows() ) first = firstOf( first, plan.listedFrom( 0, route.prefix() ) );
    if( route.visitsCalls() && !plan.content().calls.empty() ) first = firstOf( first, &plan.content().calls.begin()->second );
    for( const auto & [ seqno, asked ] : plan.content().asked ) {
@@ -89,7 +91,7 @@ inline const PlanStep * firstOf( const PlanStep * a, const PlanStep * b ) noexce
    return first;
 }
 
-/// The first step of a route; null if there is none. For most routes it decides, and no PlanSearch is needed.
+/// The first step of a route; null or kNoStep if there is none. For most routes it decides, and no PlanSearch is needed.
 [[gnu::always_inline]] inline const PlanStep * firstStep( const RouteMapPlan & plan, PlannedRoute & route ) {
    if( route.knowsFirst( plan ) ) return route.first();
    const PlanStep * first = plan.firstAlways();

@@ -1,6 +1,7 @@
 #include "policy/Policy.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <optional>
 #include <span>
@@ -10,6 +11,7 @@
 
 #include "policy/DecisionObserver.h"
 #include "policy/MatchedRouteMapSequences.h"
+#include "policy/PlanPrefetch.h"
 #include "policy/PlanSearch.h"
 #include "substrate/quoin/Assert.h"
 #include "substrate/trailmark/Trailmark.h"
@@ -356,7 +358,7 @@ template <class Log>
 template <class Log>
 inline bool walkPlan( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapPlan & plan, Log log ) {
    const PlanStep * const step = firstStep( plan, eval.route );
-   if( !step ) {
+   if( !step || step == &kNoStep ) {
       log.defaultDeny();
       return false;
    }
@@ -655,6 +657,30 @@ bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMa
    Quoin::ReleaseScope scope;
    PlannedRoute route( input, visitsCalls<Observed> );
    return evalAndSet( *this, route, *list, *result, Observed( observer ) );
+}
+
+void PolicyEval::evalBatch( std::span<BatchRoute> routes, const Quoin::Ptr<const RouteMapStatusList> & list ) const {
+   QUOIN_ASSERT( list, "list" );
+   Quoin::ReleaseScope scope;
+   const RouteMapStatusList & policy = *list;   // a matcher may change the handle
+   const PlanPrefetch prefetch( policy );
+   const bool looksAhead = prefetch.hasLists() && !context();
+   const auto evalNext = [ & ]( BatchRoute & next, const Ferule::IpGenPrefix * prefix ) {
+      QUOIN_ASSERT( next.result, "result" );
+      PlannedRoute route( next.input, visitsCalls<NoObserver> );
+      route.prefixIs( prefix );
+      next.permitted = evalShortly( *this, route, policy, *next.result );
+   };
+   std::array<const Ferule::IpGenPrefix *, PlanPrefetch::kMostRoutes> prefixes{};
+   while( !routes.empty() ) {
+      const auto group = routes.first( std::min( routes.size(), prefixes.size() ) );
+      if( looksAhead ) {
+         std::ranges::transform( group, prefixes.begin(), []( const BatchRoute & route ) { return route.input->getPrefixPointer(); } );
+         prefetch( std::span( prefixes ).first( group.size() ) );
+      }
+      for( size_t i = 0; i < group.size(); ++i ) evalNext( group[ i ], prefixes[ i ] );
+      routes = routes.subspan( group.size() );
+   }
 }
 
 bool PolicyEval::evalPolicyMatchers( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list,

@@ -4,6 +4,8 @@
 /// (MatchInput_, Result_).
 #pragma once
 
+#include <span>
+
 #include "policy/MatchInput.h"
 #include "policy/PolicyEvalContext.h"
 #include "policy/Result.h"
@@ -33,6 +35,17 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
    /// Matches and applies: returns whether the list permits the route. A permit runs the setters on `result`; a deny leaves it unchanged.
    /// A list with functions of the policy language (`gyreStatus`, `gyreStatusMaint`) needs contexts for them: use evalPolicyMatchers().
    bool eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result ) const;
+
+   /// One route of evalBatch(): what eval() takes, and its answer.
+   struct BatchRoute {
+      const MatchInput_ * input = nullptr;
+      Result_ * result = nullptr;
+      bool permitted = false;
+   };
+   /// eval() for each route, in order. Faster where the lists of the policy leave the caches of the processor: the accesses to memory of up to
+   /// 16 routes overlap. The getter of the prefix may be called for these before the first of them is evaluated.
+   /// Errors: as eval(). After an exception, `permitted` of the route that threw, and of those behind it, is as the caller left it.
+   void evalBatch( std::span<BatchRoute> routes, const Quoin::Ptr<const RouteMapStatusList> & list ) const;
 
    /// Whether the list permits the route. Appends the matched sequences to `matched`; applyPolicySetters() runs their setters. Functions
    /// run on the contexts of `gyreCtxMap`. Before a function runs, the setters of the sequences matched so far run on the result of its

@@ -47,9 +47,21 @@ RouteMapPlan::RouteMapPlan( const Content & content, const Quoin::Ptr<RouteMapPl
         firstAlways_( content_.always.empty() ? nullptr : &content_.always.begin()->second ),
         beginsAlways_( firstAlways_ && firstAlways_->seqno == ( *content_.sequences.begin() ).first ),
         hasOtherWays_( hasRows() || !content_.asked.empty() || !content_.calls.empty() ),
-        onlyListed_( content_.listed.size() == 1 ? &content_.listed.begin()->second : nullptr ),
         seals_( seals ),
-        planner_( planner ) {}
+        planner_( planner ) {
+   const size_t families = ( content_.rows[ 0 ] ? 1 : 0 ) + ( content_.rows[ 1 ] ? 1 : 0 );
+   if( keyedAttributes_ != 0 || !content_.calls.empty() || families + content_.asked.count() != 1 ) return;
+   if( families == 0 )
+      onlyListIs( *content_.asked.begin()->second.rows, content_.asked.begin()->second.steps.front() );
+   else if( content_.listed.size() == 1 )
+      onlyListIs( *content_.rows[ content_.rows[ 0 ] ? 0 : 1 ], content_.listed.begin()->second );
+}
+
+void RouteMapPlan::onlyListIs( const RouteMap::PrefixListRows & list, const PlanStep & step ) {
+   onlyList_ = &list;
+   const bool isBehind = firstAlways_ && firstAlways_->seqno < step.seqno;
+   firstByOnlyList_ = { firstAlways_ ? firstAlways_ : &kNoStep, isBehind ? firstAlways_ : &step };
+}
 
 RouteMapPlan::~RouteMapPlan() = default;
 
@@ -60,7 +72,7 @@ const PlanStep * RouteMapPlan::listedFrom( uint32_t seqno, const Ferule::IpGenPr
    if( !rows ) return nullptr;
    const auto row = seqno == 0 ? rows->governing( prefix ) : rows->governing( prefix, seqno );
    if( !row.found ) return nullptr;
-   return onlyListed_ ? onlyListed_ : &content_.listed.findMember( row.seqno )->second;
+   return &content_.listed.findMember( row.seqno )->second;
 }
 
 Quoin::Ptr<const RouteMapPlan> RouteMapPlan::of( const Sequences & sequences, const Quoin::Ptr<const RouteMapPlan> & base,

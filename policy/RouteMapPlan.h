@@ -58,6 +58,9 @@ struct PlanStep {
    friend bool operator==( const PlanStep &, const PlanStep & ) = default;
 };
 
+/// In place of a step, for a route that no sequence can match.
+inline constexpr PlanStep kNoStep{ .left = PlanStep::Left::deny };
+
 /// Some steps in ascending order of their numbers. Copies share them.
 class ROUTEPOLICY_API PlanSteps {
  public:
@@ -136,6 +139,11 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    bool hasRows() const noexcept { return content_.rows[ 0 ] || content_.rows[ 1 ]; }
    /// The first step with this number or a higher one that a prefix list finds; null if there is none.
    const PlanStep * listedFrom( uint32_t seqno, const Ferule::IpGenPrefix & prefix ) const noexcept;
+   /// The only prefix list that a look-up reads, if there are no keys and no calls; else null.
+   const RouteMap::PrefixListRows * onlyList() const noexcept { return onlyList_; }
+   /// The first step of a route that this list permits, or does not permit: kNoStep if there is none. Without a branch, which the processor
+   /// could not foresee.
+   const PlanStep * firstByOnlyList( bool permitted ) const noexcept { return firstByOnlyList_[ permitted ]; }
    /// The first step that is found for each route; null if there is none.
    const PlanStep * firstAlways() const noexcept { return firstAlways_; }
    /// Whether it is that of the first sequence: no look-up can find another one in front of it.
@@ -143,12 +151,15 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
 
  private:
    friend class RouteMapPlanner;
+   void onlyListIs( const RouteMap::PrefixListRows & list, const PlanStep & step );
+
    const Content content_;
    const unsigned keyedAttributes_;
    const PlanStep * const firstAlways_;
    const bool beginsAlways_;
    const bool hasOtherWays_;
-   const PlanStep * const onlyListed_;   // null if there are more
+   const RouteMap::PrefixListRows * onlyList_ = nullptr;
+   std::array<const PlanStep *, 2> firstByOnlyList_{};
    const uint64_t seals_;
    const Quoin::Ptr<RouteMapPlanner> planner_;
 };

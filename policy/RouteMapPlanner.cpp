@@ -141,7 +141,8 @@ bool PlanInWork::byCallee( Way & way, const RouteMapStatus & callee, Limits & li
       const Way one = wayTo( *seq, limits );
       if( !one.isSkippable ) return false;
       if( seq->matchAction() == Acl::MatchPermit::deny ) continue;
-      isFound &= !one.isAlways && !one.asked;
+      isFound &= !one.isAlways && ( !one.asked || !all.asked || one.asked == all.asked );
+      if( one.asked ) all.asked = one.asked;
       all.keys.insert( all.keys.end(), one.keys.begin(), one.keys.end() );
       for( unsigned family = 0; family < all.rows.size(); ++family )
          for( Item item : one.rows[ family ] ) {
@@ -154,6 +155,7 @@ bool PlanInWork::byCallee( Way & way, const RouteMapStatus & callee, Limits & li
    if( !isFound ) return true;
    way.isAlways = false;
    way.isCall = true;
+   way.asked = all.asked;
    way.keys = sorted( std::move( all.keys ), inOrderOfKeys );
    for( unsigned family = 0; family < all.rows.size(); ++family ) way.rows[ family ] = sorted( std::move( all.rows[ family ] ), inOrder );
    return true;

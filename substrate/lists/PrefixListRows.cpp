@@ -1,7 +1,9 @@
 #include "substrate/lists/PrefixListRows.h"
 
 #include <algorithm>
+#include <array>
 #include <typeinfo>
+#include <utility>
 
 #include "substrate/lists/PrefixListEntryData.h"
 #include "substrate/lists/PrefixListRowsEditor.h"
@@ -132,6 +134,48 @@ PrefixListRows::Answer PrefixListRows::covering( const Ferule::IpGenPrefix & pre
       return true;
    } );
    return best.answer();
+}
+
+// The prefixes go down one node in turn. The memory of a node has arrived when its prefix has its next turn. Few branches depend on the
+// prefix: those of the look-up itself mislead the processor often enough.
+void PrefixListRows::prefetch( std::span<const Ferule::IpGenPrefix * const> prefixes ) const noexcept {
+   if( root_.isEmpty() ) return;
+   struct Descent {
+      const PrefixRowNode * node;
+      Bits128 rest;    // the bits of the prefix that the nodes in front have not read
+      unsigned left;   // their number
+   };
+   std::array<Descent, kMostPrefetched> descents;
+   struct Near {
+      const uint64_t * slots;
+      unsigned index;
+   };
+   std::array<Near, kMostPrefetched + 1> near;
+   size_t going = 0, ended = 0;
+   for( const auto * const prefix : prefixes.first( std::min( prefixes.size(), kMostPrefetched ) ) )
+      if( prefix->af() == af_ ) descents[ going++ ] = { &root_, prefix->ipGenAddr().bits(), prefix->length() };
+   while( going != 0 ) {
+      const size_t count = std::exchange( going, 0 );
+      for( size_t i = 0; i < count; ++i ) {
+         const auto [ node, rest, left ] = descents[ i ];
+         const auto v = static_cast<unsigned>( rest.high >> ( 64 - kStride ) );
+         const unsigned goesOn = left >= kStride;
+         const uint64_t * const slots = node->slots();
+         const PrefixRowNode & child = node->child( v );
+         near[ ended ] = { slots, SixBits::rank( node->near, v ) };
+         __builtin_prefetch( slots + near[ ended ].index );
+         ended += goesOn & unsigned( node->isNear( v ) );
+         __builtin_prefetch( slots + SixBits::count( node->near ) );
+         __builtin_prefetch( &child );
+         descents[ going ] = { &child, SixBits::after( rest ), left - kStride };
+         going += goesOn & unsigned( node->isWide( v ) );
+      }
+   }
+   asm volatile( "" );   // otherwise the compiler sees a function without an effect, and removes its calls
+   for( size_t i = 0; i < ended; ++i ) {
+      const PrefixRowSlot slot( near[ i ].slots[ near[ i ].index ] );
+      if( !slot.isRow() ) __builtin_prefetch( near[ i ].slots + slot.at() );
+   }
 }
 
 void PrefixListRows::ancestorWalk( const Ferule::IpGenPrefix & prefix, PatriciaTrieWalkCb * walker ) const {

@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "routepolicy_export.h"
@@ -66,6 +67,11 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
    Answer governing( const Ferule::IpGenPrefix & prefix, uint32_t from ) const noexcept;
    /// The same, but any bounds admit any length: of each containing prefix the first entry counts.
    Answer covering( const Ferule::IpGenPrefix & prefix ) const noexcept;
+
+   /// Loads what governing() will read for these prefixes into the cache of the processor: for all of them at once, so that their accesses to
+   /// memory overlap. Prefixes of the other family are passed over.
+   void prefetch( std::span<const Ferule::IpGenPrefix * const> prefixes ) const noexcept;
+   static constexpr size_t kMostPrefetched = 16;   // prefixes in one call; further ones are not loaded
 
    void ancestorWalk( const Ferule::IpGenPrefix & prefix, PatriciaTrieWalkCb * walker ) const override;
 

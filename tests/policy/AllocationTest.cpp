@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <string>
 #include <thread>
 #include <vector>
@@ -105,6 +107,10 @@ void nothingIsAllocated( const PolicyEval & eval ) {
       bool permit = !row.permit;
       EXPECT_EQ( allocationsOf( [ & ] { permit = eval.eval( &input, row.list, &result ); } ), 0u );
       EXPECT_EQ( permit, row.permit );
+      std::array<PolicyEval::BatchRoute, 20> batch;
+      batch.fill( { &input, &result, !row.permit } );
+      EXPECT_EQ( allocationsOf( [ & ] { eval.evalBatch( batch, row.list ); } ), 0u ) << "as a batch";
+      EXPECT_TRUE( std::ranges::all_of( batch, [ & ]( const auto & route ) { return route.permitted == row.permit; } ) );
       const auto map = row.list->rmStatus( RmPrecedence::routeMapPrecedence );
       if( !map ) continue;
       EXPECT_EQ( allocationsOf( [ & ] { permit = eval.evalPeerFilter( map, &input ); } ), 0u ) << "as a peer filter";

@@ -58,8 +58,8 @@ struct Policies {
 };
 
 /// The calls of PolicyEval.
-enum class Way : unsigned { map, mapObserved, snapshot, peerFilter, list, listObserved, listMatchers };
-constexpr unsigned kWays = 7;
+enum class Way : unsigned { map, mapObserved, snapshot, peerFilter, list, listObserved, listMatchers, batch };
+constexpr unsigned kWays = 8;
 
 inline bool evaluate( PolicyEval & eval, Way way, const Policies & policies, const MatchInput_ & input, Journal & journal ) {
    NotingObserver observer( journal );
@@ -82,6 +82,13 @@ inline bool evaluate( PolicyEval & eval, Way way, const Policies & policies, con
       case Way::peerFilter: return eval.evalPeerFilter( policies.map, &input, observer );
       case Way::list: return eval.eval( &input, policies.list, &result );
       case Way::listObserved: return eval.eval( &input, policies.list, &result, observer );
+      case Way::batch: {   // of the same route three times
+         Result_ others[ 2 ];
+         PolicyEval::BatchRoute routes[] = { { &input, &result }, { &input, &others[ 0 ] }, { &input, &others[ 1 ] } };
+         eval.evalBatch( routes, policies.list );
+         for( const auto & route : routes ) journal.words.push_back( route.permitted );
+         return routes[ 0 ].permitted;
+      }
       case Way::listMatchers: return finish( eval.evalPolicyMatchers( &input, policies.list, &matched, nullptr, observer ) );
    }
    return false;

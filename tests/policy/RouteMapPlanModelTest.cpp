@@ -435,7 +435,7 @@ TEST( RouteMapPlanModel, aCallIsFoundByTheWaysOfItsCallee ) {
       return map;
    };
    const auto calling = []( const Ptr<const RouteMapStatus> & callee ) { return seq( 10 ).call( callee ); };
-   const auto tag1 = tagOf( 1 ), tag2 = tagOf( 2 ), ownOne = Ptr<const Matcher>( EvalTest::matcher( true ) );
+   const auto tag1 = tagOf( 1 ), tag2 = tagOf( 2 ), large = listOfEntries( 129 ), ownOne = Ptr<const Matcher>( EvalTest::matcher( true ) );
    const auto one = listOf( { "1 permit 10.0.0.0/8" } ), ipv6 = listOf( { "1 permit 2001:db8::/32" } ),
               other = listOf( { "1 deny 10.1.0.0/16", "2 permit 10.0.0.0/8 le 24" } );
    const auto later = MatchOption::matchTagSet;
@@ -465,7 +465,10 @@ TEST( RouteMapPlanModel, aCallIsFoundByTheWaysOfItsCallee ) {
       { "a key too many", calling( of( { setOf( 64 ), tag1 } ) ), "always" },
       { "as many rows as can be", calling( of( { listOfEntries( 127 ), ipv6 } ) ), "128 rows, called" },
       { "a row too many", calling( of( { listOfEntries( 128 ), ipv6 } ) ), "always" },
-      { "a large list", calling( of( { listOfEntries( 129 ) } ) ), "always" },
+      { "a large list", calling( of( { listOfEntries( 129 ) } ) ), "asked, called" },
+      { "a large list of two sequences", calling( of( { large, large } ) ), "asked, called" },
+      { "a large list and a tag", calling( of( { large, tag1 } ) ), "1 keys, asked, called" },
+      { "two large lists", calling( of( { large, listOfEntries( 129 ) } ) ), "always" },
       { "a large list of a deny", calling( routeMap( "C", { seq( 1 ).match( listOfEntries( 129 ) ).deny() } ) ), "called" },
       { "a matcher that tells nothing", calling( of( { tag1, ownOne } ) ), "always, impure" },
       { "a matcher that tells nothing, of a deny", calling( routeMap( "C", { seq( 1 ).match( ownOne ).deny() } ) ), "always, impure" },
