@@ -54,8 +54,13 @@ class ROUTEPOLICY_API MatchKeys {
    static constexpr size_t kMost = 64;   // keys of one matcher that a plan looks up
    /// The matcher need not be asked about a route that its sequence cannot match for other reasons: asking it has no effect but the answer.
    /// It must not change the route.
-   /// The functions below imply this.
+   /// The functions below imply this, except those two that say otherwise.
    void skippable() noexcept { isSkippable_ = true; }
+   /// Asking the matcher never changes the route or the policy, but it must be asked whenever the walk over all sequences would ask it: it
+   /// may throw, for instance.
+   void changesNothing() noexcept { effect_ = Effect::none; }
+   /// The matcher changes the route if it matches, and nothing else. About a route with none of its keys it need not be asked.
+   void changesMatchedRoute() noexcept { effect_ = Effect::ofMatch; }
    /// The matcher matches only routes with this key, or with one of the other keys that it tells. A plan looks up at most kMost keys.
    void keyIs( const MatchKey & key );
    /// The matcher matches only routes whose prefix this list permits. Null: an undefined list, which permits nothing. A plan looks up one
@@ -68,17 +73,22 @@ class ROUTEPOLICY_API MatchKeys {
    /// The answer changes if the object with this seal does.
    void dependsOn( const Quoin::Seal & seal ) const noexcept { seal.close(); }
 
-   bool isSkippable() const noexcept { return isSkippable_; }
+   /// What asking the matcher does to the route.
+   enum class Effect : uint8_t { any, ofMatch, none };
+   Effect effect() const noexcept { return effect_ == Effect::any && isSkippable_ ? Effect::none : effect_; }
+   bool isSkippable() const noexcept { return isSkippable_ && effect_ == Effect::any; }
    /// Whether a plan can look up the routes that match: those with one of keys(), or those that list() permits. If neither exists, no
    /// route matches.
    bool isSelective() const noexcept;
-   bool isExact() const noexcept { return isExact_; }
+   /// Whether a matcher that was looked up need not be asked any more.
+   bool isExact() const noexcept { return isExact_ && effect_ == Effect::any; }
    const std::vector<MatchKey> & keys() const noexcept { return keys_; }
    const RouteMap::PrefixListStatus * list() const noexcept { return list_; }
 
  private:
    std::vector<MatchKey> keys_;
    const RouteMap::PrefixListStatus * list_ = nullptr;
+   Effect effect_ = Effect::any;   // unless the matcher tells that it is skippable
    bool isSkippable_ = false;
    bool isSelective_ = false;
    bool isExact_ = false;

@@ -22,6 +22,7 @@ class PlannedRoute {
    bool visitsCalls() const noexcept { return visitsCalls_; }
    /// The route may have changed.
    void forget() noexcept {
+      ++changes_;
       prefix_ = nullptr;
       read_ = asked_ = 0;
       lookedInto_ = nullptr;
@@ -31,6 +32,8 @@ class PlannedRoute {
       lookedInto_ = &plan;
       first_ = first;
    }
+   /// How often the route may have changed.
+   uint32_t changes() const noexcept { return changes_; }
    bool knowsFirst( const RouteMapPlan & plan ) const noexcept { return lookedInto_ == &plan; }
    const PlanStep * first() const noexcept { return first_; }
    /// The value of the route's key.
@@ -68,6 +71,7 @@ class PlannedRoute {
    const Ferule::IpGenPrefix * prefix_ = nullptr;
    const RouteMapPlan * lookedInto_ = nullptr;
    const PlanStep * first_;   // of the route in that plan
+   uint32_t changes_ = 0;
    unsigned read_ = 0;
    std::array<uint64_t, MatchKey::kAttributes> keys_;   // those of `read_`
    unsigned asked_ = 0;
@@ -108,7 +112,11 @@ inline const PlanStep * firstOf( const PlanStep * a, const PlanStep * b ) noexce
 class PlanSearch {
  public:
    PlanSearch( const RouteMapPlan & plan, PlannedRoute & route )
-         : plan_( plan ), route_( route ), always_( plan.content().always.begin() ), asked_( plan.content().asked.begin() ) {
+         : plan_( plan ),
+           route_( route ),
+           changes_( route.changes() ),
+           always_( plan.content().always.begin() ),
+           asked_( plan.content().asked.begin() ) {
       if( route.visitsCalls() ) calls_ = plan.content().calls.begin();
       for( unsigned left = plan.keyedAttributes(); left != 0; left &= left - 1 ) {
          const auto attribute = MatchKey::Attribute( std::countr_zero( left ) );
@@ -133,6 +141,8 @@ class PlanSearch {
       return hasEndedEarly_ ? nullptr : first;
    }
    bool hasEndedEarly() const noexcept { return hasEndedEarly_; }
+   /// Whether it was begun with the route as it is now.
+   bool isCurrent() const noexcept { return changes_ == route_.changes(); }
 
  private:
    // The steps of one key or large list.
@@ -166,6 +176,7 @@ class PlanSearch {
 
    const RouteMapPlan & plan_;
    PlannedRoute & route_;
+   const uint32_t changes_;
    Steps::MemberIterator always_;
    Steps::MemberIterator calls_;                                            // stays at no member unless the route visits calls
    Plinth::TreeMap<uint32_t, RouteMapPlan::Asked>::MemberIterator asked_;   // the lists that are not asked yet

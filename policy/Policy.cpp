@@ -211,27 +211,26 @@ bool evalRouteMap( Evaluation & eval, const RouteMapStatus & rmStatus, Observer 
 // How a sequence was found: by the walk over all sequences, which knows nothing of it, or by the plan.
 struct InTurn {
    static bool hasAnswered( MatchOption ) { return false; }
-   static bool isPure() { return false; }
+   static bool leavesRoute( MatchOption ) { return false; }
 };
 struct ByPlan {
    // Whether the route passes the clause of this option. All matchers in front of it are skippable.
-   bool hasAnswered( MatchOption option ) const noexcept { return step.isAnswered && step.option == option; }
-   // Whether the route is the same afterwards.
-   bool isPure() const noexcept { return step.isPure; }
+   bool hasAnswered( MatchOption option ) const noexcept { return step.answered == option; }
+   bool leavesRoute( MatchOption failed ) const noexcept { return step.leavesRoute( failed ); }
 
    const PlanStep & step;
 };
 
-// Whether all matchers match that are not answered yet. Stops at the first that does not.
+// The option of the first matcher that does not match, of those that are not answered yet; PlanStep::kNone if all match.
 template <class Log, class By>
-inline bool matchersPass( Evaluation & eval, const RouteMapSeqStatus & seq, const By & by, Log & log ) {
+inline MatchOption failedMatcher( Evaluation & eval, const RouteMapSeqStatus & seq, const By & by, Log & log ) {
    for( auto i = seq.matcher().first(); i; i.next() ) {
       if( by.hasAnswered( i.key() ) ) continue;
       if( i.value()->match( eval.route.input(), eval.context ) ) continue;
       log.matcherFailed( i.key() );
-      return false;
+      return i.key();
    }
-   return true;
+   return PlanStep::kNone;
 }
 
 // Whether the callee lets the sequence match. The sequences of the callee stay in `matched` only if it permitted and is not
@@ -257,9 +256,9 @@ enum class Next : uint8_t { sequence, deny, permit, target };
 template <class Log, class By>
 inline Next visit( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapSeqStatus & seq, const By & by, Log & log ) {
    log.visit( seq );
-   const bool passes = matchersPass( eval, seq, by, log );
-   if( !by.isPure() ) eval.route.forget();
-   if( !passes ) return Next::sequence;
+   const MatchOption failed = failedMatcher( eval, seq, by, log );
+   if( !by.leavesRoute( failed ) ) eval.route.forget();
+   if( failed != PlanStep::kNone ) return Next::sequence;
    const RouteMapStatus * const sub = seq.subRouteMapRawPtr();
    if( sub && !sub->seqStatus().empty() && !subRouteMapPasses( eval, rmStatus, seq, *sub, log ) ) return Next::sequence;
    if( seq.matchAction() == Acl::MatchPermit::deny ) {   // also after a continue
@@ -331,7 +330,7 @@ template <class Log>
       if( from == 0 && next != Next::target ) break;   // behind the highest number
       // If a matcher has changed the policy, or a sequence continues backwards, the plan does not help.
       const bool canSearch = from > seqno && rmStatus.plan() == &plan;
-      if( canSearch && ( !search || !step->isPure ) ) search.emplace( plan, eval.route );
+      if( canSearch && !( search && search->isCurrent() ) ) search.emplace( plan, eval.route );
       step = canSearch ? search->from( from ) : nullptr;
       if( !canSearch || search->hasEndedEarly() ) [[unlikely]]
          return walkSequences( eval, rmStatus, rmStatus.seqStatus().lowerBound( from ), continued, log );

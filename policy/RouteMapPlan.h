@@ -48,12 +48,18 @@ struct PlanStep {
       deny,         // nothing
       permit        // nothing, and it has no setters
    };
+   static constexpr MatchOption kNone{ 0xFF };   // no clause
    const RouteMapSeqStatus * seq = nullptr;
    uint32_t seqno = 0;
-   MatchOption option = MatchOption::none;   // of the clause by which it is found
-   bool isAnswered = false;                  // every route for which it is found passes this clause
-   bool isPure = true;                       // all its matchers, and those of its callee, are skippable: none changes the route
+   MatchOption answered = kNone;           // every route for which the sequence is found passes this clause
+   MatchOption changesWhenAsked = kNone;   // its matcher, and each behind it, may change the route
+   MatchOption changesMatched = kNone;     // its matcher, and each behind it, may change the route if this matcher matches
    Left left = Left::evaluation;
+
+   /// Whether the route is the same after its matchers were asked, up to the one that failed; kNone: all have matched.
+   bool leavesRoute( MatchOption failed ) const noexcept {
+      return ( failed < changesWhenAsked || changesWhenAsked == kNone ) && failed <= changesMatched;
+   }
 
    friend bool operator==( const PlanStep &, const PlanStep & ) = default;
 };

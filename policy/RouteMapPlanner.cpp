@@ -48,9 +48,16 @@ Selects selects( const MatchKeys & told ) {
    return std::ranges::any_of( told.keys(), isProtocol ) ? Selects::protocol : Selects::value;
 }
 
+// Notes what asking a matcher does to the route.
+void changesAt( PlanStep & step, MatchOption option, MatchKeys::Effect effect ) {
+   if( effect == MatchKeys::Effect::none ) return;
+   MatchOption & first = effect == MatchKeys::Effect::any ? step.changesWhenAsked : step.changesMatched;
+   first = std::min( first, option );
+}
+
 PlanStep::Left leftOf( const PlanStep & step ) {
    const RouteMapSeqStatus & seq = *step.seq;
-   const size_t answered = step.isAnswered ? 1 : 0;
+   const size_t answered = step.answered != PlanStep::kNone ? 1 : 0;
    if( seq.matcher().count() != answered || seq.subRouteMapRawPtr() ) return PlanStep::Left::evaluation;
    if( seq.matchAction() == Acl::MatchPermit::deny ) return PlanStep::Left::deny;
    if( seq.continueSeq() ) return PlanStep::Left::evaluation;
@@ -66,23 +73,26 @@ PlanInWork::Way PlanInWork::wayTo( const RouteMapSeqStatus & seq, Limits & limit
    Way way;
    way.step = { &seq, seq.seqno() };
    MatchKeys best;
+   MatchOption bestOption = PlanStep::kNone;
    for( const auto & [ option, matcher ] : seq.matcher() ) {
       MatchKeys told;
       matcher->keys( told );
+      changesAt( way.step, option, told.effect() );
       const bool isSkippable = told.isSkippable();
       if( way.isSkippable && selects( told ) > selects( best ) ) {
          best = std::move( told );
-         way.step.option = option;
+         bestOption = option;
       }
       way.isSkippable &= isSkippable;
    }
+   bool isAnswered = false;
    if( selects( best ) == Selects::list )
-      byList( way, *best.list()->ownRows(), best.isExact(), limits );
+      isAnswered = byList( way, *best.list()->ownRows(), limits );
    else if( selects( best ) != Selects::nothing )
-      byKeys( way, best );
+      isAnswered = byKeys( way, best );
+   if( isAnswered && best.isExact() ) way.step.answered = bestOption;
    const RouteMapStatus * const callee = seq.subRouteMapRawPtr();
    if( callee && !byCallee( way, *callee, limits ) ) way.isSkippable = false;
-   way.step.isPure = way.isSkippable;
    way.step.left = leftOf( way.step );
    return way;
 }
@@ -92,20 +102,20 @@ PlanInWork::Way PlanInWork::wayTo( const RouteMapSeqStatus & seq ) {
    return wayTo( seq, limits );
 }
 
-void PlanInWork::byKeys( Way & way, const MatchKeys & told ) {
+// Each of these returns whether every route with such a key, or with a prefix that the list permits, is found, and no other one.
+bool PlanInWork::byKeys( Way & way, const MatchKeys & told ) {
    way.isAlways = false;
-   way.step.isAnswered = told.isExact();
    way.keys = sorted( told.keys(), inOrderOfKeys );
+   return true;
 }
 
 // By the permit entries of a small list. If they permit nearly every prefix, they tell nothing.
-void PlanInWork::byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact, const Limits & limits ) {
-   if( list.af() != AddressFamily::ipv4 && list.af() != AddressFamily::ipv6 ) return;
+bool PlanInWork::byList( Way & way, const RouteMap::PrefixListRows & list, const Limits & limits ) {
+   if( list.af() != AddressFamily::ipv4 && list.af() != AddressFamily::ipv6 ) return false;
    if( list.entryCount() > limits.entries ) {
       way.asked = &list;
       way.isAlways = false;
-      way.step.isAnswered = isExact;
-      return;
+      return true;
    }
    bool hasDeny = false, permitsAll = false;
    Rows rows;
@@ -115,11 +125,11 @@ void PlanInWork::byList( Way & way, const RouteMap::PrefixListRows & list, bool 
       permitsAll |= prefix.length() == 0 && row.ge() != row.le();
       rows.push_back( { prefix.ipGenAddr().bits(), prefix.length(), PrefixRow( way.step.seqno, true, row.ge(), row.le() ) } );
    } );
-   if( permitsAll ) return;
+   if( permitsAll ) return false;
    if( !std::ranges::is_sorted( rows, {}, inOrder ) ) std::ranges::sort( rows, {}, inOrder );
    way.rows[ list.af() == AddressFamily::ipv6 ] = std::move( rows );
    way.isAlways = false;
-   way.step.isAnswered = isExact && !hasDeny;
+   return !hasDeny;
 }
 
 // By all ways that lead to a permit of the callee, unless the sequence is found by a clause of its own. Returns whether no matcher of the

@@ -58,8 +58,8 @@ class PlanInWork {
 
    static Way wayTo( const RouteMapSeqStatus & seq );
    static Way wayTo( const RouteMapSeqStatus & seq, Limits & limits );
-   static void byKeys( Way & way, const MatchKeys & told );
-   static void byList( Way & way, const RouteMap::PrefixListRows & list, bool isExact, const Limits & limits );
+   static bool byKeys( Way & way, const MatchKeys & told );
+   static bool byList( Way & way, const RouteMap::PrefixListRows & list, const Limits & limits );
    static bool byCallee( Way & way, const RouteMapStatus & callee, Limits & limits );
    void seal( const RouteMapSeqStatus & seq, Callees & callees ) const;
    void addSteps( const Way & way );

@@ -84,7 +84,7 @@ class RouteListMatcher final : public Matcher {
          return list_->permits( *route );
    }
    void keys( MatchKeys & keys ) const override {
-      if( !kNeedsKnown ) keys.skippable();   // the others throw
+      kNeedsKnown ? keys.changesNothing() : keys.skippable();   // the former may throw
    }
    void formatDerivedType( std::ostream & os ) const override { os << "RouteListMatcher list " << name_; }
 

@@ -34,6 +34,7 @@ class FrrMetricMatcher final : public Matcher {
       if( const auto * const route = tableRouteOf( input ) ) expectKnown( *route, "metric" );
       return input->getMetric().value() == metric_;
    }
+   void keys( MatchKeys & keys ) const override { keys.changesNothing(); }   // but may throw
    void formatDerivedType( std::ostream & os ) const override { os << "FrrMetricMatcher metric " << std::to_string( metric_ ); }
 
  private:
@@ -47,6 +48,7 @@ class FrrNextHopMatcher final : public Matcher {
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const override {
       return frrNextHop( input, nextHop_.af() ) == nextHop_;
    }
+   void keys( MatchKeys & keys ) const override { keys.changesNothing(); }   // but may throw
    void formatDerivedType( std::ostream & os ) const override { os << "FrrNextHopMatcher next-hop " << nextHop_.toStrep(); }
 
  private:
@@ -109,6 +111,7 @@ class FrrHostListMatcher final : public Matcher {
       return list_->match( &host, context );
    }
    const Quoin::Ptr<const ListStatus> & status() const noexcept { return list_->status(); }
+   void keys( MatchKeys & keys ) const override { keys.changesNothing(); }   // but may throw
    void formatDerivedType( std::ostream & os ) const override { os << "FrrHostListMatcher list " << list_->name(); }
 
  private:

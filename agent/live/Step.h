@@ -48,6 +48,7 @@ class StepMatcher final : public Matcher {
       }
       return false;
    }
+   void keys( MatchKeys & keys ) const override { keys.changesMatchedRoute(); }
    void formatDerivedType( std::ostream & os ) const override { os << "StepMatcher step " << name_; }
 
  private:

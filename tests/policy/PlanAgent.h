@@ -16,21 +16,27 @@
 
 namespace PlanTest {
 
-/// An agent's matcher that tells nothing: each question is noted. `asked`: how often it was asked before in this evaluation.
+/// An agent's matcher that must be asked whenever the walk asks it: each question is noted. `asked`: how often it was asked before in this
+/// evaluation. `changesNothing`: it tells so; otherwise it tells nothing.
 class OwnMatcher : public Matcher {
  public:
    using Answer = std::function<bool( const MatchInput_ & input, unsigned asked )>;
-   OwnMatcher( Journal & journal, Answer answer ) : journal_( journal ), answer_( std::move( answer ) ) {}
+   OwnMatcher( Journal & journal, Answer answer, bool changesNothing )
+         : journal_( journal ), answer_( std::move( answer ) ), changesNothing_( changesNothing ) {}
    bool match( const MatchInput_ * input, const Ptr<PolicyEvalContext> & ) const override {
       journal_.note( Journal::What::asked, this );
       return answer_( *input, asked_++ );
    }
-   void formatDerivedType( std::ostream & os ) const override { os << "OwnMatcher"; }
+   void keys( MatchKeys & keys ) const override {
+      if( changesNothing_ ) keys.changesNothing();
+   }
+   void formatDerivedType( std::ostream & os ) const override { os << ( changesNothing_ ? "OwnMatcher, changes nothing" : "OwnMatcher" ); }
    void restart() { asked_ = 0; }
 
  private:
    Journal & journal_;
    Answer answer_;
+   bool changesNothing_;
    mutable unsigned asked_ = 0;
 };
 

@@ -162,8 +162,8 @@ class RandomPolicy : public RandomLists {
       return matcher;
    }
 
-   Ptr<const Matcher> own( OwnMatcher::Answer answer ) {
-      own_.push_back( makeNode<OwnMatcher>( journal_, std::move( answer ) ) );
+   Ptr<const Matcher> own( OwnMatcher::Answer answer, bool changesNothing = false ) {
+      own_.push_back( makeNode<OwnMatcher>( journal_, std::move( answer ), changesNothing ) );
       return own_.back();
    }
 
@@ -187,11 +187,11 @@ class RandomPolicy : public RandomLists {
             return input.getTag() > v;
          },
       };
-      return own( std::bind_front( kAnswers[ pick( unsigned( std::size( kAnswers ) ) ) ], value ) );
+      return own( std::bind_front( kAnswers[ pick( unsigned( std::size( kAnswers ) ) ) ], value ), chance( 2 ) );
    }
 
-   // The route gets some values of another one, and its own again when the matcher is asked once more.
-   Ptr<const Matcher> routeChanger() {
+   // Copies some values of a route into the route that is evaluated.
+   std::function<void( const MatchInput_ & from )> someCopies() {
       static constexpr void ( *kCopies[] )( MatchInput_ &, const MatchInput_ & ) = {
          []( MatchInput_ & to, const MatchInput_ & from ) { to.tagIs( from.tag() ); },
          []( MatchInput_ & to, const MatchInput_ & from ) { to.metricIs( from.metric() ); },
@@ -203,11 +203,34 @@ class RandomPolicy : public RandomLists {
          []( MatchInput_ & to, const MatchInput_ & from ) { to.isisInstanceIs( from.isisInstance() ); },
       };
       const unsigned which = chance( 3 ) ? ~0u : 1u << pick( unsigned( std::size( kCopies ) ) );
-      return own( [ this, which, value = tag(), other = route() ]( const MatchInput_ & input, unsigned asked ) {
+      return [ this, which ]( const MatchInput_ & from ) {
          for( unsigned i = 0; i < std::size( kCopies ); ++i )
-            if( which >> i & 1 ) kCopies[ i ]( *route_, asked % 2 ? original_ : other );
+            if( which >> i & 1 ) kCopies[ i ]( *route_, from );
+      };
+   }
+   // The route gets some values of another one, and its own again when the matcher is asked once more.
+   Ptr<const Matcher> routeChanger() {
+      if( chance( 2 ) ) return matchedRouteChanger();
+      return own( [ this, copy = someCopies(), value = tag(), other = route() ]( const MatchInput_ & input, unsigned asked ) {
+         copy( asked % 2 ? original_ : other );
          return input.getTag() != value;
       } );
+   }
+   // The same, if it matches. It may tell its key; then it need not be asked about other routes.
+   Ptr<const Matcher> matchedRouteChanger() {
+      const auto value = tag();
+      const bool tellsKey = chance( 2 );
+      return makeNode<TellingMatcher>(
+         [ value, tellsKey ]( MatchKeys & keys ) {
+            keys.changesMatchedRoute();
+            if( tellsKey ) keys.keyIs( MatchKey::tag( value ) );
+         },
+         [ this, copy = someCopies(), value, other = route() ]( const MatchInput_ & input ) {
+            if( input.getTag() != value ) return false;
+            journal_.note( Journal::What::asked );
+            copy( other );
+            return true;
+         } );
    }
 
    // What matches is what is told, or, if that is not exact, a part of it.
