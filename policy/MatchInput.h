@@ -5,7 +5,9 @@
 /// Threading: a plain value. One evaluation reads it at a time, unless the getters of a derived class are thread-safe.
 #pragma once
 
+#include <cstdint>
 #include <iosfwd>
+#include <span>
 
 #include "policy/ResolvedNexthopInfoSet.h"
 #include "routepolicy_export.h"
@@ -32,6 +34,9 @@ class ROUTEPOLICY_API MatchInput_ {
    virtual RouteTag getTag() const { return tag_; }
    virtual uint32_t getOspfInstance() const { return ospfInstance_; }
    virtual uint32_t getIsisInstance() const { return isisInstance_; }
+   /// What the route has for matchers of the agent, as MatchKey::own() tells it: communities, for instance. In any order. Plans may read it
+   /// several times in an evaluation. Valid until the input changes.
+   virtual std::span<const uint64_t> getOwnKeys() const { return {}; }
 
    friend ROUTEPOLICY_API bool operator==( const MatchInput_ & a, const MatchInput_ & b );
    static bool isEq( const void * a, const void * b ) {

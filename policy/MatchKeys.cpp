@@ -19,6 +19,7 @@ MatchKey MatchKey::of( const MatchInput_ & input, Attribute attribute ) {
       case Attribute::nexthop: return nexthop( input.getNexthop() );
       case Attribute::ospfInstance: return ospfInstance( input.getOspfInstance() );
       case Attribute::isisInstance: return isisInstance( input.getIsisInstance() );
+      case Attribute::own: break;
    }
    return {};
 }

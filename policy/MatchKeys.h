@@ -23,11 +23,12 @@ namespace Routing::Policy {
 
 class MatchInput_;
 
-/// An attribute of a route with one value.
+/// An attribute of a route.
 struct ROUTEPOLICY_API MatchKey {
-   /// The attributes that a plan can look up. `protocol` is the configured protocol that the protocol of the route counts as.
-   enum class Attribute : uint8_t { tag, metric, protocol, nexthop, ospfInstance, isisInstance };
-   static constexpr unsigned kAttributes = 6;
+   /// The attributes that a plan can look up. A route has one value of each, and any number of `own` ones. `protocol` is the configured
+   /// protocol that the protocol of the route counts as.
+   enum class Attribute : uint8_t { tag, metric, protocol, nexthop, ospfInstance, isisInstance, own };
+   static constexpr unsigned kAttributes = 7;
 
    uint64_t value;
    Attribute attribute;
@@ -41,7 +42,9 @@ struct ROUTEPOLICY_API MatchKey {
    static MatchKey nexthop( const Ferule::IpGenAddr & nexthop ) noexcept;
    static MatchKey ospfInstance( uint32_t instance ) noexcept { return { instance, Attribute::ospfInstance }; }
    static MatchKey isisInstance( uint32_t instance ) noexcept { return { instance, Attribute::isisInstance }; }
-   /// The key of a route.
+   /// One of MatchInput_::getOwnKeys(), whatever it means to the agent.
+   static MatchKey own( uint64_t key ) noexcept { return { key, Attribute::own }; }
+   /// The key of a route; not of `own`.
    static MatchKey of( const MatchInput_ & input, Attribute attribute );
 
    friend bool operator==( const MatchKey &, const MatchKey & ) = default;

@@ -83,9 +83,17 @@ inline const PlanStep * firstOf( const PlanStep * a, const PlanStep * b ) noexce
    return !a || ( b && b->seqno < a->seqno ) ? b : a;
 }
 
+// Calls `visit( steps )` for each of the route's own keys that has steps.
+template <class Visit>
+void forEachOwn( const RouteMapPlan & plan, const PlannedRoute & route, Visit && visit ) {
+   for( const uint64_t key : route.input()->getOwnKeys() )
+      if( const auto * const steps = plan.keyedBy( MatchKey::Attribute::own, key ) ) visit( *steps );
+}
+
 // The first of `first`, which is found for each route or by a key, and the steps that are found in the other ways.
 [[gnu::noinline]] inline const PlanStep * firstOfOthers( const RouteMapPlan & plan, PlannedRoute & route, const PlanStep * first ) {
    if( plan.onlyList() ) return plan.firstByOnlyList( route.isPermittedBy( *plan.onlyList() ) );
+   if( plan.hasOwnKeys() ) forEachOwn( plan, route, [ & ]( const PlanSteps & steps ) { first = firstOf( first, &steps.front() ); } );
    if( plan.hasRows() ) first = firstOf( first, plan.listedFrom( 0, route.prefix() ) );
    if( route.visitsCalls() && !plan.content().calls.empty() ) first = firstOf( first, &plan.content().calls.begin()->second );
    for( const auto & [ seqno, asked ] : plan.content().asked ) {
@@ -120,8 +128,9 @@ class PlanSearch {
       if( route.visitsCalls() ) calls_ = plan.content().calls.begin();
       for( unsigned left = plan.keyedAttributes(); left != 0; left &= left - 1 ) {
          const auto attribute = MatchKey::Attribute( std::countr_zero( left ) );
-         if( const auto * const steps = plan.keyedBy( attribute, route.key( attribute ) ) ) runs_[ runCount_++ ] = Run( steps->all() );
+         if( const auto * const steps = plan.keyedBy( attribute, route.key( attribute ) ) ) add( *steps );
       }
+      if( plan.hasOwnKeys() ) forEachOwn( plan, route, [ this ]( const PlanSteps & steps ) { add( steps ); } );
       if( plan.hasRows() ) prefix_ = &route.prefix();
    }
 
@@ -133,9 +142,8 @@ class PlanSearch {
       first = firstOf( first, listedFrom( seqno ) );
       for( ; asked_ && ( !first || asked_->first < first->seqno ); ++asked_ ) {
          if( !route_.isPermittedBy( *asked_->second.rows ) ) continue;
-         if( runCount_ == kMostRuns ) hasEndedEarly_ = true;
+         add( asked_->second.steps );
          if( hasEndedEarly_ ) break;
-         runs_[ runCount_++ ] = Run( asked_->second.steps.all() );
          first = firstOf( first, runs_[ runCount_ - 1 ].from( seqno ) );
       }
       return hasEndedEarly_ ? nullptr : first;
@@ -159,6 +167,13 @@ class PlanSearch {
       const PlanStep * at_;
       const PlanStep * end_;
    };
+
+   void add( const PlanSteps & steps ) {
+      if( runCount_ < kMostRuns )
+         runs_[ runCount_++ ] = Run( steps.all() );
+      else
+         hasEndedEarly_ = true;
+   }
 
    using Steps = Plinth::TreeMap<uint32_t, PlanStep>;
    static const PlanStep * at( Steps::MemberIterator & i, const Steps & steps, uint32_t seqno ) {

@@ -10,7 +10,7 @@ namespace {
 
 unsigned attributesOf( const RouteMapPlan::Content & content ) noexcept {
    unsigned bits = 0;
-   for( size_t i = 0; i < content.keys.size(); ++i ) bits |= unsigned( !content.keys[ i ].empty() ) << i;
+   for( size_t i = 0; i < size_t( MatchKey::Attribute::own ); ++i ) bits |= unsigned( !content.keys[ i ].empty() ) << i;
    return bits;
 }
 
@@ -46,11 +46,11 @@ RouteMapPlan::RouteMapPlan( const Content & content, const Quoin::Ptr<RouteMapPl
         keyedAttributes_( attributesOf( content ) ),
         firstAlways_( content_.always.empty() ? nullptr : &content_.always.begin()->second ),
         beginsAlways_( firstAlways_ && firstAlways_->seqno == ( *content_.sequences.begin() ).first ),
-        hasOtherWays_( hasRows() || !content_.asked.empty() || !content_.calls.empty() ),
+        hasOtherWays_( hasRows() || hasOwnKeys() || !content_.asked.empty() || !content_.calls.empty() ),
         seals_( seals ),
         planner_( planner ) {
    const size_t families = ( content_.rows[ 0 ] ? 1 : 0 ) + ( content_.rows[ 1 ] ? 1 : 0 );
-   if( keyedAttributes_ != 0 || !content_.calls.empty() || families + content_.asked.count() != 1 ) return;
+   if( keyedAttributes_ != 0 || hasOwnKeys() || !content_.calls.empty() || families + content_.asked.count() != 1 ) return;
    if( families == 0 )
       onlyListIs( *content_.asked.begin()->second.rows, content_.asked.begin()->second.steps.front() );
    else if( content_.listed.size() == 1 )

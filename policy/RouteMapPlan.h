@@ -133,7 +133,7 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    /// Whether nothing that the plan was made from has changed.
    bool isCurrent() const noexcept { return seals_ == Quoin::Seal::broken(); }
    const Content & content() const noexcept { return content_; }
-   /// The attributes that have keys, as bits: 1 << attribute.
+   /// The attributes of one value that have keys, as bits: 1 << attribute.
    unsigned keyedAttributes() const noexcept { return keyedAttributes_; }
    /// Whether it has more than steps for each route and for keys.
    bool hasOtherWays() const noexcept { return hasOtherWays_; }
@@ -142,6 +142,7 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
       const auto * const found = content_.keys[ size_t( attribute ) ].findMember( value );
       return found ? &found->second : nullptr;
    }
+   bool hasOwnKeys() const noexcept { return !content_.keys[ size_t( MatchKey::Attribute::own ) ].empty(); }
    bool hasRows() const noexcept { return content_.rows[ 0 ] || content_.rows[ 1 ]; }
    /// The first step with this number or a higher one that a prefix list finds; null if there is none.
    const PlanStep * listedFrom( uint32_t seqno, const Ferule::IpGenPrefix & prefix ) const noexcept;

@@ -84,7 +84,11 @@ class RouteListMatcher final : public Matcher {
          return list_->permits( *route );
    }
    void keys( MatchKeys & keys ) const override {
-      kNeedsKnown ? keys.changesNothing() : keys.skippable();   // the former may throw
+      if( !list_ ) return keys.noRoute();
+      const bool areTold = list_->tellKeys( keys );
+      if( !kNeedsKnown ) return keys.skippable();
+      if( areTold ) keys.keyIs( Routing::Policy::MatchKey::own( unknownKey( kSetBy ) ) );
+      keys.changesNothing();   // but may throw
    }
    void formatDerivedType( std::ostream & os ) const override { os << "RouteListMatcher list " << name_; }
 

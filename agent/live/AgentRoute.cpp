@@ -32,6 +32,16 @@ void AgentRoute::routeIs( const TableRoute & route ) {
    protocolIs( routeProtoOf( route.protocol ) );
    ospfInstanceIs( route.ospfInstance );
    isisInstanceIs( route.isisInstance );
+   hasKeys_ = false;
+}
+
+std::span<const uint64_t> AgentRoute::getOwnKeys() const {
+   if( !hasKeys_ && route_ ) {
+      keys_.clear();
+      appendKeys( keys_, *route_ );
+      hasKeys_ = true;
+   }
+   return { keys_.data(), keys_.size() };
 }
 
 void AgentResult::routeIs( const TableRoute & from ) {

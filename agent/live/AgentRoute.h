@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
+#include "live/RouteKeys.h"
 #include "policy/MatchInput.h"
 #include "policy/Result.h"
 #include "table/TableRoute.h"
@@ -26,12 +28,15 @@ class AgentRoute final : public Routing::Policy::MatchInput_ {
    /// Whether the route is sent to a neighbor. The clauses "match peer" and "match ip route-source" then never hold, as in bgpd 8.4.4.
    bool isSent() const noexcept { return isSent_; }
    void isSentIs( bool isSent ) noexcept { isSent_ = isSent; }
+   std::span<const uint64_t> getOwnKeys() const override;
    /// The working route that a matcher may change; null for none.
    WorkingRoute * working() const noexcept { return working_; }
 
  private:
    const TableRoute * route_ = nullptr;
    WorkingRoute * working_ = nullptr;
+   mutable RouteKeys keys_;   // of `route_`, once they were asked for
+   mutable bool hasKeys_ = false;
    bool isSent_ = false;
 };
 

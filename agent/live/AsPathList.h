@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "live/ExpressionLines.h"
+#include "live/RouteKeys.h"
 #include "substrate/lists/ListStatus.h"
 #include "table/TableRoute.h"
 #include "text/PolicyText.h"
@@ -21,6 +22,12 @@ class AsPathList final : public Routing::RouteMap::AsPathListStatus {
 
    bool permits( const TableRoute & route ) const { return permits( route.asPath ); }
    bool permits( std::string_view asPath ) const { return lines_.permits( asPath ); }
+
+   /// Tells which routes it can permit, if few words of AS paths say it. Returns whether it did.
+   bool tellKeys( Routing::Policy::MatchKeys & keys ) const {
+      const auto * const words = lines_.words();
+      return words && Agent::tellKeys( keys, *words, []( const auto & word ) { return asPathWordKey( word.first ); } );
+   }
 
    /// Adds a line; the number is free.
    void lineIs( uint32_t number, const AsPathListLine & line ) { lines_.put( number, line.action, line.expression ); }

@@ -7,6 +7,7 @@
 
 #include "live/ExpressionLines.h"
 #include "live/IndexedLines.h"
+#include "live/RouteKeys.h"
 #include "substrate/lists/ListStatus.h"
 #include "table/TableRoute.h"
 #include "text/Dialect.h"
@@ -30,6 +31,12 @@ class CommunityListOf final : public Routing::RouteMap::CommListStatus {
    bool permits( const TableRoute & route, ListComparison comparison = ListComparison::all ) const;
    /// Whether a set clause that names the list deletes the community.
    bool deletes( const C & community ) const { return permits( { &community, 1 }, ListComparison::any ); }
+
+   /// Tells which routes it can permit, if few communities say it. Returns whether it did.
+   bool tellKeys( Routing::Policy::MatchKeys & keys ) const {
+      if( expanded_ || !standard_.others().empty() ) return false;
+      return Agent::tellKeys( keys, standard_.keys(), []( const auto & lines ) { return communityKey( lines.first ); } );
+   }
 
    /// Adds a line; the number is free.
    void lineIs( uint32_t number, const CommunityListLineOf<C> & line );

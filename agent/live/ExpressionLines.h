@@ -12,6 +12,9 @@
 
 namespace Agent {
 
+/// Under which a word is looked up.
+size_t wordHash( std::string_view word ) noexcept;
+
 /// The lines of an AS path list or of an expanded community list. An expression that asks for one word, such as "_64500_", is not compiled:
 /// it is looked up for each word of the text. The other expressions are tried in turn, up to the lowest line that was found.
 /// A copy shares the memory, as IndexedLines. Threading: any number of readers, or one writer.
@@ -24,6 +27,8 @@ class ExpressionLines {
    void erase( uint32_t number, std::string_view expression );
    /// Whether the lowest line that matches the text, or a part of it, permits. False if none matches.
    bool permits( std::string_view text ) const;
+   /// The lines by word, if only a text with one of these words can match any of them; else null.
+   const auto * words() const noexcept { return lines_.others().empty() ? &lines_.keys() : nullptr; }
 
  private:
    // Under the hash of the word.

@@ -7,6 +7,7 @@
 
 #include "live/AccessList.h"
 #include "live/AgentMatchers.h"
+#include "live/RouteKeys.h"
 #include "policy/PrefixListMatcher.h"
 
 namespace Agent {
@@ -34,7 +35,13 @@ class FrrMetricMatcher final : public Matcher {
       if( const auto * const route = tableRouteOf( input ) ) expectKnown( *route, "metric" );
       return input->getMetric().value() == metric_;
    }
-   void keys( MatchKeys & keys ) const override { keys.changesNothing(); }   // but may throw
+   void keys( MatchKeys & keys ) const override {
+      using Routing::Policy::MatchKey;
+      keys.keyIs( MatchKey::metric( Zeugma::MaybeU63( metric_ ) ) );
+      if( metric_ == 0 ) keys.keyIs( MatchKey::metric( {} ) );
+      keys.keyIs( MatchKey::own( unknownKey( "metric" ) ) );
+      keys.changesNothing();   // but may throw
+   }
    void formatDerivedType( std::ostream & os ) const override { os << "FrrMetricMatcher metric " << std::to_string( metric_ ); }
 
  private:

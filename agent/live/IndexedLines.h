@@ -50,6 +50,8 @@ class IndexedLines {
    }
    const NumberedLines<OtherLine> & others() const noexcept { return others_; }
    bool hasKeys() const noexcept { return !lines_.empty(); }
+   /// The keys, each with its lines.
+   const auto & keys() const noexcept { return lines_; }
 
    void put( const Key & key, uint32_t number, Line line ) {
       if( auto * const found = lines_.own( key ) ) {

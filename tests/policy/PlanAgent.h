@@ -6,7 +6,9 @@
 #include <array>
 #include <functional>
 #include <ostream>
+#include <span>
 #include <utility>
+#include <vector>
 
 #include "policy/MatchInput.h"
 #include "policy/MatchKeys.h"
@@ -101,9 +103,14 @@ class LateInput final : public MatchInput_ {
    Routing::RouteTag getTag() const override { return late.tag(); }
    uint32_t getOspfInstance() const override { return late.ospfInstance(); }
    uint32_t getIsisInstance() const override { return late.isisInstance(); }
+   std::span<const uint64_t> getOwnKeys() const override {
+      keys_.assign( { 2 + late.ospfInstance(), 2, 5 + uint64_t( late.metric().present() ), 2 + late.isisInstance() } );
+      return keys_;
+   }
    MatchInput_ late;
 
  private:
+   mutable std::vector<uint64_t> keys_;
    mutable std::array<Ferule::IpGenPrefix, 2> prefixes_;
    mutable unsigned at_ = 0;
 };

@@ -276,6 +276,18 @@ class RandomPolicy : public RandomLists {
            []( const MatchInput_ & input, const MatchInput_ & ) { return input.getTag() >= 2; } },
          { []( MatchKeys & keys, const MatchInput_ & ) { keys.noRoute(); },
            []( const MatchInput_ &, const MatchInput_ & ) { return false; } },
+         // One of the keys that only this agent knows.
+         { []( MatchKeys & keys, const MatchInput_ & wanted ) { keys.keyIs( MatchKey::own( 3 + wanted.tag() % 4 ) ); },
+           []( const MatchInput_ & input, const MatchInput_ & wanted ) {
+              return std::ranges::count( input.getOwnKeys(), 3 + wanted.tag() % 4 ) != 0;
+           } },
+         { []( MatchKeys & keys, const MatchInput_ & wanted ) {
+             keys.keyIs( MatchKey::own( 2 ) );
+             keys.keyIs( MatchKey::metric( wanted.metric() ) );
+          },
+           []( const MatchInput_ & input, const MatchInput_ & wanted ) {
+              return std::ranges::count( input.getOwnKeys(), 2u ) != 0 || input.getMetric() == wanted.metric();
+           } },
          // A protocol, which selects worse than a list.
          { []( MatchKeys & keys, const MatchInput_ & ) {
              keys.keyIs( MatchKey::protocol( RouteProto( 24 ) ) );
