@@ -1,7 +1,7 @@
 /// @file policy/MatchInput.h
 /// A route as an agent describes it to policy: matchers read it during an evaluation. An agent may derive a class that computes fields on
 /// demand: matchers read the route through the virtual getters, and read only the three switches at the end directly. The plan of a route
-/// map calls a getter at most once, and may call one whose field no visited sequence tests.
+/// map calls a getter at most once (getOwnKeys() may be called several times), and may call one whose field no visited sequence tests.
 /// Threading: a plain value. One evaluation reads it at a time, unless the getters of a derived class are thread-safe.
 #pragma once
 
@@ -34,8 +34,8 @@ class ROUTEPOLICY_API MatchInput_ {
    virtual RouteTag getTag() const { return tag_; }
    virtual uint32_t getOspfInstance() const { return ospfInstance_; }
    virtual uint32_t getIsisInstance() const { return isisInstance_; }
-   /// What the route has for matchers of the agent, as MatchKey::own() tells it: communities, for instance. In any order. Plans may read it
-   /// several times in an evaluation. Valid until the input changes.
+   /// What the route has for matchers of the agent, as MatchKey::own() tells it: communities, for instance. Each once, in any order. Plans may
+   /// read it several times in an evaluation. Valid until the input changes.
    virtual std::span<const uint64_t> getOwnKeys() const { return {}; }
 
    friend ROUTEPOLICY_API bool operator==( const MatchInput_ & a, const MatchInput_ & b );

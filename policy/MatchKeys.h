@@ -57,12 +57,12 @@ class ROUTEPOLICY_API MatchKeys {
    static constexpr size_t kMost = 64;   // keys of one matcher that a plan looks up
    /// The matcher need not be asked about a route that its sequence cannot match for other reasons: asking it has no effect but the answer.
    /// It must not change the route.
-   /// The functions below imply this, except those two that say otherwise.
+   /// keyIs(), listIs() and noRoute() imply this, unless one of the next two functions says otherwise.
    void skippable() noexcept { isSkippable_ = true; }
-   /// Asking the matcher never changes the route or the policy, but it must be asked whenever the walk over all sequences would ask it: it
-   /// may throw, for instance.
-   void changesNothing() noexcept { effect_ = Effect::none; }
-   /// The matcher changes the route if it matches, and nothing else. About a route with none of its keys it need not be asked.
+   /// The matcher changes nothing, but it may throw. Therefore it is asked whenever the walk over all sequences would ask it, except about
+   /// a route that it cannot match by what it tells.
+   void mayThrow() noexcept { effect_ = Effect::none; }
+   /// The matcher changes the route if it matches, and nothing else; it may throw. It is asked as one that may throw.
    void changesMatchedRoute() noexcept { effect_ = Effect::ofMatch; }
    /// The matcher matches only routes with this key, or with one of the other keys that it tells. A plan looks up at most kMost keys.
    void keyIs( const MatchKey & key );
@@ -83,7 +83,7 @@ class ROUTEPOLICY_API MatchKeys {
    /// Whether a plan can look up the routes that match: those with one of keys(), or those that list() permits. If neither exists, no
    /// route matches.
    bool isSelective() const noexcept;
-   /// Whether a matcher that was looked up need not be asked any more.
+   /// Whether the matcher need not be asked about a route that was looked up.
    bool isExact() const noexcept { return isExact_ && effect_ == Effect::any; }
    const std::vector<MatchKey> & keys() const noexcept { return keys_; }
    const RouteMap::PrefixListStatus * list() const noexcept { return list_; }

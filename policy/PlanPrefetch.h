@@ -11,14 +11,16 @@
 
 namespace Routing::Policy {
 
-/// The prefix lists of a policy, by the plans of its route maps, that are too large to be in the cache anyway.
+/// The first large prefix lists of a policy, by the plans of its route maps.
 /// Ownership: none; the policy must outlive it. Threading: a plain value.
 class PlanPrefetch {
  public:
    static constexpr size_t kMostRoutes = RouteMap::PrefixListRows::kMostPrefetched;
 
-   explicit PlanPrefetch( const RouteMapStatusList & list ) noexcept {
-      for( const auto & [ precedence, routeMap ] : list.rmStatus() ) add( *routeMap, 0 );
+   /// Null: no lists.
+   explicit PlanPrefetch( const RouteMapStatusList * policy ) noexcept {
+      if( !policy ) return;
+      for( const auto & [ precedence, routeMap ] : policy->rmStatus() ) add( *routeMap );
    }
    bool hasLists() const noexcept { return count_ != 0; }
    /// For routes with these prefixes, at most kMostRoutes.
@@ -28,24 +30,20 @@ class PlanPrefetch {
 
  private:
    static constexpr size_t kMostLists = 4;                   // few evaluations read more
-   static constexpr size_t kSmallList = size_t( 1 ) << 15;   // bytes
-   static constexpr unsigned kMostSteps = 16;                // of a route map that are searched for calls
-   static constexpr unsigned kMostCalls = 3;                 // from a route map to a callee of callees
+   static constexpr size_t kSmallList = size_t( 1 ) << 15;   // bytes: in the first-level cache
 
-   void add( const RouteMapStatus & routeMap, unsigned calls ) noexcept {
+   void add( const RouteMapStatus & routeMap ) noexcept {
       const auto * const plan = routeMap.plan();
-      if( !plan || ( plan->beginsAlways() && plan->firstAlways()->left != PlanStep::Left::evaluation ) ) return;
+      if( !plan || ( plan->beginsAlways() && plan->firstAlways()->isDecided() ) ) return;
       for( const auto & rows : plan->content().rows )
          if( rows ) add( *rows );
       for( const auto & [ seqno, asked ] : plan->content().asked ) {
-         if( count_ == kMostLists ) return;
+         if( !goesOn() ) return;
          add( *asked.rows );
       }
-      if( calls == kMostCalls ) return;
-      unsigned steps = 0;
       for( const auto & [ seqno, step ] : plan->content().always ) {
-         if( count_ == kMostLists || ++steps > kMostSteps ) return;
-         if( const auto * const callee = step.seq->subRouteMapRawPtr() ) add( *callee, calls + 1 );
+         if( !goesOn() ) return;
+         if( const auto * const callee = step.seq->subRouteMapRawPtr() ) add( *callee );
       }
    }
    void add( const RouteMap::PrefixListRows & list ) noexcept {
@@ -54,8 +52,11 @@ class PlanPrefetch {
    }
    std::span<const RouteMap::PrefixListRows * const> lists() const noexcept { return std::span( lists_ ).first( count_ ); }
 
+   bool goesOn() noexcept { return count_ < kMostLists && mostSteps_-- > 0; }
+
    std::array<const RouteMap::PrefixListRows *, kMostLists> lists_;
    size_t count_ = 0;
+   int mostSteps_ = 64;   // to be searched
 };
 
 }   // namespace Routing::Policy

@@ -13,7 +13,7 @@
 
 namespace Routing::Policy {
 
-/// What plans ask about a route. Each getter is called at most once, when a plan first needs it, until forget().
+/// What plans ask about a route. Each getter but getOwnKeys() is called at most once, when a plan first needs it, until forget().
 class PlannedRoute {
  public:
    /// `visitsCalls`: visits each call, also of a route map that cannot permit the route. Observers are notified of each call.
@@ -25,16 +25,16 @@ class PlannedRoute {
       ++changes_;
       prefix_ = nullptr;
       read_ = asked_ = 0;
-      lookedInto_ = nullptr;
+      planOfFirst_ = nullptr;
    }
    /// Keeps the first step of the route in a plan.
    void firstIs( const RouteMapPlan & plan, const PlanStep * first ) noexcept {
-      lookedInto_ = &plan;
+      planOfFirst_ = &plan;
       first_ = first;
    }
    /// How often the route may have changed.
    uint32_t changes() const noexcept { return changes_; }
-   bool knowsFirst( const RouteMapPlan & plan ) const noexcept { return lookedInto_ == &plan; }
+   bool knowsFirst( const RouteMapPlan & plan ) const noexcept { return planOfFirst_ == &plan; }
    const PlanStep * first() const noexcept { return first_; }
    /// The value of the route's key.
    uint64_t key( MatchKey::Attribute attribute ) {
@@ -69,7 +69,7 @@ class PlannedRoute {
    const MatchInput_ * input_;
    const bool visitsCalls_;
    const Ferule::IpGenPrefix * prefix_ = nullptr;
-   const RouteMapPlan * lookedInto_ = nullptr;
+   const RouteMapPlan * planOfFirst_ = nullptr;
    const PlanStep * first_;   // of the route in that plan
    uint32_t changes_ = 0;
    unsigned read_ = 0;
@@ -182,7 +182,8 @@ class PlanSearch {
    }
    const PlanStep * listedFrom( uint32_t seqno ) {
       if( prefix_ && ( !listed_ || listed_->seqno < seqno ) ) {
-         hasEndedEarly_ |= ++looksIntoRows_ > kMostLooks;   // each passes over the rows of the sequences in front
+         // Each passes over the rows of the sequences in front.
+         if( ++looksIntoRows_ > kMostLooks && looksIntoRows_ * looksIntoRows_ > plan_.content().sequences.count() ) hasEndedEarly_ = true;
          listed_ = plan_.listedFrom( seqno, *prefix_ );
          if( !listed_ ) prefix_ = nullptr;
       }
@@ -195,11 +196,11 @@ class PlanSearch {
    Steps::MemberIterator always_;
    Steps::MemberIterator calls_;                                            // stays at no member unless the route visits calls
    Plinth::TreeMap<uint32_t, RouteMapPlan::Asked>::MemberIterator asked_;   // the lists that are not asked yet
-   static constexpr unsigned kMostRuns = 16;
-   static constexpr unsigned kMostLooks = 16;
-   std::array<Run, kMostRuns> runs_;   // the first `runCount_`
+   static constexpr unsigned kMostRuns = 32;
+   static constexpr unsigned kMostLooks = 16;   // even if the route map has few sequences
+   std::array<Run, kMostRuns> runs_;            // the first `runCount_`
    unsigned runCount_ = 0;
-   unsigned looksIntoRows_ = 0;
+   size_t looksIntoRows_ = 0;
    bool hasEndedEarly_ = false;
    const Ferule::IpGenPrefix * prefix_ = nullptr;   // null if no list has a further step
    const PlanStep * listed_ = nullptr;

@@ -211,26 +211,26 @@ bool evalRouteMap( Evaluation & eval, const RouteMapStatus & rmStatus, Observer 
 // How a sequence was found: by the walk over all sequences, which knows nothing of it, or by the plan.
 struct InTurn {
    static bool hasAnswered( MatchOption ) { return false; }
-   static bool leavesRoute( MatchOption ) { return false; }
+   static bool leavesRoute( unsigned ) { return false; }
 };
 struct ByPlan {
    // Whether the route passes the clause of this option. All matchers in front of it are skippable.
-   bool hasAnswered( MatchOption option ) const noexcept { return step.answered == option; }
-   bool leavesRoute( MatchOption failed ) const noexcept { return step.leavesRoute( failed ); }
+   bool hasAnswered( MatchOption option ) const noexcept { return step.left == PlanStep::Left::remainder && step.answered == option; }
+   bool leavesRoute( unsigned failed ) const noexcept { return step.leavesRoute( failed ); }
 
    const PlanStep & step;
 };
 
-// The option of the first matcher that does not match, of those that are not answered yet; PlanStep::kNone if all match.
+// The option of the first matcher that does not match, of those that are not answered yet; kAllMatch if there is none.
 template <class Log, class By>
-inline MatchOption failedMatcher( Evaluation & eval, const RouteMapSeqStatus & seq, const By & by, Log & log ) {
+inline unsigned failedMatcher( Evaluation & eval, const RouteMapSeqStatus & seq, const By & by, Log & log ) {
    for( auto i = seq.matcher().first(); i; i.next() ) {
       if( by.hasAnswered( i.key() ) ) continue;
       if( i.value()->match( eval.route.input(), eval.context ) ) continue;
       log.matcherFailed( i.key() );
-      return i.key();
+      return unsigned( i.key() );
    }
-   return PlanStep::kNone;
+   return PlanStep::kAllMatch;
 }
 
 // Whether the callee lets the sequence match. The sequences of the callee stay in `matched` only if it permitted and is not
@@ -256,9 +256,9 @@ enum class Next : uint8_t { sequence, deny, permit, target };
 template <class Log, class By>
 inline Next visit( Evaluation & eval, const RouteMapStatus & rmStatus, const RouteMapSeqStatus & seq, const By & by, Log & log ) {
    log.visit( seq );
-   const MatchOption failed = failedMatcher( eval, seq, by, log );
+   const unsigned failed = failedMatcher( eval, seq, by, log );
    if( !by.leavesRoute( failed ) ) eval.route.forget();
-   if( failed != PlanStep::kNone ) return Next::sequence;
+   if( failed != PlanStep::kAllMatch ) return Next::sequence;
    const RouteMapStatus * const sub = seq.subRouteMapRawPtr();
    if( sub && !sub->seqStatus().empty() && !subRouteMapPasses( eval, rmStatus, seq, *sub, log ) ) return Next::sequence;
    if( seq.matchAction() == Acl::MatchPermit::deny ) {   // also after a continue
@@ -313,7 +313,7 @@ inline Next visitDecided( Evaluation & eval, const PlanStep & step, Log & log ) 
 // As visit(), of a sequence that the plan has found.
 template <class Log>
 inline Next visitFound( Evaluation & eval, const RouteMapStatus & rmStatus, const PlanStep & step, Log & log ) {
-   if( step.left != PlanStep::Left::evaluation ) return visitDecided( eval, step, log );
+   if( step.isDecided() ) return visitDecided( eval, step, log );
    return visit( eval, rmStatus, *step.seq, ByPlan{ step }, log );
 }
 
@@ -361,7 +361,7 @@ inline bool walkPlan( Evaluation & eval, const RouteMapStatus & rmStatus, const 
       log.defaultDeny();
       return false;
    }
-   if( step->left == PlanStep::Left::evaluation ) return walkPlanFrom( eval, rmStatus, plan, step, log );
+   if( !step->isDecided() ) return walkPlanFrom( eval, rmStatus, plan, step, log );
    return visitDecided( eval, *step, log ) == Next::permit;
 }
 
@@ -563,13 +563,13 @@ inline const RouteMapPlan * onlyPlan( const RouteMapStatusList & list ) {
 }
 
 // Most points of application have one route map, and its plan alone decides about most routes: then nothing is collected.
-inline bool evalShortly( const PolicyEval & policyEval, PlannedRoute & route, const RouteMapStatusList & list, Result_ & result ) {
+inline bool evalByFirstStep( const PolicyEval & policyEval, PlannedRoute & route, const RouteMapStatusList & list, Result_ & result ) {
    const RouteMapPlan * const plan = policyEval.context() ? nullptr : onlyPlan( list );
    if( !plan ) return evalAndSet( policyEval, route, list, result, NoObserver{} );
    const PlanStep * const step = firstStep( *plan, route );
    if( !step ) return false;
-   const bool isDecided = step->left >= PlanStep::Left::deny;
-   if( isDecided && !result.dps() ) return step->left == PlanStep::Left::permit;   // the processor could not foresee a branch
+   const bool needsNothing = step->left >= PlanStep::Left::deny;
+   if( needsNothing && !result.dps() ) return step->left == PlanStep::Left::permit;   // no branch: it would be mispredicted
    if( step->left == PlanStep::Left::deny ) return false;
    if( step->left == PlanStep::Left::setters ) {
       runSetters( policyEval.context(), { &step->seq, 1 }, result );
@@ -647,7 +647,7 @@ bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMa
    QUOIN_ASSERT( list && result, "list && result" );
    Quoin::ReleaseScope scope;
    PlannedRoute route( input, visitsCalls<NoObserver> );
-   return evalShortly( *this, route, *list, *result );
+   return evalByFirstStep( *this, route, *list, *result );
 }
 
 bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result,
@@ -660,20 +660,18 @@ bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMa
 
 void PolicyEval::evalBatch( std::span<BatchRoute> routes, const Quoin::Ptr<const RouteMapStatusList> & list ) const {
    QUOIN_ASSERT( list, "list" );
-   Quoin::ReleaseScope scope;
-   const RouteMapStatusList & policy = *list;   // a matcher may change the handle
-   const PlanPrefetch prefetch( policy );
-   const bool looksAhead = prefetch.hasLists() && !context();
+   const auto policy = list;   // a matcher may change the caller's handle
    const auto evalNext = [ & ]( BatchRoute & next, const Ferule::IpGenPrefix * prefix ) {
       QUOIN_ASSERT( next.result, "result" );
       PlannedRoute route( next.input, visitsCalls<NoObserver> );
       route.prefixIs( prefix );
-      next.permitted = evalShortly( *this, route, policy, *next.result );
+      next.permitted = evalByFirstStep( *this, route, *policy, *next.result );
    };
-   std::array<const Ferule::IpGenPrefix *, PlanPrefetch::kMostRoutes> prefixes{};
    while( !routes.empty() ) {
+      Quoin::ReleaseScope scope;   // not for all routes: what the evaluations release would wait
+      std::array<const Ferule::IpGenPrefix *, PlanPrefetch::kMostRoutes> prefixes{};
       const auto group = routes.first( std::min( routes.size(), prefixes.size() ) );
-      if( looksAhead ) {
+      if( const PlanPrefetch prefetch( context() ? nullptr : policy.get() ); prefetch.hasLists() ) {
          std::ranges::transform( group, prefixes.begin(), []( const BatchRoute & route ) { return route.input->getPrefixPointer(); } );
          prefetch( std::span( prefixes ).first( group.size() ) );
       }

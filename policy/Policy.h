@@ -42,9 +42,10 @@ class ROUTEPOLICY_API PolicyEval : public Quoin::Node {
       Result_ * result = nullptr;
       bool permitted = false;
    };
-   /// eval() for each route, in order. Faster where the lists of the policy leave the caches of the processor: the accesses to memory of up to
-   /// 16 routes overlap. The getter of the prefix may be called for these before the first of them is evaluated.
-   /// Errors: as eval(). After an exception, `permitted` of the route that threw, and of those behind it, is as the caller left it.
+   /// eval() for each route, in order, by the policy that `list` holds at the call. Faster where the lists of the policy leave the caches of the
+   /// processor: the accesses to memory of up to 16 routes overlap. The getter of the prefix may be called for these before the first of them
+   /// is evaluated; the evaluation of one route must not change the input of another.
+   /// Errors: as eval(). After an exception, `permitted` of each route that has no answer is as the caller left it.
    void evalBatch( std::span<BatchRoute> routes, const Quoin::Ptr<const RouteMapStatusList> & list ) const;
 
    /// Whether the list permits the route. Appends the matched sequences to `matched`; applyPolicySetters() runs their setters. Functions

@@ -3,12 +3,13 @@
 /// walk over all sequences is the definition of an evaluation; a plan skips work.
 ///
 /// A plan finds each sequence in one way, by the clause that the fewest routes are expected to pass (Matcher::keys()):
-///    keys      a clause that asks for equality: a hash table has the sequences of each key
+///    keys      a clause that only routes with certain values pass: a hash table has the sequences of each value
 ///    prefixes  a prefix list with up to kMostEntries entries: the permit entries of all these lists are rows of one trie, which have the
 ///              number of the sequence in place of their own. The governing row of a prefix is the first sequence that can match.
 ///    asked     a larger prefix list: it is asked itself, once for all its sequences, if the route comes to the first of them
 ///    always    none of these: each route may match
-/// A sequence without such a clause that calls a small route map is found by all ways that lead to a permit of that route map.
+/// A sequence without such a clause that calls a small route map is found by all ways that lead to a permit of that route map; these may be
+/// keys, prefixes and one large list together.
 /// Example: 10 match tag 5 | 20 match prefix-list A, which is 10.0.0.0/8 le 32 and 192.0.2.0/24 | 30 match tag 5 | 40
 ///    keys      { tag 5: 10 30 }
 ///    prefixes  { 10.0.0.0/8 le 32: 20, 192.0.2.0/24: 20 }
@@ -43,23 +44,22 @@ class RouteMapStatus;
 struct PlanStep {
    // What remains to be done for a route for which the sequence is found.
    enum class Left : uint8_t {
-      evaluation,   // of the clauses, except the answered one, and of the rest of the sequence
+      evaluation,   // of all clauses, and of the rest of the sequence
+      remainder,    // the same without the clause `answered`, which each such route passes
       setters,      // nothing else: the sequence permits the route, which ends the route map
       deny,         // nothing
       permit        // nothing, and it has no setters
    };
-   static constexpr MatchOption kNone{ 0xFF };   // no clause
+   static constexpr unsigned kAllMatch = 256;   // in place of the option of the matcher that does not match
    const RouteMapSeqStatus * seq = nullptr;
    uint32_t seqno = 0;
-   MatchOption answered = kNone;           // every route for which the sequence is found passes this clause
-   MatchOption changesWhenAsked = kNone;   // its matcher, and each behind it, may change the route
-   MatchOption changesMatched = kNone;     // its matcher, and each behind it, may change the route if this matcher matches
+   uint16_t changesFrom = 0xFFFF;   // twice the option of the first matcher that may change the route; plus one if only by a match
+   MatchOption answered = MatchOption::none;
    Left left = Left::evaluation;
 
-   /// Whether the route is the same after its matchers were asked, up to the one that failed; kNone: all have matched.
-   bool leavesRoute( MatchOption failed ) const noexcept {
-      return ( failed < changesWhenAsked || changesWhenAsked == kNone ) && failed <= changesMatched;
-   }
+   bool isDecided() const noexcept { return left >= Left::setters; }
+   /// Whether the route is the same after its matchers were asked, up to the one with this option, which did not match.
+   bool leavesRoute( unsigned failed ) const noexcept { return 2 * failed < changesFrom; }
 
    friend bool operator==( const PlanStep &, const PlanStep & ) = default;
 };
@@ -119,7 +119,7 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
       Plinth::HashTrie<uint32_t, std::pair<uint32_t, PlanStep>> listed;            // the sequences of `rows`, by number
       std::array<Quoin::Ptr<const RouteMap::PrefixListRows>, 2> rows;              // IPv4, IPv6; null if there are none
       Plinth::TreeMap<uint32_t, Asked> asked;                                      // by the number of the first step
-      Plinth::TreeMap<uint32_t, PlanStep> calls;   // also found by keys or rows; for observers, which are told of each call
+      Plinth::TreeMap<uint32_t, PlanStep> calls;   // also found by keys, rows or a large list; observers are notified of each call
    };
 
    /// The plan of these sequences. If `base` is the newest plan of its planner, only what differs from it is created; `base` may be null.
@@ -148,8 +148,7 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    const PlanStep * listedFrom( uint32_t seqno, const Ferule::IpGenPrefix & prefix ) const noexcept;
    /// The only prefix list that a look-up reads, if there are no keys and no calls; else null.
    const RouteMap::PrefixListRows * onlyList() const noexcept { return onlyList_; }
-   /// The first step of a route that this list permits, or does not permit: kNoStep if there is none. Without a branch, which the processor
-   /// could not foresee.
+   /// The first step of a route that this list permits, or does not permit: kNoStep if there is none. No branch: it would be mispredicted.
    const PlanStep * firstByOnlyList( bool permitted ) const noexcept { return firstByOnlyList_[ permitted ]; }
    /// The first step that is found for each route; null if there is none.
    const PlanStep * firstAlways() const noexcept { return firstAlways_; }

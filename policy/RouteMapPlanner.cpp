@@ -38,29 +38,32 @@ std::vector<T> sorted( std::vector<T> values, Order order ) {
 }
 
 // How well a clause tells sequences apart; 0: not at all.
-enum class Selects : uint8_t { nothing, protocol, list, value, noRoute };
+enum class Selects : uint8_t { nothing, protocol, own, list, value, noRoute };
 
 Selects selects( const MatchKeys & told ) {
    if( !told.isSelective() ) return Selects::nothing;
    if( told.list() ) return told.list()->ownRows() ? Selects::list : Selects::nothing;
    if( told.keys().empty() ) return Selects::noRoute;
-   const auto isProtocol = []( const MatchKey & key ) { return key.attribute == MatchKey::Attribute::protocol; };
-   return std::ranges::any_of( told.keys(), isProtocol ) ? Selects::protocol : Selects::value;
+   const auto has = [ & ]( MatchKey::Attribute attribute ) {
+      return std::ranges::find( told.keys(), attribute, &MatchKey::attribute ) != told.keys().end();
+   };
+   if( has( MatchKey::Attribute::protocol ) ) return Selects::protocol;
+   return has( MatchKey::Attribute::own ) ? Selects::own : Selects::value;   // all routes may have the same community
 }
 
 // Notes what asking a matcher does to the route.
 void changesAt( PlanStep & step, MatchOption option, MatchKeys::Effect effect ) {
    if( effect == MatchKeys::Effect::none ) return;
-   MatchOption & first = effect == MatchKeys::Effect::any ? step.changesWhenAsked : step.changesMatched;
-   first = std::min( first, option );
+   const unsigned from = 2 * unsigned( option ) + ( effect == MatchKeys::Effect::ofMatch ? 1 : 0 );
+   step.changesFrom = std::min( step.changesFrom, uint16_t( from ) );
 }
 
-PlanStep::Left leftOf( const PlanStep & step ) {
-   const RouteMapSeqStatus & seq = *step.seq;
-   const size_t answered = step.answered != PlanStep::kNone ? 1 : 0;
-   if( seq.matcher().count() != answered || seq.subRouteMapRawPtr() ) return PlanStep::Left::evaluation;
+// `begun`: evaluation, or the remainder.
+PlanStep::Left leftOf( const RouteMapSeqStatus & seq, PlanStep::Left begun ) {
+   const size_t answered = begun == PlanStep::Left::remainder ? 1 : 0;
+   if( seq.matcher().count() != answered || seq.subRouteMapRawPtr() ) return begun;
    if( seq.matchAction() == Acl::MatchPermit::deny ) return PlanStep::Left::deny;
-   if( seq.continueSeq() ) return PlanStep::Left::evaluation;
+   if( seq.continueSeq() ) return begun;
    return seq.setter().empty() ? PlanStep::Left::permit : PlanStep::Left::setters;
 }
 
@@ -72,28 +75,31 @@ PlanStep::Left leftOf( const PlanStep & step ) {
 PlanInWork::Way PlanInWork::wayTo( const RouteMapSeqStatus & seq, Limits & limits ) {
    Way way;
    way.step = { &seq, seq.seqno() };
-   MatchKeys best;
-   MatchOption bestOption = PlanStep::kNone;
+   struct Clause {
+      MatchKeys told;
+      MatchOption option;
+   };
+   Clause byKey{}, byPrefix{};
    for( const auto & [ option, matcher ] : seq.matcher() ) {
       MatchKeys told;
       matcher->keys( told );
       changesAt( way.step, option, told.effect() );
       const bool isSkippable = told.isSkippable();
-      if( way.isSkippable && selects( told ) > selects( best ) ) {
-         best = std::move( told );
-         bestOption = option;
-      }
+      Clause & best = told.list() ? byPrefix : byKey;
+      if( way.isSkippable && selects( told ) > selects( best.told ) ) best = { std::move( told ), option };
       way.isSkippable &= isSkippable;
    }
-   bool isAnswered = false;
-   if( selects( best ) == Selects::list )
-      isAnswered = byList( way, *best.list()->ownRows(), limits );
-   else if( selects( best ) != Selects::nothing )
-      isAnswered = byKeys( way, best );
-   if( isAnswered && best.isExact() ) way.step.answered = bestOption;
+   const auto answered = [ & ]( const Clause & clause, bool byAll ) {
+      if( !byAll || !clause.told.isExact() ) return;
+      way.step.answered = clause.option;
+      way.step.left = PlanStep::Left::remainder;
+   };
+   const Selects byKeySelects = selects( byKey.told );
+   if( selects( byPrefix.told ) > byKeySelects ) answered( byPrefix, byList( way, *byPrefix.told.list()->ownRows(), limits ) );
+   if( way.isAlways && byKeySelects != Selects::nothing ) answered( byKey, byKeys( way, byKey.told ) );
    const RouteMapStatus * const callee = seq.subRouteMapRawPtr();
    if( callee && !byCallee( way, *callee, limits ) ) way.isSkippable = false;
-   way.step.left = leftOf( way.step );
+   way.step.left = leftOf( seq, way.step.left );
    return way;
 }
 

@@ -88,7 +88,7 @@ class RouteListMatcher final : public Matcher {
       const bool areTold = list_->tellKeys( keys );
       if( !kNeedsKnown ) return keys.skippable();
       if( areTold ) keys.keyIs( Routing::Policy::MatchKey::own( unknownKey( kSetBy ) ) );
-      keys.changesNothing();   // but may throw
+      keys.mayThrow();
    }
    void formatDerivedType( std::ostream & os ) const override { os << "RouteListMatcher list " << name_; }
 

@@ -38,7 +38,7 @@ void AgentRoute::routeIs( const TableRoute & route ) {
 std::span<const uint64_t> AgentRoute::getOwnKeys() const {
    if( !hasKeys_ && route_ ) {
       keys_.clear();
-      appendKeys( keys_, *route_ );
+      keysAre( keys_, *route_ );
       hasKeys_ = true;
    }
    return { keys_.data(), keys_.size() };

@@ -40,7 +40,7 @@ class FrrMetricMatcher final : public Matcher {
       keys.keyIs( MatchKey::metric( Zeugma::MaybeU63( metric_ ) ) );
       if( metric_ == 0 ) keys.keyIs( MatchKey::metric( {} ) );
       keys.keyIs( MatchKey::own( unknownKey( "metric" ) ) );
-      keys.changesNothing();   // but may throw
+      keys.mayThrow();
    }
    void formatDerivedType( std::ostream & os ) const override { os << "FrrMetricMatcher metric " << std::to_string( metric_ ); }
 
@@ -55,7 +55,7 @@ class FrrNextHopMatcher final : public Matcher {
    bool match( const MatchInput_ * input, const Quoin::Ptr<PolicyEvalContext> & ) const override {
       return frrNextHop( input, nextHop_.af() ) == nextHop_;
    }
-   void keys( MatchKeys & keys ) const override { keys.changesNothing(); }   // but may throw
+   void keys( MatchKeys & keys ) const override { keys.mayThrow(); }
    void formatDerivedType( std::ostream & os ) const override { os << "FrrNextHopMatcher next-hop " << nextHop_.toStrep(); }
 
  private:
@@ -118,7 +118,7 @@ class FrrHostListMatcher final : public Matcher {
       return list_->match( &host, context );
    }
    const Quoin::Ptr<const ListStatus> & status() const noexcept { return list_->status(); }
-   void keys( MatchKeys & keys ) const override { keys.changesNothing(); }   // but may throw
+   void keys( MatchKeys & keys ) const override { keys.mayThrow(); }
    void formatDerivedType( std::ostream & os ) const override { os << "FrrHostListMatcher list " << list_->name(); }
 
  private:

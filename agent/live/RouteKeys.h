@@ -36,9 +36,10 @@ inline uint64_t asPathWordKey( size_t hash ) noexcept {
 /// Of a route in which the set clause with these words has set what only the daemon knows.
 uint64_t unknownKey( std::string_view words ) noexcept;
 
-/// The keys of a route. Those of an ordinary route need no memory.
+/// The keys of a route, each once. Those of an ordinary route need no memory.
 using RouteKeys = boost::container::small_vector<uint64_t, 32>;
-void appendKeys( RouteKeys & keys, const TableRoute & route );
+/// `keys` is empty.
+void keysAre( RouteKeys & keys, const TableRoute & route );
 
 /// Tells the keys of all members, and returns true, unless there are more than plans look up. Leaves room for one more key.
 template <class Keys, class KeyOf>

@@ -139,7 +139,6 @@ PrefixListRows::Answer PrefixListRows::covering( const Ferule::IpGenPrefix & pre
 // The prefixes go down one node in turn. The memory of a node has arrived when its prefix has its next turn. Few branches depend on the
 // prefix: those of the look-up itself mislead the processor often enough.
 void PrefixListRows::prefetch( std::span<const Ferule::IpGenPrefix * const> prefixes ) const noexcept {
-   if( root_.isEmpty() ) return;
    struct Descent {
       const PrefixRowNode * node;
       Bits128 rest;    // the bits of the prefix that the nodes in front have not read
@@ -158,6 +157,7 @@ void PrefixListRows::prefetch( std::span<const Ferule::IpGenPrefix * const> pref
       const size_t count = std::exchange( going, 0 );
       for( size_t i = 0; i < count; ++i ) {
          const auto [ node, rest, left ] = descents[ i ];
+         if( node->isEmpty() ) continue;
          const auto v = static_cast<unsigned>( rest.high >> ( 64 - kStride ) );
          const unsigned goesOn = left >= kStride;
          const uint64_t * const slots = node->slots();

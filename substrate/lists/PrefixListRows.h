@@ -69,9 +69,9 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
    Answer covering( const Ferule::IpGenPrefix & prefix ) const noexcept;
 
    /// Loads what governing() will read for these prefixes into the cache of the processor: for all of them at once, so that their accesses to
-   /// memory overlap. Prefixes of the other family are passed over.
+   /// memory overlap. Prefixes of the other family are skipped.
    void prefetch( std::span<const Ferule::IpGenPrefix * const> prefixes ) const noexcept;
-   static constexpr size_t kMostPrefetched = 16;   // prefixes in one call; further ones are not loaded
+   static constexpr size_t kMostPrefetched = 16;   // prefixes in one call; the memory for further ones is not loaded
 
    void ancestorWalk( const Ferule::IpGenPrefix & prefix, PatriciaTrieWalkCb * walker ) const override;
 

@@ -19,26 +19,26 @@
 namespace PlanTest {
 
 /// An agent's matcher that must be asked whenever the walk asks it: each question is noted. `asked`: how often it was asked before in this
-/// evaluation. `changesNothing`: it tells so; otherwise it tells nothing.
+/// evaluation. `mayThrow`: it tells so; otherwise it tells nothing.
 class OwnMatcher : public Matcher {
  public:
    using Answer = std::function<bool( const MatchInput_ & input, unsigned asked )>;
-   OwnMatcher( Journal & journal, Answer answer, bool changesNothing )
-         : journal_( journal ), answer_( std::move( answer ) ), changesNothing_( changesNothing ) {}
+   OwnMatcher( Journal & journal, Answer answer, bool mayThrow )
+         : journal_( journal ), answer_( std::move( answer ) ), mayThrow_( mayThrow ) {}
    bool match( const MatchInput_ * input, const Ptr<PolicyEvalContext> & ) const override {
       journal_.note( Journal::What::asked, this );
       return answer_( *input, asked_++ );
    }
    void keys( MatchKeys & keys ) const override {
-      if( changesNothing_ ) keys.changesNothing();
+      if( mayThrow_ ) keys.mayThrow();
    }
-   void formatDerivedType( std::ostream & os ) const override { os << ( changesNothing_ ? "OwnMatcher, changes nothing" : "OwnMatcher" ); }
+   void formatDerivedType( std::ostream & os ) const override { os << ( mayThrow_ ? "OwnMatcher, may throw" : "OwnMatcher" ); }
    void restart() { asked_ = 0; }
 
  private:
    Journal & journal_;
    Answer answer_;
-   bool changesNothing_;
+   bool mayThrow_;
    mutable unsigned asked_ = 0;
 };
 

@@ -162,8 +162,8 @@ class RandomPolicy : public RandomLists {
       return matcher;
    }
 
-   Ptr<const Matcher> own( OwnMatcher::Answer answer, bool changesNothing = false ) {
-      own_.push_back( makeNode<OwnMatcher>( journal_, std::move( answer ), changesNothing ) );
+   Ptr<const Matcher> own( OwnMatcher::Answer answer, bool mayThrow = false ) {
+      own_.push_back( makeNode<OwnMatcher>( journal_, std::move( answer ), mayThrow ) );
       return own_.back();
    }
 

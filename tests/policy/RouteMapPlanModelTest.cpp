@@ -328,9 +328,9 @@ std::string foundBy( const Ptr<const RouteMapSeqStatus> & seq ) {
    if( steps.empty() ) return "never";
    const PlanStep & step = steps.front();
    EXPECT_EQ( size_t( std::ranges::count( steps, step ) ), steps.size() ) << "one sequence has one step";
-   if( step.answered != PlanStep::kNone ) add( "answered" );
-   if( !step.leavesRoute( PlanStep::kNone ) ) add( "impure" );
-   if( step.left != PlanStep::Left::evaluation ) add( step.left == PlanStep::Left::permit ? "permits" : "denies" );
+   if( step.left == PlanStep::Left::remainder || ( step.isDecided() && !seq->matcher().empty() ) ) add( "answered" );
+   if( !step.leavesRoute( PlanStep::kAllMatch ) ) add( "impure" );
+   if( step.isDecided() ) add( step.left == PlanStep::Left::deny ? "denies" : "permits" );
    return text;
 }
 
@@ -393,6 +393,51 @@ TEST( RouteMapPlanModel, aSequenceIsFoundByAsLittleAsPossible ) {
       { "no matcher need be asked", skippable(), "always" },
    };
    for( const auto & row : rows ) EXPECT_EQ( foundBy( seqOf( 10, row.matcher ) ), row.found ) << row.name;
+}
+
+// Many routes may have the same community; few are in one list.
+TEST( RouteMapPlanModel, ofTwoClausesTheOneThatTellsMoreFinds ) {
+   const Ptr<const Matcher> own = makeNode<TellingMatcher>( []( MatchKeys &told ) { told.keyIs( MatchKey::own( 1 ) ); },
+                                                            []( const MatchInput_ & ) { return false; } ),
+                            changer = makeNode<TellingMatcher>(
+                               []( MatchKeys &told ) {
+                                  told.keyIs( MatchKey::tag( 1 ) );
+                                  told.changesMatchedRoute();
+                               },
+                               []( const MatchInput_ & ) { return false; } ),
+                            thrower = makeNode<TellingMatcher>( []( MatchKeys &told ) { told.mayThrow(); },
+                                                                []( const MatchInput_ & ) { return false; } );
+   const auto small = listOf( { "1 permit 10.0.0.0/8" } ), all = listOf( { "1 permit 0.0.0.0/0 le 32" } );
+   const struct {
+      const char * name;
+      Ptr<const Matcher> first, second;
+      const char * found;
+   } rows[] = {
+      { "an own key and a list", own, small, "1 rows, answered" },
+      { "an own key and a tag", own, tagOf( 1 ), "1 keys, answered" },
+      { "an own key and a list that permits every route", own, all, "1 keys" },
+      { "a list and a tag", small, tagOf( 1 ), "1 keys, answered" },
+      { "a list behind one that may throw", thrower, small, "always" },
+      { "a list in front of it", small, thrower, "1 rows, answered" },
+      { "a key that changes the route, and a list", changer, small, "1 keys, impure" },
+      { "a list in front of that", small, changer, "1 keys, impure" },
+   };
+   for( const auto & row : rows )
+      EXPECT_EQ( foundBy( seq( 10 ).match( row.first ).match( row.second, MatchOption::matchTagSet ) ), row.found ) << row.name;
+}
+
+// Any number may be an option.
+TEST( RouteMapPlanModel, aMatcherMayHaveTheHighestOption ) {
+   MatchInput_ input;
+   input.tagIs( 7 );
+   const auto highest = MatchOption( 255 );
+   const auto map = routeMap( "M", { seq( 10 ).match( tagOf( 5 ), highest ), seq( 20 ).match( tagOf( 7 ) ).match( tagOf( 5 ), highest ) } );
+   map->makePlan();
+   MatchedRouteMapSequences matched;
+   PolicyEval eval;
+   EXPECT_FALSE( eval.evalRouteMapMatchers( &input, map.get(), &matched ) );
+   eval.contextIs( makeNode<PolicyEvalContext>() );
+   EXPECT_FALSE( eval.evalRouteMapMatchers( &input, map.get(), &matched ) );
 }
 
 TEST( RouteMapPlanModel, whatRemainsOfASequence ) {
