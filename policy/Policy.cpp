@@ -563,7 +563,8 @@ inline const RouteMapPlan * onlyPlan( const RouteMapStatusList & list ) {
 }
 
 // Most points of application have one route map, and its plan alone decides about most routes: then nothing is collected.
-inline bool evalByFirstStep( const PolicyEval & policyEval, PlannedRoute & route, const RouteMapStatusList & list, Result_ & result ) {
+[[gnu::always_inline]] inline bool evalByFirstStep( const PolicyEval & policyEval, PlannedRoute & route, const RouteMapStatusList & list,
+                                                    Result_ & result ) {
    const RouteMapPlan * const plan = policyEval.context() ? nullptr : onlyPlan( list );
    if( !plan ) return evalAndSet( policyEval, route, list, result, NoObserver{} );
    const PlanStep * const step = firstStep( *plan, route );

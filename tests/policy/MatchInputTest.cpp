@@ -153,8 +153,8 @@ TEST( MatchInput, virtualOperationsStandInSlotOrder ) {
                                      slotOf( &MatchInput_::getPrefixPointer ), slotOf( &MatchInput_::getNexthop ),
                                      slotOf( &MatchInput_::getRouterId ),      slotOf( &MatchInput_::getResolvedNexthopInfoSet ),
                                      slotOf( &MatchInput_::getTag ),           slotOf( &MatchInput_::getOspfInstance ),
-                                     slotOf( &MatchInput_::getIsisInstance ) };
-   EXPECT_THAT( slots, testing::ElementsAre( 2, 3, 4, 5, 6, 7, 8, 9, 10 ) );
+                                     slotOf( &MatchInput_::getIsisInstance ),  slotOf( &MatchInput_::getOwnKeys ) };
+   EXPECT_THAT( slots, testing::ElementsAre( 2, 3, 4, 5, 6, 7, 8, 9, 10, 11 ) );
 }
 
 }   // namespace
