@@ -1,12 +1,9 @@
 /// @file substrate/plinth/HashTrie.h
 /// A hash table that shares its memory with its copies. Each generation of a tag set has one, which is a copy of the one before.
 ///
-/// A node covers six bits of the hash of a key. Each of its 64 slots has at most one member, and at most one child, where further keys with
-/// the same six bits continue with the next six. Two bitmaps tell which slots have a member, and which have a child; the children and the
-/// members stand behind them. With a digit in place of six bits:
-///
-///    add the keys 25, 31 and 27      { 2: 25, 3: 31 } - 2 -> { 7: 27 }
-///    remove 25                       { 3: 31 } - 2 -> { 7: 27 }          the slot is free for the next key of 2x
+/// It is a tree of forks with leaves. A fork takes four bits of the hash of a key, the leading ones first, and has one child or none for each
+/// value of these bits. A leaf has up to 16 members in no order, and for each of them a byte of its hash; a look-up compares all bytes at
+/// once. A leaf becomes a fork when a seventeenth member is added; a fork becomes a leaf when only one leaf is left below it.
 ///
 /// A copy shares all nodes. A write copies those nodes on the path to its member that are shared, some hundred bytes each. Neither depends
 /// on the number of members, but for the length of the path.
@@ -22,6 +19,7 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <span>
 #include <type_traits>
 #include <utility>
 
@@ -35,13 +33,16 @@ namespace Plinth {
 /// Members in no order. M is K, or a pair of K and a value. A change invalidates iterators and pointers to members.
 /// Errors: std::bad_alloc, and exceptions of the copy of a member in a shared node; the table is then unchanged. Removal needs memory, too.
 /// Threading: any number of readers, or one writer. This holds for each copy by itself; the use counts of shared nodes follow ThreadControl.
-/// Invariant: no node is empty.
+/// Invariant: no leaf is empty, and there are two members below each fork.
 template <class K, class M, class Hash = KeyHash<K>>
 class HashTrie {
    class Node;
+   class Leaf;
+   class Fork;
    using Handle = Quoin::Ptr<Node>;
-   static constexpr unsigned kStride = 6;
-   static constexpr unsigned kLevels = 64 / kStride + 1;   // below, all hashes of a node are equal, and each node has one slot
+   static constexpr unsigned kStride = 4;
+   static constexpr unsigned kPlaces = 1 << kStride;
+   static constexpr unsigned kLevels = 64 / kStride;   // of forks; below, all hashes of a leaf are equal
 
  public:
    HashTrie() = default;
@@ -57,47 +58,42 @@ class HashTrie {
    size_t size() const noexcept { return size_; }
    bool empty() const noexcept { return size_ == 0; }
    bool contains( const K & key ) const noexcept { return findMember( key ) != nullptr; }
-   /// Null if the key has no member.
-   const M * findMember( const K & key ) const noexcept {
-      uint64_t rest = hashOf( key );
-      for( const Node * node = root_.get(); node; rest <<= kStride ) {
-         const uint64_t slot = slotOf( rest );
-         if( node->has( slot, key ) ) return &node->member( slot );
-         if( !( node->children() & slot ) ) return nullptr;
-         node = node->child( slot ).get();
-      }
-      return nullptr;
+   /// Null if the key has no member. Inline: the evaluation of a route is hardly more than such a look-up.
+   [[gnu::always_inline]] const M * findMember( const K & key ) const noexcept {
+      const uint64_t hash = hashOf( key );
+      const Node * node = root_.get();
+      for( uint64_t rest = hash; node && node->isFork(); rest <<= kStride ) node = node->fork().child( rest ).get();
+      return node ? node->leaf().find( key, markOf( hash ) ) : nullptr;
    }
 
    /// Adds the member, unless its key has one. Returns the member of the key, and whether it is new.
    std::pair<const M *, bool> insert( M member ) {
-      if( const M * const found = findMember( keyOfMember<K>( member ) ) ) return { found, false };
-      uint64_t rest = hashOf( keyOfMember<K>( member ) );
+      const K & key = keyOfMember<K>( member );
+      if( const M * const found = findMember( key ) ) return { found, false };
+      const uint64_t hash = hashOf( key );
       Handle * at = &root_;
-      while( *at && ( *at )->hasBoth( slotOf( rest ) ) ) at = &step( *at, rest );
-      uint64_t slot = slotOf( rest );
-      if( !*at ) {
-         *at = Node::make( {}, slot, 0, &member );
-      } else if( !( ( *at )->members() & slot ) ) {
-         *at = Node::make( *at, ( *at )->members() | slot, ( *at )->children(), &member );
-      } else {
-         const uint64_t below = slotOf( rest << kStride );
-         Handle child = Node::make( {}, below, 0, &member );
-         *at = Node::make( *at, ( *at )->members(), ( *at )->children() | slot );
-         at = &( ( *at )->child( slot ) = std::move( child ) );
-         slot = below;
+      uint64_t rest = hash;
+      for( unsigned level = 0; *at; ++level, rest <<= kStride ) {
+         if( !( *at )->isFork() ) {
+            if( ( *at )->size() < kMost || level == kLevels ) break;
+            *at = Fork::of( ( *at )->leaf(), level );
+         }
+         at = &childToWrite( *at, rest );
       }
+      auto next = Leaf::of( *at, *at ? ( *at )->size() + 1 : 1 );
+      next->leaf().append( std::move( member ), markOf( hash ) );
+      *at = std::move( next );
       ++size_;
-      return { &( *at )->member( slot ), true };
+      return { ( *at )->leaf().end() - 1, true };
    }
    /// The member of `key`, to be written; null if it has none. Its key must stay as it is. Valid until the next change or copy.
    M * own( const K & key ) {
       if( !contains( key ) ) return nullptr;
-      uint64_t rest = hashOf( key );
+      const uint64_t hash = hashOf( key );
       Handle * at = &root_;
-      while( !( *at )->has( slotOf( rest ), key ) ) at = &step( *at, rest );
-      own( *at );
-      return &( *at )->member( slotOf( rest ) );
+      for( uint64_t rest = hash; ( *at )->isFork(); rest <<= kStride ) at = &childToWrite( *at, rest );
+      if( ( *at )->isShared() ) *at = Leaf::of( *at, ( *at )->size() );
+      return ( *at )->leaf().find( key, markOf( hash ) );
    }
 
    /// What extract() has removed.
@@ -109,17 +105,7 @@ class HashTrie {
       const M * const found = findMember( key );
       if( !found ) return {};
       Extracted gone{ *found };
-      uint64_t rest = hashOf( key );
-      Handle * at = &root_;
-      while( !( *at )->hasOne() && !( *at )->has( slotOf( rest ), key ) && !( *at )->child( slotOf( rest ) )->hasOne() )
-         at = &step( *at, rest );
-      const uint64_t slot = slotOf( rest );
-      if( ( *at )->hasOne() )
-         *at = nullptr;
-      else if( ( *at )->has( slot, key ) )
-         *at = Node::make( *at, ( *at )->members() & ~slot, ( *at )->children() );
-      else
-         *at = Node::make( *at, ( *at )->members(), ( *at )->children() & ~slot );
+      remove( root_, hashOf( key ), *found );
       --size_;
       return gone;
    }
@@ -151,40 +137,39 @@ class HashTrie {
     private:
       friend class HashTrie;
       explicit const_iterator( const Node & root ) noexcept {
-         enter( root, 0 );
+         enter( root );
          toMember();
       }
-      // The members of a node come first, and then its children.
-      void enter( const Node & node, unsigned depth ) noexcept {
-         depth_ = std::min( depth, kLevels );   // a node below has no second child: the place in it is not needed any more
-         path_[ depth_ ] = { &node, node.children() };
-         at_ = node.begin();
-         end_ = node.end();
+      void enter( const Node & node ) noexcept {
+         if( node.isFork() ) {
+            path_[ depth_++ ] = { &node.fork(), 0 };
+         } else {
+            at_ = node.leaf().begin();
+            end_ = node.leaf().end();
+         }
       }
       void toMember() noexcept {
          while( at_ == end_ ) {
-            while( path_[ depth_ ].left == 0 ) {
-               if( depth_ == 0 ) {
-                  at_ = nullptr;
-                  return;
-               }
-               --depth_;
+            if( depth_ == 0 ) {
+               at_ = nullptr;
+               return;
             }
-            auto & [ node, left ] = path_[ depth_ ];
-            const uint64_t slot = lowest( left );
-            left &= ~slot;
-            enter( *node->child( slot ), depth_ + 1 );
+            auto & [ fork, next ] = path_[ depth_ - 1 ];
+            if( next == kPlaces )
+               --depth_;
+            else if( const auto & child = fork->children()[ next++ ] )
+               enter( *child );
          }
       }
 
       struct Level {
-         const Node * node;
-         uint64_t left;   // the slots whose children are still to be visited
+         const Fork * fork;
+         unsigned next;   // the child to enter next
       };
       const M * at_ = nullptr;   // null after the last member
       const M * end_ = nullptr;
       unsigned depth_ = 0;
-      std::array<Level, kLevels + 1> path_{};
+      std::array<Level, kLevels> path_{};   // the first `depth_`
    };
    const_iterator begin() const noexcept { return root_ ? const_iterator( *root_ ) : const_iterator(); }
    const_iterator end() const noexcept { return {}; }
@@ -192,85 +177,136 @@ class HashTrie {
    const_iterator cend() const noexcept { return end(); }
 
  private:
-   // In one piece of memory with its children and members. It is no Quoin::Node: a Quoin::ReleaseScope must not delay the end of its
-   // members.
+   static constexpr size_t kMost = 16;   // members of a leaf, unless it is below the last level
+
+   // It is no Quoin::Node: a Quoin::ReleaseScope must not delay the end of the members.
    class Node {
     public:
-      /// A node with these slots. It takes the members and children of `from`, which may be null, from a node that is not shared, and copies
-      /// them from a shared one. A slot that `from` lacks gets `member`, and a child that is null.
-      static Handle make( const Handle & from, uint64_t members, uint64_t children, M * member = nullptr ) {
-         static_assert( std::is_nothrow_move_constructible_v<M> && alignof( M ) <= alignof( Node ) );
-         const size_t bytes = sizeof( Node ) + count( children ) * sizeof( Handle ) + count( members ) * sizeof( M );
-         auto made = Handle::adopt( new( ::operator new( bytes ) ) Node( children ) );
-         if( !from ) {
-            made->append( members, std::move( *member ) );
-         } else if( from->isShared() ) {
-            made->fill(
-               *from, members, member, []( auto & value ) -> const auto & { return value; } );
-         } else {
-            made->fill(
-               *from, members, member, []( auto & value ) -> auto && { return std::move( value ); } );
-         }
-         return made;
-      }
       Node( const Node & ) = delete;
       Node & operator=( const Node & ) = delete;
 
       void incUse() noexcept { uses_.inc(); }
       void decUseImpl() noexcept {
          if( !uses_.dec() ) return;
-         std::destroy( begin(), end() );
-         std::destroy_n( childRow(), count( children_ ) );
-         ::operator delete( this );
+         if( isFork() )
+            delete &fork();
+         else
+            Leaf::destroy( leaf() );
       }
       bool isShared() const noexcept { return !uses_.isOne(); }
+      bool isFork() const noexcept { return size_ == kFork; }
+      Fork & fork() noexcept { return static_cast<Fork &>( *this ); }
+      const Fork & fork() const noexcept { return static_cast<const Fork &>( *this ); }
+      Leaf & leaf() noexcept { return static_cast<Leaf &>( *this ); }
+      const Leaf & leaf() const noexcept { return static_cast<const Leaf &>( *this ); }
+      /// The members of a leaf.
+      uint32_t size() const noexcept { return size_; }
 
-      uint64_t members() const noexcept { return members_; }
-      uint64_t children() const noexcept { return children_; }
-      bool has( uint64_t slot, const K & key ) const noexcept { return ( members_ & slot ) && keyOfMember<K>( member( slot ) ) == key; }
-      bool hasBoth( uint64_t slot ) const noexcept { return members_ & children_ & slot; }
-      /// Whether there is one member in this node and below.
-      bool hasOne() const noexcept {
-         const Node * node = this;
-         while( node->members_ == 0 && std::has_single_bit( node->children_ ) ) node = node->childRow()->get();
-         return node->children_ == 0 && std::has_single_bit( node->members_ );
-      }
-
-      // Of a slot that has one.
-      Handle & child( uint64_t slot ) const noexcept { return childRow()[ count( children_ & ( slot - 1 ) ) ]; }
-      M & member( uint64_t slot ) const noexcept { return begin()[ count( members_ & ( slot - 1 ) ) ]; }
-      M * begin() const noexcept { return reinterpret_cast<M *>( childRow() + count( children_ ) ); }
-      M * end() const noexcept { return begin() + count( members_ ); }
-
-    private:
-      explicit Node( uint64_t children ) noexcept : children_( children ) {
-         std::uninitialized_value_construct_n( childRow(), count( children ) );
-      }
-      static size_t count( uint64_t slots ) noexcept { return static_cast<size_t>( std::popcount( slots ) ); }
-      Handle * childRow() const noexcept { return reinterpret_cast<Handle *>( const_cast<Node *>( this ) + 1 ); }
-      // In ascending order of the slots.
-      template <class From>
-      void append( uint64_t slot, From && member ) {
-         new( static_cast<void *>( end() ) ) M( std::forward<From>( member ) );
-         members_ |= slot;
-      }
-      // `take` tells whether to copy or to move.
-      template <class Take>
-      void fill( Node & from, uint64_t members, M * member, Take take ) {
-         for( uint64_t left = children_ & from.children_; left; left &= left - 1 )
-            child( lowest( left ) ) = take( from.child( lowest( left ) ) );
-         for( uint64_t left = members; left; left &= left - 1 ) {
-            const uint64_t slot = lowest( left );
-            if( from.members_ & slot )
-               append( slot, take( from.member( slot ) ) );
-            else
-               append( slot, std::move( *member ) );
-         }
-      }
+    protected:
+      static constexpr uint32_t kFork = ~uint32_t( 0 );
+      explicit Node( uint32_t size ) noexcept : size_( size ) {}
+      ~Node() = default;
 
       Quoin::UseCount uses_;
-      uint64_t members_ = 0;
-      uint64_t children_;
+      uint32_t size_;
+   };
+
+   // In one piece of memory with its members.
+   class Leaf : public Node {
+    public:
+      static_assert( std::is_nothrow_move_constructible_v<M> && alignof( M ) <= alignof( uint64_t ) );
+      /// A leaf with room for `most` members. It takes the members of `from`, which may be null, but `skipped`: it copies them if that leaf is
+      /// shared.
+      static Handle of( const Handle & from, size_t most, const M * skipped = nullptr ) {
+         auto made = Handle::adopt( new( ::operator new( sizeof( Leaf ) + most * sizeof( M ) ) ) Leaf() );
+         if( !from ) return made;
+         const bool isShared = from->isShared();
+         for( auto & member : std::span( from->leaf().begin(), from->leaf().end() ) ) {
+            if( &member == skipped ) continue;
+            const uint64_t mark = from->leaf().markOf( member );
+            if( isShared )
+               made->leaf().append( M( member ), mark );
+            else
+               made->leaf().append( std::move( member ), mark );
+         }
+         return made;
+      }
+      static void destroy( Leaf & leaf ) noexcept {
+         std::destroy( leaf.begin(), leaf.end() );
+         leaf.~Leaf();
+         ::operator delete( &leaf );
+      }
+
+      M * begin() const noexcept { return reinterpret_cast<M *>( const_cast<Leaf *>( this ) + 1 ); }
+      M * end() const noexcept { return begin() + this->size_; }
+      uint64_t markOf( const M & member ) const noexcept {
+         const auto i = static_cast<size_t>( &member - begin() ) % kMost;   // all hashes are equal if there are more
+         return marks_[ i / 8 ] >> i % 8 * 8 & 0xff;
+      }
+      /// There is room for it.
+      void append( M && member, uint64_t mark ) noexcept {
+         new( static_cast<void *>( end() ) ) M( std::move( member ) );
+         if( this->size_ < kMost ) marks_[ this->size_ / 8 ] |= mark << this->size_ % 8 * 8;
+         ++this->size_;
+      }
+      [[gnu::always_inline]] M * find( const K & key, uint64_t mark ) const noexcept {
+         const uint64_t all = mark * kOnes;
+         uint64_t left = 0;
+         for( size_t i = 0; i < marks_.size(); ++i ) left |= equalBytes( marks_[ i ] ^ all ) >> ( 7 - i );
+         for( ; left; left &= left - 1 ) {
+            const auto bit = static_cast<unsigned>( std::countr_zero( left ) );
+            M * const member = begin() + ( bit / 8 + bit % 8 * 8 );
+            if( keyOfMember<K>( *member ) == key ) return member;
+         }
+         for( size_t i = kMost; i < this->size_; ++i )
+            if( keyOfMember<K>( begin()[ i ] ) == key ) return begin() + i;
+         return nullptr;
+      }
+
+    private:
+      static constexpr uint64_t kOnes = 0x0101010101010101;
+      Leaf() noexcept : Node( 0 ) {}
+      /// The highest bit of each byte that is 0. It may be wrong for a byte above such a byte, but not for one above 0x7f.
+      static uint64_t equalBytes( uint64_t bytes ) noexcept { return ( bytes - kOnes ) & ~bytes & kOnes << 7; }
+
+      std::array<uint64_t, kMost / 8> marks_{};   // a byte for each of the first kMost members, above 0x7f; 0 if there are fewer
+   };
+
+   class Fork : public Node {
+    public:
+      Fork( const Fork & from ) noexcept : Node( Node::kFork ), children_( from.children_ ) {}
+      /// A fork at a level, counted from the root, with copies of the members.
+      static Handle of( const Leaf & leaf, unsigned level ) {
+         const auto placeOf = [ level ]( const M & member ) {
+            return hashOf( keyOfMember<K>( member ) ) << level * kStride >> ( 64 - kStride );
+         };
+         std::array<size_t, kPlaces> sizes{};
+         for( const auto & member : leaf ) ++sizes[ placeOf( member ) ];
+         auto made = Quoin::Ptr<Fork>::adopt( new Fork );
+         for( auto & member : leaf ) {
+            Handle & child = made->children_[ placeOf( member ) ];
+            if( !child ) child = Leaf::of( nullptr, sizes[ placeOf( member ) ] );
+            child->leaf().append( M( member ), leaf.markOf( member ) );
+         }
+         return made;
+      }
+      const std::array<Handle, kPlaces> & children() const noexcept { return children_; }
+      Handle & child( uint64_t rest ) noexcept { return children_[ rest >> ( 64 - kStride ) ]; }
+      const Handle & child( uint64_t rest ) const noexcept { return children_[ rest >> ( 64 - kStride ) ]; }
+      /// The only child, if that is a leaf; else null.
+      Handle onlyLeaf() const noexcept {
+         const Handle * only = nullptr;
+         for( const auto & child : children_ ) {
+            if( !child ) continue;
+            if( only || child->isFork() ) return nullptr;
+            only = &child;
+         }
+         return only ? *only : nullptr;
+      }
+
+    private:
+      Fork() noexcept : Node( Node::kFork ) {}
+      std::array<Handle, kPlaces> children_;
    };
 
    static uint64_t hashOf( const K & key ) noexcept {
@@ -278,18 +314,21 @@ class HashTrie {
       const uint64_t mixed = ( hash ^ hash >> 32 ) * 0x9e3779b97f4a7c15u;   // std::hash of a number may be the number
       return mixed ^ mixed >> 32;
    }
-   static uint64_t lowest( uint64_t slots ) noexcept { return slots & ( ~slots + 1 ); }
-   /// The bit of the slot of the next six bits.
-   static uint64_t slotOf( uint64_t rest ) noexcept { return uint64_t( 1 ) << ( rest >> ( 64 - kStride ) ); }
-   static void own( Handle & node ) {
-      if( node->isShared() ) node = Node::make( node, node->members(), node->children() );
+   /// The byte of a hash that a leaf keeps.
+   static uint64_t markOf( uint64_t hash ) noexcept { return ( hash & 0x7f ) | 0x80; }
+   // Copies a shared fork. The children of a copy are shared, so they will be copied in their turn.
+   static Handle & childToWrite( Handle & fork, uint64_t rest ) {
+      if( fork->isShared() ) fork = Handle::adopt( new Fork( fork->fork() ) );
+      return fork->fork().child( rest );
    }
-   // Copies a shared node, and goes on to the child. The children of a copy are shared, so they will be copied in their turn.
-   static Handle & step( Handle & node, uint64_t & rest ) {
-      own( node );
-      Handle & child = node->child( slotOf( rest ) );
-      rest <<= kStride;
-      return child;
+   // Removes a member that is below `at`. `rest`: the bits of its hash from there on.
+   static void remove( Handle & at, uint64_t rest, const M & member ) {
+      if( !at->isFork() ) {
+         at = at->size() == 1 ? nullptr : Leaf::of( at, at->size() - 1, &member );
+         return;
+      }
+      remove( childToWrite( at, rest ), rest << kStride, member );
+      if( auto only = at->fork().onlyLeaf() ) at = std::move( only );
    }
 
    Handle root_;
