@@ -19,21 +19,20 @@ using SixBits::kStride;
 // The entry with the lowest number so far.
 class Best {
  public:
-   void offer( const PrefixRow & row ) noexcept {
-      if( row.seqno() < seqno_ ) {   // of equal numbers, the one of the shorter prefix stays
-         seqno_ = row.seqno();
-         permit_ = row.permit();
-      }
+   // Of equal numbers, the one of the shorter prefix stays. No branch: which row it is cannot be predicted.
+   void offerIf( bool fits, PrefixRow row ) noexcept {
+      const uint64_t offered = ( uint64_t( row.seqno() ) << 1 | uint64_t( row.permit() ) ) | ( uint64_t( fits ) - 1 );
+      best_ = offered >> 1 < best_ >> 1 ? offered : best_;
    }
+   void offer( PrefixRow row ) noexcept { offerIf( true, row ); }
    PrefixListRows::Answer answer() const noexcept {
-      if( seqno_ == kNone ) return {};
-      return { static_cast<uint32_t>( seqno_ ), true, permit_ };
+      if( best_ == kNone ) return {};
+      return { static_cast<uint32_t>( best_ >> 1 ), true, ( best_ & 1 ) != 0 };
    }
 
  private:
-   static constexpr uint64_t kNone = uint64_t( 1 ) << 32;   // above every number
-   uint64_t seqno_ = kNone;
-   bool permit_ = false;
+   static constexpr uint64_t kNone = ~uint64_t( 0 );
+   uint64_t best_ = kNone;   // 32..1 number | 0 permit
 };
 
 // Visits the rows of a near child whose prefixes contain `prefix`; see descend(). `rest`: the bits of the prefix from `depth` on.
@@ -41,11 +40,9 @@ template <class Visit>
 inline void visitNear( const PrefixRowNode & node, unsigned v, unsigned depth, const Ferule::IpGenPrefix & prefix, uint64_t rest,
                        Visit && visit ) {
    const PrefixRowSlot slot = node.slot( PrefixRowNode::kNearPlace + v );
-   const unsigned left = prefix.length() - depth;
-   const auto address = static_cast<unsigned>( rest >> ( 64 - PrefixRest::kMostBits ) );
+   const PrefixRest::Search search( rest, prefix.length() - depth );
    const auto visitShort = [ & ]( PrefixRow row ) {
-      const unsigned length = PrefixRest::length( row.note() );
-      return length <= left && PrefixRest::contains( row.note(), address ) && visit( row, depth + length );
+      return search.finds( row.note() ) && visit( row, depth + PrefixRest::length( row.note() ) );
    };
    const auto visitLong = [ & ]( const uint64_t * words ) {
       const PrefixRow row( *words );
@@ -58,6 +55,44 @@ inline void visitNear( const PrefixRowNode & node, unsigned v, unsigned depth, c
    const uint64_t * const end = row + slot.words();
    for( ; row != end; row += slot.step() )
       if( ( slot.step() == 1 ? visitShort( PrefixRow( *row ) ) : visitLong( row ) ) && slot.isOnePrefix() ) return;
+}
+
+// Offers those of `rows` rows of `step` words that `fits` tells, four at once. The last row may be offered several times.
+template <unsigned step, class Fits>
+inline void offerRun( const uint64_t * row, unsigned rows, Best & best, Fits fits ) {
+   for( unsigned i = 0; i < rows; i += 4 )
+      for( unsigned k = i; k < i + 4; ++k ) {
+         const uint64_t * const words = row + step * std::min( k, rows - 1 );
+         best.offerIf( fits( words ), PrefixRow( *words ) );
+      }
+}
+
+// Offers the rows of a near child whose prefixes contain `prefix`, and that admit its length; see visitNear(). Where there are few prefixes,
+// all are compared, without a branch on the result.
+inline void offerNear( const PrefixRowNode & node, unsigned v, unsigned depth, const Ferule::IpGenPrefix & prefix, uint64_t rest,
+                       Best & best ) {
+   const uint64_t * const first = node.slots() + SixBits::rank( node.near, v );
+   const PrefixRowSlot slot( *first );
+   const unsigned length = prefix.length();
+   const PrefixRest::Search search( rest, length - depth );
+   const auto fitsShort = [ & ]( const uint64_t * words ) {
+      return search.finds( PrefixRow( *words ).note() ) & PrefixRow( *words ).admits( length );
+   };
+   if( slot.isRow() ) return best.offerIf( fitsShort( first ), PrefixRow( *first ) );
+   const uint64_t * const run = node.slots() + slot.at();
+   if( slot.isOnePrefix() || slot.step() == 3 )
+      return visitNear( node, v, depth, prefix, rest, [ & ]( const PrefixRow & row, unsigned ) {
+         if( !row.admits( length ) ) return false;
+         best.offer( row );
+         return true;
+      } );
+   if( slot.step() == 1 ) return offerRun<1>( run, slot.rows(), best, fitsShort );
+   const uint64_t address = prefix.ipGenAddr().bits().high;
+   offerRun<2>( run, slot.rows(), best, [ & ]( const uint64_t * words ) {
+      const unsigned bits = PrefixRow( *words ).note();   // those of a prefix: 6 to 64
+      return bool( unsigned( bits <= length ) & unsigned( ( words[ 1 ] ^ address ) >> ( 64 - bits ) == 0 ) ) &
+         PrefixRow( *words ).admits( length );
+   } );
 }
 
 }   // namespace
@@ -82,8 +117,8 @@ PrefixListRows::~PrefixListRows() {
 
 // Calls `visit( row, length )` for the rows of the prefixes that contain `prefix`, the shortest prefix first. If `visit` returns true,
 // further rows of this prefix may be left out. Unless `anyBounds`, rows that do not admit the length may be left out, too.
-template <bool anyBounds, class Visit>
-inline void PrefixListRows::descend( const Ferule::IpGenPrefix & prefix, Visit && visit ) const {
+template <bool anyBounds, class Visit, class VisitNear>
+inline void PrefixListRows::descend( const Ferule::IpGenPrefix & prefix, Visit && visit, VisitNear && visitNearRows ) const {
    const unsigned length = prefix.length();
    const PrefixRowNode * node = &root_;
    Bits128 rest = prefix.ipGenAddr().bits();   // the bits from `depth` on
@@ -99,20 +134,30 @@ inline void PrefixListRows::descend( const Ferule::IpGenPrefix & prefix, Visit &
       }
       if( left < kStride ) return;
       rest = SixBits::after( rest );
-      if( node->isNear( v ) ) return visitNear( *node, v, depth + kStride, prefix, rest.high, visit );
+      if( node->isNear( v ) ) return visitNearRows( *node, v, depth + kStride, rest.high );
       if( !node->isWide( v ) ) return;
       node = &node->child( v );
    }
 }
 
+template <bool anyBounds, class Visit>
+inline void PrefixListRows::descend( const Ferule::IpGenPrefix & prefix, Visit && visit ) const {
+   descend<anyBounds>( prefix, visit, [ & ]( const PrefixRowNode & node, unsigned v, unsigned depth, uint64_t rest ) {
+      visitNear( node, v, depth, prefix, rest, visit );
+   } );
+}
+
 PrefixListRows::Answer PrefixListRows::governing( const Ferule::IpGenPrefix & prefix ) const noexcept {
    Best best;
    const unsigned length = prefix.length();
-   descend<false>( prefix, [ & ]( const PrefixRow & row, unsigned ) {
-      if( !row.admits( length ) ) return false;
-      best.offer( row );
-      return true;
-   } );
+   descend<false>(
+      prefix,
+      [ & ]( const PrefixRow & row, unsigned ) {
+         if( !row.admits( length ) ) return false;
+         best.offer( row );
+         return true;
+      },
+      [ & ]( const PrefixRowNode & node, unsigned v, unsigned depth, uint64_t rest ) { offerNear( node, v, depth, prefix, rest, best ); } );
    return best.answer();
 }
 

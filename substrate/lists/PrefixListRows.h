@@ -63,6 +63,8 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
    /// Finds, among the entries whose prefix contains `prefix` and whose bounds admit its length, the entry with the lowest sequence number.
    /// `prefix` must be of this family.
    Answer governing( const Ferule::IpGenPrefix & prefix ) const noexcept;
+   /// Whether that is a permit entry; false for a prefix of the other family.
+   bool permits( const Ferule::IpGenPrefix & prefix ) const noexcept { return prefix.af() == af_ && governing( prefix ).permit; }
    /// The same among the entries whose number is `from` or higher.
    Answer governing( const Ferule::IpGenPrefix & prefix, uint32_t from ) const noexcept;
    /// The same, but any bounds admit any length: of each containing prefix the first entry counts.
@@ -85,6 +87,8 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
    friend class PrefixRowLineage;
    template <bool anyBounds, class Visit>
    void descend( const Ferule::IpGenPrefix & prefix, Visit && visit ) const;
+   template <bool anyBounds, class Visit, class VisitNear>
+   void descend( const Ferule::IpGenPrefix & prefix, Visit && visit, VisitNear && visitNearRows ) const;
 
    template <class Visit>
    void visitNode( const PrefixRowNode & node, unsigned depth, Ferule::Bits128 bits, Visit & visit ) const;

@@ -54,7 +54,7 @@ auto inOrder( const Item & item ) {
 unsigned stepOf( std::span<const Item> items, unsigned place, unsigned depth ) {
    const auto isShort = [ = ]( const Item & item ) { return item.length <= depth + kStride + PrefixRest::kMostBits; };
    if( place < kNearPlace || std::ranges::all_of( items, isShort ) ) return 1;
-   return std::ranges::all_of( items, []( const Item & item ) { return item.bits.low == 0; } ) ? 2 : 3;
+   return std::ranges::all_of( items, []( const Item & item ) { return item.length <= 64; } ) ? 2 : 3;
 }
 
 // What the slot of a place has to be for these rows. If it is a run, its words are added to `runs`; it begins `at` words behind the first

@@ -19,7 +19,7 @@ class PrefixRow {
    constexpr uint8_t ge() const noexcept { return static_cast<uint8_t>( word_ >> 24 ); }
    constexpr uint8_t le() const noexcept { return static_cast<uint8_t>( word_ >> 16 ); }
    constexpr bool permit() const noexcept { return word_ & kPermit; }
-   constexpr bool admits( unsigned length ) const noexcept { return ge() <= length && length <= le(); }
+   constexpr bool admits( unsigned length ) const noexcept { return bool( unsigned( ge() <= length ) & unsigned( length <= le() ) ); }
    friend constexpr bool operator==( const PrefixRow &, const PrefixRow & ) = default;
 
    // ---- for the trie
@@ -57,11 +57,22 @@ constexpr unsigned length( unsigned note ) noexcept {
 constexpr unsigned bits( unsigned note ) noexcept {
    return ( note & ( note - 1 ) ) >> 1;
 }
-/// Whether an address whose next 13 bits are `address` is inside.
-constexpr bool contains( unsigned note, unsigned address ) noexcept {
-   const unsigned low = note & ( 0 - note );   // the one bit behind the prefix
-   return ( ( note ^ address << 1 ) & ( 0 - low ) & ~low ) == 0;
-}
+/// Finds the notes of the prefixes that contain another prefix. No branch.
+class Search {
+ public:
+   /// The first `length` bits of `rest` are those of that prefix.
+   constexpr Search( uint64_t rest, unsigned length ) noexcept
+         : address_( static_cast<unsigned>( rest >> ( 64 - kMostBits ) ) << 1 ),
+           lowest_( length < kMostBits ? 1u << ( kMostBits - length ) : 1 ) {}
+   constexpr bool finds( unsigned note ) const noexcept {
+      const unsigned low = note & ( 0 - note );   // the one bit behind the prefix
+      return bool( unsigned( ( ( note ^ address_ ) & ( 0 - low ) & ~low ) == 0 ) & unsigned( low >= lowest_ ) );
+   }
+
+ private:
+   unsigned address_;
+   unsigned lowest_;   // of the prefixes that are not longer
+};
 
 }   // namespace PrefixRest
 

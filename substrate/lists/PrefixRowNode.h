@@ -22,7 +22,7 @@
 ///
 /// The rows of a run are in ascending order of their prefixes; those of one prefix are in ascending order of their numbers. A row of a near
 /// child needs the rest of its prefix. If that is short for all rows of the child, it is the note of the row (PrefixRest). Otherwise each row
-/// has the length of its prefix as its note, and is followed by the address, in one word or two.
+/// has the length of its prefix as its note, and is followed by the address, in one word if all rows have up to 64 bits, else in two.
 ///
 /// The trie of a given set of rows has one form only, unless memory was short during an edit; look-ups do not depend on it. Threading: a
 /// block that several generations share is not written.
