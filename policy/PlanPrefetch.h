@@ -34,7 +34,7 @@ class PlanPrefetch {
 
    void add( const RouteMapStatus & routeMap ) noexcept {
       const auto * const plan = routeMap.plan();
-      if( !plan || ( plan->beginsAlways() && plan->firstAlways()->isDecided() ) ) return;
+      if( !plan || ( plan->reads() == RouteMapPlan::Reads::nothing && plan->firstAlways() && plan->firstAlways()->isDecided() ) ) return;
       for( const auto & rows : plan->content().rows )
          if( rows ) add( *rows );
       for( const auto & [ seqno, asked ] : plan->content().asked ) {

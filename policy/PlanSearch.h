@@ -27,6 +27,12 @@ class PlannedRoute {
       read_ = asked_ = 0;
       planOfFirst_ = nullptr;
    }
+   /// For what was read in front.
+   void prefixIs( const Ferule::IpGenPrefix * prefix ) noexcept { prefix_ = prefix; }
+   void keyIs( MatchKey::Attribute attribute, uint64_t value ) noexcept {
+      keys_[ size_t( attribute ) ] = value;
+      read_ |= 1u << unsigned( attribute );
+   }
    /// Keeps the first step of the route in a plan.
    void firstIs( const RouteMapPlan & plan, const PlanStep * first ) noexcept {
       planOfFirst_ = &plan;
@@ -38,15 +44,9 @@ class PlannedRoute {
    const PlanStep * first() const noexcept { return first_; }
    /// The value of the route's key.
    uint64_t key( MatchKey::Attribute attribute ) {
-      uint64_t & key = keys_[ size_t( attribute ) ];
-      const unsigned bit = 1u << unsigned( attribute );
-      if( !( read_ & bit ) ) {
-         key = MatchKey::of( *input_, attribute ).value;
-         read_ |= bit;
-      }
-      return key;
+      if( !( read_ >> unsigned( attribute ) & 1 ) ) keyIs( attribute, MatchKey::of( *input_, attribute ).value );
+      return keys_[ size_t( attribute ) ];
    }
-   void prefixIs( const Ferule::IpGenPrefix * prefix ) noexcept { prefix_ = prefix; }
    const Ferule::IpGenPrefix & prefix() {
       if( !prefix_ ) prefix_ = input_->getPrefixPointer();
       return *prefix_;
@@ -55,7 +55,7 @@ class PlannedRoute {
    bool isPermittedBy( const RouteMap::PrefixListRows & list ) {
       for( unsigned i = 0; i < std::min( asked_, kAnswers ); ++i )
          if( answers_[ i ].list == &list ) return answers_[ i ].permit;
-      const bool permit = list.af() == prefix().af() && list.governing( prefix() ).permit;
+      const bool permit = list.permits( prefix() );
       answers_[ asked_++ % kAnswers ] = { &list, permit };
       return permit;
    }
@@ -92,7 +92,7 @@ void forEachOwn( const RouteMapPlan & plan, const PlannedRoute & route, Visit &&
 
 // The first of `first`, which is found for each route or by a key, and the steps that are found in the other ways.
 [[gnu::noinline]] inline const PlanStep * firstOfOthers( const RouteMapPlan & plan, PlannedRoute & route, const PlanStep * first ) {
-   if( plan.onlyList() ) return plan.firstByOnlyList( route.isPermittedBy( *plan.onlyList() ) );
+   if( plan.reads() == RouteMapPlan::Reads::oneList ) return plan.firstByOnlyList( route.isPermittedBy( *plan.onlyList() ) );
    if( plan.hasOwnKeys() ) forEachOwn( plan, route, [ & ]( const PlanSteps & steps ) { first = firstOf( first, &steps.front() ); } );
    if( plan.hasRows() ) first = firstOf( first, plan.listedFrom( 0, route.prefix() ) );
    if( route.visitsCalls() && !plan.content().calls.empty() ) first = firstOf( first, &plan.content().calls.begin()->second );
@@ -107,7 +107,7 @@ void forEachOwn( const RouteMapPlan & plan, const PlannedRoute & route, Visit &&
 [[gnu::always_inline]] inline const PlanStep * firstStep( const RouteMapPlan & plan, PlannedRoute & route ) {
    if( route.knowsFirst( plan ) ) return route.first();
    const PlanStep * first = plan.firstAlways();
-   if( plan.beginsAlways() ) return first;
+   if( plan.reads() == RouteMapPlan::Reads::nothing ) return first;
    for( unsigned left = plan.keyedAttributes(); left != 0; left &= left - 1 ) {
       const auto attribute = MatchKey::Attribute( std::countr_zero( left ) );
       if( const auto * const steps = plan.keyedBy( attribute, route.key( attribute ) ) ) first = firstOf( first, &steps->front() );

@@ -557,27 +557,71 @@ template <class Observer>
 
 // The plan of the only route map; null if the list has more, or if that has no plan or no sequence.
 inline const RouteMapPlan * onlyPlan( const RouteMapStatusList & list ) {
-   if( list.rmStatus().count() != 1 || list.gyreStatus() || list.gyreStatusMaint() ) return nullptr;
-   const RouteMapStatus & only = *list.rmStatus().begin()->second;
-   return only.seqStatus().empty() ? nullptr : only.plan();
+   const RouteMapStatus * const only = list.onlyRouteMap();
+   return only && !only->seqStatus().empty() ? only->plan() : nullptr;
 }
 
-// Most points of application have one route map, and its plan alone decides about most routes: then nothing is collected.
-[[gnu::always_inline]] inline bool evalByFirstStep( const PolicyEval & policyEval, PlannedRoute & route, const RouteMapStatusList & list,
-                                                    Result_ & result ) {
-   const RouteMapPlan * const plan = policyEval.context() ? nullptr : onlyPlan( list );
-   if( !plan ) return evalAndSet( policyEval, route, list, result, NoObserver{} );
-   const PlanStep * const step = firstStep( *plan, route );
-   if( !step ) return false;
-   const bool needsNothing = step->left >= PlanStep::Left::deny;
-   if( needsNothing && !result.dps() ) return step->left == PlanStep::Left::permit;   // no branch: it would be mispredicted
-   if( step->left == PlanStep::Left::deny ) return false;
+// Whether nothing but the verdict of the step is left. No branch on the verdict: it would be mispredicted.
+inline bool isVerdict( const PlanStep & step, const Result_ & result ) {
+   return step.left >= PlanStep::Left::deny && !result.dps();
+}
+
+// Goes on with the first step of the only route map.
+bool evalFrom( const PolicyEval & policyEval, PlannedRoute & route, const RouteMapStatusList & list, Result_ & result,
+               const RouteMapPlan & plan, const PlanStep * step ) {
+   if( !step || step->left == PlanStep::Left::deny ) return false;
    if( step->left == PlanStep::Left::setters ) {
       runSetters( policyEval.context(), { &step->seq, 1 }, result );
       return true;
    }
-   route.firstIs( *plan, step );
+   route.firstIs( plan, step );
    return evalAndSet( policyEval, route, list, result, NoObserver{} );
+}
+
+// `plan`: of the only route map, or null.
+[[gnu::noinline]] bool evalFully( const PolicyEval & policyEval, PlannedRoute & route, const RouteMapStatusList & list, Result_ & result,
+                                  const RouteMapPlan * plan ) {
+   if( !plan ) return evalAndSet( policyEval, route, list, result, NoObserver{} );
+   const PlanStep * const step = firstStep( *plan, route );
+   if( step && isVerdict( *step, result ) ) return step->left == PlanStep::Left::permit;
+   return evalFrom( policyEval, route, list, result, *plan, step );
+}
+
+// Most points of application have one route map, whose plan reads one attribute of a route and decides about most routes alone: then nothing
+// is collected, and nothing is kept of the route. `prefix`: of the route, if it was read; else null.
+[[gnu::always_inline]] inline bool evalRoute( const PolicyEval & policyEval, const MatchInput_ * input, const Ferule::IpGenPrefix * prefix,
+                                              const RouteMapStatusList & list, Result_ & result ) {
+   const RouteMapPlan * const plan = policyEval.context() ? nullptr : onlyPlan( list );
+   const auto reads = plan ? plan->reads() : RouteMapPlan::Reads::several;
+   const PlanStep * step = nullptr;
+   uint64_t key = 0;
+   switch( reads ) {
+      case RouteMapPlan::Reads::nothing: step = plan->firstAlways(); break;
+      case RouteMapPlan::Reads::oneKey: {
+         key = MatchKey::of( *input, plan->onlyAttribute() ).value;
+         const PlanSteps * const steps = plan->keyedBy( plan->onlyAttribute(), key );
+         step = firstOf( plan->firstAlways(), steps ? &steps->front() : nullptr );
+         break;
+      }
+      case RouteMapPlan::Reads::oneList:
+         if( !prefix ) prefix = input->getPrefixPointer();
+         step = plan->firstByOnlyList( plan->onlyList()->permits( *prefix ) );
+         break;
+      case RouteMapPlan::Reads::lists:
+         if( !prefix ) prefix = input->getPrefixPointer();
+         step = firstOf( plan->firstAlways(), plan->listedFrom( 0, *prefix ) );
+         break;
+      case RouteMapPlan::Reads::several: {
+         PlannedRoute route( input, visitsCalls<NoObserver> );
+         route.prefixIs( prefix );
+         return evalFully( policyEval, route, list, result, plan );
+      }
+   }
+   if( step && isVerdict( *step, result ) ) return step->left == PlanStep::Left::permit;
+   PlannedRoute route( input, visitsCalls<NoObserver> );
+   route.prefixIs( prefix );
+   if( reads == RouteMapPlan::Reads::oneKey ) route.keyIs( plan->onlyAttribute(), key );
+   return evalFrom( policyEval, route, list, result, *plan, step );
 }
 
 // As a list with one entry.
@@ -647,8 +691,7 @@ void PolicyEval::applyPolicySettersSnapshot( const Quoin::Ptr<const MatchedRoute
 bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result ) const {
    QUOIN_ASSERT( list && result, "list && result" );
    Quoin::ReleaseScope scope;
-   PlannedRoute route( input, visitsCalls<NoObserver> );
-   return evalByFirstStep( *this, route, *list, *result );
+   return evalRoute( *this, input, nullptr, *list, *result );
 }
 
 bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMapStatusList> & list, Result_ * result,
@@ -664,9 +707,7 @@ void PolicyEval::evalBatch( std::span<BatchRoute> routes, const Quoin::Ptr<const
    const auto policy = list;   // a matcher may change the caller's handle
    const auto evalNext = [ & ]( BatchRoute & next, const Ferule::IpGenPrefix * prefix ) {
       QUOIN_ASSERT( next.result, "result" );
-      PlannedRoute route( next.input, visitsCalls<NoObserver> );
-      route.prefixIs( prefix );
-      next.permitted = evalByFirstStep( *this, route, *policy, *next.result );
+      next.permitted = evalRoute( *this, next.input, prefix, *policy, *next.result );
    };
    while( !routes.empty() ) {
       Quoin::ReleaseScope scope;   // not for all routes: what the evaluations release would wait

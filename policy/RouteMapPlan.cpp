@@ -1,6 +1,7 @@
 #include "policy/RouteMapPlan.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "policy/RouteMapPlanner.h"
 
@@ -45,16 +46,26 @@ RouteMapPlan::RouteMapPlan( const Content & content, const Quoin::Ptr<RouteMapPl
       : content_( content ),
         keyedAttributes_( attributesOf( content ) ),
         firstAlways_( content_.always.empty() ? nullptr : &content_.always.begin()->second ),
-        beginsAlways_( firstAlways_ && firstAlways_->seqno == ( *content_.sequences.begin() ).first ),
         hasOtherWays_( hasRows() || hasOwnKeys() || !content_.asked.empty() || !content_.calls.empty() ),
+        reads_( toRead() ),
         seals_( seals ),
-        planner_( planner ) {
+        planner_( planner ) {}
+
+RouteMapPlan::Reads RouteMapPlan::toRead() noexcept {
+   const bool hasKeys = keyedAttributes_ != 0;
+   const bool beginsAlways = firstAlways_ && firstAlways_->seqno == ( *content_.sequences.begin() ).first;
+   if( beginsAlways || !( hasKeys || hasOtherWays_ ) ) return Reads::nothing;
+   if( !hasOtherWays_ && std::has_single_bit( keyedAttributes_ ) ) {
+      onlyAttribute_ = MatchKey::Attribute( std::countr_zero( keyedAttributes_ ) );
+      return Reads::oneKey;
+   }
    const size_t families = ( content_.rows[ 0 ] ? 1 : 0 ) + ( content_.rows[ 1 ] ? 1 : 0 );
-   if( keyedAttributes_ != 0 || hasOwnKeys() || !content_.calls.empty() || families + content_.asked.count() != 1 ) return;
+   if( hasKeys || hasOwnKeys() || !content_.calls.empty() || families + content_.asked.count() != 1 ) return Reads::several;
    if( families == 0 )
       onlyListIs( *content_.asked.begin()->second.rows, content_.asked.begin()->second.steps.front() );
    else if( content_.listed.size() == 1 )
       onlyListIs( *content_.rows[ content_.rows[ 0 ] ? 0 : 1 ], content_.listed.begin()->second );
+   return onlyList_ ? Reads::oneList : Reads::lists;
 }
 
 void RouteMapPlan::onlyListIs( const RouteMap::PrefixListRows & list, const PlanStep & step ) {

@@ -133,12 +133,22 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    /// Whether nothing that the plan was made from has changed.
    bool isCurrent() const noexcept { return seals_ == Quoin::Seal::broken(); }
    const Content & content() const noexcept { return content_; }
+   /// What of a route a look-up of its first step reads.
+   enum class Reads : uint8_t {
+      nothing,   // the first sequence is found for each route, or all are
+      oneKey,    // onlyAttribute()
+      oneList,   // onlyList()
+      lists,     // the prefix lists that are merged
+      several
+   };
+   Reads reads() const noexcept { return reads_; }
+   MatchKey::Attribute onlyAttribute() const noexcept { return onlyAttribute_; }
    /// The attributes of one value that have keys, as bits: 1 << attribute.
    unsigned keyedAttributes() const noexcept { return keyedAttributes_; }
    /// Whether it has more than steps for each route and for keys.
    bool hasOtherWays() const noexcept { return hasOtherWays_; }
    /// The steps of a key; null if it has none.
-   const PlanSteps * keyedBy( MatchKey::Attribute attribute, uint64_t value ) const noexcept {
+   [[gnu::always_inline]] const PlanSteps * keyedBy( MatchKey::Attribute attribute, uint64_t value ) const noexcept {
       const auto * const found = content_.keys[ size_t( attribute ) ].findMember( value );
       return found ? &found->second : nullptr;
    }
@@ -146,26 +156,25 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    bool hasRows() const noexcept { return content_.rows[ 0 ] || content_.rows[ 1 ]; }
    /// The first step with this number or a higher one that a prefix list finds; null if there is none.
    const PlanStep * listedFrom( uint32_t seqno, const Ferule::IpGenPrefix & prefix ) const noexcept;
-   /// The only prefix list that a look-up reads, if there are no keys and no calls; else null.
    const RouteMap::PrefixListRows * onlyList() const noexcept { return onlyList_; }
    /// The first step of a route that this list permits, or does not permit: kNoStep if there is none. No branch: it would be mispredicted.
    const PlanStep * firstByOnlyList( bool permitted ) const noexcept { return firstByOnlyList_[ permitted ]; }
    /// The first step that is found for each route; null if there is none.
    const PlanStep * firstAlways() const noexcept { return firstAlways_; }
-   /// Whether it is that of the first sequence: no look-up can find another one in front of it.
-   bool beginsAlways() const noexcept { return beginsAlways_; }
 
  private:
    friend class RouteMapPlanner;
+   Reads toRead() noexcept;
    void onlyListIs( const RouteMap::PrefixListRows & list, const PlanStep & step );
 
    const Content content_;
    const unsigned keyedAttributes_;
    const PlanStep * const firstAlways_;
-   const bool beginsAlways_;
    const bool hasOtherWays_;
+   MatchKey::Attribute onlyAttribute_ = MatchKey::Attribute::own;
    const RouteMap::PrefixListRows * onlyList_ = nullptr;
    std::array<const PlanStep *, 2> firstByOnlyList_{};
+   const Reads reads_;   // behind what toRead() reads and writes
    const uint64_t seals_;
    const Quoin::Ptr<RouteMapPlanner> planner_;
 };

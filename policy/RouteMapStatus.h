@@ -62,7 +62,7 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    void makePlan() const noexcept;
    /// The plan; null if it was not made, or if it is outdated. A plan is outdated once a sequence, a called route map or a list that any plan
    /// of the process has read is changed in place. Compilation never does that: it publishes new objects.
-   const RouteMapPlan * plan() const noexcept {
+   [[gnu::always_inline]] const RouteMapPlan * plan() const noexcept {
       const auto * const plan = plan_.get();
       return plan && plan->isCurrent() ? plan : nullptr;
    }

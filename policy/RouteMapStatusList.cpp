@@ -23,7 +23,7 @@ void RouteMapStatusList::rmStatusIs( RmPrecedence p, const Quoin::Ptr<const Rout
    const auto old = rmStatus( p );
    if( s ) s->makePlan();
    if( !( s ? rmStatus_.put( p, s ) : rmStatus_.erase( p ) ) ) return;
-   updateFeatures();
+   membersHaveChanged();
    publisher_.publishChangeRecursive( Quoin::FieldId( Field::rmStatus ), &p, &old, RmPrecedence::isEq );
 }
 
@@ -35,7 +35,7 @@ void RouteMapStatusList::rmStatusDelAll() {
    if( rmStatus_.empty() ) return;
    Quoin::ReleaseScope scope;
    const auto gone = rmStatus_.takeAll();
-   updateFeatures();
+   membersHaveChanged();
    for( const auto & [ p, status ] : gone )
       publisher_.publishChangeRecursive( Quoin::FieldId( Field::rmStatus ), &p, &status, RmPrecedence::isEq );
 }
@@ -44,7 +44,7 @@ void RouteMapStatusList::functionIs( FunctionPtr & member, Field field, const Fu
    if( member == function ) return;
    Quoin::ReleaseScope scope;
    member = function;
-   updateFeatures();
+   membersHaveChanged();
    publisher_.publishChange( Quoin::FieldId( field ) );
 }
 
@@ -52,6 +52,12 @@ void RouteMapStatusList::featureIs( RouteMapFeatures::Bit bit, bool on ) {
    RouteMapFeatures changed = features();
    changed.bitIs( bit, on );
    featuresIs( changed );
+}
+
+void RouteMapStatusList::membersHaveChanged() {
+   const bool isOne = rmStatus_.count() == 1 && !gyreStatus_ && !gyreStatusMaint_;
+   onlyRouteMap_ = isOne ? rmStatus_.begin()->second.get() : nullptr;
+   updateFeatures();
 }
 
 void RouteMapStatusList::updateFeatures() {

@@ -30,6 +30,8 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
    const RouteMaps & rmStatus() const noexcept { return rmStatus_; }
    /// Null if no route map has this precedence.
    Quoin::Ptr<const RouteMapStatus> rmStatus( RmPrecedence p ) const { return Plinth::memberOf( rmStatus_, p ); }
+   /// The only route map, if there is no function that PolicyEval evaluates; else null.
+   const RouteMapStatus * onlyRouteMap() const noexcept { return onlyRouteMap_; }
    /// Stores a route map under `p`; null deletes. A change computes the features before subscribers are notified.
    void rmStatusIs( RmPrecedence p, const Quoin::Ptr<const RouteMapStatus> & s );
    void rmStatusDel( RmPrecedence p );
@@ -96,12 +98,14 @@ class ROUTEPOLICY_API RouteMapStatusList final : public Quoin::NotifyingNode {
    bool undefinedAt( RmPrecedence p ) const;
    static Quoin::String nameOf( const FunctionPtr & function );
    static bool undefinedIn( const FunctionPtr & function );
+   void membersHaveChanged();
 
    RouteMaps rmStatus_;
    FunctionPtr gyreStatus_;
    FunctionPtr gyreStatusFilter_;
    FunctionPtr gyreStatusDefaultOriginate_;
    FunctionPtr gyreStatusMaint_;
+   const RouteMapStatus * onlyRouteMap_ = nullptr;
 };
 
 }   // namespace Routing::Policy
