@@ -86,7 +86,7 @@ uint32_t countLines( std::string_view text ) noexcept {
    return count;
 }
 
-std::string_view lineBefore( std::string_view text, size_t at ) noexcept {
+std::string_view lineAbove( std::string_view text, size_t at ) noexcept {
    if( at == 0 ) return {};
    const size_t start = at == 1 ? 0 : text.rfind( '\n', at - 2 ) + 1;
    return text.substr( start, at - start );

@@ -25,7 +25,7 @@ uint32_t countLines( std::string_view text ) noexcept;
 /// Cost: one comparison of the bytes, and a fixed cost per hunk.
 std::vector<Hunk> differingLines( std::string_view before, std::string_view after );
 
-/// The line before this position, which is the start of a line, with its line end; empty at the start of the text.
-std::string_view lineBefore( std::string_view text, size_t at ) noexcept;
+/// The line above this position, which is the start of a line, with its line end; empty at the start of the text.
+std::string_view lineAbove( std::string_view text, size_t at ) noexcept;
 
 }   // namespace Agent

@@ -71,8 +71,8 @@ std::optional<PolicyText> readNumbered( std::string_view lines, Dialect dialect 
       if( !addsNumbered( rest ) ) return std::nullopt;
    LineLoader loader( dialect );
    loader.load( {}, lines );
-   const PolicyText & text = loader.text();
-   if( !loader.errors().empty() || !text.doubts.empty() ) return std::nullopt;
+   if( !loader.errors().empty() || !loader.text().doubts.empty() ) return std::nullopt;
+   PolicyText text = loader.takeText();
    size_t count = 0;
    const bool areInAnyOrder = allOfKinds(
       [ & ]( const auto & lists ) {
@@ -83,7 +83,7 @@ std::optional<PolicyText> readNumbered( std::string_view lines, Dialect dialect 
          return true;
       },
       text );
-   return areInAnyOrder && count == countLines( lines ) ? std::optional( text ) : std::nullopt;
+   return areInAnyOrder && count == countLines( lines ) ? std::optional( std::move( text ) ) : std::nullopt;
 }
 
 // Adds the lines of a hunk, whose first one is line `first` of the file. False: a line of this number is there already, or the kind of a
@@ -116,10 +116,10 @@ bool addHunk( const PolicyText & before, const PolicyText & after, uint32_t file
       before, after, edit );
 }
 
-// Whether the list has all lines that were, and no other line of the new numbers; and lines in the end.
+// Whether the list has all lines that were, and no other line of the new numbers; and lines before and behind the edit.
 template <class Line, class Text>
 bool fits( const ListEdit<Line> & edit, const Text & list ) {
-   if( edit.expanded != isExpanded( list ) ) return false;
+   if( edit.expanded != isExpanded( list ) || list.lines.empty() ) return false;
    size_t size = list.lines.size();
    for( const auto & [ number, change ] : edit.lines ) {
       const auto at = list.lines.find( number );
@@ -150,9 +150,17 @@ uint32_t contentOf( const Line & line ) {
    return static_cast<uint32_t>( hashOf( line ) );
 }
 
+// Whether a lenient loader left out one of these lines of a file.
+bool hasLeftOut( const PolicyText & text, uint32_t file, uint32_t first, uint32_t end ) {
+   return std::ranges::any_of( text.leftOut, [ = ]( const LeftOut & line ) {
+      const Place & place = line.error.place;
+      return place.file == file && place.line >= first && place.line < end;
+   } );
+}
+
 // The contents of one side of the changed lines, ascending.
 template <class Line>
-Row contentsOf( const ListEdit<Line> & edit, std::optional<Line> ListEdit<Line>::Change::*side ) {
+Row contentsOfSide( const ListEdit<Line> & edit, std::optional<Line> ListEdit<Line>::Change::*side ) {
    Row contents;
    for( const auto & [ number, change ] : edit.lines )
       if( const auto & line = change.*side ) contents.push_back( contentOf( *line ) );
@@ -161,11 +169,11 @@ Row contentsOf( const ListEdit<Line> & edit, std::optional<Line> ListEdit<Line>:
 }
 template <class Line>
 Row contentsBefore( const ListEdit<Line> & edit ) {
-   return contentsOf( edit, &ListEdit<Line>::Change::was );
+   return contentsOfSide( edit, &ListEdit<Line>::Change::was );
 }
 template <class Line>
 Row contentsBehind( const ListEdit<Line> & edit ) {
-   return contentsOf( edit, &ListEdit<Line>::Change::is );
+   return contentsOfSide( edit, &ListEdit<Line>::Change::is );
 }
 
 template <class Text>
@@ -213,9 +221,8 @@ bool complete( const ByName<Text> & lists, const ByName<Row> * contents, const L
       const auto list = lists.find( name );
       if( list == lists.end() || !fits( edit, list->second ) ) return false;
       if( contents && !areNew( edit, contents->at( name ) ) ) return false;
-      const auto place = placeBehind<Line>( edit, list->second, moves );
-      if( !place ) return false;
-      edit.place = *place;
+      edit.place = placeBehind<Line>( edit, list->second, moves );
+      if( !edit.place ) return false;
    }
    return true;
 }
@@ -229,7 +236,7 @@ void applyTo( ByName<Text> & lists, const ByName<ListEdit<Line>> & edits ) {
             list.lines.insert_or_assign( number, *change.is );
          else
             list.lines.erase( number );
-      list.place = edit.place;
+      if( edit.place ) list.place = *edit.place;
    }
 }
 
@@ -291,14 +298,17 @@ bool LineEdits::addFile( const PolicyText & text, uint32_t file, std::string_vie
    if( changed > kMostChanged ) return false;
    int64_t moved = 0;
    for( const auto & hunk : hunks ) {
+      const uint32_t endBefore = hunk.lineBefore + countLines( hunk.before );
+      // A line that was left out for its context looks simple here; it ends no stanza.
+      if( hasLeftOut( text, file, hunk.lineBefore - 1, endBefore ) ) return false;
       if( hunk.before.empty() || hunk.after.empty() ) {
-         const auto above = lineBefore( now, static_cast<size_t>( hunk.before.data() - now.data() ) );
+         const auto above = lineAbove( now, static_cast<size_t>( hunk.before.data() - now.data() ) );
          if( above.empty() || !readNumbered( above, text.dialect ) ) return false;
       }
       const auto before = readNumbered( hunk.before, text.dialect ), after = readNumbered( hunk.after, text.dialect );
       if( !before || !after || !addHunk( *before, *after, file, hunk, edit ) ) return false;
       const int64_t by = int64_t( countLines( hunk.after ) ) - countLines( hunk.before );
-      if( by != 0 ) edit.moves.add( file, hunk.lineBefore + countLines( hunk.before ), moved += by );
+      if( by != 0 ) edit.moves.add( file, endBefore, moved += by );
    }
    edit.lines += moved;
    return true;

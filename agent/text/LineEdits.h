@@ -49,7 +49,7 @@ struct ListEdit {
    };
    std::map<uint32_t, Change> lines;   // by number
    bool expanded = false;              // of a community list, which keeps its kind
-   Place place;                        // of the list
+   std::optional<Place> place;         // of the list behind the edit; nothing: as before
 };
 
 /// The difference of two texts.

@@ -83,10 +83,10 @@ TEST( LineDiff, linesAreCountedWithoutTheLastEndToo ) {
    EXPECT_EQ( countLines( "a" ), 1u );
    EXPECT_EQ( countLines( "a\n" ), 1u );
    EXPECT_EQ( countLines( std::string( 1000, '\n' ) + "a" ), 1001u );
-   EXPECT_EQ( lineBefore( "a\nb\nc\n", 4 ), "b\n" );
-   EXPECT_EQ( lineBefore( "a\nb\n", 2 ), "a\n" );
-   EXPECT_EQ( lineBefore( "\nb\n", 1 ), "\n" );
-   EXPECT_EQ( lineBefore( "a\n", 0 ), "" );
+   EXPECT_EQ( lineAbove( "a\nb\nc\n", 4 ), "b\n" );
+   EXPECT_EQ( lineAbove( "a\nb\n", 2 ), "a\n" );
+   EXPECT_EQ( lineAbove( "\nb\n", 1 ), "\n" );
+   EXPECT_EQ( lineAbove( "a\n", 0 ), "" );
 }
 
 }   // namespace

@@ -156,7 +156,11 @@ class RandomFiles {
          case 18: return anyWord( { "", list, list + seq, "\t" + list + seq + content + "\r", list + seq + content + " bogus" } );
          case 19: return " match community " + anyWord( { "A", "C", "E" } );
          case 20: return " match as-path P";
-         case 21: return dialect_ == Dialect::frr ? " set comm-list " + anyWord( { "A", "C", "E" } ) + " delete" : "";
+         case 21:
+            if( dialect_ != Dialect::frr ) return "";
+            return anyWord( { " set comm-list A delete", " set comm-list C delete", " set comm-list E delete",
+                              " set large-comm-list C delete", " set extended-comm-list C delete",
+                              " set as-path exclude as-path-access-list P" } );
          case 22: return "bgp community-list expanded C" + seq + " permit 1:1";   // the kind of another list
          default: return list + seq + content + "\r";
       }
@@ -176,14 +180,15 @@ void expectSameRouteMap( const std::string & name, const LivePolicy & a, const L
       TableRoute route;
       route.prefix = Ferule::IpGenPrefix( fmt::format( "10.{}.0.0/{}", i, 16 + i % 3 ) );
       route.communities = { 1 << 16 | i, 2 << 16 | 1 };
+      route.largeCommunities = { { 1, 2, i } };
+      route.extCommunities = { *extCommunityOf( "rt", fmt::format( "1:{}", i ) ) };
       route.asPath = fmt::format( "{} {}", i, i / 2 );
       const auto answerOf = [ & ]( const RouteEvaluator & evaluator ) {
          RouteAnswer answer;
          try {
             evaluator.evaluate( route, answer );
-         } catch( const Unanswered & e ) { return std::string( e.what() ); }
-         return fmt::format( "{} {} {}", answer.permitted, fmt::join( answer.sequences, " " ),
-                             fmt::join( answer.result.route.communities, " " ) );
+         } catch( const Unanswered & e ) { return std::pair( std::string( e.what() ), TableRoute() ); }
+         return std::pair( fmt::format( "{} {}", answer.permitted, fmt::join( answer.sequences, " " ) ), answer.result.route );
       };
       ASSERT_EQ( answerOf( evaluatorA ), answerOf( evaluatorB ) );
    }
@@ -271,6 +276,7 @@ TEST( LineEdits, simpleLinesAreAnEdit ) {
       { "in two places", { k5, kMap, k6, kMap, k7 }, { "ip prefix-list A seq 5 deny 10.1.0.0/16", kMap, k6, kMap, k7b } },
       { "behind a route map", { k5, kMap, kMatch, k7 }, { k5, kMap, kMatch, k7b } },
       { "below a comment", { k6, "! routepolicy: ignore shadowed", k5 }, { k6, "! routepolicy: ignore shadowed", k7 } },
+      { "behind a byte order mark", { "\xef\xbb\xbf" + std::string( k5 ), k6 }, { "\xef\xbb\xbf" + std::string( k5 ), k7 } },
       { "two contents exchanged",
         { k5, k6, k7 },
         { k5, "ip prefix-list A seq 6 permit 10.7.0.0/16", "ip prefix-list A seq 7 permit 10.6.0.0/16" } },
@@ -299,19 +305,40 @@ TEST( LineEdits, linesOfCommunityAndAsPathListsAreAnEditToo ) {
 }
 
 TEST( LineEdits, setClausesHaveTheEditedList ) {
-   constexpr char kList[] = "bgp community-list standard C seq 5 permit 1:5", kDeletes[] = " set comm-list C delete";
-   const Files before{ { "f", joined( { kList, kMap, kDeletes } ) } };
-   const Files after{ { "f", joined( { "bgp community-list standard C seq 5 permit 1:6", kMap, kDeletes } ) } };
-   LivePolicy policy( Dialect::frr );
-   policy.apply( loaded( before, Dialect::frr ).text() );
-   const auto edit = LineEdits( policy.text(), before ).editTo( policy.text(), after );
-   ASSERT_TRUE( edit );
-   policy.applyEdit( *edit );
    TableRoute route;
    route.communities = { 1 << 16 | 5, 1 << 16 | 6 };
-   RouteAnswer answer;
-   RouteEvaluator( policy.routeMap( "M" ), Dialect::frr ).evaluate( route, answer );
-   EXPECT_EQ( answer.result.route.communities, std::vector<Community>{ 1 << 16 | 5 } );
+   route.largeCommunities = { { 1, 1, 5 }, { 1, 1, 6 } };
+   route.extCommunities = { *extCommunityOf( "rt", "1:5" ), *extCommunityOf( "rt", "1:6" ) };
+   route.asPath = "5 6";
+   const struct {
+      const char * list;
+      const char * content;
+      const char * clause;
+      void ( *change )( TableRoute & );   // what the clause does, with the edited list
+   } rows[] = {
+      { "bgp community-list standard C", "1:", " set comm-list C delete", []( TableRoute & r ) { r.communities.pop_back(); } },
+      { "bgp large-community-list standard C", "1:1:", " set large-comm-list C delete",
+        []( TableRoute & r ) { r.largeCommunities.pop_back(); } },
+      { "bgp extcommunity-list standard C", "rt 1:", " set extended-comm-list C delete",
+        []( TableRoute & r ) { r.extCommunities.pop_back(); } },
+      { "bgp as-path access-list C", "^", " set as-path exclude as-path-access-list C", []( TableRoute & r ) { r.asPath = "5"; } },
+   };
+   for( const auto & row : rows ) {
+      SCOPED_TRACE( row.list );
+      const auto files = [ & ]( const char * value ) {
+         return Files{ { "f", joined( { fmt::format( "{} seq 5 permit {}{}", row.list, row.content, value ), kMap, row.clause } ) } };
+      };
+      LivePolicy policy( Dialect::frr );
+      policy.apply( loaded( files( "5" ), Dialect::frr ).takeText() );
+      const auto edit = LineEdits( policy.text(), files( "5" ) ).editTo( policy.text(), files( "6" ) );
+      ASSERT_TRUE( edit );
+      policy.applyEdit( *edit );
+      TableRoute expected = route;
+      row.change( expected );
+      RouteAnswer answer;
+      RouteEvaluator( policy.routeMap( "M" ), Dialect::frr ).evaluate( route, answer );
+      EXPECT_EQ( answer.result.route, expected );
+   }
 }
 
 TEST( LineEdits, aListThatKeepsItsKindIsEdited ) {
@@ -343,11 +370,36 @@ TEST( LineEdits, otherLinesAreLoaded ) {
       { "a clause", { k5, kMap, kMatch }, { k5, kMap, " match ip address prefix-list B" }, false },
       { "inside a sequence", { k5, kMap, " set metric 5" }, { k5, kMap, k6, " set metric 5" }, false },
       { "wrong", { k5, k6 }, { k5, "ip prefix-list A seq 7 permit 10.7.0.0/99" }, false },
+      { "a number twice, in two places", { k5, kMap, k6, kMap }, { k7, kMap, k7b, kMap }, false },
+      { "a line with a byte order mark", { "\xef\xbb\xbf" + std::string( k5 ), k6 }, { "\xef\xbb\xbf" + std::string( k7 ), k6 }, false },
+      { "below a line with a byte order mark", { "\xef\xbb\xbf" + std::string( k5 ) }, { "\xef\xbb\xbf" + std::string( k5 ), k7 }, false },
       { "below a skipped line", { k5, "ip prefixlist", k6 }, { k5, "ip prefixlist", k7, k6 }, false },
       { "all lines of a list with a description", { kOne, k5, kMap }, { kOne, kMap }, false },
+      { "the first line of a list with a description", { kOne, kB, kMap }, { kOne, kB, k5, kMap }, false },
    };
    for( const auto & c : cases )
       for( const auto dialect : { Dialect::frr, Dialect::native } ) expectEdit( c, dialect );
+}
+
+Lines numberedLines( uint32_t count, const char * action ) {
+   Lines lines;
+   for( uint32_t n = 0; n < count; ++n )
+      lines.push_back( fmt::format( "ip prefix-list A seq {} {} 10.{}.{}.0/24", 100'000 + n, action, n / 256, n % 256 ) );
+   return lines;
+}
+
+TEST( LineEdits, manyLinesAreAnEditButNotAllOfALongFile ) {
+   const auto expect = [ & ]( const char * what, uint32_t count, const std::vector<const char *> & end, bool isEdit ) {
+      EditCase c{ what, numberedLines( count, "permit" ), numberedLines( count, "deny" ), isEdit };
+      for( auto * lines : { &c.before, &c.after } ) lines->insert( lines->end(), end.begin(), end.end() );
+      c.before.emplace_back( k5 );
+      c.after.emplace_back( k7 );
+      expectEdit( c, Dialect::frr );
+   };
+   expect( "one hunk", 100, {}, true );
+   expect( "an equal line behind many others", 100, { k6 }, true );
+   expect( "an equal line behind many others, which is not simple", 100, { kMap }, false );
+   expect( "more than a megabyte", 12'000, {}, false );
 }
 
 TEST( LineEdits, theNativeDialectKeepsDescriptionsAboveTheFirstLine ) {
@@ -361,6 +413,20 @@ TEST( LineEdits, aLineBelowAWrongOneIsLoaded ) {
    const std::string wrong = std::string( k6 ) + " bogus", neighbor = " neighbor 192.0.2.1 prefix-list A in";
    const EditCase c{ "it ends the stanza", { k5, "router bgp 1", wrong, neighbor }, { k5, "router bgp 1", wrong, k7, neighbor }, false };
    expectEdit( c, Dialect::frr, true );
+}
+
+TEST( LineEdits, aLineBelowOneOfTheWrongKindIsLoaded ) {
+   constexpr char kStandard[] = "bgp community-list standard C seq 5 permit 1:1";
+   constexpr char kExpanded[] = "bgp community-list expanded C seq 6 permit _2_";   // of a list that is standard
+   const Lines above{ kStandard, k5, "router bgp 1", " neighbor 192.0.2.1 remote-as 2" };
+   const auto with = [ & ]( Lines lines ) {
+      lines.insert( lines.begin(), above.begin(), above.end() );
+      lines.emplace_back( " neighbor 192.0.2.1 prefix-list A in" );
+      return lines;
+   };
+   expectEdit( { "below a line that is left out", with( { kExpanded } ), with( { kExpanded, k7 } ), false }, Dialect::frr, true );
+   expectEdit( { "below another", with( { kExpanded, k6 } ), with( { kExpanded, k6, k7 } ) }, Dialect::frr, true );
+   expectEdit( { "in place of it", with( { kExpanded } ), with( { k7 } ), false }, Dialect::frr, true );
 }
 
 TEST( LineEdits, aLineThatWasRemovedMayComeBack ) {

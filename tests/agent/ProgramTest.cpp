@@ -1159,6 +1159,23 @@ TEST( Program, watchTakesTheRoutesOfANeighbor ) {
    EXPECT_THAT( watch.finish().err, HasSubstr( "table.txt: left out: 1 route of other peers\n" ) );
 }
 
+// The list permits all routes until it has a line.
+TEST( Program, watchFollowsAListThatGetsItsFirstLine ) {
+   const Folder folder;
+   const auto withLine = []( const std::string & line ) {
+      return "ip prefix-list A description one\nip prefix-list B seq 5 permit 10.0.0.0/8\n" + line +
+         "router bgp 1\n neighbor 192.0.2.1 remote-as 2\n neighbor 192.0.2.1 prefix-list A in\n";
+   };
+   folder.write( "edge.conf", withLine( "" ) );
+   folder.write( "table.txt", "10.0.0.0/8 peer 192.0.2.1\n10.1.0.0/16 peer 192.0.2.1\n" );
+   Program watch( folder.call( { { "watch", "DIR/edge.conf", "--neighbor", "192.0.2.1", "in", "-i", "DIR/table.txt" } } ) );
+   watch.waitForOut( "published neighbor 192.0.2.1 in\n" );
+   folder.write( "edge.conf", withLine( "ip prefix-list A seq 5 deny 10.0.0.0/8\n" ) );
+   watch.waitForOut( "2 of 2 routes change\n" );
+   watch.signal( SIGTERM );
+   watch.finish();
+}
+
 TEST( Program, watchKeepsTheLastGoodPolicyBehindABrokenFile ) {
    const Folder folder;
    FollowedFile file( folder );
