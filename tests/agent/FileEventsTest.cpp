@@ -104,6 +104,29 @@ TEST_F( Events, eachLinkOnTheWayIsFollowed ) {
    isTold( "the file behind the old link", false );
 }
 
+TEST_F( Events, aFileThatIsNotFollowedAnyMoreIsNotInProgress ) {
+   FileEvents events;
+   follow( events, "followed" );
+   fs::remove( path( "followed" ) );
+   EXPECT_TRUE( events.take() );
+   follow( events, "followed" );
+   EXPECT_TRUE( events.inProgress() );
+   follow( events, "other" );
+   EXPECT_FALSE( events.inProgress() );
+}
+
+TEST_F( Events, aLinkThatIsReplacedIsInProgressUntilItIsBack ) {
+   fs::create_directories( path( "one" ) );
+   write( "one/policy" );
+   fs::create_directory_symlink( "one", path( "now" ) );
+   FileEvents events;
+   follow( events, "now/policy" );
+   fs::remove( path( "now" ) );
+   EXPECT_TRUE( events.take() );
+   follow( events, "now/policy" );
+   EXPECT_TRUE( events.inProgress() );
+}
+
 TEST_F( Events, aDirectoryThatComesBackIsFollowedAgain ) {
    fs::create_directories( path( "inner" ) );
    write( "inner/policy" );
@@ -117,6 +140,28 @@ TEST_F( Events, aDirectoryThatComesBackIsFollowedAgain ) {
    fs::create_directories( path( "inner" ) );
    follow( events, "inner/policy" );
    EXPECT_TRUE( events.watchesAll() );
+   write( "inner/policy" );
+   EXPECT_TRUE( events.take() );
+}
+
+TEST_F( Events, aDirectoryThatIsRenamedOrReplacedIsTold ) {
+   fs::create_directories( path( "inner" ) );
+   FileEvents events;
+   follow( events, "inner/policy" );
+   fs::rename( path( "inner" ), path( "away" ) );
+   EXPECT_TRUE( events.take() );
+   EXPECT_TRUE( events.inProgress() );
+   events.endProgress();
+   follow( events, "inner/policy" );
+   EXPECT_FALSE( events.watchesAll() );
+
+   fs::create_directories( path( "inner" ) );
+   follow( events, "inner/policy" );
+   write( "away/policy" );
+   EXPECT_FALSE( events.take() );
+   fs::rename( path( "away" ), path( "inner" ) );   // which is empty
+   EXPECT_TRUE( events.take() );
+   follow( events, "inner/policy" );
    write( "inner/policy" );
    EXPECT_TRUE( events.take() );
 }
