@@ -7,6 +7,7 @@
 #include "dialect/FrrRules.h"
 #include "live/ListsInForce.h"
 #include "live/RouteMapsInForce.h"
+#include "substrate/lists/RetiredPrefixRows.h"
 #include "substrate/quoin/Assert.h"
 #include "text/LineEdits.h"
 #include "text/SetForms.h"
@@ -16,6 +17,7 @@ namespace Agent {
 using Plinth::Clock;
 using Quoin::makeNode;
 using Quoin::Ptr;
+using Routing::RouteMap::RetiredPrefixRows;
 using namespace Routing::Policy;
 
 class LivePolicy::Impl {
@@ -59,7 +61,8 @@ class LivePolicy::Impl {
       }
       scheduler_->runUntilIdle();
       report.republished = routeMaps_.republished();
-      runClock();   // deletes the large lists that were released
+      runClock();                               // frees the large lists that were released
+      while( !RetiredPrefixRows::letGo() ) {}   // with what lists in use need no more; no route waits here
       report.took = std::chrono::steady_clock::now() - start;
       return report;
    }

@@ -24,6 +24,7 @@ struct ApplyReport {
    std::chrono::duration<double> took{ 0 };
 };
 
+/// Errors: std::bad_alloc of apply() and applyEdit(); a part of the change may then be in force, and the object can only be destroyed.
 /// Threading: the activity thread. Published objects are immutable and may be evaluated on any thread.
 class LivePolicy {
  public:

@@ -7,6 +7,7 @@
 #include <malloc.h>
 
 #include "policy/UndefinedPolicyReference.h"
+#include "substrate/lists/RetiredPrefixRows.h"
 #include "tests/agent/LiveFixture.h"
 #include "tests/agent/RandomPolicy.h"
 #include "tests/substrate/zeugma/AllocationCount.h"
@@ -520,6 +521,28 @@ TEST( LivePolicy, whatALongListTookIsGivenBackWhenApplyReturns ) {
    }
    policy.apply( text );
    EXPECT_LE( mallinfo2().uordblks, before + 1'000'000 );   // the trie alone takes ten times that
+}
+
+TEST( LivePolicy, whatALongPrefixListTookIsGivenBackToo ) {
+   PolicyText text = textOf( sequence( kPermit, { { MatchOption::matchIpPrefixList, named( "LONG" ) } } ) );
+   const auto longer = [ & ]( uint32_t step ) {
+      PolicyText longer = text;
+      auto & lines = longer.ipv4PrefixLists[ "LONG" ].lines;
+      for( uint32_t n = 1; n <= 100'000; ++n ) {   // nine prefixes in each block
+         const Ferule::IpGenPrefix prefix( Ferule::IpAddr( n / 9 << 14 | n % 9 << 8 ), 24 );
+         lines.emplace( step * n, PrefixListLine{ kPermit, prefix, {}, {}, {} } );
+      }
+      return longer;
+   };
+   LivePolicy policy;
+   policy.apply( longer( 5 ) );
+   const auto isAllFreed = [] { return Routing::RouteMap::RetiredPrefixRows::letGo( 0 ); };
+   for( const uint32_t step : { 10, 5 } ) {
+      policy.apply( longer( step ) );
+      EXPECT_TRUE( isAllFreed() ) << "of the former generation";
+   }
+   policy.apply( text );
+   EXPECT_TRUE( isAllFreed() );
 }
 
 TEST( LivePolicy, manySmallEditsLeaveNothingBehind ) {
