@@ -85,7 +85,7 @@ class RouteListMatcher final : public Matcher {
    }
    void keys( MatchKeys & keys ) const override {
       if( !list_ ) return keys.noRoute();
-      const bool areTold = list_->tellKeys( keys );
+      const bool areTold = tellKeys( keys );
       if( !kNeedsKnown ) return keys.skippable();
       if( areTold ) keys.keyIs( Routing::Policy::MatchKey::own( unknownKey( kSetBy ) ) );
       keys.mayThrow();
@@ -98,6 +98,13 @@ class RouteListMatcher final : public Matcher {
       : std::is_same_v<List, ExtCommunityList>                                 ? "extcommunity bandwidth"
                                                                                : "";
    static constexpr bool kNeedsKnown = !kSetBy.empty();
+
+   bool tellKeys( MatchKeys & keys ) const {
+      if constexpr( requires { list_->tellKeys( keys, comparison_ ); } )
+         return list_->tellKeys( keys, comparison_ );
+      else
+         return list_->tellKeys( keys );
+   }
 
    Quoin::String name_;
    Quoin::Ptr<const ListStatus> status_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <set>
 #include <utility>
 
 #include <fmt/format.h>
@@ -69,24 +70,44 @@ CommunityListOf<C>::CommunityListOf( const Quoin::String & name, const Community
         expanded_( from.expanded_ ),
         hasNames_( from.hasNames_ ),
         standard_( from.standard_ ),
+        further_( from.further_ ),
         expressions_( from.expressions_ ) {}
 
 template <class C>
 void CommunityListOf<C>::lineIs( uint32_t number, const CommunityListLineOf<C> & line ) {
    if( expanded_ ) return expressions_.put( number, line.action, line.expression );
    if( line.communities.empty() ) return standard_.putOther( number, { line.action } );
-   for( const C & community : line.communities ) {
-      std::vector<C> others;
-      std::ranges::remove_copy( line.communities, std::back_inserter( others ), community );
-      standard_.put( community, number, { line.action, std::move( others ) } );
-   }
+   const auto countUnder = [ & ]( const C & community ) {
+      const auto * const lines = standard_.find( community );
+      return lines ? lines->count() : 0;
+   };
+   const C own = *std::ranges::min_element( line.communities, {}, countUnder );
+   std::vector<C> others;
+   std::ranges::remove_copy( line.communities, std::back_inserter( others ), own );
+   for( const C & community : others ) further_.put( community, number, { line.action } );
+   standard_.put( own, number, { line.action, std::move( others ) } );
 }
 
 template <class C>
 void CommunityListOf<C>::lineDel( uint32_t number, const CommunityListLineOf<C> & line ) {
    if( expanded_ ) return expressions_.erase( number, line.expression );
    if( line.communities.empty() ) return standard_.eraseOther( number );
-   for( const C & community : line.communities ) standard_.erase( community, number );
+   for( const C & community : line.communities ) {
+      standard_.erase( community, number );   // one of the two has it
+      further_.erase( community, number );
+   }
+}
+
+template <class C>
+bool CommunityListOf<C>::tellKeys( Routing::Policy::MatchKeys & keys, ListComparison comparison ) const {
+   if( expanded_ || !standard_.others().empty() ) return false;
+   const bool isAny = comparison == ListComparison::any;
+   if( standard_.keys().size() + ( isAny ? further_.keys().size() : 0 ) >= Routing::Policy::MatchKeys::kMost ) return false;
+   std::set<uint64_t> told;
+   for( const auto & lines : standard_.keys() ) told.insert( communityKey( lines.first ) );
+   if( isAny )
+      for( const auto & lines : further_.keys() ) told.insert( communityKey( lines.first ) );
+   return Agent::tellKeys( keys, told, []( uint64_t key ) { return key; } );
 }
 
 template <class C>
@@ -109,10 +130,13 @@ template <class C>
 bool CommunityListOf<C>::permitsStandard( std::span<const C> communities, ListComparison comparison ) const {
    LowestLine lowest;
    lowest.seek( standard_.others(), []( const OpenLine & ) { return true; } );
-   for( const C & community : communities )
+   for( const C & community : communities ) {
       if( const auto * const lines = standard_.find( community ) )
          lowest.seek( *lines,
                       [ & ]( const StandardLine & line ) { return matchesStandard( communities, community, line.others, comparison ); } );
+      if( comparison != ListComparison::any ) continue;
+      if( const auto * const lines = further_.find( community ) ) lowest.seek( *lines, []( const OpenLine & ) { return true; } );
+   }
    return lowest.permits();
 }
 

@@ -1,10 +1,13 @@
 #include "live/CommunityList.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <functional>
 #include <new>
+#include <optional>
+#include <set>
 #include <type_traits>
 #include <vector>
 
@@ -134,6 +137,36 @@ std::vector<ExtCommunity> & communitiesOf( TableRoute & route, ExtCommunity ) {
    return route.extCommunities;
 }
 
+/// What a plan is told; nothing if it must ask the list about every route.
+template <class List>
+std::optional<std::set<uint64_t>> keysOf( const List & list, ListComparison comparison ) {
+   Routing::Policy::MatchKeys told;
+   if( !list.tellKeys( told, comparison ) ) return std::nullopt;
+   std::set<uint64_t> keys;
+   for( const auto & key : told.keys() ) keys.insert( key.value );
+   return keys;
+}
+
+/// For "any", the communities of all lines; else one of each line.
+template <class C>
+void checkKeys( const CommunityListOf<C> & list, const CommunityListTextOf<C> & text ) {
+   std::set<uint64_t> all;
+   bool areTold = true;
+   for( const auto & [ number, line ] : text.lines ) {
+      areTold = areTold && !line.communities.empty();
+      for( const C & community : line.communities ) all.insert( communityKey( community ) );
+   }
+   const auto any = keysOf( list, ListComparison::any ), one = keysOf( list, ListComparison::all );
+   ASSERT_EQ( any.has_value(), areTold );
+   ASSERT_EQ( one.has_value(), areTold );
+   if( !areTold ) return;
+   ASSERT_EQ( *any, all );
+   ASSERT_TRUE( std::ranges::includes( all, *one ) );
+   ASSERT_LE( one->size(), text.lines.size() );
+   for( const auto & [ number, line ] : text.lines )
+      ASSERT_TRUE( std::ranges::any_of( line.communities, [ & ]( const C & c ) { return one->contains( communityKey( c ) ); } ) );
+}
+
 template <class C>
 void editAtRandom( Random & random ) {
    using List = CommunityListOf<C>;
@@ -164,9 +197,15 @@ void editAtRandom( Random & random ) {
       if( generations.size() > 3 ) generations.erase( generations.begin() );
       TableRoute route;
       const auto & communities = communitiesOf( route, C() ) = someCommunities<C>( random, 5 );
+      checkKeys( *next.list, next.text );
       for( const auto & generation : generations ) {
-         for( const auto comparison : { ListComparison::all, ListComparison::exact, ListComparison::any } )
-            ASSERT_EQ( generation.list->permits( route, comparison ), permitsInTurn( generation.text, communities, comparison ) );
+         for( const auto comparison : { ListComparison::all, ListComparison::exact, ListComparison::any } ) {
+            const bool isPermitted = permitsInTurn( generation.text, communities, comparison );
+            ASSERT_EQ( generation.list->permits( route, comparison ), isPermitted );
+            const auto keys = keysOf( *generation.list, comparison );
+            const auto isTold = [ & ]( const C & community ) { return keys->contains( communityKey( community ) ); };
+            ASSERT_TRUE( !keys || !isPermitted || std::ranges::any_of( communities, isTold ) );
+         }
          const C one = someCommunity<C>( random );
          ASSERT_EQ( generation.list->deletes( one ), permitsInTurn( generation.text, { one }, ListComparison::any ) );
       }
@@ -193,6 +232,30 @@ TEST( CommunityList, aGenerationSharesTheOtherLines ) {
       EXPECT_FALSE( next->deletes( 5 ) );
       EXPECT_TRUE( next->deletes( size - 1 ) );
    }
+}
+
+TEST( CommunityList, aCommunityOfAllLinesIsNoReasonToAskThem ) {
+   CommunityListText text;
+   for( uint32_t i = 0; i < 50; ++i ) text.lines.emplace( i, CommunityListLine{ kPermit, { 1, 100 + i }, {}, {} } );
+   const auto list = Quoin::makeNode<CommunityList>( "L", text, Dialect::native );
+   const auto keys = keysOf( *list, ListComparison::all );
+   ASSERT_TRUE( keys );
+   EXPECT_EQ( keys->size(), 50u ) << "one line under each";
+   EXPECT_FALSE( list->permits( carrying( { 1 } ) ) );
+   EXPECT_TRUE( list->permits( carrying( { 1 } ), ListComparison::any ) );
+   EXPECT_TRUE( list->permits( carrying( { 1, 149 } ) ) );
+}
+
+TEST( CommunityList, aLineTakesMemoryInProportionToItsCommunities ) {
+   CommunityListText text;
+   auto & communities = text.lines.try_emplace( 5, CommunityListLine{ kPermit, {}, {}, {} } ).first->second.communities;
+   for( uint32_t i = 0; i < 1000; ++i ) communities.push_back( i );
+   const auto before = mallinfo2().uordblks;
+   const auto list = Quoin::makeNode<CommunityList>( "L", text, Dialect::native );
+   EXPECT_LE( mallinfo2().uordblks, before + 200'000 );   // 1,000 rows of 1,000 communities take twenty times that
+   EXPECT_TRUE( list->permits( carrying( communities ) ) );
+   communities.pop_back();
+   EXPECT_FALSE( list->permits( carrying( communities ) ) );
 }
 
 TEST( CommunityList, anEditThatFindsNoMemoryChangesNothing ) {
