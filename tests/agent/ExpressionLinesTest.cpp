@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <optional>
+#include <set>
 #include <string>
 
 #include "tests/model/RandomCases.h"
@@ -24,8 +26,25 @@ struct LinesInTurn {
          if( line.expression.matches( text ) ) return line.action == MatchPermit::permit;
       return false;
    }
+   /// The hashes of the words, one of which a text must have; nothing if an expression asks for no word.
+   std::optional<std::set<size_t>> words() const {
+      std::set<size_t> words;
+      for( const auto & [ number, line ] : lines ) {
+         const auto expression = wordExpressionOf( line.text );
+         if( !expression ) return std::nullopt;
+         words.insert( wordHash( expression->word ) );
+      }
+      return words;
+   }
    std::map<uint32_t, Line> lines;
 };
+
+std::optional<std::set<size_t>> wordsOf( const ExpressionLines & lines ) {
+   if( !lines.words() ) return std::nullopt;
+   std::set<size_t> words;
+   for( const auto & word : *lines.words() ) words.insert( word.first );
+   return words;
+}
 
 std::string someWord( Random & random ) {
    return anyOf<std::string>( random, { "1", "2", "12", "0:1", "65001", "no-export", "RT:1:2", "01" } );
@@ -68,6 +87,7 @@ TEST( ExpressionLinesModel, theyAnswerAsIfTriedInTurn ) {
             present.lines.put( number, action, expression );
             present.model.lines.insert( { number, { action, expression, CompiledExpression( expression, dialect ) } } );
          }
+         ASSERT_EQ( wordsOf( present.lines ), present.model.words() );
          for( int i = 0; i < 5; ++i ) {
             const std::string text = someText( random );
             for( const auto & generation : { present, kept } )
