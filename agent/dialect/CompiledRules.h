@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,12 +16,21 @@ namespace Agent {
 /// The match option of steps. It is the highest option that the library leaves free: a step is asked after all other matchers of a sequence.
 inline constexpr MatchOption kMatchStep{ 130 };
 
-/// The lists that the set clauses of a step name: a step changes when one of them does. A list that is undefined has no lines.
+/// A list that steps share, and later compilations while it is unchanged. Null: the list is undefined or has no lines.
+template <class Text>
+struct SharedList {
+   std::shared_ptr<const Text> text;
+   friend bool operator==( const SharedList & a, const SharedList & b ) {
+      return a.text == b.text || ( a.text && b.text && *a.text == *b.text );
+   }
+};
+
+/// The lists that the set clauses of a step name: a step changes when one of them does.
 struct SetLists {
-   CommunityListText communities;
-   LargeCommunityListText largeCommunities;
-   ExtCommunityListText extCommunities;
-   AsPathListText ases;
+   SharedList<CommunityListText> communities;
+   SharedList<LargeCommunityListText> largeCommunities;
+   SharedList<ExtCommunityListText> extCommunities;
+   SharedList<AsPathListText> ases;
    friend bool operator==( const SetLists &, const SetLists & ) = default;
 };
 
@@ -51,8 +61,15 @@ struct StepText {
 };
 
 struct CompiledRules {
+   template <class Text>
+   using SharedLists = PolicyText::ByName<SharedList<Text>>;
    PolicyText::ByName<RouteMapText> routeMaps;
    PolicyText::ByName<StepText> steps;   // by the name that clauses of kMatchStep have
+   // The lists of the steps.
+   SharedLists<CommunityListText> communityLists;
+   SharedLists<LargeCommunityListText> largeCommunityLists;
+   SharedLists<ExtCommunityListText> extCommunityLists;
+   SharedLists<AsPathListText> asPathLists;
    friend bool operator==( const CompiledRules &, const CompiledRules & ) = default;
 };
 

@@ -1,6 +1,7 @@
 #include "dialect/FrrRules.h"
 
 #include <iterator>
+#include <memory>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -23,7 +24,8 @@ constexpr std::string_view kAfterCall = "after a call";
 
 class Compilation {
  public:
-   Compilation( const PolicyText & text, const Assumptions & assumptions ) : text_( text ), assumptions_( assumptions ) {
+   Compilation( const PolicyText & text, const Assumptions & assumptions, const CompiledRules & former )
+         : text_( text ), assumptions_( assumptions ), former_( former ) {
       for( const auto & [ name, map ] : text.routeMaps )
          for( const auto & [ number, sequence ] : map.sequences )
             if( calls( sequence ) ) called_.insert( sequence.call->name );
@@ -100,18 +102,30 @@ class Compilation {
       return step;
    }
 
-   SetLists listsOf( const SetClauses & set ) const {
+   SetLists listsOf( const SetClauses & set ) {
       SetLists lists;
-      const auto put = [ & ]( SetKind kind, auto & to, const auto & from ) {
+      const auto put = [ & ]( SetKind kind, auto & to, const auto & from, auto member ) {
          const auto * const clause = set.find( kind );
-         if( !clause || !thingNamedBy( *clause ) ) return;
-         if( const auto found = from.find( clause->word ); found != from.end() ) to = found->second;
+         if( clause && thingNamedBy( *clause ) ) to = shared( clause->word, from, former_.*member, rules_.*member );
       };
-      put( SetKind::commListDelete, lists.communities, text_.communityLists );
-      put( SetKind::largeCommListDelete, lists.largeCommunities, text_.largeCommunityLists );
-      put( SetKind::extCommListDelete, lists.extCommunities, text_.extCommunityLists );
-      put( SetKind::asPathExclude, lists.ases, text_.asPathLists );
+      put( SetKind::commListDelete, lists.communities, text_.communityLists, &CompiledRules::communityLists );
+      put( SetKind::largeCommListDelete, lists.largeCommunities, text_.largeCommunityLists, &CompiledRules::largeCommunityLists );
+      put( SetKind::extCommListDelete, lists.extCommunities, text_.extCommunityLists, &CompiledRules::extCommunityLists );
+      put( SetKind::asPathExclude, lists.ases, text_.asPathLists, &CompiledRules::asPathLists );
       return lists;
+   }
+
+   template <class Text>
+   static SharedList<Text> shared( const std::string & name, const PolicyText::ByName<Text> & from,
+                                   const CompiledRules::SharedLists<Text> & former, CompiledRules::SharedLists<Text> & all ) {
+      const auto list = from.find( name );
+      if( list == from.end() || list->second.lines.empty() ) return {};
+      auto & text = all[ name ].text;
+      if( text ) return { text };
+      const auto was = former.find( name );
+      const bool isSame = was != former.end() && *was->second.text == list->second;
+      text = isSame ? was->second.text : std::make_shared<const Text>( list->second );
+      return { text };
    }
 
    std::vector<StepTest> testsOf( const SequenceText & sequence ) const {
@@ -143,14 +157,15 @@ class Compilation {
 
    const PolicyText & text_;
    const Assumptions & assumptions_;
+   const CompiledRules & former_;
    std::set<std::string> called_;
    CompiledRules rules_;
 };
 
 }   // namespace
 
-CompiledRules compileFrrRules( const PolicyText & text, const Assumptions & assumptions ) {
-   return Compilation( text, assumptions ).run();
+CompiledRules compileFrrRules( const PolicyText & text, const Assumptions & assumptions, const CompiledRules & former ) {
+   return Compilation( text, assumptions, former ).run();
 }
 
 }   // namespace Agent

@@ -19,6 +19,8 @@ namespace Agent {
 ///
 /// A denial of a callee denies the whole evaluation, so nothing that was set has to be taken back. A route can come to the end with a
 /// denial only behind a sequence that did not match: a permit without a successor does not continue.
-CompiledRules compileFrrRules( const PolicyText & text, const Assumptions & assumptions = {} );
+///
+/// `former`: an earlier result, whose lists are shared if they are unchanged.
+CompiledRules compileFrrRules( const PolicyText & text, const Assumptions & assumptions = {}, const CompiledRules & former = {} );
 
 }   // namespace Agent

@@ -18,9 +18,9 @@ namespace Agent {
 namespace {
 
 template <class List, class Text>
-Quoin::Ptr<const List> compiled( const Text & list ) {
-   if( list.lines.empty() ) return nullptr;
-   return Quoin::makeNode<List>( Quoin::String(), list, Dialect::frr );
+Quoin::Ptr<const List> compiled( const SharedList<Text> & list ) {
+   if( !list.text ) return nullptr;
+   return Quoin::makeNode<List>( Quoin::String(), *list.text, Dialect::frr );
 }
 
 // Of 32 bits; it stops at both ends.

@@ -78,7 +78,7 @@ class LivePolicy::Impl {
    }
 
    size_t applyRules() {
-      CompiledRules rules = compileFrrRules( text_, assumptions_ );
+      CompiledRules rules = compileFrrRules( text_, assumptions_, rules_ );
       std::swap( rules_, rules );
       const size_t edits = lists_.applySteps( rules.steps, rules_.steps );
       return edits + routeMaps_.apply( rules.routeMaps, rules_.routeMaps );

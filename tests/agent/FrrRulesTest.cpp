@@ -53,6 +53,30 @@ TEST( FrrRules, numbersTellTheOperatorsSequence ) {
    EXPECT_EQ( operatorsNumber( kFence ), 0u );
 }
 
+TEST( FrrRules, stepsShareAListWhileItIsUnchanged ) {
+   const auto textWith = []( const std::string & lines ) {
+      LineLoader loader( Dialect::frr );
+      loader.load( "test",
+                   lines +
+                      "route-map M permit 10\n set comm-list C delete\nroute-map M permit 20\n set comm-list C delete\n"
+                      "route-map M permit 30\n set comm-list D delete\n" );
+      return loader.takeText();
+   };
+   const auto listOf = []( const CompiledRules & rules, const char * step ) { return rules.steps.at( step ).lists.communities; };
+   const std::string list = "bgp community-list standard C seq 5 permit 1:1\n";
+   const CompiledRules rules = compileFrrRules( textWith( list ) );
+   ASSERT_TRUE( listOf( rules, "M 10" ).text );
+   EXPECT_EQ( listOf( rules, "M 10" ).text, listOf( rules, "M 20" ).text );
+   EXPECT_FALSE( listOf( rules, "M 30" ).text );
+
+   const CompiledRules moved = compileFrrRules( textWith( "!\n" + list ), {}, rules );
+   EXPECT_EQ( listOf( moved, "M 10" ).text, listOf( rules, "M 10" ).text );
+   const CompiledRules changed = compileFrrRules( textWith( list + "bgp community-list standard C seq 6 permit 1:2\n" ), {}, rules );
+   EXPECT_EQ( listOf( changed, "M 10" ).text, listOf( changed, "M 20" ).text );
+   EXPECT_FALSE( listOf( changed, "M 10" ) == listOf( rules, "M 10" ) );
+   EXPECT_TRUE( listOf( compileFrrRules( textWith( list ) ), "M 10" ) == listOf( rules, "M 10" ) );
+}
+
 TEST( FrrRules, answersAsTheDaemon ) {
    const struct {
       const char *name, *lines, *answer;
