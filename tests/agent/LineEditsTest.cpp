@@ -295,7 +295,9 @@ TEST( LineEdits, linesOfCommunityAndAsPathListsAreAnEditToo ) {
                                         { "ip community-list 5", "1:" },
                                         { "ip as-path access-list C", "^" } };
    for( const auto & [ list, content ] : kLists ) {
-      const auto line = [ & ]( int number, int value ) { return fmt::format( "{} seq {} permit {}{}", list, number, content, value ); };
+      const auto line = [ list = list, content = content ]( int number, int value ) {
+         return fmt::format( "{} seq {} permit {}{}", list, number, content, value );
+      };
       const EditCase edit{ list, { line( 5, 5 ), line( 7, 7 ), kMap }, { line( 5, 5 ), line( 7, 8 ), line( 9, 7 ), kMap } };
       expectEdit( edit, Dialect::frr );
       const EditCase twice{ list, { line( 5, 5 ), line( 7, 7 ) }, { line( 5, 5 ), line( 7, 5 ) }, false };
