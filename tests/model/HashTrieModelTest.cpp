@@ -157,13 +157,33 @@ TEST( HashTrieModel, aCopySharesAllButAPath ) {
    }
 }
 
-// A table that was filled and emptied has no node left.
-TEST( HashTrieModel, theLastMemberFreesAllNodes ) {
+// A leaf of keys of one hash may have any size, and its end does not need the stack.
+TEST( HashTrieModel, thousandsOfKeysMayHaveOneHash ) {
+   Plinth::HashTrie<uint32_t, uint32_t, PoorHash<0>> trie;
+   for( uint32_t i = 0; i < 3000; ++i ) trie.insert( i );
+   const auto copy = trie;
+   for( uint32_t i = 0; i < 3000; i += 2 ) trie.extract( i );
+   for( uint32_t i = 0; i < 3000; ++i ) ASSERT_TRUE( copy.contains( i ) && trie.contains( i ) == ( i % 2 != 0 ) ) << i;
+}
+
+// What an insertion into a copy has to create: a leaf, and a copy of each fork on the path to it.
+size_t nodesOnAPath( const Plinth::HashTrie<uint32_t, uint32_t> & trie ) {
+   auto copy = trie;
+   const auto before = allocationCount();
+   copy.insert( 1'000'000 );
+   return allocationCount() - before;
+}
+
+TEST( HashTrieModel, removalLeavesNoForkBehind ) {
    Plinth::HashTrie<uint32_t, uint32_t> trie;
    for( uint32_t i = 0; i < 5000; ++i ) trie.insert( i );
-   for( uint32_t i = 0; i < 5000; ++i ) EXPECT_FALSE( trie.extract( i ).empty() );
+   EXPECT_GT( nodesOnAPath( trie ), 2u );
+   for( uint32_t i = 1; i < 5000; ++i ) EXPECT_FALSE( trie.extract( i ).empty() );
+   EXPECT_EQ( nodesOnAPath( trie ), 1u );
+   EXPECT_FALSE( trie.extract( 0 ).empty() );
    EXPECT_TRUE( trie.empty() );
    EXPECT_EQ( trie.begin(), trie.end() );
+   EXPECT_EQ( nodesOnAPath( trie ), 1u );
 }
 
 }   // namespace
