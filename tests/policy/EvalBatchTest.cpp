@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include "policy/NexthopPrefixMatcher.h"
 #include "policy/PrefixListMatcher.h"
 #include "policy/TagMatcher.h"
 #include "tests/model/RandomCases.h"
@@ -114,25 +115,49 @@ struct CountingInput final : MatchInput_ {
    mutable int tagReads = 0;
 };
 
+// Whatever the plan reads for its first step, and though that step does not decide.
 TEST( EvalBatch, readsEachFieldOnce ) {
    Random random( 6 );
    const auto prefixes = somePrefixes( random, AddressFamily::ipv4, 6'000 );
-   const auto list = inList( largeList( random, prefixes ) );
-   const auto policy = listOf(
-      { { 4,
-          routeMap( "m", { seq( 10 ).match( makeNode<TagMatcher>( 7 ) ), seq( 20 ).match( list, MatchOption::matchIpPrefixList ) } ) } } );
-   std::vector<CountingInput> inputs( 40 );
-   std::vector<Result_> results( inputs.size() );
-   std::vector<PolicyEval::BatchRoute> routes;
-   for( size_t i = 0; i < inputs.size(); ++i ) {
-      inputs[ i ].prefixIs( prefixes[ 100 * i ] );
-      routes.push_back( { &inputs[ i ], &results[ i ] } );
-   }
-   PolicyEval().evalBatch( routes, policy );
-   for( const auto & input : inputs ) {
-      EXPECT_EQ( input.prefixReads, 1 );
-      EXPECT_EQ( input.tagReads, 1 );
-   }
+   PrefixListBuilder all( "all", AddressFamily::ipv4 );
+   ASSERT_FALSE( all.entryIs( { 10, Acl::MatchPermit::permit, IpGenPrefix( "0.0.0.0/1" ), {}, 32 } ) );
+   ASSERT_FALSE( all.entryIs( { 20, Acl::MatchPermit::permit, IpGenPrefix( "128.0.0.0/1" ), {}, 32 } ) );
+   const auto large = inList( largeList( random, prefixes ) ), small = inList( all.build() );
+   const auto tag = makeNode<TagMatcher>( 7 );
+   const auto notMatching = makeNode<NexthopPrefixMatcher>( IpGenPrefix( "192.0.2.0/24" ) );
+   const auto twice = [ & ]( const Ptr<const Matcher> & matcher, MatchOption option ) {
+      return routeMap( "m",
+                       { seq( 10 ).match( matcher, option ).match( notMatching, MatchOption{ 120 } ),
+                         seq( 20 ).match( matcher, option ).match( notMatching, MatchOption{ 120 } ),
+                         seq( 30 ).match( matcher, option ) } );
+   };
+   const struct {
+      Ptr<const RouteMapStatus> routeMap;
+      int prefixReads, tagReads;
+   } cases[] = {
+      { twice( tag, MatchOption::matchTag ), 0, 1 },
+      { twice( small, MatchOption::matchIpPrefixList ), 1, 0 },
+      { twice( large, MatchOption::matchIpPrefixList ), 1, 0 },
+      { routeMap( "m", { seq( 10 ).match( makeNode<TagMatcher>( 8 ) ), seq( 20 ).match( large, MatchOption::matchIpPrefixList ) } ), 1, 1 },
+   };
+   for( const auto & test : cases )
+      for( const bool inBatch : { false, true } ) {
+         const auto policy = listOf( { { 4, test.routeMap } } );
+         std::vector<CountingInput> inputs( 40 );
+         std::vector<Result_> results( inputs.size() );
+         std::vector<PolicyEval::BatchRoute> routes;
+         for( size_t i = 0; i < inputs.size(); ++i ) {
+            inputs[ i ].prefixIs( prefixes[ 100 * i ] );
+            inputs[ i ].tagIs( 7 );
+            routes.push_back( { &inputs[ i ], &results[ i ] } );
+            if( !inBatch ) PolicyEval().eval( &inputs[ i ], policy, &results[ i ] );
+         }
+         if( inBatch ) PolicyEval().evalBatch( routes, policy );
+         for( const auto & input : inputs ) {
+            EXPECT_EQ( input.prefixReads, test.prefixReads ) << "case " << &test - cases << ( inBatch ? ", in a batch" : "" );
+            EXPECT_EQ( input.tagReads, test.tagReads ) << "case " << &test - cases << ( inBatch ? ", in a batch" : "" );
+         }
+      }
 }
 
 TEST( EvalBatch, aThrowLeavesTheRoutesFromThereOnAsTheyWere ) {

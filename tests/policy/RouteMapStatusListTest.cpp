@@ -272,6 +272,32 @@ TEST( RouteMapStatusList, undefinedIsToldByRoleAndFalseWhereThereIsNone ) {
    }
 }
 
+// Evaluation takes it without a look at the others.
+TEST( RouteMapStatusList, aRouteMapIsTheOnlyOneWhileThereIsNoOtherAndNoFunctionThatIsEvaluated ) {
+   const auto list = makeNode<RouteMapStatusList>();
+   const auto a = routeMap( "A" ), b = routeMap( "B" );
+   const auto function = Gyre::FunctionStatusBase::FunctionStatusBaseIs( "F" );
+   EXPECT_EQ( list->onlyRouteMap(), nullptr );
+   list->rmStatusIs( kRouteMap, a );
+   EXPECT_EQ( list->onlyRouteMap(), a.get() );
+   list->rmStatusIs( kPrefixList, b );
+   EXPECT_EQ( list->onlyRouteMap(), nullptr );
+   list->rmStatusDel( kRouteMap );
+   EXPECT_EQ( list->onlyRouteMap(), b.get() );
+   list->gyreStatusIs( function );
+   EXPECT_EQ( list->onlyRouteMap(), nullptr );
+   list->gyreStatusIs( nullptr );
+   list->gyreStatusFilterIs( function );
+   EXPECT_EQ( list->onlyRouteMap(), b.get() );
+   EXPECT_EQ( list->copy()->onlyRouteMap(), b.get() );
+   list->gyreStatusMaintIs( function );
+   EXPECT_EQ( list->onlyRouteMap(), nullptr );
+   list->gyreStatusMaintIs( nullptr );
+   EXPECT_EQ( list->onlyRouteMap(), b.get() );
+   list->rmStatusDelAll();
+   EXPECT_EQ( list->onlyRouteMap(), nullptr );
+}
+
 TEST( RouteMapStatusList, aMissingPolicyDeniesWhenTheMarkerIsThere ) {
    EXPECT_TRUE( listOf( { { 8, routeMap( "MARKER" ) } } )->missingPolicyActionIsDeny() );
    EXPECT_TRUE( listOf( { { 8, routeMap( "MARKER", { seq( 10 ) } ) } } )->missingPolicyActionIsDeny() );
