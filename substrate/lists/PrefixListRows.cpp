@@ -62,7 +62,7 @@ template <unsigned step, class Fits>
 inline void offerRun( const uint64_t * row, unsigned rows, Best & best, Fits fits ) {
    for( unsigned i = 0; i < rows; i += 4 )
       for( unsigned k = i; k < i + 4; ++k ) {
-         const uint64_t * const words = row + step * std::min( k, rows - 1 );
+         const uint64_t * const words = row + size_t( step ) * std::min( k, rows - 1 );
          best.offerIf( fits( words ), PrefixRow( *words ) );
       }
 }
@@ -76,7 +76,7 @@ inline void offerNear( const PrefixRowNode & node, unsigned v, unsigned depth, c
    const unsigned length = prefix.length();
    const PrefixRest::Search search( rest, length - depth );
    const auto fitsShort = [ & ]( const uint64_t * words ) {
-      return search.finds( PrefixRow( *words ).note() ) & PrefixRow( *words ).admits( length );
+      return both( search.finds( PrefixRow( *words ).note() ), PrefixRow( *words ).admits( length ) );
    };
    if( slot.isRow() ) return best.offerIf( fitsShort( first ), PrefixRow( *first ) );
    const uint64_t * const run = node.slots() + slot.at();
@@ -90,8 +90,7 @@ inline void offerNear( const PrefixRowNode & node, unsigned v, unsigned depth, c
    const uint64_t address = prefix.ipGenAddr().bits().high;
    offerRun<2>( run, slot.rows(), best, [ & ]( const uint64_t * words ) {
       const unsigned bits = PrefixRow( *words ).note();   // those of a prefix: 6 to 64
-      return bool( unsigned( bits <= length ) & unsigned( ( words[ 1 ] ^ address ) >> ( 64 - bits ) == 0 ) ) &
-         PrefixRow( *words ).admits( length );
+      return both( both( bits <= length, ( words[ 1 ] ^ address ) >> ( 64 - bits ) == 0 ), PrefixRow( *words ).admits( length ) );
    } );
 }
 

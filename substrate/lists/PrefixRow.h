@@ -9,6 +9,11 @@
 
 namespace Routing::RouteMap {
 
+/// Whether both hold, without a branch.
+constexpr bool both( bool a, bool b ) noexcept {
+   return ( unsigned( a ) & unsigned( b ) ) != 0;
+}
+
 /// The number, the action and the bounds of an entry.
 class PrefixRow {
  public:
@@ -19,7 +24,7 @@ class PrefixRow {
    constexpr uint8_t ge() const noexcept { return static_cast<uint8_t>( word_ >> 24 ); }
    constexpr uint8_t le() const noexcept { return static_cast<uint8_t>( word_ >> 16 ); }
    constexpr bool permit() const noexcept { return word_ & kPermit; }
-   constexpr bool admits( unsigned length ) const noexcept { return bool( unsigned( ge() <= length ) & unsigned( length <= le() ) ); }
+   constexpr bool admits( unsigned length ) const noexcept { return both( ge() <= length, length <= le() ); }
    friend constexpr bool operator==( const PrefixRow &, const PrefixRow & ) = default;
 
    // ---- for the trie
@@ -66,7 +71,7 @@ class Search {
            lowest_( length < kMostBits ? 1u << ( kMostBits - length ) : 1 ) {}
    constexpr bool finds( unsigned note ) const noexcept {
       const unsigned low = note & ( 0 - note );   // the one bit behind the prefix
-      return bool( unsigned( ( ( note ^ address_ ) & ( 0 - low ) & ~low ) == 0 ) & unsigned( low >= lowest_ ) );
+      return both( ( ( note ^ address_ ) & ( 0 - low ) & ~low ) == 0, low >= lowest_ );
    }
 
  private:
