@@ -99,7 +99,7 @@ inline void offerNear( const PrefixRowNode & node, unsigned v, unsigned depth, c
 PrefixListRows::PrefixListRows( Ferule::AddressFamily af ) : af_( af ) {}
 
 PrefixListRows::PrefixListRows( Ferule::AddressFamily af, const PrefixRowNode & root, const Counts & counts, uint64_t generation,
-                                const Quoin::Ptr<PrefixRowLineage> & lineage, std::vector<Retired> & retired )
+                                const Quoin::Ptr<PrefixRowLineage> & lineage, RetiredBlocks & retired )
       : root_( root ),
         af_( af ),
         prefixCount_( counts.prefixes ),

@@ -17,6 +17,7 @@
 
 #include "routepolicy_export.h"
 #include "substrate/lists/PrefixRowNode.h"
+#include "substrate/lists/RetiredBlocks.h"
 #include "substrate/routing/PatriciaTrieWithNodeData.h"
 
 namespace Routing::RouteMap {
@@ -32,16 +33,11 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
       size_t entries = 0;
       size_t bytes = 0;   // of the blocks
    };
-   /// A block that an edit has replaced.
-   struct Retired {
-      void * block;
-      uint64_t birth;   // the first generation that has it
-   };
    /// Creates a list without entries.
    explicit PrefixListRows( Ferule::AddressFamily af );
    /// For PrefixListRowsEditor: the next generation, with this trie. `retired`: the blocks that only older generations have.
    PrefixListRows( Ferule::AddressFamily af, const PrefixRowNode & root, const Counts & counts, uint64_t generation,
-                   const Quoin::Ptr<PrefixRowLineage> & lineage, std::vector<Retired> & retired );
+                   const Quoin::Ptr<PrefixRowLineage> & lineage, RetiredBlocks & retired );
    ~PrefixListRows() override;
 
    /// The rows of a trie; null if it has entries of a derived class, which may decide at evaluation time, entries at a prefix of another
@@ -104,7 +100,7 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
    const Quoin::Ptr<PrefixRowLineage> lineage_;
    PrefixListRows * older_ = nullptr;
    PrefixListRows * newer_ = nullptr;
-   std::vector<Retired> retired_;   // blocks that this generation has, and the next newer one does not
+   RetiredBlocks retired_;   // blocks that this generation has, and the next newer one does not
 };
 
 template <class Visit>

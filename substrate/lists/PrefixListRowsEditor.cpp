@@ -124,14 +124,9 @@ Quoin::Ptr<const PrefixListRows> PrefixListRowsEditor::publish() {
 
 // ---- blocks
 
-// Room for `n` calls of retire().
-void PrefixListRowsEditor::reserve( size_t n ) {
-   if( retired_.capacity() - retired_.size() < n ) retired_.reserve( 2 * retired_.size() + n );
-}
-
 // A block of the present generation, and room to retire another one. Its elements are still to be written.
 uint64_t * PrefixListRowsEditor::allocate( unsigned children, unsigned slots, unsigned runWords ) {
-   reserve( 1 );
+   retired_.reserve( 1 );
    const size_t bytes = children * sizeof( Node ) + sizeof( PrefixRowHeader ) + ( slots + runWords ) * sizeof( uint64_t );
    auto * const header = reinterpret_cast<uint64_t *>( static_cast<Node *>( ::operator new( bytes ) ) + children );
    new( header ) PrefixRowHeader{ generation_, runWords };
@@ -139,14 +134,20 @@ uint64_t * PrefixListRowsEditor::allocate( unsigned children, unsigned slots, un
    return header;
 }
 
+// The heap joins few freed blocks at a time: see RetiredPrefixRows::joinFreed().
+void PrefixListRowsEditor::freeBlock( void * memory ) noexcept {
+   ::operator delete( memory );
+   if( ++freedBlocks_ % kFreedTogether == 0 ) RetiredPrefixRows::joinFreed();
+}
+
 // The present rows no longer have the block of the node.
 void PrefixListRowsEditor::retire( const Node & node ) noexcept {
    if( node.isEmpty() ) return;
    counts_.bytes -= node.blockBytes();
    if( node.header().birth == generation_ )
-      ::operator delete( node.memory() );
+      freeBlock( node.memory() );
    else
-      retired_.push_back( { node.memory(), node.header().birth } );
+      retired_.add( { node.memory(), node.header().birth } );
 }
 
 void PrefixListRowsEditor::replace( Node & node, const Node & next ) noexcept {
@@ -291,7 +292,7 @@ bool PrefixListRowsEditor::rowDel( const Item & item ) {
    if( row == items.end() ) return false;
    items.erase( row );
 
-   reserve( 3 * kDeepest );
+   retired_.reserve( 3 * kDeepest );
    std::array<Node *, kDeepest> path;   // the nodes above
    Node * node = &root_;
    for( unsigned above = 0; above < depth; above += kStride ) {

@@ -51,7 +51,7 @@ class ROUTEPOLICY_API PrefixListRowsEditor {
       unsigned out = 0;
       unsigned in = 0;
    };
-   void reserve( size_t n );
+   void freeBlock( void * memory ) noexcept;
    uint64_t * allocate( unsigned children, unsigned slots, unsigned runWords );
    void retire( const Node & node ) noexcept;
    void replace( Node & node, const Node & next ) noexcept;
@@ -70,8 +70,10 @@ class ROUTEPOLICY_API PrefixListRowsEditor {
    Quoin::Ptr<PrefixRowLineage> lineage_;
    Node root_;
    PrefixListRows::Counts counts_;
-   uint64_t generation_ = 1;                        // the one that publish() makes next
-   std::vector<PrefixListRows::Retired> retired_;   // blocks of published generations that the present rows do not have
+   uint64_t generation_ = 1;   // the one that publish() makes next
+   static constexpr unsigned kFreedTogether = 1024;
+   unsigned freedBlocks_ = 0;   // of the present generation
+   RetiredBlocks retired_;      // blocks of published generations that the present rows do not have
 };
 
 }   // namespace Routing::RouteMap

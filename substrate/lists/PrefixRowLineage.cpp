@@ -1,7 +1,6 @@
 #include "substrate/lists/PrefixRowLineage.h"
 
-#include <algorithm>
-#include <iterator>
+#include <utility>
 
 #include "substrate/lists/RetiredPrefixRows.h"
 #include "substrate/quoin/Assert.h"
@@ -26,21 +25,12 @@ void freeYounger( const PrefixRowNode & node, uint64_t shared ) noexcept {
 PrefixRowLineage::~PrefixRowLineage() = default;
 
 // Frees blocks, or leaves them to the heir, the newest generation in use that may have them; null for none.
-void PrefixRowLineage::handOver( PrefixListRows * heir, std::vector<Retired> & retired ) noexcept {
-   if( heir )
-      Quoin::whole( "a release", [ & ] {
-         const auto isOf = [ = ]( const Retired & block ) { return block.birth <= heir->generation_; };
-         if( heir->retired_.empty() && std::ranges::all_of( retired, isOf ) ) {
-            heir->retired_.swap( retired );   // retired is empty now
-         } else {
-            std::ranges::copy_if( retired, std::back_inserter( heir->retired_ ), isOf );
-            std::erase_if( retired, isOf );
-         }
-      } );
+void PrefixRowLineage::handOver( PrefixListRows * heir, RetiredBlocks & retired ) noexcept {
+   if( heir ) Quoin::whole( "a release", [ & ] { retired.handOver( heir->retired_, heir->generation_ ); } );
    if( retired.size() > kSmall ) return RetiredPrefixRows::take( std::exchange( retired, {} ) );
-   for( const auto & block : retired ) ::operator delete( block.block );
-   if( retired.size() > kMany ) RetiredPrefixRows::joinFreed();
-   retired.clear();
+   const bool areMany = retired.size() > kMany;
+   while( !retired.empty() ) ::operator delete( retired.takeOne() );
+   if( areMany ) RetiredPrefixRows::joinFreed();
 }
 
 // The newest trie is released. `heir`: the newest generation in use, which owns its whole trie from now on; null for none.
@@ -54,14 +44,10 @@ void PrefixRowLineage::release( const PrefixRowNode & root, size_t bytes, Prefix
       freeYounger( root, heir ? heir->generation_ : 0 );
 }
 
-void PrefixRowLineage::generationIs( PrefixListRows & generation, std::vector<Retired> & retired ) {
+void PrefixRowLineage::generationIs( PrefixListRows & generation, RetiredBlocks & retired ) {
    {
       const std::lock_guard lock( mutex_ );
-      if( newest_ ) {
-         auto & olds = newest_->retired_;
-         if( olds.capacity() - olds.size() < retired.size() )
-            olds.reserve( 2 * olds.size() + retired.size() );   // nothing fails from here on
-      }
+      if( newest_ ) newest_->retired_.reserveFor( retired );   // nothing fails from here on
       handOver( newest_, retired );
       generation.older_ = newest_;
       if( newest_ ) newest_->newer_ = &generation;
@@ -85,12 +71,12 @@ void PrefixRowLineage::generationDel( PrefixListRows & generation ) noexcept {
    RetiredPrefixRows::letGo();
 }
 
-void PrefixRowLineage::editorDel( const PrefixRowNode & root, size_t bytes, std::vector<Retired> & retired ) noexcept {
+void PrefixRowLineage::editorDel( const PrefixRowNode & root, size_t bytes, RetiredBlocks & retired ) noexcept {
    {
       const std::lock_guard lock( mutex_ );
       isEdited_ = false;
       // The newest generation that has a block keeps it.
-      if( newest_ ) std::erase_if( retired, [ this ]( const Retired & block ) { return block.birth <= newest_->generation_; } );
+      if( newest_ ) retired.forget( newest_->generation_ );
       handOver( nullptr, retired );
       release( root, bytes, newest_ );
    }

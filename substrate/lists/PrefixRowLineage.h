@@ -15,7 +15,6 @@
 #pragma once
 
 #include <mutex>
-#include <vector>
 
 #include "substrate/lists/PrefixListRows.h"
 
@@ -26,19 +25,18 @@ namespace Routing::RouteMap {
 /// thread.
 class PrefixRowLineage final : public Quoin::Node {
  public:
-   using Retired = PrefixListRows::Retired;
    ~PrefixRowLineage() override;
 
    /// Adds the newest generation. `retired`: the blocks that only older ones have; empty afterwards. Errors: std::bad_alloc, and nothing has
    /// changed.
-   void generationIs( PrefixListRows & generation, std::vector<Retired> & retired );
+   void generationIs( PrefixListRows & generation, RetiredBlocks & retired );
    /// Removes a generation that has lost its last use.
    void generationDel( PrefixListRows & generation ) noexcept;
    /// Removes the editor, with what it has not published: a trie, and the blocks that it has retired.
-   void editorDel( const PrefixRowNode & root, size_t bytes, std::vector<Retired> & retired ) noexcept;
+   void editorDel( const PrefixRowNode & root, size_t bytes, RetiredBlocks & retired ) noexcept;
 
  private:
-   static void handOver( PrefixListRows * heir, std::vector<Retired> & retired ) noexcept;
+   static void handOver( PrefixListRows * heir, RetiredBlocks & retired ) noexcept;
    static void release( const PrefixRowNode & root, size_t bytes, PrefixListRows * heir ) noexcept;
 
    std::mutex mutex_;

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <new>
 #include <utility>
+#include <vector>
 
 #include "substrate/quoin/Assert.h"
 
@@ -33,7 +34,7 @@ struct Trie {
 struct Waiting {
    std::mutex mutex;
    std::vector<Trie> tries;
-   std::vector<std::vector<PrefixListRows::Retired>> blocks;
+   std::vector<RetiredBlocks> blocks;
    std::atomic<bool> any = false;
 
    // The heirs of finished tries are added to `heirs`.
@@ -46,10 +47,8 @@ struct Waiting {
          tries.pop_back();
       }
       for( ; atMost != 0 && !blocks.empty(); --atMost ) {
-         auto & last = blocks.back();
-         ::operator delete( last.back().block );
-         last.pop_back();
-         if( last.empty() ) blocks.pop_back();
+         ::operator delete( blocks.back().takeOne() );
+         if( blocks.back().empty() ) blocks.pop_back();
       }
       any.store( !tries.empty() || !blocks.empty(), std::memory_order_relaxed );
    }
@@ -93,7 +92,7 @@ void RetiredPrefixRows::take( const PrefixRowNode & root, const PrefixListRows *
    rows.any.store( true, std::memory_order_relaxed );
 }
 
-void RetiredPrefixRows::take( std::vector<PrefixListRows::Retired> blocks ) noexcept {
+void RetiredPrefixRows::take( RetiredBlocks blocks ) noexcept {
    Waiting & rows = waiting();
    const std::lock_guard lock( rows.mutex );
    Quoin::whole( "a release", [ & ] { rows.blocks.push_back( std::move( blocks ) ); } );

@@ -4,10 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "routepolicy_export.h"
 #include "substrate/lists/PrefixListRows.h"
+#include "substrate/lists/RetiredBlocks.h"
 
 namespace Routing::RouteMap {
 
@@ -20,11 +20,12 @@ class ROUTEPOLICY_API RetiredPrefixRows {
    static bool letGo( size_t atMost = kAtOnce ) noexcept;
 
  private:
+   friend class PrefixListRowsEditor;
    friend class PrefixRowLineage;
    static constexpr size_t kAtOnce = 4096;   // takes a fraction of a millisecond
    // A trie but for the blocks that were born in generation `shared` or before. `heir` has those; one of its uses is taken over. May be null.
    static void take( const PrefixRowNode & root, const PrefixListRows * heir, uint64_t shared ) noexcept;
-   static void take( std::vector<PrefixListRows::Retired> blocks ) noexcept;
+   static void take( RetiredBlocks blocks ) noexcept;
    // To be called when many blocks were freed. The heap may keep small freed blocks apart, and join all of them at the next large request,
    // which then takes as long as they are many. This is such a request, made while they are few.
    static void joinFreed() noexcept;
