@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "substrate/lists/PrefixRowLineage.h"
+#include "substrate/lists/RetiredPrefixRows.h"
 #include "substrate/quoin/Assert.h"
 
 namespace Routing::RouteMap {

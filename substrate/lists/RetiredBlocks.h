@@ -53,7 +53,7 @@ class RetiredBlocks {
    void handOver( RetiredBlocks & heir, uint64_t generation ) {
       for( auto & chunk : chunks_ ) {
          if( chunk.isLarge() && chunk.lastBirth <= generation )
-            heir.take( std::move( chunk ) );
+            heir.take( chunk );
          else
             for( const auto & block : chunk.blocks )
                if( block.birth <= generation ) {
@@ -104,10 +104,9 @@ class RetiredBlocks {
       }
    };
    // The last chunk stays the last one: it has room.
-   void take( Chunk && chunk ) {
+   void take( Chunk & chunk ) {
       size_ += chunk.blocks.size();
-      chunks_.insert( chunks_.empty() ? chunks_.end() : std::prev( chunks_.end() ), std::move( chunk ) );
-      chunk.blocks.clear();
+      chunks_.insert( chunks_.empty() ? chunks_.end() : std::prev( chunks_.end() ), std::exchange( chunk, {} ) );
    }
 
    std::vector<Chunk> chunks_;

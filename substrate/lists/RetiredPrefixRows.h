@@ -22,7 +22,7 @@ class ROUTEPOLICY_API RetiredPrefixRows {
  private:
    friend class PrefixListRowsEditor;
    friend class PrefixRowLineage;
-   static constexpr size_t kAtOnce = 4096;   // takes a fraction of a millisecond
+   static constexpr size_t kAtOnce = 2048;   // takes less than a millisecond
    // A trie but for the blocks that were born in generation `shared` or before. `heir` has those; one of its uses is taken over. May be null.
    static void take( const PrefixRowNode & root, const PrefixListRows * heir, uint64_t shared ) noexcept;
    static void take( RetiredBlocks blocks ) noexcept;
