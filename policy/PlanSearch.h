@@ -33,6 +33,7 @@ class PlannedRoute {
       keys_[ size_t( attribute ) ] = value;
       read_ |= 1u << unsigned( attribute );
    }
+   void answerIs( const RouteMap::PrefixListRows & list, bool permit ) noexcept { answers_[ asked_++ % kAnswers ] = { &list, permit }; }
    /// Keeps the first step of the route in a plan.
    void firstIs( const RouteMapPlan & plan, const PlanStep * first ) noexcept {
       planOfFirst_ = &plan;
@@ -56,7 +57,7 @@ class PlannedRoute {
       for( unsigned i = 0; i < std::min( asked_, kAnswers ); ++i )
          if( answers_[ i ].list == &list ) return answers_[ i ].permit;
       const bool permit = list.permits( prefix() );
-      answers_[ asked_++ % kAnswers ] = { &list, permit };
+      answerIs( list, permit );
       return permit;
    }
 

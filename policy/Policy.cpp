@@ -595,6 +595,7 @@ bool evalFrom( const PolicyEval & policyEval, PlannedRoute & route, const RouteM
    const auto reads = plan ? plan->reads() : RouteMapPlan::Reads::several;
    const PlanStep * step = nullptr;
    uint64_t key = 0;
+   bool isPermitted = false;   // by the only list
    switch( reads ) {
       case RouteMapPlan::Reads::nothing: step = plan->firstAlways(); break;
       case RouteMapPlan::Reads::oneKey: {
@@ -605,7 +606,8 @@ bool evalFrom( const PolicyEval & policyEval, PlannedRoute & route, const RouteM
       }
       case RouteMapPlan::Reads::oneList:
          if( !prefix ) prefix = input->getPrefixPointer();
-         step = plan->firstByOnlyList( plan->onlyList()->permits( *prefix ) );
+         isPermitted = plan->onlyList()->permits( *prefix );
+         step = plan->firstByOnlyList( isPermitted );
          break;
       case RouteMapPlan::Reads::lists:
          if( !prefix ) prefix = input->getPrefixPointer();
@@ -621,6 +623,7 @@ bool evalFrom( const PolicyEval & policyEval, PlannedRoute & route, const RouteM
    PlannedRoute route( input, visitsCalls<NoObserver> );
    route.prefixIs( prefix );
    if( reads == RouteMapPlan::Reads::oneKey ) route.keyIs( plan->onlyAttribute(), key );
+   if( reads == RouteMapPlan::Reads::oneList ) route.answerIs( *plan->onlyList(), isPermitted );
    return evalFrom( policyEval, route, list, result, *plan, step );
 }
 

@@ -70,10 +70,10 @@ void FileEvents::filesAre( const std::vector<std::string> & files ) {
    watchesAll_ = true;
    for( const auto & file : files )
       forEachName( file, [ & ]( const std::string & directory, const std::string & name ) { watch( directory, name ); } );
-   // A link or a directory that was deleted on the way to a file may come back: until then, the change is in progress.
-   if( watchesAll_ ) std::erase_if( inProgress_, [ & ]( const Name & name ) { return !name.second.empty() && !names_.contains( name ); } );
    std::set<int> used;
    for( const auto & [ directory, watch ] : watches_ ) used.insert( watch );
+   // What was deleted in a directory that is followed, or on the way to it, may come back: until then, the change is in progress.
+   if( watchesAll_ ) std::erase_if( inProgress_, [ & ]( const Name & name ) { return name.first >= 0 && !used.contains( name.first ); } );
    for( const auto & [ directory, watch ] : before )
       if( !used.contains( watch ) ) inotify_rm_watch( fd_, watch );
 }

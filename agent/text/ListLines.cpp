@@ -129,11 +129,11 @@ void edit( NumberedLists<List> & lists, Doubts & doubts, LineCursor & line, bool
    const auto hasNoneLeft = [ & ] {
       return LineError{ name.column, fmt::format( "list {} has no number left for a line without \"seq\"", inQuotes( name.text ) ) };
    };
-   if( !number && isFrr && !isOfBgpd<List> ) {   // five above the highest number, while bgpd's own lists get multiples of five
+   if( !saysNumber ) lists.ordered( name.text );   // also if it has no number left: other lines decide
+   if( !number && isFrr && !isOfBgpd<List> ) {     // five above the highest number, while bgpd's own lists get multiples of five
       if( lists.highest( name.text ) > kMax32 - 5 ) throw hasNoneLeft();
       number = lists.highest( name.text ) + 5;
    }
-   if( !saysNumber ) lists.ordered( name.text );
    const auto added = lists.add( name.text, number, std::move( said ) );
    if( !added.done ) throw hasNoneLeft();
    if( added.before && Doubts::isReplaced( added.before->place, place ) )

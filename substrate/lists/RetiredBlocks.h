@@ -23,7 +23,7 @@ class RetiredBlocks {
    };
    size_t size() const noexcept { return size_; }
    bool empty() const noexcept { return size_ == 0; }
-   /// Makes room for `n` calls of add(), which is small. Errors: std::bad_alloc.
+   /// Makes room for `n` calls of add(). Errors: std::bad_alloc.
    void reserve( size_t n ) {
       if( !chunks_.empty() ) {
          auto & last = chunks_.back().blocks;
@@ -39,20 +39,20 @@ class RetiredBlocks {
       chunks_.back().add( block );
       ++size_;
    }
-   /// Makes room for `from.handOver( *this, ... )`. Errors: std::bad_alloc.
-   void reserveFor( const RetiredBlocks & from ) {
-      size_t small = 0;
+   /// Makes room for `from.handOver( *this, generation )`. Errors: std::bad_alloc.
+   void reserveFor( const RetiredBlocks & from, uint64_t generation ) {
+      size_t single = 0;
       for( const auto & chunk : from.chunks_ )
-         if( !chunk.isLarge() ) small += chunk.blocks.size();
+         if( !chunk.goesWhole( generation ) ) single += chunk.blocks.size();
       const size_t chunks = chunks_.size() + from.chunks_.size() + 1;
       if( chunks > chunks_.capacity() ) chunks_.reserve( 2 * chunks );
-      reserve( small );
+      reserve( single );
    }
    /// Moves the blocks that were born in `generation` or before to `heir`. Errors: std::bad_alloc, unless room was made; a part may then have
    /// been moved.
    void handOver( RetiredBlocks & heir, uint64_t generation ) {
       for( auto & chunk : chunks_ ) {
-         if( chunk.isLarge() && chunk.lastBirth <= generation )
+         if( chunk.goesWhole( generation ) )
             heir.take( chunk );
          else
             for( const auto & block : chunk.blocks )
@@ -91,7 +91,7 @@ class RetiredBlocks {
       std::vector<Block> blocks;
       uint64_t lastBirth = 0;   // no block was born later
 
-      bool isLarge() const noexcept { return blocks.size() >= kChunk; }
+      bool goesWhole( uint64_t generation ) const noexcept { return blocks.size() >= kChunk && lastBirth <= generation; }
       void add( const Block & block ) noexcept {
          blocks.push_back( block );
          lastBirth = std::max( lastBirth, block.birth );

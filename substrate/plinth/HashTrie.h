@@ -31,7 +31,7 @@
 namespace Plinth {
 
 /// Members in no order. M is K, or a pair of K and a value. A change invalidates iterators and pointers to members.
-/// Errors: std::bad_alloc, and exceptions of the copy of a member in a shared node; the table is then unchanged. Removal needs memory, too.
+/// Errors: std::bad_alloc, and exceptions of the copy of a member in a shared node; the table then has the same members. Removal needs memory, too.
 /// Threading: any number of readers, or one writer. This holds for each copy by itself; the use counts of shared nodes follow ThreadControl.
 /// Invariant: no leaf is empty, and there are two members below each fork.
 template <class K, class M, class Hash = KeyHash<K>>
@@ -177,7 +177,7 @@ class HashTrie {
    const_iterator cend() const noexcept { return end(); }
 
  private:
-   static constexpr size_t kMost = 16;   // members of a leaf, unless it is below the last level
+   static constexpr size_t kMost = 16;   // members of a leaf, unless all have the same hash
 
    // It is no Quoin::Node: a Quoin::ReleaseScope must not delay the end of the members.
    class Node {

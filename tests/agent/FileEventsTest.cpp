@@ -104,15 +104,27 @@ TEST_F( Events, eachLinkOnTheWayIsFollowed ) {
    isTold( "the file behind the old link", false );
 }
 
-TEST_F( Events, aFileThatIsNotFollowedAnyMoreIsNotInProgress ) {
+TEST_F( Events, aDirectoryThatIsNotFollowedAnyMoreIsNotInProgress ) {
+   fs::create_directories( path( "inner" ) );
+   write( "inner/policy" );
    FileEvents events;
-   follow( events, "followed" );
-   fs::remove( path( "followed" ) );
+   follow( events, "inner/policy" );
+   fs::remove_all( path( "inner" ) );
    EXPECT_TRUE( events.take() );
-   follow( events, "followed" );
+   follow( events, "inner/policy" );
    EXPECT_TRUE( events.inProgress() );
    follow( events, "other" );
    EXPECT_FALSE( events.inProgress() );
+}
+
+// The files of a directory are listed again in each step: one that is being replaced is missing for a moment.
+TEST_F( Events, aFileThatIsMissingForAMomentIsInProgress ) {
+   FileEvents events;
+   events.filesAre( { path( "followed" ), path( "other" ) } );
+   fs::remove( path( "followed" ) );
+   EXPECT_TRUE( events.take() );
+   events.filesAre( { path( "other" ) } );
+   EXPECT_TRUE( events.inProgress() );
 }
 
 TEST_F( Events, aLinkThatIsReplacedIsInProgressUntilItIsBack ) {

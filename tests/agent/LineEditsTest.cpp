@@ -432,6 +432,16 @@ TEST( LineEdits, aLineBelowOneOfTheWrongKindIsLoaded ) {
    expectEdit( { "in place of it", with( { kExpanded } ), with( { k7 } ), false }, Dialect::frr, true );
 }
 
+// Which number a line without one gets, and whether there is one, depends on all lines of its list.
+TEST( LineEdits, aListWithALineThatFoundNoNumberIsLoaded ) {
+   constexpr char kNoNumber[] = "ip prefix-list A permit 10.7.0.0/16";
+   expectEdit( { "a number becomes free",
+                 { k5, "ip prefix-list A seq 4294967295 permit 10.6.0.0/16", kNoNumber },
+                 { k5, "ip prefix-list A seq 10 permit 10.6.0.0/16", kNoNumber },
+                 false },
+               Dialect::frr, true );
+}
+
 TEST( LineEdits, aLineThatWasRemovedMayComeBack ) {
    const Files with{ { "f", joined( { k5, k6, k7 } ) } }, without{ { "f", joined( { k5, k7 } ) } };
    PolicyText text = loaded( with, Dialect::frr ).takeText();

@@ -166,6 +166,24 @@ TEST( HashTrieModel, thousandsOfKeysMayHaveOneHash ) {
    for( uint32_t i = 0; i < 3000; ++i ) ASSERT_TRUE( copy.contains( i ) && trie.contains( i ) == ( i % 2 != 0 ) ) << i;
 }
 
+// A leaf of one hash may be larger than others, wherever it stands.
+TEST( HashTrieModel, aLargeLeafGetsAKeyOfAnotherHash ) {
+   Plinth::HashTrie<uint32_t, uint32_t, PoorHash<1>> trie;   // of even keys and of odd ones
+   const auto has = [ & ]( uint32_t from ) {
+      for( uint32_t key = 0; key < 40; key += 2 ) ASSERT_EQ( trie.contains( key ), key >= from ) << key << ", from " << from;
+      ASSERT_TRUE( trie.contains( 1 ) ) << "from " << from;
+   };
+   for( uint32_t key = 0; key < 40; key += 2 ) trie.insert( key );
+   trie.insert( 1 );
+   trie.extract( 1 );
+   trie.insert( 1 );
+   has( 0 );
+   for( uint32_t key = 0; key < 40; key += 2 ) {
+      trie.extract( key );
+      has( key + 2 );
+   }
+}
+
 // What an insertion into a copy has to create: a leaf, and a copy of each fork on the path to it.
 size_t nodesOnAPath( const Plinth::HashTrie<uint32_t, uint32_t> & trie ) {
    auto copy = trie;

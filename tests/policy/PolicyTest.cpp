@@ -506,6 +506,16 @@ TEST( PolicyEval, whatWasRegisteredBeforehandRunsToo ) {
    EXPECT_EQ( result.deferredSetters(), 0u );
 }
 
+TEST( PolicyEval, whatWasRegisteredBeforehandRunsBehindAPermitWithoutSetters ) {
+   Journal ran;
+   const RecordingSetter setter( ran, "a" );
+   Result_ result;
+   result.deferredSetterIs( &setter );
+   const MatchInput_ input;
+   EXPECT_TRUE( PolicyEval().eval( &input, listOf( { { 4, routeMap( "RM", { seq( 10 ) } ) } } ), &result ) );
+   EXPECT_THAT( ran, ElementsAre( "late a" ) );
+}
+
 /// Defers; does what it was told to do in the late half.
 struct LateSetter final : Setter {
    LateSetter( Journal & j, std::string n, std::function<void( Result_ * )> l )

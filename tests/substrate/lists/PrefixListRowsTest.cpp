@@ -76,6 +76,17 @@ TEST( PrefixListRows, theLowestNumberThatAdmitsTheLengthGoverns ) {
       { "IPv6", { "20 permit 2001:db8::/32 le 128", "10 deny 2001:db8::1/128" }, "2001:db8::1/128", "10 deny" },
       { "IPv6 beside", { "20 permit 2001:db8::/32 le 128", "10 deny 2001:db8::1/128" }, "2001:db8::2/128", "20 permit" },
       { "IPv6, all of the length", { "10 permit ::/0 ge 128" }, "ffff::/128", "10 permit" },
+      { "IPv6, 64 bits of two", { "10 permit 2001:db8::/64 le 128", "20 permit 2001:db8:0:1::/64" }, "2001:db8::1/128", "10 permit" },
+      { "IPv6, 65 bits of two", { "10 permit 2001:db8::/65 le 128", "20 permit 2001:db8::/64 le 128" }, "2001:db8::/64", "20 permit" },
+      { "IPv6, beside 65 bits", { "10 permit 2001:db8::/65 le 128", "20 permit 2001:db8:0:1::/64" }, "2001:db8:0:0:8000::/65", "nothing" },
+      { "IPv6, inside 96 bits of zeros",
+        { "10 permit 2001:db8::/96 le 128", "20 permit 2001:db8:1::/64" },
+        "2001:db8::1/128",
+        "10 permit" },
+      { "IPv6, beside 96 bits of zeros",
+        { "10 permit 2001:db8::/96 le 128", "20 permit 2001:db8:1::/64" },
+        "2001:db8::1:0:1/128",
+        "nothing" },
    };
    for( const auto & row : rows ) EXPECT_EQ( governing( *prefixList( row.entries ), row.asked ), row.answer ) << row.name;
 }

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/model/RandomCases.h"
+#include "tests/substrate/zeugma/AllocationCount.h"
 
 namespace {
 
@@ -24,8 +25,10 @@ struct Owner {
    }
    // Some are the heir's.
    void handOver( Owner & heir, uint64_t generation, bool hasRoom ) {
-      if( hasRoom ) heir.blocks.reserveFor( blocks );
+      if( hasRoom ) heir.blocks.reserveFor( blocks, generation );
+      const auto before = allocationCount();
       blocks.handOver( heir.blocks, generation );
+      EXPECT_TRUE( !hasRoom || allocationCount() == before );
       std::erase_if( model, [ & ]( const auto & block ) {
          if( block.second <= generation ) heir.model.insert( block );
          return block.second <= generation;
