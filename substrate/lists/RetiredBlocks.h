@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "routepolicy_export.h"
+
 namespace Routing::RouteMap {
 
 /// In no order. Ownership: the owner frees the blocks. Threading: one thread at a time.
