@@ -142,6 +142,7 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
       several
    };
    Reads reads() const noexcept { return reads_; }
+   /// Of Reads::oneKey.
    MatchKey::Attribute onlyAttribute() const noexcept { return onlyAttribute_; }
    /// The attributes of one value that have keys, as bits: 1 << attribute.
    unsigned keyedAttributes() const noexcept { return keyedAttributes_; }
@@ -156,6 +157,7 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    bool hasRows() const noexcept { return content_.rows[ 0 ] || content_.rows[ 1 ]; }
    /// The first step with this number or a higher one that a prefix list finds; null if there is none.
    const PlanStep * listedFrom( uint32_t seqno, const Ferule::IpGenPrefix & prefix ) const noexcept;
+   /// Of Reads::oneList; else null.
    const RouteMap::PrefixListRows * onlyList() const noexcept { return onlyList_; }
    /// The first step of a route that this list permits, or does not permit: kNoStep if there is none. No branch: it would be mispredicted.
    const PlanStep * firstByOnlyList( bool permitted ) const noexcept { return firstByOnlyList_[ permitted ]; }

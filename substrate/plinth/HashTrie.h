@@ -2,8 +2,9 @@
 /// A hash table that shares its memory with its copies. Each generation of a tag set has one, which is a copy of the one before.
 ///
 /// It is a tree of forks with leaves. A fork takes four bits of the hash of a key, the leading ones first, and has one child or none for each
-/// value of these bits. A leaf has up to 16 members in no order, and for each of them a byte of its hash; a look-up compares all bytes at
-/// once. A leaf becomes a fork when a seventeenth member is added; a fork becomes a leaf when only one leaf is left below it.
+/// value of these bits. A leaf has up to 16 members in no order, or more if all have the same hash. It has a byte of the hash of each of the
+/// first 16; a look-up compares these bytes at once. A leaf becomes a fork when a seventeenth member is added; a fork becomes a leaf when
+/// only one leaf is left below it.
 ///
 /// A copy shares all nodes. A write copies those nodes on the path to its member that are shared, some hundred bytes each. Neither depends
 /// on the number of members, but for the length of the path.
@@ -31,7 +32,8 @@
 namespace Plinth {
 
 /// Members in no order. M is K, or a pair of K and a value. A change invalidates iterators and pointers to members.
-/// Errors: std::bad_alloc, and exceptions of the copy of a member in a shared node; the table then has the same members. Removal needs memory, too.
+/// Errors: std::bad_alloc, and exceptions of the copy of a member in a shared node; the table then has the same members. Removal needs
+/// memory, too.
 /// Threading: any number of readers, or one writer. This holds for each copy by itself; the use counts of shared nodes follow ThreadControl.
 /// Invariant: no leaf is empty, and there are two members below each fork.
 template <class K, class M, class Hash = KeyHash<K>>

@@ -11,7 +11,6 @@
 namespace {
 
 using Routing::RouteMap::RetiredBlocks;
-using Block = RetiredBlocks::Block;
 
 // Blocks and a model of them. The memory of a block is a number here.
 struct Owner {
