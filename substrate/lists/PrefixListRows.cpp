@@ -16,23 +16,26 @@ namespace {
 using Ferule::Bits128;
 using SixBits::kStride;
 
-// The entry with the lowest number so far.
+// The row with the lowest number so far.
 class Best {
  public:
-   // Of equal numbers, the one of the shorter prefix stays. No branch: which row it is cannot be predicted.
+   // Of equal numbers, the row of the shorter prefix stays. No branch: which row it is cannot be predicted.
    void offerIf( bool fits, PrefixRow row ) noexcept {
-      const uint64_t offered = ( uint64_t( row.seqno() ) << 1 | uint64_t( row.permit() ) ) | ( uint64_t( fits ) - 1 );
-      best_ = offered >> 1 < best_ >> 1 ? offered : best_;
+      const uint64_t number = row.seqno() | ( uint64_t( fits ) - 1 );
+      const bool isLower = number < number_;
+      number_ = isLower ? number : number_;
+      row_ = isLower ? row.word() : row_;
    }
    void offer( PrefixRow row ) noexcept { offerIf( true, row ); }
    PrefixListRows::Answer answer() const noexcept {
-      if( best_ == kNone ) return {};
-      return { static_cast<uint32_t>( best_ >> 1 ), true, ( best_ & 1 ) != 0 };
+      if( number_ == kNone ) return {};
+      return { static_cast<uint32_t>( number_ ), true, PrefixRow( row_ ).permit() };
    }
 
  private:
-   static constexpr uint64_t kNone = ~uint64_t( 0 );
-   uint64_t best_ = kNone;   // 32..1 number | 0 permit
+   static constexpr uint64_t kNone = uint64_t( 1 ) << 32;   // above all numbers
+   uint64_t number_ = kNone;
+   uint64_t row_ = 0;
 };
 
 // Visits the rows of a near child whose prefixes contain `prefix`; see descend(). `rest`: the bits of the prefix from `depth` on.

@@ -68,15 +68,15 @@ class Search {
    /// The first `length` bits of `rest` are those of that prefix.
    constexpr Search( uint64_t rest, unsigned length ) noexcept
          : address_( static_cast<unsigned>( rest >> ( 64 - kMostBits ) ) << 1 ),
-           lowest_( length < kMostBits ? 1u << ( kMostBits - length ) : 1 ) {}
+           least_( length < kMostBits ? ( 2u << ( kMostBits - length ) ) - 1 : 1 ) {}
    constexpr bool finds( unsigned note ) const noexcept {
-      const unsigned low = note & ( 0 - note );   // the one bit behind the prefix
-      return both( ( ( note ^ address_ ) & ( 0 - low ) & ~low ) == 0, low >= lowest_ );
+      const unsigned end = note ^ ( note - 1 );   // the one bit behind the prefix, and all bits behind it
+      return both( ( note ^ address_ ) <= end, end >= least_ );
    }
 
  private:
    unsigned address_;
-   unsigned lowest_;   // of the prefixes that are not longer
+   unsigned least_;   // the end of a prefix that is as long
 };
 
 }   // namespace PrefixRest

@@ -24,6 +24,10 @@
 #include <type_traits>
 #include <utility>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include "routepolicy_export.h"
 #include "substrate/plinth/HashMap2018.h"
 #include "substrate/quoin/Ptr.h"
@@ -225,7 +229,7 @@ class HashTrie {
          const bool isShared = from->isShared();
          for( auto & member : std::span( from->leaf().begin(), from->leaf().end() ) ) {
             if( &member == skipped ) continue;
-            const uint64_t mark = from->leaf().markOf( member );
+            const uint8_t mark = from->leaf().markOf( member );
             if( isShared )
                made->leaf().append( M( member ), mark );
             else
@@ -241,23 +245,19 @@ class HashTrie {
 
       M * begin() const noexcept { return reinterpret_cast<M *>( const_cast<Leaf *>( this ) + 1 ); }
       M * end() const noexcept { return begin() + this->size_; }
-      uint64_t markOf( const M & member ) const noexcept {
+      uint8_t markOf( const M & member ) const noexcept {
          const auto i = static_cast<size_t>( &member - begin() ) % kMost;   // all hashes are equal if there are more
-         return marks_[ i / 8 ] >> i % 8 * 8 & 0xff;
+         return marks_[ i ];
       }
       /// There is room for it.
-      void append( M && member, uint64_t mark ) noexcept {
+      void append( M && member, uint8_t mark ) noexcept {
          new( static_cast<void *>( end() ) ) M( std::move( member ) );
-         if( this->size_ < kMost ) marks_[ this->size_ / 8 ] |= mark << this->size_ % 8 * 8;
+         if( this->size_ < kMost ) marks_[ this->size_ ] = mark;
          ++this->size_;
       }
-      [[gnu::always_inline]] M * find( const K & key, uint64_t mark ) const noexcept {
-         const uint64_t all = mark * kOnes;
-         uint64_t left = 0;
-         for( size_t i = 0; i < marks_.size(); ++i ) left |= equalBytes( marks_[ i ] ^ all ) >> ( 7 - i );
-         for( ; left; left &= left - 1 ) {
-            const auto bit = static_cast<unsigned>( std::countr_zero( left ) );
-            M * const member = begin() + ( bit / 8 + bit % 8 * 8 );
+      [[gnu::always_inline]] M * find( const K & key, uint8_t mark ) const noexcept {
+         for( unsigned left = marked( mark ); left; left &= left - 1 ) {
+            M * const member = begin() + std::countr_zero( left );
             if( keyOfMember<K>( *member ) == key ) return member;
          }
          for( size_t i = kMost; i < this->size_; ++i )
@@ -266,12 +266,20 @@ class HashTrie {
       }
 
     private:
-      static constexpr uint64_t kOnes = 0x0101010101010101;
       Leaf() noexcept : Node( 0 ) {}
-      /// The highest bit of each byte that is 0. It may be wrong for a byte above such a byte, but not for one above 0x7f.
-      static uint64_t equalBytes( uint64_t bytes ) noexcept { return ( bytes - kOnes ) & ~bytes & kOnes << 7; }
+      /// A bit for each of the first members that has this mark.
+      unsigned marked( uint8_t mark ) const noexcept {
+#ifdef __SSE2__
+         const __m128i marks = _mm_loadu_si128( reinterpret_cast<const __m128i *>( marks_.data() ) );
+         return static_cast<unsigned>( _mm_movemask_epi8( _mm_cmpeq_epi8( marks, _mm_set1_epi8( static_cast<char>( mark ) ) ) ) );
+#else
+         unsigned found = 0;
+         for( size_t i = 0; i < kMost; ++i ) found |= unsigned( marks_[ i ] == mark ) << i;
+         return found;
+#endif
+      }
 
-      std::array<uint64_t, kMost / 8> marks_{};   // a byte for each of the first kMost members, above 0x7f; 0 if there are fewer
+      std::array<uint8_t, kMost> marks_{};   // of the first members, above 0x7f; 0 if there are fewer
    };
 
    class Fork : public Node {
@@ -317,7 +325,9 @@ class HashTrie {
       return mixed ^ mixed >> 32;
    }
    /// The byte of a hash that a leaf keeps.
-   static uint64_t markOf( uint64_t hash ) noexcept { return ( hash & 0x7f ) | 0x80; }
+   static uint8_t markOf( uint64_t hash ) noexcept {
+      return static_cast<uint8_t>( hash | 0x80 );
+   }
    // Copies a shared fork. The children of a copy are shared, so they will be copied in their turn.
    static Handle & childToWrite( Handle & fork, uint64_t rest ) {
       if( fork->isShared() ) fork = Handle::adopt( new Fork( fork->fork() ) );
