@@ -17,7 +17,7 @@ using RouteMapSymbolDedupTable = Routing::RouteMap::SymbolDedupTable<RouteMapSym
 /// The symbol of one route map.
 class ROUTEPOLICY_API RouteMapSymbol final : public Routing::RouteMap::PolicySymbol {
  public:
-   explicit RouteMapSymbol( const Quoin::String & name ) : PolicySymbol( name ) {}
+   explicit RouteMapSymbol( const Quoin::String & name ) : PolicySymbol( name, Of::routeMap ) {}
 
    /// The compiled route map; null while the name is undefined.
    const Quoin::Ptr<const RouteMapStatus> & rmStatus() const noexcept { return rmStatus_; }

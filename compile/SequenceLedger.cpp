@@ -9,20 +9,26 @@ void SequenceLedger::enter( uint32_t seqno ) {
 }
 
 void SequenceLedger::symbolIs( const Symbol & symbol ) {
-   if( symbol ) uses_.put( symbol, Plinth::memberOf( uses_, symbol ) + 1 );
+   if( !symbol ) return;
+   Uses & uses = usesLike( symbol );
+   uses.put( symbol, Plinth::memberOf( uses, symbol ) + 1 );
 }
 
 void SequenceLedger::symbolDel( const Symbol & symbol ) {
    if( !symbol ) return;
-   QUOIN_ASSERT( uses_.contains( symbol ), "uses_.contains( symbol )" );
-   if( const uint32_t left = Plinth::memberOf( uses_, symbol ) - 1; left != 0 )
-      uses_.put( symbol, left );
+   Uses & uses = usesLike( symbol );
+   QUOIN_ASSERT( uses.contains( symbol ), "uses.contains( symbol )" );
+   if( const uint32_t left = Plinth::memberOf( uses, symbol ) - 1; left != 0 )
+      uses.put( symbol, left );
    else
-      uses_.erase( symbol );
+      uses.erase( symbol );
 }
 
 bool SequenceLedger::symbolsAreCurrent() const {
-   return std::ranges::all_of( uses_, []( const auto & use ) { return use.first->statusCurrent(); } );
+   const auto areCurrent = []( const Uses & uses ) {
+      return std::ranges::all_of( uses, []( const auto & use ) { return use.first->statusCurrent(); } );
+   };
+   return ( Symbol::element_type::listsAreCurrent() || areCurrent( lists_ ) ) && areCurrent( callees_ );
 }
 
 }   // namespace Routing::Policy

@@ -40,15 +40,18 @@ class ROUTEPOLICY_API SequenceLedger final : public Quoin::Node {
    /// Adds or removes one use of a symbol; null does nothing.
    void symbolIs( const Symbol & symbol );
    void symbolDel( const Symbol & symbol );
-   /// Whether every symbol in use is current. Cost: linear in the number of different symbols.
+   /// Whether every symbol in use is current. Cost: linear in the number of different callees; while a list is not current, also of lists.
    bool symbolsAreCurrent() const;
 
  private:
+   using Uses = Plinth::HashMap2018<Symbol, uint32_t>;
+
    void enter( uint32_t seqno );
+   Uses & usesLike( const Symbol & symbol ) noexcept { return symbol->isOfList() ? lists_ : callees_; }
 
    std::vector<uint32_t> recorded_;   // ascending; sequences are mostly created in this order
    std::optional<uint32_t> last_;     // the sequence that was entered last: it is in `recorded_`
-   Plinth::HashMap2018<Symbol, uint32_t> uses_;
+   Uses lists_, callees_;
 };
 
 /// The publisher of a record of changes: a change enters the sequence into the ledger.

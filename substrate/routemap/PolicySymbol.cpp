@@ -1,6 +1,15 @@
 #include "substrate/routemap/PolicySymbol.h"
 
+#include <atomic>
+
 namespace Routing::RouteMap {
+
+namespace {
+
+// The symbols of lists that are not current. A thread that asks has written all changes of its own symbols.
+std::atomic<size_t> outdatedLists = 0;
+
+}   // namespace
 
 PolicySymbolNotifier::~PolicySymbolNotifier() = default;
 
@@ -10,12 +19,24 @@ void PolicySymbolNotifier::versionInc( uint32_t delta ) {
    publisher_.publishChange( Quoin::FieldId( Field::version ) );
 }
 
-PolicySymbol::PolicySymbol( const Quoin::String & name ) : name_( name ) {
+PolicySymbol::PolicySymbol( const Quoin::String & name, Of of ) : of_( of ), name_( name ) {
    notifier_.value = Quoin::makeNode<PolicySymbolNotifier>();
-   statusCurrent_.value = true;
 }
 
-PolicySymbol::~PolicySymbol() = default;
+PolicySymbol::~PolicySymbol() {
+   if( isOfList() && !statusCurrent_ ) --outdatedLists;
+}
+
+void PolicySymbol::statusCurrentIs( bool isCurrent ) {
+   if( isCurrent == statusCurrent_ ) return;
+   statusCurrent_ = isCurrent;
+   if( isOfList() ) isCurrent ? --outdatedLists : ++outdatedLists;
+   publisher_.publishChange( Quoin::FieldId( Field::statusCurrent ) );
+}
+
+bool PolicySymbol::listsAreCurrent() noexcept {
+   return outdatedLists == 0;
+}
 
 Quoin::Publisher * PolicySymbol::publisher() const noexcept {
    return &publisher_;

@@ -35,7 +35,7 @@ class ROUTEPOLICY_API PolicySymbol : public Zeugma::DedupHandleBase {
  public:
    enum class Field : Quoin::FieldId { notifier, statusCurrent, derived };   // a derived class starts its own fields at `derived`
 
-   explicit PolicySymbol( const Quoin::String & name );
+   explicit PolicySymbol( const Quoin::String & name ) : PolicySymbol( name, Of::list ) {}
    ~PolicySymbol() override;
    Quoin::Publisher * publisher() const noexcept override;
 
@@ -43,6 +43,14 @@ class ROUTEPOLICY_API PolicySymbol : public Zeugma::DedupHandleBase {
    const Quoin::String & name() const noexcept { return name_; }
    /// The version of the notifier; 0 if the notifier is null.
    uint32_t notifierVersion() const noexcept { return notifier_.value ? notifier_.value->version() : 0; }
+
+   /// Whether the status of the symbol agrees with the configuration. The producer clears it when a change begins, and sets it when the
+   /// change is published.
+   bool statusCurrent() const noexcept { return statusCurrent_; }
+   void statusCurrentIs( bool isCurrent );
+   bool isOfList() const noexcept { return of_ == Of::list; }
+   /// Whether all symbols of lists are current: then no route map waits for a list. Any thread; it tells of the symbols of its own thread.
+   static bool listsAreCurrent() noexcept;
 
    /// The hash() of a symbol of that name.
    static uint32_t hashOf( const Quoin::String & name ) noexcept { return name.hash(); }
@@ -53,15 +61,16 @@ class ROUTEPOLICY_API PolicySymbol : public Zeugma::DedupHandleBase {
    bool compareLessThanByContent( const Zeugma::DedupContentHandle & content ) const override;
 
  protected:
+   enum class Of : uint8_t { list, routeMap };
+   PolicySymbol( const Quoin::String & name, Of of );
    mutable Quoin::Publisher publisher_;
 
    /// The object with the version, to which holders subscribe. A new symbol has its own notifier. May be null.
    PLINTH_ATTR( notifier, notifierIs, Field::notifier, Quoin::Ptr<PolicySymbolNotifier> );
-   /// Whether the status of the symbol agrees with the configuration. The producer clears it when a change begins, and sets it when the
-   /// change is published.
-   PLINTH_ATTR( statusCurrent, statusCurrentIs, Field::statusCurrent, bool );
 
  private:
+   const Of of_;
+   bool statusCurrent_ = true;
    Quoin::String name_;
 };
 

@@ -61,16 +61,21 @@ TEST_F( SequenceLedgerTest, aSequenceIsEnteredAgainAfterItWasApplied ) {
 
 TEST_F( SequenceLedgerTest, asksEachSymbolInUse ) {
    const auto root = Quoin::makeNode<PolicyRoot>();
-   const auto symbol = root->tagSetTable()->symbol( "TS" );
-   symbol->statusCurrentIs( false );
-   EXPECT_TRUE( ledger.symbolsAreCurrent() );
-   ledger.symbolIs( symbol );
-   ledger.symbolIs( symbol );
-   ledger.symbolDel( symbol );
-   EXPECT_FALSE( ledger.symbolsAreCurrent() ) << "one use is left";
-   ledger.symbolDel( symbol );
-   EXPECT_TRUE( ledger.symbolsAreCurrent() );
-   EXPECT_DEATH( ledger.symbolDel( symbol ), "uses_.contains" );
+   using Routing::RouteMap::PolicySymbol;
+   const Quoin::Ptr<PolicySymbol> symbols[] = { root->tagSetTable()->symbol( "TS" ), root->routeMapTable()->symbol( "RM" ) };
+   for( const auto & symbol : symbols ) {
+      symbol->statusCurrentIs( false );
+      EXPECT_TRUE( ledger.symbolsAreCurrent() );
+      ledger.symbolIs( symbol );
+      ledger.symbolIs( symbol );
+      ledger.symbolDel( symbol );
+      EXPECT_FALSE( ledger.symbolsAreCurrent() ) << "one use is left";
+      ledger.symbolDel( symbol );
+      EXPECT_TRUE( ledger.symbolsAreCurrent() );
+      EXPECT_DEATH( ledger.symbolDel( symbol ), "uses.contains" );
+      EXPECT_EQ( PolicySymbol::listsAreCurrent(), !symbol->isOfList() ) << "a callee counts as a list";
+      symbol->statusCurrentIs( true );
+   }
 }
 
 }   // namespace

@@ -160,4 +160,18 @@ TEST( PolicySymbol, givesTheVersionOfItsNotifier ) {
    EXPECT_EQ( symbol->notifierVersion(), 0u ) << "without one";
 }
 
+// If the count stayed above zero, each edit of a list would ask all lists of a route map.
+TEST( PolicySymbol, tellsWhetherTheSymbolsOfAllListsAreCurrent ) {
+   EXPECT_TRUE( PolicySymbol::listsAreCurrent() );
+   auto gone = makeNode<PolicySymbol>( "GONE" );
+   const auto stays = makeNode<PolicySymbol>( "STAYS" );
+   gone->statusCurrentIs( false );
+   stays->statusCurrentIs( false );
+   stays->statusCurrentIs( false );
+   stays->statusCurrentIs( true );
+   EXPECT_FALSE( PolicySymbol::listsAreCurrent() );
+   gone = nullptr;
+   EXPECT_TRUE( PolicySymbol::listsAreCurrent() );
+}
+
 }   // namespace
