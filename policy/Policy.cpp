@@ -563,28 +563,36 @@ inline const RouteMapPlan * onlyPlan( const RouteMapStatusList & list ) {
 
 // Whether nothing but the verdict of the step is left. No branch on the verdict: it would be mispredicted.
 inline bool isVerdict( const PlanStep & step, const Result_ & result ) {
-   return step.left >= PlanStep::Left::deny && !result.dps();
+   return step.isVerdict() && !result.dps();
 }
 
-// Goes on with the first step of the only route map.
-bool evalFrom( const PolicyEval & policyEval, PlannedRoute & route, const RouteMapStatusList & list, Result_ & result,
-               const RouteMapPlan & plan, const PlanStep * step ) {
-   if( !step || step->left == PlanStep::Left::deny ) return false;
-   if( step->left == PlanStep::Left::setters ) {
-      runSetters( policyEval.context(), { &step->seq, 1 }, result );
+// What the short way of evalRoute() has read of a route.
+struct ReadInFront {
+   const Ferule::IpGenPrefix * prefix;   // null if it was not read
+   uint64_t key = 0;                     // of the only attribute
+   bool isPermitted = false;             // by the only list
+};
+
+// Goes on with the first step of the only route map, unless its plan reads several things: then the first step is still to be found.
+// `plan`: of the only route map, or null.
+[[gnu::noinline]] bool evalFully( const PolicyEval & policyEval, const MatchInput_ * input, const ReadInFront & read,
+                                  const RouteMapStatusList & list, Result_ & result, const RouteMapPlan * plan, const PlanStep * first ) {
+   PlannedRoute route( input, visitsCalls<NoObserver> );
+   route.prefixIs( read.prefix );
+   if( !plan ) return evalAndSet( policyEval, route, list, result, NoObserver{} );
+   const auto reads = plan->reads();
+   if( reads == RouteMapPlan::Reads::oneKey ) route.keyIs( plan->onlyAttribute(), read.key );
+   if( reads == RouteMapPlan::Reads::oneList ) route.answerIs( *plan->onlyList(), read.isPermitted );
+   if( reads == RouteMapPlan::Reads::several ) first = firstStep( *plan, route );
+   if( !first ) return false;
+   if( isVerdict( *first, result ) ) return first->left == PlanStep::Left::permit;
+   if( first->left == PlanStep::Left::deny ) return false;
+   if( first->left == PlanStep::Left::setters ) {
+      runSetters( policyEval.context(), { &first->seq, 1 }, result );
       return true;
    }
-   route.firstIs( plan, step );
+   route.firstIs( *plan, first );
    return evalAndSet( policyEval, route, list, result, NoObserver{} );
-}
-
-// `plan`: of the only route map, or null.
-[[gnu::noinline]] bool evalFully( const PolicyEval & policyEval, PlannedRoute & route, const RouteMapStatusList & list, Result_ & result,
-                                  const RouteMapPlan * plan ) {
-   if( !plan ) return evalAndSet( policyEval, route, list, result, NoObserver{} );
-   const PlanStep * const step = firstStep( *plan, route );
-   if( step && isVerdict( *step, result ) ) return step->left == PlanStep::Left::permit;
-   return evalFrom( policyEval, route, list, result, *plan, step );
 }
 
 // Most points of application have one route map, whose plan reads one attribute of a route and decides about most routes alone: then nothing
@@ -592,39 +600,32 @@ bool evalFrom( const PolicyEval & policyEval, PlannedRoute & route, const RouteM
 [[gnu::always_inline]] inline bool evalRoute( const PolicyEval & policyEval, const MatchInput_ * input, const Ferule::IpGenPrefix * prefix,
                                               const RouteMapStatusList & list, Result_ & result ) {
    const RouteMapPlan * const plan = policyEval.context() ? nullptr : onlyPlan( list );
-   const auto reads = plan ? plan->reads() : RouteMapPlan::Reads::several;
+   ReadInFront read{ prefix };
+   PlanStep byRow;
    const PlanStep * step = nullptr;
-   uint64_t key = 0;
-   bool isPermitted = false;   // by the only list
-   switch( reads ) {
+   switch( plan ? plan->reads() : RouteMapPlan::Reads::several ) {
       case RouteMapPlan::Reads::nothing: step = plan->firstAlways(); break;
       case RouteMapPlan::Reads::oneKey: {
-         key = MatchKey::of( *input, plan->onlyAttribute() ).value;
-         const PlanSteps * const steps = plan->keyedBy( plan->onlyAttribute(), key );
+         read.key = MatchKey::of( *input, plan->onlyAttribute() ).value;
+         const PlanSteps * const steps = plan->keyedBy( plan->onlyAttribute(), read.key );
          step = firstOf( plan->firstAlways(), steps ? &steps->front() : nullptr );
          break;
       }
       case RouteMapPlan::Reads::oneList:
-         if( !prefix ) prefix = input->getPrefixPointer();
-         isPermitted = plan->onlyList()->permits( *prefix );
-         step = plan->firstByOnlyList( isPermitted );
+         if( !read.prefix ) read.prefix = input->getPrefixPointer();
+         read.isPermitted = plan->onlyList()->permits( *read.prefix );
+         step = plan->firstByOnlyList( read.isPermitted );
          break;
       case RouteMapPlan::Reads::lists:
-         if( !prefix ) prefix = input->getPrefixPointer();
-         step = firstOf( plan->firstAlways(), plan->listedFrom( 0, *prefix ) );
+         if( !read.prefix ) read.prefix = input->getPrefixPointer();
+         step = plan->rowsDecide() && !result.dps() ? plan->verdictByRow( *read.prefix, byRow ) : plan->listedFrom( 0, *read.prefix );
+         step = firstOf( plan->firstAlways(), step );
          break;
-      case RouteMapPlan::Reads::several: {
-         PlannedRoute route( input, visitsCalls<NoObserver> );
-         route.prefixIs( prefix );
-         return evalFully( policyEval, route, list, result, plan );
-      }
+      case RouteMapPlan::Reads::several: return evalFully( policyEval, input, read, list, result, plan, nullptr );
    }
-   if( step && isVerdict( *step, result ) ) return step->left == PlanStep::Left::permit;
-   PlannedRoute route( input, visitsCalls<NoObserver> );
-   route.prefixIs( prefix );
-   if( reads == RouteMapPlan::Reads::oneKey ) route.keyIs( plan->onlyAttribute(), key );
-   if( reads == RouteMapPlan::Reads::oneList ) route.answerIs( *plan->onlyList(), isPermitted );
-   return evalFrom( policyEval, route, list, result, *plan, step );
+   if( step && isVerdict( *step, result ) ) [[likely]]
+      return step->left == PlanStep::Left::permit;
+   return step && evalFully( policyEval, input, read, list, result, plan, step );
 }
 
 // As a list with one entry.

@@ -63,7 +63,7 @@ RouteMapPlan::Reads RouteMapPlan::toRead() noexcept {
    if( hasKeys || hasOwnKeys() || !content_.calls.empty() || families + content_.asked.count() != 1 ) return Reads::several;
    if( families == 0 )
       onlyListIs( *content_.asked.begin()->second.rows, content_.asked.begin()->second.steps.front() );
-   else if( content_.listed.size() == 1 )
+   else if( content_.listed.size() == 1 && content_.listed.begin()->second.left != PlanStep::Left::deny )   // else no row permits
       onlyListIs( *content_.rows[ content_.rows[ 0 ] ? 0 : 1 ], content_.listed.begin()->second );
    return onlyList_ ? Reads::oneList : Reads::lists;
 }
@@ -77,9 +77,7 @@ void RouteMapPlan::onlyListIs( const RouteMap::PrefixListRows & list, const Plan
 RouteMapPlan::~RouteMapPlan() = default;
 
 const PlanStep * RouteMapPlan::listedFrom( uint32_t seqno, const Ferule::IpGenPrefix & prefix ) const noexcept {
-   const bool isIpv6 = prefix.af() == Ferule::AddressFamily::ipv6;
-   if( !isIpv6 && prefix.af() != Ferule::AddressFamily::ipv4 ) return nullptr;
-   const auto * const rows = content_.rows[ isIpv6 ].get();
+   const auto * const rows = rowsOf( prefix );
    if( !rows ) return nullptr;
    const auto row = seqno == 0 ? rows->governing( prefix ) : rows->governing( prefix, seqno );
    if( !row.found ) return nullptr;

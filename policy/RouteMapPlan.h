@@ -5,7 +5,8 @@
 /// A plan finds each sequence in one way, by the clause that the fewest routes are expected to pass (Matcher::keys()):
 ///    keys      a clause that only routes with certain values pass: a hash table has the sequences of each value
 ///    prefixes  a prefix list with up to kMostEntries entries: the permit entries of all these lists are rows of one trie, which have the
-///              number of the sequence in place of their own. The governing row of a prefix is the first sequence that can match.
+///              number of the sequence in place of their own. The governing row of a prefix is the first sequence that can match. The row
+///              of a sequence that denies every route which it finds is a deny row.
 ///    asked     a larger prefix list: it is asked itself, once for all its sequences, if the route comes to the first of them
 ///    always    none of these: each route may match
 /// A sequence without such a clause that calls a small route map is found by all ways that lead to a permit of that route map; these may be
@@ -58,6 +59,8 @@ struct PlanStep {
    Left left = Left::evaluation;
 
    bool isDecided() const noexcept { return left >= Left::setters; }
+   /// Whether nothing but the verdict is left.
+   bool isVerdict() const noexcept { return left >= Left::deny; }
    /// Whether the route is the same after its matchers were asked, up to the one with this option, which did not match.
    bool leavesRoute( unsigned failed ) const noexcept { return 2 * failed < changesFrom; }
 
@@ -117,6 +120,7 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
       Plinth::TreeMap<uint32_t, PlanStep> always;
       std::array<Plinth::HashTrie<uint64_t, Keyed>, MatchKey::kAttributes> keys;   // of each attribute
       Plinth::HashTrie<uint32_t, std::pair<uint32_t, PlanStep>> listed;            // the sequences of `rows`, by number
+      size_t undecided = 0;                                                        // members of `listed` that are more than a verdict
       std::array<Quoin::Ptr<const RouteMap::PrefixListRows>, 2> rows;              // IPv4, IPv6; null if there are none
       Plinth::TreeMap<uint32_t, Asked> asked;                                      // by the number of the first step
       Plinth::TreeMap<uint32_t, PlanStep> calls;   // also found by keys, rows or a large list; observers are notified of each call
@@ -157,6 +161,17 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
    bool hasRows() const noexcept { return content_.rows[ 0 ] || content_.rows[ 1 ]; }
    /// The first step with this number or a higher one that a prefix list finds; null if there is none.
    const PlanStep * listedFrom( uint32_t seqno, const Ferule::IpGenPrefix & prefix ) const noexcept;
+   /// Whether each step that a prefix list finds is a verdict.
+   bool rowsDecide() const noexcept { return content_.undecided == 0; }
+   /// As listedFrom(), of the first step. Returns `step`, which receives the number and the verdict only. For plans whose rows decide.
+   const PlanStep * verdictByRow( const Ferule::IpGenPrefix & prefix, PlanStep & step ) const noexcept {
+      const auto * const rows = rowsOf( prefix );
+      if( !rows ) return nullptr;
+      const auto row = rows->governing( prefix );
+      step.seqno = row.seqno;
+      step.left = row.permit ? PlanStep::Left::permit : PlanStep::Left::deny;
+      return row.found ? &step : nullptr;
+   }
    /// Of Reads::oneList; else null.
    const RouteMap::PrefixListRows * onlyList() const noexcept { return onlyList_; }
    /// The first step of a route that this list permits, or does not permit: kNoStep if there is none. No branch: it would be mispredicted.
@@ -166,6 +181,11 @@ class ROUTEPOLICY_API RouteMapPlan final : public Quoin::Node {
 
  private:
    friend class RouteMapPlanner;
+   // The rows of the family of the prefix; null if there are none.
+   const RouteMap::PrefixListRows * rowsOf( const Ferule::IpGenPrefix & prefix ) const noexcept {
+      const bool isIpv6 = prefix.af() == Ferule::AddressFamily::ipv6;
+      return isIpv6 || prefix.af() == Ferule::AddressFamily::ipv4 ? content_.rows[ isIpv6 ].get() : nullptr;
+   }
    Reads toRead() noexcept;
    void onlyListIs( const RouteMap::PrefixListRows & list, const PlanStep & step );
 

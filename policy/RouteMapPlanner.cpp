@@ -58,6 +58,12 @@ void changesAt( PlanStep & step, MatchOption option, MatchKeys::Effect effect ) 
    step.changesFrom = std::min( step.changesFrom, uint16_t( from ) );
 }
 
+// Whether a plan says the same of both, but for the object. An edit of the configuration clones all sequences of its route map.
+bool isClone( const RouteMapSeqStatus & a, const RouteMapSeqStatus & b ) {
+   return a.subRouteMapRawPtr() == b.subRouteMapRawPtr() && a.subInvert() == b.subInvert() && a.matchAction() == b.matchAction() &&
+      !a.continueSeq() == !b.continueSeq() && a.setter().empty() == b.setter().empty() && std::ranges::equal( a.matcher(), b.matcher() );
+}
+
 // `begun`: evaluation, or the remainder.
 PlanStep::Left leftOf( const RouteMapSeqStatus & seq, PlanStep::Left begun ) {
    const size_t answered = begun == PlanStep::Left::remainder ? 1 : 0;
@@ -100,6 +106,9 @@ PlanInWork::Way PlanInWork::wayTo( const RouteMapSeqStatus & seq, Limits & limit
    const RouteMapStatus * const callee = seq.subRouteMapRawPtr();
    if( callee && !byCallee( way, *callee, limits ) ) way.isSkippable = false;
    way.step.left = leftOf( seq, way.step.left );
+   if( way.step.left == PlanStep::Left::deny )
+      for( Rows & rows : way.rows )
+         for( Item & item : rows ) item.row = PrefixRow( item.row.seqno(), false, item.row.ge(), item.row.le() );
    return way;
 }
 
@@ -197,7 +206,7 @@ void PlanInWork::removeSteps( const Way & way ) {
       QUOIN_ASSERT( found, "the keys of a matcher have changed" );
       keyIs( key, found->second.without( seqno ) );
    }
-   if( way.isListed() ) content_.listed.extract( seqno );
+   if( way.isListed() ) content_.undecided -= !content_.listed.extract( seqno ).member->second.isVerdict();
    if( way.asked ) askedIs( way.asked, stepsOf( way.asked ), stepsOf( way.asked ).without( seqno ) );
    if( way.isCall ) content_.calls.erase( seqno );
 }
@@ -213,8 +222,9 @@ void PlanInWork::keyIs( const MatchKey & key, const PlanSteps & steps ) {
 }
 
 void PlanInWork::listedIs( const PlanStep & step ) {
+   content_.undecided += !step.isVerdict();
    if( auto * const own = content_.listed.own( step.seqno ) )
-      own->second = step;
+      content_.undecided -= !std::exchange( own->second, step ).isVerdict();
    else
       content_.listed.insert( { step.seqno, step } );
 }
@@ -287,25 +297,53 @@ void PlanInWork::build( const RouteMapPlan::Sequences & sequences, Callees & cal
    content_.sequences = sequences;
 }
 
-// Many changes, as after an edit of the configuration, cost more than a new plan: the steps of one key are copied for each.
-bool PlanInWork::hasFewChanges( const RouteMapPlan::Sequences & sequences ) const {
-   constexpr size_t kMany = 1000;
-   size_t changes = 0;
-   RouteMapPlan::Sequences::differences( content_.sequences, sequences, [ & ]( auto, auto ) { ++changes; } );
-   return changes <= kMany;
+bool PlanInWork::edit( const RouteMapPlan::Sequences & sequences, Callees & callees ) {
+   constexpr size_t kMany = 1000;   // a new plan costs less: an edit copies the steps of a key
+   std::vector<Change> changes;
+   size_t clones = 0;
+   RouteMapPlan::Sequences::differences( content_.sequences, sequences, [ & ]( const Member * before, const Member * after ) {
+      changes.push_back( { before, after, before && after && isClone( *before->second, *after->second ) } );
+      clones += changes.back().isClone;
+   } );
+   const bool renewsAll = 4 * clones > sequences.count();   // as after an edit of the configuration
+   if( changes.size() - ( renewsAll ? clones : 0 ) > kMany ) return false;
+   for( const Change & change : changes ) {
+      if( change.after ) seal( *change.after->second, callees );
+      if( !( renewsAll && change.isClone ) ) apply( change );
+   }
+   content_.sequences = sequences;
+   if( renewsAll ) renewSteps();
+   return true;
 }
 
-void PlanInWork::edit( const RouteMapPlan::Sequences & sequences, Callees & callees ) {
-   using Member = RouteMapPlan::Sequences::Member;
-   RouteMapPlan::Sequences::differences( content_.sequences, sequences, [ & ]( const Member * before, const Member * after ) {
-      const Way old = before ? wayTo( *before->second ) : Way();
-      if( after ) seal( *after->second, callees );
-      const Way now = after ? wayTo( *after->second ) : Way();
-      for( unsigned family = 0; family < old.rows.size(); ++family ) rowsChange( family, old.rows[ family ], now.rows[ family ] );
-      if( before && !( after && old.isLike( now ) ) ) removeSteps( old );
-      if( after ) addSteps( now );
-   } );
-   content_.sequences = sequences;
+void PlanInWork::apply( const Change & change ) {
+   const Way old = change.before ? wayTo( *change.before->second ) : Way();
+   const Way now = change.after ? wayTo( *change.after->second ) : Way();
+   for( unsigned family = 0; family < old.rows.size(); ++family ) rowsChange( family, old.rows[ family ], now.rows[ family ] );
+   if( change.before && !( change.after && old.isLike( now ) ) ) removeSteps( old );
+   if( change.after ) addSteps( now );
+}
+
+// Gives each step the present object of its sequence.
+void PlanInWork::renewSteps() {
+   const auto renewed = [ this ]( PlanStep step ) {
+      step.seq = content_.sequences.find( step.seqno )->get();
+      return step;
+   };
+   const auto allRenewed = [ & ]( const PlanSteps & steps ) {
+      if( steps.all().size() == 1 ) return PlanSteps( renewed( steps.front() ) );
+      std::vector<PlanStep> now( steps.all().begin(), steps.all().end() );
+      std::ranges::transform( now, now.begin(), renewed );
+      return PlanSteps( std::move( now ) );
+   };
+   // Each loop visits a copy.
+   for( auto * const steps : { &content_.always, &content_.calls } )
+      for( const auto & [ seqno, step ] : Plinth::TreeMap( *steps ) ) steps->put( seqno, renewed( step ) );
+   for( auto & keys : content_.keys )
+      for( const auto & [ value, steps ] : Plinth::HashTrie( keys ) ) keys.own( value )->second = allRenewed( steps );
+   for( const auto & [ seqno, step ] : Plinth::HashTrie( content_.listed ) ) content_.listed.own( seqno )->second = renewed( step );
+   for( const auto & [ seqno, asked ] : Plinth::TreeMap( content_.asked ) )
+      content_.asked.put( seqno, { asked.rows, allRenewed( asked.steps ) } );
 }
 
 const RouteMapPlan::Content & PlanInWork::content() {
@@ -321,9 +359,7 @@ Quoin::Ptr<const RouteMapPlan> RouteMapPlanner::plan( const RouteMapPlan::Sequen
                                                       const Quoin::Ptr<const RouteMapPlan> & base, PlanInWork::Callees & callees ) {
    const uint64_t seals = Quoin::Seal::broken();
    auto work = base && base->isCurrent() ? base->planner_->take() : nullptr;
-   if( work && work->hasFewChanges( sequences ) ) {
-      work->edit( sequences, callees );
-   } else {
+   if( !work || !work->edit( sequences, callees ) ) {
       work = std::make_unique<PlanInWork>();
       work->build( sequences, callees );
    }

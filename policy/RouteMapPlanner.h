@@ -20,17 +20,23 @@ class PlanInWork {
  public:
    using Callees = std::vector<const RouteMapStatus *>;
 
-   bool hasFewChanges( const RouteMapPlan::Sequences & sequences ) const;
    // For a new object.
    void build( const RouteMapPlan::Sequences & sequences, Callees & callees );
-   // Errors: as RouteMapPlan::of(); the object is then useless.
-   void edit( const RouteMapPlan::Sequences & sequences, Callees & callees );
+   // Returns false, and changes nothing, if a new object costs less. Errors: as RouteMapPlan::of(); the object is then useless.
+   bool edit( const RouteMapPlan::Sequences & sequences, Callees & callees );
    // Brings the tries up to date.
    const RouteMapPlan::Content & content();
 
  private:
    using Editor = RouteMap::PrefixListRowsEditor;
    using Rows = std::vector<Editor::Item>;
+   using Member = RouteMapPlan::Sequences::Member;
+   // Of one sequence; null if there was none, or is none.
+   struct Change {
+      const Member * before;
+      const Member * after;
+      bool isClone;
+   };
    // How a sequence is found.
    struct Way {
       PlanStep step;
@@ -62,6 +68,8 @@ class PlanInWork {
    static bool byList( Way & way, const RouteMap::PrefixListRows & list, const Limits & limits );
    static bool byCallee( Way & way, const RouteMapStatus & callee, Limits & limits );
    void seal( const RouteMapSeqStatus & seq, Callees & callees ) const;
+   void apply( const Change & change );
+   void renewSteps();
    void addSteps( const Way & way );
    void removeSteps( const Way & way );
    void listedIs( const PlanStep & step );

@@ -123,7 +123,7 @@ inline void expectAsTheWalk(
 
 /// What a plan consists of. The rows of a list are in no order.
 struct PlainContent {
-   explicit PlainContent( const RouteMapPlan::Content & content ) {
+   explicit PlainContent( const RouteMapPlan::Content & content ) : undecided( content.undecided ) {
       for( const auto & [ seqno, seq ] : content.sequences ) sequences.emplace_back( seqno, seq.get() );
       for( const auto & [ seqno, step ] : content.always ) always.emplace( seqno, step );
       for( size_t attribute = 0; attribute < content.keys.size(); ++attribute )
@@ -146,6 +146,7 @@ struct PlainContent {
 
    std::vector<std::pair<uint32_t, const RouteMapSeqStatus *>> sequences;
    std::map<uint32_t, PlanStep> always, listed, calls;
+   size_t undecided;
    std::map<uint32_t, std::pair<const Routing::RouteMap::PrefixListRows *, std::vector<PlanStep>>> asked;
    std::map<std::tuple<size_t, uint64_t>, std::vector<PlanStep>> keys;   // by attribute and value
    std::array<std::vector<std::tuple<uint64_t, uint64_t, unsigned, uint64_t>>, 2> rows;
@@ -155,6 +156,7 @@ inline void expectEqual( const PlainContent & a, const PlainContent & b ) {
    EXPECT_TRUE( a.sequences == b.sequences );
    EXPECT_TRUE( a.always == b.always );
    EXPECT_TRUE( a.listed == b.listed );
+   EXPECT_EQ( a.undecided, b.undecided );
    EXPECT_TRUE( a.asked == b.asked );
    EXPECT_TRUE( a.calls == b.calls );
    EXPECT_TRUE( a.keys == b.keys );

@@ -138,10 +138,10 @@ class Line {
             const auto i = policy_.editSet();
             return replace<TagSetMatcher>( map, old[ i ].get(), policy_.sets()[ i ] );
          }
-         case 4:
-            if( !map.seqStatus().empty() ) {   // an equal one
-               const Ptr<const RouteMapSeqStatus> seq = ( *map.seqStatus().begin() ).second;
-               map.seqStatusIs( RouteMapSeqStatus::newFrom( seq, seq->seqno() ) );
+         case 4:   // equal ones; all of them, as after an edit of the configuration, or some
+            for( const auto & [ seqno, seq ] : RouteMapStatus::Sequences( map.seqStatus() ) ) {
+               map.seqStatusIs( RouteMapSeqStatus::newFrom( seq, seqno ) );
+               if( policy_.chance( 20 ) ) return;
             }
             return;
          default: return map.seqStatusIs( policy_.sequence( policy_.seqno(), 0 ) );
