@@ -7,12 +7,18 @@
 #include <gmock/gmock.h>
 
 #include "policy/DistanceSetter.h"
+#include "policy/InterfaceMatcher.h"
+#include "policy/IsisInstanceMatcher.h"
 #include "policy/MatchedRouteMapSequences.h"
+#include "policy/NexthopMatcher.h"
+#include "policy/OspfInstanceMatcher.h"
 #include "policy/Policy.h"
 #include "policy/PrefixListMatcher.h"
+#include "policy/ResolvedNexthopInfoSet.h"
 #include "policy/RouteMetricMatcher.h"
 #include "policy/RouteMetricSetter.h"
 #include "policy/RoutingPolicyAcl.h"
+#include "policy/SourceProtoMatcher.h"
 #include "policy/TagMatcher.h"
 #include "policy/TagSetMatcher.h"
 #include "tests/policy/EvalFixtures.h"
@@ -23,7 +29,10 @@ namespace {
 
 using namespace EvalTest;
 
-/// A sequence with a prefix list, an access list, a tag, a tag set and a metric, all of which hold for theRoute().
+const Ferule::IpGenAddr nexthop( "192.0.2.1" );
+const Ferule::IntfId interface( 3 );
+
+/// A sequence with a matcher of each kind that the library has, all of which hold for theRoute().
 SeqBuilder matching( uint32_t seqno ) {
    return seq( seqno )
       .match( makeNode<PrefixListMatcher>( "P", ListFixtures::prefixList( { "10 deny 10.0.0.0/8 ge 24", "20 permit 10.0.0.0/8 le 16" } ) ),
@@ -34,6 +43,17 @@ SeqBuilder matching( uint32_t seqno ) {
       .match( makeNode<TagSetMatcher>( "T", makeNode<TagSetStatus>( "T", std::initializer_list<Routing::RouteTag>{ 7, 8 } ) ),
               MatchOption::matchTagSet )
       .match( makeNode<RouteMetricMatcher>( 100 ), MatchOption::matchMetric )
+      .match( makeNode<InterfaceMatcher>( interface ), MatchOption::matchInterface )
+      .match( makeNode<NexthopMatcher>( nexthop ), MatchOption::matchIpNexthop )
+      .match( makeNode<NexthopPrefixListMatcher>( "N", ListFixtures::prefixList( { "10 permit 192.0.2.0/24 le 32" } ) ),
+              MatchOption::matchIpNexthopPrefixList )
+      .match( makeNode<ResolvedNexthopPfxListMatcher>( "S", ListFixtures::prefixList( { "10 permit 192.0.2.0/24 le 32" } ) ),
+              MatchOption::matchIpResolvedNexthopPrefixList )
+      .match( makeNode<RouterIdMatcher>( "R", ListFixtures::prefixList( { "10 permit 0.0.0.0/0 le 32" } ) ),
+              MatchOption::matchRouterIdPrefixList )
+      .match( makeNode<SourceProtoMatcher>( Routing::RouteProto( 1 ) ), MatchOption::matchSourceProtocol )
+      .match( makeNode<OspfInstanceMatcher>( 4 ), MatchOption::matchOspfInstance )
+      .match( makeNode<IsisInstanceMatcher>( 5 ), MatchOption::matchIsisInstance )
       .set( makeNode<DistanceSetter>( 9 ), SetOption::setDistance )
       .set( makeNode<RouteMetricSetter>( 200 ), SetOption::setMetric );
 }
@@ -47,6 +67,16 @@ MatchInput_ theRoute() {
    MatchInput_ input = ListFixtures::routeTo( "10.1.0.0/16" );
    input.tagIs( 7 );
    input.metricIs( 100 );
+   input.nexthopIs( nexthop );
+   input.protocolIs( Routing::RouteProto( 1 ) );
+   input.ospfInstanceIs( 4 );
+   input.isisInstanceIs( 5 );
+   auto resolved = makeNode<ResolvedNexthopInfoSet>();
+   resolved->intfIdIs( interface );
+   resolved->resolvedNexthopIs( nexthop, true );
+   input.resolvedNexthopInfoSetIs( resolved );
+   input.matchInterfaceIs( true );
+   input.matchResolvedNexthopInfoIs( true );
    return input;
 }
 
@@ -162,6 +192,29 @@ TEST( Allocation, oneRouteMapAllocatesNothing ) {
               } ),
               0u );
    EXPECT_TRUE( permit );
+}
+
+// Threads that evaluate one policy would wait for each other if evaluation wrote to it, even to a use count. A thread of its own creates the
+// policy: a thread that has allocated entries before continues in a block of that time.
+TEST( AllocationDeathTest, evaluatingWritesNothingThatThreadsShare ) {
+   const auto evaluateInReadOnlyMemory = [] {
+      std::thread( [] {
+         ProtectableMemory memory;
+         const auto policies = rows();
+         const PolicyEval eval;
+         memory.readOnlyIs();
+         const MatchInput_ input = theRoute();
+         bool areRight = true;
+         for( const auto & row : policies ) {
+            Result_ result;
+            areRight &= eval.eval( &input, row.list, &result ) == row.permit;
+            MatchedRouteMapSequences matched;
+            areRight &= eval.evalPolicyMatchers( &input, row.list, &matched, nullptr ) == row.permit;
+         }
+         std::_Exit( areRight ? 0 : 1 );   // the policies cannot be released any more
+      } ).join();
+   };
+   EXPECT_EXIT( evaluateInReadOnlyMemory(), testing::ExitedWithCode( 0 ), "" );
 }
 
 }   // namespace
