@@ -194,8 +194,8 @@ TEST( Allocation, oneRouteMapAllocatesNothing ) {
    EXPECT_TRUE( permit );
 }
 
-// Threads that evaluate one policy would wait for each other if evaluation wrote to it, even to a use count. A thread of its own creates the
-// policy: a thread that has allocated entries before continues in a block of that time.
+// Threads that evaluate one policy would wait for each other if evaluation wrote to it, even to a use count. A thread of its own creates
+// the policy: a thread that has allocated entries before continues in a block of that time.
 TEST( AllocationDeathTest, evaluatingWritesNothingThatThreadsShare ) {
    const auto evaluateInReadOnlyMemory = [] {
       std::thread( [] {

@@ -5,6 +5,7 @@
 
 #include "tests/policy/EvalFixtures.h"
 #include "tests/policy/RandomPolicy.h"
+#include "tests/substrate/zeugma/AllocationCount.h"
 
 namespace PlanTest {
 namespace {
@@ -593,6 +594,33 @@ TEST( RouteMapPlanModel, aCalleeThatHasChangedHasAPlanAgain ) {
    makeNode<RouteMapStatusList>()->rmStatusIs( RmPrecedence::routeMapPrecedence, map );
    EXPECT_TRUE( map->plan() );
    EXPECT_TRUE( callee->plan() );
+}
+
+// An edit of the configuration, which clones all sequences, and short memory at each allocation of its plan.
+TEST( RouteMapPlanModel, aPlanThatLacksMemoryIsMadeLater ) {
+   const auto map = makeNode<RouteMapStatus>( "M" );
+   for( uint32_t i = 1; i <= 40; ++i )
+      map->seqStatusIs( i % 3 == 0      ? seqOf( i, setOf( 3 ) )
+                           : i % 3 == 1 ? seqOf( i, tagOf( i ) )
+                                        : seqOf( i, listOf( { "10 permit 10.0.0.0/8" } ) ) );
+   map->makePlan();
+   for( size_t n = 0, isShort = true; isShort; ++n ) {
+      const auto from = RouteMapStatus::successorOf( map, "M" );   // each plan has one successor
+      from->makePlan();
+      const PlainContent before( from->plan()->content() );
+      const auto next = RouteMapStatus::successorOf( from, "M" );
+      for( const auto & [ seqno, seq ] : from->seqStatus() ) next->seqStatusIs( RouteMapSeqStatus::newFrom( seq, seqno ) );
+      next->seqStatusIs( seqOf( 7, tagOf( 1000 ) ) );
+      {
+         const AllocationFailure failure( n );
+         next->makePlan();
+         isShort = failure.happened();
+      }
+      EXPECT_EQ( !next->plan(), bool( isShort ) );
+      next->makePlan();
+      expectPlanned( *next );
+      expectEqual( PlainContent( from->plan()->content() ), before );
+   }
 }
 
 // An agent's matcher that is derived from a class of the library and does not override keys().
