@@ -100,7 +100,8 @@ class ROUTEPOLICY_API PrefixListRows final : public Routing::PrefixDataSource {
    const Quoin::Ptr<PrefixRowLineage> lineage_;
    PrefixListRows * older_ = nullptr;
    PrefixListRows * newer_ = nullptr;
-   RetiredBlocks retired_;   // blocks that this generation has, and the next newer one does not
+   RetiredBlocks retired_;                     // blocks that this generation has, and the next newer one does not
+   std::vector<ReleasedPrefixRows> younger_;   // newer tries that were released while this generation was being released
 };
 
 template <class Visit>

@@ -33,21 +33,24 @@ void PrefixRowLineage::handOver( PrefixListRows * heir, RetiredBlocks & retired 
    if( areMany ) RetiredPrefixRows::joinFreed();
 }
 
-// The newest trie is released. `heir`: the newest generation in use, which owns its whole trie from now on; null for none.
-void PrefixRowLineage::release( const PrefixRowNode & root, size_t bytes, PrefixListRows * heir ) noexcept {
+// The newest trie is released. `heir`: the newest generation in use, which owns its whole trie from now on; null for none. `younger`: what
+// is to be freed first, because it shares blocks with that trie.
+void PrefixRowLineage::release( const PrefixRowNode & root, size_t bytes, PrefixListRows * heir,
+                                std::vector<ReleasedPrefixRows> younger ) noexcept {
+   const uint64_t shared = heir ? heir->generation_ : 0;
    if( heir ) heir->retired_.clear();   // they are blocks of its trie, which it owns now
-   if( bytes > kSmallBytes && !heir )
-      RetiredPrefixRows::take( root, nullptr, 0 );
-   else if( bytes > kSmallBytes && heir->incUseUnlessGone() )   // it must not free what it shares before the other blocks are freed
-      RetiredPrefixRows::take( root, heir, heir->generation_ );
-   else   // also if the heir is being released: it waits for our lock, and frees the rest
-      freeYounger( root, heir ? heir->generation_ : 0 );
+   if( bytes <= kSmallBytes && younger.empty() ) return freeYounger( root, shared );
+   Quoin::whole( "a release", [ & ] { younger.insert( younger.begin(), { root, shared } ); } );
+   if( !heir || heir->incUseUnlessGone() )   // it must not free what it shares before the other blocks are freed
+      RetiredPrefixRows::take( std::move( younger ), heir );
+   else
+      heir->younger_ = std::move( younger );   // it is being released, and waits for our lock
 }
 
 void PrefixRowLineage::generationIs( PrefixListRows & generation, RetiredBlocks & retired ) {
    {
       const std::lock_guard lock( mutex_ );
-      if( newest_ ) newest_->retired_.reserveFor( retired, newest_->generation_ );   // nothing fails from here on
+      if( newest_ ) newest_->retired_.reserveFor( retired );   // nothing fails from here on
       handOver( newest_, retired );
       generation.older_ = newest_;
       if( newest_ ) newest_->newer_ = &generation;
@@ -66,7 +69,7 @@ void PrefixRowLineage::generationDel( PrefixListRows & generation ) noexcept {
       else
          newest_ = older;
       handOver( older, generation.retired_ );
-      if( !generation.newer_ && !isEdited_ ) release( generation.root_, generation.bytes_, older );
+      if( !generation.newer_ && !isEdited_ ) release( generation.root_, generation.bytes_, older, std::move( generation.younger_ ) );
    }
    RetiredPrefixRows::letGo();
 }
@@ -78,7 +81,7 @@ void PrefixRowLineage::editorDel( const PrefixRowNode & root, size_t bytes, Reti
       // The newest generation that has a block keeps it.
       if( newest_ ) retired.forget( newest_->generation_ );
       handOver( nullptr, retired );
-      release( root, bytes, newest_ );
+      release( root, bytes, newest_, {} );
    }
    RetiredPrefixRows::letGo();
 }

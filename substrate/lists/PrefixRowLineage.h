@@ -15,6 +15,7 @@
 #pragma once
 
 #include <mutex>
+#include <vector>
 
 #include "substrate/lists/PrefixListRows.h"
 
@@ -37,7 +38,7 @@ class PrefixRowLineage final : public Quoin::Node {
 
  private:
    static void handOver( PrefixListRows * heir, RetiredBlocks & retired ) noexcept;
-   static void release( const PrefixRowNode & root, size_t bytes, PrefixListRows * heir ) noexcept;
+   static void release( const PrefixRowNode & root, size_t bytes, PrefixListRows * heir, std::vector<ReleasedPrefixRows> younger ) noexcept;
 
    std::mutex mutex_;
    PrefixListRows * newest_ = nullptr;   // of the published ones

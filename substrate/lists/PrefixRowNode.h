@@ -157,4 +157,10 @@ struct PrefixRowNode {
 };
 static_assert( sizeof( PrefixRowNode ) == 32 && sizeof( PrefixRowHeader ) == 8 );
 
+/// A trie to be freed, but for the blocks that were born in generation `shared` or before.
+struct ReleasedPrefixRows {
+   PrefixRowNode root;
+   uint64_t shared;
+};
+
 }   // namespace Routing::RouteMap

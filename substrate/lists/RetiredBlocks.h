@@ -1,22 +1,21 @@
 /// @file substrate/lists/RetiredBlocks.h
 /// Blocks of prefix lists that edits have replaced. They go from generation to generation, until no generation has them.
 ///
-/// The blocks stand in chunks, so that millions of them are added and handed over without a pause: a chunk that grows is small, and a large
-/// one goes from owner to owner as a whole.
+/// Millions of them are added and handed over without a pause: most of them are in rows of some thousands that are sorted by birth. The
+/// first part of such a row may go to an older generation without a copy; both owners then share the row.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
-#include <utility>
+#include <memory>
 #include <vector>
 
 #include "routepolicy_export.h"
 
 namespace Routing::RouteMap {
 
-/// In no order. Ownership: the owner frees the blocks. Threading: one thread at a time.
+/// In no order. Ownership: the owner frees the blocks. Threading: one thread at a time; several owners of one row need not wait for each other.
 class RetiredBlocks {
  public:
    struct Block {
@@ -27,91 +26,84 @@ class RetiredBlocks {
    bool empty() const noexcept { return size_ == 0; }
    /// Makes room for `n` calls of add(). Errors: std::bad_alloc.
    void reserve( size_t n ) {
-      if( !chunks_.empty() ) {
-         auto & last = chunks_.back().blocks;
-         if( last.capacity() - last.size() >= n ) return;
-         if( last.size() < kChunk ) return last.reserve( 2 * last.size() + n );
-      }
-      Chunk next;
-      next.blocks.reserve( n );
-      chunks_.push_back( std::move( next ) );
+      if( recent_.size() >= kRow ) sortRecent();
+      if( const size_t needed = recent_.size() + n; needed > recent_.capacity() ) recent_.reserve( recent_.size() + needed );
    }
    /// There is room.
    void add( const Block & block ) noexcept {
-      chunks_.back().add( block );
+      recent_.push_back( block );
       ++size_;
    }
    /// Makes room for `from.handOver( *this, generation )`. Errors: std::bad_alloc.
-   void reserveFor( const RetiredBlocks & from, uint64_t generation ) {
-      size_t single = 0;
-      for( const auto & chunk : from.chunks_ )
-         if( !chunk.goesWhole( generation ) ) single += chunk.blocks.size();
-      const size_t chunks = chunks_.size() + from.chunks_.size() + 1;
-      if( chunks > chunks_.capacity() ) chunks_.reserve( 2 * chunks );
-      reserve( single );
+   void reserveFor( const RetiredBlocks & from ) {
+      reserve( from.recent_.size() );
+      if( const size_t needed = parts_.size() + from.parts_.size(); needed > parts_.capacity() ) parts_.reserve( parts_.size() + needed );
    }
-   /// Moves the blocks that were born in `generation` or before to `heir`. Errors: std::bad_alloc, unless room was made; a part may then have
-   /// been moved.
+   /// Moves the blocks that were born in `generation` or before to `heir`. Errors: std::bad_alloc, and nothing has changed; none if room was
+   /// made.
    void handOver( RetiredBlocks & heir, uint64_t generation ) {
-      for( auto & chunk : chunks_ ) {
-         if( chunk.goesWhole( generation ) )
-            heir.take( chunk );
-         else
-            for( const auto & block : chunk.blocks )
-               if( block.birth <= generation ) {
-                  heir.reserve( 1 );
-                  heir.add( block );
-               }
-      }
+      heir.reserveFor( *this );
+      for( Part & part : parts_ )
+         if( const size_t end = part.endOf( generation ); end != part.begin ) {
+            heir.parts_.push_back( { part.row, part.begin, end } );
+            heir.size_ += end - part.begin;
+         }
+      for( const Block & block : recent_ )
+         if( block.birth <= generation ) heir.add( block );
       forget( generation );
    }
    /// Removes the blocks that were born in `generation` or before. Others have them.
    void forget( uint64_t generation ) noexcept {
-      for( auto & chunk : chunks_ ) chunk.forget( generation );
-      std::erase_if( chunks_, []( const Chunk & chunk ) { return chunk.blocks.empty(); } );
-      size_ = 0;
-      for( const auto & chunk : chunks_ ) size_ += chunk.blocks.size();
+      for( Part & part : parts_ ) part.begin = part.endOf( generation );
+      std::erase_if( parts_, []( const Part & part ) { return part.begin == part.end; } );
+      std::erase_if( recent_, [ = ]( const Block & block ) { return block.birth <= generation; } );
+      size_ = recent_.size();
+      for( const Part & part : parts_ ) size_ += part.end - part.begin;
    }
    /// Removes all blocks; the owner of a trie frees them with it.
    void clear() noexcept {
-      chunks_.clear();
+      parts_.clear();
+      recent_.clear();
       size_ = 0;
    }
    /// Removes one of at least one block, and returns its memory.
    void * takeOne() noexcept {
-      while( chunks_.back().blocks.empty() ) chunks_.pop_back();
-      void * const memory = chunks_.back().blocks.back().memory;
-      chunks_.back().blocks.pop_back();
       --size_;
+      if( !recent_.empty() ) {
+         void * const memory = recent_.back().memory;
+         recent_.pop_back();
+         return memory;
+      }
+      Part & part = parts_.back();
+      void * const memory = ( *part.row )[ --part.end ].memory;
+      if( part.begin == part.end ) parts_.pop_back();
       return memory;
    }
 
  private:
-   static constexpr size_t kChunk = 4096;   // blocks of a chunk that gets no more
+   static constexpr size_t kRow = 2048;   // sorting more would be a pause
+   using Row = std::vector<Block>;
 
-   struct Chunk {
-      std::vector<Block> blocks;
-      uint64_t lastBirth = 0;   // no block was born later
+   // The blocks of a row from `begin` to `end`, which other owners do not have. Not empty.
+   struct Part {
+      std::shared_ptr<const Row> row;   // in ascending order of birth
+      size_t begin, end;
 
-      bool goesWhole( uint64_t generation ) const noexcept { return blocks.size() >= kChunk && lastBirth <= generation; }
-      void add( const Block & block ) noexcept {
-         blocks.push_back( block );
-         lastBirth = std::max( lastBirth, block.birth );
-      }
-      void forget( uint64_t generation ) noexcept {
-         if( lastBirth <= generation )
-            blocks.clear();
-         else
-            std::erase_if( blocks, [ = ]( const Block & block ) { return block.birth <= generation; } );
+      // The end of those that were born in `generation` or before.
+      size_t endOf( uint64_t generation ) const noexcept {
+         const auto isOld = [ = ]( const Block & block ) { return block.birth <= generation; };
+         return size_t( std::partition_point( row->begin() + long( begin ), row->begin() + long( end ), isOld ) - row->begin() );
       }
    };
-   // The last chunk stays the last one: it has room.
-   void take( Chunk & chunk ) {
-      size_ += chunk.blocks.size();
-      chunks_.insert( chunks_.empty() ? chunks_.end() : std::prev( chunks_.end() ), std::exchange( chunk, {} ) );
+   void sortRecent() {
+      const auto row = std::make_shared<Row>();
+      parts_.push_back( { row, 0, recent_.size() } );
+      row->swap( recent_ );
+      std::ranges::sort( *row, {}, &Block::birth );
    }
 
-   std::vector<Chunk> chunks_;
+   std::vector<Part> parts_;
+   Row recent_;
    size_t size_ = 0;
 };
 

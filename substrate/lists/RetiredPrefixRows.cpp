@@ -12,38 +12,44 @@ namespace Routing::RouteMap {
 
 namespace {
 
-// A trie that is released: the nodes whose blocks are not freed yet, and with them all that is below.
-struct Trie {
-   std::vector<PrefixRowNode> nodes;
+// What is released of a list: tries, and the nodes of the last of them whose blocks are not freed yet, and with them all that is below.
+struct Tries {
+   std::vector<ReleasedPrefixRows> left;
    const PrefixListRows * heir;
-   uint64_t shared;
+   std::vector<PrefixRowNode> nodes = {};
 
-   // Frees the block of one node.
+   bool isDone() const noexcept { return left.empty(); }
+   // Frees the block of at most one node.
    void freeOne() {
-      const PrefixRowNode node = nodes.back();
-      nodes.pop_back();
-      for( unsigned i = 0; i < node.wideCount(); ++i ) add( node.children()[ i ] );
-      ::operator delete( node.memory() );
+      if( nodes.empty() ) {
+         add( left.back().root );
+      } else {
+         const PrefixRowNode node = nodes.back();
+         nodes.pop_back();
+         for( unsigned i = 0; i < node.wideCount(); ++i ) add( node.children()[ i ] );
+         ::operator delete( node.memory() );
+      }
+      if( nodes.empty() ) left.pop_back();
    }
    void add( const PrefixRowNode & node ) {
-      if( !node.isEmpty() && node.header().birth > shared ) nodes.push_back( node );
+      if( !node.isEmpty() && node.header().birth > left.back().shared ) nodes.push_back( node );
    }
 };
 
 // All that is not freed yet.
 struct Waiting {
    std::mutex mutex;
-   std::vector<Trie> tries;
+   std::vector<Tries> tries;
    std::vector<RetiredBlocks> blocks;
    std::atomic<bool> any = false;
 
    // The heirs of finished tries are added to `heirs`.
    void freeSome( size_t atMost, std::vector<const PrefixListRows *> & heirs ) {
       for( ; atMost != 0 && !tries.empty(); --atMost ) {
-         Trie & trie = tries.back();
-         if( !trie.nodes.empty() ) trie.freeOne();
-         if( !trie.nodes.empty() ) continue;
-         if( trie.heir ) heirs.push_back( trie.heir );
+         Tries & last = tries.back();
+         last.freeOne();
+         if( !last.isDone() ) continue;
+         if( last.heir ) heirs.push_back( last.heir );
          tries.pop_back();
       }
       for( ; atMost != 0 && !blocks.empty(); --atMost ) {
@@ -81,14 +87,10 @@ void RetiredPrefixRows::joinFreed() noexcept {
    ::operator delete( large );
 }
 
-void RetiredPrefixRows::take( const PrefixRowNode & root, const PrefixListRows * heir, uint64_t shared ) noexcept {
+void RetiredPrefixRows::take( std::vector<ReleasedPrefixRows> tries, const PrefixListRows * heir ) noexcept {
    Waiting & rows = waiting();
    const std::lock_guard lock( rows.mutex );
-   Quoin::whole( "a release", [ & ] {
-      Trie trie{ {}, heir, shared };
-      trie.add( root );
-      rows.tries.push_back( std::move( trie ) );
-   } );
+   Quoin::whole( "a release", [ & ] { rows.tries.push_back( { std::move( tries ), heir } ); } );
    rows.any.store( true, std::memory_order_relaxed );
 }
 

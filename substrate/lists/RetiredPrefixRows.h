@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
+#include <vector>
 
 #include "routepolicy_export.h"
 #include "substrate/lists/PrefixListRows.h"
@@ -23,8 +23,8 @@ class ROUTEPOLICY_API RetiredPrefixRows {
    friend class PrefixListRowsEditor;
    friend class PrefixRowLineage;
    static constexpr size_t kAtOnce = 2048;   // takes less than a millisecond
-   // A trie but for the blocks that were born in generation `shared` or before. `heir` has those; one of its uses is taken over. May be null.
-   static void take( const PrefixRowNode & root, const PrefixListRows * heir, uint64_t shared ) noexcept;
+   // Tries of one list, of which the last is freed first. `heir` has what they share with it; one of its uses is taken over. May be null.
+   static void take( std::vector<ReleasedPrefixRows> tries, const PrefixListRows * heir ) noexcept;
    static void take( RetiredBlocks blocks ) noexcept;
    // To be called when many blocks were freed. The heap may keep small freed blocks apart, and join all of them at the next large request,
    // which then takes as long as they are many. This is such a request, made while they are few.

@@ -1,7 +1,11 @@
 #include "substrate/lists/PrefixListRows.h"
 
+#include <optional>
+
 #include <gmock/gmock.h>
 
+#include "substrate/lists/RetiredPrefixRows.h"
+#include "substrate/routemap/PrefixListBuilder.h"
 #include "tests/policy/ListFixtures.h"
 #include "tests/substrate/zeugma/AllocationCount.h"
 
@@ -9,7 +13,9 @@ namespace {
 
 using namespace ListFixtures;
 using Quoin::makeNode;
+using Routing::RouteMap::PrefixListBuilder;
 using Routing::RouteMap::PrefixListRows;
+using Routing::RouteMap::RetiredPrefixRows;
 
 /// "10 permit", "20 deny", or "nothing".
 std::string governing( const PrefixListStatus & list, const char * asked ) {
@@ -148,6 +154,30 @@ TEST( PrefixListRows, lookingDoesNotAllocate ) {
    EXPECT_EQ( allocationCount(), before );
    EXPECT_EQ( answer.seqno, 30u );
    EXPECT_GT( list->rows()->bytes(), 0u );
+}
+
+// As if two threads dropped them at the same moment: when a generation is released, the next older one has no user any more, but is not
+// released yet. What both share must be freed once, and not while the newer one is still read; and not all at once.
+TEST( PrefixListRows, twoGenerationsAreReleasedTogether ) {
+   while( !RetiredPrefixRows::letGo() ) {}
+   constexpr uint32_t kEntries = 1'000'000;   // so many that a release frees only a part of them
+   const auto prefix = []( uint32_t i ) { return IpGenPrefix::of( AddressFamily::ipv4, { uint64_t( i ) << 40, 0 }, 24 ); };
+   for( const bool isOlderFirst : { false, true } ) {
+      std::optional<PrefixListBuilder> builder( std::in_place, "L", AddressFamily::ipv4 );
+      for( uint32_t i = 0; i < kEntries; ++i ) ASSERT_FALSE( builder->entryIs( { i, Acl::MatchPermit::permit, prefix( i ), {}, {} } ) );
+      Quoin::Ptr older( builder->build()->rows() );
+      for( uint32_t i = 0; i < kEntries; i += 8 ) ASSERT_TRUE( builder->entryDel( i ) );
+      Quoin::Ptr newer( builder->build()->rows() );
+      builder.reset();
+      {
+         Quoin::ReleaseScope scope;
+         ( isOlderFirst ? older : newer ) = nullptr;
+         ( isOlderFirst ? newer : older ) = nullptr;
+      }
+      size_t left = 0;   // in hundreds of blocks
+      while( !RetiredPrefixRows::letGo( 100 ) ) ++left;
+      EXPECT_GT( left, kEntries / 64 / 100 ) << "the blocks of one of them were freed at once";
+   }
 }
 
 }   // namespace

@@ -24,7 +24,7 @@ struct Owner {
    }
    // Some are the heir's.
    void handOver( Owner & heir, uint64_t generation, bool hasRoom ) {
-      if( hasRoom ) heir.blocks.reserveFor( blocks, generation );
+      if( hasRoom ) heir.blocks.reserveFor( blocks );
       const auto before = allocationCount();
       blocks.handOver( heir.blocks, generation );
       EXPECT_TRUE( !hasRoom || allocationCount() == before );
@@ -48,10 +48,11 @@ TEST( RetiredBlocks, eachBlockHasOneOwner ) {
       uintptr_t memory = 0;
       uint64_t generation = 1;
       for( auto steps = below( random, 15 ); steps; --steps ) {
-         // More than a chunk, of one generation or of several, or a few.
+         // More than a row, of one generation or of several, or a few.
+         const bool areMixed = oneIn( random, 2 );
          for( auto count = oneIn( random, 8 ) ? 4'000 + below( random, 6'000 ) : below( random, 50 ); count; --count ) {
             if( oneIn( random, 2'000 ) ) ++generation;
-            a.add( ++memory, generation );
+            a.add( ++memory, areMixed ? 1 + below( random, generation ) : generation );
          }
          ++generation;
          if( oneIn( random, 3 ) ) a.handOver( b, below( random, generation + 1 ), oneIn( random, 2 ) );
