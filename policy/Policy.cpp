@@ -561,8 +561,8 @@ inline const RouteMapPlan * onlyPlan( const RouteMapStatusList & list ) {
    return only && !only->seqStatus().empty() ? only->plan() : nullptr;
 }
 
-// Whether nothing but the verdict of the step is left. No branch on the verdict: it would be mispredicted.
-inline bool isVerdict( const PlanStep & step, const Result_ & result ) {
+// Whether nothing is left but to return the verdict of the step. No branch on the verdict: it would be mispredicted.
+inline bool decidesAlone( const PlanStep & step, const Result_ & result ) {
    return step.isVerdict() && !result.dps();
 }
 
@@ -585,7 +585,7 @@ struct ReadInFront {
    if( reads == RouteMapPlan::Reads::oneList ) route.answerIs( *plan->onlyList(), read.isPermitted );
    if( reads == RouteMapPlan::Reads::several ) first = firstStep( *plan, route );
    if( !first ) return false;
-   if( isVerdict( *first, result ) ) return first->left == PlanStep::Left::permit;
+   if( decidesAlone( *first, result ) ) return first->left == PlanStep::Left::permit;
    if( first->left == PlanStep::Left::deny ) return false;
    if( first->left == PlanStep::Left::setters ) {
       runSetters( policyEval.context(), { &first->seq, 1 }, result );
@@ -623,7 +623,7 @@ struct ReadInFront {
          break;
       case RouteMapPlan::Reads::several: return evalFully( policyEval, input, read, list, result, plan, nullptr );
    }
-   if( step && isVerdict( *step, result ) ) [[likely]]
+   if( step && decidesAlone( *step, result ) ) [[likely]]
       return step->left == PlanStep::Left::permit;
    return step && evalFully( policyEval, input, read, list, result, plan, step );
 }
@@ -708,16 +708,19 @@ bool PolicyEval::eval( const MatchInput_ * input, const Quoin::Ptr<const RouteMa
 
 void PolicyEval::evalBatch( std::span<BatchRoute> routes, const Quoin::Ptr<const RouteMapStatusList> & list ) const {
    QUOIN_ASSERT( list, "list" );
-   const auto policy = list;   // a matcher may change the caller's handle
+   // A matcher may change the caller's handle. The policy of the first routes lives as long as their scope; only a longer batch writes its
+   // use count.
+   const RouteMapStatusList & policy = *list;
+   const Quoin::Ptr held( routes.size() > PlanPrefetch::kMostRoutes ? &policy : nullptr );
    const auto evalNext = [ & ]( BatchRoute & next, const Ferule::IpGenPrefix * prefix ) {
       QUOIN_ASSERT( next.result, "result" );
-      next.permitted = evalRoute( *this, next.input, prefix, *policy, *next.result );
+      next.permitted = evalRoute( *this, next.input, prefix, policy, *next.result );
    };
    while( !routes.empty() ) {
       Quoin::ReleaseScope scope;   // not for all routes: what the evaluations release would wait
       std::array<const Ferule::IpGenPrefix *, PlanPrefetch::kMostRoutes> prefixes{};
       const auto group = routes.first( std::min( routes.size(), prefixes.size() ) );
-      if( const PlanPrefetch prefetch( context() ? nullptr : policy.get() ); prefetch.hasLists() ) {
+      if( const PlanPrefetch prefetch( context() ? nullptr : &policy ); prefetch.hasLists() ) {
          std::ranges::transform( group, prefixes.begin(), []( const BatchRoute & route ) { return route.input->getPrefixPointer(); } );
          prefetch( std::span( prefixes ).first( group.size() ) );
       }

@@ -11,8 +11,8 @@
 /// PublishedPolicy, without a use of their own.
 /// Threading: the activity thread, except Reader. Several objects are independent: readers of two of them may see one change before the
 /// other.
-/// Invariant: readers never drop the last use of a policy. The activity thread does, so that no evaluation waits while a large policy is
-/// freed.
+/// Invariant: while the object exists, readers never drop the last use of a policy. The activity thread does, so that no evaluation waits
+/// while a large policy is freed.
 #pragma once
 
 #include <atomic>
@@ -50,10 +50,13 @@ class ROUTEPOLICY_API PublishedPolicy final {
    size_t retiredDelAll() noexcept;
 
  private:
+   // Readers load these for each batch. What is written beside them would take their cache lines away.
+   static constexpr size_t kCacheLine = 64;
+
    struct Generation {
       explicit Generation( PolicyPtr p ) noexcept : policy( std::move( p ) ) {}
       const PolicyPtr policy;
-      size_t readers = 0;
+      alignas( kCacheLine ) size_t readers = 0;
    };
    using Generations = std::list<Generation>;
 
@@ -66,8 +69,6 @@ class ROUTEPOLICY_API PublishedPolicy final {
       void readerDel( Generation & old ) noexcept;
       std::mutex mutex;
       Generations generations;   // oldest first; the last is the current one
-      // In a cache line of its own: readers load it for each batch, and the mutex beside it would take the line away from them.
-      static constexpr size_t kCacheLine = 64;
       alignas( kCacheLine ) std::atomic<const Generation *> current;
    };
 

@@ -59,7 +59,7 @@ void changesAt( PlanStep & step, MatchOption option, MatchKeys::Effect effect ) 
 }
 
 // Whether a plan says the same of both, but for the object. An edit of the configuration clones all sequences of its route map.
-bool isClone( const RouteMapSeqStatus & a, const RouteMapSeqStatus & b ) {
+bool arePlannedAlike( const RouteMapSeqStatus & a, const RouteMapSeqStatus & b ) {
    return a.subRouteMapRawPtr() == b.subRouteMapRawPtr() && a.subInvert() == b.subInvert() && a.matchAction() == b.matchAction() &&
       !a.continueSeq() == !b.continueSeq() && a.setter().empty() == b.setter().empty() && std::ranges::equal( a.matcher(), b.matcher() );
 }
@@ -302,7 +302,7 @@ bool PlanInWork::edit( const RouteMapPlan::Sequences & sequences, Callees & call
    std::vector<Change> changes;
    size_t clones = 0;
    RouteMapPlan::Sequences::differences( content_.sequences, sequences, [ & ]( const Member * before, const Member * after ) {
-      changes.push_back( { before, after, before && after && isClone( *before->second, *after->second ) } );
+      changes.push_back( { before, after, before && after && arePlannedAlike( *before->second, *after->second ) } );
       clones += changes.back().isClone;
    } );
    const bool renewsAll = 4 * clones > sequences.count();   // as after an edit of the configuration

@@ -104,31 +104,33 @@ void RouteMapStatus::updateFeatures() {
 
 void RouteMapStatus::makePlan() const noexcept {
    if( plan() ) return;
+   struct Made {
+      const RouteMapStatus * map;
+      const RouteMapPlan * outdated;
+      Quoin::Ptr<const RouteMapPlan> plan;
+   };
    try {
+      std::vector<Made> made;
       std::vector<const RouteMapStatus *> left = { this };
       std::unordered_set<const RouteMapStatus *> seen = { this };
       while( !left.empty() ) {
          const RouteMapStatus & next = *left.back();
          left.pop_back();
-         if( next.plan() ) continue;
+         const RouteMapPlan * const outdated = next.plan_.get();
+         // Another thread may evaluate by an outdated plan, or make the same plan.
+         if( outdated && ( outdated->isCurrent() || Quoin::ThreadControl::threaded() ) ) continue;
          std::vector<const RouteMapStatus *> callees;
-         next.planOne( callees );
+         made.push_back( { &next, outdated, RouteMapPlan::of( next.seqStatus_, next.base_.exchange( nullptr ), callees ) } );
          for( const auto * callee : callees )
             if( seen.insert( callee ).second ) left.push_back( callee );
       }
+      // All or none: a route map that has a plan is not asked for those of its callees again.
+      for( auto & [ map, outdated, plan ] : made ) map->plan_.replace( outdated, std::move( plan ) );
    } catch( ... ) {}   // evaluation walks
 }
 
 void RouteMapStatus::dropPlan() noexcept {
    plan_.exchange( nullptr );
-}
-
-// Another thread may evaluate by an outdated plan, or make the same plan.
-void RouteMapStatus::planOne( std::vector<const RouteMapStatus *> & callees ) const {
-   const auto base = base_.exchange( nullptr );
-   const auto * const outdated = plan_.get();
-   if( outdated && Quoin::ThreadControl::threaded() ) return;
-   plan_.replace( outdated, RouteMapPlan::of( seqStatus_, base, callees ) );
 }
 
 void RouteMapStatus::undefinedIs( bool undefined ) {

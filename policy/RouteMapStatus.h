@@ -56,7 +56,7 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
 
    /// Makes the plan of the route map, and those of the route maps that it calls, unless they exist. Compilation and RouteMapStatusList call
    /// it; evaluation works without a plan, only slower. Cost: what differs from the plan of the generation that this one was copied from.
-   /// Without the memory for a plan, there is none.
+   /// Without the memory for one of these plans, none is made.
    /// Threading: any. In a process with several threads, a plan is made once: an outdated plan is not replaced, because another thread may
    /// evaluate by it.
    void makePlan() const noexcept;
@@ -83,7 +83,6 @@ class ROUTEPOLICY_API RouteMapStatus final : public Zeugma::BaseNotifyingType {
    void updateFeaturesOnSeqStatusChangeIs( bool update );
 
  private:
-   void planOne( std::vector<const RouteMapStatus *> & callees ) const;
    void dropPlan() noexcept;   // it would keep what is removed
 
    bool updateFeaturesOnSeqStatusChange_ : 1 = true;

@@ -69,6 +69,7 @@ class Search {
    constexpr Search( uint64_t rest, unsigned length ) noexcept
          : address_( static_cast<unsigned>( rest >> ( 64 - kMostBits ) ) << 1 ),
            least_( length < kMostBits ? ( 2u << ( kMostBits - length ) ) - 1 : 1 ) {}
+   /// `note` has a prefix.
    constexpr bool finds( unsigned note ) const noexcept {
       const unsigned end = note ^ ( note - 1 );   // the one bit behind the prefix, and all bits behind it
       return both( ( note ^ address_ ) <= end, end >= least_ );

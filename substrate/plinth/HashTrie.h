@@ -224,6 +224,7 @@ class HashTrie {
       /// A leaf with room for `most` members. It takes the members of `from`, which may be null, but `skipped`: it copies them if that leaf is
       /// shared.
       static Handle of( const Handle & from, size_t most, const M * skipped = nullptr ) {
+         static_assert( sizeof( Leaf ) % alignof( M ) == 0 );
          auto made = Handle::adopt( new( ::operator new( sizeof( Leaf ) + most * sizeof( M ) ) ) Leaf() );
          if( !from ) return made;
          const bool isShared = from->isShared();

@@ -24,13 +24,17 @@ class ROUTEPOLICY_API Seal {
    }
    void changed() const noexcept {
       if( closed_.load( std::memory_order_relaxed ) ) [[unlikely]]
-         broken_.fetch_add( 1, std::memory_order_relaxed );
+         broken_.count.fetch_add( 1, std::memory_order_relaxed );
    }
    /// How many changes of sealed objects the process has seen.
-   static uint64_t broken() noexcept { return broken_.load( std::memory_order_relaxed ); }
+   static uint64_t broken() noexcept { return broken_.count.load( std::memory_order_relaxed ); }
 
  private:
-   static std::atomic<uint64_t> broken_;
+   // Alone in its cache line: every evaluation reads it.
+   struct alignas( 64 ) Broken {
+      std::atomic<uint64_t> count = 0;
+   };
+   static Broken broken_;
    mutable std::atomic<bool> closed_ = false;
 };
 

@@ -6,8 +6,10 @@ namespace Routing::RouteMap {
 
 namespace {
 
-// The symbols of lists that are not current. A thread that asks has written all changes of its own symbols.
-std::atomic<size_t> outdatedLists = 0;
+// The symbols of lists that are not current. Alone in its cache line: each edit of a list writes it.
+struct alignas( 64 ) Outdated {
+   std::atomic<size_t> count = 0;
+} outdatedLists;
 
 }   // namespace
 
@@ -24,18 +26,18 @@ PolicySymbol::PolicySymbol( const Quoin::String & name, Of of ) : of_( of ), nam
 }
 
 PolicySymbol::~PolicySymbol() {
-   if( isOfList() && !statusCurrent_ ) --outdatedLists;
+   if( isOfList() && !statusCurrent_ ) --outdatedLists.count;
 }
 
 void PolicySymbol::statusCurrentIs( bool isCurrent ) {
    if( isCurrent == statusCurrent_ ) return;
    statusCurrent_ = isCurrent;
-   if( isOfList() ) isCurrent ? --outdatedLists : ++outdatedLists;
+   if( isOfList() ) isCurrent ? --outdatedLists.count : ++outdatedLists.count;
    publisher_.publishChange( Quoin::FieldId( Field::statusCurrent ) );
 }
 
 bool PolicySymbol::listsAreCurrent() noexcept {
-   return outdatedLists == 0;
+   return outdatedLists.count == 0;
 }
 
 Quoin::Publisher * PolicySymbol::publisher() const noexcept {

@@ -49,7 +49,7 @@ class ROUTEPOLICY_API PolicySymbol : public Zeugma::DedupHandleBase {
    bool statusCurrent() const noexcept { return statusCurrent_; }
    void statusCurrentIs( bool isCurrent );
    bool isOfList() const noexcept { return of_ == Of::list; }
-   /// Whether all symbols of lists are current: then no route map waits for a list. Any thread; it tells of the symbols of its own thread.
+   /// Whether all symbols of lists in the process are current: then no route map waits for a list. Any thread; other threads may change it.
    static bool listsAreCurrent() noexcept;
 
    /// The hash() of a symbol of that name.

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "policy/IsisInstanceMatcher.h"
 #include "policy/MatchedRouteMapSequences.h"
 #include "policy/NexthopMatcher.h"
+#include "policy/NexthopPrefixMatcher.h"
 #include "policy/OspfInstanceMatcher.h"
 #include "policy/Policy.h"
 #include "policy/PrefixListMatcher.h"
@@ -21,6 +23,7 @@
 #include "policy/SourceProtoMatcher.h"
 #include "policy/TagMatcher.h"
 #include "policy/TagSetMatcher.h"
+#include "substrate/routemap/PrefixListBuilder.h"
 #include "tests/policy/EvalFixtures.h"
 #include "tests/policy/ListFixtures.h"
 #include "tests/substrate/zeugma/AllocationCount.h"
@@ -32,7 +35,7 @@ using namespace EvalTest;
 const Ferule::IpGenAddr nexthop( "192.0.2.1" );
 const Ferule::IntfId interface( 3 );
 
-/// A sequence with a matcher of each kind that the library has, all of which hold for theRoute().
+/// A sequence with a matcher of each kind that the library has, but for the one that never holds; all of them hold for theRoute().
 SeqBuilder matching( uint32_t seqno ) {
    return seq( seqno )
       .match( makeNode<PrefixListMatcher>( "P", ListFixtures::prefixList( { "10 deny 10.0.0.0/8 ge 24", "20 permit 10.0.0.0/8 le 16" } ) ),
@@ -45,6 +48,7 @@ SeqBuilder matching( uint32_t seqno ) {
       .match( makeNode<RouteMetricMatcher>( 100 ), MatchOption::matchMetric )
       .match( makeNode<InterfaceMatcher>( interface ), MatchOption::matchInterface )
       .match( makeNode<NexthopMatcher>( nexthop ), MatchOption::matchIpNexthop )
+      .match( makeNode<NexthopPrefixMatcher>( Ferule::IpGenPrefix( "192.0.2.0/24" ) ), MatchOption::matchIpv6Nexthop )
       .match( makeNode<NexthopPrefixListMatcher>( "N", ListFixtures::prefixList( { "10 permit 192.0.2.0/24 le 32" } ) ),
               MatchOption::matchIpNexthopPrefixList )
       .match( makeNode<ResolvedNexthopPfxListMatcher>( "S", ListFixtures::prefixList( { "10 permit 192.0.2.0/24 le 32" } ) ),
@@ -98,7 +102,24 @@ std::vector<Row> rows() {
    const auto asList = []( const SeqBuilder & first, const SeqBuilder & second ) {
       return listOf( { { 4, routeMap( "RM", { first, second } ) } } );
    };
+   const auto small = [] { return makeNode<PrefixListMatcher>( "P", ListFixtures::prefixList( { "10 permit 10.0.0.0/8 le 16" } ) ); };
+   const auto large = [] {
+      Routing::RouteMap::PrefixListBuilder list( "L", Ferule::AddressFamily::ipv4 );
+      for( uint32_t i = 0; i < 1000; ++i )
+         if( list.entryIs( { i,
+                             Acl::MatchPermit::permit,
+                             Ferule::IpGenPrefix::of( Ferule::AddressFamily::ipv4, { uint64_t( 0x0A00 + i ) << 48, 0 }, 16 ),
+                             {},
+                             {} } ) )
+            throw std::logic_error( "an entry is refused" );
+      return makeNode<PrefixListMatcher>( "L", list.build() );
+   };
    return {
+      { "a small list", asList( seq( 10 ).match( small() ), matching( 20 ) ), true },
+      { "small lists, and nothing else", asList( seq( 10 ).match( small() ).deny(), seq( 20 ).match( small() ) ), false },
+      { "a large list", asList( seq( 10 ).match( large() ), failing( 20 ) ), true },
+      { "a call that is found by its callee", asList( seq( 10 ).call( routeMap( "SUB", { seq( 10 ).match( large() ) } ) ), failing( 20 ) ),
+        true },
       { "nothing to evaluate", listOf( {} ), true },
       { "the second sequence permits", asList( failing( 10 ), matching( 20 ) ), true },
       { "the second sequence denies", asList( failing( 10 ), matching( 20 ).deny() ), false },
@@ -202,14 +223,23 @@ TEST( AllocationDeathTest, evaluatingWritesNothingThatThreadsShare ) {
          ProtectableMemory memory;
          const auto policies = rows();
          const PolicyEval eval;
+         bool areRight = true;
+         for( const auto & row : policies )
+            for( const auto & [ precedence, map ] : row.list->rmStatus() ) areRight &= map->plan() != nullptr;
          memory.readOnlyIs();
          const MatchInput_ input = theRoute();
-         bool areRight = true;
          for( const auto & row : policies ) {
             Result_ result;
             areRight &= eval.eval( &input, row.list, &result ) == row.permit;
             MatchedRouteMapSequences matched;
             areRight &= eval.evalPolicyMatchers( &input, row.list, &matched, nullptr ) == row.permit;
+            std::array<PolicyEval::BatchRoute, 16> batch;
+            batch.fill( { &input, &result, !row.permit } );
+            eval.evalBatch( batch, row.list );
+            areRight &= std::ranges::all_of( batch, [ & ]( const auto & route ) { return route.permitted == row.permit; } );
+            const auto & maps = row.list->rmStatus();
+            if( const auto * map = maps.find( RmPrecedence::routeMapPrecedence ) )
+               areRight &= eval.evalPeerFilter( *map, &input ) == row.permit;
          }
          std::_Exit( areRight ? 0 : 1 );   // the policies cannot be released any more
       } ).join();

@@ -41,6 +41,12 @@ struct Journal {
       words.push_back( d.precedence ? d.precedence->value() : ~0u );
       words.push_back( uint64_t( d.depth ) << 2 | uint64_t( d.permitted ) << 1 | uint64_t( d.inverted ) );
    }
+   void note( const Result_ & r ) {
+      const auto metric = r.metric();
+      for( const uint64_t word :
+           { uint64_t( r.preference() ), uint64_t( r.tag() ), metric.present() ? metric.value() + 1 : 0, uint64_t( r.deferredSetters() ) } )
+         words.push_back( word );
+   }
    std::vector<uint64_t> words;
    std::function<uint64_t( const void * )> nameOf;
 };
@@ -55,16 +61,17 @@ struct NotingObserver final : DecisionObserver {
 struct Policies {
    Ptr<const RouteMapStatus> map;
    Ptr<const RouteMapStatusList> list;
+   Ptr<const Setter> deferred = {};   // registered in each result before the evaluation, unless it is null
 };
 
 /// The calls of PolicyEval.
 enum class Way : unsigned { map, mapObserved, snapshot, peerFilter, list, listObserved, listMatchers, batch };
 constexpr unsigned kWays = 8;
 
-inline bool evaluate( PolicyEval & eval, Way way, const Policies & policies, const MatchInput_ & input, Journal & journal ) {
+inline bool evaluate( PolicyEval & eval, Way way, const Policies & policies, const MatchInput_ & input, Result_ & result,
+                      Journal & journal ) {
    NotingObserver observer( journal );
    MatchedRouteMapSequences matched;
-   Result_ result;
    const auto finish = [ & ]( bool permitted ) {
       if( !permitted ) return false;
       for( const auto * seq : matched ) journal.note( Journal::What::matched, seq );
@@ -83,10 +90,13 @@ inline bool evaluate( PolicyEval & eval, Way way, const Policies & policies, con
       case Way::list: return eval.eval( &input, policies.list, &result );
       case Way::listObserved: return eval.eval( &input, policies.list, &result, observer );
       case Way::batch: {   // of the same route three times
-         Result_ others[ 2 ];
+         Result_ others[ 2 ] = { result, result };
          PolicyEval::BatchRoute routes[] = { { &input, &result }, { &input, &others[ 0 ] }, { &input, &others[ 1 ] } };
          eval.evalBatch( routes, policies.list );
-         for( const auto & route : routes ) journal.words.push_back( route.permitted );
+         for( const auto & route : routes ) {
+            journal.words.push_back( route.permitted );
+            journal.note( *route.result );
+         }
          return routes[ 0 ].permitted;
       }
       case Way::listMatchers: return finish( eval.evalPolicyMatchers( &input, policies.list, &matched, nullptr, observer ) );
@@ -100,10 +110,13 @@ inline std::vector<uint64_t> outcomeOf( bool byWalk, Way way, const Policies & p
    const auto eval = makeNode<PolicyEval>();
    if( byWalk ) eval->contextIs( context );
    journal.words.clear();
+   Result_ result;
+   if( policies.deferred ) result.deferredSetterIs( policies.deferred.get() );
    try {
-      const bool permitted = evaluate( *eval, way, policies, input, journal );
+      const bool permitted = evaluate( *eval, way, policies, input, result, journal );
       journal.note( Journal::What::answer );
       journal.words.push_back( permitted );
+      journal.note( result );
    } catch( const std::exception & ) { journal.note( Journal::What::thrown ); }
    return std::exchange( journal.words, {} );
 }

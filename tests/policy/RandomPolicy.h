@@ -107,6 +107,11 @@ class RandomPolicy : public RandomLists {
    Ptr<RouteMapSeqStatus> sequence( uint32_t seqno, unsigned level ) {
       auto seq = makeNode<RouteMapSeqStatus>( seqno );
       if( chance( 3 ) ) seq->matchActionIs( deny );
+      if( isFilter_ && !chance( 8 ) ) {
+         if( !chance( 8 ) ) seq->matcherIs( MatchOption::matchIpPrefixList, makeNode<PrefixListMatcher>( "L", list() ) );
+         sequences_.push_back( seq );
+         return seq;
+      }
       const bool calls = level < kLevels && ( callsOften_ ? !chance( 4 ) : chance( 3 ) );
       const bool isFoundByCallee = calls && callsOften_ && chance( 2 );
       for( auto n = isFoundByCallee ? 0 : random_.anyOf( { 0, 1, 1, 1, 2, 2, 3 } ); n; --n ) seq->matcherIs( option(), matcher() );
@@ -309,8 +314,9 @@ class RandomPolicy : public RandomLists {
 
    // What the case is rich in.
    const bool callsOften_ = chance( 3 ), changesRoutes_ = chance( 2 );
-   bool isPlain_ = false;            // plans find most sequences of the map that is being made
-   MatchInput_ * route_ = nullptr;   // of the current evaluation
+   const bool isFilter_ = chance( 6 );   // most sequences have a prefix list and nothing else
+   bool isPlain_ = false;                // plans find most sequences of the map that is being made
+   MatchInput_ * route_ = nullptr;       // of the current evaluation
    MatchInput_ original_;
    std::vector<Ptr<OwnMatcher>> own_;
    std::vector<Ptr<RouteMapSeqStatus>> sequences_;

@@ -23,7 +23,8 @@ void askOnce( RandomPolicy & policy, const Policies & policies ) {
    LateInput late( route );
    const bool isLate = policy.chance( 2 );
    policy.routeIs( isLate ? late.late : route );
-   expectAsTheWalk( policies, anyWay( policy ), isLate ? static_cast<const MatchInput_ &>( late ) : route, policy.journal(),
+   const Policies asked{ policies.map, policies.list, policy.chance( 6 ) ? makeNode<NotingSetter>( policy.journal(), false ) : nullptr };
+   expectAsTheWalk( asked, anyWay( policy ), isLate ? static_cast<const MatchInput_ &>( late ) : route, policy.journal(),
                     [ & ] { policy.restart(); } );
 }
 
@@ -141,11 +142,23 @@ class Line {
          }
          case 4:   // equal ones; all of them, as after an edit of the configuration, or some
             for( const auto & [ seqno, seq ] : RouteMapStatus::Sequences( map.seqStatus() ) ) {
-               map.seqStatusIs( RouteMapSeqStatus::newFrom( seq, seqno ) );
+               const auto clone = RouteMapSeqStatus::newFrom( seq, seqno );
+               if( policy_.chance( 9 ) ) changeOne( *clone );
+               map.seqStatusIs( clone );
                if( policy_.chance( 20 ) ) return;
             }
             return;
          default: return map.seqStatusIs( policy_.sequence( policy_.seqno(), 0 ) );
+      }
+   }
+
+   void changeOne( RouteMapSeqStatus & seq ) {
+      switch( policy_.pick( 5 ) ) {
+         case 0: return seq.matchActionIs( seq.matchAction() == permit ? deny : permit );
+         case 1: return seq.subInvertIs( !seq.subInvert() );
+         case 2: return seq.setterDelAll();
+         case 3: return seq.subRouteMapIs( nullptr );
+         default: return seq.continueSeq() ? seq.continueSeqIs( nullptr ) : policy_.continueIs( seq, seq.seqno() + 1 );
       }
    }
 
@@ -596,30 +609,56 @@ TEST( RouteMapPlanModel, aCalleeThatHasChangedHasAPlanAgain ) {
    EXPECT_TRUE( callee->plan() );
 }
 
-// An edit of the configuration, which clones all sequences, and short memory at each allocation of its plan.
+// Fails each allocation of a plan in turn, of one made from another and of one made of nothing. Later it is made whole.
 TEST( RouteMapPlanModel, aPlanThatLacksMemoryIsMadeLater ) {
-   const auto map = makeNode<RouteMapStatus>( "M" );
-   for( uint32_t i = 1; i <= 40; ++i )
-      map->seqStatusIs( i % 3 == 0      ? seqOf( i, setOf( 3 ) )
-                           : i % 3 == 1 ? seqOf( i, tagOf( i ) )
-                                        : seqOf( i, listOf( { "10 permit 10.0.0.0/8" } ) ) );
-   map->makePlan();
-   for( size_t n = 0, isShort = true; isShort; ++n ) {
-      const auto from = RouteMapStatus::successorOf( map, "M" );   // each plan has one successor
-      from->makePlan();
-      const PlainContent before( from->plan()->content() );
-      const auto next = RouteMapStatus::successorOf( from, "M" );
-      for( const auto & [ seqno, seq ] : from->seqStatus() ) next->seqStatusIs( RouteMapSeqStatus::newFrom( seq, seqno ) );
-      next->seqStatusIs( seqOf( 7, tagOf( 1000 ) ) );
-      {
-         const AllocationFailure failure( n );
-         next->makePlan();
-         isShort = failure.happened();
+   const auto sequences = []( const Ptr<RouteMapStatus> & map, const Ptr<RouteMapStatus> & callee ) {
+      const auto call = makeNode<RouteMapSeqStatus>( 41 );
+      call->subRouteMapIs( callee );
+      map->seqStatusIs( call );
+      map->seqStatusIs( makeNode<RouteMapSeqStatus>( 42 ) );
+      map->seqStatusIs( seqOf( 43, listOfEntries( RouteMapPlan::kMostEntries + 1 ) ) );
+      for( uint32_t i = 1; i <= 40; i += 4 ) {
+         map->seqStatusIs( seqOf( i, tagOf( i ) ) );
+         map->seqStatusIs( seqOf( i + 1, setOf( 3 ) ) );
+         map->seqStatusIs( seqOf( i + 2, listOf( { "10 permit 10.0.0.0/8" } ) ) );
+         const auto denies = seqOf( i + 3, listOf( { "10 permit 10.1.0.0/16", "20 permit 10.2.0.0/16 le 32" } ) );
+         denies->matchActionIs( deny );
+         map->seqStatusIs( denies );
       }
-      EXPECT_EQ( !next->plan(), bool( isShort ) );
-      next->makePlan();
-      expectPlanned( *next );
-      expectEqual( PlainContent( from->plan()->content() ), before );
+   };
+   const auto make = [ & ]( bool hasBase ) {
+      const auto callee = makeNode<RouteMapStatus>( "CALLEE" );
+      callee->seqStatusIs( seqOf( 10, tagOf( 77 ) ) );
+      const auto map = makeNode<RouteMapStatus>( "M" );
+      sequences( map, callee );
+      if( !hasBase ) return map;
+      map->makePlan();
+      const auto next = RouteMapStatus::successorOf( map, "M" );   // as after an edit of the configuration
+      const auto newCallee = makeNode<RouteMapStatus>( "CALLEE" );
+      newCallee->seqStatusIs( seqOf( 10, tagOf( 78 ) ) );
+      for( const auto & [ seqno, seq ] : map->seqStatus() ) {
+         const auto clone = RouteMapSeqStatus::newFrom( seq, seqno );
+         if( seqno == 41 ) clone->subRouteMapIs( newCallee );
+         if( seqno == 8 ) clone->matchActionIs( permit );
+         next->seqStatusIs( clone );
+      }
+      next->seqStatusIs( seqOf( 7, listOf( { "10 permit 10.3.0.0/16" } ) ) );
+      return next;
+   };
+   for( const bool hasBase : { false, true } ) {
+      bool isShort = true;
+      for( size_t n = 0; isShort; ++n ) {
+         const auto map = make( hasBase );
+         {
+            const AllocationFailure failure( n );
+            map->makePlan();
+            isShort = failure.happened();
+         }
+         EXPECT_TRUE( isShort || map->plan() );
+         map->makePlan();
+         expectPlanned( *map );
+         EXPECT_TRUE( map->seqStatus( 41 )->subRouteMap()->plan() );
+      }
    }
 }
 
