@@ -3,6 +3,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <deque>
@@ -92,6 +93,10 @@ void FileEvents::watch( const std::string & directory, const std::string & name 
    names_.emplace( at->second, name );
 }
 
+bool FileEvents::isWatched( int watch ) const {
+   return std::ranges::any_of( watches_, [ = ]( const auto & watched ) { return watched.second == watch; } );
+}
+
 bool FileEvents::take() {
    bool changed = false;
    alignas( inotify_event ) char buffer[ 1 << 14 ];
@@ -101,7 +106,8 @@ bool FileEvents::take() {
          std::memcpy( &event, at, sizeof event );
          const Name name( event.wd, event.len ? at + sizeof event : "" );
          at += sizeof event + event.len;
-         const bool isOfDirectory = event.mask & ( IN_DELETE_SELF | IN_MOVE_SELF | IN_Q_OVERFLOW );
+         const bool isOfDirectory =
+            event.mask & IN_Q_OVERFLOW || ( event.mask & ( IN_DELETE_SELF | IN_MOVE_SELF ) && isWatched( event.wd ) );
          if( !isOfDirectory && !names_.contains( name ) ) continue;
          changed = true;
          if( isOfDirectory || event.mask & kInProgress )

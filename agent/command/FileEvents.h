@@ -43,6 +43,7 @@ class FileEvents {
  private:
    using Name = std::pair<int, std::string>;   // the watch of a directory, and a name in that directory
    void watch( const std::string & directory, const std::string & name );
+   bool isWatched( int watch ) const;   // false for one that was removed, whose last events still come
 
    int fd_;
    std::map<std::string, int> watches_;   // by directory

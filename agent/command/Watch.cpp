@@ -2,23 +2,20 @@
 #include <fmt/format.h>
 #include <poll.h>
 #include <sys/signalfd.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <filesystem>
 #include <iterator>
 #include <optional>
 #include <system_error>
-#include <tuple>
 #include <utility>
 
 #include "command/Commands.h"
 #include "command/Comparison.h"
-#include "command/FileEvents.h"
+#include "command/FileSaves.h"
 #include "command/PolicyFiles.h"
 #include "command/RouteText.h"
 #include "command/TableRun.h"
@@ -34,16 +31,6 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr size_t kExamples = 3;
-constexpr milliseconds kTogether{ 20 };   // files that are saved within this time of each other belong together
-
-/// Changes whenever the file changes; nothing for a file that does not exist.
-using Stamp = std::optional<std::tuple<int64_t, int64_t, uint64_t, uint64_t>>;
-
-Stamp stampOf( const std::string & file ) {
-   struct stat s {};
-   if( ::stat( file.c_str(), &s ) != 0 ) return std::nullopt;
-   return std::tuple<int64_t, int64_t, uint64_t, uint64_t>( s.st_mtim.tv_sec, s.st_mtim.tv_nsec, s.st_size, s.st_ino );
-}
 
 struct KeepBatch final : BatchResult {
    std::vector<TableRoute> routes;
@@ -70,17 +57,16 @@ class Watch {
          : options_( options ),
            console_( console ),
            target_( options.target, options.dialect, false ),
-           policy_( options.dialect, options.assumptions ) {
+           policy_( options.dialect, options.assumptions ),
+           saves_( options.files, options.interval, options.untold ) {
       expectEffect( options.dialect, options.assumptions, options.defaults );
       if( std::find( options.files.begin(), options.files.end(), "-" ) != options.files.end() )
          throw CommandError{ "watch follows files and cannot follow standard input" };
       if( !options.tables.empty() && target_.empty() )
          throw CommandError{ "--in needs --route-map, --neighbor, --prefix-list or --access-list" };
-      follow();   // before the first look: no change is missed
-      if( !events_.fault().empty() )
-         console.message( fmt::format( "cannot be notified of changes (inotify): {}; the files are looked at every {} ms", events_.fault(),
+      if( !saves_.fault().empty() )
+         console.message( fmt::format( "cannot be notified of changes (inotify): {}; the files are looked at every {} ms", saves_.fault(),
                                        options.interval.count() ) );
-      stamps_ = stamps();
       auto files = readFiles( options.files );
       LineLoader loader = loadFiles( files, options.files, options.dialect, options.lenient, console );
       if( !reportErrors( loader, console, options.json ) ) throw CommandError{ "watch needs a policy without errors to start with" };
@@ -94,20 +80,9 @@ class Watch {
 
    void begin() { report( loaded_, nullptr ); }
 
-   /// Reloads the files if they have changed and the change is complete. A change is complete when the kernel tells so, or when nothing
-   /// changes any more for one interval.
+   /// Reloads the files if they have changed and the change is complete.
    void step() {
-      const bool isTold = events_.take();
-      follow();
-      auto now = stamps();
-      const bool isQuiet = now == std::exchange( seen_, now ) && !isTold;
-      isChanged_ = isChanged_ || isTold;
-      isPending_ = isChanged_ || now != stamps_;
-      const bool isComplete = isTold && !events_.inProgress() && now.size() == 1;
-      if( !isPending_ || !( isQuiet || isComplete ) ) return;
-      events_.endProgress();
-      isChanged_ = isPending_ = false;
-      stamps_ = std::move( now );
+      if( !saves_.look() ) return;
       try {
          reload();
       } catch( const CommandError & e ) {
@@ -119,27 +94,10 @@ class Watch {
       }
    }
 
-   /// Readable when the next step is due before wait() has passed; below 0 for never.
-   int events() const noexcept { return events_.fd(); }
-   /// The time to the next step, if nothing happens before.
-   milliseconds wait() const noexcept {
-      if( isPending_ ) return isChanged_ && !events_.inProgress() ? kTogether : options_.interval;
-      return events_.watchesAll() ? options_.untold : options_.interval;
-   }
+   int events() const noexcept { return saves_.events(); }
+   milliseconds wait() const { return saves_.wait(); }
 
  private:
-   void follow() {
-      auto files = policyFilesOf( options_.files );
-      for( const auto & given : options_.files )   // of a directory: any new file may count
-         if( std::error_code ignored; std::filesystem::is_directory( given, ignored ) ) files.push_back( given + "/frr.conf" );
-      events_.filesAre( files );
-   }
-   std::vector<Stamp> stamps() const {
-      std::vector<Stamp> all;
-      for( const auto & file : policyFilesOf( options_.files ) ) all.push_back( stampOf( file ) );
-      return all;
-   }
-
    // With a part of a table, the reported changes would be incomplete.
    void readTables() {
       KeepJob job;
@@ -234,11 +192,7 @@ class Watch {
    LivePolicy policy_;
    std::optional<LineEdits> lines_;   // of the files in force
    ApplyReport loaded_;               // of the start
-   FileEvents events_;
-   std::vector<Stamp> stamps_;   // at the last reload
-   std::vector<Stamp> seen_;     // at the last step
-   bool isChanged_ = false;      // the kernel has told a change since the last reload
-   bool isPending_ = false;      // a change waits for its end
+   FileSaves saves_;
    std::vector<TableRoute> routes_;
    std::unique_ptr<RouteEvaluator> evaluator_;
    std::unique_ptr<RouteEvaluator> last_;   // the one before it; kept while the route map is not in force

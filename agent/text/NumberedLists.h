@@ -29,22 +29,31 @@
 
 namespace Agent {
 
+/// Begins the hash of a line. The action is a word of its own: added to another part, it may be undone by the next part, and `deny 1:2`
+/// would have the hash of `permit 1:3`.
+inline Zeugma::HashMix hashBegunWith( size_t part, MatchPermit action ) noexcept {
+   const uint32_t word = static_cast<uint32_t>( action );
+   Zeugma::HashMix mix( static_cast<uint32_t>( part ) );
+   mix.mixBytes4( reinterpret_cast<const unsigned char *>( &word ) );
+   return mix;
+}
+
 /// Hash of the content of a line.
 inline size_t hashOf( const PrefixListLine & line ) {
    const uint32_t bounds[] = { line.ge.value_or( 255 ), line.le.value_or( 255 ) };
-   Zeugma::HashMix mix( line.prefix.hash() + unsigned( line.action ) );
+   Zeugma::HashMix mix = hashBegunWith( line.prefix.hash(), line.action );
    mix.mixBytes8( reinterpret_cast<const unsigned char *>( bounds ) );
    return mix;
 }
 inline size_t hashOf( const AccessListLine & line ) {
-   return line.source.hash() + unsigned( line.action );   // the same for each line that hasTheWordsOf() this one
+   return hashBegunWith( line.source.hash(), line.action );   // the same for each line that hasTheWordsOf() this one
 }
 inline size_t hashOf( const AsPathListLine & line ) {
-   return std::hash<std::string>()( line.expression ) + unsigned( line.action );
+   return hashBegunWith( std::hash<std::string>()( line.expression ), line.action );
 }
 template <class C>
 size_t hashOf( const CommunityListLineOf<C> & line ) {
-   Zeugma::HashMix mix( static_cast<uint32_t>( std::hash<std::string>()( line.expression ) ) + unsigned( line.action ) );
+   Zeugma::HashMix mix = hashBegunWith( std::hash<std::string>()( line.expression ), line.action );
    static_assert( sizeof( C ) % 4 == 0 );
    for( const C & c : line.communities )
       for( size_t i = 0; i < sizeof c; i += 4 ) mix.mixBytes4( reinterpret_cast<const unsigned char *>( &c ) + i );

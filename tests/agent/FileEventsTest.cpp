@@ -104,6 +104,16 @@ TEST_F( Events, eachLinkOnTheWayIsFollowed ) {
    isTold( "the file behind the old link", false );
 }
 
+TEST_F( Events, theDeletionOfADirectoryThatIsNotFollowedAnyMoreIsNotTold ) {
+   fs::create_directories( path( "inner" ) );
+   FileEvents events;
+   follow( events, "inner/policy" );
+   fs::remove_all( path( "inner" ) );   // told to the watch that is removed next
+   follow( events, "followed" );
+   EXPECT_FALSE( events.take() );
+   EXPECT_FALSE( events.inProgress() );
+}
+
 TEST_F( Events, aDirectoryThatIsNotFollowedAnyMoreIsNotInProgress ) {
    fs::create_directories( path( "inner" ) );
    write( "inner/policy" );

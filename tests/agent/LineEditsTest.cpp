@@ -307,6 +307,33 @@ TEST( LineEdits, linesOfCommunityAndAsPathListsAreAnEditToo ) {
    }
 }
 
+// With contents that differ in a bit, and are elsewhere in the list with the other action.
+TEST( LineEdits, anotherActionIsAnEdit ) {
+   std::pair<std::string, Lines> lists[] = { { "bgp community-list standard C", { "1:2", "1:3" } },
+                                             { "bgp community-list expanded C", { "_2_", "_3_" } },
+                                             { "bgp large-community-list standard C", { "2:1:1", "3:1:1" } },
+                                             { "bgp extcommunity-list standard C", { "rt 1:2", "rt 1:3" } },
+                                             { "bgp as-path access-list C", { "_2_", "_3_" } },
+                                             { "ip prefix-list C", {} },
+                                             { "ipv6 prefix-list C", {} } };
+   for( int i = 0; i < 16; ++i ) {
+      lists[ 5 ].second.push_back( fmt::format( "10.{}.0.0/16 ge {}", i / 2, 18 + i % 2 ) );
+      lists[ 6 ].second.push_back( fmt::format( "2001:db8:{}::/48 ge {}", i / 2, 50 + i % 2 ) );
+   }
+   for( const auto & [ list, contents ] : lists ) {
+      const auto lines = [ &list = list, &contents = contents ]( size_t denied ) {
+         Lines lines;
+         for( size_t i = 0; i < contents.size(); ++i )
+            lines.push_back( fmt::format( "{} seq {} {} {}", list, 5 * ( i + 1 ), i == denied ? "deny" : "permit", contents[ i ] ) );
+         return lines;
+      };
+      for( size_t i = 0; i < contents.size(); ++i ) {
+         expectEdit( { list.c_str(), lines( contents.size() ), lines( i ) }, Dialect::frr );
+         expectEdit( { list.c_str(), lines( i ), lines( contents.size() ) }, Dialect::frr );
+      }
+   }
+}
+
 TEST( LineEdits, setClausesHaveTheEditedList ) {
    TableRoute route;
    route.communities = { 1 << 16 | 5, 1 << 16 | 6 };
