@@ -113,7 +113,7 @@ class Watch {
    void keep( const std::string & why ) { console_.message( why + "; the last good policy stays in force" ); }
    void reload() {
       auto files = readFiles( options_.files );
-      if( const auto edit = lines_->editTo( policy_.text(), files ) ) return inForce( apply( *edit, std::move( files ) ) );
+      if( auto edit = lines_->editTo( policy_.text(), files ) ) return inForce( apply( std::move( *edit ), std::move( files ) ) );
       LineLoader loader = loadFiles( files, options_.files, options_.dialect, options_.lenient, console_ );
       if( !reportErrors( loader, console_, options_.json ) ) return keep( quantity( loader.errors().size(), "error" ) );
       if( loader.text() == PolicyText() && !( policy_.text() == PolicyText() ) ) throw CommandError{ "the policy is empty now" };
@@ -122,13 +122,14 @@ class Watch {
    }
    ApplyReport apply( LineLoader & loader, std::vector<SourceFile> files ) {
       auto report = policy_.apply( target_.in( loader.takeText() ) );
-      lines_.emplace( policy_.text(), std::move( files ) );
+      lines_.emplace( policy_.text(), std::move( files ), options_.lenient );
       return report;
    }
    // With the messages that loading gives.
-   ApplyReport apply( const TextEdit & edit, std::vector<SourceFile> files ) {
-      auto report = policy_.applyEdit( edit );
+   ApplyReport apply( TextEdit edit, std::vector<SourceFile> files ) {
+      if( edit.read ) edit.read = target_.in( std::move( *edit.read ) );
       lines_->filesAre( edit, std::move( files ) );
+      auto report = policy_.applyEdit( std::move( edit ) );
       mentionStrayFiles( policy_.text(), options_.files, console_ );
       mentionUnreadLines( policy_.text(), console_ );
       return report;

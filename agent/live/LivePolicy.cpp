@@ -28,18 +28,19 @@ class LivePolicy::Impl {
 
    ApplyReport apply( PolicyText text ) {
       QUOIN_ASSERT( text.dialect == dialect_, "a policy in the dialect of the policy in force" );
-      return publish( [ & ] {
-         const size_t edits = lists_.apply( text_, text );
-         std::swap( text_, text );
-         return edits + ( dialect_ == Dialect::native ? routeMaps_.apply( text.routeMaps, text_.routeMaps ) : applyRules() );
-      } );
+      return publish( [ & ] { return applyText( {}, std::move( text ) ); } );
    }
 
-   ApplyReport applyEdit( const TextEdit & edit ) {
+   ApplyReport applyEdit( TextEdit edit ) {
       return publish( [ & ] {
          const size_t edits = lists_.apply( edit );
-         Agent::apply( edit, text_ );
-         return edits + ( dialect_ == Dialect::frr && changesSteps( edit ) ? applyRules() : 0 );
+         if( edit.read ) {
+            PolicyText lists = takeEdited( edit, text_ );
+            return edits + applyText( std::move( lists ), std::move( *edit.read ) );
+         }
+         const bool areSame = dialect_ == Dialect::native || !changesSteps( edit );
+         Agent::apply( std::move( edit ), text_ );
+         return edits + ( areSame ? 0 : applyRules() );
       } );
    }
 
@@ -65,6 +66,14 @@ class LivePolicy::Impl {
       while( !RetiredPrefixRows::letGo() ) {}   // with what lists in use need no more; no route waits here
       report.took = std::chrono::steady_clock::now() - start;
       return report;
+   }
+
+   // `lists` are in force already, and in neither text.
+   size_t applyText( PolicyText lists, PolicyText text ) {
+      const size_t edits = lists_.apply( text_, text );
+      std::swap( text_, text );
+      putLists( std::move( lists ), text_ );
+      return edits + ( dialect_ == Dialect::native ? routeMaps_.apply( text.routeMaps, text_.routeMaps ) : applyRules() );
    }
 
    // Steps tell places, and have copies of the lists that their set clauses name; route maps have not changed in any other way.
@@ -109,8 +118,8 @@ ApplyReport LivePolicy::apply( PolicyText text ) {
    return impl_->apply( std::move( text ) );
 }
 
-ApplyReport LivePolicy::applyEdit( const TextEdit & edit ) {
-   return impl_->applyEdit( edit );
+ApplyReport LivePolicy::applyEdit( TextEdit edit ) {
+   return impl_->applyEdit( std::move( edit ) );
 }
 
 const PolicyText & LivePolicy::text() const noexcept {

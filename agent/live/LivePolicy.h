@@ -38,8 +38,9 @@ class LivePolicy {
    /// sequence, each differing line of a list, and differing access lists whole, and a walk over all calls.
    ApplyReport apply( PolicyText text );
    /// The same for an edit of the text in force. Cost: that of the edit, of publishing the edited lists, and, if lines have moved, a walk over
-   /// all places and route maps. In the dialect of FRR, that of compiling all route maps if a list changes that a set clause may name.
-   ApplyReport applyEdit( const TextEdit & edit );
+   /// all places and route maps. In the dialect of FRR, that of compiling all route maps if a list changes that a set clause may name. If
+   /// things were read, that of apply() for these.
+   ApplyReport applyEdit( TextEdit edit );
    /// The text in force.
    const PolicyText & text() const noexcept;
 

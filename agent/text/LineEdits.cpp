@@ -5,8 +5,8 @@
 #include <set>
 #include <tuple>
 
-#include "text/LineCursor.h"
 #include "text/LineDiff.h"
+#include "text/ListRuns.h"
 #include "text/NumberedLists.h"
 #include "text/Places.h"
 
@@ -51,24 +51,10 @@ bool isExpanded( const Text & list ) {
       return false;
 }
 
-// "ip prefix-list NAME seq ..." or that of another list, not indented.
-bool addsNumbered( std::string_view bytes ) {
-   LineCursor line( bytes.substr( 0, bytes.find( '\n' ) ) );
-   const auto takesOne = [ & ]( auto... words ) { return ( line.takeWords( words ) || ... ); };
-   if( line.indented() ) return false;
-   if( takesOne( "bgp community-list", "bgp large-community-list", "bgp extcommunity-list", "ip community-list", "ip large-community-list",
-                 "ip extcommunity-list" ) )
-      takesOne( "standard", "expanded" );   // a number may tell the kind
-   else if( !takesOne( "ip prefix-list", "ipv6 prefix-list", "bgp as-path access-list", "ip as-path access-list" ) )
-      return false;
-   line.take();
-   return line.takeWords( "seq" );
-}
-
 // The lists of these lines; nothing if a line does something else than to add one more numbered line to a list.
 std::optional<PolicyText> readNumbered( std::string_view lines, Dialect dialect ) {
    for( std::string_view rest = lines; !rest.empty(); rest.remove_prefix( std::min( rest.find( '\n' ), rest.size() - 1 ) + 1 ) )
-      if( !addsNumbered( rest ) ) return std::nullopt;
+      if( numberedStart( rest ).empty() ) return std::nullopt;
    LineLoader loader( dialect );
    loader.load( {}, lines );
    if( !loader.errors().empty() || !loader.text().doubts.empty() ) return std::nullopt;
@@ -104,6 +90,16 @@ bool addLines( const ByName<Text> & lists, std::optional<Line> ListEdit<Line>::C
       }
    }
    return true;
+}
+
+// Returns the number of added lines.
+int64_t addMoves( uint32_t file, const std::vector<Hunk> & hunks, LineMoves & moves ) {
+   int64_t moved = 0;
+   for( const auto & hunk : hunks ) {
+      const uint32_t before = countLines( hunk.before ), after = countLines( hunk.after );
+      if( before != after ) moves.add( file, hunk.lineBefore + before, moved += int64_t( after ) - before );
+   }
+   return moved;
 }
 
 // Adds the lines of a hunk.
@@ -206,6 +202,7 @@ void replace( const ByName<ListEdit<Line>> & edits, ByName<Row> & contents ) {
    for( const auto & [ name, edit ] : edits ) {
       auto & all = contents.at( name );
       const auto was = contentsBefore( edit ), is = contentsBehind( edit );
+      if( was == is ) continue;
       Row kept, next;
       std::ranges::set_difference( all, was, std::back_inserter( kept ) );
       std::ranges::merge( kept, is, std::back_inserter( next ) );
@@ -223,6 +220,99 @@ bool complete( const ByName<Text> & lists, const ByName<Row> * contents, const L
       if( contents && !areNew( edit, contents->at( name ) ) ) return false;
       edit.place = placeBehind<Line>( edit, list->second, moves );
       if( !edit.place ) return false;
+   }
+   return true;
+}
+
+// The lines of a text that are not read again, in ascending order of their places.
+class UnreadLines {
+ public:
+   void add( uint32_t file, uint32_t first, uint32_t count ) { ranges_.push_back( { file, first, first + count } ); }
+   bool empty() const noexcept { return ranges_.empty(); }
+   bool contain( const Place & place ) const noexcept {
+      const auto behind = std::ranges::upper_bound( ranges_, std::tie( place.file, place.line ), {},
+                                                    []( const Range & range ) { return std::tie( range.file, range.first ); } );
+      if( behind == ranges_.begin() ) return false;
+      const Range & range = *std::prev( behind );
+      return range.file == place.file && place.line < range.end;
+   }
+
+ private:
+   struct Range {
+      uint32_t file;
+      uint32_t first;
+      uint32_t end;
+   };
+   std::vector<Range> ranges_;
+};
+
+// Calls `visit( lines, line )` for the lines between the hunks, and their first number in the state before.
+template <class Visit>
+void forEachSame( std::string_view next, const std::vector<Hunk> & hunks, Visit visit ) {
+   size_t at = 0;
+   uint32_t line = 1;
+   for( const auto & hunk : hunks ) {
+      const auto end = static_cast<size_t>( hunk.after.data() - next.data() );
+      visit( next.substr( at, end - at ), line );
+      at = end + hunk.after.size();
+      line = hunk.lineBefore + countLines( hunk.before );
+   }
+   visit( next.substr( at ), line );
+}
+
+// Names the list of a run in the edit, if its lines may stand in any order.
+bool noteRun( const ListRun & run, const PolicyText & text, TextEdit & edit ) {
+   const auto first = readNumbered( run.bytes.substr( 0, run.bytes.find( '\n' ) + 1 ), text.dialect );
+   bool isNoted = false;
+   if( first )
+      forEachKind(
+         [ & ]( const auto & read, const auto & lists, auto & edits ) {
+            if( read.empty() ) return;
+            const auto list = lists.find( read.begin()->first );
+            if( list == lists.end() || !list->second.anyOrder.value ) return;
+            edits[ list->first ].unread += run.count - 1;
+            isNoted = true;
+         },
+         *first, text, edit );
+   return isNoted;
+}
+
+// The lines of the file that left a trace beside their lists, and the lines below them: no run has such a line.
+std::vector<uint32_t> endsOfRuns( const PolicyText & text, uint32_t file ) {
+   std::vector<uint32_t> lines;
+   const auto add = [ & ]( const Place & place ) {
+      if( place.file == file ) lines.insert( lines.end(), { place.line, place.line + 1 } );
+   };
+   for( const auto & doubt : text.doubts ) add( doubt.place );
+   for( const auto & line : text.leftOut ) add( line.error.place );
+   std::ranges::sort( lines );
+   return lines;
+}
+
+// Makes the edits of lists of which some lines were read, the lists `read`. False: all lines must be read. `contents`: as complete().
+template <class Text, class Line>
+bool completeRead( const ByName<Text> & lists, const ByName<Text> & read, const ByName<Row> * contents, const UnreadLines & unread,
+                   ByName<ListEdit<Line>> & edits ) {
+   for( auto & [ name, edit ] : edits ) {
+      const Text & was = lists.at( name );
+      const auto at = read.find( name );
+      if( at == read.end() || !at->second.anyOrder.value || isExpanded( at->second ) != isExpanded( was ) ) return false;
+      edit.expanded = isExpanded( was );
+      edit.place = at->second.place;
+      size_t known = edit.unread;
+      for( const auto & [ number, line ] : at->second.lines ) {
+         auto & change = edit.lines[ number ];
+         change.is = line;
+         const auto before = was.lines.find( number );
+         if( before == was.lines.end() ) continue;
+         if( unread.contain( before->second.place ) ) return false;
+         change.was = before->second;
+         ++known;
+      }
+      if( known != was.lines.size() )   // lines were removed
+         for( const auto & [ number, line ] : was.lines )
+            if( !unread.contain( line.place ) ) edit.lines[ number ].was = line;
+      if( contents && !areNew( edit, contents->at( name ) ) ) return false;
    }
    return true;
 }
@@ -254,7 +344,9 @@ Place LineMoves::operator()( Place place ) const noexcept {
    return place;
 }
 
-void apply( const TextEdit & edit, PolicyText & text ) {
+namespace {
+
+void applyLines( const TextEdit & edit, PolicyText & text ) {
    if( !edit.moves.empty() )
       forEachPlace( text, [ & ]( Place & place ) {
          if( place.line != 0 ) place = edit.moves( place );
@@ -263,7 +355,35 @@ void apply( const TextEdit & edit, PolicyText & text ) {
    text.lines = static_cast<uint64_t>( static_cast<int64_t>( text.lines ) + edit.lines );
 }
 
-LineEdits::LineEdits( const PolicyText & text, std::vector<SourceFile> files ) : dialect_( text.dialect ), files_( std::move( files ) ) {
+}   // namespace
+
+void apply( TextEdit edit, PolicyText & text ) {
+   if( !edit.read ) return applyLines( edit, text );
+   PolicyText lists = takeEdited( edit, text );
+   text = std::move( *edit.read );
+   putLists( std::move( lists ), text );
+}
+
+PolicyText takeEdited( TextEdit & edit, PolicyText & text ) {
+   PolicyText lists;
+   forEachKind(
+      []( const auto & edits, auto & from, auto & read, auto & to ) {
+         for( const auto & [ name, listEdit ] : edits ) {
+            const auto list = to.insert( from.extract( name ) ).position;
+            list->second.description = std::move( read.extract( name ).mapped().description );
+         }
+      },
+      edit, text, *edit.read, lists );
+   applyLines( edit, lists );
+   return lists;
+}
+
+void putLists( PolicyText lists, PolicyText & text ) {
+   forEachKind( []( auto & from, auto & to ) { to.merge( from ); }, lists, text );
+}
+
+LineEdits::LineEdits( const PolicyText & text, std::vector<SourceFile> files, bool lenient, size_t leastRun )
+      : dialect_( text.dialect ), lenient_( lenient ), leastRun_( leastRun ), files_( std::move( files ) ) {
    std::set<std::string_view> names;
    for( const auto & file : files_ ) names.insert( file.name );
    areDistinct_ = names.size() == files_.size() && std::ranges::equal( files_, text.files, {}, &SourceFile::name );
@@ -273,9 +393,19 @@ LineEdits::LineEdits( const PolicyText & text, std::vector<SourceFile> files ) :
 
 std::optional<TextEdit> LineEdits::editTo( const PolicyText & text, const std::vector<SourceFile> & next ) const {
    if( !areDistinct_ || !std::ranges::equal( files_, next, {}, &SourceFile::name, &SourceFile::name ) ) return std::nullopt;
+   Hunks hunks;
+   for( size_t file = 0; file < files_.size(); ++file ) {
+      const auto &now = files_[ file ].bytes, &then = next[ file ].bytes;
+      hunks.push_back( now == then ? std::vector<Hunk>() : differingLines( now, then ) );
+   }
+   auto edit = editOf( text, hunks );
+   return edit ? std::move( edit ) : readOthers( text, next, hunks );
+}
+
+std::optional<TextEdit> LineEdits::editOf( const PolicyText & text, const Hunks & hunks ) const {
    TextEdit edit;
    for( uint32_t file = 0; file < files_.size(); ++file )
-      if( !addFile( text, file, next[ file ].bytes, edit ) ) return std::nullopt;
+      if( !addFile( text, file, hunks[ file ], edit ) ) return std::nullopt;
    // The texts of some doubts tell the numbers of other lines.
    const auto tellsLines = []( const Doubt & doubt ) {
       return doubt.kind == Doubt::Kind::replaced || doubt.kind == Doubt::Kind::conflict || doubt.kind == Doubt::Kind::refused;
@@ -289,14 +419,11 @@ std::optional<TextEdit> LineEdits::editTo( const PolicyText & text, const std::v
 }
 
 // False: the files must be loaded.
-bool LineEdits::addFile( const PolicyText & text, uint32_t file, std::string_view next, TextEdit & edit ) const {
+bool LineEdits::addFile( const PolicyText & text, uint32_t file, const std::vector<Hunk> & hunks, TextEdit & edit ) const {
    const std::string_view now = files_[ file ].bytes;
-   if( now == next ) return true;
-   const auto hunks = differingLines( now, next );
    size_t changed = 0;
    for( const auto & hunk : hunks ) changed += hunk.before.size() + hunk.after.size();
    if( changed > kMostChanged ) return false;
-   int64_t moved = 0;
    for( const auto & hunk : hunks ) {
       const uint32_t endBefore = hunk.lineBefore + countLines( hunk.before );
       // A line that was left out for its context looks simple here; it ends no stanza.
@@ -307,16 +434,52 @@ bool LineEdits::addFile( const PolicyText & text, uint32_t file, std::string_vie
       }
       const auto before = readNumbered( hunk.before, text.dialect ), after = readNumbered( hunk.after, text.dialect );
       if( !before || !after || !addHunk( *before, *after, file, hunk, edit ) ) return false;
-      const int64_t by = int64_t( countLines( hunk.after ) ) - countLines( hunk.before );
-      if( by != 0 ) edit.moves.add( file, endBefore, moved += by );
    }
-   edit.lines += moved;
+   edit.lines += addMoves( file, hunks, edit.moves );
    return true;
+}
+
+// Reads all lines but runs of lines of one list that have not changed.
+std::optional<TextEdit> LineEdits::readOthers( const PolicyText & text, const std::vector<SourceFile> & next, const Hunks & hunks ) const {
+   TextEdit edit;
+   UnreadLines unread;
+   std::vector<std::vector<FileLines>> skipped( next.size() );
+   for( uint32_t file = 0; file < next.size(); ++file ) {
+      addMoves( file, hunks[ file ], edit.moves );
+      const auto ends = endsOfRuns( text, file );
+      forEachSame( next[ file ].bytes, hunks[ file ], [ & ]( std::string_view same, uint32_t line ) {
+         for( const auto & run : listRuns( same, line, ends, leastRun_ ) ) {
+            if( !noteRun( run, text, edit ) ) continue;
+            unread.add( file, run.line + 1, run.count - 1 );
+            skipped[ file ].push_back( { run.bytes.substr( run.bytes.find( '\n' ) + 1 ), run.count - 1 } );
+         }
+      } );
+   }
+   if( unread.empty() ) return std::nullopt;
+   LineLoader loader( dialect_, lenient_ );
+   for( size_t file = 0; file < next.size(); ++file ) loader.loadWithout( next[ file ].name, next[ file ].bytes, skipped[ file ] );
+   if( !loader.errors().empty() ) return std::nullopt;
+   edit.read = loader.takeText();
+   const bool isComplete = allOfKinds(
+      [ & ]( const auto & lists, const auto & read, const auto & contents, auto & edits ) {
+         return completeRead( lists, read, dialect_ == Dialect::frr ? &contents : nullptr, unread, edits );
+      },
+      text, *edit.read, contents_, edit );
+   return isComplete ? std::optional( std::move( edit ) ) : std::nullopt;
 }
 
 void LineEdits::filesAre( const TextEdit & edit, std::vector<SourceFile> next ) {
    files_ = std::move( next );
-   if( dialect_ == Dialect::frr ) forEachKind( []( const auto & edits, auto & contents ) { replace( edits, contents ); }, edit, contents_ );
+   if( dialect_ != Dialect::frr ) return;
+   if( edit.read )
+      forEachKind(
+         []( const auto & edits, const auto & lists, auto & contents ) {
+            auto all = contentsOf( lists );
+            for( const auto & [ name, listEdit ] : edits ) all[ name ] = std::move( contents.at( name ) );
+            contents = std::move( all );
+         },
+         edit, *edit.read, contents_ );
+   forEachKind( []( const auto & edits, auto & contents ) { replace( edits, contents ); }, edit, contents_ );
 }
 
 }   // namespace Agent

@@ -43,6 +43,7 @@ class LineLoader::Reader {
  public:
    Reader( Dialect dialect, bool lenient ) : lenient_( lenient ) { text.dialect = dialect; }
    void load( const std::string & file, std::string_view bytes );
+   void loadWithout( const std::string & file, std::string_view bytes, const std::vector<FileLines> & unread );
 
    PolicyText text;
    std::vector<TextError> errors;
@@ -78,10 +79,20 @@ class LineLoader::Reader {
 };
 
 void LineLoader::Reader::load( const std::string & file, std::string_view bytes ) {
-   if( !loaded_.emplace( file, bytes.size(), std::hash<std::string_view>()( bytes ), secondHash( bytes ) ).second ) return;
+   if( loaded_.emplace( file, bytes.size(), std::hash<std::string_view>()( bytes ), secondHash( bytes ) ).second )
+      loadWithout( file, bytes, {} );
+}
+
+void LineLoader::Reader::loadWithout( const std::string & file, std::string_view bytes, const std::vector<FileLines> & unread ) {
    startFile( file );
    if( bytes.starts_with( kByteOrderMark ) ) bytes.remove_prefix( kByteOrderMark.size() );
+   auto next = unread.begin();
    while( !bytes.empty() ) {
+      if( next != unread.end() && next->bytes.data() == bytes.data() ) {
+         number_ += next->count;
+         bytes.remove_prefix( next++->bytes.size() );
+         continue;
+      }
       const size_t end = std::min( bytes.find( '\n' ), bytes.size() );
       readLine( bytes.substr( 0, end ) );
       bytes.remove_prefix( std::min( end + 1, bytes.size() ) );
@@ -223,6 +234,10 @@ LineLoader & LineLoader::operator=( LineLoader && ) noexcept = default;
 
 void LineLoader::load( const std::string & file, std::string_view bytes ) {
    reader_->load( file, bytes );
+}
+
+void LineLoader::loadWithout( const std::string & file, std::string_view bytes, const std::vector<FileLines> & unread ) {
+   reader_->loadWithout( file, bytes, unread );
 }
 
 const PolicyText & LineLoader::text() const noexcept {

@@ -2,6 +2,7 @@
 /// Reads a policy from the lines of a router's configuration, in the industry-standard stanza syntax.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -16,6 +17,12 @@ namespace Agent {
 struct SourceFile {
    std::string name;   // as in errors, and in PolicyText::files
    std::string bytes;
+};
+
+/// Whole lines of a file.
+struct FileLines {
+   std::string_view bytes;
+   uint32_t count = 0;   // of lines
 };
 
 /// Loads texts one after the other, as one configuration. Threading: one thread.
@@ -38,6 +45,8 @@ class LineLoader {
    /// `bytes` may be any bytes; `file` is the name in errors. The same bytes under the same name a second time change nothing and report no
    /// errors again; their size and two hashes are compared. Any other text is a file of its own in text().files, even if the name repeats.
    void load( const std::string & file, std::string_view bytes );
+   /// The same without the lines `unread`, parts of `bytes`, ascending; they are only counted. No file of the same name is loaded.
+   void loadWithout( const std::string & file, std::string_view bytes, const std::vector<FileLines> & unread );
 
    const PolicyText & text() const noexcept;
    /// Moves the text out, and releases what else was needed for loading. Afterwards, the loader can only be destroyed.

@@ -69,6 +69,7 @@ class RandomFiles {
       for( auto n = 1 + below( random_, 2 ); n; --n ) {
          auto & lines = lines_.emplace_back();
          for( auto m = 5 + below( random_, 30 ); m; --m ) lines.push_back( line( 20 ) );
+         if( oneIn( random_, 2 ) ) addRun( lines );
       }
    }
    Files files() const {
@@ -78,18 +79,19 @@ class RandomFiles {
       return files;
    }
    void edit() {
+      const uint64_t oddOneIn = oneIn( random_, 3 ) ? 4 : 60;
       for( auto n = 1 + below( random_, 3 ); n; --n ) {
          Lines & lines = lines_[ below( random_, lines_.size() ) ];
          const size_t at = below( random_, lines.size() + 1 ), from = below( random_, lines.size() + 1 );
          const auto place = lines.begin() + static_cast<std::ptrdiff_t>( at );
          if( oneIn( random_, 3 ) || at == lines.size() ) {
-            lines.insert( place, oneIn( random_, 8 ) && from < lines.size() ? lines[ from ] : line( 60 ) );
+            lines.insert( place, oneIn( random_, 8 ) && from < lines.size() ? lines[ from ] : line( oddOneIn ) );
          } else if( oneIn( random_, 3 ) ) {
             lines.erase( place );
          } else if( from < lines.size() && oneIn( random_, 6 ) ) {
             std::swap( lines[ from ], lines[ at ] );
          } else {
-            *place = line( 60 );
+            *place = line( oddOneIn );
          }
       }
       if( oneIn( random_, 20 ) ) hasLastEnd_ = !hasLastEnd_;
@@ -124,6 +126,23 @@ class RandomFiles {
                                               { "ip community-list standard C", "1:" + number() } } );
          default: return { "ip prefix-list " + anyWord( { "A", "B" } ), prefix( true ) };
       }
+   }
+   // Neighboring lines of one list, often each with another number and content than all others.
+   void addRun( Lines & lines ) {
+      const std::string list = words().list;
+      const bool isExpression = list.ends_with( " E" ) || list.ends_with( " P" );
+      const uint64_t first = 1000 * ( 1 + below( random_, 3 ) );
+      Lines run;
+      for( uint64_t n = 0; n < 3 + below( random_, 20 ); ++n ) {
+         std::string content = fmt::format( "9:{}", n );
+         if( list.starts_with( "ip prefix-list" ) ) content = fmt::format( "11.{}.0.0/16", n );
+         if( list.starts_with( "ipv6" ) ) content = fmt::format( "2001:db8:f{:02}::/48", n );
+         if( list.starts_with( "bgp large" ) ) content += ":9";
+         if( list.starts_with( "bgp ext" ) ) content = "rt " + content;
+         if( isExpression ) content = fmt::format( "_9{}_", n );
+         run.push_back( fmt::format( "{} seq {} permit {}", list, first + n, content ) );
+      }
+      lines.insert( lines.begin() + static_cast<std::ptrdiff_t>( below( random_, lines.size() + 1 ) ), run.begin(), run.end() );
    }
    // One in `oddOneIn` is not simple.
    std::string line( uint64_t oddOneIn ) {
@@ -196,6 +215,7 @@ void expectSameRouteMap( const std::string & name, const LivePolicy & a, const L
 
 struct Counts {
    size_t edits = 0;
+   size_t reads = 0;   // without large lists
    size_t loads = 0;
 };
 
@@ -204,6 +224,7 @@ void follow( Random & random, Dialect dialect, bool lenient, Counts & counts ) {
    RandomFiles files( random, dialect );
    LivePolicy edited( dialect ), whole( dialect );
    std::optional<LineEdits> lines;
+   const size_t leastRun = 2 + below( random, 4 );
    for( int step = 0; step < 40; ++step, files.edit() ) {
       const LineLoader fresh = loaded( files.files(), dialect, lenient );
       const auto edit = lines ? lines->editTo( edited.text(), files.files() ) : std::nullopt;
@@ -216,8 +237,8 @@ void follow( Random & random, Dialect dialect, bool lenient, Counts & counts ) {
       if( edit )
          lines->filesAre( *edit, files.files() );
       else
-         lines.emplace( edited.text(), files.files() );
-      ++( edit ? counts.edits : counts.loads );
+         lines.emplace( edited.text(), files.files(), lenient, leastRun );
+      ++( !edit ? counts.loads : edit->read ? counts.reads : counts.edits );
       ASSERT_EQ( dumpOf( edited.text() ), dumpOf( fresh.text() ) ) << files.files()[ 0 ].bytes;
       ASSERT_TRUE( edited.text() == fresh.text() );
       ASSERT_EQ( report.edits, expected.edits );
@@ -232,6 +253,7 @@ TEST( LineEditsModel, anEditEndsWhereTheFilesReadAfreshDo ) {
    forRandomCases(
       2, [ & ]( Random & random ) { follow( random, oneIn( random, 2 ) ? Dialect::frr : Dialect::native, oneIn( random, 2 ), counts ); } );
    EXPECT_GT( counts.edits, counts.loads / 10 );
+   EXPECT_GT( counts.reads, counts.loads / 10 );
 }
 
 // ---- what is an edit
@@ -430,6 +452,95 @@ TEST( LineEdits, manyLinesAreAnEditButNotAllOfALongFile ) {
    expect( "an equal line behind many others", 100, { k6 }, true );
    expect( "an equal line behind many others, which is not simple", 100, { kMap }, false );
    expect( "more than a megabyte", 12'000, {}, false );
+}
+
+// ---- what is read without a large list
+
+struct ReadCase {
+   const char * what;
+   Lines above{};    // the list
+   Lines below{};    // it
+   Lines within{};   // in its middle
+   size_t unread = 99;
+};
+
+Lines fileOf( const ReadCase & c ) {
+   Lines lines = c.above;
+   const Lines list = numberedLines( 100, "permit" );
+   lines.insert( lines.end(), list.begin(), list.end() );
+   lines.insert( lines.end() - 50, c.within.begin(), c.within.end() );
+   lines.insert( lines.end(), c.below.begin(), c.below.end() );
+   return lines;
+}
+
+// From a file with the list alone, and back. `unread`: 0 if all is read.
+void expectRead( const ReadCase & c, Dialect dialect, bool lenient = false ) {
+   SCOPED_TRACE( c.what );
+   const Files files[] = { { { "f", joined( fileOf( { "alone", { k5, kMap }, { kMap, kMatch } } ) ) } },
+                           { { "f", joined( fileOf( c ) ) } } };
+   PolicyText text = loaded( files[ 0 ], dialect, lenient ).takeText();
+   LineEdits edits( text, files[ 0 ], lenient, 20 );
+   for( const Files & next : { files[ 1 ], files[ 0 ] } ) {
+      const auto edit = edits.editTo( text, next );
+      ASSERT_EQ( edit && edit->read, c.unread != 0 );
+      if( c.unread == 0 ) return;
+      const size_t unread = edit->ipv4PrefixLists.at( "A" ).unread;
+      EXPECT_TRUE( unread == c.unread || unread == 98 ) << unread;   // on the way back, a line below "end" has a doubt
+      edits.filesAre( *edit, next );
+      apply( *edit, text );
+      EXPECT_EQ( dumpOf( text ), dumpOf( loaded( next, dialect, lenient ).takeText() ) );
+   }
+}
+
+constexpr char kNumberless[] = "ip prefix-list A permit 10.200.0.0/16";
+constexpr char kNumbered[] = "ip prefix-list A seq 8 permit 10.201.0.0/16";
+
+TEST( LineEdits, aLargeListIsNotReadAgain ) {
+   const ReadCase cases[] = {
+      { "a clause", { k5, kMap }, { kMap, kMatch, " set metric 5" } },
+      { "a comment above", { "! a", k5, kMap }, { kMap, kMatch } },
+      { "a comment within", { k5, kMap }, { kMap, kMatch }, { "!" }, 98 },
+      { "a new list", { kB, k5, kMap }, { kMap, kMatch } },
+      { "a description", { kOne, k5, kMap }, { kTwo, kMap, kMatch } },
+      { "a line of the list, too", { k5, kMap }, { kMap, " set metric 5", kNumbered } },
+      { "a line of the list less", { "!" }, { kMap, kMatch } },
+      { "a stanza that the list ends", { k5, "router bgp 1" }, { " neighbor 192.0.2.1 prefix-list A in", kMap } },
+      { "a sequence in the list", { k5 }, { kMap }, { kMap, kMatch }, 98 },
+      { "\"end\"", { k5, "end" }, { kMap } },
+   };
+   for( const auto & c : cases )
+      for( const auto dialect : { Dialect::frr, Dialect::native } ) expectRead( c, dialect );
+}
+
+TEST( LineEdits, aLargeListIsReadIfTheOrderOfItsLinesMatters ) {
+   const ReadCase cases[] = {
+      { "a line without a number", { k5 }, { kNumberless, kMap }, {}, 0 },
+      { "a removal above", { "no ip prefix-list A", k5 }, { kMap }, {}, 0 },
+      { "a removal below", { k5 }, { kMap, "no ip prefix-list A seq 100003" }, {}, 0 },
+      { "a number of the list", { k5 }, { kMap, "ip prefix-list A seq 100003 permit 10.9.0.0/16" }, {}, 0 },
+      { "a line of the list once more", { k5 }, { kMap, "ip prefix-list A seq 100003 permit 10.0.3.0/24" }, {}, 0 },
+      { "wrong", { k5 }, { kMap, " set metric x" }, {}, 0 },
+   };
+   for( const auto & c : cases )
+      for( const auto dialect : { Dialect::frr, Dialect::native } ) expectRead( c, dialect );
+   const ReadCase content{ "a content of the list", { k5 }, { kMap, "ip prefix-list A seq 7 permit 10.0.3.0/24" }, {}, 0 };
+   expectRead( content, Dialect::frr );
+   const ReadCase left{ "a line that is left out", { k5 }, { kMap, " set metric x" } };
+   expectRead( left, Dialect::frr, true );
+}
+
+TEST( LineEdits, aLineWithADoubtIsReadAgain ) {
+   Lines before = numberedLines( 60, "permit" );
+   before[ 30 ] = "ip prefix-list A seq 100030 permit 10.0.30.1/24";
+   Lines after = before;
+   after.emplace_back( kMap );
+   const Files files{ { "f", joined( before ) } }, next{ { "f", joined( after ) } };
+   PolicyText text = loaded( files, Dialect::frr ).takeText();
+   const auto edit = LineEdits( text, files, false, 20 ).editTo( text, next );
+   ASSERT_TRUE( edit && edit->read );
+   EXPECT_EQ( edit->ipv4PrefixLists.at( "A" ).unread, 57 );   // without the first line of each part, and the line itself
+   apply( *edit, text );
+   EXPECT_EQ( dumpOf( text ), dumpOf( loaded( next, Dialect::frr ).takeText() ) );
 }
 
 TEST( LineEdits, theNativeDialectKeepsDescriptionsAboveTheFirstLine ) {

@@ -1176,6 +1176,27 @@ TEST( Program, watchFollowsAListThatGetsItsFirstLine ) {
    watch.finish();
 }
 
+// The list is not read again.
+TEST( Program, watchKeepsALargeListWhenOtherLinesChange ) {
+   const Folder folder;
+   std::string list;
+   for( int n = 1; n <= 200; ++n ) list += fmt::format( "ip prefix-list A seq {} permit 10.{}.0.0/16\n", n, n );
+   const auto with = [ & ]( const char * above, const char * action ) {
+      return above + list + "router bgp 1\n neighbor 192.0.2.1 remote-as 2\n neighbor 192.0.2.1 prefix-list A in\n" +
+         " neighbor 192.0.2.1 route-map IN in\nroute-map IN " + action + " 10\n";
+   };
+   folder.write( "edge.conf", with( "", "permit" ) );
+   folder.write( "table.txt", "10.7.0.0/16 peer 192.0.2.1\n10.201.0.0/16 peer 192.0.2.1\n" );
+   Program watch( folder.call( { { "watch", "DIR/edge.conf", "--neighbor", "192.0.2.1", "in", "-i", "DIR/table.txt" } } ) );
+   watch.waitForOut( "published neighbor 192.0.2.1 in\n" );
+   for( const char * action : { "deny", "permit" } ) {
+      folder.write( "edge.conf", with( *action == 'd' ? "! a comment\n" : "", action ) );
+      watch.waitForOut( "1 of 2 routes changes\n" );
+   }
+   watch.signal( SIGTERM );
+   EXPECT_EQ( watch.finish().err, "" );
+}
+
 TEST( Program, watchKeepsTheLastGoodPolicyBehindABrokenFile ) {
    const Folder folder;
    FollowedFile file( folder );
