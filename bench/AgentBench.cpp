@@ -120,25 +120,51 @@ void measureFiles( const std::string & question, std::span<const File> files, Ma
    }
 }
 
-// The action of the list's first line changes between permit and deny.
-void measureOneChange() {
-   if( !wanted( "applied: one changed line" ) ) return;
-   for( const size_t count : { 5'000u, 500'000u } ) {
-      LivePolicy policy;
-      PolicyText next = loaded( prefixListFile( count, true ) );
-      policy.apply( next );
-      const auto change = [ & ] {
-         next = policy.text();
-         auto & action = next.ipv4PrefixLists.at( "LIST" ).lines.begin()->second.action;
-         action = action == Agent::MatchPermit::permit ? Agent::MatchPermit::deny : Agent::MatchPermit::permit;
-      };
-      change();
-      Group group;
-      const auto one = group.way(
-         "one line", count, [ & ] { return uint64_t( policy.apply( std::move( next ) ).edits > 0 ); }, change );
-      group.row( "applied: one changed line, each line", grouped( count ), one, puttingIntoForce( group, kFiles[ 0 ], count ) );
-      group.run();
+/// A file with a long prefix list that is saved again and again, each time with one other line.
+struct SavedFile {
+   static constexpr size_t kLines = 500'000;
+
+   // The line has one of two contents of the same length.
+   SavedFile( std::string_view from, std::string_view to ) {
+      texts[ 0 ] = "route-map MAP permit 10\n match ip address prefix-list LIST\n set metric 1\n" + prefixListFile( kLines, true );
+      texts[ 1 ] = texts[ 0 ];
+      texts[ 1 ].replace( texts[ 1 ].find( from ), to.size(), to );
+      policy.apply( loaded( texts[ 0 ] ) );
+      lines.emplace( policy.text(), std::vector<Agent::SourceFile>{ { "file", texts[ 0 ] } } );
+      save();
    }
+   void save() {
+      isSecond = !isSecond;
+      next = { { "file", texts[ isSecond ] } };
+   }
+   // The following put the next state into force, and return whether that has changed something.
+   bool readChange() {
+      auto edit = lines->editTo( policy.text(), next );
+      if( !edit ) fail( "the whole file is loaded" );
+      lines->filesAre( *edit, std::move( next ) );
+      return policy.applyEdit( std::move( *edit ) ).edits > 0;
+   }
+   bool readAll() { return policy.apply( loaded( next.front().bytes ) ).edits > 0; }
+
+   std::string texts[ 2 ];
+   bool isSecond = false;
+   std::vector<Agent::SourceFile> next;
+   LivePolicy policy;
+   std::optional<Agent::LineEdits> lines;
+};
+
+// From the bytes of the file to the policy in force.
+void measureSaves( const std::string & what, std::string_view from, std::string_view to ) {
+   const std::string question = "saved: " + what;
+   if( !wanted( question ) ) return;
+   const auto changed = std::make_shared<SavedFile>( from, to ), loaded = std::make_shared<SavedFile>( from, to );
+   Group group;
+   const auto ours = group.way(
+      "one line", 1, [ changed ] { return uint64_t( changed->readChange() ); }, [ changed ] { changed->save(); } );
+   const auto all = group.way(
+      "all lines", 1, [ loaded ] { return uint64_t( loaded->readAll() ); }, [ loaded ] { loaded->save(); } );
+   group.row( question, grouped( SavedFile::kLines ), ours, all );
+   group.run();
 }
 
 // ---- community lists and AS path lists
@@ -391,7 +417,8 @@ void measureTable() {
 void measureAll() {
    measureFiles( "load: ", kFiles, loading );
    measureFiles( "applied: ", std::span( kFiles ).first( kTexts ), puttingIntoForce );
-   measureOneChange();
+   measureSaves( "a line of a prefix list", "seq 5 permit", "seq 5   deny" );
+   measureSaves( "a clause beside the list", "metric 1", "metric 2" );
    measureLists<Communities>();
    measureLists<Paths>();
    measureTable();

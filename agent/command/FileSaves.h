@@ -4,7 +4,7 @@
 ///    what the kernel tells                                     complete
 ///    the file is closed, or renamed over the old one           at once; of several files, after 20 ms without another change
 ///    the file is written and stays open, or is deleted         after an interval without another change
-///    nothing, but the time, size or number of a file differs   after an interval without another change
+///    nothing, but the time, size or inode of a file differs   after an interval without another change
 #pragma once
 
 #include <chrono>

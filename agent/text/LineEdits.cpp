@@ -18,7 +18,7 @@ using Row = std::vector<uint32_t>;
 template <class Thing>
 using ByName = PolicyText::ByName<Thing>;
 
-constexpr size_t kMostChanged = size_t( 1 ) << 20;   // bytes of changed lines; beyond, the files are loaded
+constexpr size_t kMostChanged = size_t( 1 ) << 20;   // bytes of changed lines; beyond, all but long lists is read
 
 bool isBefore( const Place & a, const Place & b ) noexcept {
    return std::tie( a.file, a.line ) < std::tie( b.file, b.line );
@@ -309,7 +309,7 @@ bool completeRead( const ByName<Text> & lists, const ByName<Text> & read, const 
          change.was = before->second;
          ++known;
       }
-      if( known != was.lines.size() )   // lines were removed
+      if( known != was.lines.size() )   // all that is known was in the list: lines were removed
          for( const auto & [ number, line ] : was.lines )
             if( !unread.contain( line.place ) ) edit.lines[ number ].was = line;
       if( contents && !areNew( edit, contents->at( name ) ) ) return false;
@@ -383,7 +383,7 @@ void putLists( PolicyText lists, PolicyText & text ) {
 }
 
 LineEdits::LineEdits( const PolicyText & text, std::vector<SourceFile> files, bool lenient, size_t leastRun )
-      : dialect_( text.dialect ), lenient_( lenient ), leastRun_( leastRun ), files_( std::move( files ) ) {
+      : dialect_( text.dialect ), lenient_( lenient ), leastRun_( std::max<size_t>( leastRun, 2 ) ), files_( std::move( files ) ) {
    std::set<std::string_view> names;
    for( const auto & file : files_ ) names.insert( file.name );
    areDistinct_ = names.size() == files_.size() && std::ranges::equal( files_, text.files, {}, &SourceFile::name );
@@ -418,7 +418,7 @@ std::optional<TextEdit> LineEdits::editOf( const PolicyText & text, const Hunks 
    return isComplete ? std::optional( std::move( edit ) ) : std::nullopt;
 }
 
-// False: the files must be loaded.
+// False: other lines must be read, too.
 bool LineEdits::addFile( const PolicyText & text, uint32_t file, const std::vector<Hunk> & hunks, TextEdit & edit ) const {
    const std::string_view now = files_[ file ].bytes;
    size_t changed = 0;

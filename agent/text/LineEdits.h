@@ -46,7 +46,7 @@ class LineMoves {
    std::vector<Move> moves_;
 };
 
-/// The changed lines of one list; the list has lines before and after.
+/// The changed lines of one list, and if all other things are read, each line of it that was read. The list has lines before and after.
 template <class Line>
 struct ListEdit {
    struct Change {
@@ -71,12 +71,12 @@ struct TextEdit {
    ByName<ExtCommunityListLine> extCommunityLists;
    ByName<AsPathListLine> asPathLists;
    LineMoves moves;
-   int64_t lines = 0;   // added
+   int64_t lines = 0;   // added, unless all other things are read
    // If it is there, the text behind the edit, in which the edited lists have the lines only that were read.
    std::optional<PolicyText> read;
 };
 
-/// Cost: a walk over all places of lists, and of all else that is not read, if lines have moved; else that of the edit.
+/// Cost: if lines have moved, a walk over all places, or over those of the edited lists if all other things are read; else that of the edit.
 void apply( TextEdit edit, PolicyText & text );
 /// The two halves of apply() if things were read. The edited lists leave both texts, `text` and the one that was read; these are the lists
 /// behind the edit.
@@ -87,7 +87,7 @@ void putLists( PolicyText lists, PolicyText & text );
 class LineEdits {
  public:
    /// `text` was loaded from these files, in this order, without errors; things that no line names may have been added.
-   /// `lenient`: as LineLoader. Lines of a list are not read again if at least `leastRun` of them stand together.
+   /// `lenient`: as LineLoader. Lines of a list are not read again if at least `leastRun` of them stand together, 2 or more.
    LineEdits( const PolicyText & text, std::vector<SourceFile> files, bool lenient = false, size_t leastRun = kLeastRun );
 
    /// The edit that turns `text`, which is in the state of these files, into the text of the files `next`. Nothing if they must be loaded.

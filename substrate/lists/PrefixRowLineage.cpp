@@ -50,7 +50,7 @@ void PrefixRowLineage::release( const PrefixRowNode & root, size_t bytes, Prefix
 void PrefixRowLineage::generationIs( PrefixListRows & generation, RetiredBlocks & retired ) {
    {
       const std::lock_guard lock( mutex_ );
-      if( newest_ ) newest_->retired_.reserveFor( retired );   // nothing fails from here on
+      if( newest_ ) newest_->retired_.reserveFor( retired );   // nothing throws from here on
       handOver( newest_, retired );
       generation.older_ = newest_;
       if( newest_ ) newest_->newer_ = &generation;

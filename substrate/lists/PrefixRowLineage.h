@@ -22,14 +22,14 @@
 namespace Routing::RouteMap {
 
 /// The generations in use, and whether an editor makes more. Cost of a release: the blocks that the generation does not share; if they are
-/// many, RetiredPrefixRows frees them later. If a release finds no memory to note what it shares or leaves, the process ends. Threading: any
-/// thread.
+/// many, RetiredPrefixRows frees them later. If a release or a publication finds no memory to note what it shares or leaves, the process
+/// ends. Threading: any thread.
 class PrefixRowLineage final : public Quoin::Node {
  public:
    ~PrefixRowLineage() override;
 
-   /// Adds the newest generation. `retired`: the blocks that only older ones have; empty afterwards. Errors: std::bad_alloc, and nothing has
-   /// changed.
+   /// Adds the newest generation. `retired`: the blocks that only older ones have; empty afterwards. Errors: std::bad_alloc; nothing has
+   /// changed then.
    void generationIs( PrefixListRows & generation, RetiredBlocks & retired );
    /// Removes a generation that has lost its last use.
    void generationDel( PrefixListRows & generation ) noexcept;

@@ -2,7 +2,8 @@
 /// Blocks of prefix lists that edits have replaced. They go from generation to generation, until no generation has them.
 ///
 /// Millions of them are added and handed over without a pause: most of them are in rows of some thousands that are sorted by birth. The
-/// first part of such a row may go to an older generation without a copy; both owners then share the row.
+/// first part of such a row may go to an older generation without a copy; both owners then share the row, which stays in memory until all of
+/// its blocks are freed.
 #pragma once
 
 #include <algorithm>
@@ -26,15 +27,16 @@ class RetiredBlocks {
    bool empty() const noexcept { return size_ == 0; }
    /// Makes room for `n` calls of add(). Errors: std::bad_alloc.
    void reserve( size_t n ) {
+      if( recent_.size() + n <= recent_.capacity() ) return;
       if( recent_.size() >= kRow ) sortRecent();
-      if( const size_t needed = recent_.size() + n; needed > recent_.capacity() ) recent_.reserve( recent_.size() + needed );
+      recent_.reserve( 2 * recent_.size() + n );
    }
    /// There is room.
    void add( const Block & block ) noexcept {
       recent_.push_back( block );
       ++size_;
    }
-   /// Makes room for `from.handOver( *this, generation )`. Errors: std::bad_alloc.
+   /// Makes room for all that `from.handOver()` may move here. Errors: std::bad_alloc.
    void reserveFor( const RetiredBlocks & from ) {
       reserve( from.recent_.size() );
       if( const size_t needed = parts_.size() + from.parts_.size(); needed > parts_.capacity() ) parts_.reserve( parts_.size() + needed );

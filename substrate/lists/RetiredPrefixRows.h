@@ -16,7 +16,7 @@ namespace Routing::RouteMap {
 /// list; RetiredTries serves one thread and its clock.
 class ROUTEPOLICY_API RetiredPrefixRows {
  public:
-   /// Frees at most `atMost` blocks. Returns whether none is left; false, too, if another thread is freeing blocks at this moment.
+   /// Frees at most `atMost` blocks, and what the release of an older generation frees that only waited for them. Returns whether none is left; false, too, if another thread is freeing blocks at this moment.
    static bool letGo( size_t atMost = kAtOnce ) noexcept;
 
  private:

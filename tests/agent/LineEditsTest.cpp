@@ -485,7 +485,8 @@ void expectRead( const ReadCase & c, Dialect dialect, bool lenient = false ) {
       ASSERT_EQ( edit && edit->read, c.unread != 0 );
       if( c.unread == 0 ) return;
       const size_t unread = edit->ipv4PrefixLists.at( "A" ).unread;
-      EXPECT_TRUE( unread == c.unread || unread == 98 ) << unread;   // on the way back, a line below "end" has a doubt
+      const bool isBack = next.front().bytes == files[ 0 ].front().bytes;
+      EXPECT_TRUE( unread == c.unread || ( isBack && unread == 98 ) ) << unread;   // a line below "end" has a doubt
       edits.filesAre( *edit, next );
       apply( *edit, text );
       EXPECT_EQ( dumpOf( text ), dumpOf( loaded( next, dialect, lenient ).takeText() ) );

@@ -1176,8 +1176,8 @@ TEST( Program, watchFollowsAListThatGetsItsFirstLine ) {
    watch.finish();
 }
 
-// The list is not read again.
-TEST( Program, watchKeepsALargeListWhenOtherLinesChange ) {
+// The filters of a neighbor are a route map of its own, also where a long list is not read again.
+TEST( Program, watchFollowsANeighborBesideALargeList ) {
    const Folder folder;
    std::string list;
    for( int n = 1; n <= 200; ++n ) list += fmt::format( "ip prefix-list A seq {} permit 10.{}.0.0/16\n", n, n );

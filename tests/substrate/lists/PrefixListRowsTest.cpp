@@ -1,5 +1,7 @@
 #include "substrate/lists/PrefixListRows.h"
 
+#include <algorithm>
+#include <array>
 #include <optional>
 
 #include <gmock/gmock.h>
@@ -178,6 +180,45 @@ TEST( PrefixListRows, twoGenerationsAreReleasedTogether ) {
       while( !RetiredPrefixRows::letGo( 100 ) ) ++left;
       EXPECT_GT( left, kEntries / 64 / 100 ) << "the blocks of one of them were freed at once";
    }
+}
+
+// Three generations in each order, as above. One of them may stay in use, and the first may be small.
+TEST( PrefixListRows, generationsAreReleasedInAnyOrder ) {
+   constexpr uint32_t kEntries = 80'000;
+   const auto prefix = []( uint32_t i ) { return IpGenPrefix::of( AddressFamily::ipv4, { uint64_t( i ) << 40, 0 }, 24 ); };
+   const auto expectReleased = [ & ]( uint32_t first, size_t kept, const std::array<size_t, 3> & order ) {
+      std::optional<PrefixListBuilder> builder( std::in_place, "L", AddressFamily::ipv4 );
+      const auto add = [ & ]( uint32_t from, uint32_t to ) {
+         for( ; from < to; ++from ) ASSERT_FALSE( builder->entryIs( { from, Acl::MatchPermit::permit, prefix( from ), {}, {} } ) );
+      };
+      const auto del = [ & ]( uint32_t from ) {
+         for( ; from < kEntries; from += 8 ) ASSERT_TRUE( builder->entryDel( from ) );
+      };
+      std::array<Quoin::Ptr<const PrefixListRows>, 3> generations;
+      const auto build = [ & ]( size_t i ) { generations[ i ] = Quoin::Ptr( builder->build()->rows() ); };
+      add( 0, first );
+      build( 0 );
+      add( first, kEntries );
+      del( 1 );
+      build( 1 );
+      del( 2 );
+      build( 2 );
+      builder.reset();
+      const auto stays = kept < 3 ? generations[ kept ] : nullptr;
+      {
+         Quoin::ReleaseScope scope;
+         for( const size_t i : order ) generations[ i ] = nullptr;
+      }
+      while( !RetiredPrefixRows::letGo() ) {}
+      for( uint32_t i = 0; stays && i < kEntries; i += 97 )
+         ASSERT_EQ( stays->governing( prefix( i ) ).found, kept == 0 ? i < first : i % 8 != 1 && ( kept == 1 || i % 8 != 2 ) ) << i;
+   };
+   for( const uint32_t first : { 1'000u, kEntries } )
+      for( size_t kept = 0; kept <= 3; ++kept ) {   // 3: none
+         std::array<size_t, 3> order{ 0, 1, 2 };
+         do expectReleased( first, kept, order );
+         while( std::ranges::next_permutation( order ).found );
+      }
 }
 
 }   // namespace

@@ -71,4 +71,19 @@ TEST( RetiredBlocks, eachBlockHasOneOwner ) {
    } );
 }
 
+// An edit makes room for all blocks of its path, and again for each of them.
+TEST( RetiredBlocks, roomStays ) {
+   RetiredBlocks blocks;
+   for( uintptr_t memory = 1; memory <= 10'000; ) {
+      blocks.reserve( 50 );
+      const auto before = allocationCount();
+      for( int i = 0; i < 50; ++i, ++memory ) {
+         blocks.reserve( 1 );
+         blocks.add( { reinterpret_cast<void *>( memory ), 1 } );
+      }
+      ASSERT_EQ( allocationCount(), before );
+   }
+   EXPECT_EQ( blocks.size(), 10'000u );
+}
+
 }   // namespace
