@@ -9,10 +9,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "routepolicy_export.h"
+#include "substrate/quoin/Node.h"
+#include "substrate/quoin/Ptr.h"
 
 namespace Routing::RouteMap {
 
@@ -77,35 +78,38 @@ class RetiredBlocks {
          return memory;
       }
       Part & part = parts_.back();
-      void * const memory = ( *part.row )[ --part.end ].memory;
+      void * const memory = part.row->blocks[ --part.end ].memory;
       if( part.begin == part.end ) parts_.pop_back();
       return memory;
    }
 
  private:
    static constexpr size_t kRow = 2048;   // sorting more would be a pause
-   using Row = std::vector<Block>;
+   struct Row final : Quoin::Node {
+      std::vector<Block> blocks;   // in ascending order of birth
+   };
 
    // The blocks of a row from `begin` to `end`, which other owners do not have. Not empty.
    struct Part {
-      std::shared_ptr<const Row> row;   // in ascending order of birth
+      Quoin::Ptr<const Row> row;
       size_t begin, end;
 
       // The end of those that were born in `generation` or before.
       size_t endOf( uint64_t generation ) const noexcept {
          const auto isOld = [ = ]( const Block & block ) { return block.birth <= generation; };
-         return size_t( std::partition_point( row->begin() + long( begin ), row->begin() + long( end ), isOld ) - row->begin() );
+         const Block * const first = row->blocks.data();
+         return size_t( std::partition_point( first + begin, first + end, isOld ) - first );
       }
    };
    void sortRecent() {
-      const auto row = std::make_shared<Row>();
+      const auto row = Quoin::makeNode<Row>();
       parts_.push_back( { row, 0, recent_.size() } );
-      row->swap( recent_ );
-      std::ranges::sort( *row, {}, &Block::birth );
+      row->blocks.swap( recent_ );
+      std::ranges::sort( row->blocks, {}, &Block::birth );
    }
 
    std::vector<Part> parts_;
-   Row recent_;
+   std::vector<Block> recent_;
    size_t size_ = 0;
 };
 
